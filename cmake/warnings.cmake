@@ -1,0 +1,9 @@
+# Warnings for our own targets only; the headers of our dependencies are system headers.
+add_library(quorva_warnings INTERFACE)
+target_compile_options(quorva_warnings INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast)
+
+option(QUORVA_WERROR "Treat warnings of our own targets as errors" OFF)
+if(QUORVA_WERROR)
+    target_compile_options(quorva_warnings INTERFACE -Werror)
+endif()

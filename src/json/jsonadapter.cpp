@@ -1,0 +1,399 @@
+#include "json/jsonadapter.h"
+
+// The library would pick its vector paths up from compiler flags; they read whole blocks, beyond the end of a text.
+#undef RAPIDJSON_SSE2
+#undef RAPIDJSON_SSE42
+
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
+
+#include <QList>
+#include <QString>
+#include <QStringConverter>
+#include <QStringList>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <map>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/** Exponents are followed up to here; the digits of no text can bring a larger one back into a double's range. */
+constexpr qint64 HugeExponent = qint64(1) << 48;
+
+/**
+ * True when the number is too small for a double rather than too large, given that it is one of the two: its first
+ * digit other than zero then stands behind the decimal point.
+ */
+bool isUnderflow(std::string_view number)
+{
+    const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
+    const std::string_view digits = number.substr(0, mark);
+    const auto point = static_cast<qint64>(std::min(digits.find('.'), digits.size()));
+    const auto first = static_cast<qint64>(std::min(digits.find_first_of("123456789"), digits.size()));
+
+    qint64 exponent = 0;
+    bool negative = false;
+    for (const char c : number.substr(mark)) {
+        if (c == '-')
+            negative = true;
+        else if (c >= '0' && c <= '9')
+            exponent = std::min(exponent * 10 + (c - '0'), HugeExponent);
+    }
+    return point - first + (negative ? -exponent : exponent) < 0;
+}
+
+/** A number as the reader found it, so its grammar is right. Invalid when no double can hold it. */
+QVariant numberFromText(std::string_view number)
+{
+    const char* begin = number.data();
+    const char* end = begin + number.size();
+    if (number.find_first_of(".eE") == std::string_view::npos) {
+        qlonglong integer = 0;
+        if (std::from_chars(begin, end, integer).ec == std::errc())
+            return integer;
+        qulonglong large = 0;
+        if (std::from_chars(begin, end, large).ec == std::errc())
+            return large;
+    }
+    double real = 0;
+    // Out of range means too large as well as too small; only the first is an error.
+    if (std::from_chars(begin, end, real).ec != std::errc()) {
+        if (!isUnderflow(number))
+            return QVariant();
+        real = number.front() == '-' ? -0.0 : 0.0;
+    }
+    return real;
+}
+
+/**
+ * Builds the tree from the reader's events. Each open container is a frame of its own and moves into its parent when
+ * it is complete: a container that is already inside a variant would be shared, and copied at the next insert.
+ */
+class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeBuilder> {
+public:
+    bool Null() { return add(QVariant()); }
+    bool Bool(bool value) { return add(value); }
+
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool)
+    {
+        QVariant number = numberFromText({text, length});
+        return number.isValid() && add(std::move(number));
+    }
+
+    bool String(const char* text, rapidjson::SizeType length, bool) { return add(decode(text, length)); }
+
+    bool Key(const char* text, rapidjson::SizeType length, bool)
+    {
+        open_.back().name = decode(text, length);
+        return true;
+    }
+
+    bool StartObject() { return start(true); }
+    bool StartArray() { return start(false); }
+
+    bool EndObject(rapidjson::SizeType)
+    {
+        const QVariantMap map(std::move(open_.back().members));
+        open_.pop_back();
+        return add(map);
+    }
+
+    bool EndArray(rapidjson::SizeType)
+    {
+        const QVariantList list(std::move(open_.back().elements));
+        open_.pop_back();
+        return add(list);
+    }
+
+    /** True when every string so far was UTF-8. An escape for one half of a surrogate pair counts as broken too. */
+    bool stringsAreValid() const { return !decoder_.hasError(); }
+
+    QVariant takeRoot() { return std::move(root_); }
+
+private:
+    struct Container {
+        bool isObject;
+        QString name; // of the member whose value comes next
+        std::map<QString, QVariant> members;
+        QVariantList elements;
+    };
+
+    bool start(bool isObject)
+    {
+        if (open_.size() == Json::MaxDepth)
+            return false;
+        open_.push_back({isObject, {}, {}, {}});
+        return true;
+    }
+
+    bool add(QVariant&& value)
+    {
+        if (open_.empty())
+            root_ = std::move(value);
+        else if (Container& parent = open_.back(); parent.isObject)
+            parent.members.insert_or_assign(std::move(parent.name), std::move(value));
+        else
+            parent.elements.append(std::move(value));
+        return true;
+    }
+
+    QString decode(const char* text, rapidjson::SizeType length)
+    {
+        return decoder_.decode(QByteArrayView(text, static_cast<qsizetype>(length)));
+    }
+
+    // Stateless, so that a character cut off at the end of one string does not wait for the next string; a byte order
+    // mark at the start of a string is text.
+    QStringDecoder decoder_{QStringConverter::Utf8,
+                            QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
+    std::vector<Container> open_;
+    QVariant root_;
+};
+
+/** Appends the writer's bytes to an array, with room ahead; the array has its size again once `Flush` was called. */
+class ArrayStream {
+public:
+    using Ch = char;
+
+    explicit ArrayStream(QByteArray* out) : out_(out)
+    {
+        const qsizetype used = out->size();
+        out->resize(std::max(out->capacity(), used + InitialRoom));
+        begin_ = out->data();
+        cursor_ = begin_ + used;
+        end_ = begin_ + out->size();
+    }
+
+    void Put(char c)
+    {
+        if (cursor_ == end_)
+            grow();
+        *cursor_++ = c;
+    }
+
+    void Flush() { out_->resize(cursor_ - begin_); }
+
+private:
+    static constexpr qsizetype InitialRoom = 512; // most replies, so that they need one allocation
+
+    void grow()
+    {
+        const qsizetype used = cursor_ - begin_;
+        out_->resize(2 * used);
+        begin_ = out_->data();
+        cursor_ = begin_ + used;
+        end_ = begin_ + out_->size();
+    }
+
+    QByteArray* out_;
+    char* begin_;
+    char* cursor_;
+    char* end_;
+};
+
+// The writer calls these by argument-dependent lookup.
+void PutReserve(ArrayStream&, std::size_t) {}
+
+void PutUnsafe(ArrayStream& out, char c)
+{
+    out.Put(c);
+}
+
+/** UTF-16 as strings hold it: half a surrogate pair, which UTF-8 cannot express, reads as the replacement character. */
+struct LenientUtf16 : rapidjson::UTF16<char16_t> {
+    template <typename InputStream> static bool Decode(InputStream& in, unsigned* codepoint)
+    {
+        const char16_t unit = in.Take();
+        *codepoint = unit;
+        if (!QChar::isSurrogate(unit))
+            return true;
+        if (QChar::isHighSurrogate(unit) && QChar::isLowSurrogate(in.Peek()))
+            *codepoint = QChar::surrogateToUcs4(unit, in.Take());
+        else
+            *codepoint = QChar::ReplacementCharacter;
+        return true;
+    }
+};
+
+template <typename T> const T& held(const QVariant& value)
+{
+    return *static_cast<const T*>(value.constData());
+}
+
+/** Writes trees. It recurses, as the destructor of a tree does: a tree that could exist at all can be written. */
+class TreeWriter : private rapidjson::Writer<ArrayStream, LenientUtf16> {
+public:
+    explicit TreeWriter(ArrayStream& out) : Writer(out) {}
+
+    void write(const QVariant& value)
+    {
+        switch (value.typeId()) {
+        case QMetaType::UnknownType:
+        case QMetaType::Nullptr:
+            Null();
+            return;
+        case QMetaType::Bool:
+            Bool(value.toBool());
+            return;
+        case QMetaType::Char:
+        case QMetaType::SChar:
+        case QMetaType::Short:
+        case QMetaType::Int:
+        case QMetaType::Long:
+        case QMetaType::LongLong:
+            Int64(value.toLongLong());
+            return;
+        case QMetaType::UChar:
+        case QMetaType::UShort:
+        case QMetaType::UInt:
+        case QMetaType::ULong:
+        case QMetaType::ULongLong:
+            Uint64(value.toULongLong());
+            return;
+        case QMetaType::Float:
+        case QMetaType::Double:
+            writeDouble(value.toDouble());
+            return;
+        case QMetaType::QString:
+            writeString(held<QString>(value));
+            return;
+        case QMetaType::QByteArray:
+            writeBytes(held<QByteArray>(value));
+            return;
+        case QMetaType::QStringList:
+            writeList(held<QStringList>(value), [this](const QString& text) { writeString(text); });
+            return;
+        case QMetaType::QVariantList:
+            writeList(held<QVariantList>(value), [this](const QVariant& element) { write(element); });
+            return;
+        case QMetaType::QVariantMap:
+            writeMap(held<QVariantMap>(value));
+            return;
+        case QMetaType::QVariantHash:
+            writeMap(sorted(held<QVariantHash>(value)));
+            return;
+        default:
+            writeOther(value);
+        }
+    }
+
+private:
+    void writeDouble(double number)
+    {
+        if (!std::isfinite(number)) {
+            Null();
+            return;
+        }
+        std::array<char, 32> text; // the longest shortest form has 24 characters
+        char* end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+        const bool looksIntegral = std::none_of(text.data(), end, [](char c) { return c == '.' || c == 'e'; });
+        if (looksIntegral) { // as it stands it would be read back as an integer
+            *end++ = '.';
+            *end++ = '0';
+        }
+        Prefix(rapidjson::kNumberType);
+        std::for_each(text.data(), end, [this](char c) { os_->Put(c); });
+        EndValue(true);
+    }
+
+    void writeString(const QString& text)
+    {
+        // The decoder looks one unit ahead of a high surrogate, and only a copy is sure to have a terminator there.
+        if (!text.isEmpty() && text.back().isHighSurrogate())
+            putString(QString(text.constData(), text.size()));
+        else
+            putString(text);
+    }
+
+    void putString(QStringView text) { String(text.utf16(), static_cast<rapidjson::SizeType>(text.size())); }
+
+    void writeBytes(const QByteArray& bytes)
+    {
+        // Kept: a byte array ends before its first zero byte. Key bytes and sums carry a terminator that clients must
+        // not see.
+        writeString(QString::fromLatin1(bytes.constData(), qstrnlen(bytes.constData(), bytes.size())));
+    }
+
+    template <typename List, typename WriteElement> void writeList(const List& list, WriteElement writeElement)
+    {
+        StartArray();
+        for (const auto& element : list)
+            writeElement(element);
+        EndArray();
+    }
+
+    void writeMap(const QVariantMap& map)
+    {
+        StartObject();
+        for (auto member = map.cbegin(); member != map.cend(); ++member) {
+            writeString(member.key());
+            write(member.value());
+        }
+        EndObject();
+    }
+
+    static QVariantMap sorted(const QVariantHash& hash)
+    {
+        QVariantMap map;
+        for (auto member = hash.cbegin(); member != hash.cend(); ++member)
+            map.insert(member.key(), member.value());
+        return map;
+    }
+
+    void writeOther(const QVariant& value)
+    {
+        if (value.canConvert<QString>())
+            writeString(value.toString());
+        else
+            Null();
+    }
+};
+
+} // namespace
+
+namespace Json {
+
+bool parse(const QByteArray& text, QVariant* value)
+{
+    // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
+    // character at a time. The copy also has a terminator, which not every array has.
+    QByteArray buffer(text.constData(), text.size());
+    rapidjson::InsituStringStream stream(buffer.data());
+    TreeBuilder builder;
+    rapidjson::Reader reader;
+    // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. It still refuses a
+    // few by itself: zero with an exponent above 308, or hundreds of digits that a negative exponent takes back.
+    // The iterative form costs the same and leaves the stack to the writer and the destructor of the tree.
+    constexpr unsigned flags =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
+    if (!reader.Parse<flags>(stream, builder))
+        return false;
+    // A zero byte in the text ends it for the reader, but not for us.
+    if (stream.Tell() != static_cast<std::size_t>(text.size()) || !builder.stringsAreValid())
+        return false;
+    *value = builder.takeRoot();
+    return true;
+}
+
+void append(const QVariant& value, QByteArray* out)
+{
+    ArrayStream stream(out);
+    TreeWriter(stream).write(value);
+    stream.Flush();
+}
+
+QByteArray serialize(const QVariant& value)
+{
+    QByteArray text;
+    append(value, &text);
+    return text;
+}
+
+} // namespace Json

@@ -1,0 +1,70 @@
+#ifndef QUORVA_LOG_LOG_H
+#define QUORVA_LOG_LOG_H
+
+#include <QByteArray>
+
+#include <cstdio>
+#include <ostream>
+#include <sstream>
+#include <string_view>
+
+/** Levels of a line. The numbers are what `-s` and operators' notes speak of. */
+enum LogLevel : int { LogDebug = 1, LogInfo = 2, LogWarn = 3, LogError = 4, LogCrit = 5 };
+
+/**
+ * One line of the log: made on the stack, filled through the stream that `open` returns, written whole when destroyed.
+ *
+ *     [Mon Jan 07 09:05:03 2019] [ERROR] bdb 42 Failed to ...
+ *
+ * There is one destination and one threshold per process. The main thread sets both before any other thread exists;
+ * afterwards any thread may write lines. A line is one formatted write and one flush, so lines of different threads
+ * never mix. Use the macros below: they test the level first, so a line below the threshold costs one comparison.
+ */
+class Log {
+public:
+    Log() = default;
+    virtual ~Log();
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    /** Writes the prefix (time, level name) and returns the stream for the message. Call it once. */
+    std::ostream& open(int level);
+
+    /** True when lines of this level are to be written. */
+    static bool enabled(int level);
+
+    /** Lines at `threshold` and above are written. The initial threshold is LogInfo. */
+    static void setThreshold(int threshold);
+
+    /** Where lines go; not owned, never closed. While it is null, lines are discarded. */
+    static void setDestination(std::FILE* destination);
+
+    /** Writes `text` and a newline to the destination as they stand, without prefix: for text that comes as lines. */
+    static void writeRaw(std::string_view text);
+
+private:
+    std::ostringstream stream_;
+};
+
+/** Byte arrays are written as their raw characters. */
+std::ostream& operator<<(std::ostream& stream, const QByteArray& bytes);
+
+/** Turns a finished line into a void expression; its operator binds weaker than the insertion into the line. */
+struct LogLineEnd {
+    void operator&(const std::ostream&) const {}
+};
+
+#define QUORVA_LOG_AT(level) !Log::enabled(level) ? static_cast<void>(0) : LogLineEnd() & Log().open(level)
+
+#define LOG_DEBUG QUORVA_LOG_AT(LogDebug)
+#define LOG_INFO QUORVA_LOG_AT(LogInfo)
+#define LOG_WARN QUORVA_LOG_AT(LogWarn)
+
+/**
+ * ERROR and CRIT lines carry their origin: a file name as operators know it, and a number. Where a message has a fixed
+ * identifier, the number is that (operators search for it); elsewhere it is __LINE__.
+ */
+#define LOG_ERROR(origin, number) QUORVA_LOG_AT(LogError) << (origin) << ' ' << (number) << ' '
+#define LOG_CRIT(origin, number) QUORVA_LOG_AT(LogCrit) << (origin) << ' ' << (number) << ' '
+
+#endif

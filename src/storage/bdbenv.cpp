@@ -1,0 +1,159 @@
+#include "storage/bdbenv.h"
+
+#include "log/log.h"
+#include "storage/bdbcacheflushthread.h"
+#include "storage/bdbcheckpointthread.h"
+#include "storage/bdbhotbackup.h"
+#include "storage/bdblockdetectthread.h"
+#include "storage/bdbstatprintthread.h"
+#include "storage/descriptorreserve.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdb";
+
+constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL |
+                                DB_INIT_TXN | DB_LOCKDOWN | DB_PRIVATE;
+
+// With the library's 256 KiB the 738th open database panics the environment, and 64 threads writing to one fully opened
+// table stall for good. 512 KiB would just do; 16 MiB is a good compromise between hot and cold data, and an idle
+// environment pays 1.4 MB for it.
+constexpr u_int32_t CacheBytes = 16 * 1024 * 1024;
+
+constexpr std::time_t SecondsBetweenRecoveryReports = 60;
+
+std::atomic<std::time_t> lastRecoveryReport{0};
+
+void writeMessage(const DbEnv*, const char* message)
+{
+    Log::writeRaw(message); // statistics: whole lines of their own, without a prefix
+}
+
+void logError(const DbEnv*, const char*, const char* message)
+{
+    LOG_ERROR(LogOrigin, __LINE__) << "BDB: " << message;
+}
+
+void reportRecovery(DbEnv* env, int opcode, int percent)
+{
+    if (opcode != DB_RECOVER)
+        return;
+    const std::time_t now = std::time(nullptr);
+    std::time_t last = lastRecoveryReport.load();
+    if (now - last <= SecondsBetweenRecoveryReports || !lastRecoveryReport.compare_exchange_strong(last, now))
+        return;
+    const char* home = nullptr;
+    (void)env->get_home(&home); // on failure the line goes without it
+    // Kept: the word "recoverd" and the doubled percent sign are what operators search for.
+    LOG_INFO << "Env " << (home ? home : "") << " recoverd " << percent << "%%";
+}
+
+} // namespace
+
+BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags) : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity)
+{
+    set_msgcall(writeMessage);
+    set_errcall(logError);
+    (void)set_feedback(reportRecovery); // cannot fail on a new handle
+}
+
+BDBEnv::~BDBEnv()
+{
+    if (checkpointThread_)
+        stopThreads();
+    // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
+    closeObjects();
+    (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
+    if (directory_ >= 0)
+        ::close(directory_);
+}
+
+int BDBEnv::open(const QByteArray& home)
+{
+    if (const int rc = openConfigured(home))
+        return rc;
+    return startThreads();
+}
+
+int BDBEnv::startThreads()
+{
+    lockDetectThread_ = std::make_unique<BDBLockDetectThread>(this);
+    checkpointThread_ = std::make_unique<BDBCheckpointThread>(this);
+    statPrintThread_ = std::make_unique<BDBStatPrintThread>(this);
+    cacheFlushThread_ = std::make_unique<BDBCacheFlushThread>(this);
+    hotBackupThread_ = std::make_unique<BDBHotBackupThread>(this);
+    const MaintenanceThread* threads[] = {lockDetectThread_.get(), checkpointThread_.get(), statPrintThread_.get(),
+                                          cacheFlushThread_.get()};
+    for (const MaintenanceThread* thread : threads) {
+        if (thread->state() == MaintenanceThread::Stopped)
+            return EAGAIN; // no thread to be had: an environment that nobody looks after is not opened
+    }
+    return 0;
+}
+
+void BDBEnv::stopThreads()
+{
+    // All are told before the first is waited for.
+    checkpointThread_->stop();
+    lockDetectThread_->stop();
+    statPrintThread_->stop();
+    cacheFlushThread_->stop();
+    hotBackupThread_->requestStop();
+
+    checkpointThread_->waitStopped();
+    lockDetectThread_->waitStopped();
+    statPrintThread_->waitStopped();
+    cacheFlushThread_->waitStopped();
+    hotBackupThread_.reset(); // its destructor waits
+}
+
+int BDBEnv::openConfigured(const QByteArray& home)
+{
+    if (const int rc = lockDirectory(home))
+        return rc;
+    const DescriptorReserve reserve;
+    if (!reserve.available())
+        return EMFILE;
+
+    if (const int rc = set_intermediate_dir_mode("rwx------"))
+        return rc;
+    if (const int rc = set_alloc(std::malloc, std::realloc, std::free)) // lists that come back are freed with free()
+        return rc;
+    if (const int rc = set_flags(DB_AUTO_COMMIT, 1))
+        return rc;
+    if (const int rc = log_set_config(DB_LOG_DSYNC, 1))
+        return rc;
+    if (const int rc = set_cachesize(0, CacheBytes, 1))
+        return rc;
+    // A deadlock is broken at once when a lock must wait, with the policy of the periodic detection: with that alone
+    // two clients that write batches would stand still for seconds.
+    if (const int rc = set_lk_detect(DB_LOCK_YOUNGEST))
+        return rc;
+    return DbEnv::open(home.constData(), OpenFlags, 0);
+}
+
+int BDBEnv::lockDirectory(const QByteArray& home)
+{
+    // An empty name would mean the working directory to Berkeley DB, and a zero byte would cut the name short: neither
+    // is a directory that anybody named.
+    if (home.isEmpty() || home.contains('\0'))
+        return ENOENT;
+    directory_ = ::open(home.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory_ < 0)
+        return errno;
+    return ::flock(directory_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+}
+
+int BDBEnv::backup(const QString& target, int mode)
+{
+    return hotBackupThread_ ? hotBackupThread_->schedule(target, mode) : 3;
+}

@@ -1,0 +1,83 @@
+#ifndef QUORVA_STORAGE_BDBENV_H
+#define QUORVA_STORAGE_BDBENV_H
+
+#include "storage/bdbobjtable.h"
+#include "storage/environmentuse.h"
+
+#include <db_cxx.h>
+
+#include <QByteArray>
+#include <QReadWriteLock>
+
+#include <memory>
+
+class BDBCacheFlushThread;
+class BDBCheckpointThread;
+class BDBHotBackupThread;
+class BDBLockDetectThread;
+class BDBStatPrintThread;
+
+/**
+ * One open Berkeley DB environment: a directory on disk that is opened once and shared by all requests. It is also the
+ * table of the database handles that are open in it; they live as long as it does. It owns the threads that look after
+ * it: deadlock detection, checkpoints, cache flushing, statistics, and the hot backup.
+ *
+ * Threads: opened and destroyed by one thread (the registry sees to that), used by any number in between; all handles
+ * are opened for threads.
+ */
+class BDBEnv : public DbEnv, public BDBObject, public BDBObjTable {
+public:
+    /** `tableCapacity` is the number of slots for database handles, `dbEnvFlags` go to Berkeley DB. */
+    BDBEnv(int tableCapacity, u_int32_t dbEnvFlags);
+
+    /**
+     * Ends the threads, a full backup included, then closes the database handles, then the environment. Nobody may use
+     * them any more.
+     */
+    ~BDBEnv() override;
+
+    int type() const override { return BDBEnvType; }
+
+    /**
+     * Configures and opens the environment in the directory `home`, which must exist, and runs recovery. The directory
+     * is held with an exclusive `flock` while the environment lives: two private environments on one directory, in this
+     * process or another, would destroy each other's data. Returns 0, a Berkeley DB code or an errno value; after a
+     * failure the object can only be destroyed.
+     */
+    [[nodiscard]] int open(const QByteArray& home);
+
+    /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
+    [[nodiscard]] int backup(const QString& target, int mode);
+
+    /**
+     * Every commit holds it shared; whoever holds it exclusively knows that nothing is committed meanwhile. Last in the
+     * lock order, and held for moments only.
+     */
+    QReadWriteLock& commitGate() { return commitGate_; }
+
+    /** Names held by BDBLocker objects; guarded by mutex(). */
+    QHash<QString, int>& lockNames() { return lockNames_; }
+
+    /** Who still holds on to the environment; outlives it. */
+    const std::shared_ptr<EnvironmentUseCount>& uses() const { return uses_; }
+
+private:
+    int lockDirectory(const QByteArray& home);
+    int openConfigured(const QByteArray& home);
+    int startThreads();
+    void stopThreads();
+
+    QHash<QString, int> lockNames_;
+    QReadWriteLock commitGate_;
+    const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
+    int directory_ = -1; // descriptor that carries the flock; owned
+
+    // Null until open() succeeds.
+    std::unique_ptr<BDBCheckpointThread> checkpointThread_;
+    std::unique_ptr<BDBLockDetectThread> lockDetectThread_;
+    std::unique_ptr<BDBCacheFlushThread> cacheFlushThread_;
+    std::unique_ptr<BDBStatPrintThread> statPrintThread_;
+    std::unique_ptr<BDBHotBackupThread> hotBackupThread_;
+};
+
+#endif

@@ -1,0 +1,77 @@
+#ifndef QUORVA_STORAGE_BDBHOTBACKUP_H
+#define QUORVA_STORAGE_BDBHOTBACKUP_H
+
+#include "storage/maintenanceperiods.h"
+
+#include <QMutex>
+#include <QString>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+class BDBEnv;
+struct LogPosition;
+
+/** What a backup is asked to do. The numbers come with the requests. */
+enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
+
+/**
+ * Copies an environment to a directory while it serves, and keeps the copy current by moving there each log file that
+ * the environment no longer needs. Idle until schedule() starts it.
+ *
+ *     target/                          the copy: database and log files
+ *     target/BackupInProgress.tmp      made by whoever asks for a full backup, deleted here when that is complete
+ *     target/__log__/log.0000000042    log files moved out of the environment afterwards
+ *     target/__log__/log....del        the previous copy of a log file while it is being replaced
+ *
+ * Threads: schedule() from any; requestStop() from any. The environment must outlive the object, whose destructor waits
+ * for the thread, a full copy included. Not a QThread, for the reason that MaintenanceThread gives.
+ */
+class BDBHotBackupThread final {
+public:
+    explicit BDBHotBackupThread(BDBEnv* env, std::chrono::milliseconds period = MaintenancePeriods::LogShipping);
+    ~BDBHotBackupThread();
+    BDBHotBackupThread(const BDBHotBackupThread&) = delete;
+    BDBHotBackupThread& operator=(const BDBHotBackupThread&) = delete;
+
+    /**
+     * BackupFull: a full copy to `target`, then log shipping; replaces a log shipping under way, and waits for that to
+     * end. BackupShipLogs: log shipping alone. Any other mode stops what runs, without waiting, and lets checkpoints
+     * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy.
+     */
+    [[nodiscard]] int schedule(const QString& target, int mode);
+
+    /** Makes the thread end at its next step; a sleep ends at once. */
+    void requestStop();
+
+private:
+    void run();
+    void work();
+    void join();
+    int fullBackup();
+    static int backupFailed(int rc);
+    int copyLogSince(LogPosition* position);
+    int shipLogs();
+    bool sleepUntilNextCycle();
+    bool stopRequested();
+    int startThread(const QString& target, int mode);
+
+    BDBEnv* const env_; // not owned
+    const std::chrono::milliseconds period_;
+    QMutex scheduleMutex_; // one order at a time
+    QString target_;       // written under scheduleMutex_ while the thread does not run
+    std::thread thread_;   // replaced under scheduleMutex_
+    std::atomic<bool> running_{false};
+    std::atomic<int> mode_{BackupStop};
+    std::mutex stopMutex_;
+    std::condition_variable stopChanged_;
+    bool stopFlag_ = false; // guarded by stopMutex_
+};
+
+/** Lets checkpoints of every environment remove log files again. */
+void disableBackup();
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef QUORVA_STORAGE_BDBINDEX_H
+#define QUORVA_STORAGE_BDBINDEX_H
+
+#include "storage/bdbobject.h"
+
+#include <db_cxx.h>
+
+class BDBTxn;
+
+/**
+ * A database handle. Shared by all threads once it is open. A transaction argument may be null: no transaction.
+ * Results are Berkeley DB's.
+ */
+class BDBIndex : public BDBObject, public Db {
+public:
+    /** The handle belongs to `env`, which must outlive it. */
+    BDBIndex(DbEnv* env, u_int32_t flags);
+    ~BDBIndex() override;
+
+    int type() const override { return BDBIndexType; }
+
+    /** Opens sub-database `subDb` of `file`, without a transaction, with mode 0. */
+    [[nodiscard]] int open(const char* file, const char* subDb, DBTYPE type, u_int32_t flags);
+
+    [[nodiscard]] int put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
+    [[nodiscard]] int get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
+    [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
+
+    /** 12 when the handle is not open, without a call to Berkeley DB. */
+    int close(u_int32_t flags) override;
+
+    int isOpen() const { return isOpen_; }
+
+private:
+    int isOpen_ = 0;
+};
+
+#endif

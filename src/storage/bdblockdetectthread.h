@@ -1,0 +1,16 @@
+#ifndef QUORVA_STORAGE_BDBLOCKDETECTTHREAD_H
+#define QUORVA_STORAGE_BDBLOCKDETECTTHREAD_H
+
+#include "storage/maintenanceperiods.h"
+#include "storage/maintenancethread.h"
+
+/** Breaks deadlocks: fails the youngest of the lockers that wait for each other. */
+class BDBLockDetectThread final : public MaintenanceThread {
+public:
+    explicit BDBLockDetectThread(BDBEnv* env, std::chrono::milliseconds period = MaintenancePeriods::LockDetect);
+
+private:
+    void cycle() override;
+};
+
+#endif

@@ -1,0 +1,231 @@
+#include "storage/bdbregistry.h"
+
+#include "log/log.h"
+#include "storage/accesslock.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
+#include "storage/closingenvironments.h"
+#include "storage/descriptorreserve.h"
+#include "storage/environmentpath.h"
+#include "storage/resultcodes.h"
+
+#include <QMutexLocker>
+
+#include <cerrno>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdb";
+
+constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
+constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
+
+// Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
+constexpr qsizetype MaxRememberedNames = 65536;
+
+/** The descriptor behind a name, or 0. A new spelling of a registered directory is remembered. Call with the mutex
+ * held. */
+int findDescriptor(BDBObjTable* registry, const QString& key)
+{
+    if (const int descriptor = registry->names().value(key, 0))
+        return descriptor;
+    const QString canonical = canonicalEnvironmentKey(key);
+    const int descriptor = registry->names().value(canonical, 0);
+    if (descriptor != 0 && registry->names().size() < MaxRememberedNames) {
+        registry->names().insert(key, descriptor);
+        registry->locks().insert(key, registry->locks().value(canonical));
+    }
+    return descriptor;
+}
+
+/** Forgets a descriptor: its slot and all its names, which are returned. Call with the mutex held. */
+QSet<QString> forgetDescriptor(BDBObjTable* registry, int descriptor)
+{
+    QSet<QString> forgotten;
+    registry->names().removeIf([&](const auto& entry) {
+        if (entry.value() != descriptor)
+            return false;
+        forgotten.insert(entry.key());
+        return true;
+    });
+    registry->clearSlot(descriptor);
+    return forgotten;
+}
+
+/** The lock of a name, or null. Call with the mutex held. */
+std::shared_ptr<AccessLock> findLock(BDBObjTable* registry, const QString& key)
+{
+    if (auto lock = registry->locks().value(key))
+        return lock;
+    return registry->locks().value(canonicalEnvironmentKey(key));
+}
+
+BDBEnv* environmentAt(const BDBObjTable* registry, int descriptor)
+{
+    return static_cast<BDBEnv*>(registry->getObject(descriptor, BDBEnvType));
+}
+
+int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity,
+               const QByteArray& home)
+{
+    auto opened = std::make_unique<BDBEnv>(tableCapacity, DB_CXX_NO_EXCEPTIONS);
+    if (const int rc = opened->open(home)) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
+        return 3;
+    }
+    LOG_DEBUG << "Adding new env path " << home << " id " << key.toUtf8();
+    *env = EnvironmentUse(opened.get(), opened->uses());
+    // From here on the environment belongs to the registry or, when that is full, to nobody: closing it would pull it
+    // away from the request that goes on with `env`.
+    BDBEnv* registered = opened.release();
+    if (registerEnv(registry, registered, canonicalEnvironmentKey(key)) > 0)
+        return 0;
+    LOG_CRIT(LogOrigin, __LINE__) << "Failed to add env with id: " << key.toUtf8();
+    return 2;
+}
+
+} // namespace
+
+int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
+            const QByteArray& home)
+{
+    QMutexLocker locker(&registry->mutex());
+    int descriptor = findDescriptor(registry, key);
+    while (descriptor < 1 && create != 0 && closingEnvironments().contains(canonicalEnvironmentKey(key))) {
+        locker.unlock();
+        env->reset(); // it may hold on to the very environment that is being closed
+        closingEnvironments().waitFor(canonicalEnvironmentKey(key));
+        locker.relock();
+        descriptor = findDescriptor(registry, key);
+    }
+    if (descriptor >= 1) {
+        BDBEnv* found = environmentAt(registry, descriptor);
+        *env = EnvironmentUse(found, found->uses());
+        return 0;
+    }
+    env->reset();
+    if (create == 0) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to load env with id: " << key.toUtf8();
+        return 3;
+    }
+    return openNewEnv(registry, key, env, tableCapacity, home);
+}
+
+int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
+{
+    const int descriptor = registry->addDesc(env);
+    if (descriptor < 1)
+        return -1;
+    registry->names().insert(key, descriptor);
+    registry->locks().insert(key, std::make_shared<AccessLock>());
+    return descriptor;
+}
+
+std::shared_ptr<AccessLock> lockEnv(BDBObjTable* registry, const QByteArray& tableName, bool exclusive)
+{
+    const QString key = environmentKey(environmentDirectory(tableName));
+    for (;;) {
+        std::shared_ptr<AccessLock> lock;
+        {
+            const QMutexLocker locker(&registry->mutex());
+            lock = findLock(registry, key);
+        }
+        if (!lock) {
+            LOG_ERROR(LogOrigin, __LINE__) << "Failed to find lock for dbid: " << key.toUtf8();
+            return nullptr;
+        }
+        if (exclusive)
+            lock->lockForWrite();
+        else if (!lock->tryLockForRead())
+            return nullptr;
+        {
+            const QMutexLocker locker(&registry->mutex());
+            if (findLock(registry, key) == lock)
+                return lock;
+        }
+        // While we waited, the environment was removed, and its lock with it. It may have been opened anew since.
+        lock->unlock();
+    }
+}
+
+void unlockEnv(BDBObjTable* registry, const QByteArray& tableName)
+{
+    std::shared_ptr<AccessLock> lock;
+    {
+        const QMutexLocker locker(&registry->mutex());
+        lock = findLock(registry, environmentKey(environmentDirectory(tableName)));
+    }
+    if (lock)
+        lock->unlock();
+}
+
+void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
+{
+    {
+        const QMutexLocker locker(&registry->mutex());
+        registry->locks().removeIf([&](const auto& entry) { return entry.value() == lock; });
+    }
+    lock->unlock();
+}
+
+void removeEnv(BDBObjTable* registry, const QByteArray& tableName)
+{
+    const QString key = environmentKey(environmentDirectory(tableName));
+    std::unique_ptr<BDBEnv> env;
+    QSet<QString> names;
+    {
+        const QMutexLocker locker(&registry->mutex());
+        const int descriptor = findDescriptor(registry, key);
+        if (descriptor < 1)
+            return;
+        env.reset(environmentAt(registry, descriptor));
+        if (!env)
+            return;
+        names = forgetDescriptor(registry, descriptor);
+        closingEnvironments().add(names);
+    }
+    // Closing writes to disk and waits for threads, so it is done without the mutex; whoever wants to open this
+    // environment again waits, all others go on.
+    env->uses()->waitUnused();
+    env.reset();
+    closingEnvironments().remove(names);
+}
+
+int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb, BDBIndex** index)
+{
+    BDBEnv* env = table->env();
+    if (env == nullptr) {
+        LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
+        return -1;
+    }
+    // Held to the end, so that two requests never open the same database twice.
+    const QMutexLocker locker(&env->mutex());
+    if (const int descriptor = env->names().value(key, 0); descriptor >= 1) {
+        *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
+        return 0;
+    }
+
+    auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
+    const DescriptorReserve reserve;
+    int rc = reserve.available() ? 0 : EMFILE;
+    if (rc == 0 && file.contains('\0'))
+        rc = EINVAL; // Berkeley DB would open the file of another table: the one named up to the zero byte
+    if (rc == 0)
+        rc = opened->set_pagesize(PageBytes);
+    if (rc == 0)
+        rc = opened->open(file.constData(), subDb, DB_BTREE, IndexFlags);
+    if (rc != 0) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
+                                      << " flags " << IndexFlags;
+        return NoHandle;
+    }
+
+    const int descriptor = env->addDesc(opened.get());
+    if (descriptor < 1) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
+        return NoHandle;
+    }
+    env->names().insert(key, descriptor | ENV_DESC_FLAG);
+    *index = opened.release();
+    return 0;
+}

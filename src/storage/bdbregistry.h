@@ -1,0 +1,65 @@
+#ifndef QUORVA_STORAGE_BDBREGISTRY_H
+#define QUORVA_STORAGE_BDBREGISTRY_H
+
+#include "storage/bdbobjtable.h"
+#include "storage/environmentuse.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+class AccessLock;
+class BDBIndex;
+
+/**
+ * Finding, opening, locking and removing environments, and opening the databases in them. All functions may be called
+ * by any thread.
+ *
+ * Lock order: an environment's access lock, then the registry's mutex, then the environment's table mutex.
+ *
+ * One directory is one environment: names are compared by the directory they lead to, however it is spelled. A spelling
+ * that was resolved once is remembered until its environment is removed. Messages show the spelling of the request.
+ */
+
+/**
+ * Finds the environment named `key` (an "env::" name) or, with `create`, opens it in the directory `home` and registers
+ * it. Result 0: `env` holds on to it. 3: not registered and `create` is 0, or it could not be opened. 2: the registry
+ * is full; the environment is then open, neither registered nor closed, and stays in `env`. While the same environment
+ * is being closed by another thread, `create` waits for that.
+ */
+[[nodiscard]] int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
+                          const QByteArray& home);
+
+/** Registers `env` with a new access lock. Its descriptor, or -1 when the registry is full. The caller holds the mutex.
+ */
+[[nodiscard]] int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key);
+
+/**
+ * Takes the access lock of the table's environment and returns it; null when it was not taken. Shared: never waits, so
+ * that a request which meets a table being deleted fails at once. Exclusive: waits as long as needed. An environment
+ * without a lock (not open, or removed meanwhile) is one ERROR line.
+ */
+[[nodiscard]] std::shared_ptr<AccessLock> lockEnv(BDBObjTable* registry, const QByteArray& tableName, bool exclusive);
+
+/** Gives back one hold of this thread on the lock of the table's environment; does nothing when there is none. */
+void unlockEnv(BDBObjTable* registry, const QByteArray& tableName);
+
+/** Gives back `lock` and takes it out of the registry, unless another has taken its place there. */
+void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock);
+
+/**
+ * Takes the table's environment out of the registry, waits until nobody holds on to it and destroys it. The caller
+ * holds its access lock exclusively and no EnvironmentUse of it. Does nothing when it is not registered.
+ */
+void removeEnv(BDBObjTable* registry, const QByteArray& tableName);
+
+/**
+ * Finds or opens sub-database `subDb` of `file` in the environment attached to `table` (a connection's table); `key` is
+ * its "db::" name there. 0: `index` is set, shared with all other requests, and stays open as long as the environment.
+ * -1: no environment is attached. 12: it could not be opened, or the environment's table is full.
+ */
+[[nodiscard]] int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
+                            BDBIndex** index);
+
+#endif

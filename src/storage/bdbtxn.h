@@ -1,0 +1,44 @@
+#ifndef QUORVA_STORAGE_BDBTXN_H
+#define QUORVA_STORAGE_BDBTXN_H
+
+#include "storage/bdbobject.h"
+
+#include <db_cxx.h>
+
+class BDBEnv;
+
+/** A transaction. Belongs to the thread that began it; destroying an unfinished one abandons its writes. */
+class BDBTxn final : public BDBObject {
+public:
+    BDBTxn() = default;
+    ~BDBTxn();
+
+    int type() const override { return BDBTxnType; }
+
+    /** Begins a transaction of `env`, which must outlive it, without a parent. A failure is one ERROR line. */
+    [[nodiscard]] int begin(BDBEnv* env, u_int32_t flags);
+
+    /**
+     * 12 with an ERROR line when none is active. Otherwise the transaction is over whatever the result: a failed commit
+     * leaves nothing to abort.
+     */
+    [[nodiscard]] int commit(u_int32_t flags);
+
+    /** 12 when none is active. */
+    int abort();
+
+    bool isActive() const { return txn_ != nullptr; }
+
+    /** Berkeley DB's handle of a transaction argument, which may be null. */
+    static DbTxn* handleOf(const BDBTxn* txn) { return txn != nullptr ? txn->txn_ : nullptr; }
+
+private:
+    BDBEnv* env_ = nullptr; // not owned; set by begin()
+    DbTxn* txn_ = nullptr;  // owned by Berkeley DB, which frees it at commit and abort
+};
+
+/** How every transaction of ours ends: on `rc` 0 a commit with the server's flags, whose result it returns; else abort.
+ */
+[[nodiscard]] int finish(BDBTxn& txn, int rc);
+
+#endif

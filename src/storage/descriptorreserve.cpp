@@ -1,0 +1,42 @@
+#include "storage/descriptorreserve.h"
+
+#include <atomic>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int KeptFree = 16;
+constexpr int PerOpening = 4; // what another opening under way may still take
+
+std::atomic<int> openings{0};
+
+/**
+ * Counts from the lowest free descriptor, which is the one that the kernel hands out, until enough free ones were seen.
+ * Those in use above it are asked one by one: connections that ended leave gaps, so the limit alone tells nothing.
+ */
+bool enoughLeft(int wanted)
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return true;
+    const int lowestFree = ::open("/", O_PATH | O_CLOEXEC);
+    if (lowestFree < 0)
+        return false;
+    ::close(lowestFree);
+    int left = 0;
+    for (int descriptor = lowestFree; left < wanted && static_cast<rlim_t>(descriptor) < limit.rlim_cur; ++descriptor)
+        left += ::fcntl(descriptor, F_GETFD) == -1 ? 1 : 0;
+    return left >= wanted;
+}
+
+} // namespace
+
+DescriptorReserve::DescriptorReserve() : available_(enoughLeft(KeptFree + PerOpening * openings.fetch_add(1))) {}
+
+DescriptorReserve::~DescriptorReserve()
+{
+    openings.fetch_sub(1);
+}

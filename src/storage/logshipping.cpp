@@ -1,0 +1,124 @@
+#include "storage/logshipping.h"
+
+#include "log/log.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* LogOrigin = "bdb";
+constexpr const char* SafetySuffix = ".del"; // of the previous copy of a file while it is being replaced
+
+fs::path pathOf(const QByteArray& name)
+{
+    return name.toStdString();
+}
+
+/** Makes what was written to a file or directory survive a loss of power. */
+bool syncToDisk(const fs::path& path)
+{
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return false;
+    const bool synced = ::fsync(descriptor) == 0;
+    ::close(descriptor);
+    return synced;
+}
+
+/** The number in "log." and ten digits; nothing for any other name. */
+std::optional<std::uint32_t> logNumber(const std::string& name)
+{
+    constexpr std::size_t Digits = 10;
+    if (name.size() != 4 + Digits || name.compare(0, 4, "log.") != 0 ||
+        name.find_first_not_of("0123456789", 4) != std::string::npos)
+        return std::nullopt;
+    return static_cast<std::uint32_t>(std::stoull(name.substr(4)));
+}
+
+/** Removes the files of a directory whose names `unwanted` wants to go; a directory that is not there holds none. */
+template <typename Unwanted> std::error_code removeFiles(const fs::path& directory, Unwanted unwanted)
+{
+    std::error_code error;
+    if (!fs::is_directory(directory, error))
+        return {};
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (unwanted(entry->path().filename().string()) && !fs::remove(entry->path(), error) && error)
+            return error;
+    }
+    return error;
+}
+
+} // namespace
+
+QByteArray logDirectory(const QByteArray& target)
+{
+    return target + "/__log__";
+}
+
+int backupLog(const QByteArray& target, const QByteArrayList& paths)
+{
+    const QByteArray directory = logDirectory(target);
+    std::error_code error;
+    if (!fs::exists(pathOf(directory), error) && !fs::create_directory(pathOf(directory), error)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "Error in creating dir " << directory;
+        return 0;
+    }
+    for (const QByteArray& path : paths) {
+        const QByteArray destination = directory + "/" + path.sliced(path.lastIndexOf('/') + 1);
+        if (const int rc = moveFile(path, destination)) {
+            LOG_ERROR(LogOrigin, __LINE__) << "Error in moving log file " << path;
+            return rc;
+        }
+    }
+    return 0;
+}
+
+int moveFile(const QByteArray& source, const QByteArray& destination)
+{
+    constexpr int Failed = 2;
+    const fs::path from = pathOf(source);
+    const fs::path to = pathOf(destination);
+    const fs::path safety = pathOf(destination + SafetySuffix);
+    std::error_code error;
+
+    // When both exist, an earlier move was cut off while it copied: the one to keep is the older, which is whole.
+    if (fs::exists(to, error) && !fs::exists(safety, error)) {
+        fs::rename(to, safety, error);
+        if (error)
+            return Failed;
+    }
+    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || !syncToDisk(to) ||
+        !syncToDisk(to.parent_path())) {
+        std::error_code ignored; // half a copy is of no use to anybody
+        fs::remove(to, ignored);
+        return Failed;
+    }
+    fs::remove(safety, error); // nothing to remove is no error; a leftover is dealt with by the next move
+    fs::remove(from, error);   // likewise: what stays is copied again in the next cycle
+    return 0;
+}
+
+int removeEarlierLogs(const QByteArray& target, std::uint32_t first, std::uint32_t last)
+{
+    const auto shipped = [](std::string name) {
+        if (name.ends_with(SafetySuffix))
+            name.resize(name.size() - std::char_traits<char>::length(SafetySuffix));
+        return logNumber(name).has_value();
+    };
+    const auto outside = [&](const std::string& name) {
+        const auto number = logNumber(name);
+        return number && (*number < first || *number > last);
+    };
+    if (const std::error_code error = removeFiles(pathOf(logDirectory(target)), shipped))
+        return error.value();
+    return removeFiles(pathOf(target), outside).value();
+}

@@ -1,0 +1,36 @@
+#ifndef QUORVA_STORAGE_LOGSHIPPING_H
+#define QUORVA_STORAGE_LOGSHIPPING_H
+
+#include <QByteArray>
+#include <QByteArrayList>
+
+#include <cstdint>
+
+/** Moving log files into a backup directory. Blocking file work; any thread, one per directory at a time. */
+
+/** Where the log files of a backup go. */
+QByteArray logDirectory(const QByteArray& target);
+
+/**
+ * Moves each of `paths` into the target's log directory, which is made when missing. 0; 2 for the first file that could
+ * not be moved, with an ERROR line; the remaining ones wait for the next cycle.
+ *
+ * Kept: a log directory that cannot be made is an ERROR line and 0, so that the cycle counts as done and the log files
+ * stay where they are.
+ */
+[[nodiscard]] int backupLog(const QByteArray& target, const QByteArrayList& paths);
+
+/**
+ * Moves one file. An older file of the same name keeps existing as "<destination>.del" until the copy is complete and
+ * on disk, and the source until after that: a crash leaves a whole copy somewhere. 0 or 2.
+ */
+[[nodiscard]] int moveFile(const QByteArray& source, const QByteArray& destination);
+
+/**
+ * Removes the log files that earlier backups left in the target: all in its log directory, and next to the database
+ * files those whose numbers are not `first` to `last`. A restore would find a gap between them and a new copy, or apply
+ * records of an environment that took another course. 0 or an errno value.
+ */
+[[nodiscard]] int removeEarlierLogs(const QByteArray& target, std::uint32_t first, std::uint32_t last);
+
+#endif

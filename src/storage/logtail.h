@@ -1,0 +1,28 @@
+#ifndef QUORVA_STORAGE_LOGTAIL_H
+#define QUORVA_STORAGE_LOGTAIL_H
+
+#include <QByteArray>
+
+#include <cstdint>
+
+class BDBEnv;
+
+/** A place in an environment's log: a file number and a byte offset in that file. */
+struct LogPosition {
+    std::uint32_t file = 0;
+    std::uint32_t offset = 0;
+};
+
+/** Flushes the log and tells where its next record goes: all before that is in the log files. 0 or an error code. */
+[[nodiscard]] int flushedLogPosition(BDBEnv* env, LogPosition* position);
+
+/** The number of the oldest log file that the environment has. 0; DB_NOTFOUND while the log is empty; an error code. */
+[[nodiscard]] int firstLogFile(BDBEnv* env, std::uint32_t* number);
+
+/**
+ * Copies what the log files hold between two positions into the files of the same names in `target`, at the same
+ * offsets, and waits until it is on disk. 0 or an errno value.
+ */
+[[nodiscard]] int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to);
+
+#endif

@@ -1,0 +1,104 @@
+#include "storage/accesslock.h"
+
+#include "support/waituntil.h"
+
+#include <gtest/gtest.h>
+
+#include <QtGlobal>
+
+#include <future>
+
+namespace
+{
+
+/** Runs `call` in a thread of its own and returns its answer. */
+template <typename Call> auto elsewhere(Call call)
+{
+    return std::async(std::launch::async, call).get();
+}
+
+/** Tries the lock from another thread, and gives it back there. */
+bool readableElsewhere(AccessLock& lock)
+{
+    return elsewhere([&lock] {
+        if (!lock.tryLockForRead())
+            return false;
+        lock.unlock();
+        return true;
+    });
+}
+
+void ignoreMessage(QtMsgType, const QMessageLogContext&, const QString&) {}
+
+TEST(AccessLock, IsSharedByReaders)
+{
+    AccessLock lock;
+    ASSERT_TRUE(lock.tryLockForRead());
+    EXPECT_TRUE(readableElsewhere(lock));
+    lock.unlock();
+}
+
+TEST(AccessLock, RefusesReadersAtOnceWhileAWriterHoldsIt)
+{
+    AccessLock lock;
+    lock.lockForWrite();
+    EXPECT_FALSE(readableElsewhere(lock));
+    lock.unlock();
+    EXPECT_TRUE(readableElsewhere(lock));
+}
+
+TEST(AccessLock, RefusesNewReadersWhileAWriterWaits)
+{
+    AccessLock lock;
+    ASSERT_TRUE(lock.tryLockForRead());
+    const auto writer = std::async(std::launch::async, [&lock] {
+        lock.lockForWrite();
+        lock.unlock();
+    });
+    EXPECT_TRUE(waitUntil([&] { return !readableElsewhere(lock); }));
+    lock.unlock();
+    writer.wait();
+    EXPECT_TRUE(readableElsewhere(lock));
+}
+
+TEST(AccessLock, AThreadThatReadsMayReadAgainAlthoughAWriterWaits)
+{
+    AccessLock lock;
+    ASSERT_TRUE(lock.tryLockForRead());
+    const auto writer = std::async(std::launch::async, [&lock] {
+        lock.lockForWrite();
+        lock.unlock();
+    });
+    EXPECT_TRUE(waitUntil([&] { return !readableElsewhere(lock); }));
+    EXPECT_TRUE(lock.tryLockForRead());
+    lock.unlock();
+    EXPECT_EQ(writer.wait_for(std::chrono::seconds(0)), std::future_status::timeout); // one hold is left
+    lock.unlock();
+    writer.wait();
+}
+
+TEST(AccessLock, AThreadThatWritesMayWriteAgain)
+{
+    AccessLock lock;
+    lock.lockForWrite();
+    lock.lockForWrite();
+    lock.unlock();
+    EXPECT_FALSE(readableElsewhere(lock));
+    lock.unlock();
+    EXPECT_TRUE(readableElsewhere(lock));
+}
+
+TEST(AccessLock, UnlockByAThreadThatHoldsNothingDoesNothing)
+{
+    const QtMessageHandler previous = qInstallMessageHandler(ignoreMessage); // the library complains
+    AccessLock lock;
+    lock.unlock();
+    lock.lockForWrite();
+    elsewhere([&lock] { lock.unlock(); });
+    EXPECT_FALSE(readableElsewhere(lock));
+    lock.unlock();
+    EXPECT_TRUE(readableElsewhere(lock));
+    qInstallMessageHandler(previous);
+}
+
+} // namespace

@@ -1,0 +1,145 @@
+#include "storage/bdbenv.h"
+
+#include "childprocess.h"
+#include "descriptorlimit.h"
+#include "loglines.h"
+#include "replacedcalls.h"
+#include "rows.h"
+#include "storage/bdbtxn.h"
+#include "storage/bdbregistry.h"
+#include "support/tempdir.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace
+{
+
+class BDBEnvCrashTest : public testing::Test
+{
+protected:
+    static std::unique_ptr<BDBEnv> opened(const TempDir& home, int tableCapacity = 16)
+    {
+        auto env = std::make_unique<BDBEnv>(tableCapacity, DB_CXX_NO_EXCEPTIONS);
+        EXPECT_EQ(env->open(home.bytes()), 0);
+        return env;
+    }
+
+    static BDBIndex* openedIndex(BDBEnv& env, const QByteArray& file = "orders")
+    {
+        BDBObjTable connection(4);
+        connection.setEnv(&env);
+        BDBIndex* index = nullptr;
+        EXPECT_EQ(openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
+        return index;
+    }
+
+    TempDir home_;
+};
+
+TEST_F(BDBEnvCrashTest, CommittedWritesSurviveAKillInTheMiddleOfWriting)
+{
+    constexpr int Enough = 200;
+    ChildProcess writer([&](const ChildProcess::Teller& teller) {
+        const auto env = opened(home_);
+        BDBIndex* index = openedIndex(*env);
+        for (int i = 0;; ++i) {
+            BDBTxn txn;
+            if (txn.begin(env.get(), 0) != 0 || putRow(index, &txn, std::to_string(i), std::string(500, 'x')) != 0 ||
+                finish(txn, 0) != 0)
+                return;
+            teller.tell(i);
+        }
+    });
+    int committed = -1;
+    while (committed < Enough)
+        ASSERT_TRUE(writer.hear(&committed));
+    writer.kill();
+    while (writer.hear(&committed)) // the last ones it told
+        ;
+
+    const auto env = opened(home_);
+    BDBIndex* index = openedIndex(*env);
+    for (int i = 0; i <= committed; ++i)
+        EXPECT_EQ(rowOf(index, nullptr, std::to_string(i)), std::string(500, 'x')) << i;
+    EXPECT_EQ(rowOf(index, nullptr, std::to_string(committed + 2)), NoRow); // it was at the next one at most
+}
+
+TEST_F(BDBEnvCrashTest, UnfinishedWritesAreUndone)
+{
+    ChildProcess writer([&](const ChildProcess::Teller& teller) {
+        const auto env = opened(home_);
+        BDBIndex* index = openedIndex(*env);
+        EXPECT_EQ(putRow(index, nullptr, "row", "committed"), 0);
+        BDBTxn txn;
+        EXPECT_EQ(txn.begin(env.get(), 0), 0);
+        EXPECT_EQ(putRow(index, &txn, "row", "unfinished"), 0);
+        EXPECT_EQ(putRow(index, &txn, "other", "unfinished"), 0);
+        EXPECT_EQ(env->log_flush(nullptr), 0); // on disk, data files included
+        EXPECT_EQ(env->memp_sync(nullptr), 0);
+        teller.tell(testing::Test::HasFailure() ? 1 : 0);
+        (void)pause();
+    });
+    int failed = 1;
+    ASSERT_TRUE(writer.hear(&failed));
+    EXPECT_EQ(failed, 0);
+    writer.kill();
+
+    advanceClock(std::chrono::hours(1));
+    LogCapture log;
+    const auto env = opened(home_);
+    EXPECT_EQ(log.count("[INFO] Env " + home_.path() + " recoverd "), 1U) << log.text();
+    EXPECT_EQ(rowOf(openedIndex(*env), nullptr, "row"), "committed");
+    EXPECT_EQ(rowOf(openedIndex(*env), nullptr, "other"), NoRow);
+}
+
+TEST_F(BDBEnvCrashTest, RecoveryThatRunsOutOfDescriptorsCanBeRepeated)
+{
+    constexpr int Tables = 30;
+    const auto table = [](int number) { return "table" + QByteArray::number(number); };
+    ChildProcess writer([&](const ChildProcess::Teller& teller) {
+        const auto env = opened(home_, Tables + 1);
+        for (int i = 0; i < Tables; ++i)
+            EXPECT_EQ(putRow(openedIndex(*env, table(i)), nullptr, "key", "value"), 0);
+        teller.tell(testing::Test::HasFailure() ? 1 : 0);
+        (void)pause();
+    });
+    int failed = 1;
+    ASSERT_TRUE(writer.hear(&failed));
+    EXPECT_EQ(failed, 0);
+    writer.kill();
+
+    ChildProcess restarted([&](const auto&) {
+        limitDescriptors(Tables - 5); // recovery opens every file that was written
+        {
+            LogCapture log;
+            BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
+            EXPECT_NE(env.open(home_.bytes()), 0);
+        }
+        limitDescriptors(Tables + 50);
+        const auto env = opened(home_, Tables + 1);
+        for (int i = 0; i < Tables; ++i)
+            EXPECT_EQ(rowOf(openedIndex(*env, table(i)), nullptr, "key"), "value") << i;
+    });
+    EXPECT_EQ(restarted.waitForExit(), 0);
+}
+
+TEST_F(BDBEnvCrashTest, AnotherProcessIsKeptOutUntilItIsKilled)
+{
+    ChildProcess holder([&](const ChildProcess::Teller& teller) {
+        const auto env = opened(home_);
+        teller.tell(0);
+        (void)pause();
+    });
+    int ready = 1;
+    ASSERT_TRUE(holder.hear(&ready));
+    {
+        BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
+        EXPECT_EQ(env.open(home_.bytes()), EWOULDBLOCK);
+    }
+    holder.kill();
+    (void)opened(home_);
+}
+
+} // namespace

@@ -1,0 +1,245 @@
+#include "storage/bdbregistry.h"
+
+#include "loglines.h"
+#include "registryfixture.h"
+#include "rows.h"
+#include "storage/bdbtxn.h"
+#include "storage/deadlockretry.h"
+#include "support/waituntil.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RemoveEnvTest : public RegistryFixture
+{
+protected:
+    /** A thread that removes the environment, which is not registered any more when this returns. */
+    std::future<void> removingElsewhere()
+    {
+        auto removing = std::async(std::launch::async, [this] { lockAndRemove(home_); });
+        EXPECT_TRUE(waitUntil([this] { return registeredNames() == 0; }));
+        return removing;
+    }
+
+    /** True when it is still under way, as far as a short while can tell. */
+    template <typename Future> static bool isBusy(const Future& future)
+    {
+        return future.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
+    }
+
+    static BDBIndex* orders(BDBEnv* env)
+    {
+        BDBObjTable connection(4);
+        connection.setEnv(env);
+        BDBIndex* index = nullptr;
+        EXPECT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
+        return index;
+    }
+
+    const QByteArray home_ = makeHome();
+};
+
+TEST_F(RemoveEnvTest, ClosesAndForgetsTheEnvironment)
+{
+    ASSERT_EQ(putRow(orders(openedEnv(home_)), nullptr, "key", "value"), 0);
+    ASSERT_FALSE(isDirectoryFree(home_));
+    LogCapture log;
+    removeEnv(&registry_, home_ + "|orders");
+    EXPECT_TRUE(isDirectoryFree(home_));
+    EXPECT_TRUE(registry_.names().isEmpty());
+    EXPECT_EQ(registry_.locks().size(), 1); // whoever removes it holds the lock, and drops it later
+    EXPECT_THAT(ownLines(log), IsEmpty());
+    EXPECT_EQ(registry_.addDesc(&quota_), 1); // the slot is free
+}
+
+TEST_F(RemoveEnvTest, EnvironmentCanBeOpenedAgainWithItsData)
+{
+    ASSERT_EQ(putRow(orders(openedEnv(home_)), nullptr, "key", "value"), 0);
+    lockAndRemove(home_ + "|orders");
+    EXPECT_EQ(rowOf(orders(openedEnv(home_)), nullptr, "key"), "value");
+    EXPECT_EQ(registry_.locks().size(), 1);
+}
+
+TEST_F(RemoveEnvTest, UnknownEnvironmentIsNothingToDo)
+{
+    BDBEnv* env = openedEnv(home_);
+    LogCapture log;
+    removeEnv(&registry_, "/missing|orders");
+    removeEnv(&registry_, "|orders");
+    removeEnv(&registry_, "");
+    EXPECT_THAT(ownLines(log), IsEmpty());
+    EXPECT_EQ(openedEnv(home_), env);
+}
+
+TEST_F(RemoveEnvTest, SlotThatHoldsNoEnvironmentIsLeftAlone)
+{
+    ASSERT_EQ(registry_.addDesc(&quota_), 1);
+    registry_.names().insert("env::/somewhere", 1);
+    LogCapture log;
+    removeEnv(&registry_, "/somewhere|orders");
+    EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Object type mismatch (5 6) for descriptor 1"));
+    EXPECT_EQ(registry_.getObject(1, BDBQuotaType), &quota_);
+    registry_.names().clear();
+}
+
+TEST_F(RemoveEnvTest, AnySpellingRemovesAllNames)
+{
+    ASSERT_EQ(symlink(home_.constData(), temp_.file("link").c_str()), 0);
+    (void)openedEnv(home_);
+    (void)openedEnv(home_ + "/");
+    (void)openedEnv(home_ + "/.");
+    lockAndRemove(temp_.bytes() + "/link|orders");
+    EXPECT_TRUE(registry_.names().isEmpty());
+    EXPECT_TRUE(registry_.locks().isEmpty());
+    EXPECT_TRUE(isDirectoryFree(home_));
+}
+
+TEST_F(RemoveEnvTest, WaitsUntilNobodyHoldsOnToTheEnvironment)
+{
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    auto removing = removingElsewhere();
+    EXPECT_TRUE(isBusy(removing));
+    EXPECT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0); // it is whole
+    use.reset();
+    removing.get();
+    EXPECT_TRUE(isDirectoryFree(home_));
+}
+
+TEST_F(RemoveEnvTest, OpenerWaitsForTheCloseAndOpensAnew)
+{
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    ASSERT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0);
+    auto removing = removingElsewhere();
+    LogCapture log;
+    auto opening = std::async(std::launch::async, [&] { return openedEnv(home_ + "/."); });
+    EXPECT_TRUE(isBusy(opening));
+    use.reset();
+    removing.get();
+    BDBEnv* env = opening.get();
+    EXPECT_EQ(log.count("[DEBUG] Adding new env path "), 1U);
+    EXPECT_EQ(log.count("[CRIT]"), 0U) << log.text();
+    EXPECT_EQ(rowOf(orders(env), nullptr, "key"), "value");
+}
+
+TEST_F(RemoveEnvTest, OpenerThatHoldsOnToTheEnvironmentLetsGoOfIt)
+{
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    const auto uses = use.env()->uses();
+    auto removing = removingElsewhere();
+    EXPECT_EQ(open(home_, &use), 0); // would wait for itself
+    removing.get();
+    ASSERT_NE(use.env(), nullptr);
+    EXPECT_NE(use.env()->uses(), uses); // another object, although perhaps at the same address
+}
+
+TEST_F(RemoveEnvTest, OpenerThatMustNotCreateDoesNotWait)
+{
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    auto removing = removingElsewhere();
+    LogCapture log;
+    EnvironmentUse second;
+    EXPECT_EQ(open(home_, &second, 0), 3);
+    EXPECT_EQ(log.count("Failed to load env with id: "), 1U);
+    use.reset();
+    removing.get();
+}
+
+TEST_F(RemoveEnvTest, OtherEnvironmentsGoOnMeanwhile)
+{
+    const QByteArray other = makeHome("other");
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    auto removing = removingElsewhere();
+    EXPECT_EQ(putRow(orders(openedEnv(other)), nullptr, "key", "value"), 0);
+    EXPECT_NE(lockEnv(&registry_, other, false), nullptr);
+    unlockEnv(&registry_, other);
+    use.reset();
+    removing.get();
+    lockAndRemove(other);
+}
+
+TEST_F(RemoveEnvTest, SecondRemoverFindsNothingToDo)
+{
+    EnvironmentUse use;
+    ASSERT_EQ(open(home_, &use), 0);
+    auto removing = removingElsewhere();
+    auto second = std::async(std::launch::async, [&] { return lockEnv(&registry_, home_, true); });
+    EXPECT_TRUE(isBusy(second)); // the first holds the access lock to the end
+    use.reset();
+    removing.get();
+    EXPECT_EQ(second.get(), nullptr); // and took it along
+    EXPECT_TRUE(isDirectoryFree(home_));
+}
+
+TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironment)
+{
+    constexpr int Writers = 4;
+    constexpr int Rows = 40;
+    constexpr int Removals = 40;
+    ASSERT_EQ(symlink(home_.constData(), temp_.file("link").c_str()), 0);
+    const std::vector<QByteArray> spellings = {home_, home_ + "/", temp_.bytes() + "/link", temp_.bytes() + "/./home"};
+    LogCapture log(LogWarn);
+    std::atomic<int> refused{0};
+
+    // As a request does it: find the environment, take its lock, work, give back. False when it is being deleted.
+    const auto write = [&](const QByteArray& home, const std::string& key) {
+        EnvironmentUse use;
+        EXPECT_EQ(open(home, &use), 0) << home.toStdString();
+        const auto lock = use.env() != nullptr ? lockEnv(&registry_, home + "|orders", false) : nullptr;
+        if (!lock) {
+            ++refused;
+            return false;
+        }
+        BDBIndex* index = orders(use.env());
+        const int rc = retryOnDeadlock([&] { return putRow(index, nullptr, key, key); }, [](int) {});
+        EXPECT_EQ(rc, 0);
+        use.reset();
+        lock->unlock();
+        return rc == 0;
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t w = 0; w < Writers; ++w)
+        threads.emplace_back([&, w] {
+            for (std::size_t i = 0; i < Rows; ++i)
+                while (!write(spellings[(w + i) % spellings.size()], std::to_string(w) + '-' + std::to_string(i)))
+                    std::this_thread::yield();
+        });
+    for (std::size_t r = 0; r < 2; ++r)
+        threads.emplace_back([&, r] {
+            for (std::size_t i = 0; i < Removals; ++i) {
+                const QByteArray table = spellings[(r + i) % spellings.size()] + "|orders";
+                if (const auto lock = lockEnv(&registry_, table, true)) {
+                    removeEnv(&registry_, table);
+                    dropEnvLock(&registry_, lock);
+                }
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    BDBIndex* index = orders(openedEnv(home_));
+    for (int w = 0; w < Writers; ++w)
+        for (int i = 0; i < Rows; ++i) {
+            const std::string key = std::to_string(w) + '-' + std::to_string(i);
+            EXPECT_EQ(rowOf(index, nullptr, key), key);
+        }
+    // Whoever meets a removal finds no lock for a moment; nothing else may be told.
+    for (const std::string& line : ownLines(log))
+        EXPECT_TRUE(line.starts_with("[ERROR] bdb # Failed to find lock for dbid: env::")) << line;
+}
+
+} // namespace

@@ -1,0 +1,77 @@
+#ifndef QUORVA_TESTS_STORAGE_REGISTRYFIXTURE_H
+#define QUORVA_TESTS_STORAGE_REGISTRYFIXTURE_H
+
+#include "storage/accesslock.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbquota.h"
+#include "storage/bdbregistry.h"
+#include "storage/environmentpath.h"
+#include "support/tempdir.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+/** A registry of environments, and directories for them. What is registered at the end is removed. */
+class RegistryFixture : public testing::Test
+{
+protected:
+    ~RegistryFixture() override
+    {
+        while (!registry_.names().isEmpty())
+            removeEnv(&registry_, directoryOfKey(registry_.names().cbegin().key()) + '|');
+    }
+
+    /** Makes a directory and returns its path. */
+    QByteArray makeHome(const std::string& name = "home") const
+    {
+        return QByteArray::fromStdString(temp_.makeDirectory(name));
+    }
+
+    int open(const QByteArray& home, EnvironmentUse* use, int create = 1)
+    {
+        return openEnv(&registry_, environmentKey(home), use, TableCapacity, create, home);
+    }
+
+    /** The environment in `home`, held by nobody afterwards. */
+    BDBEnv* openedEnv(const QByteArray& home)
+    {
+        EnvironmentUse use;
+        EXPECT_EQ(open(home, &use), 0) << home.toStdString();
+        return use.env();
+    }
+
+    /** Removes an environment as whoever deletes a table does. */
+    void lockAndRemove(const QByteArray& tableName)
+    {
+        const auto lock = lockEnv(&registry_, tableName, true);
+        ASSERT_NE(lock, nullptr);
+        removeEnv(&registry_, tableName);
+        dropEnvLock(&registry_, lock);
+    }
+
+    /** How many names are registered; may be asked while other threads use the registry. */
+    qsizetype registeredNames()
+    {
+        const QMutexLocker locker(&registry_.mutex());
+        return registry_.names().size();
+    }
+
+    static bool isDirectoryFree(const QByteArray& path)
+    {
+        const int descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        const bool got = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
+        close(descriptor);
+        return got;
+    }
+
+    static constexpr int TableCapacity = 16;
+
+    TempDir temp_;
+    BDBQuota quota_; // fills slots; outlives the tables that it is put into
+    BDBObjTable registry_{8};
+};
+
+#endif

@@ -1,0 +1,31 @@
+#ifndef QUORVA_TESTS_STORAGE_REPLACEDCALLS_H
+#define QUORVA_TESTS_STORAGE_REPLACEDCALLS_H
+
+#include <chrono>
+#include <ctime>
+#include <vector>
+
+/**
+ * The test executable brings its own rand(), nanosleep() and time(), which behave like the system's until one of the
+ * classes below says otherwise: so pauses of half a minute can be tested without waiting for them.
+ */
+
+/** While it lives, this thread's pauses are noted instead of made, and its rand() always answers `random`. */
+class RecordedPauses
+{
+public:
+    explicit RecordedPauses(int random);
+    ~RecordedPauses();
+    RecordedPauses(const RecordedPauses&) = delete;
+    RecordedPauses& operator=(const RecordedPauses&) = delete;
+
+    /** In the order in which they were asked for. */
+    std::vector<long> milliseconds;
+
+    const int random;
+};
+
+/** Puts the clock that time() reads forward, for the rest of the process. */
+void advanceClock(std::chrono::seconds by);
+
+#endif

@@ -1,0 +1,89 @@
+#ifndef QUORVA_TESTS_SUPPORT_TABLEENV_H
+#define QUORVA_TESTS_SUPPORT_TABLEENV_H
+
+#include "records/lookup.h"
+#include "records/requestcontext.h"
+#include "storage/accesslock.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
+#include "storage/bdbregistry.h"
+#include "support/tempdir.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+/** What a connection brings along: its own table and one request, whose current environment is found as in the server.
+ */
+class TestConnection {
+public:
+    explicit TestConnection(BDBObjTable* registry) : request_(registry, &table_, 1024) {}
+    ~TestConnection() { dropEnvironment(request_); }
+    TestConnection(const TestConnection&) = delete;
+    TestConnection& operator=(const TestConnection&) = delete;
+
+    BDBRequest& request() { return request_; }
+    BDBObjTable* table() { return &table_; }
+
+private:
+    BDBObjTable table_{256};
+    BDBRequest request_;
+};
+
+/**
+ * A registry with one real environment in a temporary directory of its own, and a connection that has it as its current
+ * environment. Everything is closed when this object ends; further connections must have ended before.
+ */
+class TableEnv {
+public:
+    TableEnv() { open(); }
+    ~TableEnv() { close(); }
+    TableEnv(const TableEnv&) = delete;
+    TableEnv& operator=(const TableEnv&) = delete;
+
+    BDBRequest& request() { return connection_->request(); }
+    BDBEnv* env() { return request().environment.env(); }
+    BDBObjTable* registry() { return &registry_; }
+
+    const TempDir& directory() const { return directory_; }
+    /** The TableName of a table in this environment. */
+    QByteArray tableName(const QByteArray& table = "t") const { return directory_.bytes() + '|' + table; }
+
+    /** The shared handle of a database, opened on first use. Null, with a test failure, when that fails. */
+    BDBIndex* index(const QByteArray& file = "items.db", const char* subDatabase = "data")
+    {
+        BDBIndex* db = nullptr;
+        EXPECT_EQ(dbOpen(request(), tableName(file), subDatabase, &db), 0) << file.toStdString();
+        return db;
+    }
+
+    /** Closes the environment, so that its files can be read by others. Handles of before are gone. */
+    void close()
+    {
+        connection_.reset();
+        if (const auto lock = lockEnv(&registry_, tableName(), true)) {
+            removeEnv(&registry_, tableName());
+            dropEnvLock(&registry_, lock);
+        }
+    }
+
+    /** Closes the environment and opens the same directory anew, with a fresh request. */
+    void reopen()
+    {
+        close();
+        open();
+    }
+
+private:
+    void open()
+    {
+        connection_ = std::make_unique<TestConnection>(&registry_);
+        EXPECT_EQ(envLookup(request(), tableName(), 1), 0) << directory_.path();
+    }
+
+    TempDir directory_; // outlives the environment in it
+    BDBObjTable registry_{16};
+    std::unique_ptr<TestConnection> connection_;
+};
+
+#endif

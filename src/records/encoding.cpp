@@ -1,0 +1,117 @@
+#include "records/encoding.h"
+
+#include "log/log.h"
+#include "records/md5.h"
+#include "records/requestcontext.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+
+enum { RecordKeyDigits = 4 };     // on disk, do not change
+enum { PartitionDigestByte = 3 }; // which byte of the digest chooses the partition; on disk, do not change
+
+bool isLatin1(const QString& text)
+{
+    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() <= 0xff; });
+}
+
+/**
+ * Takes the attribute named by a key element of the schema out of `item`. 0 with `found` telling whether it was there;
+ * StatusInternalError when it lacks the member of the key's type.
+ */
+int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes, bool* found)
+{
+    const auto attribute = item->constFind(keyElement.value("AttributeName").toString());
+    *found = attribute != item->constEnd();
+    if (!*found)
+        return StatusSuccess;
+    const QVariantMap typed = attribute->toMap();
+    const auto member = typed.constFind(keyElement.value("AttributeType").toString());
+    if (member == typed.constEnd()) {
+        LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
+        return StatusInternalError;
+    }
+    if (const int rc = keyBytes(*member, bytes))
+        return rc;
+    item->erase(attribute);
+    return StatusSuccess;
+}
+
+} // namespace
+
+QByteArray filePart(const QByteArray& tableName)
+{
+    const qsizetype bar = tableName.lastIndexOf('|');
+    if (bar >= 0)
+        return tableName.sliced(bar + 1);
+    return tableName.sliced(std::max(tableName.lastIndexOf('\\'), tableName.lastIndexOf('/')) + 1);
+}
+
+QByteArray dataFileName(const QByteArray& tableName, unsigned partition)
+{
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "_%02x.db", partition);
+    return tableName + suffix;
+}
+
+unsigned partitionOf(const QByteArray& hashKey, unsigned count)
+{
+    return md5(hashKey)[PartitionDigestByte] & (count - 1);
+}
+
+QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)
+{
+    char length[24];
+    const int digits =
+        std::snprintf(length, sizeof length, "%0*lld", RecordKeyDigits, static_cast<long long>(hashKey.size()));
+    QByteArray key;
+    key.reserve(digits + hashKey.size() + rangeKey.size());
+    key.append(length, digits).append(hashKey).append(rangeKey);
+    return key;
+}
+
+bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey)
+{
+    bool isNumber = false;
+    const int length = key.first(std::min<qsizetype>(key.size(), RecordKeyDigits)).toInt(&isNumber);
+    if (!isNumber || length < 0)
+        return false;
+    const QByteArrayView keys = key.sliced(std::min<qsizetype>(key.size(), RecordKeyDigits));
+    const qsizetype hashLength = std::min<qsizetype>(length, keys.size());
+    *hashKey = keys.first(hashLength);
+    *rangeKey = keys.sliced(hashLength);
+    return true;
+}
+
+int keyBytes(const QVariant& value, QByteArray* bytes)
+{
+    const QString text = value.toString();
+    if (!isLatin1(text)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "key holds a character outside Latin-1";
+        return StatusInvalidRequest;
+    }
+    *bytes = text.toLatin1();
+    return StatusSuccess;
+}
+
+int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey)
+{
+    bool found = false;
+    if (const int rc = takeKey(request.hashKeyElement, item, hashKey, &found))
+        return rc;
+    if (!found) {
+        LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
+        return StatusInternalError;
+    }
+    rangeKey->clear();
+    return takeKey(request.rangeKeyElement, item, rangeKey, &found);
+}
+
+QVariant keyText(const QByteArray& bytes)
+{
+    return QByteArray(bytes).append('\0');
+}

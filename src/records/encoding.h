@@ -1,0 +1,67 @@
+#ifndef QUORVA_RECORDS_ENCODING_H
+#define QUORVA_RECORDS_ENCODING_H
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+#include <QVariant>
+
+struct BDBRequest;
+
+/**
+ * The stored formats: how a TableName becomes files, a hash key a partition, and both keys a record key.
+ *
+ * TableName        environment directory | file part
+ * record key       LLLL hash-key range-key      LLLL: length of the hash key, decimal, four digits
+ *                  0003abc2012-01               hash key "abc", range key "2012-01"
+ * stored value     the item without its two key attributes, as JSON text
+ *
+ * Pure functions; any thread.
+ */
+
+/** Data files of a table. On disk, do not change. */
+inline constexpr unsigned PartitionCount = 256;
+
+inline constexpr const char* MetaSubDatabase = "meta"; // holds the schema record
+inline constexpr const char* DataSubDatabase = "data"; // holds the items of one partition
+
+/**
+ * The name of a table's database file inside its environment: what stands after the last "|", or, without one, after
+ * the last path separator ("\" or "/"); else the whole name.
+ */
+QByteArray filePart(const QByteArray& tableName);
+
+/** The name of the data file that holds a partition: the TableName with "_3f.db" appended. */
+QByteArray dataFileName(const QByteArray& tableName, unsigned partition);
+
+/** Byte 3 of the hash key's MD5 digest, masked with `count` - 1; `count` is a power of two of at most 256. */
+unsigned partitionOf(const QByteArray& hashKey, unsigned count);
+
+/**
+ * Kept: a hash key of 10000 bytes or more is written with five digits although readers take four, so such a key reads
+ * back wrongly. Changing either side would make stored tables unreadable.
+ */
+QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey);
+
+/** Splits a record key without copying. False when its first four bytes are no decimal number. */
+[[nodiscard]] bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey);
+
+/**
+ * The bytes of a key: Latin-1. A character that Latin-1 lacks cannot be stored without loss, so such a key is refused:
+ * one ERROR line, StatusInvalidRequest. Values that are no strings are converted as the variant does.
+ */
+[[nodiscard]] int keyBytes(const QVariant& value, QByteArray* bytes);
+
+/**
+ * Takes the key attributes that the request's loaded schema names out of `item`, so that the rest is the stored value.
+ * 0, StatusInternalError ("attr missing") or keyBytes' result. An item without the range key attribute has an empty
+ * one.
+ */
+[[nodiscard]] int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey);
+
+/**
+ * Key bytes as an attribute value: followed by one zero byte, where the JSON writer ends the text.
+ */
+QVariant keyText(const QByteArray& bytes);
+
+#endif

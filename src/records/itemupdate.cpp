@@ -1,0 +1,41 @@
+#include "records/itemupdate.h"
+
+#include "records/values.h"
+
+int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item, QVariantMap* answer)
+{
+    const bool updatedOld = returnValues == "UPDATED_OLD";
+    const bool updatedNew = returnValues == "UPDATED_NEW";
+    if (returnValues == "ALL_OLD")
+        *answer = *item;
+
+    for (auto it = updates.constBegin(); it != updates.constEnd(); ++it) {
+        const QString& name = it.key();
+        const QVariantMap update = it->toMap();
+        const QString action = update.value("Action").toString();
+        const bool put = action == "PUT";
+        const bool add = action == "ADD";
+        if (!put && !add && action != "DELETE")
+            continue;
+
+        const bool exists = item->contains(name);
+        if (exists && updatedOld)
+            answer->insert(name, item->value(name));
+        if (add && exists) {
+            QVariantMap current = item->value(name).toMap();
+            if (const int rc = applyAdd(&current, update.value("Value").toMap()))
+                return rc;
+            item->insert(name, current);
+        } else if (put || add) {
+            item->insert(name, update.value("Value"));
+        } else {
+            item->remove(name);
+        }
+        if ((put || add) && updatedNew)
+            answer->insert(name, item->value(name));
+    }
+
+    if (returnValues == "ALL_NEW")
+        *answer = *item;
+    return 0;
+}

@@ -1,0 +1,17 @@
+#ifndef QUORVA_RECORDS_ITEMUPDATE_H
+#define QUORVA_RECORDS_ITEMUPDATE_H
+
+#include <QByteArray>
+#include <QVariantMap>
+
+/**
+ * Applies an "AttributeUpdates" map to `item`, attribute names ascending, and fills `answer` with what `returnValues`
+ * ("ALL_OLD", "UPDATED_OLD", "UPDATED_NEW", "ALL_NEW", anything else: nothing) asks for. 0, or the result of a failed
+ * "ADD" (see applyAdd); `item` is then half done and must not be written. Pure; any thread.
+ *
+ * Kept: "DELETE" ignores a "Value" and removes the whole attribute; an unknown action leaves the attribute alone.
+ */
+[[nodiscard]] int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item,
+                               QVariantMap* answer);
+
+#endif

@@ -1,0 +1,12 @@
+#ifndef QUORVA_RECORDS_LISTS_H
+#define QUORVA_RECORDS_LISTS_H
+
+#include <QVariant>
+
+/** A JSON list. Anything else counts as an empty one: Qt would also make a list out of the characters of a string. */
+inline QVariantList listOf(const QVariant& value)
+{
+    return value.typeId() == QMetaType::QVariantList ? value.toList() : QVariantList();
+}
+
+#endif

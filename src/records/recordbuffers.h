@@ -1,0 +1,72 @@
+#ifndef QUORVA_RECORDS_RECORDBUFFERS_H
+#define QUORVA_RECORDS_RECORDBUFFERS_H
+
+#include <db_cxx.h>
+
+#include <QByteArray>
+
+#include <cstdlib>
+#include <memory>
+
+/**
+ * The key and data memory of reads: owned by us, filled by Berkeley DB. A typical record costs one allocation for the
+ * key and one for the data; a larger one costs a single growth to the largest size that can be read. Never logs, as
+ * operations differ in how they report a failed allocation.
+ */
+class RecordBuffers {
+public:
+    enum : u_int32_t {
+        SmallBytes = 4096,
+        LargeBytes = 0x80000 // the longest stored value that can be read
+    };
+
+    /** Allocates the key buffer: the key, room for four more bytes, at least SmallBytes. */
+    explicit RecordBuffers(const QByteArray& key);
+
+    /** Allocates the data buffer. False when that failed. */
+    [[nodiscard]] bool allocateData(u_int32_t bytes);
+
+    RecordBuffers(const RecordBuffers&) = delete;
+    RecordBuffers& operator=(const RecordBuffers&) = delete;
+
+    /** False when an allocation failed, now or when the data buffer grew. */
+    bool valid() const { return valid_; }
+
+    Dbt* key() { return &key_; }
+    Dbt* data() { return &data_; }
+
+    /** Bytes of the key buffer. */
+    u_int32_t keyCapacity() const { return key_.get_ulen(); }
+
+    /** What the last read put into the data buffer; valid until the next read. Not a copy. */
+    QByteArray dataBytes() const;
+
+    /**
+     * Runs `read` and, when the record does not fit and the data buffer is below LargeBytes, once more with a buffer of
+     * that size and the key as it was. A failed allocation is seen by valid(); the result is then DB_BUFFER_SMALL.
+     */
+    template <typename Read> [[nodiscard]] int readGrowing(Read&& read)
+    {
+        int rc = read();
+        if (rc == DB_BUFFER_SMALL && data_.get_ulen() < LargeBytes && grow())
+            rc = read();
+        return rc;
+    }
+
+private:
+    struct Free {
+        void operator()(void* memory) const { std::free(memory); }
+    };
+
+    bool grow();
+    void fillKey();
+
+    const QByteArray keyBytes_;
+    std::unique_ptr<char, Free> keyMemory_;
+    std::unique_ptr<char, Free> dataMemory_;
+    Dbt key_;
+    Dbt data_;
+    bool valid_ = true;
+};
+
+#endif

@@ -1,0 +1,220 @@
+#include "records/recordops.h"
+
+#include "log/log.h"
+#include "records/itemupdate.h"
+#include "records/recordbuffers.h"
+#include "records/values.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
+#include "storage/bdbtxn.h"
+#include "json/jsonadapter.h"
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+
+bool parseItem(const QByteArray& text, QVariantMap* item)
+{
+    QVariant value;
+    if (!Json::parse(text, &value))
+        return false;
+    *item = value.toMap();
+    return true;
+}
+
+/** How the operations name themselves in their lines, and at which level they report a failed allocation. */
+struct Operation {
+    const char* readFailed;
+    const char* keySize; // Kept: updateDb's line says "key size" and "data size" where the others say "size".
+    const char* dataSize;
+    int allocationLevel; // Kept: putDb reports at ERROR, the others at CRIT.
+};
+
+constexpr Operation Put{"putDb get failed for ", " size ", " size ", LogError};
+constexpr Operation Delete{"deleteDb get failed for ", " size ", " size ", LogCrit};
+constexpr Operation Update{"updateDb get failed for ", " key size ", " data size ", LogCrit};
+
+int allocationFailed(int level, int line)
+{
+    QUORVA_LOG_AT(level) << LogOrigin << ' ' << line << " malloc failed";
+    return StatusInternalError;
+}
+
+/**
+ * The first half of a read-modify-write: reads the record with its write lock taken at once, so that two of them take
+ * turns instead of both reading first. A missing record is an empty `item` with `found` false. Berkeley DB's code, or
+ * StatusInternalError, each with its line.
+ */
+int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
+                  QVariantMap* item, bool* found)
+{
+    if (!buffers.allocateData(RecordBuffers::SmallBytes))
+        return allocationFailed(operation.allocationLevel, __LINE__);
+    const int rc = buffers.readGrowing([&] { return db->get(txn, buffers.key(), buffers.data(), DB_RMW); });
+    if (!buffers.valid())
+        return allocationFailed(operation.allocationLevel, __LINE__);
+
+    item->clear();
+    *found = rc == 0;
+    if (rc == DB_NOTFOUND)
+        return 0;
+    if (rc != 0) {
+        if (rc != DB_LOCK_DEADLOCK)
+            LOG_ERROR(LogOrigin, __LINE__)
+                << operation.readFailed << key << " key ulen " << buffers.key()->get_ulen() << operation.keySize
+                << buffers.key()->get_size() << " data ulen " << buffers.data()->get_ulen() << operation.dataSize
+                << buffers.data()->get_size();
+        return rc;
+    }
+    if (!parseItem(buffers.dataBytes(), item)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "parser failed";
+        return StatusInternalError;
+    }
+    return 0;
+}
+
+/** The second half: writes `item`. A failure other than a deadlock is a line that begins with `failed`. */
+int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
+          const QVariantMap& item)
+{
+    const QByteArray text = Json::serialize(item);
+    Dbt data(const_cast<char*>(text.constData()), static_cast<u_int32_t>(text.size())); // Berkeley DB only reads it
+    const int rc = db->put(txn, buffers.key(), &data, 0);
+    if (rc != 0 && rc != DB_LOCK_DEADLOCK)
+        LOG_ERROR(LogOrigin, __LINE__) << failed << key << " rc " << rc;
+    return rc;
+}
+
+int updateInTransaction(BDBIndex* db, BDBTxn* txn, const QByteArray& key, const QVariantMap& updates,
+                        const QVariantMap* expected, const QByteArray& returnValues, QVariantMap* answer, bool* written)
+{
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Update.allocationLevel, __LINE__);
+    QVariantMap item;
+    bool found = false;
+    if (const int rc = readForUpdate(Update, db, txn, key, buffers, &item, &found))
+        return rc;
+    if (expected != nullptr) {
+        if (const int rc = checkExpected(item, *expected))
+            return rc;
+    }
+    if (const int rc = applyUpdates(updates, returnValues, &item, answer))
+        return rc;
+    *written = found || !item.isEmpty();
+    return *written ? write("db put failed for ", db, txn, key, buffers, item) : 0;
+}
+
+template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
+{
+    BDBTxn txn;
+    if (const int rc = txn.begin(request.environment.env(), 0))
+        return rc;
+    return finish(txn, work(&txn));
+}
+
+} // namespace
+
+int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
+{
+    BDBTxn txn;
+    if (const int rc = txn.begin(request.environment.env(), 0))
+        return rc;
+    RecordBuffers buffers(key);
+    if (!buffers.valid() || !buffers.allocateData(RecordBuffers::SmallBytes))
+        return allocationFailed(LogCrit, __LINE__);
+    const int rc = buffers.readGrowing([&] { return db->get(&txn, buffers.key(), buffers.data(), 0); });
+    if (!buffers.valid())
+        return allocationFailed(LogCrit, __LINE__);
+    if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
+        LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
+    if (const int ended = finish(txn, rc))
+        return ended;
+    if (!parseItem(buffers.dataBytes(), item)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "parser error";
+        return StatusInternalError;
+    }
+    return 0;
+}
+
+int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
+          bool returnOld)
+{
+    return inOwnTransaction(request, [&](BDBTxn* txn) { return putDb(db, key, item, expected, returnOld, txn); });
+}
+
+int putDb(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected, bool returnOld,
+          BDBTxn* txn)
+{
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Put.allocationLevel, __LINE__);
+    QVariantMap old;
+    if (expected != nullptr || returnOld) {
+        bool found = false;
+        if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
+            return rc;
+    }
+    if (expected != nullptr) {
+        if (const int rc = checkExpected(old, *expected))
+            return rc;
+    }
+    const int rc = write("put failed for fkey ", db, txn, key, buffers, *item);
+    if (rc == 0 && returnOld)
+        *item = old;
+    return rc;
+}
+
+int deleteDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
+             QVariantMap* oldItem)
+{
+    return inOwnTransaction(request, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
+}
+
+int deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem, BDBTxn* txn)
+{
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Delete.allocationLevel, __LINE__);
+    if (expected != nullptr || oldItem != nullptr) {
+        QVariantMap old;
+        bool found = false;
+        if (const int rc = readForUpdate(Delete, db, txn, key, buffers, &old, &found))
+            return rc;
+        if (!found && expected == nullptr)
+            return 0;
+        if (expected != nullptr) {
+            if (const int rc = checkExpected(old, *expected))
+                return rc;
+        }
+        if (oldItem != nullptr)
+            *oldItem = old;
+    }
+    const int rc = db->del(txn, buffers.key(), 0);
+    if (rc == DB_NOTFOUND)
+        return 0;
+    if (rc != 0 && rc != DB_LOCK_DEADLOCK)
+        LOG_ERROR(LogOrigin, __LINE__) << "db del failed for " << key << " rc " << rc;
+    return rc;
+}
+
+int updateDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
+             const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result)
+{
+    BDBTxn txn;
+    if (const int rc = txn.begin(request.environment.env(), 0))
+        return rc;
+    QVariantMap answer;
+    bool written = false;
+    const int rc = updateInTransaction(db, &txn, key, updates, expected, returnValues ? *returnValues : QByteArray(),
+                                       &answer, &written);
+    if (rc == 0 && !written) {
+        (void)txn.abort(); // nothing to keep
+        return 0;
+    }
+    if (const int ended = finish(txn, rc))
+        return ended;
+    if (returnValues != nullptr)
+        *result = answer;
+    return 0;
+}

@@ -1,0 +1,64 @@
+#include "records/schema.h"
+
+#include "log/log.h"
+#include "records/encoding.h"
+#include "records/lookup.h"
+#include "records/recordops.h"
+#include "storage/deadlockretry.h"
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
+
+/** Copies a key element of the key schema; 0 when it names an attribute of type "S", else 2. */
+int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* element)
+{
+    const auto found = keySchema.constFind(QLatin1String(name));
+    if (found == keySchema.constEnd())
+        return StatusInternalError;
+    *element = found->toMap();
+    const bool usable = element->contains("AttributeName") && element->contains("AttributeType") &&
+                        element->value("AttributeType").toString() == "S";
+    return usable ? StatusSuccess : StatusInternalError;
+}
+
+} // namespace
+
+QByteArray schemaRecordKey()
+{
+    return recordKey(SchemaHashKey, QByteArray());
+}
+
+int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* description, bool rawOnly)
+{
+    if (request.schemaLoaded && description == nullptr)
+        return StatusSuccess;
+    if (const int rc = envLookup(request, tableName, 1))
+        return rc;
+    BDBIndex* db = nullptr;
+    if (const int rc = dbOpen(request, tableName, MetaSubDatabase, &db))
+        return rc;
+
+    int rc = retryOnDeadlock([&] { return getDb(request, db, schemaRecordKey(), description); },
+                             [](int) { LOG_WARN << "loadSchema Got deadlock"; });
+    if (rc != 0) {
+        if (rc == DB_NOTFOUND)
+            rc = StatusNotFound;
+        LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
+        return rc;
+    }
+    if (rawOnly)
+        return StatusSuccess;
+
+    const QVariantMap keySchema = description->value("KeySchema").toMap();
+    const int rc1 = takeElement(keySchema, "HashKeyElement", &request.hashKeyElement);
+    const int rc2 = takeElement(keySchema, "RangeKeyElement", &request.rangeKeyElement);
+    if (rc1 != 0 || rc2 != 0) {
+        // Kept: the spelling, which operators search for.
+        LOG_ERROR(LogOrigin, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
+        return StatusNotFound;
+    }
+    request.schemaLoaded = true;
+    return StatusSuccess;
+}

@@ -1,0 +1,63 @@
+#ifndef QUORVA_RECORDS_WALKS_H
+#define QUORVA_RECORDS_WALKS_H
+
+#include "records/requestcontext.h"
+
+class BDBIndex;
+
+/**
+ * Walks over the records of one "data" database with a cursor, each in a transaction of its own. It keeps its read
+ * locks until it ends: so it sees another transaction, such as a batch, whole or not at all. Results: 0;
+ * StatusInternalError with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, no
+ * memory); StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK
+ * without a line. A walk that fails leaves its in-out values as they were.
+ */
+
+/** The names of a table's key attributes. */
+struct KeyNames {
+    QString hash;
+    QString range;
+};
+
+/** What a scan has gathered, carried from one partition to the next. */
+struct ScanProgress {
+    int limit = 0; // records still to examine; at least one is examined whatever it says
+    int count = 0; // records that matched
+    int scanned = 0;
+    QVariantList items;
+    // Set when the walk stopped before the end: the keys of the last examined record, each with one zero byte.
+    QByteArray lastHash;
+    QByteArray lastRange;
+};
+
+/**
+ * Walks a whole partition in key order, from just behind the record of `startHash` and `startRange` when `startHash` is
+ * not empty. Of `filter` only the conditions on the two key attributes are looked at.
+ */
+[[nodiscard]] int scanDb(BDBRequest& request, BDBIndex* db, const QByteArray& startHash, const QByteArray& startRange,
+                         const QVariantMap& filter, const KeyNames& names, ScanProgress* progress);
+
+/** What a query asks for. */
+struct QueryRange {
+    QByteArray hashKey;
+    QByteArray startRange; // exclusive; empty: from the beginning
+    int limit;             // records to examine; at least one is examined whatever it says
+    bool forward;
+    const QVariantMap* condition; // the "RangeKeyCondition", or null; not owned
+};
+
+struct QueryResult {
+    int count = 0;
+    QVariantList items;   // stays empty when only the count is wanted
+    QByteArray lastRange; // set when the walk ended on the limit: the last examined range key with one zero byte
+};
+
+/**
+ * Walks the records of one hash key. `result` is changed only on 0.
+ *
+ * Kept: an exclusive start also replaces the bound of the condition in its comparisons.
+ */
+[[nodiscard]] int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wantItems,
+                          const KeyNames& names, QueryResult* result);
+
+#endif

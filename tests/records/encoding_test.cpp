@@ -1,0 +1,329 @@
+#include "records/encoding.h"
+
+#include "records/items.h"
+#include "records/recordlines.h"
+#include "records/requestcontext.h"
+
+#include <QCryptographicHash>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <utility>
+
+namespace {
+
+TEST(FilePart, IsWhatFollowsTheLastBarElseTheLastSeparatorElseAll)
+{
+    const std::pair<QByteArray, QByteArray> cases[] = {
+        {R"(D:\store\env1|orders)", "orders"},
+        {"/store/env1|orders", "orders"},
+        {"a|b|c", "c"},
+        {"a||c", "c"},
+        {"dir|", ""},
+        {"|t", "t"},
+        {"|", ""},
+        {"dir|sub/t", "sub/t"}, // a separator behind the bar is part of the name
+        {R"(dir|sub\t)", R"(sub\t)"},
+        {R"(D:\store\orders)", "orders"},
+        {"/store/env1/orders", "orders"},
+        {R"(/store\mixed/orders)", "orders"},
+        {R"(/store/mixed\orders)", "orders"},
+        {"/store/", ""},
+        {R"(D:\store\)", ""},
+        {"orders", "orders"},
+        {"", ""},
+        {"dir|na\xc3\xafve", "na\xc3\xafve"},
+    };
+    for (const auto& [tableName, expected] : cases)
+        EXPECT_EQ(filePart(tableName), expected) << tableName.toStdString();
+}
+
+TEST(DataFileName, AppendsThePartitionInTwoLowerCaseDigits)
+{
+    EXPECT_EQ(dataFileName(R"(D:\store\env1|orders)", 0x3f), R"(D:\store\env1|orders_3f.db)");
+    EXPECT_EQ(dataFileName("d|t", 0), "d|t_00.db");
+    EXPECT_EQ(dataFileName("d|t", 0x0a), "d|t_0a.db");
+    EXPECT_EQ(dataFileName("d|t", 0xff), "d|t_ff.db");
+    EXPECT_EQ(dataFileName("", 1), "_01.db");
+    EXPECT_EQ(filePart(dataFileName(R"(D:\store\env1|orders)", 0x3f)), "orders_3f.db");
+}
+
+TEST(DataFileName, TakesATableNameOfAnyLengthAsItIs)
+{
+    const QByteArray name(5000, 'x');
+    EXPECT_EQ(dataFileName(name + "%s%n", 0xab), name + "%s%n_ab.db");
+}
+
+TEST(DataFileName, GivesEachPartitionAFileOfItsOwn)
+{
+    std::set<QByteArray> names;
+    for (unsigned partition = 0; partition < PartitionCount; ++partition)
+        names.insert(dataFileName("d|t", partition));
+    EXPECT_EQ(names.size(), 256u);
+}
+
+TEST(PartitionOf, IsByteThreeOfTheMd5Digest)
+{
+    QByteArrayList keys{
+        "", "a", "abc", "tableschema", QByteArray("\0", 1), QByteArray("\xff\x80\x00z", 4), QByteArray(10000, 'k')};
+    for (int i = 0; i < 2000; ++i)
+        keys << "customer-" + QByteArray::number(i * 7919);
+    for (const QByteArray& key : keys) {
+        const QByteArray digest = QCryptographicHash::hash(key, QCryptographicHash::Md5);
+        const auto byte = static_cast<unsigned char>(digest[3]);
+        EXPECT_EQ(partitionOf(key, 256), byte) << key.left(40).toStdString();
+        EXPECT_EQ(partitionOf(key, 16), byte & 15u) << key.left(40).toStdString();
+        EXPECT_EQ(partitionOf(key, 1), 0u) << key.left(40).toStdString();
+    }
+}
+
+TEST(PartitionOf, AnEmptyKeyHasAPartition)
+{
+    EXPECT_EQ(partitionOf(QByteArray(), PartitionCount), 0xd9u); // MD5 of nothing: d41d8cd9...
+    EXPECT_EQ(partitionOf("abc", PartitionCount), 0x98u);        // 90015098...
+}
+
+TEST(PartitionOf, ReachesEveryPartition)
+{
+    std::set<unsigned> seen;
+    for (int i = 0; i < 10000; ++i)
+        seen.insert(partitionOf(QByteArray::number(i), PartitionCount));
+    EXPECT_EQ(seen.size(), 256u);
+    EXPECT_LT(*seen.rbegin(), PartitionCount);
+}
+
+TEST(RecordKey, IsTheLengthOfTheHashKeyThenBothKeys)
+{
+    struct Case {
+        QByteArray hash, range, key;
+    };
+    const Case cases[] = {
+        {"abc", "2012-01", "0003abc2012-01"},
+        {"tableschema", "", "0011tableschema"},
+        {"", "", "0000"},
+        {"", "r", "0000r"},
+        {"ab", "c", "0002abc"},
+        {"abc", "", "0003abc"},
+        {QByteArray("a\0b", 3), QByteArray("\0", 1), QByteArray("0003a\0b\0", 8)},
+        {"\xe9\xff", "\x80", "0002\xe9\xff\x80"},
+        {QByteArray(123, 'h'), "r", "0123" + QByteArray(123, 'h') + "r"},
+        {QByteArray(9999, 'h'), "r", "9999" + QByteArray(9999, 'h') + "r"},
+        {"h", QByteArray(20000, 'r'), "0001h" + QByteArray(20000, 'r')},
+    };
+    for (const Case& c : cases) {
+        const QByteArray key = recordKey(c.hash, c.range);
+        EXPECT_EQ(key, c.key);
+        QByteArrayView hash, range;
+        ASSERT_TRUE(decodeRecordKey(key, &hash, &range));
+        EXPECT_EQ(hash.toByteArray(), c.hash);
+        EXPECT_EQ(range.toByteArray(), c.range);
+    }
+}
+
+TEST(RecordKey, FiveDigitLengthReadsBackWrong)
+{
+    const QByteArray hash(10000, 'h');
+    const QByteArray key = recordKey(hash, "range");
+    EXPECT_EQ(key, "10000" + hash + "range");
+
+    QByteArrayView readHash, readRange;
+    ASSERT_TRUE(decodeRecordKey(key, &readHash, &readRange));
+    EXPECT_EQ(readHash.toByteArray(), "0" + QByteArray(999, 'h')); // "1000", and the fifth digit became text
+    EXPECT_EQ(readRange.toByteArray(), QByteArray(9001, 'h') + "range");
+}
+
+TEST(RecordKey, KeysOfOneHashKeyAreOneRun)
+{
+    // Ordered as Berkeley DB orders: no key of another hash key falls between two of the same.
+    std::set<std::pair<QByteArray, QByteArray>> ordered; // record key, hash key
+    for (const QByteArray hash : {"a", "ab", "abc", "b", "", "0003abc"})
+        for (const QByteArray range : {"", "a", "b", "c", "\xff"})
+            ordered.insert({recordKey(hash, range), hash});
+    ASSERT_EQ(ordered.size(), 30u);
+    QByteArrayList runs;
+    for (const auto& [key, hash] : ordered)
+        if (runs.isEmpty() || runs.last() != hash)
+            runs << hash;
+    EXPECT_EQ(runs.size(), 6);
+}
+
+TEST(RecordKey, WithoutANumberInFrontIsNotDecoded)
+{
+    for (const QByteArray& key : {QByteArray(), QByteArray("abcd"), QByteArray("00x3abc"), QByteArray("-001a"),
+                                  QByteArray("\0\0\0\0", 4), QByteArray("1.23abc")}) {
+        QByteArrayView hash, range;
+        EXPECT_FALSE(decodeRecordKey(key, &hash, &range)) << key.toPercentEncoding().toStdString();
+    }
+}
+
+TEST(RecordKey, LongerThanItsKeysClaimIsCutAtTheEnd)
+{
+    QByteArrayView hash, range;
+    ASSERT_TRUE(decodeRecordKey("0009abc", &hash, &range));
+    EXPECT_EQ(hash.toByteArray(), "abc");
+    EXPECT_EQ(range.toByteArray(), "");
+}
+
+TEST(KeyBytes, AreTheLatin1BytesOfTheText)
+{
+    const std::pair<QVariant, QByteArray> cases[] = {
+        {QString("plain"), "plain"},
+        {QString(), ""},
+        {QString::fromLatin1("\xe9\x80\xff"), "\xe9\x80\xff"},
+        {QString::fromLatin1("a\0b", 3), QByteArray("a\0b", 3)},
+        {QVariant(), ""},
+        {QVariant(qlonglong(-5)), "-5"},
+        {QVariant(true), "true"},
+        {QVariant(QVariantMap{{"x", 1}}), ""},
+    };
+    for (const auto& [value, expected] : cases) {
+        const LogCapture log;
+        QByteArray bytes = "before";
+        EXPECT_EQ(keyBytes(value, &bytes), StatusSuccess);
+        EXPECT_EQ(bytes, expected);
+        EXPECT_EQ(recordLines(log), Lines());
+    }
+}
+
+TEST(KeyBytes, RefuseACharacterThatLatin1Lacks)
+{
+    for (const QString& text : {QStringLiteral(u"\u0100"), QStringLiteral(u"abc\u20ac"), QStringLiteral(u"\u4e2dx"),
+                                QString::fromUcs4(U"\U0001f600")}) {
+        const LogCapture log;
+        QByteArray bytes = "before";
+        EXPECT_EQ(keyBytes(text, &bytes), StatusInvalidRequest);
+        EXPECT_EQ(bytes, "before");
+        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # key holds a character outside Latin-1"}));
+    }
+}
+
+TEST(KeyText, IsWrittenAsTheKeyAlone)
+{
+    const QVariant value = keyText("ab\xe9");
+    EXPECT_EQ(value.typeId(), QMetaType::QByteArray);
+    EXPECT_EQ(value.toByteArray(), QByteArray("ab\xe9\0", 4));
+    EXPECT_EQ(Json::serialize(value), "\"ab\xc3\xa9\"");
+    EXPECT_EQ(Json::serialize(keyText("")), "\"\"");
+    EXPECT_EQ(keyText("").toByteArray(), QByteArray("\0", 1));
+    EXPECT_EQ(Json::serialize(keyText(QByteArray("a\0b", 3))), "\"a\"");
+}
+
+class ExtractKeys : public testing::Test {
+protected:
+    ExtractKeys()
+    {
+        request_.hashKeyElement = json(R"({"AttributeName":"id","AttributeType":"S"})");
+        request_.rangeKeyElement = json(R"({"AttributeName":"when","AttributeType":"S"})");
+    }
+
+    /** Runs it and keeps everything that it may change. */
+    int extract(const QByteArray& item)
+    {
+        item_ = json(item);
+        shared_ = item_;
+        const LogCapture log;
+        const int rc = extractKeys(request_, &item_, &hash_, &range_);
+        lines_ = recordLines(log);
+        EXPECT_EQ(shared_, json(item)) << "a copy of the item changed with it";
+        return rc;
+    }
+
+    BDBObjTable table_{2};
+    BDBRequest request_{&table_, &table_, 2};
+    QVariantMap item_;
+    QVariantMap shared_;
+    QByteArray hash_ = "old hash";
+    QByteArray range_ = "old range";
+    Lines lines_;
+    const Lines attrMissing_{"[ERROR] bdbrequest # attr missing"};
+};
+
+TEST_F(ExtractKeys, TakesBothKeysOutOfTheItem)
+{
+    EXPECT_EQ(extract(R"({"id":{"S":"abc"},"when":{"S":"2012"},"n":{"N":"1"}})"), StatusSuccess);
+    EXPECT_EQ(hash_, "abc");
+    EXPECT_EQ(range_, "2012");
+    EXPECT_EQ(item_, json(R"({"n":{"N":"1"}})"));
+    EXPECT_EQ(lines_, Lines());
+}
+
+TEST_F(ExtractKeys, WithoutARangeKeyAttributeTheRangeKeyIsEmpty)
+{
+    EXPECT_EQ(extract(R"({"id":{"S":"abc"},"n":{"N":"1"}})"), StatusSuccess);
+    EXPECT_EQ(hash_, "abc");
+    EXPECT_EQ(range_, "");
+    EXPECT_EQ(item_, json(R"({"n":{"N":"1"}})"));
+    EXPECT_EQ(lines_, Lines());
+}
+
+TEST_F(ExtractKeys, AnItemOfNothingButKeysIsEmptyAfterwards)
+{
+    EXPECT_EQ(extract(R"({"id":{"S":""},"when":{"S":""}})"), StatusSuccess);
+    EXPECT_EQ(hash_, "");
+    EXPECT_EQ(range_, "");
+    EXPECT_EQ(item_, QVariantMap());
+}
+
+TEST_F(ExtractKeys, FailsWithoutTheHashKeyAttribute)
+{
+    EXPECT_EQ(extract(R"({"when":{"S":"2012"},"ID":{"S":"abc"}})"), StatusInternalError);
+    EXPECT_EQ(lines_, attrMissing_);
+    EXPECT_EQ(item_, shared_);
+}
+
+TEST_F(ExtractKeys, FailsWhenTheHashKeyIsOfAnotherType)
+{
+    for (const QByteArray item : {R"({"id":{"N":"5"},"when":{"S":"2012"}})", R"({"id":{},"when":{"S":"2012"}})",
+                                  R"({"id":"abc","when":{"S":"2012"}})", R"({"id":null})", R"({"id":{"s":"abc"}})"}) {
+        EXPECT_EQ(extract(item), StatusInternalError) << item.toStdString();
+        EXPECT_EQ(lines_, attrMissing_) << item.toStdString();
+        EXPECT_EQ(item_, shared_) << item.toStdString();
+    }
+}
+
+TEST_F(ExtractKeys, FailsWhenTheRangeKeyIsOfAnotherType)
+{
+    for (const QByteArray item : {R"({"id":{"S":"abc"},"when":{"N":"5"}})", R"({"id":{"S":"abc"},"when":{}})",
+                                  R"({"id":{"S":"abc"},"when":"2012"})", R"({"id":{"S":"abc"},"when":null})"}) {
+        EXPECT_EQ(extract(item), StatusInternalError) << item.toStdString();
+        EXPECT_EQ(lines_, attrMissing_) << item.toStdString();
+    }
+}
+
+TEST_F(ExtractKeys, RefusesAKeyThatLatin1CannotHold)
+{
+    const Lines refused{"[ERROR] bdbrequest # key holds a character outside Latin-1"};
+    EXPECT_EQ(extract("{\"id\":{\"S\":\"\xe2\x82\xac\"},\"when\":{\"S\":\"r\"}}"), StatusInvalidRequest);
+    EXPECT_EQ(lines_, refused);
+    EXPECT_EQ(item_, shared_);
+    EXPECT_EQ(extract("{\"id\":{\"S\":\"h\"},\"when\":{\"S\":\"\xe2\x82\xac\"}}"), StatusInvalidRequest);
+    EXPECT_EQ(lines_, refused);
+}
+
+TEST_F(ExtractKeys, FollowTheTypeThatTheSchemaNames)
+{
+    request_.hashKeyElement["AttributeType"] = "N";
+    EXPECT_EQ(extract(R"({"id":{"N":"17"},"when":{"S":"r"}})"), StatusSuccess);
+    EXPECT_EQ(hash_, "17");
+    EXPECT_EQ(range_, "r");
+}
+
+TEST_F(ExtractKeys, OneNameForBothKeysGivesAnEmptyRangeKey)
+{
+    request_.rangeKeyElement["AttributeName"] = "id";
+    EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusSuccess);
+    EXPECT_EQ(hash_, "abc");
+    EXPECT_EQ(range_, "");
+    EXPECT_EQ(item_, QVariantMap());
+}
+
+TEST_F(ExtractKeys, WithoutALoadedSchemaFindNoKey)
+{
+    request_.hashKeyElement.clear();
+    EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusInternalError);
+    EXPECT_EQ(lines_, attrMissing_);
+}
+
+} // namespace

@@ -1,0 +1,43 @@
+#ifndef QUORVA_TESTS_RECORDS_ITEMS_H
+#define QUORVA_TESTS_RECORDS_ITEMS_H
+
+#include "json/jsonadapter.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+
+/** Test failures show texts and trees as such; found by the test framework through the types' namespace. */
+inline void PrintTo(const QByteArray& bytes, std::ostream* out)
+{
+    *out << '"' << bytes.toPercentEncoding(" |{}[]\":,_\\/").toStdString() << '"';
+}
+
+inline void PrintTo(const QString& text, std::ostream* out)
+{
+    *out << '"' << text.toStdString() << '"';
+}
+
+inline void PrintTo(const QVariant& value, std::ostream* out)
+{
+    *out << value.typeName() << ' ' << Json::serialize(value).toStdString();
+}
+
+inline void PrintTo(const QVariantMap& map, std::ostream* out)
+{
+    *out << Json::serialize(map).toStdString();
+}
+
+/** An item, a condition map or an update map, as a client sends it. */
+inline QVariantMap json(const QByteArray& text)
+{
+    QVariant value;
+    EXPECT_TRUE(Json::parse(text, &value)) << text.toStdString();
+    return value.toMap();
+}
+
+#endif

@@ -1,0 +1,251 @@
+#include "records/lookup.h"
+
+#include "items.h"
+#include "rawrecords.h"
+#include "recordlines.h"
+#include "records/encoding.h"
+#include "support/tableenv.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+TEST(EnvLookup, OpensTheDirectoryInFrontOfTheLastBar)
+{
+    TempDir directory;
+    BDBObjTable registry(16);
+    {
+        TestConnection connection(&registry);
+        const LogCapture log;
+        EXPECT_EQ(envLookup(connection.request(), directory.bytes() + "|t", 1), 0);
+        const std::string path = directory.path();
+        EXPECT_EQ(recordLines(log), (Lines{"[DEBUG] Adding new env path " + path + " id env::" + path}));
+        BDBEnv* env = connection.request().environment.env();
+        ASSERT_NE(env, nullptr);
+        EXPECT_EQ(connection.request().environmentDirectory, directory.bytes());
+        EXPECT_EQ(connection.table()->env(), env);
+        const char* home = nullptr;
+        ASSERT_EQ(env->get_home(&home), 0);
+        EXPECT_EQ(home, path);
+    }
+    const auto lock = lockEnv(&registry, directory.bytes() + "|t", true);
+    ASSERT_NE(lock, nullptr);
+    removeEnv(&registry, directory.bytes());
+    dropEnvLock(&registry, lock);
+}
+
+TEST(EnvLookup, WithoutABarTheWholeNameIsTheDirectory)
+{
+    TableEnv tables;
+    TestConnection other(tables.registry());
+    EXPECT_EQ(envLookup(other.request(), tables.directory().bytes(), 0), 0);
+    EXPECT_EQ(other.request().environment.env(), tables.env());
+}
+
+TEST(EnvLookup, FindsForAnotherRequestWhatIsOpen)
+{
+    TableEnv tables;
+    const LogCapture log;
+    for (const int create : {0, 1}) {
+        TestConnection other(tables.registry());
+        EXPECT_EQ(envLookup(other.request(), tables.tableName("other"), create), 0);
+        EXPECT_EQ(other.request().environment.env(), tables.env());
+        EXPECT_EQ(other.table()->env(), tables.env());
+    }
+    EXPECT_EQ(recordLines(log), Lines());
+}
+
+TEST(EnvLookup, GivesARequestAgainWhatItFoundBefore)
+{
+    TableEnv tables;
+    BDBEnv* const found = tables.env();
+    // Whoever holds the registry's mutex keeps it: the second look does not need it.
+    const QMutexLocker locker(&tables.registry()->mutex());
+    EXPECT_EQ(envLookup(tables.request(), tables.tableName("another"), 0), 0);
+    EXPECT_EQ(tables.env(), found);
+}
+
+TEST(EnvLookup, AnotherDirectoryReplacesTheCurrentEnvironment)
+{
+    TableEnv tables;
+    BDBEnv* const first = tables.env();
+    const TempDir second;
+    ASSERT_EQ(envLookup(tables.request(), second.bytes() + "|t", 1), 0);
+    EXPECT_NE(tables.env(), first);
+    EXPECT_EQ(tables.request().environmentDirectory, second.bytes());
+    EXPECT_EQ(tables.request().connectionTable->env(), tables.env());
+
+    ASSERT_EQ(envLookup(tables.request(), tables.tableName(), 0), 0);
+    EXPECT_EQ(tables.env(), first);
+
+    const auto lock = lockEnv(tables.registry(), second.bytes(), true);
+    ASSERT_NE(lock, nullptr);
+    removeEnv(tables.registry(), second.bytes());
+    dropEnvLock(tables.registry(), lock);
+}
+
+TEST(EnvLookup, HandsTheRegistrysCodesOn)
+{
+    TableEnv tables;
+    BDBEnv* const current = tables.env();
+    const std::string missing = tables.directory().file("missing");
+    const QByteArray name = QByteArray::fromStdString(missing) + "|t";
+    {
+        const LogCapture log;
+        EXPECT_EQ(envLookup(tables.request(), name, 0), StatusNotFound);
+        EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # Failed to load env with id: env::" + missing}));
+    }
+    {
+        const LogCapture log;
+        EXPECT_EQ(envLookup(tables.request(), name, 1), StatusNotFound);
+        EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # Failed to open env path: " + missing + " id env::" + missing +
+                                           " rc " + std::to_string(ENOENT)}));
+    }
+    EXPECT_FALSE(std::filesystem::exists(missing));
+    // The request keeps the environment that it had.
+    EXPECT_EQ(tables.env(), current);
+    EXPECT_EQ(tables.request().connectionTable->env(), current);
+    EXPECT_EQ(envLookup(tables.request(), tables.tableName(), 0), 0);
+}
+
+/** Looks a directory up in a registry without room and ends the process: 0 when all went as it should. */
+[[noreturn]] void lookUpInAFullRegistry()
+{
+    bool good = false;
+    {
+        const TempDir directory;
+        BDBObjTable registry(1); // slot 0 is never used
+        TestConnection connection(&registry);
+        const LogCapture log;
+        const int rc = envLookup(connection.request(), directory.bytes() + "|t", 1);
+        const std::string path = directory.path();
+        const Lines expected{"[DEBUG] Adding new env path " + path + " id env::" + path,
+                             "[CRIT] bdb # Failed to add env with id: env::" + path};
+        good = rc == StatusInternalError && recordLines(log) == expected &&
+               connection.request().environment.env() == nullptr;
+    }
+    std::_Exit(good ? 0 : 1);
+}
+
+TEST(EnvLookupDeathTest, AFullRegistryIsReportedAsTwo)
+{
+    // In a process of its own: the environment belongs to nobody then and is never closed.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(lookUpInAFullRegistry(), testing::ExitedWithCode(0), "");
+}
+
+TEST(EnvLookup, GivesTheEnvironmentTheRequestsTableCapacity)
+{
+    const TempDir directory;
+    BDBObjTable registry(4);
+    {
+        BDBObjTable table(4);
+        BDBRequest request(&registry, &table, 2); // room for one database
+        ASSERT_EQ(envLookup(request, directory.bytes() + "|t", 1), 0);
+        BDBIndex* db = nullptr;
+        EXPECT_EQ(dbOpen(request, "a", "data", &db), 0);
+        const LogCapture log;
+        EXPECT_EQ(dbOpen(request, "b", "data", &db), 12);
+        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdb #  addDesc objType 1 fname a dbname data",
+                                           "[CRIT] bdb # Failed to open DB with id: db::b:data"}));
+        dropEnvironment(request);
+    }
+    const auto lock = lockEnv(&registry, directory.bytes(), true);
+    ASSERT_NE(lock, nullptr);
+    removeEnv(&registry, directory.bytes());
+    dropEnvLock(&registry, lock);
+}
+
+TEST(DropEnvironment, LeavesTheRequestWithoutOne)
+{
+    TableEnv tables;
+    dropEnvironment(tables.request());
+    EXPECT_EQ(tables.env(), nullptr);
+    EXPECT_EQ(tables.request().connectionTable->env(), nullptr);
+    EXPECT_EQ(tables.request().environmentDirectory, "");
+    dropEnvironment(tables.request()); // again, without harm
+    EXPECT_EQ(envLookup(tables.request(), tables.tableName(), 0), 0);
+    EXPECT_NE(tables.env(), nullptr);
+}
+
+TEST(DbOpen, OpensTheSubDatabaseOfTheFileThatTheNameNames)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(dbOpen(tables.request(), tables.tableName("orders_3f.db"), "data", &db), 0);
+    ASSERT_NE(db, nullptr);
+    const char* file = nullptr;
+    const char* name = nullptr;
+    ASSERT_EQ(db->get_dbname(&file, &name), 0);
+    EXPECT_STREQ(file, "orders_3f.db");
+    EXPECT_STREQ(name, "data");
+    EXPECT_TRUE(std::filesystem::exists(tables.directory().file("orders_3f.db")));
+    EXPECT_TRUE(tables.env()->names().contains("db::orders_3f.db:data"));
+}
+
+TEST(DbOpen, TheBytesOfTheNameAreThoseOfTheFile)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(dbOpen(tables.request(), dataFileName(tables.tableName("caf\xc3\xa9"), 0x0a), "data", &db), 0);
+    EXPECT_TRUE(std::filesystem::exists(tables.directory().file("caf\xc3\xa9_0a.db")));
+}
+
+TEST(DbOpen, SharesTheHandleAmongRequests)
+{
+    TableEnv tables;
+    TestConnection other(tables.registry());
+    ASSERT_EQ(envLookup(other.request(), tables.tableName(), 0), 0);
+    BDBIndex* first = nullptr;
+    BDBIndex* second = nullptr;
+    BDBIndex* meta = nullptr;
+    BDBIndex* otherFile = nullptr;
+    EXPECT_EQ(dbOpen(tables.request(), tables.tableName("t"), "data", &first), 0);
+    EXPECT_EQ(dbOpen(other.request(), "elsewhere|t", "data", &second), 0); // only the file part counts
+    EXPECT_EQ(dbOpen(other.request(), "t", "meta", &meta), 0);
+    EXPECT_EQ(dbOpen(other.request(), "t2", "data", &otherFile), 0);
+    EXPECT_EQ(first, second);
+    EXPECT_NE(first, meta);
+    EXPECT_NE(first, otherFile);
+}
+
+TEST(DbOpen, WithoutABarTheFileIsNamedByTheLastPathElement)
+{
+    TableEnv tables;
+    const QByteArray path = tables.directory().bytes();
+    const QByteArray last = path.mid(path.lastIndexOf('/') + 1);
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(dbOpen(tables.request(), path, "meta", &db), 0);
+    EXPECT_TRUE(tables.env()->names().contains(QString::fromUtf8("db::" + last + ":meta")));
+    EXPECT_TRUE(std::filesystem::exists(tables.directory().file(last.toStdString())));
+}
+
+TEST(DbOpen, WithoutACurrentEnvironmentFails)
+{
+    TableEnv tables;
+    dropEnvironment(tables.request());
+    BDBIndex* db = nullptr;
+    const LogCapture log;
+    EXPECT_EQ(dbOpen(tables.request(), "t", "data", &db), -1);
+    EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # bot_env is null"}));
+}
+
+TEST(DbOpen, AFileThatCannotBeOpenedIsTwelve)
+{
+    TableEnv tables;
+    tables.directory().makeDirectory("t");
+    BDBIndex* db = nullptr;
+    const LogCapture log;
+    EXPECT_EQ(dbOpen(tables.request(), tables.tableName("t"), "data", &db), 12);
+    const Lines lines = recordLines(log);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(),
+              "[CRIT] bdb # Failed to open DB dbpath: t dbname data rc " + std::to_string(EISDIR) + " flags 289");
+}
+
+} // namespace

@@ -1,0 +1,34 @@
+#ifndef QUORVA_TESTS_RECORDS_RECORDLINES_H
+#define QUORVA_TESTS_RECORDS_RECORDLINES_H
+
+#include "support/logcapture.h"
+
+#include <string>
+#include <vector>
+
+/**
+ * The lines of a capture with "#" for the number that follows the origin: these numbers have no fixed meaning, all the
+ * rest of a line is compared as it stands. INFO lines are left out, as the threads of an open environment write them
+ * whenever they like; the record layer writes none.
+ */
+inline std::vector<std::string> recordLines(const LogCapture& log)
+{
+    std::vector<std::string> kept;
+    for (std::string line : log.lines()) {
+        if (line.rfind("[INFO] ", 0) == 0)
+            continue;
+        for (const std::string origin : {"[ERROR] bdb ", "[CRIT] bdb ", "[ERROR] bdbrequest ", "[CRIT] bdbrequest "}) {
+            if (line.rfind(origin, 0) != 0)
+                continue;
+            const std::size_t end = line.find_first_not_of("0123456789", origin.size());
+            if (end != std::string::npos && end > origin.size())
+                line.replace(origin.size(), end - origin.size(), "#");
+        }
+        kept.push_back(line);
+    }
+    return kept;
+}
+
+using Lines = std::vector<std::string>;
+
+#endif

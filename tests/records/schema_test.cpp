@@ -1,0 +1,311 @@
+#include "records/schema.h"
+
+#include "items.h"
+#include "locks.h"
+#include "rawrecords.h"
+#include "recordlines.h"
+#include "records/encoding.h"
+#include "records/recordops.h"
+#include "support/tableenv.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <thread>
+
+namespace {
+
+const QByteArray goodSchema = R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S"},)"
+                              R"("RangeKeyElement":{"AttributeName":"when","AttributeType":"S"}})";
+
+class LoadSchema : public testing::Test {
+protected:
+    /** Stores a table description with this key schema; its text as it is stored. */
+    QByteArray store(const QByteArray& keySchema)
+    {
+        const QByteArray text = R"({"CreationDateTime":123456,"KeySchema":)" + keySchema + R"(,"TableName":"t"})";
+        storeText(text);
+        return text;
+    }
+
+    void storeText(const QByteArray& text) { rawPut(tables_.index("t", "meta"), "0011tableschema", text); }
+
+    int load(bool rawOnly = false) { return loadSchema(request(), tables_.tableName(), &description_, rawOnly); }
+
+    BDBRequest& request() { return tables_.request(); }
+
+    TableEnv tables_;
+    QVariantMap description_;
+};
+
+TEST_F(LoadSchema, RecordKeyIsTheLengthAndTheName)
+{
+    EXPECT_EQ(schemaRecordKey(), "0011tableschema");
+    EXPECT_EQ(schemaRecordKey().size(), 15);
+}
+
+TEST_F(LoadSchema, RemembersTheKeyElements)
+{
+    const QByteArray text = store(goodSchema);
+    const LogCapture log;
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(description_, json(text));
+    EXPECT_TRUE(request().schemaLoaded);
+    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S"})"));
+    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"when","AttributeType":"S"})"));
+    EXPECT_EQ(recordLines(log), Lines());
+}
+
+TEST_F(LoadSchema, ReadsWhatPutDbStored)
+{
+    QVariantMap description{{"KeySchema", json(goodSchema)}, {"TableName", QString("t")}};
+    ASSERT_EQ(putDb(request(), tables_.index("t", "meta"), schemaRecordKey(), &description, nullptr, false), 0);
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(description_, description);
+}
+
+TEST_F(LoadSchema, OpensTheEnvironmentOfTheTableName)
+{
+    const QByteArray text = store(goodSchema);
+    dropEnvironment(request());
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(description_, json(text));
+    EXPECT_NE(tables_.env(), nullptr);
+}
+
+TEST_F(LoadSchema, ReadsTheMetaSubDatabaseOfTheTablesOwnFile)
+{
+    store(goodSchema);
+    QVariantMap description;
+    EXPECT_EQ(loadSchema(request(), tables_.tableName("other"), &description, false), StatusNotFound);
+    rawPut(tables_.index("third", "data"), "0011tableschema", R"({"KeySchema":)" + goodSchema + "}");
+    EXPECT_EQ(loadSchema(request(), tables_.tableName("third"), &description, false), StatusNotFound);
+    EXPECT_EQ(description, QVariantMap());
+}
+
+TEST_F(LoadSchema, KeepsOtherMembersOfAnElement)
+{
+    store(R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S","more":1},)"
+          R"("RangeKeyElement":{"AttributeName":"","AttributeType":"S"},"Third":{}})");
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S","more":1})"));
+    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"","AttributeType":"S"})"));
+}
+
+TEST_F(LoadSchema, ALoadedSchemaServesWithoutDatabaseAccess)
+{
+    store(goodSchema);
+    ASSERT_EQ(load(), StatusSuccess);
+
+    // Neither the record, nor the environment, nor the registry is asked.
+    storeText("no JSON");
+    dropEnvironment(request());
+    const QMutexLocker locker(&tables_.registry()->mutex());
+    const LogCapture log;
+    EXPECT_EQ(loadSchema(request(), tables_.tableName(), nullptr, false), StatusSuccess);
+    EXPECT_EQ(loadSchema(request(), tables_.tableName(), nullptr, true), StatusSuccess);
+    EXPECT_EQ(loadSchema(request(), "missing|t", nullptr, false), StatusSuccess);
+    EXPECT_EQ(tables_.env(), nullptr);
+    EXPECT_EQ(recordLines(log), Lines());
+}
+
+TEST_F(LoadSchema, AskedForTheDescriptionReadsAgain)
+{
+    store(goodSchema);
+    ASSERT_EQ(load(), StatusSuccess);
+    const QByteArray changed = store(R"({"HashKeyElement":{"AttributeName":"new","AttributeType":"S"},)"
+                                     R"("RangeKeyElement":{"AttributeName":"newer","AttributeType":"S"}})");
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(description_, json(changed));
+    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "new");
+    EXPECT_EQ(request().rangeKeyElement.value("AttributeName"), "newer");
+}
+
+TEST_F(LoadSchema, AMissingRecordIsNotFound)
+{
+    for (const bool rawOnly : {false, true}) {
+        const LogCapture log;
+        EXPECT_EQ(load(rawOnly), StatusNotFound);
+        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # schema load failed rc 3"}));
+        EXPECT_EQ(description_, QVariantMap());
+        EXPECT_FALSE(request().schemaLoaded);
+    }
+}
+
+TEST_F(LoadSchema, ARecordThatIsNoJsonIsAnInternalError)
+{
+    for (const QByteArray text : {"no JSON", "", "{", R"({"KeySchema":{}} x)"}) {
+        storeText(text);
+        const LogCapture log;
+        EXPECT_EQ(load(), StatusInternalError) << text.toStdString();
+        EXPECT_EQ(recordLines(log),
+                  (Lines{"[ERROR] bdbrequest # parser error", "[ERROR] bdbrequest # schema load failed rc 2"}))
+            << text.toStdString();
+        EXPECT_EQ(description_, QVariantMap());
+        EXPECT_FALSE(request().schemaLoaded);
+    }
+}
+
+TEST_F(LoadSchema, OtherBerkeleyDbErrorsAreHandedOn)
+{
+    storeText('"' + QByteArray(600000, 'x') + '"'); // longer than what can be read
+    const LogCapture log;
+    EXPECT_EQ(load(), DB_BUFFER_SMALL);
+    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # dbindex get failed for 0011tableschema rc -30999",
+                                       "[ERROR] bdbrequest # schema load failed rc -30999"}));
+    EXPECT_FALSE(request().schemaLoaded);
+}
+
+TEST_F(LoadSchema, AnEnvironmentThatCannotBeOpenedIsHandedOn)
+{
+    const std::string missing = tables_.directory().file("missing");
+    const LogCapture log;
+    EXPECT_EQ(loadSchema(request(), QByteArray::fromStdString(missing) + "|t", &description_, false), StatusNotFound);
+    EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # Failed to open env path: " + missing + " id env::" + missing +
+                                       " rc " + std::to_string(ENOENT)}));
+}
+
+TEST_F(LoadSchema, ADatabaseThatCannotBeOpenedIsHandedOn)
+{
+    tables_.directory().makeDirectory("t");
+    const LogCapture log;
+    EXPECT_EQ(load(), 12);
+    const Lines lines = recordLines(log);
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.back(),
+              "[CRIT] bdb # Failed to open DB dbpath: t dbname meta rc " + std::to_string(EISDIR) + " flags 289");
+}
+
+TEST_F(LoadSchema, RefusesAKeySchemaThatIsNotTwoStrings)
+{
+    const QByteArray goodHash = R"({"AttributeName":"id","AttributeType":"S"})";
+    struct Case {
+        QByteArray keySchema;
+        int rc1, rc2;
+    };
+    const Case cases[] = {
+        {"{}", 2, 2},
+        {"null", 2, 2},
+        {R"("text")", 2, 2},
+        {"[]", 2, 2},
+        {R"({"HashKeyElement":)" + goodHash + "}", 0, 2},
+        {R"({"RangeKeyElement":)" + goodHash + "}", 2, 0},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"N"}})", 0,
+         2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"B"}})", 0,
+         2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"s"}})", 0,
+         2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"SS"}})", 0,
+         2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":null}})", 0,
+         2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when"}})", 0, 2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeType":"S"}})", 0, 2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{}})", 0, 2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":null})", 0, 2},
+        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":"when"})", 0, 2},
+        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeName":"id","AttributeType":"N"}})", 2,
+         0},
+        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeName":"id"}})", 2, 0},
+        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeType":"S"}})", 2, 0},
+        {R"({"HashKeyElement":{"AttributeName":"a","AttributeType":"N"},)"
+         R"("RangeKeyElement":{"AttributeName":"b","AttributeType":"N"}})",
+         2, 2},
+        {R"({"hashkeyelement":)" + goodHash + R"(,"rangekeyelement":)" + goodHash + "}", 2, 2},
+    };
+    for (const Case& c : cases) {
+        const QByteArray text = store(c.keySchema);
+        description_.clear();
+        const LogCapture log;
+        EXPECT_EQ(load(), StatusNotFound) << c.keySchema.toStdString();
+        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # wrond key rc1 " + std::to_string(c.rc1) + " rc2 " +
+                                           std::to_string(c.rc2)}))
+            << c.keySchema.toStdString();
+        EXPECT_EQ(description_, json(text)) << c.keySchema.toStdString();
+        EXPECT_FALSE(request().schemaLoaded) << c.keySchema.toStdString();
+    }
+}
+
+TEST_F(LoadSchema, ADescriptionWithoutAKeySchemaIsRefused)
+{
+    for (const QByteArray text : {"{}", R"({"TableName":"t"})", "5", "[]", R"("text")"}) {
+        storeText(text);
+        const LogCapture log;
+        EXPECT_EQ(load(), StatusNotFound) << text.toStdString();
+        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # wrond key rc1 2 rc2 2"})) << text.toStdString();
+        EXPECT_FALSE(request().schemaLoaded);
+    }
+}
+
+TEST_F(LoadSchema, AFailureKeepsTheElementsThatWereThere)
+{
+    store(R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S"},"RangeKeyElement":{"AttributeName":"n",)"
+          R"("AttributeType":"N"}})");
+    EXPECT_EQ(load(), StatusNotFound);
+    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S"})"));
+    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"n","AttributeType":"N"})"));
+
+    // And so does a schema that lacks one of them: the next successful load replaces both.
+    store(R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"}})");
+    EXPECT_EQ(load(), StatusNotFound);
+    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"other","AttributeType":"S"})"));
+    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"n","AttributeType":"N"})"));
+
+    store(goodSchema);
+    EXPECT_EQ(load(), StatusSuccess);
+    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "id");
+    EXPECT_EQ(request().rangeKeyElement.value("AttributeName"), "when");
+    EXPECT_TRUE(request().schemaLoaded);
+}
+
+TEST_F(LoadSchema, RawOnlyChecksAndRemembersNothing)
+{
+    for (const QByteArray& keySchema :
+         {QByteArray("{}"), QByteArray("5"), goodSchema, QByteArray(R"({"HashKeyElement":{"AttributeName":"id"}})")}) {
+        const QByteArray text = store(keySchema);
+        const LogCapture log;
+        EXPECT_EQ(load(true), StatusSuccess) << keySchema.toStdString();
+        EXPECT_EQ(description_, json(text));
+        EXPECT_EQ(request().hashKeyElement, QVariantMap());
+        EXPECT_EQ(request().rangeKeyElement, QVariantMap());
+        EXPECT_FALSE(request().schemaLoaded);
+        EXPECT_EQ(recordLines(log), Lines());
+    }
+}
+
+TEST_F(LoadSchema, RawOnlyLeavesALoadedSchemaAlone)
+{
+    store(goodSchema);
+    ASSERT_EQ(load(), StatusSuccess);
+    const QByteArray text = store("{}");
+    EXPECT_EQ(load(true), StatusSuccess);
+    EXPECT_EQ(description_, json(text));
+    EXPECT_TRUE(request().schemaLoaded);
+    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "id");
+}
+
+TEST_F(LoadSchema, RetriesADeadlockAndWarnsFromTheThird)
+{
+    const QByteArray text = store(goodSchema);
+    BDBIndex* meta = tables_.index("t", "meta");
+    const ExpiringLocks expiring(tables_.env());
+    const LogCapture log;
+    int rc = -1;
+    std::thread loader;
+    {
+        const HeldLock held(tables_.env(), meta, schemaRecordKey(), HeldLock::Write);
+        loader = std::thread([&] { rc = load(); });
+        EXPECT_TRUE(log.waitFor("loadSchema Got deadlock", 2));
+    }
+    loader.join();
+    EXPECT_EQ(rc, StatusSuccess);
+    EXPECT_EQ(description_, json(text));
+    EXPECT_TRUE(request().schemaLoaded);
+    const std::size_t deadlocks = expiring.count();
+    EXPECT_GE(deadlocks, 4u);
+    EXPECT_EQ(recordLines(log), Lines(deadlocks - 2, "[WARN] loadSchema Got deadlock"));
+}
+
+} // namespace

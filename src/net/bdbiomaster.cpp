@@ -1,0 +1,85 @@
+#include "net/bdbiomaster.h"
+
+#include "log/log.h"
+#include "net/bdbioworker_linux.h"
+
+#include <QMutexLocker>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbiomaster";
+constexpr std::chrono::milliseconds PoolThreadExpiry{120000}; // idle ones end then
+
+} // namespace
+
+BDBIOMaster::BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments)
+    : environments_(environments), envTableCapacity_(envTableCapacity),
+      connectionTableCapacity_(connectionTableCapacity)
+{}
+
+BDBIOMaster::~BDBIOMaster()
+{
+    port_.stop();
+    for (const auto& worker : workers_)
+        worker->waitStopped();
+    // Requests use their worker to answer, so the workers stay until all have ended.
+    pool_.waitForDone();
+    for (const auto& [handler, owner] : handlers_)
+        ::close(handler->socketDescriptor());
+}
+
+void BDBIOMaster::init(int workers, int poolMax)
+{
+    pool_.configure(poolMax, PoolThreadExpiry);
+    LOG_INFO << "Workers count " << workers << " db-pool max-thread-count " << poolMax;
+    for (int id = 0; id < workers; ++id) {
+        std::unique_ptr<BDBIOWorker> worker = createWorker();
+        if (worker == nullptr)
+            LOG_CRIT(LogOrigin, 60) << "Worker creation failed, insufficient memory id " << id;
+        else if (worker->startWorker() != 0)
+            LOG_ERROR(LogOrigin, 65) << "IOWorker init failed id " << id;
+        else
+            workers_.push_back(std::move(worker));
+    }
+}
+
+std::unique_ptr<BDBIOWorker> BDBIOMaster::createWorker()
+{
+    return std::unique_ptr<BDBIOWorker>(
+        new (std::nothrow) BDBIOWorker_linux(envTableCapacity_, connectionTableCapacity_, environments_, this));
+}
+
+void BDBIOMaster::addConnection(int socket)
+{
+    if (workers_.empty()) {
+        if (socket >= 0)
+            ::close(socket);
+        return;
+    }
+    if (nextWorker_ == workers_.size())
+        nextWorker_ = 0;
+    (void)workers_[nextWorker_++]->addConnection(socket); // a failure has closed the socket, there is nothing to add
+}
+
+BDBReqHandler* BDBIOMaster::keepHandler(std::unique_ptr<BDBReqHandler> handler)
+{
+    BDBReqHandler* key = handler.get();
+    const QMutexLocker locker(&handlersMutex_);
+    handlers_.emplace(key, std::move(handler));
+    return key;
+}
+
+void BDBIOMaster::destroyHandler(BDBReqHandler* handler)
+{
+    std::unique_ptr<BDBReqHandler> owner; // destroyed without the lock
+    const QMutexLocker locker(&handlersMutex_);
+    const auto found = handlers_.find(handler);
+    owner = std::move(found->second);
+    handlers_.erase(found);
+}

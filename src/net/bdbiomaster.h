@@ -1,0 +1,68 @@
+#ifndef QUORVA_NET_BDBIOMASTER_H
+#define QUORVA_NET_BDBIOMASTER_H
+
+#include "net/bdbreqhandler.h"
+#include "net/completionport.h"
+#include "net/dbthreadpool.h"
+
+#include <QMutex>
+
+#include <cstddef>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+class BDBIOWorker;
+class BDBObjTable;
+
+/**
+ * Owns what serves the connections: the I/O workers with the port they wait on, the database pool, and the handlers of
+ * the open connections.
+ *
+ * Threads: the main thread constructs, initialises and destroys it; the accept thread adds connections; the rest is for
+ * the workers and may be called by any thread.
+ */
+class BDBIOMaster {
+public:
+    /** See BDBReqHandler for the arguments. */
+    BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments);
+
+    /**
+     * Stops the workers, lets the requests that have begun end, and closes the connections. Nothing may be added any
+     * more.
+     */
+    virtual ~BDBIOMaster();
+    BDBIOMaster(const BDBIOMaster&) = delete;
+    BDBIOMaster& operator=(const BDBIOMaster&) = delete;
+
+    /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are left out. */
+    void init(int workers, int poolMax);
+
+    /** Hands an accepted socket, or an invalid one, to the worker whose turn it is. For the accept thread only. */
+    void addConnection(int socket);
+
+    CompletionPort& port() { return port_; }
+    DBThreadPool& pool() { return pool_; }
+
+    /** Takes a new connection's handler, to be destroyed by destroyHandler() or, in the end, with the master. */
+    BDBReqHandler* keepHandler(std::unique_ptr<BDBReqHandler> handler);
+    void destroyHandler(BDBReqHandler* handler);
+
+protected:
+    /** Makes a worker that is not started yet. Null when there is no memory for it. */
+    virtual std::unique_ptr<BDBIOWorker> createWorker();
+
+private:
+    CompletionPort port_;
+    std::vector<std::unique_ptr<BDBIOWorker>> workers_; // those that run; fixed after init
+    DBThreadPool pool_;
+    BDBObjTable* const environments_; // the server's
+    const int envTableCapacity_;
+    const int connectionTableCapacity_;
+    std::size_t nextWorker_ = 0; // the accept thread's
+
+    QMutex handlersMutex_;
+    std::unordered_map<BDBReqHandler*, std::unique_ptr<BDBReqHandler>> handlers_; // guarded by handlersMutex_
+};
+
+#endif

@@ -1,0 +1,80 @@
+#ifndef QUORVA_NET_BDBIOWORKER_H
+#define QUORVA_NET_BDBIOWORKER_H
+
+#include <thread>
+
+class BDBIOMaster;
+class BDBObjTable;
+class BDBReqHandler;
+
+/**
+ * A thread that moves bytes for connections. Any worker may serve any connection; which one sets a connection up is all
+ * that the master's round robin decides.
+ *
+ * The operations on a handler may be called by whichever thread has the handler at that time. They return 0 on success
+ * and -1 on failure, after which the caller closes the connection.
+ */
+class BDBIOWorker {
+public:
+    /** See BDBReqHandler for the capacities. `environments` and `master` are not owned and outlive the worker. */
+    BDBIOWorker(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, BDBIOMaster* master);
+    /** Its thread must have ended, see waitStopped(). */
+    virtual ~BDBIOWorker();
+    BDBIOWorker(const BDBIOWorker&) = delete;
+    BDBIOWorker& operator=(const BDBIOWorker&) = delete;
+
+    /** The thread's work. */
+    virtual void run() = 0;
+
+    /** Starts the thread. -1 when it runs already or cannot be started. */
+    [[nodiscard]] virtual int startWorker() = 0;
+
+    /** True from the start of the thread to the wait for its end. */
+    bool isRunning() const { return thread_.joinable(); }
+
+    /** Returns when the thread has ended; it is for others to make it end. */
+    void waitStopped();
+
+    /** Sets an accepted socket up and waits for its first request. On failure the socket is closed. */
+    [[nodiscard]] virtual int addConnection(int socket) = 0;
+
+    /** Makes the workers serve the handler's socket, and posts its first receive: the handler is theirs on success. */
+    [[nodiscard]] virtual int associate(BDBReqHandler* handler) = 0;
+
+    /** Closes the handler's socket and deletes the handler. */
+    virtual int closeConnection(BDBReqHandler* handler) = 0;
+
+    /** Waits for the next piece of a request. On success the handler is no longer the caller's. */
+    [[nodiscard]] virtual int postRead(BDBReqHandler* handler) = 0;
+
+    /** Sends the handler's reply and then waits for the next request. On success the handler is no longer the caller's.
+     */
+    [[nodiscard]] virtual int postWrite(BDBReqHandler* handler) = 0;
+
+    /** Sets the options of an accepted socket. */
+    [[nodiscard]] virtual int configureSocket(int socket);
+
+    /** The calling thread's last system error. To be taken before a line is begun, which may change it. */
+    virtual int lastError() const = 0;
+
+    /** A handler for an accepted socket, which the master deletes in the end if nobody else does; null without memory.
+     */
+    virtual BDBReqHandler* createHandler(int socket) = 0;
+
+protected:
+    [[nodiscard]] bool startThread();
+
+    BDBIOMaster& master() const { return *master_; }
+    BDBObjTable* environments() const { return environments_; }
+    int envTableCapacity() const { return envTableCapacity_; }
+    int connectionTableCapacity() const { return connectionTableCapacity_; }
+
+private:
+    BDBIOMaster* const master_;
+    BDBObjTable* const environments_;
+    const int envTableCapacity_;
+    const int connectionTableCapacity_;
+    std::thread thread_; // the main thread's to start and to wait for
+};
+
+#endif

@@ -1,0 +1,148 @@
+#include "net/bdbreqhandler.h"
+
+#include "log/log.h"
+#include "net/framing.h"
+#include "net/replyenvelope.h"
+#include "request/bdbrequest.h"
+#include "json/jsonadapter.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+// Operators know this file's lines under the workers' name.
+constexpr const char* LogOrigin = "bdbioworker";
+
+// Room for a body of more than one piece, to begin with.
+constexpr qsizetype FirstBodyReserve = 16 * 1024;
+
+} // namespace
+
+BDBReqHandler::BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket)
+    : envTableCapacity_(envTableCapacity), connectionTableCapacity_(connectionTableCapacity),
+      environments_(environments), socket_(socket)
+{
+    makeRequest();
+}
+
+BDBReqHandler::~BDBReqHandler() = default;
+
+int BDBReqHandler::handle()
+{
+    if (!readComplete_) {
+        LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
+        return -1;
+    }
+    if (!parseBody()) {
+        LOG_ERROR(LogOrigin, 579) << "parser error";
+        return -1;
+    }
+    dispatch(*request_);
+    composeReply();
+    releaseRequest();
+    return 0;
+}
+
+bool BDBReqHandler::parseBody()
+{
+    QVariant parsed;
+    if (!Json::parse(request_->body, &parsed))
+        return false;
+    request_->parsedBody = parsed.toMap(); // empty for JSON that is no object
+    return true;
+}
+
+/** The reply is bytes by now. A client that takes its time to read them must not keep all the rest in memory as well.
+ */
+void BDBReqHandler::releaseRequest()
+{
+    request_->body.clear();
+    request_->parsedBody.clear();
+    request_->reply.clear();
+}
+
+int BDBReqHandler::appendData(const char* data, unsigned len)
+{
+    unsigned headerSize = 0;
+    if (expectedBodyLength_ == 0 && parseHeader(data, &headerSize, len) != 0)
+        return -1;
+    appendBody(data + headerSize, len - headerSize);
+    readComplete_ = request_->body.size() >= static_cast<qsizetype>(expectedBodyLength_);
+    return 0;
+}
+
+/**
+ * Kept: bytes behind the declared length that came in the same piece stay in the body, where they make it invalid JSON
+ * and so close the connection. A client sends its next request only after the reply; this is how one that does not
+ * finds out.
+ *
+ * The declared length is only believed as far as bytes have come: room doubles until it reaches that length. So a
+ * header alone costs nothing, and a large body is copied a few times at most.
+ */
+void BDBReqHandler::appendBody(const char* data, unsigned len)
+{
+    QByteArray& body = request_->body;
+    const qsizetype needed = body.size() + static_cast<qsizetype>(len);
+    if (needed > body.capacity()) {
+        const qsizetype roomy = std::max(FirstBodyReserve, 2 * body.capacity());
+        body.reserve(std::max(needed, std::min<qsizetype>(roomy, expectedBodyLength_)));
+    }
+    body.append(data, static_cast<qsizetype>(len));
+}
+
+int BDBReqHandler::parseHeader(const char* data, unsigned* consumed, unsigned len)
+{
+    Framing::RequestHeader header;
+    if (Framing::parseHeader(std::string_view(data, len), &header) != 0)
+        return -1;
+    request_->operation.append(header.operation.data(), static_cast<qsizetype>(header.operation.size()));
+    expectedBodyLength_ = header.bodyLength;
+    *consumed = static_cast<unsigned>(header.consumed);
+    return 0;
+}
+
+void BDBReqHandler::composeReply()
+{
+    const int status = request_->status;
+    if (!ReplyEnvelope::isOrdinary(status))
+        LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
+    ReplyEnvelope::of(status).addTo(&request_->reply);
+
+    QByteArray bytes(Framing::LengthSize, '\0');
+    Json::append(request_->reply, &bytes);
+    const auto length = static_cast<std::size_t>(bytes.size()) - Framing::LengthSize;
+    Framing::writeLength(static_cast<std::uint32_t>(length), bytes.data());
+    reply_ = std::move(bytes);
+}
+
+void BDBReqHandler::setReply(QByteArray reply)
+{
+    reply_ = std::move(reply);
+}
+
+bool BDBReqHandler::isReadComplete() const
+{
+    return readComplete_;
+}
+
+int BDBReqHandler::socketDescriptor() const
+{
+    return socket_;
+}
+
+void BDBReqHandler::reset()
+{
+    reply_ = QByteArray();
+    expectedBodyLength_ = 0;
+    readComplete_ = false;
+    makeRequest();
+}
+
+void BDBReqHandler::makeRequest()
+{
+    request_.reset();
+    connectionTable_.emplace(connectionTableCapacity_);
+    request_.emplace(environments_, &*connectionTable_, envTableCapacity_);
+}

@@ -1,0 +1,92 @@
+#ifndef QUORVA_NET_BDBREQHANDLER_H
+#define QUORVA_NET_BDBREQHANDLER_H
+
+#include "records/requestcontext.h"
+#include "storage/bdbobjtable.h"
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+/** Bytes that are still to be sent; they belong to the handler that handed them out. */
+struct TransferBuffer {
+    const char* data = nullptr;
+    std::size_t length = 0;
+};
+
+/**
+ * One connection: it collects a request's bytes, runs the request and holds the reply until it is sent, then starts
+ * over for the next request. It owns the request and the connection's descriptor table, but not the socket: the worker
+ * that deletes the handler closes it.
+ *
+ * Threads: used by one thread at a time and therefore without a lock. The worker that took a receive has it until it
+ * arms the socket again or hands the handler to the database pool; a pool thread has it until it arms the socket.
+ */
+class BDBReqHandler {
+public:
+    /**
+     * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
+     * this connection's table. `environments` is the server's registry and outlives the handler.
+     */
+    BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket);
+    virtual ~BDBReqHandler();
+    BDBReqHandler(const BDBReqHandler&) = delete;
+    BDBReqHandler& operator=(const BDBReqHandler&) = delete;
+
+    /**
+     * Runs the request, on a database pool thread. 0 when the reply is ready; -1 when the connection is to be closed
+     * without one: the body is no JSON, or the request is not complete.
+     */
+    [[nodiscard]] virtual int handle();
+
+    /** Takes the next piece of a request. -1 when its header is malformed. */
+    [[nodiscard]] virtual int appendData(const char* data, unsigned len);
+
+    /** Replaces the reply's bytes, length prefix included. */
+    virtual void setReply(QByteArray reply);
+
+    /** True from the request's last byte to the reset. */
+    virtual bool isReadComplete() const;
+
+    virtual int socketDescriptor() const;
+
+    /** Makes the whole reply the bytes to be sent, and returns them. */
+    virtual const TransferBuffer& sendBuffer() = 0;
+
+    /** Makes the handler ready for the next request. What the last one took is given back. */
+    virtual void reset();
+
+    /** Adds the envelope of the request's status to its reply map, and makes the reply's bytes from that. */
+    virtual void composeReply();
+
+    /**
+     * Takes the operation name and the body's length from a request's first piece; `consumed` becomes the header's
+     * size. -1 when the header is malformed or not all there.
+     */
+    [[nodiscard]] virtual int parseHeader(const char* data, unsigned* consumed, unsigned len);
+
+protected:
+    BDBRequest& request() { return *request_; }
+    const QByteArray& reply() const { return reply_; }
+
+private:
+    void makeRequest();
+    void appendBody(const char* data, unsigned len);
+    bool parseBody();
+    void releaseRequest();
+
+    const int envTableCapacity_;
+    const int connectionTableCapacity_;
+    BDBObjTable* const environments_; // the server's
+    const int socket_;
+
+    QByteArray reply_;                     // with its length prefix
+    std::uint32_t expectedBodyLength_ = 0; // 0 also while the header was not read
+    bool readComplete_ = false;
+    std::optional<BDBObjTable> connectionTable_;
+    std::optional<BDBRequest> request_; // uses the table, so it goes first
+};
+
+#endif

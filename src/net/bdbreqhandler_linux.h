@@ -1,0 +1,42 @@
+#ifndef QUORVA_NET_BDBREQHANDLER_LINUX_H
+#define QUORVA_NET_BDBREQHANDLER_LINUX_H
+
+#include "net/bdbreqhandler.h"
+
+#include <atomic>
+
+/**
+ * A connection as the epoll workers use it: with the buffer that receives go to, and what its socket waits for.
+ *
+ * The transfer state is also where one thread leaves the handler to the next: whoever arms the socket stores it last,
+ * whoever takes the socket's event loads it first.
+ */
+class BDBReqHandler_linux final : public BDBReqHandler {
+public:
+    enum TransferState : int { Reading = 0, Writing = 1 };
+
+    static constexpr std::size_t ReceiveBufferSize = 4096; // one piece of a request
+
+    BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket);
+    ~BDBReqHandler_linux() override;
+
+    const TransferBuffer& sendBuffer() override;
+    void reset() override;
+
+    /** What is left to send, and how it shrinks. The reply itself stays where it is. */
+    const TransferBuffer& unsent() const { return unsent_; }
+    void markSent(std::size_t bytes);
+
+    char* receiveBuffer() { return receiveBuffer_; }
+
+    /** The last thing to do with the handler before its socket is armed, and the first after its event was taken. */
+    void setTransferState(int state) { transferState_.store(state, std::memory_order_release); }
+    int transferState() const { return transferState_.load(std::memory_order_acquire); }
+
+private:
+    TransferBuffer unsent_; // into the reply
+    std::atomic<int> transferState_{Reading};
+    char receiveBuffer_[ReceiveBufferSize]; // not cleared: only what a receive wrote is read
+};
+
+#endif

@@ -1,0 +1,153 @@
+#include "net/bdbsocket.h"
+
+#include "log/log.h"
+#include "net/trythread.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <limits>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbsocket";
+
+// Berkeley DB loses an environment when it meets the descriptor limit while it opens a database, so connections leave
+// it the last descriptors. Those that exist go on.
+constexpr rlim_t DescriptorsForDatabases = 64;
+
+constexpr std::chrono::milliseconds AcceptPause{100};
+
+/** bind(), with errno set to EINVAL for an address or a port that there cannot be. */
+int bindTo(int socket, const char* address, int port)
+{
+    sockaddr_in target{};
+    target.sin_family = AF_INET;
+    if (port < 0 || port > std::numeric_limits<std::uint16_t>::max() ||
+        inet_pton(AF_INET, address, &target.sin_addr) != 1) {
+        errno = EINVAL;
+        return -1;
+    }
+    target.sin_port = htons(static_cast<std::uint16_t>(port));
+    return bind(socket, reinterpret_cast<const sockaddr*>(&target), sizeof target);
+}
+
+bool keptForDatabases(int descriptor)
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return false;
+    return static_cast<rlim_t>(descriptor) + DescriptorsForDatabases >= limit.rlim_cur;
+}
+
+} // namespace
+
+TcpServer::~TcpServer()
+{
+    stop();
+}
+
+int TcpServer::listen(const char* address, int port)
+{
+    listeningSocket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    if (listeningSocket_ < 0) {
+        const int error = errno;
+        LOG_ERROR(LogOrigin, 33) << "socket creation failed error " << error; // and so the bind fails
+    }
+
+    // Without this, lingering connections of an earlier server would keep the port from its successor for a minute. A
+    // port that somebody listens on is refused all the same.
+    const int enabled = 1;
+    (void)setsockopt(listeningSocket_, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
+
+    if (bindTo(listeningSocket_, address, port) != 0)
+        return fail(42, "bind failed sock ");
+    if (::listen(listeningSocket_, std::numeric_limits<int>::max()) != 0)
+        return fail(48, "listen failed sock ");
+
+    thread_ = tryThread([this] { run(); });
+    if (!thread_.joinable()) {
+        closeListeningSocket();
+        return -1;
+    }
+    port_ = port;
+    return 0;
+}
+
+int TcpServer::fail(int number, const char* text)
+{
+    const int error = errno; // the making of a line may change it
+    LOG_ERROR(LogOrigin, number) << text << listeningSocket_ << " error " << error;
+    closeListeningSocket();
+    return -1;
+}
+
+void TcpServer::run()
+{
+    while (!stopping_)
+        acceptConnection();
+}
+
+void TcpServer::acceptConnection()
+{
+    const int socket = accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (socket < 0) {
+        onAcceptFailure(errno);
+    } else if (keptForDatabases(socket)) {
+        LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket;
+        ::close(socket);
+    } else {
+        incomingConnection(socket);
+    }
+}
+
+void TcpServer::onAcceptFailure(int error)
+{
+    if (error == EINTR || stopping_)
+        return;
+    incomingConnection(-1); // the worker refuses it, with a line
+    // An aborted connection says nothing about the next accept. Other failures, above all a lack of descriptors or of
+    // memory, would come again at once and fill the log.
+    if (error != ECONNABORTED)
+        std::this_thread::sleep_for(AcceptPause);
+}
+
+void TcpServer::stop()
+{
+    stopping_ = true;
+    (void)shutdown(listeningSocket_, SHUT_RDWR); // ends the accept; fails when nothing listens, and so nothing accepts
+    if (thread_.joinable())
+        thread_.join();
+    closeListeningSocket();
+}
+
+void TcpServer::closeListeningSocket()
+{
+    if (listeningSocket_ >= 0)
+        ::close(listeningSocket_);
+    listeningSocket_ = -1;
+}
+
+BDBServer::BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting,
+                     int workers, int poolMax)
+    : thirdSetting_(thirdSetting), fourthSetting_(fourthSetting), environments_(RegistryCapacity),
+      master_(envTableCapacity, connectionTableCapacity, &environments_)
+{
+    master_.init(workers, poolMax);
+}
+
+BDBServer::~BDBServer()
+{
+    stop();
+}
+
+void BDBServer::incomingConnection(int socket)
+{
+    master_.addConnection(socket);
+}

@@ -1,0 +1,82 @@
+#ifndef QUORVA_NET_BDBSOCKET_H
+#define QUORVA_NET_BDBSOCKET_H
+
+#include "net/bdbiomaster.h"
+#include "storage/bdbobjtable.h"
+
+#include <atomic>
+#include <thread>
+
+/**
+ * A listening socket and the thread that accepts its connections.
+ *
+ * The most derived class calls stop() in its destructor: the thread calls incomingConnection(), which must not change
+ * meanwhile.
+ */
+class TcpServer {
+public:
+    TcpServer() = default;
+    virtual ~TcpServer();
+    TcpServer(const TcpServer&) = delete;
+    TcpServer& operator=(const TcpServer&) = delete;
+
+    /**
+     * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. To be called once, as there is
+     * no way back from listening but destruction.
+     */
+    [[nodiscard]] int listen(const char* address, int port);
+
+    /**
+     * The port given to listen() once that succeeded, before that 0.
+     * Kept: it stays 0 when the system was asked to choose a port.
+     */
+    int port() const { return port_; }
+
+    /** Takes an accepted socket, on the accept thread; a negative number after a failed accept. */
+    virtual void incomingConnection(int socket) = 0;
+
+protected:
+    /** Ends the accept thread and closes the listening socket. */
+    void stop();
+
+    int listeningSocket() const { return listeningSocket_; }
+
+private:
+    void run();
+    int fail(int number, const char* text);
+    void acceptConnection();
+    void onAcceptFailure(int error);
+    void closeListeningSocket();
+
+    int listeningSocket_ = -1;
+    int port_ = 0;
+    std::atomic<bool> stopping_{false};
+    std::thread thread_;
+};
+
+/** The server: accepts connections and has them served. Owns the registry of environments and the I/O master. */
+class BDBServer : public TcpServer {
+public:
+    /**
+     * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
+     * each connection's table. `workers` I/O threads are started at once, `poolMax` limits the database threads. The
+     * remaining two settings are kept for nobody: no layer below reads them.
+     */
+    BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting, int workers,
+              int poolMax);
+
+    /** Stops accepting, lets the requests that have begun end, and closes the connections. */
+    ~BDBServer() override;
+
+    void incomingConnection(int socket) override;
+
+private:
+    static constexpr int RegistryCapacity = 8192; // environments, one slot each
+
+    [[maybe_unused]] const int thirdSetting_;
+    [[maybe_unused]] const int fourthSetting_;
+    BDBObjTable environments_;
+    BDBIOMaster master_; // uses the table, so it goes first
+};
+
+#endif

@@ -1,0 +1,83 @@
+#include "net/completionport.h"
+
+#include <QMutexLocker>
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+void closeDescriptor(int descriptor)
+{
+    if (descriptor >= 0)
+        ::close(descriptor);
+}
+
+} // namespace
+
+CompletionPort::~CompletionPort()
+{
+    closeDescriptor(epoll_);
+    closeDescriptor(stopEvent_);
+}
+
+int CompletionPort::open()
+{
+    if (epoll_ >= 0)
+        return 0;
+    const QMutexLocker locker(&creationMutex_);
+    if (epoll_ >= 0)
+        return 0;
+
+    const int epoll = epoll_create1(EPOLL_CLOEXEC);
+    const int stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    epoll_event event{};
+    event.events = EPOLLIN; // neither one-shot nor ever read: every waiting thread sees it
+    if (epoll < 0 || stopEvent < 0 || epoll_ctl(epoll, EPOLL_CTL_ADD, stopEvent, &event) != 0) {
+        const int error = errno;
+        closeDescriptor(epoll);
+        closeDescriptor(stopEvent);
+        errno = error;
+        return -1;
+    }
+    stopEvent_ = stopEvent;
+    epoll_ = epoll;
+    return 0;
+}
+
+int CompletionPort::associate(int socket, void* key, std::uint32_t events)
+{
+    return control(EPOLL_CTL_ADD, socket, key, events);
+}
+
+int CompletionPort::arm(int socket, void* key, std::uint32_t events)
+{
+    return control(EPOLL_CTL_MOD, socket, key, events);
+}
+
+int CompletionPort::control(int operation, int socket, void* key, std::uint32_t events)
+{
+    epoll_event event{};
+    event.events = events | EPOLLONESHOT;
+    event.data.ptr = key;
+    return epoll_ctl(epoll_, operation, socket, &event);
+}
+
+void* CompletionPort::next()
+{
+    // One event per call, so that the other workers get the rest.
+    epoll_event event{};
+    while (epoll_wait(epoll_, &event, 1, -1) != 1) {
+        // Interrupted; a wait without limit ends in no other way.
+    }
+    return event.data.ptr;
+}
+
+void CompletionPort::stop()
+{
+    if (epoll_ >= 0)
+        (void)eventfd_write(stopEvent_, 1); // fails only when it is signalled already
+}

@@ -1,0 +1,52 @@
+#ifndef QUORVA_NET_COMPLETIONPORT_H
+#define QUORVA_NET_COMPLETIONPORT_H
+
+#include <QMutex>
+
+#include <atomic>
+#include <cstdint>
+
+/**
+ * The one epoll instance that all workers wait on. Sockets are armed for one event at a time; taking that event disarms
+ * the socket, so a connection is with one thread until that thread arms it again. After arming, the connection may be
+ * with another thread already.
+ *
+ * Threads: any, except for the destructor.
+ */
+class CompletionPort {
+public:
+    CompletionPort() = default;
+    ~CompletionPort();
+    CompletionPort(const CompletionPort&) = delete;
+    CompletionPort& operator=(const CompletionPort&) = delete;
+
+    /** Creates the port unless it exists. -1 on failure, errno tells why. */
+    [[nodiscard]] int open();
+
+    /**
+     * Adds a socket and arms it for `events`. `key` is what next() returns for it, never null. -1 on failure, see
+     * errno.
+     *
+     * Adding and arming are one step on purpose: a socket that is added for no event still reports a reset, and a
+     * worker would then take the connection from the thread that is about to arm it.
+     */
+    [[nodiscard]] int associate(int socket, void* key, std::uint32_t events);
+
+    /** Arms a socket of the port again. -1 on failure, see errno. */
+    [[nodiscard]] int arm(int socket, void* key, std::uint32_t events);
+
+    /** Waits for an event without limit and returns its key; null once the port was stopped. */
+    void* next();
+
+    /** Ends all waits in next(), the future ones too. */
+    void stop();
+
+private:
+    int control(int operation, int socket, void* key, std::uint32_t events);
+
+    QMutex creationMutex_;
+    std::atomic<int> epoll_{-1}; // set once, under creationMutex_
+    int stopEvent_ = -1;         // an eventfd in the epoll set, with the null key; set before epoll_
+};
+
+#endif

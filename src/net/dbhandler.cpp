@@ -1,0 +1,23 @@
+#include "net/dbhandler.h"
+
+#include "net/bdbioworker.h"
+#include "net/bdbreqhandler.h"
+
+#include <new>
+
+DBHandler::DBHandler(BDBReqHandler* handler, BDBIOWorker* worker) : handler_(handler), worker_(worker) {}
+
+void DBHandler::run()
+{
+    int rc = -1;
+    try {
+        rc = handler_->handle();
+        if (rc == 0)
+            rc = worker_->postWrite(handler_); // on success the next event's thread has the handler
+    } catch (const std::bad_alloc&) {
+        // A request that is too large for the memory ends its own connection and nothing else.
+        rc = -1;
+    }
+    if (rc != 0)
+        (void)worker_->closeConnection(handler_); // it cannot fail
+}

@@ -1,0 +1,97 @@
+#include "net/dbthreadpool.h"
+
+#include "net/trythread.h"
+
+#include <algorithm>
+#include <utility>
+
+DBThreadPool::~DBThreadPool()
+{
+    waitForDone();
+}
+
+void DBThreadPool::configure(int count, std::chrono::milliseconds expiry)
+{
+    const std::lock_guard lock(mutex_);
+    maxThreads_ = std::max(count, 1);
+    expiry_ = expiry;
+}
+
+int DBThreadPool::maxThreadCount() const
+{
+    const std::lock_guard lock(mutex_);
+    return maxThreads_;
+}
+
+std::chrono::milliseconds DBThreadPool::expiry() const
+{
+    const std::lock_guard lock(mutex_);
+    return expiry_;
+}
+
+bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
+{
+    std::unique_lock lock(mutex_);
+    tasks_.push_back(std::move(task));
+    if (tasks_.size() <= idleThreads_) {
+        lock.unlock(); // or the woken thread would only meet the mutex
+        taskStarted_.notify_one();
+        return true;
+    }
+    if (threads_ < maxThreads_ && createThread())
+        return true;
+    if (threads_ > 0)
+        return true; // one of them comes to it in time
+    tasks_.pop_back();
+    return false;
+}
+
+/** Called with the mutex held, which the thread waits for. */
+bool DBThreadPool::createThread()
+{
+    std::thread thread = tryThread([this] { runThread(); });
+    if (!thread.joinable())
+        return false;
+    thread.detach();
+    ++threads_;
+    return true;
+}
+
+void DBThreadPool::runThread()
+{
+    std::unique_lock lock(mutex_);
+    while (std::unique_ptr<QRunnable> task = nextTask(lock)) {
+        lock.unlock();
+        task->run();
+        task.reset();
+        lock.lock();
+    }
+    --threads_;
+    threadEnded_.notify_all(); // under the mutex: once it is free, the pool may be destroyed
+}
+
+/** Waits for a task; null when the thread is to end. */
+std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& lock)
+{
+    while (tasks_.empty()) {
+        if (ending_)
+            return nullptr;
+        ++idleThreads_;
+        const std::cv_status status = taskStarted_.wait_for(lock, expiry_);
+        --idleThreads_;
+        if (status == std::cv_status::timeout && tasks_.empty())
+            return nullptr;
+    }
+    std::unique_ptr<QRunnable> task = std::move(tasks_.front());
+    tasks_.pop_front();
+    return task;
+}
+
+void DBThreadPool::waitForDone()
+{
+    std::unique_lock lock(mutex_);
+    ending_ = true;
+    taskStarted_.notify_all();
+    threadEnded_.wait(lock, [this] { return threads_ == 0; });
+    ending_ = false;
+}

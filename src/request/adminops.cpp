@@ -1,0 +1,44 @@
+#include "request/adminops.h"
+
+#include "log/log.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbhotbackup.h"
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+
+int flushDb(BDBRequest& request, const QByteArray& tableName)
+{
+    const int rc = flushEnv(request);
+    if (rc == 0)
+        LOG_DEBUG << "flushEnv success dbpath " << tableName;
+    else
+        LOG_ERROR(LogOrigin, __LINE__) << "flushEnv failed dbpath " << tableName;
+    return rc;
+}
+
+int backupControl(BDBRequest& request, const QVariant& target, BDBBackupMode mode)
+{
+    return request.environment.env()->backup(target.toString(), mode);
+}
+
+} // namespace
+
+int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVariantMap& actions)
+{
+    if (actions.contains("FlushDB"))
+        return flushDb(request, tableName);
+    if (actions.contains("DbBackup"))
+        return backupControl(request, actions.value("DbBackup"), BackupFull);
+    if (actions.contains("UpdateDbBackup"))
+        return backupControl(request, actions.value("UpdateDbBackup"), BackupShipLogs);
+    if (actions.contains("StopDbBackup"))
+        return backupControl(request, QVariant(), BackupStop);
+    return StatusSuccess;
+}
+
+int flushEnv(BDBRequest& request)
+{
+    return request.environment.env()->log_flush(nullptr);
+}

@@ -1,0 +1,20 @@
+#ifndef QUORVA_REQUEST_ADMINOPS_H
+#define QUORVA_REQUEST_ADMINOPS_H
+
+#include "records/requestcontext.h"
+
+/** The administrative actions that ride in an UpdateTable. The caller holds the environment's access lock shared. */
+
+/**
+ * Runs the first of "FlushDB", "DbBackup", "UpdateDbBackup" and "StopDbBackup" that `actions` holds; 0 when it holds
+ * none.
+ */
+[[nodiscard]] int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVariantMap& actions);
+
+/**
+ * Forces the whole transaction log of the request's environment to disk; database pages stay in the cache. Returns
+ * Berkeley DB's result.
+ */
+[[nodiscard]] int flushEnv(BDBRequest& request);
+
+#endif

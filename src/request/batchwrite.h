@@ -1,0 +1,13 @@
+#ifndef QUORVA_REQUEST_BATCHWRITE_H
+#define QUORVA_REQUEST_BATCHWRITE_H
+
+#include "records/requestcontext.h"
+
+/**
+ * Puts and deletes for one or more tables of one environment, applied in one transaction: whole or not at all. Tables
+ * of another environment are handed back in "UnprocessedItems". Reads the parsed body, fills the reply, returns the
+ * status.
+ */
+[[nodiscard]] int batchWriteItem(BDBRequest& request);
+
+#endif

@@ -1,0 +1,172 @@
+#include "request/itemops.h"
+
+#include "log/log.h"
+#include "records/encoding.h"
+#include "records/lists.h"
+#include "records/projection.h"
+#include "records/recordops.h"
+#include "records/schema.h"
+#include "request/opentable.h"
+#include "request/requestkeys.h"
+#include "storage/deadlockretry.h"
+
+#include <optional>
+
+namespace {
+
+/** An item that a request names: its table, its keys, and the open database of its partition. */
+struct ItemPlace {
+    QByteArray tableName;
+    QByteArray hashKey;
+    QByteArray rangeKey;
+    BDBIndex* db = nullptr; // owned by the environment
+
+    QByteArray key() const { return recordKey(hashKey, rangeKey); }
+};
+
+/** The common opening of the operations that name an item by "Key". */
+int openItem(BDBRequest& request, EnvAccess* access, ItemPlace* place)
+{
+    place->tableName = tableNameOf(request);
+    if (const int rc = openTable(request, place->tableName, access))
+        return rc;
+    if (const int rc = readElementKeys(request.parsedBody.value("Key").toMap(), &place->hashKey, &place->rangeKey))
+        return rc;
+    return openPartition(request, place->tableName, place->hashKey, &place->db);
+}
+
+template <typename Attempt> int retryItem(const char* operation, const ItemPlace& place, Attempt&& attempt)
+{
+    return retryOnDeadlock(attempt, [&](int backoff) {
+        LOG_WARN << operation << " Got deadlock : retry " << backoff << " hkey " << place.hashKey << " rkey "
+                 << place.rangeKey;
+    });
+}
+
+/** A member of the request's body as a map; nothing when the body has no such member. */
+std::optional<QVariantMap> optionalMap(const BDBRequest& request, const char* name)
+{
+    const auto found = request.parsedBody.constFind(QLatin1String(name));
+    if (found == request.parsedBody.constEnd())
+        return std::nullopt;
+    return found->toMap();
+}
+
+template <typename T> T* pointerTo(std::optional<T>& value)
+{
+    return value ? &*value : nullptr;
+}
+
+bool wantsOldItem(const BDBRequest& request)
+{
+    return request.parsedBody.value("ReturnValues").toString() == "ALL_OLD";
+}
+
+/**
+ * Kept: the two key attributes come as bare strings, although all others are typed values. Clients read them so.
+ */
+void addBareKeys(BDBRequest& request, const ItemPlace& place, QVariantMap* attributes)
+{
+    QVariantMap description;
+    QString hashName;
+    QString rangeName;
+    (void)loadSchema(request, place.tableName, &description, true); // ignored: without it the names stay empty
+    (void)schemaKeyNames(description, &hashName, &rangeName);       // ignored likewise
+    attributes->insert(hashName, QString::fromLatin1(place.hashKey));
+    attributes->insert(rangeName, QString::fromLatin1(place.rangeKey));
+}
+
+} // namespace
+
+int putItem(BDBRequest& request)
+{
+    const bool returnOld = wantsOldItem(request);
+    ItemPlace place;
+    place.tableName = tableNameOf(request);
+    EnvAccess access;
+    if (const int rc = openTable(request, place.tableName, &access))
+        return rc;
+    QVariantMap description;
+    if (const int rc = loadSchema(request, place.tableName, &description, false))
+        return rc;
+    QVariantMap item = request.parsedBody.value("Item").toMap();
+    if (const int rc = extractKeys(request, &item, &place.hashKey, &place.rangeKey))
+        return rc;
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    if (const int rc = openPartition(request, place.tableName, place.hashKey, &place.db))
+        return rc;
+
+    QVariantMap answer;
+    const int rc = retryItem("putItem", place, [&] {
+        answer = item;
+        return putDb(request, place.db, place.key(), &answer, pointerTo(expected), returnOld);
+    });
+    // Kept: "Attributes" is always there, with the new item unless the old one was asked for.
+    if (rc == 0)
+        request.reply.insert("Attributes", answer);
+    return rc;
+}
+
+int getItem(BDBRequest& request)
+{
+    ItemPlace place;
+    EnvAccess access;
+    if (const int rc = openItem(request, &access, &place))
+        return rc;
+    QVariantMap item;
+    const int rc = retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &item); });
+    if (rc == DB_NOTFOUND)
+        return StatusSuccess;
+    if (rc != 0)
+        return rc;
+    if (request.parsedBody.contains("AttributesToGet"))
+        projectItem(listOf(request.parsedBody.value("AttributesToGet")), &item);
+    request.reply.insert("Item", item);
+    return StatusSuccess;
+}
+
+int deleteItem(BDBRequest& request)
+{
+    ItemPlace place;
+    EnvAccess access;
+    if (const int rc = openItem(request, &access, &place))
+        return rc;
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    const bool returnOld = wantsOldItem(request);
+
+    QVariantMap oldItem;
+    const int rc = retryItem("deleteItem", place, [&] {
+        oldItem.clear();
+        return deleteDb(request, place.db, place.key(), pointerTo(expected), returnOld ? &oldItem : nullptr);
+    });
+    if (rc != 0)
+        request.reply.insert("Attributes", QVariantMap()); // Kept: also on failure
+    else if (returnOld)
+        request.reply.insert("Attributes", oldItem);
+    return rc;
+}
+
+int updateItem(BDBRequest& request)
+{
+    ItemPlace place;
+    EnvAccess access;
+    if (const int rc = openItem(request, &access, &place))
+        return rc;
+    const QVariantMap updates = request.parsedBody.value("AttributeUpdates").toMap();
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    std::optional<QByteArray> returnValues;
+    if (request.parsedBody.contains("ReturnValues"))
+        returnValues = request.parsedBody.value("ReturnValues").toString().toUtf8();
+
+    QVariantMap attributes;
+    const int rc = retryItem("updateItem", place, [&] {
+        return updateDb(request, place.db, place.key(), updates, pointerTo(expected), pointerTo(returnValues),
+                        &attributes);
+    });
+    if (!returnValues || attributes.isEmpty())
+        return rc;
+    if (*returnValues == "ALL_NEW" || *returnValues == "ALL_OLD")
+        addBareKeys(request, place, &attributes);
+    request.reply.insert("Attributes", attributes);
+    return rc;
+}

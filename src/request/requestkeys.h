@@ -1,0 +1,18 @@
+#ifndef QUORVA_REQUEST_REQUESTKEYS_H
+#define QUORVA_REQUEST_REQUESTKEYS_H
+
+#include <QByteArray>
+#include <QVariantMap>
+
+/** Reading keys out of requests and key names out of schemas. Every failure is one ERROR line. Any thread. */
+
+/**
+ * Reads the two keys of a map with "HashKeyElement" and "RangeKeyElement", each {"S": string}. StatusInternalError when
+ * one is missing or has another form, StatusInvalidRequest when it is not Latin-1.
+ */
+[[nodiscard]] int readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByteArray* rangeKey);
+
+/** Reads the names of both key attributes out of a table description. StatusInternalError on a bad schema. */
+[[nodiscard]] int schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName);
+
+#endif

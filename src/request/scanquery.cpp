@@ -1,0 +1,206 @@
+#include "request/scanquery.h"
+
+#include "log/log.h"
+#include "records/encoding.h"
+#include "records/lists.h"
+#include "records/lookup.h"
+#include "records/projection.h"
+#include "records/schema.h"
+#include "records/walks.h"
+#include "request/opentable.h"
+#include "request/requestkeys.h"
+#include "storage/deadlockretry.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+constexpr int DefaultLimit = 128;
+
+/** What both operations read from a request in the same way. */
+struct PageRequest {
+    bool countOnly = false;
+    int limit = DefaultLimit;
+    QVariantList attributesToGet;
+    bool hasStart = false;
+    QByteArray startHash;
+    QByteArray startRange;
+};
+
+int limitOf(const QVariantMap& body)
+{
+    const auto limit = body.constFind(QLatin1String("Limit"));
+    if (limit == body.constEnd())
+        return DefaultLimit;
+    // Below zero is as good as zero, and leaves a walk room to count down.
+    return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
+}
+
+void readPageOptions(const QVariantMap& body, PageRequest* page)
+{
+    page->countOnly = body.value("Count").toBool();
+    page->limit = limitOf(body);
+    page->attributesToGet = listOf(body.value("AttributesToGet"));
+}
+
+int readStartKey(const QVariantMap& body, PageRequest* page)
+{
+    const auto start = body.constFind(QLatin1String("ExclusiveStartKey"));
+    page->hasStart = start != body.constEnd();
+    return page->hasStart ? readElementKeys(start->toMap(), &page->startHash, &page->startRange) : 0;
+}
+
+/** What a read that failed answers beside its status. */
+void answerNothing(BDBRequest& request, const PageRequest& page, bool withScannedCount)
+{
+    request.reply.insert("Count", 0);
+    if (withScannedCount)
+        request.reply.insert("ScannedCount", 0);
+    if (!page.countOnly)
+        request.reply.insert("Items", QVariantList());
+}
+
+/**
+ * Kept: both elements are bare strings although ExclusiveStartKey wants {"S": ...}; clients wrap them before they
+ * resume. Whatever else the request's start key held comes back with them.
+ */
+void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
+{
+    QVariantMap key = request.parsedBody.value("ExclusiveStartKey").toMap();
+    key.insert("HashKeyElement", hash);
+    if (!range.isEmpty())
+        key.insert("RangeKeyElement", range);
+    request.reply.insert("LastEvaluatedKey", key);
+}
+
+void answerItems(BDBRequest& request, const PageRequest& page, const KeyNames& names, int count, QVariantList items)
+{
+    request.reply.insert("Count", count);
+    if (page.countOnly)
+        return;
+    if (!page.attributesToGet.isEmpty())
+        projectItems(page.attributesToGet, &items, names.hash, names.range);
+    request.reply.insert("Items", QVariant::fromValue(std::move(items)));
+}
+
+/** The key names of the table; a schema that cannot be loaded is status 2 with empty counts. */
+int readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page, bool withScannedCount,
+                 KeyNames* names)
+{
+    QVariantMap description;
+    if (loadSchema(request, tableName, &description, true) != 0) {
+        answerNothing(request, page, withScannedCount);
+        return StatusInternalError;
+    }
+    return schemaKeyNames(description, &names->hash, &names->range);
+}
+
+template <typename Attempt>
+int retryWalk(const char* operation, const QByteArray& hash, const QByteArray& range, Attempt&& attempt)
+{
+    return retryOnDeadlock(attempt, [&](int backoff) {
+        LOG_WARN << operation << " Got deadlock: retry " << backoff << " hkey " << hash << " rkey " << range;
+    });
+}
+
+int openPartitionAt(BDBRequest& request, const QByteArray& tableName, unsigned partition, BDBIndex** db)
+{
+    return dbOpen(request, dataFileName(tableName, partition), DataSubDatabase, db);
+}
+
+} // namespace
+
+int scanTable(BDBRequest& request)
+{
+    const QByteArray tableName = tableNameOf(request);
+    EnvAccess access;
+    if (const int rc = openTable(request, tableName, &access))
+        return rc;
+    PageRequest page;
+    readPageOptions(request.parsedBody, &page);
+    if (const int rc = readStartKey(request.parsedBody, &page))
+        return rc;
+    KeyNames names;
+    if (const int rc = readKeyNames(request, tableName, page, true, &names))
+        return rc;
+    const QVariantMap filter = request.parsedBody.value("ScanFilter").toMap();
+
+    ScanProgress progress;
+    progress.limit = page.limit;
+    unsigned partition = page.startHash.isEmpty() ? 0 : partitionOf(page.startHash, PartitionCount);
+    for (; partition < PartitionCount && progress.lastHash.isEmpty(); ++partition) {
+        BDBIndex* db = nullptr;
+        if (const int rc = openPartitionAt(request, tableName, partition, &db))
+            return rc;
+        const int rc = retryWalk("scanTable", page.startHash, page.startRange, [&] {
+            return scanDb(request, db, page.startHash, page.startRange, filter, names, &progress);
+        });
+        if (rc != 0) {
+            answerNothing(request, page, true);
+            return rc;
+        }
+        page.startHash.clear(); // the start lies in the first partition; the others are walked from their beginning
+        page.startRange.clear();
+    }
+
+    if (!progress.lastHash.isEmpty())
+        answerLastKey(request, progress.lastHash, progress.lastRange);
+    request.reply.insert("ScannedCount", progress.scanned);
+    answerItems(request, page, names, progress.count, std::move(progress.items));
+    return StatusSuccess;
+}
+
+int queryTable(BDBRequest& request)
+{
+    const QByteArray tableName = tableNameOf(request);
+    EnvAccess access;
+    if (const int rc = openTable(request, tableName, &access))
+        return rc;
+    const QVariantMap& body = request.parsedBody;
+    PageRequest page;
+    if (const int rc = readStartKey(body, &page))
+        return rc;
+    QByteArray hashKey = page.startHash;
+    if (!page.hasStart) {
+        if (!body.contains("HashKeyValue")) {
+            // Kept: a query without a hash key succeeds, and says so in the form of another operation.
+            request.reply.insert("Attributes", QVariantMap());
+            return StatusSuccess;
+        }
+        const QVariantMap value = body.value("HashKeyValue").toMap();
+        if (!value.contains("S")) {
+            LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
+            return StatusInternalError;
+        }
+        if (const int rc = keyBytes(value.value("S"), &hashKey))
+            return rc;
+    }
+    readPageOptions(body, &page);
+    const bool forward = body.value("ScanIndexForward", true).toBool();
+    KeyNames names;
+    if (const int rc = readKeyNames(request, tableName, page, false, &names))
+        return rc;
+
+    // Kept: the empty hash key has the first or last partition, not the one of its digest, where PutItem stores it.
+    const unsigned partition =
+        hashKey.isEmpty() ? (forward ? 0 : PartitionCount - 1) : partitionOf(hashKey, PartitionCount);
+    BDBIndex* db = nullptr;
+    if (const int rc = openPartitionAt(request, tableName, partition, &db))
+        return rc;
+    const bool hasCondition = body.contains("RangeKeyCondition");
+    const QVariantMap condition = body.value("RangeKeyCondition").toMap();
+    const QueryRange range{hashKey, page.startRange, page.limit, forward, hasCondition ? &condition : nullptr};
+    QueryResult found;
+    const int rc = retryWalk("queryTable", hashKey, page.startRange,
+                             [&] { return queryDb(request, db, range, !page.countOnly, names, &found); });
+    if (rc != 0) {
+        answerNothing(request, page, false);
+        return rc;
+    }
+    if (!found.lastRange.isEmpty())
+        answerLastKey(request, hashKey, found.lastRange);
+    answerItems(request, page, names, found.count, std::move(found.items));
+    return StatusSuccess;
+}

@@ -1,0 +1,131 @@
+#include "request/tableops.h"
+
+#include "log/log.h"
+#include "records/encoding.h"
+#include "records/lookup.h"
+#include "records/recordops.h"
+#include "records/schema.h"
+#include "request/adminops.h"
+#include "request/opentable.h"
+#include "storage/bdbregistry.h"
+#include "storage/deadlockretry.h"
+#include "storage/environmentpath.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+
+// Kept: fixed values where a reader expects a clock reading and a count. Clients compare whole descriptions.
+constexpr int CreationDateTime = 123456;
+constexpr int ItemCount = 1;
+
+bool isDirectory(const QByteArray& path)
+{
+    std::error_code error;
+    return !path.isEmpty() && !path.contains('\0') && std::filesystem::is_directory(path.toStdString(), error);
+}
+
+/** The bytes of all files below `path`; what cannot be read, or does not exist, counts nothing. */
+qlonglong directorySize(const QByteArray& path, bool recursive)
+{
+    namespace fs = std::filesystem;
+    if (path.isEmpty() || path.contains('\0'))
+        return 0;
+    constexpr auto options = fs::directory_options::skip_permission_denied;
+    qlonglong sum = 0;
+    std::error_code error;
+    fs::recursive_directory_iterator entry(path.toStdString(), options, error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        if (!recursive)
+            entry.disable_recursion_pending();
+        std::error_code vanished; // files come and go while we walk
+        if (!entry->is_regular_file(vanished))
+            continue;
+        const auto size = entry->file_size(vanished);
+        if (!vanished)
+            sum += static_cast<qlonglong>(size);
+    }
+    return sum;
+}
+
+} // namespace
+
+int createTable(BDBRequest& request)
+{
+    const QByteArray tableName = tableNameOf(request);
+    EnvAccess access;
+    if (const int rc = openTable(request, tableName, &access))
+        return rc;
+    BDBIndex* db = nullptr;
+    if (const int rc = dbOpen(request, tableName, MetaSubDatabase, &db))
+        return rc;
+
+    const QVariantMap description{
+        {"CreationDateTime", CreationDateTime},
+        {"KeySchema", request.parsedBody.value("KeySchema").toMap()},
+        {"ProvisionedThroughput", request.parsedBody.value("ProvisionedThroughput").toMap()},
+        {"TableName", request.parsedBody.value("TableName").toString()},
+        {"TableStatus", "ACTIVE"},
+    };
+    const int rc = retryOnDeadlock(
+        [&] {
+            QVariantMap stored = description;
+            return putDb(request, db, schemaRecordKey(), &stored, nullptr, false);
+        },
+        [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
+    if (rc != 0)
+        return rc;
+    const int flushed = flushEnv(request);
+    request.reply.insert("TableDescription", description);
+    return flushed;
+}
+
+int describeTable(BDBRequest& request)
+{
+    const QByteArray tableName = tableNameOf(request);
+    const QByteArray directory = environmentDirectory(tableName);
+    if (!isDirectory(directory)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "path " << directory << " does not exist ";
+        return StatusNotFound;
+    }
+    QVariantMap description;
+    const int rc = loadSchema(request, tableName, &description, false);
+    const qlonglong bytes = directorySize(tableName, true);
+    if (!description.isEmpty()) {
+        description.insert("ItemCount", ItemCount);
+        description.insert("TableName", request.parsedBody.value("TableName").toString());
+        description.insert("TableSizeBytes", bytes);
+        request.reply.insert("Table", description);
+    }
+    return rc;
+}
+
+int deleteTable(BDBRequest& request)
+{
+    // Kept: succeeds for names that never were, and deletes no file: it closes and forgets the environment.
+    const QByteArray tableName = tableNameOf(request);
+    if (envLookup(request, tableName, 0) != 0)
+        return StatusSuccess;
+    dropEnvironment(request); // before the waiting: two deletes would wait for each other
+    const auto lock = lockEnv(request.registry, tableName, true);
+    if (!lock)
+        return StatusSuccess; // another delete was faster
+    removeEnv(request.registry, tableName);
+    dropEnvLock(request.registry, lock);
+    return StatusSuccess;
+}
+
+int updateTable(BDBRequest& request)
+{
+    const QByteArray tableName = tableNameOf(request);
+    const QVariantMap actions = request.parsedBody.value("ProvisionedThroughput").toMap();
+    EnvAccess access;
+    if (const int rc = openTable(request, tableName, &access))
+        return rc;
+    const int rc = runAdminAction(request, tableName, actions);
+    request.reply.insert("TableDescription", QVariantMap{{"TableStatus", "ACTIVE"}});
+    return rc;
+}

@@ -1,0 +1,17 @@
+#ifndef QUORVA_REQUEST_TABLEOPS_H
+#define QUORVA_REQUEST_TABLEOPS_H
+
+#include "records/requestcontext.h"
+
+/** The operations on tables. Each reads the parsed body, fills the reply and returns the request's status. */
+
+[[nodiscard]] int createTable(BDBRequest& request);
+[[nodiscard]] int describeTable(BDBRequest& request);
+
+/** Closes and forgets the table's environment; no file is removed. */
+[[nodiscard]] int deleteTable(BDBRequest& request);
+
+/** Stores nothing; carries the administrative actions of adminops.h in its "ProvisionedThroughput". */
+[[nodiscard]] int updateTable(BDBRequest& request);
+
+#endif

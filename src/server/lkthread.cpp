@@ -1,0 +1,29 @@
+#include "server/lkthread.h"
+
+#include "log/log.h"
+#include "server/lockfile.h"
+
+#include <QCoreApplication>
+
+LKThread::LKThread(QCoreApplication* application) : application_(application)
+{
+    start();
+}
+
+void LKThread::run()
+{
+    const QByteArray name = qgetenv("OSTRIK_LOCKFILE");
+    LOG_DEBUG << "waiting for " << name;
+    LockFile parent(name);
+    if (!parent.openExisting()) {
+        LOG_ERROR("bdbserver", 144) << "CreateMutex failed with error " << parent.error();
+        return;
+    }
+    if (!parent.waitUntilFree()) {
+        LOG_ERROR("bdbserver", 149) << "WaitForSingleObject failed with error code: " << parent.error();
+        return;
+    }
+    LOG_WARN << "Quorva exiting";
+    // Queued, because the parent may be gone before the event loop runs, and an exit asked for then is forgotten.
+    QMetaObject::invokeMethod(application_, "quit", Qt::QueuedConnection);
+}

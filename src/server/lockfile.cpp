@@ -1,0 +1,176 @@
+#include "server/lockfile.h"
+
+#include <QDir>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <thread>
+
+namespace {
+
+// Short enough that a start does not feel it and a parent's end is noticed at once, long enough to cost nothing.
+constexpr std::chrono::milliseconds AcquireInterval(10);
+constexpr std::chrono::milliseconds WatchInterval(50);
+
+QByteArray temporaryDirectory()
+{
+    const QByteArray directory = qgetenv("TMPDIR");
+    return directory.isEmpty() ? QByteArray("/tmp") : directory;
+}
+
+} // namespace
+
+LockFile::LockFile(const QByteArray& name)
+    : path_(name.isEmpty() || name.contains('/') ? name : temporaryDirectory() + '/' + name)
+{}
+
+LockFile::~LockFile()
+{
+    if (descriptor_ >= 0)
+        close(descriptor_);
+}
+
+void LockFile::closeInherited() const
+{
+    struct stat file {};
+    if (!isNamed() || stat(path_.constData(), &file) != 0)
+        return;
+    const QStringList open = QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System);
+    for (const QString& number : open) {
+        const int descriptor = number.toInt();
+        struct stat status {};
+        if (descriptor > STDERR_FILENO && fstat(descriptor, &status) == 0 && status.st_dev == file.st_dev &&
+            status.st_ino == file.st_ino)
+            close(descriptor);
+    }
+}
+
+bool LockFile::create()
+{
+    return open(O_RDWR | O_CREAT);
+}
+
+bool LockFile::openExisting()
+{
+    return open(O_RDONLY);
+}
+
+bool LockFile::open(int flags)
+{
+    // Non-blocking, for a path that turns out to be a pipe.
+    descriptor_ = ::open(path_.constData(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+    if (descriptor_ < 0)
+        error_ = errno;
+    return descriptor_ >= 0;
+}
+
+LockFile::Wait LockFile::acquire(std::chrono::milliseconds limit)
+{
+    const auto end = std::chrono::steady_clock::now() + limit;
+    bool waited = false;
+    for (;;) {
+        const Try answer = tryLock();
+        if (answer == Try::Failed)
+            return Wait::Failed;
+        if (answer == Try::Taken)
+            break;
+        const auto left = end - std::chrono::steady_clock::now();
+        if (left <= left.zero()) {
+            error_ = ETIMEDOUT;
+            return Wait::TimedOut;
+        }
+        std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, AcquireInterval));
+        waited = true;
+    }
+    // Kept: whoever had to wait does not take over from a holder that died, and every server ends that way. So a server
+    // that is started while its predecessor is just being killed gives up; parents start it again, and then it need not
+    // wait.
+    if (waited && holdsProcessId()) {
+        unlock();
+        error_ = EOWNERDEAD;
+        return Wait::Abandoned;
+    }
+    writeProcessId();
+    return Wait::Acquired;
+}
+
+bool LockFile::waitUntilFree()
+{
+    for (;; std::this_thread::sleep_for(WatchInterval)) {
+        // Looking at record locks disturbs nobody, so it comes first. A file lock can be seen only by trying to take
+        // it, and that is tried only when it may be the last thing to be known.
+        Try answer = recordLock(F_OFD_GETLK);
+        if (answer == Try::Taken) {
+            answer = fileLock();
+            if (answer == Try::Taken)
+                unlock();
+        }
+        if (answer != Try::Held)
+            return answer == Try::Taken;
+    }
+}
+
+/** Takes both locks or none. Everybody takes them in the same order, so two of us never hold one each. */
+LockFile::Try LockFile::tryLock()
+{
+    const Try answer = fileLock();
+    if (answer != Try::Taken)
+        return answer;
+    const Try records = recordLock(F_OFD_SETLK);
+    if (records != Try::Taken)
+        unlock();
+    return records;
+}
+
+/** F_OFD_SETLK takes the record lock on the whole file; F_OFD_GETLK only tells whether it could be taken. */
+LockFile::Try LockFile::recordLock(int command)
+{
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET; // start 0, length 0: all of it, however long it grows
+    if (fcntl(descriptor_, command, &whole) == 0)
+        return command == F_OFD_SETLK || whole.l_type == F_UNLCK ? Try::Taken : Try::Held;
+    error_ = errno;
+    return error_ == EAGAIN || error_ == EACCES ? Try::Held : Try::Failed;
+}
+
+LockFile::Try LockFile::fileLock()
+{
+    if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0)
+        return Try::Taken;
+    error_ = errno;
+    return error_ == EWOULDBLOCK ? Try::Held : Try::Failed;
+}
+
+void LockFile::unlock()
+{
+    struct flock whole {};
+    whole.l_type = F_UNLCK;
+    whole.l_whence = SEEK_SET;
+    (void)fcntl(descriptor_, F_OFD_SETLK, &whole); // ignored: releasing what is not held is no error either
+    (void)flock(descriptor_, LOCK_UN);
+}
+
+bool LockFile::holdsProcessId() const
+{
+    char text[64];
+    const ssize_t size = pread(descriptor_, text, sizeof text, 0);
+    if (size <= 0)
+        return false;
+    bool isNumber = false;
+    const qlonglong id = QByteArray(text, size).trimmed().toLongLong(&isNumber);
+    return isNumber && id > 0;
+}
+
+/** A full disk must not keep the server from starting: the lock is held, and a file left empty only looks tidy. */
+void LockFile::writeProcessId() const
+{
+    const QByteArray text = QByteArray::number(static_cast<qlonglong>(getpid()));
+    if (ftruncate(descriptor_, 0) == 0)
+        (void)!pwrite(descriptor_, text.constData(), static_cast<size_t>(text.size()), 0);
+}

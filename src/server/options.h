@@ -1,0 +1,31 @@
+#ifndef QUORVA_SERVER_OPTIONS_H
+#define QUORVA_SERVER_OPTIONS_H
+
+#include <QThread>
+
+/**
+ * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument is for callers
+ * that know better than Qt.
+ */
+int coreCount(int reported = QThread::idealThreadCount());
+
+/** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
+struct ServerOptions {
+    /** The defaults on a machine with this many processors. */
+    explicit ServerOptions(int cores);
+
+    /**
+     * Reads the options up to the first word that is none. Unknown options and missing arguments are ignored, numbers
+     * that are none count as 0. Does not return when an option character is ":".
+     */
+    void read(int argc, const char* const* argv);
+
+    int port = 4567;                // -p
+    const char* logFile = nullptr;  // -d, part of argv; null: standard error
+    int statLevel = 0;              // -s
+    int workers;                    // -w, I/O worker threads
+    int poolMax;                    // -m, database pool threads
+    bool commitWithoutSync = false; // -n
+};
+
+#endif

@@ -1,0 +1,73 @@
+#include "server/processsetup.h"
+
+#include <QString>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+
+namespace ProcessSetup {
+
+namespace {
+
+void handleQtMessage(QtMsgType, const QMessageLogContext&, const QString& message)
+{
+    // A batch that meets a table of another environment releases that environment's access lock, which its thread
+    // does not hold. Qt leaves the lock alone, as it should, but says so each time.
+    if (message == QLatin1StringView("QReadWriteLock::unlock: unlocking from a thread that did not lock"))
+        return;
+    std::fprintf(stderr, "%s\n", message.toUtf8().constData());
+}
+
+} // namespace
+
+void openStandardDescriptors()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF)
+            continue;
+        // The lowest free number is what open gives, and every lower one is open by now.
+        if (open("/dev/null", O_RDWR) < 0)
+            return;
+    }
+}
+
+void ignoreFatalWriteSignals()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+void raiseDescriptorLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the lower limit works as well, for fewer tables
+}
+
+void useUtf8Locale()
+{
+    qputenv("LC_ALL", "C.UTF-8");
+}
+
+void installQtMessageHandler()
+{
+    qInstallMessageHandler(handleQtMessage);
+}
+
+void prepare()
+{
+    openStandardDescriptors();
+    ignoreFatalWriteSignals();
+    raiseDescriptorLimit();
+    useUtf8Locale();
+    installQtMessageHandler();
+}
+
+} // namespace ProcessSetup

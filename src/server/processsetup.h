@@ -1,0 +1,39 @@
+#ifndef QUORVA_SERVER_PROCESSSETUP_H
+#define QUORVA_SERVER_PROCESSSETUP_H
+
+/**
+ * What the process needs from the system before anything else happens. The main thread calls these first of all; none
+ * of them fails visibly, as there is no log yet and the server works, with less room, without them.
+ */
+namespace ProcessSetup {
+
+/**
+ * Opens /dev/null where the parent closed standard input, output or error. A connection would otherwise get their
+ * numbers: 0 counts as no socket, and what is written to standard error would be sent to a client.
+ */
+void openStandardDescriptors();
+
+/**
+ * Ignores SIGPIPE and SIGXFSZ. Writing to a log whose reader died, or past a limit on file sizes, is then an error of
+ * that one write and not the end of the server.
+ */
+void ignoreFatalWriteSignals();
+
+/** Raises the soft limit of open descriptors to the hard one: one table alone has 256 data files. */
+void raiseDescriptorLimit();
+
+/**
+ * Sets a UTF-8 locale for the process, whatever the parent's was. Qt wants one and complains about any other on
+ * standard error, which may be our log.
+ */
+void useUtf8Locale();
+
+/** Sends Qt's messages to standard error, except the one that is part of normal work; see the source. */
+void installQtMessageHandler();
+
+/** All of the above. */
+void prepare();
+
+} // namespace ProcessSetup
+
+#endif

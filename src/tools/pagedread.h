@@ -1,0 +1,67 @@
+#ifndef QUORVA_TOOLS_PAGEDREAD_H
+#define QUORVA_TOOLS_PAGEDREAD_H
+
+#include "client/connection.h"
+#include "tools/command.h"
+
+#include <CLI/CLI.hpp>
+#include <QSet>
+#include <QVariantMap>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Ctl {
+
+/** The options that scan and query share. */
+struct PageOptions {
+    int limit = 128;        // records that the server examines for one page
+    long long max = -1;     // items to print; below 0: all
+    bool countOnly = false; // print the number of items instead
+    std::vector<std::string> attributes;
+
+    void declare(CLI::App* command);
+};
+
+/**
+ * Reads a Scan or Query to its end, page after page on one connection, and prints one item a line or the count.
+ *
+ * A page's last key is where the next one begins, but some keys cannot be sent back: an empty one reads as none. Then
+ * the same page is asked for again with twice the limit, and what was printed already is left out.
+ */
+class PagedRead {
+public:
+    /**
+     * `operation` is "Scan" or "Query", `body` all of the request but the paging. The first item for which `belongs` is
+     * false ends the read; without it all belong.
+     */
+    PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,
+              std::function<bool(const QVariantMap&)> belongs = {});
+
+    /** An exit code of quorvactl. */
+    int run(const ServerAddress& server);
+
+private:
+    enum class Next { Page, SamePage, End };
+
+    bool readPage(const ServerAddress& server, Client::Connection& connection, const QVariantMap& start, int limit,
+                  int* failure);
+    void printItems();
+    Next advance(QVariantMap* start, int* limit) const;
+    bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
+
+    const PageOptions& options_;
+    const QByteArray operation_;
+    const QVariantMap body_;
+    const std::function<bool(const QVariantMap&)> belongs_;
+
+    QVariantMap reply_;
+    QSet<QByteArray> printed_; // items of the page under way
+    long long found_ = 0;
+    bool ended_ = false; // an item came that does not belong
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,263 @@
+#ifndef QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
+#define QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
+
+#include "request/tablefixture.h"
+#include "tools/programrun.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/** The file that whoever asks for a full backup makes, and the server deletes when the copy is complete. */
+inline std::string markerIn(const std::string& target)
+{
+    return target + "/BackupInProgress.tmp";
+}
+
+inline std::string logName(int number)
+{
+    const std::string digits = std::to_string(number);
+    return "log." + std::string(10 - digits.size(), '0') + digits;
+}
+
+/** Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. */
+inline std::map<std::string, std::string> contentsOf(const std::string& directory)
+{
+    namespace fs = std::filesystem;
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+        std::string& bytes = contents[fs::relative(entry.path(), directory)];
+        if (!entry.is_regular_file())
+            continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    return contents;
+}
+
+/** The names of the entries of a directory, in order. */
+inline std::vector<std::string> namesIn(const std::string& directory)
+{
+    std::vector<std::string> names;
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, missing))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/**
+ * A named pipe in the place of a log file of the copy: a full backup to that target stands still when it comes to the
+ * log, until this is released or destroyed; then it fails, as a pipe cannot be synchronised with a disk.
+ */
+class HeldCopy {
+public:
+    explicit HeldCopy(const std::string& target) : path_(target + '/' + logName(1))
+    {
+        EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    }
+    ~HeldCopy() { release(); }
+    HeldCopy(const HeldCopy&) = delete;
+    HeldCopy& operator=(const HeldCopy&) = delete;
+
+    /** True once the copy stands still: there is something in the pipe. */
+    [[nodiscard]] bool waitUntilHeld()
+    {
+        openForReading();
+        pollfd readable{reader_, POLLIN, 0};
+        return poll(&readable, 1, 60'000) == 1;
+    }
+
+    /** Lets everything through until the writer has gone. */
+    void release()
+    {
+        if (released_)
+            return;
+        released_ = true;
+        openForReading();
+        std::vector<char> buffer(1 << 16);
+        for (;;) {
+            pollfd readable{reader_, POLLIN, 0};
+            if (poll(&readable, 1, 60'000) != 1 || read(reader_, buffer.data(), buffer.size()) <= 0)
+                break;
+        }
+        close(reader_);
+    }
+
+private:
+    void openForReading()
+    {
+        if (reader_ < 0)
+            reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    }
+
+    const std::string path_;
+    int reader_ = -1;
+    bool released_ = false;
+};
+
+/** A server with a table, and targets for its backups. */
+class BackupTest : public TableTest {
+protected:
+    explicit BackupTest(ServerProcess::Setup setup = {}) : TableTest(std::move(setup)) {}
+
+    void SetUp() override
+    {
+        TableTest::SetUp();
+        createTable(tableName());
+        ASSERT_TRUE(server_.waitForLog("Done txn_checkpoint")); // so that it is over before a backup begins
+        (void)takeBackupLines();
+    }
+
+    /** The path of a target; nothing is made. */
+    std::string pathOf(const std::string& name) const { return server_.directory() + '/' + name; }
+
+    /** A target with the marker in it. */
+    std::string markedTarget(const std::string& name) const
+    {
+        const std::string target = makeDirectory(name);
+        makeMarker(target);
+        return target;
+    }
+    static void makeMarker(const std::string& target) { std::ofstream(markerIn(target)).flush(); }
+
+    static bool hasMarker(const std::string& target) { return std::filesystem::exists(markerIn(target)); }
+    [[nodiscard]] static bool waitUntilComplete(const std::string& target)
+    {
+        return waitUntil([&] { return !hasMarker(target); });
+    }
+
+    /** An administrative action on the environment of a table. */
+    QVariantMap act(const char* action, const QVariant& value = QString()) { return actOn(tableName(), action, value); }
+    QVariantMap act(const char* action, const std::string& value)
+    {
+        return act(action, QVariant(QString::fromStdString(value)));
+    }
+    QVariantMap actOn(const QString& table, const char* action, const QVariant& value = QString())
+    {
+        return request("UpdateTable", {{"TableName", table}, {"ProvisionedThroughput", QVariantMap{{action, value}}}});
+    }
+    QVariantMap actOn(const QString& table, const char* action, const std::string& value)
+    {
+        return actOn(table, action, QVariant(QString::fromStdString(value)));
+    }
+
+    static QVariantMap accepted() { return okReply(onlyActive()); }
+    static QVariantMap refused() { return conditionFailedReply(onlyActive()); }
+
+    /** A full backup that goes well and then ships on. */
+    void backUpTo(const std::string& target)
+    {
+        makeMarker(target);
+        EXPECT_EQ(act("DbBackup", target), accepted());
+        EXPECT_TRUE(waitUntilComplete(target)) << server_.logText();
+    }
+
+    /** The lines about backups since the last call. */
+    std::vector<std::string> takeBackupLines()
+    {
+        return takeLines([](const std::string& line) {
+            static constexpr const char* parts[] = {"BDBHotBackupThread",        "ackup",     "log_archive listing",
+                                                    "thread is already running", "Error in ", "temp file"};
+            return std::any_of(std::begin(parts), std::end(parts),
+                               [&](const char* part) { return line.find(part) != std::string::npos; });
+        });
+    }
+
+    /** The same, once a line that holds `last` was among them. */
+    std::vector<std::string> takeBackupLinesUntil(const std::string& last)
+    {
+        std::vector<std::string> lines;
+        EXPECT_TRUE(waitUntil([&] {
+            for (std::string& line : takeBackupLines())
+                lines.push_back(std::move(line));
+            return std::any_of(lines.begin(), lines.end(),
+                               [&](const std::string& line) { return line.find(last) != std::string::npos; });
+        })) << server_.logText();
+        return lines;
+    }
+
+    /** Writes until the environment has that many log files, of 10 MB each; the items are "fill" and a number. */
+    void fillLogs(int files)
+    {
+        for (; !std::filesystem::exists(home() + '/' + logName(files)); ++filled_) {
+            const QVariantMap reply = put("fill", QString::number(filled_), {{"v", textValue(QString(400'000, 'v'))}});
+            ASSERT_EQ(reply.value("__rc"), QVariant(200LL));
+        }
+    }
+    int filled() const { return filled_; }
+
+    /** Closes the environment and opens it again, which writes a checkpoint: what is needed no more is known then. */
+    void reopen()
+    {
+        const std::size_t before = checkpoints();
+        EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply());
+        EXPECT_EQ(get("any", "any").value("__rc"), QVariant(200LL));
+        ASSERT_TRUE(waitUntil([&] { return checkpoints() > before; })) << server_.logText();
+    }
+
+    /** All items of a table, by hash and range key, read page by page. */
+    std::map<std::pair<QString, QString>, QVariantMap> itemsOf(const QString& table)
+    {
+        std::map<std::pair<QString, QString>, QVariantMap> items;
+        for (QVariantMap body{{"TableName", table}, {"Limit", 500}};;) {
+            const QVariantMap reply = request("Scan", body);
+            EXPECT_EQ(reply.value("__rc"), QVariant(200LL)) << testing::PrintToString(reply);
+            for (const QVariant& entry : reply.value("Items").toList()) {
+                QVariantMap item = entry.toMap();
+                const QString hash = item.take("h").toMap().value("S").toString();
+                const QString range = item.take("r").toMap().value("S").toString();
+                EXPECT_TRUE(items.emplace(std::pair(hash, range), item).second) << "twice: " << hash.toStdString();
+            }
+            const QVariantMap last = reply.value("LastEvaluatedKey").toMap();
+            if (last.isEmpty())
+                return items;
+            body.insert("ExclusiveStartKey",
+                        itemKey(last.value("HashKeyElement").toString(), last.value("RangeKeyElement").toString()));
+        }
+    }
+
+    /** The tool, with the server's port. */
+    ProgramRun quorvactl(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
+    {
+        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
+        return runProgram(QUORVACTL_BINARY, arguments, files);
+    }
+    static ProgramRun restore(const std::string& backup, const std::string& target)
+    {
+        return runProgram(QUORVACTL_BINARY, {"restore", backup, target});
+    }
+    /** Restores a backup to a new directory next to it, which it returns. */
+    static std::string restored(const std::string& backup)
+    {
+        const std::string target = backup + ".restored";
+        const ProgramRun run = restore(backup, target);
+        EXPECT_EQ(run.status, 0) << run.output << run.error;
+        EXPECT_EQ(run.error, "");
+        return target;
+    }
+
+private:
+    static QVariantMap onlyActive() { return {{"TableDescription", QVariantMap{{"TableStatus", "ACTIVE"}}}}; }
+
+    std::size_t checkpoints() const
+    {
+        const std::vector<std::string> lines = server_.logLines();
+        return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.find("Done txn_checkpoint") != std::string::npos;
+        }));
+    }
+
+    int filled_ = 0;
+};
+
+#endif

@@ -1,0 +1,207 @@
+#include "storage/logshipping.h"
+
+#include "support/logcapture.h"
+#include "support/tempdir.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void write(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+/** Nothing when there is no such file. */
+std::optional<std::string> read(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        return std::nullopt;
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+QByteArray bytes(const std::string& text)
+{
+    return QByteArray::fromStdString(text);
+}
+
+} // namespace
+
+TEST(MoveFile, MovesToANewName)
+{
+    const TempDir dir;
+    write(dir.file("from"), "text");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(read(dir.file("to")), "text");
+    EXPECT_FALSE(fs::exists(dir.file("from")));
+    EXPECT_FALSE(fs::exists(dir.file("to.del")));
+}
+
+TEST(MoveFile, ReplacesAnOlderCopyAndLeavesNoSafetyFile)
+{
+    const TempDir dir;
+    write(dir.file("from"), "new");
+    write(dir.file("to"), "old");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(read(dir.file("to")), "new");
+    EXPECT_FALSE(fs::exists(dir.file("to.del")));
+    EXPECT_FALSE(fs::exists(dir.file("from")));
+}
+
+TEST(MoveFile, AFailedCopyKeepsTheOlderCopyUnderItsSafetyName)
+{
+    const TempDir dir;
+    fs::create_directory(dir.file("from")); // cannot be copied as a file
+    write(dir.file("to"), "old");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_EQ(read(dir.file("to.del")), "old");
+    EXPECT_FALSE(fs::exists(dir.file("to")));
+    EXPECT_TRUE(fs::exists(dir.file("from")));
+}
+
+TEST(MoveFile, AMissingSourceIsAFailure)
+{
+    const TempDir dir;
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_FALSE(fs::exists(dir.file("to")));
+}
+
+TEST(MoveFile, AMissingDirectoryIsAFailureThatKeepsTheSource)
+{
+    const TempDir dir;
+    write(dir.file("from"), "text");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("none/to"))), 2);
+    EXPECT_EQ(read(dir.file("from")), "text");
+}
+
+TEST(MoveFile, AMoveThatWasCutOffWhileItCopiedIsTakenUpAgain)
+{
+    const TempDir dir;
+    write(dir.file("from"), "whole");
+    write(dir.file("to"), "wh");
+    write(dir.file("to.del"), "older");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(read(dir.file("to")), "whole");
+    EXPECT_FALSE(fs::exists(dir.file("to.del")));
+    EXPECT_FALSE(fs::exists(dir.file("from")));
+}
+
+TEST(MoveFile, KeepsTheOnlyWholeCopyWhenItFailsASecondTime)
+{
+    const TempDir dir;
+    fs::create_directory(dir.file("from"));
+    write(dir.file("to"), "wh");
+    write(dir.file("to.del"), "older");
+    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_EQ(read(dir.file("to.del")), "older");
+}
+
+TEST(BackupLog, MakesTheLogDirectoryAndMovesAll)
+{
+    const TempDir dir;
+    const std::string target = dir.makeDirectory("target");
+    write(dir.file("log.0000000001"), "one");
+    write(dir.file("log.0000000002"), "two");
+    const LogCapture log;
+    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}), 0);
+    EXPECT_EQ(read(target + "/__log__/log.0000000001"), "one");
+    EXPECT_EQ(read(target + "/__log__/log.0000000002"), "two");
+    EXPECT_FALSE(fs::exists(dir.file("log.0000000001")));
+    EXPECT_FALSE(fs::exists(dir.file("log.0000000002")));
+    EXPECT_EQ(log.text(), "");
+}
+
+TEST(BackupLog, ADirectoryThatCannotBeMadeCountsAsDone)
+{
+    const TempDir dir;
+    write(dir.file("log.0000000001"), "one");
+    const LogCapture log;
+    EXPECT_EQ(backupLog(bytes(dir.file("none")), {bytes(dir.file("log.0000000001"))}), 0);
+    EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
+                                 "\\[ERROR\\] bdb [0-9]+ Error in creating dir " + dir.file("none") + "/__log__")));
+    EXPECT_EQ(read(dir.file("log.0000000001")), "one");
+}
+
+TEST(BackupLog, TheFirstFailureEndsTheCycle)
+{
+    const TempDir dir;
+    const std::string target = dir.makeDirectory("target");
+    write(dir.file("log.0000000002"), "two");
+    const LogCapture log;
+    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}), 2);
+    EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
+                                 "\\[ERROR\\] bdb [0-9]+ Error in moving log file " + dir.file("log.0000000001"))));
+    EXPECT_EQ(read(dir.file("log.0000000002")), "two") << "the rest waits for the next cycle";
+    EXPECT_FALSE(fs::exists(target + "/__log__/log.0000000002"));
+}
+
+TEST(BackupLog, WhatIsNoDirectoryButHasItsNameFailsForTheFirstFile)
+{
+    const TempDir dir;
+    const std::string target = dir.makeDirectory("target");
+    write(target + "/__log__", "in the way");
+    write(dir.file("log.0000000001"), "one");
+    const LogCapture log;
+    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 2);
+    EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
+                                 "\\[ERROR\\] bdb [0-9]+ Error in moving log file " + dir.file("log.0000000001"))));
+    EXPECT_EQ(read(dir.file("log.0000000001")), "one");
+    EXPECT_EQ(read(target + "/__log__"), "in the way");
+}
+
+TEST(BackupLog, AFileThatIsThereAlreadyIsReplaced)
+{
+    const TempDir dir;
+    const std::string target = dir.makeDirectory("target");
+    dir.makeDirectory("target/__log__");
+    write(target + "/__log__/log.0000000001", "old");
+    write(target + "/__log__/log.0000000007", "another");
+    write(dir.file("log.0000000001"), "new");
+    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 0);
+    EXPECT_EQ(read(target + "/__log__/log.0000000001"), "new");
+    EXPECT_EQ(read(target + "/__log__/log.0000000007"), "another");
+    EXPECT_FALSE(fs::exists(target + "/__log__/log.0000000001.del"));
+    EXPECT_FALSE(fs::exists(dir.file("log.0000000001")));
+}
+
+TEST(RemoveEarlierLogs, LeavesTheLogFilesOfTheCopyAndAllThatAreNoLogFiles)
+{
+    const TempDir dir;
+    dir.makeDirectory("__log__");
+    for (const char* name : {"log.0000000006", "log.0000000007", "log.0000000008", "log.0000000009", "log.7", "t_07.db",
+                             "BackupInProgress.tmp", "__log__/log.0000000007", "__log__/log.0000000012",
+                             "__log__/log.0000000013.del", "__log__/notes"})
+        write(dir.file(name), "x");
+    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 8), 0);
+    for (const char* name :
+         {"log.0000000007", "log.0000000008", "log.7", "t_07.db", "BackupInProgress.tmp", "__log__/notes"})
+        EXPECT_TRUE(fs::exists(dir.file(name))) << name;
+    for (const char* name : {"log.0000000006", "log.0000000009", "__log__/log.0000000007", "__log__/log.0000000012",
+                             "__log__/log.0000000013.del"})
+        EXPECT_FALSE(fs::exists(dir.file(name))) << name;
+}
+
+TEST(RemoveEarlierLogs, ADirectoryWithoutShippedLogsIsFine)
+{
+    const TempDir dir;
+    write(dir.file("log.0000000007"), "x");
+    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 7), 0);
+    EXPECT_TRUE(fs::exists(dir.file("log.0000000007")));
+}
+
+TEST(RemoveEarlierLogs, WhatCannotBeRemovedIsAnError)
+{
+    const TempDir dir;
+    dir.makeDirectory("__log__/log.0000000001/full");
+    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 7), ENOTEMPTY);
+}

@@ -1,0 +1,352 @@
+#include "client/connection.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <future>
+#include <thread>
+
+namespace {
+
+using namespace std::string_literals;
+
+/** A server that accepts one connection, gives it to `script` on a thread of its own and closes it when that returns.
+ */
+class Peer {
+public:
+    explicit Peer(std::function<void(int)> script) : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(listen(listener_, 1), 0);
+        EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this, script = std::move(script)] {
+            const int connection = accept(listener_, nullptr, nullptr);
+            if (connection < 0)
+                return;
+            script(connection);
+            close(connection);
+        });
+    }
+    ~Peer()
+    {
+        shutdown(listener_, SHUT_RDWR); // ends an accept that nobody answered
+        thread_.join();
+        close(listener_);
+    }
+
+    int port() const { return port_; }
+
+private:
+    int listener_;
+    int port_ = 0;
+    std::thread thread_;
+};
+
+void writeAll(int descriptor, const QByteArray& bytes)
+{
+    for (qsizetype written = 0; written < bytes.size();) {
+        const ssize_t n =
+            send(descriptor, bytes.constData() + written, static_cast<size_t>(bytes.size() - written), MSG_NOSIGNAL);
+        if (n < 0)
+            return;
+        written += n;
+    }
+}
+
+QByteArray readExactly(int descriptor, qsizetype size)
+{
+    QByteArray bytes(size, '\0');
+    qsizetype have = 0;
+    while (have < size) {
+        const ssize_t n = recv(descriptor, bytes.data() + have, static_cast<size_t>(size - have), 0);
+        if (n <= 0)
+            break;
+        have += n;
+    }
+    bytes.resize(have);
+    return bytes;
+}
+
+/** Waits until the other side has closed the connection. */
+void drain(int descriptor)
+{
+    char piece[4096];
+    while (recv(descriptor, piece, sizeof piece, 0) > 0) {
+    }
+}
+
+QByteArray reply(const QByteArray& text)
+{
+    const auto size = static_cast<quint32>(text.size());
+    const char prefix[] = {static_cast<char>(size >> 24), static_cast<char>(size >> 16), static_cast<char>(size >> 8),
+                           static_cast<char>(size)};
+    return QByteArray(prefix, 4) + text;
+}
+
+const QByteArray Request = Client::frameRequest("Op.Name", "{}");
+
+/** A connection to `peer`. */
+Client::Connection connectedTo(const Peer& peer)
+{
+    Client::Connection connection;
+    EXPECT_TRUE(connection.open("127.0.0.1", peer.port())) << connection.error().toStdString();
+    return connection;
+}
+
+} // namespace
+
+TEST(FullOperationName, ShortNameGetsTheApiPrefix)
+{
+    EXPECT_EQ(Client::fullOperationName("PutItem"), "DynamoDB_20111205.PutItem");
+    EXPECT_EQ(Client::fullOperationName(""), "DynamoDB_20111205.");
+}
+
+TEST(FullOperationName, NameWithADotStaysAsItIs)
+{
+    EXPECT_EQ(Client::fullOperationName("DynamoDB_20111205.PutItem"), "DynamoDB_20111205.PutItem");
+    EXPECT_EQ(Client::fullOperationName("Other.PutItem"), "Other.PutItem");
+    EXPECT_EQ(Client::fullOperationName("."), ".");
+}
+
+TEST(FrameRequest, IsBothLengthsBigEndianEachBeforeItsBytes)
+{
+    EXPECT_EQ(Client::frameRequest("Op", "{\"a\":1}"), QByteArray("\0\0\0\2Op\0\0\0\7{\"a\":1}", 17));
+    EXPECT_EQ(Client::frameRequest("", ""), QByteArray(8, '\0'));
+    EXPECT_EQ(Client::frameRequest("N", QByteArray("a\0b", 3)), QByteArray("\0\0\0\1N\0\0\0\3a\0b", 12));
+}
+
+TEST(FrameRequest, LengthsUseAllFourBytes)
+{
+    const QByteArray body(0x010203, 'x');
+    EXPECT_EQ(Client::frameRequest("N", body), QByteArray("\0\0\0\1N\0\1\2\3", 9) + body);
+}
+
+TEST(ConnectionOpen, RefusesWhatIsNoDottedAddress)
+{
+    for (const char* host : {"", "localhost", "127.0.0", "127.0.0.1 ", "::1", "256.0.0.1"}) {
+        Client::Connection connection;
+        EXPECT_FALSE(connection.open(host, 4567)) << host;
+        EXPECT_FALSE(connection.isOpen()) << host;
+        EXPECT_EQ(connection.error().toStdString(), "\""s + host + "\" is not a dotted IPv4 address");
+    }
+}
+
+TEST(ConnectionOpen, RefusesWhatIsNoPort)
+{
+    for (const int port : {-1, 0, 65536, 70000}) {
+        Client::Connection connection;
+        EXPECT_FALSE(connection.open("127.0.0.1", port)) << port;
+        EXPECT_FALSE(connection.isOpen()) << port;
+        EXPECT_EQ(connection.error().toStdString(), std::to_string(port) + " is not a port number");
+    }
+}
+
+TEST(ConnectionOpen, TellsThatNobodyListens)
+{
+    // Bound without listening, so that nobody else can listen there.
+    const int holder = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(holder, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(getsockname(holder, reinterpret_cast<sockaddr*>(&address), &size), 0);
+
+    Client::Connection connection;
+    EXPECT_FALSE(connection.open("127.0.0.1", ntohs(address.sin_port)));
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(connection.error().toStdString(), "connect: Connection refused");
+    close(holder);
+}
+
+TEST(ConnectionOpen, ReplacesTheConnectionThereWas)
+{
+    std::promise<void> firstEnded;
+    const Peer first([&](int socket) {
+        drain(socket);
+        firstEnded.set_value();
+    });
+    const Peer second([](int socket) {
+        readExactly(socket, Request.size());
+        writeAll(socket, reply("second"));
+    });
+    Client::Connection connection = connectedTo(first);
+    ASSERT_TRUE(connection.open("127.0.0.1", second.port()));
+    firstEnded.get_future().wait();
+    QByteArray text;
+    ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
+    EXPECT_EQ(text, "second");
+}
+
+TEST(Connection, StartsClosedAndFailsWithoutOpening)
+{
+    Client::Connection connection;
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(connection.socketDescriptor(), -1);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.exchange("Op", "{}", &text));
+    EXPECT_EQ(connection.error().toStdString(), "send: Bad file descriptor");
+    EXPECT_EQ(text, "before");
+}
+
+TEST(Connection, MovingLeavesTheSourceClosed)
+{
+    const Peer peer(drain);
+    Client::Connection source = connectedTo(peer);
+    const int descriptor = source.socketDescriptor();
+    Client::Connection target(std::move(source));
+    EXPECT_EQ(source.socketDescriptor(), -1); // NOLINT: what a moved-from connection is, is the claim
+    EXPECT_EQ(target.socketDescriptor(), descriptor);
+    Client::Connection assigned;
+    assigned = std::move(target);
+    EXPECT_FALSE(target.isOpen()); // NOLINT
+    EXPECT_EQ(assigned.socketDescriptor(), descriptor);
+}
+
+TEST(ConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
+{
+    QByteArray received;
+    QByteArray text;
+    {
+        const Peer peer([&](int socket) {
+            received = readExactly(socket, Request.size());
+            writeAll(socket, reply("{\"__rc\":200}"));
+            drain(socket);
+        });
+        Client::Connection connection = connectedTo(peer);
+        ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
+        EXPECT_TRUE(connection.isOpen());
+    }
+    EXPECT_EQ(text, "{\"__rc\":200}");
+    EXPECT_EQ(received, Request);
+}
+
+TEST(ConnectionExchange, CarriesOneExchangeAfterAnother)
+{
+    const Peer peer([](int socket) {
+        for (const char* text : {"first", "second", ""}) {
+            readExactly(socket, Request.size());
+            writeAll(socket, reply(text));
+        }
+        drain(socket);
+    });
+    Client::Connection connection = connectedTo(peer);
+    for (const char* expected : {"first", "second", ""}) {
+        QByteArray text = "before";
+        ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
+        EXPECT_EQ(text, expected);
+    }
+}
+
+TEST(ConnectionExchange, LargeBodiesPassInBothDirections)
+{
+    const QByteArray body(3 * 1024 * 1024 + 7, 'b');
+    const QByteArray answer(5 * 1024 * 1024 + 3, 'a');
+    bool whole = false;
+    QByteArray text;
+    {
+        const Peer peer([&](int socket) {
+            const QByteArray request = Client::frameRequest("Op", body);
+            whole = readExactly(socket, request.size()) == request;
+            writeAll(socket, reply(answer));
+        });
+        Client::Connection connection = connectedTo(peer);
+        ASSERT_TRUE(connection.exchange("Op", body, &text)) << connection.error().toStdString();
+    }
+    EXPECT_TRUE(whole);
+    EXPECT_EQ(text, answer);
+}
+
+TEST(ConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
+{
+    const QByteArray whole = reply("0123456789");
+    for (const qsizetype size : {0, 1, 3, 4, 5, 13}) {
+        const Peer peer([&](int socket) {
+            readExactly(socket, Request.size());
+            writeAll(socket, whole.left(size));
+        });
+        Client::Connection connection = connectedTo(peer);
+        QByteArray text = "before";
+        EXPECT_FALSE(connection.exchange("Op.Name", "{}", &text)) << size;
+        EXPECT_EQ(connection.error().toStdString(), "the server closed the connection") << size;
+        EXPECT_FALSE(connection.isOpen()) << size;
+        EXPECT_EQ(text, "before") << size;
+    }
+}
+
+TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
+{
+    std::promise<void> timedOut;
+    const Peer peer([&](int socket) {
+        readExactly(socket, Request.size());
+        timedOut.get_future().wait();
+        writeAll(socket, reply("late"));
+    });
+    Client::Connection connection = connectedTo(peer);
+    connection.setReceiveTimeout(20);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.exchange("Op.Name", "{}", &text));
+    EXPECT_EQ(connection.error().toStdString(), "no bytes within 20 ms");
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(text, "before");
+    timedOut.set_value();
+}
+
+TEST(ConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
+{
+    std::promise<void> timedOut;
+    const Peer peer([&](int socket) {
+        timedOut.get_future().wait();
+        writeAll(socket, reply("after all"));
+    });
+    Client::Connection connection = connectedTo(peer);
+    connection.setReceiveTimeout(20);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.receiveReply(&text));
+    EXPECT_TRUE(connection.isOpen());
+    EXPECT_EQ(text, "before");
+    timedOut.set_value();
+    connection.setReceiveTimeout(0);
+    ASSERT_TRUE(connection.receiveReply(&text)) << connection.error().toStdString();
+    EXPECT_EQ(text, "after all");
+}
+
+TEST(ConnectionReceiveReply, GreatLengthAllocatesOnlyWhatComes)
+{
+    const Peer peer([](int socket) {
+        writeAll(socket, "\xff\xff\xff\xff"
+                         "abc");
+    });
+    Client::Connection connection = connectedTo(peer);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.receiveReply(&text));
+    EXPECT_EQ(connection.error().toStdString(), "the server closed the connection");
+    EXPECT_EQ(text, "before");
+}
+
+TEST(ConnectionSend, ToAPeerThatIsGoneFailsWithoutASignal)
+{
+    const Peer peer([](int socket) {
+        const linger reset{1, 0}; // closing it sends a reset
+        setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    });
+    Client::Connection connection = connectedTo(peer);
+    pollfd ended{connection.socketDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&ended, 1, 60000), 1);
+    EXPECT_FALSE(connection.send("x"));
+    EXPECT_EQ(connection.error().toStdString(), "send: Connection reset by peer");
+    EXPECT_FALSE(connection.send("x")); // this one would raise SIGPIPE
+    EXPECT_EQ(connection.error().toStdString(), "send: Broken pipe");
+    EXPECT_TRUE(connection.isOpen());
+}

@@ -1,0 +1,147 @@
+#include "net/completionport.h"
+
+#include "netsupport.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/epoll.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace {
+
+/** Something for keys to point at. */
+int keys[2];
+
+} // namespace
+
+TEST(CompletionPort, IsOpenedOnce)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    const std::set<int> before = openDescriptors();
+    EXPECT_EQ(port.open(), 0);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(CompletionPort, ThreadsThatOpenItTogetherMakeOne)
+{
+    const std::size_t before = openDescriptors().size();
+    CompletionPort port;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i)
+        threads.emplace_back([&] { failures += port.open() == 0 ? 0 : 1; });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(openDescriptors().size(), before + 2);
+}
+
+TEST(CompletionPort, GivesItsDescriptorsBack)
+{
+    const std::set<int> before = openDescriptors();
+    {
+        CompletionPort port;
+        ASSERT_EQ(port.open(), 0);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(CompletionPort, OpenFailsWithoutDescriptorsAndMayBeTriedAgain)
+{
+    CompletionPort port;
+    const std::set<int> before = openDescriptors();
+    {
+        const NoFurtherDescriptors none;
+        EXPECT_EQ(port.open(), -1);
+        EXPECT_EQ(errno, EMFILE);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(port.open(), 0);
+}
+
+TEST(CompletionPort, OpenThatGetsOnlyOneDescriptorGivesItBack)
+{
+    CompletionPort port;
+    const std::set<int> before = openDescriptors();
+    {
+        const SoftLimit one(RLIMIT_NOFILE, static_cast<rlim_t>(lowestFreeDescriptors(1).front()) + 1);
+        EXPECT_EQ(port.open(), -1);
+        EXPECT_EQ(errno, EMFILE);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST(CompletionPort, EventsComeWithTheirSocketsKey)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    TcpPair first;
+    TcpPair second;
+    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
+    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
+    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(port.next(), &keys[1]);
+    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(port.next(), &keys[0]);
+}
+
+TEST(CompletionPort, ASocketIsSilentUntilItIsArmedAgain)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    TcpPair first;
+    TcpPair second;
+    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
+    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
+    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(port.next(), &keys[0]);
+
+    // More data and even a reset of the first one are not seen: the second one's event comes before.
+    ASSERT_EQ(send(first.client.get(), "y", 1, 0), 1);
+    resetConnection(first.client);
+    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(port.next(), &keys[1]);
+
+    ASSERT_EQ(port.arm(first.server.get(), &keys[0], EPOLLIN), 0);
+    EXPECT_EQ(port.next(), &keys[0]);
+}
+
+TEST(CompletionPort, RefusesWhatCannotBeWaitedFor)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    const Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(port.associate(file.get(), &keys[0], EPOLLIN), -1);
+    EXPECT_EQ(errno, EPERM);
+    TcpPair stranger;
+    EXPECT_EQ(port.arm(stranger.server.get(), &keys[0], EPOLLIN), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(CompletionPort, StopEndsEveryWait)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    std::vector<std::future<void*>> waits;
+    for (int i = 0; i < 4; ++i)
+        waits.push_back(std::async(std::launch::async, [&] { return port.next(); }));
+    port.stop();
+    for (std::future<void*>& wait : waits)
+        EXPECT_EQ(wait.get(), nullptr);
+    EXPECT_EQ(port.next(), nullptr); // and the waits that come later
+}
+
+TEST(CompletionPort, StopBeforeOpenDoesNothing)
+{
+    CompletionPort port;
+    port.stop();
+    ASSERT_EQ(port.open(), 0);
+    TcpPair pair;
+    ASSERT_EQ(port.associate(pair.server.get(), &keys[0], EPOLLOUT), 0);
+    EXPECT_EQ(port.next(), &keys[0]);
+}

@@ -1,0 +1,104 @@
+#include "net/dbhandler.h"
+
+#include "netsupport.h"
+#include "support/logcapture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <new>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+/** A handler whose parts end as the test wants it. */
+class ScriptedHandler : public BDBReqHandler {
+public:
+    enum Outcome { Ready, Fails, RunsOutOfMemory };
+
+    explicit ScriptedHandler(Outcome outcome) : BDBReqHandler(1024, 256, nullptr, 42), outcome_(outcome) {}
+
+    int handle() override
+    {
+        if (outcome_ == RunsOutOfMemory)
+            throw std::bad_alloc();
+        return outcome_ == Ready ? 0 : -1;
+    }
+    const TransferBuffer& sendBuffer() override { return none_; }
+
+private:
+    Outcome outcome_;
+    TransferBuffer none_;
+};
+
+/** A worker that notes what it is asked to do. */
+class RecordingWorker : public BDBIOWorker {
+public:
+    explicit RecordingWorker(int writeResult) : BDBIOWorker(1024, 256, nullptr, nullptr), writeResult_(writeResult) {}
+
+    void run() override {}
+    int startWorker() override { return -1; }
+    int addConnection(int) override { return -1; }
+    int associate(BDBReqHandler*) override { return -1; }
+    int closeConnection(BDBReqHandler* handler) override
+    {
+        closed.push_back(handler);
+        return 0;
+    }
+    int postRead(BDBReqHandler*) override { return -1; }
+    int postWrite(BDBReqHandler* handler) override
+    {
+        written.push_back(handler);
+        return writeResult_;
+    }
+    int lastError() const override { return 0; }
+    BDBReqHandler* createHandler(int) override { return nullptr; }
+
+    std::vector<BDBReqHandler*> written;
+    std::vector<BDBReqHandler*> closed;
+
+private:
+    int writeResult_;
+};
+
+} // namespace
+
+TEST(DBHandler, PostsTheReply)
+{
+    ScriptedHandler handler(ScriptedHandler::Ready);
+    RecordingWorker worker(0);
+    DBHandler(&handler, &worker).run();
+    EXPECT_THAT(worker.written, ElementsAre(&handler));
+    EXPECT_THAT(worker.closed, IsEmpty());
+}
+
+TEST(DBHandler, ClosesTheConnectionOfARequestThatFails)
+{
+    ScriptedHandler handler(ScriptedHandler::Fails);
+    RecordingWorker worker(0);
+    DBHandler(&handler, &worker).run();
+    EXPECT_THAT(worker.written, IsEmpty());
+    EXPECT_THAT(worker.closed, ElementsAre(&handler));
+}
+
+TEST(DBHandler, ClosesTheConnectionWhenTheReplyCannotBeSent)
+{
+    ScriptedHandler handler(ScriptedHandler::Ready);
+    RecordingWorker worker(-1);
+    DBHandler(&handler, &worker).run();
+    EXPECT_THAT(worker.written, ElementsAre(&handler));
+    EXPECT_THAT(worker.closed, ElementsAre(&handler));
+}
+
+TEST(DBHandler, ClosesTheConnectionOfARequestThatIsTooLargeForTheMemory)
+{
+    const LogCapture log;
+    ScriptedHandler handler(ScriptedHandler::RunsOutOfMemory);
+    RecordingWorker worker(0);
+    DBHandler(&handler, &worker).run();
+    EXPECT_THAT(worker.written, IsEmpty());
+    EXPECT_THAT(worker.closed, ElementsAre(&handler));
+    EXPECT_THAT(log.lines(), IsEmpty());
+}

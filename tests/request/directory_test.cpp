@@ -1,0 +1,86 @@
+#include "tablefixture.h"
+
+#include <cerrno>
+
+namespace {
+
+using testing::IsEmpty;
+
+class Directory : public TableTest {};
+
+TEST_F(Directory, EverySpellingSeesTheSameItems)
+{
+    createTable(tableName());
+    std::filesystem::create_directory_symlink(home(), server_.directory() + "/link");
+    std::filesystem::create_directory_symlink("link", server_.directory() + "/relative link");
+    const std::string upAndDown =
+        server_.directory() + "/../" + std::filesystem::path(server_.directory()).filename().string() + "/env";
+    const std::vector<std::string> spellings{home(),
+                                             home() + "/",
+                                             home() + "///",
+                                             home() + "/.",
+                                             '/' + home(),
+                                             upAndDown,
+                                             server_.directory() + "/link",
+                                             server_.directory() + "/relative link/./"};
+    for (std::size_t i = 0; i < spellings.size(); ++i) {
+        const QVariantMap item{
+            {"h", textValue("k")}, {"r", textValue(QString::number(i))}, {"i", numberValue(QString::number(i))}};
+        EXPECT_EQ(request("PutItem", {{"TableName", tableIn(spellings[i])}, {"Item", item}}),
+                  okReply({{"Attributes", QVariantMap{{"i", numberValue(QString::number(i))}}}}))
+            << spellings[i];
+        for (std::size_t j = 0; j <= i; ++j) {
+            for (const std::string& spelling : spellings)
+                EXPECT_EQ(
+                    request("GetItem", {{"TableName", tableIn(spelling)}, {"Key", itemKey("k", QString::number(j))}}),
+                    okReply({{"Item", QVariantMap{{"i", numberValue(QString::number(j))}}}}))
+                    << spelling;
+        }
+    }
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
+TEST_F(Directory, BelongsToOneServerAtATime)
+{
+    createTable(tableName());
+    put("k", "1", {{"a", textValue("x")}});
+
+    ServerProcess second;
+    ASSERT_TRUE(second.start());
+    const std::string line =
+        "Failed to open env path: " + home() + " id env::" + home() + " rc " + std::to_string(EWOULDBLOCK);
+    const QVariantMap item{{"h", textValue("k")}, {"r", textValue("1")}};
+    const std::vector<std::pair<QByteArray, QVariantMap>> requests{
+        {"CreateTable", {}},
+        {"DescribeTable", {}},
+        {"UpdateTable", {}},
+        {"PutItem", {{"Item", item}}},
+        {"GetItem", {{"Key", itemKey("k", "1")}}},
+        {"DeleteItem", {{"Key", itemKey("k", "1")}}},
+        {"UpdateItem", {{"Key", itemKey("k", "1")}}},
+        {"Scan", {}},
+        {"Query", {{"HashKeyValue", textValue("k")}}},
+    };
+    for (const auto& [operation, body] : requests)
+        EXPECT_EQ(second.request(operation, merged(body, {{"TableName", tableName()}})), notFoundReply())
+            << operation.toStdString();
+    EXPECT_THAT(second.logText(), testing::HasSubstr(line));
+    EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
+
+    killServer(); // and with it goes its hold
+    EXPECT_EQ(second.request("GetItem", {{"TableName", tableName()}, {"Key", itemKey("k", "1")}}),
+              okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
+}
+
+TEST_F(Directory, TablesOfOneEnvironmentAreApart)
+{
+    for (const char* table : {"t", "u", "t_6b.db"})
+        createTable(tableName(table));
+    put("k", "1", {{"a", textValue("x")}}); // into the file t_6b.db, where the third has its schema
+    EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
+    for (const char* table : {"u", "t_6b.db"})
+        EXPECT_EQ(request("GetItem", {{"TableName", tableName(table)}, {"Key", itemKey("k", "1")}}), okReply());
+    EXPECT_EQ(describe(tableName("t_6b.db")).value("Table").toMap().value("TableName"), QVariant(tableName("t_6b.db")));
+}
+
+} // namespace

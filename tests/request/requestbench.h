@@ -1,0 +1,67 @@
+#ifndef QUORVA_TESTS_REQUEST_REQUESTBENCH_H
+#define QUORVA_TESTS_REQUEST_REQUESTBENCH_H
+
+#include "records/requestcontext.h"
+#include "request/bdbrequest.h"
+#include "request/tableops.h"
+#include "storage/bdbregistry.h"
+#include "support/tempdir.h"
+#include "tablefixture.h"
+
+#include <QByteArray>
+#include <QVariantMap>
+
+#include <string>
+
+/** What an operation left behind. */
+struct Outcome {
+    int status;
+    QVariantMap reply;
+
+    bool operator==(const Outcome&) const = default;
+};
+
+inline void PrintTo(const Outcome& outcome, std::ostream* out)
+{
+    *out << outcome.status << ' ';
+    PrintTo(outcome.reply, out);
+}
+
+/** Runs operations in the test's own process, on a registry and an environment directory of their own. Any thread. */
+class RequestBench {
+public:
+    ~RequestBench() { (void)run("DeleteTable", {{"TableName", tableName()}}); } // closes the environment
+    RequestBench() = default;
+    RequestBench(const RequestBench&) = delete;
+    RequestBench& operator=(const RequestBench&) = delete;
+
+    QString tableName(const QString& table = "t") const
+    {
+        return QString::fromStdString(directory_.path()) + '|' + table;
+    }
+    QByteArray tableBytes() const { return tableName().toUtf8(); }
+
+    Outcome run(const QByteArray& operation, const QVariantMap& body)
+    {
+        BDBObjTable connection(256);
+        BDBRequest request(&registry_, &connection, 1024);
+        request.operation = Client::fullOperationName(operation);
+        request.parsedBody = body;
+        dispatch(request);
+        return {request.status, request.reply};
+    }
+
+    Outcome createTable()
+    {
+        return run("CreateTable",
+                   {{"TableName", tableName()}, {"KeySchema", keySchema()}, {"ProvisionedThroughput", throughput()}});
+    }
+
+    BDBObjTable* registry() { return &registry_; }
+
+private:
+    TempDir directory_;
+    BDBObjTable registry_{8192};
+};
+
+#endif

@@ -1,0 +1,103 @@
+#include "records/requestcontext.h"
+#include "request/requestkeys.h"
+#include "support/logcapture.h"
+#include "tablefixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+std::vector<std::string> normalized(const LogCapture& log)
+{
+    // normalizedLogLine takes whole lines; those of a capture have no time any more.
+    std::vector<std::string> lines;
+    for (const std::string& line : log.lines())
+        lines.push_back(normalizedLogLine("[Mon Jan 07 09:05:03 2019] " + line));
+    return lines;
+}
+
+TEST(ReadElementKeys, ReadsBothTexts)
+{
+    const LogCapture log;
+    QByteArray hash;
+    QByteArray range;
+    EXPECT_EQ(readElementKeys(itemKey("hash", ""), &hash, &range), StatusSuccess);
+    EXPECT_EQ(hash, "hash");
+    EXPECT_EQ(range, "");
+    const QString latin1 = QString::fromLatin1("\x01\x00\x7f\x80\xe4\xff", 6);
+    EXPECT_EQ(readElementKeys(itemKey(latin1, "r"), &hash, &range), StatusSuccess);
+    EXPECT_EQ(hash, QByteArray("\x01\x00\x7f\x80\xe4\xff", 6));
+    EXPECT_EQ(range, "r");
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(ReadElementKeys, SaysWhatIsWrongInOneOrderOfChecks)
+{
+    const QVariantMap hash{{"HashKeyElement", textValue("k")}};
+    const QVariantMap range{{"RangeKeyElement", textValue("1")}};
+    const std::vector<std::tuple<QVariantMap, int, std::string>> cases{
+        {{}, StatusInternalError, "hash key missing"},
+        {range, StatusInternalError, "hash key missing"},
+        {{{"HashKeyElement", numberValue("5")}}, StatusInternalError, "wrong hash-key"},
+        {merged(range, {{"HashKeyElement", "k"}}), StatusInternalError, "wrong hash-key"},
+        {hash, StatusInternalError, "range key missing"},
+        {merged(hash, {{"RangeKeyElement", numberValue("5")}}), StatusInternalError, "wrong range-key"},
+        {itemKey(QString(QChar(0x100)), "1"), StatusInvalidRequest, "key holds a character outside Latin-1"},
+        {{{"HashKeyElement", textValue(QString(QChar(0x100)))}},
+         StatusInvalidRequest,
+         "key holds a character outside Latin-1"},
+        {itemKey("k", QString(QChar(0x100))), StatusInvalidRequest, "key holds a character outside Latin-1"},
+    };
+    for (const auto& [key, status, line] : cases) {
+        const LogCapture log;
+        QByteArray hashKey;
+        QByteArray rangeKey;
+        EXPECT_EQ(readElementKeys(key, &hashKey, &rangeKey), status) << testing::PrintToString(key);
+        EXPECT_THAT(normalized(log), ElementsAre("[ERROR] bdbrequest # " + line)) << testing::PrintToString(key);
+    }
+}
+
+TEST(SchemaKeyNames, ReadsBothNames)
+{
+    const LogCapture log;
+    QString hash;
+    QString range;
+    const QString euro(QChar(0x20ac));
+    EXPECT_EQ(schemaKeyNames({{"KeySchema", keySchema("hash", euro)}}, &hash, &range), StatusSuccess);
+    EXPECT_EQ(hash, "hash");
+    EXPECT_EQ(range, euro);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(SchemaKeyNames, SaysWhatIsWrongInOneOrderOfChecks)
+{
+    const QVariantMap hash{{"HashKeyElement", schemaElement("h")}};
+    const std::vector<std::pair<QVariantMap, std::string>> cases{
+        {{}, "key schema missing"},
+        {{{"keySchema", keySchema()}}, "key schema missing"},
+        {{{"KeySchema", QVariantMap()}}, "hash key missing"},
+        {{{"KeySchema", "h"}}, "hash key missing"},
+        {{{"KeySchema", QVariantMap{{"RangeKeyElement", schemaElement("r")}}}}, "hash key missing"},
+        {{{"KeySchema", QVariantMap{{"HashKeyElement", "h"}}}}, "schema attr missing"},
+        {{{"KeySchema", QVariantMap{{"HashKeyElement", QVariantMap{{"AttributeName", "h"}}}}}}, "schema attr missing"},
+        {{{"KeySchema", QVariantMap{{"HashKeyElement", QVariantMap{{"AttributeType", "N"}}}}}}, "schema attr missing"},
+        {{{"KeySchema", QVariantMap{{"HashKeyElement", schemaElement("h", "N")}}}}, "wrong hash-key"},
+        {{{"KeySchema", hash}}, "range key missing"},
+        {{{"KeySchema", merged(hash, {{"RangeKeyElement", QVariantMap{{"AttributeName", "r"}}}})}},
+         "schema attr missing"},
+        {{{"KeySchema", merged(hash, {{"RangeKeyElement", QVariantMap{{"AttributeType", "S"}}}})}},
+         "schema attr missing"},
+        {{{"KeySchema", merged(hash, {{"RangeKeyElement", schemaElement("r", "SS")}})}}, "wrong range-key"},
+    };
+    for (const auto& [schema, line] : cases) {
+        const LogCapture log;
+        QString hashName;
+        QString rangeName;
+        EXPECT_EQ(schemaKeyNames(schema, &hashName, &rangeName), StatusInternalError) << testing::PrintToString(schema);
+        EXPECT_THAT(normalized(log), ElementsAre("[ERROR] bdbrequest # " + line)) << testing::PrintToString(schema);
+    }
+}
+
+} // namespace

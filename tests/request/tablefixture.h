@@ -1,0 +1,244 @@
+#ifndef QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
+#define QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
+
+#include "support/serverprocess.h"
+#include "support/waituntil.h"
+#include "json/jsonadapter.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+/** Makes failed comparisons of replies readable. */
+inline void PrintTo(const QVariantMap& map, std::ostream* out)
+{
+    *out << Json::serialize(map).toStdString();
+}
+
+inline void PrintTo(const QByteArray& bytes, std::ostream* out)
+{
+    *out << '"' << bytes.toPercentEncoding(" |/{}\":,[]").toStdString() << '"';
+}
+
+/** Fields of the first map, and of the second over them. */
+inline QVariantMap merged(QVariantMap fields, const QVariantMap& over)
+{
+    fields.insert(over);
+    return fields;
+}
+
+// Typed values.
+inline QVariantMap textValue(const QString& text)
+{
+    return {{"S", text}};
+}
+inline QVariantMap numberValue(const QString& number)
+{
+    return {{"N", number}};
+}
+
+/** The "Key" of an item. */
+inline QVariantMap itemKey(const QString& hash, const QString& range)
+{
+    return {{"HashKeyElement", textValue(hash)}, {"RangeKeyElement", textValue(range)}};
+}
+
+/** An element of a key schema, and the whole of one with both of type "S". */
+inline QVariantMap schemaElement(const QString& name, const QString& type = "S")
+{
+    return {{"AttributeName", name}, {"AttributeType", type}};
+}
+inline QVariantMap keySchema(const QString& hashName = "h", const QString& rangeName = "r")
+{
+    return {{"HashKeyElement", schemaElement(hashName)}, {"RangeKeyElement", schemaElement(rangeName)}};
+}
+
+inline QVariantMap throughput()
+{
+    return {{"ReadCapacityUnits", 5LL}, {"WriteCapacityUnits", 10LL}};
+}
+
+// Whole replies: the fields of an operation and the envelope.
+inline QVariantMap okReply(const QVariantMap& fields = {})
+{
+    return merged(fields, {{"__rc", 200LL}, {"__rcstr", "OK"}});
+}
+inline QVariantMap failureReply(const char* rcText, const char* type, const char* message, const QVariantMap& fields)
+{
+    return merged(fields, {{"__rc", 400LL}, {"__rcstr", rcText}, {"__type", type}, {"message", message}});
+}
+inline QVariantMap conditionFailedReply(const QVariantMap& fields = {})
+{
+    return failureReply("Bad Request", "ConditionalCheckFailedException", "The conditional request failed.", fields);
+}
+inline QVariantMap notFoundReply(const QVariantMap& fields = {})
+{
+    return failureReply("Not Found", "ResourceNotFoundException", "Specified item does not exist.", fields);
+}
+inline QVariantMap invalidRequestReply(const QVariantMap& fields = {})
+{
+    return failureReply("Bad Request", "ValidationException", "A parameter is missing", fields);
+}
+inline QVariantMap internalErrorReply(const QVariantMap& fields = {})
+{
+    return failureReply("Bad Request", "InternalServerError", "The server encountered an internal error.", fields);
+}
+
+/** What the log shows of a status that has no row of its own in the envelope, behind the line that tells the cause. */
+inline std::string composeError(int status)
+{
+    return "[ERROR] bdbioworker 628 composeReply Error " + std::to_string(status);
+}
+
+/** A finished line without its time; a source line number, which changes with the source, reads "#". */
+inline std::string normalizedLogLine(const std::string& line)
+{
+    constexpr std::size_t TimeLength = 27; // "[Mon Jan 07 09:05:03 2019] "
+    std::string text = line.size() > TimeLength ? line.substr(TimeLength) : line;
+    for (const std::string start :
+         {"[ERROR] bdbrequest ", "[ERROR] bdb ", "[CRIT] bdbrequest ", "[CRIT] bdb ", "[WARN] bdbrequest "}) {
+        if (!text.starts_with(start))
+            continue;
+        const std::size_t end = text.find_first_not_of("0123456789", start.size());
+        const bool fixed = text.find("120 Unknown request opcode", start.size()) == start.size();
+        if (end != std::string::npos && !fixed)
+            text.replace(start.size(), end - start.size(), "#");
+    }
+    return text;
+}
+
+/** A connection of a thread's own. */
+class Caller {
+public:
+    explicit Caller(const ServerProcess& server) : connection_(server.connect()) {}
+
+    /** The reply, or an empty map when none came (the connection is closed then). */
+    QVariantMap request(const QByteArray& operation, const QVariantMap& body)
+    {
+        return requestText(operation, Json::serialize(body));
+    }
+
+    QVariantMap requestText(const QByteArray& operation, const QByteArray& body)
+    {
+        QByteArray text;
+        QVariant reply;
+        if (!connection_.isOpen() || !connection_.exchange(Client::fullOperationName(operation), body, &text) ||
+            !Json::parse(text, &reply))
+            return {};
+        return reply.toMap();
+    }
+
+    Client::Connection& connection() { return connection_; }
+
+private:
+    Client::Connection connection_;
+};
+
+/** A running server with an environment directory in which `tableName("t")` and others can be made. */
+class TableTest : public testing::Test {
+protected:
+    explicit TableTest(ServerProcess::Setup setup = {}) : server_(std::move(setup)), home_(makeDirectory("env")) {}
+
+    void SetUp() override { ASSERT_TRUE(server_.start()); }
+
+    /** Creates a directory next to the log and returns its path. */
+    std::string makeDirectory(const std::string& name) const
+    {
+        const std::string path = server_.directory() + '/' + name;
+        std::filesystem::create_directories(path);
+        return path;
+    }
+
+    const std::string& home() const { return home_; }
+    QString tableName(const QString& table = "t") const { return tableIn(home_, table); }
+    static QString tableIn(const std::string& directory, const QString& table = "t")
+    {
+        return QString::fromStdString(directory) + '|' + table;
+    }
+
+    QVariantMap request(const QByteArray& operation, const QVariantMap& body)
+    {
+        return server_.request(operation, body);
+    }
+
+    void createTable(const QString& name, const QVariantMap& schema = keySchema())
+    {
+        const QVariantMap reply = request(
+            "CreateTable", {{"TableName", name}, {"KeySchema", schema}, {"ProvisionedThroughput", throughput()}});
+        EXPECT_EQ(reply.value("__rc"), QVariant(200LL)) << testing::PrintToString(reply);
+    }
+
+    /** Operations on an item of `tableName()`; `more` are further fields of the request. */
+    QVariantMap put(const QString& hash, const QString& range, const QVariantMap& attributes,
+                    const QVariantMap& more = {})
+    {
+        const QVariantMap item = merged(attributes, {{"h", textValue(hash)}, {"r", textValue(range)}});
+        return request("PutItem", merged({{"TableName", tableName()}, {"Item", item}}, more));
+    }
+    QVariantMap get(const QString& hash, const QString& range, const QVariantMap& more = {})
+    {
+        return request("GetItem", merged({{"TableName", tableName()}, {"Key", itemKey(hash, range)}}, more));
+    }
+    QVariantMap remove(const QString& hash, const QString& range, const QVariantMap& more = {})
+    {
+        return request("DeleteItem", merged({{"TableName", tableName()}, {"Key", itemKey(hash, range)}}, more));
+    }
+    QVariantMap update(const QString& hash, const QString& range, const QVariantMap& updates,
+                       const QVariantMap& more = {})
+    {
+        return request(
+            "UpdateItem",
+            merged({{"TableName", tableName()}, {"Key", itemKey(hash, range)}, {"AttributeUpdates", updates}}, more));
+    }
+    QVariantMap describe(const QString& name) { return request("DescribeTable", {{"TableName", name}}); }
+
+    /** The lines of at least WARN since the last call. */
+    std::vector<std::string> takeComplaints()
+    {
+        return takeLines([](const std::string& line) {
+            return line.starts_with("[WARN]") || line.starts_with("[ERROR]") || line.starts_with("[CRIT]");
+        });
+    }
+    template <typename Filter> std::vector<std::string> takeLines(Filter wanted)
+    {
+        const std::vector<std::string> lines = server_.logLines();
+        std::vector<std::string> taken;
+        for (; linesTaken_ < lines.size(); ++linesTaken_) {
+            std::string line = normalizedLogLine(lines[linesTaken_]);
+            if (wanted(line))
+                taken.push_back(std::move(line));
+        }
+        return taken;
+    }
+
+    /** Ends the server as a crash would. */
+    void killServer()
+    {
+        server_.kill(SIGKILL);
+        EXPECT_EQ(server_.waitForExit(), -SIGKILL);
+    }
+
+    void restartServer()
+    {
+        killServer();
+        linesTaken_ = 0;
+        ASSERT_TRUE(server_.start());
+    }
+
+    ServerProcess server_;
+
+private:
+    std::string home_;
+    std::size_t linesTaken_ = 0;
+};
+
+#endif

@@ -1,0 +1,286 @@
+"""Random requests, rich in the values that are easy to get wrong."""
+
+from differential_model import partition_of
+
+
+def hash_in(partition, skip=0):
+    """A hash key of a partition."""
+    number = 0
+    while True:
+        hash_key = "k%d" % number
+        if partition_of(hash_key.encode()) == partition:
+            if skip == 0:
+                return hash_key
+            skip -= 1
+        number += 1
+
+
+# Prefixes of each other, digits that continue a length, bytes at both ends of the range, zero bytes.
+HASHES = ["", "a", "aa", "a1", "0001a", "\x00", "a\x00", "a\x00b", "\xe9", "\xff", " ", "x" * 300]
+HASHES += [hash_in(partition, skip) for partition, skip in ((0, 0), (0xFD, 0), (0xFE, 0), (0xFF, 0), (0xFF, 1))]
+RANGES = ["", "a", "ab", "abc", "abd", "b", "\xe9", "\xff", "\xff\x01", "\xfe\xff", "\x00", "a\x00", "a\x00b", "z", "1"]
+RANGES += ["10", "0001a", "\x7f", "\x80", "r" * 200]
+FOREIGN_TEXTS = ["\u0394", "\u0100", "a\u20ac", "\U0001f600"]  # no Latin-1
+ODD_VALUES = [None, True, False, 0, 5, -1, 2.5, "", "a", [], {}, ["a"], {"S": "a"}, {"N": "5"}, [{"S": "a"}], [None]]
+NAMES = ["v", "v", "v", "v", "w", "w", "w", "x", "", "h", "r", "S", "\xe9", "\u0394", "V"]  # few are met often
+NUMBERS = ["0", "5", "-7", "010", "1.5", "", " 5 ", "+3", "9223372036854775807", "-9223372036854775808", "1e3", "abc"]
+NUMBERS += ["9223372036854775808", "007", "-0"]
+OPERATORS = ["EQ", "LE", "LT", "GE", "GT", "BEGINS_WITH", "BETWEEN"]
+ODD_OPERATORS = ["NE", "IN", "CONTAINS", "NULL", "eq", "", None, 5]
+RETURN_VALUES = ["NONE", "ALL_OLD", "ALL_NEW", "UPDATED_OLD", "UPDATED_NEW", "all_old", "", None, 5]
+LIMITS = [1, 2, 3, 5, 10, 127, 128, 129, 1000, 0, -1, 2**31, 2**63 - 1, -(2**63), 2**64 - 1]
+ODD_LIMITS = ["2", " 3 ", "x", "", 1.5, 2.5, -0.5, True, False, None, [], {}]
+FLAGS = [True, False, True, False, 0, 1, "true", "false", "FALSE", "0", "", "x", None, 0.5, [], {}]
+
+
+class Requests:
+    def __init__(self, random, model, tables, foreign_tables, whole_table):
+        """`whole_table` is the one that is scanned from its beginning: that creates all files of a table."""
+        self.random = random
+        self.model = model
+        self.tables = tables
+        self.foreign_tables = foreign_tables
+        self.whole_table = whole_table
+
+    def chance(self, percent):
+        return self.random.random() * 100 < percent
+
+    def pick(self, values):
+        return self.random.choice(values)
+
+    def next(self):
+        """The next operation and its body."""
+        kinds = {
+            self.put_item: 22,
+            self.get_item: 8,
+            self.delete_item: 8,
+            self.update_item: 16,
+            self.query: 20,
+            self.scan: 12,
+            self.batch_write: 12,
+            self.create_table: 1,
+            self.describe_table: 1,
+            self.update_table: 1,
+            self.delete_table: 0.5,
+            self.unknown: 0.3,
+        }
+        make = self.random.choices(list(kinds), list(kinds.values()))[0]
+        operation, body = make()
+        if self.chance(0.5):
+            body = self.pick(ODD_VALUES)  # JSON that is no object, or one without any field that is known
+        elif self.chance(2) and body:
+            body[self.pick(sorted(body))] = self.pick(ODD_VALUES)
+        return operation, body
+
+    # Parts of requests.
+
+    def odd(self, value, percent=1.5):
+        return self.pick(ODD_VALUES) if self.chance(percent) else value
+
+    def table_name(self):
+        if self.chance(1):
+            return self.pick(self.foreign_tables)
+        return self.pick(self.tables)
+
+    def text(self, pool):
+        return self.pick(FOREIGN_TEXTS) if self.chance(1) else self.pick(pool)
+
+    def key_value(self, pool):
+        if self.chance(1):
+            return self.pick(ODD_VALUES)
+        return {"S": self.odd(self.text(pool), 1)}
+
+    def key(self):
+        key = {"HashKeyElement": self.key_value(HASHES), "RangeKeyElement": self.key_value(RANGES)}
+        if self.chance(1):
+            key.pop(self.pick(sorted(key)))
+        return self.odd(key, 0.5)
+
+    def start_key(self, last_partitions=False):
+        key = self.key()
+        if last_partitions and isinstance(key, dict):
+            key["HashKeyElement"] = {"S": self.pick(HASHES[-4:])}
+        if self.chance(3) and isinstance(key, dict):
+            key[self.pick(["more", "A", "z"])] = self.pick(ODD_VALUES)
+        return key
+
+    def typed_value(self):
+        kind = self.pick(["S", "S", "S", "N", "N", "B", "SS", "NS", "BS", "odd"])
+        if kind == "odd":
+            return self.pick(ODD_VALUES + [2**63, 2**64 - 1, 2**70, -(2**63), {"S": {"a": [1, "\x00"]}}, 1.0])
+        if kind == "N":
+            return {"N": self.odd(self.pick(NUMBERS))}
+        if kind in ("SS", "NS", "BS"):
+            return {kind: [self.text(RANGES) for _ in range(self.random.randrange(3))]}
+        return {kind: self.odd(self.text(RANGES + FOREIGN_TEXTS))}
+
+    def attributes(self):
+        attributes = {self.pick(NAMES): self.typed_value() for _ in range(self.random.randrange(4))}
+        if self.chance(1):
+            attributes["large"] = {"S": "l" * self.random.choice([3000, 4090, 5000, 100000])}
+        return attributes
+
+    def item(self):
+        item = self.attributes()
+        item["h"] = self.key_value(HASHES)
+        item["r"] = self.key_value(RANGES)
+        if self.chance(3):
+            item.pop(self.pick(["h", "r"]))
+        return self.odd(item, 0.5)
+
+    def expected(self):
+        expected = {}
+        for _ in range(self.random.randrange(3)):
+            condition = {}
+            if self.chance(40):
+                condition["Exists"] = self.pick(FLAGS)
+            if self.chance(80):
+                condition["Value"] = self.typed_value()
+            expected[self.pick(NAMES)] = self.odd(condition)
+        return expected
+
+    def condition(self):
+        operator = self.pick(OPERATORS)
+        if self.chance(8):
+            operator = self.pick(ODD_OPERATORS)
+        count = 2 if operator == "BETWEEN" else 1
+        if self.chance(2):
+            count = self.random.randrange(4)
+        values = [self.key_value(RANGES) for _ in range(count)]
+        condition = {"ComparisonOperator": operator, "AttributeValueList": self.odd(values, 1)}
+        if self.chance(2):
+            condition.pop(self.pick(sorted(condition)))
+        return self.odd(condition, 1)
+
+    def maybe(self, body, name, percent, make):
+        if self.chance(percent):
+            body[name] = make()
+
+    def names(self):
+        return self.odd([self.odd(self.pick(NAMES)) for _ in range(self.random.randrange(4))], 2)
+
+    def limit(self):
+        return self.pick(ODD_LIMITS) if self.chance(5) else self.pick(LIMITS)
+
+    # Operations.
+
+    def put_item(self):
+        body = {"TableName": self.table_name(), "Item": self.item()}
+        self.maybe(body, "ReturnValues", 25, lambda: self.pick(RETURN_VALUES))
+        self.maybe(body, "Expected", 20, self.expected)
+        return "PutItem", body
+
+    def get_item(self):
+        body = {"TableName": self.table_name(), "Key": self.key()}
+        self.maybe(body, "AttributesToGet", 30, self.names)
+        return "GetItem", body
+
+    def delete_item(self):
+        body = {"TableName": self.table_name(), "Key": self.key()}
+        self.maybe(body, "ReturnValues", 40, lambda: self.pick(RETURN_VALUES))
+        self.maybe(body, "Expected", 20, self.expected)
+        return "DeleteItem", body
+
+    def update_item(self):
+        updates = {}
+        for _ in range(self.random.randrange(4)):
+            update = {"Action": self.pick(["PUT", "ADD", "ADD", "DELETE"]), "Value": self.typed_value()}
+            if self.chance(5):
+                update["Action"] = self.pick(["put", "", None, 5, "NONE"])
+            if self.chance(10):
+                update.pop(self.pick(sorted(update)))
+            updates[self.pick(NAMES)] = self.odd(update, 1)
+        body = {"TableName": self.table_name(), "Key": self.key(), "AttributeUpdates": updates}
+        self.maybe(body, "ReturnValues", 70, lambda: self.pick(RETURN_VALUES))
+        self.maybe(body, "Expected", 15, self.expected)
+        return "UpdateItem", body
+
+    def page_fields(self, body):
+        self.maybe(body, "Limit", 60, self.limit)
+        self.maybe(body, "Count", 20, lambda: self.pick(FLAGS))
+        self.maybe(body, "AttributesToGet", 20, self.names)
+
+    def query(self):
+        body = {"TableName": self.table_name()}
+        if self.chance(97):
+            body["HashKeyValue"] = self.key_value(HASHES)
+        self.maybe(body, "ExclusiveStartKey", 35, self.start_key)
+        self.maybe(body, "ScanIndexForward", 50, lambda: self.pick(FLAGS))
+        self.maybe(body, "RangeKeyCondition", 60, self.condition)
+        self.page_fields(body)
+        return "Query", body
+
+    def scan(self):
+        body = {"TableName": self.table_name()}
+        if body["TableName"] == self.whole_table:
+            self.maybe(body, "ExclusiveStartKey", 60, self.start_key)
+        else:
+            body["ExclusiveStartKey"] = self.start_key(last_partitions=True)
+        if self.chance(40):
+            names = ["h", "r"] + ([self.pick(NAMES)] if self.chance(30) else [])
+            body["ScanFilter"] = self.odd({name: self.condition() for name in names if self.chance(60)}, 1)
+        self.page_fields(body)
+        return "Scan", body
+
+    def entry(self):
+        if self.chance(65):
+            fields = {"Item": self.item()}
+            entry = {"PutRequest": self.odd(fields, 0.3)}
+        else:
+            fields = {"Key": self.key()}
+            entry = {"DeleteRequest": self.odd(fields, 0.3)}
+        if self.chance(0.7):
+            fields[self.pick(["Expected", "ReturnValues"])] = self.pick(ODD_VALUES)
+        return self.odd(entry, 0.5)
+
+    def batch_write(self):
+        names = self.random.sample(self.tables, self.random.choice([1, 1, 2, 3]))
+        if self.chance(85):
+            # Of one environment; tables of several are the rest.
+            names = [name for name in names if Requests.same_environment(name, names[0])]
+        if self.chance(1):
+            names.append(self.pick(self.foreign_tables))
+        requests = {}
+        for name in names:
+            entries = [self.entry() for _ in range(self.random.choice([0, 1, 2, 3, 8]))]
+            requests[name] = self.odd(entries, 1)
+        return "BatchWriteItem", {"RequestItems": requests}
+
+    @staticmethod
+    def same_environment(one, other):
+        return one.split("|")[0] == other.split("|")[0]
+
+    def create_table(self):
+        h, r = ({"AttributeName": name, "AttributeType": "S"} for name in ("h", "r"))
+        schema = {"HashKeyElement": h, "RangeKeyElement": r}
+        name = self.pick(self.tables)
+        # One table changes its keys now and then, up to a schema that serves no item at all.
+        if name == self.tables[-1] and self.chance(50):
+            schema = self.pick(
+                [
+                    {"HashKeyElement": h},
+                    {"RangeKeyElement": r},
+                    {"HashKeyElement": r, "RangeKeyElement": h},
+                    {"HashKeyElement": h, "RangeKeyElement": h},
+                    {"HashKeyElement": h, "RangeKeyElement": {**r, "AttributeType": "N"}},
+                    {"HashKeyElement": {"AttributeType": "S"}, "RangeKeyElement": r},
+                    {"HashKeyElement": {**h, "AttributeName": 5}, "RangeKeyElement": r},
+                ]
+            )
+        body = {"TableName": name, "KeySchema": schema, "ProvisionedThroughput": self.pick(ODD_VALUES)}
+        return "CreateTable", body
+
+    def describe_table(self):
+        return "DescribeTable", {"TableName": self.table_name()}
+
+    def update_table(self):
+        action = self.pick([{}, {"FlushDB": 1}, {"ReadCapacityUnits": 5}])
+        return "UpdateTable", {"TableName": self.table_name(), "ProvisionedThroughput": action}
+
+    def delete_table(self):
+        # One whose environment is held would be waited for without end.
+        names = [name for name in self.tables if self.model.directory_of(name) not in self.model.held]
+        return "DeleteTable", {"TableName": self.pick(names) if names else self.foreign_tables[0]}
+
+    def unknown(self):
+        return self.pick(["ListTables", "query", "BatchGetItem"]), {"TableName": self.table_name()}

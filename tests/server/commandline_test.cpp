@@ -1,0 +1,292 @@
+#include "startsupport.h"
+
+#include <QThread>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::Not;
+using testing::StartsWith;
+
+std::string sizesLine(int workers, int poolMax)
+{
+    return "[INFO] Workers count " + std::to_string(workers) + " db-pool max-thread-count " + std::to_string(poolMax);
+}
+
+std::string listeningLine(int port)
+{
+    return "[INFO] Server listening on " + std::to_string(port);
+}
+
+/** What a server without any option writes. */
+std::vector<std::string> plainLines(int port, int workers = 4 * QThread::idealThreadCount(),
+                                    int poolMax = 40 * QThread::idealThreadCount())
+{
+    return {sizesLine(workers, poolMax), listeningLine(port)};
+}
+
+/** A server with these options after the port and the log file. */
+ServerProcess::Setup with(std::vector<std::string> arguments)
+{
+    ServerProcess::Setup setup;
+    setup.arguments = std::move(arguments);
+    return setup;
+}
+
+/** Starts with these arguments, which must make it refuse: the log. */
+std::vector<std::string> refusal(std::vector<std::string> arguments)
+{
+    ServerProcess server;
+    arguments.insert(arguments.begin(), {"-p0", "-d", server.logPath()});
+    if (!server.launch(arguments))
+        return {};
+    EXPECT_EQ(server.waitForExit(), 255);
+    EXPECT_EQ(server.errorText(), "");
+    return messages(server);
+}
+
+} // namespace
+
+TEST(CommandLine, HelpAloneIsPrinted)
+{
+    ServerProcess server;
+    ASSERT_TRUE(server.launch({"--help"}));
+    EXPECT_EQ(server.waitForExit(), 0);
+    EXPECT_THAT(server.outputText(), StartsWith("Usage: quorva "));
+    for (const char* option :
+         {"-p", "-d", "-s", "-w", "-m", "-n", "--help", "--version", "QUORVA_LOCKFILE", "OSTRIK_LOCKFILE"})
+        EXPECT_THAT(server.outputText(), HasSubstr(option));
+    EXPECT_EQ(server.errorText(), "");
+}
+
+TEST(CommandLine, VersionAloneIsPrinted)
+{
+    ServerProcess server;
+    ASSERT_TRUE(server.launch({"--version"}));
+    EXPECT_EQ(server.waitForExit(), 0);
+    EXPECT_THAT(server.outputText(), MatchesRegex("quorva [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    EXPECT_EQ(server.errorText(), "");
+}
+
+TEST(CommandLine, HelpWithOtherArgumentsIsAClusterOfOptions)
+{
+    // "-", "h", "e" and "l" are unknown, "p" takes the next word.
+    ServerProcess server;
+    ASSERT_TRUE(server.launch({"--help", "0", "-d", server.logPath()}));
+    ASSERT_TRUE(server.waitForLog("Server listening on "));
+    EXPECT_EQ(messages(server), plainLines(0));
+    EXPECT_EQ(server.outputText(), "");
+}
+
+TEST(CommandLine, PlainStartLogsSizesAndPortOnly)
+{
+    ServerProcess server;
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(messages(server), plainLines(server.port()));
+    EXPECT_TRUE(serves(&server));
+    EXPECT_EQ(server.outputText(), "");
+    EXPECT_EQ(server.errorText(), "");
+}
+
+TEST(CommandLine, PortIs4567ByDefault)
+{
+    // Whether somebody has that port on this machine or not, the server tells that it was meant.
+    ServerProcess server;
+    ASSERT_TRUE(server.launch({"-d", server.logPath()}));
+    ASSERT_TRUE(server.waitForLog("4567"));
+    EXPECT_THAT(messages(server).back(),
+                testing::AnyOf(listeningLine(4567), "[CRIT] bdbserver 258 listen failed at port 4567 rc -1"));
+    server.kill();
+}
+
+TEST(CommandLine, PortZeroIsChosenByTheSystemAndReportedAsZero)
+{
+    for (const char* argument : {"0", "none"}) { // text that is no number counts as 0
+        ServerProcess server;
+        ASSERT_TRUE(server.launch({"-p", argument, "-d", server.logPath()}));
+        ASSERT_TRUE(server.waitForLog("Server listening on "));
+        EXPECT_EQ(messages(server), plainLines(0));
+        const int port = ProcFs::listeningPort(server.pid());
+        ASSERT_NE(port, 0);
+        Client::Connection connection;
+        EXPECT_TRUE(connection.open(Client::DefaultHost, port)) << connection.error().toStdString();
+    }
+}
+
+TEST(CommandLine, WorkersLeaveThePoolAtItsDefault)
+{
+    ServerProcess server(with({"-w", "3"}));
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(messages(server), plainLines(server.port(), 3));
+    EXPECT_TRUE(serves(&server));
+}
+
+TEST(CommandLine, PoolLeavesTheWorkersAtTheirDefault)
+{
+    ServerProcess server(with({"-m1"}));
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(messages(server), plainLines(server.port(), 4 * QThread::idealThreadCount(), 1));
+    EXPECT_TRUE(serves(&server));
+}
+
+TEST(CommandLine, WorkersBelowOneAreRefused)
+{
+    for (const std::string number : {"0", "-1", "-2147483648", "many"}) {
+        const std::string shown = number == "many" ? "0" : number;
+        EXPECT_THAT(refusal({"-w", number}),
+                    ElementsAre(MatchesRegex("\\[CRIT\\] bdbserver [0-9]+ invalid worker count " + shown)));
+    }
+}
+
+TEST(CommandLine, PoolBelowOneIsRefused)
+{
+    for (const std::string number : {"0", "-7", "many"}) {
+        const std::string shown = number == "many" ? "0" : number;
+        EXPECT_THAT(refusal({"-m" + number}),
+                    ElementsAre(MatchesRegex("\\[CRIT\\] bdbserver [0-9]+ invalid pool size " + shown)));
+    }
+}
+
+TEST(CommandLine, WorkersAreLookedAtBeforeThePool)
+{
+    EXPECT_THAT(refusal({"-m0", "-w0"}), ElementsAre(HasSubstr("invalid worker count 0")));
+}
+
+TEST(CommandLine, VerbosityOfOneOrMoreTurnsDebugLinesOn)
+{
+    for (const char* level : {"1", "5", "24", "2147483647"}) {
+        ServerProcess server(with({"-s", level}));
+        ASSERT_TRUE(server.start()) << level;
+        ASSERT_TRUE(server.waitForLog("waiting for ")) << level;
+        const std::vector<std::string> lines = messages(server);
+        EXPECT_EQ(lines.front(), "[DEBUG] Configurations loaded") << level;
+        EXPECT_THAT(lines, Contains(sizesLine(4 * QThread::idealThreadCount(), 40 * QThread::idealThreadCount())));
+        EXPECT_THAT(lines, Contains(listeningLine(server.port())));
+        EXPECT_EQ(lines.back(), "[DEBUG] waiting for " + server.parentLockPath()) << level;
+        EXPECT_THAT(server.logText(), Not(HasSubstr("locking ")))
+            << "the log does not exist yet when the lock is taken";
+    }
+}
+
+TEST(CommandLine, VerbosityBelowOneKeepsDebugLinesOff)
+{
+    for (const char* level : {"0", "-1", "-5", "loud"}) {
+        ServerProcess server(with({"-s", level}));
+        ASSERT_TRUE(server.start()) << level;
+        EXPECT_EQ(messages(server), plainLines(server.port())) << level;
+        EXPECT_TRUE(serves(&server));
+    }
+}
+
+TEST(CommandLine, OptionsMayBeClustered)
+{
+    ServerProcess server(with({"-ns1", "-nw3", "-m9"}));
+    ASSERT_TRUE(server.start());
+    EXPECT_THAT(messages(server), AllOf(Contains("[DEBUG] Configurations loaded"), Contains(sizesLine(3, 9))));
+    EXPECT_TRUE(serves(&server));
+}
+
+TEST(CommandLine, UnknownOptionsAreIgnored)
+{
+    ServerProcess server(with({"-x", "-xyz", "-qw3"}));
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(messages(server), plainLines(server.port(), 3));
+}
+
+TEST(CommandLine, TrailingOptionWithoutItsArgumentIsIgnored)
+{
+    for (const char* option : {"-p", "-d", "-s", "-w", "-m"}) {
+        ServerProcess server(with({option}));
+        ASSERT_TRUE(server.start()) << option;
+        EXPECT_EQ(messages(server), plainLines(server.port())) << option;
+    }
+}
+
+TEST(CommandLine, EverythingAfterTheFirstOtherWordIsIgnored)
+{
+    for (const char* word : {"word", "-", ""}) {
+        ServerProcess server(with({word, "-w", "3", "-s1"}));
+        ASSERT_TRUE(server.start()) << word;
+        EXPECT_EQ(messages(server), plainLines(server.port())) << word;
+    }
+}
+
+TEST(CommandLine, ColonNeverLeavesTheOptions)
+{
+    for (const char* cluster : {"-:", "-n:"}) {
+        ServerProcess::Setup setup;
+        const TempDir directory;
+        const std::string lock = directory.file("lock");
+        setup.environment["QUORVA_LOCKFILE"] = lock;
+        ServerProcess server(setup);
+        ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath(), cluster}));
+        // With the lock it has come as far as the options. From there a start takes a few milliseconds of processor
+        // time to open its log; a hundred times as much shows that it turns in a circle.
+        ASSERT_TRUE(waitUntil([&] { return ProcFs::read(lock) == std::to_string(server.pid()); })) << cluster;
+        const long before = ProcFs::processorTime(server.pid());
+        EXPECT_TRUE(waitUntil([&] { return ProcFs::processorTime(server.pid()) >= before + 30; })) << cluster;
+        EXPECT_TRUE(server.isRunning()) << cluster;
+        EXPECT_FALSE(std::filesystem::exists(server.logPath())) << cluster;
+        EXPECT_EQ(ProcFs::listeningPort(server.pid()), 0) << cluster;
+        server.kill();
+    }
+}
+
+TEST(LogDestination, FileIsAppendedTo)
+{
+    ServerProcess server;
+    std::ofstream(server.logPath()) << "kept\n";
+    ASSERT_TRUE(server.start());
+    EXPECT_THAT(ProcFs::read(server.logPath()), StartsWith("kept\n["));
+    EXPECT_EQ(messages(server), plainLines(server.port()));
+    server.kill();
+    ASSERT_EQ(server.waitForExit(), -SIGKILL);
+    const std::string first = ProcFs::read(server.logPath());
+    ASSERT_TRUE(server.start());
+    EXPECT_THAT(ProcFs::read(server.logPath()), StartsWith(first));
+    EXPECT_EQ(messages(server), plainLines(server.port()));
+}
+
+TEST(LogDestination, IsStandardErrorWithoutAFile)
+{
+    ServerProcess::Setup setup;
+    setup.logFile = false;
+    ServerProcess server(setup);
+    ASSERT_TRUE(server.start());
+    EXPECT_EQ(withoutTimes(server.logLines()), plainLines(server.port()));
+    EXPECT_EQ(server.errorText(), server.logText());
+    EXPECT_EQ(server.outputText(), "");
+}
+
+TEST(LogDestination, IsStandardErrorWhenTheFileCannotBeOpened)
+{
+    const TempDir directory;
+    for (const std::string& path : {directory.file("missing/server.log"), directory.path(), std::string()}) {
+        ServerProcess server;
+        ASSERT_TRUE(server.launch({"-p0", "-d", path}));
+        ASSERT_TRUE(server.waitForLog("Server listening on ")) << path;
+        EXPECT_EQ(messages(server), plainLines(0)) << path;
+        EXPECT_NE(server.errorText(), "") << path;
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
+}
+
+TEST(LogDestination, LastFileOfSeveralIsTaken)
+{
+    const TempDir directory;
+    ServerProcess server;
+    ASSERT_TRUE(server.launch({"-p0", "-d", directory.file("first"), "-d", server.logPath()}));
+    ASSERT_TRUE(server.waitForLog("Server listening on "));
+    EXPECT_EQ(messages(server), plainLines(0));
+    EXPECT_FALSE(std::filesystem::exists(directory.file("first")));
+}

@@ -1,0 +1,53 @@
+#include "startsupport.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* Marker = "a value that is found in the log file";
+
+QVariantMap text(const char* value)
+{
+    return {{"S", value}};
+}
+
+/** Puts one small item that holds the marker: Berkeley DB's log file, as it is on disk once the reply is there. */
+std::string logAfterPut(const std::vector<std::string>& options)
+{
+    const TempDir directory;
+    const std::string home = directory.makeDirectory("home");
+    ServerProcess::Setup setup;
+    setup.arguments = options;
+    ServerProcess server(setup);
+    if (!server.start())
+        return {};
+
+    const QString table = QString::fromStdString(home + "|t");
+    const QVariantMap schema{{"HashKeyElement", QVariantMap{{"AttributeName", "h"}, {"AttributeType", "S"}}},
+                             {"RangeKeyElement", QVariantMap{{"AttributeName", "r"}, {"AttributeType", "S"}}}};
+    EXPECT_EQ(server.request("CreateTable", {{"TableName", table}, {"KeySchema", schema}})["__rc"], 200);
+    // The first item of a partition creates its files, which is flushed with any option.
+    for (const char* value : {"first", Marker}) {
+        const QVariantMap item{{"h", text("hash")}, {"r", text(value)}, {"v", text(value)}};
+        EXPECT_EQ(server.request("PutItem", {{"TableName", table}, {"Item", item}})["__rc"], 200);
+    }
+    std::string log = ProcFs::read(home + "/log.0000000001");
+    EXPECT_THAT(log, HasSubstr("tableschema")) << "CreateTable flushes with any option";
+    return log;
+}
+
+} // namespace
+
+TEST(CommitOption, CommitsAreOnDiskBeforeTheReplyByDefault)
+{
+    EXPECT_THAT(logAfterPut({}), HasSubstr(Marker));
+}
+
+TEST(CommitOption, CommitsWaitInMemoryWithN)
+{
+    EXPECT_THAT(logAfterPut({"-n"}), Not(HasSubstr(Marker)));
+}

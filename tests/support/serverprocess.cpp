@@ -1,0 +1,294 @@
+#include "support/serverprocess.h"
+
+#include "support/waituntil.h"
+#include "json/jsonadapter.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+namespace {
+
+/** How often another port is tried when somebody took the chosen one before the server could. */
+constexpr int PortTries = 20;
+
+std::string readFile(const std::string& path, std::size_t from = 0)
+{
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(from));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::size_t fileSize(const std::string& path)
+{
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+/** A port of 127.0.0.1 that nobody has right now, or 0. */
+int freePort()
+{
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    const bool found = bind(probe, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
+                       getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size) == 0;
+    close(probe);
+    return found ? ntohs(address.sin_port) : 0;
+}
+
+/** Ready for the null-terminated arrays of the system; the strings must outlive the result. */
+std::vector<char*> pointers(std::vector<std::string>& strings)
+{
+    std::vector<char*> result;
+    for (std::string& string : strings)
+        result.push_back(string.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+bool hasSanitizerReport(const std::string& text)
+{
+    static constexpr std::array marks{"Sanitizer", "runtime error: "};
+    return std::any_of(marks.begin(), marks.end(),
+                       [&](const char* mark) { return text.find(mark) != std::string::npos; });
+}
+
+} // namespace
+
+ServerProcess::ServerProcess(Setup setup) : setup_(std::move(setup))
+{
+    parentLock_ = open(parentLockPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (parentLock_ < 0 || flock(parentLock_, LOCK_EX | LOCK_NB) != 0)
+        ADD_FAILURE() << "parent lock: " << std::strerror(errno);
+}
+
+ServerProcess::~ServerProcess()
+{
+    if (!reaped_) {
+        if (isRunning())
+            kill(SIGKILL);
+        else if (!endExpected_)
+            ADD_FAILURE() << "the server ended by itself: " << ending();
+        (void)waitForExit(); // ignored: what matters about the end was told above
+    }
+    releaseParentLock();
+}
+
+bool ServerProcess::start()
+{
+    for (int attempt = 0; attempt < PortTries; ++attempt) {
+        port_ = freePort();
+        std::vector<std::string> arguments{"-p", std::to_string(port_)};
+        if (setup_.logFile)
+            arguments.insert(arguments.end(), {"-d", logPath()});
+        arguments.insert(arguments.end(), setup_.arguments.begin(), setup_.arguments.end());
+        if (!launch(arguments))
+            return false;
+        if (waitForLog("Server listening on "))
+            return true;
+        if (isRunning() || logText().find("bind failed sock ") == std::string::npos)
+            break;
+        (void)waitForExit(); // ignored: the port was taken, the next attempt has another
+    }
+    ADD_FAILURE() << "the server did not start: " << ending();
+    return false;
+}
+
+bool ServerProcess::launch(const std::vector<std::string>& arguments)
+{
+    if (!reaped_) {
+        ADD_FAILURE() << "the server still runs, or nobody waited for its end";
+        return false;
+    }
+    connection_.close();
+
+    std::vector<std::string> words = setup_.wrapper;
+    words.emplace_back(QUORVA_BINARY);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> environment = childEnvironment();
+    logFileNamed_ = std::any_of(arguments.begin(), arguments.end(),
+                                [&](const std::string& word) { return word.ends_with(logPath()); });
+    logStart_ = fileSize(logPath());
+
+    const std::string output = directory_.file("stdout");
+    const std::string error = directory_.file("stderr");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND,
+                                     0600);
+    const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, nullptr, pointers(words).data(),
+                                     pointers(environment).data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0) {
+        ADD_FAILURE() << words.front() << ": " << std::strerror(failure);
+        return false;
+    }
+    reaped_ = false;
+    endExpected_ = false;
+    return true;
+}
+
+void ServerProcess::kill(int signal)
+{
+    endExpected_ = true;
+    if (!reaped_ && ::kill(pid_, signal) != 0)
+        ADD_FAILURE() << "kill: " << std::strerror(errno);
+}
+
+std::optional<int> ServerProcess::waitForExit(std::chrono::milliseconds deadline)
+{
+    endExpected_ = true;
+    if (!waitUntil([this] { return !isRunning(); }, deadline))
+        return std::nullopt;
+    reap();
+    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+}
+
+bool ServerProcess::isRunning()
+{
+    if (reaped_)
+        return false;
+    siginfo_t info{};
+    // WNOWAIT leaves it unreaped, so its number stays ours.
+    return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
+}
+
+void ServerProcess::reap()
+{
+    if (reaped_)
+        return;
+    while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
+    }
+    reaped_ = true;
+    connection_.close();
+    const std::string errors = errorText();
+    if (hasSanitizerReport(errors))
+        ADD_FAILURE() << "the server wrote a sanitizer report: " << errors;
+}
+
+void ServerProcess::releaseParentLock()
+{
+    if (parentLock_ >= 0)
+        close(parentLock_);
+    parentLock_ = -1;
+}
+
+std::string ServerProcess::logText() const
+{
+    return logFileNamed_ ? readFile(logPath(), logStart_) : errorText();
+}
+
+std::vector<std::string> ServerProcess::logLines() const
+{
+    std::vector<std::string> lines;
+    std::istringstream text(logText());
+    for (std::string line; std::getline(text, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+bool ServerProcess::waitForLog(std::string_view part, std::chrono::milliseconds deadline)
+{
+    bool found = false;
+    (void)waitUntil( // ignored: `found` tells
+        [&] {
+            const bool ended = !isRunning(); // asked before the text is read, so that its last line counts
+            const std::string text = logText();
+            const std::size_t at = text.find(part);
+            found = at != std::string::npos && text.find('\n', at) != std::string::npos;
+            return found || ended;
+        },
+        deadline);
+    return found;
+}
+
+std::string ServerProcess::errorText() const
+{
+    return readFile(directory_.file("stderr"));
+}
+
+std::string ServerProcess::outputText() const
+{
+    return readFile(directory_.file("stdout"));
+}
+
+Client::Connection ServerProcess::connect() const
+{
+    Client::Connection connection;
+    connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
+    EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
+    return connection;
+}
+
+QVariantMap ServerProcess::request(const QByteArray& operation, const QVariantMap& body)
+{
+    if (!connection_.isOpen())
+        connection_ = connect();
+    QByteArray text;
+    if (!connection_.isOpen() ||
+        !connection_.exchange(Client::fullOperationName(operation), Json::serialize(body), &text)) {
+        ADD_FAILURE() << operation.toStdString() << ": no reply: " << connection_.error().toStdString();
+        return {};
+    }
+    QVariant reply;
+    if (!Json::parse(text, &reply))
+        ADD_FAILURE() << operation.toStdString() << ": the reply is not JSON: " << text.toStdString();
+    return reply.toMap();
+}
+
+std::vector<std::string> ServerProcess::childEnvironment() const
+{
+    std::map<std::string, std::string> variables;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string_view text(*entry);
+        const std::size_t sign = text.find('=');
+        if (sign != std::string_view::npos)
+            variables.insert_or_assign(std::string(text.substr(0, sign)), std::string(text.substr(sign + 1)));
+    }
+    variables.erase("QUORVA_LOCKFILE"); // a test's server keeps nobody out unless the test says so
+    variables.insert_or_assign("OSTRIK_LOCKFILE", parentLockPath());
+    for (const auto& [name, value] : setup_.environment)
+        variables.insert_or_assign(name, value);
+    for (const std::string& name : setup_.unset)
+        variables.erase(name);
+
+    std::vector<std::string> result;
+    for (const auto& [name, value] : variables)
+        result.push_back(name + '=' + value);
+    return result;
+}
+
+/** For failure messages: how it ended, or that it runs, and everything it wrote. */
+std::string ServerProcess::ending() const
+{
+    std::ostringstream text;
+    siginfo_t info{};
+    if (!reaped_ && waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0)
+        text << "it still runs";
+    else
+        text << (info.si_code == CLD_EXITED ? "exit status " : "signal ") << info.si_status;
+    text << "\nlog:\n" << logText() << "\nstandard error:\n" << errorText();
+    return text.str();
+}

@@ -1,0 +1,357 @@
+"""Shows the server at work on real data: the list of packages installed on this machine.
+
+Starts a server of its own on a scratch directory and a free port, loads the list item by item, reads every item back and
+compares it field by field, updates and deletes some under conditions, kills the server without warning, starts it again
+and compares everything once more. Ends with status 1 at the first reply that is not exactly what was expected.
+"""
+
+import argparse
+import collections
+import contextlib
+import fcntl
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+TIMEOUT = 60  # seconds that a start, an end or one reply may take before the demo gives up
+NO_SECTION = "none"  # the hash key of packages that name no section
+
+Package = collections.namedtuple("Package", "section name attributes")
+
+
+class Failure(Exception):
+    """Something came out differently from what was expected; the text says what."""
+
+
+def expect(what, found, wanted):
+    if found != wanted:
+        raise Failure(f"{what}\n  wanted {wanted}\n  found  {found}")
+
+
+# The machine's packages
+
+
+def installed_packages():
+    """Every installed package, in dpkg's order. Fields that a package leaves empty become no attribute."""
+    # The separators are control characters, which no field holds; descriptions do hold newlines and tabs.
+    fields = ["db:Status-Status", "Section", "Package", "Architecture", "Version", "Installed-Size", "Maintainer",
+              "Description"]
+    listing = subprocess.run(
+        ["dpkg-query", "-W", "-f=" + "\x1f".join("${%s}" % field for field in fields) + "\x1e"],
+        stdout=subprocess.PIPE, check=True).stdout.decode("utf-8", "replace")
+    rows = [row.split("\x1f") for row in listing.split("\x1e") if row]
+    rows = [row[1:] for row in rows if row[0] == "installed"]
+    # One name may be installed for several architectures; these need names of their own.
+    times = collections.Counter(row[1] for row in rows)
+    packages = []
+    for section, name, architecture, version, size, maintainer, description in rows:
+        attributes = {
+            "version": {"S": version},
+            "size": {"N": size},
+            "maintainer": {"S": maintainer},
+            "description": {"S": description},
+        }
+        packages.append(Package(
+            section or NO_SECTION,
+            name if times[name] == 1 else f"{name}:{architecture}",
+            {key: value for key, value in attributes.items() if all(value.values())}))
+    return packages
+
+
+# The server
+
+
+class Server:
+    """A server process of our own, with its log in the scratch directory."""
+
+    def __init__(self, binary, scratch):
+        self.binary = binary
+        self.log = os.path.join(scratch, "server.log")
+        self.process = None
+        self.port = 0
+        # The server ends by itself when this lock is let go, so it cannot outlive us, however we end.
+        self.lifetime = open(os.path.join(scratch, "parent.lock"), "w")
+        fcntl.flock(self.lifetime, fcntl.LOCK_EX)
+
+    def start(self):
+        # Between finding a free port and using it somebody else may take it; then another one is tried.
+        for _ in range(5):
+            with socket.socket() as probe:
+                probe.bind(("127.0.0.1", 0))
+                self.port = probe.getsockname()[1]
+            environment = {key: value for key, value in os.environ.items() if key != "QUORVA_LOCKFILE"}
+            environment["OSTRIK_LOCKFILE"] = self.lifetime.name
+            self.process = subprocess.Popen([self.binary, "-p", str(self.port), "-d", self.log], env=environment,
+                                            stdin=subprocess.DEVNULL)
+            if self.wait_until_listening():
+                return
+        raise Failure("the server does not start")
+
+    def wait_until_listening(self):
+        deadline = time.monotonic() + TIMEOUT
+        while self.process.poll() is None and time.monotonic() < deadline:
+            with contextlib.suppress(OSError):
+                # A stranger on the port would let us in as well, but then our server is about to give up.
+                socket.create_connection(("127.0.0.1", self.port), TIMEOUT).close()
+                return self.process.poll() is None
+            time.sleep(0.01)
+        return False
+
+    def kill(self):
+        self.process.kill()
+        expect("exit of the killed server", self.process.wait(TIMEOUT), -signal.SIGKILL)
+
+    def end_with_parent(self):
+        """Lets go of the lock that keeps the server running, as the end of this process would."""
+        self.lifetime.close()
+        expect("exit status of the server after its parent let go", self.process.wait(TIMEOUT), 0)
+
+    def clean_up(self):
+        self.lifetime.close()
+        if self.process is not None and self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+
+class Connection:
+    """One connection that carries one request after another."""
+
+    def __init__(self, port):
+        self.socket = socket.create_connection(("127.0.0.1", port), TIMEOUT)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.incoming = self.socket.makefile("rb")
+
+    def request(self, operation, body):
+        name = f"DynamoDB_20111205.{operation}".encode()
+        text = json.dumps(body, ensure_ascii=False).encode()
+        # Name length, name, body length, body; the lengths are 4 bytes, the highest first.
+        self.socket.sendall(len(name).to_bytes(4, "big") + name + len(text).to_bytes(4, "big") + text)
+        return json.loads(self.read(int.from_bytes(self.read(4), "big")))
+
+    def read(self, length):
+        data = self.incoming.read(length)
+        if len(data) != length:
+            raise Failure("the server closed the connection")
+        return data
+
+    def close(self):
+        self.incoming.close()
+        self.socket.close()
+
+
+# What is done with it
+
+
+def ok(**fields):
+    return {"__rc": 200, "__rcstr": "OK", **fields}
+
+
+CONDITION_FAILED = {
+    "__rc": 400,
+    "__rcstr": "Bad Request",
+    "__type": "ConditionalCheckFailedException",
+    "message": "The conditional request failed.",
+}
+
+
+class Demo:
+    """The steps, and a ledger of what the table must hold after each of them."""
+
+    def __init__(self, server, scratch):
+        home = os.path.join(scratch, "environment")
+        os.mkdir(home)  # the server opens environments but makes no directories
+        self.table = f"{home}|packages"
+        self.server = server
+        self.packages = []
+        self.ledger = {}  # (section, name) -> attributes, None for what was deleted
+        self.connection = None
+
+    # One request each, with the reply held against the ledger.
+
+    def request(self, operation, **fields):
+        return self.connection.request(operation, {"TableName": self.table, **fields})
+
+    def on_item(self, operation, key, **fields):
+        return self.request(operation, Key={"HashKeyElement": {"S": key[0]}, "RangeKeyElement": {"S": key[1]}},
+                            **fields)
+
+    def put(self, key, attributes, replaced=None):
+        """Puts an item; with `replaced` it asks for the item that was there and compares that as well."""
+        item = {**attributes, "section": {"S": key[0]}, "name": {"S": key[1]}}
+        if replaced is None:
+            reply, answer = self.request("PutItem", Item=item), attributes
+        else:
+            reply, answer = self.request("PutItem", Item=item, ReturnValues="ALL_OLD"), replaced
+        expect(f"reply to PutItem {key}", reply, ok(Attributes=answer))
+        self.ledger[key] = attributes
+
+    def check(self, key):
+        attributes = self.ledger[key]
+        reply = self.on_item("GetItem", key)
+        item = reply.pop("Item", None)
+        expect(f"reply to GetItem {key}", reply, ok())
+        expect(f"presence of {key}", item is not None, attributes is not None)
+        if attributes is not None:
+            expect(f"attribute names of {key}", sorted(item), sorted(attributes))
+            for name, value in attributes.items():
+                expect(f"attribute \"{name}\" of {key}", item[name], value)
+
+    # The steps.
+
+    def connect(self):
+        started = time.monotonic()
+        self.server.start()
+        self.connection = Connection(self.server.port)
+        say(f"server started on port {self.server.port} in {1000 * (time.monotonic() - started):.0f} ms")
+
+    def create_table(self):
+        schema = {"HashKeyElement": {"AttributeName": "section", "AttributeType": "S"},
+                  "RangeKeyElement": {"AttributeName": "name", "AttributeType": "S"}}
+        throughput = {"ReadCapacityUnits": 1, "WriteCapacityUnits": 1}
+        reply = self.request("CreateTable", KeySchema=schema, ProvisionedThroughput=throughput)
+        description = {"CreationDateTime": 123456, "KeySchema": schema, "ProvisionedThroughput": throughput,
+                       "TableName": self.table, "TableStatus": "ACTIVE"}
+        expect("reply to CreateTable", reply, ok(TableDescription=description))
+        reply = self.request("DescribeTable")
+        expect("size of the table", reply.get("Table", {}).pop("TableSizeBytes", -1) >= 0, True)
+        expect("reply to DescribeTable", reply, ok(Table={**description, "ItemCount": 1}))
+
+    def load(self):
+        with measured("put {} items by PutItem", len(self.packages)):
+            for package in self.packages:
+                self.put((package.section, package.name), package.attributes)
+
+    def compare(self, when):
+        present = sum(attributes is not None for attributes in self.ledger.values())
+        absent = len(self.ledger) - present
+        gone = f" and found {absent} deleted ones gone" if absent else ""
+        with measured("read {} items back%s by GetItem %s: all equal" % (gone, when), len(self.ledger), present):
+            for key in self.ledger:
+                self.check(key)
+
+    def update(self):
+        """Updates every fifth item under a condition that holds, and each of them under one that does not."""
+        keys = list(self.ledger)[::5]
+        with measured("updated {} items under a condition that held, and failed to under one that did not", 2 * len(keys),
+                      len(keys)):
+            for number, key in enumerate(keys):
+                old = self.ledger[key]
+                new = {**old, "checked": {"S": "geprüft ✓"},
+                       "size": {"N": str(int(old.get("size", {"N": 0})["N"]) + 1000)}}
+                new.pop("maintainer", None)
+                updates = {"checked": {"Action": "PUT", "Value": {"S": "geprüft ✓"}},
+                           "size": {"Action": "ADD", "Value": {"N": "1000"}},
+                           "maintainer": {"Action": "DELETE"}}
+                reply = self.on_item("UpdateItem", key, AttributeUpdates=updates,
+                                     Expected={"version": {"Value": {"S": "no such version"}}})
+                expect(f"reply to UpdateItem {key} with a condition that fails", reply, CONDITION_FAILED)
+                self.check(key)
+
+                wanted, answer = ("ALL_NEW", new) if number % 2 else ("ALL_OLD", old)
+                reply = self.on_item("UpdateItem", key, AttributeUpdates=updates, ReturnValues=wanted,
+                                     Expected={"version": {"Value": old["version"]}, "checked": {"Exists": False}})
+                # The keys come back as bare strings beside the typed attributes.
+                expect(f"reply to UpdateItem {key} with {wanted}", reply,
+                       ok(Attributes={**answer, "section": key[0], "name": key[1]}))
+                self.ledger[key] = new
+
+    def replace(self):
+        """Puts every thirteenth item anew, with the old one as the answer."""
+        keys = list(self.ledger)[3::13]
+        with measured("replaced {} items, each answered with the old one", len(keys)):
+            for key in keys:
+                old = self.ledger[key]
+                self.put(key, {"version": old["version"], "replaced": {"S": "yes"}}, replaced=old)
+
+    def delete(self):
+        """Deletes every seventh item under a condition that holds, after one that does not."""
+        keys = list(self.ledger)[1::7]
+        with measured("deleted {} items under a condition that held, and failed to under one that did not", 2 * len(keys),
+                      len(keys)):
+            for key in keys:
+                old = self.ledger[key]
+                reply = self.on_item("DeleteItem", key, Expected={"version": {"Exists": False}}, ReturnValues="ALL_OLD")
+                expect(f"reply to DeleteItem {key} with a condition that fails", reply,
+                       {**CONDITION_FAILED, "Attributes": {}})
+                self.check(key)
+                reply = self.on_item("DeleteItem", key, Expected={"version": {"Value": old["version"]}},
+                                     ReturnValues="ALL_OLD")
+                expect(f"reply to DeleteItem {key}", reply, ok(Attributes=old))
+                self.ledger[key] = None
+
+    def kill_and_restart(self):
+        """Kills the server right after its last reply: what it acknowledged has to be on disk."""
+        self.server.kill()
+        self.connection.close()
+        say("killed the server with SIGKILL")
+        self.connect()
+
+    def end(self):
+        self.connection.close()
+        self.server.end_with_parent()
+        say("let go of the parent's lock: the server ended with status 0")
+
+    def run(self):
+        self.packages = installed_packages()
+        sections = {package.section for package in self.packages}
+        if not self.packages:
+            raise Failure("dpkg-query names no installed package")
+        say(f"{len(self.packages)} packages are installed here, in {len(sections)} sections")
+        self.connect()
+        self.create_table()
+        self.load()
+        self.compare("after loading")
+        self.update()
+        self.replace()
+        self.delete()
+        self.kill_and_restart()
+        self.compare("after the restart")
+        self.end()
+
+
+def say(text):
+    print(text, flush=True)
+
+
+@contextlib.contextmanager
+def measured(text, requests, count=None):
+    """Prints the text when the block is through: {} is the count, the number of requests if that is not given."""
+    started = time.monotonic()
+    yield
+    seconds = time.monotonic() - started
+    say(f"{text.format(requests if count is None else count)} "
+        f"({requests} requests in {seconds:.2f} s, {requests / max(seconds, 1e-9):.0f}/s)")
+
+
+def main():
+    parser = argparse.ArgumentParser(prog="script/demo", description=__doc__.split("\n")[0])
+    parser.add_argument("--server", required=True, metavar="PATH", help="the server's executable")
+    arguments = parser.parse_args()
+    # An end by signal goes through the same clean-up as any other.
+    for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda *_: sys.exit("script/demo: ended by a signal"))
+
+    scratch = tempfile.mkdtemp(prefix="quorva-demo-")
+    server = None
+    try:
+        server = Server(arguments.server, scratch)
+        Demo(server, scratch).run()
+    except (Failure, OSError, ValueError, subprocess.SubprocessError) as problem:
+        if server is not None and os.path.exists(server.log):
+            with open(server.log, errors="replace") as log:
+                sys.stderr.write("the server's last log lines:\n" + "".join(log.readlines()[-20:]))
+        sys.exit(f"script/demo: FAILED: {problem}")
+    finally:
+        if server is not None:
+            server.clean_up()
+        shutil.rmtree(scratch)
+
+
+if __name__ == "__main__":
+    main()

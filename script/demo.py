@@ -2,7 +2,9 @@
 
 Starts a server of its own on a scratch directory and a free port, loads the list item by item, reads every item back and
 compares it field by field, updates and deletes some under conditions, kills the server without warning, starts it again
-and compares everything once more. Ends with status 1 at the first reply that is not exactly what was expected.
+and compares everything once more. Then loads the list again in batches and has it answer what dpkg-query can answer too:
+which libraries begin with "libq", upwards and downwards, and how many packages there are. Ends with status 1 at the first
+reply that is not exactly what was expected.
 """
 
 import argparse
@@ -21,6 +23,8 @@ import time
 
 TIMEOUT = 60  # seconds that a start, an end or one reply may take before the demo gives up
 NO_SECTION = "none"  # the hash key of packages that name no section
+BATCH = 100  # items of one BatchWriteItem
+PAGE = 250  # records of one page of a Scan
 
 Package = collections.namedtuple("Package", "section name attributes")
 
@@ -181,6 +185,10 @@ class Demo:
         return self.request(operation, Key={"HashKeyElement": {"S": key[0]}, "RangeKeyElement": {"S": key[1]}},
                             **fields)
 
+    @staticmethod
+    def item(package):
+        return {**package.attributes, "section": {"S": package.section}, "name": {"S": package.name}}
+
     def put(self, key, attributes, replaced=None):
         """Puts an item; with `replaced` it asks for the item that was there and compares that as well."""
         item = {**attributes, "section": {"S": key[0]}, "name": {"S": key[1]}}
@@ -285,6 +293,59 @@ class Demo:
                 expect(f"reply to DeleteItem {key}", reply, ok(Attributes=old))
                 self.ledger[key] = None
 
+    def load_in_batches(self):
+        """Puts the whole list again, over what was changed and deleted, many items to a transaction."""
+        batches = [self.packages[i:i + BATCH] for i in range(0, len(self.packages), BATCH)]
+        with measured(f"put {len(self.packages)} items by BatchWriteItem", len(batches)):
+            for batch in batches:
+                puts = [{"PutRequest": {"Item": self.item(package)}} for package in batch]
+                reply = self.connection.request("BatchWriteItem", {"RequestItems": {self.table: puts}})
+                expect("reply to BatchWriteItem", reply, ok())
+                for package in batch:
+                    self.ledger[package.section, package.name] = package.attributes
+
+    def query(self):
+        """All packages of section libs whose names begin with "libq", from one Query each way."""
+        section, prefix = "libs", "libq"
+        wanted = sorted((package for package in self.packages
+                         if package.section == section and package.name.startswith(prefix)),
+                        key=lambda package: package.name.encode("latin-1"))
+        items = [self.item(package) for package in wanted]
+        limit = len(self.packages)
+        with measured(f"{len(items)} packages of section {section} begin with {prefix}: found upwards and downwards", 2):
+            up = {"ComparisonOperator": "BEGINS_WITH", "AttributeValueList": [{"S": prefix}]}
+            reply = self.request("Query", HashKeyValue={"S": section}, RangeKeyCondition=up, Limit=limit)
+            expect("reply to Query upwards", reply, ok(Count=len(items), Items=items))
+            # BEGINS_WITH always walks up; LT walks down, from the last name that can begin so.
+            down = {"ComparisonOperator": "LT", "AttributeValueList": [{"S": "libr"}]}
+            reply = self.request("Query", HashKeyValue={"S": section}, RangeKeyCondition=down, Limit=limit)
+            found = [item for item in reply.get("Items", []) if item["name"]["S"].startswith(prefix)]
+            expect("items of Query downwards", found, items[::-1])
+
+    def scan(self):
+        """Counts the whole table in pages, and finds each package exactly once."""
+        found = collections.Counter()
+        start, pages = {}, 0
+        started = time.monotonic()
+        while True:
+            reply = self.request("Scan", Limit=PAGE, **start)
+            expect("status of Scan", reply["__rc"], 200)
+            expect("counts of Scan", (reply["Count"], reply["ScannedCount"]), (len(reply["Items"]),) * 2)
+            for item in reply["Items"]:
+                key = item["section"]["S"], item["name"]["S"]
+                expect(f"item {key} of Scan", {**item, "section": None, "name": None},
+                       {**self.ledger[key], "section": None, "name": None})
+                found[key] += 1
+            pages += 1
+            if "LastEvaluatedKey" not in reply:
+                break
+            # The last key comes as bare strings and goes back as typed values.
+            start = {"ExclusiveStartKey": {name: {"S": value} for name, value in reply["LastEvaluatedKey"].items()}}
+        seconds = time.monotonic() - started
+        expect("packages found by Scan", found, collections.Counter(self.ledger.keys()))
+        say(f"counted {sum(found.values())} items by Scan, each exactly once ({pages} pages in {seconds:.2f} s, "
+            f"{sum(found.values()) / max(seconds, 1e-9):.0f} items/s)")
+
     def kill_and_restart(self):
         """Kills the server right after its last reply: what it acknowledged has to be on disk."""
         self.server.kill()
@@ -312,6 +373,10 @@ class Demo:
         self.delete()
         self.kill_and_restart()
         self.compare("after the restart")
+        self.load_in_batches()
+        self.query()
+        self.scan()
+        self.compare("after the batches")
         self.end()
 
 

@@ -14,11 +14,6 @@ constexpr const char* LogOrigin = "bdbrequest";
 enum { RecordKeyDigits = 4 };     // on disk, do not change
 enum { PartitionDigestByte = 3 }; // which byte of the digest chooses the partition; on disk, do not change
 
-bool isLatin1(const QString& text)
-{
-    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() <= 0xff; });
-}
-
 /**
  * Takes the attribute named by a key element of the schema out of `item`. 0 with `found` telling whether it was there;
  * StatusInternalError when it lacks the member of the key's type.
@@ -85,6 +80,11 @@ bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView
     *hashKey = keys.first(hashLength);
     *rangeKey = keys.sliced(hashLength);
     return true;
+}
+
+bool isLatin1(const QString& text)
+{
+    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() <= 0xff; });
 }
 
 int keyBytes(const QVariant& value, QByteArray* bytes)

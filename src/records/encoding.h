@@ -46,6 +46,9 @@ QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey);
 /** Splits a record key without copying. False when its first four bytes are no decimal number. */
 [[nodiscard]] bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey);
 
+/** True when Latin-1 can hold the text without loss. */
+bool isLatin1(const QString& text);
+
 /**
  * The bytes of a key: Latin-1. A character that Latin-1 lacks cannot be stored without loss, so such a key is refused:
  * one ERROR line, StatusInvalidRequest. Values that are no strings are converted as the variant does.

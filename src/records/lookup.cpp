@@ -10,6 +10,8 @@ int envLookup(BDBRequest& request, const QByteArray& tableName, int create)
     const QByteArray directory = environmentDirectory(tableName);
     if (request.environment.env() != nullptr && request.environmentDirectory == directory)
         return 0;
+    // First, as the lookup may wait for this very environment to be closed, which waits until nobody holds on to it.
+    dropEnvironment(request);
     EnvironmentUse found;
     if (const int rc =
             openEnv(request.registry, environmentKey(directory), &found, request.envTableCapacity, create, directory))

@@ -1,9 +1,8 @@
 #include "records/values.h"
 
 #include "log/log.h"
+#include "records/encoding.h"
 #include "records/requestcontext.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -41,8 +40,7 @@ int attributeMissing(int line)
  */
 QVariant storedText(const QString& text)
 {
-    const bool latin1 = std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() <= 0xff; });
-    return latin1 ? QVariant(text.toLatin1().append('\0')) : QVariant(text);
+    return isLatin1(text) ? QVariant(text.toLatin1().append('\0')) : QVariant(text);
 }
 
 } // namespace

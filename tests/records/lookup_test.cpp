@@ -107,10 +107,11 @@ TEST(EnvLookup, HandsTheRegistrysCodesOn)
                                            " rc " + std::to_string(ENOENT)}));
     }
     EXPECT_FALSE(std::filesystem::exists(missing));
-    // The request keeps the environment that it had.
-    EXPECT_EQ(tables.env(), current);
-    EXPECT_EQ(tables.request().connectionTable->env(), current);
+    // The request has let go of the environment that it had, and finds it again.
+    EXPECT_EQ(tables.env(), nullptr);
+    EXPECT_EQ(tables.request().connectionTable->env(), nullptr);
     EXPECT_EQ(envLookup(tables.request(), tables.tableName(), 0), 0);
+    EXPECT_EQ(tables.env(), current);
 }
 
 /** Looks a directory up in a registry without room and ends the process: 0 when all went as it should. */

@@ -57,7 +57,7 @@ std::unique_ptr<BDBIOWorker> BDBIOMaster::createWorker()
 
 void BDBIOMaster::addConnection(int socket)
 {
-    if (workers_.empty()) {
+    if (workers_.empty()) { // none could be started
         if (socket >= 0)
             ::close(socket);
         return;

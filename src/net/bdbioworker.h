@@ -47,8 +47,7 @@ public:
     /** Waits for the next piece of a request. On success the handler is no longer the caller's. */
     [[nodiscard]] virtual int postRead(BDBReqHandler* handler) = 0;
 
-    /** Sends the handler's reply and then waits for the next request. On success the handler is no longer the caller's.
-     */
+    /** Sends the reply and then waits for the next request. On success the handler is no longer the caller's. */
     [[nodiscard]] virtual int postWrite(BDBReqHandler* handler) = 0;
 
     /** Sets the options of an accepted socket. */
@@ -57,11 +56,12 @@ public:
     /** The calling thread's last system error. To be taken before a line is begun, which may change it. */
     virtual int lastError() const = 0;
 
-    /** A handler for an accepted socket, which the master deletes in the end if nobody else does; null without memory.
+    /** A handler for an accepted socket; null without memory. Whatever is not closed goes with the master in the end.
      */
     virtual BDBReqHandler* createHandler(int socket) = 0;
 
 protected:
+    /** Starts run(). False when the system has no thread for it. */
     [[nodiscard]] bool startThread();
 
     BDBIOMaster& master() const { return *master_; }
@@ -74,7 +74,7 @@ private:
     BDBObjTable* const environments_;
     const int envTableCapacity_;
     const int connectionTableCapacity_;
-    std::thread thread_; // the main thread's to start and to wait for
+    std::thread thread_; // started and waited for by the main thread only
 };
 
 #endif

@@ -9,8 +9,8 @@ class BDBIndex;
 /**
  * Finds the environment of `tableName` or, with `create`, opens it; it becomes the request's current environment, which
  * transactions begin on and databases are opened in, and stays alive until the request ends or drops it. 0, or the
- * registry's code. A request that names the same directory again gets what it found the first time; one that names another
- * lets go of what it had, whatever the result.
+ * registry's code. A request that names the same directory again gets what it found the first time; one that names
+ * another lets go of what it had, whatever the result.
  */
 [[nodiscard]] int envLookup(BDBRequest& request, const QByteArray& tableName, int create);
 

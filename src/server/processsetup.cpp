@@ -51,11 +51,6 @@ void raiseDescriptorLimit()
     (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the lower limit works as well, for fewer tables
 }
 
-void useUtf8Locale()
-{
-    qputenv("LC_ALL", "C.UTF-8");
-}
-
 void installQtMessageHandler()
 {
     qInstallMessageHandler(handleQtMessage);
@@ -66,7 +61,6 @@ void prepare()
     openStandardDescriptors();
     ignoreFatalWriteSignals();
     raiseDescriptorLimit();
-    useUtf8Locale();
     installQtMessageHandler();
 }
 

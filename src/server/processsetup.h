@@ -22,12 +22,6 @@ void ignoreFatalWriteSignals();
 /** Raises the soft limit of open descriptors to the hard one: one table alone has 256 data files. */
 void raiseDescriptorLimit();
 
-/**
- * Sets a UTF-8 locale for the process, whatever the parent's was. Qt wants one and complains about any other on
- * standard error, which may be our log.
- */
-void useUtf8Locale();
-
 /** Sends Qt's messages to standard error, except the one that is part of normal work; see the source. */
 void installQtMessageHandler();
 

@@ -33,6 +33,9 @@ int main(int argc, char** argv)
         app.parse(argc, argv);
         if (app.get_subcommands().empty() && !request.chosen())
             throw CLI::RequiredError("OPERATION or a command");
+        // What a command leaves over falls through to us, for the sake of the server's address.
+        if (!app.get_subcommands().empty() && request.chosen())
+            throw CLI::ExtrasError({request.operation()});
     } catch (const CLI::ParseError& error) {
         // The library reports a wrong command line this way, and --help and --version too.
         return app.exit(error) == 0 ? Ctl::ExitOk : Ctl::ExitUsage;

@@ -16,6 +16,7 @@ public:
     explicit RequestCommand(CLI::App* app);
 
     bool chosen() const { return !operation_.empty(); }
+    const std::string& operation() const { return operation_; }
     int run(const ServerAddress& server) const;
 
 private:

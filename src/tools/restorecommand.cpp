@@ -5,12 +5,15 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -104,15 +107,56 @@ bool isWithin(const fs::path& path, const fs::path& directory)
     return !error && !relative.empty() && *relative.begin() != "..";
 }
 
+/** A descriptor that is closed with the object. */
+class File {
+public:
+    File(const fs::path& path, int flags, mode_t mode = 0) : descriptor_(::open(path.c_str(), flags, mode)) {}
+    ~File()
+    {
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+private:
+    const int descriptor_;
+};
+
+/** Copies a file. 0 or an errno value: the standard library tells of an input/output error when the disk is full. */
+int copyFile(const fs::path& from, const fs::path& to)
+{
+    const File source(from, O_RDONLY | O_CLOEXEC);
+    if (source.descriptor() < 0)
+        return errno;
+    const File target(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (target.descriptor() < 0)
+        return errno;
+    std::vector<char> buffer(1024 * 1024);
+    for (;;) {
+        const ssize_t size = ::read(source.descriptor(), buffer.data(), buffer.size());
+        if (size <= 0)
+            return size < 0 ? errno : 0;
+        for (ssize_t done = 0; done < size;) {
+            const ssize_t written =
+                ::write(target.descriptor(), buffer.data() + done, static_cast<std::size_t>(size - done));
+            if (written < 0)
+                return errno;
+            done += written;
+        }
+    }
+}
+
 std::string copyFiles(const BackupFiles& files, const fs::path& target, Progress* progress)
 {
     const std::size_t all = files.databases.size() + files.logs.size();
     std::size_t done = 0;
     const auto copy = [&](const fs::path& from, const std::string& name) -> std::string {
         progress->show("copying", ++done, all);
-        std::error_code error;
-        fs::copy_file(from, target / name, error);
-        return error ? "cannot copy " + from.string() + ": " + error.message() : std::string();
+        const int error = copyFile(from, target / name);
+        return error != 0 ? "cannot copy " + from.string() + ": " + std::strerror(error) : std::string();
     };
     for (const fs::path& database : files.databases) {
         if (auto error = copy(database, database.filename().string()); !error.empty())

@@ -45,7 +45,7 @@ TEST_F(DbBackup, WithMarkerCopiesAllThenDeletesItAndShipsOn)
     EXPECT_THAT(takeBackupLinesUntil(DoneList), ElementsAre(StartCopy, DoneCopy, StartList, DoneList));
     std::vector<std::string> files = namesIn(home());
     EXPECT_EQ(namesIn(target), files) << "and neither marker nor __log__";
-    EXPECT_THAT(files, ElementsAre(logName(1), "t", "t_98.db")); // "k" belongs to partition 0x98
+    EXPECT_THAT(files, ElementsAre(logName(1), "t", onlyDataFile()));
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
@@ -77,8 +77,7 @@ TEST_F(DbBackup, WhileAFullBackupRunsIsAFailedConditionAndChangesNothing)
     EXPECT_THAT(namesIn(other), ElementsAre("BackupInProgress.tmp"));
 
     held.release();
-    EXPECT_THAT(takeBackupLinesUntil(Disabling),
-                ElementsAre("[ERROR] bdb # BDB: BDB0731 Sync failed: Invalid argument", copyFailed(1), Disabling));
+    EXPECT_THAT(takeBackupLinesUntil(Disabling), ElementsAre(copyFailed(1), Disabling));
     EXPECT_TRUE(hasMarker(target)) << "the copy is not complete";
     backUpTo(other);
 }
@@ -116,7 +115,9 @@ TEST_F(DbBackup, AgainToTheSameDirectoryReplacesWhatIsThere)
     put("k", "second", {{"a", textValue("y")}});
     backUpTo(target);
     const std::string copy = restored(target);
-    EXPECT_EQ(itemsOf(tableIn(copy)), itemsOf(tableName()));
+    const Items items = itemsOf(tableIn(copy), {"k"});
+    EXPECT_EQ(items.size(), 2U);
+    EXPECT_EQ(items, itemsOf(tableName(), {"k"}));
 }
 
 TEST_F(DbBackup, AgainToTheSameDirectoryIsRestorableThoughLogFilesBetweenThemAreGone)
@@ -129,7 +130,7 @@ TEST_F(DbBackup, AgainToTheSameDirectoryIsRestorableThoughLogFilesBetweenThemAre
     EXPECT_TRUE(waitUntil([&] { return !fs::exists(home() + '/' + logName(2)); })) << "removed by the checkpoint";
     backUpTo(target); // log file 3
     const std::string copy = restored(target);
-    EXPECT_EQ(itemsOf(tableIn(copy)).size(), static_cast<std::size_t>(filled()));
+    EXPECT_EQ(filledIn(tableIn(copy)), filled());
 }
 
 TEST_F(DbBackup, ToTheHomeOfAnOpenEnvironmentFailsAndHarmsNeither)
@@ -147,8 +148,8 @@ TEST_F(DbBackup, ToTheHomeOfAnOpenEnvironmentFailsAndHarmsNeither)
         EXPECT_TRUE(hasMarker(target));
     }
     restartServer();
-    EXPECT_EQ(itemsOf(tableName()).size(), 1U);
-    EXPECT_EQ(itemsOf(tableIn(otherHome)).size(), 1U);
+    EXPECT_EQ(itemsOf(tableName(), {"k"}).size(), 1U);
+    EXPECT_EQ(itemsOf(tableIn(otherHome), {"o"}).size(), 1U);
 }
 
 TEST_F(DbBackup, WithoutADirectoryFails)
@@ -172,7 +173,7 @@ TEST_F(DbBackup, ToADiskWithoutRoomFailsAndLeavesTheMarker)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");
-    fs::create_symlink("/dev/full", target + "/t_98.db");
+    fs::create_symlink("/dev/full", target + '/' + onlyDataFile());
     EXPECT_EQ(act("DbBackup", target), accepted());
     EXPECT_THAT(takeBackupLinesUntil(Disabling), Contains(copyFailed(ENOSPC)));
     EXPECT_TRUE(hasMarker(target));
@@ -209,7 +210,7 @@ TEST_F(UpdateDbBackup, WhileIdleShipsUnneededLogsWithoutACopy)
     EXPECT_TRUE(fs::exists(home() + '/' + logName(3)));
 
     restartServer(); // nothing that it needs is missing
-    EXPECT_EQ(itemsOf(tableName()).size(), static_cast<std::size_t>(filled()));
+    EXPECT_EQ(filledIn(tableName()), filled());
 }
 
 TEST_F(UpdateDbBackup, WhileLogsAreShippedIsAFailedCondition)
@@ -295,7 +296,7 @@ TEST_F(StopDbBackup, LetsTheNextCheckpointRemoveUnneededLogs)
                                                      "[INFO] Starting BDBCheckpointThread.log_archive",
                                                      "[INFO] Done BDBCheckpointThread.log_archive"));
     EXPECT_FALSE(fs::exists(home() + '/' + logName(1)));
-    EXPECT_EQ(itemsOf(tableName()).size(), static_cast<std::size_t>(filled()));
+    EXPECT_EQ(filledIn(tableName()), filled());
 }
 
 TEST_F(StopDbBackup, InOneEnvironmentLetsCheckpointsOfAllRemoveLogsUntilABackupStartsInAny)
@@ -359,7 +360,7 @@ TEST_F(DeleteTableDuringBackup, LetsAFullCopyComplete)
     EXPECT_EQ(act("DbBackup", target), accepted());
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply());
     EXPECT_FALSE(hasMarker(target)) << "the copy is over when the environment is closed";
-    EXPECT_EQ(itemsOf(tableIn(restored(target))), itemsOf(tableName()));
+    EXPECT_EQ(itemsOf(tableIn(restored(target)), {"k"}).size(), 1U);
 }
 
 TEST_F(DeleteTableDuringBackup, DoesNotWaitForTheNextCycleOfLogShipping)
@@ -409,7 +410,7 @@ TEST_P(BackupUnderLoad, HoldsEveryWriteThatWasAcknowledgedBeforeTheMarkerWasGone
         for (WriteLoad::Acknowledged now = load.acknowledged(); hasMarker(target); now = load.acknowledged())
             before = now; // the marker was still there when all of this was acknowledged
         const std::string copy = restored(target);
-        load.expectHeldIn(itemsOf(tableIn(copy)), before);
+        load.expectHeldIn(itemsOf(tableIn(copy), load.hashes()), before);
     }
     load.stop();
     EXPECT_TRUE(load.allAnswered());
@@ -429,13 +430,13 @@ TEST_P(BackupUnderLoad, ShipsLogsFromWhichEverythingUpToTheLastOneIsRestored)
         fillLogs(2); // all of the above is in log file 1 by then
         load.stop();
         EXPECT_TRUE(load.allAnswered());
-        const auto all = itemsOf(tableName());
+        const Items all = itemsOf(tableName(), load.hashes());
         reopen();
         EXPECT_EQ(act("UpdateDbBackup", target), accepted());
         ASSERT_TRUE(waitUntil([&] { return !fs::exists(home() + '/' + logName(1)); })) << server_.logText();
         EXPECT_THAT(namesIn(target + "/__log__"), ElementsAre(logName(1)));
-        EXPECT_EQ(itemsOf(tableName()), all);
-        load.expectHeldIn(itemsOf(tableIn(restored(target))), shipped);
+        EXPECT_EQ(itemsOf(tableName(), load.hashes()), all);
+        load.expectHeldIn(itemsOf(tableIn(restored(target)), load.hashes()), shipped);
     }
 }
 

@@ -29,17 +29,22 @@ inline std::string logName(int number)
     return "log." + std::string(10 - digits.size(), '0') + digits;
 }
 
-/** Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. */
+/**
+ * Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. Nothing at
+ * all of what is no directory.
+ */
 inline std::map<std::string, std::string> contentsOf(const std::string& directory)
 {
     namespace fs = std::filesystem;
     std::map<std::string, std::string> contents;
-    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+    std::error_code missing;
+    for (const auto& entry : fs::recursive_directory_iterator(directory, missing)) {
         std::string& bytes = contents[fs::relative(entry.path(), directory)];
         if (!entry.is_regular_file())
             continue;
         std::ifstream file(entry.path(), std::ios::binary);
-        bytes.assign(std::istreambuf_iterator<char>(file), {});
+        bytes.resize(entry.file_size());
+        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     }
     return contents;
 }
@@ -196,6 +201,15 @@ protected:
     }
     int filled() const { return filled_; }
 
+    /** The name of the data file of the only hash key that was used. */
+    std::string onlyDataFile() const
+    {
+        std::vector<std::string> names = namesIn(home());
+        std::erase_if(names, [](const std::string& name) { return !name.starts_with("t_"); });
+        EXPECT_EQ(names.size(), 1U);
+        return names.empty() ? std::string() : names.front();
+    }
+
     /** Closes the environment and opens it again, which writes a checkpoint: what is needed no more is known then. */
     void reopen()
     {
@@ -205,26 +219,28 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return checkpoints() > before; })) << server_.logText();
     }
 
-    /** All items of a table, by hash and range key, read page by page. */
-    std::map<std::pair<QString, QString>, QVariantMap> itemsOf(const QString& table)
+    using Items = std::map<std::pair<QString, QString>, QVariantMap>;
+
+    /** All items of some hash keys, by hash and range key. A Scan would make the data files of all other keys. */
+    Items itemsOf(const QString& table, const QStringList& hashes)
     {
-        std::map<std::pair<QString, QString>, QVariantMap> items;
-        for (QVariantMap body{{"TableName", table}, {"Limit", 500}};;) {
-            const QVariantMap reply = request("Scan", body);
+        Items items;
+        for (const QString& hash : hashes) {
+            const QVariantMap reply =
+                request("Query", {{"TableName", table}, {"HashKeyValue", textValue(hash)}, {"Limit", 100'000}});
             EXPECT_EQ(reply.value("__rc"), QVariant(200LL)) << testing::PrintToString(reply);
             for (const QVariant& entry : reply.value("Items").toList()) {
                 QVariantMap item = entry.toMap();
-                const QString hash = item.take("h").toMap().value("S").toString();
+                (void)item.take("h");
                 const QString range = item.take("r").toMap().value("S").toString();
-                EXPECT_TRUE(items.emplace(std::pair(hash, range), item).second) << "twice: " << hash.toStdString();
+                EXPECT_TRUE(items.emplace(std::pair(hash, range), item).second) << "twice: " << range.toStdString();
             }
-            const QVariantMap last = reply.value("LastEvaluatedKey").toMap();
-            if (last.isEmpty())
-                return items;
-            body.insert("ExclusiveStartKey",
-                        itemKey(last.value("HashKeyElement").toString(), last.value("RangeKeyElement").toString()));
         }
+        return items;
     }
+
+    /** How many of the items that fillLogs() wrote are there. */
+    int filledIn(const QString& table) { return static_cast<int>(itemsOf(table, {"fill"}).size()); }
 
     /** The tool, with the server's port. */
     ProgramRun quorvactl(std::vector<std::string> arguments, const ProgramFiles& files = {}) const

@@ -57,6 +57,18 @@ public:
         return result;
     }
 
+    /** The hash keys that were used. */
+    QStringList hashes() const
+    {
+        const std::lock_guard lock(mutex_);
+        QStringList result;
+        for (const auto& [key, item] : ledger_) {
+            if (result.isEmpty() || result.last() != key.first) // in order
+                result.append(key.first);
+        }
+        return result;
+    }
+
     /** Each item must have the state that was acknowledged `then`, or one that it was to have afterwards. */
     void expectHeldIn(const Items& items, const Acknowledged& then) const
     {
@@ -94,7 +106,7 @@ private:
         std::minstd_rand random(static_cast<unsigned>(number + 1));
         const auto upTo = [&](int limit) { return static_cast<int>(random() % static_cast<unsigned>(limit)); };
         while (!stop_) {
-            const Key key{QStringLiteral("load%1-%2").arg(number).arg(upTo(50)), QString::number(upTo(3))};
+            const Key key{QStringLiteral("load%1-%2-%3").arg(id_).arg(number).arg(upTo(20)), QString::number(upTo(3))};
             QVariantMap state;
             if (upTo(5) != 0) // else it is to go
                 state = {{"version", numberValue(QString::number(++versions_))},
@@ -126,6 +138,13 @@ private:
         return reply.value("__rc") == QVariant(200LL);
     }
 
+    static int nextId()
+    {
+        static std::atomic<int> last{0};
+        return ++last;
+    }
+
+    const int id_ = nextId(); // in the keys, so that loads do not meet
     std::atomic<bool> stop_{false};
     std::atomic<bool> allAnswered_{true};
     std::atomic<std::size_t> count_{0};

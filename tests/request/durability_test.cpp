@@ -75,6 +75,15 @@ TEST_F(DurabilityWithoutSync, ACrashLeavesWholeWritesInTheirOrder)
         EXPECT_EQ(get("k", QString::number(i)), okReply()) << i << " is there without " << survived;
 }
 
+TEST_F(DurabilityWithoutSync, CreateTableIsWrittenOutAtOnce)
+{
+    createTable(tableName());
+    const QVariantMap description = describe(tableName());
+    restartServer();
+    EXPECT_EQ(describe(tableName()), description);
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
 TEST_F(DurabilityWithoutSync, DeleteTableLeavesNothingBehindInMemory)
 {
     createTable(tableName());

@@ -153,17 +153,6 @@ TEST(ServerStart, ItsOwnDescriptorsAreClosedInPrograms)
     EXPECT_TRUE(sawLog);
 }
 
-TEST(ServerStart, LocaleOfTheParentAddsNoLinesToTheLog)
-{
-    ServerProcess::Setup setup;
-    setup.logFile = false;
-    setup.environment["LC_ALL"] = "C";
-    setup.environment["LANG"] = "C";
-    ServerProcess server(setup);
-    ASSERT_TRUE(server.start());
-    EXPECT_EQ(messages(server).size(), 2u) << server.logText();
-}
-
 TEST(ServerLog, ReaderThatDiesDoesNotEndTheServer)
 {
     const TempDir directory;

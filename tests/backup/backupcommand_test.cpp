@@ -1,0 +1,210 @@
+#include "backupfixture.h"
+#include "terminalrun.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+constexpr const char* RefusedReply =
+    "quorvactl: {\"TableDescription\":{\"TableStatus\":\"ACTIVE\"},\"__rc\":400,\"__rcstr\":\"Bad Request\","
+    "\"__type\":\"ConditionalCheckFailedException\",\"message\":\"The conditional request failed.\"}\n";
+
+class BackupCommand : public BackupTest {
+protected:
+    explicit BackupCommand(ServerProcess::Setup setup = {}) : BackupTest(std::move(setup)) {}
+
+    std::string table() const { return tableName().toStdString(); }
+
+    ProgramRun backup(std::vector<std::string> arguments) const
+    {
+        arguments.insert(arguments.begin(), "backup");
+        return quorvactl(arguments);
+    }
+
+    static void expectQuietSuccess(const ProgramRun& run)
+    {
+        EXPECT_EQ(run.status, 0);
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(run.error, "");
+    }
+};
+
+} // namespace
+
+TEST_F(BackupCommand, StartMakesTheDirectoryAndTheMarkerThatTheServerDeletes)
+{
+    const std::string target = pathOf("some/where/target");
+    expectQuietSuccess(backup({"start", table(), target}));
+    EXPECT_TRUE(waitUntilComplete(target));
+    EXPECT_EQ(namesIn(target), namesIn(home()));
+    EXPECT_THAT(takeComplaints(), IsEmpty()) << "the marker was there";
+}
+
+TEST_F(BackupCommand, StartWithWaitEndsWhenTheCopyIsComplete)
+{
+    put("k", "r", {{"a", textValue("x")}});
+    const std::string target = pathOf("target");
+    expectQuietSuccess(backup({"start", table(), target, "--wait"}));
+    EXPECT_FALSE(hasMarker(target));
+    EXPECT_EQ(itemsOf(tableIn(restored(target)), {"k"}).size(), 1U);
+    // Again, to the directory of a complete one.
+    expectQuietSuccess(backup({"start", table(), "--wait", target}));
+    EXPECT_FALSE(hasMarker(target));
+}
+
+TEST_F(BackupCommand, StartShowsProgressOnATerminalOnly)
+{
+    const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, {"--port", std::to_string(server_.port()), "backup", "start",
+                                                            table(), pathOf("target"), "--wait"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.error, AllOf(StartsWith("\r"), EndsWith("\r10.5 MB copied, complete\r\n")));
+}
+
+TEST_F(BackupCommand, StartTakesADirectoryFromWhereItIsRun)
+{
+    const std::string relative = fs::relative(pathOf("target"));
+    ASSERT_FALSE(relative.starts_with('/'));
+    expectQuietSuccess(backup({"start", table(), relative, "--wait"}));
+    EXPECT_EQ(namesIn(pathOf("target")), namesIn(home()));
+}
+
+TEST_F(BackupCommand, StartRefusesWhereAMarkerIs)
+{
+    const std::string target = markedTarget("target");
+    const ProgramRun run = backup({"start", table(), target, "--wait"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error, "quorvactl: another backup to " + target +
+                             " is under way, or one was cut off: " + markerIn(target) + " is there\n");
+    EXPECT_TRUE(hasMarker(target));
+    EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
+}
+
+TEST_F(BackupCommand, StartTellsWhenItCannotMakeTheMarker)
+{
+    std::ofstream(pathOf("file")).flush();
+    const ProgramRun run = backup({"start", table(), pathOf("file")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.error, "quorvactl: cannot write " + markerIn(pathOf("file")) + '\n');
+    EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
+}
+
+TEST_F(BackupCommand, StartRemovesItsMarkerWhenTheServerRefuses)
+{
+    const std::string running = markedTarget("running");
+    HeldCopy held(running);
+    EXPECT_EQ(act("DbBackup", running), accepted());
+    ASSERT_TRUE(held.waitUntilHeld());
+    const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error, RefusedReply);
+    EXPECT_FALSE(hasMarker(pathOf("target")));
+    EXPECT_TRUE(hasMarker(running));
+}
+
+TEST_F(BackupCommand, StartRemovesItsMarkerWhenNoServerIsThere)
+{
+    killServer();
+    const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.error, "quorvactl: no reply from 127.0.0.1:" + std::to_string(server_.port()) +
+                             ": connect: Connection refused\n");
+    EXPECT_FALSE(hasMarker(pathOf("target")));
+}
+
+TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatFailed)
+{
+    put("k", "r", {{"a", textValue("x")}});
+    const std::string target = makeDirectory("target");
+    fs::create_symlink("/dev/full", target + '/' + onlyDataFile());
+    const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error, "quorvactl: the copy does not grow any more; the server's log tells why\n");
+    EXPECT_TRUE(hasMarker(target)) << "it is not complete";
+    EXPECT_THAT(takeBackupLines(), Contains("[ERROR] bdb # Dbenv backup failed rc 28"));
+}
+
+TEST_F(BackupCommand, UpdateShipsAndIsRefusedWhileThatRuns)
+{
+    const std::string target = makeDirectory("target");
+    expectQuietSuccess(backup({"update", table(), target}));
+    EXPECT_THAT(
+        takeBackupLinesUntil("Done BDBHotBackupThread.log_archive"),
+        ElementsAre("[INFO] Starting BDBHotBackupThread.log_archive", "[INFO] Done BDBHotBackupThread.log_archive"));
+    const ProgramRun run = backup({"update", table(), fs::relative(target)});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.error, RefusedReply);
+    EXPECT_THAT(takeBackupLines(), ElementsAre("[WARN] thread is already running for target " + target));
+}
+
+TEST_F(BackupCommand, StopStops)
+{
+    expectQuietSuccess(backup({"update", table(), makeDirectory("target")}));
+    expectQuietSuccess(backup({"stop", table()}));
+    EXPECT_THAT(takeBackupLines(), Contains("[INFO] Disabling Database Backup"));
+    EXPECT_TRUE(waitUntil([&] { return backup({"update", table(), pathOf("target")}).status == 0; }));
+}
+
+TEST_F(BackupCommand, ATableWhoseDirectoryIsMissingIsAnErrorReply)
+{
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"backup", "start", "/nowhere|t", pathOf("target")},
+                                               {"backup", "update", "/nowhere|t", pathOf("target")},
+                                               {"backup", "stop", "/nowhere|t"},
+                                               {"flush", "/nowhere|t"}}) {
+        const ProgramRun run = quorvactl(words);
+        EXPECT_EQ(run.status, 1) << testing::PrintToString(words);
+        EXPECT_EQ(run.output, "");
+        EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: {"), HasSubstr("\"ResourceNotFoundException\"")));
+    }
+    EXPECT_FALSE(hasMarker(pathOf("target")));
+}
+
+TEST_F(BackupCommand, WrongCommandLineIsAUsageError)
+{
+    const std::string target = pathOf("target");
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"backup"},
+                                               {"backup", "begin", "a|t", target},
+                                               {"backup", "start", "a|t"},
+                                               {"backup", "start", "a|t", target, "more"},
+                                               {"backup", "start", "a|t", target, "--wait", "--stall", "0"},
+                                               {"backup", "update", "a|t"},
+                                               {"backup", "update", "a|t", target, "--wait"},
+                                               {"backup", "stop"},
+                                               {"backup", "stop", "a|t", target},
+                                               {"flush"},
+                                               {"flush", "a|t", "more"}}) {
+        const ProgramRun run = quorvactl(words);
+        EXPECT_EQ(run.status, 64) << testing::PrintToString(words);
+        EXPECT_EQ(run.output, "");
+        EXPECT_THAT(run.error, HasSubstr("Run with --help for more information."));
+    }
+    EXPECT_FALSE(fs::exists(target));
+}
+
+namespace {
+
+/** With DEBUG lines. */
+class FlushCommand : public BackupCommand {
+protected:
+    FlushCommand() : BackupCommand({.arguments = {"-s", "1"}}) {}
+};
+
+} // namespace
+
+TEST_F(FlushCommand, HasTheLogForcedToDisk)
+{
+    expectQuietSuccess(quorvactl({"flush", table()}));
+    EXPECT_TRUE(server_.waitForLog("[DEBUG] flushEnv success dbpath " + table() + '\n'));
+}

@@ -1,0 +1,95 @@
+#ifndef QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
+#define QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
+
+#include "request/tablefixture.h"
+#include "tools/programrun.h"
+
+#include <QStringList>
+
+#include <atomic>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+/** A server with a table, and the tool's commands that read it. */
+class ReadCommandTest : public TableTest {
+protected:
+    void SetUp() override
+    {
+        TableTest::SetUp();
+        createTable(tableName());
+    }
+
+    ProgramRun quorvactl(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
+    {
+        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
+        return runProgram(QUORVACTL_BINARY, arguments, files);
+    }
+
+    /** The printed items: one on each line. */
+    static QVariantList itemsIn(const ProgramRun& run)
+    {
+        EXPECT_TRUE(run.output.empty() || run.output.ends_with('\n'));
+        QVariantList items;
+        std::istringstream lines(run.output);
+        for (std::string line; std::getline(lines, line);) {
+            QVariant item;
+            EXPECT_TRUE(Json::parse(QByteArray::fromStdString(line), &item)) << line;
+            items.append(item);
+        }
+        return items;
+    }
+
+    /** The value of a key attribute of each of the items that a good run printed. */
+    static QStringList keysIn(const ProgramRun& run, const char* name)
+    {
+        EXPECT_EQ(run.status, 0) << run.error;
+        EXPECT_EQ(run.error, "");
+        QStringList keys;
+        for (const QVariant& item : itemsIn(run))
+            keys.append(item.toMap().value(name).toMap().value("S").toString());
+        return keys;
+    }
+
+    /** Adds and deletes items while it lives. */
+    class Churn {
+    public:
+        /** `key` gives the hash and range key of the n-th item, of 40. */
+        Churn(const ServerProcess& server, const QString& table, std::function<std::pair<QString, QString>(int)> key)
+            : thread_([this, &server, table, key = std::move(key)] {
+                  Caller caller(server);
+                  for (int i = 0; !stop_; i = (i + 7) % 40) {
+                      const auto [hash, range] = key(i);
+                      const QVariantMap item{{"h", textValue(hash)}, {"r", textValue(range)}};
+                      (void)caller.request("PutItem", {{"TableName", table}, {"Item", item}});
+                      const auto [oldHash, oldRange] = key((i + 20) % 40);
+                      (void)caller.request("DeleteItem", {{"TableName", table}, {"Key", itemKey(oldHash, oldRange)}});
+                      ++rounds_;
+                  }
+              })
+        {
+            (void)waitUntil([this] { return rounds_ > 40; });
+        }
+        ~Churn()
+        {
+            stop_ = true;
+            thread_.join();
+        }
+        Churn(const Churn&) = delete;
+        Churn& operator=(const Churn&) = delete;
+
+    private:
+        std::atomic<bool> stop_{false};
+        std::atomic<int> rounds_{0};
+        std::thread thread_;
+    };
+};
+
+inline void PrintTo(const QStringList& list, std::ostream* out)
+{
+    *out << '[' << list.join(", ").toStdString() << ']';
+}
+
+#endif

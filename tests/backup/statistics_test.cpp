@@ -1,0 +1,90 @@
+#include "backupfixture.h"
+#include "writeload.h"
+
+#include <array>
+#include <regex>
+
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::Not;
+
+/** A server with a verbosity, and what its environments print at that. */
+class Statistics : public TableTest, public testing::WithParamInterface<int> {
+protected:
+    Statistics() : TableTest({.arguments = {"-s", std::to_string(GetParam())}}) {}
+};
+
+// The last line of each kind of statistics, and the level from which on it is printed.
+struct Kind {
+    int level;
+    const char* lastLine;
+};
+constexpr std::array Kinds{Kind{4, "Maximum hash bucket length"}, Kind{8, "Active transactions"},
+                           Kind{12, "Mutex counts"}, Kind{16, "On-disk log file offset"},
+                           Kind{20, "The number of times a sync is interrupted"}};
+
+/** A line of ours, whole: nothing of another line in it. */
+bool isPrefixed(const std::string& line)
+{
+    static const std::regex prefix("\\[[A-Z][a-z]{2} [A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\\] "
+                                   "\\[(DEBUG|INFO|WARN|ERROR|CRIT)\\] ");
+    return std::regex_search(line, prefix, std::regex_constants::match_continuous) &&
+           std::distance(std::sregex_iterator(line.begin(), line.end(), prefix), std::sregex_iterator()) == 1;
+}
+
+/** A line as Berkeley DB's statistics have them: a value, a tab and what it is; or a heading, or what it lists. */
+bool isStatistic(const std::string& line)
+{
+    static const std::regex time("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
+    static const std::regex value("([0-9][^\\t\\[]{0,30}|" // a number with its unit, an address, a log position
+                                  "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9:]{8} [0-9]{4})" // a time
+                                  "\\t[A-Za-z][^\\t\\[]{2,100}");
+    static const std::regex listed("\\t[0-9a-f]{8}: [^\\t\\[]{10,300}");
+    return line.empty() || std::regex_match(line, time) || std::regex_match(line, value) ||
+           std::regex_match(line, listed) || line == "Active transactions:" || line == "Mutex counts" ||
+           line.starts_with("Pool File: ");
+}
+
+} // namespace
+
+TEST_P(Statistics, OfTheLevelAndBelowArePrintedAndTearNoLine)
+{
+    createTable(tableName());
+    WriteLoad load(server_, tableName());
+    ASSERT_TRUE(load.waitForMore(20));
+    // Each environment prints when it is opened; other connections log what they do in the meantime.
+    constexpr int Environments = 8;
+    for (int i = 0; i < Environments; ++i)
+        createTable(tableIn(makeDirectory("env" + std::to_string(i))));
+    const auto printed = [this](const char* text) {
+        const std::string log = server_.logText();
+        int count = 0;
+        for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; ++at)
+            ++count;
+        return count;
+    };
+    for (const Kind& kind : Kinds) {
+        if (GetParam() >= kind.level) {
+            EXPECT_TRUE(waitUntil([&] { return printed(kind.lastLine) >= Environments + 1; })) << kind.lastLine;
+        }
+    }
+    load.stop();
+    EXPECT_TRUE(load.allAnswered());
+    killServer();
+    for (const Kind& kind : Kinds) {
+        if (GetParam() < kind.level) {
+            EXPECT_EQ(printed(kind.lastLine), 0) << kind.lastLine;
+        }
+    }
+    int statistics = 0;
+    for (const std::string& line : server_.logLines()) {
+        statistics += isPrefixed(line) ? 0 : 1;
+        EXPECT_TRUE(isPrefixed(line) || isStatistic(line)) << '"' << line << '"';
+    }
+    EXPECT_EQ(statistics > 0, GetParam() >= 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, Statistics, testing::Values(0, 3, 4, 8, 12, 16, 20),
+                         [](const auto& instance) { return std::to_string(instance.param); });

@@ -165,7 +165,7 @@ protected:
 TEST_F(ScanRetryTest, KeepsEarlierPartitionsAndDropsTheFailedAttempts)
 {
     std::vector<std::vector<std::string>> lines;
-    const QVariantMap body{{"ExclusiveStartKey", itemKey(hashIn(252), "")}, {"Limit", 1000}};
+    const QVariantMap body{{"ExclusiveStartKey", itemKey(hashIn(252), "!")}, {"Limit", 1000}};
     const Outcome outcome = lose("Scan", inTable(body), placesOf(hashIn(253)), &lines);
     EXPECT_EQ(outcome.status, StatusSuccess);
     EXPECT_EQ(asSent(outcome.reply), (QVariantMap{{"Count", 108}, {"ScannedCount", 108}, {"Items", items_}}));

@@ -8,8 +8,7 @@
 
 #include <future>
 
-namespace
-{
+namespace {
 
 /** Runs `call` in a thread of its own and returns its answer. */
 template <typename Call> auto elsewhere(Call call)

@@ -7,11 +7,9 @@
 
 #include <gmock/gmock.h>
 
-namespace
-{
+namespace {
 
-class BDBCursorTest : public testing::Test
-{
+class BDBCursorTest : public testing::Test {
 protected:
     void SetUp() override
     {

@@ -9,8 +9,7 @@
 
 #include <unistd.h>
 
-namespace
-{
+namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -66,7 +65,7 @@ TEST(BDBEnvErrors, AreErrorLinesWithoutTheLibrarysPrefix)
     env.errx("some %s text", "error");
     env.err(ENOENT, "cannot open");
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # BDB: some error text",
-                                                  "[ERROR] bdb # BDB: cannot open: No such file or directory"));
+                                           "[ERROR] bdb # BDB: cannot open: No such file or directory"));
 }
 
 TEST(BDBEnvErrors, CarryWhatTheLibraryComplainsAbout)
@@ -103,7 +102,7 @@ TEST(BDBEnvFeedback, ReportWithoutAHomeGoesWithoutIt)
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     advanceClock(std::chrono::hours(1)); // more than a minute later than any report before
     LogCapture log;
-    feedbackOf(&env)(&env, DB_RECOVER, 42);
+    feedbackOf (&env)(&env, DB_RECOVER, 42);
     EXPECT_EQ(ownLines(log).back(), "[INFO] Env  recoverd 42%%");
 }
 
@@ -136,7 +135,7 @@ TEST(BDBEnvFeedback, IsReportedOncePerMinuteForAllEnvironments)
     feedback(second.get(), DB_RECOVER, 5);
     feedback(first.get(), DB_RECOVER, 6);
     EXPECT_THAT(ownLines(log), ElementsAre("[INFO] Env " + first.path() + " recoverd 1%%",
-                                         "[INFO] Env " + second.path() + " recoverd 5%%"));
+                                           "[INFO] Env " + second.path() + " recoverd 5%%"));
 }
 
 TEST(BDBEnvFeedbackDeathTest, FirstReportOfAProcessIsImmediate)
@@ -146,7 +145,7 @@ TEST(BDBEnvFeedbackDeathTest, FirstReportOfAProcessIsImmediate)
         {
             Log::setDestination(stderr);
             BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
-            feedbackOf(&env)(&env, DB_RECOVER, 7);
+            feedbackOf (&env)(&env, DB_RECOVER, 7);
             _exit(0);
         },
         testing::ExitedWithCode(0), "\\[INFO\\] Env  recoverd 7%%");

@@ -1,37 +1,34 @@
 #include "storage/bdbenv.h"
 
 #include "childprocess.h"
-#include "descriptorlimit.h"
 #include "loglines.h"
 #include "replacedcalls.h"
 #include "rows.h"
-#include "storage/bdbtxn.h"
 #include "storage/bdbregistry.h"
+#include "storage/bdbtxn.h"
 #include "support/tempdir.h"
 
 #include <gmock/gmock.h>
 
 #include <memory>
 
-namespace
-{
+namespace {
 
-class BDBEnvCrashTest : public testing::Test
-{
+class BDBEnvCrashTest : public testing::Test {
 protected:
-    static std::unique_ptr<BDBEnv> opened(const TempDir& home, int tableCapacity = 16)
+    static std::unique_ptr<BDBEnv> opened(const TempDir& home)
     {
-        auto env = std::make_unique<BDBEnv>(tableCapacity, DB_CXX_NO_EXCEPTIONS);
+        auto env = std::make_unique<BDBEnv>(16, DB_CXX_NO_EXCEPTIONS);
         EXPECT_EQ(env->open(home.bytes()), 0);
         return env;
     }
 
-    static BDBIndex* openedIndex(BDBEnv& env, const QByteArray& file = "orders")
+    static BDBIndex* openedIndex(BDBEnv& env)
     {
         BDBObjTable connection(4);
         connection.setEnv(&env);
         BDBIndex* index = nullptr;
-        EXPECT_EQ(openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
+        EXPECT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
         return index;
     }
 
@@ -92,37 +89,6 @@ TEST_F(BDBEnvCrashTest, UnfinishedWritesAreUndone)
     EXPECT_EQ(log.count("[INFO] Env " + home_.path() + " recoverd "), 1U) << log.text();
     EXPECT_EQ(rowOf(openedIndex(*env), nullptr, "row"), "committed");
     EXPECT_EQ(rowOf(openedIndex(*env), nullptr, "other"), NoRow);
-}
-
-TEST_F(BDBEnvCrashTest, RecoveryThatRunsOutOfDescriptorsCanBeRepeated)
-{
-    constexpr int Tables = 30;
-    const auto table = [](int number) { return "table" + QByteArray::number(number); };
-    ChildProcess writer([&](const ChildProcess::Teller& teller) {
-        const auto env = opened(home_, Tables + 1);
-        for (int i = 0; i < Tables; ++i)
-            EXPECT_EQ(putRow(openedIndex(*env, table(i)), nullptr, "key", "value"), 0);
-        teller.tell(testing::Test::HasFailure() ? 1 : 0);
-        (void)pause();
-    });
-    int failed = 1;
-    ASSERT_TRUE(writer.hear(&failed));
-    EXPECT_EQ(failed, 0);
-    writer.kill();
-
-    ChildProcess restarted([&](const auto&) {
-        limitDescriptors(Tables - 5); // recovery opens every file that was written
-        {
-            LogCapture log;
-            BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
-            EXPECT_NE(env.open(home_.bytes()), 0);
-        }
-        limitDescriptors(Tables + 50);
-        const auto env = opened(home_, Tables + 1);
-        for (int i = 0; i < Tables; ++i)
-            EXPECT_EQ(rowOf(openedIndex(*env, table(i)), nullptr, "key"), "value") << i;
-    });
-    EXPECT_EQ(restarted.waitForExit(), 0);
 }
 
 TEST_F(BDBEnvCrashTest, AnotherProcessIsKeptOutUntilItIsKilled)

@@ -12,13 +12,11 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 constexpr u_int32_t OpenFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
-class BDBIndexTest : public testing::Test
-{
+class BDBIndexTest : public testing::Test {
 protected:
     std::unique_ptr<BDBIndex> makeIndex() { return std::make_unique<BDBIndex>(env_.get(), DB_CXX_NO_EXCEPTIONS); }
 

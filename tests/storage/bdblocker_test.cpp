@@ -11,14 +11,12 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class BDBLockerTest : public testing::Test
-{
+class BDBLockerTest : public testing::Test {
 protected:
     TempEnv env_;
 };

@@ -12,8 +12,7 @@
 
 #include <memory>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -89,7 +88,7 @@ TEST(AddDesc, FullTableNamesItsDatabasesAndNothingElse)
     LogCapture log;
     EXPECT_EQ(env->addDesc(&quota), -1);
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb #  addDesc objType 1 fname orders dbname meta",
-                                                  "[ERROR] bdb #  addDesc objType 1 fname orders_3f.db dbname data"));
+                                           "[ERROR] bdb #  addDesc objType 1 fname orders_3f.db dbname data"));
 }
 
 TEST(AddDesc, FullTableShowsADatabaseWithoutNamesAsBlank)
@@ -131,11 +130,11 @@ TEST(GetObject, TellsAnEmptySlotAndADescriptorOutsideTheTable)
     for (const int descriptor : {1, 7, 8, 9999, -1, ENV_DESC_FLAG - 1})
         EXPECT_EQ(table.getObject(descriptor, BDBIndexType), nullptr) << descriptor;
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Failed to get object for descriptor 1",
-                                                  "[ERROR] bdb # Failed to get object for descriptor 7",
-                                                  "[ERROR] bdb # Failed to get object for descriptor 8",
-                                                  "[ERROR] bdb # Failed to get object for descriptor 9999",
-                                                  "[ERROR] bdb # Failed to get object for descriptor -1",
-                                                  "[ERROR] bdb # Failed to get object for descriptor 16777215"));
+                                           "[ERROR] bdb # Failed to get object for descriptor 7",
+                                           "[ERROR] bdb # Failed to get object for descriptor 8",
+                                           "[ERROR] bdb # Failed to get object for descriptor 9999",
+                                           "[ERROR] bdb # Failed to get object for descriptor -1",
+                                           "[ERROR] bdb # Failed to get object for descriptor 16777215"));
 }
 
 TEST(GetObject, SaysNothingAboutDescriptorZero)
@@ -150,7 +149,7 @@ TEST(GetObject, WithTheFlagAsksTheAttachedEnvironment)
 {
     BDBQuota quota; // outlives the tables that it is put into
     TempEnv env(8);
-    BDBIndex* index = env.index("orders"); // slot 1 of the environment
+    BDBIndex* index = env.index("orders");      // slot 1 of the environment
     ASSERT_EQ(env.table()->addDesc(&quota), 1); // slot 1 of the connection
     LogCapture log;
     EXPECT_EQ(env.table()->getObject(1 | ENV_DESC_FLAG, BDBIndexType), static_cast<BDBObject*>(index));
@@ -160,7 +159,7 @@ TEST(GetObject, WithTheFlagAsksTheAttachedEnvironment)
     EXPECT_EQ(env.table()->getObject(2 | ENV_DESC_FLAG, BDBIndexType), nullptr);
     EXPECT_EQ(env.table()->getObject(0 | ENV_DESC_FLAG, BDBIndexType), nullptr);
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Object type mismatch (2 1) for descriptor 1",
-                                                  "[ERROR] bdb # Failed to get object for descriptor 2"));
+                                           "[ERROR] bdb # Failed to get object for descriptor 2"));
 }
 
 TEST(GetObject, WithTheFlagAndNoEnvironmentFindsNothing)
@@ -238,8 +237,7 @@ TEST(BDBObjTable, EnvironmentIsStoredAsGiven)
 }
 
 /** One object of each kind that a table destroys, all in use, in the slot order least fit for closing. */
-class FilledTable
-{
+class FilledTable {
 public:
     explicit FilledTable(TempEnv& env)
     {

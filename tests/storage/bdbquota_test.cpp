@@ -6,8 +6,7 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 constexpr std::int64_t Max = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t Min = std::numeric_limits<std::int64_t>::min();

@@ -7,8 +7,7 @@
 #include "rows.h"
 #include "support/tempenv.h"
 
-namespace
-{
+namespace {
 
 TEST(OpenIndex, EnvironmentOfTheServerHolds1023DatabasesAtOnce)
 {

@@ -17,8 +17,7 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -71,8 +70,8 @@ TEST(OpenIndex, SubDatabasesOfOneFileAreDatabasesOfTheirOwn)
     EXPECT_NE(meta, data);
     ASSERT_EQ(putRow(meta, nullptr, "key", "of meta"), 0);
     EXPECT_EQ(rowOf(data, nullptr, "key"), NoRow);
-    EXPECT_EQ(env->names(), (QHash<QString, int>{{"db::orders:meta", 1 | ENV_DESC_FLAG},
-                                                 {"db::orders:data", 2 | ENV_DESC_FLAG}}));
+    EXPECT_EQ(env->names(),
+              (QHash<QString, int>{{"db::orders:meta", 1 | ENV_DESC_FLAG}, {"db::orders:data", 2 | ENV_DESC_FLAG}}));
 }
 
 TEST(OpenIndex, FilesAreBTreesWithPagesOf2048Bytes)
@@ -257,7 +256,8 @@ TEST(OpenIndex, ManyThreadsOpenOneDatabaseOnce)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_THAT(found, testing::Each(found.front()));
-    EXPECT_EQ((std::set<BDBIndex*>(found.front().begin(), found.front().end())).size(), static_cast<std::size_t>(Files));
+    EXPECT_EQ((std::set<BDBIndex*>(found.front().begin(), found.front().end())).size(),
+              static_cast<std::size_t>(Files));
     EXPECT_EQ(env->names().size(), Files);
 }
 

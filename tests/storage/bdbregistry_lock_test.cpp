@@ -8,26 +8,25 @@
 
 #include <future>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class LockEnvTest : public RegistryFixture
-{
+class LockEnvTest : public RegistryFixture {
 protected:
     void SetUp() override { (void)openedEnv(home_); }
 
     /** Whether another thread gets the shared hold; it gives it back at once. */
     bool isSharable()
     {
-        return std::async(std::launch::async, [this] {
-                   const auto lock = lockEnv(&registry_, table_, false);
-                   if (lock)
-                       lock->unlock();
-                   return lock != nullptr;
-               })
+        return std::async(std::launch::async,
+                          [this] {
+                              const auto lock = lockEnv(&registry_, table_, false);
+                              if (lock)
+                                  lock->unlock();
+                              return lock != nullptr;
+                          })
             .get();
     }
 

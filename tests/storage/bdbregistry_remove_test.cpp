@@ -14,14 +14,12 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class RemoveEnvTest : public RegistryFixture
-{
+class RemoveEnvTest : public RegistryFixture {
 protected:
     /** A thread that removes the environment, which is not registered any more when this returns. */
     std::future<void> removingElsewhere()

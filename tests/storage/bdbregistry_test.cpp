@@ -15,15 +15,12 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class OpenEnvTest : public RegistryFixture
-{
-};
+class OpenEnvTest : public RegistryFixture {};
 
 TEST_F(OpenEnvTest, OpensAndRegistersAnEnvironment)
 {
@@ -32,8 +29,8 @@ TEST_F(OpenEnvTest, OpensAndRegistersAnEnvironment)
     EnvironmentUse use;
     EXPECT_EQ(open(home, &use), 0);
     ASSERT_NE(use.env(), nullptr);
-    EXPECT_THAT(ownLines(log), ElementsAre("[DEBUG] Adding new env path " + home.toStdString() + " id env::" +
-                                           home.toStdString()));
+    EXPECT_THAT(ownLines(log),
+                ElementsAre("[DEBUG] Adding new env path " + home.toStdString() + " id env::" + home.toStdString()));
     EXPECT_EQ(registry_.names(), (QHash<QString, int>{{canonicalEnvironmentKey(environmentKey(home)), 1}}));
     EXPECT_EQ(registry_.locks().keys(), registry_.names().keys());
     EXPECT_EQ(registry_.getObject(1, BDBEnvType), static_cast<BDBObject*>(use.env()));
@@ -140,9 +137,9 @@ TEST_F(OpenEnvTest, FullRegistryLeavesTheEnvironmentOpenAndOwnedByNobody)
     LogCapture log;
     EnvironmentUse use;
     EXPECT_EQ(open(home, &use), 2);
-    EXPECT_THAT(ownLines(log), ElementsAre("[DEBUG] Adding new env path " + home.toStdString() + " id env::" +
-                                               home.toStdString(),
-                                           "[CRIT] bdb # Failed to add env with id: env::" + home.toStdString()));
+    EXPECT_THAT(ownLines(log),
+                ElementsAre("[DEBUG] Adding new env path " + home.toStdString() + " id env::" + home.toStdString(),
+                            "[CRIT] bdb # Failed to add env with id: env::" + home.toStdString()));
     ASSERT_NE(use.env(), nullptr);
     EXPECT_TRUE(registry_.names().isEmpty());
     EXPECT_TRUE(registry_.locks().isEmpty());

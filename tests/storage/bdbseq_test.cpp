@@ -10,11 +10,9 @@
 #include <cstdlib>
 #include <memory>
 
-namespace
-{
+namespace {
 
-class BDBSeqTest : public testing::Test
-{
+class BDBSeqTest : public testing::Test {
 protected:
     int open(BDBSeq& sequence, std::int64_t initial, std::int64_t min, std::int64_t max, int cacheSize = 0,
              u_int32_t flags = DB_CREATE | DB_THREAD)

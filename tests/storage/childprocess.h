@@ -15,12 +15,10 @@
  * A forked child of the test, with a pipe on which it tells the test how far it is. Made while the test has a single
  * thread and no environment open: a forked copy of an environment would keep its directory locked.
  */
-class ChildProcess
-{
+class ChildProcess {
 public:
     /** What the child can say. */
-    class Teller
-    {
+    class Teller {
     public:
         explicit Teller(int descriptor) : descriptor_(descriptor) {}
         void tell(int number) const
@@ -33,7 +31,8 @@ public:
         int descriptor_;
     };
 
-    /** Runs `work`, a `void(const Teller&)` callable, in the child, which then ends: status 1 if it failed an EXPECT. */
+    /** Runs `work`, a `void(const Teller&)` callable, in the child, which then ends: status 1 if it failed an EXPECT.
+     */
     template <typename Work> explicit ChildProcess(Work&& work)
     {
         int ends[2] = {-1, -1};

@@ -12,8 +12,7 @@
 #include <thread>
 #include <vector>
 
-namespace
-{
+namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -94,8 +93,8 @@ TEST(RetryOnDeadlock, PausesAreRandomWithinTheirBound)
 {
     const RecordedPauses pauses(0x12345);
     EXPECT_EQ(Retried(17, 0).attempts, 18);
-    EXPECT_THAT(pauses.milliseconds, ElementsAre(1, 1, 5, 5, 5, 5, 69, 69, 325, 837, 837, 837, 837, 9029, 9029,
-                                                 9029, 9029));
+    EXPECT_THAT(pauses.milliseconds,
+                ElementsAre(1, 1, 5, 5, 5, 5, 69, 69, 325, 837, 837, 837, 837, 9029, 9029, 9029, 9029));
 }
 
 TEST(RetryOnDeadlock, PauseOfZeroIsNone)

@@ -10,8 +10,7 @@
 #include <filesystem>
 #include <vector>
 
-namespace
-{
+namespace {
 
 QString canonical(const std::string& directory)
 {
@@ -63,8 +62,8 @@ TEST(CanonicalEnvironmentKey, IsTheSameForEverySpellingOfADirectory)
     const QString key = canonical(real);
     EXPECT_TRUE(key.endsWith("/real")) << key.toStdString();
     for (const std::string& spelling :
-         {real + "/", real + "///", temp.path() + "/./real", temp.path() + "//real", real + "/sub/..", temp.file("link"),
-          temp.file("link") + "/", temp.file("link to link"), temp.file("link") + "/sub/.."})
+         {real + "/", real + "///", temp.path() + "/./real", temp.path() + "//real", real + "/sub/..",
+          temp.file("link"), temp.file("link") + "/", temp.file("link to link"), temp.file("link") + "/sub/.."})
         EXPECT_EQ(canonical(spelling), key) << spelling;
     EXPECT_NE(canonical(temp.path()), key);
     EXPECT_NE(canonical(real + "/sub"), key);

@@ -7,8 +7,7 @@
 #include <memory>
 #include <utility>
 
-namespace
-{
+namespace {
 
 /** Uses compare and pass the pointer on, they never look behind it. */
 BDBEnv* someEnvironment()
@@ -17,8 +16,7 @@ BDBEnv* someEnvironment()
     return reinterpret_cast<BDBEnv*>(&place);
 }
 
-class EnvironmentUseTest : public testing::Test
-{
+class EnvironmentUseTest : public testing::Test {
 protected:
     EnvironmentUse use() const { return {someEnvironment(), count_}; }
 

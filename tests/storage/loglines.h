@@ -9,7 +9,8 @@
 
 /**
  * The lines of a capture as tests compare them: with "#" for the number that follows the origin `bdb`, as these numbers
- * have no fixed meaning, and without the lines of the checkpoint that every environment writes soon after it was opened.
+ * have no fixed meaning, and without the lines of the checkpoint that every environment writes soon after it was
+ * opened.
  */
 inline std::vector<std::string> ownLines(const LogCapture& log)
 {

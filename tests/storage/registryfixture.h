@@ -15,13 +15,13 @@
 #include <unistd.h>
 
 /** A registry of environments, and directories for them. What is registered at the end is removed. */
-class RegistryFixture : public testing::Test
-{
+class RegistryFixture : public testing::Test {
 protected:
     ~RegistryFixture() override
     {
-        while (!registry_.names().isEmpty())
-            removeEnv(&registry_, directoryOfKey(registry_.names().cbegin().key()) + '|');
+        const auto names = registry_.names().keys();
+        for (const QString& name : names)
+            removeEnv(&registry_, directoryOfKey(name) + '|');
     }
 
     /** Makes a directory and returns its path. */

@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <random>
 
-namespace
-{
+namespace {
 
 thread_local RecordedPauses* recording = nullptr;
 std::atomic<std::time_t> clockOffset{0};

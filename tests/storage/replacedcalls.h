@@ -11,8 +11,7 @@
  */
 
 /** While it lives, this thread's pauses are noted instead of made, and its rand() always answers `random`. */
-class RecordedPauses
-{
+class RecordedPauses {
 public:
     explicit RecordedPauses(int random);
     ~RecordedPauses();

@@ -16,8 +16,7 @@
  * A real Berkeley DB environment in a temporary directory of its own, attached to a connection's table, closed when
  * this object ends. It is in no registry.
  */
-class TempEnv
-{
+class TempEnv {
 public:
     /** `tableCapacity` is the number of slots for database handles; slot 0 is never used. */
     explicit TempEnv(int tableCapacity = 1024) : tableCapacity_(tableCapacity) { open(); }

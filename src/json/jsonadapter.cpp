@@ -1,5 +1,7 @@
 #include "json/jsonadapter.h"
 
+#include "json/jsontext.h"
+
 // The library would pick its vector paths up from compiler flags; they read whole blocks, beyond the end of a text.
 #undef RAPIDJSON_SSE2
 #undef RAPIDJSON_SSE42
@@ -16,6 +18,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <string_view>
 #include <system_error>
@@ -174,8 +177,16 @@ public:
     void Put(char c)
     {
         if (cursor_ == end_)
-            grow();
+            grow(1);
         *cursor_++ = c;
+    }
+
+    void put(QByteArrayView text)
+    {
+        if (end_ - cursor_ < text.size())
+            grow(text.size() + InitialRoom);
+        std::memcpy(cursor_, text.data(), static_cast<std::size_t>(text.size()));
+        cursor_ += text.size();
     }
 
     void Flush() { out_->resize(cursor_ - begin_); }
@@ -183,10 +194,11 @@ public:
 private:
     static constexpr qsizetype InitialRoom = 512; // most replies, so that they need one allocation
 
-    void grow()
+    /** Makes room for at least `needed` more bytes. */
+    void grow(qsizetype needed)
     {
         const qsizetype used = cursor_ - begin_;
-        out_->resize(2 * used);
+        out_->resize(std::max(2 * used, used + needed));
         begin_ = out_->data();
         cursor_ = begin_ + used;
         end_ = begin_ + out_->size();
@@ -347,9 +359,18 @@ private:
         return map;
     }
 
+    void writeRaw(const QByteArray& text)
+    {
+        Prefix(rapidjson::kObjectType); // of no consequence: no name is written this way
+        os_->put(text);
+        EndValue(true);
+    }
+
     void writeOther(const QVariant& value)
     {
-        if (value.canConvert<QString>())
+        if (value.metaType() == QMetaType::fromType<Json::RawText>())
+            writeRaw(held<Json::RawText>(value).text);
+        else if (value.canConvert<QString>())
             writeString(value.toString());
         else
             Null();

@@ -1,6 +1,7 @@
 #include "records/recordops.h"
 
 #include "log/log.h"
+#include "records/itemformatter.h"
 #include "records/itemupdate.h"
 #include "records/recordbuffers.h"
 #include "records/values.h"
@@ -113,9 +114,8 @@ template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
     return finish(txn, work(&txn));
 }
 
-} // namespace
-
-int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
+/** Reads a record and has its text taken, which tells whether that is JSON, when the transaction has ended. */
+template <typename Take> int readRecord(BDBRequest& request, BDBIndex* db, const QByteArray& key, Take&& take)
 {
     BDBTxn txn;
     if (const int rc = txn.begin(request.environment.env(), 0))
@@ -130,11 +130,23 @@ int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap*
         LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
     if (const int ended = finish(txn, rc))
         return ended;
-    if (!parseItem(buffers.dataBytes(), item)) {
+    if (!take(buffers.dataBytes())) {
         LOG_ERROR(LogOrigin, __LINE__) << "parser error";
         return StatusInternalError;
     }
     return 0;
+}
+
+} // namespace
+
+int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
+{
+    return readRecord(request, db, key, [item](const QByteArray& text) { return parseItem(text, item); });
+}
+
+int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
+{
+    return readRecord(request, db, key, [&](const QByteArray& text) { return format->append(text, item); });
 }
 
 int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,

@@ -5,6 +5,7 @@
 
 class BDBIndex;
 class BDBTxn;
+class ItemFormatter;
 
 /**
  * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database of the
@@ -19,6 +20,10 @@ class BDBTxn;
 
 /** Reads a record into `item`, which is changed only on 0. */
 [[nodiscard]] int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item);
+
+/** The same, but appends the item's JSON to `item` as `format` makes it. */
+[[nodiscard]] int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format,
+                        QByteArray* item);
 
 /**
  * Writes `item` (without its key attributes) under the conditions of `expected`, which may be null. With `returnOld`

@@ -8,7 +8,6 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
-#include "json/jsonadapter.h"
 
 #include <QByteArrayView>
 
@@ -69,19 +68,17 @@ public:
                 static_cast<qsizetype>(buffers_.key()->get_size())};
     }
 
-    /** The item of the record that was read, with its key attributes put back. */
-    [[nodiscard]] int item(const KeyNames& names, QByteArrayView hash, QByteArrayView range, QVariant* item)
+    /** Appends the item of the record that was read to the JSON of others. On failure `items` is as it was. */
+    [[nodiscard]] int appendItem(ItemFormatter* format, QByteArrayView hash, QByteArrayView range, QByteArray* items)
     {
-        QVariant value;
-        if (!Json::parse(buffers_.dataBytes(), &value)) {
-            LOG_ERROR(LogOrigin, __LINE__) << name_ << " Failed to parse";
-            return StatusInternalError;
-        }
-        QVariantMap attributes = qvariant_cast<QVariantMap>(std::move(value));
-        attributes.insert(names.hash, QVariantMap{{"S", keyText(hash.toByteArray())}});
-        attributes.insert(names.range, QVariantMap{{"S", keyText(range.toByteArray())}});
-        *item = QVariant::fromValue(std::move(attributes));
-        return 0;
+        const qsizetype before = items->size();
+        if (before > 0)
+            items->append(',');
+        if (format->append(buffers_.dataBytes(), hash, range, items))
+            return 0;
+        items->truncate(before);
+        LOG_ERROR(LogOrigin, __LINE__) << name_ << " Failed to parse";
+        return StatusInternalError;
     }
 
     /** Splits a record key. False, with a line, when its length prefix is no number. */
@@ -139,7 +136,7 @@ bool matchesFilter(const KeyFilter& filter, QByteArrayView hash, QByteArrayView 
 }
 
 /** The records of a scan, one after another. `progress` grows as it goes; the caller takes that back on failure. */
-int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter, const KeyNames& names,
+int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter, ItemFormatter* format,
                 ScanProgress* progress)
 {
     bool atStart = !startKey.isEmpty();
@@ -158,10 +155,8 @@ int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter,
             atStart = false;
             ++progress->scanned;
             if (matchesFilter(filter, hash, range)) {
-                QVariant item;
-                if (const int rc = walk.item(names, hash, range, &item))
+                if (const int rc = walk.appendItem(format, hash, range, &progress->items))
                     return rc;
-                progress->items.append(std::move(item));
                 ++progress->count;
             }
             --progress->limit;
@@ -177,10 +172,9 @@ int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter,
 /** One query under way: where it looks, and what it has found. */
 class RecordQuery {
 public:
-    RecordQuery(Walk& walk, const QueryRange& range, const KeyCondition& condition, bool forward, bool wantItems,
-                const KeyNames& names)
+    RecordQuery(Walk& walk, const QueryRange& range, const KeyCondition& condition, bool forward, ItemFormatter* format)
         : walk_(walk), range_(range), condition_(condition), prefix_(recordKey(range.hashKey, QByteArray())),
-          forward_(forward), wantItems_(wantItems), names_(names), positioning_(!forward || !range.startRange.isEmpty())
+          forward_(forward), format_(format), positioning_(!forward || !range.startRange.isEmpty())
     {}
 
     /** Walks until the end of the hash key, a condition that says stop, or the limit. */
@@ -232,13 +226,7 @@ private:
     int take(QByteArrayView range, QueryResult* result)
     {
         ++result->count;
-        if (!wantItems_)
-            return 0;
-        QVariant item;
-        if (const int rc = walk_.item(names_, range_.hashKey, range, &item))
-            return rc;
-        result->items.append(std::move(item));
-        return 0;
+        return format_ != nullptr ? walk_.appendItem(format_, range_.hashKey, range, &result->items) : 0;
     }
 
     Walk& walk_;
@@ -246,18 +234,17 @@ private:
     const KeyCondition& condition_;
     const QByteArray prefix_;
     const bool forward_;
-    const bool wantItems_;
-    const KeyNames& names_;
-    bool positioning_; // until the first record that the seek leads to
+    ItemFormatter* const format_; // or null
+    bool positioning_;            // until the first record that the seek leads to
 };
 
 } // namespace
 
 int scanDb(BDBRequest& request, BDBIndex* db, const QByteArray& startHash, const QByteArray& startRange,
-           const QVariantMap& filter, const KeyNames& names, ScanProgress* progress)
+           const QVariantMap& filter, ItemFormatter* format, ScanProgress* progress)
 {
     KeyFilter parsed;
-    if (const int rc = parseFilter(filter, names, &parsed))
+    if (const int rc = parseFilter(filter, format->names(), &parsed))
         return rc;
     const QByteArray startKey = startHash.isEmpty() ? QByteArray() : recordKey(startHash, startRange);
     Walk walk("scanDb", startKey);
@@ -268,20 +255,20 @@ int scanDb(BDBRequest& request, BDBIndex* db, const QByteArray& startHash, const
     const int limit = progress->limit;
     const int count = progress->count;
     const int scanned = progress->scanned;
-    const int rc = walk.finish(scanRecords(walk, startKey, parsed, names, progress));
+    const qsizetype items = progress->items.size();
+    const int rc = walk.finish(scanRecords(walk, startKey, parsed, format, progress));
     if (rc != 0) {
         progress->limit = limit;
         progress->count = count;
         progress->scanned = scanned;
-        progress->items.resize(count);
+        progress->items.truncate(items);
         progress->lastHash.clear();
         progress->lastRange.clear();
     }
     return rc;
 }
 
-int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wantItems, const KeyNames& names,
-            QueryResult* result)
+int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, ItemFormatter* format, QueryResult* result)
 {
     KeyCondition condition;
     bool forward = range.forward;
@@ -298,7 +285,7 @@ int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wan
     if (const int rc = walk.open(request, db))
         return walk.finish(rc);
     QueryResult found;
-    const int rc = walk.finish(RecordQuery(walk, range, condition, forward, wantItems, names).run(&found));
+    const int rc = walk.finish(RecordQuery(walk, range, condition, forward, format).run(&found));
     if (rc == 0)
         *result = std::move(found);
     return rc;

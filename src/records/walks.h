@@ -1,6 +1,7 @@
 #ifndef QUORVA_RECORDS_WALKS_H
 #define QUORVA_RECORDS_WALKS_H
 
+#include "records/itemformatter.h"
 #include "records/requestcontext.h"
 
 class BDBIndex;
@@ -13,18 +14,12 @@ class BDBIndex;
  * without a line. A walk that fails leaves its in-out values as they were.
  */
 
-/** The names of a table's key attributes. */
-struct KeyNames {
-    QString hash;
-    QString range;
-};
-
 /** What a scan has gathered, carried from one partition to the next. */
 struct ScanProgress {
     int limit = 0; // records still to examine; at least one is examined whatever it says
     int count = 0; // records that matched
     int scanned = 0;
-    QVariantList items;
+    QByteArray items; // the JSON of those, joined by commas
     // Set when the walk stopped before the end: the keys of the last examined record, each with one zero byte.
     QByteArray lastHash;
     QByteArray lastRange;
@@ -32,10 +27,10 @@ struct ScanProgress {
 
 /**
  * Walks a whole partition in key order, from just behind the record of `startHash` and `startRange` when `startHash` is
- * not empty. Of `filter` only the conditions on the two key attributes are looked at.
+ * not empty. Of `filter` only the conditions on the two key attributes, which `format` names, are looked at.
  */
 [[nodiscard]] int scanDb(BDBRequest& request, BDBIndex* db, const QByteArray& startHash, const QByteArray& startRange,
-                         const QVariantMap& filter, const KeyNames& names, ScanProgress* progress);
+                         const QVariantMap& filter, ItemFormatter* format, ScanProgress* progress);
 
 /** What a query asks for. */
 struct QueryRange {
@@ -48,16 +43,16 @@ struct QueryRange {
 
 struct QueryResult {
     int count = 0;
-    QVariantList items;   // stays empty when only the count is wanted
+    QByteArray items;     // as in a scan; stays empty when only the count is wanted
     QByteArray lastRange; // set when the walk ended on the limit: the last examined range key with one zero byte
 };
 
 /**
- * Walks the records of one hash key. `result` is changed only on 0.
+ * Walks the records of one hash key; without `format` it only counts. `result` is changed only on 0.
  *
  * Kept: an exclusive start also replaces the bound of the condition in its comparisons.
  */
-[[nodiscard]] int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wantItems,
-                          const KeyNames& names, QueryResult* result);
+[[nodiscard]] int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, ItemFormatter* format,
+                          QueryResult* result);
 
 #endif

@@ -2,8 +2,8 @@
 
 #include "log/log.h"
 #include "records/encoding.h"
+#include "records/itemformatter.h"
 #include "records/lists.h"
-#include "records/projection.h"
 #include "records/recordops.h"
 #include "records/schema.h"
 #include "request/opentable.h"
@@ -113,16 +113,17 @@ int getItem(BDBRequest& request)
     EnvAccess access;
     if (const int rc = openItem(request, &access, &place))
         return rc;
-    QVariantMap item;
-    const int rc = retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &item); });
+    ItemFormatter format;
+    if (request.parsedBody.contains("AttributesToGet"))
+        format.keepOnly(listOf(request.parsedBody.value("AttributesToGet")));
+    Json::RawText item;
+    const int rc =
+        retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &format, &item.text); });
     if (rc == DB_NOTFOUND)
         return StatusSuccess;
-    if (rc != 0)
-        return rc;
-    if (request.parsedBody.contains("AttributesToGet"))
-        projectItem(listOf(request.parsedBody.value("AttributesToGet")), &item);
-    request.reply.insert("Item", item);
-    return StatusSuccess;
+    if (rc == 0)
+        request.reply.insert("Item", QVariant::fromValue(std::move(item)));
+    return rc;
 }
 
 int deleteItem(BDBRequest& request)

@@ -4,7 +4,6 @@
 #include "records/encoding.h"
 #include "records/lists.h"
 #include "records/lookup.h"
-#include "records/projection.h"
 #include "records/schema.h"
 #include "records/walks.h"
 #include "request/opentable.h"
@@ -75,14 +74,19 @@ void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray
     request.reply.insert("LastEvaluatedKey", key);
 }
 
-void answerItems(BDBRequest& request, const PageRequest& page, const KeyNames& names, int count, QVariantList items)
+void answerItems(BDBRequest& request, const PageRequest& page, int count, const QByteArray& items)
 {
     request.reply.insert("Count", count);
-    if (page.countOnly)
-        return;
+    if (!page.countOnly)
+        request.reply.insert("Items", QVariant::fromValue(Json::RawText{'[' + items + ']'}));
+}
+
+ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names)
+{
+    ItemFormatter format(names);
     if (!page.attributesToGet.isEmpty())
-        projectItems(page.attributesToGet, &items, names.hash, names.range);
-    request.reply.insert("Items", QVariant::fromValue(std::move(items)));
+        format.keepOnly(page.attributesToGet);
+    return format;
 }
 
 /** The key names of the table; a schema that cannot be loaded is status 2 with empty counts. */
@@ -127,6 +131,7 @@ int scanTable(BDBRequest& request)
         return rc;
     const QVariantMap filter = request.parsedBody.value("ScanFilter").toMap();
 
+    ItemFormatter format = formatterOf(page, names);
     ScanProgress progress;
     progress.limit = page.limit;
     unsigned partition = page.startHash.isEmpty() ? 0 : partitionOf(page.startHash, PartitionCount);
@@ -135,7 +140,7 @@ int scanTable(BDBRequest& request)
         if (const int rc = openPartitionAt(request, tableName, partition, &db))
             return rc;
         const int rc = retryWalk("scanTable", page.startHash, page.startRange, [&] {
-            return scanDb(request, db, page.startHash, page.startRange, filter, names, &progress);
+            return scanDb(request, db, page.startHash, page.startRange, filter, &format, &progress);
         });
         if (rc != 0) {
             answerNothing(request, page, true);
@@ -148,7 +153,7 @@ int scanTable(BDBRequest& request)
     if (!progress.lastHash.isEmpty())
         answerLastKey(request, progress.lastHash, progress.lastRange);
     request.reply.insert("ScannedCount", progress.scanned);
-    answerItems(request, page, names, progress.count, std::move(progress.items));
+    answerItems(request, page, progress.count, progress.items);
     return StatusSuccess;
 }
 
@@ -192,15 +197,16 @@ int queryTable(BDBRequest& request)
     const bool hasCondition = body.contains("RangeKeyCondition");
     const QVariantMap condition = body.value("RangeKeyCondition").toMap();
     const QueryRange range{hashKey, page.startRange, page.limit, forward, hasCondition ? &condition : nullptr};
+    ItemFormatter format = formatterOf(page, names);
     QueryResult found;
     const int rc = retryWalk("queryTable", hashKey, page.startRange,
-                             [&] { return queryDb(request, db, range, !page.countOnly, names, &found); });
+                             [&] { return queryDb(request, db, range, page.countOnly ? nullptr : &format, &found); });
     if (rc != 0) {
         answerNothing(request, page, false);
         return rc;
     }
     if (!found.lastRange.isEmpty())
         answerLastKey(request, hashKey, found.lastRange);
-    answerItems(request, page, names, found.count, std::move(found.items));
+    answerItems(request, page, found.count, found.items);
     return StatusSuccess;
 }

@@ -25,10 +25,65 @@ inline Bytes terminated(const Bytes& key)
     return key + Bytes(1, '\0');
 }
 
-/** A scan that has not gathered anything yet. */
-inline ScanProgress withLimit(int limit)
+/** The items that a walk gathered, read back from their JSON. */
+inline QVariantList itemsIn(const Bytes& joined)
 {
-    ScanProgress progress;
+    QVariant list;
+    EXPECT_TRUE(Json::parse('[' + joined + ']', &list)) << joined.toStdString();
+    return list.toList();
+}
+
+/** The JSON of items as a walk gathers it. */
+inline Bytes joined(const QVariantList& items)
+{
+    const Bytes list = Json::serialize(items);
+    return list.sliced(1, list.size() - 2);
+}
+
+/** A ScanProgress with its items as values. */
+struct Scanned {
+    int limit = 0;
+    int count = 0;
+    int scanned = 0;
+    QVariantList items;
+    Bytes lastHash;
+    Bytes lastRange;
+};
+
+/** A QueryResult with its items as values. */
+struct Queried {
+    int count = 0;
+    QVariantList items;
+    Bytes lastRange;
+};
+
+/** scanDb with items as values. */
+inline int scanItems(BDBRequest& request, BDBIndex* db, const Bytes& startHash, const Bytes& startRange,
+                     const QVariantMap& filter, const KeyNames& names, Scanned* progress)
+{
+    ItemFormatter format(names);
+    ScanProgress walked{progress->limit,         progress->count,    progress->scanned,
+                        joined(progress->items), progress->lastHash, progress->lastRange};
+    const int rc = scanDb(request, db, startHash, startRange, filter, &format, &walked);
+    *progress = {walked.limit, walked.count, walked.scanned, itemsIn(walked.items), walked.lastHash, walked.lastRange};
+    return rc;
+}
+
+/** queryDb with items as values. */
+inline int queryItems(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wantItems, const KeyNames& names,
+                      Queried* result)
+{
+    ItemFormatter format(names);
+    QueryResult walked{result->count, joined(result->items), result->lastRange};
+    const int rc = queryDb(request, db, range, wantItems ? &format : nullptr, &walked);
+    *result = {walked.count, itemsIn(walked.items), walked.lastRange};
+    return rc;
+}
+
+/** A scan that has not gathered anything yet. */
+inline Scanned withLimit(int limit)
+{
+    Scanned progress;
     progress.limit = limit;
     return progress;
 }
@@ -112,8 +167,8 @@ protected:
     QVariantMap itemOf(const Keys& keys) const
     {
         QVariantMap item = attributesOf(keys);
-        item.insert(names_.hash, QVariantMap{{"S", terminated(keys.first)}});
-        item.insert(names_.range, QVariantMap{{"S", terminated(keys.second)}});
+        item.insert(names_.hash, QVariantMap{{"S", QString::fromLatin1(keys.first)}});
+        item.insert(names_.range, QVariantMap{{"S", QString::fromLatin1(keys.second)}});
         return item;
     }
     QVariantList itemsOf(const QList<Keys>& all) const
@@ -124,38 +179,38 @@ protected:
         return items;
     }
 
-    int scan(const Keys& start, const QVariantMap& filter, ScanProgress* progress)
+    int scan(const Keys& start, const QVariantMap& filter, Scanned* progress)
     {
-        return scanDb(env_.request(), db(), start.first, start.second, filter, names_, progress);
+        return scanItems(env_.request(), db(), start.first, start.second, filter, names_, progress);
     }
-    int query(const QueryRange& range, QueryResult* result, bool wantItems = true)
+    int query(const QueryRange& range, Queried* result, bool wantItems = true)
     {
-        return queryDb(env_.request(), db(), range, wantItems, names_, result);
+        return queryItems(env_.request(), db(), range, wantItems, names_, result);
     }
 
     TableEnv env_;
     const KeyNames names_{"id", "when"};
 };
 
-inline bool operator==(const ScanProgress& a, const ScanProgress& b)
+inline bool operator==(const Scanned& a, const Scanned& b)
 {
     return a.limit == b.limit && a.count == b.count && a.scanned == b.scanned && a.items == b.items &&
            a.lastHash == b.lastHash && a.lastRange == b.lastRange;
 }
 
-inline void PrintTo(const ScanProgress& progress, std::ostream* out)
+inline void PrintTo(const Scanned& progress, std::ostream* out)
 {
     *out << "limit " << progress.limit << " count " << progress.count << " scanned " << progress.scanned << " last "
          << testing::PrintToString(progress.lastHash) << ' ' << testing::PrintToString(progress.lastRange) << ' '
          << Json::serialize(progress.items).toStdString();
 }
 
-inline bool operator==(const QueryResult& a, const QueryResult& b)
+inline bool operator==(const Queried& a, const Queried& b)
 {
     return a.count == b.count && a.items == b.items && a.lastRange == b.lastRange;
 }
 
-inline void PrintTo(const QueryResult& result, std::ostream* out)
+inline void PrintTo(const Queried& result, std::ostream* out)
 {
     *out << "count " << result.count << " last " << testing::PrintToString(result.lastRange) << ' '
          << Json::serialize(result.items).toStdString();

@@ -67,18 +67,18 @@ protected:
 
 TEST_F(WalkDeadlockTest, FailedScanLeavesNoTrace)
 {
-    const ScanProgress before{.limit = 1000,
-                              .count = 2,
-                              .scanned = 5,
-                              .items = {QVariantMap{{"x", "1"}}, QVariantMap{{"x", "2"}}},
-                              .lastHash = {},
-                              .lastRange = {}};
-    ScanProgress progress = before;
+    const Scanned before{.limit = 1000,
+                         .count = 2,
+                         .scanned = 5,
+                         .items = {QVariantMap{{"x", "1"}}, QVariantMap{{"x", "2"}}},
+                         .lastHash = {},
+                         .lastRange = {}};
+    Scanned progress = before;
     BDBIndex* const items = db();
     LogCapture log;
     EXPECT_EQ(
-        runIntoDeadlock([&](BDBRequest& request) { return scanDb(request, items, "", "", {}, names_, &progress); }, 0,
-                        Count - 1),
+        runIntoDeadlock([&](BDBRequest& request) { return scanItems(request, items, "", "", {}, names_, &progress); },
+                        0, Count - 1),
         DB_LOCK_DEADLOCK);
     EXPECT_EQ(progress, before);
     EXPECT_THAT(recordLines(log), IsEmpty()); // whoever retries decides what is worth a line
@@ -95,15 +95,15 @@ TEST_F(WalkDeadlockTest, FailedScanLeavesNoTrace)
 TEST_F(WalkDeadlockTest, FailedQueryLeavesNoTrace)
 {
     for (const bool forward : {true, false}) {
-        const QueryResult before{7, {"x"}, "y"};
-        QueryResult result = before;
+        const Queried before{7, {"x"}, "y"};
+        Queried result = before;
         const QueryRange range{"a", "", 1000, forward, nullptr};
         BDBIndex* const items = db();
         LogCapture log;
-        EXPECT_EQ(
-            runIntoDeadlock([&](BDBRequest& request) { return queryDb(request, items, range, true, names_, &result); },
-                            forward ? 0 : Count - 1, forward ? Count - 1 : 0),
-            DB_LOCK_DEADLOCK);
+        EXPECT_EQ(runIntoDeadlock(
+                      [&](BDBRequest& request) { return queryItems(request, items, range, true, names_, &result); },
+                      forward ? 0 : Count - 1, forward ? Count - 1 : 0),
+                  DB_LOCK_DEADLOCK);
         EXPECT_EQ(result, before);
         EXPECT_THAT(recordLines(log), IsEmpty());
 
@@ -121,11 +121,11 @@ TEST_F(WalkDeadlockTest, NothingThatAWalkHasPassedIsChangedBeforeItEnds)
     lock(db(), &writer, Count - 1);
     const u_int32_t before = lockWaits();
     BDBIndex* const items = db();
-    ScanProgress progress = withLimit(1000);
+    Scanned progress = withLimit(1000);
     TestConnection connection(env_.registry());
     ASSERT_EQ(envLookup(connection.request(), env_.tableName(), 1), 0);
     int rc = -1;
-    std::thread walker([&] { rc = scanDb(connection.request(), items, "", "", {}, names_, &progress); });
+    std::thread walker([&] { rc = scanItems(connection.request(), items, "", "", {}, names_, &progress); });
     EXPECT_TRUE(waitUntil([&] { return lockWaits() > before; }));
     const Bytes key = recordKey("a", rangeAt(0));
     Dbt keyDbt = dbtOf(key);

@@ -18,9 +18,9 @@ protected:
     /** A scan that had gathered something before, and must still have exactly that when it fails. */
     void expectFailedScan(int rc, const std::vector<std::string>& lines, const Keys& start = {})
     {
-        const ScanProgress before{
+        const Scanned before{
             .limit = 50, .count = 1, .scanned = 3, .items = {QVariantMap{{"x", "y"}}}, .lastHash = {}, .lastRange = {}};
-        ScanProgress progress = before;
+        Scanned progress = before;
         LogCapture log;
         EXPECT_EQ(scan(start, {}, &progress), rc);
         EXPECT_EQ(progress, before);
@@ -29,8 +29,8 @@ protected:
 
     void expectFailedQuery(const QueryRange& asked, int rc, const std::vector<std::string>& lines)
     {
-        const QueryResult before{7, {"x"}, "y"};
-        QueryResult result = before;
+        const Queried before{7, {"x"}, "y"};
+        Queried result = before;
         LogCapture log;
         EXPECT_EQ(query(asked, &result), rc);
         EXPECT_EQ(result, before);
@@ -47,7 +47,7 @@ TEST_F(WalkFailureTest, LargeValuesAreReadAfterOneGrowth)
         put({"a", "3"});
         LogCapture log;
         for (const Keys& start : {Keys{}, Keys{"a", "1"}, Keys{"a", "10"}}) {
-            ScanProgress progress = withLimit(9);
+            Scanned progress = withLimit(9);
             EXPECT_EQ(scan(start, {}, &progress), 0);
             const int skipped = start.first.isEmpty() ? 0 : 1;
             ASSERT_EQ(progress.count, 3 - skipped);
@@ -57,7 +57,7 @@ TEST_F(WalkFailureTest, LargeValuesAreReadAfterOneGrowth)
         }
         for (const bool forward : {true, false}) {
             for (const Bytes start : {"", "2", "10", "20"}) {
-                QueryResult result;
+                Queried result;
                 EXPECT_EQ(query({"a", start, 9, forward, nullptr}, &result), 0);
                 QStringList ranges;
                 for (const QVariant& item : result.items)
@@ -96,7 +96,7 @@ TEST_F(WalkFailureTest, ValueAboveTheLargestSizeEndsTheWalk)
                        "524288 size 524289"});
 
     // A page that ends in front of it is not troubled.
-    ScanProgress progress = withLimit(1);
+    Scanned progress = withLimit(1);
     EXPECT_EQ(scan({}, {}, &progress), 0);
     EXPECT_EQ(progress.items, itemsOf({{"a", "1"}}));
 }
@@ -105,10 +105,10 @@ TEST_F(WalkFailureTest, KeyAboveTheBufferEndsTheWalk)
 {
     const Bytes range(4096 - 5, 'r');
     put({"a", range}); // 4096 bytes with "0001a" in front: fits
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
     EXPECT_EQ(progress.items, itemsOf({{"a", range}}));
-    QueryResult result;
+    Queried result;
     EXPECT_EQ(query({"a", "", 9, false, nullptr}, &result), 0);
     EXPECT_EQ(result.items, itemsOf({{"a", range}}));
 
@@ -148,9 +148,9 @@ TEST_F(WalkFailureTest, CorruptKeyEndsAScan)
         const Bytes file = "corrupt" + key.toHex() + ".db";
         put({"", ""}, file); // "0000" is in front of most of them
         rawPut(db(file), key, "{}");
-        ScanProgress progress = withLimit(9);
+        Scanned progress = withLimit(9);
         LogCapture log;
-        EXPECT_EQ(scanDb(env_.request(), db(file), "", "", {}, names_, &progress), 2);
+        EXPECT_EQ(scanItems(env_.request(), db(file), "", "", {}, names_, &progress), 2);
         EXPECT_EQ(progress, withLimit(9));
         EXPECT_THAT(recordLines(log), ElementsAre("[ERROR] bdbrequest # scanDb Key format corruption"));
     }
@@ -159,10 +159,10 @@ TEST_F(WalkFailureTest, CorruptKeyEndsAScan)
 TEST_F(WalkFailureTest, LengthBeyondTheKeyTakesWhatIsThere)
 {
     rawPut(db(), "0009abc", "{}");
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    EXPECT_EQ(progress.items, QVariantList{(QVariantMap{{"id", QVariantMap{{"S", terminated("abc")}}},
-                                                        {"when", QVariantMap{{"S", terminated("")}}}})});
+    EXPECT_EQ(progress.items,
+              QVariantList{(QVariantMap{{"id", QVariantMap{{"S", "abc"}}}, {"when", QVariantMap{{"S", ""}}}})});
 }
 
 TEST_F(WalkFailureTest, StoredTextThatIsNotJsonEndsTheWalk)
@@ -188,25 +188,25 @@ TEST_F(WalkFailureTest, OnlyRecordsThatAreWantedAreParsed)
     put({"a", "1"});
     rawPut(db(), recordKey("a", "2"), "no JSON");
     LogCapture log;
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {{"when", condition("LT", {"2"})}}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{7, 1, 2, itemsOf({{"a", "1"}}), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{7, 1, 2, itemsOf({{"a", "1"}}), {}, {}}));
 
-    QueryResult result;
+    Queried result;
     EXPECT_EQ(query({"a", "", 9, true, nullptr}, &result, false), 0); // a count needs no values
-    EXPECT_EQ(result, (QueryResult{2, {}, {}}));
+    EXPECT_EQ(result, (Queried{2, {}, {}}));
     const QVariantMap lt = condition("LT", {"2"});
     EXPECT_EQ(query({"a", "", 9, true, &lt}, &result), 0);
-    EXPECT_EQ(result, (QueryResult{1, itemsOf({{"a", "1"}}), {}}));
+    EXPECT_EQ(result, (Queried{1, itemsOf({{"a", "1"}}), {}}));
     EXPECT_THAT(recordLines(log), IsEmpty());
 }
 
 TEST_F(WalkFailureTest, JsonThatIsNoObjectIsAnItemOfKeysAlone)
 {
     rawPut(db(), recordKey("a", "1"), "[1,2]");
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    const QVariantMap keys{{"id", QVariantMap{{"S", terminated("a")}}}, {"when", QVariantMap{{"S", terminated("1")}}}};
+    const QVariantMap keys{{"id", QVariantMap{{"S", "a"}}}, {"when", QVariantMap{{"S", "1"}}}};
     EXPECT_EQ(progress.items, QVariantList{keys});
 }
 
@@ -214,13 +214,13 @@ TEST_F(WalkFailureTest, TransactionThatCannotBeginIsTold)
 {
     put({"a", "1"});
     ASSERT_EQ(env_.env()->set_flags(DB_PANIC_ENVIRONMENT, 1), 0);
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     LogCapture log;
     EXPECT_EQ(scan({}, {}, &progress), DB_RUNRECOVERY);
     EXPECT_EQ(progress, withLimit(9));
-    QueryResult result;
+    Queried result;
     EXPECT_EQ(query({"a", "", 9, true, nullptr}, &result), DB_RUNRECOVERY);
-    EXPECT_EQ(result, QueryResult());
+    EXPECT_EQ(result, Queried());
     EXPECT_EQ(env_.env()->set_flags(DB_PANIC_ENVIRONMENT, 0), 0); // so that it can be closed
     std::vector<std::string> lines = recordLines(log);
     std::erase_if(lines, [](const std::string& line) { return line.find("BDB: ") != std::string::npos; });
@@ -236,12 +236,12 @@ TEST_F(WalkFailureTest, CursorThatCannotOpenIsTold)
     // The database belongs to another environment than the request's transactions.
     TableEnv other;
     BDBIndex* const foreign = other.index();
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     LogCapture log;
-    EXPECT_EQ(scanDb(env_.request(), foreign, "", "", {}, names_, &progress), EINVAL);
+    EXPECT_EQ(scanItems(env_.request(), foreign, "", "", {}, names_, &progress), EINVAL);
     EXPECT_EQ(progress, withLimit(9));
-    QueryResult result;
-    EXPECT_EQ(queryDb(env_.request(), foreign, {"a", "", 9, true, nullptr}, true, names_, &result), EINVAL);
+    Queried result;
+    EXPECT_EQ(queryItems(env_.request(), foreign, {"a", "", 9, true, nullptr}, true, names_, &result), EINVAL);
     std::vector<std::string> lines = recordLines(log);
     std::erase_if(lines, [](const std::string& line) { return line.find("BDB: ") != std::string::npos; });
     EXPECT_THAT(
@@ -252,8 +252,8 @@ TEST_F(WalkFailureTest, NoTransactionStaysBehind)
 {
     put({"a", "1"});
     rawPut(db(), recordKey("a", "2"), "no JSON");
-    ScanProgress progress = withLimit(9);
-    QueryResult result;
+    Scanned progress = withLimit(9);
+    Queried result;
     EXPECT_EQ(scan({}, {}, &progress), 2);
     EXPECT_EQ(scan({}, {{"when", condition("EQ", {})}}, &progress), 2);
     EXPECT_EQ(scan({}, {{"when", condition("EQ", {"1"})}}, &progress), 0);
@@ -270,7 +270,7 @@ TEST_F(WalkFailureTest, NoLockStaysBehind)
     for (int n = 0; n < 200; ++n)
         put({"a", Bytes::number(1000 + n)});
     rawPut(db(), recordKey("b", ""), "no JSON");
-    ScanProgress progress = withLimit(100);
+    Scanned progress = withLimit(100);
     ASSERT_EQ(scan({}, {}, &progress), 0); // ended on its limit
     ASSERT_EQ(scan({}, {}, &progress), 0);
     progress.limit = 1000;

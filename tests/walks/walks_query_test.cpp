@@ -31,7 +31,7 @@ protected:
     }
 
     /** What a query of the hash key "m" has to answer, told by the positions in its sorted range keys. */
-    QueryResult expected(const QList<Bytes>& ranges, const QueryRange& asked, bool wantItems) const
+    Queried expected(const QList<Bytes>& ranges, const QueryRange& asked, bool wantItems) const
     {
         const QVariantMap condition = asked.condition != nullptr ? *asked.condition : QVariantMap();
         const QString name = condition.value("ComparisonOperator").toString();
@@ -53,7 +53,7 @@ protected:
         else if (!asked.startRange.isEmpty() && ranges.at(at) == asked.startRange)
             at += step;
 
-        QueryResult result;
+        Queried result;
         for (int limit = asked.limit; at >= 0 && at < ranges.size(); at += step) {
             bool stop = false;
             if (matches(condition, ranges.at(at), low, &stop)) {
@@ -75,9 +75,9 @@ protected:
     void expectAnswer(const QList<Bytes>& ranges, const QueryRange& asked)
     {
         for (const bool wantItems : {true, false}) {
-            QueryResult result;
+            Queried result;
             const int rc = query(asked, &result, wantItems);
-            const QueryResult want = expected(ranges, asked, wantItems);
+            const Queried want = expected(ranges, asked, wantItems);
             if (rc == 0 && result == want)
                 continue;
             ADD_FAILURE() << "start " << testing::PrintToString(asked.startRange) << " limit " << asked.limit
@@ -91,10 +91,10 @@ protected:
     /** The range keys, most of them by one query without an end, of an explicit case. */
     void expectRanges(const QueryRange& asked, const QList<Bytes>& ranges, const std::optional<Bytes>& last)
     {
-        QueryResult result;
+        Queried result;
         EXPECT_EQ(query(asked, &result), 0);
         EXPECT_EQ(result,
-                  (QueryResult{static_cast<int>(ranges.size()), itemsAt(ranges), last ? terminated(*last) : Bytes()}));
+                  (Queried{static_cast<int>(ranges.size()), itemsAt(ranges), last ? terminated(*last) : Bytes()}));
     }
 };
 
@@ -115,19 +115,19 @@ TEST_F(QueryDbTest, WithoutAConditionGivesTheWholeHashKey)
 TEST_F(QueryDbTest, CountsWithoutItemsWhenNoneAreWanted)
 {
     putRanges("m", Ranges);
-    QueryResult result;
+    Queried result;
     EXPECT_EQ(query({"m", "", 3, true, nullptr}, &result, false), 0);
-    EXPECT_EQ(result, (QueryResult{3, {}, terminated("ab")}));
+    EXPECT_EQ(result, (Queried{3, {}, terminated("ab")}));
 }
 
 TEST_F(QueryDbTest, ReplacesWhatTheResultHeld)
 {
     putRanges("m", {"a"});
-    QueryResult result{7, {"x"}, "y"};
+    Queried result{7, {"x"}, "y"};
     EXPECT_EQ(query({"m", "", 3, true, nullptr}, &result), 0);
-    EXPECT_EQ(result, (QueryResult{1, itemsAt({"a"}), {}}));
+    EXPECT_EQ(result, (Queried{1, itemsAt({"a"}), {}}));
     EXPECT_EQ(query({"nobody", "", 3, true, nullptr}, &result), 0);
-    EXPECT_EQ(result, QueryResult());
+    EXPECT_EQ(result, Queried());
 }
 
 /** Wherever the records of the hash key lie in their file: alone, first, last, or between others. */
@@ -212,7 +212,7 @@ TEST_P(QueryDbPlaceTest, EveryPageSizeGivesEachRecordOnce)
                 QVariantList all;
                 Bytes start;
                 do {
-                    QueryResult page;
+                    Queried page;
                     ASSERT_EQ(query({"m", start, limit, forward, &c.condition}, &page), 0);
                     EXPECT_LE(page.items.size(), limit);
                     all += page.items;
@@ -240,14 +240,14 @@ TEST_F(QueryDbTest, OtherHashKeysAreNotMet)
                                            {"aaaa", {}},
                                            {"A", {}},
                                            {"c", {}}}) {
-            QueryResult result;
+            Queried result;
             EXPECT_EQ(query({hash, "", 9, forward, nullptr}, &result), 0);
             QList<Keys> keys;
             for (const Bytes& range : ranges)
                 keys.append({hash, range});
             if (!forward)
                 std::reverse(keys.begin(), keys.end());
-            EXPECT_EQ(result, (QueryResult{static_cast<int>(keys.size()), itemsOf(keys), {}})) << hash.toStdString();
+            EXPECT_EQ(result, (Queried{static_cast<int>(keys.size()), itemsOf(keys), {}})) << hash.toStdString();
         }
     }
 }
@@ -302,9 +302,9 @@ TEST_F(QueryDbTest, DownwardSeekBehindTheHashKeyStepsBackOnce)
 
     // One step back leads to another hash key: this one has nothing.
     putAll({{"k", "a"}});
-    QueryResult result;
+    Queried result;
     EXPECT_EQ(query({"l", "", 9, false, nullptr}, &result), 0);
-    EXPECT_EQ(result, QueryResult());
+    EXPECT_EQ(result, Queried());
 }
 
 TEST_F(QueryDbTest, UpwardSeekBehindTheHashKeyFindsNothing)
@@ -414,13 +414,13 @@ TEST_F(QueryDbTest, MalformedConditionReadsNothing)
     const QVariantMap between = condition("BETWEEN", {"a", "b", "c"});
     const QVariantMap number = json(R"({"ComparisonOperator":"EQ","AttributeValueList":[{"N":"5"}]})");
     const QVariantMap foreign = json(R"({"ComparisonOperator":"EQ","AttributeValueList":[{"S":"\u0394"}]})");
-    const QueryResult before{7, {"x"}, "y"};
+    const Queried before{7, {"x"}, "y"};
     for (const auto& [c, rc, line] :
          {std::tuple(&between, 2, "[ERROR] bdbrequest # incomplete value list count 3"),
           std::tuple(&number, 2, "[ERROR] bdbrequest # wrong key"),
           std::tuple(&foreign, 4, "[ERROR] bdbrequest # key holds a character outside Latin-1")}) {
         LogCapture log;
-        QueryResult result = before;
+        Queried result = before;
         EXPECT_EQ(query({"m", "", 9, true, c}, &result), rc);
         EXPECT_EQ(result, before);
         EXPECT_THAT(recordLines(log), ElementsAre(line));
@@ -433,7 +433,7 @@ TEST_F(QueryDbTest, HashKeyOfFiveDigitsIsFound)
     rawPut(db(), recordKey(hash, "r"), "{}");
     rawPut(db(), recordKey(hash, "s"), "{}");
     for (const bool forward : {true, false}) {
-        QueryResult result;
+        Queried result;
         EXPECT_EQ(query({hash, "", 9, forward, nullptr}, &result), 0);
         EXPECT_EQ(result.count, 2);
         EXPECT_EQ(result.items.first().toMap(),

@@ -19,7 +19,7 @@ Bytes keyOf(const Keys& keys)
 class ScanDbTest : public WalkTest {
 protected:
     /** What a scan of Records has to answer, told by their positions. */
-    ScanProgress expected(const Keys& start, const QVariantMap& filter, ScanProgress progress) const
+    Scanned expected(const Keys& start, const QVariantMap& filter, Scanned progress) const
     {
         qsizetype at = 0;
         if (!start.first.isEmpty()) {
@@ -47,7 +47,7 @@ protected:
         return progress;
     }
 
-    static ScanProgress stoppedAt(const Keys& keys, ScanProgress progress)
+    static Scanned stoppedAt(const Keys& keys, Scanned progress)
     {
         progress.lastHash = terminated(keys.first);
         progress.lastRange = terminated(keys.second);
@@ -61,16 +61,16 @@ TEST_F(ScanDbTest, WalksEverythingInKeyOrder)
     std::reverse(shuffled.begin(), shuffled.end());
     putAll(shuffled);
     LogCapture log;
-    ScanProgress progress = withLimit(100);
+    Scanned progress = withLimit(100);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{86, 14, 14, itemsOf(Records), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{86, 14, 14, itemsOf(Records), {}, {}}));
     EXPECT_THAT(recordLines(log), IsEmpty());
 }
 
 TEST_F(ScanDbTest, EmptyFileGivesNothing)
 {
     for (const int limit : {100, 1, 0, -1}) {
-        ScanProgress progress = withLimit(limit);
+        Scanned progress = withLimit(limit);
         EXPECT_EQ(scan({}, {}, &progress), 0);
         EXPECT_EQ(progress, withLimit(limit));
         EXPECT_EQ(scan({"a", "b"}, {}, &progress), 0);
@@ -81,19 +81,19 @@ TEST_F(ScanDbTest, EmptyFileGivesNothing)
 TEST_F(ScanDbTest, EndsOnTheLimitWithTheLastExaminedKey)
 {
     putAll(Records);
-    ScanProgress progress = withLimit(2);
+    Scanned progress = withLimit(2);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{0, 2, 2, itemsOf(Records.mid(0, 2)), terminated("a"), terminated("")}));
+    EXPECT_EQ(progress, (Scanned{0, 2, 2, itemsOf(Records.mid(0, 2)), terminated("a"), terminated("")}));
 }
 
 TEST_F(ScanDbTest, LimitThatIsUsedUpByTheLastRecordIsToldAsAStop)
 {
     putAll({{"a", "1"}, {"a", "2"}});
-    ScanProgress progress = withLimit(2);
+    Scanned progress = withLimit(2);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{0, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), terminated("a"), terminated("2")}));
+    EXPECT_EQ(progress, (Scanned{0, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), terminated("a"), terminated("2")}));
 
-    ScanProgress next = withLimit(2);
+    Scanned next = withLimit(2);
     EXPECT_EQ(scan({"a", "2"}, {}, &next), 0);
     EXPECT_EQ(next, withLimit(2));
 }
@@ -101,18 +101,18 @@ TEST_F(ScanDbTest, LimitThatIsUsedUpByTheLastRecordIsToldAsAStop)
 TEST_F(ScanDbTest, RecordThatDoesNotMatchIsScannedAndCanBeTheLast)
 {
     putAll({{"a", "1"}, {"a", "2"}});
-    ScanProgress progress = withLimit(1);
+    Scanned progress = withLimit(1);
     EXPECT_EQ(scan({}, {{"when", condition("EQ", {"2"})}}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{0, 0, 1, {}, terminated("a"), terminated("1")}));
+    EXPECT_EQ(progress, (Scanned{0, 0, 1, {}, terminated("a"), terminated("1")}));
 }
 
 TEST_F(ScanDbTest, AtLeastOneRecordIsExaminedWithoutAStartKey)
 {
     putAll({{"a", "1"}, {"a", "2"}});
     for (const int limit : {0, -1, -5}) {
-        ScanProgress progress = withLimit(limit);
+        Scanned progress = withLimit(limit);
         EXPECT_EQ(scan({}, {}, &progress), 0);
-        EXPECT_EQ(progress, (ScanProgress{limit - 1, 1, 1, itemsOf({{"a", "1"}}), terminated("a"), terminated("1")}));
+        EXPECT_EQ(progress, (Scanned{limit - 1, 1, 1, itemsOf({{"a", "1"}}), terminated("a"), terminated("1")}));
     }
 }
 
@@ -120,9 +120,9 @@ TEST_F(ScanDbTest, LimitOfNothingEndsAtAStartKeyThatIsThere)
 {
     putAll({{"a", "1"}, {"a", "2"}});
     for (const int limit : {0, -1}) {
-        ScanProgress progress = withLimit(limit);
+        Scanned progress = withLimit(limit);
         EXPECT_EQ(scan({"a", "1"}, {}, &progress), 0);
-        EXPECT_EQ(progress, (ScanProgress{limit, 0, 0, {}, terminated("a"), terminated("1")}));
+        EXPECT_EQ(progress, (Scanned{limit, 0, 0, {}, terminated("a"), terminated("1")}));
     }
 }
 
@@ -130,27 +130,27 @@ TEST_F(ScanDbTest, VanishedStartKeyIsNotSkippedOver)
 {
     putAll({{"a", "1"}, {"a", "3"}});
     for (const int limit : {1, 0}) {
-        ScanProgress progress = withLimit(limit);
+        Scanned progress = withLimit(limit);
         EXPECT_EQ(scan({"a", "2"}, {}, &progress), 0);
-        EXPECT_EQ(progress, (ScanProgress{limit - 1, 1, 1, itemsOf({{"a", "3"}}), terminated("a"), terminated("3")}));
+        EXPECT_EQ(progress, (Scanned{limit - 1, 1, 1, itemsOf({{"a", "3"}}), terminated("a"), terminated("3")}));
     }
 }
 
 TEST_F(ScanDbTest, StartRangeCountsOnlyWithAStartHash)
 {
     putAll({{"a", "1"}, {"a", "2"}});
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({"", "1"}, {}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{7, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{7, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), {}, {}}));
 }
 
 TEST_F(ScanDbTest, CarriesItsCountsOn)
 {
     putAll({{"a", "1"}, {"a", "2"}, {"a", "3"}});
     const QVariantList before{"x", "y"};
-    ScanProgress progress{.limit = 10, .count = 2, .scanned = 7, .items = before, .lastHash = {}, .lastRange = {}};
+    Scanned progress{.limit = 10, .count = 2, .scanned = 7, .items = before, .lastHash = {}, .lastRange = {}};
     EXPECT_EQ(scan({"a", "1"}, {{"when", condition("GT", {"2"})}}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{8, 3, 9, before + itemsOf({{"a", "3"}}), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{8, 3, 9, before + itemsOf({{"a", "3"}}), {}, {}}));
 }
 
 TEST_F(ScanDbTest, EveryStartKeyWithEveryLimit)
@@ -163,7 +163,7 @@ TEST_F(ScanDbTest, EveryStartKeyWithEveryLimit)
     for (const Keys& start : starts) {
         SCOPED_TRACE(testing::PrintToString(start));
         for (int limit = -1; limit <= static_cast<int>(Records.size()) + 1; ++limit) {
-            ScanProgress progress = withLimit(limit);
+            Scanned progress = withLimit(limit);
             EXPECT_EQ(scan(start, {}, &progress), 0);
             EXPECT_EQ(progress, expected(start, {}, withLimit(limit))) << limit;
         }
@@ -174,7 +174,7 @@ TEST_F(ScanDbTest, EveryPageSizeGivesEachRecordOnce)
 {
     putAll(Records.mid(1)); // without the empty hash key, from which no scan can go on
     for (int limit = 1; limit <= static_cast<int>(Records.size()); ++limit) {
-        ScanProgress progress = withLimit(limit);
+        Scanned progress = withLimit(limit);
         QVariantList all;
         Keys start;
         do {
@@ -203,7 +203,7 @@ TEST_F(ScanDbTest, EveryOperatorOnEitherKey)
         for (const QVariantMap& range : conditions) {
             const QVariantMap filter{{"id", hash}, {"when", range}};
             SCOPED_TRACE(testing::PrintToString(filter));
-            ScanProgress progress = withLimit(100);
+            Scanned progress = withLimit(100);
             EXPECT_EQ(scan({}, filter, &progress), 0);
             EXPECT_EQ(progress, expected({}, filter, withLimit(100)));
         }
@@ -211,7 +211,7 @@ TEST_F(ScanDbTest, EveryOperatorOnEitherKey)
             const QVariantMap filter{{"id", hash}};
             SCOPED_TRACE(testing::PrintToString(filter) + " limit " + std::to_string(limit));
             for (const Keys& start : {Keys{"a", "b"}, Keys{"c", ""}}) {
-                ScanProgress progress = withLimit(limit);
+                Scanned progress = withLimit(limit);
                 EXPECT_EQ(scan(start, filter, &progress), 0);
                 EXPECT_EQ(progress, expected(start, filter, withLimit(limit)));
             }
@@ -227,18 +227,18 @@ TEST_F(ScanDbTest, ConditionsOnOtherAttributesLetEverythingThrough)
                              {"id", QVariantMap()},
                              {"when", "no condition"}};
     LogCapture log;
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, filter, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{7, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{7, 2, 2, itemsOf({{"a", "1"}, {"a", "2"}}), {}, {}}));
     EXPECT_THAT(recordLines(log), IsEmpty());
 }
 
 TEST_F(ScanDbTest, StopOfAConditionDoesNotEndAScan)
 {
     putAll({{"a", "1"}, {"a", "5"}, {"b", "1"}, {"b", "5"}});
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {{"when", condition("EQ", {"1"})}}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{5, 2, 4, itemsOf({{"a", "1"}, {"b", "1"}}), {}, {}}));
+    EXPECT_EQ(progress, (Scanned{5, 2, 4, itemsOf({{"a", "1"}, {"b", "1"}}), {}, {}}));
 }
 
 TEST_F(ScanDbTest, MalformedFilterReadsNothing)
@@ -246,14 +246,14 @@ TEST_F(ScanDbTest, MalformedFilterReadsNothing)
     putAll({{"a", "1"}});
     for (const char* name : {"id", "when"}) {
         LogCapture log;
-        ScanProgress progress{.limit = 9, .count = 1, .scanned = 2, .items = {"x"}, .lastHash = {}, .lastRange = {}};
-        const ScanProgress before = progress;
+        Scanned progress{.limit = 9, .count = 1, .scanned = 2, .items = {"x"}, .lastHash = {}, .lastRange = {}};
+        const Scanned before = progress;
         EXPECT_EQ(scan({}, {{name, condition("BETWEEN", {"a", "b", "c"})}}, &progress), 2);
         EXPECT_EQ(progress, before);
         EXPECT_THAT(recordLines(log), ElementsAre("[ERROR] bdbrequest # incomplete value list count 3"));
     }
     LogCapture log;
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(
         scan({}, {{"id", json(R"({"ComparisonOperator":"EQ","AttributeValueList":[{"S":"\u0394"}]})")}}, &progress), 4);
     EXPECT_EQ(progress, withLimit(9));
@@ -262,20 +262,20 @@ TEST_F(ScanDbTest, MalformedFilterReadsNothing)
 TEST_F(ScanDbTest, OneAttributeForBothKeysTakesTheRange)
 {
     put({"a", "1"});
-    ScanProgress progress = withLimit(9);
-    EXPECT_EQ(scanDb(env_.request(), db(), "", "", {}, {"k", "k"}, &progress), 0);
+    Scanned progress = withLimit(9);
+    EXPECT_EQ(scanItems(env_.request(), db(), "", "", {}, {"k", "k"}, &progress), 0);
     QVariantMap item = attributesOf({"a", "1"});
-    item.insert("k", QVariantMap{{"S", terminated("1")}});
+    item.insert("k", QVariantMap{{"S", "1"}});
     EXPECT_EQ(progress.items, QVariantList{item});
 }
 
 TEST_F(ScanDbTest, KeyAttributesReplaceStoredOnesOfTheSameName)
 {
     rawPut(db(), recordKey("a", "1"), R"({"id":{"N":"9"},"v":{"S":"x"}})");
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
-    EXPECT_EQ(progress.items, QVariantList{(QVariantMap{{"id", QVariantMap{{"S", terminated("a")}}},
-                                                        {"when", QVariantMap{{"S", terminated("1")}}},
+    EXPECT_EQ(progress.items, QVariantList{(QVariantMap{{"id", QVariantMap{{"S", "a"}}},
+                                                        {"when", QVariantMap{{"S", "1"}}},
                                                         {"v", QVariantMap{{"S", "x"}}}})});
 }
 
@@ -284,7 +284,7 @@ TEST_F(ScanDbTest, HashKeyOfFiveDigitsReadsBackWrong)
     const Bytes hash(10000, 'h');
     put({"a", "1"});
     rawPut(db(), recordKey(hash, "r"), "{}");
-    ScanProgress progress = withLimit(9);
+    Scanned progress = withLimit(9);
     EXPECT_EQ(scan({"a", ""}, {}, &progress), DB_BUFFER_SMALL); // too long for a key buffer of 4096 bytes
 
     // Four digits say 1000, so one digit and 999 bytes count as the hash key. A long start key makes the buffer large.
@@ -293,13 +293,13 @@ TEST_F(ScanDbTest, HashKeyOfFiveDigitsReadsBackWrong)
     EXPECT_EQ(progress.count, 0) << "the length of the start key sorts behind it";
     progress = withLimit(9);
     EXPECT_EQ(scan({hash, ""}, {}, &progress), 0);
-    EXPECT_EQ(progress, (ScanProgress{8,
-                                      1,
-                                      1,
-                                      {QVariantMap{{"id", QVariantMap{{"S", terminated("0" + Bytes(999, 'h'))}}},
-                                                   {"when", QVariantMap{{"S", terminated(Bytes(9001, 'h') + "r")}}}}},
-                                      {},
-                                      {}}));
+    EXPECT_EQ(progress, (Scanned{8,
+                                 1,
+                                 1,
+                                 {QVariantMap{{"id", QVariantMap{{"S", terminated("0" + Bytes(999, 'h'))}}},
+                                              {"when", QVariantMap{{"S", terminated(Bytes(9001, 'h') + "r")}}}}},
+                                 {},
+                                 {}}));
 }
 
 } // namespace

@@ -1,0 +1,99 @@
+#include "records/itemformatter.h"
+
+#include "records/encoding.h"
+#include "json/jsonadapter.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+QByteArray quotedName(const QString& name)
+{
+    QByteArray text;
+    Json::append(name, &text);
+    return text.append(':');
+}
+
+/** Begins an object, or goes on with it behind another member. */
+void separate(QByteArray* out, bool* first)
+{
+    out->append(std::exchange(*first, false) ? '{' : ',');
+}
+
+} // namespace
+
+ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
+{
+    keys_.push_back({names_.range, quotedName(names_.range), {}, KeyPart::Range});
+    if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
+        keys_.push_back({names_.hash, quotedName(names_.hash), {}, KeyPart::Hash});
+    std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+}
+
+void ItemFormatter::keepOnly(const QVariantList& attributesToGet)
+{
+    wanted_.emplace();
+    for (const QVariant& attribute : attributesToGet)
+        wanted_->insert(attribute.toString());
+}
+
+bool ItemFormatter::append(const QByteArray& stored, QByteArray* out)
+{
+    if (!Json::splitObject(stored, &members_))
+        return appendParsed(stored, out);
+    if (keys_.empty() && !wanted_)
+        out->append(stored);
+    else
+        appendMembers(out);
+    return true;
+}
+
+bool ItemFormatter::append(const QByteArray& stored, QByteArrayView hash, QByteArrayView range, QByteArray* out)
+{
+    for (KeyAttribute& key : keys_) {
+        key.bytes.resize(0); // keeps its memory
+        key.bytes.append(key.part == KeyPart::Hash ? hash : range);
+    }
+    return append(stored, out);
+}
+
+void ItemFormatter::appendMembers(QByteArray* out) const
+{
+    bool first = true;
+    auto key = keys_.begin();
+    const auto appendKey = [&] {
+        separate(out, &first);
+        out->append(key->nameText).append(R"({"S":)");
+        Json::appendLatin1(key->bytes, out);
+        out->append('}');
+        ++key;
+    };
+    for (const Json::MemberText& member : members_) {
+        while (key != keys_.end() && key->name < member.name)
+            appendKey();
+        if (key != keys_.end() && key->name == member.name)
+            continue; // the key attribute takes its place
+        if (wanted_ && !wanted_->contains(member.name))
+            continue;
+        separate(out, &first);
+        out->append('"').append(member.name.data(), member.name.size()).append("\":").append(member.value);
+    }
+    while (key != keys_.end())
+        appendKey();
+    out->append(first ? "{}" : "}");
+}
+
+bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) const
+{
+    QVariant value;
+    if (!Json::parse(stored, &value))
+        return false;
+    auto item = qvariant_cast<QVariantMap>(std::move(value)); // empty for JSON that is no object
+    if (wanted_)
+        item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
+    for (const KeyAttribute& key : keys_)
+        item.insert(key.name, QVariantMap{{"S", keyText(key.bytes)}});
+    Json::append(item, out);
+    return true;
+}

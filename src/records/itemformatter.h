@@ -1,0 +1,64 @@
+#ifndef QUORVA_RECORDS_ITEMFORMATTER_H
+#define QUORVA_RECORDS_ITEMFORMATTER_H
+
+#include "json/jsontext.h"
+
+#include <QByteArray>
+#include <QSet>
+#include <QString>
+#include <QVariantMap>
+
+#include <optional>
+#include <vector>
+
+/** The names of a table's key attributes. */
+struct KeyNames {
+    QString hash;
+    QString range;
+};
+
+/**
+ * Turns stored items into the JSON of a reply, with their key attributes put back at their place in name order and cut
+ * down to an "AttributesToGet" list. An item in the form in which this server stores it is checked and copied; only
+ * others become a tree on the way. The reply is the same either way. Used by one thread.
+ */
+class ItemFormatter {
+public:
+    /** For items that are read by their key, as they are stored: they hold no key attributes. */
+    ItemFormatter() = default;
+
+    /** For the items of a walk: each gets its key attributes. */
+    explicit ItemFormatter(KeyNames names);
+
+    /** From now on drops attributes whose name is not in the list; the key attributes of a walk stay. */
+    void keepOnly(const QVariantList& attributesToGet);
+
+    const KeyNames& names() const { return names_; }
+
+    /** Appends one item to `out`. False, with `out` as it was, when the stored text is not JSON. */
+    [[nodiscard]] bool append(const QByteArray& stored, QByteArray* out);
+
+    /** The same for a walk, with the bytes of the item's keys. */
+    [[nodiscard]] bool append(const QByteArray& stored, QByteArrayView hash, QByteArrayView range, QByteArray* out);
+
+private:
+    enum class KeyPart { Hash, Range };
+
+    /** A key attribute of the item in hand. */
+    struct KeyAttribute {
+        QString name;
+        QByteArray nameText; // quoted, with the colon
+        QByteArray bytes;
+        KeyPart part;
+    };
+
+    void appendMembers(QByteArray* out) const;
+    bool appendParsed(const QByteArray& stored, QByteArray* out) const;
+
+    KeyNames names_;
+    std::vector<KeyAttribute> keys_; // ascending by name
+    std::optional<QSet<QString>> wanted_;
+    std::vector<Json::MemberText> members_; // of the item in hand; kept for its memory
+};
+
+#endif

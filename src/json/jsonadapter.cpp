@@ -359,17 +359,21 @@ private:
         return map;
     }
 
-    void writeRaw(const QByteArray& text)
+    void writeRaw(QByteArrayView before, const QByteArray& text, QByteArrayView behind)
     {
         Prefix(rapidjson::kObjectType); // of no consequence: no name is written this way
+        os_->put(before);
         os_->put(text);
+        os_->put(behind);
         EndValue(true);
     }
 
     void writeOther(const QVariant& value)
     {
         if (value.metaType() == QMetaType::fromType<Json::RawText>())
-            writeRaw(held<Json::RawText>(value).text);
+            writeRaw("", held<Json::RawText>(value).text, "");
+        else if (value.metaType() == QMetaType::fromType<Json::RawElements>())
+            writeRaw("[", held<Json::RawElements>(value).text, "]");
         else if (value.canConvert<QString>())
             writeString(value.toString());
         else

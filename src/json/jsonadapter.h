@@ -31,8 +31,8 @@ inline constexpr int MaxDepth = 1000;
  * Appends the JSON text of `value`, which has no white space, to `out`, so that a caller can leave room for what goes
  * in front. Maps come out in key order. A byte array is written as Latin-1 text that ends before its first zero byte. A
  * double always comes out as one that `parse` reads as a double; infinity and NaN, which JSON lacks, become null, half
- * of a surrogate pair becomes U+FFFD. Integers of all sizes, string lists and hashes are written as well, a RawText as it
- * stands; a variant of any other type as the string it converts to, or as null.
+ * of a surrogate pair becomes U+FFFD. Integers of all sizes, string lists and hashes are written as well, RawText and
+ * RawElements as they stand; a variant of any other type as the string it converts to, or as null.
  */
 void append(const QVariant& value, QByteArray* out);
 

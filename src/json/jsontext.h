@@ -18,10 +18,15 @@ struct RawText {
     QByteArray text;
 };
 
+/** The same for an array: the text of its elements, joined by commas, which `append` writes in brackets. */
+struct RawElements {
+    QByteArray text;
+};
+
 /** One member of an object, both parts where they stand in the object's text. */
 struct MemberText {
     QLatin1StringView name; // plain ASCII without escapes, so also the name itself
-    QByteArrayView value;   // JSON
+    QByteArrayView value;   // JSON; the members of a text follow each other with a comma in between
 };
 
 /**
@@ -39,5 +44,6 @@ void appendLatin1(QByteArrayView bytes, QByteArray* out);
 } // namespace Json
 
 Q_DECLARE_METATYPE(Json::RawText)
+Q_DECLARE_METATYPE(Json::RawElements)
 
 #endif

@@ -1,5 +1,6 @@
 #include "net/bdbreqhandler_linux.h"
 
+// cppcheck-suppress uninitMemberVar ; the buffer: only what a receive wrote is read
 BDBReqHandler_linux::BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments,
                                          int socket)
     : BDBReqHandler(envTableCapacity, connectionTableCapacity, environments, socket)

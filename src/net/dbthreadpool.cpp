@@ -79,6 +79,7 @@ std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& 
         ++idleThreads_;
         const std::cv_status status = taskStarted_.wait_for(lock, expiry_);
         --idleThreads_;
+        // cppcheck-suppress knownConditionTrueFalse ; others use the mutex during the wait
         if (status == std::cv_status::timeout && tasks_.empty())
             return nullptr;
     }

@@ -8,26 +8,33 @@
 
 namespace {
 
-QByteArray quotedName(const QString& name)
+/** What stands in front of the text of a key attribute. */
+QByteArray beginningOf(const QString& name)
 {
     QByteArray text;
     Json::append(name, &text);
-    return text.append(':');
+    return text.append(R"(:{"S":)");
 }
 
-/** Begins an object, or goes on with it behind another member. */
+/** Begins an object, or goes on with it behind other members. */
 void separate(QByteArray* out, bool* first)
 {
     out->append(std::exchange(*first, false) ? '{' : ',');
+}
+
+/** The text of members that follow each other; at least one. */
+QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
+{
+    return {begin->name.data() - 1, end[-1].value.end()}; // from the quote in front of the name
 }
 
 } // namespace
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
-    keys_.push_back({names_.range, quotedName(names_.range), {}, KeyPart::Range});
+    keys_.push_back({names_.range, beginningOf(names_.range), {}, KeyPart::Range});
     if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
-        keys_.push_back({names_.hash, quotedName(names_.hash), {}, KeyPart::Hash});
+        keys_.push_back({names_.hash, beginningOf(names_.hash), {}, KeyPart::Hash});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
 
@@ -61,24 +68,37 @@ bool ItemFormatter::append(const QByteArray& stored, QByteArrayView hash, QByteA
 void ItemFormatter::appendMembers(QByteArray* out) const
 {
     bool first = true;
+    const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece
+    const Json::MemberText* member = run;
+    const Json::MemberText* const end = run + members_.size();
+    const auto appendRun = [&] {
+        if (run == member)
+            return;
+        separate(out, &first);
+        out->append(textOf(run, member));
+    };
     auto key = keys_.begin();
     const auto appendKey = [&] {
         separate(out, &first);
-        out->append(key->nameText).append(R"({"S":)");
+        out->append(key->beginning);
         Json::appendLatin1(key->bytes, out);
         out->append('}');
         ++key;
     };
-    for (const Json::MemberText& member : members_) {
-        while (key != keys_.end() && key->name < member.name)
+    while (member != end) {
+        if (key != keys_.end() && key->name <= member->name) {
+            const bool replaces = key->name == member->name;
+            appendRun();
             appendKey();
-        if (key != keys_.end() && key->name == member.name)
-            continue; // the key attribute takes its place
-        if (wanted_ && !wanted_->contains(member.name))
-            continue;
-        separate(out, &first);
-        out->append('"').append(member.name.data(), member.name.size()).append("\":").append(member.value);
+            run = replaces ? ++member : member;
+        } else if (wanted_ && !wanted_->contains(member->name)) {
+            appendRun();
+            run = ++member;
+        } else {
+            ++member;
+        }
     }
+    appendRun();
     while (key != keys_.end())
         appendKey();
     out->append(first ? "{}" : "}");

@@ -47,7 +47,7 @@ private:
     /** A key attribute of the item in hand. */
     struct KeyAttribute {
         QString name;
-        QByteArray nameText; // quoted, with the colon
+        QByteArray beginning; // of its JSON, up to its text
         QByteArray bytes;
         KeyPart part;
     };

@@ -98,7 +98,7 @@ public:
     }
 
 private:
-    [[nodiscard]] int allocationFailed() const
+    [[nodiscard]] static int allocationFailed()
     {
         LOG_CRIT(LogOrigin, __LINE__) << "malloc failed";
         return StatusInternalError;

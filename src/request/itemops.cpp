@@ -122,7 +122,7 @@ int getItem(BDBRequest& request)
     if (rc == DB_NOTFOUND)
         return StatusSuccess;
     if (rc == 0)
-        request.reply.insert("Item", QVariant::fromValue(std::move(item)));
+        request.reply.insert("Item", QVariant::fromValue(item));
     return rc;
 }
 

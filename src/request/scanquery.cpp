@@ -78,7 +78,7 @@ void answerItems(BDBRequest& request, const PageRequest& page, int count, const 
 {
     request.reply.insert("Count", count);
     if (!page.countOnly)
-        request.reply.insert("Items", QVariant::fromValue(Json::RawText{'[' + items + ']'}));
+        request.reply.insert("Items", QVariant::fromValue(Json::RawElements{items}));
 }
 
 ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names)

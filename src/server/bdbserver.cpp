@@ -118,6 +118,7 @@ int main(int argc, char** argv)
     }
     LOG_INFO << "Server listening on " << server.port();
 
+    // cppcheck-suppress unreadVariable ; it works for as long as it lives
     const LKThread parentWatch(&application);
     QCoreApplication::exec();
     // At once and without destructors: they would wait for requests that are running, and the parent is gone. What was

@@ -40,8 +40,8 @@ void LockFile::closeInherited() const
     struct stat file {};
     if (!isNamed() || stat(path_.constData(), &file) != 0)
         return;
-    const QStringList open = QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System);
-    for (const QString& number : open) {
+    const QStringList numbers = QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::AllEntries | QDir::System);
+    for (const QString& number : numbers) {
         const int descriptor = number.toInt();
         struct stat status {};
         if (descriptor > STDERR_FILENO && fstat(descriptor, &status) == 0 && status.st_dev == file.st_dev &&

@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -56,12 +57,21 @@ void installQtMessageHandler()
     qInstallMessageHandler(handleQtMessage);
 }
 
+void keepFreedMemory()
+{
+    // Replies of the default page size, at 1 KB an item, are a few hundred KiB while they are put together.
+    constexpr int LargestKept = 1 << 20;
+    (void)mallopt(M_MMAP_THRESHOLD, LargestKept);     // ignored: it costs time only
+    (void)mallopt(M_TRIM_THRESHOLD, 2 * LargestKept); // per arena
+}
+
 void prepare()
 {
     openStandardDescriptors();
     ignoreFatalWriteSignals();
     raiseDescriptorLimit();
     installQtMessageHandler();
+    keepFreedMemory();
 }
 
 } // namespace ProcessSetup

@@ -25,6 +25,12 @@ void raiseDescriptorLimit();
 /** Sends Qt's messages to standard error, except the one that is part of normal work; see the source. */
 void installQtMessageHandler();
 
+/**
+ * Has freed memory of the size of large replies used again instead of given back to the system at once: fetching it
+ * anew, page by page, costs as much as the reply itself.
+ */
+void keepFreedMemory();
+
 /** All of the above. */
 void prepare();
 

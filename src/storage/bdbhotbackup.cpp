@@ -185,23 +185,23 @@ int BDBHotBackupThread::fullBackup()
     const QByteArray target = target_.toUtf8();
     LOG_INFO << "Starting BDBHotBackupThread.backup";
     const CopyTarget held(target);
-    std::uint32_t firstLog = 0;
+    std::uint32_t neededLog = 0;
     LogPosition copied;
     int rc = held.error();
     if (rc == 0)
-        rc = firstLogFile(env_, &firstLog);
+        rc = firstNeededLogFile(env_, &neededLog);
     if (rc == DB_NOTFOUND) {
         // A fresh environment, whose first checkpoint is only just under way. Berkeley DB copies none without a log.
         rc = env_->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
-            rc = firstLogFile(env_, &firstLog);
+            rc = firstNeededLogFile(env_, &neededLog);
     }
     if (rc == 0)
         rc = flushedLogPosition(env_, &copied);
     if (rc == 0)
         rc = env_->DbEnv::backup(target.constData(), DB_CREATE | DB_BACKUP_SINGLE_DIR);
     if (rc == 0)
-        rc = removeEarlierLogs(target, firstLog, copied.file);
+        rc = leaveOwnLogs(neededLog, copied.file);
     if (rc == 0)
         rc = copyLogSince(&copied);
     if (rc != 0)
@@ -224,6 +224,19 @@ int BDBHotBackupThread::backupFailed(int rc)
 {
     LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
+}
+
+/**
+ * Makes sure that the copy has the log files that it needs, from `needed` on, and removes all that earlier backups left
+ * in the target. When a backup is stopped, or fails, in whatever environment, checkpoints remove log files again; one
+ * in the middle of a copy takes away what happened between the pages copied first and itself. ENOENT then.
+ */
+int BDBHotBackupThread::leaveOwnLogs(std::uint32_t needed, std::uint32_t last)
+{
+    std::uint32_t first = 0;
+    if (const int rc = firstLogFile(env_, &first))
+        return rc;
+    return first <= needed ? removeEarlierLogs(target_.toUtf8(), first, last) : ENOENT;
 }
 
 /** Copies what the log has gained since `*position`, and moves that on. */

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 
@@ -53,6 +54,7 @@ private:
     void join();
     int fullBackup();
     static int backupFailed(int rc);
+    int leaveOwnLogs(std::uint32_t needed, std::uint32_t last);
     int copyLogSince(LogPosition* position);
     int shipLogs();
     bool sleepUntilNextCycle();

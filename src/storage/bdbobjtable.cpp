@@ -56,6 +56,8 @@ int BDBObjTable::addDesc(BDBObject* object)
     for (std::size_t slot = 1; slot < objects_.size(); ++slot) {
         if (objects_[slot].load(std::memory_order_relaxed) == nullptr) {
             objects_[slot].store(object, std::memory_order_release);
+            if (usedEnd_.load(std::memory_order_relaxed) <= slot)
+                usedEnd_.store(slot + 1, std::memory_order_release);
             return static_cast<int>(slot);
         }
     }
@@ -122,8 +124,10 @@ void BDBObjTable::closeObjects()
 {
     static constexpr std::initializer_list<int> passes[] = {
         {BDBCursorType, BDBLockerType}, {BDBTxnType}, {BDBSeqType}, {BDBIndexType}};
+    const std::size_t end = usedEnd_.load(std::memory_order_acquire);
     for (const auto& types : passes) {
-        for (auto& slot : objects_) {
+        for (std::size_t i = 0; i < end; ++i) {
+            auto& slot = objects_[i];
             BDBObject* object = slot.load(std::memory_order_acquire);
             if (object == nullptr)
                 continue;

@@ -73,6 +73,7 @@ private:
 
     mutable QMutex mutex_;
     std::vector<std::atomic<BDBObject*>> objects_;
+    std::atomic<std::size_t> usedEnd_ = 0; // behind the last slot that was ever filled
     QHash<QString, int> names_;
     QHash<QString, std::shared_ptr<AccessLock>> locks_; // used in the registry of environments only
     BDBEnv* env_ = nullptr;                             // not owned

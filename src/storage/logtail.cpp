@@ -75,6 +75,18 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
     return ::fsync(to.descriptor()) == 0 ? 0 : errno;
 }
 
+/** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */
+int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbers)
+{
+    char** list = nullptr;
+    if (const int rc = env->log_archive(&list, flags))
+        return rc;
+    for (char** name = list; name != nullptr && *name != nullptr; ++name)
+        numbers->push_back(QByteArray(*name).sliced(4).toUInt()); // behind "log."
+    std::free(list);
+    return 0;
+}
+
 } // namespace
 
 int flushedLogPosition(BDBEnv* env, LogPosition* position)
@@ -90,13 +102,21 @@ int flushedLogPosition(BDBEnv* env, LogPosition* position)
 
 int firstLogFile(BDBEnv* env, std::uint32_t* number)
 {
-    char** list = nullptr;
-    if (const int rc = env->log_archive(&list, DB_ARCH_LOG))
+    std::vector<std::uint32_t> files;
+    if (const int rc = listLogFiles(env, DB_ARCH_LOG, &files))
         return rc;
-    *number = 0;
-    if (list != nullptr && *list != nullptr) // in ascending order
-        *number = QByteArray(*list).sliced(4).toUInt();
-    std::free(list);
+    *number = files.empty() ? 0 : files.front();
+    return 0;
+}
+
+int firstNeededLogFile(BDBEnv* env, std::uint32_t* number)
+{
+    std::vector<std::uint32_t> unneeded;
+    if (const int rc = listLogFiles(env, 0, &unneeded))
+        return rc;
+    if (unneeded.empty())
+        return firstLogFile(env, number);
+    *number = unneeded.back() + 1;
     return 0;
 }
 

@@ -20,6 +20,12 @@ struct LogPosition {
 [[nodiscard]] int firstLogFile(BDBEnv* env, std::uint32_t* number);
 
 /**
+ * The number of the oldest log file that recovery still needs: a copy of the database files that begins now cannot do
+ * without it and those that follow. 0; DB_NOTFOUND while the log is empty; an error code.
+ */
+[[nodiscard]] int firstNeededLogFile(BDBEnv* env, std::uint32_t* number);
+
+/**
  * Copies what the log files hold between two positions into the files of the same names in `target`, at the same
  * offsets, and waits until it is on disk. 0 or an errno value.
  */

@@ -1,17 +1,19 @@
 #include "tools/admincommand.h"
 
+#include "client/connection.h"
 #include "json/jsonadapter.h"
 
 #include <QVariantMap>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -56,6 +58,23 @@ std::uintmax_t bytesIn(const fs::path& directory)
 fs::path markerIn(const fs::path& directory)
 {
     return directory / "BackupInProgress.tmp";
+}
+
+/** Makes the marker, which must not be there yet. 0 or an errno value. */
+int makeMarker(const fs::path& directory)
+{
+    const int descriptor = ::open(markerIn(directory).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    return descriptor < 0 ? errno : ::close(descriptor);
+}
+
+/** Tells, before anything is made for it, when there is no server. */
+bool isReachable(const ServerAddress& server)
+{
+    Client::Connection connection;
+    if (connection.open(QString::fromStdString(server.host), server.port))
+        return true;
+    complainNoReply(server, connection);
+    return false;
 }
 
 } // namespace
@@ -103,22 +122,26 @@ int BackupCommand::run(const ServerAddress& server) const
 
 int BackupCommand::start(const ServerAddress& server) const
 {
+    if (!isReachable(server))
+        return ExitNoReply;
     const std::string directory = absolute(directory_);
     std::error_code error;
     fs::create_directories(directory, error);
-    if (fs::exists(markerIn(directory), error)) {
-        complain("another backup to " + directory +
-                 " is under way, or one was cut off: " + markerIn(directory).string() + " is there");
+    if (const int failure = makeMarker(directory)) {
+        if (failure == EEXIST)
+            complain("another backup to " + directory +
+                     " is under way, or one was cut off: " + markerIn(directory).string() + " is there");
+        else
+            complain("cannot write " + markerIn(directory).string());
         return ExitErrorReply;
     }
-    if (!std::ofstream(markerIn(directory))) {
-        complain("cannot write " + markerIn(directory).string());
-        return ExitErrorReply;
-    }
-    if (const int code = sendAction(server, table_, "DbBackup", directory)) {
+    const int code = sendAction(server, table_, "DbBackup", directory);
+    if (code == ExitErrorReply)
         fs::remove(markerIn(directory), error); // no backup will do that
+    else if (code == ExitNoReply)
+        complain(markerIn(directory).string() + " stays: the server may have begun the copy");
+    if (code != ExitOk)
         return code;
-    }
     return wait_ ? waitUntilComplete(directory) : ExitOk;
 }
 

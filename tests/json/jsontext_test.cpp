@@ -264,6 +264,13 @@ TEST(RawText, IsWrittenAsItStands)
     EXPECT_EQ(Json::serialize(QVariantList{raw("1"), raw("\"two\""), 3}), R"([1,"two",3])");
 }
 
+TEST(RawElements, AreWrittenInBrackets)
+{
+    const auto raw = [](const QByteArray& text) { return QVariant::fromValue(Json::RawElements{text}); };
+    EXPECT_EQ(Json::serialize(raw("")), "[]");
+    EXPECT_EQ(Json::serialize(QVariantMap{{"a", raw("{},2")}, {"b", 1}}), R"({"a":[{},2],"b":1})");
+}
+
 TEST(RawText, OfAnySizeIsWrittenBehindWhatIsThere)
 {
     for (const int size : {0, 1, 500, 511, 512, 513, 4096, 100000}) {

@@ -437,8 +437,8 @@ TEST_F(QueryDbTest, HashKeyOfFiveDigitsIsFound)
         EXPECT_EQ(query({hash, "", 9, forward, nullptr}, &result), 0);
         EXPECT_EQ(result.count, 2);
         EXPECT_EQ(result.items.first().toMap(),
-                  (QVariantMap{{"id", QVariantMap{{"S", terminated(hash)}}},
-                               {"when", QVariantMap{{"S", terminated(forward ? "r" : "s")}}}}));
+                  (QVariantMap{{"id", QVariantMap{{"S", QString(hash)}}},
+                               {"when", QVariantMap{{"S", QString(forward ? "r" : "s")}}}}));
     }
 }
 

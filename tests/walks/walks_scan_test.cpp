@@ -293,13 +293,14 @@ TEST_F(ScanDbTest, HashKeyOfFiveDigitsReadsBackWrong)
     EXPECT_EQ(progress.count, 0) << "the length of the start key sorts behind it";
     progress = withLimit(9);
     EXPECT_EQ(scan({hash, ""}, {}, &progress), 0);
-    EXPECT_EQ(progress, (Scanned{8,
-                                 1,
-                                 1,
-                                 {QVariantMap{{"id", QVariantMap{{"S", terminated("0" + Bytes(999, 'h'))}}},
-                                              {"when", QVariantMap{{"S", terminated(Bytes(9001, 'h') + "r")}}}}},
-                                 {},
-                                 {}}));
+    EXPECT_EQ(progress,
+              (Scanned{8,
+                       1,
+                       1,
+                       {QVariantMap{{"id", QVariantMap{{"S", QString::fromLatin1("0" + Bytes(999, 'h'))}}},
+                                    {"when", QVariantMap{{"S", QString::fromLatin1(Bytes(9001, 'h') + "r")}}}}},
+                       {},
+                       {}}));
 }
 
 } // namespace

@@ -330,7 +330,8 @@ private:
     {
         // Kept: a byte array ends before its first zero byte. Key bytes and sums carry a terminator that clients must
         // not see.
-        writeString(QString::fromLatin1(bytes.constData(), qstrnlen(bytes.constData(), bytes.size())));
+        const auto length = static_cast<qsizetype>(qstrnlen(bytes.constData(), bytes.size()));
+        writeString(QString::fromLatin1(bytes.constData(), length));
     }
 
     template <typename List, typename WriteElement> void writeList(const List& list, WriteElement writeElement)

@@ -74,11 +74,10 @@ int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const Q
     return 0;
 }
 
-/** The second half: writes `item`. A failure other than a deadlock is a line that begins with `failed`. */
+/** The second half: writes the item's text. A failure other than a deadlock is a line that begins with `failed`. */
 int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
-          const QVariantMap& item)
+          const QByteArray& text)
 {
-    const QByteArray text = Json::serialize(item);
     Dbt data(const_cast<char*>(text.constData()), static_cast<u_int32_t>(text.size())); // Berkeley DB only reads it
     const int rc = db->put(txn, buffers.key(), &data, 0);
     if (rc != 0 && rc != DB_LOCK_DEADLOCK)
@@ -103,7 +102,29 @@ int updateInTransaction(BDBIndex* db, BDBTxn* txn, const QByteArray& key, const 
     if (const int rc = applyUpdates(updates, returnValues, &item, answer))
         return rc;
     *written = found || !item.isEmpty();
-    return *written ? write("db put failed for ", db, txn, key, buffers, item) : 0;
+    return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item)) : 0;
+}
+
+/** Writes an item under the conditions of `expected`. Both pointers may be null. */
+int putText(BDBIndex* db, const QByteArray& key, const QByteArray& text, const QVariantMap* expected,
+            QVariantMap* oldItem, BDBTxn* txn)
+{
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Put.allocationLevel, __LINE__);
+    if (expected != nullptr || oldItem != nullptr) {
+        QVariantMap old;
+        bool found = false;
+        if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
+            return rc;
+        if (expected != nullptr) {
+            if (const int rc = checkExpected(old, *expected))
+                return rc;
+        }
+        if (oldItem != nullptr)
+            *oldItem = old;
+    }
+    return write("put failed for fkey ", db, txn, key, buffers, text);
 }
 
 template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
@@ -158,23 +179,17 @@ int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap*
 int putDb(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected, bool returnOld,
           BDBTxn* txn)
 {
-    RecordBuffers buffers(key);
-    if (!buffers.valid())
-        return allocationFailed(Put.allocationLevel, __LINE__);
     QVariantMap old;
-    if (expected != nullptr || returnOld) {
-        bool found = false;
-        if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
-            return rc;
-    }
-    if (expected != nullptr) {
-        if (const int rc = checkExpected(old, *expected))
-            return rc;
-    }
-    const int rc = write("put failed for fkey ", db, txn, key, buffers, *item);
+    const int rc = putText(db, key, Json::serialize(*item), expected, returnOld ? &old : nullptr, txn);
     if (rc == 0 && returnOld)
         *item = old;
     return rc;
+}
+
+int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
+          QVariantMap* oldItem)
+{
+    return inOwnTransaction(request, [&](BDBTxn* txn) { return putText(db, key, item, expected, oldItem, txn); });
 }
 
 int deleteDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,

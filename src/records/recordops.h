@@ -34,6 +34,10 @@ class ItemFormatter;
 [[nodiscard]] int putDb(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
                         bool returnOld, BDBTxn* txn);
 
+/** The same for an item that is JSON already; `oldItem`, which may be null, receives the one that it replaced. */
+[[nodiscard]] int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QByteArray& item,
+                        const QVariantMap* expected, QVariantMap* oldItem);
+
 /**
  * Deletes a record under the conditions of `expected`. `oldItem` receives what was there. Both may be null. A missing
  * record counts as deleted.

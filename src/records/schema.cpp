@@ -3,13 +3,34 @@
 #include "log/log.h"
 #include "records/encoding.h"
 #include "records/lookup.h"
+#include "records/itemformatter.h"
 #include "records/recordops.h"
 #include "storage/deadlockretry.h"
+#include "json/jsonadapter.h"
 
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
+
+/**
+ * Parses the JSON of a table description. Most requests of a thread name the table of the one before, so it remembers
+ * what it parsed last.
+ */
+QVariantMap parseDescription(const QByteArray& text)
+{
+    struct Parsed {
+        QByteArray text;
+        QVariantMap description;
+    };
+    static thread_local Parsed last;
+    if (text != last.text) {
+        QVariant value;
+        (void)Json::parse(text, &value); // it is JSON: it was checked when it was read
+        last = {text, value.toMap()};
+    }
+    return last.description;
+}
 
 /** Copies a key element of the key schema; 0 when it names an attribute of type "S", else 2. */
 int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* element)
@@ -40,7 +61,9 @@ int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* de
     if (const int rc = dbOpen(request, tableName, MetaSubDatabase, &db))
         return rc;
 
-    int rc = retryOnDeadlock([&] { return getDb(request, db, schemaRecordKey(), description); },
+    ItemFormatter format;
+    QByteArray text;
+    int rc = retryOnDeadlock([&] { return getDb(request, db, schemaRecordKey(), &format, &text); },
                              [](int) { LOG_WARN << "loadSchema Got deadlock"; });
     if (rc != 0) {
         if (rc == DB_NOTFOUND)
@@ -48,6 +71,7 @@ int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* de
         LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
         return rc;
     }
+    *description = parseDescription(text);
     if (rawOnly)
         return StatusSuccess;
 

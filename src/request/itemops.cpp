@@ -9,6 +9,7 @@
 #include "request/opentable.h"
 #include "request/requestkeys.h"
 #include "storage/deadlockretry.h"
+#include "json/jsonadapter.h"
 
 #include <optional>
 
@@ -96,14 +97,15 @@ int putItem(BDBRequest& request)
     if (const int rc = openPartition(request, place.tableName, place.hashKey, &place.db))
         return rc;
 
-    QVariantMap answer;
+    const Json::RawText stored{Json::serialize(item)};
+    QVariantMap oldItem;
     const int rc = retryItem("putItem", place, [&] {
-        answer = item;
-        return putDb(request, place.db, place.key(), &answer, pointerTo(expected), returnOld);
+        oldItem.clear();
+        return putDb(request, place.db, place.key(), stored.text, pointerTo(expected), returnOld ? &oldItem : nullptr);
     });
     // Kept: "Attributes" is always there, with the new item unless the old one was asked for.
     if (rc == 0)
-        request.reply.insert("Attributes", answer);
+        request.reply.insert("Attributes", returnOld ? QVariant(oldItem) : QVariant::fromValue(stored));
     return rc;
 }
 

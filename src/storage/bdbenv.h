@@ -2,12 +2,12 @@
 #define QUORVA_STORAGE_BDBENV_H
 
 #include "storage/bdbobjtable.h"
+#include "storage/commitgate.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
 
 #include <QByteArray>
-#include <QReadWriteLock>
 
 #include <memory>
 
@@ -49,11 +49,8 @@ public:
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
 
-    /**
-     * Every commit holds it shared; whoever holds it exclusively knows that nothing is committed meanwhile. Last in the
-     * lock order, and held for moments only.
-     */
-    QReadWriteLock& commitGate() { return commitGate_; }
+    /** Last in the lock order, and held exclusively for moments only. */
+    CommitGate& commitGate() { return commitGate_; }
 
     /** Names held by BDBLocker objects; guarded by mutex(). */
     QHash<QString, int>& lockNames() { return lockNames_; }
@@ -68,7 +65,7 @@ private:
     void stopThreads();
 
     QHash<QString, int> lockNames_;
-    QReadWriteLock commitGate_;
+    CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     int directory_ = -1; // descriptor that carries the flock; owned
 

@@ -7,10 +7,10 @@
 #include "storage/settings.h"
 
 #include <QMutexLocker>
-#include <QWriteLocker>
 
 #include <cerrno>
 #include <cstdlib>
+#include <mutex>
 #include <system_error>
 
 #include <fcntl.h>
@@ -209,10 +209,11 @@ int BDBHotBackupThread::fullBackup()
 
     // What was acknowledged before the marker is gone is in the copy: no transaction commits between the copy of the
     // log's last records and the deletion. All but those few records were copied before, so the pause is short.
-    const QWriteLocker noCommits(&env_->commitGate());
+    const std::unique_lock noCommits(env_->commitGate());
     if ((rc = copyLogSince(&copied)) != 0)
         return backupFailed(rc);
     LOG_INFO << "Done BDBHotBackupThread.backup";
+    // Kept: also when nobody had made the marker. Whoever asked cannot tell then whether the copy is complete.
     if (::unlink((target + MarkerFile).constData()) != 0) {
         LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target;
         return 2;

@@ -74,6 +74,7 @@ void BDBObjTable::dumpDatabases() const
         const char* file = nullptr;
         const char* name = nullptr;
         (void)static_cast<BDBIndex*>(object)->get_dbname(&file, &name); // on failure both stay null
+        // Kept: the blank in front, which makes two between the number and the text.
         LOG_ERROR(LogOrigin, __LINE__) << " addDesc objType " << object->type() << " fname " << (file ? file : "")
                                        << " dbname " << (name ? name : "");
     }

@@ -75,8 +75,8 @@ int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, i
     }
     LOG_DEBUG << "Adding new env path " << home << " id " << key.toUtf8();
     *env = EnvironmentUse(opened.get(), opened->uses());
-    // From here on the environment belongs to the registry or, when that is full, to nobody: closing it would pull it
-    // away from the request that goes on with `env`.
+    // Kept: from here on the environment belongs to the registry or, when that is full, to nobody: closing it would
+    // pull it away from the request that goes on with `env`.
     BDBEnv* registered = opened.release();
     if (registerEnv(registry, registered, canonicalEnvironmentKey(key)) > 0)
         return 0;

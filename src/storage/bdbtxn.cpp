@@ -5,8 +5,7 @@
 #include "storage/resultcodes.h"
 #include "storage/settings.h"
 
-#include <QReadLocker>
-
+#include <shared_mutex>
 #include <utility>
 
 namespace {
@@ -36,7 +35,7 @@ int BDBTxn::commit(u_int32_t flags)
         LOG_ERROR(LogOrigin, __LINE__) << "bt_txn is NULL";
         return NoHandle;
     }
-    const QReadLocker gate(&env_->commitGate());
+    const std::shared_lock gate(env_->commitGate());
     const int rc = std::exchange(txn_, nullptr)->commit(flags);
     if (rc != 0)
         LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;

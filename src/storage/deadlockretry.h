@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <thread>
 
-/** Which deadlock in a row is the first that is worth a line. */
+/** Kept: which deadlock in a row is the first that is worth a line is not the same everywhere. */
 enum class DeadlockWarning {
     FromThird, // the back-off is tested and shown after it doubled
     FromFourth // before: only the batch writer, whose operators know the line so

@@ -20,6 +20,9 @@ void setStatLevel(int level);
 /**
  * 1 when no hot backup wants log files, so that checkpoints may remove them. One flag for the whole process: disabling
  * backup in one environment lets every environment's checkpoint remove logs.
+ *
+ * Kept: 0 in a new server, so log files pile up until a backup was stopped or failed. An operator who ships them after
+ * a restart must not find that the first checkpoint was faster.
  */
 int backupDisabled();
 void setBackupDisabled(int disabled);

@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     CLI::App app("Talks to a Quorva server: sends one request and prints its reply, or runs a command.", "quorvactl");

@@ -14,10 +14,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
+#include <shared_mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -34,6 +37,45 @@ using testing::ElementsAre;
 using testing::MatchesRegex;
 
 constexpr const char* Marker = "/BackupInProgress.tmp";
+
+/**
+ * Writes the files of a copy as Berkeley DB does it, and calls a function when the first of them is complete: what
+ * happens then happens in the middle of the copy, whatever the time that it takes.
+ */
+class CopyInterrupted {
+public:
+    CopyInterrupted(BDBEnv* env, std::function<void()> inTheMiddle)
+    {
+        inTheMiddle_ = std::move(inTheMiddle);
+        EXPECT_EQ(env->set_backup_callbacks(openFile, writeFile, closeFile), 0);
+    }
+    ~CopyInterrupted() { inTheMiddle_ = nullptr; }
+    CopyInterrupted(const CopyInterrupted&) = delete;
+    CopyInterrupted& operator=(const CopyInterrupted&) = delete;
+
+private:
+    static int openFile(DbEnv*, const char* name, const char* directory, void** handle)
+    {
+        const std::string path = std::string(directory) + '/' + name;
+        *handle = new int(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        return 0;
+    }
+    static int writeFile(DbEnv*, u_int32_t gigabytes, u_int32_t offset, u_int32_t size, u_int8_t* bytes, void* handle)
+    {
+        const off_t position = (static_cast<off_t>(gigabytes) << 30) + offset;
+        return pwrite(*static_cast<int*>(handle), bytes, size, position) == static_cast<ssize_t>(size) ? 0 : EIO;
+    }
+    static int closeFile(DbEnv*, const char*, void* handle)
+    {
+        const std::unique_ptr<int> descriptor(static_cast<int*>(handle));
+        close(*descriptor);
+        if (const auto call = std::exchange(inTheMiddle_, nullptr))
+            call();
+        return 0;
+    }
+
+    static inline std::function<void()> inTheMiddle_; // called by the thread that copies
+};
 
 /** An environment, a backup thread of our own for it, and a target directory with the marker of a requester. */
 class HotBackup : public testing::Test {
@@ -92,6 +134,15 @@ protected:
                                 MatchesRegex("\\[ERROR\\] bdb [0-9]+ Dbenv backup failed rc " + std::to_string(rc)),
                                 "[INFO] Disabling Database Backup"));
         EXPECT_TRUE(waitUntil([] { return Settings::backupDisabled() == 1; }));
+    }
+
+    /** What a checkpoint does that may remove log files. */
+    void removeUnneededLogs()
+    {
+        ASSERT_EQ(env_->txn_checkpoint(0, 0, DB_FORCE), 0);
+        char** removed = nullptr;
+        ASSERT_EQ(env_->log_archive(&removed, DB_ARCH_REMOVE), 0);
+        std::free(removed);
     }
 
     std::unique_ptr<LogCapture> log_ = std::make_unique<LogCapture>(LogInfo);
@@ -220,7 +271,7 @@ TEST_F(HotBackup, AFullBackupIsRefusedWhileOneRuns)
 {
     // The copy cannot end while commits are held up, so the second order surely meets it.
     {
-        const QReadLocker committing(&env_->commitGate());
+        const std::shared_lock committing(env_->commitGate());
         EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
         EXPECT_EQ(thread_->schedule("/elsewhere", BackupFull), 1);
         EXPECT_EQ(log_->count("[WARN] DB Backup is already running for " + target_), 1U);
@@ -258,7 +309,7 @@ TEST_F(HotBackup, AStopThatFollowsAtOnceIsNotLost)
 TEST_F(HotBackup, StopDuringAFullBackupStillCompletesIt)
 {
     {
-        const QReadLocker committing(&env_->commitGate());
+        const std::shared_lock committing(env_->commitGate());
         EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
         ASSERT_TRUE(log_->waitFor("Starting BDBHotBackupThread.backup"));
         EXPECT_EQ(thread_->schedule(QString(), BackupStop), 0);
@@ -361,9 +412,7 @@ TEST_F(HotBackup, AFullBackupReplacesTheLogFilesOfEarlierOnesInTheSameDirectory)
     fs::create_directory(target_ + "/__log__");
     for (const char* name : {"log.0000000001", "log.0000000009", "__log__/log.0000000001", "__log__/log.0000000009"})
         std::ofstream(target_ + '/' + name) << "of another time";
-    char** removed = nullptr;
-    ASSERT_EQ(env_->log_archive(&removed, DB_ARCH_REMOVE), 0);
-    std::free(removed);
+    removeUnneededLogs();
     ASSERT_FALSE(fs::exists(env_.file("log.0000000001")));
 
     EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
@@ -375,6 +424,29 @@ TEST_F(HotBackup, AFullBackupReplacesTheLogFilesOfEarlierOnesInTheSameDirectory)
             logs.push_back(fs::relative(entry.path(), target_));
     }
     EXPECT_THAT(logs, ElementsAre("log.0000000003"));
+}
+
+TEST_F(HotBackup, AFullBackupFailsWhenTheLogFilesThatItNeedsAreRemovedMeanwhile)
+{
+    put(1, 100);
+    const CopyInterrupted interrupted(env_.get(), [this] {
+        makeUnneededLogs();   // the pages that were copied by then are as they were before that
+        removeUnneededLogs(); // as checkpoints do once a backup was stopped somewhere
+    });
+    expectCopyFails(target_, ENOENT);
+    EXPECT_TRUE(fs::exists(target_ + Marker)) << "a restore refuses it";
+}
+
+TEST_F(HotBackup, AFullBackupDoesNotMindThatLogFilesGoWhichNobodyNeeded)
+{
+    makeUnneededLogs();
+    const CopyInterrupted interrupted(env_.get(), [this] { removeUnneededLogs(); });
+    fs::create_directory(target_ + "/__log__");
+    std::ofstream(target_ + "/log.0000000002") << "of another time";
+    EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
+    EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); })) << log_->text();
+    EXPECT_FALSE(fs::exists(target_ + "/log.0000000002"));
+    EXPECT_TRUE(fs::exists(target_ + "/log.0000000003"));
 }
 
 TEST_F(HotBackup, HoldsEverythingThatWasCommittedBeforeTheMarkerWasGone)

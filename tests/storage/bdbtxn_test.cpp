@@ -128,14 +128,14 @@ TEST_F(BDBTxnTest, NothingIsCommittedWhileTheCommitGateIsHeldExclusively)
     auto committed = begunTxn();
     auto aborted = std::make_unique<BDBTxn>();
     ASSERT_EQ(aborted->begin(env_.get(), 0), 0);
-    env_->commitGate().lockForWrite();
+    env_->commitGate().lock();
     auto commit = std::async(std::launch::async, [&] { return committed->commit(0); });
     EXPECT_EQ(aborted->abort(), 0); // does not ask for the gate
     EXPECT_EQ(commit.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     env_->commitGate().unlock();
     EXPECT_EQ(commit.get(), 0);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");
-    EXPECT_TRUE(env_->commitGate().tryLockForWrite()); // given back
+    EXPECT_TRUE(env_->commitGate().try_lock()); // given back
     env_->commitGate().unlock();
 }
 

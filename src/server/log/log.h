@@ -54,6 +54,7 @@ struct LogLineEnd {
     void operator&(const std::ostream&) const {}
 };
 
+// It has to be open at the end, where the line goes on. NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define QUORVA_LOG_AT(level) !Log::enabled(level) ? static_cast<void>(0) : LogLineEnd() & Log().open(level)
 
 #define LOG_DEBUG QUORVA_LOG_AT(LogDebug)

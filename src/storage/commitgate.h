@@ -1,0 +1,37 @@
+#ifndef QUORVA_STORAGE_COMMITGATE_H
+#define QUORVA_STORAGE_COMMITGATE_H
+
+#include <pthread.h>
+
+/**
+ * Held shared by every commit for as long as it runs; whoever holds it exclusively knows that nothing is committed
+ * meanwhile. For std::shared_lock and std::unique_lock.
+ *
+ * A waiting exclusive holder goes first: commits that follow one another without a gap, as std::shared_mutex would let
+ * them, could keep it waiting for good.
+ */
+class CommitGate {
+public:
+    CommitGate()
+    {
+        pthread_rwlockattr_t attributes;
+        pthread_rwlockattr_init(&attributes);
+        pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
+        pthread_rwlock_init(&lock_, &attributes); // none of these fails with valid arguments
+        pthread_rwlockattr_destroy(&attributes);
+    }
+    ~CommitGate() { pthread_rwlock_destroy(&lock_); }
+    CommitGate(const CommitGate&) = delete;
+    CommitGate& operator=(const CommitGate&) = delete;
+
+    void lock_shared() { pthread_rwlock_rdlock(&lock_); }
+    void unlock_shared() { pthread_rwlock_unlock(&lock_); }
+    void lock() { pthread_rwlock_wrlock(&lock_); }
+    [[nodiscard]] bool try_lock() { return pthread_rwlock_trywrlock(&lock_) == 0; }
+    void unlock() { pthread_rwlock_unlock(&lock_); }
+
+private:
+    pthread_rwlock_t lock_;
+};
+
+#endif

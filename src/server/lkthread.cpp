@@ -16,6 +16,7 @@ void LKThread::run()
     LOG_DEBUG << "waiting for " << name;
     LockFile parent(name);
     if (!parent.openExisting()) {
+        // Kept: without its parent's file the server runs on, as it does when it is started by hand.
         LOG_ERROR("bdbserver", 144) << "CreateMutex failed with error " << parent.error();
         return;
     }

@@ -36,6 +36,7 @@ void ServerOptions::read(int argc, const char* const* argv)
             statLevel = std::atoi(state.argument);
             break;
         case 'w':
+            // Kept: the pool's default, ten times the default of this, does not follow it.
             workers = std::atoi(state.argument);
             break;
         case 'm':

@@ -376,6 +376,21 @@ TEST_F(DeleteTableDuringBackup, DoesNotWaitForTheNextCycleOfLogShipping)
     EXPECT_EQ(act("UpdateDbBackup", pathOf("target")), accepted()) << "a thread of the new environment";
 }
 
+TEST_F(DeleteTableDuringBackup, WaitsForTheLogFilesThatAreBeingMoved)
+{
+    fillLogs(4);
+    reopen();
+    (void)takeBackupLines();
+    const std::string target = makeDirectory("target");
+    EXPECT_EQ(act("UpdateDbBackup", target), accepted());
+    EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply());
+    // A cycle that has begun is completed, so nothing is left to come.
+    EXPECT_THAT(takeBackupLines(), ElementsAre(StartList, DoneList, startShipping(3), DoneShipping));
+    EXPECT_THAT(namesIn(target + "/__log__"), ElementsAre(logName(1), logName(2), logName(3)));
+    EXPECT_FALSE(fs::exists(home() + '/' + logName(3)));
+    EXPECT_EQ(filledIn(tableName()), filled());
+}
+
 TEST_F(DeleteTableDuringBackup, OfAnIdleThreadIsPromptToo)
 {
     put("k", "r", {{"a", textValue("x")}});
@@ -417,27 +432,35 @@ TEST_P(BackupUnderLoad, HoldsEveryWriteThatWasAcknowledgedBeforeTheMarkerWasGone
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
-TEST_P(BackupUnderLoad, ShipsLogsFromWhichEverythingUpToTheLastOneIsRestored)
+TEST_P(BackupUnderLoad, ShipsLogsWhileWritesGoOnAndARestoreHoldsAllUpToTheLastOne)
 {
     const std::string target = makeDirectory("target");
     backUpTo(target);
-    // What is shipped must be complete: fill a log file while others write, and let a checkpoint release it.
-    WriteLoad::Acknowledged shipped;
-    {
-        WriteLoad load(server_, tableName());
-        ASSERT_TRUE(load.waitForMore(100));
-        shipped = load.acknowledged();
-        fillLogs(2); // all of the above is in log file 1 by then
-        load.stop();
-        EXPECT_TRUE(load.allAnswered());
-        const Items all = itemsOf(tableName(), load.hashes());
-        reopen();
-        EXPECT_EQ(act("UpdateDbBackup", target), accepted());
-        ASSERT_TRUE(waitUntil([&] { return !fs::exists(home() + '/' + logName(1)); })) << server_.logText();
-        EXPECT_THAT(namesIn(target + "/__log__"), ElementsAre(logName(1)));
-        EXPECT_EQ(itemsOf(tableName(), load.hashes()), all);
-        load.expectHeldIn(itemsOf(tableIn(restored(target)), load.hashes()), shipped);
-    }
+    // Fills a log file while others write, and lets a checkpoint, at the opening, release it.
+    WriteLoad earlier(server_, tableName());
+    ASSERT_TRUE(earlier.waitForMore(100));
+    const WriteLoad::Acknowledged shipped = earlier.acknowledged();
+    fillLogs(2); // all of the above is in log file 1 by then
+    earlier.stop();
+    EXPECT_TRUE(earlier.allAnswered());
+    const Items all = itemsOf(tableName(), earlier.hashes());
+    reopen();
+
+    WriteLoad load(server_, tableName());
+    ASSERT_TRUE(load.waitForMore(20));
+    EXPECT_EQ(act("UpdateDbBackup", target), accepted());
+    ASSERT_TRUE(waitUntil([&] { return !fs::exists(home() + '/' + logName(1)); })) << server_.logText();
+    ASSERT_TRUE(load.waitForMore(20));
+    const std::string copy = restored(target);
+    load.stop();
+    EXPECT_TRUE(load.allAnswered());
+
+    EXPECT_THAT(namesIn(target + "/__log__"), ElementsAre(logName(1)));
+    EXPECT_EQ(itemsOf(tableName(), earlier.hashes()), all);
+    earlier.expectHeldIn(itemsOf(tableIn(copy), earlier.hashes()), shipped);
+    const WriteLoad::Acknowledged last = load.acknowledged();
+    restartServer();
+    load.expectHeldIn(itemsOf(tableName(), load.hashes()), GetParam() ? WriteLoad::Acknowledged() : last);
 }
 
 INSTANTIATE_TEST_SUITE_P(Commits, BackupUnderLoad, testing::Bool(),

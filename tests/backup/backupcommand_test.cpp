@@ -1,6 +1,8 @@
 #include "backupfixture.h"
 #include "terminalrun.h"
 
+#include <future>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -111,14 +113,30 @@ TEST_F(BackupCommand, StartRemovesItsMarkerWhenTheServerRefuses)
     EXPECT_TRUE(hasMarker(running));
 }
 
-TEST_F(BackupCommand, StartRemovesItsMarkerWhenNoServerIsThere)
+TEST_F(BackupCommand, StartMakesNothingWhenNoServerIsThere)
 {
     killServer();
     const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.error, "quorvactl: no reply from 127.0.0.1:" + std::to_string(server_.port()) +
                              ": connect: Connection refused\n");
-    EXPECT_FALSE(hasMarker(pathOf("target")));
+    EXPECT_FALSE(fs::exists(pathOf("target")));
+}
+
+TEST_F(BackupCommand, StartLeavesItsMarkerWhenTheReplyIsLost)
+{
+    const std::string target = pathOf("target");
+    server_.kill(SIGSTOP);
+    auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+    EXPECT_TRUE(waitUntil([&] { return hasMarker(target); }));
+    killServer(); // which might have begun the copy
+    const ProgramRun run = started.get();
+    EXPECT_EQ(run.status, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.error,
+                AllOf(StartsWith("quorvactl: no reply from "),
+                      EndsWith("quorvactl: " + markerIn(target) + " stays: the server may have begun the copy\n")));
+    EXPECT_TRUE(hasMarker(target)) << "so that nobody restores half a copy";
 }
 
 TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatFailed)

@@ -110,7 +110,7 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     ASSERT_EQ(firstLogFile(env.get(), &first), 0);
     EXPECT_EQ(first, 1U);
 
-    ASSERT_EQ(env->txn_checkpoint(0, 0, 0), 0);
+    ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     char** removed = nullptr;
     ASSERT_EQ(env->log_archive(&removed, DB_ARCH_REMOVE), 0);
     std::free(removed);
@@ -129,4 +129,42 @@ TEST(FirstLogFile, IsNotFoundWhileTheLogIsEmpty)
               0);
     std::uint32_t first = 0;
     EXPECT_EQ(firstLogFile(&env, &first), DB_NOTFOUND);
+}
+
+TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
+{
+    TempEnv env;
+    LogPosition position;
+    for (int i = 0; position.file < 3; ++i) {
+        put(env, i, 1'000'000);
+        ASSERT_EQ(flushedLogPosition(env.get(), &position), 0);
+    }
+    ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
+    std::uint32_t number = 0;
+    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    EXPECT_EQ(number, 3U) << "though the first two are still there";
+    ASSERT_EQ(firstLogFile(env.get(), &number), 0);
+    EXPECT_EQ(number, 1U);
+}
+
+TEST(FirstNeededLogFile, IsTheFirstOneWhenNoneIsUnneeded)
+{
+    TempEnv env;
+    ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
+    std::uint32_t number = 0;
+    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    EXPECT_EQ(number, 1U);
+}
+
+TEST(FirstNeededLogFile, IsNotFoundWhileTheLogIsEmpty)
+{
+    const TempDir home;
+    BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
+    env.set_errcall(nullptr);
+    // Not opened as the server does it, which has a checkpoint written at once.
+    ASSERT_EQ(env.DbEnv::open(home.path().c_str(),
+                              DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
+              0);
+    std::uint32_t number = 0;
+    EXPECT_EQ(firstNeededLogFile(&env, &number), DB_NOTFOUND);
 }

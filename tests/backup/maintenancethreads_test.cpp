@@ -18,6 +18,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -60,6 +61,18 @@ void fillLogs(TempEnv& env, int wanted)
     }
 }
 
+/**
+ * An environment whose own thread is through with its first checkpoint: one that ended only after a test had written
+ * would leave nothing to do for the test's checkpoint.
+ */
+std::unique_ptr<TempEnv> quietEnv()
+{
+    const LogCapture opening(LogInfo);
+    auto env = std::make_unique<TempEnv>();
+    EXPECT_TRUE(opening.waitFor("Done txn_checkpoint"));
+    return env;
+}
+
 struct PageCounts {
     u_int32_t all = 0; // that the cache holds right now
     u_int32_t dirty = 0;
@@ -88,32 +101,32 @@ TEST(MaintenancePeriods, AreTheDocumentedOnes)
 TEST(BDBCheckpointThread, KeepsLogFilesWhileABackupMayWantThem)
 {
     const RestoredSettings restored;
-    TempEnv env;
-    fillLogs(env, 3);
+    const std::unique_ptr<TempEnv> env = quietEnv();
+    fillLogs(*env, 3);
     const LogCapture log(LogInfo);
-    BDBCheckpointThread thread(env.get(), 24h);
+    BDBCheckpointThread thread(env->get(), 24h);
     ASSERT_TRUE(log.waitFor("Done txn_checkpoint"));
     thread.stop();
     thread.waitStopped();
     EXPECT_EQ(log.lines(), (std::vector{"[INFO] Starting txn_checkpoint"s, "[INFO] Done txn_checkpoint 0"s}));
-    EXPECT_EQ(logFiles(env.path()), 3);
+    EXPECT_EQ(logFiles(env->path()), 3);
 }
 
 TEST(BDBCheckpointThread, RemovesUnneededLogFilesOnceBackupIsDisabled)
 {
     const RestoredSettings restored;
-    TempEnv env;
-    fillLogs(env, 3);
+    const std::unique_ptr<TempEnv> env = quietEnv();
+    fillLogs(*env, 3);
     Settings::setBackupDisabled(1);
     const LogCapture log(LogInfo);
-    BDBCheckpointThread thread(env.get(), 24h);
+    BDBCheckpointThread thread(env->get(), 24h);
     ASSERT_TRUE(log.waitFor("Done BDBCheckpointThread.log_archive"));
     thread.stop();
     thread.waitStopped();
     EXPECT_EQ(log.lines(), (std::vector{"[INFO] Starting txn_checkpoint"s, "[INFO] Done txn_checkpoint 1"s,
                                         "[INFO] Starting BDBCheckpointThread.log_archive"s,
                                         "[INFO] Done BDBCheckpointThread.log_archive"s}));
-    EXPECT_EQ(logFiles(env.path()), 1);
+    EXPECT_EQ(logFiles(env->path()), 1);
 }
 
 TEST(BDBCheckpointThread, AsksForACheckpointInEveryCycle)
@@ -241,10 +254,9 @@ TEST(BDBCacheFlushThread, WritesDirtyPagesUntilAShareOfTheCacheIsClean)
 
 TEST(BDBCacheFlushThread, AFailureIsALineAndTheThreadGoesOn)
 {
-    const LogCapture opening(LogInfo);
-    TempEnv env;
     // A first checkpoint of the environment's own thread that met the panic would end this process.
-    ASSERT_TRUE(opening.waitFor("Done txn_checkpoint"));
+    const std::unique_ptr<TempEnv> quiet = quietEnv();
+    TempEnv& env = *quiet;
     const LogCapture log(LogError);
     (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
     {

@@ -209,3 +209,17 @@ TEST_F(Restore, OfAnEnvironmentWithoutTables)
     EXPECT_EQ(run.status, 0) << run.error;
     EXPECT_EQ(run.output, "restored 0 tables with 0 items to " + pathOf("restored") + '\n');
 }
+
+TEST_F(Restore, OfAnEnvironmentWithSettingsOfItsOwnLeavesThemOut)
+{
+    const std::string tuned = makeDirectory("tuned");
+    std::ofstream(tuned + "/DB_CONFIG") << "set_lg_max 20971520\nlog_set_config db_log_dsync off\n";
+    createTable(tableIn(tuned));
+    const std::string target = markedTarget("backup");
+    EXPECT_EQ(actOn(tableIn(tuned), "DbBackup", target), accepted());
+    ASSERT_TRUE(waitUntilComplete(target));
+    EXPECT_THAT(namesIn(target), ElementsAre(logName(1), "t"));
+    const ProgramRun run = restore(target, pathOf("restored"));
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(run.output, "t: 0 items\nrestored 1 tables with 0 items to " + pathOf("restored") + '\n');
+}

@@ -3,8 +3,13 @@
 #include "json/jsonadapter.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -14,15 +19,20 @@ constexpr int SafeDigits = 18;
 /** Attribute values take four levels; what is nested deeper is left to the parser. */
 constexpr int MaxScanDepth = 16;
 
-/** True when one of the eight bytes is a control character, a quote, a backslash or not ASCII (or may be one). */
-bool holdsSpecial(std::uint64_t bytes)
+#if defined(__SSE2__)
+
+/** How many of the bytes from `bytes` on, at most 16, stand for themselves in a string; all 16 are read. */
+int plainBytes(const char* bytes)
 {
-    constexpr std::uint64_t Ones = 0x0101010101010101;
-    constexpr std::uint64_t High = 0x80 * Ones;
-    const auto zeroByte = [](std::uint64_t v) { return (v - Ones) & ~v; };
-    return ((bytes | zeroByte(bytes ^ ('"' * Ones)) | zeroByte(bytes ^ ('\\' * Ones)) | (bytes - 0x20 * Ones)) &
-            High) != 0;
+    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+    // Signed, so that what is not ASCII counts as below a blank, as control characters do.
+    const __m128i special =
+        _mm_or_si128(_mm_cmplt_epi8(text, _mm_set1_epi8(' ')),
+                     _mm_or_si128(_mm_cmpeq_epi8(text, _mm_set1_epi8('"')), _mm_cmpeq_epi8(text, _mm_set1_epi8('\\'))));
+    return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
 }
+
+#endif
 
 /**
  * Walks over JSON in the form in which the writer leaves it. Each function starts at the cursor, leaves it behind what
@@ -185,13 +195,14 @@ private:
     /** Passes the characters that stand for themselves: ASCII, no control character, quote or backslash. */
     void skipPlain()
     {
-        while (end_ - cursor_ >= 8) {
-            std::uint64_t bytes;
-            std::memcpy(&bytes, cursor_, sizeof bytes);
-            if (holdsSpecial(bytes))
-                break;
-            cursor_ += 8;
+#if defined(__SSE2__)
+        while (end_ - cursor_ >= 16) {
+            const int plain = plainBytes(cursor_);
+            cursor_ += plain;
+            if (plain < 16)
+                return;
         }
+#endif
         while (cursor_ != end_ && static_cast<signed char>(*cursor_) >= 0x20 && *cursor_ != '"' && *cursor_ != '\\')
             ++cursor_;
     }

@@ -7,6 +7,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -42,7 +44,7 @@ int refuse(const char* text, int line)
 int conditionValue(const QVariant& value, QByteArray* bytes)
 {
     const QVariantMap typed = value.toMap();
-    const auto text = typed.constFind(QLatin1String("S"));
+    const auto text = typed.constFind(u"S"_s);
     if (text == typed.constEnd())
         return refuse("wrong key", __LINE__);
     return keyBytes(*text, bytes);
@@ -52,10 +54,10 @@ int conditionValue(const QVariant& value, QByteArray* bytes)
 
 int parseCondition(const QVariantMap& condition, KeyCondition* parsed, bool* forward)
 {
-    const auto name = condition.constFind(QLatin1String("ComparisonOperator"));
+    const auto name = condition.constFind(u"ComparisonOperator"_s);
     if (name == condition.constEnd())
         return StatusSuccess;
-    const auto list = condition.constFind(QLatin1String("AttributeValueList"));
+    const auto list = condition.constFind(u"AttributeValueList"_s);
     if (list == condition.constEnd())
         return refuse("attr value list missing", __LINE__);
 

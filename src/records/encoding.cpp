@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstdio>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -20,12 +22,12 @@ enum { PartitionDigestByte = 3 }; // which byte of the digest chooses the partit
  */
 int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes, bool* found)
 {
-    const auto attribute = item->constFind(keyElement.value("AttributeName").toString());
+    const auto attribute = item->constFind(keyElement.value(u"AttributeName"_s).toString());
     *found = attribute != item->constEnd();
     if (!*found)
         return StatusSuccess;
     const QVariantMap typed = attribute->toMap();
-    const auto member = typed.constFind(keyElement.value("AttributeType").toString());
+    const auto member = typed.constFind(keyElement.value(u"AttributeType"_s).toString());
     if (member == typed.constEnd()) {
         LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
         return StatusInternalError;

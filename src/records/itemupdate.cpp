@@ -2,6 +2,8 @@
 
 #include "records/values.h"
 
+using namespace Qt::StringLiterals;
+
 int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item, QVariantMap* answer)
 {
     const bool updatedOld = returnValues == "UPDATED_OLD";
@@ -12,7 +14,7 @@ int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVa
     for (auto it = updates.constBegin(); it != updates.constEnd(); ++it) {
         const QString& name = it.key();
         const QVariantMap update = it->toMap();
-        const QString action = update.value("Action").toString();
+        const QString action = update.value(u"Action"_s).toString();
         const bool put = action == "PUT";
         const bool add = action == "ADD";
         if (!put && !add && action != "DELETE")
@@ -23,11 +25,11 @@ int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVa
             answer->insert(name, item->value(name));
         if (add && exists) {
             QVariantMap current = item->value(name).toMap();
-            if (const int rc = applyAdd(&current, update.value("Value").toMap()))
+            if (const int rc = applyAdd(&current, update.value(u"Value"_s).toMap()))
                 return rc;
             item->insert(name, current);
         } else if (put || add) {
-            item->insert(name, update.value("Value"));
+            item->insert(name, update.value(u"Value"_s));
         } else {
             item->remove(name);
         }

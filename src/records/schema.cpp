@@ -2,11 +2,13 @@
 
 #include "log/log.h"
 #include "records/encoding.h"
-#include "records/lookup.h"
 #include "records/itemformatter.h"
+#include "records/lookup.h"
 #include "records/recordops.h"
 #include "storage/deadlockretry.h"
 #include "json/jsonadapter.h"
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -39,8 +41,8 @@ int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* ele
     if (found == keySchema.constEnd())
         return StatusInternalError;
     *element = found->toMap();
-    const bool usable = element->contains("AttributeName") && element->contains("AttributeType") &&
-                        element->value("AttributeType").toString() == "S";
+    const bool usable = element->contains(u"AttributeName"_s) && element->contains(u"AttributeType"_s) &&
+                        element->value(u"AttributeType"_s).toString() == "S";
     return usable ? StatusSuccess : StatusInternalError;
 }
 
@@ -75,7 +77,7 @@ int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* de
     if (rawOnly)
         return StatusSuccess;
 
-    const QVariantMap keySchema = description->value("KeySchema").toMap();
+    const QVariantMap keySchema = description->value(u"KeySchema"_s).toMap();
     const int rc1 = takeElement(keySchema, "HashKeyElement", &request.hashKeyElement);
     const int rc2 = takeElement(keySchema, "RangeKeyElement", &request.rangeKeyElement);
     if (rc1 != 0 || rc2 != 0) {

@@ -4,6 +4,8 @@
 #include "records/encoding.h"
 #include "records/requestcontext.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -20,11 +22,11 @@ bool matches(const QVariantMap& oldItem, const QString& name, const QVariantMap&
     if (attribute == oldItem.constEnd())
         return false;
     const QVariantMap old = attribute->toMap();
-    const QVariantMap want = condition.value("Value").toMap();
-    if (old.contains("S") && want.contains("S"))
-        return old.value("S").toString() == want.value("S").toString();
-    if (old.contains("N") && want.contains("N"))
-        return integerOf(old.value("N")) == integerOf(want.value("N"));
+    const QVariantMap want = condition.value(u"Value"_s).toMap();
+    if (old.contains(u"S"_s) && want.contains(u"S"_s))
+        return old.value(u"S"_s).toString() == want.value(u"S"_s).toString();
+    if (old.contains(u"N"_s) && want.contains(u"N"_s))
+        return integerOf(old.value(u"N"_s)) == integerOf(want.value(u"N"_s));
     return false;
 }
 
@@ -49,12 +51,12 @@ int checkExpected(const QVariantMap& oldItem, const QVariantMap& expected)
 {
     for (auto it = expected.constBegin(); it != expected.constEnd(); ++it) {
         const QVariantMap condition = it->toMap();
-        if (const auto exists = condition.constFind("Exists"); exists != condition.constEnd()) {
+        if (const auto exists = condition.constFind(u"Exists"_s); exists != condition.constEnd()) {
             if (!exists->toBool() && oldItem.contains(it.key()))
                 return StatusConditionFailed;
             continue;
         }
-        if (!condition.contains("Value")) {
+        if (!condition.contains(u"Value"_s)) {
             LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
             return StatusInternalError;
         }
@@ -66,19 +68,19 @@ int checkExpected(const QVariantMap& oldItem, const QVariantMap& expected)
 
 int applyAdd(QVariantMap* current, const QVariantMap& addend)
 {
-    if (addend.contains("N")) {
-        if (!current->contains("N"))
+    if (addend.contains(u"N"_s)) {
+        if (!current->contains(u"N"_s))
             return attributeMissing(__LINE__);
         // A sum beyond 64 bits wraps around.
-        const auto sum = static_cast<qulonglong>(integerOf(current->value("N"))) +
-                         static_cast<qulonglong>(integerOf(addend.value("N")));
-        current->insert("N", QByteArray::number(static_cast<qlonglong>(sum)).append('\0'));
+        const auto sum = static_cast<qulonglong>(integerOf(current->value(u"N"_s))) +
+                         static_cast<qulonglong>(integerOf(addend.value(u"N"_s)));
+        current->insert(u"N"_s, QByteArray::number(static_cast<qlonglong>(sum)).append('\0'));
         return StatusSuccess;
     }
-    if (!addend.contains("S"))
+    if (!addend.contains(u"S"_s))
         return attributeMissing(__LINE__);
-    if (!current->contains("S"))
+    if (!current->contains(u"S"_s))
         return attributeMissing(__LINE__);
-    current->insert("S", storedText(current->value("S").toString() + addend.value("S").toString()));
+    current->insert(u"S"_s, storedText(current->value(u"S"_s).toString() + addend.value(u"S"_s).toString()));
     return StatusSuccess;
 }

@@ -4,6 +4,8 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbhotbackup.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -27,13 +29,13 @@ int backupControl(BDBRequest& request, const QVariant& target, BDBBackupMode mod
 
 int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVariantMap& actions)
 {
-    if (actions.contains("FlushDB"))
+    if (actions.contains(u"FlushDB"_s))
         return flushDb(request, tableName);
-    if (actions.contains("DbBackup"))
-        return backupControl(request, actions.value("DbBackup"), BackupFull);
-    if (actions.contains("UpdateDbBackup"))
-        return backupControl(request, actions.value("UpdateDbBackup"), BackupShipLogs);
-    if (actions.contains("StopDbBackup"))
+    if (actions.contains(u"DbBackup"_s))
+        return backupControl(request, actions.value(u"DbBackup"_s), BackupFull);
+    if (actions.contains(u"UpdateDbBackup"_s))
+        return backupControl(request, actions.value(u"UpdateDbBackup"_s), BackupShipLogs);
+    if (actions.contains(u"StopDbBackup"_s))
         return backupControl(request, QVariant(), BackupStop);
     return StatusSuccess;
 }

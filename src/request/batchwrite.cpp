@@ -17,6 +17,8 @@
 
 #include <QSet>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -32,7 +34,7 @@ int refuse(const char* text, int line)
 /** Batch writes take no conditions and return nothing. */
 bool hasConditions(const QVariantMap& entry)
 {
-    return entry.contains("ReturnValues") || entry.contains("Expected");
+    return entry.contains(u"ReturnValues"_s) || entry.contains(u"Expected"_s);
 }
 
 /** 0 when the table belongs to the batch's environment, which the first table fixes; 1 with a line when it does not. */
@@ -60,7 +62,7 @@ int batchPutItem(BDBRequest& request, const QByteArray& tableName, const QVarian
 {
     if (hasConditions(put))
         return refuse("condition check failed", __LINE__);
-    QVariantMap item = put.value("Item").toMap();
+    QVariantMap item = put.value(u"Item"_s).toMap();
     QByteArray hashKey;
     QByteArray rangeKey;
     if (const int rc = extractKeys(request, &item, &hashKey, &rangeKey))
@@ -81,7 +83,7 @@ int batchDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVar
         return refuse("condition check failed", __LINE__);
     QByteArray hashKey;
     QByteArray rangeKey;
-    if (const int rc = readElementKeys(deletion.value("Key").toMap(), &hashKey, &rangeKey))
+    if (const int rc = readElementKeys(deletion.value(u"Key"_s).toMap(), &hashKey, &rangeKey))
         return rc;
     BDBIndex* db = nullptr;
     if (const int rc = openPartition(request, tableName, hashKey, &db))
@@ -99,9 +101,9 @@ int writeTableRequests(BDBRequest& request, const QByteArray& tableName, const Q
     for (const QVariant& entry : entries) {
         const QVariantMap write = entry.toMap();
         int rc = StatusSuccess;
-        if (const auto put = write.constFind(QLatin1String("PutRequest")); put != write.constEnd())
+        if (const auto put = write.constFind(u"PutRequest"_s); put != write.constEnd())
             rc = batchPutItem(request, tableName, put->toMap(), txn, &seen);
-        else if (const auto del = write.constFind(QLatin1String("DeleteRequest")); del != write.constEnd())
+        else if (const auto del = write.constFind(u"DeleteRequest"_s); del != write.constEnd())
             rc = batchDeleteItem(request, tableName, del->toMap(), txn, &seen);
         if (rc != 0)
             return rc;
@@ -151,7 +153,7 @@ private:
 
 int batchWriteItem(BDBRequest& request)
 {
-    const QVariantMap tables = request.parsedBody.value("RequestItems").toMap();
+    const QVariantMap tables = request.parsedBody.value(u"RequestItems"_s).toMap();
     if (tables.isEmpty()) {
         LOG_ERROR(LogOrigin, __LINE__) << "empty request";
         return StatusInvalidRequest;
@@ -176,6 +178,6 @@ int batchWriteItem(BDBRequest& request)
     access.dismiss();
     unlockEnv(request.registry, attempt.lastTable);
     if (!attempt.unprocessed.isEmpty())
-        request.reply.insert("UnprocessedItems", attempt.unprocessed);
+        request.reply.insert(u"UnprocessedItems"_s, attempt.unprocessed);
     return rc;
 }

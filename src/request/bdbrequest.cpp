@@ -34,7 +34,8 @@ constexpr Operation Operations[] = {
 
 void dispatch(BDBRequest& request)
 {
-    // Kept: names are compared up to their first zero byte: a name that goes on behind one is the operation in front of it.
+    // Kept: names are compared up to their first zero byte: a name that goes on behind one is the operation in front of
+    // it.
     const char* name = request.operation.constData();
     for (const Operation& operation : Operations) {
         if (std::strcmp(name, operation.name) == 0) {

@@ -13,6 +13,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /** An item that a request names: its table, its keys, and the open database of its partition. */
@@ -31,7 +33,7 @@ int openItem(BDBRequest& request, EnvAccess* access, ItemPlace* place)
     place->tableName = tableNameOf(request);
     if (const int rc = openTable(request, place->tableName, access))
         return rc;
-    if (const int rc = readElementKeys(request.parsedBody.value("Key").toMap(), &place->hashKey, &place->rangeKey))
+    if (const int rc = readElementKeys(request.parsedBody.value(u"Key"_s).toMap(), &place->hashKey, &place->rangeKey))
         return rc;
     return openPartition(request, place->tableName, place->hashKey, &place->db);
 }
@@ -45,9 +47,9 @@ template <typename Attempt> int retryItem(const char* operation, const ItemPlace
 }
 
 /** A member of the request's body as a map; nothing when the body has no such member. */
-std::optional<QVariantMap> optionalMap(const BDBRequest& request, const char* name)
+std::optional<QVariantMap> optionalMap(const BDBRequest& request, const QString& name)
 {
-    const auto found = request.parsedBody.constFind(QLatin1String(name));
+    const auto found = request.parsedBody.constFind(name);
     if (found == request.parsedBody.constEnd())
         return std::nullopt;
     return found->toMap();
@@ -60,7 +62,7 @@ template <typename T> T* pointerTo(std::optional<T>& value)
 
 bool wantsOldItem(const BDBRequest& request)
 {
-    return request.parsedBody.value("ReturnValues").toString() == "ALL_OLD";
+    return request.parsedBody.value(u"ReturnValues"_s).toString() == "ALL_OLD";
 }
 
 /**
@@ -90,10 +92,10 @@ int putItem(BDBRequest& request)
     QVariantMap description;
     if (const int rc = loadSchema(request, place.tableName, &description, false))
         return rc;
-    QVariantMap item = request.parsedBody.value("Item").toMap();
+    QVariantMap item = request.parsedBody.value(u"Item"_s).toMap();
     if (const int rc = extractKeys(request, &item, &place.hashKey, &place.rangeKey))
         return rc;
-    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     if (const int rc = openPartition(request, place.tableName, place.hashKey, &place.db))
         return rc;
 
@@ -105,7 +107,7 @@ int putItem(BDBRequest& request)
     });
     // Kept: "Attributes" is always there, with the new item unless the old one was asked for.
     if (rc == 0)
-        request.reply.insert("Attributes", returnOld ? QVariant(oldItem) : QVariant::fromValue(stored));
+        request.reply.insert(u"Attributes"_s, returnOld ? QVariant(oldItem) : QVariant::fromValue(stored));
     return rc;
 }
 
@@ -116,15 +118,15 @@ int getItem(BDBRequest& request)
     if (const int rc = openItem(request, &access, &place))
         return rc;
     ItemFormatter format;
-    if (request.parsedBody.contains("AttributesToGet"))
-        format.keepOnly(listOf(request.parsedBody.value("AttributesToGet")));
+    if (request.parsedBody.contains(u"AttributesToGet"_s))
+        format.keepOnly(listOf(request.parsedBody.value(u"AttributesToGet"_s)));
     Json::RawText item;
     const int rc =
         retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &format, &item.text); });
     if (rc == DB_NOTFOUND)
         return StatusSuccess;
     if (rc == 0)
-        request.reply.insert("Item", QVariant::fromValue(item));
+        request.reply.insert(u"Item"_s, QVariant::fromValue(item));
     return rc;
 }
 
@@ -134,7 +136,7 @@ int deleteItem(BDBRequest& request)
     EnvAccess access;
     if (const int rc = openItem(request, &access, &place))
         return rc;
-    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     const bool returnOld = wantsOldItem(request);
 
     QVariantMap oldItem;
@@ -143,9 +145,9 @@ int deleteItem(BDBRequest& request)
         return deleteDb(request, place.db, place.key(), pointerTo(expected), returnOld ? &oldItem : nullptr);
     });
     if (rc != 0)
-        request.reply.insert("Attributes", QVariantMap()); // Kept: also on failure
+        request.reply.insert(u"Attributes"_s, QVariantMap()); // Kept: also on failure
     else if (returnOld)
-        request.reply.insert("Attributes", oldItem);
+        request.reply.insert(u"Attributes"_s, oldItem);
     return rc;
 }
 
@@ -155,11 +157,11 @@ int updateItem(BDBRequest& request)
     EnvAccess access;
     if (const int rc = openItem(request, &access, &place))
         return rc;
-    const QVariantMap updates = request.parsedBody.value("AttributeUpdates").toMap();
-    std::optional<QVariantMap> expected = optionalMap(request, "Expected");
+    const QVariantMap updates = request.parsedBody.value(u"AttributeUpdates"_s).toMap();
+    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     std::optional<QByteArray> returnValues;
-    if (request.parsedBody.contains("ReturnValues"))
-        returnValues = request.parsedBody.value("ReturnValues").toString().toUtf8();
+    if (request.parsedBody.contains(u"ReturnValues"_s))
+        returnValues = request.parsedBody.value(u"ReturnValues"_s).toString().toUtf8();
 
     QVariantMap attributes;
     const int rc = retryItem("updateItem", place, [&] {
@@ -170,6 +172,6 @@ int updateItem(BDBRequest& request)
         return rc;
     if (*returnValues == "ALL_NEW" || *returnValues == "ALL_OLD")
         addBareKeys(request, place, &attributes);
-    request.reply.insert("Attributes", attributes);
+    request.reply.insert(u"Attributes"_s, attributes);
     return rc;
 }

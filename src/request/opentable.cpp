@@ -3,9 +3,11 @@
 #include "records/encoding.h"
 #include "records/lookup.h"
 
+using namespace Qt::StringLiterals;
+
 QByteArray tableNameOf(const BDBRequest& request)
 {
-    return request.parsedBody.value("TableName").toString().toUtf8();
+    return request.parsedBody.value(u"TableName"_s).toString().toUtf8();
 }
 
 int openTable(BDBRequest& request, const QByteArray& tableName, EnvAccess* access)

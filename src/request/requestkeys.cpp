@@ -4,19 +4,21 @@
 #include "records/encoding.h"
 #include "records/requestcontext.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
 /** What is said of one of the two elements of a key, in requests and in schemas. */
 struct KeyElement {
-    const char* name;
+    QString name;
     const char* missing;
     const char* wrong;
 };
 
-constexpr KeyElement HashElement{"HashKeyElement", "hash key missing", "wrong hash-key"};
-constexpr KeyElement RangeElement{"RangeKeyElement", "range key missing", "wrong range-key"};
+const KeyElement HashElement{u"HashKeyElement"_s, "hash key missing", "wrong hash-key"};
+const KeyElement RangeElement{u"RangeKeyElement"_s, "range key missing", "wrong range-key"};
 
 int refuse(const char* text, int line)
 {
@@ -26,11 +28,11 @@ int refuse(const char* text, int line)
 
 int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* bytes)
 {
-    const auto found = key.constFind(QLatin1String(element.name));
+    const auto found = key.constFind(element.name);
     if (found == key.constEnd())
         return refuse(element.missing, __LINE__);
     const QVariantMap typed = found->toMap();
-    const auto value = typed.constFind(QLatin1String("S"));
+    const auto value = typed.constFind(u"S"_s);
     if (value == typed.constEnd())
         return refuse(element.wrong, __LINE__);
     return keyBytes(*value, bytes);
@@ -38,15 +40,15 @@ int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* b
 
 int readSchemaElement(const QVariantMap& keySchema, const KeyElement& element, QString* name)
 {
-    const auto found = keySchema.constFind(QLatin1String(element.name));
+    const auto found = keySchema.constFind(element.name);
     if (found == keySchema.constEnd())
         return refuse(element.missing, __LINE__);
     const QVariantMap attribute = found->toMap();
-    if (!attribute.contains("AttributeType") || !attribute.contains("AttributeName"))
+    if (!attribute.contains(u"AttributeType"_s) || !attribute.contains(u"AttributeName"_s))
         return refuse("schema attr missing", __LINE__);
-    if (attribute.value("AttributeType").toString() != "S")
+    if (attribute.value(u"AttributeType"_s).toString() != "S")
         return refuse(element.wrong, __LINE__);
-    *name = attribute.value("AttributeName").toString();
+    *name = attribute.value(u"AttributeName"_s).toString();
     return StatusSuccess;
 }
 
@@ -61,7 +63,7 @@ int readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByteArray* ran
 
 int schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName)
 {
-    const auto keySchema = schema.constFind(QLatin1String("KeySchema"));
+    const auto keySchema = schema.constFind(u"KeySchema"_s);
     if (keySchema == schema.constEnd())
         return refuse("key schema missing", __LINE__);
     if (const int rc = readSchemaElement(keySchema->toMap(), HashElement, hashName))

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -30,7 +32,7 @@ struct PageRequest {
 
 int limitOf(const QVariantMap& body)
 {
-    const auto limit = body.constFind(QLatin1String("Limit"));
+    const auto limit = body.constFind(u"Limit"_s);
     if (limit == body.constEnd())
         return DefaultLimit;
     // Below zero is as good as zero, and leaves a walk room to count down.
@@ -39,14 +41,14 @@ int limitOf(const QVariantMap& body)
 
 void readPageOptions(const QVariantMap& body, PageRequest* page)
 {
-    page->countOnly = body.value("Count").toBool();
+    page->countOnly = body.value(u"Count"_s).toBool();
     page->limit = limitOf(body);
-    page->attributesToGet = listOf(body.value("AttributesToGet"));
+    page->attributesToGet = listOf(body.value(u"AttributesToGet"_s));
 }
 
 int readStartKey(const QVariantMap& body, PageRequest* page)
 {
-    const auto start = body.constFind(QLatin1String("ExclusiveStartKey"));
+    const auto start = body.constFind(u"ExclusiveStartKey"_s);
     page->hasStart = start != body.constEnd();
     return page->hasStart ? readElementKeys(start->toMap(), &page->startHash, &page->startRange) : 0;
 }
@@ -54,11 +56,11 @@ int readStartKey(const QVariantMap& body, PageRequest* page)
 /** What a read that failed answers beside its status. */
 void answerNothing(BDBRequest& request, const PageRequest& page, bool withScannedCount)
 {
-    request.reply.insert("Count", 0);
+    request.reply.insert(u"Count"_s, 0);
     if (withScannedCount)
-        request.reply.insert("ScannedCount", 0);
+        request.reply.insert(u"ScannedCount"_s, 0);
     if (!page.countOnly)
-        request.reply.insert("Items", QVariantList());
+        request.reply.insert(u"Items"_s, QVariantList());
 }
 
 /**
@@ -67,18 +69,18 @@ void answerNothing(BDBRequest& request, const PageRequest& page, bool withScanne
  */
 void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
 {
-    QVariantMap key = request.parsedBody.value("ExclusiveStartKey").toMap();
-    key.insert("HashKeyElement", hash);
+    QVariantMap key = request.parsedBody.value(u"ExclusiveStartKey"_s).toMap();
+    key.insert(u"HashKeyElement"_s, hash);
     if (!range.isEmpty())
-        key.insert("RangeKeyElement", range);
-    request.reply.insert("LastEvaluatedKey", key);
+        key.insert(u"RangeKeyElement"_s, range);
+    request.reply.insert(u"LastEvaluatedKey"_s, key);
 }
 
 void answerItems(BDBRequest& request, const PageRequest& page, int count, const QByteArray& items)
 {
-    request.reply.insert("Count", count);
+    request.reply.insert(u"Count"_s, count);
     if (!page.countOnly)
-        request.reply.insert("Items", QVariant::fromValue(Json::RawElements{items}));
+        request.reply.insert(u"Items"_s, QVariant::fromValue(Json::RawElements{items}));
 }
 
 ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names)
@@ -129,7 +131,7 @@ int scanTable(BDBRequest& request)
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, page, true, &names))
         return rc;
-    const QVariantMap filter = request.parsedBody.value("ScanFilter").toMap();
+    const QVariantMap filter = request.parsedBody.value(u"ScanFilter"_s).toMap();
 
     ItemFormatter format = formatterOf(page, names);
     ScanProgress progress;
@@ -152,7 +154,7 @@ int scanTable(BDBRequest& request)
 
     if (!progress.lastHash.isEmpty())
         answerLastKey(request, progress.lastHash, progress.lastRange);
-    request.reply.insert("ScannedCount", progress.scanned);
+    request.reply.insert(u"ScannedCount"_s, progress.scanned);
     answerItems(request, page, progress.count, progress.items);
     return StatusSuccess;
 }
@@ -169,21 +171,21 @@ int queryTable(BDBRequest& request)
         return rc;
     QByteArray hashKey = page.startHash;
     if (!page.hasStart) {
-        if (!body.contains("HashKeyValue")) {
+        if (!body.contains(u"HashKeyValue"_s)) {
             // Kept: a query without a hash key succeeds, and says so in the form of another operation.
-            request.reply.insert("Attributes", QVariantMap());
+            request.reply.insert(u"Attributes"_s, QVariantMap());
             return StatusSuccess;
         }
-        const QVariantMap value = body.value("HashKeyValue").toMap();
-        if (!value.contains("S")) {
+        const QVariantMap value = body.value(u"HashKeyValue"_s).toMap();
+        if (!value.contains(u"S"_s)) {
             LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
             return StatusInternalError;
         }
-        if (const int rc = keyBytes(value.value("S"), &hashKey))
+        if (const int rc = keyBytes(value.value(u"S"_s), &hashKey))
             return rc;
     }
     readPageOptions(body, &page);
-    const bool forward = body.value("ScanIndexForward", true).toBool();
+    const bool forward = body.value(u"ScanIndexForward"_s, true).toBool();
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, page, false, &names))
         return rc;
@@ -194,8 +196,8 @@ int queryTable(BDBRequest& request)
     BDBIndex* db = nullptr;
     if (const int rc = openPartitionAt(request, tableName, partition, &db))
         return rc;
-    const bool hasCondition = body.contains("RangeKeyCondition");
-    const QVariantMap condition = body.value("RangeKeyCondition").toMap();
+    const bool hasCondition = body.contains(u"RangeKeyCondition"_s);
+    const QVariantMap condition = body.value(u"RangeKeyCondition"_s).toMap();
     const QueryRange range{hashKey, page.startRange, page.limit, forward, hasCondition ? &condition : nullptr};
     ItemFormatter format = formatterOf(page, names);
     QueryResult found;

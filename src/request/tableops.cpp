@@ -14,6 +14,8 @@
 #include <filesystem>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -65,9 +67,9 @@ int createTable(BDBRequest& request)
 
     const QVariantMap description{
         {"CreationDateTime", CreationDateTime},
-        {"KeySchema", request.parsedBody.value("KeySchema").toMap()},
-        {"ProvisionedThroughput", request.parsedBody.value("ProvisionedThroughput").toMap()},
-        {"TableName", request.parsedBody.value("TableName").toString()},
+        {"KeySchema", request.parsedBody.value(u"KeySchema"_s).toMap()},
+        {"ProvisionedThroughput", request.parsedBody.value(u"ProvisionedThroughput"_s).toMap()},
+        {"TableName", request.parsedBody.value(u"TableName"_s).toString()},
         {"TableStatus", "ACTIVE"},
     };
     const int rc = retryOnDeadlock(
@@ -79,7 +81,7 @@ int createTable(BDBRequest& request)
     if (rc != 0)
         return rc;
     const int flushed = flushEnv(request);
-    request.reply.insert("TableDescription", description);
+    request.reply.insert(u"TableDescription"_s, description);
     return flushed;
 }
 
@@ -95,10 +97,10 @@ int describeTable(BDBRequest& request)
     const int rc = loadSchema(request, tableName, &description, false);
     const qlonglong bytes = directorySize(tableName, true);
     if (!description.isEmpty()) {
-        description.insert("ItemCount", ItemCount);
-        description.insert("TableName", request.parsedBody.value("TableName").toString());
-        description.insert("TableSizeBytes", bytes);
-        request.reply.insert("Table", description);
+        description.insert(u"ItemCount"_s, ItemCount);
+        description.insert(u"TableName"_s, request.parsedBody.value(u"TableName"_s).toString());
+        description.insert(u"TableSizeBytes"_s, bytes);
+        request.reply.insert(u"Table"_s, description);
     }
     return rc;
 }
@@ -121,11 +123,11 @@ int deleteTable(BDBRequest& request)
 int updateTable(BDBRequest& request)
 {
     const QByteArray tableName = tableNameOf(request);
-    const QVariantMap actions = request.parsedBody.value("ProvisionedThroughput").toMap();
+    const QVariantMap actions = request.parsedBody.value(u"ProvisionedThroughput"_s).toMap();
     EnvAccess access;
     if (const int rc = openTable(request, tableName, &access))
         return rc;
     const int rc = runAdminAction(request, tableName, actions);
-    request.reply.insert("TableDescription", QVariantMap{{"TableStatus", "ACTIVE"}});
+    request.reply.insert(u"TableDescription"_s, QVariantMap{{"TableStatus", "ACTIVE"}});
     return rc;
 }

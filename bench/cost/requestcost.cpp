@@ -1,0 +1,104 @@
+#include "common/workload.h"
+#include "load/requests.h"
+
+#include "net/bdbreqhandler_linux.h"
+#include "storage/bdbobjtable.h"
+#include "storage/settings.h"
+
+#include <CLI/CLI.hpp>
+
+#include <db_cxx.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+using namespace Bench;
+
+namespace {
+
+constexpr qsizetype PieceBytes = 4096; // as a worker receives them
+
+/** One connection without its socket: what a request goes through between the socket and Berkeley DB. */
+class LoneConnection {
+public:
+    /** False when the reply is no success; it is then printed. */
+    [[nodiscard]] bool run(const QByteArray& request)
+    {
+        int rc = 0;
+        for (qsizetype at = 0; rc == 0 && at < request.size(); at += PieceBytes)
+            rc = handler_.appendData(request.constData() + at,
+                                     static_cast<unsigned>(std::min(PieceBytes, request.size() - at)));
+        if (rc == 0)
+            rc = handler_.handle();
+        const TransferBuffer& reply = handler_.sendBuffer();
+        const std::string_view bytes(reply.data, reply.length);
+        const bool success = rc == 0 && bytes.find(R"("__rc":200)") != std::string_view::npos;
+        if (!success)
+            std::fprintf(stderr, "request-cost: %.*s\n", static_cast<int>(bytes.size()), bytes.data());
+        handler_.reset();
+        return success;
+    }
+
+private:
+    BDBObjTable environments_{1024};
+    BDBReqHandler_linux handler_{1024, 256, &environments_, -1};
+};
+
+bool runAll(LoneConnection& connection, RequestMaker& requests, unsigned count)
+{
+    for (unsigned i = 0; i < count; ++i) {
+        if (!connection.run(requests.next()))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
+int main(int argc, char** argv)
+{
+    std::string name;
+    std::string directory = "build/bench/cost";
+    unsigned count = 10000;
+    Workload workload;
+    workload.items = 1000;
+    CLI::App app(
+        "Takes requests through the server's own code in one thread and without a network, for tools that count: "
+        "callgrind, heaptrack. See script/profile.");
+    app.add_option("OPERATION", name, operationNames())->required();
+    app.add_option("--directory", directory, "The environment's home; it must exist")->capture_default_str();
+    app.add_option("-n,--requests", count, "How many")->capture_default_str();
+    app.add_option("-k,--items", workload.items, "Items of the table")->capture_default_str();
+    app.add_option("-i,--item-size", workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+    const auto operation = operationNamed(name);
+    if (!operation || !workload.isValid()) {
+        std::fputs("request-cost: no such operation, or no such items\n", stderr);
+        return 1;
+    }
+
+    Settings::setTxnCommitFlags(DB_TXN_NOSYNC); // the disk's time is not what is asked for
+    const QByteArray table = QByteArray::fromStdString(std::filesystem::absolute(directory).string()) + "|items";
+    LoneConnection connection;
+    RequestMaker puts(table, Operation::Put, workload, 1);
+    if (!connection.run(PreparedRequest("CreateTable", tableDescription(table), 0).bytes()))
+        return 1;
+    for (unsigned item = 0; item < workload.items; ++item) {
+        if (!connection.run(puts.at(item)))
+            return 1;
+    }
+    RequestMaker requests(table, *operation, workload, 2);
+    const auto begin = std::chrono::steady_clock::now();
+    if (!runAll(connection, requests, count))
+        return 1;
+    const std::chrono::duration<double, std::micro> spent = std::chrono::steady_clock::now() - begin;
+    std::printf("%s: %.2f us each\n", name.c_str(), spent.count() / std::max(count, 1U));
+    std::fflush(stdout);
+    std::_Exit(0); // as the server ends; what was counted is the requests
+}

@@ -1,0 +1,127 @@
+#include "common/measure.h"
+#include "limits/directtable.h"
+#include "limits/directworker.h"
+
+#include "log/log.h"
+#include "storage/settings.h"
+
+#include <CLI/CLI.hpp>
+#include <db_cxx.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <thread>
+#include <vector>
+
+using namespace Bench;
+
+namespace {
+
+struct Options {
+    std::string action;
+    std::string directory = "build/bench/direct";
+    Workload workload;
+    unsigned clients = 8;
+    double seconds = 2;
+    double warmUp = 0.3;
+    bool withoutSync = false;
+    bool asJson = false;
+};
+
+int complain(const char* step, int rc)
+{
+    std::fprintf(stderr, "bdb-limit: %s: result %d\n", step, rc); // the layers below have said more
+    return 1;
+}
+
+int refuse(const char* text)
+{
+    std::fprintf(stderr, "bdb-limit: %s\n", text);
+    return 1;
+}
+
+void runWorker(DirectWorker worker, const Window& window, Result* result)
+{
+    Clock::time_point began = Clock::now();
+    while (began < window.end) {
+        const int rc = worker.run();
+        const Clock::time_point now = Clock::now();
+        if (rc == 0)
+            result->addSuccess(window, began, now);
+        else
+            ++result->errors;
+        began = now;
+    }
+}
+
+/** The cache is the process's own and empty: brings in what fits, as it is in a server that has run for a while. */
+int warmCache(const DirectTable& table, const Workload& workload)
+{
+    DirectWorker reader(table, Operation::Get, workload, 1);
+    for (unsigned i = 0; i < std::min(workload.items, 20000U); ++i) {
+        if (const int rc = reader.run())
+            return rc;
+    }
+    return 0;
+}
+
+int measure(const Options& options, Operation operation, DirectTable& table)
+{
+    if (const int rc = warmCache(table, options.workload))
+        return complain("reading", rc);
+    std::vector<Result> results(options.clients);
+    const Window window(options.warmUp, options.seconds);
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i < options.clients; ++i)
+        threads.emplace_back(runWorker, DirectWorker(table, operation, options.workload, i + 1), window, &results[i]);
+    for (std::thread& thread : threads)
+        thread.join();
+    if (const int rc = table.checkpoint())
+        return complain("checkpoint", rc);
+
+    Result total;
+    for (const Result& result : results)
+        total.add(result);
+    print(options.action + ", " + std::to_string(options.clients) + " threads", total, window.seconds(),
+          options.asJson);
+    return total.errors == 0 ? 0 : 1;
+}
+
+int run(const Options& options)
+{
+    if (!options.workload.isValid())
+        return refuse("items come in hundreds, at least two of them, and have at most 400000 bytes");
+    const auto operation = operationNamed(options.action);
+    if (!operation && options.action != "load")
+        return refuse("there is no such operation");
+    Log::setDestination(stderr);
+    Log::setThreshold(LogWarn);
+    Settings::setTxnCommitFlags(options.withoutSync ? DB_TXN_NOSYNC : DB_TXN_SYNC);
+    DirectTable table;
+    if (const int rc = table.open(QByteArray::fromStdString(options.directory)))
+        return complain("opening", rc);
+    if (operation)
+        return measure(options, *operation, table);
+    const int rc = table.load(options.workload);
+    return rc == 0 ? 0 : complain("loading", rc);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Options options;
+    CLI::App app("Does what quorva-bench asks a server for, directly on Berkeley DB and with nothing around it: the "
+                 "rate that no server on the same storage exceeds.");
+    app.add_option("ACTION", options.action, operationNames() + "; load creates the items")->required();
+    app.add_option("--directory", options.directory, "The environment's home; it must exist")->capture_default_str();
+    app.add_option("-c,--clients", options.clients, "Threads")->capture_default_str();
+    app.add_option("-s,--seconds", options.seconds, "Length of the measure")->capture_default_str();
+    app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
+    app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
+    app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
+    app.add_flag("-n", options.withoutSync, "Commit without waiting for the disk");
+    app.add_flag("--json", options.asJson, "Print the result as JSON");
+    CLI11_PARSE(app, argc, argv);
+    return run(options);
+}

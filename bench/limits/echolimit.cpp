@@ -1,0 +1,62 @@
+#include "log/log.h"
+#include "net/bdbsocket.h"
+#include "request/bdbrequest.h"
+#include "json/jsontext.h"
+
+#include <CLI/CLI.hpp>
+
+#include <QThread>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include <unistd.h>
+
+namespace {
+
+// What surrounds the filler in a reply, the length prefix in front included.
+constexpr qsizetype Overhead = 4 + std::string_view(R"({"":,"__rc":200,"__rcstr":"OK"})").size();
+constexpr qsizetype LargestReply = 16 * 1024 * 1024;
+
+} // namespace
+
+/**
+ * In place of the server's: answers with as many bytes as the body asks for, a decimal number in front of spaces. They
+ * are written as they stand, so that the rate is that of the network layer alone.
+ */
+void dispatch(BDBRequest& request)
+{
+    static const QByteArray filler(LargestReply, 'x');
+    const auto wanted = static_cast<qsizetype>(std::strtoul(request.body.constData(), nullptr, 10));
+    const qsizetype length = std::clamp<qsizetype>(wanted - Overhead, 0, LargestReply);
+    const Json::RawText text{QByteArray::fromRawData(filler.constData(), length)};
+    request.reply.insert(QString(), QVariant::fromValue(text));
+    request.status = StatusSuccess;
+}
+
+// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
+int main(int argc, char** argv)
+{
+    int port = 4568;
+    int workers = 4 * QThread::idealThreadCount(); // the server's defaults
+    int poolMax = 10 * workers;
+    CLI::App app("The server's network layer with nothing behind it: the same framing, threads and hand-over, and "
+                 "replies of the length that quorva-bench --echo asks for. Runs until standard input ends.");
+    app.add_option("-p,--port", port, "Port on 127.0.0.1")->capture_default_str();
+    app.add_option("-w", workers, "I/O worker threads")->capture_default_str();
+    app.add_option("-m", poolMax, "Most threads of the pool")->capture_default_str();
+    CLI11_PARSE(app, argc, argv);
+
+    Log::setDestination(stderr);
+    BDBServer server(1024, 256, 12341234, 0x100000, workers, poolMax);
+    if (server.listen("127.0.0.1", port) != 0) {
+        std::perror("echo-limit: listen");
+        return 1;
+    }
+    LOG_INFO << "Server listening on " << server.port();
+    while (std::getchar() != EOF) { // whoever started it holds the other end, and so ends it in any case
+    }
+    _exit(0); // without destructors, like the server
+}

@@ -1,0 +1,45 @@
+#ifndef QUORVA_BENCH_LOAD_CHECKER_H
+#define QUORVA_BENCH_LOAD_CHECKER_H
+
+#include "common/workload.h"
+
+#include "client/connection.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+namespace Bench {
+
+/** Sends a framed request and parses its reply. False with a text in `error` when it is no success. */
+[[nodiscard]] bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVariantMap* reply,
+                                QString* error);
+
+/** Compares a server's replies with what they have to be, in full. For one thread. */
+class Checker {
+public:
+    /** Nothing is owned; all outlives the checker. */
+    Checker(Client::Connection& connection, const QByteArray& tableName, const Workload& workload, QString* error);
+
+    /** Updates an item and puts it back, and reads some items, two hash keys and a page. False at the first surprise.
+     */
+    [[nodiscard]] bool run();
+
+private:
+    bool send(Operation operation, unsigned item, QVariantMap* reply);
+    bool expect(const char* what, const QVariant& found, const QVariant& wanted);
+    bool checkUpdate(unsigned item);
+    bool checkGet(unsigned item);
+    bool checkQuery(unsigned first);
+    bool checkScan(unsigned first);
+    bool checkWalked(const char* what, QVariantMap found, unsigned number);
+
+    Client::Connection& connection_;
+    const QByteArray& tableName_;
+    const Workload& workload_;
+    QString* const error_;
+};
+
+} // namespace Bench
+
+#endif

@@ -1,0 +1,152 @@
+#include "common/measure.h"
+#include "load/loadthread.h"
+#include "load/target.h"
+
+#include <CLI/CLI.hpp>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <thread>
+#include <utility>
+
+using namespace Bench;
+
+namespace {
+
+struct Options {
+    std::string action;
+    Target target;
+    std::string table = "build/bench/data|items";
+    Workload workload;
+    unsigned clients = 8;
+    unsigned threads = 1;
+    unsigned idle = 0;
+    unsigned echo = 0; // bytes of each reply; 0: the target is a server
+    double seconds = 2;
+    double warmUp = 0.3;
+    bool asJson = false;
+};
+
+int complain(const QString& text)
+{
+    std::fprintf(stderr, "quorva-bench: %s\n", text.toLocal8Bit().constData());
+    return 1;
+}
+
+/** Spreads the clients over the threads. */
+bool connectClients(const Options& options, Operation operation, std::vector<LoadThread>& threads, QString* error)
+{
+    for (unsigned i = 0; i < options.clients; ++i) {
+        Client::Connection connection;
+        if (!options.target.connect(&connection, error))
+            return false;
+        RequestMaker requests(options.target.tableName, operation, options.workload, i + 1);
+        if (options.echo > 0)
+            requests.askForEcho(options.echo);
+        auto client = std::make_unique<LoadClient>(std::move(connection), std::move(requests));
+        if (!threads[i % threads.size()].add(std::move(client))) {
+            *error = QStringLiteral("cannot watch the socket");
+            return false;
+        }
+    }
+    return true;
+}
+
+int measure(const Options& options, Operation operation)
+{
+    QString error;
+    std::vector<Client::Connection> idle;
+    if (options.echo == 0 && !options.target.check(options.workload, &error))
+        return complain(error);
+    if (!options.target.connectIdle(options.idle, &idle, &error))
+        return complain(error);
+    std::vector<LoadThread> threads(std::max(1U, std::min(options.threads, options.clients)));
+    if (!connectClients(options, operation, threads, &error))
+        return complain(error);
+
+    const Window window(options.warmUp, options.seconds);
+    std::atomic<bool> lost{false};
+    std::vector<std::thread> running;
+    for (LoadThread& thread : threads)
+        running.emplace_back([&] {
+            if (!thread.run(window))
+                lost = true;
+        });
+    for (std::thread& thread : running)
+        thread.join();
+    if (lost)
+        return complain("a connection was lost, or no reply came");
+
+    Result result;
+    for (const LoadThread& thread : threads) {
+        result.add(thread.result());
+        if (!thread.firstError().isEmpty())
+            complain("a reply was no success: ..." + QString::fromUtf8(thread.firstError()));
+    }
+    print(options.action + ", " + std::to_string(options.clients) + " clients", result, window.seconds(),
+          options.asJson);
+    return result.errors == 0 ? 0 : 1;
+}
+
+/** A client is a descriptor, and the usual limit is lower than the clients that may be asked for. */
+void raiseDescriptorLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: it may do as it is
+    }
+}
+
+int run(const Options& options)
+{
+    QString error;
+    if (!options.workload.isValid())
+        return complain("items come in hundreds, at least two of them, and have at most 400000 bytes");
+    if (options.action == "load")
+        return options.target.load(options.workload, options.clients, &error) ? 0 : complain(error);
+    if (options.action == "idle") {
+        std::vector<Client::Connection> idle;
+        if (!options.target.connectIdle(options.idle, &idle, &error))
+            return complain(error);
+        std::puts("connected");
+        std::fflush(stdout);
+        (void)std::getchar(); // until somebody writes or closes our standard input
+        return 0;
+    }
+    if (const auto operation = operationNamed(options.action))
+        return measure(options, *operation);
+    return complain("there is no operation " + QString::fromStdString(options.action));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Options options;
+    CLI::App app("Puts a running server under load: each client sends a request, waits for its reply and sends the "
+                 "next one.");
+    app.add_option("ACTION", options.action,
+                   operationNames() + "; load creates the table and its items, idle holds connections until standard "
+                                      "input ends")
+        ->required();
+    app.add_option("-p,--port", options.target.port, "Port on 127.0.0.1")->capture_default_str();
+    app.add_option("--table", options.table, "TableName; its directory must exist")->capture_default_str();
+    app.add_option("-c,--clients", options.clients, "Clients at once")->capture_default_str();
+    app.add_option("--threads", options.threads, "Threads that serve the clients")->capture_default_str();
+    app.add_option("-s,--seconds", options.seconds, "Length of the measure")->capture_default_str();
+    app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
+    app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
+    app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
+    app.add_option("--idle", options.idle, "Further connections that do nothing")->capture_default_str();
+    app.add_option("--echo", options.echo, "The port is echo-limit's: ask for replies of so many bytes");
+    app.add_flag("--json", options.asJson, "Print the result as JSON");
+    CLI11_PARSE(app, argc, argv);
+    raiseDescriptorLimit();
+    options.target.tableName = QByteArray::fromStdString(options.table);
+    return run(options);
+}

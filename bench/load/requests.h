@@ -1,0 +1,67 @@
+#ifndef QUORVA_BENCH_LOAD_REQUESTS_H
+#define QUORVA_BENCH_LOAD_REQUESTS_H
+
+#include "common/workload.h"
+
+#include <QByteArray>
+#include <QVariantMap>
+
+#include <vector>
+
+namespace Bench {
+
+/** A request's bytes, complete but for the digits of the keys, which are written in place. For one thread. */
+class PreparedRequest {
+public:
+    /** `body` names the keys of the first so many items, in their order; they are where the digits go. */
+    PreparedRequest(const QByteArray& operation, const QVariantMap& body, unsigned items);
+
+    /** Makes it a request for `first` and the items that follow it. */
+    void aim(unsigned first);
+
+    /**
+     * Makes it a request to echo-limit: of the same length, asking for a reply of `replyBytes` with its length prefix.
+     */
+    void askForEcho(unsigned replyBytes);
+
+    const QByteArray& bytes() const { return bytes_; }
+
+private:
+    /** Where the keys of one item stand; -1 for one that is not there. */
+    struct KeyPlaces {
+        qsizetype hash = -1;
+        qsizetype range = -1;
+    };
+
+    QByteArray bytes_;
+    qsizetype bodyBegin_;
+    std::vector<KeyPlaces> places_;
+};
+
+/** The requests of one operation on a table. For one thread. */
+class RequestMaker {
+public:
+    RequestMaker(const QByteArray& tableName, Operation operation, const Workload& workload, std::uint64_t seed);
+
+    /** See PreparedRequest. */
+    void askForEcho(unsigned replyBytes);
+
+    /** The next request, on items by chance. Valid until the next call. */
+    const QByteArray& next();
+
+    /** A request of the operation's own kind on certain items; for Mixed the get. Valid until the next call. */
+    const QByteArray& at(unsigned item);
+
+private:
+    const Operation operation_;
+    const unsigned items_;
+    Random random_;
+    std::vector<PreparedRequest> requests_; // one, or two that are sent as often as each other
+};
+
+/** The body of a CreateTable request for the table. */
+QVariantMap tableDescription(const QByteArray& tableName);
+
+} // namespace Bench
+
+#endif

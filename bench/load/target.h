@@ -1,0 +1,39 @@
+#ifndef QUORVA_BENCH_LOAD_TARGET_H
+#define QUORVA_BENCH_LOAD_TARGET_H
+
+#include "common/workload.h"
+
+#include "client/connection.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+#include <vector>
+
+namespace Bench {
+
+/** A table of a running server. Where a bool is returned, false comes with a text in `error`. */
+struct Target {
+    int port = Client::DefaultPort;
+    QByteArray tableName;
+
+    [[nodiscard]] bool connect(Client::Connection* connection, QString* error) const;
+
+    /** Opens so many connections, each of which has had a reply and so is known to the server, and leaves them idle. */
+    [[nodiscard]] bool connectIdle(unsigned count, std::vector<Client::Connection>* connections, QString* error) const;
+
+    /** Creates the table, puts all items of the workload, in batches over so many connections at once, and counts them.
+     */
+    [[nodiscard]] bool load(const Workload& workload, unsigned clients, QString* error) const;
+
+    /**
+     * Reads a few items and one page of a query and of a scan, updates an item and puts it back, and compares every
+     * reply in full with what the workload says.
+     */
+    [[nodiscard]] bool check(const Workload& workload, QString* error) const;
+};
+
+} // namespace Bench
+
+#endif

@@ -18,7 +18,6 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <map>
 #include <string_view>
 #include <system_error>
@@ -185,8 +184,7 @@ public:
     {
         if (end_ - cursor_ < text.size())
             grow(text.size() + InitialRoom);
-        std::memcpy(cursor_, text.data(), static_cast<std::size_t>(text.size()));
-        cursor_ += text.size();
+        cursor_ = std::copy(text.begin(), text.end(), cursor_);
     }
 
     void Flush() { out_->resize(cursor_ - begin_); }

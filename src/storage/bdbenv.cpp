@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -55,6 +57,35 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
     (void)env->get_home(&home); // on failure the line goes without it
     // Kept: the word "recoverd" and the doubled percent sign are what operators search for.
     LOG_INFO << "Env " << (home ? home : "") << " recoverd " << percent << "%%";
+}
+
+int syncFile(const std::filesystem::path& path)
+{
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return errno;
+    const int rc = ::fdatasync(descriptor) == 0 ? 0 : errno;
+    ::close(descriptor);
+    return rc;
+}
+
+/**
+ * Brings the log to disk as far as a server that was killed has written it. Recovery takes all of the log that it finds
+ * for durable, and lets pages go to disk on the strength of that. Should the end of the log then be lost with the
+ * power, the pages would be ahead of it, and what is written later would not be redone. Only an environment whose log
+ * is not written synchronously (see DB_CONFIG) can have such an end.
+ */
+int syncLog(const std::filesystem::path& home)
+{
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(home, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code vanished;
+        if (!entry->path().filename().string().starts_with("log.") || !entry->is_regular_file(vanished))
+            continue;
+        if (const int rc = syncFile(entry->path()))
+            return rc;
+    }
+    return error.value();
 }
 
 } // namespace
@@ -137,6 +168,8 @@ int BDBEnv::openConfigured(const QByteArray& home)
     // A deadlock is broken at once when a lock must wait, with the policy of the periodic detection: with that alone
     // two clients that write batches would stand still for seconds.
     if (const int rc = set_lk_detect(DB_LOCK_YOUNGEST))
+        return rc;
+    if (const int rc = syncLog(home.toStdString()))
         return rc;
     return DbEnv::open(home.constData(), OpenFlags, 0);
 }

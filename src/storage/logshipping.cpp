@@ -3,6 +3,7 @@
 #include "log/log.h"
 
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -40,7 +41,10 @@ std::optional<std::uint32_t> logNumber(const std::string& name)
     if (name.size() != 4 + Digits || name.compare(0, 4, "log.") != 0 ||
         name.find_first_not_of("0123456789", 4) != std::string::npos)
         return std::nullopt;
-    return static_cast<std::uint32_t>(std::stoull(name.substr(4)));
+    const unsigned long long number = std::stoull(name.substr(4));
+    if (number > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt; // Berkeley DB counts no further, so it is no file of its log
+    return static_cast<std::uint32_t>(number);
 }
 
 /** Removes the files of a directory whose names `unwanted` wants to go; a directory that is not there holds none. */

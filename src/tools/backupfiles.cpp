@@ -1,6 +1,7 @@
 #include "tools/backupfiles.h"
 
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <system_error>
 
@@ -21,7 +22,10 @@ std::optional<std::uint32_t> logNumber(const std::string& name)
     if (name.size() != 4 + Digits || name.compare(0, 4, "log.") != 0 ||
         name.find_first_not_of("0123456789", 4) != std::string::npos)
         return std::nullopt;
-    return static_cast<std::uint32_t>(std::stoull(name.substr(4)));
+    const unsigned long long number = std::stoull(name.substr(4));
+    if (number > std::numeric_limits<std::uint32_t>::max())
+        return std::nullopt; // Berkeley DB counts no further, so it is no file of its log
+    return static_cast<std::uint32_t>(number);
 }
 
 std::uintmax_t sizeOf(const fs::path& file)

@@ -1,0 +1,270 @@
+/*
+ * Writers, a kill at a random instant, a restart, and a look at everything that was acknowledged: in each phase of a
+ * server's life, by the end of the process alone and with the loss of what was not synchronised with the disk.
+ *
+ *     QUORVA_CRASH_SEED     where the random numbers begin; by default another in each run
+ *     QUORVA_CRASH_ROUNDS   crashes in each test, 2 by default
+ *     QUORVA_CRASH_KEEP     a directory to which the environment of a failure is copied
+ *
+ * script/crash runs them for as long as one likes. A seed gives the same choices, not the same instants: the threads of
+ * server and writers see to that.
+ */
+#include "crashbench.h"
+
+#include "support/waituntil.h"
+#include "tools/programrun.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+unsigned numberFrom(const char* variable, unsigned otherwise)
+{
+    const char* text = std::getenv(variable);
+    return text == nullptr || *text == '\0' ? otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
+
+class CrashTest : public testing::TestWithParam<CrashMode> {
+protected:
+    void SetUp() override
+    {
+#ifdef QUORVA_SANITIZED
+        if (GetParam().powerLoss)
+            GTEST_SKIP() << "a sanitizer wants to be the first library of its process";
+#endif
+        std::cout << "seed " << seed_ << std::endl;
+        RecordProperty("seed", std::to_string(seed_));
+    }
+
+    const unsigned seed_ = numberFrom("QUORVA_CRASH_SEED", std::random_device{}() % 1'000'000);
+    const int rounds_ = static_cast<int>(numberFrom("QUORVA_CRASH_ROUNDS", 2));
+};
+
+TEST_P(CrashTest, WhileItWrites)
+{
+    CrashBench bench(GetParam(), seed_, {});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    for (int round = 0; round < rounds_; ++round) {
+        bench.writers().start(bench.server().port());
+        bench.pause(2ms, 500ms);
+        bench.crash();
+        ASSERT_TRUE(bench.start());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+TEST_P(CrashTest, WhileLogFilesFillUp)
+{
+    CrashBench bench(GetParam(), seed_, {.largeValues = true});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    for (int round = 0; round < rounds_; ++round) {
+        bench.writers().start(bench.server().port());
+        bench.pause(100ms, 1000ms);
+        bench.crash();
+        ASSERT_TRUE(bench.start());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+TEST_P(CrashTest, WhileEnvironmentTablesAndPartitionsAreTouchedFirst)
+{
+    for (int round = 0; round < rounds_; ++round) {
+        CrashBench bench(GetParam(), seed_ + static_cast<unsigned>(round), {.firstTouch = true});
+        ASSERT_TRUE(bench.start());
+        for (int crash = 0; crash < 2; ++crash) {
+            bench.writers().start(bench.server().port());
+            bench.pause(500us, 300ms);
+            bench.crash();
+            ASSERT_TRUE(bench.start());
+            bench.verify();
+            if (HasFailure())
+                return;
+        }
+        bench.verifyFiles();
+    }
+}
+
+TEST_P(CrashTest, WhileTablesAreCreated)
+{
+    CrashBench bench(GetParam(), seed_, {.createTables = true});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    for (int round = 0; round < rounds_; ++round) {
+        bench.writers().start(bench.server().port());
+        bench.pause(1ms, 200ms);
+        bench.crash();
+        ASSERT_TRUE(bench.start());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+/** Closes the environment again and again: each closing and each opening writes a checkpoint. */
+TEST_P(CrashTest, WhileCheckpointsAreWritten)
+{
+    CrashBench bench(GetParam(), seed_, {.largeValues = true});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    for (int round = 0; round < rounds_; ++round) {
+        bench.writers().start(bench.server().port());
+        std::atomic<bool> stop{false};
+        std::atomic<int> closings{0};
+        std::thread closer([&] {
+            CrashClient client = bench.client();
+            while (!stop && client.request("DeleteTable", {{"TableName", client.tableName("t0")}}))
+                ++closings;
+        });
+        EXPECT_TRUE(waitUntil([&] { return closings > 0; }));
+        bench.pause(2ms, 400ms);
+        bench.crash();
+        stop = true;
+        closer.join();
+        ASSERT_TRUE(bench.start());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+TEST_P(CrashTest, WhileItRecovers)
+{
+    CrashBench bench(GetParam(), seed_, {});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    for (int round = 0; round < rounds_; ++round) {
+        bench.writers().start(bench.server().port());
+        bench.pause(100ms, 500ms);
+        bench.crash();
+        for (unsigned more = bench.upTo(4) + 1; more > 0; --more) {
+            ASSERT_TRUE(bench.start());
+            std::thread opener([&] {
+                CrashClient client = bench.client();
+                (void)client.description("t0"); // ignored: most often no reply comes
+            });
+            bench.pause(300us, 80ms);
+            bench.crash();
+            opener.join();
+        }
+        ASSERT_TRUE(bench.start());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+/** A backup, and what is known of it. */
+class Backup {
+public:
+    explicit Backup(std::string target) : target_(std::move(target)) {}
+
+    void markAndCreate() const
+    {
+        std::filesystem::create_directory(target_);
+        std::ofstream(marker()).flush();
+    }
+    bool isComplete() const { return std::filesystem::exists(target_) && !std::filesystem::exists(marker()); }
+    const std::string& target() const { return target_; }
+
+    /** Notes what is acknowledged now, if the copy is not complete even after that: it has to be in it. */
+    void note(const Ledger& ledger)
+    {
+        Ledger::Floor floor = ledger.floor();
+        if (!isComplete())
+            least_ = std::move(floor);
+    }
+    const Ledger::Floor& least() const { return least_; }
+
+private:
+    std::string marker() const { return target_ + "/BackupInProgress.tmp"; }
+
+    std::string target_;
+    Ledger::Floor least_;
+};
+
+TEST_P(CrashTest, WhileABackupIsMade)
+{
+    CrashBench bench(GetParam(), seed_, {.largeValues = true});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    const TempDir targets;
+    std::optional<Backup> complete; // the last one that was
+    for (int round = 0; round < rounds_; ++round) {
+        // A complete one is continued by log shipping, which has the files of before the restart to ship.
+        std::optional<Backup> started;
+        if (!complete || bench.upTo(2) == 0) {
+            started.emplace(targets.file("backup" + std::to_string(round)));
+            started->markAndCreate();
+        }
+        const QString target = QString::fromStdString((started ? *started : *complete).target());
+        CrashClient client = bench.client();
+        bench.writers().start(bench.server().port());
+        bench.pause(1ms, 100ms);
+        const auto reply = client.request(
+            "UpdateTable", {{"TableName", client.tableName("t0")},
+                            {"ProvisionedThroughput", QVariantMap{{started ? "DbBackup" : "UpdateDbBackup", target}}}});
+        EXPECT_EQ(reply.value_or(QVariantMap()).value("__rc"), QVariant(200LL));
+        if (started) {
+            std::atomic<bool> stop{false};
+            std::thread observer([&] {
+                while (!stop && !started->isComplete())
+                    started->note(bench.ledger());
+            });
+            bench.pause(2ms, 800ms);
+            bench.crash();
+            stop = true;
+            observer.join();
+        } else {
+            bench.pause(500us, 100ms);
+            bench.crash();
+        }
+        if (started && started->isComplete())
+            complete = started;
+
+        // Restored without a server, while the ledger still tells what was under way.
+        if (started && !started->isComplete()) {
+            const ProgramRun run =
+                runProgram(QUORVACTL_BINARY, {"restore", started->target(), started->target() + ".restored"});
+            EXPECT_EQ(run.status, 1) << run.output << run.error;
+        }
+        const std::string restored = targets.file("restored" + std::to_string(round));
+        if (complete) {
+            const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", complete->target(), restored});
+            EXPECT_EQ(run.status, 0) << "seed " << seed_ << run.output << run.error;
+        }
+        ASSERT_TRUE(bench.start());
+        if (complete)
+            bench.verifyCopy(QString::fromStdString(restored), complete->least());
+        bench.verify();
+        if (HasFailure())
+            return;
+    }
+    bench.verifyFiles();
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, CrashTest,
+                         testing::Values(CrashMode{"Kill", false, false}, CrashMode{"PowerLoss", true, false},
+                                         CrashMode{"PowerLossWithDataSync", true, true}),
+                         [](const auto& mode) { return mode.param.name; });
+
+} // namespace

@@ -1,0 +1,44 @@
+/*
+ * JSON text that comes from outside: it is refused, or it is a tree whose text is read as the same tree again. Text that
+ * is passed on without a tree is what a tree would have given.
+ */
+#include "fuzztarget.h"
+
+#include "json/jsonadapter.h"
+#include "json/jsontext.h"
+
+#include <QByteArray>
+#include <QVariant>
+
+#include <vector>
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
+    const QVariant untouched(QStringLiteral("untouched"));
+    QVariant value = untouched;
+    std::vector<Json::MemberText> members;
+    const bool isSplit = Json::splitObject(text, &members);
+    if (!Json::parse(text, &value)) {
+        FUZZ_ASSERT(value == untouched);
+        FUZZ_ASSERT(!isSplit);
+        return 0;
+    }
+    const QByteArray written = Json::serialize(value);
+    FUZZ_ASSERT(!isSplit || written == text); // only what the writer would write may pass as text
+    QVariant again;
+    FUZZ_ASSERT(Json::parse(written, &again));
+    FUZZ_ASSERT(again == value);
+    FUZZ_ASSERT(again.typeId() == value.typeId());
+    FUZZ_ASSERT(Json::serialize(again) == written);
+
+    // Cut anywhere, an object or array is no JSON any more.
+    if (!written.isEmpty() && (written.front() == '{' || written.front() == '[')) {
+        QVariant cut;
+        FUZZ_ASSERT(!Json::parse(written.first(static_cast<qsizetype>(data[size / 2]) % written.size()), &cut));
+    }
+    // Something behind it makes it an error.
+    QVariant followed;
+    FUZZ_ASSERT(!Json::parse(written + ",", &followed) && !Json::parse(written + '\0', &followed));
+    return 0;
+}

@@ -1,0 +1,275 @@
+/*
+ * Thousands of connections that behave badly in every way there is, and one client that behaves well: it sees no error
+ * and waits no unreasonable time, and when the others have gone, so has everything that they took.
+ */
+#include "request/tablefixture.h"
+#include "server/procfs.h"
+#include "support/serverprocess.h"
+#include "support/waituntil.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int OfEachKind = 400;
+
+/** A connection that says what no client would. It never waits. */
+class Peer {
+public:
+    explicit Peer(int port, int receiveBuffer = 0) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        if (receiveBuffer != 0)
+            setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~Peer()
+    {
+        if (socket_ >= 0)
+            close(socket_);
+    }
+    Peer(Peer&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    void send(const QByteArray& bytes)
+    {
+        // Ignored: the server may have closed, or take no more.
+        (void)!::send(socket_, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+    void finishSending() { shutdown(socket_, SHUT_WR); }
+    void reset()
+    {
+        const linger atOnce{1, 0};
+        setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+        close(std::exchange(socket_, -1));
+    }
+
+private:
+    int socket_;
+};
+
+/** What a server holds of the system. */
+struct Holdings {
+    std::size_t descriptors;
+    long threads;
+    long kilobytes; // of memory of its own
+
+    static Holdings of(const ServerProcess& server)
+    {
+        return {ProcFs::descriptors(server.pid()).size(), std::stol(ProcFs::status(server.pid(), "Threads")),
+                std::stol(ProcFs::status(server.pid(), "RssAnon"))};
+    }
+};
+
+class HostileNetwork : public TableTest {
+protected:
+    // Few threads, which are all there soon and stay: idle ones end only after minutes.
+    HostileNetwork() : TableTest({.arguments = {"-w", "2", "-m", "8"}}) {}
+
+    void SetUp() override
+    {
+        // Both ends of each connection: ours are in this process.
+        rlimit limit{};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+        limit.rlim_cur = limit.rlim_max;
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        if (limit.rlim_max < 4 * OfEachKind + 500)
+            GTEST_SKIP() << "too few descriptors are allowed here";
+        TableTest::SetUp();
+        createTable(tableName());
+        put("k", "large", {{"v", textValue(QString(400'000, 'v'))}});
+    }
+
+    QByteArray largeRead() const
+    {
+        return Client::frameRequest(
+            Client::fullOperationName("GetItem"),
+            Json::serialize(QVariantMap{{"TableName", tableName()}, {"Key", itemKey("k", "large")}}));
+    }
+};
+
+/** Requests without a pause, on a connection of its own, each of which must succeed. */
+class GoodClient {
+public:
+    GoodClient(const ServerProcess& server, QString table) : thread_([this, &server, table] { run(server, table); }) {}
+    ~GoodClient() { stop(); }
+    GoodClient(const GoodClient&) = delete;
+    GoodClient& operator=(const GoodClient&) = delete;
+
+    void stop()
+    {
+        stop_ = true;
+        if (thread_.joinable())
+            thread_.join();
+    }
+
+    int exchanges() const { return exchanges_; }
+    int failures() const { return failures_; }
+    std::chrono::milliseconds longest() const { return std::chrono::milliseconds(longest_.load()); }
+    [[nodiscard]] bool waitForMore(int exchanges) const
+    {
+        const int goal = exchanges_ + exchanges;
+        return waitUntil([&] { return exchanges_ >= goal || failures_ > 0; }) && failures_ == 0;
+    }
+
+private:
+    void run(const ServerProcess& server, const QString& table)
+    {
+        Caller caller(server);
+        for (int i = 0; !stop_; ++i) {
+            const auto begin = std::chrono::steady_clock::now();
+            const QVariantMap attributes{{"n", numberValue(QString::number(i))}};
+            const QVariantMap item = merged(attributes, {{"h", textValue("good")}, {"r", textValue("r")}});
+            const bool put =
+                caller.request("PutItem", {{"TableName", table}, {"Item", item}}).value("__rc") == QVariant(200LL);
+            const bool got = caller.request("GetItem", {{"TableName", table}, {"Key", itemKey("good", "r")}}) ==
+                             okReply({{"Item", attributes}});
+            const auto took = std::chrono::steady_clock::now() - begin;
+            longest_ =
+                std::max<long long>(longest_, std::chrono::duration_cast<std::chrono::milliseconds>(took).count());
+            failures_ += put && got ? 0 : 1;
+            exchanges_ += 2;
+        }
+    }
+
+    std::atomic<bool> stop_{false};
+    std::atomic<int> exchanges_{0};
+    std::atomic<int> failures_{0};
+    std::atomic<long long> longest_{0}; // milliseconds
+    std::thread thread_;
+};
+
+TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
+{
+    const int port = server_.port();
+    Holdings before{};
+    {
+        // Threads and memory that any use takes: the pool grows once, and is then there.
+        GoodClient warmUp(server_, tableName());
+        ASSERT_TRUE(warmUp.waitForMore(200));
+        std::vector<Peer> readers;
+        for (int i = 0; i < OfEachKind; ++i) {
+            readers.emplace_back(port, 4096);
+            readers.back().send(largeRead());
+        }
+        ASSERT_TRUE(warmUp.waitForMore(200));
+    }
+    std::size_t idleDescriptors = 0;
+    ASSERT_TRUE(waitUntil([&] {
+        // One connection of TableTest's is left.
+        before = Holdings::of(server_);
+        return std::exchange(idleDescriptors, before.descriptors) == before.descriptors &&
+               before.descriptors < OfEachKind;
+    }));
+
+    GoodClient good(server_, tableName());
+    ASSERT_TRUE(good.waitForMore(20));
+    for (int round = 0; round < 2; ++round) {
+        std::minstd_rand random(static_cast<unsigned>(round) + 1);
+        const auto bytes = [&](int count) {
+            QByteArray result(count, '\0');
+            for (char& byte : result)
+                byte = static_cast<char>(random() >> 8);
+            return result;
+        };
+        const QByteArray whole = largeRead();
+        std::vector<Peer> peers;
+        for (int i = 0; i < OfEachKind; ++i) {
+            peers.emplace_back(port); // idle
+            peers.emplace_back(port); // half a request, and then nothing
+            peers.back().send(whole.left(40 + i % 50));
+            peers.emplace_back(port); // half open: it will never say more
+            peers.back().send(whole.left(i % 8));
+            peers.back().finishSending();
+            peers.emplace_back(port, 4096); // asks for much and never reads
+            peers.back().send(whole);
+
+            Peer resetting(port);
+            resetting.send(i % 2 == 0 ? whole : whole.left(30));
+            resetting.reset();
+            Peer garbage(port);
+            garbage.send(bytes(1 + i * 13 % 5000));
+            QByteArray huge = whole.left(Client::fullOperationName("GetItem").size() + 8);
+            huge.replace(huge.size() - 4, 4, "\xff\xff\xff\xff");
+            Peer boasting(port); // announces 4 GB
+            boasting.send(huge + "{");
+        }
+        // Slow ones: a byte at a time, all of them at once.
+        std::vector<Peer> slow;
+        for (int i = 0; i < OfEachKind / 4; ++i) {
+            slow.emplace_back(port);
+            slow.back().send(whole.left(60));
+        }
+        for (qsizetype at = 60; at < whole.size(); ++at) {
+            for (Peer& peer : slow)
+                peer.send(whole.mid(at, 1));
+        }
+        ASSERT_TRUE(good.waitForMore(100)) << good.failures();
+    }
+    good.stop();
+    EXPECT_EQ(good.failures(), 0);
+    EXPECT_LT(good.longest(), 30s); // far above what it takes: a client that was forgotten would wait for ever
+
+    Holdings after{};
+    EXPECT_TRUE(waitUntil([&] {
+        after = Holdings::of(server_);
+        return after.descriptors <= before.descriptors && after.threads <= before.threads &&
+               after.kilobytes <= before.kilobytes + 64 * 1024;
+    })) << "descriptors "
+        << before.descriptors << " -> " << after.descriptors << ", threads " << before.threads << " -> "
+        << after.threads << ", memory in KB " << before.kilobytes << " -> " << after.kilobytes;
+    EXPECT_EQ(get("good", "r").value("__rc"), QVariant(200LL));
+}
+
+/** More memory than the system gives: the connection that asks for it is closed, and nobody else notices. */
+TEST_F(HostileNetwork, ABodyTooLargeToHoldClosesItsConnectionOnly)
+{
+    GoodClient good(server_, tableName());
+    ASSERT_TRUE(good.waitForMore(100)); // its threads are there
+    const rlim_t used = std::stoul(ProcFs::status(server_.pid(), "VmSize")) * 1024;
+    const rlimit little{used + (96 << 20), used + (96 << 20)};
+    ASSERT_EQ(prlimit(server_.pid(), RLIMIT_AS, &little, nullptr), 0);
+
+    const QByteArray header = [] {
+        QByteArray frame = Client::frameRequest(Client::fullOperationName("GetItem"), {});
+        frame.replace(frame.size() - 4, 4, "\x40\x00\x00\x00"); // 1 GB
+        return frame;
+    }();
+    for (int i = 0; i < 2; ++i) {
+        Client::Connection greedy = server_.connect();
+        ASSERT_TRUE(greedy.send(header));
+        const QByteArray piece(1 << 20, ' ');
+        int sent = 0;
+        while (sent < 1024 && greedy.send(piece))
+            ++sent;
+        EXPECT_LT(sent, 1024);
+    }
+    EXPECT_TRUE(good.waitForMore(100));
+    good.stop();
+    EXPECT_EQ(good.failures(), 0);
+    EXPECT_TRUE(server_.isRunning());
+}
+
+} // namespace

@@ -16,7 +16,7 @@ import time
 import postgres
 import report
 from processes import Failure, Workspace, note
-from rows import BOUND, IDLE_CONNECTIONS, ROWS, label, ratio_of
+from rows import BOUND, IDLE_CONNECTIONS, PAUSE, ROWS, label, ratio_of
 
 BUSY_LOAD = 0.5  # processes that wait or run
 
@@ -56,6 +56,7 @@ class Bench:
             reply_bytes = result["server"]["replyBytes"]
             result["echo-limit"] = run.measure_echo(self.echo, row.operation, row.clients, reply_bytes)
         if row.sync:
+            result["paused"] = run.measure_direct(self.direct, row.operation, row.clients, "--pause", str(PAUSE))
             result["plainlog"] = run.measure(self.durable, "plainlog|items", row.operation, row.clients)
         if self.postgres is not None and row.postgres is not None:
             result["postgres"] = {"rate": self.postgres.measure(row.postgres, row.clients, run.seconds)}

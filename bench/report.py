@@ -2,7 +2,7 @@
 
 import statistics
 
-from rows import IDLE_CONNECTIONS, label, ratio_of
+from rows import IDLE_CONNECTIONS, PAUSE, label, ratio_of
 
 MEBIBYTE = 1024  # KiB
 
@@ -43,6 +43,16 @@ def print_table(measured, with_postgres):
         print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")
 
 
+def print_paused(measured):
+    """What part of the distance to bdb-limit is the storage's: its threads never wait for anything but the disk."""
+    for row, rounds in measured.items():
+        both = [each for each in rounds if "paused" in each and each["paused"]["rate"] > 0]
+        if both:
+            times = statistics.median(each["server"]["rate"] / each["paused"]["rate"] for each in both)
+            print(f"{label(row)}, {row.clients} clients: {times:.2f} x bdb-limit with {PAUSE} us of sleep after each "
+                  f"operation ({number(median(rounds, 'paused'))}/s)")
+
+
 def print_tails(measured):
     for row, rounds in measured.items():
         if row.operation in TAIL_OPERATIONS and row.clients == TAIL_CLIENTS:
@@ -71,7 +81,7 @@ def print_memory(memory):
 
 def print_errors(measured):
     for row, rounds in measured.items():
-        for program in ("server", "bdb-limit", "echo-limit", "plainlog"):
+        for program in ("server", "bdb-limit", "paused", "echo-limit", "plainlog"):
             errors = sum(each[program]["errors"] for each in rounds if program in each)
             if errors:
                 print(f"{label(row)}, {row.clients} clients: {errors} errors from {program}")
@@ -81,6 +91,7 @@ def print_all(measured, memory, with_postgres):
     """`measured` maps each row to its rounds: the results of a row at the server, the limits and so on."""
     print_table(measured, with_postgres)
     print()
+    print_paused(measured)
     print_tails(measured)
     print_comparison(measured)
     print_memory(memory)

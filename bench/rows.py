@@ -23,6 +23,7 @@ ROWS = [
     Row("query", 64, False, BOUND, None, None),
     Row("scan", 8, False, BOUND, 0.5, "scan"),
 ]
+PAUSE = 60  # microseconds that a thread of bdb-limit sleeps where it is to behave like one of a server
 IDLE_CONNECTIONS = 1000  # while the memory is measured
 WRITES = ("put", "update", "mixed", "batch")
 

@@ -9,6 +9,7 @@
 #include <db_cxx.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <thread>
 #include <vector>
@@ -24,6 +25,7 @@ struct Options {
     unsigned clients = 8;
     double seconds = 2;
     double warmUp = 0.3;
+    unsigned pause = 0;
     bool withoutSync = false;
     bool asJson = false;
 };
@@ -40,7 +42,7 @@ int refuse(const char* text)
     return 1;
 }
 
-void runWorker(DirectWorker worker, const Window& window, Result* result)
+void runWorker(DirectWorker worker, const Window& window, std::chrono::microseconds pause, Result* result)
 {
     Clock::time_point began = Clock::now();
     while (began < window.end) {
@@ -51,6 +53,10 @@ void runWorker(DirectWorker worker, const Window& window, Result* result)
         else
             ++result->errors;
         began = now;
+        if (pause.count() > 0) {
+            std::this_thread::sleep_for(pause);
+            began = Clock::now();
+        }
     }
 }
 
@@ -73,7 +79,8 @@ int measure(const Options& options, Operation operation, DirectTable& table)
     const Window window(options.warmUp, options.seconds);
     std::vector<std::thread> threads;
     for (unsigned i = 0; i < options.clients; ++i)
-        threads.emplace_back(runWorker, DirectWorker(table, operation, options.workload, i + 1), window, &results[i]);
+        threads.emplace_back(runWorker, DirectWorker(table, operation, options.workload, i + 1), window,
+                             std::chrono::microseconds(options.pause), &results[i]);
     for (std::thread& thread : threads)
         thread.join();
     if (const int rc = table.checkpoint())
@@ -118,6 +125,9 @@ int main(int argc, char** argv)
     app.add_option("-c,--clients", options.clients, "Threads")->capture_default_str();
     app.add_option("-s,--seconds", options.seconds, "Length of the measure")->capture_default_str();
     app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
+    app.add_option("--pause", options.pause,
+                   "Microseconds that a thread sleeps after each operation, as one does that waits for a client")
+        ->capture_default_str();
     app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
     app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
     app.add_flag("-n", options.withoutSync, "Commit without waiting for the disk");

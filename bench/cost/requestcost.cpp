@@ -37,7 +37,7 @@ public:
             rc = handler_.handle();
         const TransferBuffer& reply = handler_.sendBuffer();
         const std::string_view bytes(reply.data, reply.length);
-        const bool success = rc == 0 && bytes.find(R"("__rc":200)") != std::string_view::npos;
+        const bool success = rc == 0 && bytes.rfind(R"("__rc":200)") != std::string_view::npos;
         if (!success)
             std::fprintf(stderr, "request-cost: %.*s\n", static_cast<int>(bytes.size()), bytes.data());
         handler_.reset();

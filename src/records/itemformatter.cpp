@@ -32,9 +32,9 @@ QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
-    keys_.push_back({names_.range, beginningOf(names_.range), {}, KeyPart::Range});
+    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), {}, KeyPart::Range});
     if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
-        keys_.push_back({names_.hash, beginningOf(names_.hash), {}, KeyPart::Hash});
+        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), {}, KeyPart::Hash});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
 
@@ -86,8 +86,9 @@ void ItemFormatter::appendMembers(QByteArray* out) const
         ++key;
     };
     while (member != end) {
-        if (key != keys_.end() && key->name <= member->name) {
-            const bool replaces = key->name == member->name;
+        // Against a name that is ASCII, the bytes of UTF-8 compare as the characters do.
+        if (key != keys_.end() && key->utf8Name <= QByteArrayView(member->name)) {
+            const bool replaces = key->utf8Name == QByteArrayView(member->name);
             appendRun();
             appendKey();
             run = replaces ? ++member : member;

@@ -47,6 +47,7 @@ private:
     /** A key attribute of the item in hand. */
     struct KeyAttribute {
         QString name;
+        QByteArray utf8Name;
         QByteArray beginning; // of its JSON, up to its text
         QByteArray bytes;
         KeyPart part;

@@ -110,7 +110,7 @@ bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) cons
     QVariant value;
     if (!Json::parse(stored, &value))
         return false;
-    auto item = qvariant_cast<QVariantMap>(std::move(value)); // empty for JSON that is no object
+    QVariantMap item = value.toMap(); // empty for JSON that is no object
     if (wanted_)
         item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
     for (const KeyAttribute& key : keys_)

@@ -11,7 +11,7 @@ void __gcov_reset();
 
 /**
  * Part of the server in builds that measure coverage: it ends without destructors, by SIGKILL in most tests, so what
- * it has counted would be lost. A thread writes it down every half a second instead.
+ * it has counted would be lost. A thread writes it down every tenth of a second instead.
  */
 namespace {
 
@@ -21,7 +21,7 @@ const bool started = [] {
         sigfillset(&all);
         pthread_sigmask(SIG_BLOCK, &all, nullptr);
         for (;;) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
             __gcov_dump();
             __gcov_reset();
         }

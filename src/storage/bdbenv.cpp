@@ -99,8 +99,7 @@ BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags) : DbEnv(dbEnvFlags), BDB
 
 BDBEnv::~BDBEnv()
 {
-    if (checkpointThread_)
-        stopThreads();
+    stopThreads();
     // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
     closeObjects();
     (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
@@ -133,6 +132,8 @@ int BDBEnv::startThreads()
 
 void BDBEnv::stopThreads()
 {
+    if (!hotBackupThread_)
+        return; // open() did not come so far, or they have ended
     // All are told before the first is waited for.
     checkpointThread_->stop();
     lockDetectThread_->stop();

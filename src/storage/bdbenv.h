@@ -58,11 +58,14 @@ public:
     /** Who still holds on to the environment; outlives it. */
     const std::shared_ptr<EnvironmentUseCount>& uses() const { return uses_; }
 
+protected:
+    /** Ends the threads. The destructor does it; a derived class whose functions they call has to do it before. */
+    void stopThreads();
+
 private:
     int lockDirectory(const QByteArray& home);
     int openConfigured(const QByteArray& home);
     int startThreads();
-    void stopThreads();
 
     QHash<QString, int> lockNames_;
     CommitGate commitGate_;

@@ -17,6 +17,7 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <shared_mutex>
 #include <string>
 #include <thread>
@@ -46,10 +47,10 @@ class CopyInterrupted {
 public:
     CopyInterrupted(BDBEnv* env, std::function<void()> inTheMiddle)
     {
-        inTheMiddle_ = std::move(inTheMiddle);
+        (void)exchange(std::move(inTheMiddle));
         EXPECT_EQ(env->set_backup_callbacks(openFile, writeFile, closeFile), 0);
     }
-    ~CopyInterrupted() { inTheMiddle_ = nullptr; }
+    ~CopyInterrupted() { (void)exchange(nullptr); }
     CopyInterrupted(const CopyInterrupted&) = delete;
     CopyInterrupted& operator=(const CopyInterrupted&) = delete;
 
@@ -69,11 +70,17 @@ private:
     {
         const std::unique_ptr<int> descriptor(static_cast<int*>(handle));
         close(*descriptor);
-        if (const auto call = std::exchange(inTheMiddle_, nullptr))
+        if (const auto call = exchange(nullptr))
             call();
         return 0;
     }
+    static std::function<void()> exchange(std::function<void()> other)
+    {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(inTheMiddle_, std::move(other));
+    }
 
+    static inline std::mutex mutex_;
     static inline std::function<void()> inTheMiddle_; // called by the thread that copies
 };
 

@@ -146,6 +146,7 @@ TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
     class UnwillingEnv : public BDBEnv {
     public:
         UnwillingEnv() : BDBEnv(16, DB_CXX_NO_EXCEPTIONS) {}
+        ~UnwillingEnv() override { stopThreads(); } // while they may still call what is declared here
         int log_archive(char***, u_int32_t) override { return EIO; }
     };
     const RestoredSettings restored;

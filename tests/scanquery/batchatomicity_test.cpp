@@ -3,6 +3,7 @@
 #include <atomic>
 #include <random>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -88,9 +89,9 @@ TEST_F(BatchAtomicityTest, ReadersSeeOneOfTwoSetsThatReplaceEachOther)
     putItems(sets[0]);
     const auto replacement = [&](int by) {
         QVariantList entries;
-        for (const QVariant& item : sets[1 - by])
+        for (const QVariant& item : std::as_const(sets[1 - by]))
             entries.append(deleteEntry("q", item.toMap().value("r").toMap().value("S").toString()));
-        for (const QVariant& item : sets[by])
+        for (const QVariant& item : std::as_const(sets[by]))
             entries.append(putEntry(item.toMap()));
         return entries;
     };

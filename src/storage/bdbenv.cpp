@@ -1,5 +1,6 @@
 #include "storage/bdbenv.h"
 
+#include "format/backupnames.h"
 #include "log/log.h"
 #include "storage/bdbcacheflushthread.h"
 #include "storage/bdbcheckpointthread.h"
@@ -7,6 +8,7 @@
 #include "storage/bdblockdetectthread.h"
 #include "storage/bdbstatprintthread.h"
 #include "storage/descriptorreserve.h"
+#include "storage/filesync.h"
 
 #include <atomic>
 #include <cerrno>
@@ -59,16 +61,6 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
     LOG_INFO << "Env " << (home ? home : "") << " recoverd " << percent << "%%";
 }
 
-int syncFile(const std::filesystem::path& path)
-{
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno;
-    const int rc = ::fdatasync(descriptor) == 0 ? 0 : errno;
-    ::close(descriptor);
-    return rc;
-}
-
 /**
  * Brings the log to disk as far as a server that was killed has written it. Recovery takes all of the log that it finds
  * for durable, and lets pages go to disk on the strength of that. Should the end of the log then be lost with the
@@ -80,9 +72,9 @@ int syncLog(const std::filesystem::path& home)
     std::error_code error;
     for (std::filesystem::directory_iterator entry(home, error), end; !error && entry != end; entry.increment(error)) {
         std::error_code vanished;
-        if (!entry->path().filename().string().starts_with("log.") || !entry->is_regular_file(vanished))
+        if (!BackupNames::logNumber(entry->path().filename().string()) || !entry->is_regular_file(vanished))
             continue;
-        if (const int rc = syncFile(entry->path()))
+        if (const int rc = syncToDisk(entry->path()))
             return rc;
     }
     return error.value();

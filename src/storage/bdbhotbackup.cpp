@@ -1,5 +1,6 @@
 #include "storage/bdbhotbackup.h"
 
+#include "format/backupnames.h"
 #include "log/log.h"
 #include "storage/bdbenv.h"
 #include "storage/logshipping.h"
@@ -20,7 +21,6 @@
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
-constexpr const char* MarkerFile = "/BackupInProgress.tmp"; // requesting applications make and watch it
 
 /**
  * The directory of a full copy, held like the home of an environment while the copy is made. A directory that is the
@@ -214,7 +214,7 @@ int BDBHotBackupThread::fullBackup()
         return backupFailed(rc);
     LOG_INFO << "Done BDBHotBackupThread.backup";
     // Kept: also when nobody had made the marker. Whoever asked cannot tell then whether the copy is complete.
-    if (::unlink((target + MarkerFile).constData()) != 0) {
+    if (::unlink((target + '/' + BackupNames::Marker).constData()) != 0) {
         LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target;
         return 2;
     }

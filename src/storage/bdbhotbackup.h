@@ -23,10 +23,7 @@ enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
  * Copies an environment to a directory while it serves, and keeps the copy current by moving there each log file that
  * the environment no longer needs. Idle until schedule() starts it.
  *
- *     target/                          the copy: database and log files
- *     target/BackupInProgress.tmp      made by whoever asks for a full backup, deleted here when that is complete
- *     target/__log__/log.0000000042    log files moved out of the environment afterwards
- *     target/__log__/log....del        the previous copy of a log file while it is being replaced
+ * What the target holds then is in format/backupnames.h. Requesting applications make and watch its marker.
  *
  * Threads: schedule() from any; requestStop() from any. The environment must outlive the object, whose destructor waits
  * for the thread, a full copy included. Not a QThread, for the reason that MaintenanceThread gives.

@@ -1,50 +1,22 @@
 #include "storage/logshipping.h"
 
+#include "format/backupnames.h"
 #include "log/log.h"
+#include "storage/filesync.h"
 
 #include <filesystem>
-#include <limits>
-#include <optional>
 #include <string>
 #include <system_error>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
-constexpr const char* SafetySuffix = ".del"; // of the previous copy of a file while it is being replaced
 
 fs::path pathOf(const QByteArray& name)
 {
     return name.toStdString();
-}
-
-/** Makes what was written to a file or directory survive a loss of power. */
-bool syncToDisk(const fs::path& path)
-{
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
-        return false;
-    const bool synced = ::fsync(descriptor) == 0;
-    ::close(descriptor);
-    return synced;
-}
-
-/** The number in "log." and ten digits; nothing for any other name. */
-std::optional<std::uint32_t> logNumber(const std::string& name)
-{
-    constexpr std::size_t Digits = 10;
-    if (name.size() != 4 + Digits || name.compare(0, 4, "log.") != 0 ||
-        name.find_first_not_of("0123456789", 4) != std::string::npos)
-        return std::nullopt;
-    const unsigned long long number = std::stoull(name.substr(4));
-    if (number > std::numeric_limits<std::uint32_t>::max())
-        return std::nullopt; // Berkeley DB counts no further, so it is no file of its log
-    return static_cast<std::uint32_t>(number);
 }
 
 /** Removes the files of a directory whose names `unwanted` wants to go; a directory that is not there holds none. */
@@ -65,7 +37,7 @@ template <typename Unwanted> std::error_code removeFiles(const fs::path& directo
 
 QByteArray logDirectory(const QByteArray& target)
 {
-    return target + "/__log__";
+    return target + '/' + BackupNames::LogDirectory;
 }
 
 int backupLog(const QByteArray& target, const QByteArrayList& paths)
@@ -91,7 +63,7 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
     constexpr int Failed = 2;
     const fs::path from = pathOf(source);
     const fs::path to = pathOf(destination);
-    const fs::path safety = pathOf(destination + SafetySuffix);
+    const fs::path safety = pathOf(destination) += BackupNames::ReplacedSuffix;
     std::error_code error;
 
     // When both exist, an earlier move was cut off while it copied: the one to keep is the older, which is whole.
@@ -100,8 +72,8 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
         if (error)
             return Failed;
     }
-    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || !syncToDisk(to) ||
-        !syncToDisk(to.parent_path())) {
+    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || syncToDisk(to) != 0 ||
+        syncToDisk(to.parent_path()) != 0) {
         std::error_code ignored; // half a copy is of no use to anybody
         fs::remove(to, ignored);
         return Failed;
@@ -113,13 +85,9 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
 
 int removeEarlierLogs(const QByteArray& target, std::uint32_t first, std::uint32_t last)
 {
-    const auto shipped = [](std::string name) {
-        if (name.ends_with(SafetySuffix))
-            name.resize(name.size() - std::char_traits<char>::length(SafetySuffix));
-        return logNumber(name).has_value();
-    };
+    const auto shipped = [](const std::string& name) { return BackupNames::shippedLogNumber(name).has_value(); };
     const auto outside = [&](const std::string& name) {
-        const auto number = logNumber(name);
+        const auto number = BackupNames::logNumber(name);
         return number && (*number < first || *number > last);
     };
     if (const std::error_code error = removeFiles(pathOf(logDirectory(target)), shipped))

@@ -1,10 +1,10 @@
 #include "storage/logtail.h"
 
+#include "format/backupnames.h"
 #include "storage/bdbenv.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
@@ -32,13 +32,6 @@ public:
 private:
     const int descriptor_;
 };
-
-QByteArray logFileName(std::uint32_t number)
-{
-    char name[32];
-    std::snprintf(name, sizeof name, "/log.%010u", number);
-    return name;
-}
 
 bool writeAll(int descriptor, const char* data, std::size_t size, off_t offset)
 {
@@ -81,8 +74,10 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
     char** list = nullptr;
     if (const int rc = env->log_archive(&list, flags))
         return rc;
-    for (char** name = list; name != nullptr && *name != nullptr; ++name)
-        numbers->push_back(QByteArray(*name).sliced(4).toUInt()); // behind "log."
+    for (char** name = list; name != nullptr && *name != nullptr; ++name) {
+        if (const auto number = BackupNames::logNumber(*name))
+            numbers->push_back(*number);
+    }
     std::free(list);
     return 0;
 }
@@ -126,7 +121,7 @@ int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPos
     if (const int rc = env->get_home(&home))
         return rc;
     for (std::uint32_t file = from.file; file <= to.file; ++file) {
-        const QByteArray name = logFileName(file);
+        const QByteArray name = '/' + QByteArray::fromStdString(BackupNames::logFile(file));
         const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
         const off_t end = file == to.file ? static_cast<off_t>(to.offset) : -1;
         if (const int rc = copyRange(home + name, target + name, begin, end))

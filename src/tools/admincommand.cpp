@@ -1,6 +1,7 @@
 #include "tools/admincommand.h"
 
 #include "client/connection.h"
+#include "format/backupnames.h"
 #include "json/jsonadapter.h"
 
 #include <QVariantMap>
@@ -57,7 +58,7 @@ std::uintmax_t bytesIn(const fs::path& directory)
 
 fs::path markerIn(const fs::path& directory)
 {
-    return directory / "BackupInProgress.tmp";
+    return directory / BackupNames::Marker;
 }
 
 /** Makes the marker, which must not be there yet. 0 or an errno value. */

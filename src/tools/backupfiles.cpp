@@ -1,7 +1,7 @@
 #include "tools/backupfiles.h"
 
-#include <cstdio>
-#include <limits>
+#include "format/backupnames.h"
+
 #include <optional>
 #include <system_error>
 
@@ -10,23 +10,6 @@ namespace fs = std::filesystem;
 namespace Ctl {
 
 namespace {
-
-constexpr const char* Marker = "BackupInProgress.tmp";
-constexpr const char* LogDirectory = "__log__";
-constexpr const char* Replaced = ".del"; // the previous copy of a log file while a new one is being written
-
-/** The number in "log." and ten digits; nothing for any other name. */
-std::optional<std::uint32_t> logNumber(const std::string& name)
-{
-    constexpr std::size_t Digits = 10;
-    if (name.size() != 4 + Digits || name.compare(0, 4, "log.") != 0 ||
-        name.find_first_not_of("0123456789", 4) != std::string::npos)
-        return std::nullopt;
-    const unsigned long long number = std::stoull(name.substr(4));
-    if (number > std::numeric_limits<std::uint32_t>::max())
-        return std::nullopt; // Berkeley DB counts no further, so it is no file of its log
-    return static_cast<std::uint32_t>(number);
-}
 
 std::uintmax_t sizeOf(const fs::path& file)
 {
@@ -42,7 +25,7 @@ std::uintmax_t sizeOf(const fs::path& file)
 fs::path wholeCopy(const fs::path& shipped, const fs::path& copied)
 {
     fs::path best = shipped;
-    for (const fs::path& other : {fs::path(shipped.string() + Replaced), copied}) {
+    for (const fs::path& other : {fs::path(shipped) += BackupNames::ReplacedSuffix, copied}) {
         if (sizeOf(other) > sizeOf(best))
             best = other;
     }
@@ -53,11 +36,10 @@ void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_co
 {
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        std::string name = entry->path().filename().string();
-        if (name.ends_with(Replaced))
-            name.resize(name.size() - std::char_traits<char>::length(Replaced));
-        if (const auto number = logNumber(name))
+        if (const auto number = BackupNames::shippedLogNumber(entry->path().filename().string())) {
+            const std::string name = BackupNames::logFile(*number);
             files->logs[*number] = wholeCopy(directory / name, directory.parent_path() / name);
+        }
     }
 }
 
@@ -74,13 +56,6 @@ std::optional<std::uint32_t> missingLog(const BackupFiles& files)
 }
 
 } // namespace
-
-std::string logFileName(std::uint32_t number)
-{
-    char name[32];
-    std::snprintf(name, sizeof name, "log.%010u", number);
-    return name;
-}
 
 std::uintmax_t BackupFiles::bytes() const
 {
@@ -102,21 +77,22 @@ bool readBackup(const fs::path& directory, BackupFiles* files, std::string* erro
     for (fs::directory_iterator entry(directory, failure); !failure && entry != fs::directory_iterator();
          entry.increment(failure)) {
         const std::string name = entry->path().filename().string();
-        if (name == Marker) {
-            *error = directory.string() + " is unfinished: " + Marker + " is there, the copy was not completed";
+        if (name == BackupNames::Marker) {
+            *error =
+                directory.string() + " is unfinished: " + BackupNames::Marker + " is there, the copy was not completed";
             return false;
         }
         std::error_code vanished;
         if (!entry->is_regular_file(vanished))
             continue;
-        if (const auto number = logNumber(name))
+        if (const auto number = BackupNames::logNumber(name))
             files->logs.emplace(*number, entry->path());
         else
             files->databases.push_back(entry->path());
     }
     const bool copyHasLogs = !files->logs.empty();
-    if (!failure && fs::is_directory(directory / LogDirectory, failure))
-        addShippedLogs(directory / LogDirectory, files, failure);
+    if (!failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
+        addShippedLogs(directory / BackupNames::LogDirectory, files, failure);
     if (failure && failure != std::errc::no_such_file_or_directory) {
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
@@ -132,7 +108,7 @@ bool readBackup(const fs::path& directory, BackupFiles* files, std::string* erro
         return false;
     }
     if (const auto missing = missingLog(*files)) {
-        *error = directory.string() + " has a gap: " + logFileName(*missing) +
+        *error = directory.string() + " has a gap: " + BackupNames::logFile(*missing) +
                  " is missing, and what follows cannot be applied without it";
         return false;
     }

@@ -23,9 +23,6 @@ struct BackupFiles {
 /** Reads a backup directory without changing it. False, with `error` set, when it cannot be restored. */
 [[nodiscard]] bool readBackup(const std::filesystem::path& directory, BackupFiles* files, std::string* error);
 
-/** "log.0000000042" for 42. */
-std::string logFileName(std::uint32_t number);
-
 } // namespace Ctl
 
 #endif

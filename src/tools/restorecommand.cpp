@@ -1,5 +1,6 @@
 #include "tools/restorecommand.h"
 
+#include "format/backupnames.h"
 #include "tools/backupfiles.h"
 #include "tools/restoredenvironment.h"
 
@@ -163,7 +164,7 @@ std::string copyFiles(const BackupFiles& files, const fs::path& target, Progress
             return error;
     }
     for (const auto& [number, path] : files.logs) {
-        if (auto error = copy(path, logFileName(number)); !error.empty())
+        if (auto error = copy(path, BackupNames::logFile(number)); !error.empty())
             return error;
     }
     return {};

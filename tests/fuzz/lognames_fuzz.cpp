@@ -5,6 +5,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
+#include "format/backupnames.h"
 #include "log/log.h"
 #include "storage/logshipping.h"
 #include "support/tempdir.h"
@@ -95,7 +96,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         if (name.ends_with(".del"))
             name.resize(name.size() - 4);
         FUZZ_ASSERT(numberOf(name) == number);
-        FUZZ_ASSERT(Ctl::logFileName(number) == name);
+        FUZZ_ASSERT(BackupNames::logFile(number) == name);
     }
     for (const fs::path& path : files.databases)
         FUZZ_ASSERT(!numberOf(path.filename().string()));

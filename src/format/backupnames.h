@@ -1,0 +1,35 @@
+#ifndef QUORVA_FORMAT_BACKUPNAMES_H
+#define QUORVA_FORMAT_BACKUPNAMES_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/**
+ * The names in a backup directory, and of log files, for the server that writes them and the tool that restores them.
+ * On disk, do not change. Pure; any thread.
+ *
+ *     BackupInProgress.tmp          made by whoever asks for a full backup, deleted by the server when that is complete
+ *     log.0000000041                log files of the copy, beside the database files
+ *     __log__/log.0000000042        log files that were shipped afterwards
+ *     __log__/log.0000000042.del    the previous copy of one while it is being replaced
+ */
+namespace BackupNames {
+
+inline constexpr const char* Marker = "BackupInProgress.tmp";
+inline constexpr const char* LogDirectory = "__log__";
+inline constexpr std::string_view ReplacedSuffix = ".del";
+
+/** The name that Berkeley DB gives to a log file. */
+std::string logFile(std::uint32_t number);
+
+/** The number of a log file by its name; nothing for any other name. */
+std::optional<std::uint32_t> logNumber(std::string_view name);
+
+/** The same for a file of the log directory, where the name may be that of a previous copy. */
+std::optional<std::uint32_t> shippedLogNumber(std::string_view name);
+
+} // namespace BackupNames
+
+#endif

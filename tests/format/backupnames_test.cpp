@@ -1,0 +1,43 @@
+#include "format/backupnames.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(BackupNames, LogFileHasTenDigits)
+{
+    EXPECT_EQ(BackupNames::logFile(1), "log.0000000001");
+    EXPECT_EQ(BackupNames::logFile(42), "log.0000000042");
+    EXPECT_EQ(BackupNames::logFile(4294967295), "log.4294967295");
+}
+
+TEST(BackupNames, LogNumberReadsWhatLogFileWrites)
+{
+    for (const std::uint32_t number : {0U, 1U, 42U, 1234567890U, 4294967295U})
+        EXPECT_EQ(BackupNames::logNumber(BackupNames::logFile(number)), number);
+}
+
+TEST(BackupNames, OtherNamesAreNoLogFiles)
+{
+    for (const char* name :
+         {"", "log.", "log.1", "log.000000001", "log.00000000001", "log.000000000a", "log.+000000001", "log.-000000001",
+          "log. 000000001", "log.4294967296", "log.9999999999", "Log.0000000001", "log_0000000001",
+          "log.0000000001.del", "xlog.0000000001", "log.0000000001x"})
+        EXPECT_EQ(BackupNames::logNumber(name), std::nullopt) << name;
+}
+
+TEST(BackupNames, ShippedLogFileMayBeThePreviousCopy)
+{
+    EXPECT_EQ(BackupNames::shippedLogNumber("log.0000000042"), 42U);
+    EXPECT_EQ(BackupNames::shippedLogNumber("log.0000000042.del"), 42U);
+    for (const char* name : {"log.0000000042.de", "log.0000000042.del.del", ".del", "log.4294967296.del", ""})
+        EXPECT_EQ(BackupNames::shippedLogNumber(name), std::nullopt) << name;
+}
+
+TEST(BackupNames, MarkerAndLogDirectoryAreWhatApplicationsExpect)
+{
+    EXPECT_STREQ(BackupNames::Marker, "BackupInProgress.tmp");
+    EXPECT_STREQ(BackupNames::LogDirectory, "__log__");
+}
+
+} // namespace

@@ -74,12 +74,15 @@ int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const Q
     return 0;
 }
 
-/** The second half: writes the item's text. A failure other than a deadlock is a line that begins with `failed`. */
+/**
+ * Writes the item's text; `locked` after readForUpdate. A failure other than a deadlock is a line that begins with
+ * `failed`.
+ */
 int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
-          const QByteArray& text)
+          const QByteArray& text, bool locked)
 {
     Dbt data(const_cast<char*>(text.constData()), static_cast<u_int32_t>(text.size())); // Berkeley DB only reads it
-    const int rc = db->put(txn, buffers.key(), &data, 0);
+    const int rc = locked ? db->put(txn, buffers.key(), &data, 0) : db->putChecked(txn, buffers.key(), &data);
     if (rc != 0 && rc != DB_LOCK_DEADLOCK)
         LOG_ERROR(LogOrigin, __LINE__) << failed << key << " rc " << rc;
     return rc;
@@ -102,7 +105,7 @@ int updateInTransaction(BDBIndex* db, BDBTxn* txn, const QByteArray& key, const 
     if (const int rc = applyUpdates(updates, returnValues, &item, answer))
         return rc;
     *written = found || !item.isEmpty();
-    return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item)) : 0;
+    return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item), true) : 0;
 }
 
 /** Writes an item under the conditions of `expected`. Both pointers may be null. */
@@ -112,7 +115,8 @@ int putText(BDBIndex* db, const QByteArray& key, const QByteArray& text, const Q
     RecordBuffers buffers(key);
     if (!buffers.valid())
         return allocationFailed(Put.allocationLevel, __LINE__);
-    if (expected != nullptr || oldItem != nullptr) {
+    const bool read = expected != nullptr || oldItem != nullptr;
+    if (read) {
         QVariantMap old;
         bool found = false;
         if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
@@ -124,7 +128,7 @@ int putText(BDBIndex* db, const QByteArray& key, const QByteArray& text, const Q
         if (oldItem != nullptr)
             *oldItem = old;
     }
-    return write("put failed for fkey ", db, txn, key, buffers, text);
+    return write("put failed for fkey ", db, txn, key, buffers, text, read);
 }
 
 template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)

@@ -21,6 +21,21 @@ int BDBCursor::get(Dbt* key, Dbt* data, u_int32_t flags)
     return cursor_ != nullptr ? cursor_->get(key, data, flags) : NoHandle;
 }
 
+int BDBCursor::put(Dbt* key, Dbt* data, u_int32_t flags)
+{
+    return cursor_ != nullptr ? cursor_->put(key, data, flags) : NoHandle;
+}
+
+int BDBCursor::isAtSameRecord(const BDBCursor& other, bool* same)
+{
+    if (cursor_ == nullptr || other.cursor_ == nullptr)
+        return NoHandle;
+    int differs = 0;
+    const int rc = cursor_->cmp(other.cursor_, &differs, 0);
+    *same = rc == 0 && differs == 0;
+    return rc;
+}
+
 int BDBCursor::close()
 {
     if (cursor_ == nullptr)

@@ -20,6 +20,10 @@ public:
     [[nodiscard]] int open(BDBIndex* index, BDBTxn* txn, u_int32_t flags);
 
     [[nodiscard]] int get(Dbt* key, Dbt* data, u_int32_t flags);
+    [[nodiscard]] int put(Dbt* key, Dbt* data, u_int32_t flags);
+
+    /** Whether this cursor and `other`, of the same database, both stand at the same record. */
+    [[nodiscard]] int isAtSameRecord(const BDBCursor& other, bool* same);
 
     /** 12 when there is no cursor. */
     int close();

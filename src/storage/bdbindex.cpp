@@ -1,5 +1,6 @@
 #include "storage/bdbindex.h"
 
+#include "storage/bdbcursor.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
 
@@ -21,6 +22,39 @@ int BDBIndex::open(const char* file, const char* subDb, DBTYPE type, u_int32_t f
 int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 {
     return Db::put(BDBTxn::handleOf(txn), key, data, flags);
+}
+
+/*
+ * Berkeley DB 5.3 can put a key into the wrong leaf. A put that finds its leaf full takes the leaf and its parent to
+ * split it. Has another transaction split the leaf meanwhile, then it lets go of both, and still starts its next search
+ * at that parent instead of the root. When the parent was split too by then, a key that belongs under its new sibling
+ * ends behind the last key of the old part, where no search from the root finds it. A leaf that the transaction holds
+ * from a read with DB_RMW cannot be split by others, so only a put without such a read needs the second look.
+ */
+int BDBIndex::putChecked(BDBTxn* txn, Dbt* key, Dbt* data)
+{
+    BDBCursor written;
+    if (const int rc = written.open(this, txn, 0))
+        return rc;
+    if (const int rc = written.put(key, data, DB_KEYLAST))
+        return rc;
+
+    BDBCursor found;
+    if (const int rc = found.open(this, txn, 0))
+        return rc;
+    Dbt noData;
+    noData.set_flags(DB_DBT_USERMEM | DB_DBT_PARTIAL);
+    const int rc = found.get(key, &noData, DB_SET);
+    if (rc != 0)
+        return rc == DB_NOTFOUND ? DB_LOCK_DEADLOCK : rc;
+    bool same = false;
+    if (const int compared = written.isAtSameRecord(found, &same))
+        return compared;
+    if (!same)
+        return DB_LOCK_DEADLOCK;
+    const int foundClosed = found.close();
+    const int writtenClosed = written.close();
+    return foundClosed != 0 ? foundClosed : writtenClosed;
 }
 
 int BDBIndex::get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)

@@ -26,6 +26,13 @@ public:
     [[nodiscard]] int get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
 
+    /**
+     * put() without flags for a record that `txn`, an active transaction, has not read with DB_RMW. The result is
+     * DB_LOCK_DEADLOCK also when the record ended in the wrong place (the implementation tells how that comes): like
+     * after any other deadlock the transaction is to be aborted and repeated.
+     */
+    [[nodiscard]] int putChecked(BDBTxn* txn, Dbt* key, Dbt* data);
+
     /** 12 when the handle is not open, without a call to Berkeley DB. */
     int close(u_int32_t flags) override;
 

@@ -1,10 +1,13 @@
 #include "json/jsonadapter.h"
 
 #include "json/jsontext.h"
+#include "json/plaincharacters.h"
 
-// The library would pick its vector paths up from compiler flags; they read whole blocks, beyond the end of a text.
-#undef RAPIDJSON_SSE2
+// The reader's vector paths look at whole blocks, beyond the end of a text: `parse` has room for that.
 #undef RAPIDJSON_SSE42
+#if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
+#define RAPIDJSON_SSE2
+#endif
 
 #include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
@@ -18,6 +21,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <string_view>
 #include <system_error>
@@ -25,6 +29,9 @@
 #include <vector>
 
 namespace {
+
+/** What the reader may look at at once. */
+constexpr qsizetype BlockBytes = 16;
 
 /** Exponents are followed up to here; the digits of no text can bring a larger one back into a double's range. */
 constexpr qint64 HugeExponent = qint64(1) << 48;
@@ -72,6 +79,19 @@ QVariant numberFromText(std::string_view number)
         real = number.front() == '-' ? -0.0 : 0.0;
     }
     return real;
+}
+
+bool isAscii(QByteArrayView bytes)
+{
+    constexpr quint64 HighBits = 0x8080808080808080;
+    quint64 block = 0;
+    while (bytes.size() >= qsizetype(sizeof block)) {
+        std::memcpy(&block, bytes.data(), sizeof block);
+        if ((block & HighBits) != 0)
+            return false;
+        bytes = bytes.sliced(sizeof block);
+    }
+    return std::none_of(bytes.begin(), bytes.end(), [](char c) { return (c & 0x80) != 0; });
 }
 
 /**
@@ -148,7 +168,9 @@ private:
 
     QString decode(const char* text, rapidjson::SizeType length)
     {
-        return decoder_.decode(QByteArrayView(text, static_cast<qsizetype>(length)));
+        const QByteArrayView bytes(text, static_cast<qsizetype>(length));
+        // The decoder goes from byte to byte; most strings do not need it.
+        return isAscii(bytes) ? QString::fromLatin1(bytes) : decoder_.decode(bytes);
     }
 
     // Stateless, so that a character cut off at the end of one string does not wait for the next string; a byte order
@@ -185,6 +207,19 @@ public:
         if (end_ - cursor_ < text.size())
             grow(text.size() + InitialRoom);
         cursor_ = std::copy(text.begin(), text.end(), cursor_);
+    }
+
+    /** Puts a string with its quotes when all of it is ASCII that stands for itself. False, nothing put, else. */
+    bool putPlainString(QStringView text)
+    {
+        if (end_ - cursor_ < text.size() + 2)
+            grow(text.size() + 2 + InitialRoom);
+        if (!Json::Plain::copyPlain(text, cursor_ + 1))
+            return false;
+        *cursor_ = '"';
+        cursor_ += text.size() + 1;
+        *cursor_++ = '"';
+        return true;
     }
 
     void Flush() { out_->resize(cursor_ - begin_); }
@@ -315,14 +350,15 @@ private:
 
     void writeString(const QString& text)
     {
-        // The decoder looks one unit ahead of a high surrogate, and only a copy is sure to have a terminator there.
-        if (!text.isEmpty() && text.back().isHighSurrogate())
-            putString(QString(text.constData(), text.size()));
-        else
-            putString(text);
+        Prefix(rapidjson::kStringType);
+        if (!os_->putPlainString(text)) {
+            // The decoder looks one unit ahead of a high surrogate, and only a copy is sure to have a terminator there.
+            writeUnits(text.back().isHighSurrogate() ? QString(text.constData(), text.size()) : text);
+        }
+        EndValue(true);
     }
 
-    void putString(QStringView text) { String(text.utf16(), static_cast<rapidjson::SizeType>(text.size())); }
+    void writeUnits(QStringView text) { WriteString(text.utf16(), static_cast<rapidjson::SizeType>(text.size())); }
 
     void writeBytes(const QByteArray& bytes)
     {
@@ -387,8 +423,9 @@ namespace Json {
 bool parse(const QByteArray& text, QVariant* value)
 {
     // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
-    // character at a time. The copy also has a terminator, which not every array has.
-    QByteArray buffer(text.constData(), text.size());
+    // character at a time. Behind the copy are a terminator and what the reader may read beyond it.
+    QByteArray buffer(text.size() + BlockBytes, Qt::Uninitialized);
+    std::fill_n(std::copy(text.begin(), text.end(), buffer.begin()), BlockBytes, '\0');
     rapidjson::InsituStringStream stream(buffer.data());
     TreeBuilder builder;
     rapidjson::Reader reader;

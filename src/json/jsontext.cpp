@@ -1,38 +1,17 @@
 #include "json/jsontext.h"
 
 #include "json/jsonadapter.h"
+#include "json/plaincharacters.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstdint>
-#include <cstring>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace {
 
 /** Integers of so many digits fit into 64 bits whatever the digits are. */
 constexpr int SafeDigits = 18;
 
-/** Attribute values take four levels; what is nested deeper is left to the parser. */
+/** A stored item nests three deep; what is nested deeper than this is left to the parser. */
 constexpr int MaxScanDepth = 16;
-
-#if defined(__SSE2__)
-
-/** How many of the bytes from `bytes` on, at most 16, stand for themselves in a string; all 16 are read. */
-int plainBytes(const char* bytes)
-{
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-    // Signed, so that what is not ASCII counts as below a blank, as control characters do.
-    const __m128i special =
-        _mm_or_si128(_mm_cmplt_epi8(text, _mm_set1_epi8(' ')),
-                     _mm_or_si128(_mm_cmpeq_epi8(text, _mm_set1_epi8('"')), _mm_cmpeq_epi8(text, _mm_set1_epi8('\\'))));
-    return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
-}
-
-#endif
 
 /**
  * Walks over JSON in the form in which the writer leaves it. Each function starts at the cursor, leaves it behind what
@@ -192,20 +171,7 @@ private:
         return true;
     }
 
-    /** Passes the characters that stand for themselves: ASCII, no control character, quote or backslash. */
-    void skipPlain()
-    {
-#if defined(__SSE2__)
-        while (end_ - cursor_ >= 16) {
-            const int plain = plainBytes(cursor_);
-            cursor_ += plain;
-            if (plain < 16)
-                return;
-        }
-#endif
-        while (cursor_ != end_ && static_cast<signed char>(*cursor_) >= 0x20 && *cursor_ != '"' && *cursor_ != '\\')
-            ++cursor_;
-    }
+    void skipPlain() { cursor_ += Json::Plain::countPlain(cursor_, end_); }
 
     const char* cursor_;
     const char* const end_;

@@ -43,7 +43,4 @@ void appendLatin1(QByteArrayView bytes, QByteArray* out);
 
 } // namespace Json
 
-Q_DECLARE_METATYPE(Json::RawText)
-Q_DECLARE_METATYPE(Json::RawElements)
-
 #endif

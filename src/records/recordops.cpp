@@ -139,8 +139,9 @@ template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
     return finish(txn, work(&txn));
 }
 
-/** Reads a record and has its text taken, which tells whether that is JSON, when the transaction has ended. */
-template <typename Take> int readRecord(BDBRequest& request, BDBIndex* db, const QByteArray& key, Take&& take)
+} // namespace
+
+int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
 {
     BDBTxn txn;
     if (const int rc = txn.begin(request.environment.env(), 0))
@@ -155,23 +156,11 @@ template <typename Take> int readRecord(BDBRequest& request, BDBIndex* db, const
         LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
     if (const int ended = finish(txn, rc))
         return ended;
-    if (!take(buffers.dataBytes())) {
+    if (!format->append(buffers.dataBytes(), item)) {
         LOG_ERROR(LogOrigin, __LINE__) << "parser error";
         return StatusInternalError;
     }
     return 0;
-}
-
-} // namespace
-
-int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
-{
-    return readRecord(request, db, key, [item](const QByteArray& text) { return parseItem(text, item); });
-}
-
-int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
-{
-    return readRecord(request, db, key, [&](const QByteArray& text) { return format->append(text, item); });
 }
 
 int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,

@@ -18,10 +18,7 @@ class ItemFormatter;
  * failure leaves the record as it was.
  */
 
-/** Reads a record into `item`, which is changed only on 0. */
-[[nodiscard]] int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item);
-
-/** The same, but appends the item's JSON to `item` as `format` makes it. */
+/** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is as it was. */
 [[nodiscard]] int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format,
                         QByteArray* item);
 

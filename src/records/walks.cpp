@@ -157,6 +157,8 @@ int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter,
             if (matchesFilter(filter, hash, range)) {
                 if (const int rc = walk.appendItem(format, hash, range, &progress->items))
                     return rc;
+                if (progress->countOnly)
+                    progress->items.truncate(0);
                 ++progress->count;
             }
             --progress->limit;

@@ -23,6 +23,7 @@ struct ScanProgress {
     // Set when the walk stopped before the end: the keys of the last examined record, each with one zero byte.
     QByteArray lastHash;
     QByteArray lastRange;
+    bool countOnly = false; // asked for: what matches is read and checked all the same, but not gathered
 };
 
 /**

@@ -136,6 +136,7 @@ int scanTable(BDBRequest& request)
     ItemFormatter format = formatterOf(page, names);
     ScanProgress progress;
     progress.limit = page.limit;
+    progress.countOnly = page.countOnly;
     unsigned partition = page.startHash.isEmpty() ? 0 : partitionOf(page.startHash, PartitionCount);
     for (; partition < PartitionCount && progress.lastHash.isEmpty(); ++partition) {
         BDBIndex* db = nullptr;

@@ -118,19 +118,6 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     EXPECT_EQ(first, 3U);
 }
 
-TEST(FirstLogFile, IsNotFoundWhileTheLogIsEmpty)
-{
-    const TempDir home;
-    BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
-    env.set_errcall(nullptr);
-    // Not opened as the server does it, which has a checkpoint written at once.
-    ASSERT_EQ(env.DbEnv::open(home.path().c_str(),
-                              DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
-              0);
-    std::uint32_t first = 0;
-    EXPECT_EQ(firstLogFile(&env, &first), DB_NOTFOUND);
-}
-
 TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
 {
     TempEnv env;
@@ -156,7 +143,7 @@ TEST(FirstNeededLogFile, IsTheFirstOneWhenNoneIsUnneeded)
     EXPECT_EQ(number, 1U);
 }
 
-TEST(FirstNeededLogFile, IsNotFoundWhileTheLogIsEmpty)
+TEST(LogTail, WhileTheLogIsEmptyNoFileIsFound)
 {
     const TempDir home;
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
@@ -166,5 +153,6 @@ TEST(FirstNeededLogFile, IsNotFoundWhileTheLogIsEmpty)
                               DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
               0);
     std::uint32_t number = 0;
+    EXPECT_EQ(firstLogFile(&env, &number), DB_NOTFOUND);
     EXPECT_EQ(firstNeededLogFile(&env, &number), DB_NOTFOUND);
 }

@@ -45,6 +45,30 @@ protected:
         RecordProperty("seed", std::to_string(seed_));
     }
 
+    /** Rounds of writing, a crash in the midst of it, a restart and a look at everything. `crash` ends the server. */
+    template <typename Crash> void crashWhileItWrites(CrashBench& bench, int rounds, Crash&& crash)
+    {
+        for (int round = 0; round < rounds; ++round) {
+            bench.writers().start(bench.server().port());
+            crash();
+            ASSERT_TRUE(bench.start());
+            bench.verify();
+            if (HasFailure())
+                return;
+        }
+        bench.verifyFiles();
+    }
+
+    /** The same with a crash some time after the writers began. */
+    void crashWhileItWrites(CrashBench& bench, int rounds, std::chrono::microseconds least,
+                            std::chrono::microseconds most)
+    {
+        crashWhileItWrites(bench, rounds, [&] {
+            bench.pause(least, most);
+            bench.crash();
+        });
+    }
+
     const unsigned seed_ = numberFrom("QUORVA_CRASH_SEED", std::random_device{}() % 1'000'000);
     const int rounds_ = static_cast<int>(numberFrom("QUORVA_CRASH_ROUNDS", 2));
 };
@@ -54,16 +78,7 @@ TEST_P(CrashTest, WhileItWrites)
     CrashBench bench(GetParam(), seed_, {});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    for (int round = 0; round < rounds_; ++round) {
-        bench.writers().start(bench.server().port());
-        bench.pause(2ms, 500ms);
-        bench.crash();
-        ASSERT_TRUE(bench.start());
-        bench.verify();
-        if (HasFailure())
-            return;
-    }
-    bench.verifyFiles();
+    crashWhileItWrites(bench, rounds_, 2ms, 500ms);
 }
 
 TEST_P(CrashTest, WhileLogFilesFillUp)
@@ -71,16 +86,7 @@ TEST_P(CrashTest, WhileLogFilesFillUp)
     CrashBench bench(GetParam(), seed_, {.largeValues = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    for (int round = 0; round < rounds_; ++round) {
-        bench.writers().start(bench.server().port());
-        bench.pause(100ms, 1000ms);
-        bench.crash();
-        ASSERT_TRUE(bench.start());
-        bench.verify();
-        if (HasFailure())
-            return;
-    }
-    bench.verifyFiles();
+    crashWhileItWrites(bench, rounds_, 100ms, 1000ms);
 }
 
 TEST_P(CrashTest, WhileEnvironmentTablesAndPartitionsAreTouchedFirst)
@@ -88,16 +94,9 @@ TEST_P(CrashTest, WhileEnvironmentTablesAndPartitionsAreTouchedFirst)
     for (int round = 0; round < rounds_; ++round) {
         CrashBench bench(GetParam(), seed_ + static_cast<unsigned>(round), {.firstTouch = true});
         ASSERT_TRUE(bench.start());
-        for (int crash = 0; crash < 2; ++crash) {
-            bench.writers().start(bench.server().port());
-            bench.pause(500us, 300ms);
-            bench.crash();
-            ASSERT_TRUE(bench.start());
-            bench.verify();
-            if (HasFailure())
-                return;
-        }
-        bench.verifyFiles();
+        crashWhileItWrites(bench, 2, 500us, 300ms);
+        if (HasFailure())
+            return;
     }
 }
 
@@ -106,16 +105,7 @@ TEST_P(CrashTest, WhileTablesAreCreated)
     CrashBench bench(GetParam(), seed_, {.createTables = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    for (int round = 0; round < rounds_; ++round) {
-        bench.writers().start(bench.server().port());
-        bench.pause(1ms, 200ms);
-        bench.crash();
-        ASSERT_TRUE(bench.start());
-        bench.verify();
-        if (HasFailure())
-            return;
-    }
-    bench.verifyFiles();
+    crashWhileItWrites(bench, rounds_, 1ms, 200ms);
 }
 
 /** Closes the environment again and again: each closing and each opening writes a checkpoint. */
@@ -124,8 +114,7 @@ TEST_P(CrashTest, WhileCheckpointsAreWritten)
     CrashBench bench(GetParam(), seed_, {.largeValues = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    for (int round = 0; round < rounds_; ++round) {
-        bench.writers().start(bench.server().port());
+    crashWhileItWrites(bench, rounds_, [&] {
         std::atomic<bool> stop{false};
         std::atomic<int> closings{0};
         std::thread closer([&] {
@@ -138,12 +127,7 @@ TEST_P(CrashTest, WhileCheckpointsAreWritten)
         bench.crash();
         stop = true;
         closer.join();
-        ASSERT_TRUE(bench.start());
-        bench.verify();
-        if (HasFailure())
-            return;
-    }
-    bench.verifyFiles();
+    });
 }
 
 TEST_P(CrashTest, WhileItRecovers)
@@ -151,8 +135,7 @@ TEST_P(CrashTest, WhileItRecovers)
     CrashBench bench(GetParam(), seed_, {});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    for (int round = 0; round < rounds_; ++round) {
-        bench.writers().start(bench.server().port());
+    crashWhileItWrites(bench, rounds_, [&] {
         bench.pause(100ms, 500ms);
         bench.crash();
         for (unsigned more = bench.upTo(4) + 1; more > 0; --more) {
@@ -165,12 +148,7 @@ TEST_P(CrashTest, WhileItRecovers)
             bench.crash();
             opener.join();
         }
-        ASSERT_TRUE(bench.start());
-        bench.verify();
-        if (HasFailure())
-            return;
-    }
-    bench.verifyFiles();
+    });
 }
 
 /** A backup, and what is known of it. */

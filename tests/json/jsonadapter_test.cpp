@@ -926,6 +926,38 @@ TEST(JsonRoundTrip, TreesAtTheDepthLimitSurvive)
     EXPECT_EQ(Json::serialize(value).toStdString(), "[[[[[[[[[[" + deep.toStdString() + "]]]]]]]]]]");
 }
 
+/** Strings are read and written in blocks; whatever is special may stand anywhere in one, or behind the last. */
+TEST(JsonRoundTrip, SpecialCharactersSurviveAtEveryPlaceOfABlock)
+{
+    const std::pair<QString, QByteArray> specials[] = {
+        {"\"", R"(\")"},
+        {"\\", R"(\\)"},
+        {"\n", R"(\n)"},
+        {QString(QChar(0)), R"(\u0000)"},
+        {QString(QChar(0x1f)), R"(\u001F)"},
+        {QString(QChar(0x7f)), "\x7f"},
+        {QString(QChar(0x80)), "\xc2\x80"},
+        {QString(QChar(0xff)), "\xc3\xbf"},
+        {QString(QChar(0x100)), "\xc4\x80"},
+        {QString(QChar(0x2041)), "\xe2\x81\x81"},
+        {QString(QChar(0x8041)), "\xe8\x81\x81"},
+        {QString(QChar(0xff41)), "\xef\xbd\x81"},
+        {QString::fromUcs4(U"\U0001f600"), "\xf0\x9f\x98\x80"},
+    };
+    for (const auto& [character, written] : specials) {
+        for (int length = 0; length < 50; ++length) {
+            for (int place = 0; place <= length; ++place) {
+                const QString text = QString(place, 'x') + character + QString(length - place, 'y');
+                const QByteArray json = '"' + QByteArray(place, 'x') + written + QByteArray(length - place, 'y') + '"';
+                ASSERT_EQ(Json::serialize(text), json) << length << ' ' << place;
+                QVariant read;
+                ASSERT_TRUE(Json::parse(QByteArray(place, ' ') + json, &read)) << length << ' ' << place;
+                ASSERT_EQ(read, QVariant(text)) << length << ' ' << place;
+            }
+        }
+    }
+}
+
 TEST(JsonThreads, ReadAndWriteAtOnce)
 {
     QVariant tree;

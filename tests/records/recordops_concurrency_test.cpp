@@ -37,7 +37,7 @@ TEST_F(RecordOpsUnderContention, ADeadlockIsHandedOnWithoutALine)
     const QByteArray allOld = "ALL_OLD";
 
     QVariantMap item = json(R"({"a":{"S":"y"}})");
-    EXPECT_EQ(getDb(request(), db_, key_, &item), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(readItem(request(), db_, key_, &item), DB_LOCK_DEADLOCK);
     EXPECT_EQ(putDb(request(), db_, key_, &item, nullptr, false), DB_LOCK_DEADLOCK);
     EXPECT_EQ(putDb(request(), db_, key_, &item, nullptr, true), DB_LOCK_DEADLOCK);
     EXPECT_EQ(putDb(request(), db_, key_, &item, &condition, false), DB_LOCK_DEADLOCK);
@@ -179,7 +179,7 @@ TEST_F(RecordOpsUnderContention, ReadersSeeWholeItems)
             const int rc = retryOnDeadlock(
                 [&] {
                     if (number % 2 == 0)
-                        return getDb(request, db_, key_, &item);
+                        return readItem(request, db_, key_, &item);
                     item = itemOf((i + number) % 8);
                     return putDb(request, db_, key_, &item, nullptr, true);
                 },

@@ -6,10 +6,12 @@
 #include "rawrecords.h"
 #include "recordlines.h"
 #include "records/encoding.h"
+#include "records/itemformatter.h"
 #include "records/recordops.h"
 #include "storage/bdbtxn.h"
 #include "storage/settings.h"
 #include "support/tableenv.h"
+#include "json/jsonadapter.h"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +19,18 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+
+/** getDb for a test that looks at the item and not at its text. `item` is changed only on 0. */
+inline int readItem(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
+{
+    ItemFormatter format;
+    QByteArray text;
+    const int rc = getDb(request, db, key, &format, &text);
+    QVariant value;
+    if (rc == 0 && Json::parse(text, &value))
+        *item = value.toMap();
+    return rc;
+}
 
 /** A database of items in a real environment. Every test ends with the check that no transaction was left open. */
 class RecordOps : public testing::Test {

@@ -62,8 +62,12 @@ inline int scanItems(BDBRequest& request, BDBIndex* db, const Bytes& startHash, 
                      const QVariantMap& filter, const KeyNames& names, Scanned* progress)
 {
     ItemFormatter format(names);
-    ScanProgress walked{progress->limit,         progress->count,    progress->scanned,
-                        joined(progress->items), progress->lastHash, progress->lastRange};
+    ScanProgress walked{.limit = progress->limit,
+                        .count = progress->count,
+                        .scanned = progress->scanned,
+                        .items = joined(progress->items),
+                        .lastHash = progress->lastHash,
+                        .lastRange = progress->lastRange};
     const int rc = scanDb(request, db, startHash, startRange, filter, &format, &walked);
     *progress = {walked.limit, walked.count, walked.scanned, itemsIn(walked.items), walked.lastHash, walked.lastRange};
     return rc;

@@ -67,6 +67,22 @@ TEST_F(ScanDbTest, WalksEverythingInKeyOrder)
     EXPECT_THAT(recordLines(log), IsEmpty());
 }
 
+TEST_F(ScanDbTest, ACountGathersNothingButReadsEverything)
+{
+    putAll(Records);
+    ItemFormatter format(names_);
+    ScanProgress progress;
+    progress.limit = 100;
+    progress.countOnly = true;
+    EXPECT_EQ(scanDb(env_.request(), db(), {}, {}, {}, &format, &progress), 0);
+    EXPECT_EQ(progress.count, Records.size());
+    EXPECT_EQ(progress.scanned, Records.size());
+    EXPECT_EQ(progress.items, QByteArray());
+
+    rawPut(db(), recordKey("d", "0"), "no JSON");
+    EXPECT_EQ(scanDb(env_.request(), db(), {}, {}, {}, &format, &progress), StatusInternalError);
+}
+
 TEST_F(ScanDbTest, EmptyFileGivesNothing)
 {
     for (const int limit : {100, 1, 0, -1}) {

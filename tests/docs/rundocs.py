@@ -1,0 +1,213 @@
+#!/usr/bin/env python3
+"""Runs the console sessions of a document and compares what they print with what the document says they print.
+
+    rundocs.py --bin DIRECTORY --quorva FILE... DOCUMENT
+
+A session is the "console" blocks of one document, in one shell, in a directory of its own that has a build/bin like a
+checkout, with a server on the default port. "$ " begins a command, lines that its syntax still needs belong to it, and
+what follows is its output, standard error included, to the letter. Only ports and what depends on the machine are
+translated, so that documents can say the default port and any number of these tests can run at once.
+"""
+
+import argparse
+import os
+import random
+import re
+import select
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+DEFAULT_PORT = "4567"
+# Ports that documents use, besides the default one.
+OTHER_PORTS = ["4568", "4569", "4570", "8000", "8001"]
+# What differs from machine to machine, on both sides of the comparison.
+MACHINE_DEPENDENT = [(re.compile(r"Workers count \d+ db-pool max-thread-count \d+"),
+                      "Workers count N db-pool max-thread-count N")]
+END_OF_OUTPUT = b"\x01"
+COMMAND_SECONDS = 60
+
+
+class Command:
+    def __init__(self, line, text):
+        self.line = line
+        self.text = text
+        self.output = ""
+
+
+def is_complete(command):
+    """Whether the shell would run this, or wait for more lines."""
+    check = subprocess.run(["bash", "-n"], input=command, text=True, capture_output=True)
+    return check.returncode == 0 and "here-document" not in check.stderr
+
+
+def read_commands(path):
+    commands = []
+    inside = False
+    unfinished = False
+    with open(path, encoding="utf-8") as document:
+        for number, line in enumerate(document, 1):
+            line = line.rstrip("\n")
+            if line.startswith("```"):
+                inside = line == "```console"
+                unfinished = False
+            elif inside and unfinished:
+                commands[-1].text += "\n" + line
+                unfinished = not is_complete(commands[-1].text)
+            elif inside and line.startswith("$ "):
+                commands.append(Command(number, line[2:]))
+                unfinished = not is_complete(commands[-1].text)
+            elif inside:
+                if not commands:
+                    sys.exit(f"{path}:{number}: output without a command")
+                commands[-1].output += line + "\n"
+    return commands
+
+
+def free_ports(count):
+    """Ports that nobody listens on, outside the range from which the system takes those that programs do not choose."""
+    ports = []
+    while len(ports) < count:
+        port = random.randrange(20000, 32000)
+        with socket.socket() as candidate:
+            try:
+                candidate.bind(("127.0.0.1", port))
+            except OSError:
+                continue
+        if str(port) not in ports:
+            ports.append(str(port))
+    return ports
+
+
+def start_server(binaries, directory, port):
+    """The server's process when it listens; None when it ended, as when the port was taken in the meantime."""
+    server = subprocess.Popen([os.path.join(binaries, "quorva"), "-p", port], cwd=directory,
+                              stderr=subprocess.DEVNULL)
+    while server.poll() is None:
+        try:
+            socket.create_connection(("127.0.0.1", int(port))).close()
+            return server
+        except ConnectionRefusedError:
+            time.sleep(0.01)
+    return None
+
+
+def write_script(path, text):
+    with open(path, "w", encoding="utf-8") as script:
+        script.write("#!/bin/sh\n" + text + "\n")
+    os.chmod(path, 0o755)
+
+
+def make_checkout(scratch, binaries, port):
+    """Programs where a document expects them. Those that have a default port are told the one of this session."""
+    directory = os.path.join(scratch, "build", "bin")
+    os.makedirs(directory)
+    os.makedirs(os.path.join(scratch, "script"))
+    write_script(os.path.join(scratch, "script", "build"), "exit 0")
+    for name in os.listdir(binaries):
+        target = os.path.join(binaries, name)
+        if name in ("quorvactl", "quorva-http"):
+            write_script(os.path.join(directory, name),
+                         f'case " $* " in *" --port "*) exec "{target}" "$@" ;; esac\n'
+                         f'exec "{target}" --port {port} "$@"')
+        else:
+            os.symlink(target, os.path.join(directory, name))
+
+
+class Shell:
+    def __init__(self, directory):
+        environment = {name: value for name, value in os.environ.items() if not name.endswith("_LOCKFILE")}
+        environment["LC_ALL"] = "C.UTF-8"
+        self.process = subprocess.Popen(["bash", "--noprofile", "--norc"], cwd=directory, env=environment,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                        start_new_session=True)
+
+    def run(self, command):
+        """The command's output. Its status is there for the next one's $?. Raises TimeoutError."""
+        marker = "__status=$?; printf '\\001'; (exit $__status)"
+        self.process.stdin.write(f"{command}\n{marker}\n".encode())
+        self.process.stdin.flush()
+        output = b""
+        while not output.endswith(END_OF_OUTPUT):
+            if not select.select([self.process.stdout], [], [], COMMAND_SECONDS)[0]:
+                raise TimeoutError(f"no end of: {command}")
+            piece = os.read(self.process.stdout.fileno(), 4096)
+            if not piece:
+                break
+            output += piece
+        return output.removesuffix(END_OF_OUTPUT).decode(errors="replace")
+
+    def end(self):
+        """Ends the shell and whatever it left behind."""
+        try:
+            os.killpg(self.process.pid, 9)
+        except ProcessLookupError:
+            pass
+        self.process.wait()
+
+
+def translate(text, ports):
+    for one, other in ports.items():
+        text = re.sub(rf"(?<!\d){one}(?!\d)", other, text)
+    return text
+
+
+def normalise(text):
+    for pattern, replacement in MACHINE_DEPENDENT:
+        text = pattern.sub(replacement, text)
+    return text
+
+
+def run_session(commands, path, binaries, scratch):
+    names = [DEFAULT_PORT] + OTHER_PORTS
+    for _ in range(5):
+        ports = dict(zip(names, free_ports(len(names))))
+        server = start_server(binaries, scratch, ports[DEFAULT_PORT])
+        if server is not None:
+            break
+    else:
+        sys.exit("the server does not start")
+    back = {port: name for name, port in ports.items()}
+    make_checkout(scratch, binaries, ports[DEFAULT_PORT])
+    shell = Shell(scratch)
+    failures = 0
+    try:
+        for command in commands:
+            output = translate(shell.run(translate(command.text, ports)), back)
+            if normalise(output) == normalise(command.output):
+                continue
+            failures += 1
+            print(f"{path}:{command.line}: $ {command.text}\n--- the document says\n{command.output}"
+                  f"--- it prints\n{output}---")
+        if server.poll() is not None:
+            failures += 1
+            print(f"{path}: the server ended with status {server.returncode}")
+    finally:
+        shell.end()
+        server.kill()
+        server.wait()
+    return failures
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--bin", required=True, help="directory of the programs")
+    parser.add_argument("document")
+    arguments = parser.parse_args()
+    commands = read_commands(arguments.document)
+    if not commands:
+        sys.exit(f"{arguments.document}: no console session")
+    scratch = tempfile.mkdtemp(prefix="quorva-docs-")
+    try:
+        failures = run_session(commands, arguments.document, os.path.abspath(arguments.bin), scratch)
+    finally:
+        shutil.rmtree(scratch)
+    print(f"{len(commands)} commands, {failures} failures")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -80,7 +80,7 @@ LockFile::Wait LockFile::acquire(std::chrono::milliseconds limit)
         if (answer == Try::Taken)
             break;
         const auto left = end - std::chrono::steady_clock::now();
-        if (left <= left.zero()) {
+        if (left <= std::chrono::nanoseconds::zero()) {
             error_ = ETIMEDOUT;
             return Wait::TimedOut;
         }
@@ -147,6 +147,7 @@ LockFile::Try LockFile::fileLock()
     return error_ == EWOULDBLOCK ? Try::Held : Try::Failed;
 }
 
+// Not const, as it changes what the object stands for. NOLINTNEXTLINE(readability-make-member-function-const)
 void LockFile::unlock()
 {
     struct flock whole {};

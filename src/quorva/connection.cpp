@@ -78,11 +78,11 @@ Result Connection::call(const QString& operation, const QVariantMap& body)
 {
     if (!isOpen())
         return Result::noReply(QStringLiteral("the connection is not open"));
-    QByteArray text;
-    if (!d_->connection.exchange(Client::fullOperationName(operation.toLatin1()), Json::serialize(body), &text))
+    QByteArray json;
+    if (!d_->connection.exchange(Client::fullOperationName(operation.toLatin1()), Json::serialize(body), &json))
         return Result::noReply(d_->connection.error());
     QVariant reply;
-    if (!Json::parse(text, &reply) || reply.typeId() != QMetaType::QVariantMap) {
+    if (!Json::parse(json, &reply) || reply.typeId() != QMetaType::QVariantMap) {
         close();
         return Result::noReply(QStringLiteral("the reply is no JSON object"));
     }

@@ -122,13 +122,13 @@ void PageReader::fetch()
     last_ = request_.onePage;
     items_.clear();
     next_ = 0;
-    for (const Item& item : result_.items()) {
-        if (!request_.prefix.isEmpty() && !text(item, rangeName_).startsWith(request_.prefix)) {
+    for (const Item& found : result_.items()) {
+        if (!request_.prefix.isEmpty() && !text(found, rangeName_).startsWith(request_.prefix)) {
             last_ = true;
             return;
         }
-        if (given_.isEmpty() || !given_.contains(Json::serialize(item)))
-            items_.append(item);
+        if (given_.isEmpty() || !given_.contains(Json::serialize(found)))
+            items_.append(found);
     }
 }
 
@@ -148,8 +148,8 @@ void PageReader::prepareNextPage()
         given_.clear();
         return;
     }
-    for (const Item& item : std::as_const(items_))
-        given_.insert(Json::serialize(item));
+    for (const Item& given : std::as_const(items_))
+        given_.insert(Json::serialize(given));
     limit_ = limit_ > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : limit_ * 2;
 }
 

@@ -2,6 +2,8 @@
 
 #include "quorva/bodies.h"
 
+#include <utility>
+
 namespace Quorva {
 
 QVariantMap isAbsent()
@@ -29,8 +31,8 @@ QVariantMap deleteValue()
     return {{QStringLiteral("Action"), QStringLiteral("DELETE")}};
 }
 
-KeyCondition::KeyCondition(const char* comparison, const QStringList& keys)
-    : comparison_(QString::fromLatin1(comparison)), keys_(keys)
+KeyCondition::KeyCondition(const char* comparison, QStringList keys)
+    : comparison_(QString::fromLatin1(comparison)), keys_(std::move(keys))
 {}
 
 KeyCondition KeyCondition::equal(const QString& key)

@@ -82,7 +82,7 @@ public:
     QStringList keys() const { return keys_; }
 
 private:
-    QUORVA_INTERNAL KeyCondition(const char* comparison, const QStringList& keys);
+    QUORVA_INTERNAL KeyCondition(const char* comparison, QStringList keys);
 
     QString comparison_;
     QStringList keys_;

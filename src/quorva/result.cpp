@@ -53,8 +53,8 @@ QString Result::errorText() const
 
 std::optional<Item> Result::item() const
 {
-    const auto item = reply_.constFind(QStringLiteral("Item"));
-    return item != reply_.constEnd() ? std::optional(item->toMap()) : std::nullopt;
+    const auto found = reply_.constFind(QStringLiteral("Item"));
+    return found != reply_.constEnd() ? std::optional(found->toMap()) : std::nullopt;
 }
 
 Item Result::attributes() const
@@ -64,10 +64,11 @@ Item Result::attributes() const
 
 QList<Item> Result::items() const
 {
-    QList<Item> items;
-    for (const QVariant& item : reply_.value(QStringLiteral("Items")).toList())
-        items.append(item.toMap());
-    return items;
+    QList<Item> result;
+    const QVariantList list = reply_.value(QStringLiteral("Items")).toList();
+    for (const QVariant& element : list)
+        result.append(element.toMap());
+    return result;
 }
 
 int Result::count() const
@@ -91,8 +92,8 @@ std::optional<Key> Result::lastKey() const
 
 QVariantMap Result::table() const
 {
-    const auto table = reply_.constFind(QStringLiteral("Table"));
-    return (table != reply_.constEnd() ? *table : reply_.value(QStringLiteral("TableDescription"))).toMap();
+    const auto described = reply_.constFind(QStringLiteral("Table"));
+    return (described != reply_.constEnd() ? *described : reply_.value(QStringLiteral("TableDescription"))).toMap();
 }
 
 Batch Result::unprocessed() const

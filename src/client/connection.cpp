@@ -1,8 +1,10 @@
 #include "client/connection.h"
 
+#include <QDeadlineTimer>
 #include <QtEndian>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -52,12 +54,14 @@ Connection::~Connection()
 }
 
 Connection::Connection(Connection&& other) noexcept
-    : socket_(std::exchange(other.socket_, -1)), receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
+    : socket_(std::exchange(other.socket_, -1)), connectTimeout_(other.connectTimeout_),
+      receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
 {}
 
 Connection& Connection::operator=(Connection&& other) noexcept
 {
     std::swap(socket_, other.socket_);
+    std::swap(connectTimeout_, other.connectTimeout_);
     std::swap(receiveTimeout_, other.receiveTimeout_);
     std::swap(error_, other.error_);
     return *this;
@@ -81,8 +85,7 @@ bool Connection::open(const QString& host, int port)
     socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (socket_ < 0)
         return fail("socket");
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-        fail("connect");
+    if (!connectTo(address)) {
         close();
         return false;
     }
@@ -90,6 +93,32 @@ bool Connection::open(const QString& host, int port)
     const int on = 1;
     (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // ignored: it is only slower without
     return true;
+}
+
+bool Connection::connectTo(const sockaddr_in& address)
+{
+    const auto* name = reinterpret_cast<const sockaddr*>(&address);
+    if (connectTimeout_ <= 0)
+        return connect(socket_, name, sizeof address) == 0 || fail("connect");
+
+    const int flags = fcntl(socket_, F_GETFL);
+    if (flags < 0 || fcntl(socket_, F_SETFL, flags | O_NONBLOCK) != 0)
+        return fail("fcntl");
+    if (connect(socket_, name, sizeof address) != 0) {
+        if (errno != EINPROGRESS)
+            return fail("connect");
+        if (!waitFor(POLLOUT, connectTimeout_, "no connection"))
+            return false;
+        int failure = 0;
+        socklen_t size = sizeof failure;
+        if (getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
+            return fail("getsockopt");
+        if (failure != 0) {
+            errno = failure;
+            return fail("connect");
+        }
+    }
+    return fcntl(socket_, F_SETFL, flags) == 0 || fail("fcntl");
 }
 
 void Connection::close()
@@ -109,13 +138,17 @@ bool Connection::exchange(const QByteArray& operation, const QByteArray& body, Q
 
 bool Connection::send(const QByteArray& bytes)
 {
+    const int flags = MSG_NOSIGNAL | (receiveTimeout_ > 0 ? MSG_DONTWAIT : 0);
     for (qsizetype sent = 0; sent < bytes.size();) {
-        const ssize_t n =
-            ::send(socket_, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), MSG_NOSIGNAL);
-        if (n >= 0)
+        const ssize_t n = ::send(socket_, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), flags);
+        if (n >= 0) {
             sent += n;
-        else if (errno != EINTR)
+        } else if (errno == EAGAIN) {
+            if (!waitFor(POLLOUT, receiveTimeout_, "no bytes taken"))
+                return false;
+        } else if (errno != EINTR) {
             return fail("send");
+        }
     }
     return true;
 }
@@ -139,6 +172,11 @@ bool Connection::receiveReply(QByteArray* reply)
     return true;
 }
 
+void Connection::setConnectTimeout(int milliseconds)
+{
+    connectTimeout_ = milliseconds;
+}
+
 void Connection::setReceiveTimeout(int milliseconds)
 {
     receiveTimeout_ = milliseconds;
@@ -147,16 +185,8 @@ void Connection::setReceiveTimeout(int milliseconds)
 bool Connection::receiveExactly(char* data, qsizetype size)
 {
     for (qsizetype received = 0; received < size;) {
-        if (receiveTimeout_ > 0) {
-            pollfd readable{socket_, POLLIN, 0};
-            const int ready = poll(&readable, 1, receiveTimeout_);
-            if (ready == 0) {
-                error_ = QStringLiteral("no bytes within %1 ms").arg(receiveTimeout_);
-                return false;
-            }
-            if (ready < 0 && errno != EINTR)
-                return fail("poll");
-        }
+        if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
+            return false;
         const ssize_t n = recv(socket_, data + received, static_cast<size_t>(size - received), 0);
         if (n == 0) {
             error_ = QStringLiteral("the server closed the connection");
@@ -168,6 +198,24 @@ bool Connection::receiveExactly(char* data, qsizetype size)
             return fail("receive");
     }
     return true;
+}
+
+bool Connection::waitFor(short events, int milliseconds, const char* missing)
+{
+    // An interrupted wait begins anew with what is left of its time.
+    const QDeadlineTimer deadline(milliseconds);
+    pollfd waiting{socket_, events, 0};
+    for (;;) {
+        const int ready = poll(&waiting, 1, static_cast<int>(deadline.remainingTime()));
+        if (ready > 0)
+            return true;
+        if (ready < 0 && errno != EINTR)
+            return fail("poll");
+        if (ready == 0) {
+            error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
+            return false;
+        }
+    }
 }
 
 bool Connection::fail(const char* step)

@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QString>
 
+struct sockaddr_in;
+
 /** What talks to a server: the tools and the tests share it. */
 namespace Client {
 
@@ -46,18 +48,27 @@ public:
     [[nodiscard]] bool send(const QByteArray& bytes);
     [[nodiscard]] bool receiveReply(QByteArray* reply);
 
-    /** Fails a receive that waits longer than this for the next bytes; 0 (as made) waits without limit. */
+    /** Fails an open that the other side does not answer within this time; 0 (as made) leaves it to the system. */
+    void setConnectTimeout(int milliseconds);
+
+    /**
+     * Fails a receive that waits longer than this for the next bytes, and a send of which the other side takes nothing
+     * for that long; 0 (as made) waits without limit.
+     */
     void setReceiveTimeout(int milliseconds);
 
     int socketDescriptor() const { return socket_; }
     QString error() const { return error_; }
 
 private:
+    bool connectTo(const sockaddr_in& address);
     bool receiveExactly(char* data, qsizetype size);
+    bool waitFor(short events, int milliseconds, const char* missing);
     bool fail(const char* step);
 
     int socket_ = -1;
-    int receiveTimeout_ = 0; // milliseconds
+    int connectTimeout_ = 0; // milliseconds, like the other
+    int receiveTimeout_ = 0;
     QString error_;
 };
 

@@ -53,6 +53,31 @@ private:
     std::thread thread_;
 };
 
+/** A port that is nobody else's as long as this lives. */
+class HeldPort {
+public:
+    HeldPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        number_ = ntohs(address.sin_port);
+    }
+    ~HeldPort() { close(socket_); }
+    HeldPort(const HeldPort&) = delete;
+    HeldPort& operator=(const HeldPort&) = delete;
+
+    int number() const { return number_; }
+    int descriptor() const { return socket_; }
+
+private:
+    int socket_;
+    int number_ = 0;
+};
+
 void writeAll(int descriptor, const QByteArray& bytes)
 {
     for (qsizetype written = 0; written < bytes.size();) {
@@ -154,20 +179,45 @@ TEST(ConnectionOpen, RefusesWhatIsNoPort)
 
 TEST(ConnectionOpen, TellsThatNobodyListens)
 {
-    // Bound without listening, so that nobody else can listen there.
-    const int holder = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(bind(holder, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    ASSERT_EQ(getsockname(holder, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    const HeldPort nobodyListens;
+    for (const int limit : {0, 60000}) {
+        Client::Connection connection;
+        connection.setConnectTimeout(limit);
+        EXPECT_FALSE(connection.open("127.0.0.1", nobodyListens.number())) << limit;
+        EXPECT_FALSE(connection.isOpen()) << limit;
+        EXPECT_EQ(connection.error().toStdString(), "connect: Connection refused") << limit;
+    }
+}
 
+TEST(ConnectionOpen, GivesUpOnAPeerThatDoesNotAnswer)
+{
+    // Nobody accepts, so a queue for one connection has no room for a second: the system drops what it sends.
+    const HeldPort port;
+    ASSERT_EQ(listen(port.descriptor(), 0), 0);
+    Client::Connection first;
+    ASSERT_TRUE(first.open("127.0.0.1", port.number())) << first.error().toStdString();
+
+    Client::Connection second;
+    second.setConnectTimeout(20);
+    EXPECT_FALSE(second.open("127.0.0.1", port.number()));
+    EXPECT_EQ(second.error().toStdString(), "no connection within 20 ms");
+    EXPECT_FALSE(second.isOpen());
+}
+
+TEST(ConnectionOpen, ALimitOfItsOwnLeavesTheExchangesAsTheyAre)
+{
+    const Peer peer([](int socket) {
+        // The reply comes late and in pieces: a socket that does not wait would fail.
+        readExactly(socket, Request.size());
+        for (const char byte : reply("in pieces"))
+            writeAll(socket, QByteArray(1, byte));
+    });
     Client::Connection connection;
-    EXPECT_FALSE(connection.open("127.0.0.1", ntohs(address.sin_port)));
-    EXPECT_FALSE(connection.isOpen());
-    EXPECT_EQ(connection.error().toStdString(), "connect: Connection refused");
-    close(holder);
+    connection.setConnectTimeout(60000);
+    ASSERT_TRUE(connection.open("127.0.0.1", peer.port())) << connection.error().toStdString();
+    QByteArray text;
+    ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
+    EXPECT_EQ(text, "in pieces");
 }
 
 TEST(ConnectionOpen, ReplacesTheConnectionThereWas)
@@ -298,6 +348,20 @@ TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
     QByteArray text = "before";
     EXPECT_FALSE(connection.exchange("Op.Name", "{}", &text));
     EXPECT_EQ(connection.error().toStdString(), "no bytes within 20 ms");
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(text, "before");
+    timedOut.set_value();
+}
+
+TEST(ConnectionExchange, GivesUpOnAPeerThatTakesNothing)
+{
+    std::promise<void> timedOut;
+    const Peer peer([&](int) { timedOut.get_future().wait(); });
+    Client::Connection connection = connectedTo(peer);
+    connection.setReceiveTimeout(20);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.exchange("Op.Name", QByteArray(64 * 1024 * 1024, ' '), &text));
+    EXPECT_EQ(connection.error().toStdString(), "no bytes taken within 20 ms");
     EXPECT_FALSE(connection.isOpen());
     EXPECT_EQ(text, "before");
     timedOut.set_value();

@@ -1,0 +1,60 @@
+# What "cmake --install" puts where, in three components that are packages as well (packages.cmake).
+#
+#   server        the programs, their manual pages, units for systemd, documentation
+#   library       libquorva-client
+#   development   its headers, its CMake package, an example
+include(CMakePackageConfigHelpers)
+set(docs "${PROJECT_SOURCE_DIR}/docs")
+
+# Programs that not every build has come along when they are there.
+set(programs "")
+foreach(program quorva quorvactl quorva-http)
+    if(TARGET ${program})
+        list(APPEND programs ${program})
+    endif()
+endforeach()
+install(TARGETS ${programs} RUNTIME COMPONENT server)
+
+find_program(GZIP_PROGRAM gzip REQUIRED)
+set(pages "")
+foreach(program ${programs})
+    set(source "${PROJECT_SOURCE_DIR}/man/${program}.1")
+    set(page "${PROJECT_BINARY_DIR}/man/${program}.1.gz")
+    add_custom_command(OUTPUT "${page}" DEPENDS "${source}" VERBATIM
+        COMMAND "${CMAKE_COMMAND}" -E make_directory "${PROJECT_BINARY_DIR}/man"
+        COMMAND sh -c "\"$1\" -9nc \"$2\" >\"$3\"" sh "${GZIP_PROGRAM}" "${source}" "${page}")
+    list(APPEND pages "${page}")
+    if(EXISTS "${PROJECT_SOURCE_DIR}/packaging/systemd/${program}.service")
+        install(FILES "${PROJECT_SOURCE_DIR}/packaging/systemd/${program}.service"
+            DESTINATION lib/systemd/system COMPONENT server)
+    endif()
+endforeach()
+add_custom_target(man ALL DEPENDS ${pages})
+add_custom_target(package-contents)
+add_dependencies(package-contents ${programs} man quorva_shared)
+install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT server)
+install(FILES "${PROJECT_SOURCE_DIR}/src/tools/quorvactl.bash" RENAME quorvactl
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server OPTIONAL)
+install(DIRECTORY "${docs}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server
+    PATTERN client-library.md EXCLUDE)
+
+install(TARGETS quorva_shared EXPORT QuorvaTargets
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development)
+install(FILES
+    src/quorva/connection.h
+    src/quorva/export.h
+    src/quorva/itemrange.h
+    src/quorva/requests.h
+    src/quorva/result.h
+    src/quorva/values.h
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quorva" COMPONENT development)
+set(package "${CMAKE_INSTALL_LIBDIR}/cmake/Quorva")
+install(EXPORT QuorvaTargets NAMESPACE Quorva:: DESTINATION "${package}" COMPONENT development)
+configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/QuorvaConfig.cmake.in" QuorvaConfig.cmake
+    INSTALL_DESTINATION "${package}")
+write_basic_package_version_file(QuorvaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/QuorvaConfig.cmake" "${CMAKE_CURRENT_BINARY_DIR}/QuorvaConfigVersion.cmake"
+    DESTINATION "${package}" COMPONENT development)
+set(libraryDocs "${CMAKE_INSTALL_DATADIR}/doc/libquorva-dev")
+install(FILES "${docs}/client-library.md" DESTINATION "${libraryDocs}" COMPONENT development)
+install(DIRECTORY examples DESTINATION "${libraryDocs}" COMPONENT development)

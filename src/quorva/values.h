@@ -1,0 +1,61 @@
+#ifndef QUORVA_VALUES_H
+#define QUORVA_VALUES_H
+
+#include <quorva/export.h>
+
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <concepts>
+#include <optional>
+
+/**
+ * Items and their attributes, as they travel: an item is a map from attribute names to values, a value a map with one
+ * member, its type. All of it are plain values; any thread may have its own.
+ *
+ *     const Quorva::Item order{{"customer", Quorva::S("abc")}, {"date", Quorva::S("2012-01")}, {"total",
+ * Quorva::N(17)}}; Quorva::number(order, "total"); // 17
+ */
+namespace Quorva {
+
+using Value = QVariantMap;
+using Item = QVariantMap;
+
+/** The two keys of an item. Both are strings of Latin-1 characters. */
+struct Key {
+    QString hash;
+    QString range;
+
+    bool operator==(const Key&) const = default;
+};
+
+/** A string. */
+QUORVA_EXPORT Value S(const QString& text);
+
+/** A number, as decimal text. The server adds and compares integers of 64 bits; others it only keeps. */
+QUORVA_EXPORT Value N(const QString& digits);
+template <std::integral Integer> Value N(Integer number)
+{
+    return N(QString::number(number));
+}
+
+/** A set of strings, and one of numbers as decimal texts. */
+QUORVA_EXPORT Value SS(const QStringList& texts);
+QUORVA_EXPORT Value NS(const QStringList& digits);
+
+/**
+ * The text of a string or the digits of a number; a null string when the item has no such attribute or it is of another
+ * type. Keys that a reply gives as bare strings are read as well.
+ */
+QUORVA_EXPORT QString text(const Item& item, const QString& name);
+
+/** The same as an integer; nothing when the attribute is no number, or none of 64 bits. */
+QUORVA_EXPORT std::optional<qlonglong> number(const Item& item, const QString& name);
+
+/** The members of a set of strings or numbers; empty when there is none. */
+QUORVA_EXPORT QStringList texts(const Item& item, const QString& name);
+
+} // namespace Quorva
+
+#endif

@@ -1,0 +1,46 @@
+"""Reads the manual pages with mandoc, and looks for every option and command that the programs' --help names in them.
+
+    manual_test.py SOURCE PROGRAMS
+"""
+
+import glob
+import os
+import re
+import sys
+
+from installedserver import expect, fail, run
+
+
+def help_texts(program, *command):
+    """What --help says, and what it says about each command and the commands of those; the commands' names."""
+    text = run([program, *command, "--help"])
+    commands = re.findall(r"^  ([a-z][a-z-]+)\s", text.partition("Subcommands:")[2].partition("\n\n")[0], re.MULTILINE)
+    names = list(commands)
+    for name in commands:
+        further, more = help_texts(program, *command, name)
+        text += further
+        names += more
+    return text, names
+
+
+def main(source, programs):
+    pages = glob.glob(f"{source}/man/*.1")
+    expect("there are pages", bool(pages), True)
+    for page in pages:
+        name = os.path.basename(page)[:-2]
+        # Complaints end it with a status that is not 0.
+        run(["mandoc", "-T", "lint", "-W", "warning", page])
+        program = os.path.join(programs, name)
+        if not os.path.exists(program):
+            print(f"{name} was not built, its page is not compared with it")
+            continue
+        text = re.sub("[^\n]\b", "", run(["mandoc", "-T", "ascii", page]))  # bold is written as overstriking
+        helps, commands = help_texts(program)
+        options = re.findall(r"(?<![\w-])(--?[a-zA-Z][\w-]*)", helps)
+        missing = [word for word in dict.fromkeys(commands + options)
+                   if not re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", text)]
+        if missing:
+            fail(f"{name}.1 does not have {', '.join(missing)}")
+
+
+main(*sys.argv[1:])

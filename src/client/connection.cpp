@@ -52,12 +52,14 @@ Connection::~Connection()
 }
 
 Connection::Connection(Connection&& other) noexcept
-    : socket_(std::exchange(other.socket_, -1)), receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
+    : socket_(std::exchange(other.socket_, -1)), sendTimeout_(other.sendTimeout_),
+      receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
 {}
 
 Connection& Connection::operator=(Connection&& other) noexcept
 {
     std::swap(socket_, other.socket_);
+    std::swap(sendTimeout_, other.sendTimeout_);
     std::swap(receiveTimeout_, other.receiveTimeout_);
     std::swap(error_, other.error_);
     return *this;
@@ -81,6 +83,9 @@ bool Connection::open(const QString& host, int port)
     socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (socket_ < 0)
         return fail("socket");
+    // Holds for the connect as well; zero is no limit.
+    const timeval limit{sendTimeout_ / 1000, (sendTimeout_ % 1000) * 1000};
+    (void)setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit); // ignored: such a limit is always valid
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         fail("connect");
         close();
@@ -139,6 +144,11 @@ bool Connection::receiveReply(QByteArray* reply)
     return true;
 }
 
+void Connection::setSendTimeout(int milliseconds)
+{
+    sendTimeout_ = milliseconds;
+}
+
 void Connection::setReceiveTimeout(int milliseconds)
 {
     receiveTimeout_ = milliseconds;
@@ -172,6 +182,11 @@ bool Connection::receiveExactly(char* data, qsizetype size)
 
 bool Connection::fail(const char* step)
 {
+    const bool tookTooLong = sendTimeout_ > 0 && (errno == EINPROGRESS || errno == EAGAIN);
+    if (tookTooLong) {
+        error_ = QStringLiteral("%1: not done within %2 ms").arg(QString::fromLatin1(step)).arg(sendTimeout_);
+        return false;
+    }
     error_ = QStringLiteral("%1: %2").arg(QString::fromLatin1(step), QString::fromLocal8Bit(std::strerror(errno)));
     return false;
 }

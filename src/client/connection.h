@@ -46,6 +46,9 @@ public:
     [[nodiscard]] bool send(const QByteArray& bytes);
     [[nodiscard]] bool receiveReply(QByteArray* reply);
 
+    /** Fails a connect or a send that gets no further for this long; 0 (as made) waits without limit. Before open. */
+    void setSendTimeout(int milliseconds);
+
     /** Fails a receive that waits longer than this for the next bytes; 0 (as made) waits without limit. */
     void setReceiveTimeout(int milliseconds);
 
@@ -57,6 +60,7 @@ private:
     bool fail(const char* step);
 
     int socket_ = -1;
+    int sendTimeout_ = 0;    // milliseconds
     int receiveTimeout_ = 0; // milliseconds
     QString error_;
 };

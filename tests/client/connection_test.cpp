@@ -303,6 +303,40 @@ TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
     timedOut.set_value();
 }
 
+TEST(ConnectionOpen, TakesNoLongerThanItsLimit)
+{
+    // The one connection that fits into the queue leaves no room for another, which nobody answers then.
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    Client::Connection first;
+    ASSERT_TRUE(first.open("127.0.0.1", ntohs(address.sin_port))) << first.error().toStdString();
+
+    Client::Connection second;
+    second.setSendTimeout(20);
+    EXPECT_FALSE(second.open("127.0.0.1", ntohs(address.sin_port)));
+    EXPECT_EQ(second.error().toStdString(), "connect: not done within 20 ms");
+    EXPECT_FALSE(second.isOpen());
+    close(listener);
+}
+
+TEST(ConnectionSend, ToAPeerThatReadsNothingTakesNoLongerThanItsLimit)
+{
+    std::promise<void> timedOut;
+    const Peer peer([&](int) { timedOut.get_future().wait(); });
+    Client::Connection connection;
+    connection.setSendTimeout(20);
+    ASSERT_TRUE(connection.open("127.0.0.1", peer.port())) << connection.error().toStdString();
+    EXPECT_FALSE(connection.send(QByteArray(64 * 1024 * 1024, 'x')));
+    EXPECT_EQ(connection.error().toStdString(), "send: not done within 20 ms");
+    timedOut.set_value();
+}
+
 TEST(ConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
 {
     std::promise<void> timedOut;

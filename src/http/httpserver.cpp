@@ -19,9 +19,11 @@ namespace {
 
 constexpr const char* Loopback = "127.0.0.1";
 constexpr const char* ContentType = "application/x-amz-json-1.0";
+constexpr const char* TooLarge = "The body is too large";
 constexpr std::size_t HeadBytes = 65536;
 
 enum : int {
+    Continue = 100,
     BadRequest = 400,
     NotFound = 404,
     MethodNotAllowed = 405,
@@ -105,7 +107,8 @@ HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
     set_socket_options(setSocketOptions);
     set_payload_max_length(limits.bodyBytes);
     set_pre_routing_handler([this](const auto& request, auto& response) { return refuse(request, response); });
-    set_expect_100_continue_handler([this](const auto& request, auto&) { return expectBody(request); });
+    set_expect_100_continue_handler(
+        [this](const auto& request, auto& response) { return expectBody(request, response); });
     set_error_handler(Handler(fillError));
     set_exception_handler([](const auto&, auto& response, std::exception_ptr) {
         setError(response, InternalError, ErrorType::InternalServerError, "There is not enough memory");
@@ -195,11 +198,14 @@ httplib::Server::HandlerResponse HttpServer::refuse(const httplib::Request& requ
     return HandlerResponse::Handled;
 }
 
-int HttpServer::expectBody(const httplib::Request& request) const
+/** Answers a client that asks whether it may send its body: with 100, or at once. */
+int HttpServer::expectBody(const httplib::Request& request, httplib::Response& response) const
 {
     const std::string length = request.get_header_value("Content-Length");
-    const bool isTooLarge = hasPlainLength(request) && !length.empty() && std::stoull(length) > limits_.bodyBytes;
-    return isTooLarge ? int(PayloadTooLarge) : 100;
+    if (!hasPlainLength(request) || length.empty() || std::stoull(length) <= limits_.bodyBytes)
+        return Continue;
+    setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, TooLarge);
+    return PayloadTooLarge;
 }
 
 void HttpServer::answer(const httplib::Request& request, httplib::Response& response,
@@ -216,7 +222,7 @@ void HttpServer::answer(const httplib::Request& request, httplib::Response& resp
         return true; // what is too much is read as well, so that the client comes to read the answer
     });
     if (isTooLarge || response.status == PayloadTooLarge) {
-        setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, "The body is too large");
+        setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, TooLarge);
         return;
     }
     if (!requestIsWhole) {

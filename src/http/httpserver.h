@@ -48,7 +48,7 @@ private:
     void serveConnection(HttpConnection* connection);
     HandlerResponse refuse(const httplib::Request& request, httplib::Response& response) const;
     void answer(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& readBody);
-    int expectBody(const httplib::Request& request) const;
+    int expectBody(const httplib::Request& request, httplib::Response& response) const;
 
     const HttpLimits limits_;
     Gateway* const gateway_;

@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <exception>
+#include <latch>
 #include <string>
 #include <thread>
 
@@ -76,14 +76,15 @@ sigset_t endingSignals()
     return ending;
 }
 
-/** On a thread of its own: a second signal ends the program at once. */
-void endOnSignal(Http::HttpServer* server)
+/** On a thread of its own, until the server has ended: a second signal ends the program at once. */
+void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     const sigset_t ending = endingSignals();
     int signal = 0;
     (void)sigwait(&ending, &signal); // ignored: it only fails for signals that do not exist
     (void)pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
     server->endRun();
+    ended->wait();
 }
 
 int serve(const Options& options)
@@ -102,12 +103,14 @@ int serve(const Options& options)
     std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
                  options.port);
 
-    std::thread watcher(endOnSignal, &server);
+    std::latch ended(1);
+    std::thread watcher(endOnSignal, &server, &ended);
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
         _exit(ExitFailed); // at once: the watcher waits for a signal
     }
+    ended.count_down();
     watcher.join();
     return ExitOk;
 }

@@ -87,6 +87,22 @@ bool hasPlainLength(const httplib::Request& request)
            (encoding.empty() || encoding == "chunked");
 }
 
+/** Answers what is no API request by its first line and headers; their bodies are never read. */
+httplib::Server::HandlerResponse refuse(const httplib::Request& request, httplib::Response& response)
+{
+    if (request.path != "/") {
+        setError(response, NotFound, ErrorType::InvalidRequest, "The only path is /");
+    } else if (request.method != "POST") {
+        response.set_header("Allow", "POST");
+        setError(response, MethodNotAllowed, ErrorType::InvalidRequest, "The only method is POST");
+    } else if (!hasPlainLength(request)) {
+        setError(response, BadRequest, ErrorType::InvalidRequest, "The length of the body is not understood");
+    } else {
+        return httplib::Server::HandlerResponse::Unhandled;
+    }
+    return httplib::Server::HandlerResponse::Handled;
+}
+
 void setSocketOptions(socket_t socket)
 {
     // A port whose latest connections linger can be taken, one that is listened on cannot.
@@ -106,11 +122,11 @@ HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
     set_tcp_nodelay(true); // an answer goes out as head and body, and nobody confirms the one without the other
     set_socket_options(setSocketOptions);
     set_payload_max_length(limits.bodyBytes);
-    set_pre_routing_handler([this](const auto& request, auto& response) { return refuse(request, response); });
+    set_pre_routing_handler(refuse);
     set_expect_100_continue_handler(
         [this](const auto& request, auto& response) { return expectBody(request, response); });
     set_error_handler(Handler(fillError));
-    set_exception_handler([](const auto&, auto& response, std::exception_ptr) {
+    set_exception_handler([](const auto&, auto& response, const std::exception_ptr&) {
         setError(response, InternalError, ErrorType::InternalServerError, "There is not enough memory");
     });
     set_post_routing_handler(completeHeaders);
@@ -180,22 +196,6 @@ void HttpServer::serveConnection(HttpConnection* connection)
     }
     if (!requestIsWhole)
         connection->finish();
-}
-
-/** Answers what is no API request by its first line and headers; their bodies are never read. */
-httplib::Server::HandlerResponse HttpServer::refuse(const httplib::Request& request, httplib::Response& response) const
-{
-    if (request.path != "/") {
-        setError(response, NotFound, ErrorType::InvalidRequest, "The only path is /");
-    } else if (request.method != "POST") {
-        response.set_header("Allow", "POST");
-        setError(response, MethodNotAllowed, ErrorType::InvalidRequest, "The only method is POST");
-    } else if (!hasPlainLength(request)) {
-        setError(response, BadRequest, ErrorType::InvalidRequest, "The length of the body is not understood");
-    } else {
-        return HandlerResponse::Unhandled;
-    }
-    return HandlerResponse::Handled;
 }
 
 /** Answers a client that asks whether it may send its body: with 100, or at once. */

@@ -46,7 +46,6 @@ public:
 private:
     bool process_and_close_socket(socket_t socket) override;
     void serveConnection(HttpConnection* connection);
-    HandlerResponse refuse(const httplib::Request& request, httplib::Response& response) const;
     void answer(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& readBody);
     int expectBody(const httplib::Request& request, httplib::Response& response) const;
 

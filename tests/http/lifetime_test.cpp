@@ -13,6 +13,12 @@ namespace {
 /** A server that replies when it is told to, and quorva-http in front of it. */
 class HttpLifetime : public testing::Test {
 protected:
+    ~HttpLifetime() override
+    {
+        if (!isReleased_)
+            release(); // the server's threads are waited for
+    }
+
     void start(const std::vector<std::string>& arguments = {})
     {
         server_ = std::make_unique<ScriptedServer>([this](const ScriptedServer::Request&) {
@@ -27,8 +33,13 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return server_->requests() == count; })) << server_->requests();
     }
 
-    void release() { release_.set_value(); }
+    void release()
+    {
+        release_.set_value();
+        isReleased_ = true;
+    }
 
+    bool isReleased_ = false;
     std::promise<void> release_;
     std::shared_future<void> released_ = release_.get_future();
     std::unique_ptr<ScriptedServer> server_;

@@ -49,16 +49,19 @@ ScriptedServer::ScriptedServer(std::function<std::string(const Request&)> script
     EXPECT_EQ(listen(listener_, 16), 0);
     EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size), 0);
     port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this] { serve(); });
+    acceptor_ = std::thread([this] { acceptAll(); });
 }
 
 ScriptedServer::~ScriptedServer()
 {
-    ending_ = true;
     shutdown(listener_, SHUT_RDWR);
-    if (const int socket = current_; socket >= 0)
+    acceptor_.join();
+    for (const int socket : sockets_)
         shutdown(socket, SHUT_RDWR);
-    thread_.join();
+    for (std::thread& thread : threads_)
+        thread.join();
+    for (const int socket : sockets_)
+        close(socket);
     close(listener_);
 }
 
@@ -70,28 +73,30 @@ std::string ScriptedServer::framed(const std::string& body)
     return bytes + body;
 }
 
-void ScriptedServer::serve()
+void ScriptedServer::acceptAll()
 {
-    while (!ending_) {
-        const int socket = accept(listener_, nullptr, nullptr);
+    for (;;) {
+        const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (socket < 0)
             return;
-        current_ = socket;
-        if (ending_) // the destructor may have looked before the line above
-            shutdown(socket, SHUT_RDWR);
         ++connections_;
-        for (;;) {
-            const auto operation = receiveWithLength(socket);
-            const auto body = operation ? receiveWithLength(socket) : std::nullopt;
-            if (!body)
-                break;
-            ++requests_;
-            const std::string reply = script_({*operation, *body});
-            if (reply.empty())
-                break;
-            (void)send(socket, reply.data(), reply.size(), MSG_NOSIGNAL); // ignored: the other side may be gone
-        }
-        current_ = -1;
-        close(socket);
+        sockets_.push_back(socket);
+        threads_.emplace_back([this, socket] { serve(socket); });
     }
+}
+
+void ScriptedServer::serve(int socket)
+{
+    for (;;) {
+        const auto operation = receiveWithLength(socket);
+        const auto body = operation ? receiveWithLength(socket) : std::nullopt;
+        if (!body)
+            break;
+        ++requests_;
+        const std::string reply = script_({*operation, *body});
+        if (reply.empty())
+            break;
+        (void)send(socket, reply.data(), reply.size(), MSG_NOSIGNAL); // ignored: the other side may be gone
+    }
+    shutdown(socket, SHUT_RDWR); // the destructor closes it, so that its number stays ours
 }

@@ -8,8 +8,8 @@
 #include <vector>
 
 /**
- * A server that misbehaves: it takes connections one after another, and gives each request of one to a script, which
- * returns the bytes to send. Without any, the connection is closed.
+ * A server that misbehaves: it gives each request to a script, which returns the bytes to send. Without any, the
+ * connection is closed. The script runs on a thread of the connection.
  */
 class ScriptedServer {
 public:
@@ -31,16 +31,18 @@ public:
     static std::string framed(const std::string& body);
 
 private:
-    void serve();
+    void acceptAll();
+    void serve(int socket);
 
     const std::function<std::string(const Request&)> script_;
     int listener_;
     int port_ = 0;
-    std::atomic<int> current_ = -1; // the socket of the connection that is served
-    std::atomic<bool> ending_ = false;
     std::atomic<int> connections_ = 0;
     std::atomic<int> requests_ = 0;
-    std::thread thread_;
+    std::thread acceptor_;
+    // Of the acceptor; the destructor takes them when that has ended.
+    std::vector<int> sockets_;
+    std::vector<std::thread> threads_;
 };
 
 #endif

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <future>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -143,8 +144,10 @@ TEST(HttpWithoutServer, StartsAndSaysSoToEachRequest)
 
 TEST(HttpWithScriptedServer, RequestsOneAfterAnotherShareAConnection)
 {
+    std::mutex mutex;
     std::string operations;
     ScriptedServer server([&](const ScriptedServer::Request& request) {
+        const std::lock_guard lock(mutex);
         operations += request.operation + request.body + ' ';
         return Ok;
     });
@@ -154,13 +157,14 @@ TEST(HttpWithScriptedServer, RequestsOneAfterAnotherShareAConnection)
         HttpClient client(http.port());
         EXPECT_EQ(client.call(operation, "{ }").status, 200);
     }
+    const std::lock_guard lock(mutex);
     EXPECT_EQ(operations, "DynamoDB_20111205.Scan{ } DynamoDB_20111205.Query{ } DynamoDB_20111205.GetItem{ } ");
     EXPECT_EQ(server.connections(), 1);
 }
 
 TEST(HttpWithScriptedServer, ARequestThatMayHaveBeenExecutedIsNotSentAgain)
 {
-    int call = 0;
+    std::atomic<int> call = 0;
     ScriptedServer server([&](const ScriptedServer::Request&) { return ++call == 2 ? std::string() : Ok; });
     HttpProcess http;
     ASSERT_TRUE(http.start(server.port()));
@@ -179,13 +183,11 @@ TEST(HttpWithScriptedServer, ARequestThatMayHaveBeenExecutedIsNotSentAgain)
 
 TEST(HttpWithScriptedServer, AReplyThatIsCutOffIsALoss)
 {
-    ScriptedServer* self = nullptr;
-    int call = 0;
+    std::atomic<int> call = 0;
     ScriptedServer server(
         [&](const ScriptedServer::Request&) { return ++call == 1 ? Ok.substr(0, 9) : std::string(); });
-    self = &server;
     HttpProcess http;
-    ASSERT_TRUE(http.start(self->port(), {"--receive-timeout", "1"}));
+    ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
     HttpClient client(http.port());
     expectError(client.call("PutItem", "{}"), 504, "InternalServerError",
                 "No reply came in time, the request may have been executed: no bytes within 1000 ms");

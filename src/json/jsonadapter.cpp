@@ -2,14 +2,8 @@
 
 #include "json/jsontext.h"
 #include "json/plaincharacters.h"
+#include "json/rapidjsonreader.h"
 
-// The reader's vector paths look at whole blocks, beyond the end of a text: `parse` has room for that.
-#undef RAPIDJSON_SSE42
-#if defined(__SSE2__) && !defined(RAPIDJSON_SSE2)
-#define RAPIDJSON_SSE2
-#endif
-
-#include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
 
 #include <QList>

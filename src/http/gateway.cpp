@@ -1,0 +1,84 @@
+#include "http/gateway.h"
+
+#include "http/apierror.h"
+#include "json/jsonadapter.h"
+#include "json/jsontext.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Http {
+
+namespace {
+
+enum : int { BadRequest = 400, BadGateway = 502, ServiceUnavailable = 503, GatewayTimeout = 504 };
+
+/** What the server has; it would answer any other name like a failure of its own. */
+constexpr std::array Operations{
+    "BatchWriteItem", "CreateTable", "DeleteItem", "DeleteTable", "DescribeTable", "GetItem",
+    "PutItem",        "Query",       "Scan",       "UpdateItem",  "UpdateTable",
+};
+
+Answer errorAnswer(int status, const char* type, const QByteArray& message)
+{
+    return {status, {}, errorBody(type, message)};
+}
+
+/** The operation that a target names; empty when it names none of ours. */
+QByteArray operationOf(const QByteArray& target)
+{
+    if (!target.startsWith(TargetPrefix))
+        return {};
+    const QByteArray name = target.mid(static_cast<qsizetype>(qstrlen(TargetPrefix)));
+    const bool isKnown =
+        std::any_of(Operations.begin(), Operations.end(), [&](const char* known) { return name == known; });
+    return isKnown ? name : QByteArray();
+}
+
+/**
+ * Asked of the parser that the server uses: it closes the connection on what is no JSON, and takes another value for
+ * an empty object.
+ */
+bool isObject(const QByteArray& body)
+{
+    std::vector<Json::MemberText> members;
+    if (Json::splitObject(body, &members))
+        return true;
+    QVariant value;
+    return Json::parse(body, &value) && value.metaType() == QMetaType::fromType<QVariantMap>();
+}
+
+} // namespace
+
+Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
+{
+    if (target.isEmpty())
+        return errorAnswer(BadRequest, ErrorType::UnknownOperation, "The header X-Amz-Target is missing");
+    const QByteArray operation = operationOf(target);
+    if (operation.isEmpty())
+        return errorAnswer(BadRequest, ErrorType::UnknownOperation, "There is no operation " + target);
+    if (!isObject(body))
+        return errorAnswer(BadRequest, ErrorType::Serialization, "The body is no JSON object");
+
+    QByteArray reply;
+    QString error;
+    switch (server_.exchange(target, body, &reply, &error)) {
+    case Exchange::NotSent:
+        return errorAnswer(ServiceUnavailable, ErrorType::ServiceUnavailable,
+                           "The server cannot be reached, nothing was done: " + error.toLatin1());
+    case Exchange::Lost:
+        return errorAnswer(BadGateway, ErrorType::InternalServerError,
+                           "No reply came, the request may have been executed: " + error.toLatin1());
+    case Exchange::TimedOut:
+        return errorAnswer(GatewayTimeout, ErrorType::InternalServerError,
+                           "No reply came in time, the request may have been executed: " + error.toLatin1());
+    case Exchange::Done:
+        break;
+    }
+    Answer answer;
+    if (!translateReply(operation, reply, &answer))
+        return errorAnswer(BadGateway, ErrorType::InternalServerError, "The server's reply has no status");
+    return answer;
+}
+
+} // namespace Http

@@ -1,0 +1,160 @@
+#include "http/httpconnection.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace Http {
+
+namespace {
+
+/** For a request that is on its way in pieces when the program ends, and for what a client sends after its answer. */
+constexpr std::chrono::milliseconds Grace{1000};
+
+void describe(int (*name)(int, sockaddr*, socklen_t*), int socket, std::string* ip, int* port)
+{
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (name(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        return;
+    char text[INET_ADDRSTRLEN] = "";
+    *ip = inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr ? "" : text;
+    *port = ntohs(address.sin_port);
+}
+
+int pollAll(pollfd* events, nfds_t count, std::chrono::milliseconds limit)
+{
+    int ready = 0;
+    do
+        ready = poll(events, count, static_cast<int>(limit.count()));
+    while (ready < 0 && errno == EINTR); // no signal is handled on these threads; the limit begins anew
+    return ready;
+}
+
+} // namespace
+
+HttpConnection::HttpConnection(int socket, const ConnectionLimits& limits) : socket_(socket), limits_(limits) {}
+
+HttpConnection::~HttpConnection()
+{
+    close(socket_);
+}
+
+bool HttpConnection::waitForRequest()
+{
+    if (begin_ != end_)
+        return true;
+    for (;;) {
+        std::array<pollfd, 3> events{
+            {{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}, {limits_.giveWay, POLLIN, 0}}};
+        if (pollAll(events.data(), events.size(), limits_.keepAlive) <= 0)
+            return false;
+        if (events[0].revents != 0)
+            return true;
+        eventfd_t one = 0;
+        // Another connection may have been quicker to give way.
+        if (events[1].revents != 0 || eventfd_read(limits_.giveWay, &one) == 0)
+            return false;
+    }
+}
+
+void HttpConnection::finish()
+{
+    (void)shutdown(socket_, SHUT_WR); // ignored: the client may be gone
+    const auto end = std::chrono::steady_clock::now() + Grace;
+    do
+        end_ = 0;
+    while (waitFor(POLLIN, Grace) && fill() > 0 && std::chrono::steady_clock::now() < end);
+}
+
+bool HttpConnection::is_readable() const
+{
+    return begin_ != end_ || waitFor(POLLIN, limits_.transfer);
+}
+
+bool HttpConnection::is_writable() const
+{
+    return waitFor(POLLOUT, limits_.transfer);
+}
+
+ssize_t HttpConnection::read(char* data, size_t size)
+{
+    if (headLeft_ == 0)
+        return -1;
+    if (begin_ == end_) {
+        if (!waitForBytes())
+            return -1;
+        if (const ssize_t received = fill(); received <= 0)
+            return received;
+    }
+    const std::size_t taken = std::min({size, end_ - begin_, headLeft_});
+    std::memcpy(data, buffer_.data() + begin_, taken);
+    begin_ += taken;
+    if (headLeft_ != Unlimited)
+        headLeft_ -= taken;
+    return static_cast<ssize_t>(taken);
+}
+
+ssize_t HttpConnection::write(const char* data, size_t size)
+{
+    for (;;) {
+        const ssize_t sent = send(socket_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent >= 0 || (errno != EAGAIN && errno != EINTR))
+            return sent;
+        if (errno == EAGAIN && !waitFor(POLLOUT, limits_.transfer))
+            return -1;
+    }
+}
+
+void HttpConnection::get_remote_ip_and_port(std::string& ip, int& port) const
+{
+    describe(getpeername, socket_, &ip, &port);
+}
+
+void HttpConnection::get_local_ip_and_port(std::string& ip, int& port) const
+{
+    describe(getsockname, socket_, &ip, &port);
+}
+
+/** False when the limit is over. Errors of the socket count as events: the next call on it tells. */
+bool HttpConnection::waitFor(short events, std::chrono::milliseconds limit) const
+{
+    pollfd event{socket_, events, 0};
+    return pollAll(&event, 1, limit) > 0;
+}
+
+/** The same for the next bytes of a request, which has little time left once the program ends. */
+bool HttpConnection::waitForBytes()
+{
+    using std::chrono::steady_clock;
+    if (!lastMoment_) {
+        std::array<pollfd, 2> events{{{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}}};
+        if (pollAll(events.data(), events.size(), limits_.transfer) <= 0)
+            return false;
+        if (events[1].revents == 0)
+            return true;
+        lastMoment_ = steady_clock::now() + Grace;
+    }
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*lastMoment_ - steady_clock::now());
+    return waitFor(POLLIN, std::max(left, std::chrono::milliseconds(0)));
+}
+
+/** Receives what is there into the empty buffer. */
+ssize_t HttpConnection::fill()
+{
+    ssize_t received = 0;
+    do
+        received = recv(socket_, buffer_.data(), buffer_.size(), 0);
+    while (received < 0 && errno == EINTR);
+    begin_ = 0;
+    end_ = received > 0 ? static_cast<std::size_t>(received) : 0;
+    return received;
+}
+
+} // namespace Http

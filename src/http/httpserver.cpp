@@ -1,0 +1,240 @@
+#include "http/httpserver.h"
+
+#include "http/apierror.h"
+#include "http/workerpool.h"
+
+#include <QUuid>
+
+#include <netinet/tcp.h>
+#include <sys/eventfd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+namespace Http {
+
+namespace {
+
+constexpr const char* Loopback = "127.0.0.1";
+constexpr const char* ContentType = "application/x-amz-json-1.0";
+constexpr const char* TooLarge = "The body is too large";
+constexpr std::size_t HeadBytes = 65536;
+
+enum : int {
+    Continue = 100,
+    BadRequest = 400,
+    NotFound = 404,
+    MethodNotAllowed = 405,
+    PayloadTooLarge = 413,
+    InternalError = 500,
+};
+
+/**
+ * True when the request that this thread serves was read to its end, so that the connection can carry another. The
+ * library has no place where a handler could leave this for its connection.
+ */
+thread_local bool requestIsWhole = false;
+
+void setError(httplib::Response& response, int status, const char* type, const char* message)
+{
+    const QByteArray body = errorBody(type, message);
+    response.status = status;
+    response.set_content(body.constData(), static_cast<size_t>(body.size()), ContentType);
+}
+
+/** Answers what the library refuses by itself. */
+void fillError(const httplib::Request&, httplib::Response& response)
+{
+    if (response.body.empty())
+        setError(response, response.status, ErrorType::InvalidRequest,
+                 "The request is no HTTP that is understood here");
+}
+
+std::string checksum(const std::string& body)
+{
+    uLong value = crc32_z(0, nullptr, 0);
+    value = crc32_z(value, reinterpret_cast<const Bytef*>(body.data()), body.size());
+    return std::to_string(value);
+}
+
+/** The headers that every answer has, whoever made it. */
+void completeHeaders(const httplib::Request&, httplib::Response& response)
+{
+    response.set_header("x-amzn-RequestId", QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString());
+    response.set_header("x-amz-crc32", checksum(response.body));
+    response.headers.erase("Keep-Alive"); // the library tells limits of its own, which do not hold here
+    if (!requestIsWhole && !response.has_header("Connection"))
+        response.set_header("Connection", "close");
+}
+
+/** Takes from a request what the library would act upon, and the API does not know. */
+void simplify(httplib::Request& request)
+{
+    request.ranges.clear();
+    request.headers.erase("Content-Type"); // forms and multipart bodies would be taken apart
+}
+
+/** False for lengths that the library would read as something else, or not see the end of. */
+bool hasPlainLength(const httplib::Request& request)
+{
+    const std::string length = request.get_header_value("Content-Length");
+    const bool isNumber =
+        length.size() < 19 && std::all_of(length.begin(), length.end(), [](char c) { return c >= '0' && c <= '9'; });
+    const std::string encoding = request.get_header_value("Transfer-Encoding");
+    return isNumber && request.get_header_value_count("Content-Length") <= 1 &&
+           (encoding.empty() || encoding == "chunked");
+}
+
+/** Answers what is no API request by its first line and headers; their bodies are never read. */
+httplib::Server::HandlerResponse refuse(const httplib::Request& request, httplib::Response& response)
+{
+    if (request.path != "/") {
+        setError(response, NotFound, ErrorType::InvalidRequest, "The only path is /");
+    } else if (request.method != "POST") {
+        response.set_header("Allow", "POST");
+        setError(response, MethodNotAllowed, ErrorType::InvalidRequest, "The only method is POST");
+    } else if (!hasPlainLength(request)) {
+        setError(response, BadRequest, ErrorType::InvalidRequest, "The length of the body is not understood");
+    } else {
+        return httplib::Server::HandlerResponse::Unhandled;
+    }
+    return httplib::Server::HandlerResponse::Handled;
+}
+
+void setSocketOptions(socket_t socket)
+{
+    // A port whose latest connections linger can be taken, one that is listened on cannot.
+    const int on = 1;
+    (void)setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on); // ignored: bind tells
+}
+
+} // namespace
+
+HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
+    : limits_(limits), gateway_(gateway), stopping_(eventfd(0, EFD_CLOEXEC)),
+      giveWay_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE)), connectionLimits_{limits.keepAlive,
+                                                                                          limits.transfer, HeadBytes,
+                                                                                          stopping_, giveWay_}
+{
+    set_address_family(AF_INET);
+    set_tcp_nodelay(true); // an answer goes out as head and body, and nobody confirms the one without the other
+    set_socket_options(setSocketOptions);
+    set_payload_max_length(limits.bodyBytes);
+    set_pre_routing_handler(refuse);
+    set_expect_100_continue_handler(
+        [this](const auto& request, auto& response) { return expectBody(request, response); });
+    set_error_handler(Handler(fillError));
+    set_exception_handler([](const auto&, auto& response, const std::exception_ptr&) {
+        setError(response, InternalError, ErrorType::InternalServerError, "There is not enough memory");
+    });
+    set_post_routing_handler(completeHeaders);
+    Post("/", HandlerWithContentReader([this](const auto& request, auto& response, const auto& readBody) {
+             answer(request, response, readBody);
+         }));
+    new_task_queue = [this] {
+        running_.count_down(); // from here on the library can be stopped
+        return new WorkerPool(limits_.threads, giveWay_);
+    };
+}
+
+HttpServer::~HttpServer()
+{
+    close(stopping_);
+    close(giveWay_);
+}
+
+int HttpServer::bind(int port)
+{
+    if (port == 0)
+        port = bind_to_any_port(Loopback);
+    else if (!bind_to_port(Loopback, port))
+        port = -1;
+    // The library's queue holds five connections, and more may come at once.
+    return port > 0 && ::listen(svr_sock_, SOMAXCONN) == 0 ? port : -1;
+}
+
+bool HttpServer::run()
+{
+    return listen_after_bind();
+}
+
+void HttpServer::endRun()
+{
+    running_.wait();
+    (void)eventfd_write(stopping_, 1); // ignored: cannot fail, it is the first
+    stop();
+}
+
+/** The library calls this on a worker for each connection. */
+bool HttpServer::process_and_close_socket(socket_t socket)
+{
+    HttpConnection connection(socket, connectionLimits_);
+    try {
+        serveConnection(&connection);
+    } catch (const std::exception& error) { // from the library, for want of memory; the connection goes, we stay
+        std::fprintf(stderr, "quorva-http: a connection failed: %s\n", error.what());
+    }
+    return true;
+}
+
+void HttpServer::serveConnection(HttpConnection* connection)
+{
+    bool goesOn = true;
+    requestIsWhole = true;
+    while (goesOn && connection->waitForRequest()) {
+        requestIsWhole = false;
+        connection->beginHead();
+        const bool last = svr_sock_ == INVALID_SOCKET;
+        bool clientEnds = false;
+        const bool isAnswered = process_request(*connection, last, clientEnds, [&](httplib::Request& request) {
+            connection->endHead();
+            simplify(request);
+        });
+        goesOn = isAnswered && requestIsWhole && !clientEnds && !last;
+    }
+    if (!requestIsWhole)
+        connection->finish();
+}
+
+/** Answers a client that asks whether it may send its body: with 100, or at once. */
+int HttpServer::expectBody(const httplib::Request& request, httplib::Response& response) const
+{
+    const std::string length = request.get_header_value("Content-Length");
+    if (!hasPlainLength(request) || length.empty() || std::stoull(length) <= limits_.bodyBytes)
+        return Continue;
+    setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, TooLarge);
+    return PayloadTooLarge;
+}
+
+void HttpServer::answer(const httplib::Request& request, httplib::Response& response,
+                        const httplib::ContentReader& readBody)
+{
+    QByteArray body;
+    bool isTooLarge = false;
+    // Without either header there is no body, and the library would wait for the end of the connection.
+    const bool hasBody = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
+    requestIsWhole = !hasBody || readBody([&](const char* data, size_t size) {
+        isTooLarge = isTooLarge || size > limits_.bodyBytes - static_cast<std::size_t>(body.size());
+        if (!isTooLarge)
+            body.append(data, static_cast<qsizetype>(size));
+        return true; // what is too much is read as well, so that the client comes to read the answer
+    });
+    if (isTooLarge || response.status == PayloadTooLarge) {
+        setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, TooLarge);
+        return;
+    }
+    if (!requestIsWhole) {
+        setError(response, BadRequest, ErrorType::InvalidRequest,
+                 "The body ended early or is not what its headers say");
+        return;
+    }
+    const Answer made = gateway_->answer(QByteArray::fromStdString(request.get_header_value("X-Amz-Target")), body);
+    response.status = made.status;
+    if (!made.outcome.isEmpty())
+        response.set_header("x-quorva-rcstr", made.outcome.toStdString());
+    response.set_content(made.body.constData(), static_cast<size_t>(made.body.size()), ContentType);
+}
+
+} // namespace Http

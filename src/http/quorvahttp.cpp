@@ -1,0 +1,144 @@
+#include "http/httpserver.h"
+
+#include <CLI/CLI.hpp>
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <latch>
+#include <string>
+#include <thread>
+
+namespace {
+
+enum ExitCode : int {
+    ExitOk = 0,     // ended by a signal
+    ExitFailed = 1, // the port cannot be listened on; standard error tells why
+    ExitUsage = 64, // the command line was wrong
+};
+
+constexpr int LargestPort = 65535;
+constexpr int MostSeconds = 1000000; // in milliseconds they still are an int
+
+struct Options {
+    int listen = 8000;
+    std::string host = Client::DefaultHost;
+    int port = Client::DefaultPort;
+    int connectSeconds = 5;
+    int receiveSeconds = 60;
+    int threads = 64;
+    std::size_t bodyBytes = 64 * 1024 * 1024;
+    int keepAliveSeconds = 60;
+    int transferSeconds = 30;
+};
+
+void declare(Options* options, CLI::App* app)
+{
+    const CLI::Range seconds(1, MostSeconds);
+    app->add_option("--listen", options->listen, "The port of 127.0.0.1 for HTTP; 0 takes one that is free")
+        ->check(CLI::Range(0, LargestPort))
+        ->capture_default_str();
+    app->add_option("--host", options->host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
+    app->add_option("--port", options->port, "The server's port")
+        ->check(CLI::Range(1, LargestPort))
+        ->capture_default_str();
+    app->add_option("--connect-timeout", options->connectSeconds, "Seconds to connect to the server")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--receive-timeout", options->receiveSeconds, "Seconds to wait for the server's reply")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--threads", options->threads, "HTTP connections that are served at once")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    app->add_option("--max-body", options->bodyBytes, "Bytes that the body of a request may have")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app->add_option("--keep-alive", options->keepAliveSeconds, "Seconds that an idle HTTP connection is kept")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--transfer-timeout", options->transferSeconds,
+                    "Seconds that an HTTP client may pause within a request or an answer")
+        ->check(seconds)
+        ->capture_default_str();
+}
+
+sigset_t endingSignals()
+{
+    sigset_t ending;
+    sigemptyset(&ending);
+    sigaddset(&ending, SIGTERM);
+    sigaddset(&ending, SIGINT);
+    return ending;
+}
+
+/** On a thread of its own, until the server has ended: a second signal ends the program at once. */
+void endOnSignal(Http::HttpServer* server, std::latch* ended)
+{
+    const sigset_t ending = endingSignals();
+    int signal = 0;
+    (void)sigwait(&ending, &signal); // ignored: it only fails for signals that do not exist
+    (void)pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
+    server->endRun();
+    ended->wait();
+}
+
+int serve(const Options& options)
+{
+    using std::chrono::seconds;
+    Http::Gateway gateway({QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
+                           options.receiveSeconds * 1000});
+    Http::HttpServer server(
+        {options.threads, options.bodyBytes, seconds(options.keepAliveSeconds), seconds(options.transferSeconds)},
+        &gateway);
+    const int port = server.bind(options.listen);
+    if (port < 0) {
+        std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
+        return ExitFailed;
+    }
+    std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
+                 options.port);
+
+    std::latch ended(1);
+    std::thread watcher(endOnSignal, &server, &ended);
+    const bool wasAsked = server.run();
+    if (!wasAsked) {
+        std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
+        _exit(ExitFailed); // at once: the watcher waits for a signal
+    }
+    ended.count_down();
+    watcher.join();
+    return ExitOk;
+}
+
+} // namespace
+
+// What may be thrown means that there is no memory or no thread; the program ends then.
+// NOLINTNEXTLINE(bugprone-exception-escape)
+int main(int argc, char** argv)
+{
+    // Before there is any thread, so that only the one that waits for them gets them.
+    const sigset_t ending = endingSignals();
+    (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode
+
+    CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
+                 "quorva-http");
+    app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
+    app.footer("SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
+               "Exit status:\n"
+               "  0   ended by a signal\n"
+               "  1   the port cannot be listened on; standard error tells why\n"
+               "  64  the command line is wrong");
+    Options options;
+    declare(&options, &app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+    }
+    return serve(options);
+}

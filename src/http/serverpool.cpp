@@ -1,0 +1,65 @@
+#include "http/serverpool.h"
+
+#include <poll.h>
+
+#include <utility>
+
+namespace Http {
+
+namespace {
+
+/** True when the server has closed the connection or sent something unasked, or a receive would fail. */
+bool hasNews(const Client::Connection& connection)
+{
+    pollfd events{connection.socketDescriptor(), POLLIN | POLLRDHUP, 0};
+    return poll(&events, 1, 0) != 0;
+}
+
+} // namespace
+
+Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error)
+{
+    Client::Connection connection;
+    if (!takeIdle(&connection) && !connect(&connection)) {
+        *error = connection.error();
+        return Exchange::NotSent;
+    }
+    // A send that fails has not handed all bytes over, and the server begins with a request when it is whole.
+    if (!connection.send(Client::frameRequest(operation, body))) {
+        *error = connection.error();
+        return Exchange::NotSent;
+    }
+    if (!connection.receiveReply(reply)) {
+        *error = connection.error();
+        return hasNews(connection) ? Exchange::Lost : Exchange::TimedOut;
+    }
+    giveBack(std::move(connection));
+    return Exchange::Done;
+}
+
+bool ServerPool::takeIdle(Client::Connection* connection)
+{
+    const std::lock_guard lock(mutex_);
+    while (!idle_.empty()) {
+        *connection = std::move(idle_.back());
+        idle_.pop_back();
+        if (!hasNews(*connection))
+            return true;
+    }
+    return false;
+}
+
+bool ServerPool::connect(Client::Connection* connection) const
+{
+    connection->setConnectTimeout(options_.connectTimeout);
+    connection->setReceiveTimeout(options_.receiveTimeout);
+    return connection->open(options_.host, options_.port);
+}
+
+void ServerPool::giveBack(Client::Connection&& connection)
+{
+    const std::lock_guard lock(mutex_);
+    idle_.push_back(std::move(connection));
+}
+
+} // namespace Http

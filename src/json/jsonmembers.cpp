@@ -1,0 +1,94 @@
+#include "json/jsonmembers.h"
+
+#include "json/rapidjsonreader.h"
+
+#include <rapidjson/memorystream.h>
+
+#include <algorithm>
+
+namespace {
+
+/**
+ * Notes where the members of the outermost object begin and end. The stream stands behind
+ * the scalar or name that an event tells of, but at the brace or bracket.
+ */
+class MemberFinder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MemberFinder> {
+public:
+    MemberFinder(QByteArrayView text, const rapidjson::MemoryStream& stream, std::vector<Json::Member>* members)
+        : text_(text), stream_(stream), members_(members)
+    {}
+
+    bool Null() { return endValue(here()); }
+    bool Bool(bool) { return endValue(here()); }
+    bool RawNumber(const char*, rapidjson::SizeType, bool) { return endValue(here()); }
+    bool String(const char*, rapidjson::SizeType, bool) { return endValue(here()); }
+
+    bool Key(const char* name, rapidjson::SizeType length, bool)
+    {
+        if (depth_ > 1)
+            return true;
+        const char* begin = std::find(valueEnd_, here(), '"');
+        members_->push_back({QString::fromUtf8(name, length), QByteArrayView(begin, here()), {}});
+        return true;
+    }
+
+    bool StartObject() { return start(true); }
+    bool StartArray() { return start(false); }
+    bool EndObject(rapidjson::SizeType) { return end(); }
+    bool EndArray(rapidjson::SizeType) { return end(); }
+
+private:
+    const char* here() const { return text_.begin() + stream_.Tell(); }
+
+    bool start(bool isObject)
+    {
+        if (depth_++ > 0)
+            return true;
+        valueEnd_ = here();
+        return isObject;
+    }
+
+    bool end()
+    {
+        --depth_;
+        return depth_ == 0 || endValue(here() + 1);
+    }
+
+    bool endValue(const char* behind)
+    {
+        if (depth_ == 0)
+            return false; // the outermost value is no object
+        if (depth_ > 1)
+            return true;
+        Json::Member& member = members_->back();
+        const char* colon = std::find(member.nameText.end(), behind, ':');
+        member.value = QByteArrayView(colon + 1, behind).trimmed();
+        valueEnd_ = behind;
+        return true;
+    }
+
+    const QByteArrayView text_;
+    const rapidjson::MemoryStream& stream_;
+    std::vector<Json::Member>* members_;
+    const char* valueEnd_ = nullptr; // of the latest member, or the brace in front of the first
+    int depth_ = 0;
+};
+
+} // namespace
+
+namespace Json {
+
+bool findMembers(QByteArrayView text, std::vector<Member>* members)
+{
+    members->clear();
+    // Not the string streams: the reader works on copies of those, and the original does not move along.
+    rapidjson::MemoryStream stream(text.data(), static_cast<std::size_t>(text.size()));
+    MemberFinder finder(text, stream, members);
+    rapidjson::Reader reader;
+    constexpr unsigned flags =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseValidateEncodingFlag;
+    // A zero byte in the text ends it for the reader, but not for us.
+    return reader.Parse<flags>(stream, finder) && stream.Tell() == static_cast<std::size_t>(text.size());
+}
+
+} // namespace Json

@@ -1,0 +1,26 @@
+#ifndef QUORVA_JSON_JSONMEMBERS_H
+#define QUORVA_JSON_JSONMEMBERS_H
+
+#include <QByteArrayView>
+#include <QString>
+
+#include <vector>
+
+namespace Json {
+
+/** One member of an object, as it stands in the object's text. */
+struct Member {
+    QString name;
+    QByteArrayView nameText; // the name with its quotes and escapes
+    QByteArrayView value;    // without the white space around it
+};
+
+/**
+ * Finds the members of any JSON object, in the order of the text, so that most of them can be passed on byte for byte.
+ * False when the text is no JSON or no object; `members` then holds nothing of use. Any thread.
+ */
+[[nodiscard]] bool findMembers(QByteArrayView text, std::vector<Member>* members);
+
+} // namespace Json
+
+#endif

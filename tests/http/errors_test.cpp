@@ -1,0 +1,252 @@
+#include "http/httpfixture.h"
+
+#include <gmock/gmock.h>
+
+#include <zlib.h>
+
+#include <vector>
+
+namespace {
+
+using testing::IsEmpty;
+
+class HttpError : public HttpTest {
+protected:
+    /** Sends the bytes on a connection of their own and expects this error with all its headers. */
+    HttpAnswer expectError(const std::string& bytes, int status, const std::string& type, const std::string& message)
+    {
+        HttpClient client(http_.port());
+        const HttpAnswer answer = client.exchange(bytes);
+        expectError(answer, status, type, message);
+        return answer;
+    }
+
+    static void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message)
+    {
+        EXPECT_EQ(answer.status, status);
+        EXPECT_EQ(answer.body,
+                  R"({"__type":"com.amazonaws.dynamodb.v20111205#)" + type + R"(","message":")" + message + "\"}");
+        EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
+        EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
+        EXPECT_EQ(answer.header("x-amzn-requestid").size(), 36U);
+    }
+};
+
+std::string post(const std::string& headers, const std::string& body = "")
+{
+    return "POST / HTTP/1.1\r\nHost: localhost\r\n" + headers + "\r\n" + body;
+}
+
+std::string gzipped(const std::string& text)
+{
+    z_stream stream{};
+    std::string packed(text.size() + 1000, '\0');
+    EXPECT_EQ(deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY), Z_OK);
+    std::string copy = text;
+    stream.next_in = reinterpret_cast<Bytef*>(copy.data());
+    stream.avail_in = static_cast<uInt>(copy.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = static_cast<uInt>(packed.size());
+    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
+
+constexpr const char* NoPath = "The only path is /";
+constexpr const char* NoMethod = "The only method is POST";
+constexpr const char* NoHttp = "The request is no HTTP that is understood here";
+constexpr const char* NoObject = "The body is no JSON object";
+constexpr const char* NoLength = "The length of the body is not understood";
+constexpr const char* TooLarge = "The body is too large";
+
+} // namespace
+
+// What the server answers.
+
+TEST_F(HttpError, AFailedConditionIsTheApisOwn)
+{
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.call("PutItem", putBody("a", "1", R"(,"n":{"N":"1"})")).status, 200);
+    const HttpAnswer put = client.call(
+        "PutItem", body(R"("Item":{"hash":{"S":"a"},"range":{"S":"1"}},"Expected":{"n":{"Exists":false}})"));
+    expectError(put, 400, "ConditionalCheckFailedException", "The conditional request failed.");
+    EXPECT_EQ(put.reason, "Bad Request");
+    EXPECT_EQ(put.header("x-quorva-rcstr"), "Bad Request");
+    // This one carries a field of its operation as well.
+    EXPECT_EQ(
+        client.call("DeleteItem", body("\"Key\":" + key("a", "1") + R"(,"Expected":{"n":{"Exists":false}})")).body,
+        R"({"Attributes":{},"__type":"com.amazonaws.dynamodb.v20111205#ConditionalCheckFailedException",)"
+        R"("message":"The conditional request failed."})");
+}
+
+TEST_F(HttpError, AnUnknownTableIsABadRequestWhoseOutcomeIsNotFound)
+{
+    const HttpAnswer answer =
+        expectError(apiRequest("GetItem", R"({"TableName":"/none|t","Key":)" + key("a", "1") + '}'), 400,
+                    "ResourceNotFoundException", "Specified item does not exist.");
+    EXPECT_EQ(answer.reason, "Bad Request");
+    EXPECT_EQ(answer.header("x-quorva-rcstr"), "Not Found");
+}
+
+TEST_F(HttpError, OtherErrorsOfTheServerKeepTheirTypes)
+{
+    expectError(apiRequest("BatchWriteItem", "{}"), 400, "ValidationException", "A parameter is missing");
+    expectError(apiRequest("GetItem", body("\"Key\":{}")), 400, "InternalServerError",
+                "The server encountered an internal error.");
+}
+
+// What does not get there.
+
+TEST_F(HttpError, TargetsThatAreMissingOrForeign)
+{
+    const char* type = "UnknownOperationException";
+    const std::string rest = "Content-Length: 2\r\n";
+    expectError(post(rest, "{}"), 400, type, "The header X-Amz-Target is missing");
+    for (const char* target :
+         {"DynamoDB_20120810.GetItem", "DynamoDB_20111205.BatchGetItem", "DynamoDB_20111205.", "DynamoDB_20111205",
+          "GetItem", "DynamoDB_20111205.GetItems", "dynamodb_20111205.GetItem"})
+        expectError(post("X-Amz-Target: " + std::string(target) + "\r\n" + rest, "{}"), 400, type,
+                    std::string("There is no operation ") + target);
+}
+
+TEST_F(HttpError, ATargetThatIsUnknownLeavesTheConnectionForTheNextRequest)
+{
+    HttpClient client(http_.port());
+    EXPECT_EQ(client.call("ListTables", "{}").status, 400);
+    EXPECT_EQ(client.call("DeleteTable", "{}").status, 200);
+}
+
+TEST_F(HttpError, OtherMethodsAreNotAllowed)
+{
+    for (const char* method : {"GET", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"}) {
+        const HttpAnswer answer = expectError(std::string(method) + " / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", 405,
+                                              "InvalidRequestException", NoMethod);
+        EXPECT_EQ(answer.reason, "Method Not Allowed");
+        EXPECT_EQ(answer.header("allow"), "POST");
+        EXPECT_EQ(answer.header("connection"), "close");
+    }
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send("HEAD / HTTP/1.1\r\n\r\n"));
+    const HttpAnswer head = client.receive(false);
+    EXPECT_EQ(head.status, 405);
+    EXPECT_EQ(head.header("allow"), "POST");
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpError, OtherPathsDoNotExist)
+{
+    for (const char* line : {"POST /table", "GET /index.html", "POST //", "POST /%2e%2e/", "POST table"})
+        expectError(std::string(line) + " HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.GetItem\r\n"
+                                        "Content-Length: 2\r\n\r\n{}",
+                    404, "InvalidRequestException", NoPath);
+}
+
+TEST_F(HttpError, BodiesThatAreNoJsonObject)
+{
+    for (const std::string& text : {std::string(), std::string("{"), std::string("{} {}"), std::string("[]"),
+                                    std::string("1"), std::string("null"), std::string("\"{}\""),
+                                    std::string("{\"a\":\"\xff\"}"), std::string("{}\0", 3), std::string(100000, '[')})
+        expectError(apiRequest("DeleteTable", text), 400, "SerializationException", NoObject);
+}
+
+TEST_F(HttpError, ABodyWithoutAnyLengthIsEmpty)
+{
+    expectError(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"), 400, "SerializationException", NoObject);
+}
+
+TEST_F(HttpError, LengthsThatCannotBeTrusted)
+{
+    for (const char* header :
+         {"Content-Length: two\r\n", "Content-Length: -2\r\n", "Content-Length: 2\r\nContent-Length: 3\r\n",
+          "Content-Length: 99999999999999999999\r\n", "Transfer-Encoding: gzip, chunked\r\n"}) {
+        const HttpAnswer answer =
+            expectError(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n" + std::string(header), "{}"), 400,
+                        "InvalidRequestException", NoLength);
+        EXPECT_EQ(answer.header("connection"), "close");
+    }
+}
+
+TEST_F(HttpError, BodiesThatAreNotWhatTheirHeadersSay)
+{
+    const std::string target = "X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n";
+    const char* message = "The body ended early or is not what its headers say";
+    expectError(post(target + "Transfer-Encoding: chunked\r\n", "xyz\r\n{}\r\n0\r\n\r\n"), 400,
+                "InvalidRequestException", message);
+    expectError(post(target + "Content-Encoding: gzip\r\nContent-Length: 8\r\n", "notgzip!"), 400,
+                "InvalidRequestException", message);
+}
+
+TEST_F(HttpError, WhatIsNoHttpIsAnsweredAndTheConnectionClosed)
+{
+    for (const char* bytes : {"BREW / HTTP/1.1\r\n\r\n", "POST / HTTP/9.9\r\n\r\n", "POST /\r\n\r\n", "\r\n\r\n"}) {
+        HttpClient client(http_.port());
+        const HttpAnswer answer = client.exchange(bytes);
+        expectError(answer, 400, "InvalidRequestException", NoHttp);
+        EXPECT_TRUE(client.isClosedByPeer());
+    }
+}
+
+TEST_F(HttpError, AHeadWithoutEndIsCutOff)
+{
+    HttpClient client(http_.port());
+    std::string bytes = "POST / HTTP/1.1\r\n";
+    while (bytes.size() < 200000)
+        bytes += "X-Filler: " + std::string(1000, 'x') + "\r\n";
+    (void)client.send(bytes); // ignored: it may be closed before all is sent
+    const HttpAnswer answer = client.receive();
+    expectError(answer, 400, "InvalidRequestException", NoHttp);
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpError, BodiesAreLimited)
+{
+    HttpProcess limited;
+    ASSERT_TRUE(limited.start(server_.port(), {"--max-body", "1000"}));
+    const std::string target = "X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n";
+    const auto padded = [](std::size_t size) { return "{" + std::string(size - 2, ' ') + "}"; };
+    HttpClient client(limited.port());
+    EXPECT_EQ(client.call("DeleteTable", padded(1000)).status, 200);
+    expectError(
+        client.exchange(post(target + "Transfer-Encoding: chunked\r\n", "3e9\r\n" + padded(1001) + "\r\n0\r\n\r\n")),
+        413, "RequestTooLargeException", TooLarge);
+    EXPECT_EQ(client.call("DeleteTable", "{}").status, 200);
+    expectError(client.call("DeleteTable", padded(1001)), 413, "RequestTooLargeException", TooLarge);
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpError, ALargeBodyIsReadToItsEndSoThatItsSenderGetsTheAnswer)
+{
+    HttpProcess limited;
+    ASSERT_TRUE(limited.start(server_.port(), {"--max-body", "1000"}));
+    HttpClient client(limited.port());
+    expectError(client.call("DeleteTable", std::string(20000000, ' ')), 413, "RequestTooLargeException", TooLarge);
+}
+
+TEST_F(HttpError, TheLimitHoldsForTheUnpackedBody)
+{
+    HttpProcess limited;
+    ASSERT_TRUE(limited.start(server_.port(), {"--max-body", "1000"}));
+    HttpClient client(limited.port());
+    const auto packedCall = [&](const std::string& text) {
+        const std::string packed = gzipped(text);
+        EXPECT_LT(packed.size(), 1000U);
+        return client.exchange(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\nContent-Encoding: gzip\r\n"
+                                    "Content-Length: " +
+                                        std::to_string(packed.size()) + "\r\n",
+                                    packed));
+    };
+    EXPECT_EQ(packedCall("{}").status, 200);
+    expectError(packedCall('{' + std::string(100000, ' ') + '}'), 413, "RequestTooLargeException", TooLarge);
+}
+
+TEST_F(HttpError, ALargeBodyThatIsAnnouncedIsRefusedBeforeItIsSent)
+{
+    HttpProcess limited;
+    ASSERT_TRUE(limited.start(server_.port(), {"--max-body", "1000"}));
+    HttpClient client(limited.port());
+    const HttpAnswer answer = client.exchange(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+                                                   "Expect: 100-continue\r\nContent-Length: 1001\r\n"));
+    expectError(answer, 413, "RequestTooLargeException", TooLarge);
+    EXPECT_TRUE(client.isClosedByPeer());
+}

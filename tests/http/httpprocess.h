@@ -1,0 +1,48 @@
+#ifndef QUORVA_TESTS_HTTP_HTTPPROCESS_H
+#define QUORVA_TESTS_HTTP_HTTPPROCESS_H
+
+#include "support/tempdir.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <csignal>
+#include <optional>
+#include <string>
+#include <vector>
+
+/**
+ * The real quorva-http as a child process, on a free port. The destructor kills and reaps it, and fails the test when
+ * it ended without being asked, or when a sanitizer reported anything. For one thread at a time.
+ */
+class HttpProcess {
+public:
+    static constexpr std::chrono::milliseconds Deadline = std::chrono::seconds(60);
+
+    HttpProcess() = default;
+    ~HttpProcess();
+    HttpProcess(const HttpProcess&) = delete;
+    HttpProcess& operator=(const HttpProcess&) = delete;
+
+    /** Starts it for a server's port and waits until it listens; false, with a test failure, when it does not. */
+    [[nodiscard]] bool start(int serverPort, const std::vector<std::string>& arguments = {});
+
+    /** Sends a signal; the end is then expected. */
+    void kill(int signal = SIGTERM);
+
+    /** The exit status, or the negative number of the signal that ended it; nothing when it runs at the deadline. */
+    [[nodiscard]] std::optional<int> waitForExit();
+
+    int port() const { return port_; }
+    std::string errorText() const;
+
+private:
+    bool hasEnded() const;
+
+    TempDir directory_;
+    pid_t pid_ = -1; // -1 when there is none, or when it was reaped
+    int port_ = 0;
+    bool endExpected_ = false;
+};
+
+#endif

@@ -1,0 +1,182 @@
+#include "http/httpfixture.h"
+#include "http/scriptedserver.h"
+#include "support/waituntil.h"
+
+#include <csignal>
+#include <future>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+/** A server that replies when it is told to, and quorva-http in front of it. */
+class HttpLifetime : public testing::Test {
+protected:
+    ~HttpLifetime() override
+    {
+        if (!isReleased_)
+            release(); // the server's threads are waited for
+    }
+
+    void start(const std::vector<std::string>& arguments = {})
+    {
+        server_ = std::make_unique<ScriptedServer>([this](const ScriptedServer::Request&) {
+            released_.wait();
+            return ScriptedServer::framed(R"({"__rc":200,"__rcstr":"OK"})");
+        });
+        ASSERT_TRUE(http_.start(server_->port(), arguments));
+    }
+
+    void waitForRequests(int count)
+    {
+        ASSERT_TRUE(waitUntil([&] { return server_->requests() == count; })) << server_->requests();
+    }
+
+    void release()
+    {
+        release_.set_value();
+        isReleased_ = true;
+    }
+
+    bool isReleased_ = false;
+    std::promise<void> release_;
+    std::shared_future<void> released_ = release_.get_future();
+    std::unique_ptr<ScriptedServer> server_;
+    HttpProcess http_;
+};
+
+} // namespace
+
+TEST_F(HttpLifetime, EitherSignalEndsItThoughAClientIsIdle)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--keep-alive", "1000"}));
+    HttpClient idle(http_.port());
+    ASSERT_EQ(idle.call("Scan", "{}").status, 200);
+    http_.kill(SIGTERM);
+    EXPECT_EQ(http_.waitForExit(), 0);
+    EXPECT_TRUE(idle.isClosedByPeer());
+
+    ASSERT_TRUE(http_.start(server_->port()));
+    http_.kill(SIGINT);
+    EXPECT_EQ(http_.waitForExit(), 0);
+}
+
+TEST_F(HttpLifetime, ARequestUnderWayIsAnsweredBeforeItEnds)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send(apiRequest("PutItem", "{}")));
+    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
+    http_.kill(SIGTERM);
+    ASSERT_TRUE(waitUntil([&] { return !canConnect("127.0.0.1", http_.port()); }));
+    release();
+    const HttpAnswer answer = client.receive();
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body, "{}");
+    EXPECT_TRUE(client.isClosedByPeer());
+    EXPECT_EQ(http_.waitForExit(), 0);
+}
+
+TEST_F(HttpLifetime, ASecondSignalEndsItAtOnce)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send(apiRequest("PutItem", "{}")));
+    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
+    http_.kill(SIGTERM);
+    ASSERT_TRUE(waitUntil([&] { return !canConnect("127.0.0.1", http_.port()); }));
+    http_.kill(SIGTERM);
+    EXPECT_EQ(http_.waitForExit(), -SIGTERM);
+    release();
+}
+
+TEST_F(HttpLifetime, ARequestThatNeverBecomesWholeDoesNotHoldTheEndUp)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1000"}));
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.call("Scan", "{}").status, 200); // so it is served
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
+    http_.kill(SIGTERM);
+    EXPECT_EQ(http_.waitForExit(), 0);
+    EXPECT_EQ(server_->requests(), 1);
+}
+
+TEST_F(HttpLifetime, AnIdleClientIsClosedAfterAWhile)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--keep-alive", "1"}));
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.call("Scan", "{}").status, 200);
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpLifetime, AClientThatPausesWithinARequestIsClosedAfterAWhile)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1"}));
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
+    EXPECT_EQ(client.receive().status, 400);
+    EXPECT_TRUE(client.isClosedByPeer());
+    EXPECT_EQ(server_->requests(), 0);
+}
+
+TEST_F(HttpLifetime, IdleClientsKeepNobodyOut)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--threads", "2", "--keep-alive", "1000"}));
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int number = 0; number < 10; ++number) {
+        clients.push_back(std::make_unique<HttpClient>(http_.port()));
+        EXPECT_EQ(clients.back()->call("Scan", "{}").status, 200) << number;
+    }
+}
+
+TEST_F(HttpLifetime, ClientsThatWaitAreServedWhenAThreadIsFree)
+{
+    ASSERT_NO_FATAL_FAILURE(start({"--threads", "1"}));
+    HttpClient first(http_.port());
+    ASSERT_TRUE(first.send(apiRequest("Scan", "{}")));
+    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
+    HttpClient second(http_.port());
+    ASSERT_TRUE(second.send(apiRequest("Scan", "{}")));
+    release();
+    EXPECT_EQ(first.receive().status, 200);
+    EXPECT_EQ(second.receive().status, 200);
+}
+
+TEST_F(HttpLifetime, ClientsThatGoBeforeTheirAnswerHarmNobody)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient closed(http_.port());
+    ASSERT_TRUE(closed.send(apiRequest("PutItem", "{}")));
+    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
+    closed.close();
+    HttpClient reset(http_.port());
+    ASSERT_TRUE(reset.send(apiRequest("PutItem", "{}")));
+    reset.close(true);
+    release();
+    HttpClient client(http_.port());
+    EXPECT_EQ(client.call("Scan", "{}").status, 200);
+}
+
+TEST_F(HttpLifetime, AClientThatGoesWithinItsRequestHarmsNobody)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start());
+    const std::string request = apiRequest("PutItem", "{ }");
+    int whole = 0;
+    for (std::size_t size = 0; size <= request.size(); size += 7)
+        for (const bool reset : {false, true}) {
+            HttpClient gone(http_.port());
+            ASSERT_TRUE(gone.send(request.substr(0, size)));
+            gone.close(reset);
+            whole += size == request.size();
+        }
+    HttpClient client(http_.port());
+    EXPECT_EQ(client.call("Scan", "{}").status, 200);
+    EXPECT_LE(server_->requests(), 1 + whole);
+}

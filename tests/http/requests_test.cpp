@@ -1,0 +1,224 @@
+#include "http/httpfixture.h"
+#include "json/jsonadapter.h"
+
+#include <gmock/gmock.h>
+
+#include <QVariantMap>
+
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+class HttpRequest : public HttpTest {
+protected:
+    /** Repeats a read, sending the last key back as it came, and collects the range keys, a comma behind each. */
+    std::string readPages(const std::string& operation, const std::string& rest)
+    {
+        HttpClient client(http_.port());
+        std::string ranges;
+        std::string start;
+        for (int page = 0; page < 20; ++page) {
+            const HttpAnswer answer = client.call(operation, body(rest + start));
+            EXPECT_EQ(answer.status, 200) << answer.body;
+            QVariant parsed;
+            EXPECT_TRUE(Json::parse(QByteArray::fromStdString(answer.body), &parsed)) << answer.body;
+            for (const QVariant& item : parsed.toMap()["Items"].toList())
+                ranges += item.toMap()["range"].toMap()["S"].toString().toStdString() + ',';
+            if (!parsed.toMap().contains("LastEvaluatedKey"))
+                return ranges;
+            start = ",\"ExclusiveStartKey\":" + Json::serialize(parsed.toMap()["LastEvaluatedKey"]).toStdString();
+        }
+        ADD_FAILURE() << "the read does not end: " << ranges;
+        return ranges;
+    }
+};
+
+} // namespace
+
+TEST_F(HttpRequest, AnswersTheReplysFieldsUnderItsStatus)
+{
+    HttpClient client(http_.port());
+    const HttpAnswer put = client.call("PutItem", putBody("a", "1", R"(,"n":{"N":"0017.50"},"t":{"S":"größer ✓"})"));
+    EXPECT_EQ(put.status, 200);
+    EXPECT_EQ(put.reason, "OK");
+    EXPECT_EQ(put.body, R"({"Attributes":{"n":{"N":"0017.50"},"t":{"S":"größer ✓"}}})");
+    const HttpAnswer got = client.call("GetItem", body("\"Key\":" + key("a", "1")));
+    EXPECT_EQ(got.status, 200);
+    EXPECT_EQ(got.body, R"({"Item":{"n":{"N":"0017.50"},"t":{"S":"größer ✓"}}})");
+    const HttpAnswer absent = client.call("GetItem", body("\"Key\":" + key("a", "2")));
+    EXPECT_EQ(absent.status, 200);
+    EXPECT_EQ(absent.body, "{}");
+}
+
+TEST_F(HttpRequest, EveryAnswerHasItsHeaders)
+{
+    HttpClient client(http_.port());
+    const HttpAnswer success = client.call("PutItem", putBody("a", "1"));
+    const HttpAnswer error = client.call("PutItem", R"({"TableName":"/none|t"})");
+    for (const HttpAnswer& answer : {success, error}) {
+        EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
+        EXPECT_EQ(answer.header("content-length"), std::to_string(answer.body.size()));
+        EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
+        EXPECT_THAT(answer.header("x-amzn-requestid"), MatchesRegex("[0-9a-f-]{36}"));
+        EXPECT_EQ(answer.header("connection"), "");
+    }
+    EXPECT_EQ(success.header("x-quorva-rcstr"), "OK");
+    EXPECT_EQ(error.header("x-quorva-rcstr"), "Not Found");
+    EXPECT_NE(success.header("x-amzn-requestid"), error.header("x-amzn-requestid"));
+}
+
+TEST_F(HttpRequest, SignaturesAndOtherHeadersAreNotLookedAt)
+{
+    const std::string text = putBody("a", "1", R"(,"n":{"N":"1"})");
+    HttpClient client(http_.port());
+    const HttpAnswer answer = client.exchange(
+        "POST /?ignored=1 HTTP/1.1\r\nHost: somewhere.else\r\nAuthorization: AWS4-HMAC-SHA256 Credential=none\r\n"
+        "X-Amz-Date: 20120101T000000Z\r\nx-amz-security-token: t\r\nRange: bytes=0-3\r\nAccept-Encoding: gzip, br\r\n"
+        "Content-Type: multipart/form-data; boundary=b\r\nx-amz-target: DynamoDB_20111205.PutItem\r\nContent-Length: " +
+        std::to_string(text.size()) + "\r\n\r\n" + text);
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body, R"({"Attributes":{"n":{"N":"1"}}})");
+    EXPECT_EQ(answer.header("content-encoding"), "");
+    EXPECT_EQ(answer.header("content-range"), "");
+}
+
+TEST_F(HttpRequest, EveryOperationReachesTheServer)
+{
+    HttpClient client(http_.port());
+    for (const char* operation : {"BatchWriteItem", "CreateTable", "DeleteItem", "DeleteTable", "DescribeTable",
+                                  "GetItem", "PutItem", "Query", "Scan", "UpdateItem", "UpdateTable"}) {
+        const HttpAnswer answer = client.call(operation, "{}");
+        EXPECT_NE(answer.header("x-quorva-rcstr"), "") << operation << ' ' << answer.body;
+    }
+}
+
+TEST_F(HttpRequest, KeysOfAScanCanBeSentBackAsTheyCame)
+{
+    HttpClient client(http_.port());
+    for (const char* range : {"1", "2", "3", "4", "5"})
+        ASSERT_EQ(client.call("PutItem", putBody("a", range)).status, 200);
+    EXPECT_EQ(client.call("Scan", body("\"Limit\":2")).body,
+              R"({"Count":2,"Items":[{"hash":{"S":"a"},"range":{"S":"1"}},{"hash":{"S":"a"},"range":{"S":"2"}}],)"
+              R"("LastEvaluatedKey":{"HashKeyElement":{"S":"a"},"RangeKeyElement":{"S":"2"}},"ScannedCount":2})");
+    EXPECT_EQ(readPages("Scan", "\"Limit\":2"), "1,2,3,4,5,");
+}
+
+TEST_F(HttpRequest, KeysOfAQueryCanBeSentBackAsTheyCame)
+{
+    HttpClient client(http_.port());
+    for (const char* range : {"1", "2", "3\\\"ü", "4", "5"})
+        ASSERT_EQ(client.call("PutItem", putBody("a", range)).status, 200);
+    const std::string query = R"("HashKeyValue":{"S":"a"},"Limit":3)";
+    EXPECT_THAT(client.call("Query", body(query)).body,
+                HasSubstr(R"("LastEvaluatedKey":{"HashKeyElement":{"S":"a"},"RangeKeyElement":{"S":"3\"ü"}})"));
+    EXPECT_EQ(readPages("Query", query), "1,2,3\"ü,4,5,");
+    EXPECT_EQ(readPages("Query", query + ",\"ScanIndexForward\":false"), "5,4,3\"ü,2,1,");
+}
+
+TEST_F(HttpRequest, KeysAmongTheAttributesOfAnUpdateAreTyped)
+{
+    HttpClient client(http_.port());
+    const std::string update =
+        "\"Key\":" + key("a", "1") + R"(,"AttributeUpdates":{"n":{"Action":"ADD","Value":{"N":"5"}}},"ReturnValues":)";
+    EXPECT_EQ(client.call("UpdateItem", body(update + "\"ALL_NEW\"")).body,
+              R"({"Attributes":{"hash":{"S":"a"},"n":{"N":"5"},"range":{"S":"1"}}})");
+    EXPECT_EQ(client.call("UpdateItem", body(update + "\"ALL_OLD\"")).body,
+              R"({"Attributes":{"hash":{"S":"a"},"n":{"N":"5"},"range":{"S":"1"}}})");
+    EXPECT_EQ(client.call("UpdateItem", body(update + "\"UPDATED_NEW\"")).body, R"({"Attributes":{"n":{"N":"15"}}})");
+}
+
+TEST_F(HttpRequest, OneConnectionCarriesOneAfterAnotherAlsoWhenTheyComeAtOnce)
+{
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send(apiRequest("PutItem", putBody("a", "1", R"(,"n":{"N":"1"})")) +
+                            apiRequest("GetItem", body("\"Key\":" + key("a", "1"))) + apiRequest("GetItem", "{")));
+    EXPECT_EQ(client.receive().body, R"({"Attributes":{"n":{"N":"1"}}})");
+    EXPECT_EQ(client.receive().body, R"({"Item":{"n":{"N":"1"}}})");
+    EXPECT_EQ(client.receive().status, 400);
+}
+
+TEST_F(HttpRequest, AChunkedBodyIsOneBody)
+{
+    const std::string text = putBody("a", "1", R"(,"n":{"N":"1"})");
+    HttpClient client(http_.port());
+    const HttpAnswer answer = client.exchange(
+        "POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.PutItem\r\nTransfer-Encoding: chunked\r\n\r\n"
+        "5\r\n" +
+        text.substr(0, 5) + "\r\n" +
+        [&] {
+            char size[20];
+            std::snprintf(size, sizeof size, "%zx\r\n", text.size() - 5);
+            return std::string(size);
+        }() +
+        text.substr(5) + "\r\n0\r\n\r\n");
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body, R"({"Attributes":{"n":{"N":"1"}}})");
+    EXPECT_EQ(client.call("GetItem", body("\"Key\":" + key("a", "1"))).body, R"({"Item":{"n":{"N":"1"}}})");
+}
+
+TEST_F(HttpRequest, AClientThatAsksForThatIsToldToSendItsBody)
+{
+    const std::string text = putBody("a", "1");
+    HttpClient client(http_.port());
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.PutItem\r\nExpect: 100-continue\r\n"
+                            "Content-Length: " +
+                            std::to_string(text.size()) + "\r\n\r\n"));
+    EXPECT_EQ(client.receive().status, 100);
+    EXPECT_EQ(client.exchange(text).status, 200);
+}
+
+TEST_F(HttpRequest, AnOldClientIsAnsweredAndTheConnectionClosed)
+{
+    HttpClient client(http_.port());
+    const HttpAnswer answer = client.exchange(
+        "POST / HTTP/1.0\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\nContent-Length: 2\r\n\r\n{}");
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.body, "{}");
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpRequest, AClientThatAsksForItIsClosedAfterItsAnswer)
+{
+    HttpClient client(http_.port());
+    const HttpAnswer answer = client.exchange("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+                                              "Connection: close\r\nContent-Length: 2\r\n\r\n{}");
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_EQ(answer.header("connection"), "close");
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpRequest, LargeItemsPassInBothDirections)
+{
+    HttpClient client(http_.port());
+    const std::string attribute = R"(,"t":{"S":")" + std::string(500000, 'x') + "\"}";
+    const HttpAnswer put = client.call("PutItem", putBody("a", "1", attribute));
+    EXPECT_EQ(put.status, 200);
+    const HttpAnswer got = client.call("GetItem", body("\"Key\":" + key("a", "1")));
+    EXPECT_EQ(got.status, 200);
+    EXPECT_TRUE(got.body == "{\"Item\":{" + attribute.substr(1) + "}}") << got.body.size();
+    EXPECT_EQ(got.header("x-amz-crc32"), crc32Of(got.body));
+}
+
+TEST_F(HttpRequest, ManyClientsAtOnceGetTheirOwnAnswers)
+{
+    std::vector<std::thread> clients;
+    for (int number = 0; number < 12; ++number)
+        clients.emplace_back([this, number] {
+            HttpClient client(http_.port());
+            const std::string hash = "h" + std::to_string(number);
+            for (int i = 0; i < 20; ++i) {
+                const std::string attribute = R"("n":{"N":")" + std::to_string(number * 1000 + i) + "\"}";
+                const HttpAnswer put = client.call("PutItem", putBody(hash, std::to_string(i), ',' + attribute));
+                EXPECT_EQ(put.body, "{\"Attributes\":{" + attribute + "}}");
+                const HttpAnswer got = client.call("GetItem", body("\"Key\":" + key(hash, std::to_string(i))));
+                EXPECT_EQ(got.body, "{\"Item\":{" + attribute + "}}");
+            }
+        });
+    for (std::thread& client : clients)
+        client.join();
+}

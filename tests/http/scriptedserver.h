@@ -1,0 +1,48 @@
+#ifndef QUORVA_TESTS_HTTP_SCRIPTEDSERVER_H
+#define QUORVA_TESTS_HTTP_SCRIPTEDSERVER_H
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+/**
+ * A server that misbehaves: it gives each request to a script, which returns the bytes to send. Without any, the
+ * connection is closed. The script runs on a thread of the connection.
+ */
+class ScriptedServer {
+public:
+    struct Request {
+        std::string operation;
+        std::string body;
+    };
+
+    explicit ScriptedServer(std::function<std::string(const Request&)> script);
+    ~ScriptedServer();
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    int port() const { return port_; }
+    int connections() const { return connections_; }
+    int requests() const { return requests_; }
+
+    /** A reply with its length in front. */
+    static std::string framed(const std::string& body);
+
+private:
+    void acceptAll();
+    void serve(int socket);
+
+    const std::function<std::string(const Request&)> script_;
+    int listener_;
+    int port_ = 0;
+    std::atomic<int> connections_ = 0;
+    std::atomic<int> requests_ = 0;
+    std::thread acceptor_;
+    // Of the acceptor; the destructor takes them when that has ended.
+    std::vector<int> sockets_;
+    std::vector<std::thread> threads_;
+};
+
+#endif

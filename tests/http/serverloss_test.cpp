@@ -1,0 +1,251 @@
+#include "http/httpfixture.h"
+#include "http/scriptedserver.h"
+#include "support/waituntil.h"
+
+#include <gmock/gmock.h>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+
+class HttpServerLoss : public HttpTest {
+protected:
+    void endServer()
+    {
+        server_.kill();
+        ASSERT_EQ(server_.waitForExit(), -SIGKILL);
+    }
+
+    /** Starts the server on the port that it had; others may hold that for a while. */
+    void startServerAgain()
+    {
+        const int port = server_.port();
+        ASSERT_TRUE(waitUntil([&] {
+            if (!server_.launch({"-p", std::to_string(port), "-d", server_.logPath()}))
+                return true; // that is a failure already
+            if (server_.waitForLog("Server listening on "))
+                return true;
+            (void)server_.waitForExit(); // ignored: it ends because the port is taken
+            return false;
+        }));
+        ASSERT_TRUE(server_.isRunning());
+    }
+};
+
+/** A port of this machine that nobody listens on, and nobody can take. */
+class DeadPort {
+public:
+    DeadPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        port_ = ntohs(address.sin_port);
+    }
+    ~DeadPort() { close(socket_); }
+    DeadPort(const DeadPort&) = delete;
+    DeadPort& operator=(const DeadPort&) = delete;
+
+    int port() const { return port_; }
+
+private:
+    int socket_;
+    int port_ = 0;
+};
+
+void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message)
+{
+    EXPECT_EQ(answer.status, status);
+    EXPECT_EQ(answer.body,
+              R"({"__type":"com.amazonaws.dynamodb.v20111205#)" + type + R"(","message":")" + message + "\"}");
+    EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
+    EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
+    EXPECT_EQ(answer.header("x-amzn-requestid").size(), 36U);
+}
+
+const std::string Ok = ScriptedServer::framed(R"({"__rc":200,"__rcstr":"OK"})");
+
+} // namespace
+
+TEST_F(HttpServerLoss, ARestartBetweenTwoRequestsIsNotSeen)
+{
+    HttpClient client(http_.port());
+    for (int round = 1; round <= 3; ++round) {
+        const std::string attribute = R"("n":{"N":")" + std::to_string(round) + "\"}";
+        ASSERT_EQ(client.call("PutItem", putBody("a", "1", ',' + attribute)).status, 200);
+        ASSERT_NO_FATAL_FAILURE(endServer());
+        ASSERT_NO_FATAL_FAILURE(startServerAgain());
+        const HttpAnswer got = client.call("GetItem", body("\"Key\":" + key("a", "1")));
+        EXPECT_EQ(got.status, 200);
+        EXPECT_EQ(got.body, "{\"Item\":{" + attribute + "}}");
+    }
+}
+
+TEST_F(HttpServerLoss, AllIdleConnectionsOfARestartedServerAreReplaced)
+{
+    // Several connections at once leave as many in the pool.
+    const auto callAll = [&] {
+        std::vector<std::thread> clients;
+        std::atomic<int> successes = 0;
+        for (int number = 0; number < 8; ++number)
+            clients.emplace_back([&, number] {
+                HttpClient client(http_.port());
+                for (int i = 0; i < 10; ++i)
+                    successes +=
+                        client.call("PutItem", putBody(std::to_string(number), std::to_string(i))).status == 200;
+            });
+        for (std::thread& client : clients)
+            client.join();
+        return successes.load();
+    };
+    EXPECT_EQ(callAll(), 80);
+    ASSERT_NO_FATAL_FAILURE(endServer());
+    ASSERT_NO_FATAL_FAILURE(startServerAgain());
+    EXPECT_EQ(callAll(), 80);
+}
+
+TEST_F(HttpServerLoss, AServerThatIsDownIsUnavailableUntilItIsBack)
+{
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.call("PutItem", putBody("a", "1")).status, 200);
+    ASSERT_NO_FATAL_FAILURE(endServer());
+    const HttpAnswer answer = client.call("GetItem", body("\"Key\":" + key("a", "1")));
+    expectError(answer, 503, "ServiceUnavailableException",
+                "The server cannot be reached, nothing was done: connect: Connection refused");
+    EXPECT_EQ(answer.reason, "Service Unavailable");
+    ASSERT_NO_FATAL_FAILURE(startServerAgain());
+    EXPECT_EQ(client.call("GetItem", body("\"Key\":" + key("a", "1"))).body, R"({"Item":{}})");
+}
+
+TEST(HttpWithoutServer, StartsAndSaysSoToEachRequest)
+{
+    const DeadPort nobody;
+    HttpProcess http;
+    ASSERT_TRUE(http.start(nobody.port()));
+    HttpClient client(http.port());
+    for (int i = 0; i < 2; ++i)
+        expectError(client.call("Scan", "{}"), 503, "ServiceUnavailableException",
+                    "The server cannot be reached, nothing was done: connect: Connection refused");
+}
+
+TEST(HttpWithScriptedServer, RequestsOneAfterAnotherShareAConnection)
+{
+    std::mutex mutex;
+    std::string operations;
+    ScriptedServer server([&](const ScriptedServer::Request& request) {
+        const std::lock_guard lock(mutex);
+        operations += request.operation + request.body + ' ';
+        return Ok;
+    });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port()));
+    for (const char* operation : {"Scan", "Query", "GetItem"}) {
+        HttpClient client(http.port());
+        EXPECT_EQ(client.call(operation, "{ }").status, 200);
+    }
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(operations, "DynamoDB_20111205.Scan{ } DynamoDB_20111205.Query{ } DynamoDB_20111205.GetItem{ } ");
+    EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(HttpWithScriptedServer, ARequestThatMayHaveBeenExecutedIsNotSentAgain)
+{
+    std::atomic<int> call = 0;
+    ScriptedServer server([&](const ScriptedServer::Request&) { return ++call == 2 ? std::string() : Ok; });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port()));
+    HttpClient client(http.port());
+    ASSERT_EQ(client.call("PutItem", "{}").status, 200);
+    const HttpAnswer lost = client.call("PutItem", "{}");
+    expectError(lost, 502, "InternalServerError",
+                "No reply came, the request may have been executed: the server closed the connection");
+    EXPECT_EQ(lost.reason, "Bad Gateway");
+    EXPECT_EQ(server.requests(), 2);
+    EXPECT_EQ(server.connections(), 1);
+    EXPECT_EQ(client.call("PutItem", "{}").status, 200);
+    EXPECT_EQ(server.requests(), 3);
+    EXPECT_EQ(server.connections(), 2);
+}
+
+TEST(HttpWithScriptedServer, AReplyThatIsCutOffIsALoss)
+{
+    std::atomic<int> call = 0;
+    ScriptedServer server(
+        [&](const ScriptedServer::Request&) { return ++call == 1 ? Ok.substr(0, 9) : std::string(); });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
+    HttpClient client(http.port());
+    expectError(client.call("PutItem", "{}"), 504, "InternalServerError",
+                "No reply came in time, the request may have been executed: no bytes within 1000 ms");
+    EXPECT_EQ(server.requests(), 1);
+}
+
+TEST(HttpWithScriptedServer, AServerThatDoesNotReplyIsNotWaitedForWithoutLimit)
+{
+    std::promise<void> answered;
+    std::shared_future<void> wait = answered.get_future();
+    ScriptedServer server([&](const ScriptedServer::Request&) {
+        wait.wait();
+        return std::string();
+    });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
+    HttpClient client(http.port());
+    const HttpAnswer answer = client.call("PutItem", "{}");
+    expectError(answer, 504, "InternalServerError",
+                "No reply came in time, the request may have been executed: no bytes within 1000 ms");
+    EXPECT_EQ(answer.reason, "Gateway Timeout");
+    EXPECT_EQ(server.requests(), 1);
+    answered.set_value();
+}
+
+TEST(HttpWithScriptedServer, ALateReplyIsNotTakenForTheNextRequests)
+{
+    std::promise<void> timedOut;
+    std::shared_future<void> wait = timedOut.get_future();
+    ScriptedServer server([&](const ScriptedServer::Request& request) {
+        wait.wait();
+        return ScriptedServer::framed(R"({"__rc":200,"Operation":")" + request.operation + "\"}");
+    });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
+    HttpClient client(http.port());
+    ASSERT_EQ(client.call("PutItem", "{}").status, 504);
+    timedOut.set_value();
+    EXPECT_EQ(client.call("Scan", "{}").body, R"({"Operation":"DynamoDB_20111205.Scan"})");
+}
+
+TEST(HttpWithScriptedServer, BytesThatNobodyAskedForEndTheConnectionBeforeItIsUsedAgain)
+{
+    ScriptedServer server([&](const ScriptedServer::Request&) { return Ok + Ok; });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port()));
+    HttpClient client(http.port());
+    ASSERT_EQ(client.call("PutItem", "{}").status, 200);
+    ASSERT_EQ(client.call("PutItem", "{}").status, 200);
+    EXPECT_EQ(server.requests(), 2);
+    EXPECT_EQ(server.connections(), 2);
+}
+
+TEST(HttpWithScriptedServer, AReplyWithoutStatusIsABadGateway)
+{
+    ScriptedServer server([&](const ScriptedServer::Request&) { return ScriptedServer::framed("{}"); });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port()));
+    HttpClient client(http.port());
+    expectError(client.call("PutItem", "{}"), 502, "InternalServerError", "The server's reply has no status");
+}

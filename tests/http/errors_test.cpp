@@ -4,7 +4,8 @@
 
 #include <zlib.h>
 
-#include <vector>
+#include <random>
+#include <string>
 
 namespace {
 
@@ -144,9 +145,10 @@ TEST_F(HttpError, OtherPathsDoNotExist)
 
 TEST_F(HttpError, BodiesThatAreNoJsonObject)
 {
-    for (const std::string& text : {std::string(), std::string("{"), std::string("{} {}"), std::string("[]"),
-                                    std::string("1"), std::string("null"), std::string("\"{}\""),
-                                    std::string("{\"a\":\"\xff\"}"), std::string("{}\0", 3), std::string(100000, '[')})
+    using namespace std::string_literals;
+    for (const std::string& text : {""s, "{"s, "{} {}"s, "[]"s, "1"s, "null"s, "\"{}\""s, "{\"a\":\"\xff\"}"s, "{}\0"s,
+                                    "{\"a\":1e999}"s, "{\"a\":\"\\ud800\"}"s, std::string(100000, '['),
+                                    "{\"a\":" + std::string(1000, '[') + std::string(1000, ']') + "}"})
         expectError(apiRequest("DeleteTable", text), 400, "SerializationException", NoObject);
 }
 
@@ -197,6 +199,41 @@ TEST_F(HttpError, AHeadWithoutEndIsCutOff)
     const HttpAnswer answer = client.receive();
     expectError(answer, 400, "InvalidRequestException", NoHttp);
     EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpError, BytesChangedAnywhereHarmNobody)
+{
+    const std::string request =
+        "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\nConnection: "
+        "keep-alive\r\n"
+        "Content-Encoding: identity\r\nTransfer-Encoding: chunked\r\n\r\n1\r\n{\r\n1\r\n}\r\n0\r\n\r\n";
+    const std::string replacements("\0\r\n :/?#%{}019fF\x7f\xff", 19);
+    std::minstd_rand random(20111205);
+    for (int round = 0; round < 300; ++round) {
+        std::string bytes = request + request;
+        for (int change = 0; change < 1 + round % 4; ++change) {
+            const std::size_t at = random() % bytes.size();
+            const char replacement = replacements[random() % replacements.size()];
+            switch (random() % 4) {
+            case 0:
+                bytes[at] = replacement;
+                break;
+            case 1:
+                bytes.insert(at, 1 + random() % 100, replacement);
+                break;
+            case 2:
+                bytes.erase(at, 1 + random() % 10);
+                break;
+            default:
+                bytes.insert(at, bytes.substr(random() % bytes.size(), random() % 100));
+            }
+        }
+        HttpClient client(http_.port());
+        (void)client.send(bytes); // ignored: it may be closed before all is sent
+        EXPECT_TRUE(client.finish()) << bytes;
+    }
+    HttpClient client(http_.port());
+    EXPECT_EQ(client.call("DeleteTable", "{}").status, 200);
 }
 
 TEST_F(HttpError, BodiesAreLimited)

@@ -132,6 +132,14 @@ HttpAnswer HttpClient::exchange(std::string_view bytes)
     return receive();
 }
 
+bool HttpClient::finish()
+{
+    shutdown(socket_, SHUT_WR);
+    while (fill()) {
+    }
+    return errno != EAGAIN;
+}
+
 bool HttpClient::isClosedByPeer()
 {
     return !fill() && received_.empty() && errno != EAGAIN;

@@ -43,6 +43,9 @@ public:
     HttpAnswer exchange(std::string_view bytes);
     HttpAnswer call(std::string_view target, std::string_view body) { return exchange(apiRequest(target, body)); }
 
+    /** Tells the other side that nothing more comes, and waits until it closes; what it sends is dropped. */
+    bool finish();
+
     /** Waits until the other side closes; false when bytes come instead. */
     bool isClosedByPeer();
 

@@ -22,11 +22,15 @@ import tempfile
 import time
 
 DEFAULT_PORT = "4567"
+DEFAULT_HTTP_PORT = "8000"
 # Ports that documents use, besides the default one.
-OTHER_PORTS = ["4568", "4569", "4570", "8000", "8001"]
+OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001"]
 # What differs from machine to machine, on both sides of the comparison.
-MACHINE_DEPENDENT = [(re.compile(r"Workers count \d+ db-pool max-thread-count \d+"),
-                      "Workers count N db-pool max-thread-count N")]
+MACHINE_DEPENDENT = [
+    (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),
+    (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
+    (re.compile(r"\r\n"), "\n"),
+]
 END_OF_OUTPUT = b"\x01"
 COMMAND_SECONDS = 60
 
@@ -101,18 +105,19 @@ def write_script(path, text):
     os.chmod(path, 0o755)
 
 
-def make_checkout(scratch, binaries, port):
+def make_checkout(scratch, binaries, ports):
     """Programs where a document expects them. Those that have a default port are told the one of this session."""
     directory = os.path.join(scratch, "build", "bin")
     os.makedirs(directory)
     os.makedirs(os.path.join(scratch, "script"))
     write_script(os.path.join(scratch, "script", "build"), "exit 0")
+    listen = "--listen " + ports[DEFAULT_HTTP_PORT]
     for name in os.listdir(binaries):
         target = os.path.join(binaries, name)
         if name in ("quorvactl", "quorva-http"):
             write_script(os.path.join(directory, name),
                          f'case " $* " in *" --port "*) exec "{target}" "$@" ;; esac\n'
-                         f'exec "{target}" --port {port} "$@"')
+                         f'exec "{target}" --port {ports[DEFAULT_PORT]} {listen if name == "quorva-http" else ""} "$@"')
         else:
             os.symlink(target, os.path.join(directory, name))
 
@@ -121,6 +126,7 @@ class Shell:
     def __init__(self, directory):
         environment = {name: value for name, value in os.environ.items() if not name.endswith("_LOCKFILE")}
         environment["LC_ALL"] = "C.UTF-8"
+        environment["PATH"] = "/usr/bin:/bin:" + environment["PATH"]  # the system's python3, whose packages are meant
         self.process = subprocess.Popen(["bash", "--noprofile", "--norc"], cwd=directory, env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                         start_new_session=True)
@@ -171,7 +177,7 @@ def run_session(commands, path, binaries, scratch):
     else:
         sys.exit("the server does not start")
     back = {port: name for name, port in ports.items()}
-    make_checkout(scratch, binaries, ports[DEFAULT_PORT])
+    make_checkout(scratch, binaries, ports)
     shell = Shell(scratch)
     failures = 0
     try:

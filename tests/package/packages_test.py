@@ -10,12 +10,17 @@ import json
 import os
 import re
 import shutil
+import subprocess
 import sys
 import tempfile
+import time
+import urllib.request
 
-from installedserver import InstalledServer, expect, fail, run
+from installedserver import DEADLINE, InstalledServer, expect, fail, run
 
 PROGRAMS = ["quorva", "quorvactl"]
+GET_ITEM = {"TableName": "main|orders",
+            "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 
 
 class Root:
@@ -67,10 +72,14 @@ def check_control(packages):
             fail(f"{name} depends on {control['Depends']}, which lacks some of {wanted}")
 
 
-def unit_settings(text):
+def unit_path(root, unit):
+    return os.path.join(root.path, f"usr/lib/systemd/system/{unit}.service")
+
+
+def unit_settings(root, unit):
     """The settings of a unit, each with its values in order."""
     settings = {}
-    for key, value in re.findall(r"^([A-Za-z]+)=(.*)$", text, re.MULTILINE):
+    for key, value in re.findall(r"^([A-Za-z]+)=(.*)$", open(unit_path(root, unit)).read(), re.MULTILINE):
         settings.setdefault(key, []).append(value)
     return settings
 
@@ -89,31 +98,59 @@ def check_unit(path, bin_directory, scratch):
     expect(f"what systemd-analyze says about {name}", run(["systemd-analyze", "verify", "--man=no", copy]), "")
 
 
-def service_command(root, settings):
-    """Turns the unit's command line into one on the files below `root`, for a port."""
-    def command(port):
-        program, *words = settings["ExecStart"][0].split()
-        expect("words of ExecStart", words, ["$QUORVA_OPTIONS"])
-        return [os.path.join(root.path, "usr/bin", program), "-p", str(port)]
-    return command
+def service_command(root, unit, variable, options):
+    """The command line of a unit on the files below `root`, with options in the variable that is meant for them."""
+    program, *words = unit_settings(root, unit)["ExecStart"][0].split()
+    expect(f"words of {unit}'s ExecStart", words, ["$" + variable])
+    return [os.path.join(root.path, "usr/bin", program), *options]
+
+
+def use_gateway(root, server, scratch):
+    """Reads the item over HTTP, as far as the package has that."""
+    if not os.path.exists(unit_path(root, "quorva-http")):
+        print("quorva-http was not built, nothing is read over HTTP")
+        return
+    command = service_command(root, "quorva-http", "QUORVA_HTTP_OPTIONS", ["--listen", "0", "--port", str(server.port)])
+    messages = os.path.join(scratch, "http.log")
+    with open(messages, "w") as log:
+        gateway = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stderr=log)
+    try:
+        listening = None
+        end = time.monotonic() + DEADLINE
+        while listening is None:
+            listening = re.search(r"listening on (127.0.0.1:\d+) ", open(messages).read())
+            if listening is None and (gateway.poll() is not None or time.monotonic() > end):
+                fail(f"quorva-http does not listen:\n{open(messages).read()}")
+            time.sleep(0.01)
+        request = urllib.request.Request(f"http://{listening[1]}/", json.dumps(GET_ITEM).encode(),
+                                         {"X-Amz-Target": "DynamoDB_20111205.GetItem"})
+        # Not by a proxy that the environment names.
+        opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+        expect("the item over HTTP", json.load(opener.open(request, timeout=DEADLINE)), {"Item": {"total": {"N": "17"}}})
+        gateway.terminate()
+        expect("the end of quorva-http", gateway.wait(DEADLINE), 0)
+    finally:
+        if gateway.poll() is None:
+            gateway.kill()
+            gateway.wait()
 
 
 def use_server(root, scratch):
     """Does what systemd does with the unit, and what somebody does with the tool."""
-    settings = unit_settings(open(os.path.join(root.path, "usr/lib/systemd/system/quorva.service")).read())
+    settings = unit_settings(root, "quorva")
     expect("the working directory", settings["WorkingDirectory"], ["%S/" + settings["StateDirectory"][0]])
     state = os.path.join(root.path, "var/lib", settings["StateDirectory"][0])
     os.makedirs(state)
     run(settings["ExecStartPre"][0].split(), cwd=state)
 
-    server = InstalledServer(service_command(root, settings), state, scratch)
+    server = InstalledServer(lambda port: service_command(root, "quorva", "QUORVA_OPTIONS", ["-p", str(port)]), state,
+                             scratch)
 
     def quorvactl(operation, body):
         text = run([os.path.join(root.path, "usr/bin/quorvactl"), "--port", str(server.port), operation,
                     json.dumps(body)])
         return json.loads(text)
 
-    key = {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}
     element = {"AttributeType": "S"}
     try:
         server.start()
@@ -125,8 +162,9 @@ def use_server(root, scratch):
         # The service is ended by a signal; what was acknowledged is there afterwards.
         expect("the server's end", server.stop(), -15)
         server.start()
-        expect("the item", quorvactl("GetItem", {"TableName": "main|orders", "Key": key}),
+        expect("the item", quorvactl("GetItem", GET_ITEM),
                {"__rc": 200, "__rcstr": "OK", "Item": {"total": {"N": "17"}}})
+        use_gateway(root, server, scratch)
         expect("the server's end", server.stop(), -15)
     finally:
         server.clean_up()
@@ -147,10 +185,13 @@ def main(build):
         for name in PROGRAMS:
             for file in (f"usr/bin/{name}", f"usr/share/man/man1/{name}.1.gz"):
                 expect(f"{file} is installed", file in installed, True)
-        enabled = "etc/systemd/system/multi-user.target.wants/quorva.service"
-        expect("the service is enabled", os.readlink(os.path.join(root.path, enabled)).endswith("/quorva.service"), True)
+        wants = os.path.join(root.path, "etc/systemd/system/multi-user.target.wants")
+        expect("enabled services", os.listdir(wants), ["quorva.service"])
         for unit in glob.glob(f"{root.path}/usr/lib/systemd/system/*.service"):
             check_unit(unit, f"{root.path}/usr/bin", scratch)
+            link = os.path.join(wants, os.path.basename(unit))
+            if not os.path.lexists(link):  # as the administrator would enable it
+                os.symlink(unit.removeprefix(root.path), link)
 
         use_server(root, scratch)
         root.dpkg("--install", packages["quorva"])

@@ -18,7 +18,7 @@ import urllib.request
 
 from installedserver import DEADLINE, InstalledServer, expect, fail, run
 
-PROGRAMS = ["quorva", "quorvactl"]
+PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 GET_ITEM = {"TableName": "main|orders",
             "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 

@@ -6,6 +6,7 @@
 #undef RAPIDJSON_SSE2
 #undef RAPIDJSON_SSE42
 
+#include <rapidjson/error/en.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
 
@@ -115,7 +116,10 @@ public:
     }
 
     /** True when every string so far was UTF-8. An escape for one half of a surrogate pair counts as broken too. */
-    bool stringsAreValid() const { return !decoder_.hasError(); }
+    bool stringsAreValid() const { return firstBroken_ == nullptr; }
+
+    /** Where the first string begins that is not. */
+    const char* firstBrokenString() const { return firstBroken_; }
 
     QVariant takeRoot() { return std::move(root_); }
 
@@ -148,16 +152,30 @@ private:
 
     QString decode(const char* text, rapidjson::SizeType length)
     {
-        return decoder_.decode(QByteArrayView(text, static_cast<qsizetype>(length)));
+        QString decoded = decoder_.decode(QByteArrayView(text, static_cast<qsizetype>(length)));
+        if (firstBroken_ == nullptr && decoder_.hasError())
+            firstBroken_ = text;
+        return decoded;
     }
 
     // Stateless, so that a character cut off at the end of one string does not wait for the next string; a byte order
     // mark at the start of a string is text.
     QStringDecoder decoder_{QStringConverter::Utf8,
                             QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
+    const char* firstBroken_ = nullptr; // in the text that is read
     std::vector<Container> open_;
     QVariant root_;
 };
+
+QByteArray reasonOf(rapidjson::ParseErrorCode code)
+{
+    if (code == rapidjson::kParseErrorTermination) // by the builder
+        return "Nested too deep, or a number that is too large";
+    QByteArray reason = rapidjson::GetParseError_En(code);
+    if (reason.endsWith('.'))
+        reason.chop(1);
+    return reason;
+}
 
 /** Appends the writer's bytes to an array, with room ahead; the array has its size again once `Flush` was called. */
 class ArrayStream {
@@ -386,6 +404,16 @@ namespace Json {
 
 bool parse(const QByteArray& text, QVariant* value)
 {
+    return parse(text, value, nullptr);
+}
+
+bool parse(const QByteArray& text, QVariant* value, ParseError* error)
+{
+    const auto fail = [error](qsizetype offset, const QByteArray& reason) {
+        if (error != nullptr)
+            *error = {offset, reason};
+        return false;
+    };
     // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
     // character at a time. The copy also has a terminator, which not every array has.
     QByteArray buffer(text.constData(), text.size());
@@ -397,11 +425,14 @@ bool parse(const QByteArray& text, QVariant* value)
     // The iterative form costs the same and leaves the stack to the writer and the destructor of the tree.
     constexpr unsigned flags =
         rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
-    if (!reader.Parse<flags>(stream, builder))
-        return false;
+    if (const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder); !result)
+        return fail(static_cast<qsizetype>(result.Offset()), error != nullptr ? reasonOf(result.Code()) : QByteArray());
     // A zero byte in the text ends it for the reader, but not for us.
-    if (stream.Tell() != static_cast<std::size_t>(text.size()) || !builder.stringsAreValid())
-        return false;
+    if (const auto end = static_cast<qsizetype>(stream.Tell()); end != text.size())
+        return fail(end, "A zero byte");
+    if (!builder.stringsAreValid())
+        return fail(builder.firstBrokenString() - buffer.constData(),
+                    "A string is not UTF-8, or escapes half of a surrogate pair");
     *value = builder.takeRoot();
     return true;
 }

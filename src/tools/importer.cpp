@@ -31,6 +31,9 @@ int Importer::run()
         return code;
     if (const int code = skipToMark())
         return code;
+    // What cannot be written now could not be written later.
+    if (const int code = moveMark())
+        return code;
     progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
     progress_->show(0, 0);
     return transfer();
@@ -163,7 +166,8 @@ int Importer::sendOneByOne()
             refusedInARow_ = 0;
             continue;
         }
-        refuse(batch_[i].line, "the server refused it: " + serverSays(reply));
+        refuse(batch_[i].line,
+               "the server refused it: " + (isSuccess(reply) ? "it came back unprocessed" : serverSays(reply)));
         if (++refusedInARow_ == MostRefusedInARow)
             return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
     }

@@ -64,7 +64,7 @@ int readItem(const std::vector<std::string>& words, QVariantMap* item)
 {
     const std::string& word = words.front();
     const char first = word.empty() ? ' ' : word[std::min(word.find_first_not_of(" \t\n"), word.size() - 1)];
-    const bool isJson = first == '{' || first == '[';
+    const bool isJson = first == '{';
     if (words.size() > 1 || (!isJson && word.find('=') != std::string::npos))
         return refuse(parseAttributes(words, item));
     QByteArray text;

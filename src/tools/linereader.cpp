@@ -18,15 +18,16 @@ LineReader::Result LineReader::next(QByteArray* line)
         if (position_ == piece_.size()) {
             piece_.resize(PieceSize);
             position_ = 0;
-            const ssize_t size = ::read(descriptor_, piece_.data(), static_cast<size_t>(PieceSize));
+            const bool readable = Interruption::waitReadable(descriptor_);
+            const ssize_t size =
+                readable ? ::read(descriptor_, piece_.data(), static_cast<size_t>(PieceSize)) : ssize_t{0};
             piece_.resize(size > 0 ? size : 0);
-            if (size < 0) {
-                if (errno != EINTR)
-                    return Result::Failed;
-                if (Interruption::requested())
-                    return Result::Interrupted;
+            if (!readable)
+                return Result::Interrupted;
+            if (size < 0 && errno == EINTR)
                 continue;
-            }
+            if (size < 0)
+                return Result::Failed;
             if (size == 0)
                 break;
         }

@@ -15,7 +15,7 @@ namespace Ctl {
 
 namespace {
 
-/** The file that a link leads to, whether it exists or not. */
+/** The file that a link leads to. A link that leads nowhere counts as a file, and is replaced. */
 std::string resolved(const std::string& path)
 {
     std::error_code error;

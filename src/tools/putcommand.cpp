@@ -14,9 +14,7 @@ PutCommand::PutCommand(CLI::App* app)
         ->add_option("ITEM", item_,
                      "The item with its keys: JSON {...}, - for standard input, a file's name, or attributes as "
                      "NAME=TYPE:VALUE")
-        ->required()
-        ->expected(-1)
-        ->allow_extra_args(false); // or a word in brackets would be taken apart
+        ->required();
     conditions_.declare(command_);
     command_->add_option("--return", wanted_, "Print the item that was replaced")
         ->check(CLI::IsMember({"none", "old"}))

@@ -4,6 +4,7 @@
 #include "json/plaincharacters.h"
 #include "json/rapidjsonreader.h"
 
+#include <rapidjson/error/en.h>
 #include <rapidjson/writer.h>
 
 #include <QList>
@@ -129,7 +130,10 @@ public:
     }
 
     /** True when every string so far was UTF-8. An escape for one half of a surrogate pair counts as broken too. */
-    bool stringsAreValid() const { return !decoder_.hasError(); }
+    bool stringsAreValid() const { return firstBroken_ == nullptr; }
+
+    /** Where the first string begins that is not. */
+    const char* firstBrokenString() const { return firstBroken_; }
 
     QVariant takeRoot() { return std::move(root_); }
 
@@ -164,16 +168,32 @@ private:
     {
         const QByteArrayView bytes(text, static_cast<qsizetype>(length));
         // The decoder goes from byte to byte; most strings do not need it.
-        return isAscii(bytes) ? QString::fromLatin1(bytes) : decoder_.decode(bytes);
+        if (isAscii(bytes))
+            return QString::fromLatin1(bytes);
+        QString decoded = decoder_.decode(bytes);
+        if (firstBroken_ == nullptr && decoder_.hasError())
+            firstBroken_ = text;
+        return decoded;
     }
 
     // Stateless, so that a character cut off at the end of one string does not wait for the next string; a byte order
     // mark at the start of a string is text.
     QStringDecoder decoder_{QStringConverter::Utf8,
                             QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
+    const char* firstBroken_ = nullptr; // in the text that is read
     std::vector<Container> open_;
     QVariant root_;
 };
+
+QByteArray reasonOf(rapidjson::ParseErrorCode code)
+{
+    if (code == rapidjson::kParseErrorTermination) // by the builder
+        return "Nested too deep, or a number that is too large";
+    QByteArray reason = rapidjson::GetParseError_En(code);
+    if (reason.endsWith('.'))
+        reason.chop(1);
+    return reason;
+}
 
 /** Appends the writer's bytes to an array, with room ahead; the array has its size again once `Flush` was called. */
 class ArrayStream {
@@ -416,6 +436,16 @@ namespace Json {
 
 bool parse(const QByteArray& text, QVariant* value)
 {
+    return parse(text, value, nullptr);
+}
+
+bool parse(const QByteArray& text, QVariant* value, ParseError* error)
+{
+    const auto fail = [error](qsizetype offset, const QByteArray& reason) {
+        if (error != nullptr)
+            *error = {offset, reason};
+        return false;
+    };
     // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
     // character at a time. Behind the copy are a terminator and what the reader may read beyond it.
     QByteArray buffer(text.size() + BlockBytes, Qt::Uninitialized);
@@ -428,11 +458,14 @@ bool parse(const QByteArray& text, QVariant* value)
     // The iterative form costs the same and leaves the stack to the writer and the destructor of the tree.
     constexpr unsigned flags =
         rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
-    if (!reader.Parse<flags>(stream, builder))
-        return false;
+    if (const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder); !result)
+        return fail(static_cast<qsizetype>(result.Offset()), error != nullptr ? reasonOf(result.Code()) : QByteArray());
     // A zero byte in the text ends it for the reader, but not for us.
-    if (stream.Tell() != static_cast<std::size_t>(text.size()) || !builder.stringsAreValid())
-        return false;
+    if (const auto end = static_cast<qsizetype>(stream.Tell()); end != text.size())
+        return fail(end, "A zero byte");
+    if (!builder.stringsAreValid())
+        return fail(builder.firstBrokenString() - buffer.constData(),
+                    "A string is not UTF-8, or escapes half of a surrogate pair");
     *value = builder.takeRoot();
     return true;
 }

@@ -27,6 +27,15 @@ inline constexpr int MaxDepth = 1000;
  */
 [[nodiscard]] bool parse(const QByteArray& text, QVariant* value);
 
+/** Where and why a text is no JSON, for people. */
+struct ParseError {
+    qsizetype offset = 0; // bytes from the beginning of the text; of a string that is wrong, its first character
+    QByteArray reason;    // without a full stop
+};
+
+/** The same, with `error` set when it fails. */
+[[nodiscard]] bool parse(const QByteArray& text, QVariant* value, ParseError* error);
+
 /**
  * Appends the JSON text of `value`, which has no white space, to `out`, so that a caller can leave room for what goes
  * in front. Maps come out in key order. A byte array is written as Latin-1 text that ends before its first zero byte. A

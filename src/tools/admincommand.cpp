@@ -2,7 +2,7 @@
 
 #include "client/connection.h"
 #include "format/backupnames.h"
-#include "json/jsonadapter.h"
+#include "tools/session.h"
 
 #include <QVariantMap>
 
@@ -23,18 +23,20 @@ namespace Ctl {
 
 namespace {
 
-/** Sends an administrative action as the UpdateTable that carries it. */
-int sendAction(const ServerAddress& server, const std::string& table, const char* action, const std::string& value)
+/** Sends an administrative action as the UpdateTable that carries it. `failed` begins the message on an error reply. */
+int sendAction(const ServerAddress& server, const std::string& table, const char* action, const std::string& value,
+               const std::string& failed)
 {
     const QVariantMap body{{"TableName", QString::fromStdString(table)},
                            {"ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}}}};
-    QByteArray reply;
-    if (!exchange(server, "UpdateTable", Json::serialize(body), &reply))
-        return ExitNoReply;
-    if (isSuccess(reply))
-        return ExitOk;
-    complain(reply.toStdString());
-    return ExitErrorReply;
+    Session session(server);
+    QVariantMap reply;
+    const int code = session.request("UpdateTable", body, &reply);
+    if (code != ExitErrorReply)
+        return code;
+    const bool refused = errorType(reply) == "ConditionalCheckFailedException";
+    complainReply(failed, reply, refused ? "quorvactl backup stop; another backup runs" : "");
+    return code;
 }
 
 /** The server has a working directory of its own, so it is told whole paths. */
@@ -84,12 +86,13 @@ FlushCommand::FlushCommand(CLI::App* app)
     : command_(app->add_subcommand("flush", "Force the log of a table's environment to disk"))
 {
     command_->fallthrough();
-    command_->add_option("TABLE", table_, "The table's name: DIRECTORY|TABLE")->required();
+    addTableArgument(command_, &table_);
+    addExample(command_, "quorvactl flush 'build/shop|orders'");
 }
 
 int FlushCommand::run(const ServerAddress& server) const
 {
-    return sendAction(server, table_, "FlushDB", "");
+    return sendAction(server, table_, "FlushDB", "", "cannot flush " + table_);
 }
 
 BackupCommand::BackupCommand(CLI::App* app)
@@ -102,10 +105,14 @@ BackupCommand::BackupCommand(CLI::App* app)
     stop_ = command_->add_subcommand("stop", "Stop copying and shipping");
     for (CLI::App* command : {start_, update_, stop_}) {
         command->fallthrough();
-        command->add_option("TABLE", table_, "The table's name: DIRECTORY|TABLE")->required();
+        addTableArgument(command, &table_);
     }
     for (CLI::App* command : {start_, update_})
         command->add_option("DIR", directory_, "The backup directory, on the server's machine")->required();
+    addExample(command_, "quorvactl backup start 'build/shop|orders' /srv/backup/shop --wait");
+    addExample(start_, "quorvactl backup start 'build/shop|orders' /srv/backup/shop --wait");
+    addExample(update_, "quorvactl backup update 'build/shop|orders' /srv/backup/shop");
+    addExample(stop_, "quorvactl backup stop 'build/shop|orders'");
     start_->add_flag("--wait", wait_, "Wait until the copy is complete");
     start_->add_option("--stall", stallSeconds_, "With --wait: give up when the copy has not grown for this long")
         ->check(CLI::PositiveNumber)
@@ -117,8 +124,9 @@ int BackupCommand::run(const ServerAddress& server) const
     if (start_->parsed())
         return start(server);
     if (update_->parsed())
-        return sendAction(server, table_, "UpdateDbBackup", absolute(directory_));
-    return sendAction(server, table_, "StopDbBackup", "");
+        return sendAction(server, table_, "UpdateDbBackup", absolute(directory_),
+                          "cannot ship the log files of " + table_ + " to " + directory_);
+    return sendAction(server, table_, "StopDbBackup", "", "cannot stop the backup of " + table_);
 }
 
 int BackupCommand::start(const ServerAddress& server) const
@@ -136,7 +144,7 @@ int BackupCommand::start(const ServerAddress& server) const
             complain("cannot write " + markerIn(directory).string());
         return ExitErrorReply;
     }
-    const int code = sendAction(server, table_, "DbBackup", directory);
+    const int code = sendAction(server, table_, "DbBackup", directory, "cannot back up " + table_ + " to " + directory);
     if (code == ExitErrorReply)
         fs::remove(markerIn(directory), error); // no backup will do that
     else if (code == ExitNoReply)

@@ -1,11 +1,38 @@
 #include "tools/command.h"
 
 #include "client/connection.h"
+#include "tools/progressbar.h"
 #include "json/jsonadapter.h"
 
 #include <cstdio>
 
 namespace Ctl {
+
+namespace {
+
+std::string adviceOn(const QString& type)
+{
+    if (type == "ResourceNotFoundException")
+        return "the spelling, or quorvactl create-table; a relative directory is relative to where the server was "
+               "started";
+    if (type == "InternalServerError")
+        return "the server's log, which tells the cause";
+    if (type == "ValidationException")
+        return "keys of Latin-1 characters only";
+    return {};
+}
+
+} // namespace
+
+void addTableArgument(CLI::App* command, std::string* table)
+{
+    command->add_option("TABLE", *table, "The table's name: DIRECTORY|TABLE")->required();
+}
+
+void addExample(CLI::App* command, const std::string& example)
+{
+    command->footer("Example:\n  " + example + "\n\n" + command->get_footer());
+}
 
 bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
@@ -20,18 +47,74 @@ bool exchange(const ServerAddress& server, const QByteArray& operation, const QB
 bool isSuccess(const QByteArray& reply)
 {
     QVariant parsed;
-    return Json::parse(reply, &parsed) && parsed.toMap().value(QStringLiteral("__rc")) == 200;
+    return Json::parse(reply, &parsed) && isSuccess(parsed.toMap());
+}
+
+bool isSuccess(const QVariantMap& reply)
+{
+    return reply.value(QStringLiteral("__rc")) == 200;
 }
 
 void complainNoReply(const ServerAddress& server, const Client::Connection& connection)
 {
-    complain("no reply from " + server.host + ':' + std::to_string(server.port) + ": " +
-             connection.error().toStdString());
+    const std::string error = connection.error().toStdString();
+    std::vector<std::string> details;
+    if (error.starts_with("connect:"))
+        details.emplace_back("try: start the server, or name another one with --host and --port");
+    else if (error == "the server closed the connection")
+        details.emplace_back("try: the server's log; it closes a connection on a request that is no JSON");
+    complain("no reply from " + server.host + ':' + std::to_string(server.port) + ": " + error, details);
 }
 
-void complain(const std::string& message)
+void complainReply(const std::string& failed, const QVariantMap& reply, const std::string& advice)
 {
-    std::fprintf(stderr, "quorvactl: %s\n", message.c_str());
+    std::vector<std::string> details{"the server says: " + serverSays(reply)};
+    if (const std::string trial = advice.empty() ? adviceOn(errorType(reply)) : advice; !trial.empty())
+        details.push_back("try: " + trial);
+    complain(failed, details);
+}
+
+std::string serverSays(const QVariantMap& reply)
+{
+    if (errorType(reply).isEmpty())
+        return Json::serialize(reply).toStdString();
+    return reply.value("__rcstr").toString().toStdString() + ", " + errorType(reply).toStdString() + ": " +
+           reply.value("message").toString().toStdString();
+}
+
+QString errorType(const QVariantMap& reply)
+{
+    return reply.value("__type").toString();
+}
+
+void complain(const std::string& message, const std::vector<std::string>& details)
+{
+    std::string text = "quorvactl: " + message + '\n';
+    for (const std::string& detail : details)
+        text += "  " + detail + '\n';
+    ProgressBar::clearShown();
+    std::fputs(text.c_str(), stderr);
+}
+
+int printLine(const QByteArray& text)
+{
+    const auto size = static_cast<size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, stdout) == size && std::putchar('\n') != EOF && std::fflush(stdout) == 0)
+        return ExitOk;
+    complain("cannot write standard output");
+    return ExitNoReply;
+}
+
+bool readStandardInput(QByteArray* text)
+{
+    char piece[65536];
+    size_t size = 0;
+    while ((size = std::fread(piece, 1, sizeof piece, stdin)) > 0)
+        text->append(piece, static_cast<qsizetype>(size));
+    if (std::ferror(stdin) == 0)
+        return true;
+    complain("cannot read standard input");
+    return false;
 }
 
 } // namespace Ctl

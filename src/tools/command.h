@@ -2,8 +2,12 @@
 #define QUORVA_TOOLS_COMMAND_H
 
 #include <QByteArray>
+#include <QVariantMap>
+
+#include <CLI/CLI.hpp>
 
 #include <string>
+#include <vector>
 
 namespace Client {
 class Connection;
@@ -12,6 +16,9 @@ class Connection;
 /**
  * What the commands of quorvactl share. Each command is a class in a file of its own: its constructor declares its
  * arguments to the command line, `run` does its work and returns one of these codes.
+ *
+ * A message on standard error has one line that says what was wrong, and below it, where there is something to tell,
+ * what the server said and what to try.
  */
 namespace Ctl {
 
@@ -29,18 +36,43 @@ struct ServerAddress {
     int port;
 };
 
+/** Declares the argument TABLE. */
+void addTableArgument(CLI::App* command, std::string* table);
+
+/** Puts an example in front of what ends a command's help. */
+void addExample(CLI::App* command, const std::string& example);
+
 /** One exchange on a connection of its own. False when no whole reply came, after telling why on standard error. */
 [[nodiscard]] bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body,
                             QByteArray* reply);
 
 /** True when the text is a reply object whose "__rc" is 200. */
 bool isSuccess(const QByteArray& reply);
+bool isSuccess(const QVariantMap& reply);
 
 /** Tells on standard error why no reply came on a connection. */
 void complainNoReply(const ServerAddress& server, const Client::Connection& connection);
 
-/** Prints "quorvactl: MESSAGE" on standard error. */
-void complain(const std::string& message);
+/**
+ * Tells of an error reply: `failed` is what could not be done, `advice` what to try. Without advice there is one that
+ * goes by the kind of the error.
+ */
+void complainReply(const std::string& failed, const QVariantMap& reply, const std::string& advice = {});
+
+/** The server's words in an error reply: "Not Found, ResourceNotFoundException: Specified item does not exist." */
+std::string serverSays(const QVariantMap& reply);
+
+/** The kind of an error reply: its "__type", or nothing. */
+QString errorType(const QVariantMap& reply);
+
+/** Prints "quorvactl: MESSAGE" on standard error, and further lines below it. */
+void complain(const std::string& message, const std::vector<std::string>& details = {});
+
+/** Prints a line on standard output. ExitOk, or ExitNoReply after telling that it cannot be written. */
+[[nodiscard]] int printLine(const QByteArray& text);
+
+/** Everything that standard input has. False, after telling, when it cannot be read. */
+[[nodiscard]] bool readStandardInput(QByteArray* text);
 
 } // namespace Ctl
 

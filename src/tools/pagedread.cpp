@@ -16,7 +16,8 @@ void PageOptions::declare(CLI::App* command)
     auto* maxOption = command->add_option("--max", max, "Stop after this many items")->check(CLI::NonNegativeNumber);
     command->add_flag("--count", countOnly, "Print the number of items instead of the items")->excludes(maxOption);
     command->add_option("--attributes", attributes, "Print only these attributes and the keys: A,B,...")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->allow_extra_args(false);
 }
 
 PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,
@@ -26,21 +27,19 @@ PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantM
 
 int PagedRead::run(const ServerAddress& server)
 {
-    Client::Connection connection;
-    if (!connection.open(QString::fromStdString(server.host), server.port)) {
-        complainNoReply(server, connection);
-        return ExitNoReply;
-    }
+    Session session(server);
     QVariantMap start;
     int limit = options_.limit;
     for (Next next = Next::Page; next != Next::End && !complete(); next = advance(&start, &limit)) {
         if (next == Next::Page)
-            printed_.clear();
-        int failure = ExitOk;
-        if (!readPage(server, connection, start, limit, &failure))
-            return failure;
-        printItems();
+            taken_.clear();
+        if (const int code = readPage(session, start, limit))
+            return code;
+        if (const int code = takeItems())
+            return code;
     }
+    if (sink_)
+        return ExitOk;
     if (options_.countOnly)
         std::printf("%lld\n", found_);
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
@@ -50,8 +49,7 @@ int PagedRead::run(const ServerAddress& server)
     return ExitOk;
 }
 
-bool PagedRead::readPage(const ServerAddress& server, Client::Connection& connection, const QVariantMap& start,
-                         int limit, int* failure)
+int PagedRead::readPage(Session& session, const QVariantMap& start, int limit)
 {
     QVariantMap body = body_;
     body.insert("Limit", limit);
@@ -63,38 +61,45 @@ bool PagedRead::readPage(const ServerAddress& server, Client::Connection& connec
             names.append(QString::fromStdString(name));
         body.insert("AttributesToGet", names);
     }
-    QByteArray text;
-    if (!connection.exchange(Client::fullOperationName(operation_), Json::serialize(body), &text)) {
-        complainNoReply(server, connection);
-        *failure = ExitNoReply;
-        return false;
-    }
-    if (!isSuccess(text)) {
-        complain(text.toStdString());
-        *failure = ExitErrorReply;
-        return false;
-    }
-    QVariant reply;
-    (void)Json::parse(text, &reply); // it is a success, so it parses
-    reply_ = reply.toMap();
-    return true;
+    const int code = session.request(operation_, body, &reply_);
+    return code == ExitErrorReply ? complainOf(session, reply_) : code;
 }
 
-void PagedRead::printItems()
+/** A read of a table that is not there is answered like any other failure, so the table is looked at. */
+int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
+{
+    const std::string table = body_.value("TableName").toString().toStdString();
+    QVariantMap description;
+    const int described = session.request("DescribeTable", {{"TableName", body_.value("TableName")}}, &description);
+    if (described == ExitNoReply)
+        return described;
+    if (described == ExitErrorReply && errorType(description) == "ResourceNotFoundException")
+        complainReply("there is no table " + table, description);
+    else
+        complainReply("cannot read the table " + table, reply);
+    return ExitErrorReply;
+}
+
+int PagedRead::takeItems()
 {
     const QVariantList items = reply_.value("Items").toList();
     for (const QVariant& item : items) {
         if (complete())
-            return;
+            return ExitOk;
         ended_ = belongs_ && !belongs_(item.toMap());
         const QByteArray line = Json::serialize(item);
-        if (ended_ || printed_.contains(line))
+        if (ended_ || taken_.contains(line))
             continue;
-        printed_.insert(line);
+        taken_.insert(line);
         ++found_;
-        if (!options_.countOnly)
+        if (sink_) {
+            if (const int code = sink_(line))
+                return code;
+        } else if (!options_.countOnly) {
             std::printf("%s\n", line.constData());
+        }
     }
+    return ExitOk;
 }
 
 PagedRead::Next PagedRead::advance(QVariantMap* start, int* limit) const

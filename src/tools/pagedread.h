@@ -1,8 +1,8 @@
 #ifndef QUORVA_TOOLS_PAGEDREAD_H
 #define QUORVA_TOOLS_PAGEDREAD_H
 
-#include "client/connection.h"
 #include "tools/command.h"
+#include "tools/session.h"
 
 #include <CLI/CLI.hpp>
 #include <QSet>
@@ -25,7 +25,8 @@ struct PageOptions {
 };
 
 /**
- * Reads a Scan or Query to its end, page after page on one connection, and prints one item a line or the count.
+ * Reads a Scan or Query to its end, page after page on one connection, and prints one item a line or the count, or
+ * hands the lines on.
  *
  * A page's last key is where the next one begins, but some keys cannot be sent back: an empty one reads as none. Then
  * the same page is asked for again with twice the limit, and what was printed already is left out.
@@ -39,15 +40,20 @@ public:
     PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,
               std::function<bool(const QVariantMap&)> belongs = {});
 
+    /** Takes an item's line, without its end. Any exit code but ExitOk ends the read and becomes its result. */
+    using Sink = std::function<int(const QByteArray& line)>;
+    /** Hands the lines on instead of printing them. */
+    void sendTo(Sink sink) { sink_ = std::move(sink); }
+
     /** An exit code of quorvactl. */
     int run(const ServerAddress& server);
 
 private:
     enum class Next { Page, SamePage, End };
 
-    bool readPage(const ServerAddress& server, Client::Connection& connection, const QVariantMap& start, int limit,
-                  int* failure);
-    void printItems();
+    int readPage(Session& session, const QVariantMap& start, int limit);
+    int complainOf(Session& session, const QVariantMap& reply) const;
+    int takeItems();
     Next advance(QVariantMap* start, int* limit) const;
     bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
 
@@ -55,9 +61,10 @@ private:
     const QByteArray operation_;
     const QVariantMap body_;
     const std::function<bool(const QVariantMap&)> belongs_;
+    Sink sink_;
 
     QVariantMap reply_;
-    QSet<QByteArray> printed_; // items of the page under way
+    QSet<QByteArray> taken_; // items of the page under way
     long long found_ = 0;
     bool ended_ = false; // an item came that does not belong
 };

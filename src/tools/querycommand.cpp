@@ -1,7 +1,5 @@
 #include "tools/querycommand.h"
 
-#include "json/jsonadapter.h"
-
 #include <optional>
 
 namespace Ctl {
@@ -48,7 +46,7 @@ QueryCommand::QueryCommand(CLI::App* app)
     : command_(app->add_subcommand("query", "Print the items of one hash key, in the order of their range keys"))
 {
     command_->fallthrough();
-    command_->add_option("TABLE", table_, "The table's name: DIRECTORY|TABLE")->required();
+    addTableArgument(command_, &table_);
     command_->add_option("HASH", hash_, "The hash key")->required();
 
     auto* group = command_->add_option_group("Condition", "on the range key, at most one");
@@ -65,6 +63,7 @@ QueryCommand::QueryCommand(CLI::App* app)
         "From the last range key down. Conditions other than --begins-with decide for themselves: --lt and "
         "--le walk down, the rest up");
     options_.declare(command_);
+    addExample(command_, "quorvactl query 'build/shop|orders' abc --begins-with 2012-");
 }
 
 int QueryCommand::run(const ServerAddress& server) const
@@ -101,35 +100,15 @@ int QueryCommand::runBeginsWith(const ServerAddress& server, QVariantMap body) c
     else if (!prefix.isEmpty())
         body.insert("RangeKeyCondition", condition("GE", {text(prefix)}));
 
-    int failure = ExitOk;
-    const QString rangeName = rangeKeyName(server, &failure);
-    if (failure != ExitOk)
-        return failure;
+    Session session(server);
+    TableKeys keys; // they tell where an item's range key is
+    if (const int code = session.readKeys(table_, &keys))
+        return code;
     return PagedRead(options_, "Query", body,
                      [&](const QVariantMap& item) {
-                         return item.value(rangeName).toMap().value("S").toString().startsWith(prefix);
+                         return item.value(keys.range).toMap().value("S").toString().startsWith(prefix);
                      })
         .run(server);
-}
-
-/** The name of the table's range key attribute, which tells where an item's range key is. */
-QString QueryCommand::rangeKeyName(const ServerAddress& server, int* failure) const
-{
-    QByteArray reply;
-    const QVariantMap body{{"TableName", QString::fromStdString(table_)}};
-    if (!exchange(server, "DescribeTable", Json::serialize(body), &reply)) {
-        *failure = ExitNoReply;
-        return {};
-    }
-    if (!isSuccess(reply)) {
-        complain(reply.toStdString());
-        *failure = ExitErrorReply;
-        return {};
-    }
-    QVariant parsed;
-    (void)Json::parse(reply, &parsed); // it is a success, so it parses
-    const QVariantMap keySchema = parsed.toMap().value("Table").toMap().value("KeySchema").toMap();
-    return keySchema.value("RangeKeyElement").toMap().value("AttributeName").toString();
 }
 
 } // namespace Ctl

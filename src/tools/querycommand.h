@@ -19,7 +19,6 @@ public:
 
 private:
     int runBeginsWith(const ServerAddress& server, QVariantMap body) const;
-    QString rangeKeyName(const ServerAddress& server, int* failure) const;
 
     CLI::App* const command_; // owned by the application
     std::string table_;

@@ -1,18 +1,45 @@
 #include "client/connection.h"
 #include "tools/admincommand.h"
 #include "tools/command.h"
+#include "tools/deletecommand.h"
+#include "tools/exportcommand.h"
+#include "tools/getcommand.h"
+#include "tools/importcommand.h"
+#include "tools/putcommand.h"
 #include "tools/querycommand.h"
 #include "tools/requestcommand.h"
 #include "tools/restorecommand.h"
 #include "tools/scancommand.h"
+#include "tools/tablecommands.h"
+#include "tools/updatecommand.h"
 
 #include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace {
+
+/** What is wrong with the command line, and the usage of the command that was meant. */
+std::string usageError(const CLI::App* app, const CLI::Error& error)
+{
+    std::string name = app->get_name();
+    const CLI::App* command = app;
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += ' ' + command->get_name();
+    }
+    return name + ": " + error.what() + '\n' + CLI::Formatter().make_usage(command, name) +
+           "Run with --help for more information.\n";
+}
+
+} // namespace
 
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
-    CLI::App app("Talks to a Quorva server: sends one request and prints its reply, or runs a command.", "quorvactl");
+    CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints its reply.", "quorvactl");
     app.set_version_flag("--version", "quorvactl " QUORVA_VERSION);
+    app.failure_message(usageError);
     app.footer("Exit status:\n"
                "  0   the reply says success (\"__rc\" is 200), or the command did what it is for\n"
                "  1   the reply says an error, or the command failed\n"
@@ -22,29 +49,61 @@ int main(int argc, char** argv)
     Ctl::ServerAddress server{Client::DefaultHost, Client::DefaultPort};
     app.add_option("--host", server.host, "The server's IPv4 address")->capture_default_str();
     app.add_option("--port", server.port, "The server's port")->check(CLI::Range(1, 65535))->capture_default_str();
-    const Ctl::RequestCommand request(&app);
+    const Ctl::PutCommand put(&app);
+    Ctl::GetCommand get(&app);
+    Ctl::UpdateCommand update(&app);
+    Ctl::DeleteCommand remove(&app);
     const Ctl::ScanCommand scan(&app);
     const Ctl::QueryCommand query(&app);
+    const Ctl::ImportCommand import(&app);
+    const Ctl::ExportCommand exporter(&app);
+    const Ctl::CreateTableCommand createTable(&app);
+    const Ctl::DescribeCommand describe(&app);
+    const Ctl::DeleteTableCommand deleteTable(&app);
     const Ctl::FlushCommand flush(&app);
     const Ctl::BackupCommand backup(&app);
     const Ctl::RestoreCommand restore(&app);
+    const Ctl::RequestCommand request(&app);
     app.require_subcommand(0, 1);
 
     try {
         app.parse(argc, argv);
-        if (app.get_subcommands().empty() && !request.chosen())
-            throw CLI::RequiredError("OPERATION or a command");
+        const std::string& bare = request.bareOperation();
+        if (app.get_subcommands().empty() && bare.empty())
+            throw CLI::RequiredError("A command or an OPERATION");
         // What a command leaves over falls through to us, for the sake of the server's address.
-        if (!app.get_subcommands().empty() && request.chosen())
-            throw CLI::ExtrasError({request.operation()});
+        if (!app.get_subcommands().empty() && !bare.empty())
+            throw CLI::ExtrasError({bare});
+        if (app.get_subcommands().empty() && !request.bareOperationIsPlausible())
+            throw CLI::ParseError("There is no command \"" + bare +
+                                      "\"; operations such as PutItem begin with a capital",
+                                  Ctl::ExitUsage);
     } catch (const CLI::ParseError& error) {
         // The library reports a wrong command line this way, and --help and --version too.
         return app.exit(error) == 0 ? Ctl::ExitOk : Ctl::ExitUsage;
     }
+    if (put.chosen())
+        return put.run(server);
+    if (get.chosen())
+        return get.run(server);
+    if (update.chosen())
+        return update.run(server);
+    if (remove.chosen())
+        return remove.run(server);
     if (scan.chosen())
         return scan.run(server);
     if (query.chosen())
         return query.run(server);
+    if (import.chosen())
+        return import.run(server);
+    if (exporter.chosen())
+        return exporter.run(server);
+    if (createTable.chosen())
+        return createTable.run(server);
+    if (describe.chosen())
+        return describe.run(server);
+    if (deleteTable.chosen())
+        return deleteTable.run(server);
     if (flush.chosen())
         return flush.run(server);
     if (backup.chosen())

@@ -1,52 +1,44 @@
 #include "tools/requestcommand.h"
 
-#include <cstdio>
-
 namespace Ctl {
 
-namespace {
-
-bool readStandardInput(QByteArray* text)
+void RequestCommand::Request::declare(CLI::App* app, bool required)
 {
-    char piece[65536];
-    size_t size = 0;
-    while ((size = std::fread(piece, 1, sizeof piece, stdin)) > 0)
-        text->append(piece, static_cast<qsizetype>(size));
-    return std::ferror(stdin) == 0;
+    app->add_option("OPERATION", operation, "PutItem and the like, or a full name with its API prefix")
+        ->required(required);
+    app->add_option("JSON", body, "The request's body; - reads it from standard input; {} when there is none");
 }
-
-bool printLine(const QByteArray& text)
-{
-    const auto size = static_cast<size_t>(text.size());
-    return std::fwrite(text.constData(), 1, size, stdout) == size && std::putchar('\n') != EOF &&
-           std::fflush(stdout) == 0;
-}
-
-} // namespace
 
 RequestCommand::RequestCommand(CLI::App* app)
+    : command_(app->add_subcommand("call", "Send one request as it is given and print its reply"))
 {
-    app->add_option("OPERATION", operation_, "PutItem and the like, or a full name with its API prefix");
-    app->add_option("JSON", body_, "The request's body; - reads it from standard input; {} when there is none");
+    bare_.declare(app, false);
+    called_.declare(command_, true);
+    command_->fallthrough();
+    addExample(command_, "quorvactl call DescribeTable '{\"TableName\": \"build/shop|orders\"}'");
+}
+
+bool RequestCommand::bareOperationIsPlausible() const
+{
+    const char first = bare_.operation.empty() ? '\0' : bare_.operation.front();
+    return (first >= 'A' && first <= 'Z') || bare_.operation.find('.') != std::string::npos;
 }
 
 int RequestCommand::run(const ServerAddress& server) const
 {
-    QByteArray body = QByteArray::fromStdString(body_);
+    const Request& request = called() ? called_ : bare_;
+    QByteArray body = QByteArray::fromStdString(request.body);
     if (body == "-") {
         body.clear();
-        if (!readStandardInput(&body)) {
-            complain("cannot read standard input");
+        if (!readStandardInput(&body))
             return ExitNoReply;
-        }
     }
     QByteArray reply;
-    if (!exchange(server, QByteArray::fromStdString(operation_), body, &reply))
+    if (!exchange(server, QByteArray::fromStdString(request.operation), body, &reply))
         return ExitNoReply;
-    if (!printLine(reply)) {
-        complain("cannot write standard output");
-        return ExitNoReply;
-    }
+    const int printed = printLine(reply);
+    if (printed != ExitOk)
+        return printed;
     return isSuccess(reply) ? ExitOk : ExitErrorReply;
 }
 

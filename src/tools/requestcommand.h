@@ -9,19 +9,31 @@
 
 namespace Ctl {
 
-/** "OPERATION [JSON | -]": sends one request as it is given and prints the reply's JSON. */
+/** "[call] OPERATION [JSON | -]": sends one request as it is given and prints the reply's JSON. */
 class RequestCommand {
 public:
-    /** Declares the arguments on `app`, which fills this object when it parses. */
+    /** Declares the arguments on `app` itself and on a command "call". */
     explicit RequestCommand(CLI::App* app);
 
-    bool chosen() const { return !operation_.empty(); }
-    const std::string& operation() const { return operation_; }
+    /** Whether the word "call" is there. */
+    bool called() const { return command_->parsed(); }
+    /** The word that was given as the operation without "call", or nothing. */
+    const std::string& bareOperation() const { return bare_.operation; }
+    /** Operations begin with a capital letter, or hold the "." of a full name; anything else is a mistyped command. */
+    bool bareOperationIsPlausible() const;
     int run(const ServerAddress& server) const;
 
 private:
-    std::string operation_;
-    std::string body_ = "{}"; // "-" is standard input
+    struct Request {
+        std::string operation;
+        std::string body = "{}"; // "-" is standard input
+
+        void declare(CLI::App* app, bool required);
+    };
+
+    CLI::App* const command_; // owned by the application
+    Request bare_;
+    Request called_;
 };
 
 } // namespace Ctl

@@ -219,6 +219,7 @@ RestoreCommand::RestoreCommand(CLI::App* app)
 {
     command_->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
     command_->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
+    addExample(command_, "quorvactl restore /srv/backup/shop build/restored");
 }
 
 int RestoreCommand::run() const

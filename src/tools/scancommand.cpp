@@ -5,8 +5,9 @@ namespace Ctl {
 ScanCommand::ScanCommand(CLI::App* app) : command_(app->add_subcommand("scan", "Print all items of a table"))
 {
     command_->fallthrough();
-    command_->add_option("TABLE", table_, "The table's name: DIRECTORY|TABLE")->required();
+    addTableArgument(command_, &table_);
     options_.declare(command_);
+    addExample(command_, "quorvactl scan 'build/shop|orders' --attributes total,paid");
 }
 
 int ScanCommand::run(const ServerAddress& server) const

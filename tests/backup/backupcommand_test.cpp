@@ -1,5 +1,7 @@
 #include "backupfixture.h"
+
 #include "terminalrun.h"
+#include "tools/complaints.h"
 
 #include <future>
 
@@ -14,9 +16,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr const char* RefusedReply =
-    "quorvactl: {\"TableDescription\":{\"TableStatus\":\"ACTIVE\"},\"__rc\":400,\"__rcstr\":\"Bad Request\","
-    "\"__type\":\"ConditionalCheckFailedException\",\"message\":\"The conditional request failed.\"}\n";
+std::string anotherRuns(const std::string& failed)
+{
+    return Complaints::errorReply(failed, Complaints::ConditionFailed, "quorvactl backup stop; another backup runs");
+}
 
 class BackupCommand : public BackupTest {
 protected:
@@ -108,7 +111,7 @@ TEST_F(BackupCommand, StartRemovesItsMarkerWhenTheServerRefuses)
     const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.error, RefusedReply);
+    EXPECT_EQ(run.error, anotherRuns("cannot back up " + table() + " to " + pathOf("target")));
     EXPECT_FALSE(hasMarker(pathOf("target")));
     EXPECT_TRUE(hasMarker(running));
 }
@@ -118,8 +121,7 @@ TEST_F(BackupCommand, StartMakesNothingWhenNoServerIsThere)
     killServer();
     const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
     EXPECT_EQ(run.status, 2);
-    EXPECT_EQ(run.error, "quorvactl: no reply from 127.0.0.1:" + std::to_string(server_.port()) +
-                             ": connect: Connection refused\n");
+    EXPECT_EQ(run.error, Complaints::noServer(server_.port()));
     EXPECT_FALSE(fs::exists(pathOf("target")));
 }
 
@@ -161,7 +163,8 @@ TEST_F(BackupCommand, UpdateShipsAndIsRefusedWhileThatRuns)
         ElementsAre("[INFO] Starting BDBHotBackupThread.log_archive", "[INFO] Done BDBHotBackupThread.log_archive"));
     const ProgramRun run = backup({"update", table(), fs::relative(target)});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, RefusedReply);
+    EXPECT_EQ(run.error,
+              anotherRuns("cannot ship the log files of " + table() + " to " + fs::relative(target).string()));
     EXPECT_THAT(takeBackupLines(), ElementsAre("[WARN] thread is already running for target " + target));
 }
 
@@ -183,7 +186,8 @@ TEST_F(BackupCommand, ATableWhoseDirectoryIsMissingIsAnErrorReply)
         const ProgramRun run = quorvactl(words);
         EXPECT_EQ(run.status, 1) << testing::PrintToString(words);
         EXPECT_EQ(run.output, "");
-        EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: {"), HasSubstr("\"ResourceNotFoundException\"")));
+        EXPECT_THAT(run.error,
+                    AllOf(StartsWith("quorvactl: cannot "), HasSubstr("/nowhere|t"), HasSubstr(Complaints::NotFound)));
     }
     EXPECT_FALSE(hasMarker(pathOf("target")));
 }

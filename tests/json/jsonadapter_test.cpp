@@ -567,6 +567,43 @@ TEST(JsonParse, ReadsLargeTexts)
     EXPECT_EQ(value.toMap().first().toString(), QStringLiteral("0123456789abcde\n").repeated(1 << 20));
 }
 
+TEST(JsonParse, TellsWhereAndWhyATextIsNoJson)
+{
+    struct Row {
+        std::string_view text;
+        qsizetype offset;
+        const char* reason;
+    };
+    const std::string deep = std::string(Json::MaxDepth + 1, '[');
+    const Row rows[] = {
+        {"", 0, "The document is empty"},
+        {"{\"a\": 1 \"b\": 2}", 8, "Missing a comma or '}' after an object member"},
+        {"{\"a\" 1}", 5, "Missing a colon after a name of object member"},
+        {"{a: 1}", 1, "Missing a name for object member"},
+        {"[1, x]", 4, "Invalid value"},
+        {"[1] [2]", 4, "The document root must not be followed by other values"},
+        {"{}\0"sv, 2, "A zero byte"},
+        {"[\"ok\", \"\xe9\"]", 8, "A string is not UTF-8, or escapes half of a surrogate pair"},
+        {"[\"\\udc00\"]", 2, "A string is not UTF-8, or escapes half of a surrogate pair"},
+        {"[1e999]", 1, "Number too big to be stored in double"},
+        {deep, Json::MaxDepth, "Nested too deep, or a number that is too large"},
+    };
+    for (const Row& row : rows) {
+        QVariant value = "before";
+        Json::ParseError error;
+        EXPECT_FALSE(Json::parse(QByteArray(row.text.data(), qsizetype(row.text.size())), &value, &error))
+            << readable(row.text);
+        EXPECT_EQ(error.offset, row.offset) << readable(row.text) << ": " << error.reason.toStdString();
+        EXPECT_EQ(error.reason.toStdString(), row.reason) << readable(row.text);
+        EXPECT_EQ(value, QVariant("before"));
+    }
+    QVariant value;
+    Json::ParseError error{7, "before"};
+    EXPECT_TRUE(Json::parse("[1]", &value, &error));
+    EXPECT_EQ(error.offset, 7);
+    EXPECT_EQ(error.reason, "before");
+}
+
 TEST(JsonParse, LeavesTheTextAlone)
 {
     // It works in place on a copy of its own, never on an array that others share.

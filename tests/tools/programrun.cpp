@@ -1,7 +1,5 @@
 #include "programrun.h"
 
-#include "support/tempdir.h"
-
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -10,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -24,12 +23,11 @@ std::string readFile(const std::string& path)
 
 } // namespace
 
-ProgramRun runProgram(const std::string& program, const std::vector<std::string>& arguments, const ProgramFiles& files)
+RunningProgram::RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
+                               const ProgramFiles& files)
+    : output_(files.output.empty() ? directory_.file("output") : files.output), collectsOutput_(files.output.empty())
 {
-    const TempDir directory;
-    const std::string error = directory.file("error");
-    const std::string output = files.output.empty() ? directory.file("output") : files.output;
-
+    const std::string error = directory_.file("error");
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), program);
     std::vector<char*> pointers;
@@ -40,21 +38,51 @@ ProgramRun runProgram(const std::string& program, const std::vector<std::string>
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, files.input.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(), O_WRONLY | O_CREAT, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    pid_t id = -1;
-    const int failure = posix_spawn(&id, program.c_str(), &actions, nullptr, pointers.data(), environ);
+    const int failure = posix_spawn(&id_, program.c_str(), &actions, nullptr, pointers.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    ProgramRun run;
     if (failure != 0) {
         ADD_FAILURE() << program << ": " << std::strerror(failure);
+        id_ = -1;
+    }
+}
+
+RunningProgram::~RunningProgram()
+{
+    if (id_ < 0)
+        return;
+    signal(SIGKILL);
+    (void)wait();
+}
+
+void RunningProgram::signal(int number) const
+{
+    if (id_ > 0)
+        ::kill(id_, number);
+}
+
+ProgramRun RunningProgram::wait()
+{
+    ProgramRun run;
+    if (id_ < 0)
         return run;
-    }
     int status = 0;
-    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
+    while (waitpid(id_, &status, 0) < 0 && errno == EINTR) {
     }
+    id_ = -1;
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    run.output = files.output.empty() ? readFile(output) : std::string();
-    run.error = readFile(error);
+    run.output = collectsOutput_ ? readFile(output_) : std::string();
+    run.error = errorText();
     return run;
+}
+
+std::string RunningProgram::errorText() const
+{
+    return readFile(directory_.file("error"));
+}
+
+ProgramRun runProgram(const std::string& program, const std::vector<std::string>& arguments, const ProgramFiles& files)
+{
+    return RunningProgram(program, arguments, files).wait();
 }

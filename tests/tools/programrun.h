@@ -1,6 +1,10 @@
 #ifndef QUORVA_TESTS_TOOLS_PROGRAMRUN_H
 #define QUORVA_TESTS_TOOLS_PROGRAMRUN_H
 
+#include "support/tempdir.h"
+
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -15,6 +19,27 @@ struct ProgramRun {
 struct ProgramFiles {
     std::string input = "/dev/null";
     std::string output{}; // empty: collected
+};
+
+/** A program that runs. The destructor kills it when nobody waited for its end. */
+class RunningProgram {
+public:
+    RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
+                   const ProgramFiles& files = {});
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    void signal(int number) const;
+    ProgramRun wait();
+    /** What it has written to standard error so far. */
+    std::string errorText() const;
+
+private:
+    const TempDir directory_;
+    const std::string output_;
+    const bool collectsOutput_;
+    pid_t id_ = -1;
 };
 
 /** Runs a program to its end. */

@@ -1,3 +1,4 @@
+#include "complaints.h"
 #include "programrun.h"
 
 #include "support/serverprocess.h"
@@ -44,8 +45,6 @@ protected:
         arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
         return quorvactl(arguments, files);
     }
-
-    std::string address() const { return "127.0.0.1:" + std::to_string(server_.port()); }
 
     ServerProcess server_;
     const TempDir directory_;
@@ -131,7 +130,7 @@ TEST_F(Quorvactl, BodyThatIsNoJsonGetsNoReply)
         const ProgramRun done = run({"DeleteTable", body});
         EXPECT_EQ(done.status, NoReply) << body;
         EXPECT_EQ(done.output, "") << body;
-        EXPECT_EQ(done.error, "quorvactl: no reply from " + address() + ": the server closed the connection\n") << body;
+        EXPECT_EQ(done.error, Complaints::connectionClosed(server_.port())) << body;
     }
     // An empty standard input is no JSON either.
     EXPECT_EQ(run({"DeleteTable", "-"}).status, NoReply);
@@ -176,12 +175,12 @@ TEST(QuorvactlWithoutServer, TellsThatNobodyListens)
     socklen_t size = sizeof address;
     ASSERT_EQ(bind(holder, reinterpret_cast<const sockaddr*>(&address), size), 0);
     ASSERT_EQ(getsockname(holder, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    const std::string port = std::to_string(ntohs(address.sin_port));
+    const int port = ntohs(address.sin_port);
 
-    const ProgramRun done = quorvactl({"--port", port, "DeleteTable"});
+    const ProgramRun done = quorvactl({"--port", std::to_string(port), "DeleteTable"});
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
-    EXPECT_EQ(done.error, "quorvactl: no reply from 127.0.0.1:" + port + ": connect: Connection refused\n");
+    EXPECT_EQ(done.error, Complaints::noServer(port));
     close(holder);
 }
 

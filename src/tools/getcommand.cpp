@@ -1,0 +1,46 @@
+#include "tools/getcommand.h"
+
+#include "tools/itemtext.h"
+#include "json/jsonadapter.h"
+
+namespace Ctl {
+
+GetCommand::GetCommand(CLI::App* app) : command_(app->add_subcommand("get", "Print an item"))
+{
+    command_->fallthrough();
+    addTableArgument(command_, &table_);
+    key_.declare(command_);
+    addRepeatedOption(command_, "--attributes", &attributes_, "Print only these attributes and the keys: A,B,...")
+        ->delimiter(',');
+    addExample(command_, "quorvactl get 'build/shop|orders' abc 2012-01");
+}
+
+int GetCommand::run(const ServerAddress& server)
+{
+    if (const int code = key_.decode())
+        return code;
+    Session session(server);
+    TableKeys keys;
+    if (const int code = session.readKeys(table_, &keys))
+        return code;
+    QVariantMap body{{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}};
+    if (!attributes_.empty()) {
+        QVariantList names;
+        for (const std::string& name : attributes_)
+            names.append(QString::fromStdString(name));
+        body.insert("AttributesToGet", names);
+    }
+    QVariantMap reply;
+    const int code = session.request("GetItem", body, &reply);
+    if (code == ExitErrorReply)
+        complainReply("cannot read " + itemName(table_, key_), reply);
+    if (code != ExitOk)
+        return code;
+    if (!reply.contains("Item")) {
+        complain("there is no item \"" + key_.hashWord + "\" \"" + key_.rangeWord + "\" in " + table_);
+        return ExitErrorReply;
+    }
+    return printLine(Json::serialize(withKeys(reply.value("Item").toMap(), keys, key_.hash, key_.range)));
+}
+
+} // namespace Ctl

@@ -1,0 +1,65 @@
+#include "tools/importcommand.h"
+
+#include "tools/importer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Ctl {
+
+namespace {
+
+/** What is left to read of a file, or -1 when that is no file. */
+qint64 bytesLeft(int descriptor)
+{
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return -1;
+    const off_t position = lseek(descriptor, 0, SEEK_CUR);
+    return position < 0 ? -1 : status.st_size - position;
+}
+
+} // namespace
+
+ImportCommand::ImportCommand(CLI::App* app)
+    : command_(app->add_subcommand("import", "Store the items of a file: JSON, one item a line"))
+{
+    command_->fallthrough();
+    addTableArgument(command_, &table_);
+    command_->add_option("FILE", file_, "The file; standard input when there is none, or -");
+    auto* state = command_->add_option("--state", state_,
+                                       "Keep how far it came in this file, and go on there when the file exists");
+    command_->add_option("--skip", skip_, "Begin behind so many lines")->check(CLI::NonNegativeNumber)->excludes(state);
+    addExample(command_, "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state");
+}
+
+int ImportCommand::run(const ServerAddress& server) const
+{
+    const bool isFile = file_ != "-";
+    ImportMark mark{skip_, 0, 0};
+    std::error_code ignored;
+    ImportState state(state_, table_, isFile ? std::filesystem::absolute(file_, ignored).string() : file_);
+    if (const std::string error = state.load(&mark); !error.empty()) {
+        complain(error, {"try: another file for --state, or remove this one to begin anew"});
+        return ExitUsage;
+    }
+    ImportInput input{STDIN_FILENO, "standard input", -1};
+    if (isFile)
+        input = {::open(file_.c_str(), O_RDONLY | O_CLOEXEC), file_, -1};
+    if (input.descriptor < 0) {
+        complain("cannot read " + file_ + ": " + std::strerror(errno));
+        return ExitUsage;
+    }
+    input.bytes = bytesLeft(input.descriptor);
+    const int code = Importer(server, table_, input, std::move(state), mark).run();
+    if (isFile)
+        ::close(input.descriptor);
+    return code;
+}
+
+} // namespace Ctl

@@ -1,0 +1,97 @@
+#include "tools/importstate.h"
+
+#include "json/jsonadapter.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Ctl {
+
+namespace {
+
+/** 0 or an errno value. */
+int readAll(int descriptor, QByteArray* text)
+{
+    char piece[4096];
+    ssize_t size = 0;
+    while ((size = ::read(descriptor, piece, sizeof piece)) > 0)
+        text->append(piece, size);
+    return size < 0 ? errno : 0;
+}
+
+int writeAll(int descriptor, const QByteArray& text)
+{
+    for (qsizetype done = 0; done < text.size();) {
+        const ssize_t size = ::write(descriptor, text.constData() + done, static_cast<size_t>(text.size() - done));
+        if (size < 0 && errno != EINTR)
+            return errno;
+        done += size < 0 ? 0 : size;
+    }
+    return 0;
+}
+
+} // namespace
+
+ImportState::ImportState(std::string path, std::string table, std::string input)
+    : path_(std::move(path)), table_(std::move(table)), input_(std::move(input))
+{}
+
+std::string ImportState::load(ImportMark* mark) const
+{
+    if (path_.empty())
+        return {};
+    const int descriptor = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0)
+        return errno == ENOENT ? std::string() : "cannot read " + path_ + ": " + std::strerror(errno);
+    QByteArray text;
+    const int failure = readAll(descriptor, &text);
+    ::close(descriptor);
+    if (failure != 0)
+        return "cannot read " + path_ + ": " + std::strerror(failure);
+    QVariant parsed;
+    const bool isJson = Json::parse(text, &parsed);
+    const QVariantMap fields = parsed.toMap();
+    if (!isJson || fields.value("line").typeId() != QMetaType::LongLong)
+        return path_ + " does not tell how far an import came";
+    const std::string table = fields.value("table").toString().toStdString();
+    const std::string input = fields.value("input").toString().toStdString();
+    if (table != table_ || input != input_)
+        return path_ + " is of another import, of " + input + " into " + table;
+    *mark = {fields.value("line").toLongLong(), fields.value("stored").toLongLong(),
+             fields.value("refused").toLongLong()};
+    return {};
+}
+
+std::string ImportState::save(const ImportMark& mark) const
+{
+    if (path_.empty())
+        return {};
+    const QVariantMap fields{{"table", QString::fromStdString(table_)},
+                             {"input", QString::fromStdString(input_)},
+                             {"line", mark.line},
+                             {"stored", mark.stored},
+                             {"refused", mark.refused}};
+    const std::string whole = path_ + ".new";
+    const int descriptor = ::open(whole.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (descriptor < 0)
+        return "cannot write " + whole + ": " + std::strerror(errno);
+    int failure = writeAll(descriptor, Json::serialize(fields) + '\n');
+    ::close(descriptor);
+    if (failure == 0 && ::rename(whole.c_str(), path_.c_str()) != 0)
+        failure = errno;
+    return failure == 0 ? std::string() : "cannot write " + path_ + ": " + std::strerror(failure);
+}
+
+void ImportState::remove() const
+{
+    if (!path_.empty())
+        ::unlink(path_.c_str());
+}
+
+} // namespace Ctl

@@ -1,0 +1,74 @@
+#include "tools/interruption.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+namespace Ctl {
+
+namespace {
+
+constexpr std::array Signals{SIGINT, SIGTERM, SIGHUP};
+
+volatile std::sig_atomic_t wasRequested = 0;
+// A signal makes this pipe readable: one that came just before a wait would otherwise be noticed only after it.
+int pipeEnds[2] = {-1, -1};
+std::array<struct sigaction, Signals.size()> before;
+
+void request(int)
+{
+    const int savedError = errno;
+    wasRequested = 1;
+    (void)!::write(pipeEnds[1], "", 1); // ignored: a full pipe is readable
+    errno = savedError;
+}
+
+} // namespace
+
+Interruption::Interruption()
+{
+    wasRequested = 0;
+    if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
+        pipeEnds[0] = pipeEnds[1] = -1; // then a wait ends with its descriptor only
+    struct sigaction action = {};
+    action.sa_handler = request;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    for (std::size_t i = 0; i < Signals.size(); ++i) {
+        sigaction(Signals[i], nullptr, &before[i]);
+        if (before[i].sa_handler != SIG_IGN)
+            sigaction(Signals[i], &action, nullptr);
+    }
+}
+
+Interruption::~Interruption()
+{
+    for (std::size_t i = 0; i < Signals.size(); ++i)
+        sigaction(Signals[i], &before[i], nullptr);
+    for (int& end : pipeEnds) {
+        ::close(end);
+        end = -1;
+    }
+}
+
+bool Interruption::requested()
+{
+    return wasRequested != 0;
+}
+
+bool Interruption::waitReadable(int descriptor)
+{
+    for (;;) {
+        pollfd watched[] = {{descriptor, POLLIN, 0}, {pipeEnds[0], POLLIN, 0}};
+        const int ready = ::poll(watched, 2, -1);
+        if (requested())
+            return false;
+        if (ready > 0 || errno != EINTR)
+            return true; // after a failure of its own, the read tells
+    }
+}
+
+} // namespace Ctl

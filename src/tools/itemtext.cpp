@@ -1,0 +1,106 @@
+#include "tools/itemtext.h"
+
+#include "tools/notation.h"
+#include "json/jsonadapter.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace Ctl {
+
+namespace {
+
+/** False, after telling, when the file cannot be read. */
+bool readFile(const std::string& path, QByteArray* text)
+{
+    std::FILE* const file = std::fopen(path.c_str(), "rbe");
+    bool good = file != nullptr;
+    char piece[65536];
+    for (size_t size = 1; good && size > 0;) {
+        size = std::fread(piece, 1, sizeof piece, file);
+        text->append(piece, static_cast<qsizetype>(size));
+        good = std::ferror(file) == 0;
+    }
+    if (!good)
+        complain("cannot read " + path + ": " + std::strerror(errno),
+                 {"an item is JSON in the form {...}, - for standard input, a file's name, or NAME=VALUE ..."});
+    if (file != nullptr)
+        (void)std::fclose(file); // ignored: nothing was written
+    return good;
+}
+
+int refuse(const std::string& error)
+{
+    if (error.empty())
+        return ExitOk;
+    complain(error);
+    return ExitUsage;
+}
+
+int parseItem(const QByteArray& text, const std::string& what, QVariantMap* item)
+{
+    if (const int code = refuse(parseObject(text, what, item)))
+        return code;
+    return refuse(checkTypes(*item));
+}
+
+std::string checkKeyAttribute(const QVariantMap& item, const QString& name, const char* which)
+{
+    const std::string what = std::string("the ") + which + " key \"" + name.toStdString() + '"';
+    const auto attribute = item.constFind(name);
+    if (attribute == item.constEnd())
+        return what + " is missing";
+    const QVariantMap typed = attribute->toMap();
+    if (typed.size() != 1 || typed.value("S").typeId() != QMetaType::QString)
+        return what + " is no string, {\"S\": \"...\"}";
+    return checkKey(keyText(item, name), what);
+}
+
+} // namespace
+
+int readItem(const std::vector<std::string>& words, QVariantMap* item)
+{
+    const std::string& word = words.front();
+    const char first = word.empty() ? ' ' : word[std::min(word.find_first_not_of(" \t\n"), word.size() - 1)];
+    const bool isJson = first == '{';
+    if (words.size() > 1 || (!isJson && word.find('=') != std::string::npos))
+        return refuse(parseAttributes(words, item));
+    QByteArray text;
+    if (isJson)
+        return parseItem(QByteArray::fromStdString(word), "the item", item);
+    if (word == "-")
+        return readStandardInput(&text) ? parseItem(text, "the item on standard input", item) : ExitNoReply;
+    return readFile(word, &text) ? parseItem(text, "the item in " + word, item) : ExitUsage;
+}
+
+std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize)
+{
+    if (auto error = checkKeyAttribute(item, keys.hash, "hash"); !error.empty())
+        return error;
+    if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
+        return error;
+    if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
+        return {};
+    QVariantMap stored = item;
+    stored.remove(keys.hash);
+    stored.remove(keys.range);
+    if (Json::serialize(stored).size() > LargestItem)
+        return "the item is larger than 512 KiB and could not be read back";
+    return {};
+}
+
+QString keyText(const QVariantMap& item, const QString& name)
+{
+    return item.value(name).toMap().value("S").toString();
+}
+
+QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range)
+{
+    attributes.insert(keys.hash, QVariantMap{{"S", hash}});
+    attributes.insert(keys.range, QVariantMap{{"S", range}});
+    return attributes;
+}
+
+} // namespace Ctl

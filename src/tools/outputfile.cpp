@@ -1,0 +1,103 @@
+#include "tools/outputfile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+namespace {
+
+/** The file that a link leads to. A link that leads nowhere counts as a file, and is replaced. */
+std::string resolved(const std::string& path)
+{
+    std::error_code error;
+    const fs::path target = fs::weakly_canonical(fs::absolute(path), error);
+    return error ? path : target.string();
+}
+
+/** The access mode that open() would give a new file. */
+mode_t usualMode()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
+}
+
+} // namespace
+
+OutputFile::OutputFile(const std::string& path) : path_(resolved(path)) {}
+
+OutputFile::~OutputFile()
+{
+    if (file_ != nullptr)
+        (void)std::fclose(file_); // ignored: it goes away, or it is no file
+    if (!written_.empty())
+        ::unlink(written_.c_str());
+}
+
+std::string OutputFile::open()
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(path_, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        file_ = std::fopen(path_.c_str(), "we");
+        return file_ != nullptr ? std::string() : failure(errno);
+    }
+    written_ = path_ + ".XXXXXX";
+    const int descriptor = ::mkostemp(written_.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        written_.clear();
+        return failure(errno);
+    }
+    (void)::fchmod(descriptor, usualMode()); // ignored: then only its owner may read it
+    file_ = ::fdopen(descriptor, "w");
+    return file_ != nullptr ? std::string() : failure(errno);
+}
+
+std::string OutputFile::writeLine(const QByteArray& text)
+{
+    const auto size = static_cast<size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, file_) == size && std::fputc('\n', file_) != EOF)
+        return {};
+    return failure(errno);
+}
+
+std::string OutputFile::commit()
+{
+    if (std::fflush(file_) != 0)
+        return failure(errno);
+    if (written_.empty())
+        return {};
+    if (::fsync(::fileno(file_)) != 0 || ::rename(written_.c_str(), path_.c_str()) != 0)
+        return failure(errno);
+    written_.clear();
+    const int error = synchronise();
+    return error == 0 ? std::string() : failure(error);
+}
+
+/** Puts the new name on disk. 0 or an errno value. */
+int OutputFile::synchronise() const
+{
+    const fs::path directory = fs::path(path_).parent_path();
+    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return errno;
+    const int error = ::fsync(descriptor) != 0 ? errno : 0;
+    ::close(descriptor);
+    return error;
+}
+
+std::string OutputFile::failure(int error) const
+{
+    return "cannot write " + path_ + ": " + std::strerror(error);
+}
+
+} // namespace Ctl

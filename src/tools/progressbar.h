@@ -1,0 +1,60 @@
+#ifndef QUORVA_TOOLS_PROGRESSBAR_H
+#define QUORVA_TOOLS_PROGRESSBAR_H
+
+#include <QtGlobal>
+
+#include <chrono>
+#include <string>
+
+namespace Ctl {
+
+/** How far a transfer of items is. */
+struct TransferProgress {
+    long long items = 0;
+    double seconds = 0;   // since its beginning
+    qint64 doneBytes = 0; // of the input; of what this run has to do
+    qint64 allBytes = -1; // below 0: not known
+};
+
+/**
+ * The progress as one line of fewer than `width` characters:
+ *
+ *     [=========>          ]  47 %  123456 items  20576/s  0:07 left
+ *     123456 items  20576/s                                              without a size
+ */
+std::string progressLine(const TransferProgress& progress, int width);
+
+/**
+ * That line on standard error, written over and over, when that is a terminal; nothing elsewhere. Whoever writes a
+ * message there calls clearShown() first. For the main thread; one at a time.
+ */
+class ProgressBar {
+public:
+    /** `allBytes` as in TransferProgress. `enabled` false shows nothing. */
+    explicit ProgressBar(qint64 allBytes, bool enabled = true);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    /** Draws the line, at most ten times a second. */
+    void show(long long items, qint64 doneBytes);
+    /** Draws it for the last time, and leaves it there. */
+    void finish(long long items, qint64 doneBytes);
+    /** Takes the line away, when there is one; the next show() draws it again. */
+    static void clearShown();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void draw();
+
+    const bool enabled_;
+    const Clock::time_point began_ = Clock::now();
+    Clock::time_point drawn_{};
+    TransferProgress progress_;
+    bool shown_ = false;
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,53 @@
+#include "tools/putcommand.h"
+
+#include "tools/itemtext.h"
+#include "json/jsonadapter.h"
+
+namespace Ctl {
+
+PutCommand::PutCommand(CLI::App* app)
+    : command_(app->add_subcommand("put", "Store an item, in place of the one with the same keys"))
+{
+    command_->fallthrough();
+    addTableArgument(command_, &table_);
+    command_
+        ->add_option("ITEM", item_,
+                     "The item with its keys: JSON {...}, - for standard input, a file's name, or attributes as "
+                     "NAME=TYPE:VALUE")
+        ->required();
+    conditions_.declare(command_);
+    command_->add_option("--return", wanted_, "Print the item that was replaced")
+        ->check(CLI::IsMember({"none", "old"}))
+        ->capture_default_str();
+    addExample(command_, "quorvactl put 'build/shop|orders' customer=S:abc date=S:2012-01 total=N:17");
+}
+
+int PutCommand::run(const ServerAddress& server) const
+{
+    QVariantMap item;
+    if (const int code = readItem(item_, &item))
+        return code;
+    Session session(server);
+    TableKeys keys;
+    if (const int code = session.readKeys(table_, &keys))
+        return code;
+    if (const std::string error = checkItem(item, keys, LargestItem); !error.empty()) {
+        complain("cannot store the item: " + error);
+        return ExitUsage;
+    }
+    const bool wantsOld = wanted_ == "old";
+    QVariantMap body{
+        {"TableName", QString::fromStdString(table_)}, {"Item", item}, {"ReturnValues", wantsOld ? "ALL_OLD" : "NONE"}};
+    if (const int code = conditions_.addTo(&body, keys))
+        return code;
+    QVariantMap reply;
+    const int code = session.request("PutItem", body, &reply);
+    if (code == ExitErrorReply)
+        complainWrite("cannot store the item in " + table_, reply);
+    const QVariantMap old = reply.value("Attributes").toMap();
+    if (code != ExitOk || !wantsOld || old.isEmpty())
+        return code;
+    return printLine(Json::serialize(withKeys(old, keys, keyText(item, keys.hash), keyText(item, keys.range))));
+}
+
+} // namespace Ctl

@@ -1,0 +1,53 @@
+#ifndef QUORVA_TOOLS_SESSION_H
+#define QUORVA_TOOLS_SESSION_H
+
+#include "client/connection.h"
+#include "tools/command.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QVariantMap>
+
+#include <string>
+
+namespace Ctl {
+
+/** The names of a table's two key attributes. */
+struct TableKeys {
+    QString hash;
+    QString range;
+
+    bool contains(const QString& name) const { return name == hash || name == range; }
+};
+
+/** The connection of a command that sends several requests. The first one opens it. */
+class Session {
+public:
+    explicit Session(const ServerAddress& server) : server_(server) {}
+
+    /**
+     * ExitOk with a reply of success, ExitErrorReply with another, of which nothing has been told yet, ExitNoReply
+     * without one, after telling why.
+     */
+    [[nodiscard]] int request(const QByteArray& operation, const QByteArray& body, QVariantMap* reply);
+    [[nodiscard]] int request(const QByteArray& operation, const QVariantMap& body, QVariantMap* reply);
+
+    /** The description of a table. An exit code; what is wrong has been told. */
+    [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
+    /** The key attributes of a table. Likewise. */
+    [[nodiscard]] int readKeys(const std::string& table, TableKeys* keys);
+
+private:
+    const ServerAddress server_;
+    Client::Connection connection_;
+};
+
+/** The key attributes in a table's description. */
+TableKeys keysIn(const QVariantMap& description);
+
+/** The "Key" of a request. */
+QVariantMap itemKey(const QString& hash, const QString& range);
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,132 @@
+#include "tools/updatecommand.h"
+
+#include "tools/itemtext.h"
+#include "tools/notation.h"
+#include "json/jsonadapter.h"
+
+#include <map>
+
+namespace Ctl {
+
+namespace {
+
+/** What --return takes, and the API's names for it. */
+const std::map<std::string, const char*>& returnValues()
+{
+    static const std::map<std::string, const char*> values{{"none", "NONE"},
+                                                           {"old", "ALL_OLD"},
+                                                           {"new", "ALL_NEW"},
+                                                           {"updated-old", "UPDATED_OLD"},
+                                                           {"updated-new", "UPDATED_NEW"}};
+    return values;
+}
+
+std::string addUpdate(const QString& name, const QVariantMap& update, QVariantMap* updates)
+{
+    if (updates->contains(name))
+        return "there are two updates of \"" + name.toStdString() + '"';
+    updates->insert(name, update);
+    return {};
+}
+
+std::string addUpdates(const std::vector<std::string>& words, const char* action, QVariantMap* updates)
+{
+    QVariantMap values;
+    if (auto error = parseAttributes(words, &values); !error.empty())
+        return error;
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        if (auto error = addUpdate(value.key(), {{"Action", action}, {"Value", value.value()}}, updates);
+            !error.empty())
+            return error;
+    }
+    return {};
+}
+
+} // namespace
+
+UpdateCommand::UpdateCommand(CLI::App* app)
+    : command_(app->add_subcommand("update", "Change attributes of an item, or make one of them"))
+{
+    command_->fallthrough();
+    addTableArgument(command_, &table_);
+    key_.declare(command_);
+    addRepeatedOption(command_, "--set", &set_, "Set an attribute: NAME=TYPE:VALUE");
+    addRepeatedOption(command_, "--add", &add_,
+                      "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets what is not there");
+    addRepeatedOption(command_, "--remove", &remove_, "Remove the attribute NAME");
+    conditions_.declare(command_);
+    command_->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
+        ->check(CLI::IsMember({"none", "old", "new", "updated-old", "updated-new"}))
+        ->capture_default_str();
+    addExample(command_, "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes");
+}
+
+int UpdateCommand::run(const ServerAddress& server)
+{
+    if (const int code = key_.decode())
+        return code;
+    QVariantMap updates;
+    if (const std::string error = readUpdates(&updates); !error.empty()) {
+        complain(error);
+        return ExitUsage;
+    }
+    Session session(server);
+    TableKeys keys;
+    if (const int code = session.readKeys(table_, &keys))
+        return code;
+    for (const QString& name : {keys.hash, keys.range}) {
+        if (updates.contains(name)) {
+            complain('"' + name.toStdString() + "\" is a key attribute, which cannot be updated",
+                     {"try: quorvactl put under the new key, then delete the old one"});
+            return ExitUsage;
+        }
+    }
+    QVariantMap body{{"TableName", QString::fromStdString(table_)},
+                     {"Key", itemKey(key_.hash, key_.range)},
+                     {"AttributeUpdates", updates},
+                     {"ReturnValues", returnValues().at(wanted_)}};
+    if (const int code = conditions_.addTo(&body, keys))
+        return code;
+    QVariantMap reply;
+    const int code = session.request("UpdateItem", body, &reply);
+    const std::string failed = "cannot update " + itemName(table_, key_);
+    if (code == ExitErrorReply && !add_.empty() && errorType(reply) == "ResourceNotFoundException")
+        complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
+    else if (code == ExitErrorReply)
+        complainWrite(failed, reply);
+    const QVariantMap attributes = reply.value("Attributes").toMap();
+    return code != ExitOk || attributes.isEmpty() ? code : printAttributes(attributes, keys);
+}
+
+/** An empty string or what is wrong. */
+std::string UpdateCommand::readUpdates(QVariantMap* updates) const
+{
+    if (auto error = addUpdates(set_, "PUT", updates); !error.empty())
+        return error;
+    if (auto error = addUpdates(add_, "ADD", updates); !error.empty())
+        return error;
+    for (const std::string& word : remove_) {
+        QString name;
+        if (auto error = decodeWord(word, "--remove", &name); !error.empty())
+            return error;
+        if (auto error = addUpdate(name, {{"Action", "DELETE"}}, updates); !error.empty())
+            return error;
+    }
+    for (auto update = updates->cbegin(); update != updates->cend(); ++update) {
+        const QVariantMap fields = update->toMap();
+        const QVariantMap value = fields.value("Value").toMap();
+        if (fields.value("Action") == "ADD" && !value.contains("S") && !value.contains("N"))
+            return "--add takes strings and numbers only, and \"" + update.key().toStdString() + "\" is neither";
+    }
+    return updates->isEmpty() ? "nothing to do: name an attribute with --set, --add or --remove" : std::string();
+}
+
+/** The server gives whole items with their keys as bare strings; they are printed like all others. */
+int UpdateCommand::printAttributes(QVariantMap attributes, const TableKeys& keys) const
+{
+    if (wanted_ == "old" || wanted_ == "new")
+        attributes = withKeys(attributes, keys, key_.hash, key_.range);
+    return printLine(Json::serialize(attributes));
+}
+
+} // namespace Ctl

@@ -1,0 +1,57 @@
+#ifndef QUORVA_TESTS_TOOLS_COMPLAINTS_H
+#define QUORVA_TESTS_TOOLS_COMPLAINTS_H
+
+#include <string>
+
+/** What quorvactl says on standard error. */
+namespace Complaints {
+
+inline constexpr const char* NotFound = "Not Found, ResourceNotFoundException: Specified item does not exist.";
+inline constexpr const char* ConditionFailed =
+    "Bad Request, ConditionalCheckFailedException: The conditional request failed.";
+inline constexpr const char* InternalError =
+    "Bad Request, InternalServerError: The server encountered an internal error.";
+inline constexpr const char* InvalidRequest = "Bad Request, ValidationException: A parameter is missing";
+
+/** On an error reply; without advice there is no such line. */
+inline std::string errorReply(const std::string& failed, const std::string& says, const std::string& advice)
+{
+    return "quorvactl: " + failed + "\n  the server says: " + says + '\n' +
+           (advice.empty() ? std::string() : "  try: " + advice + '\n');
+}
+
+/** On Not Found, where no advice of its own fits better. */
+inline std::string notFound(const std::string& failed)
+{
+    return errorReply(failed, NotFound,
+                      "the spelling, or quorvactl create-table; a relative directory is relative to where the server "
+                      "was started");
+}
+
+inline std::string internalError(const std::string& failed)
+{
+    return errorReply(failed, InternalError, "the server's log, which tells the cause");
+}
+
+inline std::string noReply(int port, const std::string& reason)
+{
+    return "quorvactl: no reply from 127.0.0.1:" + std::to_string(port) + ": " + reason + '\n';
+}
+
+/** Where nobody listens. */
+inline std::string noServer(int port)
+{
+    return noReply(port, "connect: Connection refused") +
+           "  try: start the server, or name another one with --host and --port\n";
+}
+
+/** Where the server went away in the middle of an exchange. */
+inline std::string connectionClosed(int port)
+{
+    return noReply(port, "the server closed the connection") +
+           "  try: the server's log; it closes a connection on a request that is no JSON\n";
+}
+
+} // namespace Complaints
+
+#endif

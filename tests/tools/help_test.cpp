@@ -1,0 +1,117 @@
+#include "programrun.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+using Words = std::vector<std::string>;
+
+ProgramRun quorvactl(const Words& words)
+{
+    return runProgram(QUORVACTL_BINARY, words);
+}
+
+/** The names in the list of commands of a help text. */
+Words commandsIn(const std::string& help)
+{
+    Words names;
+    std::istringstream lines(help.substr(std::min(help.find("\nSubcommands:\n") + 14, help.size())));
+    for (std::string line; std::getline(lines, line) && line.starts_with("  ");)
+        names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    return names;
+}
+
+} // namespace
+
+TEST(Help, NamesAllCommands)
+{
+    EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
+              Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "create-table", "describe",
+                     "delete-table", "flush", "backup", "restore", "call"}));
+}
+
+TEST(Help, EveryCommandHasAnExampleOfItself)
+{
+    Words commands = commandsIn(quorvactl({"--help"}).output);
+    for (const std::string& action : commandsIn(quorvactl({"backup", "--help"}).output))
+        commands.push_back("backup " + action);
+    ASSERT_EQ(commands.size(), 18U);
+    for (const std::string& command : commands) {
+        std::istringstream names(command);
+        Words words{std::istream_iterator<std::string>(names), {}};
+        words.emplace_back("--help");
+        const ProgramRun run = quorvactl(words);
+        EXPECT_EQ(run.status, 0) << command;
+        EXPECT_EQ(run.error, "") << command;
+        EXPECT_THAT(run.output, AllOf(HasSubstr("Usage: quorvactl " + command + ' '),
+                                      HasSubstr("\nExample:\n  quorvactl " + command + ' '), HasSubstr("\n  64  ")));
+        EXPECT_EQ(run.output.find("Example:"), run.output.rfind("Example:")) << command;
+    }
+}
+
+TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
+{
+    struct Row {
+        Words words;
+        std::string error;
+        std::string usage;
+    };
+    const std::string root = "quorvactl [OPTIONS] [OPERATION] [JSON] [SUBCOMMAND]";
+    const Row rows[] = {
+        {{}, "quorvactl: A command or an OPERATION is required", root},
+        {{"putt", "d|t"},
+         "quorvactl: There is no command \"putt\"; operations such as PutItem begin with a capital",
+         root},
+        {{"put"}, "quorvactl put: TABLE is required", "quorvactl put [OPTIONS] TABLE ITEM..."},
+        {{"put", "d|t"}, "quorvactl put: ITEM is required", "quorvactl put [OPTIONS] TABLE ITEM..."},
+        {{"get", "d|t", "h"}, "quorvactl get: RANGE is required", "quorvactl get [OPTIONS] TABLE HASH RANGE"},
+        {{"get", "d|t", "h", "r", "x"},
+         "quorvactl get: The following argument was not expected: x",
+         "quorvactl get [OPTIONS] TABLE HASH RANGE"},
+        {{"update", "d|t", "h"}, "quorvactl update: RANGE is required", "quorvactl update [OPTIONS] TABLE HASH RANGE"},
+        {{"update", "d|t", "h", "r", "--return", "all"},
+         "quorvactl update: --return: all not in {none,old,new,updated-old,updated-new}",
+         "quorvactl update [OPTIONS] TABLE HASH RANGE"},
+        {{"delete", "d|t"}, "quorvactl delete: HASH is required", "quorvactl delete [OPTIONS] TABLE HASH RANGE"},
+        {{"create-table", "d|t", "h"},
+         "quorvactl create-table: RANGENAME is required",
+         "quorvactl create-table [OPTIONS] TABLE HASHNAME RANGENAME"},
+        {{"describe"}, "quorvactl describe: TABLE is required", "quorvactl describe [OPTIONS] TABLE"},
+        {{"delete-table"}, "quorvactl delete-table: TABLE is required", "quorvactl delete-table [OPTIONS] TABLE"},
+        {{"import"}, "quorvactl import: TABLE is required", "quorvactl import [OPTIONS] TABLE [FILE]"},
+        {{"import", "d|t", "f", "--skip", "1", "--state", "s"},
+         "quorvactl import: --state excludes --skip",
+         "quorvactl import [OPTIONS] TABLE [FILE]"},
+        {{"export", "d|t", "f", "g"},
+         "quorvactl export: The following argument was not expected: g",
+         "quorvactl export [OPTIONS] TABLE [FILE]"},
+        {{"call"}, "quorvactl call: OPERATION is required", "quorvactl call [OPTIONS] OPERATION [JSON]"},
+        {{"backup"}, "quorvactl backup: A subcommand is required", "quorvactl backup [OPTIONS] SUBCOMMAND"},
+        {{"backup", "start", "d|t"},
+         "quorvactl backup start: DIR is required",
+         "quorvactl backup start [OPTIONS] TABLE DIR"},
+    };
+    for (const Row& row : rows) {
+        const ProgramRun run = quorvactl(row.words);
+        EXPECT_EQ(run.status, 64) << row.error;
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(run.error, row.error + "\nUsage: " + row.usage + "\nRun with --help for more information.\n");
+    }
+}
+
+TEST(UsageErrors, FilesThatCannotBeUsedAreToldBeforeAnythingIsSent)
+{
+    const ProgramRun run = quorvactl({"--port", "1", "import", "d|t", "/none/items"});
+    EXPECT_EQ(run.status, 64);
+    EXPECT_EQ(run.error, "quorvactl: cannot read /none/items: No such file or directory\n");
+}

@@ -14,8 +14,10 @@ namespace Http {
 
 namespace {
 
-/** For a request that is on its way in pieces when the program ends, and for what a client sends after its answer. */
+/** For a request that is on its way in pieces when the program ends. */
 constexpr std::chrono::milliseconds Grace{1000};
+/** For a client to close, or to send more, after an answer that ends the connection. */
+constexpr std::chrono::milliseconds Linger{5000};
 
 void describe(int (*name)(int, sockaddr*, socklen_t*), int socket, std::string* ip, int* port)
 {
@@ -67,10 +69,13 @@ bool HttpConnection::waitForRequest()
 void HttpConnection::finish()
 {
     (void)shutdown(socket_, SHUT_WR); // ignored: the client may be gone
-    const auto end = std::chrono::steady_clock::now() + Grace;
-    do
-        end_ = 0;
-    while (waitFor(POLLIN, Grace) && fill() > 0 && std::chrono::steady_clock::now() < end);
+    const auto end = std::chrono::steady_clock::now() + limits_.transfer;
+    for (;;) {
+        std::array<pollfd, 2> events{{{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}}};
+        if (pollAll(events.data(), events.size(), Linger) <= 0 || events[1].revents != 0 || fill() <= 0 ||
+            std::chrono::steady_clock::now() >= end)
+            return;
+    }
 }
 
 bool HttpConnection::is_readable() const

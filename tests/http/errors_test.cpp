@@ -143,6 +143,13 @@ TEST_F(HttpError, OtherPathsDoNotExist)
                     404, "InvalidRequestException", NoPath);
 }
 
+TEST_F(HttpError, AClientThatStillSendsGetsTheAnswer)
+{
+    const std::string body(20000000, ' ');
+    expectError("POST /table HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body, 404,
+                "InvalidRequestException", NoPath);
+}
+
 TEST_F(HttpError, BodiesThatAreNoJsonObject)
 {
     using namespace std::string_literals;

@@ -104,6 +104,16 @@ TEST_F(HttpLifetime, ARequestThatNeverBecomesWholeDoesNotHoldTheEndUp)
     EXPECT_EQ(server_->requests(), 1);
 }
 
+TEST_F(HttpLifetime, AClientThatStaysAfterARefusalDoesNotHoldTheEndUp)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1000"}));
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.exchange("GET / HTTP/1.1\r\n\r\n").status, 405);
+    http_.kill(SIGTERM);
+    EXPECT_EQ(http_.waitForExit(), 0);
+}
+
 TEST_F(HttpLifetime, AnIdleClientIsClosedAfterAWhile)
 {
     release();

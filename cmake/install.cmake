@@ -15,25 +15,39 @@ foreach(program quorva quorvactl quorva-http)
 endforeach()
 install(TARGETS ${programs} RUNTIME COMPONENT server)
 
+# Debian has manual pages and change logs compressed: makes `page` out of `source`.
 find_program(GZIP_PROGRAM gzip REQUIRED)
+function(compress source page)
+    cmake_path(GET page PARENT_PATH directory)
+    add_custom_command(OUTPUT "${page}" DEPENDS "${source}" VERBATIM
+        COMMAND "${CMAKE_COMMAND}" -E make_directory "${directory}"
+        COMMAND sh -c "\"$1\" -9nc \"$2\" >\"$3\"" sh "${GZIP_PROGRAM}" "${source}" "${page}")
+endfunction()
+
 set(pages "")
 foreach(program ${programs})
-    set(source "${PROJECT_SOURCE_DIR}/man/${program}.1")
     set(page "${PROJECT_BINARY_DIR}/man/${program}.1.gz")
-    add_custom_command(OUTPUT "${page}" DEPENDS "${source}" VERBATIM
-        COMMAND "${CMAKE_COMMAND}" -E make_directory "${PROJECT_BINARY_DIR}/man"
-        COMMAND sh -c "\"$1\" -9nc \"$2\" >\"$3\"" sh "${GZIP_PROGRAM}" "${source}" "${page}")
+    compress("${PROJECT_SOURCE_DIR}/man/${program}.1" "${page}")
     list(APPEND pages "${page}")
     if(EXISTS "${PROJECT_SOURCE_DIR}/packaging/systemd/${program}.service")
         install(FILES "${PROJECT_SOURCE_DIR}/packaging/systemd/${program}.service"
             DESTINATION lib/systemd/system COMPONENT server)
     endif()
 endforeach()
-add_custom_target(man ALL DEPENDS ${pages})
-add_custom_target(package-contents)
-add_dependencies(package-contents ${programs} man quorva_shared)
 install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT server)
-install(FILES "${PROJECT_SOURCE_DIR}/src/tools/quorvactl.bash" RENAME quorvactl
+
+set(changes "${PROJECT_BINARY_DIR}/packaging/changelog.gz")
+compress("${PROJECT_SOURCE_DIR}/packaging/debian/changelog" "${changes}")
+set(libraryDocs "${CMAKE_INSTALL_DATADIR}/doc/libquorva-dev")
+install(FILES "${changes}" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server)
+install(FILES "${changes}" DESTINATION "${libraryDocs}" COMPONENT development)
+install(FILES "${changes}" COMPONENT library
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libquorva-client${PROJECT_VERSION_MAJOR}")
+
+add_custom_target(compressed ALL DEPENDS ${pages} "${changes}")
+add_custom_target(package-contents)
+add_dependencies(package-contents ${programs} compressed quorva_shared)
+install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/quorvactl.bash" RENAME quorvactl
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server OPTIONAL)
 install(DIRECTORY "${docs}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server
     PATTERN client-library.md EXCLUDE)
@@ -55,6 +69,5 @@ configure_package_config_file("${CMAKE_CURRENT_LIST_DIR}/QuorvaConfig.cmake.in" 
 write_basic_package_version_file(QuorvaConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/QuorvaConfig.cmake" "${CMAKE_CURRENT_BINARY_DIR}/QuorvaConfigVersion.cmake"
     DESTINATION "${package}" COMPONENT development)
-set(libraryDocs "${CMAKE_INSTALL_DATADIR}/doc/libquorva-dev")
 install(FILES "${docs}/client-library.md" DESTINATION "${libraryDocs}" COMPONENT development)
 install(DIRECTORY examples DESTINATION "${libraryDocs}" COMPONENT development)

@@ -24,7 +24,8 @@ environments, and serves them on 127.0.0.1 in length-prefixed JSON messages:
 single items, conditional updates, range queries, scans, atomic batches,
 backups while it serves.
 
-This package has the server as a service of systemd, and the tool quorvactl.")
+This package has the server as a service of systemd, the tool quorvactl and,
+as a second service, the API over HTTP.")
 set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA "${control}/server/postinst;${control}/server/prerm;${control}/server/postrm")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libquorva-client${PROJECT_VERSION_MAJOR})

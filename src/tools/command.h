@@ -27,7 +27,7 @@ enum ExitCode : int {
     ExitOk = 0,         // the reply's "__rc" was 200
     ExitErrorReply = 1, // any other reply
     ExitNoReply = 2,    // no whole reply came, or it could not be printed; standard error tells why
-    ExitUsage = 64,     // the command line was wrong; nothing was sent
+    ExitUsage = 64,     // the command line was wrong, or an argument cannot be used; nothing was written
 };
 
 /** Where the server listens. */

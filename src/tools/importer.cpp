@@ -65,8 +65,7 @@ int Importer::transfer()
     for (;;) {
         if (batch_.empty())
             reached_.line = reader_.lineNumber();
-        const LineReader::Result result =
-            Interruption::requested() ? LineReader::Result::Interrupted : reader_.next(&line);
+        const LineReader::Result result = reader_.next(&line);
         int code = ExitOk;
         switch (result) {
         case LineReader::Result::Line:

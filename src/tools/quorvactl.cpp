@@ -44,7 +44,7 @@ int main(int argc, char** argv)
                "  0   the reply says success (\"__rc\" is 200), or the command did what it is for\n"
                "  1   the reply says an error, or the command failed\n"
                "  2   no reply came, or it could not be printed; standard error tells why\n"
-               "  64  the command line is wrong, nothing was sent");
+               "  64  the command line is wrong, or an argument cannot be used; nothing was written");
 
     Ctl::ServerAddress server{Client::DefaultHost, Client::DefaultPort};
     app.add_option("--host", server.host, "The server's IPv4 address")->capture_default_str();

@@ -1,0 +1,190 @@
+#include "programrun.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+using testing::Not;
+using testing::UnorderedElementsAre;
+using Words = std::vector<std::string>;
+
+Words linesOf(const std::string& text)
+{
+    Words lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+/** What bash would offer for the last of these words. */
+Words completionsOf(const Words& words)
+{
+    Words arguments{"-c",
+                    "cd \"$1\" && . \"$2\" && shift 2 && COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1)) && { _quorvactl; "
+                    "((${#COMPREPLY[@]} == 0)) || printf '%s\\n' \"${COMPREPLY[@]}\"; }",
+                    "bash"};
+    const TempDir directory;
+    std::ofstream(directory.file("a file"));
+    std::ofstream(directory.file("other"));
+    arguments.push_back(directory.path());
+    arguments.emplace_back(QUORVACTL_COMPLETION);
+    arguments.emplace_back("quorvactl");
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    const ProgramRun run = runProgram("/bin/bash", arguments);
+    EXPECT_EQ(run.status, 0) << testing::PrintToString(words);
+    EXPECT_EQ(run.error, "") << testing::PrintToString(words);
+    Words completions = linesOf(run.output);
+    std::sort(completions.begin(), completions.end());
+    return completions;
+}
+
+std::string helpOf(Words words)
+{
+    words.emplace_back("--help");
+    return runProgram(QUORVACTL_BINARY, words).output;
+}
+
+Words commandsIn(const std::string& help)
+{
+    Words names;
+    bool inside = false;
+    for (const std::string& line : linesOf(help)) {
+        inside = line == "Subcommands:" || (inside && line.starts_with("  "));
+        if (inside && line.starts_with("  "))
+            names.push_back(line.substr(2, line.find(' ', 2) - 2));
+    }
+    return names;
+}
+
+struct Options {
+    Words flags;
+    Words withValue;
+};
+
+/** The options in a help text, by their long names. */
+Options optionsIn(const std::string& help)
+{
+    Options options;
+    for (const std::string& line : linesOf(help)) {
+        const std::size_t begin = line.find_first_not_of(' ');
+        if (begin != 2 && begin != 4)
+            continue;
+        const std::size_t dashes = line.find("--", begin);
+        if (line[begin] != '-' || dashes == std::string::npos)
+            continue;
+        std::istringstream words(line.substr(dashes));
+        std::string name;
+        std::string type;
+        words >> name >> type;
+        const bool hasValue = type.starts_with("TEXT") || type.starts_with("INT");
+        (hasValue ? options.withValue : options.flags).push_back(name);
+    }
+    return options;
+}
+
+/** All commands, and those of "backup", as words. */
+std::vector<Words> allCommands()
+{
+    std::vector<Words> commands;
+    for (const std::string& command : commandsIn(helpOf({}))) {
+        commands.push_back({command});
+        for (const std::string& action : commandsIn(helpOf({command})))
+            commands.push_back({command, action});
+    }
+    return commands;
+}
+
+Words with(Words words, const Words& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+} // namespace
+
+TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
+{
+    const Words commands = commandsIn(helpOf({}));
+    EXPECT_EQ(commands.size(), 15U);
+    const Words offered = completionsOf({""});
+    EXPECT_THAT(offered, IsSupersetOf(commands));
+    EXPECT_EQ(offered.size(), commands.size() + 11);
+    EXPECT_THAT(completionsOf({"de"}), ElementsAre("delete", "delete-table", "describe"));
+    EXPECT_THAT(completionsOf({"Put"}), ElementsAre("PutItem"));
+    EXPECT_EQ(completionsOf({"backup", ""}), Words({"start", "stop", "update"}));
+    EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("start", "stop", "update"));
+    EXPECT_THAT(completionsOf({"call", "Ba"}), ElementsAre("BatchWriteItem"));
+}
+
+TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
+{
+    std::vector<Words> commands = allCommands();
+    ASSERT_EQ(commands.size(), 18U);
+    commands.insert(commands.begin(), Words{});
+    for (const Words& command : commands) {
+        const Options own = optionsIn(helpOf(command));
+        std::set<std::string> expected(own.flags.begin(), own.flags.end());
+        expected.insert(own.withValue.begin(), own.withValue.end());
+        if (command != Words{"restore"}) // which needs no server
+            expected.insert({"--host", "--port"});
+        EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
+            << testing::PrintToString(command);
+    }
+}
+
+TEST(Completion, KnowsWhichOptionsHaveAValue)
+{
+    for (const Words& command : allCommands()) {
+        const Options own = optionsIn(helpOf(command));
+        const Words offered = completionsOf(with(command, {""}));
+        for (const std::string& flag : own.flags)
+            EXPECT_EQ(completionsOf(with(command, {flag, ""})), offered) << flag;
+        for (const std::string& option : own.withValue) {
+            if (option != "--return" && option != "--state") {
+                EXPECT_THAT(completionsOf(with(command, {option, ""})), IsEmpty()) << option;
+            }
+            Words values(option == "--between" ? 2 : 1, "x");
+            EXPECT_EQ(completionsOf(with(with(command, {option}), with(values, {""}))), offered) << option;
+        }
+    }
+    EXPECT_EQ(completionsOf({"--port", "=", "1", "backup", ""}), Words({"start", "stop", "update"}));
+}
+
+TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
+{
+    EXPECT_EQ(completionsOf({"put", "T", "--return", ""}), Words({"none", "old"}));
+    EXPECT_EQ(completionsOf({"update", "--return", "=", "updated"}), Words({"updated-new", "updated-old"}));
+    EXPECT_EQ(completionsOf({"update", "--return", "="}), Words({"new", "none", "old", "updated-new", "updated-old"}));
+    const Words files{"a file", "other"};
+    EXPECT_EQ(completionsOf({"import", "T", ""}), files);
+    EXPECT_EQ(completionsOf({"import", "--port", "4568", "T", "--skip", "1", "a"}), Words({"a file"}));
+    EXPECT_EQ(completionsOf({"export", "T", ""}), files);
+    EXPECT_EQ(completionsOf({"put", "T", ""}), files);
+    EXPECT_EQ(completionsOf({"import", "T", "--state", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
+    EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
+    EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());
+    EXPECT_THAT(completionsOf({"import", "T", "F", ""}), IsEmpty());
+    EXPECT_THAT(completionsOf({"get", "T", ""}), IsEmpty());
+    EXPECT_THAT(completionsOf({"get", "--", "-"}), IsEmpty());
+}
+
+TEST(Completion, IsThatOfQuorvactl)
+{
+    const ProgramRun run = runProgram("/bin/bash", {"-c", ". \"$0\" && complete -p quorvactl", QUORVACTL_COMPLETION});
+    EXPECT_EQ(run.output, "complete -F _quorvactl quorvactl\n");
+}

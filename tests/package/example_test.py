@@ -1,9 +1,11 @@
-"""Installs the build into a directory, builds the example there as a stranger would, and runs it.
+"""Installs the build into a directory, builds programs there as a stranger would, and runs them: the example, and the
+code that the client library's document shows.
 
-    example_test.py BUILD EXAMPLE COMPILER
+    example_test.py BUILD EXAMPLE DOCUMENT COMPILER
 """
 
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -28,12 +30,40 @@ until March, the last first:
 """
 
 
-def main(build, example, compiler):
+PROJECT_OF_THE_DOCUMENT = """\
+cmake_minimum_required(VERSION 3.25)
+project(document CXX)
+{code}
+add_executable(document main.cpp)
+target_compile_features(document PRIVATE cxx_std_20)
+target_link_libraries(document PRIVATE Quorva::Client)
+"""
+
+
+def write_program_of(document, project, port):
+    """A program out of the document's first C++ block, and its project out of the lines above about CMake."""
+    text = open(document, encoding="utf-8").read()
+    cmake = re.search(r"^    (find_package\(.*\))$", text, re.MULTILINE)[1]
+    lines = re.search(r"```cpp\n(.*?)```", text, re.DOTALL)[1].splitlines()
+    top = [line for line in lines if line.startswith(("#include", "using"))]
+    body = [line.replace("connection.open()", f"connection.open({{.port = {port}}})")
+            for line in lines if line not in top]
+    os.mkdir(project)
+    with open(os.path.join(project, "main.cpp"), "w", encoding="utf-8") as file:
+        file.write("\n".join(["#include <QtDebug>", *top, "int main() {", *body, "}", ""]))
+    with open(os.path.join(project, "CMakeLists.txt"), "w", encoding="utf-8") as file:
+        file.write(PROJECT_OF_THE_DOCUMENT.format(code=cmake))
+
+
+def main(build, example, document, compiler):
     with tempfile.TemporaryDirectory(prefix="quorva-example-") as scratch:
         prefix, program = os.path.join(scratch, "prefix"), os.path.join(scratch, "orders")
         run(["cmake", "--install", build, "--prefix", prefix])
-        run(["cmake", "-S", example, "-B", program, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
-             f"-DCMAKE_CXX_COMPILER={compiler}", "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror"])
+        def configure(source, directory, *flags):
+            run(["cmake", "-S", source, "-B", directory, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={prefix}",
+                 f"-DCMAKE_CXX_COMPILER={compiler}", *flags])
+
+        configure(example, program, "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror")
         cache = open(os.path.join(program, "CMakeCache.txt")).read()
         expect("the package that was found", f"Quorva_DIR:PATH={prefix}/lib/" in cache, True)
         run(["cmake", "--build", program])
@@ -52,6 +82,14 @@ def main(build, example, compiler):
                                   check=False)
             expect("the example without a directory", (done.returncode, done.stdout, done.stderr),
                    (1, "", "creating the table: Specified item does not exist.\n"))
+
+            project, built = os.path.join(scratch, "document"), os.path.join(scratch, "document-build")
+            write_program_of(document, project, server.port)
+            configure(project, built)
+            run(["cmake", "--build", built])
+            os.mkdir(os.path.join(scratch, "shop"))
+            done = subprocess.run([os.path.join(built, "document")], capture_output=True, text=True, check=False)
+            expect("the document's program", (done.returncode, done.stdout, done.stderr), (0, "", '17\n"2012-01"\n'))
         finally:
             server.clean_up()
 

@@ -19,7 +19,7 @@ constexpr int MostRefusedInARow = 100;               // a full disk refuses ever
 } // namespace
 
 Importer::Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
-                   ImportMark mark)
+                   const ImportMark& mark)
     : table_(std::move(table)), input_(std::move(input)), state_(std::move(state)), begin_(mark), mark_(mark),
       reached_(mark), session_(server), reader_(input_.descriptor)
 {}
@@ -186,7 +186,7 @@ QByteArray Importer::requestBody(std::size_t first, std::size_t count) const
     for (std::size_t i = first; i < first + count; ++i) {
         if (i > first)
             body += ',';
-        body += "{\"PutRequest\":{\"Item\":" + batch_[i].text + "}}";
+        body += R"({"PutRequest":{"Item":)" + batch_[i].text + "}}";
     }
     return body + "]}}";
 }

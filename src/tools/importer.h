@@ -32,7 +32,8 @@ struct ImportInput {
 class Importer {
 public:
     /** `mark` is where an earlier import of the same input came to. */
-    Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state, ImportMark mark);
+    Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
+             const ImportMark& mark);
 
     /** An exit code; everything has been told. */
     [[nodiscard]] int run();

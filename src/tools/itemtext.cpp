@@ -54,7 +54,7 @@ std::string checkKeyAttribute(const QVariantMap& item, const QString& name, cons
         return what + " is missing";
     const QVariantMap typed = attribute->toMap();
     if (typed.size() != 1 || typed.value("S").typeId() != QMetaType::QString)
-        return what + " is no string, {\"S\": \"...\"}";
+        return what + R"( is no string, {"S": "..."})";
     return checkKey(keyText(item, name), what);
 }
 

@@ -9,7 +9,7 @@ namespace Ctl {
 
 namespace {
 
-const char* const ValueForms = "write S:text, N:17, B:text, SS:a,b, NS:1,2, BS:a,b or JSON such as {\"S\": \"text\"}";
+const char* const ValueForms = R"(write S:text, N:17, B:text, SS:a,b, NS:1,2, BS:a,b or JSON such as {"S": "text"})";
 
 bool isSet(const QString& type)
 {
@@ -24,7 +24,7 @@ bool isType(const QString& name)
 
 bool isNumber(const QString& text)
 {
-    static const QRegularExpression decimal("\\A[-+]?[0-9]+(\\.[0-9]+)?([eE][-+]?[0-9]+)?\\z");
+    static const QRegularExpression decimal(R"(\A[-+]?[0-9]+(\.[0-9]+)?([eE][-+]?[0-9]+)?\z)");
     return decimal.match(text).hasMatch();
 }
 
@@ -51,8 +51,8 @@ std::string checkValue(const QVariant& value)
     const QVariantMap typed = value.toMap();
     if (typed.size() != 1 || !isType(typed.firstKey()))
         return quoted(QString::fromUtf8(Json::serialize(value))) + " has no type; " + ValueForms;
-    const QString type = typed.firstKey();
-    const QVariant content = typed.first();
+    const QString& type = typed.firstKey();
+    const QVariant& content = typed.first();
     if (isSet(type) != (content.typeId() == QMetaType::QVariantList))
         return checkElement(type, {});
     const QVariantList elements = isSet(type) ? content.toList() : QVariantList{content};

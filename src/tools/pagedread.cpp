@@ -112,7 +112,7 @@ PagedRead::Next PagedRead::advance(QVariantMap* start, int* limit) const
     const QVariantMap following{{"HashKeyElement", QVariantMap{{"S", hash}}},
                                 {"RangeKeyElement", QVariantMap{{"S", range}}}};
     const bool query = operation_ == "Query";
-    const bool usable = !(query ? range : hash).isEmpty() && following != *start;
+    const bool usable = !(query ? range : hash).isEmpty() && following != *start && !goesBack(*start, range);
     if (!usable) {
         *limit = *limit > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : *limit * 2;
         return Next::SamePage;
@@ -120,6 +120,19 @@ PagedRead::Next PagedRead::advance(QVariantMap* start, int* limit) const
     *start = following;
     *limit = options_.limit;
     return Next::Page;
+}
+
+/**
+ * Whether a page ended in front of where it began. A query down whose start key was deleted meanwhile examines the next
+ * greater key first, and with a small limit that may be its last. From there, items would come a second time.
+ */
+bool PagedRead::goesBack(const QVariantMap& start, const QString& lastRange) const
+{
+    if (start.isEmpty())
+        return false;
+    const QString comparison = body_.value("RangeKeyCondition").toMap().value("ComparisonOperator").toString();
+    const bool down = comparison == "LE" || comparison == "LT";
+    return down && lastRange > start.value("RangeKeyElement").toMap().value("S").toString();
 }
 
 } // namespace Ctl

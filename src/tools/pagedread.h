@@ -28,8 +28,9 @@ struct PageOptions {
  * Reads a Scan or Query to its end, page after page on one connection, and prints one item a line or the count, or
  * hands the lines on.
  *
- * A page's last key is where the next one begins, but some keys cannot be sent back: an empty one reads as none. Then
- * the same page is asked for again with twice the limit, and what was printed already is left out.
+ * A page's last key is where the next one begins, but some keys are of no use there: an empty one reads as none, and
+ * one may lie behind. Then the same page is asked for again with twice the limit, and what was printed already is left
+ * out.
  */
 class PagedRead {
 public:
@@ -55,6 +56,7 @@ private:
     int complainOf(Session& session, const QVariantMap& reply) const;
     int takeItems();
     Next advance(QVariantMap* start, int* limit) const;
+    bool goesBack(const QVariantMap& start, const QString& lastRange) const;
     bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
 
     const PageOptions& options_;

@@ -15,7 +15,7 @@ RequestCommand::RequestCommand(CLI::App* app)
     bare_.declare(app, false);
     called_.declare(command_, true);
     command_->fallthrough();
-    addExample(command_, "quorvactl call DescribeTable '{\"TableName\": \"build/shop|orders\"}'");
+    addExample(command_, R"(quorvactl call DescribeTable '{"TableName": "build/shop|orders"}')");
 }
 
 bool RequestCommand::bareOperationIsPlausible() const

@@ -1,0 +1,41 @@
+#include "toolfixture.h"
+
+#include "scriptedserver.h"
+
+#include <QStringList>
+
+#include <mutex>
+
+TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
+{
+    // Down from c, which somebody deleted, the server examines d first.
+    std::mutex mutex;
+    QStringList asked;
+    const ScriptedServer server([&](const QByteArray&, const QByteArray& body) {
+        QVariant request;
+        EXPECT_TRUE(Json::parse(body, &request));
+        const QVariantMap start = request.toMap().value("ExclusiveStartKey").toMap();
+        const QString range = start.value("RangeKeyElement").toMap().value("S").toString();
+        const int limit = request.toMap().value("Limit").toInt();
+        const std::scoped_lock lock(mutex);
+        asked.append(range + '/' + QString::number(limit));
+        const auto page = [](const QString& item, const QString& last) {
+            QVariantList items;
+            if (!item.isEmpty())
+                items.append(QVariantMap{{"h", textValue("k")}, {"r", textValue(item)}});
+            QVariantMap fields{{"Count", 1LL}, {"Items", items}};
+            if (!last.isEmpty())
+                fields.insert("LastEvaluatedKey", QVariantMap{{"HashKeyElement", "k"}, {"RangeKeyElement", last}});
+            return Json::serialize(okReply(fields));
+        };
+        if (range.isEmpty())
+            return page("c", "c");
+        return limit == 1 ? page("", "d") : page("b", "");
+    });
+    const ProgramRun run = runProgram(
+        QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "query", "d|t", "k", "--le", "x", "--limit", "1"});
+    EXPECT_EQ(run.status, Ok) << run.error;
+    EXPECT_EQ(run.output, "{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"c\"}}\n{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"b\"}}\n");
+    const std::scoped_lock lock(mutex);
+    EXPECT_EQ(asked, QStringList({"/1", "c/1", "c/2"}));
+}

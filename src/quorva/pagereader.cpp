@@ -142,7 +142,7 @@ void PageReader::prepareNextPage()
     }
     const QVariantMap following = keyBody(*last);
     const bool isQuery = request_.operation == QLatin1StringView("Query");
-    if (!(isQuery ? last->range : last->hash).isEmpty() && following != startKey_) {
+    if (!(isQuery ? last->range : last->hash).isEmpty() && following != startKey_ && !goesBack(*last)) {
         startKey_ = following;
         limit_ = request_.limit > 0 ? request_.limit : ServersLimit;
         given_.clear();
@@ -151,6 +151,24 @@ void PageReader::prepareNextPage()
     for (const Item& given : std::as_const(items_))
         given_.insert(Json::serialize(given));
     limit_ = limit_ > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : limit_ * 2;
+}
+
+/**
+ * Whether a page ended in front of where it began. A query down whose start key was deleted meanwhile examines the next
+ * greater key first, and with a small limit that may be its last. From there, items would come a second time.
+ */
+bool PageReader::goesBack(const Key& last) const
+{
+    if (startKey_.isEmpty())
+        return false;
+    const QString comparison = request_.body.value(QStringLiteral("RangeKeyCondition"))
+                                   .toMap()
+                                   .value(QStringLiteral("ComparisonOperator"))
+                                   .toString();
+    const bool down = comparison == QLatin1StringView("LE") || comparison == QLatin1StringView("LT");
+    const QString start =
+        startKey_.value(QStringLiteral("RangeKeyElement")).toMap().value(QStringLiteral("S")).toString();
+    return down && last.range > start;
 }
 
 } // namespace Quorva

@@ -26,8 +26,9 @@ struct PagedRequest {
 /**
  * Reads a query or scan item by item. Not installed.
  *
- * A page's last key is where the next one begins, but some keys cannot be sent back: an empty one reads as none. Then
- * the same page is asked for again with twice the limit, and the items that were given already are left out.
+ * A page's last key is where the next one begins, but some keys are of no use there: an empty one reads as none, and
+ * one may lie behind. Then the same page is asked for again with twice the limit, and the items that were given already
+ * are left out.
  */
 class PageReader {
 public:
@@ -47,6 +48,7 @@ private:
     void fetch();
     void prepareNextPage();
     void fetchUntilSomething();
+    bool goesBack(const Key& last) const;
 
     Connection* const connection_;
     const PagedRequest request_;

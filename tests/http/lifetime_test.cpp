@@ -1,5 +1,5 @@
 #include "http/httpfixture.h"
-#include "http/scriptedserver.h"
+#include "support/scriptedserver.h"
 #include "support/waituntil.h"
 
 #include <csignal>

@@ -1,8 +1,12 @@
 #include "libraryfixture.h"
 
+#include "support/scriptedserver.h"
+
+#include <QJsonDocument>
 #include <QSet>
 
 #include <algorithm>
+#include <mutex>
 
 using namespace Quorva;
 
@@ -163,4 +167,36 @@ TEST_F(LibraryItemRange, EndsWhereAPageCannotBeHad)
         ASSERT_TRUE(server_.start());
         ASSERT_TRUE(connection_.open(address()));
     }
+}
+
+/** Down from c, which somebody deleted, the server examines d first. */
+TEST(LibraryItemRangeFromAServer, AsksForTheSamePageAgainWhenItEndedInFrontOfItsStart)
+{
+    std::mutex mutex;
+    QStringList asked;
+    const ReplyingServer server([&](const QByteArray&, const QByteArray& body) {
+        const QVariantMap request = QJsonDocument::fromJson(body).toVariant().toMap();
+        const QVariantMap start = request.value("ExclusiveStartKey").toMap();
+        const QString range = start.value("RangeKeyElement").toMap().value("S").toString();
+        const int limit = request.value("Limit").toInt();
+        const std::scoped_lock lock(mutex);
+        asked.append(range + '/' + QString::number(limit));
+        if (range.isEmpty())
+            return QByteArray(R"({"Count":1,"Items":[{"h":{"S":"k"},"r":{"S":"c"}}],)"
+                              R"("LastEvaluatedKey":{"HashKeyElement":"k","RangeKeyElement":"c"},"__rc":200})");
+        if (limit == 1)
+            return QByteArray(R"({"Count":0,"Items":[],)"
+                              R"("LastEvaluatedKey":{"HashKeyElement":"k","RangeKeyElement":"d"},"__rc":200})");
+        return QByteArray(R"({"Count":1,"Items":[{"h":{"S":"k"},"r":{"S":"b"}}],"__rc":200})");
+    });
+    Connection connection;
+    ASSERT_TRUE(connection.open({.port = server.port()}));
+    QStringList found;
+    ItemRange items = connection.queryAll("d|t", "k", {.backward = true, .limit = 1});
+    for (const Item& item : items)
+        found.append(text(item, "r"));
+    EXPECT_TRUE(items.result().ok());
+    EXPECT_EQ(found, QStringList({"c", "b"}));
+    const std::scoped_lock lock(mutex);
+    EXPECT_EQ(asked, QStringList({"/1", "c/1", "c/2"}));
 }

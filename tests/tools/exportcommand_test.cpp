@@ -1,7 +1,7 @@
 #include "toolfixture.h"
 
 #include "backup/terminalrun.h"
-#include "scriptedserver.h"
+#include "support/scriptedserver.h"
 
 #include <algorithm>
 #include <atomic>
@@ -132,7 +132,7 @@ TEST(ExportFromAServer, ThatGoesAwayLeavesNoFile)
 {
     const TempDir directory;
     int page = 0;
-    const ScriptedServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         if (++page > 20)
             return std::nullopt;
         return endlessPage(page);
@@ -148,7 +148,7 @@ TEST(ExportFromAServer, ThatIsInterruptedLeavesNoFile)
 {
     const TempDir directory;
     std::atomic<int> page = 0;
-    const ScriptedServer server([&](const QByteArray&, const QByteArray&) { return endlessPage(++page); });
+    const ReplyingServer server([&](const QByteArray&, const QByteArray&) { return endlessPage(++page); });
     RunningProgram program(QUORVACTL_BINARY,
                            {"--port", std::to_string(server.port()), "export", "d|t", directory.file("out")});
     EXPECT_TRUE(waitUntil([&] { return page > 20; }));
@@ -163,7 +163,7 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
 {
     const TempDir directory;
     int page = 0;
-    const ScriptedServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         if (++page > 20)
             return std::nullopt;
         if (page <= 10)
@@ -180,7 +180,7 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
                 AllOf(testing::StartsWith("\r\033[K1 items  "), HasSubstr("\r\033[K10 items  "), EndsWith("/s\r\n")));
 
     page = 0;
-    const ScriptedServer failing([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer failing([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         return ++page == 1 ? std::optional(endlessPage(1)) : std::nullopt;
     });
     const ProgramRun failed = runOnTerminal(

@@ -1,7 +1,7 @@
 #include "toolfixture.h"
 
 #include "backup/terminalrun.h"
-#include "scriptedserver.h"
+#include "support/scriptedserver.h"
 
 #include <sys/stat.h>
 
@@ -357,7 +357,7 @@ TEST(ImportToAServer, SendsWhatCameBackUnprocessedOneByOne)
     std::ofstream(directory.file("items")) << lines(1, 3);
     std::mutex mutex;
     QList<QByteArray> bodies;
-    const ScriptedServer server([&](const QByteArray& operation, const QByteArray& body) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray& body) -> std::optional<QByteArray> {
         if (auto reply = description(operation))
             return reply;
         const std::scoped_lock lock(mutex);
@@ -385,7 +385,7 @@ TEST(ImportToAServer, SendsBatchesOf25)
     std::ofstream(directory.file("items")) << lines(1, 60);
     std::mutex mutex;
     QList<qsizetype> sizes;
-    const ScriptedServer server([&](const QByteArray& operation, const QByteArray& body) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray& body) -> std::optional<QByteArray> {
         if (auto reply = description(operation))
             return reply;
         const std::scoped_lock lock(mutex);
@@ -404,7 +404,7 @@ TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
     const TempDir directory;
     std::ofstream(directory.file("items")) << lines(1, 60);
     int batches = 0;
-    const ScriptedServer server([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
         if (auto reply = description(operation))
             return reply;
         return ++batches < 3 ? std::optional<QByteArray>(OkText) : std::nullopt;

@@ -1,6 +1,6 @@
 #include "toolfixture.h"
 
-#include "scriptedserver.h"
+#include "support/scriptedserver.h"
 
 #include <QStringList>
 
@@ -11,7 +11,7 @@ TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
     // Down from c, which somebody deleted, the server examines d first.
     std::mutex mutex;
     QStringList asked;
-    const ScriptedServer server([&](const QByteArray&, const QByteArray& body) {
+    const ReplyingServer server([&](const QByteArray&, const QByteArray& body) {
         QVariant request;
         EXPECT_TRUE(Json::parse(body, &request));
         const QVariantMap start = request.toMap().value("ExclusiveStartKey").toMap();

@@ -1,4 +1,4 @@
-#include "scriptedserver.h"
+#include "support/scriptedserver.h"
 #include "toolfixture.h"
 
 namespace {
@@ -80,7 +80,7 @@ TEST_F(TableCommands, WithoutAServerNothingIsDone)
 
 TEST(TableCommandsOfAServerThatFails, TellWhatItSaid)
 {
-    const ScriptedServer server([](const QByteArray&, const QByteArray&) {
+    const ReplyingServer server([](const QByteArray&, const QByteArray&) {
         return QByteArray("{\"__rc\":400,\"__rcstr\":\"Bad Request\",\"__type\":\"InternalServerError\","
                           "\"message\":\"The server encountered an internal error.\"}");
     });
@@ -100,13 +100,13 @@ TEST(TableCommandsOfAServerThatFails, TellWhatItSaid)
 
 TEST(TableCommandsOfAServerThatFails, TellThatTheReplyIsNone)
 {
-    const ScriptedServer garbled([](const QByteArray&, const QByteArray&) { return QByteArray("{"); });
+    const ReplyingServer garbled([](const QByteArray&, const QByteArray&) { return QByteArray("{"); });
     const ProgramRun done = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(garbled.port()), "describe", "d|t"});
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
     EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "what came is no JSON"));
 
-    const ScriptedServer other([](const QByteArray&, const QByteArray&) { return QByteArray("{\"a\":1}"); });
+    const ReplyingServer other([](const QByteArray&, const QByteArray&) { return QByteArray("{\"a\":1}"); });
     const ProgramRun odd = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(other.port()), "describe", "d|t"});
     EXPECT_EQ(odd.status, ErrorReply);
     EXPECT_EQ(odd.error, Complaints::errorReply("cannot describe the table d|t", "{\"a\":1}", ""));

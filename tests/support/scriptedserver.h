@@ -1,8 +1,11 @@
-#ifndef QUORVA_TESTS_HTTP_SCRIPTEDSERVER_H
-#define QUORVA_TESTS_HTTP_SCRIPTEDSERVER_H
+#ifndef QUORVA_TESTS_SUPPORT_SCRIPTEDSERVER_H
+#define QUORVA_TESTS_SUPPORT_SCRIPTEDSERVER_H
+
+#include <QByteArray>
 
 #include <atomic>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -43,6 +46,14 @@ private:
     // Of the acceptor; the destructor takes them when that has ended.
     std::vector<int> sockets_;
     std::vector<std::thread> threads_;
+};
+
+/** The same for whole replies: the script returns a reply's text, or nothing, which closes the connection. */
+class ReplyingServer : public ScriptedServer {
+public:
+    using Script = std::function<std::optional<QByteArray>(const QByteArray& operation, const QByteArray& body)>;
+
+    explicit ReplyingServer(Script script);
 };
 
 #endif

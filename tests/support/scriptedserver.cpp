@@ -1,4 +1,4 @@
-#include "http/scriptedserver.h"
+#include "support/scriptedserver.h"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +64,14 @@ ScriptedServer::~ScriptedServer()
         close(socket);
     close(listener_);
 }
+
+ReplyingServer::ReplyingServer(Script script)
+    : ScriptedServer([script = std::move(script)](const Request& request) {
+          const auto reply =
+              script(QByteArray::fromStdString(request.operation), QByteArray::fromStdString(request.body));
+          return reply ? framed(reply->toStdString()) : std::string();
+      })
+{}
 
 std::string ScriptedServer::framed(const std::string& body)
 {

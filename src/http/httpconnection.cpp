@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace Http {
 
@@ -106,7 +108,39 @@ ssize_t HttpConnection::read(char* data, size_t size)
     return static_cast<ssize_t>(taken);
 }
 
+void HttpConnection::setReason(const std::string& reason)
+{
+    const bool isText = std::all_of(reason.begin(), reason.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    reason_ = isText ? reason : std::string();
+}
+
 ssize_t HttpConnection::write(const char* data, size_t size)
+{
+    // The library writes the head of an answer in one piece: "HTTP/1.1 400 Bad Request" and so on.
+    constexpr std::string_view Version = "HTTP/1.1 ";
+    constexpr std::size_t BeforeReason = Version.size() + 4;
+    const std::string_view bytes(data, size);
+    if (const std::string reason = std::exchange(reason_, {}); !reason.empty() && bytes.starts_with(Version)) {
+        const std::size_t lineEnd = std::min(bytes.find("\r\n"), bytes.size());
+        std::string head(bytes.substr(0, std::min(BeforeReason, lineEnd)));
+        head.append(reason).append(bytes.substr(lineEnd));
+        return sendAll(head) ? static_cast<ssize_t>(size) : -1;
+    }
+    return sendSome(data, size);
+}
+
+bool HttpConnection::sendAll(const std::string& bytes)
+{
+    for (std::size_t sent = 0; sent < bytes.size();) {
+        const ssize_t n = sendSome(bytes.data() + sent, bytes.size() - sent);
+        if (n <= 0)
+            return false;
+        sent += static_cast<std::size_t>(n);
+    }
+    return true;
+}
+
+ssize_t HttpConnection::sendSome(const char* data, size_t size)
 {
     for (;;) {
         const ssize_t sent = send(socket_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);

@@ -37,6 +37,12 @@ public:
     void endHead() { headLeft_ = Unlimited; }
 
     /**
+     * Puts `reason` behind the status in the head of the next answer, where the library knows only its own texts. No
+     * text, or one that a status line cannot have, leaves those.
+     */
+    void setReason(const std::string& reason);
+
+    /**
      * Ends the connection so that the client gets the latest answer even while it still sends: a socket that is closed
      * on unread bytes takes the answer back.
      */
@@ -57,6 +63,8 @@ private:
     bool waitFor(short events, std::chrono::milliseconds limit) const;
     bool waitForBytes();
     ssize_t fill();
+    bool sendAll(const std::string& bytes);
+    ssize_t sendSome(const char* data, size_t size);
 
     const int socket_;
     const ConnectionLimits& limits_;
@@ -64,6 +72,7 @@ private:
     std::size_t begin_ = 0; // of what was received and not read
     std::size_t end_ = 0;
     std::size_t headLeft_ = Unlimited;                                // bytes
+    std::string reason_;                                              // for the next head that is written
     std::optional<std::chrono::steady_clock::time_point> lastMoment_; // to read, once the program ends
 };
 

@@ -31,11 +31,12 @@ enum : int {
     InternalError = 500,
 };
 
-/**
- * True when the request that this thread serves was read to its end, so that the connection can carry another. The
- * library has no place where a handler could leave this for its connection.
- */
-thread_local bool requestIsWhole = false;
+/** What this thread serves; the library has no place for it where a handler could find it. */
+struct Serving {
+    HttpConnection* connection = nullptr;
+    bool requestIsWhole = false; // it was read to its end, so that the connection can carry another
+};
+thread_local Serving serving;
 
 void setError(httplib::Response& response, int status, const char* type, const char* message)
 {
@@ -65,7 +66,7 @@ void completeHeaders(const httplib::Request&, httplib::Response& response)
     response.set_header("x-amzn-RequestId", QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString());
     response.set_header("x-amz-crc32", checksum(response.body));
     response.headers.erase("Keep-Alive"); // the library tells limits of its own, which do not hold here
-    if (!requestIsWhole && !response.has_header("Connection"))
+    if (!serving.requestIsWhole && !response.has_header("Connection"))
         response.set_header("Connection", "close");
 }
 
@@ -182,9 +183,9 @@ bool HttpServer::process_and_close_socket(socket_t socket)
 void HttpServer::serveConnection(HttpConnection* connection)
 {
     bool goesOn = true;
-    requestIsWhole = true;
+    serving = {connection, true};
     while (goesOn && connection->waitForRequest()) {
-        requestIsWhole = false;
+        serving = {connection, false};
         connection->beginHead();
         const bool last = svr_sock_ == INVALID_SOCKET;
         bool clientEnds = false;
@@ -192,9 +193,9 @@ void HttpServer::serveConnection(HttpConnection* connection)
             connection->endHead();
             simplify(request);
         });
-        goesOn = isAnswered && requestIsWhole && !clientEnds && !last;
+        goesOn = isAnswered && serving.requestIsWhole && !clientEnds && !last;
     }
-    if (!requestIsWhole)
+    if (!serving.requestIsWhole)
         connection->finish();
 }
 
@@ -215,7 +216,7 @@ void HttpServer::answer(const httplib::Request& request, httplib::Response& resp
     bool isTooLarge = false;
     // Without either header there is no body, and the library would wait for the end of the connection.
     const bool hasBody = request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
-    requestIsWhole = !hasBody || readBody([&](const char* data, size_t size) {
+    serving.requestIsWhole = !hasBody || readBody([&](const char* data, size_t size) {
         isTooLarge = isTooLarge || size > limits_.bodyBytes - static_cast<std::size_t>(body.size());
         if (!isTooLarge)
             body.append(data, static_cast<qsizetype>(size));
@@ -225,15 +226,14 @@ void HttpServer::answer(const httplib::Request& request, httplib::Response& resp
         setError(response, PayloadTooLarge, ErrorType::RequestTooLarge, TooLarge);
         return;
     }
-    if (!requestIsWhole) {
+    if (!serving.requestIsWhole) {
         setError(response, BadRequest, ErrorType::InvalidRequest,
                  "The body ended early or is not what its headers say");
         return;
     }
     const Answer made = gateway_->answer(QByteArray::fromStdString(request.get_header_value("X-Amz-Target")), body);
     response.status = made.status;
-    if (!made.outcome.isEmpty())
-        response.set_header("x-quorva-rcstr", made.outcome.toStdString());
+    serving.connection->setReason(made.outcome.toStdString());
     response.set_content(made.body.constData(), static_cast<size_t>(made.body.size()), ContentType);
 }
 

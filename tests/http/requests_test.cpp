@@ -67,8 +67,8 @@ TEST_F(HttpRequest, EveryAnswerHasItsHeaders)
         EXPECT_THAT(answer.header("x-amzn-requestid"), MatchesRegex("[0-9a-f-]{36}"));
         EXPECT_EQ(answer.header("connection"), "");
     }
-    EXPECT_EQ(success.header("x-quorva-rcstr"), "OK");
-    EXPECT_EQ(error.header("x-quorva-rcstr"), "Not Found");
+    EXPECT_EQ(success.reason, "OK");
+    EXPECT_EQ(error.reason, "Not Found");
     EXPECT_NE(success.header("x-amzn-requestid"), error.header("x-amzn-requestid"));
 }
 
@@ -93,7 +93,8 @@ TEST_F(HttpRequest, EveryOperationReachesTheServer)
     for (const char* operation : {"BatchWriteItem", "CreateTable", "DeleteItem", "DeleteTable", "DescribeTable",
                                   "GetItem", "PutItem", "Query", "Scan", "UpdateItem", "UpdateTable"}) {
         const HttpAnswer answer = client.call(operation, "{}");
-        EXPECT_NE(answer.header("x-quorva-rcstr"), "") << operation << ' ' << answer.body;
+        EXPECT_THAT(answer.status, testing::AnyOf(200, 400)) << operation;
+        EXPECT_THAT(answer.body, testing::Not(testing::HasSubstr("UnknownOperationException"))) << operation;
     }
 }
 

@@ -6,13 +6,7 @@
 include(CMakePackageConfigHelpers)
 set(docs "${PROJECT_SOURCE_DIR}/docs")
 
-# Programs that not every build has come along when they are there.
-set(programs "")
-foreach(program quorva quorvactl quorva-http)
-    if(TARGET ${program})
-        list(APPEND programs ${program})
-    endif()
-endforeach()
+set(programs quorva quorvactl quorva-http)
 install(TARGETS ${programs} RUNTIME COMPONENT server)
 
 # Debian has manual pages and change logs compressed: makes `page` out of `source`.
@@ -48,7 +42,7 @@ add_custom_target(compressed ALL DEPENDS ${pages} "${changes}")
 add_custom_target(package-contents)
 add_dependencies(package-contents ${programs} compressed quorva_shared)
 install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/quorvactl.bash" RENAME quorvactl
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server OPTIONAL)
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server)
 install(DIRECTORY "${docs}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server
     PATTERN client-library.md EXCLUDE)
 

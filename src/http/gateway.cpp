@@ -1,6 +1,7 @@
 #include "http/gateway.h"
 
 #include "http/apierror.h"
+#include "http/resumedquery.h"
 #include "json/jsonadapter.h"
 #include "json/jsontext.h"
 
@@ -39,13 +40,28 @@ QByteArray operationOf(const QByteArray& target)
  * Asked of the parser that the server uses: it closes the connection on what is no JSON, and takes another value for
  * an empty object.
  */
+bool parseObject(const QByteArray& body, QVariantMap* object)
+{
+    QVariant value;
+    if (!Json::parse(body, &value) || value.metaType() != QMetaType::fromType<QVariantMap>())
+        return false;
+    *object = value.toMap();
+    return true;
+}
+
 bool isObject(const QByteArray& body)
 {
     std::vector<Json::MemberText> members;
-    if (Json::splitObject(body, &members))
-        return true;
-    QVariant value;
-    return Json::parse(body, &value) && value.metaType() == QMetaType::fromType<QVariantMap>();
+    QVariantMap object;
+    return Json::splitObject(body, &members) || parseObject(body, &object);
+}
+
+/** What the server gets for a body: the same, save for the later pages of some queries. */
+QByteArray serversBody(const QByteArray& operation, const QByteArray& body)
+{
+    QVariantMap object;
+    const bool isRewritten = operation == "Query" && parseObject(body, &object) && makeResumable(&object);
+    return isRewritten ? Json::serialize(object) : body;
 }
 
 } // namespace
@@ -62,7 +78,7 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
 
     QByteArray reply;
     QString error;
-    switch (server_.exchange(target, body, &reply, &error)) {
+    switch (server_.exchange(target, serversBody(operation, body), &reply, &error)) {
     case Exchange::NotSent:
         return errorAnswer(ServiceUnavailable, ErrorType::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());

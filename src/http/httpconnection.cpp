@@ -18,6 +18,8 @@ namespace {
 
 /** For a request that is on its way in pieces when the program ends. */
 constexpr std::chrono::milliseconds Grace{1000};
+/** For a client to begin its next request before it counts as idle. */
+constexpr std::chrono::milliseconds Patience{1000};
 /** For a client to close, or to send more, after an answer that ends the connection. */
 constexpr std::chrono::milliseconds Linger{5000};
 
@@ -54,18 +56,19 @@ bool HttpConnection::waitForRequest()
 {
     if (begin_ != end_)
         return true;
-    for (;;) {
-        std::array<pollfd, 3> events{
-            {{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}, {limits_.giveWay, POLLIN, 0}}};
+    // A client that is about to send is not to find a closed connection, however many others wait.
+    std::array<pollfd, 3> events{
+        {{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}, {limits_.crowd->descriptor(), POLLIN, 0}}};
+    const int ready = pollAll(events.data(), 2, std::min(limits_.keepAlive, Patience));
+    while (ready == 0) {
         if (pollAll(events.data(), events.size(), limits_.keepAlive) <= 0)
             return false;
-        if (events[0].revents != 0)
-            return true;
-        eventfd_t one = 0;
-        // Another connection may have been quicker to give way.
-        if (events[1].revents != 0 || eventfd_read(limits_.giveWay, &one) == 0)
+        if (events[0].revents != 0 || events[1].revents != 0)
+            break;
+        if (limits_.crowd->makeRoom()) // else another connection was quicker
             return false;
     }
+    return events[0].revents != 0;
 }
 
 void HttpConnection::finish()

@@ -1,6 +1,8 @@
 #ifndef QUORVA_HTTP_HTTPCONNECTION_H
 #define QUORVA_HTTP_HTTPCONNECTION_H
 
+#include "http/workerpool.h"
+
 #include <httplib.h>
 
 #include <array>
@@ -17,7 +19,7 @@ struct ConnectionLimits {
     std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to take some of an answer
     std::size_t headBytes = 0;             // a request line and its headers
     int stopping = -1;                     // eventfd that is readable once the program ends
-    int giveWay = -1;                      // eventfd; who reads one from it has to end
+    Crowd* crowd = nullptr;                // not owned
 };
 
 /** A client's connection as the HTTP library reads and writes it. For one thread. */
@@ -29,7 +31,10 @@ public:
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
-    /** Waits until a request begins; false when none will. One that is there is served even if it is time to end. */
+    /**
+     * Waits until a request begins; false when none will, or when the client lets too much time pass while others wait.
+     * One that is there is served even if it is time to end.
+     */
     [[nodiscard]] bool waitForRequest();
 
     /** A request's head begins, of which only so much is read as the limits allow; it is complete. */

@@ -35,6 +35,7 @@ enum : int {
 struct Serving {
     HttpConnection* connection = nullptr;
     bool requestIsWhole = false; // it was read to its end, so that the connection can carry another
+    bool isLast = false;         // of its connection
 };
 thread_local Serving serving;
 
@@ -58,16 +59,6 @@ std::string checksum(const std::string& body)
     uLong value = crc32_z(0, nullptr, 0);
     value = crc32_z(value, reinterpret_cast<const Bytef*>(body.data()), body.size());
     return std::to_string(value);
-}
-
-/** The headers that every answer has, whoever made it. */
-void completeHeaders(const httplib::Request&, httplib::Response& response)
-{
-    response.set_header("x-amzn-RequestId", QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString());
-    response.set_header("x-amz-crc32", checksum(response.body));
-    response.headers.erase("Keep-Alive"); // the library tells limits of its own, which do not hold here
-    if (!serving.requestIsWhole && !response.has_header("Connection"))
-        response.set_header("Connection", "close");
 }
 
 /** Takes from a request what the library would act upon, and the API does not know. */
@@ -115,9 +106,7 @@ void setSocketOptions(socket_t socket)
 
 HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
     : limits_(limits), gateway_(gateway), stopping_(eventfd(0, EFD_CLOEXEC)),
-      giveWay_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK | EFD_SEMAPHORE)), connectionLimits_{limits.keepAlive,
-                                                                                          limits.transfer, HeadBytes,
-                                                                                          stopping_, giveWay_}
+      crowd_(limits.threads), connectionLimits_{limits.keepAlive, limits.transfer, HeadBytes, stopping_, &crowd_}
 {
     set_address_family(AF_INET);
     set_tcp_nodelay(true); // an answer goes out as head and body, and nobody confirms the one without the other
@@ -130,20 +119,19 @@ HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
     set_exception_handler([](const auto&, auto& response, const std::exception_ptr&) {
         setError(response, InternalError, ErrorType::InternalServerError, "There is not enough memory");
     });
-    set_post_routing_handler(completeHeaders);
+    set_post_routing_handler([this](const auto&, auto& response) { completeHeaders(&response); });
     Post("/", HandlerWithContentReader([this](const auto& request, auto& response, const auto& readBody) {
              answer(request, response, readBody);
          }));
     new_task_queue = [this] {
         running_.count_down(); // from here on the library can be stopped
-        return new WorkerPool(limits_.threads, giveWay_);
+        return new WorkerPool(limits_.threads, &crowd_);
     };
 }
 
 HttpServer::~HttpServer()
 {
     close(stopping_);
-    close(giveWay_);
 }
 
 int HttpServer::bind(int port)
@@ -183,9 +171,9 @@ bool HttpServer::process_and_close_socket(socket_t socket)
 void HttpServer::serveConnection(HttpConnection* connection)
 {
     bool goesOn = true;
-    serving = {connection, true};
+    serving = {connection, true, false};
     while (goesOn && connection->waitForRequest()) {
-        serving = {connection, false};
+        serving = {connection, false, false};
         connection->beginHead();
         const bool last = svr_sock_ == INVALID_SOCKET;
         bool clientEnds = false;
@@ -193,10 +181,22 @@ void HttpServer::serveConnection(HttpConnection* connection)
             connection->endHead();
             simplify(request);
         });
-        goesOn = isAnswered && serving.requestIsWhole && !clientEnds && !last;
+        goesOn = isAnswered && !serving.isLast && !clientEnds && !last;
     }
     if (!serving.requestIsWhole)
         connection->finish();
+}
+
+/** Sets the headers that every answer has, whoever made it. */
+void HttpServer::completeHeaders(httplib::Response* response)
+{
+    response->set_header("x-amzn-RequestId", QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString());
+    response->set_header("x-amz-crc32", checksum(response->body));
+    response->headers.erase("Keep-Alive"); // the library tells limits of its own, which do not hold here
+    // A busy client is told to make room with its answer, an idle one loses its connection.
+    serving.isLast = !serving.requestIsWhole || crowd_.makeRoom();
+    if (serving.isLast && !response->has_header("Connection"))
+        response->set_header("Connection", "close");
 }
 
 /** Answers a client that asks whether it may send its body: with 100, or at once. */

@@ -46,13 +46,14 @@ public:
 private:
     bool process_and_close_socket(socket_t socket) override;
     void serveConnection(HttpConnection* connection);
+    void completeHeaders(httplib::Response* response);
     void answer(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& readBody);
     int expectBody(const httplib::Request& request, httplib::Response& response) const;
 
     const HttpLimits limits_;
     Gateway* const gateway_;
-    const int stopping_; // eventfds, see ConnectionLimits
-    const int giveWay_;
+    const int stopping_; // eventfd, see ConnectionLimits
+    Crowd crowd_;
     const ConnectionLimits connectionLimits_;
     std::latch running_{1};
 };

@@ -1,3 +1,4 @@
+#include "client/standarddescriptors.h"
 #include "http/httpserver.h"
 
 #include <CLI/CLI.hpp>
@@ -121,6 +122,7 @@ int serve(const Options& options)
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
+    Client::openStandardDescriptors();
     // Before there is any thread, so that only the one that waits for them gets them.
     const sigset_t ending = endingSignals();
     (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode

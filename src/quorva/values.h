@@ -14,8 +14,8 @@
  * Items and their attributes, as they travel: an item is a map from attribute names to values, a value a map with one
  * member, its type. All of it are plain values; any thread may have its own.
  *
- *     const Quorva::Item order{{"customer", Quorva::S("abc")}, {"date", Quorva::S("2012-01")}, {"total",
- * Quorva::N(17)}}; Quorva::number(order, "total"); // 17
+ *     const Quorva::Item order{{"customer", Quorva::S("abc")}, {"total", Quorva::N(17)}};
+ *     Quorva::number(order, "total"); // 17
  */
 namespace Quorva {
 

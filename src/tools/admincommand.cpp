@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -141,7 +142,7 @@ int BackupCommand::start(const ServerAddress& server) const
             complain("another backup to " + directory +
                      " is under way, or one was cut off: " + markerIn(directory).string() + " is there");
         else
-            complain("cannot write " + markerIn(directory).string());
+            complain("cannot write " + markerIn(directory).string() + ": " + std::strerror(failure));
         return ExitErrorReply;
     }
     const int code = sendAction(server, table_, "DbBackup", directory, "cannot back up " + table_ + " to " + directory);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -77,14 +78,16 @@ std::string ImportState::save(const ImportMark& mark) const
                              {"line", mark.line},
                              {"stored", mark.stored},
                              {"refused", mark.refused}};
-    const std::string whole = path_ + ".new";
-    const int descriptor = ::open(whole.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    std::string whole = path_ + ".XXXXXX";
+    const int descriptor = ::mkostemp(whole.data(), O_CLOEXEC);
     if (descriptor < 0)
-        return "cannot write " + whole + ": " + std::strerror(errno);
+        return "cannot write " + path_ + ": " + std::strerror(errno);
     int failure = writeAll(descriptor, Json::serialize(fields) + '\n');
     ::close(descriptor);
     if (failure == 0 && ::rename(whole.c_str(), path_.c_str()) != 0)
         failure = errno;
+    if (failure != 0)
+        ::unlink(whole.c_str());
     return failure == 0 ? std::string() : "cannot write " + path_ + ": " + std::strerror(failure);
 }
 

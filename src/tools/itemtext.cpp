@@ -81,6 +81,8 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
         return error;
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
+    if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > LargestKeys)
+        return "the two keys are longer than 4092 characters, and queries and scans that meet them would fail";
     if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
         return {};
     QVariantMap stored = item;

@@ -19,7 +19,8 @@ namespace {
 std::string resolved(const std::string& path)
 {
     std::error_code error;
-    const fs::path target = fs::weakly_canonical(fs::absolute(path), error);
+    const fs::path absolute = fs::absolute(path, error);
+    const fs::path target = error ? fs::path() : fs::weakly_canonical(absolute, error);
     return error ? path : target.string();
 }
 
@@ -57,9 +58,18 @@ std::string OutputFile::open()
         written_.clear();
         return failure(errno);
     }
-    (void)::fchmod(descriptor, usualMode()); // ignored: then only its owner may read it
+    // Ignored where it fails: then fewer may read it than could.
+    struct stat before = {};
+    if (fs::exists(status) && ::stat(path_.c_str(), &before) == 0)
+        (void)(::fchown(descriptor, before.st_uid, before.st_gid) == 0 && ::fchmod(descriptor, before.st_mode & 07777));
+    else
+        (void)::fchmod(descriptor, usualMode());
     file_ = ::fdopen(descriptor, "w");
-    return file_ != nullptr ? std::string() : failure(errno);
+    if (file_ != nullptr)
+        return {};
+    const int openFailure = errno;
+    ::close(descriptor);
+    return failure(openFailure);
 }
 
 std::string OutputFile::writeLine(const QByteArray& text)

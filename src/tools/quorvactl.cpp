@@ -1,4 +1,5 @@
 #include "client/connection.h"
+#include "client/standarddescriptors.h"
 #include "tools/admincommand.h"
 #include "tools/command.h"
 #include "tools/deletecommand.h"
@@ -37,6 +38,7 @@ std::string usageError(const CLI::App* app, const CLI::Error& error)
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
+    Client::openStandardDescriptors();
     CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints its reply.", "quorvactl");
     app.set_version_flag("--version", "quorvactl " QUORVA_VERSION);
     app.failure_message(usageError);
@@ -47,7 +49,7 @@ int main(int argc, char** argv)
                "  64  the command line is wrong, or an argument cannot be used; nothing was written");
 
     Ctl::ServerAddress server{Client::DefaultHost, Client::DefaultPort};
-    app.add_option("--host", server.host, "The server's IPv4 address")->capture_default_str();
+    app.add_option("--host", server.host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
     app.add_option("--port", server.port, "The server's port")->check(CLI::Range(1, 65535))->capture_default_str();
     const Ctl::PutCommand put(&app);
     Ctl::GetCommand get(&app);

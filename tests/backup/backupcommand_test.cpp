@@ -98,7 +98,7 @@ TEST_F(BackupCommand, StartTellsWhenItCannotMakeTheMarker)
     std::ofstream(pathOf("file")).flush();
     const ProgramRun run = backup({"start", table(), pathOf("file")});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: cannot write " + markerIn(pathOf("file")) + '\n');
+    EXPECT_EQ(run.error, "quorvactl: cannot write " + markerIn(pathOf("file")) + ": Not a directory\n");
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the console sessions of a document and compares what they print with what the document says they print.
 
-    rundocs.py --bin DIRECTORY --quorva FILE... DOCUMENT
+    rundocs.py --bin DIRECTORY DOCUMENT
 
 A session is the "console" blocks of one document, in one shell, in a directory of its own that has a build/bin like a
 checkout, with a server on the default port. "$ " begins a command, lines that its syntax still needs belong to it, and

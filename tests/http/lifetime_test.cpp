@@ -2,10 +2,12 @@
 #include "support/scriptedserver.h"
 #include "support/waituntil.h"
 
+#include <atomic>
 #include <csignal>
 #include <future>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -142,6 +144,38 @@ TEST_F(HttpLifetime, IdleClientsKeepNobodyOut)
     for (int number = 0; number < 10; ++number) {
         clients.push_back(std::make_unique<HttpClient>(http_.port()));
         EXPECT_EQ(clients.back()->call("Scan", "{}").status, 200) << number;
+    }
+}
+
+/** Making room for others takes no answer from anybody, and ends with the crowd. */
+TEST_F(HttpLifetime, NoRequestOfACrowdIsLeftWithoutItsAnswer)
+{
+    release();
+    ASSERT_NO_FATAL_FAILURE(start({"--threads", "2"}));
+    std::vector<std::thread> crowd;
+    std::atomic<int> answered = 0;
+    for (int thread = 0; thread < 8; ++thread) {
+        crowd.emplace_back([&] {
+            for (int number = 0; number < 30; ++number) {
+                HttpClient client(http_.port());
+                for (bool goesOn = true; goesOn;) { // as long as it is not told to make room
+                    const HttpAnswer answer = client.call("Scan", "{}");
+                    EXPECT_EQ(answer.status, 200);
+                    ++answered;
+                    goesOn = answer.status == 200 && answer.header("connection").empty() && answered % 3 != 0;
+                }
+            }
+        });
+    }
+    for (std::thread& thread : crowd)
+        thread.join();
+    EXPECT_GE(answered, 8 * 30);
+
+    HttpClient alone(http_.port());
+    for (int number = 0; number < 20; ++number) {
+        const HttpAnswer answer = alone.call("Scan", "{}");
+        ASSERT_EQ(answer.status, 200) << number;
+        ASSERT_EQ(answer.header("connection"), "") << number;
     }
 }
 

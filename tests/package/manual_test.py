@@ -25,15 +25,12 @@ def help_texts(program, *command):
 
 def main(source, programs):
     pages = glob.glob(f"{source}/man/*.1")
-    expect("there are pages", bool(pages), True)
+    expect("pages", sorted(os.path.basename(page) for page in pages), ["quorva-http.1", "quorva.1", "quorvactl.1"])
     for page in pages:
         name = os.path.basename(page)[:-2]
         # Complaints end it with a status that is not 0.
         run(["mandoc", "-T", "lint", "-W", "warning", page])
         program = os.path.join(programs, name)
-        if not os.path.exists(program):
-            print(f"{name} was not built, its page is not compared with it")
-            continue
         text = re.sub("[^\n]\b", "", run(["mandoc", "-T", "ascii", page]))  # bold is written as overstriking
         helps, commands = help_texts(program)
         options = re.findall(r"(?<![\w-])(--?[a-zA-Z][\w-]*)", helps)

@@ -19,7 +19,12 @@ import urllib.request
 
 from installedserver import DEADLINE, InstalledServer, expect, fail, run
 
-PROGRAMS = ["quorva", "quorvactl"]
+PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
+OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
+               "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md"]
+UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",
+                 "ProtectSystem": "strict", "ProtectHome": "yes", "IPAddressDeny": "any",
+                 "IPAddressAllow": "localhost"}
 GET_ITEM = {"TableName": "main|orders",
             "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 
@@ -109,10 +114,7 @@ def service_command(root, unit, variable, options):
 
 
 def use_gateway(root, server, scratch):
-    """Reads the item over HTTP, as far as the package has that."""
-    if not os.path.exists(unit_path(root, "quorva-http")):
-        print("quorva-http was not built, nothing is read over HTTP")
-        return
+    """Reads the item over HTTP."""
     command = service_command(root, "quorva-http", "QUORVA_HTTP_OPTIONS", ["--listen", "0", "--port", str(server.port)])
     messages = os.path.join(scratch, "http.log")
     with open(messages, "w") as log:
@@ -188,6 +190,12 @@ def main(build):
         for name in PROGRAMS:
             for file in (f"usr/bin/{name}", f"usr/share/man/man1/{name}.1.gz"):
                 expect(f"{file} is installed", file in installed, True)
+        for file in OTHER_FILES:
+            expect(f"{file} is installed", file in installed, True)
+        for unit in ("quorva", "quorva-http"):
+            settings = unit_settings(root, unit)
+            expect(f"settings of {unit}", {key: settings.get(key) for key in UNIT_SETTINGS},
+                   {key: [value] for key, value in UNIT_SETTINGS.items()})
         wants = os.path.join(root.path, "etc/systemd/system/multi-user.target.wants")
         expect("enabled services", os.listdir(wants), ["quorva.service"])
         for unit in glob.glob(f"{root.path}/usr/lib/systemd/system/*.service"):

@@ -96,6 +96,23 @@ TEST_F(ExportCommand, AnEmptyTableIsAnEmptyFile)
     expectOutput({"import", table(), pathOf("out")}, "");
 }
 
+TEST_F(ExportCommand, AFileKeepsWhoMayReadIt)
+{
+    const std::string file = writeFile("secret", "older");
+    std::filesystem::permissions(file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    expectOutput({"export", table(), file}, "");
+    EXPECT_EQ(readFile(file), "");
+    EXPECT_EQ(std::filesystem::status(file).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(ExportCommand, AFileWithoutANameIsAnError)
+{
+    const ProgramRun run = quorvactl({"export", table(), ""});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_THAT(run.error, testing::StartsWith("quorvactl: cannot write : "));
+}
+
 TEST_F(ExportCommand, AFailedOneLeavesWhatWasThere)
 {
     put("k", "r", {{"a", textValue("x")}});

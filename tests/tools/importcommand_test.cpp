@@ -304,9 +304,8 @@ TEST_F(ImportCommand, AStateFileOfSomethingElseIsRefused)
     writeFile("state", R"({"line":1,"table":"d|t","input":"-","stored":1,"refused":0})");
     expectFailure({"import", table(), file, "--state", state()}, Usage,
                   "quorvactl: " + state() + " is of another import, of - into d|t\n" + advice);
-    expectFailure(
-        {"import", table(), file, "--state", pathOf("none/state")}, ErrorReply,
-        stopped("cannot write " + pathOf("none/state.new") + ": No such file or directory", file, 0, 0, 0, true));
+    expectFailure({"import", table(), file, "--state", pathOf("none/state")}, ErrorReply,
+                  stopped("cannot write " + pathOf("none/state") + ": No such file or directory", file, 0, 0, 0, true));
     EXPECT_EQ(count(), 0);
 }
 
@@ -417,4 +416,33 @@ TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
                              directory.file("items") +
                              " are done: 50 items stored, 0 refused\n  try: the same command with --skip 50, which "
                              "goes on behind them\n");
+}
+
+/** Files next to the state file belong to others, the input itself among them. */
+TEST_F(ImportCommand, AStateFileTouchesNothingBesides)
+{
+    const std::string file = writeFile("state.new", lines(1, 30));
+    expectOutput({"import", table(), file, "--state", state()}, "");
+    EXPECT_EQ(readFile(file), lines(1, 30));
+    EXPECT_EQ(count(), 30);
+}
+
+TEST_F(ImportCommand, KeysThatCannotBeReadBackAreRefused)
+{
+    const auto line = [](int range) {
+        return R"({"h":{"S":"k"},"r":{"S":")" + std::string(static_cast<std::size_t>(range), 'r') + "\"}}\n";
+    };
+    const ProgramRun run = quorvactl({"import", table()}, {.input = writeFile("items", line(4091) + line(4092))});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_THAT(run.error, testing::StartsWith("quorvactl: standard input:2: the two keys are longer than 4092"));
+    EXPECT_EQ(count(), 1);
+}
+
+TEST_F(ImportCommand, AClosedStandardInputIsAnEmptyOne)
+{
+    const std::string command =
+        "exec \"$0\" --port " + std::to_string(server_.port()) + " import '" + table() + "' <&-";
+    const ProgramRun run = runProgram("/bin/sh", {"-c", command, QUORVACTL_BINARY});
+    EXPECT_EQ(run.status, Ok) << run.error;
+    EXPECT_EQ(count(), 0);
 }

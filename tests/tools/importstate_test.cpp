@@ -78,7 +78,7 @@ TEST_F(ImportStateTest, TellsWhatCannotBeReadOrWritten)
     const ImportState directory(directory_.path(), "d|t", "/in");
     EXPECT_EQ(directory.load(&mark), "cannot read " + directory_.path() + ": Is a directory");
     const ImportState nowhere(directory_.file("none/state"), "d|t", "/in");
-    EXPECT_EQ(nowhere.save({}), "cannot write " + directory_.file("none/state.new") + ": No such file or directory");
+    EXPECT_EQ(nowhere.save({}), "cannot write " + directory_.file("none/state") + ": No such file or directory");
     const std::string taken = directory_.makeDirectory("taken");
     EXPECT_EQ(ImportState(taken, "d|t", "/in").save({}), "cannot write " + taken + ": Is a directory");
 }

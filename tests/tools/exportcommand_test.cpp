@@ -148,7 +148,7 @@ QByteArray endlessPage(int page)
 TEST(ExportFromAServer, ThatGoesAwayLeavesNoFile)
 {
     const TempDir directory;
-    int page = 0;
+    std::atomic<int> page = 0;
     const ReplyingServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         if (++page > 20)
             return std::nullopt;
@@ -179,7 +179,7 @@ TEST(ExportFromAServer, ThatIsInterruptedLeavesNoFile)
 TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
 {
     const TempDir directory;
-    int page = 0;
+    std::atomic<int> page = 0;
     const ReplyingServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         if (++page > 20)
             return std::nullopt;

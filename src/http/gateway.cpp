@@ -60,7 +60,8 @@ bool isObject(const QByteArray& body)
 QByteArray serversBody(const QByteArray& operation, const QByteArray& body)
 {
     QVariantMap object;
-    const bool isRewritten = operation == "Query" && parseObject(body, &object) && makeResumable(&object);
+    const bool isRewritten =
+        operation == "Query" && body.contains("BEGINS_WITH") && parseObject(body, &object) && makeResumable(&object);
     return isRewritten ? Json::serialize(object) : body;
 }
 

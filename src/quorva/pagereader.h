@@ -1,6 +1,7 @@
 #ifndef QUORVA_PAGEREADER_H
 #define QUORVA_PAGEREADER_H
 
+#include "client/paging.h"
 #include "quorva/requests.h"
 #include "quorva/result.h"
 
@@ -25,10 +26,6 @@ struct PagedRequest {
 
 /**
  * Reads a query or scan item by item. Not installed.
- *
- * A page's last key is where the next one begins, but some keys are of no use there: an empty one reads as none, and
- * one may lie behind. Then the same page is asked for again with twice the limit, and the items that were given already
- * are left out.
  */
 class PageReader {
 public:
@@ -48,12 +45,10 @@ private:
     void fetch();
     void prepareNextPage();
     void fetchUntilSomething();
-    bool goesBack(const Key& last) const;
 
     Connection* const connection_;
     const PagedRequest request_;
-    QVariantMap startKey_; // of the page under way; empty: from the beginning
-    int limit_;
+    Client::Paging pages_;
     QString rangeName_; // of the range key's attribute, where a prefix is looked for
     bool started_ = false;
     bool last_ = false; // no page follows the one under way

@@ -1,15 +1,13 @@
 #include "tools/importstate.h"
 
+#include "tools/outputfile.h"
 #include "json/jsonadapter.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Ctl {
@@ -24,17 +22,6 @@ int readAll(int descriptor, QByteArray* text)
     while ((size = ::read(descriptor, piece, sizeof piece)) > 0)
         text->append(piece, size);
     return size < 0 ? errno : 0;
-}
-
-int writeAll(int descriptor, const QByteArray& text)
-{
-    for (qsizetype done = 0; done < text.size();) {
-        const ssize_t size = ::write(descriptor, text.constData() + done, static_cast<size_t>(text.size() - done));
-        if (size < 0 && errno != EINTR)
-            return errno;
-        done += size < 0 ? 0 : size;
-    }
-    return 0;
 }
 
 } // namespace
@@ -78,17 +65,11 @@ std::string ImportState::save(const ImportMark& mark) const
                              {"line", mark.line},
                              {"stored", mark.stored},
                              {"refused", mark.refused}};
-    std::string whole = path_ + ".XXXXXX";
-    const int descriptor = ::mkostemp(whole.data(), O_CLOEXEC);
-    if (descriptor < 0)
-        return "cannot write " + path_ + ": " + std::strerror(errno);
-    int failure = writeAll(descriptor, Json::serialize(fields) + '\n');
-    ::close(descriptor);
-    if (failure == 0 && ::rename(whole.c_str(), path_.c_str()) != 0)
-        failure = errno;
-    if (failure != 0)
-        ::unlink(whole.c_str());
-    return failure == 0 ? std::string() : "cannot write " + path_ + ": " + std::strerror(failure);
+    OutputFile file(path_);
+    std::string error = file.open();
+    if (error.empty())
+        error = file.writeLine(Json::serialize(fields));
+    return error.empty() ? file.commit(OutputFile::Disk::Whenever) : error;
 }
 
 void ImportState::remove() const

@@ -80,15 +80,18 @@ std::string OutputFile::writeLine(const QByteArray& text)
     return failure(errno);
 }
 
-std::string OutputFile::commit()
+std::string OutputFile::commit(Disk disk)
 {
     if (std::fflush(file_) != 0)
         return failure(errno);
     if (written_.empty())
         return {};
-    if (::fsync(::fileno(file_)) != 0 || ::rename(written_.c_str(), path_.c_str()) != 0)
+    const bool isSynchronised = disk == Disk::Whenever || ::fsync(::fileno(file_)) == 0;
+    if (!isSynchronised || ::rename(written_.c_str(), path_.c_str()) != 0)
         return failure(errno);
     written_.clear();
+    if (disk == Disk::Whenever)
+        return {};
     const int error = synchronise();
     return error == 0 ? std::string() : failure(error);
 }

@@ -23,8 +23,10 @@ public:
 
     [[nodiscard]] std::string open();
     [[nodiscard]] std::string writeLine(const QByteArray& text);
-    /** Puts it on disk under its name, in place of a file that is there. */
-    [[nodiscard]] std::string commit();
+    /** When its bytes and name are on the disk: after a loss of power, one that is not there yet may be broken. */
+    enum class Disk { AtOnce, Whenever };
+    /** Gives it its name, in place of a file that is there. */
+    [[nodiscard]] std::string commit(Disk disk = Disk::AtOnce);
 
 private:
     std::string failure(int error) const;

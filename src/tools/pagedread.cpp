@@ -23,17 +23,24 @@ void PageOptions::declare(CLI::App* command)
 PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,
                      std::function<bool(const QVariantMap&)> belongs)
     : options_(options), operation_(std::move(operation)), body_(std::move(body)), belongs_(std::move(belongs))
-{}
+{
+    if (options_.attributes.empty())
+        return;
+    QVariantList names;
+    for (const std::string& name : options_.attributes)
+        names.append(QString::fromStdString(name));
+    body_.insert("AttributesToGet", names);
+}
 
 int PagedRead::run(const ServerAddress& server)
 {
     Session session(server);
-    QVariantMap start;
-    int limit = options_.limit;
-    for (Next next = Next::Page; next != Next::End && !complete(); next = advance(&start, &limit)) {
+    using Next = Client::Paging::Next;
+    Client::Paging pages(QString::fromLatin1(operation_), body_, options_.limit);
+    for (Next next = Next::Page; next != Next::End && !complete(); next = pages.advance(reply_)) {
         if (next == Next::Page)
             taken_.clear();
-        if (const int code = readPage(session, start, limit))
+        if (const int code = readPage(session, pages.body()))
             return code;
         if (const int code = takeItems())
             return code;
@@ -49,18 +56,8 @@ int PagedRead::run(const ServerAddress& server)
     return ExitOk;
 }
 
-int PagedRead::readPage(Session& session, const QVariantMap& start, int limit)
+int PagedRead::readPage(Session& session, const QVariantMap& body)
 {
-    QVariantMap body = body_;
-    body.insert("Limit", limit);
-    if (!start.isEmpty())
-        body.insert("ExclusiveStartKey", start);
-    if (!options_.attributes.empty()) {
-        QVariantList names;
-        for (const std::string& name : options_.attributes)
-            names.append(QString::fromStdString(name));
-        body.insert("AttributesToGet", names);
-    }
     const int code = session.request(operation_, body, &reply_);
     return code == ExitErrorReply ? complainOf(session, reply_) : code;
 }
@@ -100,39 +97,6 @@ int PagedRead::takeItems()
         }
     }
     return ExitOk;
-}
-
-PagedRead::Next PagedRead::advance(QVariantMap* start, int* limit) const
-{
-    const QVariantMap last = reply_.value("LastEvaluatedKey").toMap();
-    if (last.isEmpty())
-        return Next::End;
-    const QString hash = last.value("HashKeyElement").toString();
-    const QString range = last.value("RangeKeyElement").toString();
-    const QVariantMap following{{"HashKeyElement", QVariantMap{{"S", hash}}},
-                                {"RangeKeyElement", QVariantMap{{"S", range}}}};
-    const bool query = operation_ == "Query";
-    const bool usable = !(query ? range : hash).isEmpty() && following != *start && !goesBack(*start, range);
-    if (!usable) {
-        *limit = *limit > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : *limit * 2;
-        return Next::SamePage;
-    }
-    *start = following;
-    *limit = options_.limit;
-    return Next::Page;
-}
-
-/**
- * Whether a page ended in front of where it began. A query down whose start key was deleted meanwhile examines the next
- * greater key first, and with a small limit that may be its last. From there, items would come a second time.
- */
-bool PagedRead::goesBack(const QVariantMap& start, const QString& lastRange) const
-{
-    if (start.isEmpty())
-        return false;
-    const QString comparison = body_.value("RangeKeyCondition").toMap().value("ComparisonOperator").toString();
-    const bool down = comparison == "LE" || comparison == "LT";
-    return down && lastRange > start.value("RangeKeyElement").toMap().value("S").toString();
 }
 
 } // namespace Ctl

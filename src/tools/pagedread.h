@@ -1,6 +1,7 @@
 #ifndef QUORVA_TOOLS_PAGEDREAD_H
 #define QUORVA_TOOLS_PAGEDREAD_H
 
+#include "client/paging.h"
 #include "tools/command.h"
 #include "tools/session.h"
 
@@ -16,9 +17,9 @@ namespace Ctl {
 
 /** The options that scan and query share. */
 struct PageOptions {
-    int limit = 128;        // records that the server examines for one page
-    long long max = -1;     // items to print; below 0: all
-    bool countOnly = false; // print the number of items instead
+    int limit = Client::DefaultPageLimit; // records that the server examines for one page
+    long long max = -1;                   // items to print; below 0: all
+    bool countOnly = false;               // print the number of items instead
     std::vector<std::string> attributes;
 
     void declare(CLI::App* command);
@@ -27,10 +28,6 @@ struct PageOptions {
 /**
  * Reads a Scan or Query to its end, page after page on one connection, and prints one item a line or the count, or
  * hands the lines on.
- *
- * A page's last key is where the next one begins, but some keys are of no use there: an empty one reads as none, and
- * one may lie behind. Then the same page is asked for again with twice the limit, and what was printed already is left
- * out.
  */
 class PagedRead {
 public:
@@ -50,18 +47,14 @@ public:
     int run(const ServerAddress& server);
 
 private:
-    enum class Next { Page, SamePage, End };
-
-    int readPage(Session& session, const QVariantMap& start, int limit);
+    int readPage(Session& session, const QVariantMap& body);
     int complainOf(Session& session, const QVariantMap& reply) const;
     int takeItems();
-    Next advance(QVariantMap* start, int* limit) const;
-    bool goesBack(const QVariantMap& start, const QString& lastRange) const;
     bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
 
     const PageOptions& options_;
     const QByteArray operation_;
-    const QVariantMap body_;
+    QVariantMap body_; // without what changes from page to page
     const std::function<bool(const QVariantMap&)> belongs_;
     Sink sink_;
 

@@ -18,8 +18,6 @@ public:
     int run(const ServerAddress& server) const;
 
 private:
-    int runBeginsWith(const ServerAddress& server, QVariantMap body) const;
-
     CLI::App* const command_; // owned by the application
     std::string table_;
     std::string hash_;

@@ -2,7 +2,7 @@
 #define QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
 
 #include "request/tablefixture.h"
-#include "tools/programrun.h"
+#include "support/programrun.h"
 
 #include <QStringList>
 

@@ -1,9 +1,9 @@
 #include "client/connection.h"
 
+#include "support/heldport.h"
+
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -20,18 +20,11 @@ using namespace std::string_literals;
  */
 class Peer {
 public:
-    explicit Peer(std::function<void(int)> script) : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit Peer(std::function<void(int)> script)
     {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(listen(listener_, 1), 0);
-        EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        port_ = ntohs(address.sin_port);
+        listener_.listen(1);
         thread_ = std::thread([this, script = std::move(script)] {
-            const int connection = accept(listener_, nullptr, nullptr);
+            const int connection = accept(listener_.descriptor(), nullptr, nullptr);
             if (connection < 0)
                 return;
             script(connection);
@@ -40,42 +33,15 @@ public:
     }
     ~Peer()
     {
-        shutdown(listener_, SHUT_RDWR); // ends an accept that nobody answered
+        shutdown(listener_.descriptor(), SHUT_RDWR); // ends an accept that nobody answered
         thread_.join();
-        close(listener_);
     }
 
-    int port() const { return port_; }
+    int port() const { return listener_.number(); }
 
 private:
-    int listener_;
-    int port_ = 0;
+    HeldPort listener_;
     std::thread thread_;
-};
-
-/** A port that is nobody else's as long as this lives. */
-class HeldPort {
-public:
-    HeldPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        number_ = ntohs(address.sin_port);
-    }
-    ~HeldPort() { close(socket_); }
-    HeldPort(const HeldPort&) = delete;
-    HeldPort& operator=(const HeldPort&) = delete;
-
-    int number() const { return number_; }
-    int descriptor() const { return socket_; }
-
-private:
-    int socket_;
-    int number_ = 0;
 };
 
 void writeAll(int descriptor, const QByteArray& bytes)

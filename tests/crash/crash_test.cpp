@@ -11,8 +11,8 @@
  */
 #include "crashbench.h"
 
+#include "support/programrun.h"
 #include "support/waituntil.h"
-#include "tools/programrun.h"
 
 #include <gtest/gtest.h>
 

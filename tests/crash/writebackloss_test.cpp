@@ -1,7 +1,7 @@
 #include "writebackloss.h"
 
+#include "support/programrun.h"
 #include "support/tempdir.h"
-#include "tools/programrun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

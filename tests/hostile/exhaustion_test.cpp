@@ -4,9 +4,9 @@
  */
 #include "request/tablefixture.h"
 #include "server/procfs.h"
+#include "support/programrun.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
-#include "tools/programrun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

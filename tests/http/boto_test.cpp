@@ -1,7 +1,7 @@
 #include "http/httpprocess.h"
+#include "support/programrun.h"
 #include "support/serverprocess.h"
 #include "support/tempdir.h"
-#include "tools/programrun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

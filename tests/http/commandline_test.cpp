@@ -1,6 +1,6 @@
 #include "http/httpfixture.h"
+#include "support/programrun.h"
 #include "support/scriptedserver.h"
-#include "tools/programrun.h"
 
 #include <gmock/gmock.h>
 

@@ -14,22 +14,12 @@ using testing::IsEmpty;
 class HttpError : public HttpTest {
 protected:
     /** Sends the bytes on a connection of their own and expects this error with all its headers. */
-    HttpAnswer expectError(const std::string& bytes, int status, const std::string& type, const std::string& message)
+    HttpAnswer expectRefused(const std::string& bytes, int status, const std::string& type, const std::string& message)
     {
         HttpClient client(http_.port());
         const HttpAnswer answer = client.exchange(bytes);
         expectError(answer, status, type, message);
         return answer;
-    }
-
-    static void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message)
-    {
-        EXPECT_EQ(answer.status, status);
-        EXPECT_EQ(answer.body,
-                  R"({"__type":"com.amazonaws.dynamodb.v20111205#)" + type + R"(","message":")" + message + "\"}");
-        EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
-        EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
-        EXPECT_EQ(answer.header("x-amzn-requestid").size(), 36U);
     }
 };
 
@@ -83,16 +73,16 @@ TEST_F(HttpError, AFailedConditionIsTheApisOwn)
 TEST_F(HttpError, AnUnknownTableIsABadRequestWhoseOutcomeIsNotFound)
 {
     const HttpAnswer answer =
-        expectError(apiRequest("GetItem", R"({"TableName":"/none|t","Key":)" + key("a", "1") + '}'), 400,
-                    "ResourceNotFoundException", "Specified item does not exist.");
+        expectRefused(apiRequest("GetItem", R"({"TableName":"/none|t","Key":)" + key("a", "1") + '}'), 400,
+                      "ResourceNotFoundException", "Specified item does not exist.");
     EXPECT_EQ(answer.reason, "Not Found");
 }
 
 TEST_F(HttpError, OtherErrorsOfTheServerKeepTheirTypes)
 {
-    expectError(apiRequest("BatchWriteItem", "{}"), 400, "ValidationException", "A parameter is missing");
-    expectError(apiRequest("GetItem", body("\"Key\":{}")), 400, "InternalServerError",
-                "The server encountered an internal error.");
+    expectRefused(apiRequest("BatchWriteItem", "{}"), 400, "ValidationException", "A parameter is missing");
+    expectRefused(apiRequest("GetItem", body("\"Key\":{}")), 400, "InternalServerError",
+                  "The server encountered an internal error.");
 }
 
 // What does not get there.
@@ -101,12 +91,12 @@ TEST_F(HttpError, TargetsThatAreMissingOrForeign)
 {
     const char* type = "UnknownOperationException";
     const std::string rest = "Content-Length: 2\r\n";
-    expectError(post(rest, "{}"), 400, type, "The header X-Amz-Target is missing");
+    expectRefused(post(rest, "{}"), 400, type, "The header X-Amz-Target is missing");
     for (const char* target :
          {"DynamoDB_20120810.GetItem", "DynamoDB_20111205.BatchGetItem", "DynamoDB_20111205.", "DynamoDB_20111205",
           "GetItem", "DynamoDB_20111205.GetItems", "dynamodb_20111205.GetItem"})
-        expectError(post("X-Amz-Target: " + std::string(target) + "\r\n" + rest, "{}"), 400, type,
-                    std::string("There is no operation ") + target);
+        expectRefused(post("X-Amz-Target: " + std::string(target) + "\r\n" + rest, "{}"), 400, type,
+                      std::string("There is no operation ") + target);
 }
 
 TEST_F(HttpError, ATargetThatIsUnknownLeavesTheConnectionForTheNextRequest)
@@ -119,8 +109,8 @@ TEST_F(HttpError, ATargetThatIsUnknownLeavesTheConnectionForTheNextRequest)
 TEST_F(HttpError, OtherMethodsAreNotAllowed)
 {
     for (const char* method : {"GET", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"}) {
-        const HttpAnswer answer = expectError(std::string(method) + " / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", 405,
-                                              "InvalidRequestException", NoMethod);
+        const HttpAnswer answer = expectRefused(std::string(method) + " / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", 405,
+                                                "InvalidRequestException", NoMethod);
         EXPECT_EQ(answer.reason, "Method Not Allowed");
         EXPECT_EQ(answer.header("allow"), "POST");
         EXPECT_EQ(answer.header("connection"), "close");
@@ -136,16 +126,16 @@ TEST_F(HttpError, OtherMethodsAreNotAllowed)
 TEST_F(HttpError, OtherPathsDoNotExist)
 {
     for (const char* line : {"POST /table", "GET /index.html", "POST //", "POST /%2e%2e/", "POST table"})
-        expectError(std::string(line) + " HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.GetItem\r\n"
-                                        "Content-Length: 2\r\n\r\n{}",
-                    404, "InvalidRequestException", NoPath);
+        expectRefused(std::string(line) + " HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.GetItem\r\n"
+                                          "Content-Length: 2\r\n\r\n{}",
+                      404, "InvalidRequestException", NoPath);
 }
 
 TEST_F(HttpError, AClientThatStillSendsGetsTheAnswer)
 {
     const std::string body(20000000, ' ');
-    expectError("POST /table HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body, 404,
-                "InvalidRequestException", NoPath);
+    expectRefused("POST /table HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body, 404,
+                  "InvalidRequestException", NoPath);
 }
 
 TEST_F(HttpError, BodiesThatAreNoJsonObject)
@@ -154,12 +144,12 @@ TEST_F(HttpError, BodiesThatAreNoJsonObject)
     for (const std::string& text : {""s, "{"s, "{} {}"s, "[]"s, "1"s, "null"s, "\"{}\""s, "{\"a\":\"\xff\"}"s, "{}\0"s,
                                     "{\"a\":1e999}"s, "{\"a\":\"\\ud800\"}"s, std::string(100000, '['),
                                     "{\"a\":" + std::string(1000, '[') + std::string(1000, ']') + "}"})
-        expectError(apiRequest("DeleteTable", text), 400, "SerializationException", NoObject);
+        expectRefused(apiRequest("DeleteTable", text), 400, "SerializationException", NoObject);
 }
 
 TEST_F(HttpError, ABodyWithoutAnyLengthIsEmpty)
 {
-    expectError(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"), 400, "SerializationException", NoObject);
+    expectRefused(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"), 400, "SerializationException", NoObject);
 }
 
 TEST_F(HttpError, LengthsThatCannotBeTrusted)
@@ -168,8 +158,8 @@ TEST_F(HttpError, LengthsThatCannotBeTrusted)
          {"Content-Length: two\r\n", "Content-Length: -2\r\n", "Content-Length: 2\r\nContent-Length: 3\r\n",
           "Content-Length: 99999999999999999999\r\n", "Transfer-Encoding: gzip, chunked\r\n"}) {
         const HttpAnswer answer =
-            expectError(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n" + std::string(header), "{}"), 400,
-                        "InvalidRequestException", NoLength);
+            expectRefused(post("X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n" + std::string(header), "{}"), 400,
+                          "InvalidRequestException", NoLength);
         EXPECT_EQ(answer.header("connection"), "close");
     }
 }
@@ -178,10 +168,10 @@ TEST_F(HttpError, BodiesThatAreNotWhatTheirHeadersSay)
 {
     const std::string target = "X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n";
     const char* message = "The body ended early or is not what its headers say";
-    expectError(post(target + "Transfer-Encoding: chunked\r\n", "xyz\r\n{}\r\n0\r\n\r\n"), 400,
-                "InvalidRequestException", message);
-    expectError(post(target + "Content-Encoding: gzip\r\nContent-Length: 8\r\n", "notgzip!"), 400,
-                "InvalidRequestException", message);
+    expectRefused(post(target + "Transfer-Encoding: chunked\r\n", "xyz\r\n{}\r\n0\r\n\r\n"), 400,
+                  "InvalidRequestException", message);
+    expectRefused(post(target + "Content-Encoding: gzip\r\nContent-Length: 8\r\n", "notgzip!"), 400,
+                  "InvalidRequestException", message);
 }
 
 TEST_F(HttpError, WhatIsNoHttpIsAnsweredAndTheConnectionClosed)

@@ -84,6 +84,16 @@ std::string crc32Of(std::string_view bytes)
     return std::to_string(~value);
 }
 
+void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message)
+{
+    EXPECT_EQ(answer.status, status);
+    EXPECT_EQ(answer.body,
+              R"({"__type":"com.amazonaws.dynamodb.v20111205#)" + type + R"(","message":")" + message + "\"}");
+    EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
+    EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
+    EXPECT_EQ(answer.header("x-amzn-requestid").size(), 36U);
+}
+
 HttpClient::HttpClient(int port) : socket_(connectedSocket("127.0.0.1", port))
 {
     EXPECT_GE(socket_, 0) << "nobody listens on port " << port;

@@ -19,6 +19,9 @@ struct HttpAnswer {
 /** What every request of the API looks like; `target` is an operation's short name. */
 std::string apiRequest(std::string_view target, std::string_view body);
 
+/** An error as quorva-http makes it, with the headers of every answer. */
+void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message);
+
 /** CRC-32 in decimal, computed bit by bit. */
 std::string crc32Of(std::string_view bytes);
 

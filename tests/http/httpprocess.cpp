@@ -1,19 +1,17 @@
 #include "http/httpprocess.h"
 
+#include "support/programrun.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
+#include <utility>
 
 HttpProcess::~HttpProcess()
 {
@@ -27,24 +25,12 @@ HttpProcess::~HttpProcess()
 
 bool HttpProcess::start(int serverPort, const std::vector<std::string>& arguments)
 {
-    std::vector<std::string> words{QUORVA_HTTP_BINARY, "--listen", "0", "--port", std::to_string(serverPort)};
+    std::vector<std::string> words{"--listen", "0", "--port", std::to_string(serverPort)};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, directory_.file("stderr").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC | O_APPEND, 0600);
-    const int failure = posix_spawn(&pid_, words.front().c_str(), &actions, nullptr, pointers.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0) {
-        ADD_FAILURE() << words.front() << ": " << std::strerror(failure);
+    std::filesystem::remove(directory_.file("stderr")); // of an earlier start
+    pid_ = startProgram(QUORVA_HTTP_BINARY, words, "/dev/null", "/dev/null", directory_.file("stderr"));
+    if (pid_ < 0)
         return false;
-    }
     const std::string mark = "listening on 127.0.0.1:";
     (void)waitUntil([&] { return errorText().ends_with('\n') || hasEnded(); }, Deadline); // ignored: the text tells
     const std::string text = errorText();
@@ -69,20 +55,16 @@ std::optional<int> HttpProcess::waitForExit()
     endExpected_ = true;
     if (!waitUntil([this] { return hasEnded(); }, Deadline))
         return std::nullopt;
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
-    pid_ = -1;
+    const int status = reapProgram(std::exchange(pid_, -1));
     const std::string errors = errorText();
     if (errors.find("Sanitizer") != std::string::npos || errors.find("runtime error: ") != std::string::npos)
         ADD_FAILURE() << "quorva-http wrote a sanitizer report: " << errors;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return status;
 }
 
 std::string HttpProcess::errorText() const
 {
-    std::ifstream file(directory_.file("stderr"), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return readFile(directory_.file("stderr"));
 }
 
 bool HttpProcess::hasEnded() const

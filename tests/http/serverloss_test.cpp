@@ -1,10 +1,10 @@
 #include "http/httpfixture.h"
+#include "support/heldport.h"
 #include "support/scriptedserver.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
 
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -42,40 +42,6 @@ protected:
         ASSERT_TRUE(server_.isRunning());
     }
 };
-
-/** A port of this machine that nobody listens on, and nobody can take. */
-class DeadPort {
-public:
-    DeadPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        port_ = ntohs(address.sin_port);
-    }
-    ~DeadPort() { close(socket_); }
-    DeadPort(const DeadPort&) = delete;
-    DeadPort& operator=(const DeadPort&) = delete;
-
-    int port() const { return port_; }
-
-private:
-    int socket_;
-    int port_ = 0;
-};
-
-void expectError(const HttpAnswer& answer, int status, const std::string& type, const std::string& message)
-{
-    EXPECT_EQ(answer.status, status);
-    EXPECT_EQ(answer.body,
-              R"({"__type":"com.amazonaws.dynamodb.v20111205#)" + type + R"(","message":")" + message + "\"}");
-    EXPECT_EQ(answer.header("content-type"), "application/x-amz-json-1.0");
-    EXPECT_EQ(answer.header("x-amz-crc32"), crc32Of(answer.body));
-    EXPECT_EQ(answer.header("x-amzn-requestid").size(), 36U);
-}
 
 const std::string Ok = ScriptedServer::framed(R"({"__rc":200,"__rcstr":"OK"})");
 
@@ -133,9 +99,9 @@ TEST_F(HttpServerLoss, AServerThatIsDownIsUnavailableUntilItIsBack)
 
 TEST(HttpWithoutServer, StartsAndSaysSoToEachRequest)
 {
-    const DeadPort nobody;
+    const HeldPort nobody;
     HttpProcess http;
-    ASSERT_TRUE(http.start(nobody.port()));
+    ASSERT_TRUE(http.start(nobody.number()));
     HttpClient client(http.port());
     for (int i = 0; i < 2; ++i)
         expectError(client.call("Scan", "{}"), 503, "ServiceUnavailableException",

@@ -1,7 +1,6 @@
 #include "libraryfixture.h"
+#include "support/heldport.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,20 +13,11 @@ namespace {
 /** A port of 127.0.0.1 on which nobody accepts: the system takes `queue` + 1 connections and drops the others. */
 class SilentPort {
 public:
-    explicit SilentPort(int queue) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit SilentPort(int queue)
     {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(listen(socket_, queue), 0);
-        EXPECT_EQ(getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size), 0);
-        server_.port = ntohs(address.sin_port);
+        port_.listen(queue);
+        server_.port = port_.number();
     }
-    ~SilentPort() { close(socket_); }
-    SilentPort(const SilentPort&) = delete;
-    SilentPort& operator=(const SilentPort&) = delete;
 
     Server server(std::chrono::milliseconds connectLimit, std::chrono::milliseconds receiveLimit) const
     {
@@ -40,7 +30,7 @@ public:
     /** Answers the next connection's request, whatever it is, with these bytes, and closes it. */
     void answerOne(const QByteArray& bytes) const
     {
-        const int connection = accept(socket_, nullptr, nullptr);
+        const int connection = accept(port_.descriptor(), nullptr, nullptr);
         char request[4096];
         EXPECT_GT(recv(connection, request, sizeof request, 0), 0);
         EXPECT_EQ(send(connection, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL), bytes.size());
@@ -48,7 +38,7 @@ public:
     }
 
 private:
-    int socket_;
+    HeldPort port_;
     Server server_;
 };
 

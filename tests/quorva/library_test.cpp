@@ -1,4 +1,4 @@
-#include "tools/programrun.h"
+#include "support/programrun.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -38,23 +36,15 @@ std::optional<std::string> receiveWithLength(int socket)
 
 } // namespace
 
-ScriptedServer::ScriptedServer(std::function<std::string(const Request&)> script)
-    : script_(std::move(script)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+ScriptedServer::ScriptedServer(std::function<std::string(const Request&)> script) : script_(std::move(script))
 {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    EXPECT_EQ(listen(listener_, 16), 0);
-    EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    port_ = ntohs(address.sin_port);
+    listener_.listen(16);
     acceptor_ = std::thread([this] { acceptAll(); });
 }
 
 ScriptedServer::~ScriptedServer()
 {
-    shutdown(listener_, SHUT_RDWR);
+    shutdown(listener_.descriptor(), SHUT_RDWR);
     acceptor_.join();
     for (const int socket : sockets_)
         shutdown(socket, SHUT_RDWR);
@@ -62,7 +52,6 @@ ScriptedServer::~ScriptedServer()
         thread.join();
     for (const int socket : sockets_)
         close(socket);
-    close(listener_);
 }
 
 ReplyingServer::ReplyingServer(Script script)
@@ -84,7 +73,7 @@ std::string ScriptedServer::framed(const std::string& body)
 void ScriptedServer::acceptAll()
 {
     for (;;) {
-        const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        const int socket = accept4(listener_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
         if (socket < 0)
             return;
         ++connections_;

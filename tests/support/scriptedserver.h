@@ -1,6 +1,8 @@
 #ifndef QUORVA_TESTS_SUPPORT_SCRIPTEDSERVER_H
 #define QUORVA_TESTS_SUPPORT_SCRIPTEDSERVER_H
 
+#include "support/heldport.h"
+
 #include <QByteArray>
 
 #include <atomic>
@@ -26,7 +28,7 @@ public:
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
-    int port() const { return port_; }
+    int port() const { return listener_.number(); }
     int connections() const { return connections_; }
     int requests() const { return requests_; }
 
@@ -38,8 +40,7 @@ private:
     void serve(int socket);
 
     const std::function<std::string(const Request&)> script_;
-    int listener_;
-    int port_ = 0;
+    HeldPort listener_;
     std::atomic<int> connections_ = 0;
     std::atomic<int> requests_ = 0;
     std::thread acceptor_;

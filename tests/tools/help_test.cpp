@@ -1,4 +1,4 @@
-#include "programrun.h"
+#include "support/programrun.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

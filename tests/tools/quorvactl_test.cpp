@@ -1,15 +1,11 @@
 #include "complaints.h"
-#include "programrun.h"
 
+#include "support/heldport.h"
+#include "support/programrun.h"
 #include "support/serverprocess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <string>
@@ -167,21 +163,11 @@ TEST_F(Quorvactl, TableIsCreatedAndDescribed)
 
 TEST(QuorvactlWithoutServer, TellsThatNobodyListens)
 {
-    // Bound without listening, so that nobody else can listen there.
-    const int holder = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(bind(holder, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    ASSERT_EQ(getsockname(holder, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    const int port = ntohs(address.sin_port);
-
-    const ProgramRun done = quorvactl({"--port", std::to_string(port), "DeleteTable"});
+    const HeldPort port;
+    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "DeleteTable"});
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
-    EXPECT_EQ(done.error, Complaints::noServer(port));
-    close(holder);
+    EXPECT_EQ(done.error, Complaints::noServer(port.number()));
 }
 
 TEST(QuorvactlWithoutServer, HostMustBeAnAddress)

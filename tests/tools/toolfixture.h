@@ -2,7 +2,7 @@
 #define QUORVA_TESTS_TOOLS_TOOLFIXTURE_H
 
 #include "complaints.h"
-#include "programrun.h"
+#include "support/programrun.h"
 
 #include "request/tablefixture.h"
 
@@ -72,12 +72,6 @@ protected:
     {
         std::ofstream(pathOf(name), std::ios::binary) << content;
         return pathOf(name);
-    }
-
-    static std::string readFile(const std::string& path)
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
 };
 

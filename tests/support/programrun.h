@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_TOOLS_PROGRAMRUN_H
-#define QUORVA_TESTS_TOOLS_PROGRAMRUN_H
+#ifndef QUORVA_TESTS_SUPPORT_PROGRAMRUN_H
+#define QUORVA_TESTS_SUPPORT_PROGRAMRUN_H
 
 #include "support/tempdir.h"
 
@@ -20,6 +20,14 @@ struct ProgramFiles {
     std::string input = "/dev/null";
     std::string output{}; // empty: collected
 };
+
+/** Starts a program with these files as its standard ones. Its id; -1, with a test failure, when it does not start. */
+pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
+                   const std::string& output, const std::string& error);
+/** Waits for the end of such a program: its exit status, or the negative number of the signal that ended it. */
+int reapProgram(pid_t id);
+/** All bytes of a file; none when it is not there. */
+std::string readFile(const std::string& path);
 
 /** A program that runs. The destructor kills it when nobody waited for its end. */
 class RunningProgram {

@@ -1,0 +1,96 @@
+#include "support/programrun.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
+                   const std::string& output, const std::string& error)
+{
+    std::vector<std::string> words = arguments;
+    words.insert(words.begin(), program);
+    std::vector<char*> pointers;
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+
+    constexpr int Write = O_WRONLY | O_CREAT | O_APPEND | O_NOCTTY;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.c_str(), O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), Write, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.c_str(), Write, 0600);
+    pid_t id = -1;
+    const int failure = posix_spawn(&id, program.c_str(), &actions, nullptr, pointers.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0) {
+        ADD_FAILURE() << program << ": " << std::strerror(failure);
+        return -1;
+    }
+    return id;
+}
+
+int reapProgram(pid_t id)
+{
+    int status = 0;
+    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+RunningProgram::RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
+                               const ProgramFiles& files)
+    : output_(files.output.empty() ? directory_.file("output") : files.output), collectsOutput_(files.output.empty()),
+      id_(startProgram(program, arguments, files.input, output_, directory_.file("error")))
+{}
+
+RunningProgram::~RunningProgram()
+{
+    if (id_ < 0)
+        return;
+    signal(SIGKILL);
+    (void)wait();
+}
+
+void RunningProgram::signal(int number) const
+{
+    if (id_ > 0)
+        ::kill(id_, number);
+}
+
+ProgramRun RunningProgram::wait()
+{
+    ProgramRun run;
+    if (id_ < 0)
+        return run;
+    run.status = reapProgram(std::exchange(id_, -1));
+    run.output = collectsOutput_ ? readFile(output_) : std::string();
+    run.error = errorText();
+    return run;
+}
+
+std::string RunningProgram::errorText() const
+{
+    return readFile(directory_.file("error"));
+}
+
+ProgramRun runProgram(const std::string& program, const std::vector<std::string>& arguments, const ProgramFiles& files)
+{
+    return RunningProgram(program, arguments, files).wait();
+}

@@ -2,9 +2,9 @@
 
 #include "json/jsontext.h"
 #include "json/plaincharacters.h"
-#include "json/rapidjsonreader.h"
 
 #include <rapidjson/error/en.h>
+#include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
 
 #include <QList>
@@ -24,9 +24,6 @@
 #include <vector>
 
 namespace {
-
-/** What the reader may look at at once. */
-constexpr qsizetype BlockBytes = 16;
 
 /** Exponents are followed up to here; the digits of no text can bring a larger one back into a double's range. */
 constexpr qint64 HugeExponent = qint64(1) << 48;
@@ -447,9 +444,8 @@ bool parse(const QByteArray& text, QVariant* value, ParseError* error)
         return false;
     };
     // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
-    // character at a time. Behind the copy are a terminator and what the reader may read beyond it.
-    QByteArray buffer(text.size() + BlockBytes, Qt::Uninitialized);
-    std::fill_n(std::copy(text.begin(), text.end(), buffer.begin()), BlockBytes, '\0');
+    // character at a time. A QByteArray has a zero byte behind its end, which ends the text for the reader.
+    QByteArray buffer(text.constData(), text.size());
     rapidjson::InsituStringStream stream(buffer.data());
     TreeBuilder builder;
     rapidjson::Reader reader;

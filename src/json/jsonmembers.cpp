@@ -1,8 +1,7 @@
 #include "json/jsonmembers.h"
 
-#include "json/rapidjsonreader.h"
-
 #include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <algorithm>
 

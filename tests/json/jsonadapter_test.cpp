@@ -340,6 +340,18 @@ TEST(JsonParse, RefusesNumbersThatNoDoubleCanHold)
     }
 }
 
+TEST(JsonParse, RefusesControlCharactersWhereverTheyStandInAString)
+{
+    constexpr std::size_t Length = 50; // beyond any block that a reader may look at at once
+    for (char control = 0; control < ' '; ++control)
+        for (std::size_t at = 0; at < Length; ++at) {
+            std::string letters(Length, 'b');
+            letters[at] = control;
+            EXPECT_EQ(parsed('"' + letters + '"'), "error") << readable(letters);
+            EXPECT_EQ(parsed("{\"" + letters + "\":1}"), "error") << readable(letters);
+        }
+}
+
 TEST(JsonParse, RefusesMalformedText)
 {
     const std::vector<std::string_view> cases = {

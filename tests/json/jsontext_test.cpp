@@ -146,6 +146,18 @@ TEST(SplitObject, LeavesEverythingElseToTheParser)
     EXPECT_FALSE(split(QByteArray("{\"a\":\"\0\"}", 9)).has_value());
 }
 
+TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
+{
+    constexpr qsizetype Length = 50; // beyond a block that is looked at at once
+    for (char control = 0; control < ' '; ++control)
+        for (qsizetype at = 0; at < Length; ++at) {
+            QByteArray letters(Length, 'b');
+            letters[at] = control;
+            EXPECT_FALSE(split("{\"a\":\"" + letters + "\"}").has_value()) << int(control) << " at " << at;
+            EXPECT_FALSE(split("{\"" + letters + "\":1}").has_value()) << int(control) << " at " << at;
+        }
+}
+
 TEST(SplitObject, LeavesDeepNestingToTheParser)
 {
     for (const int depth : {1, 10, 100, 100000}) {

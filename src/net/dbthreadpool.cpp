@@ -33,16 +33,33 @@ bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
 {
     std::unique_lock lock(mutex_);
     tasks_.push_back(std::move(task));
-    if (tasks_.size() <= idleThreads_) {
-        lock.unlock(); // or the woken thread would only meet the mutex
+    const bool wake = callThread();
+    if (threads_ == 0) {
+        tasks_.pop_back();
+        return false;
+    }
+    lock.unlock(); // or the woken thread would only meet the mutex
+    if (wake)
         taskStarted_.notify_one();
+    return true; // also when there is no thread to call: one of those at work comes to it in time
+}
+
+/**
+ * Has one more thread come for the tasks that wait, with the mutex held; true when the caller, once it has released it,
+ * is to wake an idle one. One at a time: a thread that takes a task calls the next one if more wait. Those at work have
+ * often taken them before it comes, so on busy processors few threads do the work of many, and nobody waits for more
+ * than a thread's waking.
+ */
+bool DBThreadPool::callThread()
+{
+    if (threadComes_)
+        return false;
+    if (idleThreads_ > 0) {
+        threadComes_ = true;
         return true;
     }
-    if (threads_ < maxThreads_ && createThread())
-        return true;
-    if (threads_ > 0)
-        return true; // one of them comes to it in time
-    tasks_.pop_back();
+    if (threads_ < maxThreads_)
+        threadComes_ = createThread();
     return false;
 }
 
@@ -60,8 +77,12 @@ bool DBThreadPool::createThread()
 void DBThreadPool::runThread()
 {
     std::unique_lock lock(mutex_);
+    threadComes_ = false;
     while (std::unique_ptr<QRunnable> task = nextTask(lock)) {
+        const bool wake = !tasks_.empty() && callThread();
         lock.unlock();
+        if (wake)
+            taskStarted_.notify_one();
         task->run();
         task.reset();
         lock.lock();
@@ -79,6 +100,7 @@ std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& 
         ++idleThreads_;
         const std::cv_status status = taskStarted_.wait_for(lock, expiry_);
         --idleThreads_;
+        threadComes_ = false;
         // cppcheck-suppress knownConditionTrueFalse ; others use the mutex during the wait
         if (status == std::cv_status::timeout && tasks_.empty())
             return nullptr;

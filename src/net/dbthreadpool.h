@@ -42,6 +42,7 @@ public:
     void waitForDone();
 
 private:
+    bool callThread();
     bool createThread();
     void runThread();
     std::unique_ptr<QRunnable> nextTask(std::unique_lock<std::mutex>& lock);
@@ -51,6 +52,7 @@ private:
     std::condition_variable threadEnded_;
     std::deque<std::unique_ptr<QRunnable>> tasks_; // that no thread has taken yet
     std::size_t idleThreads_ = 0;                  // waiting for taskStarted_, those that were just woken included
+    bool threadComes_ = false;                     // was woken or created, and has not had the mutex yet
     int threads_ = 0;
     int maxThreads_ = 1;
     std::chrono::milliseconds expiry_{0};

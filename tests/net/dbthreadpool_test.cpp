@@ -118,6 +118,25 @@ TEST(DBThreadPool, IdleThreadsAreUsedAgain)
     EXPECT_LT(threadCount(), initialThreadCount() + 25);
 }
 
+TEST(DBThreadPool, TasksThatWaitForEachOtherAllGetAThread)
+{
+    constexpr int Tasks = 8;
+    DBThreadPool pool;
+    pool.configure(Tasks, 1min);
+    for (int round = 0; round < 500;
+         ++round) { // the threads are created by the first one, and idle or about to be then
+        std::latch together(Tasks + 1);
+        std::latch done(Tasks);
+        for (int i = 0; i < Tasks; ++i)
+            ASSERT_TRUE(start(pool, [&] {
+                together.arrive_and_wait();
+                done.count_down();
+            }));
+        together.arrive_and_wait();
+        done.wait();
+    }
+}
+
 TEST(DBThreadPool, HasAtLeastOneThread)
 {
     DBThreadPool pool;

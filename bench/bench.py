@@ -16,7 +16,7 @@ import time
 import postgres
 import report
 from processes import Failure, Workspace, note
-from rows import BOUND, IDLE_CONNECTIONS, PAUSE, ROWS, label, ratio_of
+from rows import BOUND, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, PAUSE, ROWS, label, ratio_of
 
 BUSY_LOAD = 0.5  # processes that wait or run
 
@@ -76,13 +76,25 @@ def measure_memory(workspace):
     return {"started": started, "answered": answered, "connected": connected}
 
 
-def write_results(path, options, measured, memory):
+def measure_lock_waits(workspace):
+    """How many requests there were, and how many of them waited too long for a lock: Berkeley DB is told to give up by
+    then, and to say so with a code of its own, which the server passes on."""
+    server = workspace.start_server()
+    workspace.make_directory("locks", f"set_lock_timeout {LOCK_WAIT * 1000}\nset_flags db_time_notgranted on\n")
+    workspace.load(server, "locks|items")
+    results = [workspace.measure(server, "locks|items", operation, clients) for operation, clients in LOCK_MIXES]
+    return {"requests": sum(result["ops"] for result in results),
+            "late": sum(result["errors"] for result in results)}
+
+
+def write_results(path, options, measured, memory, lock_waits):
     rows = [{"operation": row.operation, "clients": row.clients, "durable": row.sync, "against": row.against,
              "target": row.target, "ratios": [ratio_of(row, result) for result in rounds], "rounds": rounds}
             for row, rounds in measured.items()]
     settings = {name: value for name, value in vars(options).items() if name != "output"}
     with open(path, "w", encoding="ascii") as file:
-        json.dump({"settings": settings, "processors": os.cpu_count(), "rows": rows, "memory": memory}, file, indent=1)
+        json.dump({"settings": settings, "processors": os.cpu_count(), "rows": rows, "memory": memory,
+                   "lockWaits": lock_waits}, file, indent=1)
         file.write("\n")
 
 
@@ -122,13 +134,15 @@ def main():
                     result = bench.measure(row)
                     rates = ", ".join(f"{program} {each['rate']:,.0f}/s" for program, each in result.items())
                     note(f"round {turn + 1} of {options.rounds}: {label(row)}, {row.clients} clients: {rates}")
-        measured = dict(bench.rounds)
+        note("lock waits")
+        lock_waits = measure_lock_waits(workspace)
+    measured = dict(bench.rounds)
     print(f"Medians of {options.rounds} rounds of {options.seconds} s, {os.cpu_count()} processors, {options.items} "
           f"items of {options.item_size} bytes, {time.monotonic() - began:.0f} s in all; load average before: "
           f"{load:.1f}.\n")
-    report.print_all(measured, memory, with_postgres)
+    report.print_all(measured, memory, lock_waits, with_postgres)
     if options.output:
-        write_results(options.output, options, measured, memory)
+        write_results(options.output, options, measured, memory, lock_waits)
     return 0
 
 

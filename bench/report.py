@@ -2,7 +2,7 @@
 
 import statistics
 
-from rows import IDLE_CONNECTIONS, PAUSE, label, ratio_of
+from rows import IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, PAUSE, label, ratio_of
 
 MEBIBYTE = 1024  # KiB
 
@@ -79,6 +79,12 @@ def print_memory(memory):
           f"{CONNECTIONS_TARGET // MEBIBYTE}: {verdict(grown <= CONNECTIONS_TARGET)}")
 
 
+def print_lock_waits(lock_waits):
+    mixes = ", ".join(f"{operation} with {clients} clients" for operation, clients in LOCK_MIXES)
+    print(f"waited more than {LOCK_WAIT} ms for a lock: {lock_waits['late']} of {lock_waits['requests']:,} requests "
+          f"({mixes}), target 0: {verdict(lock_waits['late'] == 0)}")
+
+
 def print_errors(measured):
     for row, rounds in measured.items():
         for program in ("server", "bdb-limit", "paused", "echo-limit", "plainlog"):
@@ -87,7 +93,7 @@ def print_errors(measured):
                 print(f"{label(row)}, {row.clients} clients: {errors} errors from {program}")
 
 
-def print_all(measured, memory, with_postgres):
+def print_all(measured, memory, lock_waits, with_postgres):
     """`measured` maps each row to its rounds: the results of a row at the server, the limits and so on."""
     print_table(measured, with_postgres)
     print()
@@ -95,4 +101,5 @@ def print_all(measured, memory, with_postgres):
     print_tails(measured)
     print_comparison(measured)
     print_memory(memory)
+    print_lock_waits(lock_waits)
     print_errors(measured)

@@ -25,6 +25,8 @@ ROWS = [
 ]
 PAUSE = 60  # microseconds that a thread of bdb-limit sleeps where it is to behave like one of a server
 IDLE_CONNECTIONS = 1000  # while the memory is measured
+LOCK_WAIT = 250  # milliseconds that no request is to wait for a lock
+LOCK_MIXES = [("mixed", 64), ("put", 64), ("update", 64), ("batch", 8)]  # operations and clients that are looked at
 WRITES = ("put", "update", "mixed", "batch")
 
 

@@ -75,7 +75,7 @@ int makeMarker(const fs::path& directory)
 bool isReachable(const ServerAddress& server)
 {
     Client::Connection connection;
-    if (connection.open(QString::fromStdString(server.host), server.port))
+    if (connect(server, &connection))
         return true;
     complainNoReply(server, connection);
     return false;

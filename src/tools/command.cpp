@@ -34,11 +34,17 @@ void addExample(CLI::App* command, const std::string& example)
     command->footer("Example:\n  " + example + "\n\n" + command->get_footer());
 }
 
+bool connect(const ServerAddress& server, Client::Connection* connection)
+{
+    connection->setConnectTimeout(server.timeout * 1000);
+    connection->setReceiveTimeout(server.timeout * 1000);
+    return connection->open(QString::fromStdString(server.host), server.port);
+}
+
 bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
     Client::Connection connection;
-    if (connection.open(QString::fromStdString(server.host), server.port) &&
-        connection.exchange(Client::fullOperationName(operation), body, reply))
+    if (connect(server, &connection) && connection.exchange(Client::fullOperationName(operation), body, reply))
         return true;
     complainNoReply(server, connection);
     return false;
@@ -59,7 +65,9 @@ void complainNoReply(const ServerAddress& server, const Client::Connection& conn
 {
     const std::string error = connection.error().toStdString();
     std::vector<std::string> details;
-    if (error.starts_with("connect:"))
+    if (error.ends_with(" ms"))
+        details.emplace_back("try: a longer --timeout; a change that was asked for may be made all the same");
+    else if (error.starts_with("connect:"))
         details.emplace_back("try: start the server, or name another one with --host and --port");
     else if (error == "the server closed the connection")
         details.emplace_back("try: the server's log; it closes a connection on a request that is no JSON");

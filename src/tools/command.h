@@ -30,11 +30,15 @@ enum ExitCode : int {
     ExitUsage = 64,     // the command line was wrong, or an argument cannot be used; nothing was written
 };
 
-/** Where the server listens. */
+/** Where the server listens, and how long to wait for it. */
 struct ServerAddress {
     std::string host; // dotted IPv4
     int port;
+    int timeout = 0; // seconds to connect, and without a byte of a reply; 0 is without limit
 };
+
+/** Connects to the server; connection->error() tells why not. */
+[[nodiscard]] bool connect(const ServerAddress& server, Client::Connection* connection);
 
 /** Declares the argument TABLE. */
 void addTableArgument(CLI::App* command, std::string* table);

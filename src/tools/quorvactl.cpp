@@ -51,6 +51,9 @@ int main(int argc, char** argv)
     Ctl::ServerAddress server{Client::DefaultHost, Client::DefaultPort};
     app.add_option("--host", server.host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
     app.add_option("--port", server.port, "The server's port")->check(CLI::Range(1, 65535))->capture_default_str();
+    app.add_option("--timeout", server.timeout, "Seconds to wait for the server, 0 for any time")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
     const Ctl::PutCommand put(&app);
     Ctl::GetCommand get(&app);
     Ctl::UpdateCommand update(&app);

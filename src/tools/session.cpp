@@ -7,7 +7,7 @@ namespace Ctl {
 int Session::request(const QByteArray& operation, const QByteArray& body, QVariantMap* reply)
 {
     QByteArray text;
-    const bool open = connection_.isOpen() || connection_.open(QString::fromStdString(server_.host), server_.port);
+    const bool open = connection_.isOpen() || connect(server_, &connection_);
     if (!open || !connection_.exchange(Client::fullOperationName(operation), body, &text)) {
         complainNoReply(server_, connection_);
         return ExitNoReply;

@@ -29,6 +29,7 @@ OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001"]
 MACHINE_DEPENDENT = [
     (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),
     (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
+    (re.compile(r"\d+/s, p50 \d+ us, p99 \d+ us, p99.9 \d+ us, max \d+ us"), "RATE"),
     (re.compile(r"\r\n"), "\n"),
 ]
 END_OF_OUTPUT = b"\x01"
@@ -114,7 +115,7 @@ def make_checkout(scratch, binaries, ports):
     listen = "--listen " + ports[DEFAULT_HTTP_PORT]
     for name in os.listdir(binaries):
         target = os.path.join(binaries, name)
-        if name in ("quorvactl", "quorva-http"):
+        if name in ("quorvactl", "quorva-http", "quorva-bench"):
             write_script(os.path.join(directory, name),
                          f'case " $* " in *" --port "*) exec "{target}" "$@" ;; esac\n'
                          f'exec "{target}" --port {ports[DEFAULT_PORT]} {listen if name == "quorva-http" else ""} "$@"')

@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-from installedserver import InstalledServer, expect, run
+from startedserver import StartedServer, expect, run
 
 WANTED = """\
 2012-03 has an order already
@@ -70,7 +70,7 @@ def main(build, example, document, compiler):
 
         tables = os.path.join(scratch, "tables")
         os.mkdir(tables)
-        server = InstalledServer(lambda port: [f"{prefix}/bin/quorva", "-p", str(port)], scratch, scratch)
+        server = StartedServer(lambda port: [f"{prefix}/bin/quorva", "-p", str(port)], scratch, scratch)
         try:
             orders = os.path.join(program, "orders")
             server.start()

@@ -8,7 +8,7 @@ import os
 import re
 import sys
 
-from installedserver import expect, fail, run
+from startedserver import expect, fail, run
 
 
 def help_texts(program, *command):

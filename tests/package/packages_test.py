@@ -17,7 +17,7 @@ import tempfile
 import time
 import urllib.request
 
-from installedserver import DEADLINE, InstalledServer, expect, fail, run
+from startedserver import DEADLINE, StartedServer, expect, fail, run
 
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
@@ -148,7 +148,7 @@ def use_server(root, scratch):
     os.makedirs(state)
     run(settings["ExecStartPre"][0].split(), cwd=state)
 
-    server = InstalledServer(lambda port: service_command(root, "quorva", "QUORVA_OPTIONS", ["-p", str(port)]), state,
+    server = StartedServer(lambda port: service_command(root, "quorva", "QUORVA_OPTIONS", ["-p", str(port)]), state,
                              scratch)
 
     def quorvactl(operation, body):

@@ -45,6 +45,13 @@ inline std::string noServer(int port)
            "  try: start the server, or name another one with --host and --port\n";
 }
 
+/** Where the server takes a request and says nothing for a second. */
+inline std::string late(int port)
+{
+    return noReply(port, "no bytes within 1000 ms") +
+           "  try: a longer --timeout; a change that was asked for may be made all the same\n";
+}
+
 /** Where the server went away in the middle of an exchange. */
 inline std::string connectionClosed(int port)
 {

@@ -140,7 +140,7 @@ TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
         if (command != Words{"restore"}) // which needs no server
-            expected.insert({"--host", "--port"});
+            expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
     }

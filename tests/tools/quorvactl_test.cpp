@@ -170,6 +170,20 @@ TEST(QuorvactlWithoutServer, TellsThatNobodyListens)
     EXPECT_EQ(done.error, Complaints::noServer(port.number()));
 }
 
+TEST(QuorvactlWithoutServer, GivesUpAServerThatDoesNotAnswerInTime)
+{
+    const HeldPort port;
+    port.listen(1);
+    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "DeleteTable", "{}"});
+    EXPECT_EQ(done.status, NoReply);
+    EXPECT_EQ(done.output, "");
+    EXPECT_EQ(done.error, Complaints::late(port.number()));
+
+    const ProgramRun query = quorvactl({"--port", std::to_string(port.number()), "query", "d|t", "h", "--timeout=1"});
+    EXPECT_EQ(query.status, NoReply);
+    EXPECT_EQ(query.error, Complaints::late(port.number()));
+}
+
 TEST(QuorvactlWithoutServer, HostMustBeAnAddress)
 {
     const ProgramRun done = quorvactl({"--host", "localhost", "--port", "1", "DeleteTable"});
@@ -186,6 +200,7 @@ TEST(QuorvactlWithoutServer, WrongCommandLineIsAUsageError)
         {"--unknown", "DeleteTable"},
         {"DeleteTable", "--port"},
         {"DeleteTable", "--port", "none"},
+        {"DeleteTable", "--timeout", "-1"},
         {"DeleteTable", "--port", "0"},
         {"DeleteTable", "--port", "65536"},
         {"--port", "1"},

@@ -8,7 +8,7 @@ _quorvactl()
         restore call'
     local operations='BatchWriteItem CreateTable DeleteItem DeleteTable DescribeTable GetItem PutItem Query Scan
         UpdateItem UpdateTable'
-    local everywhere='--host --port --help'
+    local everywhere='--host --port --timeout --help'
     local command='' action='' arguments=0 onlyArguments='' options='' candidates='' files='' i
 
     # Bash gives "--port=1" as three words.
@@ -27,8 +27,8 @@ _quorvactl()
                 ((i += 2))
                 continue
                 ;;
-            --host | --port | --if | --if-absent | --return | --set | --add | --remove | --attributes | --limit | \
-                --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall)
+            --host | --port | --timeout | --if | --if-absent | --return | --set | --add | --remove | --attributes | \
+                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall)
                 [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
                 ((i += 1))
                 continue

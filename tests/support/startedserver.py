@@ -1,4 +1,4 @@
-"""A server that was installed somewhere, as a child process that cannot outlive the test."""
+"""A server that a command starts, as a child process that cannot outlive the test."""
 
 import fcntl
 import os
@@ -34,7 +34,7 @@ def free_port():
         return probe.getsockname()[1]
 
 
-class InstalledServer:
+class StartedServer:
     """`command` turns a port into the words that start the server on it, with its log on standard error."""
 
     def __init__(self, command, directory, scratch):

@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""Runs the commands of the documents that are no console sessions: the scripts that one types.
+
+    commands_test.py SOURCE NAME
+
+They work on the optimised build in SOURCE/build, so that has to be the one which is tested. Each command is first looked
+for in its document, as it stands there; ports, times and rounds are then made what a test can afford.
+"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+from startedserver import StartedServer, expect, fail, run
+
+
+def documented(document, command):
+    """The words of a command that stands alone in a line or a table's cell, in front of a comment at most."""
+    with open(document, encoding="utf-8") as file:
+        if not re.search(rf"(?:^    |`){re.escape(command)}(?: +#.*$|$|`)", file.read(), re.MULTILINE):
+            fail(f"{document} does not say {command}")
+    return command.split()
+
+
+def test_server():
+    command = documented("README.md", "script/server")
+    with tempfile.TemporaryDirectory(prefix="quorva-command-") as scratch:
+        os.mkdir(os.path.join(scratch, "shop"))
+        server = StartedServer(lambda port: [os.path.abspath(command[0]), "-p", str(port)], scratch, scratch)
+        server.start()
+        try:
+            use(server)
+        finally:
+            server.clean_up()
+
+
+def use(server):
+    tool = ["build/bin/quorvactl", "--port", str(server.port)]
+    run([*tool, "create-table", "shop|orders", "customer", "date"])
+    run([*tool, "put", "shop|orders", "customer=S:abc", "date=S:2012-01", "total=N:17"])
+    expect("the item", run([*tool, "get", "shop|orders", "abc", "2012-01"]),
+           '{"customer":{"S":"abc"},"date":{"S":"2012-01"},"total":{"N":"17"}}\n')
+
+
+def test_demo():
+    output = run(documented("README.md", "script/demo"))
+    expect("the demo's last line", output.splitlines()[-1],
+           "let go of the parent's lock: the server ended with status 0")
+
+
+def test_package():
+    output = run(documented("README.md", "script/package"))
+    packages = [line for line in output.splitlines() if line.endswith(".deb")]
+    names = [re.fullmatch(r"build/packages/([\w-]+)_\d[^_]*_\w+\.deb", package) for package in packages]
+    expect("the packages", [name and name[1] for name in names], ["libquorva-client1", "libquorva-dev", "quorva"])
+    for package in packages:
+        run(["dpkg-deb", "--info", package])
+
+
+def test_tests():
+    """Which tests each command would run: running them is what this test is a part of."""
+    for document, command in [("README.md", "script/test"), ("docs/testing.md", "script/test -L hostile"),
+                              ("docs/testing.md", "script/test -L package")]:
+        output = run([*documented(document, command), "-N"])
+        count = re.search(r"^Total Tests: (\d+)$", output, re.MULTILINE)
+        if count is None or int(count[1]) == 0:
+            fail(f"{command} finds no tests:\n{output}")
+
+
+def test_crash():
+    command = documented("docs/testing.md", "script/crash --seconds 3600 --rounds 20")
+    command[command.index("3600")] = "1"
+    command[command.index("20")] = "1"
+    last = run(command).splitlines()[-1]
+    expect("the last line", last, "script/crash: 1 runs of all tests, 1 crashes in each")
+
+
+def test_bench():
+    output = run(documented("docs/performance.md", "script/bench --quick"))
+    rows = [[cell.strip() for cell in line.split("|")[1:-1]] for line in output.splitlines() if line.startswith("| ")]
+    rates = {(row[0], row[1]): row[2] for row in rows[2:]}
+    for operation in ("put (durable)", "update (durable)", "batch (durable)", "put (-n)", "get", "query", "scan"):
+        if not re.fullmatch(r"[\d,]*[1-9][\d,]*", rates.get((operation, "8"), "")):
+            fail(f"no rate of {operation} with 8 clients:\n{output}")
+
+
+def main():
+    os.chdir(sys.argv[1])
+    globals()["test_" + sys.argv[2]]()
+
+
+if __name__ == "__main__":
+    main()

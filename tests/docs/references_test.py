@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""Whether what the documents point to is there: links and their anchors, files, scripts, programs, labels of tests.
+
+    references_test.py SOURCE BIN
+"""
+
+import glob
+import os
+import re
+import sys
+
+LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
+HEADING = re.compile(r"^#+ (.*)$", re.MULTILINE)
+CODE_BLOCK = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
+# A path of the project, with its first directory and a name that is written out.
+SOURCE_PATH = re.compile(r"(?<![\w/.-])((?:src|tests|bench|docs|examples|man|packaging|cmake|script|\.ci)/[\w./-]*\w)")
+PROGRAM = re.compile(r"build/bin/([\w-]+)")
+LABEL = re.compile(r"script/test(?: \w+)? -L (\w+)")
+
+
+def anchor(heading):
+    """The name under which a heading can be linked to."""
+    return re.sub(r"[^\w\- ]", "", heading.replace("`", "").lower()).replace(" ", "-")
+
+
+def anchors(path):
+    with open(path, encoding="utf-8") as document:
+        return {anchor(heading) for heading in HEADING.findall(CODE_BLOCK.sub("", document.read()))}
+
+
+def broken_link(document, target):
+    if re.match(r"[a-z]+:", target):
+        return None
+    path, _, name = target.partition("#")
+    path = os.path.join(os.path.dirname(document), path) if path else document
+    if not os.path.exists(path):
+        return f"a link to {target}, which is not there"
+    if name and name not in anchors(path):
+        return f"a link to {target}, which has no such heading"
+    return None
+
+
+def problems_of(document, root, programs, labels):
+    with open(document, encoding="utf-8") as file:
+        text = file.read()
+    for target in LINK.findall(CODE_BLOCK.sub("", text)):
+        if problem := broken_link(document, target):
+            yield problem
+    for path in SOURCE_PATH.findall(text):
+        # A document may leave out the extension of a pair of files, and name what is made by a run.
+        if not os.path.exists(os.path.join(root, path)) and not glob.glob(os.path.join(root, path + ".*")):
+            yield f"{path} is not there"
+        elif path.startswith("script/") and not os.access(os.path.join(root, path), os.X_OK):
+            yield f"{path} cannot be run"
+    for program in PROGRAM.findall(text):
+        if program not in programs:
+            yield f"there is no program {program}"
+    for label in LABEL.findall(text):
+        if label not in labels:
+            yield f"no test has the label {label}"
+
+
+def main():
+    root, binaries = sys.argv[1:]
+    programs = set(os.listdir(binaries))
+    labels = set()
+    for listing in glob.glob(os.path.join(root, "tests", "**", "CMakeLists.txt"), recursive=True):
+        with open(listing, encoding="utf-8") as file:
+            labels.update(re.findall(r"LABELS\s+(\w+)", file.read()))
+    documents = glob.glob(os.path.join(root, "*.md")) + glob.glob(os.path.join(root, "docs", "*.md"))
+    problems = [f"{os.path.relpath(document, root)}: {problem}"
+                for document in sorted(documents) for problem in problems_of(document, root, programs, labels)]
+    print("\n".join(problems + [f"{len(documents)} documents, {len(problems)} problems"]))
+    return 1 if problems or not documents else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -3,6 +3,8 @@
 #include "http/apierror.h"
 #include "http/workerpool.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QUuid>
 
 #include <netinet/tcp.h>
@@ -35,6 +37,7 @@ enum : int {
 struct Serving {
     HttpConnection* connection = nullptr;
     bool requestIsWhole = false; // it was read to its end, so that the connection can carry another
+    bool clientEnds = false;     // the client asked for the end of the connection
     bool isLast = false;         // of its connection
 };
 thread_local Serving serving;
@@ -61,9 +64,18 @@ std::string checksum(const std::string& body)
     return std::to_string(value);
 }
 
-/** Takes from a request what the library would act upon, and the API does not know. */
+/** Whether a header asks for the end of the connection, as one of its words, in any case. */
+bool asksForClose(const std::string& value)
+{
+    const QList<QByteArray> words = QByteArray::fromStdString(value).toLower().split(',');
+    return std::any_of(words.begin(), words.end(), [](const QByteArray& word) { return word.trimmed() == "close"; });
+}
+
+/** Takes from a request what the library would act upon, and the API does not know; and sees what the library does not.
+ */
 void simplify(httplib::Request& request)
 {
+    serving.clientEnds = asksForClose(request.get_header_value("Connection"));
     request.ranges.clear();
     request.headers.erase("Content-Type"); // forms and multipart bodies would be taken apart
 }
@@ -171,9 +183,9 @@ bool HttpServer::process_and_close_socket(socket_t socket)
 void HttpServer::serveConnection(HttpConnection* connection)
 {
     bool goesOn = true;
-    serving = {connection, true, false};
+    serving = {connection, true, false, false};
     while (goesOn && connection->waitForRequest()) {
-        serving = {connection, false, false};
+        serving = {connection, false, false, false};
         connection->beginHead();
         const bool last = svr_sock_ == INVALID_SOCKET;
         bool clientEnds = false;
@@ -194,7 +206,7 @@ void HttpServer::completeHeaders(httplib::Response* response)
     response->set_header("x-amz-crc32", checksum(response->body));
     response->headers.erase("Keep-Alive"); // the library tells limits of its own, which do not hold here
     // A busy client is told to make room with its answer, an idle one loses its connection.
-    serving.isLast = !serving.requestIsWhole || crowd_.makeRoom();
+    serving.isLast = !serving.requestIsWhole || serving.clientEnds || crowd_.makeRoom();
     if (serving.isLast && !response->has_header("Connection"))
         response->set_header("Connection", "close");
 }

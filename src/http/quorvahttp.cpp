@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <latch>
 #include <string>
 #include <thread>
@@ -88,6 +89,14 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
     ended->wait();
 }
 
+/** In place of an abort, when something was thrown: the library's threads cannot be waited for then. */
+[[noreturn]] void giveUp()
+{
+    std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
+               stderr);
+    _exit(ExitFailed);
+}
+
 int serve(const Options& options)
 {
     using std::chrono::seconds;
@@ -118,11 +127,12 @@ int serve(const Options& options)
 
 } // namespace
 
-// What may be thrown means that there is no memory or no thread; the program ends then.
+// What may be thrown means that there is no memory or no thread; the program gives up then.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     Client::openStandardDescriptors();
+    std::set_terminate(giveUp);
     // Before there is any thread, so that only the one that waits for them gets them.
     const sigset_t ending = endingSignals();
     (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode
@@ -133,7 +143,7 @@ int main(int argc, char** argv)
     app.footer("SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
                "Exit status:\n"
                "  0   ended by a signal\n"
-               "  1   the port cannot be listened on; standard error tells why\n"
+               "  1   the port cannot be listened on, or there is not enough memory; standard error tells why\n"
                "  64  the command line is wrong");
     Options options;
     declare(&options, &app);

@@ -87,6 +87,18 @@ TEST(HttpCommandLine, APortThatIsTakenIsAFailure)
               "quorva-http: cannot listen on 127.0.0.1:" + std::to_string(other.port()) + ": Address already in use\n");
 }
 
+TEST(HttpCommandLine, TooLittleMemoryForTheThreadsIsAFailure)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer needs address space of its own";
+#endif
+    const ProgramRun run =
+        runProgram("/bin/sh", {"-c", "ulimit -v 1000000; exec \"$0\" --listen 0 --threads 4096", QUORVA_HTTP_BINARY});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.error, testing::EndsWith("quorva-http: there is not enough memory, or there are not enough threads "
+                                             "to be had for --threads\n"));
+}
+
 TEST(HttpCommandLine, TwoOfThemDoNotShareAPort)
 {
     HttpProcess first;

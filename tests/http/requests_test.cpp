@@ -185,12 +185,27 @@ TEST_F(HttpRequest, AnOldClientIsAnsweredAndTheConnectionClosed)
 
 TEST_F(HttpRequest, AClientThatAsksForItIsClosedAfterItsAnswer)
 {
-    HttpClient client(http_.port());
-    const HttpAnswer answer = client.exchange("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
-                                              "Connection: close\r\nContent-Length: 2\r\n\r\n{}");
-    EXPECT_EQ(answer.status, 200);
-    EXPECT_EQ(answer.header("connection"), "close");
-    EXPECT_TRUE(client.isClosedByPeer());
+    for (const std::string wish : {"close", "Close", "CLOSE", "TE, close", "close,TE", "keep-alive , Close"}) {
+        HttpClient client(http_.port());
+        const HttpAnswer answer = client.exchange("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+                                                  "Connection: " +
+                                                  wish + "\r\nContent-Length: 2\r\n\r\n{}");
+        EXPECT_EQ(answer.status, 200) << wish;
+        EXPECT_EQ(answer.header("connection"), "close") << wish;
+        EXPECT_TRUE(client.isClosedByPeer()) << wish;
+    }
+}
+
+TEST_F(HttpRequest, AClientThatAsksForSomethingElseGoesOn)
+{
+    for (const std::string wish : {"keep-alive", "Keep-Alive", "TE", "closed", ""}) {
+        HttpClient client(http_.port());
+        const std::string request = "POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+                                    "Connection: " +
+                                    wish + "\r\nContent-Length: 2\r\n\r\n{}";
+        EXPECT_EQ(client.exchange(request).status, 200) << wish;
+        EXPECT_EQ(client.exchange(request).status, 200) << wish;
+    }
 }
 
 TEST_F(HttpRequest, LargeItemsPassInBothDirections)

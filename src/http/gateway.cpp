@@ -56,12 +56,18 @@ bool isObject(const QByteArray& body)
     return Json::splitObject(body, &members) || parseObject(body, &object);
 }
 
+/** Whether a JSON text may hold a word, as it stands or behind an escape. */
+bool mayHold(const QByteArray& body, const char* word)
+{
+    return body.contains(word) || body.contains("\\u");
+}
+
 /** What the server gets for a body: the same, save for the later pages of some queries. */
 QByteArray serversBody(const QByteArray& operation, const QByteArray& body)
 {
     QVariantMap object;
     const bool isRewritten =
-        operation == "Query" && body.contains("BEGINS_WITH") && parseObject(body, &object) && makeResumable(&object);
+        operation == "Query" && mayHold(body, "BEGINS_WITH") && parseObject(body, &object) && makeResumable(&object);
     return isRewritten ? Json::serialize(object) : body;
 }
 

@@ -1,5 +1,6 @@
 #include "json/jsonadapter.h"
 
+#include "json/jsonnumber.h"
 #include "json/jsontext.h"
 #include "json/plaincharacters.h"
 
@@ -18,60 +19,11 @@
 #include <cmath>
 #include <cstring>
 #include <map>
-#include <string_view>
-#include <system_error>
+#include <optional>
 #include <utility>
 #include <vector>
 
 namespace {
-
-/** Exponents are followed up to here; the digits of no text can bring a larger one back into a double's range. */
-constexpr qint64 HugeExponent = qint64(1) << 48;
-
-/**
- * True when the number is too small for a double rather than too large, given that it is one of the two: its first
- * digit other than zero then stands behind the decimal point.
- */
-bool isUnderflow(std::string_view number)
-{
-    const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
-    const std::string_view digits = number.substr(0, mark);
-    const auto point = static_cast<qint64>(std::min(digits.find('.'), digits.size()));
-    const auto first = static_cast<qint64>(std::min(digits.find_first_of("123456789"), digits.size()));
-
-    qint64 exponent = 0;
-    bool negative = false;
-    for (const char c : number.substr(mark)) {
-        if (c == '-')
-            negative = true;
-        else if (c >= '0' && c <= '9')
-            exponent = std::min(exponent * 10 + (c - '0'), HugeExponent);
-    }
-    return point - first + (negative ? -exponent : exponent) < 0;
-}
-
-/** A number as the reader found it, so its grammar is right. Invalid when no double can hold it. */
-QVariant numberFromText(std::string_view number)
-{
-    const char* begin = number.data();
-    const char* end = begin + number.size();
-    if (number.find_first_of(".eE") == std::string_view::npos) {
-        qlonglong integer = 0;
-        if (std::from_chars(begin, end, integer).ec == std::errc())
-            return integer;
-        qulonglong large = 0;
-        if (std::from_chars(begin, end, large).ec == std::errc())
-            return large;
-    }
-    double real = 0;
-    // Out of range means too large as well as too small; only the first is an error.
-    if (std::from_chars(begin, end, real).ec != std::errc()) {
-        if (!isUnderflow(number))
-            return QVariant();
-        real = number.front() == '-' ? -0.0 : 0.0;
-    }
-    return real;
-}
 
 bool isAscii(QByteArrayView bytes)
 {
@@ -97,7 +49,7 @@ public:
 
     bool RawNumber(const char* text, rapidjson::SizeType length, bool)
     {
-        QVariant number = numberFromText({text, length});
+        QVariant number = Json::numberFromText({text, length});
         return number.isValid() && add(std::move(number));
     }
 
@@ -190,6 +142,24 @@ QByteArray reasonOf(rapidjson::ParseErrorCode code)
     if (reason.endsWith('.'))
         reason.chop(1);
     return reason;
+}
+
+struct Reading {
+    rapidjson::ParseResult result;
+    qsizetype end; // where the reader stopped
+};
+
+/** Has the reader take a text apart, whose strings it changes where they stand. */
+Reading read(QByteArray* text, TreeBuilder* builder)
+{
+    rapidjson::InsituStringStream stream(text->data());
+    rapidjson::Reader reader;
+    // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. The iterative form
+    // costs the same and leaves the stack to the writer and the destructor of the tree.
+    constexpr unsigned flags =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
+    const rapidjson::ParseResult result = reader.Parse<flags>(stream, *builder);
+    return {result, static_cast<qsizetype>(stream.Tell())};
 }
 
 /** Appends the writer's bytes to an array, with room ahead; the array has its size again once `Flush` was called. */
@@ -446,23 +416,23 @@ bool parse(const QByteArray& text, QVariant* value, ParseError* error)
     // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
     // character at a time. A QByteArray has a zero byte behind its end, which ends the text for the reader.
     QByteArray buffer(text.constData(), text.size());
-    rapidjson::InsituStringStream stream(buffer.data());
-    TreeBuilder builder;
-    rapidjson::Reader reader;
-    // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. It still refuses a
-    // few by itself: zero with an exponent above 308, or hundreds of digits that a negative exponent takes back.
-    // The iterative form costs the same and leaves the stack to the writer and the destructor of the tree.
-    constexpr unsigned flags =
-        rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag;
-    if (const rapidjson::ParseResult result = reader.Parse<flags>(stream, builder); !result)
-        return fail(static_cast<qsizetype>(result.Offset()), error != nullptr ? reasonOf(result.Code()) : QByteArray());
+    std::optional<TreeBuilder> builder(std::in_place);
+    Reading reading = read(&buffer, &*builder);
+    if (reading.result.Code() == rapidjson::kParseErrorNumberTooBig) {
+        buffer = QByteArray(text.constData(), text.size());
+        rewriteExtremeNumbers(&buffer);
+        reading = read(&buffer, &builder.emplace());
+    }
+    if (!reading.result)
+        return fail(static_cast<qsizetype>(reading.result.Offset()),
+                    error != nullptr ? reasonOf(reading.result.Code()) : QByteArray());
     // A zero byte in the text ends it for the reader, but not for us.
-    if (const auto end = static_cast<qsizetype>(stream.Tell()); end != text.size())
-        return fail(end, "A zero byte");
-    if (!builder.stringsAreValid())
-        return fail(builder.firstBrokenString() - buffer.constData(),
+    if (reading.end != text.size())
+        return fail(reading.end, "A zero byte");
+    if (!builder->stringsAreValid())
+        return fail(builder->firstBrokenString() - buffer.constData(),
                     "A string is not UTF-8, or escapes half of a surrogate pair");
-    *value = builder.takeRoot();
+    *value = builder->takeRoot();
     return true;
 }
 

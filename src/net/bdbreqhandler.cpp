@@ -7,6 +7,7 @@
 #include "json/jsonadapter.h"
 
 #include <algorithm>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -42,7 +43,7 @@ int BDBReqHandler::handle()
     dispatch(*request_);
     composeReply();
     releaseRequest();
-    return 0;
+    return reply_.isEmpty() ? -1 : 0;
 }
 
 bool BDBReqHandler::parseBody()
@@ -113,6 +114,10 @@ void BDBReqHandler::composeReply()
     QByteArray bytes(Framing::LengthSize, '\0');
     Json::append(request_->reply, &bytes);
     const auto length = static_cast<std::size_t>(bytes.size()) - Framing::LengthSize;
+    if (length > std::numeric_limits<std::uint32_t>::max()) {
+        LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << length;
+        return;
+    }
     Framing::writeLength(static_cast<std::uint32_t>(length), bytes.data());
     reply_ = std::move(bytes);
 }

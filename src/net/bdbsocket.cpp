@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdint>
 #include <limits>
+#include <new>
 
 namespace {
 
@@ -90,8 +91,13 @@ int TcpServer::fail(int number, const char* text)
 
 void TcpServer::run()
 {
-    while (!stopping_)
-        acceptConnection();
+    while (!stopping_) {
+        try {
+            acceptConnection();
+        } catch (const std::bad_alloc&) { // not even a line of the log can be written; the next client may fare better
+            std::this_thread::sleep_for(AcceptPause);
+        }
+    }
 }
 
 void TcpServer::acceptConnection()

@@ -18,9 +18,9 @@ void closeDescriptor(int descriptor)
 }
 
 /**
- * Arming a socket hands the connection over to whichever thread takes its event, and that thread may close the socket at
- * once. ThreadSanitizer's own epoll_ctl counts the descriptor as in use by the arming thread a moment longer, and knows
- * of no order between EPOLL_CTL_MOD and the event. So where it watches, it does not see this call.
+ * Arming a socket hands the connection over to whichever thread takes its event, and that thread may close the socket
+ * at once. ThreadSanitizer's own epoll_ctl counts the descriptor as in use by the arming thread a moment longer, and
+ * knows of no order between EPOLL_CTL_MOD and the event. So where it watches, it does not see this call.
  */
 int controlEpoll(int epoll, int operation, int socket, epoll_event* event)
 {

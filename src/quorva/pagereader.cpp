@@ -23,6 +23,10 @@ PagedRequest PagedRequest::query(const QString& table, const QString& hash, cons
         if (options.backward)
             request.prefix = prefix;
         rewritten.range = std::nullopt;
+        // The server begins at the start key, wherever it is: in front of all that has the prefix, it is of no use.
+        if (options.startKey && !options.startKey->range.startsWith(prefix) &&
+            (options.startKey->range < prefix) != options.backward)
+            rewritten.startKey = std::nullopt;
     } else if (comparison == QLatin1StringView("EQ")) {
         request.onePage = true; // there is one such key at most, and it is where the page begins
     } else if (comparison.isEmpty() && options.backward) {
@@ -84,12 +88,13 @@ void PageReader::fetch()
     last_ = request_.onePage;
     items_.clear();
     next_ = 0;
+    QHash<QByteArray, int> before = given_;
     for (const Item& found : result_.items()) {
         if (!request_.prefix.isEmpty() && !text(found, rangeName_).startsWith(request_.prefix)) {
             last_ = true;
             return;
         }
-        if (given_.isEmpty() || !given_.contains(Json::serialize(found)))
+        if (given_.isEmpty() || before[Json::serialize(found)]-- <= 0)
             items_.append(found);
     }
 }
@@ -106,7 +111,7 @@ void PageReader::prepareNextPage()
         break;
     case Client::Paging::Next::SamePage:
         for (const Item& given : std::as_const(items_))
-            given_.insert(Json::serialize(given));
+            ++given_[Json::serialize(given)];
         break;
     }
 }

@@ -6,7 +6,7 @@
 #include "quorva/result.h"
 
 #include <QByteArray>
-#include <QSet>
+#include <QHash>
 
 namespace Quorva {
 
@@ -55,7 +55,7 @@ private:
 
     QList<Item> items_; // of the page under way
     qsizetype next_ = 0;
-    QSet<QByteArray> given_; // of the page under way, when it is asked for again
+    QHash<QByteArray, int> given_; // of the page under way, when it is asked for again; some may look alike
     Result result_;
 };
 

@@ -120,13 +120,15 @@ int BDBHotBackupThread::startThread(const QString& target, int mode)
         const std::lock_guard lock(stopMutex_);
         stopFlag_ = false;
     }
+    const int wasDisabled = Settings::backupDisabled();
     Settings::setBackupDisabled(0); // from here on no checkpoint removes log files
     running_ = true;
     try {
-        thread_ = std::thread([this] { run(); });
+        thread_ = std::thread([this, mode] { run(mode); });
         return 0;
     } catch (const std::system_error& error) {
         running_ = false;
+        Settings::setBackupDisabled(wasDisabled);
         LOG_WARN << "DB Backup thread could not be started " << error.code().value();
         return 1;
     }
@@ -145,10 +147,13 @@ void BDBHotBackupThread::requestStop()
     stopChanged_.notify_all();
 }
 
-bool BDBHotBackupThread::stopRequested()
+/** After a full copy; false when the thread is to end instead. */
+bool BDBHotBackupThread::goOnToShipping()
 {
-    const std::lock_guard lock(stopMutex_);
-    return stopFlag_;
+    const std::lock_guard lock(stopMutex_); // a stop sets its flag first, and then the mode
+    if (!stopFlag_)
+        mode_ = BackupShipLogs;
+    return !stopFlag_;
 }
 
 /** False when the thread is to end instead. */
@@ -158,21 +163,21 @@ bool BDBHotBackupThread::sleepUntilNextCycle()
     return !stopChanged_.wait_for(lock, period_, [this] { return stopFlag_; });
 }
 
-void BDBHotBackupThread::run()
+void BDBHotBackupThread::run(int mode)
 {
-    work();
+    work(mode);
     running_ = false;
 }
 
-void BDBHotBackupThread::work()
+/** `mode` is what was asked for; a stop that came since does not make it something else. */
+void BDBHotBackupThread::work(int mode)
 {
     // A quiet end leaves `backupDisabled` as it is: whoever asked for the stop has seen to it.
-    if (mode_ == BackupFull) {
+    if (mode == BackupFull) {
         if (fullBackup() != 0)
             return disableBackup();
-        if (stopRequested())
+        if (!goOnToShipping())
             return;
-        mode_ = BackupShipLogs;
     }
     do {
         if (shipLogs() != 0)

@@ -46,8 +46,8 @@ public:
     void requestStop();
 
 private:
-    void run();
-    void work();
+    void run(int mode);
+    void work(int mode);
     void join();
     int fullBackup();
     static int backupFailed(int rc);
@@ -55,7 +55,7 @@ private:
     int copyLogSince(LogPosition* position);
     int shipLogs();
     bool sleepUntilNextCycle();
-    bool stopRequested();
+    bool goOnToShipping();
     int startThread(const QString& target, int mode);
 
     BDBEnv* const env_; // not owned

@@ -65,10 +65,10 @@ void complainNoReply(const ServerAddress& server, const Client::Connection& conn
 {
     const std::string error = connection.error().toStdString();
     std::vector<std::string> details;
-    if (error.ends_with(" ms"))
-        details.emplace_back("try: a longer --timeout; a change that was asked for may be made all the same");
-    else if (error.starts_with("connect:"))
+    if (error.starts_with("connect:") || error.starts_with("no connection within"))
         details.emplace_back("try: start the server, or name another one with --host and --port");
+    else if (error.ends_with(" ms"))
+        details.emplace_back("try: a longer --timeout; if the request was a change, it may be made all the same");
     else if (error == "the server closed the connection")
         details.emplace_back("try: the server's log; it closes a connection on a request that is no JSON");
     complain("no reply from " + server.host + ':' + std::to_string(server.port) + ": " + error, details);

@@ -145,7 +145,7 @@ int Importer::sendBatch(long long lastLine)
         code = sendOneByOne();
     }
     if (code != ExitOk)
-        return code == ExitNoReply ? stop(code, "the connection was lost") : code;
+        return code == ExitNoReply ? stop(code, "no reply came") : code;
     batch_.clear();
     batchKeys_.clear();
     batchBytes_ = 0;

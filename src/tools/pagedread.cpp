@@ -42,7 +42,7 @@ int PagedRead::run(const ServerAddress& server)
             taken_.clear();
         if (const int code = readPage(session, pages.body()))
             return code;
-        if (const int code = takeItems())
+        if (const int code = takeItems(next == Next::SamePage))
             return code;
     }
     if (sink_)
@@ -77,17 +77,19 @@ int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
     return ExitErrorReply;
 }
 
-int PagedRead::takeItems()
+/** `again`: the page was read before, and what was taken then is left out. */
+int PagedRead::takeItems(bool again)
 {
+    QHash<QByteArray, int> before = again ? taken_ : QHash<QByteArray, int>();
     const QVariantList items = reply_.value("Items").toList();
     for (const QVariant& item : items) {
         if (complete())
             return ExitOk;
         ended_ = belongs_ && !belongs_(item.toMap());
         const QByteArray line = Json::serialize(item);
-        if (ended_ || taken_.contains(line))
+        if (ended_ || before[line]-- > 0)
             continue;
-        taken_.insert(line);
+        ++taken_[line];
         ++found_;
         if (sink_) {
             if (const int code = sink_(line))

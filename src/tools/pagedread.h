@@ -6,7 +6,7 @@
 #include "tools/session.h"
 
 #include <CLI/CLI.hpp>
-#include <QSet>
+#include <QHash>
 #include <QVariantMap>
 
 #include <functional>
@@ -49,7 +49,7 @@ public:
 private:
     int readPage(Session& session, const QVariantMap& body);
     int complainOf(Session& session, const QVariantMap& reply) const;
-    int takeItems();
+    int takeItems(bool again);
     bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
 
     const PageOptions& options_;
@@ -59,7 +59,7 @@ private:
     Sink sink_;
 
     QVariantMap reply_;
-    QSet<QByteArray> taken_; // items of the page under way
+    QHash<QByteArray, int> taken_; // lines of the page under way; keys that differ behind a zero byte look alike
     long long found_ = 0;
     bool ended_ = false; // an item came that does not belong
 };

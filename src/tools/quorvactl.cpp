@@ -33,6 +33,20 @@ std::string usageError(const CLI::App* app, const CLI::Error& error)
            "Run with --help for more information.\n";
 }
 
+/** The command-line library would take the word behind "--option=" for the option's value. */
+void refuseMissingValues(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--")
+            return;
+        if (word.size() > 3 && word.starts_with("--") && word.find('=') == word.size() - 1)
+            throw CLI::ParseError(
+                word + " has no value; an empty one is a word of its own: " + word.substr(0, word.size() - 1) + " ''",
+                Ctl::ExitUsage);
+    }
+}
+
 } // namespace
 
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
@@ -72,6 +86,7 @@ int main(int argc, char** argv)
     app.require_subcommand(0, 1);
 
     try {
+        refuseMissingValues(argc, argv);
         app.parse(argc, argv);
         const std::string& bare = request.bareOperation();
         if (app.get_subcommands().empty() && bare.empty())

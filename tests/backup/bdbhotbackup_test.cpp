@@ -313,6 +313,21 @@ TEST_F(HotBackup, AStopThatFollowsAtOnceIsNotLost)
     EXPECT_EQ(Settings::backupDisabled(), 1);
 }
 
+TEST_F(HotBackup, AStopThatFollowsAFullBackupAtOnceLeavesTheCopyAndShipsNothing)
+{
+    constexpr std::size_t Backups = 30;
+    thread();
+    for (std::size_t i = 0; i < Backups; ++i) {
+        makeMarker();
+        ASSERT_TRUE(waitUntil([&] { return thread_->schedule(target(), BackupFull) == 0; }));
+        ASSERT_EQ(thread_->schedule(QString(), BackupStop), 0);
+        ASSERT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); })) << "copy " << i;
+    }
+    thread_.reset();
+    EXPECT_EQ(log_->count("Done BDBHotBackupThread.backup"), Backups);
+    EXPECT_EQ(log_->count("log_archive"), 0U);
+}
+
 TEST_F(HotBackup, StopDuringAFullBackupStillCompletesIt)
 {
     {

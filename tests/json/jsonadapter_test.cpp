@@ -283,6 +283,14 @@ const std::vector<Case>& numbers()
         {"123456789e-400", "d0"},
         {"0.00001e-322", "d0"},
         {"0e-400", "d0"},
+        {"0e308", "d0"},
+        {"0e309", "d0"},
+        {"-0e309", "d-0"},
+        {"0E+999999999999999999999", "d0"},
+        {"0.00e999", "d0"},
+        {"1" + repeated("0", 400) + "e-390", describe(1e10)},
+        {"-123" + repeated("0", 400) + ".5e-402", describe(-1.23)},
+        {repeated("9", 320) + "E-320", describe(1.0)},
         {"1e-2147483648", "d0"},
         {"1e-2147483649", "d0"},
         {"1e-9223372036854775809", "d0"},
@@ -311,6 +319,16 @@ TEST(JsonParse, KeepsIntegersOf64BitsAndReadsOtherNumbersAsDoubles)
         EXPECT_EQ(parsed(" [" + row.text + " ]"), "[" + row.tree + "]") << readable(row.text);
         EXPECT_EQ(parsed("{\"a\":" + row.text + "}"), "{\"a\":" + row.tree + "}") << readable(row.text);
     }
+}
+
+TEST(JsonParse, TextsWithNumbersThatOnlyLookTooLargeAreOtherwiseReadAsEver)
+{
+    EXPECT_EQ(parsed(R"({"0e309":["a\"0e309\\",0e309,1,1e5,true,"0e309"]})"),
+              parsed(R"({"0e309":["a\"0e309\\",0.0,1,100000.0,true,"0e309"]})"));
+    for (const std::string invalid :
+         {"[0e309,]", "[0e309", "[0e309 1]", "[00e309]", "[0e309,01]", "[0e309,1e]", "[0e309,1.]", "[0e309,-]",
+          "[0e309,1.0.0]", "[0e309,\"", "[0e309,\"\\", "[0e309,1e309]"})
+        EXPECT_EQ(parsed(invalid), "error") << invalid;
 }
 
 TEST(JsonParse, RefusesNumbersThatNoDoubleCanHold)

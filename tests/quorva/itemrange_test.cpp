@@ -84,6 +84,13 @@ TEST_F(LibraryItemRange, QueryBeginsBehindAStartKeyAndCutsItemsDown)
 {
     putRanges();
     expectQuery({.startKey = Key{"k", "ab"}}, Ranges.mid(7));
+    const KeyCondition prefix = KeyCondition::beginsWith("a");
+    expectQuery({.range = prefix, .startKey = Key{"k", "a a"}}, {"ab", "abc"});
+    expectQuery({.range = prefix, .startKey = Key{"k", "-5"}}, {"a", "a a", "ab", "abc"});
+    expectQuery({.range = prefix, .startKey = Key{"k", "b"}}, {});
+    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "ab"}}, {"a a", "a"});
+    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "\u00ff"}}, {"abc", "ab", "a a", "a"});
+    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "-5"}}, {});
     ItemRange items = connection_.queryAll(table_, "k", {.limit = 1, .attributes = {"none"}, .countOnly = true});
     QList<Item> found;
     for (const Item& item : items)

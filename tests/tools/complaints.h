@@ -49,7 +49,7 @@ inline std::string noServer(int port)
 inline std::string late(int port)
 {
     return noReply(port, "no bytes within 1000 ms") +
-           "  try: a longer --timeout; a change that was asked for may be made all the same\n";
+           "  try: a longer --timeout; if the request was a change, it may be made all the same\n";
 }
 
 /** Where the server went away in the middle of an exchange. */

@@ -265,7 +265,7 @@ TEST_F(ImportCommand, GoesOnAfterTheServersEnd)
         const ProgramRun run = program.wait();
         EXPECT_EQ(run.status, NoReply);
         EXPECT_THAT(run.error, AllOf(testing::StartsWith("quorvactl: no reply from 127.0.0.1:"),
-                                     EndsWith(stopped("the connection was lost", pipe, 25, 25, 0, true))));
+                                     EndsWith(stopped("no reply came", pipe, 25, 25, 0, true))));
     }
     fs::remove(pipe);
     writeFile("items", lines(1, 60));
@@ -412,8 +412,7 @@ TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
         QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "import", "d|t", directory.file("items")});
     EXPECT_EQ(run.status, NoReply);
     EXPECT_EQ(run.error, Complaints::connectionClosed(server.port()) +
-                             "quorvactl: import stopped: the connection was lost\n  lines 1 to 50 of " +
-                             directory.file("items") +
+                             "quorvactl: import stopped: no reply came\n  lines 1 to 50 of " + directory.file("items") +
                              " are done: 50 items stored, 0 refused\n  try: the same command with --skip 50, which "
                              "goes on behind them\n");
 }

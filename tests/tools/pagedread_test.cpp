@@ -39,3 +39,25 @@ TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
     const std::scoped_lock lock(mutex);
     EXPECT_EQ(asked, QStringList({"/1", "c/1", "c/2"}));
 }
+
+TEST(QueryFromAServer, TakesItemsThatLookAlikeAsOftenAsTheyAreThere)
+{
+    // Range keys that go on behind a zero byte: a reply shows what stands in front of it.
+    const QVariantMap alike{{"h", textValue("k")}, {"r", textValue("a")}};
+    const ReplyingServer server([&](const QByteArray&, const QByteArray& body) {
+        QVariant request;
+        EXPECT_TRUE(Json::parse(body, &request));
+        QVariantMap fields{{"Count", 1LL}, {"Items", QVariantList{alike}}};
+        if (request.toMap().value("Limit").toInt() == 1) // no key to go on behind, so the page is asked for again
+            fields.insert("LastEvaluatedKey", QVariantMap{{"HashKeyElement", "k"}, {"RangeKeyElement", ""}});
+        else
+            fields.insert("Items", QVariantList{alike, alike, alike});
+        return Json::serialize(okReply(fields));
+    });
+    const auto query = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"--port", std::to_string(server.port()), "query", "d|t", "k"});
+        return runProgram(QUORVACTL_BINARY, options).output;
+    };
+    EXPECT_EQ(query({"--count"}), "3\n");
+    EXPECT_EQ(query({"--count", "--limit", "1"}), "3\n");
+}

@@ -201,6 +201,8 @@ TEST(QuorvactlWithoutServer, WrongCommandLineIsAUsageError)
         {"DeleteTable", "--port"},
         {"DeleteTable", "--port", "none"},
         {"DeleteTable", "--timeout", "-1"},
+        {"query", "d|t", "h", "--begins-with=", "--count"},
+        {"scan", "d|t", "--attributes=", "--count"},
         {"DeleteTable", "--port", "0"},
         {"DeleteTable", "--port", "65536"},
         {"--port", "1"},

@@ -5,7 +5,8 @@
 #include <QVariant>
 
 /**
- * JSON text to variant trees and back. The only place that knows which JSON library is used; any thread may call it.
+ * JSON text to variant trees and back. Any thread may call it. Nothing outside of this folder knows which JSON library
+ * is used.
  *
  * Parsed trees are made of QVariantMap, QVariantList, QString, qlonglong, qulonglong (only above the signed range),
  * double (numbers with a fraction or an exponent, and integers beyond 64 bits), bool and, for null, the invalid

@@ -17,7 +17,8 @@ struct Member {
 
 /**
  * Finds the members of any JSON object, in the order of the text, so that most of them can be passed on byte for byte.
- * False when the text is no JSON or no object; `members` then holds nothing of use. Any thread.
+ * False when the text is no JSON or no object; `members` then holds nothing of use. Any thread. Meant for replies of
+ * the server: it follows any depth, and leaves halves of surrogate pairs to whoever reads the value.
  */
 [[nodiscard]] bool findMembers(QByteArrayView text, std::vector<Member>* members);
 

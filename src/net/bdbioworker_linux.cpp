@@ -81,6 +81,7 @@ int BDBIOWorker_linux::onEvent(BDBReqHandler_linux* handler)
         case BDBReqHandler_linux::Writing:
             return sendUnsent(handler);
         default:
+            // Kept: the spelling, here and of "faild" below, which operators search for.
             LOG_ERROR(LogOrigin, 158) << "INvalid case on sd " << handler->socketDescriptor();
             return -1;
         }

@@ -51,7 +51,7 @@ bool BDBReqHandler::parseBody()
     QVariant parsed;
     if (!Json::parse(request_->body, &parsed))
         return false;
-    request_->parsedBody = parsed.toMap(); // empty for JSON that is no object
+    request_->parsedBody = parsed.toMap(); // Kept: JSON that is no object is an empty request
     return true;
 }
 

@@ -17,9 +17,10 @@ struct KeyCondition {
 };
 
 /**
- * Parses "ComparisonOperator" and "AttributeValueList". Without an operator nothing changes. The operators that walk up
- * from their bound set `forward`, those that walk down from it clear it, unknown ones leave it. 0; 2 with an ERROR line
- * on a malformed condition; 4 on a value that is not Latin-1. Only "S" values are accepted, as keys are strings.
+ * Parses "ComparisonOperator" and "AttributeValueList". Without an operator nothing changes. Kept: the operators that
+ * walk up from their bound set `forward`, those that walk down from it clear it, unknown ones leave it. 0; 2 with an
+ * ERROR line on a malformed condition; 4 on a value that is not Latin-1. Only "S" values are accepted, as keys are
+ * strings.
  */
 [[nodiscard]] int parseCondition(const QVariantMap& condition, KeyCondition* parsed, bool* forward);
 

@@ -24,7 +24,8 @@ class ItemFormatter;
 
 /**
  * Writes `item` (without its key attributes) under the conditions of `expected`, which may be null. With `returnOld`
- * the item is afterwards the one that it replaced, empty when there was none.
+ * the item is afterwards the one that it replaced, empty when there was none. Kept: of any size, although getDb reads
+ * 512 KiB at most.
  */
 [[nodiscard]] int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item,
                         const QVariantMap* expected, bool returnOld);

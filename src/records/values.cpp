@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-/** Text as integers are read here: blanks around it are allowed, anything that is no 64-bit integer is 0. */
+/** Kept: text as integers are read here. Blanks around it are allowed, anything that is no 64-bit integer is 0. */
 qlonglong integerOf(const QVariant& text)
 {
     return text.toString().toLongLong();

@@ -117,6 +117,7 @@ struct KeyFilter {
     KeyCondition range;
 };
 
+/** Kept: conditions on other attributes let everything through. */
 int parseFilter(const QVariantMap& filter, const KeyNames& names, KeyFilter* parsed)
 {
     bool direction = true; // a scan always walks up
@@ -163,7 +164,7 @@ int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter,
             }
             --progress->limit;
         }
-        if (progress->limit <= 0) {
+        if (progress->limit <= 0) { // Kept: looked at behind the record, so that one is examined whatever the limit
             progress->lastHash = hash.toByteArray().append('\0');
             progress->lastRange = range.toByteArray().append('\0');
             return 0;
@@ -210,7 +211,7 @@ public:
             }
             if (stop)
                 return 0;
-            if (--limit <= 0) {
+            if (--limit <= 0) { // Kept: as in a scan
                 result->lastRange = range.toByteArray().append('\0');
                 return 0;
             }
@@ -222,6 +223,8 @@ private:
      * A downward walk seeks to where its first record would be and may land behind all records of the hash key, or find
      * nothing when they are the last ones of the file: one step back then leads to the first record. (From a cursor
      * that found nothing, a step back is the last record of the file.)
+     *
+     * Kept: a start key that has vanished leaves the walk on the next greater key, which is then its first record.
      */
     bool stepBackFromSeek() { return std::exchange(positioning_, false) && !forward_; }
 

@@ -37,7 +37,10 @@ bool hasConditions(const QVariantMap& entry)
     return entry.contains(u"ReturnValues"_s) || entry.contains(u"Expected"_s);
 }
 
-/** 0 when the table belongs to the batch's environment, which the first table fixes; 1 with a line when it does not. */
+/**
+ * 0 when the table belongs to the batch's environment, which the first table fixes; 1 with a line when it does not.
+ * Kept: directories are compared as they are spelled.
+ */
 int envDup(QByteArray* batchPath, const QByteArray& tableName)
 {
     const QByteArray path = environmentDirectory(tableName);
@@ -94,7 +97,8 @@ int batchDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVar
     return deleteDb(db, key, nullptr, nullptr, txn);
 }
 
-/** Applies one table's list in order; the first result that is not 0 ends it. An entry of neither kind is skipped. */
+/** Applies one table's list in order; the first result that is not 0 ends it. Kept: an entry of neither kind is
+ * skipped. */
 int writeTableRequests(BDBRequest& request, const QByteArray& tableName, const QVariantList& entries, BDBTxn* txn)
 {
     SeenKeys seen;

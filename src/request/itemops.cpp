@@ -124,7 +124,7 @@ int getItem(BDBRequest& request)
     const int rc =
         retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &format, &item.text); });
     if (rc == DB_NOTFOUND)
-        return StatusSuccess;
+        return StatusSuccess; // Kept: an item that is not there is no error, the reply just lacks "Item"
     if (rc == 0)
         request.reply.insert(u"Item"_s, QVariant::fromValue(item));
     return rc;

@@ -170,7 +170,7 @@ int queryTable(BDBRequest& request)
     PageRequest page;
     if (const int rc = readStartKey(body, &page))
         return rc;
-    QByteArray hashKey = page.startHash;
+    QByteArray hashKey = page.startHash; // Kept: with a start key nobody looks at "HashKeyValue"
     if (!page.hasStart) {
         if (!body.contains(u"HashKeyValue"_s)) {
             // Kept: a query without a hash key succeeds, and says so in the form of another operation.

@@ -72,6 +72,7 @@ int createTable(BDBRequest& request)
         {"TableName", request.parsedBody.value(u"TableName"_s).toString()},
         {"TableStatus", "ACTIVE"},
     };
+    // Kept: whatever there was, so a second CreateTable replaces the description and leaves the items.
     const int rc = retryOnDeadlock(
         [&] {
             QVariantMap stored = description;
@@ -95,7 +96,7 @@ int describeTable(BDBRequest& request)
     }
     QVariantMap description;
     const int rc = loadSchema(request, tableName, &description, false);
-    const qlonglong bytes = directorySize(tableName, true);
+    const qlonglong bytes = directorySize(tableName, true); // Kept: of the whole name, so 0 for one with a bar
     if (!description.isEmpty()) {
         description.insert(u"ItemCount"_s, ItemCount);
         description.insert(u"TableName"_s, request.parsedBody.value(u"TableName"_s).toString());
@@ -107,7 +108,8 @@ int describeTable(BDBRequest& request)
 
 int deleteTable(BDBRequest& request)
 {
-    // Kept: succeeds for names that never were, and deletes no file: it closes and forgets the environment.
+    // Kept: succeeds for names that never were, and deletes no file: it closes and forgets the environment, for all of
+    // its tables.
     const QByteArray tableName = tableNameOf(request);
     if (envLookup(request, tableName, 0) != 0)
         return StatusSuccess;
@@ -127,7 +129,7 @@ int updateTable(BDBRequest& request)
     EnvAccess access;
     if (const int rc = openTable(request, tableName, &access))
         return rc;
-    const int rc = runAdminAction(request, tableName, actions);
+    const int rc = runAdminAction(request, tableName, actions); // Kept: the throughput itself is stored nowhere
     request.reply.insert(u"TableDescription"_s, QVariantMap{{"TableStatus", "ACTIVE"}});
     return rc;
 }

@@ -16,7 +16,8 @@ class BDBIndex;
  * Finding, opening, locking and removing environments, and opening the databases in them. All functions may be called
  * by any thread.
  *
- * Lock order: an environment's access lock, then the registry's mutex, then the environment's table mutex.
+ * Lock order: an environment's access lock, then the registry's mutex, then the environment's table mutex,
+ * then its commit gate.
  *
  * One directory is one environment: names are compared by the directory they lead to, however it is spelled. A spelling
  * that was resolved once is remembered until its environment is removed. Messages show the spelling of the request.

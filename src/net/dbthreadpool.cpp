@@ -6,6 +6,13 @@
 #include <thread>
 #include <utility>
 
+namespace {
+
+/** How long a thread goes from task to task before it gives way to others. */
+constexpr std::chrono::microseconds WorkAtOnce{200};
+
+} // namespace
+
 DBThreadPool::~DBThreadPool()
 {
     waitForDone();
@@ -77,18 +84,28 @@ bool DBThreadPool::createThread()
 
 void DBThreadPool::runThread()
 {
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point begun; // to work without a pause
     std::unique_lock lock(mutex_);
     threadComes_ = false;
-    while (std::unique_ptr<QRunnable> task = nextTask(lock)) {
+    for (bool waits = true;; waits = tasks_.empty()) {
+        std::unique_ptr<QRunnable> task = nextTask(lock);
+        if (!task)
+            break;
         const bool wake = !tasks_.empty() && callThread();
         lock.unlock();
         if (wake)
             taskStarted_.notify_one();
+        if (waits)
+            begun = Clock::now();
         task->run();
         task.reset();
-        // A thread that goes from task to task would use up its share of the processor in the midst of one, which then
-        // waits until all the others have used up theirs.
-        std::this_thread::yield();
+        // Else the thread would use up its share of the processor in the midst of a task, which would then wait until
+        // all the others have used up theirs.
+        if (Clock::now() - begun > WorkAtOnce) {
+            std::this_thread::yield();
+            begun = Clock::now();
+        }
         lock.lock();
     }
     --threads_;

@@ -38,6 +38,23 @@ install(FILES "${changes}" DESTINATION "${libraryDocs}" COMPONENT development)
 install(FILES "${changes}" COMPONENT library
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libquorva-client${PROJECT_VERSION_MAJOR}")
 
+# Libraries of headers alone end up in the binaries, whose packages have to carry their notices.
+function(install_notices component directory)
+    set(text "The binaries of this package hold code of these libraries, under the terms that stand with each.\n")
+    foreach(library ${ARGN})
+        set(notice "/usr/share/doc/${library}/copyright")
+        if(EXISTS "${notice}")
+            file(READ "${notice}" terms)
+            string(APPEND text "\n\n${library}\n\n${terms}")
+        endif()
+    endforeach()
+    set(file "${PROJECT_BINARY_DIR}/packaging/${component}/copyright")
+    file(WRITE "${file}" "${text}")
+    install(FILES "${file}" DESTINATION "${directory}" COMPONENT ${component})
+endfunction()
+install_notices(server "${CMAKE_INSTALL_DOCDIR}" rapidjson-dev libcli11-dev)
+install_notices(library "${CMAKE_INSTALL_DATADIR}/doc/libquorva-client${PROJECT_VERSION_MAJOR}" rapidjson-dev)
+
 add_custom_target(compressed ALL DEPENDS ${pages} "${changes}")
 add_custom_target(package-contents)
 add_dependencies(package-contents ${programs} compressed quorva_shared)

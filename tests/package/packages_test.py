@@ -21,7 +21,8 @@ from startedserver import DEADLINE, StartedServer, expect, fail, run
 
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
-               "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md"]
+               "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md",
+               "usr/share/doc/quorva/copyright"]
 UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",
                  "ProtectSystem": "strict", "ProtectHome": "yes", "IPAddressDeny": "any",
                  "IPAddressAllow": "localhost"}

@@ -177,6 +177,7 @@ bool HttpServer::process_and_close_socket(socket_t socket)
     } catch (const std::exception& error) { // from the library, for want of memory; the connection goes, we stay
         std::fprintf(stderr, "quorva-http: a connection failed: %s\n", error.what());
     }
+    serving = {};
     return true;
 }
 
@@ -185,7 +186,9 @@ void HttpServer::serveConnection(HttpConnection* connection)
     bool goesOn = true;
     serving = {connection, true, false, false};
     while (goesOn && connection->waitForRequest()) {
-        serving = {connection, false, false, false};
+        serving.requestIsWhole = false;
+        serving.clientEnds = false;
+        serving.isLast = false;
         connection->beginHead();
         const bool last = svr_sock_ == INVALID_SOCKET;
         bool clientEnds = false;

@@ -47,7 +47,8 @@ QVariantMap keysWithPrefix(const QString& prefix, bool down)
 {
     if (down)
         return rangeCondition(u"LE"_s, {behindAll(prefix)});
-    return prefix.isEmpty() ? QVariantMap() : rangeCondition(u"BETWEEN"_s, {prefix, behindAll(prefix)});
+    return prefix.isEmpty() ? rangeCondition(u"GE"_s, {prefix})
+                            : rangeCondition(u"BETWEEN"_s, {prefix, behindAll(prefix)});
 }
 
 Paging::Paging(const QString& operation, QVariantMap body, int limit)

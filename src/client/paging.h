@@ -22,7 +22,7 @@ QVariantMap allKeysDown();
 /**
  * The range keys that begin with `prefix`, in place of BEGINS_WITH, which cannot be resumed: the start key of the
  * second page takes the prefix's place. Up, these are the keys between two; down, they are all at or below one, and the
- * reader ends at the first key without the prefix. Empty, no condition at all, for all keys up.
+ * reader ends at the first key without the prefix.
  */
 QVariantMap keysWithPrefix(const QString& prefix, bool down);
 

@@ -36,10 +36,7 @@ QByteArray operationOf(const QByteArray& target)
     return isKnown ? name : QByteArray();
 }
 
-/**
- * Asked of the parser that the server uses: it closes the connection on what is no JSON, and takes another value for
- * an empty object.
- */
+/** By the parser that the server uses. False when the text is no JSON or no object. */
 bool parseObject(const QByteArray& body, QVariantMap* object)
 {
     QVariant value;
@@ -49,6 +46,7 @@ bool parseObject(const QByteArray& body, QVariantMap* object)
     return true;
 }
 
+/** The server would close the connection on what is no JSON, and take another value for an empty object. */
 bool isObject(const QByteArray& body)
 {
     std::vector<Json::MemberText> members;

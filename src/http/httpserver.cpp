@@ -71,7 +71,9 @@ bool asksForClose(const std::string& value)
     return std::any_of(words.begin(), words.end(), [](const QByteArray& word) { return word.trimmed() == "close"; });
 }
 
-/** Takes from a request what the library would act upon, and the API does not know; and sees what the library does not.
+/**
+ * Takes from a request what the library would act upon, and the API does not know; and sees for itself whether the
+ * client asks for the connection's end, which the library only sees in one spelling.
  */
 void simplify(httplib::Request& request)
 {

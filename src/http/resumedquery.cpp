@@ -16,11 +16,7 @@ bool makeResumable(QVariantMap* body)
     if (!body->contains(u"ExclusiveStartKey"_s) || condition.value(u"ComparisonOperator"_s) != u"BEGINS_WITH"_s ||
         prefix.value(u"S"_s).typeId() != QMetaType::QString)
         return false;
-    const QVariantMap keys = Client::keysWithPrefix(prefix.value(u"S"_s).toString(), false);
-    if (keys.isEmpty())
-        body->remove(u"RangeKeyCondition"_s);
-    else
-        body->insert(u"RangeKeyCondition"_s, keys);
+    body->insert(u"RangeKeyCondition"_s, Client::keysWithPrefix(prefix.value(u"S"_s).toString(), false));
     return true;
 }
 

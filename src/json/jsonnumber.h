@@ -16,9 +16,9 @@ namespace Json {
 QVariant numberFromText(std::string_view number);
 
 /**
- * Writes some numbers of a JSON text in another form of the same value and the same length: zeros with a large
- * exponent, and hundreds of digits that a negative exponent takes back. The library refuses these, though a double
- * holds them.
+ * Writes the doubles in a JSON text as short as they can be, with blanks behind them in place of what is left over. The
+ * library refuses some that a double holds: zeros with a large exponent, and hundreds of digits that a negative
+ * exponent takes back.
  */
 void rewriteExtremeNumbers(QByteArray* text);
 

@@ -37,7 +37,7 @@ public:
 
     /**
      * Runs the request, on a database pool thread. 0 when the reply is ready; -1 when the connection is to be closed
-     * without one: the body is no JSON, or the request is not complete.
+     * without one: the body is no JSON, the request is not complete, or the reply is too long for its length prefix.
      */
     [[nodiscard]] virtual int handle();
 

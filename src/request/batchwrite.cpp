@@ -97,8 +97,9 @@ int batchDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVar
     return deleteDb(db, key, nullptr, nullptr, txn);
 }
 
-/** Applies one table's list in order; the first result that is not 0 ends it. Kept: an entry of neither kind is
- * skipped. */
+/**
+ * Applies one table's list in order; the first result that is not 0 ends it. Kept: an entry of neither kind is skipped.
+ */
 int writeTableRequests(BDBRequest& request, const QByteArray& tableName, const QVariantList& entries, BDBTxn* txn)
 {
     SeenKeys seen;

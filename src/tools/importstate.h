@@ -13,9 +13,9 @@ struct ImportMark {
 };
 
 /**
- * The file that keeps an import's mark from one run to the next, as JSON: which table, which input, and
- * the mark. It is replaced as a whole, so that it is always readable whenever the tool was ended. After a loss of power
- * it may be an older one, or not be readable.
+ * The file that keeps an import's mark from one run to the next, as JSON: which table, which input, and the mark. It is
+ * replaced as a whole, so that it is readable whenever the tool was ended. After a loss of power it may be an older
+ * one, or not be readable.
  */
 class ImportState {
 public:

@@ -87,7 +87,7 @@ int PagedRead::takeItems(bool again)
             return ExitOk;
         ended_ = belongs_ && !belongs_(item.toMap());
         const QByteArray line = Json::serialize(item);
-        if (ended_ || before[line]-- > 0)
+        if (ended_ || (again && before[line]-- > 0))
             continue;
         ++taken_[line];
         ++found_;

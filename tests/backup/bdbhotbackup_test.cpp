@@ -3,6 +3,7 @@
 #include "storage/bdbtxn.h"
 #include "storage/settings.h"
 #include "support/logcapture.h"
+#include "support/systemcallfilter.h"
 #include "support/tempenv.h"
 #include "support/waituntil.h"
 
@@ -311,6 +312,23 @@ TEST_F(HotBackup, AStopThatFollowsAtOnceIsNotLost)
     }
     thread_.reset(); // waits for a thread that would never end
     EXPECT_EQ(Settings::backupDisabled(), 1);
+}
+
+TEST_F(HotBackup, WithoutAThreadItIsRefusedAndLogRemovalIsAsItWas)
+{
+    thread();
+    for (const int disabled : {0, 1}) {
+        Settings::setBackupDisabled(disabled);
+        int refused = 0;
+        if (!runWithFailingCalls({__NR_clone, __NR_clone3}, EAGAIN,
+                                 [&] { refused = thread_->schedule(target(), BackupFull); }))
+            GTEST_SKIP() << "this system has no filters for system calls";
+        EXPECT_EQ(refused, 1);
+        EXPECT_EQ(Settings::backupDisabled(), disabled);
+    }
+    EXPECT_EQ(log_->count("[WARN] DB Backup thread could not be started 11"), 2U);
+    EXPECT_EQ(thread_->schedule(target(), BackupFull), 0) << "the next one finds nothing in its way";
+    EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); }));
 }
 
 TEST_F(HotBackup, AStopThatFollowsAFullBackupAtOnceLeavesTheCopyAndShipsNothing)

@@ -47,7 +47,7 @@ def problems_of(document, root, programs, labels):
         if problem := broken_link(document, target):
             yield problem
     for path in SOURCE_PATH.findall(text):
-        # A document may leave out the extension of a pair of files, and name what is made by a run.
+        # A document may leave out the extension of a pair of files.
         if not os.path.exists(os.path.join(root, path)) and not glob.glob(os.path.join(root, path + ".*")):
             yield f"{path} is not there"
         elif path.startswith("script/") and not os.access(os.path.join(root, path), os.X_OK):

@@ -121,6 +121,21 @@ TEST_F(HttpRequest, KeysOfAQueryCanBeSentBackAsTheyCame)
     EXPECT_EQ(readPages("Query", query + ",\"ScanIndexForward\":false"), "5,4,3\"ü,2,1,");
 }
 
+TEST_F(HttpRequest, QueryForAPrefixKeepsItOnEveryPage)
+{
+    HttpClient client(http_.port());
+    for (const char* range : {"a", "b", "b1", "b2", "b3", "c"})
+        ASSERT_EQ(client.call("PutItem", putBody("k", range)).status, 200);
+    const auto readWith = [&](const std::string& comparison, const std::string& prefix, const std::string& rest = "") {
+        return readPages("Query", R"("HashKeyValue":{"S":"k"},"Limit":2,"RangeKeyCondition":{"ComparisonOperator":")" +
+                                      comparison + R"(","AttributeValueList":[{"S":")" + prefix + "\"}]}" + rest);
+    };
+    EXPECT_EQ(readWith("BEGINS_WITH", "b"), "b,b1,b2,b3,");
+    EXPECT_EQ(readWith("BEGINS\\u005fWITH", "b"), "b,b1,b2,b3,") << "an escape hides the word";
+    EXPECT_EQ(readWith("BEGINS_WITH", ""), "a,b,b1,b2,b3,c,");
+    EXPECT_EQ(readWith("BEGINS_WITH", "", ",\"ScanIndexForward\":false"), "a,b,b1,b2,b3,c,") << "it always goes up";
+}
+
 TEST_F(HttpRequest, KeysAmongTheAttributesOfAnUpdateAreTyped)
 {
     HttpClient client(http_.port());

@@ -5,8 +5,8 @@
 #include "net/framing.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
+#include "support/systemcallfilter.h"
 #include "support/waituntil.h"
-#include "systemcallfilter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 #include "netsupport.h"
 #include "support/logcapture.h"
-#include "systemcallfilter.h"
+#include "support/systemcallfilter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

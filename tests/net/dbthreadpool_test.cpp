@@ -1,7 +1,7 @@
 #include "net/dbthreadpool.h"
 
 #include "netsupport.h"
-#include "systemcallfilter.h"
+#include "support/systemcallfilter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -193,6 +193,10 @@ def main(build):
                 expect(f"{file} is installed", file in installed, True)
         for file in OTHER_FILES:
             expect(f"{file} is installed", file in installed, True)
+        with open(os.path.join(root.path, "usr/share/doc/quorva/copyright"), encoding="utf-8") as notices:
+            text = notices.read()
+        for library in ("rapidjson-dev", "libcli11-dev"):
+            expect(f"the notice of {library}", f"\n\n{library}\n\nFormat: " in text, True)
         for unit in ("quorva", "quorva-http"):
             settings = unit_settings(root, unit)
             expect(f"settings of {unit}", {key: settings.get(key) for key in UNIT_SETTINGS},

@@ -1,8 +1,8 @@
 #include "server/lkthread.h"
 
 #include "lockholder.h"
-#include "net/systemcallfilter.h"
 #include "support/logcapture.h"
+#include "support/systemcallfilter.h"
 #include "support/tempdir.h"
 
 #include <QCoreApplication>

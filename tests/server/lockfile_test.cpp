@@ -1,8 +1,8 @@
 #include "server/lockfile.h"
 
 #include "lockholder.h"
-#include "net/systemcallfilter.h"
 #include "procfs.h"
+#include "support/systemcallfilter.h"
 #include "support/tempdir.h"
 #include "support/waituntil.h"
 

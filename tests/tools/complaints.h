@@ -45,6 +45,13 @@ inline std::string noServer(int port)
            "  try: start the server, or name another one with --host and --port\n";
 }
 
+/** Where the server does not take a connection for a second. */
+inline std::string unconnected(int port)
+{
+    return noReply(port, "no connection within 1000 ms") +
+           "  try: start the server, or name another one with --host and --port\n";
+}
+
 /** Where the server takes a request and says nothing for a second. */
 inline std::string late(int port)
 {

@@ -1,5 +1,6 @@
 #include "complaints.h"
 
+#include "client/connection.h"
 #include "support/heldport.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
@@ -182,6 +183,18 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatDoesNotAnswerInTime)
     const ProgramRun query = quorvactl({"--port", std::to_string(port.number()), "query", "d|t", "h", "--timeout=1"});
     EXPECT_EQ(query.status, NoReply);
     EXPECT_EQ(query.error, Complaints::late(port.number()));
+}
+
+TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
+{
+    const HeldPort port;
+    port.listen(0); // room for one that nobody accepts
+    Client::Connection first;
+    ASSERT_TRUE(first.open(Client::DefaultHost, port.number()));
+    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "flush", "d|t"});
+    EXPECT_EQ(done.status, NoReply);
+    EXPECT_EQ(done.output, "");
+    EXPECT_EQ(done.error, Complaints::unconnected(port.number()));
 }
 
 TEST(QuorvactlWithoutServer, HostMustBeAnAddress)

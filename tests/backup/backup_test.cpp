@@ -487,6 +487,8 @@ protected:
 /** A server that sees a disk of 4 MB at `target`, which nobody else sees. */
 class ServerWithDisk : public TempDir, public ServerProcess {
 public:
+    using TempDir::makeDirectory;
+
     explicit ServerWithDisk(const std::string& further)
         : ServerProcess({.wrapper = {"/bin/sh", "-c",
                                      "exec unshare --user --map-root-user --mount sh -c '"

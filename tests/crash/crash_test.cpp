@@ -182,10 +182,10 @@ private:
 
 TEST_P(CrashTest, WhileABackupIsMade)
 {
+    const TempDir targets; // outlives the server, which opens what was restored there
     CrashBench bench(GetParam(), seed_, {.largeValues = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    const TempDir targets;
     std::optional<Backup> complete; // the last one that was
     for (int round = 0; round < rounds_; ++round) {
         // A complete one is continued by log shipping, which has the files of before the restart to ship.

@@ -212,14 +212,13 @@ TEST_F(Exhaustion, AReadOnlyDiskIsNotFoundUntilItCanBeWrittenAgain)
 TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
 {
     ServerProcess server;
-    const TempDir home;
     // The log is standard error then, and the test reads the port from the system.
     ASSERT_TRUE(server.launch({"-p0", "-d", "/dev/full"}));
     int port = 0;
     ASSERT_TRUE(waitUntil([&] { return (port = ProcFs::listeningPort(server.pid())) != 0; }));
     Client::Connection connection;
     ASSERT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port));
-    const QString table = QString::fromStdString(home.path()) + "|t";
+    const QString table = QString::fromStdString(server.makeDirectory("env")) + "|t";
     const auto request = [&](const char* operation, const QVariantMap& body) {
         QByteArray text;
         QVariant reply;
@@ -240,8 +239,7 @@ TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenGoesOn)
 {
     ServerProcess server({.wrapper = {"/bin/sh", "-c", "ulimit -n 160; exec \"$@\"", "sh"}});
     ASSERT_TRUE(server.start());
-    const TempDir home;
-    const QString table = QString::fromStdString(home.path()) + "|t";
+    const QString table = QString::fromStdString(server.makeDirectory("env")) + "|t";
     Filling filling(&server, table, 100);
     ASSERT_TRUE(filling.createTable());
     for (int i = 0; i < 14; ++i) // opens all its data files

@@ -15,8 +15,7 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(server_.start());
-        table_ = QString::fromStdString(server_.directory() + "/env|t");
-        ASSERT_TRUE(std::filesystem::create_directory(server_.directory() + "/env"));
+        table_ = QString::fromStdString(server_.makeDirectory("env") + "|t");
         const Quorva::Result opened = connection_.open(address());
         ASSERT_TRUE(opened.ok()) << opened.errorText().toStdString();
         const Quorva::Result created = connection_.createTable({table_, "h", "r"});

@@ -151,12 +151,7 @@ protected:
     void SetUp() override { ASSERT_TRUE(server_.start()); }
 
     /** Creates a directory next to the log and returns its path. */
-    std::string makeDirectory(const std::string& name) const
-    {
-        const std::string path = server_.directory() + '/' + name;
-        std::filesystem::create_directories(path);
-        return path;
-    }
+    std::string makeDirectory(const std::string& name) const { return server_.makeDirectory(name); }
 
     const std::string& home() const { return home_; }
     QString tableName(const QString& table = "t") const { return tableIn(home_, table); }

@@ -80,6 +80,11 @@ public:
 
     /** A directory that lives as long as this object. */
     const std::string& directory() const { return directory_.path(); }
+    /**
+     * Creates `name` in directory(), for an environment. One that is removed while the server has it open ends the
+     * server: it opens an environment with a checkpoint, and a checkpoint that fails is the end.
+     */
+    std::string makeDirectory(const std::string& name) const { return directory_.makeDirectory(name); }
     std::string logPath() const { return directory_.file("server.log"); }
     /** The file that the test process holds as the parent's lifetime lock. */
     std::string parentLockPath() const { return directory_.file("parent.lock"); }

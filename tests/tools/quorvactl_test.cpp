@@ -150,7 +150,7 @@ TEST_F(Quorvactl, ReplyThatCannotBePrintedIsTold)
 
 TEST_F(Quorvactl, TableIsCreatedAndDescribed)
 {
-    const std::string name = directory_.makeDirectory("home") + "|t";
+    const std::string name = server_.makeDirectory("home") + "|t";
     const std::string body = "{\"TableName\":\"" + name +
                              "\",\"KeySchema\":{\"HashKeyElement\":{\"AttributeName\":\"h\",\"AttributeType\":\"S\"},"
                              "\"RangeKeyElement\":{\"AttributeName\":\"r\",\"AttributeType\":\"S\"}}}";

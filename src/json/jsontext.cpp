@@ -4,6 +4,7 @@
 #include "json/plaincharacters.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace {
 
@@ -30,9 +31,9 @@ public:
             return false;
         if (take('}'))
             return true;
-        QByteArrayView previous;
+        std::string_view previous;
         for (bool first = true;; first = false) {
-            QByteArrayView name;
+            std::string_view name;
             if (!plainName(&name) || !take(':'))
                 return false;
             // Strictly ascending, so there are no equal names. Bytes of ASCII compare as the characters do.
@@ -59,7 +60,7 @@ private:
         case '"':
             return string();
         case '{':
-            return depth < MaxScanDepth && object(depth + 1, [](QByteArrayView, QByteArrayView) {});
+            return depth < MaxScanDepth && object(depth + 1, [](std::string_view, QByteArrayView) {});
         case '[':
             return depth < MaxScanDepth && array(depth + 1);
         case 't':
@@ -88,13 +89,13 @@ private:
         }
     }
 
-    bool plainName(QByteArrayView* name)
+    bool plainName(std::string_view* name)
     {
         if (!take('"'))
             return false;
         const char* begin = cursor_;
         skipPlain();
-        *name = QByteArrayView(begin, cursor_);
+        *name = {begin, static_cast<std::size_t>(cursor_ - begin)};
         return take('"');
     }
 
@@ -185,21 +186,21 @@ bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
 {
     members->clear();
     CanonicalScanner scanner(text);
-    const bool isCanonical = scanner.object(0, [members](QByteArrayView name, QByteArrayView value) {
-        members->push_back({QLatin1StringView(name.data(), name.size()), value});
+    const bool isCanonical = scanner.object(0, [members](std::string_view name, QByteArrayView value) {
+        members->push_back({QLatin1StringView(name.data(), static_cast<qsizetype>(name.size())), value});
     });
     return isCanonical && scanner.atEnd();
 }
 
 void appendLatin1(QByteArrayView bytes, QByteArray* out)
 {
-    const bool isPlain = std::all_of(bytes.begin(), bytes.end(), [](char c) {
-        return static_cast<signed char>(c) >= 0x20 && c != '"' && c != '\\';
-    });
-    if (isPlain)
-        out->append('"').append(bytes).append('"');
-    else
+    if (Plain::countPlain(bytes.begin(), bytes.end()) != bytes.size()) {
         append(bytes.toByteArray(), out);
+        return;
+    }
+    char* to = extend(out, bytes.size() + 2);
+    *to = '"';
+    *std::copy(bytes.begin(), bytes.end(), to + 1) = '"';
 }
 
 } // namespace Json

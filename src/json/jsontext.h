@@ -6,6 +6,7 @@
 #include <QMetaType>
 #include <QString>
 
+#include <algorithm>
 #include <vector>
 
 /**
@@ -37,6 +38,19 @@ struct MemberText {
  * `parse`. `members` then holds nothing of use.
  */
 [[nodiscard]] bool splitObject(QByteArrayView text, std::vector<MemberText>* members);
+
+/**
+ * Makes `text` longer by `length` bytes that are to be written, and returns the first of them. For text of many short
+ * pieces, each of which would take `QByteArray::append` longer than the copying.
+ */
+inline char* extend(QByteArray* text, qsizetype length)
+{
+    const qsizetype before = text->size();
+    if (before + length > text->capacity())
+        text->reserve(before + std::max(before, length));
+    text->resize(before + length);
+    return text->data() + before;
+}
 
 /** Appends Latin-1 bytes as a JSON string. Like a byte array in a tree, it ends before the first zero byte. */
 void appendLatin1(QByteArrayView bytes, QByteArray* out);

@@ -16,11 +16,25 @@ QByteArray beginningOf(const QString& name)
     return text.append(R"(:{"S":)");
 }
 
-/** Begins an object, or goes on with it behind other members. */
-void separate(QByteArray* out, bool* first)
-{
-    out->append(std::exchange(*first, false) ? '{' : ',');
-}
+/** Writes an object's members, or runs of them, into memory that has room for them. */
+class ObjectWriter {
+public:
+    explicit ObjectWriter(char* to) : cursor_(to) {}
+
+    void begin() { *cursor_++ = std::exchange(first_, false) ? '{' : ','; }
+    void put(QByteArrayView text) { cursor_ = std::copy(text.begin(), text.end(), cursor_); }
+
+    /** Behind the object. */
+    const char* end()
+    {
+        put(first_ ? "{}" : "}");
+        return cursor_;
+    }
+
+private:
+    char* cursor_;
+    bool first_ = true;
+};
 
 /** The text of members that follow each other; at least one. */
 QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
@@ -32,9 +46,9 @@ QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
-    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), {}, KeyPart::Range});
+    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), KeyPart::Range, {}, {}});
     if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
-        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), {}, KeyPart::Hash});
+        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), KeyPart::Hash, {}, {}});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
 
@@ -52,37 +66,41 @@ bool ItemFormatter::append(const QByteArray& stored, QByteArray* out)
     if (keys_.empty() && !wanted_)
         out->append(stored);
     else
-        appendMembers(out);
+        appendMembers(stored.size(), out);
     return true;
 }
 
 bool ItemFormatter::append(const QByteArray& stored, QByteArrayView hash, QByteArrayView range, QByteArray* out)
 {
-    for (KeyAttribute& key : keys_) {
-        key.bytes.resize(0); // keeps its memory
-        key.bytes.append(key.part == KeyPart::Hash ? hash : range);
-    }
+    for (KeyAttribute& key : keys_)
+        key.bytes = key.part == KeyPart::Hash ? hash : range;
     return append(stored, out);
 }
 
-void ItemFormatter::appendMembers(QByteArray* out) const
+void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out)
 {
-    bool first = true;
+    qsizetype room = storedSize;
+    for (KeyAttribute& key : keys_) {
+        key.text.resize(0); // keeps its memory
+        Json::appendLatin1(key.bytes, &key.text);
+        room += key.beginning.size() + key.text.size() + 2;
+    }
+    ObjectWriter writer(Json::extend(out, room));
     const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece
     const Json::MemberText* member = run;
     const Json::MemberText* const end = run + members_.size();
     const auto appendRun = [&] {
         if (run == member)
             return;
-        separate(out, &first);
-        out->append(textOf(run, member));
+        writer.begin();
+        writer.put(textOf(run, member));
     };
     auto key = keys_.begin();
     const auto appendKey = [&] {
-        separate(out, &first);
-        out->append(key->beginning);
-        Json::appendLatin1(key->bytes, out);
-        out->append('}');
+        writer.begin();
+        writer.put(key->beginning);
+        writer.put(key->text);
+        writer.put("}");
         ++key;
     };
     while (member != end) {
@@ -102,7 +120,7 @@ void ItemFormatter::appendMembers(QByteArray* out) const
     appendRun();
     while (key != keys_.end())
         appendKey();
-    out->append(first ? "{}" : "}");
+    out->truncate(writer.end() - out->constData());
 }
 
 bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) const
@@ -114,7 +132,7 @@ bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) cons
     if (wanted_)
         item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
     for (const KeyAttribute& key : keys_)
-        item.insert(key.name, QVariantMap{{"S", keyText(key.bytes)}});
+        item.insert(key.name, QVariantMap{{"S", keyText(key.bytes.toByteArray())}});
     Json::append(item, out);
     return true;
 }

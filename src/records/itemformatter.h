@@ -44,16 +44,16 @@ public:
 private:
     enum class KeyPart { Hash, Range };
 
-    /** A key attribute of the item in hand. */
     struct KeyAttribute {
         QString name;
         QByteArray utf8Name;
         QByteArray beginning; // of its JSON, up to its text
-        QByteArray bytes;
         KeyPart part;
+        QByteArrayView bytes; // of the item in hand
+        QByteArray text;      // the same as a JSON string
     };
 
-    void appendMembers(QByteArray* out) const;
+    void appendMembers(qsizetype storedSize, QByteArray* out);
     bool appendParsed(const QByteArray& stored, QByteArray* out) const;
 
     KeyNames names_;

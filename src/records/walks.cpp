@@ -73,7 +73,7 @@ public:
     {
         const qsizetype before = items->size();
         if (before > 0)
-            items->append(',');
+            *Json::extend(items, 1) = ',';
         if (format->append(buffers_.dataBytes(), hash, range, items))
             return 0;
         items->truncate(before);

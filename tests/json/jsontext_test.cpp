@@ -307,4 +307,32 @@ TEST(AppendLatin1, WritesWhatAByteArrayInATreeGives)
     }
 }
 
+TEST(ExtendText, KeepsWhatIsThereAndCopiesItSeldom)
+{
+    QByteArray text;
+    QByteArray expected;
+    int moves = 0;
+    for (int i = 0; i < 100'000; ++i) {
+        const char* before = text.constData();
+        const int length = i % 5;
+        char* to = Json::extend(&text, length);
+        EXPECT_EQ(to, text.data() + expected.size());
+        std::fill_n(to, length, static_cast<char>('a' + i % 26));
+        expected.append(length, static_cast<char>('a' + i % 26));
+        moves += text.constData() != before ? 1 : 0;
+    }
+    EXPECT_TRUE(text == expected);
+    EXPECT_LE(moves, 20); // 200,000 bytes are doubled to from one in 18 steps
+}
+
+TEST(ExtendText, LeavesCopiesAlone)
+{
+    QByteArray text = "abc";
+    text.reserve(100);
+    const QByteArray copy = text;
+    *Json::extend(&text, 1) = 'd';
+    EXPECT_EQ(text, "abcd");
+    EXPECT_EQ(copy, "abc");
+}
+
 } // namespace

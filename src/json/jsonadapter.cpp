@@ -38,12 +38,26 @@ bool isAscii(QByteArrayView bytes)
     return std::none_of(bytes.begin(), bytes.end(), [](char c) { return (c & 0x80) != 0; });
 }
 
+/** Text of one ASCII character, as the names of types are: all share one, and no memory is asked for. */
+QString letter(char c)
+{
+    static constexpr auto Letters = [] {
+        std::array<char16_t, 256> units{}; // each letter with a terminator
+        for (std::size_t i = 0; i < units.size(); i += 2)
+            units[i] = static_cast<char16_t>(i / 2);
+        return units;
+    }();
+    return QString::fromRawData(reinterpret_cast<const QChar*>(&Letters[2 * static_cast<std::size_t>(c)]), 1);
+}
+
 /**
  * Builds the tree from the reader's events. Each open container is a frame of its own and moves into its parent when
  * it is complete: a container that is already inside a variant would be shared, and copied at the next insert.
  */
 class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeBuilder> {
 public:
+    TreeBuilder() { open_.reserve(UsualDepth); }
+
     bool Null() { return add(QVariant()); }
     bool Bool(bool value) { return add(value); }
 
@@ -94,6 +108,8 @@ private:
         QVariantList elements;
     };
 
+    static constexpr std::size_t UsualDepth = 8;
+
     bool start(bool isObject)
     {
         if (open_.size() == Json::MaxDepth)
@@ -118,7 +134,7 @@ private:
         const QByteArrayView bytes(text, static_cast<qsizetype>(length));
         // The decoder goes from byte to byte; most strings do not need it.
         if (isAscii(bytes))
-            return QString::fromLatin1(bytes);
+            return length == 1 ? letter(*text) : QString::fromLatin1(bytes);
         QString decoded = decoder_.decode(bytes);
         if (firstBroken_ == nullptr && decoder_.hasError())
             firstBroken_ = text;

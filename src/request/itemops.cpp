@@ -92,7 +92,7 @@ int putItem(BDBRequest& request)
     QVariantMap description;
     if (const int rc = loadSchema(request, place.tableName, &description, false))
         return rc;
-    QVariantMap item = request.parsedBody.value(u"Item"_s).toMap();
+    QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // ours alone, so it loses its keys without a copy
     if (const int rc = extractKeys(request, &item, &place.hashKey, &place.rangeKey))
         return rc;
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);

@@ -160,6 +160,59 @@ QByteArray reasonOf(rapidjson::ParseErrorCode code)
     return reason;
 }
 
+/** The reader's stream over a text in which it leaves the strings, unescaped, where they stand. */
+class InSituStream {
+public:
+    using Ch = char;
+
+    /** A zero byte stands behind the text. */
+    explicit InSituStream(QByteArray* text)
+        : begin_(text->data()), end_(begin_ + text->size()), cursor_(begin_), target_(begin_)
+    {}
+
+    char Peek() const { return *cursor_; }
+    char Take() { return *cursor_++; }
+    std::size_t Tell() const { return static_cast<std::size_t>(cursor_ - begin_); }
+
+    char* PutBegin() { return target_ = cursor_; }
+    void Put(char c) { *target_++ = c; }
+    std::size_t PutEnd(const char* begin) const { return static_cast<std::size_t>(target_ - begin); }
+
+    /** Takes and puts what stands for itself. */
+    void passLiterals()
+    {
+        const qsizetype length = Json::Plain::countLiteral(cursor_, end_);
+        if (target_ != cursor_)
+            std::copy(cursor_, cursor_ + length, target_);
+        cursor_ += length;
+        target_ += length;
+    }
+
+private:
+    char* begin_;
+    const char* end_;
+    char* cursor_;
+    char* target_; // not behind the cursor
+};
+
+} // namespace
+
+/** Lets the reader work on a copy of its stream, which stays in registers. */
+template <> struct rapidjson::StreamTraits<InSituStream> {
+    enum { copyOptimization = 1 };
+};
+
+/**
+ * The reader calls this for each piece of a string, and its own paths for blocks of bytes, which are another overload,
+ * let control characters pass.
+ */
+template <> template <> inline void rapidjson::Reader::ScanCopyUnescapedString(InSituStream& in, InSituStream&)
+{
+    in.passLiterals();
+}
+
+namespace {
+
 struct Reading {
     rapidjson::ParseResult result;
     qsizetype end; // where the reader stopped
@@ -168,7 +221,7 @@ struct Reading {
 /** Has the reader take a text apart, whose strings it changes where they stand. */
 Reading read(QByteArray* text, TreeBuilder* builder)
 {
-    rapidjson::InsituStringStream stream(text->data());
+    InSituStream stream(text);
     rapidjson::Reader reader;
     // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. The iterative form
     // costs the same and leaves the stack to the writer and the destructor of the tree.

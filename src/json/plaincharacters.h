@@ -9,7 +9,10 @@
 #include <emmintrin.h>
 #endif
 
-/** The characters that stand for themselves in a JSON string: ASCII, save for control characters, quote, backslash. */
+/**
+ * The characters that stand for themselves in a JSON string: all but control characters, quote and backslash. Plain are
+ * those of them that are ASCII.
+ */
 namespace Json::Plain {
 
 inline constexpr int BlockBytes = 16;
@@ -29,6 +32,15 @@ inline int countPlain(__m128i bytes)
         _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
     return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
 }
+
+/** How many of 16 bytes stand for themselves, up to the first that does not. */
+inline int countLiteral(__m128i bytes)
+{
+    const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1f)), bytes);
+    const __m128i special = _mm_or_si128(
+        isControl, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+    return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
+}
 #endif
 
 /** How many of the bytes are plain, up to the first that is not. */
@@ -43,6 +55,22 @@ inline qsizetype countPlain(const char* begin, const char* end)
     }
 #endif
     while (cursor != end && isPlain(static_cast<unsigned char>(*cursor)))
+        ++cursor;
+    return cursor - begin;
+}
+
+/** How many of the bytes stand for themselves, up to the first that does not; all bytes beyond ASCII do. */
+inline qsizetype countLiteral(const char* begin, const char* end)
+{
+    const char* cursor = begin;
+#if defined(__SSE2__)
+    for (; end - cursor >= BlockBytes; cursor += BlockBytes) {
+        const int literal = countLiteral(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)));
+        if (literal < BlockBytes)
+            return cursor - begin + literal;
+    }
+#endif
+    while (cursor != end && (isPlain(static_cast<unsigned char>(*cursor)) || (*cursor & 0x80) != 0))
         ++cursor;
     return cursor - begin;
 }

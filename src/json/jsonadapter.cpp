@@ -203,8 +203,8 @@ template <> struct rapidjson::StreamTraits<InSituStream> {
 };
 
 /**
- * The reader calls this for each piece of a string, and its own paths for blocks of bytes, which are another overload,
- * let control characters pass.
+ * The reader calls this, which is private to it, for each piece of a string. Its own ways of taking many bytes at once,
+ * other overloads that are not compiled in, let control characters pass.
  */
 template <> template <> inline void rapidjson::Reader::ScanCopyUnescapedString(InSituStream& in, InSituStream&)
 {

@@ -22,6 +22,11 @@ constexpr bool isPlain(char16_t character)
     return character >= u' ' && character < 0x80 && character != u'"' && character != u'\\';
 }
 
+constexpr bool isLiteral(unsigned char byte)
+{
+    return byte >= 0x80 || isPlain(byte);
+}
+
 #if defined(__SSE2__)
 /** How many of 16 bytes are plain, up to the first that is not. */
 inline int countPlain(__m128i bytes)
@@ -70,7 +75,7 @@ inline qsizetype countLiteral(const char* begin, const char* end)
             return cursor - begin + literal;
     }
 #endif
-    while (cursor != end && (isPlain(static_cast<unsigned char>(*cursor)) || (*cursor & 0x80) != 0))
+    while (cursor != end && isLiteral(static_cast<unsigned char>(*cursor)))
         ++cursor;
     return cursor - begin;
 }

@@ -83,7 +83,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out)
     for (KeyAttribute& key : keys_) {
         key.text.resize(0); // keeps its memory
         Json::appendLatin1(key.bytes, &key.text);
-        room += key.beginning.size() + key.text.size() + 2;
+        room += key.beginning.size() + key.text.size() + 2; // and a comma and a brace
     }
     ObjectWriter writer(Json::extend(out, room));
     const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece

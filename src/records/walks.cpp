@@ -281,6 +281,7 @@ int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, ItemForm
         if (const int rc = parseCondition(*range.condition, &condition, &forward))
             return rc;
     }
+    // Kept: a start key whose range key is empty is none.
     if (!range.startRange.isEmpty())
         condition.low = range.startRange; // Kept: for the comparisons as well, not for the seek alone
     else if (!forward && condition.low.isEmpty())

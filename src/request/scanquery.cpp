@@ -137,6 +137,7 @@ int scanTable(BDBRequest& request)
     ScanProgress progress;
     progress.limit = page.limit;
     progress.countOnly = page.countOnly;
+    // Kept: a start key whose hash key is empty is none.
     unsigned partition = page.startHash.isEmpty() ? 0 : partitionOf(page.startHash, PartitionCount);
     for (; partition < PartitionCount && progress.lastHash.isEmpty(); ++partition) {
         BDBIndex* db = nullptr;

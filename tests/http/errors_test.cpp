@@ -196,6 +196,20 @@ TEST_F(HttpError, AHeadWithoutEndIsCutOff)
     EXPECT_TRUE(client.isClosedByPeer());
 }
 
+TEST_F(HttpError, ALineThatIsTooLongIsRefused)
+{
+    const std::string start = "POST /?";
+    const std::string end = " HTTP/1.1\r\n";
+    const auto line = [&](std::size_t bytes) {
+        return start + std::string(bytes - start.size() - end.size(), 'x') + end;
+    };
+    // As long as it may be, it is looked at.
+    expectRefused(line(8192) + "Host: localhost\r\n\r\n", 400, "UnknownOperationException",
+                  "The header X-Amz-Target is missing");
+    expectRefused(line(8193) + "Host: localhost\r\n\r\n", 414, "InvalidRequestException", NoHttp);
+    expectRefused(post("X-Filler: " + std::string(8193, 'x') + "\r\n"), 400, "InvalidRequestException", NoHttp);
+}
+
 TEST_F(HttpError, BytesChangedAnywhereHarmNobody)
 {
     const std::string request =

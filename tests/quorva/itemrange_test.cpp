@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <utility>
 
 using namespace Quorva;
 
@@ -145,6 +146,20 @@ TEST_F(LibraryItemRange, IsGoneThroughOnceAndLeavesTheConnectionToOthersMeanwhil
     expected.insert(3, Ranges[2]);
     EXPECT_EQ(found, expected);
     EXPECT_TRUE(items.begin() == items.end());
+}
+
+TEST_F(LibraryItemRange, GoesOnWhereItWasWhenItIsMoved)
+{
+    putRanges();
+    ItemRange first = connection_.queryAll(table_, "k", {.limit = 2});
+    auto item = first.begin();
+    for (int i = 0; i < 3; ++i)
+        ++item;
+    ItemRange second(std::move(first));
+    EXPECT_EQ(text(*item, "r"), Ranges[3]) << "its iterators move along";
+    ItemRange third = connection_.queryAll(table_, "nobody");
+    third = std::move(second);
+    EXPECT_EQ(rangesOf(std::move(third)), Ranges.sliced(3));
 }
 
 TEST_F(LibraryItemRange, EndsWhereAPageCannotBeHad)

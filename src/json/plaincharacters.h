@@ -41,7 +41,9 @@ inline int countPlain(__m128i bytes)
 /** How many of 16 bytes stand for themselves, up to the first that does not. */
 inline int countLiteral(__m128i bytes)
 {
-    const __m128i isControl = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1f)), bytes);
+    // Signed, so that what is not ASCII counts as negative.
+    const __m128i isControl =
+        _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')));
     const __m128i special = _mm_or_si128(
         isControl, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
     return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));

@@ -2,7 +2,8 @@
 
 A row is an operation with a number of clients. In each round every row is measured at the server, at bdb-limit and,
 when no write waits for the disk, at echo-limit, so that whatever else the machine does falls on all of them alike.
-Ratios are made within a round; the table shows their medians, and the medians of the rates. Timing decides nothing here: the status is 0 whatever the ratios are.
+Ratios are made within a round; the table shows their medians, and the medians of the rates. Timing decides nothing
+here: the status is 0 whatever the ratios are.
 """
 
 import argparse

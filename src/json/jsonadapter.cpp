@@ -181,7 +181,7 @@ public:
     /** Takes and puts what stands for itself. */
     void passLiterals()
     {
-        const qsizetype length = Json::Plain::countLiteral(cursor_, end_);
+        const qsizetype length = Json::Plain::count<Json::Plain::Bytes::Literal>(cursor_, end_);
         if (target_ != cursor_)
             std::copy(cursor_, cursor_ + length, target_);
         cursor_ += length;

@@ -172,7 +172,7 @@ private:
         return true;
     }
 
-    void skipPlain() { cursor_ += Json::Plain::countPlain(cursor_, end_); }
+    void skipPlain() { cursor_ += Json::Plain::count<Json::Plain::Bytes::Plain>(cursor_, end_); }
 
     const char* cursor_;
     const char* const end_;
@@ -194,7 +194,7 @@ bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
 
 void appendLatin1(QByteArrayView bytes, QByteArray* out)
 {
-    if (Plain::countPlain(bytes.begin(), bytes.end()) != bytes.size()) {
+    if (Plain::count<Plain::Bytes::Plain>(bytes.begin(), bytes.end()) != bytes.size()) {
         append(bytes.toByteArray(), out);
         return;
     }

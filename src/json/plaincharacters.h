@@ -22,62 +22,43 @@ constexpr bool isPlain(char16_t character)
     return character >= u' ' && character < 0x80 && character != u'"' && character != u'\\';
 }
 
-constexpr bool isLiteral(unsigned char byte)
+/** Which bytes a count goes over. */
+enum class Bytes {
+    Plain,
+    Literal, // these and all that is not ASCII, as the bytes of UTF-8 are
+};
+
+template <Bytes kind> constexpr bool is(unsigned char byte)
 {
-    return byte >= 0x80 || isPlain(byte);
+    return isPlain(byte) || (kind == Bytes::Literal && byte >= 0x80);
 }
 
 #if defined(__SSE2__)
-/** How many of 16 bytes are plain, up to the first that is not. */
-inline int countPlain(__m128i bytes)
+/** How many of 16 bytes are of the kind, up to the first that is not. */
+template <Bytes kind> int count(__m128i bytes)
 {
-    // Signed, so that what is not ASCII counts as below a blank, as control characters do.
+    // Signed, so that what is not ASCII is negative and counts as below a blank, as control characters do.
+    __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));
+    if constexpr (kind == Bytes::Literal)
+        low = _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), low);
     const __m128i special = _mm_or_si128(
-        _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')),
-        _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
-    return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
-}
-
-/** How many of 16 bytes stand for themselves, up to the first that does not. */
-inline int countLiteral(__m128i bytes)
-{
-    // Signed, so that what is not ASCII counts as negative.
-    const __m128i isControl =
-        _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), _mm_cmplt_epi8(bytes, _mm_set1_epi8(' ')));
-    const __m128i special = _mm_or_si128(
-        isControl, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
+        low, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
     return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
 }
 #endif
 
-/** How many of the bytes are plain, up to the first that is not. */
-inline qsizetype countPlain(const char* begin, const char* end)
+/** How many of the bytes are of the kind, up to the first that is not. */
+template <Bytes kind> qsizetype count(const char* begin, const char* end)
 {
     const char* cursor = begin;
 #if defined(__SSE2__)
     for (; end - cursor >= BlockBytes; cursor += BlockBytes) {
-        const int plain = countPlain(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)));
-        if (plain < BlockBytes)
-            return cursor - begin + plain;
+        const int found = count<kind>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)));
+        if (found < BlockBytes)
+            return cursor - begin + found;
     }
 #endif
-    while (cursor != end && isPlain(static_cast<unsigned char>(*cursor)))
-        ++cursor;
-    return cursor - begin;
-}
-
-/** How many of the bytes stand for themselves, up to the first that does not; all bytes beyond ASCII do. */
-inline qsizetype countLiteral(const char* begin, const char* end)
-{
-    const char* cursor = begin;
-#if defined(__SSE2__)
-    for (; end - cursor >= BlockBytes; cursor += BlockBytes) {
-        const int literal = countLiteral(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)));
-        if (literal < BlockBytes)
-            return cursor - begin + literal;
-    }
-#endif
-    while (cursor != end && isLiteral(static_cast<unsigned char>(*cursor)))
+    while (cursor != end && is<kind>(static_cast<unsigned char>(*cursor)))
         ++cursor;
     return cursor - begin;
 }
@@ -92,7 +73,7 @@ inline bool copyPlain(QStringView from, char* to)
         // Units beyond a byte become 255, or 0 from 0x8000 on: neither is plain.
         const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)),
                                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor + 8)));
-        if (countPlain(bytes) < BlockBytes)
+        if (count<Bytes::Plain>(bytes) < BlockBytes)
             return false;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
     }

@@ -112,8 +112,3 @@ int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKe
     rangeKey->clear();
     return takeKey(request.rangeKeyElement, item, rangeKey, &found);
 }
-
-QVariant keyText(const QByteArray& bytes)
-{
-    return QByteArray(bytes).append('\0');
-}

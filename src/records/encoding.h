@@ -62,9 +62,4 @@ bool isLatin1(const QString& text);
  */
 [[nodiscard]] int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey);
 
-/**
- * Key bytes as an attribute value: followed by one zero byte, where the JSON writer ends the text.
- */
-QVariant keyText(const QByteArray& bytes);
-
 #endif

@@ -1,6 +1,5 @@
 #include "records/itemformatter.h"
 
-#include "records/encoding.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -46,9 +45,9 @@ QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
-    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), KeyPart::Range, {}, {}});
+    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), KeyPart::Range, {}});
     if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
-        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), KeyPart::Hash, {}, {}});
+        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), KeyPart::Hash, {}});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
 
@@ -72,19 +71,18 @@ bool ItemFormatter::append(const QByteArray& stored, QByteArray* out)
 
 bool ItemFormatter::append(const QByteArray& stored, QByteArrayView hash, QByteArrayView range, QByteArray* out)
 {
-    for (KeyAttribute& key : keys_)
-        key.bytes = key.part == KeyPart::Hash ? hash : range;
+    for (KeyAttribute& key : keys_) {
+        key.text.resize(0); // keeps its memory
+        Json::appendLatin1(key.part == KeyPart::Hash ? hash : range, &key.text);
+    }
     return append(stored, out);
 }
 
-void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out)
+void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
 {
     qsizetype room = storedSize;
-    for (KeyAttribute& key : keys_) {
-        key.text.resize(0); // keeps its memory
-        Json::appendLatin1(key.bytes, &key.text);
+    for (const KeyAttribute& key : keys_)
         room += key.beginning.size() + key.text.size() + 2; // and a comma and a brace
-    }
     ObjectWriter writer(Json::extend(out, room));
     const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece
     const Json::MemberText* member = run;
@@ -132,7 +130,7 @@ bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) cons
     if (wanted_)
         item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
     for (const KeyAttribute& key : keys_)
-        item.insert(key.name, QVariantMap{{"S", keyText(key.bytes.toByteArray())}});
+        item.insert(key.name, QVariantMap{{"S", QVariant::fromValue(Json::RawText{key.text})}});
     Json::append(item, out);
     return true;
 }

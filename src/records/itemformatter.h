@@ -49,11 +49,10 @@ private:
         QByteArray utf8Name;
         QByteArray beginning; // of its JSON, up to its text
         KeyPart part;
-        QByteArrayView bytes; // of the item in hand
-        QByteArray text;      // the same as a JSON string
+        QByteArray text; // of the item in hand, as a JSON string
     };
 
-    void appendMembers(qsizetype storedSize, QByteArray* out);
+    void appendMembers(qsizetype storedSize, QByteArray* out) const;
     bool appendParsed(const QByteArray& stored, QByteArray* out) const;
 
     KeyNames names_;

@@ -199,17 +199,6 @@ TEST(KeyBytes, RefuseACharacterThatLatin1Lacks)
     }
 }
 
-TEST(KeyText, IsWrittenAsTheKeyAlone)
-{
-    const QVariant value = keyText("ab\xe9");
-    EXPECT_EQ(value.typeId(), QMetaType::QByteArray);
-    EXPECT_EQ(value.toByteArray(), QByteArray("ab\xe9\0", 4));
-    EXPECT_EQ(Json::serialize(value), "\"ab\xc3\xa9\"");
-    EXPECT_EQ(Json::serialize(keyText("")), "\"\"");
-    EXPECT_EQ(keyText("").toByteArray(), QByteArray("\0", 1));
-    EXPECT_EQ(Json::serialize(keyText(QByteArray("a\0b", 3))), "\"a\"");
-}
-
 class ExtractKeys : public testing::Test {
 protected:
     ExtractKeys()

@@ -57,7 +57,7 @@ TEST_F(PutDb, AnItemWithoutAttributesIsAnEmptyObject)
 
 TEST_F(PutDb, TerminatedBytesAreStoredWithoutTheirZeroByte)
 {
-    item_ = {{"a", QVariantMap{{"S", keyText("x\xe9")}}}};
+    item_ = {{"a", QVariantMap{{"S", QByteArray("x\xe9\0", 3)}}}};
     EXPECT_EQ(put(), 0);
     EXPECT_EQ(stored(), "{\"a\":{\"S\":\"x\xc3\xa9\"}}");
 }

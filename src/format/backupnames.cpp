@@ -1,5 +1,6 @@
 #include "format/backupnames.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <system_error>
@@ -28,6 +29,17 @@ std::optional<std::uint32_t> logNumber(std::string_view name)
     const char* end = name.data() + name.size();
     const auto parsed = std::from_chars(name.data() + Prefix.size(), end, number);
     return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(number) : std::nullopt;
+}
+
+bool isTakenForLogFile(std::string_view name)
+{
+    return name.size() > Prefix.size() && name.starts_with(Prefix) &&
+           std::all_of(name.begin() + Prefix.size(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool isReserved(std::string_view name)
+{
+    return name == Marker || name == FileList || name == LogDirectory;
 }
 
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name)

@@ -11,6 +11,7 @@
  * On disk, do not change. Pure; any thread.
  *
  *     BackupInProgress.tmp          made by whoever asks for a full backup, deleted by the server when that is complete
+ *     BackupFiles.list              what belongs to the copy
  *     log.0000000041                log files of the copy, beside the database files
  *     __log__/log.0000000042        log files that were shipped afterwards
  *     __log__/log.0000000042.del    the previous copy of one while it is being replaced
@@ -18,6 +19,7 @@
 namespace BackupNames {
 
 inline constexpr const char* Marker = "BackupInProgress.tmp";
+inline constexpr const char* FileList = "BackupFiles.list";
 inline constexpr const char* LogDirectory = "__log__";
 inline constexpr std::string_view ReplacedSuffix = ".del";
 
@@ -29,6 +31,15 @@ std::optional<std::uint32_t> logNumber(std::string_view name);
 
 /** The same for a file of the log directory, where the name may be that of a previous copy. */
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name);
+
+/**
+ * True for "log." and digits, however many: Berkeley DB takes all of these for log files when it looks for the first
+ * and the last one, and never gets done with "log.99999999999".
+ */
+bool isTakenForLogFile(std::string_view name);
+
+/** True for the names of a backup's own files and directory. */
+bool isReserved(std::string_view name);
 
 } // namespace BackupNames
 

@@ -17,7 +17,7 @@ namespace Quorva {
 
 /** A table and the names of its two key attributes. */
 struct Table {
-    QString name;      // DIRECTORY|TABLE; the directory has to exist
+    QString name;      // DIRECTORY|TABLE; the directory has to exist, and the server refuses some names
     QString hashKey;   // the name of the attribute that is the hash key
     QString rangeKey;  // likewise; both are of type S
     int readUnits = 1; // stored and returned, nothing more; likewise writeUnits

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 using namespace Qt::StringLiterals;
 
@@ -42,17 +43,13 @@ int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes,
 
 QByteArray filePart(const QByteArray& tableName)
 {
-    const qsizetype bar = tableName.lastIndexOf('|');
-    if (bar >= 0)
-        return tableName.sliced(bar + 1);
-    return tableName.sliced(std::max(tableName.lastIndexOf('\\'), tableName.lastIndexOf('/')) + 1);
+    const std::string_view file = TableNames::filePart({tableName.cbegin(), tableName.cend()});
+    return tableName.right(static_cast<qsizetype>(file.size()));
 }
 
 QByteArray dataFileName(const QByteArray& tableName, unsigned partition)
 {
-    char suffix[16];
-    std::snprintf(suffix, sizeof suffix, "_%02x.db", partition);
-    return tableName + suffix;
+    return tableName + TableNames::partitionSuffix(partition).c_str();
 }
 
 unsigned partitionOf(const QByteArray& hashKey, unsigned count)

@@ -1,6 +1,8 @@
 #ifndef QUORVA_RECORDS_ENCODING_H
 #define QUORVA_RECORDS_ENCODING_H
 
+#include "format/tablename.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QString>
@@ -22,13 +24,10 @@ struct BDBRequest;
 /** Data files of a table. On disk, do not change. */
 inline constexpr unsigned PartitionCount = 256;
 
-inline constexpr const char* MetaSubDatabase = "meta"; // holds the schema record
-inline constexpr const char* DataSubDatabase = "data"; // holds the items of one partition
+using TableNames::DataSubDatabase;
+using TableNames::MetaSubDatabase;
 
-/**
- * The name of a table's database file inside its environment: what stands after the last "|", or, without one, after
- * the last path separator ("\" or "/"); else the whole name.
- */
+/** The name of a table's schema file inside its environment. */
 QByteArray filePart(const QByteArray& tableName);
 
 /** The name of the data file that holds a partition: the TableName with "_3f.db" appended. */

@@ -1,5 +1,6 @@
 #include "storage/bdbregistry.h"
 
+#include "format/tablename.h"
 #include "log/log.h"
 #include "storage/accesslock.h"
 #include "storage/bdbenv.h"
@@ -207,9 +208,11 @@ int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, co
 
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const DescriptorReserve reserve;
-    int rc = reserve.available() ? 0 : EMFILE;
-    if (rc == 0 && file.contains('\0'))
-        rc = EINVAL; // Berkeley DB would open the file of another table: the one named up to the zero byte
+    int rc = 0;
+    if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
+        rc = EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
+    else if (!reserve.available())
+        rc = EMFILE;
     if (rc == 0)
         rc = opened->set_pagesize(PageBytes);
     if (rc == 0)

@@ -58,7 +58,8 @@ void removeEnv(BDBObjTable* registry, const QByteArray& tableName);
 /**
  * Finds or opens sub-database `subDb` of `file` in the environment attached to `table` (a connection's table); `key` is
  * its "db::" name there. 0: `index` is set, shared with all other requests, and stays open as long as the environment.
- * -1: no environment is attached. 12: it could not be opened, or the environment's table is full.
+ * -1: no environment is attached. 12: it could not be opened, no table may have this file (see format/tablename.h), or
+ * the environment's table is full.
  */
 [[nodiscard]] int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
                             BDBIndex** index);

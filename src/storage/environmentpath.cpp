@@ -1,7 +1,10 @@
 #include "storage/environmentpath.h"
 
+#include "format/tablename.h"
+
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 namespace {
 
@@ -12,8 +15,8 @@ constexpr qsizetype KeyPrefixLength = sizeof KeyPrefix - 1;
 
 QByteArray environmentDirectory(const QByteArray& tableName)
 {
-    const qsizetype bar = tableName.lastIndexOf('|');
-    return bar >= 0 ? tableName.first(bar) : tableName;
+    const std::string_view directory = TableNames::directory({tableName.cbegin(), tableName.cend()});
+    return tableName.left(static_cast<qsizetype>(directory.size()));
 }
 
 QString environmentKey(const QByteArray& directory)

@@ -26,6 +26,25 @@ TEST(BackupNames, OtherNamesAreNoLogFiles)
         EXPECT_EQ(BackupNames::logNumber(name), std::nullopt) << name;
 }
 
+TEST(BackupNames, LogAndDigitsIsTakenForALogFileWhateverItsNumber)
+{
+    for (const char* name : {"log.0000000001", "log.0000000000", "log.9999999999", "log.5", "log.00000000050",
+                             "log.99999999999", "log.123456789012345678901234567890"})
+        EXPECT_TRUE(BackupNames::isTakenForLogFile(name)) << name;
+    for (const char* name : {"", "log", "log.", "log.x", "log.0000000001x", "log.+000000001", "log. 1", "log.1 ",
+                             "log.events", "log.0000000001.del", "Log.0000000001", "xlog.0000000001", "log_1"})
+        EXPECT_FALSE(BackupNames::isTakenForLogFile(name)) << name;
+}
+
+TEST(BackupNames, ReservedAreTheBackupsOwnFilesAndItsDirectory)
+{
+    for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "__log__"})
+        EXPECT_TRUE(BackupNames::isReserved(name)) << name;
+    for (const char* name :
+         {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles", "__log", "__log__x", "log.0000000001"})
+        EXPECT_FALSE(BackupNames::isReserved(name)) << name;
+}
+
 TEST(BackupNames, ShippedLogFileMayBeThePreviousCopy)
 {
     EXPECT_EQ(BackupNames::shippedLogNumber("log.0000000042"), 42U);

@@ -2,13 +2,18 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
+#include "format/backupnames.h"
+#include "format/tablename.h"
 #include "log/log.h"
 #include "records/encoding.h"
+#include "storage/environmentpath.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <algorithm>
+#include <filesystem>
+#include <string>
 
 namespace {
 
@@ -64,6 +69,30 @@ void name(const QByteArray& tableName)
     const QByteArray file = filePart(tableName);
     FUZZ_ASSERT(tableName.endsWith(file));
     FUZZ_ASSERT(dataFileName(tableName, 0x3f).endsWith("_3f.db"));
+    FUZZ_ASSERT(tableName.startsWith(environmentDirectory(tableName)));
+
+    // What no table can have is refused for all of its files, and a table's own data files never stand in its way.
+    const std::string path = file.toStdString();
+    const char* refused = TableNames::refusal(path);
+    FUZZ_ASSERT(TableNames::fileRefusal(path, MetaSubDatabase) == refused);
+    FUZZ_ASSERT(TableNames::fileRefusal(filePart(dataFileName(tableName, 0x3f)).toStdString(), DataSubDatabase) ==
+                refused);
+    if (refused != nullptr)
+        return;
+
+    // What can be a table's file lies below the directory and has one spelling, and nobody else's name is in it.
+    const std::filesystem::path taken(path);
+    FUZZ_ASSERT(!path.empty() && path.find('\0') == std::string::npos);
+    FUZZ_ASSERT(taken.is_relative() && taken.lexically_normal().native() == path);
+    for (const std::filesystem::path& component : taken) {
+        const std::string& name = component.native();
+        FUZZ_ASSERT(!name.empty() && name != "." && name != "..");
+        FUZZ_ASSERT(name != "DB_CONFIG" && name != "__log__" && !name.starts_with("__db"));
+        FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list");
+        FUZZ_ASSERT(!BackupNames::logNumber(name));
+        for (unsigned partition = 0; partition < PartitionCount; ++partition)
+            FUZZ_ASSERT(!name.ends_with(TableNames::partitionSuffix(partition)));
+    }
 }
 
 } // namespace

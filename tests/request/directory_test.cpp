@@ -74,13 +74,16 @@ TEST_F(Directory, BelongsToOneServerAtATime)
 
 TEST_F(Directory, TablesOfOneEnvironmentAreApart)
 {
-    for (const char* table : {"t", "u", "t_6b.db"})
+    const std::vector<const char*> others{"u", "t_6b", "t_", "sub/t"};
+    createTable(tableName());
+    for (const char* table : others)
         createTable(tableName(table));
-    put("k", "1", {{"a", textValue("x")}}); // into the file t_6b.db, where the third has its schema
+    put("k", "1", {{"a", textValue("x")}});
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
-    for (const char* table : {"u", "t_6b.db"})
+    for (const char* table : others) {
         EXPECT_EQ(request("GetItem", {{"TableName", tableName(table)}, {"Key", itemKey("k", "1")}}), okReply());
-    EXPECT_EQ(describe(tableName("t_6b.db")).value("Table").toMap().value("TableName"), QVariant(tableName("t_6b.db")));
+        EXPECT_EQ(describe(tableName(table)).value("Table").toMap().value("TableName"), QVariant(tableName(table)));
+    }
 }
 
 } // namespace

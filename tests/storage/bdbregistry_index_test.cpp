@@ -157,14 +157,27 @@ TEST(OpenIndex, NameWithAZeroByteIsNotTheNameBeforeIt)
     EXPECT_EQ(env->names().size(), 1);
 }
 
-TEST(OpenIndex, EmptyFileNameIs12)
+TEST(OpenIndex, FileThatNoTableMayHaveIs12AndIsNotMade)
 {
     TempEnv env;
-    LogCapture log;
+    BDBIndex* orders = env.index("orders");
+    for (const char* file : {"", "_3f.db", "../orders", "./orders", "/orders", "sub/", "sub//orders", "DB_CONFIG",
+                             "DB_CONFIG_3f.db", "log.0000000050", "log.0000000050_3f.db", "__db.001", "__log__",
+                             "BackupInProgress.tmp", "orders_3f.db_3f.db"}) {
+        LogCapture log;
+        BDBIndex* index = nullptr;
+        EXPECT_EQ(openData(env, file, &index), 12) << file;
+        EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open DB dbpath: " + std::string(file) +
+                                               " dbname data rc 22 flags 289"));
+        EXPECT_EQ(index, nullptr) << file;
+    }
     BDBIndex* index = nullptr;
-    EXPECT_EQ(openData(env, "", &index), 12);
-    EXPECT_EQ(ownLines(log).back(), "[CRIT] bdb # Failed to open DB dbpath:  dbname data rc 21 flags 289");
-    EXPECT_EQ(putRow(env.index("orders"), nullptr, "key", "value"), 0);
+    EXPECT_EQ(openIndex(env.table(), "db::orders_3f.db:meta", "orders_3f.db", "meta", &index), 12);
+    EXPECT_EQ(openData(env, "orders_3f.db", &index), 0);
+    EXPECT_EQ(env->names().size(), 2);
+    for (const auto& entry : std::filesystem::directory_iterator(env.file("")))
+        EXPECT_THAT(entry.path().filename(), testing::AnyOf("orders", "orders_3f.db", "log.0000000001"));
+    EXPECT_EQ(putRow(orders, nullptr, "key", "value"), 0);
 }
 
 TEST(OpenIndex, FullTableIs12AfterNamingWhatIsOpen)

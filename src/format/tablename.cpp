@@ -1,0 +1,84 @@
+#include "format/tablename.h"
+
+#include "format/backupnames.h"
+
+#include <algorithm>
+
+namespace TableNames {
+
+namespace {
+
+constexpr std::string_view HexDigits = "0123456789abcdef";
+constexpr std::string_view DataFileEnding = ".db";
+constexpr std::size_t SuffixLength = 6; // "_3f.db"
+
+bool endsLikeDataFile(std::string_view name)
+{
+    if (name.size() < SuffixLength || !name.ends_with(DataFileEnding))
+        return false;
+    const std::string_view suffix = name.substr(name.size() - SuffixLength);
+    return suffix[0] == '_' && HexDigits.find(suffix[1]) != std::string_view::npos &&
+           HexDigits.find(suffix[2]) != std::string_view::npos;
+}
+
+const char* componentRefusal(std::string_view name)
+{
+    if (name.empty())
+        return "the table's name has an empty component (\"//\", or \"/\" at its end)";
+    if (name == "." || name == "..")
+        return "the table's name has a component \".\" or \"..\"";
+    // Berkeley DB also gives files names with "__db" for a moment while it makes or renames them.
+    if (name == "DB_CONFIG" || name.starts_with("__db") || BackupNames::isTakenForLogFile(name))
+        return "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
+    if (BackupNames::isReserved(name))
+        return "BackupInProgress.tmp, BackupFiles.list and __log__ belong to backups";
+    if (endsLikeDataFile(name))
+        return "names that end like \"_3f.db\" belong to the data files of tables";
+    return nullptr;
+}
+
+} // namespace
+
+std::string_view directory(std::string_view tableName)
+{
+    return tableName.substr(0, tableName.rfind('|'));
+}
+
+std::string_view filePart(std::string_view tableName)
+{
+    std::size_t separator = tableName.rfind('|');
+    if (separator == std::string_view::npos)
+        separator = tableName.find_last_of("/\\");
+    return separator == std::string_view::npos ? tableName : tableName.substr(separator + 1);
+}
+
+std::string partitionSuffix(unsigned partition)
+{
+    return {'_', HexDigits[partition >> 4 & 15], HexDigits[partition & 15], '.', 'd', 'b'};
+}
+
+const char* refusal(std::string_view filePart)
+{
+    if (filePart.empty())
+        return "the table's name is empty";
+    if (filePart.find('\0') != std::string_view::npos)
+        return "the table's name holds a zero byte"; // Berkeley DB would open the file that is named up to there
+    if (filePart.front() == '/')
+        return "the table's name is an absolute path";
+    for (std::size_t begin = 0; begin <= filePart.size();) {
+        const std::size_t end = std::min(filePart.find('/', begin), filePart.size());
+        if (const char* reason = componentRefusal(filePart.substr(begin, end - begin)))
+            return reason;
+        begin = end + 1;
+    }
+    return nullptr;
+}
+
+const char* fileRefusal(std::string_view file, std::string_view subDatabase)
+{
+    if (subDatabase == DataSubDatabase && endsLikeDataFile(file))
+        file.remove_suffix(SuffixLength);
+    return refusal(file);
+}
+
+} // namespace TableNames

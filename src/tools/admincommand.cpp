@@ -35,6 +35,10 @@ int sendAction(const ServerAddress& server, const std::string& table, const char
     const int code = session.request("UpdateTable", body, &reply);
     if (code != ExitErrorReply)
         return code;
+    if (isNotFound(reply)) {
+        complainDirectory(failed, table, reply);
+        return code;
+    }
     const bool refused = errorType(reply) == "ConditionalCheckFailedException";
     complainReply(failed, reply, refused ? "quorvactl backup stop; another backup runs" : "");
     return code;

@@ -13,8 +13,7 @@ namespace {
 std::string adviceOn(const QString& type)
 {
     if (type == "ResourceNotFoundException")
-        return "the spelling, or quorvactl create-table; a relative directory is relative to where the server was "
-               "started";
+        return "the spelling, or quorvactl create-table";
     if (type == "InternalServerError")
         return "the server's log, which tells the cause";
     if (type == "ValidationException")
@@ -93,6 +92,11 @@ std::string serverSays(const QVariantMap& reply)
 QString errorType(const QVariantMap& reply)
 {
     return reply.value("__type").toString();
+}
+
+bool isNotFound(const QVariantMap& reply)
+{
+    return errorType(reply) == "ResourceNotFoundException";
 }
 
 void complain(const std::string& message, const std::vector<std::string>& details)

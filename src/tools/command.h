@@ -69,6 +69,9 @@ std::string serverSays(const QVariantMap& reply);
 /** The kind of an error reply: its "__type", or nothing. */
 QString errorType(const QVariantMap& reply);
 
+/** True for a reply that says Not Found. */
+bool isNotFound(const QVariantMap& reply);
+
 /** Prints "quorvactl: MESSAGE" on standard error, and further lines below it. */
 void complain(const std::string& message, const std::vector<std::string>& details = {});
 

@@ -65,15 +65,13 @@ int PagedRead::readPage(Session& session, const QVariantMap& body)
 /** A read of a table that is not there is answered like any other failure, so the table is looked at. */
 int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
 {
-    const std::string table = body_.value("TableName").toString().toStdString();
     QVariantMap description;
     const int described = session.request("DescribeTable", {{"TableName", body_.value("TableName")}}, &description);
     if (described == ExitNoReply)
         return described;
-    if (described == ExitErrorReply && errorType(description) == "ResourceNotFoundException")
-        complainReply("there is no table " + table, description);
-    else
-        complainReply("cannot read the table " + table, reply);
+    if (described == ExitErrorReply && isNotFound(description))
+        return session.complainNotFound(table(), description);
+    complainReply("cannot read the table " + table(), reply);
     return ExitErrorReply;
 }
 

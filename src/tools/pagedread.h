@@ -50,6 +50,7 @@ private:
     int readPage(Session& session, const QVariantMap& body);
     int complainOf(Session& session, const QVariantMap& reply) const;
     int takeItems(bool again);
+    std::string table() const { return body_.value("TableName").toString().toStdString(); }
     bool complete() const { return ended_ || (options_.max >= 0 && found_ >= options_.max); }
 
     const PageOptions& options_;

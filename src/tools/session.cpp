@@ -1,6 +1,10 @@
 #include "tools/session.h"
 
+#include "format/tablename.h"
 #include "json/jsonadapter.h"
+
+#include <filesystem>
+#include <system_error>
 
 namespace Ctl {
 
@@ -30,13 +34,31 @@ int Session::describe(const std::string& table, QVariantMap* description)
 {
     QVariantMap reply;
     const int code = request("DescribeTable", {{"TableName", QString::fromStdString(table)}}, &reply);
+    if (code == ExitErrorReply && isNotFound(reply))
+        return complainNotFound(table, reply);
     if (code == ExitErrorReply)
-        complainReply(errorType(reply) == "ResourceNotFoundException" ? "there is no table " + table
-                                                                      : "cannot describe the table " + table,
-                      reply);
+        complainReply("cannot describe the table " + table, reply);
     if (code == ExitOk)
         *description = reply.value("Table").toMap();
     return code;
+}
+
+int Session::complainNotFound(const std::string& table, const QVariantMap& reply)
+{
+    if (reply.contains("Table")) {
+        complainReply("the table " + table + " has no key attributes that can be used", reply,
+                      "quorvactl create-table --replace, which gives it others");
+        return ExitErrorReply;
+    }
+    QVariantMap opened;
+    const int code = request("UpdateTable", {{"TableName", QString::fromStdString(table)}}, &opened);
+    if (code == ExitNoReply)
+        return code;
+    if (code == ExitErrorReply && isNotFound(opened))
+        complainDirectory("cannot find the table " + table, table, reply);
+    else
+        complainReply("there is no table " + table, reply);
+    return ExitErrorReply;
 }
 
 int Session::readKeys(const std::string& table, TableKeys* keys)
@@ -46,6 +68,30 @@ int Session::readKeys(const std::string& table, TableKeys* keys)
     if (code == ExitOk)
         *keys = keysIn(description);
     return code;
+}
+
+void complainDirectory(const std::string& failed, const std::string& table, const QVariantMap& reply)
+{
+    namespace fs = std::filesystem;
+    const std::string directory(TableNames::directory(table));
+    const std::string found = failed + ": ";
+    std::error_code error;
+    const fs::file_type type = fs::status(directory, error).type();
+    if (directory.empty())
+        complainReply(found + "its name has no directory", reply, "DIRECTORY|TABLE");
+    else if (!fs::path(directory).is_absolute())
+        complainReply(found + "the server cannot open its directory " + directory, reply,
+                      "the whole path, as a relative one begins where the server was started; the server's log tells "
+                      "the cause");
+    else if (type == fs::file_type::not_found)
+        complainReply(found + "there is no directory " + directory, reply,
+                      "the spelling, or mkdir -p '" + directory + '\'');
+    else if (type != fs::file_type::directory && type != fs::file_type::none && type != fs::file_type::unknown)
+        complainReply(found + directory + " is no directory", reply, "the spelling");
+    else
+        complainReply(found + "the server cannot open its directory " + directory, reply,
+                      "the server's log, which tells the cause: another process has the directory open, the server may "
+                      "not read or write it, or its files are damaged");
 }
 
 TableKeys keysIn(const QVariantMap& description)

@@ -37,10 +37,22 @@ public:
     /** The key attributes of a table. Likewise. */
     [[nodiscard]] int readKeys(const std::string& table, TableKeys* keys);
 
+    /**
+     * Tells why DescribeTable answered Not Found: there is no such table, or the server cannot open its directory,
+     * which an UpdateTable that changes nothing shows. An exit code.
+     */
+    [[nodiscard]] int complainNotFound(const std::string& table, const QVariantMap& reply);
+
 private:
     const ServerAddress server_;
     Client::Connection connection_;
 };
+
+/**
+ * Tells of a request that was answered Not Found because the server cannot open the table's directory, and of what can
+ * be seen of the reason from here, which is on the server's machine. `failed` is what could not be done.
+ */
+void complainDirectory(const std::string& failed, const std::string& table, const QVariantMap& reply);
 
 /** The key attributes in a table's description. */
 TableKeys keysIn(const QVariantMap& description);

@@ -1,5 +1,6 @@
 #include "tools/tablecommands.h"
 
+#include "format/tablename.h"
 #include "tools/notation.h"
 #include "tools/session.h"
 #include "json/jsonadapter.h"
@@ -13,10 +14,9 @@ QVariantMap schemaElement(const QString& name)
     return {{"AttributeName", name}, {"AttributeType", "S"}};
 }
 
-/** What stands in front of the last "|", or the whole name. */
 std::string directoryOf(const std::string& table)
 {
-    return table.substr(0, table.rfind('|'));
+    return std::string(TableNames::directory(table));
 }
 
 } // namespace
@@ -64,13 +64,11 @@ int CreateTableCommand::run(const ServerAddress& server) const
     body.insert("KeySchema",
                 QVariantMap{{"HashKeyElement", schemaElement(hash)}, {"RangeKeyElement", schemaElement(range)}});
     const int code = session.request("CreateTable", body, &reply);
-    if (code == ExitErrorReply)
-        complainReply("cannot make the table " + table_, reply,
-                      errorType(reply) == "ResourceNotFoundException"
-                          ? "mkdir -p '" + directoryOf(table_) +
-                                "' on the server's machine; a relative directory is relative to where the server was "
-                                "started"
-                          : "");
+    const std::string failed = "cannot make the table " + table_;
+    if (code == ExitErrorReply && isNotFound(reply))
+        complainDirectory(failed, table_, reply);
+    else if (code == ExitErrorReply)
+        complainReply(failed, reply);
     return code;
 }
 

@@ -90,7 +90,7 @@ int UpdateCommand::run(const ServerAddress& server)
     QVariantMap reply;
     const int code = session.request("UpdateItem", body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
-    if (code == ExitErrorReply && !add_.empty() && errorType(reply) == "ResourceNotFoundException")
+    if (code == ExitErrorReply && !add_.empty() && isNotFound(reply))
         complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
     else if (code == ExitErrorReply)
         complainWrite(failed, reply);

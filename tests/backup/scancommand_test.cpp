@@ -116,7 +116,7 @@ TEST_F(ScanCommand, AnErrorReplyIsToldAndExitsWithOne)
     const ProgramRun nowhere = quorvactl({"scan", "/nowhere|t"});
     EXPECT_EQ(nowhere.status, 1);
     EXPECT_EQ(nowhere.output, "");
-    EXPECT_EQ(nowhere.error, Complaints::notFound("there is no table /nowhere|t"));
+    EXPECT_EQ(nowhere.error, Complaints::noDirectory("cannot find the table /nowhere|t", "/nowhere"));
 }
 
 TEST_F(ScanCommand, AServerThatIsGoneExitsWithTwo)

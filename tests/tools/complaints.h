@@ -23,9 +23,26 @@ inline std::string errorReply(const std::string& failed, const std::string& says
 /** On Not Found, where no advice of its own fits better. */
 inline std::string notFound(const std::string& failed)
 {
-    return errorReply(failed, NotFound,
-                      "the spelling, or quorvactl create-table; a relative directory is relative to where the server "
-                      "was started");
+    return errorReply(failed, NotFound, "the spelling, or quorvactl create-table");
+}
+
+/** On Not Found because of the table's directory: it does not exist, or it does and the server cannot open it. */
+inline std::string noDirectory(const std::string& failed, const std::string& directory)
+{
+    return errorReply(failed + ": there is no directory " + directory, NotFound,
+                      "the spelling, or mkdir -p '" + directory + '\'');
+}
+inline std::string unopenedDirectory(const std::string& failed, const std::string& directory)
+{
+    return errorReply(failed + ": the server cannot open its directory " + directory, NotFound,
+                      "the server's log, which tells the cause: another process has the directory open, the server may "
+                      "not read or write it, or its files are damaged");
+}
+inline std::string unopenedRelativeDirectory(const std::string& failed, const std::string& directory)
+{
+    return errorReply(failed + ": the server cannot open its directory " + directory, NotFound,
+                      "the whole path, as a relative one begins where the server was started; the server's log tells "
+                      "the cause");
 }
 
 inline std::string internalError(const std::string& failed)

@@ -243,13 +243,16 @@ TEST_F(ItemCommands, KeysOutsideLatin1AreRefused)
 
 TEST_F(ItemCommands, ATableThatIsNotThereIsToldByName)
 {
-    for (const std::string& name : {table("none"), std::string("/nowhere|t")}) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {table("none"), Complaints::notFound("there is no table " + table("none"))},
+        {"/nowhere|t", Complaints::noDirectory("cannot find the table /nowhere|t", "/nowhere")}};
+    for (const auto& [name, complaint] : cases) {
         for (const std::vector<std::string>& words :
              std::vector<std::vector<std::string>>{{"get", name, "k", "r"},
                                                    {"delete", name, "k", "r"},
                                                    {"update", name, "k", "r", "--set", "a=S:1"},
                                                    {"put", name, "h=S:k", "r=S:r"}})
-            expectFailure(words, ErrorReply, Complaints::notFound("there is no table " + name));
+            expectFailure(words, ErrorReply, complaint);
     }
 }
 

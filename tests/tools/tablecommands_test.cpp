@@ -1,6 +1,9 @@
 #include "support/scriptedserver.h"
 #include "toolfixture.h"
 
+#include <fstream>
+#include <functional>
+
 namespace {
 
 class TableCommands : public ToolTest {};
@@ -44,11 +47,75 @@ TEST_F(TableCommands, CreateTableNeedsItsDirectory)
         std::vector<std::string> words{"create-table", pathOf("none") + "|t", "a", "b"};
         words.insert(words.end(), more.begin(), more.end());
         expectFailure(words, ErrorReply,
-                      Complaints::errorReply("cannot make the table " + pathOf("none") + "|t", Complaints::NotFound,
-                                             "mkdir -p '" + pathOf("none") +
-                                                 "' on the server's machine; a relative directory is relative to where "
-                                                 "the server was started"));
+                      Complaints::noDirectory("cannot make the table " + pathOf("none") + "|t", pathOf("none")));
     }
+}
+
+TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNotThere)
+{
+    const std::string none = pathOf("none");
+    const std::string file = writeFile("file", "text");
+    const std::string damaged = makeDirectory("damaged");
+    std::ofstream(damaged + "/DB_CONFIG") << "no such setting\n";
+    const std::string held = makeDirectory("held");
+    ServerProcess second;
+    ASSERT_TRUE(second.start());
+    second.request("UpdateTable", {{"TableName", tableIn(held)}}); // and so it has the directory
+
+    using Complaint = std::function<std::string(const std::string& failed)>;
+    const std::vector<std::pair<std::string, Complaint>> cases{
+        {none, [&](const std::string& failed) { return Complaints::noDirectory(failed, none); }},
+        {file,
+         [&](const std::string& failed) {
+             return Complaints::errorReply(failed + ": " + file + " is no directory", Complaints::NotFound,
+                                           "the spelling");
+         }},
+        {damaged, [&](const std::string& failed) { return Complaints::unopenedDirectory(failed, damaged); }},
+        {held, [&](const std::string& failed) { return Complaints::unopenedDirectory(failed, held); }},
+        {"none/of/these",
+         [&](const std::string& failed) { return Complaints::unopenedRelativeDirectory(failed, "none/of/these"); }},
+        {"",
+         [&](const std::string& failed) {
+             return Complaints::errorReply(failed + ": its name has no directory", Complaints::NotFound,
+                                           "DIRECTORY|TABLE");
+         }},
+    };
+    for (const auto& [directory, complaint] : cases) {
+        const std::string name = directory + "|t";
+        const std::string found = complaint("cannot find the table " + name);
+        for (const std::vector<std::string>& words :
+             std::vector<std::vector<std::string>>{{"describe", name},
+                                                   {"get", name, "k", "r"},
+                                                   {"put", name, "h=S:k", "r=S:r"},
+                                                   {"update", name, "k", "r", "--set", "a=S:1"},
+                                                   {"delete", name, "k", "r"},
+                                                   {"scan", name},
+                                                   {"query", name, "k"},
+                                                   {"query", name, "k", "--begins-with", "r", "--backward"},
+                                                   {"export", name},
+                                                   {"import", name}})
+            expectFailure(words, ErrorReply, found);
+        expectFailure({"create-table", name, "h", "r"}, ErrorReply, complaint("cannot make the table " + name));
+        expectFailure({"flush", name}, ErrorReply, complaint("cannot flush " + name));
+        expectFailure({"backup", "stop", name}, ErrorReply, complaint("cannot stop the backup of " + name));
+    }
+
+    second.kill();
+    EXPECT_EQ(second.waitForExit(), -SIGKILL);
+    expectFailure({"describe", held + "|t"}, ErrorReply, Complaints::notFound("there is no table " + held + "|t"));
+}
+
+TEST_F(TableCommands, ATableWhoseKeysCannotBeUsedIsNoMissingTable)
+{
+    createTable(tableName("odd"), {{"HashKeyElement", schemaElement("h")}});
+    const std::string complaint =
+        Complaints::errorReply("the table " + table("odd") + " has no key attributes that can be used",
+                               Complaints::NotFound, "quorvactl create-table --replace, which gives it others");
+    expectFailure({"describe", table("odd")}, ErrorReply, complaint);
+    expectFailure({"get", table("odd"), "k", "r"}, ErrorReply, complaint);
+    expectFailure({"scan", table("odd")}, ErrorReply, complaint);
+    expectOutput({"create-table", table("odd"), "h", "r", "--replace"}, "");
+    expectOutput({"scan", table("odd")}, "");
 }
 
 TEST_F(TableCommands, DescribePrintsKeysOrTheWholeDescription)

@@ -1,6 +1,7 @@
 #include "tools/command.h"
 
 #include "client/connection.h"
+#include "format/tablename.h"
 #include "tools/progressbar.h"
 #include "json/jsonadapter.h"
 
@@ -26,6 +27,15 @@ std::string adviceOn(const QString& type)
 void addTableArgument(CLI::App* command, std::string* table)
 {
     command->add_option("TABLE", *table, "The table's name: DIRECTORY|TABLE")->required();
+}
+
+int checkTableName(const std::string& table)
+{
+    const char* reason = TableNames::refusal(TableNames::filePart(table));
+    if (reason == nullptr)
+        return ExitOk;
+    complain("no table can be called " + table + ": " + reason);
+    return ExitErrorReply;
 }
 
 void addExample(CLI::App* command, const std::string& example)

@@ -43,6 +43,9 @@ struct ServerAddress {
 /** Declares the argument TABLE. */
 void addTableArgument(CLI::App* command, std::string* table);
 
+/** ExitOk, or ExitErrorReply after telling why no table can have this name (see format/tablename.h). */
+[[nodiscard]] int checkTableName(const std::string& table);
+
 /** Puts an example in front of what ends a command's help. */
 void addExample(CLI::App* command, const std::string& example);
 

@@ -34,6 +34,8 @@ PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantM
 
 int PagedRead::run(const ServerAddress& server)
 {
+    if (const int code = checkTableName(table()))
+        return code;
     Session session(server);
     using Next = Client::Paging::Next;
     Client::Paging pages(QString::fromLatin1(operation_), body_, options_.limit);

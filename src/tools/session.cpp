@@ -32,6 +32,8 @@ int Session::request(const QByteArray& operation, const QVariantMap& body, QVari
 
 int Session::describe(const std::string& table, QVariantMap* description)
 {
+    if (const int code = checkTableName(table))
+        return code;
     QVariantMap reply;
     const int code = request("DescribeTable", {{"TableName", QString::fromStdString(table)}}, &reply);
     if (code == ExitErrorReply && isNotFound(reply))

@@ -32,7 +32,7 @@ public:
     [[nodiscard]] int request(const QByteArray& operation, const QByteArray& body, QVariantMap* reply);
     [[nodiscard]] int request(const QByteArray& operation, const QVariantMap& body, QVariantMap* reply);
 
-    /** The description of a table. An exit code; what is wrong has been told. */
+    /** The description of a table. An exit code; what is wrong, the name included, has been told. */
     [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
     /** The key attributes of a table. Likewise. */
     [[nodiscard]] int readKeys(const std::string& table, TableKeys* keys);

@@ -45,6 +45,8 @@ int CreateTableCommand::run(const ServerAddress& server) const
         complain(error);
         return ExitUsage;
     }
+    if (const int code = checkTableName(table_))
+        return code;
     Session session(server);
     const QVariantMap table{{"TableName", QString::fromStdString(table_)}};
     QVariantMap reply;

@@ -118,6 +118,44 @@ TEST_F(TableCommands, ATableWhoseKeysCannotBeUsedIsNoMissingTable)
     expectOutput({"scan", table("odd")}, "");
 }
 
+TEST_F(TableCommands, ANameThatNoTableCanHaveIsRefusedBeforeAnythingIsSent)
+{
+    killServer(); // it would be told otherwise: no reply
+    const std::string berkeleyDb =
+        "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {home() + '|', "the table's name is empty"},
+        {home() + '/', "the table's name is empty"},
+        {table("../other/t"), "the table's name has a component \".\" or \"..\""},
+        {table("/tmp/t"), "the table's name is an absolute path"},
+        {table("sub/"), "the table's name has an empty component (\"//\", or \"/\" at its end)"},
+        {table("DB_CONFIG"), berkeleyDb},
+        {table("log.0000000050"), berkeleyDb},
+        {table("__db.001"), berkeleyDb},
+        {table("BackupInProgress.tmp"), "BackupInProgress.tmp, BackupFiles.list and __log__ belong to backups"},
+        {table("t_7b.db"), "names that end like \"_3f.db\" belong to the data files of tables"},
+    };
+    for (const auto& [name, reason] : cases) {
+        for (const std::vector<std::string>& words :
+             std::vector<std::vector<std::string>>{{"create-table", name, "h", "r"},
+                                                   {"create-table", name, "h", "r", "--replace"},
+                                                   {"describe", name},
+                                                   {"get", name, "k", "r"},
+                                                   {"put", name, "h=S:k", "r=S:r"},
+                                                   {"update", name, "k", "r", "--set", "a=S:1"},
+                                                   {"delete", name, "k", "r"},
+                                                   {"scan", name},
+                                                   {"query", name, "k"},
+                                                   {"query", name, "k", "--begins-with", "r", "--backward"},
+                                                   {"export", name},
+                                                   {"import", name}})
+            expectFailure(words, ErrorReply, "quorvactl: no table can be called " + name + ": " + reason + '\n');
+        // These are about the environment alone, and the server takes them.
+        expectFailure({"flush", name}, NoReply, Complaints::noServer(server_.port()));
+        expectFailure({"delete-table", name}, NoReply, Complaints::noServer(server_.port()));
+    }
+}
+
 TEST_F(TableCommands, DescribePrintsKeysOrTheWholeDescription)
 {
     expectOutput({"describe", table()}, "table      " + table() + "\nhash key   h\nrange key  r\n");

@@ -4,6 +4,8 @@
 #include "request/tablefixture.h"
 #include "support/programrun.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -251,6 +253,13 @@ protected:
     static ProgramRun restore(const std::string& backup, const std::string& target)
     {
         return runProgram(QUORVACTL_BINARY, {"restore", backup, target});
+    }
+    /** What a restore prints after the lines of the tables: a pattern, as the time differs. */
+    static testing::Matcher<std::string> restoreOutput(const std::string& tables, const std::string& summary,
+                                                       const std::string& target)
+    {
+        return testing::MatchesRegex(tables + "data until [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} UTC\n" +
+                                     "restored " + summary + " to " + target + "\n");
     }
     /** Restores a backup to a new directory next to it, which it returns. */
     static std::string restored(const std::string& backup)

@@ -9,10 +9,12 @@ namespace {
 namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::AnyOf;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 class RestoreCommand : public BackupTest {
@@ -71,8 +73,8 @@ TEST_F(RestoreCommand, TellsWhatItRestoredAndLeavesTheBackupAsItWas)
     const auto before = contentsOf(pathOf("another"));
     const ProgramRun run = restore(pathOf("another"), target());
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output,
-              "empty: 0 items\nt: 22 items\nu: 1 items\nrestored 3 tables with 23 items to " + target() + '\n');
+    EXPECT_THAT(run.output,
+                restoreOutput("empty: 0 items\nt: 22 items\nu: 1 items\n", "3 tables with 23 items", target()));
     EXPECT_EQ(run.error, "") << "quiet where nobody looks";
     EXPECT_EQ(contentsOf(pathOf("another")), before);
 }
@@ -134,9 +136,14 @@ TEST_F(RestoreCommand, RefusesATargetThatAServerHasOpen)
     fs::create_directory(target());
     const int held = open(target().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX | LOCK_NB), 0);
-    expectRefusal(backup(), target(), target() + " is open in a server");
+    expectRefusal(backup(), target(), target() + " is open in a server, or another restore fills it");
     close(held);
     EXPECT_EQ(restore(backup(), target()).status, 0);
+}
+
+TEST_F(RestoreCommand, RefusesADirectoryThatAServerHasOpen)
+{
+    expectRefusal(home(), target(), home() + " is open in a server, or a copy to it is under way");
 }
 
 TEST_F(RestoreCommand, RefusesAnUnfinishedBackup)
@@ -177,8 +184,8 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenADatabaseFileIsDamaged)
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.output, "");
         EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: "), EndsWith("\n"),
-                                     AnyOf(HasSubstr(target() + '/' + file + " is damaged: "),
-                                           HasSubstr("cannot recover " + target() + ": "))));
+                                     AnyOf(HasSubstr(backup() + ": " + file + " is damaged: "),
+                                           HasSubstr(backup() + ": recovery fails: "))));
         EXPECT_EQ(fs::exists(target()), existed);
         EXPECT_THAT(namesIn(target()), IsEmpty());
         EXPECT_EQ(contentsOf(backup()), before);
@@ -190,7 +197,7 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenWhatShouldBeADatabaseIsNone)
     std::ofstream(backup() + "/notes.txt") << "somebody's notes";
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.error, StartsWith("quorvactl: " + target() + "/notes.txt is damaged: "));
+    EXPECT_THAT(run.error, StartsWith("quorvactl: " + backup() + ": notes.txt is damaged: "));
     EXPECT_FALSE(fs::exists(target()));
 }
 
@@ -203,13 +210,14 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenTheDiskIsFull)
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: cannot copy " + backup() + '/' + logName(1) + ": File too large\n");
     EXPECT_FALSE(fs::exists(target()));
+    EXPECT_THAT(namesIn(server_.directory()), Not(Contains(HasSubstr(".restoring-"))));
 }
 
 TEST_F(RestoreCommand, ShowsProgressOnATerminal)
 {
     const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, {"restore", backup(), target()});
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output, "t: 2 items\nrestored 1 tables with 2 items to " + target() + '\n');
+    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 tables with 2 items", target()));
     EXPECT_THAT(run.error, AllOf(HasSubstr("\r\033[Kcopying 1/3"), HasSubstr("\r\033[Kcopying 3/3"),
                                  HasSubstr("\r\033[Krecovering"), HasSubstr("\r\033[Kverifying 0/2"),
                                  EndsWith("\r\033[Kverifying 2/2\r\n")));

@@ -1,19 +1,26 @@
 #include "tools/restorecommand.h"
 
+#include "base/descriptor.h"
+#include "base/directorylock.h"
 #include "format/backupnames.h"
+#include "format/checksum.h"
 #include "tools/backupfiles.h"
+#include "tools/interruption.h"
 #include "tools/restoredenvironment.h"
+#include "tools/restoretarget.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <map>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,10 +33,11 @@ namespace {
 /** One line on a terminal that is written over and over; nothing elsewhere. */
 class Progress {
 public:
-    ~Progress()
+    void end()
     {
         if (shown_)
             std::fputc('\n', stderr);
+        shown_ = false;
     }
 
     void show(const char* step, std::size_t done, std::size_t all)
@@ -45,60 +53,16 @@ private:
     bool shown_ = false;
 };
 
-/** The directory that a restore fills. What was put there goes again unless keep() says that all went well. */
-class Target {
-public:
-    explicit Target(fs::path directory) : directory_(std::move(directory)) {}
-
-    ~Target()
-    {
-        if (prepared_ && !kept_)
-            clear();
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    Target(const Target&) = delete;
-    Target& operator=(const Target&) = delete;
-
-    /**
-     * Makes the directory, which must be empty when it is there already, and holds it as a server does, which therefore
-     * keeps its hands off while the files are put there. An empty string or what is wrong.
-     */
-    std::string prepare()
-    {
-        std::error_code error;
-        created_ = fs::create_directory(directory_, error);
-        if (error)
-            return "cannot make " + directory_.string() + ": " + error.message();
-        descriptor_ = ::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (descriptor_ >= 0 && ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-            return directory_.string() + " is open in a server";
-        if (!fs::is_empty(directory_, error))
-            return error ? "cannot read " + directory_.string() + ": " + error.message()
-                         : directory_.string() + " is not empty";
-        prepared_ = true;
-        return {};
-    }
-
-    void keep() { kept_ = true; }
-    const fs::path& directory() const { return directory_; }
-
-private:
-    void clear()
-    {
-        std::error_code ignored;
-        for (const fs::directory_entry& entry : fs::directory_iterator(directory_, ignored))
-            fs::remove_all(entry.path(), ignored);
-        if (created_)
-            fs::remove(directory_, ignored);
-    }
-
-    const fs::path directory_;
-    int descriptor_ = -1; // carries the lock; owned
-    bool created_ = false;
-    bool prepared_ = false;
-    bool kept_ = false;
-};
+/** For scripts: seconds of UTC, or one word. */
+std::string describeTime(std::optional<std::time_t> time)
+{
+    std::tm parts = {};
+    char text[64];
+    if (!time || ::gmtime_r(&*time, &parts) == nullptr ||
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts) == 0)
+        return "unknown";
+    return text;
+}
 
 /** True for the directory itself and for all below it, whatever links lead there. */
 bool isWithin(const fs::path& path, const fs::path& directory)
@@ -108,109 +72,195 @@ bool isWithin(const fs::path& path, const fs::path& directory)
     return !error && !relative.empty() && *relative.begin() != "..";
 }
 
-/** A descriptor that is closed with the object. */
-class File {
-public:
-    File(const fs::path& path, int flags, mode_t mode = 0) : descriptor_(::open(path.c_str(), flags, mode)) {}
-    ~File()
-    {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
+int writeAll(int descriptor, const char* data, std::size_t size)
+{
+    while (size > 0) {
+        const ssize_t written = ::write(descriptor, data, size);
+        if (written < 0)
+            return errno;
+        data += written;
+        size -= static_cast<std::size_t>(written);
     }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+    return 0;
+}
 
-    int descriptor() const { return descriptor_; }
+/** Takes the checksum of the first bytes of a file that is read from its beginning. */
+class BeginningOfFile {
+public:
+    explicit BeginningOfFile(std::uint64_t size) : missing_(size) {}
+
+    void add(std::string_view bytes)
+    {
+        bytes = bytes.substr(0, missing_);
+        checksum_.add(bytes);
+        missing_ -= bytes.size();
+    }
+
+    /** False also when there were fewer bytes. */
+    bool hasChecksum(std::uint64_t checksum) const { return missing_ == 0 && checksum_.value() == checksum; }
 
 private:
-    const int descriptor_;
+    std::uint64_t missing_;
+    Checksum checksum_;
 };
 
 /** Copies a file. 0 or an errno value: the standard library tells of an input/output error when the disk is full. */
-int copyFile(const fs::path& from, const fs::path& to)
+int copyFile(const fs::path& from, const fs::path& to, BeginningOfFile* beginning)
 {
-    const File source(from, O_RDONLY | O_CLOEXEC);
-    if (source.descriptor() < 0)
+    const Base::Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!source.isOpen())
         return errno;
-    const File target(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (target.descriptor() < 0)
+    const Base::Descriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!target.isOpen())
         return errno;
     std::vector<char> buffer(1024 * 1024);
-    for (;;) {
-        const ssize_t size = ::read(source.descriptor(), buffer.data(), buffer.size());
+    while (!Interruption::requested()) {
+        const ssize_t size = ::read(source.number(), buffer.data(), buffer.size());
         if (size <= 0)
             return size < 0 ? errno : 0;
-        for (ssize_t done = 0; done < size;) {
-            const ssize_t written =
-                ::write(target.descriptor(), buffer.data() + done, static_cast<std::size_t>(size - done));
-            if (written < 0)
-                return errno;
-            done += written;
-        }
-    }
-}
-
-std::string copyFiles(const BackupFiles& files, const fs::path& target, Progress* progress)
-{
-    const std::size_t all = files.databases.size() + files.logs.size();
-    std::size_t done = 0;
-    const auto copy = [&](const fs::path& from, const std::string& name) -> std::string {
-        progress->show("copying", ++done, all);
-        const int error = copyFile(from, target / name);
-        return error != 0 ? "cannot copy " + from.string() + ": " + std::strerror(error) : std::string();
-    };
-    for (const fs::path& database : files.databases) {
-        if (auto error = copy(database, database.filename().string()); !error.empty())
+        beginning->add({buffer.data(), static_cast<std::size_t>(size)});
+        if (const int error = writeAll(target.number(), buffer.data(), static_cast<std::size_t>(size)))
             return error;
     }
-    for (const auto& [number, path] : files.logs) {
-        if (auto error = copy(path, BackupNames::logFile(number)); !error.empty())
-            return error;
-    }
-    return {};
+    return EINTR;
 }
 
-void report(const fs::path& target, const std::map<std::string, long long>& items)
-{
-    long long sum = 0;
-    for (const auto& [table, count] : items) {
-        std::printf("%s: %lld items\n", table.c_str(), count);
-        sum += count;
-    }
-    std::printf("restored %zu tables with %lld items to %s\n", items.size(), sum, target.c_str());
-}
+/** The steps of a restore. Each returns an empty string or what went wrong. */
+class Restore {
+public:
+    Restore(fs::path backup, const fs::path& target, UnlistedCopy unlisted)
+        : backup_(std::move(backup)), given_(target), unlisted_(unlisted), target_(target)
+    {}
 
-/** An empty string or what went wrong. */
-std::string restore(const fs::path& backup, const fs::path& targetDirectory)
-{
-    BackupFiles files;
-    std::string error;
-    if (!readBackup(backup, &files, &error))
-        return error;
-    if (isWithin(targetDirectory, backup))
-        return targetDirectory.string() + " lies in " + backup.string() + ", which a restore does not change";
-    Target target(targetDirectory);
-    if (error = target.prepare(); !error.empty())
-        return error;
-
-    std::map<std::string, long long> items;
+    std::string run()
     {
-        Progress progress;
-        if (error = copyFiles(files, target.directory(), &progress); !error.empty())
+        if (isOpenEnvironment())
+            return backup_.string() + " is open in a server";
+        std::string error;
+        if (!readBackup(backup_, unlisted_, &files_, &error))
             return error;
-        progress.show("recovering", 0, 1);
-        if (error = recoverEnvironment(target.directory()); !error.empty())
+        for (const std::string& name : files_.unlisted)
+            complain((backup_ / name).string() + " is left out: it is not in the list of the copy's files");
+        if (isWithin(given_, backup_))
+            return given_.string() + " lies in " + backup_.string() + ", which a restore does not change";
+        if (error = target_.prepare(); !error.empty())
             return error;
-        const auto verifying = [&](std::size_t done, std::size_t all) { progress.show("verifying", done, all); };
-        if (error = verifyDatabases(target.directory(), verifying); !error.empty())
-            return error;
-        if (error = countItems(target.directory(), &items); !error.empty())
-            return error;
+        error = fill();
+        progress_.end();
+        return error.empty() ? target_.publish() : error;
     }
-    target.keep();
-    report(target.directory(), items);
-    return {};
-}
+
+    void report() const
+    {
+        long long sum = 0;
+        for (const auto& [table, count] : items_) {
+            std::printf("%s: %lld items\n", table.c_str(), count);
+            sum += count;
+        }
+        std::printf("data until %s\n", describeTime(log_.lastCommit).c_str());
+        std::printf("restored %zu tables with %lld items to %s\n", items_.size(), sum, given_.c_str());
+    }
+
+private:
+    std::string fill()
+    {
+        for (const auto step : {&Restore::copyLogs, &Restore::checkLogs, &Restore::copyDatabases, &Restore::recover,
+                                &Restore::verify, &Restore::count}) {
+            std::string error = (this->*step)();
+            if (Interruption::requested())
+                return "restore stopped: interrupted";
+            if (!error.empty())
+                return error;
+        }
+        return {};
+    }
+
+    /**
+     * A copy with a list is none: had somebody opened it since, the log file in it would not be what was copied. The
+     * lock is not kept, as the server takes it when it ships log files.
+     */
+    bool isOpenEnvironment() const
+    {
+        std::error_code error;
+        return !fs::exists(backup_ / BackupNames::ListFile, error) &&
+               Base::DirectoryLock(backup_, Base::DirectoryLock::Shared).isBusy();
+    }
+
+    std::string copy(const BackupFile& file, const std::string& name)
+    {
+        progress_.show("copying", ++copied_, files_.databases.size() + files_.logs.size());
+        const fs::path to = home() / name;
+        std::error_code failure;
+        fs::create_directories(to.parent_path(), failure);
+        BeginningOfFile beginning(file.listed ? file.listed->size : 0);
+        if (const int error = failure ? failure.value() : copyFile(file.path, to, &beginning))
+            return "cannot copy " + file.path.string() + ": " + std::strerror(error);
+        if (file.listed && !beginning.hasChecksum(file.listed->checksum))
+            return ofBackup(file.path.lexically_relative(backup_).string() + " is damaged: it is not what was copied");
+        return {};
+    }
+
+    std::string copyLogs()
+    {
+        for (const auto& [number, file] : files_.logs) {
+            if (auto error = copy(file, BackupNames::logFile(number)); !error.empty())
+                return error;
+        }
+        return {};
+    }
+
+    /** Before the databases are copied, as they may be large. */
+    std::string checkLogs()
+    {
+        if (std::string error = readLog(home(), &log_); !error.empty())
+            return ofBackup(error);
+        if (!log_.partial)
+            return {};
+        return backup_.string() + " has a gap: " + BackupNames::logFile(*log_.partial) +
+               " is not whole, and what follows cannot be applied without the rest of it";
+    }
+
+    std::string copyDatabases()
+    {
+        for (const auto& [name, file] : files_.databases) {
+            if (auto error = copy(file, name); !error.empty())
+                return error;
+        }
+        return {};
+    }
+
+    std::string recover()
+    {
+        progress_.show("recovering", 0, 1);
+        return ofBackup(recoverEnvironment(home()));
+    }
+
+    std::string verify()
+    {
+        const auto verifying = [&](std::size_t done, std::size_t all) { progress_.show("verifying", done, all); };
+        return ofBackup(verifyDatabases(home(), verifying));
+    }
+
+    std::string count() { return ofBackup(countItems(home(), &items_)); }
+
+    /** The directory that is worked on has a name that says nothing to the reader of a message. */
+    std::string ofBackup(const std::string& error) const
+    {
+        return error.empty() ? error : backup_.string() + ": " + error;
+    }
+
+    const fs::path& home() const { return target_.workDirectory(); }
+
+    const fs::path backup_;
+    const fs::path given_; // the target, as in messages
+    const UnlistedCopy unlisted_;
+    RestoreTarget target_;
+    BackupFiles files_;
+    LogFacts log_;
+    std::map<std::string, long long> items_; // by table
+    std::size_t copied_ = 0;                 // files
+    Progress progress_;
+};
 
 } // namespace
 
@@ -219,16 +269,22 @@ RestoreCommand::RestoreCommand(CLI::App* app)
 {
     command_->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
     command_->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
+    command_->add_flag("--without-list", withoutList_,
+                       "Accept a copy without a list of its files, though some may be missing");
     addExample(command_, "quorvactl restore /srv/backup/shop build/restored");
 }
 
 int RestoreCommand::run() const
 {
-    const std::string error = restore(backup_, target_);
-    if (error.empty())
-        return ExitOk;
-    complain(error);
-    return ExitErrorReply;
+    const Interruption interruption;
+    Restore restore(backup_, target_, withoutList_ ? UnlistedCopy::Accepted : UnlistedCopy::Refused);
+    const std::string error = restore.run();
+    if (!error.empty()) {
+        complain(error);
+        return ExitErrorReply;
+    }
+    restore.report();
+    return ExitOk;
 }
 
 } // namespace Ctl

@@ -1,7 +1,12 @@
 #include "tools/restoredenvironment.h"
 
+#include "format/backupnames.h"
+#include "tools/interruption.h"
+
 #include <db_cxx.h>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <system_error>
 
@@ -12,8 +17,14 @@ namespace Ctl {
 namespace {
 
 constexpr u_int32_t CacheBytes = 64 * 1024 * 1024;
-constexpr u_int32_t EnvironmentFlags =
-    DB_CREATE | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE;
+constexpr u_int32_t LogOnlyFlags = DB_CREATE | DB_INIT_LOG | DB_PRIVATE;
+constexpr u_int32_t EnvironmentFlags = LogOnlyFlags | DB_INIT_LOCK | DB_INIT_MPOOL | DB_INIT_TXN;
+
+// Berkeley DB's record of the end of a transaction: its type, transaction and previous record, then these.
+constexpr std::uint32_t EndOfTransaction = 10;
+constexpr std::size_t OutcomeOffset = 16;
+constexpr std::uint32_t Committed = 1;
+constexpr std::size_t TimeOffset = 20; // seconds since 1970
 
 std::string describe(const std::string& what, int rc)
 {
@@ -22,25 +33,78 @@ std::string describe(const std::string& what, int rc)
 
 void ignoreMessage(const DbEnv*, const char*, const char*) {} // our own messages say what went wrong
 
-/** Opens the environment with further flags; closed by its destructor. Null with `error` set on failure. */
-std::unique_ptr<DbEnv> openEnvironment(const fs::path& home, u_int32_t flags, std::string* error)
+/**
+ * Opens the environment whose files are in `directory`; closed by its destructor. Null with `error` set on failure.
+ *
+ * Its home is a directory that is not there, so that no DB_CONFIG is read: neither the one that keeps servers out of an
+ * unfinished restore, nor anybody's settings.
+ */
+std::unique_ptr<DbEnv> openEnvironment(const fs::path& directory, u_int32_t flags, std::string* error)
 {
     auto env = std::make_unique<DbEnv>(DB_CXX_NO_EXCEPTIONS);
     env->set_errcall(ignoreMessage);
-    (void)env->set_cachesize(0, CacheBytes, 1); // cannot fail before the environment is open
-    const int rc = env->open(home.c_str(), EnvironmentFlags | flags, 0);
+    std::error_code ignored;
+    const fs::path absolute = fs::absolute(directory, ignored);
+    // None of these can fail before the environment is open.
+    (void)env->set_cachesize(0, CacheBytes, 1);
+    (void)env->set_data_dir(absolute.c_str());
+    (void)env->set_lg_dir(absolute.c_str());
+    (void)env->set_intermediate_dir_mode("rwx------"); // tables may have directories in their names
+    const int rc = env->open((absolute / "no-home").c_str(), flags, 0);
     if (rc == 0)
         return env;
-    *error = describe("cannot recover " + home.string(), rc);
+    *error = describe("recovery fails", rc);
     (void)env->close(0);
     return nullptr;
 }
 
-/** True for the ten digits behind "log.". */
-bool isLogFile(const std::string& name)
+/** The numbers of the log files in a directory, in ascending order. */
+std::vector<std::uint32_t> logNumbers(const fs::path& directory)
 {
-    return name.starts_with("log.") && name.size() == 14 &&
-           name.find_first_not_of("0123456789", 4) == std::string::npos;
+    std::vector<std::uint32_t> numbers;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (const auto number = BackupNames::logNumber(entry->path().filename().string()))
+            numbers.push_back(*number);
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+/** The first record of a log file says where the last one of the file before it is. */
+bool followsOn(DbLogc* cursor, std::uint32_t number)
+{
+    DbLsn position;
+    position.file = number;
+    position.offset = 0;
+    Dbt record;
+    return cursor->get(&position, &record, DB_SET) == 0 && cursor->get(&position, &record, DB_PREV) == 0 &&
+           position.file == number - 1;
+}
+
+std::uint32_t numberAt(const Dbt& record, std::size_t offset)
+{
+    std::uint32_t number = 0;
+    std::memcpy(&number, static_cast<const char*>(record.get_data()) + offset, sizeof number);
+    return number;
+}
+
+bool isCommit(const Dbt& record)
+{
+    return record.get_size() >= TimeOffset + sizeof(std::uint32_t) && numberAt(record, 0) == EndOfTransaction &&
+           numberAt(record, OutcomeOffset) == Committed;
+}
+
+std::optional<std::time_t> timeOfLastCommit(DbLogc* cursor)
+{
+    DbLsn position;
+    Dbt record;
+    for (u_int32_t step = DB_LAST; cursor->get(&position, &record, step) == 0; step = DB_PREV) {
+        if (isCommit(record))
+            return static_cast<std::time_t>(numberAt(record, TimeOffset));
+    }
+    return std::nullopt;
 }
 
 /** The table that a data file "NAME_3f.db" belongs to. */
@@ -75,7 +139,7 @@ int countRecords(Db* db, long long* records)
     key.set_flags(DB_DBT_PARTIAL | DB_DBT_USERMEM);
     data.set_flags(DB_DBT_PARTIAL | DB_DBT_USERMEM);
     int rc = 0;
-    while ((rc = cursor->get(&key, &data, DB_NEXT)) == 0)
+    while (!Interruption::requested() && (rc = cursor->get(&key, &data, DB_NEXT)) == 0)
         ++*records;
     (void)cursor->close();
     return rc == DB_NOTFOUND ? 0 : rc;
@@ -83,16 +147,37 @@ int countRecords(Db* db, long long* records)
 
 } // namespace
 
+std::string readLog(const fs::path& home, LogFacts* facts)
+{
+    std::string error;
+    const auto env = openEnvironment(home, LogOnlyFlags, &error);
+    if (!env)
+        return error;
+    DbLogc* cursor = nullptr;
+    if (const int rc = env->log_cursor(&cursor, 0))
+        return describe("cannot read the log", rc);
+    const std::vector<std::uint32_t> numbers = logNumbers(home);
+    for (std::size_t i = 1; i < numbers.size() && !facts->partial; ++i) {
+        if (!followsOn(cursor, numbers[i]))
+            facts->partial = numbers[i] - 1;
+    }
+    if (!facts->partial)
+        facts->lastCommit = timeOfLastCommit(cursor);
+    (void)cursor->close(0);
+    const int rc = env->close(0); // where a record is missing, Berkeley DB gives the whole environment up
+    return rc == 0 || facts->partial ? std::string() : describe("cannot read the log", rc);
+}
+
 std::string recoverEnvironment(const fs::path& home)
 {
     std::string error;
-    if (const auto env = openEnvironment(home, DB_RECOVER_FATAL, &error)) {
+    if (const auto env = openEnvironment(home, EnvironmentFlags | DB_RECOVER_FATAL, &error)) {
         // The next opening recovers from this checkpoint, not from the first log file again.
         int rc = env->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
             rc = env->close(0);
         if (rc != 0)
-            return describe("cannot recover " + home.string(), rc);
+            return describe("recovery fails", rc);
     }
     return error;
 }
@@ -101,11 +186,13 @@ std::vector<fs::path> databaseFiles(const fs::path& home)
 {
     std::vector<fs::path> files;
     std::error_code error;
-    for (fs::directory_iterator entry(home, error); !error && entry != fs::directory_iterator();
+    for (fs::recursive_directory_iterator entry(home, error); !error && entry != fs::recursive_directory_iterator();
          entry.increment(error)) {
-        if (!isLogFile(entry->path().filename().string()))
-            files.push_back(entry->path());
+        const fs::path name = entry->path().lexically_relative(home);
+        if (entry->is_regular_file(error) && !BackupNames::logNumber(name.string()) && name != "DB_CONFIG")
+            files.push_back(name);
     }
+    std::sort(files.begin(), files.end());
     return files;
 }
 
@@ -114,9 +201,11 @@ std::string verifyDatabases(const fs::path& home, const std::function<void(std::
     const std::vector<fs::path> files = databaseFiles(home);
     for (std::size_t i = 0; i < files.size(); ++i) {
         progress(i, files.size());
+        if (Interruption::requested())
+            return {};
         Db db(nullptr, DB_CXX_NO_EXCEPTIONS); // a Db can verify one file only, and is closed by that
         db.set_errcall(ignoreMessage);
-        if (const int rc = db.verify(files[i].c_str(), nullptr, nullptr, 0))
+        if (const int rc = db.verify((home / files[i]).c_str(), nullptr, nullptr, 0))
             return describe(files[i].string() + " is damaged", rc);
     }
     progress(files.size(), files.size());
@@ -126,11 +215,11 @@ std::string verifyDatabases(const fs::path& home, const std::function<void(std::
 std::string countItems(const fs::path& home, std::map<std::string, long long>* items)
 {
     std::string error;
-    const auto env = openEnvironment(home, DB_RECOVER, &error);
+    const auto env = openEnvironment(home, EnvironmentFlags | DB_RECOVER, &error);
     if (!env)
         return error;
-    for (const fs::path& path : databaseFiles(home)) {
-        const std::string file = path.filename().string();
+    for (const fs::path& name : databaseFiles(home)) {
+        const std::string& file = name.string();
         int rc = 0;
         if (const auto meta = openDatabase(env.get(), file, "meta", &rc)) {
             (*items)[file]; // a table, though it may have no items yet
@@ -143,10 +232,10 @@ std::string countItems(const fs::path& home, std::map<std::string, long long>* i
             }
         }
         if (rc != 0)
-            return describe("cannot read " + path.string(), rc);
+            return describe("cannot read " + file, rc);
     }
     if (const int rc = env->close(0))
-        return describe("cannot close " + home.string(), rc);
+        return describe("cannot write the last pages", rc);
     return {};
 }
 

@@ -1,6 +1,8 @@
 #include "backupfixture.h"
 #include "writeload.h"
 
+#include <ctime>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -37,6 +39,59 @@ TEST_F(Restore, HoldsTheCopyAndEverythingUpToTheLastShippedLog)
     EXPECT_EQ(itemsOf(tableIn(copy), {"k"}),
               (Items{{{"k", "before"}, {{"a", textValue("x")}}}, {{"k", "after"}, {{"a", textValue("y")}}}}));
     EXPECT_GE(filledIn(tableIn(copy)), inTheCopyAndTwoLogs - 1) << "a record may lie across the end of a log file";
+}
+
+TEST_F(Restore, TellsTheTimeOfTheLastCommitInIt)
+{
+    const auto restoredUntil = [this](const std::string& target) {
+        const ProgramRun run = restore(backup(), target);
+        EXPECT_EQ(run.status, 0) << run.error;
+        std::tm parts = {};
+        const std::size_t at = run.output.find("data until ");
+        EXPECT_NE(at, std::string::npos);
+        EXPECT_NE(strptime(run.output.c_str() + at, "data until %Y-%m-%d %H:%M:%S UTC\n", &parts), nullptr);
+        return timegm(&parts);
+    };
+    const std::time_t before = std::time(nullptr);
+    put("k", "before", {{"a", textValue("x")}});
+    const std::time_t after = std::time(nullptr);
+    ASSERT_TRUE(waitUntil([&] { return std::time(nullptr) > after; }));
+    backUpTo(makeDirectory("backup"));
+    const std::time_t copied = restoredUntil(pathOf("first"));
+    EXPECT_GE(copied, before);
+    EXPECT_LE(copied, after) << "not when the copy was made";
+
+    // What is shipped counts, what is not does not.
+    fillLogs(3);
+    const std::time_t filled = std::time(nullptr);
+    reopen();
+    EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
+    ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(2)); }));
+    ASSERT_TRUE(waitUntil([&] { return std::time(nullptr) > filled; }));
+    put("k", "not shipped", {{"a", textValue("z")}});
+    const std::time_t shipped = restoredUntil(pathOf("second"));
+    EXPECT_GT(shipped, after);
+    EXPECT_LE(shipped, filled);
+}
+
+TEST_F(Restore, NamesTheLogFileThatIsNotWhole)
+{
+    put("k", "before", {{"a", textValue("x")}});
+    backUpTo(makeDirectory("backup")); // holds the beginning of log file 1
+    fillLogs(3);
+    killServer();
+    fs::create_directory(backup() + "/__log__");
+    fs::copy_file(sourceLog(2), shippedLog(2)); // as after a checkpoint that removed 1
+    const ProgramRun run = restore(backup(), pathOf("restored"));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error, "quorvactl: " + backup() +
+                             " has a gap: log.0000000001 is not whole, and what follows cannot be applied without the "
+                             "rest of it\n");
+    EXPECT_FALSE(fs::exists(pathOf("restored")));
+
+    fs::copy_file(sourceLog(1), shippedLog(1));
+    EXPECT_EQ(restore(backup(), pathOf("restored")).status, 0);
 }
 
 TEST_F(Restore, AfterAKillDuringAFullBackup)
@@ -207,7 +262,7 @@ TEST_F(Restore, OfAnEnvironmentWithoutTables)
     ASSERT_TRUE(waitUntilComplete(target));
     const ProgramRun run = restore(target, pathOf("restored"));
     EXPECT_EQ(run.status, 0) << run.error;
-    EXPECT_EQ(run.output, "restored 0 tables with 0 items to " + pathOf("restored") + '\n');
+    EXPECT_EQ(run.output, "data until unknown\nrestored 0 tables with 0 items to " + pathOf("restored") + '\n');
 }
 
 TEST_F(Restore, OfAnEnvironmentWithSettingsOfItsOwnLeavesThemOut)
@@ -221,5 +276,5 @@ TEST_F(Restore, OfAnEnvironmentWithSettingsOfItsOwnLeavesThemOut)
     EXPECT_THAT(namesIn(target), ElementsAre(logName(1), "t"));
     const ProgramRun run = restore(target, pathOf("restored"));
     EXPECT_EQ(run.status, 0) << run.error;
-    EXPECT_EQ(run.output, "t: 0 items\nrestored 1 tables with 0 items to " + pathOf("restored") + '\n');
+    EXPECT_THAT(run.output, restoreOutput("t: 0 items\n", "1 tables with 0 items", pathOf("restored")));
 }

@@ -1,0 +1,37 @@
+#ifndef QUORVA_BASE_DESCRIPTOR_H
+#define QUORVA_BASE_DESCRIPTOR_H
+
+#include <utility>
+
+#include <unistd.h>
+
+namespace Base {
+
+/** A file descriptor that is closed with the object. */
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+    Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~Descriptor()
+    {
+        if (isOpen())
+            ::close(descriptor_);
+    }
+
+    bool isOpen() const { return descriptor_ >= 0; }
+    /** Negative when there is none. */
+    int number() const { return descriptor_; }
+
+private:
+    int descriptor_ = -1;
+};
+
+} // namespace Base
+
+#endif

@@ -1,0 +1,229 @@
+#include "tools/restoretarget.h"
+
+#include "base/descriptor.h"
+#include "base/filesync.h"
+#include "tools/command.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+namespace {
+
+constexpr const char* GuardName = "DB_CONFIG";
+constexpr std::string_view Guard =
+    "# A restore to this directory has not come to its end. This file keeps servers from opening it.\n"
+    "# To restore once more, do so to the same target. Otherwise delete the directory.\n"
+    "unfinished_quorvactl_restore yes\n";
+constexpr std::string_view WorkInfix = ".restoring-";
+constexpr std::size_t UniqueLength = 6; // of mkdtemp
+
+/** Without the "/" that may follow it, and where links lead. */
+fs::path resolved(const fs::path& path)
+{
+    std::error_code error;
+    fs::path absolute = fs::absolute(path, error).lexically_normal();
+    if (!absolute.has_filename())
+        absolute = absolute.parent_path();
+    const fs::path canonical = fs::weakly_canonical(absolute, error);
+    return error ? absolute : canonical;
+}
+
+std::string failure(const std::string& what, int error)
+{
+    return what + ": " + std::strerror(error);
+}
+
+/**
+ * True when a restore did not come to its end there: the guard is there, or nothing but the beginning of one. No server
+ * has had such a directory.
+ */
+bool isUnfinished(const fs::path& directory)
+{
+    std::ifstream file(directory / GuardName, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    if (!file.is_open() || text == Guard)
+        return file.is_open();
+    std::error_code error;
+    const auto entries = std::distance(fs::directory_iterator(directory, error), fs::directory_iterator());
+    return !error && entries == 1 && Guard.starts_with(text);
+}
+
+/** Removes what is in a directory. The guard goes last: until then, nobody opens what is left of the rest. */
+std::error_code clear(const fs::path& directory)
+{
+    std::error_code error;
+    std::vector<fs::path> paths;
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        if (entry->path().filename() != GuardName)
+            paths.push_back(entry->path());
+    }
+    for (const fs::path& path : paths) {
+        if (!error)
+            fs::remove_all(path, error);
+    }
+    if (!error)
+        fs::remove(directory / GuardName, error);
+    return error;
+}
+
+/** 0 or an errno value. */
+int renameWithoutReplacing(const fs::path& from, const fs::path& to)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS)
+        return errno;
+    // A file system that cannot tell: of directories, only an empty one is replaced.
+    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+/** The access mode that mkdir() would give a new directory. */
+mode_t usualMode()
+{
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0777 & ~mask;
+}
+
+} // namespace
+
+RestoreTarget::RestoreTarget(const fs::path& directory) : given_(directory), target_(resolved(directory)) {}
+
+RestoreTarget::~RestoreTarget()
+{
+    if (work_.empty())
+        return;
+    std::error_code error = clear(work_);
+    if (!error && madeWork_)
+        fs::remove(work_, error);
+    if (error)
+        complain("cannot remove " + work_.string() + ": " + error.message());
+}
+
+std::string RestoreTarget::prepare()
+{
+    if (std::string error = removeLeftovers(); !error.empty())
+        return error;
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(target_, error);
+    if (!fs::exists(status))
+        return prepareBeside();
+    return fs::is_directory(status) ? prepareInPlace() : failure("cannot make " + given_.string(), EEXIST);
+}
+
+std::string RestoreTarget::prepareInPlace()
+{
+    lock_ = Base::DirectoryLock(target_, Base::DirectoryLock::Exclusive);
+    if (lock_.isBusy())
+        return given_.string() + " is open in a server, or another restore fills it";
+    std::error_code error;
+    if (isUnfinished(target_)) {
+        if ((error = clear(target_)))
+            return "cannot remove what an interrupted restore left in " + given_.string() + ": " + error.message();
+        complain("removed what an interrupted restore left in " + given_.string());
+    }
+    if (!fs::is_empty(target_, error))
+        return error ? "cannot read " + given_.string() + ": " + error.message() : given_.string() + " is not empty";
+    work_ = target_;
+    return placeGuard();
+}
+
+std::string RestoreTarget::prepareBeside()
+{
+    std::string name = target_.string() + std::string(WorkInfix) + std::string(UniqueLength, 'X');
+    if (::mkdtemp(name.data()) == nullptr)
+        return failure("cannot make " + given_.string(), errno);
+    work_ = name;
+    madeWork_ = true;
+    lock_ = Base::DirectoryLock(work_, Base::DirectoryLock::Exclusive);
+    if (::chmod(work_.c_str(), usualMode()) != 0)
+        return failure("cannot make " + given_.string(), errno);
+    return placeGuard();
+}
+
+/** One that another restore fills is locked, and one without a guard has no data of a restore in it. */
+std::string RestoreTarget::removeLeftovers() const
+{
+    std::error_code error;
+    const std::string beginning = target_.filename().string() + std::string(WorkInfix);
+    std::vector<fs::path> leftovers;
+    for (fs::directory_iterator entry(target_.parent_path(), error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        std::error_code vanished;
+        if (name.size() == beginning.size() + UniqueLength && name.starts_with(beginning) &&
+            entry->symlink_status(vanished).type() == fs::file_type::directory)
+            leftovers.push_back(entry->path());
+    }
+    for (const fs::path& leftover : leftovers) {
+        const Base::DirectoryLock lock(leftover, Base::DirectoryLock::Exclusive);
+        if (lock.isBusy())
+            return "another restore to " + given_.string() + " is under way, in " + leftover.string();
+        std::error_code unreadable;
+        if (!isUnfinished(leftover) && !fs::is_empty(leftover, unreadable))
+            continue;
+        if (error = clear(leftover); !error)
+            fs::remove(leftover, error);
+        if (error)
+            return "cannot remove " + leftover.string() + ", which an interrupted restore left: " + error.message();
+        complain("removed " + leftover.string() + ", which an interrupted restore left");
+    }
+    return {};
+}
+
+/** On disk before any other file is made. */
+std::string RestoreTarget::placeGuard()
+{
+    const fs::path path = work_ / GuardName;
+    const Base::Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    int error = 0;
+    if (!file.isOpen())
+        error = errno;
+    else if (const ssize_t written = ::write(file.number(), Guard.data(), Guard.size()); written < 0)
+        error = errno;
+    else if (static_cast<std::size_t>(written) != Guard.size())
+        error = ENOSPC;
+    for (const fs::path& made : {path, work_, work_.parent_path()}) {
+        if (error == 0)
+            error = syncToDisk(made);
+    }
+    return error == 0 ? std::string() : failure("cannot write " + path.string(), error);
+}
+
+std::string RestoreTarget::publish()
+{
+    const std::string failed = "cannot complete " + given_.string();
+    if (const int error = syncTreeToDisk(work_))
+        return failure(failed, error);
+    if (work_ != target_) {
+        if (const int error = renameWithoutReplacing(work_, target_))
+            return failure("cannot rename " + work_.string() + " to " + given_.string(), error);
+        work_ = target_;
+        if (const int error = syncToDisk(target_.parent_path()))
+            return failure(failed, error);
+    }
+    if (::unlink((target_ / GuardName).c_str()) != 0)
+        return failure(failed, errno);
+    if (const int error = syncToDisk(target_))
+        return failure(failed, error);
+    work_.clear();
+    return {};
+}
+
+} // namespace Ctl

@@ -5,19 +5,15 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/closingenvironments.h"
-#include "storage/descriptorreserve.h"
 #include "storage/environmentpath.h"
 #include "storage/resultcodes.h"
 
 #include <QMutexLocker>
 
-#include <cerrno>
-
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
 
-constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
 constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
 // Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
@@ -206,14 +202,7 @@ int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, co
     }
 
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
-    const DescriptorReserve reserve;
-    int rc = reserve.available() ? 0 : EMFILE;
-    if (rc == 0 && file.contains('\0'))
-        rc = EINVAL; // Berkeley DB would open the file of another table: the one named up to the zero byte
-    if (rc == 0)
-        rc = opened->set_pagesize(PageBytes);
-    if (rc == 0)
-        rc = opened->open(file.constData(), subDb, DB_BTREE, IndexFlags);
+    const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
         LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
                                       << " flags " << IndexFlags;

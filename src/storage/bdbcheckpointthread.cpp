@@ -33,6 +33,10 @@ void BDBCheckpointThread::cycle()
 {
     LOG_INFO << "Starting txn_checkpoint";
     if (const int rc = env()->txn_checkpoint(0, 0, 0)) {
+        if (!env()->hasContent()) {
+            LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc;
+            return;
+        }
         LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc << " exiting Quorva";
         std::_Exit(1); // without destructors: requests are still running
     }

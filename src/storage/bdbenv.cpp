@@ -1,25 +1,26 @@
 #include "storage/bdbenv.h"
 
 #include "format/backupnames.h"
+#include "format/tablename.h"
 #include "log/log.h"
 #include "storage/bdbcacheflushthread.h"
 #include "storage/bdbcheckpointthread.h"
 #include "storage/bdbhotbackup.h"
+#include "storage/bdbindex.h"
 #include "storage/bdblockdetectthread.h"
 #include "storage/bdbstatprintthread.h"
 #include "storage/descriptorreserve.h"
+#include "storage/environmentfiles.h"
+#include "storage/environmentpath.h"
 #include "storage/filesync.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <system_error>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace {
 
@@ -32,6 +33,8 @@ constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOC
 // table stall for good. 512 KiB would just do; 16 MiB is a good compromise between hot and cold data, and an idle
 // environment pays 1.4 MB for it.
 constexpr u_int32_t CacheBytes = 16 * 1024 * 1024;
+
+constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
 
 constexpr std::time_t SecondsBetweenRecoveryReports = 60;
 
@@ -55,10 +58,8 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
     std::time_t last = lastRecoveryReport.load();
     if (now - last <= SecondsBetweenRecoveryReports || !lastRecoveryReport.compare_exchange_strong(last, now))
         return;
-    const char* home = nullptr;
-    (void)env->get_home(&home); // on failure the line goes without it
     // Kept: the word "recoverd" and the doubled percent sign are what operators search for.
-    LOG_INFO << "Env " << (home ? home : "") << " recoverd " << percent << "%%";
+    LOG_INFO << "Env " << static_cast<const BDBEnv*>(env)->spelledHome() << " recoverd " << percent << "%%";
 }
 
 /**
@@ -67,10 +68,11 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
  * power, the pages would be ahead of it, and what is written later would not be redone. Only an environment whose log
  * is not written synchronously (see DB_CONFIG) can have such an end.
  */
-int syncLog(const std::filesystem::path& home)
+int syncLog(const std::filesystem::path& directory)
 {
     std::error_code error;
-    for (std::filesystem::directory_iterator entry(home, error), end; !error && entry != end; entry.increment(error)) {
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
         std::error_code vanished;
         if (!BackupNames::logNumber(entry->path().filename().string()) || !entry->is_regular_file(vanished))
             continue;
@@ -82,7 +84,8 @@ int syncLog(const std::filesystem::path& home)
 
 } // namespace
 
-BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags) : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity)
+BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
+    : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity), tableCapacity_(tableCapacity)
 {
     set_msgcall(writeMessage);
     set_errcall(logError);
@@ -95,8 +98,6 @@ BDBEnv::~BDBEnv()
     // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
     closeObjects();
     (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
-    if (directory_ >= 0)
-        ::close(directory_);
 }
 
 int BDBEnv::open(const QByteArray& home)
@@ -144,10 +145,21 @@ int BDBEnv::openConfigured(const QByteArray& home)
 {
     if (const int rc = lockDirectory(home))
         return rc;
-    const DescriptorReserve reserve;
+    int databases = 0;
+    if (const int rc = checkDirectory(&databases))
+        return rc;
+    const DescriptorReserve reserve(databases);
     if (!reserve.available())
         return EMFILE;
+    if (const int rc = configure())
+        return rc;
+    if (const int rc = syncLog(EnvironmentFiles::logDirectory(canonicalHome_.toStdString())))
+        return rc;
+    return DbEnv::open(canonicalHome_.constData(), OpenFlags, 0);
+}
 
+int BDBEnv::configure()
+{
     if (const int rc = set_intermediate_dir_mode("rwx------"))
         return rc;
     if (const int rc = set_alloc(std::malloc, std::realloc, std::free)) // lists that come back are freed with free()
@@ -160,11 +172,7 @@ int BDBEnv::openConfigured(const QByteArray& home)
         return rc;
     // A deadlock is broken at once when a lock must wait, with the policy of the periodic detection: with that alone
     // two clients that write batches would stand still for seconds.
-    if (const int rc = set_lk_detect(DB_LOCK_YOUNGEST))
-        return rc;
-    if (const int rc = syncLog(home.toStdString()))
-        return rc;
-    return DbEnv::open(home.constData(), OpenFlags, 0);
+    return set_lk_detect(DB_LOCK_YOUNGEST);
 }
 
 int BDBEnv::lockDirectory(const QByteArray& home)
@@ -173,10 +181,61 @@ int BDBEnv::lockDirectory(const QByteArray& home)
     // is a directory that anybody named.
     if (home.isEmpty() || home.contains('\0'))
         return ENOENT;
-    directory_ = ::open(home.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory_ < 0)
-        return errno;
-    return ::flock(directory_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+    spelledHome_ = home;
+    if (const int rc = directory_.lock(home))
+        return rc;
+    if (const int rc = canonicalPath(home, &canonicalHome_))
+        return rc;
+    return directory_.isAt(canonicalHome_) ? 0 : ESTALE; // a link was changed in this very moment
+}
+
+/** Whether the directory can be an environment at all; `databases` are the files that recovery may have to open. */
+int BDBEnv::checkDirectory(int* databases)
+{
+    const std::filesystem::path home = canonicalHome_.toStdString();
+    const std::filesystem::path logs = EnvironmentFiles::logDirectory(home);
+    if (const int rc = EnvironmentFiles::checkWritable(home))
+        return rc;
+    if (logs != home) {
+        if (const int rc = EnvironmentFiles::checkWritable(logs))
+            return rc;
+    }
+    bool hasLog = false;
+    if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
+        return rc;
+    EnvironmentFiles::Databases found;
+    if (const int rc = EnvironmentFiles::findDatabases(home, &found))
+        return rc;
+    if (!hasLog && found.logged)
+        return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo what it says
+    hasContent_ = hasLog;
+    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
+    // can be open at a time.
+    *databases = hasLog ? static_cast<int>(std::min<std::size_t>(found.count, std::max(tableCapacity_ - 1, 0))) : 0;
+    return 0;
+}
+
+int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
+{
+    if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
+        return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
+    const DescriptorReserve reserve;
+    if (!reserve.available())
+        return EMFILE;
+    if (!directory_.isAt(canonicalHome_))
+        return ESTALE; // moved away, and what is there may be an environment as well
+    DirectoryClaims::Attempt claims(&claims_);
+    if (const int rc = claims_.claim(canonicalHome_, file))
+        return rc;
+    if (const int rc = index->set_pagesize(PageBytes))
+        return rc;
+    if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
+        return rc;
+    if (const int rc = claims_.claim(canonicalHome_, file)) // with the directories that were made just now
+        return rc;
+    claims.keep();
+    hasContent_ = true;
+    return 0;
 }
 
 int BDBEnv::backup(const QString& target, int mode)

@@ -3,17 +3,21 @@
 
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
+#include "storage/directoryclaims.h"
+#include "storage/directorylock.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
 
 #include <QByteArray>
 
+#include <atomic>
 #include <memory>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
 class BDBHotBackupThread;
+class BDBIndex;
 class BDBLockDetectThread;
 class BDBStatPrintThread;
 
@@ -41,10 +45,35 @@ public:
     /**
      * Configures and opens the environment in the directory `home`, which must exist, and runs recovery. The directory
      * is held with an exclusive `flock` while the environment lives: two private environments on one directory, in this
-     * process or another, would destroy each other's data. Returns 0, a Berkeley DB code or an errno value; after a
-     * failure the object can only be destroyed.
+     * process or another, would destroy each other's data. A link is followed here once and never again: what it leads
+     * to later is another environment's.
+     *
+     * Returns 0, a Berkeley DB code or an errno value; after a failure the object can only be destroyed. EMFILE: fewer
+     * descriptors are left than the recovery of all database files there may need. EBUSY: there is no log, but there
+     * are database files of another one. EACCES, EPERM, EROFS: the directory cannot be written. None of these makes a
+     * file.
      */
     [[nodiscard]] int open(const QByteArray& home);
+
+    /** The path of the directory, without links, that open() resolved. */
+    const QByteArray& canonicalHome() const { return canonicalHome_; }
+
+    /** The same as the caller of open() spelled it, for messages. */
+    const QByteArray& spelledHome() const { return spelledHome_; }
+
+    /**
+     * Opens the database `subDb` of `file` with `index`, a new handle. Refused are a file in a directory that is an
+     * environment of its own (EBUSY), any file when the environment's directory is not where it was (ESTALE), and what
+     * there are too few descriptors for (EMFILE). The caller holds mutex(). Returns 0, a Berkeley DB code or an errno
+     * value; after a failure the handle can only be destroyed.
+     */
+    [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
+
+    /**
+     * True when something may be lost with this environment: it had a log when it was opened, or a database was opened
+     * in it since. Without one no transaction can write.
+     */
+    bool hasContent() const { return hasContent_; }
 
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
@@ -64,13 +93,20 @@ protected:
 
 private:
     int lockDirectory(const QByteArray& home);
+    int checkDirectory(int* databases);
     int openConfigured(const QByteArray& home);
+    int configure();
     int startThreads();
 
     QHash<QString, int> lockNames_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
-    int directory_ = -1; // descriptor that carries the flock; owned
+    DirectoryLock directory_;
+    DirectoryClaims claims_; // guarded by mutex()
+    QByteArray canonicalHome_;
+    QByteArray spelledHome_;
+    std::atomic<bool> hasContent_ = false;
+    const int tableCapacity_;
 
     // Null until open() succeeds.
     std::unique_ptr<BDBCheckpointThread> checkpointThread_;

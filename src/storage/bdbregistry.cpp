@@ -1,25 +1,23 @@
 #include "storage/bdbregistry.h"
 
-#include "format/tablename.h"
 #include "log/log.h"
 #include "storage/accesslock.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/closingenvironments.h"
-#include "storage/descriptorreserve.h"
 #include "storage/environmentpath.h"
+#include "storage/openingenvironments.h"
 #include "storage/resultcodes.h"
 
 #include <QMutexLocker>
-
-#include <cerrno>
 
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
 
-constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
 constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
+
+constexpr int OpenFailed = 3;
 
 // Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
 constexpr qsizetype MaxRememberedNames = 65536;
@@ -66,20 +64,28 @@ BDBEnv* environmentAt(const BDBObjTable* registry, int descriptor)
     return static_cast<BDBEnv*>(registry->getObject(descriptor, BDBEnvType));
 }
 
+void logFailedOpening(const QByteArray& home, const QString& key, int rc)
+{
+    LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
+}
+
+/** Opens an environment that nobody else is opening and registers it. Call without the mutex. */
 int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity,
-               const QByteArray& home)
+               const QByteArray& home, int* openResult)
 {
     auto opened = std::make_unique<BDBEnv>(tableCapacity, DB_CXX_NO_EXCEPTIONS);
-    if (const int rc = opened->open(home)) {
-        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
-        return 3;
+    *openResult = opened->open(home);
+    if (*openResult != 0) {
+        logFailedOpening(home, key, *openResult);
+        return OpenFailed;
     }
     LOG_DEBUG << "Adding new env path " << home << " id " << key.toUtf8();
     *env = EnvironmentUse(opened.get(), opened->uses());
     // Kept: from here on the environment belongs to the registry or, when that is full, to nobody: closing it would
     // pull it away from the request that goes on with `env`.
     BDBEnv* registered = opened.release();
-    if (registerEnv(registry, registered, canonicalEnvironmentKey(key)) > 0)
+    const QMutexLocker locker(&registry->mutex());
+    if (registerEnv(registry, registered, canonicalEnvironmentKey(registered->canonicalHome(), key)) > 0)
         return 0;
     LOG_CRIT(LogOrigin, __LINE__) << "Failed to add env with id: " << key.toUtf8();
     return 2;
@@ -91,25 +97,38 @@ int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int 
             const QByteArray& home)
 {
     QMutexLocker locker(&registry->mutex());
-    int descriptor = findDescriptor(registry, key);
-    while (descriptor < 1 && create != 0 && closingEnvironments().contains(canonicalEnvironmentKey(key))) {
+    for (;;) {
+        if (const int descriptor = findDescriptor(registry, key); descriptor >= 1) {
+            BDBEnv* found = environmentAt(registry, descriptor);
+            *env = EnvironmentUse(found, found->uses());
+            return 0;
+        }
+        const QString canonical = canonicalEnvironmentKey(key);
+        const bool closing = create != 0 && closingEnvironments().contains(canonical);
+        std::shared_ptr<const OpeningEnvironments::Opening> opening;
+        if (!closing)
+            opening =
+                create != 0 ? openingEnvironments().joinOrBegin(canonical) : openingEnvironments().find(canonical);
         locker.unlock();
         env->reset(); // it may hold on to the very environment that is being closed
-        closingEnvironments().waitFor(canonicalEnvironmentKey(key));
+        if (closing) {
+            closingEnvironments().waitFor(canonical);
+        } else if (opening) {
+            if (const int rc = openingEnvironments().waitFor(opening); rc != 0 && create != 0) {
+                logFailedOpening(home, key, rc);
+                return OpenFailed;
+            }
+        } else if (create != 0) {
+            int openResult = 0;
+            const int rc = openNewEnv(registry, key, env, tableCapacity, home, &openResult);
+            openingEnvironments().finish(canonical, openResult);
+            return rc;
+        } else {
+            LOG_CRIT(LogOrigin, __LINE__) << "Failed to load env with id: " << key.toUtf8();
+            return OpenFailed;
+        }
         locker.relock();
-        descriptor = findDescriptor(registry, key);
     }
-    if (descriptor >= 1) {
-        BDBEnv* found = environmentAt(registry, descriptor);
-        *env = EnvironmentUse(found, found->uses());
-        return 0;
-    }
-    env->reset();
-    if (create == 0) {
-        LOG_CRIT(LogOrigin, __LINE__) << "Failed to load env with id: " << key.toUtf8();
-        return 3;
-    }
-    return openNewEnv(registry, key, env, tableCapacity, home);
 }
 
 int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
@@ -207,16 +226,7 @@ int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, co
     }
 
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
-    const DescriptorReserve reserve;
-    int rc = 0;
-    if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
-        rc = EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
-    else if (!reserve.available())
-        rc = EMFILE;
-    if (rc == 0)
-        rc = opened->set_pagesize(PageBytes);
-    if (rc == 0)
-        rc = opened->open(file.constData(), subDb, DB_BTREE, IndexFlags);
+    const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
         LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
                                       << " flags " << IndexFlags;

@@ -19,6 +19,9 @@ class BDBIndex;
  * Lock order: an environment's access lock, then the registry's mutex, then the environment's table mutex,
  * then its commit gate.
  *
+ * An environment is opened and closed without the mutex, as both can take minutes: only those wait who want the same
+ * one (see OpeningEnvironments and ClosingEnvironments).
+ *
  * One directory is one environment: names are compared by the directory they lead to, however it is spelled. A spelling
  * that was resolved once is remembered until its environment is removed. Messages show the spelling of the request.
  */
@@ -27,7 +30,8 @@ class BDBIndex;
  * Finds the environment named `key` (an "env::" name) or, with `create`, opens it in the directory `home` and registers
  * it. Result 0: `env` holds on to it. 3: not registered and `create` is 0, or it could not be opened. 2: the registry
  * is full; the environment is then open, neither registered nor closed, and stays in `env`. While the same environment
- * is being closed by another thread, `create` waits for that.
+ * is being opened by another thread, this waits for that and shares its failure; while it is being closed, `create`
+ * waits for that. An earlier hold of `env` is given back before any waiting.
  */
 [[nodiscard]] int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
                           const QByteArray& home);

@@ -11,7 +11,7 @@ namespace {
 constexpr int KeptFree = 16;
 constexpr int PerOpening = 4; // what another opening under way may still take
 
-std::atomic<int> openings{0};
+std::atomic<int> promised{0}; // the shares of all openings under way
 
 /**
  * Counts from the lowest free descriptor, which is the one that the kernel hands out, until enough free ones were seen.
@@ -34,9 +34,11 @@ bool enoughLeft(int wanted)
 
 } // namespace
 
-DescriptorReserve::DescriptorReserve() : available_(enoughLeft(KeptFree + PerOpening * openings.fetch_add(1))) {}
+DescriptorReserve::DescriptorReserve(int needed)
+    : share_(PerOpening + needed), available_(enoughLeft(KeptFree + needed + promised.fetch_add(share_)))
+{}
 
 DescriptorReserve::~DescriptorReserve()
 {
-    openings.fetch_sub(1);
+    promised.fetch_sub(share_);
 }

@@ -2,6 +2,7 @@
 
 #include "format/tablename.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -29,13 +30,24 @@ QString canonicalEnvironmentKey(const QString& key)
     const QByteArray directory = directoryOfKey(key);
     if (directory.isEmpty() || directory.contains('\0'))
         return key;
-    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(directory.constData(), nullptr), &std::free);
+    QByteArray canonical;
+    return canonicalPath(directory, &canonical) == 0 ? canonicalEnvironmentKey(canonical, key) : key;
+}
+
+QString canonicalEnvironmentKey(const QByteArray& canonical, const QString& key)
+{
+    // A link may lead to a directory whose bytes are no UTF-8. Such a path does not survive as a name.
+    const QString name = environmentKey(canonical);
+    return directoryOfKey(name) == canonical ? name : key;
+}
+
+int canonicalPath(const QByteArray& path, QByteArray* canonical)
+{
+    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.constData(), nullptr), &std::free);
     if (!resolved)
-        return key;
-    // A link may lead to a directory whose bytes are no UTF-8. Such a path does not survive as a name: two directories
-    // could get the same one, and the requests of one would end in the other.
-    const QString canonical = environmentKey(resolved.get());
-    return directoryOfKey(canonical) == resolved.get() ? canonical : key;
+        return errno;
+    *canonical = resolved.get();
+    return 0;
 }
 
 QByteArray directoryOfKey(const QString& key)

@@ -16,6 +16,15 @@ QString environmentKey(const QByteArray& directory);
  */
 QString canonicalEnvironmentKey(const QString& key);
 
+/**
+ * That name for `canonical`, the path of a directory that was resolved already, or `key` when the path is no text: two
+ * directories could get the same name then, and the requests of one would end in the other.
+ */
+QString canonicalEnvironmentKey(const QByteArray& canonical, const QString& key);
+
+/** The absolute path without links, ".", ".." of something that exists. 0 or an errno value. */
+[[nodiscard]] int canonicalPath(const QByteArray& path, QByteArray* canonical);
+
 /** The directory of a name in the registry, as bytes. */
 QByteArray directoryOfKey(const QString& key);
 

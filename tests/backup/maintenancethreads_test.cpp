@@ -163,6 +163,24 @@ TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
     EXPECT_EQ(log.count("Done BDBCheckpointThread.log_archive"), 0U);
 }
 
+TEST(BDBCheckpointThread, AFailureInAnEnvironmentWithoutContentIsALineAndTheThreadGoesOn)
+{
+    const std::unique_ptr<TempEnv> quiet = quietEnv();
+    TempEnv& env = *quiet;
+    const LogCapture log(LogError);
+    (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
+    {
+        BDBCheckpointThread thread(env.get(), 1ms);
+        EXPECT_TRUE(log.waitFor("txn_checkpoint failed rc -30973", 3));
+        thread.stop();
+        thread.waitStopped();
+    }
+    (void)env->set_flags(DB_PANIC_ENVIRONMENT, 0);
+    EXPECT_EQ(log.count("exiting"), 0U);
+    EXPECT_THAT(log.lines(),
+                testing::Contains(testing::MatchesRegex("\\[ERROR\\] bdb [0-9]+ txn_checkpoint failed rc -30973")));
+}
+
 /** A child process whose checkpoint cannot be written; its directories are made in a directory of this process. */
 class BDBCheckpointThreadDeathTest : public testing::Test {
 protected:
@@ -193,6 +211,7 @@ TEST_F(BDBCheckpointThreadDeathTest, EndsTheProcessWithStatus1WhenItFails)
     EXPECT_EXIT(
         {
             TempEnv env;
+            (void)env.index("orders");
             Log::setDestination(stderr);
             (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
             BDBCheckpointThread thread(env.get(), 24h);

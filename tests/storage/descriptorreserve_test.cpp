@@ -71,6 +71,22 @@ TEST(DescriptorReserve, LeavesRoomForOpeningsUnderWay)
     EXPECT_EQ(child.waitForExit(), 0);
 }
 
+TEST(DescriptorReserve, WantsWhatTheOpeningNeedsOnTop)
+{
+    ChildProcess child([](const auto&) {
+        limitDescriptors(115);
+        EXPECT_FALSE(DescriptorReserve(100).available());
+        limitDescriptors(116);
+        {
+            const DescriptorReserve large(100);
+            EXPECT_TRUE(large.available());
+            EXPECT_FALSE(isAvailable()); // they are promised
+        }
+        EXPECT_TRUE(isAvailable());
+    });
+    EXPECT_EQ(child.waitForExit(), 0);
+}
+
 TEST(DescriptorReserve, NoLimitLeavesEnough)
 {
     ChildProcess child([](const auto&) {

@@ -1,0 +1,69 @@
+#ifndef QUORVA_STORAGE_OPENINGENVIRONMENTS_H
+#define QUORVA_STORAGE_OPENINGENVIRONMENTS_H
+
+#include <QHash>
+#include <QString>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+/**
+ * The registry names of environments that are being opened, which takes long after a crash. Whoever wants one of them
+ * waits for that opening and shares its result: if each tried again what has just failed, they would do it one after
+ * the other. Locks itself; taken after a registry's mutex or without it.
+ */
+class OpeningEnvironments {
+public:
+    struct Opening {
+        bool done = false; // both guarded by mutex_
+        int result = 0;    // as of BDBEnv::open
+    };
+
+    /** Null: nobody was opening `name`, and the caller does so from here on until it calls finish(). */
+    std::shared_ptr<const Opening> joinOrBegin(const QString& name)
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto found = openings_.value(name))
+            return found;
+        openings_.insert(name, std::make_shared<Opening>());
+        return nullptr;
+    }
+
+    /** The opening of `name` that is under way, or null. */
+    std::shared_ptr<const Opening> find(const QString& name) const
+    {
+        const std::lock_guard lock(mutex_);
+        return openings_.value(name);
+    }
+
+    void finish(const QString& name, int result)
+    {
+        const std::lock_guard lock(mutex_);
+        const std::shared_ptr<Opening> opening = openings_.take(name);
+        opening->done = true;
+        opening->result = result;
+        changed_.notify_all();
+    }
+
+    int waitFor(const std::shared_ptr<const Opening>& opening)
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return opening->done; });
+        return opening->result;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    QHash<QString, std::shared_ptr<Opening>> openings_; // guarded by mutex_
+};
+
+/** One for the process, as a directory is opened once however many registries there are. */
+inline OpeningEnvironments& openingEnvironments()
+{
+    static OpeningEnvironments opening;
+    return opening;
+}
+
+#endif

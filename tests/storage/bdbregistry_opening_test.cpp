@@ -1,0 +1,166 @@
+// What other requests see while an environment is being opened.
+#include "storage/bdbregistry.h"
+
+#include "loglines.h"
+#include "registryfixture.h"
+#include "storage/openingenvironments.h"
+#include "support/waituntil.h"
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/**
+ * A directory whose opening goes on until the test ends it: its DB_CONFIG is a pipe, and who reads it waits for the
+ * other end.
+ */
+class SlowOpening : public RegistryFixture {
+protected:
+    SlowOpening() { EXPECT_EQ(mkfifo(config().c_str(), 0600), 0); }
+    ~SlowOpening() override { finishWith(""); }
+
+    std::string config() const { return home_.toStdString() + "/DB_CONFIG"; }
+
+    /** Another thread that opens the environment, and is at it when this returns. */
+    std::future<BDBEnv*> openingElsewhere()
+    {
+        auto opening = std::async(std::launch::async, [this] { return openHere(); });
+        EXPECT_TRUE(waitUntil([this] { return isOpening(); }));
+        return opening;
+    }
+
+    /** Returns when so many threads wait for the opening under way. */
+    void waitForWaiting(long threads) const
+    {
+        constexpr long Others = 2; // the list of openings, and this question
+        EXPECT_TRUE(waitUntil(
+            [&] { return openingEnvironments().find(environmentKey(home_)).use_count() >= Others + threads; }));
+    }
+
+    BDBEnv* openHere()
+    {
+        EnvironmentUse use;
+        result_ = open(home_, &use);
+        return use.env();
+    }
+
+    bool isOpening() const { return openingEnvironments().find(environmentKey(home_)) != nullptr; }
+
+    /** The opening goes on with these lines as its DB_CONFIG. */
+    void finishWith(const std::string& lines)
+    {
+        if (!std::filesystem::is_fifo(config()))
+            return;
+        const int pipe = ::open(config().c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC); // lets a reader in, who waits then
+        ASSERT_GE(pipe, 0);
+        const std::string file = home_.toStdString() + "/DB_CONFIG.new";
+        std::ofstream(file) << lines;
+        std::filesystem::rename(file, config());
+        ::close(pipe);
+    }
+
+    const QByteArray home_ = makeHome("slow");
+    std::atomic<int> result_{-1}; // of the latest openHere()
+};
+
+TEST_F(SlowOpening, OtherEnvironmentsAreOpenedUsedAndClosedMeanwhile)
+{
+    const QByteArray before = makeHome("open before");
+    BDBEnv* env = openedEnv(before);
+    auto opening = openingElsewhere();
+    auto others = std::async(std::launch::async, [&] {
+        EXPECT_EQ(openedEnv(before), env);
+        const QByteArray other = makeHome("other");
+        EXPECT_NE(openedEnv(other), nullptr);
+        EXPECT_NE(lockEnv(&registry_, other + "|t", false), nullptr);
+        unlockEnv(&registry_, other + "|t");
+        lockAndRemove(other + "|t");
+        EnvironmentUse use;
+        LogCapture log;
+        EXPECT_EQ(open(temp_.bytes() + "/missing", &use), 3);
+    });
+    EXPECT_EQ(others.wait_for(60s), std::future_status::ready);
+    EXPECT_TRUE(isOpening());
+    finishWith("");
+    others.get();
+    EXPECT_NE(opening.get(), nullptr);
+    EXPECT_EQ(result_, 0);
+}
+
+TEST_F(SlowOpening, WhoeverWantsTheSameEnvironmentGetsItOpenedOnce)
+{
+    LogCapture log;
+    auto opening = openingElsewhere();
+    std::vector<std::future<BDBEnv*>> others(6);
+    for (auto& other : others)
+        other = std::async(std::launch::async, [this] { return openHere(); });
+    waitForWaiting(6);
+    finishWith("");
+    BDBEnv* env = opening.get();
+    EXPECT_NE(env, nullptr);
+    for (auto& other : others)
+        EXPECT_EQ(other.get(), env);
+    EXPECT_EQ(log.count("Adding new env path "), 1U);
+    EXPECT_FALSE(isOpening());
+}
+
+TEST_F(SlowOpening, AFailureIsTheResultOfAllWhoWaitedForIt)
+{
+    LogCapture log(LogWarn);
+    auto opening = openingElsewhere();
+    std::vector<std::future<BDBEnv*>> others(6);
+    for (auto& other : others)
+        other = std::async(std::launch::async, [this] { return openHere(); });
+    waitForWaiting(6);
+    finishWith("nonsense 1\n");
+    EXPECT_EQ(opening.get(), nullptr);
+    for (auto& other : others)
+        EXPECT_EQ(other.get(), nullptr);
+    EXPECT_EQ(result_, 3);
+    EXPECT_EQ(
+        log.count("Failed to open env path: " + home_.toStdString() + " id env::" + home_.toStdString() + " rc 22"),
+        7U);
+    EXPECT_EQ(log.count("unrecognized name-value pair"), 1U); // tried once
+    EXPECT_TRUE(registry_.names().isEmpty());
+
+    std::ofstream(config()) << ""; // mended, it opens
+    EXPECT_NE(openHere(), nullptr);
+}
+
+TEST_F(SlowOpening, ADeleteTableWaitsForItAndFindsTheEnvironment)
+{
+    auto opening = openingElsewhere();
+    auto deleting = std::async(std::launch::async, [&] {
+        EnvironmentUse use;
+        return open(home_, &use, 0);
+    });
+    waitForWaiting(1);
+    finishWith("");
+    EXPECT_EQ(deleting.get(), 0);
+    EXPECT_NE(opening.get(), nullptr);
+}
+
+TEST_F(SlowOpening, ADeleteTableOfOneThatFailsToOpenFindsNone)
+{
+    LogCapture log(LogWarn);
+    auto opening = openingElsewhere();
+    auto deleting = std::async(std::launch::async, [&] {
+        EnvironmentUse use;
+        return open(home_, &use, 0);
+    });
+    waitForWaiting(1);
+    finishWith("nonsense 1\n");
+    EXPECT_EQ(deleting.get(), 3);
+    EXPECT_EQ(opening.get(), nullptr);
+    EXPECT_EQ(log.count("Failed to load env with id: env::" + home_.toStdString()), 1U);
+}
+
+} // namespace

@@ -118,8 +118,8 @@ void setSocketOptions(socket_t socket)
 
 } // namespace
 
-HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway)
-    : limits_(limits), gateway_(gateway), stopping_(eventfd(0, EFD_CLOEXEC)),
+HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway, AllowedUsers* users)
+    : limits_(limits), gateway_(gateway), users_(users), stopping_(eventfd(0, EFD_CLOEXEC)),
       crowd_(limits.threads), connectionLimits_{limits.keepAlive, limits.transfer, HeadBytes, stopping_, &crowd_}
 {
     set_address_family(AF_INET);
@@ -175,7 +175,10 @@ bool HttpServer::process_and_close_socket(socket_t socket)
 {
     HttpConnection connection(socket, connectionLimits_);
     try {
-        serveConnection(&connection);
+        if (std::string refusal; users_->admits(socket, &refusal))
+            serveConnection(&connection);
+        else
+            std::fprintf(stderr, "quorva-http: connection refused, %s\n", refusal.c_str());
     } catch (const std::exception& error) { // from the library, for want of memory; the connection goes, we stay
         std::fprintf(stderr, "quorva-http: a connection failed: %s\n", error.what());
     }

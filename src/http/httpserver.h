@@ -3,6 +3,7 @@
 
 #include "http/gateway.h"
 #include "http/httpconnection.h"
+#include "peer/allowedusers.h"
 
 #include <httplib.h>
 
@@ -27,8 +28,8 @@ struct HttpLimits {
  */
 class HttpServer : private httplib::Server {
 public:
-    /** The gateway is the caller's and outlives this object. */
-    HttpServer(const HttpLimits& limits, Gateway* gateway);
+    /** The gateway and the users who may connect are the caller's and outlive this object. */
+    HttpServer(const HttpLimits& limits, Gateway* gateway, AllowedUsers* users);
     ~HttpServer() override;
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -52,6 +53,7 @@ private:
 
     const HttpLimits limits_;
     Gateway* const gateway_;
+    AllowedUsers* const users_;
     const int stopping_; // eventfd, see ConnectionLimits
     Crowd crowd_;
     const ConnectionLimits connectionLimits_;

@@ -1,5 +1,6 @@
 #include "client/standarddescriptors.h"
 #include "http/httpserver.h"
+#include "peer/allowedusers.h"
 
 #include <CLI/CLI.hpp>
 
@@ -36,6 +37,7 @@ struct Options {
     std::size_t bodyBytes = 64 * 1024 * 1024;
     int keepAliveSeconds = 60;
     int transferSeconds = 30;
+    std::string allowedUsers;
 };
 
 void declare(Options* options, CLI::App* app)
@@ -67,6 +69,8 @@ void declare(Options* options, CLI::App* app)
                     "Seconds that an HTTP client may pause within a request or an answer")
         ->check(seconds)
         ->capture_default_str();
+    app->add_option("--allow-users", options->allowedUsers,
+                    "The users of this machine who may connect: names or numbers, separated by commas");
 }
 
 sigset_t endingSignals()
@@ -97,14 +101,14 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
     _exit(ExitFailed);
 }
 
-int serve(const Options& options)
+int serve(const Options& options, AllowedUsers* users)
 {
     using std::chrono::seconds;
     Http::Gateway gateway({QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
                            options.receiveSeconds * 1000});
     Http::HttpServer server(
         {options.threads, options.bodyBytes, seconds(options.keepAliveSeconds), seconds(options.transferSeconds)},
-        &gateway);
+        &gateway, users);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
@@ -152,5 +156,13 @@ int main(int argc, char** argv)
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? ExitOk : ExitUsage;
     }
-    return serve(options);
+    AllowedUsers users;
+    if (app.count("--allow-users") > 0) { // also with an empty list, which lets nobody in
+        if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
+            std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
+                         error.c_str());
+            return ExitUsage;
+        }
+    }
+    return serve(options, &users);
 }

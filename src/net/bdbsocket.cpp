@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <string>
 
 namespace {
 
@@ -108,9 +109,20 @@ void TcpServer::acceptConnection()
     } else if (keptForDatabases(socket)) {
         LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket;
         ::close(socket);
+    } else if (!admits(socket)) {
+        ::close(socket);
     } else {
         incomingConnection(socket);
     }
+}
+
+bool TcpServer::admits(int socket)
+{
+    std::string refusal;
+    const bool admitted = users_ == nullptr || users_->admits(socket, &refusal);
+    if (!admitted)
+        LOG_WARN << "connection refused, " << refusal << ", sd " << socket;
+    return admitted;
 }
 
 void TcpServer::onAcceptFailure(int error)

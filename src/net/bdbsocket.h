@@ -2,6 +2,7 @@
 #define QUORVA_NET_BDBSOCKET_H
 
 #include "net/bdbiomaster.h"
+#include "peer/allowedusers.h"
 #include "storage/bdbobjtable.h"
 
 #include <atomic>
@@ -19,6 +20,10 @@ public:
     virtual ~TcpServer();
     TcpServer(const TcpServer&) = delete;
     TcpServer& operator=(const TcpServer&) = delete;
+
+    /** Closes connections of other users at once, each with a WARN line. Not owned; before listen(). Null: everybody.
+     */
+    void admitOnly(AllowedUsers* users) { users_ = users; }
 
     /**
      * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. To be called once, as there is
@@ -45,11 +50,13 @@ private:
     void run();
     int fail(int number, const char* text);
     void acceptConnection();
+    bool admits(int socket);
     void onAcceptFailure(int error);
     void closeListeningSocket();
 
     int listeningSocket_ = -1;
     int port_ = 0;
+    AllowedUsers* users_ = nullptr;
     std::atomic<bool> stopping_{false};
     std::thread thread_;
 };

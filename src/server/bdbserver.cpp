@@ -1,5 +1,6 @@
 #include "log/log.h"
 #include "net/bdbsocket.h"
+#include "peer/allowedusers.h"
 #include "server/lkthread.h"
 #include "server/lockfile.h"
 #include "server/options.h"
@@ -13,7 +14,9 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -34,7 +37,8 @@ A local table server on 127.0.0.1.
   --help, --version   as the only argument
 
 QUORVA_LOCKFILE names the lock file that keeps a second server out, OSTRIK_LOCKFILE the one that the parent
-holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp).
+holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
+users who may connect: names or numbers, separated by commas; unset means all.
 )";
 
 /** Answers "--help" and "--version" as the only argument; anything else is for the options to read. */
@@ -83,6 +87,18 @@ bool haveUsableSizes(const ServerOptions& options)
     return true;
 }
 
+/** Who may connect. False when that cannot be told, or not be watched over: nobody is served then. */
+bool readAllowedUsers(AllowedUsers* users)
+{
+    const char* const list = std::getenv("QUORVA_ALLOW_USERS");
+    if (list == nullptr)
+        return true;
+    const std::string error = users->restrictTo(list);
+    if (!error.empty())
+        LOG_CRIT("bdbserver", __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
+    return error.empty();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -108,10 +124,13 @@ int main(int argc, char** argv)
     Log::setDestination(logFile == nullptr ? stderr : logFile);
     Log::setThreshold(options.statLevel >= 1 ? LogDebug : LogInfo);
     LOG_DEBUG << "Configurations loaded";
-    if (!haveUsableSizes(options))
+    AllowedUsers users;
+    if (!haveUsableSizes(options) || !readAllowedUsers(&users))
         return StartFailed;
 
     BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
+    if (users.isRestricted())
+        server.admitOnly(&users);
     if (const int rc = server.listen("127.0.0.1", options.port); rc != 0) {
         LOG_CRIT("bdbserver", 258) << "listen failed at port " << options.port << " rc " << rc;
         return StartFailed;

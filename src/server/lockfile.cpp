@@ -23,6 +23,23 @@ QByteArray temporaryDirectory()
     return directory.isEmpty() ? QByteArray("/tmp") : directory;
 }
 
+/**
+ * Lets go of a descriptor. The standard ones keep their numbers: a connection that got one would be taken for standard
+ * input, or be sent what is written to standard error.
+ */
+void release(int descriptor)
+{
+    if (descriptor > STDERR_FILENO) {
+        close(descriptor);
+        return;
+    }
+    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+    if (null < 0)
+        return;
+    (void)dup2(null, descriptor); // ignored: both are open, so it cannot fail
+    close(null);
+}
+
 } // namespace
 
 LockFile::LockFile(const QByteArray& name)
@@ -44,9 +61,8 @@ void LockFile::closeInherited() const
     for (const QString& number : numbers) {
         const int descriptor = number.toInt();
         struct stat status {};
-        if (descriptor > STDERR_FILENO && fstat(descriptor, &status) == 0 && status.st_dev == file.st_dev &&
-            status.st_ino == file.st_ino)
-            close(descriptor);
+        if (fstat(descriptor, &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino)
+            release(descriptor);
     }
 }
 

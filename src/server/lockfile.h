@@ -33,8 +33,9 @@ public:
 
     /**
      * Closes the descriptors of this file, if any, that we were started with. A parent that locked the file and left
-     * its descriptor open to its children would otherwise be outlived by its lock: our own copy would hold it. For
-     * start-up, before anything of ours has opened the file.
+     * its descriptor open to its children would otherwise be outlived by its lock: our own copy would hold it. Where it
+     * is standard input, output or error, /dev/null takes its place. For start-up, before anything of ours has opened
+     * the file, and once the standard descriptors are open.
      */
     void closeInherited() const;
 

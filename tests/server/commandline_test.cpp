@@ -63,8 +63,8 @@ TEST(CommandLine, HelpAloneIsPrinted)
     ASSERT_TRUE(server.launch({"--help"}));
     EXPECT_EQ(server.waitForExit(), 0);
     EXPECT_THAT(server.outputText(), StartsWith("Usage: quorva "));
-    for (const char* option :
-         {"-p", "-d", "-s", "-w", "-m", "-n", "--help", "--version", "QUORVA_LOCKFILE", "OSTRIK_LOCKFILE"})
+    for (const char* option : {"-p", "-d", "-s", "-w", "-m", "-n", "--help", "--version", "QUORVA_LOCKFILE",
+                               "OSTRIK_LOCKFILE", "QUORVA_ALLOW_USERS"})
         EXPECT_THAT(server.outputText(), HasSubstr(option));
     EXPECT_EQ(server.errorText(), "");
 }

@@ -75,6 +75,20 @@ TEST_F(InstanceLock, FileThatNobodyHoldsIsTakenWhateverItHolds)
     }
 }
 
+TEST_F(InstanceLock, FileThatIsInheritedAsStandardInputDoesNotKeepTheServerOut)
+{
+    const int holder = open(path_.c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_TRUE(tryLock(holder, LockKind::File));
+    ServerProcess::Setup setup = lockedBy(path_);
+    setup.wrapper = onDescriptor(STDIN_FILENO, holder);
+    ServerProcess server(setup);
+    ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath()}));
+    ASSERT_TRUE(waitsFor(path_, server)) << server.logText();
+    close(holder);
+    EXPECT_NE(waitUntilListening(&server), 0) << "its own standard input would hold the lock";
+    EXPECT_EQ(ProcFs::read(path_), std::to_string(server.pid()));
+}
+
 TEST_F(InstanceLock, NameWithoutASlashIsInsideTheTemporaryDirectory)
 {
     ServerProcess::Setup setup = lockedBy("instance.lock");

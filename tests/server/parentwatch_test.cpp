@@ -34,6 +34,13 @@ protected:
     const std::string path_ = directory_.file("parent.lock");
 };
 
+/** A server whose lock is inherited under one of the standard numbers. */
+class ParentWatchWithInheritedLock : public ParentWatch, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Descriptors, ParentWatchWithInheritedLock,
+                         testing::Values(STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO),
+                         testing::PrintToStringParamName());
+
 class ParentWatchOfEitherKind : public ParentWatch, public testing::WithParamInterface<LockKind> {};
 
 std::string kindName(const testing::TestParamInfo<LockKind>& info)
@@ -112,6 +119,23 @@ TEST_F(ParentWatch, DescriptorThatTheServerInheritedDoesNotOutliveTheParent)
     ASSERT_TRUE(server.start());
     EXPECT_TRUE(serves(&server));
     EXPECT_TRUE(server.isRunning());
+    close(parent);
+    EXPECT_EQ(server.waitForExit(), 0);
+    EXPECT_EQ(messages(server).back(), Exiting);
+}
+
+TEST_P(ParentWatchWithInheritedLock, GivesItsPlaceToDevNullAndDoesNotOutliveTheParent)
+{
+    const int parent = open(path_.c_str(), O_RDWR | O_CREAT, 0600);
+    ASSERT_TRUE(tryLock(parent, LockKind::File));
+    ASSERT_TRUE(tryLock(parent, LockKind::Record));
+    ServerProcess::Setup setup = watching(path_);
+    setup.wrapper = onDescriptor(GetParam(), parent);
+    ServerProcess server(setup);
+    ASSERT_TRUE(server.start());
+    EXPECT_TRUE(serves(&server));
+    EXPECT_TRUE(server.isRunning());
+    EXPECT_EQ(ProcFs::descriptors(server.pid())[GetParam()], "/dev/null");
     close(parent);
     EXPECT_EQ(server.waitForExit(), 0);
     EXPECT_EQ(messages(server).back(), Exiting);

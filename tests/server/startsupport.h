@@ -40,6 +40,13 @@ inline bool serves(ServerProcess* server)
     return reply == QVariantMap{{"__rc", 200}, {"__rcstr", "OK"}};
 }
 
+/** A wrapper that gives the server our `descriptor` under the number `number`. */
+inline std::vector<std::string> onDescriptor(int number, int descriptor)
+{
+    const std::string redirection = std::to_string(number) + "<&" + std::to_string(descriptor);
+    return {"/bin/bash", "-c", "exec \"$@\" " + redirection, "bash"}; // sh takes numbers of one digit only
+}
+
 /** Waits until a launched server listens, on whatever port: the port, or 0 when it ended or the deadline has passed. */
 inline int waitUntilListening(ServerProcess* server)
 {

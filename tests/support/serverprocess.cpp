@@ -267,7 +267,8 @@ std::vector<std::string> ServerProcess::childEnvironment() const
         if (sign != std::string_view::npos)
             variables.insert_or_assign(std::string(text.substr(0, sign)), std::string(text.substr(sign + 1)));
     }
-    variables.erase("QUORVA_LOCKFILE"); // a test's server keeps nobody out unless the test says so
+    for (const char* name : {"QUORVA_LOCKFILE", "QUORVA_ALLOW_USERS"})
+        variables.erase(name); // a test's server keeps nobody out unless the test says so
     variables.insert_or_assign("OSTRIK_LOCKFILE", parentLockPath());
     for (const auto& [name, value] : setup_.environment)
         variables.insert_or_assign(name, value);

@@ -1,0 +1,38 @@
+#ifndef QUORVA_PEER_ALLOWEDUSERS_H
+#define QUORVA_PEER_ALLOWEDUSERS_H
+
+#include "peer/peerlookup.h"
+
+#include <sys/types.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/**
+ * The users of this machine who may connect to a port of the loopback. Until restrictTo() these are all, and nobody is
+ * asked. One thread sets it up; from then on any thread may ask.
+ */
+class AllowedUsers {
+public:
+    /**
+     * Lets in those of `list` alone: names or numbers, separated by commas, without blanks. An empty string, or what is
+     * wrong with the list or the system; the program must not serve then.
+     */
+    [[nodiscard]] std::string restrictTo(std::string_view list);
+
+    bool isRestricted() const { return isRestricted_; }
+
+    /**
+     * Whether the user at the other end of a connection may connect; one who cannot be told may not. `refusal` is then
+     * why, as it stands in a log: "user 1001 is not allowed".
+     */
+    [[nodiscard]] bool admits(int socket, std::string* refusal);
+
+private:
+    bool isRestricted_ = false;
+    std::vector<uid_t> users_; // sorted
+    PeerLookup lookup_;
+};
+
+#endif

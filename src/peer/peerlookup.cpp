@@ -1,0 +1,159 @@
+#include "peer/peerlookup.h"
+
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+constexpr timeval AnswerLimit{1, 0}; // the kernel answers while it is asked; a connection is not worth a longer wait
+
+struct Question {
+    nlmsghdr header{};
+    inet_diag_req_v2 request{};
+};
+
+bool addressOf(int (*name)(int, sockaddr*, socklen_t*), int socket, sockaddr_in* address)
+{
+    socklen_t size = sizeof *address;
+    if (name(socket, reinterpret_cast<sockaddr*>(address), &size) != 0)
+        return false;
+    if (address->sin_family != AF_INET)
+        errno = EAFNOSUPPORT;
+    return address->sin_family == AF_INET;
+}
+
+/** A program may have made its socket for IPv6 and connect to ::ffff:127.0.0.1. */
+std::uint32_t ipv4Of(int family, const __be32 (&address)[4])
+{
+    const bool isMapped = address[0] == 0 && address[1] == 0 && address[2] == htonl(0xffff);
+    if (family == AF_INET)
+        return address[0];
+    return family == AF_INET6 && isMapped ? address[3] : INADDR_ANY;
+}
+
+/** For want of the connection's other end the kernel answers with whoever listens at its address. */
+bool isOf(const inet_diag_sockid& id, const inet_diag_msg& answer)
+{
+    return answer.id.idiag_sport == id.idiag_sport && answer.id.idiag_dport == id.idiag_dport &&
+           ipv4Of(answer.idiag_family, answer.id.idiag_src) == id.idiag_src[0] &&
+           ipv4Of(answer.idiag_family, answer.id.idiag_dst) == id.idiag_dst[0];
+}
+
+/**
+ * Whether a process holds the socket. One that was closed may still be there for the protocol's sake, and then without
+ * an inode and with 0 as its user. A peer that only ended its sending is in one of the FIN_WAIT states.
+ */
+bool isHeld(const inet_diag_msg& answer)
+{
+    const bool isConnected = answer.idiag_state == TCP_ESTABLISHED || answer.idiag_state == TCP_FIN_WAIT1 ||
+                             answer.idiag_state == TCP_FIN_WAIT2 || answer.idiag_state == TCP_CLOSE_WAIT;
+    return isConnected && answer.idiag_inode != 0;
+}
+
+/** As long as our end stands, no other connection can have the same addresses and ports. */
+bool stands(int socket)
+{
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    return getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+           (info.tcpi_state == TCP_ESTABLISHED || info.tcpi_state == TCP_CLOSE_WAIT);
+}
+
+} // namespace
+
+PeerLookup::~PeerLookup()
+{
+    if (descriptor_ >= 0)
+        close(descriptor_);
+}
+
+int PeerLookup::open()
+{
+    descriptor_ = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
+    if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &AnswerLimit, sizeof AnswerLimit) != 0)
+        return errno;
+    return 0;
+}
+
+int PeerLookup::find(int socket, uid_t* user)
+{
+    sockaddr_in ours{};
+    sockaddr_in theirs{};
+    if (!addressOf(getsockname, socket, &ours) || !addressOf(getpeername, socket, &theirs))
+        return errno;
+    // Seen from the other end, so that it is not our own socket that is found.
+    inet_diag_sockid id{};
+    id.idiag_sport = theirs.sin_port;
+    id.idiag_dport = ours.sin_port;
+    id.idiag_src[0] = theirs.sin_addr.s_addr;
+    id.idiag_dst[0] = ours.sin_addr.s_addr;
+    id.idiag_cookie[0] = INET_DIAG_NOCOOKIE;
+    id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+
+    inet_diag_msg answer{};
+    if (const int error = ask(id, &answer))
+        return error;
+    if (!isOf(id, answer) || !isHeld(answer) || !stands(socket))
+        return ENOTCONN;
+    *user = answer.idiag_uid;
+    return 0;
+}
+
+/** 0 or an errno. */
+int PeerLookup::ask(const inet_diag_sockid& id, inet_diag_msg* answer)
+{
+    const std::lock_guard lock(mutex_);
+    Question question;
+    question.header.nlmsg_len = sizeof question;
+    question.header.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    question.header.nlmsg_flags = NLM_F_REQUEST;
+    question.header.nlmsg_seq = ++sequence_;
+    question.request.sdiag_family = AF_INET;
+    question.request.sdiag_protocol = IPPROTO_TCP;
+    question.request.idiag_states = ~0U;
+    question.request.id = id;
+    sockaddr_nl kernel{};
+    kernel.nl_family = AF_NETLINK;
+    if (sendto(descriptor_, &question, sizeof question, 0, reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) <
+        0)
+        return errno;
+
+    alignas(nlmsghdr) char buffer[1024];
+    for (;;) {
+        sockaddr_nl sender{};
+        socklen_t senderSize = sizeof sender;
+        const ssize_t size =
+            recvfrom(descriptor_, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&sender), &senderSize);
+        if (size < 0 && errno == EINTR)
+            continue;
+        if (size < 0)
+            return errno == EAGAIN ? ETIMEDOUT : errno;
+        nlmsghdr header{};
+        if (static_cast<std::size_t>(size) < sizeof header)
+            return EPROTO;
+        std::memcpy(&header, buffer, sizeof header);
+        // Answers to questions that were given up come late, and other processes may send to this socket as well.
+        if (sender.nl_pid != 0 || header.nlmsg_seq != sequence_)
+            continue;
+        const char* const content = buffer + NLMSG_HDRLEN;
+        const std::size_t contentSize = static_cast<std::size_t>(size) - NLMSG_HDRLEN;
+        if (header.nlmsg_type == NLMSG_ERROR && contentSize >= sizeof(int)) {
+            int error = 0;
+            std::memcpy(&error, content, sizeof error);
+            return error == 0 ? EPROTO : -error;
+        }
+        if (header.nlmsg_type != SOCK_DIAG_BY_FAMILY || contentSize < sizeof *answer)
+            return EPROTO;
+        std::memcpy(answer, content, sizeof *answer);
+        return 0;
+    }
+}

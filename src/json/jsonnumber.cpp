@@ -114,11 +114,15 @@ void rewriteExtremeNumbers(QByteArray* text)
             cursor = endOfString(cursor, end);
             continue;
         }
-        const auto length = endOfNumber(cursor, end) - cursor;
-        if (length == 0) {
+        if (*cursor != '-' && !isDigit(*cursor)) {
             ++cursor;
             continue;
         }
+        const auto length = endOfNumber(cursor, end) - cursor;
+        // What begins like a number and is none ends the text for the reader too. To look for a number at each of its
+        // digits instead would cost the square of their count.
+        if (length == 0)
+            return;
         const QVariant number = numberFromText({cursor, static_cast<std::size_t>(length)});
         if (number.typeId() == QMetaType::Double) {
             const std::string shortest = shortestText(number.toDouble());

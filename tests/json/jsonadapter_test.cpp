@@ -1,5 +1,7 @@
 #include "json/jsonadapter.h"
 
+#include "json/jsontext.h"
+
 #include <QStringList>
 #include <QVariantHash>
 #include <QVariantList>
@@ -422,6 +424,21 @@ TEST(JsonParse, RefusesWhateverIsCutShort)
     ASSERT_NE(parsed(text), "error");
     for (std::size_t size = 0; size < text.size(); ++size)
         EXPECT_EQ(parsed(std::string_view(text).substr(0, size)), "error") << size << " bytes";
+}
+
+TEST(JsonParse, LooksAtEveryByteOfAString)
+{
+    // One byte alone that is no UTF-8, at each place of strings of all lengths up to several blocks.
+    for (std::size_t length = 1; length <= 40; ++length) {
+        const std::string plain(length, 'a');
+        EXPECT_EQ(parsed('"' + plain + '"'), describe(QString::fromStdString(plain)));
+        for (std::size_t place = 0; place < length; ++place) {
+            std::string broken = plain;
+            broken[place] = '\x80';
+            EXPECT_EQ(parsed('"' + broken + '"'), "error") << place << " of " << length;
+            EXPECT_EQ(parsed("{\"" + broken + "\":1}"), "error") << place << " of " << length;
+        }
+    }
 }
 
 TEST(JsonParse, RefusesInvalidUtf8InStringsAndNames)
@@ -850,6 +867,31 @@ TEST(JsonAppend, KeepsWhatStandsInFront)
             QByteArray out(prefix, 'p');
             Json::append(QString(length, u'x'), &out);
             EXPECT_EQ(out, QByteArray(prefix, 'p') + '"' + QByteArray(length, 'x') + '"') << prefix << ' ' << length;
+        }
+    }
+}
+
+TEST(JsonAppend, WritesNothingBehindTheRoomThatItHas)
+{
+    // An array that a text just fits into stays where it is. For one byte more it has to grow before it is written
+    // to, with room for what comes next: an array that is made longer only behind a text was overrun.
+    constexpr qsizetype Room = 1000; // of which the array's growth by one byte alone would make little more
+    for (const qsizetype size : {Room - 1, Room, Room + 1, Room + 2}) {
+        const QByteArray raw(size, 'x');
+        for (const auto& [what, value] : {std::pair("string", QVariant(QString(size - 2, u'x'))),
+                                          std::pair("bytes", QVariant(QByteArray(size - 2, 'x'))),
+                                          std::pair("raw", QVariant::fromValue(Json::RawText{raw})),
+                                          std::pair("digits", QVariant(QVariantList(size / 2 - 1, 1)))}) {
+            QByteArray out;
+            out.reserve(Room);
+            ASSERT_EQ(out.capacity(), Room);
+            const char* const place = out.constData();
+            Json::append(value, &out);
+            EXPECT_EQ(out, Json::serialize(value)) << what << ' ' << size;
+            if (out.size() <= Room)
+                EXPECT_EQ(out.constData(), place) << what << ' ' << size;
+            else
+                EXPECT_GT(out.capacity(), out.size() + Room / 4) << what << ' ' << size;
         }
     }
 }

@@ -180,8 +180,10 @@ int batchWriteItem(BDBRequest& request)
 
     // Kept: the release goes to the environment of the last TableName that was looked at. After a table of another
     // environment that is not the one we hold, and the first table's environment keeps this hold for good.
-    access.dismiss();
-    unlockEnv(request.registry, attempt.lastTable);
+    if (environmentDirectory(attempt.lastTable) != environmentDirectory(firstTable)) {
+        access.dismiss();
+        unlockEnv(request.registry, attempt.lastTable);
+    }
     if (!attempt.unprocessed.isEmpty())
         request.reply.insert(u"UnprocessedItems"_s, attempt.unprocessed);
     return rc;

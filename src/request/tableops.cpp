@@ -117,7 +117,7 @@ int deleteTable(BDBRequest& request)
     const auto lock = lockEnv(request.registry, tableName, true);
     if (!lock)
         return StatusSuccess; // another delete was faster
-    removeEnv(request.registry, tableName);
+    removeEnv(request.registry, tableName, lock);
     dropEnvLock(request.registry, lock);
     return StatusSuccess;
 }

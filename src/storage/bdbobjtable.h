@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -67,6 +68,12 @@ public:
     QHash<QString, int>& names() { return names_; }
     QHash<QString, std::shared_ptr<AccessLock>>& locks() { return locks_; }
 
+    /**
+     * The names that are other spellings of an environment's directory, and when each was resolved last. Used in the
+     * registry of environments only; guarded by mutex().
+     */
+    QHash<QString, std::chrono::steady_clock::time_point>& spellings() { return spellings_; }
+
 private:
     BDBObject* objectAt(int descriptor) const;
     void dumpDatabases() const;
@@ -76,7 +83,8 @@ private:
     std::atomic<std::size_t> usedEnd_ = 0; // behind the last slot that was ever filled
     QHash<QString, int> names_;
     QHash<QString, std::shared_ptr<AccessLock>> locks_; // used in the registry of environments only
-    BDBEnv* env_ = nullptr;                             // not owned
+    QHash<QString, std::chrono::steady_clock::time_point> spellings_;
+    BDBEnv* env_ = nullptr; // not owned
 };
 
 #endif

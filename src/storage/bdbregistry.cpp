@@ -11,6 +11,8 @@
 
 #include <QMutexLocker>
 
+#include <chrono>
+
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
@@ -21,6 +23,31 @@ constexpr int OpenFailed = 3;
 
 // Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
 constexpr qsizetype MaxRememberedNames = 65536;
+
+// A link may be switched while the environment that it led to is open.
+constexpr std::chrono::seconds ResolvedFor(1);
+
+/** Forgets a spelling that leads elsewhere since it was resolved. Call with the mutex held. */
+void checkSpelling(BDBObjTable* registry, const QString& key)
+{
+    if (registry->spellings().isEmpty())
+        return;
+    const auto spelling = registry->spellings().find(key);
+    if (spelling == registry->spellings().end())
+        return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - *spelling < ResolvedFor)
+        return;
+    *spelling = now;
+    // Kept: the environment stays open, as requests are under way in it; who names its own path goes on to get it.
+    // A spelling that leads nowhere stays with its environment: somebody is just about to make the link.
+    const QString canonical = canonicalEnvironmentKey(key);
+    if (canonical == key || registry->names().value(canonical, 0) == registry->names().value(key, 0))
+        return;
+    registry->names().remove(key);
+    registry->locks().remove(key);
+    registry->spellings().erase(spelling);
+}
 
 /** The descriptor behind a name, or 0. A new spelling of a registered directory is remembered. Call with the mutex
  * held. */
@@ -33,6 +60,7 @@ int findDescriptor(BDBObjTable* registry, const QString& key)
     if (descriptor != 0 && registry->names().size() < MaxRememberedNames) {
         registry->names().insert(key, descriptor);
         registry->locks().insert(key, registry->locks().value(canonical));
+        registry->spellings().insert(key, std::chrono::steady_clock::now());
     }
     return descriptor;
 }
@@ -45,6 +73,7 @@ QSet<QString> forgetDescriptor(BDBObjTable* registry, int descriptor)
         if (entry.value() != descriptor)
             return false;
         forgotten.insert(entry.key());
+        registry->spellings().remove(entry.key());
         return true;
     });
     registry->clearSlot(descriptor);
@@ -98,6 +127,7 @@ int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int 
 {
     QMutexLocker locker(&registry->mutex());
     for (;;) {
+        checkSpelling(registry, key);
         if (const int descriptor = findDescriptor(registry, key); descriptor >= 1) {
             BDBEnv* found = environmentAt(registry, descriptor);
             *env = EnvironmentUse(found, found->uses());
@@ -188,14 +218,15 @@ void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
     lock->unlock();
 }
 
-void removeEnv(BDBObjTable* registry, const QByteArray& tableName)
+void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held)
 {
     const QString key = environmentKey(environmentDirectory(tableName));
     std::unique_ptr<BDBEnv> env;
     QSet<QString> names;
     {
         const QMutexLocker locker(&registry->mutex());
-        const int descriptor = findDescriptor(registry, key);
+        const int descriptor =
+            held ? registry->names().value(registry->locks().key(held), 0) : findDescriptor(registry, key);
         if (descriptor < 1)
             return;
         env.reset(environmentAt(registry, descriptor));

@@ -23,7 +23,8 @@ class BDBIndex;
  * one (see OpeningEnvironments and ClosingEnvironments).
  *
  * One directory is one environment: names are compared by the directory they lead to, however it is spelled. A spelling
- * that was resolved once is remembered until its environment is removed. Messages show the spelling of the request.
+ * that was resolved is remembered, and resolved again once a second at most: when it is a link that was switched, the
+ * environment that it led to stays open under its own name. Messages show the spelling of the request.
  */
 
 /**
@@ -55,9 +56,10 @@ void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
 
 /**
  * Takes the table's environment out of the registry, waits until nobody holds on to it and destroys it. The caller
- * holds its access lock exclusively and no EnvironmentUse of it. Does nothing when it is not registered.
+ * holds its access lock exclusively and no EnvironmentUse of it. Does nothing when it is not registered. `held` is that
+ * lock, and decides which environment it is: the name may lead to another one since it was taken.
  */
-void removeEnv(BDBObjTable* registry, const QByteArray& tableName);
+void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held = nullptr);
 
 /**
  * Finds or opens sub-database `subDb` of `file` in the environment attached to `table` (a connection's table); `key` is

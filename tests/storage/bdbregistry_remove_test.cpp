@@ -102,6 +102,24 @@ TEST_F(RemoveEnvTest, AnySpellingRemovesAllNames)
     EXPECT_TRUE(isDirectoryFree(home_));
 }
 
+TEST_F(RemoveEnvTest, TheLockThatIsHeldDecidesAndNotWhereTheNameLeadsSince)
+{
+    const QByteArray other = makeHome("other");
+    const QByteArray link = temp_.bytes() + "/link";
+    ASSERT_EQ(symlink(home_.constData(), link.constData()), 0);
+    BDBEnv* env = openedEnv(link);
+    const auto lock = lockEnv(&registry_, link + "|t", true);
+    ASSERT_EQ(unlink(link.constData()), 0);
+    ASSERT_EQ(symlink(other.constData(), link.constData()), 0);
+    ASSERT_TRUE(waitUntil([&] { return openedEnv(link) != env; }));
+    removeEnv(&registry_, link + "|t", lock);
+    dropEnvLock(&registry_, lock);
+    EXPECT_TRUE(isDirectoryFree(home_));
+    EXPECT_FALSE(isDirectoryFree(other));
+    EXPECT_NE(lockEnv(&registry_, link + "|t", false), nullptr);
+    unlockEnv(&registry_, link + "|t");
+}
+
 TEST_F(RemoveEnvTest, WaitsUntilNobodyHoldsOnToTheEnvironment)
 {
     EnvironmentUse use;

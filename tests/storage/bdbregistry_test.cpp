@@ -4,6 +4,7 @@
 #include "loglines.h"
 #include "registryfixture.h"
 #include "rows.h"
+#include "support/waituntil.h"
 
 #include <gmock/gmock.h>
 
@@ -199,6 +200,34 @@ TEST_F(OpenEnvTest, EverySpellingOfADirectoryIsOneEnvironment)
     EXPECT_EQ(registry_.locks().size(), registry_.names().size());
     for (const auto& lock : registry_.locks())
         EXPECT_EQ(lock, registry_.locks().cbegin().value());
+}
+
+TEST_F(OpenEnvTest, ALinkThatIsSwitchedLeadsToTheOtherDirectorySoon)
+{
+    const QByteArray one = makeHome("one");
+    const QByteArray two = makeHome("two");
+    const QByteArray link = temp_.bytes() + "/link";
+    ASSERT_EQ(symlink(one.constData(), link.constData()), 0);
+    BDBEnv* env = openedEnv(link);
+    EXPECT_EQ(openedEnv(link), env); // remembered
+    ASSERT_EQ(unlink(link.constData()), 0);
+    const auto resolved = registry_.spellings().value(environmentKey(link));
+    EXPECT_TRUE(waitUntil([&] {
+        EXPECT_EQ(openedEnv(link), env); // leads nowhere
+        return registry_.spellings().value(environmentKey(link)) > resolved;
+    }));
+    ASSERT_EQ(symlink(two.constData(), link.constData()), 0);
+    EXPECT_TRUE(waitUntil([&] { return openedEnv(link) != env; }));
+    EXPECT_EQ(openedEnv(link), openedEnv(two));
+    EXPECT_EQ(openedEnv(one), env);
+
+    const auto lock = lockEnv(&registry_, link + "|t", true);
+    EXPECT_EQ(lock, registry_.locks().value(canonicalEnvironmentKey(environmentKey(two))));
+    lock->unlock();
+    lockAndRemove(link + "|t");
+    EXPECT_TRUE(isDirectoryFree(two));
+    EXPECT_FALSE(isDirectoryFree(one));
+    EXPECT_EQ(registry_.names().keys(), QStringList{canonicalEnvironmentKey(environmentKey(one))});
 }
 
 TEST_F(OpenEnvTest, MessagesShowTheSpellingOfTheRequest)

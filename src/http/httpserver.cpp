@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 namespace Http {
 
@@ -27,6 +28,7 @@ constexpr std::size_t HeadBytes = 65536;
 enum : int {
     Continue = 100,
     BadRequest = 400,
+    Forbidden = 403,
     NotFound = 404,
     MethodNotAllowed = 405,
     PayloadTooLarge = 413,
@@ -109,6 +111,17 @@ httplib::Server::HandlerResponse refuse(const httplib::Request& request, httplib
     return httplib::Server::HandlerResponse::Handled;
 }
 
+/** Tells of a request that was refused for a header's value, which may hold anything. */
+void tellRefused(const char* what, std::string value)
+{
+    constexpr std::size_t Shown = 100;
+    const char* const rest = value.size() > Shown ? "..." : "";
+    value.resize(std::min(value.size(), Shown));
+    std::replace_if(
+        value.begin(), value.end(), [](char c) { return c < ' ' || c > '~' || c == '"'; }, '?');
+    std::fprintf(stderr, "quorva-http: request refused, %s \"%s%s\" is not served\n", what, value.c_str(), rest);
+}
+
 void setSocketOptions(socket_t socket)
 {
     // A port whose latest connections linger can be taken, one that is listened on cannot.
@@ -118,15 +131,17 @@ void setSocketOptions(socket_t socket)
 
 } // namespace
 
-HttpServer::HttpServer(const HttpLimits& limits, Gateway* gateway, AllowedUsers* users)
-    : limits_(limits), gateway_(gateway), users_(users), stopping_(eventfd(0, EFD_CLOEXEC)),
+HttpServer::HttpServer(const HttpLimits& limits, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users)
+    : limits_(limits), gateway_(gateway), users_(users), hosts_(std::move(hosts)), stopping_(eventfd(0, EFD_CLOEXEC)),
       crowd_(limits.threads), connectionLimits_{limits.keepAlive, limits.transfer, HeadBytes, stopping_, &crowd_}
 {
     set_address_family(AF_INET);
     set_tcp_nodelay(true); // an answer goes out as head and body, and nobody confirms the one without the other
     set_socket_options(setSocketOptions);
     set_payload_max_length(limits.bodyBytes);
-    set_pre_routing_handler(refuse);
+    set_pre_routing_handler([this](const auto& request, auto& response) {
+        return isForeign(request, response) ? HandlerResponse::Handled : refuse(request, response);
+    });
     set_expect_100_continue_handler(
         [this](const auto& request, auto& response) { return expectBody(request, response); });
     set_error_handler(Handler(fillError));
@@ -154,6 +169,7 @@ int HttpServer::bind(int port)
         port = bind_to_any_port(Loopback);
     else if (!bind_to_port(Loopback, port))
         port = -1;
+    hosts_.setPort(port);
     // The library's queue holds five connections, and more may come at once.
     return port > 0 && ::listen(svr_sock_, SOMAXCONN) == 0 ? port : -1;
 }
@@ -219,9 +235,33 @@ void HttpServer::completeHeaders(httplib::Response* response)
         response->set_header("Connection", "close");
 }
 
+/** Answers what does not speak to us under a name of ours: a web page may do so without its user's will. */
+bool HttpServer::isForeign(const httplib::Request& request, httplib::Response& response) const
+{
+    const std::string host = request.get_header_value("Host");
+    const std::string origin = request.get_header_value("Origin");
+    const std::size_t origins = request.get_header_value_count("Origin");
+    if (request.get_header_value_count("Host") != 1) {
+        setError(response, BadRequest, ErrorType::InvalidRequest, "There has to be one Host header");
+    } else if (!hosts_.isHost(host)) {
+        tellRefused("host", host);
+        setError(response, Forbidden, ErrorType::AccessDenied,
+                 "The host is not one of those that are served; see --allow-host");
+    } else if (origins > 1 || (origins == 1 && !hosts_.isOrigin(origin))) {
+        tellRefused("origin", origin);
+        setError(response, Forbidden, ErrorType::AccessDenied,
+                 "The origin is not one of those that are served; see --allow-host");
+    } else {
+        return false;
+    }
+    return true;
+}
+
 /** Answers a client that asks whether it may send its body: with 100, or at once. */
 int HttpServer::expectBody(const httplib::Request& request, httplib::Response& response) const
 {
+    if (isForeign(request, response))
+        return response.status;
     const std::string length = request.get_header_value("Content-Length");
     if (!hasPlainLength(request) || length.empty() || std::stoull(length) <= limits_.bodyBytes)
         return Continue;

@@ -1,6 +1,7 @@
 #ifndef QUORVA_HTTP_HTTPSERVER_H
 #define QUORVA_HTTP_HTTPSERVER_H
 
+#include "http/allowedhosts.h"
 #include "http/gateway.h"
 #include "http/httpconnection.h"
 #include "peer/allowedusers.h"
@@ -29,7 +30,7 @@ struct HttpLimits {
 class HttpServer : private httplib::Server {
 public:
     /** The gateway and the users who may connect are the caller's and outlive this object. */
-    HttpServer(const HttpLimits& limits, Gateway* gateway, AllowedUsers* users);
+    HttpServer(const HttpLimits& limits, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users);
     ~HttpServer() override;
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -47,6 +48,7 @@ public:
 private:
     bool process_and_close_socket(socket_t socket) override;
     void serveConnection(HttpConnection* connection);
+    bool isForeign(const httplib::Request& request, httplib::Response& response) const;
     void completeHeaders(httplib::Response* response);
     void answer(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& readBody);
     int expectBody(const httplib::Request& request, httplib::Response& response) const;
@@ -54,6 +56,7 @@ private:
     const HttpLimits limits_;
     Gateway* const gateway_;
     AllowedUsers* const users_;
+    AllowedHosts hosts_; // complete once the port is known
     const int stopping_; // eventfd, see ConnectionLimits
     Crowd crowd_;
     const ConnectionLimits connectionLimits_;

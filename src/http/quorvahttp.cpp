@@ -15,6 +15,8 @@
 #include <latch>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -37,6 +39,7 @@ struct Options {
     std::size_t bodyBytes = 64 * 1024 * 1024;
     int keepAliveSeconds = 60;
     int transferSeconds = 30;
+    std::vector<std::string> allowedHosts;
     std::string allowedUsers;
 };
 
@@ -69,6 +72,12 @@ void declare(Options* options, CLI::App* app)
                     "Seconds that an HTTP client may pause within a request or an answer")
         ->check(seconds)
         ->capture_default_str();
+    app->add_option("--allow-host", options->allowedHosts,
+                    "A further host, NAME or NAME:PORT, that requests may name; may come several times")
+        ->allow_extra_args(false)
+        ->check([](const std::string& host) {
+            return Http::AllowedHosts().add(host) ? std::string() : "it has to be NAME or NAME:PORT";
+        });
     app->add_option("--allow-users", options->allowedUsers,
                     "The users of this machine who may connect: names or numbers, separated by commas");
 }
@@ -106,9 +115,12 @@ int serve(const Options& options, AllowedUsers* users)
     using std::chrono::seconds;
     Http::Gateway gateway({QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
                            options.receiveSeconds * 1000});
+    Http::AllowedHosts hosts;
+    for (const std::string& host : options.allowedHosts)
+        (void)hosts.add(host); // ignored: the command line was checked
     Http::HttpServer server(
         {options.threads, options.bodyBytes, seconds(options.keepAliveSeconds), seconds(options.transferSeconds)},
-        &gateway, users);
+        std::move(hosts), &gateway, users);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));

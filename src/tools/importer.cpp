@@ -119,6 +119,8 @@ std::string Importer::check(const QByteArray& line, Key* key) const
         return error;
     if (auto error = checkItem(item, keys_, line.size()); !error.empty())
         return error;
+    if (auto error = checkBinary(item); !error.empty())
+        return error;
     // In a request it lies deeper than on its line, and the server would not read it.
     constexpr int LevelsAround = 5;
     if (line.count('{') + line.count('[') > Json::MaxDepth - LevelsAround) {

@@ -24,6 +24,8 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
         const QVariantMap value = attribute->toMap();
         if (!value.contains("S") && !value.contains("N"))
             return "--if compares strings and numbers only, and \"" + attribute.key().toStdString() + "\" is neither";
+        if (auto error = checkInteger(attribute.key(), value); !error.empty())
+            return "--if compares integers only: " + error;
         expected->insert(attribute.key(), QVariantMap{{"Value", value}});
     }
     for (const std::string& word : options.absent) {

@@ -85,10 +85,14 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
         return "the two keys are longer than 4092 characters, and queries and scans that meet them would fail";
     if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
         return {};
-    QVariantMap stored = item;
-    stored.remove(keys.hash);
-    stored.remove(keys.range);
-    if (Json::serialize(stored).size() > LargestItem)
+    return checkStoredSize(item, keys);
+}
+
+std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
+{
+    item.remove(keys.hash);
+    item.remove(keys.range);
+    if (Json::serialize(item).size() > LargestItem)
         return "the item is larger than 512 KiB and could not be read back";
     return {};
 }

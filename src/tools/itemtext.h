@@ -29,6 +29,9 @@ inline constexpr qsizetype LargestKeys = 4092;
  */
 [[nodiscard]] std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize);
 
+/** An empty string, or that the item is too large to be read back. */
+[[nodiscard]] std::string checkStoredSize(QVariantMap item, const TableKeys& keys);
+
 /** The text of one of an item's two keys. */
 QString keyText(const QVariantMap& item, const QString& name);
 

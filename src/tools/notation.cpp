@@ -5,11 +5,14 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
+
 namespace Ctl {
 
 namespace {
 
-const char* const ValueForms = R"(write S:text, N:17, B:text, SS:a,b, NS:1,2, BS:a,b or JSON such as {"S": "text"})";
+const char* const ValueForms =
+    R"(write S:text, N:17, B:YWI= (base64), SS:a,b, NS:1,2, BS:YQ==,Yg== or JSON such as {"S": "text"})";
 
 bool isSet(const QString& type)
 {
@@ -28,6 +31,15 @@ bool isNumber(const QString& text)
     return decimal.match(text).hasMatch();
 }
 
+bool isBase64(const QString& text)
+{
+    const qsizetype end = text.size() - (text.endsWith(u"==") ? 2 : text.endsWith(u'=') ? 1 : 0);
+    return text.size() % 4 == 0 && std::all_of(text.begin(), text.begin() + end, [](QChar c) {
+               return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') || c == u'+' ||
+                      c == u'/';
+           });
+}
+
 /** A piece of a text that is shown in a message. */
 std::string quoted(QString text)
 {
@@ -43,6 +55,8 @@ std::string checkElement(const QString& type, const QVariant& element)
         return "a value of type " + type.toStdString() + (isSet(type) ? " is a list of strings" : " is a string");
     if (type.startsWith('N') && !isNumber(element.toString()))
         return quoted(element.toString()) + " is no number";
+    if (type.startsWith('B') && !isBase64(element.toString()))
+        return quoted(element.toString()) + " is no base64";
     return {};
 }
 
@@ -159,6 +173,32 @@ std::string checkTypes(const QVariantMap& attributes)
             return "attribute " + quoted(attribute.key()) + ": " + error;
     }
     return {};
+}
+
+std::string checkBinary(const QVariantMap& attributes)
+{
+    for (auto attribute = attributes.begin(); attribute != attributes.end(); ++attribute) {
+        const QVariantMap typed = attribute->toMap();
+        QVariantList elements = typed.value("BS").toList();
+        if (typed.contains("B"))
+            elements.append(typed.value("B"));
+        for (const QVariant& element : elements) {
+            if (element.typeId() == QMetaType::QString && !isBase64(element.toString()))
+                return "attribute " + quoted(attribute.key()) + ": " + quoted(element.toString()) + " is no base64";
+        }
+    }
+    return {};
+}
+
+std::string checkInteger(const QString& name, const QVariantMap& value)
+{
+    bool isInteger = false;
+    if (value.contains("N"))
+        (void)value.value("N").toString().toLongLong(&isInteger);
+    if (isInteger || !value.contains("N"))
+        return {};
+    return quoted(value.value("N").toString()) + " of " + quoted(name) +
+           " is no 64-bit integer, and the server would take it for 0";
 }
 
 std::string decodeWord(const std::string& word, const std::string& what, QString* text)

@@ -11,8 +11,8 @@
 /**
  * How values are written on a command line. Functions that may fail return an empty string or what is wrong.
  *
- *     S:text  N:17  B:text  SS:a,b  NS:1,2  BS:a,b    the type and the value; nothing behind the colon of a set is
- *                                                     the empty set
+ *     S:text  N:17  B:YWI=  SS:a,b  NS:1,2  BS:YQ==    the type and the value, of B in base64; nothing behind the colon
+ *                                                      of a set is the empty set
  *     {"SS": ["a", "b,c"]}                            the same as JSON, which also takes commas
  *     NAME=VALUE                                      an attribute; the name ends at the first "="
  *     {"NAME": VALUE, ...}                            attributes as JSON
@@ -29,6 +29,12 @@ namespace Ctl {
 
 /** That every attribute is an object with one type and a value that fits. */
 [[nodiscard]] std::string checkTypes(const QVariantMap& attributes);
+
+/** That binary values are base64, whatever else the attributes are. */
+[[nodiscard]] std::string checkBinary(const QVariantMap& attributes);
+
+/** That a typed value, if it is a number, is one that the server computes and compares with. */
+[[nodiscard]] std::string checkInteger(const QString& name, const QVariantMap& value);
 
 /** A word of the command line as text; words that are no UTF-8 are refused. */
 [[nodiscard]] std::string decodeWord(const std::string& word, const std::string& what, QString* text);

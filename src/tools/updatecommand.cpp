@@ -42,6 +42,43 @@ std::string addUpdates(const std::vector<std::string>& words, const char* action
     return {};
 }
 
+/** The outcome of an ADD to an attribute that is there. An empty string, or why its value would be lost. */
+std::string add(const QString& name, const QVariantMap& addend, QVariantMap* current)
+{
+    if (addend.contains("S") && current->contains("S"))
+        current->insert("S", current->value("S").toString() + addend.value("S").toString());
+    if (!addend.contains("N") || !current->contains("N"))
+        return {}; // of two types: the server refuses it
+    if (auto error = checkInteger(name, *current); !error.empty())
+        return "the stored " + error;
+    qint64 sum = 0;
+    if (qAddOverflow(qint64{current->value("N").toString().toLongLong()},
+                     qint64{addend.value("N").toString().toLongLong()}, &sum))
+        return "the sum of \"" + name.toStdString() + "\" is no 64-bit integer";
+    current->insert("N", QString::number(sum));
+    return {};
+}
+
+/** Makes of an item what the server will make of it. An empty string or why something would be lost. */
+std::string apply(const QVariantMap& updates, QVariantMap* item)
+{
+    for (auto update = updates.begin(); update != updates.end(); ++update) {
+        const QVariantMap fields = update->toMap();
+        const QString action = fields.value("Action").toString();
+        if (action == "DELETE") {
+            item->remove(update.key());
+        } else if (action == "ADD" && item->contains(update.key())) {
+            QVariantMap current = item->value(update.key()).toMap();
+            if (auto error = add(update.key(), fields.value("Value").toMap(), &current); !error.empty())
+                return error;
+            item->insert(update.key(), current);
+        } else {
+            item->insert(update.key(), fields.value("Value"));
+        }
+    }
+    return {};
+}
+
 } // namespace
 
 UpdateCommand::UpdateCommand(CLI::App* app)
@@ -87,6 +124,8 @@ int UpdateCommand::run(const ServerAddress& server)
                      {"ReturnValues", returnValues().at(wanted_)}};
     if (const int code = conditions_.addTo(&body, keys))
         return code;
+    if (const int code = checkOutcome(&session, updates, keys))
+        return code;
     QVariantMap reply;
     const int code = session.request("UpdateItem", body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
@@ -96,6 +135,30 @@ int UpdateCommand::run(const ServerAddress& server)
         complainWrite(failed, reply);
     const QVariantMap attributes = reply.value("Attributes").toMap();
     return code != ExitOk || attributes.isEmpty() ? code : printAttributes(attributes, keys);
+}
+
+/**
+ * The server computes with integers only, and writes an item that it cannot read back. So the item is read first,
+ * unless the update can only make it smaller. What others write between the two requests is not seen. An exit code;
+ * what is wrong has been told.
+ */
+int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const
+{
+    if (set_.empty() && add_.empty())
+        return ExitOk;
+    QVariantMap reply;
+    const int code = session->request(
+        "GetItem", {{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}}, &reply);
+    if (code == ExitNoReply)
+        return code;
+    QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well
+    std::string error = apply(updates, &item);
+    if (error.empty())
+        error = checkStoredSize(item, keys);
+    if (error.empty())
+        return ExitOk;
+    complain("cannot update " + itemName(table_, key_) + ": " + error);
+    return ExitUsage;
 }
 
 /** An empty string or what is wrong. */
@@ -117,6 +180,10 @@ std::string UpdateCommand::readUpdates(QVariantMap* updates) const
         const QVariantMap value = fields.value("Value").toMap();
         if (fields.value("Action") == "ADD" && !value.contains("S") && !value.contains("N"))
             return "--add takes strings and numbers only, and \"" + update.key().toStdString() + "\" is neither";
+        if (fields.value("Action") == "ADD") {
+            if (auto error = checkInteger(update.key(), value); !error.empty())
+                return "--add adds integers only: " + error;
+        }
     }
     return updates->isEmpty() ? "nothing to do: name an attribute with --set, --add or --remove" : std::string();
 }

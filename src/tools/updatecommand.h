@@ -20,6 +20,7 @@ public:
 
 private:
     std::string readUpdates(QVariantMap* updates) const;
+    int checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const;
     int printAttributes(QVariantMap attributes, const TableKeys& keys) const;
 
     CLI::App* const command_; // owned by the application

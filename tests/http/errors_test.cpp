@@ -109,14 +109,15 @@ TEST_F(HttpError, ATargetThatIsUnknownLeavesTheConnectionForTheNextRequest)
 TEST_F(HttpError, OtherMethodsAreNotAllowed)
 {
     for (const char* method : {"GET", "PUT", "DELETE", "PATCH", "OPTIONS", "TRACE"}) {
-        const HttpAnswer answer = expectRefused(std::string(method) + " / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", 405,
-                                                "InvalidRequestException", NoMethod);
+        const HttpAnswer answer =
+            expectRefused(std::string(method) + " / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 2\r\n\r\n{}", 405,
+                          "InvalidRequestException", NoMethod);
         EXPECT_EQ(answer.reason, "Method Not Allowed");
         EXPECT_EQ(answer.header("allow"), "POST");
         EXPECT_EQ(answer.header("connection"), "close");
     }
     HttpClient client(http_.port());
-    ASSERT_TRUE(client.send("HEAD / HTTP/1.1\r\n\r\n"));
+    ASSERT_TRUE(client.send("HEAD / HTTP/1.1\r\nHost: localhost\r\n\r\n"));
     const HttpAnswer head = client.receive(false);
     EXPECT_EQ(head.status, 405);
     EXPECT_EQ(head.header("allow"), "POST");
@@ -126,7 +127,7 @@ TEST_F(HttpError, OtherMethodsAreNotAllowed)
 TEST_F(HttpError, OtherPathsDoNotExist)
 {
     for (const char* line : {"POST /table", "GET /index.html", "POST //", "POST /%2e%2e/", "POST table"})
-        expectRefused(std::string(line) + " HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.GetItem\r\n"
+        expectRefused(std::string(line) + " HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.GetItem\r\n"
                                           "Content-Length: 2\r\n\r\n{}",
                       404, "InvalidRequestException", NoPath);
 }
@@ -134,8 +135,9 @@ TEST_F(HttpError, OtherPathsDoNotExist)
 TEST_F(HttpError, AClientThatStillSendsGetsTheAnswer)
 {
     const std::string body(20000000, ' ');
-    expectRefused("POST /table HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body, 404,
-                  "InvalidRequestException", NoPath);
+    expectRefused("POST /table HTTP/1.1\r\nHost: localhost\r\nContent-Length: " + std::to_string(body.size()) +
+                      "\r\n\r\n" + body,
+                  404, "InvalidRequestException", NoPath);
 }
 
 TEST_F(HttpError, BodiesThatAreNoJsonObject)

@@ -100,7 +100,8 @@ TEST_F(HttpLifetime, ARequestThatNeverBecomesWholeDoesNotHoldTheEndUp)
     ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1000"}));
     HttpClient client(http_.port());
     ASSERT_EQ(client.call("Scan", "{}").status, 200); // so it is served
-    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
+    ASSERT_TRUE(client.send(
+        "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
     http_.kill(SIGTERM);
     EXPECT_EQ(http_.waitForExit(), 0);
     EXPECT_EQ(server_->requests(), 1);
@@ -111,7 +112,7 @@ TEST_F(HttpLifetime, AClientThatStaysAfterARefusalDoesNotHoldTheEndUp)
     release();
     ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1000"}));
     HttpClient client(http_.port());
-    ASSERT_EQ(client.exchange("GET / HTTP/1.1\r\n\r\n").status, 405);
+    ASSERT_EQ(client.exchange("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n").status, 405);
     http_.kill(SIGTERM);
     EXPECT_EQ(http_.waitForExit(), 0);
 }
@@ -130,7 +131,8 @@ TEST_F(HttpLifetime, AClientThatPausesWithinARequestIsClosedAfterAWhile)
     release();
     ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1"}));
     HttpClient client(http_.port());
-    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
+    ASSERT_TRUE(client.send(
+        "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
     EXPECT_EQ(client.receive().status, 400);
     EXPECT_TRUE(client.isClosedByPeer());
     EXPECT_EQ(server_->requests(), 0);

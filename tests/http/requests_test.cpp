@@ -77,7 +77,7 @@ TEST_F(HttpRequest, SignaturesAndOtherHeadersAreNotLookedAt)
     const std::string text = putBody("a", "1", R"(,"n":{"N":"1"})");
     HttpClient client(http_.port());
     const HttpAnswer answer = client.exchange(
-        "POST /?ignored=1 HTTP/1.1\r\nHost: somewhere.else\r\nAuthorization: AWS4-HMAC-SHA256 Credential=none\r\n"
+        "POST /?ignored=1 HTTP/1.1\r\nHost: localhost\r\nAuthorization: AWS4-HMAC-SHA256 Credential=none\r\n"
         "X-Amz-Date: 20120101T000000Z\r\nx-amz-security-token: t\r\nRange: bytes=0-3\r\nAccept-Encoding: gzip, br\r\n"
         "Content-Type: multipart/form-data; boundary=b\r\nx-amz-target: DynamoDB_20111205.PutItem\r\nContent-Length: " +
         std::to_string(text.size()) + "\r\n\r\n" + text);
@@ -162,16 +162,16 @@ TEST_F(HttpRequest, AChunkedBodyIsOneBody)
 {
     const std::string text = putBody("a", "1", R"(,"n":{"N":"1"})");
     HttpClient client(http_.port());
-    const HttpAnswer answer = client.exchange(
-        "POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.PutItem\r\nTransfer-Encoding: chunked\r\n\r\n"
-        "5\r\n" +
-        text.substr(0, 5) + "\r\n" +
-        [&] {
-            char size[20];
-            std::snprintf(size, sizeof size, "%zx\r\n", text.size() - 5);
-            return std::string(size);
-        }() +
-        text.substr(5) + "\r\n0\r\n\r\n");
+    const HttpAnswer answer = client.exchange("POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: "
+                                              "DynamoDB_20111205.PutItem\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                              "5\r\n" +
+                                              text.substr(0, 5) + "\r\n" +
+                                              [&] {
+                                                  char size[20];
+                                                  std::snprintf(size, sizeof size, "%zx\r\n", text.size() - 5);
+                                                  return std::string(size);
+                                              }() +
+                                              text.substr(5) + "\r\n0\r\n\r\n");
     EXPECT_EQ(answer.status, 200);
     EXPECT_EQ(answer.body, R"({"Attributes":{"n":{"N":"1"}}})");
     EXPECT_EQ(client.call("GetItem", body("\"Key\":" + key("a", "1"))).body, R"({"Item":{"n":{"N":"1"}}})");
@@ -181,9 +181,10 @@ TEST_F(HttpRequest, AClientThatAsksForThatIsToldToSendItsBody)
 {
     const std::string text = putBody("a", "1");
     HttpClient client(http_.port());
-    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.PutItem\r\nExpect: 100-continue\r\n"
-                            "Content-Length: " +
-                            std::to_string(text.size()) + "\r\n\r\n"));
+    ASSERT_TRUE(client.send(
+        "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.PutItem\r\nExpect: 100-continue\r\n"
+        "Content-Length: " +
+        std::to_string(text.size()) + "\r\n\r\n"));
     EXPECT_EQ(client.receive().status, 100);
     EXPECT_EQ(client.exchange(text).status, 200);
 }
@@ -191,8 +192,8 @@ TEST_F(HttpRequest, AClientThatAsksForThatIsToldToSendItsBody)
 TEST_F(HttpRequest, AnOldClientIsAnsweredAndTheConnectionClosed)
 {
     HttpClient client(http_.port());
-    const HttpAnswer answer = client.exchange(
-        "POST / HTTP/1.0\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\nContent-Length: 2\r\n\r\n{}");
+    const HttpAnswer answer = client.exchange("POST / HTTP/1.0\r\nHost: localhost\r\nX-Amz-Target: "
+                                              "DynamoDB_20111205.DeleteTable\r\nContent-Length: 2\r\n\r\n{}");
     EXPECT_EQ(answer.status, 200);
     EXPECT_EQ(answer.body, "{}");
     EXPECT_TRUE(client.isClosedByPeer());
@@ -202,9 +203,10 @@ TEST_F(HttpRequest, AClientThatAsksForItIsClosedAfterItsAnswer)
 {
     for (const std::string wish : {"close", "Close", "CLOSE", "TE, close", "close,TE", "keep-alive , Close"}) {
         HttpClient client(http_.port());
-        const HttpAnswer answer = client.exchange("POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
-                                                  "Connection: " +
-                                                  wish + "\r\nContent-Length: 2\r\n\r\n{}");
+        const HttpAnswer answer =
+            client.exchange("POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+                            "Connection: " +
+                            wish + "\r\nContent-Length: 2\r\n\r\n{}");
         EXPECT_EQ(answer.status, 200) << wish;
         EXPECT_EQ(answer.header("connection"), "close") << wish;
         EXPECT_TRUE(client.isClosedByPeer()) << wish;
@@ -215,9 +217,10 @@ TEST_F(HttpRequest, AClientThatAsksForSomethingElseGoesOn)
 {
     for (const std::string wish : {"keep-alive", "Keep-Alive", "TE", "closed", ""}) {
         HttpClient client(http_.port());
-        const std::string request = "POST / HTTP/1.1\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
-                                    "Connection: " +
-                                    wish + "\r\nContent-Length: 2\r\n\r\n{}";
+        const std::string request =
+            "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.DeleteTable\r\n"
+            "Connection: " +
+            wish + "\r\nContent-Length: 2\r\n\r\n{}";
         EXPECT_EQ(client.exchange(request).status, 200) << wish;
         EXPECT_EQ(client.exchange(request).status, 200) << wish;
     }

@@ -417,6 +417,59 @@ TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
                              "goes on behind them\n");
 }
 
+/** The batch in front of a line that repeats a key is sent when that line was read, and does not hold it. */
+TEST(ImportToAServer, AResumedImportSendsTheLineThatRepeatsAKey)
+{
+    const TempDir directory;
+    const std::string items = directory.file("items");
+    std::ofstream(items) << lines(1, 5) << line("k", 3) << lines(6, 8);
+    int batches = 0;
+    const auto import = [&](const ReplyingServer& server) {
+        return runProgram(QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "import", "d|t", items, "--state",
+                                             directory.file("state")});
+    };
+    {
+        const ReplyingServer server([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+            if (auto reply = description(operation))
+                return reply;
+            return ++batches < 2 ? std::optional<QByteArray>(OkText) : std::nullopt;
+        });
+        const ProgramRun run = import(server);
+        EXPECT_EQ(run.status, NoReply);
+        EXPECT_THAT(run.error, HasSubstr("lines 1 to 5 of " + items + " are done: 5 items stored, 0 refused\n"));
+    }
+    EXPECT_THAT(readFile(directory.file("state")), HasSubstr("\"line\":5,"));
+    std::mutex mutex;
+    QByteArray body;
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray& sent) -> std::optional<QByteArray> {
+        if (auto reply = description(operation))
+            return reply;
+        const std::scoped_lock lock(mutex);
+        body += sent;
+        return OkText;
+    });
+    const ProgramRun run = import(server);
+    EXPECT_EQ(run.status, Ok) << run.error;
+    const std::scoped_lock lock(mutex);
+    EXPECT_EQ(body.count("PutRequest"), 4);
+    EXPECT_EQ(body.count(QByteArray::fromStdString(line("k", 3)).trimmed()), 1);
+}
+
+TEST_F(ImportCommand, BinaryThatIsNoBase64IsRefused)
+{
+    const std::string good = R"({"h":{"S":"k"},"r":{"S":"1"},"b":{"B":"YQ=="},"c":{"B":7},"d":["untyped"]})";
+    const std::string bad = R"({"h":{"S":"k"},"r":{"S":"2"},"b":{"B":"YQ"}})";
+    const std::string badSet = R"({"h":{"S":"k"},"r":{"S":"3"},"b":{"BS":["YQ==","?"]}})";
+    const ProgramRun run =
+        quorvactl({"import", table()}, {.input = writeFile("items", good + '\n' + bad + '\n' + badSet + '\n')});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_EQ(run.error, "quorvactl: standard input:2: attribute \"b\": \"YQ\" is no base64\n"
+                         "quorvactl: standard input:3: attribute \"b\": \"?\" is no base64\n"
+                         "quorvactl: 2 items of standard input were refused, 1 are stored in " +
+                             table() + "\n");
+    EXPECT_EQ(count(), 1);
+}
+
 /** Files next to the state file belong to others, the input itself among them. */
 TEST_F(ImportCommand, AStateFileTouchesNothingBesides)
 {

@@ -85,10 +85,10 @@ TEST_F(ItemCommands, PutRefusesItemsThatCannotBeStored)
                   "quorvactl: the item is no JSON, at character 18: Missing a comma or '}' after an object member\n");
     const std::string list = writeFile("list.json", "[1]");
     expectFailure({"put", table(), list}, Usage, "quorvactl: the item in " + list + " is no JSON object, {...}\n");
-    expectFailure(
-        {"put", table(), "{\"n\": 1}"}, Usage,
-        "quorvactl: attribute \"n\": \"1\" has no type; write S:text, N:17, B:text, SS:a,b, NS:1,2, BS:a,b or "
-        "JSON such as {\"S\": \"text\"}\n");
+    expectFailure({"put", table(), "{\"n\": 1}"}, Usage,
+                  "quorvactl: attribute \"n\": \"1\" has no type; write S:text, N:17, B:YWI= (base64), SS:a,b, NS:1,2, "
+                  "BS:YQ==,Yg== or "
+                  "JSON such as {\"S\": \"text\"}\n");
     expectFailure({"put", table(), "h=S:k", "r"}, Usage,
                   "quorvactl: \"r\" is no attribute; write NAME=VALUE, such as total=N:17\n");
     const std::string forms =
@@ -226,6 +226,72 @@ TEST_F(ItemCommands, UpdateRefusesWhatCannotBe)
                   Complaints::errorReply("cannot update " + item(), Complaints::NotFound,
                                          "quorvactl get; --add needs an attribute of the same type"));
     EXPECT_EQ(stored("k", "r"), (QVariantMap{{"n", numberValue("1")}}));
+}
+
+TEST_F(ItemCommands, NumbersThatTheServerWouldTakeForZeroAreRefused)
+{
+    put("k", "r", {{"n", numberValue("1")}});
+    for (const std::string number : {"1.5", "1e3", "9223372036854775808", "-9223372036854775809", "0.0"}) {
+        const std::string why = '"' + number + "\" of \"n\" is no 64-bit integer, and the server would take it for 0\n";
+        expectFailure({"update", table(), "k", "r", "--add", "n=N:" + number}, Usage,
+                      "quorvactl: --add adds integers only: " + why);
+        for (const std::vector<std::string>& command :
+             std::vector<std::vector<std::string>>{{"update", table(), "k", "r", "--set", "a=S:1"},
+                                                   {"delete", table(), "k", "r"},
+                                                   {"put", table(), "h=S:k", "r=S:r"}}) {
+            std::vector<std::string> words = command;
+            words.insert(words.end(), {"--if", "n=N:" + number});
+            expectFailure(words, Usage, "quorvactl: --if compares integers only: " + why);
+        }
+    }
+    EXPECT_EQ(stored("k", "r"), (QVariantMap{{"n", numberValue("1")}}));
+    for (const char* number : {"9223372036854775807", "-9223372036854775808", "+5", "007"})
+        expectOutput({"update", table(), number, "", "--add", "n=N:" + std::string(number)}, "");
+}
+
+TEST_F(ItemCommands, AddDoesNotLoseWhatIsStored)
+{
+    put("k", "r", {{"half", numberValue("1.5")}, {"big", numberValue("9223372036854775807")}});
+    expectFailure({"update", table(), "k", "r", "--add", "half=N:1"}, Usage,
+                  "quorvactl: cannot update " + item() +
+                      ": the stored \"1.5\" of \"half\" is no 64-bit integer, and the server would take it for 0\n");
+    expectFailure({"update", table(), "k", "r", "--add", "big=N:1"}, Usage,
+                  "quorvactl: cannot update " + item() + ": the sum of \"big\" is no 64-bit integer\n");
+    EXPECT_EQ(stored("k", "r"),
+              (QVariantMap{{"half", numberValue("1.5")}, {"big", numberValue("9223372036854775807")}}));
+    expectOutput({"update", table(), "k", "r", "--add", "big=N:-1", "--set", "half=N:2"}, "");
+}
+
+TEST_F(ItemCommands, UpdateKeepsToTheSizeThatCanBeReadBack)
+{
+    const std::string tooLarge =
+        "quorvactl: cannot update " + item() + ": the item is larger than 512 KiB and could not be read back\n";
+    const QString half(100000, 'x');
+    put("k", "r",
+        {{"a", textValue(half)},
+         {"b", textValue(half)},
+         {"c", textValue(half)},
+         {"d", textValue(half)},
+         {"e", textValue(half)}});
+    const std::string most(24000, 'y');
+    const std::string more(25000, 'y');
+    for (const char* option : {"--set", "--add"})
+        expectFailure({"update", table(), "k", "r", option, "f=S:" + more}, Usage, tooLarge);
+    expectFailure({"update", table(), "k", "r", "--add", "a=S:" + more}, Usage, tooLarge);
+    expectOutput({"update", table(), "k", "r", "--set", "f=S:" + more, "--remove", "e"}, "");
+    expectOutput({"update", table(), "k", "r", "--add", "f=S:" + most, "--set", "a=S:1"}, "");
+    EXPECT_EQ(stored("k", "r").value("f").toMap().value("S").toString().size(), 49000);
+}
+
+TEST_F(ItemCommands, BinaryThatIsNoBase64IsRefused)
+{
+    const std::string why = "attribute \"b\": \"abc\" is no base64\n";
+    expectFailure({"put", table(), "h=S:k", "r=S:r", "b=B:abc"}, Usage, "quorvactl: " + why);
+    expectFailure({"put", table(), R"({"h":{"S":"k"},"r":{"S":"r"},"b":{"BS":["abc"]}})"}, Usage, "quorvactl: " + why);
+    expectFailure({"update", table(), "k", "r", "--set", "b=B:abc"}, Usage, "quorvactl: " + why);
+    expectFailure({"update", table(), "k", "r", "--set", "a=S:1", "--if", "b=B:abc"}, Usage, "quorvactl: --if: " + why);
+    EXPECT_FALSE(isThere("k", "r"));
+    expectOutput({"put", table(), "h=S:k", "r=S:r", "b=BS:YWI=,YQ=="}, "");
 }
 
 TEST_F(ItemCommands, KeysOutsideLatin1AreRefused)

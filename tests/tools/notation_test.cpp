@@ -8,7 +8,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-const std::string Forms = "write S:text, N:17, B:text, SS:a,b, NS:1,2, BS:a,b or JSON such as {\"S\": \"text\"}";
+const std::string Forms =
+    "write S:text, N:17, B:YWI= (base64), SS:a,b, NS:1,2, BS:YQ==,Yg== or JSON such as {\"S\": \"text\"}";
 
 QVariantMap valueOf(const QString& text)
 {
@@ -78,6 +79,17 @@ TEST(ParseValue, RefusesWhatHasNoTypeOrDoesNotFit)
     EXPECT_EQ(errorOf("{\"SS\": [1]}"), "a value of type SS is a list of strings");
     EXPECT_EQ(errorOf("{\"S\": \"a\""),
               "the value is no JSON, at character 10: Missing a comma or '}' after an object member");
+}
+
+TEST(ParseValue, RefusesBinaryThatIsNoBase64)
+{
+    for (const char* text : {"", "YQ==", "YWI=", "YWJj", "+/+/YQ=="})
+        EXPECT_EQ(valueOf("B:" + QString(text)), (QVariantMap{{"B", text}}));
+    for (const char* text :
+         {"a", "ab", "abc", "YQ=", "Y===", "====", "=", "Y=Q=", "YQ==YQ==", "YQ==\n", " YQ=", "Y-_=", "\xc3\xa4YQ"})
+        EXPECT_EQ(errorOf("B:" + QString(text)), '"' + std::string(text) + "\" is no base64");
+    EXPECT_EQ(errorOf("BS:YQ==,b"), "\"b\" is no base64");
+    EXPECT_EQ(errorOf("{\"BS\": [\"YQ==\", \"b\"]}"), "\"b\" is no base64");
 }
 
 TEST(ParseValue, ShowsTheBeginningOfALongValue)

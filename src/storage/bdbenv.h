@@ -49,6 +49,9 @@ public:
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
 
+    /** Held while a database is opened; in the lock order in front of mutex(). */
+    QMutex& openingMutex() { return openingMutex_; }
+
     /** Last in the lock order, and held exclusively for moments only. */
     CommitGate& commitGate() { return commitGate_; }
 
@@ -68,6 +71,7 @@ private:
     int startThreads();
 
     QHash<QString, int> lockNames_;
+    QMutex openingMutex_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     int directory_ = -1; // descriptor that carries the flock; owned

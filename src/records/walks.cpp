@@ -30,7 +30,8 @@ public:
     {
         int rc = txn_.begin(request.environment.env(), 0);
         if (rc == 0)
-            rc = cursor_.open(db, &txn_, 0);
+            // As a flag of the cursor, since Berkeley DB accepts it with a read and does nothing with it there.
+            rc = cursor_.open(db, &txn_, DB_READ_COMMITTED);
         if (rc != 0) {
             if (rc != DB_LOCK_DEADLOCK)
                 LOG_ERROR(LogOrigin, __LINE__) << "cursor open failed " << rc;
@@ -42,15 +43,13 @@ public:
     }
 
     /**
-     * Reads a record. DB_NOTFOUND and DB_LOCK_DEADLOCK come without a line.
-     *
-     * Kept: Berkeley DB accepts DB_READ_COMMITTED with a read and does nothing with it. As a flag of the cursor it
-     * would let go of the pages that were passed, and a walk over several pages could see half a batch.
+     * Reads a record, which cannot change until the next read: the cursor holds a read lock on its page, and lets go
+     * of it when it moves on. A read that fails, for want of room among others, leaves the cursor where it was.
+     * DB_NOTFOUND and DB_LOCK_DEADLOCK come without a line.
      */
     [[nodiscard]] int read(u_int32_t step)
     {
-        const int rc = buffers_.readGrowing(
-            [&] { return cursor_.get(buffers_.key(), buffers_.data(), step | DB_READ_COMMITTED); });
+        const int rc = buffers_.readGrowing([&] { return cursor_.get(buffers_.key(), buffers_.data(), step); });
         if (!buffers_.valid())
             return allocationFailed();
         if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)

@@ -7,8 +7,9 @@
 class BDBIndex;
 
 /**
- * Walks over the records of one "data" database with a cursor, each in a transaction of its own. It keeps its read
- * locks until it ends: so it sees another transaction, such as a batch, whole or not at all. Results: 0;
+ * Walks over the records of one "data" database with a cursor, each in a transaction of its own. It holds a read lock
+ * on the page that it is on and on none that it has left, so a writer waits for a page at most and not for the walk.
+ * Each item is whole; of a batch that is written meanwhile a walk may see a part. Results: 0;
  * StatusInternalError with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, no
  * memory); StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK
  * without a line. A walk that fails leaves its in-out values as they were.

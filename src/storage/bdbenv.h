@@ -62,10 +62,11 @@ public:
     const QByteArray& spelledHome() const { return spelledHome_; }
 
     /**
-     * Opens the database `subDb` of `file` with `index`, a new handle. Refused are a file in a directory that is an
-     * environment of its own (EBUSY), any file when the environment's directory is not where it was (ESTALE), and what
-     * there are too few descriptors for (EMFILE). The caller holds mutex(). Returns 0, a Berkeley DB code or an errno
-     * value; after a failure the handle can only be destroyed.
+     * Opens the database `subDb` of `file` with `index`, a new handle. Refused are a file that no table may have
+     * (EINVAL, see format/tablename.h), one in a directory that is an environment of its own (EBUSY), any file when the
+     * environment's directory is not where it was (ESTALE), and what there are too few descriptors for (EMFILE). The
+     * caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the handle can only
+     * be destroyed.
      */
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 
@@ -77,6 +78,9 @@ public:
 
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
+
+    /** Held while a database is opened; in the lock order in front of mutex(). */
+    QMutex& openingMutex() { return openingMutex_; }
 
     /** Last in the lock order, and held exclusively for moments only. */
     CommitGate& commitGate() { return commitGate_; }
@@ -99,10 +103,11 @@ private:
     int startThreads();
 
     QHash<QString, int> lockNames_;
+    QMutex openingMutex_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     DirectoryLock directory_;
-    DirectoryClaims claims_; // guarded by mutex()
+    DirectoryClaims claims_; // guarded by openingMutex_
     QByteArray canonicalHome_;
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;

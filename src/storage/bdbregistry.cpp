@@ -249,13 +249,21 @@ int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, co
         LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
         return -1;
     }
-    // Held to the end, so that two requests never open the same database twice.
-    const QMutexLocker locker(&env->mutex());
-    if (const int descriptor = env->names().value(key, 0); descriptor >= 1) {
-        *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
+    const auto find = [&] {
+        const QMutexLocker locker(&env->mutex());
+        const int descriptor = env->names().value(key, 0);
+        if (descriptor >= 1)
+            *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
+        return descriptor >= 1;
+    };
+    if (find())
         return 0;
-    }
 
+    // One at a time, so that two requests never open the same database twice. An open may wait for the pages that
+    // another request's transaction holds; meanwhile the table's mutex is free for all who find what they look for.
+    const QMutexLocker opening(&env->openingMutex());
+    if (find())
+        return 0; // opened while this one waited
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
@@ -264,6 +272,7 @@ int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, co
         return NoHandle;
     }
 
+    const QMutexLocker locker(&env->mutex());
     const int descriptor = env->addDesc(opened.get());
     if (descriptor < 1) {
         LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB with id: " << key.toUtf8();

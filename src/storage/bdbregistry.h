@@ -16,8 +16,9 @@ class BDBIndex;
  * Finding, opening, locking and removing environments, and opening the databases in them. All functions may be called
  * by any thread.
  *
- * Lock order: an environment's access lock, then the registry's mutex, then the environment's table mutex,
- * then its commit gate.
+ * Lock order: an environment's access lock, then the registry's mutex, then the environment's opening mutex, then its
+ * table mutex, then its commit gate. Nobody who has locked pages waits for any of these but the last: Berkeley DB,
+ * which breaks deadlocks over pages, cannot see them.
  *
  * An environment is opened and closed without the mutex, as both can take minutes: only those wait who want the same
  * one (see OpeningEnvironments and ClosingEnvironments).
@@ -65,7 +66,8 @@ void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::sh
  * Finds or opens sub-database `subDb` of `file` in the environment attached to `table` (a connection's table); `key` is
  * its "db::" name there. 0: `index` is set, shared with all other requests, and stays open as long as the environment.
  * -1: no environment is attached. 12: it could not be opened, no table may have this file (see format/tablename.h), or
- * the environment's table is full.
+ * the environment's table is full. Not to be called inside a transaction: an open waits for pages, and may wait for one
+ * that the caller's own transaction holds.
  */
 [[nodiscard]] int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
                             BDBIndex** index);

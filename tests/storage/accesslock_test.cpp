@@ -1,5 +1,6 @@
 #include "storage/accesslock.h"
 
+#include "support/blockedcall.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
@@ -64,16 +65,17 @@ TEST(AccessLock, AThreadThatReadsMayReadAgainAlthoughAWriterWaits)
 {
     AccessLock lock;
     ASSERT_TRUE(lock.tryLockForRead());
-    const auto writer = std::async(std::launch::async, [&lock] {
+    BlockedCall writer([&lock] {
         lock.lockForWrite();
         lock.unlock();
     });
     EXPECT_TRUE(waitUntil([&] { return !readableElsewhere(lock); }));
+    EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
     EXPECT_TRUE(lock.tryLockForRead());
     lock.unlock();
-    EXPECT_EQ(writer.wait_for(std::chrono::seconds(0)), std::future_status::timeout); // one hold is left
+    EXPECT_TRUE(writer.sleeps()); // one hold is left
     lock.unlock();
-    writer.wait();
+    writer.get();
 }
 
 TEST(AccessLock, AThreadThatWritesMayWriteAgain)

@@ -2,6 +2,7 @@
 
 #include "loglines.h"
 #include "registryfixture.h"
+#include "support/blockedcall.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
@@ -31,9 +32,9 @@ protected:
     }
 
     /** Another thread that takes the exclusive hold; it gives it back as soon as it has it. */
-    std::future<std::shared_ptr<AccessLock>> exclusiveElsewhere()
+    BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
-        return std::async(std::launch::async, [this] {
+        return BlockedCall([this] {
             auto lock = lockEnv(&registry_, table_, true);
             if (lock)
                 lock->unlock();
@@ -72,7 +73,7 @@ TEST_F(LockEnvTest, ExclusiveWaitsForSharedHoldsAndKeepsNewOnesOut)
     ASSERT_NE(lock, nullptr);
     auto writer = exclusiveElsewhere();
     EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // it waits
-    EXPECT_EQ(writer.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
     lock->unlock();
     EXPECT_EQ(writer.get(), lock);
     EXPECT_TRUE(isSharable());

@@ -4,13 +4,14 @@
 #include "registryfixture.h"
 #include "rows.h"
 #include "storage/bdbtxn.h"
+#include "storage/closingenvironments.h"
 #include "storage/deadlockretry.h"
+#include "support/blockedcall.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <future>
 #include <thread>
 #include <vector>
 
@@ -22,17 +23,11 @@ using testing::IsEmpty;
 class RemoveEnvTest : public RegistryFixture {
 protected:
     /** A thread that removes the environment, which is not registered any more when this returns. */
-    std::future<void> removingElsewhere()
+    BlockedCall<void> removingElsewhere()
     {
-        auto removing = std::async(std::launch::async, [this] { lockAndRemove(home_); });
+        BlockedCall removing([this] { lockAndRemove(home_); });
         EXPECT_TRUE(waitUntil([this] { return registeredNames() == 0; }));
         return removing;
-    }
-
-    /** True when it is still under way, as far as a short while can tell. */
-    template <typename Future> static bool isBusy(const Future& future)
-    {
-        return future.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
     }
 
     static BDBIndex* orders(BDBEnv* env)
@@ -125,7 +120,7 @@ TEST_F(RemoveEnvTest, WaitsUntilNobodyHoldsOnToTheEnvironment)
     EnvironmentUse use;
     ASSERT_EQ(open(home_, &use), 0);
     auto removing = removingElsewhere();
-    EXPECT_TRUE(isBusy(removing));
+    EXPECT_TRUE(removing.blocksIn(*use.env()->uses()));
     EXPECT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0); // it is whole
     use.reset();
     removing.get();
@@ -139,8 +134,8 @@ TEST_F(RemoveEnvTest, OpenerWaitsForTheCloseAndOpensAnew)
     ASSERT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0);
     auto removing = removingElsewhere();
     LogCapture log;
-    auto opening = std::async(std::launch::async, [&] { return openedEnv(home_ + "/."); });
-    EXPECT_TRUE(isBusy(opening));
+    BlockedCall opening([&] { return openedEnv(home_ + "/."); });
+    EXPECT_TRUE(opening.blocksIn(closingEnvironments()));
     use.reset();
     removing.get();
     BDBEnv* env = opening.get();
@@ -193,8 +188,8 @@ TEST_F(RemoveEnvTest, SecondRemoverFindsNothingToDo)
     EnvironmentUse use;
     ASSERT_EQ(open(home_, &use), 0);
     auto removing = removingElsewhere();
-    auto second = std::async(std::launch::async, [&] { return lockEnv(&registry_, home_, true); });
-    EXPECT_TRUE(isBusy(second)); // the first holds the access lock to the end
+    BlockedCall second([&] { return lockEnv(&registry_, home_, true); });
+    EXPECT_TRUE(waitUntil([&] { return second.sleeps(); })); // the first holds the access lock to the end
     use.reset();
     removing.get();
     EXPECT_EQ(second.get(), nullptr); // and took it along

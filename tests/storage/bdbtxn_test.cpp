@@ -5,14 +5,13 @@
 #include "rows.h"
 #include "storage/bdbcursor.h"
 #include "storage/settings.h"
+#include "support/blockedcall.h"
 #include "support/tempenv.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <future>
 #include <memory>
 
 namespace {
@@ -129,9 +128,9 @@ TEST_F(BDBTxnTest, NothingIsCommittedWhileTheCommitGateIsHeldExclusively)
     auto aborted = std::make_unique<BDBTxn>();
     ASSERT_EQ(aborted->begin(env_.get(), 0), 0);
     env_->commitGate().lock();
-    auto commit = std::async(std::launch::async, [&] { return committed->commit(0); });
+    BlockedCall commit([&] { return committed->commit(0); });
     EXPECT_EQ(aborted->abort(), 0); // does not ask for the gate
-    EXPECT_EQ(commit.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_TRUE(commit.blocksIn(env_->commitGate()));
     env_->commitGate().unlock();
     EXPECT_EQ(commit.get(), 0);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");

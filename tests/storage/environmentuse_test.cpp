@@ -1,9 +1,9 @@
 #include "storage/environmentuse.h"
 
+#include "support/blockedcall.h"
+
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
 #include <memory>
 #include <utility>
 
@@ -21,15 +21,9 @@ protected:
     EnvironmentUse use() const { return {someEnvironment(), count_}; }
 
     /** Waits for the end of all uses in another thread. */
-    std::future<void> waitElsewhere() const
+    BlockedCall<void> waitElsewhere() const
     {
-        return std::async(std::launch::async, [count = count_] { count->waitUnused(); });
-    }
-
-    /** True when `waiter` does not come to its end, as far as a short while can tell. */
-    static bool waits(const std::future<void>& waiter)
-    {
-        return waiter.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
+        return BlockedCall([count = count_] { count->waitUnused(); });
     }
 
     std::shared_ptr<EnvironmentUseCount> count_ = std::make_shared<EnvironmentUseCount>();
@@ -50,14 +44,12 @@ TEST_F(EnvironmentUseTest, NobodyWaitsForAnUnusedEnvironment)
 
 TEST_F(EnvironmentUseTest, IsCountedWhileItLives)
 {
-    std::future<void> waiter;
-    {
-        const EnvironmentUse held = use();
-        EXPECT_EQ(held.env(), someEnvironment());
-        waiter = waitElsewhere();
-        EXPECT_TRUE(waits(waiter));
-    }
-    waiter.wait();
+    auto held = std::make_unique<EnvironmentUse>(use());
+    EXPECT_EQ(held->env(), someEnvironment());
+    auto waiter = waitElsewhere();
+    EXPECT_TRUE(waiter.blocksIn(*count_));
+    held.reset();
+    waiter.get();
 }
 
 TEST_F(EnvironmentUseTest, EveryUseIsCounted)
@@ -67,10 +59,10 @@ TEST_F(EnvironmentUseTest, EveryUseIsCounted)
     first.reset();
     EXPECT_EQ(first.env(), nullptr);
     first.reset(); // only the first reset counts
-    const auto waiter = waitElsewhere();
-    EXPECT_TRUE(waits(waiter));
+    auto waiter = waitElsewhere();
+    EXPECT_TRUE(waiter.blocksIn(*count_));
     second.reset();
-    waiter.wait();
+    waiter.get();
 }
 
 TEST_F(EnvironmentUseTest, MovesItsHoldOn)
@@ -78,11 +70,11 @@ TEST_F(EnvironmentUseTest, MovesItsHoldOn)
     EnvironmentUse first = use();
     EnvironmentUse second = std::move(first);
     EXPECT_EQ(second.env(), someEnvironment());
-    const auto waiter = waitElsewhere();
+    auto waiter = waitElsewhere();
     first.reset(); // NOLINT(bugprone-use-after-move): it is empty
-    EXPECT_TRUE(waits(waiter));
+    EXPECT_TRUE(waiter.blocksIn(*count_));
     second.reset();
-    waiter.wait();
+    waiter.get();
 }
 
 TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
@@ -92,11 +84,11 @@ TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
     held = EnvironmentUse(someEnvironment(), other);
     count_->waitUnused();
     EXPECT_EQ(held.env(), someEnvironment());
-    const auto waiter = std::async(std::launch::async, [other] { other->waitUnused(); });
-    EXPECT_TRUE(waits(waiter));
+    BlockedCall waiter([other] { other->waitUnused(); });
+    EXPECT_TRUE(waiter.blocksIn(*other));
     held = EnvironmentUse();
     EXPECT_EQ(held.env(), nullptr);
-    waiter.wait();
+    waiter.get();
 }
 
 } // namespace

@@ -2,8 +2,11 @@
 
 #include "format/backupnames.h"
 
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -32,22 +35,70 @@ fs::path wholeCopy(const fs::path& shipped, const fs::path& copied)
     return best;
 }
 
+/** The files below a directory by their relative names, without what is no file of the copy itself. */
+std::map<std::string, fs::path> filesOfCopy(const fs::path& directory, std::error_code& error)
+{
+    std::map<std::string, fs::path> found;
+    for (fs::recursive_directory_iterator entry(directory, error);
+         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        const fs::path name = entry->path().lexically_relative(directory);
+        std::error_code vanished;
+        if (name == BackupNames::LogDirectory)
+            entry.disable_recursion_pending();
+        else if (entry->is_regular_file(vanished) && name != BackupNames::ListFile)
+            found.emplace(name.string(), entry->path());
+    }
+    return found;
+}
+
+void addFile(const std::string& name, BackupFile file, BackupFiles* files)
+{
+    if (const auto number = BackupNames::logNumber(name))
+        files->logs.emplace(*number, std::move(file));
+    else
+        files->databases.emplace(name, std::move(file));
+}
+
 void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_code& error)
 {
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         if (const auto number = BackupNames::shippedLogNumber(entry->path().filename().string())) {
             const std::string name = BackupNames::logFile(*number);
-            files->logs[*number] = wholeCopy(directory / name, directory.parent_path() / name);
+            files->logs[*number].path = wholeCopy(directory / name, directory.parent_path() / name);
         }
     }
+}
+
+/** An empty string, or what is wrong with the list or with what is there of it. */
+std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files)
+{
+    std::ifstream stream(directory / BackupNames::ListFile, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    BackupList list;
+    std::string error;
+    if (!readBackupList(text, &list, &error))
+        return (directory / BackupNames::ListFile).string() + ' ' + error;
+    for (const auto& [name, listed] : list.files) {
+        const auto entry = found.find(name);
+        if (entry == found.end())
+            return directory.string() + " is incomplete: " + name + " is missing";
+        if (const auto size = sizeOf(entry->second); size != listed.size)
+            return directory.string() + " is damaged: " + name + " has " + std::to_string(size) +
+                   " bytes in place of " + std::to_string(listed.size);
+        addFile(name, {entry->second, listed}, files);
+        found.erase(entry);
+    }
+    for (const auto& [name, path] : found)
+        files->unlisted.push_back(name);
+    return {};
 }
 
 /** The first number that is missing between the first and the last log file. */
 std::optional<std::uint32_t> missingLog(const BackupFiles& files)
 {
     std::uint32_t expected = files.logs.begin()->first;
-    for (const auto& [number, path] : files.logs) {
+    for (const auto& [number, file] : files.logs) {
         if (number != expected)
             return expected;
         ++expected;
@@ -60,35 +111,34 @@ std::optional<std::uint32_t> missingLog(const BackupFiles& files)
 std::uintmax_t BackupFiles::bytes() const
 {
     std::uintmax_t sum = 0;
-    for (const fs::path& database : databases)
-        sum += sizeOf(database);
-    for (const auto& [number, path] : logs)
-        sum += sizeOf(path);
+    for (const auto& [name, file] : databases)
+        sum += sizeOf(file.path);
+    for (const auto& [number, file] : logs)
+        sum += sizeOf(file.path);
     return sum;
 }
 
-bool readBackup(const fs::path& directory, BackupFiles* files, std::string* error)
+bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* files, std::string* error)
 {
     std::error_code failure;
     if (!fs::is_directory(directory, failure)) {
         *error = directory.string() + " is not a directory";
         return false;
     }
-    for (fs::directory_iterator entry(directory, failure); !failure && entry != fs::directory_iterator();
-         entry.increment(failure)) {
-        const std::string name = entry->path().filename().string();
-        if (name == BackupNames::Marker) {
-            *error =
-                directory.string() + " is unfinished: " + BackupNames::Marker + " is there, the copy was not completed";
+    for (const char* name : {BackupNames::Marker, BackupNames::UnfinishedListFile}) {
+        if (fs::exists(directory / name, failure)) {
+            *error = directory.string() + " is unfinished: " + name + " is there, the copy was not completed";
             return false;
         }
-        std::error_code vanished;
-        if (!entry->is_regular_file(vanished))
-            continue;
-        if (const auto number = BackupNames::logNumber(name))
-            files->logs.emplace(*number, entry->path());
-        else
-            files->databases.push_back(entry->path());
+    }
+    std::map<std::string, fs::path> found = filesOfCopy(directory, failure);
+    const bool hasList = fs::exists(directory / BackupNames::ListFile);
+    if (hasList) {
+        if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
+            return false;
+    } else {
+        for (const auto& [name, path] : found)
+            addFile(name, {path, std::nullopt}, files);
     }
     const bool copyHasLogs = !files->logs.empty();
     if (!failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
@@ -110,6 +160,12 @@ bool readBackup(const fs::path& directory, BackupFiles* files, std::string* erro
     if (const auto missing = missingLog(*files)) {
         *error = directory.string() + " has a gap: " + BackupNames::logFile(*missing) +
                  " is missing, and what follows cannot be applied without it";
+        return false;
+    }
+    // The log from its beginning is all that there ever was; of a copy, only its list tells whether it is whole.
+    if (!hasList && unlisted == UnlistedCopy::Refused && !files->databases.empty()) {
+        *error = directory.string() + " has no " + BackupNames::ListFile +
+                 ", without which nothing shows whether files are missing; --without-list restores what is there";
         return false;
     }
     return true;

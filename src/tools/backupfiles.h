@@ -1,27 +1,45 @@
 #ifndef QUORVA_TOOLS_BACKUPFILES_H
 #define QUORVA_TOOLS_BACKUPFILES_H
 
+#include "format/backuplist.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace Ctl {
+
+/** A file of a backup. */
+struct BackupFile {
+    std::filesystem::path path;
+    /** Of the file, or of its beginning when it is a log file that was shipped: the copy had no more of it. */
+    std::optional<BackupList::File> listed; // nothing when no list names it
+};
 
 /**
  * What a backup directory holds: the files of the full copy and the log files that were shipped to its "__log__"
  * directory afterwards.
  */
 struct BackupFiles {
-    std::vector<std::filesystem::path> databases;
-    std::map<std::uint32_t, std::filesystem::path> logs; // by number; the best copy of each
+    std::map<std::string, BackupFile> databases; // by name, which may have directories in it
+    std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each
+    std::vector<std::string> unlisted;           // names of files that do not belong to the copy, by its list
 
     std::uintmax_t bytes() const;
 };
 
-/** Reads a backup directory without changing it. False, with `error` set, when it cannot be restored. */
-[[nodiscard]] bool readBackup(const std::filesystem::path& directory, BackupFiles* files, std::string* error);
+/** What to make of a copy without a list of its files, of which nothing says whether one is missing. */
+enum class UnlistedCopy { Refused, Accepted };
+
+/**
+ * Reads a backup directory without changing it. False, with `error` set, when it cannot be restored: also when it lacks
+ * a file of its list, or has one of another size. Checksums are left to whoever reads the files.
+ */
+[[nodiscard]] bool readBackup(const std::filesystem::path& directory, UnlistedCopy unlisted, BackupFiles* files,
+                              std::string* error);
 
 } // namespace Ctl
 

@@ -3,6 +3,7 @@
 #include "base/descriptor.h"
 #include "base/directorylock.h"
 #include "format/backupnames.h"
+#include "format/checksum.h"
 #include "tools/backupfiles.h"
 #include "tools/interruption.h"
 #include "tools/restoredenvironment.h"
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -82,8 +84,28 @@ int writeAll(int descriptor, const char* data, std::size_t size)
     return 0;
 }
 
+/** Takes the checksum of the first bytes of a file that is read from its beginning. */
+class BeginningOfFile {
+public:
+    explicit BeginningOfFile(std::uint64_t size) : missing_(size) {}
+
+    void add(std::string_view bytes)
+    {
+        bytes = bytes.substr(0, missing_);
+        checksum_.add(bytes);
+        missing_ -= bytes.size();
+    }
+
+    /** False also when there were fewer bytes. */
+    bool hasChecksum(std::uint64_t checksum) const { return missing_ == 0 && checksum_.value() == checksum; }
+
+private:
+    std::uint64_t missing_;
+    Checksum checksum_;
+};
+
 /** Copies a file. 0 or an errno value: the standard library tells of an input/output error when the disk is full. */
-int copyFile(const fs::path& from, const fs::path& to)
+int copyFile(const fs::path& from, const fs::path& to, BeginningOfFile* beginning)
 {
     const Base::Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
     if (!source.isOpen())
@@ -96,6 +118,7 @@ int copyFile(const fs::path& from, const fs::path& to)
         const ssize_t size = ::read(source.number(), buffer.data(), buffer.size());
         if (size <= 0)
             return size < 0 ? errno : 0;
+        beginning->add({buffer.data(), static_cast<std::size_t>(size)});
         if (const int error = writeAll(target.number(), buffer.data(), static_cast<std::size_t>(size)))
             return error;
     }
@@ -105,17 +128,19 @@ int copyFile(const fs::path& from, const fs::path& to)
 /** The steps of a restore. Each returns an empty string or what went wrong. */
 class Restore {
 public:
-    Restore(fs::path backup, const fs::path& target) : backup_(std::move(backup)), given_(target), target_(target) {}
+    Restore(fs::path backup, const fs::path& target, UnlistedCopy unlisted)
+        : backup_(std::move(backup)), given_(target), unlisted_(unlisted), target_(target)
+    {}
 
     std::string run()
     {
-        // A server that is asked for a copy to this directory meanwhile refuses; other restores go on.
-        const Base::DirectoryLock source(backup_, Base::DirectoryLock::Shared);
-        if (source.isBusy())
-            return backup_.string() + " is open in a server, or a copy to it is under way";
+        if (isOpenEnvironment())
+            return backup_.string() + " is open in a server";
         std::string error;
-        if (!readBackup(backup_, &files_, &error))
+        if (!readBackup(backup_, unlisted_, &files_, &error))
             return error;
+        for (const std::string& name : files_.unlisted)
+            complain((backup_ / name).string() + " is left out: it is not in the list of the copy's files");
         if (isWithin(given_, backup_))
             return given_.string() + " lies in " + backup_.string() + ", which a restore does not change";
         if (error = target_.prepare(); !error.empty())
@@ -150,20 +175,35 @@ private:
         return {};
     }
 
-    std::string copy(const fs::path& from, const std::string& name)
+    /**
+     * A copy with a list is none: had somebody opened it since, the log file in it would not be what was copied. The
+     * lock is not kept, as the server takes it when it ships log files.
+     */
+    bool isOpenEnvironment() const
+    {
+        std::error_code error;
+        return !fs::exists(backup_ / BackupNames::ListFile, error) &&
+               Base::DirectoryLock(backup_, Base::DirectoryLock::Shared).isBusy();
+    }
+
+    std::string copy(const BackupFile& file, const std::string& name)
     {
         progress_.show("copying", ++copied_, files_.databases.size() + files_.logs.size());
         const fs::path to = home() / name;
         std::error_code failure;
         fs::create_directories(to.parent_path(), failure);
-        const int error = failure ? failure.value() : copyFile(from, to);
-        return error != 0 ? "cannot copy " + from.string() + ": " + std::strerror(error) : std::string();
+        BeginningOfFile beginning(file.listed ? file.listed->size : 0);
+        if (const int error = failure ? failure.value() : copyFile(file.path, to, &beginning))
+            return "cannot copy " + file.path.string() + ": " + std::strerror(error);
+        if (file.listed && !beginning.hasChecksum(file.listed->checksum))
+            return ofBackup(file.path.lexically_relative(backup_).string() + " is damaged: it is not what was copied");
+        return {};
     }
 
     std::string copyLogs()
     {
-        for (const auto& [number, path] : files_.logs) {
-            if (auto error = copy(path, BackupNames::logFile(number)); !error.empty())
+        for (const auto& [number, file] : files_.logs) {
+            if (auto error = copy(file, BackupNames::logFile(number)); !error.empty())
                 return error;
         }
         return {};
@@ -182,8 +222,8 @@ private:
 
     std::string copyDatabases()
     {
-        for (const fs::path& database : files_.databases) {
-            if (auto error = copy(database, database.lexically_relative(backup_)); !error.empty())
+        for (const auto& [name, file] : files_.databases) {
+            if (auto error = copy(file, name); !error.empty())
                 return error;
         }
         return {};
@@ -212,7 +252,8 @@ private:
     const fs::path& home() const { return target_.workDirectory(); }
 
     const fs::path backup_;
-    const fs::path given_;
+    const fs::path given_; // the target, as in messages
+    const UnlistedCopy unlisted_;
     RestoreTarget target_;
     BackupFiles files_;
     LogFacts log_;
@@ -228,13 +269,15 @@ RestoreCommand::RestoreCommand(CLI::App* app)
 {
     command_->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
     command_->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
+    command_->add_flag("--without-list", withoutList_,
+                       "Accept a copy without a list of its files, though some may be missing");
     addExample(command_, "quorvactl restore /srv/backup/shop build/restored");
 }
 
 int RestoreCommand::run() const
 {
     const Interruption interruption;
-    Restore restore(backup_, target_);
+    Restore restore(backup_, target_, withoutList_ ? UnlistedCopy::Accepted : UnlistedCopy::Refused);
     const std::string error = restore.run();
     if (!error.empty()) {
         complain(error);

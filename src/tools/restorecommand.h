@@ -9,7 +9,8 @@
 
 namespace Ctl {
 
-/** "restore BACKUPDIR TARGETDIR": makes an environment directory out of a hot backup. Needs no server. */
+/** "restore [--without-list] BACKUPDIR TARGETDIR": makes an environment directory out of a hot backup. Needs no server.
+ */
 class RestoreCommand {
 public:
     explicit RestoreCommand(CLI::App* app);
@@ -21,6 +22,7 @@ private:
     CLI::App* const command_; // owned by the application
     std::string backup_;
     std::string target_;
+    bool withoutList_ = false;
 };
 
 } // namespace Ctl

@@ -48,10 +48,19 @@ std::string failure(const std::string& what, int error)
     return what + ": " + std::strerror(error);
 }
 
-bool hasGuard(const fs::path& directory)
+/**
+ * True when a restore did not come to its end there: the guard is there, or nothing but the beginning of one. No server
+ * has had such a directory.
+ */
+bool isUnfinished(const fs::path& directory)
 {
     std::ifstream file(directory / GuardName, std::ios::binary);
-    return file && std::string(std::istreambuf_iterator<char>(file), {}) == Guard;
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    if (!file.is_open() || text == Guard)
+        return file.is_open();
+    std::error_code error;
+    const auto entries = std::distance(fs::directory_iterator(directory, error), fs::directory_iterator());
+    return !error && entries == 1 && Guard.starts_with(text);
 }
 
 /** Removes what is in a directory. The guard goes last: until then, nobody opens what is left of the rest. */
@@ -124,7 +133,7 @@ std::string RestoreTarget::prepareInPlace()
     if (lock_.isBusy())
         return given_.string() + " is open in a server, or another restore fills it";
     std::error_code error;
-    if (hasGuard(target_)) {
+    if (isUnfinished(target_)) {
         if ((error = clear(target_)))
             return "cannot remove what an interrupted restore left in " + given_.string() + ": " + error.message();
         complain("removed what an interrupted restore left in " + given_.string());
@@ -166,7 +175,8 @@ std::string RestoreTarget::removeLeftovers() const
         const Base::DirectoryLock lock(leftover, Base::DirectoryLock::Exclusive);
         if (lock.isBusy())
             return "another restore to " + given_.string() + " is under way, in " + leftover.string();
-        if (!hasGuard(leftover))
+        std::error_code unreadable;
+        if (!isUnfinished(leftover) && !fs::is_empty(leftover, unreadable))
             continue;
         if (error = clear(leftover); !error)
             fs::remove(leftover, error);

@@ -23,9 +23,13 @@ protected:
     std::string refusal()
     {
         std::string error;
-        EXPECT_FALSE(Ctl::readBackup(dir_.path(), &files_, &error));
+        EXPECT_FALSE(read(&error));
         return error;
     }
+
+    bool read(std::string* error) { return Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Accepted, &files_, error); }
+
+    fs::path log(std::uint32_t number) const { return files_.logs.at(number).path; }
 
     TempDir dir_;
     Ctl::BackupFiles files_;
@@ -37,14 +41,19 @@ TEST_F(ReadBackup, FindsDatabasesAndLogs)
 {
     write("t", "abc");
     write("t_3f.db", "de");
+    write("sub/t", "f");
+    write("log.events", "g");
     write("log.0000000007", "1");
     write("log.0000000008", "22");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
-    EXPECT_THAT(files_.databases, testing::UnorderedElementsAre(dir_.file("t"), dir_.file("t_3f.db")));
-    EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Pair(7U, dir_.file("log.0000000007")),
-                                                  testing::Pair(8U, dir_.file("log.0000000008"))));
-    EXPECT_EQ(files_.bytes(), 8U);
+    ASSERT_TRUE(read(&error)) << error;
+    EXPECT_THAT(files_.databases, testing::ElementsAre(testing::Key("log.events"), testing::Key("sub/t"),
+                                                       testing::Key("t"), testing::Key("t_3f.db")));
+    EXPECT_EQ(files_.databases.at("sub/t").path, dir_.file("sub/t"));
+    EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U), testing::Key(8U)));
+    EXPECT_EQ(log(7), dir_.file("log.0000000007"));
+    EXPECT_THAT(files_.unlisted, testing::IsEmpty());
+    EXPECT_EQ(files_.bytes(), 10U);
 }
 
 TEST_F(ReadBackup, AShippedLogFileTakesThePlaceOfTheOneInTheCopy)
@@ -53,9 +62,9 @@ TEST_F(ReadBackup, AShippedLogFileTakesThePlaceOfTheOneInTheCopy)
     write("__log__/log.0000000001", "begin and end");
     write("__log__/log.0000000002");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
-    EXPECT_EQ(files_.logs.at(1), dir_.file("__log__/log.0000000001"));
-    EXPECT_EQ(files_.logs.at(2), dir_.file("__log__/log.0000000002"));
+    ASSERT_TRUE(read(&error)) << error;
+    EXPECT_EQ(log(1), dir_.file("__log__/log.0000000001"));
+    EXPECT_EQ(log(2), dir_.file("__log__/log.0000000002"));
 }
 
 TEST_F(ReadBackup, AShippedLogFileOfEqualLengthIsTheCompleteOne)
@@ -65,8 +74,8 @@ TEST_F(ReadBackup, AShippedLogFileOfEqualLengthIsTheCompleteOne)
     write("__log__/log.0000000001", "begin...");
     write("__log__/log.0000000001.del", "older...");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
-    EXPECT_EQ(files_.logs.at(1), dir_.file("__log__/log.0000000001"));
+    ASSERT_TRUE(read(&error)) << error;
+    EXPECT_EQ(log(1), dir_.file("__log__/log.0000000001"));
 }
 
 TEST_F(ReadBackup, AMoveThatWasCutOffLeavesThePreviousCopyAsTheWholeOne)
@@ -75,9 +84,9 @@ TEST_F(ReadBackup, AMoveThatWasCutOffLeavesThePreviousCopyAsTheWholeOne)
     write("__log__/log.0000000001.del", "begin and end");
     write("__log__/log.0000000002.del", "only this");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
-    EXPECT_EQ(files_.logs.at(1), dir_.file("__log__/log.0000000001.del"));
-    EXPECT_EQ(files_.logs.at(2), dir_.file("__log__/log.0000000002.del"));
+    ASSERT_TRUE(read(&error)) << error;
+    EXPECT_EQ(log(1), dir_.file("__log__/log.0000000001.del"));
+    EXPECT_EQ(log(2), dir_.file("__log__/log.0000000002.del"));
 }
 
 TEST_F(ReadBackup, AMoveThatWasCutOffDoesNotTakeThePlaceOfTheFileInTheCopy)
@@ -86,8 +95,8 @@ TEST_F(ReadBackup, AMoveThatWasCutOffDoesNotTakeThePlaceOfTheFileInTheCopy)
     write("log.0000000001", "begin and more");
     write("__log__/log.0000000001", "beg");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
-    EXPECT_EQ(files_.logs.at(1), dir_.file("log.0000000001"));
+    ASSERT_TRUE(read(&error)) << error;
+    EXPECT_EQ(log(1), dir_.file("log.0000000001"));
 }
 
 TEST_F(ReadBackup, LogFilesFromTheFirstOnAreEnoughByThemselves)
@@ -95,7 +104,7 @@ TEST_F(ReadBackup, LogFilesFromTheFirstOnAreEnoughByThemselves)
     write("__log__/log.0000000001");
     write("__log__/log.0000000002");
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
+    ASSERT_TRUE(read(&error)) << error;
     EXPECT_THAT(files_.databases, testing::IsEmpty());
     EXPECT_EQ(files_.logs.size(), 2U);
 }
@@ -114,7 +123,7 @@ TEST_F(ReadBackup, RefusesShippedLogFilesWithoutThoseOfTheCopy)
     write("log.0000000004");
     std::string error;
     files_ = {};
-    EXPECT_TRUE(Ctl::readBackup(dir_.path(), &files_, &error)) << error;
+    EXPECT_TRUE(read(&error)) << error;
 }
 
 TEST_F(ReadBackup, RefusesAnUnfinishedCopy)
@@ -122,6 +131,60 @@ TEST_F(ReadBackup, RefusesAnUnfinishedCopy)
     write("log.0000000001");
     write("BackupInProgress.tmp", "");
     EXPECT_EQ(refusal(), dir_.path() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
+}
+
+TEST_F(ReadBackup, RefusesACopyThatWasCutOffBeforeItsList)
+{
+    write("log.0000000001");
+    write("BackupFiles.list.tmp", "");
+    EXPECT_EQ(refusal(), dir_.path() + " is unfinished: BackupFiles.list.tmp is there, the copy was not completed");
+}
+
+TEST_F(ReadBackup, RefusesACopyWithoutAListUnlessTold)
+{
+    write("t");
+    write("log.0000000001");
+    std::string error;
+    EXPECT_FALSE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error));
+    EXPECT_EQ(error, dir_.path() + " has no BackupFiles.list, without which nothing shows whether files are missing; "
+                                   "--without-list restores what is there");
+    files_ = {};
+    EXPECT_TRUE(read(&error)) << error;
+}
+
+TEST_F(ReadBackup, NeedsNoListOfTheLogFromItsBeginning)
+{
+    write("__log__/log.0000000001");
+    std::string error;
+    EXPECT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+}
+
+TEST_F(ReadBackup, TakesWhatTheListNames)
+{
+    write("sub/t", "abc");
+    write("log.0000000004", "log");
+    write("other", "x");
+    write("log.0000000009", "y");
+    write("__log__/log.0000000004", "log and more");
+    write("__log__/log.0000000005");
+    const BackupList list{.home = "/somewhere",
+                          .firstLog = 4,
+                          .lastLog = 4,
+                          .lastLogSize = 3,
+                          .files = {{"sub/t", {3, 1}}, {"log.0000000004", {3, 2}}}};
+    write("BackupFiles.list", writeBackupList(list));
+    std::string error;
+    ASSERT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+    EXPECT_THAT(files_.databases, testing::ElementsAre(testing::Key("sub/t")));
+    EXPECT_EQ(files_.databases.at("sub/t").listed, list.files.at("sub/t"));
+    EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(4U), testing::Key(5U)));
+    EXPECT_EQ(log(4), dir_.file("__log__/log.0000000004"));
+    EXPECT_EQ(files_.logs.at(4).listed, list.files.at("log.0000000004")) << "the shipped one begins like the copy";
+    EXPECT_FALSE(files_.logs.at(5).listed);
+    EXPECT_THAT(files_.unlisted, testing::ElementsAre("log.0000000009", "other"));
+
+    fs::remove(dir_.file("log.0000000004"));
+    EXPECT_EQ(refusal(), dir_.path() + " is incomplete: log.0000000004 is missing");
 }
 
 TEST_F(ReadBackup, RefusesADirectoryWithoutLogs)
@@ -149,6 +212,6 @@ TEST_F(ReadBackup, RefusesAnEmptyDirectory)
 TEST_F(ReadBackup, RefusesWhatIsNoDirectory)
 {
     std::string error;
-    EXPECT_FALSE(Ctl::readBackup(dir_.file("none"), &files_, &error));
+    EXPECT_FALSE(Ctl::readBackup(dir_.file("none"), Ctl::UnlistedCopy::Accepted, &files_, &error));
     EXPECT_EQ(error, dir_.file("none") + " is not a directory");
 }

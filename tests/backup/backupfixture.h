@@ -1,6 +1,9 @@
 #ifndef QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
 #define QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
 
+#include "format/backuplist.h"
+#include "format/backupnames.h"
+#include "format/checksum.h"
 #include "request/tablefixture.h"
 #include "support/programrun.h"
 
@@ -23,6 +26,34 @@
 inline std::string markerIn(const std::string& target)
 {
     return target + "/BackupInProgress.tmp";
+}
+
+/** The list of a copy's files. */
+inline std::string listIn(const std::string& target)
+{
+    return target + "/BackupFiles.list";
+}
+
+/** Writes the list of what a directory has now, in place of any that is there. */
+inline void writeListOf(const std::string& directory)
+{
+    namespace fs = std::filesystem;
+    fs::remove(listIn(directory));
+    BackupList list;
+    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+        const std::string name = fs::relative(entry.path(), directory);
+        if (!entry.is_regular_file() || name.starts_with("__log__/"))
+            continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        list.files[name] = {bytes.size(), Checksum::of(bytes)};
+        if (const auto number = BackupNames::logNumber(name); number && *number >= list.lastLog) {
+            list.firstLog = list.firstLog == 0 ? *number : std::min(list.firstLog, *number);
+            list.lastLog = *number;
+            list.lastLogSize = static_cast<std::uint32_t>(bytes.size());
+        }
+    }
+    std::ofstream(listIn(directory), std::ios::binary) << writeBackupList(list);
 }
 
 inline std::string logName(int number)
@@ -252,7 +283,15 @@ protected:
     }
     static ProgramRun restore(const std::string& backup, const std::string& target)
     {
-        return runProgram(QUORVACTL_BINARY, {"restore", backup, target});
+        return runProgram(QUORVACTL_BINARY, restoreArguments(backup, target));
+    }
+    /** Of a copy without a list of its files, what is there. */
+    static std::vector<std::string> restoreArguments(const std::string& backup, const std::string& target)
+    {
+        std::vector<std::string> arguments{"restore", backup, target};
+        if (!std::filesystem::exists(listIn(backup)))
+            arguments.emplace_back("--without-list");
+        return arguments;
     }
     /** What a restore prints after the lines of the tables: a pattern, as the time differs. */
     static testing::Matcher<std::string> restoreOutput(const std::string& tables, const std::string& summary,

@@ -143,7 +143,7 @@ TEST_F(RestoreCommand, RefusesATargetThatAServerHasOpen)
 
 TEST_F(RestoreCommand, RefusesADirectoryThatAServerHasOpen)
 {
-    expectRefusal(home(), target(), home() + " is open in a server, or a copy to it is under way");
+    expectRefusal(home(), target(), home() + " is open in a server");
 }
 
 TEST_F(RestoreCommand, RefusesAnUnfinishedBackup)
@@ -195,6 +195,7 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenADatabaseFileIsDamaged)
 TEST_F(RestoreCommand, LeavesNothingBehindWhenWhatShouldBeADatabaseIsNone)
 {
     std::ofstream(backup() + "/notes.txt") << "somebody's notes";
+    fs::remove(listIn(backup()));
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.error, StartsWith("quorvactl: " + backup() + ": notes.txt is damaged: "));
@@ -204,8 +205,9 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenWhatShouldBeADatabaseIsNone)
 TEST_F(RestoreCommand, LeavesNothingBehindWhenTheDiskIsFull)
 {
     // A limit on the size of files stands for the disk; the log file is larger.
-    const ProgramRun run = runProgram("/bin/sh", {"-c", "trap '' XFSZ; ulimit -f 2000; exec \"$@\"", "sh",
-                                                  QUORVACTL_BINARY, "restore", backup(), target()});
+    std::vector<std::string> words = restoreArguments(backup(), target());
+    words.insert(words.begin(), {"-c", "trap '' XFSZ; ulimit -f 2000; exec \"$@\"", "sh", QUORVACTL_BINARY});
+    const ProgramRun run = runProgram("/bin/sh", words);
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: cannot copy " + backup() + '/' + logName(1) + ": File too large\n");
@@ -215,16 +217,122 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenTheDiskIsFull)
 
 TEST_F(RestoreCommand, ShowsProgressOnATerminal)
 {
-    const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, {"restore", backup(), target()});
+    const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, restoreArguments(backup(), target()));
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 tables with 2 items", target()));
     EXPECT_THAT(run.error, AllOf(HasSubstr("\r\033[Kcopying 1/3"), HasSubstr("\r\033[Kcopying 3/3"),
                                  HasSubstr("\r\033[Krecovering"), HasSubstr("\r\033[Kverifying 0/2"),
                                  EndsWith("\r\033[Kverifying 2/2\r\n")));
 
-    const ProgramRun failed = runOnTerminal(QUORVACTL_BINARY, {"restore", backup(), target()});
+    const ProgramRun failed = runOnTerminal(QUORVACTL_BINARY, restoreArguments(backup(), target()));
     EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(failed.error, "quorvactl: " + target() + " is not empty\r\n");
+}
+
+TEST_F(RestoreCommand, RefusesACopyThatLacksAFileOfItsList)
+{
+    for (const std::string& name : namesIn(backup())) {
+        SCOPED_TRACE(name);
+        writeListOf(backup());
+        const std::string away = pathOf("away");
+        fs::rename(backup() + '/' + name, away);
+        if (fs::exists(listIn(backup()))) // it was not the list itself
+            expectRefusal(backup(), target(), backup() + " is incomplete: " + name + " is missing");
+        fs::rename(away, backup() + '/' + name);
+    }
+    writeListOf(backup());
+    EXPECT_EQ(restore(backup(), target()).error, "");
+}
+
+TEST_F(RestoreCommand, RefusesACopyWithAFileThatIsNotWhatWasCopied)
+{
+    writeListOf(backup());
+    fs::copy(backup(), pathOf("pristine"), fs::copy_options::recursive);
+    for (const std::string& name : namesIn(backup())) {
+        SCOPED_TRACE(name);
+        if (backup() + '/' + name == listIn(backup()))
+            continue;
+        const auto size = fs::file_size(backup() + '/' + name);
+        damage(name, static_cast<std::streamoff>(size) - 1, 1); // where a database has nothing that it would miss
+        expectRefusal(backup(), target(), backup() + ": " + name + " is damaged: it is not what was copied");
+        fs::resize_file(backup() + '/' + name, size - 1);
+        expectRefusal(backup(), target(),
+                      backup() + " is damaged: " + name + " has " + std::to_string(size - 1) + " bytes in place of " +
+                          std::to_string(size));
+        fs::copy_file(pathOf("pristine/") + name, backup() + '/' + name, fs::copy_options::overwrite_existing);
+    }
+    EXPECT_EQ(restore(backup(), target()).error, "");
+}
+
+TEST_F(RestoreCommand, RefusesAListThatIsNotWhole)
+{
+    writeListOf(backup());
+    fs::resize_file(listIn(backup()), fs::file_size(listIn(backup())) - 1);
+    expectRefusal(backup(), target(), listIn(backup()) + " is cut off");
+}
+
+TEST_F(RestoreCommand, TakesACopyWithoutAListOnlyWhenToldTo)
+{
+    fs::remove(listIn(backup()));
+    const ProgramRun refused = runProgram(QUORVACTL_BINARY, {"restore", backup(), target()});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.output, "");
+    EXPECT_EQ(refused.error, "quorvactl: " + backup() +
+                                 " has no BackupFiles.list, without which nothing shows whether files are missing; "
+                                 "--without-list restores what is there\n");
+    EXPECT_FALSE(fs::exists(target()));
+    const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", "--without-list", backup(), target()});
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_EQ(itemsOf(tableIn(target()), {"k"}).size(), 2U);
+}
+
+TEST_F(RestoreCommand, LeavesOutWhatIsNotInTheList)
+{
+    writeListOf(backup());
+    std::ofstream(backup() + "/notes.txt") << "somebody's notes";
+    fs::create_directory(backup() + "/more");
+    std::ofstream(backup() + "/more/log.0000000001") << "no log";
+    const ProgramRun run = restore(backup(), target());
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 tables with 2 items", target()));
+    EXPECT_EQ(run.error, "quorvactl: " + backup() +
+                             "/more/log.0000000001 is left out: it is not in the list of the copy's files\n" +
+                             "quorvactl: " + backup() +
+                             "/notes.txt is left out: it is not in the list of the copy's files\n");
+    EXPECT_FALSE(fs::exists(target() + "/more"));
+    EXPECT_FALSE(fs::exists(target() + "/notes.txt"));
+}
+
+TEST_F(RestoreCommand, RestoresTablesInDirectoriesAndWithNamesLikeThoseOfLogs)
+{
+    // A closed directory is as good as a copy of it.
+    const std::string source = makeDirectory("source");
+    const std::vector<std::string> names{"sub/t", "sub/deeper/log.0000000001", "log.events", "log.1"};
+    for (const std::string& name : names) {
+        const QString table = QString::fromStdString(source + '|' + name);
+        createTable(table);
+        request("PutItem", {{"TableName", table}, {"Item", QVariantMap{{"h", textValue("k")}, {"r", textValue("r")}}}});
+    }
+    EXPECT_EQ(request("DeleteTable", {{"TableName", tableIn(source)}}), okReply());
+    writeListOf(source);
+    const ProgramRun run = restore(source, target());
+    EXPECT_EQ(run.status, 0) << run.error;
+    EXPECT_THAT(run.output, restoreOutput("log.1: 1 items\nlog.events: 1 items\nsub/deeper/log.0000000001: 1 items\n"
+                                          "sub/t: 1 items\n",
+                                          "4 tables with 4 items", target()));
+    for (const std::string& name : names)
+        EXPECT_EQ(itemsOf(QString::fromStdString(target() + '|' + name), {"k"}).size(), 1U) << name;
+}
+
+TEST_F(RestoreCommand, RefusesShippedLogFilesOfAnotherEnvironment)
+{
+    writeListOf(backup());
+    const std::string other = makeDirectory("other");
+    createTable(tableIn(other));
+    EXPECT_EQ(request("DeleteTable", {{"TableName", tableIn(other)}}), okReply());
+    fs::create_directory(backup() + "/__log__");
+    fs::copy_file(other + '/' + logName(1), backup() + "/__log__/" + logName(1));
+    expectRefusal(backup(), target(), backup() + ": __log__/" + logName(1) + " is damaged: it is not what was copied");
 }
 
 TEST_F(RestoreCommand, WrongCommandLineIsAUsageError)

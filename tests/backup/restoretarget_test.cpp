@@ -48,7 +48,7 @@ protected:
     class Stopped {
     public:
         Stopped(const std::string& from, const std::string& to, const std::string& place, std::size_t files)
-            : run_(QUORVACTL_BINARY, {"restore", from, to})
+            : run_(QUORVACTL_BINARY, restoreArguments(from, to))
         {
             EXPECT_TRUE(waitUntil([&] { return filesBelow(place) >= files; }));
             run_.signal(SIGSTOP);
@@ -175,7 +175,7 @@ TEST_F(RestoreTarget, KillsAtAnyInstantLeaveAllOrNothingToAServer)
     for (int i = 0; i < 25; ++i) {
         SCOPED_TRACE(i);
         {
-            RunningProgram run(QUORVACTL_BINARY, {"restore", backup(), target()});
+            RunningProgram run(QUORVACTL_BINARY, restoreArguments(backup(), target()));
             EXPECT_TRUE(waitUntil([&] { return !workDirectories().empty() || fs::exists(target()); }));
             std::this_thread::sleep_for(std::chrono::milliseconds(i * 4)); // the instant
             run.signal(SIGKILL);
@@ -183,7 +183,7 @@ TEST_F(RestoreTarget, KillsAtAnyInstantLeaveAllOrNothingToAServer)
         }
         for (const std::string& left : workDirectories()) {
             ++cutOff;
-            if (!namesIn(left).empty()) // not even begun: as good as any empty directory
+            if (namesIn(left).size() > 1) // before that there is nothing of the backup in it
                 expectNotOpened(left);
         }
         if (fs::exists(target() + "/DB_CONFIG"))
@@ -215,6 +215,18 @@ TEST_F(RestoreTarget, CutOffAtItsVeryEndIsRestoredOnceMore)
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.error, "quorvactl: removed what an interrupted restore left in " + target() + '\n');
     expectWhole(target());
+}
+
+TEST_F(RestoreTarget, CutOffAtItsVeryBeginningLeavesNothingForever)
+{
+    fs::create_directory(target() + ".restoring-aaaaaa");
+    fs::create_directory(target() + ".restoring-bbbbbb");
+    std::ofstream(target() + ".restoring-bbbbbb/DB_CONFIG").flush();
+    fs::create_directory(target() + ".restoring-cccccc"); // holds something else: not ours
+    std::ofstream(target() + ".restoring-cccccc/t").flush();
+    EXPECT_EQ(restore(backup(), target()).status, 0);
+    EXPECT_THAT(namesIn(pathOf("place")), ElementsAre("restored", "restored.restoring-cccccc"));
+    EXPECT_THAT(namesIn(target() + ".restoring-cccccc"), ElementsAre("t"));
 }
 
 TEST_F(RestoreTarget, SettingsThatSomebodyPutThereAreNoLeftover)
@@ -270,8 +282,9 @@ TEST_F(RestoreTarget, ALinkToADirectoryStaysALink)
 
 TEST_F(RestoreTarget, HasTheAccessModeOfANewDirectory)
 {
-    const ProgramRun run =
-        runProgram("/bin/sh", {"-c", "umask 027; exec \"$@\"", "sh", QUORVACTL_BINARY, "restore", backup(), target()});
+    std::vector<std::string> words = restoreArguments(backup(), target());
+    words.insert(words.begin(), {"-c", "umask 027; exec \"$@\"", "sh", QUORVACTL_BINARY});
+    const ProgramRun run = runProgram("/bin/sh", words);
     EXPECT_EQ(run.status, 0) << run.error;
     EXPECT_EQ(static_cast<int>(fs::status(target()).permissions()), 0750);
 }

@@ -80,6 +80,7 @@ _quorvactl()
         ;;
     restore)
         everywhere='--help'
+        options='--without-list'
         ((arguments < 2)) && files=yes
         ;;
     call) ((arguments == 0)) && candidates=$operations ;;

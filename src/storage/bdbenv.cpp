@@ -179,6 +179,11 @@ int BDBEnv::lockDirectory(const QByteArray& home)
     return ::flock(directory_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
 }
 
+BDBBackupStatus BDBEnv::backupStatus()
+{
+    return hotBackupThread_ ? hotBackupThread_->status() : BDBBackupStatus();
+}
+
 int BDBEnv::backup(const QString& target, int mode)
 {
     return hotBackupThread_ ? hotBackupThread_->schedule(target, mode) : 3;

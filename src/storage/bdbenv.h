@@ -16,6 +16,7 @@ class BDBCheckpointThread;
 class BDBHotBackupThread;
 class BDBLockDetectThread;
 class BDBStatPrintThread;
+struct BDBBackupStatus;
 
 /**
  * One open Berkeley DB environment: a directory on disk that is opened once and shared by all requests. It is also the
@@ -48,6 +49,9 @@ public:
 
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
+
+    /** What the hot backup does at the moment. */
+    [[nodiscard]] BDBBackupStatus backupStatus();
 
     /** Last in the lock order, and held exclusively for moments only. */
     CommitGate& commitGate() { return commitGate_; }

@@ -160,7 +160,7 @@ TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
     HeldCopy held(target); // a pipe cannot be synchronised with a disk
     fs::remove(markerIn(target));
     auto started = std::async(std::launch::async, [&] {
-        return backup({"start", table(), target, "--wait", "--stall", "1000"});
+        return backup({"start", table(), target, "--wait", "--stall", "70"});
     });
     EXPECT_TRUE(held.waitUntilHeld());
     held.release();

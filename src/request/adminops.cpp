@@ -1,6 +1,8 @@
 #include "request/adminops.h"
 
 #include "log/log.h"
+#include "request/envaccess.h"
+#include "request/opentable.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbhotbackup.h"
 
@@ -9,6 +11,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
+
+constexpr const char* StateNames[] = {"none", "copying", "shipping", "stopping"}; // of BDBBackupStatus::State
 
 int flushDb(BDBRequest& request, const QByteArray& tableName)
 {
@@ -37,6 +41,19 @@ int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVari
         return backupControl(request, actions.value(u"UpdateDbBackup"_s), BackupShipLogs);
     if (actions.contains(u"StopDbBackup"_s))
         return backupControl(request, QVariant(), BackupStop);
+    return StatusSuccess;
+}
+
+int describeBackup(BDBRequest& request)
+{
+    EnvAccess access;
+    if (const int rc = openTable(request, tableNameOf(request), &access))
+        return rc;
+    const BDBBackupStatus status = request.environment.env()->backupStatus();
+    QVariantMap backup{{"State", QLatin1String(StateNames[status.state])}};
+    if (status.state != BDBBackupStatus::None)
+        backup.insert(u"Target"_s, status.target);
+    request.reply.insert(u"Backup"_s, backup);
     return StatusSuccess;
 }
 

@@ -3,6 +3,9 @@
 
 #include "records/requestcontext.h"
 
+/** The operation that tells what the backup of a table's environment does. Reads the parsed body, fills the reply. */
+[[nodiscard]] int describeBackup(BDBRequest& request);
+
 /** The administrative actions that ride in an UpdateTable. The caller holds the environment's access lock shared. */
 
 /**

@@ -2,6 +2,7 @@
 
 #include "log/log.h"
 #include "records/lookup.h"
+#include "request/adminops.h"
 #include "request/batchwrite.h"
 #include "request/itemops.h"
 #include "request/scanquery.h"
@@ -28,6 +29,7 @@ constexpr Operation Operations[] = {
     {"DynamoDB_20111205.CreateTable", createTable},
     {"DynamoDB_20111205.DeleteTable", deleteTable},
     {"DynamoDB_20111205.Scan", scanTable},
+    {"Quorva_1.DescribeBackup", describeBackup},
 };
 
 } // namespace

@@ -238,6 +238,11 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
     return 0;
 }
 
+BDBBackupStatus BDBEnv::backupStatus()
+{
+    return hotBackupThread_ ? hotBackupThread_->status() : BDBBackupStatus();
+}
+
 int BDBEnv::backup(const QString& target, int mode)
 {
     return hotBackupThread_ ? hotBackupThread_->schedule(target, mode) : 3;

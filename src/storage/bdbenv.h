@@ -20,6 +20,7 @@ class BDBHotBackupThread;
 class BDBIndex;
 class BDBLockDetectThread;
 class BDBStatPrintThread;
+struct BDBBackupStatus;
 
 /**
  * One open Berkeley DB environment: a directory on disk that is opened once and shared by all requests. It is also the
@@ -78,6 +79,9 @@ public:
 
     /** Hands an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
+
+    /** What the hot backup does at the moment. */
+    [[nodiscard]] BDBBackupStatus backupStatus();
 
     /** Held while a database is opened; in the lock order in front of mutex(). */
     QMutex& openingMutex() { return openingMutex_; }

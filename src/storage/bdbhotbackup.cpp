@@ -110,6 +110,17 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
     }
 }
 
+BDBBackupStatus BDBHotBackupThread::status()
+{
+    const QMutexLocker locker(&scheduleMutex_);
+    if (!running_)
+        return {};
+    const std::lock_guard lock(stopMutex_);
+    if (stopFlag_)
+        return {BDBBackupStatus::Stopping, target_};
+    return {mode_ == BackupShipLogs ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
+}
+
 /** Clears the flags before the thread runs, so that a stop which follows at once is not lost. */
 int BDBHotBackupThread::startThread(const QString& target, int mode)
 {

@@ -19,14 +19,21 @@ struct LogPosition;
 /** What a backup is asked to do. The numbers come with the requests. */
 enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
 
+/** What a backup does at the moment. */
+struct BDBBackupStatus {
+    enum State { None, Copying, Shipping, Stopping }; // Stopping: told to end, and at its last step
+    State state = None;
+    QString target; // empty with None
+};
+
 /**
  * Copies an environment to a directory while it serves, and keeps the copy current by moving there each log file that
  * the environment no longer needs. Idle until schedule() starts it.
  *
  * What the target holds then is in format/backupnames.h. Requesting applications make and watch its marker.
  *
- * Threads: schedule() from any; requestStop() from any. The environment must outlive the object, whose destructor waits
- * for the thread, a full copy included. Not a QThread, for the reason that MaintenanceThread gives.
+ * Threads: schedule() and status() from any; requestStop() from any. The environment must outlive the object, whose
+ * destructor waits for the thread, a full copy included. Not a QThread, for the reason that MaintenanceThread gives.
  */
 class BDBHotBackupThread final {
 public:
@@ -41,6 +48,9 @@ public:
      * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy.
      */
     [[nodiscard]] int schedule(const QString& target, int mode);
+
+    /** Changes nothing. Waits for a schedule() under way. */
+    BDBBackupStatus status();
 
     /** Makes the thread end at its next step; a sleep ends at once. */
     void requestStop();

@@ -75,14 +75,30 @@ int makeMarker(const fs::path& directory)
     return descriptor < 0 ? errno : ::close(descriptor);
 }
 
-/** Tells, before anything is made for it, when there is no server. */
-bool isReachable(const ServerAddress& server)
+/** What the backup of an environment does at the moment. */
+struct BackupState {
+    QString state; // "none", "copying", "shipping" or "stopping"
+    std::string target;
+
+    bool isIdle() const { return state == "none"; }
+    bool isTo(const std::string& directory) const
+    {
+        std::error_code error;
+        return target == directory || fs::equivalent(target, directory, error);
+    }
+};
+
+/** An exit code; `failed` begins the message on an error reply. Others have been told. */
+int askState(Session* session, const std::string& table, const std::string& failed, BackupState* state)
 {
-    Client::Connection connection;
-    if (connect(server, &connection))
-        return true;
-    complainNoReply(server, connection);
-    return false;
+    QVariantMap reply;
+    const int code =
+        session->request("Quorva_1.DescribeBackup", {{"TableName", QString::fromStdString(table)}}, &reply);
+    if (code == ExitErrorReply)
+        complainReply(failed, reply);
+    const QVariantMap backup = reply.value("Backup").toMap();
+    *state = {backup.value("State").toString(), backup.value("Target").toString().toStdString()};
+    return code;
 }
 
 } // namespace
@@ -119,6 +135,7 @@ BackupCommand::BackupCommand(CLI::App* app)
     addExample(update_, "quorvactl backup update 'build/shop|orders' /srv/backup/shop");
     addExample(stop_, "quorvactl backup stop 'build/shop|orders'");
     start_->add_flag("--wait", wait_, "Wait until the copy is complete");
+    start_->add_flag("--replace", replace_, "End a backup of the environment to another directory");
     start_->add_option("--stall", stallSeconds_, "With --wait: give up when the copy has not grown for this long")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
@@ -136,9 +153,10 @@ int BackupCommand::run(const ServerAddress& server) const
 
 int BackupCommand::start(const ServerAddress& server) const
 {
-    if (!isReachable(server))
-        return ExitNoReply;
     const std::string directory = absolute(directory_);
+    Session session(server);
+    if (const int code = checkNoOther(&session, directory))
+        return code;
     std::error_code error;
     fs::create_directories(directory, error);
     if (const int failure = makeMarker(directory)) {
@@ -156,12 +174,31 @@ int BackupCommand::start(const ServerAddress& server) const
         complain(markerIn(directory).string() + " stays: the server may have begun the copy");
     if (code != ExitOk)
         return code;
-    return wait_ ? waitUntilComplete(directory) : ExitOk;
+    return wait_ ? waitUntilComplete(&session, directory) : ExitOk;
 }
 
-/** The server deletes the marker when the copy is complete; when it fails, only its log tells, and the copy stands
- * still. */
-int BackupCommand::waitUntilComplete(const std::string& directory) const
+/**
+ * The server would end the shipping to another directory in silence, and a restore of that give old data. Asked before
+ * anything is made for the copy.
+ */
+int BackupCommand::checkNoOther(Session* session, const std::string& directory) const
+{
+    BackupState state;
+    if (const int code = askState(session, table_, "cannot back up " + table_ + " to " + directory, &state))
+        return code;
+    const bool goesOn = state.state == "copying" || state.state == "shipping";
+    if (!goesOn || replace_ || state.isTo(directory))
+        return ExitOk;
+    complain("the environment of " + table_ + " is backed up to " + state.target + " already, which would end",
+             {"try: --replace, if " + state.target + " need not be kept up to date any more"});
+    return ExitErrorReply;
+}
+
+/**
+ * The server deletes the marker when the copy is complete, before it goes on to shipping or ends. So a marker that is
+ * still there after the server has said that it does nothing for this directory is that of a copy that failed.
+ */
+int BackupCommand::waitUntilComplete(Session* session, const std::string& directory) const
 {
     using Clock = std::chrono::steady_clock;
     const bool terminal = ::isatty(STDERR_FILENO) != 0;
@@ -169,6 +206,13 @@ int BackupCommand::waitUntilComplete(const std::string& directory) const
     Clock::time_point grown = Clock::now();
     std::error_code error;
     while (fs::exists(markerIn(directory), error)) {
+        BackupState state;
+        if (const int code = askState(session, table_, "cannot ask for the backup of " + table_, &state))
+            return code;
+        if ((state.isIdle() || !state.isTo(directory)) && fs::exists(markerIn(directory), error)) {
+            complain("the copy to " + directory + " has failed; the server's log tells why");
+            return ExitErrorReply;
+        }
         if (const auto size = bytesIn(directory); size != bytes) {
             bytes = size;
             grown = Clock::now();

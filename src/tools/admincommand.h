@@ -9,6 +9,8 @@
 
 namespace Ctl {
 
+class Session;
+
 /** "flush TABLE": forces the log of the table's environment to disk. */
 class FlushCommand {
 public:
@@ -32,7 +34,8 @@ public:
 
 private:
     int start(const ServerAddress& server) const;
-    int waitUntilComplete(const std::string& directory) const;
+    int checkNoOther(Session* session, const std::string& directory) const;
+    int waitUntilComplete(Session* session, const std::string& directory) const;
 
     CLI::App* const command_; // owned by the application, as all of these
     CLI::App* start_;
@@ -41,6 +44,7 @@ private:
     std::string table_;
     std::string directory_;
     bool wait_ = false;
+    bool replace_ = false;
     int stallSeconds_ = 60;
 };
 

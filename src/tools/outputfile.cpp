@@ -1,5 +1,7 @@
 #include "tools/outputfile.h"
 
+#include "base/filesync.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -92,20 +94,8 @@ std::string OutputFile::commit(Disk disk)
     written_.clear();
     if (disk == Disk::Whenever)
         return {};
-    const int error = synchronise();
+    const int error = syncToDisk(fs::path(path_).parent_path()); // its name
     return error == 0 ? std::string() : failure(error);
-}
-
-/** Puts the new name on disk. 0 or an errno value. */
-int OutputFile::synchronise() const
-{
-    const fs::path directory = fs::path(path_).parent_path();
-    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno;
-    const int error = ::fsync(descriptor) != 0 ? errno : 0;
-    ::close(descriptor);
-    return error;
 }
 
 std::string OutputFile::failure(int error) const

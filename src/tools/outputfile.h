@@ -30,7 +30,6 @@ public:
 
 private:
     std::string failure(int error) const;
-    int synchronise() const;
 
     const std::string path_; // links resolved
     std::string written_;    // the name that it has until then; empty when there is none to remove

@@ -1,5 +1,6 @@
 #include "backupfixture.h"
 
+#include "support/scriptedserver.h"
 #include "terminalrun.h"
 #include "tools/complaints.h"
 
@@ -31,6 +32,15 @@ protected:
     {
         arguments.insert(arguments.begin(), "backup");
         return quorvactl(arguments);
+    }
+
+    /** What the server says about the backup of the table's environment. */
+    QVariantMap backupState()
+    {
+        QVariantMap reply = request("Quorva_1.DescribeBackup", {{"TableName", tableName()}});
+        const QVariantMap backup = reply.take("Backup").toMap();
+        EXPECT_EQ(reply, okReply());
+        return backup;
     }
 
     static void expectQuietSuccess(const ProgramRun& run)
@@ -108,7 +118,7 @@ TEST_F(BackupCommand, StartRemovesItsMarkerWhenTheServerRefuses)
     HeldCopy held(running);
     EXPECT_EQ(act("DbBackup", running), accepted());
     ASSERT_TRUE(held.waitUntilHeld());
-    const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait"});
+    const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait", "--replace"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, anotherRuns("cannot back up " + table() + " to " + pathOf("target")));
@@ -128,11 +138,13 @@ TEST_F(BackupCommand, StartMakesNothingWhenNoServerIsThere)
 TEST_F(BackupCommand, StartLeavesItsMarkerWhenTheReplyIsLost)
 {
     const std::string target = pathOf("target");
-    server_.kill(SIGSTOP);
-    auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
-    EXPECT_TRUE(waitUntil([&] { return hasMarker(target); }));
-    killServer(); // which might have begun the copy
-    const ProgramRun run = started.get();
+    const ReplyingServer server([](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+        if (operation == "Quorva_1.DescribeBackup")
+            return R"({"Backup":{"State":"none"},"__rc":200,"__rcstr":"OK"})";
+        return std::nullopt; // it might have begun the copy
+    });
+    const ProgramRun run = runProgram(
+        QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "backup", "start", table(), target, "--wait"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.error,
@@ -141,17 +153,96 @@ TEST_F(BackupCommand, StartLeavesItsMarkerWhenTheReplyIsLost)
     EXPECT_TRUE(hasMarker(target)) << "so that nobody restores half a copy";
 }
 
-TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatFailed)
+TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
 {
     put("k", "r", {{"a", textValue("x")}});
-    const std::string target = makeDirectory("target");
-    fs::create_symlink("/dev/full", target + '/' + onlyDataFile());
-    const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
+    const std::string target = markedTarget("target");
+    HeldCopy held(target); // a pipe cannot be synchronised with a disk
+    fs::remove(markerIn(target));
+    auto started = std::async(std::launch::async, [&] {
+        return backup({"start", table(), target, "--wait", "--stall", "70"});
+    });
+    EXPECT_TRUE(held.waitUntilHeld());
+    held.release();
+    ASSERT_EQ(started.wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    const ProgramRun run = started.get();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.error, "quorvactl: the copy does not grow any more; the server's log tells why\n");
+    EXPECT_EQ(run.error, "quorvactl: the copy to " + target + " has failed; the server's log tells why\n");
     EXPECT_TRUE(hasMarker(target)) << "it is not complete";
-    EXPECT_THAT(takeBackupLines(), Contains("[ERROR] bdb # Dbenv backup failed rc 28"));
+    EXPECT_THAT(takeBackupLines(), Contains(HasSubstr("Dbenv backup failed rc ")));
+}
+
+TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
+{
+    const std::string target = markedTarget("target");
+    HeldCopy held(target);
+    fs::remove(markerIn(target));
+    const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.error, "quorvactl: the copy does not grow any more; the server's log tells why\n");
+    EXPECT_TRUE(hasMarker(target));
+}
+
+TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
+{
+    const std::string target = markedTarget("target");
+    HeldCopy held(target);
+    fs::remove(markerIn(target));
+    auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+    EXPECT_TRUE(held.waitUntilHeld());
+    killServer();
+    const ProgramRun run = started.get();
+    EXPECT_EQ(run.status, 2);
+    EXPECT_THAT(run.error, StartsWith("quorvactl: no reply from "));
+    EXPECT_TRUE(hasMarker(target));
+}
+
+TEST_F(BackupCommand, StartDoesNotTakeTheShippingFromAnotherTargetUnlessTold)
+{
+    const std::string first = pathOf("first");
+    expectQuietSuccess(backup({"start", table(), first, "--wait"}));
+    (void)takeBackupLinesUntil("Done BDBHotBackupThread.log_archive");
+    const std::string second = pathOf("second");
+    const ProgramRun run = backup({"start", table(), second, "--wait"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error, "quorvactl: the environment of " + table() + " is backed up to " + first +
+                             " already, which would end\n  try: --replace, if " + first +
+                             " need not be kept up to date any more\n");
+    EXPECT_FALSE(fs::exists(second));
+    EXPECT_THAT(takeBackupLines(), IsEmpty()) << "the first goes on";
+
+    // By another name it is the same.
+    fs::create_directory_symlink(first, pathOf("link"));
+    expectQuietSuccess(backup({"start", table(), pathOf("link"), "--wait"}));
+    expectQuietSuccess(backup({"start", table(), second, "--wait", "--replace"}));
+    EXPECT_FALSE(hasMarker(second));
+    // Nothing runs: nothing is taken away.
+    expectQuietSuccess(backup({"stop", table()}));
+    ASSERT_TRUE(waitUntil([&] { return backupState() == QVariantMap{{"State", "none"}}; }));
+    expectQuietSuccess(backup({"start", table(), pathOf("third"), "--wait"}));
+}
+
+TEST_F(BackupCommand, TheServerTellsWhatABackupDoes)
+{
+    EXPECT_EQ(backupState(), (QVariantMap{{"State", "none"}}));
+    const std::string target = markedTarget("target");
+    const QString name = QString::fromStdString(target);
+    {
+        HeldCopy held(target);
+        EXPECT_EQ(act("DbBackup", target), accepted());
+        ASSERT_TRUE(held.waitUntilHeld());
+        EXPECT_EQ(backupState(), (QVariantMap{{"State", "copying"}, {"Target", name}}));
+        EXPECT_EQ(act("StopDbBackup"), accepted());
+        EXPECT_EQ(backupState(), (QVariantMap{{"State", "stopping"}, {"Target", name}}));
+    }
+    EXPECT_TRUE(waitUntil([&] { return backupState() == QVariantMap{{"State", "none"}}; })) << "it failed";
+    EXPECT_EQ(act("UpdateDbBackup", pathOf("shipped")), accepted());
+    EXPECT_EQ(backupState(),
+              (QVariantMap{{"State", "shipping"}, {"Target", QString::fromStdString(pathOf("shipped"))}}));
+    EXPECT_EQ(request("Quorva_1.DescribeBackup", {{"TableName", "/nowhere|t"}}),
+              request("UpdateTable", {{"TableName", "/nowhere|t"}}));
 }
 
 TEST_F(BackupCommand, UpdateShipsAndIsRefusedWhileThatRuns)

@@ -89,17 +89,17 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     // The tool: what it takes is named like a log file, and so is what the server would remove.
     Ctl::BackupFiles files;
     std::string error;
-    const bool restorable = Ctl::readBackup(target, &files, &error);
+    const bool restorable = Ctl::readBackup(target, Ctl::UnlistedCopy::Accepted, &files, &error);
     FUZZ_ASSERT(restorable == error.empty());
-    for (const auto& [number, path] : files.logs) {
-        std::string name = path.filename().string();
+    for (const auto& [number, file] : files.logs) {
+        std::string name = file.path.filename().string();
         if (name.ends_with(".del"))
             name.resize(name.size() - 4);
         FUZZ_ASSERT(numberOf(name) == number);
         FUZZ_ASSERT(BackupNames::logFile(number) == name);
     }
-    for (const fs::path& path : files.databases)
-        FUZZ_ASSERT(!numberOf(path.filename().string()));
+    for (const auto& [name, file] : files.databases)
+        FUZZ_ASSERT(!numberOf(name));
     if (restorable) {
         FUZZ_ASSERT(files.logs.rbegin()->first - files.logs.begin()->first == files.logs.size() - 1);
         (void)files.bytes();

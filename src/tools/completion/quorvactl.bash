@@ -74,7 +74,7 @@ _quorvactl()
     backup)
         case $action in
         '') candidates='start update stop' ;;
-        start) options='--wait --stall' ;;
+        start) options='--wait --stall --replace' ;;
         esac
         [[ $action == start || $action == update ]] && ((arguments == 1)) && files=yes
         ;;

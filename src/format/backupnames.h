@@ -11,6 +11,8 @@
  * On disk, do not change. Pure; any thread.
  *
  *     BackupInProgress.tmp          made by whoever asks for a full backup, deleted by the server when that is complete
+ *     BackupFiles.list              what the copy consists of (backuplist.h); written when all of it is on disk
+ *     BackupFiles.list.tmp          the same of a copy that is being made, with the names alone
  *     log.0000000041                log files of the copy, beside the database files
  *     __log__/log.0000000042        log files that were shipped afterwards
  *     __log__/log.0000000042.del    the previous copy of one while it is being replaced
@@ -18,6 +20,8 @@
 namespace BackupNames {
 
 inline constexpr const char* Marker = "BackupInProgress.tmp";
+inline constexpr const char* ListFile = "BackupFiles.list";
+inline constexpr const char* UnfinishedListFile = "BackupFiles.list.tmp";
 inline constexpr const char* LogDirectory = "__log__";
 inline constexpr std::string_view ReplacedSuffix = ".del";
 

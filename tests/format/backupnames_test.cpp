@@ -34,6 +34,12 @@ TEST(BackupNames, ShippedLogFileMayBeThePreviousCopy)
         EXPECT_EQ(BackupNames::shippedLogNumber(name), std::nullopt) << name;
 }
 
+TEST(BackupNames, TheListKeepsItsName)
+{
+    EXPECT_STREQ(BackupNames::ListFile, "BackupFiles.list");
+    EXPECT_STREQ(BackupNames::UnfinishedListFile, "BackupFiles.list.tmp");
+}
+
 TEST(BackupNames, MarkerAndLogDirectoryAreWhatApplicationsExpect)
 {
     EXPECT_STREQ(BackupNames::Marker, "BackupInProgress.tmp");

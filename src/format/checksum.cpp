@@ -1,0 +1,55 @@
+#include "format/checksum.h"
+
+#include <array>
+#include <cstddef>
+
+namespace {
+
+constexpr std::size_t Width = 8; // bytes that are taken in at once
+using Table = std::array<std::array<std::uint64_t, 256>, Width>;
+
+/** Row n has what a byte followed by n zero bytes leaves. */
+constexpr Table makeTable()
+{
+    constexpr std::uint64_t polynomial = 0xc96c5795d7870f42;
+    Table table{};
+    for (std::uint64_t byte = 0; byte < 256; ++byte) {
+        std::uint64_t remainder = byte;
+        for (int bit = 0; bit < 8; ++bit)
+            remainder = (remainder >> 1) ^ ((remainder & 1) != 0 ? polynomial : 0);
+        table[0][byte] = remainder;
+    }
+    for (std::size_t row = 1; row < Width; ++row) {
+        for (std::size_t byte = 0; byte < 256; ++byte)
+            table[row][byte] = (table[row - 1][byte] >> 8) ^ table[0][table[row - 1][byte] & 0xff];
+    }
+    return table;
+}
+
+constexpr Table Remainders = makeTable();
+
+} // namespace
+
+void Checksum::add(std::string_view bytes)
+{
+    std::uint64_t remainder = remainder_;
+    for (; bytes.size() >= Width; bytes.remove_prefix(Width)) {
+        std::uint64_t block = 0;
+        for (std::size_t i = 0; i < Width; ++i) // the lowest byte first, whatever the processor's order
+            block |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << (8 * i);
+        block ^= remainder;
+        remainder = 0;
+        for (std::size_t i = 0; i < Width; ++i)
+            remainder ^= Remainders[Width - 1 - i][(block >> (8 * i)) & 0xff];
+    }
+    for (const char byte : bytes)
+        remainder = (remainder >> 8) ^ Remainders[0][(remainder ^ static_cast<unsigned char>(byte)) & 0xff];
+    remainder_ = remainder;
+}
+
+std::uint64_t Checksum::of(std::string_view bytes)
+{
+    Checksum checksum;
+    checksum.add(bytes);
+    return checksum.value();
+}

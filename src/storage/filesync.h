@@ -2,9 +2,14 @@
 #define QUORVA_STORAGE_FILESYNC_H
 
 #include <filesystem>
+#include <string_view>
 
 /** Waits until what was written to a file or directory, by any process, survives a loss of power. 0 or an errno value.
  */
 [[nodiscard]] int syncToDisk(const std::filesystem::path& path);
+
+/** Makes a file, or replaces what is in it, and waits until its bytes are on disk; not its name. 0 or an errno value.
+ */
+[[nodiscard]] int writeToDisk(const std::filesystem::path& path, std::string_view bytes);
 
 #endif

@@ -83,7 +83,8 @@ bool readBackup(const fs::path& directory, BackupFiles* files, std::string* erro
             return false;
         }
         std::error_code vanished;
-        if (!entry->is_regular_file(vanished))
+        if (!entry->is_regular_file(vanished) || name == BackupNames::ListFile ||
+            name == BackupNames::UnfinishedListFile)
             continue;
         if (const auto number = BackupNames::logNumber(name))
             files->logs.emplace(*number, entry->path());

@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -26,4 +27,18 @@ int syncTreeToDisk(const fs::path& directory)
             return failure;
     }
     return error ? error.value() : syncToDisk(directory);
+}
+
+int writeToDisk(const fs::path& path, std::string_view bytes)
+{
+    const Base::Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!file.isOpen())
+        return errno;
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file.number(), bytes.data(), bytes.size());
+        if (written < 0)
+            return errno;
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return ::fsync(file.number()) == 0 ? 0 : errno;
 }

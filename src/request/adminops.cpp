@@ -26,7 +26,9 @@ int flushDb(BDBRequest& request, const QByteArray& tableName)
 
 int backupControl(BDBRequest& request, const QVariant& target, BDBBackupMode mode)
 {
-    return request.environment.env()->backup(target.toString(), mode);
+    // A number would pass for the name of a directory; what is no text names none, and the backup fails.
+    const bool isText = target.typeId() == QMetaType::QString;
+    return request.environment.env()->backup(isText ? target.toString() : QString(), mode);
 }
 
 } // namespace

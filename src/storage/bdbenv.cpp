@@ -12,7 +12,7 @@
 #include "storage/descriptorreserve.h"
 #include "storage/environmentfiles.h"
 #include "storage/environmentpath.h"
-#include "storage/filesync.h"
+#include "base/filesync.h"
 
 #include <algorithm>
 #include <atomic>

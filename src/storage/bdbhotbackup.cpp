@@ -1,10 +1,13 @@
 #include "storage/bdbhotbackup.h"
 
+#include "base/filesync.h"
 #include "format/backupnames.h"
 #include "log/log.h"
+#include "storage/backuptarget.h"
 #include "storage/bdbenv.h"
+#include "storage/boundedhold.h"
+#include "storage/environmentcopy.h"
 #include "storage/logshipping.h"
-#include "storage/logtail.h"
 #include "storage/settings.h"
 
 #include <QMutexLocker>
@@ -14,47 +17,16 @@
 #include <mutex>
 #include <system_error>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
 
-/**
- * The directory of a full copy, held like the home of an environment while the copy is made. A directory that is the
- * home of an open environment is refused: the copy would cut that environment's files to nothing, its own ones first.
- */
-class CopyTarget {
-public:
-    explicit CopyTarget(const QByteArray& path)
-    {
-        // An empty name would lead to the root of the file system, and a zero byte would cut the name short.
-        if (path.isEmpty() || path.contains('\0')) {
-            error_ = ENOENT;
-            return;
-        }
-        descriptor_ = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); // it need not be there yet
-        // Only a lock that somebody holds matters: there are file systems without such locks.
-        if (descriptor_ >= 0 && ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-            error_ = EBUSY;
-    }
-    ~CopyTarget()
-    {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    CopyTarget(const CopyTarget&) = delete;
-    CopyTarget& operator=(const CopyTarget&) = delete;
-
-    /** 0 or an errno value. */
-    int error() const { return error_; }
-
-private:
-    int descriptor_ = -1;
-    int error_ = 0;
-};
+// How long commits wait for a target that is slow to write its last few bytes, from try to try. A target that never
+// makes it ends the backup.
+constexpr std::chrono::milliseconds FirstHold{250};
+constexpr std::chrono::milliseconds LongestHold{4000};
 
 /** The absolute paths of the log files that the environment no longer needs. */
 int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
@@ -183,6 +155,9 @@ void BDBHotBackupThread::run(int mode)
 /** `mode` is what was asked for; a stop that came since does not make it something else. */
 void BDBHotBackupThread::work(int mode)
 {
+    // Kept: whatever ends a backup lets checkpoints of all environments remove log files, also when its target was
+    // refused and nothing had begun. Operators know a failed backup by that line.
+    //
     // A quiet end leaves `backupDisabled` as it is: whoever asked for the stop has seen to it.
     if (mode == BackupFull) {
         if (fullBackup() != 0)
@@ -198,74 +173,49 @@ void BDBHotBackupThread::work(int mode)
 
 int BDBHotBackupThread::fullBackup()
 {
-    const QByteArray target = target_.toUtf8();
     LOG_INFO << "Starting BDBHotBackupThread.backup";
-    const CopyTarget held(target);
-    std::uint32_t neededLog = 0;
-    LogPosition copied;
-    int rc = held.error();
+    EnvironmentCopy copy(env_, target_.toUtf8());
+    int rc = copy.begin();
     if (rc == 0)
-        rc = firstNeededLogFile(env_, &neededLog);
-    if (rc == DB_NOTFOUND) {
-        // A fresh environment, whose first checkpoint is only just under way. Berkeley DB copies none without a log.
-        rc = env_->txn_checkpoint(0, 0, DB_FORCE);
+        rc = copy.copy();
+    for (std::chrono::milliseconds limit = FirstHold; rc == 0 && limit <= LongestHold; limit *= 2) {
+        // What was acknowledged before the marker is gone is in the copy: no transaction commits between the copy of
+        // the log's last records and the deletion. Those are few, so the pause is short, unless the target is slow;
+        // then the commits go on, and it is tried again with what was written meanwhile.
+        BoundedHold noCommits;
+        rc = noCommits.begin(env_->commitGate(), limit);
         if (rc == 0)
-            rc = firstNeededLogFile(env_, &neededLog);
+            rc = copy.catchUp();
+        if (rc == 0)
+            rc = copy.writeList();
+        if (rc != 0)
+            break;
+        bool deleted = false;
+        if (noCommits.whileHeld([&] { deleted = deleteMarker(copy.path()); }))
+            return deleted && syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
+        noCommits.end();
+        rc = copy.catchUp();
     }
-    if (rc == 0)
-        rc = flushedLogPosition(env_, &copied);
-    if (rc == 0)
-        rc = env_->DbEnv::backup(target.constData(), DB_CREATE | DB_BACKUP_SINGLE_DIR);
-    if (rc == 0)
-        rc = leaveOwnLogs(neededLog, copied.file);
-    if (rc == 0)
-        rc = copyLogSince(&copied);
-    if (rc != 0)
-        return backupFailed(rc);
+    return backupFailed(rc != 0 ? rc : ETIMEDOUT);
+}
 
-    // What was acknowledged before the marker is gone is in the copy: no transaction commits between the copy of the
-    // log's last records and the deletion. All but those few records were copied before, so the pause is short.
-    const std::unique_lock noCommits(env_->commitGate());
-    if ((rc = copyLogSince(&copied)) != 0)
-        return backupFailed(rc);
+/** Kept: also when nobody had made the marker. Whoever asked cannot tell then whether the copy is complete. */
+bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
+{
     LOG_INFO << "Done BDBHotBackupThread.backup";
-    // Kept: also when nobody had made the marker. Whoever asked cannot tell then whether the copy is complete.
-    if (::unlink((target + '/' + BackupNames::Marker).constData()) != 0) {
-        LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target;
-        return 2;
-    }
-    return 0;
+    return ::unlink((target / BackupNames::Marker).c_str()) == 0;
+}
+
+int BDBHotBackupThread::markerFailed()
+{
+    LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target_.toUtf8();
+    return 2;
 }
 
 int BDBHotBackupThread::backupFailed(int rc)
 {
     LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
-}
-
-/**
- * Makes sure that the copy has the log files that it needs, from `needed` on, and removes all that earlier backups left
- * in the target. When a backup is stopped, or fails, in whatever environment, checkpoints remove log files again; one
- * in the middle of a copy takes away what happened between the pages copied first and itself. ENOENT then.
- */
-int BDBHotBackupThread::leaveOwnLogs(std::uint32_t needed, std::uint32_t last)
-{
-    std::uint32_t first = 0;
-    if (const int rc = firstLogFile(env_, &first))
-        return rc;
-    return first <= needed ? removeEarlierLogs(target_.toUtf8(), first, last) : ENOENT;
-}
-
-/** Copies what the log has gained since `*position`, and moves that on. */
-int BDBHotBackupThread::copyLogSince(LogPosition* position)
-{
-    LogPosition now;
-    if (const int rc = flushedLogPosition(env_, &now))
-        return rc;
-    if (const int rc = copyLogRange(env_, target_.toUtf8(), *position, now))
-        return rc;
-    *position = now;
-    return 0;
 }
 
 int BDBHotBackupThread::shipLogs()
@@ -278,6 +228,11 @@ int BDBHotBackupThread::shipLogs()
         return rc;
     }
     LOG_INFO << "Done BDBHotBackupThread.log_archive";
+    BackupTarget held(env_, target);
+    if (const int rc = held.openForShipping()) {
+        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
+        return rc;
+    }
     if (paths.isEmpty())
         return 0;
     LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();

@@ -9,12 +9,11 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
+#include <filesystem>
 #include <mutex>
 #include <thread>
 
 class BDBEnv;
-struct LogPosition;
 
 /** What a backup is asked to do. The numbers come with the requests. */
 enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
@@ -61,8 +60,8 @@ private:
     void join();
     int fullBackup();
     static int backupFailed(int rc);
-    int leaveOwnLogs(std::uint32_t needed, std::uint32_t last);
-    int copyLogSince(LogPosition* position);
+    static bool deleteMarker(const std::filesystem::path& target);
+    int markerFailed();
     int shipLogs();
     bool sleepUntilNextCycle();
     bool goOnToShipping();

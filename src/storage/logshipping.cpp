@@ -1,8 +1,8 @@
 #include "storage/logshipping.h"
 
+#include "base/filesync.h"
 #include "format/backupnames.h"
 #include "log/log.h"
-#include "storage/filesync.h"
 
 #include <filesystem>
 #include <string>
@@ -44,7 +44,8 @@ int backupLog(const QByteArray& target, const QByteArrayList& paths)
 {
     const QByteArray directory = logDirectory(target);
     std::error_code error;
-    if (!fs::exists(pathOf(directory), error) && !fs::create_directory(pathOf(directory), error)) {
+    const bool isThere = fs::exists(pathOf(directory), error) || fs::create_directory(pathOf(directory), error);
+    if (!isThere || syncToDisk(pathOf(target)) != 0) { // its name must last before a source goes
         LOG_ERROR(LogOrigin, __LINE__) << "Error in creating dir " << directory;
         return 0;
     }
@@ -83,14 +84,11 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
     return 0;
 }
 
-int removeEarlierLogs(const QByteArray& target, std::uint32_t first, std::uint32_t last)
+int removeLogs(const QByteArray& target)
 {
     const auto shipped = [](const std::string& name) { return BackupNames::shippedLogNumber(name).has_value(); };
-    const auto outside = [&](const std::string& name) {
-        const auto number = BackupNames::logNumber(name);
-        return number && (*number < first || *number > last);
-    };
+    const auto copied = [](const std::string& name) { return BackupNames::logNumber(name).has_value(); };
     if (const std::error_code error = removeFiles(pathOf(logDirectory(target)), shipped))
         return error.value();
-    return removeFiles(pathOf(target), outside).value();
+    return removeFiles(pathOf(target), copied).value();
 }

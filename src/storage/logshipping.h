@@ -27,10 +27,10 @@ QByteArray logDirectory(const QByteArray& target);
 [[nodiscard]] int moveFile(const QByteArray& source, const QByteArray& destination);
 
 /**
- * Removes the log files that earlier backups left in the target: all in its log directory, and next to the database
- * files those whose numbers are not `first` to `last`. A restore would find a gap between them and a new copy, or apply
- * records of an environment that took another course. 0 or an errno value.
+ * Removes the log files that an earlier backup left in the target: those of its log directory, and those next to the
+ * database files. A restore would find a gap between them and a new copy, or apply records of an environment that took
+ * another course. 0 or an errno value.
  */
-[[nodiscard]] int removeEarlierLogs(const QByteArray& target, std::uint32_t first, std::uint32_t last);
+[[nodiscard]] int removeLogs(const QByteArray& target);
 
 #endif

@@ -1,10 +1,12 @@
 #include "storage/logtail.h"
 
 #include "format/backupnames.h"
+#include "format/checksum.h"
 #include "storage/bdbenv.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <vector>
 
@@ -53,6 +55,11 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
     const File to(target, O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (!from.isOpen() || !to.isOpen())
         return errno;
+    struct stat status;
+    if (::fstat(to.descriptor(), &status) != 0)
+        return errno;
+    if (!S_ISREG(status.st_mode))
+        return ESPIPE; // something of somebody else's is in the way, and has no places to write to
     std::vector<char> buffer(256 * 1024);
     for (off_t offset = begin; end < 0 || offset < end;) {
         const auto wanted = end < 0 ? buffer.size() : std::min(buffer.size(), static_cast<std::size_t>(end - offset));
@@ -66,6 +73,21 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
         offset += got;
     }
     return ::fsync(to.descriptor()) == 0 ? 0 : errno;
+}
+
+/** What every record of a log begins with; on disk, in the byte order of the machine. */
+struct RecordHeader {
+    std::uint32_t previous = 0; // where the record before it begins, for the first of a file in the file before
+    std::uint32_t length = 0;   // with the header; 0 behind the last record of a file
+};
+
+int readHeader(const std::filesystem::path& file, off_t offset, RecordHeader* header)
+{
+    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
+    if (!from.isOpen())
+        return errno;
+    *header = {};
+    return ::pread(from.descriptor(), header, sizeof *header, offset) >= 0 ? 0 : errno;
 }
 
 /** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */
@@ -117,15 +139,62 @@ int firstNeededLogFile(BDBEnv* env, std::uint32_t* number)
 
 int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to)
 {
+    for (std::uint32_t file = from.file; file <= to.file; ++file) {
+        std::filesystem::path source;
+        if (const int rc = logFilePath(env, file, &source))
+            return rc;
+        const QByteArray copy = target + '/' + QByteArray::fromStdString(BackupNames::logFile(file));
+        const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
+        const off_t end = file == to.file ? static_cast<off_t>(to.offset) : -1;
+        if (const int rc = copyRange(QByteArray::fromStdString(source), copy, begin, end))
+            return rc;
+    }
+    return 0;
+}
+
+int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
+{
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
         return rc;
-    for (std::uint32_t file = from.file; file <= to.file; ++file) {
-        const QByteArray name = '/' + QByteArray::fromStdString(BackupNames::logFile(file));
-        const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
-        const off_t end = file == to.file ? static_cast<off_t>(to.offset) : -1;
-        if (const int rc = copyRange(home + name, target + name, begin, end))
-            return rc;
+    *path = std::filesystem::path(home) / BackupNames::logFile(number);
+    return 0;
+}
+
+int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size, Checksum* checksum)
+{
+    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
+    if (!from.isOpen())
+        return errno;
+    std::vector<char> buffer(256 * 1024);
+    while (size > 0) {
+        const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), size);
+        const ssize_t got = ::pread(from.descriptor(), buffer.data(), wanted, static_cast<off_t>(offset));
+        if (got <= 0)
+            return got < 0 ? errno : ENODATA;
+        checksum->add({buffer.data(), static_cast<std::size_t>(got)});
+        offset += static_cast<std::uint64_t>(got);
+        size -= static_cast<std::uint64_t>(got);
     }
+    return 0;
+}
+
+int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& directory, bool* follows)
+{
+    *follows = false;
+    std::filesystem::path path;
+    RecordHeader first;
+    RecordHeader last;
+    RecordHeader behind;
+    if (const int rc = logFilePath(env, number, &path))
+        return rc;
+    if (const int rc = readHeader(path, 0, &first))
+        return rc;
+    const std::filesystem::path before = directory / BackupNames::logFile(number - 1);
+    if (const int rc = readHeader(before, first.previous, &last))
+        return rc;
+    if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))
+        return rc;
+    *follows = last.length >= sizeof last && behind.length == 0;
     return 0;
 }

@@ -4,8 +4,10 @@
 #include <QByteArray>
 
 #include <cstdint>
+#include <filesystem>
 
 class BDBEnv;
+class Checksum;
 
 /** A place in an environment's log: a file number and a byte offset in that file. */
 struct LogPosition {
@@ -30,5 +32,18 @@ struct LogPosition {
  * offsets, and waits until it is on disk. 0 or an errno value.
  */
 [[nodiscard]] int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to);
+
+/** Where an environment has its log file of that number. 0 or an error code. */
+[[nodiscard]] int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path);
+
+/** Adds bytes of a file. 0 or an errno value; ENODATA when the file ends before. */
+[[nodiscard]] int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size,
+                                Checksum* checksum);
+
+/**
+ * Looks whether the environment's log file `number` is the one that came after the log file before it in `directory`:
+ * the header of its first record says where the last record of that begins. 0 with `*follows` set, or an error code.
+ */
+[[nodiscard]] int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& directory, bool* follows);
 
 #endif

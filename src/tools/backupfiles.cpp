@@ -45,7 +45,8 @@ std::map<std::string, fs::path> filesOfCopy(const fs::path& directory, std::erro
         std::error_code vanished;
         if (name == BackupNames::LogDirectory)
             entry.disable_recursion_pending();
-        else if (entry->is_regular_file(vanished) && name != BackupNames::ListFile)
+        else if (entry->is_regular_file(vanished) && name != BackupNames::ListFile &&
+                 name != BackupNames::UnfinishedListFile)
             found.emplace(name.string(), entry->path());
     }
     return found;

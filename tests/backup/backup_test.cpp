@@ -44,7 +44,7 @@ TEST_F(DbBackup, WithMarkerCopiesAllThenDeletesItAndShipsOn)
     EXPECT_EQ(act("DbBackup", target), accepted());
     EXPECT_THAT(takeBackupLinesUntil(DoneList), ElementsAre(StartCopy, DoneCopy, StartList, DoneList));
     std::vector<std::string> files = namesIn(home());
-    EXPECT_EQ(namesIn(target), files) << "and neither marker nor __log__";
+    EXPECT_EQ(namesIn(target), namesOfCopyOf(home())) << "and neither marker nor __log__";
     EXPECT_THAT(files, ElementsAre(logName(1), "t", onlyDataFile()));
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
@@ -55,7 +55,7 @@ TEST_F(DbBackup, WithoutMarkerMakesTheCopyAndThenReportsAFailure)
     EXPECT_EQ(act("DbBackup", target), accepted());
     EXPECT_THAT(takeBackupLinesUntil(Disabling),
                 ElementsAre(StartCopy, DoneCopy, "[ERROR] bdb # Failed to del temp file from " + target, Disabling));
-    EXPECT_EQ(namesIn(target), namesIn(home()));
+    EXPECT_EQ(namesIn(target), namesOfCopyOf(home()));
 
     // The thread has ended, so another is accepted.
     ASSERT_TRUE(waitUntil([&] { return act("DbBackup", markedTarget("another")) == accepted(); }));
@@ -77,7 +77,7 @@ TEST_F(DbBackup, WhileAFullBackupRunsIsAFailedConditionAndChangesNothing)
     EXPECT_THAT(namesIn(other), ElementsAre("BackupInProgress.tmp"));
 
     held.release();
-    EXPECT_THAT(takeBackupLinesUntil(Disabling), ElementsAre(copyFailed(1), Disabling));
+    EXPECT_THAT(takeBackupLinesUntil(Disabling), ElementsAre(copyFailed(ESPIPE), Disabling));
     EXPECT_TRUE(hasMarker(target)) << "the copy is not complete";
     backUpTo(other);
 }
@@ -154,7 +154,8 @@ TEST_F(DbBackup, ToTheHomeOfAnOpenEnvironmentFailsAndHarmsNeither)
 
 TEST_F(DbBackup, WithoutADirectoryFails)
 {
-    for (const QVariant& nothing : {QVariant(QString()), QVariant(QVariantMap{{"S", "x"}}), QVariant()}) {
+    for (const QVariant& nothing :
+         {QVariant(QString()), QVariant(QVariantMap{{"S", "x"}}), QVariant(), QVariant(5LL)}) {
         EXPECT_EQ(act("DbBackup", nothing), accepted());
         EXPECT_THAT(takeBackupLinesUntil(Disabling), ElementsAre(StartCopy, copyFailed(ENOENT), Disabling));
     }
@@ -211,6 +212,17 @@ TEST_F(UpdateDbBackup, WhileIdleShipsUnneededLogsWithoutACopy)
 
     restartServer(); // nothing that it needs is missing
     EXPECT_EQ(filledIn(tableName()), filled());
+}
+
+TEST_F(UpdateDbBackup, WithoutADirectoryFails)
+{
+    for (const QVariant& nothing :
+         {QVariant(QString()), QVariant(QVariantMap{{"S", "x"}}), QVariant(), QVariant(5LL)}) {
+        EXPECT_EQ(act("UpdateDbBackup", nothing), accepted());
+        EXPECT_THAT(takeBackupLinesUntil(Disabling),
+                    ElementsAre(StartList, DoneList, "[ERROR] bdb # log backup failed for ", Disabling));
+    }
+    EXPECT_FALSE(fs::exists("/__log__"));
 }
 
 TEST_F(UpdateDbBackup, WhileLogsAreShippedIsAFailedCondition)
@@ -326,8 +338,8 @@ TEST_F(DbBackup, OfTwoEnvironmentsAtOnceGoToTheirOwnTargets)
     EXPECT_EQ(actOn(other, "DbBackup", otherTarget), accepted());
     EXPECT_TRUE(waitUntilComplete(target));
     EXPECT_TRUE(waitUntilComplete(otherTarget));
-    EXPECT_EQ(namesIn(target), namesIn(home()));
-    EXPECT_EQ(namesIn(otherTarget), namesIn(otherHome));
+    EXPECT_EQ(namesIn(target), namesOfCopyOf(home()));
+    EXPECT_EQ(namesIn(otherTarget), namesOfCopyOf(otherHome));
     // Both ship, each refuses a second.
     EXPECT_EQ(act("UpdateDbBackup", target), refused());
     EXPECT_EQ(actOn(other, "UpdateDbBackup", otherTarget), refused());
@@ -348,7 +360,7 @@ TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsGoOnM
     createTable(tableIn(makeDirectory("other")));
     held.release();
     EXPECT_EQ(deleted.get(), okReply());
-    EXPECT_THAT(takeBackupLines(), Contains(copyFailed(1)));
+    EXPECT_THAT(takeBackupLines(), Contains(copyFailed(ESPIPE)));
     EXPECT_EQ(get("k", "r"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
     backUpTo(makeDirectory("another"));
 }

@@ -58,7 +58,7 @@ TEST_F(BackupCommand, StartMakesTheDirectoryAndTheMarkerThatTheServerDeletes)
     const std::string target = pathOf("some/where/target");
     expectQuietSuccess(backup({"start", table(), target}));
     EXPECT_TRUE(waitUntilComplete(target));
-    EXPECT_EQ(namesIn(target), namesIn(home()));
+    EXPECT_EQ(namesIn(target), namesOfCopyOf(home()));
     EXPECT_THAT(takeComplaints(), IsEmpty()) << "the marker was there";
 }
 
@@ -80,7 +80,7 @@ TEST_F(BackupCommand, StartShowsProgressOnATerminalOnly)
                                                             table(), pathOf("target"), "--wait"});
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error, AllOf(StartsWith("\r"), EndsWith("\r10.5 MB copied, complete\r\n")));
+    EXPECT_THAT(run.error, AllOf(StartsWith("\r"), EndsWith(" MB copied, complete\r\n")));
 }
 
 TEST_F(BackupCommand, StartTakesADirectoryFromWhereItIsRun)
@@ -88,7 +88,7 @@ TEST_F(BackupCommand, StartTakesADirectoryFromWhereItIsRun)
     const std::string relative = fs::relative(pathOf("target"));
     ASSERT_FALSE(relative.starts_with('/'));
     expectQuietSuccess(backup({"start", table(), relative, "--wait"}));
-    EXPECT_EQ(namesIn(pathOf("target")), namesIn(home()));
+    EXPECT_EQ(namesIn(pathOf("target")), namesOfCopyOf(home()));
 }
 
 TEST_F(BackupCommand, StartRefusesWhereAMarkerIs)

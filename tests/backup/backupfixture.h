@@ -18,7 +18,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -95,53 +94,44 @@ inline std::vector<std::string> namesIn(const std::string& directory)
 
 /**
  * A named pipe in the place of a log file of the copy: a full backup to that target stands still when it comes to the
- * log, until this is released or destroyed; then it fails, as a pipe cannot be synchronised with a disk.
+ * log, until this is released; then it fails with ESPIPE, as a pipe has no places to write to.
  */
 class HeldCopy {
 public:
-    explicit HeldCopy(const std::string& target) : path_(target + '/' + logName(1))
+    explicit HeldCopy(const std::string& target) : target_(target), path_(target + '/' + logName(1))
     {
         EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
     }
-    ~HeldCopy() { release(); }
+    ~HeldCopy()
+    {
+        if (reader_ >= 0)
+            close(reader_);
+    }
     HeldCopy(const HeldCopy&) = delete;
     HeldCopy& operator=(const HeldCopy&) = delete;
 
-    /** True once the copy stands still: there is something in the pipe. */
-    [[nodiscard]] bool waitUntilHeld()
+    /** True once the copy has begun: from then on it cannot get past the pipe. */
+    [[nodiscard]] bool waitUntilHeld() const
     {
-        openForReading();
-        pollfd readable{reader_, POLLIN, 0};
-        return poll(&readable, 1, 60'000) == 1;
+        return waitUntil([this] { return std::filesystem::exists(target_ + "/BackupFiles.list.tmp"); });
     }
 
-    /** Lets everything through until the writer has gone. */
-    void release()
-    {
-        if (released_)
-            return;
-        released_ = true;
-        openForReading();
-        std::vector<char> buffer(1 << 16);
-        for (;;) {
-            pollfd readable{reader_, POLLIN, 0};
-            if (poll(&readable, 1, 60'000) != 1 || read(reader_, buffer.data(), buffer.size()) <= 0)
-                break;
-        }
-        close(reader_);
-    }
+    /** Lets the copy go on, and fail. */
+    void release() { reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
 
 private:
-    void openForReading()
-    {
-        if (reader_ < 0)
-            reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    }
-
+    const std::string target_;
     const std::string path_;
     int reader_ = -1;
-    bool released_ = false;
 };
+
+/** The names in a backup of an environment that was just made: those of the environment, and the list of them. */
+inline std::vector<std::string> namesOfCopyOf(const std::string& home)
+{
+    std::vector<std::string> names = namesIn(home);
+    names.insert(std::upper_bound(names.begin(), names.end(), "BackupFiles.list"), "BackupFiles.list");
+    return names;
+}
 
 /** A server with a table, and targets for its backups. */
 class BackupTest : public TableTest {

@@ -1,6 +1,9 @@
 #include "storage/bdbhotbackup.h"
 
+#include "format/backuplist.h"
+#include "format/checksum.h"
 #include "storage/bdbtxn.h"
+#include "storage/logtail.h"
 #include "storage/settings.h"
 #include "support/logcapture.h"
 #include "support/systemcallfilter.h"
@@ -17,21 +20,76 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <shared_mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
+
+std::mutex syncMutex;
+std::string slowDirectory;           // guarded by syncMutex, as is the next
+std::function<void()> beforeSyncing; // called by the thread that waits for the disk
+std::string syncedPath;
+
+} // namespace
+
+/** Stands in for the system's, which it calls: a disk that takes its time. */
+extern "C" int fsync(int descriptor)
+{
+    std::error_code error;
+    const std::string path = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error).string();
+    std::function<void()> call;
+    {
+        const std::lock_guard lock(syncMutex);
+        if (!slowDirectory.empty() && path.starts_with(slowDirectory)) {
+            syncedPath = path;
+            call = beforeSyncing;
+        }
+    }
+    if (call)
+        call();
+    return static_cast<int>(syscall(SYS_fsync, descriptor));
+}
+
+namespace {
+
+/** Calls a function whenever something in a directory is brought to disk. */
+class SlowDisk {
+public:
+    SlowDisk(std::string directory, std::function<void()> call) { set(std::move(directory), std::move(call)); }
+    ~SlowDisk() { set({}, nullptr); }
+    SlowDisk(const SlowDisk&) = delete;
+    SlowDisk& operator=(const SlowDisk&) = delete;
+
+private:
+    static void set(std::string directory, std::function<void()> call)
+    {
+        const std::lock_guard lock(syncMutex);
+        slowDirectory = std::move(directory);
+        beforeSyncing = std::move(call);
+    }
+};
+
+/** What was brought to disk last in that directory. */
+std::string lastSynced()
+{
+    const std::lock_guard lock(syncMutex);
+    return syncedPath;
+}
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
@@ -84,6 +142,39 @@ private:
     static inline std::mutex mutex_;
     static inline std::function<void()> inTheMiddle_; // called by the thread that copies
 };
+
+std::string read(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/** The files below a directory, by their relative names, with their bytes. */
+std::map<std::string, std::string> contentsOf(const std::string& directory)
+{
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
+        if (entry.is_regular_file())
+            contents[fs::relative(entry.path(), directory)] = read(entry.path());
+    }
+    return contents;
+}
+
+std::vector<std::string> filesIn(const std::string& directory)
+{
+    std::vector<std::string> names;
+    for (const auto& [name, bytes] : contentsOf(directory))
+        names.push_back(name);
+    return names;
+}
+
+BackupList listOf(const std::string& target)
+{
+    BackupList list;
+    std::string error;
+    EXPECT_TRUE(readBackupList(read(target + "/BackupFiles.list"), &list, &error)) << error;
+    return list;
+}
 
 /** An environment, a backup thread of our own for it, and a target directory with the marker of a requester. */
 class HotBackup : public testing::Test {
@@ -142,6 +233,53 @@ protected:
                                 MatchesRegex("\\[ERROR\\] bdb [0-9]+ Dbenv backup failed rc " + std::to_string(rc)),
                                 "[INFO] Disabling Database Backup"));
         EXPECT_TRUE(waitUntil([] { return Settings::backupDisabled() == 1; }));
+    }
+
+    /** False while the end of a full copy holds them up. */
+    bool commitsAreFree()
+    {
+        if (!env_->commitGate().try_lock())
+            return false;
+        env_->commitGate().unlock();
+        return true;
+    }
+
+    /** A full copy to the target, which goes well, and the end of the thread. */
+    void backUp()
+    {
+        EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
+        EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); })) << log_->text();
+        thread_.reset();
+    }
+
+    /** One cycle of shipping, which goes well. */
+    void ship()
+    {
+        log_.reset();
+        log_ = std::make_unique<LogCapture>(LogInfo);
+        EXPECT_EQ(thread().schedule(target(), BackupShipLogs), 0);
+        EXPECT_TRUE(log_->waitFor("Done BDBHotBackupThread.backupLog")) << log_->text();
+        thread_.reset();
+    }
+
+    /** An order that ends with that ERROR line; the reason is in a line of its own where it is not in the number. */
+    void expectRefused(const std::string& target, BDBBackupMode mode, const std::string& line, bool withReason = true)
+    {
+        thread();
+        expectRefusedByThread(target, mode, line, withReason);
+    }
+    void expectRefusedByThread(const std::string& target, BDBBackupMode mode, const std::string& line,
+                               bool withReason = true)
+    {
+        log_.reset();
+        log_ = std::make_unique<LogCapture>(LogInfo);
+        EXPECT_EQ(thread_->schedule(QString::fromStdString(target), mode), 0);
+        EXPECT_TRUE(log_->waitFor("Disabling Database Backup")) << log_->text();
+        EXPECT_THAT(log_->lines(), testing::Contains(MatchesRegex("\\[ERROR\\] bdb [0-9]+ " + line)));
+        EXPECT_EQ(
+            log_->count("[WARN] DB Backup target " + target + " holds files that are no backup of this environment"),
+            withReason ? 1U : 0U);
+        thread_.reset();
     }
 
     /** What a checkpoint does that may remove log files. */
@@ -448,22 +586,17 @@ TEST_F(HotBackup, AFullBackupOfAnEnvironmentInWhichNothingHappenedYet)
 
 TEST_F(HotBackup, AFullBackupReplacesTheLogFilesOfEarlierOnesInTheSameDirectory)
 {
+    put(1, 100);
+    backUp();
     makeUnneededLogs();
-    fs::create_directory(target_ + "/__log__");
-    for (const char* name : {"log.0000000001", "log.0000000009", "__log__/log.0000000001", "__log__/log.0000000009"})
-        std::ofstream(target_ + '/' + name) << "of another time";
-    removeUnneededLogs();
-    ASSERT_FALSE(fs::exists(env_.file("log.0000000001")));
-
-    EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
-    ASSERT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); }));
+    EXPECT_EQ(thread().schedule(target(), BackupShipLogs), 0);
+    ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.backupLog"));
     thread_.reset();
-    std::vector<std::string> logs;
-    for (const auto& entry : fs::recursive_directory_iterator(target_)) {
-        if (entry.path().filename().string().starts_with("log."))
-            logs.push_back(fs::relative(entry.path(), target_));
-    }
-    EXPECT_THAT(logs, ElementsAre("log.0000000003"));
+    ASSERT_TRUE(fs::exists(target_ + "/__log__/log.0000000002"));
+
+    makeMarker();
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
 }
 
 TEST_F(HotBackup, AFullBackupFailsWhenTheLogFilesThatItNeedsAreRemovedMeanwhile)
@@ -480,13 +613,284 @@ TEST_F(HotBackup, AFullBackupFailsWhenTheLogFilesThatItNeedsAreRemovedMeanwhile)
 TEST_F(HotBackup, AFullBackupDoesNotMindThatLogFilesGoWhichNobodyNeeded)
 {
     makeUnneededLogs();
-    const CopyInterrupted interrupted(env_.get(), [this] { removeUnneededLogs(); });
-    fs::create_directory(target_ + "/__log__");
-    std::ofstream(target_ + "/log.0000000002") << "of another time";
+    {
+        const CopyInterrupted interrupted(env_.get(), [this] { removeUnneededLogs(); });
+        backUp();
+    }
+    EXPECT_FALSE(fs::exists(env_.file("log.0000000001")));
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+}
+
+TEST_F(HotBackup, TheListHasEveryFileWithItsSizeAndChecksum)
+{
+    put(1, 100);
+    (void)env_.index("log.events");
+    (void)env_.index("sub/deep/t");
+    std::ofstream(env_.file("notes")) << "no database of anybody";
+    backUp();
+    const BackupList list = listOf(target_);
+    std::vector<std::string> names;
+    for (const auto& [name, file] : list.files) {
+        names.push_back(name);
+        const std::string bytes = read(target_ + '/' + name);
+        EXPECT_EQ(file.size, bytes.size()) << name;
+        EXPECT_EQ(file.checksum, Checksum::of(bytes)) << name;
+    }
+    EXPECT_THAT(names, ElementsAre("log.0000000001", "log.events", "sub/deep/t", "t.db"));
+    names.insert(names.begin(), "BackupFiles.list");
+    EXPECT_EQ(filesIn(target_), names);
+    EXPECT_EQ(list.home, env_.path());
+    EXPECT_EQ(list.firstLog, 1U);
+    EXPECT_EQ(list.lastLog, 1U);
+    EXPECT_EQ(list.lastLogSize, fs::file_size(target_ + "/log.0000000001"));
+}
+
+TEST_F(HotBackup, ADatabaseBelowALinkIsCopiedAndOneOfAnotherEnvironmentIsNot)
+{
+    const std::string elsewhere = directory_.makeDirectory("elsewhere");
+    fs::create_directory_symlink(elsewhere, env_.file("link"));
+    fs::create_directory_symlink(env_.path(), env_.file("circle"));
+    (void)env_.index("link/t");
+    fs::create_directory(env_.file("other"));
+    fs::copy_file(elsewhere + "/t", env_.file("other/t"));
+    std::ofstream(env_.file("other/log.0000000001"));
+    fs::create_directory(env_.file("backup"));
+    fs::copy_file(elsewhere + "/t", env_.file("backup/t"));
+    std::ofstream(env_.file("backup/BackupFiles.list"));
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "link/t", "log.0000000001"));
+}
+
+TEST_F(HotBackup, DatabasesThatComeIntoBeingDuringTheCopyAreInIt)
+{
+    put(1, 100);
+    {
+        const CopyInterrupted interrupted(env_.get(), [this] { (void)env_.index("late/t"); });
+        backUp();
+    }
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "late/t", "log.0000000001", "t.db"));
+    EXPECT_TRUE(listOf(target_).files.contains("late/t"));
+}
+
+TEST_F(HotBackup, ATargetThatMayBeAnEnvironmentIsRefusedAndStaysAsItIs)
+{
+    put(1, 100);
+    for (const char* name : {"log.0000000001", "t.db", "x"}) {
+        SCOPED_TRACE(name);
+        const std::string other = directory_.makeDirectory(std::string("of-") + name);
+        fs::copy_file(env_.file(name[0] == 'l' ? name : "t.db"), other + '/' + name);
+        std::ofstream(other + Marker).flush();
+        const auto before = contentsOf(other);
+        expectRefused(other, BackupFull, "Dbenv backup failed rc 39");
+        expectRefused(other, BackupShipLogs, "log backup failed for " + other);
+        EXPECT_EQ(contentsOf(other), before);
+    }
+}
+
+TEST_F(HotBackup, ADirectoryInTheTargetThatTheCopyWouldWriteIntoIsRefused)
+{
+    (void)env_.index("sub/t");
+    fs::create_directory(target_ + "/sub");
+    expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupInProgress.tmp"));
+}
+
+TEST_F(HotBackup, AFinishedCopyThatWasOpenedAsAnEnvironmentIsRefused)
+{
+    put(1, 100);
+    backUp();
+    {
+        DbEnv opened(DB_CXX_NO_EXCEPTIONS);
+        ASSERT_EQ(
+            opened.open(target_.c_str(),
+                        DB_CREATE | DB_RECOVER | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE,
+                        0),
+            0);
+        ASSERT_EQ(opened.txn_checkpoint(0, 0, DB_FORCE), 0);
+        ASSERT_EQ(opened.close(0), 0);
+    }
+    makeMarker();
+    const auto before = contentsOf(target_);
+    expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+    EXPECT_EQ(contentsOf(target_), before);
+}
+
+TEST_F(HotBackup, TheCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
+{
+    put(1, 100);
+    backUp();
+    makeMarker();
+    const auto before = contentsOf(target_);
+    TempEnv other;
+    (void)other.index("t.db");
+    for (const auto& [mode, line] : {std::pair{BackupFull, "Dbenv backup failed rc 39"s},
+                                     std::pair{BackupShipLogs, "log backup failed for " + target_}}) {
+        thread_ = std::make_unique<BDBHotBackupThread>(other.get(), 24h);
+        expectRefusedByThread(target_, mode, line);
+        EXPECT_EQ(contentsOf(target_), before);
+    }
+}
+
+TEST_F(HotBackup, AListThatIsDamagedIsRefused)
+{
+    put(1, 100);
+    backUp();
+    makeMarker();
+    fs::resize_file(target_ + "/BackupFiles.list", fs::file_size(target_ + "/BackupFiles.list") - 1);
+    const auto before = contentsOf(target_);
+    expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
+    EXPECT_EQ(contentsOf(target_), before);
+}
+
+TEST_F(HotBackup, AnUnfinishedCopyIsReplacedButNothingIsShippedBehindIt)
+{
+    put(1, 100);
+    backUp();
+    makeMarker();
+    fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
+    std::ofstream(target_ + "/log.0000000007") << "of another try";
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+}
+
+TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
+{
+    put(1, 100);
+    backUp();
+    makeUnneededLogs();
+    removeUnneededLogs();
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_); // a restore could not use them
+    makeMarker();
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+}
+
+TEST_F(HotBackup, ShippingGoesOnBehindWhatWasShippedBefore)
+{
+    put(1, 100);
+    backUp();
+    const BackupList list = listOf(target_);
+    makeUnneededLogs();
+    ship();
+    // Another file is full; the copy itself stays as it is listed.
+    for (int i = 0; !fs::exists(env_.file("log.0000000004")); ++i)
+        put(i, 1'000'000);
+    ASSERT_EQ(env_->txn_checkpoint(0, 0, 0), 0);
+    ship();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "__log__/log.0000000001", "__log__/log.0000000002",
+                                              "__log__/log.0000000003", "log.0000000001", "t.db"));
+    EXPECT_EQ(listOf(target_), list);
+    EXPECT_EQ(list.files.at("log.0000000001").checksum, Checksum::of(read(target_ + "/log.0000000001")));
+
+    // What was shipped last is exchanged for the log file of somebody else.
+    fs::remove(target_ + "/__log__/log.0000000003");
+    fs::copy_file(target_ + "/__log__/log.0000000002", target_ + "/__log__/log.0000000003");
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
+}
+
+TEST_F(HotBackup, ShippingThatWouldLeaveAGapIsRefused)
+{
+    makeUnneededLogs();
+    ship(); // files 1 and 2, without a copy
+    removeUnneededLogs();
+    for (int i = 0; !fs::exists(env_.file("log.0000000004")); ++i)
+        put(i, 1'000'000);
+    removeUnneededLogs(); // and 3 was not shipped
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
+    EXPECT_THAT(filesIn(target_),
+                ElementsAre("BackupInProgress.tmp", "__log__/log.0000000001", "__log__/log.0000000002"));
+}
+
+TEST_F(HotBackup, ATargetInTheEnvironmentsOwnDirectoryIsRefused)
+{
+    put(1, 100);
+    const std::string link = directory_.file("link");
+    fs::create_directory_symlink(env_.path(), link);
+    const std::string below = env_.file("backup");
+    for (const std::string& target : {below, below + "/deeper", link + "/backup",
+                                      env_.path() + "/../" + fs::path(env_.path()).filename().string() + "/backup"}) {
+        expectRefused(target, BackupFull, "Dbenv backup failed rc 16", false);
+        expectRefused(target, BackupShipLogs, "log backup failed for " + target, false);
+    }
+    EXPECT_FALSE(fs::exists(below));
+}
+
+TEST_F(HotBackup, CommitsGoOnWhileASlowTargetIsWaitedFor)
+{
+    put(1, 100);
+    // Whenever the target's disk is waited for while nothing commits, it takes until something did.
+    std::atomic<int> tries{0};
+    const SlowDisk disk(target_, [&] {
+        if (tries < 2 && !commitsAreFree()) {
+            put(++tries + 1, 100);
+        }
+    });
     EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
-    EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); })) << log_->text();
-    EXPECT_FALSE(fs::exists(target_ + "/log.0000000002"));
-    EXPECT_TRUE(fs::exists(target_ + "/log.0000000003"));
+    ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.log_archive")) << log_->text();
+    thread_.reset();
+    EXPECT_EQ(tries, 2);
+    EXPECT_FALSE(fs::exists(target_ + Marker));
+    EXPECT_EQ(log_->count("Done BDBHotBackupThread.backup"), 1U);
+    const BackupList list = listOf(target_);
+    LogPosition end;
+    ASSERT_EQ(flushedLogPosition(env_.get(), &end), 0);
+    EXPECT_EQ(list.lastLogSize, end.offset) << "with all that was committed meanwhile";
+    EXPECT_EQ(list.files.at("log.0000000001").checksum, Checksum::of(read(target_ + "/log.0000000001")));
+}
+
+TEST_F(HotBackup, ATargetThatIsSlowForGoodFailsAndDoesNotHoldUpCommits)
+{
+    put(1, 100);
+    std::atomic<int> committed{1};
+    const SlowDisk disk(target_, [&] {
+        if (!commitsAreFree())
+            put(++committed, 100);
+    });
+    expectCopyFails(target_, ETIMEDOUT);
+    EXPECT_EQ(committed, 6) << "one in each of five tries";
+    EXPECT_TRUE(fs::exists(target_ + Marker));
+}
+
+TEST_F(HotBackup, EverythingIsOnDiskBeforeTheMarkerGoes)
+{
+    put(1, 100);
+    (void)env_.index("sub/t");
+    std::set<std::string> synced;
+    bool markerThere = true;
+    {
+        const SlowDisk disk(target_, [&] {
+            markerThere = fs::exists(target_ + Marker);
+            if (markerThere)
+                synced.insert(lastSynced());
+        });
+        backUp();
+    }
+    const std::string t = target_;
+    EXPECT_THAT(synced, testing::IsSupersetOf({t, t + "/sub", t + "/t.db", t + "/sub/t", t + "/log.0000000001",
+                                               t + "/BackupFiles.list.tmp"}));
+    EXPECT_FALSE(markerThere) << "the last is the directory without the marker";
+    EXPECT_EQ(lastSynced(), t);
+}
+
+TEST_F(HotBackup, ATargetThatAnotherBackupWritesToIsRefused)
+{
+    TempEnv other;
+    (void)other.index("t.db");
+    put(1, 100);
+    {
+        const CopyInterrupted interrupted(env_.get(), [&] {
+            BDBHotBackupThread second(other.get(), 24h);
+            const LogCapture log(LogInfo);
+            EXPECT_EQ(second.schedule(target(), BackupFull), 0);
+            EXPECT_TRUE(log.waitFor("Dbenv backup failed rc 16"));
+        });
+        EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
+        EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); }));
+        thread_.reset();
+    }
+    EXPECT_EQ(listOf(target_).home, env_.path());
 }
 
 TEST_F(HotBackup, HoldsEverythingThatWasCommittedBeforeTheMarkerWasGone)

@@ -174,34 +174,32 @@ TEST(BackupLog, AFileThatIsThereAlreadyIsReplaced)
     EXPECT_FALSE(fs::exists(dir.file("log.0000000001")));
 }
 
-TEST(RemoveEarlierLogs, LeavesTheLogFilesOfTheCopyAndAllThatAreNoLogFiles)
+TEST(RemoveLogs, LeavesAllThatAreNoLogFiles)
 {
     const TempDir dir;
     dir.makeDirectory("__log__");
-    for (const char* name : {"log.0000000006", "log.0000000007", "log.0000000008", "log.0000000009", "log.7", "t_07.db",
-                             "BackupInProgress.tmp", "__log__/log.0000000007", "__log__/log.0000000012",
-                             "__log__/log.0000000013.del", "__log__/notes"})
+    for (const char* name : {"log.0000000006", "log.0000000009", "log.7", "t_07.db", "BackupInProgress.tmp",
+                             "__log__/log.0000000007", "__log__/log.0000000013.del", "__log__/notes"})
         write(dir.file(name), "x");
-    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 8), 0);
-    for (const char* name :
-         {"log.0000000007", "log.0000000008", "log.7", "t_07.db", "BackupInProgress.tmp", "__log__/notes"})
+    EXPECT_EQ(removeLogs(dir.bytes()), 0);
+    for (const char* name : {"log.7", "t_07.db", "BackupInProgress.tmp", "__log__/notes"})
         EXPECT_TRUE(fs::exists(dir.file(name))) << name;
-    for (const char* name : {"log.0000000006", "log.0000000009", "__log__/log.0000000007", "__log__/log.0000000012",
-                             "__log__/log.0000000013.del"})
+    for (const char* name :
+         {"log.0000000006", "log.0000000009", "__log__/log.0000000007", "__log__/log.0000000013.del"})
         EXPECT_FALSE(fs::exists(dir.file(name))) << name;
 }
 
-TEST(RemoveEarlierLogs, ADirectoryWithoutShippedLogsIsFine)
+TEST(RemoveLogs, ADirectoryWithoutShippedLogsIsFine)
 {
     const TempDir dir;
     write(dir.file("log.0000000007"), "x");
-    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 7), 0);
-    EXPECT_TRUE(fs::exists(dir.file("log.0000000007")));
+    EXPECT_EQ(removeLogs(dir.bytes()), 0);
+    EXPECT_FALSE(fs::exists(dir.file("log.0000000007")));
 }
 
-TEST(RemoveEarlierLogs, WhatCannotBeRemovedIsAnError)
+TEST(RemoveLogs, WhatCannotBeRemovedIsAnError)
 {
     const TempDir dir;
     dir.makeDirectory("__log__/log.0000000001/full");
-    EXPECT_EQ(removeEarlierLogs(dir.bytes(), 7, 7), ENOTEMPTY);
+    EXPECT_EQ(removeLogs(dir.bytes()), ENOTEMPTY);
 }

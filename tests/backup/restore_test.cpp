@@ -188,7 +188,7 @@ TEST_F(Restore, AfterACrashAtAnyPointOfTheMoveOfALogFile)
     const std::uintmax_t all = fs::file_size(sourceLog(1));
     const Case cases[] = {
         {"before the copy", 0, false, 2},
-        {"in the copy", 300'000, false, 2},
+        {"in the copy", 300'000, false, 3},
         {"in the copy, with an earlier one", 300'000, true, 3},
         {"between copy and delete", all, false, 3},
         {"between copy and delete, with an earlier one", all, true, 3},
@@ -273,7 +273,7 @@ TEST_F(Restore, OfAnEnvironmentWithSettingsOfItsOwnLeavesThemOut)
     const std::string target = markedTarget("backup");
     EXPECT_EQ(actOn(tableIn(tuned), "DbBackup", target), accepted());
     ASSERT_TRUE(waitUntilComplete(target));
-    EXPECT_THAT(namesIn(target), ElementsAre(logName(1), "t"));
+    EXPECT_THAT(namesIn(target), ElementsAre("BackupFiles.list", logName(1), "t"));
     const ProgramRun run = restore(target, pathOf("restored"));
     EXPECT_EQ(run.status, 0) << run.error;
     EXPECT_THAT(run.output, restoreOutput("t: 0 items\n", "1 tables with 0 items", pathOf("restored")));

@@ -1,11 +1,14 @@
 #include "tablefixture.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <future>
 #include <thread>
 
 namespace {
@@ -166,6 +169,34 @@ TEST_F(DeleteTable, FindsNoHoldLeftByRequestsThatFailed)
  * Many connections write, describe and delete at once, each spelling the directory in its own way. A request may meet a
  * table that is just being deleted and is then told so; a write that was acknowledged is never lost.
  */
+TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
+{
+    constexpr int Items = 60; // of 400,000 bytes: more than the buffers of a connection take
+    createTable(tableName());
+    for (int i = 0; i < Items; ++i) {
+        const QVariantMap reply = put("abc", QString::number(i), {{"v", textValue(QString(400'000, 'v'))}});
+        ASSERT_EQ(reply.value("__rc"), QVariant(200LL));
+    }
+    Caller slow(server_);
+    const QVariantMap query{{"TableName", tableName()}, {"HashKeyValue", textValue("abc")}, {"Limit", 2 * Items}};
+    ASSERT_TRUE(
+        slow.connection().send(Client::frameRequest(Client::fullOperationName("Query"), Json::serialize(query))));
+    pollfd readable{slow.connection().socketDescriptor(), POLLIN, 0};
+    ASSERT_EQ(poll(&readable, 1, 60'000), 1) << "the reply has begun";
+
+    auto deleted = std::async(std::launch::async, [this] {
+        return Caller(server_).request("DeleteTable", {{"TableName", tableName()}});
+    });
+    EXPECT_EQ(deleted.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+
+    QByteArray text;
+    ASSERT_TRUE(slow.connection().receiveReply(&text)) << slow.connection().error().toStdString();
+    EXPECT_EQ(deleted.get(), okReply());
+    QVariant reply;
+    ASSERT_TRUE(Json::parse(text, &reply));
+    EXPECT_EQ(reply.toMap().value("Items").toList().size(), Items) << "the reply is whole all the same";
+}
+
 TEST_F(DeleteTable, NeverLosesAnAcknowledgedWriteOfOthers)
 {
     constexpr int Writers = 4;

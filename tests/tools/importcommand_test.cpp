@@ -294,6 +294,19 @@ TEST_F(ImportCommand, AnInterruptionStoresWhatWasReadAndTellsWhereToGoOn)
     EXPECT_EQ(count(), 29);
 }
 
+TEST_F(ImportCommand, AnInterruptionBehindRefusedLinesGoesOnBehindThem)
+{
+    Feed feed(pathOf("pipe"));
+    RunningProgram program(QUORVACTL_BINARY, addressed({"import", table(), feed.path(), "--state", state()}));
+    feed.write(lines(1, 25) + "x\n"); // the batch is full, and nothing follows that would be sent
+    EXPECT_TRUE(waitUntil([&] { return stateLine() == 25; }));
+    program.signal(SIGINT);
+    const ProgramRun run = program.wait();
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_THAT(run.error, EndsWith(stopped("interrupted", feed.path(), 26, 25, 1, true)));
+    EXPECT_EQ(stateLine(), 26);
+}
+
 TEST_F(ImportCommand, AStateFileOfSomethingElseIsRefused)
 {
     const std::string file = writeFile("items", lines(1, 3));

@@ -1,0 +1,306 @@
+#include "storage/backuptarget.h"
+
+#include "base/filesync.h"
+#include "format/backupnames.h"
+#include "format/checksum.h"
+#include "log/log.h"
+#include "storage/bdbenv.h"
+#include "storage/logshipping.h"
+#include "storage/logtail.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+bool isWithin(const fs::path& path, const fs::path& directory)
+{
+    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
+}
+
+/** The numbers of the log files in a directory. */
+std::set<std::uint32_t> logNumbersIn(const fs::path& directory)
+{
+    std::set<std::uint32_t> numbers;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code vanished;
+        const auto number = BackupNames::logNumber(entry->path().filename().string());
+        if (number && entry->is_regular_file(vanished))
+            numbers.insert(*number);
+    }
+    return numbers;
+}
+
+/** -1 for what is no regular file. */
+std::int64_t sizeOf(const fs::path& file)
+{
+    std::error_code error;
+    const auto size = fs::is_regular_file(file, error) ? fs::file_size(file, error) : 0;
+    return error || !fs::is_regular_file(file, error) ? -1 : static_cast<std::int64_t>(size);
+}
+
+bool isThere(const fs::path& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+} // namespace
+
+BackupTarget::BackupTarget(BDBEnv* env, const QByteArray& path) : env_(env), name_(path), path_(path.toStdString()) {}
+
+BackupTarget::~BackupTarget()
+{
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+}
+
+/** Looks at the name alone: nothing is made where nothing may be written. */
+int BackupTarget::checkPath() const
+{
+    // An empty name would lead to the root of the file system, and a zero byte would cut the name short.
+    if (name_.isEmpty() || name_.contains('\0'))
+        return ENOENT;
+    std::vector<fs::path> ours;
+    if (const int rc = findDataDirectories(env_, &ours))
+        return rc;
+    const char* home = nullptr;
+    if (const int rc = env_->get_home(&home))
+        return rc;
+    ours.emplace_back(home);
+    std::error_code error;
+    const fs::path target = fs::weakly_canonical(fs::absolute(path_, error), error);
+    for (const fs::path& directory : ours) {
+        if (!error && isWithin(target, fs::canonical(directory, error)))
+            return EBUSY;
+    }
+    return 0;
+}
+
+int BackupTarget::hold()
+{
+    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor_ < 0)
+        return errno;
+    // Only a lock that somebody holds matters: there are file systems without such locks.
+    return ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK ? EBUSY : 0;
+}
+
+int BackupTarget::refuse() const
+{
+    LOG_WARN << "DB Backup target " << name_ << " holds files that are no backup of this environment";
+    return ENOTEMPTY;
+}
+
+int BackupTarget::openForCopy(const DatabaseFiles& databases)
+{
+    if (const int rc = checkPath())
+        return rc;
+    if (::mkdir(path_.c_str(), S_IRWXU) != 0) {
+        if (errno != EEXIST)
+            return errno;
+    } else if (const int rc = syncToDisk(path_ / "..")) {
+        return rc;
+    }
+    if (const int rc = hold())
+        return rc;
+    bool finished = false;
+    bool unfinished = false;
+    if (const int rc = readLists(&finished, &unfinished))
+        return rc == EINVAL ? refuse() : rc;
+    ours_ = finished || unfinished;
+    if (unfinished)
+        return 0;
+    if (!finished)
+        return looksLikeEnvironment() || isInTheWay(databases) ? refuse() : 0;
+    bool same = false;
+    if (isAsItWasLeft()) {
+        if (const int rc = isOfThisEnvironment(databases, &same))
+            return rc;
+    }
+    return same ? 0 : refuse();
+}
+
+int BackupTarget::openForShipping()
+{
+    if (const int rc = checkPath())
+        return rc;
+    if (const int rc = hold())
+        return rc == ENOENT ? 0 : rc;
+    bool finished = false;
+    bool unfinished = false;
+    if (const int rc = readLists(&finished, &unfinished))
+        return rc == EINVAL ? refuse() : rc;
+    if (unfinished || (!finished && (!logNumbersIn(path_).empty() || looksLikeEnvironment())))
+        return refuse();
+    bool continues = false;
+    if (const int rc = finished ? continuesCopy(&continues) : continuesShippedLogs(&continues))
+        return rc;
+    return continues ? 0 : refuse();
+}
+
+/** EINVAL for a list that cannot be understood. An unfinished copy has one that need not be whole. */
+int BackupTarget::readLists(bool* finished, bool* unfinished)
+{
+    const fs::path list = path_ / BackupNames::ListFile;
+    const fs::path unfinishedList = path_ / BackupNames::UnfinishedListFile;
+    *unfinished = sizeOf(unfinishedList) >= 0;
+    *finished = !*unfinished && isThere(list);
+    if (!*finished && !*unfinished)
+        return 0;
+    std::ifstream file(*finished ? list : unfinishedList, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::string error;
+    return readBackupList(text, &earlier_, &error) || *unfinished ? 0 : EINVAL;
+}
+
+/** Only what stands in the directory itself counts: what is below it is not touched. */
+bool BackupTarget::looksLikeEnvironment() const
+{
+    std::error_code error;
+    for (fs::directory_iterator entry(path_, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code vanished;
+        if (entry->is_regular_file(vanished) &&
+            (BackupNames::logNumber(entry->path().filename().string()) || isDatabaseFile(entry->path())))
+            return true;
+    }
+    return false;
+}
+
+/** True when something is there that a copy would write to, or when logs were shipped there. */
+bool BackupTarget::isInTheWay(const DatabaseFiles& databases) const
+{
+    if (!logNumbersIn(path_ / BackupNames::LogDirectory).empty())
+        return true;
+    return std::any_of(databases.begin(), databases.end(), [this](const auto& database) {
+        const fs::path path = path_ / *fs::path(database.first).begin();
+        std::error_code error;
+        return fs::is_regular_file(path, error) || fs::is_directory(path, error);
+    });
+}
+
+/** False once somebody has opened the copy as an environment, or put further log files there. */
+bool BackupTarget::isAsItWasLeft() const
+{
+    for (const std::uint32_t number : logNumbersIn(path_)) {
+        if (!earlier_.files.contains(BackupNames::logFile(number)))
+            return false;
+    }
+    return std::all_of(earlier_.files.begin(), earlier_.files.end(), [this](const auto& file) {
+        const std::int64_t size = sizeOf(path_ / file.first);
+        return size < 0 || static_cast<std::uint64_t>(size) == file.second.size;
+    });
+}
+
+int BackupTarget::isOfThisEnvironment(const DatabaseFiles& databases, bool* same) const
+{
+    LogPosition now;
+    std::uint32_t first = 0;
+    int rc = flushedLogPosition(env_, &now);
+    if (rc == 0)
+        rc = firstLogFile(env_, &first);
+    if (rc != 0)
+        return rc == DB_NOTFOUND ? 0 : rc;
+    if (now.file < earlier_.lastLog || (now.file == earlier_.lastLog && now.offset < earlier_.lastLogSize))
+        return 0; // an environment that is behind its copy is not the one that was copied
+    if (first <= earlier_.lastLog)
+        return continuesCopy(same);
+    // The log files in between are gone. The databases tell as well, as long as there is one.
+    for (const auto& [name, path] : databases) {
+        if (!earlier_.files.contains(name))
+            continue;
+        const std::string id = databaseId(path);
+        *same = !id.empty() && id == databaseId(path_ / name);
+        if (!*same)
+            return 0;
+    }
+    return 0;
+}
+
+int BackupTarget::continuesCopy(bool* continues) const
+{
+    std::uint32_t first = 0;
+    if (const int rc = firstLogFile(env_, &first))
+        return rc == DB_NOTFOUND ? 0 : rc;
+    const auto last = earlier_.files.find(BackupNames::logFile(earlier_.lastLog));
+    if (first <= earlier_.lastLog) {
+        if (last == earlier_.files.end())
+            return 0;
+        fs::path own;
+        if (const int rc = logFilePath(env_, earlier_.lastLog, &own))
+            return rc;
+        Checksum checksum;
+        const int rc = addToChecksum(own, 0, earlier_.lastLogSize, &checksum);
+        *continues = rc == 0 && checksum.value() == last->second.checksum;
+        return rc == ENOENT || rc == ENODATA ? 0 : rc;
+    }
+    const std::set<std::uint32_t> shipped = logNumbersIn(path_ / BackupNames::LogDirectory);
+    for (std::uint32_t number = earlier_.lastLog; number < first; ++number) {
+        if (!shipped.contains(number))
+            return 0;
+    }
+    return followsLog(env_, first, path_ / BackupNames::LogDirectory, continues);
+}
+
+/** Without a copy: what is there has to lead up to the environment's log files, or to be what is replaced by them. */
+int BackupTarget::continuesShippedLogs(bool* continues) const
+{
+    const fs::path directory = path_ / BackupNames::LogDirectory;
+    const std::set<std::uint32_t> shipped = logNumbersIn(directory);
+    std::uint32_t first = 0;
+    if (const int rc = firstLogFile(env_, &first)) {
+        *continues = rc == DB_NOTFOUND && shipped.empty();
+        return rc == DB_NOTFOUND ? 0 : rc;
+    }
+    if (!shipped.contains(first - 1)) {
+        *continues = shipped.empty() || *shipped.begin() >= first;
+        return 0;
+    }
+    return followsLog(env_, first, directory, continues);
+}
+
+/** Takes away what an earlier copy left. It is an unfinished one from the first step on, whatever happens. */
+int BackupTarget::clear(const fs::path& list, const fs::path& unfinished)
+{
+    std::error_code error;
+    if (isThere(list)) {
+        fs::rename(list, unfinished, error);
+        if (error)
+            return error.value();
+    }
+    if (const int rc = syncToDisk(path_))
+        return rc;
+    for (const auto& [name, file] : earlier_.files) {
+        if (sizeOf(path_ / name) >= 0 && !fs::remove(path_ / name, error) && error)
+            return error.value();
+    }
+    return removeLogs(name_);
+}
+
+int BackupTarget::beginCopy(const DatabaseFiles& databases)
+{
+    const fs::path unfinished = path_ / BackupNames::UnfinishedListFile;
+    if (ours_) {
+        if (const int rc = clear(path_ / BackupNames::ListFile, unfinished))
+            return rc;
+    }
+    BackupList planned;
+    for (const auto& [name, path] : databases)
+        planned.files.emplace(name, BackupList::File());
+    return writeToDisk(unfinished, writeBackupList(planned));
+}

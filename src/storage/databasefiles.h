@@ -1,0 +1,33 @@
+#ifndef QUORVA_STORAGE_DATABASEFILES_H
+#define QUORVA_STORAGE_DATABASEFILES_H
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+class BDBEnv;
+
+/** Database files by the names that their environment knows them by, with the paths that these stand for. */
+using DatabaseFiles = std::map<std::string, std::filesystem::path>;
+
+/** Where an environment has its database files: its home, or the data directories that its DB_CONFIG names. */
+[[nodiscard]] int findDataDirectories(BDBEnv* env, std::vector<std::filesystem::path>* directories);
+
+/**
+ * Finds the database files of an environment: all below its data directories. Sub-directories that are environments or
+ * backups of their own are left out. 0, or an errno value or code of Berkeley DB for what cannot be read, with `files`
+ * filled in part.
+ */
+[[nodiscard]] int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files);
+
+/** True for a file that begins as Berkeley DB's databases do. False as well when it cannot be read. */
+bool isDatabaseFile(const std::filesystem::path& file);
+
+/** The same as a result: 0 with `*isDatabase` set, or an errno value. A file that is not there is no database. */
+[[nodiscard]] int checkDatabaseFile(const std::filesystem::path& file, bool* isDatabase);
+
+/** The bytes that identify a database and all of its copies; empty when they cannot be read. */
+std::string databaseId(const std::filesystem::path& file);
+
+#endif

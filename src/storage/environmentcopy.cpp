@@ -1,0 +1,178 @@
+#include "storage/environmentcopy.h"
+
+#include "base/filesync.h"
+#include "format/backupnames.h"
+#include "storage/bdbenv.h"
+#include "storage/deadlockretry.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int MaxRounds = 10;
+constexpr std::uint32_t LittleLog = 64 * 1024;
+
+bool isLittle(LogPosition from, LogPosition to)
+{
+    return from.file == to.file && to.offset - from.offset <= LittleLog;
+}
+
+} // namespace
+
+EnvironmentCopy::EnvironmentCopy(BDBEnv* env, const QByteArray& target) : env_(env), target_(env, target) {}
+
+int EnvironmentCopy::begin()
+{
+    const char* home = nullptr;
+    int rc = env_->get_home(&home);
+    if (rc == 0)
+        rc = findDatabaseFiles(env_, &databases_);
+    if (rc == 0)
+        rc = target_.openForCopy(databases_);
+    if (rc == 0)
+        rc = firstNeededLogFile(env_, &list_.firstLog);
+    if (rc == DB_NOTFOUND) {
+        // A fresh environment, whose first checkpoint is only just under way.
+        rc = env_->txn_checkpoint(0, 0, DB_FORCE);
+        if (rc == 0)
+            rc = firstNeededLogFile(env_, &list_.firstLog);
+    }
+    if (rc == 0)
+        rc = target_.beginCopy(databases_);
+    if (rc != 0)
+        return rc;
+    list_.home = home;
+    copied_ = summed_ = {list_.firstLog, 0};
+    return 0;
+}
+
+int EnvironmentCopy::copy()
+{
+    for (int round = 0; round < MaxRounds; ++round) {
+        // Recovery makes the files that come into being after this. The log follows the pages: it has to reach at least
+        // as far as they do.
+        const LogPosition before = copied_;
+        const std::size_t databases = list_.files.size();
+        if (const int rc = copyDatabases())
+            return rc;
+        const bool wasLast = list_.files.size() == databases;
+        if (const int rc = catchUp())
+            return rc;
+        if (wasLast && isLittle(before, copied_))
+            break;
+    }
+    return 0;
+}
+
+int EnvironmentCopy::copyDatabases()
+{
+    databases_.clear();
+    if (const int rc = findDatabaseFiles(env_, &databases_))
+        return rc;
+    directories_.clear();
+    for (const auto& [name, path] : databases_) {
+        if (list_.files.contains(name))
+            continue;
+        if (const int rc = copyDatabase(name, path))
+            return rc;
+    }
+    for (const fs::path& directory : directories_) {
+        if (const int rc = syncToDisk(directory))
+            return rc;
+    }
+    return 0;
+}
+
+int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& source)
+{
+    const fs::path copy = target_.path() / name;
+    std::error_code error;
+    if (fs::is_regular_file(copy, error))
+        return EEXIST;
+    if (const int rc = makeDirectoriesFor(name))
+        return rc;
+    const auto attempt = [&] { return env_->dbbackup(name.c_str(), target_.path().c_str(), 0); };
+    const int rc = retryOnDeadlock(attempt, [](int) {});
+    if (rc == ENOENT && !fs::exists(source, error))
+        return 0; // it was being made, and its transaction was aborted
+    if (rc != 0)
+        return rc;
+    if (const int failure = syncToDisk(copy))
+        return failure;
+    Checksum checksum;
+    BackupList::File file;
+    file.size = fs::file_size(copy, error);
+    if (error)
+        return error.value();
+    if (const int failure = addToChecksum(copy, 0, file.size, &checksum))
+        return failure;
+    file.checksum = checksum.value();
+    list_.files.emplace(name, file);
+    return 0;
+}
+
+/** Notes them as well: they are to be brought to disk when all of their files are there. */
+int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
+{
+    fs::path directory = target_.path();
+    const fs::path parent = fs::path(name).parent_path();
+    directories_.insert(directory);
+    for (const fs::path& part : parent) {
+        directory /= part;
+        if (::mkdir(directory.c_str(), S_IRWXU) != 0 && errno != EEXIST)
+            return errno;
+        directories_.insert(directory);
+    }
+    return 0;
+}
+
+int EnvironmentCopy::catchUp()
+{
+    LogPosition now;
+    if (const int rc = flushedLogPosition(env_, &now))
+        return rc;
+    if (const int rc = copyLogRange(env_, QByteArray::fromStdString(target_.path()), copied_, now))
+        return rc;
+    copied_ = now;
+    return listLogsUpTo(now);
+}
+
+/** Reads again what was copied: the checksum is that of what is in the file. */
+int EnvironmentCopy::listLogsUpTo(LogPosition position)
+{
+    for (;;) {
+        const std::string name = BackupNames::logFile(summed_.file);
+        const fs::path file = target_.path() / name;
+        const bool isLast = summed_.file == position.file;
+        std::error_code error;
+        const std::uint64_t size = isLast ? position.offset : fs::file_size(file, error);
+        if (error)
+            return error.value();
+        if (const int rc = addToChecksum(file, summed_.offset, size - summed_.offset, &logChecksum_))
+            return rc;
+        list_.files[name] = {size, logChecksum_.value()};
+        if (isLast) {
+            summed_ = position;
+            return 0;
+        }
+        summed_ = {summed_.file + 1, 0};
+        logChecksum_ = Checksum();
+    }
+}
+
+int EnvironmentCopy::writeList()
+{
+    list_.lastLog = copied_.file;
+    list_.lastLogSize = copied_.offset;
+    const fs::path unfinished = target_.path() / BackupNames::UnfinishedListFile;
+    if (const int rc = writeToDisk(unfinished, writeBackupList(list_)))
+        return rc;
+    std::error_code error;
+    fs::rename(unfinished, target_.path() / BackupNames::ListFile, error);
+    return error ? error.value() : syncToDisk(target_.path());
+}

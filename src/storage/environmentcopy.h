@@ -1,0 +1,57 @@
+#ifndef QUORVA_STORAGE_ENVIRONMENTCOPY_H
+#define QUORVA_STORAGE_ENVIRONMENTCOPY_H
+
+#include "format/backuplist.h"
+#include "format/checksum.h"
+#include "storage/backuptarget.h"
+#include "storage/logtail.h"
+
+#include <QByteArray>
+
+#include <cstdint>
+#include <filesystem>
+#include <set>
+#include <string>
+
+class BDBEnv;
+
+/**
+ * A full copy of an environment that goes on serving: first its database files, page by page, then the log files from
+ * the first that recovery of those pages needs, and at last the list of it all. Each step waits until what it wrote is
+ * on disk. One thread; results are 0, an errno value or a code of Berkeley DB.
+ */
+class EnvironmentCopy {
+public:
+    EnvironmentCopy(BDBEnv* env, const QByteArray& target);
+
+    /** Looks whether the target may be written to (see BackupTarget), and prepares it. */
+    [[nodiscard]] int begin();
+
+    /** Everything that takes long, in rounds, until the log of the copy is only little behind. */
+    [[nodiscard]] int copy();
+
+    /** Copies what the log has gained since. */
+    [[nodiscard]] int catchUp();
+
+    /** The list of what was copied. From here on only the marker says that the copy is not complete. */
+    [[nodiscard]] int writeList();
+
+    const std::filesystem::path& path() const { return target_.path(); }
+
+private:
+    int copyDatabases();
+    int copyDatabase(const std::string& name, const std::filesystem::path& source);
+    int makeDirectoriesFor(const std::string& name);
+    int listLogsUpTo(LogPosition position);
+
+    BDBEnv* const env_; // not owned
+    BackupTarget target_;
+    DatabaseFiles databases_; // as they were found last
+    std::set<std::filesystem::path> directories_;
+    LogPosition copied_;   // how far the log of the copy reaches
+    LogPosition summed_;   // how far `logChecksum_` does
+    Checksum logChecksum_; // of the log file that the copy's log ends in
+    BackupList list_;
+};
+
+#endif

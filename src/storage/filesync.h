@@ -1,6 +1,0 @@
-#ifndef QUORVA_STORAGE_FILESYNC_H
-#define QUORVA_STORAGE_FILESYNC_H
-
-#include "base/filesync.h" // IWYU pragma: export
-
-#endif

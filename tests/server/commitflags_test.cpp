@@ -15,8 +15,11 @@ QVariantMap text(const char* value)
     return {{"S", value}};
 }
 
-/** Puts one small item that holds the marker: Berkeley DB's log file, as it is on disk once the reply is there. */
-std::string logAfterPut(const std::vector<std::string>& options)
+enum class Write { Put, Batch };
+
+/** Puts one small item that holds the marker, by itself or in a batch: Berkeley DB's log file, as it is on disk once
+ * the reply is there. */
+std::string logAfter(Write kind, const std::vector<std::string>& options)
 {
     const TempDir directory;
     const std::string home = directory.makeDirectory("home");
@@ -33,7 +36,12 @@ std::string logAfterPut(const std::vector<std::string>& options)
     // The first item of a partition creates its files, which is flushed with any option.
     for (const char* value : {"first", Marker}) {
         const QVariantMap item{{"h", text("hash")}, {"r", text(value)}, {"v", text(value)}};
-        EXPECT_EQ(server.request("PutItem", {{"TableName", table}, {"Item", item}})["__rc"], 200);
+        const QVariantMap put{{"PutRequest", QVariantMap{{"Item", item}}}};
+        const QVariantMap reply =
+            kind == Write::Put
+                ? server.request("PutItem", {{"TableName", table}, {"Item", item}})
+                : server.request("BatchWriteItem", {{"RequestItems", QVariantMap{{table, QVariantList{put}}}}});
+        EXPECT_EQ(reply["__rc"], 200);
     }
     std::string log = ProcFs::read(home + "/log.0000000001");
     EXPECT_THAT(log, HasSubstr("tableschema")) << "CreateTable flushes with any option";
@@ -44,10 +52,20 @@ std::string logAfterPut(const std::vector<std::string>& options)
 
 TEST(CommitOption, CommitsAreOnDiskBeforeTheReplyByDefault)
 {
-    EXPECT_THAT(logAfterPut({}), HasSubstr(Marker));
+    EXPECT_THAT(logAfter(Write::Put, {}), HasSubstr(Marker));
 }
 
 TEST(CommitOption, CommitsWaitInMemoryWithN)
 {
-    EXPECT_THAT(logAfterPut({"-n"}), Not(HasSubstr(Marker)));
+    EXPECT_THAT(logAfter(Write::Put, {"-n"}), Not(HasSubstr(Marker)));
+}
+
+TEST(CommitOption, BatchesAreOnDiskBeforeTheReplyByDefault)
+{
+    EXPECT_THAT(logAfter(Write::Batch, {}), HasSubstr(Marker));
+}
+
+TEST(CommitOption, BatchesWaitInMemoryWithN)
+{
+    EXPECT_THAT(logAfter(Write::Batch, {"-n"}), Not(HasSubstr(Marker)));
 }

@@ -183,6 +183,28 @@ TEST_F(BDBIndexTest, IsSharedByThreads)
         }
 }
 
+/** In a tree that keeps duplicates a search finds the first record of a key, wherever the latest was written. */
+TEST(BDBIndexPutChecked, SearchThatFindsAnotherRecordIsADeadlock)
+{
+    TempEnv env;
+    BDBIndex index(env.get(), DB_CXX_NO_EXCEPTIONS);
+    ASSERT_EQ(index.set_flags(DB_DUP), 0);
+    ASSERT_EQ(index.open("orders", "data", DB_BTREE, OpenFlags), 0);
+    std::string name = "key";
+    const auto put = [&](std::string value) {
+        Dbt key(name.data(), static_cast<u_int32_t>(name.size()));
+        Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
+        BDBTxn txn;
+        EXPECT_EQ(txn.begin(env.get(), 0), 0);
+        const int rc = index.putChecked(&txn, &key, &data);
+        EXPECT_EQ(rc == 0 ? txn.commit(DB_TXN_NOSYNC) : txn.abort(), 0);
+        return rc;
+    };
+    EXPECT_EQ(put("first"), 0);
+    EXPECT_EQ(put("second"), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(rowOf(&index, nullptr, name), "first");
+}
+
 enum class BeforePut { Nothing, LockingRead };
 
 class BDBIndexPlaces : public testing::TestWithParam<BeforePut> {

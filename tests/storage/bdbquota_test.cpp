@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <latch>
 #include <limits>
 #include <thread>
 #include <vector>
@@ -61,14 +62,17 @@ TEST(BDBQuota, SumsBeyond64BitsAreOverTheLimit)
 
 TEST(BDBQuota, ManyThreadsTogetherNeverGoOverTheLimit)
 {
+    // So many that no thread has done all of its own before the others begin.
     constexpr int Threads = 4;
-    constexpr int Charges = 1000;
+    constexpr int Charges = 5000000;
     BDBQuota quota;
     quota.set(0, Threads * Charges / 2);
+    std::latch all(Threads);
     std::vector<int> granted(Threads, 0);
     std::vector<std::thread> threads;
     for (int& count : granted)
-        threads.emplace_back([&quota, &count] {
+        threads.emplace_back([&quota, &count, &all] {
+            all.arrive_and_wait();
             for (int i = 0; i < Charges; ++i)
                 count += quota.charge(1) == 0 ? 1 : 0;
         });

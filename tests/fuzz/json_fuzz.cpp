@@ -2,6 +2,7 @@
  * JSON text that comes from outside: it is refused, or it is a tree whose text is read as the same tree again. Text
  * that is passed on without a tree is what a tree would have given.
  */
+#include "budget.h"
 #include "fuzztarget.h"
 
 #include "json/jsonadapter.h"
@@ -12,7 +13,9 @@
 
 #include <vector>
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+namespace {
+
+void check(const std::uint8_t* data, std::size_t size)
 {
     const QByteArray text(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     const QVariant untouched(QStringLiteral("untouched"));
@@ -22,7 +25,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     if (!Json::parse(text, &value)) {
         FUZZ_ASSERT(value == untouched);
         FUZZ_ASSERT(!isSplit);
-        return 0;
+        return;
     }
     for (const char c : text) // JSON has no others, in strings or elsewhere
         FUZZ_ASSERT(static_cast<unsigned char>(c) >= ' ' || c == '\t' || c == '\n' || c == '\r');
@@ -42,5 +45,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     // Something behind it makes it an error.
     QVariant followed;
     FUZZ_ASSERT(!Json::parse(written + ",", &followed) && !Json::parse(written + '\0', &followed));
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    withinBudget(size, [&] { check(data, size); });
     return 0;
 }

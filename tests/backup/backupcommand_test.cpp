@@ -229,14 +229,13 @@ TEST_F(BackupCommand, TheServerTellsWhatABackupDoes)
     EXPECT_EQ(backupState(), (QVariantMap{{"State", "none"}}));
     const std::string target = markedTarget("target");
     const QString name = QString::fromStdString(target);
-    {
-        HeldCopy held(target);
-        EXPECT_EQ(act("DbBackup", target), accepted());
-        ASSERT_TRUE(held.waitUntilHeld());
-        EXPECT_EQ(backupState(), (QVariantMap{{"State", "copying"}, {"Target", name}}));
-        EXPECT_EQ(act("StopDbBackup"), accepted());
-        EXPECT_EQ(backupState(), (QVariantMap{{"State", "stopping"}, {"Target", name}}));
-    }
+    HeldCopy held(target);
+    EXPECT_EQ(act("DbBackup", target), accepted());
+    ASSERT_TRUE(held.waitUntilHeld());
+    EXPECT_EQ(backupState(), (QVariantMap{{"State", "copying"}, {"Target", name}}));
+    EXPECT_EQ(act("StopDbBackup"), accepted());
+    EXPECT_EQ(backupState(), (QVariantMap{{"State", "stopping"}, {"Target", name}}));
+    held.release();
     EXPECT_TRUE(waitUntil([&] { return backupState() == QVariantMap{{"State", "none"}}; })) << "it failed";
     EXPECT_EQ(act("UpdateDbBackup", pathOf("shipped")), accepted());
     EXPECT_EQ(backupState(),

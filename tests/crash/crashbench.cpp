@@ -4,6 +4,7 @@
 #include "tools/restoredenvironment.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -20,7 +21,23 @@ ServerProcess::Setup setupFor(const CrashMode& mode, const WriteBackLoss& loss,
     return setup;
 }
 
+unsigned numberFrom(const char* variable, unsigned otherwise)
+{
+    const char* text = std::getenv(variable);
+    return text == nullptr || *text == '\0' ? otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+}
+
 } // namespace
+
+unsigned crashSeed()
+{
+    return numberFrom("QUORVA_CRASH_SEED", std::random_device{}() % 1'000'000);
+}
+
+int crashRounds()
+{
+    return static_cast<int>(numberFrom("QUORVA_CRASH_ROUNDS", 2));
+}
 
 CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
                        const std::map<std::string, std::string>& environment)
@@ -87,6 +104,11 @@ void CrashBench::crash()
 {
     server_.kill();
     waitForKill();
+    losePower();
+}
+
+void CrashBench::losePower()
+{
     if (!mode_.powerLoss)
         return;
     switch (upTo(3)) {

@@ -17,6 +17,16 @@
 #include <string>
 #include <vector>
 
+/*
+ * Variables of these tests:
+ *
+ *     QUORVA_CRASH_SEED     where the random numbers begin; by default another in each run
+ *     QUORVA_CRASH_ROUNDS   crashes in each test at random instants, 2 by default
+ *     QUORVA_CRASH_KEEP     a directory to which the environment of a failure is copied
+ */
+unsigned crashSeed();
+int crashRounds();
+
 /** What a crash takes away. */
 struct CrashMode {
     const char* name;
@@ -57,8 +67,9 @@ public:
 
     /** Kills the server, waits for the writers, and loses what the mode says. */
     void crash();
-    /** The first two of these, where something else kills it. */
+    /** These one by one, where something else kills it, or the power fails later. */
     void waitForKill();
+    void losePower();
 
     /** Runs the tool to its end, as part of the machine that may lose its power. */
     ProgramRun quorvactl(const std::vector<std::string>& arguments,

@@ -110,6 +110,140 @@ private:
     const std::string armed_ = directory_.file("armed");
 };
 
+TEST_F(PowerLoss, TakesNothingOfACopyWhoseMarkerHasGone)
+{
+    CrashBench bench(Mode, seed_, {}, killedWhenRemoving("BackupInProgress.tmp"));
+    fs::create_directory(bench.home() + "/sub");
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    CrashClient client = bench.client();
+    EXPECT_EQ(client.request("CreateTable", {{"TableName", client.tableName("sub/t")}, {"KeySchema", keySchema()}})
+                  .value_or(QVariantMap())
+                  .value("__rc"),
+              QVariant(200LL));
+    put(&bench, "sub/t", "r", 10);
+    NotedBackup backup = makeTarget(bench);
+    beginWriting(&bench);
+    arm();
+    backup.noteUntil(bench.ledger(), [&] {
+        act(&bench, "DbBackup", backup.target());
+        bench.waitForKill();
+    });
+    disarm();
+    ASSERT_TRUE(backup.isComplete()) << bench.server().logText();
+    bench.loss().loseAll();
+    fs::remove(backup.marker()); // its removal, of all things, may have reached the disk
+    const std::string restored = bench.targets() + "/restored";
+    const ProgramRun run = bench.quorvactl({"restore", backup.target(), restored});
+    ASSERT_EQ(run.status, 0) << run.output << run.error;
+    ASSERT_TRUE(bench.start());
+    bench.verifyCopy(QString::fromStdString(restored), backup.least());
+    CrashClient reader(bench.server().port(), QString::fromStdString(restored));
+    EXPECT_EQ(reader.item({"sub/t", "h", "r"}).value_or(QVariantMap()).value("v"), QVariant(textValue("vvvvvvvvvv")));
+    bench.verify();
+}
+
+TEST_F(PowerLoss, TakesNothingOfALogFileThatHasLeftTheEnvironment)
+{
+    CrashBench bench(Mode, seed_, {}, killedWhenRemoving("/env/log."));
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    const NotedBackup backup = backUp(&bench);
+    for (int i = 0; !fs::exists(bench.home() + '/' + logName(3)); ++i)
+        put(&bench, "t0", QString::number(i), 400'000);
+    CrashClient client = bench.client();
+    EXPECT_EQ(client.request("DeleteTable", {{"TableName", client.tableName("t0")}}), okReply()); // a checkpoint
+    arm();
+    act(&bench, "UpdateDbBackup", backup.target());
+    bench.waitForKill();
+    disarm();
+    ASSERT_FALSE(fs::exists(bench.home() + '/' + logName(1)));
+    const std::string shipped = backup.target() + "/__log__/" + logName(1);
+    const std::string bytes = readFile(shipped);
+    EXPECT_GT(bytes.size(), 9'000'000U);
+    bench.loss().loseAll();
+    EXPECT_TRUE(fs::exists(shipped));
+    EXPECT_TRUE(readFile(shipped) == bytes); // not shown: it is large
+    const ProgramRun run = bench.quorvactl({"restore", backup.target(), bench.targets() + "/restored"});
+    EXPECT_EQ(run.status, 0) << run.output << run.error;
+}
+
+TEST_F(PowerLoss, TakesNothingOfWhatWasReportedAsRestored)
+{
+    CrashBench bench(Mode, seed_, {});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    beginWriting(&bench);
+    stopWriting(&bench);
+    const NotedBackup backup = backUp(&bench);
+    for (const bool isThere : {false, true}) {
+        const std::string restored = bench.targets() + (isThere ? "/empty" : "/absent");
+        if (isThere) {
+            fs::create_directory(restored);
+            bench.loss().settle(restored);
+        }
+        const ProgramRun run = bench.quorvactl({"restore", backup.target(), restored});
+        ASSERT_EQ(run.status, 0) << run.output << run.error;
+        const std::map<std::string, std::string> before = contentsOf(restored);
+        bench.server().kill();
+        bench.waitForKill();
+        bench.loss().loseAll();
+        EXPECT_TRUE(contentsOf(restored) == before); // not shown: it is large
+        ASSERT_TRUE(bench.start());
+        bench.verifyCopy(QString::fromStdString(restored), backup.least());
+    }
+}
+
+/**
+ * Killed at each of its synchronisations in turn; of what the disk has not been asked for, all is lost or some. Then a
+ * server opens the directory with everything in it, or not at all.
+ */
+TEST_F(PowerLoss, LeavesAllOfARestoredEnvironmentOrNone)
+{
+    CrashBench bench(Mode, seed_, {});
+    ASSERT_TRUE(bench.start());
+    bench.createTables();
+    put(&bench, "t0", "r", 10);
+    put(&bench, "t1", "r", 10);
+    const NotedBackup backup = backUp(&bench);
+    const TempDir state; // the server goes on, with one of its own
+    const WriteBackLoss loss({.strict = bench.targets(), .state = state.path()});
+    const std::string restored = bench.targets() + "/restored";
+    std::minstd_rand random(seed_);
+    int opened = 0;
+    int sync = 0;
+    arm();
+    for (int status = -SIGKILL; status == -SIGKILL && sync < 200;) {
+        std::map<std::string, std::string> variables = loss.environment();
+        variables.merge(killedWhenSynchronising("/targets", ++sync));
+        status = bench.quorvactl({"restore", backup.target(), restored}, variables).status;
+        ASSERT_TRUE(status == 0 || status == -SIGKILL) << status;
+        if (sync % 3 == 0)
+            loss.loseAll();
+        else
+            loss.loseSome(&random);
+        CrashClient reader(bench.server().port(), QString::fromStdString(restored));
+        if (reader.description("t0").value_or(QVariantMap()).isEmpty()) {
+            EXPECT_NE(status, 0) << "it was reported as restored";
+        } else {
+            ++opened;
+            bench.verifyCopy(QString::fromStdString(restored), backup.least());
+            for (const char* table : {"t0", "t1"})
+                EXPECT_FALSE(reader.item({table, "h", "r"}).value_or(QVariantMap()).isEmpty()) << table;
+            EXPECT_EQ(reader.request("DeleteTable", {{"TableName", reader.tableName("t0")}}), okReply()); // closes it
+        }
+        ASSERT_FALSE(HasFailure()) << "killed at synchronisation " << sync;
+        for (const auto& entry : fs::directory_iterator(bench.targets())) {
+            if (entry.path() != backup.target())
+                fs::remove_all(entry.path());
+        }
+        loss.settle(bench.targets());
+    }
+    disarm();
+    EXPECT_GT(sync, 10);
+    EXPECT_GT(opened, 0);
+}
+
 TEST_F(PowerLoss, TakesNothingOfAnExportThatWasReportedAsDone)
 {
     // Only the tool's machine loses its power: the server goes on, with a state of its own.

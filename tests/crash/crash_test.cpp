@@ -2,36 +2,23 @@
  * Writers, a kill at a random instant, a restart, and a look at everything that was acknowledged: in each phase of a
  * server's life, by the end of the process alone and with the loss of what was not synchronised with the disk.
  *
- *     QUORVA_CRASH_SEED     where the random numbers begin; by default another in each run
- *     QUORVA_CRASH_ROUNDS   crashes in each test, 2 by default
- *     QUORVA_CRASH_KEEP     a directory to which the environment of a failure is copied
- *
  * script/crash runs them for as long as one likes. A seed gives the same choices, not the same instants: the threads of
  * server and writers see to that.
  */
 #include "crashbench.h"
+#include "notedbackup.h"
 
-#include "support/programrun.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <thread>
 
 namespace {
 
 using namespace std::chrono_literals;
-
-unsigned numberFrom(const char* variable, unsigned otherwise)
-{
-    const char* text = std::getenv(variable);
-    return text == nullptr || *text == '\0' ? otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
-}
 
 class CrashTest : public testing::TestWithParam<CrashMode> {
 protected:
@@ -69,8 +56,8 @@ protected:
         });
     }
 
-    const unsigned seed_ = numberFrom("QUORVA_CRASH_SEED", std::random_device{}() % 1'000'000);
-    const int rounds_ = static_cast<int>(numberFrom("QUORVA_CRASH_ROUNDS", 2));
+    const unsigned seed_ = crashSeed();
+    const int rounds_ = crashRounds();
 };
 
 TEST_P(CrashTest, WhileItWrites)
@@ -151,48 +138,19 @@ TEST_P(CrashTest, WhileItRecovers)
     });
 }
 
-/** A backup, and what is known of it. */
-class Backup {
-public:
-    explicit Backup(std::string target) : target_(std::move(target)) {}
-
-    void markAndCreate() const
-    {
-        std::filesystem::create_directory(target_);
-        std::ofstream(marker()).flush();
-    }
-    bool isComplete() const { return std::filesystem::exists(target_) && !std::filesystem::exists(marker()); }
-    const std::string& target() const { return target_; }
-
-    /** Notes what is acknowledged now, if the copy is not complete even after that: it has to be in it. */
-    void note(const Ledger& ledger)
-    {
-        Ledger::Floor floor = ledger.floor();
-        if (!isComplete())
-            least_ = std::move(floor);
-    }
-    const Ledger::Floor& least() const { return least_; }
-
-private:
-    std::string marker() const { return target_ + "/BackupInProgress.tmp"; }
-
-    std::string target_;
-    Ledger::Floor least_;
-};
-
 TEST_P(CrashTest, WhileABackupIsMade)
 {
-    const TempDir targets; // outlives the server, which opens what was restored there
     CrashBench bench(GetParam(), seed_, {.largeValues = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    std::optional<Backup> complete; // the last one that was
+    std::optional<NotedBackup> complete; // the last one that was
     for (int round = 0; round < rounds_; ++round) {
         // A complete one is continued by log shipping, which has the files of before the restart to ship.
-        std::optional<Backup> started;
+        std::optional<NotedBackup> started;
         if (!complete || bench.upTo(2) == 0) {
-            started.emplace(targets.file("backup" + std::to_string(round)));
+            started.emplace(bench.targets() + "/backup" + std::to_string(round));
             started->markAndCreate();
+            bench.loss().settle(started->target());
         }
         const QString target = QString::fromStdString((started ? *started : *complete).target());
         CrashClient client = bench.client();
@@ -203,15 +161,10 @@ TEST_P(CrashTest, WhileABackupIsMade)
                             {"ProvisionedThroughput", QVariantMap{{started ? "DbBackup" : "UpdateDbBackup", target}}}});
         EXPECT_EQ(reply.value_or(QVariantMap()).value("__rc"), QVariant(200LL));
         if (started) {
-            std::atomic<bool> stop{false};
-            std::thread observer([&] {
-                while (!stop && !started->isComplete())
-                    started->note(bench.ledger());
+            started->noteUntil(bench.ledger(), [&] {
+                bench.pause(2ms, 800ms);
+                bench.crash();
             });
-            bench.pause(2ms, 800ms);
-            bench.crash();
-            stop = true;
-            observer.join();
         } else {
             bench.pause(500us, 100ms);
             bench.crash();
@@ -221,14 +174,14 @@ TEST_P(CrashTest, WhileABackupIsMade)
 
         // Restored without a server, while the ledger still tells what was under way.
         if (started && !started->isComplete()) {
-            const ProgramRun run =
-                runProgram(QUORVACTL_BINARY, {"restore", started->target(), started->target() + ".restored"});
+            const ProgramRun run = bench.quorvactl({"restore", started->target(), started->target() + ".restored"});
             EXPECT_EQ(run.status, 1) << run.output << run.error;
         }
-        const std::string restored = targets.file("restored" + std::to_string(round));
+        const std::string restored = bench.targets() + "/restored" + std::to_string(round);
         if (complete) {
-            const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", complete->target(), restored});
+            const ProgramRun run = bench.quorvactl({"restore", complete->target(), restored});
             EXPECT_EQ(run.status, 0) << "seed " << seed_ << run.output << run.error;
+            bench.losePower();
         }
         ASSERT_TRUE(bench.start());
         if (complete)

@@ -4,6 +4,7 @@
 #include "tools/restoredenvironment.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -11,24 +12,46 @@
 
 namespace {
 
-ServerProcess::Setup setupFor(const CrashMode& mode, const WriteBackLoss& loss)
+ServerProcess::Setup setupFor(const CrashMode& mode, const WriteBackLoss& loss,
+                              const std::map<std::string, std::string>& environment)
 {
-    ServerProcess::Setup setup;
+    ServerProcess::Setup setup{.environment = environment};
     if (mode.powerLoss)
-        setup.environment = loss.environment();
+        setup.environment.merge(loss.environment());
     return setup;
+}
+
+unsigned numberFrom(const char* variable, unsigned otherwise)
+{
+    const char* text = std::getenv(variable);
+    return text == nullptr || *text == '\0' ? otherwise : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
 }
 
 } // namespace
 
-CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks)
+unsigned crashSeed()
+{
+    return numberFrom("QUORVA_CRASH_SEED", std::random_device{}() % 1'000'000);
+}
+
+int crashRounds()
+{
+    return static_cast<int>(numberFrom("QUORVA_CRASH_ROUNDS", 2));
+}
+
+CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
+                       const std::map<std::string, std::string>& environment)
     : mode_(mode), seed_(seed), random_(seed), home_(directory_.makeDirectory("env")),
-      loss_(home_, directory_.makeDirectory("durable")), server_(setupFor(mode, loss_)),
+      targets_(directory_.makeDirectory("targets")),
+      loss_({.environment = home_, .strict = targets_, .state = directory_.makeDirectory("durable")}),
+      server_(setupFor(mode, loss_, environment)),
       writers_(std::make_unique<Writers>(&ledger_, QString::fromStdString(home_), tasks, seed))
 {
     random_.discard(10); // neighbouring seeds begin alike
-    if (mode.logDataSync)
+    if (mode.logDataSync) {
         std::ofstream(home_ + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
+        loss_.settle(home_ + "/DB_CONFIG");
+    }
 }
 
 CrashBench::~CrashBench()
@@ -68,14 +91,24 @@ void CrashBench::pause(std::chrono::microseconds least, std::chrono::microsecond
         std::chrono::microseconds(static_cast<long long>(static_cast<double>(least.count()) * std::pow(factor, part))));
 }
 
-void CrashBench::crash()
+void CrashBench::waitForKill()
 {
     ++crashes_;
-    server_.kill();
     EXPECT_EQ(server_.waitForExit(), -SIGKILL)
         << "seed " << seed_ << ", crash " << crashes_ << ": it had ended before\n"
         << server_.logText() << server_.errorText();
     writers_->join();
+}
+
+void CrashBench::crash()
+{
+    server_.kill();
+    waitForKill();
+    losePower();
+}
+
+void CrashBench::losePower()
+{
     if (!mode_.powerLoss)
         return;
     switch (upTo(3)) {
@@ -88,6 +121,20 @@ void CrashBench::crash()
     default: // the machine went on
         break;
     }
+}
+
+ProgramRun CrashBench::quorvactl(const std::vector<std::string>& arguments,
+                                 const std::map<std::string, std::string>& environment) const
+{
+    std::map<std::string, std::string> variables = environment;
+    if (mode_.powerLoss)
+        variables.merge(loss_.environment());
+    std::vector<std::string> words;
+    for (const auto& [name, value] : variables)
+        words.push_back(name + '=' + value);
+    words.emplace_back(QUORVACTL_BINARY);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return runProgram("/usr/bin/env", words);
 }
 
 void CrashBench::verify()

@@ -6,14 +6,26 @@
 #include "writebackloss.h"
 #include "writers.h"
 
+#include "support/programrun.h"
 #include "support/serverprocess.h"
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
+
+/*
+ * Variables of these tests:
+ *
+ *     QUORVA_CRASH_SEED     where the random numbers begin; by default another in each run
+ *     QUORVA_CRASH_ROUNDS   crashes in each test at random instants, 2 by default
+ *     QUORVA_CRASH_KEEP     a directory to which the environment of a failure is copied
+ */
+unsigned crashSeed();
+int crashRounds();
 
 /** What a crash takes away. */
 struct CrashMode {
@@ -30,12 +42,17 @@ struct CrashMode {
  */
 class CrashBench {
 public:
-    CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks);
+    /** `environment` is added to what the server runs with. */
+    CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
+               const std::map<std::string, std::string>& environment = {});
     ~CrashBench();
     CrashBench(const CrashBench&) = delete;
     CrashBench& operator=(const CrashBench&) = delete;
 
     const std::string& home() const { return home_; }
+    /** A directory for backups, restored environments and exports, which lose what the mode says. */
+    const std::string& targets() const { return targets_; }
+    const WriteBackLoss& loss() const { return loss_; }
     ServerProcess& server() { return server_; }
     Writers& writers() { return *writers_; }
     Ledger& ledger() { return ledger_; }
@@ -50,6 +67,13 @@ public:
 
     /** Kills the server, waits for the writers, and loses what the mode says. */
     void crash();
+    /** These one by one, where something else kills it, or the power fails later. */
+    void waitForKill();
+    void losePower();
+
+    /** Runs the tool to its end, as part of the machine that may lose its power. */
+    ProgramRun quorvactl(const std::vector<std::string>& arguments,
+                         const std::map<std::string, std::string>& environment = {}) const;
 
     /** Asks the running server for everything. A test failure for each thing that is wrong, or the first of many. */
     void verify();
@@ -69,7 +93,8 @@ private:
     std::minstd_rand random_;
     TempDir directory_;
     const std::string home_;
-    WriteBackLoss loss_;
+    const std::string targets_;
+    const WriteBackLoss loss_;
     ServerProcess server_;
     Ledger ledger_{Writers::Count};
     std::unique_ptr<Writers> writers_;

@@ -37,6 +37,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
     const WriteBackLoss loss(home, directory.makeDirectory("durable"));
     const QVariantMap table = tableNamed(home);
     std::ofstream(home + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
+    loss.settle(home + "/DB_CONFIG");
     const auto killedAt = [&](const char* name, int sync) {
         ServerProcess::Setup setup{.environment = loss.environment()};
         setup.environment["CRASH_KILL_FILE"] = killFile;

@@ -3,37 +3,38 @@
 
 #include "base/descriptor.h"
 
-#include <cerrno>
 #include <filesystem>
 
-#include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 namespace Base {
 
 /**
- * The lock on a directory by which those who work in it keep out of each other's way: a server holds that of each
- * environment that it has open. No file is made for it, and it ends with the object or the process.
+ * The `flock` on a directory by which those who work in it keep out of each other's way: a server holds that of each
+ * environment that it has open. No file is made for it, it ends with the object or the process, and it is the directory
+ * itself that is held, under whatever path it can be reached later.
  */
 class DirectoryLock {
 public:
     enum Kind : int { Shared = LOCK_SH, Exclusive = LOCK_EX };
 
-    DirectoryLock() = default;
-    /** Takes the lock if it is free; does not wait. */
-    DirectoryLock(const std::filesystem::path& directory, Kind kind)
-        : descriptor_(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    {
-        // Only a lock that somebody holds matters: there are file systems without such locks.
-        isBusy_ = descriptor_.isOpen() && ::flock(descriptor_.number(), kind | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    }
+    /**
+     * Takes the lock if it is free; does not wait. 0; EWOULDBLOCK when somebody else holds it; another errno value,
+     * also on file systems that have no such locks. Called once.
+     */
+    [[nodiscard]] int lock(const std::filesystem::path& directory, Kind kind = Exclusive);
 
-    /** True when somebody else holds it. False also for what is no directory. */
-    bool isBusy() const { return isBusy_; }
+    /** Whether `path` leads to the directory that is held. */
+    bool isAt(const std::filesystem::path& path) const;
+
+    /** Whether `status` is that of the directory that is held. */
+    bool is(const struct stat& status) const;
 
 private:
     Descriptor descriptor_; // carries the lock
-    bool isBusy_ = false;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
 };
 
 } // namespace Base

@@ -18,10 +18,7 @@
 #include <system_error>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -64,12 +61,6 @@ bool isThere(const fs::path& path)
 
 BackupTarget::BackupTarget(BDBEnv* env, const QByteArray& path) : env_(env), name_(path), path_(path.toStdString()) {}
 
-BackupTarget::~BackupTarget()
-{
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
-}
-
 /** Looks at the name alone: nothing is made where nothing may be written. */
 int BackupTarget::checkPath() const
 {
@@ -94,11 +85,10 @@ int BackupTarget::checkPath() const
 
 int BackupTarget::hold()
 {
-    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor_ < 0)
-        return errno;
-    // Only a lock that somebody holds matters: there are file systems without such locks.
-    return ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK ? EBUSY : 0;
+    const int rc = lock_.lock(path_);
+    if (rc == EWOULDBLOCK)
+        return EBUSY;
+    return rc == ENOLCK || rc == EOPNOTSUPP ? 0 : rc; // there are file systems without such locks
 }
 
 int BackupTarget::refuse() const

@@ -1,6 +1,7 @@
 #ifndef QUORVA_STORAGE_BACKUPTARGET_H
 #define QUORVA_STORAGE_BACKUPTARGET_H
 
+#include "base/directorylock.h"
 #include "format/backuplist.h"
 #include "storage/databasefiles.h"
 
@@ -23,9 +24,6 @@ class BackupTarget {
 public:
     /** Neither is used after the object's end. */
     BackupTarget(BDBEnv* env, const QByteArray& path);
-    ~BackupTarget();
-    BackupTarget(const BackupTarget&) = delete;
-    BackupTarget& operator=(const BackupTarget&) = delete;
 
     /**
      * For a full copy of `databases`. The directory is made when it is not there. It may hold nothing that looks like
@@ -60,9 +58,9 @@ private:
     BDBEnv* const env_; // not owned
     const QByteArray name_;
     const std::filesystem::path path_;
-    int descriptor_ = -1; // carries the lock; owned
-    bool ours_ = false;   // holds a copy, finished or not
-    BackupList earlier_;  // its list
+    Base::DirectoryLock lock_;
+    bool ours_ = false;  // holds a copy, finished or not
+    BackupList earlier_; // its list
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "storage/bdbenv.h"
 
+#include "base/filesync.h"
 #include "format/backupnames.h"
 #include "format/tablename.h"
 #include "log/log.h"
@@ -12,7 +13,6 @@
 #include "storage/descriptorreserve.h"
 #include "storage/environmentfiles.h"
 #include "storage/environmentpath.h"
-#include "base/filesync.h"
 
 #include <algorithm>
 #include <atomic>
@@ -182,11 +182,11 @@ int BDBEnv::lockDirectory(const QByteArray& home)
     if (home.isEmpty() || home.contains('\0'))
         return ENOENT;
     spelledHome_ = home;
-    if (const int rc = directory_.lock(home))
+    if (const int rc = directory_.lock(home.constData()))
         return rc;
     if (const int rc = canonicalPath(home, &canonicalHome_))
         return rc;
-    return directory_.isAt(canonicalHome_) ? 0 : ESTALE; // a link was changed in this very moment
+    return directory_.isAt(canonicalHome_.constData()) ? 0 : ESTALE; // a link was changed in this very moment
 }
 
 /** Whether the directory can be an environment at all; `databases` are the files that recovery may have to open. */
@@ -222,7 +222,7 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
     const DescriptorReserve reserve;
     if (!reserve.available())
         return EMFILE;
-    if (!directory_.isAt(canonicalHome_))
+    if (!directory_.isAt(canonicalHome_.constData()))
         return ESTALE; // moved away, and what is there may be an environment as well
     DirectoryClaims::Attempt claims(&claims_);
     if (const int rc = claims_.claim(canonicalHome_, file))

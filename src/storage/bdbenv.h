@@ -1,10 +1,10 @@
 #ifndef QUORVA_STORAGE_BDBENV_H
 #define QUORVA_STORAGE_BDBENV_H
 
+#include "base/directorylock.h"
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
-#include "storage/directorylock.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
@@ -110,7 +110,7 @@ private:
     QMutex openingMutex_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
-    DirectoryLock directory_;
+    Base::DirectoryLock directory_;
     DirectoryClaims claims_; // guarded by openingMutex_
     QByteArray canonicalHome_;
     QByteArray spelledHome_;

@@ -61,10 +61,10 @@ int DirectoryClaims::claim(const QByteArray& home, const QByteArray& file)
         struct stat status {};
         if (::stat(directory.constData(), &status) != 0)
             return errno;
-        const auto isHeld = [&](const DirectoryLock& lock) { return lock.is(status); };
+        const auto isHeld = [&](const Base::DirectoryLock& lock) { return lock.is(status); };
         if (wanted && std::none_of(held_.cbegin(), held_.cend(), isHeld)) {
-            DirectoryLock lock;
-            if (const int rc = lock.lock(directory))
+            Base::DirectoryLock lock;
+            if (const int rc = lock.lock(directory.constData()))
                 return rc == EWOULDBLOCK ? EBUSY : rc;
             held_.push_back(std::move(lock));
         }

@@ -1,7 +1,7 @@
 #ifndef QUORVA_STORAGE_DIRECTORYCLAIMS_H
 #define QUORVA_STORAGE_DIRECTORYCLAIMS_H
 
-#include "storage/directorylock.h"
+#include "base/directorylock.h"
 
 #include <QByteArray>
 
@@ -43,7 +43,7 @@ public:
 private:
     std::ptrdiff_t held() const { return static_cast<std::ptrdiff_t>(held_.size()); }
 
-    std::vector<DirectoryLock> held_;
+    std::vector<Base::DirectoryLock> held_;
 };
 
 #endif

@@ -182,8 +182,9 @@ private:
     bool isOpenEnvironment() const
     {
         std::error_code error;
+        Base::DirectoryLock lock;
         return !fs::exists(backup_ / BackupNames::ListFile, error) &&
-               Base::DirectoryLock(backup_, Base::DirectoryLock::Shared).isBusy();
+               lock.lock(backup_, Base::DirectoryLock::Shared) == EWOULDBLOCK;
     }
 
     std::string copy(const BackupFile& file, const std::string& name)

@@ -1,6 +1,5 @@
 #include "tools/restoretarget.h"
 
-#include "base/descriptor.h"
 #include "base/filesync.h"
 #include "tools/command.h"
 
@@ -14,7 +13,6 @@
 #include <system_error>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -129,8 +127,7 @@ std::string RestoreTarget::prepare()
 
 std::string RestoreTarget::prepareInPlace()
 {
-    lock_ = Base::DirectoryLock(target_, Base::DirectoryLock::Exclusive);
-    if (lock_.isBusy())
+    if (lock_.lock(target_) == EWOULDBLOCK)
         return given_.string() + " is open in a server, or another restore fills it";
     std::error_code error;
     if (isUnfinished(target_)) {
@@ -151,7 +148,7 @@ std::string RestoreTarget::prepareBeside()
         return failure("cannot make " + given_.string(), errno);
     work_ = name;
     madeWork_ = true;
-    lock_ = Base::DirectoryLock(work_, Base::DirectoryLock::Exclusive);
+    (void)lock_.lock(work_); // fails only on file systems without such locks
     if (::chmod(work_.c_str(), usualMode()) != 0)
         return failure("cannot make " + given_.string(), errno);
     return placeGuard();
@@ -172,8 +169,8 @@ std::string RestoreTarget::removeLeftovers() const
             leftovers.push_back(entry->path());
     }
     for (const fs::path& leftover : leftovers) {
-        const Base::DirectoryLock lock(leftover, Base::DirectoryLock::Exclusive);
-        if (lock.isBusy())
+        Base::DirectoryLock lock;
+        if (lock.lock(leftover) == EWOULDBLOCK)
             return "another restore to " + given_.string() + " is under way, in " + leftover.string();
         std::error_code unreadable;
         if (!isUnfinished(leftover) && !fs::is_empty(leftover, unreadable))
@@ -191,15 +188,8 @@ std::string RestoreTarget::removeLeftovers() const
 std::string RestoreTarget::placeGuard()
 {
     const fs::path path = work_ / GuardName;
-    const Base::Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    int error = 0;
-    if (!file.isOpen())
-        error = errno;
-    else if (const ssize_t written = ::write(file.number(), Guard.data(), Guard.size()); written < 0)
-        error = errno;
-    else if (static_cast<std::size_t>(written) != Guard.size())
-        error = ENOSPC;
-    for (const fs::path& made : {path, work_, work_.parent_path()}) {
+    int error = writeToDisk(path, Guard);
+    for (const fs::path& made : {work_, work_.parent_path()}) {
         if (error == 0)
             error = syncToDisk(made);
     }

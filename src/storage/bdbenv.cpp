@@ -219,11 +219,14 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
 {
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
-    const DescriptorReserve reserve;
-    if (!reserve.available())
-        return EMFILE;
     if (!directory_.isAt(canonicalHome_.constData()))
         return ESTALE; // moved away, and what is there may be an environment as well
+    int directories = 0;
+    if (const int rc = claims_.count(canonicalHome_, file, &directories))
+        return rc;
+    const DescriptorReserve reserve(directories);
+    if (!reserve.available())
+        return EMFILE;
     DirectoryClaims::Attempt claims(&claims_);
     if (const int rc = claims_.claim(canonicalHome_, file))
         return rc;
@@ -231,10 +234,12 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
-    if (const int rc = claims_.claim(canonicalHome_, file)) // with the directories that were made just now
+    hasContent_ = true;
+    // With the directories that were made just now. Should one of them be somebody else's already, the file stays: it
+    // is in the log, and no other environment opens there beside it.
+    if (const int rc = claims_.claim(canonicalHome_, file))
         return rc;
     claims.keep();
-    hasContent_ = true;
     return 0;
 }
 

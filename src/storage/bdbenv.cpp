@@ -203,16 +203,17 @@ int BDBEnv::checkDirectory(int* databases)
     bool hasLog = false;
     if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
         return rc;
-    EnvironmentFiles::Databases found;
-    if (const int rc = EnvironmentFiles::findDatabases(home, &found))
-        return rc;
-    if (!hasLog && found.logged)
-        return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo what it says
     hasContent_ = hasLog;
-    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
-    // can be open at a time.
-    *databases = hasLog ? static_cast<int>(std::min<std::size_t>(found.count, std::max(tableCapacity_ - 1, 0))) : 0;
-    return 0;
+    if (hasLog) {
+        // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
+        // can be open at a time.
+        return EnvironmentFiles::countDatabases(home, tableCapacity_ - 1, databases);
+    }
+    *databases = 0;
+    bool logged = false;
+    if (const int rc = EnvironmentFiles::findLoggedDatabase(home, &logged))
+        return rc;
+    return logged ? EBUSY : 0; // a log of its own would begin in their past, and recovery by theirs would undo it
 }
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)

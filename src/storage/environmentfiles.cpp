@@ -56,37 +56,45 @@ template <typename Look> int forEachEntry(const fs::path& directory, Look look)
     return error.value();
 }
 
-/** Files that vanish meanwhile, or may not be read, are no databases that anybody could open. */
-int lookAtFile(const fs::path& path, EnvironmentFiles::Databases* databases)
+constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
+
+/** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
+template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0) // what vanished meanwhile, or may not be read, is no database that anybody could open
         return errno == EMFILE || errno == ENFILE ? errno : 0;
     MetaPageStart start{};
     const ssize_t got = ::pread(descriptor, &start, sizeof start, 0);
     ::close(descriptor);
-    if (got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic)) {
-        ++databases->count;
-        databases->logged = databases->logged || start.logFile != 0;
-    }
-    return 0;
+    return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
 }
 
-int lookBelow(const fs::path& directory, dev_t device, EnvironmentFiles::Databases* databases)
+/** The same for all files below a directory, as long as it returns 0. */
+template <typename Look> int lookBelow(const fs::path& directory, dev_t device, Look look)
 {
     const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
-            return lookAtFile(entry.path(), databases);
+            return lookAtFile(entry.path(), look);
         struct stat status {};
         if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_dev != device)
             return 0;
         bool ownLog = false;
         if (const int failed = EnvironmentFiles::findLog(entry.path(), &ownLog))
             return failed;
-        return ownLog ? 0 : lookBelow(entry.path(), device, databases);
+        return ownLog ? 0 : lookBelow(entry.path(), device, look);
     });
     return rc == EACCES || rc == ENOENT ? 0 : rc;
+}
+
+template <typename Look> int forEachDatabase(const fs::path& home, Look look)
+{
+    struct stat status {};
+    if (::stat(home.c_str(), &status) != 0)
+        return errno;
+    const int rc = lookBelow(home, status.st_dev, look);
+    return rc == Enough ? 0 : rc;
 }
 
 } // namespace
@@ -116,13 +124,21 @@ int EnvironmentFiles::findLog(const fs::path& home, bool* found)
     return rc == EACCES || rc == ENOENT || rc == ENOTDIR ? 0 : rc;
 }
 
-int EnvironmentFiles::findDatabases(const fs::path& home, Databases* databases)
+int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
-    *databases = {};
-    struct stat status {};
-    if (::stat(home.c_str(), &status) != 0)
-        return errno;
-    return lookBelow(home, status.st_dev, databases);
+    *found = false;
+    return forEachDatabase(home, [found](const MetaPageStart& start) {
+        *found = start.logFile != 0;
+        return *found ? Enough : 0;
+    });
+}
+
+int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
+{
+    *count = 0;
+    if (most <= 0)
+        return 0;
+    return forEachDatabase(home, [count, most](const MetaPageStart&) { return ++*count < most ? 0 : Enough; });
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)

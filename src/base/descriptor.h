@@ -15,7 +15,8 @@ public:
     Descriptor(Descriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept
     {
-        std::swap(descriptor_, other.descriptor_);
+        Descriptor taken(std::move(other));
+        std::swap(descriptor_, taken.descriptor_);
         return *this;
     }
     ~Descriptor()

@@ -57,6 +57,11 @@ std::string partitionSuffix(unsigned partition)
     return {'_', HexDigits[partition >> 4 & 15], HexDigits[partition & 15], '.', 'd', 'b'};
 }
 
+std::string_view ofDataFile(std::string_view file)
+{
+    return endsLikeDataFile(file) ? file.substr(0, file.size() - SuffixLength) : file;
+}
+
 const char* refusal(std::string_view filePart)
 {
     if (filePart.empty())
@@ -76,9 +81,7 @@ const char* refusal(std::string_view filePart)
 
 const char* fileRefusal(std::string_view file, std::string_view subDatabase)
 {
-    if (subDatabase == DataSubDatabase && endsLikeDataFile(file))
-        file.remove_suffix(SuffixLength);
-    return refusal(file);
+    return refusal(subDatabase == DataSubDatabase ? ofDataFile(file) : file);
 }
 
 } // namespace TableNames

@@ -26,6 +26,9 @@ std::string_view filePart(std::string_view tableName);
 /** What a data file has behind the file part: "_3f.db". */
 std::string partitionSuffix(unsigned partition);
 
+/** The file part of the table whose data a file of this name holds; the whole name when it ends like no data file. */
+std::string_view ofDataFile(std::string_view file);
+
 /**
  * Why no table can have this file part, as a clause for people; nullptr when one can.
  *

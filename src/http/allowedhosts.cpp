@@ -4,11 +4,20 @@
 #include <netinet/in.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <utility>
 
 namespace Http {
 
 namespace {
+
+constexpr std::array<std::string_view, 3> Loopback{"127.0.0.1", "localhost", "[::1]"};
+
+bool isLoopback(const std::string& name)
+{
+    return std::find(Loopback.begin(), Loopback.end(), name) != Loopback.end();
+}
 
 bool isNameCharacter(char c)
 {
@@ -46,7 +55,11 @@ std::string nameIn(std::string name)
 
 } // namespace
 
-AllowedHosts::AllowedHosts() : hosts_{{"127.0.0.1", NoPort}, {"localhost", NoPort}, {"[::1]", NoPort}} {}
+AllowedHosts::AllowedHosts()
+{
+    for (const std::string_view name : Loopback)
+        hosts_.push_back({std::string(name), NoPort});
+}
 
 bool AllowedHosts::add(std::string_view host)
 {
@@ -60,20 +73,29 @@ bool AllowedHosts::add(std::string_view host)
 bool AllowedHosts::isHost(std::string_view value) const
 {
     Host host;
-    return parse(value, &host) && std::any_of(hosts_.begin(), hosts_.end(), [&](const Host& allowed) {
-               const bool hasPort =
-                   allowed.port == NoPort ? host.port == NoPort || host.port == port_ : host.port == allowed.port;
-               return hasPort && host.name == allowed.name;
-           });
+    return parse(value, &host) && isAllowed(host);
 }
 
 bool AllowedHosts::isOrigin(std::string_view value) const
 {
-    for (const std::string_view scheme : {"http://", "https://"}) {
-        if (value.starts_with(scheme))
-            return isHost(value.substr(scheme.size()));
+    for (const auto& [scheme, port] : {std::pair<std::string_view, int>("http://", 80), {"https://", 443}}) {
+        Host host;
+        if (!value.starts_with(scheme) || !parse(value.substr(scheme.size()), &host))
+            continue;
+        if (host.port == NoPort && isLoopback(host.name))
+            host.port = port;
+        return isAllowed(host);
     }
     return false;
+}
+
+bool AllowedHosts::isAllowed(const Host& host) const
+{
+    return std::any_of(hosts_.begin(), hosts_.end(), [&](const Host& allowed) {
+        const bool hasPort =
+            allowed.port == NoPort ? host.port == NoPort || host.port == port_ : host.port == allowed.port;
+        return hasPort && host.name == allowed.name;
+    });
 }
 
 bool AllowedHosts::parse(std::string_view text, Host* host)

@@ -26,7 +26,10 @@ public:
     /** For the value of a Host header. Case does not matter, nor does a dot behind a name. */
     bool isHost(std::string_view value) const;
 
-    /** For the value of an Origin header: such a host behind http:// or https://, and so never "null". */
+    /**
+     * For the value of an Origin header: such a host behind http:// or https://, and so never "null". A name of the
+     * loopback without a port is one on the scheme's own port: mostly the page of another program on this machine.
+     */
     bool isOrigin(std::string_view value) const;
 
 private:
@@ -37,6 +40,7 @@ private:
     static constexpr int NoPort = -1;
 
     static bool parse(std::string_view text, Host* host);
+    bool isAllowed(const Host& host) const;
 
     std::vector<Host> hosts_;
     int port_ = NoPort;

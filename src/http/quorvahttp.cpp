@@ -169,7 +169,7 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? ExitOk : ExitUsage;
     }
     AllowedUsers users;
-    if (app.count("--allow-users") > 0) { // also with an empty list, which lets nobody in
+    if (app.count("--allow-users") > 0) { // also with an empty list, which is refused
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());

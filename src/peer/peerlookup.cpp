@@ -7,7 +7,6 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -70,16 +69,11 @@ bool stands(int socket)
 
 } // namespace
 
-PeerLookup::~PeerLookup()
-{
-    if (descriptor_ >= 0)
-        close(descriptor_);
-}
-
 int PeerLookup::open()
 {
-    descriptor_ = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG);
-    if (descriptor_ < 0 || setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &AnswerLimit, sizeof AnswerLimit) != 0)
+    netlink_ = Base::Descriptor(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+    if (!netlink_.isOpen() ||
+        setsockopt(netlink_.number(), SOL_SOCKET, SO_RCVTIMEO, &AnswerLimit, sizeof AnswerLimit) != 0)
         return errno;
     return 0;
 }
@@ -123,8 +117,8 @@ int PeerLookup::ask(const inet_diag_sockid& id, inet_diag_msg* answer)
     question.request.id = id;
     sockaddr_nl kernel{};
     kernel.nl_family = AF_NETLINK;
-    if (sendto(descriptor_, &question, sizeof question, 0, reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel) <
-        0)
+    if (sendto(netlink_.number(), &question, sizeof question, 0, reinterpret_cast<const sockaddr*>(&kernel),
+               sizeof kernel) < 0)
         return errno;
 
     alignas(nlmsghdr) char buffer[1024];
@@ -132,7 +126,7 @@ int PeerLookup::ask(const inet_diag_sockid& id, inet_diag_msg* answer)
         sockaddr_nl sender{};
         socklen_t senderSize = sizeof sender;
         const ssize_t size =
-            recvfrom(descriptor_, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&sender), &senderSize);
+            recvfrom(netlink_.number(), buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&sender), &senderSize);
         if (size < 0 && errno == EINTR)
             continue;
         if (size < 0)

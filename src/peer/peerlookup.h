@@ -1,6 +1,8 @@
 #ifndef QUORVA_PEER_PEERLOOKUP_H
 #define QUORVA_PEER_PEERLOOKUP_H
 
+#include "base/descriptor.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -13,11 +15,6 @@
  */
 class PeerLookup {
 public:
-    PeerLookup() = default;
-    ~PeerLookup();
-    PeerLookup(const PeerLookup&) = delete;
-    PeerLookup& operator=(const PeerLookup&) = delete;
-
     /** 0, or an errno: this system, or what confines this process, has no such sockets. Once, before find(). */
     [[nodiscard]] int open();
 
@@ -32,7 +29,7 @@ private:
     int ask(const struct inet_diag_sockid& id, struct inet_diag_msg* answer);
 
     std::mutex mutex_;
-    int descriptor_ = -1;        // set by open() alone
+    Base::Descriptor netlink_;   // set by open() alone
     std::uint32_t sequence_ = 0; // guarded by mutex_, of the latest question
 };
 

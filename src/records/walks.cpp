@@ -31,6 +31,7 @@ public:
         int rc = txn_.begin(request.environment.env(), 0);
         if (rc == 0)
             // As a flag of the cursor, since Berkeley DB accepts it with a read and does nothing with it there.
+            // Kept: of a batch that is written meanwhile the walk may see a part; writers do not wait for all of it.
             rc = cursor_.open(db, &txn_, DB_READ_COMMITTED);
         if (rc != 0) {
             if (rc != DB_LOCK_DEADLOCK)

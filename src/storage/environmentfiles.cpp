@@ -1,5 +1,6 @@
 #include "storage/environmentfiles.h"
 
+#include "base/descriptor.h"
 #include "format/backupnames.h"
 
 #include <array>
@@ -61,12 +62,11 @@ constexpr int Enough = -1; // ends a walk that knows what it was for; no errno v
 /** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
 template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor < 0) // what vanished meanwhile, or may not be read, is no database that anybody could open
+    const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.isOpen()) // what vanished meanwhile, or may not be read, is no database that anybody could open
         return errno == EMFILE || errno == ENFILE ? errno : 0;
     MetaPageStart start{};
-    const ssize_t got = ::pread(descriptor, &start, sizeof start, 0);
-    ::close(descriptor);
+    const ssize_t got = ::pread(file.number(), &start, sizeof start, 0);
     return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
 }
 
@@ -145,10 +145,8 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
 {
     if (::faccessat(AT_FDCWD, directory.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0)
         return errno;
-    const int descriptor = ::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    else if (errno == EACCES || errno == EPERM || errno == EROFS || errno == EOVERFLOW)
+    if (const Base::Descriptor file(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+        !file.isOpen() && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EOVERFLOW))
         return errno; // others say that the disk is full, or that this file system has no files without a name
     return forEachEntry(directory, [](const fs::directory_entry& entry) {
         const bool refused =

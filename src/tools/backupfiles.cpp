@@ -109,16 +109,6 @@ std::optional<std::uint32_t> missingLog(const BackupFiles& files)
 
 } // namespace
 
-std::uintmax_t BackupFiles::bytes() const
-{
-    std::uintmax_t sum = 0;
-    for (const auto& [name, file] : databases)
-        sum += sizeOf(file.path);
-    for (const auto& [number, file] : logs)
-        sum += sizeOf(file.path);
-    return sum;
-}
-
 bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* files, std::string* error)
 {
     std::error_code failure;

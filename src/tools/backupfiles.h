@@ -27,8 +27,6 @@ struct BackupFiles {
     std::map<std::string, BackupFile> databases; // by name, which may have directories in it
     std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each
     std::vector<std::string> unlisted;           // names of files that do not belong to the copy, by its list
-
-    std::uintmax_t bytes() const;
 };
 
 /** What to make of a copy without a list of its files, of which nothing says whether one is missing. */

@@ -1,6 +1,7 @@
 #include "tools/outputfile.h"
 
 #include "base/filesync.h"
+#include "tools/usualmode.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -24,14 +25,6 @@ std::string resolved(const std::string& path)
     const fs::path absolute = fs::absolute(path, error);
     const fs::path target = error ? fs::path() : fs::weakly_canonical(absolute, error);
     return error ? path : target.string();
-}
-
-/** The access mode that open() would give a new file. */
-mode_t usualMode()
-{
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0666 & ~mask;
 }
 
 } // namespace
@@ -65,7 +58,7 @@ std::string OutputFile::open()
     if (fs::exists(status) && ::stat(path_.c_str(), &before) == 0)
         (void)(::fchown(descriptor, before.st_uid, before.st_gid) == 0 && ::fchmod(descriptor, before.st_mode & 07777));
     else
-        (void)::fchmod(descriptor, usualMode());
+        (void)::fchmod(descriptor, usualMode(0666));
     file_ = ::fdopen(descriptor, "w");
     if (file_ != nullptr)
         return {};

@@ -1,6 +1,7 @@
 #include "tools/restoredenvironment.h"
 
 #include "format/backupnames.h"
+#include "format/tablename.h"
 #include "tools/interruption.h"
 
 #include <db_cxx.h>
@@ -105,13 +106,6 @@ std::optional<std::time_t> timeOfLastCommit(DbLogc* cursor)
             return static_cast<std::time_t>(numberAt(record, TimeOffset));
     }
     return std::nullopt;
-}
-
-/** The table that a data file "NAME_3f.db" belongs to. */
-std::string tableOf(const std::string& dataFile)
-{
-    constexpr std::size_t SuffixLength = 6; // "_3f.db"
-    return dataFile.size() > SuffixLength ? dataFile.substr(0, dataFile.size() - SuffixLength) : dataFile;
 }
 
 /** Opens a sub-database for reading. Null when the file has none of that name; `rc` tells of other failures. */
@@ -221,13 +215,13 @@ std::string countItems(const fs::path& home, std::map<std::string, long long>* i
     for (const fs::path& name : databaseFiles(home)) {
         const std::string& file = name.string();
         int rc = 0;
-        if (const auto meta = openDatabase(env.get(), file, "meta", &rc)) {
+        if (const auto meta = openDatabase(env.get(), file, TableNames::MetaSubDatabase, &rc)) {
             (*items)[file]; // a table, though it may have no items yet
             (void)meta->close(0);
         }
         if (rc == 0) {
-            if (const auto data = openDatabase(env.get(), file, "data", &rc)) {
-                rc = countRecords(data.get(), &(*items)[tableOf(file)]);
+            if (const auto data = openDatabase(env.get(), file, TableNames::DataSubDatabase, &rc)) {
+                rc = countRecords(data.get(), &(*items)[std::string(TableNames::ofDataFile(file))]);
                 (void)data->close(0);
             }
         }

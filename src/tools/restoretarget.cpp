@@ -2,6 +2,7 @@
 
 #include "base/filesync.h"
 #include "tools/command.h"
+#include "tools/usualmode.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -91,14 +92,6 @@ int renameWithoutReplacing(const fs::path& from, const fs::path& to)
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
-/** The access mode that mkdir() would give a new directory. */
-mode_t usualMode()
-{
-    const mode_t mask = umask(0);
-    umask(mask);
-    return 0777 & ~mask;
-}
-
 } // namespace
 
 RestoreTarget::RestoreTarget(const fs::path& directory) : given_(directory), target_(resolved(directory)) {}
@@ -149,7 +142,7 @@ std::string RestoreTarget::prepareBeside()
     work_ = name;
     madeWork_ = true;
     (void)lock_.lock(work_); // fails only on file systems without such locks
-    if (::chmod(work_.c_str(), usualMode()) != 0)
+    if (::chmod(work_.c_str(), usualMode(0777)) != 0)
         return failure("cannot make " + given_.string(), errno);
     return placeGuard();
 }

@@ -60,6 +60,18 @@ TEST(TableNames, PartitionSuffixHasTwoLowerCaseDigits)
     EXPECT_EQ(TableNames::partitionSuffix(0xff), "_ff.db");
 }
 
+TEST(TableNames, DataFilesBelongToTheirTable)
+{
+    for (const std::string_view table : {"t", "sub/t", "log.events", "t_3f", "a_00.dbx", ""}) {
+        for (unsigned partition = 0; partition < 256; ++partition)
+            EXPECT_EQ(TableNames::ofDataFile(std::string(table) + TableNames::partitionSuffix(partition)), table);
+    }
+    for (const std::string_view file :
+         {"orders", "", ".db", "f.db", "3f.db", "t_3F.db", "t_3g.db", "t-3f.db", "t_3f.dbx"})
+        EXPECT_EQ(TableNames::ofDataFile(file), file);
+    EXPECT_EQ(TableNames::ofDataFile("t_3f.db_00.db"), "t_3f.db") << "one ending goes";
+}
+
 TEST(TableNames, OrdinaryNamesAndPathsBelowTheDirectoryAreTaken)
 {
     for (const std::string& name : {

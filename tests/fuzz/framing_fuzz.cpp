@@ -1,4 +1,5 @@
 /* A connection's bytes, cut into pieces as the input says: what is taken for the header, and what for the body. */
+#include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
 
@@ -42,9 +43,7 @@ private:
     TransferBuffer buffer_;
 };
 
-} // namespace
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void check(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     Framing::RequestHeader header;
@@ -74,13 +73,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         if (first) {
             FUZZ_ASSERT((taken == 0) == (headerSize(piece) >= 0));
             if (taken != 0)
-                return 0;
+                return;
         }
         if (taken != 0)
-            return 0; // an empty body was complete with its header: another one was expected
+            return; // an empty body was complete with its header: another one was expected
         given += piece;
         if (given.empty())
-            return 0;
+            return;
         const auto bodyBegin = static_cast<std::size_t>(headerSize(given));
         const std::string_view body = std::string_view(given).substr(bodyBegin);
         const std::uint32_t declared = Framing::readLength(given.data() + bodyBegin - 4);
@@ -89,5 +88,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         FUZZ_ASSERT(std::string_view(collected.constData(), static_cast<std::size_t>(collected.size())) == body);
         FUZZ_ASSERT(collected.capacity() <= std::max<qsizetype>(64 * 1024, 4 * collected.size()));
     }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    withinBudget(size, [&] { check(data, size); });
     return 0;
 }

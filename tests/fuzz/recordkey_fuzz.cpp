@@ -1,4 +1,5 @@
 /* Record keys as they stand in a database file, whoever wrote it, and the names of its files. */
+#include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
 
@@ -95,9 +96,7 @@ void name(const QByteArray& tableName)
     }
 }
 
-} // namespace
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void check(const std::uint8_t* data, std::size_t size)
 {
     Log::setDestination(nullptr);
     const QByteArray all(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
@@ -105,5 +104,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     name(all);
     Choices choices(data, size);
     encodeAndDecode(&choices);
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    withinBudget(size, [&] { check(data, size); });
     return 0;
 }

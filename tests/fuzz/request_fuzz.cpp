@@ -3,6 +3,7 @@
  * what is in them, well-formed and not. Whatever is sent, the reply is JSON with an envelope; what was stored comes
  * back; an environment goes on.
  */
+#include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
 
@@ -443,9 +444,7 @@ private:
     std::set<std::pair<QString, QString>> keys_;
 };
 
-} // namespace
-
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void check(const std::uint8_t* data, std::size_t size)
 {
     static std::set<std::pair<QString, QString>> written;
     environments().reset(written);
@@ -454,5 +453,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     for (int requests = 0; requests < 20 && !choices.isEmpty(); ++requests)
         generator.send();
     written = generator.keys();
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    onceWithinBudgetOfFiles([&] { check(data, size); });
     return 0;
 }

@@ -114,7 +114,8 @@ TEST_F(ForeignPage, RequestWithoutOneHostIsNotUnderstood)
 
 TEST_F(ForeignPage, OriginsOfOtherPagesAreRefused)
 {
-    for (const std::string origin : {"null", "http://rebound.example", "http://localhost:1"})
+    for (const std::string origin :
+         {"null", "http://rebound.example", "http://localhost:1", "http://localhost", "https://127.0.0.1"})
         expectRefused(put("Host: localhost\r\nOrigin: " + origin + "\r\n"), 403, "AccessDeniedException",
                       ForeignOrigin);
     expectRefused(put("Host: localhost\r\nOrigin: http://localhost\r\nOrigin: http://rebound.example\r\n"), 403,

@@ -37,6 +37,18 @@ protected:
         return getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? info.tcpi_state : -1;
     }
 
+    /** Resets a connection and closes this end of it; the address that it had. */
+    static sockaddr_in reset(int socket)
+    {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        const linger now{1, 0};
+        setsockopt(socket, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        close(socket);
+        return address;
+    }
+
     Listener listener_;
     PeerLookup lookup_;
     int error_ = 0;
@@ -115,12 +127,7 @@ TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
 {
     const int client = listener_.connect();
     const int server = listener_.accept();
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    ASSERT_EQ(getsockname(client, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    const linger now{1, 0};
-    setsockopt(client, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    close(client);
+    const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));
     EXPECT_EQ(find(server), std::nullopt);
     EXPECT_NE(error_, 0);
@@ -128,7 +135,7 @@ TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
     const int successor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int on = 1;
     setsockopt(successor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(successor, 1), 0);
     EXPECT_EQ(find(server), std::nullopt) << "what listens there is another socket";
     EXPECT_NE(error_, 0);
@@ -140,17 +147,12 @@ TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
 {
     const int client = listener_.connect();
     const int server = listener_.accept();
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    ASSERT_EQ(getsockname(client, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    const linger now{1, 0};
-    setsockopt(client, SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    close(client);
+    const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));
 
     // Its peer's address cannot be asked for any more, or leads to the connection that follows.
     const int successor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(connect(successor, reinterpret_cast<const sockaddr*>(&listener_.address()), sizeof(sockaddr_in)), 0);
     EXPECT_EQ(find(server), std::nullopt);
     EXPECT_EQ(error_, ENOTCONN);

@@ -8,6 +8,21 @@ namespace {
 
 class TableCommands : public ToolTest {};
 
+/** Each command that reads or writes items of a table, or asks for its description. */
+std::vector<std::vector<std::string>> itemCommands(const std::string& name)
+{
+    return {{"describe", name},
+            {"get", name, "k", "r"},
+            {"put", name, "h=S:k", "r=S:r"},
+            {"update", name, "k", "r", "--set", "a=S:1"},
+            {"delete", name, "k", "r"},
+            {"scan", name},
+            {"query", name, "k"},
+            {"query", name, "k", "--begins-with", "r", "--backward"},
+            {"export", name},
+            {"import", name}};
+}
+
 } // namespace
 
 TEST_F(TableCommands, CreateTableMakesATable)
@@ -83,17 +98,7 @@ TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNot
     for (const auto& [directory, complaint] : cases) {
         const std::string name = directory + "|t";
         const std::string found = complaint("cannot find the table " + name);
-        for (const std::vector<std::string>& words :
-             std::vector<std::vector<std::string>>{{"describe", name},
-                                                   {"get", name, "k", "r"},
-                                                   {"put", name, "h=S:k", "r=S:r"},
-                                                   {"update", name, "k", "r", "--set", "a=S:1"},
-                                                   {"delete", name, "k", "r"},
-                                                   {"scan", name},
-                                                   {"query", name, "k"},
-                                                   {"query", name, "k", "--begins-with", "r", "--backward"},
-                                                   {"export", name},
-                                                   {"import", name}})
+        for (const std::vector<std::string>& words : itemCommands(name))
             expectFailure(words, ErrorReply, found);
         expectFailure({"create-table", name, "h", "r"}, ErrorReply, complaint("cannot make the table " + name));
         expectFailure({"flush", name}, ErrorReply, complaint("cannot flush " + name));
@@ -137,20 +142,11 @@ TEST_F(TableCommands, ANameThatNoTableCanHaveIsRefusedBeforeAnythingIsSent)
         {table("t_7b.db"), "names that end like \"_3f.db\" belong to the data files of tables"},
     };
     for (const auto& [name, reason] : cases) {
-        for (const std::vector<std::string>& words :
-             std::vector<std::vector<std::string>>{{"create-table", name, "h", "r"},
-                                                   {"create-table", name, "h", "r", "--replace"},
-                                                   {"describe", name},
-                                                   {"get", name, "k", "r"},
-                                                   {"put", name, "h=S:k", "r=S:r"},
-                                                   {"update", name, "k", "r", "--set", "a=S:1"},
-                                                   {"delete", name, "k", "r"},
-                                                   {"scan", name},
-                                                   {"query", name, "k"},
-                                                   {"query", name, "k", "--begins-with", "r", "--backward"},
-                                                   {"export", name},
-                                                   {"import", name}})
-            expectFailure(words, ErrorReply, "quorvactl: no table can be called " + name + ": " + reason + '\n');
+        const std::string complaint = "quorvactl: no table can be called " + name + ": " + reason + '\n';
+        expectFailure({"create-table", name, "h", "r"}, ErrorReply, complaint);
+        expectFailure({"create-table", name, "h", "r", "--replace"}, ErrorReply, complaint);
+        for (const std::vector<std::string>& words : itemCommands(name))
+            expectFailure(words, ErrorReply, complaint);
         // These are about the environment alone, and the server takes them.
         expectFailure({"flush", name}, NoReply, Complaints::noServer(server_.port()));
         expectFailure({"delete-table", name}, NoReply, Complaints::noServer(server_.port()));

@@ -1,0 +1,21 @@
+#ifndef QUORVA_TOOLS_USUALMODE_H
+#define QUORVA_TOOLS_USUALMODE_H
+
+#include <sys/stat.h>
+
+namespace Ctl {
+
+/**
+ * The access mode that open() or mkdir() would give for `wanted` (0666, 0777): for what is made under a name that
+ * nobody else can guess, and so for its user alone at first. Changes the process's umask for a moment; not for threads.
+ */
+inline mode_t usualMode(mode_t wanted)
+{
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return wanted & ~mask;
+}
+
+} // namespace Ctl
+
+#endif

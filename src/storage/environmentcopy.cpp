@@ -131,8 +131,26 @@ int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
     return 0;
 }
 
+/**
+ * A finished list describes files that do not change. Once a log file is longer than listed, nobody can tell the copy
+ * from one that was opened as an environment since, wherever the server may end.
+ */
+int EnvironmentCopy::takeListBack()
+{
+    if (!listed_)
+        return 0;
+    std::error_code error;
+    fs::rename(target_.path() / BackupNames::ListFile, target_.path() / BackupNames::UnfinishedListFile, error);
+    if (error)
+        return error.value();
+    listed_ = false;
+    return syncToDisk(target_.path());
+}
+
 int EnvironmentCopy::catchUp()
 {
+    if (const int rc = takeListBack())
+        return rc;
     LogPosition now;
     if (const int rc = flushedLogPosition(env_, &now))
         return rc;
@@ -174,5 +192,8 @@ int EnvironmentCopy::writeList()
         return rc;
     std::error_code error;
     fs::rename(unfinished, target_.path() / BackupNames::ListFile, error);
-    return error ? error.value() : syncToDisk(target_.path());
+    if (error)
+        return error.value();
+    listed_ = true;
+    return syncToDisk(target_.path());
 }

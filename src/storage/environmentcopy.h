@@ -30,7 +30,7 @@ public:
     /** Everything that takes long, in rounds, until the log of the copy is only little behind. */
     [[nodiscard]] int copy();
 
-    /** Copies what the log has gained since. */
+    /** Copies what the log has gained since. Takes back a list that was written before. */
     [[nodiscard]] int catchUp();
 
     /** The list of what was copied. From here on only the marker says that the copy is not complete. */
@@ -43,6 +43,7 @@ private:
     int copyDatabase(const std::string& name, const std::filesystem::path& source);
     int makeDirectoriesFor(const std::string& name);
     int listLogsUpTo(LogPosition position);
+    int takeListBack();
 
     BDBEnv* const env_; // not owned
     BackupTarget target_;
@@ -52,6 +53,7 @@ private:
     LogPosition summed_;   // how far `logChecksum_` does
     Checksum logChecksum_; // of the log file that the copy's log ends in
     BackupList list_;
+    bool listed_ = false; // writeList() was called last
 };
 
 #endif

@@ -850,7 +850,49 @@ TEST_F(HotBackup, ATargetThatIsSlowForGoodFailsAndDoesNotHoldUpCommits)
     });
     expectCopyFails(target_, ETIMEDOUT);
     EXPECT_EQ(committed, 6) << "one in each of five tries";
-    EXPECT_TRUE(fs::exists(target_ + Marker));
+    EXPECT_THAT(filesIn(target_),
+                ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "log.0000000001", "t.db"));
+}
+
+TEST_F(HotBackup, AfterACopyThatFailedOnASlowTargetTheNextOneIsMade)
+{
+    put(1, 100);
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            if (!commitsAreFree())
+                put(++committed, 100);
+        });
+        expectCopyFails(target_, ETIMEDOUT);
+        thread_.reset();
+    }
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+    EXPECT_EQ(listOf(target_).lastLogSize, fs::file_size(target_ + "/log.0000000001"));
+}
+
+TEST_F(HotBackup, WhereverAServerEndsOnASlowTargetTheNextCopyIsMade)
+{
+    put(1, 100);
+    std::vector<std::string> states; // of the target, in the order of its history
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            states.push_back(directory_.file("state" + std::to_string(states.size())));
+            fs::copy(target_, states.back(), fs::copy_options::recursive);
+            if (committed < 3 && !commitsAreFree())
+                put(++committed, 100);
+        });
+        backUp();
+        EXPECT_EQ(committed, 3) << "two tries were lost";
+    }
+    for (const std::string& state : states) {
+        SCOPED_TRACE(testing::PrintToString(filesIn(state)));
+        target_ = state;
+        makeMarker();
+        backUp();
+        EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+    }
 }
 
 TEST_F(HotBackup, EverythingIsOnDiskBeforeTheMarkerGoes)

@@ -929,6 +929,7 @@ TEST_F(HotBackup, ATargetInTheEnvironmentsOwnDirectoryIsRefused)
                                       env_.path() + "/../" + fs::path(env_.path()).filename().string() + "/backup"}) {
         expectRefused(target, BackupFull, "Dbenv backup failed rc 16", false);
         expectRefused(target, BackupShipLogs, "log backup failed for " + target, false);
+        EXPECT_EQ(log_->count("[WARN] DB Backup target " + target + " cannot be used rc 16"), 1U);
     }
     EXPECT_FALSE(fs::exists(below));
 }

@@ -196,6 +196,7 @@ int BDBHotBackupThread::fullBackup()
         noCommits.end();
         rc = copy.catchUp();
     }
+    copy.dropLog();
     return backupFailed(rc != 0 ? rc : ETIMEDOUT);
 }
 
@@ -230,6 +231,8 @@ int BDBHotBackupThread::shipLogs()
     LOG_INFO << "Done BDBHotBackupThread.log_archive";
     BackupTarget held(env_, target);
     if (const int rc = held.openForShipping()) {
+        if (rc != ENOTEMPTY) // which has a line of its own
+            LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
         LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
         return rc;
     }

@@ -12,7 +12,8 @@
 
 /**
  * Holds a commit gate exclusively, for a limited time: whoever waits for a disk meanwhile cannot be stopped, but the
- * commits need not wait for it. A thread of its own holds the gate and lets go when the time is over.
+ * commits need not wait for it. A thread of its own holds the gate and lets go when the time is over, though not before
+ * the end of what whileHeld() has begun to do.
  */
 class BoundedHold {
 public:
@@ -34,7 +35,8 @@ public:
         return 0;
     }
 
-    /** Calls `work` while the gate is held for sure. False, without the call, when the time was over before. */
+    /** Calls `work` while the gate is held for sure, however long it takes. False, without the call, when the time was
+     * over before. */
     template <typename Work> [[nodiscard]] bool whileHeld(Work&& work)
     {
         const std::lock_guard lock(mutex_); // the holder needs it to let go

@@ -50,14 +50,15 @@ std::string absolute(const std::string& path)
     return fs::absolute(path).lexically_normal().string();
 }
 
+/** In all files below the directory, as a copy has sub-directories. */
 std::uintmax_t bytesIn(const fs::path& directory)
 {
     std::uintmax_t sum = 0;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
+    for (fs::recursive_directory_iterator entry(directory, error);
+         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
         std::error_code vanished;
-        const auto size = entry->file_size(vanished);
+        const auto size = entry->is_regular_file(vanished) ? entry->file_size(vanished) : 0;
         sum += vanished ? 0 : size;
     }
     return sum;

@@ -109,6 +109,18 @@ std::optional<std::uint32_t> missingLog(const BackupFiles& files)
 
 } // namespace
 
+bool isUnfinished(const fs::path& directory, std::string* error)
+{
+    std::error_code failure;
+    for (const char* name : {BackupNames::Marker, BackupNames::UnfinishedListFile}) {
+        if (fs::exists(directory / name, failure)) {
+            *error = directory.string() + " is unfinished: " + name + " is there, the copy was not completed";
+            return true;
+        }
+    }
+    return false;
+}
+
 bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* files, std::string* error)
 {
     std::error_code failure;
@@ -116,12 +128,8 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         *error = directory.string() + " is not a directory";
         return false;
     }
-    for (const char* name : {BackupNames::Marker, BackupNames::UnfinishedListFile}) {
-        if (fs::exists(directory / name, failure)) {
-            *error = directory.string() + " is unfinished: " + name + " is there, the copy was not completed";
-            return false;
-        }
-    }
+    if (isUnfinished(directory, error))
+        return false;
     std::map<std::string, fs::path> found = filesOfCopy(directory, failure);
     const bool hasList = fs::exists(directory / BackupNames::ListFile);
     if (hasList) {

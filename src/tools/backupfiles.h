@@ -32,6 +32,9 @@ struct BackupFiles {
 /** What to make of a copy without a list of its files, of which nothing says whether one is missing. */
 enum class UnlistedCopy { Refused, Accepted };
 
+/** Whether a copy in the directory was not completed, or is being made; `error` says by which file that is seen. */
+[[nodiscard]] bool isUnfinished(const std::filesystem::path& directory, std::string* error);
+
 /**
  * Reads a backup directory without changing it. False, with `error` set, when it cannot be restored: also when it lacks
  * a file of its list, or has one of another size. Checksums are left to whoever reads the files.

@@ -134,9 +134,12 @@ public:
 
     std::string run()
     {
+        // A copy that is being made is locked as well, and is named as what it is.
+        std::string error;
+        if (isUnfinished(backup_, &error))
+            return error;
         if (isOpenEnvironment())
             return backup_.string() + " is open in a server";
-        std::string error;
         if (!readBackup(backup_, unlisted_, &files_, &error))
             return error;
         for (const std::string& name : files_.unlisted)

@@ -4,7 +4,9 @@
 #include "terminalrun.h"
 #include "tools/complaints.h"
 
+#include <chrono>
 #include <future>
+#include <memory>
 
 namespace {
 
@@ -182,6 +184,32 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: the copy does not grow any more; the server's log tells why\n");
     EXPECT_TRUE(hasMarker(target));
+}
+
+TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
+{
+    const std::string target = markedTarget("target");
+    fs::create_directory(target + "/sub");
+    std::ofstream(target + "/sub/t").flush();
+    const auto held = std::make_unique<HeldCopy>(target);
+    fs::remove(markerIn(target));
+    auto started = std::async(std::launch::async, [&] {
+        return runOnTerminal(QUORVACTL_BINARY, {"--port", std::to_string(server_.port()), "backup", "start", table(),
+                                                target, "--wait", "--stall", "2"});
+    });
+    EXPECT_TRUE(held->waitUntilHeld());
+    // The copy stands still, and a file below grows as one does that is being copied.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    std::uintmax_t bytes = 0;
+    EXPECT_TRUE(waitUntil([&] {
+        fs::resize_file(target + "/sub/t", bytes += 1'000'000);
+        return std::chrono::steady_clock::now() > end;
+    }));
+    EXPECT_EQ(started.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "it gave up";
+    const ProgramRun run = started.get(); // as nothing grows any more
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'000'000) + ".0 MB copied"),
+                                 HasSubstr("the copy does not grow any more")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)

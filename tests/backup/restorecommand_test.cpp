@@ -153,6 +153,18 @@ TEST_F(RestoreCommand, RefusesAnUnfinishedBackup)
                   backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
 }
 
+TEST_F(RestoreCommand, NamesACopyThatIsBeingMadeAsUnfinished)
+{
+    makeMarker(backup());
+    fs::rename(listIn(backup()), listIn(backup()) + ".tmp");
+    const int server = open(backup().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // As the server does while it copies; it may still be looking for log files to ship.
+    ASSERT_TRUE(waitUntil([&] { return flock(server, LOCK_EX | LOCK_NB) == 0; }));
+    expectRefusal(backup(), target(),
+                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
+    close(server);
+}
+
 TEST_F(RestoreCommand, RefusesWhatIsNoBackup)
 {
     expectRefusal(makeDirectory("empty"), target(), pathOf("empty") + " is no backup: it holds no log files");

@@ -200,6 +200,8 @@ int BDBEnv::checkDirectory(int* databases)
         if (const int rc = EnvironmentFiles::checkWritable(logs))
             return rc;
     }
+    if (EnvironmentFiles::isUnfinishedCopy(home))
+        return EBUSY; // it has a part of the tables, and would look like all of them
     bool hasLog = false;
     if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
         return rc;

@@ -16,6 +16,9 @@ std::filesystem::path logDirectory(const std::filesystem::path& home);
 /** `found`: an environment in `home` would find log files. A log directory that is not there holds none. */
 [[nodiscard]] int findLog(const std::filesystem::path& home, bool* found);
 
+/** True for a directory that holds a backup which is being made, or was cut off, by the list of what it was to have. */
+bool isUnfinishedCopy(const std::filesystem::path& home);
+
 /** The database files that can be opened by a name below one directory. */
 struct Databases {
     std::size_t count = 0;

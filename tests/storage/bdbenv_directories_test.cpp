@@ -261,6 +261,31 @@ TEST_F(EnvironmentHome, WithoutTheLogOfItsDatabasesItIsNoEnvironment)
     EXPECT_EQ(row(home, "orders"), "1");
 }
 
+TEST_F(EnvironmentHome, AnUnfinishedCopyIsNone)
+{
+    const QByteArray copy = makeHome("copy");
+    const std::string list = copy.toStdString() + "/BackupFiles.list.tmp";
+    put(copy, "orders", "1");
+    close(copy);
+    std::ofstream(list).flush();
+    expectRefused(copy, EBUSY);
+    fs::remove(copy.toStdString() + "/log.0000000001"); // cut off before its log
+    fs::remove(copy.toStdString() + "/orders");
+    expectRefused(copy, EBUSY);
+    fs::remove(list);
+    put(copy, "orders", "1");
+}
+
+TEST_F(EnvironmentHome, TheMarkerAndTheListOfABackupDoNotKeepItFromBeingOne)
+{
+    const QByteArray home = makeHome();
+    put(home, "orders", "1");
+    close(home);
+    for (const char* name : {"/BackupInProgress.tmp", "/BackupFiles.list"})
+        std::ofstream(home.toStdString() + name).flush();
+    EXPECT_EQ(row(home, "orders"), "1");
+}
+
 TEST_F(EnvironmentHome, EnvironmentsBelowDoNotKeepItFromBeingOne)
 {
     const QByteArray shop = makeHome("top/shop");

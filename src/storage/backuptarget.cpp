@@ -24,11 +24,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isWithin(const fs::path& path, const fs::path& directory)
-{
-    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
-}
-
 /** The numbers of the log files in a directory. */
 std::set<std::uint32_t> logNumbersIn(const fs::path& directory)
 {

@@ -10,6 +10,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdblockdetectthread.h"
 #include "storage/bdbstatprintthread.h"
+#include "storage/databasefiles.h"
 #include "storage/descriptorreserve.h"
 #include "storage/environmentfiles.h"
 #include "storage/environmentpath.h"
@@ -226,6 +227,11 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return EMFILE;
     if (!directory_.isAt(canonicalHome_.constData()))
         return ESTALE; // moved away, and what is there may be an environment as well
+    bool isSecond = false;
+    if (const int rc = findSecondName(this, file.toStdString(), &isSecond))
+        return rc;
+    if (isSecond)
+        return ELOOP;
     DirectoryClaims::Attempt claims(&claims_);
     if (const int rc = claims_.claim(canonicalHome_, file))
         return rc;

@@ -654,11 +654,38 @@ TEST_F(HotBackup, ADatabaseBelowALinkIsCopiedAndOneOfAnotherEnvironmentIsNot)
     fs::create_directory(env_.file("other"));
     fs::copy_file(elsewhere + "/t", env_.file("other/t"));
     std::ofstream(env_.file("other/log.0000000001"));
-    fs::create_directory(env_.file("backup"));
-    fs::copy_file(elsewhere + "/t", env_.file("backup/t"));
-    std::ofstream(env_.file("backup/BackupFiles.list"));
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "link/t", "log.0000000001"));
+}
+
+TEST_F(HotBackup, ADatabaseIsCopiedWhateverABackupLeftBesideIt)
+{
+    // An order for a backup to that directory puts the marker there before the server refuses it.
+    for (const char* leftover : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp"}) {
+        const std::string name = std::string("sub-") + leftover;
+        (void)env_.index(QByteArray::fromStdString(name + "/t"));
+        std::ofstream(env_.file(name + '/' + leftover));
+    }
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "sub-BackupFiles.list.tmp/t",
+                                              "sub-BackupFiles.list/t", "sub-BackupInProgress.tmp/t"));
+}
+
+TEST_F(HotBackup, ADatabaseIsCopiedByTheNameOfItsDirectoryAndNotOfALinkToIt)
+{
+    fs::create_directory(env_.file("sub"));
+    const auto link = [this](const std::string& to, const std::string& name) {
+        fs::create_directory_symlink(to, env_.file(name));
+    };
+    const std::string elsewhere = directory_.makeDirectory("elsewhere");
+    fs::create_directory_symlink(env_.file("sub"), elsewhere + "/back");
+    link(elsewhere, "link");
+    for (const char* name : {"a", "b", "c", "d", "x", "y", "z"}) // one of them is found before the directory
+        link("sub", name);
+    (void)env_.index("sub/t");
+    (void)env_.index("link/t");
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "link/t", "log.0000000001", "sub/t"));
 }
 
 TEST_F(HotBackup, DatabasesThatComeIntoBeingDuringTheCopyAreInIt)

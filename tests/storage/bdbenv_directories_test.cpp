@@ -181,6 +181,23 @@ TEST_F(EnvironmentHome, OrdinaryDirectoriesBelowWork)
     EXPECT_EQ(row(top, "sub/stock"), "4");
 }
 
+TEST_F(EnvironmentHome, ALinkToAnotherOfItsDirectoriesIsNoSecondNameOfTheFilesThere)
+{
+    const QByteArray top = makeHome("top");
+    const QByteArray other = makeHome("other disk");
+    put(top, "sub/orders", "1");
+    link("sub", "top/also");
+    link(top, "top/circle");
+    link(other, "top/linked");
+    link(top + "/sub", "other disk/back");
+    for (const char* file : {"also/orders", "also/new", "also/deep/new", "circle/sub/orders", "linked/back/orders"})
+        expectRefusedFile(top, file, ELOOP);
+    put(top, "linked/orders", "2");
+    EXPECT_EQ(row(top, "sub/orders"), "1");
+    EXPECT_FALSE(fs::exists(top.toStdString() + "/sub/new"));
+    EXPECT_FALSE(fs::exists(top.toStdString() + "/sub/deep"));
+}
+
 TEST_F(EnvironmentHome, ADirectoryOfTwoEnvironmentsIsWithTheFirst)
 {
     const QByteArray one = makeHome("one");

@@ -39,7 +39,8 @@ bool isTakenForLogFile(std::string_view name)
 
 bool isReserved(std::string_view name)
 {
-    return name == Marker || name == ListFile || name == UnfinishedListFile || name == LogDirectory;
+    return name == Marker || name == ListFile || name == UnfinishedListFile || name == ListDraft ||
+           name == LogDirectory;
 }
 
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name)

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -108,13 +109,15 @@ int BackupTarget::openForCopy(const DatabaseFiles& databases)
     bool unfinished = false;
     if (const int rc = readLists(&finished, &unfinished))
         return rc == EINVAL ? refuse() : rc;
-    ours_ = finished || unfinished;
-    if (unfinished)
-        return 0;
-    if (!finished)
-        return looksLikeEnvironment() || isInTheWay(databases) ? refuse() : 0;
+    if (isInTheWay(databases))
+        return refuse();
+    if (!ours_)
+        return looksLikeEnvironment() ? refuse() : 0;
     bool same = false;
-    if (isAsItWasLeft()) {
+    if (unfinished) {
+        if (const int rc = isUnfinishedCopy(&same))
+            return rc;
+    } else if (isAsItWasLeft()) {
         if (const int rc = isOfThisEnvironment(databases, &same))
             return rc;
     }
@@ -139,7 +142,8 @@ int BackupTarget::openForShipping()
     return continues ? 0 : refuse();
 }
 
-/** EINVAL for a list that cannot be understood. An unfinished copy has one that need not be whole. */
+/** EINVAL for a list that cannot be understood. That of an unfinished copy is as good as none then: it names no file.
+ */
 int BackupTarget::readLists(bool* finished, bool* unfinished)
 {
     const fs::path list = path_ / BackupNames::ListFile;
@@ -151,7 +155,8 @@ int BackupTarget::readLists(bool* finished, bool* unfinished)
     std::ifstream file(*finished ? list : unfinishedList, std::ios::binary);
     const std::string text(std::istreambuf_iterator<char>(file), {});
     std::string error;
-    return readBackupList(text, &earlier_, &error) || *unfinished ? 0 : EINVAL;
+    ours_ = readBackupList(text, &earlier_, &error);
+    return ours_ || *unfinished ? 0 : EINVAL;
 }
 
 /** Only what stands in the directory itself counts: what is below it is not touched. */
@@ -167,16 +172,54 @@ bool BackupTarget::looksLikeEnvironment() const
     return false;
 }
 
-/** True when something is there that a copy would write to, or when logs were shipped there. */
+/** True when the earlier copy has files in a directory of that name. */
+bool BackupTarget::hasDirectory(const std::string& name) const
+{
+    const auto file = earlier_.files.lower_bound(name + '/');
+    return file != earlier_.files.end() && file->first.starts_with(name + '/');
+}
+
+/**
+ * True when something is there that a copy would write to and that is not of the earlier copy, or when logs were
+ * shipped there without one.
+ */
 bool BackupTarget::isInTheWay(const DatabaseFiles& databases) const
 {
-    if (!logNumbersIn(path_ / BackupNames::LogDirectory).empty())
+    if (!ours_ && !logNumbersIn(path_ / BackupNames::LogDirectory).empty())
         return true;
     return std::any_of(databases.begin(), databases.end(), [this](const auto& database) {
-        const fs::path path = path_ / *fs::path(database.first).begin();
+        const std::string& name = database.first;
+        const std::string first = name.substr(0, name.find('/'));
+        if (earlier_.files.contains(name) || earlier_.files.contains(first))
+            return false;
+        const fs::path path = path_ / (first != name && hasDirectory(first) ? name : first);
         std::error_code error;
         return fs::is_regular_file(path, error) || fs::is_directory(path, error);
     });
+}
+
+/**
+ * Whoever opens an unfinished copy as an environment writes to its log. So its log files have to be those that a
+ * finished copy had, which was being removed, or the beginnings of the environment's own.
+ */
+int BackupTarget::isUnfinishedCopy(bool* untouched) const
+{
+    for (const std::uint32_t number : logNumbersIn(path_)) {
+        const std::string name = BackupNames::logFile(number);
+        const auto listed = earlier_.files.find(name);
+        Checksum checksum;
+        if (listed != earlier_.files.end() && sizeOf(path_ / name) == static_cast<std::int64_t>(listed->second.size) &&
+            addToChecksum(path_ / name, 0, listed->second.size, &checksum) == 0 &&
+            checksum.value() == listed->second.checksum)
+            continue;
+        bool ofOurs = false;
+        if (const int rc = isOfLog(env_, number, path_ / name, &ofOurs))
+            return rc;
+        if (!ofOurs)
+            return 0;
+    }
+    *untouched = true;
+    return 0;
 }
 
 /** False once somebody has opened the copy as an environment, or put further log files there. */
@@ -259,33 +302,41 @@ int BackupTarget::continuesShippedLogs(bool* continues) const
     return followsLog(env_, first, directory, continues);
 }
 
-/** Takes away what an earlier copy left. It is an unfinished one from the first step on, whatever happens. */
-int BackupTarget::clear(const fs::path& list, const fs::path& unfinished)
+/** With the directories that are empty then. */
+int BackupTarget::removeFiles()
 {
     std::error_code error;
-    if (isThere(list)) {
-        fs::rename(list, unfinished, error);
+    for (const auto& [name, file] : earlier_.files) {
+        if (sizeOf(path_ / name) >= 0 && !fs::remove(path_ / name, error) && error)
+            return error.value();
+        for (fs::path parent = fs::path(name).parent_path(); !parent.empty(); parent = parent.parent_path())
+            (void)::rmdir((path_ / parent).c_str()); // ignored: other files may be in it
+    }
+    return removeLogs(name_);
+}
+
+/** It is an unfinished copy from the first step on, whatever happens. */
+int BackupTarget::beginCopy()
+{
+    if (!ours_)
+        return 0;
+    std::error_code error;
+    if (isThere(path_ / BackupNames::ListFile)) {
+        fs::rename(path_ / BackupNames::ListFile, path_ / BackupNames::UnfinishedListFile, error);
         if (error)
             return error.value();
     }
     if (const int rc = syncToDisk(path_))
         return rc;
-    for (const auto& [name, file] : earlier_.files) {
-        if (sizeOf(path_ / name) >= 0 && !fs::remove(path_ / name, error) && error)
-            return error.value();
-    }
-    return removeLogs(name_);
+    return removeFiles();
 }
 
-int BackupTarget::beginCopy(const DatabaseFiles& databases)
+int BackupTarget::noteFiles(const BackupList& list)
 {
-    const fs::path unfinished = path_ / BackupNames::UnfinishedListFile;
-    if (ours_) {
-        if (const int rc = clear(path_ / BackupNames::ListFile, unfinished))
-            return rc;
-    }
-    BackupList planned;
-    for (const auto& [name, path] : databases)
-        planned.files.emplace(name, BackupList::File());
-    return writeToDisk(unfinished, writeBackupList(planned));
+    const fs::path draft = path_ / BackupNames::ListDraft;
+    if (const int rc = writeToDisk(draft, writeBackupList(list)))
+        return rc;
+    std::error_code error;
+    fs::rename(draft, path_ / BackupNames::UnfinishedListFile, error);
+    return error ? error.value() : syncToDisk(path_);
 }

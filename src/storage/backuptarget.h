@@ -27,7 +27,7 @@ public:
 
     /**
      * For a full copy of `databases`. The directory is made when it is not there. It may hold nothing that looks like
-     * an environment, or an unfinished copy, or a finished one of the same environment that nobody has opened since.
+     * an environment, or a copy of the same environment, finished or not, that nobody has opened since.
      */
     [[nodiscard]] int openForCopy(const DatabaseFiles& databases);
 
@@ -37,8 +37,14 @@ public:
      */
     [[nodiscard]] int openForShipping();
 
-    /** Removes what an earlier copy left there, and says that one is being made now. 0 or an errno value. */
-    [[nodiscard]] int beginCopy(const DatabaseFiles& databases);
+    /** Removes what an earlier copy left there. 0 or an errno value. */
+    [[nodiscard]] int beginCopy();
+
+    /**
+     * Makes `list` that of the unfinished copy, whole and on disk. It has to name a database before that is copied: a
+     * file without a name in it is somebody else's, for a later copy. 0 or an errno value.
+     */
+    [[nodiscard]] int noteFiles(const BackupList& list);
 
     const std::filesystem::path& path() const { return path_; }
 
@@ -51,7 +57,9 @@ private:
     bool isInTheWay(const DatabaseFiles& databases) const;
     bool isAsItWasLeft() const;
     int isOfThisEnvironment(const DatabaseFiles& databases, bool* same) const;
-    int clear(const std::filesystem::path& list, const std::filesystem::path& unfinished);
+    int isUnfinishedCopy(bool* untouched) const;
+    bool hasDirectory(const std::string& name) const;
+    int removeFiles();
     int continuesCopy(bool* continues) const;
     int continuesShippedLogs(bool* continues) const;
 
@@ -59,7 +67,7 @@ private:
     const QByteArray name_;
     const std::filesystem::path path_;
     Base::DirectoryLock lock_;
-    bool ours_ = false;  // holds a copy, finished or not
+    bool ours_ = false;  // holds a copy, finished or not, with a list that can be read
     BackupList earlier_; // its list
 };
 

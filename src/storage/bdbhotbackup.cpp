@@ -196,6 +196,7 @@ int BDBHotBackupThread::fullBackup()
         noCommits.end();
         rc = copy.catchUp();
     }
+    copy.dropLog();
     return backupFailed(rc != 0 ? rc : ETIMEDOUT);
 }
 

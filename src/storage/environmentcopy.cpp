@@ -4,6 +4,7 @@
 #include "format/backupnames.h"
 #include "storage/bdbenv.h"
 #include "storage/deadlockretry.h"
+#include "storage/logshipping.h"
 
 #include <cerrno>
 #include <system_error>
@@ -43,9 +44,12 @@ int EnvironmentCopy::begin()
             rc = firstNeededLogFile(env_, &list_.firstLog);
     }
     if (rc == 0)
-        rc = target_.beginCopy(databases_);
+        rc = target_.beginCopy();
+    if (rc == 0)
+        rc = planFiles();
     if (rc != 0)
         return rc;
+    begun_ = true;
     list_.home = home;
     copied_ = summed_ = {list_.firstLog, 0};
     return 0;
@@ -69,10 +73,28 @@ int EnvironmentCopy::copy()
     return 0;
 }
 
+/** What lies there under a name that is not planned yet is not ours, and must not be named as if it were. */
+int EnvironmentCopy::planFiles()
+{
+    bool grown = !begun_;
+    for (const auto& [name, path] : databases_) {
+        std::error_code error;
+        if (planned_.files.contains(name))
+            continue;
+        if (fs::is_regular_file(target_.path() / name, error))
+            return EEXIST;
+        planned_.files.emplace(name, BackupList::File());
+        grown = true;
+    }
+    return grown ? target_.noteFiles(planned_) : 0;
+}
+
 int EnvironmentCopy::copyDatabases()
 {
     databases_.clear();
     if (const int rc = findDatabaseFiles(env_, &databases_))
+        return rc;
+    if (const int rc = planFiles())
         return rc;
     directories_.clear();
     for (const auto& [name, path] : databases_) {
@@ -92,8 +114,6 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
 {
     const fs::path copy = target_.path() / name;
     std::error_code error;
-    if (fs::is_regular_file(copy, error))
-        return EEXIST;
     if (const int rc = makeDirectoriesFor(name))
         return rc;
     const auto attempt = [&] { return env_->dbbackup(name.c_str(), target_.path().c_str(), 0); };
@@ -131,8 +151,26 @@ int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
     return 0;
 }
 
+/**
+ * A finished list describes files that do not change. Once a log file is longer than listed, nobody can tell the copy
+ * from one that was opened as an environment since, wherever the server may end.
+ */
+int EnvironmentCopy::takeListBack()
+{
+    if (!listed_)
+        return 0;
+    std::error_code error;
+    fs::rename(target_.path() / BackupNames::ListFile, target_.path() / BackupNames::UnfinishedListFile, error);
+    if (error)
+        return error.value();
+    listed_ = false;
+    return syncToDisk(target_.path());
+}
+
 int EnvironmentCopy::catchUp()
 {
+    if (const int rc = takeListBack())
+        return rc;
     LogPosition now;
     if (const int rc = flushedLogPosition(env_, &now))
         return rc;
@@ -169,10 +207,18 @@ int EnvironmentCopy::writeList()
 {
     list_.lastLog = copied_.file;
     list_.lastLogSize = copied_.offset;
-    const fs::path unfinished = target_.path() / BackupNames::UnfinishedListFile;
-    if (const int rc = writeToDisk(unfinished, writeBackupList(list_)))
+    if (const int rc = target_.noteFiles(list_))
         return rc;
     std::error_code error;
-    fs::rename(unfinished, target_.path() / BackupNames::ListFile, error);
-    return error ? error.value() : syncToDisk(target_.path());
+    fs::rename(target_.path() / BackupNames::UnfinishedListFile, target_.path() / BackupNames::ListFile, error);
+    if (error)
+        return error.value();
+    listed_ = true;
+    return syncToDisk(target_.path());
+}
+
+void EnvironmentCopy::dropLog()
+{
+    if (begun_)
+        (void)removeLogs(QByteArray::fromStdString(target_.path())); // ignored: the backup has failed already
 }

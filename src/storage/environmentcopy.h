@@ -30,28 +30,39 @@ public:
     /** Everything that takes long, in rounds, until the log of the copy is only little behind. */
     [[nodiscard]] int copy();
 
-    /** Copies what the log has gained since. */
+    /** Copies what the log has gained since. Takes back a list that was written before. */
     [[nodiscard]] int catchUp();
 
     /** The list of what was copied. From here on only the marker says that the copy is not complete. */
     [[nodiscard]] int writeList();
 
+    /**
+     * After a failure: removes the copied log files. Nothing else tells them from those of somebody who opened the
+     * directory as an environment, once the environment itself has removed its own.
+     */
+    void dropLog();
+
     const std::filesystem::path& path() const { return target_.path(); }
 
 private:
+    int planFiles();
     int copyDatabases();
     int copyDatabase(const std::string& name, const std::filesystem::path& source);
     int makeDirectoriesFor(const std::string& name);
     int listLogsUpTo(LogPosition position);
+    int takeListBack();
 
     BDBEnv* const env_; // not owned
     BackupTarget target_;
     DatabaseFiles databases_; // as they were found last
+    BackupList planned_;      // names every database whose copy was begun
     std::set<std::filesystem::path> directories_;
+    bool begun_ = false;
     LogPosition copied_;   // how far the log of the copy reaches
     LogPosition summed_;   // how far `logChecksum_` does
     Checksum logChecksum_; // of the log file that the copy's log ends in
     BackupList list_;
+    bool listed_ = false; // writeList() was called last
 };
 
 #endif

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <fstream>
 #include <vector>
 
 #include <fcntl.h>
@@ -176,6 +177,31 @@ int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::
         offset += static_cast<std::uint64_t>(got);
         size -= static_cast<std::uint64_t>(got);
     }
+    return 0;
+}
+
+int isOfLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& file, bool* isOf)
+{
+    *isOf = false;
+    std::filesystem::path path;
+    if (const int rc = logFilePath(env, number, &path))
+        return rc;
+    std::ifstream own(path, std::ios::binary);
+    std::ifstream other(file, std::ios::binary);
+    if (!own || !other)
+        return own || errno == ENOENT ? 0 : errno;
+    std::vector<char> owns(256 * 1024);
+    std::vector<char> others(owns.size());
+    while (other) {
+        own.read(owns.data(), static_cast<std::streamsize>(owns.size()));
+        other.read(others.data(), static_cast<std::streamsize>(others.size()));
+        std::fill(owns.begin() + own.gcount(), owns.end(), '\0');
+        for (std::streamsize i = 0; i < other.gcount(); ++i) {
+            if (others[i] != 0 && others[i] != owns[i])
+                return 0;
+        }
+    }
+    *isOf = !other.bad() && !own.bad();
     return 0;
 }
 

@@ -168,6 +168,18 @@ std::vector<std::string> filesIn(const std::string& directory)
     return names;
 }
 
+/** As a server does that is given the wrong directory. */
+void openAsEnvironment(const std::string& directory)
+{
+    DbEnv opened(DB_CXX_NO_EXCEPTIONS);
+    ASSERT_EQ(
+        opened.open(directory.c_str(),
+                    DB_CREATE | DB_RECOVER | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
+        0);
+    ASSERT_EQ(opened.txn_checkpoint(0, 0, DB_FORCE), 0);
+    ASSERT_EQ(opened.close(0), 0);
+}
+
 BackupList listOf(const std::string& target)
 {
     BackupList list;
@@ -726,16 +738,7 @@ TEST_F(HotBackup, AFinishedCopyThatWasOpenedAsAnEnvironmentIsRefused)
 {
     put(1, 100);
     backUp();
-    {
-        DbEnv opened(DB_CXX_NO_EXCEPTIONS);
-        ASSERT_EQ(
-            opened.open(target_.c_str(),
-                        DB_CREATE | DB_RECOVER | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE,
-                        0),
-            0);
-        ASSERT_EQ(opened.txn_checkpoint(0, 0, DB_FORCE), 0);
-        ASSERT_EQ(opened.close(0), 0);
-    }
+    openAsEnvironment(target_);
     makeMarker();
     const auto before = contentsOf(target_);
     expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
@@ -776,10 +779,123 @@ TEST_F(HotBackup, AnUnfinishedCopyIsReplacedButNothingIsShippedBehindIt)
     backUp();
     makeMarker();
     fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
-    std::ofstream(target_ + "/log.0000000007") << "of another try";
+    fs::resize_file(target_ + "/log.0000000001", fs::file_size(target_ + "/log.0000000001") - 100);
     expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+
+    // What a loss of power kept from the disk reads as zeros.
+    makeMarker();
+    fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
+    fs::resize_file(target_ + "/log.0000000001", 200);
+    fs::resize_file(target_ + "/log.0000000001", 100'000'000);
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+}
+
+TEST_F(HotBackup, AnUnfinishedCopyThatWasOpenedAsAnEnvironmentIsRefused)
+{
+    put(1, 100);
+    backUp();
+    makeMarker();
+    fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
+    openAsEnvironment(target_);
+    put(2, 10'000); // the environment's own log is the longer one
+    const auto before = contentsOf(target_);
+    expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+    EXPECT_EQ(contentsOf(target_), before);
+}
+
+TEST_F(HotBackup, AnUnfinishedListThatCannotBeReadLetsNothingBeReplaced)
+{
+    put(1, 100);
+    for (const std::string name : {"log.0000000001", "t.db", "x.db", "__log__/log.0000000001"}) {
+        for (const char* list : {"", "quorva-backup-list 1\n"}) {
+            SCOPED_TRACE(name + " beside \"" + list + '"');
+            const std::string other = directory_.makeDirectory("other");
+            fs::create_directories(fs::path(other + '/' + name).parent_path());
+            fs::copy_file(env_.file(name.ends_with(".db") ? "t.db" : "log.0000000001"), other + '/' + name);
+            std::ofstream(other + "/BackupFiles.list.tmp") << list;
+            const auto before = contentsOf(other);
+            expectRefused(other, BackupFull, "Dbenv backup failed rc 39");
+            EXPECT_EQ(contentsOf(other), before);
+            fs::remove_all(other);
+        }
+    }
+    std::ofstream(target_ + "/BackupFiles.list.tmp").flush();
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+}
+
+TEST_F(HotBackup, AFileOfSomebodyElseIsNotTakenForThatOfTheCopy)
+{
+    put(1, 100);
+    backUp();
+    makeMarker();
+    (void)env_.index("late");
+    std::ofstream(target_ + "/late") << "precious";
+    for (const char* list : {"BackupFiles.list", "BackupFiles.list.tmp"}) {
+        SCOPED_TRACE(list);
+        fs::rename(target_ + "/BackupFiles.list", target_ + '/' + list);
+        const auto before = contentsOf(target_);
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+            EXPECT_EQ(contentsOf(target_), before);
+        }
+    }
+}
+
+TEST_F(HotBackup, AFileThatSomebodyPutsThereDuringTheCopyIsNeverRemoved)
+{
+    put(1, 100);
+    {
+        const CopyInterrupted interrupted(env_.get(), [this] {
+            (void)env_.index("late");
+            std::ofstream(target_ + "/late") << "precious";
+        });
+        expectCopyFails(target_, EEXIST);
+        thread_.reset();
+    }
+    for (int attempt = 0; attempt < 3; ++attempt)
+        expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
+    EXPECT_EQ(read(target_ + "/late"), "precious");
+}
+
+TEST_F(HotBackup, WhereverAServerEndsWhileDatabasesComeIntoBeingTheNextCopyIsMade)
+{
+    put(1, 100);
+    std::vector<std::string> states; // of the target, in the order of its history
+    {
+        const SlowDisk disk(target_, [&] {
+            states.push_back(directory_.file("state" + std::to_string(states.size())));
+            fs::copy(target_, states.back(), fs::copy_options::recursive);
+        });
+        const CopyInterrupted interrupted(env_.get(), [this] { (void)env_.index("late/t"); });
+        backUp();
+    }
+    for (const std::string& state : states) {
+        SCOPED_TRACE(testing::PrintToString(filesIn(state)));
+        target_ = state;
+        makeMarker();
+        backUp();
+        EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "late/t", "log.0000000001", "t.db"));
+    }
+}
+
+TEST_F(HotBackup, ADirectoryThatTheCopyMadeGoesWithItsLastDatabase)
+{
+    put(1, 100);
+    (void)env_.index("sub/t");
+    backUp();
+    ASSERT_TRUE(fs::exists(target_ + "/sub/t"));
+    fs::rename(env_.file("sub"), directory_.file("away"));
+    makeMarker();
+    backUp();
+    EXPECT_FALSE(fs::exists(target_ + "/sub"));
+    fs::rename(directory_.file("away"), env_.file("sub"));
+    makeMarker();
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "sub/t", "t.db"));
 }
 
 TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
@@ -877,7 +993,50 @@ TEST_F(HotBackup, ATargetThatIsSlowForGoodFailsAndDoesNotHoldUpCommits)
     });
     expectCopyFails(target_, ETIMEDOUT);
     EXPECT_EQ(committed, 6) << "one in each of five tries";
-    EXPECT_TRUE(fs::exists(target_ + Marker));
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "t.db"));
+}
+
+TEST_F(HotBackup, AfterACopyThatFailedOnASlowTargetTheNextOneIsMade)
+{
+    put(1, 100);
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            if (!commitsAreFree())
+                put(++committed, 100);
+        });
+        expectCopyFails(target_, ETIMEDOUT);
+        thread_.reset();
+    }
+    makeUnneededLogs();
+    removeUnneededLogs(); // as checkpoints do after a failed backup
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+    EXPECT_EQ(listOf(target_).lastLogSize, fs::file_size(target_ + "/log.0000000003"));
+}
+
+TEST_F(HotBackup, WhereverAServerEndsOnASlowTargetTheNextCopyIsMade)
+{
+    put(1, 100);
+    std::vector<std::string> states; // of the target, in the order of its history
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            states.push_back(directory_.file("state" + std::to_string(states.size())));
+            fs::copy(target_, states.back(), fs::copy_options::recursive);
+            if (committed < 3 && !commitsAreFree())
+                put(++committed, 100);
+        });
+        backUp();
+        EXPECT_EQ(committed, 3) << "two tries were lost";
+    }
+    for (const std::string& state : states) {
+        SCOPED_TRACE(testing::PrintToString(filesIn(state)));
+        target_ = state;
+        makeMarker();
+        backUp();
+        EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+    }
 }
 
 TEST_F(HotBackup, EverythingIsOnDiskBeforeTheMarkerGoes)
@@ -896,7 +1055,7 @@ TEST_F(HotBackup, EverythingIsOnDiskBeforeTheMarkerGoes)
     }
     const std::string t = target_;
     EXPECT_THAT(synced, testing::IsSupersetOf({t, t + "/sub", t + "/t.db", t + "/sub/t", t + "/log.0000000001",
-                                               t + "/BackupFiles.list.tmp"}));
+                                               t + "/BackupFiles.list.new"}));
     EXPECT_FALSE(markerThere) << "the last is the directory without the marker";
     EXPECT_EQ(lastSynced(), t);
 }

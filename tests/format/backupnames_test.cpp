@@ -38,7 +38,8 @@ TEST(BackupNames, LogAndDigitsIsTakenForALogFileWhateverItsNumber)
 
 TEST(BackupNames, ReservedAreTheBackupsOwnFilesAndItsDirectory)
 {
-    for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "__log__"})
+    for (const char* name :
+         {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp", "BackupFiles.list.new", "__log__"})
         EXPECT_TRUE(BackupNames::isReserved(name)) << name;
     for (const char* name :
          {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles", "__log", "__log__x", "log.0000000001"})
@@ -57,6 +58,7 @@ TEST(BackupNames, TheListKeepsItsName)
 {
     EXPECT_STREQ(BackupNames::ListFile, "BackupFiles.list");
     EXPECT_STREQ(BackupNames::UnfinishedListFile, "BackupFiles.list.tmp");
+    EXPECT_STREQ(BackupNames::ListDraft, "BackupFiles.list.new");
 }
 
 TEST(BackupNames, MarkerAndLogDirectoryAreWhatApplicationsExpect)

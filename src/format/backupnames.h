@@ -12,9 +12,9 @@
  *
  *     BackupInProgress.tmp          made by whoever asks for a full backup, deleted by the server when that is complete
  *     BackupFiles.list              what the copy consists of (backuplist.h); written when all of it is on disk
- *     BackupFiles.list.tmp          the same of a copy that is being made: it names all databases that the copy may
- * have BackupFiles.list.new          either of them while it is written log.0000000041                log files of the
- * copy, beside the database files
+ *     BackupFiles.list.tmp          the same of a copy that is being made: it names all databases that it may have
+ *     BackupFiles.list.new          either of them while it is written
+ *     log.0000000041                log files of the copy, beside the database files
  *     __log__/log.0000000042        log files that were shipped afterwards
  *     __log__/log.0000000042.del    the previous copy of one while it is being replaced
  */

@@ -25,11 +25,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool isWithin(const fs::path& path, const fs::path& directory)
-{
-    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
-}
-
 /** The numbers of the log files in a directory. */
 std::set<std::uint32_t> logNumbersIn(const fs::path& directory)
 {
@@ -119,11 +114,17 @@ int BackupTarget::openForCopy(const DatabaseFiles& databases)
     if (!ours_)
         return looksLikeEnvironment() ? refuse() : 0;
     bool same = false;
-    if (unfinished) {
-        if (const int rc = isUnfinishedCopy(&same))
+    bool untouched = false;
+    if (!unfinished)
+        untouched = isAsItWasLeft();
+    else if (const int rc = isUnfinishedCopy(&untouched))
+        return rc;
+    if (untouched) {
+        if (const int rc = isOfThisEnvironment(databases, unfinished, &same))
             return rc;
-    } else if (isAsItWasLeft()) {
-        if (const int rc = isOfThisEnvironment(databases, &same))
+    }
+    if (same) {
+        if (const int rc = agreesWithShippedLogs(&same))
             return rc;
     }
     return same ? 0 : refuse();
@@ -144,6 +145,10 @@ int BackupTarget::openForShipping()
     bool continues = false;
     if (const int rc = finished ? continuesCopy(&continues) : continuesShippedLogs(&continues))
         return rc;
+    if (continues) {
+        if (const int rc = agreesWithShippedLogs(&continues))
+            return rc;
+    }
     return continues ? 0 : refuse();
 }
 
@@ -240,8 +245,12 @@ bool BackupTarget::isAsItWasLeft() const
     });
 }
 
-int BackupTarget::isOfThisEnvironment(const DatabaseFiles& databases, bool* same) const
+/** Of an unfinished copy not all databases need be there; when none is, its home has to do. */
+int BackupTarget::isOfThisEnvironment(const DatabaseFiles& databases, bool unfinished, bool* same) const
 {
+    const char* home = nullptr;
+    if (const int rc = env_->get_home(&home))
+        return rc;
     LogPosition now;
     std::uint32_t first = 0;
     int rc = flushedLogPosition(env_, &now);
@@ -254,8 +263,9 @@ int BackupTarget::isOfThisEnvironment(const DatabaseFiles& databases, bool* same
     if (first <= earlier_.lastLog)
         return continuesCopy(same);
     // The log files in between are gone. The databases tell as well, as long as there is one.
+    *same = unfinished && earlier_.home == home;
     for (const auto& [name, path] : databases) {
-        if (!earlier_.files.contains(name))
+        if (!earlier_.files.contains(name) || (unfinished && databaseId(path_ / name).empty()))
             continue;
         const std::string id = databaseId(path);
         *same = !id.empty() && id == databaseId(path_ / name);
@@ -305,6 +315,30 @@ int BackupTarget::continuesShippedLogs(bool* continues) const
         return 0;
     }
     return followsLog(env_, first, directory, continues);
+}
+
+/**
+ * Another environment of the same descent, such as a restored backup, may be behind the log files that were shipped, or
+ * have taken another course: they are the only ones with what they say. Without its own log files of these numbers, and
+ * of the next one, nothing can be told.
+ */
+int BackupTarget::agreesWithShippedLogs(bool* agrees) const
+{
+    const fs::path directory = path_ / BackupNames::LogDirectory;
+    const std::set<std::uint32_t> shipped = logNumbersIn(directory);
+    *agrees = shipped.empty();
+    if (shipped.empty())
+        return 0;
+    std::uint32_t first = 0;
+    if (const int rc = firstLogFile(env_, &first))
+        return rc == DB_NOTFOUND ? 0 : rc;
+    const std::uint32_t last = *shipped.rbegin();
+    if (last >= first)
+        return isOfLog(env_, last, directory / BackupNames::logFile(last), agrees);
+    if (last + 1 == first)
+        return followsLog(env_, first, directory, agrees);
+    *agrees = true;
+    return 0;
 }
 
 /** With the directories that are empty then. */

@@ -56,7 +56,8 @@ private:
     bool looksLikeEnvironment() const;
     bool isInTheWay(const DatabaseFiles& databases) const;
     bool isAsItWasLeft() const;
-    int isOfThisEnvironment(const DatabaseFiles& databases, bool* same) const;
+    int isOfThisEnvironment(const DatabaseFiles& databases, bool unfinished, bool* same) const;
+    int agreesWithShippedLogs(bool* agrees) const;
     int isUnfinishedCopy(bool* untouched) const;
     bool hasDirectory(const std::string& name) const;
     int removeFiles();

@@ -10,6 +10,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdblockdetectthread.h"
 #include "storage/bdbstatprintthread.h"
+#include "storage/databasefiles.h"
 #include "storage/descriptorreserve.h"
 #include "storage/environmentfiles.h"
 #include "storage/environmentpath.h"
@@ -200,6 +201,8 @@ int BDBEnv::checkDirectory(int* databases)
         if (const int rc = EnvironmentFiles::checkWritable(logs))
             return rc;
     }
+    if (EnvironmentFiles::isUnfinishedCopy(home))
+        return EBUSY; // it has a part of the tables, and would look like all of them
     bool hasLog = false;
     if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
         return rc;
@@ -222,6 +225,11 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
     if (!directory_.isAt(canonicalHome_.constData()))
         return ESTALE; // moved away, and what is there may be an environment as well
+    bool isSecond = false;
+    if (const int rc = findSecondName(this, file.toStdString(), &isSecond))
+        return rc;
+    if (isSecond)
+        return ELOOP;
     int directories = 0;
     if (const int rc = claims_.count(canonicalHome_, file, &directories))
         return rc;

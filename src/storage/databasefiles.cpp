@@ -2,6 +2,7 @@
 
 #include "format/backupnames.h"
 #include "storage/bdbenv.h"
+#include "storage/environmentfiles.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,7 @@
 #include <cstdint>
 #include <set>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -24,13 +26,36 @@ constexpr std::size_t IdOffset = 52;
 constexpr std::size_t IdLength = 20;
 constexpr std::array<std::uint32_t, 4> Magics = {0x053162, 0x061561, 0x042253, 0x074582}; // tree, hash, queue, heap
 
-/** The walk through one data directory. */
+/** True for a link to one of `directories`, which are canonical, or below: what is there has a name without it. */
+bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
+{
+    std::error_code error;
+    if (!fs::is_symlink(path, error))
+        return false;
+    const fs::path target = fs::canonical(path, error);
+    return !error && std::any_of(directories.begin(), directories.end(),
+                                 [&](const fs::path& directory) { return isWithin(target, directory); });
+}
+
+/** The data directories as canonical paths; those that are not there are left out. */
+std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
+{
+    std::vector<fs::path> paths;
+    for (const fs::path& directory : directories) {
+        std::error_code error;
+        fs::path path = fs::canonical(directory, error);
+        if (!error)
+            paths.push_back(std::move(path));
+    }
+    return paths;
+}
+
+/** The walk through one of the data directories, of which all are given with their canonical paths. */
 class Walk {
 public:
-    explicit Walk(DatabaseFiles* files) : files_(*files) {}
-
-    /** Marks a directory as one that is not entered from another. */
-    void leaveOut(const fs::path& directory) { (void)enter(directory); }
+    Walk(const std::vector<fs::path>& all, DatabaseFiles* files)
+        : all_(all), files_(*files), entered_(all.begin(), all.end())
+    {}
 
     int through(const fs::path& directory, const std::string& prefix)
     {
@@ -53,9 +78,13 @@ private:
     {
         std::error_code vanished;
         if (entry.is_directory(vanished)) { // also by a link: a table's name may lead through one
-            if (!enter(entry.path()) || isOfItsOwn(entry.path()))
+            // Whatever else lies in a directory: tables can be opened in it unless it is an environment of its own.
+            if (leadsBack(entry.path(), all_))
                 return 0;
-            return through(entry.path(), name + '/');
+            bool ownLog = false;
+            if (const int rc = EnvironmentFiles::findLog(entry.path(), &ownLog))
+                return rc;
+            return ownLog || !enter(entry.path()) ? 0 : through(entry.path(), name + '/');
         }
         bool isDatabase = false;
         if (entry.is_regular_file(vanished)) {
@@ -74,20 +103,9 @@ private:
         return entered_.insert(fs::canonical(directory, error)).second && !error;
     }
 
-    static bool isOfItsOwn(const fs::path& directory)
-    {
-        std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            if (BackupNames::logNumber(name) || name == BackupNames::Marker || name == BackupNames::ListFile ||
-                name == BackupNames::UnfinishedListFile)
-                return true;
-        }
-        return false;
-    }
-
+    const std::vector<fs::path>& all_;
     DatabaseFiles& files_;
-    std::set<fs::path> entered_;
+    std::set<fs::path> entered_; // from the start with all data directories, which are not entered from another
 };
 
 } // namespace
@@ -113,14 +131,36 @@ int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files)
     if (const int rc = findDataDirectories(env, &directories))
         return rc;
     // A name that is in several directories means the file in the first of them, also when that is copied by its name.
+    const std::vector<fs::path> all = canonicalPaths(directories);
     for (const fs::path& directory : directories) {
-        Walk walk(files);
-        for (const fs::path& other : directories)
-            walk.leaveOut(other);
+        Walk walk(all, files);
         if (const int rc = walk.through(directory, {}))
             return rc;
     }
     return 0;
+}
+
+int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
+{
+    *isSecond = false;
+    if (file.find('/') == std::string::npos)
+        return 0;
+    std::vector<fs::path> directories;
+    if (const int rc = findDataDirectories(env, &directories))
+        return rc;
+    const std::vector<fs::path> all = canonicalPaths(directories);
+    for (fs::path path : directories) {
+        for (const fs::path& part : fs::path(file).parent_path()) {
+            path /= part;
+            *isSecond = *isSecond || leadsBack(path, all);
+        }
+    }
+    return 0;
+}
+
+bool isWithin(const fs::path& path, const fs::path& directory)
+{
+    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
 }
 
 bool isDatabaseFile(const fs::path& file)

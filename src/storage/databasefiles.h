@@ -15,11 +15,22 @@ using DatabaseFiles = std::map<std::string, std::filesystem::path>;
 [[nodiscard]] int findDataDirectories(BDBEnv* env, std::vector<std::filesystem::path>* directories);
 
 /**
- * Finds the database files of an environment: all below its data directories. Sub-directories that are environments or
- * backups of their own are left out. 0, or an errno value or code of Berkeley DB for what cannot be read, with `files`
- * filled in part.
+ * Finds the database files of an environment: all below its data directories, wherever it can open one. Left out are
+ * sub-directories that are environments of their own, by their log files (EnvironmentFiles::findLog()), and links to
+ * directories that are among these anyway, so that each file has the name that the log knows it by. 0, or an errno
+ * value or code of Berkeley DB for what cannot be read, with `files` filled in part.
  */
 [[nodiscard]] int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files);
+
+/**
+ * `*isSecond`: the name `file` of a database leads through a link to a directory of the same environment. A file there
+ * has a name without the link; under two names in the log, a restored copy of it would lack what belongs to one of
+ * them. Links that lead elsewhere, as to another disk, are no harm. 0 or a code of Berkeley DB.
+ */
+[[nodiscard]] int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond);
+
+/** True for `directory` and all below it; both are canonical. */
+bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory);
 
 /** True for a file that begins as Berkeley DB's databases do. False as well when it cannot be read. */
 bool isDatabaseFile(const std::filesystem::path& file);

@@ -45,12 +45,15 @@ int EnvironmentCopy::begin()
     }
     if (rc == 0)
         rc = target_.beginCopy();
+    if (rc != 0)
+        return rc;
+    list_.home = planned_.home = home;
+    rc = planOrigin();
     if (rc == 0)
         rc = planFiles();
     if (rc != 0)
         return rc;
     begun_ = true;
-    list_.home = home;
     copied_ = summed_ = {list_.firstLog, 0};
     return 0;
 }
@@ -70,6 +73,26 @@ int EnvironmentCopy::copy()
         if (wasLast && isLittle(before, copied_))
             break;
     }
+    return 0;
+}
+
+/** From here on the unfinished copy tells by its list whose it is, in the same way as a finished one. */
+int EnvironmentCopy::planOrigin()
+{
+    LogPosition now;
+    std::filesystem::path log;
+    int rc = flushedLogPosition(env_, &now);
+    if (rc == 0)
+        rc = logFilePath(env_, now.file, &log);
+    Checksum checksum;
+    if (rc == 0)
+        rc = addToChecksum(log, 0, now.offset, &checksum);
+    if (rc != 0)
+        return rc;
+    planned_.firstLog = list_.firstLog;
+    planned_.lastLog = now.file;
+    planned_.lastLogSize = now.offset;
+    planned_.files[BackupNames::logFile(now.file)] = {now.offset, checksum.value()};
     return 0;
 }
 

@@ -45,6 +45,7 @@ public:
     const std::filesystem::path& path() const { return target_.path(); }
 
 private:
+    int planOrigin();
     int planFiles();
     int copyDatabases();
     int copyDatabase(const std::string& name, const std::filesystem::path& source);

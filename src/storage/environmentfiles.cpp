@@ -124,6 +124,12 @@ int EnvironmentFiles::findLog(const fs::path& home, bool* found)
     return rc == EACCES || rc == ENOENT || rc == ENOTDIR ? 0 : rc;
 }
 
+bool EnvironmentFiles::isUnfinishedCopy(const fs::path& home)
+{
+    struct stat status {};
+    return ::lstat((home / BackupNames::UnfinishedListFile).c_str(), &status) == 0;
+}
+
 int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
     *found = false;

@@ -15,6 +15,9 @@ std::filesystem::path logDirectory(const std::filesystem::path& home);
 /** `found`: an environment in `home` would find log files. A log directory that is not there holds none. */
 [[nodiscard]] int findLog(const std::filesystem::path& home, bool* found);
 
+/** True for a directory that holds a backup which is being made, or was cut off, by the list of what it was to have. */
+bool isUnfinishedCopy(const std::filesystem::path& home);
+
 /**
  * `found`: one of the database files below `home` carries a position in a log: it was written in an environment, and
  * not made by Berkeley DB's loader. Directories that are environments of their own, other file systems, and what may

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -221,6 +222,12 @@ int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& d
         return rc;
     if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))
         return rc;
-    *follows = last.length >= sizeof last && behind.length == 0;
+    // In a file of another log there may be anything at that place: it has to be a record that ends in the file.
+    std::error_code error;
+    const std::uint64_t size = std::filesystem::file_size(before, error);
+    if (error)
+        return error.value();
+    *follows = last.length >= sizeof last && std::uint64_t{first.previous} + last.length <= size &&
+               last.previous < first.previous && behind.length == 0;
     return 0;
 }

@@ -666,11 +666,38 @@ TEST_F(HotBackup, ADatabaseBelowALinkIsCopiedAndOneOfAnotherEnvironmentIsNot)
     fs::create_directory(env_.file("other"));
     fs::copy_file(elsewhere + "/t", env_.file("other/t"));
     std::ofstream(env_.file("other/log.0000000001"));
-    fs::create_directory(env_.file("backup"));
-    fs::copy_file(elsewhere + "/t", env_.file("backup/t"));
-    std::ofstream(env_.file("backup/BackupFiles.list"));
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "link/t", "log.0000000001"));
+}
+
+TEST_F(HotBackup, ADatabaseIsCopiedWhateverABackupLeftBesideIt)
+{
+    // An order for a backup to that directory puts the marker there before the server refuses it.
+    for (const char* leftover : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp"}) {
+        const std::string name = std::string("sub-") + leftover;
+        (void)env_.index(QByteArray::fromStdString(name + "/t"));
+        std::ofstream(env_.file(name + '/' + leftover));
+    }
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "sub-BackupFiles.list.tmp/t",
+                                              "sub-BackupFiles.list/t", "sub-BackupInProgress.tmp/t"));
+}
+
+TEST_F(HotBackup, ADatabaseIsCopiedByTheNameOfItsDirectoryAndNotOfALinkToIt)
+{
+    fs::create_directory(env_.file("sub"));
+    const auto link = [this](const std::string& to, const std::string& name) {
+        fs::create_directory_symlink(to, env_.file(name));
+    };
+    const std::string elsewhere = directory_.makeDirectory("elsewhere");
+    fs::create_directory_symlink(env_.file("sub"), elsewhere + "/back");
+    link(elsewhere, "link");
+    for (const char* name : {"a", "b", "c", "d", "x", "y", "z"}) // one of them is found before the directory
+        link("sub", name);
+    (void)env_.index("sub/t");
+    (void)env_.index("link/t");
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "link/t", "log.0000000001", "sub/t"));
 }
 
 TEST_F(HotBackup, DatabasesThatComeIntoBeingDuringTheCopyAreInIt)
@@ -881,6 +908,98 @@ TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
     makeMarker();
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+}
+
+TEST_F(HotBackup, TheUnfinishedCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
+{
+    put(1, 100);
+    fs::create_directory(target_ + "/log.0000000001"); // in the way of the log
+    expectCopyFails(target_, EISDIR);
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "t.db"));
+    const auto before = contentsOf(target_);
+    TempEnv other;
+    (void)other.index("t.db");
+    thread_ = std::make_unique<BDBHotBackupThread>(other.get(), 24h);
+    expectRefusedByThread(target_, BackupFull, "Dbenv backup failed rc 39");
+    EXPECT_TRUE(contentsOf(target_) == before);
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+}
+
+TEST_F(HotBackup, AnUnfinishedCopyIsKnownByItsDatabasesWhenTheLogFilesAreGone)
+{
+    put(1, 100);
+    fs::create_directory(target_ + "/log.0000000001");
+    expectCopyFails(target_, EISDIR);
+    makeUnneededLogs();
+    removeUnneededLogs();
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+}
+
+TEST_F(HotBackup, ABackupOfTheSameEnvironmentInALaterStateIsRefusedAndStaysAsItIs)
+{
+    put(1, 100);
+    backUp();
+    const std::string home = directory_.makeDirectory("clone");
+    for (const char* name : {"/t.db", "/log.0000000001"})
+        fs::copy_file(target_ + name, home + name);
+    makeUnneededLogs();
+    ship(); // files 1 and 2
+    makeMarker();
+    const auto before = contentsOf(target_);
+
+    BDBEnv clone(16, DB_CXX_NO_EXCEPTIONS);
+    ASSERT_EQ(clone.open(QByteArray::fromStdString(home)), 0);
+    const auto expectRefusedForClone = [&] {
+        for (const auto& [mode, line] : {std::pair{BackupFull, "Dbenv backup failed rc 39"s},
+                                         std::pair{BackupShipLogs, "log backup failed for " + target_}}) {
+            thread_ = std::make_unique<BDBHotBackupThread>(&clone, 24h);
+            expectRefusedByThread(target_, mode, line);
+            EXPECT_TRUE(contentsOf(target_) == before);
+        }
+    };
+    {
+        SCOPED_TRACE("in the state of the copy");
+        expectRefusedForClone();
+    }
+    BDBIndex index(&clone, DB_CXX_NO_EXCEPTIONS);
+    ASSERT_EQ(clone.openDatabase(&index, "t.db", "data", DB_AUTO_COMMIT | DB_THREAD), 0);
+    std::string value(700'001, 'y');
+    Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
+    for (int i = 0; !fs::exists(home + "/log.0000000003"); ++i) {
+        Dbt key(&i, sizeof i);
+        ASSERT_EQ(index.put(nullptr, &key, &data, 0), 0);
+    }
+    {
+        SCOPED_TRACE("further on, by another way");
+        expectRefusedForClone();
+    }
+    ASSERT_EQ(clone.txn_checkpoint(0, 0, DB_FORCE), 0);
+    char** removed = nullptr;
+    ASSERT_EQ(clone.log_archive(&removed, DB_ARCH_REMOVE), 0);
+    std::free(removed);
+    ASSERT_FALSE(fs::exists(home + "/log.0000000002"));
+    {
+        SCOPED_TRACE("without the log files that were shipped");
+        expectRefusedForClone();
+    }
+    ASSERT_EQ(index.close(0), 0);
+}
+
+TEST_F(HotBackup, ShippingGoesOnBehindAMoveThatWasCutOff)
+{
+    put(1, 100);
+    backUp();
+    makeUnneededLogs();
+    fs::create_directory(target_ + "/__log__");
+    const std::string begun = target_ + "/__log__/log.0000000001";
+    fs::copy_file(env_.file("log.0000000001"), begun);
+    fs::resize_file(begun, 100'000);
+    ship();
+    EXPECT_GT(fs::file_size(begun), 1'000'000U);
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "__log__/log.0000000001", "__log__/log.0000000002",
+                                              "log.0000000001", "t.db"));
 }
 
 TEST_F(HotBackup, ShippingGoesOnBehindWhatWasShippedBefore)

@@ -45,6 +45,7 @@ const std::vector<QString> RefusedFileParts{
     "BackupInProgress.tmp",
     "BackupFiles.list",
     "BackupFiles.list.tmp",
+    "BackupFiles.list.new",
     "t_98.db",
     "t_00.db",
     "_ff.db",

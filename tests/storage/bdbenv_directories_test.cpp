@@ -181,6 +181,23 @@ TEST_F(EnvironmentHome, OrdinaryDirectoriesBelowWork)
     EXPECT_EQ(row(top, "sub/stock"), "4");
 }
 
+TEST_F(EnvironmentHome, ALinkToAnotherOfItsDirectoriesIsNoSecondNameOfTheFilesThere)
+{
+    const QByteArray top = makeHome("top");
+    const QByteArray other = makeHome("other disk");
+    put(top, "sub/orders", "1");
+    link("sub", "top/also");
+    link(top, "top/circle");
+    link(other, "top/linked");
+    link(top + "/sub", "other disk/back");
+    for (const char* file : {"also/orders", "also/new", "also/deep/new", "circle/sub/orders", "linked/back/orders"})
+        expectRefusedFile(top, file, ELOOP);
+    put(top, "linked/orders", "2");
+    EXPECT_EQ(row(top, "sub/orders"), "1");
+    EXPECT_FALSE(fs::exists(top.toStdString() + "/sub/new"));
+    EXPECT_FALSE(fs::exists(top.toStdString() + "/sub/deep"));
+}
+
 TEST_F(EnvironmentHome, ADirectoryOfTwoEnvironmentsIsWithTheFirst)
 {
     const QByteArray one = makeHome("one");
@@ -258,6 +275,31 @@ TEST_F(EnvironmentHome, WithoutTheLogOfItsDatabasesItIsNoEnvironment)
     fs::rename(home.toStdString() + "/log.0000000001", kept.toStdString() + "/log.0000000001");
     expectRefused(home, EBUSY);
     fs::rename(kept.toStdString() + "/log.0000000001", home.toStdString() + "/log.0000000001");
+    EXPECT_EQ(row(home, "orders"), "1");
+}
+
+TEST_F(EnvironmentHome, AnUnfinishedCopyIsNone)
+{
+    const QByteArray copy = makeHome("copy");
+    const std::string list = copy.toStdString() + "/BackupFiles.list.tmp";
+    put(copy, "orders", "1");
+    close(copy);
+    std::ofstream(list).flush();
+    expectRefused(copy, EBUSY);
+    fs::remove(copy.toStdString() + "/log.0000000001"); // cut off before its log
+    fs::remove(copy.toStdString() + "/orders");
+    expectRefused(copy, EBUSY);
+    fs::remove(list);
+    put(copy, "orders", "1");
+}
+
+TEST_F(EnvironmentHome, TheMarkerAndTheListOfABackupDoNotKeepItFromBeingOne)
+{
+    const QByteArray home = makeHome();
+    put(home, "orders", "1");
+    close(home);
+    for (const char* name : {"/BackupInProgress.tmp", "/BackupFiles.list"})
+        std::ofstream(home.toStdString() + name).flush();
     EXPECT_EQ(row(home, "orders"), "1");
 }
 

@@ -43,6 +43,7 @@ std::string CopyTarget::prepare()
         }
     }
     before_ = unfinishedList();
+    inode_ = inode();
     const int descriptor = ::open(marker().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (descriptor < 0) {
         const int error = errno;
@@ -86,12 +87,18 @@ bool CopyTarget::isComplete(std::error_code* error) const
     error->clear();
     const bool hasList = isThere(BackupNames::ListFile);
     const bool isUnfinished = isThere(BackupNames::UnfinishedListFile);
-    return !isThere(BackupNames::Marker) && hasList && !isUnfinished && !*error;
+    return !isThere(BackupNames::Marker) && hasList && !isUnfinished && !*error && inode() == inode_;
 }
 
 fs::path CopyTarget::marker() const
 {
     return directory_ / BackupNames::Marker;
+}
+
+ino_t CopyTarget::inode() const
+{
+    struct stat status = {};
+    return ::stat(directory_.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
 std::optional<CopyTarget::Version> CopyTarget::unfinishedList() const

@@ -32,7 +32,10 @@ public:
     /** True when the server has begun to write since prepare(): it does so with the list of an unfinished copy. */
     bool hasBegun() const;
 
-    /** True when there is a list, none of an unfinished copy, and no marker. Sets `error` when that cannot be seen. */
+    /**
+     * True when the directory is still the one that was prepared and holds a list, none of an unfinished copy, and no
+     * marker. Sets `error` when that cannot be seen.
+     */
     bool isComplete(std::error_code* error) const;
 
     std::filesystem::path marker() const;
@@ -47,10 +50,13 @@ private:
     };
 
     std::optional<Version> unfinishedList() const;
+    /** The inode of the directory; 0 when it is not there. */
+    ino_t inode() const;
 
     const std::filesystem::path directory_;
     std::vector<std::filesystem::path> made_; // directories, the outermost first
     bool madeMarker_ = false;
+    ino_t inode_ = 0;               // when it was prepared
     std::optional<Version> before_; // the list of an earlier copy that was cut off
 };
 

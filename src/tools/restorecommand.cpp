@@ -240,7 +240,7 @@ private:
         if (size > log_.end + LargestRecord)
             return last.string() + " is damaged: its records cannot be read from byte " + end +
                    " on; cut to that size, \"truncate -s " + end + "\", it is restored up to there";
-        if (size > log_.end || log_.end + LargestRecord < log_.fullSize) {
+        if (log_.end + LargestRecord < log_.fullSize) {
             progress_.end();
             complain(last.string() + " is not whole: its records end at byte " + end +
                      ", and what followed them is not restored");

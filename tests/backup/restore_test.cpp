@@ -278,7 +278,12 @@ TEST_F(Restore, AfterACrashAtAnyPointOfTheMoveOfALogFile)
         if (crash.previous)
             fs::copy_file(sourceLog(1), shippedLog(1) + ".del");
 
-        const std::string asLeft = restored(backup());
+        const std::string asLeft = pathOf("as left");
+        const ProgramRun run = restore(backup(), asLeft);
+        EXPECT_EQ(run.status, 0) << run.error;
+        const bool isCut = crash.copied > 0 && crash.copied < all && !crash.previous;
+        EXPECT_EQ(run.error.find(shippedLog(1) + " is not whole: ") != std::string::npos, isCut) << run.error;
+        EXPECT_EQ(run.error.empty(), !isCut) << run.error;
         ASSERT_TRUE(server_.start());
         EXPECT_EQ(itemsOf(tableIn(asLeft), {"k"}).size(), crash.items);
         EXPECT_GE(filledIn(tableIn(asLeft)), inTheCopy);

@@ -168,7 +168,7 @@ TEST_F(RestoreCommand, TellsWhatItCannotRead)
 {
     fs::remove(listIn(backup()));
     fs::create_symlink("BackupFiles.list", listIn(backup())); // leads to itself
-    const ProgramRun run = restore(backup(), target());
+    const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", backup(), target()});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: cannot read " + backup() + ": Too many levels of symbolic links\n");
     EXPECT_FALSE(fs::exists(target()));

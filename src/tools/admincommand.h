@@ -9,6 +9,7 @@
 
 namespace Ctl {
 
+class CopyTarget;
 class Session;
 
 /** "flush TABLE": forces the log of the table's environment to disk. */
@@ -35,7 +36,9 @@ public:
 private:
     int start(const ServerAddress& server) const;
     int checkNoOther(Session* session, const std::string& directory) const;
-    int waitUntilComplete(Session* session, const std::string& directory) const;
+    int follow(Session* session, const std::string& directory, CopyTarget* target) const;
+    int update(const ServerAddress& server) const;
+    int checkDirectory(std::string* directory) const;
 
     CLI::App* const command_; // owned by the application, as all of these
     CLI::App* start_;

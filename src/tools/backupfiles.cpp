@@ -14,6 +14,8 @@ namespace Ctl {
 
 namespace {
 
+constexpr const char* SettingsFile = "DB_CONFIG"; // of Berkeley DB
+
 std::uintmax_t sizeOf(const fs::path& file)
 {
     std::error_code error;
@@ -91,7 +93,7 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
         found.erase(entry);
     }
     for (const auto& [name, path] : found)
-        files->unlisted.push_back(name);
+        files->leftOut.emplace(name, "it is not in the list of the copy's files");
     return {};
 }
 
@@ -114,7 +116,8 @@ bool isUnfinished(const fs::path& directory, std::string* error)
     std::error_code failure;
     for (const char* name : {BackupNames::Marker, BackupNames::UnfinishedListFile}) {
         if (fs::exists(directory / name, failure)) {
-            *error = directory.string() + " is unfinished: " + name + " is there, the copy was not completed";
+            *error = directory.string() + " is unfinished: " + name +
+                     " is there, the copy was not completed; wait for the backup that writes it, or make another one";
             return true;
         }
     }
@@ -125,17 +128,27 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
 {
     std::error_code failure;
     if (!fs::is_directory(directory, failure)) {
-        *error = directory.string() + " is not a directory";
+        *error = failure && failure != std::errc::no_such_file_or_directory && failure != std::errc::not_a_directory
+                     ? "cannot read " + directory.string() + ": " + failure.message()
+                     : directory.string() + " is not a directory";
         return false;
     }
     if (isUnfinished(directory, error))
         return false;
-    std::map<std::string, fs::path> found = filesOfCopy(directory, failure);
-    const bool hasList = fs::exists(directory / BackupNames::ListFile);
+    std::map<std::string, fs::path> found;
+    if (!failure)
+        found = filesOfCopy(directory, failure);
+    const bool hasList = !failure && fs::exists(directory / BackupNames::ListFile, failure);
+    if (failure) {
+        *error = "cannot read " + directory.string() + ": " + failure.message();
+        return false;
+    }
     if (hasList) {
         if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
             return false;
     } else {
+        if (found.erase(SettingsFile) > 0)
+            files->leftOut.emplace(SettingsFile, "an environment's settings are not restored");
         for (const auto& [name, path] : found)
             addFile(name, {path, std::nullopt}, files);
     }

@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace Ctl {
 
@@ -26,7 +25,7 @@ struct BackupFile {
 struct BackupFiles {
     std::map<std::string, BackupFile> databases; // by name, which may have directories in it
     std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each
-    std::vector<std::string> unlisted;           // names of files that do not belong to the copy, by its list
+    std::map<std::string, std::string> leftOut;  // names of files that do not belong to the copy, and why
 };
 
 /** What to make of a copy without a list of its files, of which nothing says whether one is missing. */

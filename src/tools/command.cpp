@@ -38,6 +38,17 @@ int checkTableName(const std::string& table)
     return ExitErrorReply;
 }
 
+CLI::Validator wholeNumber(int least, const std::string& of)
+{
+    const std::string message = "must be a whole number of " + of + ", " + std::to_string(least) + " or more";
+    return {[=](const std::string& text) {
+                const QByteArray digits = QByteArray::fromStdString(text);
+                bool ok = false;
+                return digits.toLongLong(&ok) >= least && ok ? std::string() : message;
+            },
+            ""};
+}
+
 void addExample(CLI::App* command, const std::string& example)
 {
     command->footer("Example:\n  " + example + "\n\n" + command->get_footer());
@@ -116,6 +127,11 @@ void complain(const std::string& message, const std::vector<std::string>& detail
         text += "  " + detail + '\n';
     ProgressBar::clearShown();
     std::fputs(text.c_str(), stderr);
+}
+
+std::string counted(long long number, const std::string& noun)
+{
+    return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
 }
 
 int printLine(const QByteArray& text)

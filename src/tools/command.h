@@ -46,6 +46,9 @@ void addTableArgument(CLI::App* command, std::string* table);
 /** ExitOk, or ExitErrorReply after telling why no table can have this name (see format/tablename.h). */
 [[nodiscard]] int checkTableName(const std::string& table);
 
+/** A check of a whole number that is at least `least`, whose message says so and no more; `of` is what is counted. */
+CLI::Validator wholeNumber(int least, const std::string& of);
+
 /** Puts an example in front of what ends a command's help. */
 void addExample(CLI::App* command, const std::string& example);
 
@@ -77,6 +80,9 @@ bool isNotFound(const QVariantMap& reply);
 
 /** Prints "quorvactl: MESSAGE" on standard error, and further lines below it. */
 void complain(const std::string& message, const std::vector<std::string>& details = {});
+
+/** "1 item", "2 items". */
+std::string counted(long long number, const std::string& noun);
 
 /** Prints a line on standard output. ExitOk, or ExitNoReply after telling that it cannot be written. */
 [[nodiscard]] int printLine(const QByteArray& text);

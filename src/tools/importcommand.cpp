@@ -34,7 +34,9 @@ ImportCommand::ImportCommand(CLI::App* app)
     command_->add_option("FILE", file_, "The file; standard input when there is none, or -");
     auto* state = command_->add_option("--state", state_,
                                        "Keep how far it came in this file, and go on there when the file exists");
-    command_->add_option("--skip", skip_, "Begin behind so many lines")->check(CLI::NonNegativeNumber)->excludes(state);
+    command_->add_option("--skip", skip_, "Skip this many lines at the beginning")
+        ->check(wholeNumber(0, "lines"))
+        ->excludes(state);
     addExample(command_, "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state");
 }
 

@@ -50,8 +50,8 @@ int Importer::skipToMark()
         if (result == LineReader::Result::Interrupted)
             return stop(ExitErrorReply, "interrupted");
         if (result == LineReader::Result::End) {
-            complain(input_.name + " has only " + std::to_string(reader_.lineNumber()) + " lines, and " +
-                     std::to_string(begin_.line) + " are to be skipped");
+            complain(input_.name + " has only " + counted(reader_.lineNumber(), "line") + ", and " +
+                     std::to_string(begin_.line) + " were to be skipped");
             return ExitUsage;
         }
     }
@@ -210,8 +210,8 @@ int Importer::finish()
     state_.remove();
     if (reached_.refused == 0)
         return ExitOk;
-    complain(std::to_string(reached_.refused) + " items of " + input_.name + " were refused, " +
-             std::to_string(reached_.stored) + " are stored in " + table_);
+    complain(counted(reached_.refused, "item") + " of " + input_.name + (reached_.refused == 1 ? " was" : " were") +
+             " refused, " + std::to_string(reached_.stored) + " stored in " + table_);
     return ExitErrorReply;
 }
 
@@ -230,11 +230,15 @@ int Importer::cannotRead()
 int Importer::stop(int code, const std::string& reason)
 {
     const std::string line = std::to_string(mark_.line);
+    const std::string next = ", which continues with line " + std::to_string(mark_.line + 1);
+    std::string done = "lines 1 to " + line + " of " + input_.name + " are done: ";
+    if (mark_.line == 0)
+        done = "no line of " + input_.name + " is done: ";
+    else if (mark_.line == 1)
+        done = "line 1 of " + input_.name + " is done: ";
     complain("import stopped: " + reason,
-             {"lines 1 to " + line + " of " + input_.name + " are done: " + std::to_string(mark_.stored) +
-                  " items stored, " + std::to_string(mark_.refused) + " refused",
-              state_.isKept() ? "try: the same command, which goes on behind them"
-                              : "try: the same command with --skip " + line + ", which goes on behind them"});
+             {done + counted(mark_.stored, "item") + " stored, " + std::to_string(mark_.refused) + " refused",
+              (state_.isKept() ? "try: the same command" : "try: the same command with --skip " + line) + next});
     return code;
 }
 

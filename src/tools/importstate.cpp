@@ -1,5 +1,6 @@
 #include "tools/importstate.h"
 
+#include "base/descriptor.h"
 #include "tools/outputfile.h"
 #include "json/jsonadapter.h"
 
@@ -8,20 +9,29 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Ctl {
 
 namespace {
 
-/** 0 or an errno value. */
-int readAll(int descriptor, QByteArray* text)
+constexpr qsizetype MostBytes = 64 * 1024; // far more than one with the longest paths has
+
+/** Reads a file that is no longer than that, and the beginning of a longer one. 0 or an errno value. */
+int readBeginning(int descriptor, QByteArray* text)
 {
     char piece[4096];
     ssize_t size = 0;
-    while ((size = ::read(descriptor, piece, sizeof piece)) > 0)
+    while (text->size() <= MostBytes && (size = ::read(descriptor, piece, sizeof piece)) > 0)
         text->append(piece, size);
     return size < 0 ? errno : 0;
+}
+
+bool isRegularFile(int descriptor)
+{
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 } // namespace
@@ -34,16 +44,18 @@ std::string ImportState::load(ImportMark* mark) const
 {
     if (path_.empty())
         return {};
-    const int descriptor = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0)
+    // The opening of a pipe without a writer would not return.
+    const Base::Descriptor file(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen())
         return errno == ENOENT ? std::string() : "cannot read " + path_ + ": " + std::strerror(errno);
+    if (!isRegularFile(file.number()))
+        return path_ + " is not a regular file";
     QByteArray text;
-    const int failure = readAll(descriptor, &text);
-    ::close(descriptor);
+    const int failure = readBeginning(file.number(), &text);
     if (failure != 0)
         return "cannot read " + path_ + ": " + std::strerror(failure);
     QVariant parsed;
-    const bool isJson = Json::parse(text, &parsed);
+    const bool isJson = text.size() <= MostBytes && Json::parse(text, &parsed);
     const QVariantMap fields = parsed.toMap();
     if (!isJson || fields.value("line").typeId() != QMetaType::LongLong)
         return path_ + " does not tell how far an import came";

@@ -13,7 +13,7 @@ void PageOptions::declare(CLI::App* command)
     command->add_option("--limit", limit, "Records that the server examines for one page")
         ->check(CLI::Range(1, std::numeric_limits<int>::max()))
         ->capture_default_str();
-    auto* maxOption = command->add_option("--max", max, "Stop after this many items")->check(CLI::NonNegativeNumber);
+    auto* maxOption = command->add_option("--max", max, "Stop after this many items")->check(wholeNumber(0, "items"));
     command->add_flag("--count", countOnly, "Print the number of items instead of the items")->excludes(maxOption);
     command->add_option("--attributes", attributes, "Print only these attributes and the keys: A,B,...")
         ->delimiter(',')

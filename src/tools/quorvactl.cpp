@@ -16,6 +16,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
+#include <exception>
 #include <string>
 
 namespace {
@@ -47,12 +49,8 @@ void refuseMissingValues(int argc, char** argv)
     }
 }
 
-} // namespace
-
-// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
-int main(int argc, char** argv)
+int run(int argc, char** argv)
 {
-    Client::openStandardDescriptors();
     CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints its reply.", "quorvactl");
     app.set_version_flag("--version", "quorvactl " QUORVA_VERSION);
     app.failure_message(usageError);
@@ -131,4 +129,18 @@ int main(int argc, char** argv)
     if (restore.chosen())
         return restore.run();
     return request.run(server);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Client::openStandardDescriptors();
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        // No command throws but for lack of memory. A message is worth more than a core file even so.
+        std::fprintf(stderr, "quorvactl: %s\n", error.what());
+        return Ctl::ExitErrorReply;
+    }
 }

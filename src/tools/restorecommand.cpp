@@ -142,8 +142,8 @@ public:
             return backup_.string() + " is open in a server";
         if (!readBackup(backup_, unlisted_, &files_, &error))
             return error;
-        for (const std::string& name : files_.unlisted)
-            complain((backup_ / name).string() + " is left out: it is not in the list of the copy's files");
+        for (const auto& [name, reason] : files_.leftOut)
+            complain((backup_ / name).string() + " is left out: " + reason);
         if (isWithin(given_, backup_))
             return given_.string() + " lies in " + backup_.string() + ", which a restore does not change";
         if (error = target_.prepare(); !error.empty())
@@ -157,11 +157,12 @@ public:
     {
         long long sum = 0;
         for (const auto& [table, count] : items_) {
-            std::printf("%s: %lld items\n", table.c_str(), count);
+            std::printf("%s: %s\n", table.c_str(), counted(count, "item").c_str());
             sum += count;
         }
         std::printf("data until %s\n", describeTime(log_.lastCommit).c_str());
-        std::printf("restored %zu tables with %lld items to %s\n", items_.size(), sum, given_.c_str());
+        std::printf("restored %s with %s to %s\n", counted(static_cast<long long>(items_.size()), "table").c_str(),
+                    counted(sum, "item").c_str(), given_.c_str());
     }
 
 private:
@@ -219,9 +220,35 @@ private:
         if (std::string error = readLog(home(), &log_); !error.empty())
             return ofBackup(error);
         if (!log_.partial)
-            return {};
+            return checkLastLog();
         return backup_.string() + " has a gap: " + BackupNames::logFile(*log_.partial) +
                " is not whole, and what follows cannot be applied without the rest of it";
+    }
+
+    /**
+     * A log file is shipped when it is full, so its records reach to within one of its full size. A crash while it was
+     * being shipped leaves the beginning of it, which is good as far as it goes; records behind a place that cannot be
+     * read are a sign of damage.
+     */
+    std::string checkLastLog()
+    {
+        const fs::path& last = files_.logs.rbegin()->second.path;
+        if (last.parent_path().filename() != BackupNames::LogDirectory || Interruption::requested())
+            return {};
+        std::error_code error;
+        const std::uint64_t size = fs::file_size(last, error);
+        const std::string end = std::to_string(log_.end);
+        if (error)
+            return "cannot read " + last.string() + ": " + error.message();
+        if (size > log_.end + LargestRecord)
+            return last.string() + " is damaged: its records cannot be read from byte " + end +
+                   " on; cut to that size, \"truncate -s " + end + "\", it is restored up to there";
+        if (log_.end + LargestRecord < log_.fullSize) {
+            progress_.end();
+            complain(last.string() + " is not whole: its records end at byte " + end +
+                     ", and what followed them is not restored");
+        }
+        return {};
     }
 
     std::string copyDatabases()

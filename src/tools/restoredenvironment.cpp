@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <system_error>
 
@@ -73,15 +74,80 @@ std::vector<std::uint32_t> logNumbers(const fs::path& directory)
     return numbers;
 }
 
+/** What a log file begins with: in front of it the header of a record, as in front of all records. */
+struct LogFileHeader {
+    std::uint32_t magic;
+    std::uint32_t version;
+    std::uint32_t fullSize;
+    std::uint32_t unused;
+};
+constexpr std::uint32_t LogMagic = 0x040988;
+constexpr std::size_t RecordHeaderBytes = 12; // where the record before is, the length, a checksum
+
+bool readHeader(const fs::path& file, LogFileHeader* header)
+{
+    std::ifstream stream(file, std::ios::binary);
+    stream.seekg(RecordHeaderBytes);
+    char bytes[sizeof *header];
+    stream.read(bytes, sizeof bytes);
+    std::memcpy(header, bytes, sizeof bytes);
+    return stream.good() && header->magic == LogMagic;
+}
+
 /** The first record of a log file says where the last one of the file before it is. */
-bool followsOn(DbLogc* cursor, std::uint32_t number)
+bool followsOn(DbLogc* cursor, std::uint32_t number, std::uint32_t* lastOfBefore)
 {
     DbLsn position;
     position.file = number;
     position.offset = 0;
     Dbt record;
-    return cursor->get(&position, &record, DB_SET) == 0 && cursor->get(&position, &record, DB_PREV) == 0 &&
-           position.file == number - 1;
+    if (cursor->get(&position, &record, DB_SET) != 0 || cursor->get(&position, &record, DB_PREV) != 0 ||
+        position.file != number - 1)
+        return false;
+    *lastOfBefore = position.offset;
+    return true;
+}
+
+/** Where the last record of each log file but the last begins, by the file's number. */
+using LastRecords = std::map<std::uint32_t, std::uint32_t>;
+
+/**
+ * Reads all records in order. A record that is no more than zeros ends its file for Berkeley DB, in silence, and one
+ * with a wrong checksum in the last file ends the log.
+ */
+std::string readRecords(DbLogc* cursor, const std::vector<std::uint32_t>& numbers, const LastRecords& lastRecords,
+                        std::uint64_t* end)
+{
+    const auto isLastRecord = [&](const DbLsn& position) {
+        const auto last = lastRecords.find(position.file);
+        return last == lastRecords.end() || last->second == position.offset;
+    };
+    constexpr std::uint64_t Begin = RecordHeaderBytes + sizeof(LogFileHeader);
+    const auto damaged = [](std::uint32_t number, std::uint64_t from) {
+        return BackupNames::logFile(number) + " is damaged: its records cannot be read from byte " +
+               std::to_string(from) + " on";
+    };
+    DbLsn position;
+    DbLsn before;
+    before.file = numbers.front();
+    before.offset = 0;
+    *end = Begin;
+    Dbt record;
+    int rc = cursor->get(&position, &record, DB_FIRST);
+    for (; rc == 0 && !Interruption::requested(); rc = cursor->get(&position, &record, DB_NEXT)) {
+        if (position.file != before.file && !isLastRecord(before))
+            return damaged(before.file, *end);
+        before = position;
+        *end = position.offset + RecordHeaderBytes + record.get_size();
+    }
+    if (Interruption::requested())
+        return {};
+    if (before.file == numbers.back())
+        return rc == DB_NOTFOUND ? std::string() : damaged(before.file, *end);
+    if (!isLastRecord(before))
+        return damaged(before.file, *end);
+    *end = Begin;
+    return rc == DB_NOTFOUND && before.file + 1 == numbers.back() ? std::string() : damaged(before.file + 1, Begin);
 }
 
 std::uint32_t numberAt(const Dbt& record, std::size_t offset)
@@ -143,6 +209,13 @@ int countRecords(Db* db, long long* records)
 
 std::string readLog(const fs::path& home, LogFacts* facts)
 {
+    const std::vector<std::uint32_t> numbers = logNumbers(home);
+    for (const std::uint32_t number : numbers) {
+        LogFileHeader header = {};
+        if (!readHeader(home / BackupNames::logFile(number), &header))
+            return BackupNames::logFile(number) + " is damaged: it does not begin as a log file does";
+        facts->fullSize = header.fullSize;
+    }
     std::string error;
     const auto env = openEnvironment(home, LogOnlyFlags, &error);
     if (!env)
@@ -150,15 +223,19 @@ std::string readLog(const fs::path& home, LogFacts* facts)
     DbLogc* cursor = nullptr;
     if (const int rc = env->log_cursor(&cursor, 0))
         return describe("cannot read the log", rc);
-    const std::vector<std::uint32_t> numbers = logNumbers(home);
+    LastRecords lastRecords;
     for (std::size_t i = 1; i < numbers.size() && !facts->partial; ++i) {
-        if (!followsOn(cursor, numbers[i]))
+        if (!followsOn(cursor, numbers[i], &lastRecords[numbers[i] - 1]))
             facts->partial = numbers[i] - 1;
     }
-    if (!facts->partial)
+    if (!facts->partial) {
         facts->lastCommit = timeOfLastCommit(cursor);
+        error = readRecords(cursor, numbers, lastRecords, &facts->end);
+    }
     (void)cursor->close(0);
     const int rc = env->close(0); // where a record is missing, Berkeley DB gives the whole environment up
+    if (!error.empty())
+        return error;
     return rc == 0 || facts->partial ? std::string() : describe("cannot read the log", rc);
 }
 

@@ -24,6 +24,26 @@ std::string anotherRuns(const std::string& failed)
     return Complaints::errorReply(failed, Complaints::ConditionFailed, "quorvactl backup stop; another backup runs");
 }
 
+std::string markerStays(const std::string& target)
+{
+    return "quorvactl: " + markerIn(target) +
+           " stays: the server may have begun the copy\n  try: once no server is writing to the directory, remove this "
+           "file and start the backup again\n";
+}
+
+std::string copyFailed(const std::string& target)
+{
+    return "quorvactl: the copy to " + target +
+           " has failed; the server's log tells why\n  try: the line \"Dbenv backup failed rc\" there; then remove " +
+           markerIn(target) + " and start the backup again\n";
+}
+
+std::string refusedTarget(const std::string& target)
+{
+    return "quorvactl: the server has refused to copy to " + target +
+           "\n  try: the server's log; a line \"Dbenv backup failed rc\" has the code of the reason\n";
+}
+
 class BackupCommand : public BackupTest {
 protected:
     explicit BackupCommand(ServerProcess::Setup setup = {}) : BackupTest(std::move(setup)) {}
@@ -100,7 +120,9 @@ TEST_F(BackupCommand, StartRefusesWhereAMarkerIs)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: another backup to " + target +
-                             " is under way, or one was cut off: " + markerIn(target) + " is there\n");
+                             " is running, or one was cut short: " + markerIn(target) +
+                             " exists\n  try: if no server is writing to the directory, remove this file and start "
+                             "again\n");
     EXPECT_TRUE(hasMarker(target));
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
@@ -111,6 +133,9 @@ TEST_F(BackupCommand, StartTellsWhenItCannotMakeTheMarker)
     const ProgramRun run = backup({"start", table(), pathOf("file")});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: cannot write " + markerIn(pathOf("file")) + ": Not a directory\n");
+    const ProgramRun below = backup({"start", table(), pathOf("file/target")});
+    EXPECT_EQ(below.status, 1);
+    EXPECT_EQ(below.error, "quorvactl: cannot make " + pathOf("file/target") + ": Not a directory\n");
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
 
@@ -149,9 +174,7 @@ TEST_F(BackupCommand, StartLeavesItsMarkerWhenTheReplyIsLost)
         QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "backup", "start", table(), target, "--wait"});
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error,
-                AllOf(StartsWith("quorvactl: no reply from "),
-                      EndsWith("quorvactl: " + markerIn(target) + " stays: the server may have begun the copy\n")));
+    EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: no reply from "), EndsWith(markerStays(target))));
     EXPECT_TRUE(hasMarker(target)) << "so that nobody restores half a copy";
 }
 
@@ -170,7 +193,7 @@ TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
     const ProgramRun run = started.get();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.error, "quorvactl: the copy to " + target + " has failed; the server's log tells why\n");
+    EXPECT_EQ(run.error, copyFailed(target));
     EXPECT_TRUE(hasMarker(target)) << "it is not complete";
     EXPECT_THAT(takeBackupLines(), Contains(HasSubstr("Dbenv backup failed rc ")));
 }
@@ -222,8 +245,121 @@ TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
     killServer();
     const ProgramRun run = started.get();
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.error, StartsWith("quorvactl: no reply from "));
+    EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: no reply from "), EndsWith(markerStays(target))));
     EXPECT_TRUE(hasMarker(target));
+}
+
+TEST_F(BackupCommand, StartTellsOfARefusalAndLeavesNothingWhereItAimed)
+{
+    // The finished backup of another environment, a home, and directories that the tool makes below a home.
+    const std::string other = makeDirectory("other");
+    createTable(tableIn(other));
+    const std::string finished = makeDirectory("finished");
+    makeMarker(finished);
+    EXPECT_EQ(actOn(tableIn(other), "DbBackup", finished), accepted());
+    ASSERT_TRUE(waitUntilComplete(finished));
+    for (const std::string& target : {finished, home(), other, home() + "/some/where"}) {
+        for (const bool waits : {false, true}) {
+            SCOPED_TRACE(target + (waits ? " --wait" : ""));
+            const auto before = namesIn(target);
+            const bool existed = fs::exists(target);
+            std::vector<std::string> words{"start", table(), target};
+            if (waits)
+                words.emplace_back("--wait");
+            const ProgramRun run = backup(words);
+            EXPECT_EQ(run.status, 1);
+            EXPECT_EQ(run.output, "");
+            EXPECT_EQ(run.error, refusedTarget(target));
+            EXPECT_EQ(namesIn(target), before);
+            EXPECT_EQ(fs::exists(target), existed);
+            EXPECT_THAT(takeBackupLinesUntil("Disabling Database Backup"),
+                        Contains(HasSubstr("Dbenv backup failed rc ")));
+        }
+    }
+    EXPECT_FALSE(fs::exists(home() + "/some"));
+}
+
+TEST_F(BackupCommand, StartWithoutWaitEndsWhenTheCopyHasBegun)
+{
+    const std::string target = markedTarget("target");
+    const HeldCopy held(target);
+    fs::remove(markerIn(target));
+    expectQuietSuccess(backup({"start", table(), target}));
+    EXPECT_TRUE(held.waitUntilHeld());
+    EXPECT_TRUE(hasMarker(target));
+    EXPECT_EQ(backupState(), (QVariantMap{{"State", "copying"}, {"Target", QString::fromStdString(target)}}));
+}
+
+TEST_F(BackupCommand, StartWithWaitDoesNotTakeALostMarkerForSuccess)
+{
+    for (const bool renames : {false, true}) {
+        SCOPED_TRACE(renames);
+        const std::string target = markedTarget(renames ? "renamed" : "unmarked");
+        HeldCopy held(target);
+        fs::remove(markerIn(target));
+        auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+        ASSERT_TRUE(held.waitUntilHeld());
+        const std::string pipe = (renames ? pathOf("elsewhere") : target) + '/' + logName(1);
+        if (renames)
+            fs::rename(target, pathOf("elsewhere"));
+        else
+            fs::remove(markerIn(target));
+        const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); // lets the copy fail
+        const ProgramRun run = started.get();
+        close(reader);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
+                                 " has ended, and there is no complete one\n  try: the server's log; the directory or "
+                                 "files in it were renamed or removed during the copy\n");
+        (void)takeBackupLinesUntil("Disabling Database Backup");
+    }
+}
+
+TEST_F(BackupCommand, UpdateTellsOfARefusedTarget)
+{
+    const std::string other = makeDirectory("other");
+    createTable(tableIn(other));
+    const auto before = namesIn(other);
+    const ProgramRun run = backup({"update", table(), other});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.error,
+              "quorvactl: cannot ship the log files of " + table() + " to " + other +
+                  ": the shipping has ended\n  try: the server's log; after \"log backup failed for\", or in "
+                  "the line before it, it has the reason\n");
+    EXPECT_EQ(namesIn(other), before);
+    EXPECT_THAT(takeBackupLinesUntil("Disabling Database Backup"), Contains(HasSubstr("log backup failed for ")));
+}
+
+TEST_F(BackupCommand, ADirectoryThatCannotBeNamedIsAUsageError)
+{
+    for (const char* action : {"start", "update"}) {
+        const ProgramRun empty = backup({action, table(), ""});
+        EXPECT_EQ(empty.status, 64);
+        EXPECT_EQ(empty.error, "quorvactl: the name of the backup directory is empty\n");
+        const ProgramRun latin = backup({action, table(), pathOf("caf\xe9")});
+        EXPECT_EQ(latin.status, 64);
+        EXPECT_EQ(latin.error, "quorvactl: the name of the backup directory is not valid UTF-8\n");
+    }
+    EXPECT_FALSE(fs::exists(pathOf("caf\xe9")));
+    EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
+}
+
+TEST_F(BackupCommand, StartNamesTheDirectoryOfTheTableThatIsMissing)
+{
+    const std::string name = pathOf("nodir") + "|t";
+    const ProgramRun run = backup({"start", name, pathOf("target")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.error,
+              Complaints::noDirectory("cannot back up " + name + " to " + pathOf("target"), pathOf("nodir")));
+    EXPECT_FALSE(fs::exists(pathOf("target")));
+}
+
+TEST_F(BackupCommand, AStallOfNoSecondsIsAUsageErrorInPlainWords)
+{
+    const ProgramRun run = backup({"start", table(), pathOf("target"), "--wait", "--stall", "0"});
+    EXPECT_EQ(run.status, 64);
+    EXPECT_THAT(run.error, HasSubstr("--stall: must be a whole number of seconds, 1 or more\n"));
 }
 
 TEST_F(BackupCommand, StartDoesNotTakeTheShippingFromAnotherTargetUnlessTold)
@@ -235,9 +371,9 @@ TEST_F(BackupCommand, StartDoesNotTakeTheShippingFromAnotherTargetUnlessTold)
     const ProgramRun run = backup({"start", table(), second, "--wait"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.error, "quorvactl: the environment of " + table() + " is backed up to " + first +
-                             " already, which would end\n  try: --replace, if " + first +
-                             " need not be kept up to date any more\n");
+    EXPECT_EQ(run.error, "quorvactl: the environment of " + table() + " is already being backed up to " + first +
+                             ", and that backup would end\n  try: --replace, if " + first +
+                             " no longer has to be kept up to date\n");
     EXPECT_FALSE(fs::exists(second));
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "the first goes on";
 

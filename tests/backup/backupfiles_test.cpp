@@ -52,7 +52,7 @@ TEST_F(ReadBackup, FindsDatabasesAndLogs)
     EXPECT_EQ(files_.databases.at("sub/t").path, dir_.file("sub/t"));
     EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U), testing::Key(8U)));
     EXPECT_EQ(log(7), dir_.file("log.0000000007"));
-    EXPECT_THAT(files_.unlisted, testing::IsEmpty());
+    EXPECT_THAT(files_.leftOut, testing::IsEmpty());
 }
 
 TEST_F(ReadBackup, AShippedLogFileTakesThePlaceOfTheOneInTheCopy)
@@ -129,14 +129,18 @@ TEST_F(ReadBackup, RefusesAnUnfinishedCopy)
 {
     write("log.0000000001");
     write("BackupInProgress.tmp", "");
-    EXPECT_EQ(refusal(), dir_.path() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
+    EXPECT_EQ(refusal(), dir_.path() +
+                             " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
+                             "backup that writes it, or make another one");
 }
 
 TEST_F(ReadBackup, RefusesACopyThatWasCutOffBeforeItsList)
 {
     write("log.0000000001");
     write("BackupFiles.list.tmp", "");
-    EXPECT_EQ(refusal(), dir_.path() + " is unfinished: BackupFiles.list.tmp is there, the copy was not completed");
+    EXPECT_EQ(refusal(), dir_.path() +
+                             " is unfinished: BackupFiles.list.tmp is there, the copy was not completed; wait for the "
+                             "backup that writes it, or make another one");
 }
 
 TEST_F(ReadBackup, RefusesACopyWithoutAListUnlessTold)
@@ -180,7 +184,7 @@ TEST_F(ReadBackup, TakesWhatTheListNames)
     EXPECT_EQ(log(4), dir_.file("__log__/log.0000000004"));
     EXPECT_EQ(files_.logs.at(4).listed, list.files.at("log.0000000004")) << "the shipped one begins like the copy";
     EXPECT_FALSE(files_.logs.at(5).listed);
-    EXPECT_THAT(files_.unlisted, testing::ElementsAre("log.0000000009", "other"));
+    EXPECT_THAT(files_.leftOut, testing::ElementsAre(testing::Key("log.0000000009"), testing::Key("other")));
 
     fs::remove(dir_.file("log.0000000004"));
     EXPECT_EQ(refusal(), dir_.path() + " is incomplete: log.0000000004 is missing");

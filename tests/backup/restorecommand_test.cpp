@@ -74,7 +74,7 @@ TEST_F(RestoreCommand, TellsWhatItRestoredAndLeavesTheBackupAsItWas)
     const ProgramRun run = restore(pathOf("another"), target());
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output,
-                restoreOutput("empty: 0 items\nt: 22 items\nu: 1 items\n", "3 tables with 23 items", target()));
+                restoreOutput("empty: 0 items\nt: 22 items\nu: 1 item\n", "3 tables with 23 items", target()));
     EXPECT_EQ(run.error, "") << "quiet where nobody looks";
     EXPECT_EQ(contentsOf(pathOf("another")), before);
 }
@@ -150,7 +150,8 @@ TEST_F(RestoreCommand, RefusesAnUnfinishedBackup)
 {
     makeMarker(backup());
     expectRefusal(backup(), target(),
-                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
+                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
+                             "backup that writes it, or make another one");
 }
 
 TEST_F(RestoreCommand, NamesACopyThatIsBeingMadeAsUnfinished)
@@ -173,6 +174,16 @@ TEST_F(RestoreCommand, RefusesWhatIsNoBackup)
     expectRefusal(pathOf("texts"), target(), pathOf("texts") + " is no backup: it holds no log files");
     expectRefusal(pathOf("none"), target(), pathOf("none") + " is not a directory");
     expectRefusal(pathOf("texts/readme"), target(), pathOf("texts/readme") + " is not a directory");
+}
+
+TEST_F(RestoreCommand, TellsWhatItCannotRead)
+{
+    fs::remove(listIn(backup()));
+    fs::create_symlink("BackupFiles.list", listIn(backup())); // leads to itself
+    const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", backup(), target()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.error, "quorvactl: cannot read " + backup() + ": Too many levels of symbolic links\n");
+    EXPECT_FALSE(fs::exists(target()));
 }
 
 TEST_F(RestoreCommand, RefusesAGapInTheLogs)
@@ -231,7 +242,7 @@ TEST_F(RestoreCommand, ShowsProgressOnATerminal)
 {
     const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, restoreArguments(backup(), target()));
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 tables with 2 items", target()));
+    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 table with 2 items", target()));
     EXPECT_THAT(run.error, AllOf(HasSubstr("\r\033[Kcopying 1/3"), HasSubstr("\r\033[Kcopying 3/3"),
                                  HasSubstr("\r\033[Krecovering"), HasSubstr("\r\033[Kverifying 0/2"),
                                  EndsWith("\r\033[Kverifying 2/2\r\n")));
@@ -298,6 +309,18 @@ TEST_F(RestoreCommand, TakesACopyWithoutAListOnlyWhenToldTo)
     EXPECT_EQ(itemsOf(tableIn(target()), {"k"}).size(), 2U);
 }
 
+TEST_F(RestoreCommand, LeavesOutTheSettingsOfADirectoryWithoutAList)
+{
+    fs::remove(listIn(backup()));
+    std::ofstream(backup() + "/DB_CONFIG") << "set_lk_max_locks 5000\n";
+    const ProgramRun run = restore(backup(), target());
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.error,
+              "quorvactl: " + backup() + "/DB_CONFIG is left out: an environment's settings are not restored\n");
+    EXPECT_FALSE(fs::exists(target() + "/DB_CONFIG"));
+    EXPECT_EQ(itemsOf(tableIn(target()), {"k"}).size(), 2U);
+}
+
 TEST_F(RestoreCommand, LeavesOutWhatIsNotInTheList)
 {
     writeListOf(backup());
@@ -306,7 +329,7 @@ TEST_F(RestoreCommand, LeavesOutWhatIsNotInTheList)
     std::ofstream(backup() + "/more/log.0000000001") << "no log";
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 tables with 2 items", target()));
+    EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 table with 2 items", target()));
     EXPECT_EQ(run.error, "quorvactl: " + backup() +
                              "/more/log.0000000001 is left out: it is not in the list of the copy's files\n" +
                              "quorvactl: " + backup() +
@@ -329,8 +352,8 @@ TEST_F(RestoreCommand, RestoresTablesInDirectoriesAndWithNamesLikeThoseOfLogs)
     writeListOf(source);
     const ProgramRun run = restore(source, target());
     EXPECT_EQ(run.status, 0) << run.error;
-    EXPECT_THAT(run.output, restoreOutput("log.a1: 1 items\nlog.events: 1 items\nsub/deeper/log.1a: 1 items\n"
-                                          "sub/t: 1 items\n",
+    EXPECT_THAT(run.output, restoreOutput("log.a1: 1 item\nlog.events: 1 item\nsub/deeper/log.1a: 1 item\n"
+                                          "sub/t: 1 item\n",
                                           "4 tables with 4 items", target()));
     for (const std::string& name : names)
         EXPECT_EQ(itemsOf(QString::fromStdString(target() + '|' + name), {"k"}).size(), 1U) << name;

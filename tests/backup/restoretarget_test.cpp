@@ -143,7 +143,7 @@ TEST_F(RestoreTarget, AKilledOneLeavesADirectoryThatNoServerOpensAndTheNextOneRe
 
         const ProgramRun run = restore(backup(), target());
         EXPECT_EQ(run.status, 0);
-        EXPECT_THAT(run.output, HasSubstr("restored 1 tables with 30 items to " + target() + '\n'));
+        EXPECT_THAT(run.output, HasSubstr("restored 1 table with 30 items to " + target() + '\n'));
         EXPECT_EQ(run.error, "quorvactl: removed " + left.front() + ", which an interrupted restore left\n");
         EXPECT_THAT(workDirectories(), IsEmpty());
         EXPECT_FALSE(fs::exists(target() + "/DB_CONFIG"));

@@ -83,10 +83,14 @@ protected:
     static std::string stopped(const std::string& why, const std::string& input, int line, int stored, int refused,
                                bool hasState)
     {
-        return "quorvactl: import stopped: " + why + "\n  lines 1 to " + std::to_string(line) + " of " + input +
-               " are done: " + std::to_string(stored) + " items stored, " + std::to_string(refused) +
+        const std::string done = line == 0   ? "no line of " + input + " is done: "
+                                 : line == 1 ? "line 1 of " + input + " is done: "
+                                             : "lines 1 to " + std::to_string(line) + " of " + input + " are done: ";
+        return "quorvactl: import stopped: " + why + "\n  " + done + std::to_string(stored) +
+               (stored == 1 ? " item" : " items") + " stored, " + std::to_string(refused) +
                " refused\n  try: the same command" +
-               (hasState ? std::string() : " with --skip " + std::to_string(line)) + ", which goes on behind them\n";
+               (hasState ? std::string() : " with --skip " + std::to_string(line)) + ", which continues with line " +
+               std::to_string(line + 1) + '\n';
     }
 };
 
@@ -151,11 +155,11 @@ TEST_F(ImportCommand, TellsTheLinesThatItRefusesAndStoresTheOthers)
             "14: the item is nested too deep\n" + at + "15: the line is too long for an item\n" + at +
             "16: the line is no JSON, at character 31: The document root must not be followed by other values\n"
             "quorvactl: 11 items of " +
-            file + " were refused, 28 are stored in " + table() + '\n');
+            file + " were refused, 28 stored in " + table() + '\n');
     EXPECT_EQ(count(), 28);
     expectFailure({"import", table()}, ErrorReply,
                   "quorvactl: standard input:1: the line is no JSON, at character 1: Invalid value\n"
-                  "quorvactl: 1 items of standard input were refused, 0 are stored in " +
+                  "quorvactl: 1 item of standard input was refused, 0 stored in " +
                       table() + '\n',
                   {.input = writeFile("bad", "x")});
 }
@@ -168,7 +172,7 @@ TEST_F(ImportCommand, RefusesOnlyThoseItemsOfABatchThatTheServerRefuses)
     const std::string refused = ": the server refused it: " + std::string(Complaints::InternalError) + '\n';
     expectFailure({"import", table(), file}, ErrorReply,
                   "quorvactl: " + file + ":11" + refused + "quorvactl: " + file + ":31" + refused +
-                      "quorvactl: 2 items of " + file + " were refused, 58 are stored in " + table() + '\n');
+                      "quorvactl: 2 items of " + file + " were refused, 58 stored in " + table() + '\n');
     EXPECT_EQ(get("k", "10").value("Item").toMap(), (QVariantMap{{"n", numberValue("10")}}));
     EXPECT_EQ(get("k", "12").value("Item").toMap(), (QVariantMap{{"n", numberValue("12")}}));
     expectOutput({"query", table(), "k", "--count"}, "58\n");
@@ -213,12 +217,12 @@ TEST_F(ImportCommand, SkipBeginsBehindSoManyLines)
     EXPECT_TRUE(get("k", "5").contains("Item"));
     expectOutput({"import", table(), file, "--skip", "10"}, "");
     expectFailure({"import", table(), file, "--skip", "11"}, Usage,
-                  "quorvactl: " + file + " has only 10 lines, and 11 are to be skipped\n");
+                  "quorvactl: " + file + " has only 10 lines, and 11 were to be skipped\n");
     expectFailure({"import", table(), writeFile("bad", "x\ny\n"), "--skip", "1"}, ErrorReply,
                   "quorvactl: " + pathOf("bad") +
                       ":2: the line is no JSON, at character 1: Invalid value\n"
-                      "quorvactl: 1 items of " +
-                      pathOf("bad") + " were refused, 0 are stored in " + table() + '\n');
+                      "quorvactl: 1 item of " +
+                      pathOf("bad") + " was refused, 0 stored in " + table() + '\n');
 }
 
 TEST_F(ImportCommand, GoesOnAfterAKill)
@@ -247,7 +251,7 @@ TEST_F(ImportCommand, GoesOnAfterAKill)
     EXPECT_EQ(resumed.error, "quorvactl: " + pipe +
                                  ":81: the line is no JSON, at character 1: Invalid value\n"
                                  "quorvactl: 2 items of " +
-                                 pipe + " were refused, 79 are stored in " + table() + '\n');
+                                 pipe + " were refused, 79 stored in " + table() + '\n');
     EXPECT_EQ(count(), 79);
     EXPECT_FALSE(fs::exists(state()));
 }
@@ -342,10 +346,10 @@ TEST_F(ImportCommand, ShowsItsProgressOnATerminal)
     const ProgramRun piped = runOnTerminal(QUORVACTL_BINARY, addressed({"import", table(), pipe, "--skip", "0"}));
     ending.join();
     EXPECT_EQ(piped.status, ErrorReply);
-    EXPECT_THAT(piped.error, AllOf(testing::StartsWith("\r\033[K0 items  0/s\r\033[Kquorvactl: " + pipe + ":1: "),
-                                   Not(HasSubstr("%")), HasSubstr("\r\033[K29 items  "),
-                                   EndsWith("quorvactl: 1 items of " + pipe + " were refused, 29 are stored in " +
-                                            table() + "\r\n")));
+    EXPECT_THAT(piped.error,
+                AllOf(testing::StartsWith("\r\033[K0 items  0/s\r\033[Kquorvactl: " + pipe + ":1: "),
+                      Not(HasSubstr("%")), HasSubstr("\r\033[K29 items  "),
+                      EndsWith("quorvactl: 1 item of " + pipe + " was refused, 29 stored in " + table() + "\r\n")));
 }
 
 namespace {
@@ -382,8 +386,8 @@ TEST(ImportToAServer, SendsWhatCameBackUnprocessedOneByOne)
         QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "import", "d|t", directory.file("items")});
     EXPECT_EQ(run.status, ErrorReply);
     EXPECT_EQ(run.error, "quorvactl: " + directory.file("items") +
-                             ":2: the server refused it: it came back unprocessed\nquorvactl: 1 items of " +
-                             directory.file("items") + " were refused, 2 are stored in d|t\n");
+                             ":2: the server refused it: it came back unprocessed\nquorvactl: 1 item of " +
+                             directory.file("items") + " was refused, 2 stored in d|t\n");
     const std::scoped_lock lock(mutex);
     ASSERT_EQ(bodies.size(), 4);
     EXPECT_EQ(bodies[0].count("PutRequest"), 3);
@@ -427,7 +431,7 @@ TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
     EXPECT_EQ(run.error, Complaints::connectionClosed(server.port()) +
                              "quorvactl: import stopped: no reply came\n  lines 1 to 50 of " + directory.file("items") +
                              " are done: 50 items stored, 0 refused\n  try: the same command with --skip 50, which "
-                             "goes on behind them\n");
+                             "continues with line 51\n");
 }
 
 /** The batch in front of a line that repeats a key is sent when that line was read, and does not hold it. */
@@ -478,7 +482,7 @@ TEST_F(ImportCommand, BinaryThatIsNoBase64IsRefused)
     EXPECT_EQ(run.status, ErrorReply);
     EXPECT_EQ(run.error, "quorvactl: standard input:2: attribute \"b\": \"YQ\" is no base64\n"
                          "quorvactl: standard input:3: attribute \"b\": \"?\" is no base64\n"
-                         "quorvactl: 2 items of standard input were refused, 1 are stored in " +
+                         "quorvactl: 2 items of standard input were refused, 1 stored in " +
                              table() + "\n");
     EXPECT_EQ(count(), 1);
 }

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <string>
 
+#include <sys/stat.h>
+
 namespace {
 
 using Ctl::ImportMark;
@@ -72,11 +74,25 @@ TEST_F(ImportStateTest, RefusesWhatIsNoState)
     EXPECT_EQ(mark.line, 0);
 }
 
+TEST_F(ImportStateTest, ReadsNothingWithoutAnEnd)
+{
+    ImportMark mark;
+    for (const char* device : {"/dev/zero", "/dev/full"})
+        EXPECT_EQ(ImportState(device, "d|t", "/in").load(&mark), std::string(device) + " is not a regular file");
+    ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+    EXPECT_EQ(state().load(&mark), path() + " is not a regular file");
+    std::filesystem::remove(path());
+    ASSERT_EQ(state().save({12, 10, 2}), "");
+    std::filesystem::resize_file(path(), 1ULL << 40);
+    EXPECT_EQ(state().load(&mark), path() + " does not tell how far an import came");
+    EXPECT_EQ(mark.line, 0);
+}
+
 TEST_F(ImportStateTest, TellsWhatCannotBeReadOrWritten)
 {
     ImportMark mark;
     const ImportState directory(directory_.path(), "d|t", "/in");
-    EXPECT_EQ(directory.load(&mark), "cannot read " + directory_.path() + ": Is a directory");
+    EXPECT_EQ(directory.load(&mark), directory_.path() + " is not a regular file");
     const ImportState nowhere(directory_.file("none/state"), "d|t", "/in");
     EXPECT_EQ(nowhere.save({}), "cannot write " + directory_.file("none/state") + ": No such file or directory");
     const std::string taken = directory_.makeDirectory("taken");

@@ -1,0 +1,112 @@
+#include "tools/copytarget.h"
+
+#include "format/backupnames.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+namespace {
+
+/** The ancestors of a directory that do not exist, and itself; the outermost first. */
+std::vector<fs::path> missingDirectories(fs::path directory)
+{
+    std::vector<fs::path> missing;
+    std::error_code error;
+    while (fs::symlink_status(directory, error).type() == fs::file_type::not_found && directory.has_relative_path()) {
+        missing.push_back(directory);
+        directory = directory.parent_path();
+    }
+    std::reverse(missing.begin(), missing.end());
+    return missing;
+}
+
+} // namespace
+
+std::string CopyTarget::prepare()
+{
+    for (const fs::path& directory : missingDirectories(directory_)) {
+        std::error_code error;
+        if (fs::create_directory(directory, error))
+            made_.push_back(directory);
+        if (error) {
+            undo();
+            return "cannot make " + directory.string() + ": " + error.message();
+        }
+    }
+    before_ = unfinishedList();
+    inode_ = inode();
+    const int descriptor = ::open(marker().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) {
+        const int error = errno;
+        undo();
+        if (error == EEXIST)
+            return "another backup to " + directory_.string() +
+                   " is running, or one was cut short: " + marker().string() + " exists";
+        return "cannot write " + marker().string() + ": " + std::strerror(error);
+    }
+    ::close(descriptor);
+    madeMarker_ = true;
+    return {};
+}
+
+void CopyTarget::undo()
+{
+    std::error_code error; // ignored: what cannot be removed is harmless, or not empty any more
+    if (madeMarker_)
+        fs::remove(marker(), error);
+    for (auto directory = made_.rbegin(); directory != made_.rend(); ++directory)
+        ::rmdir(directory->c_str());
+    madeMarker_ = false;
+    made_.clear();
+}
+
+bool CopyTarget::hasBegun() const
+{
+    const auto list = unfinishedList();
+    return list && list != before_;
+}
+
+bool CopyTarget::isComplete(std::error_code* error) const
+{
+    const auto isThere = [&](const char* name) {
+        std::error_code failure;
+        const bool found = fs::exists(directory_ / name, failure);
+        if (failure)
+            *error = failure;
+        return found;
+    };
+    error->clear();
+    const bool hasList = isThere(BackupNames::ListFile);
+    const bool isUnfinished = isThere(BackupNames::UnfinishedListFile);
+    return !isThere(BackupNames::Marker) && hasList && !isUnfinished && !*error && inode() == inode_;
+}
+
+fs::path CopyTarget::marker() const
+{
+    return directory_ / BackupNames::Marker;
+}
+
+ino_t CopyTarget::inode() const
+{
+    struct stat status = {};
+    return ::stat(directory_.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+std::optional<CopyTarget::Version> CopyTarget::unfinishedList() const
+{
+    struct stat status = {};
+    if (::stat((directory_ / BackupNames::UnfinishedListFile).c_str(), &status) != 0)
+        return std::nullopt;
+    return Version{status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+} // namespace Ctl

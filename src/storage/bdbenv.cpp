@@ -145,6 +145,11 @@ int BDBEnv::openConfigured(const QByteArray& home)
 {
     if (const int rc = lockDirectory(home))
         return rc;
+    if (const int rc = readEnvironmentConfig(canonicalHome_.toStdString(), &config_)) {
+        if (!config_.complaint.empty())
+            errx("%s", config_.complaint.c_str());
+        return rc;
+    }
     int databases = 0;
     if (const int rc = checkDirectory(&databases))
         return rc;
@@ -153,7 +158,7 @@ int BDBEnv::openConfigured(const QByteArray& home)
         return EMFILE;
     if (const int rc = configure())
         return rc;
-    if (const int rc = syncLog(EnvironmentFiles::logDirectory(canonicalHome_.toStdString())))
+    if (const int rc = syncLog(config_.logDirectory))
         return rc;
     return DbEnv::open(canonicalHome_.constData(), OpenFlags, 0);
 }
@@ -193,7 +198,7 @@ int BDBEnv::lockDirectory(const QByteArray& home)
 int BDBEnv::checkDirectory(int* databases)
 {
     const std::filesystem::path home = canonicalHome_.toStdString();
-    const std::filesystem::path logs = EnvironmentFiles::logDirectory(home);
+    const std::filesystem::path& logs = config_.logDirectory;
     if (const int rc = EnvironmentFiles::checkWritable(home))
         return rc;
     if (logs != home) {
@@ -201,7 +206,7 @@ int BDBEnv::checkDirectory(int* databases)
             return rc;
     }
     bool hasLog = false;
-    if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
+    if (const int rc = EnvironmentFiles::findLogIn(logs, &hasLog))
         return rc;
     EnvironmentFiles::Databases found;
     if (const int rc = EnvironmentFiles::findDatabases(home, &found))

@@ -5,6 +5,7 @@
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
+#include "storage/environmentconfig.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
@@ -51,8 +52,8 @@ public:
      *
      * Returns 0, a Berkeley DB code or an errno value; after a failure the object can only be destroyed. EMFILE: fewer
      * descriptors are left than the recovery of all database files there may need. EBUSY: there is no log, but there
-     * are database files of another one. EACCES, EPERM, EROFS: the directory cannot be written. None of these makes a
-     * file.
+     * are database files of another one. EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM,
+     * EROFS: the directory cannot be written. None of these makes a file.
      */
     [[nodiscard]] int open(const QByteArray& home);
 
@@ -112,6 +113,7 @@ private:
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     Base::DirectoryLock directory_;
     DirectoryClaims claims_; // guarded by openingMutex_
+    EnvironmentConfig config_;
     QByteArray canonicalHome_;
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;

@@ -1,18 +1,18 @@
 #include "storage/environmentfiles.h"
 
 #include "format/backupnames.h"
+#include "storage/environmentconfig.h"
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,7 +72,9 @@ int lookAtFile(const fs::path& path, EnvironmentFiles::Databases* databases)
     return 0;
 }
 
-int lookBelow(const fs::path& directory, dev_t device, EnvironmentFiles::Databases* databases)
+/** Looks at the files right in `directory`; `below` gets those of its directories that are no environments. */
+int lookIn(const fs::path& directory, dev_t device, EnvironmentFiles::Databases* databases,
+           std::vector<fs::path>* below)
 {
     const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
@@ -81,35 +83,29 @@ int lookBelow(const fs::path& directory, dev_t device, EnvironmentFiles::Databas
         struct stat status {};
         if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_dev != device)
             return 0;
-        bool ownLog = false;
-        if (const int failed = EnvironmentFiles::findLog(entry.path(), &ownLog))
-            return failed;
-        return ownLog ? 0 : lookBelow(entry.path(), device, databases);
+        below->push_back(entry.path());
+        return 0;
     });
     return rc == EACCES || rc == ENOENT ? 0 : rc;
 }
 
 } // namespace
 
-fs::path EnvironmentFiles::logDirectory(const fs::path& home)
-{
-    fs::path directory = home;
-    std::ifstream config(home / "DB_CONFIG");
-    for (std::string line; std::getline(config, line);) {
-        std::istringstream words(line);
-        std::string name;
-        std::string value;
-        // A line that begins with "#" is a comment; of several lines the last one holds.
-        if (words >> name >> value && strcasecmp(name.c_str(), "set_lg_dir") == 0)
-            directory = home / value;
-    }
-    return directory;
-}
-
 int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 {
+    EnvironmentConfig config;
+    const int failed = readEnvironmentConfig(home, &config);
+    if (failed == EMFILE || failed == ENFILE)
+        return failed;
+    // With any other DB_CONFIG that cannot be read this is no environment that could be opened; what counts are the
+    // log files that are there.
+    return findLogIn(config.logDirectory, found);
+}
+
+int EnvironmentFiles::findLogIn(const fs::path& directory, bool* found)
+{
     *found = false;
-    const int rc = forEachEntry(logDirectory(home), [found](const fs::directory_entry& entry) {
+    const int rc = forEachEntry(directory, [found](const fs::directory_entry& entry) {
         *found = *found || isLogName(entry.path());
         return 0;
     });
@@ -122,7 +118,23 @@ int EnvironmentFiles::findDatabases(const fs::path& home, Databases* databases)
     struct stat status {};
     if (::stat(home.c_str(), &status) != 0)
         return errno;
-    return lookBelow(home, status.st_dev, databases);
+    // A list of directories and not one open directory inside the other: each would hold a descriptor, and anybody may
+    // have made a thousand of them here.
+    std::vector<fs::path> directories{home};
+    while (!directories.empty()) {
+        const fs::path directory = std::move(directories.back());
+        directories.pop_back();
+        bool ownLog = false;
+        if (directory != home) {
+            if (const int rc = findLog(directory, &ownLog))
+                return rc;
+        }
+        if (ownLog)
+            continue;
+        if (const int rc = lookIn(directory, status.st_dev, databases, &directories))
+            return rc;
+    }
+    return 0;
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)
@@ -135,8 +147,11 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
     else if (errno == EACCES || errno == EPERM || errno == EROFS || errno == EOVERFLOW)
         return errno; // others say that the disk is full, or that this file system has no files without a name
     return forEachEntry(directory, [](const fs::directory_entry& entry) {
-        const bool refused =
-            isLogName(entry.path()) && ::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0;
-        return refused ? errno : 0;
+        if (!isLogName(entry.path()))
+            return 0;
+        if (::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+            return errno;
+        std::error_code vanished;
+        return entry.is_regular_file(vanished) || vanished ? 0 : EINVAL; // Berkeley DB would wait for a FIFO's writer
     });
 }

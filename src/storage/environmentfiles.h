@@ -10,11 +10,11 @@
  */
 namespace EnvironmentFiles {
 
-/** Where an environment in `home` has its log files: `home`, or what set_lg_dir in its DB_CONFIG says. */
-std::filesystem::path logDirectory(const std::filesystem::path& home);
-
 /** `found`: an environment in `home` would find log files. A log directory that is not there holds none. */
 [[nodiscard]] int findLog(const std::filesystem::path& home, bool* found);
+
+/** `found`: there are log files in `directory`. */
+[[nodiscard]] int findLogIn(const std::filesystem::path& directory, bool* found);
 
 /** The database files that can be opened by a name below one directory. */
 struct Databases {
@@ -31,7 +31,8 @@ struct Databases {
 
 /**
  * Whether files can be made in `directory` and the log files in it be written. Tried, as rights alone do not tell: root
- * has them all, on a read-only file system as well. Leaves nothing behind.
+ * has them all, on a read-only file system as well. EINVAL: what has the name of a log file is none. Leaves nothing
+ * behind.
  */
 [[nodiscard]] int checkWritable(const std::filesystem::path& directory);
 

@@ -31,7 +31,7 @@ const char* componentRefusal(std::string_view name)
     if (name == "DB_CONFIG" || name.starts_with("__db") || BackupNames::isTakenForLogFile(name))
         return "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
     if (BackupNames::isReserved(name))
-        return "BackupInProgress.tmp, BackupFiles.list and __log__ belong to backups";
+        return "BackupInProgress.tmp, BackupFiles.list, BackupFiles.list.tmp and __log__ belong to backups";
     if (endsLikeDataFile(name))
         return "names that end like \"_3f.db\" belong to the data files of tables";
     return nullptr;

@@ -17,6 +17,7 @@
 
 #include <QSet>
 
+#include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -29,62 +30,49 @@ constexpr const char* LogOrigin = "bdbrequest";
 
 using SeenKeys = QSet<QByteArray>;
 
-int refuse(const char* text, int line)
-{
-    LOG_ERROR(LogOrigin, line) << text;
-    return StatusConditionFailed;
-}
-
 /** Batch writes take no conditions and return nothing. */
 bool hasConditions(const QVariantMap& entry)
 {
     return entry.contains(u"ReturnValues"_s) || entry.contains(u"Expected"_s);
 }
 
-/**
- * 0 when the table belongs to the batch's environment, which the first table fixes; 1 with a line when it does not.
- * Kept: directories are compared as they are spelled.
- */
-int envDup(QByteArray* batchPath, const QByteArray& tableName)
-{
-    const QByteArray path = environmentDirectory(tableName);
-    if (batchPath->isEmpty())
-        *batchPath = path;
-    if (path == *batchPath)
-        return 0;
-    LOG_ERROR(LogOrigin, __LINE__) << "paths ain't same newpath " << path << " envDup " << *batchPath;
-    return 1;
-}
-
-/** Refuses a second write to one item within one table's list. */
-int addSeen(const QByteArray& key, SeenKeys* seen)
-{
-    if (seen->contains(key))
-        return refuse("Duplicate entries are present", __LINE__);
-    seen->insert(key);
-    return StatusSuccess;
-}
-
 /** A write that needs nothing any more but the transaction. */
 struct BatchWrite {
+    QByteArray tableName;
     BDBIndex* db; // owned by the environment
     QByteArray key;
     std::optional<QVariantMap> item; // nothing: the record is deleted
 };
 
-/** What a batch comes to, and how far the walk over its tables went. */
+/** What a batch comes to, and how far the walk over its tables goes when all writes in front of its end succeed. */
 struct BatchPlan {
     std::vector<BatchWrite> writes;
-    QByteArray lastTable; // the last TableName that was looked at
-    QVariantMap foreign;  // from the first table of another environment on
-    int failure = 0;      // what ended the walk early, behind the writes
+    QByteArray lastTable;         // the last TableName that is looked at
+    QVariantMap foreign;          // from the first table of another environment on
+    int failure = 0;              // what ends the walk early, behind the writes
+    std::function<void()> report; // the line about what ends it; an attempt whose writes fail does not come so far
 };
+
+int refuse(BatchPlan* plan, const char* text, int line)
+{
+    plan->report = [text, line] { LOG_ERROR(LogOrigin, line) << text; };
+    return StatusConditionFailed;
+}
+
+/** Refuses a second write to one item within one table's list. */
+int addSeen(const QByteArray& key, SeenKeys* seen, BatchPlan* plan)
+{
+    if (seen->contains(key))
+        return refuse(plan, "Duplicate entries are present", __LINE__);
+    seen->insert(key);
+    return StatusSuccess;
+}
 
 int planPutItem(BDBRequest& request, const QByteArray& tableName, const QVariantMap& put, SeenKeys* seen,
                 BatchPlan* plan)
 {
     if (hasConditions(put))
-        return refuse("condition check failed", __LINE__);
+        return refuse(plan, "condition check failed", __LINE__);
     QVariantMap item = put.value(u"Item"_s).toMap();
     QByteArray hashKey;
     QByteArray rangeKey;
@@ -94,9 +82,9 @@ int planPutItem(BDBRequest& request, const QByteArray& tableName, const QVariant
     if (const int rc = openPartition(request, tableName, hashKey, &db))
         return rc;
     const QByteArray key = recordKey(hashKey, rangeKey);
-    if (const int rc = addSeen(key, seen))
+    if (const int rc = addSeen(key, seen, plan))
         return rc;
-    plan->writes.push_back({db, key, std::move(item)});
+    plan->writes.push_back({tableName, db, key, std::move(item)});
     return StatusSuccess;
 }
 
@@ -104,7 +92,7 @@ int planDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVari
                    BatchPlan* plan)
 {
     if (hasConditions(deletion))
-        return refuse("condition check failed", __LINE__);
+        return refuse(plan, "condition check failed", __LINE__);
     QByteArray hashKey;
     QByteArray rangeKey;
     if (const int rc = readElementKeys(deletion.value(u"Key"_s).toMap(), &hashKey, &rangeKey))
@@ -113,9 +101,9 @@ int planDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVari
     if (const int rc = openPartition(request, tableName, hashKey, &db))
         return rc;
     const QByteArray key = recordKey(hashKey, rangeKey);
-    if (const int rc = addSeen(key, seen))
+    if (const int rc = addSeen(key, seen, plan))
         return rc;
-    plan->writes.push_back({db, key, std::nullopt});
+    plan->writes.push_back({tableName, db, key, std::nullopt});
     return StatusSuccess;
 }
 
@@ -124,7 +112,9 @@ int planTable(BDBRequest& request, const QByteArray& tableName, const QVariantLi
 {
     QVariantMap description;
     if (const int rc = loadSchema(request, tableName, &description, false)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
+        plan->report = [tableName] {
+            LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
+        };
         return rc;
     }
     SeenKeys seen;
@@ -141,12 +131,20 @@ int planTable(BDBRequest& request, const QByteArray& tableName, const QVariantLi
     return StatusSuccess;
 }
 
-/** Plans the tables in order, up to the first of another environment; the first failure ends it. */
-int planBatch(BDBRequest& request, const QVariantMap& tables, QByteArray* batchPath, BatchPlan* plan)
+/**
+ * Plans the tables in order, up to the first that does not belong to the batch's environment, in `batchPath`; the first
+ * failure ends it.
+ * Kept: directories are compared as they are spelled.
+ */
+int planBatch(BDBRequest& request, const QVariantMap& tables, const QByteArray& batchPath, BatchPlan* plan)
 {
     for (auto table = tables.constBegin(); table != tables.constEnd(); ++table) {
         plan->lastTable = table.key().toUtf8();
-        if (envDup(batchPath, plan->lastTable) != 0) {
+        const QByteArray path = environmentDirectory(plan->lastTable);
+        if (path != batchPath) {
+            plan->report = [path, batchPath] {
+                LOG_ERROR(LogOrigin, __LINE__) << "paths ain't same newpath " << path << " envDup " << batchPath;
+            };
             for (; table != tables.constEnd(); ++table)
                 plan->foreign.insert(table.key(), table.value());
             break; // what stands in front of it is written
@@ -157,32 +155,19 @@ int planBatch(BDBRequest& request, const QVariantMap& tables, QByteArray* batchP
     return StatusSuccess;
 }
 
-int writePlanned(const BatchPlan& plan, BDBTxn* txn)
-{
-    for (const BatchWrite& write : plan.writes) {
-        QVariantMap item = write.item.value_or(QVariantMap());
-        const int rc = write.item ? putDb(write.db, write.key, &item, nullptr, false, txn)
-                                  : deleteDb(write.db, write.key, nullptr, nullptr, txn);
-        if (rc != 0)
-            return rc;
-    }
-    return StatusSuccess;
-}
-
 /**
  * A batch: all its tables in one transaction, which is repeated after a deadlock.
  *
  * Schemas are read and databases opened before the transaction's first write: both wait for pages, each in a
  * transaction of its own. One that waited for a page which the batch holds would wait for good, since Berkeley DB
- * cannot see that the thread of the one is that of the other.
+ * cannot see that the thread of the one is that of the other. What the layers below say about a table or a key is said
+ * then, once; the batch's own lines and its outcome are those of a walk that writes as it goes.
  */
 class Batch {
 public:
     Batch(BDBRequest& request, const QVariantMap& tables, const QByteArray& firstTable)
         : request_(request), tables_(tables), lastTable_(firstTable)
-    {
-        (void)envDup(&path_, firstTable); // fixes the path
-    }
+    {}
 
     /** One attempt. DB_LOCK_DEADLOCK: to be repeated. */
     int run()
@@ -194,12 +179,11 @@ public:
         }
         if (!plan_) {
             plan_.emplace();
-            plan_->failure = planBatch(request_, tables_, &path_, &*plan_);
-            lastTable_ = plan_->lastTable;
+            plan_->failure = planBatch(request_, tables_, environmentDirectory(lastTable_), &*plan_);
         }
-        int rc = writePlanned(*plan_, &txn);
+        int rc = writePlanned(&txn);
         if (rc == 0)
-            rc = plan_->failure; // of two failures the one that comes first in the batch is told
+            rc = endWalk();
         if (rc != 0) {
             unprocessed_ = tables_;
             return rc;
@@ -212,11 +196,33 @@ public:
     const QVariantMap& unprocessed() const { return unprocessed_; }
 
 private:
+    /** The writes up to the first failure, and not further than its table. */
+    int writePlanned(BDBTxn* txn)
+    {
+        for (const BatchWrite& write : plan_->writes) {
+            lastTable_ = write.tableName;
+            QVariantMap item = write.item.value_or(QVariantMap());
+            const int rc = write.item ? putDb(write.db, write.key, &item, nullptr, false, txn)
+                                      : deleteDb(write.db, write.key, nullptr, nullptr, txn);
+            if (rc != 0)
+                return rc;
+        }
+        return StatusSuccess;
+    }
+
+    /** What comes behind the writes: the failure that ends the walk, or 0. */
+    int endWalk()
+    {
+        lastTable_ = plan_->lastTable;
+        if (plan_->report)
+            plan_->report();
+        return plan_->failure;
+    }
+
     BDBRequest& request_;
     const QVariantMap& tables_;
-    QByteArray path_;
     std::optional<BatchPlan> plan_;
-    QByteArray lastTable_;
+    QByteArray lastTable_;    // the last TableName that an attempt looked at; the first one before it
     QVariantMap unprocessed_; // after the attempt that is not repeated
 };
 

@@ -208,27 +208,31 @@ int BDBEnv::checkDirectory(int* databases)
     bool hasLog = false;
     if (const int rc = EnvironmentFiles::findLogIn(logs, &hasLog))
         return rc;
-    EnvironmentFiles::Databases found;
-    if (const int rc = EnvironmentFiles::findDatabases(home, &found))
-        return rc;
-    if (!hasLog && found.logged)
-        return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo what it says
     hasContent_ = hasLog;
-    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
-    // can be open at a time.
-    *databases = hasLog ? static_cast<int>(std::min<std::size_t>(found.count, std::max(tableCapacity_ - 1, 0))) : 0;
-    return 0;
+    if (hasLog) {
+        // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
+        // can be open at a time.
+        return EnvironmentFiles::countDatabases(home, tableCapacity_ - 1, databases);
+    }
+    *databases = 0;
+    bool logged = false;
+    if (const int rc = EnvironmentFiles::findLoggedDatabase(home, &logged))
+        return rc;
+    return logged ? EBUSY : 0; // a log of its own would begin in their past, and recovery by theirs would undo it
 }
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
 {
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
-    const DescriptorReserve reserve;
-    if (!reserve.available())
-        return EMFILE;
     if (!directory_.isAt(canonicalHome_.constData()))
         return ESTALE; // moved away, and what is there may be an environment as well
+    int directories = 0;
+    if (const int rc = claims_.count(canonicalHome_, file, &directories))
+        return rc;
+    const DescriptorReserve reserve(directories);
+    if (!reserve.available())
+        return EMFILE;
     DirectoryClaims::Attempt claims(&claims_);
     if (const int rc = claims_.claim(canonicalHome_, file))
         return rc;
@@ -236,10 +240,12 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
-    if (const int rc = claims_.claim(canonicalHome_, file)) // with the directories that were made just now
+    hasContent_ = true;
+    // With the directories that were made just now. Should one of them be somebody else's already, the file stays: it
+    // is in the log, and no other environment opens there beside it.
+    if (const int rc = claims_.claim(canonicalHome_, file))
         return rc;
     claims.keep();
-    hasContent_ = true;
     return 0;
 }
 

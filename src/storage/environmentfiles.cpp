@@ -56,37 +56,61 @@ template <typename Look> int forEachEntry(const fs::path& directory, Look look)
     return error.value();
 }
 
-/** Files that vanish meanwhile, or may not be read, are no databases that anybody could open. */
-int lookAtFile(const fs::path& path, EnvironmentFiles::Databases* databases)
+constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
+
+/** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
+template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor < 0) // what vanished meanwhile, or may not be read, is no database that anybody could open
         return errno == EMFILE || errno == ENFILE ? errno : 0;
     MetaPageStart start{};
     const ssize_t got = ::pread(descriptor, &start, sizeof start, 0);
     ::close(descriptor);
-    if (got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic)) {
-        ++databases->count;
-        databases->logged = databases->logged || start.logFile != 0;
-    }
-    return 0;
+    return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
 }
 
-/** Looks at the files right in `directory`; `below` gets those of its directories that are no environments. */
-int lookIn(const fs::path& directory, dev_t device, EnvironmentFiles::Databases* databases,
-           std::vector<fs::path>* below)
+/**
+ * Calls `look` for the databases right in `directory` as long as it returns 0. `below` gets the directories that are
+ * there.
+ */
+template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
     const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
-            return lookAtFile(entry.path(), databases);
+            return lookAtFile(entry.path(), look);
         struct stat status {};
-        if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_dev != device)
-            return 0;
-        below->push_back(entry.path());
+        if (::lstat(entry.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_dev == device)
+            below->push_back(entry.path());
         return 0;
     });
     return rc == EACCES || rc == ENOENT ? 0 : rc;
+}
+
+/** The same for all databases below `home`, save for those in directories that are environments of their own. */
+template <typename Look> int forEachDatabase(const fs::path& home, Look look)
+{
+    struct stat status {};
+    if (::stat(home.c_str(), &status) != 0)
+        return errno;
+    // A list of directories and not one open directory inside the other: each would hold a descriptor, and anybody may
+    // have made a thousand of them here.
+    std::vector<fs::path> directories{home};
+    while (!directories.empty()) {
+        const fs::path directory = std::move(directories.back());
+        directories.pop_back();
+        bool ownLog = false;
+        if (directory != home) {
+            if (const int rc = EnvironmentFiles::findLog(directory, &ownLog))
+                return rc;
+        }
+        if (ownLog)
+            continue;
+        if (const int rc = lookIn(directory, status.st_dev, &directories, look))
+            return rc == Enough ? 0 : rc;
+    }
+    return 0;
 }
 
 } // namespace
@@ -112,29 +136,21 @@ int EnvironmentFiles::findLogIn(const fs::path& directory, bool* found)
     return rc == EACCES || rc == ENOENT || rc == ENOTDIR ? 0 : rc;
 }
 
-int EnvironmentFiles::findDatabases(const fs::path& home, Databases* databases)
+int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
-    *databases = {};
-    struct stat status {};
-    if (::stat(home.c_str(), &status) != 0)
-        return errno;
-    // A list of directories and not one open directory inside the other: each would hold a descriptor, and anybody may
-    // have made a thousand of them here.
-    std::vector<fs::path> directories{home};
-    while (!directories.empty()) {
-        const fs::path directory = std::move(directories.back());
-        directories.pop_back();
-        bool ownLog = false;
-        if (directory != home) {
-            if (const int rc = findLog(directory, &ownLog))
-                return rc;
-        }
-        if (ownLog)
-            continue;
-        if (const int rc = lookIn(directory, status.st_dev, databases, &directories))
-            return rc;
-    }
-    return 0;
+    *found = false;
+    return forEachDatabase(home, [found](const MetaPageStart& start) {
+        *found = start.logFile != 0;
+        return *found ? Enough : 0;
+    });
+}
+
+int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
+{
+    *count = 0;
+    if (most <= 0)
+        return 0;
+    return forEachDatabase(home, [count, most](const MetaPageStart&) { return ++*count < most ? 0 : Enough; });
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)

@@ -1,7 +1,6 @@
 #ifndef QUORVA_STORAGE_ENVIRONMENTFILES_H
 #define QUORVA_STORAGE_ENVIRONMENTFILES_H
 
-#include <cstddef>
 #include <filesystem>
 
 /**
@@ -16,18 +15,15 @@ namespace EnvironmentFiles {
 /** `found`: there are log files in `directory`. */
 [[nodiscard]] int findLogIn(const std::filesystem::path& directory, bool* found);
 
-/** The database files that can be opened by a name below one directory. */
-struct Databases {
-    std::size_t count = 0;
-    /** One of them carries a position in a log: it was written in an environment, and not by Berkeley DB's loader. */
-    bool logged = false;
-};
-
 /**
- * Looks at all files below `home`, save for directories that are environments of their own, other file systems, and
- * what may not be read.
+ * `found`: one of the database files below `home` carries a position in a log: it was written in an environment, and
+ * not made by Berkeley DB's loader. Directories that are environments of their own, other file systems, and what may
+ * not be read are left out. Ends with the first such file.
  */
-[[nodiscard]] int findDatabases(const std::filesystem::path& home, Databases* databases);
+[[nodiscard]] int findLoggedDatabase(const std::filesystem::path& home, bool* found);
+
+/** Counts the database files in the same places, up to `most`; 0 looks at none. */
+[[nodiscard]] int countDatabases(const std::filesystem::path& home, int most, int* count);
 
 /**
  * Whether files can be made in `directory` and the log files in it be written. Tried, as rights alone do not tell: root

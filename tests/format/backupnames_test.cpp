@@ -38,10 +38,10 @@ TEST(BackupNames, LogAndDigitsIsTakenForALogFileWhateverItsNumber)
 
 TEST(BackupNames, ReservedAreTheBackupsOwnFilesAndItsDirectory)
 {
-    for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "__log__"})
+    for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp", "__log__"})
         EXPECT_TRUE(BackupNames::isReserved(name)) << name;
-    for (const char* name :
-         {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles", "__log", "__log__x", "log.0000000001"})
+    for (const char* name : {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles",
+                             "BackupFiles.list.tmp2", "__log", "__log__x", "log.0000000001"})
         EXPECT_FALSE(BackupNames::isReserved(name)) << name;
 }
 

@@ -16,7 +16,8 @@ constexpr const char* EmptyComponent = "the table's name has an empty component 
 constexpr const char* Dots = "the table's name has a component \".\" or \"..\"";
 constexpr const char* BerkeleyDb =
     "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
-constexpr const char* Backups = "BackupInProgress.tmp, BackupFiles.list and __log__ belong to backups";
+constexpr const char* Backups =
+    "BackupInProgress.tmp, BackupFiles.list, BackupFiles.list.tmp and __log__ belong to backups";
 constexpr const char* DataFiles = "names that end like \"_3f.db\" belong to the data files of tables";
 
 TEST(TableNames, ABarOrElseTheLastSeparatorDividesDirectoryAndFilePart)
@@ -97,6 +98,7 @@ TEST(TableNames, OrdinaryNamesAndPathsBelowTheDirectoryAreTaken)
              "BackupInProgress"s,
              "BackupInProgress.tmp2"s,
              "BackupFiles.lists"s,
+             "BackupFiles.list.tmp2"s,
              "3f.db"s,
              "t3f.db"s,
              "t_3F.db"s,
@@ -165,6 +167,7 @@ TEST(TableNames, NamesThatHarmOthersAreRefusedForTheirSchemaAndTheirDataFiles)
         {"sub/BackupInProgress.tmp", Backups},
         {"BackupInProgress.tmp/t", Backups},
         {"BackupFiles.list", Backups},
+        {"BackupFiles.list.tmp", Backups},
         {"__log__", Backups},
         {"__log__/t", Backups},
         {"sub/__log__/t", Backups},

@@ -88,7 +88,7 @@ void name(const QByteArray& tableName)
         const std::string& name = component.native();
         FUZZ_ASSERT(!name.empty() && name != "." && name != "..");
         FUZZ_ASSERT(name != "DB_CONFIG" && name != "__log__" && !name.starts_with("__db"));
-        FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list");
+        FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list" && name != "BackupFiles.list.tmp");
         FUZZ_ASSERT(!BackupNames::logNumber(name));
         for (unsigned partition = 0; name.ends_with(".db") && partition < PartitionCount; ++partition)
             FUZZ_ASSERT(!name.ends_with(TableNames::partitionSuffix(partition)));

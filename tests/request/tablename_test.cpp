@@ -44,6 +44,7 @@ const std::vector<QString> RefusedFileParts{
     "__log__/t",
     "BackupInProgress.tmp",
     "BackupFiles.list",
+    "BackupFiles.list.tmp",
     "t_98.db",
     "t_00.db",
     "_ff.db",

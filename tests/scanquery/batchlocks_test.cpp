@@ -10,6 +10,8 @@
 #include "support/deadline.h"
 #include "support/logcapture.h"
 
+#include <cstdlib>
+#include <fstream>
 #include <future>
 
 #include <unistd.h>
@@ -137,6 +139,70 @@ TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
     EXPECT_EQ(openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
     EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+}
+
+/** While a transaction holds an item that a batch writes, in an environment where the wait for it fails. */
+class FailedWriteTest : public BatchLocksTest {
+protected:
+    void SetUp() override
+    {
+        std::ofstream(directory().toStdString() + "/DB_CONFIG")
+            << "set_lock_timeout 50000\nset_flags DB_TIME_NOTGRANTED on\n";
+        BatchLocksTest::SetUp();
+        ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
+        const QByteArray home = environmentDirectory(bench_.tableBytes());
+        ASSERT_EQ(openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        BDBObjTable connection(256);
+        connection.setEnv(use_.env());
+        BDBIndex* db = nullptr;
+        ASSERT_EQ(openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+        ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
+        QByteArray key = recordKey(hash_.toLatin1(), "999");
+        Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
+        Dbt data;
+        data.set_flags(DB_DBT_MALLOC);
+        ASSERT_EQ(db->get(&txn_, &keyData, &data, DB_RMW), 0);
+        std::free(data.get_data());
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(txn_.abort(), 0);
+        use_.reset();
+        // Whatever stands behind the failed write, the environment is not held any more: this would wait for good.
+        EXPECT_EQ(bench_.run("DeleteTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
+    }
+
+    QString directory() const { return bench_.tableName().section('|', 0, 0); }
+
+    /** Sends a batch whose first table's write fails, and expects its result and the line about the write alone. */
+    void expectFailedWrite(const QVariantMap& behind, const QVariantList& entriesBehind = {})
+    {
+        const QVariantMap tables =
+            merged({{bench_.tableName(), QVariantList{putEntry(itemOf(hash_, "999"))} + entriesBehind}}, behind);
+        const LogCapture log(LogError);
+        std::future<Outcome> running = std::async(std::launch::async, [&] { return batch(tables); });
+        while (running.wait_for(std::chrono::milliseconds(10)) == std::future_status::timeout)
+            EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0); // sooner than the environment's thread
+        EXPECT_EQ(running.get(), (Outcome{DB_LOCK_NOTGRANTED, {{"UnprocessedItems", tables}}}));
+        EXPECT_THAT(log.lines(), ElementsAre(testing::ContainsRegex("put failed for fkey .* rc -30992")));
+    }
+
+    EnvironmentUse use_;
+    BDBTxn txn_;
+};
+
+TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)
+{
+    expectFailedWrite({{directory() + "~|t", QVariantList{putEntry(itemOf("x", "x"))}}});
+}
+
+TEST_F(FailedWriteTest, InFrontOfARefusedEntryIsWhatIsReported)
+{
+    const QVariant entry = putEntry(itemOf("x", "x"));
+    expectFailedWrite({}, {entry, entry});
+    expectFailedWrite({}, {QVariantMap{{"PutRequest", merged(entry.toMap().value("PutRequest").toMap(),
+                                                             {{"Expected", QVariantMap()}})}}});
 }
 
 TEST_F(BatchLocksTest, ManyBatchesBesideOpensOfTheirFilesAllEnd)

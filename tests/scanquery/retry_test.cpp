@@ -315,10 +315,7 @@ TEST_F(BatchRetryTest, RefusedEntryAfterDeadlocksWritesNothing)
     const QVariantMap tables{{bench_.tableName(), entries_}};
     EXPECT_EQ(lose("BatchWriteItem", {{"RequestItems", tables}}, {places_.end() - 2, places_.end()}, &lines),
               (Outcome{StatusConditionFailed, {{"UnprocessedItems", tables}}}));
-    // Found before the first write, and told once; but what is in front of it in the batch is tried first.
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_THAT(lines.front(), testing::ElementsAre(testing::EndsWith("Duplicate entries are present")));
-    EXPECT_EQ(lines.back(), lines.front());
+    EXPECT_EQ(lines, (std::vector<std::vector<std::string>>{{}, {}})); // said when an attempt comes there
     EXPECT_EQ(stored(), before_);
 }
 

@@ -1,12 +1,19 @@
 #include "storage/bdbenv.h"
 
+#include "base/directorylock.h"
 #include "childprocess.h"
 #include "descriptorlimit.h"
 #include "listing.h"
 #include "loglines.h"
 #include "rows.h"
 #include "storage/bdbregistry.h"
+#include "support/logcapture.h"
 #include "support/tempdir.h"
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+#include <filesystem>
 
 namespace {
 
@@ -77,6 +84,89 @@ TEST(BDBEnvOpen, WantsDescriptorsForNoMoreFilesThanCanBeOpenAtATime)
         limitDescriptors(Capacity - 1 + 17);
         BDBEnv env(Capacity, DB_CXX_NO_EXCEPTIONS);
         EXPECT_EQ(env.open(home.bytes()), 0);
+    });
+    EXPECT_EQ(child.waitForExit(), 0);
+}
+
+/** Two environments of a child process; one of them opens files in many directories. */
+class DeepName : public testing::Test {
+protected:
+    static constexpr int Depth = 60;
+    static constexpr int KeptFree = 16;
+    static constexpr int Slack = 8; // for log files, which the environments' own threads open
+
+    static QByteArray deep(const QByteArray& component, const QByteArray& file)
+    {
+        return (component + '/').repeated(Depth) + file;
+    }
+
+    static int open(BDBEnv& env, const QByteArray& file, BDBIndex** index)
+    {
+        BDBObjTable connection(4);
+        connection.setEnv(&env);
+        return openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+    }
+
+    static void expectRefused(BDBEnv& env, const QByteArray& file)
+    {
+        LogCapture log(LogWarn);
+        BDBIndex* index = nullptr;
+        EXPECT_EQ(open(env, file, &index), 12);
+        EXPECT_EQ(index, nullptr);
+        EXPECT_THAT(ownLines(log), testing::ElementsAre("[CRIT] bdb # Failed to open DB dbpath: " + file.toStdString() +
+                                                        " dbname data rc " + std::to_string(EMFILE) + " flags 289"));
+    }
+
+    static void expectWorks(BDBEnv& env, const QByteArray& file)
+    {
+        BDBIndex* index = nullptr;
+        ASSERT_EQ(open(env, file, &index), 0) << file.toStdString();
+        EXPECT_EQ(putRow(index, nullptr, "key", "value"), 0);
+        EXPECT_EQ(rowOf(index, nullptr, "key"), "value");
+    }
+
+    const TempDir home_;
+    const TempDir neighbour_;
+};
+
+TEST_F(DeepName, IsRefusedWithoutADescriptorForEachOfItsDirectories)
+{
+    ChildProcess child([&](const auto&) {
+        BDBEnv env(8, DB_CXX_NO_EXCEPTIONS);
+        BDBEnv neighbour(8, DB_CXX_NO_EXCEPTIONS);
+        ASSERT_EQ(env.open(home_.bytes()), 0);
+        ASSERT_EQ(neighbour.open(neighbour_.bytes()), 0);
+        for (const int left : {KeptFree + Slack, Depth - 1, Depth + KeptFree - 1}) {
+            limitDescriptors(left);
+            expectRefused(env, deep("made", "t"));
+            EXPECT_FALSE(std::filesystem::exists(home_.path() + "/made")) << left;
+        }
+        limitDescriptors(KeptFree + Slack);
+        expectWorks(neighbour, "t"); // nobody took what it needs
+        expectWorks(env, "t");
+        limitDescriptors(Depth + KeptFree + Slack);
+        expectWorks(env, deep("made", "t"));
+    });
+    EXPECT_EQ(child.waitForExit(), 0);
+}
+
+TEST_F(DeepName, IsRefusedAsWellWhereItsDirectoriesAreThere)
+{
+    std::filesystem::create_directories(home_.path() + '/' + deep("there", "").toStdString());
+    std::filesystem::create_directory_symlink(home_.path() + '/' + deep("there", "").toStdString(),
+                                              home_.path() + "/link");
+    ChildProcess child([&](const auto&) {
+        BDBEnv env(8, DB_CXX_NO_EXCEPTIONS);
+        ASSERT_EQ(env.open(home_.bytes()), 0);
+        limitDescriptors(Depth + KeptFree - 1);
+        expectRefused(env, deep("there", "t"));
+        expectRefused(env, "link/t");
+        EXPECT_EQ(Base::DirectoryLock().lock(home_.path() + "/there"), 0); // it holds nothing
+        EXPECT_FALSE(std::filesystem::exists(home_.path() + "/link/t"));
+        limitDescriptors(Depth + KeptFree + Slack);
+        expectWorks(env, "link/t");
+        limitDescriptors(KeptFree + Slack);
+        expectWorks(env, deep("there", "u")); // its directories are held already
     });
     EXPECT_EQ(child.waitForExit(), 0);
 }

@@ -1,5 +1,6 @@
 #include "storage/environmentfiles.h"
 
+#include "base/descriptor.h"
 #include "format/backupnames.h"
 #include "storage/environmentconfig.h"
 
@@ -113,6 +114,25 @@ template <typename Look> int forEachDatabase(const fs::path& home, Look look)
     return 0;
 }
 
+/** 0 also when the disk is full: that may change. */
+int tryToMakeFile(const fs::path& directory)
+{
+    const Base::Descriptor nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (nameless.isOpen())
+        return 0;
+    if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
+        // A file system without files that have no name. No table can have this one, nor does Berkeley DB use it.
+        const fs::path path = directory / "__db.quorva.writable";
+        ::unlink(path.c_str()); // of a server that was killed
+        const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
+        if (named.isOpen()) {
+            ::unlink(path.c_str());
+            return 0;
+        }
+    }
+    return errno == ENOSPC || errno == EDQUOT ? 0 : errno;
+}
+
 } // namespace
 
 int EnvironmentFiles::findLog(const fs::path& home, bool* found)
@@ -145,6 +165,20 @@ int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
     });
 }
 
+int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
+{
+    *found = false;
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        return errno;
+    std::vector<fs::path> below;
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const MetaPageStart&) {
+        *found = true;
+        return Enough;
+    });
+    return rc == Enough ? 0 : rc;
+}
+
 int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
 {
     *count = 0;
@@ -157,11 +191,8 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
 {
     if (::faccessat(AT_FDCWD, directory.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0)
         return errno;
-    const int descriptor = ::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    else if (errno == EACCES || errno == EPERM || errno == EROFS || errno == EOVERFLOW)
-        return errno; // others say that the disk is full, or that this file system has no files without a name
+    if (const int rc = tryToMakeFile(directory))
+        return rc;
     return forEachEntry(directory, [](const fs::directory_entry& entry) {
         if (!isLogName(entry.path()))
             return 0;

@@ -22,6 +22,9 @@ namespace EnvironmentFiles {
  */
 [[nodiscard]] int findLoggedDatabase(const std::filesystem::path& home, bool* found);
 
+/** `found`: there are database files right in `directory`. */
+[[nodiscard]] int findDatabaseIn(const std::filesystem::path& directory, bool* found);
+
 /** Counts the database files in the same places, up to `most`; 0 looks at none. */
 [[nodiscard]] int countDatabases(const std::filesystem::path& home, int most, int* count);
 

@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::string_view HexDigits = "0123456789abcdef";
 constexpr std::string_view DataFileEnding = ".db";
-constexpr std::size_t SuffixLength = 6; // "_3f.db"
+constexpr std::size_t SuffixLength = 6;        // "_3f.db"
+constexpr std::size_t MaxFileNameLength = 255; // of file systems
 
 bool endsLikeDataFile(std::string_view name)
 {
@@ -74,6 +75,8 @@ const char* refusal(std::string_view filePart)
         const std::size_t end = std::min(filePart.find('/', begin), filePart.size());
         if (const char* reason = componentRefusal(filePart.substr(begin, end - begin)))
             return reason;
+        if (end == filePart.size() && end - begin > MaxFileNameLength - SuffixLength)
+            return "the last component of the table's name is longer than 249 bytes"; // its data files have a suffix
         begin = end + 1;
     }
     return nullptr;

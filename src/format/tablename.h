@@ -36,7 +36,8 @@ std::string_view ofDataFile(std::string_view file);
  * components is a name that Berkeley DB, a backup or another table's data has in that directory: DB_CONFIG, "log." and
  * digits, whatever begins with "__db", those of backupnames.h, and whatever ends like "_3f.db". This holds for every
  * component: a directory inside an environment may become an environment or be copied as a part of one, and a directory
- * with another file's name is as much in its way as a file.
+ * with another file's name is as much in its way as a file. The last component leaves room for the suffix of data
+ * files.
  */
 const char* refusal(std::string_view filePart);
 

@@ -14,6 +14,7 @@
 #include "storage/descriptorreserve.h"
 #include "storage/environmentfiles.h"
 #include "storage/environmentpath.h"
+#include "storage/madedirectories.h"
 
 #include <algorithm>
 #include <atomic>
@@ -22,6 +23,8 @@
 #include <ctime>
 #include <filesystem>
 #include <system_error>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -81,6 +84,26 @@ int syncLog(const std::filesystem::path& directory)
             return rc;
     }
     return error.value();
+}
+
+/**
+ * Whether Berkeley DB may be let near a database file: it waits for the other end of a FIFO, and removes links to what
+ * it cannot open. It writes in place, so a file with two hard links would be in two environments, or be one table under
+ * two names. `isThere` is set when there is such a file.
+ */
+int checkDatabaseFile(const QByteArray& path, bool* isThere)
+{
+    struct stat status {};
+    if (::stat(path.constData(), &status) != 0)
+        return errno == ENOENT ? 0 : errno;
+    if (S_ISDIR(status.st_mode))
+        return EISDIR;
+    if (!S_ISREG(status.st_mode))
+        return EINVAL;
+    if (status.st_nlink > 1)
+        return EMLINK;
+    *isThere = true;
+    return 0;
 }
 
 } // namespace
@@ -146,6 +169,13 @@ int BDBEnv::openConfigured(const QByteArray& home)
 {
     if (const int rc = lockDirectory(home))
         return rc;
+    if (const int rc = readEnvironmentConfig(canonicalHome_.toStdString(), &config_)) {
+        if (!config_.complaint.empty())
+            errx("%s", config_.complaint.c_str());
+        return rc;
+    }
+    if (const int rc = lockConfigured())
+        return rc;
     int databases = 0;
     if (const int rc = checkDirectory(&databases))
         return rc;
@@ -154,7 +184,7 @@ int BDBEnv::openConfigured(const QByteArray& home)
         return EMFILE;
     if (const int rc = configure())
         return rc;
-    if (const int rc = syncLog(EnvironmentFiles::logDirectory(canonicalHome_.toStdString())))
+    if (const int rc = syncLog(config_.logDirectory))
         return rc;
     return DbEnv::open(canonicalHome_.constData(), OpenFlags, 0);
 }
@@ -190,11 +220,55 @@ int BDBEnv::lockDirectory(const QByteArray& home)
     return directory_.isAt(canonicalHome_.constData()) ? 0 : ESTALE; // a link was changed in this very moment
 }
 
+/**
+ * Holds the directories that DB_CONFIG names as the home is held: two environments with one log would write over each
+ * other's records, and with one data directory each would have changes in its log of which the other knows nothing.
+ */
+int BDBEnv::lockConfigured()
+{
+    namespace fs = std::filesystem;
+    const auto hold = [this](const fs::path& directory, bool* isNew) {
+        struct stat status {};
+        if (::stat(directory.c_str(), &status) != 0)
+            return errno;
+        const auto isHeld = [&](const Base::DirectoryLock& lock) { return lock.is(status); };
+        *isNew = !isHeld(directory_) && std::none_of(configured_.cbegin(), configured_.cend(), isHeld);
+        if (!*isNew)
+            return 0;
+        const int rc = configured_.emplace_back().lock(directory);
+        return rc == EWOULDBLOCK ? EBUSY : rc;
+    };
+    bool isNew = false;
+    bool isForeign = false;
+    if (const int rc = hold(config_.logDirectory, &isNew))
+        return rc;
+    // It is the home of another environment, which is closed, when there is more than log files in it.
+    if (isNew) {
+        if (const int rc = EnvironmentFiles::findDatabaseIn(config_.logDirectory, &isForeign))
+            return rc;
+    }
+    for (const fs::path& directory : config_.dataDirectories) {
+        if (const int rc = hold(directory, &isNew))
+            return rc;
+        bool hasLog = false;
+        if (isNew) {
+            if (const int rc = EnvironmentFiles::findLog(directory, &hasLog))
+                return rc;
+        }
+        isForeign = isForeign || hasLog;
+        QByteArray canonical;
+        if (const int rc = canonicalPath(QByteArray::fromStdString(directory.string()), &canonical))
+            return rc;
+        databaseDirectories_.push_back(canonical);
+    }
+    return isForeign ? EBUSY : 0;
+}
+
 /** Whether the directory can be an environment at all; `databases` are the files that recovery may have to open. */
 int BDBEnv::checkDirectory(int* databases)
 {
     const std::filesystem::path home = canonicalHome_.toStdString();
-    const std::filesystem::path logs = EnvironmentFiles::logDirectory(home);
+    const std::filesystem::path& logs = config_.logDirectory;
     if (const int rc = EnvironmentFiles::checkWritable(home))
         return rc;
     if (logs != home) {
@@ -204,19 +278,28 @@ int BDBEnv::checkDirectory(int* databases)
     if (EnvironmentFiles::isUnfinishedCopy(home))
         return EBUSY; // it has a part of the tables, and would look like all of them
     bool hasLog = false;
-    if (const int rc = EnvironmentFiles::findLog(home, &hasLog))
+    if (const int rc = EnvironmentFiles::findLogIn(logs, &hasLog))
         return rc;
     hasContent_ = hasLog;
-    if (hasLog) {
-        // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than
-        // can be open at a time.
-        return EnvironmentFiles::countDatabases(home, tableCapacity_ - 1, databases);
+    std::vector<std::filesystem::path> directories{home};
+    for (const QByteArray& directory : databaseDirectories_) {
+        if (directory != canonicalHome_)
+            directories.emplace_back(directory.toStdString());
     }
+    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than can
+    // be open at a time.
     *databases = 0;
-    bool logged = false;
-    if (const int rc = EnvironmentFiles::findLoggedDatabase(home, &logged))
-        return rc;
-    return logged ? EBUSY : 0; // a log of its own would begin in their past, and recovery by theirs would undo it
+    for (const std::filesystem::path& directory : directories) {
+        int count = 0;
+        bool logged = false;
+        if (const int rc = hasLog ? EnvironmentFiles::countDatabases(directory, tableCapacity_ - 1 - *databases, &count)
+                                  : EnvironmentFiles::findLoggedDatabase(directory, &logged))
+            return rc;
+        if (logged)
+            return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo it
+        *databases += count;
+    }
+    return 0;
 }
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
@@ -230,25 +313,37 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return rc;
     if (isSecond)
         return ELOOP;
-    int directories = 0;
-    if (const int rc = claims_.count(canonicalHome_, file, &directories))
-        return rc;
-    const DescriptorReserve reserve(directories);
+    int needed = 0;
+    bool isThere = false;
+    for (const QByteArray& directory : databaseDirectories_) {
+        if (const int rc = checkDatabaseFile(directory + '/' + file, &isThere))
+            return rc;
+        int directories = 0;
+        if (const int rc = claims_.count(directory, file, &directories))
+            return rc;
+        needed += directories;
+    }
+    const DescriptorReserve reserve(needed);
     if (!reserve.available())
         return EMFILE;
+    // Missing directories are made and claimed before there is a file in them, which could not be taken back.
+    MadeDirectories made;
+    if (!isThere && (flags & DB_CREATE) != 0) {
+        if (const int rc = made.make(QByteArray::fromStdString(config_.createDirectory.string()), file))
+            return rc;
+    }
     DirectoryClaims::Attempt claims(&claims_);
-    if (const int rc = claims_.claim(canonicalHome_, file))
-        return rc;
+    for (const QByteArray& directory : databaseDirectories_) {
+        if (const int rc = claims_.claim(directory, file))
+            return rc;
+    }
     if (const int rc = index->set_pagesize(PageBytes))
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
     hasContent_ = true;
-    // With the directories that were made just now. Should one of them be somebody else's already, the file stays: it
-    // is in the log, and no other environment opens there beside it.
-    if (const int rc = claims_.claim(canonicalHome_, file))
-        return rc;
     claims.keep();
+    made.keep();
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
+#include "storage/environmentconfig.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
@@ -13,6 +14,7 @@
 
 #include <atomic>
 #include <memory>
+#include <vector>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
@@ -51,8 +53,9 @@ public:
      *
      * Returns 0, a Berkeley DB code or an errno value; after a failure the object can only be destroyed. EMFILE: fewer
      * descriptors are left than the recovery of all database files there may need. EBUSY: there is no log, but there
-     * are database files of another one. EACCES, EPERM, EROFS: the directory cannot be written. None of these makes a
-     * file.
+     * are database files of another one; or the directories that DB_CONFIG names are those of another environment.
+     * EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM,
+     * EROFS: the directory cannot be written. None of these makes a file.
      */
     [[nodiscard]] int open(const QByteArray& home);
 
@@ -64,7 +67,8 @@ public:
 
     /**
      * Opens the database `subDb` of `file` with `index`, a new handle. Refused are a file that no table may have
-     * (EINVAL, see format/tablename.h), one in a directory that is an environment of its own (EBUSY), any file when the
+     * (EINVAL, see format/tablename.h), what is no regular file (EINVAL, EISDIR), one with several hard links (EMLINK),
+     * one in a directory that is an environment of its own (EBUSY), any file when the
      * environment's directory is not where it was (ESTALE), and what there are too few descriptors for (EMFILE). The
      * caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the handle can only
      * be destroyed.
@@ -101,6 +105,7 @@ protected:
 
 private:
     int lockDirectory(const QByteArray& home);
+    int lockConfigured();
     int checkDirectory(int* databases);
     int openConfigured(const QByteArray& home);
     int configure();
@@ -112,6 +117,9 @@ private:
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     Base::DirectoryLock directory_;
     DirectoryClaims claims_; // guarded by openingMutex_
+    EnvironmentConfig config_;
+    std::vector<Base::DirectoryLock> configured_; // the directories that DB_CONFIG names, save for the home
+    std::vector<QByteArray> databaseDirectories_; // canonical paths; those of DB_CONFIG or else the home
     QByteArray canonicalHome_;
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;

@@ -2,18 +2,18 @@
 
 #include "base/descriptor.h"
 #include "format/backupnames.h"
+#include "storage/environmentconfig.h"
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,54 +70,85 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
     return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
 }
 
-/** The same for all files below a directory, as long as it returns 0. */
-template <typename Look> int lookBelow(const fs::path& directory, dev_t device, Look look)
+/**
+ * Calls `look` for the databases right in `directory` as long as it returns 0. `below` gets the directories that are
+ * there.
+ */
+template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
     const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
             return lookAtFile(entry.path(), look);
         struct stat status {};
-        if (::lstat(entry.path().c_str(), &status) != 0 || !S_ISDIR(status.st_mode) || status.st_dev != device)
-            return 0;
-        bool ownLog = false;
-        if (const int failed = EnvironmentFiles::findLog(entry.path(), &ownLog))
-            return failed;
-        return ownLog ? 0 : lookBelow(entry.path(), device, look);
+        if (::lstat(entry.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_dev == device)
+            below->push_back(entry.path());
+        return 0;
     });
     return rc == EACCES || rc == ENOENT ? 0 : rc;
 }
 
+/** The same for all databases below `home`, save for those in directories that are environments of their own. */
 template <typename Look> int forEachDatabase(const fs::path& home, Look look)
 {
     struct stat status {};
     if (::stat(home.c_str(), &status) != 0)
         return errno;
-    const int rc = lookBelow(home, status.st_dev, look);
-    return rc == Enough ? 0 : rc;
+    // A list of directories and not one open directory inside the other: each would hold a descriptor, and anybody may
+    // have made a thousand of them here.
+    std::vector<fs::path> directories{home};
+    while (!directories.empty()) {
+        const fs::path directory = std::move(directories.back());
+        directories.pop_back();
+        bool ownLog = false;
+        if (directory != home) {
+            if (const int rc = EnvironmentFiles::findLog(directory, &ownLog))
+                return rc;
+        }
+        if (ownLog)
+            continue;
+        if (const int rc = lookIn(directory, status.st_dev, &directories, look))
+            return rc == Enough ? 0 : rc;
+    }
+    return 0;
+}
+
+/** 0 also when the disk is full: that may change. */
+int tryToMakeFile(const fs::path& directory)
+{
+    const Base::Descriptor nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (nameless.isOpen())
+        return 0;
+    if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
+        // A file system without files that have no name. No table can have this one, nor does Berkeley DB use it.
+        const fs::path path = directory / "__db.quorva.writable";
+        ::unlink(path.c_str()); // of a server that was killed
+        const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
+        if (named.isOpen()) {
+            ::unlink(path.c_str());
+            return 0;
+        }
+    }
+    return errno == ENOSPC || errno == EDQUOT ? 0 : errno;
 }
 
 } // namespace
 
-fs::path EnvironmentFiles::logDirectory(const fs::path& home)
-{
-    fs::path directory = home;
-    std::ifstream config(home / "DB_CONFIG");
-    for (std::string line; std::getline(config, line);) {
-        std::istringstream words(line);
-        std::string name;
-        std::string value;
-        // A line that begins with "#" is a comment; of several lines the last one holds.
-        if (words >> name >> value && strcasecmp(name.c_str(), "set_lg_dir") == 0)
-            directory = home / value;
-    }
-    return directory;
-}
-
 int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 {
+    EnvironmentConfig config;
+    const int failed = readEnvironmentConfig(home, &config);
+    if (failed == EMFILE || failed == ENFILE)
+        return failed;
+    // With any other DB_CONFIG that cannot be read this is no environment that could be opened; what counts are the
+    // log files that are there.
+    return findLogIn(config.logDirectory, found);
+}
+
+int EnvironmentFiles::findLogIn(const fs::path& directory, bool* found)
+{
     *found = false;
-    const int rc = forEachEntry(logDirectory(home), [found](const fs::directory_entry& entry) {
+    const int rc = forEachEntry(directory, [found](const fs::directory_entry& entry) {
         *found = *found || isLogName(entry.path());
         return 0;
     });
@@ -139,6 +170,20 @@ int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
     });
 }
 
+int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
+{
+    *found = false;
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        return errno;
+    std::vector<fs::path> below;
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const MetaPageStart&) {
+        *found = true;
+        return Enough;
+    });
+    return rc == Enough ? 0 : rc;
+}
+
 int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
 {
     *count = 0;
@@ -151,12 +196,14 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
 {
     if (::faccessat(AT_FDCWD, directory.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0)
         return errno;
-    if (const Base::Descriptor file(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-        !file.isOpen() && (errno == EACCES || errno == EPERM || errno == EROFS || errno == EOVERFLOW))
-        return errno; // others say that the disk is full, or that this file system has no files without a name
+    if (const int rc = tryToMakeFile(directory))
+        return rc;
     return forEachEntry(directory, [](const fs::directory_entry& entry) {
-        const bool refused =
-            isLogName(entry.path()) && ::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0;
-        return refused ? errno : 0;
+        if (!isLogName(entry.path()))
+            return 0;
+        if (::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+            return errno;
+        std::error_code vanished;
+        return entry.is_regular_file(vanished) || vanished ? 0 : EINVAL; // Berkeley DB would wait for a FIFO's writer
     });
 }

@@ -9,14 +9,14 @@
  */
 namespace EnvironmentFiles {
 
-/** Where an environment in `home` has its log files: `home`, or what set_lg_dir in its DB_CONFIG says. */
-std::filesystem::path logDirectory(const std::filesystem::path& home);
-
 /** `found`: an environment in `home` would find log files. A log directory that is not there holds none. */
 [[nodiscard]] int findLog(const std::filesystem::path& home, bool* found);
 
 /** True for a directory that holds a backup which is being made, or was cut off, by the list of what it was to have. */
 bool isUnfinishedCopy(const std::filesystem::path& home);
+
+/** `found`: there are log files in `directory`. */
+[[nodiscard]] int findLogIn(const std::filesystem::path& directory, bool* found);
 
 /**
  * `found`: one of the database files below `home` carries a position in a log: it was written in an environment, and
@@ -25,12 +25,16 @@ bool isUnfinishedCopy(const std::filesystem::path& home);
  */
 [[nodiscard]] int findLoggedDatabase(const std::filesystem::path& home, bool* found);
 
+/** `found`: there are database files right in `directory`. */
+[[nodiscard]] int findDatabaseIn(const std::filesystem::path& directory, bool* found);
+
 /** Counts the database files in the same places, up to `most`; 0 looks at none. */
 [[nodiscard]] int countDatabases(const std::filesystem::path& home, int most, int* count);
 
 /**
  * Whether files can be made in `directory` and the log files in it be written. Tried, as rights alone do not tell: root
- * has them all, on a read-only file system as well. Leaves nothing behind.
+ * has them all, on a read-only file system as well. EINVAL: what has the name of a log file is none. Leaves nothing
+ * behind.
  */
 [[nodiscard]] int checkWritable(const std::filesystem::path& directory);
 

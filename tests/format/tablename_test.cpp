@@ -9,6 +9,7 @@ namespace {
 
 using namespace std::string_literals;
 
+constexpr const char* TooLong = "the last component of the table's name is longer than 249 bytes";
 constexpr const char* Empty = "the table's name is empty";
 constexpr const char* ZeroByte = "the table's name holds a zero byte";
 constexpr const char* Absolute = "the table's name is an absolute path";
@@ -106,6 +107,7 @@ TEST(TableNames, OrdinaryNamesAndPathsBelowTheDirectoryAreTaken)
              "x__log__"s,
              "db_config"s,
              "DB_CONFIG2"s,
+             std::string(255, 'd') + '/' + std::string(249, 't'),
              "xDB_CONFIG"s,
              "BackupInProgress"s,
              "BackupInProgress.tmp2"s,
@@ -119,7 +121,7 @@ TEST(TableNames, OrdinaryNamesAndPathsBelowTheDirectoryAreTaken)
              "t_03f.db"s,
              "t_3f_db"s,
              "t_3f.DB"s,
-             std::string(5000, 'x'),
+             std::string(249, 'x'),
          }) {
         EXPECT_STREQ(TableNames::refusal(name), nullptr) << name;
         EXPECT_STREQ(TableNames::fileRefusal(name, TableNames::MetaSubDatabase), nullptr) << name;
@@ -183,6 +185,8 @@ TEST(TableNames, NamesThatHarmOthersAreRefusedForTheirSchemaAndTheirDataFiles)
         {"__log__", Backups},
         {"__log__/t", Backups},
         {"sub/__log__/t", Backups},
+        {std::string(250, 't'), TooLong},
+        {"sub/" + std::string(250, 't'), TooLong},
         {"_00.db", DataFiles},
         {"t_3f.db", DataFiles},
         {"t_ff.db", DataFiles},

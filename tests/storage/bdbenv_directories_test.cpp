@@ -13,8 +13,12 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 namespace {
 
@@ -79,6 +83,16 @@ protected:
         EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open env path: " + home.toStdString() +
                                                " id env::" + home.toStdString() + " rc " + std::to_string(rc)));
         EXPECT_EQ(contentOf(home.toStdString()), before);
+    }
+
+    /** The same for a directory that an open environment writes to. */
+    void expectHeld(const QByteArray& home)
+    {
+        LogCapture log(LogWarn);
+        EnvironmentUse use;
+        EXPECT_EQ(open(home, &use), 3);
+        EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open env path: " + home.toStdString() +
+                                               " id env::" + home.toStdString() + " rc 11"));
     }
 
     void link(const QByteArray& target, const std::string& name) const
@@ -372,6 +386,161 @@ TEST_F(EnvironmentHome, RecoveryIsReportedInTheSpellingOfTheRequest)
     BDBEnv* env = openedEnv(spelled);
     EXPECT_EQ(env->spelledHome(), spelled);
     EXPECT_EQ(env->canonicalHome(), home);
+}
+
+TEST_F(EnvironmentHome, WhatIsNoRegularFileIsNoTable)
+{
+    const QByteArray home = makeHome();
+    put(home, "orders", "1");
+    const fs::path path = home.toStdString();
+    ASSERT_EQ(mkfifo((path / "fifo").c_str(), 0600), 0);
+    fs::create_symlink("/dev/null", path / "null");
+    fs::create_directory(path / "directory");
+    auto opening = std::async(std::launch::async, [&] {
+        expectRefusedFile(home, "fifo", EINVAL);
+        expectRefusedFile(home, "null", EINVAL);
+        expectRefusedFile(home, "directory", EISDIR);
+    });
+    if (opening.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+        ADD_FAILURE() << "an opening waits";
+        std::_Exit(1); // it could not be ended
+    }
+    opening.get();
+    EXPECT_TRUE(fs::is_fifo(path / "fifo"));
+    EXPECT_TRUE(fs::is_symlink(path / "null"));
+    put(home, "stock", "2");
+}
+
+TEST_F(EnvironmentHome, AFileWithAnotherHardLinkIsRefused)
+{
+    const QByteArray one = makeHome("one");
+    const QByteArray two = makeHome("two");
+    put(one, "orders", "one's");
+    close(one);
+    fs::create_hard_link(one.toStdString() + "/orders", two.toStdString() + "/orders");
+    expectRefusedFile(one, "orders", EMLINK);
+    fs::remove(two.toStdString() + "/orders");
+    EXPECT_EQ(row(one, "orders"), "one's");
+}
+
+TEST_F(EnvironmentHome, ALogDirectoryIsOneEnvironmentsOnly)
+{
+    const QByteArray one = makeHome("one");
+    const QByteArray two = makeHome("two");
+    const QByteArray logs = makeHome("logs");
+    std::ofstream(one.toStdString() + "/DB_CONFIG") << "set_lg_dir ../logs\n";
+    std::ofstream(two.toStdString() + "/DB_CONFIG") << "db_log_dir " << logs.toStdString() << '\n';
+    put(one, "orders", "1");
+    expectRefused(two, EBUSY);
+    expectHeld(logs);
+    put(one, "orders", "2");
+    close(one);
+    EXPECT_EQ(row(one, "orders"), "2");
+}
+
+TEST_F(EnvironmentHome, TheLogDirectoryIsNotTheHomeOfAnother)
+{
+    const QByteArray other = makeHome("other");
+    const QByteArray home = makeHome();
+    std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_lg_dir ../other\n";
+    put(other, "orders", "other's");
+    expectRefused(home, EBUSY);
+    const auto before = closedContent(other);
+    expectRefused(home, EBUSY);
+    EXPECT_EQ(contentOf(other.toStdString()), before);
+    EXPECT_EQ(row(other, "orders"), "other's");
+}
+
+TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
+{
+    const QByteArray one = makeHome("one");
+    const QByteArray two = makeHome("two");
+    const QByteArray data = makeHome("data");
+    makeHome("data/sub");
+    for (const QByteArray& home : {one, two})
+        std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_data_dir ../data\n";
+    put(one, "orders", "1");
+    put(one, "sub/orders", "2");
+    EXPECT_TRUE(fs::exists(data.toStdString() + "/sub/orders"));
+    expectRefused(two, EBUSY);
+    expectHeld(data);
+    expectHeld(data + "/sub");
+    close(one);
+    expectRefused(two, EBUSY); // what is there is in the log of one
+    expectRefused(data, EBUSY);
+    EXPECT_EQ(row(one, "orders"), "1");
+    EXPECT_EQ(row(one, "sub/orders"), "2");
+}
+
+TEST_F(EnvironmentHome, ADataDirectoryIsNotTheHomeOfAnother)
+{
+    const QByteArray other = makeHome("other");
+    const QByteArray home = makeHome();
+    put(home, "own", "1"); // it has a log
+    close(home);
+    std::ofstream(home.toStdString() + "/DB_CONFIG") << "add_data_dir ../other\n";
+    put(other, "orders", "other's");
+    expectRefused(home, EBUSY);
+    const auto before = closedContent(other);
+    expectRefused(home, EBUSY);
+    EXPECT_EQ(contentOf(other.toStdString()), before);
+    EXPECT_EQ(row(other, "orders"), "other's");
+}
+
+TEST_F(EnvironmentHome, ARefusedFileLeavesNoDirectories)
+{
+    const QByteArray top = makeHome("top");
+    const QByteArray shop = makeHome("top/shop");
+    (void)openedEnv(shop);
+    expectRefusedFile(top, "shop/sub/orders", EBUSY);
+    EXPECT_FALSE(fs::exists(shop.toStdString() + "/sub"));
+    expectRefusedFile(top, "made/" + QByteArray(255, 'd') + "d/orders", ENAMETOOLONG);
+    EXPECT_FALSE(fs::exists(top.toStdString() + "/made"));
+    put(top, "made/sub/orders", "1");
+    EXPECT_EQ(fs::status(top.toStdString() + "/made/sub").permissions(), fs::perms(0700));
+}
+
+TEST_F(EnvironmentHome, ADirectoryBeingMadeIsWithOneOfTwoEnvironments)
+{
+    const QByteArray top = makeHome("top");
+    (void)openedEnv(top);
+    for (int i = 0; i < 10; ++i) { // the environment has room for no more
+        LogCapture log;
+        const QByteArray name = "shop" + QByteArray::number(i);
+        const std::string path = (top + '/' + name).toStdString();
+        std::atomic<bool> done = false;
+        auto outer = std::async(std::launch::async, [&] {
+            BDBIndex* index = nullptr;
+            const int rc = openFile(top, name + "/new", &index);
+            done = true;
+            return rc;
+        });
+        EnvironmentUse use;
+        int inner = 3;
+        while (inner != 0 && !done)
+            inner = open(top + '/' + name, &use);
+        use.reset();
+        if (outer.get() != 0) {
+            EXPECT_EQ(inner, 0) << i;
+            EXPECT_FALSE(fs::exists(path + "/new")) << i;
+        } else {
+            EXPECT_NE(inner, 0) << i;
+            EXPECT_TRUE(fs::exists(path + "/new")) << i;
+        }
+        if (inner == 0)
+            close(top + '/' + name);
+    }
+}
+
+TEST_F(EnvironmentHome, WhereNoFileCanBeMadeItIsRefused)
+{
+    // A file system without nameless files that lets nobody make files; the rights of root would do.
+    LogCapture log(LogWarn);
+    EnvironmentUse use;
+    EXPECT_EQ(open("/sys/kernel", &use), 3);
+    const auto lines = ownLines(log);
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_THAT(lines[0], testing::StartsWith("[CRIT] bdb # Failed to open env path: /sys/kernel "));
 }
 
 /** As a process that is not root, which may do everything; in a directory that it may enter. */

@@ -3,30 +3,23 @@
 
 #include "loglines.h"
 #include "registryfixture.h"
+#include "replacedcalls.h"
 #include "storage/openingenvironments.h"
 #include "support/waituntil.h"
 
-#include <sys/stat.h>
-
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <future>
+#include <optional>
 #include <vector>
 
 namespace {
 
 using namespace std::chrono_literals;
 
-/**
- * A directory whose opening goes on until the test ends it: its DB_CONFIG is a pipe, and who reads it waits for the
- * other end.
- */
+/** A directory whose opening goes on until the test ends it: it waits for the lock on the directory. */
 class SlowOpening : public RegistryFixture {
 protected:
-    SlowOpening() { EXPECT_EQ(mkfifo(config().c_str(), 0600), 0); }
-    ~SlowOpening() override { finishWith(""); }
-
     std::string config() const { return home_.toStdString() + "/DB_CONFIG"; }
 
     /** Another thread that opens the environment, and is at it when this returns. */
@@ -57,17 +50,12 @@ protected:
     /** The opening goes on with these lines as its DB_CONFIG. */
     void finishWith(const std::string& lines)
     {
-        if (!std::filesystem::is_fifo(config()))
-            return;
-        const int pipe = ::open(config().c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC); // lets a reader in, who waits then
-        ASSERT_GE(pipe, 0);
-        const std::string file = home_.toStdString() + "/DB_CONFIG.new";
-        std::ofstream(file) << lines;
-        std::filesystem::rename(file, config());
-        ::close(pipe);
+        std::ofstream(config()) << lines;
+        stalled_.reset();
     }
 
     const QByteArray home_ = makeHome("slow");
+    std::optional<StalledLock> stalled_{home_.constData()};
     std::atomic<int> result_{-1}; // of the latest openHere()
 };
 

@@ -1,13 +1,24 @@
 #include "replacedcalls.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
 #include <random>
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
 thread_local RecordedPauses* recording = nullptr;
 std::atomic<std::time_t> clockOffset{0};
+
+std::mutex stallMutex;
+std::condition_variable stallEnd;
+ino_t stalledInode = 0; // guarded by stallMutex
 
 } // namespace
 
@@ -19,6 +30,24 @@ RecordedPauses::RecordedPauses(int answer) : random(answer)
 RecordedPauses::~RecordedPauses()
 {
     recording = nullptr;
+}
+
+StalledLock::StalledLock(const char* directory)
+{
+    struct stat status {};
+    if (::stat(directory, &status) != 0)
+        std::abort();
+    const std::lock_guard guard(stallMutex);
+    stalledInode = status.st_ino;
+}
+
+StalledLock::~StalledLock()
+{
+    {
+        const std::lock_guard guard(stallMutex);
+        stalledInode = 0;
+    }
+    stallEnd.notify_all();
 }
 
 void advanceClock(std::chrono::seconds by)
@@ -40,6 +69,16 @@ extern "C" int nanosleep(const timespec* wanted, timespec* left)
         return clock_nanosleep(CLOCK_REALTIME, 0, wanted, left);
     recording->milliseconds.push_back(static_cast<long>(wanted->tv_sec) * 1000 + wanted->tv_nsec / 1000000);
     return 0;
+}
+
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0) {
+        std::unique_lock guard(stallMutex);
+        stallEnd.wait(guard, [&] { return stalledInode != status.st_ino; });
+    }
+    return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
 }
 
 // Berkeley DB calls it with memory that it guards in its own way, which ThreadSanitizer cannot see.

@@ -6,8 +6,9 @@
 #include <vector>
 
 /**
- * The test executable brings its own rand(), nanosleep() and time(), which behave like the system's until one of the
- * classes below says otherwise: so pauses of half a minute can be tested without waiting for them.
+ * The test executable brings its own rand(), nanosleep(), time() and flock(), which behave like the system's until one
+ * of the classes below says otherwise: so pauses of half a minute can be tested without waiting for them, and an
+ * opening goes on for as long as a test wants.
  */
 
 /** While it lives, this thread's pauses are noted instead of made, and its rand() always answers `random`. */
@@ -22,6 +23,15 @@ public:
     std::vector<long> milliseconds;
 
     const int random;
+};
+
+/** While it lives, flock() of a directory does not return. One at a time. */
+class StalledLock {
+public:
+    explicit StalledLock(const char* directory);
+    ~StalledLock();
+    StalledLock(const StalledLock&) = delete;
+    StalledLock& operator=(const StalledLock&) = delete;
 };
 
 /** Puts the clock that time() reads forward, for the rest of the process. */

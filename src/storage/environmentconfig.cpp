@@ -1,0 +1,133 @@
+#include "storage/environmentconfig.h"
+
+#include "base/descriptor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* FileName = "DB_CONFIG";
+constexpr std::size_t MaxBytes = 65536;
+constexpr std::size_t MaxLineBytes = 254; // Berkeley DB takes what follows for a line of its own
+constexpr std::string_view Blanks = " \t";
+
+/** `text`: all of the file; empty when there is none. */
+int readText(const fs::path& path, std::string* text)
+{
+    const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.isOpen()) {
+        if (errno == ENXIO)
+            return EINVAL; // a socket
+        return errno == ENOENT ? 0 : errno;
+    }
+    struct stat status {};
+    if (::fstat(file.number(), &status) != 0)
+        return errno;
+    if (!S_ISREG(status.st_mode))
+        return EINVAL;
+    text->resize(MaxBytes + 1);
+    std::size_t size = 0;
+    while (size < text->size()) {
+        const ssize_t got = ::read(file.number(), text->data() + size, text->size() - size);
+        if (got < 0)
+            return errno;
+        if (got == 0)
+            break;
+        size += static_cast<std::size_t>(got);
+    }
+    text->resize(size);
+    return size > MaxBytes || text->find('\0') != std::string::npos ? EINVAL : 0;
+}
+
+bool isControl(char c)
+{
+    return static_cast<unsigned char>(c) < ' ' && c != '\t';
+}
+
+std::string_view withoutLeadingBlanks(std::string_view text)
+{
+    return text.substr(std::min(text.find_first_not_of(Blanks), text.size()));
+}
+
+class Parser {
+public:
+    Parser(const fs::path& home, EnvironmentConfig* config) : home_(home), config_(*config) {}
+
+    int parse(std::string_view text)
+    {
+        for (int number = 1; !text.empty(); ++number) {
+            const std::size_t end = std::min(text.find('\n'), text.size());
+            if (const int rc = parseLine(text.substr(0, end), number))
+                return rc;
+            text.remove_prefix(std::min(end + 1, text.size()));
+        }
+        return 0;
+    }
+
+private:
+    int parseLine(std::string_view line, int number)
+    {
+        const bool tooLong = line.size() > MaxLineBytes;
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        const bool isText = std::none_of(line.begin(), line.end(), isControl);
+        line = withoutLeadingBlanks(line);
+        const std::string name(line.substr(0, line.find_first_of(Blanks)));
+        const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // all of the rest, blanks as well
+        const bool empty = name.empty() || name.front() == '#';
+        if (tooLong || !isText || (!empty && value.empty())) {
+            config_.complaint = "DB_CONFIG line " + std::to_string(number) + ": incorrect name-value pair";
+            return EINVAL;
+        }
+        if (!empty)
+            set(name, home_ / value);
+        return 0;
+    }
+
+    void set(const std::string& name, const fs::path& directory)
+    {
+        if (name == "set_lg_dir" || name == "db_log_dir") {
+            config_.logDirectory = directory; // of several lines the last one holds
+        } else if (name == "set_data_dir" || name == "add_data_dir" || name == "db_data_dir") {
+            if (!std::exchange(hasDataDirectory_, true)) {
+                config_.dataDirectories.clear(); // the home is one of them only when it is named as well
+                config_.createDirectory = directory;
+            }
+            config_.dataDirectories.push_back(directory);
+        } else if (name == "set_create_dir") {
+            config_.createDirectory = directory; // Berkeley DB wants it to be one of the data directories
+        }
+    }
+
+    const fs::path& home_;
+    EnvironmentConfig& config_;
+    bool hasDataDirectory_ = false;
+};
+
+} // namespace
+
+int readEnvironmentConfig(const fs::path& home, EnvironmentConfig* config)
+{
+    const EnvironmentConfig defaults{home, {home}, home, {}};
+    *config = defaults;
+    std::string text;
+    if (const int rc = readText(home / FileName, &text))
+        return rc;
+    const int rc = Parser(home, config).parse(text);
+    if (rc != 0) {
+        const std::string complaint = config->complaint;
+        *config = defaults;
+        config->complaint = complaint;
+    }
+    return rc;
+}

@@ -88,8 +88,7 @@ int syncLog(const std::filesystem::path& directory)
 
 /**
  * Whether Berkeley DB may be let near a database file: it waits for the other end of a FIFO, and removes links to what
- * it cannot open. It writes in place, so a file with two hard links would be in two environments, or be one table under
- * two names. `isThere` is set when there is such a file.
+ * it cannot open. `isThere` is set when there is such a file.
  */
 int checkDatabaseFile(const QByteArray& path, bool* isThere)
 {
@@ -100,8 +99,6 @@ int checkDatabaseFile(const QByteArray& path, bool* isThere)
         return EISDIR;
     if (!S_ISREG(status.st_mode))
         return EINVAL;
-    if (status.st_nlink > 1)
-        return EMLINK;
     *isThere = true;
     return 0;
 }

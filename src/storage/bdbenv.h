@@ -67,11 +67,11 @@ public:
 
     /**
      * Opens the database `subDb` of `file` with `index`, a new handle. Refused are a file that no table may have
-     * (EINVAL, see format/tablename.h), what is no regular file (EINVAL, EISDIR), one with several hard links (EMLINK),
-     * one in a directory that is an environment of its own (EBUSY), any file when the
-     * environment's directory is not where it was (ESTALE), and what there are too few descriptors for (EMFILE). The
-     * caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the handle can only
-     * be destroyed.
+     * (EINVAL, see format/tablename.h), what is no regular file (EINVAL, EISDIR), one in a
+     * directory that is an environment of its own (EBUSY), one that a link within the environment leads to (ELOOP), any
+     * file when the environment's directory is not where it was (ESTALE), and what there are too few descriptors for
+     * (EMFILE). The caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the
+     * handle can only be destroyed.
      */
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 

@@ -291,12 +291,12 @@ protected:
                                      "restored " + summary + " to " + target + "\n");
     }
     /** Restores a backup to a new directory next to it, which it returns. */
-    static std::string restored(const std::string& backup)
+    static std::string restored(const std::string& backup, const testing::Matcher<std::string>& error = "")
     {
         const std::string target = backup + ".restored";
         const ProgramRun run = restore(backup, target);
         EXPECT_EQ(run.status, 0) << run.output << run.error;
-        EXPECT_EQ(run.error, "");
+        EXPECT_THAT(run.error, error);
         return target;
     }
 

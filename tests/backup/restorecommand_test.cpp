@@ -162,7 +162,8 @@ TEST_F(RestoreCommand, NamesACopyThatIsBeingMadeAsUnfinished)
     // As the server does while it copies; it may still be looking for log files to ship.
     ASSERT_TRUE(waitUntil([&] { return flock(server, LOCK_EX | LOCK_NB) == 0; }));
     expectRefusal(backup(), target(),
-                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed");
+                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
+                             "backup that writes it, or make another one");
     close(server);
 }
 

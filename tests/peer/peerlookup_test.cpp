@@ -152,7 +152,9 @@ TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
 
     // Its peer's address cannot be asked for any more, or leads to the connection that follows.
     const int successor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    // Another program may have got the port for a moment.
+    ASSERT_TRUE(
+        waitUntil([&] { return bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0; }));
     ASSERT_EQ(connect(successor, reinterpret_cast<const sockaddr*>(&listener_.address()), sizeof(sockaddr_in)), 0);
     EXPECT_EQ(find(server), std::nullopt);
     EXPECT_EQ(error_, ENOTCONN);

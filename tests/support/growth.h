@@ -28,14 +28,18 @@ template <typename Work> [[nodiscard]] bool growsLinearly(int n, Work&& work)
     constexpr int Factor = 8;
     constexpr int Bound = 24;
     constexpr int Tries = 5;
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    constexpr std::chrono::milliseconds FirstTouch(20); // of memory, and of what the sanitizer keeps beside it
+#else
+    constexpr std::chrono::milliseconds FirstTouch(1); // of memory
+#endif
     auto small = std::chrono::nanoseconds::max();
     auto large = std::chrono::nanoseconds::max();
     for (int attempt = 0; attempt < Tries; ++attempt) {
         for (int repeat = 0; repeat < 3; ++repeat)
             small = std::min(small, processorTime([&] { work(n); }));
         large = std::min(large, processorTime([&] { work(n * Factor); }));
-        // Memory that is touched for the first time costs a fixed amount.
-        if (large < small * Bound + std::chrono::milliseconds(1))
+        if (large < small * Bound + FirstTouch)
             return true;
         if (large > std::chrono::seconds(20))
             return false;

@@ -534,7 +534,10 @@ TEST_F(HotBackup, AListingThatFailsDisablesBackup)
     thread_.reset();
     (void)env_->set_flags(DB_PANIC_ENVIRONMENT, 0);
     std::vector<std::string> lines = log_->lines();
-    std::erase_if(lines, [](const std::string& line) { return line.find(" BDB: ") != std::string::npos; });
+    // The thread that writes pages may meet the same failure in its first cycle.
+    std::erase_if(lines, [](const std::string& line) {
+        return line.find(" BDB: ") != std::string::npos || line.find(" cache flusher failed ") != std::string::npos;
+    });
     EXPECT_THAT(lines, ElementsAre("[INFO] Starting BDBHotBackupThread.log_archive",
                                    MatchesRegex("\\[ERROR\\] bdb [0-9]+ log_archive listing failed for " + target_ +
                                                 " rc -30973"),

@@ -146,19 +146,21 @@ int BDBEnv::startThreads()
 
 void BDBEnv::stopThreads()
 {
-    if (!hotBackupThread_)
-        return; // open() did not come so far, or they have ended
+    // There may be none, or the first ones only, when open() failed or memory ran out in it.
+    MaintenanceThread* threads[] = {checkpointThread_.get(), lockDetectThread_.get(), statPrintThread_.get(),
+                                    cacheFlushThread_.get()};
     // All are told before the first is waited for.
-    checkpointThread_->stop();
-    lockDetectThread_->stop();
-    statPrintThread_->stop();
-    cacheFlushThread_->stop();
-    hotBackupThread_->requestStop();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->stop();
+    }
+    if (hotBackupThread_)
+        hotBackupThread_->requestStop();
 
-    checkpointThread_->waitStopped();
-    lockDetectThread_->waitStopped();
-    statPrintThread_->waitStopped();
-    cacheFlushThread_->waitStopped();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->waitStopped();
+    }
     hotBackupThread_.reset(); // its destructor waits
 }
 

@@ -108,6 +108,8 @@ int checkDatabaseFile(const QByteArray& path, bool* isThere)
 BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
     : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity), tableCapacity_(tableCapacity)
 {
+    if (get_DB_ENV() == nullptr)
+        return; // no memory for Berkeley DB's part, see open()
     set_msgcall(writeMessage);
     set_errcall(logError);
     (void)set_feedback(reportRecovery); // cannot fail on a new handle
@@ -118,11 +120,14 @@ BDBEnv::~BDBEnv()
     stopThreads();
     // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
     closeObjects();
-    (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
+    if (get_DB_ENV() != nullptr)
+        (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
 }
 
 int BDBEnv::open(const QByteArray& home)
 {
+    if (get_DB_ENV() == nullptr)
+        return ENOMEM;
     if (const int rc = openConfigured(home))
         return rc;
     return startThreads();
@@ -303,6 +308,8 @@ int BDBEnv::checkDirectory(int* databases)
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
 {
+    if (index->get_DB() == nullptr)
+        return ENOMEM; // there was none for Berkeley DB's part of the handle
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
     if (!directory_.isAt(canonicalHome_.constData()))

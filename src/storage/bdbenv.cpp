@@ -108,6 +108,8 @@ int checkDatabaseFile(const QByteArray& path, bool* isThere)
 BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
     : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity), tableCapacity_(tableCapacity)
 {
+    if (get_DB_ENV() == nullptr)
+        return; // no memory for Berkeley DB's part, see open()
     set_msgcall(writeMessage);
     set_errcall(logError);
     (void)set_feedback(reportRecovery); // cannot fail on a new handle
@@ -118,11 +120,14 @@ BDBEnv::~BDBEnv()
     stopThreads();
     // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
     closeObjects();
-    (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
+    if (get_DB_ENV() != nullptr)
+        (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
 }
 
 int BDBEnv::open(const QByteArray& home)
 {
+    if (get_DB_ENV() == nullptr)
+        return ENOMEM;
     if (const int rc = openConfigured(home))
         return rc;
     return startThreads();
@@ -146,19 +151,21 @@ int BDBEnv::startThreads()
 
 void BDBEnv::stopThreads()
 {
-    if (!hotBackupThread_)
-        return; // open() did not come so far, or they have ended
+    // There may be none, or the first ones only, when open() failed or memory ran out in it.
+    MaintenanceThread* threads[] = {checkpointThread_.get(), lockDetectThread_.get(), statPrintThread_.get(),
+                                    cacheFlushThread_.get()};
     // All are told before the first is waited for.
-    checkpointThread_->stop();
-    lockDetectThread_->stop();
-    statPrintThread_->stop();
-    cacheFlushThread_->stop();
-    hotBackupThread_->requestStop();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->stop();
+    }
+    if (hotBackupThread_)
+        hotBackupThread_->requestStop();
 
-    checkpointThread_->waitStopped();
-    lockDetectThread_->waitStopped();
-    statPrintThread_->waitStopped();
-    cacheFlushThread_->waitStopped();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->waitStopped();
+    }
     hotBackupThread_.reset(); // its destructor waits
 }
 
@@ -301,6 +308,8 @@ int BDBEnv::checkDirectory(int* databases)
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
 {
+    if (index->get_DB() == nullptr)
+        return ENOMEM; // there was none for Berkeley DB's part of the handle
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
     if (!directory_.isAt(canonicalHome_.constData()))

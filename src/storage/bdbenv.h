@@ -54,8 +54,8 @@ public:
      * Returns 0, a Berkeley DB code or an errno value; after a failure the object can only be destroyed. EMFILE: fewer
      * descriptors are left than the recovery of all database files there may need. EBUSY: there is no log, but there
      * are database files of another one; or the directories that DB_CONFIG names are those of another environment.
-     * EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM,
-     * EROFS: the directory cannot be written. None of these makes a file.
+     * EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM, EROFS: the directory cannot be written.
+     * ENOMEM: there was too little memory when the object was made. None of these makes a file.
      */
     [[nodiscard]] int open(const QByteArray& home);
 
@@ -70,8 +70,8 @@ public:
      * (EINVAL, see format/tablename.h), what is no regular file (EINVAL, EISDIR), one in a
      * directory that is an environment of its own (EBUSY), one that a link within the environment leads to (ELOOP), any
      * file when the environment's directory is not where it was (ESTALE), and what there are too few descriptors for
-     * (EMFILE). The caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the
-     * handle can only be destroyed.
+     * (EMFILE); ENOMEM when there was too little memory for the handle. The caller holds openingMutex(). Returns 0, a
+     * Berkeley DB code or an errno value; after a failure the handle can only be destroyed.
      */
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 

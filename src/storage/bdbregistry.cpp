@@ -11,7 +11,9 @@
 
 #include <QMutexLocker>
 
+#include <cerrno>
 #include <chrono>
+#include <utility>
 
 namespace {
 
@@ -98,6 +100,20 @@ void logFailedOpening(const QByteArray& home, const QString& key, int rc)
     LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
 }
 
+/** The end of an opening, also of one that memory runs out for: whoever waits for it would do so for good. */
+class EndOfOpening {
+public:
+    explicit EndOfOpening(const QString& name) : name_(name) {}
+    ~EndOfOpening() { openingEnvironments().finish(name_, result); }
+    EndOfOpening(const EndOfOpening&) = delete;
+    EndOfOpening& operator=(const EndOfOpening&) = delete;
+
+    int result = ENOMEM; // of BDBEnv::open()
+
+private:
+    const QString& name_;
+};
+
 /** Opens an environment that nobody else is opening and registers it. Call without the mutex. */
 int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity,
                const QByteArray& home, int* openResult)
@@ -109,12 +125,14 @@ int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, i
         return OpenFailed;
     }
     LOG_DEBUG << "Adding new env path " << home << " id " << key.toUtf8();
-    *env = EnvironmentUse(opened.get(), opened->uses());
+    const QString canonical = canonicalEnvironmentKey(opened->canonicalHome(), key);
+    const QMutexLocker locker(&registry->mutex());
+    const int descriptor = registerEnv(registry, opened.get(), canonical);
     // Kept: from here on the environment belongs to the registry or, when that is full, to nobody: closing it would
     // pull it away from the request that goes on with `env`.
     BDBEnv* registered = opened.release();
-    const QMutexLocker locker(&registry->mutex());
-    if (registerEnv(registry, registered, canonicalEnvironmentKey(registered->canonicalHome(), key)) > 0)
+    *env = EnvironmentUse(registered, registered->uses());
+    if (descriptor > 0)
         return 0;
     LOG_CRIT(LogOrigin, __LINE__) << "Failed to add env with id: " << key.toUtf8();
     return 2;
@@ -149,10 +167,8 @@ int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int 
                 return OpenFailed;
             }
         } else if (create != 0) {
-            int openResult = 0;
-            const int rc = openNewEnv(registry, key, env, tableCapacity, home, &openResult);
-            openingEnvironments().finish(canonical, openResult);
-            return rc;
+            EndOfOpening end(canonical);
+            return openNewEnv(registry, key, env, tableCapacity, home, &end.result);
         } else {
             LOG_CRIT(LogOrigin, __LINE__) << "Failed to load env with id: " << key.toUtf8();
             return OpenFailed;
@@ -163,11 +179,12 @@ int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int 
 
 int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
 {
+    auto lock = std::make_shared<AccessLock>(); // first: what has a descriptor is the registry's, and needs one
     const int descriptor = registry->addDesc(env);
     if (descriptor < 1)
         return -1;
     registry->names().insert(key, descriptor);
-    registry->locks().insert(key, std::make_shared<AccessLock>());
+    registry->locks().insert(key, std::move(lock));
     return descriptor;
 }
 

@@ -62,11 +62,13 @@ void addFile(const std::string& name, BackupFile file, BackupFiles* files)
         files->databases.emplace(name, std::move(file));
 }
 
-void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_code& error)
+/** From the number `first` on. */
+void addShippedLogs(const fs::path& directory, std::uint32_t first, BackupFiles* files, std::error_code& error)
 {
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        if (const auto number = BackupNames::shippedLogNumber(entry->path().filename().string())) {
+        const auto number = BackupNames::shippedLogNumber(entry->path().filename().string());
+        if (number && *number >= first) {
             const std::string name = BackupNames::logFile(*number);
             files->logs[*number].path = wholeCopy(directory / name, directory.parent_path() / name);
         }
@@ -74,7 +76,8 @@ void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_co
 }
 
 /** An empty string, or what is wrong with the list or with what is there of it. */
-std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files)
+std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files,
+                           std::uint32_t* firstLog)
 {
     std::ifstream stream(directory / BackupNames::ListFile, std::ios::binary);
     const std::string text(std::istreambuf_iterator<char>(stream), {});
@@ -94,6 +97,7 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
     }
     for (const auto& [name, path] : found)
         files->leftOut.emplace(name, "it is not in the list of the copy's files");
+    *firstLog = list.firstLog;
     return {};
 }
 
@@ -143,8 +147,10 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
     }
+    // Log files in front of a copy are shipped as well, after it: what is missing of them is missed by nobody.
+    std::uint32_t firstLog = 0;
     if (hasList) {
-        if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
+        if (*error = addListedFiles(directory, std::move(found), files, &firstLog); !error->empty())
             return false;
     } else {
         if (found.erase(SettingsFile) > 0)
@@ -154,7 +160,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
     }
     const bool copyHasLogs = !files->logs.empty();
     if (!failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
-        addShippedLogs(directory / BackupNames::LogDirectory, files, failure);
+        addShippedLogs(directory / BackupNames::LogDirectory, firstLog, files, failure);
     if (failure && failure != std::errc::no_such_file_or_directory) {
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;

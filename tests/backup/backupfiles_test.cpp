@@ -207,6 +207,31 @@ TEST_F(ReadBackup, RefusesAGapInTheLogs)
                                        "without it");
 }
 
+TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
+{
+    // The server was killed, or is at work, when it had shipped some of those that the copy does not need.
+    write("t", "abc");
+    write("log.0000000007", "log");
+    write("__log__/log.0000000003");
+    write("__log__/log.0000000005");
+    BackupList list{.home = "/somewhere",
+                    .firstLog = 7,
+                    .lastLog = 7,
+                    .lastLogSize = 3,
+                    .files = {{"t", {3, 1}}, {"log.0000000007", {3, 2}}}};
+    write("BackupFiles.list", writeBackupList(list));
+    std::string error;
+    ASSERT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+    EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U)));
+    EXPECT_THAT(files_.leftOut, testing::IsEmpty());
+
+    list.firstLog = 5; // one that it needs cannot be done without, wherever it is
+    write("BackupFiles.list", writeBackupList(list));
+    files_ = {};
+    EXPECT_EQ(refusal(), dir_.path() + " has a gap: log.0000000006 is missing, and what follows cannot be applied "
+                                       "without it");
+}
+
 TEST_F(ReadBackup, RefusesAnEmptyDirectory)
 {
     EXPECT_EQ(refusal(), dir_.path() + " is no backup: it holds no log files");

@@ -1,4 +1,4 @@
-#include "client/standarddescriptors.h"
+#include "base/standarddescriptors.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
 
@@ -147,7 +147,7 @@ int serve(const Options& options, AllowedUsers* users)
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
-    Client::openStandardDescriptors();
+    Base::openStandardDescriptors();
     std::set_terminate(giveUp);
     // Before there is any thread, so that only the one that waits for them gets them.
     const sigset_t ending = endingSignals();

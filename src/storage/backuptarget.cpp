@@ -1,6 +1,9 @@
 #include "storage/backuptarget.h"
 
+#include "base/directoryentries.h"
+#include "base/fileio.h"
 #include "base/filesync.h"
+#include "base/paths.h"
 #include "format/backupnames.h"
 #include "format/checksum.h"
 #include "log/log.h"
@@ -11,8 +14,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <system_error>
@@ -29,13 +30,13 @@ namespace {
 std::set<std::uint32_t> logNumbersIn(const fs::path& directory)
 {
     std::set<std::uint32_t> numbers;
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
+    (void)Base::forEachEntry(directory, [&](const fs::directory_entry& entry) { // ignored: none can be read
         std::error_code vanished;
-        const auto number = BackupNames::logNumber(entry->path().filename().string());
-        if (number && entry->is_regular_file(vanished))
+        const auto number = BackupNames::logNumber(entry.path().filename().string());
+        if (number && entry.is_regular_file(vanished))
             numbers.insert(*number);
-    }
+        return 0;
+    });
     return numbers;
 }
 
@@ -73,7 +74,7 @@ int BackupTarget::checkPath() const
     std::error_code error;
     const fs::path target = fs::weakly_canonical(fs::absolute(path_, error), error);
     for (const fs::path& directory : ours) {
-        if (!error && isWithin(target, fs::canonical(directory, error)))
+        if (!error && Base::isWithin(target, fs::canonical(directory, error)))
             return EBUSY;
     }
     return 0;
@@ -100,7 +101,7 @@ int BackupTarget::openForCopy(const DatabaseFiles& databases)
     if (::mkdir(path_.c_str(), S_IRWXU) != 0) {
         if (errno != EEXIST)
             return errno;
-    } else if (const int rc = syncToDisk(path_ / "..")) {
+    } else if (const int rc = Base::syncToDisk(path_ / "..")) {
         return rc;
     }
     if (const int rc = hold())
@@ -162,8 +163,8 @@ int BackupTarget::readLists(bool* finished, bool* unfinished)
     *finished = !*unfinished && isThere(list);
     if (!*finished && !*unfinished)
         return 0;
-    std::ifstream file(*finished ? list : unfinishedList, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
+    std::string text;
+    (void)Base::readFile(*finished ? list : unfinishedList, &text); // ignored: a list that is cut off is refused
     std::string error;
     ours_ = readBackupList(text, &earlier_, &error);
     return ours_ || *unfinished ? 0 : EINVAL;
@@ -172,14 +173,15 @@ int BackupTarget::readLists(bool* finished, bool* unfinished)
 /** Only what stands in the directory itself counts: what is below it is not touched. */
 bool BackupTarget::looksLikeEnvironment() const
 {
-    std::error_code error;
-    for (fs::directory_iterator entry(path_, error), end; !error && entry != end; entry.increment(error)) {
+    constexpr int Found = -1; // no errno value
+    const auto look = [](const fs::directory_entry& entry) {
         std::error_code vanished;
-        if (entry->is_regular_file(vanished) &&
-            (BackupNames::logNumber(entry->path().filename().string()) || isDatabaseFile(entry->path())))
-            return true;
-    }
-    return false;
+        const bool isOfEnvironment =
+            entry.is_regular_file(vanished) &&
+            (BackupNames::logNumber(entry.path().filename().string()) || isDatabaseFile(entry.path()));
+        return isOfEnvironment ? Found : 0;
+    };
+    return Base::forEachEntry(path_, look) == Found;
 }
 
 /** True when the earlier copy has files in a directory of that name. */
@@ -365,7 +367,7 @@ int BackupTarget::beginCopy()
         if (error)
             return error.value();
     }
-    if (const int rc = syncToDisk(path_))
+    if (const int rc = Base::syncToDisk(path_))
         return rc;
     return removeFiles();
 }
@@ -373,9 +375,9 @@ int BackupTarget::beginCopy()
 int BackupTarget::noteFiles(const BackupList& list)
 {
     const fs::path draft = path_ / BackupNames::ListDraft;
-    if (const int rc = writeToDisk(draft, writeBackupList(list)))
+    if (const int rc = Base::writeToDisk(draft, writeBackupList(list)))
         return rc;
     std::error_code error;
     fs::rename(draft, path_ / BackupNames::UnfinishedListFile, error);
-    return error ? error.value() : syncToDisk(path_);
+    return error ? error.value() : Base::syncToDisk(path_);
 }

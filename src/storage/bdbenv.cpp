@@ -1,5 +1,6 @@
 #include "storage/bdbenv.h"
 
+#include "base/directoryentries.h"
 #include "base/filesync.h"
 #include "format/backupnames.h"
 #include "format/tablename.h"
@@ -74,16 +75,11 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
  */
 int syncLog(const std::filesystem::path& directory)
 {
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
+    return Base::forEachEntry(directory, [](const std::filesystem::directory_entry& entry) {
         std::error_code vanished;
-        if (!BackupNames::logNumber(entry->path().filename().string()) || !entry->is_regular_file(vanished))
-            continue;
-        if (const int rc = syncToDisk(entry->path()))
-            return rc;
-    }
-    return error.value();
+        const bool isLog = BackupNames::logNumber(entry.path().filename().string()) && entry.is_regular_file(vanished);
+        return isLog ? Base::syncToDisk(entry.path()) : 0;
+    });
 }
 
 /**

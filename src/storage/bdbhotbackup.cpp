@@ -192,7 +192,7 @@ int BDBHotBackupThread::fullBackup()
             break;
         bool deleted = false;
         if (noCommits.whileHeld([&] { deleted = deleteMarker(copy.path()); }))
-            return deleted && syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
+            return deleted && Base::syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
         noCommits.end();
         rc = copy.catchUp();
     }

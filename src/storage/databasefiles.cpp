@@ -1,5 +1,9 @@
 #include "storage/databasefiles.h"
 
+#include "base/descriptor.h"
+#include "base/directoryentries.h"
+#include "base/fileio.h"
+#include "base/paths.h"
 #include "format/backupnames.h"
 #include "storage/bdbenv.h"
 #include "storage/environmentfiles.h"
@@ -34,7 +38,7 @@ bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
         return false;
     const fs::path target = fs::canonical(path, error);
     return !error && std::any_of(directories.begin(), directories.end(),
-                                 [&](const fs::path& directory) { return isWithin(target, directory); });
+                                 [&](const fs::path& directory) { return Base::isWithin(target, directory); });
 }
 
 /** The data directories as canonical paths; those that are not there are left out. */
@@ -59,18 +63,19 @@ public:
 
     int through(const fs::path& directory, const std::string& prefix)
     {
-        std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            if (name.starts_with("__db") || name == BackupNames::LogDirectory)
-                continue; // Berkeley DB's own, and files that are only just being made
-            if (const int rc = visit(*entry, prefix + name))
-                return rc;
-        }
+        int visited = 0;
+        const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
+            const std::string name = entry.path().filename().string();
+            const bool isTable = !name.starts_with("__db") && name != BackupNames::LogDirectory;
+            visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or only just being made
+            return visited;
+        });
+        if (visited != 0)
+            return visited;
         // What nobody may search, such as a file system's "lost+found", holds no table of ours.
-        if (error == std::errc::permission_denied && ::access(directory.c_str(), X_OK) != 0)
+        if (rc == EACCES && ::access(directory.c_str(), X_OK) != 0)
             return 0;
-        return error == std::errc::no_such_file_or_directory ? 0 : error.value();
+        return rc == ENOENT ? 0 : rc;
     }
 
 private:
@@ -158,11 +163,6 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
     return 0;
 }
 
-bool isWithin(const fs::path& path, const fs::path& directory)
-{
-    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
-}
-
 bool isDatabaseFile(const fs::path& file)
 {
     bool isDatabase = false;
@@ -172,13 +172,12 @@ bool isDatabaseFile(const fs::path& file)
 int checkDatabaseFile(const fs::path& file, bool* isDatabase)
 {
     *isDatabase = false;
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
+    const Base::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!descriptor.isOpen())
         return errno == ENOENT ? 0 : errno;
     std::uint32_t magic = 0;
-    const ssize_t got = ::pread(descriptor, &magic, sizeof magic, MagicOffset);
-    const int rc = got < 0 ? errno : 0;
-    ::close(descriptor);
+    std::size_t got = 0;
+    const int rc = Base::readAt(descriptor.number(), MagicOffset, &magic, sizeof magic, &got);
     const std::uint32_t swapped = __builtin_bswap32(magic); // a database keeps the byte order of where it was made
     *isDatabase = got == sizeof magic && (std::find(Magics.begin(), Magics.end(), magic) != Magics.end() ||
                                           std::find(Magics.begin(), Magics.end(), swapped) != Magics.end());
@@ -188,10 +187,9 @@ int checkDatabaseFile(const fs::path& file, bool* isDatabase)
 std::string databaseId(const fs::path& file)
 {
     std::string id(IdLength, '\0');
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
+    const Base::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    std::size_t got = 0;
+    if (!descriptor.isOpen() || Base::readAt(descriptor.number(), IdOffset, id.data(), id.size(), &got) != 0)
         return {};
-    const bool whole = ::pread(descriptor, id.data(), id.size(), IdOffset) == static_cast<ssize_t>(id.size());
-    ::close(descriptor);
-    return whole ? id : std::string();
+    return got == id.size() ? id : std::string();
 }

@@ -29,9 +29,6 @@ using DatabaseFiles = std::map<std::string, std::filesystem::path>;
  */
 [[nodiscard]] int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond);
 
-/** True for `directory` and all below it; both are canonical. */
-bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory);
-
 /** True for a file that begins as Berkeley DB's databases do. False as well when it cannot be read. */
 bool isDatabaseFile(const std::filesystem::path& file);
 

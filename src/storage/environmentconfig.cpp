@@ -1,6 +1,7 @@
 #include "storage/environmentconfig.h"
 
 #include "base/descriptor.h"
+#include "base/fileio.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +11,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -35,18 +35,9 @@ int readText(const fs::path& path, std::string* text)
         return errno;
     if (!S_ISREG(status.st_mode))
         return EINVAL;
-    text->resize(MaxBytes + 1);
-    std::size_t size = 0;
-    while (size < text->size()) {
-        const ssize_t got = ::read(file.number(), text->data() + size, text->size() - size);
-        if (got < 0)
-            return errno;
-        if (got == 0)
-            break;
-        size += static_cast<std::size_t>(got);
-    }
-    text->resize(size);
-    return size > MaxBytes || text->find('\0') != std::string::npos ? EINVAL : 0;
+    if (const int rc = Base::readAll(file.number(), MaxBytes + 1, text))
+        return rc;
+    return text->size() > MaxBytes || text->find('\0') != std::string::npos ? EINVAL : 0;
 }
 
 bool isControl(char c)

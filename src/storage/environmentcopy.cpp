@@ -127,7 +127,7 @@ int EnvironmentCopy::copyDatabases()
             return rc;
     }
     for (const fs::path& directory : directories_) {
-        if (const int rc = syncToDisk(directory))
+        if (const int rc = Base::syncToDisk(directory))
             return rc;
     }
     return 0;
@@ -145,7 +145,7 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
         return 0; // it was being made, and its transaction was aborted
     if (rc != 0)
         return rc;
-    if (const int failure = syncToDisk(copy))
+    if (const int failure = Base::syncToDisk(copy))
         return failure;
     Checksum checksum;
     BackupList::File file;
@@ -187,7 +187,7 @@ int EnvironmentCopy::takeListBack()
     if (error)
         return error.value();
     listed_ = false;
-    return syncToDisk(target_.path());
+    return Base::syncToDisk(target_.path());
 }
 
 int EnvironmentCopy::catchUp()
@@ -237,7 +237,7 @@ int EnvironmentCopy::writeList()
     if (error)
         return error.value();
     listed_ = true;
-    return syncToDisk(target_.path());
+    return Base::syncToDisk(target_.path());
 }
 
 void EnvironmentCopy::dropLog()

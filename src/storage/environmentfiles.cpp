@@ -1,6 +1,8 @@
 #include "storage/environmentfiles.h"
 
 #include "base/descriptor.h"
+#include "base/directoryentries.h"
+#include "base/fileio.h"
 #include "format/backupnames.h"
 #include "storage/environmentconfig.h"
 
@@ -46,17 +48,6 @@ bool isLogName(const fs::path& path)
     return BackupNames::logNumber(path.filename().string()).has_value();
 }
 
-/** Walks over `directory` as long as `look`, an `int(const fs::directory_entry&)`, returns 0. */
-template <typename Look> int forEachEntry(const fs::path& directory, Look look)
-{
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-        if (const int rc = look(*entry))
-            return rc;
-    }
-    return error.value();
-}
-
 constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
 
 /** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
@@ -66,8 +57,9 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
     if (!file.isOpen()) // what vanished meanwhile, or may not be read, is no database that anybody could open
         return errno == EMFILE || errno == ENFILE ? errno : 0;
     MetaPageStart start{};
-    const ssize_t got = ::pread(file.number(), &start, sizeof start, 0);
-    return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
+    std::size_t got = 0;
+    (void)Base::readAt(file.number(), 0, &start, sizeof start, &got); // ignored: as above
+    return got == sizeof start && isMagic(start.magic) ? look(start) : 0;
 }
 
 /**
@@ -76,7 +68,7 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
  */
 template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
-    const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
+    const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
             return lookAtFile(entry.path(), look);
@@ -148,7 +140,7 @@ int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 int EnvironmentFiles::findLogIn(const fs::path& directory, bool* found)
 {
     *found = false;
-    const int rc = forEachEntry(directory, [found](const fs::directory_entry& entry) {
+    const int rc = Base::forEachEntry(directory, [found](const fs::directory_entry& entry) {
         *found = *found || isLogName(entry.path());
         return 0;
     });
@@ -198,7 +190,7 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
         return errno;
     if (const int rc = tryToMakeFile(directory))
         return rc;
-    return forEachEntry(directory, [](const fs::directory_entry& entry) {
+    return Base::forEachEntry(directory, [](const fs::directory_entry& entry) {
         if (!isLogName(entry.path()))
             return 0;
         if (::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0)

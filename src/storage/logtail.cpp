@@ -1,5 +1,7 @@
 #include "storage/logtail.h"
 
+#include "base/descriptor.h"
+#include "base/fileio.h"
 #include "format/backupnames.h"
 #include "format/checksum.h"
 #include "storage/bdbenv.h"
@@ -18,63 +20,31 @@
 
 namespace {
 
-/** A file descriptor that is closed with the object. */
-class File {
-public:
-    File(const QByteArray& path, int flags, mode_t mode = 0) : descriptor_(::open(path.constData(), flags, mode)) {}
-    ~File()
-    {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    bool isOpen() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }
-
-private:
-    const int descriptor_;
-};
-
-bool writeAll(int descriptor, const char* data, std::size_t size, off_t offset)
-{
-    while (size > 0) {
-        const ssize_t written = ::pwrite(descriptor, data, size, offset);
-        if (written < 0)
-            return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-        offset += written;
-    }
-    return true;
-}
-
 /** Copies [begin, end) of a file; `end` below 0 means to its end. */
 int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, off_t end)
 {
-    const File from(source, O_RDONLY | O_CLOEXEC);
-    const File to(target, O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const Base::Descriptor from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
+    const Base::Descriptor to(::open(target.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!from.isOpen() || !to.isOpen())
         return errno;
     struct stat status;
-    if (::fstat(to.descriptor(), &status) != 0)
+    if (::fstat(to.number(), &status) != 0)
         return errno;
     if (!S_ISREG(status.st_mode))
         return ESPIPE; // something of somebody else's is in the way, and has no places to write to
     std::vector<char> buffer(256 * 1024);
     for (off_t offset = begin; end < 0 || offset < end;) {
         const auto wanted = end < 0 ? buffer.size() : std::min(buffer.size(), static_cast<std::size_t>(end - offset));
-        const ssize_t got = ::pread(from.descriptor(), buffer.data(), wanted, offset);
-        if (got < 0)
-            return errno;
-        if (got == 0)
+        std::size_t got = 0;
+        if (const int rc = Base::readAt(from.number(), offset, buffer.data(), wanted, &got))
+            return rc;
+        if (const int rc = Base::writeAllAt(to.number(), offset, {buffer.data(), got}))
+            return rc;
+        offset += static_cast<off_t>(got);
+        if (got < wanted)
             break;
-        if (!writeAll(to.descriptor(), buffer.data(), static_cast<std::size_t>(got), offset))
-            return errno;
-        offset += got;
     }
-    return ::fsync(to.descriptor()) == 0 ? 0 : errno;
+    return ::fsync(to.number()) == 0 ? 0 : errno;
 }
 
 /** What every record of a log begins with; on disk, in the byte order of the machine. */
@@ -85,11 +55,12 @@ struct RecordHeader {
 
 int readHeader(const std::filesystem::path& file, off_t offset, RecordHeader* header)
 {
-    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
+    const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!from.isOpen())
         return errno;
     *header = {};
-    return ::pread(from.descriptor(), header, sizeof *header, offset) >= 0 ? 0 : errno;
+    std::size_t got = 0;
+    return Base::readAt(from.number(), offset, header, sizeof *header, &got);
 }
 
 /** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */
@@ -165,18 +136,20 @@ int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
 
 int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size, Checksum* checksum)
 {
-    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
+    const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!from.isOpen())
         return errno;
     std::vector<char> buffer(256 * 1024);
     while (size > 0) {
         const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), size);
-        const ssize_t got = ::pread(from.descriptor(), buffer.data(), wanted, static_cast<off_t>(offset));
-        if (got <= 0)
-            return got < 0 ? errno : ENODATA;
-        checksum->add({buffer.data(), static_cast<std::size_t>(got)});
-        offset += static_cast<std::uint64_t>(got);
-        size -= static_cast<std::uint64_t>(got);
+        std::size_t got = 0;
+        if (const int rc = Base::readAt(from.number(), static_cast<off_t>(offset), buffer.data(), wanted, &got))
+            return rc;
+        if (got < wanted)
+            return ENODATA;
+        checksum->add({buffer.data(), got});
+        offset += got;
+        size -= got;
     }
     return 0;
 }

@@ -1,9 +1,8 @@
 #include "tools/backupfiles.h"
 
+#include "base/fileio.h"
 #include "format/backupnames.h"
 
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -76,8 +75,8 @@ void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_co
 /** An empty string, or what is wrong with the list or with what is there of it. */
 std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files)
 {
-    std::ifstream stream(directory / BackupNames::ListFile, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    std::string text;
+    (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a list that is cut off is refused
     BackupList list;
     std::string error;
     if (!readBackupList(text, &list, &error))

@@ -1,6 +1,7 @@
 #include "tools/filecopy.h"
 
 #include "base/descriptor.h"
+#include "base/fileio.h"
 #include "tools/interruption.h"
 
 #include <cerrno>
@@ -13,22 +14,6 @@
 namespace fs = std::filesystem;
 
 namespace Ctl {
-
-namespace {
-
-int writeAll(int descriptor, const char* data, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t written = ::write(descriptor, data, size);
-        if (written < 0)
-            return errno;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return 0;
-}
-
-} // namespace
 
 int copyFile(const fs::path& from, const fs::path& to, LeadingChecksum* leading)
 {
@@ -43,8 +28,9 @@ int copyFile(const fs::path& from, const fs::path& to, LeadingChecksum* leading)
         const ssize_t size = ::read(source.number(), buffer.data(), buffer.size());
         if (size <= 0)
             return size < 0 ? errno : 0;
-        leading->add({buffer.data(), static_cast<std::size_t>(size)});
-        if (const int error = writeAll(target.number(), buffer.data(), static_cast<std::size_t>(size)))
+        const std::string_view piece(buffer.data(), static_cast<std::size_t>(size));
+        leading->add(piece);
+        if (const int error = Base::writeAll(target.number(), piece))
             return error;
     }
     return EINTR;

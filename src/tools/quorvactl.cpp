@@ -1,5 +1,5 @@
 #include "client/connection.h"
-#include "client/standarddescriptors.h"
+#include "base/standarddescriptors.h"
 #include "tools/admincommand.h"
 #include "tools/command.h"
 #include "tools/deletecommand.h"
@@ -135,7 +135,7 @@ int run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    Client::openStandardDescriptors();
+    Base::openStandardDescriptors();
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {

@@ -1,6 +1,7 @@
 #include "tools/restoresteps.h"
 
 #include "base/directorylock.h"
+#include "base/paths.h"
 #include "format/backupnames.h"
 #include "tools/command.h"
 #include "tools/filecopy.h"
@@ -17,12 +18,13 @@ namespace Ctl {
 
 namespace {
 
-/** True for the directory itself and for all below it, whatever links lead there. */
-bool isWithin(const fs::path& path, const fs::path& directory)
+/** Whatever links lead there; the target need not exist yet. */
+bool liesIn(const fs::path& target, const fs::path& directory)
 {
     std::error_code error;
-    const fs::path relative = fs::relative(path, directory, error);
-    return !error && !relative.empty() && *relative.begin() != "..";
+    const fs::path path = fs::weakly_canonical(fs::absolute(target, error), error);
+    const fs::path within = error ? fs::path() : fs::canonical(directory, error);
+    return !error && Base::isWithin(path, within);
 }
 
 } // namespace
@@ -43,7 +45,7 @@ std::string RestoreSteps::run()
         return error;
     for (const auto& [name, reason] : files_.leftOut)
         complain((backup_ / name).string() + " is left out: " + reason);
-    if (isWithin(given_, backup_))
+    if (liesIn(given_, backup_))
         return given_.string() + " lies in " + backup_.string() + ", which a restore does not change";
     if (error = target_.prepare(); !error.empty())
         return error;

@@ -6,8 +6,10 @@
 #include "base/paths.h"
 #include "format/backupnames.h"
 #include "format/checksum.h"
+#include "format/logfiles.h"
 #include "log/log.h"
 #include "storage/bdbenv.h"
+#include "storage/databasefile.h"
 #include "storage/logshipping.h"
 #include "storage/logtail.h"
 
@@ -25,20 +27,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-/** The numbers of the log files in a directory. */
-std::set<std::uint32_t> logNumbersIn(const fs::path& directory)
-{
-    std::set<std::uint32_t> numbers;
-    (void)Base::forEachEntry(directory, [&](const fs::directory_entry& entry) { // ignored: none can be read
-        std::error_code vanished;
-        const auto number = BackupNames::logNumber(entry.path().filename().string());
-        if (number && entry.is_regular_file(vanished))
-            numbers.insert(*number);
-        return 0;
-    });
-    return numbers;
-}
 
 /** -1 for what is no regular file. */
 std::int64_t sizeOf(const fs::path& file)
@@ -141,7 +129,7 @@ int BackupTarget::openForShipping()
     bool unfinished = false;
     if (const int rc = readLists(&finished, &unfinished))
         return rc == EINVAL ? refuse() : rc;
-    if (unfinished || (!finished && (!logNumbersIn(path_).empty() || looksLikeEnvironment())))
+    if (unfinished || (!finished && (!LogFiles::numbersIn(path_).empty() || looksLikeEnvironment())))
         return refuse();
     bool continues = false;
     if (const int rc = finished ? continuesCopy(&continues) : continuesShippedLogs(&continues))
@@ -166,7 +154,7 @@ int BackupTarget::readLists(bool* finished, bool* unfinished)
     std::string text;
     (void)Base::readFile(*finished ? list : unfinishedList, &text); // ignored: a list that is cut off is refused
     std::string error;
-    ours_ = readBackupList(text, &earlier_, &error);
+    ours_ = BackupList::read(text, &earlier_, &error);
     return ours_ || *unfinished ? 0 : EINVAL;
 }
 
@@ -178,7 +166,7 @@ bool BackupTarget::looksLikeEnvironment() const
         std::error_code vanished;
         const bool isOfEnvironment =
             entry.is_regular_file(vanished) &&
-            (BackupNames::logNumber(entry.path().filename().string()) || isDatabaseFile(entry.path()));
+            (LogFiles::numberOf(entry.path().filename().string()) || DatabaseFile::isDatabase(entry.path()));
         return isOfEnvironment ? Found : 0;
     };
     return Base::forEachEntry(path_, look) == Found;
@@ -197,7 +185,7 @@ bool BackupTarget::hasDirectory(const std::string& name) const
  */
 bool BackupTarget::isInTheWay(const DatabaseFiles& databases) const
 {
-    if (!ours_ && !logNumbersIn(path_ / BackupNames::LogDirectory).empty())
+    if (!ours_ && !LogFiles::numbersIn(path_ / BackupNames::LogDirectory).empty())
         return true;
     return std::any_of(databases.begin(), databases.end(), [this](const auto& database) {
         const std::string& name = database.first;
@@ -216,13 +204,12 @@ bool BackupTarget::isInTheWay(const DatabaseFiles& databases) const
  */
 int BackupTarget::isUnfinishedCopy(bool* untouched) const
 {
-    for (const std::uint32_t number : logNumbersIn(path_)) {
-        const std::string name = BackupNames::logFile(number);
+    for (const std::uint32_t number : LogFiles::numbersIn(path_)) {
+        const std::string name = LogFiles::name(number);
         const auto listed = earlier_.files.find(name);
         Checksum checksum;
         if (listed != earlier_.files.end() && sizeOf(path_ / name) == static_cast<std::int64_t>(listed->second.size) &&
-            addToChecksum(path_ / name, 0, listed->second.size, &checksum) == 0 &&
-            checksum.value() == listed->second.checksum)
+            checksum.addFile(path_ / name, 0, listed->second.size) == 0 && checksum.value() == listed->second.checksum)
             continue;
         bool ofOurs = false;
         if (const int rc = isOfLog(env_, number, path_ / name, &ofOurs))
@@ -237,8 +224,8 @@ int BackupTarget::isUnfinishedCopy(bool* untouched) const
 /** False once somebody has opened the copy as an environment, or put further log files there. */
 bool BackupTarget::isAsItWasLeft() const
 {
-    for (const std::uint32_t number : logNumbersIn(path_)) {
-        if (!earlier_.files.contains(BackupNames::logFile(number)))
+    for (const std::uint32_t number : LogFiles::numbersIn(path_)) {
+        if (!earlier_.files.contains(LogFiles::name(number)))
             return false;
     }
     return std::all_of(earlier_.files.begin(), earlier_.files.end(), [this](const auto& file) {
@@ -267,10 +254,10 @@ int BackupTarget::isOfThisEnvironment(const DatabaseFiles& databases, bool unfin
     // The log files in between are gone. The databases tell as well, as long as there is one.
     *same = unfinished && earlier_.home == home;
     for (const auto& [name, path] : databases) {
-        if (!earlier_.files.contains(name) || (unfinished && databaseId(path_ / name).empty()))
+        if (!earlier_.files.contains(name) || (unfinished && DatabaseFile::id(path_ / name).empty()))
             continue;
-        const std::string id = databaseId(path);
-        *same = !id.empty() && id == databaseId(path_ / name);
+        const std::string id = DatabaseFile::id(path);
+        *same = !id.empty() && id == DatabaseFile::id(path_ / name);
         if (!*same)
             return 0;
     }
@@ -282,7 +269,7 @@ int BackupTarget::continuesCopy(bool* continues) const
     std::uint32_t first = 0;
     if (const int rc = firstLogFile(env_, &first))
         return rc == DB_NOTFOUND ? 0 : rc;
-    const auto last = earlier_.files.find(BackupNames::logFile(earlier_.lastLog));
+    const auto last = earlier_.files.find(LogFiles::name(earlier_.lastLog));
     if (first <= earlier_.lastLog) {
         if (last == earlier_.files.end())
             return 0;
@@ -290,11 +277,11 @@ int BackupTarget::continuesCopy(bool* continues) const
         if (const int rc = logFilePath(env_, earlier_.lastLog, &own))
             return rc;
         Checksum checksum;
-        const int rc = addToChecksum(own, 0, earlier_.lastLogSize, &checksum);
+        const int rc = checksum.addFile(own, 0, earlier_.lastLogSize);
         *continues = rc == 0 && checksum.value() == last->second.checksum;
         return rc == ENOENT || rc == ENODATA ? 0 : rc;
     }
-    const std::set<std::uint32_t> shipped = logNumbersIn(path_ / BackupNames::LogDirectory);
+    const std::set<std::uint32_t> shipped = LogFiles::numbersIn(path_ / BackupNames::LogDirectory);
     for (std::uint32_t number = earlier_.lastLog; number < first; ++number) {
         if (!shipped.contains(number))
             return 0;
@@ -306,7 +293,7 @@ int BackupTarget::continuesCopy(bool* continues) const
 int BackupTarget::continuesShippedLogs(bool* continues) const
 {
     const fs::path directory = path_ / BackupNames::LogDirectory;
-    const std::set<std::uint32_t> shipped = logNumbersIn(directory);
+    const std::set<std::uint32_t> shipped = LogFiles::numbersIn(directory);
     std::uint32_t first = 0;
     if (const int rc = firstLogFile(env_, &first)) {
         *continues = rc == DB_NOTFOUND && shipped.empty();
@@ -327,7 +314,7 @@ int BackupTarget::continuesShippedLogs(bool* continues) const
 int BackupTarget::agreesWithShippedLogs(bool* agrees) const
 {
     const fs::path directory = path_ / BackupNames::LogDirectory;
-    const std::set<std::uint32_t> shipped = logNumbersIn(directory);
+    const std::set<std::uint32_t> shipped = LogFiles::numbersIn(directory);
     *agrees = shipped.empty();
     if (shipped.empty())
         return 0;
@@ -336,7 +323,7 @@ int BackupTarget::agreesWithShippedLogs(bool* agrees) const
         return rc == DB_NOTFOUND ? 0 : rc;
     const std::uint32_t last = *shipped.rbegin();
     if (last >= first)
-        return isOfLog(env_, last, directory / BackupNames::logFile(last), agrees);
+        return isOfLog(env_, last, directory / LogFiles::name(last), agrees);
     if (last + 1 == first)
         return followsLog(env_, first, directory, agrees);
     *agrees = true;
@@ -375,7 +362,7 @@ int BackupTarget::beginCopy()
 int BackupTarget::noteFiles(const BackupList& list)
 {
     const fs::path draft = path_ / BackupNames::ListDraft;
-    if (const int rc = Base::writeToDisk(draft, writeBackupList(list)))
+    if (const int rc = Base::writeToDisk(draft, list.write()))
         return rc;
     std::error_code error;
     fs::rename(draft, path_ / BackupNames::UnfinishedListFile, error);

@@ -2,7 +2,7 @@
 
 #include "base/directoryentries.h"
 #include "base/filesync.h"
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "format/tablename.h"
 #include "log/log.h"
 #include "storage/bdbcacheflushthread.h"
@@ -77,7 +77,7 @@ int syncLog(const std::filesystem::path& directory)
 {
     return Base::forEachEntry(directory, [](const std::filesystem::directory_entry& entry) {
         std::error_code vanished;
-        const bool isLog = BackupNames::logNumber(entry.path().filename().string()) && entry.is_regular_file(vanished);
+        const bool isLog = LogFiles::numberOf(entry.path().filename().string()) && entry.is_regular_file(vanished);
         return isLog ? Base::syncToDisk(entry.path()) : 0;
     });
 }

@@ -1,34 +1,26 @@
 #include "storage/databasefiles.h"
 
-#include "base/descriptor.h"
 #include "base/directoryentries.h"
-#include "base/fileio.h"
 #include "base/paths.h"
 #include "format/backupnames.h"
+#include "format/environmentnames.h"
 #include "storage/bdbenv.h"
+#include "storage/databasefile.h"
 #include "storage/environmentfiles.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdint>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Where the first page of a database, whatever its kind, has its magic number and its identity; on disk.
-constexpr std::size_t MagicOffset = 12;
-constexpr std::size_t IdOffset = 52;
-constexpr std::size_t IdLength = 20;
-constexpr std::array<std::uint32_t, 4> Magics = {0x053162, 0x061561, 0x042253, 0x074582}; // tree, hash, queue, heap
 
 /** True for a link to one of `directories`, which are canonical, or below: what is there has a name without it. */
 bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
@@ -66,7 +58,7 @@ public:
         int visited = 0;
         const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
             const std::string name = entry.path().filename().string();
-            const bool isTable = !name.starts_with("__db") && name != BackupNames::LogDirectory;
+            const bool isTable = !EnvironmentNames::isInternal(name) && name != BackupNames::LogDirectory;
             visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or only just being made
             return visited;
         });
@@ -91,12 +83,13 @@ private:
                 return rc;
             return ownLog || !enter(entry.path()) ? 0 : through(entry.path(), name + '/');
         }
-        bool isDatabase = false;
+        std::optional<DatabasePage::Start> start;
         if (entry.is_regular_file(vanished)) {
-            if (const int rc = checkDatabaseFile(entry.path(), &isDatabase))
+            const int rc = DatabaseFile::readStart(entry.path(), &start);
+            if (rc != 0 && rc != ENOENT)
                 return rc;
         }
-        if (isDatabase)
+        if (start)
             files_.emplace(name, entry.path());
         return 0;
     }
@@ -161,35 +154,4 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
         }
     }
     return 0;
-}
-
-bool isDatabaseFile(const fs::path& file)
-{
-    bool isDatabase = false;
-    return checkDatabaseFile(file, &isDatabase) == 0 && isDatabase;
-}
-
-int checkDatabaseFile(const fs::path& file, bool* isDatabase)
-{
-    *isDatabase = false;
-    const Base::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!descriptor.isOpen())
-        return errno == ENOENT ? 0 : errno;
-    std::uint32_t magic = 0;
-    std::size_t got = 0;
-    const int rc = Base::readAt(descriptor.number(), MagicOffset, &magic, sizeof magic, &got);
-    const std::uint32_t swapped = __builtin_bswap32(magic); // a database keeps the byte order of where it was made
-    *isDatabase = got == sizeof magic && (std::find(Magics.begin(), Magics.end(), magic) != Magics.end() ||
-                                          std::find(Magics.begin(), Magics.end(), swapped) != Magics.end());
-    return rc;
-}
-
-std::string databaseId(const fs::path& file)
-{
-    std::string id(IdLength, '\0');
-    const Base::Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    std::size_t got = 0;
-    if (!descriptor.isOpen() || Base::readAt(descriptor.number(), IdOffset, id.data(), id.size(), &got) != 0)
-        return {};
-    return got == id.size() ? id : std::string();
 }

@@ -29,13 +29,4 @@ using DatabaseFiles = std::map<std::string, std::filesystem::path>;
  */
 [[nodiscard]] int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond);
 
-/** True for a file that begins as Berkeley DB's databases do. False as well when it cannot be read. */
-bool isDatabaseFile(const std::filesystem::path& file);
-
-/** The same as a result: 0 with `*isDatabase` set, or an errno value. A file that is not there is no database. */
-[[nodiscard]] int checkDatabaseFile(const std::filesystem::path& file, bool* isDatabase);
-
-/** The bytes that identify a database and all of its copies; empty when they cannot be read. */
-std::string databaseId(const std::filesystem::path& file);
-
 #endif

@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/fileio.h"
+#include "format/environmentnames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,7 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* FileName = "DB_CONFIG";
 constexpr std::size_t MaxBytes = 65536;
 constexpr std::size_t MaxLineBytes = 254; // Berkeley DB takes what follows for a line of its own
 constexpr std::string_view Blanks = " \t";
@@ -77,7 +77,8 @@ private:
         const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // all of the rest, blanks as well
         const bool empty = name.empty() || name.front() == '#';
         if (tooLong || !isText || (!empty && value.empty())) {
-            config_.complaint = "DB_CONFIG line " + std::to_string(number) + ": incorrect name-value pair";
+            config_.complaint = std::string(EnvironmentNames::ConfigFile) + " line " + std::to_string(number) +
+                                ": incorrect name-value pair";
             return EINVAL;
         }
         if (!empty)
@@ -112,7 +113,7 @@ int readEnvironmentConfig(const fs::path& home, EnvironmentConfig* config)
     const EnvironmentConfig defaults{home, {home}, home, {}};
     *config = defaults;
     std::string text;
-    if (const int rc = readText(home / FileName, &text))
+    if (const int rc = readText(home / EnvironmentNames::ConfigFile, &text))
         return rc;
     const int rc = Parser(home, config).parse(text);
     if (rc != 0) {

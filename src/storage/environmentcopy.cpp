@@ -2,6 +2,7 @@
 
 #include "base/filesync.h"
 #include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "storage/bdbenv.h"
 #include "storage/deadlockretry.h"
 #include "storage/logshipping.h"
@@ -86,13 +87,13 @@ int EnvironmentCopy::planOrigin()
         rc = logFilePath(env_, now.file, &log);
     Checksum checksum;
     if (rc == 0)
-        rc = addToChecksum(log, 0, now.offset, &checksum);
+        rc = checksum.addFile(log, 0, now.offset);
     if (rc != 0)
         return rc;
     planned_.firstLog = list_.firstLog;
     planned_.lastLog = now.file;
     planned_.lastLogSize = now.offset;
-    planned_.files[BackupNames::logFile(now.file)] = {now.offset, checksum.value()};
+    planned_.files[LogFiles::name(now.file)] = {now.offset, checksum.value()};
     return 0;
 }
 
@@ -152,7 +153,7 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
     file.size = fs::file_size(copy, error);
     if (error)
         return error.value();
-    if (const int failure = addToChecksum(copy, 0, file.size, &checksum))
+    if (const int failure = checksum.addFile(copy, 0, file.size))
         return failure;
     file.checksum = checksum.value();
     list_.files.emplace(name, file);
@@ -207,14 +208,14 @@ int EnvironmentCopy::catchUp()
 int EnvironmentCopy::listLogsUpTo(LogPosition position)
 {
     for (;;) {
-        const std::string name = BackupNames::logFile(summed_.file);
+        const std::string name = LogFiles::name(summed_.file);
         const fs::path file = target_.path() / name;
         const bool isLast = summed_.file == position.file;
         std::error_code error;
         const std::uint64_t size = isLast ? position.offset : fs::file_size(file, error);
         if (error)
             return error.value();
-        if (const int rc = addToChecksum(file, summed_.offset, size - summed_.offset, &logChecksum_))
+        if (const int rc = logChecksum_.addFile(file, summed_.offset, size - summed_.offset))
             return rc;
         list_.files[name] = {size, logChecksum_.value()};
         if (isLast) {

@@ -2,14 +2,14 @@
 
 #include "base/descriptor.h"
 #include "base/directoryentries.h"
-#include "base/fileio.h"
 #include "format/backupnames.h"
+#include "format/environmentnames.h"
+#include "format/logfiles.h"
+#include "storage/databasefile.h"
 #include "storage/environmentconfig.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -23,43 +23,23 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The first page of every database file begins with the position of the log record that describes its last change
-// (file number and offset), its own page number, and a number that tells the kind of database.
-struct MetaPageStart {
-    std::uint32_t logFile;
-    std::uint32_t logOffset;
-    std::uint32_t page;
-    std::uint32_t magic;
-};
-
-constexpr std::array<std::uint32_t, 4> Magics = {0x053162, 0x061561, 0x042253, 0x074582}; // B-tree, hash, queue, heap
-
-bool isMagic(std::uint32_t number)
-{
-    for (const std::uint32_t magic : Magics) {
-        if (number == magic || number == __builtin_bswap32(magic)) // files move between machines
-            return true;
-    }
-    return false;
-}
-
 bool isLogName(const fs::path& path)
 {
-    return BackupNames::logNumber(path.filename().string()).has_value();
+    return LogFiles::numberOf(path.filename().string()).has_value();
 }
 
 constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
 
-/** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
+/** Calls `look`, an `int(const DatabasePage::Start&)`, for a file that is a database, and returns its result, else 0.
+ */
 template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
-    const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file.isOpen()) // what vanished meanwhile, or may not be read, is no database that anybody could open
-        return errno == EMFILE || errno == ENFILE ? errno : 0;
-    MetaPageStart start{};
-    std::size_t got = 0;
-    (void)Base::readAt(file.number(), 0, &start, sizeof start, &got); // ignored: as above
-    return got == sizeof start && isMagic(start.magic) ? look(start) : 0;
+    // What vanished meanwhile, or may not be read, is no database that anybody could open.
+    std::optional<DatabasePage::Start> start;
+    const int rc = DatabaseFile::readStart(path, &start);
+    if (rc == EMFILE || rc == ENFILE)
+        return rc;
+    return start ? look(*start) : 0;
 }
 
 /**
@@ -112,8 +92,8 @@ int tryToMakeFile(const fs::path& directory)
     if (nameless.isOpen())
         return 0;
     if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
-        // A file system without files that have no name. No table can have this one, nor does Berkeley DB use it.
-        const fs::path path = directory / "__db.quorva.writable";
+        // A file system without files that have no name.
+        const fs::path path = directory / EnvironmentNames::ProbeFile;
         ::unlink(path.c_str()); // of a server that was killed
         const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
         if (named.isOpen()) {
@@ -156,7 +136,7 @@ bool EnvironmentFiles::isUnfinishedCopy(const fs::path& home)
 int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
     *found = false;
-    return forEachDatabase(home, [found](const MetaPageStart& start) {
+    return forEachDatabase(home, [found](const DatabasePage::Start& start) {
         *found = start.logFile != 0;
         return *found ? Enough : 0;
     });
@@ -169,7 +149,7 @@ int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
     if (::stat(directory.c_str(), &status) != 0)
         return errno;
     std::vector<fs::path> below;
-    const int rc = lookIn(directory, status.st_dev, &below, [found](const MetaPageStart&) {
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const DatabasePage::Start&) {
         *found = true;
         return Enough;
     });
@@ -181,7 +161,7 @@ int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
     *count = 0;
     if (most <= 0)
         return 0;
-    return forEachDatabase(home, [count, most](const MetaPageStart&) { return ++*count < most ? 0 : Enough; });
+    return forEachDatabase(home, [count, most](const DatabasePage::Start&) { return ++*count < most ? 0 : Enough; });
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)

@@ -3,6 +3,7 @@
 #include "base/directoryentries.h"
 #include "base/filesync.h"
 #include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "log/log.h"
 
 #include <filesystem>
@@ -87,7 +88,7 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
 int removeLogs(const QByteArray& target)
 {
     const auto shipped = [](const std::string& name) { return BackupNames::shippedLogNumber(name).has_value(); };
-    const auto copied = [](const std::string& name) { return BackupNames::logNumber(name).has_value(); };
+    const auto copied = [](const std::string& name) { return LogFiles::numberOf(name).has_value(); };
     if (const int rc = removeFiles(pathOf(logDirectory(target)), shipped))
         return rc;
     return removeFiles(pathOf(target), copied);

@@ -2,8 +2,8 @@
 
 #include "base/descriptor.h"
 #include "base/fileio.h"
-#include "format/backupnames.h"
-#include "format/checksum.h"
+#include "format/logfiles.h"
+#include "format/logrecords.h"
 #include "storage/bdbenv.h"
 
 #include <algorithm>
@@ -47,13 +47,7 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
     return ::fsync(to.number()) == 0 ? 0 : errno;
 }
 
-/** What every record of a log begins with; on disk, in the byte order of the machine. */
-struct RecordHeader {
-    std::uint32_t previous = 0; // where the record before it begins, for the first of a file in the file before
-    std::uint32_t length = 0;   // with the header; 0 behind the last record of a file
-};
-
-int readHeader(const std::filesystem::path& file, off_t offset, RecordHeader* header)
+int readHeader(const std::filesystem::path& file, off_t offset, LogRecords::Header* header)
 {
     const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!from.isOpen())
@@ -70,7 +64,7 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
     if (const int rc = env->log_archive(&list, flags))
         return rc;
     for (char** name = list; name != nullptr && *name != nullptr; ++name) {
-        if (const auto number = BackupNames::logNumber(*name))
+        if (const auto number = LogFiles::numberOf(*name))
             numbers->push_back(*number);
     }
     std::free(list);
@@ -116,7 +110,7 @@ int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPos
         std::filesystem::path source;
         if (const int rc = logFilePath(env, file, &source))
             return rc;
-        const QByteArray copy = target + '/' + QByteArray::fromStdString(BackupNames::logFile(file));
+        const QByteArray copy = target + '/' + QByteArray::fromStdString(LogFiles::name(file));
         const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
         const off_t end = file == to.file ? static_cast<off_t>(to.offset) : -1;
         if (const int rc = copyRange(QByteArray::fromStdString(source), copy, begin, end))
@@ -130,27 +124,7 @@ int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
         return rc;
-    *path = std::filesystem::path(home) / BackupNames::logFile(number);
-    return 0;
-}
-
-int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size, Checksum* checksum)
-{
-    const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!from.isOpen())
-        return errno;
-    std::vector<char> buffer(256 * 1024);
-    while (size > 0) {
-        const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), size);
-        std::size_t got = 0;
-        if (const int rc = Base::readAt(from.number(), static_cast<off_t>(offset), buffer.data(), wanted, &got))
-            return rc;
-        if (got < wanted)
-            return ENODATA;
-        checksum->add({buffer.data(), got});
-        offset += got;
-        size -= got;
-    }
+    *path = std::filesystem::path(home) / LogFiles::name(number);
     return 0;
 }
 
@@ -183,14 +157,14 @@ int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& d
 {
     *follows = false;
     std::filesystem::path path;
-    RecordHeader first;
-    RecordHeader last;
-    RecordHeader behind;
+    LogRecords::Header first;
+    LogRecords::Header last;
+    LogRecords::Header behind;
     if (const int rc = logFilePath(env, number, &path))
         return rc;
     if (const int rc = readHeader(path, 0, &first))
         return rc;
-    const std::filesystem::path before = directory / BackupNames::logFile(number - 1);
+    const std::filesystem::path before = directory / LogFiles::name(number - 1);
     if (const int rc = readHeader(before, first.previous, &last))
         return rc;
     if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))

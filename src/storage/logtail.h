@@ -7,7 +7,6 @@
 #include <filesystem>
 
 class BDBEnv;
-class Checksum;
 
 /** A place in an environment's log: a file number and a byte offset in that file. */
 struct LogPosition {
@@ -35,10 +34,6 @@ struct LogPosition {
 
 /** Where an environment has its log file of that number. 0 or an error code. */
 [[nodiscard]] int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path);
-
-/** Adds bytes of a file. 0 or an errno value; ENODATA when the file ends before. */
-[[nodiscard]] int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size,
-                                Checksum* checksum);
 
 /**
  * Looks whether `file` holds nothing but what the environment's log file `number` has in the same places, or zeros: of

@@ -2,6 +2,8 @@
 
 #include "base/fileio.h"
 #include "format/backupnames.h"
+#include "format/environmentnames.h"
+#include "format/logfiles.h"
 
 #include <optional>
 #include <system_error>
@@ -12,8 +14,6 @@ namespace fs = std::filesystem;
 namespace Ctl {
 
 namespace {
-
-constexpr const char* SettingsFile = "DB_CONFIG"; // of Berkeley DB
 
 std::uintmax_t sizeOf(const fs::path& file)
 {
@@ -55,7 +55,7 @@ std::map<std::string, fs::path> filesOfCopy(const fs::path& directory, std::erro
 
 void addFile(const std::string& name, BackupFile file, BackupFiles* files)
 {
-    if (const auto number = BackupNames::logNumber(name))
+    if (const auto number = LogFiles::numberOf(name))
         files->logs.emplace(*number, std::move(file));
     else
         files->databases.emplace(name, std::move(file));
@@ -66,7 +66,7 @@ void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_co
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
         if (const auto number = BackupNames::shippedLogNumber(entry->path().filename().string())) {
-            const std::string name = BackupNames::logFile(*number);
+            const std::string name = LogFiles::name(*number);
             files->logs[*number].path = wholeCopy(directory / name, directory.parent_path() / name);
         }
     }
@@ -79,7 +79,7 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
     (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a list that is cut off is refused
     BackupList list;
     std::string error;
-    if (!readBackupList(text, &list, &error))
+    if (!BackupList::read(text, &list, &error))
         return (directory / BackupNames::ListFile).string() + ' ' + error;
     for (const auto& [name, listed] : list.files) {
         const auto entry = found.find(name);
@@ -146,8 +146,8 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
             return false;
     } else {
-        if (found.erase(SettingsFile) > 0)
-            files->leftOut.emplace(SettingsFile, "an environment's settings are not restored");
+        if (found.erase(EnvironmentNames::ConfigFile) > 0)
+            files->leftOut.emplace(EnvironmentNames::ConfigFile, "an environment's settings are not restored");
         for (const auto& [name, path] : found)
             addFile(name, {path, std::nullopt}, files);
     }
@@ -169,7 +169,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         return false;
     }
     if (const auto missing = missingLog(*files)) {
-        *error = directory.string() + " has a gap: " + BackupNames::logFile(*missing) +
+        *error = directory.string() + " has a gap: " + LogFiles::name(*missing) +
                  " is missing, and what follows cannot be applied without it";
         return false;
     }

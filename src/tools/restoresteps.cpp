@@ -3,11 +3,15 @@
 #include "base/directorylock.h"
 #include "base/paths.h"
 #include "format/backupnames.h"
+#include "format/logfiles.h"
+#include "format/logrecords.h"
 #include "tools/command.h"
 #include "tools/filecopy.h"
 #include "tools/interruption.h"
+#include "tools/restoredenvironment.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -96,7 +100,7 @@ std::string RestoreSteps::copy(const BackupFile& file, const std::string& name)
 std::string RestoreSteps::copyLogs()
 {
     for (const auto& [number, file] : files_.logs) {
-        if (auto error = copy(file, BackupNames::logFile(number)); !error.empty())
+        if (auto error = copy(file, LogFiles::name(number)); !error.empty())
             return error;
     }
     return {};
@@ -109,7 +113,7 @@ std::string RestoreSteps::checkLogs()
         return ofBackup(error);
     if (!log_.partial)
         return checkLastLog();
-    return backup_.string() + " has a gap: " + BackupNames::logFile(*log_.partial) +
+    return backup_.string() + " has a gap: " + LogFiles::name(*log_.partial) +
            " is not whole, and what follows cannot be applied without the rest of it";
 }
 
@@ -128,10 +132,10 @@ std::string RestoreSteps::checkLastLog()
     const std::string end = std::to_string(log_.end);
     if (error)
         return "cannot read " + last.string() + ": " + error.message();
-    if (size > log_.end + LargestRecord)
+    if (size > log_.end + LogRecords::LargestRecord)
         return last.string() + " is damaged: its records cannot be read from byte " + end +
                " on; cut to that size, \"truncate -s " + end + "\", it is restored up to there";
-    if (log_.end + LargestRecord < log_.fullSize) {
+    if (log_.end + LogRecords::LargestRecord < log_.fullSize) {
         progress_.end();
         complain(last.string() + " is not whole: its records end at byte " + end +
                  ", and what followed them is not restored");

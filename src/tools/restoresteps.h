@@ -2,7 +2,7 @@
 #define QUORVA_TOOLS_RESTORESTEPS_H
 
 #include "tools/backupfiles.h"
-#include "tools/restoredenvironment.h"
+#include "tools/restoredlog.h"
 #include "tools/restoretarget.h"
 
 #include <cstddef>

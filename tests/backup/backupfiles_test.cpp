@@ -175,7 +175,7 @@ TEST_F(ReadBackup, TakesWhatTheListNames)
                           .lastLog = 4,
                           .lastLogSize = 3,
                           .files = {{"sub/t", {3, 1}}, {"log.0000000004", {3, 2}}}};
-    write("BackupFiles.list", writeBackupList(list));
+    write("BackupFiles.list", list.write());
     std::string error;
     ASSERT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
     EXPECT_THAT(files_.databases, testing::ElementsAre(testing::Key("sub/t")));

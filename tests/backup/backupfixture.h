@@ -2,7 +2,7 @@
 #define QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
 
 #include "format/backuplist.h"
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "format/checksum.h"
 #include "request/tablefixture.h"
 #include "support/programrun.h"
@@ -46,13 +46,13 @@ inline void writeListOf(const std::string& directory)
         std::ifstream file(entry.path(), std::ios::binary);
         const std::string bytes(std::istreambuf_iterator<char>(file), {});
         list.files[name] = {bytes.size(), Checksum::of(bytes)};
-        if (const auto number = BackupNames::logNumber(name); number && *number >= list.lastLog) {
+        if (const auto number = LogFiles::numberOf(name); number && *number >= list.lastLog) {
             list.firstLog = list.firstLog == 0 ? *number : std::min(list.firstLog, *number);
             list.lastLog = *number;
             list.lastLogSize = static_cast<std::uint32_t>(bytes.size());
         }
     }
-    std::ofstream(listIn(directory), std::ios::binary) << writeBackupList(list);
+    std::ofstream(listIn(directory), std::ios::binary) << list.write();
 }
 
 inline std::string logName(int number)

@@ -184,7 +184,7 @@ BackupList listOf(const std::string& target)
 {
     BackupList list;
     std::string error;
-    EXPECT_TRUE(readBackupList(read(target + "/BackupFiles.list"), &list, &error)) << error;
+    EXPECT_TRUE(BackupList::read(read(target + "/BackupFiles.list"), &list, &error)) << error;
     return list;
 }
 

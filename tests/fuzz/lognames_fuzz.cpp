@@ -6,7 +6,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "log/log.h"
 #include "storage/logshipping.h"
 #include "support/tempdir.h"
@@ -93,7 +93,7 @@ void check(const std::uint8_t* data, std::size_t size)
         if (name.ends_with(".del"))
             name.resize(name.size() - 4);
         FUZZ_ASSERT(numberOf(name) == number);
-        FUZZ_ASSERT(BackupNames::logFile(number) == name);
+        FUZZ_ASSERT(LogFiles::name(number) == name);
     }
     for (const auto& [name, file] : files.databases)
         FUZZ_ASSERT(!numberOf(name));

@@ -3,7 +3,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "format/tablename.h"
 #include "log/log.h"
 #include "records/encoding.h"
@@ -91,7 +91,7 @@ void name(const QByteArray& tableName)
         FUZZ_ASSERT(name != "DB_CONFIG" && name != "__log__" && !name.starts_with("__db"));
         FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list" && name != "BackupFiles.list.tmp" &&
                     name != "BackupFiles.list.new");
-        FUZZ_ASSERT(!BackupNames::logNumber(name));
+        FUZZ_ASSERT(!LogFiles::numberOf(name));
         for (unsigned partition = 0; name.ends_with(".db") && partition < PartitionCount; ++partition)
             FUZZ_ASSERT(!name.ends_with(TableNames::partitionSuffix(partition)));
     }

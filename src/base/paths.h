@@ -2,7 +2,10 @@
 #define QUORVA_BASE_PATHS_H
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
+
+#include <sys/stat.h>
 
 namespace Base {
 
@@ -10,6 +13,13 @@ namespace Base {
 inline bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory)
 {
     return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
+}
+
+/** The size of a regular file, or of the one that a link leads to; -1 for anything else. */
+inline std::int64_t sizeOfFile(const std::filesystem::path& path)
+{
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? std::int64_t{status.st_size} : -1;
 }
 
 } // namespace Base

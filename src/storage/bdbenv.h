@@ -1,11 +1,10 @@
 #ifndef QUORVA_STORAGE_BDBENV_H
 #define QUORVA_STORAGE_BDBENV_H
 
-#include "base/directorylock.h"
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
-#include "storage/environmentconfig.h"
+#include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
@@ -14,7 +13,6 @@
 
 #include <atomic>
 #include <memory>
-#include <vector>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
@@ -60,7 +58,7 @@ public:
     [[nodiscard]] int open(const QByteArray& home);
 
     /** The path of the directory, without links, that open() resolved. */
-    const QByteArray& canonicalHome() const { return canonicalHome_; }
+    const QByteArray& canonicalHome() const { return directories_.home(); }
 
     /** The same as the caller of open() spelled it, for messages. */
     const QByteArray& spelledHome() const { return spelledHome_; }
@@ -104,9 +102,6 @@ protected:
     void stopThreads();
 
 private:
-    int lockDirectory(const QByteArray& home);
-    int lockConfigured();
-    int checkDirectory(int* databases);
     int openConfigured(const QByteArray& home);
     int configure();
     int startThreads();
@@ -115,12 +110,8 @@ private:
     QMutex openingMutex_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
-    Base::DirectoryLock directory_;
+    EnvironmentDirectories directories_;
     DirectoryClaims claims_; // guarded by openingMutex_
-    EnvironmentConfig config_;
-    std::vector<Base::DirectoryLock> configured_; // the directories that DB_CONFIG names, save for the home
-    std::vector<QByteArray> databaseDirectories_; // canonical paths; those of DB_CONFIG or else the home
-    QByteArray canonicalHome_;
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;
     const int tableCapacity_;

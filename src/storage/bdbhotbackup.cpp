@@ -43,7 +43,7 @@ int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
 
 } // namespace
 
-void disableBackup()
+void BDBHotBackupThread::disableBackup()
 {
     LOG_INFO << "Disabling Database Backup";
     Settings::setBackupDisabled(1);
@@ -239,7 +239,7 @@ int BDBHotBackupThread::shipLogs()
     if (paths.isEmpty())
         return 0;
     LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
-    if (const int rc = backupLog(target, paths)) {
+    if (const int rc = LogShipping::backupLog(target, paths)) {
         LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
         return rc;
     }

@@ -20,6 +20,8 @@
 
 namespace fs = std::filesystem;
 
+namespace DatabaseFiles {
+
 namespace {
 
 /** True for a link to one of `directories`, which are canonical, or below: what is there has a name without it. */
@@ -49,8 +51,7 @@ std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
 /** The walk through one of the data directories, of which all are given with their canonical paths. */
 class Walk {
 public:
-    Walk(const std::vector<fs::path>& all, DatabaseFiles* files)
-        : all_(all), files_(*files), entered_(all.begin(), all.end())
+    Walk(const std::vector<fs::path>& all, ByName* files) : all_(all), files_(*files), entered_(all.begin(), all.end())
     {}
 
     int through(const fs::path& directory, const std::string& prefix)
@@ -102,13 +103,13 @@ private:
     }
 
     const std::vector<fs::path>& all_;
-    DatabaseFiles& files_;
+    ByName& files_;
     std::set<fs::path> entered_; // from the start with all data directories, which are not entered from another
 };
 
 } // namespace
 
-int findDataDirectories(BDBEnv* env, std::vector<fs::path>* directories)
+int findDirectories(BDBEnv* env, std::vector<fs::path>* directories)
 {
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
@@ -123,10 +124,10 @@ int findDataDirectories(BDBEnv* env, std::vector<fs::path>* directories)
     return 0;
 }
 
-int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files)
+int find(BDBEnv* env, ByName* files)
 {
     std::vector<fs::path> directories;
-    if (const int rc = findDataDirectories(env, &directories))
+    if (const int rc = findDirectories(env, &directories))
         return rc;
     // A name that is in several directories means the file in the first of them, also when that is copied by its name.
     const std::vector<fs::path> all = canonicalPaths(directories);
@@ -144,7 +145,7 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
     if (file.find('/') == std::string::npos)
         return 0;
     std::vector<fs::path> directories;
-    if (const int rc = findDataDirectories(env, &directories))
+    if (const int rc = findDirectories(env, &directories))
         return rc;
     const std::vector<fs::path> all = canonicalPaths(directories);
     for (fs::path path : directories) {
@@ -155,3 +156,5 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
     }
     return 0;
 }
+
+} // namespace DatabaseFiles

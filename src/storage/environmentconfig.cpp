@@ -108,7 +108,7 @@ private:
 
 } // namespace
 
-int readEnvironmentConfig(const fs::path& home, EnvironmentConfig* config)
+int EnvironmentConfig::read(const fs::path& home, EnvironmentConfig* config)
 {
     const EnvironmentConfig defaults{home, {home}, home, {}};
     *config = defaults;

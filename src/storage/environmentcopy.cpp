@@ -33,16 +33,16 @@ int EnvironmentCopy::begin()
     const char* home = nullptr;
     int rc = env_->get_home(&home);
     if (rc == 0)
-        rc = findDatabaseFiles(env_, &databases_);
+        rc = DatabaseFiles::find(env_, &databases_);
     if (rc == 0)
         rc = target_.openForCopy(databases_);
     if (rc == 0)
-        rc = firstNeededLogFile(env_, &list_.firstLog);
+        rc = LogTail::firstNeededFile(env_, &list_.firstLog);
     if (rc == DB_NOTFOUND) {
         // A fresh environment, whose first checkpoint is only just under way.
         rc = env_->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
-            rc = firstNeededLogFile(env_, &list_.firstLog);
+            rc = LogTail::firstNeededFile(env_, &list_.firstLog);
     }
     if (rc == 0)
         rc = target_.beginCopy();
@@ -82,9 +82,9 @@ int EnvironmentCopy::planOrigin()
 {
     LogPosition now;
     std::filesystem::path log;
-    int rc = flushedLogPosition(env_, &now);
+    int rc = LogTail::flushedPosition(env_, &now);
     if (rc == 0)
-        rc = logFilePath(env_, now.file, &log);
+        rc = LogTail::filePath(env_, now.file, &log);
     Checksum checksum;
     if (rc == 0)
         rc = checksum.addFile(log, 0, now.offset);
@@ -116,7 +116,7 @@ int EnvironmentCopy::planFiles()
 int EnvironmentCopy::copyDatabases()
 {
     databases_.clear();
-    if (const int rc = findDatabaseFiles(env_, &databases_))
+    if (const int rc = DatabaseFiles::find(env_, &databases_))
         return rc;
     if (const int rc = planFiles())
         return rc;
@@ -196,9 +196,9 @@ int EnvironmentCopy::catchUp()
     if (const int rc = takeListBack())
         return rc;
     LogPosition now;
-    if (const int rc = flushedLogPosition(env_, &now))
+    if (const int rc = LogTail::flushedPosition(env_, &now))
         return rc;
-    if (const int rc = copyLogRange(env_, QByteArray::fromStdString(target_.path()), copied_, now))
+    if (const int rc = LogTail::copyRange(env_, QByteArray::fromStdString(target_.path()), copied_, now))
         return rc;
     copied_ = now;
     return listLogsUpTo(now);
@@ -244,5 +244,6 @@ int EnvironmentCopy::writeList()
 void EnvironmentCopy::dropLog()
 {
     if (begun_)
-        (void)removeLogs(QByteArray::fromStdString(target_.path())); // ignored: the backup has failed already
+        (void)LogShipping::removeLogs(
+            QByteArray::fromStdString(target_.path())); // ignored: the backup has failed already
 }

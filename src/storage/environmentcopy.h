@@ -55,8 +55,8 @@ private:
 
     BDBEnv* const env_; // not owned
     BackupTarget target_;
-    DatabaseFiles databases_; // as they were found last
-    BackupList planned_;      // names every database whose copy was begun
+    DatabaseFiles::ByName databases_; // as they were found last
+    BackupList planned_;              // names every database whose copy was begun
     std::set<std::filesystem::path> directories_;
     bool begun_ = false;
     LogPosition copied_;   // how far the log of the copy reaches

@@ -109,7 +109,7 @@ int tryToMakeFile(const fs::path& directory)
 int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 {
     EnvironmentConfig config;
-    const int failed = readEnvironmentConfig(home, &config);
+    const int failed = EnvironmentConfig::read(home, &config);
     if (failed == EMFILE || failed == ENFILE)
         return failed;
     // With any other DB_CONFIG that cannot be read this is no environment that could be opened; what counts are the

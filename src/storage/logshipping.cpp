@@ -12,6 +12,8 @@
 
 namespace fs = std::filesystem;
 
+namespace LogShipping {
+
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
@@ -34,12 +36,12 @@ template <typename Unwanted> int removeFiles(const fs::path& directory, Unwanted
     });
 }
 
-} // namespace
-
 QByteArray logDirectory(const QByteArray& target)
 {
     return target + '/' + BackupNames::LogDirectory;
 }
+
+} // namespace
 
 int backupLog(const QByteArray& target, const QByteArrayList& paths)
 {
@@ -93,3 +95,5 @@ int removeLogs(const QByteArray& target)
         return rc;
     return removeFiles(pathOf(target), copied);
 }
+
+} // namespace LogShipping

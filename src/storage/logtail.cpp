@@ -3,7 +3,6 @@
 #include "base/descriptor.h"
 #include "base/fileio.h"
 #include "format/logfiles.h"
-#include "format/logrecords.h"
 #include "storage/bdbenv.h"
 
 #include <algorithm>
@@ -17,6 +16,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace LogTail {
 
 namespace {
 
@@ -47,16 +48,6 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
     return ::fsync(to.number()) == 0 ? 0 : errno;
 }
 
-int readHeader(const std::filesystem::path& file, off_t offset, LogRecords::Header* header)
-{
-    const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!from.isOpen())
-        return errno;
-    *header = {};
-    std::size_t got = 0;
-    return Base::readAt(from.number(), offset, header, sizeof *header, &got);
-}
-
 /** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */
 int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbers)
 {
@@ -73,7 +64,7 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
 
 } // namespace
 
-int flushedLogPosition(BDBEnv* env, LogPosition* position)
+int flushedPosition(BDBEnv* env, LogPosition* position)
 {
     // The position first: what is flushed then reaches at least that far.
     DB_LOG_STAT* statistics = nullptr;
@@ -84,7 +75,7 @@ int flushedLogPosition(BDBEnv* env, LogPosition* position)
     return env->log_flush(nullptr);
 }
 
-int firstLogFile(BDBEnv* env, std::uint32_t* number)
+int firstFile(BDBEnv* env, std::uint32_t* number)
 {
     std::vector<std::uint32_t> files;
     if (const int rc = listLogFiles(env, DB_ARCH_LOG, &files))
@@ -93,22 +84,22 @@ int firstLogFile(BDBEnv* env, std::uint32_t* number)
     return 0;
 }
 
-int firstNeededLogFile(BDBEnv* env, std::uint32_t* number)
+int firstNeededFile(BDBEnv* env, std::uint32_t* number)
 {
     std::vector<std::uint32_t> unneeded;
     if (const int rc = listLogFiles(env, 0, &unneeded))
         return rc;
     if (unneeded.empty())
-        return firstLogFile(env, number);
+        return firstFile(env, number);
     *number = unneeded.back() + 1;
     return 0;
 }
 
-int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to)
+int copyRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to)
 {
     for (std::uint32_t file = from.file; file <= to.file; ++file) {
         std::filesystem::path source;
-        if (const int rc = logFilePath(env, file, &source))
+        if (const int rc = filePath(env, file, &source))
             return rc;
         const QByteArray copy = target + '/' + QByteArray::fromStdString(LogFiles::name(file));
         const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
@@ -119,7 +110,7 @@ int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPos
     return 0;
 }
 
-int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
+int filePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
 {
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
@@ -128,53 +119,4 @@ int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
     return 0;
 }
 
-int isOfLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& file, bool* isOf)
-{
-    *isOf = false;
-    std::filesystem::path path;
-    if (const int rc = logFilePath(env, number, &path))
-        return rc;
-    std::ifstream own(path, std::ios::binary);
-    std::ifstream other(file, std::ios::binary);
-    if (!own || !other)
-        return own || errno == ENOENT ? 0 : errno;
-    std::vector<char> owns(256 * 1024);
-    std::vector<char> others(owns.size());
-    while (other) {
-        own.read(owns.data(), static_cast<std::streamsize>(owns.size()));
-        other.read(others.data(), static_cast<std::streamsize>(others.size()));
-        std::fill(owns.begin() + own.gcount(), owns.end(), '\0');
-        for (std::streamsize i = 0; i < other.gcount(); ++i) {
-            if (others[i] != 0 && others[i] != owns[i])
-                return 0;
-        }
-    }
-    *isOf = !other.bad() && !own.bad();
-    return 0;
-}
-
-int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& directory, bool* follows)
-{
-    *follows = false;
-    std::filesystem::path path;
-    LogRecords::Header first;
-    LogRecords::Header last;
-    LogRecords::Header behind;
-    if (const int rc = logFilePath(env, number, &path))
-        return rc;
-    if (const int rc = readHeader(path, 0, &first))
-        return rc;
-    const std::filesystem::path before = directory / LogFiles::name(number - 1);
-    if (const int rc = readHeader(before, first.previous, &last))
-        return rc;
-    if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))
-        return rc;
-    // In a file of another log there may be anything at that place: it has to be a record that ends in the file.
-    std::error_code error;
-    const std::uint64_t size = std::filesystem::file_size(before, error);
-    if (error)
-        return error.value();
-    *follows = last.length >= sizeof last && std::uint64_t{first.previous} + last.length <= size &&
-               last.previous < first.previous && behind.length == 0;
-    return 0;
-}
+} // namespace LogTail

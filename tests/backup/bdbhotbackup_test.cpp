@@ -1074,7 +1074,7 @@ TEST_F(HotBackup, CommitsGoOnWhileASlowTargetIsWaitedFor)
     EXPECT_EQ(log_->count("Done BDBHotBackupThread.backup"), 1U);
     const BackupList list = listOf(target_);
     LogPosition end;
-    ASSERT_EQ(flushedLogPosition(env_.get(), &end), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env_.get(), &end), 0);
     EXPECT_EQ(list.lastLogSize, end.offset) << "with all that was committed meanwhile";
     EXPECT_EQ(list.files.at("log.0000000001").checksum, Checksum::of(read(target_ + "/log.0000000001")));
 }

@@ -38,11 +38,11 @@ TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
 {
     TempEnv env;
     LogPosition first;
-    ASSERT_EQ(flushedLogPosition(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &first), 0);
     EXPECT_EQ(first.file, 1U);
     put(env, 1, 400); // small enough for one page, so that it stands in the log in one piece
     LogPosition second;
-    ASSERT_EQ(flushedLogPosition(env.get(), &second), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &second), 0);
     EXPECT_EQ(second.file, 1U);
     EXPECT_GT(second.offset, first.offset + 400);
     const std::string written = read(env.file("log.0000000001")).substr(first.offset, second.offset - first.offset);
@@ -54,12 +54,12 @@ TEST(CopyLogRange, CopiesExactlyTheBytesBetweenThePositions)
     TempEnv env;
     put(env, 1, 5000);
     LogPosition from;
-    ASSERT_EQ(flushedLogPosition(env.get(), &from), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
     put(env, 2, 7000);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     const TempDir target;
-    ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
+    ASSERT_EQ(LogTail::copyRange(env.get(), target.bytes(), from, to), 0);
     const std::string original = read(env.file("log.0000000001"));
     const std::string copy = read(target.file("log.0000000001"));
     ASSERT_EQ(copy.size(), to.offset);
@@ -71,14 +71,14 @@ TEST(CopyLogRange, GoesAcrossLogFiles)
 {
     TempEnv env;
     LogPosition from;
-    ASSERT_EQ(flushedLogPosition(env.get(), &from), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
     for (int i = 0; !std::filesystem::exists(env.file("log.0000000003")); ++i)
         put(env, i, 1'000'000);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     ASSERT_EQ(to.file, 3U);
     const TempDir target;
-    ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
+    ASSERT_EQ(LogTail::copyRange(env.get(), target.bytes(), from, to), 0);
     EXPECT_EQ(read(target.file("log.0000000001")).substr(from.offset),
               read(env.file("log.0000000001")).substr(from.offset));
     EXPECT_EQ(read(target.file("log.0000000002")), read(env.file("log.0000000002")));
@@ -90,8 +90,8 @@ TEST(CopyLogRange, AMissingTargetIsAnError)
     TempEnv env;
     put(env, 1, 100);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
-    EXPECT_EQ(copyLogRange(env.get(), QByteArray::fromStdString(env.file("none")), LogPosition{1, 0}, to), ENOENT);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
+    EXPECT_EQ(LogTail::copyRange(env.get(), QByteArray::fromStdString(env.file("none")), LogPosition{1, 0}, to), ENOENT);
 }
 
 TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
@@ -99,22 +99,22 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     TempEnv env;
     std::uint32_t first = 0;
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 1U);
 
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
         put(env, i, 1'000'000);
-        ASSERT_EQ(flushedLogPosition(env.get(), &position), 0);
+        ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 1U);
 
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     char** removed = nullptr;
     ASSERT_EQ(env->log_archive(&removed, DB_ARCH_REMOVE), 0);
     std::free(removed);
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 3U);
 }
 
@@ -124,13 +124,13 @@ TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
         put(env, i, 1'000'000);
-        ASSERT_EQ(flushedLogPosition(env.get(), &position), 0);
+        ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     std::uint32_t number = 0;
-    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstNeededFile(env.get(), &number), 0);
     EXPECT_EQ(number, 3U) << "though the first two are still there";
-    ASSERT_EQ(firstLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &number), 0);
     EXPECT_EQ(number, 1U);
 }
 
@@ -139,7 +139,7 @@ TEST(FirstNeededLogFile, IsTheFirstOneWhenNoneIsUnneeded)
     TempEnv env;
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     std::uint32_t number = 0;
-    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstNeededFile(env.get(), &number), 0);
     EXPECT_EQ(number, 1U);
 }
 
@@ -153,6 +153,6 @@ TEST(LogTail, WhileTheLogIsEmptyNoFileIsFound)
                               DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
               0);
     std::uint32_t number = 0;
-    EXPECT_EQ(firstLogFile(&env, &number), DB_NOTFOUND);
-    EXPECT_EQ(firstNeededLogFile(&env, &number), DB_NOTFOUND);
+    EXPECT_EQ(LogTail::firstFile(&env, &number), DB_NOTFOUND);
+    EXPECT_EQ(LogTail::firstNeededFile(&env, &number), DB_NOTFOUND);
 }

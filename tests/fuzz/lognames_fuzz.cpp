@@ -103,7 +103,7 @@ void check(const std::uint8_t* data, std::size_t size)
     // The server: all log files go, and nothing else.
     const std::set<std::string> before = namesIn(target);
     const std::set<std::string> shippedBefore = namesIn(shipped);
-    FUZZ_ASSERT(removeLogs(QByteArray::fromStdString(target)) == 0);
+    FUZZ_ASSERT(LogShipping::removeLogs(QByteArray::fromStdString(target)) == 0);
     const std::set<std::string> after = namesIn(target);
     for (const std::string& name : before)
         FUZZ_ASSERT(after.contains(name) == !numberOf(name));

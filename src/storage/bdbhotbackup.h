@@ -65,7 +65,7 @@ private:
     static int backupFailed(int rc);
     static bool deleteMarker(const std::filesystem::path& target);
     int markerFailed();
-    int shipLogs();
+    int shipLogs(bool wasAccepted);
     bool sleepUntilNextCycle();
     bool goOnToShipping();
     int startThread(const QString& target, int mode);

@@ -1,5 +1,6 @@
 #include "storage/bdbhotbackup.h"
 
+#include "base/directorylock.h"
 #include "format/backuplist.h"
 #include "format/checksum.h"
 #include "storage/bdbtxn.h"
@@ -23,6 +24,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <shared_mutex>
 #include <string>
@@ -378,6 +380,37 @@ TEST_F(HotBackup, ShipsAgainAfterEveryPeriod)
     EXPECT_TRUE(log_->waitFor("Starting BDBHotBackupThread.log_archive", 3));
     makeUnneededLogs();
     EXPECT_TRUE(log_->waitFor("Done BDBHotBackupThread.backupLog"));
+}
+
+TEST_F(HotBackup, ATargetThatSomebodyHoldsForAWhileIsWaitedFor)
+{
+    EXPECT_EQ(thread(5ms).schedule(target(), BackupShipLogs), 0);
+    ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.log_archive"));
+    {
+        std::optional<Base::DirectoryLock> held;
+        ASSERT_TRUE(waitUntil([&] { return held.emplace().lock(target_) == 0; })); // a cycle holds it for moments
+        makeUnneededLogs();
+        const std::size_t before = log_->count("[WARN] DB Backup target " + target_ + " cannot be used rc 16");
+        ASSERT_TRUE(waitUntil([&] {
+            return log_->count("[WARN] DB Backup target " + target_ + " cannot be used rc 16") > before + 1;
+        }));
+        EXPECT_EQ(thread_->status().state, BDBBackupStatus::Shipping);
+        EXPECT_EQ(Settings::backupDisabled(), 0);
+        EXPECT_TRUE(fs::exists(env_.file("log.0000000001")));
+        EXPECT_FALSE(fs::exists(target_ + "/__log__"));
+        EXPECT_EQ(log_->count("log backup failed for"), 0U);
+    }
+    ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.backupLog"));
+    EXPECT_TRUE(fs::exists(target_ + "/__log__/log.0000000001"));
+    EXPECT_FALSE(fs::exists(env_.file("log.0000000001")));
+}
+
+TEST_F(HotBackup, ATargetThatSomebodyHoldsFromTheBeginningIsRefused)
+{
+    Base::DirectoryLock held;
+    ASSERT_EQ(held.lock(target_), 0);
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_, false);
+    EXPECT_EQ(Settings::backupDisabled(), 1);
 }
 
 TEST_F(HotBackup, ALogDirectoryThatCannotBeMadeCountsAsDone)

@@ -3,7 +3,7 @@
 #include "base/directoryentries.h"
 #include "base/paths.h"
 #include "format/backupnames.h"
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 #include "storage/bdbenv.h"
 #include "storage/databasefile.h"
 #include "storage/environmentfiles.h"
@@ -59,7 +59,7 @@ public:
         int visited = 0;
         const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
             const std::string name = entry.path().filename().string();
-            const bool isTable = !EnvironmentNames::isInternal(name) && name != BackupNames::LogDirectory;
+            const bool isTable = !BerkeleyDbNames::isInternal(name) && name != BackupNames::LogDirectory;
             visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or only just being made
             return visited;
         });

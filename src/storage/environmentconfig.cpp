@@ -2,7 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/fileio.h"
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -77,7 +77,7 @@ private:
         const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // all of the rest, blanks as well
         const bool empty = name.empty() || name.front() == '#';
         if (tooLong || !isText || (!empty && value.empty())) {
-            config_.complaint = std::string(EnvironmentNames::ConfigFile) + " line " + std::to_string(number) +
+            config_.complaint = std::string(BerkeleyDbNames::ConfigFile) + " line " + std::to_string(number) +
                                 ": incorrect name-value pair";
             return EINVAL;
         }
@@ -113,7 +113,7 @@ int EnvironmentConfig::read(const fs::path& home, EnvironmentConfig* config)
     const EnvironmentConfig defaults{home, {home}, home, {}};
     *config = defaults;
     std::string text;
-    if (const int rc = readText(home / EnvironmentNames::ConfigFile, &text))
+    if (const int rc = readText(home / BerkeleyDbNames::ConfigFile, &text))
         return rc;
     const int rc = Parser(home, config).parse(text);
     if (rc != 0) {

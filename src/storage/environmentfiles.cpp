@@ -3,7 +3,7 @@
 #include "base/descriptor.h"
 #include "base/directoryentries.h"
 #include "format/backupnames.h"
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
 #include "storage/databasefile.h"
 #include "storage/environmentconfig.h"
@@ -93,7 +93,7 @@ int tryToMakeFile(const fs::path& directory)
         return 0;
     if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
         // A file system without files that have no name.
-        const fs::path path = directory / EnvironmentNames::ProbeFile;
+        const fs::path path = directory / BerkeleyDbNames::ProbeFile;
         ::unlink(path.c_str()); // of a server that was killed
         const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
         if (named.isOpen()) {

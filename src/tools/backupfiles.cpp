@@ -2,7 +2,7 @@
 
 #include "base/fileio.h"
 #include "format/backupnames.h"
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
 
 #include <optional>
@@ -146,8 +146,8 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
             return false;
     } else {
-        if (found.erase(EnvironmentNames::ConfigFile) > 0)
-            files->leftOut.emplace(EnvironmentNames::ConfigFile, "an environment's settings are not restored");
+        if (found.erase(BerkeleyDbNames::ConfigFile) > 0)
+            files->leftOut.emplace(BerkeleyDbNames::ConfigFile, "an environment's settings are not restored");
         for (const auto& [name, path] : found)
             addFile(name, {path, std::nullopt}, files);
     }

@@ -1,6 +1,6 @@
 #include "tools/restoredenvironment.h"
 
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
 #include "format/tablename.h"
 #include "tools/interruption.h"
@@ -27,7 +27,7 @@ std::vector<fs::path> databaseFiles(const fs::path& home)
     for (fs::recursive_directory_iterator entry(home, error); !error && entry != fs::recursive_directory_iterator();
          entry.increment(error)) {
         const fs::path name = entry->path().lexically_relative(home);
-        if (entry->is_regular_file(error) && !LogFiles::numberOf(name.string()) && name != EnvironmentNames::ConfigFile)
+        if (entry->is_regular_file(error) && !LogFiles::numberOf(name.string()) && name != BerkeleyDbNames::ConfigFile)
             files.push_back(name);
     }
     std::sort(files.begin(), files.end());

@@ -3,7 +3,7 @@
 #include "base/directoryentries.h"
 #include "base/fileio.h"
 #include "base/filesync.h"
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 #include "tools/command.h"
 #include "tools/usualmode.h"
 
@@ -25,7 +25,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr const char* GuardName = EnvironmentNames::ConfigFile;
+constexpr const char* GuardName = BerkeleyDbNames::ConfigFile;
 constexpr std::string_view Guard =
     "# A restore to this directory has not come to its end. This file keeps servers from opening it.\n"
     "# To restore once more, do so to the same target. Otherwise delete the directory.\n"

@@ -1,8 +1,8 @@
-#include "format/environmentnames.h"
+#include "format/berkeleydbnames.h"
 
 #include "format/logfiles.h"
 
-namespace EnvironmentNames {
+namespace BerkeleyDbNames {
 
 bool isInternal(std::string_view name)
 {
@@ -14,4 +14,4 @@ bool isReserved(std::string_view name)
     return name == ConfigFile || isInternal(name) || LogFiles::isTakenForOne(name);
 }
 
-} // namespace EnvironmentNames
+} // namespace BerkeleyDbNames

@@ -1,5 +1,5 @@
-#ifndef QUORVA_FORMAT_ENVIRONMENTNAMES_H
-#define QUORVA_FORMAT_ENVIRONMENTNAMES_H
+#ifndef QUORVA_FORMAT_BERKELEYDBNAMES_H
+#define QUORVA_FORMAT_BERKELEYDBNAMES_H
 
 #include <string_view>
 
@@ -7,7 +7,7 @@
  * The names that Berkeley DB uses for its own files in an environment's directory, beside the log files (logfiles.h).
  * On disk, do not change. Pure; any thread.
  */
-namespace EnvironmentNames {
+namespace BerkeleyDbNames {
 
 /** The settings of an environment, which Berkeley DB reads when it opens one. */
 inline constexpr const char* ConfigFile = "DB_CONFIG";
@@ -21,6 +21,6 @@ bool isInternal(std::string_view name);
 /** True for every name that belongs to Berkeley DB, those of log files included. */
 bool isReserved(std::string_view name);
 
-} // namespace EnvironmentNames
+} // namespace BerkeleyDbNames
 
 #endif

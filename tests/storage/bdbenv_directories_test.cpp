@@ -95,6 +95,23 @@ protected:
                                                " id env::" + home.toStdString() + " rc 11"));
     }
 
+    /** Makes the DB_CONFIG of an environment. */
+    static void configure(const QByteArray& home, const std::string& line)
+    {
+        std::ofstream(home.toStdString() + "/DB_CONFIG") << line << '\n';
+    }
+
+    /** Opens `other`, whose directory the DB_CONFIG in `home` names: the latter stays closed, and harms nothing. */
+    void expectRefusedForTheOther(const QByteArray& home, const QByteArray& other)
+    {
+        put(other, "orders", "other's");
+        expectRefused(home, EBUSY);
+        const auto before = closedContent(other);
+        expectRefused(home, EBUSY);
+        EXPECT_EQ(contentOf(other.toStdString()), before);
+        EXPECT_EQ(row(other, "orders"), "other's");
+    }
+
     void link(const QByteArray& target, const std::string& name) const
     {
         const std::string path = temp_.file(name);
@@ -167,7 +184,7 @@ TEST_F(EnvironmentHome, ALogThatDbConfigPutsElsewhereMakesAnEnvironmentAsWell)
     const QByteArray top = makeHome("top");
     const QByteArray shop = makeHome("top/shop");
     makeHome("logs");
-    std::ofstream(shop.toStdString() + "/DB_CONFIG") << "# a comment\nset_lg_dir ../../logs\n";
+    configure(shop, "# a comment\nset_lg_dir ../../logs");
     put(shop, "orders", "shop's");
     const auto before = closedContent(shop);
     EXPECT_EQ(before.count("log.0000000001"), 0U);
@@ -416,8 +433,8 @@ TEST_F(EnvironmentHome, ALogDirectoryIsOneEnvironmentsOnly)
     const QByteArray one = makeHome("one");
     const QByteArray two = makeHome("two");
     const QByteArray logs = makeHome("logs");
-    std::ofstream(one.toStdString() + "/DB_CONFIG") << "set_lg_dir ../logs\n";
-    std::ofstream(two.toStdString() + "/DB_CONFIG") << "db_log_dir " << logs.toStdString() << '\n';
+    configure(one, "set_lg_dir ../logs");
+    configure(two, "db_log_dir " + logs.toStdString());
     put(one, "orders", "1");
     expectRefused(two, EBUSY);
     expectHeld(logs);
@@ -428,15 +445,9 @@ TEST_F(EnvironmentHome, ALogDirectoryIsOneEnvironmentsOnly)
 
 TEST_F(EnvironmentHome, TheLogDirectoryIsNotTheHomeOfAnother)
 {
-    const QByteArray other = makeHome("other");
     const QByteArray home = makeHome();
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_lg_dir ../other\n";
-    put(other, "orders", "other's");
-    expectRefused(home, EBUSY);
-    const auto before = closedContent(other);
-    expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
-    EXPECT_EQ(row(other, "orders"), "other's");
+    configure(home, "set_lg_dir ../other");
+    expectRefusedForTheOther(home, makeHome("other"));
 }
 
 TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
@@ -446,7 +457,7 @@ TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
     const QByteArray data = makeHome("data");
     makeHome("data/sub");
     for (const QByteArray& home : {one, two})
-        std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_data_dir ../data\n";
+        configure(home, "set_data_dir ../data");
     put(one, "orders", "1");
     put(one, "sub/orders", "2");
     EXPECT_TRUE(fs::exists(data.toStdString() + "/sub/orders"));
@@ -462,17 +473,11 @@ TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
 
 TEST_F(EnvironmentHome, ADataDirectoryIsNotTheHomeOfAnother)
 {
-    const QByteArray other = makeHome("other");
     const QByteArray home = makeHome();
     put(home, "own", "1"); // it has a log
     close(home);
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "add_data_dir ../other\n";
-    put(other, "orders", "other's");
-    expectRefused(home, EBUSY);
-    const auto before = closedContent(other);
-    expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
-    EXPECT_EQ(row(other, "orders"), "other's");
+    configure(home, "add_data_dir ../other");
+    expectRefusedForTheOther(home, makeHome("other"));
 }
 
 TEST_F(EnvironmentHome, ARefusedFileLeavesNoDirectories)
@@ -581,7 +586,7 @@ TEST_F(UnwritableDirectory, IsNoPlaceForLogFilesOfDbConfig)
     const QByteArray home = makeHome();
     fs::permissions(home.toStdString(), fs::perms(0777));
     fs::permissions(makeHome("logs").toStdString(), fs::perms(0555));
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_lg_dir " << temp_.file("logs") << '\n';
+    configure(home, "set_lg_dir " + temp_.file("logs"));
     ChildProcess child([&](const auto&) {
         becomeNobody();
         expectRefused(home, EACCES);

@@ -26,7 +26,9 @@ bool isLittle(LogPosition from, LogPosition to)
 
 } // namespace
 
-EnvironmentCopy::EnvironmentCopy(BDBEnv* env, const QByteArray& target) : env_(env), target_(env, target) {}
+EnvironmentCopy::EnvironmentCopy(BDBEnv* env, const QByteArray& target)
+    : env_(env), target_(env, target), log_(env, target_.path())
+{}
 
 int EnvironmentCopy::begin()
 {
@@ -55,7 +57,7 @@ int EnvironmentCopy::begin()
     if (rc != 0)
         return rc;
     begun_ = true;
-    copied_ = summed_ = {list_.firstLog, 0};
+    log_.begin(list_.firstLog);
     return 0;
 }
 
@@ -64,14 +66,14 @@ int EnvironmentCopy::copy()
     for (int round = 0; round < MaxRounds; ++round) {
         // Recovery makes the files that come into being after this. The log follows the pages: it has to reach at least
         // as far as they do.
-        const LogPosition before = copied_;
+        const LogPosition before = log_.end();
         const std::size_t databases = list_.files.size();
         if (const int rc = copyDatabases())
             return rc;
         const bool wasLast = list_.files.size() == databases;
         if (const int rc = catchUp())
             return rc;
-        if (wasLast && isLittle(before, copied_))
+        if (wasLast && isLittle(before, log_.end()))
             break;
     }
     return 0;
@@ -195,42 +197,13 @@ int EnvironmentCopy::catchUp()
 {
     if (const int rc = takeListBack())
         return rc;
-    LogPosition now;
-    if (const int rc = LogTail::flushedPosition(env_, &now))
-        return rc;
-    if (const int rc = LogTail::copyRange(env_, QByteArray::fromStdString(target_.path()), copied_, now))
-        return rc;
-    copied_ = now;
-    return listLogsUpTo(now);
-}
-
-/** Reads again what was copied: the checksum is that of what is in the file. */
-int EnvironmentCopy::listLogsUpTo(LogPosition position)
-{
-    for (;;) {
-        const std::string name = LogFiles::name(summed_.file);
-        const fs::path file = target_.path() / name;
-        const bool isLast = summed_.file == position.file;
-        std::error_code error;
-        const std::uint64_t size = isLast ? position.offset : fs::file_size(file, error);
-        if (error)
-            return error.value();
-        if (const int rc = logChecksum_.addFile(file, summed_.offset, size - summed_.offset))
-            return rc;
-        list_.files[name] = {size, logChecksum_.value()};
-        if (isLast) {
-            summed_ = position;
-            return 0;
-        }
-        summed_ = {summed_.file + 1, 0};
-        logChecksum_ = Checksum();
-    }
+    return log_.catchUp(&list_.files);
 }
 
 int EnvironmentCopy::writeList()
 {
-    list_.lastLog = copied_.file;
-    list_.lastLogSize = copied_.offset;
+    list_.lastLog = log_.end().file;
+    list_.lastLogSize = log_.end().offset;
     if (const int rc = target_.noteFiles(list_))
         return rc;
     std::error_code error;

@@ -86,7 +86,9 @@ protected:
                   QVariant(200LL));
         EXPECT_NE(request("CreateTable", createBody(tableIn(directory))).value("__rc"), QVariant(200LL));
         EXPECT_EQ(contentsOf(directory), before);
-        EXPECT_THAT(takeComplaints(), testing::Contains(HasSubstr("unfinished_quorvactl_restore")));
+        // Where the removal of a leftover was cut off there may be databases without a log, which are refused for that.
+        EXPECT_THAT(takeComplaints(), testing::Contains(testing::AnyOf(HasSubstr("unfinished_quorvactl_restore"),
+                                                                       HasSubstr(directory + " rc 16"))));
     }
 
     static QVariantMap createBody(const QString& table)

@@ -2,8 +2,8 @@
 
 #include "http/apierror.h"
 #include "http/resumedquery.h"
+#include "json/canonicaltext.h"
 #include "json/jsonadapter.h"
-#include "json/jsontext.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 #include "http/replytext.h"
 
 #include "http/apierror.h"
-#include "json/jsonadapter.h"
 #include "json/jsonmembers.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
 
 #include <optional>
@@ -15,39 +15,37 @@ namespace {
 
 enum { StatusOk = 200, SmallestStatus = 200, LargestStatus = 599 };
 
-void appendMember(QByteArrayView name, QByteArrayView value, QByteArray* object)
-{
-    if (!object->endsWith('{'))
-        object->append(',');
-    object->append(name).append(':').append(value);
-}
-
 QByteArray stringOf(QByteArrayView json)
 {
     QVariant value;
     return Json::parse(json.toByteArray(), &value) ? value.toString().toLatin1() : QByteArray();
 }
 
-QByteArray quoted(QByteArrayView latin1)
+void putString(QByteArrayView json, Json::TextWriter* out)
 {
-    QByteArray text;
-    Json::appendLatin1(latin1, &text);
-    return text;
+    out->beginObject();
+    out->name("S"_L1);
+    out->put(json);
+    out->endObject();
 }
 
-/** The object's text with each member that is a bare string wrapped; what is no object comes back as it is. */
-QByteArray wrapStrings(QByteArrayView object)
+/** An object with each member that is a bare string wrapped; what is no object stays as it is. */
+void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
 {
     std::vector<Json::Member> members;
-    if (!Json::findMembers(object, &members))
-        return object.toByteArray();
-    QByteArray text = "{";
-    for (const Json::Member& member : members) {
-        const bool isBare = member.value.startsWith('"');
-        appendMember(member.nameText,
-                     isBare ? "{\"S\":" + member.value.toByteArray() + '}' : member.value.toByteArray(), &text);
+    if (!Json::findMembers(object, &members)) {
+        out->put(object);
+        return;
     }
-    return text + '}';
+    out->beginObject();
+    for (const Json::Member& member : members) {
+        out->nameText(member.nameText);
+        if (member.value.startsWith('"'))
+            putString(member.value, out);
+        else
+            out->put(member.value);
+    }
+    out->endObject();
 }
 
 /** The envelope's two members; a status that HTTP has no room for counts as none. */
@@ -74,40 +72,58 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 
 class BodyWriter {
 public:
-    BodyWriter(const QByteArray& operation, bool isError) : operation_(operation), isError_(isError) {}
+    BodyWriter(const QByteArray& operation, bool isError) : operation_(operation), isError_(isError)
+    {
+        text_.beginObject();
+    }
 
     void add(const Json::Member& member)
     {
         if (member.name == u"__rc"_s || member.name == u"__rcstr"_s)
             return;
-        hasType_ |= member.name == u"__type"_s;
-        hasMessage_ |= member.name == u"message"_s;
-        appendMember(member.nameText, valueOf(member), &text_);
+        text_.nameText(member.nameText);
+        if (isError_)
+            putErrorValue(member);
+        else if (holdsKeys(member))
+            putWithWrappedStrings(member.value, &text_);
+        else
+            text_.put(member.value);
     }
 
     QByteArray finish(const QByteArray& outcome)
     {
-        if (isError_ && !hasType_)
-            appendMember("\"__type\"", quoted(fullErrorType(ErrorType::InternalServerError)), &text_);
-        if (isError_ && !hasMessage_)
-            appendMember("\"message\"", quoted(outcome), &text_);
-        return text_ + '}';
+        if (isError_ && !hasType_) {
+            text_.name("__type"_L1);
+            text_.putLatin1(fullErrorType(ErrorType::InternalServerError));
+        }
+        if (isError_ && !hasMessage_) {
+            text_.name("message"_L1);
+            text_.putLatin1(outcome);
+        }
+        text_.endObject();
+        return text_.take();
     }
 
 private:
-    QByteArray valueOf(const Json::Member& member) const
+    void putErrorValue(const Json::Member& member)
     {
-        if (isError_)
-            return member.name == u"__type"_s ? quoted(fullErrorType(stringOf(member.value)))
-                                              : member.value.toByteArray();
-        const bool holdsKeys =
-            member.name == u"LastEvaluatedKey"_s || (member.name == u"Attributes"_s && operation_ == "UpdateItem");
-        return holdsKeys ? wrapStrings(member.value) : member.value.toByteArray();
+        const bool isType = member.name == u"__type"_s;
+        hasType_ |= isType;
+        hasMessage_ |= member.name == u"message"_s;
+        if (isType)
+            text_.putLatin1(fullErrorType(stringOf(member.value)));
+        else
+            text_.put(member.value);
+    }
+
+    bool holdsKeys(const Json::Member& member) const
+    {
+        return member.name == u"LastEvaluatedKey"_s || (member.name == u"Attributes"_s && operation_ == "UpdateItem");
     }
 
     const QByteArray& operation_;
     const bool isError_;
-    QByteArray text_ = "{";
+    Json::TextWriter text_;
     bool hasType_ = false;
     bool hasMessage_ = false;
 };

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace Json {
+
 namespace {
 
 /**
@@ -13,7 +15,7 @@ namespace {
  */
 class MemberFinder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MemberFinder> {
 public:
-    MemberFinder(QByteArrayView text, const rapidjson::MemoryStream& stream, std::vector<Json::Member>* members)
+    MemberFinder(QByteArrayView text, const rapidjson::MemoryStream& stream, std::vector<Member>* members)
         : text_(text), stream_(stream), members_(members)
     {}
 
@@ -59,7 +61,7 @@ private:
             return false; // the outermost value is no object
         if (depth_ > 1)
             return true;
-        Json::Member& member = members_->back();
+        Member& member = members_->back();
         const char* colon = std::find(member.nameText.end(), behind, ':');
         member.value = QByteArrayView(colon + 1, behind).trimmed();
         valueEnd_ = behind;
@@ -68,14 +70,12 @@ private:
 
     const QByteArrayView text_;
     const rapidjson::MemoryStream& stream_;
-    std::vector<Json::Member>* members_;
+    std::vector<Member>* members_;
     const char* valueEnd_ = nullptr; // of the latest member, or the brace in front of the first
     int depth_ = 0;
 };
 
 } // namespace
-
-namespace Json {
 
 bool findMembers(QByteArrayView text, std::vector<Member>* members)
 {

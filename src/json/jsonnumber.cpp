@@ -1,10 +1,10 @@
 #include "json/jsonnumber.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <string>
 #include <system_error>
+
+namespace Json {
 
 namespace {
 
@@ -70,19 +70,7 @@ char* endOfString(char* begin, char* end)
     return cursor == end ? end : cursor + 1;
 }
 
-/** The shortest form of a double that reads as one. */
-std::string shortestText(double value)
-{
-    std::array<char, 32> text{};
-    std::string shortest(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
-    if (shortest.find_first_of(".e") == std::string::npos)
-        shortest += ".0";
-    return shortest;
-}
-
 } // namespace
-
-namespace Json {
 
 QVariant numberFromText(std::string_view number)
 {
@@ -106,6 +94,17 @@ QVariant numberFromText(std::string_view number)
     return real;
 }
 
+std::string_view shortestText(double number, DoubleText* room)
+{
+    char* end = std::to_chars(room->data(), room->data() + room->size(), number).ptr;
+    const bool looksIntegral = std::none_of(room->data(), end, [](char c) { return c == '.' || c == 'e'; });
+    if (looksIntegral) { // as it stands it would be read back as an integer
+        *end++ = '.';
+        *end++ = '0';
+    }
+    return {room->data(), static_cast<std::size_t>(end - room->data())};
+}
+
 void rewriteExtremeNumbers(QByteArray* text)
 {
     char* const end = text->data() + text->size();
@@ -125,7 +124,8 @@ void rewriteExtremeNumbers(QByteArray* text)
             return;
         const QVariant number = numberFromText({cursor, static_cast<std::size_t>(length)});
         if (number.typeId() == QMetaType::Double) {
-            const std::string shortest = shortestText(number.toDouble());
+            DoubleText room;
+            const std::string_view shortest = shortestText(number.toDouble(), &room);
             if (static_cast<std::ptrdiff_t>(shortest.size()) <= length)
                 std::fill(std::copy(shortest.begin(), shortest.end(), cursor), cursor + length, ' ');
         }

@@ -1,16 +1,16 @@
 #ifndef QUORVA_JSON_JSONTEXT_H
 #define QUORVA_JSON_JSONTEXT_H
 
+#include "json/byteappender.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QLatin1StringView>
 #include <QMetaType>
-#include <QString>
-
-#include <algorithm>
-#include <vector>
 
 /**
- * JSON that travels as text, for values that only pass through: no tree is built for them. Any thread.
+ * JSON that travels as text: values that are only passed on, without a tree, and the objects and arrays made of them.
+ * Any thread.
  */
 namespace Json {
 
@@ -24,36 +24,68 @@ struct RawElements {
     QByteArray text;
 };
 
-/** One member of an object, both parts where they stand in the object's text. */
-struct MemberText {
-    QLatin1StringView name; // plain ASCII without escapes, so also the name itself
-    QByteArrayView value;   // JSON; the members of a text follow each other with a comma in between
+/** Sets the comma that the next element needs; the caller then appends its text. */
+void beginElement(QByteArray* elements);
+
+/**
+ * Writes objects and arrays from pieces of text, and sets braces, brackets, commas and colons. It knows no tree and
+ * checks nothing: the caller ends what it began, gives each member a name and a value, and passes JSON. Used by one
+ * thread.
+ */
+class TextWriter {
+public:
+    /** Appends to `front`, to which no comma is due, with space for `room` bytes ahead. */
+    explicit TextWriter(QByteArray front = {}, qsizetype room = UsualRoom) : out_(std::move(front), room) {}
+
+    /** The text. The writer is of no more use. */
+    [[nodiscard]] QByteArray take() { return out_.take(); }
+
+    void beginObject() { begin('{'); }
+    void endObject() { end('}'); }
+    void beginArray() { begin('['); }
+    void endArray() { end(']'); }
+
+    /** The name of the next member: ASCII of which JSON escapes nothing. */
+    void name(QLatin1StringView plain)
+    {
+        char* to = piece(plain.size() + 3, false);
+        *to++ = '"';
+        to = std::copy(plain.begin(), plain.end(), to);
+        *to++ = '"';
+        *to = ':';
+    }
+
+    /** The same for a name with its quotes and escapes. */
+    void nameText(QByteArrayView json) { *std::copy(json.begin(), json.end(), piece(json.size() + 1, false)) = ':'; }
+
+    /** A value; or one or more elements of an array or members of an object, with the commas between them. */
+    void put(QByteArrayView json) { std::copy(json.begin(), json.end(), piece(json.size(), true)); }
+
+    /** Latin-1 bytes as a string. As a byte array in a tree does, it ends before the first zero byte. */
+    void putLatin1(QByteArrayView bytes);
+
+private:
+    static constexpr qsizetype UsualRoom = 512;
+
+    /** Memory for a piece of `length` bytes, behind the comma that it needs. `endsValue`: the next piece needs one. */
+    char* piece(qsizetype length, bool endsValue)
+    {
+        if (std::exchange(needsComma_, endsValue))
+            out_.put(',');
+        return out_.advance(length);
+    }
+
+    void begin(char bracket) { *piece(1, false) = bracket; }
+
+    void end(char bracket)
+    {
+        out_.put(bracket);
+        needsComma_ = true;
+    }
+
+    ByteAppender out_;
+    bool needsComma_ = false;
 };
-
-/**
- * Finds the members of an object, names ascending, without a tree. True only when `text` is, byte for byte, what
- * `append` writes for the tree that `parse` makes of it, so that any selection of its members can be copied instead of
- * being parsed and written. False says nothing: texts in another form, valid or not, and valid ones that are rare
- * (names that are not plain ASCII, numbers outside strings that are no short integers, deep nesting) are left to
- * `parse`. `members` then holds nothing of use.
- */
-[[nodiscard]] bool splitObject(QByteArrayView text, std::vector<MemberText>* members);
-
-/**
- * Makes `text` longer by `length` bytes that are to be written, and returns the first of them. For text of many short
- * pieces, each of which would take `QByteArray::append` longer than the copying.
- */
-inline char* extend(QByteArray* text, qsizetype length)
-{
-    const qsizetype before = text->size();
-    if (before + length > text->capacity())
-        text->reserve(before + std::max(before, length));
-    text->resize(before + length);
-    return text->data() + before;
-}
-
-/** Appends Latin-1 bytes as a JSON string. Like a byte array in a tree, it ends before the first zero byte. */
-void appendLatin1(QByteArrayView bytes, QByteArray* out);
 
 } // namespace Json
 

@@ -1,7 +1,7 @@
 #ifndef QUORVA_RECORDS_ITEMFORMATTER_H
 #define QUORVA_RECORDS_ITEMFORMATTER_H
 
-#include "json/jsontext.h"
+#include "json/canonicaltext.h"
 
 #include <QByteArray>
 #include <QSet>
@@ -47,9 +47,9 @@ private:
     struct KeyAttribute {
         QString name;
         QByteArray utf8Name;
-        QByteArray beginning; // of its JSON, up to its text
+        QByteArray nameText; // as JSON
         KeyPart part;
-        QByteArray text; // of the item in hand, as a JSON string
+        QByteArrayView bytes; // of the current item, while it is appended
     };
 
     void appendMembers(qsizetype storedSize, QByteArray* out) const;

@@ -1,5 +1,6 @@
 #include "records/walks.h"
 
+#include "json/jsontext.h"
 #include "log/log.h"
 #include "records/conditions.h"
 #include "records/encoding.h"
@@ -72,8 +73,7 @@ public:
     [[nodiscard]] int appendItem(ItemFormatter* format, QByteArrayView hash, QByteArrayView range, QByteArray* items)
     {
         const qsizetype before = items->size();
-        if (before > 0)
-            *Json::extend(items, 1) = ',';
+        Json::beginElement(items);
         if (format->append(buffers_.dataBytes(), hash, range, items))
             return 0;
         items->truncate(before);

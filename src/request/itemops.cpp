@@ -9,7 +9,8 @@
 #include "request/opentable.h"
 #include "request/requestkeys.h"
 #include "storage/deadlockretry.h"
-#include "json/jsonadapter.h"
+#include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 #include <optional>
 

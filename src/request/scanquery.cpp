@@ -1,5 +1,6 @@
 #include "request/scanquery.h"
 
+#include "json/jsontext.h"
 #include "log/log.h"
 #include "records/encoding.h"
 #include "records/lists.h"

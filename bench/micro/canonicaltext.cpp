@@ -1,8 +1,8 @@
-#include "json/jsontext.h"
+#include "json/canonicaltext.h"
 
 #include "common/workload.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <benchmark/benchmark.h>
 

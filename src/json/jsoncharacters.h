@@ -1,7 +1,11 @@
 #ifndef QUORVA_JSON_PLAINCHARACTERS_H
 #define QUORVA_JSON_PLAINCHARACTERS_H
 
+#include <QByteArrayView>
 #include <QStringView>
+
+#include <algorithm>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <bit>
@@ -87,5 +91,22 @@ inline bool copyPlain(QStringView from, char* to)
 }
 
 } // namespace Json::Plain
+
+namespace Json {
+
+inline bool isAscii(QByteArrayView bytes)
+{
+    constexpr quint64 HighBits = 0x8080808080808080;
+    quint64 block = 0;
+    while (bytes.size() >= qsizetype(sizeof block)) {
+        std::memcpy(&block, bytes.data(), sizeof block);
+        if ((block & HighBits) != 0)
+            return false;
+        bytes = bytes.sliced(sizeof block);
+    }
+    return std::none_of(bytes.begin(), bytes.end(), [](char c) { return (c & 0x80) != 0; });
+}
+
+} // namespace Json
 
 #endif

@@ -4,6 +4,7 @@
 #include "tools/itemtext.h"
 #include "tools/notation.h"
 #include "json/jsonadapter.h"
+#include "json/jsontext.h"
 
 #include <cerrno>
 #include <cstring>
@@ -184,13 +185,25 @@ int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
 
 QByteArray Importer::requestBody(std::size_t first, std::size_t count) const
 {
-    QByteArray body = "{\"RequestItems\":{" + Json::serialize(QString::fromStdString(table_)) + ":[";
+    Json::TextWriter body;
+    body.beginObject();
+    body.name(QLatin1StringView("RequestItems"));
+    body.beginObject();
+    body.nameText(Json::serialize(QString::fromStdString(table_)));
+    body.beginArray();
     for (std::size_t i = first; i < first + count; ++i) {
-        if (i > first)
-            body += ',';
-        body += R"({"PutRequest":{"Item":)" + batch_[i].text + "}}";
+        body.beginObject();
+        body.name(QLatin1StringView("PutRequest"));
+        body.beginObject();
+        body.name(QLatin1StringView("Item"));
+        body.put(batch_[i].text);
+        body.endObject();
+        body.endObject();
     }
-    return body + "]}}";
+    body.endArray();
+    body.endObject();
+    body.endObject();
+    return body.take();
 }
 
 /** Keeps what was reached, unless the server refuses one item after the other: those may be sent again. */

@@ -10,13 +10,15 @@
 namespace Json {
 
 /**
- * Appends bytes to an array, for text of many short pieces: `QByteArray::append` takes longer for each of them than the
- * copying. The array's size doubles whenever it has to grow, so the cost is linear in the length of the text. The
- * appender owns the array until `take` gives it back. Used by one thread.
+ * Appends bytes to an array, for text in many short pieces, where the overhead of `QByteArray::append` exceeds the
+ * copying itself. The array at least doubles when it has to grow, so the total cost is linear. The appender owns the
+ * array until `take` hands it over. Used by one thread.
  */
 class ByteAppender {
 public:
-    /** Appends to `front`, with space for `room` bytes ahead. */
+    static constexpr qsizetype UsualRoom = 512; // enough for most replies, which then need one allocation
+
+    /** Appends to `front` and reserves `room` more bytes. */
     explicit ByteAppender(QByteArray front, qsizetype room = UsualRoom) : bytes_(std::move(front))
     {
         grow(bytes_.size(), room);
@@ -25,7 +27,7 @@ public:
     ByteAppender(const ByteAppender&) = delete;
     ByteAppender& operator=(const ByteAppender&) = delete;
 
-    /** The array with all that was appended. The appender is of no more use. */
+    /** Hands the array over; the appender must not be used any more. */
     QByteArray take()
     {
         bytes_.truncate(cursor_ - bytes_.constData());
@@ -35,7 +37,7 @@ public:
     void put(char c) { *advance(1) = c; }
     void put(QByteArrayView text) { std::copy(text.begin(), text.end(), advance(text.size())); }
 
-    /** Memory for the next `length` bytes; valid until the next call. They count once `advance` is called. */
+    /** Space for the next `length` bytes, valid until the next call. They count only after `advance`. */
     char* room(qsizetype length)
     {
         if (end_ - cursor_ < length)
@@ -43,7 +45,7 @@ public:
         return cursor_;
     }
 
-    /** Appends `length` bytes, which the caller writes to the memory that is returned before it calls again. */
+    /** Appends `length` bytes, which the caller writes to the returned space before the next call. */
     char* advance(qsizetype length)
     {
         char* const to = room(length);
@@ -52,9 +54,7 @@ public:
     }
 
 private:
-    static constexpr qsizetype UsualRoom = 512; // most replies, so that they need one allocation
-
-    /** Makes room for at least `needed` bytes behind the first `used`. */
+    /** Reserves at least `needed` bytes after the first `used`. */
     void grow(qsizetype used, qsizetype needed)
     {
         qsizetype size = bytes_.capacity();
@@ -65,9 +65,9 @@ private:
         end_ = bytes_.data() + size;
     }
 
-    QByteArray bytes_; // as long as its memory
-    char* cursor_;     // behind what was appended
-    char* end_;        // of the memory
+    QByteArray bytes_; // its size is its capacity while it is owned
+    char* cursor_;     // after what was appended
+    char* end_;        // of the array
 };
 
 } // namespace Json

@@ -10,8 +10,8 @@ namespace Json {
 namespace {
 
 /**
- * Walks over canonical JSON: text as `append` writes it. Each function starts at the cursor, leaves it behind what it
- * recognised, and is false when the text is anything else. Used by one thread.
+ * Scans canonical JSON: text as `append` writes it. Each function starts at the cursor, moves it past what it
+ * recognises, and returns false if the text is anything else. Used by one thread.
  */
 class CanonicalScanner {
 public:
@@ -19,7 +19,7 @@ public:
 
     bool atEnd() const { return cursor_ == end_; }
 
-    /** An object; `member` is called with each name and value. */
+    /** An object; calls `member` with each name and value. */
     template <typename Member> bool object(int depth, Member&& member)
     {
         if (!take('{'))
@@ -31,7 +31,7 @@ public:
             std::string_view name;
             if (!plainName(&name) || !take(':'))
                 return false;
-            // Strictly ascending, so there are no equal names. Bytes of ASCII compare as the characters do.
+            // Strictly ascending, so no two are equal. ASCII bytes compare as the characters do.
             if (!first && !(previous < name))
                 return false;
             previous = name;
@@ -47,8 +47,8 @@ public:
     }
 
 private:
-    static constexpr int SafeDigits = 18; // integers of so many fit into 64 bits whatever the digits are
-    static constexpr int MaxDepth = 16;   // a stored item nests three deep; deeper text is left to the parser
+    static constexpr int SafeDigits = 18; // an integer with this many fits into 64 bits
+    static constexpr int DepthLimit = 16; // stored items nest three deep; deeper text is left to the parser
 
     bool value(int depth)
     {
@@ -58,9 +58,9 @@ private:
         case '"':
             return string();
         case '{':
-            return depth < MaxDepth && object(depth + 1, [](std::string_view, QByteArrayView) {});
+            return depth < DepthLimit && object(depth + 1, [](std::string_view, QByteArrayView) {});
         case '[':
-            return depth < MaxDepth && array(depth + 1);
+            return depth < DepthLimit && array(depth + 1);
         case 't':
             return word("true");
         case 'f':
@@ -123,7 +123,7 @@ private:
         }
     }
 
-    /** An escape of a character that needs one, in the spelling of the writer. */
+    /** An escape that the writer would use, in its spelling. */
     bool escape()
     {
         ++cursor_;

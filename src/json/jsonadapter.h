@@ -2,7 +2,7 @@
 #define QUORVA_JSON_JSONADAPTER_H
 
 /**
- * JSON text to variant trees and back. Nothing outside of this folder knows which JSON library is used.
+ * JSON text to variant trees and back. Only this folder knows which JSON library is used.
  */
 #include "json/jsonreader.h" // IWYU pragma: export
 #include "json/jsonwriter.h" // IWYU pragma: export

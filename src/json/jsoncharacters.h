@@ -1,5 +1,5 @@
-#ifndef QUORVA_JSON_PLAINCHARACTERS_H
-#define QUORVA_JSON_PLAINCHARACTERS_H
+#ifndef QUORVA_JSON_JSONCHARACTERS_H
+#define QUORVA_JSON_JSONCHARACTERS_H
 
 #include <QByteArrayView>
 #include <QStringView>
@@ -14,8 +14,8 @@
 #endif
 
 /**
- * The characters that stand for themselves in a JSON string: all but control characters, quote and backslash. Plain are
- * those of them that are ASCII.
+ * The characters that need no escape in a JSON string: all but control characters, quote and backslash. Those of them
+ * that are ASCII are called plain.
  */
 namespace Json::Plain {
 
@@ -26,10 +26,10 @@ constexpr bool isPlain(char16_t character)
     return character >= u' ' && character < 0x80 && character != u'"' && character != u'\\';
 }
 
-/** Which bytes a count goes over. */
+/** The bytes that are counted. */
 enum class Bytes {
     Plain,
-    Literal, // these and all that is not ASCII, as the bytes of UTF-8 are
+    Literal, // plain ones and all that are not ASCII, as in UTF-8
 };
 
 template <Bytes kind> constexpr bool is(unsigned char byte)
@@ -38,10 +38,10 @@ template <Bytes kind> constexpr bool is(unsigned char byte)
 }
 
 #if defined(__SSE2__)
-/** How many of 16 bytes are of the kind, up to the first that is not. */
+/** The number of leading bytes, of 16, that are of the kind. */
 template <Bytes kind> int count(__m128i bytes)
 {
-    // Signed, so that what is not ASCII is negative and counts as below a blank, as control characters do.
+    // A signed comparison: bytes that are not ASCII are negative and compare below a blank, like control characters.
     __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));
     if constexpr (kind == Bytes::Literal)
         low = _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), low);
@@ -51,7 +51,7 @@ template <Bytes kind> int count(__m128i bytes)
 }
 #endif
 
-/** How many of the bytes are of the kind, up to the first that is not. */
+/** The number of leading bytes that are of the kind. */
 template <Bytes kind> qsizetype count(const char* begin, const char* end)
 {
     const char* cursor = begin;
@@ -67,14 +67,14 @@ template <Bytes kind> qsizetype count(const char* begin, const char* end)
     return cursor - begin;
 }
 
-/** Copies characters as bytes to `to`, which has room for them. False as soon as one is not plain. */
+/** Copies characters as bytes to `to`, which has room for all of them. Stops with false at one that is not plain. */
 inline bool copyPlain(QStringView from, char* to)
 {
     const char16_t* cursor = from.utf16();
     const char16_t* const end = cursor + from.size();
 #if defined(__SSE2__)
     for (; end - cursor >= BlockBytes; cursor += BlockBytes, to += BlockBytes) {
-        // Units beyond a byte become 255, or 0 from 0x8000 on: neither is plain.
+        // Units above 255 become 255, or 0 from 0x8000 on; neither is plain.
         const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)),
                                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor + 8)));
         if (count<Bytes::Plain>(bytes) < BlockBytes)

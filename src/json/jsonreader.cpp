@@ -24,12 +24,12 @@ QByteArray reasonOf(rapidjson::ParseErrorCode code)
     return reason;
 }
 
-/** The reader's stream over a text in which it leaves the strings, unescaped, where they stand. */
+/** The reader's input stream; the reader unescapes strings in place. */
 class InSituStream {
 public:
     using Ch = char;
 
-    /** A zero byte stands behind the text. */
+    /** The text is followed by a zero byte. */
     explicit InSituStream(QByteArray* text)
         : begin_(text->data()), end_(begin_ + text->size()), cursor_(begin_), target_(begin_)
     {}
@@ -42,7 +42,7 @@ public:
     void Put(char c) { *target_++ = c; }
     std::size_t PutEnd(const char* begin) const { return static_cast<std::size_t>(target_ - begin); }
 
-    /** Takes and puts what stands for itself. */
+    /** Takes and puts all characters up to the next quote, backslash or control character. */
     void passLiterals()
     {
         const qsizetype length = Plain::count<Plain::Bytes::Literal>(cursor_, end_);
@@ -56,13 +56,13 @@ private:
     char* begin_;
     const char* end_;
     char* cursor_;
-    char* target_; // not behind the cursor
+    char* target_; // never past the cursor
 };
 
 /**
- * The encoding of the text. The reader has it validate every character that stands for itself, and it takes as many as
- * there are: the library's own ways of doing that, which are not compiled in, let control characters pass. The builder
- * of the tree checks that they are UTF-8.
+ * The encoding of the text. The reader calls `Validate` for each character that is not escaped; this one consumes the
+ * whole run of them. The library's own vectorised scanning, which is not compiled in, lets control characters pass.
+ * The TreeBuilder checks that the run is UTF-8.
  */
 struct LiteralRuns : rapidjson::UTF8<> {
     template <typename Output> static bool Validate(InSituStream& in, Output&)
@@ -76,7 +76,7 @@ struct LiteralRuns : rapidjson::UTF8<> {
 
 } // namespace Json
 
-/** Lets the reader work on a copy of its stream, which stays in registers. */
+/** Lets the reader work on a copy of its stream, which the compiler keeps in registers. */
 template <> struct rapidjson::StreamTraits<Json::InSituStream> {
     enum { copyOptimization = 1 };
 };
@@ -90,13 +90,13 @@ struct Reading {
     qsizetype end; // where the reader stopped
 };
 
-/** Has the reader take a text apart, whose strings it changes where they stand. */
+/** Parses a text, whose strings it unescapes in place. */
 Reading read(QByteArray* text, TreeBuilder* builder)
 {
     InSituStream stream(text);
     rapidjson::GenericReader<LiteralRuns, LiteralRuns> reader;
-    // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. The iterative form
-    // costs the same and leaves the stack to the writer and the destructor of the tree.
+    // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. The iterative
+    // parser is as fast and leaves the stack to the writer and the destructor of the tree.
     constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag |
                                rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseValidateEncodingFlag;
     const rapidjson::ParseResult result = reader.Parse<flags>(stream, *builder);
@@ -112,8 +112,8 @@ bool parse(const QByteArray& text, QVariant* value, ParseError* error)
             *error = {offset, reason};
         return false;
     };
-    // In place, on a copy: the reader leaves the strings where they stand, which is cheaper than collecting them one
-    // character at a time. A QByteArray has a zero byte behind its end, which ends the text for the reader.
+    // In place, on a copy: cheaper than collecting each string one character at a time. The zero byte after the end of
+    // a QByteArray ends the text for the reader.
     QByteArray buffer(text.constData(), text.size());
     std::optional<TreeBuilder> builder(std::in_place);
     Reading reading = read(&buffer, &*builder);
@@ -125,7 +125,7 @@ bool parse(const QByteArray& text, QVariant* value, ParseError* error)
     if (!reading.result)
         return fail(static_cast<qsizetype>(reading.result.Offset()),
                     error != nullptr ? reasonOf(reading.result.Code()) : QByteArray());
-    // A zero byte in the text ends it for the reader, but not for us.
+    // The reader takes a zero byte for the end of the text; here it is an error.
     if (reading.end != text.size())
         return fail(reading.end, "A zero byte");
     if (!builder->stringsAreValid())

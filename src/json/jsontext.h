@@ -8,36 +8,39 @@
 #include <QLatin1StringView>
 #include <QMetaType>
 
+#include <algorithm>
+#include <utility>
+
 /**
- * JSON that travels as text: values that are only passed on, without a tree, and the objects and arrays made of them.
- * Any thread.
+ * JSON that stays text: values that are only passed on, without a tree, and objects and arrays composed of them. Any
+ * thread.
  */
 namespace Json {
 
-/** A value of a tree that is JSON text already: `append` writes it as it stands. */
+/** A value in a tree that is JSON text already: `append` copies it. */
 struct RawText {
     QByteArray text;
 };
 
-/** The same for an array: the text of its elements, joined by commas, which `append` writes in brackets. */
+/** The same for an array: the text of its elements, separated by commas; `append` adds the brackets. */
 struct RawElements {
     QByteArray text;
 };
 
-/** Sets the comma that the next element needs; the caller then appends its text. */
+/** Adds a comma if the next element, which the caller then appends, needs one in front. */
 void beginElement(QByteArray* elements);
 
 /**
- * Writes objects and arrays from pieces of text, and sets braces, brackets, commas and colons. It knows no tree and
- * checks nothing: the caller ends what it began, gives each member a name and a value, and passes JSON. Used by one
- * thread.
+ * Composes objects and arrays from pieces of text, adding braces, brackets, commas and colons. It checks nothing: the
+ * caller ends what it begins, gives each member a name and one value, and passes valid JSON. Used by one thread.
  */
 class TextWriter {
 public:
-    /** Appends to `front`, to which no comma is due, with space for `room` bytes ahead. */
-    explicit TextWriter(QByteArray front = {}, qsizetype room = UsualRoom) : out_(std::move(front), room) {}
+    /** Appends to `front`, without a comma at first, and reserves `room` more bytes. */
+    explicit TextWriter(QByteArray front = {}, qsizetype room = ByteAppender::UsualRoom) : out_(std::move(front), room)
+    {}
 
-    /** The text. The writer is of no more use. */
+    /** Hands the text over; the writer must not be used any more. */
     [[nodiscard]] QByteArray take() { return out_.take(); }
 
     void beginObject() { begin('{'); }
@@ -45,7 +48,7 @@ public:
     void beginArray() { begin('['); }
     void endArray() { end(']'); }
 
-    /** The name of the next member: ASCII of which JSON escapes nothing. */
+    /** The name of the next member, in ASCII that needs no escapes. */
     void name(QLatin1StringView plain)
     {
         char* to = piece(plain.size() + 3, false);
@@ -55,19 +58,17 @@ public:
         *to = ':';
     }
 
-    /** The same for a name with its quotes and escapes. */
+    /** The same for a name that is a JSON string already. */
     void nameText(QByteArrayView json) { *std::copy(json.begin(), json.end(), piece(json.size() + 1, false)) = ':'; }
 
-    /** A value; or one or more elements of an array or members of an object, with the commas between them. */
+    /** A value; or one or more elements or members, with the commas between them. */
     void put(QByteArrayView json) { std::copy(json.begin(), json.end(), piece(json.size(), true)); }
 
-    /** Latin-1 bytes as a string. As a byte array in a tree does, it ends before the first zero byte. */
+    /** Latin-1 bytes as a string, which ends before the first zero byte, like a byte array in a tree. */
     void putLatin1(QByteArrayView bytes);
 
 private:
-    static constexpr qsizetype UsualRoom = 512;
-
-    /** Memory for a piece of `length` bytes, behind the comma that it needs. `endsValue`: the next piece needs one. */
+    /** Space for a piece of `length` bytes, after a comma if it needs one. With `endsValue` the next one needs one. */
     char* piece(qsizetype length, bool endsValue)
     {
         if (std::exchange(needsComma_, endsValue))

@@ -19,7 +19,7 @@ namespace Json {
 
 namespace {
 
-/** What the library's writer writes to. */
+/** The output stream of the library's writer. */
 class ArrayStream : public ByteAppender {
 public:
     using Ch = char;
@@ -28,7 +28,7 @@ public:
     void Put(char c) { put(c); }
     void Flush() {}
 
-    /** Puts a string with its quotes when all of it is ASCII that stands for itself. Else puts nothing: false. */
+    /** Writes a string with its quotes if all of it is plain. Otherwise writes nothing and returns false. */
     bool putPlainString(QStringView text)
     {
         char* const to = room(text.size() + 2);
@@ -41,7 +41,7 @@ public:
     }
 };
 
-// The writer calls these by argument-dependent lookup.
+// The library's writer finds these by argument-dependent lookup.
 void PutReserve(ArrayStream&, std::size_t) {}
 
 void PutUnsafe(ArrayStream& out, char c)
@@ -49,7 +49,7 @@ void PutUnsafe(ArrayStream& out, char c)
     out.Put(c);
 }
 
-/** UTF-16 as strings hold it: half a surrogate pair, which UTF-8 cannot express, reads as the replacement character. */
+/** UTF-16 as in a QString: a lone surrogate, which UTF-8 cannot express, becomes the replacement character. */
 struct LenientUtf16 : rapidjson::UTF16<char16_t> {
     template <typename InputStream> static bool Decode(InputStream& in, unsigned* codepoint)
     {
@@ -70,7 +70,7 @@ template <typename T> const T& held(const QVariant& value)
     return *static_cast<const T*>(value.constData());
 }
 
-/** Writes trees. It recurses, as the destructor of a tree does: a tree that could exist at all can be written. */
+/** Writes trees. It recurses, as the destructor of a tree does, so it handles any tree that can exist. */
 class TreeWriter : private rapidjson::Writer<ArrayStream, LenientUtf16> {
 public:
     explicit TreeWriter(ArrayStream& out) : Writer(out) {}
@@ -134,15 +134,15 @@ private:
             Null();
             return;
         }
-        DoubleText room;
-        writeText(shortestText(number, &room), rapidjson::kNumberType);
+        DoubleText buffer;
+        writeText(shortestText(number, &buffer), rapidjson::kNumberType);
     }
 
     void writeString(const QString& text)
     {
         Prefix(rapidjson::kStringType);
         if (!os_->putPlainString(text)) {
-            // The decoder looks one unit ahead of a high surrogate, and only a copy is sure to have a terminator there.
+            // The decoder looks one unit past a high surrogate, and only a copy is sure to have a terminator there.
             writeUnits(text.back().isHighSurrogate() ? QString(text.constData(), text.size()) : text);
         }
         EndValue(true);
@@ -201,7 +201,7 @@ private:
     void writeOther(const QVariant& value)
     {
         if (value.metaType() == QMetaType::fromType<RawText>())
-            writeText(held<RawText>(value).text, rapidjson::kObjectType); // or another: names alone differ
+            writeText(held<RawText>(value).text, rapidjson::kObjectType); // any type that is no name
         else if (value.metaType() == QMetaType::fromType<RawElements>())
             writeElements(held<RawElements>(value).text);
         else if (value.canConvert<QString>())

@@ -8,17 +8,16 @@
 namespace Json {
 
 /**
- * Appends the JSON text of `value`, which has no white space, to `out`, so that a caller can leave room for what goes
- * in front.
+ * Appends the JSON text of `value`, without white space, to `out`, which may already hold a prefix.
  *
  * Maps are written in key order, hashes as well. A byte array is written as Latin-1 text that ends before its first
- * zero byte. The text of a double always reads back as a double; infinity and NaN, which JSON lacks, become null, half
- * of a surrogate pair becomes U+FFFD. Integers of all sizes and string lists are written as what they are, RawText and
- * RawElements as their text; a variant of any other type as the string it converts to, or as null.
+ * zero byte. The text of a double always reads back as a double; infinity and NaN, which JSON lacks, become null, a
+ * lone surrogate becomes U+FFFD. Integers of all sizes and string lists are written as such, RawText and RawElements as
+ * their text; a variant of any other type as the string it converts to, or as null.
  */
 void append(const QVariant& value, QByteArray* out);
 
-/** The same as a text of its own. */
+/** The same, as a text of its own. */
 [[nodiscard]] QByteArray serialize(const QVariant& value);
 
 } // namespace Json

@@ -20,8 +20,9 @@
 namespace Json {
 
 /**
- * Builds the tree from the reader's events. Each open container is a frame of its own and moves into its parent when
- * it is complete: a container that is already inside a variant would be shared, and copied at the next insert.
+ * Builds the tree from the events of the library's reader. Each open container has its own frame and moves into its
+ * parent when it is complete: a container that is already inside a variant would be shared, and copied at the next
+ * insert. Used by one thread, for one text.
  */
 class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeBuilder> {
 public:
@@ -61,10 +62,10 @@ public:
         return add(list);
     }
 
-    /** True when every string so far was UTF-8. An escape for one half of a surrogate pair counts as broken too. */
+    /** True if every string so far was UTF-8. The escape of a lone surrogate counts as invalid too. */
     bool stringsAreValid() const { return firstBroken_ == nullptr; }
 
-    /** Where the first string begins that is not. */
+    /** The start of the first string that is not. */
     const char* firstBrokenString() const { return firstBroken_; }
 
     QVariant takeRoot() { return std::move(root_); }
@@ -101,7 +102,7 @@ private:
     QString decode(const char* text, rapidjson::SizeType length)
     {
         const QByteArrayView bytes(text, static_cast<qsizetype>(length));
-        // The decoder goes from byte to byte; most strings do not need it.
+        // The decoder works byte by byte; most strings do not need it.
         if (isAscii(bytes))
             return length == 1 ? letter(*text) : QString::fromLatin1(bytes);
         QString decoded = decoder_.decode(bytes);
@@ -110,7 +111,7 @@ private:
         return decoded;
     }
 
-    /** Text of one ASCII character, as the names of types are: all share one, and no memory is asked for. */
+    /** A one-character ASCII string, such as the name of a type: static, without an allocation. */
     static QString letter(char c)
     {
         static constexpr auto Letters = [] {
@@ -122,11 +123,11 @@ private:
         return QString::fromRawData(reinterpret_cast<const QChar*>(&Letters[2 * static_cast<std::size_t>(c)]), 1);
     }
 
-    // Stateless, so that a character cut off at the end of one string does not wait for the next string; a byte order
+    // Stateless, so that a character cut off at the end of one string is not completed by the next string; a byte order
     // mark at the start of a string is text.
     QStringDecoder decoder_{QStringConverter::Utf8,
                             QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
-    const char* firstBroken_ = nullptr; // in the text that is read
+    const char* firstBroken_ = nullptr; // in the text that is parsed
     std::vector<Container> open_;
     QVariant root_;
 };

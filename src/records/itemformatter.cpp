@@ -11,9 +11,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype RoomForKeys = 256; // most need less
+constexpr qsizetype RoomForKeys = 256; // an estimate; the writer grows beyond it
 
-/** The text of members that follow each other; at least one. */
+/** The text of one or more consecutive members. */
 QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
 {
     return {begin->name.data() - 1, end[-1].value.end()}; // from the quote in front of the name
@@ -24,7 +24,7 @@ QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
     keys_.push_back({names_.range, names_.range.toUtf8(), Json::serialize(names_.range), KeyPart::Range, {}});
-    if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
+    if (names_.hash != names_.range) // if both have the same name, the range key wins
         keys_.push_back({names_.hash, names_.hash.toUtf8(), Json::serialize(names_.hash), KeyPart::Hash, {}});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
@@ -58,7 +58,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
 {
     Json::TextWriter writer(std::move(*out), storedSize + RoomForKeys);
     writer.beginObject();
-    const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece
+    const Json::MemberText* run = members_.data(); // the first member to be copied with the current one in one piece
     const Json::MemberText* member = run;
     const Json::MemberText* const end = run + members_.size();
     const auto appendRun = [&] {
@@ -75,7 +75,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
         ++key;
     };
     while (member != end) {
-        // Against a name that is ASCII, the bytes of UTF-8 compare as the characters do.
+        // UTF-8 compares with an ASCII name as the characters do.
         if (key != keys_.end() && key->utf8Name <= QByteArrayView(member->name)) {
             const bool replaces = key->utf8Name == QByteArrayView(member->name);
             appendRun();
@@ -100,7 +100,7 @@ bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) cons
     QVariant value;
     if (!Json::parse(stored, &value))
         return false;
-    QVariantMap item = value.toMap(); // empty for JSON that is no object
+    QVariantMap item = value.toMap(); // empty if it is not an object
     if (wanted_)
         item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
     for (const KeyAttribute& key : keys_)

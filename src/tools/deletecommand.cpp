@@ -1,21 +1,25 @@
 #include "tools/deletecommand.h"
 
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
+#include "tools/messages.h"
 #include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
 DeleteCommand::DeleteCommand(CLI::App* app)
-    : command_(app->add_subcommand("delete", "Delete an item; one that is not there is no error"))
+    : Command(app, "delete", "Delete an item; one that is not there is no error",
+              "quorvactl delete 'build/shop|orders' abc 2012-01 --if total=N:17")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    key_.declare(command_);
-    conditions_.declare(command_);
-    command_->add_option("--return", wanted_, "Print the item that was deleted")
+    addTableArgument(parser(), &table_);
+    key_.declare(parser());
+    conditions_.declare(parser());
+    parser()
+        ->add_option("--return", wanted_, "Print the item that was deleted")
         ->check(CLI::IsMember({"none", "old"}))
         ->capture_default_str();
-    addExample(command_, "quorvactl delete 'build/shop|orders' abc 2012-01 --if total=N:17");
 }
 
 int DeleteCommand::run(const ServerAddress& server)

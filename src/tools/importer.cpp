@@ -1,8 +1,11 @@
 #include "tools/importer.h"
 
+#include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/itemtext.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
 
 #include <cerrno>

@@ -4,6 +4,7 @@
 #include "tools/importstate.h"
 #include "tools/linereader.h"
 #include "tools/progressbar.h"
+#include "tools/serveraddress.h"
 #include "tools/session.h"
 
 #include <QByteArray>

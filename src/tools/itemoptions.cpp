@@ -1,6 +1,12 @@
 #include "tools/itemoptions.h"
 
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/replies.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
@@ -40,12 +46,6 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
 }
 
 } // namespace
-
-CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
-                               const std::string& description)
-{
-    return command->add_option(name, *values, description)->allow_extra_args(false);
-}
 
 void KeyArguments::declare(CLI::App* command)
 {

@@ -1,6 +1,9 @@
 #include "tools/itemtext.h"
 
+#include "tools/exitcode.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/standardinput.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>

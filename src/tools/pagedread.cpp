@@ -1,23 +1,24 @@
 #include "tools/pagedread.h"
 
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 
 namespace Ctl {
 
 void PageOptions::declare(CLI::App* command)
 {
-    command->add_option("--limit", limit, "Records that the server examines for one page")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-        ->capture_default_str();
+    addLimitOption(command, &limit);
     auto* maxOption = command->add_option("--max", max, "Stop after this many items")->check(wholeNumber(0, "items"));
     command->add_flag("--count", countOnly, "Print the number of items instead of the items")->excludes(maxOption);
-    command->add_option("--attributes", attributes, "Print only these attributes and the keys: A,B,...")
-        ->delimiter(',')
-        ->allow_extra_args(false);
+    addAttributesOption(command, &attributes);
 }
 
 PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,

@@ -2,16 +2,19 @@
 #define QUORVA_TOOLS_PAGEDREAD_H
 
 #include "client/paging.h"
-#include "tools/command.h"
+#include "tools/serveraddress.h"
 #include "tools/session.h"
 
-#include <CLI/CLI.hpp>
 #include <QHash>
 #include <QVariantMap>
 
 #include <functional>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace Ctl {
 

@@ -1,17 +1,20 @@
 #include "tools/querycommand.h"
 
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
 QueryCommand::QueryCommand(CLI::App* app)
-    : command_(app->add_subcommand("query", "Print the items of one hash key, in the order of their range keys"))
+    : Command(app, "query", "Print the items of one hash key, in the order of their range keys",
+              "quorvactl query 'build/shop|orders' abc --begins-with 2012-")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    command_->add_option("HASH", hash_, "The hash key")->required();
+    addTableArgument(parser(), &table_);
+    parser()->add_option("HASH", hash_, "The hash key")->required();
 
-    auto* group = command_->add_option_group("Condition", "on the range key, at most one");
+    auto* group = parser()->add_option_group("Condition", "on the range key, at most one");
     group->require_option(0, 1);
     static constexpr std::pair<const char*, const char*> oneValued[] = {
         {"--eq", "EQ"}, {"--lt", "LT"}, {"--le", "LE"}, {"--gt", "GT"}, {"--ge", "GE"}};
@@ -20,15 +23,14 @@ QueryCommand::QueryCommand(CLI::App* app)
     beginsWith_ = group->add_option("--begins-with", value_, "BEGINS_WITH");
     group->add_option("--between", between_, "BETWEEN, both ends included")->expected(2);
 
-    command_->add_flag(
+    parser()->add_flag(
         "--backward", backward_,
         "From the last range key down. Conditions other than --begins-with decide for themselves: --lt and "
         "--le walk down, the rest up");
-    options_.declare(command_);
-    addExample(command_, "quorvactl query 'build/shop|orders' abc --begins-with 2012-");
+    options_.declare(parser());
 }
 
-int QueryCommand::run(const ServerAddress& server) const
+int QueryCommand::run(const ServerAddress& server)
 {
     const QString value = QString::fromStdString(value_);
     QVariantMap condition = backward_ ? Client::allKeysDown() : QVariantMap();

@@ -6,8 +6,12 @@
 #include "format/checksum.h"
 #include "tools/backupfiles.h"
 #include "tools/interruption.h"
+#include "tools/messages.h"
 #include "tools/restoredenvironment.h"
 #include "tools/restoretarget.h"
+#include "tools/terminalline.h"
+
+#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <cstdio>
@@ -30,27 +34,17 @@ namespace Ctl {
 
 namespace {
 
-/** One line on a terminal that is written over and over; nothing elsewhere. */
+/** How far a step is, on a terminal. */
 class Progress {
 public:
-    void end()
-    {
-        if (shown_)
-            std::fputc('\n', stderr);
-        shown_ = false;
-    }
-
     void show(const char* step, std::size_t done, std::size_t all)
     {
-        if (!terminal_)
-            return;
-        std::fprintf(stderr, "\r\033[K%s %zu/%zu", step, done, all);
-        shown_ = true;
+        line_.show(std::string(step) + ' ' + std::to_string(done) + '/' + std::to_string(all));
     }
+    void end() { line_.end(); }
 
 private:
-    const bool terminal_ = ::isatty(STDERR_FILENO) != 0;
-    bool shown_ = false;
+    TerminalLine line_;
 };
 
 /** For scripts: seconds of UTC, or one word. */
@@ -296,16 +290,17 @@ private:
 } // namespace
 
 RestoreCommand::RestoreCommand(CLI::App* app)
-    : command_(app->add_subcommand("restore", "Make an environment directory out of a hot backup; needs no server"))
+    : Command(app, "restore", "Make an environment directory out of a hot backup; needs no server",
+              "quorvactl restore /srv/backup/shop build/restored")
 {
-    command_->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
-    command_->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
-    command_->add_flag("--without-list", withoutList_,
+    parser()->fallthrough(false); // no server, no address
+    parser()->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
+    parser()->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
+    parser()->add_flag("--without-list", withoutList_,
                        "Accept a copy without a list of its files, though some may be missing");
-    addExample(command_, "quorvactl restore /srv/backup/shop build/restored");
 }
 
-int RestoreCommand::run() const
+int RestoreCommand::run(const ServerAddress&)
 {
     const Interruption interruption;
     Restore restore(backup_, target_, withoutList_ ? UnlistedCopy::Accepted : UnlistedCopy::Refused);

@@ -1,7 +1,7 @@
 #include "tools/restoretarget.h"
 
 #include "base/filesync.h"
-#include "tools/command.h"
+#include "tools/messages.h"
 #include "tools/usualmode.h"
 
 #include <cerrno>

@@ -1,6 +1,10 @@
 #include "tools/session.h"
 
 #include "format/tablename.h"
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
 
 #include <filesystem>

@@ -2,7 +2,7 @@
 #define QUORVA_TOOLS_SESSION_H
 
 #include "client/connection.h"
-#include "tools/command.h"
+#include "tools/serveraddress.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,8 +1,13 @@
 #include "tools/updatecommand.h"
 
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
 
 #include <map>
 
@@ -82,20 +87,20 @@ std::string apply(const QVariantMap& updates, QVariantMap* item)
 } // namespace
 
 UpdateCommand::UpdateCommand(CLI::App* app)
-    : command_(app->add_subcommand("update", "Change attributes of an item, or make one of them"))
+    : Command(app, "update", "Change attributes of an item, or make one of them",
+              "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    key_.declare(command_);
-    addRepeatedOption(command_, "--set", &set_, "Set an attribute: NAME=TYPE:VALUE");
-    addRepeatedOption(command_, "--add", &add_,
+    addTableArgument(parser(), &table_);
+    key_.declare(parser());
+    addRepeatedOption(parser(), "--set", &set_, "Set an attribute: NAME=TYPE:VALUE");
+    addRepeatedOption(parser(), "--add", &add_,
                       "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets what is not there");
-    addRepeatedOption(command_, "--remove", &remove_, "Remove the attribute NAME");
-    conditions_.declare(command_);
-    command_->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
+    addRepeatedOption(parser(), "--remove", &remove_, "Remove the attribute NAME");
+    conditions_.declare(parser());
+    parser()
+        ->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
         ->check(CLI::IsMember({"none", "old", "new", "updated-old", "updated-new"}))
         ->capture_default_str();
-    addExample(command_, "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes");
 }
 
 int UpdateCommand::run(const ServerAddress& server)

@@ -1,4 +1,4 @@
-#include "tools/command.h"
+#include "tools/replies.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,74 @@
+#include "tools/createtablecommand.h"
+
+#include "tools/arguments.h"
+#include "tools/messages.h"
+#include "tools/notation.h"
+#include "tools/replies.h"
+#include "tools/session.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Ctl {
+
+namespace {
+
+QVariantMap schemaElement(const QString& name)
+{
+    return {{"AttributeName", name}, {"AttributeType", "S"}};
+}
+
+} // namespace
+
+CreateTableCommand::CreateTableCommand(CLI::App* app)
+    : Command(app, "create-table", "Make a table; its directory has to exist",
+              "quorvactl create-table 'build/shop|orders' customer date")
+{
+    addTableArgument(parser(), &table_);
+    parser()->add_option("HASHNAME", hashName_, "The name of the hash key attribute")->required();
+    parser()->add_option("RANGENAME", rangeName_, "The name of the range key attribute")->required();
+    parser()->add_flag("--replace", replace_, "Of a table that exists: give it these key attributes; its items stay");
+}
+
+int CreateTableCommand::run(const ServerAddress& server)
+{
+    QString hash;
+    QString range;
+    std::string error = decodeWord(hashName_, "HASHNAME", &hash);
+    if (error.empty())
+        error = decodeWord(rangeName_, "RANGENAME", &range);
+    if (error.empty() && (hash.isEmpty() || range.isEmpty() || hash == range))
+        error = "the two key attributes need different names";
+    if (!error.empty()) {
+        complain(error);
+        return ExitUsage;
+    }
+    if (const int code = checkTableName(table_))
+        return code;
+    Session session(server);
+    const QVariantMap table{{"TableName", QString::fromStdString(table_)}};
+    QVariantMap reply;
+    if (!replace_) {
+        const int code = session.request("DescribeTable", table, &reply);
+        if (code == ExitNoReply)
+            return code;
+        if (code == ExitOk) {
+            const TableKeys keys = keysIn(reply.value("Table").toMap());
+            complain("there is a table " + table_ + " already, with the keys \"" + keys.hash.toStdString() +
+                         "\" and \"" + keys.range.toStdString() + '"',
+                     {"try: --replace, if it is to have other key attributes; its items stay"});
+            return ExitErrorReply;
+        }
+    }
+    QVariantMap body = table;
+    body.insert("KeySchema",
+                QVariantMap{{"HashKeyElement", schemaElement(hash)}, {"RangeKeyElement", schemaElement(range)}});
+    const int code = session.request("CreateTable", body, &reply);
+    const std::string failed = "cannot make the table " + table_;
+    if (code == ExitErrorReply && isNotFound(reply))
+        complainDirectory(failed, table_, reply);
+    else if (code == ExitErrorReply)
+        complainReply(failed, reply);
+    return code;
+}
+
+} // namespace Ctl

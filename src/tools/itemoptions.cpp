@@ -4,6 +4,7 @@
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/typedvalues.h"
 #include "tools/replies.h"
 
 #include <CLI/CLI.hpp>

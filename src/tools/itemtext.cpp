@@ -4,6 +4,7 @@
 #include "tools/messages.h"
 #include "tools/notation.h"
 #include "tools/standardinput.h"
+#include "tools/typedvalues.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>

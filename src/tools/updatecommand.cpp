@@ -3,8 +3,8 @@
 #include "tools/arguments.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
-#include "tools/notation.h"
 #include "tools/replies.h"
+#include "tools/updateoutcome.h"
 #include "json/jsonadapter.h"
 
 #include <CLI/CLI.hpp>
@@ -26,64 +26,6 @@ const std::map<std::string, const char*>& returnValues()
     return values;
 }
 
-std::string addUpdate(const QString& name, const QVariantMap& update, QVariantMap* updates)
-{
-    if (updates->contains(name))
-        return "there are two updates of \"" + name.toStdString() + '"';
-    updates->insert(name, update);
-    return {};
-}
-
-std::string addUpdates(const std::vector<std::string>& words, const char* action, QVariantMap* updates)
-{
-    QVariantMap values;
-    if (auto error = parseAttributes(words, &values); !error.empty())
-        return error;
-    for (auto value = values.begin(); value != values.end(); ++value) {
-        if (auto error = addUpdate(value.key(), {{"Action", action}, {"Value", value.value()}}, updates);
-            !error.empty())
-            return error;
-    }
-    return {};
-}
-
-/** The outcome of an ADD to an attribute that is there. An empty string, or why its value would be lost. */
-std::string add(const QString& name, const QVariantMap& addend, QVariantMap* current)
-{
-    if (addend.contains("S") && current->contains("S"))
-        current->insert("S", current->value("S").toString() + addend.value("S").toString());
-    if (!addend.contains("N") || !current->contains("N"))
-        return {}; // of two types: the server refuses it
-    if (auto error = checkInteger(name, *current); !error.empty())
-        return "the stored " + error;
-    qint64 sum = 0;
-    if (qAddOverflow(qint64{current->value("N").toString().toLongLong()},
-                     qint64{addend.value("N").toString().toLongLong()}, &sum))
-        return "the sum of \"" + name.toStdString() + "\" is no 64-bit integer";
-    current->insert("N", QString::number(sum));
-    return {};
-}
-
-/** Makes of an item what the server will make of it. An empty string or why something would be lost. */
-std::string apply(const QVariantMap& updates, QVariantMap* item)
-{
-    for (auto update = updates.begin(); update != updates.end(); ++update) {
-        const QVariantMap fields = update->toMap();
-        const QString action = fields.value("Action").toString();
-        if (action == "DELETE") {
-            item->remove(update.key());
-        } else if (action == "ADD" && item->contains(update.key())) {
-            QVariantMap current = item->value(update.key()).toMap();
-            if (auto error = add(update.key(), fields.value("Value").toMap(), &current); !error.empty())
-                return error;
-            item->insert(update.key(), current);
-        } else {
-            item->insert(update.key(), fields.value("Value"));
-        }
-    }
-    return {};
-}
-
 } // namespace
 
 UpdateCommand::UpdateCommand(CLI::App* app)
@@ -92,10 +34,7 @@ UpdateCommand::UpdateCommand(CLI::App* app)
 {
     addTableArgument(parser(), &table_);
     key_.declare(parser());
-    addRepeatedOption(parser(), "--set", &set_, "Set an attribute: NAME=TYPE:VALUE");
-    addRepeatedOption(parser(), "--add", &add_,
-                      "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets what is not there");
-    addRepeatedOption(parser(), "--remove", &remove_, "Remove the attribute NAME");
+    options_.declare(parser());
     conditions_.declare(parser());
     parser()
         ->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
@@ -108,7 +47,7 @@ int UpdateCommand::run(const ServerAddress& server)
     if (const int code = key_.decode())
         return code;
     QVariantMap updates;
-    if (const std::string error = readUpdates(&updates); !error.empty()) {
+    if (const std::string error = options_.read(&updates); !error.empty()) {
         complain(error);
         return ExitUsage;
     }
@@ -134,7 +73,7 @@ int UpdateCommand::run(const ServerAddress& server)
     QVariantMap reply;
     const int code = session.request("UpdateItem", body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
-    if (code == ExitErrorReply && !add_.empty() && isNotFound(reply))
+    if (code == ExitErrorReply && !options_.add.empty() && isNotFound(reply))
         complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
     else if (code == ExitErrorReply)
         complainWrite(failed, reply);
@@ -149,7 +88,7 @@ int UpdateCommand::run(const ServerAddress& server)
  */
 int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const
 {
-    if (set_.empty() && add_.empty())
+    if (!options_.storesValues())
         return ExitOk;
     QVariantMap reply;
     const int code = session->request(
@@ -157,40 +96,13 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
     if (code == ExitNoReply)
         return code;
     QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well
-    std::string error = apply(updates, &item);
+    std::string error = applyUpdates(updates, &item);
     if (error.empty())
         error = checkStoredSize(item, keys);
     if (error.empty())
         return ExitOk;
     complain("cannot update " + itemName(table_, key_) + ": " + error);
     return ExitUsage;
-}
-
-/** An empty string or what is wrong. */
-std::string UpdateCommand::readUpdates(QVariantMap* updates) const
-{
-    if (auto error = addUpdates(set_, "PUT", updates); !error.empty())
-        return error;
-    if (auto error = addUpdates(add_, "ADD", updates); !error.empty())
-        return error;
-    for (const std::string& word : remove_) {
-        QString name;
-        if (auto error = decodeWord(word, "--remove", &name); !error.empty())
-            return error;
-        if (auto error = addUpdate(name, {{"Action", "DELETE"}}, updates); !error.empty())
-            return error;
-    }
-    for (auto update = updates->cbegin(); update != updates->cend(); ++update) {
-        const QVariantMap fields = update->toMap();
-        const QVariantMap value = fields.value("Value").toMap();
-        if (fields.value("Action") == "ADD" && !value.contains("S") && !value.contains("N"))
-            return "--add takes strings and numbers only, and \"" + update.key().toStdString() + "\" is neither";
-        if (fields.value("Action") == "ADD") {
-            if (auto error = checkInteger(update.key(), value); !error.empty())
-                return "--add adds integers only: " + error;
-        }
-    }
-    return updates->isEmpty() ? "nothing to do: name an attribute with --set, --add or --remove" : std::string();
 }
 
 /** The server gives whole items with their keys as bare strings; they are printed like all others. */

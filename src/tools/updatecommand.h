@@ -3,9 +3,9 @@
 
 #include "tools/command.h"
 #include "tools/itemoptions.h"
+#include "tools/updateoptions.h"
 
 #include <string>
-#include <vector>
 
 namespace Ctl {
 
@@ -17,15 +17,12 @@ public:
     int run(const ServerAddress& server) override;
 
 private:
-    std::string readUpdates(QVariantMap* updates) const;
     int checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const;
     int printAttributes(QVariantMap attributes, const TableKeys& keys) const;
 
     std::string table_;
     KeyArguments key_;
-    std::vector<std::string> set_;
-    std::vector<std::string> add_;
-    std::vector<std::string> remove_;
+    UpdateOptions options_;
     std::string wanted_ = "none";
     ConditionOptions conditions_;
 };

@@ -21,7 +21,8 @@ int sendAction(const ServerAddress& server, const std::string& table, const char
     if (isNotFound(reply))
         complainDirectory(failed, table, reply);
     else
-        complainReply(failed, reply, isConditionFailure(reply) ? "quorvactl backup stop; another backup runs" : "");
+        complainReply(failed, reply,
+                      isConditionFailure(reply) ? "quorvactl backup stop; another backup is running" : "");
     return code;
 }
 

@@ -50,7 +50,7 @@ void addAttributesOption(CLI::App* command, std::vector<std::string>* names)
 
 void addLimitOption(CLI::App* command, int* limit)
 {
-    command->add_option("--limit", *limit, "Records that the server examines for one page")
+    command->add_option("--limit", *limit, "Records that the server examines per page")
         ->check(CLI::Range(1, std::numeric_limits<int>::max()))
         ->capture_default_str();
 }

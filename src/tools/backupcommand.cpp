@@ -9,7 +9,7 @@
 namespace Ctl {
 
 BackupCommand::BackupCommand(CLI::App* app)
-    : Command(app, "backup", "Hot backup of the environment that a table is in",
+    : Command(app, "backup", "Back up a table's environment while it is in use",
               "quorvactl backup start 'build/shop|orders' /srv/backup/shop --wait"),
       actions_(parser())
 {

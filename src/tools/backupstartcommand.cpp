@@ -23,9 +23,9 @@ BackupStartCommand::BackupStartCommand(CLI::App* backup)
     addTableArgument(parser(), &table_);
     directory_.declare(parser());
     parser()->add_flag("--wait", wait_, "Wait until the copy is complete");
-    parser()->add_flag("--replace", replace_, "End a backup of the environment to another directory");
+    parser()->add_flag("--replace", replace_, "Replace a backup of the environment to another directory");
     parser()
-        ->add_option("--stall", stallSeconds_, "With --wait: give up when the copy has not grown for this long")
+        ->add_option("--stall", stallSeconds_, "With --wait: give up when the copy has not grown for this many seconds")
         ->check(wholeNumber(1, "seconds"))
         ->capture_default_str();
 }

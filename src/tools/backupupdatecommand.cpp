@@ -41,12 +41,12 @@ int BackupUpdateCommand::waitForRefusal(const ServerAddress& server, const std::
     const Clock::time_point end = Clock::now() + ToRefuse;
     BackupState state;
     do {
-        if (const int code = askState(&session, table_, "cannot ask for the backup of " + table_, &state))
+        if (const int code = askState(&session, table_, "cannot ask for the state of the backup of " + table_, &state))
             return code;
         if (!state.isShipping(directory_.path)) {
-            complain(failed + ": the shipping has ended",
-                     {"try: the server's log; after \"log backup failed for\", or in the line before it, it has the "
-                      "reason"});
+            complain(
+                failed + ": shipping has ended",
+                {"try: the server's log; the reason is behind \"log backup failed for\" or in the line before it"});
             return ExitErrorReply;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -77,7 +77,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
             grown = Clock::now();
         }
         if (Clock::now() - grown > stall) {
-            complain("the copy does not grow any more; the server's log tells why");
+            complain("the copy has stopped growing; the server's log tells why");
             return ExitErrorReply;
         }
         line.show(megabytesCopied(bytes));
@@ -89,7 +89,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
 std::optional<int> CopyWait::check()
 {
     BackupState state;
-    if (const int code = askState(session_, table_, "cannot ask for the backup of " + table_, &state)) {
+    if (const int code = askState(session_, table_, "cannot ask for the state of the backup of " + table_, &state)) {
         complainMarkerStays(*target_);
         return code;
     }
@@ -107,17 +107,17 @@ int CopyWait::conclude()
         return ExitOk;
     const bool isMarked = fs::exists(target_->marker(), error) && !error;
     if (error) {
-        complain("cannot see whether the copy in " + directory_ + " is complete: " + error.message());
+        complain("cannot tell whether the copy in " + directory_ + " is complete: " + error.message());
     } else if (!hasBegun_ && isMarked) {
         target_->undo();
-        complain("the server has refused to copy to " + directory_,
-                 {"try: the server's log; a line \"Dbenv backup failed rc\" has the code of the reason"});
+        complain("the server refused to copy to " + directory_,
+                 {"try: the server's log; the line \"Dbenv backup failed rc\" has the error code"});
     } else if (isMarked) {
-        complain("the copy to " + directory_ + " has failed; the server's log tells why",
-                 {"try: the line \"Dbenv backup failed rc\" there; then remove " + target_->marker().string() +
+        complain("the copy to " + directory_ + " failed; the server's log tells why",
+                 {"try: its line \"Dbenv backup failed rc\"; then remove " + target_->marker().string() +
                   " and start the backup again"});
     } else {
-        complain("the copy to " + directory_ + " has ended, and there is no complete one",
+        complain("the copy to " + directory_ + " ended before it was complete",
                  {"try: the server's log; the directory or files in it were renamed or removed during the copy"});
     }
     return ExitErrorReply;
@@ -125,7 +125,7 @@ int CopyWait::conclude()
 
 void complainMarkerStays(const CopyTarget& target)
 {
-    complain(target.marker().string() + " stays: the server may have begun the copy",
+    complain(target.marker().string() + " is left in place: the server may have begun the copy",
              {"try: once no server is writing to the directory, remove this file and start the backup again"});
 }
 

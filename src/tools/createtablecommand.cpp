@@ -20,13 +20,13 @@ QVariantMap schemaElement(const QString& name)
 } // namespace
 
 CreateTableCommand::CreateTableCommand(CLI::App* app)
-    : Command(app, "create-table", "Make a table; its directory has to exist",
+    : Command(app, "create-table", "Create a table; its directory must exist",
               "quorvactl create-table 'build/shop|orders' customer date")
 {
     addTableArgument(parser(), &table_);
     parser()->add_option("HASHNAME", hashName_, "The name of the hash key attribute")->required();
     parser()->add_option("RANGENAME", rangeName_, "The name of the range key attribute")->required();
-    parser()->add_flag("--replace", replace_, "Of a table that exists: give it these key attributes; its items stay");
+    parser()->add_flag("--replace", replace_, "Give an existing table these key attributes; its items stay");
 }
 
 int CreateTableCommand::run(const ServerAddress& server)
@@ -37,7 +37,7 @@ int CreateTableCommand::run(const ServerAddress& server)
     if (error.empty())
         error = decodeWord(rangeName_, "RANGENAME", &range);
     if (error.empty() && (hash.isEmpty() || range.isEmpty() || hash == range))
-        error = "the two key attributes need different names";
+        error = "the two key attributes need different names that are not empty";
     if (!error.empty()) {
         complain(error);
         return ExitUsage;
@@ -53,9 +53,9 @@ int CreateTableCommand::run(const ServerAddress& server)
             return code;
         if (code == ExitOk) {
             const TableKeys keys = keysIn(reply.value("Table").toMap());
-            complain("there is a table " + table_ + " already, with the keys \"" + keys.hash.toStdString() +
+            complain("the table " + table_ + " exists already, with the key attributes \"" + keys.hash.toStdString() +
                          "\" and \"" + keys.range.toStdString() + '"',
-                     {"try: --replace, if it is to have other key attributes; its items stay"});
+                     {"try: --replace, to give it other key attributes; its items stay"});
             return ExitErrorReply;
         }
     }
@@ -63,7 +63,7 @@ int CreateTableCommand::run(const ServerAddress& server)
     body.insert("KeySchema",
                 QVariantMap{{"HashKeyElement", schemaElement(hash)}, {"RangeKeyElement", schemaElement(range)}});
     const int code = session.request("CreateTable", body, &reply);
-    const std::string failed = "cannot make the table " + table_;
+    const std::string failed = "cannot create the table " + table_;
     if (code == ExitErrorReply && isNotFound(reply))
         complainDirectory(failed, table_, reply);
     else if (code == ExitErrorReply)

@@ -10,7 +10,7 @@
 namespace Ctl {
 
 DeleteCommand::DeleteCommand(CLI::App* app)
-    : Command(app, "delete", "Delete an item; one that is not there is no error",
+    : Command(app, "delete", "Delete an item; one that does not exist is not an error",
               "quorvactl delete 'build/shop|orders' abc 2012-01 --if total=N:17")
 {
     addTableArgument(parser(), &table_);

@@ -9,7 +9,7 @@
 namespace Ctl {
 
 DeleteTableCommand::DeleteTableCommand(CLI::App* app)
-    : Command(app, "delete-table", "Close the environment that a table is in; no file is deleted",
+    : Command(app, "delete-table", "Close a table's environment; no file is deleted",
               "quorvactl delete-table 'build/shop|orders'")
 {
     addTableArgument(parser(), &table_);

@@ -13,7 +13,7 @@ DescribeCommand::DescribeCommand(CLI::App* app)
     : Command(app, "describe", "Print a table's keys", "quorvactl describe 'build/shop|orders'")
 {
     addTableArgument(parser(), &table_);
-    parser()->add_flag("--json", json_, "Print the server's whole description as JSON");
+    parser()->add_flag("--json", json_, "Print the server's full description as JSON");
 }
 
 int DescribeCommand::run(const ServerAddress& server)

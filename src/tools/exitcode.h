@@ -14,10 +14,10 @@ enum ExitCode : int {
 /** The end of every help text. */
 inline constexpr const char* ExitCodeHelp =
     "Exit status:\n"
-    "  0   the reply says success (\"__rc\" is 200), or the command did what it is for\n"
-    "  1   the reply says an error, or the command failed\n"
-    "  2   no reply came, or it could not be printed; standard error tells why\n"
-    "  64  the command line is wrong, or an argument cannot be used; nothing was written";
+    "  0   success: the reply's \"__rc\" is 200, or the command did its work\n"
+    "  1   the reply is an error, or the command failed\n"
+    "  2   no reply was received, or it could not be printed; standard error tells why\n"
+    "  64  the command line is wrong, or an argument is unusable; nothing was written";
 
 } // namespace Ctl
 

@@ -15,13 +15,13 @@
 namespace Ctl {
 
 ExportCommand::ExportCommand(CLI::App* app)
-    : Command(app, "export", "Write all items of a table to a file: JSON, one item a line",
+    : Command(app, "export", "Write all items of a table to a file: JSON, one item per line",
               "quorvactl export 'build/shop|orders' orders.jsonl")
 {
     addTableArgument(parser(), &table_);
-    parser()->add_option("FILE", file_,
-                         "The file, which is there when the export is whole and not before; standard output when there "
-                         "is none, or -");
+    parser()->add_option(
+        "FILE", file_,
+        "The file, which gets its name only when the export is complete; standard output if it is - or missing");
     addLimitOption(parser(), &options_.limit);
 }
 

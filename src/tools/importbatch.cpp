@@ -66,7 +66,7 @@ std::string checkImportLine(const QByteArray& line, const TableKeys& keys, ItemK
     if (auto error = checkBinary(item); !error.empty())
         return error;
     if (isNestedTooDeep(line))
-        return "the item is nested too deep";
+        return "the item is nested too deeply";
     *key = {keyText(item, keys.hash), keyText(item, keys.range)};
     return {};
 }

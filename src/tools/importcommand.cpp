@@ -31,13 +31,13 @@ qint64 bytesLeft(int descriptor)
 } // namespace
 
 ImportCommand::ImportCommand(CLI::App* app)
-    : Command(app, "import", "Store the items of a file: JSON, one item a line",
+    : Command(app, "import", "Store the items of a file: JSON, one item per line",
               "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state")
 {
     addTableArgument(parser(), &table_);
-    parser()->add_option("FILE", file_, "The file; standard input when there is none, or -");
+    parser()->add_option("FILE", file_, "The file; standard input if it is - or missing");
     auto* state = parser()->add_option("--state", state_,
-                                       "Keep how far it came in this file, and go on there when the file exists");
+                                       "Record the progress in this file, and resume from there if the file exists");
     parser()
         ->add_option("--skip", skip_, "Skip this many lines at the beginning")
         ->check(wholeNumber(0, "lines"))
@@ -51,7 +51,7 @@ int ImportCommand::run(const ServerAddress& server)
     std::error_code ignored;
     ImportState state(state_, table_, isFile ? std::filesystem::absolute(file_, ignored).string() : file_);
     if (const std::string error = state.load(&mark); !error.empty()) {
-        complain(error, {"try: another file for --state, or remove this one to begin anew"});
+        complain(error, {"try: another file for --state, or remove this one to start over"});
         return ExitUsage;
     }
     ImportInput input{STDIN_FILENO, "standard input", -1};

@@ -140,7 +140,7 @@ int Importer::sendOneByOne()
             continue;
         }
         refuse(batch_.lineOf(i),
-               "the server refused it: " + (isSuccess(reply) ? "it came back unprocessed" : serverSays(reply)));
+               "the server refused it: " + (isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
         if (++refusedInARow_ == MostRefusedInARow)
             return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
     }

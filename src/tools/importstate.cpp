@@ -58,11 +58,11 @@ std::string ImportState::load(ImportMark* mark) const
     const bool isJson = text.size() <= MostBytes && Json::parse(text, &parsed);
     const QVariantMap fields = parsed.toMap();
     if (!isJson || fields.value("line").typeId() != QMetaType::LongLong)
-        return path_ + " does not tell how far an import came";
+        return path_ + " is not the state of an import";
     const std::string table = fields.value("table").toString().toStdString();
     const std::string input = fields.value("input").toString().toStdString();
     if (table != table_ || input != input_)
-        return path_ + " is of another import, of " + input + " into " + table;
+        return path_ + " belongs to another import, of " + input + " into " + table;
     *mark = {fields.value("line").toLongLong(), fields.value("stored").toLongLong(),
              fields.value("refused").toLongLong()};
     return {};

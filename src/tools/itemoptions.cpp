@@ -4,8 +4,8 @@
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/notation.h"
-#include "tools/typedvalues.h"
 #include "tools/replies.h"
+#include "tools/typedvalues.h"
 
 #include <CLI/CLI.hpp>
 
@@ -51,7 +51,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
 void KeyArguments::declare(CLI::App* command)
 {
     command->add_option("HASH", hashWord, "The hash key")->required();
-    command->add_option("RANGE", rangeWord, "The range key; '' for the empty one")->required();
+    command->add_option("RANGE", rangeWord, "The range key; '' if it is empty")->required();
 }
 
 int KeyArguments::decode()
@@ -64,7 +64,7 @@ int KeyArguments::decode()
 void ConditionOptions::declare(CLI::App* command)
 {
     addRepeatedOption(command, "--if", &equal, "Only if the attribute has this value: NAME=S:TEXT or NAME=N:NUMBER");
-    addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME, or is not there");
+    addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME or does not exist");
 }
 
 int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
@@ -74,7 +74,7 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
         return code;
     for (auto condition = expected.begin(); condition != expected.end(); ++condition) {
         if (keys.contains(condition.key())) {
-            complain("\"" + condition.key().toStdString() + "\" is a key attribute, which conditions do not see",
+            complain("\"" + condition.key().toStdString() + "\" is a key attribute, which conditions cannot test",
                      {"try: a condition on an attribute that every item has"});
             return ExitUsage;
         }
@@ -87,7 +87,7 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
 void complainWrite(const std::string& failed, const QVariantMap& reply)
 {
     const bool condition = errorType(reply) == "ConditionalCheckFailedException";
-    complainReply(failed, reply, condition ? "quorvactl get; the stored item is not as the conditions want it" : "");
+    complainReply(failed, reply, condition ? "quorvactl get; the stored item does not meet the conditions" : "");
 }
 
 std::string itemName(const std::string& table, const KeyArguments& key)

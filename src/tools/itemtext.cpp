@@ -29,7 +29,7 @@ bool readFile(const std::string& path, QByteArray* text)
     }
     if (!good)
         complain("cannot read " + path + ": " + std::strerror(errno),
-                 {"an item is JSON in the form {...}, - for standard input, a file's name, or NAME=VALUE ..."});
+                 {"an item is JSON in the form {...}, - for standard input, a file name, or NAME=VALUE ..."});
     if (file != nullptr)
         (void)std::fclose(file); // ignored: nothing was written
     return good;
@@ -58,7 +58,7 @@ std::string checkKeyAttribute(const QVariantMap& item, const QString& name, cons
         return what + " is missing";
     const QVariantMap typed = attribute->toMap();
     if (typed.size() != 1 || typed.value("S").typeId() != QMetaType::QString)
-        return what + R"( is no string, {"S": "..."})";
+        return what + R"( is not a string, {"S": "..."})";
     return checkKey(keyText(item, name), what);
 }
 
@@ -86,7 +86,7 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
     if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > LargestKeys)
-        return "the two keys are longer than 4092 characters, and queries and scans that meet them would fail";
+        return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
     if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
         return {};
     return checkStoredSize(item, keys);

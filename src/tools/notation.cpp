@@ -25,7 +25,7 @@ std::string addAttributes(const QVariantMap& more, QVariantMap* attributes)
 {
     for (auto attribute = more.begin(); attribute != more.end(); ++attribute) {
         if (attributes->contains(attribute.key()))
-            return "attribute " + quoted(attribute.key()) + " is there twice";
+            return "attribute " + quoted(attribute.key()) + " is given twice";
         attributes->insert(attribute.key(), attribute.value());
     }
     return {};
@@ -76,7 +76,7 @@ std::string parseAttributes(const std::vector<std::string>& words, QVariantMap* 
                 return error;
             const qsizetype equals = text.indexOf('=');
             if (equals < 1)
-                return quoted(text) + " is no attribute; write NAME=VALUE, such as total=N:17";
+                return quoted(text) + " is not an attribute; write NAME=VALUE, such as total=N:17";
             QVariantMap value;
             if (auto error = parseValue(text.mid(equals + 1), &value); !error.empty())
                 return "attribute " + quoted(text.left(equals)) + ": " + error;
@@ -93,9 +93,9 @@ std::string parseObject(const QByteArray& text, const std::string& what, QVarian
     QVariant parsed;
     Json::ParseError error;
     if (!Json::parse(text, &parsed, &error))
-        return what + " is no JSON, at " + placeOf(text, error.offset) + ": " + error.reason.toStdString();
+        return what + " is not valid JSON, at " + placeOf(text, error.offset) + ": " + error.reason.toStdString();
     if (parsed.typeId() != QMetaType::QVariantMap)
-        return what + " is no JSON object, {...}";
+        return what + " is not a JSON object, {...}";
     *object = parsed.toMap();
     return {};
 }
@@ -120,7 +120,7 @@ std::string checkKey(const QString& key, const std::string& what)
     constexpr char16_t LargestLatin1 = 0xff;
     for (const QChar character : key) {
         if (character.unicode() > LargestLatin1)
-            return what + " holds a character outside Latin-1: " + quoted(key);
+            return what + " has a character outside Latin-1: " + quoted(key);
     }
     return {};
 }

@@ -10,14 +10,14 @@
 namespace Ctl {
 
 PutCommand::PutCommand(CLI::App* app)
-    : Command(app, "put", "Store an item, in place of the one with the same keys",
+    : Command(app, "put", "Store an item, replacing the one with the same keys",
               "quorvactl put 'build/shop|orders' customer=S:abc date=S:2012-01 total=N:17")
 {
     addTableArgument(parser(), &table_);
     parser()
-        ->add_option("ITEM", item_,
-                     "The item with its keys: JSON {...}, - for standard input, a file's name, or attributes as "
-                     "NAME=TYPE:VALUE")
+        ->add_option(
+            "ITEM", item_,
+            "The item with its keys: JSON {...}, - for standard input, a file name, or attributes as NAME=TYPE:VALUE")
         ->required();
     conditions_.declare(parser());
     parser()

@@ -8,7 +8,7 @@
 namespace Ctl {
 
 QueryCommand::QueryCommand(CLI::App* app)
-    : Command(app, "query", "Print the items of one hash key, in the order of their range keys",
+    : Command(app, "query", "Print the items with one hash key, in the order of their range keys",
               "quorvactl query 'build/shop|orders' abc --begins-with 2012-")
 {
     addTableArgument(parser(), &table_);
@@ -23,10 +23,9 @@ QueryCommand::QueryCommand(CLI::App* app)
     beginsWith_ = group->add_option("--begins-with", value_, "BEGINS_WITH");
     group->add_option("--between", between_, "BETWEEN, both ends included")->expected(2);
 
-    parser()->add_flag(
-        "--backward", backward_,
-        "From the last range key down. Conditions other than --begins-with decide for themselves: --lt and "
-        "--le walk down, the rest up");
+    parser()->add_flag("--backward", backward_,
+                       "In descending order. Only without a condition or with --begins-with: --lt and --le always "
+                       "descend, the other conditions always ascend");
     options_.declare(parser());
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 int run(int argc, char** argv)
 {
-    CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints its reply.", "quorvactl");
+    CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints the reply.", "quorvactl");
     app.set_version_flag("--version", "quorvactl " QUORVA_VERSION);
     app.failure_message(Ctl::usageError);
     app.footer(Ctl::ExitCodeHelp);

@@ -14,7 +14,7 @@ std::string adviceOn(const QString& type)
     if (type == "ResourceNotFoundException")
         return "the spelling, or quorvactl create-table";
     if (type == "InternalServerError")
-        return "the server's log, which tells the cause";
+        return "the server's log, which has the cause";
     if (type == "ValidationException")
         return "keys of Latin-1 characters only";
     return {};

@@ -20,13 +20,13 @@ bool looksLikeOperation(const std::string& word)
 
 void RequestCommand::Request::declare(CLI::App* app, bool required)
 {
-    app->add_option("OPERATION", operation, "PutItem and the like, or a full name with its API prefix")
+    app->add_option("OPERATION", operation, "The operation, such as PutItem, or its full name with the API prefix")
         ->required(required);
-    app->add_option("JSON", body, "The request's body; - reads it from standard input; {} when there is none");
+    app->add_option("JSON", body, "The request's body; - reads it from standard input; the default is {}");
 }
 
 RequestCommand::RequestCommand(CLI::App* app)
-    : Command(app, "call", "Send one request as it is given and print its reply",
+    : Command(app, "call", "Send one request as given and print its reply",
               R"(quorvactl call DescribeTable '{"TableName": "build/shop|orders"}')")
 {
     bare_.declare(app, false);
@@ -48,7 +48,7 @@ void RequestCommand::checkBareOperation(const CLI::App& app) const
         throw CLI::RequiredError("A command or an OPERATION");
     if (!hasCommand && !looksLikeOperation(operation))
         throw CLI::ParseError(
-            "There is no command \"" + operation + "\"; operations such as PutItem begin with a capital", ExitUsage);
+            "unknown command \"" + operation + "\"; operations such as PutItem begin with a capital letter", ExitUsage);
 }
 
 int RequestCommand::run(const ServerAddress& server)

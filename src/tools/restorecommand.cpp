@@ -290,14 +290,16 @@ private:
 } // namespace
 
 RestoreCommand::RestoreCommand(CLI::App* app)
-    : Command(app, "restore", "Make an environment directory out of a hot backup; needs no server",
+    : Command(app, "restore", "Create an environment directory from a backup; needs no server",
               "quorvactl restore /srv/backup/shop build/restored")
 {
     parser()->fallthrough(false); // no server, no address
-    parser()->add_option("BACKUPDIR", backup_, "The backup directory; it is not changed")->required();
-    parser()->add_option("TARGETDIR", target_, "The new environment directory: empty, or not there yet")->required();
+    parser()->add_option("BACKUPDIR", backup_, "The backup directory, which is left unchanged")->required();
+    parser()
+        ->add_option("TARGETDIR", target_, "The new environment directory, which must be empty or not exist")
+        ->required();
     parser()->add_flag("--without-list", withoutList_,
-                       "Accept a copy without a list of its files, though some may be missing");
+                       "Accept a copy without a list of its files, although some may be missing");
 }
 
 int RestoreCommand::run(const ServerAddress&)

@@ -12,7 +12,7 @@ void ServerAddress::declare(CLI::App* app)
 {
     app->add_option("--host", host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
     app->add_option("--port", port, "The server's port")->check(CLI::Range(1, 65535))->capture_default_str();
-    app->add_option("--timeout", timeout, "Seconds to wait for the server, 0 for any time")
+    app->add_option("--timeout", timeout, "Seconds to wait for the server; 0 waits forever")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
 }
@@ -40,9 +40,9 @@ void complainNoReply(const ServerAddress& server, const Client::Connection& conn
     if (error.starts_with("connect:") || error.starts_with("no connection within"))
         details.emplace_back("try: start the server, or name another one with --host and --port");
     else if (error.ends_with(" ms"))
-        details.emplace_back("try: a longer --timeout; if the request was a change, it may be made all the same");
+        details.emplace_back("try: a longer --timeout; the server may still make the change, if the request was one");
     else if (error == "the server closed the connection")
-        details.emplace_back("try: the server's log; it closes a connection on a request that is no JSON");
+        details.emplace_back("try: the server's log; it closes the connection when a request is not valid JSON");
     complain("no reply from " + server.host + ':' + std::to_string(server.port) + ": " + error, details);
 }
 

@@ -22,7 +22,7 @@ int Session::request(const QByteArray& operation, const QByteArray& body, QVaria
     }
     QVariant parsed;
     if (!Json::parse(text, &parsed)) {
-        complain("no reply from " + server_.host + ':' + std::to_string(server_.port) + ": what came is no JSON");
+        complain("no reply from " + server_.host + ':' + std::to_string(server_.port) + ": the answer is not valid JSON");
         return ExitNoReply;
     }
     *reply = parsed.toMap();
@@ -52,8 +52,8 @@ int Session::describe(const std::string& table, QVariantMap* description)
 int Session::complainNotFound(const std::string& table, const QVariantMap& reply)
 {
     if (reply.contains("Table")) {
-        complainReply("the table " + table + " has no key attributes that can be used", reply,
-                      "quorvactl create-table --replace, which gives it others");
+        complainReply("the table " + table + " has no usable key attributes", reply,
+                      "quorvactl create-table --replace, to give it others");
         return ExitErrorReply;
     }
     QVariantMap opened;
@@ -87,16 +87,16 @@ void complainDirectory(const std::string& failed, const std::string& table, cons
         complainReply(found + "its name has no directory", reply, "DIRECTORY|TABLE");
     else if (!fs::path(directory).is_absolute())
         complainReply(found + "the server cannot open its directory " + directory, reply,
-                      "the whole path, as a relative one begins where the server was started; the server's log tells "
-                      "the cause");
+                      "an absolute path, as a relative one starts from the server's working directory; the server's "
+                      "log has the cause");
     else if (type == fs::file_type::not_found)
         complainReply(found + "there is no directory " + directory, reply,
                       "the spelling, or mkdir -p '" + directory + '\'');
     else if (type != fs::file_type::directory && type != fs::file_type::none && type != fs::file_type::unknown)
-        complainReply(found + directory + " is no directory", reply, "the spelling");
+        complainReply(found + directory + " is not a directory", reply, "the spelling");
     else
         complainReply(found + "the server cannot open its directory " + directory, reply,
-                      "the server's log, which tells the cause: another process has the directory open, the server may "
+                      "the server's log, which has the cause: another process has the directory open, the server may "
                       "not read or write it, or its files are damaged");
 }
 

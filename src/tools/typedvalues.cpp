@@ -32,11 +32,12 @@ bool isBase64(const QString& text)
 std::string checkElement(const QString& type, const QVariant& element)
 {
     if (element.typeId() != QMetaType::QString)
-        return "a value of type " + type.toStdString() + (isSetType(type) ? " is a list of strings" : " is a string");
+        return "a value of type " + type.toStdString() +
+               (isSetType(type) ? " must be a list of strings" : " must be a string");
     if (type.startsWith('N') && !isNumber(element.toString()))
-        return quoted(element.toString()) + " is no number";
+        return quoted(element.toString()) + " is not a number";
     if (type.startsWith('B') && !isBase64(element.toString()))
-        return quoted(element.toString()) + " is no base64";
+        return quoted(element.toString()) + " is not base64";
     return {};
 }
 
@@ -88,7 +89,7 @@ std::string checkBinary(const QVariantMap& attributes)
             elements.append(typed.value("B"));
         for (const QVariant& element : elements) {
             if (element.typeId() == QMetaType::QString && !isBase64(element.toString()))
-                return "attribute " + quoted(attribute.key()) + ": " + quoted(element.toString()) + " is no base64";
+                return "attribute " + quoted(attribute.key()) + ": " + quoted(element.toString()) + " is not base64";
         }
     }
     return {};
@@ -102,7 +103,7 @@ std::string checkInteger(const QString& name, const QVariantMap& value)
     if (isInteger || !value.contains("N"))
         return {};
     return quoted(value.value("N").toString()) + " of " + quoted(name) +
-           " is no 64-bit integer, and the server would take it for 0";
+           " is not a 64-bit integer; the server would take it for 0";
 }
 
 std::string hasNoType(const QString& text)

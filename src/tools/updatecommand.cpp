@@ -29,7 +29,7 @@ const std::map<std::string, const char*>& returnValues()
 } // namespace
 
 UpdateCommand::UpdateCommand(CLI::App* app)
-    : Command(app, "update", "Change attributes of an item, or make one of them",
+    : Command(app, "update", "Change attributes of an item; one that does not exist is created",
               "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes")
 {
     addTableArgument(parser(), &table_);
@@ -37,7 +37,8 @@ UpdateCommand::UpdateCommand(CLI::App* app)
     options_.declare(parser());
     conditions_.declare(parser());
     parser()
-        ->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
+        ->add_option("--return", wanted_,
+                     "Print the item or only the updated attributes, as they were before or are after the update")
         ->check(CLI::IsMember({"none", "old", "new", "updated-old", "updated-new"}))
         ->capture_default_str();
 }

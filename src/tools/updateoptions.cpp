@@ -61,8 +61,9 @@ std::string checkAddends(const QVariantMap& updates)
 void UpdateOptions::declare(CLI::App* command)
 {
     addRepeatedOption(command, "--set", &set, "Set an attribute: NAME=TYPE:VALUE");
-    addRepeatedOption(command, "--add", &add,
-                      "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets what is not there");
+    addRepeatedOption(
+        command, "--add", &add,
+        "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets an attribute that does not exist");
     addRepeatedOption(command, "--remove", &remove, "Remove the attribute NAME");
 }
 

@@ -20,7 +20,7 @@ std::string add(const QString& name, const QVariantMap& addend, QVariantMap* cur
     qint64 sum = 0;
     if (qAddOverflow(qint64{current->value("N").toString().toLongLong()},
                      qint64{addend.value("N").toString().toLongLong()}, &sum))
-        return "the sum of \"" + name.toStdString() + "\" is no 64-bit integer";
+        return "the sum of \"" + name.toStdString() + "\" is not a 64-bit integer";
     current->insert("N", QString::number(sum));
     return {};
 }

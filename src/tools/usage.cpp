@@ -26,7 +26,7 @@ void refuseMissingValues(int argc, const char* const* argv)
             return;
         if (word.size() > 3 && word.starts_with("--") && word.find('=') == word.size() - 1)
             throw CLI::ParseError(
-                word + " has no value; an empty one is a word of its own: " + word.substr(0, word.size() - 1) + " ''",
+                word + " has no value; an empty value is a word of its own: " + word.substr(0, word.size() - 1) + " ''",
                 ExitUsage);
     }
 }

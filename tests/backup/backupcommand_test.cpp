@@ -21,27 +21,29 @@ using testing::StartsWith;
 
 std::string anotherRuns(const std::string& failed)
 {
-    return Complaints::errorReply(failed, Complaints::ConditionFailed, "quorvactl backup stop; another backup runs");
+    return Complaints::errorReply(failed, Complaints::ConditionFailed,
+                                  "quorvactl backup stop; another backup is running");
 }
 
 std::string markerStays(const std::string& target)
 {
     return "quorvactl: " + markerIn(target) +
-           " stays: the server may have begun the copy\n  try: once no server is writing to the directory, remove this "
+           " is left in place: the server may have begun the copy\n  try: once no server is writing to the directory, "
+           "remove this "
            "file and start the backup again\n";
 }
 
 std::string copyFailed(const std::string& target)
 {
     return "quorvactl: the copy to " + target +
-           " has failed; the server's log tells why\n  try: the line \"Dbenv backup failed rc\" there; then remove " +
+           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\"; then remove " +
            markerIn(target) + " and start the backup again\n";
 }
 
 std::string refusedTarget(const std::string& target)
 {
-    return "quorvactl: the server has refused to copy to " + target +
-           "\n  try: the server's log; a line \"Dbenv backup failed rc\" has the code of the reason\n";
+    return "quorvactl: the server refused to copy to " + target +
+           "\n  try: the server's log; the line \"Dbenv backup failed rc\" has the error code\n";
 }
 
 class BackupCommand : public BackupTest {
@@ -205,7 +207,7 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     fs::remove(markerIn(target));
     const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: the copy does not grow any more; the server's log tells why\n");
+    EXPECT_EQ(run.error, "quorvactl: the copy has stopped growing; the server's log tells why\n");
     EXPECT_TRUE(hasMarker(target));
 }
 
@@ -232,7 +234,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     const ProgramRun run = started.get(); // as nothing grows any more
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'000'000) + ".0 MB copied"),
-                                 HasSubstr("the copy does not grow any more")));
+                                 HasSubstr("the copy has stopped growing")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
@@ -309,7 +311,7 @@ TEST_F(BackupCommand, StartWithWaitDoesNotTakeALostMarkerForSuccess)
         close(reader);
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
-                                 " has ended, and there is no complete one\n  try: the server's log; the directory or "
+                                 " ended before it was complete\n  try: the server's log; the directory or "
                                  "files in it were renamed or removed during the copy\n");
         (void)takeBackupLinesUntil("Disabling Database Backup");
     }
@@ -323,10 +325,9 @@ TEST_F(BackupCommand, UpdateTellsOfARefusedTarget)
     const ProgramRun run = backup({"update", table(), other});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.error,
-              "quorvactl: cannot ship the log files of " + table() + " to " + other +
-                  ": the shipping has ended\n  try: the server's log; after \"log backup failed for\", or in "
-                  "the line before it, it has the reason\n");
+    EXPECT_EQ(run.error, "quorvactl: cannot ship the log files of " + table() + " to " + other +
+                             ": shipping has ended\n  try: the server's log; the reason is behind \"log backup failed "
+                             "for\" or in the line before it\n");
     EXPECT_EQ(namesIn(other), before);
     EXPECT_THAT(takeBackupLinesUntil("Disabling Database Backup"), Contains(HasSubstr("log backup failed for ")));
 }

@@ -92,5 +92,5 @@ TEST(CheckImportLine, RefusesAnItemThatIsTooDeepForARequest)
     while (deepest < 100'000 && errorOf(nested(deepest + 1)).empty())
         ++deepest;
     EXPECT_GT(deepest, 100);
-    EXPECT_EQ(errorOf(nested(deepest + 1)), "the item is nested too deep");
+    EXPECT_EQ(errorOf(nested(deepest + 1)), "the item is nested too deeply");
 }

@@ -234,7 +234,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     const ProgramRun run = started.get(); // as nothing grows any more
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'000'000) + ".0 MB copied"),
-                                 HasSubstr("the copy has stopped growing")));
+                                 HasSubstr(" MB copied\r\033[Kquorvactl: the copy has stopped growing")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)

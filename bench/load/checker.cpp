@@ -32,7 +32,7 @@ unsigned numberOf(const QVariantMap& item)
 
 } // namespace
 
-bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVariantMap* reply, QString* error)
+bool exchangeWell(Client::WireConnection& connection, const QByteArray& request, QVariantMap* reply, QString* error)
 {
     QByteArray text;
     if (!connection.send(request) || !connection.receiveReply(&text)) {
@@ -51,7 +51,8 @@ bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVa
     return false;
 }
 
-Checker::Checker(Client::Connection& connection, const QByteArray& tableName, const Workload& workload, QString* error)
+Checker::Checker(Client::WireConnection& connection, const QByteArray& tableName, const Workload& workload,
+                 QString* error)
     : connection_(connection), tableName_(tableName), workload_(workload), error_(error)
 {}
 

@@ -19,7 +19,7 @@ constexpr std::string_view SuccessEnd = R"("__rc":200,"__rcstr":"OK"})";
 
 } // namespace
 
-LoadClient::LoadClient(Client::Connection connection, RequestMaker requests)
+LoadClient::LoadClient(Client::WireConnection connection, RequestMaker requests)
     : connection_(std::move(connection)), requests_(std::move(requests))
 {}
 

@@ -4,7 +4,7 @@
 #include "common/measure.h"
 #include "load/requests.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <QByteArray>
 
@@ -19,7 +19,7 @@ namespace Bench {
  */
 class LoadClient {
 public:
-    LoadClient(Client::Connection connection, RequestMaker requests);
+    LoadClient(Client::WireConnection connection, RequestMaker requests);
 
     int socketDescriptor() const { return connection_.socketDescriptor(); }
 
@@ -46,7 +46,7 @@ private:
     static constexpr std::size_t PrefixBytes = 4;
     static constexpr std::size_t KeptBytes = 192; // more than an error reply has
 
-    Client::Connection connection_;
+    Client::WireConnection connection_;
     RequestMaker requests_;
     Clock::time_point sent_;
     std::size_t requestBytes_ = 0;

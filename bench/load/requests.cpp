@@ -1,6 +1,6 @@
 #include "load/requests.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>

@@ -34,7 +34,7 @@ public:
 
     void run()
     {
-        Client::Connection connection;
+        Client::WireConnection connection;
         QString error;
         if (!target_.connect(&connection, &error))
             return fail(error);
@@ -67,7 +67,7 @@ private:
 
 } // namespace
 
-bool Target::connect(Client::Connection* connection, QString* error) const
+bool Target::connect(Client::WireConnection* connection, QString* error) const
 {
     if (connection->open(QString::fromLatin1(Client::DefaultHost), port))
         return true;
@@ -75,12 +75,12 @@ bool Target::connect(Client::Connection* connection, QString* error) const
     return false;
 }
 
-bool Target::connectIdle(unsigned count, std::vector<Client::Connection>* connections, QString* error) const
+bool Target::connectIdle(unsigned count, std::vector<Client::WireConnection>* connections, QString* error) const
 {
     RequestMaker requests(tableName, Operation::Get, Workload(), 1);
     for (unsigned i = 0; i < count; ++i) {
         QVariantMap reply;
-        Client::Connection& connection = connections->emplace_back();
+        Client::WireConnection& connection = connections->emplace_back();
         if (!connect(&connection, error) || !exchangeWell(connection, requests.at(0), &reply, error))
             return false;
     }
@@ -89,7 +89,7 @@ bool Target::connectIdle(unsigned count, std::vector<Client::Connection>* connec
 
 bool Target::load(const Workload& workload, unsigned clients, QString* error) const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     QVariantMap reply;
     if (!connect(&connection, error) || !exchangeWell(connection, createRequest(tableName), &reply, error))
         return false;
@@ -109,7 +109,7 @@ bool Target::load(const Workload& workload, unsigned clients, QString* error) co
 
 bool Target::check(const Workload& workload, QString* error) const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     return connect(&connection, error) && Checker(connection, tableName, workload, error).run();
 }
 

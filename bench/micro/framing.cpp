@@ -1,6 +1,6 @@
 #include "net/framing.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <benchmark/benchmark.h>
 

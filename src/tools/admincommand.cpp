@@ -1,6 +1,6 @@
 #include "tools/admincommand.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "tools/copytarget.h"
 #include "tools/session.h"
 

@@ -1,6 +1,6 @@
 #include "tools/command.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "format/tablename.h"
 #include "tools/progressbar.h"
 #include "json/jsonadapter.h"
@@ -54,7 +54,7 @@ void addExample(CLI::App* command, const std::string& example)
     command->footer("Example:\n  " + example + "\n\n" + command->get_footer());
 }
 
-bool connect(const ServerAddress& server, Client::Connection* connection)
+bool connect(const ServerAddress& server, Client::WireConnection* connection)
 {
     connection->setConnectTimeout(server.timeout * 1000);
     connection->setReceiveTimeout(server.timeout * 1000);
@@ -63,7 +63,7 @@ bool connect(const ServerAddress& server, Client::Connection* connection)
 
 bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     if (connect(server, &connection) && connection.exchange(Client::fullOperationName(operation), body, reply))
         return true;
     complainNoReply(server, connection);
@@ -81,7 +81,7 @@ bool isSuccess(const QVariantMap& reply)
     return reply.value(QStringLiteral("__rc")) == 200;
 }
 
-void complainNoReply(const ServerAddress& server, const Client::Connection& connection)
+void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection)
 {
     const std::string error = connection.error().toStdString();
     std::vector<std::string> details;

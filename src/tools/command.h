@@ -10,7 +10,7 @@
 #include <vector>
 
 namespace Client {
-class Connection;
+class WireConnection;
 }
 
 /**
@@ -38,7 +38,7 @@ struct ServerAddress {
 };
 
 /** Connects to the server; connection->error() tells why not. */
-[[nodiscard]] bool connect(const ServerAddress& server, Client::Connection* connection);
+[[nodiscard]] bool connect(const ServerAddress& server, Client::WireConnection* connection);
 
 /** Declares the argument TABLE. */
 void addTableArgument(CLI::App* command, std::string* table);
@@ -61,7 +61,7 @@ bool isSuccess(const QByteArray& reply);
 bool isSuccess(const QVariantMap& reply);
 
 /** Tells on standard error why no reply came on a connection. */
-void complainNoReply(const ServerAddress& server, const Client::Connection& connection);
+void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection);
 
 /**
  * Tells of an error reply: `failed` is what could not be done, `advice` what to try. Without advice there is one that

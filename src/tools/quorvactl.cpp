@@ -1,5 +1,5 @@
-#include "client/connection.h"
 #include "client/standarddescriptors.h"
+#include "client/wireconnection.h"
 #include "tools/admincommand.h"
 #include "tools/command.h"
 #include "tools/deletecommand.h"

@@ -1,7 +1,7 @@
 #ifndef QUORVA_TOOLS_SESSION_H
 #define QUORVA_TOOLS_SESSION_H
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "tools/command.h"
 
 #include <QByteArray>
@@ -45,7 +45,7 @@ public:
 
 private:
     const ServerAddress server_;
-    Client::Connection connection_;
+    Client::WireConnection connection_;
 };
 
 /**

@@ -3,7 +3,7 @@
 
 #include "ledger.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "request/tablefixture.h"
 #include "json/jsonadapter.h"
 
@@ -62,7 +62,7 @@ public:
     }
 
 private:
-    Client::Connection connection_;
+    Client::WireConnection connection_;
     const QString home_;
 };
 

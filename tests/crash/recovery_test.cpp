@@ -63,7 +63,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
         EXPECT_EQ(server.request("DeleteTable", table), okReply()); // a checkpoint
         EXPECT_EQ(server.request("BatchWriteItem", batch("acknowledged, too")), okReply());
         std::ofstream(killFile).flush();
-        Client::Connection connection = server.connect();
+        Client::WireConnection connection = server.connect();
         ASSERT_TRUE(connection.send(
             Client::frameRequest(Client::fullOperationName("BatchWriteItem"), Json::serialize(batch("in flight")))));
         EXPECT_EQ(server.waitForExit(), -SIGKILL);
@@ -71,7 +71,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
     {
         ServerProcess server(killedAt(".db", GetParam()));
         ASSERT_TRUE(server.start());
-        Client::Connection connection = server.connect();
+        Client::WireConnection connection = server.connect();
         ASSERT_TRUE(
             connection.send(Client::frameRequest(Client::fullOperationName("DescribeTable"), Json::serialize(table))));
         QByteArray reply;

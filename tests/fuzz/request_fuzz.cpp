@@ -7,7 +7,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "log/log.h"
 #include "net/bdbreqhandler_linux.h"
 #include "net/framing.h"

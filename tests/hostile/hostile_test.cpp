@@ -261,7 +261,7 @@ TEST_F(HostileNetwork, ABodyTooLargeToHoldClosesItsConnectionOnly)
         return frame;
     }();
     for (int i = 0; i < 2; ++i) {
-        Client::Connection greedy = server_.connect();
+        Client::WireConnection greedy = server_.connect();
         ASSERT_TRUE(greedy.send(header));
         const QByteArray piece(1 << 20, ' ');
         int sent = 0;

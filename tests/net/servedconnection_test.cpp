@@ -37,7 +37,7 @@ protected:
 
     LogCapture log_{LogWarn};
     TestServer server_{2, 4};
-    Client::Connection client_;
+    Client::WireConnection client_;
 };
 
 QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
@@ -103,14 +103,14 @@ TEST_F(ServedConnection, ABodyMayComeByteByByte)
 TEST_F(ServedConnection, ASlowSenderHoldsNoThread)
 {
     // More connections with half a request than there are threads of any kind.
-    std::vector<Client::Connection> slow(12);
+    std::vector<Client::WireConnection> slow(12);
     const QByteArray body = bodyOfSize(20000);
-    for (Client::Connection& connection : slow) {
+    for (Client::WireConnection& connection : slow) {
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(connection.send(headerFor(unknownOperation, 20000) + body.left(10000)));
     }
     EXPECT_TRUE(exchangeWorks(client_));
-    for (Client::Connection& connection : slow) {
+    for (Client::WireConnection& connection : slow) {
         QByteArray reply;
         ASSERT_TRUE(connection.send(body.mid(10000)));
         ASSERT_TRUE(connection.receiveReply(&reply)) << connection.error().toStdString();
@@ -132,7 +132,7 @@ TEST_F(ServedConnection, MalformedHeadersCloseItWithoutALine)
     for (const QByteArray& bytes : {Client::frameRequest(QByteArray(65, 'n'), "{}"), QByteArray("GET / HTTP/1.0\r\n"),
                                     frame.left(3), frame.left(4), frame.left(frame.size() - 3)}) {
         SCOPED_TRACE(testing::PrintToString(bytes.toStdString()));
-        Client::Connection connection;
+        Client::WireConnection connection;
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(connection.send(bytes));
         EXPECT_TRUE(endsWithoutData(connection.socketDescriptor()));
@@ -213,13 +213,13 @@ TEST_F(ServedConnection, ResetsInAnyStateHurtNobodyElse)
 
 TEST_F(ServedConnection, ManyIdleConnectionsNeedNoThreads)
 {
-    std::vector<Client::Connection> idle(300);
-    for (Client::Connection& connection : idle) {
+    std::vector<Client::WireConnection> idle(300);
+    for (Client::WireConnection& connection : idle) {
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(exchangeWorks(connection));
     }
     EXPECT_LE(threadCount(), initialThreadCount() + 1 + 2 + 4); // accept thread, workers, pool
-    for (Client::Connection& connection : idle)
+    for (Client::WireConnection& connection : idle)
         ASSERT_TRUE(exchangeWorks(connection));
 }
 
@@ -229,7 +229,7 @@ TEST_F(ServedConnection, ManyConnectionsAtOnceAreAllServed)
     std::vector<std::thread> clients;
     for (int id = 0; id < 16; ++id) {
         clients.emplace_back([&, id] {
-            Client::Connection connection;
+            Client::WireConnection connection;
             if (!server_.connectTo(&connection))
                 return;
             for (int i = 0; i < 50; ++i)
@@ -260,7 +260,7 @@ TEST(BDBServer, EndsWithConnectionsInEveryState)
         const std::set<int> before = openDescriptors();
         auto server = std::make_unique<TestServer>();
         ASSERT_EQ(server->listenAnywhere(), 0);
-        std::vector<Client::Connection> clients(9);
+        std::vector<Client::WireConnection> clients(9);
         for (std::size_t i = 0; i < clients.size(); ++i) {
             ASSERT_TRUE(server->connectTo(&clients[i]));
             if (i % 3 == 0) {
@@ -270,7 +270,7 @@ TEST(BDBServer, EndsWithConnectionsInEveryState)
             }
         }
         server.reset();
-        for (Client::Connection& client : clients) {
+        for (Client::WireConnection& client : clients) {
             QByteArray reply;
             if (client.receiveReply(&reply)) { // one that was running has its answer
                 EXPECT_EQ(parseReply(reply), internalErrorReply());
@@ -286,12 +286,12 @@ TEST(BDBServer, ServersOfOneProcessDoNotMeet)
 {
     TestServer first(1, 1);
     ASSERT_EQ(first.listenAnywhere(), 0);
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(first.connectTo(&connection));
     {
         TestServer second(1, 1);
         ASSERT_EQ(second.listenAnywhere(), 0);
-        Client::Connection other;
+        Client::WireConnection other;
         ASSERT_TRUE(second.connectTo(&other));
         EXPECT_TRUE(exchangeWorks(other));
         EXPECT_TRUE(exchangeWorks(connection));

@@ -9,7 +9,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /** True when the server closes the connection without a byte. */
-bool endsWithoutReply(const Client::Connection& connection)
+bool endsWithoutReply(const Client::WireConnection& connection)
 {
     pollfd readable{connection.socketDescriptor(), POLLIN, 0};
     char byte = 0;
@@ -117,7 +117,7 @@ TEST_F(Dispatch, NameEndsAtItsFirstZeroByte)
 
 TEST_F(Dispatch, NameOf65BytesClosesTheConnectionQuietly)
 {
-    Client::Connection connection = server_.connect();
+    Client::WireConnection connection = server_.connect();
     ASSERT_TRUE(connection.send(Client::frameRequest(QByteArray(65, 'x'), "{}")));
     EXPECT_TRUE(endsWithoutReply(connection));
     EXPECT_EQ(request("DeleteTable", {}), okReply()); // all others go on
@@ -166,7 +166,7 @@ TEST_F(Dispatch, MalformedJsonClosesOnlyThatConnection)
           QByteArray("{\"a\"}"), QByteArray("{'a':1}"), QByteArray("{\"a\":1,}"), QByteArray("\0", 1),
           QByteArray("{}\0", 3), QByteArray("{\"a\":\"\xff\"}"), QByteArray("{\"a\":\"\\ud800\"}"),
           QByteArray("{\"a\":1e999}"), QByteArray("nul"), deep}) {
-        Client::Connection connection = server_.connect();
+        Client::WireConnection connection = server_.connect();
         ASSERT_TRUE(connection.send(Client::frameRequest("DynamoDB_20111205.DescribeTable", body)));
         EXPECT_TRUE(endsWithoutReply(connection)) << body.left(40).toStdString();
         EXPECT_THAT(takeComplaints(), ElementsAre("[ERROR] bdbioworker 579 parser error"))

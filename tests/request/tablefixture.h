@@ -137,10 +137,10 @@ public:
         return reply.toMap();
     }
 
-    Client::Connection& connection() { return connection_; }
+    Client::WireConnection& connection() { return connection_; }
 
 private:
-    Client::Connection connection_;
+    Client::WireConnection connection_;
 };
 
 /** A running server with an environment directory in which `tableName("t")` and others can be made. */

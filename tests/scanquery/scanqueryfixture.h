@@ -124,13 +124,13 @@ protected:
      * Makes a DeleteTable of `tableName()` wait for good: a batch whose second table lies in another environment keeps
      * the first one held. The connection that is returned waits for the reply, which never comes.
      */
-    [[nodiscard]] Client::Connection keepDeleteWaiting()
+    [[nodiscard]] Client::WireConnection keepDeleteWaiting()
     {
         const QString foreign = tableIn(home() + "~", "t"); // behind it in the order of names
         EXPECT_EQ(request("BatchWriteItem",
                           {{"RequestItems", QVariantMap{{tableName(), QVariantList()}, {foreign, QVariantList()}}}}),
                   okReply({{"UnprocessedItems", QVariantMap{{foreign, QVariantList()}}}}));
-        Client::Connection deleter = server_.connect();
+        Client::WireConnection deleter = server_.connect();
         EXPECT_TRUE(deleter.send(Client::frameRequest(Client::fullOperationName("DeleteTable"),
                                                       Json::serialize(QVariantMap{{"TableName", tableName()}}))));
         return deleter;

@@ -234,9 +234,9 @@ std::string ServerProcess::outputText() const
     return readFile(directory_.file("stdout"));
 }
 
-Client::Connection ServerProcess::connect() const
+Client::WireConnection ServerProcess::connect() const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
     EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
     return connection;

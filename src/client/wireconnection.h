@@ -1,5 +1,5 @@
-#ifndef QUORVA_CLIENT_CONNECTION_H
-#define QUORVA_CLIENT_CONNECTION_H
+#ifndef QUORVA_CLIENT_WIRECONNECTION_H
+#define QUORVA_CLIENT_WIRECONNECTION_H
 
 #include <QByteArray>
 #include <QString>
@@ -19,14 +19,14 @@ QByteArray fullOperationName(const QByteArray& name);
 QByteArray frameRequest(const QByteArray& operation, const QByteArray& body);
 
 /** A blocking connection that carries one exchange after another. For one thread at a time. */
-class Connection {
+class WireConnection {
 public:
-    Connection() = default;
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-    Connection(Connection&& other) noexcept;
-    Connection& operator=(Connection&& other) noexcept;
+    WireConnection() = default;
+    ~WireConnection();
+    WireConnection(const WireConnection&) = delete;
+    WireConnection& operator=(const WireConnection&) = delete;
+    WireConnection(WireConnection&& other) noexcept;
+    WireConnection& operator=(WireConnection&& other) noexcept;
 
     /**
      * Connects to a dotted IPv4 address, in place of any connection there was. False on failure; error() tells why.

@@ -1,6 +1,6 @@
 #include "quorva/connection.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "quorva/bodies.h"
 #include "quorva/pagereader.h"
 #include "json/jsonadapter.h"
@@ -47,7 +47,7 @@ QString nameOf(ReturnValues values)
 
 class Connection::Private {
 public:
-    Client::Connection connection;
+    Client::WireConnection connection;
 };
 
 Connection::Connection() : d_(std::make_unique<Private>()) {}

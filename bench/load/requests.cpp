@@ -1,6 +1,8 @@
 #include "load/requests.h"
 
 #include "client/wireconnection.h"
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -90,8 +92,8 @@ std::vector<PreparedRequest> prepare(const QString& table, Operation operation, 
 
 PreparedRequest::PreparedRequest(const QByteArray& operation, const QVariantMap& body, unsigned items)
 {
-    const QByteArray name = Client::fullOperationName(operation);
-    bytes_ = Client::frameRequest(name, Json::serialize(body));
+    const QByteArray name = Operations::fullName(operation);
+    bytes_ = Framing::frameRequest(name, Json::serialize(body));
     bodyBegin_ = LengthBytes + name.size() + LengthBytes;
     // The quotes keep the keys apart from the letters of other texts. All items are of one hash key, so it is found
     // again and again.

@@ -3,6 +3,8 @@
 #include "load/checker.h"
 #include "load/requests.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <atomic>
@@ -16,7 +18,7 @@ namespace {
 
 QByteArray createRequest(const QByteArray& tableName)
 {
-    return Client::frameRequest(Client::fullOperationName("CreateTable"), Json::serialize(tableDescription(tableName)));
+    return Framing::frameRequest(Operations::fullName("CreateTable"), Json::serialize(tableDescription(tableName)));
 }
 
 /** Counts all items, which also opens all partitions. */
@@ -24,7 +26,7 @@ QByteArray countRequest(const QByteArray& tableName)
 {
     const QVariantMap body{
         {"TableName", QString::fromUtf8(tableName)}, {"Count", true}, {"Limit", std::numeric_limits<int>::max()}};
-    return Client::frameRequest(Client::fullOperationName("Scan"), Json::serialize(body));
+    return Framing::frameRequest(Operations::fullName("Scan"), Json::serialize(body));
 }
 
 /** Puts batch after batch, whichever is next of all. */

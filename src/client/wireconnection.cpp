@@ -1,7 +1,8 @@
 #include "client/wireconnection.h"
 
+#include "protocol/framing.h"
+
 #include <QDeadlineTimer>
-#include <QtEndian>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -20,33 +21,9 @@ namespace Client {
 
 namespace {
 
-constexpr qsizetype LengthBytes = 4;           // every length on the wire
 constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply that are allocated before they arrived
 
-void appendLength(QByteArray* out, qsizetype length)
-{
-    char bytes[LengthBytes];
-    qToBigEndian(static_cast<quint32>(length), bytes);
-    out->append(bytes, LengthBytes);
-}
-
 } // namespace
-
-QByteArray fullOperationName(const QByteArray& name)
-{
-    return name.contains('.') ? name : "DynamoDB_20111205." + name;
-}
-
-QByteArray frameRequest(const QByteArray& operation, const QByteArray& body)
-{
-    QByteArray bytes;
-    bytes.reserve(2 * LengthBytes + operation.size() + body.size());
-    appendLength(&bytes, operation.size());
-    bytes.append(operation);
-    appendLength(&bytes, body.size());
-    bytes.append(body);
-    return bytes;
-}
 
 WireConnection::~WireConnection()
 {
@@ -130,7 +107,7 @@ void WireConnection::close()
 
 bool WireConnection::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
-    if (send(frameRequest(operation, body)) && receiveReply(reply))
+    if (send(Framing::frameRequest(operation, body)) && receiveReply(reply))
         return true;
     close();
     return false;
@@ -155,10 +132,10 @@ bool WireConnection::send(const QByteArray& bytes)
 
 bool WireConnection::receiveReply(QByteArray* reply)
 {
-    char prefix[LengthBytes];
-    if (!receiveExactly(prefix, LengthBytes))
+    char prefix[Framing::LengthSize];
+    if (!receiveExactly(prefix, Framing::LengthSize))
         return false;
-    const qsizetype length = qFromBigEndian<quint32>(prefix);
+    const qsizetype length = Framing::readLength(prefix);
     // Room is made as the bytes come: four bytes of nonsense must not make us allocate four gigabytes.
     QByteArray text;
     while (text.size() < length) {

@@ -6,9 +6,6 @@
 /** The program quorva-http: the server's API over HTTP. */
 namespace Http {
 
-/** In front of an operation's name in "X-Amz-Target", and in the server's frames. */
-inline constexpr const char* TargetPrefix = "DynamoDB_20111205.";
-
 /** The names of the errors that do not come from the server; clients of the API know them. */
 namespace ErrorType {
 inline constexpr const char* UnknownOperation = "UnknownOperationException";

@@ -74,7 +74,7 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 
 class BodyWriter {
 public:
-    BodyWriter(const QByteArray& operation, bool isError) : operation_(operation), isError_(isError) {}
+    BodyWriter(const Operations::Operation& operation, bool isError) : operation_(operation), isError_(isError) {}
 
     void add(const Json::Member& member)
     {
@@ -100,12 +100,12 @@ private:
         if (isError_)
             return member.name == u"__type"_s ? quoted(fullErrorType(stringOf(member.value)))
                                               : member.value.toByteArray();
-        const bool holdsKeys =
-            member.name == u"LastEvaluatedKey"_s || (member.name == u"Attributes"_s && operation_ == "UpdateItem");
+        const bool holdsKeys = member.name == u"LastEvaluatedKey"_s ||
+                               (member.name == u"Attributes"_s && operation_ == Operations::UpdateItem);
         return holdsKeys ? wrapStrings(member.value) : member.value.toByteArray();
     }
 
-    const QByteArray& operation_;
+    const Operations::Operation& operation_;
     const bool isError_;
     QByteArray text_ = "{";
     bool hasType_ = false;
@@ -114,7 +114,7 @@ private:
 
 } // namespace
 
-bool translateReply(const QByteArray& operation, const QByteArray& reply, Answer* answer)
+bool translateReply(const Operations::Operation& operation, const QByteArray& reply, Answer* answer)
 {
     std::vector<Json::Member> members;
     if (!Json::findMembers(reply, &members))

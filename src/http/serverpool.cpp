@@ -1,5 +1,7 @@
 #include "http/serverpool.h"
 
+#include "protocol/framing.h"
+
 #include <poll.h>
 
 #include <utility>
@@ -25,7 +27,7 @@ Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& bod
         return Exchange::NotSent;
     }
     // A send that fails has not handed all bytes over, and the server begins with a request when it is whole.
-    if (!connection.send(Client::frameRequest(operation, body))) {
+    if (!connection.send(Framing::frameRequest(operation, body))) {
         *error = connection.error();
         return Exchange::NotSent;
     }

@@ -1,6 +1,7 @@
 #include "quorva/connection.h"
 
 #include "client/wireconnection.h"
+#include "protocol/operations.h"
 #include "quorva/bodies.h"
 #include "quorva/pagereader.h"
 #include "json/jsonadapter.h"
@@ -79,7 +80,7 @@ Result Connection::call(const QString& operation, const QVariantMap& body)
     if (!isOpen())
         return Result::noReply(QStringLiteral("the connection is not open"));
     QByteArray json;
-    if (!d_->connection.exchange(Client::fullOperationName(operation.toLatin1()), Json::serialize(body), &json))
+    if (!d_->connection.exchange(Operations::fullName(operation.toLatin1()), Json::serialize(body), &json))
         return Result::noReply(d_->connection.error());
     QVariant reply;
     if (!Json::parse(json, &reply) || reply.typeId() != QMetaType::QVariantMap) {

@@ -2,6 +2,7 @@
 
 #include "client/wireconnection.h"
 #include "format/tablename.h"
+#include "protocol/operations.h"
 #include "tools/progressbar.h"
 #include "json/jsonadapter.h"
 
@@ -64,7 +65,7 @@ bool connect(const ServerAddress& server, Client::WireConnection* connection)
 bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
     Client::WireConnection connection;
-    if (connect(server, &connection) && connection.exchange(Client::fullOperationName(operation), body, reply))
+    if (connect(server, &connection) && connection.exchange(Operations::fullName(operation), body, reply))
         return true;
     complainNoReply(server, connection);
     return false;

@@ -1,6 +1,7 @@
 #include "tools/session.h"
 
 #include "format/tablename.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <filesystem>
@@ -12,7 +13,7 @@ int Session::request(const QByteArray& operation, const QByteArray& body, QVaria
 {
     QByteArray text;
     const bool open = connection_.isOpen() || connect(server_, &connection_);
-    if (!open || !connection_.exchange(Client::fullOperationName(operation), body, &text)) {
+    if (!open || !connection_.exchange(Operations::fullName(operation), body, &text)) {
         complainNoReply(server_, connection_);
         return ExitNoReply;
     }

@@ -1,5 +1,7 @@
 #include "client/wireconnection.h"
 
+#include "protocol/framing.h"
+
 #include "support/heldport.h"
 
 #include <gtest/gtest.h>
@@ -85,7 +87,7 @@ QByteArray reply(const QByteArray& text)
     return QByteArray(prefix, 4) + text;
 }
 
-const QByteArray Request = Client::frameRequest("Op.Name", "{}");
+const QByteArray Request = Framing::frameRequest("Op.Name", "{}");
 
 /** A connection to `peer`. */
 Client::WireConnection connectedTo(const Peer& peer)
@@ -96,32 +98,6 @@ Client::WireConnection connectedTo(const Peer& peer)
 }
 
 } // namespace
-
-TEST(FullOperationName, ShortNameGetsTheApiPrefix)
-{
-    EXPECT_EQ(Client::fullOperationName("PutItem"), "DynamoDB_20111205.PutItem");
-    EXPECT_EQ(Client::fullOperationName(""), "DynamoDB_20111205.");
-}
-
-TEST(FullOperationName, NameWithADotStaysAsItIs)
-{
-    EXPECT_EQ(Client::fullOperationName("DynamoDB_20111205.PutItem"), "DynamoDB_20111205.PutItem");
-    EXPECT_EQ(Client::fullOperationName("Other.PutItem"), "Other.PutItem");
-    EXPECT_EQ(Client::fullOperationName("."), ".");
-}
-
-TEST(FrameRequest, IsBothLengthsBigEndianEachBeforeItsBytes)
-{
-    EXPECT_EQ(Client::frameRequest("Op", "{\"a\":1}"), QByteArray("\0\0\0\2Op\0\0\0\7{\"a\":1}", 17));
-    EXPECT_EQ(Client::frameRequest("", ""), QByteArray(8, '\0'));
-    EXPECT_EQ(Client::frameRequest("N", QByteArray("a\0b", 3)), QByteArray("\0\0\0\1N\0\0\0\3a\0b", 12));
-}
-
-TEST(FrameRequest, LengthsUseAllFourBytes)
-{
-    const QByteArray body(0x010203, 'x');
-    EXPECT_EQ(Client::frameRequest("N", body), QByteArray("\0\0\0\1N\0\1\2\3", 9) + body);
-}
 
 TEST(WireConnectionOpen, RefusesWhatIsNoDottedAddress)
 {
@@ -273,7 +249,7 @@ TEST(WireConnectionExchange, LargeBodiesPassInBothDirections)
     QByteArray text;
     {
         const Peer peer([&](int socket) {
-            const QByteArray request = Client::frameRequest("Op", body);
+            const QByteArray request = Framing::frameRequest("Op", body);
             whole = readExactly(socket, request.size()) == request;
             writeAll(socket, reply(answer));
         });

@@ -1,5 +1,7 @@
 #include "writebackloss.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 
 #include <gtest/gtest.h>
@@ -65,7 +67,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
         std::ofstream(killFile).flush();
         Client::WireConnection connection = server.connect();
         ASSERT_TRUE(connection.send(
-            Client::frameRequest(Client::fullOperationName("BatchWriteItem"), Json::serialize(batch("in flight")))));
+            Framing::frameRequest(Operations::fullName("BatchWriteItem"), Json::serialize(batch("in flight")))));
         EXPECT_EQ(server.waitForExit(), -SIGKILL);
     }
     {
@@ -73,7 +75,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
         ASSERT_TRUE(server.start());
         Client::WireConnection connection = server.connect();
         ASSERT_TRUE(
-            connection.send(Client::frameRequest(Client::fullOperationName("DescribeTable"), Json::serialize(table))));
+            connection.send(Framing::frameRequest(Operations::fullName("DescribeTable"), Json::serialize(table))));
         QByteArray reply;
         (void)connection.receiveReply(&reply); // ignored: it may have been killed before
         server.kill();

@@ -2,6 +2,7 @@
  * The system has no more of something: nothing that was acknowledged is lost, and when there is more again the server
  * goes on, after a restart where its environment needs one.
  */
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 #include "server/procfs.h"
 #include "support/programrun.h"
@@ -280,7 +281,7 @@ TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
     const auto request = [&](const char* operation, const QVariantMap& body) {
         QByteArray text;
         QVariant reply;
-        EXPECT_TRUE(connection.exchange(Client::fullOperationName(operation), Json::serialize(body), &text));
+        EXPECT_TRUE(connection.exchange(Operations::fullName(operation), Json::serialize(body), &text));
         EXPECT_TRUE(Json::parse(text, &reply));
         return reply.toMap();
     };

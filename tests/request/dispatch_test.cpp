@@ -1,5 +1,8 @@
 #include "tablefixture.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -118,7 +121,7 @@ TEST_F(Dispatch, NameEndsAtItsFirstZeroByte)
 TEST_F(Dispatch, NameOf65BytesClosesTheConnectionQuietly)
 {
     Client::WireConnection connection = server_.connect();
-    ASSERT_TRUE(connection.send(Client::frameRequest(QByteArray(65, 'x'), "{}")));
+    ASSERT_TRUE(connection.send(Framing::frameRequest(QByteArray(65, 'x'), "{}")));
     EXPECT_TRUE(endsWithoutReply(connection));
     EXPECT_EQ(request("DeleteTable", {}), okReply()); // all others go on
     EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to load env with id: env::"));
@@ -130,7 +133,7 @@ TEST_F(Dispatch, RepliesAreOneObjectInTheOrderOfItsNames)
     Caller caller(server_);
     const auto textOf = [&](const QByteArray& operation, const QVariantMap& body) {
         QByteArray text;
-        EXPECT_TRUE(caller.connection().exchange(Client::fullOperationName(operation), Json::serialize(body), &text));
+        EXPECT_TRUE(caller.connection().exchange(Operations::fullName(operation), Json::serialize(body), &text));
         return text;
     };
     const QVariantMap item{{"TableName", tableName()}, {"Key", itemKey("k", "1")}};
@@ -167,7 +170,7 @@ TEST_F(Dispatch, MalformedJsonClosesOnlyThatConnection)
           QByteArray("{}\0", 3), QByteArray("{\"a\":\"\xff\"}"), QByteArray("{\"a\":\"\\ud800\"}"),
           QByteArray("{\"a\":1e999}"), QByteArray("nul"), deep}) {
         Client::WireConnection connection = server_.connect();
-        ASSERT_TRUE(connection.send(Client::frameRequest("DynamoDB_20111205.DescribeTable", body)));
+        ASSERT_TRUE(connection.send(Framing::frameRequest("DynamoDB_20111205.DescribeTable", body)));
         EXPECT_TRUE(endsWithoutReply(connection)) << body.left(40).toStdString();
         EXPECT_THAT(takeComplaints(), ElementsAre("[ERROR] bdbioworker 579 parser error"))
             << body.left(40).toStdString();

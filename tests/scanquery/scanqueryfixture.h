@@ -1,6 +1,8 @@
 #ifndef QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
 #define QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 
 #include <QCryptographicHash>
@@ -131,8 +133,8 @@ protected:
                           {{"RequestItems", QVariantMap{{tableName(), QVariantList()}, {foreign, QVariantList()}}}}),
                   okReply({{"UnprocessedItems", QVariantMap{{foreign, QVariantList()}}}}));
         Client::WireConnection deleter = server_.connect();
-        EXPECT_TRUE(deleter.send(Client::frameRequest(Client::fullOperationName("DeleteTable"),
-                                                      Json::serialize(QVariantMap{{"TableName", tableName()}}))));
+        EXPECT_TRUE(deleter.send(Framing::frameRequest(Operations::fullName("DeleteTable"),
+                                                       Json::serialize(QVariantMap{{"TableName", tableName()}}))));
         return deleter;
     }
 

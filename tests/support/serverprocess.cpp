@@ -1,5 +1,6 @@
 #include "support/serverprocess.h"
 
+#include "protocol/operations.h"
 #include "support/waituntil.h"
 #include "json/jsonadapter.h"
 
@@ -247,8 +248,7 @@ QVariantMap ServerProcess::request(const QByteArray& operation, const QVariantMa
     if (!connection_.isOpen())
         connection_ = connect();
     QByteArray text;
-    if (!connection_.isOpen() ||
-        !connection_.exchange(Client::fullOperationName(operation), Json::serialize(body), &text)) {
+    if (!connection_.isOpen() || !connection_.exchange(Operations::fullName(operation), Json::serialize(body), &text)) {
         ADD_FAILURE() << operation.toStdString() << ": no reply: " << connection_.error().toStdString();
         return {};
     }

@@ -2,6 +2,7 @@
 
 #include "load/requests.h"
 
+#include "protocol/envelope.h"
 #include "json/jsonadapter.h"
 
 namespace Bench {
@@ -45,7 +46,7 @@ bool exchangeWell(Client::WireConnection& connection, const QByteArray& request,
         return false;
     }
     *reply = parsed.toMap();
-    if (reply->value("__rc").toInt() == 200)
+    if (Envelopes::isSuccess(*reply))
         return true;
     *error = QString::fromUtf8(text);
     return false;

@@ -5,6 +5,7 @@
 #include "load/requests.h"
 
 #include "client/wireconnection.h"
+#include "protocol/framing.h"
 
 #include <QByteArray>
 
@@ -43,7 +44,7 @@ public:
 private:
     void takeBytes(const char* bytes, std::size_t count);
 
-    static constexpr std::size_t PrefixBytes = 4;
+    static constexpr std::size_t PrefixBytes = Framing::LengthSize;
     static constexpr std::size_t KeptBytes = 192; // more than an error reply has
 
     Client::WireConnection connection_;

@@ -18,7 +18,7 @@ namespace {
 
 QByteArray createRequest(const QByteArray& tableName)
 {
-    return Framing::frameRequest(Operations::fullName("CreateTable"), Json::serialize(tableDescription(tableName)));
+    return Framing::frameRequest(Operations::CreateTable.fullName(), Json::serialize(tableDescription(tableName)));
 }
 
 /** Counts all items, which also opens all partitions. */
@@ -26,7 +26,7 @@ QByteArray countRequest(const QByteArray& tableName)
 {
     const QVariantMap body{
         {"TableName", QString::fromUtf8(tableName)}, {"Count", true}, {"Limit", std::numeric_limits<int>::max()}};
-    return Framing::frameRequest(Operations::fullName("Scan"), Json::serialize(body));
+    return Framing::frameRequest(Operations::Scan.fullName(), Json::serialize(body));
 }
 
 /** Puts batch after batch, whichever is next of all. */

@@ -1,7 +1,6 @@
 #include "client/wireconnection.h"
 
 #include "protocol/framing.h"
-
 #include "support/heldport.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,8 @@
 #include "http/gateway.h"
 
+#include "client/rangecondition.h"
 #include "http/apierror.h"
-#include "http/resumedquery.h"
+#include "protocol/bodies.h"
 #include "protocol/operations.h"
 #include "json/jsonadapter.h"
 #include "json/jsontext.h"
@@ -52,11 +53,18 @@ bool mayHold(const QByteArray& body, const char* word)
     return body.contains(word) || body.contains("\\u");
 }
 
+/** Whether a body is one of a later page of a query by prefix, which the server could not resume; then it is rewritten.
+ */
+bool makeResumable(QVariantMap* body)
+{
+    return body->contains(QStringLiteral("ExclusiveStartKey")) && Client::replaceBeginsWith(body, false);
+}
+
 /** What the server gets for a body: the same, save for the later pages of some queries. */
 QByteArray serversBody(const Operations::Operation& operation, const QByteArray& body)
 {
     QVariantMap object;
-    const bool isRewritten = operation == Operations::Query && mayHold(body, "BEGINS_WITH") &&
+    const bool isRewritten = operation == Operations::Query && mayHold(body, Bodies::Comparison::BeginsWith) &&
                              parseObject(body, &object) && makeResumable(&object);
     return isRewritten ? Json::serialize(object) : body;
 }

@@ -1,59 +1,48 @@
-#include "quorva/bodies.h"
+#include "library/bodies.h"
+
+#include "protocol/bodies.h"
 
 namespace Quorva {
 
 namespace {
 
-QVariantMap keyElement(const QString& name)
+QVariantMap conditionBody(const KeyCondition& condition)
 {
-    return {{QStringLiteral("AttributeName"), name}, {QStringLiteral("AttributeType"), QStringLiteral("S")}};
+    return Bodies::condition(condition.comparison(), condition.keys());
 }
 
 /** What queries and scans have in common. */
-template <typename Options> QVariantMap pageBody(const QString& table, const Options& options)
+template <typename Options> void addPageOptions(const Options& options, QVariantMap* body)
 {
-    QVariantMap body{{QStringLiteral("TableName"), table}};
     if (options.limit > 0)
-        body.insert(QStringLiteral("Limit"), options.limit);
-    if (!options.attributes.isEmpty())
-        body.insert(QStringLiteral("AttributesToGet"), options.attributes);
+        body->insert(QStringLiteral("Limit"), options.limit);
+    Bodies::addAttributesToGet(options.attributes, body);
     if (options.countOnly)
-        body.insert(QStringLiteral("Count"), true);
+        body->insert(QStringLiteral("Count"), true);
     if (options.startKey)
-        body.insert(QStringLiteral("ExclusiveStartKey"), keyBody(*options.startKey));
-    return body;
+        body->insert(QStringLiteral("ExclusiveStartKey"), keyBody(*options.startKey));
 }
 
 } // namespace
 
 QVariantMap keyBody(const Key& key)
 {
-    return {{QStringLiteral("HashKeyElement"), S(key.hash)}, {QStringLiteral("RangeKeyElement"), S(key.range)}};
-}
-
-QVariantMap conditionBody(const KeyCondition& condition)
-{
-    QVariantList values;
-    for (const QString& key : condition.keys())
-        values.append(S(key));
-    return {{QStringLiteral("ComparisonOperator"), condition.comparison()},
-            {QStringLiteral("AttributeValueList"), values}};
+    return Bodies::key(key.hash, key.range);
 }
 
 QVariantMap tableBody(const Table& table)
 {
-    return {{QStringLiteral("TableName"), table.name},
-            {QStringLiteral("KeySchema"), QVariantMap{{QStringLiteral("HashKeyElement"), keyElement(table.hashKey)},
-                                                      {QStringLiteral("RangeKeyElement"), keyElement(table.rangeKey)}}},
-            {QStringLiteral("ProvisionedThroughput"),
-             QVariantMap{{QStringLiteral("ReadCapacityUnits"), table.readUnits},
-                         {QStringLiteral("WriteCapacityUnits"), table.writeUnits}}}};
+    QVariantMap body = Bodies::createTable(table.name, table.hashKey, table.rangeKey);
+    body.insert(QStringLiteral("ProvisionedThroughput"),
+                QVariantMap{{QStringLiteral("ReadCapacityUnits"), table.readUnits},
+                            {QStringLiteral("WriteCapacityUnits"), table.writeUnits}});
+    return body;
 }
 
 QVariantMap queryBody(const QString& table, const QString& hash, const QueryOptions& options)
 {
-    QVariantMap body = pageBody(table, options);
-    body.insert(QStringLiteral("HashKeyValue"), S(hash));
+    QVariantMap body = Bodies::query(table, hash);
+    addPageOptions(options, &body);
     if (options.backward)
         body.insert(QStringLiteral("ScanIndexForward"), false);
     if (options.range)
@@ -63,7 +52,8 @@ QVariantMap queryBody(const QString& table, const QString& hash, const QueryOpti
 
 QVariantMap scanBody(const QString& table, const ScanOptions& options)
 {
-    QVariantMap body = pageBody(table, options);
+    QVariantMap body = Bodies::table(table);
+    addPageOptions(options, &body);
     QVariantMap filter;
     for (auto condition = options.filter.constBegin(); condition != options.filter.constEnd(); ++condition)
         filter.insert(condition.key(), conditionBody(*condition));

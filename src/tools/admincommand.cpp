@@ -1,6 +1,6 @@
 #include "tools/admincommand.h"
 
-#include "client/wireconnection.h"
+#include "protocol/envelope.h"
 #include "tools/copytarget.h"
 #include "tools/session.h"
 
@@ -25,18 +25,18 @@ namespace {
 int sendAction(const ServerAddress& server, const std::string& table, const char* action, const std::string& value,
                const std::string& failed)
 {
-    const QVariantMap body{{"TableName", QString::fromStdString(table)},
-                           {"ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}}}};
+    QVariantMap body = Bodies::table(QString::fromStdString(table));
+    body.insert("ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}});
     Session session(server);
     QVariantMap reply;
-    const int code = session.request("UpdateTable", body, &reply);
+    const int code = session.request(Operations::UpdateTable, body, &reply);
     if (code != ExitErrorReply)
         return code;
     if (isNotFound(reply)) {
         complainDirectory(failed, table, reply);
         return code;
     }
-    const bool refused = errorType(reply) == "ConditionalCheckFailedException";
+    const bool refused = Envelopes::errorType(reply) == ErrorTypes::ConditionalCheckFailed;
     complainReply(failed, reply, refused ? "quorvactl backup stop; another backup runs" : "");
     return code;
 }
@@ -83,8 +83,7 @@ struct BackupState {
 int askState(Session* session, const std::string& table, const std::string& failed, BackupState* state)
 {
     QVariantMap reply;
-    const int code =
-        session->request("Quorva_1.DescribeBackup", {{"TableName", QString::fromStdString(table)}}, &reply);
+    const int code = session->request(Operations::DescribeBackup, Bodies::table(QString::fromStdString(table)), &reply);
     if (code == ExitErrorReply && isNotFound(reply))
         complainDirectory(failed, table, reply);
     else if (code == ExitErrorReply)

@@ -2,6 +2,7 @@
 
 #include "client/wireconnection.h"
 #include "format/tablename.h"
+#include "protocol/envelope.h"
 #include "protocol/operations.h"
 #include "tools/progressbar.h"
 #include "json/jsonadapter.h"
@@ -14,11 +15,11 @@ namespace {
 
 std::string adviceOn(const QString& type)
 {
-    if (type == "ResourceNotFoundException")
+    if (type == ErrorTypes::ResourceNotFound)
         return "the spelling, or quorvactl create-table";
-    if (type == "InternalServerError")
+    if (type == ErrorTypes::InternalServerError)
         return "the server's log, which tells the cause";
-    if (type == "ValidationException")
+    if (type == ErrorTypes::Validation)
         return "keys of Latin-1 characters only";
     return {};
 }
@@ -74,12 +75,7 @@ bool exchange(const ServerAddress& server, const QByteArray& operation, const QB
 bool isSuccess(const QByteArray& reply)
 {
     QVariant parsed;
-    return Json::parse(reply, &parsed) && isSuccess(parsed.toMap());
-}
-
-bool isSuccess(const QVariantMap& reply)
-{
-    return reply.value(QStringLiteral("__rc")) == 200;
+    return Json::parse(reply, &parsed) && Envelopes::isSuccess(parsed.toMap());
 }
 
 void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection)
@@ -98,27 +94,22 @@ void complainNoReply(const ServerAddress& server, const Client::WireConnection& 
 void complainReply(const std::string& failed, const QVariantMap& reply, const std::string& advice)
 {
     std::vector<std::string> details{"the server says: " + serverSays(reply)};
-    if (const std::string trial = advice.empty() ? adviceOn(errorType(reply)) : advice; !trial.empty())
+    if (const std::string trial = advice.empty() ? adviceOn(Envelopes::errorType(reply)) : advice; !trial.empty())
         details.push_back("try: " + trial);
     complain(failed, details);
 }
 
 std::string serverSays(const QVariantMap& reply)
 {
-    if (errorType(reply).isEmpty())
+    const QString type = Envelopes::errorType(reply);
+    if (type.isEmpty())
         return Json::serialize(reply).toStdString();
-    return reply.value("__rcstr").toString().toStdString() + ", " + errorType(reply).toStdString() + ": " +
-           reply.value("message").toString().toStdString();
-}
-
-QString errorType(const QVariantMap& reply)
-{
-    return reply.value("__type").toString();
+    return (Envelopes::outcome(reply) + ", " + type + ": " + Envelopes::message(reply)).toStdString();
 }
 
 bool isNotFound(const QVariantMap& reply)
 {
-    return errorType(reply) == "ResourceNotFoundException";
+    return Envelopes::errorType(reply) == ErrorTypes::ResourceNotFound;
 }
 
 void complain(const std::string& message, const std::vector<std::string>& details)

@@ -58,7 +58,6 @@ void addExample(CLI::App* command, const std::string& example);
 
 /** True when the text is a reply object whose "__rc" is 200. */
 bool isSuccess(const QByteArray& reply);
-bool isSuccess(const QVariantMap& reply);
 
 /** Tells on standard error why no reply came on a connection. */
 void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection);
@@ -71,9 +70,6 @@ void complainReply(const std::string& failed, const QVariantMap& reply, const st
 
 /** The server's words in an error reply: "Not Found, ResourceNotFoundException: Specified item does not exist." */
 std::string serverSays(const QVariantMap& reply);
-
-/** The kind of an error reply: its "__type", or nothing. */
-QString errorType(const QVariantMap& reply);
 
 /** True for a reply that says Not Found. */
 bool isNotFound(const QVariantMap& reply);

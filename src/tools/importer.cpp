@@ -1,5 +1,6 @@
 #include "tools/importer.h"
 
+#include "protocol/envelope.h"
 #include "tools/interruption.h"
 #include "tools/itemtext.h"
 #include "tools/notation.h"
@@ -167,8 +168,8 @@ int Importer::sendOneByOne()
             refusedInARow_ = 0;
             continue;
         }
-        refuse(batch_[i].line,
-               "the server refused it: " + (isSuccess(reply) ? "it came back unprocessed" : serverSays(reply)));
+        refuse(batch_[i].line, "the server refused it: " +
+                                   (Envelopes::isSuccess(reply) ? "it came back unprocessed" : serverSays(reply)));
         if (++refusedInARow_ == MostRefusedInARow)
             return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
     }
@@ -178,7 +179,7 @@ int Importer::sendOneByOne()
 /** ExitOk only when nothing came back unprocessed. */
 int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
 {
-    const int code = session_.request("BatchWriteItem", requestBody(first, count), reply);
+    const int code = session_.request(Operations::BatchWriteItem, requestBody(first, count), reply);
     return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
 }
 

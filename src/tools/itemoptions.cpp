@@ -1,5 +1,6 @@
 #include "tools/itemoptions.h"
 
+#include "protocol/envelope.h"
 #include "tools/notation.h"
 
 namespace Ctl {
@@ -26,7 +27,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return "--if compares strings and numbers only, and \"" + attribute.key().toStdString() + "\" is neither";
         if (auto error = checkInteger(attribute.key(), value); !error.empty())
             return "--if compares integers only: " + error;
-        expected->insert(attribute.key(), QVariantMap{{"Value", value}});
+        expected->insert(attribute.key(), Bodies::expectedValue(value));
     }
     for (const std::string& word : options.absent) {
         QString name;
@@ -34,7 +35,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return error;
         if (expected->contains(name))
             return "there are two conditions on \"" + word + '"';
-        expected->insert(name, QVariantMap{{"Exists", false}});
+        expected->insert(name, Bodies::expectedAbsence());
     }
     return {};
 }
@@ -78,14 +79,13 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
             return ExitUsage;
         }
     }
-    if (!expected.isEmpty())
-        body->insert("Expected", expected);
+    Bodies::addExpected(expected, body);
     return ExitOk;
 }
 
 void complainWrite(const std::string& failed, const QVariantMap& reply)
 {
-    const bool condition = errorType(reply) == "ConditionalCheckFailedException";
+    const bool condition = Envelopes::errorType(reply) == ErrorTypes::ConditionalCheckFailed;
     complainReply(failed, reply, condition ? "quorvactl get; the stored item is not as the conditions want it" : "");
 }
 

@@ -18,6 +18,8 @@ public:
     int run(const ServerAddress& server) const;
 
 private:
+    QVariantMap condition() const;
+
     CLI::App* const command_; // owned by the application
     std::string table_;
     std::string hash_;
@@ -26,7 +28,6 @@ private:
     bool backward_ = false;
     PageOptions options_;
     std::vector<std::pair<CLI::Option*, const char*>> conditions_; // one-valued ones, with the API's operators
-    CLI::Option* beginsWith_;
 };
 
 } // namespace Ctl

@@ -1,5 +1,7 @@
 #include "tools/scancommand.h"
 
+#include "protocol/bodies.h"
+
 namespace Ctl {
 
 ScanCommand::ScanCommand(CLI::App* app) : command_(app->add_subcommand("scan", "Print all items of a table"))
@@ -12,7 +14,7 @@ ScanCommand::ScanCommand(CLI::App* app) : command_(app->add_subcommand("scan", "
 
 int ScanCommand::run(const ServerAddress& server) const
 {
-    return PagedRead(options_, "Scan", {{"TableName", QString::fromStdString(table_)}}).run(server);
+    return PagedRead(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_))).run(server);
 }
 
 } // namespace Ctl

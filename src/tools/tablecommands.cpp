@@ -9,11 +9,6 @@ namespace Ctl {
 
 namespace {
 
-QVariantMap schemaElement(const QString& name)
-{
-    return {{"AttributeName", name}, {"AttributeType", "S"}};
-}
-
 std::string directoryOf(const std::string& table)
 {
     return std::string(TableNames::directory(table));
@@ -48,24 +43,21 @@ int CreateTableCommand::run(const ServerAddress& server) const
     if (const int code = checkTableName(table_))
         return code;
     Session session(server);
-    const QVariantMap table{{"TableName", QString::fromStdString(table_)}};
+    const QString table = QString::fromStdString(table_);
     QVariantMap reply;
     if (!replace_) {
-        const int code = session.request("DescribeTable", table, &reply);
+        const int code = session.request(Operations::DescribeTable, Bodies::table(table), &reply);
         if (code == ExitNoReply)
             return code;
         if (code == ExitOk) {
-            const TableKeys keys = keysIn(reply.value("Table").toMap());
+            const TableKeys keys = Bodies::keyNames(reply.value("Table").toMap());
             complain("there is a table " + table_ + " already, with the keys \"" + keys.hash.toStdString() +
                          "\" and \"" + keys.range.toStdString() + '"',
                      {"try: --replace, if it is to have other key attributes; its items stay"});
             return ExitErrorReply;
         }
     }
-    QVariantMap body = table;
-    body.insert("KeySchema",
-                QVariantMap{{"HashKeyElement", schemaElement(hash)}, {"RangeKeyElement", schemaElement(range)}});
-    const int code = session.request("CreateTable", body, &reply);
+    const int code = session.request(Operations::CreateTable, Bodies::createTable(table, hash, range), &reply);
     const std::string failed = "cannot make the table " + table_;
     if (code == ExitErrorReply && isNotFound(reply))
         complainDirectory(failed, table_, reply);
@@ -90,7 +82,7 @@ int DescribeCommand::run(const ServerAddress& server) const
         return code;
     if (json_)
         return printLine(Json::serialize(description));
-    const TableKeys keys = keysIn(description);
+    const TableKeys keys = Bodies::keyNames(description);
     return printLine("table      " + QByteArray::fromStdString(table_) + "\nhash key   " + keys.hash.toUtf8() +
                      "\nrange key  " + keys.range.toUtf8());
 }
@@ -107,7 +99,7 @@ int DeleteTableCommand::run(const ServerAddress& server) const
 {
     Session session(server);
     QVariantMap reply;
-    const int code = session.request("DeleteTable", {{"TableName", QString::fromStdString(table_)}}, &reply);
+    const int code = session.request(Operations::DeleteTable, Bodies::table(QString::fromStdString(table_)), &reply);
     if (code == ExitErrorReply)
         complainReply("cannot close " + directoryOf(table_), reply);
     if (code != ExitOk)

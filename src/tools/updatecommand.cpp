@@ -13,11 +13,11 @@ namespace {
 /** What --return takes, and the API's names for it. */
 const std::map<std::string, const char*>& returnValues()
 {
-    static const std::map<std::string, const char*> values{{"none", "NONE"},
-                                                           {"old", "ALL_OLD"},
-                                                           {"new", "ALL_NEW"},
-                                                           {"updated-old", "UPDATED_OLD"},
-                                                           {"updated-new", "UPDATED_NEW"}};
+    static const std::map<std::string, const char*> values{{"none", Bodies::ReturnNone},
+                                                           {"old", Bodies::ReturnAllOld},
+                                                           {"new", Bodies::ReturnAllNew},
+                                                           {"updated-old", Bodies::ReturnUpdatedOld},
+                                                           {"updated-new", Bodies::ReturnUpdatedNew}};
     return values;
 }
 
@@ -35,8 +35,7 @@ std::string addUpdates(const std::vector<std::string>& words, const char* action
     if (auto error = parseAttributes(words, &values); !error.empty())
         return error;
     for (auto value = values.begin(); value != values.end(); ++value) {
-        if (auto error = addUpdate(value.key(), {{"Action", action}, {"Value", value.value()}}, updates);
-            !error.empty())
+        if (auto error = addUpdate(value.key(), Bodies::update(action, value->toMap()), updates); !error.empty())
             return error;
     }
     return {};
@@ -65,9 +64,9 @@ std::string apply(const QVariantMap& updates, QVariantMap* item)
     for (auto update = updates.begin(); update != updates.end(); ++update) {
         const QVariantMap fields = update->toMap();
         const QString action = fields.value("Action").toString();
-        if (action == "DELETE") {
+        if (action == Bodies::UpdateDelete) {
             item->remove(update.key());
-        } else if (action == "ADD" && item->contains(update.key())) {
+        } else if (action == Bodies::UpdateAdd && item->contains(update.key())) {
             QVariantMap current = item->value(update.key()).toMap();
             if (auto error = add(update.key(), fields.value("Value").toMap(), &current); !error.empty())
                 return error;
@@ -118,16 +117,14 @@ int UpdateCommand::run(const ServerAddress& server)
             return ExitUsage;
         }
     }
-    QVariantMap body{{"TableName", QString::fromStdString(table_)},
-                     {"Key", itemKey(key_.hash, key_.range)},
-                     {"AttributeUpdates", updates},
-                     {"ReturnValues", returnValues().at(wanted_)}};
+    QVariantMap body = Bodies::updateItem(QString::fromStdString(table_), key_.hash, key_.range, updates);
+    Bodies::setReturnValues(returnValues().at(wanted_), &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     if (const int code = checkOutcome(&session, updates, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("UpdateItem", body, &reply);
+    const int code = session.request(Operations::UpdateItem, body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
     if (code == ExitErrorReply && !add_.empty() && isNotFound(reply))
         complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
@@ -147,8 +144,8 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
     if (set_.empty() && add_.empty())
         return ExitOk;
     QVariantMap reply;
-    const int code = session->request(
-        "GetItem", {{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}}, &reply);
+    const int code = session->request(Operations::GetItem,
+                                      Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range), &reply);
     if (code == ExitNoReply)
         return code;
     QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well
@@ -164,23 +161,23 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
 /** An empty string or what is wrong. */
 std::string UpdateCommand::readUpdates(QVariantMap* updates) const
 {
-    if (auto error = addUpdates(set_, "PUT", updates); !error.empty())
+    if (auto error = addUpdates(set_, Bodies::UpdatePut, updates); !error.empty())
         return error;
-    if (auto error = addUpdates(add_, "ADD", updates); !error.empty())
+    if (auto error = addUpdates(add_, Bodies::UpdateAdd, updates); !error.empty())
         return error;
     for (const std::string& word : remove_) {
         QString name;
         if (auto error = decodeWord(word, "--remove", &name); !error.empty())
             return error;
-        if (auto error = addUpdate(name, {{"Action", "DELETE"}}, updates); !error.empty())
+        if (auto error = addUpdate(name, Bodies::update(Bodies::UpdateDelete), updates); !error.empty())
             return error;
     }
     for (auto update = updates->cbegin(); update != updates->cend(); ++update) {
         const QVariantMap fields = update->toMap();
         const QVariantMap value = fields.value("Value").toMap();
-        if (fields.value("Action") == "ADD" && !value.contains("S") && !value.contains("N"))
+        if (fields.value("Action").toString() == Bodies::UpdateAdd && !value.contains("S") && !value.contains("N"))
             return "--add takes strings and numbers only, and \"" + update.key().toStdString() + "\" is neither";
-        if (fields.value("Action") == "ADD") {
+        if (fields.value("Action").toString() == Bodies::UpdateAdd) {
             if (auto error = checkInteger(update.key(), value); !error.empty())
                 return "--add adds integers only: " + error;
         }

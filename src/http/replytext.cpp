@@ -1,6 +1,7 @@
 #include "http/replytext.h"
 
 #include "http/apierror.h"
+#include "protocol/envelope.h"
 #include "json/jsonadapter.h"
 #include "json/jsonmembers.h"
 #include "json/jsontext.h"
@@ -13,7 +14,7 @@ namespace Http {
 
 namespace {
 
-enum { StatusOk = 200, SmallestStatus = 200, LargestStatus = 599 };
+enum { SmallestStatus = 200, LargestStatus = 599 };
 
 void appendMember(QByteArrayView name, QByteArrayView value, QByteArray* object)
 {
@@ -60,9 +61,9 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 {
     Envelope envelope;
     for (const Json::Member& member : members) {
-        if (member.name == u"__rcstr"_s)
+        if (member.name == Envelopes::outcomeName())
             envelope.outcome = stringOf(member.value);
-        if (member.name != u"__rc"_s)
+        if (member.name != Envelopes::codeName())
             continue;
         bool isNumber = false;
         const int status = member.value.toByteArray().toInt(&isNumber);
@@ -74,23 +75,24 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 
 class BodyWriter {
 public:
-    BodyWriter(const QByteArray& operation, bool isError) : operation_(operation), isError_(isError) {}
+    BodyWriter(const Operations::Operation& operation, bool isError) : operation_(operation), isError_(isError) {}
 
     void add(const Json::Member& member)
     {
-        if (member.name == u"__rc"_s || member.name == u"__rcstr"_s)
+        if (member.name == Envelopes::codeName() || member.name == Envelopes::outcomeName())
             return;
-        hasType_ |= member.name == u"__type"_s;
-        hasMessage_ |= member.name == u"message"_s;
+        hasType_ |= member.name == Envelopes::typeName();
+        hasMessage_ |= member.name == Envelopes::messageName();
         appendMember(member.nameText, valueOf(member), &text_);
     }
 
     QByteArray finish(const QByteArray& outcome)
     {
         if (isError_ && !hasType_)
-            appendMember("\"__type\"", quoted(fullErrorType(ErrorType::InternalServerError)), &text_);
+            appendMember(quoted(Envelopes::typeName().toLatin1()),
+                         quoted(fullErrorType(ErrorType::InternalServerError)), &text_);
         if (isError_ && !hasMessage_)
-            appendMember("\"message\"", quoted(outcome), &text_);
+            appendMember(quoted(Envelopes::messageName().toLatin1()), quoted(outcome), &text_);
         return text_ + '}';
     }
 
@@ -98,14 +100,14 @@ private:
     QByteArray valueOf(const Json::Member& member) const
     {
         if (isError_)
-            return member.name == u"__type"_s ? quoted(fullErrorType(stringOf(member.value)))
-                                              : member.value.toByteArray();
-        const bool holdsKeys =
-            member.name == u"LastEvaluatedKey"_s || (member.name == u"Attributes"_s && operation_ == "UpdateItem");
+            return member.name == Envelopes::typeName() ? quoted(fullErrorType(stringOf(member.value)))
+                                                        : member.value.toByteArray();
+        const bool holdsKeys = member.name == u"LastEvaluatedKey"_s ||
+                               (member.name == u"Attributes"_s && operation_ == Operations::UpdateItem);
         return holdsKeys ? wrapStrings(member.value) : member.value.toByteArray();
     }
 
-    const QByteArray& operation_;
+    const Operations::Operation& operation_;
     const bool isError_;
     QByteArray text_ = "{";
     bool hasType_ = false;
@@ -114,7 +116,7 @@ private:
 
 } // namespace
 
-bool translateReply(const QByteArray& operation, const QByteArray& reply, Answer* answer)
+bool translateReply(const Operations::Operation& operation, const QByteArray& reply, Answer* answer)
 {
     std::vector<Json::Member> members;
     if (!Json::findMembers(reply, &members))
@@ -122,7 +124,7 @@ bool translateReply(const QByteArray& operation, const QByteArray& reply, Answer
     const Envelope envelope = envelopeOf(members);
     if (!envelope.status)
         return false;
-    BodyWriter body(operation, *envelope.status != StatusOk);
+    BodyWriter body(operation, *envelope.status != Envelopes::SuccessCode);
     for (const Json::Member& member : members)
         body.add(member);
     *answer = {*envelope.status, envelope.outcome, body.finish(envelope.outcome)};

@@ -1,6 +1,7 @@
 #include "request/bdbrequest.h"
 
 #include "log/log.h"
+#include "protocol/operations.h"
 #include "records/lookup.h"
 #include "request/adminops.h"
 #include "request/batchwrite.h"
@@ -8,28 +9,28 @@
 #include "request/scanquery.h"
 #include "request/tableops.h"
 
-#include <cstring>
+#include <string_view>
 
 namespace {
 
-struct Operation {
-    const char* name;
+struct Handler {
+    Operations::Operation operation;
     int (*run)(BDBRequest&);
 };
 
-constexpr Operation Operations[] = {
-    {"DynamoDB_20111205.Query", queryTable},
-    {"DynamoDB_20111205.GetItem", getItem},
-    {"DynamoDB_20111205.PutItem", putItem},
-    {"DynamoDB_20111205.UpdateItem", updateItem},
-    {"DynamoDB_20111205.DescribeTable", describeTable},
-    {"DynamoDB_20111205.UpdateTable", updateTable},
-    {"DynamoDB_20111205.DeleteItem", deleteItem},
-    {"DynamoDB_20111205.BatchWriteItem", batchWriteItem},
-    {"DynamoDB_20111205.CreateTable", createTable},
-    {"DynamoDB_20111205.DeleteTable", deleteTable},
-    {"DynamoDB_20111205.Scan", scanTable},
-    {"Quorva_1.DescribeBackup", describeBackup},
+constexpr Handler Handlers[] = {
+    {Operations::Query, queryTable},
+    {Operations::GetItem, getItem},
+    {Operations::PutItem, putItem},
+    {Operations::UpdateItem, updateItem},
+    {Operations::DescribeTable, describeTable},
+    {Operations::UpdateTable, updateTable},
+    {Operations::DeleteItem, deleteItem},
+    {Operations::BatchWriteItem, batchWriteItem},
+    {Operations::CreateTable, createTable},
+    {Operations::DeleteTable, deleteTable},
+    {Operations::Scan, scanTable},
+    {Operations::DescribeBackup, describeBackup},
 };
 
 } // namespace
@@ -38,10 +39,10 @@ void dispatch(BDBRequest& request)
 {
     // Kept: names are compared up to their first zero byte: a name that goes on behind one is the operation in front of
     // it.
-    const char* name = request.operation.constData();
-    for (const Operation& operation : Operations) {
-        if (std::strcmp(name, operation.name) == 0) {
-            request.status = operation.run(request);
+    const std::string_view name = request.operation.constData();
+    for (const Handler& handler : Handlers) {
+        if (handler.operation.isNamed(name)) {
+            request.status = handler.run(request);
             // A client that is slow to read its reply must not keep the environment from being deleted meanwhile.
             dropEnvironment(request);
             return;

@@ -1,6 +1,7 @@
 #include "request/scanquery.h"
 
 #include "log/log.h"
+#include "protocol/limits.h"
 #include "records/encoding.h"
 #include "records/lists.h"
 #include "records/lookup.h"
@@ -18,12 +19,11 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
-constexpr int DefaultLimit = 128;
 
 /** What both operations read from a request in the same way. */
 struct PageRequest {
     bool countOnly = false;
-    int limit = DefaultLimit;
+    int limit = Limits::PageItems;
     QVariantList attributesToGet;
     bool hasStart = false;
     QByteArray startHash;
@@ -34,7 +34,7 @@ int limitOf(const QVariantMap& body)
 {
     const auto limit = body.constFind(u"Limit"_s);
     if (limit == body.constEnd())
-        return DefaultLimit;
+        return Limits::PageItems;
     // Below zero is as good as zero, and leaves a walk room to count down.
     return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
 }

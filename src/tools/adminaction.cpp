@@ -11,11 +11,11 @@ namespace Ctl {
 int sendAction(const ServerAddress& server, const std::string& table, const char* action, const std::string& value,
                const std::string& failed)
 {
-    const QVariantMap body{{"TableName", QString::fromStdString(table)},
-                           {"ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}}}};
+    QVariantMap body = Bodies::table(QString::fromStdString(table));
+    body.insert("ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}});
     Session session(server);
     QVariantMap reply;
-    const int code = session.request("UpdateTable", body, &reply);
+    const int code = session.request(Operations::UpdateTable, body, &reply);
     if (code != ExitErrorReply)
         return code;
     if (isNotFound(reply))

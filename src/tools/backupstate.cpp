@@ -20,8 +20,7 @@ bool BackupState::isTo(const std::string& directory) const
 int askState(Session* session, const std::string& table, const std::string& failed, BackupState* state)
 {
     QVariantMap reply;
-    const int code =
-        session->request("Quorva_1.DescribeBackup", {{"TableName", QString::fromStdString(table)}}, &reply);
+    const int code = session->request(Operations::DescribeBackup, Bodies::table(QString::fromStdString(table)), &reply);
     if (code == ExitErrorReply && isNotFound(reply))
         complainDirectory(failed, table, reply);
     else if (code == ExitErrorReply)

@@ -10,15 +10,6 @@
 
 namespace Ctl {
 
-namespace {
-
-QVariantMap schemaElement(const QString& name)
-{
-    return {{"AttributeName", name}, {"AttributeType", "S"}};
-}
-
-} // namespace
-
 CreateTableCommand::CreateTableCommand(CLI::App* app)
     : Command(app, "create-table", "Create a table; its directory must exist",
               "quorvactl create-table 'build/shop|orders' customer date")
@@ -45,24 +36,21 @@ int CreateTableCommand::run(const ServerAddress& server)
     if (const int code = checkTableName(table_))
         return code;
     Session session(server);
-    const QVariantMap table{{"TableName", QString::fromStdString(table_)}};
+    const QString table = QString::fromStdString(table_);
     QVariantMap reply;
     if (!replace_) {
-        const int code = session.request("DescribeTable", table, &reply);
+        const int code = session.request(Operations::DescribeTable, Bodies::table(table), &reply);
         if (code == ExitNoReply)
             return code;
         if (code == ExitOk) {
-            const TableKeys keys = keysIn(reply.value("Table").toMap());
+            const TableKeys keys = Bodies::keyNames(reply.value("Table").toMap());
             complain("the table " + table_ + " exists already, with the key attributes \"" + keys.hash.toStdString() +
                          "\" and \"" + keys.range.toStdString() + '"',
                      {"try: --replace, to give it other key attributes; its items stay"});
             return ExitErrorReply;
         }
     }
-    QVariantMap body = table;
-    body.insert("KeySchema",
-                QVariantMap{{"HashKeyElement", schemaElement(hash)}, {"RangeKeyElement", schemaElement(range)}});
-    const int code = session.request("CreateTable", body, &reply);
+    const int code = session.request(Operations::CreateTable, Bodies::createTable(table, hash, range), &reply);
     const std::string failed = "cannot create the table " + table_;
     if (code == ExitErrorReply && isNotFound(reply))
         complainDirectory(failed, table_, reply);

@@ -31,13 +31,12 @@ int DeleteCommand::run(const ServerAddress& server)
     if (const int code = session.readKeys(table_, &keys))
         return code;
     const bool wantsOld = wanted_ == "old";
-    QVariantMap body{{"TableName", QString::fromStdString(table_)},
-                     {"Key", itemKey(key_.hash, key_.range)},
-                     {"ReturnValues", wantsOld ? "ALL_OLD" : "NONE"}};
+    QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
+    Bodies::setReturnValues(wantsOld ? Bodies::ReturnAllOld : Bodies::ReturnNone, &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("DeleteItem", body, &reply);
+    const int code = session.request(Operations::DeleteItem, body, &reply);
     if (code == ExitErrorReply)
         complainWrite("cannot delete " + itemName(table_, key_), reply);
     const QVariantMap old = reply.value("Attributes").toMap();

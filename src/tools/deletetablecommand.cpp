@@ -20,7 +20,7 @@ int DeleteTableCommand::run(const ServerAddress& server)
     const std::string directory(TableNames::directory(table_));
     Session session(server);
     QVariantMap reply;
-    const int code = session.request("DeleteTable", {{"TableName", QString::fromStdString(table_)}}, &reply);
+    const int code = session.request(Operations::DeleteTable, Bodies::table(QString::fromStdString(table_)), &reply);
     if (code == ExitErrorReply)
         complainReply("cannot close " + directory, reply);
     if (code != ExitOk)

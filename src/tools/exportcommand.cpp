@@ -1,5 +1,6 @@
 #include "tools/exportcommand.h"
 
+#include "protocol/bodies.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
@@ -54,7 +55,7 @@ int ExportCommand::run(const ServerAddress& server)
 
 int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink) const
 {
-    PagedRead read(options_, "Scan", {{"TableName", QString::fromStdString(table_)}});
+    PagedRead read(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_)));
     ProgressBar progress(-1, file_ != "-" || ::isatty(STDOUT_FILENO) == 0);
     long long items = 0;
     qint64 bytes = 0;

@@ -24,15 +24,13 @@ int GetCommand::run(const ServerAddress& server)
     TableKeys keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
-    QVariantMap body{{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}};
-    if (!attributes_.empty()) {
-        QVariantList names;
-        for (const std::string& name : attributes_)
-            names.append(QString::fromStdString(name));
-        body.insert("AttributesToGet", names);
-    }
+    QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
+    QStringList names;
+    for (const std::string& name : attributes_)
+        names.append(QString::fromStdString(name));
+    Bodies::addAttributesToGet(names, &body);
     QVariantMap reply;
-    const int code = session.request("GetItem", body, &reply);
+    const int code = session.request(Operations::GetItem, body, &reply);
     if (code == ExitErrorReply)
         complainReply("cannot read " + itemName(table_, key_), reply);
     if (code != ExitOk)

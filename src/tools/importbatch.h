@@ -1,6 +1,8 @@
 #ifndef QUORVA_TOOLS_IMPORTBATCH_H
 #define QUORVA_TOOLS_IMPORTBATCH_H
 
+#include "tools/session.h"
+
 #include <QByteArray>
 #include <QSet>
 #include <QString>
@@ -11,8 +13,6 @@
 #include <vector>
 
 namespace Ctl {
-
-struct TableKeys;
 
 /** The texts of an item's hash and range key. */
 using ItemKey = std::pair<QString, QString>;

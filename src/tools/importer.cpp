@@ -1,5 +1,6 @@
 #include "tools/importer.h"
 
+#include "protocol/envelope.h"
 #include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
@@ -139,8 +140,8 @@ int Importer::sendOneByOne()
             refusedInARow_ = 0;
             continue;
         }
-        refuse(batch_.lineOf(i),
-               "the server refused it: " + (isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
+        refuse(batch_.lineOf(i), "the server refused it: " +
+                                     (Envelopes::isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
         if (++refusedInARow_ == MostRefusedInARow)
             return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
     }
@@ -150,7 +151,7 @@ int Importer::sendOneByOne()
 /** ExitOk only when nothing came back unprocessed. */
 int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
 {
-    const int code = session_.request("BatchWriteItem", batch_.requestBody(table_, first, count), reply);
+    const int code = session_.request(Operations::BatchWriteItem, batch_.requestBody(table_, first, count), reply);
     return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
 }
 

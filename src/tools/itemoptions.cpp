@@ -1,5 +1,6 @@
 #include "tools/itemoptions.h"
 
+#include "protocol/envelope.h"
 #include "tools/arguments.h"
 #include "tools/exitcode.h"
 #include "tools/messages.h"
@@ -33,7 +34,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return "--if compares strings and numbers only, and \"" + attribute.key().toStdString() + "\" is neither";
         if (auto error = checkInteger(attribute.key(), value); !error.empty())
             return "--if compares integers only: " + error;
-        expected->insert(attribute.key(), QVariantMap{{"Value", value}});
+        expected->insert(attribute.key(), Bodies::expectedValue(value));
     }
     for (const std::string& word : options.absent) {
         QString name;
@@ -41,7 +42,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return error;
         if (expected->contains(name))
             return "there are two conditions on \"" + word + '"';
-        expected->insert(name, QVariantMap{{"Exists", false}});
+        expected->insert(name, Bodies::expectedAbsence());
     }
     return {};
 }
@@ -79,15 +80,14 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
             return ExitUsage;
         }
     }
-    if (!expected.isEmpty())
-        body->insert("Expected", expected);
+    Bodies::addExpected(expected, body);
     return ExitOk;
 }
 
 void complainWrite(const std::string& failed, const QVariantMap& reply)
 {
-    const bool condition = errorType(reply) == "ConditionalCheckFailedException";
-    complainReply(failed, reply, condition ? "quorvactl get; the stored item does not meet the conditions" : "");
+    complainReply(failed, reply,
+                  isConditionFailure(reply) ? "quorvactl get; the stored item does not meet the conditions" : "");
 }
 
 std::string itemName(const std::string& table, const KeyArguments& key)

@@ -1,5 +1,6 @@
 #include "tools/itemtext.h"
 
+#include "protocol/limits.h"
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/notation.h"
@@ -85,9 +86,9 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
         return error;
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
-    if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > LargestKeys)
+    if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
         return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
-    if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
+    if (textSize <= Limits::ItemBytes / 2) // room for numbers that become longer when they are written anew
         return {};
     return checkStoredSize(item, keys);
 }
@@ -96,7 +97,7 @@ std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
 {
     item.remove(keys.hash);
     item.remove(keys.range);
-    if (Json::serialize(item).size() > LargestItem)
+    if (Json::serialize(item).size() > Limits::ItemBytes)
         return "the item is larger than 512 KiB and could not be read back";
     return {};
 }
@@ -108,8 +109,8 @@ QString keyText(const QVariantMap& item, const QString& name)
 
 QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range)
 {
-    attributes.insert(keys.hash, QVariantMap{{"S", hash}});
-    attributes.insert(keys.range, QVariantMap{{"S", range}});
+    attributes.insert(keys.hash, Bodies::stringValue(hash));
+    attributes.insert(keys.range, Bodies::stringValue(range));
     return attributes;
 }
 

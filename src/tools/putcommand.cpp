@@ -1,5 +1,6 @@
 #include "tools/putcommand.h"
 
+#include "protocol/limits.h"
 #include "tools/arguments.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
@@ -35,17 +36,17 @@ int PutCommand::run(const ServerAddress& server)
     TableKeys keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
-    if (const std::string error = checkItem(item, keys, LargestItem); !error.empty()) {
+    if (const std::string error = checkItem(item, keys, Limits::ItemBytes); !error.empty()) {
         complain("cannot store the item: " + error);
         return ExitUsage;
     }
     const bool wantsOld = wanted_ == "old";
-    QVariantMap body{
-        {"TableName", QString::fromStdString(table_)}, {"Item", item}, {"ReturnValues", wantsOld ? "ALL_OLD" : "NONE"}};
+    QVariantMap body = Bodies::putItem(QString::fromStdString(table_), item);
+    Bodies::setReturnValues(wantsOld ? Bodies::ReturnAllOld : Bodies::ReturnNone, &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("PutItem", body, &reply);
+    const int code = session.request(Operations::PutItem, body, &reply);
     if (code == ExitErrorReply)
         complainWrite("cannot store the item in " + table_, reply);
     const QVariantMap old = reply.value("Attributes").toMap();

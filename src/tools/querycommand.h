@@ -22,6 +22,8 @@ public:
     int run(const ServerAddress& server) override;
 
 private:
+    QVariantMap condition() const;
+
     std::string table_;
     std::string hash_;
     std::string value_;                // of the one-valued condition
@@ -29,7 +31,6 @@ private:
     bool backward_ = false;
     PageOptions options_;
     std::vector<std::pair<CLI::Option*, const char*>> conditions_; // one-valued ones, with the API's operators
-    CLI::Option* beginsWith_;
 };
 
 } // namespace Ctl

@@ -1,5 +1,6 @@
 #include "tools/replies.h"
 
+#include "protocol/envelope.h"
 #include "tools/messages.h"
 #include "json/jsonadapter.h"
 
@@ -11,11 +12,11 @@ namespace {
 
 std::string adviceOn(const QString& type)
 {
-    if (type == "ResourceNotFoundException")
+    if (type == ErrorTypes::ResourceNotFound)
         return "the spelling, or quorvactl create-table";
-    if (type == "InternalServerError")
+    if (type == ErrorTypes::InternalServerError)
         return "the server's log, which has the cause";
-    if (type == "ValidationException")
+    if (type == ErrorTypes::Validation)
         return "keys of Latin-1 characters only";
     return {};
 }
@@ -25,41 +26,31 @@ std::string adviceOn(const QString& type)
 bool isSuccess(const QByteArray& reply)
 {
     QVariant parsed;
-    return Json::parse(reply, &parsed) && isSuccess(parsed.toMap());
-}
-
-bool isSuccess(const QVariantMap& reply)
-{
-    return reply.value(QStringLiteral("__rc")) == 200;
-}
-
-QString errorType(const QVariantMap& reply)
-{
-    return reply.value("__type").toString();
+    return Json::parse(reply, &parsed) && Envelopes::isSuccess(parsed.toMap());
 }
 
 bool isNotFound(const QVariantMap& reply)
 {
-    return errorType(reply) == "ResourceNotFoundException";
+    return Envelopes::errorType(reply) == ErrorTypes::ResourceNotFound;
 }
 
 bool isConditionFailure(const QVariantMap& reply)
 {
-    return errorType(reply) == "ConditionalCheckFailedException";
+    return Envelopes::errorType(reply) == ErrorTypes::ConditionalCheckFailed;
 }
 
 std::string serverSays(const QVariantMap& reply)
 {
-    if (errorType(reply).isEmpty())
+    const QString type = Envelopes::errorType(reply);
+    if (type.isEmpty())
         return Json::serialize(reply).toStdString();
-    return reply.value("__rcstr").toString().toStdString() + ", " + errorType(reply).toStdString() + ": " +
-           reply.value("message").toString().toStdString();
+    return (Envelopes::outcome(reply) + ", " + type + ": " + Envelopes::message(reply)).toStdString();
 }
 
 void complainReply(const std::string& failed, const QVariantMap& reply, const std::string& advice)
 {
     std::vector<std::string> details{"the server says: " + serverSays(reply)};
-    if (const std::string trial = advice.empty() ? adviceOn(errorType(reply)) : advice; !trial.empty())
+    if (const std::string trial = advice.empty() ? adviceOn(Envelopes::errorType(reply)) : advice; !trial.empty())
         details.push_back("try: " + trial);
     complain(failed, details);
 }

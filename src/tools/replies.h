@@ -2,7 +2,6 @@
 #define QUORVA_TOOLS_REPLIES_H
 
 #include <QByteArray>
-#include <QString>
 #include <QVariantMap>
 
 #include <string>
@@ -12,10 +11,6 @@ namespace Ctl {
 
 /** True when the text is a reply object whose "__rc" is 200. */
 bool isSuccess(const QByteArray& reply);
-bool isSuccess(const QVariantMap& reply);
-
-/** The kind of an error reply: its "__type", or nothing. */
-QString errorType(const QVariantMap& reply);
 
 /** True for a reply that says Not Found. */
 bool isNotFound(const QVariantMap& reply);

@@ -1,5 +1,6 @@
 #include "tools/scancommand.h"
 
+#include "protocol/bodies.h"
 #include "tools/arguments.h"
 
 namespace Ctl {
@@ -13,7 +14,7 @@ ScanCommand::ScanCommand(CLI::App* app)
 
 int ScanCommand::run(const ServerAddress& server)
 {
-    return PagedRead(options_, "Scan", {{"TableName", QString::fromStdString(table_)}}).run(server);
+    return PagedRead(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_))).run(server);
 }
 
 } // namespace Ctl

@@ -1,5 +1,6 @@
 #include "tools/serveraddress.h"
 
+#include "protocol/operations.h"
 #include "tools/messages.h"
 
 #include <CLI/CLI.hpp>
@@ -17,7 +18,7 @@ void ServerAddress::declare(CLI::App* app)
         ->capture_default_str();
 }
 
-bool connect(const ServerAddress& server, Client::Connection* connection)
+bool connect(const ServerAddress& server, Client::WireConnection* connection)
 {
     connection->setConnectTimeout(server.timeout * 1000);
     connection->setReceiveTimeout(server.timeout * 1000);
@@ -26,14 +27,14 @@ bool connect(const ServerAddress& server, Client::Connection* connection)
 
 bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
-    Client::Connection connection;
-    if (connect(server, &connection) && connection.exchange(Client::fullOperationName(operation), body, reply))
+    Client::WireConnection connection;
+    if (connect(server, &connection) && connection.exchange(Operations::fullName(operation), body, reply))
         return true;
     complainNoReply(server, connection);
     return false;
 }
 
-void complainNoReply(const ServerAddress& server, const Client::Connection& connection)
+void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection)
 {
     const std::string error = connection.error().toStdString();
     std::vector<std::string> details;

@@ -1,7 +1,7 @@
 #ifndef QUORVA_TOOLS_SERVERADDRESS_H
 #define QUORVA_TOOLS_SERVERADDRESS_H
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <QByteArray>
 
@@ -24,14 +24,14 @@ struct ServerAddress {
 };
 
 /** Connects to the server; connection->error() tells why not. */
-[[nodiscard]] bool connect(const ServerAddress& server, Client::Connection* connection);
+[[nodiscard]] bool connect(const ServerAddress& server, Client::WireConnection* connection);
 
 /** One exchange on a connection of its own. False when no whole reply came, after telling why on standard error. */
 [[nodiscard]] bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body,
                             QByteArray* reply);
 
 /** Tells on standard error why no reply came on a connection. */
-void complainNoReply(const ServerAddress& server, const Client::Connection& connection);
+void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection);
 
 } // namespace Ctl
 

@@ -18,11 +18,11 @@ namespace {
 /** What --return takes, and the API's names for it. */
 const std::map<std::string, const char*>& returnValues()
 {
-    static const std::map<std::string, const char*> values{{"none", "NONE"},
-                                                           {"old", "ALL_OLD"},
-                                                           {"new", "ALL_NEW"},
-                                                           {"updated-old", "UPDATED_OLD"},
-                                                           {"updated-new", "UPDATED_NEW"}};
+    static const std::map<std::string, const char*> values{{"none", Bodies::ReturnNone},
+                                                           {"old", Bodies::ReturnAllOld},
+                                                           {"new", Bodies::ReturnAllNew},
+                                                           {"updated-old", Bodies::ReturnUpdatedOld},
+                                                           {"updated-new", Bodies::ReturnUpdatedNew}};
     return values;
 }
 
@@ -63,16 +63,14 @@ int UpdateCommand::run(const ServerAddress& server)
             return ExitUsage;
         }
     }
-    QVariantMap body{{"TableName", QString::fromStdString(table_)},
-                     {"Key", itemKey(key_.hash, key_.range)},
-                     {"AttributeUpdates", updates},
-                     {"ReturnValues", returnValues().at(wanted_)}};
+    QVariantMap body = Bodies::updateItem(QString::fromStdString(table_), key_.hash, key_.range, updates);
+    Bodies::setReturnValues(returnValues().at(wanted_), &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     if (const int code = checkOutcome(&session, updates, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("UpdateItem", body, &reply);
+    const int code = session.request(Operations::UpdateItem, body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
     if (code == ExitErrorReply && !options_.add.empty() && isNotFound(reply))
         complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
@@ -92,8 +90,8 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
     if (!options_.storesValues())
         return ExitOk;
     QVariantMap reply;
-    const int code = session->request(
-        "GetItem", {{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}}, &reply);
+    const int code = session->request(Operations::GetItem,
+                                      Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range), &reply);
     if (code == ExitNoReply)
         return code;
     QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well

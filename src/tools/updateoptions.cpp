@@ -1,5 +1,6 @@
 #include "tools/updateoptions.h"
 
+#include "protocol/bodies.h"
 #include "tools/arguments.h"
 #include "tools/notation.h"
 #include "tools/typedvalues.h"
@@ -22,7 +23,7 @@ std::string insertValues(const std::vector<std::string>& words, const char* acti
     if (auto error = parseAttributes(words, &values); !error.empty())
         return error;
     for (auto value = values.begin(); value != values.end(); ++value) {
-        if (auto error = insert(value.key(), {{"Action", action}, {"Value", value.value()}}, updates); !error.empty())
+        if (auto error = insert(value.key(), Bodies::update(action, value->toMap()), updates); !error.empty())
             return error;
     }
     return {};
@@ -34,7 +35,7 @@ std::string insertRemovals(const std::vector<std::string>& words, QVariantMap* u
         QString name;
         if (auto error = decodeWord(word, "--remove", &name); !error.empty())
             return error;
-        if (auto error = insert(name, {{"Action", "DELETE"}}, updates); !error.empty())
+        if (auto error = insert(name, Bodies::update(Bodies::UpdateDelete), updates); !error.empty())
             return error;
     }
     return {};
@@ -45,7 +46,7 @@ std::string checkAddends(const QVariantMap& updates)
 {
     for (auto update = updates.cbegin(); update != updates.cend(); ++update) {
         const QVariantMap fields = update->toMap();
-        if (fields.value("Action") != "ADD")
+        if (fields.value("Action").toString() != Bodies::UpdateAdd)
             continue;
         const QVariantMap value = fields.value("Value").toMap();
         if (!value.contains("S") && !value.contains("N"))
@@ -69,9 +70,9 @@ void UpdateOptions::declare(CLI::App* command)
 
 std::string UpdateOptions::read(QVariantMap* updates) const
 {
-    if (auto error = insertValues(set, "PUT", updates); !error.empty())
+    if (auto error = insertValues(set, Bodies::UpdatePut, updates); !error.empty())
         return error;
-    if (auto error = insertValues(add, "ADD", updates); !error.empty())
+    if (auto error = insertValues(add, Bodies::UpdateAdd, updates); !error.empty())
         return error;
     if (auto error = insertRemovals(remove, updates); !error.empty())
         return error;

@@ -1,5 +1,6 @@
 #include "tools/updateoutcome.h"
 
+#include "protocol/bodies.h"
 #include "tools/typedvalues.h"
 
 #include <QtGlobal>
@@ -32,9 +33,9 @@ std::string applyUpdates(const QVariantMap& updates, QVariantMap* item)
     for (auto update = updates.begin(); update != updates.end(); ++update) {
         const QVariantMap fields = update->toMap();
         const QString action = fields.value("Action").toString();
-        if (action == "DELETE") {
+        if (action == Bodies::UpdateDelete) {
             item->remove(update.key());
-        } else if (action == "ADD" && item->contains(update.key())) {
+        } else if (action == Bodies::UpdateAdd && item->contains(update.key())) {
             QVariantMap current = item->value(update.key()).toMap();
             if (auto error = add(update.key(), fields.value("Value").toMap(), &current); !error.empty())
                 return error;

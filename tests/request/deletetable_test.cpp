@@ -1,5 +1,8 @@
 #include "tablefixture.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -179,8 +182,7 @@ TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
     }
     Caller slow(server_);
     const QVariantMap query{{"TableName", tableName()}, {"HashKeyValue", textValue("abc")}, {"Limit", 2 * Items}};
-    ASSERT_TRUE(
-        slow.connection().send(Client::frameRequest(Client::fullOperationName("Query"), Json::serialize(query))));
+    ASSERT_TRUE(slow.connection().send(Framing::frameRequest(Operations::fullName("Query"), Json::serialize(query))));
     pollfd readable{slow.connection().socketDescriptor(), POLLIN, 0};
     ASSERT_EQ(poll(&readable, 1, 60'000), 1) << "the reply has begun";
 

@@ -96,7 +96,7 @@ TEST_F(BatchForeignTest, ForeignTableLeavesFirstEnvironmentHeld)
     EXPECT_EQ(stored(tableName(), "q"), QVariantList{itemOf("q", "a")});
     EXPECT_EQ(request("DeleteTable", {{"TableName", foreignTable_}}), okReply());
 
-    Client::Connection deleter = keepDeleteWaiting();
+    Client::WireConnection deleter = keepDeleteWaiting();
     EXPECT_TRUE(isRefused("Query", {{"TableName", tableName()}}));
     EXPECT_TRUE(isRefused("PutItem", {{"TableName", tableName("u")}, {"Item", itemOf("q", "z")}}));
     deleter.setReceiveTimeout(500);

@@ -247,7 +247,7 @@ TEST_F(BatchWriteItemTest, EnvironmentThatCannotBeOpenedGivesNothingBack)
 
 TEST_F(BatchWriteItemTest, EnvironmentThatIsBeingDeletedGivesNothingBack)
 {
-    const Client::Connection deleter = keepDeleteWaiting();
+    const Client::WireConnection deleter = keepDeleteWaiting();
     const QVariantList entries{putEntry(itemOf("q", "a"))};
     EXPECT_TRUE(isRefused("BatchWriteItem", {{"RequestItems", QVariantMap{{tableName(), entries}}}}));
 }

@@ -321,7 +321,7 @@ TEST_F(QueryTest, TableWithoutASchemaFailsWithZeroCounts)
 
 TEST_F(QueryTest, EnvironmentThatIsBeingDeletedIsNotFound)
 {
-    const Client::Connection deleter = keepDeleteWaiting();
+    const Client::WireConnection deleter = keepDeleteWaiting();
     EXPECT_TRUE(isRefused("Query", {{"TableName", tableName()}}));
 }
 

@@ -447,7 +447,7 @@ TEST_F(ScanTest, EnvironmentThatCannotBeOpenedIsNotFound)
 
 TEST_F(ScanTest, EnvironmentThatIsBeingDeletedIsNotFound)
 {
-    const Client::Connection deleter = keepDeleteWaiting();
+    const Client::WireConnection deleter = keepDeleteWaiting();
     EXPECT_TRUE(isRefused("Scan", {{"TableName", tableName()}, {"ExclusiveStartKey", QVariantMap()}}));
 }
 

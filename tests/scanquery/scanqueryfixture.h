@@ -1,6 +1,8 @@
 #ifndef QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
 #define QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 
 #include <QCryptographicHash>
@@ -124,15 +126,15 @@ protected:
      * Makes a DeleteTable of `tableName()` wait for good: a batch whose second table lies in another environment keeps
      * the first one held. The connection that is returned waits for the reply, which never comes.
      */
-    [[nodiscard]] Client::Connection keepDeleteWaiting()
+    [[nodiscard]] Client::WireConnection keepDeleteWaiting()
     {
         const QString foreign = tableIn(home() + "~", "t"); // behind it in the order of names
         EXPECT_EQ(request("BatchWriteItem",
                           {{"RequestItems", QVariantMap{{tableName(), QVariantList()}, {foreign, QVariantList()}}}}),
                   okReply({{"UnprocessedItems", QVariantMap{{foreign, QVariantList()}}}}));
-        Client::Connection deleter = server_.connect();
-        EXPECT_TRUE(deleter.send(Client::frameRequest(Client::fullOperationName("DeleteTable"),
-                                                      Json::serialize(QVariantMap{{"TableName", tableName()}}))));
+        Client::WireConnection deleter = server_.connect();
+        EXPECT_TRUE(deleter.send(Framing::frameRequest(Operations::fullName("DeleteTable"),
+                                                       Json::serialize(QVariantMap{{"TableName", tableName()}}))));
         return deleter;
     }
 

@@ -1,5 +1,6 @@
 #include "support/serverprocess.h"
 
+#include "protocol/operations.h"
 #include "support/waituntil.h"
 #include "json/jsonadapter.h"
 
@@ -234,9 +235,9 @@ std::string ServerProcess::outputText() const
     return readFile(directory_.file("stdout"));
 }
 
-Client::Connection ServerProcess::connect() const
+Client::WireConnection ServerProcess::connect() const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
     EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
     return connection;
@@ -247,8 +248,7 @@ QVariantMap ServerProcess::request(const QByteArray& operation, const QVariantMa
     if (!connection_.isOpen())
         connection_ = connect();
     QByteArray text;
-    if (!connection_.isOpen() ||
-        !connection_.exchange(Client::fullOperationName(operation), Json::serialize(body), &text)) {
+    if (!connection_.isOpen() || !connection_.exchange(Operations::fullName(operation), Json::serialize(body), &text)) {
         ADD_FAILURE() << operation.toStdString() << ": no reply: " << connection_.error().toStdString();
         return {};
     }

@@ -1,6 +1,6 @@
 #include "complaints.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "support/heldport.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
@@ -189,7 +189,7 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
 {
     const HeldPort port;
     port.listen(0); // room for one that nobody accepts
-    Client::Connection first;
+    Client::WireConnection first;
     ASSERT_TRUE(first.open(Client::DefaultHost, port.number()));
     const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "flush", "d|t"});
     EXPECT_EQ(done.status, NoReply);

@@ -78,7 +78,11 @@ public:
     /** All of the batch, or nothing; a success may have left tables of another directory in unprocessed(). */
     Result batchWrite(const Batch& batch);
 
-    /** One page of the items of a hash key, in the order of their range keys, or of a whole table. */
+    /**
+     * One page of the items of a hash key, or of a whole table. With its lastKey() as startKey the next one follows, so
+     * that the pages of a query are what queryAll gives, in the same order. A query backward with beginsWith takes a
+     * second request. An empty range key leads back to the first page: only queryAll goes on behind it.
+     */
     Result query(const QString& table, const QString& hash, const QueryOptions& options = {});
     Result scan(const QString& table, const ScanOptions& options = {});
     /** The same to the end, page after page, while it is iterated over; see ItemRange. */

@@ -12,7 +12,7 @@
 namespace Quorva {
 
 class Connection;
-class PageReader;
+class RangeReader;
 
 /**
  * All items that a query or scan finds, fetched page after page while they are iterated over. It can be gone through
@@ -44,9 +44,9 @@ public:
 
     private:
         friend class ItemRange;
-        explicit Iterator(PageReader* reader) : reader_(reader) {}
+        explicit Iterator(RangeReader* reader) : reader_(reader) {}
 
-        PageReader* reader_; // the range's
+        RangeReader* reader_; // the range's
     };
 
     ~ItemRange();
@@ -64,9 +64,9 @@ public:
 
 private:
     friend class Connection;
-    QUORVA_INTERNAL explicit ItemRange(std::unique_ptr<PageReader> reader);
+    QUORVA_INTERNAL explicit ItemRange(std::unique_ptr<RangeReader> reader);
 
-    std::unique_ptr<PageReader> reader_;
+    std::unique_ptr<RangeReader> reader_;
 };
 
 } // namespace Quorva

@@ -1,5 +1,6 @@
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
+#include "protocol/framing.h"
 #include "support/heldport.h"
 
 #include <gtest/gtest.h>
@@ -85,69 +86,43 @@ QByteArray reply(const QByteArray& text)
     return QByteArray(prefix, 4) + text;
 }
 
-const QByteArray Request = Client::frameRequest("Op.Name", "{}");
+const QByteArray Request = Framing::frameRequest("Op.Name", "{}");
 
 /** A connection to `peer`. */
-Client::Connection connectedTo(const Peer& peer)
+Client::WireConnection connectedTo(const Peer& peer)
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     EXPECT_TRUE(connection.open("127.0.0.1", peer.port())) << connection.error().toStdString();
     return connection;
 }
 
 } // namespace
 
-TEST(FullOperationName, ShortNameGetsTheApiPrefix)
-{
-    EXPECT_EQ(Client::fullOperationName("PutItem"), "DynamoDB_20111205.PutItem");
-    EXPECT_EQ(Client::fullOperationName(""), "DynamoDB_20111205.");
-}
-
-TEST(FullOperationName, NameWithADotStaysAsItIs)
-{
-    EXPECT_EQ(Client::fullOperationName("DynamoDB_20111205.PutItem"), "DynamoDB_20111205.PutItem");
-    EXPECT_EQ(Client::fullOperationName("Other.PutItem"), "Other.PutItem");
-    EXPECT_EQ(Client::fullOperationName("."), ".");
-}
-
-TEST(FrameRequest, IsBothLengthsBigEndianEachBeforeItsBytes)
-{
-    EXPECT_EQ(Client::frameRequest("Op", "{\"a\":1}"), QByteArray("\0\0\0\2Op\0\0\0\7{\"a\":1}", 17));
-    EXPECT_EQ(Client::frameRequest("", ""), QByteArray(8, '\0'));
-    EXPECT_EQ(Client::frameRequest("N", QByteArray("a\0b", 3)), QByteArray("\0\0\0\1N\0\0\0\3a\0b", 12));
-}
-
-TEST(FrameRequest, LengthsUseAllFourBytes)
-{
-    const QByteArray body(0x010203, 'x');
-    EXPECT_EQ(Client::frameRequest("N", body), QByteArray("\0\0\0\1N\0\1\2\3", 9) + body);
-}
-
-TEST(ConnectionOpen, RefusesWhatIsNoDottedAddress)
+TEST(WireConnectionOpen, RefusesWhatIsNoDottedAddress)
 {
     for (const char* host : {"", "localhost", "127.0.0", "127.0.0.1 ", "::1", "256.0.0.1"}) {
-        Client::Connection connection;
+        Client::WireConnection connection;
         EXPECT_FALSE(connection.open(host, 4567)) << host;
         EXPECT_FALSE(connection.isOpen()) << host;
         EXPECT_EQ(connection.error().toStdString(), "\""s + host + "\" is not a dotted IPv4 address");
     }
 }
 
-TEST(ConnectionOpen, RefusesWhatIsNoPort)
+TEST(WireConnectionOpen, RefusesWhatIsNoPort)
 {
     for (const int port : {-1, 0, 65536, 70000}) {
-        Client::Connection connection;
+        Client::WireConnection connection;
         EXPECT_FALSE(connection.open("127.0.0.1", port)) << port;
         EXPECT_FALSE(connection.isOpen()) << port;
         EXPECT_EQ(connection.error().toStdString(), std::to_string(port) + " is not a port number");
     }
 }
 
-TEST(ConnectionOpen, TellsThatNobodyListens)
+TEST(WireConnectionOpen, TellsThatNobodyListens)
 {
     const HeldPort nobodyListens;
     for (const int limit : {0, 60000}) {
-        Client::Connection connection;
+        Client::WireConnection connection;
         connection.setConnectTimeout(limit);
         EXPECT_FALSE(connection.open("127.0.0.1", nobodyListens.number())) << limit;
         EXPECT_FALSE(connection.isOpen()) << limit;
@@ -155,22 +130,22 @@ TEST(ConnectionOpen, TellsThatNobodyListens)
     }
 }
 
-TEST(ConnectionOpen, GivesUpOnAPeerThatDoesNotAnswer)
+TEST(WireConnectionOpen, GivesUpOnAPeerThatDoesNotAnswer)
 {
     // Nobody accepts, so a queue for one connection has no room for a second: the system drops what it sends.
     const HeldPort port;
     ASSERT_EQ(listen(port.descriptor(), 0), 0);
-    Client::Connection first;
+    Client::WireConnection first;
     ASSERT_TRUE(first.open("127.0.0.1", port.number())) << first.error().toStdString();
 
-    Client::Connection second;
+    Client::WireConnection second;
     second.setConnectTimeout(20);
     EXPECT_FALSE(second.open("127.0.0.1", port.number()));
     EXPECT_EQ(second.error().toStdString(), "no connection within 20 ms");
     EXPECT_FALSE(second.isOpen());
 }
 
-TEST(ConnectionOpen, ALimitOfItsOwnLeavesTheExchangesAsTheyAre)
+TEST(WireConnectionOpen, ALimitOfItsOwnLeavesTheExchangesAsTheyAre)
 {
     const Peer peer([](int socket) {
         // The reply comes late and in pieces: a socket that does not wait would fail.
@@ -178,7 +153,7 @@ TEST(ConnectionOpen, ALimitOfItsOwnLeavesTheExchangesAsTheyAre)
         for (const char byte : reply("in pieces"))
             writeAll(socket, QByteArray(1, byte));
     });
-    Client::Connection connection;
+    Client::WireConnection connection;
     connection.setConnectTimeout(60000);
     ASSERT_TRUE(connection.open("127.0.0.1", peer.port())) << connection.error().toStdString();
     QByteArray text;
@@ -186,7 +161,7 @@ TEST(ConnectionOpen, ALimitOfItsOwnLeavesTheExchangesAsTheyAre)
     EXPECT_EQ(text, "in pieces");
 }
 
-TEST(ConnectionOpen, ReplacesTheConnectionThereWas)
+TEST(WireConnectionOpen, ReplacesTheConnectionThereWas)
 {
     std::promise<void> firstEnded;
     const Peer first([&](int socket) {
@@ -197,7 +172,7 @@ TEST(ConnectionOpen, ReplacesTheConnectionThereWas)
         readExactly(socket, Request.size());
         writeAll(socket, reply("second"));
     });
-    Client::Connection connection = connectedTo(first);
+    Client::WireConnection connection = connectedTo(first);
     ASSERT_TRUE(connection.open("127.0.0.1", second.port()));
     firstEnded.get_future().wait();
     QByteArray text;
@@ -205,9 +180,9 @@ TEST(ConnectionOpen, ReplacesTheConnectionThereWas)
     EXPECT_EQ(text, "second");
 }
 
-TEST(Connection, StartsClosedAndFailsWithoutOpening)
+TEST(WireConnection, StartsClosedAndFailsWithoutOpening)
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     EXPECT_FALSE(connection.isOpen());
     EXPECT_EQ(connection.socketDescriptor(), -1);
     QByteArray text = "before";
@@ -216,21 +191,21 @@ TEST(Connection, StartsClosedAndFailsWithoutOpening)
     EXPECT_EQ(text, "before");
 }
 
-TEST(Connection, MovingLeavesTheSourceClosed)
+TEST(WireConnection, MovingLeavesTheSourceClosed)
 {
     const Peer peer(drain);
-    Client::Connection source = connectedTo(peer);
+    Client::WireConnection source = connectedTo(peer);
     const int descriptor = source.socketDescriptor();
-    Client::Connection target(std::move(source));
+    Client::WireConnection target(std::move(source));
     EXPECT_EQ(source.socketDescriptor(), -1); // NOLINT: what a moved-from connection is, is the claim
     EXPECT_EQ(target.socketDescriptor(), descriptor);
-    Client::Connection assigned;
+    Client::WireConnection assigned;
     assigned = std::move(target);
     EXPECT_FALSE(target.isOpen()); // NOLINT
     EXPECT_EQ(assigned.socketDescriptor(), descriptor);
 }
 
-TEST(ConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
+TEST(WireConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
 {
     QByteArray received;
     QByteArray text;
@@ -240,7 +215,7 @@ TEST(ConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
             writeAll(socket, reply("{\"__rc\":200}"));
             drain(socket);
         });
-        Client::Connection connection = connectedTo(peer);
+        Client::WireConnection connection = connectedTo(peer);
         ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
         EXPECT_TRUE(connection.isOpen());
     }
@@ -248,7 +223,7 @@ TEST(ConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
     EXPECT_EQ(received, Request);
 }
 
-TEST(ConnectionExchange, CarriesOneExchangeAfterAnother)
+TEST(WireConnectionExchange, CarriesOneExchangeAfterAnother)
 {
     const Peer peer([](int socket) {
         for (const char* text : {"first", "second", ""}) {
@@ -257,7 +232,7 @@ TEST(ConnectionExchange, CarriesOneExchangeAfterAnother)
         }
         drain(socket);
     });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     for (const char* expected : {"first", "second", ""}) {
         QByteArray text = "before";
         ASSERT_TRUE(connection.exchange("Op.Name", "{}", &text)) << connection.error().toStdString();
@@ -265,7 +240,7 @@ TEST(ConnectionExchange, CarriesOneExchangeAfterAnother)
     }
 }
 
-TEST(ConnectionExchange, LargeBodiesPassInBothDirections)
+TEST(WireConnectionExchange, LargeBodiesPassInBothDirections)
 {
     const QByteArray body(3 * 1024 * 1024 + 7, 'b');
     const QByteArray answer(5 * 1024 * 1024 + 3, 'a');
@@ -273,18 +248,18 @@ TEST(ConnectionExchange, LargeBodiesPassInBothDirections)
     QByteArray text;
     {
         const Peer peer([&](int socket) {
-            const QByteArray request = Client::frameRequest("Op", body);
+            const QByteArray request = Framing::frameRequest("Op", body);
             whole = readExactly(socket, request.size()) == request;
             writeAll(socket, reply(answer));
         });
-        Client::Connection connection = connectedTo(peer);
+        Client::WireConnection connection = connectedTo(peer);
         ASSERT_TRUE(connection.exchange("Op", body, &text)) << connection.error().toStdString();
     }
     EXPECT_TRUE(whole);
     EXPECT_EQ(text, answer);
 }
 
-TEST(ConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
+TEST(WireConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
 {
     const QByteArray whole = reply("0123456789");
     for (const qsizetype size : {0, 1, 3, 4, 5, 13}) {
@@ -292,7 +267,7 @@ TEST(ConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
             readExactly(socket, Request.size());
             writeAll(socket, whole.left(size));
         });
-        Client::Connection connection = connectedTo(peer);
+        Client::WireConnection connection = connectedTo(peer);
         QByteArray text = "before";
         EXPECT_FALSE(connection.exchange("Op.Name", "{}", &text)) << size;
         EXPECT_EQ(connection.error().toStdString(), "the server closed the connection") << size;
@@ -301,7 +276,7 @@ TEST(ConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
     }
 }
 
-TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
+TEST(WireConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
 {
     std::promise<void> timedOut;
     const Peer peer([&](int socket) {
@@ -309,7 +284,7 @@ TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
         timedOut.get_future().wait();
         writeAll(socket, reply("late"));
     });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     connection.setReceiveTimeout(20);
     QByteArray text = "before";
     EXPECT_FALSE(connection.exchange("Op.Name", "{}", &text));
@@ -319,11 +294,11 @@ TEST(ConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
     timedOut.set_value();
 }
 
-TEST(ConnectionExchange, GivesUpOnAPeerThatTakesNothing)
+TEST(WireConnectionExchange, GivesUpOnAPeerThatTakesNothing)
 {
     std::promise<void> timedOut;
     const Peer peer([&](int) { timedOut.get_future().wait(); });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     connection.setReceiveTimeout(20);
     QByteArray text = "before";
     EXPECT_FALSE(connection.exchange("Op.Name", QByteArray(64 * 1024 * 1024, ' '), &text));
@@ -333,14 +308,14 @@ TEST(ConnectionExchange, GivesUpOnAPeerThatTakesNothing)
     timedOut.set_value();
 }
 
-TEST(ConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
+TEST(WireConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
 {
     std::promise<void> timedOut;
     const Peer peer([&](int socket) {
         timedOut.get_future().wait();
         writeAll(socket, reply("after all"));
     });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     connection.setReceiveTimeout(20);
     QByteArray text = "before";
     EXPECT_FALSE(connection.receiveReply(&text));
@@ -352,26 +327,26 @@ TEST(ConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
     EXPECT_EQ(text, "after all");
 }
 
-TEST(ConnectionReceiveReply, GreatLengthAllocatesOnlyWhatComes)
+TEST(WireConnectionReceiveReply, GreatLengthAllocatesOnlyWhatComes)
 {
     const Peer peer([](int socket) {
         writeAll(socket, "\xff\xff\xff\xff"
                          "abc");
     });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     QByteArray text = "before";
     EXPECT_FALSE(connection.receiveReply(&text));
     EXPECT_EQ(connection.error().toStdString(), "the server closed the connection");
     EXPECT_EQ(text, "before");
 }
 
-TEST(ConnectionSend, ToAPeerThatIsGoneFailsWithoutASignal)
+TEST(WireConnectionSend, ToAPeerThatIsGoneFailsWithoutASignal)
 {
     const Peer peer([](int socket) {
         const linger reset{1, 0}; // closing it sends a reset
         setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
     });
-    Client::Connection connection = connectedTo(peer);
+    Client::WireConnection connection = connectedTo(peer);
     pollfd ended{connection.socketDescriptor(), POLLIN, 0};
     ASSERT_EQ(poll(&ended, 1, 60000), 1);
     EXPECT_FALSE(connection.send("x"));

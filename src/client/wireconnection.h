@@ -1,5 +1,5 @@
-#ifndef QUORVA_CLIENT_CONNECTION_H
-#define QUORVA_CLIENT_CONNECTION_H
+#ifndef QUORVA_CLIENT_WIRECONNECTION_H
+#define QUORVA_CLIENT_WIRECONNECTION_H
 
 #include <QByteArray>
 #include <QString>
@@ -12,21 +12,15 @@ namespace Client {
 inline constexpr const char* DefaultHost = "127.0.0.1";
 inline constexpr int DefaultPort = 4567;
 
-/** "PutItem" becomes "DynamoDB_20111205.PutItem"; a name that holds a "." stays as it is. */
-QByteArray fullOperationName(const QByteArray& name);
-
-/** The bytes of one request: 4-byte big-endian name length, name, 4-byte big-endian body length, body. */
-QByteArray frameRequest(const QByteArray& operation, const QByteArray& body);
-
 /** A blocking connection that carries one exchange after another. For one thread at a time. */
-class Connection {
+class WireConnection {
 public:
-    Connection() = default;
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-    Connection(Connection&& other) noexcept;
-    Connection& operator=(Connection&& other) noexcept;
+    WireConnection() = default;
+    ~WireConnection();
+    WireConnection(const WireConnection&) = delete;
+    WireConnection& operator=(const WireConnection&) = delete;
+    WireConnection(WireConnection&& other) noexcept;
+    WireConnection& operator=(WireConnection&& other) noexcept;
 
     /**
      * Connects to a dotted IPv4 address, in place of any connection there was. False on failure; error() tells why.
@@ -36,8 +30,9 @@ public:
     bool isOpen() const { return socket_ >= 0; }
 
     /**
-     * Sends one request and reads its reply's JSON text. False when no whole reply came; error() tells why, and the
-     * connection is closed: a reply that came late would be taken for the next request's.
+     * Sends one request, `operation` with its full name, and reads its reply's JSON text. False when no whole reply
+     * came; error() tells why, and the connection is closed: a reply that came late would be taken for the next
+     * request's.
      */
     [[nodiscard]] bool exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply);
 

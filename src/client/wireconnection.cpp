@@ -1,7 +1,8 @@
-#include "client/connection.h"
+#include "client/wireconnection.h"
+
+#include "protocol/framing.h"
 
 #include <QDeadlineTimer>
-#include <QtEndian>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -20,45 +21,21 @@ namespace Client {
 
 namespace {
 
-constexpr qsizetype LengthBytes = 4;           // every length on the wire
 constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply that are allocated before they arrived
-
-void appendLength(QByteArray* out, qsizetype length)
-{
-    char bytes[LengthBytes];
-    qToBigEndian(static_cast<quint32>(length), bytes);
-    out->append(bytes, LengthBytes);
-}
 
 } // namespace
 
-QByteArray fullOperationName(const QByteArray& name)
-{
-    return name.contains('.') ? name : "DynamoDB_20111205." + name;
-}
-
-QByteArray frameRequest(const QByteArray& operation, const QByteArray& body)
-{
-    QByteArray bytes;
-    bytes.reserve(2 * LengthBytes + operation.size() + body.size());
-    appendLength(&bytes, operation.size());
-    bytes.append(operation);
-    appendLength(&bytes, body.size());
-    bytes.append(body);
-    return bytes;
-}
-
-Connection::~Connection()
+WireConnection::~WireConnection()
 {
     close();
 }
 
-Connection::Connection(Connection&& other) noexcept
+WireConnection::WireConnection(WireConnection&& other) noexcept
     : socket_(std::exchange(other.socket_, -1)), connectTimeout_(other.connectTimeout_),
       receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
 {}
 
-Connection& Connection::operator=(Connection&& other) noexcept
+WireConnection& WireConnection::operator=(WireConnection&& other) noexcept
 {
     std::swap(socket_, other.socket_);
     std::swap(connectTimeout_, other.connectTimeout_);
@@ -67,7 +44,7 @@ Connection& Connection::operator=(Connection&& other) noexcept
     return *this;
 }
 
-bool Connection::open(const QString& host, int port)
+bool WireConnection::open(const QString& host, int port)
 {
     close();
     sockaddr_in address{};
@@ -95,7 +72,7 @@ bool Connection::open(const QString& host, int port)
     return true;
 }
 
-bool Connection::connectTo(const sockaddr_in& address)
+bool WireConnection::connectTo(const sockaddr_in& address)
 {
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
     if (connectTimeout_ <= 0)
@@ -121,22 +98,22 @@ bool Connection::connectTo(const sockaddr_in& address)
     return fcntl(socket_, F_SETFL, flags) == 0 || fail("fcntl");
 }
 
-void Connection::close()
+void WireConnection::close()
 {
     if (socket_ >= 0)
         ::close(socket_);
     socket_ = -1;
 }
 
-bool Connection::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply)
+bool WireConnection::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply)
 {
-    if (send(frameRequest(operation, body)) && receiveReply(reply))
+    if (send(Framing::frameRequest(operation, body)) && receiveReply(reply))
         return true;
     close();
     return false;
 }
 
-bool Connection::send(const QByteArray& bytes)
+bool WireConnection::send(const QByteArray& bytes)
 {
     const int flags = MSG_NOSIGNAL | (receiveTimeout_ > 0 ? MSG_DONTWAIT : 0);
     for (qsizetype sent = 0; sent < bytes.size();) {
@@ -153,12 +130,12 @@ bool Connection::send(const QByteArray& bytes)
     return true;
 }
 
-bool Connection::receiveReply(QByteArray* reply)
+bool WireConnection::receiveReply(QByteArray* reply)
 {
-    char prefix[LengthBytes];
-    if (!receiveExactly(prefix, LengthBytes))
+    char prefix[Framing::LengthSize];
+    if (!receiveExactly(prefix, Framing::LengthSize))
         return false;
-    const qsizetype length = qFromBigEndian<quint32>(prefix);
+    const qsizetype length = Framing::readLength(prefix);
     // Room is made as the bytes come: four bytes of nonsense must not make us allocate four gigabytes.
     QByteArray text;
     while (text.size() < length) {
@@ -172,17 +149,17 @@ bool Connection::receiveReply(QByteArray* reply)
     return true;
 }
 
-void Connection::setConnectTimeout(int milliseconds)
+void WireConnection::setConnectTimeout(int milliseconds)
 {
     connectTimeout_ = milliseconds;
 }
 
-void Connection::setReceiveTimeout(int milliseconds)
+void WireConnection::setReceiveTimeout(int milliseconds)
 {
     receiveTimeout_ = milliseconds;
 }
 
-bool Connection::receiveExactly(char* data, qsizetype size)
+bool WireConnection::receiveExactly(char* data, qsizetype size)
 {
     for (qsizetype received = 0; received < size;) {
         if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
@@ -200,7 +177,7 @@ bool Connection::receiveExactly(char* data, qsizetype size)
     return true;
 }
 
-bool Connection::waitFor(short events, int milliseconds, const char* missing)
+bool WireConnection::waitFor(short events, int milliseconds, const char* missing)
 {
     // An interrupted wait begins anew with what is left of its time.
     const QDeadlineTimer deadline(milliseconds);
@@ -218,7 +195,7 @@ bool Connection::waitFor(short events, int milliseconds, const char* missing)
     }
 }
 
-bool Connection::fail(const char* step)
+bool WireConnection::fail(const char* step)
 {
     error_ = QStringLiteral("%1: %2").arg(QString::fromLatin1(step), QString::fromLocal8Bit(std::strerror(errno)));
     return false;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 using namespace Quorva;
 
@@ -41,6 +42,38 @@ protected:
             found.append(text(item, "r"));
         EXPECT_TRUE(items.result().ok()) << items.result().errorText().toStdString();
         return found;
+    }
+
+    static QStringList rangesOf(const Result& page)
+    {
+        QStringList found;
+        for (const Item& item : page.items())
+            found.append(text(item, "r"));
+        EXPECT_TRUE(page.ok()) << page.errorText().toStdString();
+        return found;
+    }
+
+    /** The range keys that query gives, each page behind the last key of the one before, and what their counts add up
+     * to. */
+    std::pair<QStringList, int> readByPages(QueryOptions options)
+    {
+        QStringList found;
+        int count = 0;
+        for (qsizetype pages = 0; pages < 2 * Ranges.size(); ++pages) {
+            const Result page = connection_.query(table_, "k", options);
+            found += rangesOf(page);
+            options.countOnly = true;
+            const Result counted = connection_.query(table_, "k", options);
+            options.countOnly = false;
+            EXPECT_FALSE(counted.reply().contains("Items"));
+            EXPECT_EQ(counted.lastKey(), page.lastKey());
+            count += counted.count();
+            options.startKey = page.lastKey();
+            if (!options.startKey)
+                return {found, count};
+        }
+        ADD_FAILURE() << "there is no last page";
+        return {found, count};
     }
 
     void expectQuery(QueryOptions options, const QStringList& expected)
@@ -98,6 +131,33 @@ TEST_F(LibraryItemRange, QueryBeginsBehindAStartKeyAndCutsItemsDown)
         found.append(item);
     ASSERT_EQ(found.size(), Ranges.size());
     EXPECT_EQ(found[4], (Item{{"h", S("k")}, {"r", S("a")}}));
+}
+
+TEST_F(LibraryItemRange, ThePagesOfQueryAreWhatQueryAllGivesInTheSameOrder)
+{
+    for (const QString& range : Ranges.mid(1)) // all that a page can begin behind
+        put("k", range);
+    const auto startingWithA = KeyCondition::beginsWith("a");
+    EXPECT_EQ(rangesOf(connection_.query(table_, "k", {.range = startingWithA, .backward = true})),
+              (QStringList{"abc", "ab", "a a", "a"}));
+
+    std::vector<QueryOptions> cases{{}, {.backward = true}};
+    for (const bool backward : {false, true}) {
+        for (const KeyCondition& range :
+             {KeyCondition::equal("ab"), KeyCondition::less("b"), KeyCondition::atMost("b"), KeyCondition::greater("A"),
+              KeyCondition::atLeast("A"), KeyCondition::between("A", "ab"), startingWithA, KeyCondition::beginsWith(""),
+              KeyCondition::beginsWith("\u00ff"), KeyCondition::beginsWith("none")})
+            cases.push_back({.range = range, .backward = backward});
+    }
+    for (QueryOptions options : cases) {
+        const QStringList all = rangesOf(connection_.queryAll(table_, "k", options));
+        const std::string trace = (options.range ? options.range->comparison() : QString()).toStdString() +
+                                  (options.backward ? " backward" : "") + " limit ";
+        for (const int limit : {1, 2, 3, 100}) {
+            options.limit = limit;
+            EXPECT_EQ(readByPages(options), std::pair(all, int(all.size()))) << trace << limit;
+        }
+    }
 }
 
 TEST_F(LibraryItemRange, ScanGivesEveryItemOnceWhateverTheSizeOfThePages)

@@ -1,20 +1,16 @@
 #include "quorva/result.h"
 
+#include "protocol/envelope.h"
+
 namespace Quorva {
-
-namespace {
-
-constexpr int Ok = 200;
-
-} // namespace
 
 Result Result::fromReply(const QVariantMap& reply)
 {
     Result result;
     result.reply_ = reply;
-    if (result.rc() == Ok)
+    if (Envelopes::isSuccess(reply))
         result.outcome_ = Outcome::Success;
-    else if (result.errorType() == QLatin1StringView("ConditionalCheckFailedException"))
+    else if (result.errorType() == ErrorTypes::ConditionalCheckFailed)
         result.outcome_ = Outcome::ConditionFailed;
     else
         result.outcome_ = Outcome::ErrorReply;
@@ -31,24 +27,24 @@ Result Result::noReply(const QString& why)
 
 int Result::rc() const
 {
-    return reply_.value(QStringLiteral("__rc")).toInt();
+    return Envelopes::code(reply_);
 }
 
 QString Result::rcstr() const
 {
-    return reply_.value(QStringLiteral("__rcstr")).toString();
+    return Envelopes::outcome(reply_);
 }
 
 QString Result::errorType() const
 {
-    return reply_.value(QStringLiteral("__type")).toString();
+    return Envelopes::errorType(reply_);
 }
 
 QString Result::errorText() const
 {
     if (outcome_ == Outcome::NoReply)
         return why_;
-    return reply_.value(QStringLiteral("message")).toString();
+    return Envelopes::message(reply_);
 }
 
 std::optional<Item> Result::item() const

@@ -88,14 +88,18 @@ private:
     QStringList keys_;
 };
 
-/** What a query may be told. */
+/**
+ * What a query may be told. Without a condition, or with beginsWith, items come in the order of their range keys, or
+ * from the last one down if `backward` is set. The other conditions decide by themselves: less and atMost walk
+ * downward, the rest upward.
+ */
 struct QueryOptions {
-    std::optional<KeyCondition> range{}; // on the range key; less and atMost walk downward, the others upward
-    bool backward = false;               // from the last range key down, where no condition decides
-    int limit = 0;                       // items to examine for one page; 0: the server's 128
-    QStringList attributes{};            // only these and the keys; empty: all
-    bool countOnly = false;              // no items, only their number
-    std::optional<Key> startKey{};       // go on behind this key
+    std::optional<KeyCondition> range{}; // on the range key
+    bool backward = false;
+    int limit = 0;                 // items to examine for one page; 0: the server's 128
+    QStringList attributes{};      // only these and the keys; empty: all
+    bool countOnly = false;        // no items, only their number
+    std::optional<Key> startKey{}; // go on behind this key
 };
 
 /** What a scan may be told; see QueryOptions. */

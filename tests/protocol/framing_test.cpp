@@ -1,4 +1,4 @@
-#include "net/framing.h"
+#include "protocol/framing.h"
 
 #include <gtest/gtest.h>
 
@@ -107,4 +107,39 @@ TEST(Framing, EveryPrefixOfAHeaderIsRefused)
         Framing::RequestHeader parsed;
         EXPECT_EQ(Framing::parseHeader(std::string_view(whole).substr(0, length), &parsed), -1) << length;
     }
+}
+
+TEST(Framing, RequestIsBothLengthsBigEndianEachBeforeItsBytes)
+{
+    EXPECT_EQ(Framing::frameRequest("Op", "{\"a\":1}"), QByteArray("\0\0\0\2Op\0\0\0\7{\"a\":1}", 17));
+    EXPECT_EQ(Framing::frameRequest("", ""), QByteArray(8, '\0'));
+    EXPECT_EQ(Framing::frameRequest("N", QByteArray("a\0b", 3)), QByteArray("\0\0\0\1N\0\0\0\3a\0b", 12));
+}
+
+TEST(Framing, RequestsLengthsUseAllFourBytes)
+{
+    const QByteArray body(0x010203, 'x');
+    EXPECT_EQ(Framing::frameRequest("N", body), QByteArray("\0\0\0\1N\0\1\2\3", 9) + body);
+}
+
+TEST(Framing, ReplyIsTheLengthOfItsBodyAndTheBody)
+{
+    QByteArray frame = Framing::beginReply();
+    ASSERT_TRUE(Framing::finishReply(&frame));
+    EXPECT_EQ(frame, QByteArray(4, '\0'));
+
+    frame = Framing::beginReply();
+    frame += "{\"__rc\":200}";
+    ASSERT_TRUE(Framing::finishReply(&frame));
+    EXPECT_EQ(frame, QByteArray("\0\0\0\14{\"__rc\":200}", 16));
+}
+
+TEST(Framing, AServerReadsTheHeaderThatAClientWrites)
+{
+    const QByteArray frame = Framing::frameRequest("DynamoDB_20111205.PutItem", "{\"a\":1}");
+    Framing::RequestHeader header;
+    ASSERT_EQ(Framing::parseHeader({frame.constData(), static_cast<std::size_t>(frame.size())}, &header), 0);
+    EXPECT_EQ(header.operation, "DynamoDB_20111205.PutItem");
+    EXPECT_EQ(header.bodyLength, 7U);
+    EXPECT_EQ(frame.sliced(static_cast<qsizetype>(header.consumed)), "{\"a\":1}");
 }

@@ -1,8 +1,10 @@
 #include "quorva/connection.h"
 
-#include "client/connection.h"
-#include "quorva/bodies.h"
-#include "quorva/pagereader.h"
+#include "client/wireconnection.h"
+#include "library/bodies.h"
+#include "library/rangereader.h"
+#include "protocol/bodies.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -20,34 +22,38 @@ int milliseconds(std::chrono::milliseconds limit)
 
 void addWriteOptions(const WriteOptions& options, QVariantMap* body)
 {
-    if (!options.expected.isEmpty())
-        body->insert(QStringLiteral("Expected"), options.expected);
+    Bodies::addExpected(options.expected, body);
     if (options.returnOld)
-        body->insert(QStringLiteral("ReturnValues"), QStringLiteral("ALL_OLD"));
+        Bodies::setReturnValues(Bodies::ReturnAllOld, body);
 }
 
-QString nameOf(ReturnValues values)
+const char* nameOf(ReturnValues values)
 {
     switch (values) {
     case ReturnValues::None:
-        break;
+        return Bodies::ReturnNone;
     case ReturnValues::AllOld:
-        return QStringLiteral("ALL_OLD");
+        return Bodies::ReturnAllOld;
     case ReturnValues::AllNew:
-        return QStringLiteral("ALL_NEW");
+        return Bodies::ReturnAllNew;
     case ReturnValues::UpdatedOld:
-        return QStringLiteral("UPDATED_OLD");
+        return Bodies::ReturnUpdatedOld;
     case ReturnValues::UpdatedNew:
-        return QStringLiteral("UPDATED_NEW");
+        return Bodies::ReturnUpdatedNew;
     }
-    return {};
+    return Bodies::ReturnNone;
+}
+
+Result send(Connection* connection, const Operations::Operation& operation, const QVariantMap& body)
+{
+    return connection->call(QString::fromLatin1(operation.fullName()), body);
 }
 
 } // namespace
 
 class Connection::Private {
 public:
-    Client::Connection connection;
+    Client::WireConnection connection;
 };
 
 Connection::Connection() : d_(std::make_unique<Private>()) {}
@@ -79,7 +85,7 @@ Result Connection::call(const QString& operation, const QVariantMap& body)
     if (!isOpen())
         return Result::noReply(QStringLiteral("the connection is not open"));
     QByteArray json;
-    if (!d_->connection.exchange(Client::fullOperationName(operation.toLatin1()), Json::serialize(body), &json))
+    if (!d_->connection.exchange(Operations::fullName(operation.toLatin1()), Json::serialize(body), &json))
         return Result::noReply(d_->connection.error());
     QVariant reply;
     if (!Json::parse(json, &reply) || reply.typeId() != QMetaType::QVariantMap) {
@@ -91,76 +97,74 @@ Result Connection::call(const QString& operation, const QVariantMap& body)
 
 Result Connection::createTable(const Table& table)
 {
-    return call(QStringLiteral("CreateTable"), tableBody(table));
+    return send(this, Operations::CreateTable, tableBody(table));
 }
 
 Result Connection::describeTable(const QString& table)
 {
-    return call(QStringLiteral("DescribeTable"), {{QStringLiteral("TableName"), table}});
+    return send(this, Operations::DescribeTable, Bodies::table(table));
 }
 
 Result Connection::deleteTable(const QString& table)
 {
-    return call(QStringLiteral("DeleteTable"), {{QStringLiteral("TableName"), table}});
+    return send(this, Operations::DeleteTable, Bodies::table(table));
 }
 
 Result Connection::putItem(const QString& table, const Item& item, const WriteOptions& options)
 {
-    QVariantMap body{{QStringLiteral("TableName"), table}, {QStringLiteral("Item"), item}};
+    QVariantMap body = Bodies::putItem(table, item);
     addWriteOptions(options, &body);
-    return call(QStringLiteral("PutItem"), body);
+    return send(this, Operations::PutItem, body);
 }
 
 Result Connection::getItem(const QString& table, const Key& key, const QStringList& attributes)
 {
-    QVariantMap body{{QStringLiteral("TableName"), table}, {QStringLiteral("Key"), keyBody(key)}};
-    if (!attributes.isEmpty())
-        body.insert(QStringLiteral("AttributesToGet"), attributes);
-    return call(QStringLiteral("GetItem"), body);
+    QVariantMap body = Bodies::itemByKey(table, key.hash, key.range);
+    Bodies::addAttributesToGet(attributes, &body);
+    return send(this, Operations::GetItem, body);
 }
 
 Result Connection::updateItem(const QString& table, const Key& key, const Updates& updates,
                               const UpdateOptions& options)
 {
-    QVariantMap body{{QStringLiteral("TableName"), table},
-                     {QStringLiteral("Key"), keyBody(key)},
-                     {QStringLiteral("AttributeUpdates"), updates}};
-    addWriteOptions({options.expected}, &body);
-    if (const QString values = nameOf(options.returnValues); !values.isEmpty())
-        body.insert(QStringLiteral("ReturnValues"), values);
-    return call(QStringLiteral("UpdateItem"), body);
+    QVariantMap body = Bodies::updateItem(table, key.hash, key.range, updates);
+    Bodies::addExpected(options.expected, &body);
+    if (options.returnValues != ReturnValues::None)
+        Bodies::setReturnValues(nameOf(options.returnValues), &body);
+    return send(this, Operations::UpdateItem, body);
 }
 
 Result Connection::deleteItem(const QString& table, const Key& key, const WriteOptions& options)
 {
-    QVariantMap body{{QStringLiteral("TableName"), table}, {QStringLiteral("Key"), keyBody(key)}};
+    QVariantMap body = Bodies::itemByKey(table, key.hash, key.range);
     addWriteOptions(options, &body);
-    return call(QStringLiteral("DeleteItem"), body);
+    return send(this, Operations::DeleteItem, body);
 }
 
 Result Connection::batchWrite(const Batch& batch)
 {
-    return call(QStringLiteral("BatchWriteItem"), {{QStringLiteral("RequestItems"), batch.requestItems()}});
+    return send(this, Operations::BatchWriteItem, {{QStringLiteral("RequestItems"), batch.requestItems()}});
 }
 
 Result Connection::query(const QString& table, const QString& hash, const QueryOptions& options)
 {
-    return call(QStringLiteral("Query"), queryBody(table, hash, options));
+    return RangeReader(this, Operations::Query, queryBody(table, hash, options), options.limit).firstPage();
 }
 
 Result Connection::scan(const QString& table, const ScanOptions& options)
 {
-    return call(QStringLiteral("Scan"), scanBody(table, options));
+    return send(this, Operations::Scan, scanBody(table, options));
 }
 
 ItemRange Connection::queryAll(const QString& table, const QString& hash, const QueryOptions& options)
 {
-    return ItemRange(std::make_unique<PageReader>(this, PagedRequest::query(table, hash, options)));
+    return ItemRange(
+        std::make_unique<RangeReader>(this, Operations::Query, queryBody(table, hash, options), options.limit));
 }
 
 ItemRange Connection::scanAll(const QString& table, const ScanOptions& options)
 {
-    return ItemRange(std::make_unique<PageReader>(this, PagedRequest::scan(table, options)));
+    return ItemRange(std::make_unique<RangeReader>(this, Operations::Scan, scanBody(table, options), options.limit));
 }
 
 } // namespace Quorva

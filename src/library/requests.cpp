@@ -1,6 +1,7 @@
 #include "quorva/requests.h"
 
-#include "quorva/bodies.h"
+#include "library/bodies.h"
+#include "protocol/bodies.h"
 
 #include <utility>
 
@@ -8,27 +9,27 @@ namespace Quorva {
 
 QVariantMap isAbsent()
 {
-    return {{QStringLiteral("Exists"), false}};
+    return Bodies::expectedAbsence();
 }
 
 QVariantMap isEqual(const Value& value)
 {
-    return {{QStringLiteral("Value"), value}};
+    return Bodies::expectedValue(value);
 }
 
 QVariantMap putValue(const Value& value)
 {
-    return {{QStringLiteral("Action"), QStringLiteral("PUT")}, {QStringLiteral("Value"), value}};
+    return Bodies::update(Bodies::UpdatePut, value);
 }
 
 QVariantMap addValue(const Value& value)
 {
-    return {{QStringLiteral("Action"), QStringLiteral("ADD")}, {QStringLiteral("Value"), value}};
+    return Bodies::update(Bodies::UpdateAdd, value);
 }
 
 QVariantMap deleteValue()
 {
-    return {{QStringLiteral("Action"), QStringLiteral("DELETE")}};
+    return Bodies::update(Bodies::UpdateDelete);
 }
 
 KeyCondition::KeyCondition(const char* comparison, QStringList keys)
@@ -37,37 +38,37 @@ KeyCondition::KeyCondition(const char* comparison, QStringList keys)
 
 KeyCondition KeyCondition::equal(const QString& key)
 {
-    return {"EQ", {key}};
+    return {Bodies::Comparison::Equal, {key}};
 }
 
 KeyCondition KeyCondition::less(const QString& key)
 {
-    return {"LT", {key}};
+    return {Bodies::Comparison::Less, {key}};
 }
 
 KeyCondition KeyCondition::atMost(const QString& key)
 {
-    return {"LE", {key}};
+    return {Bodies::Comparison::AtMost, {key}};
 }
 
 KeyCondition KeyCondition::greater(const QString& key)
 {
-    return {"GT", {key}};
+    return {Bodies::Comparison::Greater, {key}};
 }
 
 KeyCondition KeyCondition::atLeast(const QString& key)
 {
-    return {"GE", {key}};
+    return {Bodies::Comparison::AtLeast, {key}};
 }
 
 KeyCondition KeyCondition::between(const QString& low, const QString& high)
 {
-    return {"BETWEEN", {low, high}};
+    return {Bodies::Comparison::Between, {low, high}};
 }
 
 KeyCondition KeyCondition::beginsWith(const QString& prefix)
 {
-    return {"BEGINS_WITH", {prefix}};
+    return {Bodies::Comparison::BeginsWith, {prefix}};
 }
 
 Batch::Batch(const QVariantMap& requestItems)

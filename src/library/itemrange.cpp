@@ -1,6 +1,6 @@
 #include "quorva/itemrange.h"
 
-#include "quorva/pagereader.h"
+#include "library/rangereader.h"
 
 namespace Quorva {
 
@@ -20,7 +20,7 @@ bool ItemRange::Iterator::operator==(std::default_sentinel_t) const
     return reader_->atEnd();
 }
 
-ItemRange::ItemRange(std::unique_ptr<PageReader> reader) : reader_(std::move(reader)) {}
+ItemRange::ItemRange(std::unique_ptr<RangeReader> reader) : reader_(std::move(reader)) {}
 
 ItemRange::~ItemRange() = default;
 ItemRange::ItemRange(ItemRange&& other) noexcept = default;

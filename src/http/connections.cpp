@@ -10,8 +10,16 @@ namespace Http {
 void Connections::remove(HttpConnection* connection)
 {
     open_.erase(connection);
-    if (freed_ && !isFull())
+    if (isAwaited_ && !isFull()) {
+        isAwaited_ = false;
         std::exchange(freed_, nullptr)();
+    }
+}
+
+void Connections::waitForRoom(std::function<void()> freed)
+{
+    freed_ = std::move(freed);
+    isAwaited_ = true;
 }
 
 void Connections::endIdle(std::chrono::milliseconds patience)
@@ -20,31 +28,39 @@ void Connections::endIdle(std::chrono::milliseconds patience)
         idle_.front()->end();
 }
 
-bool Connections::takeBodyRoom(const std::shared_ptr<HttpConnection>& connection)
+bool Connections::takeBodyRoom()
 {
-    if (bodyRooms_ == 0) {
-        bodyQueue_.emplace_back(connection);
+    if (bodyRooms_ == 0)
         return false;
-    }
     --bodyRooms_;
     return true;
 }
 
 void Connections::giveBodyRoom()
 {
-    while (!bodyQueue_.empty()) {
-        const std::shared_ptr<HttpConnection> next = bodyQueue_.front().lock();
-        bodyQueue_.pop_front();
-        if (next && next->enterBodyRoom())
-            return;
+    if (bodyQueue_.empty()) {
+        ++bodyRooms_;
+        return;
     }
-    ++bodyRooms_;
+    const std::shared_ptr<HttpConnection> next = std::move(bodyQueue_.front());
+    bodyQueue_.pop_front();
+    next->enterBodyRoom();
+}
+
+void Connections::queueForBodyRoom(std::shared_ptr<HttpConnection> connection)
+{
+    bodyQueue_.push_back(std::move(connection));
+}
+
+void Connections::leaveBodyQueue(const HttpConnection* connection)
+{
+    std::erase_if(bodyQueue_, [=](const auto& queued) { return queued.get() == connection; });
 }
 
 void Connections::stop()
 {
     isStopping_ = true;
-    freed_ = nullptr;
+    isAwaited_ = false;
     std::vector<std::shared_ptr<HttpConnection>> open; // those that end leave the set
     for (HttpConnection* connection : open_)
         open.push_back(connection->shared_from_this());

@@ -1,6 +1,7 @@
 #ifndef QUORVA_HTTP_CONNECTIONS_H
 #define QUORVA_HTTP_CONNECTIONS_H
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <deque>
@@ -15,7 +16,8 @@ class HttpConnection;
 
 /**
  * What the connections of a server share: how many there are, which of them are idle, who may take in a large body, and
- * whether it is time to end. It owns none of them. For the transport's thread.
+ * whether it is time to end. It owns none of them but those that wait for
+ * such room, which nothing else holds. For the transport's thread, save for isAwaited() and isStopping().
  */
 class Connections {
 public:
@@ -29,8 +31,8 @@ public:
     bool isFull() const { return open_.size() >= limit_; }
 
     /** `freed` is called once, as soon as there is room for another connection; until then answers end connections. */
-    void waitForRoom(std::function<void()> freed) { freed_ = std::move(freed); }
-    bool isAwaited() const { return static_cast<bool>(freed_); }
+    void waitForRoom(std::function<void()> freed);
+    bool isAwaited() const { return isAwaited_; }
     /** Ends the connection that has been idle for longest, if that has been for as long as this. */
     void endIdle(std::chrono::milliseconds patience);
 
@@ -38,9 +40,12 @@ public:
     IdlePlace enterIdle(HttpConnection* connection) { return idle_.insert(idle_.end(), connection); }
     void leaveIdle(IdlePlace place) { idle_.erase(place); }
 
-    /** True when the connection may take in a large body; else its enterBodyRoom() is called when it may. */
-    bool takeBodyRoom(const std::shared_ptr<HttpConnection>& connection);
+    /** True when there is room for a large body, which is then taken. */
+    bool takeBodyRoom();
     void giveBodyRoom();
+    /** For a connection that found none: its enterBodyRoom() is called when it has been given some. */
+    void queueForBodyRoom(std::shared_ptr<HttpConnection> connection);
+    void leaveBodyQueue(const HttpConnection* connection);
 
     /** Asks every connection to end. */
     void stop();
@@ -49,10 +54,11 @@ public:
 private:
     const std::size_t limit_;
     std::size_t bodyRooms_; // that are free
-    bool isStopping_ = false;
+    std::atomic<bool> isStopping_ = false;
+    std::atomic<bool> isAwaited_ = false; // freed_ is set
     std::unordered_set<HttpConnection*> open_;
     std::list<HttpConnection*> idle_; // the one that has been for longest comes first
-    std::deque<std::weak_ptr<HttpConnection>> bodyQueue_;
+    std::deque<std::shared_ptr<HttpConnection>> bodyQueue_;
     std::function<void()> freed_;
 };
 

@@ -107,19 +107,18 @@ bool HttpConnection::isIdleSince(milliseconds time) const
     return state_ == State::Idle && Clock::now() - since_ >= time;
 }
 
-bool HttpConnection::enterBodyRoom()
+void HttpConnection::enterBodyRoom()
 {
-    if (state_ != State::Queued)
-        return false;
     hasBodyRoom_ = true;
     read();
-    return true;
 }
 
 void HttpConnection::enter(State state)
 {
     if (state_ == State::Idle && state != State::Idle)
         connections_->leaveIdle(idlePlace_);
+    if (state_ == State::Queued && state != State::Queued)
+        connections_->leaveBodyQueue(this);
     state_ = state;
     timer_.cancel();
 }
@@ -187,6 +186,7 @@ void HttpConnection::read()
 {
     if (!hasRoomForBody()) {
         enter(State::Queued);
+        connections_->queueForBodyRoom(shared_from_this());
         return;
     }
     enter(State::Reading, limits_.transfer);
@@ -262,7 +262,7 @@ void HttpConnection::inviteBody()
 bool HttpConnection::hasRoomForBody()
 {
     if (!hasBodyRoom_ && parser_->bodySize() > LargeBody)
-        hasBodyRoom_ = connections_->takeBodyRoom(shared_from_this());
+        hasBodyRoom_ = connections_->takeBodyRoom();
     return hasBodyRoom_ || parser_->bodySize() <= LargeBody;
 }
 
@@ -280,15 +280,14 @@ void HttpConnection::serve()
         return;
     }
     enter(State::Serving);
-    // The guard keeps the event loop from ending before the answer is there.
+    // Until the connection is settled nothing else touches it: sending the answer here saves the client a switch of
+    // threads. The guard keeps the event loop from ending before.
     service_->serve(parser_->head(), parser_->takeBody(),
                     [self = shared_from_this(),
                      guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
-                        asio::post(guard.get_executor(),
-                                   [self = std::move(self), response = std::move(response)]() mutable {
-                                       if (self->state_ == State::Serving)
-                                           self->answer(std::move(response));
-                                   });
+                        self->compose(std::move(response));
+                        self->send();
+                        asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
                         guard.reset();
                     });
 }
@@ -300,6 +299,13 @@ void HttpConnection::fail(Fault fault)
 
 void HttpConnection::answer(Response&& response)
 {
+    compose(std::move(response));
+    lastMoment_.reset();
+    write();
+}
+
+void HttpConnection::compose(Response&& response)
+{
     const RequestHead& request = parser_->head();
     isLast_ = !requestIsWhole_ || !request.isKeptAlive || connections_->isStopping() || connections_->isAwaited();
     response_ = std::move(response);
@@ -307,16 +313,18 @@ void HttpConnection::answer(Response&& response)
     const std::size_t bodySize = request.method == "HEAD" ? 0 : static_cast<std::size_t>(response_.body.size());
     output_ = boost::beast::buffers_suffix<std::array<asio::const_buffer, 2>>(
         {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});
-    lastMoment_.reset();
-    write();
 }
 
-/** As much as the client takes at once, and the rest as it takes it. */
-void HttpConnection::write()
+/** As much as the client takes at once. */
+void HttpConnection::send()
 {
-    ErrorCode error;
-    output_.consume(socket_.write_some(output_, error));
-    if (error && error != asio::error::would_block) {
+    output_.consume(socket_.write_some(output_, sendError_));
+}
+
+/** Goes on where sending ended: with the rest when the client takes more, or with what comes after the answer. */
+void HttpConnection::settle()
+{
+    if (sendError_ && sendError_ != asio::error::would_block) {
         end();
     } else if (asio::buffer_size(output_) == 0) {
         onWritten();
@@ -327,6 +335,12 @@ void HttpConnection::write()
                 self->write();
         });
     }
+}
+
+void HttpConnection::write()
+{
+    send();
+    settle();
 }
 
 void HttpConnection::onWritten()

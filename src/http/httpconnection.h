@@ -42,8 +42,8 @@ public:
 
     /** It waits for a request, and has for so long. */
     bool isIdleSince(std::chrono::milliseconds time) const;
-    /** It may take in its large body; false when it does not want to any more. */
-    bool enterBodyRoom();
+    /** There is room for its body. */
+    void enterBodyRoom();
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -79,7 +79,10 @@ private:
     void serve();
     void fail(Fault fault);
     void answer(Response&& response);
+    void compose(Response&& response);
     void write();
+    void send();
+    void settle();
     void onWritten();
     void linger();
 
@@ -102,6 +105,7 @@ private:
     std::string head_;                                                              // of the response
     boost::beast::buffers_suffix<std::array<boost::asio::const_buffer, 2>> output_; // what is left of the two
     bool isLast_ = false;                                                           // it ends the connection
+    ErrorCode sendError_;                                                           // of the latest attempt
 };
 
 } // namespace Http

@@ -51,10 +51,10 @@ private:
 
     const HttpLimits limits_;
     HttpService* const service_;
-    boost::asio::io_context loop_{1}; // for one thread
+    Connections connections_;
+    boost::asio::io_context loop_{1}; // for one thread; holds the connections
     Acceptor acceptor_{loop_.get_executor()};
     Timer pause_{loop_.get_executor()};
-    Connections connections_;
     int error_ = 0; // of the listening socket
 };
 

@@ -37,7 +37,7 @@ std::size_t RequestParser::parse(std::string_view bytes)
     const bool hadHead = hasHead_;
     ErrorCode error;
     try {
-        while (!error && taken < bytes.size() && !isWhole() && hasHead_ == hadHead)
+        while (!error && bytes.size() - taken >= leastPiece() && !isWhole() && hasHead_ == hadHead)
             taken += put(boost::asio::const_buffer(bytes.data() + taken, bytes.size() - taken), error);
     } catch (const std::bad_alloc&) {
         fault_ = Fault::NoMemory;
@@ -49,6 +49,13 @@ std::size_t RequestParser::parse(std::string_view bytes)
     if (error && (error != http::error::need_more || isEndless))
         fault_ = faultOf(error, rest);
     return taken;
+}
+
+/** The library counts on seeing the end of a body in chunks, "0\r\n\r\n", in no smaller pieces than this. */
+std::size_t RequestParser::leastPiece() const
+{
+    constexpr std::size_t LastChunk = sizeof "0\r\n\r\n" - 1;
+    return hasHead_ && chunked() ? LastChunk : 1;
 }
 
 bool RequestParser::expectsContinue() const

@@ -47,6 +47,7 @@ private:
     using Text = boost::beast::string_view;
 
     Fault faultOf(ErrorCode error, std::string_view rest) const;
+    std::size_t leastPiece() const;
     std::size_t keep(Text bytes);
 
     void on_request_impl(boost::beast::http::verb, Text method, Text target, int version, ErrorCode& error) override;

@@ -75,6 +75,7 @@ HttpConnection::~HttpConnection()
 void HttpConnection::end()
 {
     enter(State::Ended);
+    timer_.cancel();
     leaveBodyRoom();
     ErrorCode ignored; // the client may be gone
     socket_.close(ignored);
@@ -120,7 +121,7 @@ void HttpConnection::enter(State state)
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
     state_ = state;
-    timer_.cancel();
+    deadline_ = Never;
 }
 
 /** The same for a state that ends with onTimeout() unless another is entered before. */
@@ -130,12 +131,29 @@ void HttpConnection::enter(State state, milliseconds limit)
     since_ = Clock::now();
     if (connections_->isStopping() && state != State::Writing && !lastMoment_)
         lastMoment_ = since_ + Grace;
-    timer_.expires_at(lastMoment_ ? std::min(since_ + limit, *lastMoment_) : since_ + limit);
+    deadline_ = lastMoment_ ? std::min(since_ + limit, *lastMoment_) : since_ + limit;
+    if (deadline_ < alarm_)
+        setAlarm();
+}
+
+/** Deadlines mostly move away before they are reached, so the timer is only set again when it has rung, or is late. */
+void HttpConnection::setAlarm()
+{
+    alarm_ = deadline_;
+    timer_.expires_at(alarm_);
     timer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
-        // One that was cancelled too late has been set to another time since.
-        if (!error && self->timer_.expiry() <= Clock::now())
-            self->onTimeout();
+        if (!error && self->state_ != State::Ended)
+            self->onAlarm();
     });
+}
+
+void HttpConnection::onAlarm()
+{
+    alarm_ = Never;
+    if (Clock::now() >= deadline_)
+        onTimeout();
+    else if (deadline_ != Never)
+        setAlarm();
 }
 
 void HttpConnection::onTimeout()

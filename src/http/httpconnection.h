@@ -64,6 +64,8 @@ private:
 
     void enter(State state);
     void enter(State state, std::chrono::milliseconds limit);
+    void setAlarm();
+    void onAlarm();
     void onTimeout();
     bool hasInput();
 
@@ -90,9 +92,12 @@ private:
     HttpService* const service_;
     Connections* const connections_;
     Socket socket_;
-    Timer timer_; // ends the state
+    Timer timer_;
     State state_ = State::Ended;
+    static constexpr Clock::time_point Never = Clock::time_point::max();
     Clock::time_point since_;                     // of the state
+    Clock::time_point deadline_ = Never;          // of the state
+    Clock::time_point alarm_ = Never;             // of the timer; not after the deadline
     std::optional<Clock::time_point> lastMoment_; // to read anything
     Connections::IdlePlace idlePlace_;            // while it is idle
     bool hasBodyRoom_ = false;

@@ -5,7 +5,6 @@
 
 #include <QUuid>
 
-#include <boost/asio/post.hpp>
 #include <zlib.h>
 
 #include <algorithm>
@@ -72,15 +71,9 @@ std::string_view pathOf(std::string_view target)
 
 } // namespace
 
-ApiService::ApiService(const ApiLimits& limits, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users)
-    : limits_(limits), hosts_(std::move(hosts)), gateway_(gateway), users_(users),
-      workers_(static_cast<std::size_t>(limits.threads))
+ApiService::ApiService(std::size_t bodyBytes, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users, Crew* crew)
+    : bodyBytes_(bodyBytes), hosts_(std::move(hosts)), gateway_(gateway), users_(users), crew_(crew)
 {}
-
-ApiService::~ApiService()
-{
-    workers_.join();
-}
 
 bool ApiService::admits(int socket)
 {
@@ -149,7 +142,7 @@ Response ApiService::faultResponse(Fault fault)
 
 void ApiService::serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done)
 {
-    boost::asio::post(workers_, [this, &head, body = std::move(body), done = std::move(done)]() mutable {
+    crew_->post([this, &head, body = std::move(body), done = std::move(done)]() mutable {
         Response response;
         try {
             response = answer(head, body);
@@ -164,7 +157,7 @@ void ApiService::serve(const RequestHead& head, QByteArray&& body, std::function
 Response ApiService::answer(const RequestHead& head, const QByteArray& packed)
 {
     QByteArray body;
-    switch (ContentCoding::unpack(head.header("Content-Encoding"), packed, limits_.bodyBytes, &body)) {
+    switch (ContentCoding::unpack(head.header("Content-Encoding"), packed, bodyBytes_, &body)) {
     case ContentCoding::Result::Unpacked:
         break;
     case ContentCoding::Result::TooLarge:

@@ -2,32 +2,26 @@
 #define QUORVA_HTTP_APISERVICE_H
 
 #include "http/allowedhosts.h"
+#include "http/crew.h"
 #include "http/gateway.h"
 #include "http/httpservice.h"
 #include "peer/allowedusers.h"
-
-#include <boost/asio/thread_pool.hpp>
 
 #include <cstddef>
 
 namespace Http {
 
-/** What may be asked of the service. */
-struct ApiLimits {
-    int threads = 0;           // requests that are with the server at once
-    std::size_t bodyBytes = 0; // of a request, unpacked
-};
-
 /**
- * The API as a service of HTTP: POST / is handed to the gateway on one of its threads, one for each request that is
- * with the server; everything else is refused.
+ * The API as a service of HTTP: POST / is handed to the gateway, as a job of the crew for each request that is with the
+ * server; everything else is refused.
  */
 class ApiService : public HttpService {
 public:
-    /** The gateway and the users who may connect are the caller's and outlive this object. */
-    ApiService(const ApiLimits& limits, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users);
-    /** Waits for the requests that it serves. */
-    ~ApiService() override;
+    /**
+     * Bodies may have `bodyBytes` bytes when they are unpacked. What is handed over as a pointer is the caller's and
+     * outlives this object.
+     */
+    ApiService(std::size_t bodyBytes, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users, Crew* crew);
 
     /** Before anything is served. */
     void setPort(int port) { hosts_.setPort(port); }
@@ -41,11 +35,11 @@ private:
     std::optional<Response> refuseForeign(const RequestHead& head) const;
     Response answer(const RequestHead& head, const QByteArray& packed);
 
-    const ApiLimits limits_;
+    const std::size_t bodyBytes_;
     AllowedHosts hosts_;
     Gateway* const gateway_;
     AllowedUsers* const users_;
-    boost::asio::thread_pool workers_; // each waits for the server's reply to one request
+    Crew* const crew_;
 };
 
 } // namespace Http

@@ -54,8 +54,8 @@ void reportFailure(const std::exception& error)
 
 } // namespace
 
-HttpServer::HttpServer(const HttpLimits& limits, HttpService* service)
-    : limits_(limits), service_(service), connections_(limits.connections, limits.largeBodies)
+HttpServer::HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew)
+    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodies)
 {}
 
 int HttpServer::bind(int port)
@@ -79,14 +79,19 @@ int HttpServer::bind(int port)
 bool HttpServer::run()
 {
     waitForClient();
-    for (;;) {
-        try {
-            loop_.run();
-            errno = error_;
-            return error_ == 0;
-        } catch (const std::exception& error) { // for want of memory; the connection goes, the others stay
-            reportFailure(error);
-        }
+    crew_->run([this] { return step(); });
+    errno = error_;
+    return error_ == 0;
+}
+
+/** Handles one event; false when there will be no more. */
+bool HttpServer::step()
+{
+    try {
+        return loop_.run_one() > 0;
+    } catch (const std::exception& error) { // for want of memory; the connection goes, the others stay
+        reportFailure(error);
+        return true;
     }
 }
 

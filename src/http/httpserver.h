@@ -2,6 +2,7 @@
 #define QUORVA_HTTP_HTTPSERVER_H
 
 #include "http/connections.h"
+#include "http/crew.h"
 #include "http/httpconnection.h"
 #include "http/httplimits.h"
 #include "http/httpservice.h"
@@ -14,13 +15,14 @@
 namespace Http {
 
 /**
- * Speaks HTTP on a port of 127.0.0.1 and has a service answer the requests. One thread, that of run(), accepts all
- * connections, reads all requests and writes all answers; a connection that waits costs nothing but its memory.
+ * Speaks HTTP on a port of 127.0.0.1 and has a service answer the requests. One event loop accepts all connections,
+ * reads all requests and writes all answers; a connection that waits costs nothing but its memory. The loop is run by
+ * one thread of a crew at a time, which the other classes of the transport call its thread.
  */
 class HttpServer {
 public:
-    /** The service is the caller's and outlives this object. */
-    HttpServer(const HttpLimits& limits, HttpService* service);
+    /** The service and the crew are the caller's and outlive this object. The crew runs nothing else. */
+    HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
@@ -43,6 +45,7 @@ private:
     using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
     using ErrorCode = boost::system::error_code;
 
+    bool step();
     void waitForClient();
     void accept();
     void begin(HttpConnection::Socket&& socket);
@@ -51,8 +54,9 @@ private:
 
     const HttpLimits limits_;
     HttpService* const service_;
+    Crew* const crew_;
     Connections connections_;
-    boost::asio::io_context loop_{1}; // for one thread; holds the connections
+    boost::asio::io_context loop_{1}; // for one thread at a time; holds the connections
     Acceptor acceptor_{loop_.get_executor()};
     Timer pause_{loop_.get_executor()};
     int error_ = 0; // of the listening socket

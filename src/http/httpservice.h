@@ -19,8 +19,8 @@ enum class Fault {
 };
 
 /**
- * What answers requests, and knows nothing of connections. Everything but the call to `done` happens on the transport's
- * thread, which serves all connections: nothing may take long.
+ * What answers requests, and knows nothing of connections. Everything but the call to `done` happens on the thread that
+ * runs the transport's loop, for all connections: nothing may take long.
  */
 class HttpService {
 public:

@@ -135,14 +135,15 @@ int serve(const Options& options, AllowedUsers* users)
     Http::AllowedHosts hosts;
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
-    Http::ApiService service({options.threads, options.bodyBytes}, std::move(hosts), &gateway, users);
+    Http::Crew crew(options.threads);
+    Http::ApiService service(options.bodyBytes, std::move(hosts), &gateway, users, &crew);
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
     limits.largeBodies = static_cast<std::size_t>(options.threads);
     limits.keepAlive = seconds(options.keepAliveSeconds);
     limits.transfer = seconds(options.transferSeconds);
-    Http::HttpServer server(limits, &service);
+    Http::HttpServer server(limits, &service, &crew);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));

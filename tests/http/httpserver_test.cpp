@@ -97,7 +97,7 @@ protected:
 
     void start()
     {
-        server_ = std::make_unique<Http::HttpServer>(limits_, &service_);
+        server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_);
         port_ = server_->bind(0);
         ASSERT_GT(port_, 0);
         thread_ = std::thread([this] { EXPECT_TRUE(server_->run()); });
@@ -112,6 +112,7 @@ protected:
 
     HttpLimits limits_;
     Echo service_;
+    Http::Crew crew_{1};
     std::unique_ptr<Http::HttpServer> server_;
     int port_ = 0;
     std::thread thread_;
@@ -286,7 +287,7 @@ TEST_F(HttpTransport, EndsWhenWhatHasComeIsAnswered)
 
 TEST_F(HttpTransport, EndsThoughItWasToldToBeforeItBegan)
 {
-    server_ = std::make_unique<Http::HttpServer>(limits_, &service_);
+    server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_);
     ASSERT_GT(server_->bind(0), 0);
     server_->endRun();
     EXPECT_TRUE(server_->run());

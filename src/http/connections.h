@@ -16,8 +16,8 @@ class HttpConnection;
 
 /**
  * What the connections of a server share: how many there are, which of them are idle, who may take in a large body, and
- * whether it is time to end. It owns none of them but those that wait for
- * such room, which nothing else holds. For the transport's thread, save for isAwaited() and isStopping().
+ * whether it is time to end. It owns none of them but those that wait to take in a body, which nothing else holds. For
+ * the transport's thread, save for isAwaited() and isStopping(), which any thread may ask.
  */
 class Connections {
 public:

@@ -21,7 +21,8 @@ namespace Http {
 
 /**
  * A client's connection: one request after the other, each answered before the next is read. Lives as long as one of
- * its operations is under way. For the transport's thread, which it never makes wait.
+ * its operations is under way. For the transport's thread, which it never makes wait; while the service has a request,
+ * the thread that answers has the connection.
  */
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 public:

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -50,7 +51,7 @@ TEST(Crew, LoopGoesOnWhileAsManyJobsAsMayBeAreDone)
             crew.post([&] {
                 std::unique_lock lock(mutex);
                 ++begun;
-                changed.wait(lock, [&] { return mayEnd; });
+                changed.wait_for(lock, std::chrono::seconds(10), [&] { return mayEnd; });
                 ++done;
             });
             return true;

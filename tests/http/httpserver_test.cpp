@@ -214,14 +214,16 @@ TEST_F(HttpTransport, BusyConnectionsMakeRoomWithTheirAnswers)
     limits_.connections = 1;
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient first(port_);
-    ASSERT_TRUE(first.send(request("/held", "1")));
-    ASSERT_TRUE(waitUntil([&] { return service_.served() == 1; }));
+    EXPECT_EQ(first.exchange(request("/", "1")).header("connection"), "");
     HttpClient second(port_);
     ASSERT_TRUE(second.send(request("/", "2")));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_EQ(service_.served(), 1);
-    service_.answerHeld();
-    EXPECT_EQ(first.receive().header("connection"), "close");
+    HttpAnswer last;
+    ASSERT_TRUE(waitUntil([&] {
+        last = first.exchange(request("/", "3"));
+        return last.header("connection") == "close";
+    }));
+    EXPECT_EQ(last.body, "3");
+    EXPECT_TRUE(first.isClosedByPeer());
     EXPECT_EQ(second.receive().body, "2");
 }
 

@@ -4,6 +4,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
+#include "storage/openindex.h"
 
 int envLookup(BDBRequest& request, const QByteArray& tableName, int create)
 {
@@ -13,8 +14,8 @@ int envLookup(BDBRequest& request, const QByteArray& tableName, int create)
     // First, as the lookup may wait for this very environment to be closed, which waits until nobody holds on to it.
     dropEnvironment(request);
     EnvironmentUse found;
-    if (const int rc =
-            openEnv(request.registry, environmentKey(directory), &found, request.envTableCapacity, create, directory))
+    if (const int rc = Registry::openEnv(request.registry, environmentKey(directory), &found, request.envTableCapacity,
+                                         create, directory))
         return rc;
     request.environment = std::move(found);
     request.environmentDirectory = directory;
@@ -33,5 +34,5 @@ int dbOpen(BDBRequest& request, const QByteArray& name, const char* subDatabase,
 {
     const QByteArray file = filePart(name);
     const QString key = QString::fromUtf8("db::" + file + ":" + subDatabase);
-    return openIndex(request.connectionTable, key, file, subDatabase, db);
+    return Registry::openIndex(request.connectionTable, key, file, subDatabase, db);
 }

@@ -136,7 +136,7 @@ template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
     BDBTxn txn;
     if (const int rc = txn.begin(request.environment.env(), 0))
         return rc;
-    return finish(txn, work(&txn));
+    return txn.finish(work(&txn));
 }
 
 } // namespace
@@ -154,7 +154,7 @@ int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatte
         return allocationFailed(LogCrit, __LINE__);
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
         LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
-    if (const int ended = finish(txn, rc))
+    if (const int ended = txn.finish(rc))
         return ended;
     if (!format->append(buffers.dataBytes(), item)) {
         LOG_ERROR(LogOrigin, __LINE__) << "parser error";
@@ -232,7 +232,7 @@ int updateDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVa
         (void)txn.abort(); // nothing to keep
         return 0;
     }
-    if (const int ended = finish(txn, rc))
+    if (const int ended = txn.finish(rc))
         return ended;
     if (returnValues != nullptr)
         *result = answer;

@@ -94,7 +94,7 @@ public:
     [[nodiscard]] int finish(int rc)
     {
         (void)cursor_.close(); // a failure shows in the transaction's end, if anywhere
-        return ::finish(txn_, rc);
+        return txn_.finish(rc);
     }
 
 private:

@@ -249,7 +249,7 @@ int batchWriteItem(BDBRequest& request)
     // environment that is not the one we hold, and the first table's environment keeps this hold for good.
     if (environmentDirectory(batch.lastTable()) != environmentDirectory(firstTable)) {
         access.dismiss();
-        unlockEnv(request.registry, batch.lastTable());
+        Registry::unlockEnv(request.registry, batch.lastTable());
     }
     if (!batch.unprocessed().isEmpty())
         request.reply.insert(u"UnprocessedItems"_s, batch.unprocessed());

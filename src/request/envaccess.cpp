@@ -11,7 +11,7 @@ EnvAccess::~EnvAccess()
 
 bool EnvAccess::takeShared(BDBObjTable* registry, const QByteArray& tableName)
 {
-    lock_ = lockEnv(registry, tableName, false);
+    lock_ = Registry::lockEnv(registry, tableName, false);
     return lock_ != nullptr;
 }
 

@@ -114,11 +114,11 @@ int deleteTable(BDBRequest& request)
     if (envLookup(request, tableName, 0) != 0)
         return StatusSuccess;
     dropEnvironment(request); // before the waiting: two deletes would wait for each other
-    const auto lock = lockEnv(request.registry, tableName, true);
+    const auto lock = Registry::lockEnv(request.registry, tableName, true);
     if (!lock)
         return StatusSuccess; // another delete was faster
-    removeEnv(request.registry, tableName, lock);
-    dropEnvLock(request.registry, lock);
+    Registry::removeEnv(request.registry, tableName, lock);
+    Registry::dropEnvLock(request.registry, lock);
     return StatusSuccess;
 }
 

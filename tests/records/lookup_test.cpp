@@ -33,10 +33,10 @@ TEST(EnvLookup, OpensTheDirectoryInFrontOfTheLastBar)
         ASSERT_EQ(env->get_home(&home), 0);
         EXPECT_EQ(home, path);
     }
-    const auto lock = lockEnv(&registry, directory.bytes() + "|t", true);
+    const auto lock = Registry::lockEnv(&registry, directory.bytes() + "|t", true);
     ASSERT_NE(lock, nullptr);
-    removeEnv(&registry, directory.bytes());
-    dropEnvLock(&registry, lock);
+    Registry::removeEnv(&registry, directory.bytes());
+    Registry::dropEnvLock(&registry, lock);
 }
 
 TEST(EnvLookup, WithoutABarTheWholeNameIsTheDirectory)
@@ -83,10 +83,10 @@ TEST(EnvLookup, AnotherDirectoryReplacesTheCurrentEnvironment)
     ASSERT_EQ(envLookup(tables.request(), tables.tableName(), 0), 0);
     EXPECT_EQ(tables.env(), first);
 
-    const auto lock = lockEnv(tables.registry(), second.bytes(), true);
+    const auto lock = Registry::lockEnv(tables.registry(), second.bytes(), true);
     ASSERT_NE(lock, nullptr);
-    removeEnv(tables.registry(), second.bytes());
-    dropEnvLock(tables.registry(), lock);
+    Registry::removeEnv(tables.registry(), second.bytes());
+    Registry::dropEnvLock(tables.registry(), lock);
 }
 
 TEST(EnvLookup, HandsTheRegistrysCodesOn)
@@ -156,10 +156,10 @@ TEST(EnvLookup, GivesTheEnvironmentTheRequestsTableCapacity)
                                            "[CRIT] bdb # Failed to open DB with id: db::b:data"}));
         dropEnvironment(request);
     }
-    const auto lock = lockEnv(&registry, directory.bytes(), true);
+    const auto lock = Registry::lockEnv(&registry, directory.bytes(), true);
     ASSERT_NE(lock, nullptr);
-    removeEnv(&registry, directory.bytes());
-    dropEnvLock(&registry, lock);
+    Registry::removeEnv(&registry, directory.bytes());
+    Registry::dropEnvLock(&registry, lock);
 }
 
 TEST(DropEnvironment, LeavesTheRequestWithoutOne)

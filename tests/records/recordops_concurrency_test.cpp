@@ -104,10 +104,10 @@ TEST_F(RecordOpsUnderContention, OppositeOrdersDeadlockAndTheYoungerTransactionL
     std::thread other([&] { rc = putDb(second, key_, &theirs, nullptr, false, &older); });
     EXPECT_EQ(putDb(db_, key_, &ours, nullptr, true, &younger), DB_LOCK_DEADLOCK);
     EXPECT_EQ(ours, json(R"({"a":{"S":"younger"}})"));
-    EXPECT_EQ(finish(younger, DB_LOCK_DEADLOCK), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(younger.finish(DB_LOCK_DEADLOCK), DB_LOCK_DEADLOCK);
     other.join();
     EXPECT_EQ(rc, 0);
-    EXPECT_EQ(finish(older, 0), 0);
+    EXPECT_EQ(older.finish(0), 0);
 
     const RawRecords expected{{"0004hashrange", R"({"a":{"S":"older"}})"}};
     EXPECT_EQ(rawRecords(db_), expected);

@@ -244,7 +244,7 @@ TEST_F(DeleteDb, InACallersTransactionLeavesTheEndToTheCaller)
     EXPECT_EQ(deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
     EXPECT_EQ(deleteDb(db_, "other", nullptr, &old_, &txn), 0);
     EXPECT_EQ(old_, json(text_));
-    EXPECT_TRUE(txn.isActive());
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(txn.abort(), 0);
     EXPECT_EQ(rawRecords(db_).size(), 2u);
 
@@ -252,8 +252,8 @@ TEST_F(DeleteDb, InACallersTransactionLeavesTheEndToTheCaller)
     ASSERT_EQ(txn.begin(env(), 0), 0);
     EXPECT_EQ(deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
     EXPECT_EQ(deleteDb(db_, "other", &fails, nullptr, &txn), StatusConditionFailed);
-    EXPECT_TRUE(txn.isActive());
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"other", text_}}));
 }
 

@@ -274,14 +274,14 @@ TEST_F(PutDbInTransaction, LeavesTheEndToTheCaller)
     ASSERT_EQ(txn.begin(env(), 0), 0);
     EXPECT_EQ(putIn(&txn, key_), 0);
     EXPECT_EQ(putIn(&txn, "other"), 0);
-    EXPECT_TRUE(txn.isActive());
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(txn.abort(), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", oldText_}}));
 
     ASSERT_EQ(txn.begin(env(), 0), 0);
     EXPECT_EQ(putIn(&txn, key_), 0);
     EXPECT_EQ(putIn(&txn, "other"), 0);
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", newText_}, {"other", newText_}}));
 }
 
@@ -293,7 +293,7 @@ TEST_F(PutDbInTransaction, SeesWhatTheTransactionWrote)
     item_ = json(oldText_);
     EXPECT_EQ(putIn(&txn, key_, R"({"a":{"Value":{"S":"new"}}})", true), 0);
     EXPECT_EQ(item_, json(newText_));
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(stored(), oldText_);
 }
 
@@ -307,8 +307,8 @@ TEST_F(PutDbInTransaction, AFailureLeavesTheTransactionUsable)
     EXPECT_EQ(putIn(&txn, key_, "{}"), StatusInternalError);
     EXPECT_EQ(putIn(&txn, "other", R"({"a":{"Exists":false}})"), StatusConditionFailed);
     EXPECT_EQ(putIn(&txn, "second"), 0);
-    EXPECT_TRUE(txn.isActive());
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(
         rawRecords(db_),
         (RawRecords{{"0004hashrange", "no JSON"}, {"first", newText_}, {"other", oldText_}, {"second", newText_}}));

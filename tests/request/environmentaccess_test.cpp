@@ -24,7 +24,7 @@ bool othersMayEnter(RequestBench& bench)
 /** An exclusive hold on the environment of the bench's table, as a DeleteTable has it. For one thread. */
 class Exclusive {
 public:
-    explicit Exclusive(RequestBench& bench) : lock_(lockEnv(bench.registry(), bench.tableBytes(), true)) {}
+    explicit Exclusive(RequestBench& bench) : lock_(Registry::lockEnv(bench.registry(), bench.tableBytes(), true)) {}
     ~Exclusive() { lock_->unlock(); }
     Exclusive(const Exclusive&) = delete;
     Exclusive& operator=(const Exclusive&) = delete;
@@ -70,7 +70,7 @@ TEST(EnvAccess, DismissKeepsTheHold)
     });
     EXPECT_TRUE(waitUntil([&] { return !othersMayEnter(bench); })); // the writer waits
     EXPECT_FALSE(locked);
-    unlockEnv(bench.registry(), bench.tableBytes());
+    Registry::unlockEnv(bench.registry(), bench.tableBytes());
     writer.join();
     EXPECT_TRUE(locked);
 }

@@ -6,6 +6,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/environmentpath.h"
+#include "storage/openindex.h"
 #include "storage/resultcodes.h"
 #include "support/deadline.h"
 #include "support/logcapture.h"
@@ -88,11 +89,11 @@ protected:
         BatchLocksTest::SetUp();
         ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
         const QByteArray home = environmentDirectory(bench_.tableBytes());
-        ASSERT_EQ(openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
         BDBObjTable connection(256);
         connection.setEnv(use_.env());
         BDBIndex* db = nullptr;
-        ASSERT_EQ(openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
         ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
         for (int n = 0; n < 40; ++n) {
             QByteArray key = recordKey("zz", QByteArray::number(n));
@@ -136,7 +137,7 @@ TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
     BDBObjTable connection(256);
     connection.setEnv(use_.env());
     BDBIndex* db = nullptr;
-    EXPECT_EQ(openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+    EXPECT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
     EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
@@ -151,11 +152,11 @@ protected:
         BatchLocksTest::SetUp();
         ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
         const QByteArray home = environmentDirectory(bench_.tableBytes());
-        ASSERT_EQ(openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
         BDBObjTable connection(256);
         connection.setEnv(use_.env());
         BDBIndex* db = nullptr;
-        ASSERT_EQ(openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
         ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
         QByteArray key = recordKey(hash_.toLatin1(), "999");
         Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));

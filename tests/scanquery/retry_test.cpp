@@ -5,6 +5,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/environmentpath.h"
+#include "storage/openindex.h"
 #include "support/deadline.h"
 #include "support/logcapture.h"
 
@@ -26,7 +27,7 @@ public:
     explicit Writer(RequestBench& bench) : table_(bench.tableBytes())
     {
         const QByteArray home = environmentDirectory(table_);
-        EXPECT_EQ(openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        EXPECT_EQ(Registry::openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
         connection_.setEnv(use_.env());
         EXPECT_EQ(txn_.begin(use_.env(), 0), 0);
     }
@@ -66,7 +67,7 @@ private:
         const QByteArray file = filePart(dataFileName(table_, partitionOf(hash, PartitionCount)));
         BDBIndex* db = nullptr;
         const QString key = QString::fromUtf8("db::" + file + ":" + DataSubDatabase);
-        EXPECT_EQ(openIndex(&connection_, key, file, DataSubDatabase, &db), 0);
+        EXPECT_EQ(Registry::openIndex(&connection_, key, file, DataSubDatabase, &db), 0);
         QByteArray bytes = recordKey(hash, place.range.toLatin1());
         Dbt keyData(bytes.data(), static_cast<u_int32_t>(bytes.size()));
         Dbt data;

@@ -6,7 +6,7 @@
 #include "listing.h"
 #include "loglines.h"
 #include "rows.h"
-#include "storage/bdbregistry.h"
+#include "storage/openindex.h"
 #include "support/logcapture.h"
 #include "support/tempdir.h"
 
@@ -25,7 +25,7 @@ BDBIndex* openedIndex(BDBEnv& env, int number)
     connection.setEnv(&env);
     BDBIndex* index = nullptr;
     const QByteArray file = "table" + QByteArray::number(number);
-    EXPECT_EQ(openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
+    EXPECT_EQ(Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
     return index;
 }
 
@@ -104,7 +104,7 @@ protected:
     {
         BDBObjTable connection(4);
         connection.setEnv(&env);
-        return openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+        return Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
     }
 
     static void expectRefused(BDBEnv& env, const QByteArray& file)

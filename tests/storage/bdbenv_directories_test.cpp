@@ -7,6 +7,7 @@
 #include "registryfixture.h"
 #include "rows.h"
 #include "storage/bdbindex.h"
+#include "storage/openindex.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
@@ -36,7 +37,7 @@ protected:
     {
         BDBObjTable connection(4);
         connection.setEnv(openedEnv(home));
-        return openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+        return Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
     }
 
     /** Writes a row into a database, or reads it. */
@@ -341,7 +342,7 @@ TEST_F(EnvironmentHome, ALinkThatIsSwitchedTakesNothingElsewhere)
     BDBObjTable connection(4);
     connection.setEnv(env);
     BDBIndex* later = nullptr;
-    ASSERT_EQ(openIndex(&connection, "db::later:data", "later", "data", &later), 0);
+    ASSERT_EQ(Registry::openIndex(&connection, "db::later:data", "later", "data", &later), 0);
     const std::string value(200'000, 'v');
     for (int i = 0; !fs::exists(one.toStdString() + "/log.0000000002") && i < 100; ++i)
         ASSERT_EQ(putRow(later, nullptr, "key" + std::to_string(i % 10), value), 0);

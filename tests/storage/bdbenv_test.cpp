@@ -315,7 +315,7 @@ TEST(BDBEnv, ItsUseCountOutlivesIt)
 {
     auto env = std::make_unique<BDBEnv>(16, DB_CXX_NO_EXCEPTIONS);
     const std::shared_ptr<EnvironmentUseCount> uses = env->uses();
-    EnvironmentUse use(env.get(), uses);
+    EnvironmentUse use(env.get(), uses, nullptr);
     env.reset();
     use.reset();
     uses->waitUnused();

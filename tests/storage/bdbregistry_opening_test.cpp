@@ -68,8 +68,8 @@ TEST_F(SlowOpening, OtherEnvironmentsAreOpenedUsedAndClosedMeanwhile)
         EXPECT_EQ(openedEnv(before), env);
         const QByteArray other = makeHome("other");
         EXPECT_NE(openedEnv(other), nullptr);
-        EXPECT_NE(lockEnv(&registry_, other + "|t", false), nullptr);
-        unlockEnv(&registry_, other + "|t");
+        EXPECT_NE(Registry::lockEnv(&registry_, other + "|t", false), nullptr);
+        Registry::unlockEnv(&registry_, other + "|t");
         lockAndRemove(other + "|t");
         EnvironmentUse use;
         LogCapture log;

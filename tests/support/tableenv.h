@@ -61,9 +61,9 @@ public:
     void close()
     {
         connection_.reset();
-        if (const auto lock = lockEnv(&registry_, tableName(), true)) {
-            removeEnv(&registry_, tableName());
-            dropEnvLock(&registry_, lock);
+        if (const auto lock = Registry::lockEnv(&registry_, tableName(), true)) {
+            Registry::removeEnv(&registry_, tableName());
+            Registry::dropEnvLock(&registry_, lock);
         }
     }
 

@@ -53,7 +53,7 @@ protected:
         Dbt keyDbt = dbtOf(key);
         Dbt data = dbtOf(value);
         const int rc = db()->put(&txn, &keyDbt, &data, 0);
-        return finish(txn, rc);
+        return txn.finish(rc);
     }
 
     /** The first record, from `from` on towards `to`, that nobody holds for writing. */

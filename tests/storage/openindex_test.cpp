@@ -1,4 +1,4 @@
-#include "storage/bdbregistry.h"
+#include "storage/openindex.h"
 
 #include "childprocess.h"
 #include "descriptorlimit.h"
@@ -24,7 +24,7 @@ using testing::IsEmpty;
 
 int openData(TempEnv& env, const QByteArray& file, BDBIndex** index)
 {
-    return openIndex(env.table(), QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+    return Registry::openIndex(env.table(), QString::fromUtf8("db::" + file + ":data"), file, "data", index);
 }
 
 std::string bytesOf(const std::string& path)
@@ -55,7 +55,7 @@ TEST(OpenIndex, OpensADatabaseOnceForAllConnections)
     BDBObjTable otherConnection(256);
     otherConnection.setEnv(env.get());
     BDBIndex* second = nullptr;
-    EXPECT_EQ(openIndex(&otherConnection, "db::orders:data", "orders", "data", &second), 0);
+    EXPECT_EQ(Registry::openIndex(&otherConnection, "db::orders:data", "orders", "data", &second), 0);
     EXPECT_EQ(second, first);
     EXPECT_EQ(env->names().size(), 1);
     EXPECT_EQ(env->getObject(1, BDBIndexType), static_cast<BDBObject*>(first));
@@ -103,7 +103,7 @@ TEST(OpenIndex, WithoutAnEnvironmentIsMinusOne)
     LogCapture log;
     BDBObjTable connection(256);
     BDBIndex* index = nullptr;
-    EXPECT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), -1);
+    EXPECT_EQ(Registry::openIndex(&connection, "db::orders:data", "orders", "data", &index), -1);
     EXPECT_EQ(index, nullptr);
     EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # bot_env is null"));
 }
@@ -172,7 +172,7 @@ TEST(OpenIndex, FileThatNoTableMayHaveIs12AndIsNotMade)
         EXPECT_EQ(index, nullptr) << file;
     }
     BDBIndex* index = nullptr;
-    EXPECT_EQ(openIndex(env.table(), "db::orders_3f.db:meta", "orders_3f.db", "meta", &index), 12);
+    EXPECT_EQ(Registry::openIndex(env.table(), "db::orders_3f.db:meta", "orders_3f.db", "meta", &index), 12);
     EXPECT_EQ(openData(env, "orders_3f.db", &index), 0);
     EXPECT_EQ(env->names().size(), 2);
     for (const auto& entry : std::filesystem::directory_iterator(env.file("")))
@@ -233,7 +233,7 @@ TEST(OpenIndex, OpensUpToTheDescriptorLimitInManyThreadsAndHarmsNothing)
                 for (int i = 0; i < 30; ++i) {
                     const QByteArray file = QByteArray::number(t) + '_' + QByteArray::number(i);
                     BDBIndex* index = nullptr;
-                    const int rc = openIndex(&connection, "db::" + file + ":data", file, "data", &index);
+                    const int rc = Registry::openIndex(&connection, "db::" + file + ":data", file, "data", &index);
                     EXPECT_TRUE(rc == 12 || (rc == 0 && putRow(index, nullptr, "key", "value") == 0)) << rc;
                 }
             });
@@ -262,7 +262,7 @@ TEST(OpenIndex, ManyThreadsOpenOneDatabaseOnce)
             for (int i = 0; i < Files; ++i) {
                 const QByteArray file = "orders_" + QByteArray::number(i);
                 BDBIndex* index = nullptr;
-                EXPECT_EQ(openIndex(&connection, "db::" + file + ":data", file, "data", &index), 0);
+                EXPECT_EQ(Registry::openIndex(&connection, "db::" + file + ":data", file, "data", &index), 0);
                 indexes.push_back(index);
             }
         });
@@ -281,7 +281,7 @@ TEST(OpenIndex, HandlesStayOpenAsLongAsTheEnvironment)
     {
         BDBObjTable connection(256);
         connection.setEnv(env.get());
-        ASSERT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
+        ASSERT_EQ(Registry::openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
     }
     EXPECT_EQ(putRow(index, nullptr, "key", "value"), 0); // the connection is gone
     EXPECT_EQ(env.index("orders"), index);

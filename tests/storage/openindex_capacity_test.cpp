@@ -1,5 +1,5 @@
 // A label of its own, as it creates a thousand files and waits for the disk at each.
-#include "storage/bdbregistry.h"
+#include "storage/openindex.h"
 
 #include "childprocess.h"
 #include "descriptorlimit.h"
@@ -20,7 +20,7 @@ TEST(OpenIndex, EnvironmentOfTheServerHolds1023DatabasesAtOnce)
         }
         LogCapture log;
         BDBIndex* index = nullptr;
-        EXPECT_EQ(openIndex(env.table(), "db::one too many:data", "one too many", "data", &index), 12);
+        EXPECT_EQ(Registry::openIndex(env.table(), "db::one too many:data", "one too many", "data", &index), 12);
         EXPECT_EQ(log.count(" addDesc objType 1 fname table_"), 1023U);
         EXPECT_EQ(ownLines(log).back(), "[CRIT] bdb # Failed to open DB with id: db::one too many:data");
         EXPECT_EQ(rowOf(env.index("table_0.db"), nullptr, "key"), "value");

@@ -73,7 +73,7 @@ int TcpServer::listen(const char* address, int port)
     if (::listen(listeningSocket_, std::numeric_limits<int>::max()) != 0)
         return fail(48, "listen failed sock ");
 
-    thread_ = tryThread([this] { run(); });
+    thread_ = Net::tryThread([this] { run(); });
     if (!thread_.joinable()) {
         closeListeningSocket();
         return -1;

@@ -56,10 +56,9 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
 {
     QMutexLocker locker(&registry->mutex());
     for (;;) {
-        EnvironmentNames::checkSpelling(registry, key);
-        if (const int descriptor = EnvironmentNames::find(registry, key); descriptor >= 1) {
+        if (const auto [descriptor, access] = EnvironmentNames::find(registry, key); descriptor >= 1) {
             BDBEnv* found = environmentAt(registry, descriptor);
-            *env = EnvironmentUse(found, found->uses(), EnvironmentNames::findAccess(registry, key));
+            *env = EnvironmentUse(found, found->uses(), access);
             return 0;
         }
         const QString canonical = canonicalEnvironmentKey(key);
@@ -153,8 +152,8 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
     QSet<QString> names;
     {
         const QMutexLocker locker(&registry->mutex());
-        const int descriptor =
-            held ? registry->names().value(registry->locks().key(held), 0) : EnvironmentNames::find(registry, key);
+        const int descriptor = held ? registry->names().value(registry->locks().key(held), 0)
+                                    : EnvironmentNames::find(registry, key).descriptor;
         if (descriptor < 1)
             return;
         env.reset(environmentAt(registry, descriptor));

@@ -12,29 +12,8 @@ constexpr qsizetype MaxRememberedNames = 65536;
 // A link may be switched while the environment that it led to is open.
 constexpr std::chrono::seconds ResolvedFor(1);
 
-} // namespace
-
-void EnvironmentNames::add(BDBObjTable* registry, const QString& key, int descriptor,
-                           const std::shared_ptr<AccessLock>& access)
-{
-    registry->names().insert(key, descriptor);
-    registry->locks().insert(key, access);
-}
-
-int EnvironmentNames::find(BDBObjTable* registry, const QString& key)
-{
-    if (const int descriptor = registry->names().value(key, 0))
-        return descriptor;
-    const QString canonical = canonicalEnvironmentKey(key);
-    const int descriptor = registry->names().value(canonical, 0);
-    if (descriptor != 0 && registry->names().size() < MaxRememberedNames) {
-        add(registry, key, descriptor, registry->locks().value(canonical));
-        registry->spellings().insert(key, std::chrono::steady_clock::now());
-    }
-    return descriptor;
-}
-
-void EnvironmentNames::checkSpelling(BDBObjTable* registry, const QString& key)
+/** Forgets a spelling that leads elsewhere since it was resolved. */
+void checkSpelling(BDBObjTable* registry, const QString& key)
 {
     if (registry->spellings().isEmpty())
         return;
@@ -53,6 +32,32 @@ void EnvironmentNames::checkSpelling(BDBObjTable* registry, const QString& key)
     registry->names().remove(key);
     registry->locks().remove(key);
     registry->spellings().erase(spelling);
+}
+
+} // namespace
+
+void EnvironmentNames::add(BDBObjTable* registry, const QString& key, int descriptor,
+                           const std::shared_ptr<AccessLock>& access)
+{
+    registry->names().insert(key, descriptor);
+    registry->locks().insert(key, access);
+}
+
+EnvironmentNames::Registered EnvironmentNames::find(BDBObjTable* registry, const QString& key)
+{
+    checkSpelling(registry, key);
+    if (const int descriptor = registry->names().value(key, 0))
+        return {descriptor, registry->locks().value(key)};
+    const QString canonical = canonicalEnvironmentKey(key);
+    const int descriptor = registry->names().value(canonical, 0);
+    if (descriptor == 0)
+        return {};
+    Registered found{descriptor, registry->locks().value(canonical)};
+    if (registry->names().size() < MaxRememberedNames) {
+        add(registry, key, found.descriptor, found.access);
+        registry->spellings().insert(key, std::chrono::steady_clock::now());
+    }
+    return found;
 }
 
 std::shared_ptr<AccessLock> EnvironmentNames::findAccess(BDBObjTable* registry, const QString& key)

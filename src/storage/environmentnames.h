@@ -20,16 +20,19 @@ class AccessLock;
  */
 namespace EnvironmentNames {
 
+/** What is registered under a name. */
+struct Registered {
+    int descriptor = 0; // 0: nothing
+    std::shared_ptr<AccessLock> access;
+};
+
 /** Enters the name of a directory, and the access lock of the environment in it. */
 void add(BDBObjTable* registry, const QString& key, int descriptor, const std::shared_ptr<AccessLock>& access);
 
-/** The descriptor behind a name, or 0. Every spelling of a registered directory has one. */
-int find(BDBObjTable* registry, const QString& key);
+/** What is registered in the directory that a name leads to, however it is spelled. */
+Registered find(BDBObjTable* registry, const QString& key);
 
-/** Forgets a spelling that leads elsewhere since it was resolved. */
-void checkSpelling(BDBObjTable* registry, const QString& key);
-
-/** The access lock behind a name, or null. */
+/** The access lock behind a name, or null; there is one until forgetAccess(), also when the environment is gone. */
 std::shared_ptr<AccessLock> findAccess(BDBObjTable* registry, const QString& key);
 
 /** Takes all names of a descriptor out and returns them. Their locks stay, see forgetAccess(). */

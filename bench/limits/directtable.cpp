@@ -53,11 +53,11 @@ int DirectTable::open(const QByteArray& directory)
     env_ = registry_->use.env();
     registry_->connection.setEnv(env_);
     for (unsigned i = 0; i < PartitionCount; ++i) {
-        const QByteArray file = dataFileName(TableFile, i);
+        const QByteArray file = Records::dataFileName(TableFile, i);
         BDBIndex* db = nullptr;
         if (const int rc = ::Registry::openIndex(&registry_->connection,
-                                                 QString::fromLatin1("db::" + file + ":" + DataSubDatabase), file,
-                                                 DataSubDatabase, &db))
+                                                 QString::fromLatin1("db::" + file + ":" + TableNames::DataSubDatabase),
+                                                 file, TableNames::DataSubDatabase, &db))
             return rc;
         partitions_.push_back(db);
     }

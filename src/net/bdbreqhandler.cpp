@@ -3,7 +3,6 @@
 #include "log/log.h"
 #include "net/framing.h"
 #include "net/replyenvelope.h"
-#include "request/bdbrequest.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -40,7 +39,7 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
-    dispatch(*request_);
+    Requests::dispatch(*request_);
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;

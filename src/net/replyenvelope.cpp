@@ -1,6 +1,6 @@
 #include "net/replyenvelope.h"
 
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 #include <QLatin1String>
 

@@ -55,10 +55,8 @@ TEST(BDBReqHandler, StartsWithAnEmptyRequest)
     EXPECT_EQ(handler.socketDescriptor(), 42);
     EXPECT_FALSE(handler.isReadComplete());
     EXPECT_TRUE(handler.reply().isEmpty());
-    EXPECT_EQ(handler.request().registry, &environments);
-    EXPECT_EQ(handler.request().envTableCapacity, 1024);
-    ASSERT_NE(handler.request().connectionTable, nullptr);
-    EXPECT_NE(handler.request().connectionTable, &environments);
+    EXPECT_EQ(handler.request().table.registry(), &environments);
+    EXPECT_EQ(handler.request().table.env(), nullptr);
     EXPECT_EQ(handler.request().status, 0);
 }
 
@@ -303,7 +301,7 @@ TEST(Reset, MakesRoomForTheNextRequest)
     ProbeHandler handler(&environments);
     ASSERT_EQ(handler.append(Client::frameRequest("First", bodyOfSize(100000))), 0);
     handler.request().status = 4;
-    handler.request().schemaLoaded = true;
+    handler.request().table.setKeySchema({});
     handler.setReply(QByteArray(100000, 'r'));
     handler.reset();
 
@@ -312,9 +310,8 @@ TEST(Reset, MakesRoomForTheNextRequest)
     EXPECT_EQ(handler.request().body.capacity(), 0);
     EXPECT_TRUE(handler.request().operation.isEmpty());
     EXPECT_EQ(handler.request().status, 0);
-    EXPECT_FALSE(handler.request().schemaLoaded);
-    EXPECT_EQ(handler.request().registry, &environments);
-    EXPECT_EQ(handler.request().envTableCapacity, 1024);
+    EXPECT_FALSE(handler.request().table.keySchema());
+    EXPECT_EQ(handler.request().table.registry(), &environments);
 
     ASSERT_EQ(handler.append(Client::frameRequest("Second", "{}")), 0);
     EXPECT_TRUE(handler.isReadComplete());

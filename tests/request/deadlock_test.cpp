@@ -85,8 +85,11 @@ protected:
         return lines;
     }
 
-    LockedRecord lockItem() { return LockedRecord(bench_, "t_98.db", DataSubDatabase, recordKey("abc", "1")); }
-    LockedRecord lockSchema() { return LockedRecord(bench_, "t", MetaSubDatabase, "0011tableschema"); }
+    LockedRecord lockItem()
+    {
+        return LockedRecord(bench_, "t_98.db", TableNames::DataSubDatabase, Records::recordKey("abc", "1"));
+    }
+    LockedRecord lockSchema() { return LockedRecord(bench_, "t", TableNames::MetaSubDatabase, "0011tableschema"); }
 
     RequestBench bench_;
     const QVariantMap table_{{"TableName", bench_.tableName()}};

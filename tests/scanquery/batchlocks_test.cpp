@@ -93,10 +93,10 @@ protected:
         BDBObjTable connection(256);
         connection.setEnv(use_.env());
         BDBIndex* db = nullptr;
-        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
         ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
         for (int n = 0; n < 40; ++n) {
-            QByteArray key = recordKey("zz", QByteArray::number(n));
+            QByteArray key = Records::recordKey("zz", QByteArray::number(n));
             QByteArray value(400, ' ');
             Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
             Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
@@ -137,7 +137,7 @@ TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
     BDBObjTable connection(256);
     connection.setEnv(use_.env());
     BDBIndex* db = nullptr;
-    EXPECT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+    EXPECT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
     EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
@@ -156,9 +156,9 @@ protected:
         BDBObjTable connection(256);
         connection.setEnv(use_.env());
         BDBIndex* db = nullptr;
-        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", DataSubDatabase, &db), 0);
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
         ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
-        QByteArray key = recordKey(hash_.toLatin1(), "999");
+        QByteArray key = Records::recordKey(hash_.toLatin1(), "999");
         Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
         Dbt data;
         data.set_flags(DB_DBT_MALLOC);
@@ -211,7 +211,7 @@ TEST_F(BatchLocksTest, ManyBatchesBesideOpensOfTheirFilesAllEnd)
     const LogCapture log(LogCrit);
     for (int n = 0; n < 10; ++n) {
         ASSERT_EQ(batch({{bench_.tableName(), entriesOf(hashIn(10 * n), "first")}}), (Outcome{StatusSuccess, {}}));
-        link(dataFileName("t", static_cast<unsigned>(10 * n)).constData(), "w" + QString::number(n));
+        link(Records::dataFileName("t", static_cast<unsigned>(10 * n)).constData(), "w" + QString::number(n));
     }
     std::vector<std::thread> clients;
     for (int client = 0; client < 4; ++client) {

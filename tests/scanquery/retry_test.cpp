@@ -64,11 +64,12 @@ private:
     int read(BDBTxn* txn, const Place& place, u_int32_t flags)
     {
         const QByteArray hash = place.hash.toLatin1();
-        const QByteArray file = filePart(dataFileName(table_, partitionOf(hash, PartitionCount)));
+        const QByteArray file =
+            Records::filePart(Records::dataFileName(table_, Records::partitionOf(hash, PartitionCount)));
         BDBIndex* db = nullptr;
-        const QString key = QString::fromUtf8("db::" + file + ":" + DataSubDatabase);
-        EXPECT_EQ(Registry::openIndex(&connection_, key, file, DataSubDatabase, &db), 0);
-        QByteArray bytes = recordKey(hash, place.range.toLatin1());
+        const QString key = QString::fromUtf8("db::" + file + ":" + TableNames::DataSubDatabase);
+        EXPECT_EQ(Registry::openIndex(&connection_, key, file, TableNames::DataSubDatabase, &db), 0);
+        QByteArray bytes = Records::recordKey(hash, place.range.toLatin1());
         Dbt keyData(bytes.data(), static_cast<u_int32_t>(bytes.size()));
         Dbt data;
         data.set_flags(DB_DBT_MALLOC);

@@ -2,7 +2,7 @@
 
 #include "records/items.h"
 #include "records/recordlines.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -58,9 +58,9 @@ TEST(ParseCondition, KnowsTheOperatorsAndTheirDirections)
         SCOPED_TRACE(c.name.toStdString());
         for (const bool before : {true, false}) {
             LogCapture log;
-            KeyCondition parsed;
+            KeyBounds parsed;
             bool forward = before;
-            EXPECT_EQ(parseCondition(condition(c.name, c.values), &parsed, &forward), 0);
+            EXPECT_EQ(Records::parseCondition(condition(c.name, c.values), &parsed, &forward), 0);
             EXPECT_EQ(parsed.comparison, c.comparison);
             EXPECT_EQ(parsed.low, c.values.first());
             EXPECT_EQ(parsed.high, c.values.size() == 2 ? c.values.last() : QByteArray());
@@ -77,9 +77,9 @@ TEST(ParseCondition, WithoutAnOperatorChangesNothing)
         SCOPED_TRACE(text.toStdString());
         for (const bool before : {true, false}) {
             LogCapture log;
-            KeyCondition parsed{ComparisonOperator::Gt, "low", "high"};
+            KeyBounds parsed{ComparisonOperator::Gt, "low", "high"};
             bool forward = before;
-            EXPECT_EQ(parseCondition(json(text), &parsed, &forward), 0);
+            EXPECT_EQ(Records::parseCondition(json(text), &parsed, &forward), 0);
             EXPECT_EQ(parsed.comparison, ComparisonOperator::Gt);
             EXPECT_EQ(parsed.low, "low");
             EXPECT_EQ(parsed.high, "high");
@@ -139,9 +139,9 @@ TEST(ParseCondition, RefusesMalformedConditions)
         SCOPED_TRACE(c.condition.toStdString());
         for (const bool before : {true, false}) {
             LogCapture log;
-            KeyCondition parsed;
+            KeyBounds parsed;
             bool forward = before;
-            EXPECT_EQ(parseCondition(json(c.condition), &parsed, &forward), c.result);
+            EXPECT_EQ(Records::parseCondition(json(c.condition), &parsed, &forward), c.result);
             EXPECT_EQ(parsed.comparison, ComparisonOperator::None);
             EXPECT_EQ(forward, before);
             EXPECT_THAT(recordLines(log), ElementsAre("[ERROR] bdbrequest # " + c.line));
@@ -151,9 +151,9 @@ TEST(ParseCondition, RefusesMalformedConditions)
 
 TEST(ParseCondition, TakesTheBytesOfItsValues)
 {
-    KeyCondition parsed;
+    KeyBounds parsed;
     bool forward = true;
-    ASSERT_EQ(parseCondition(
+    ASSERT_EQ(Records::parseCondition(
                   json(R"({"ComparisonOperator":"BETWEEN","AttributeValueList":[{"S":""},{"S":"a\u0000\u00ff"}]})"),
                   &parsed, &forward),
               0);
@@ -161,8 +161,8 @@ TEST(ParseCondition, TakesTheBytesOfItsValues)
     EXPECT_EQ(parsed.high, QByteArray("a\0\xff", 3));
 
     // A value that is no string is converted as variants are; other members beside "S" are of no interest.
-    ASSERT_EQ(parseCondition(json(R"({"ComparisonOperator":"EQ","AttributeValueList":[{"N":"1","S":5}]})"), &parsed,
-                             &forward),
+    ASSERT_EQ(Records::parseCondition(json(R"({"ComparisonOperator":"EQ","AttributeValueList":[{"N":"1","S":5}]})"),
+                                      &parsed, &forward),
               0);
     EXPECT_EQ(parsed.low, "5");
 }
@@ -173,24 +173,13 @@ struct MatchCase {
     bool stop;
 };
 
-/** Every operator sets `match` whatever it was before, and never clears `stop`. */
-void expectMatches(const KeyCondition& condition, const QList<MatchCase>& cases)
+void expectMatches(const KeyBounds& condition, const QList<MatchCase>& cases)
 {
     for (const MatchCase& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.value));
-        for (const bool before : {true, false}) {
-            bool match = before;
-            bool stop = false;
-            matchCondition(c.value, condition, &match, &stop);
-            EXPECT_EQ(match, c.match);
-            EXPECT_EQ(stop, c.stop);
-
-            match = before;
-            stop = true;
-            matchCondition(c.value, condition, &match, &stop);
-            EXPECT_EQ(match, c.match);
-            EXPECT_TRUE(stop);
-        }
+        const KeyMatch key = Records::matchCondition(c.value, condition);
+        EXPECT_EQ(key.match, c.match);
+        EXPECT_EQ(key.stop, c.stop);
     }
 }
 
@@ -299,18 +288,8 @@ TEST(MatchCondition, BetweenStopsBehindItsUpperBound)
 
 TEST(MatchCondition, UnknownOperatorMatchesAll)
 {
-    for (const QByteArray value : {"", "a", "m", "z"}) {
-        for (const bool stopBefore : {true, false}) {
-            bool match = true;
-            bool stop = stopBefore;
-            matchCondition(value, {ComparisonOperator::Unknown, "m", ""}, &match, &stop);
-            EXPECT_TRUE(match) << value.toStdString();
-            EXPECT_EQ(stop, stopBefore);
-            match = false; // left as it is, so it neither matches by itself
-            matchCondition(value, {ComparisonOperator::Unknown, "m", ""}, &match, &stop);
-            EXPECT_FALSE(match) << value.toStdString();
-        }
-    }
+    expectMatches({ComparisonOperator::Unknown, "m", ""},
+                  {{"", true, false}, {"a", true, false}, {"m", true, false}, {"z", true, false}});
 }
 
 } // namespace

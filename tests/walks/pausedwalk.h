@@ -35,7 +35,7 @@ protected:
     /** Reads a record in `txn`, with DB_RMW in order to write it later. Berkeley DB's result. */
     int read(BDBTxn* txn, int n, u_int32_t flags)
     {
-        const Bytes key = recordKey("a", rangeAt(n));
+        const Bytes key = Records::recordKey("a", rangeAt(n));
         Dbt keyDbt = dbtOf(key);
         Dbt data;
         data.set_flags(DB_DBT_MALLOC);
@@ -49,7 +49,7 @@ protected:
     {
         BDBTxn txn;
         EXPECT_EQ(txn.begin(env_.env(), DB_TXN_NOWAIT), 0);
-        const Bytes key = recordKey("a", rangeAt(n));
+        const Bytes key = Records::recordKey("a", rangeAt(n));
         Dbt keyDbt = dbtOf(key);
         Dbt data = dbtOf(value);
         const int rc = db()->put(&txn, &keyDbt, &data, 0);
@@ -71,14 +71,14 @@ protected:
     /** A walk in a thread of its own that waits for the page of the record `stop`, which a transaction holds. */
     class PausedWalk {
     public:
-        PausedWalk(PausedWalkTest& test, const std::function<int(BDBRequest&)>& walk, int stop)
+        PausedWalk(PausedWalkTest& test, const std::function<int(BDBEnv*)>& walk, int stop)
             : test_(test), connection_(test.env_.registry())
         {
             EXPECT_EQ(writer_.begin(test.env_.env(), 0), 0); // in front of the walk's, so it is the older one
             lockAsWell(stop);
             const u_int32_t before = test.lockWaits();
-            EXPECT_EQ(envLookup(connection_.request(), test.env_.tableName(), 1), 0);
-            walker_ = std::thread([this, walk] { result_ = walk(connection_.request()); });
+            EXPECT_EQ(connection_.context().envLookup(test.env_.tableName(), 1), 0);
+            walker_ = std::thread([this, walk] { result_ = walk(connection_.context().env()); });
             EXPECT_TRUE(waitUntil([&] { return test.lockWaits() > before; }));
         }
         ~PausedWalk()
@@ -95,7 +95,7 @@ protected:
         /** Overwrites a record in the transaction. */
         void write(int n, const Bytes& value)
         {
-            const Bytes key = recordKey("a", rangeAt(n));
+            const Bytes key = Records::recordKey("a", rangeAt(n));
             Dbt keyDbt = dbtOf(key);
             Dbt data = dbtOf(value);
             EXPECT_EQ(test_.db()->put(&writer_, &keyDbt, &data, 0), 0);

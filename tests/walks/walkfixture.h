@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 using Bytes = QByteArray;
@@ -40,9 +41,9 @@ inline Bytes joined(const QVariantList& items)
     return list.sliced(1, list.size() - 2);
 }
 
-/** A ScanProgress with its items as values. */
+/** What scans of one partition after another have gathered, with the items as values. */
 struct Scanned {
-    int limit = 0;
+    int limit = 0; // records still to examine
     int count = 0;
     int scanned = 0;
     QVariantList items;
@@ -57,30 +58,42 @@ struct Queried {
     Bytes lastRange;
 };
 
-/** scanDb with items as values. */
-inline int scanItems(BDBRequest& request, BDBIndex* db, const Bytes& startHash, const Bytes& startRange,
+/** scanDb with items as values, which adds to what was gathered before. */
+inline int scanItems(BDBEnv* env, BDBIndex* db, const Bytes& startHash, const Bytes& startRange,
                      const QVariantMap& filter, const KeyNames& names, Scanned* progress)
 {
     ItemFormatter format(names);
-    ScanProgress walked{.limit = progress->limit,
-                        .count = progress->count,
-                        .scanned = progress->scanned,
-                        .items = joined(progress->items),
-                        .lastHash = progress->lastHash,
-                        .lastRange = progress->lastRange};
-    const int rc = scanDb(request, db, startHash, startRange, filter, &format, &walked);
-    *progress = {walked.limit, walked.count, walked.scanned, itemsIn(walked.items), walked.lastHash, walked.lastRange};
+    ScanResult found{-1, -1, "before", "before"};
+    const Bytes before = joined(progress->items);
+    Bytes items = before;
+    const int rc = Records::scanDb(env, db, {startHash, startRange, progress->limit, filter}, &format, &items, &found);
+    if (rc != 0) {
+        EXPECT_EQ(items, before);
+        EXPECT_EQ(std::tie(found.count, found.scanned, found.lastHash, found.lastRange),
+                  std::make_tuple(-1, -1, Bytes("before"), Bytes("before")));
+        return rc;
+    }
+    *progress = {progress->limit - found.scanned,
+                 progress->count + found.count,
+                 progress->scanned + found.scanned,
+                 itemsIn(items),
+                 found.lastHash,
+                 found.lastRange};
     return rc;
 }
 
 /** queryDb with items as values. */
-inline int queryItems(BDBRequest& request, BDBIndex* db, const QueryRange& range, bool wantItems, const KeyNames& names,
+inline int queryItems(BDBEnv* env, BDBIndex* db, const QueryRange& range, bool wantItems, const KeyNames& names,
                       Queried* result)
 {
     ItemFormatter format(names);
-    QueryResult walked{result->count, joined(result->items), result->lastRange};
-    const int rc = queryDb(request, db, range, wantItems ? &format : nullptr, &walked);
-    *result = {walked.count, itemsIn(walked.items), walked.lastRange};
+    QueryResult found{result->count, result->lastRange};
+    const Bytes before = "0"; // an item that was gathered before
+    Bytes items = before;
+    const int rc = wantItems ? Records::queryDb(env, db, range, &format, &items, &found)
+                             : Records::queryDb(env, db, range, nullptr, nullptr, &found);
+    EXPECT_TRUE(rc == 0 || items == before) << items.toStdString();
+    *result = {found.count, rc == 0 ? itemsIn(items).mid(1) : result->items, found.lastRange};
     return rc;
 }
 
@@ -153,7 +166,7 @@ protected:
 
     void put(const Keys& keys, const Bytes& file = "items.db")
     {
-        rawPut(db(file), recordKey(keys.first, keys.second), Json::serialize(attributesOf(keys)));
+        rawPut(db(file), Records::recordKey(keys.first, keys.second), Json::serialize(attributesOf(keys)));
     }
     void putAll(const QList<Keys>& all, const Bytes& file = "items.db")
     {
@@ -162,7 +175,7 @@ protected:
     }
     void remove(const Keys& keys)
     {
-        const Bytes key = recordKey(keys.first, keys.second);
+        const Bytes key = Records::recordKey(keys.first, keys.second);
         Dbt dbt = dbtOf(key);
         ASSERT_EQ(db()->del(nullptr, &dbt, 0), 0);
     }
@@ -185,11 +198,11 @@ protected:
 
     int scan(const Keys& start, const QVariantMap& filter, Scanned* progress)
     {
-        return scanItems(env_.request(), db(), start.first, start.second, filter, names_, progress);
+        return scanItems(env_.env(), db(), start.first, start.second, filter, names_, progress);
     }
     int query(const QueryRange& range, Queried* result, bool wantItems = true)
     {
-        return queryItems(env_.request(), db(), range, wantItems, names_, result);
+        return queryItems(env_.env(), db(), range, wantItems, names_, result);
     }
 
     TableEnv env_;

@@ -14,7 +14,7 @@ using testing::IsEmpty;
 class WalkDeadlockTest : public PausedWalkTest {
 protected:
     /** Runs `walk`, which passes the records from `first` to `last` (or down to it), into a deadlock. Its result. */
-    int runIntoDeadlock(const std::function<int(BDBRequest&)>& walk, int first, int last)
+    int runIntoDeadlock(const std::function<int(BDBEnv*)>& walk, int first, int last)
     {
         PausedWalk paused(*this, walk, last);
         const int reached = lastReadable(last, first);
@@ -35,10 +35,9 @@ TEST_F(WalkDeadlockTest, FailedScanLeavesNoTrace)
     Scanned progress = before;
     BDBIndex* const items = db();
     LogCapture log;
-    EXPECT_EQ(
-        runIntoDeadlock([&](BDBRequest& request) { return scanItems(request, items, "", "", {}, names_, &progress); },
-                        0, Count - 1),
-        DB_LOCK_DEADLOCK);
+    EXPECT_EQ(runIntoDeadlock([&](BDBEnv* env) { return scanItems(env, items, "", "", {}, names_, &progress); }, 0,
+                              Count - 1),
+              DB_LOCK_DEADLOCK);
     EXPECT_EQ(progress, before);
     EXPECT_THAT(recordLines(log), IsEmpty()); // whoever retries decides what is worth a line
 
@@ -59,9 +58,8 @@ TEST_F(WalkDeadlockTest, FailedQueryLeavesNoTrace)
         const QueryRange range{"a", "", 1000, forward, nullptr};
         BDBIndex* const items = db();
         LogCapture log;
-        EXPECT_EQ(runIntoDeadlock(
-                      [&](BDBRequest& request) { return queryItems(request, items, range, true, names_, &result); },
-                      forward ? 0 : Count - 1, forward ? Count - 1 : 0),
+        EXPECT_EQ(runIntoDeadlock([&](BDBEnv* env) { return queryItems(env, items, range, true, names_, &result); },
+                                  forward ? 0 : Count - 1, forward ? Count - 1 : 0),
                   DB_LOCK_DEADLOCK);
         EXPECT_EQ(result, before);
         EXPECT_THAT(recordLines(log), IsEmpty());

@@ -43,7 +43,7 @@ TEST_F(WalkFailureTest, LargeValuesAreReadAfterOneGrowth)
     for (const qsizetype size : {4095, 4096, 4097, 5000, 0x80000 - 1, 0x80000}) {
         SCOPED_TRACE(size);
         put({"a", "1"});
-        rawPut(db(), recordKey("a", "2"), valueOfSize(size));
+        rawPut(db(), Records::recordKey("a", "2"), valueOfSize(size));
         put({"a", "3"});
         LogCapture log;
         for (const Keys& start : {Keys{}, Keys{"a", "1"}, Keys{"a", "10"}}) {
@@ -79,7 +79,7 @@ TEST_F(WalkFailureTest, LargeValuesAreReadAfterOneGrowth)
 TEST_F(WalkFailureTest, ValueAboveTheLargestSizeEndsTheWalk)
 {
     put({"a", "1"});
-    rawPut(db(), recordKey("a", "2"), valueOfSize(0x80001));
+    rawPut(db(), Records::recordKey("a", "2"), valueOfSize(0x80001));
     put({"a", "3"});
     expectFailedScan(DB_BUFFER_SMALL, {"[ERROR] bdbrequest # scanDb cursor get failed for  key ulen 4096 size 6 data "
                                        "ulen 524288 size 524289"});
@@ -150,7 +150,7 @@ TEST_F(WalkFailureTest, CorruptKeyEndsAScan)
         rawPut(db(file), key, "{}");
         Scanned progress = withLimit(9);
         LogCapture log;
-        EXPECT_EQ(scanItems(env_.request(), db(file), "", "", {}, names_, &progress), 2);
+        EXPECT_EQ(scanItems(env_.env(), db(file), "", "", {}, names_, &progress), 2);
         EXPECT_EQ(progress, withLimit(9));
         EXPECT_THAT(recordLines(log), ElementsAre("[ERROR] bdbrequest # scanDb Key format corruption"));
     }
@@ -168,7 +168,7 @@ TEST_F(WalkFailureTest, LengthBeyondTheKeyTakesWhatIsThere)
 TEST_F(WalkFailureTest, StoredTextThatIsNotJsonEndsTheWalk)
 {
     put({"a", "1"});
-    rawPut(db(), recordKey("a", "2"), R"({"v":)");
+    rawPut(db(), Records::recordKey("a", "2"), R"({"v":)");
     put({"a", "3"});
     expectFailedScan(2, {"[ERROR] bdbrequest # scanDb Failed to parse"});
     expectFailedScan(2, {"[ERROR] bdbrequest # scanDb Failed to parse"}, {"a", "1"});
@@ -178,7 +178,7 @@ TEST_F(WalkFailureTest, StoredTextThatIsNotJsonEndsTheWalk)
 
 TEST_F(WalkFailureTest, EmptyStoredTextIsNotJson)
 {
-    rawPut(db(), recordKey("a", "2"), "");
+    rawPut(db(), Records::recordKey("a", "2"), "");
     expectFailedScan(2, {"[ERROR] bdbrequest # scanDb Failed to parse"});
     expectFailedQuery({"a", "", 9, true, nullptr}, 2, {"[ERROR] bdbrequest # queryDb Failed to parse"});
 }
@@ -186,7 +186,7 @@ TEST_F(WalkFailureTest, EmptyStoredTextIsNotJson)
 TEST_F(WalkFailureTest, OnlyRecordsThatAreWantedAreParsed)
 {
     put({"a", "1"});
-    rawPut(db(), recordKey("a", "2"), "no JSON");
+    rawPut(db(), Records::recordKey("a", "2"), "no JSON");
     LogCapture log;
     Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {{"when", condition("LT", {"2"})}}, &progress), 0);
@@ -203,7 +203,7 @@ TEST_F(WalkFailureTest, OnlyRecordsThatAreWantedAreParsed)
 
 TEST_F(WalkFailureTest, JsonThatIsNoObjectIsAnItemOfKeysAlone)
 {
-    rawPut(db(), recordKey("a", "1"), "[1,2]");
+    rawPut(db(), Records::recordKey("a", "1"), "[1,2]");
     Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
     const QVariantMap keys{{"id", QVariantMap{{"S", "a"}}}, {"when", QVariantMap{{"S", "1"}}}};
@@ -238,10 +238,10 @@ TEST_F(WalkFailureTest, CursorThatCannotOpenIsTold)
     BDBIndex* const foreign = other.index();
     Scanned progress = withLimit(9);
     LogCapture log;
-    EXPECT_EQ(scanItems(env_.request(), foreign, "", "", {}, names_, &progress), EINVAL);
+    EXPECT_EQ(scanItems(env_.env(), foreign, "", "", {}, names_, &progress), EINVAL);
     EXPECT_EQ(progress, withLimit(9));
     Queried result;
-    EXPECT_EQ(queryItems(env_.request(), foreign, {"a", "", 9, true, nullptr}, true, names_, &result), EINVAL);
+    EXPECT_EQ(queryItems(env_.env(), foreign, {"a", "", 9, true, nullptr}, true, names_, &result), EINVAL);
     std::vector<std::string> lines = recordLines(log);
     std::erase_if(lines, [](const std::string& line) { return line.find("BDB: ") != std::string::npos; });
     EXPECT_THAT(
@@ -251,7 +251,7 @@ TEST_F(WalkFailureTest, CursorThatCannotOpenIsTold)
 TEST_F(WalkFailureTest, NoTransactionStaysBehind)
 {
     put({"a", "1"});
-    rawPut(db(), recordKey("a", "2"), "no JSON");
+    rawPut(db(), Records::recordKey("a", "2"), "no JSON");
     Scanned progress = withLimit(9);
     Queried result;
     EXPECT_EQ(scan({}, {}, &progress), 2);
@@ -269,7 +269,7 @@ TEST_F(WalkFailureTest, NoLockStaysBehind)
 {
     for (int n = 0; n < 200; ++n)
         put({"a", Bytes::number(1000 + n)});
-    rawPut(db(), recordKey("b", ""), "no JSON");
+    rawPut(db(), Records::recordKey("b", ""), "no JSON");
     Scanned progress = withLimit(100);
     ASSERT_EQ(scan({}, {}, &progress), 0); // ended on its limit
     ASSERT_EQ(scan({}, {}, &progress), 0);
@@ -279,7 +279,7 @@ TEST_F(WalkFailureTest, NoLockStaysBehind)
     ASSERT_EQ(txn.begin(env_.env(), DB_TXN_NOWAIT), 0);
     const Bytes value = "{}";
     for (int n = 0; n < 200; ++n) {
-        const Bytes key = recordKey("a", Bytes::number(1000 + n));
+        const Bytes key = Records::recordKey("a", Bytes::number(1000 + n));
         Dbt keyDbt = dbtOf(key);
         Dbt data = dbtOf(value);
         ASSERT_EQ(db()->put(&txn, &keyDbt, &data, 0), 0);

@@ -430,8 +430,8 @@ TEST_F(QueryDbTest, MalformedConditionReadsNothing)
 TEST_F(QueryDbTest, HashKeyOfFiveDigitsIsFound)
 {
     const Bytes hash(10000, 'h');
-    rawPut(db(), recordKey(hash, "r"), "{}");
-    rawPut(db(), recordKey(hash, "s"), "{}");
+    rawPut(db(), Records::recordKey(hash, "r"), "{}");
+    rawPut(db(), Records::recordKey(hash, "s"), "{}");
     for (const bool forward : {true, false}) {
         Queried result;
         EXPECT_EQ(query({hash, "", 9, forward, nullptr}, &result), 0);

@@ -1,3 +1,4 @@
+#include "records/requeststatus.h"
 #include "walkfixture.h"
 
 namespace {
@@ -13,7 +14,7 @@ const QList<Keys> Records{
 
 Bytes keyOf(const Keys& keys)
 {
-    return recordKey(keys.first, keys.second);
+    return Records::recordKey(keys.first, keys.second);
 }
 
 class ScanDbTest : public WalkTest {
@@ -71,16 +72,18 @@ TEST_F(ScanDbTest, ACountGathersNothingButReadsEverything)
 {
     putAll(Records);
     ItemFormatter format(names_);
-    ScanProgress progress;
-    progress.limit = 100;
-    progress.countOnly = true;
-    EXPECT_EQ(scanDb(env_.request(), db(), {}, {}, {}, &format, &progress), 0);
-    EXPECT_EQ(progress.count, Records.size());
-    EXPECT_EQ(progress.scanned, Records.size());
-    EXPECT_EQ(progress.items, QByteArray());
+    const QVariantMap noFilter;
+    const ScanRange range{{}, {}, 100, noFilter, true};
+    QByteArray items = "before";
+    ScanResult found;
+    EXPECT_EQ(Records::scanDb(env_.env(), db(), range, &format, &items, &found), 0);
+    EXPECT_EQ(found.count, Records.size());
+    EXPECT_EQ(found.scanned, Records.size());
+    EXPECT_EQ(items, "before");
 
-    rawPut(db(), recordKey("d", "0"), "no JSON");
-    EXPECT_EQ(scanDb(env_.request(), db(), {}, {}, {}, &format, &progress), StatusInternalError);
+    rawPut(db(), Records::recordKey("d", "0"), "no JSON");
+    EXPECT_EQ(Records::scanDb(env_.env(), db(), range, &format, &items, &found), StatusInternalError);
+    EXPECT_EQ(items, "before");
 }
 
 TEST_F(ScanDbTest, EmptyFileGivesNothing)
@@ -279,7 +282,7 @@ TEST_F(ScanDbTest, OneAttributeForBothKeysTakesTheRange)
 {
     put({"a", "1"});
     Scanned progress = withLimit(9);
-    EXPECT_EQ(scanItems(env_.request(), db(), "", "", {}, {"k", "k"}, &progress), 0);
+    EXPECT_EQ(scanItems(env_.env(), db(), "", "", {}, {"k", "k"}, &progress), 0);
     QVariantMap item = attributesOf({"a", "1"});
     item.insert("k", QVariantMap{{"S", "1"}});
     EXPECT_EQ(progress.items, QVariantList{item});
@@ -287,7 +290,7 @@ TEST_F(ScanDbTest, OneAttributeForBothKeysTakesTheRange)
 
 TEST_F(ScanDbTest, KeyAttributesReplaceStoredOnesOfTheSameName)
 {
-    rawPut(db(), recordKey("a", "1"), R"({"id":{"N":"9"},"v":{"S":"x"}})");
+    rawPut(db(), Records::recordKey("a", "1"), R"({"id":{"N":"9"},"v":{"S":"x"}})");
     Scanned progress = withLimit(9);
     EXPECT_EQ(scan({}, {}, &progress), 0);
     EXPECT_EQ(progress.items, QVariantList{(QVariantMap{{"id", QVariantMap{{"S", "a"}}},
@@ -299,7 +302,7 @@ TEST_F(ScanDbTest, HashKeyOfFiveDigitsReadsBackWrong)
 {
     const Bytes hash(10000, 'h');
     put({"a", "1"});
-    rawPut(db(), recordKey(hash, "r"), "{}");
+    rawPut(db(), Records::recordKey(hash, "r"), "{}");
     Scanned progress = withLimit(9);
     EXPECT_EQ(scan({"a", ""}, {}, &progress), DB_BUFFER_SMALL); // too long for a key buffer of 4096 bytes
 

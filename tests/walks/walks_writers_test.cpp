@@ -20,7 +20,7 @@ TEST_F(WalkBesideWritersTest, AScanHoldsUpNobodyOnThePagesThatItHasLeft)
 {
     Scanned progress = withLimit(1000);
     PausedWalk walk(
-        *this, [&](BDBRequest& request) { return scanItems(request, db(), "", "", {}, names_, &progress); }, Count - 1);
+        *this, [&](BDBEnv* env) { return scanItems(env, db(), "", "", {}, names_, &progress); }, Count - 1);
     const int reached = lastReadable(Count - 1, 0);
     ASSERT_GT(reached, Count / 2);
     EXPECT_EQ(writeWithoutWaiting(0, textValue("late")), 0);
@@ -42,7 +42,7 @@ TEST_F(WalkBesideWritersTest, AQueryHoldsUpNobodyOnThePagesThatItHasLeft)
         const QueryRange range{"a", "", 1000, forward, nullptr};
         const QVariantMap before = itemOf({"a", rangeAt(first)});
         PausedWalk walk(
-            *this, [&](BDBRequest& request) { return queryItems(request, db(), range, true, names_, &result); }, last);
+            *this, [&](BDBEnv* env) { return queryItems(env, db(), range, true, names_, &result); }, last);
         const int reached = lastReadable(last, first);
         ASSERT_NE(reached, first);
         EXPECT_EQ(writeWithoutWaiting(first, textValue("late")), 0);
@@ -61,7 +61,7 @@ TEST_F(WalkBesideWritersTest, AWalkShowsTheLaterPartOfABatchThatWasWrittenBehind
     Queried result;
     const QueryRange range{"a", "", 1000, true, nullptr};
     PausedWalk walk(
-        *this, [&](BDBRequest& request) { return queryItems(request, db(), range, true, names_, &result); }, Count - 1);
+        *this, [&](BDBEnv* env) { return queryItems(env, db(), range, true, names_, &result); }, Count - 1);
     walk.write(Count - 1, textValue("batch"));
     walk.write(0, textValue("batch"));
     EXPECT_EQ(walk.commitAndGoOn(), 0);
@@ -78,7 +78,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
         return textValue(Bytes(n % 10 == 0 ? 9000 : n % 3 == 0 ? 700 : 40, letter));
     };
     for (int n = 0; n < Count; ++n)
-        rawPut(db(), recordKey("a", rangeAt(n)), valueOf(n, 'a'));
+        rawPut(db(), Records::recordKey("a", rangeAt(n)), valueOf(n, 'a'));
     std::atomic<bool> done = false;
     std::atomic<int> rounds = 0;
     std::vector<std::thread> writers;
@@ -114,15 +114,15 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
     writers.emplace_back([&] {
         for (char letter = 'b'; !done; letter = letter == 'z' ? 'b' : static_cast<char>(letter + 1)) {
             for (int n = 0; n < Count && !done; ++n)
-                EXPECT_EQ(write(recordKey("a", rangeAt(n)), valueOf(n, letter)), 0);
+                EXPECT_EQ(write(Records::recordKey("a", rangeAt(n)), valueOf(n, letter)), 0);
         }
     });
     writers.emplace_back([&] {
         while (!done) {
             for (int n = 0; n < Count && !done; ++n)
-                EXPECT_EQ(write(recordKey("a", rangeAt(n) + "+"), textValue(Bytes(600, '+'))), 0);
+                EXPECT_EQ(write(Records::recordKey("a", rangeAt(n) + "+"), textValue(Bytes(600, '+'))), 0);
             for (int n = Count - 1; n >= 0 && !done; --n)
-                EXPECT_THAT(erase(recordKey("a", rangeAt(n) + "+")), testing::AnyOf(0, DB_NOTFOUND));
+                EXPECT_THAT(erase(Records::recordKey("a", rangeAt(n) + "+")), testing::AnyOf(0, DB_NOTFOUND));
             ++rounds;
         }
     });

@@ -1,5 +1,5 @@
-#ifndef QUORVA_RECORDS_VALUES_H
-#define QUORVA_RECORDS_VALUES_H
+#ifndef QUORVA_RECORDS_ATTRIBUTEVALUES_H
+#define QUORVA_RECORDS_ATTRIBUTEVALUES_H
 
 #include <QVariantMap>
 
@@ -7,6 +7,8 @@
  * The two rules on attribute values that act inside a read-modify-write. A value is a map with one member, its type
  * ("S", "N", "B", "SS", "NS", "BS"). Pure functions; any thread.
  */
+
+namespace Records {
 
 /**
  * Checks the conditions of a request's "Expected" map against the stored item, attribute names ascending; the first
@@ -23,5 +25,7 @@
  * Kept: numbers are 64-bit integers; fractions are not kept, a text that is no integer counts as 0.
  */
 [[nodiscard]] int applyAdd(QVariantMap* current, const QVariantMap& addend);
+
+} // namespace Records
 
 #endif

@@ -1,8 +1,8 @@
-#include "records/values.h"
+#include "records/attributevalues.h"
 
 #include "log/log.h"
 #include "records/encoding.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 using namespace Qt::StringLiterals;
 
@@ -42,12 +42,12 @@ int attributeMissing(int line)
  */
 QVariant storedText(const QString& text)
 {
-    return isLatin1(text) ? QVariant(text.toLatin1().append('\0')) : QVariant(text);
+    return Records::isLatin1(text) ? QVariant(text.toLatin1().append('\0')) : QVariant(text);
 }
 
 } // namespace
 
-int checkExpected(const QVariantMap& oldItem, const QVariantMap& expected)
+int Records::checkExpected(const QVariantMap& oldItem, const QVariantMap& expected)
 {
     for (auto it = expected.constBegin(); it != expected.constEnd(); ++it) {
         const QVariantMap condition = it->toMap();
@@ -66,7 +66,7 @@ int checkExpected(const QVariantMap& oldItem, const QVariantMap& expected)
     return StatusSuccess;
 }
 
-int applyAdd(QVariantMap* current, const QVariantMap& addend)
+int Records::applyAdd(QVariantMap* current, const QVariantMap& addend)
 {
     if (addend.contains(u"N"_s)) {
         if (!current->contains(u"N"_s))

@@ -1,8 +1,8 @@
-#include "records/values.h"
+#include "records/attributevalues.h"
 
 #include "records/items.h"
 #include "records/recordlines.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ void checkAll(std::initializer_list<ExpectedCase> cases)
 {
     for (const ExpectedCase& c : cases) {
         const LogCapture log;
-        EXPECT_EQ(checkExpected(json(c.item), json(c.expected)), c.result)
+        EXPECT_EQ(Records::checkExpected(json(c.item), json(c.expected)), c.result)
             << c.item.toStdString() << " against " << c.expected.toStdString();
         EXPECT_EQ(recordLines(log), c.result == StatusInternalError ? attrMissing : Lines())
             << c.item.toStdString() << " against " << c.expected.toStdString();
@@ -209,7 +209,7 @@ void addAll(std::initializer_list<AddCase> cases)
     for (const AddCase& c : cases) {
         const LogCapture log;
         QVariantMap current = json(c.current);
-        EXPECT_EQ(applyAdd(&current, json(c.addend)), StatusSuccess)
+        EXPECT_EQ(Records::applyAdd(&current, json(c.addend)), StatusSuccess)
             << c.current.toStdString() << " + " << c.addend.toStdString();
         EXPECT_EQ(Json::serialize(current), c.sum) << c.current.toStdString() << " + " << c.addend.toStdString();
         EXPECT_EQ(recordLines(log), Lines());
@@ -287,11 +287,11 @@ TEST(ApplyAdd, Latin1TextEndsAtItsFirstZeroByte)
 TEST(ApplyAdd, TheResultIsBytesAndOneZeroByte)
 {
     QVariantMap number = json(R"({"N":"5"})");
-    ASSERT_EQ(applyAdd(&number, json(R"({"N":"2"})")), StatusSuccess);
+    ASSERT_EQ(Records::applyAdd(&number, json(R"({"N":"2"})")), StatusSuccess);
     EXPECT_EQ(number.value("N"), QVariant(QByteArray("7\0", 2)));
 
     QVariantMap text = json(R"({"S":"ab"})");
-    ASSERT_EQ(applyAdd(&text, json(R"({"S":"\u00e9"})")), StatusSuccess);
+    ASSERT_EQ(Records::applyAdd(&text, json(R"({"S":"\u00e9"})")), StatusSuccess);
     EXPECT_EQ(text.value("S"), QVariant(QByteArray("ab\xe9\0", 4)));
 }
 
@@ -324,7 +324,7 @@ TEST(ApplyAdd, RefusesOtherAndUnequalTypes)
     for (const auto& [before, addend] : cases) {
         const LogCapture log;
         QVariantMap current = json(before);
-        EXPECT_EQ(applyAdd(&current, json(addend)), StatusNotFound)
+        EXPECT_EQ(Records::applyAdd(&current, json(addend)), StatusNotFound)
             << before.toStdString() << " + " << addend.toStdString();
         EXPECT_EQ(current, json(before));
         EXPECT_EQ(recordLines(log), attrMissing) << before.toStdString() << " + " << addend.toStdString();

@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-from startedserver import StartedServer, expect, fail, run
+from quorva import Server, expect, fail, run, run_main
 
 
 def documented(document, command):
@@ -28,9 +28,9 @@ def test_server():
     command = documented("README.md", "script/server")
     with tempfile.TemporaryDirectory(prefix="quorva-command-") as scratch:
         os.mkdir(os.path.join(scratch, "shop"))
-        server = StartedServer(lambda port: [os.path.abspath(command[0]), "-p", str(port)], scratch, scratch)
-        server.start()
+        server = Server([os.path.abspath(command[0])], scratch)
         try:
+            server.start()
             use(server)
         finally:
             server.clean_up()
@@ -92,4 +92,4 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    run_main(main)

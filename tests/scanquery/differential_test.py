@@ -7,102 +7,20 @@ QUORVA_DIFFERENTIAL_STEPS and QUORVA_DIFFERENTIAL_SEED change how many requests 
 make the same requests. Ends with status 0 when all replies were equal, else shows the first that was not.
 """
 
-import fcntl
 import json
 import os
 import random
 import shutil
-import socket
-import struct
-import subprocess
 import sys
 import tempfile
-import time
 
 from differential_model import Model, split_key
 from differential_requests import Requests
+from quorva import Failure, Server
 
 DEFAULT_STEPS = 5000
 DEFAULT_SEED = 20111205
-DEADLINE = 60  # seconds, for each thing that is waited for
-
-
-class Failure(Exception):
-    pass
-
-
-class Connection:
-    def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=DEADLINE)
-
-    def receive(self, count):
-        data = b""
-        while len(data) < count:
-            piece = self.socket.recv(count - len(data))
-            if not piece:
-                raise Failure("the server closed the connection")
-            data += piece
-        return data
-
-    def request(self, operation, body):
-        name = ("DynamoDB_20111205." + operation).encode()
-        text = json.dumps(body).encode()
-        self.socket.sendall(struct.pack(">I", len(name)) + name + struct.pack(">I", len(text)) + text)
-        return json.loads(self.receive(struct.unpack(">I", self.receive(4))[0]))
-
-
-class Server:
-    """The server in a directory of its own; it ends with us, as it watches the file that we keep locked."""
-
-    def __init__(self, binary, directory):
-        self.binary = binary
-        self.directory = directory
-        self.parent = open(os.path.join(directory, "parent.lock"), "w")
-        fcntl.flock(self.parent, fcntl.LOCK_EX)
-        self.log_path = os.path.join(directory, "server.log")
-        self.error_path = os.path.join(directory, "stderr")
-        self.process = None
-
-    def start(self):
-        for _ in range(20):  # somebody may take the port before the server does
-            with socket.socket() as probe:
-                probe.bind(("127.0.0.1", 0))
-                port = probe.getsockname()[1]
-            environment = {name: value for name, value in os.environ.items() if name != "QUORVA_LOCKFILE"}
-            environment["OSTRIK_LOCKFILE"] = self.parent.name
-            with open(self.error_path, "ab") as errors:
-                self.process = subprocess.Popen(
-                    [self.binary, "-p", str(port), "-d", self.log_path, "-n"],
-                    env=environment,
-                    stdin=subprocess.DEVNULL,
-                    stdout=errors,
-                    stderr=errors,
-                )
-            deadline = time.monotonic() + DEADLINE
-            while self.process.poll() is None and time.monotonic() < deadline:
-                try:
-                    return [Connection(port) for _ in range(3)]
-                except ConnectionRefusedError:
-                    time.sleep(0.02)
-        raise Failure("the server did not start")
-
-    def stop(self):
-        if self.process is not None:
-            if self.process.poll() is None:
-                self.process.kill()
-            self.process.wait()
-        self.parent.close()
-
-    def complaint(self):
-        """What the server should not have written, or nothing."""
-        if self.process is not None and self.process.poll() is not None:
-            return "the server ended with status %s" % self.process.returncode
-        with open(self.error_path, errors="replace") as errors:
-            return errors.read()
-
-    def log_tail(self):
-        with open(self.log_path, "rb") as log:
-            return log.read().decode("utf-8", "replace").splitlines()[-10:]
+CONNECTIONS = 3
 
 
 def canonical(value):
@@ -121,7 +39,7 @@ def compared(reply):
 class Run:
     def __init__(self, binary, directory, seed):
         self.random = random.Random(seed)
-        self.server = Server(binary, directory)
+        self.server = Server([binary, "-n"], directory)
         homes = [os.path.join(directory, name) for name in ("env1", "env2", "env3")]
         for home in homes:
             os.mkdir(home)
@@ -174,27 +92,35 @@ class Run:
             body = {**body, "ExclusiveStartKey": last}
             reply = self.exchange(operation, body)
 
+    def check_server(self):
+        if self.server.process.poll() is not None:
+            raise Failure("the server ended with status %s" % self.server.process.returncode)
+        if self.server.error_text():
+            raise Failure("the server wrote to standard error")
+
     def run(self, steps):
-        self.connections = self.server.start()
         try:
+            self.server.start()
+            self.connections = [self.server.connect() for _ in range(CONNECTIONS)]
             self.create_tables()
             for step in range(steps):
                 self.step()
-                if step % 500 == 0 and self.server.complaint():
-                    raise Failure(self.server.complaint())
+                if step % 500 == 0:
+                    self.check_server()
             self.read_everything()
-            if self.server.complaint():
-                raise Failure(self.server.complaint())
+            self.check_server()
         except Failure as failure:
             print("request %d of this run failed" % len(self.history))
             for operation, body in self.history[-3:]:
                 print("  %s %s" % (operation, canonical(body)))
             print(failure)
-            print("log: " + "\n     ".join(self.server.log_tail()))
-            print(self.server.complaint())
+            print("log: " + "\n     ".join(self.server.log_text().splitlines()[-10:]))
+            print(self.server.error_text())
             return False
         finally:
-            self.server.stop()
+            for connection in self.connections:
+                connection.close()
+            self.server.clean_up()
         return True
 
 

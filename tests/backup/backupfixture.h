@@ -5,6 +5,7 @@
 #include "format/backupnames.h"
 #include "format/checksum.h"
 #include "request/tablefixture.h"
+#include "support/directorycontents.h"
 #include "support/programrun.h"
 
 #include <gmock/gmock.h>
@@ -43,8 +44,7 @@ inline void writeListOf(const std::string& directory)
         const std::string name = fs::relative(entry.path(), directory);
         if (!entry.is_regular_file() || name.starts_with("__log__/"))
             continue;
-        std::ifstream file(entry.path(), std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        const std::string bytes = readFile(entry.path());
         list.files[name] = {bytes.size(), Checksum::of(bytes)};
         if (const auto number = BackupNames::logNumber(name); number && *number >= list.lastLog) {
             list.firstLog = list.firstLog == 0 ? *number : std::min(list.firstLog, *number);
@@ -59,26 +59,6 @@ inline std::string logName(int number)
 {
     const std::string digits = std::to_string(number);
     return "log." + std::string(10 - digits.size(), '0') + digits;
-}
-
-/**
- * Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. Nothing at
- * all of what is no directory.
- */
-inline std::map<std::string, std::string> contentsOf(const std::string& directory)
-{
-    namespace fs = std::filesystem;
-    std::map<std::string, std::string> contents;
-    std::error_code missing;
-    for (const auto& entry : fs::recursive_directory_iterator(directory, missing)) {
-        std::string& bytes = contents[fs::relative(entry.path(), directory)];
-        if (!entry.is_regular_file())
-            continue;
-        std::ifstream file(entry.path(), std::ios::binary);
-        bytes.resize(entry.file_size());
-        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
-    return contents;
 }
 
 /** The names of the entries of a directory, in order. */

@@ -5,6 +5,7 @@
 #include "storage/bdbtxn.h"
 #include "storage/logtail.h"
 #include "storage/settings.h"
+#include "support/files.h"
 #include "support/logcapture.h"
 #include "support/systemcallfilter.h"
 #include "support/tempenv.h"
@@ -145,8 +146,7 @@ private:
 
 std::string read(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return readFile(path);
 }
 
 /** The files below a directory, by their relative names, with their bytes. */

@@ -1,6 +1,7 @@
 #include "storage/logtail.h"
 
 #include "storage/bdbtxn.h"
+#include "support/files.h"
 #include "support/tempenv.h"
 
 #include <gtest/gtest.h>
@@ -9,17 +10,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
-
-std::string read(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void put(TempEnv& env, int number, std::size_t bytes)
 {
@@ -45,7 +38,7 @@ TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
     ASSERT_EQ(flushedLogPosition(env.get(), &second), 0);
     EXPECT_EQ(second.file, 1U);
     EXPECT_GT(second.offset, first.offset + 400);
-    const std::string written = read(env.file("log.0000000001")).substr(first.offset, second.offset - first.offset);
+    const std::string written = readFile(env.file("log.0000000001")).substr(first.offset, second.offset - first.offset);
     EXPECT_NE(written.find(std::string(400, 'x')), std::string::npos);
 }
 
@@ -60,8 +53,8 @@ TEST(CopyLogRange, CopiesExactlyTheBytesBetweenThePositions)
     ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
     const TempDir target;
     ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
-    const std::string original = read(env.file("log.0000000001"));
-    const std::string copy = read(target.file("log.0000000001"));
+    const std::string original = readFile(env.file("log.0000000001"));
+    const std::string copy = readFile(target.file("log.0000000001"));
     ASSERT_EQ(copy.size(), to.offset);
     EXPECT_EQ(copy.substr(from.offset), original.substr(from.offset, to.offset - from.offset));
     EXPECT_EQ(copy.substr(0, from.offset), std::string(from.offset, '\0')) << "nothing in front of it";
@@ -79,10 +72,10 @@ TEST(CopyLogRange, GoesAcrossLogFiles)
     ASSERT_EQ(to.file, 3U);
     const TempDir target;
     ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
-    EXPECT_EQ(read(target.file("log.0000000001")).substr(from.offset),
-              read(env.file("log.0000000001")).substr(from.offset));
-    EXPECT_EQ(read(target.file("log.0000000002")), read(env.file("log.0000000002")));
-    EXPECT_EQ(read(target.file("log.0000000003")), read(env.file("log.0000000003")).substr(0, to.offset));
+    EXPECT_EQ(readFile(target.file("log.0000000001")).substr(from.offset),
+              readFile(env.file("log.0000000001")).substr(from.offset));
+    EXPECT_EQ(readFile(target.file("log.0000000002")), readFile(env.file("log.0000000002")));
+    EXPECT_EQ(readFile(target.file("log.0000000003")), readFile(env.file("log.0000000003")).substr(0, to.offset));
 }
 
 TEST(CopyLogRange, AMissingTargetIsAnError)

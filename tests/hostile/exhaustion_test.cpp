@@ -3,7 +3,7 @@
  * goes on, after a restart where its environment needs one.
  */
 #include "request/tablefixture.h"
-#include "server/procfs.h"
+#include "support/procfs.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"

@@ -3,7 +3,7 @@
  * and waits no unreasonable time, and when the others have gone, so has everything that they took.
  */
 #include "request/tablefixture.h"
-#include "server/procfs.h"
+#include "support/procfs.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
 

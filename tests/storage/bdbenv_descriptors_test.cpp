@@ -3,10 +3,10 @@
 #include "base/directorylock.h"
 #include "childprocess.h"
 #include "descriptorlimit.h"
-#include "listing.h"
 #include "loglines.h"
 #include "rows.h"
 #include "storage/bdbregistry.h"
+#include "support/directorycontents.h"
 #include "support/logcapture.h"
 #include "support/tempdir.h"
 
@@ -46,7 +46,7 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
     writer.kill();
 
     ChildProcess restarted([&](const auto&) {
-        const auto before = contentOf(home.path());
+        const auto before = contentsOf(home.path());
         // Recovery opens every file that was written. One descriptor is for the directory and 16 are for the rest.
         for (const int left : {Tables - 5, Tables + 1, Tables + 16}) {
             limitDescriptors(left);
@@ -55,7 +55,7 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
             EXPECT_EQ(env.open(home.bytes()), EMFILE);
             EXPECT_EQ(log.text(), ""); // Berkeley DB did not come to try it
         }
-        EXPECT_EQ(contentOf(home.path()), before);
+        EXPECT_EQ(contentsOf(home.path()), before);
         limitDescriptors(Tables + 17);
         BDBEnv env(Tables + 1, DB_CXX_NO_EXCEPTIONS);
         ASSERT_EQ(env.open(home.bytes()), 0);

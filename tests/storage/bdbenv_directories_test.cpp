@@ -2,11 +2,11 @@
 #include "storage/bdbenv.h"
 
 #include "childprocess.h"
-#include "listing.h"
 #include "loglines.h"
 #include "registryfixture.h"
 #include "rows.h"
 #include "storage/bdbindex.h"
+#include "support/directorycontents.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
@@ -59,7 +59,7 @@ protected:
     std::map<std::string, std::string> closedContent(const QByteArray& home)
     {
         close(home);
-        return contentOf(home.toStdString());
+        return contentsOf(home.toStdString());
     }
 
     void expectRefusedFile(const QByteArray& home, const QByteArray& file, int rc)
@@ -75,14 +75,14 @@ protected:
 
     void expectRefused(const QByteArray& home, int rc)
     {
-        const auto before = contentOf(home.toStdString());
+        const auto before = contentsOf(home.toStdString());
         LogCapture log;
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 3);
         EXPECT_EQ(use.env(), nullptr);
         EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open env path: " + home.toStdString() +
                                                " id env::" + home.toStdString() + " rc " + std::to_string(rc)));
-        EXPECT_EQ(contentOf(home.toStdString()), before);
+        EXPECT_EQ(contentsOf(home.toStdString()), before);
     }
 
     /** The same for a directory that an open environment writes to. */
@@ -112,7 +112,7 @@ TEST_F(EnvironmentHome, AFileInAClosedEnvironmentBelowIsRefused)
     const auto before = closedContent(shop);
     for (const char* file : {"shop/orders", "shop/new", "shop/sub/new"})
         expectRefusedFile(top, file, EBUSY);
-    EXPECT_EQ(contentOf(shop.toStdString()), before);
+    EXPECT_EQ(contentsOf(shop.toStdString()), before);
     put(top, "orders", "top's"); // goes on
     EXPECT_EQ(row(shop, "orders"), "shop's");
     EXPECT_EQ(row(top, "orders"), "top's");
@@ -158,7 +158,7 @@ TEST_F(EnvironmentHome, LinksIntoAnotherEnvironmentAreRefused)
     expectRefusedFile(one, "orders", EBUSY);
     expectRefusedFile(one, "missing", ENOENT);
     expectRefusedFile(one, "deep/new", EBUSY);
-    EXPECT_EQ(contentOf(two.toStdString()), before);
+    EXPECT_EQ(contentsOf(two.toStdString()), before);
     EXPECT_EQ(row(two, "orders"), "two's");
 }
 
@@ -172,7 +172,7 @@ TEST_F(EnvironmentHome, ALogThatDbConfigPutsElsewhereMakesAnEnvironmentAsWell)
     const auto before = closedContent(shop);
     EXPECT_EQ(before.count("log.0000000001"), 0U);
     expectRefusedFile(top, "shop/orders", EBUSY);
-    EXPECT_EQ(contentOf(shop.toStdString()), before);
+    EXPECT_EQ(contentsOf(shop.toStdString()), before);
     EXPECT_EQ(row(shop, "orders"), "shop's"); // and it can be opened again
     close(shop);
     fs::remove(shop.toStdString() + "/DB_CONFIG"); // its log is not found any more
@@ -220,10 +220,10 @@ TEST_F(EnvironmentHome, ADirectoryOfTwoEnvironmentsIsWithTheFirst)
     link(shared, "one/sub");
     link(shared, "two/sub");
     put(one, "sub/orders", "one's");
-    const auto before = contentOf(shared.toStdString());
+    const auto before = contentsOf(shared.toStdString());
     expectRefusedFile(two, "sub/orders", EBUSY);
     expectRefusedFile(two, "sub/new", EBUSY);
-    EXPECT_EQ(contentOf(shared.toStdString()), before);
+    EXPECT_EQ(contentsOf(shared.toStdString()), before);
     EXPECT_EQ(row(one, "sub/orders"), "one's");
 }
 
@@ -347,7 +347,7 @@ TEST_F(EnvironmentHome, ALinkThatIsSwitchedTakesNothingElsewhere)
         ASSERT_EQ(putRow(later, nullptr, "key" + std::to_string(i % 10), value), 0);
     EXPECT_TRUE(fs::exists(one.toStdString() + "/log.0000000002"));
     EXPECT_TRUE(fs::exists(one.toStdString() + "/later"));
-    EXPECT_EQ(contentOf(two.toStdString()), before);
+    EXPECT_EQ(contentsOf(two.toStdString()), before);
 
     char** list = nullptr;
     ASSERT_EQ(env->log_archive(&list, DB_ARCH_ABS | DB_ARCH_LOG), 0);
@@ -371,7 +371,7 @@ TEST_F(EnvironmentHome, OneThatWasMovedAwayOpensNoFurtherFiles)
     fs::rename(home.toStdString(), moved);
     fs::rename(other.toStdString(), home.toStdString());
     expectRefusedFile(home, "later", ESTALE);
-    EXPECT_EQ(contentOf(home.toStdString()), before);
+    EXPECT_EQ(contentsOf(home.toStdString()), before);
     fs::rename(home.toStdString(), other.toStdString());
     fs::rename(moved, home.toStdString());
     put(home, "later", "2");
@@ -435,7 +435,7 @@ TEST_F(EnvironmentHome, TheLogDirectoryIsNotTheHomeOfAnother)
     expectRefused(home, EBUSY);
     const auto before = closedContent(other);
     expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
+    EXPECT_EQ(contentsOf(other.toStdString()), before);
     EXPECT_EQ(row(other, "orders"), "other's");
 }
 
@@ -471,7 +471,7 @@ TEST_F(EnvironmentHome, ADataDirectoryIsNotTheHomeOfAnother)
     expectRefused(home, EBUSY);
     const auto before = closedContent(other);
     expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
+    EXPECT_EQ(contentsOf(other.toStdString()), before);
     EXPECT_EQ(row(other, "orders"), "other's");
 }
 

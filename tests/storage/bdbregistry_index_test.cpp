@@ -5,6 +5,7 @@
 #include "loglines.h"
 #include "rows.h"
 #include "storage/bdbtxn.h"
+#include "support/files.h"
 #include "support/tempenv.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <thread>
 #include <vector>
@@ -25,12 +25,6 @@ using testing::IsEmpty;
 int openData(TempEnv& env, const QByteArray& file, BDBIndex** index)
 {
     return openIndex(env.table(), QString::fromUtf8("db::" + file + ":data"), file, "data", index);
-}
-
-std::string bytesOf(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::uint32_t numberAt(const std::string& bytes, std::size_t offset)
@@ -91,7 +85,7 @@ TEST(OpenIndex, FilesAreBTreesWithPagesOf2048Bytes)
     EXPECT_EQ(index->get_transactional(), 1);
 
     env.close();
-    const std::string bytes = bytesOf(env.file("orders"));
+    const std::string bytes = readFile(env.file("orders"));
     EXPECT_EQ(numberAt(bytes, 12), 0x053162U); // a B-tree holds the names of the file's databases
     EXPECT_EQ(numberAt(bytes, 20), 2048U);
     EXPECT_EQ(bytes.size() % 2048, 0U);
@@ -130,7 +124,7 @@ TEST(OpenIndex, FileThatIsNoDatabaseIs12)
     BDBIndex* index = nullptr;
     EXPECT_EQ(openData(env, "orders", &index), 12);
     EXPECT_EQ(ownLines(log).back(), "[CRIT] bdb # Failed to open DB dbpath: orders dbname data rc 22 flags 289");
-    EXPECT_EQ(bytesOf(env.file("orders")), std::string(5000, 'x'));
+    EXPECT_EQ(readFile(env.file("orders")), std::string(5000, 'x'));
 }
 
 TEST(OpenIndex, DatabaseOfAnotherTypeIs12)

@@ -1,5 +1,6 @@
 #include "support/serverprocess.h"
 
+#include "support/files.h"
 #include "support/waituntil.h"
 #include "json/jsonadapter.h"
 
@@ -20,7 +21,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -28,13 +28,6 @@ namespace {
 
 /** How often another port is tried when somebody took the chosen one before the server could. */
 constexpr int PortTries = 20;
-
-std::string readFile(const std::string& path, std::size_t from = 0)
-{
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(from));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::size_t fileSize(const std::string& path)
 {

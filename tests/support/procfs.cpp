@@ -1,4 +1,6 @@
-#include "procfs.h"
+#include "support/procfs.h"
+
+#include "support/files.h"
 
 #include <filesystem>
 #include <fstream>
@@ -18,8 +20,7 @@ std::string directory(pid_t id)
 
 std::string read(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return readFile(path);
 }
 
 std::string status(pid_t id, const std::string& name)

@@ -1,6 +1,6 @@
 #include "toolfixture.h"
 
-#include "backup/terminalrun.h"
+#include "terminalrun.h"
 #include "support/scriptedserver.h"
 
 #include <sys/stat.h>

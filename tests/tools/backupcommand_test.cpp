@@ -1,4 +1,4 @@
-#include "backupfixture.h"
+#include "backup/backupfixture.h"
 
 #include "support/scriptedserver.h"
 #include "terminalrun.h"

@@ -1,4 +1,4 @@
-#include "backupfixture.h"
+#include "backup/backupfixture.h"
 
 #include <ctime>
 #include <optional>

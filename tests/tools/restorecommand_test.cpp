@@ -1,4 +1,4 @@
-#include "backupfixture.h"
+#include "backup/backupfixture.h"
 #include "terminalrun.h"
 
 #include <fcntl.h>

@@ -80,7 +80,7 @@ class Server:
     def __init__(self, command, scratch, directory=None):
         """`command` is a program and its options, without port and log; it runs in `directory`, which is the one that
         relative TableNames begin at. Several servers may share `scratch`, where its log and its standard error go."""
-        self.command = command
+        self.command = [os.path.abspath(command[0]), *command[1:]]  # which is looked for in `directory` otherwise
         self.scratch = scratch
         self.directory = directory or scratch
         self.parent = tempfile.NamedTemporaryFile(prefix="parent-", suffix=".lock", dir=scratch)

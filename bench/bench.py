@@ -16,7 +16,8 @@ import time
 
 import postgres
 import report
-from processes import Failure, Workspace, note
+from processes import Workspace, note
+from quorva import Failure
 from rows import BOUND, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, PAUSE, ROWS, label, ratio_of
 
 BUSY_LOAD = 0.5  # processes that wait or run

@@ -11,13 +11,12 @@ import collections
 import contextlib
 import json
 import os
-import socket
 import statistics
-import struct
 import sys
 
 import plot
-from processes import Failure, Workspace, note
+from processes import Workspace, note
+from quorva import Failure
 
 OPERATIONS = ["get", "put", "query", "scan"]
 CLIENTS = 8
@@ -38,18 +37,14 @@ PANELS = {
 
 def exchange(connection, operation, body):
     """One request and its reply, which has to be a success."""
-    name = b"DynamoDB_20111205." + operation.encode()
-    text = json.dumps(body).encode()
-    connection.sendall(struct.pack(">I", len(name)) + name + struct.pack(">I", len(text)) + text)
-    with connection.makefile("rb") as stream:
-        reply = json.loads(stream.read(struct.unpack(">I", stream.read(4))[0]))
+    reply = connection.request(operation, body)
     if reply["__rc"] != 200:
         raise Failure(f"{operation} was answered {reply}")
 
 
 def open_tables(server, names):
     """Creates tables with one item each; the server keeps them open."""
-    with socket.create_connection(("127.0.0.1", server.port)) as connection:
+    with server.connect() as connection:
         for name in names:
             schema = {element: {"AttributeName": attribute, "AttributeType": "S"}
                       for element, attribute in (("HashKeyElement", "customer"), ("RangeKeyElement", "entry"))}

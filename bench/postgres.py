@@ -7,7 +7,7 @@ import re
 import shutil
 import subprocess
 
-from processes import Failure, free_port
+from quorva import Failure, free_port
 
 SCRIPTS = {
     "put": """\\set h random(0, {hash_keys} - 1)

@@ -1,43 +1,16 @@
 """The programs that a measure runs: servers, echo-limit, bdb-limit and quorva-bench, all on one scratch directory."""
 
+import collections
 import contextlib
 import copy
-import fcntl
 import json
 import os
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
-import time
 
-START_LIMIT = 60  # seconds
-
-
-class Failure(Exception):
-    """A program did not do what the measure needs; the text says what."""
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def connects(port):
-    with contextlib.suppress(OSError), socket.create_connection(("127.0.0.1", port)):
-        return True
-    return False
-
-
-def resident_kib(pid):
-    """The resident memory of a process."""
-    with open(f"/proc/{pid}/status", encoding="ascii") as status:
-        for line in status:
-            if line.startswith("VmRSS:"):
-                return int(line.split()[1])
-    raise Failure(f"process {pid} shows no VmRSS")
+from quorva import Failure, Server, end, free_port, wait_for_connections
 
 
 def workload_options(items, item_size):
@@ -58,10 +31,6 @@ class Workspace:
     def __enter__(self):
         self.directory = tempfile.mkdtemp(prefix="bench-", dir=os.path.dirname(self.binaries))
         self._stack.callback(shutil.rmtree, self.directory)
-        # The servers hold on to this file's lock: they end when we do, however that happens.
-        parent = open(os.path.join(self.directory, "parent.lock"), "w", encoding="ascii")
-        self._stack.enter_context(parent)
-        fcntl.flock(parent, fcntl.LOCK_EX)
         return self
 
     def __exit__(self, *exception):
@@ -84,26 +53,19 @@ class Workspace:
 
     def start_server(self, *options):
         """A server that runs in the workspace, so that tables are named by their directories' bare names."""
-        port = free_port()
-        environment = {name: value for name, value in os.environ.items() if name != "QUORVA_LOCKFILE"}
-        environment["OSTRIK_LOCKFILE"] = os.path.join(self.directory, "parent.lock")
-        log = os.path.join(self.directory, f"log-{port}")
-        command = [os.path.join(self.binaries, "quorva"), "-p", str(port), "-d", log, *options]
-        return self._started(port, subprocess.Popen(command, cwd=self.directory, env=environment))
+        server = Server([os.path.join(self.binaries, "quorva"), *options], self.directory)
+        self._stack.callback(server.clean_up)
+        server.start()
+        return server
 
     def start_echo(self):
         port = free_port()
         command = [os.path.join(self.binaries, "echo-limit"), "-p", str(port)]
-        return self._started(port, subprocess.Popen(command, stdin=subprocess.PIPE, stderr=subprocess.DEVNULL))
-
-    def _started(self, port, process):
+        process = subprocess.Popen(command, stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self._stack.callback(end, process)
-        deadline = time.monotonic() + START_LIMIT
-        while not connects(port):
-            if process.poll() is not None or time.monotonic() > deadline:
-                raise Failure(f"{process.args[0]} did not start")
-            time.sleep(0.02)
-        return Running(port, process)
+        if not wait_for_connections(process, port):
+            raise Failure("echo-limit did not start")
+        return Echo(port)
 
     def load(self, server, table):
         self._run("quorva-bench", "load", "-p", str(server.port), "--table", table, "-c", "8", *self._workload)
@@ -147,25 +109,7 @@ class Workspace:
         return done.stdout
 
 
-class Running:
-    """A process that listens on a port."""
-
-    def __init__(self, port, process):
-        self.port = port
-        self.process = process
-
-    def resident_kib(self):
-        return resident_kib(self.process.pid)
-
-
-def end(process):
-    """Ends a process of ours and waits for its end."""
-    if process.stdin is not None:
-        process.stdin.close()
-    process.kill()
-    process.wait()
-    if process.stdout is not None:
-        process.stdout.close()
+Echo = collections.namedtuple("Echo", "port")
 
 
 def note(text):

@@ -20,4 +20,20 @@ function(add_layer name)
     target_link_libraries(quorva_${name}
         PUBLIC ${LAYER_USES} ${LAYER_LIBRARIES} quorva_sanitizers
         PRIVATE ${LAYER_USES_PRIVATE} ${LAYER_LIBRARIES_PRIVATE} quorva_warnings)
+
+    # The precompiled headers contain Qt, so the layers without it compile as well as they can alone.
+    set(qt FALSE)
+    if(Qt6::Core IN_LIST LAYER_LIBRARIES)
+        set(qt TRUE)
+    endif()
+    foreach(used ${LAYER_USES} ${LAYER_USES_PRIVATE})
+        get_target_property(used_qt ${used} QUORVA_QT)
+        if(used_qt)
+            set(qt TRUE)
+        endif()
+    endforeach()
+    set_target_properties(quorva_${name} PROPERTIES QUORVA_QT ${qt})
+    if(qt)
+        use_precompiled_headers(quorva_${name} quorva_headers)
+    endif()
 endfunction()

@@ -57,21 +57,21 @@ install_notices(library "${CMAKE_INSTALL_DATADIR}/doc/libquorva-client${PROJECT_
 
 add_custom_target(compressed ALL DEPENDS ${pages} "${changes}")
 add_custom_target(package-contents)
-add_dependencies(package-contents ${programs} compressed quorva_shared)
+add_dependencies(package-contents ${programs} compressed quorva_library)
 install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/quorvactl.bash" RENAME quorvactl
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server)
 install(DIRECTORY "${docs}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server
     PATTERN client-library.md EXCLUDE)
 
-install(TARGETS quorva_shared EXPORT QuorvaTargets
+install(TARGETS quorva_library EXPORT QuorvaTargets
     LIBRARY COMPONENT library NAMELINK_COMPONENT development)
 install(FILES
-    src/quorva/connection.h
-    src/quorva/export.h
-    src/quorva/itemrange.h
-    src/quorva/requests.h
-    src/quorva/result.h
-    src/quorva/values.h
+    src/library/connection.h
+    src/library/export.h
+    src/library/itemrange.h
+    src/library/requests.h
+    src/library/result.h
+    src/library/values.h
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/quorva" COMPONENT development)
 set(package "${CMAKE_INSTALL_LIBDIR}/cmake/Quorva")
 install(EXPORT QuorvaTargets NAMESPACE Quorva:: DESTINATION "${package}" COMPONENT development)

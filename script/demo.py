@@ -10,32 +10,21 @@ reply that is not exactly what was expected.
 import argparse
 import collections
 import contextlib
-import fcntl
-import json
 import os
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
 import time
 
-TIMEOUT = 60  # seconds that a start, an end or one reply may take before the demo gives up
+from quorva import Failure, Server, expect
+
 NO_SECTION = "none"  # the hash key of packages that name no section
 BATCH = 100  # items of one BatchWriteItem
 PAGE = 250  # records of one page of a Scan
 
 Package = collections.namedtuple("Package", "section name attributes")
-
-
-class Failure(Exception):
-    """Something came out differently from what was expected; the text says what."""
-
-
-def expect(what, found, wanted):
-    if found != wanted:
-        raise Failure(f"{what}\n  wanted {wanted}\n  found  {found}")
 
 
 # The machine's packages
@@ -66,87 +55,6 @@ def installed_packages():
             name if times[name] == 1 else f"{name}:{architecture}",
             {key: value for key, value in attributes.items() if all(value.values())}))
     return packages
-
-
-# The server
-
-
-class Server:
-    """A server process of our own, with its log in the scratch directory."""
-
-    def __init__(self, binary, scratch):
-        self.binary = binary
-        self.log = os.path.join(scratch, "server.log")
-        self.process = None
-        self.port = 0
-        # The server ends by itself when this lock is let go, so it cannot outlive us, however we end.
-        self.lifetime = open(os.path.join(scratch, "parent.lock"), "w")
-        fcntl.flock(self.lifetime, fcntl.LOCK_EX)
-
-    def start(self):
-        # Between finding a free port and using it somebody else may take it; then another one is tried.
-        for _ in range(5):
-            with socket.socket() as probe:
-                probe.bind(("127.0.0.1", 0))
-                self.port = probe.getsockname()[1]
-            environment = {key: value for key, value in os.environ.items() if key != "QUORVA_LOCKFILE"}
-            environment["OSTRIK_LOCKFILE"] = self.lifetime.name
-            self.process = subprocess.Popen([self.binary, "-p", str(self.port), "-d", self.log], env=environment,
-                                            stdin=subprocess.DEVNULL)
-            if self.wait_until_listening():
-                return
-        raise Failure("the server does not start")
-
-    def wait_until_listening(self):
-        deadline = time.monotonic() + TIMEOUT
-        while self.process.poll() is None and time.monotonic() < deadline:
-            with contextlib.suppress(OSError):
-                # A stranger on the port would let us in as well, but then our server is about to give up.
-                socket.create_connection(("127.0.0.1", self.port), TIMEOUT).close()
-                return self.process.poll() is None
-            time.sleep(0.01)
-        return False
-
-    def kill(self):
-        self.process.kill()
-        expect("exit of the killed server", self.process.wait(TIMEOUT), -signal.SIGKILL)
-
-    def end_with_parent(self):
-        """Lets go of the lock that keeps the server running, as the end of this process would."""
-        self.lifetime.close()
-        expect("exit status of the server after its parent let go", self.process.wait(TIMEOUT), 0)
-
-    def clean_up(self):
-        self.lifetime.close()
-        if self.process is not None and self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-
-class Connection:
-    """One connection that carries one request after another."""
-
-    def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), TIMEOUT)
-        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self.incoming = self.socket.makefile("rb")
-
-    def request(self, operation, body):
-        name = f"DynamoDB_20111205.{operation}".encode()
-        text = json.dumps(body, ensure_ascii=False).encode()
-        # Name length, name, body length, body; the lengths are 4 bytes, the highest first.
-        self.socket.sendall(len(name).to_bytes(4, "big") + name + len(text).to_bytes(4, "big") + text)
-        return json.loads(self.read(int.from_bytes(self.read(4), "big")))
-
-    def read(self, length):
-        data = self.incoming.read(length)
-        if len(data) != length:
-            raise Failure("the server closed the connection")
-        return data
-
-    def close(self):
-        self.incoming.close()
-        self.socket.close()
 
 
 # What is done with it
@@ -215,7 +123,7 @@ class Demo:
     def connect(self):
         started = time.monotonic()
         self.server.start()
-        self.connection = Connection(self.server.port)
+        self.connection = self.server.connect()
         say(f"server started on port {self.server.port} in {1000 * (time.monotonic() - started):.0f} ms")
 
     def create_table(self):
@@ -355,7 +263,7 @@ class Demo:
 
     def end(self):
         self.connection.close()
-        self.server.end_with_parent()
+        expect("exit status of the server after its parent let go", self.server.end_with_parent(), 0)
         say("let go of the parent's lock: the server ended with status 0")
 
     def run(self):
@@ -405,12 +313,11 @@ def main():
     scratch = tempfile.mkdtemp(prefix="quorva-demo-")
     server = None
     try:
-        server = Server(arguments.server, scratch)
+        server = Server([arguments.server], scratch)
         Demo(server, scratch).run()
     except (Failure, OSError, ValueError, subprocess.SubprocessError) as problem:
-        if server is not None and os.path.exists(server.log):
-            with open(server.log, errors="replace") as log:
-                sys.stderr.write("the server's last log lines:\n" + "".join(log.readlines()[-20:]))
+        if server is not None and server.log is not None:
+            sys.stderr.write("\n".join(["the server's last log lines:", *server.log_text().splitlines()[-20:], ""]))
         sys.exit(f"script/demo: FAILED: {problem}")
     finally:
         if server is not None:

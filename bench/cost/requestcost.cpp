@@ -87,7 +87,7 @@ int main(int argc, char** argv)
     const QByteArray table = QByteArray::fromStdString(std::filesystem::absolute(directory).string()) + "|items";
     LoneConnection connection;
     RequestMaker puts(table, Operation::Put, workload, 1);
-    if (!connection.run(PreparedRequest("CreateTable", tableDescription(table), 0).bytes()))
+    if (!connection.run(PreparedRequest(Operations::CreateTable, tableDescription(table), 0).bytes()))
         return 1;
     for (unsigned item = 0; item < workload.items; ++item) {
         if (!connection.run(puts.at(item)))

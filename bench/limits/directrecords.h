@@ -14,12 +14,12 @@ namespace Bench {
 
 inline unsigned partitionOfItem(unsigned item)
 {
-    return partitionOf(hashKey(item), PartitionCount);
+    return Records::partitionOf(hashKey(item), PartitionCount);
 }
 
 inline QByteArray keyOf(unsigned item)
 {
-    return recordKey(hashKey(item), rangeKey(item));
+    return Records::recordKey(hashKey(item), rangeKey(item));
 }
 
 inline Dbt dbtOf(const QByteArray& bytes)

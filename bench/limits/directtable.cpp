@@ -8,6 +8,7 @@
 #include "storage/bdbregistry.h"
 #include "storage/bdbtxn.h"
 #include "storage/environmentpath.h"
+#include "storage/openindex.h"
 #include "storage/settings.h"
 #include "json/jsonadapter.h"
 
@@ -30,7 +31,7 @@ public:
     ~Registry()
     {
         use.reset();
-        removeEnv(&environments, tableName);
+        ::Registry::removeEnv(&environments, tableName);
     }
 
     BDBObjTable environments{RegistryCapacity};
@@ -46,16 +47,17 @@ DirectTable::~DirectTable() = default;
 int DirectTable::open(const QByteArray& directory)
 {
     registry_->tableName = directory + '|' + TableFile;
-    if (const int rc = openEnv(&registry_->environments, environmentKey(directory), &registry_->use,
-                               EnvironmentCapacity, 1, directory))
+    if (const int rc = ::Registry::openEnv(&registry_->environments, environmentKey(directory), &registry_->use,
+                                           EnvironmentCapacity, 1, directory))
         return rc;
     env_ = registry_->use.env();
     registry_->connection.setEnv(env_);
     for (unsigned i = 0; i < PartitionCount; ++i) {
-        const QByteArray file = dataFileName(TableFile, i);
+        const QByteArray file = Records::dataFileName(TableFile, i);
         BDBIndex* db = nullptr;
-        if (const int rc = openIndex(&registry_->connection, QString::fromLatin1("db::" + file + ":" + DataSubDatabase),
-                                     file, DataSubDatabase, &db))
+        if (const int rc = ::Registry::openIndex(&registry_->connection,
+                                                 QString::fromLatin1("db::" + file + ":" + TableNames::DataSubDatabase),
+                                                 file, TableNames::DataSubDatabase, &db))
             return rc;
         partitions_.push_back(db);
     }
@@ -77,7 +79,7 @@ int DirectTable::load(const Workload& workload)
             Dbt data = dbtOf(value);
             rc = partitions_[partitionOfItem(item)]->put(&txn, &key, &data, 0);
         }
-        rc = finish(txn, rc);
+        rc = txn.finish(rc);
     }
     Settings::setTxnCommitFlags(commitFlags);
     return rc == 0 ? checkpoint() : rc;

@@ -64,7 +64,7 @@ template <typename Work> int DirectWorker::inTransaction(Work&& work)
         BDBTxn txn;
         if (const int rc = txn.begin(table_.env(), 0))
             return rc;
-        return finish(txn, work(&txn));
+        return txn.finish(work(&txn));
     };
     return retryOnDeadlock(attempt, [](int) {});
 }

@@ -26,7 +26,7 @@ constexpr qsizetype LargestReply = 16 * 1024 * 1024;
  * In place of the server's: answers with as many bytes as the body asks for, a decimal number in front of spaces. They
  * are written as they stand, so that the rate is that of the network layer alone.
  */
-void dispatch(BDBRequest& request)
+void Requests::dispatch(BDBRequest& request)
 {
     static const QByteArray filler(LargestReply, 'x');
     const auto wanted = static_cast<qsizetype>(std::strtoul(request.body.constData(), nullptr, 10));

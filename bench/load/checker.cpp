@@ -2,6 +2,7 @@
 
 #include "load/requests.h"
 
+#include "protocol/envelope.h"
 #include "json/jsonadapter.h"
 
 namespace Bench {
@@ -32,7 +33,7 @@ unsigned numberOf(const QVariantMap& item)
 
 } // namespace
 
-bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVariantMap* reply, QString* error)
+bool exchangeWell(Client::WireConnection& connection, const QByteArray& request, QVariantMap* reply, QString* error)
 {
     QByteArray text;
     if (!connection.send(request) || !connection.receiveReply(&text)) {
@@ -45,13 +46,14 @@ bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVa
         return false;
     }
     *reply = parsed.toMap();
-    if (reply->value("__rc").toInt() == 200)
+    if (Envelopes::isSuccess(*reply))
         return true;
     *error = QString::fromUtf8(text);
     return false;
 }
 
-Checker::Checker(Client::Connection& connection, const QByteArray& tableName, const Workload& workload, QString* error)
+Checker::Checker(Client::WireConnection& connection, const QByteArray& tableName, const Workload& workload,
+                 QString* error)
     : connection_(connection), tableName_(tableName), workload_(workload), error_(error)
 {}
 

@@ -3,7 +3,7 @@
 
 #include "common/workload.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <QByteArray>
 #include <QString>
@@ -12,14 +12,14 @@
 namespace Bench {
 
 /** Sends a framed request and parses its reply. False with a text in `error` when it is no success. */
-[[nodiscard]] bool exchangeWell(Client::Connection& connection, const QByteArray& request, QVariantMap* reply,
+[[nodiscard]] bool exchangeWell(Client::WireConnection& connection, const QByteArray& request, QVariantMap* reply,
                                 QString* error);
 
 /** Compares a server's replies with what they have to be, in full. For one thread. */
 class Checker {
 public:
     /** Nothing is owned; all outlives the checker. */
-    Checker(Client::Connection& connection, const QByteArray& tableName, const Workload& workload, QString* error);
+    Checker(Client::WireConnection& connection, const QByteArray& tableName, const Workload& workload, QString* error);
 
     /** Updates an item and puts it back, and reads some items, two hash keys and a page. False at the first surprise.
      */
@@ -34,7 +34,7 @@ private:
     bool checkScan(unsigned first);
     bool checkWalked(const char* what, QVariantMap found, unsigned number);
 
-    Client::Connection& connection_;
+    Client::WireConnection& connection_;
     const QByteArray& tableName_;
     const Workload& workload_;
     QString* const error_;

@@ -1,7 +1,5 @@
 #include "load/loadclient.h"
 
-#include <QtEndian>
-
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -19,7 +17,7 @@ constexpr std::string_view SuccessEnd = R"("__rc":200,"__rcstr":"OK"})";
 
 } // namespace
 
-LoadClient::LoadClient(Client::Connection connection, RequestMaker requests)
+LoadClient::LoadClient(Client::WireConnection connection, RequestMaker requests)
     : connection_(std::move(connection)), requests_(std::move(requests))
 {}
 
@@ -55,7 +53,7 @@ void LoadClient::takeBytes(const char* bytes, std::size_t count)
         const std::size_t missing = std::min(PrefixBytes - received_, count);
         std::copy_n(bytes, missing, prefix_.data() + received_);
         if (received_ + missing == PrefixBytes)
-            expected_ = PrefixBytes + qFromBigEndian<quint32>(prefix_.data());
+            expected_ = PrefixBytes + Framing::readLength(prefix_.data());
     }
     received_ += count;
     const std::size_t fresh = std::min(count, KeptBytes);

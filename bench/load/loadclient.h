@@ -4,7 +4,8 @@
 #include "common/measure.h"
 #include "load/requests.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
+#include "protocol/framing.h"
 
 #include <QByteArray>
 
@@ -19,7 +20,7 @@ namespace Bench {
  */
 class LoadClient {
 public:
-    LoadClient(Client::Connection connection, RequestMaker requests);
+    LoadClient(Client::WireConnection connection, RequestMaker requests);
 
     int socketDescriptor() const { return connection_.socketDescriptor(); }
 
@@ -43,10 +44,10 @@ public:
 private:
     void takeBytes(const char* bytes, std::size_t count);
 
-    static constexpr std::size_t PrefixBytes = 4;
+    static constexpr std::size_t PrefixBytes = Framing::LengthSize;
     static constexpr std::size_t KeptBytes = 192; // more than an error reply has
 
-    Client::Connection connection_;
+    Client::WireConnection connection_;
     RequestMaker requests_;
     Clock::time_point sent_;
     std::size_t requestBytes_ = 0;

@@ -41,7 +41,7 @@ int complain(const QString& text)
 bool connectClients(const Options& options, Operation operation, std::vector<LoadThread>& threads, QString* error)
 {
     for (unsigned i = 0; i < options.clients; ++i) {
-        Client::Connection connection;
+        Client::WireConnection connection;
         if (!options.target.connect(&connection, error))
             return false;
         RequestMaker requests(options.target.tableName, operation, options.workload, i + 1);
@@ -59,7 +59,7 @@ bool connectClients(const Options& options, Operation operation, std::vector<Loa
 int measure(const Options& options, Operation operation)
 {
     QString error;
-    std::vector<Client::Connection> idle;
+    std::vector<Client::WireConnection> idle;
     if (options.echo == 0 && !options.target.check(options.workload, &error))
         return complain(error);
     if (!options.target.connectIdle(options.idle, &idle, &error))
@@ -110,7 +110,7 @@ int run(const Options& options)
     if (options.action == "load")
         return options.target.load(options.workload, options.clients, &error) ? 0 : complain(error);
     if (options.action == "idle") {
-        std::vector<Client::Connection> idle;
+        std::vector<Client::WireConnection> idle;
         if (!options.target.connectIdle(options.idle, &idle, &error))
             return complain(error);
         std::puts("connected");

@@ -1,6 +1,8 @@
 #include "load/requests.h"
 
-#include "client/connection.h"
+#include "protocol/bodies.h"
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -9,52 +11,54 @@ namespace Bench {
 
 namespace {
 
-constexpr qsizetype LengthBytes = 4; // in front of the name, and of the body
-
-QVariantMap stringValue(const QByteArray& text)
+QString hashText(unsigned item)
 {
-    return {{"S", QString::fromLatin1(text)}};
+    return QString::fromLatin1(hashKey(item));
 }
 
-QVariantMap keyOf(unsigned item)
+QString rangeText(unsigned item)
 {
-    return {{"HashKeyElement", stringValue(hashKey(item))}, {"RangeKeyElement", stringValue(rangeKey(item))}};
+    return QString::fromLatin1(rangeKey(item));
 }
 
 QVariantMap itemWithKeys(const Workload& workload, unsigned number)
 {
     QVariantMap item = workload.item();
-    item.insert(HashAttribute, stringValue(hashKey(number)));
-    item.insert(RangeAttribute, stringValue(rangeKey(number)));
+    item.insert(HashAttribute, Bodies::stringValue(hashText(number)));
+    item.insert(RangeAttribute, Bodies::stringValue(rangeText(number)));
     return item;
 }
 
 PreparedRequest putRequest(const QString& table, const Workload& workload)
 {
-    return {"PutItem", {{"TableName", table}, {"Item", itemWithKeys(workload, 0)}}, 1};
+    return {Operations::PutItem, Bodies::putItem(table, itemWithKeys(workload, 0)), 1};
 }
 
 PreparedRequest getRequest(const QString& table)
 {
-    return {"GetItem", {{"TableName", table}, {"Key", keyOf(0)}}, 1};
+    return {Operations::GetItem, Bodies::itemByKey(table, hashText(0), rangeText(0)), 1};
 }
 
 PreparedRequest updateRequest(const QString& table)
 {
-    const QVariantMap addOne{{"Action", "ADD"}, {"Value", QVariantMap{{"N", "1"}}}};
-    return {"UpdateItem",
-            {{"TableName", table}, {"Key", keyOf(0)}, {"AttributeUpdates", QVariantMap{{CountAttribute, addOne}}}},
+    const QVariantMap addOne = Bodies::update(Bodies::UpdateAdd, {{"N", "1"}});
+    return {Operations::UpdateItem, Bodies::updateItem(table, hashText(0), rangeText(0), {{CountAttribute, addOne}}),
             1};
 }
 
 PreparedRequest queryRequest(const QString& table)
 {
-    return {"Query", {{"TableName", table}, {"HashKeyValue", stringValue(hashKey(0))}, {"Limit", ItemsPerHashKey}}, 1};
+    QVariantMap body = Bodies::query(table, hashText(0));
+    body.insert("Limit", ItemsPerHashKey);
+    return {Operations::Query, body, 1};
 }
 
 PreparedRequest scanRequest(const QString& table)
 {
-    return {"Scan", {{"TableName", table}, {"ExclusiveStartKey", keyOf(0)}, {"Limit", ItemsPerPage}}, 1};
+    QVariantMap body = Bodies::table(table);
+    body.insert("ExclusiveStartKey", Bodies::key(hashText(0), rangeText(0)));
+    body.insert("Limit", ItemsPerPage);
+    return {Operations::Scan, body, 1};
 }
 
 PreparedRequest batchRequest(const QString& table, const Workload& workload)
@@ -62,7 +66,7 @@ PreparedRequest batchRequest(const QString& table, const Workload& workload)
     QVariantList puts;
     for (unsigned i = 0; i < ItemsPerBatch; ++i)
         puts.append(QVariantMap{{"PutRequest", QVariantMap{{"Item", itemWithKeys(workload, i)}}}});
-    return {"BatchWriteItem", {{"RequestItems", QVariantMap{{table, puts}}}}, ItemsPerBatch};
+    return {Operations::BatchWriteItem, {{"RequestItems", QVariantMap{{table, puts}}}}, ItemsPerBatch};
 }
 
 std::vector<PreparedRequest> prepare(const QString& table, Operation operation, const Workload& workload)
@@ -88,11 +92,11 @@ std::vector<PreparedRequest> prepare(const QString& table, Operation operation, 
 
 } // namespace
 
-PreparedRequest::PreparedRequest(const QByteArray& operation, const QVariantMap& body, unsigned items)
+PreparedRequest::PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items)
 {
-    const QByteArray name = Client::fullOperationName(operation);
-    bytes_ = Client::frameRequest(name, Json::serialize(body));
-    bodyBegin_ = LengthBytes + name.size() + LengthBytes;
+    const QByteArray name = operation.fullName();
+    bytes_ = Framing::frameRequest(name, Json::serialize(body));
+    bodyBegin_ = static_cast<qsizetype>(2 * Framing::LengthSize) + name.size();
     // The quotes keep the keys apart from the letters of other texts. All items are of one hash key, so it is found
     // again and again.
     qsizetype hashFrom = bodyBegin_;
@@ -153,10 +157,7 @@ const QByteArray& RequestMaker::at(unsigned item)
 
 QVariantMap tableDescription(const QByteArray& tableName)
 {
-    const auto key = [](const char* name) { return QVariantMap{{"AttributeName", name}, {"AttributeType", "S"}}; };
-    return {
-        {"TableName", QString::fromUtf8(tableName)},
-        {"KeySchema", QVariantMap{{"HashKeyElement", key(HashAttribute)}, {"RangeKeyElement", key(RangeAttribute)}}}};
+    return Bodies::createTable(QString::fromUtf8(tableName), HashAttribute, RangeAttribute);
 }
 
 } // namespace Bench

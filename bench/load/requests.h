@@ -3,6 +3,8 @@
 
 #include "common/workload.h"
 
+#include "protocol/operations.h"
+
 #include <QByteArray>
 #include <QVariantMap>
 
@@ -14,7 +16,7 @@ namespace Bench {
 class PreparedRequest {
 public:
     /** `body` names the keys of the first so many items, in their order; they are where the digits go. */
-    PreparedRequest(const QByteArray& operation, const QVariantMap& body, unsigned items);
+    PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items);
 
     /** Makes it a request for `first` and the items that follow it. */
     void aim(unsigned first);

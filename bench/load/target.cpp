@@ -3,6 +3,8 @@
 #include "load/checker.h"
 #include "load/requests.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "json/jsonadapter.h"
 
 #include <atomic>
@@ -16,7 +18,7 @@ namespace {
 
 QByteArray createRequest(const QByteArray& tableName)
 {
-    return Client::frameRequest(Client::fullOperationName("CreateTable"), Json::serialize(tableDescription(tableName)));
+    return Framing::frameRequest(Operations::CreateTable.fullName(), Json::serialize(tableDescription(tableName)));
 }
 
 /** Counts all items, which also opens all partitions. */
@@ -24,7 +26,7 @@ QByteArray countRequest(const QByteArray& tableName)
 {
     const QVariantMap body{
         {"TableName", QString::fromUtf8(tableName)}, {"Count", true}, {"Limit", std::numeric_limits<int>::max()}};
-    return Client::frameRequest(Client::fullOperationName("Scan"), Json::serialize(body));
+    return Framing::frameRequest(Operations::Scan.fullName(), Json::serialize(body));
 }
 
 /** Puts batch after batch, whichever is next of all. */
@@ -34,7 +36,7 @@ public:
 
     void run()
     {
-        Client::Connection connection;
+        Client::WireConnection connection;
         QString error;
         if (!target_.connect(&connection, &error))
             return fail(error);
@@ -67,7 +69,7 @@ private:
 
 } // namespace
 
-bool Target::connect(Client::Connection* connection, QString* error) const
+bool Target::connect(Client::WireConnection* connection, QString* error) const
 {
     if (connection->open(QString::fromLatin1(Client::DefaultHost), port))
         return true;
@@ -75,12 +77,12 @@ bool Target::connect(Client::Connection* connection, QString* error) const
     return false;
 }
 
-bool Target::connectIdle(unsigned count, std::vector<Client::Connection>* connections, QString* error) const
+bool Target::connectIdle(unsigned count, std::vector<Client::WireConnection>* connections, QString* error) const
 {
     RequestMaker requests(tableName, Operation::Get, Workload(), 1);
     for (unsigned i = 0; i < count; ++i) {
         QVariantMap reply;
-        Client::Connection& connection = connections->emplace_back();
+        Client::WireConnection& connection = connections->emplace_back();
         if (!connect(&connection, error) || !exchangeWell(connection, requests.at(0), &reply, error))
             return false;
     }
@@ -89,7 +91,7 @@ bool Target::connectIdle(unsigned count, std::vector<Client::Connection>* connec
 
 bool Target::load(const Workload& workload, unsigned clients, QString* error) const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     QVariantMap reply;
     if (!connect(&connection, error) || !exchangeWell(connection, createRequest(tableName), &reply, error))
         return false;
@@ -109,7 +111,7 @@ bool Target::load(const Workload& workload, unsigned clients, QString* error) co
 
 bool Target::check(const Workload& workload, QString* error) const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     return connect(&connection, error) && Checker(connection, tableName, workload, error).run();
 }
 

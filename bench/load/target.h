@@ -3,7 +3,7 @@
 
 #include "common/workload.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <QByteArray>
 #include <QString>
@@ -18,10 +18,11 @@ struct Target {
     int port = Client::DefaultPort;
     QByteArray tableName;
 
-    [[nodiscard]] bool connect(Client::Connection* connection, QString* error) const;
+    [[nodiscard]] bool connect(Client::WireConnection* connection, QString* error) const;
 
     /** Opens so many connections, each of which has had a reply and so is known to the server, and leaves them idle. */
-    [[nodiscard]] bool connectIdle(unsigned count, std::vector<Client::Connection>* connections, QString* error) const;
+    [[nodiscard]] bool connectIdle(unsigned count, std::vector<Client::WireConnection>* connections,
+                                   QString* error) const;
 
     /** Creates the table, puts all items of the workload, in batches over so many connections at once, and counts them.
      */

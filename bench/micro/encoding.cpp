@@ -11,17 +11,17 @@ void makeRecordKey(benchmark::State& state)
     const QByteArray hash = Bench::hashKey(0);
     const QByteArray range = Bench::rangeKey(0);
     for (auto _ : state)
-        benchmark::DoNotOptimize(recordKey(hash, range));
+        benchmark::DoNotOptimize(Records::recordKey(hash, range));
 }
 BENCHMARK(makeRecordKey);
 
 void splitRecordKey(benchmark::State& state)
 {
-    const QByteArray key = recordKey(Bench::hashKey(0), Bench::rangeKey(0));
+    const QByteArray key = Records::recordKey(Bench::hashKey(0), Bench::rangeKey(0));
     QByteArrayView hash;
     QByteArrayView range;
     for (auto _ : state)
-        benchmark::DoNotOptimize(decodeRecordKey(key, &hash, &range));
+        benchmark::DoNotOptimize(Records::decodeRecordKey(key, &hash, &range));
 }
 BENCHMARK(splitRecordKey);
 
@@ -30,7 +30,7 @@ void choosePartition(benchmark::State& state)
 {
     const QByteArray hash(state.range(0), 'h');
     for (auto _ : state)
-        benchmark::DoNotOptimize(partitionOf(hash, PartitionCount));
+        benchmark::DoNotOptimize(Records::partitionOf(hash, PartitionCount));
 }
 BENCHMARK(choosePartition)->Arg(8)->Arg(64)->Arg(1024);
 

@@ -1,6 +1,7 @@
-#include "net/framing.h"
+#include "protocol/framing.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
+#include "protocol/operations.h"
 
 #include <benchmark/benchmark.h>
 
@@ -8,7 +9,7 @@ namespace {
 
 void parseRequestHeader(benchmark::State& state)
 {
-    const QByteArray bytes = Client::frameRequest(Client::fullOperationName("PutItem"), QByteArray(1024, 'x'));
+    const QByteArray bytes = Framing::frameRequest(Operations::fullName("PutItem"), QByteArray(1024, 'x'));
     for (auto _ : state) {
         Framing::RequestHeader header;
         benchmark::DoNotOptimize(
@@ -19,10 +20,10 @@ BENCHMARK(parseRequestHeader);
 
 void frameRequest(benchmark::State& state)
 {
-    const QByteArray name = Client::fullOperationName("PutItem");
+    const QByteArray name = Operations::fullName("PutItem");
     const QByteArray body(1024, 'x');
     for (auto _ : state)
-        benchmark::DoNotOptimize(Client::frameRequest(name, body));
+        benchmark::DoNotOptimize(Framing::frameRequest(name, body));
 }
 BENCHMARK(frameRequest);
 

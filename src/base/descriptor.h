@@ -28,6 +28,8 @@ public:
     bool isOpen() const { return descriptor_ >= 0; }
     /** Negative when there is none. */
     int number() const { return descriptor_; }
+    /** Hands the descriptor over to the caller, who closes it. */
+    [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
 private:
     int descriptor_ = -1;

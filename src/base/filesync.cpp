@@ -1,6 +1,7 @@
 #include "base/filesync.h"
 
 #include "base/descriptor.h"
+#include "base/fileio.h"
 
 #include <cerrno>
 
@@ -10,9 +11,11 @@
 
 namespace fs = std::filesystem;
 
+namespace Base {
+
 int syncToDisk(const fs::path& path)
 {
-    const Base::Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.isOpen())
         return errno;
     return ::fsync(descriptor.number()) == 0 ? 0 : errno;
@@ -31,14 +34,12 @@ int syncTreeToDisk(const fs::path& directory)
 
 int writeToDisk(const fs::path& path, std::string_view bytes)
 {
-    const Base::Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    const Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file.isOpen())
         return errno;
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(file.number(), bytes.data(), bytes.size());
-        if (written < 0)
-            return errno;
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
+    if (const int error = writeAll(file.number(), bytes))
+        return error;
     return ::fsync(file.number()) == 0 ? 0 : errno;
 }
+
+} // namespace Base

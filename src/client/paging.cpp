@@ -1,5 +1,8 @@
 #include "client/paging.h"
 
+#include "protocol/bodies.h"
+#include "protocol/limits.h"
+
 #include <limits>
 #include <utility>
 
@@ -9,51 +12,28 @@ namespace Client {
 
 namespace {
 
-/** A key behind all that begin with `prefix`, unless they go on with as many letters of the greatest kind. */
-QString behindAll(const QString& prefix)
+/** Whether the condition of a query has it walk down. */
+bool walksDown(const QVariantMap& condition)
 {
-    constexpr int MoreThanKeysHave = 1024;
-    return prefix + QString(MoreThanKeysHave, QChar(0xff)); // keys are Latin-1
+    const QString comparison = condition.value(u"ComparisonOperator"_s).toString();
+    return comparison == Bodies::Comparison::AtMost || comparison == Bodies::Comparison::Less;
 }
 
-QVariantMap stringValue(const QString& text)
+QVariantMap conditionOf(const QVariantMap& body)
 {
-    return {{u"S"_s, text}};
+    return body.value(u"RangeKeyCondition"_s).toMap();
 }
 
-/** Whether the conditions of a query have it walk down. */
-bool walksDown(const QVariantMap& body)
+QString firstKeyOf(const QVariantMap& condition)
 {
-    const QVariant comparison = body.value(u"RangeKeyCondition"_s).toMap().value(u"ComparisonOperator"_s);
-    return comparison == u"LE"_s || comparison == u"LT"_s;
+    return condition.value(u"AttributeValueList"_s).toList().value(0).toMap().value(u"S"_s).toString();
 }
 
 } // namespace
 
-QVariantMap rangeCondition(const QString& comparison, const QStringList& keys)
-{
-    QVariantList values;
-    for (const QString& key : keys)
-        values.append(stringValue(key));
-    return {{u"ComparisonOperator"_s, comparison}, {u"AttributeValueList"_s, values}};
-}
-
-QVariantMap allKeysDown()
-{
-    return keysWithPrefix({}, true);
-}
-
-QVariantMap keysWithPrefix(const QString& prefix, bool down)
-{
-    if (down)
-        return rangeCondition(u"LE"_s, {behindAll(prefix)});
-    return prefix.isEmpty() ? rangeCondition(u"GE"_s, {prefix})
-                            : rangeCondition(u"BETWEEN"_s, {prefix, behindAll(prefix)});
-}
-
-Paging::Paging(const QString& operation, QVariantMap body, int limit)
-    : isQuery_(operation == u"Query"_s), isDown_(walksDown(body)), firstLimit_(limit > 0 ? limit : DefaultPageLimit),
-      body_(std::move(body))
+Paging::Paging(const Operations::Operation& operation, QVariantMap body, int limit)
+    : isQuery_(operation == Operations::Query), isDown_(walksDown(conditionOf(body))),
+      bound_(firstKeyOf(conditionOf(body))), firstLimit_(limit > 0 ? limit : Limits::PageItems), body_(std::move(body))
 {
     setLimit(firstLimit_);
 }
@@ -69,15 +49,15 @@ Paging::Next Paging::advance(const QVariantMap& reply)
         setLimit(limit_ > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : limit_ * 2);
         return Next::SamePage;
     }
-    body_.insert(u"ExclusiveStartKey"_s,
-                 QVariantMap{{u"HashKeyElement"_s, stringValue(hash)}, {u"RangeKeyElement"_s, stringValue(range)}});
+    body_.insert(u"ExclusiveStartKey"_s, Bodies::key(hash, range));
     setLimit(firstLimit_);
     return Next::Page;
 }
 
 /**
- * Whether the next page can begin behind a key. A query down whose start key was deleted meanwhile examines the next
- * greater key first, and with a small limit that may be its last. From there, items would come a second time.
+ * Whether the next page can begin behind a key. A query down from a key that does not exist, as the start key was
+ * deleted meanwhile, examines the next greater key first, and with a small limit that may be its last. From there,
+ * items would come a second time.
  */
 bool Paging::leadsOn(const QString& hash, const QString& range) const
 {
@@ -85,7 +65,7 @@ bool Paging::leadsOn(const QString& hash, const QString& range) const
         return false;
     const QVariantMap start = body_.value(u"ExclusiveStartKey"_s).toMap();
     if (start.isEmpty())
-        return true;
+        return !isDown_ || range <= bound_;
     const QString startHash = start.value(u"HashKeyElement"_s).toMap().value(u"S"_s).toString();
     const QString startRange = start.value(u"RangeKeyElement"_s).toMap().value(u"S"_s).toString();
     if (hash == startHash && range == startRange)

@@ -86,7 +86,7 @@ bool readFileLine(std::string_view rest, BackupList* list)
     if (!parse(takeUntil(' ', &rest), 10, &file.size) || !parse(takeUntil(' ', &rest), 16, &file.checksum))
         return false;
     const auto name = unescaped(rest);
-    return name && isBackupFileName(*name) && list->files.emplace(*name, file).second;
+    return name && BackupList::isFileName(*name) && list->files.emplace(*name, file).second;
 }
 
 bool readLine(std::string_view line, BackupList* list)
@@ -120,7 +120,7 @@ std::string bodyOf(const BackupList& list)
 
 } // namespace
 
-bool isBackupFileName(std::string_view name)
+bool BackupList::isFileName(std::string_view name)
 {
     if (name.empty() || name.back() == '/' || name.find('\0') != std::string_view::npos)
         return false;
@@ -132,14 +132,14 @@ bool isBackupFileName(std::string_view name)
     return true;
 }
 
-std::string writeBackupList(const BackupList& list)
+std::string BackupList::write() const
 {
-    std::string text = bodyOf(list);
+    std::string text = bodyOf(*this);
     const std::uint64_t checksum = Checksum::of(text);
-    return text += "end " + std::to_string(list.files.size()) + ' ' + hexadecimal(checksum) + '\n';
+    return text += "end " + std::to_string(files.size()) + ' ' + hexadecimal(checksum) + '\n';
 }
 
-bool readBackupList(std::string_view text, BackupList* list, std::string* error)
+bool BackupList::read(std::string_view text, BackupList* list, std::string* error)
 {
     const auto fail = [error](const char* what) {
         *error = what;
@@ -155,17 +155,17 @@ bool readBackupList(std::string_view text, BackupList* list, std::string* error)
     }
     if (text.empty() || text.back() != '\n')
         return fail(CutOff);
-    BackupList read;
+    BackupList found;
     std::string_view line = takeUntil('\n', &text);
     for (; !text.empty(); line = takeUntil('\n', &text)) {
-        if (!readLine(line, &read))
+        if (!readLine(line, &found))
             return fail(Damaged);
     }
     if (!line.starts_with("end "))
         return fail(CutOff);
     // One form of each list: what would be written again byte for byte is whole, and nothing else is.
-    if (writeBackupList(read) != all)
+    if (found.write() != all)
         return fail(Damaged);
-    *list = std::move(read);
+    *list = std::move(found);
     return true;
 }

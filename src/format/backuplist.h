@@ -48,18 +48,19 @@ struct BackupList {
     std::map<std::string, File> files;
 
     bool operator==(const BackupList&) const = default;
+
+    /** The text of the list; all of its names have to be isFileName(). */
+    std::string write() const;
+
+    /**
+     * Reads a list. False when `text` is not exactly what write() wrote, with `error` set to what is wrong in words
+     * that follow the name of the file, and `list` unchanged.
+     */
+    [[nodiscard]] static bool read(std::string_view text, BackupList* list, std::string* error);
+
+    /** True for a name that a list can hold: relative, and leading nowhere else; no empty part, ".", ".." or zero byte.
+     */
+    static bool isFileName(std::string_view name);
 };
-
-/** True for a name that a list can hold: relative, and leading nowhere else; no empty part, ".", ".." or zero byte. */
-bool isBackupFileName(std::string_view name);
-
-/** The text of a list; all of its names have to be isBackupFileName(). */
-std::string writeBackupList(const BackupList& list);
-
-/**
- * Reads a list. False when `text` is not exactly what writeBackupList() wrote, with `error` set to what is wrong in
- * words that follow the name of the file, and `list` unchanged.
- */
-[[nodiscard]] bool readBackupList(std::string_view text, BackupList* list, std::string* error);
 
 #endif

@@ -3,12 +3,11 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 /**
- * The names in a backup directory, and of log files, for the server that writes them and the tool that restores them.
- * On disk, do not change. Pure; any thread.
+ * The names in a backup directory, for the server that writes them and the tool that restores them. Log files have the
+ * names that they have in an environment (logfiles.h). On disk, do not change. Pure; any thread.
  *
  *     BackupInProgress.tmp          made by whoever asks for a full backup, deleted by the server when that is complete
  *     BackupFiles.list              what the copy consists of (backuplist.h); written when all of it is on disk
@@ -27,20 +26,8 @@ inline constexpr const char* ListDraft = "BackupFiles.list.new";
 inline constexpr const char* LogDirectory = "__log__";
 inline constexpr std::string_view ReplacedSuffix = ".del";
 
-/** The name that Berkeley DB gives to a log file. */
-std::string logFile(std::uint32_t number);
-
-/** The number of a log file by its name; nothing for any other name. */
-std::optional<std::uint32_t> logNumber(std::string_view name);
-
-/** The same for a file of the log directory, where the name may be that of a previous copy. */
+/** The number of a log file in the log directory, also of a previous copy of one; nothing for any other name. */
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name);
-
-/**
- * True for "log." and digits, however many: Berkeley DB takes all of these for log files when it looks for the first
- * and the last one, and never gets done with "log.99999999999".
- */
-bool isTakenForLogFile(std::string_view name);
 
 /** True for the names of a backup's own files and directory. */
 bool isReserved(std::string_view name);

@@ -1,7 +1,15 @@
 #include "format/checksum.h"
 
+#include "base/descriptor.h"
+#include "base/fileio.h"
+
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
+#include <vector>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -45,6 +53,26 @@ void Checksum::add(std::string_view bytes)
     for (const char byte : bytes)
         remainder = (remainder >> 8) ^ Remainders[0][(remainder ^ static_cast<unsigned char>(byte)) & 0xff];
     remainder_ = remainder;
+}
+
+int Checksum::addFile(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size)
+{
+    const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!from.isOpen())
+        return errno;
+    std::vector<char> buffer(256 * 1024);
+    while (size > 0) {
+        const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), size);
+        std::size_t got = 0;
+        if (const int rc = Base::readAt(from.number(), static_cast<off_t>(offset), buffer.data(), wanted, &got))
+            return rc;
+        if (got < wanted)
+            return ENODATA;
+        add({buffer.data(), got});
+        offset += got;
+        size -= got;
+    }
+    return 0;
 }
 
 std::uint64_t Checksum::of(std::string_view bytes)

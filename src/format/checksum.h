@@ -2,6 +2,7 @@
 #define QUORVA_FORMAT_CHECKSUM_H
 
 #include <cstdint>
+#include <filesystem>
 #include <string_view>
 
 /**
@@ -12,6 +13,9 @@ class Checksum {
 public:
     /** Takes the next bytes in; they may come in pieces of any length. */
     void add(std::string_view bytes);
+
+    /** Adds `size` bytes of a file. 0 or an errno value; ENODATA when the file ends before. */
+    [[nodiscard]] int addFile(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size);
 
     /** Of all that was added so far. */
     std::uint64_t value() const { return ~remainder_; }

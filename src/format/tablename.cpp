@@ -1,6 +1,7 @@
 #include "format/tablename.h"
 
 #include "format/backupnames.h"
+#include "format/berkeleydbnames.h"
 
 #include <algorithm>
 
@@ -28,8 +29,7 @@ const char* componentRefusal(std::string_view name)
         return "the table's name has an empty component (\"//\", or \"/\" at its end)";
     if (name == "." || name == "..")
         return "the table's name has a component \".\" or \"..\"";
-    // Berkeley DB also gives files names with "__db" for a moment while it makes or renames them.
-    if (name == "DB_CONFIG" || name.starts_with("__db") || BackupNames::isTakenForLogFile(name))
+    if (BerkeleyDbNames::isReserved(name))
         return "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
     if (BackupNames::isReserved(name))
         return "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups";

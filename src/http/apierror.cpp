@@ -2,6 +2,8 @@
 
 #include "json/jsontext.h"
 
+using namespace Qt::StringLiterals;
+
 namespace Http {
 
 QByteArray fullErrorType(const QByteArray& type)
@@ -11,11 +13,14 @@ QByteArray fullErrorType(const QByteArray& type)
 
 QByteArray errorBody(const QByteArray& type, const QByteArray& message)
 {
-    QByteArray body = "{\"__type\":";
-    Json::appendLatin1(fullErrorType(type), &body);
-    body += ",\"message\":";
-    Json::appendLatin1(message, &body);
-    return body + '}';
+    Json::TextWriter body;
+    body.beginObject();
+    body.name("__type"_L1);
+    body.putLatin1(fullErrorType(type));
+    body.name("message"_L1);
+    body.putLatin1(message);
+    body.endObject();
+    return body.take();
 }
 
 } // namespace Http

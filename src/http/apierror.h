@@ -1,23 +1,22 @@
 #ifndef QUORVA_HTTP_APIERROR_H
 #define QUORVA_HTTP_APIERROR_H
 
+#include "protocol/envelope.h"
+
 #include <QByteArray>
 
 /** The program quorva-http: the server's API over HTTP. */
 namespace Http {
 
-/** In front of an operation's name in "X-Amz-Target", and in the server's frames. */
-inline constexpr const char* TargetPrefix = "DynamoDB_20111205.";
-
-/** The names of the errors that do not come from the server; clients of the API know them. */
+/** The types of errors that are not the server's; clients of the API know them. */
 namespace ErrorType {
+using ErrorTypes::InternalServerError;
 inline constexpr const char* UnknownOperation = "UnknownOperationException";
 inline constexpr const char* Serialization = "SerializationException";
 inline constexpr const char* RequestTooLarge = "RequestTooLargeException";
 inline constexpr const char* AccessDenied = "AccessDeniedException";
 inline constexpr const char* InvalidRequest = "InvalidRequestException";
 inline constexpr const char* ServiceUnavailable = "ServiceUnavailableException";
-inline constexpr const char* InternalServerError = "InternalServerError";
 } // namespace ErrorType
 
 /** "ValidationException" becomes "com.amazonaws.dynamodb.v20111205#ValidationException". */

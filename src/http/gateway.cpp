@@ -1,12 +1,13 @@
 #include "http/gateway.h"
 
+#include "client/rangecondition.h"
 #include "http/apierror.h"
-#include "http/resumedquery.h"
+#include "protocol/bodies.h"
+#include "protocol/operations.h"
+#include "json/canonicaltext.h"
 #include "json/jsonadapter.h"
-#include "json/jsontext.h"
 
 #include <algorithm>
-#include <array>
 
 namespace Http {
 
@@ -14,26 +15,18 @@ namespace {
 
 enum : int { BadRequest = 400, BadGateway = 502, ServiceUnavailable = 503, GatewayTimeout = 504 };
 
-/** What the server has; it would answer any other name like a failure of its own. */
-constexpr std::array Operations{
-    "BatchWriteItem", "CreateTable", "DeleteItem", "DeleteTable", "DescribeTable", "GetItem",
-    "PutItem",        "Query",       "Scan",       "UpdateItem",  "UpdateTable",
-};
-
 Answer errorAnswer(int status, const char* type, const QByteArray& message)
 {
     return {status, {}, errorBody(type, message)};
 }
 
-/** The operation that a target names; empty when it names none of ours. */
-QByteArray operationOf(const QByteArray& target)
+/** The operation that a target names; null for others, which the server would answer like a failure of its own. */
+const Operations::Operation* operationOf(const QByteArray& target)
 {
-    if (!target.startsWith(TargetPrefix))
-        return {};
-    const QByteArray name = target.mid(static_cast<qsizetype>(qstrlen(TargetPrefix)));
-    const bool isKnown =
-        std::any_of(Operations.begin(), Operations.end(), [&](const char* known) { return name == known; });
-    return isKnown ? name : QByteArray();
+    const auto found = std::find_if(Operations::Api.begin(), Operations::Api.end(), [&](const auto& operation) {
+        return operation.isNamed({target.constData(), static_cast<std::size_t>(target.size())});
+    });
+    return found != Operations::Api.end() ? &*found : nullptr;
 }
 
 /** By the parser that the server uses. False when the text is no JSON or no object. */
@@ -60,12 +53,19 @@ bool mayHold(const QByteArray& body, const char* word)
     return body.contains(word) || body.contains("\\u");
 }
 
+/** Whether a body is one of a later page of a query by prefix, which the server could not resume; then it is rewritten.
+ */
+bool makeResumable(QVariantMap* body)
+{
+    return body->contains(QStringLiteral("ExclusiveStartKey")) && Client::replaceBeginsWith(body, false);
+}
+
 /** What the server gets for a body: the same, save for the later pages of some queries. */
-QByteArray serversBody(const QByteArray& operation, const QByteArray& body)
+QByteArray serversBody(const Operations::Operation& operation, const QByteArray& body)
 {
     QVariantMap object;
-    const bool isRewritten =
-        operation == "Query" && mayHold(body, "BEGINS_WITH") && parseObject(body, &object) && makeResumable(&object);
+    const bool isRewritten = operation == Operations::Query && mayHold(body, Bodies::Comparison::BeginsWith) &&
+                             parseObject(body, &object) && makeResumable(&object);
     return isRewritten ? Json::serialize(object) : body;
 }
 
@@ -75,15 +75,15 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
 {
     if (target.isEmpty())
         return errorAnswer(BadRequest, ErrorType::UnknownOperation, "The header X-Amz-Target is missing");
-    const QByteArray operation = operationOf(target);
-    if (operation.isEmpty())
+    const Operations::Operation* const operation = operationOf(target);
+    if (operation == nullptr)
         return errorAnswer(BadRequest, ErrorType::UnknownOperation, "There is no operation " + target);
     if (!isObject(body))
         return errorAnswer(BadRequest, ErrorType::Serialization, "The body is no JSON object");
 
     QByteArray reply;
     QString error;
-    switch (server_.exchange(target, serversBody(operation, body), &reply, &error)) {
+    switch (server_.exchange(target, serversBody(*operation, body), &reply, &error)) {
     case Exchange::NotSent:
         return errorAnswer(ServiceUnavailable, ErrorType::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());
@@ -97,7 +97,7 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
         break;
     }
     Answer answer;
-    if (!translateReply(operation, reply, &answer))
+    if (!translateReply(*operation, reply, &answer))
         return errorAnswer(BadGateway, ErrorType::InternalServerError, "The server's reply has no status");
     return answer;
 }

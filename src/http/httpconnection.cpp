@@ -1,201 +1,403 @@
 #include "http/httpconnection.h"
 
-#include <arpa/inet.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/status.hpp>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <string_view>
 #include <utility>
 
 namespace Http {
 
+namespace asio = boost::asio;
+
 namespace {
 
-/** For a request that is on its way in pieces when the program ends. */
-constexpr std::chrono::milliseconds Grace{1000};
-/** For a client to begin its next request before it counts as idle. */
-constexpr std::chrono::milliseconds Patience{1000};
-/** For a client to close, or to send more, after an answer that ends the connection. */
-constexpr std::chrono::milliseconds Linger{5000};
+using std::chrono::milliseconds;
 
-void describe(int (*name)(int, sockaddr*, socklen_t*), int socket, std::string* ip, int* port)
+/** For a request that is on its way in pieces when the program ends. */
+constexpr milliseconds Grace{1000};
+/** For a client to close, or to send more, after an answer that ends the connection. */
+constexpr milliseconds Linger{5000};
+
+constexpr std::size_t Piece = 4096; // most requests are one
+constexpr std::size_t BodyPiece = 65536;
+constexpr std::size_t LargeBody = 65536;
+
+bool isPlainText(const std::string& text)
 {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (name(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-        return;
-    char text[INET_ADDRSTRLEN] = "";
-    *ip = inet_ntop(AF_INET, &address.sin_addr, text, sizeof text) == nullptr ? "" : text;
-    *port = ntohs(address.sin_port);
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-int pollAll(pollfd* events, nfds_t count, std::chrono::milliseconds limit)
+std::string reasonOf(const Response& response)
 {
-    int ready = 0;
-    do
-        ready = poll(events, count, static_cast<int>(limit.count()));
-    while (ready < 0 && errno == EINTR); // no signal is handled on these threads; the limit begins anew
-    return ready;
+    if (!response.reason.empty() && isPlainText(response.reason))
+        return response.reason;
+    return std::string(boost::beast::http::obsolete_reason(static_cast<boost::beast::http::status>(response.status)));
+}
+
+void appendHeader(std::string_view name, std::string_view value, std::string* head)
+{
+    head->append(name).append(": ").append(value).append("\r\n");
+}
+
+/** The status line and the headers; `connection` is what they say of it, empty for nothing. */
+std::string headOf(const Response& response, std::string_view connection)
+{
+    std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + reasonOf(response) + "\r\n";
+    if (!connection.empty())
+        appendHeader("Connection", connection, &head);
+    appendHeader("Content-Length", std::to_string(response.body.size()), &head);
+    for (const Header& header : response.headers)
+        appendHeader(header.name, header.value, &head);
+    return head += "\r\n";
 }
 
 } // namespace
 
-HttpConnection::HttpConnection(int socket, const ConnectionLimits& limits) : socket_(socket), limits_(limits) {}
+HttpConnection::HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service,
+                               Connections* connections)
+    : limits_(limits), service_(service), connections_(connections), socket_(std::move(socket)),
+      timer_(socket_.get_executor()), input_(limits.request.head + BodyPiece)
+{
+    connections_->add(this);
+}
 
 HttpConnection::~HttpConnection()
 {
-    close(socket_);
+    end();
+    connections_->remove(this);
 }
 
-bool HttpConnection::waitForRequest()
+void HttpConnection::end()
 {
-    if (begin_ != end_)
+    enter(State::Ended);
+    timer_.cancel();
+    leaveBodyRoom();
+    ErrorCode ignored; // the client may be gone
+    socket_.close(ignored);
+}
+
+void HttpConnection::stop()
+{
+    switch (state_) {
+    case State::Idle:
+        if (!hasInput())
+            end();
+        break;
+    case State::Reading:
+    case State::Queued:
+    case State::Inviting:
+        enter(state_, Grace);
+        break;
+    case State::Lingering:
+        end();
+        break;
+    case State::Serving:
+    case State::Writing:
+    case State::Ended:
+        break;
+    }
+}
+
+bool HttpConnection::isIdleSince(milliseconds time) const
+{
+    return state_ == State::Idle && Clock::now() - since_ >= time;
+}
+
+void HttpConnection::enterBodyRoom()
+{
+    hasBodyRoom_ = true;
+    read();
+}
+
+void HttpConnection::enter(State state)
+{
+    if (state_ == State::Idle && state != State::Idle)
+        connections_->leaveIdle(idlePlace_);
+    if (state_ == State::Queued && state != State::Queued)
+        connections_->leaveBodyQueue(this);
+    state_ = state;
+    deadline_ = Never;
+}
+
+/** The same for a state that ends with onTimeout() unless another is entered before. */
+void HttpConnection::enter(State state, milliseconds limit)
+{
+    enter(state);
+    since_ = Clock::now();
+    if (connections_->isStopping() && state != State::Writing && !lastMoment_)
+        lastMoment_ = since_ + Grace;
+    deadline_ = lastMoment_ ? std::min(since_ + limit, *lastMoment_) : since_ + limit;
+    if (deadline_ < alarm_)
+        setAlarm();
+}
+
+/** Deadlines mostly move away before they are reached, so the timer is only set again when it has rung, or is late. */
+void HttpConnection::setAlarm()
+{
+    alarm_ = deadline_;
+    timer_.expires_at(alarm_);
+    timer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
+        if (!error && self->state_ != State::Ended)
+            self->onAlarm();
+    });
+}
+
+void HttpConnection::onAlarm()
+{
+    alarm_ = Never;
+    if (Clock::now() >= deadline_)
+        onTimeout();
+    else if (deadline_ != Never)
+        setAlarm();
+}
+
+void HttpConnection::onTimeout()
+{
+    const bool isInBody = (state_ == State::Reading || state_ == State::Queued) && parser_->hasHead();
+    if (isInBody) {
+        ErrorCode ignored; // nothing may be under way
+        socket_.cancel(ignored);
+        fail(Fault::BodyBroken);
+    } else if (state_ != State::Serving) {
+        end();
+    }
+}
+
+bool HttpConnection::hasInput()
+{
+    ErrorCode ignored; // then there is none
+    return socket_.available(ignored) > 0;
+}
+
+void HttpConnection::waitForRequest()
+{
+    parser_.emplace(limits_.request);
+    requestIsWhole_ = false;
+    if (input_.size() > 0) {
+        enter(State::Reading, limits_.transfer);
+        // Others come first: a client may send very much at once.
+        asio::post(socket_.get_executor(), [self = shared_from_this()] {
+            if (self->state_ == State::Reading)
+                self->parse();
+        });
+        return;
+    }
+    if (connections_->isStopping() && !hasInput()) {
+        end();
+        return;
+    }
+    input_.shrink_to_fit(); // idle clients may be many
+    enter(State::Idle, limits_.keepAlive);
+    idlePlace_ = connections_->enterIdle(this);
+    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](const ErrorCode&) {
+        if (self->state_ == State::Idle)
+            self->read();
+    });
+}
+
+void HttpConnection::read()
+{
+    if (!hasRoomForBody()) {
+        enter(State::Queued);
+        connections_->queueForBodyRoom(shared_from_this());
+        return;
+    }
+    enter(State::Reading, limits_.transfer);
+    const std::size_t piece = parser_->hasHead() ? BodyPiece : Piece;
+    socket_.async_read_some(input_.prepare(std::min(piece, input_.max_size() - input_.size())),
+                            [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
+                                if (self->state_ == State::Reading)
+                                    self->onRead(error, size);
+                            });
+}
+
+void HttpConnection::onRead(const ErrorCode& error, std::size_t size)
+{
+    if (!error) {
+        input_.commit(size);
+        parse();
+    } else if (parser_->hasHead()) {
+        fail(Fault::BodyBroken);
+    } else {
+        end();
+    }
+}
+
+/** Takes what there is, up to the end of the request; more is read when it has not come. */
+void HttpConnection::parse()
+{
+    const bool hadHead = parser_->hasHead();
+    input_.consume(parser_->parse({static_cast<const char*>(input_.data().data()), input_.size()}));
+    if (parser_->fault())
+        fail(*parser_->fault());
+    else if (parser_->hasHead() && !hadHead && !beginBody())
+        return;
+    else if (parser_->isWhole())
+        serve();
+    else if (parser_->hasHead() && !hadHead && input_.size() > 0)
+        parse();
+    else
+        read();
+}
+
+/** False when the request is not to be read on. */
+bool HttpConnection::beginBody()
+{
+    if (std::optional<Response> refusal = service_->refuse(parser_->head()))
+        answer(std::move(*refusal));
+    else if (parser_->isTooLong())
+        fail(Fault::BodyTooLarge);
+    else if (parser_->expectsContinue() && !parser_->isWhole())
+        inviteBody();
+    else
         return true;
-    // A client that is about to send is not to find a closed connection, however many others wait.
-    std::array<pollfd, 3> events{
-        {{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}, {limits_.crowd->descriptor(), POLLIN, 0}}};
-    const int ready = pollAll(events.data(), 2, std::min(limits_.keepAlive, Patience));
-    while (ready == 0) {
-        if (pollAll(events.data(), events.size(), limits_.keepAlive) <= 0)
-            return false;
-        if (events[0].revents != 0 || events[1].revents != 0)
-            break;
-        if (limits_.crowd->makeRoom()) // else another connection was quicker
-            return false;
-    }
-    return events[0].revents != 0;
+    return false;
 }
 
-void HttpConnection::finish()
+void HttpConnection::inviteBody()
 {
-    (void)shutdown(socket_, SHUT_WR); // ignored: the client may be gone
-    const auto end = std::chrono::steady_clock::now() + limits_.transfer;
-    for (;;) {
-        std::array<pollfd, 2> events{{{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}}};
-        if (pollAll(events.data(), events.size(), Linger) <= 0 || events[1].revents != 0 || fill() <= 0 ||
-            std::chrono::steady_clock::now() >= end)
+    static constexpr std::string_view Invitation = "HTTP/1.1 100 Continue\r\n\r\n";
+    enter(State::Inviting, limits_.transfer);
+    asio::async_write(socket_, asio::buffer(Invitation),
+                      [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+                          if (self->state_ != State::Inviting)
+                              return;
+                          if (error)
+                              self->end();
+                          else if (self->input_.size() > 0)
+                              self->parse();
+                          else
+                              self->read();
+                      });
+}
+
+/** Bodies that take much memory are let in only so many at once. */
+bool HttpConnection::hasRoomForBody()
+{
+    if (!hasBodyRoom_ && parser_->bodySize() > LargeBody)
+        hasBodyRoom_ = connections_->takeBodyRoom();
+    return hasBodyRoom_ || parser_->bodySize() <= LargeBody;
+}
+
+void HttpConnection::leaveBodyRoom()
+{
+    if (std::exchange(hasBodyRoom_, false))
+        connections_->giveBodyRoom();
+}
+
+void HttpConnection::serve()
+{
+    requestIsWhole_ = true;
+    if (parser_->isTooLarge()) {
+        fail(Fault::BodyTooLarge);
+        return;
+    }
+    enter(State::Serving);
+    // Until the connection is settled nothing else touches it: sending the answer here saves the client a switch of
+    // threads. The guard keeps the event loop from ending before.
+    service_->serve(parser_->head(), parser_->takeBody(),
+                    [self = shared_from_this(),
+                     guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
+                        self->compose(std::move(response));
+                        self->send();
+                        asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
+                        guard.reset();
+                    });
+}
+
+void HttpConnection::fail(Fault fault)
+{
+    answer(service_->faultResponse(fault));
+}
+
+void HttpConnection::answer(Response&& response)
+{
+    compose(std::move(response));
+    lastMoment_.reset();
+    write();
+}
+
+void HttpConnection::compose(Response&& response)
+{
+    const RequestHead& request = parser_->head();
+    isLast_ = !requestIsWhole_ || !request.isKeptAlive || connections_->isStopping() || connections_->isAwaited();
+    response_ = std::move(response);
+    head_ = headOf(response_, isLast_ ? "close" : request.isOld ? "keep-alive" : "");
+    const std::size_t bodySize = request.method == "HEAD" ? 0 : static_cast<std::size_t>(response_.body.size());
+    output_ = boost::beast::buffers_suffix<std::array<asio::const_buffer, 2>>(
+        {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});
+}
+
+/** As much as the client takes at once. */
+void HttpConnection::send()
+{
+    output_.consume(socket_.write_some(output_, sendError_));
+}
+
+/** Goes on where sending ended: with the rest when the client takes more, or with what comes after the answer. */
+void HttpConnection::settle()
+{
+    if (sendError_ && sendError_ != asio::error::would_block) {
+        end();
+    } else if (asio::buffer_size(output_) == 0) {
+        onWritten();
+    } else {
+        enter(State::Writing, limits_.transfer);
+        socket_.async_wait(Socket::wait_write, [self = shared_from_this()](const ErrorCode&) {
+            if (self->state_ == State::Writing)
+                self->write();
+        });
+    }
+}
+
+void HttpConnection::write()
+{
+    send();
+    settle();
+}
+
+void HttpConnection::onWritten()
+{
+    leaveBodyRoom();
+    response_ = {};
+    if (!isLast_)
+        waitForRequest();
+    else if (requestIsWhole_)
+        end();
+    else
+        linger();
+}
+
+/**
+ * Lets the client get the answer even while it still sends: a socket that is closed on unread bytes takes the answer
+ * back.
+ */
+void HttpConnection::linger()
+{
+    ErrorCode error;
+    if (!lastMoment_) { // it begins
+        socket_.shutdown(Socket::shutdown_send, error);
+        lastMoment_ = Clock::now() + limits_.transfer;
+        input_.clear();
+    }
+    if (error || connections_->isStopping()) {
+        end();
+        return;
+    }
+    enter(State::Lingering, Linger);
+    socket_.async_read_some(input_.prepare(Piece), [self = shared_from_this()](const ErrorCode& failure, std::size_t) {
+        if (self->state_ != State::Lingering)
             return;
-    }
-}
-
-bool HttpConnection::is_readable() const
-{
-    return begin_ != end_ || waitFor(POLLIN, limits_.transfer);
-}
-
-bool HttpConnection::is_writable() const
-{
-    return waitFor(POLLOUT, limits_.transfer);
-}
-
-ssize_t HttpConnection::read(char* data, size_t size)
-{
-    if (headLeft_ == 0)
-        return -1;
-    if (begin_ == end_) {
-        if (!waitForBytes())
-            return -1;
-        if (const ssize_t received = fill(); received <= 0)
-            return received;
-    }
-    const std::size_t taken = std::min({size, end_ - begin_, headLeft_});
-    std::memcpy(data, buffer_.data() + begin_, taken);
-    begin_ += taken;
-    if (headLeft_ != Unlimited)
-        headLeft_ -= taken;
-    return static_cast<ssize_t>(taken);
-}
-
-void HttpConnection::setReason(const std::string& reason)
-{
-    const bool isText = std::all_of(reason.begin(), reason.end(), [](char c) { return c >= ' ' && c <= '~'; });
-    reason_ = isText ? reason : std::string();
-}
-
-ssize_t HttpConnection::write(const char* data, size_t size)
-{
-    // The library writes the head of an answer in one piece: "HTTP/1.1 400 Bad Request" and so on.
-    constexpr std::string_view Version = "HTTP/1.1 ";
-    constexpr std::size_t BeforeReason = Version.size() + 4;
-    const std::string_view bytes(data, size);
-    if (const std::string reason = std::exchange(reason_, {}); !reason.empty() && bytes.starts_with(Version)) {
-        const std::size_t lineEnd = std::min(bytes.find("\r\n"), bytes.size());
-        std::string head(bytes.substr(0, std::min(BeforeReason, lineEnd)));
-        head.append(reason).append(bytes.substr(lineEnd));
-        return sendAll(head) ? static_cast<ssize_t>(size) : -1;
-    }
-    return sendSome(data, size);
-}
-
-bool HttpConnection::sendAll(const std::string& bytes)
-{
-    for (std::size_t sent = 0; sent < bytes.size();) {
-        const ssize_t n = sendSome(bytes.data() + sent, bytes.size() - sent);
-        if (n <= 0)
-            return false;
-        sent += static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-ssize_t HttpConnection::sendSome(const char* data, size_t size)
-{
-    for (;;) {
-        const ssize_t sent = send(socket_, data, size, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent >= 0 || (errno != EAGAIN && errno != EINTR))
-            return sent;
-        if (errno == EAGAIN && !waitFor(POLLOUT, limits_.transfer))
-            return -1;
-    }
-}
-
-void HttpConnection::get_remote_ip_and_port(std::string& ip, int& port) const
-{
-    describe(getpeername, socket_, &ip, &port);
-}
-
-void HttpConnection::get_local_ip_and_port(std::string& ip, int& port) const
-{
-    describe(getsockname, socket_, &ip, &port);
-}
-
-/** False when the limit is over. Errors of the socket count as events: the next call on it tells. */
-bool HttpConnection::waitFor(short events, std::chrono::milliseconds limit) const
-{
-    pollfd event{socket_, events, 0};
-    return pollAll(&event, 1, limit) > 0;
-}
-
-/** The same for the next bytes of a request, which has little time left once the program ends. */
-bool HttpConnection::waitForBytes()
-{
-    using std::chrono::steady_clock;
-    if (!lastMoment_) {
-        std::array<pollfd, 2> events{{{socket_, POLLIN, 0}, {limits_.stopping, POLLIN, 0}}};
-        if (pollAll(events.data(), events.size(), limits_.transfer) <= 0)
-            return false;
-        if (events[1].revents == 0)
-            return true;
-        lastMoment_ = steady_clock::now() + Grace;
-    }
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*lastMoment_ - steady_clock::now());
-    return waitFor(POLLIN, std::max(left, std::chrono::milliseconds(0)));
-}
-
-/** Receives what is there into the empty buffer. */
-ssize_t HttpConnection::fill()
-{
-    ssize_t received = 0;
-    do
-        received = recv(socket_, buffer_.data(), buffer_.size(), 0);
-    while (received < 0 && errno == EINTR);
-    begin_ = 0;
-    end_ = received > 0 ? static_cast<std::size_t>(received) : 0;
-    return received;
+        if (failure)
+            self->end();
+        else
+            self->linger();
+    });
 }
 
 } // namespace Http

@@ -1,84 +1,117 @@
 #ifndef QUORVA_HTTP_HTTPCONNECTION_H
 #define QUORVA_HTTP_HTTPCONNECTION_H
 
-#include "http/workerpool.h"
+#include "http/connections.h"
+#include "http/httplimits.h"
+#include "http/requestparser.h"
 
-#include <httplib.h>
+#include <boost/asio/basic_waitable_timer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/buffers_suffix.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
 
 #include <array>
 #include <chrono>
-#include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace Http {
 
-/** How long a client may take, and what tells its connection to end early. */
-struct ConnectionLimits {
-    std::chrono::milliseconds keepAlive{}; // for the next request to begin
-    std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to take some of an answer
-    std::size_t headBytes = 0;             // a request line and its headers
-    int stopping = -1;                     // eventfd that is readable once the program ends
-    Crowd* crowd = nullptr;                // not owned
-};
-
-/** A client's connection as the HTTP library reads and writes it. For one thread. */
-class HttpConnection : public httplib::Stream {
+/**
+ * A client's connection: one request after the other, each answered before the next is read. Lives as long as one of
+ * its operations is under way. For the transport's thread, which it never makes wait; while the service has a request,
+ * the thread that answers has the connection.
+ */
+class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 public:
-    /** Takes the socket over. */
-    HttpConnection(int socket, const ConnectionLimits& limits);
-    ~HttpConnection() override;
+    using Executor = boost::asio::io_context::executor_type;
+    using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, Executor>;
+
+    /** Takes the socket over. The limits, the service and the other connections outlive this object. */
+    HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service, Connections* connections);
+    ~HttpConnection();
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
-    /**
-     * Waits until a request begins; false when none will, or when the client lets too much time pass while others wait.
-     * One that is there is served even if it is time to end.
-     */
-    [[nodiscard]] bool waitForRequest();
+    void start() { waitForRequest(); }
+    /** Closes it, whatever it does. */
+    void end();
+    /** The program ends: what has come is answered, what still comes is given a moment. */
+    void stop();
 
-    /** A request's head begins, of which only so much is read as the limits allow; it is complete. */
-    void beginHead() { headLeft_ = limits_.headBytes; }
-    void endHead() { headLeft_ = Unlimited; }
-
-    /**
-     * Puts `reason` behind the status in the head of the next answer, where the library knows only its own texts. No
-     * text, or one that a status line cannot have, leaves those.
-     */
-    void setReason(const std::string& reason);
-
-    /**
-     * Ends the connection so that the client gets the latest answer even while it still sends: a socket that is closed
-     * on unread bytes takes the answer back.
-     */
-    void finish();
-
-    bool is_readable() const override;
-    bool is_writable() const override;
-    /** As the library wants them: below 0 for a failure, 0 at the end of the stream. */
-    ssize_t read(char* data, size_t size) override;
-    ssize_t write(const char* data, size_t size) override;
-    void get_remote_ip_and_port(std::string& ip, int& port) const override;
-    void get_local_ip_and_port(std::string& ip, int& port) const override;
-    socket_t socket() const override { return socket_; }
+    /** It waits for a request, and has for so long. */
+    bool isIdleSince(std::chrono::milliseconds time) const;
+    /** There is room for its body. */
+    void enterBodyRoom();
 
 private:
-    static constexpr std::size_t Unlimited = static_cast<std::size_t>(-1);
+    using Clock = std::chrono::steady_clock;
+    using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
+    using ErrorCode = boost::system::error_code;
 
-    bool waitFor(short events, std::chrono::milliseconds limit) const;
-    bool waitForBytes();
-    ssize_t fill();
-    bool sendAll(const std::string& bytes);
-    ssize_t sendSome(const char* data, size_t size);
+    /** What it waits for. */
+    enum class State {
+        Idle,      // a request's first bytes
+        Reading,   // more of it
+        Queued,    // room for its body
+        Inviting,  // the client to be told that it may send its body
+        Serving,   // the service's answer
+        Writing,   // the client to take the answer
+        Lingering, // the client to stop sending after an answer that ends the connection
+        Ended,
+    };
 
-    const int socket_;
-    const ConnectionLimits& limits_;
-    std::array<char, 4096> buffer_;
-    std::size_t begin_ = 0; // of what was received and not read
-    std::size_t end_ = 0;
-    std::size_t headLeft_ = Unlimited;                                // bytes
-    std::string reason_;                                              // for the next head that is written
-    std::optional<std::chrono::steady_clock::time_point> lastMoment_; // to read, once the program ends
+    void enter(State state);
+    void enter(State state, std::chrono::milliseconds limit);
+    void setAlarm();
+    void onAlarm();
+    void onTimeout();
+    bool hasInput();
+
+    void waitForRequest();
+    void read();
+    void onRead(const ErrorCode& error, std::size_t size);
+    void parse();
+    bool beginBody();
+    void inviteBody();
+    bool hasRoomForBody();
+    void leaveBodyRoom();
+
+    void serve();
+    void fail(Fault fault);
+    void answer(Response&& response);
+    void compose(Response&& response);
+    void write();
+    void send();
+    void settle();
+    void onWritten();
+    void linger();
+
+    const HttpLimits& limits_;
+    HttpService* const service_;
+    Connections* const connections_;
+    Socket socket_;
+    Timer timer_;
+    State state_ = State::Ended;
+    static constexpr Clock::time_point Never = Clock::time_point::max();
+    Clock::time_point since_;                     // of the state
+    Clock::time_point deadline_ = Never;          // of the state
+    Clock::time_point alarm_ = Never;             // of the timer; not after the deadline
+    std::optional<Clock::time_point> lastMoment_; // to read anything
+    Connections::IdlePlace idlePlace_;            // while it is idle
+    bool hasBodyRoom_ = false;
+
+    boost::beast::flat_buffer input_;     // that was not parsed
+    std::optional<RequestParser> parser_; // of the request that is read or served
+    bool requestIsWhole_ = false;         // it was read to its end, so that the connection can carry another
+
+    Response response_;
+    std::string head_;                                                              // of the response
+    boost::beast::buffers_suffix<std::array<boost::asio::const_buffer, 2>> output_; // what is left of the two
+    bool isLast_ = false;                                                           // it ends the connection
+    ErrorCode sendError_;                                                           // of the latest attempt
 };
 
 } // namespace Http

@@ -1,66 +1,65 @@
 #ifndef QUORVA_HTTP_HTTPSERVER_H
 #define QUORVA_HTTP_HTTPSERVER_H
 
-#include "http/allowedhosts.h"
-#include "http/gateway.h"
+#include "http/connections.h"
+#include "http/crew.h"
 #include "http/httpconnection.h"
-#include "peer/allowedusers.h"
+#include "http/httplimits.h"
+#include "http/httpservice.h"
 
-#include <httplib.h>
-
-#include <chrono>
-#include <cstddef>
-#include <latch>
+#include <boost/asio/basic_socket_acceptor.hpp>
+#include <boost/asio/basic_waitable_timer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
 
 namespace Http {
 
-/** What clients may use up. */
-struct HttpLimits {
-    int threads = 0;                       // connections that are served at once
-    std::size_t bodyBytes = 0;             // of a request, unpacked
-    std::chrono::milliseconds keepAlive{}; // for the next request of a connection to begin
-    std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to take some of an answer
-};
-
 /**
- * Serves the API on a port of 127.0.0.1: POST / is handed to the gateway, everything else is refused. Reading and
- * writing HTTP is the library's work; the connections are ours, because the library's own loop leaves idle ones in
- * place when others wait, or when it is to end.
+ * Speaks HTTP on a port of 127.0.0.1 and has a service answer the requests. One event loop accepts all connections,
+ * reads all requests and writes all answers; a connection that waits costs nothing but its memory. The loop is run by
+ * one thread of a crew at a time, which the other classes of the transport call its thread.
  */
-class HttpServer : private httplib::Server {
+class HttpServer {
 public:
-    /** The gateway and the users who may connect are the caller's and outlive this object. */
-    HttpServer(const HttpLimits& limits, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users);
-    ~HttpServer() override;
+    /** The service and the crew are the caller's and outlive this object. The crew runs nothing else. */
+    HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
     /** Takes a port, or with 0 any that is free. The port; -1 when it cannot be had, and errno tells why. */
     [[nodiscard]] int bind(int port);
 
-    /** Serves until `stop`; false when the listening socket failed. Requests under way are answered before it returns.
+    /**
+     * Serves until endRun(), after bind(). False when the listening socket failed, and errno tells why. Requests under
+     * way are answered before it returns.
      */
     [[nodiscard]] bool run();
 
-    /** Ends `run`, or waits for it to begin and then ends it. Once, from any thread. */
+    /** Ends run(), or has it end as soon as it begins. Any thread. */
     void endRun();
 
 private:
-    bool process_and_close_socket(socket_t socket) override;
-    void serveConnection(HttpConnection* connection);
-    bool isForeign(const httplib::Request& request, httplib::Response& response) const;
-    void completeHeaders(httplib::Response* response);
-    void answer(const httplib::Request& request, httplib::Response& response, const httplib::ContentReader& readBody);
-    int expectBody(const httplib::Request& request, httplib::Response& response) const;
+    using Clock = std::chrono::steady_clock;
+    using Executor = boost::asio::io_context::executor_type;
+    using Acceptor = boost::asio::basic_socket_acceptor<boost::asio::ip::tcp, Executor>;
+    using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
+    using ErrorCode = boost::system::error_code;
+
+    bool step();
+    void waitForClient();
+    void accept();
+    void begin(HttpConnection::Socket&& socket);
+    void makeRoom();
+    void fail(int error);
 
     const HttpLimits limits_;
-    Gateway* const gateway_;
-    AllowedUsers* const users_;
-    AllowedHosts hosts_; // complete once the port is known
-    const int stopping_; // eventfd, see ConnectionLimits
-    Crowd crowd_;
-    const ConnectionLimits connectionLimits_;
-    std::latch running_{1};
+    HttpService* const service_;
+    Crew* const crew_;
+    Connections connections_;
+    boost::asio::io_context loop_{1}; // for one thread at a time; holds the connections
+    Acceptor acceptor_{loop_.get_executor()};
+    Timer pause_{loop_.get_executor()};
+    int error_ = 0; // of the listening socket
 };
 
 } // namespace Http

@@ -1,12 +1,15 @@
-#include "client/standarddescriptors.h"
+#include "base/standarddescriptors.h"
+#include "http/apiservice.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -59,7 +62,7 @@ void declare(Options* options, CLI::App* app)
     app->add_option("--receive-timeout", options->receiveSeconds, "Seconds to wait for the server's reply")
         ->check(seconds)
         ->capture_default_str();
-    app->add_option("--threads", options->threads, "HTTP connections that are served at once")
+    app->add_option("--threads", options->threads, "Requests that are with the server at once")
         ->check(CLI::Range(1, 4096))
         ->capture_default_str();
     app->add_option("--max-body", options->bodyBytes, "Bytes that the body of a request may have")
@@ -110,6 +113,20 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
     _exit(ExitFailed);
 }
 
+/** As many connections as descriptors allow, beside those to the server and some for everything else. */
+std::size_t connectionLimit(int threads)
+{
+    constexpr rlim_t Others = 32;
+    constexpr rlim_t Fewest = 16;
+    rlimit descriptors{};
+    (void)getrlimit(RLIMIT_NOFILE, &descriptors); // ignored: it only fails for an unknown resource
+    descriptors.rlim_cur = descriptors.rlim_max;
+    (void)setrlimit(RLIMIT_NOFILE, &descriptors); // ignored: the limit that stays is asked for
+    (void)getrlimit(RLIMIT_NOFILE, &descriptors);
+    const rlim_t taken = static_cast<rlim_t>(threads) + Others;
+    return static_cast<std::size_t>(std::max(descriptors.rlim_cur, taken + Fewest) - taken);
+}
+
 int serve(const Options& options, AllowedUsers* users)
 {
     using std::chrono::seconds;
@@ -118,14 +135,21 @@ int serve(const Options& options, AllowedUsers* users)
     Http::AllowedHosts hosts;
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
-    Http::HttpServer server(
-        {options.threads, options.bodyBytes, seconds(options.keepAliveSeconds), seconds(options.transferSeconds)},
-        std::move(hosts), &gateway, users);
+    Http::Crew crew(options.threads);
+    Http::ApiService service(options.bodyBytes, std::move(hosts), &gateway, users, &crew);
+    Http::HttpLimits limits;
+    limits.request.body = options.bodyBytes;
+    limits.connections = connectionLimit(options.threads);
+    limits.largeBodies = static_cast<std::size_t>(options.threads);
+    limits.keepAlive = seconds(options.keepAliveSeconds);
+    limits.transfer = seconds(options.transferSeconds);
+    Http::HttpServer server(limits, &service, &crew);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
         return ExitFailed;
     }
+    service.setPort(port);
     std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
                  options.port);
 
@@ -147,7 +171,7 @@ int serve(const Options& options, AllowedUsers* users)
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
-    Client::openStandardDescriptors();
+    Base::openStandardDescriptors();
     std::set_terminate(giveUp);
     // Before there is any thread, so that only the one that waits for them gets them.
     const sigset_t ending = endingSignals();

@@ -1,9 +1,11 @@
 #include "http/replytext.h"
 
 #include "http/apierror.h"
-#include "json/jsonadapter.h"
+#include "protocol/envelope.h"
 #include "json/jsonmembers.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 #include <optional>
 
@@ -13,14 +15,7 @@ namespace Http {
 
 namespace {
 
-enum { StatusOk = 200, SmallestStatus = 200, LargestStatus = 599 };
-
-void appendMember(QByteArrayView name, QByteArrayView value, QByteArray* object)
-{
-    if (!object->endsWith('{'))
-        object->append(',');
-    object->append(name).append(':').append(value);
-}
+enum { SmallestStatus = 200, LargestStatus = 599 };
 
 QByteArray stringOf(QByteArrayView json)
 {
@@ -28,26 +23,31 @@ QByteArray stringOf(QByteArrayView json)
     return Json::parse(json.toByteArray(), &value) ? value.toString().toLatin1() : QByteArray();
 }
 
-QByteArray quoted(QByteArrayView latin1)
+void putString(QByteArrayView json, Json::TextWriter* out)
 {
-    QByteArray text;
-    Json::appendLatin1(latin1, &text);
-    return text;
+    out->beginObject();
+    out->name("S"_L1);
+    out->put(json);
+    out->endObject();
 }
 
-/** The object's text with each member that is a bare string wrapped; what is no object comes back as it is. */
-QByteArray wrapStrings(QByteArrayView object)
+/** An object with each member that is a bare string wrapped; what is no object stays as it is. */
+void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
 {
     std::vector<Json::Member> members;
-    if (!Json::findMembers(object, &members))
-        return object.toByteArray();
-    QByteArray text = "{";
-    for (const Json::Member& member : members) {
-        const bool isBare = member.value.startsWith('"');
-        appendMember(member.nameText,
-                     isBare ? "{\"S\":" + member.value.toByteArray() + '}' : member.value.toByteArray(), &text);
+    if (!Json::findMembers(object, &members)) {
+        out->put(object);
+        return;
     }
-    return text + '}';
+    out->beginObject();
+    for (const Json::Member& member : members) {
+        out->nameText(member.nameText);
+        if (member.value.startsWith('"'))
+            putString(member.value, out);
+        else
+            out->put(member.value);
+    }
+    out->endObject();
 }
 
 /** The envelope's two members; a status that HTTP has no room for counts as none. */
@@ -60,9 +60,9 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 {
     Envelope envelope;
     for (const Json::Member& member : members) {
-        if (member.name == u"__rcstr"_s)
+        if (member.name == Envelopes::outcomeName())
             envelope.outcome = stringOf(member.value);
-        if (member.name != u"__rc"_s)
+        if (member.name != Envelopes::codeName())
             continue;
         bool isNumber = false;
         const int status = member.value.toByteArray().toInt(&isNumber);
@@ -74,47 +74,66 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 
 class BodyWriter {
 public:
-    BodyWriter(const QByteArray& operation, bool isError) : operation_(operation), isError_(isError) {}
+    BodyWriter(const Operations::Operation& operation, bool isError) : operation_(operation), isError_(isError)
+    {
+        text_.beginObject();
+    }
 
     void add(const Json::Member& member)
     {
-        if (member.name == u"__rc"_s || member.name == u"__rcstr"_s)
+        if (member.name == Envelopes::codeName() || member.name == Envelopes::outcomeName())
             return;
-        hasType_ |= member.name == u"__type"_s;
-        hasMessage_ |= member.name == u"message"_s;
-        appendMember(member.nameText, valueOf(member), &text_);
+        text_.nameText(member.nameText);
+        if (isError_)
+            putErrorValue(member);
+        else if (holdsKeys(member))
+            putWithWrappedStrings(member.value, &text_);
+        else
+            text_.put(member.value);
     }
 
     QByteArray finish(const QByteArray& outcome)
     {
-        if (isError_ && !hasType_)
-            appendMember("\"__type\"", quoted(fullErrorType(ErrorType::InternalServerError)), &text_);
-        if (isError_ && !hasMessage_)
-            appendMember("\"message\"", quoted(outcome), &text_);
-        return text_ + '}';
+        if (isError_ && !hasType_) {
+            text_.nameText(Json::serialize(Envelopes::typeName()));
+            text_.putLatin1(fullErrorType(ErrorType::InternalServerError));
+        }
+        if (isError_ && !hasMessage_) {
+            text_.nameText(Json::serialize(Envelopes::messageName()));
+            text_.putLatin1(outcome);
+        }
+        text_.endObject();
+        return text_.take();
     }
 
 private:
-    QByteArray valueOf(const Json::Member& member) const
+    void putErrorValue(const Json::Member& member)
     {
-        if (isError_)
-            return member.name == u"__type"_s ? quoted(fullErrorType(stringOf(member.value)))
-                                              : member.value.toByteArray();
-        const bool holdsKeys =
-            member.name == u"LastEvaluatedKey"_s || (member.name == u"Attributes"_s && operation_ == "UpdateItem");
-        return holdsKeys ? wrapStrings(member.value) : member.value.toByteArray();
+        const bool isType = member.name == Envelopes::typeName();
+        hasType_ |= isType;
+        hasMessage_ |= member.name == Envelopes::messageName();
+        if (isType)
+            text_.putLatin1(fullErrorType(stringOf(member.value)));
+        else
+            text_.put(member.value);
     }
 
-    const QByteArray& operation_;
+    bool holdsKeys(const Json::Member& member) const
+    {
+        return member.name == u"LastEvaluatedKey"_s ||
+               (member.name == u"Attributes"_s && operation_ == Operations::UpdateItem);
+    }
+
+    const Operations::Operation& operation_;
     const bool isError_;
-    QByteArray text_ = "{";
+    Json::TextWriter text_;
     bool hasType_ = false;
     bool hasMessage_ = false;
 };
 
 } // namespace
 
-bool translateReply(const QByteArray& operation, const QByteArray& reply, Answer* answer)
+bool translateReply(const Operations::Operation& operation, const QByteArray& reply, Answer* answer)
 {
     std::vector<Json::Member> members;
     if (!Json::findMembers(reply, &members))
@@ -122,7 +141,7 @@ bool translateReply(const QByteArray& operation, const QByteArray& reply, Answer
     const Envelope envelope = envelopeOf(members);
     if (!envelope.status)
         return false;
-    BodyWriter body(operation, *envelope.status != StatusOk);
+    BodyWriter body(operation, *envelope.status != Envelopes::SuccessCode);
     for (const Json::Member& member : members)
         body.add(member);
     *answer = {*envelope.status, envelope.outcome, body.finish(envelope.outcome)};

@@ -1,5 +1,7 @@
 #include "http/serverpool.h"
 
+#include "protocol/framing.h"
+
 #include <poll.h>
 
 #include <utility>
@@ -9,7 +11,7 @@ namespace Http {
 namespace {
 
 /** True when the server has closed the connection or sent something unasked, or a receive would fail. */
-bool hasNews(const Client::Connection& connection)
+bool hasNews(const Client::WireConnection& connection)
 {
     pollfd events{connection.socketDescriptor(), POLLIN | POLLRDHUP, 0};
     return poll(&events, 1, 0) != 0;
@@ -19,13 +21,13 @@ bool hasNews(const Client::Connection& connection)
 
 Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error)
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     if (!takeIdle(&connection) && !connect(&connection)) {
         *error = connection.error();
         return Exchange::NotSent;
     }
     // A send that fails has not handed all bytes over, and the server begins with a request when it is whole.
-    if (!connection.send(Client::frameRequest(operation, body))) {
+    if (!connection.send(Framing::frameRequest(operation, body))) {
         *error = connection.error();
         return Exchange::NotSent;
     }
@@ -37,7 +39,7 @@ Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& bod
     return Exchange::Done;
 }
 
-bool ServerPool::takeIdle(Client::Connection* connection)
+bool ServerPool::takeIdle(Client::WireConnection* connection)
 {
     const std::lock_guard lock(mutex_);
     while (!idle_.empty()) {
@@ -49,14 +51,14 @@ bool ServerPool::takeIdle(Client::Connection* connection)
     return false;
 }
 
-bool ServerPool::connect(Client::Connection* connection) const
+bool ServerPool::connect(Client::WireConnection* connection) const
 {
     connection->setConnectTimeout(options_.connectTimeout);
     connection->setReceiveTimeout(options_.receiveTimeout);
     return connection->open(options_.host, options_.port);
 }
 
-void ServerPool::giveBack(Client::Connection&& connection)
+void ServerPool::giveBack(Client::WireConnection&& connection)
 {
     const std::lock_guard lock(mutex_);
     idle_.push_back(std::move(connection));

@@ -1,7 +1,7 @@
 #ifndef QUORVA_HTTP_SERVERPOOL_H
 #define QUORVA_HTTP_SERVERPOOL_H
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 
 #include <mutex>
 #include <vector>
@@ -45,13 +45,13 @@ public:
                                     QString* error);
 
 private:
-    bool takeIdle(Client::Connection* connection);
-    bool connect(Client::Connection* connection) const;
-    void giveBack(Client::Connection&& connection);
+    bool takeIdle(Client::WireConnection* connection);
+    bool connect(Client::WireConnection* connection) const;
+    void giveBack(Client::WireConnection&& connection);
 
     const ServerOptions options_;
     std::mutex mutex_;
-    std::vector<Client::Connection> idle_; // guarded by mutex_; the one used last is taken first
+    std::vector<Client::WireConnection> idle_; // guarded by mutex_; the one used last is taken first
 };
 
 } // namespace Http

@@ -5,15 +5,17 @@
 
 #include <algorithm>
 
+namespace Json {
+
 namespace {
 
 /**
- * Notes where the members of the outermost object begin and end. The stream stands behind
- * the scalar or name that an event tells of, but at the brace or bracket.
+ * Records where the members of the outermost object begin and end. When an event reports a scalar or a name, the stream
+ * is already past it; for a brace or bracket, it is still at it.
  */
 class MemberFinder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, MemberFinder> {
 public:
-    MemberFinder(QByteArrayView text, const rapidjson::MemoryStream& stream, std::vector<Json::Member>* members)
+    MemberFinder(QByteArrayView text, const rapidjson::MemoryStream& stream, std::vector<Member>* members)
         : text_(text), stream_(stream), members_(members)
     {}
 
@@ -56,10 +58,10 @@ private:
     bool endValue(const char* behind)
     {
         if (depth_ == 0)
-            return false; // the outermost value is no object
+            return false; // the outermost value is not an object
         if (depth_ > 1)
             return true;
-        Json::Member& member = members_->back();
+        Member& member = members_->back();
         const char* colon = std::find(member.nameText.end(), behind, ':');
         member.value = QByteArrayView(colon + 1, behind).trimmed();
         valueEnd_ = behind;
@@ -68,25 +70,23 @@ private:
 
     const QByteArrayView text_;
     const rapidjson::MemoryStream& stream_;
-    std::vector<Json::Member>* members_;
-    const char* valueEnd_ = nullptr; // of the latest member, or the brace in front of the first
+    std::vector<Member>* members_;
+    const char* valueEnd_ = nullptr; // of the latest member, or the opening brace before the first
     int depth_ = 0;
 };
 
 } // namespace
 
-namespace Json {
-
 bool findMembers(QByteArrayView text, std::vector<Member>* members)
 {
     members->clear();
-    // Not the string streams: the reader works on copies of those, and the original does not move along.
+    // Not a string stream: the reader works on a copy of those, and the original does not advance.
     rapidjson::MemoryStream stream(text.data(), static_cast<std::size_t>(text.size()));
     MemberFinder finder(text, stream, members);
     rapidjson::Reader reader;
     constexpr unsigned flags =
         rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseValidateEncodingFlag;
-    // A zero byte in the text ends it for the reader, but not for us.
+    // The reader takes a zero byte for the end of the text; here it is an error.
     return reader.Parse<flags>(stream, finder) && stream.Tell() == static_cast<std::size_t>(text.size());
 }
 

@@ -8,7 +8,7 @@
 
 namespace Json {
 
-/** One member of an object, as it stands in the object's text. */
+/** One member of an object, as spelled in the object's text. */
 struct Member {
     QString name;
     QByteArrayView nameText; // the name with its quotes and escapes
@@ -16,9 +16,10 @@ struct Member {
 };
 
 /**
- * Finds the members of any JSON object, in the order of the text, so that most of them can be passed on byte for byte.
- * False when the text is no JSON or no object; `members` then holds nothing of use. Any thread. Meant for replies of
- * the server: it follows any depth, and leaves halves of surrogate pairs to whoever reads the value.
+ * Finds the members of any JSON object, in the order of the text, so that most of them can be passed on unchanged.
+ * False when the text is not JSON or not an object; `members` is then of no use. Any thread. Meant for replies of the
+ * server: it accepts any depth, and leaves lone surrogates to whoever reads the value. For text that is probably in
+ * the server's own form, `splitObject` is faster.
  */
 [[nodiscard]] bool findMembers(QByteArrayView text, std::vector<Member>* members);
 

@@ -1,19 +1,19 @@
 #include "json/jsonnumber.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <string>
 #include <system_error>
+
+namespace Json {
 
 namespace {
 
-/** Exponents are followed up to here; the digits of no text can bring a larger one back into a double's range. */
+/** Exponents saturate here; no text has enough digits to bring a larger one back into the range of a double. */
 constexpr qint64 HugeExponent = qint64(1) << 48;
 
 /**
- * True when the number is too small for a double rather than too large, given that it is one of the two: its first
- * digit other than zero then stands behind the decimal point.
+ * Whether a number outside the range of a double is too small rather than too large: its first nonzero digit is then
+ * after the decimal point.
  */
 bool isUnderflow(std::string_view number)
 {
@@ -38,7 +38,7 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-/** The end of the number that begins at `begin`, or `begin` when what stands there is none. */
+/** The end of the number at `begin`, or `begin` if there is none. */
 const char* endOfNumber(const char* begin, const char* end)
 {
     const auto skipDigits = [end](const char* from) { return std::find_if_not(from, end, isDigit); };
@@ -70,19 +70,7 @@ char* endOfString(char* begin, char* end)
     return cursor == end ? end : cursor + 1;
 }
 
-/** The shortest form of a double that reads as one. */
-std::string shortestText(double value)
-{
-    std::array<char, 32> text{};
-    std::string shortest(text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr);
-    if (shortest.find_first_of(".e") == std::string::npos)
-        shortest += ".0";
-    return shortest;
-}
-
 } // namespace
-
-namespace Json {
 
 QVariant numberFromText(std::string_view number)
 {
@@ -97,13 +85,24 @@ QVariant numberFromText(std::string_view number)
             return large;
     }
     double real = 0;
-    // Out of range means too large as well as too small; only the first is an error.
+    // "Out of range" covers too large and too small; only the former is an error.
     if (std::from_chars(begin, end, real).ec != std::errc()) {
         if (!isUnderflow(number))
             return QVariant();
         real = number.front() == '-' ? -0.0 : 0.0;
     }
     return real;
+}
+
+std::string_view shortestText(double number, DoubleText* buffer)
+{
+    char* end = std::to_chars(buffer->data(), buffer->data() + buffer->size(), number).ptr;
+    const bool looksIntegral = std::none_of(buffer->data(), end, [](char c) { return c == '.' || c == 'e'; });
+    if (looksIntegral) { // otherwise it would read back as an integer
+        *end++ = '.';
+        *end++ = '0';
+    }
+    return {buffer->data(), static_cast<std::size_t>(end - buffer->data())};
 }
 
 void rewriteExtremeNumbers(QByteArray* text)
@@ -119,13 +118,14 @@ void rewriteExtremeNumbers(QByteArray* text)
             continue;
         }
         const auto length = endOfNumber(cursor, end) - cursor;
-        // What begins like a number and is none ends the text for the reader too. To look for a number at each of its
-        // digits instead would cost the square of their count.
+        // The reader stops here as well: this starts like a number but is not one. Trying again at each of its digits
+        // would take quadratic time.
         if (length == 0)
             return;
         const QVariant number = numberFromText({cursor, static_cast<std::size_t>(length)});
         if (number.typeId() == QMetaType::Double) {
-            const std::string shortest = shortestText(number.toDouble());
+            DoubleText buffer;
+            const std::string_view shortest = shortestText(number.toDouble(), &buffer);
             if (static_cast<std::ptrdiff_t>(shortest.size()) <= length)
                 std::fill(std::copy(shortest.begin(), shortest.end(), cursor), cursor + length, ' ');
         }

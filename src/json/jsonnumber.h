@@ -4,21 +4,30 @@
 #include <QByteArray>
 #include <QVariant>
 
+#include <array>
 #include <string_view>
 
-/** JSON's numbers, and what of them is too much for the JSON library. Any thread. */
+/** Reading and writing numbers, where the JSON library is not exact enough. Any thread. */
 namespace Json {
 
 /**
- * The value of a number whose grammar is right: qlonglong, qulonglong above its range, else double. Invalid when it is
- * too large for a double; one that is too small is zero.
+ * The value of a number that matches JSON's grammar: qlonglong, qulonglong above its range, otherwise double. Invalid
+ * when it is too large for a double; a number that is too small is zero.
  */
 QVariant numberFromText(std::string_view number);
 
+/** Buffer for the text of a double, at most 26 characters. */
+using DoubleText = std::array<char, 32>;
+
 /**
- * Writes the doubles in a JSON text as short as they can be, with blanks behind them in place of what is left over. The
- * library refuses some that a double holds: zeros with a large exponent, and hundreds of digits that a negative
- * exponent takes back.
+ * The shortest text that reads back as the same double, and as a double rather than an integer: "1.0", not "1". The
+ * number is finite; the result points into `buffer`.
+ */
+std::string_view shortestText(double number, DoubleText* buffer);
+
+/**
+ * Rewrites the doubles in a JSON text in place in their shortest form, padded with blanks. The library rejects some
+ * that fit into a double: zeros with a large exponent, and hundreds of digits with an exponent that makes up for them.
  */
 void rewriteExtremeNumbers(QByteArray* text);
 

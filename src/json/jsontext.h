@@ -1,59 +1,92 @@
 #ifndef QUORVA_JSON_JSONTEXT_H
 #define QUORVA_JSON_JSONTEXT_H
 
+#include "json/byteappender.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
+#include <QLatin1StringView>
 #include <QMetaType>
-#include <QString>
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
 /**
- * JSON that travels as text, for values that only pass through: no tree is built for them. Any thread.
+ * JSON that stays text: values that are only passed on, without a tree, and objects and arrays composed of them. Any
+ * thread.
  */
 namespace Json {
 
-/** A value of a tree that is JSON text already: `append` writes it as it stands. */
+/** A value in a tree that is JSON text already: `append` copies it. */
 struct RawText {
     QByteArray text;
 };
 
-/** The same for an array: the text of its elements, joined by commas, which `append` writes in brackets. */
+/** The same for an array: the text of its elements, separated by commas; `append` adds the brackets. */
 struct RawElements {
     QByteArray text;
 };
 
-/** One member of an object, both parts where they stand in the object's text. */
-struct MemberText {
-    QLatin1StringView name; // plain ASCII without escapes, so also the name itself
-    QByteArrayView value;   // JSON; the members of a text follow each other with a comma in between
+/** Adds a comma if the next element, which the caller then appends, needs one in front. */
+void beginElement(QByteArray* elements);
+
+/**
+ * Composes objects and arrays from pieces of text, adding braces, brackets, commas and colons. It checks nothing: the
+ * caller ends what it begins, gives each member a name and one value, and passes valid JSON. Used by one thread.
+ */
+class TextWriter {
+public:
+    /** Appends to `front`, without a comma at first, and reserves `room` more bytes. */
+    explicit TextWriter(QByteArray front = {}, qsizetype room = ByteAppender::UsualRoom) : out_(std::move(front), room)
+    {}
+
+    /** Hands the text over; the writer must not be used any more. */
+    [[nodiscard]] QByteArray take() { return out_.take(); }
+
+    void beginObject() { begin('{'); }
+    void endObject() { end('}'); }
+    void beginArray() { begin('['); }
+    void endArray() { end(']'); }
+
+    /** The name of the next member, in ASCII that needs no escapes. */
+    void name(QLatin1StringView plain)
+    {
+        char* to = piece(plain.size() + 3, false);
+        *to++ = '"';
+        to = std::copy(plain.begin(), plain.end(), to);
+        *to++ = '"';
+        *to = ':';
+    }
+
+    /** The same for a name that is a JSON string already. */
+    void nameText(QByteArrayView json) { *std::copy(json.begin(), json.end(), piece(json.size() + 1, false)) = ':'; }
+
+    /** A value; or one or more elements or members, with the commas between them. */
+    void put(QByteArrayView json) { std::copy(json.begin(), json.end(), piece(json.size(), true)); }
+
+    /** Latin-1 bytes as a string, which ends before the first zero byte, like a byte array in a tree. */
+    void putLatin1(QByteArrayView bytes);
+
+private:
+    /** Space for a piece of `length` bytes, after a comma if it needs one. With `endsValue` the next one needs one. */
+    char* piece(qsizetype length, bool endsValue)
+    {
+        if (std::exchange(needsComma_, endsValue))
+            out_.put(',');
+        return out_.advance(length);
+    }
+
+    void begin(char bracket) { *piece(1, false) = bracket; }
+
+    void end(char bracket)
+    {
+        out_.put(bracket);
+        needsComma_ = true;
+    }
+
+    ByteAppender out_;
+    bool needsComma_ = false;
 };
-
-/**
- * Finds the members of an object, names ascending, without a tree. True only when `text` is, byte for byte, what
- * `append` writes for the tree that `parse` makes of it, so that any selection of its members can be copied instead of
- * being parsed and written. False says nothing: texts in another form, valid or not, and valid ones that are rare
- * (names that are not plain ASCII, numbers outside strings that are no short integers, deep nesting) are left to
- * `parse`. `members` then holds nothing of use.
- */
-[[nodiscard]] bool splitObject(QByteArrayView text, std::vector<MemberText>* members);
-
-/**
- * Makes `text` longer by `length` bytes that are to be written, and returns the first of them. For text of many short
- * pieces, each of which would take `QByteArray::append` longer than the copying.
- */
-inline char* extend(QByteArray* text, qsizetype length)
-{
-    const qsizetype before = text->size();
-    if (before + length > text->capacity())
-        text->reserve(before + std::max(before, length));
-    text->resize(before + length);
-    return text->data() + before;
-}
-
-/** Appends Latin-1 bytes as a JSON string. Like a byte array in a tree, it ends before the first zero byte. */
-void appendLatin1(QByteArrayView bytes, QByteArray* out);
 
 } // namespace Json
 

@@ -17,7 +17,7 @@ BDBIOWorker::~BDBIOWorker() = default;
 
 bool BDBIOWorker::startThread()
 {
-    thread_ = tryThread([this] { run(); });
+    thread_ = Net::tryThread([this] { run(); });
     return thread_.joinable();
 }
 

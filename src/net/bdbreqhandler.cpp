@@ -1,13 +1,11 @@
 #include "net/bdbreqhandler.h"
 
 #include "log/log.h"
-#include "net/framing.h"
 #include "net/replyenvelope.h"
-#include "request/bdbrequest.h"
+#include "protocol/framing.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
-#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -40,7 +38,7 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
-    dispatch(*request_);
+    Requests::dispatch(*request_);
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;
@@ -111,15 +109,13 @@ void BDBReqHandler::composeReply()
         LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
     ReplyEnvelope::of(status).addTo(&request_->reply);
 
-    QByteArray bytes(Framing::LengthSize, '\0');
-    Json::append(request_->reply, &bytes);
-    const auto length = static_cast<std::size_t>(bytes.size()) - Framing::LengthSize;
-    if (length > std::numeric_limits<std::uint32_t>::max()) {
-        LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << length;
+    QByteArray frame = Framing::beginReply();
+    Json::append(request_->reply, &frame);
+    if (!Framing::finishReply(&frame)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
         return;
     }
-    Framing::writeLength(static_cast<std::uint32_t>(length), bytes.data());
-    reply_ = std::move(bytes);
+    reply_ = std::move(frame);
 }
 
 void BDBReqHandler::setReply(QByteArray reply)

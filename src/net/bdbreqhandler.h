@@ -1,7 +1,7 @@
 #ifndef QUORVA_NET_BDBREQHANDLER_H
 #define QUORVA_NET_BDBREQHANDLER_H
 
-#include "records/requestcontext.h"
+#include "request/bdbrequest.h"
 #include "storage/bdbobjtable.h"
 
 #include <QByteArray>

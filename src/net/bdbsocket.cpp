@@ -2,10 +2,10 @@
 
 #include "log/log.h"
 #include "net/trythread.h"
+#include "storage/descriptorreserve.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,10 +19,6 @@
 namespace {
 
 constexpr const char* LogOrigin = "bdbsocket";
-
-// Berkeley DB loses an environment when it meets the descriptor limit while it opens a database, so connections leave
-// it the last descriptors. Those that exist go on.
-constexpr rlim_t DescriptorsForDatabases = 64;
 
 constexpr std::chrono::milliseconds AcceptPause{100};
 
@@ -38,14 +34,6 @@ int bindTo(int socket, const char* address, int port)
     }
     target.sin_port = htons(static_cast<std::uint16_t>(port));
     return bind(socket, reinterpret_cast<const sockaddr*>(&target), sizeof target);
-}
-
-bool keptForDatabases(int descriptor)
-{
-    rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return false;
-    return static_cast<rlim_t>(descriptor) + DescriptorsForDatabases >= limit.rlim_cur;
 }
 
 } // namespace
@@ -73,7 +61,7 @@ int TcpServer::listen(const char* address, int port)
     if (::listen(listeningSocket_, std::numeric_limits<int>::max()) != 0)
         return fail(48, "listen failed sock ");
 
-    thread_ = tryThread([this] { run(); });
+    thread_ = Net::tryThread([this] { run(); });
     if (!thread_.joinable()) {
         closeListeningSocket();
         return -1;
@@ -106,7 +94,7 @@ void TcpServer::acceptConnection()
     const int socket = accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket < 0) {
         onAcceptFailure(errno);
-    } else if (keptForDatabases(socket)) {
+    } else if (DescriptorReserve::includes(socket)) {
         LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket;
         ::close(socket);
     } else if (!admits(socket)) {

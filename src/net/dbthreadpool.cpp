@@ -74,7 +74,7 @@ bool DBThreadPool::callThread()
 /** Called with the mutex held, which the thread waits for. */
 bool DBThreadPool::createThread()
 {
-    std::thread thread = tryThread([this] { runThread(); });
+    std::thread thread = Net::tryThread([this] { runThread(); });
     if (!thread.joinable())
         return false;
     thread.detach();

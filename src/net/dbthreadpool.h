@@ -14,7 +14,7 @@
  * a while.
  *
  * Not a QThreadPool: a burst of requests on a server with many connections and open databases would take the last
- * descriptors, see tryThread(), and a request whose thread cannot be created would be forgotten.
+ * descriptors, see Net::tryThread(), and a request whose thread cannot be created would be forgotten.
  *
  * Threads: all but the destructor may be called by any thread.
  */

@@ -1,23 +1,17 @@
 #ifndef QUORVA_NET_REPLYENVELOPE_H
 #define QUORVA_NET_REPLYENVELOPE_H
 
-#include <QVariantMap>
+#include "protocol/envelope.h"
 
-/** The fields that every reply carries about its status. `type` and `message` are null on success. */
-struct ReplyEnvelope {
-    int rc;
-    const char* rcText;
-    const char* type;
-    const char* message;
+/** Which envelope a reply gets. */
+namespace ReplyEnvelope {
 
-    /** The envelope of a status; one that is not listed counts as an internal error. */
-    static const ReplyEnvelope& of(int status);
+/** The envelope of a status; one that is not listed counts as an internal error. */
+const Envelope& of(int status);
 
-    /** True for the statuses that operations answer in the ordinary course: all but 2 and those that are not listed. */
-    static bool isOrdinary(int status);
+/** True for the statuses that operations answer in the ordinary course: all but 2 and those that are not listed. */
+bool isOrdinary(int status);
 
-    /** Writes the fields over any that `reply` holds under the same names; everything else stays. */
-    void addTo(QVariantMap* reply) const;
-};
+} // namespace ReplyEnvelope
 
 #endif

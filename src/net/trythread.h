@@ -6,6 +6,8 @@
 #include <thread>
 #include <utility>
 
+namespace Net {
+
 /**
  * A thread that runs `work`; one that is not joinable when the system has none to give.
  *
@@ -22,5 +24,7 @@ template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
         return {};
     }
 }
+
+} // namespace Net
 
 #endif

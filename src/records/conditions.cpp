@@ -3,7 +3,7 @@
 #include "log/log.h"
 #include "records/encoding.h"
 #include "records/lists.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 #include <optional>
 
@@ -47,12 +47,12 @@ int conditionValue(const QVariant& value, QByteArray* bytes)
     const auto text = typed.constFind(u"S"_s);
     if (text == typed.constEnd())
         return refuse("wrong key", __LINE__);
-    return keyBytes(*text, bytes);
+    return Records::keyBytes(*text, bytes);
 }
 
 } // namespace
 
-int parseCondition(const QVariantMap& condition, KeyCondition* parsed, bool* forward)
+int Records::parseCondition(const QVariantMap& condition, KeyBounds* parsed, bool* forward)
 {
     const auto name = condition.constFind(u"ComparisonOperator"_s);
     if (name == condition.constEnd())
@@ -79,37 +79,30 @@ int parseCondition(const QVariantMap& condition, KeyCondition* parsed, bool* for
     return StatusSuccess;
 }
 
-void matchCondition(QByteArrayView value, const KeyCondition& condition, bool* match, bool* stop)
+KeyMatch Records::matchCondition(QByteArrayView value, const KeyBounds& condition)
 {
     switch (condition.comparison) {
-    case ComparisonOperator::None:
-        *match = true;
-        break;
-    case ComparisonOperator::Eq:
-        *match = value == condition.low;
-        *stop = *stop || !*match;
-        break;
+    case ComparisonOperator::Eq: {
+        const bool equal = value == condition.low;
+        return {equal, !equal};
+    }
     case ComparisonOperator::Le:
-        *match = value <= condition.low;
-        break;
+        return {value <= condition.low};
     case ComparisonOperator::Lt:
-        *match = value < condition.low;
-        break;
+        return {value < condition.low};
     case ComparisonOperator::Ge:
-        *match = value >= condition.low;
-        break;
+        return {value >= condition.low};
     case ComparisonOperator::Gt:
-        *match = value > condition.low;
-        break;
-    case ComparisonOperator::BeginsWith:
-        *match = value.startsWith(condition.low);
-        *stop = *stop || !*match;
-        break;
+        return {value > condition.low};
+    case ComparisonOperator::BeginsWith: {
+        const bool begins = value.startsWith(condition.low);
+        return {begins, !begins};
+    }
     case ComparisonOperator::Between:
-        *match = value >= condition.low && value <= condition.high;
-        *stop = *stop || value > condition.high;
-        break;
+        return {value >= condition.low && value <= condition.high, value > condition.high};
+    case ComparisonOperator::None:
     case ComparisonOperator::Unknown:
         break;
     }
+    return {true};
 }

@@ -10,11 +10,19 @@
 enum class ComparisonOperator { None, Eq, Le, Lt, Ge, Gt, BeginsWith, Between, Unknown };
 
 /** A condition once it is parsed. Values are key bytes; `high` is used by Between alone. */
-struct KeyCondition {
+struct KeyBounds {
     ComparisonOperator comparison = ComparisonOperator::None;
     QByteArray low;
     QByteArray high;
 };
+
+/** What a condition says of a key: whether it matches, and whether no later key of an upward walk can. */
+struct KeyMatch {
+    bool match;
+    bool stop = false;
+};
+
+namespace Records {
 
 /**
  * Parses "ComparisonOperator" and "AttributeValueList". Without an operator nothing changes. Kept: the operators that
@@ -22,14 +30,15 @@ struct KeyCondition {
  * ERROR line on a malformed condition; 4 on a value that is not Latin-1. Only "S" values are accepted, as keys are
  * strings.
  */
-[[nodiscard]] int parseCondition(const QVariantMap& condition, KeyCondition* parsed, bool* forward);
+[[nodiscard]] int parseCondition(const QVariantMap& condition, KeyBounds* parsed, bool* forward);
 
 /**
- * Compares key bytes (as unsigned, a proper prefix first). `match` is set by every operator that is known, `stop` when
- * no later key of an upward walk can match; it is never cleared.
+ * Compares key bytes (as unsigned, a proper prefix first).
  *
- * Kept: an unknown operator leaves `match` as it is, so it matches every record.
+ * Kept: every key matches an unknown operator.
  */
-void matchCondition(QByteArrayView value, const KeyCondition& condition, bool* match, bool* stop);
+[[nodiscard]] KeyMatch matchCondition(QByteArrayView value, const KeyBounds& condition);
+
+} // namespace Records
 
 #endif

@@ -2,7 +2,8 @@
 
 #include "log/log.h"
 #include "records/md5.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
+#include "records/tablecontext.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -33,7 +34,7 @@ int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes,
         LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
         return StatusInternalError;
     }
-    if (const int rc = keyBytes(*member, bytes))
+    if (const int rc = Records::keyBytes(*member, bytes))
         return rc;
     item->erase(attribute);
     return StatusSuccess;
@@ -41,23 +42,23 @@ int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes,
 
 } // namespace
 
-QByteArray filePart(const QByteArray& tableName)
+QByteArray Records::filePart(const QByteArray& tableName)
 {
     const std::string_view file = TableNames::filePart({tableName.cbegin(), tableName.cend()});
     return tableName.right(static_cast<qsizetype>(file.size()));
 }
 
-QByteArray dataFileName(const QByteArray& tableName, unsigned partition)
+QByteArray Records::dataFileName(const QByteArray& tableName, unsigned partition)
 {
     return tableName + TableNames::partitionSuffix(partition).c_str();
 }
 
-unsigned partitionOf(const QByteArray& hashKey, unsigned count)
+unsigned Records::partitionOf(const QByteArray& hashKey, unsigned count)
 {
     return md5(hashKey)[PartitionDigestByte] & (count - 1);
 }
 
-QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)
+QByteArray Records::recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)
 {
     char length[24];
     const int digits =
@@ -68,7 +69,7 @@ QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)
     return key;
 }
 
-bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey)
+bool Records::decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey)
 {
     bool isNumber = false;
     const int length = key.first(std::min<qsizetype>(key.size(), RecordKeyDigits)).toInt(&isNumber);
@@ -81,12 +82,12 @@ bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView
     return true;
 }
 
-bool isLatin1(const QString& text)
+bool Records::isLatin1(const QString& text)
 {
     return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() <= 0xff; });
 }
 
-int keyBytes(const QVariant& value, QByteArray* bytes)
+int Records::keyBytes(const QVariant& value, QByteArray* bytes)
 {
     const QString text = value.toString();
     if (!isLatin1(text)) {
@@ -97,15 +98,15 @@ int keyBytes(const QVariant& value, QByteArray* bytes)
     return StatusSuccess;
 }
 
-int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey)
+int Records::extractKeys(const KeySchema& schema, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey)
 {
     bool found = false;
-    if (const int rc = takeKey(request.hashKeyElement, item, hashKey, &found))
+    if (const int rc = takeKey(schema.hash, item, hashKey, &found))
         return rc;
     if (!found) {
         LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
         return StatusInternalError;
     }
     rangeKey->clear();
-    return takeKey(request.rangeKeyElement, item, rangeKey, &found);
+    return takeKey(schema.range, item, rangeKey, &found);
 }

@@ -8,7 +8,7 @@
 #include <QString>
 #include <QVariant>
 
-struct BDBRequest;
+struct KeySchema;
 
 /**
  * The stored formats: how a TableName becomes files, a hash key a partition, and both keys a record key.
@@ -24,8 +24,7 @@ struct BDBRequest;
 /** Data files of a table. On disk, do not change. */
 inline constexpr unsigned PartitionCount = 256;
 
-using TableNames::DataSubDatabase;
-using TableNames::MetaSubDatabase;
+namespace Records {
 
 /** The name of a table's schema file inside its environment. */
 QByteArray filePart(const QByteArray& tableName);
@@ -55,10 +54,12 @@ bool isLatin1(const QString& text);
 [[nodiscard]] int keyBytes(const QVariant& value, QByteArray* bytes);
 
 /**
- * Takes the key attributes that the request's loaded schema names out of `item`, so that the rest is the stored value.
+ * Takes the key attributes that the table's key schema names out of `item`, so that the rest is the stored value.
  * 0, StatusInternalError ("attr missing") or keyBytes' result. An item without the range key attribute has an empty
  * one.
  */
-[[nodiscard]] int extractKeys(const BDBRequest& request, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey);
+[[nodiscard]] int extractKeys(const KeySchema& schema, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey);
+
+} // namespace Records
 
 #endif

@@ -1,41 +1,19 @@
 #include "records/itemformatter.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/** What stands in front of the text of a key attribute. */
-QByteArray beginningOf(const QString& name)
-{
-    QByteArray text;
-    Json::append(name, &text);
-    return text.append(R"(:{"S":)");
-}
+constexpr qsizetype RoomForKeys = 256; // an estimate; the writer grows beyond it
 
-/** Writes an object's members, or runs of them, into memory that has room for them. */
-class ObjectWriter {
-public:
-    explicit ObjectWriter(char* to) : cursor_(to) {}
-
-    void begin() { *cursor_++ = std::exchange(first_, false) ? '{' : ','; }
-    void put(QByteArrayView text) { cursor_ = std::copy(text.begin(), text.end(), cursor_); }
-
-    /** Behind the object. */
-    const char* end()
-    {
-        put(first_ ? "{}" : "}");
-        return cursor_;
-    }
-
-private:
-    char* cursor_;
-    bool first_ = true;
-};
-
-/** The text of members that follow each other; at least one. */
+/** The text of one or more consecutive members. */
 QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
 {
     return {begin->name.data() - 1, end[-1].value.end()}; // from the quote in front of the name
@@ -45,9 +23,9 @@ QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
 {
-    keys_.push_back({names_.range, names_.range.toUtf8(), beginningOf(names_.range), KeyPart::Range, {}});
-    if (names_.hash != names_.range) // of two attributes with one name the range key is the one to stay
-        keys_.push_back({names_.hash, names_.hash.toUtf8(), beginningOf(names_.hash), KeyPart::Hash, {}});
+    keys_.push_back({names_.range, names_.range.toUtf8(), Json::serialize(names_.range), KeyPart::Range, {}});
+    if (names_.hash != names_.range) // if both have the same name, the range key wins
+        keys_.push_back({names_.hash, names_.hash.toUtf8(), Json::serialize(names_.hash), KeyPart::Hash, {}});
     std::sort(keys_.begin(), keys_.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
 }
 
@@ -71,38 +49,33 @@ bool ItemFormatter::append(const QByteArray& stored, QByteArray* out)
 
 bool ItemFormatter::append(const QByteArray& stored, QByteArrayView hash, QByteArrayView range, QByteArray* out)
 {
-    for (KeyAttribute& key : keys_) {
-        key.text.resize(0); // keeps its memory
-        Json::appendLatin1(key.part == KeyPart::Hash ? hash : range, &key.text);
-    }
+    for (KeyAttribute& key : keys_)
+        key.bytes = key.part == KeyPart::Hash ? hash : range;
     return append(stored, out);
 }
 
 void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
 {
-    qsizetype room = storedSize;
-    for (const KeyAttribute& key : keys_)
-        room += key.beginning.size() + key.text.size() + 2; // and a comma and a brace
-    ObjectWriter writer(Json::extend(out, room));
-    const Json::MemberText* run = members_.data(); // what was passed since and is to be copied as one piece
+    Json::TextWriter writer(std::move(*out), storedSize + RoomForKeys);
+    writer.beginObject();
+    const Json::MemberText* run = members_.data(); // the first member to be copied with the current one in one piece
     const Json::MemberText* member = run;
     const Json::MemberText* const end = run + members_.size();
     const auto appendRun = [&] {
-        if (run == member)
-            return;
-        writer.begin();
-        writer.put(textOf(run, member));
+        if (run != member)
+            writer.put(textOf(run, member));
     };
     auto key = keys_.begin();
     const auto appendKey = [&] {
-        writer.begin();
-        writer.put(key->beginning);
-        writer.put(key->text);
-        writer.put("}");
+        writer.nameText(key->nameText);
+        writer.beginObject();
+        writer.name("S"_L1);
+        writer.putLatin1(key->bytes);
+        writer.endObject();
         ++key;
     };
     while (member != end) {
-        // Against a name that is ASCII, the bytes of UTF-8 compare as the characters do.
+        // UTF-8 compares with an ASCII name as the characters do.
         if (key != keys_.end() && key->utf8Name <= QByteArrayView(member->name)) {
             const bool replaces = key->utf8Name == QByteArrayView(member->name);
             appendRun();
@@ -118,7 +91,8 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
     appendRun();
     while (key != keys_.end())
         appendKey();
-    out->truncate(writer.end() - out->constData());
+    writer.endObject();
+    *out = writer.take();
 }
 
 bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) const
@@ -126,11 +100,11 @@ bool ItemFormatter::appendParsed(const QByteArray& stored, QByteArray* out) cons
     QVariant value;
     if (!Json::parse(stored, &value))
         return false;
-    QVariantMap item = value.toMap(); // empty for JSON that is no object
+    QVariantMap item = value.toMap(); // empty if it is not an object
     if (wanted_)
         item.removeIf([this](const auto& attribute) { return !wanted_->contains(attribute.key()); });
     for (const KeyAttribute& key : keys_)
-        item.insert(key.name, QVariantMap{{"S", QVariant::fromValue(Json::RawText{key.text})}});
+        item.insert(key.name, QVariantMap{{"S", key.bytes.toByteArray()}});
     Json::append(item, out);
     return true;
 }

@@ -1,7 +1,7 @@
 #ifndef QUORVA_RECORDS_ITEMFORMATTER_H
 #define QUORVA_RECORDS_ITEMFORMATTER_H
 
-#include "json/jsontext.h"
+#include "json/canonicaltext.h"
 
 #include <QByteArray>
 #include <QSet>
@@ -18,19 +18,19 @@ struct KeyNames {
 };
 
 /**
- * Turns stored items into the JSON of a reply, with their key attributes put back at their place in name order and cut
- * down to an "AttributesToGet" list. An item in the form in which this server stores it is checked and copied; only
- * others become a tree on the way. The reply is the same either way. Used by one thread.
+ * Turns stored items into the JSON of a reply: reinserts their key attributes, in name order, and reduces them to an
+ * "AttributesToGet" list. An item in the form in which this server stores it is checked and copied; any other is parsed
+ * and written again. The reply is the same either way. Used by one thread.
  */
 class ItemFormatter {
 public:
-    /** For items that are read by their key, as they are stored: they hold no key attributes. */
+    /** For items that are read by their key; they are returned without key attributes. */
     ItemFormatter() = default;
 
     /** For the items of a walk: each gets its key attributes. */
     explicit ItemFormatter(KeyNames names);
 
-    /** From now on drops attributes whose name is not in the list; the key attributes of a walk stay. */
+    /** From now on drops attributes that are not in the list; the key attributes of a walk stay. */
     void keepOnly(const QVariantList& attributesToGet);
 
     const KeyNames& names() const { return names_; }
@@ -47,9 +47,9 @@ private:
     struct KeyAttribute {
         QString name;
         QByteArray utf8Name;
-        QByteArray beginning; // of its JSON, up to its text
+        QByteArray nameText; // as JSON
         KeyPart part;
-        QByteArray text; // of the item in hand, as a JSON string
+        QByteArrayView bytes; // of the current item, while it is appended
     };
 
     void appendMembers(qsizetype storedSize, QByteArray* out) const;
@@ -58,7 +58,7 @@ private:
     KeyNames names_;
     std::vector<KeyAttribute> keys_; // ascending by name
     std::optional<QSet<QString>> wanted_;
-    std::vector<Json::MemberText> members_; // of the item in hand; kept for its memory
+    std::vector<Json::MemberText> members_; // of the current item; a member to reuse its memory
 };
 
 #endif

@@ -1,10 +1,11 @@
 #include "records/itemupdate.h"
 
-#include "records/values.h"
+#include "records/attributevalues.h"
 
 using namespace Qt::StringLiterals;
 
-int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item, QVariantMap* answer)
+int Records::applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item,
+                          QVariantMap* answer)
 {
     const bool updatedOld = returnValues == "UPDATED_OLD";
     const bool updatedNew = returnValues == "UPDATED_NEW";

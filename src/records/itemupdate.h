@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QVariantMap>
 
+namespace Records {
+
 /**
  * Applies an "AttributeUpdates" map to `item`, attribute names ascending, and fills `answer` with what `returnValues`
  * ("ALL_OLD", "UPDATED_OLD", "UPDATED_NEW", "ALL_NEW", anything else: nothing) asks for. 0, or the result of a failed
@@ -13,5 +15,7 @@
  */
 [[nodiscard]] int applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item,
                                QVariantMap* answer);
+
+} // namespace Records
 
 #endif

@@ -3,10 +3,14 @@
 
 #include <QVariant>
 
+namespace Records {
+
 /** A JSON list. Anything else counts as an empty one: Qt would also make a list out of the characters of a string. */
 inline QVariantList listOf(const QVariant& value)
 {
     return value.typeId() == QMetaType::QVariantList ? value.toList() : QVariantList();
 }
+
+} // namespace Records
 
 #endif

@@ -80,7 +80,7 @@ template <typename Word> void store(Word word, unsigned char* bytes)
 
 } // namespace
 
-std::array<unsigned char, 16> md5(const QByteArray& data)
+std::array<unsigned char, 16> Records::md5(const QByteArray& data)
 {
     const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
     const auto size = static_cast<std::size_t>(data.size());

@@ -1,6 +1,8 @@
 #ifndef QUORVA_RECORDS_RECORDBUFFERS_H
 #define QUORVA_RECORDS_RECORDBUFFERS_H
 
+#include "protocol/limits.h"
+
 #include <db_cxx.h>
 
 #include <QByteArray>
@@ -17,7 +19,7 @@ class RecordBuffers {
 public:
     enum : u_int32_t {
         SmallBytes = 4096,
-        LargeBytes = 0x80000 // the longest stored value that can be read
+        LargeBytes = Limits::ItemBytes // the longest stored value that can be read
     };
 
     /** Allocates the key buffer: the key, room for four more bytes, at least SmallBytes. */

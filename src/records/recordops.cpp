@@ -1,10 +1,11 @@
 #include "records/recordops.h"
 
 #include "log/log.h"
+#include "records/attributevalues.h"
 #include "records/itemformatter.h"
 #include "records/itemupdate.h"
 #include "records/recordbuffers.h"
-#include "records/values.h"
+#include "records/requeststatus.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
@@ -99,52 +100,29 @@ int updateInTransaction(BDBIndex* db, BDBTxn* txn, const QByteArray& key, const 
     if (const int rc = readForUpdate(Update, db, txn, key, buffers, &item, &found))
         return rc;
     if (expected != nullptr) {
-        if (const int rc = checkExpected(item, *expected))
+        if (const int rc = Records::checkExpected(item, *expected))
             return rc;
     }
-    if (const int rc = applyUpdates(updates, returnValues, &item, answer))
+    if (const int rc = Records::applyUpdates(updates, returnValues, &item, answer))
         return rc;
     *written = found || !item.isEmpty();
     return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item), true) : 0;
 }
 
-/** Writes an item under the conditions of `expected`. Both pointers may be null. */
-int putText(BDBIndex* db, const QByteArray& key, const QByteArray& text, const QVariantMap* expected,
-            QVariantMap* oldItem, BDBTxn* txn)
-{
-    RecordBuffers buffers(key);
-    if (!buffers.valid())
-        return allocationFailed(Put.allocationLevel, __LINE__);
-    const bool read = expected != nullptr || oldItem != nullptr;
-    if (read) {
-        QVariantMap old;
-        bool found = false;
-        if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
-            return rc;
-        if (expected != nullptr) {
-            if (const int rc = checkExpected(old, *expected))
-                return rc;
-        }
-        if (oldItem != nullptr)
-            *oldItem = old;
-    }
-    return write("put failed for fkey ", db, txn, key, buffers, text, read);
-}
-
-template <typename Work> int inOwnTransaction(BDBRequest& request, Work&& work)
+template <typename Work> int inOwnTransaction(BDBEnv* env, Work&& work)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(request.environment.env(), 0))
+    if (const int rc = txn.begin(env, 0))
         return rc;
-    return finish(txn, work(&txn));
+    return txn.finish(work(&txn));
 }
 
 } // namespace
 
-int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
+int Records::getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(request.environment.env(), 0))
+    if (const int rc = txn.begin(env, 0))
         return rc;
     RecordBuffers buffers(key);
     if (!buffers.valid() || !buffers.allocateData(RecordBuffers::SmallBytes))
@@ -154,7 +132,7 @@ int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatte
         return allocationFailed(LogCrit, __LINE__);
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
         LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
-    if (const int ended = finish(txn, rc))
+    if (const int ended = txn.finish(rc))
         return ended;
     if (!format->append(buffers.dataBytes(), item)) {
         LOG_ERROR(LogOrigin, __LINE__) << "parser error";
@@ -163,35 +141,44 @@ int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatte
     return 0;
 }
 
-int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
-          bool returnOld)
+int Records::putDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QByteArray& item,
+                   const QVariantMap* expected, QVariantMap* oldItem)
 {
-    return inOwnTransaction(request, [&](BDBTxn* txn) { return putDb(db, key, item, expected, returnOld, txn); });
+    return inOwnTransaction(env, [&](BDBTxn* txn) { return putDb(db, key, item, expected, oldItem, txn); });
 }
 
-int putDb(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected, bool returnOld,
-          BDBTxn* txn)
+int Records::putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
+                   QVariantMap* oldItem, BDBTxn* txn)
 {
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Put.allocationLevel, __LINE__);
     QVariantMap old;
-    const int rc = putText(db, key, Json::serialize(*item), expected, returnOld ? &old : nullptr, txn);
-    if (rc == 0 && returnOld)
-        *item = old;
-    return rc;
+    const bool read = expected != nullptr || oldItem != nullptr;
+    if (read) {
+        bool found = false;
+        if (const int rc = readForUpdate(Put, db, txn, key, buffers, &old, &found))
+            return rc;
+        if (expected != nullptr) {
+            if (const int rc = checkExpected(old, *expected))
+                return rc;
+        }
+    }
+    if (const int rc = write("put failed for fkey ", db, txn, key, buffers, item, read))
+        return rc;
+    if (oldItem != nullptr)
+        *oldItem = old;
+    return 0;
 }
 
-int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
-          QVariantMap* oldItem)
+int Records::deleteDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
+                      QVariantMap* oldItem)
 {
-    return inOwnTransaction(request, [&](BDBTxn* txn) { return putText(db, key, item, expected, oldItem, txn); });
+    return inOwnTransaction(env, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
 }
 
-int deleteDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
-             QVariantMap* oldItem)
-{
-    return inOwnTransaction(request, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
-}
-
-int deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem, BDBTxn* txn)
+int Records::deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem,
+                      BDBTxn* txn)
 {
     RecordBuffers buffers(key);
     if (!buffers.valid())
@@ -218,11 +205,11 @@ int deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, Q
     return rc;
 }
 
-int updateDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
-             const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result)
+int Records::updateDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
+                      const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(request.environment.env(), 0))
+    if (const int rc = txn.begin(env, 0))
         return rc;
     QVariantMap answer;
     bool written = false;
@@ -232,7 +219,7 @@ int updateDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVa
         (void)txn.abort(); // nothing to keep
         return 0;
     }
-    if (const int ended = finish(txn, rc))
+    if (const int ended = txn.finish(rc))
         return ended;
     if (returnValues != nullptr)
         *result = answer;

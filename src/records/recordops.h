@@ -1,46 +1,44 @@
 #ifndef QUORVA_RECORDS_RECORDOPS_H
 #define QUORVA_RECORDS_RECORDOPS_H
 
-#include "records/requestcontext.h"
+#include <QByteArray>
+#include <QVariantMap>
 
+class BDBEnv;
 class BDBIndex;
 class BDBTxn;
 class ItemFormatter;
 
 /**
- * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database of the
- * request's current environment. Without a transaction argument an operation runs in one of its own, committed with the
- * server's flags on 0 and aborted otherwise.
+ * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database of `env`.
+ * Without a transaction argument an operation runs in one of its own, committed with the server's flags on 0 and
+ * aborted otherwise.
  *
  * Results: 0; StatusConditionFailed; StatusInternalError (allocation, stored text that does not parse, a malformed
  * condition); StatusNotFound (an ADD on wrong types); or Berkeley DB's code: DB_NOTFOUND from getDb, DB_BUFFER_SMALL
  * for a stored value above 512 KiB, DB_LOCK_DEADLOCK (never logged; the caller retries), others with an ERROR line. A
  * failure leaves the record as it was.
  */
+namespace Records {
 
 /** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is as it was. */
-[[nodiscard]] int getDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, ItemFormatter* format,
-                        QByteArray* item);
+[[nodiscard]] int getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item);
 
 /**
- * Writes `item` (without its key attributes) under the conditions of `expected`, which may be null. With `returnOld`
- * the item is afterwards the one that it replaced, empty when there was none. Kept: of any size, although getDb reads
- * 512 KiB at most.
+ * Writes `item`, the JSON of an item without its key attributes, under the conditions of `expected`. `oldItem` receives
+ * the item that was replaced, an empty one when there was none, and stays as it is on failure. Both pointers may be
+ * null. Kept: of any size, although getDb reads 512 KiB at most.
  */
-[[nodiscard]] int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item,
-                        const QVariantMap* expected, bool returnOld);
-[[nodiscard]] int putDb(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
-                        bool returnOld, BDBTxn* txn);
-
-/** The same for an item that is JSON already; `oldItem`, which may be null, receives the one that it replaced. */
-[[nodiscard]] int putDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QByteArray& item,
+[[nodiscard]] int putDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QByteArray& item,
                         const QVariantMap* expected, QVariantMap* oldItem);
+[[nodiscard]] int putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
+                        QVariantMap* oldItem, BDBTxn* txn);
 
 /**
  * Deletes a record under the conditions of `expected`. `oldItem` receives what was there. Both may be null. A missing
  * record counts as deleted.
  */
-[[nodiscard]] int deleteDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
+[[nodiscard]] int deleteDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                            QVariantMap* oldItem);
 [[nodiscard]] int deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem,
                            BDBTxn* txn);
@@ -49,7 +47,9 @@ class ItemFormatter;
  * Applies an "AttributeUpdates" map. `expected` and `returnValues` may be null; `result` receives what `returnValues`
  * asks for, and only when the update was committed. A missing item that stays without attributes is not written.
  */
-[[nodiscard]] int updateDb(BDBRequest& request, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
+[[nodiscard]] int updateDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
                            const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result);
+
+} // namespace Records
 
 #endif

@@ -3,10 +3,12 @@
 #include "log/log.h"
 #include "records/encoding.h"
 #include "records/itemformatter.h"
-#include "records/lookup.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "storage/deadlockretry.h"
 #include "json/jsonadapter.h"
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -48,24 +50,24 @@ int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* ele
 
 } // namespace
 
-QByteArray schemaRecordKey()
+QByteArray Records::schemaRecordKey()
 {
     return recordKey(SchemaHashKey, QByteArray());
 }
 
-int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* description, bool rawOnly)
+int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly)
 {
-    if (request.schemaLoaded && description == nullptr)
+    if (table.keySchema() && description == nullptr)
         return StatusSuccess;
-    if (const int rc = envLookup(request, tableName, 1))
+    if (const int rc = table.envLookup(tableName, 1))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = dbOpen(request, tableName, MetaSubDatabase, &db))
+    if (const int rc = table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
         return rc;
 
     ItemFormatter format;
     QByteArray text;
-    int rc = retryOnDeadlock([&] { return getDb(request, db, schemaRecordKey(), &format, &text); },
+    int rc = retryOnDeadlock([&] { return getDb(table.env(), db, schemaRecordKey(), &format, &text); },
                              [](int) { LOG_WARN << "loadSchema Got deadlock"; });
     if (rc != 0) {
         if (rc == DB_NOTFOUND)
@@ -78,13 +80,14 @@ int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* de
         return StatusSuccess;
 
     const QVariantMap keySchema = description->value(u"KeySchema"_s).toMap();
-    const int rc1 = takeElement(keySchema, "HashKeyElement", &request.hashKeyElement);
-    const int rc2 = takeElement(keySchema, "RangeKeyElement", &request.rangeKeyElement);
+    KeySchema keys;
+    const int rc1 = takeElement(keySchema, "HashKeyElement", &keys.hash);
+    const int rc2 = takeElement(keySchema, "RangeKeyElement", &keys.range);
     if (rc1 != 0 || rc2 != 0) {
         // Kept: the spelling, which operators search for.
         LOG_ERROR(LogOrigin, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
         return StatusNotFound;
     }
-    request.schemaLoaded = true;
+    table.setKeySchema(std::move(keys));
     return StatusSuccess;
 }

@@ -1,19 +1,23 @@
 #ifndef QUORVA_RECORDS_SCHEMA_H
 #define QUORVA_RECORDS_SCHEMA_H
 
-#include "records/requestcontext.h"
+#include "records/tablecontext.h"
+
+namespace Records {
 
 /** The record key of a table's description in its "meta" database. */
 QByteArray schemaRecordKey();
 
 /**
- * Reads the table's description into `description` and, unless `rawOnly`, checks its key schema and remembers it in the
- * request: a table is usable for items only when it has a hash key and a range key, both of type "S". `description` may
+ * Reads the table's description into `description` and, unless `rawOnly`, checks its key schema and remembers it in
+ * `table`: a table is usable for items only when it has a hash key and a range key, both of type "S". `description` may
  * be null only when the key schema is loaded already; nothing is read then.
  *
  * 0; StatusNotFound when the record is missing or its key schema is not acceptable (`description` is filled in the
  * second case); otherwise the code of the environment lookup, the database open or the read.
  */
-[[nodiscard]] int loadSchema(BDBRequest& request, const QByteArray& tableName, QVariantMap* description, bool rawOnly);
+[[nodiscard]] int loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly);
+
+} // namespace Records
 
 #endif

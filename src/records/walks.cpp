@@ -1,13 +1,9 @@
 #include "records/walks.h"
 
-#include "log/log.h"
 #include "records/conditions.h"
 #include "records/encoding.h"
-#include "records/recordbuffers.h"
-#include "storage/bdbcursor.h"
-#include "storage/bdbenv.h"
-#include "storage/bdbindex.h"
-#include "storage/bdbtxn.h"
+#include "records/requeststatus.h"
+#include "records/walk.h"
 
 #include <QByteArrayView>
 
@@ -15,169 +11,110 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 /**
- * A cursor in a transaction of its own, with the memory for what it reads. Used by one walk: open, then read, then
- * finish.
+ * Opens the walk, lets `gather` fill a Result and append to `items`, and ends the walk. The result is handed on when
+ * all that succeeded; otherwise the items are taken back.
  */
-class Walk {
-public:
-    /** `name` begins the walk's log lines; `startKey` is what the first read seeks, or nothing. */
-    Walk(const char* name, const QByteArray& startKey) : name_(name), startKey_(startKey), buffers_(startKey) {}
-
-    [[nodiscard]] int open(BDBRequest& request, BDBIndex* db)
-    {
-        int rc = txn_.begin(request.environment.env(), 0);
-        if (rc == 0)
-            // As a flag of the cursor, since Berkeley DB accepts it with a read and does nothing with it there.
-            // Kept: of a batch that is written meanwhile the walk may see a part; writers do not wait for all of it.
-            rc = cursor_.open(db, &txn_, DB_READ_COMMITTED);
-        if (rc != 0) {
-            if (rc != DB_LOCK_DEADLOCK)
-                LOG_ERROR(LogOrigin, __LINE__) << "cursor open failed " << rc;
-            return rc;
-        }
-        if (!buffers_.valid() || !buffers_.allocateData(buffers_.keyCapacity()))
-            return allocationFailed();
-        return 0;
-    }
-
-    /**
-     * Reads a record, which cannot change until the next read: the cursor holds a read lock on its page, and lets go
-     * of it when it moves on. A read that fails, for want of room among others, leaves the cursor where it was.
-     * DB_NOTFOUND and DB_LOCK_DEADLOCK come without a line.
-     */
-    [[nodiscard]] int read(u_int32_t step)
-    {
-        const int rc = buffers_.readGrowing([&] { return cursor_.get(buffers_.key(), buffers_.data(), step); });
-        if (!buffers_.valid())
-            return allocationFailed();
-        if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
-            LOG_ERROR(LogOrigin, __LINE__)
-                << name_ << " cursor get failed for " << startKey_ << " key ulen " << buffers_.key()->get_ulen()
-                << " size " << buffers_.key()->get_size() << " data ulen " << buffers_.data()->get_ulen() << " size "
-                << buffers_.data()->get_size();
-        return rc;
-    }
-
-    /** The key of the record that was read; valid until the next read. */
-    QByteArrayView key()
-    {
-        return {static_cast<const char*>(buffers_.key()->get_data()),
-                static_cast<qsizetype>(buffers_.key()->get_size())};
-    }
-
-    /** Appends the item of the record that was read to the JSON of others. On failure `items` is as it was. */
-    [[nodiscard]] int appendItem(ItemFormatter* format, QByteArrayView hash, QByteArrayView range, QByteArray* items)
-    {
-        const qsizetype before = items->size();
-        if (before > 0)
-            *Json::extend(items, 1) = ',';
-        if (format->append(buffers_.dataBytes(), hash, range, items))
-            return 0;
+template <typename Result, typename Gather>
+int runWalk(Walk& walk, BDBEnv* env, BDBIndex* db, Gather&& gather, QByteArray* items, Result* result)
+{
+    const qsizetype before = items != nullptr ? items->size() : 0;
+    Result found;
+    int rc = walk.open(env, db);
+    if (rc == 0)
+        rc = gather(&found);
+    rc = walk.finish(rc);
+    if (rc == 0)
+        *result = std::move(found);
+    else if (items != nullptr)
         items->truncate(before);
-        LOG_ERROR(LogOrigin, __LINE__) << name_ << " Failed to parse";
-        return StatusInternalError;
-    }
-
-    /** Splits a record key. False, with a line, when its length prefix is no number. */
-    [[nodiscard]] bool decode(QByteArrayView* hash, QByteArrayView* range)
-    {
-        if (decodeRecordKey(key(), hash, range))
-            return true;
-        LOG_ERROR(LogOrigin, __LINE__) << name_ << " Key format corruption";
-        return false;
-    }
-
-    /** Closes the cursor and ends the transaction. */
-    [[nodiscard]] int finish(int rc)
-    {
-        (void)cursor_.close(); // a failure shows in the transaction's end, if anywhere
-        return ::finish(txn_, rc);
-    }
-
-private:
-    [[nodiscard]] static int allocationFailed()
-    {
-        LOG_CRIT(LogOrigin, __LINE__) << "malloc failed";
-        return StatusInternalError;
-    }
-
-    const char* const name_;
-    const QByteArray startKey_;
-    BDBTxn txn_; // in front of the cursor, which must be closed first
-    BDBCursor cursor_;
-    RecordBuffers buffers_;
-};
+    return rc;
+}
 
 /** The conditions of a "ScanFilter" on the key attributes. */
 struct KeyFilter {
-    KeyCondition hash;
-    KeyCondition range;
+    KeyBounds hash;
+    KeyBounds range;
 };
 
 /** Kept: conditions on other attributes let everything through. */
 int parseFilter(const QVariantMap& filter, const KeyNames& names, KeyFilter* parsed)
 {
     bool direction = true; // a scan always walks up
-    if (const int rc = parseCondition(filter.value(names.hash).toMap(), &parsed->hash, &direction))
+    if (const int rc = Records::parseCondition(filter.value(names.hash).toMap(), &parsed->hash, &direction))
         return rc;
-    return parseCondition(filter.value(names.range).toMap(), &parsed->range, &direction);
+    return Records::parseCondition(filter.value(names.range).toMap(), &parsed->range, &direction);
 }
 
+/** That no later key of a condition can match does not end a scan: with the next hash key they may again. */
 bool matchesFilter(const KeyFilter& filter, QByteArrayView hash, QByteArrayView range)
 {
-    bool match = true;
-    bool stop = false; // of no use here: what follows may match again
-    matchCondition(hash, filter.hash, &match, &stop);
-    if (match)
-        matchCondition(range, filter.range, &match, &stop);
-    return match;
+    return Records::matchCondition(hash, filter.hash).match && Records::matchCondition(range, filter.range).match;
 }
 
-/** The records of a scan, one after another. `progress` grows as it goes; the caller takes that back on failure. */
-int scanRecords(Walk& walk, const QByteArray& startKey, const KeyFilter& filter, ItemFormatter* format,
-                ScanProgress* progress)
-{
-    bool atStart = !startKey.isEmpty();
-    u_int32_t step = atStart ? DB_SET_RANGE : DB_FIRST;
-    for (;; step = DB_NEXT) {
-        if (const int rc = walk.read(step))
-            return rc == DB_NOTFOUND ? 0 : rc;
-        QByteArrayView hash;
-        QByteArrayView range;
-        if (!walk.decode(&hash, &range))
-            return StatusInternalError;
+/** One scan under way: where it looks, and what it looks for. */
+class RecordScan {
+public:
+    RecordScan(Walk& walk, const ScanRange& range, const QByteArray& startKey, const KeyFilter& filter,
+               ItemFormatter* format, QByteArray* items)
+        : walk_(walk), range_(range), startKey_(startKey), filter_(filter), format_(format), items_(items)
+    {}
 
-        if (atStart && walk.key() == startKey) {
-            atStart = false;
-        } else {
-            atStart = false;
-            ++progress->scanned;
-            if (matchesFilter(filter, hash, range)) {
-                if (const int rc = walk.appendItem(format, hash, range, &progress->items))
+    /** Walks until the end of the partition or the limit. */
+    [[nodiscard]] int run(ScanResult* result)
+    {
+        bool positioning = !startKey_.isEmpty();
+        for (u_int32_t step = positioning ? DB_SET_RANGE : DB_FIRST;; step = DB_NEXT) {
+            if (const int rc = walk_.read(step))
+                return rc == DB_NOTFOUND ? 0 : rc;
+            QByteArrayView hash;
+            QByteArrayView range;
+            if (!walk_.decode(&hash, &range))
+                return StatusInternalError;
+            const bool isStart = std::exchange(positioning, false) && walk_.key() == startKey_;
+            if (!isStart) {
+                if (const int rc = examine(hash, range, result))
                     return rc;
-                if (progress->countOnly)
-                    progress->items.truncate(0);
-                ++progress->count;
             }
-            --progress->limit;
-        }
-        if (progress->limit <= 0) { // Kept: looked at behind the record, so that one is examined whatever the limit
-            progress->lastHash = hash.toByteArray().append('\0');
-            progress->lastRange = range.toByteArray().append('\0');
-            return 0;
+            // Kept: looked at behind the record, so that one is examined whatever the limit.
+            if (result->scanned >= range_.limit) {
+                result->lastHash = hash.toByteArray().append('\0');
+                result->lastRange = range.toByteArray().append('\0');
+                return 0;
+            }
         }
     }
-}
 
-/** One query under way: where it looks, and what it has found. */
+private:
+    int examine(QByteArrayView hash, QByteArrayView range, ScanResult* result)
+    {
+        ++result->scanned;
+        if (!matchesFilter(filter_, hash, range))
+            return 0;
+        const qsizetype before = items_->size();
+        if (const int rc = walk_.appendItem(format_, hash, range, items_))
+            return rc;
+        if (range_.countOnly)
+            items_->truncate(before);
+        ++result->count;
+        return 0;
+    }
+
+    Walk& walk_;
+    const ScanRange& range_;
+    const QByteArray& startKey_;
+    const KeyFilter& filter_;
+    ItemFormatter* const format_;
+    QByteArray* const items_;
+};
+
+/** One query under way: where it looks, and what it looks for. */
 class RecordQuery {
 public:
-    RecordQuery(Walk& walk, const QueryRange& range, const KeyCondition& condition, bool forward, ItemFormatter* format)
-        : walk_(walk), range_(range), condition_(condition), prefix_(recordKey(range.hashKey, QByteArray())),
-          forward_(forward), format_(format), positioning_(!forward || !range.startRange.isEmpty())
+    RecordQuery(Walk& walk, const QueryRange& range, const KeyBounds& condition, bool forward, ItemFormatter* format,
+                QByteArray* items)
+        : walk_(walk), range_(range), condition_(condition), prefix_(Records::recordKey(range.hashKey, QByteArray())),
+          forward_(forward), format_(format), items_(items), positioning_(!forward || !range.startRange.isEmpty())
     {}
 
     /** Walks until the end of the hash key, a condition that says stop, or the limit. */
@@ -202,14 +139,12 @@ public:
             if (std::exchange(positioning_, false) && !range_.startRange.isEmpty() && range == range_.startRange)
                 continue;
 
-            bool match = true;
-            bool stop = false;
-            matchCondition(range, condition_, &match, &stop);
-            if (match) {
+            const KeyMatch key = Records::matchCondition(range, condition_);
+            if (key.match) {
                 if (const int failed = take(range, result))
                     return failed;
             }
-            if (stop)
+            if (key.stop)
                 return 0;
             if (--limit <= 0) { // Kept: as in a scan
                 result->lastRange = range.toByteArray().append('\0');
@@ -231,51 +166,39 @@ private:
     int take(QByteArrayView range, QueryResult* result)
     {
         ++result->count;
-        return format_ != nullptr ? walk_.appendItem(format_, range_.hashKey, range, &result->items) : 0;
+        return format_ != nullptr ? walk_.appendItem(format_, range_.hashKey, range, items_) : 0;
     }
 
     Walk& walk_;
     const QueryRange& range_;
-    const KeyCondition& condition_;
+    const KeyBounds& condition_;
     const QByteArray prefix_;
     const bool forward_;
     ItemFormatter* const format_; // or null
-    bool positioning_;            // until the first record that the seek leads to
+    QByteArray* const items_;
+    bool positioning_; // until the first record that the seek leads to
 };
 
 } // namespace
 
-int scanDb(BDBRequest& request, BDBIndex* db, const QByteArray& startHash, const QByteArray& startRange,
-           const QVariantMap& filter, ItemFormatter* format, ScanProgress* progress)
+int Records::scanDb(BDBEnv* env, BDBIndex* db, const ScanRange& range, ItemFormatter* format, QByteArray* items,
+                    ScanResult* result)
 {
-    KeyFilter parsed;
-    if (const int rc = parseFilter(filter, format->names(), &parsed))
+    KeyFilter filter;
+    if (const int rc = parseFilter(range.filter, format->names(), &filter))
         return rc;
-    const QByteArray startKey = startHash.isEmpty() ? QByteArray() : recordKey(startHash, startRange);
-    Walk walk("scanDb", startKey);
-    if (const int rc = walk.open(request, db))
-        return walk.finish(rc);
+    const QByteArray startKey = range.startHash.isEmpty() ? QByteArray() : recordKey(range.startHash, range.startRange);
 
-    // What earlier partitions gave is neither copied nor lost: a failed attempt is cut off again.
-    const int limit = progress->limit;
-    const int count = progress->count;
-    const int scanned = progress->scanned;
-    const qsizetype items = progress->items.size();
-    const int rc = walk.finish(scanRecords(walk, startKey, parsed, format, progress));
-    if (rc != 0) {
-        progress->limit = limit;
-        progress->count = count;
-        progress->scanned = scanned;
-        progress->items.truncate(items);
-        progress->lastHash.clear();
-        progress->lastRange.clear();
-    }
-    return rc;
+    Walk walk("scanDb", startKey);
+    RecordScan scan(walk, range, startKey, filter, format, items);
+    return runWalk(
+        walk, env, db, [&](ScanResult* found) { return scan.run(found); }, items, result);
 }
 
-int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, ItemFormatter* format, QueryResult* result)
+int Records::queryDb(BDBEnv* env, BDBIndex* db, const QueryRange& range, ItemFormatter* format, QByteArray* items,
+                     QueryResult* result)
 {
-    KeyCondition condition;
+    KeyBounds condition;
     bool forward = range.forward;
     if (range.condition != nullptr) {
         if (const int rc = parseCondition(*range.condition, &condition, &forward))
@@ -288,11 +211,7 @@ int queryDb(BDBRequest& request, BDBIndex* db, const QueryRange& range, ItemForm
         condition.low = QByteArray(1, '\xff'); // behind every range key of the hash key
 
     Walk walk("queryDb", recordKey(range.hashKey, condition.low));
-    if (const int rc = walk.open(request, db))
-        return walk.finish(rc);
-    QueryResult found;
-    const int rc = walk.finish(RecordQuery(walk, range, condition, forward, format).run(&found));
-    if (rc == 0)
-        *result = std::move(found);
-    return rc;
+    RecordQuery query(walk, range, condition, forward, format, items);
+    return runWalk(
+        walk, env, db, [&](QueryResult* found) { return query.run(found); }, items, result);
 }

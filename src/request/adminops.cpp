@@ -1,8 +1,8 @@
 #include "request/adminops.h"
 
 #include "log/log.h"
-#include "request/envaccess.h"
-#include "request/opentable.h"
+#include "records/requeststatus.h"
+#include "request/bdbrequest.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbhotbackup.h"
 
@@ -14,9 +14,9 @@ constexpr const char* LogOrigin = "bdbrequest";
 
 constexpr const char* StateNames[] = {"none", "copying", "shipping", "stopping"}; // of BDBBackupStatus::State
 
-int flushDb(BDBRequest& request, const QByteArray& tableName)
+int flushDb(BDBEnv* env, const QByteArray& tableName)
 {
-    const int rc = flushEnv(request);
+    const int rc = Requests::flushEnv(env);
     if (rc == 0)
         LOG_DEBUG << "flushEnv success dbpath " << tableName;
     else
@@ -24,34 +24,33 @@ int flushDb(BDBRequest& request, const QByteArray& tableName)
     return rc;
 }
 
-int backupControl(BDBRequest& request, const QVariant& target, BDBBackupMode mode)
+int backupControl(BDBEnv* env, const QVariant& target, BDBBackupMode mode)
 {
     // A number would pass for the name of a directory; what is no text names none, and the backup fails.
     const bool isText = target.typeId() == QMetaType::QString;
-    return request.environment.env()->backup(isText ? target.toString() : QString(), mode);
+    return env->backup(isText ? target.toString() : QString(), mode);
 }
 
 } // namespace
 
-int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVariantMap& actions)
+int Requests::runAdminAction(BDBEnv* env, const QByteArray& tableName, const QVariantMap& actions)
 {
     if (actions.contains(u"FlushDB"_s))
-        return flushDb(request, tableName);
+        return flushDb(env, tableName);
     if (actions.contains(u"DbBackup"_s))
-        return backupControl(request, actions.value(u"DbBackup"_s), BackupFull);
+        return backupControl(env, actions.value(u"DbBackup"_s), BackupFull);
     if (actions.contains(u"UpdateDbBackup"_s))
-        return backupControl(request, actions.value(u"UpdateDbBackup"_s), BackupShipLogs);
+        return backupControl(env, actions.value(u"UpdateDbBackup"_s), BackupShipLogs);
     if (actions.contains(u"StopDbBackup"_s))
-        return backupControl(request, QVariant(), BackupStop);
+        return backupControl(env, QVariant(), BackupStop);
     return StatusSuccess;
 }
 
-int describeBackup(BDBRequest& request)
+int Requests::describeBackup(BDBRequest& request)
 {
-    EnvAccess access;
-    if (const int rc = openTable(request, tableNameOf(request), &access))
+    if (const int rc = request.table.openTable(request.tableName()))
         return rc;
-    const BDBBackupStatus status = request.environment.env()->backupStatus();
+    const BDBBackupStatus status = request.table.env()->backupStatus();
     QVariantMap backup{{"State", QLatin1String(StateNames[status.state])}};
     if (status.state != BDBBackupStatus::None)
         backup.insert(u"Target"_s, status.target);
@@ -59,7 +58,7 @@ int describeBackup(BDBRequest& request)
     return StatusSuccess;
 }
 
-int flushEnv(BDBRequest& request)
+int Requests::flushEnv(BDBEnv* env)
 {
-    return request.environment.env()->log_flush(nullptr);
+    return env->log_flush(nullptr);
 }

@@ -1,7 +1,13 @@
 #ifndef QUORVA_REQUEST_ADMINOPS_H
 #define QUORVA_REQUEST_ADMINOPS_H
 
-#include "records/requestcontext.h"
+#include <QByteArray>
+#include <QVariantMap>
+
+class BDBEnv;
+struct BDBRequest;
+
+namespace Requests {
 
 /** The operation that tells what the backup of a table's environment does. Reads the parsed body, fills the reply. */
 [[nodiscard]] int describeBackup(BDBRequest& request);
@@ -12,12 +18,14 @@
  * Runs the first of "FlushDB", "DbBackup", "UpdateDbBackup" and "StopDbBackup" that `actions` holds; 0 when it holds
  * none.
  */
-[[nodiscard]] int runAdminAction(BDBRequest& request, const QByteArray& tableName, const QVariantMap& actions);
+[[nodiscard]] int runAdminAction(BDBEnv* env, const QByteArray& tableName, const QVariantMap& actions);
 
 /**
- * Forces the whole transaction log of the request's environment to disk; database pages stay in the cache. Returns
- * Berkeley DB's result.
+ * Forces the whole transaction log of the environment to disk; database pages stay in the cache. Returns Berkeley DB's
+ * result.
  */
-[[nodiscard]] int flushEnv(BDBRequest& request);
+[[nodiscard]] int flushEnv(BDBEnv* env);
+
+} // namespace Requests
 
 #endif

@@ -1,19 +1,19 @@
 #include "request/batchwrite.h"
 
 #include "log/log.h"
-#include "records/encoding.h"
+#include "records/itemplace.h"
 #include "records/lists.h"
-#include "records/lookup.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "records/schema.h"
-#include "request/opentable.h"
+#include "request/bdbrequest.h"
 #include "request/requestkeys.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbregistry.h"
 #include "storage/bdbtxn.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
-#include "storage/settings.h"
+#include "json/jsonadapter.h"
 
 #include <QSet>
 
@@ -41,7 +41,7 @@ struct BatchWrite {
     QByteArray tableName;
     BDBIndex* db; // owned by the environment
     QByteArray key;
-    std::optional<QVariantMap> item; // nothing: the record is deleted
+    std::optional<QByteArray> item; // its JSON; nothing: the record is deleted
 };
 
 /** What a batch comes to, and how far the walk over its tables goes when all writes in front of its end succeed. */
@@ -68,50 +68,42 @@ int addSeen(const QByteArray& key, SeenKeys* seen, BatchPlan* plan)
     return StatusSuccess;
 }
 
-int planPutItem(BDBRequest& request, const QByteArray& tableName, const QVariantMap& put, SeenKeys* seen,
+int planPutItem(TableContext& table, const QByteArray& tableName, const QVariantMap& put, SeenKeys* seen,
                 BatchPlan* plan)
 {
     if (hasConditions(put))
         return refuse(plan, "condition check failed", __LINE__);
     QVariantMap item = put.value(u"Item"_s).toMap();
-    QByteArray hashKey;
-    QByteArray rangeKey;
-    if (const int rc = extractKeys(request, &item, &hashKey, &rangeKey))
+    ItemPlace place;
+    if (const int rc = Records::takePlace(table, tableName, &item, &place))
         return rc;
-    BDBIndex* db = nullptr;
-    if (const int rc = openPartition(request, tableName, hashKey, &db))
+    if (const int rc = addSeen(place.key, seen, plan))
         return rc;
-    const QByteArray key = recordKey(hashKey, rangeKey);
-    if (const int rc = addSeen(key, seen, plan))
-        return rc;
-    plan->writes.push_back({tableName, db, key, std::move(item)});
+    plan->writes.push_back({tableName, place.db, place.key, Json::serialize(item)});
     return StatusSuccess;
 }
 
-int planDeleteItem(BDBRequest& request, const QByteArray& tableName, const QVariantMap& deletion, SeenKeys* seen,
+int planDeleteItem(TableContext& table, const QByteArray& tableName, const QVariantMap& deletion, SeenKeys* seen,
                    BatchPlan* plan)
 {
     if (hasConditions(deletion))
         return refuse(plan, "condition check failed", __LINE__);
-    QByteArray hashKey;
-    QByteArray rangeKey;
-    if (const int rc = readElementKeys(deletion.value(u"Key"_s).toMap(), &hashKey, &rangeKey))
+    ItemPlace place;
+    if (const int rc = Requests::readElementKeys(deletion.value(u"Key"_s).toMap(), &place.hashKey, &place.rangeKey))
         return rc;
-    BDBIndex* db = nullptr;
-    if (const int rc = openPartition(request, tableName, hashKey, &db))
+    if (const int rc = Records::findPlace(table, tableName, &place))
         return rc;
-    const QByteArray key = recordKey(hashKey, rangeKey);
-    if (const int rc = addSeen(key, seen, plan))
+    if (const int rc = addSeen(place.key, seen, plan))
         return rc;
-    plan->writes.push_back({tableName, db, key, std::nullopt});
+    plan->writes.push_back({tableName, place.db, place.key, std::nullopt});
     return StatusSuccess;
 }
 
 /** Plans one table's list in order; the first failure ends it. Kept: an entry of neither kind is skipped. */
-int planTable(BDBRequest& request, const QByteArray& tableName, const QVariantList& entries, BatchPlan* plan)
+int planTable(TableContext& table, const QByteArray& tableName, const QVariantList& entries, BatchPlan* plan)
 {
     QVariantMap description;
-    if (const int rc = loadSchema(request, tableName, &description, false)) {
+    if (const int rc = Records::loadSchema(table, tableName, &description, false)) {
         plan->report = [tableName] {
             LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
         };
@@ -122,9 +114,9 @@ int planTable(BDBRequest& request, const QByteArray& tableName, const QVariantLi
         const QVariantMap write = entry.toMap();
         int rc = StatusSuccess;
         if (const auto put = write.constFind(u"PutRequest"_s); put != write.constEnd())
-            rc = planPutItem(request, tableName, put->toMap(), &seen, plan);
+            rc = planPutItem(table, tableName, put->toMap(), &seen, plan);
         else if (const auto del = write.constFind(u"DeleteRequest"_s); del != write.constEnd())
-            rc = planDeleteItem(request, tableName, del->toMap(), &seen, plan);
+            rc = planDeleteItem(table, tableName, del->toMap(), &seen, plan);
         if (rc != 0)
             return rc;
     }
@@ -136,7 +128,7 @@ int planTable(BDBRequest& request, const QByteArray& tableName, const QVariantLi
  * failure ends it.
  * Kept: directories are compared as they are spelled.
  */
-int planBatch(BDBRequest& request, const QVariantMap& tables, const QByteArray& batchPath, BatchPlan* plan)
+int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray& batchPath, BatchPlan* plan)
 {
     for (auto table = tables.constBegin(); table != tables.constEnd(); ++table) {
         plan->lastTable = table.key().toUtf8();
@@ -149,7 +141,7 @@ int planBatch(BDBRequest& request, const QVariantMap& tables, const QByteArray& 
                 plan->foreign.insert(table.key(), table.value());
             break; // what stands in front of it is written
         }
-        if (const int rc = planTable(request, plan->lastTable, listOf(table.value()), plan))
+        if (const int rc = planTable(context, plan->lastTable, Records::listOf(table.value()), plan))
             return rc;
     }
     return StatusSuccess;
@@ -165,21 +157,22 @@ int planBatch(BDBRequest& request, const QVariantMap& tables, const QByteArray& 
  */
 class Batch {
 public:
-    Batch(BDBRequest& request, const QVariantMap& tables, const QByteArray& firstTable)
-        : request_(request), tables_(tables), lastTable_(firstTable)
+    /** `context` has the environment of `firstTable`. */
+    Batch(TableContext& context, const QVariantMap& tables, const QByteArray& firstTable)
+        : context_(context), tables_(tables), lastTable_(firstTable)
     {}
 
     /** One attempt. DB_LOCK_DEADLOCK: to be repeated. */
     int run()
     {
         BDBTxn txn; // holds no page before the first write
-        if (const int rc = txn.begin(request_.environment.env(), 0)) {
+        if (const int rc = txn.begin(context_.env(), 0)) {
             unprocessed_.clear();
             return rc;
         }
         if (!plan_) {
             plan_.emplace();
-            plan_->failure = planBatch(request_, tables_, environmentDirectory(lastTable_), &*plan_);
+            plan_->failure = planBatch(context_, tables_, environmentDirectory(lastTable_), &*plan_);
         }
         int rc = writePlanned(&txn);
         if (rc == 0)
@@ -189,7 +182,7 @@ public:
             return rc;
         }
         unprocessed_ = plan_->foreign;
-        return txn.commit(Settings::txnCommitFlags());
+        return txn.finish(0);
     }
 
     const QByteArray& lastTable() const { return lastTable_; }
@@ -201,9 +194,8 @@ private:
     {
         for (const BatchWrite& write : plan_->writes) {
             lastTable_ = write.tableName;
-            QVariantMap item = write.item.value_or(QVariantMap());
-            const int rc = write.item ? putDb(write.db, write.key, &item, nullptr, false, txn)
-                                      : deleteDb(write.db, write.key, nullptr, nullptr, txn);
+            const int rc = write.item ? Records::putDb(write.db, write.key, *write.item, nullptr, nullptr, txn)
+                                      : Records::deleteDb(write.db, write.key, nullptr, nullptr, txn);
             if (rc != 0)
                 return rc;
         }
@@ -219,7 +211,7 @@ private:
         return plan_->failure;
     }
 
-    BDBRequest& request_;
+    TableContext& context_;
     const QVariantMap& tables_;
     std::optional<BatchPlan> plan_;
     QByteArray lastTable_;    // the last TableName that an attempt looked at; the first one before it
@@ -228,7 +220,7 @@ private:
 
 } // namespace
 
-int batchWriteItem(BDBRequest& request)
+int Requests::batchWriteItem(BDBRequest& request)
 {
     const QVariantMap tables = request.parsedBody.value(u"RequestItems"_s).toMap();
     if (tables.isEmpty()) {
@@ -236,11 +228,11 @@ int batchWriteItem(BDBRequest& request)
         return StatusInvalidRequest;
     }
     const QByteArray firstTable = tables.firstKey().toUtf8();
-    EnvAccess access;
-    if (const int rc = openTable(request, firstTable, &access))
+    TableContext& context = request.table;
+    if (const int rc = context.openTable(firstTable))
         return rc;
 
-    Batch batch(request, tables, firstTable);
+    Batch batch(context, tables, firstTable);
     const int rc = retryOnDeadlock([&] { return batch.run(); },
                                    [](int backoff) { LOG_WARN << "WriteBatchItem Got deadlock retry " << backoff; },
                                    DeadlockWarning::FromFourth);
@@ -248,8 +240,8 @@ int batchWriteItem(BDBRequest& request)
     // Kept: the release goes to the environment of the last TableName that was looked at. After a table of another
     // environment that is not the one we hold, and the first table's environment keeps this hold for good.
     if (environmentDirectory(batch.lastTable()) != environmentDirectory(firstTable)) {
-        access.dismiss();
-        unlockEnv(request.registry, batch.lastTable());
+        context.dismissAccess();
+        Registry::unlockEnv(context.registry(), batch.lastTable());
     }
     if (!batch.unprocessed().isEmpty())
         request.reply.insert(u"UnprocessedItems"_s, batch.unprocessed());

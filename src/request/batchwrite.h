@@ -1,7 +1,9 @@
 #ifndef QUORVA_REQUEST_BATCHWRITE_H
 #define QUORVA_REQUEST_BATCHWRITE_H
 
-#include "records/requestcontext.h"
+struct BDBRequest;
+
+namespace Requests {
 
 /**
  * Puts and deletes for one or more tables of one environment, applied in one transaction: whole or not at all. Tables
@@ -9,5 +11,7 @@
  * status.
  */
 [[nodiscard]] int batchWriteItem(BDBRequest& request);
+
+} // namespace Requests
 
 #endif

@@ -1,49 +1,58 @@
 #include "request/bdbrequest.h"
 
 #include "log/log.h"
-#include "records/lookup.h"
+#include "protocol/operations.h"
 #include "request/adminops.h"
 #include "request/batchwrite.h"
 #include "request/itemops.h"
 #include "request/scanquery.h"
 #include "request/tableops.h"
 
-#include <cstring>
+#include <QScopeGuard>
+
+#include <string_view>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Operation {
-    const char* name;
+struct Handler {
+    Operations::Operation operation;
     int (*run)(BDBRequest&);
 };
 
-constexpr Operation Operations[] = {
-    {"DynamoDB_20111205.Query", queryTable},
-    {"DynamoDB_20111205.GetItem", getItem},
-    {"DynamoDB_20111205.PutItem", putItem},
-    {"DynamoDB_20111205.UpdateItem", updateItem},
-    {"DynamoDB_20111205.DescribeTable", describeTable},
-    {"DynamoDB_20111205.UpdateTable", updateTable},
-    {"DynamoDB_20111205.DeleteItem", deleteItem},
-    {"DynamoDB_20111205.BatchWriteItem", batchWriteItem},
-    {"DynamoDB_20111205.CreateTable", createTable},
-    {"DynamoDB_20111205.DeleteTable", deleteTable},
-    {"DynamoDB_20111205.Scan", scanTable},
-    {"Quorva_1.DescribeBackup", describeBackup},
+constexpr Handler Handlers[] = {
+    {Operations::Query, Requests::queryTable},
+    {Operations::GetItem, Requests::getItem},
+    {Operations::PutItem, Requests::putItem},
+    {Operations::UpdateItem, Requests::updateItem},
+    {Operations::DescribeTable, Requests::describeTable},
+    {Operations::UpdateTable, Requests::updateTable},
+    {Operations::DeleteItem, Requests::deleteItem},
+    {Operations::BatchWriteItem, Requests::batchWriteItem},
+    {Operations::CreateTable, Requests::createTable},
+    {Operations::DeleteTable, Requests::deleteTable},
+    {Operations::Scan, Requests::scanTable},
+    {Operations::DescribeBackup, Requests::describeBackup},
 };
 
 } // namespace
 
-void dispatch(BDBRequest& request)
+QByteArray BDBRequest::tableName() const
+{
+    return parsedBody.value(u"TableName"_s).toString().toUtf8();
+}
+
+void Requests::dispatch(BDBRequest& request)
 {
     // Kept: names are compared up to their first zero byte: a name that goes on behind one is the operation in front of
     // it.
-    const char* name = request.operation.constData();
-    for (const Operation& operation : Operations) {
-        if (std::strcmp(name, operation.name) == 0) {
-            request.status = operation.run(request);
+    const std::string_view name = request.operation.constData();
+    for (const Handler& handler : Handlers) {
+        if (handler.operation.isNamed(name)) {
             // A client that is slow to read its reply must not keep the environment from being deleted meanwhile.
-            dropEnvironment(request);
+            const auto leave = qScopeGuard([&] { request.table.leave(); });
+            request.status = handler.run(request);
             return;
         }
     }

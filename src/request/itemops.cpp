@@ -1,15 +1,16 @@
 #include "request/itemops.h"
 
 #include "log/log.h"
-#include "records/encoding.h"
 #include "records/itemformatter.h"
+#include "records/itemplace.h"
 #include "records/lists.h"
 #include "records/recordops.h"
 #include "records/schema.h"
-#include "request/opentable.h"
+#include "request/bdbrequest.h"
 #include "request/requestkeys.h"
 #include "storage/deadlockretry.h"
-#include "json/jsonadapter.h"
+#include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 #include <optional>
 
@@ -17,25 +18,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/** An item that a request names: its table, its keys, and the open database of its partition. */
-struct ItemPlace {
-    QByteArray tableName;
-    QByteArray hashKey;
-    QByteArray rangeKey;
-    BDBIndex* db = nullptr; // owned by the environment
-
-    QByteArray key() const { return recordKey(hashKey, rangeKey); }
-};
-
 /** The common opening of the operations that name an item by "Key". */
-int openItem(BDBRequest& request, EnvAccess* access, ItemPlace* place)
+int openItem(BDBRequest& request, ItemPlace* place)
 {
-    place->tableName = tableNameOf(request);
-    if (const int rc = openTable(request, place->tableName, access))
+    const QByteArray tableName = request.tableName();
+    if (const int rc = request.table.openTable(tableName))
         return rc;
-    if (const int rc = readElementKeys(request.parsedBody.value(u"Key"_s).toMap(), &place->hashKey, &place->rangeKey))
+    const QVariantMap key = request.parsedBody.value(u"Key"_s).toMap();
+    if (const int rc = Requests::readElementKeys(key, &place->hashKey, &place->rangeKey))
         return rc;
-    return openPartition(request, place->tableName, place->hashKey, &place->db);
+    return Records::findPlace(request.table, tableName, place);
 }
 
 template <typename Attempt> int retryItem(const char* operation, const ItemPlace& place, Attempt&& attempt)
@@ -73,37 +65,37 @@ void addBareKeys(BDBRequest& request, const ItemPlace& place, QVariantMap* attri
     QVariantMap description;
     QString hashName;
     QString rangeName;
-    (void)loadSchema(request, place.tableName, &description, true); // ignored: without it the names stay empty
-    (void)schemaKeyNames(description, &hashName, &rangeName);       // ignored likewise
+    (void)Records::loadSchema(request.table, request.tableName(), &description,
+                              true);                                    // ignored: without it the names stay empty
+    (void)Requests::schemaKeyNames(description, &hashName, &rangeName); // ignored likewise
     attributes->insert(hashName, QString::fromLatin1(place.hashKey));
     attributes->insert(rangeName, QString::fromLatin1(place.rangeKey));
 }
 
 } // namespace
 
-int putItem(BDBRequest& request)
+int Requests::putItem(BDBRequest& request)
 {
     const bool returnOld = wantsOldItem(request);
-    ItemPlace place;
-    place.tableName = tableNameOf(request);
-    EnvAccess access;
-    if (const int rc = openTable(request, place.tableName, &access))
+    const QByteArray tableName = request.tableName();
+    TableContext& table = request.table;
+    if (const int rc = table.openTable(tableName))
         return rc;
     QVariantMap description;
-    if (const int rc = loadSchema(request, place.tableName, &description, false))
+    if (const int rc = Records::loadSchema(table, tableName, &description, false))
         return rc;
     QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // ours alone, so it loses its keys without a copy
-    if (const int rc = extractKeys(request, &item, &place.hashKey, &place.rangeKey))
-        return rc;
-    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
-    if (const int rc = openPartition(request, place.tableName, place.hashKey, &place.db))
+    ItemPlace place;
+    if (const int rc = Records::takePlace(table, tableName, &item, &place))
         return rc;
 
+    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     const Json::RawText stored{Json::serialize(item)};
     QVariantMap oldItem;
     const int rc = retryItem("putItem", place, [&] {
         oldItem.clear();
-        return putDb(request, place.db, place.key(), stored.text, pointerTo(expected), returnOld ? &oldItem : nullptr);
+        return Records::putDb(table.env(), place.db, place.key, stored.text, pointerTo(expected),
+                              returnOld ? &oldItem : nullptr);
     });
     // Kept: "Attributes" is always there, with the new item unless the old one was asked for.
     if (rc == 0)
@@ -111,18 +103,18 @@ int putItem(BDBRequest& request)
     return rc;
 }
 
-int getItem(BDBRequest& request)
+int Requests::getItem(BDBRequest& request)
 {
     ItemPlace place;
-    EnvAccess access;
-    if (const int rc = openItem(request, &access, &place))
+    if (const int rc = openItem(request, &place))
         return rc;
     ItemFormatter format;
     if (request.parsedBody.contains(u"AttributesToGet"_s))
-        format.keepOnly(listOf(request.parsedBody.value(u"AttributesToGet"_s)));
+        format.keepOnly(Records::listOf(request.parsedBody.value(u"AttributesToGet"_s)));
     Json::RawText item;
-    const int rc =
-        retryItem("getItem", place, [&] { return getDb(request, place.db, place.key(), &format, &item.text); });
+    const int rc = retryItem("getItem", place, [&] {
+        return Records::getDb(request.table.env(), place.db, place.key, &format, &item.text);
+    });
     if (rc == DB_NOTFOUND)
         return StatusSuccess; // Kept: an item that is not there is no error, the reply just lacks "Item"
     if (rc == 0)
@@ -130,11 +122,10 @@ int getItem(BDBRequest& request)
     return rc;
 }
 
-int deleteItem(BDBRequest& request)
+int Requests::deleteItem(BDBRequest& request)
 {
     ItemPlace place;
-    EnvAccess access;
-    if (const int rc = openItem(request, &access, &place))
+    if (const int rc = openItem(request, &place))
         return rc;
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     const bool returnOld = wantsOldItem(request);
@@ -142,7 +133,8 @@ int deleteItem(BDBRequest& request)
     QVariantMap oldItem;
     const int rc = retryItem("deleteItem", place, [&] {
         oldItem.clear();
-        return deleteDb(request, place.db, place.key(), pointerTo(expected), returnOld ? &oldItem : nullptr);
+        return Records::deleteDb(request.table.env(), place.db, place.key, pointerTo(expected),
+                                 returnOld ? &oldItem : nullptr);
     });
     if (rc != 0)
         request.reply.insert(u"Attributes"_s, QVariantMap()); // Kept: also on failure
@@ -151,11 +143,10 @@ int deleteItem(BDBRequest& request)
     return rc;
 }
 
-int updateItem(BDBRequest& request)
+int Requests::updateItem(BDBRequest& request)
 {
     ItemPlace place;
-    EnvAccess access;
-    if (const int rc = openItem(request, &access, &place))
+    if (const int rc = openItem(request, &place))
         return rc;
     const QVariantMap updates = request.parsedBody.value(u"AttributeUpdates"_s).toMap();
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
@@ -165,8 +156,8 @@ int updateItem(BDBRequest& request)
 
     QVariantMap attributes;
     const int rc = retryItem("updateItem", place, [&] {
-        return updateDb(request, place.db, place.key(), updates, pointerTo(expected), pointerTo(returnValues),
-                        &attributes);
+        return Records::updateDb(request.table.env(), place.db, place.key, updates, pointerTo(expected),
+                                 pointerTo(returnValues), &attributes);
     });
     if (!returnValues || attributes.isEmpty())
         return rc;

@@ -2,7 +2,7 @@
 
 #include "log/log.h"
 #include "records/encoding.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 using namespace Qt::StringLiterals;
 
@@ -35,7 +35,7 @@ int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* b
     const auto value = typed.constFind(u"S"_s);
     if (value == typed.constEnd())
         return refuse(element.wrong, __LINE__);
-    return keyBytes(*value, bytes);
+    return Records::keyBytes(*value, bytes);
 }
 
 int readSchemaElement(const QVariantMap& keySchema, const KeyElement& element, QString* name)
@@ -54,14 +54,14 @@ int readSchemaElement(const QVariantMap& keySchema, const KeyElement& element, Q
 
 } // namespace
 
-int readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByteArray* rangeKey)
+int Requests::readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByteArray* rangeKey)
 {
     if (const int rc = readElement(key, HashElement, hashKey))
         return rc;
     return readElement(key, RangeElement, rangeKey);
 }
 
-int schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName)
+int Requests::schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName)
 {
     const auto keySchema = schema.constFind(u"KeySchema"_s);
     if (keySchema == schema.constEnd())

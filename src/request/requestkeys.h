@@ -6,6 +6,8 @@
 
 /** Reading keys out of requests and key names out of schemas. Every failure is one ERROR line. Any thread. */
 
+namespace Requests {
+
 /**
  * Reads the two keys of a map with "HashKeyElement" and "RangeKeyElement", each {"S": string}. StatusInternalError when
  * one is missing or has another form, StatusInvalidRequest when it is not Latin-1.
@@ -14,5 +16,7 @@
 
 /** Reads the names of both key attributes out of a table description. StatusInternalError on a bad schema. */
 [[nodiscard]] int schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName);
+
+} // namespace Requests
 
 #endif

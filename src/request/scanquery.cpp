@@ -2,106 +2,17 @@
 
 #include "log/log.h"
 #include "records/encoding.h"
-#include "records/lists.h"
-#include "records/lookup.h"
-#include "records/schema.h"
 #include "records/walks.h"
-#include "request/opentable.h"
-#include "request/requestkeys.h"
+#include "request/bdbrequest.h"
+#include "request/page.h"
 #include "storage/deadlockretry.h"
+#include "json/jsontext.h"
 
-#include <algorithm>
-#include <limits>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr const char* LogOrigin = "bdbrequest";
-constexpr int DefaultLimit = 128;
-
-/** What both operations read from a request in the same way. */
-struct PageRequest {
-    bool countOnly = false;
-    int limit = DefaultLimit;
-    QVariantList attributesToGet;
-    bool hasStart = false;
-    QByteArray startHash;
-    QByteArray startRange;
-};
-
-int limitOf(const QVariantMap& body)
-{
-    const auto limit = body.constFind(u"Limit"_s);
-    if (limit == body.constEnd())
-        return DefaultLimit;
-    // Below zero is as good as zero, and leaves a walk room to count down.
-    return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
-}
-
-void readPageOptions(const QVariantMap& body, PageRequest* page)
-{
-    page->countOnly = body.value(u"Count"_s).toBool();
-    page->limit = limitOf(body);
-    page->attributesToGet = listOf(body.value(u"AttributesToGet"_s));
-}
-
-int readStartKey(const QVariantMap& body, PageRequest* page)
-{
-    const auto start = body.constFind(u"ExclusiveStartKey"_s);
-    page->hasStart = start != body.constEnd();
-    return page->hasStart ? readElementKeys(start->toMap(), &page->startHash, &page->startRange) : 0;
-}
-
-/** What a read that failed answers beside its status. */
-void answerNothing(BDBRequest& request, const PageRequest& page, bool withScannedCount)
-{
-    request.reply.insert(u"Count"_s, 0);
-    if (withScannedCount)
-        request.reply.insert(u"ScannedCount"_s, 0);
-    if (!page.countOnly)
-        request.reply.insert(u"Items"_s, QVariantList());
-}
-
-/**
- * Kept: both elements are bare strings although ExclusiveStartKey wants {"S": ...}; clients wrap them before they
- * resume. Whatever else the request's start key held comes back with them.
- */
-void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
-{
-    QVariantMap key = request.parsedBody.value(u"ExclusiveStartKey"_s).toMap();
-    key.insert(u"HashKeyElement"_s, hash);
-    if (!range.isEmpty())
-        key.insert(u"RangeKeyElement"_s, range);
-    request.reply.insert(u"LastEvaluatedKey"_s, key);
-}
-
-void answerItems(BDBRequest& request, const PageRequest& page, int count, const QByteArray& items)
-{
-    request.reply.insert(u"Count"_s, count);
-    if (!page.countOnly)
-        request.reply.insert(u"Items"_s, QVariant::fromValue(Json::RawElements{items}));
-}
-
-ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names)
-{
-    ItemFormatter format(names);
-    if (!page.attributesToGet.isEmpty())
-        format.keepOnly(page.attributesToGet);
-    return format;
-}
-
-/** The key names of the table; a schema that cannot be loaded is status 2 with empty counts. */
-int readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page, bool withScannedCount,
-                 KeyNames* names)
-{
-    QVariantMap description;
-    if (loadSchema(request, tableName, &description, true) != 0) {
-        answerNothing(request, page, withScannedCount);
-        return StatusInternalError;
-    }
-    return schemaKeyNames(description, &names->hash, &names->range);
-}
 
 template <typename Attempt>
 int retryWalk(const char* operation, const QByteArray& hash, const QByteArray& range, Attempt&& attempt)
@@ -111,106 +22,103 @@ int retryWalk(const char* operation, const QByteArray& hash, const QByteArray& r
     });
 }
 
-int openPartitionAt(BDBRequest& request, const QByteArray& tableName, unsigned partition, BDBIndex** db)
+/** Adds what the scan of a later partition found to what was found before. */
+void add(ScanResult&& later, ScanResult* all)
 {
-    return dbOpen(request, dataFileName(tableName, partition), DataSubDatabase, db);
+    all->count += later.count;
+    all->scanned += later.scanned;
+    all->lastHash = std::move(later.lastHash);
+    all->lastRange = std::move(later.lastRange);
+}
+
+QueryRange rangeOf(const QueryRequest& query)
+{
+    return {query.hashKey, query.page.startRange, query.page.limit, query.forward,
+            query.hasCondition ? &query.condition : nullptr};
+}
+
+/** Kept: the empty hash key has the first or last partition, not the one of its digest, where PutItem stores it. */
+unsigned partitionOf(const QueryRequest& query)
+{
+    if (query.hashKey.isEmpty())
+        return query.forward ? 0 : PartitionCount - 1;
+    return Records::partitionOf(query.hashKey, PartitionCount);
 }
 
 } // namespace
 
-int scanTable(BDBRequest& request)
+int Requests::scanTable(BDBRequest& request)
 {
-    const QByteArray tableName = tableNameOf(request);
-    EnvAccess access;
-    if (const int rc = openTable(request, tableName, &access))
+    TableContext& table = request.table;
+    const QByteArray tableName = request.tableName();
+    if (const int rc = table.openTable(tableName))
         return rc;
     PageRequest page;
-    readPageOptions(request.parsedBody, &page);
-    if (const int rc = readStartKey(request.parsedBody, &page))
+    if (const int rc = readPage(request.parsedBody, &page))
         return rc;
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, page, true, &names))
         return rc;
-    const QVariantMap filter = request.parsedBody.value(u"ScanFilter"_s).toMap();
 
+    const QVariantMap filter = request.parsedBody.value(u"ScanFilter"_s).toMap();
+    ScanRange range{page.startHash, page.startRange, page.limit, filter, page.countOnly};
     ItemFormatter format = formatterOf(page, names);
-    ScanProgress progress;
-    progress.limit = page.limit;
-    progress.countOnly = page.countOnly;
+    QByteArray items;
+    ScanResult all;
     // Kept: a start key whose hash key is empty is none.
-    unsigned partition = page.startHash.isEmpty() ? 0 : partitionOf(page.startHash, PartitionCount);
-    for (; partition < PartitionCount && progress.lastHash.isEmpty(); ++partition) {
+    unsigned partition = range.startHash.isEmpty() ? 0 : Records::partitionOf(range.startHash, PartitionCount);
+    for (; partition < PartitionCount && all.lastHash.isEmpty(); ++partition) {
         BDBIndex* db = nullptr;
-        if (const int rc = openPartitionAt(request, tableName, partition, &db))
+        if (const int rc = table.openPartition(tableName, partition, &db))
             return rc;
-        const int rc = retryWalk("scanTable", page.startHash, page.startRange, [&] {
-            return scanDb(request, db, page.startHash, page.startRange, filter, &format, &progress);
-        });
+        ScanResult found;
+        const int rc = retryWalk("scanTable", range.startHash, range.startRange,
+                                 [&] { return Records::scanDb(table.env(), db, range, &format, &items, &found); });
         if (rc != 0) {
             answerNothing(request, page, true);
             return rc;
         }
-        page.startHash.clear(); // the start lies in the first partition; the others are walked from their beginning
-        page.startRange.clear();
+        range.limit -= found.scanned;
+        range.startHash.clear(); // the start lies in the first partition; the others are walked from their beginning
+        range.startRange.clear();
+        add(std::move(found), &all);
     }
-
-    if (!progress.lastHash.isEmpty())
-        answerLastKey(request, progress.lastHash, progress.lastRange);
-    request.reply.insert(u"ScannedCount"_s, progress.scanned);
-    answerItems(request, page, progress.count, progress.items);
+    answerScan(request, page, all, items);
     return StatusSuccess;
 }
 
-int queryTable(BDBRequest& request)
+int Requests::queryTable(BDBRequest& request)
 {
-    const QByteArray tableName = tableNameOf(request);
-    EnvAccess access;
-    if (const int rc = openTable(request, tableName, &access))
+    TableContext& table = request.table;
+    const QByteArray tableName = request.tableName();
+    if (const int rc = table.openTable(tableName))
         return rc;
-    const QVariantMap& body = request.parsedBody;
-    PageRequest page;
-    if (const int rc = readStartKey(body, &page))
+    QueryRequest query;
+    if (const int rc = readQuery(request.parsedBody, &query))
         return rc;
-    QByteArray hashKey = page.startHash; // Kept: with a start key nobody looks at "HashKeyValue"
-    if (!page.hasStart) {
-        if (!body.contains(u"HashKeyValue"_s)) {
-            // Kept: a query without a hash key succeeds, and says so in the form of another operation.
-            request.reply.insert(u"Attributes"_s, QVariantMap());
-            return StatusSuccess;
-        }
-        const QVariantMap value = body.value(u"HashKeyValue"_s).toMap();
-        if (!value.contains(u"S"_s)) {
-            LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
-            return StatusInternalError;
-        }
-        if (const int rc = keyBytes(value.value(u"S"_s), &hashKey))
-            return rc;
+    if (!query.hasHashKey) {
+        // Kept: a query without a hash key succeeds, and says so in the form of another operation.
+        request.reply.insert(u"Attributes"_s, QVariantMap());
+        return StatusSuccess;
     }
-    readPageOptions(body, &page);
-    const bool forward = body.value(u"ScanIndexForward"_s, true).toBool();
     KeyNames names;
-    if (const int rc = readKeyNames(request, tableName, page, false, &names))
+    if (const int rc = readKeyNames(request, tableName, query.page, false, &names))
+        return rc;
+    BDBIndex* db = nullptr;
+    if (const int rc = table.openPartition(tableName, partitionOf(query), &db))
         return rc;
 
-    // Kept: the empty hash key has the first or last partition, not the one of its digest, where PutItem stores it.
-    const unsigned partition =
-        hashKey.isEmpty() ? (forward ? 0 : PartitionCount - 1) : partitionOf(hashKey, PartitionCount);
-    BDBIndex* db = nullptr;
-    if (const int rc = openPartitionAt(request, tableName, partition, &db))
-        return rc;
-    const bool hasCondition = body.contains(u"RangeKeyCondition"_s);
-    const QVariantMap condition = body.value(u"RangeKeyCondition"_s).toMap();
-    const QueryRange range{hashKey, page.startRange, page.limit, forward, hasCondition ? &condition : nullptr};
-    ItemFormatter format = formatterOf(page, names);
+    const QueryRange range = rangeOf(query);
+    ItemFormatter format = formatterOf(query.page, names);
+    QByteArray items;
     QueryResult found;
-    const int rc = retryWalk("queryTable", hashKey, page.startRange,
-                             [&] { return queryDb(request, db, range, page.countOnly ? nullptr : &format, &found); });
+    const int rc = retryWalk("queryTable", range.hashKey, range.startRange, [&] {
+        return Records::queryDb(table.env(), db, range, query.page.countOnly ? nullptr : &format, &items, &found);
+    });
     if (rc != 0) {
-        answerNothing(request, page, false);
+        answerNothing(request, query.page, false);
         return rc;
     }
-    if (!found.lastRange.isEmpty())
-        answerLastKey(request, hashKey, found.lastRange);
-    answerItems(request, page, found.count, found.items);
+    answerQuery(request, query, found, items);
     return StatusSuccess;
 }

@@ -2,14 +2,15 @@
 
 #include "log/log.h"
 #include "records/encoding.h"
-#include "records/lookup.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "records/schema.h"
 #include "request/adminops.h"
-#include "request/opentable.h"
+#include "request/bdbrequest.h"
 #include "storage/bdbregistry.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
+#include "json/jsonadapter.h"
 
 #include <filesystem>
 #include <system_error>
@@ -55,14 +56,13 @@ qlonglong directorySize(const QByteArray& path, bool recursive)
 
 } // namespace
 
-int createTable(BDBRequest& request)
+int Requests::createTable(BDBRequest& request)
 {
-    const QByteArray tableName = tableNameOf(request);
-    EnvAccess access;
-    if (const int rc = openTable(request, tableName, &access))
+    const QByteArray tableName = request.tableName();
+    if (const int rc = request.table.openTable(tableName))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = dbOpen(request, tableName, MetaSubDatabase, &db))
+    if (const int rc = request.table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
         return rc;
 
     const QVariantMap description{
@@ -73,29 +73,28 @@ int createTable(BDBRequest& request)
         {"TableStatus", "ACTIVE"},
     };
     // Kept: whatever there was, so a second CreateTable replaces the description and leaves the items.
-    const int rc = retryOnDeadlock(
-        [&] {
-            QVariantMap stored = description;
-            return putDb(request, db, schemaRecordKey(), &stored, nullptr, false);
-        },
-        [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
+    BDBEnv* const env = request.table.env();
+    const QByteArray stored = Json::serialize(description);
+    const int rc =
+        retryOnDeadlock([&] { return Records::putDb(env, db, Records::schemaRecordKey(), stored, nullptr, nullptr); },
+                        [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
     if (rc != 0)
         return rc;
-    const int flushed = flushEnv(request);
+    const int flushed = flushEnv(env);
     request.reply.insert(u"TableDescription"_s, description);
     return flushed;
 }
 
-int describeTable(BDBRequest& request)
+int Requests::describeTable(BDBRequest& request)
 {
-    const QByteArray tableName = tableNameOf(request);
+    const QByteArray tableName = request.tableName();
     const QByteArray directory = environmentDirectory(tableName);
     if (!isDirectory(directory)) {
         LOG_ERROR(LogOrigin, __LINE__) << "path " << directory << " does not exist ";
         return StatusNotFound;
     }
     QVariantMap description;
-    const int rc = loadSchema(request, tableName, &description, false);
+    const int rc = Records::loadSchema(request.table, tableName, &description, false);
     const qlonglong bytes = directorySize(tableName, true); // Kept: of the whole name, so 0 for one with a bar
     if (!description.isEmpty()) {
         description.insert(u"ItemCount"_s, ItemCount);
@@ -106,30 +105,31 @@ int describeTable(BDBRequest& request)
     return rc;
 }
 
-int deleteTable(BDBRequest& request)
+int Requests::deleteTable(BDBRequest& request)
 {
     // Kept: succeeds for names that never were, and deletes no file: it closes and forgets the environment, for all of
     // its tables.
-    const QByteArray tableName = tableNameOf(request);
-    if (envLookup(request, tableName, 0) != 0)
+    const QByteArray tableName = request.tableName();
+    TableContext& table = request.table;
+    if (table.envLookup(tableName, 0) != 0)
         return StatusSuccess;
-    dropEnvironment(request); // before the waiting: two deletes would wait for each other
-    const auto lock = lockEnv(request.registry, tableName, true);
+    table.leave(); // before the waiting: two deletes would wait for each other
+    const auto lock = Registry::lockEnv(table.registry(), tableName, true);
     if (!lock)
         return StatusSuccess; // another delete was faster
-    removeEnv(request.registry, tableName, lock);
-    dropEnvLock(request.registry, lock);
+    Registry::removeEnv(table.registry(), tableName, lock);
+    Registry::dropEnvLock(table.registry(), lock);
     return StatusSuccess;
 }
 
-int updateTable(BDBRequest& request)
+int Requests::updateTable(BDBRequest& request)
 {
-    const QByteArray tableName = tableNameOf(request);
+    const QByteArray tableName = request.tableName();
     const QVariantMap actions = request.parsedBody.value(u"ProvisionedThroughput"_s).toMap();
-    EnvAccess access;
-    if (const int rc = openTable(request, tableName, &access))
+    if (const int rc = request.table.openTable(tableName))
         return rc;
-    const int rc = runAdminAction(request, tableName, actions); // Kept: the throughput itself is stored nowhere
+    const int rc =
+        runAdminAction(request.table.env(), tableName, actions); // Kept: the throughput itself is stored nowhere
     request.reply.insert(u"TableDescription"_s, QVariantMap{{"TableStatus", "ACTIVE"}});
     return rc;
 }

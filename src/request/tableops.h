@@ -1,9 +1,11 @@
 #ifndef QUORVA_REQUEST_TABLEOPS_H
 #define QUORVA_REQUEST_TABLEOPS_H
 
-#include "records/requestcontext.h"
+struct BDBRequest;
 
 /** The operations on tables. Each reads the parsed body, fills the reply and returns the request's status. */
+
+namespace Requests {
 
 [[nodiscard]] int createTable(BDBRequest& request);
 [[nodiscard]] int describeTable(BDBRequest& request);
@@ -13,5 +15,7 @@
 
 /** Stores nothing; carries the administrative actions of adminops.h in its "ProvisionedThroughput". */
 [[nodiscard]] int updateTable(BDBRequest& request);
+
+} // namespace Requests
 
 #endif

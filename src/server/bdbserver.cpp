@@ -108,7 +108,7 @@ int main(int argc, char** argv)
     ProcessSetup::prepare();
     LockFile(qgetenv("OSTRIK_LOCKFILE")).closeInherited();
 
-    ServerOptions options(coreCount());
+    ServerOptions options(ServerOptions::coreCount());
     const QByteArray lockName = qgetenv("QUORVA_LOCKFILE");
     LOG_DEBUG << "locking " << lockName;
     LockFile lock(lockName);

@@ -1,5 +1,8 @@
 #include "server/lockfile.h"
 
+#include "base/fileio.h"
+#include "base/standarddescriptors.h"
+
 #include <QDir>
 
 #include <fcntl.h>
@@ -9,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <thread>
 
 namespace {
@@ -23,34 +27,11 @@ QByteArray temporaryDirectory()
     return directory.isEmpty() ? QByteArray("/tmp") : directory;
 }
 
-/**
- * Lets go of a descriptor. The standard ones keep their numbers: a connection that got one would be taken for standard
- * input, or be sent what is written to standard error.
- */
-void release(int descriptor)
-{
-    if (descriptor > STDERR_FILENO) {
-        close(descriptor);
-        return;
-    }
-    const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-    if (null < 0)
-        return;
-    (void)dup2(null, descriptor); // ignored: both are open, so it cannot fail
-    close(null);
-}
-
 } // namespace
 
 LockFile::LockFile(const QByteArray& name)
     : path_(name.isEmpty() || name.contains('/') ? name : temporaryDirectory() + '/' + name)
 {}
-
-LockFile::~LockFile()
-{
-    if (descriptor_ >= 0)
-        close(descriptor_);
-}
 
 void LockFile::closeInherited() const
 {
@@ -62,7 +43,7 @@ void LockFile::closeInherited() const
         const int descriptor = number.toInt();
         struct stat status {};
         if (fstat(descriptor, &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino)
-            release(descriptor);
+            Base::closeOrReplace(descriptor);
     }
 }
 
@@ -79,10 +60,10 @@ bool LockFile::openExisting()
 bool LockFile::open(int flags)
 {
     // Non-blocking, for a path that turns out to be a pipe.
-    descriptor_ = ::open(path_.constData(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
-    if (descriptor_ < 0)
+    descriptor_ = Base::Descriptor(::open(path_.constData(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
+    if (!descriptor_.isOpen())
         error_ = errno;
-    return descriptor_ >= 0;
+    return descriptor_.isOpen();
 }
 
 LockFile::Wait LockFile::acquire(std::chrono::milliseconds limit)
@@ -149,7 +130,7 @@ LockFile::Try LockFile::recordLock(int command)
     struct flock whole {};
     whole.l_type = F_WRLCK;
     whole.l_whence = SEEK_SET; // start 0, length 0: all of it, however long it grows
-    if (fcntl(descriptor_, command, &whole) == 0)
+    if (fcntl(descriptor_.number(), command, &whole) == 0)
         return command == F_OFD_SETLK || whole.l_type == F_UNLCK ? Try::Taken : Try::Held;
     error_ = errno;
     return error_ == EAGAIN || error_ == EACCES ? Try::Held : Try::Failed;
@@ -157,7 +138,7 @@ LockFile::Try LockFile::recordLock(int command)
 
 LockFile::Try LockFile::fileLock()
 {
-    if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0)
+    if (flock(descriptor_.number(), LOCK_EX | LOCK_NB) == 0)
         return Try::Taken;
     error_ = errno;
     return error_ == EWOULDBLOCK ? Try::Held : Try::Failed;
@@ -169,18 +150,18 @@ void LockFile::unlock()
     struct flock whole {};
     whole.l_type = F_UNLCK;
     whole.l_whence = SEEK_SET;
-    (void)fcntl(descriptor_, F_OFD_SETLK, &whole); // ignored: releasing what is not held is no error either
-    (void)flock(descriptor_, LOCK_UN);
+    (void)fcntl(descriptor_.number(), F_OFD_SETLK, &whole); // ignored: releasing what is not held is no error either
+    (void)flock(descriptor_.number(), LOCK_UN);
 }
 
 bool LockFile::holdsProcessId() const
 {
     char text[64];
-    const ssize_t size = pread(descriptor_, text, sizeof text, 0);
-    if (size <= 0)
+    std::size_t size = 0;
+    if (Base::readAt(descriptor_.number(), 0, text, sizeof text, &size) != 0)
         return false;
     bool isNumber = false;
-    const qlonglong id = QByteArray(text, size).trimmed().toLongLong(&isNumber);
+    const qlonglong id = QByteArray(text, static_cast<qsizetype>(size)).trimmed().toLongLong(&isNumber);
     return isNumber && id > 0;
 }
 
@@ -188,6 +169,6 @@ bool LockFile::holdsProcessId() const
 void LockFile::writeProcessId() const
 {
     const QByteArray text = QByteArray::number(static_cast<qlonglong>(getpid()));
-    if (ftruncate(descriptor_, 0) == 0)
-        (void)!pwrite(descriptor_, text.constData(), static_cast<size_t>(text.size()), 0);
+    if (ftruncate(descriptor_.number(), 0) == 0)
+        (void)Base::writeAllAt(descriptor_.number(), 0, {text.cbegin(), text.cend()});
 }

@@ -1,6 +1,8 @@
 #ifndef QUORVA_SERVER_LOCKFILE_H
 #define QUORVA_SERVER_LOCKFILE_H
 
+#include "base/descriptor.h"
+
 #include <QByteArray>
 
 #include <chrono>
@@ -24,9 +26,6 @@ public:
 
     /** Names no file when `name` is empty. */
     explicit LockFile(const QByteArray& name);
-    ~LockFile();
-    LockFile(const LockFile&) = delete;
-    LockFile& operator=(const LockFile&) = delete;
 
     bool isNamed() const { return !path_.isEmpty(); }
     const QByteArray& path() const { return path_; }
@@ -78,7 +77,7 @@ private:
     void writeProcessId() const;
 
     QByteArray path_;
-    int descriptor_ = -1;
+    Base::Descriptor descriptor_; // carries the locks
     int error_ = 0;
 };
 

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 
-int coreCount(int reported)
+int ServerOptions::coreCount(int reported)
 {
     constexpr int DefaultCores = 4;
     if (reported >= 1)

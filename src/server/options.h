@@ -3,14 +3,14 @@
 
 #include <QThread>
 
-/**
- * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument is for callers
- * that know better than Qt.
- */
-int coreCount(int reported = QThread::idealThreadCount());
-
 /** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
 struct ServerOptions {
+    /**
+     * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument is for callers
+     * that know better than Qt.
+     */
+    static int coreCount(int reported = QThread::idealThreadCount());
+
     /** The defaults on a machine with this many processors. */
     explicit ServerOptions(int cores);
 

@@ -1,13 +1,12 @@
 #include "server/processsetup.h"
 
+#include "base/standarddescriptors.h"
+
 #include <QString>
 
-#include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 
@@ -25,17 +24,6 @@ void handleQtMessage(QtMsgType, const QMessageLogContext&, const QString& messag
 }
 
 } // namespace
-
-void openStandardDescriptors()
-{
-    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-        if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF)
-            continue;
-        // The lowest free number is what open gives, and every lower one is open by now.
-        if (open("/dev/null", O_RDWR) < 0)
-            return;
-    }
-}
 
 void ignoreFatalWriteSignals()
 {
@@ -67,7 +55,7 @@ void keepFreedMemory()
 
 void prepare()
 {
-    openStandardDescriptors();
+    Base::openStandardDescriptors();
     ignoreFatalWriteSignals();
     raiseDescriptorLimit();
     installQtMessageHandler();

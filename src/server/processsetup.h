@@ -8,12 +8,6 @@
 namespace ProcessSetup {
 
 /**
- * Opens /dev/null where the parent closed standard input, output or error. A connection would otherwise get their
- * numbers: 0 counts as no socket, and what is written to standard error would be sent to a client.
- */
-void openStandardDescriptors();
-
-/**
  * Ignores SIGPIPE and SIGXFSZ. Writing to a log whose reader died, or past a limit on file sizes, is then an error of
  * that one write and not the end of the server.
  */
@@ -31,7 +25,7 @@ void installQtMessageHandler();
  */
 void keepFreedMemory();
 
-/** All of the above. */
+/** All of the above; first of all, standard descriptors that are closed are opened (base/standarddescriptors.h). */
 void prepare();
 
 } // namespace ProcessSetup

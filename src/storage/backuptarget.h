@@ -29,7 +29,7 @@ public:
      * For a full copy of `databases`. The directory is made when it is not there. It may hold nothing that looks like
      * an environment, or a copy of the same environment, finished or not, that nobody has opened since.
      */
-    [[nodiscard]] int openForCopy(const DatabaseFiles& databases);
+    [[nodiscard]] int openForCopy(const DatabaseFiles::ByName& databases);
 
     /**
      * For log files behind a copy of the same environment, or without a copy. They have to continue what is there.
@@ -54,15 +54,9 @@ private:
     int refuse() const;
     int readLists(bool* finished, bool* unfinished);
     bool looksLikeEnvironment() const;
-    bool isInTheWay(const DatabaseFiles& databases) const;
-    bool isAsItWasLeft() const;
-    int isOfThisEnvironment(const DatabaseFiles& databases, bool unfinished, bool* same) const;
-    int agreesWithShippedLogs(bool* agrees) const;
-    int isUnfinishedCopy(bool* untouched) const;
+    bool isInTheWay(const DatabaseFiles::ByName& databases) const;
     bool hasDirectory(const std::string& name) const;
     int removeFiles();
-    int continuesCopy(bool* continues) const;
-    int continuesShippedLogs(bool* continues) const;
 
     BDBEnv* const env_; // not owned
     const QByteArray name_;

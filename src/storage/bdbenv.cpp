@@ -1,7 +1,8 @@
 #include "storage/bdbenv.h"
 
+#include "base/directoryentries.h"
 #include "base/filesync.h"
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "format/tablename.h"
 #include "log/log.h"
 #include "storage/bdbcacheflushthread.h"
@@ -10,21 +11,16 @@
 #include "storage/bdbindex.h"
 #include "storage/bdblockdetectthread.h"
 #include "storage/bdbstatprintthread.h"
-#include "storage/databasefiles.h"
+#include "storage/databaseopening.h"
 #include "storage/descriptorreserve.h"
-#include "storage/environmentfiles.h"
-#include "storage/environmentpath.h"
-#include "storage/madedirectories.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <string>
 #include <system_error>
-
-#include <sys/stat.h>
 
 namespace {
 
@@ -74,33 +70,11 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
  */
 int syncLog(const std::filesystem::path& directory)
 {
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
-         entry.increment(error)) {
+    return Base::forEachEntry(directory, [](const std::filesystem::directory_entry& entry) {
         std::error_code vanished;
-        if (!BackupNames::logNumber(entry->path().filename().string()) || !entry->is_regular_file(vanished))
-            continue;
-        if (const int rc = syncToDisk(entry->path()))
-            return rc;
-    }
-    return error.value();
-}
-
-/**
- * Whether Berkeley DB may be let near a database file: it waits for the other end of a FIFO, and removes links to what
- * it cannot open. `isThere` is set when there is such a file.
- */
-int checkDatabaseFile(const QByteArray& path, bool* isThere)
-{
-    struct stat status {};
-    if (::stat(path.constData(), &status) != 0)
-        return errno == ENOENT ? 0 : errno;
-    if (S_ISDIR(status.st_mode))
-        return EISDIR;
-    if (!S_ISREG(status.st_mode))
-        return EINVAL;
-    *isThere = true;
-    return 0;
+        const bool isLog = LogFiles::numberOf(entry.path().filename().string()) && entry.is_regular_file(vanished);
+        return isLog ? Base::syncToDisk(entry.path()) : 0;
+    });
 }
 
 } // namespace
@@ -108,6 +82,8 @@ int checkDatabaseFile(const QByteArray& path, bool* isThere)
 BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
     : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity), tableCapacity_(tableCapacity)
 {
+    if (get_DB_ENV() == nullptr)
+        return; // no memory for Berkeley DB's part, see open()
     set_msgcall(writeMessage);
     set_errcall(logError);
     (void)set_feedback(reportRecovery); // cannot fail on a new handle
@@ -118,11 +94,14 @@ BDBEnv::~BDBEnv()
     stopThreads();
     // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
     closeObjects();
-    (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
+    if (get_DB_ENV() != nullptr)
+        (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
 }
 
 int BDBEnv::open(const QByteArray& home)
 {
+    if (get_DB_ENV() == nullptr)
+        return ENOMEM;
     if (const int rc = openConfigured(home))
         return rc;
     return startThreads();
@@ -146,44 +125,48 @@ int BDBEnv::startThreads()
 
 void BDBEnv::stopThreads()
 {
-    if (!hotBackupThread_)
-        return; // open() did not come so far, or they have ended
+    // There may be none, or the first ones only, when open() failed or memory ran out in it.
+    MaintenanceThread* threads[] = {checkpointThread_.get(), lockDetectThread_.get(), statPrintThread_.get(),
+                                    cacheFlushThread_.get()};
     // All are told before the first is waited for.
-    checkpointThread_->stop();
-    lockDetectThread_->stop();
-    statPrintThread_->stop();
-    cacheFlushThread_->stop();
-    hotBackupThread_->requestStop();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->stop();
+    }
+    if (hotBackupThread_)
+        hotBackupThread_->requestStop();
 
-    checkpointThread_->waitStopped();
-    lockDetectThread_->waitStopped();
-    statPrintThread_->waitStopped();
-    cacheFlushThread_->waitStopped();
+    for (MaintenanceThread* thread : threads) {
+        if (thread != nullptr)
+            thread->waitStopped();
+    }
     hotBackupThread_.reset(); // its destructor waits
 }
 
 int BDBEnv::openConfigured(const QByteArray& home)
 {
-    if (const int rc = lockDirectory(home))
-        return rc;
-    if (const int rc = readEnvironmentConfig(canonicalHome_.toStdString(), &config_)) {
-        if (!config_.complaint.empty())
-            errx("%s", config_.complaint.c_str());
+    spelledHome_ = home;
+    std::string complaint;
+    if (const int rc = directories_.hold(home, &complaint)) {
+        if (!complaint.empty())
+            errx("%s", complaint.c_str());
         return rc;
     }
-    if (const int rc = lockConfigured())
-        return rc;
+    bool hasLog = false;
     int databases = 0;
-    if (const int rc = checkDirectory(&databases))
+    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than can
+    // be open at a time.
+    if (const int rc = directories_.check(tableCapacity_ - 1, &hasLog, &databases))
         return rc;
+    hasContent_ = hasLog;
     const DescriptorReserve reserve(databases);
     if (!reserve.available())
         return EMFILE;
     if (const int rc = configure())
         return rc;
-    if (const int rc = syncLog(config_.logDirectory))
+    if (const int rc = syncLog(directories_.logs()))
         return rc;
-    return DbEnv::open(canonicalHome_.constData(), OpenFlags, 0);
+    return DbEnv::open(directories_.home().constData(), OpenFlags, 0);
 }
 
 int BDBEnv::configure()
@@ -203,144 +186,21 @@ int BDBEnv::configure()
     return set_lk_detect(DB_LOCK_YOUNGEST);
 }
 
-int BDBEnv::lockDirectory(const QByteArray& home)
-{
-    // An empty name would mean the working directory to Berkeley DB, and a zero byte would cut the name short: neither
-    // is a directory that anybody named.
-    if (home.isEmpty() || home.contains('\0'))
-        return ENOENT;
-    spelledHome_ = home;
-    if (const int rc = directory_.lock(home.constData()))
-        return rc;
-    if (const int rc = canonicalPath(home, &canonicalHome_))
-        return rc;
-    return directory_.isAt(canonicalHome_.constData()) ? 0 : ESTALE; // a link was changed in this very moment
-}
-
-/**
- * Holds the directories that DB_CONFIG names as the home is held: two environments with one log would write over each
- * other's records, and with one data directory each would have changes in its log of which the other knows nothing.
- */
-int BDBEnv::lockConfigured()
-{
-    namespace fs = std::filesystem;
-    const auto hold = [this](const fs::path& directory, bool* isNew) {
-        struct stat status {};
-        if (::stat(directory.c_str(), &status) != 0)
-            return errno;
-        const auto isHeld = [&](const Base::DirectoryLock& lock) { return lock.is(status); };
-        *isNew = !isHeld(directory_) && std::none_of(configured_.cbegin(), configured_.cend(), isHeld);
-        if (!*isNew)
-            return 0;
-        const int rc = configured_.emplace_back().lock(directory);
-        return rc == EWOULDBLOCK ? EBUSY : rc;
-    };
-    bool isNew = false;
-    bool isForeign = false;
-    if (const int rc = hold(config_.logDirectory, &isNew))
-        return rc;
-    // It is the home of another environment, which is closed, when there is more than log files in it.
-    if (isNew) {
-        if (const int rc = EnvironmentFiles::findDatabaseIn(config_.logDirectory, &isForeign))
-            return rc;
-    }
-    for (const fs::path& directory : config_.dataDirectories) {
-        if (const int rc = hold(directory, &isNew))
-            return rc;
-        bool hasLog = false;
-        if (isNew) {
-            if (const int rc = EnvironmentFiles::findLog(directory, &hasLog))
-                return rc;
-        }
-        isForeign = isForeign || hasLog;
-        QByteArray canonical;
-        if (const int rc = canonicalPath(QByteArray::fromStdString(directory.string()), &canonical))
-            return rc;
-        databaseDirectories_.push_back(canonical);
-    }
-    return isForeign ? EBUSY : 0;
-}
-
-/** Whether the directory can be an environment at all; `databases` are the files that recovery may have to open. */
-int BDBEnv::checkDirectory(int* databases)
-{
-    const std::filesystem::path home = canonicalHome_.toStdString();
-    const std::filesystem::path& logs = config_.logDirectory;
-    if (const int rc = EnvironmentFiles::checkWritable(home))
-        return rc;
-    if (logs != home) {
-        if (const int rc = EnvironmentFiles::checkWritable(logs))
-            return rc;
-    }
-    if (EnvironmentFiles::isUnfinishedCopy(home))
-        return EBUSY; // it has a part of the tables, and would look like all of them
-    bool hasLog = false;
-    if (const int rc = EnvironmentFiles::findLogIn(logs, &hasLog))
-        return rc;
-    hasContent_ = hasLog;
-    std::vector<std::filesystem::path> directories{home};
-    for (const QByteArray& directory : databaseDirectories_) {
-        if (directory != canonicalHome_)
-            directories.emplace_back(directory.toStdString());
-    }
-    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than can
-    // be open at a time.
-    *databases = 0;
-    for (const std::filesystem::path& directory : directories) {
-        int count = 0;
-        bool logged = false;
-        if (const int rc = hasLog ? EnvironmentFiles::countDatabases(directory, tableCapacity_ - 1 - *databases, &count)
-                                  : EnvironmentFiles::findLoggedDatabase(directory, &logged))
-            return rc;
-        if (logged)
-            return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo it
-        *databases += count;
-    }
-    return 0;
-}
-
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
 {
+    if (index->get_DB() == nullptr)
+        return ENOMEM; // there was none for Berkeley DB's part of the handle
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
-    if (!directory_.isAt(canonicalHome_.constData()))
-        return ESTALE; // moved away, and what is there may be an environment as well
-    bool isSecond = false;
-    if (const int rc = findSecondName(this, file.toStdString(), &isSecond))
+    DatabaseOpening opening(directories_, &claims_);
+    if (const int rc = opening.prepare(this, file, (flags & DB_CREATE) != 0))
         return rc;
-    if (isSecond)
-        return ELOOP;
-    int needed = 0;
-    bool isThere = false;
-    for (const QByteArray& directory : databaseDirectories_) {
-        if (const int rc = checkDatabaseFile(directory + '/' + file, &isThere))
-            return rc;
-        int directories = 0;
-        if (const int rc = claims_.count(directory, file, &directories))
-            return rc;
-        needed += directories;
-    }
-    const DescriptorReserve reserve(needed);
-    if (!reserve.available())
-        return EMFILE;
-    // Missing directories are made and claimed before there is a file in them, which could not be taken back.
-    MadeDirectories made;
-    if (!isThere && (flags & DB_CREATE) != 0) {
-        if (const int rc = made.make(QByteArray::fromStdString(config_.createDirectory.string()), file))
-            return rc;
-    }
-    DirectoryClaims::Attempt claims(&claims_);
-    for (const QByteArray& directory : databaseDirectories_) {
-        if (const int rc = claims_.claim(directory, file))
-            return rc;
-    }
     if (const int rc = index->set_pagesize(PageBytes))
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
     hasContent_ = true;
-    claims.keep();
-    made.keep();
+    opening.keep();
     return 0;
 }
 

@@ -1,11 +1,10 @@
 #ifndef QUORVA_STORAGE_BDBENV_H
 #define QUORVA_STORAGE_BDBENV_H
 
-#include "base/directorylock.h"
 #include "storage/bdbobjtable.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
-#include "storage/environmentconfig.h"
+#include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
 
 #include <db_cxx.h>
@@ -14,7 +13,6 @@
 
 #include <atomic>
 #include <memory>
-#include <vector>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
@@ -54,13 +52,13 @@ public:
      * Returns 0, a Berkeley DB code or an errno value; after a failure the object can only be destroyed. EMFILE: fewer
      * descriptors are left than the recovery of all database files there may need. EBUSY: there is no log, but there
      * are database files of another one; or the directories that DB_CONFIG names are those of another environment.
-     * EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM,
-     * EROFS: the directory cannot be written. None of these makes a file.
+     * EINVAL: DB_CONFIG or a log file is not what it should be. EACCES, EPERM, EROFS: the directory cannot be written.
+     * ENOMEM: there was too little memory when the object was made. None of these makes a file.
      */
     [[nodiscard]] int open(const QByteArray& home);
 
     /** The path of the directory, without links, that open() resolved. */
-    const QByteArray& canonicalHome() const { return canonicalHome_; }
+    const QByteArray& canonicalHome() const { return directories_.home(); }
 
     /** The same as the caller of open() spelled it, for messages. */
     const QByteArray& spelledHome() const { return spelledHome_; }
@@ -70,8 +68,8 @@ public:
      * (EINVAL, see format/tablename.h), what is no regular file (EINVAL, EISDIR), one in a
      * directory that is an environment of its own (EBUSY), one that a link within the environment leads to (ELOOP), any
      * file when the environment's directory is not where it was (ESTALE), and what there are too few descriptors for
-     * (EMFILE). The caller holds openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the
-     * handle can only be destroyed.
+     * (EMFILE); ENOMEM when there was too little memory for the handle. The caller holds openingMutex(). Returns 0, a
+     * Berkeley DB code or an errno value; after a failure the handle can only be destroyed.
      */
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 
@@ -104,9 +102,6 @@ protected:
     void stopThreads();
 
 private:
-    int lockDirectory(const QByteArray& home);
-    int lockConfigured();
-    int checkDirectory(int* databases);
     int openConfigured(const QByteArray& home);
     int configure();
     int startThreads();
@@ -115,12 +110,8 @@ private:
     QMutex openingMutex_;
     CommitGate commitGate_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
-    Base::DirectoryLock directory_;
+    EnvironmentDirectories directories_;
     DirectoryClaims claims_; // guarded by openingMutex_
-    EnvironmentConfig config_;
-    std::vector<Base::DirectoryLock> configured_; // the directories that DB_CONFIG names, save for the home
-    std::vector<QByteArray> databaseDirectories_; // canonical paths; those of DB_CONFIG or else the home
-    QByteArray canonicalHome_;
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;
     const int tableCapacity_;

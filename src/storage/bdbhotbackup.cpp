@@ -43,7 +43,7 @@ int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
 
 } // namespace
 
-void disableBackup()
+void BDBHotBackupThread::disableBackup()
 {
     LOG_INFO << "Disabling Database Backup";
     Settings::setBackupDisabled(1);
@@ -165,10 +165,12 @@ void BDBHotBackupThread::work(int mode)
         if (!goOnToShipping())
             return;
     }
-    do {
-        if (shipLogs() != 0)
+    for (bool wasAccepted = mode == BackupFull;; wasAccepted = true) {
+        if (shipLogs(wasAccepted) != 0)
             return disableBackup();
-    } while (sleepUntilNextCycle());
+        if (!sleepUntilNextCycle())
+            return;
+    }
 }
 
 int BDBHotBackupThread::fullBackup()
@@ -192,7 +194,7 @@ int BDBHotBackupThread::fullBackup()
             break;
         bool deleted = false;
         if (noCommits.whileHeld([&] { deleted = deleteMarker(copy.path()); }))
-            return deleted && syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
+            return deleted && Base::syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
         noCommits.end();
         rc = copy.catchUp();
     }
@@ -219,7 +221,12 @@ int BDBHotBackupThread::backupFailed(int rc)
     return rc;
 }
 
-int BDBHotBackupThread::shipLogs()
+/**
+ * `wasAccepted`: the full copy or an earlier cycle had the target. That somebody else holds it for a while is no reason
+ * then to end the shipping, as checkpoints would go on to remove log files and leave a gap in the backup. The log files
+ * stay where they are until the next cycle.
+ */
+int BDBHotBackupThread::shipLogs(bool wasAccepted)
 {
     const QByteArray target = target_.toUtf8();
     LOG_INFO << "Starting BDBHotBackupThread.log_archive";
@@ -233,13 +240,15 @@ int BDBHotBackupThread::shipLogs()
     if (const int rc = held.openForShipping()) {
         if (rc != ENOTEMPTY) // which has a line of its own
             LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
+        if (rc == EBUSY && wasAccepted)
+            return 0;
         LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
         return rc;
     }
     if (paths.isEmpty())
         return 0;
     LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
-    if (const int rc = backupLog(target, paths)) {
+    if (const int rc = LogShipping::backupLog(target, paths)) {
         LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
         return rc;
     }

@@ -51,6 +51,9 @@ public:
     /** Changes nothing. Waits for a schedule() under way. */
     BDBBackupStatus status();
 
+    /** Lets checkpoints of every environment remove log files again. */
+    static void disableBackup();
+
     /** Makes the thread end at its next step; a sleep ends at once. */
     void requestStop();
 
@@ -62,7 +65,7 @@ private:
     static int backupFailed(int rc);
     static bool deleteMarker(const std::filesystem::path& target);
     int markerFailed();
-    int shipLogs();
+    int shipLogs(bool wasAccepted);
     bool sleepUntilNextCycle();
     bool goOnToShipping();
     int startThread(const QString& target, int mode);
@@ -78,8 +81,5 @@ private:
     std::condition_variable stopChanged_;
     bool stopFlag_ = false; // guarded by stopMutex_
 };
-
-/** Lets checkpoints of every environment remove log files again. */
-void disableBackup();
 
 #endif

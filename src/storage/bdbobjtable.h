@@ -47,7 +47,11 @@ public:
      */
     [[nodiscard]] BDBObject* getObject(int descriptor, int expectedType) const;
 
-    /** Empties a slot, under its table's mutex; does not destroy the object. With ENV_DESC_FLAG in `env`'s table. */
+    /**
+     * Empties a slot, under its table's mutex; does not destroy the object. With ENV_DESC_FLAG in `env`'s table.
+     *
+     * Kept: part of the storage objects' set; no request uses it.
+     */
     void freeDesc(int descriptor);
 
     /** The same for a caller that holds the mutex already, in this table. */
@@ -69,8 +73,8 @@ public:
     QHash<QString, std::shared_ptr<AccessLock>>& locks() { return locks_; }
 
     /**
-     * The names that are other spellings of an environment's directory, and when each was resolved last. Used in the
-     * registry of environments only; guarded by mutex().
+     * The names that are other spellings of an environment's directory, and when each was resolved last (see
+     * EnvironmentNames). Used in the registry of environments only; guarded by mutex().
      */
     QHash<QString, std::chrono::steady_clock::time_point>& spellings() { return spellings_; }
 

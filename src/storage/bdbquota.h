@@ -7,7 +7,11 @@
 
 #include <cstdint>
 
-/** A byte budget that any number of threads may draw on. */
+/**
+ * A byte budget that any number of threads may draw on.
+ *
+ * Kept: part of the storage objects' set; no request uses it.
+ */
 class BDBQuota final : public BDBObject {
 public:
     BDBQuota() = default;

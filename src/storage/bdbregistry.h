@@ -9,31 +9,25 @@
 
 #include <memory>
 
-class AccessLock;
-class BDBIndex;
-
 /**
- * Finding, opening, locking and removing environments, and opening the databases in them. All functions may be called
- * by any thread.
+ * Finding, opening, locking and removing environments. All functions may be called by any thread.
  *
  * Lock order: an environment's access lock, then the registry's mutex, then the environment's opening mutex, then its
  * table mutex, then its commit gate. Nobody who has locked pages waits for any of these but the last: Berkeley DB,
  * which breaks deadlocks over pages, cannot see them.
  *
  * An environment is opened and closed without the mutex, as both can take minutes: only those wait who want the same
- * one (see OpeningEnvironments and ClosingEnvironments).
- *
- * One directory is one environment: names are compared by the directory they lead to, however it is spelled. A spelling
- * that was resolved is remembered, and resolved again once a second at most: when it is a link that was switched, the
- * environment that it led to stays open under its own name. Messages show the spelling of the request.
+ * one (see OpeningEnvironments and ClosingEnvironments). Whatever spelling of a directory a name has, it is one
+ * environment (see EnvironmentNames); messages show the spelling of the request.
  */
+namespace Registry {
 
 /**
  * Finds the environment named `key` (an "env::" name) or, with `create`, opens it in the directory `home` and registers
- * it. Result 0: `env` holds on to it. 3: not registered and `create` is 0, or it could not be opened. 2: the registry
- * is full; the environment is then open, neither registered nor closed, and stays in `env`. While the same environment
- * is being opened by another thread, this waits for that and shares its failure; while it is being closed, `create`
- * waits for that. An earlier hold of `env` is given back before any waiting.
+ * it. Result 0: `env` holds on to it, and has its access lock at hand. 3: not registered and `create` is 0, or it could
+ * not be opened. 2: the registry is full; the environment is then open, neither registered nor closed, and stays in
+ * `env`. While the same environment is being opened by another thread, this waits for that and shares its failure;
+ * while it is being closed, `create` waits for that. An earlier hold of `env` is given back before any waiting.
  */
 [[nodiscard]] int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
                           const QByteArray& home);
@@ -43,9 +37,9 @@ class BDBIndex;
 [[nodiscard]] int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key);
 
 /**
- * Takes the access lock of the table's environment and returns it; null when it was not taken. Shared: never waits, so
- * that a request which meets a table being deleted fails at once. Exclusive: waits as long as needed. An environment
- * without a lock (not open, or removed meanwhile) is one ERROR line.
+ * Takes the access lock of the table's environment and returns it; null when it was not taken. Exclusive: waits as long
+ * as needed. Shared: never waits; whoever has an EnvironmentUse takes it from there. An environment without a lock (not
+ * open, or removed meanwhile) is one ERROR line.
  */
 [[nodiscard]] std::shared_ptr<AccessLock> lockEnv(BDBObjTable* registry, const QByteArray& tableName, bool exclusive);
 
@@ -62,14 +56,6 @@ void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
  */
 void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held = nullptr);
 
-/**
- * Finds or opens sub-database `subDb` of `file` in the environment attached to `table` (a connection's table); `key` is
- * its "db::" name there. 0: `index` is set, shared with all other requests, and stays open as long as the environment.
- * -1: no environment is attached. 12: it could not be opened, no table may have this file (see format/tablename.h), or
- * the environment's table is full. Not to be called inside a transaction: an open waits for pages, and may wait for one
- * that the caller's own transaction holds.
- */
-[[nodiscard]] int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
-                            BDBIndex** index);
+} // namespace Registry
 
 #endif

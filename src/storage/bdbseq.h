@@ -10,7 +10,11 @@
 
 class BDBIndex;
 
-/** A number sequence kept in a database. Belongs to the thread that opened it. */
+/**
+ * A number sequence kept in a database. Belongs to the thread that opened it.
+ *
+ * Kept: part of the storage objects' set; no request uses it.
+ */
 class BDBSeq final : public BDBObject {
 public:
     BDBSeq() = default;

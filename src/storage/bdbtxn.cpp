@@ -49,10 +49,10 @@ int BDBTxn::abort()
     return std::exchange(txn_, nullptr)->abort();
 }
 
-int finish(BDBTxn& txn, int rc)
+int BDBTxn::finish(int rc)
 {
     if (rc == 0)
-        return txn.commit(Settings::txnCommitFlags());
-    (void)txn.abort(); // the result that matters is the one that led here
+        return commit(Settings::txnCommitFlags());
+    (void)abort(); // the result that matters is the one that led here
     return rc;
 }

@@ -27,7 +27,8 @@ public:
     /** 12 when none is active. */
     int abort();
 
-    bool isActive() const { return txn_ != nullptr; }
+    /** How every transaction of the server ends: on `rc` 0 commit() with its flags, else abort() and `rc`. */
+    [[nodiscard]] int finish(int rc);
 
     /** Berkeley DB's handle of a transaction argument, which may be null. */
     static DbTxn* handleOf(const BDBTxn* txn) { return txn != nullptr ? txn->txn_ : nullptr; }
@@ -36,9 +37,5 @@ private:
     BDBEnv* env_ = nullptr; // not owned; set by begin()
     DbTxn* txn_ = nullptr;  // owned by Berkeley DB, which frees it at commit and abort
 };
-
-/** How every transaction of ours ends: on `rc` 0 a commit with the server's flags, whose result it returns; else abort.
- */
-[[nodiscard]] int finish(BDBTxn& txn, int rc);
 
 #endif

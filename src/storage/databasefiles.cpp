@@ -1,30 +1,28 @@
 #include "storage/databasefiles.h"
 
+#include "base/directoryentries.h"
+#include "base/paths.h"
 #include "format/backupnames.h"
+#include "format/berkeleydbnames.h"
 #include "storage/bdbenv.h"
+#include "storage/databasefile.h"
 #include "storage/environmentfiles.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdint>
+#include <optional>
 #include <set>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 
-namespace {
+namespace DatabaseFiles {
 
-// Where the first page of a database, whatever its kind, has its magic number and its identity; on disk.
-constexpr std::size_t MagicOffset = 12;
-constexpr std::size_t IdOffset = 52;
-constexpr std::size_t IdLength = 20;
-constexpr std::array<std::uint32_t, 4> Magics = {0x053162, 0x061561, 0x042253, 0x074582}; // tree, hash, queue, heap
+namespace {
 
 /** True for a link to one of `directories`, which are canonical, or below: what is there has a name without it. */
 bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
@@ -34,7 +32,7 @@ bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
         return false;
     const fs::path target = fs::canonical(path, error);
     return !error && std::any_of(directories.begin(), directories.end(),
-                                 [&](const fs::path& directory) { return isWithin(target, directory); });
+                                 [&](const fs::path& directory) { return Base::isWithin(target, directory); });
 }
 
 /** The data directories as canonical paths; those that are not there are left out. */
@@ -53,24 +51,24 @@ std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
 /** The walk through one of the data directories, of which all are given with their canonical paths. */
 class Walk {
 public:
-    Walk(const std::vector<fs::path>& all, DatabaseFiles* files)
-        : all_(all), files_(*files), entered_(all.begin(), all.end())
+    Walk(const std::vector<fs::path>& all, ByName* files) : all_(all), files_(*files), entered_(all.begin(), all.end())
     {}
 
     int through(const fs::path& directory, const std::string& prefix)
     {
-        std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            if (name.starts_with("__db") || name == BackupNames::LogDirectory)
-                continue; // Berkeley DB's own, and files that are only just being made
-            if (const int rc = visit(*entry, prefix + name))
-                return rc;
-        }
+        int visited = 0;
+        const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
+            const std::string name = entry.path().filename().string();
+            const bool isTable = !BerkeleyDbNames::isInternal(name) && name != BackupNames::LogDirectory;
+            visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or only just being made
+            return visited;
+        });
+        if (visited != 0)
+            return visited;
         // What nobody may search, such as a file system's "lost+found", holds no table of ours.
-        if (error == std::errc::permission_denied && ::access(directory.c_str(), X_OK) != 0)
+        if (rc == EACCES && ::access(directory.c_str(), X_OK) != 0)
             return 0;
-        return error == std::errc::no_such_file_or_directory ? 0 : error.value();
+        return rc == ENOENT ? 0 : rc;
     }
 
 private:
@@ -86,12 +84,13 @@ private:
                 return rc;
             return ownLog || !enter(entry.path()) ? 0 : through(entry.path(), name + '/');
         }
-        bool isDatabase = false;
+        std::optional<DatabasePage::Start> start;
         if (entry.is_regular_file(vanished)) {
-            if (const int rc = checkDatabaseFile(entry.path(), &isDatabase))
+            const int rc = DatabaseFile::readStart(entry.path(), &start);
+            if (rc != 0 && rc != ENOENT)
                 return rc;
         }
-        if (isDatabase)
+        if (start)
             files_.emplace(name, entry.path());
         return 0;
     }
@@ -104,13 +103,13 @@ private:
     }
 
     const std::vector<fs::path>& all_;
-    DatabaseFiles& files_;
+    ByName& files_;
     std::set<fs::path> entered_; // from the start with all data directories, which are not entered from another
 };
 
 } // namespace
 
-int findDataDirectories(BDBEnv* env, std::vector<fs::path>* directories)
+int findDirectories(BDBEnv* env, std::vector<fs::path>* directories)
 {
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
@@ -125,10 +124,10 @@ int findDataDirectories(BDBEnv* env, std::vector<fs::path>* directories)
     return 0;
 }
 
-int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files)
+int find(BDBEnv* env, ByName* files)
 {
     std::vector<fs::path> directories;
-    if (const int rc = findDataDirectories(env, &directories))
+    if (const int rc = findDirectories(env, &directories))
         return rc;
     // A name that is in several directories means the file in the first of them, also when that is copied by its name.
     const std::vector<fs::path> all = canonicalPaths(directories);
@@ -146,7 +145,7 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
     if (file.find('/') == std::string::npos)
         return 0;
     std::vector<fs::path> directories;
-    if (const int rc = findDataDirectories(env, &directories))
+    if (const int rc = findDirectories(env, &directories))
         return rc;
     const std::vector<fs::path> all = canonicalPaths(directories);
     for (fs::path path : directories) {
@@ -158,40 +157,4 @@ int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)
     return 0;
 }
 
-bool isWithin(const fs::path& path, const fs::path& directory)
-{
-    return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
-}
-
-bool isDatabaseFile(const fs::path& file)
-{
-    bool isDatabase = false;
-    return checkDatabaseFile(file, &isDatabase) == 0 && isDatabase;
-}
-
-int checkDatabaseFile(const fs::path& file, bool* isDatabase)
-{
-    *isDatabase = false;
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
-        return errno == ENOENT ? 0 : errno;
-    std::uint32_t magic = 0;
-    const ssize_t got = ::pread(descriptor, &magic, sizeof magic, MagicOffset);
-    const int rc = got < 0 ? errno : 0;
-    ::close(descriptor);
-    const std::uint32_t swapped = __builtin_bswap32(magic); // a database keeps the byte order of where it was made
-    *isDatabase = got == sizeof magic && (std::find(Magics.begin(), Magics.end(), magic) != Magics.end() ||
-                                          std::find(Magics.begin(), Magics.end(), swapped) != Magics.end());
-    return rc;
-}
-
-std::string databaseId(const fs::path& file)
-{
-    std::string id(IdLength, '\0');
-    const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
-        return {};
-    const bool whole = ::pread(descriptor, id.data(), id.size(), IdOffset) == static_cast<ssize_t>(id.size());
-    ::close(descriptor);
-    return whole ? id : std::string();
-}
+} // namespace DatabaseFiles

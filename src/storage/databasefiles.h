@@ -8,11 +8,14 @@
 
 class BDBEnv;
 
-/** Database files by the names that their environment knows them by, with the paths that these stand for. */
-using DatabaseFiles = std::map<std::string, std::filesystem::path>;
+/** Where an environment has its databases. Any thread. */
+namespace DatabaseFiles {
 
-/** Where an environment has its database files: its home, or the data directories that its DB_CONFIG names. */
-[[nodiscard]] int findDataDirectories(BDBEnv* env, std::vector<std::filesystem::path>* directories);
+/** By the names that the environment knows them by, with the paths that these stand for. */
+using ByName = std::map<std::string, std::filesystem::path>;
+
+/** The directories of an environment's database files: its home, or the data directories that its DB_CONFIG names. */
+[[nodiscard]] int findDirectories(BDBEnv* env, std::vector<std::filesystem::path>* directories);
 
 /**
  * Finds the database files of an environment: all below its data directories, wherever it can open one. Left out are
@@ -20,7 +23,7 @@ using DatabaseFiles = std::map<std::string, std::filesystem::path>;
  * directories that are among these anyway, so that each file has the name that the log knows it by. 0, or an errno
  * value or code of Berkeley DB for what cannot be read, with `files` filled in part.
  */
-[[nodiscard]] int findDatabaseFiles(BDBEnv* env, DatabaseFiles* files);
+[[nodiscard]] int find(BDBEnv* env, ByName* files);
 
 /**
  * `*isSecond`: the name `file` of a database leads through a link to a directory of the same environment. A file there
@@ -29,16 +32,6 @@ using DatabaseFiles = std::map<std::string, std::filesystem::path>;
  */
 [[nodiscard]] int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond);
 
-/** True for `directory` and all below it; both are canonical. */
-bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory);
-
-/** True for a file that begins as Berkeley DB's databases do. False as well when it cannot be read. */
-bool isDatabaseFile(const std::filesystem::path& file);
-
-/** The same as a result: 0 with `*isDatabase` set, or an errno value. A file that is not there is no database. */
-[[nodiscard]] int checkDatabaseFile(const std::filesystem::path& file, bool* isDatabase);
-
-/** The bytes that identify a database and all of its copies; empty when they cannot be read. */
-std::string databaseId(const std::filesystem::path& file);
+} // namespace DatabaseFiles
 
 #endif

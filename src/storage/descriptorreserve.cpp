@@ -1,14 +1,16 @@
 #include "storage/descriptorreserve.h"
 
+#include "base/descriptor.h"
+
 #include <atomic>
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr int KeptFree = 16;
+constexpr int ClosedToConnections = 64;
 constexpr int PerOpening = 4; // what another opening under way may still take
 
 std::atomic<int> promised{0}; // the shares of all openings under way
@@ -22,10 +24,13 @@ bool enoughLeft(int wanted)
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
         return true;
-    const int lowestFree = ::open("/", O_PATH | O_CLOEXEC);
-    if (lowestFree < 0)
-        return false;
-    ::close(lowestFree);
+    int lowestFree = -1;
+    {
+        const Base::Descriptor probe(::open("/", O_PATH | O_CLOEXEC));
+        if (!probe.isOpen())
+            return false;
+        lowestFree = probe.number();
+    }
     int left = 0;
     for (int descriptor = lowestFree; left < wanted && static_cast<rlim_t>(descriptor) < limit.rlim_cur; ++descriptor)
         left += ::fcntl(descriptor, F_GETFD) == -1 ? 1 : 0;
@@ -33,6 +38,14 @@ bool enoughLeft(int wanted)
 }
 
 } // namespace
+
+bool DescriptorReserve::includes(int descriptor)
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return false;
+    return static_cast<rlim_t>(descriptor) + ClosedToConnections >= limit.rlim_cur;
+}
 
 DescriptorReserve::DescriptorReserve(int needed)
     : share_(PerOpening + needed), available_(enoughLeft(KeptFree + needed + promised.fetch_add(share_)))

@@ -50,25 +50,27 @@ int findPlace(const QByteArray& path, Place* place)
     return rc;
 }
 
-QByteArray pathOf(const QByteArray& home, const QByteArray& file)
-{
-    return file.startsWith('/') ? file : home + '/' + file;
-}
-
-/** True for a file right in `home`, for which nothing is claimed. */
-bool isInHome(const QByteArray& home, const QByteArray& file)
-{
-    return !file.contains('/') && !isLink(pathOf(home, file));
-}
-
 /**
- * Calls `look`, an `int(const QByteArray& directory, bool wanted)`, for each directory from `directory` up to `home` as
- * long as it returns 0. Those outside of `home` are not wanted, save for the first.
+ * Calls `look`, an `int(const QByteArray& directory, const struct stat& status, bool wanted)`, for each directory from
+ * that of the database file up to `home`, as long as it returns 0. Those outside of `home` are not wanted, save for the
+ * first. For a file right in `home` there is none. `missing`: how many are still to be made in front of the first.
  */
-template <typename Look> int forEachUpTo(const QByteArray& home, QByteArray directory, Look look)
+template <typename Look> int forEachUpTo(const QByteArray& home, const QByteArray& file, int* missing, Look look)
 {
+    *missing = 0;
+    const QByteArray path = file.startsWith('/') ? file : home + '/' + file;
+    if (!file.contains('/') && !isLink(path))
+        return 0;
+    Place place;
+    if (const int rc = findPlace(path, &place))
+        return rc;
+    *missing = place.missing;
+    QByteArray directory = place.directory;
     for (bool first = true; directory != home; first = false) {
-        if (const int rc = look(directory, first || isBelow(directory, home)))
+        struct stat status {};
+        if (::stat(directory.constData(), &status) != 0)
+            return errno;
+        if (const int rc = look(directory, status, first || isBelow(directory, home)))
             return rc;
         if (directory == "/")
             break;
@@ -86,34 +88,19 @@ bool DirectoryClaims::holds(const struct stat& status) const
 
 int DirectoryClaims::count(const QByteArray& home, const QByteArray& file, int* descriptors) const
 {
-    *descriptors = 0;
-    if (isInHome(home, file))
-        return 0;
-    Place place;
-    if (const int rc = findPlace(pathOf(home, file), &place))
-        return rc;
-    *descriptors = place.missing;
-    return forEachUpTo(home, place.directory, [&](const QByteArray& directory, bool wanted) {
-        struct stat status {};
-        if (::stat(directory.constData(), &status) != 0)
-            return errno;
-        if (wanted && !holds(status))
-            ++*descriptors;
+    int unheld = 0;
+    const int rc = forEachUpTo(home, file, descriptors, [&](const QByteArray&, const struct stat& status, bool wanted) {
+        unheld += wanted && !holds(status) ? 1 : 0;
         return 0;
     });
+    *descriptors += unheld;
+    return rc;
 }
 
 int DirectoryClaims::claim(const QByteArray& home, const QByteArray& file)
 {
-    if (isInHome(home, file))
-        return 0;
-    Place place;
-    if (const int rc = findPlace(pathOf(home, file), &place))
-        return rc;
-    return forEachUpTo(home, place.directory, [&](const QByteArray& directory, bool wanted) {
-        struct stat status {};
-        if (::stat(directory.constData(), &status) != 0)
-            return errno;
+    int missing = 0; // of which there is nothing to claim
+    return forEachUpTo(home, file, &missing, [&](const QByteArray& directory, const struct stat& status, bool wanted) {
         if (wanted && !holds(status)) {
             Base::DirectoryLock lock;
             if (const int rc = lock.lock(directory.constData()))

@@ -1,6 +1,8 @@
 #include "storage/environmentconfig.h"
 
 #include "base/descriptor.h"
+#include "base/fileio.h"
+#include "format/berkeleydbnames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,13 +12,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* FileName = "DB_CONFIG";
 constexpr std::size_t MaxBytes = 65536;
 constexpr std::size_t MaxLineBytes = 254; // Berkeley DB takes what follows for a line of its own
 constexpr std::string_view Blanks = " \t";
@@ -35,18 +35,9 @@ int readText(const fs::path& path, std::string* text)
         return errno;
     if (!S_ISREG(status.st_mode))
         return EINVAL;
-    text->resize(MaxBytes + 1);
-    std::size_t size = 0;
-    while (size < text->size()) {
-        const ssize_t got = ::read(file.number(), text->data() + size, text->size() - size);
-        if (got < 0)
-            return errno;
-        if (got == 0)
-            break;
-        size += static_cast<std::size_t>(got);
-    }
-    text->resize(size);
-    return size > MaxBytes || text->find('\0') != std::string::npos ? EINVAL : 0;
+    if (const int rc = Base::readAll(file.number(), MaxBytes + 1, text))
+        return rc;
+    return text->size() > MaxBytes || text->find('\0') != std::string::npos ? EINVAL : 0;
 }
 
 bool isControl(char c)
@@ -86,7 +77,8 @@ private:
         const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // all of the rest, blanks as well
         const bool empty = name.empty() || name.front() == '#';
         if (tooLong || !isText || (!empty && value.empty())) {
-            config_.complaint = "DB_CONFIG line " + std::to_string(number) + ": incorrect name-value pair";
+            config_.complaint = std::string(BerkeleyDbNames::ConfigFile) + " line " + std::to_string(number) +
+                                ": incorrect name-value pair";
             return EINVAL;
         }
         if (!empty)
@@ -116,12 +108,12 @@ private:
 
 } // namespace
 
-int readEnvironmentConfig(const fs::path& home, EnvironmentConfig* config)
+int EnvironmentConfig::read(const fs::path& home, EnvironmentConfig* config)
 {
     const EnvironmentConfig defaults{home, {home}, home, {}};
     *config = defaults;
     std::string text;
-    if (const int rc = readText(home / FileName, &text))
+    if (const int rc = readText(home / BerkeleyDbNames::ConfigFile, &text))
         return rc;
     const int rc = Parser(home, config).parse(text);
     if (rc != 0) {

@@ -22,14 +22,14 @@ struct EnvironmentConfig {
 
     /** What is wrong with a line, for the log; empty when it is not a line. */
     std::string complaint;
-};
 
-/**
- * Reads the DB_CONFIG in `home`; an environment without one has all its files there. Never waits. 0; EINVAL when
- * Berkeley DB must not see the file: it is not a regular file or a link to one, is longer than 64 KiB, holds control
- * characters, a line of more than 254 bytes or one without a value; another errno value. After a failure all
- * directories are `home`. Any thread.
- */
-[[nodiscard]] int readEnvironmentConfig(const std::filesystem::path& home, EnvironmentConfig* config);
+    /**
+     * Reads the DB_CONFIG in `home`; an environment without one has all its files there. Never waits. 0; EINVAL when
+     * Berkeley DB must not see the file: it is not a regular file or a link to one, is longer than 64 KiB, holds
+     * control characters, a line of more than 254 bytes or one without a value; another errno value. After a failure
+     * all directories are `home`. Any thread.
+     */
+    [[nodiscard]] static int read(const std::filesystem::path& home, EnvironmentConfig* config);
+};
 
 #endif

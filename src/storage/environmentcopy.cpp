@@ -2,6 +2,7 @@
 
 #include "base/filesync.h"
 #include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "storage/bdbenv.h"
 #include "storage/deadlockretry.h"
 #include "storage/logshipping.h"
@@ -25,23 +26,25 @@ bool isLittle(LogPosition from, LogPosition to)
 
 } // namespace
 
-EnvironmentCopy::EnvironmentCopy(BDBEnv* env, const QByteArray& target) : env_(env), target_(env, target) {}
+EnvironmentCopy::EnvironmentCopy(BDBEnv* env, const QByteArray& target)
+    : env_(env), target_(env, target), log_(env, target_.path())
+{}
 
 int EnvironmentCopy::begin()
 {
     const char* home = nullptr;
     int rc = env_->get_home(&home);
     if (rc == 0)
-        rc = findDatabaseFiles(env_, &databases_);
+        rc = DatabaseFiles::find(env_, &databases_);
     if (rc == 0)
         rc = target_.openForCopy(databases_);
     if (rc == 0)
-        rc = firstNeededLogFile(env_, &list_.firstLog);
+        rc = LogTail::firstNeededFile(env_, &list_.firstLog);
     if (rc == DB_NOTFOUND) {
         // A fresh environment, whose first checkpoint is only just under way.
         rc = env_->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
-            rc = firstNeededLogFile(env_, &list_.firstLog);
+            rc = LogTail::firstNeededFile(env_, &list_.firstLog);
     }
     if (rc == 0)
         rc = target_.beginCopy();
@@ -54,7 +57,7 @@ int EnvironmentCopy::begin()
     if (rc != 0)
         return rc;
     begun_ = true;
-    copied_ = summed_ = {list_.firstLog, 0};
+    log_.begin(list_.firstLog);
     return 0;
 }
 
@@ -63,14 +66,14 @@ int EnvironmentCopy::copy()
     for (int round = 0; round < MaxRounds; ++round) {
         // Recovery makes the files that come into being after this. The log follows the pages: it has to reach at least
         // as far as they do.
-        const LogPosition before = copied_;
+        const LogPosition before = log_.end();
         const std::size_t databases = list_.files.size();
         if (const int rc = copyDatabases())
             return rc;
         const bool wasLast = list_.files.size() == databases;
         if (const int rc = catchUp())
             return rc;
-        if (wasLast && isLittle(before, copied_))
+        if (wasLast && isLittle(before, log_.end()))
             break;
     }
     return 0;
@@ -81,18 +84,18 @@ int EnvironmentCopy::planOrigin()
 {
     LogPosition now;
     std::filesystem::path log;
-    int rc = flushedLogPosition(env_, &now);
+    int rc = LogTail::flushedPosition(env_, &now);
     if (rc == 0)
-        rc = logFilePath(env_, now.file, &log);
+        rc = LogTail::filePath(env_, now.file, &log);
     Checksum checksum;
     if (rc == 0)
-        rc = addToChecksum(log, 0, now.offset, &checksum);
+        rc = checksum.addFile(log, 0, now.offset);
     if (rc != 0)
         return rc;
     planned_.firstLog = list_.firstLog;
     planned_.lastLog = now.file;
     planned_.lastLogSize = now.offset;
-    planned_.files[BackupNames::logFile(now.file)] = {now.offset, checksum.value()};
+    planned_.files[LogFiles::name(now.file)] = {now.offset, checksum.value()};
     return 0;
 }
 
@@ -115,7 +118,7 @@ int EnvironmentCopy::planFiles()
 int EnvironmentCopy::copyDatabases()
 {
     databases_.clear();
-    if (const int rc = findDatabaseFiles(env_, &databases_))
+    if (const int rc = DatabaseFiles::find(env_, &databases_))
         return rc;
     if (const int rc = planFiles())
         return rc;
@@ -127,7 +130,7 @@ int EnvironmentCopy::copyDatabases()
             return rc;
     }
     for (const fs::path& directory : directories_) {
-        if (const int rc = syncToDisk(directory))
+        if (const int rc = Base::syncToDisk(directory))
             return rc;
     }
     return 0;
@@ -145,14 +148,14 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
         return 0; // it was being made, and its transaction was aborted
     if (rc != 0)
         return rc;
-    if (const int failure = syncToDisk(copy))
+    if (const int failure = Base::syncToDisk(copy))
         return failure;
     Checksum checksum;
     BackupList::File file;
     file.size = fs::file_size(copy, error);
     if (error)
         return error.value();
-    if (const int failure = addToChecksum(copy, 0, file.size, &checksum))
+    if (const int failure = checksum.addFile(copy, 0, file.size))
         return failure;
     file.checksum = checksum.value();
     list_.files.emplace(name, file);
@@ -187,49 +190,20 @@ int EnvironmentCopy::takeListBack()
     if (error)
         return error.value();
     listed_ = false;
-    return syncToDisk(target_.path());
+    return Base::syncToDisk(target_.path());
 }
 
 int EnvironmentCopy::catchUp()
 {
     if (const int rc = takeListBack())
         return rc;
-    LogPosition now;
-    if (const int rc = flushedLogPosition(env_, &now))
-        return rc;
-    if (const int rc = copyLogRange(env_, QByteArray::fromStdString(target_.path()), copied_, now))
-        return rc;
-    copied_ = now;
-    return listLogsUpTo(now);
-}
-
-/** Reads again what was copied: the checksum is that of what is in the file. */
-int EnvironmentCopy::listLogsUpTo(LogPosition position)
-{
-    for (;;) {
-        const std::string name = BackupNames::logFile(summed_.file);
-        const fs::path file = target_.path() / name;
-        const bool isLast = summed_.file == position.file;
-        std::error_code error;
-        const std::uint64_t size = isLast ? position.offset : fs::file_size(file, error);
-        if (error)
-            return error.value();
-        if (const int rc = addToChecksum(file, summed_.offset, size - summed_.offset, &logChecksum_))
-            return rc;
-        list_.files[name] = {size, logChecksum_.value()};
-        if (isLast) {
-            summed_ = position;
-            return 0;
-        }
-        summed_ = {summed_.file + 1, 0};
-        logChecksum_ = Checksum();
-    }
+    return log_.catchUp(&list_.files);
 }
 
 int EnvironmentCopy::writeList()
 {
-    list_.lastLog = copied_.file;
-    list_.lastLogSize = copied_.offset;
+    list_.lastLog = log_.end().file;
+    list_.lastLogSize = log_.end().offset;
     if (const int rc = target_.noteFiles(list_))
         return rc;
     std::error_code error;
@@ -237,11 +211,12 @@ int EnvironmentCopy::writeList()
     if (error)
         return error.value();
     listed_ = true;
-    return syncToDisk(target_.path());
+    return Base::syncToDisk(target_.path());
 }
 
 void EnvironmentCopy::dropLog()
 {
     if (begun_)
-        (void)removeLogs(QByteArray::fromStdString(target_.path())); // ignored: the backup has failed already
+        (void)LogShipping::removeLogs(
+            QByteArray::fromStdString(target_.path())); // ignored: the backup has failed already
 }

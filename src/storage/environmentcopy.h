@@ -2,13 +2,11 @@
 #define QUORVA_STORAGE_ENVIRONMENTCOPY_H
 
 #include "format/backuplist.h"
-#include "format/checksum.h"
 #include "storage/backuptarget.h"
-#include "storage/logtail.h"
+#include "storage/copiedlog.h"
 
 #include <QByteArray>
 
-#include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -50,18 +48,15 @@ private:
     int copyDatabases();
     int copyDatabase(const std::string& name, const std::filesystem::path& source);
     int makeDirectoriesFor(const std::string& name);
-    int listLogsUpTo(LogPosition position);
     int takeListBack();
 
     BDBEnv* const env_; // not owned
     BackupTarget target_;
-    DatabaseFiles databases_; // as they were found last
-    BackupList planned_;      // names every database whose copy was begun
+    CopiedLog log_;
+    DatabaseFiles::ByName databases_; // as they were found last
+    BackupList planned_;              // names every database whose copy was begun
     std::set<std::filesystem::path> directories_;
     bool begun_ = false;
-    LogPosition copied_;   // how far the log of the copy reaches
-    LogPosition summed_;   // how far `logChecksum_` does
-    Checksum logChecksum_; // of the log file that the copy's log ends in
     BackupList list_;
     bool listed_ = false; // writeList() was called last
 };

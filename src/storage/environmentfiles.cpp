@@ -1,13 +1,15 @@
 #include "storage/environmentfiles.h"
 
 #include "base/descriptor.h"
+#include "base/directoryentries.h"
 #include "format/backupnames.h"
+#include "format/berkeleydbnames.h"
+#include "format/logfiles.h"
+#include "storage/databasefile.h"
 #include "storage/environmentconfig.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -21,53 +23,23 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The first page of every database file begins with the position of the log record that describes its last change
-// (file number and offset), its own page number, and a number that tells the kind of database.
-struct MetaPageStart {
-    std::uint32_t logFile;
-    std::uint32_t logOffset;
-    std::uint32_t page;
-    std::uint32_t magic;
-};
-
-constexpr std::array<std::uint32_t, 4> Magics = {0x053162, 0x061561, 0x042253, 0x074582}; // B-tree, hash, queue, heap
-
-bool isMagic(std::uint32_t number)
-{
-    for (const std::uint32_t magic : Magics) {
-        if (number == magic || number == __builtin_bswap32(magic)) // files move between machines
-            return true;
-    }
-    return false;
-}
-
 bool isLogName(const fs::path& path)
 {
-    return BackupNames::logNumber(path.filename().string()).has_value();
-}
-
-/** Walks over `directory` as long as `look`, an `int(const fs::directory_entry&)`, returns 0. */
-template <typename Look> int forEachEntry(const fs::path& directory, Look look)
-{
-    std::error_code error;
-    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error)) {
-        if (const int rc = look(*entry))
-            return rc;
-    }
-    return error.value();
+    return LogFiles::numberOf(path.filename().string()).has_value();
 }
 
 constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
 
-/** Calls `look`, an `int(const MetaPageStart&)`, for a file that is a database, and returns its result, else 0. */
+/** Calls `look`, an `int(const DatabasePage::Start&)`, for a file that is a database, and returns its result, else 0.
+ */
 template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
-    const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file.isOpen()) // what vanished meanwhile, or may not be read, is no database that anybody could open
-        return errno == EMFILE || errno == ENFILE ? errno : 0;
-    MetaPageStart start{};
-    const ssize_t got = ::pread(file.number(), &start, sizeof start, 0);
-    return got == static_cast<ssize_t>(sizeof start) && isMagic(start.magic) ? look(start) : 0;
+    // What vanished meanwhile, or may not be read, is no database that anybody could open.
+    std::optional<DatabasePage::Start> start;
+    const int rc = DatabaseFile::readStart(path, &start);
+    if (rc == EMFILE || rc == ENFILE)
+        return rc;
+    return start ? look(*start) : 0;
 }
 
 /**
@@ -76,7 +48,7 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
  */
 template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
-    const int rc = forEachEntry(directory, [&](const fs::directory_entry& entry) {
+    const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
             return lookAtFile(entry.path(), look);
@@ -120,8 +92,8 @@ int tryToMakeFile(const fs::path& directory)
     if (nameless.isOpen())
         return 0;
     if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
-        // A file system without files that have no name. No table can have this one, nor does Berkeley DB use it.
-        const fs::path path = directory / "__db.quorva.writable";
+        // A file system without files that have no name.
+        const fs::path path = directory / BerkeleyDbNames::ProbeFile;
         ::unlink(path.c_str()); // of a server that was killed
         const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
         if (named.isOpen()) {
@@ -137,7 +109,7 @@ int tryToMakeFile(const fs::path& directory)
 int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 {
     EnvironmentConfig config;
-    const int failed = readEnvironmentConfig(home, &config);
+    const int failed = EnvironmentConfig::read(home, &config);
     if (failed == EMFILE || failed == ENFILE)
         return failed;
     // With any other DB_CONFIG that cannot be read this is no environment that could be opened; what counts are the
@@ -148,7 +120,7 @@ int EnvironmentFiles::findLog(const fs::path& home, bool* found)
 int EnvironmentFiles::findLogIn(const fs::path& directory, bool* found)
 {
     *found = false;
-    const int rc = forEachEntry(directory, [found](const fs::directory_entry& entry) {
+    const int rc = Base::forEachEntry(directory, [found](const fs::directory_entry& entry) {
         *found = *found || isLogName(entry.path());
         return 0;
     });
@@ -164,7 +136,7 @@ bool EnvironmentFiles::isUnfinishedCopy(const fs::path& home)
 int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
     *found = false;
-    return forEachDatabase(home, [found](const MetaPageStart& start) {
+    return forEachDatabase(home, [found](const DatabasePage::Start& start) {
         *found = start.logFile != 0;
         return *found ? Enough : 0;
     });
@@ -177,7 +149,7 @@ int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
     if (::stat(directory.c_str(), &status) != 0)
         return errno;
     std::vector<fs::path> below;
-    const int rc = lookIn(directory, status.st_dev, &below, [found](const MetaPageStart&) {
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const DatabasePage::Start&) {
         *found = true;
         return Enough;
     });
@@ -189,7 +161,7 @@ int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
     *count = 0;
     if (most <= 0)
         return 0;
-    return forEachDatabase(home, [count, most](const MetaPageStart&) { return ++*count < most ? 0 : Enough; });
+    return forEachDatabase(home, [count, most](const DatabasePage::Start&) { return ++*count < most ? 0 : Enough; });
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)
@@ -198,7 +170,7 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
         return errno;
     if (const int rc = tryToMakeFile(directory))
         return rc;
-    return forEachEntry(directory, [](const fs::directory_entry& entry) {
+    return Base::forEachEntry(directory, [](const fs::directory_entry& entry) {
         if (!isLogName(entry.path()))
             return 0;
         if (::faccessat(AT_FDCWD, entry.path().c_str(), R_OK | W_OK, AT_EACCESS) != 0)

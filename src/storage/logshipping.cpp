@@ -1,7 +1,9 @@
 #include "storage/logshipping.h"
 
+#include "base/directoryentries.h"
 #include "base/filesync.h"
 #include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "log/log.h"
 
 #include <filesystem>
@@ -9,6 +11,8 @@
 #include <system_error>
 
 namespace fs = std::filesystem;
+
+namespace LogShipping {
 
 namespace {
 
@@ -19,33 +23,32 @@ fs::path pathOf(const QByteArray& name)
     return name.toStdString();
 }
 
-/** Removes the files of a directory whose names `unwanted` wants to go; a directory that is not there holds none. */
-template <typename Unwanted> std::error_code removeFiles(const fs::path& directory, Unwanted unwanted)
+/** Removes the files of a directory whose names `unwanted` selects; a directory that is not there holds none. */
+template <typename Unwanted> int removeFiles(const fs::path& directory, Unwanted unwanted)
 {
     std::error_code error;
     if (!fs::is_directory(directory, error))
-        return {};
-    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        if (unwanted(entry->path().filename().string()) && !fs::remove(entry->path(), error) && error)
-            return error;
-    }
-    return error;
+        return 0;
+    return Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
+        if (unwanted(entry.path().filename().string()))
+            fs::remove(entry.path(), error); // one that is gone already is no error
+        return error.value();
+    });
 }
-
-} // namespace
 
 QByteArray logDirectory(const QByteArray& target)
 {
     return target + '/' + BackupNames::LogDirectory;
 }
 
+} // namespace
+
 int backupLog(const QByteArray& target, const QByteArrayList& paths)
 {
     const QByteArray directory = logDirectory(target);
     std::error_code error;
     const bool isThere = fs::exists(pathOf(directory), error) || fs::create_directory(pathOf(directory), error);
-    if (!isThere || syncToDisk(pathOf(target)) != 0) { // its name must last before a source goes
+    if (!isThere || Base::syncToDisk(pathOf(target)) != 0) { // its name must last before a source goes
         LOG_ERROR(LogOrigin, __LINE__) << "Error in creating dir " << directory;
         return 0;
     }
@@ -73,8 +76,8 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
         if (error)
             return Failed;
     }
-    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || syncToDisk(to) != 0 ||
-        syncToDisk(to.parent_path()) != 0) {
+    if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || Base::syncToDisk(to) != 0 ||
+        Base::syncToDisk(to.parent_path()) != 0) {
         std::error_code ignored; // half a copy is of no use to anybody
         fs::remove(to, ignored);
         return Failed;
@@ -87,8 +90,10 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
 int removeLogs(const QByteArray& target)
 {
     const auto shipped = [](const std::string& name) { return BackupNames::shippedLogNumber(name).has_value(); };
-    const auto copied = [](const std::string& name) { return BackupNames::logNumber(name).has_value(); };
-    if (const std::error_code error = removeFiles(pathOf(logDirectory(target)), shipped))
-        return error.value();
-    return removeFiles(pathOf(target), copied).value();
+    const auto copied = [](const std::string& name) { return LogFiles::numberOf(name).has_value(); };
+    if (const int rc = removeFiles(pathOf(logDirectory(target)), shipped))
+        return rc;
+    return removeFiles(pathOf(target), copied);
 }
+
+} // namespace LogShipping

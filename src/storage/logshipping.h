@@ -4,12 +4,8 @@
 #include <QByteArray>
 #include <QByteArrayList>
 
-#include <cstdint>
-
 /** Moving log files into a backup directory. Blocking file work; any thread, one per directory at a time. */
-
-/** Where the log files of a backup go. */
-QByteArray logDirectory(const QByteArray& target);
+namespace LogShipping {
 
 /**
  * Moves each of `paths` into the target's log directory, which is made when missing. 0; 2 for the first file that could
@@ -32,5 +28,7 @@ QByteArray logDirectory(const QByteArray& target);
  * another course. 0 or an errno value.
  */
 [[nodiscard]] int removeLogs(const QByteArray& target);
+
+} // namespace LogShipping
 
 #endif

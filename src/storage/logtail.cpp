@@ -1,7 +1,8 @@
 #include "storage/logtail.h"
 
-#include "format/backupnames.h"
-#include "format/checksum.h"
+#include "base/descriptor.h"
+#include "base/fileio.h"
+#include "format/logfiles.h"
 #include "storage/bdbenv.h"
 
 #include <algorithm>
@@ -16,80 +17,35 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace LogTail {
+
 namespace {
-
-/** A file descriptor that is closed with the object. */
-class File {
-public:
-    File(const QByteArray& path, int flags, mode_t mode = 0) : descriptor_(::open(path.constData(), flags, mode)) {}
-    ~File()
-    {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    bool isOpen() const { return descriptor_ >= 0; }
-    int descriptor() const { return descriptor_; }
-
-private:
-    const int descriptor_;
-};
-
-bool writeAll(int descriptor, const char* data, std::size_t size, off_t offset)
-{
-    while (size > 0) {
-        const ssize_t written = ::pwrite(descriptor, data, size, offset);
-        if (written < 0)
-            return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-        offset += written;
-    }
-    return true;
-}
 
 /** Copies [begin, end) of a file; `end` below 0 means to its end. */
 int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, off_t end)
 {
-    const File from(source, O_RDONLY | O_CLOEXEC);
-    const File to(target, O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const Base::Descriptor from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
+    const Base::Descriptor to(::open(target.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!from.isOpen() || !to.isOpen())
         return errno;
     struct stat status;
-    if (::fstat(to.descriptor(), &status) != 0)
+    if (::fstat(to.number(), &status) != 0)
         return errno;
     if (!S_ISREG(status.st_mode))
         return ESPIPE; // something of somebody else's is in the way, and has no places to write to
     std::vector<char> buffer(256 * 1024);
     for (off_t offset = begin; end < 0 || offset < end;) {
         const auto wanted = end < 0 ? buffer.size() : std::min(buffer.size(), static_cast<std::size_t>(end - offset));
-        const ssize_t got = ::pread(from.descriptor(), buffer.data(), wanted, offset);
-        if (got < 0)
-            return errno;
-        if (got == 0)
+        std::size_t got = 0;
+        if (const int rc = Base::readAt(from.number(), offset, buffer.data(), wanted, &got))
+            return rc;
+        if (const int rc = Base::writeAllAt(to.number(), offset, {buffer.data(), got}))
+            return rc;
+        offset += static_cast<off_t>(got);
+        if (got < wanted)
             break;
-        if (!writeAll(to.descriptor(), buffer.data(), static_cast<std::size_t>(got), offset))
-            return errno;
-        offset += got;
     }
-    return ::fsync(to.descriptor()) == 0 ? 0 : errno;
-}
-
-/** What every record of a log begins with; on disk, in the byte order of the machine. */
-struct RecordHeader {
-    std::uint32_t previous = 0; // where the record before it begins, for the first of a file in the file before
-    std::uint32_t length = 0;   // with the header; 0 behind the last record of a file
-};
-
-int readHeader(const std::filesystem::path& file, off_t offset, RecordHeader* header)
-{
-    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
-    if (!from.isOpen())
-        return errno;
-    *header = {};
-    return ::pread(from.descriptor(), header, sizeof *header, offset) >= 0 ? 0 : errno;
+    return ::fsync(to.number()) == 0 ? 0 : errno;
 }
 
 /** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */
@@ -99,7 +55,7 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
     if (const int rc = env->log_archive(&list, flags))
         return rc;
     for (char** name = list; name != nullptr && *name != nullptr; ++name) {
-        if (const auto number = BackupNames::logNumber(*name))
+        if (const auto number = LogFiles::numberOf(*name))
             numbers->push_back(*number);
     }
     std::free(list);
@@ -108,7 +64,7 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
 
 } // namespace
 
-int flushedLogPosition(BDBEnv* env, LogPosition* position)
+int flushedPosition(BDBEnv* env, LogPosition* position)
 {
     // The position first: what is flushed then reaches at least that far.
     DB_LOG_STAT* statistics = nullptr;
@@ -119,7 +75,7 @@ int flushedLogPosition(BDBEnv* env, LogPosition* position)
     return env->log_flush(nullptr);
 }
 
-int firstLogFile(BDBEnv* env, std::uint32_t* number)
+int firstFile(BDBEnv* env, std::uint32_t* number)
 {
     std::vector<std::uint32_t> files;
     if (const int rc = listLogFiles(env, DB_ARCH_LOG, &files))
@@ -128,24 +84,24 @@ int firstLogFile(BDBEnv* env, std::uint32_t* number)
     return 0;
 }
 
-int firstNeededLogFile(BDBEnv* env, std::uint32_t* number)
+int firstNeededFile(BDBEnv* env, std::uint32_t* number)
 {
     std::vector<std::uint32_t> unneeded;
     if (const int rc = listLogFiles(env, 0, &unneeded))
         return rc;
     if (unneeded.empty())
-        return firstLogFile(env, number);
+        return firstFile(env, number);
     *number = unneeded.back() + 1;
     return 0;
 }
 
-int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to)
+int copyRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to)
 {
     for (std::uint32_t file = from.file; file <= to.file; ++file) {
         std::filesystem::path source;
-        if (const int rc = logFilePath(env, file, &source))
+        if (const int rc = filePath(env, file, &source))
             return rc;
-        const QByteArray copy = target + '/' + QByteArray::fromStdString(BackupNames::logFile(file));
+        const QByteArray copy = target + '/' + QByteArray::fromStdString(LogFiles::name(file));
         const off_t begin = file == from.file ? static_cast<off_t>(from.offset) : 0;
         const off_t end = file == to.file ? static_cast<off_t>(to.offset) : -1;
         if (const int rc = copyRange(QByteArray::fromStdString(source), copy, begin, end))
@@ -154,80 +110,13 @@ int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPos
     return 0;
 }
 
-int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
+int filePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path)
 {
     const char* home = nullptr;
     if (const int rc = env->get_home(&home))
         return rc;
-    *path = std::filesystem::path(home) / BackupNames::logFile(number);
+    *path = std::filesystem::path(home) / LogFiles::name(number);
     return 0;
 }
 
-int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size, Checksum* checksum)
-{
-    const File from(QByteArray::fromStdString(file), O_RDONLY | O_CLOEXEC);
-    if (!from.isOpen())
-        return errno;
-    std::vector<char> buffer(256 * 1024);
-    while (size > 0) {
-        const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), size);
-        const ssize_t got = ::pread(from.descriptor(), buffer.data(), wanted, static_cast<off_t>(offset));
-        if (got <= 0)
-            return got < 0 ? errno : ENODATA;
-        checksum->add({buffer.data(), static_cast<std::size_t>(got)});
-        offset += static_cast<std::uint64_t>(got);
-        size -= static_cast<std::uint64_t>(got);
-    }
-    return 0;
-}
-
-int isOfLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& file, bool* isOf)
-{
-    *isOf = false;
-    std::filesystem::path path;
-    if (const int rc = logFilePath(env, number, &path))
-        return rc;
-    std::ifstream own(path, std::ios::binary);
-    std::ifstream other(file, std::ios::binary);
-    if (!own || !other)
-        return own || errno == ENOENT ? 0 : errno;
-    std::vector<char> owns(256 * 1024);
-    std::vector<char> others(owns.size());
-    while (other) {
-        own.read(owns.data(), static_cast<std::streamsize>(owns.size()));
-        other.read(others.data(), static_cast<std::streamsize>(others.size()));
-        std::fill(owns.begin() + own.gcount(), owns.end(), '\0');
-        for (std::streamsize i = 0; i < other.gcount(); ++i) {
-            if (others[i] != 0 && others[i] != owns[i])
-                return 0;
-        }
-    }
-    *isOf = !other.bad() && !own.bad();
-    return 0;
-}
-
-int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& directory, bool* follows)
-{
-    *follows = false;
-    std::filesystem::path path;
-    RecordHeader first;
-    RecordHeader last;
-    RecordHeader behind;
-    if (const int rc = logFilePath(env, number, &path))
-        return rc;
-    if (const int rc = readHeader(path, 0, &first))
-        return rc;
-    const std::filesystem::path before = directory / BackupNames::logFile(number - 1);
-    if (const int rc = readHeader(before, first.previous, &last))
-        return rc;
-    if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))
-        return rc;
-    // In a file of another log there may be anything at that place: it has to be a record that ends in the file.
-    std::error_code error;
-    const std::uint64_t size = std::filesystem::file_size(before, error);
-    if (error)
-        return error.value();
-    *follows = last.length >= sizeof last && std::uint64_t{first.previous} + last.length <= size &&
-               last.previous < first.previous && behind.length == 0;
-    return 0;
-}
+} // namespace LogTail

@@ -7,7 +7,6 @@
 #include <filesystem>
 
 class BDBEnv;
-class Checksum;
 
 /** A place in an environment's log: a file number and a byte offset in that file. */
 struct LogPosition {
@@ -15,42 +14,30 @@ struct LogPosition {
     std::uint32_t offset = 0;
 };
 
+/** The log files of an open environment, and how far they reach. Any thread. */
+namespace LogTail {
+
 /** Flushes the log and tells where its next record goes: all before that is in the log files. 0 or an error code. */
-[[nodiscard]] int flushedLogPosition(BDBEnv* env, LogPosition* position);
+[[nodiscard]] int flushedPosition(BDBEnv* env, LogPosition* position);
 
 /** The number of the oldest log file that the environment has. 0; DB_NOTFOUND while the log is empty; an error code. */
-[[nodiscard]] int firstLogFile(BDBEnv* env, std::uint32_t* number);
+[[nodiscard]] int firstFile(BDBEnv* env, std::uint32_t* number);
 
 /**
  * The number of the oldest log file that recovery still needs: a copy of the database files that begins now cannot do
  * without it and those that follow. 0; DB_NOTFOUND while the log is empty; an error code.
  */
-[[nodiscard]] int firstNeededLogFile(BDBEnv* env, std::uint32_t* number);
+[[nodiscard]] int firstNeededFile(BDBEnv* env, std::uint32_t* number);
 
 /**
  * Copies what the log files hold between two positions into the files of the same names in `target`, at the same
  * offsets, and waits until it is on disk. 0 or an errno value.
  */
-[[nodiscard]] int copyLogRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to);
+[[nodiscard]] int copyRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to);
 
 /** Where an environment has its log file of that number. 0 or an error code. */
-[[nodiscard]] int logFilePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path);
+[[nodiscard]] int filePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path);
 
-/** Adds bytes of a file. 0 or an errno value; ENODATA when the file ends before. */
-[[nodiscard]] int addToChecksum(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size,
-                                Checksum* checksum);
-
-/**
- * Looks whether `file` holds nothing but what the environment's log file `number` has in the same places, or zeros: of
- * what had not reached the disk before a loss of power. 0 with `*isOf` set, false when the environment no longer has
- * that file, or an error code.
- */
-[[nodiscard]] int isOfLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& file, bool* isOf);
-
-/**
- * Looks whether the environment's log file `number` is the one that came after the log file before it in `directory`:
- * the header of its first record says where the last record of that begins. 0 with `*follows` set, or an error code.
- */
-[[nodiscard]] int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& directory, bool* follows);
+} // namespace LogTail
 
 #endif

@@ -1,9 +1,10 @@
 #include "tools/backupfiles.h"
 
+#include "base/fileio.h"
 #include "format/backupnames.h"
+#include "format/berkeleydbnames.h"
+#include "format/logfiles.h"
 
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -13,8 +14,6 @@ namespace fs = std::filesystem;
 namespace Ctl {
 
 namespace {
-
-constexpr const char* SettingsFile = "DB_CONFIG"; // of Berkeley DB
 
 std::uintmax_t sizeOf(const fs::path& file)
 {
@@ -56,31 +55,34 @@ std::map<std::string, fs::path> filesOfCopy(const fs::path& directory, std::erro
 
 void addFile(const std::string& name, BackupFile file, BackupFiles* files)
 {
-    if (const auto number = BackupNames::logNumber(name))
+    if (const auto number = LogFiles::numberOf(name))
         files->logs.emplace(*number, std::move(file));
     else
         files->databases.emplace(name, std::move(file));
 }
 
-void addShippedLogs(const fs::path& directory, BackupFiles* files, std::error_code& error)
+/** From the number `first` on. */
+void addShippedLogs(const fs::path& directory, std::uint32_t first, BackupFiles* files, std::error_code& error)
 {
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
          entry.increment(error)) {
-        if (const auto number = BackupNames::shippedLogNumber(entry->path().filename().string())) {
-            const std::string name = BackupNames::logFile(*number);
+        const auto number = BackupNames::shippedLogNumber(entry->path().filename().string());
+        if (number && *number >= first) {
+            const std::string name = LogFiles::name(*number);
             files->logs[*number].path = wholeCopy(directory / name, directory.parent_path() / name);
         }
     }
 }
 
 /** An empty string, or what is wrong with the list or with what is there of it. */
-std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files)
+std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files,
+                           std::uint32_t* firstLog)
 {
-    std::ifstream stream(directory / BackupNames::ListFile, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    std::string text;
+    (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a list that is cut off is refused
     BackupList list;
     std::string error;
-    if (!readBackupList(text, &list, &error))
+    if (!BackupList::read(text, &list, &error))
         return (directory / BackupNames::ListFile).string() + ' ' + error;
     for (const auto& [name, listed] : list.files) {
         const auto entry = found.find(name);
@@ -94,6 +96,7 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
     }
     for (const auto& [name, path] : found)
         files->leftOut.emplace(name, "it is not in the list of the copy's files");
+    *firstLog = list.firstLog;
     return {};
 }
 
@@ -143,18 +146,20 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
     }
+    // Log files in front of a copy are shipped as well, after it: what is missing of them is missed by nobody.
+    std::uint32_t firstLog = 0;
     if (hasList) {
-        if (*error = addListedFiles(directory, std::move(found), files); !error->empty())
+        if (*error = addListedFiles(directory, std::move(found), files, &firstLog); !error->empty())
             return false;
     } else {
-        if (found.erase(SettingsFile) > 0)
-            files->leftOut.emplace(SettingsFile, "an environment's settings are not restored");
+        if (found.erase(BerkeleyDbNames::ConfigFile) > 0)
+            files->leftOut.emplace(BerkeleyDbNames::ConfigFile, "an environment's settings are not restored");
         for (const auto& [name, path] : found)
             addFile(name, {path, std::nullopt}, files);
     }
     const bool copyHasLogs = !files->logs.empty();
     if (!failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
-        addShippedLogs(directory / BackupNames::LogDirectory, files, failure);
+        addShippedLogs(directory / BackupNames::LogDirectory, firstLog, files, failure);
     if (failure && failure != std::errc::no_such_file_or_directory) {
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
@@ -170,7 +175,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         return false;
     }
     if (const auto missing = missingLog(*files)) {
-        *error = directory.string() + " has a gap: " + BackupNames::logFile(*missing) +
+        *error = directory.string() + " has a gap: " + LogFiles::name(*missing) +
                  " is missing, and what follows cannot be applied without it";
         return false;
     }

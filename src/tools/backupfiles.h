@@ -24,7 +24,7 @@ struct BackupFile {
  */
 struct BackupFiles {
     std::map<std::string, BackupFile> databases; // by name, which may have directories in it
-    std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each
+    std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each that the copy needs
     std::map<std::string, std::string> leftOut;  // names of files that do not belong to the copy, and why
 };
 

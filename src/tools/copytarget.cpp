@@ -1,5 +1,6 @@
 #include "tools/copytarget.h"
 
+#include "base/descriptor.h"
 #include "format/backupnames.h"
 
 #include <algorithm>
@@ -44,8 +45,8 @@ std::string CopyTarget::prepare()
     }
     before_ = unfinishedList();
     inode_ = inode();
-    const int descriptor = ::open(marker().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0) {
+    const Base::Descriptor made(::open(marker().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!made.isOpen()) {
         const int error = errno;
         undo();
         if (error == EEXIST)
@@ -53,7 +54,6 @@ std::string CopyTarget::prepare()
                    " is running, or one was cut short: " + marker().string() + " exists";
         return "cannot write " + marker().string() + ": " + std::strerror(error);
     }
-    ::close(descriptor);
     madeMarker_ = true;
     return {};
 }

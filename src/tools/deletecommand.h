@@ -1,24 +1,21 @@
 #ifndef QUORVA_TOOLS_DELETECOMMAND_H
 #define QUORVA_TOOLS_DELETECOMMAND_H
 
+#include "tools/command.h"
 #include "tools/itemoptions.h"
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 
 namespace Ctl {
 
 /** "delete TABLE HASH RANGE": deletes an item; one that is not there is no error. */
-class DeleteCommand {
+class DeleteCommand : public Command {
 public:
     explicit DeleteCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server);
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
     std::string table_;
     KeyArguments key_;
     std::string wanted_ = "none";

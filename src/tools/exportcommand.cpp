@@ -1,31 +1,32 @@
 #include "tools/exportcommand.h"
 
+#include "protocol/bodies.h"
+#include "tools/arguments.h"
 #include "tools/interruption.h"
+#include "tools/messages.h"
 #include "tools/outputfile.h"
 #include "tools/progressbar.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
-#include <limits>
 
 #include <unistd.h>
 
 namespace Ctl {
 
 ExportCommand::ExportCommand(CLI::App* app)
-    : command_(app->add_subcommand("export", "Write all items of a table to a file: JSON, one item a line"))
+    : Command(app, "export", "Write all items of a table to a file: JSON, one item per line",
+              "quorvactl export 'build/shop|orders' orders.jsonl")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    command_->add_option("FILE", file_,
-                         "The file, which is there when the export is whole and not before; standard output when there "
-                         "is none, or -");
-    command_->add_option("--limit", options_.limit, "Records that the server examines for one page")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-        ->capture_default_str();
-    addExample(command_, "quorvactl export 'build/shop|orders' orders.jsonl");
+    addTableArgument(parser(), &table_);
+    parser()->add_option(
+        "FILE", file_,
+        "The file, which gets its name only when the export is complete; standard output if it is - or missing");
+    addLimitOption(parser(), &options_.limit);
 }
 
-int ExportCommand::run(const ServerAddress& server) const
+int ExportCommand::run(const ServerAddress& server)
 {
     const auto told = [](const std::string& error, int code) {
         if (error.empty())
@@ -54,7 +55,7 @@ int ExportCommand::run(const ServerAddress& server) const
 
 int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink) const
 {
-    PagedRead read(options_, "Scan", {{"TableName", QString::fromStdString(table_)}});
+    PagedRead read(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_)));
     ProgressBar progress(-1, file_ != "-" || ::isatty(STDOUT_FILENO) == 0);
     long long items = 0;
     qint64 bytes = 0;

@@ -1,18 +1,19 @@
 #include "tools/getcommand.h"
 
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
 
 namespace Ctl {
 
-GetCommand::GetCommand(CLI::App* app) : command_(app->add_subcommand("get", "Print an item"))
+GetCommand::GetCommand(CLI::App* app)
+    : Command(app, "get", "Print an item", "quorvactl get 'build/shop|orders' abc 2012-01")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    key_.declare(command_);
-    addRepeatedOption(command_, "--attributes", &attributes_, "Print only these attributes and the keys: A,B,...")
-        ->delimiter(',');
-    addExample(command_, "quorvactl get 'build/shop|orders' abc 2012-01");
+    addTableArgument(parser(), &table_);
+    key_.declare(parser());
+    addAttributesOption(parser(), &attributes_);
 }
 
 int GetCommand::run(const ServerAddress& server)
@@ -23,15 +24,13 @@ int GetCommand::run(const ServerAddress& server)
     TableKeys keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
-    QVariantMap body{{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}};
-    if (!attributes_.empty()) {
-        QVariantList names;
-        for (const std::string& name : attributes_)
-            names.append(QString::fromStdString(name));
-        body.insert("AttributesToGet", names);
-    }
+    QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
+    QStringList names;
+    for (const std::string& name : attributes_)
+        names.append(QString::fromStdString(name));
+    Bodies::addAttributesToGet(names, &body);
     QVariantMap reply;
-    const int code = session.request("GetItem", body, &reply);
+    const int code = session.request(Operations::GetItem, body, &reply);
     if (code == ExitErrorReply)
         complainReply("cannot read " + itemName(table_, key_), reply);
     if (code != ExitOk)

@@ -1,9 +1,8 @@
 #ifndef QUORVA_TOOLS_GETCOMMAND_H
 #define QUORVA_TOOLS_GETCOMMAND_H
 
+#include "tools/command.h"
 #include "tools/itemoptions.h"
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 #include <vector>
@@ -11,15 +10,13 @@
 namespace Ctl {
 
 /** "get TABLE HASH RANGE": prints an item. */
-class GetCommand {
+class GetCommand : public Command {
 public:
     explicit GetCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server);
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
     std::string table_;
     KeyArguments key_;
     std::vector<std::string> attributes_;

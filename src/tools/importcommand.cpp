@@ -1,6 +1,10 @@
 #include "tools/importcommand.h"
 
+#include "tools/arguments.h"
 #include "tools/importer.h"
+#include "tools/messages.h"
+
+#include <CLI/CLI.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -27,27 +31,27 @@ qint64 bytesLeft(int descriptor)
 } // namespace
 
 ImportCommand::ImportCommand(CLI::App* app)
-    : command_(app->add_subcommand("import", "Store the items of a file: JSON, one item a line"))
+    : Command(app, "import", "Store the items of a file: JSON, one item per line",
+              "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    command_->add_option("FILE", file_, "The file; standard input when there is none, or -");
-    auto* state = command_->add_option("--state", state_,
-                                       "Keep how far it came in this file, and go on there when the file exists");
-    command_->add_option("--skip", skip_, "Skip this many lines at the beginning")
+    addTableArgument(parser(), &table_);
+    parser()->add_option("FILE", file_, "The file; standard input if it is - or missing");
+    auto* state = parser()->add_option("--state", state_,
+                                       "Record the progress in this file, and resume from there if the file exists");
+    parser()
+        ->add_option("--skip", skip_, "Skip this many lines at the beginning")
         ->check(wholeNumber(0, "lines"))
         ->excludes(state);
-    addExample(command_, "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state");
 }
 
-int ImportCommand::run(const ServerAddress& server) const
+int ImportCommand::run(const ServerAddress& server)
 {
     const bool isFile = file_ != "-";
     ImportMark mark{skip_, 0, 0};
     std::error_code ignored;
     ImportState state(state_, table_, isFile ? std::filesystem::absolute(file_, ignored).string() : file_);
     if (const std::string error = state.load(&mark); !error.empty()) {
-        complain(error, {"try: another file for --state, or remove this one to begin anew"});
+        complain(error, {"try: another file for --state, or remove this one to start over"});
         return ExitUsage;
     }
     ImportInput input{STDIN_FILENO, "standard input", -1};

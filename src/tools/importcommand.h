@@ -3,22 +3,18 @@
 
 #include "tools/command.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 
 namespace Ctl {
 
 /** "import TABLE [FILE]": stores the items of a file, one a line. */
-class ImportCommand {
+class ImportCommand : public Command {
 public:
     explicit ImportCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server) const;
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
     std::string table_;
     std::string file_ = "-"; // standard input
     std::string state_;      // empty: none is kept

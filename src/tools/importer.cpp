@@ -1,9 +1,10 @@
 #include "tools/importer.h"
 
+#include "protocol/envelope.h"
+#include "tools/exitcode.h"
 #include "tools/interruption.h"
-#include "tools/itemtext.h"
-#include "tools/notation.h"
-#include "json/jsonadapter.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 
 #include <cerrno>
 #include <cstring>
@@ -12,9 +13,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t ItemsInABatch = 25;
-constexpr qsizetype BytesOfABatch = 4 * 1024 * 1024; // a batch that reaches them is sent
-constexpr int MostRefusedInARow = 100;               // a full disk refuses everything, and the rest is better kept
+constexpr int MostRefusedInARow = 100; // a full disk refuses everything, and the rest is better kept
 
 } // namespace
 
@@ -63,7 +62,7 @@ int Importer::transfer()
 {
     QByteArray line;
     for (;;) {
-        if (batch_.empty())
+        if (batch_.isEmpty())
             reached_.line = reader_.lineNumber();
         const LineReader::Result result = reader_.next(&line);
         int code = ExitOk;
@@ -95,48 +94,24 @@ int Importer::takeLine(const QByteArray& line)
 {
     if (line.trimmed().isEmpty())
         return ExitOk;
-    Key key;
-    if (const std::string error = check(line, &key); !error.empty()) {
+    ItemKey key;
+    if (const std::string error = checkImportLine(line, keys_, &key); !error.empty()) {
         refuse(reader_.lineNumber(), error);
         return ExitOk;
     }
-    // A batch may write an item only once, and the later line has to win.
-    if (batchKeys_.contains(key)) {
+    // Of two lines with the same keys the later one has to win.
+    if (batch_.contains(key)) {
         if (const int code = sendBatch(reader_.lineNumber() - 1))
             return code;
     }
-    batch_.push_back({reader_.lineNumber(), line});
-    batchKeys_.insert(key);
-    batchBytes_ += line.size();
-    return batch_.size() == ItemsInABatch || batchBytes_ >= BytesOfABatch ? sendBatch(reader_.lineNumber()) : ExitOk;
-}
-
-/** An empty string, with the item's keys, or why it cannot be stored. */
-std::string Importer::check(const QByteArray& line, Key* key) const
-{
-    QVariantMap item;
-    if (auto error = parseObject(line, "the line", &item); !error.empty())
-        return error;
-    if (auto error = checkItem(item, keys_, line.size()); !error.empty())
-        return error;
-    if (auto error = checkBinary(item); !error.empty())
-        return error;
-    // In a request it lies deeper than on its line, and the server would not read it.
-    constexpr int LevelsAround = 5;
-    if (line.count('{') + line.count('[') > Json::MaxDepth - LevelsAround) {
-        QVariant nested;
-        const QByteArray wrapped = QByteArray(LevelsAround, '[') + line + QByteArray(LevelsAround, ']');
-        if (!Json::parse(wrapped, &nested))
-            return "the item is nested too deep";
-    }
-    *key = {keyText(item, keys_.hash), keyText(item, keys_.range)};
-    return {};
+    batch_.add(reader_.lineNumber(), line, key);
+    return batch_.isFull() ? sendBatch(reader_.lineNumber()) : ExitOk;
 }
 
 /** `lastLine` is the last one that is done when the batch is. */
 int Importer::sendBatch(long long lastLine)
 {
-    if (batch_.empty())
+    if (batch_.isEmpty())
         return ExitOk;
     QVariantMap reply;
     int code = send(0, batch_.size(), &reply);
@@ -149,8 +124,6 @@ int Importer::sendBatch(long long lastLine)
     if (code != ExitOk)
         return code == ExitNoReply ? stop(code, "no reply came") : code;
     batch_.clear();
-    batchKeys_.clear();
-    batchBytes_ = 0;
     reached_.line = lastLine;
     return moveMark();
 }
@@ -167,8 +140,8 @@ int Importer::sendOneByOne()
             refusedInARow_ = 0;
             continue;
         }
-        refuse(batch_[i].line,
-               "the server refused it: " + (isSuccess(reply) ? "it came back unprocessed" : serverSays(reply)));
+        refuse(batch_.lineOf(i), "the server refused it: " +
+                                     (Envelopes::isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
         if (++refusedInARow_ == MostRefusedInARow)
             return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
     }
@@ -178,19 +151,8 @@ int Importer::sendOneByOne()
 /** ExitOk only when nothing came back unprocessed. */
 int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
 {
-    const int code = session_.request("BatchWriteItem", requestBody(first, count), reply);
+    const int code = session_.request(Operations::BatchWriteItem, batch_.requestBody(table_, first, count), reply);
     return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
-}
-
-QByteArray Importer::requestBody(std::size_t first, std::size_t count) const
-{
-    QByteArray body = "{\"RequestItems\":{" + Json::serialize(QString::fromStdString(table_)) + ":[";
-    for (std::size_t i = first; i < first + count; ++i) {
-        if (i > first)
-            body += ',';
-        body += R"({"PutRequest":{"Item":)" + batch_[i].text + "}}";
-    }
-    return body + "]}}";
 }
 
 /** Keeps what was reached, unless the server refuses one item after the other: those may be sent again. */

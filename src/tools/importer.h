@@ -1,19 +1,18 @@
 #ifndef QUORVA_TOOLS_IMPORTER_H
 #define QUORVA_TOOLS_IMPORTER_H
 
+#include "tools/importbatch.h"
 #include "tools/importstate.h"
 #include "tools/linereader.h"
 #include "tools/progressbar.h"
+#include "tools/serveraddress.h"
 #include "tools/session.h"
 
 #include <QByteArray>
-#include <QSet>
-#include <QString>
 
+#include <cstddef>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace Ctl {
 
@@ -39,20 +38,12 @@ public:
     [[nodiscard]] int run();
 
 private:
-    struct Pending {
-        long long line;
-        QByteArray text;
-    };
-    using Key = std::pair<QString, QString>;
-
     int skipToMark();
     int transfer();
     int takeLine(const QByteArray& line);
-    std::string check(const QByteArray& line, Key* key) const;
     int sendBatch(long long lastLine);
     int sendOneByOne();
     int send(std::size_t first, std::size_t count, QVariantMap* reply);
-    QByteArray requestBody(std::size_t first, std::size_t count) const;
     int moveMark();
     int finish();
     void refuse(long long line, const std::string& reason);
@@ -73,9 +64,7 @@ private:
     std::optional<ProgressBar> progress_; // once the mark was found
     qint64 skippedBytes_ = 0;
 
-    std::vector<Pending> batch_;
-    QSet<Key> batchKeys_;
-    qsizetype batchBytes_ = 0;
+    ImportBatch batch_;
     int refusedInARow_ = 0; // by the server
 };
 

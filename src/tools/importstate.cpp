@@ -1,10 +1,12 @@
 #include "tools/importstate.h"
 
 #include "base/descriptor.h"
+#include "base/fileio.h"
 #include "tools/outputfile.h"
 #include "json/jsonadapter.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 
@@ -16,17 +18,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr qsizetype MostBytes = 64 * 1024; // far more than one with the longest paths has
-
-/** Reads a file that is no longer than that, and the beginning of a longer one. 0 or an errno value. */
-int readBeginning(int descriptor, QByteArray* text)
-{
-    char piece[4096];
-    ssize_t size = 0;
-    while (text->size() <= MostBytes && (size = ::read(descriptor, piece, sizeof piece)) > 0)
-        text->append(piece, size);
-    return size < 0 ? errno : 0;
-}
+constexpr std::size_t MostBytes = 64 * 1024; // far more than one with the longest paths has
 
 bool isRegularFile(int descriptor)
 {
@@ -50,19 +42,19 @@ std::string ImportState::load(ImportMark* mark) const
         return errno == ENOENT ? std::string() : "cannot read " + path_ + ": " + std::strerror(errno);
     if (!isRegularFile(file.number()))
         return path_ + " is not a regular file";
-    QByteArray text;
-    const int failure = readBeginning(file.number(), &text);
+    std::string text;
+    const int failure = Base::readAll(file.number(), MostBytes + 1, &text);
     if (failure != 0)
         return "cannot read " + path_ + ": " + std::strerror(failure);
     QVariant parsed;
-    const bool isJson = text.size() <= MostBytes && Json::parse(text, &parsed);
+    const bool isJson = text.size() <= MostBytes && Json::parse(QByteArray::fromStdString(text), &parsed);
     const QVariantMap fields = parsed.toMap();
     if (!isJson || fields.value("line").typeId() != QMetaType::LongLong)
-        return path_ + " does not tell how far an import came";
+        return path_ + " is not the state of an import";
     const std::string table = fields.value("table").toString().toStdString();
     const std::string input = fields.value("input").toString().toStdString();
     if (table != table_ || input != input_)
-        return path_ + " is of another import, of " + input + " into " + table;
+        return path_ + " belongs to another import, of " + input + " into " + table;
     *mark = {fields.value("line").toLongLong(), fields.value("stored").toLongLong(),
              fields.value("refused").toLongLong()};
     return {};

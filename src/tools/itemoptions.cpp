@@ -1,6 +1,14 @@
 #include "tools/itemoptions.h"
 
+#include "protocol/envelope.h"
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/replies.h"
+#include "tools/typedvalues.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
@@ -26,7 +34,7 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return "--if compares strings and numbers only, and \"" + attribute.key().toStdString() + "\" is neither";
         if (auto error = checkInteger(attribute.key(), value); !error.empty())
             return "--if compares integers only: " + error;
-        expected->insert(attribute.key(), QVariantMap{{"Value", value}});
+        expected->insert(attribute.key(), Bodies::expectedValue(value));
     }
     for (const std::string& word : options.absent) {
         QString name;
@@ -34,23 +42,17 @@ std::string readConditions(const ConditionOptions& options, QVariantMap* expecte
             return error;
         if (expected->contains(name))
             return "there are two conditions on \"" + word + '"';
-        expected->insert(name, QVariantMap{{"Exists", false}});
+        expected->insert(name, Bodies::expectedAbsence());
     }
     return {};
 }
 
 } // namespace
 
-CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
-                               const std::string& description)
-{
-    return command->add_option(name, *values, description)->allow_extra_args(false);
-}
-
 void KeyArguments::declare(CLI::App* command)
 {
     command->add_option("HASH", hashWord, "The hash key")->required();
-    command->add_option("RANGE", rangeWord, "The range key; '' for the empty one")->required();
+    command->add_option("RANGE", rangeWord, "The range key; '' if it is empty")->required();
 }
 
 int KeyArguments::decode()
@@ -63,7 +65,7 @@ int KeyArguments::decode()
 void ConditionOptions::declare(CLI::App* command)
 {
     addRepeatedOption(command, "--if", &equal, "Only if the attribute has this value: NAME=S:TEXT or NAME=N:NUMBER");
-    addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME, or is not there");
+    addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME or does not exist");
 }
 
 int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
@@ -73,20 +75,19 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
         return code;
     for (auto condition = expected.begin(); condition != expected.end(); ++condition) {
         if (keys.contains(condition.key())) {
-            complain("\"" + condition.key().toStdString() + "\" is a key attribute, which conditions do not see",
+            complain("\"" + condition.key().toStdString() + "\" is a key attribute, which conditions cannot test",
                      {"try: a condition on an attribute that every item has"});
             return ExitUsage;
         }
     }
-    if (!expected.isEmpty())
-        body->insert("Expected", expected);
+    Bodies::addExpected(expected, body);
     return ExitOk;
 }
 
 void complainWrite(const std::string& failed, const QVariantMap& reply)
 {
-    const bool condition = errorType(reply) == "ConditionalCheckFailedException";
-    complainReply(failed, reply, condition ? "quorvactl get; the stored item is not as the conditions want it" : "");
+    complainReply(failed, reply,
+                  isConditionFailure(reply) ? "quorvactl get; the stored item does not meet the conditions" : "");
 }
 
 std::string itemName(const std::string& table, const KeyArguments& key)

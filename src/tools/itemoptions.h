@@ -3,18 +3,17 @@
 
 #include "tools/session.h"
 
-#include <CLI/CLI.hpp>
 #include <QString>
 #include <QVariantMap>
 
 #include <string>
 #include <vector>
 
-namespace Ctl {
+namespace CLI {
+class App;
+}
 
-/** Options that may come several times and take one word each time; CLI11 would take all that follow. */
-CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
-                               const std::string& description);
+namespace Ctl {
 
 /** The arguments HASH and RANGE. */
 struct KeyArguments {

@@ -1,6 +1,11 @@
 #include "tools/itemtext.h"
 
+#include "protocol/limits.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
 #include "tools/notation.h"
+#include "tools/standardinput.h"
+#include "tools/typedvalues.h"
 #include "json/jsonadapter.h"
 
 #include <algorithm>
@@ -25,7 +30,7 @@ bool readFile(const std::string& path, QByteArray* text)
     }
     if (!good)
         complain("cannot read " + path + ": " + std::strerror(errno),
-                 {"an item is JSON in the form {...}, - for standard input, a file's name, or NAME=VALUE ..."});
+                 {"an item is JSON in the form {...}, - for standard input, a file name, or NAME=VALUE ..."});
     if (file != nullptr)
         (void)std::fclose(file); // ignored: nothing was written
     return good;
@@ -54,7 +59,7 @@ std::string checkKeyAttribute(const QVariantMap& item, const QString& name, cons
         return what + " is missing";
     const QVariantMap typed = attribute->toMap();
     if (typed.size() != 1 || typed.value("S").typeId() != QMetaType::QString)
-        return what + R"( is no string, {"S": "..."})";
+        return what + R"( is not a string, {"S": "..."})";
     return checkKey(keyText(item, name), what);
 }
 
@@ -81,9 +86,9 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
         return error;
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
-    if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > LargestKeys)
-        return "the two keys are longer than 4092 characters, and queries and scans that meet them would fail";
-    if (textSize <= LargestItem / 2) // room for numbers that become longer when they are written anew
+    if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
+        return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
+    if (textSize <= Limits::ItemBytes / 2) // room for numbers that become longer when they are written anew
         return {};
     return checkStoredSize(item, keys);
 }
@@ -92,7 +97,7 @@ std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
 {
     item.remove(keys.hash);
     item.remove(keys.range);
-    if (Json::serialize(item).size() > LargestItem)
+    if (Json::serialize(item).size() > Limits::ItemBytes)
         return "the item is larger than 512 KiB and could not be read back";
     return {};
 }
@@ -104,8 +109,8 @@ QString keyText(const QVariantMap& item, const QString& name)
 
 QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range)
 {
-    attributes.insert(keys.hash, QVariantMap{{"S", hash}});
-    attributes.insert(keys.range, QVariantMap{{"S", range}});
+    attributes.insert(keys.hash, Bodies::stringValue(hash));
+    attributes.insert(keys.range, Bodies::stringValue(range));
     return attributes;
 }
 

@@ -11,12 +11,6 @@
 
 namespace Ctl {
 
-/** The most bytes of JSON text, without the keys, that the server reads back of an item. */
-inline constexpr qsizetype LargestItem = 512 * 1024;
-
-/** Characters of both keys that a query or scan can read: with four digits in front they fill its memory for keys. */
-inline constexpr qsizetype LargestKeys = 4092;
-
 /**
  * Reads the ITEM words of a command line: one word that is JSON, "-" for standard input, or a file's name, or
  * attributes as NAME=VALUE. An exit code; what is wrong has been told.

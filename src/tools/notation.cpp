@@ -1,8 +1,8 @@
 #include "tools/notation.h"
 
+#include "tools/typedvalues.h"
 #include "json/jsonadapter.h"
 
-#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
@@ -10,72 +10,6 @@
 namespace Ctl {
 
 namespace {
-
-const char* const ValueForms =
-    R"(write S:text, N:17, B:YWI= (base64), SS:a,b, NS:1,2, BS:YQ==,Yg== or JSON such as {"S": "text"})";
-
-bool isSet(const QString& type)
-{
-    return type.size() == 2;
-}
-
-bool isType(const QString& name)
-{
-    static const QStringList types{"S", "N", "B", "SS", "NS", "BS"};
-    return types.contains(name);
-}
-
-bool isNumber(const QString& text)
-{
-    static const QRegularExpression decimal(R"(\A[-+]?[0-9]+(\.[0-9]+)?([eE][-+]?[0-9]+)?\z)");
-    return decimal.match(text).hasMatch();
-}
-
-bool isBase64(const QString& text)
-{
-    const qsizetype end = text.size() - (text.endsWith(u"==") ? 2 : text.endsWith(u'=') ? 1 : 0);
-    return text.size() % 4 == 0 && std::all_of(text.begin(), text.begin() + end, [](QChar c) {
-               return (c >= u'A' && c <= u'Z') || (c >= u'a' && c <= u'z') || (c >= u'0' && c <= u'9') || c == u'+' ||
-                      c == u'/';
-           });
-}
-
-/** A piece of a text that is shown in a message. */
-std::string quoted(QString text)
-{
-    constexpr int Shown = 60;
-    if (text.size() > Shown)
-        text = text.left(Shown) + "...";
-    return '"' + text.toStdString() + '"';
-}
-
-std::string checkElement(const QString& type, const QVariant& element)
-{
-    if (element.typeId() != QMetaType::QString)
-        return "a value of type " + type.toStdString() + (isSet(type) ? " is a list of strings" : " is a string");
-    if (type.startsWith('N') && !isNumber(element.toString()))
-        return quoted(element.toString()) + " is no number";
-    if (type.startsWith('B') && !isBase64(element.toString()))
-        return quoted(element.toString()) + " is no base64";
-    return {};
-}
-
-std::string checkValue(const QVariant& value)
-{
-    const QVariantMap typed = value.toMap();
-    if (typed.size() != 1 || !isType(typed.firstKey()))
-        return quoted(QString::fromUtf8(Json::serialize(value))) + " has no type; " + ValueForms;
-    const QString& type = typed.firstKey();
-    const QVariant& content = typed.first();
-    if (isSet(type) != (content.typeId() == QMetaType::QVariantList))
-        return checkElement(type, {});
-    const QVariantList elements = isSet(type) ? content.toList() : QVariantList{content};
-    for (const QVariant& element : elements) {
-        if (auto error = checkElement(type, element); !error.empty())
-            return error;
-    }
-    return {};
-}
 
 /** Where a text is wrong, as people count: from 1, and with a line when there are several. */
 std::string placeOf(const QByteArray& text, qsizetype offset)
@@ -91,7 +25,7 @@ std::string addAttributes(const QVariantMap& more, QVariantMap* attributes)
 {
     for (auto attribute = more.begin(); attribute != more.end(); ++attribute) {
         if (attributes->contains(attribute.key()))
-            return "attribute " + quoted(attribute.key()) + " is there twice";
+            return "attribute " + quoted(attribute.key()) + " is given twice";
         attributes->insert(attribute.key(), attribute.value());
     }
     return {};
@@ -111,9 +45,9 @@ std::string parseValue(const QString& text, QVariantMap* value)
     const qsizetype colon = text.indexOf(':');
     const QString type = text.left(std::max<qsizetype>(colon, 0));
     if (!isType(type))
-        return quoted(text) + " has no type; " + ValueForms;
+        return hasNoType(text);
     const QString content = text.mid(colon + 1);
-    if (!isSet(type))
+    if (!isSetType(type))
         *value = {{type, content}};
     else if (content.isEmpty())
         *value = {{type, QVariantList()}};
@@ -142,7 +76,7 @@ std::string parseAttributes(const std::vector<std::string>& words, QVariantMap* 
                 return error;
             const qsizetype equals = text.indexOf('=');
             if (equals < 1)
-                return quoted(text) + " is no attribute; write NAME=VALUE, such as total=N:17";
+                return quoted(text) + " is not an attribute; write NAME=VALUE, such as total=N:17";
             QVariantMap value;
             if (auto error = parseValue(text.mid(equals + 1), &value); !error.empty())
                 return "attribute " + quoted(text.left(equals)) + ": " + error;
@@ -159,46 +93,11 @@ std::string parseObject(const QByteArray& text, const std::string& what, QVarian
     QVariant parsed;
     Json::ParseError error;
     if (!Json::parse(text, &parsed, &error))
-        return what + " is no JSON, at " + placeOf(text, error.offset) + ": " + error.reason.toStdString();
+        return what + " is not valid JSON, at " + placeOf(text, error.offset) + ": " + error.reason.toStdString();
     if (parsed.typeId() != QMetaType::QVariantMap)
-        return what + " is no JSON object, {...}";
+        return what + " is not a JSON object, {...}";
     *object = parsed.toMap();
     return {};
-}
-
-std::string checkTypes(const QVariantMap& attributes)
-{
-    for (auto attribute = attributes.begin(); attribute != attributes.end(); ++attribute) {
-        if (auto error = checkValue(attribute.value()); !error.empty())
-            return "attribute " + quoted(attribute.key()) + ": " + error;
-    }
-    return {};
-}
-
-std::string checkBinary(const QVariantMap& attributes)
-{
-    for (auto attribute = attributes.begin(); attribute != attributes.end(); ++attribute) {
-        const QVariantMap typed = attribute->toMap();
-        QVariantList elements = typed.value("BS").toList();
-        if (typed.contains("B"))
-            elements.append(typed.value("B"));
-        for (const QVariant& element : elements) {
-            if (element.typeId() == QMetaType::QString && !isBase64(element.toString()))
-                return "attribute " + quoted(attribute.key()) + ": " + quoted(element.toString()) + " is no base64";
-        }
-    }
-    return {};
-}
-
-std::string checkInteger(const QString& name, const QVariantMap& value)
-{
-    bool isInteger = false;
-    if (value.contains("N"))
-        (void)value.value("N").toString().toLongLong(&isInteger);
-    if (isInteger || !value.contains("N"))
-        return {};
-    return quoted(value.value("N").toString()) + " of " + quoted(name) +
-           " is no 64-bit integer, and the server would take it for 0";
 }
 
 std::string decodeWord(const std::string& word, const std::string& what, QString* text)
@@ -221,7 +120,7 @@ std::string checkKey(const QString& key, const std::string& what)
     constexpr char16_t LargestLatin1 = 0xff;
     for (const QChar character : key) {
         if (character.unicode() > LargestLatin1)
-            return what + " holds a character outside Latin-1: " + quoted(key);
+            return what + " has a character outside Latin-1: " + quoted(key);
     }
     return {};
 }

@@ -27,15 +27,6 @@ namespace Ctl {
 /** Parses JSON that has to be an object. `what` begins the text of an error. */
 [[nodiscard]] std::string parseObject(const QByteArray& text, const std::string& what, QVariantMap* object);
 
-/** That every attribute is an object with one type and a value that fits. */
-[[nodiscard]] std::string checkTypes(const QVariantMap& attributes);
-
-/** That binary values are base64, whatever else the attributes are. */
-[[nodiscard]] std::string checkBinary(const QVariantMap& attributes);
-
-/** That a typed value, if it is a number, is one that the server computes and compares with. */
-[[nodiscard]] std::string checkInteger(const QString& name, const QVariantMap& value);
-
 /** A word of the command line as text; words that are no UTF-8 are refused. */
 [[nodiscard]] std::string decodeWord(const std::string& word, const std::string& what, QString* text);
 

@@ -1,5 +1,6 @@
 #include "tools/outputfile.h"
 
+#include "base/descriptor.h"
 #include "base/filesync.h"
 #include "tools/usualmode.h"
 
@@ -48,23 +49,23 @@ std::string OutputFile::open()
         return file_ != nullptr ? std::string() : failure(errno);
     }
     written_ = path_ + ".XXXXXX";
-    const int descriptor = ::mkostemp(written_.data(), O_CLOEXEC);
-    if (descriptor < 0) {
+    Base::Descriptor descriptor(::mkostemp(written_.data(), O_CLOEXEC));
+    if (!descriptor.isOpen()) {
         written_.clear();
         return failure(errno);
     }
     // Ignored where it fails: then fewer may read it than could.
     struct stat before = {};
     if (fs::exists(status) && ::stat(path_.c_str(), &before) == 0)
-        (void)(::fchown(descriptor, before.st_uid, before.st_gid) == 0 && ::fchmod(descriptor, before.st_mode & 07777));
+        (void)(::fchown(descriptor.number(), before.st_uid, before.st_gid) == 0 &&
+               ::fchmod(descriptor.number(), before.st_mode & 07777));
     else
-        (void)::fchmod(descriptor, usualMode(0666));
-    file_ = ::fdopen(descriptor, "w");
-    if (file_ != nullptr)
-        return {};
-    const int openFailure = errno;
-    ::close(descriptor);
-    return failure(openFailure);
+        (void)::fchmod(descriptor.number(), usualMode(0666));
+    file_ = ::fdopen(descriptor.number(), "w");
+    if (file_ == nullptr)
+        return failure(errno);
+    (void)descriptor.release(); // closed with the stream
+    return {};
 }
 
 std::string OutputFile::writeLine(const QByteArray& text)
@@ -87,7 +88,7 @@ std::string OutputFile::commit(Disk disk)
     written_.clear();
     if (disk == Disk::Whenever)
         return {};
-    const int error = syncToDisk(fs::path(path_).parent_path()); // its name
+    const int error = Base::syncToDisk(fs::path(path_).parent_path()); // its name
     return error == 0 ? std::string() : failure(error);
 }
 

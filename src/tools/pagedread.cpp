@@ -1,35 +1,34 @@
 #include "tools/pagedread.h"
 
+#include "client/itemreader.h"
+#include "protocol/bodies.h"
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
-#include <limits>
 
 namespace Ctl {
 
 void PageOptions::declare(CLI::App* command)
 {
-    command->add_option("--limit", limit, "Records that the server examines for one page")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-        ->capture_default_str();
+    addLimitOption(command, &limit);
     auto* maxOption = command->add_option("--max", max, "Stop after this many items")->check(wholeNumber(0, "items"));
     command->add_flag("--count", countOnly, "Print the number of items instead of the items")->excludes(maxOption);
-    command->add_option("--attributes", attributes, "Print only these attributes and the keys: A,B,...")
-        ->delimiter(',')
-        ->allow_extra_args(false);
+    addAttributesOption(command, &attributes);
 }
 
-PagedRead::PagedRead(const PageOptions& options, QByteArray operation, QVariantMap body,
-                     std::function<bool(const QVariantMap&)> belongs)
-    : options_(options), operation_(std::move(operation)), body_(std::move(body)), belongs_(std::move(belongs))
+PagedRead::PagedRead(const PageOptions& options, const Operations::Operation& operation, QVariantMap body)
+    : options_(options), operation_(operation), body_(std::move(body))
 {
-    if (options_.attributes.empty())
-        return;
-    QVariantList names;
+    QStringList names;
     for (const std::string& name : options_.attributes)
         names.append(QString::fromStdString(name));
-    body_.insert("AttributesToGet", names);
+    Bodies::addAttributesToGet(names, &body_);
 }
 
 int PagedRead::run(const ServerAddress& server)
@@ -37,38 +36,29 @@ int PagedRead::run(const ServerAddress& server)
     if (const int code = checkTableName(table()))
         return code;
     Session session(server);
-    using Next = Client::Paging::Next;
-    Client::Paging pages(QString::fromLatin1(operation_), body_, options_.limit);
-    for (Next next = Next::Page; next != Next::End && !complete(); next = pages.advance(reply_)) {
-        if (next == Next::Page)
-            taken_.clear();
-        if (const int code = readPage(session, pages.body()))
-            return code;
-        if (const int code = takeItems(next == Next::SamePage))
-            return code;
+    int code = ExitOk;
+    const auto exchange = [&](const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply) {
+        code = session.request(operation, body, reply);
+        if (code == ExitErrorReply)
+            code = complainOf(session, *reply);
+        return code == ExitOk;
+    };
+    Client::ItemReader reader(exchange, operation_, body_, options_.limit);
+    long long found = 0;
+    while ((options_.max < 0 || found < options_.max) && reader.next()) {
+        ++found;
+        if (const int refused = takeItem(reader.item()))
+            return refused;
     }
-    if (sink_)
-        return ExitOk;
-    if (options_.countOnly)
-        std::printf("%lld\n", found_);
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        complain("cannot write standard output");
-        return ExitNoReply;
-    }
-    return ExitOk;
-}
-
-int PagedRead::readPage(Session& session, const QVariantMap& body)
-{
-    const int code = session.request(operation_, body, &reply_);
-    return code == ExitErrorReply ? complainOf(session, reply_) : code;
+    return code != ExitOk || sink_ ? code : printEnd(found);
 }
 
 /** A read of a table that is not there is answered like any other failure, so the table is looked at. */
 int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
 {
     QVariantMap description;
-    const int described = session.request("DescribeTable", {{"TableName", body_.value("TableName")}}, &description);
+    const int described =
+        session.request(Operations::DescribeTable, Bodies::table(QString::fromStdString(table())), &description);
     if (described == ExitNoReply)
         return described;
     if (described == ExitErrorReply && isNotFound(description))
@@ -77,28 +67,25 @@ int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
     return ExitErrorReply;
 }
 
-/** `again`: the page was read before, and what was taken then is left out. */
-int PagedRead::takeItems(bool again)
+int PagedRead::takeItem(const QVariantMap& item) const
 {
-    QHash<QByteArray, int> before = again ? taken_ : QHash<QByteArray, int>();
-    const QVariantList items = reply_.value("Items").toList();
-    for (const QVariant& item : items) {
-        if (complete())
-            return ExitOk;
-        ended_ = belongs_ && !belongs_(item.toMap());
-        const QByteArray line = Json::serialize(item);
-        if (ended_ || (again && before[line]-- > 0))
-            continue;
-        ++taken_[line];
-        ++found_;
-        if (sink_) {
-            if (const int code = sink_(line))
-                return code;
-        } else if (!options_.countOnly) {
-            std::printf("%s\n", line.constData());
-        }
-    }
+    if (!sink_ && options_.countOnly)
+        return ExitOk;
+    const QByteArray line = Json::serialize(item);
+    if (sink_)
+        return sink_(line);
+    std::printf("%s\n", line.constData());
     return ExitOk;
+}
+
+int PagedRead::printEnd(long long found) const
+{
+    if (options_.countOnly)
+        std::printf("%lld\n", found);
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return ExitOk;
+    complain("cannot write standard output");
+    return ExitNoReply;
 }
 
 } // namespace Ctl

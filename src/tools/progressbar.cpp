@@ -3,21 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 namespace Ctl {
 
 namespace {
-
-ProgressBar* shownBar = nullptr;
-
-int terminalWidth()
-{
-    constexpr int Usual = 80;
-    winsize size{};
-    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : Usual;
-}
 
 /** 0:07, 12:34, 1:00:00 */
 std::string duration(double seconds)
@@ -68,50 +56,25 @@ std::string progressLine(const TransferProgress& progress, int width)
     return counts.substr(0, static_cast<size_t>(std::max(width - 1, 0)));
 }
 
-ProgressBar::ProgressBar(qint64 allBytes, bool enabled) : enabled_(enabled && ::isatty(STDERR_FILENO) != 0)
-{
-    progress_.allBytes = allBytes;
-}
-
-ProgressBar::~ProgressBar()
-{
-    if (shown_)
-        std::fputc('\n', stderr);
-    if (shownBar == this)
-        shownBar = nullptr;
-}
+ProgressBar::ProgressBar(qint64 allBytes, bool enabled) : allBytes_(allBytes), line_(enabled) {}
 
 void ProgressBar::show(long long items, qint64 doneBytes)
 {
-    progress_.items = items;
-    progress_.doneBytes = doneBytes;
-    if (enabled_ && (!shown_ || Clock::now() - drawn_ > std::chrono::milliseconds(100)))
-        draw();
+    if (line_.isEnabled() && (!line_.isShown() || Clock::now() - drawn_ > std::chrono::milliseconds(100)))
+        draw(items, doneBytes);
 }
 
 void ProgressBar::finish(long long items, qint64 doneBytes)
 {
-    clearShown();
-    show(items, doneBytes);
+    draw(items, doneBytes);
+    line_.end();
 }
 
-void ProgressBar::clearShown()
-{
-    if (shownBar == nullptr)
-        return;
-    std::fputs("\r\033[K", stderr);
-    shownBar->shown_ = false;
-    shownBar = nullptr;
-}
-
-void ProgressBar::draw()
+void ProgressBar::draw(long long items, qint64 doneBytes)
 {
     drawn_ = Clock::now();
-    progress_.seconds = std::chrono::duration<double>(drawn_ - began_).count();
-    std::fprintf(stderr, "\r\033[K%s", progressLine(progress_, terminalWidth()).c_str());
-    std::fflush(stderr);
-    shown_ = true;
-    shownBar = this;
+    const double seconds = std::chrono::duration<double>(drawn_ - began_).count();
+    line_.show(progressLine({items, seconds, doneBytes, allBytes_}, TerminalLine::width()));
 }
 
 } // namespace Ctl

@@ -1,6 +1,8 @@
 #ifndef QUORVA_TOOLS_PROGRESSBAR_H
 #define QUORVA_TOOLS_PROGRESSBAR_H
 
+#include "tools/terminalline.h"
+
 #include <QtGlobal>
 
 #include <chrono>
@@ -24,35 +26,26 @@ struct TransferProgress {
  */
 std::string progressLine(const TransferProgress& progress, int width);
 
-/**
- * That line on standard error, written over and over, when that is a terminal; nothing elsewhere. Whoever writes a
- * message there calls clearShown() first. For the main thread; one at a time.
- */
+/** That line, on a terminal. */
 class ProgressBar {
 public:
     /** `allBytes` as in TransferProgress. `enabled` false shows nothing. */
     explicit ProgressBar(qint64 allBytes, bool enabled = true);
-    ~ProgressBar();
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
 
     /** Draws the line, at most ten times a second. */
     void show(long long items, qint64 doneBytes);
     /** Draws it for the last time, and leaves it there. */
     void finish(long long items, qint64 doneBytes);
-    /** Takes the line away, when there is one; the next show() draws it again. */
-    static void clearShown();
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    void draw();
+    void draw(long long items, qint64 doneBytes);
 
-    const bool enabled_;
+    const qint64 allBytes_;
     const Clock::time_point began_ = Clock::now();
     Clock::time_point drawn_{};
-    TransferProgress progress_;
-    bool shown_ = false;
+    TerminalLine line_;
 };
 
 } // namespace Ctl

@@ -1,28 +1,33 @@
 #include "tools/putcommand.h"
 
+#include "protocol/limits.h"
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
+#include "tools/messages.h"
 #include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
 PutCommand::PutCommand(CLI::App* app)
-    : command_(app->add_subcommand("put", "Store an item, in place of the one with the same keys"))
+    : Command(app, "put", "Store an item, replacing the one with the same keys",
+              "quorvactl put 'build/shop|orders' customer=S:abc date=S:2012-01 total=N:17")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    command_
-        ->add_option("ITEM", item_,
-                     "The item with its keys: JSON {...}, - for standard input, a file's name, or attributes as "
-                     "NAME=TYPE:VALUE")
+    addTableArgument(parser(), &table_);
+    parser()
+        ->add_option(
+            "ITEM", item_,
+            "The item with its keys: JSON {...}, - for standard input, a file name, or attributes as NAME=TYPE:VALUE")
         ->required();
-    conditions_.declare(command_);
-    command_->add_option("--return", wanted_, "Print the item that was replaced")
+    conditions_.declare(parser());
+    parser()
+        ->add_option("--return", wanted_, "Print the item that was replaced")
         ->check(CLI::IsMember({"none", "old"}))
         ->capture_default_str();
-    addExample(command_, "quorvactl put 'build/shop|orders' customer=S:abc date=S:2012-01 total=N:17");
 }
 
-int PutCommand::run(const ServerAddress& server) const
+int PutCommand::run(const ServerAddress& server)
 {
     QVariantMap item;
     if (const int code = readItem(item_, &item))
@@ -31,17 +36,17 @@ int PutCommand::run(const ServerAddress& server) const
     TableKeys keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
-    if (const std::string error = checkItem(item, keys, LargestItem); !error.empty()) {
+    if (const std::string error = checkItem(item, keys, Limits::ItemBytes); !error.empty()) {
         complain("cannot store the item: " + error);
         return ExitUsage;
     }
     const bool wantsOld = wanted_ == "old";
-    QVariantMap body{
-        {"TableName", QString::fromStdString(table_)}, {"Item", item}, {"ReturnValues", wantsOld ? "ALL_OLD" : "NONE"}};
+    QVariantMap body = Bodies::putItem(QString::fromStdString(table_), item);
+    Bodies::setReturnValues(wantsOld ? Bodies::ReturnAllOld : Bodies::ReturnNone, &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("PutItem", body, &reply);
+    const int code = session.request(Operations::PutItem, body, &reply);
     if (code == ExitErrorReply)
         complainWrite("cannot store the item in " + table_, reply);
     const QVariantMap old = reply.value("Attributes").toMap();

@@ -1,9 +1,8 @@
 #ifndef QUORVA_TOOLS_PUTCOMMAND_H
 #define QUORVA_TOOLS_PUTCOMMAND_H
 
+#include "tools/command.h"
 #include "tools/itemoptions.h"
-
-#include <CLI/CLI.hpp>
 
 #include <string>
 #include <vector>
@@ -11,15 +10,13 @@
 namespace Ctl {
 
 /** "put TABLE ITEM...": stores an item in place of the one with the same keys. */
-class PutCommand {
+class PutCommand : public Command {
 public:
     explicit PutCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server) const;
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
     std::string table_;
     std::vector<std::string> item_;
     std::string wanted_ = "none";

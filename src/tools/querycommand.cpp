@@ -1,63 +1,55 @@
 #include "tools/querycommand.h"
 
-#include "tools/itemtext.h"
+#include "protocol/bodies.h"
+#include "tools/arguments.h"
+
+#include <CLI/CLI.hpp>
 
 namespace Ctl {
 
 QueryCommand::QueryCommand(CLI::App* app)
-    : command_(app->add_subcommand("query", "Print the items of one hash key, in the order of their range keys"))
+    : Command(app, "query", "Print the items with one hash key, in the order of their range keys",
+              "quorvactl query 'build/shop|orders' abc --begins-with 2012-")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    command_->add_option("HASH", hash_, "The hash key")->required();
+    addTableArgument(parser(), &table_);
+    parser()->add_option("HASH", hash_, "The hash key")->required();
 
-    auto* group = command_->add_option_group("Condition", "on the range key, at most one");
+    auto* group = parser()->add_option_group("Condition", "on the range key, at most one");
     group->require_option(0, 1);
+    namespace Comparison = Bodies::Comparison;
     static constexpr std::pair<const char*, const char*> oneValued[] = {
-        {"--eq", "EQ"}, {"--lt", "LT"}, {"--le", "LE"}, {"--gt", "GT"}, {"--ge", "GE"}};
+        {"--eq", Comparison::Equal},   {"--lt", Comparison::Less},    {"--le", Comparison::AtMost},
+        {"--gt", Comparison::Greater}, {"--ge", Comparison::AtLeast}, {"--begins-with", Comparison::BeginsWith}};
     for (const auto& [name, comparison] : oneValued)
         conditions_.emplace_back(group->add_option(name, value_, comparison), comparison);
-    beginsWith_ = group->add_option("--begins-with", value_, "BEGINS_WITH");
     group->add_option("--between", between_, "BETWEEN, both ends included")->expected(2);
 
-    command_->add_flag(
-        "--backward", backward_,
-        "From the last range key down. Conditions other than --begins-with decide for themselves: --lt and "
-        "--le walk down, the rest up");
-    options_.declare(command_);
-    addExample(command_, "quorvactl query 'build/shop|orders' abc --begins-with 2012-");
+    parser()->add_flag("--backward", backward_,
+                       "In descending order. Only without a condition or with --begins-with: --lt and --le always "
+                       "descend, the other conditions always ascend");
+    options_.declare(parser());
 }
 
-int QueryCommand::run(const ServerAddress& server) const
+int QueryCommand::run(const ServerAddress& server)
 {
-    const QString value = QString::fromStdString(value_);
-    QVariantMap condition = backward_ ? Client::allKeysDown() : QVariantMap();
+    QVariantMap body = Bodies::query(QString::fromStdString(table_), QString::fromStdString(hash_));
+    body.insert("ScanIndexForward", !backward_);
+    if (const QVariantMap range = condition(); !range.isEmpty())
+        body.insert("RangeKeyCondition", range);
+    return PagedRead(options_, Operations::Query, body).run(server);
+}
+
+/** The condition on the range key, or nothing. */
+QVariantMap QueryCommand::condition() const
+{
+    if (!between_.empty())
+        return Bodies::condition(Bodies::Comparison::Between,
+                                 {QString::fromStdString(between_.at(0)), QString::fromStdString(between_.at(1))});
     for (const auto& [option, comparison] : conditions_) {
         if (option->count() > 0)
-            condition = Client::rangeCondition(comparison, {value});
+            return Bodies::condition(comparison, {QString::fromStdString(value_)});
     }
-    if (!between_.empty())
-        condition = Client::rangeCondition(
-            "BETWEEN", {QString::fromStdString(between_.at(0)), QString::fromStdString(between_.at(1))});
-    const bool hasPrefix = beginsWith_->count() > 0;
-    if (hasPrefix)
-        condition = Client::keysWithPrefix(value, backward_);
-
-    QVariantMap body{{"TableName", QString::fromStdString(table_)},
-                     {"HashKeyValue", QVariantMap{{"S", QString::fromStdString(hash_)}}},
-                     {"ScanIndexForward", !backward_}};
-    if (!condition.isEmpty())
-        body.insert("RangeKeyCondition", condition);
-    if (!hasPrefix || !backward_)
-        return PagedRead(options_, "Query", body).run(server);
-
-    Session session(server);
-    TableKeys keys; // they tell where an item's range key is
-    if (const int code = session.readKeys(table_, &keys))
-        return code;
-    return PagedRead(options_, "Query", body,
-                     [&](const QVariantMap& item) { return keyText(item, keys.range).startsWith(value); })
-        .run(server);
+    return {};
 }
 
 } // namespace Ctl

@@ -1,24 +1,29 @@
 #ifndef QUORVA_TOOLS_QUERYCOMMAND_H
 #define QUORVA_TOOLS_QUERYCOMMAND_H
 
+#include "tools/command.h"
 #include "tools/pagedread.h"
 
 #include <string>
 #include <utility>
 #include <vector>
 
+namespace CLI {
+class Option;
+}
+
 namespace Ctl {
 
 /** "query TABLE HASH [CONDITION]": prints the items of one hash key whose range key meets a condition. */
-class QueryCommand {
+class QueryCommand : public Command {
 public:
     explicit QueryCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server) const;
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
+    QVariantMap condition() const;
+
     std::string table_;
     std::string hash_;
     std::string value_;                // of the one-valued condition
@@ -26,7 +31,6 @@ private:
     bool backward_ = false;
     PageOptions options_;
     std::vector<std::pair<CLI::Option*, const char*>> conditions_; // one-valued ones, with the API's operators
-    CLI::Option* beginsWith_;
 };
 
 } // namespace Ctl

@@ -1,32 +1,59 @@
 #include "tools/requestcommand.h"
 
+#include "tools/messages.h"
+#include "tools/replies.h"
+#include "tools/standardinput.h"
+
+#include <CLI/CLI.hpp>
+
 namespace Ctl {
+
+namespace {
+
+/** Operations begin with a capital letter, or hold the "." of a full name; anything else is a mistyped command. */
+bool looksLikeOperation(const std::string& word)
+{
+    return (word.front() >= 'A' && word.front() <= 'Z') || word.find('.') != std::string::npos;
+}
+
+} // namespace
 
 void RequestCommand::Request::declare(CLI::App* app, bool required)
 {
-    app->add_option("OPERATION", operation, "PutItem and the like, or a full name with its API prefix")
+    app->add_option("OPERATION", operation, "The operation, such as PutItem, or its full name with the API prefix")
         ->required(required);
-    app->add_option("JSON", body, "The request's body; - reads it from standard input; {} when there is none");
+    app->add_option("JSON", body, "The request's body; - reads it from standard input; the default is {}");
 }
 
 RequestCommand::RequestCommand(CLI::App* app)
-    : command_(app->add_subcommand("call", "Send one request as it is given and print its reply"))
+    : Command(app, "call", "Send one request as given and print its reply",
+              R"(quorvactl call DescribeTable '{"TableName": "build/shop|orders"}')")
 {
     bare_.declare(app, false);
-    called_.declare(command_, true);
-    command_->fallthrough();
-    addExample(command_, R"(quorvactl call DescribeTable '{"TableName": "build/shop|orders"}')");
+    called_.declare(parser(), true);
+    app->final_callback([this, app] { checkBareOperation(*app); });
 }
 
-bool RequestCommand::bareOperationIsPlausible() const
+/**
+ * Throws a CLI::ParseError unless the command line has either a command or an operation that can be meant as one. What
+ * a command leaves over ends here as well, as all commands hand their rest on, for the sake of the server's address.
+ */
+void RequestCommand::checkBareOperation(const CLI::App& app) const
 {
-    const char first = bare_.operation.empty() ? '\0' : bare_.operation.front();
-    return (first >= 'A' && first <= 'Z') || bare_.operation.find('.') != std::string::npos;
+    const std::string& operation = bare_.operation;
+    const bool hasCommand = !app.get_subcommands().empty();
+    if (hasCommand && !operation.empty())
+        throw CLI::ExtrasError({operation});
+    if (!hasCommand && operation.empty())
+        throw CLI::RequiredError("A command or an OPERATION");
+    if (!hasCommand && !looksLikeOperation(operation))
+        throw CLI::ParseError(
+            "unknown command \"" + operation + "\"; operations such as PutItem begin with a capital letter", ExitUsage);
 }
 
-int RequestCommand::run(const ServerAddress& server) const
+int RequestCommand::run(const ServerAddress& server)
 {
-    const Request& request = called() ? called_ : bare_;
+    const Request& request = Command::chosen() ? called_ : bare_;
     QByteArray body = QByteArray::fromStdString(request.body);
     if (body == "-") {
         body.clear();

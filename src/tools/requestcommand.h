@@ -3,25 +3,19 @@
 
 #include "tools/command.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 
 namespace Ctl {
 
 /** "[call] OPERATION [JSON | -]": sends one request as it is given and prints the reply's JSON. */
-class RequestCommand {
+class RequestCommand : public Command {
 public:
     /** Declares the arguments on `app` itself and on a command "call". */
     explicit RequestCommand(CLI::App* app);
 
-    /** Whether the word "call" is there. */
-    bool called() const { return command_->parsed(); }
-    /** The word that was given as the operation without "call", or nothing. */
-    const std::string& bareOperation() const { return bare_.operation; }
-    /** Operations begin with a capital letter, or hold the "." of a full name; anything else is a mistyped command. */
-    bool bareOperationIsPlausible() const;
-    int run(const ServerAddress& server) const;
+    /** Also without the word "call". */
+    bool chosen() const override { return Command::chosen() || !bare_.operation.empty(); }
+    int run(const ServerAddress& server) override;
 
 private:
     struct Request {
@@ -31,8 +25,9 @@ private:
         void declare(CLI::App* app, bool required);
     };
 
-    CLI::App* const command_; // owned by the application
-    Request bare_;
+    void checkBareOperation(const CLI::App& app) const;
+
+    Request bare_; // without the word
     Request called_;
 };
 

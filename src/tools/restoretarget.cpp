@@ -1,14 +1,16 @@
 #include "tools/restoretarget.h"
 
+#include "base/directoryentries.h"
+#include "base/fileio.h"
 #include "base/filesync.h"
-#include "tools/command.h"
+#include "format/berkeleydbnames.h"
+#include "tools/messages.h"
 #include "tools/usualmode.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <string_view>
 #include <system_error>
@@ -23,7 +25,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr const char* GuardName = "DB_CONFIG";
+constexpr const char* GuardName = BerkeleyDbNames::ConfigFile;
 constexpr std::string_view Guard =
     "# A restore to this directory has not come to its end. This file keeps servers from opening it.\n"
     "# To restore once more, do so to the same target. Otherwise delete the directory.\n"
@@ -53,10 +55,10 @@ std::string failure(const std::string& what, int error)
  */
 bool isUnfinished(const fs::path& directory)
 {
-    std::ifstream file(directory / GuardName, std::ios::binary);
-    const std::string text(std::istreambuf_iterator<char>(file), {});
-    if (!file.is_open() || text == Guard)
-        return file.is_open();
+    std::string text;
+    const bool isThere = Base::readFile(directory / GuardName, &text) == 0;
+    if (!isThere || text == Guard)
+        return isThere;
     std::error_code error;
     const auto entries = std::distance(fs::directory_iterator(directory, error), fs::directory_iterator());
     return !error && entries == 1 && Guard.starts_with(text);
@@ -65,13 +67,13 @@ bool isUnfinished(const fs::path& directory)
 /** Removes what is in a directory. The guard goes last: until then, nobody opens what is left of the rest. */
 std::error_code clear(const fs::path& directory)
 {
-    std::error_code error;
     std::vector<fs::path> paths;
-    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        if (entry->path().filename() != GuardName)
-            paths.push_back(entry->path());
-    }
+    const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
+        if (entry.path().filename() != GuardName)
+            paths.push_back(entry.path());
+        return 0;
+    });
+    std::error_code error(rc, std::generic_category());
     for (const fs::path& path : paths) {
         if (!error)
             fs::remove_all(path, error);
@@ -150,17 +152,17 @@ std::string RestoreTarget::prepareBeside()
 /** One that another restore fills is locked, and one without a guard has no data of a restore in it. */
 std::string RestoreTarget::removeLeftovers() const
 {
-    std::error_code error;
     const std::string beginning = target_.filename().string() + std::string(WorkInfix);
     std::vector<fs::path> leftovers;
-    for (fs::directory_iterator entry(target_.parent_path(), error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
+    // Ignored: where nothing can be read, nothing can be made either, and that has a message of its own.
+    (void)Base::forEachEntry(target_.parent_path(), [&](const fs::directory_entry& entry) {
+        const std::string name = entry.path().filename().string();
         std::error_code vanished;
         if (name.size() == beginning.size() + UniqueLength && name.starts_with(beginning) &&
-            entry->symlink_status(vanished).type() == fs::file_type::directory)
-            leftovers.push_back(entry->path());
-    }
+            entry.symlink_status(vanished).type() == fs::file_type::directory)
+            leftovers.push_back(entry.path());
+        return 0;
+    });
     for (const fs::path& leftover : leftovers) {
         Base::DirectoryLock lock;
         if (lock.lock(leftover) == EWOULDBLOCK)
@@ -168,7 +170,8 @@ std::string RestoreTarget::removeLeftovers() const
         std::error_code unreadable;
         if (!isUnfinished(leftover) && !fs::is_empty(leftover, unreadable))
             continue;
-        if (error = clear(leftover); !error)
+        std::error_code error = clear(leftover);
+        if (!error)
             fs::remove(leftover, error);
         if (error)
             return "cannot remove " + leftover.string() + ", which an interrupted restore left: " + error.message();
@@ -181,10 +184,10 @@ std::string RestoreTarget::removeLeftovers() const
 std::string RestoreTarget::placeGuard()
 {
     const fs::path path = work_ / GuardName;
-    int error = writeToDisk(path, Guard);
+    int error = Base::writeToDisk(path, Guard);
     for (const fs::path& made : {work_, work_.parent_path()}) {
         if (error == 0)
-            error = syncToDisk(made);
+            error = Base::syncToDisk(made);
     }
     return error == 0 ? std::string() : failure("cannot write " + path.string(), error);
 }
@@ -192,18 +195,18 @@ std::string RestoreTarget::placeGuard()
 std::string RestoreTarget::publish()
 {
     const std::string failed = "cannot complete " + given_.string();
-    if (const int error = syncTreeToDisk(work_))
+    if (const int error = Base::syncTreeToDisk(work_))
         return failure(failed, error);
     if (work_ != target_) {
         if (const int error = renameWithoutReplacing(work_, target_))
             return failure("cannot rename " + work_.string() + " to " + given_.string(), error);
         work_ = target_;
-        if (const int error = syncToDisk(target_.parent_path()))
+        if (const int error = Base::syncToDisk(target_.parent_path()))
             return failure(failed, error);
     }
     if (::unlink((target_ / GuardName).c_str()) != 0)
         return failure(failed, errno);
-    if (const int error = syncToDisk(target_))
+    if (const int error = Base::syncToDisk(target_))
         return failure(failed, error);
     work_.clear();
     return {};

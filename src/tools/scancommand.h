@@ -1,20 +1,19 @@
 #ifndef QUORVA_TOOLS_SCANCOMMAND_H
 #define QUORVA_TOOLS_SCANCOMMAND_H
 
+#include "tools/command.h"
 #include "tools/pagedread.h"
 
 namespace Ctl {
 
 /** "scan TABLE": prints all items of a table. */
-class ScanCommand {
+class ScanCommand : public Command {
 public:
     explicit ScanCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server) const;
+    int run(const ServerAddress& server) override;
 
 private:
-    CLI::App* const command_; // owned by the application
     std::string table_;
     PageOptions options_;
 };

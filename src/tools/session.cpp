@@ -1,6 +1,11 @@
 #include "tools/session.h"
 
 #include "format/tablename.h"
+#include "protocol/envelope.h"
+#include "tools/arguments.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
 #include "json/jsonadapter.h"
 
 #include <filesystem>
@@ -8,24 +13,25 @@
 
 namespace Ctl {
 
-int Session::request(const QByteArray& operation, const QByteArray& body, QVariantMap* reply)
+int Session::request(const Operations::Operation& operation, const QByteArray& body, QVariantMap* reply)
 {
     QByteArray text;
     const bool open = connection_.isOpen() || connect(server_, &connection_);
-    if (!open || !connection_.exchange(Client::fullOperationName(operation), body, &text)) {
+    if (!open || !connection_.exchange(operation.fullName(), body, &text)) {
         complainNoReply(server_, connection_);
         return ExitNoReply;
     }
     QVariant parsed;
     if (!Json::parse(text, &parsed)) {
-        complain("no reply from " + server_.host + ':' + std::to_string(server_.port) + ": what came is no JSON");
+        complain("no reply from " + server_.host + ':' + std::to_string(server_.port) +
+                 ": the answer is not valid JSON");
         return ExitNoReply;
     }
     *reply = parsed.toMap();
-    return isSuccess(*reply) ? ExitOk : ExitErrorReply;
+    return Envelopes::isSuccess(*reply) ? ExitOk : ExitErrorReply;
 }
 
-int Session::request(const QByteArray& operation, const QVariantMap& body, QVariantMap* reply)
+int Session::request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply)
 {
     return request(operation, Json::serialize(body), reply);
 }
@@ -35,7 +41,7 @@ int Session::describe(const std::string& table, QVariantMap* description)
     if (const int code = checkTableName(table))
         return code;
     QVariantMap reply;
-    const int code = request("DescribeTable", {{"TableName", QString::fromStdString(table)}}, &reply);
+    const int code = request(Operations::DescribeTable, Bodies::table(QString::fromStdString(table)), &reply);
     if (code == ExitErrorReply && isNotFound(reply))
         return complainNotFound(table, reply);
     if (code == ExitErrorReply)
@@ -48,12 +54,12 @@ int Session::describe(const std::string& table, QVariantMap* description)
 int Session::complainNotFound(const std::string& table, const QVariantMap& reply)
 {
     if (reply.contains("Table")) {
-        complainReply("the table " + table + " has no key attributes that can be used", reply,
-                      "quorvactl create-table --replace, which gives it others");
+        complainReply("the table " + table + " has no usable key attributes", reply,
+                      "quorvactl create-table --replace, to give it others");
         return ExitErrorReply;
     }
     QVariantMap opened;
-    const int code = request("UpdateTable", {{"TableName", QString::fromStdString(table)}}, &opened);
+    const int code = request(Operations::UpdateTable, Bodies::table(QString::fromStdString(table)), &opened);
     if (code == ExitNoReply)
         return code;
     if (code == ExitErrorReply && isNotFound(opened))
@@ -68,7 +74,7 @@ int Session::readKeys(const std::string& table, TableKeys* keys)
     QVariantMap description;
     const int code = describe(table, &description);
     if (code == ExitOk)
-        *keys = keysIn(description);
+        *keys = Bodies::keyNames(description);
     return code;
 }
 
@@ -83,31 +89,17 @@ void complainDirectory(const std::string& failed, const std::string& table, cons
         complainReply(found + "its name has no directory", reply, "DIRECTORY|TABLE");
     else if (!fs::path(directory).is_absolute())
         complainReply(found + "the server cannot open its directory " + directory, reply,
-                      "the whole path, as a relative one begins where the server was started; the server's log tells "
-                      "the cause");
+                      "an absolute path, as a relative one starts from the server's working directory; the server's "
+                      "log has the cause");
     else if (type == fs::file_type::not_found)
         complainReply(found + "there is no directory " + directory, reply,
                       "the spelling, or mkdir -p '" + directory + '\'');
     else if (type != fs::file_type::directory && type != fs::file_type::none && type != fs::file_type::unknown)
-        complainReply(found + directory + " is no directory", reply, "the spelling");
+        complainReply(found + directory + " is not a directory", reply, "the spelling");
     else
         complainReply(found + "the server cannot open its directory " + directory, reply,
-                      "the server's log, which tells the cause: another process has the directory open, the server may "
+                      "the server's log, which has the cause: another process has the directory open, the server may "
                       "not read or write it, or its files are damaged");
-}
-
-TableKeys keysIn(const QVariantMap& description)
-{
-    const QVariantMap schema = description.value("KeySchema").toMap();
-    const auto nameOf = [&](const char* element) {
-        return schema.value(element).toMap().value("AttributeName").toString();
-    };
-    return {nameOf("HashKeyElement"), nameOf("RangeKeyElement")};
-}
-
-QVariantMap itemKey(const QString& hash, const QString& range)
-{
-    return {{"HashKeyElement", QVariantMap{{"S", hash}}}, {"RangeKeyElement", QVariantMap{{"S", range}}}};
 }
 
 } // namespace Ctl

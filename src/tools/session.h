@@ -1,8 +1,10 @@
 #ifndef QUORVA_TOOLS_SESSION_H
 #define QUORVA_TOOLS_SESSION_H
 
-#include "client/connection.h"
-#include "tools/command.h"
+#include "client/wireconnection.h"
+#include "protocol/bodies.h"
+#include "protocol/operations.h"
+#include "tools/serveraddress.h"
 
 #include <QByteArray>
 #include <QString>
@@ -13,12 +15,7 @@
 namespace Ctl {
 
 /** The names of a table's two key attributes. */
-struct TableKeys {
-    QString hash;
-    QString range;
-
-    bool contains(const QString& name) const { return name == hash || name == range; }
-};
+using TableKeys = Bodies::KeyNames;
 
 /** The connection of a command that sends several requests. The first one opens it. */
 class Session {
@@ -29,8 +26,8 @@ public:
      * ExitOk with a reply of success, ExitErrorReply with another, of which nothing has been told yet, ExitNoReply
      * without one, after telling why.
      */
-    [[nodiscard]] int request(const QByteArray& operation, const QByteArray& body, QVariantMap* reply);
-    [[nodiscard]] int request(const QByteArray& operation, const QVariantMap& body, QVariantMap* reply);
+    [[nodiscard]] int request(const Operations::Operation& operation, const QByteArray& body, QVariantMap* reply);
+    [[nodiscard]] int request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply);
 
     /** The description of a table. An exit code; what is wrong, the name included, has been told. */
     [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
@@ -45,7 +42,7 @@ public:
 
 private:
     const ServerAddress server_;
-    Client::Connection connection_;
+    Client::WireConnection connection_;
 };
 
 /**
@@ -53,12 +50,6 @@ private:
  * be seen of the reason from here, which is on the server's machine. `failed` is what could not be done.
  */
 void complainDirectory(const std::string& failed, const std::string& table, const QVariantMap& reply);
-
-/** The key attributes in a table's description. */
-TableKeys keysIn(const QVariantMap& description);
-
-/** The "Key" of a request. */
-QVariantMap itemKey(const QString& hash, const QString& range);
 
 } // namespace Ctl
 

@@ -1,8 +1,13 @@
 #include "tools/updatecommand.h"
 
+#include "tools/arguments.h"
 #include "tools/itemtext.h"
-#include "tools/notation.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
+#include "tools/updateoutcome.h"
 #include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
 
 #include <map>
 
@@ -13,89 +18,29 @@ namespace {
 /** What --return takes, and the API's names for it. */
 const std::map<std::string, const char*>& returnValues()
 {
-    static const std::map<std::string, const char*> values{{"none", "NONE"},
-                                                           {"old", "ALL_OLD"},
-                                                           {"new", "ALL_NEW"},
-                                                           {"updated-old", "UPDATED_OLD"},
-                                                           {"updated-new", "UPDATED_NEW"}};
+    static const std::map<std::string, const char*> values{{"none", Bodies::ReturnNone},
+                                                           {"old", Bodies::ReturnAllOld},
+                                                           {"new", Bodies::ReturnAllNew},
+                                                           {"updated-old", Bodies::ReturnUpdatedOld},
+                                                           {"updated-new", Bodies::ReturnUpdatedNew}};
     return values;
-}
-
-std::string addUpdate(const QString& name, const QVariantMap& update, QVariantMap* updates)
-{
-    if (updates->contains(name))
-        return "there are two updates of \"" + name.toStdString() + '"';
-    updates->insert(name, update);
-    return {};
-}
-
-std::string addUpdates(const std::vector<std::string>& words, const char* action, QVariantMap* updates)
-{
-    QVariantMap values;
-    if (auto error = parseAttributes(words, &values); !error.empty())
-        return error;
-    for (auto value = values.begin(); value != values.end(); ++value) {
-        if (auto error = addUpdate(value.key(), {{"Action", action}, {"Value", value.value()}}, updates);
-            !error.empty())
-            return error;
-    }
-    return {};
-}
-
-/** The outcome of an ADD to an attribute that is there. An empty string, or why its value would be lost. */
-std::string add(const QString& name, const QVariantMap& addend, QVariantMap* current)
-{
-    if (addend.contains("S") && current->contains("S"))
-        current->insert("S", current->value("S").toString() + addend.value("S").toString());
-    if (!addend.contains("N") || !current->contains("N"))
-        return {}; // of two types: the server refuses it
-    if (auto error = checkInteger(name, *current); !error.empty())
-        return "the stored " + error;
-    qint64 sum = 0;
-    if (qAddOverflow(qint64{current->value("N").toString().toLongLong()},
-                     qint64{addend.value("N").toString().toLongLong()}, &sum))
-        return "the sum of \"" + name.toStdString() + "\" is no 64-bit integer";
-    current->insert("N", QString::number(sum));
-    return {};
-}
-
-/** Makes of an item what the server will make of it. An empty string or why something would be lost. */
-std::string apply(const QVariantMap& updates, QVariantMap* item)
-{
-    for (auto update = updates.begin(); update != updates.end(); ++update) {
-        const QVariantMap fields = update->toMap();
-        const QString action = fields.value("Action").toString();
-        if (action == "DELETE") {
-            item->remove(update.key());
-        } else if (action == "ADD" && item->contains(update.key())) {
-            QVariantMap current = item->value(update.key()).toMap();
-            if (auto error = add(update.key(), fields.value("Value").toMap(), &current); !error.empty())
-                return error;
-            item->insert(update.key(), current);
-        } else {
-            item->insert(update.key(), fields.value("Value"));
-        }
-    }
-    return {};
 }
 
 } // namespace
 
 UpdateCommand::UpdateCommand(CLI::App* app)
-    : command_(app->add_subcommand("update", "Change attributes of an item, or make one of them"))
+    : Command(app, "update", "Change attributes of an item; one that does not exist is created",
+              "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes")
 {
-    command_->fallthrough();
-    addTableArgument(command_, &table_);
-    key_.declare(command_);
-    addRepeatedOption(command_, "--set", &set_, "Set an attribute: NAME=TYPE:VALUE");
-    addRepeatedOption(command_, "--add", &add_,
-                      "Add to an integer, or append to a string: NAME=N:NUMBER, NAME=S:TEXT; sets what is not there");
-    addRepeatedOption(command_, "--remove", &remove_, "Remove the attribute NAME");
-    conditions_.declare(command_);
-    command_->add_option("--return", wanted_, "Print the item, or the attributes that were updated, before or after")
+    addTableArgument(parser(), &table_);
+    key_.declare(parser());
+    options_.declare(parser());
+    conditions_.declare(parser());
+    parser()
+        ->add_option("--return", wanted_,
+                     "Print the item or only the updated attributes, as they were before or are after the update")
         ->check(CLI::IsMember({"none", "old", "new", "updated-old", "updated-new"}))
         ->capture_default_str();
-    addExample(command_, "quorvactl update 'build/shop|orders' abc 2012-01 --add total=N:3 --set paid=S:yes");
 }
 
 int UpdateCommand::run(const ServerAddress& server)
@@ -103,7 +48,7 @@ int UpdateCommand::run(const ServerAddress& server)
     if (const int code = key_.decode())
         return code;
     QVariantMap updates;
-    if (const std::string error = readUpdates(&updates); !error.empty()) {
+    if (const std::string error = options_.read(&updates); !error.empty()) {
         complain(error);
         return ExitUsage;
     }
@@ -118,18 +63,16 @@ int UpdateCommand::run(const ServerAddress& server)
             return ExitUsage;
         }
     }
-    QVariantMap body{{"TableName", QString::fromStdString(table_)},
-                     {"Key", itemKey(key_.hash, key_.range)},
-                     {"AttributeUpdates", updates},
-                     {"ReturnValues", returnValues().at(wanted_)}};
+    QVariantMap body = Bodies::updateItem(QString::fromStdString(table_), key_.hash, key_.range, updates);
+    Bodies::setReturnValues(returnValues().at(wanted_), &body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     if (const int code = checkOutcome(&session, updates, keys))
         return code;
     QVariantMap reply;
-    const int code = session.request("UpdateItem", body, &reply);
+    const int code = session.request(Operations::UpdateItem, body, &reply);
     const std::string failed = "cannot update " + itemName(table_, key_);
-    if (code == ExitErrorReply && !add_.empty() && isNotFound(reply))
+    if (code == ExitErrorReply && !options_.add.empty() && isNotFound(reply))
         complainReply(failed, reply, "quorvactl get; --add needs an attribute of the same type");
     else if (code == ExitErrorReply)
         complainWrite(failed, reply);
@@ -144,48 +87,21 @@ int UpdateCommand::run(const ServerAddress& server)
  */
 int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const
 {
-    if (set_.empty() && add_.empty())
+    if (!options_.storesValues())
         return ExitOk;
     QVariantMap reply;
-    const int code = session->request(
-        "GetItem", {{"TableName", QString::fromStdString(table_)}, {"Key", itemKey(key_.hash, key_.range)}}, &reply);
+    const int code = session->request(Operations::GetItem,
+                                      Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range), &reply);
     if (code == ExitNoReply)
         return code;
     QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well
-    std::string error = apply(updates, &item);
+    std::string error = applyUpdates(updates, &item);
     if (error.empty())
         error = checkStoredSize(item, keys);
     if (error.empty())
         return ExitOk;
     complain("cannot update " + itemName(table_, key_) + ": " + error);
     return ExitUsage;
-}
-
-/** An empty string or what is wrong. */
-std::string UpdateCommand::readUpdates(QVariantMap* updates) const
-{
-    if (auto error = addUpdates(set_, "PUT", updates); !error.empty())
-        return error;
-    if (auto error = addUpdates(add_, "ADD", updates); !error.empty())
-        return error;
-    for (const std::string& word : remove_) {
-        QString name;
-        if (auto error = decodeWord(word, "--remove", &name); !error.empty())
-            return error;
-        if (auto error = addUpdate(name, {{"Action", "DELETE"}}, updates); !error.empty())
-            return error;
-    }
-    for (auto update = updates->cbegin(); update != updates->cend(); ++update) {
-        const QVariantMap fields = update->toMap();
-        const QVariantMap value = fields.value("Value").toMap();
-        if (fields.value("Action") == "ADD" && !value.contains("S") && !value.contains("N"))
-            return "--add takes strings and numbers only, and \"" + update.key().toStdString() + "\" is neither";
-        if (fields.value("Action") == "ADD") {
-            if (auto error = checkInteger(update.key(), value); !error.empty())
-                return "--add adds integers only: " + error;
-        }
-    }
-    return updates->isEmpty() ? "nothing to do: name an attribute with --set, --add or --remove" : std::string();
 }
 
 /** The server gives whole items with their keys as bare strings; they are printed like all others. */

@@ -1,34 +1,28 @@
 #ifndef QUORVA_TOOLS_UPDATECOMMAND_H
 #define QUORVA_TOOLS_UPDATECOMMAND_H
 
+#include "tools/command.h"
 #include "tools/itemoptions.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/updateoptions.h"
 
 #include <string>
-#include <vector>
 
 namespace Ctl {
 
 /** "update TABLE HASH RANGE": changes attributes of an item, which comes into being when it is not there. */
-class UpdateCommand {
+class UpdateCommand : public Command {
 public:
     explicit UpdateCommand(CLI::App* app);
 
-    bool chosen() const { return command_->parsed(); }
-    int run(const ServerAddress& server);
+    int run(const ServerAddress& server) override;
 
 private:
-    std::string readUpdates(QVariantMap* updates) const;
     int checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const;
     int printAttributes(QVariantMap attributes, const TableKeys& keys) const;
 
-    CLI::App* const command_; // owned by the application
     std::string table_;
     KeyArguments key_;
-    std::vector<std::string> set_;
-    std::vector<std::string> add_;
-    std::vector<std::string> remove_;
+    UpdateOptions options_;
     std::string wanted_ = "none";
     ConditionOptions conditions_;
 };

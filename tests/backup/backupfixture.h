@@ -2,9 +2,10 @@
 #define QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
 
 #include "format/backuplist.h"
-#include "format/backupnames.h"
 #include "format/checksum.h"
+#include "format/logfiles.h"
 #include "request/tablefixture.h"
+#include "support/directorycontents.h"
 #include "support/programrun.h"
 
 #include <gmock/gmock.h>
@@ -43,42 +44,21 @@ inline void writeListOf(const std::string& directory)
         const std::string name = fs::relative(entry.path(), directory);
         if (!entry.is_regular_file() || name.starts_with("__log__/"))
             continue;
-        std::ifstream file(entry.path(), std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(file), {});
+        const std::string bytes = readFile(entry.path());
         list.files[name] = {bytes.size(), Checksum::of(bytes)};
-        if (const auto number = BackupNames::logNumber(name); number && *number >= list.lastLog) {
+        if (const auto number = LogFiles::numberOf(name); number && *number >= list.lastLog) {
             list.firstLog = list.firstLog == 0 ? *number : std::min(list.firstLog, *number);
             list.lastLog = *number;
             list.lastLogSize = static_cast<std::uint32_t>(bytes.size());
         }
     }
-    std::ofstream(listIn(directory), std::ios::binary) << writeBackupList(list);
+    std::ofstream(listIn(directory), std::ios::binary) << list.write();
 }
 
 inline std::string logName(int number)
 {
     const std::string digits = std::to_string(number);
     return "log." + std::string(10 - digits.size(), '0') + digits;
-}
-
-/**
- * Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. Nothing at
- * all of what is no directory.
- */
-inline std::map<std::string, std::string> contentsOf(const std::string& directory)
-{
-    namespace fs = std::filesystem;
-    std::map<std::string, std::string> contents;
-    std::error_code missing;
-    for (const auto& entry : fs::recursive_directory_iterator(directory, missing)) {
-        std::string& bytes = contents[fs::relative(entry.path(), directory)];
-        if (!entry.is_regular_file())
-            continue;
-        std::ifstream file(entry.path(), std::ios::binary);
-        bytes.resize(entry.file_size());
-        file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
-    return contents;
 }
 
 /** The names of the entries of a directory, in order. */
@@ -188,6 +168,16 @@ protected:
         makeMarker(target);
         EXPECT_EQ(act("DbBackup", target), accepted());
         EXPECT_TRUE(waitUntilComplete(target)) << server_.logText();
+    }
+
+    /** Ends the shipping that follows a copy. Until then the server may hold the backup's directory for a moment. */
+    void stopBackup()
+    {
+        EXPECT_EQ(act("StopDbBackup", true), accepted());
+        EXPECT_TRUE(waitUntil([&] {
+            const QVariantMap reply = request("Quorva_1.DescribeBackup", {{"TableName", tableName()}});
+            return reply.value("Backup").toMap().value("State") == "none";
+        }));
     }
 
     /** The lines about backups since the last call. */

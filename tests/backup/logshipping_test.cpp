@@ -41,7 +41,7 @@ TEST(MoveFile, MovesToANewName)
 {
     const TempDir dir;
     write(dir.file("from"), "text");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
     EXPECT_EQ(read(dir.file("to")), "text");
     EXPECT_FALSE(fs::exists(dir.file("from")));
     EXPECT_FALSE(fs::exists(dir.file("to.del")));
@@ -52,7 +52,7 @@ TEST(MoveFile, ReplacesAnOlderCopyAndLeavesNoSafetyFile)
     const TempDir dir;
     write(dir.file("from"), "new");
     write(dir.file("to"), "old");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
     EXPECT_EQ(read(dir.file("to")), "new");
     EXPECT_FALSE(fs::exists(dir.file("to.del")));
     EXPECT_FALSE(fs::exists(dir.file("from")));
@@ -63,7 +63,7 @@ TEST(MoveFile, AFailedCopyKeepsTheOlderCopyUnderItsSafetyName)
     const TempDir dir;
     fs::create_directory(dir.file("from")); // cannot be copied as a file
     write(dir.file("to"), "old");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
     EXPECT_EQ(read(dir.file("to.del")), "old");
     EXPECT_FALSE(fs::exists(dir.file("to")));
     EXPECT_TRUE(fs::exists(dir.file("from")));
@@ -72,7 +72,7 @@ TEST(MoveFile, AFailedCopyKeepsTheOlderCopyUnderItsSafetyName)
 TEST(MoveFile, AMissingSourceIsAFailure)
 {
     const TempDir dir;
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
     EXPECT_FALSE(fs::exists(dir.file("to")));
 }
 
@@ -80,7 +80,7 @@ TEST(MoveFile, AMissingDirectoryIsAFailureThatKeepsTheSource)
 {
     const TempDir dir;
     write(dir.file("from"), "text");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("none/to"))), 2);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("none/to"))), 2);
     EXPECT_EQ(read(dir.file("from")), "text");
 }
 
@@ -90,7 +90,7 @@ TEST(MoveFile, AMoveThatWasCutOffWhileItCopiedIsTakenUpAgain)
     write(dir.file("from"), "whole");
     write(dir.file("to"), "wh");
     write(dir.file("to.del"), "older");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
     EXPECT_EQ(read(dir.file("to")), "whole");
     EXPECT_FALSE(fs::exists(dir.file("to.del")));
     EXPECT_FALSE(fs::exists(dir.file("from")));
@@ -102,7 +102,7 @@ TEST(MoveFile, KeepsTheOnlyWholeCopyWhenItFailsASecondTime)
     fs::create_directory(dir.file("from"));
     write(dir.file("to"), "wh");
     write(dir.file("to.del"), "older");
-    EXPECT_EQ(moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
+    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
     EXPECT_EQ(read(dir.file("to.del")), "older");
 }
 
@@ -113,7 +113,9 @@ TEST(BackupLog, MakesTheLogDirectoryAndMovesAll)
     write(dir.file("log.0000000001"), "one");
     write(dir.file("log.0000000002"), "two");
     const LogCapture log;
-    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}), 0);
+    EXPECT_EQ(
+        LogShipping::backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}),
+        0);
     EXPECT_EQ(read(target + "/__log__/log.0000000001"), "one");
     EXPECT_EQ(read(target + "/__log__/log.0000000002"), "two");
     EXPECT_FALSE(fs::exists(dir.file("log.0000000001")));
@@ -126,7 +128,7 @@ TEST(BackupLog, ADirectoryThatCannotBeMadeCountsAsDone)
     const TempDir dir;
     write(dir.file("log.0000000001"), "one");
     const LogCapture log;
-    EXPECT_EQ(backupLog(bytes(dir.file("none")), {bytes(dir.file("log.0000000001"))}), 0);
+    EXPECT_EQ(LogShipping::backupLog(bytes(dir.file("none")), {bytes(dir.file("log.0000000001"))}), 0);
     EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
                                  "\\[ERROR\\] bdb [0-9]+ Error in creating dir " + dir.file("none") + "/__log__")));
     EXPECT_EQ(read(dir.file("log.0000000001")), "one");
@@ -138,7 +140,9 @@ TEST(BackupLog, TheFirstFailureEndsTheCycle)
     const std::string target = dir.makeDirectory("target");
     write(dir.file("log.0000000002"), "two");
     const LogCapture log;
-    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}), 2);
+    EXPECT_EQ(
+        LogShipping::backupLog(bytes(target), {bytes(dir.file("log.0000000001")), bytes(dir.file("log.0000000002"))}),
+        2);
     EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
                                  "\\[ERROR\\] bdb [0-9]+ Error in moving log file " + dir.file("log.0000000001"))));
     EXPECT_EQ(read(dir.file("log.0000000002")), "two") << "the rest waits for the next cycle";
@@ -152,7 +156,7 @@ TEST(BackupLog, WhatIsNoDirectoryButHasItsNameFailsForTheFirstFile)
     write(target + "/__log__", "in the way");
     write(dir.file("log.0000000001"), "one");
     const LogCapture log;
-    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 2);
+    EXPECT_EQ(LogShipping::backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 2);
     EXPECT_THAT(log.lines(), testing::ElementsAre(testing::MatchesRegex(
                                  "\\[ERROR\\] bdb [0-9]+ Error in moving log file " + dir.file("log.0000000001"))));
     EXPECT_EQ(read(dir.file("log.0000000001")), "one");
@@ -167,7 +171,7 @@ TEST(BackupLog, AFileThatIsThereAlreadyIsReplaced)
     write(target + "/__log__/log.0000000001", "old");
     write(target + "/__log__/log.0000000007", "another");
     write(dir.file("log.0000000001"), "new");
-    EXPECT_EQ(backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 0);
+    EXPECT_EQ(LogShipping::backupLog(bytes(target), {bytes(dir.file("log.0000000001"))}), 0);
     EXPECT_EQ(read(target + "/__log__/log.0000000001"), "new");
     EXPECT_EQ(read(target + "/__log__/log.0000000007"), "another");
     EXPECT_FALSE(fs::exists(target + "/__log__/log.0000000001.del"));
@@ -181,7 +185,7 @@ TEST(RemoveLogs, LeavesAllThatAreNoLogFiles)
     for (const char* name : {"log.0000000006", "log.0000000009", "log.7", "t_07.db", "BackupInProgress.tmp",
                              "__log__/log.0000000007", "__log__/log.0000000013.del", "__log__/notes"})
         write(dir.file(name), "x");
-    EXPECT_EQ(removeLogs(dir.bytes()), 0);
+    EXPECT_EQ(LogShipping::removeLogs(dir.bytes()), 0);
     for (const char* name : {"log.7", "t_07.db", "BackupInProgress.tmp", "__log__/notes"})
         EXPECT_TRUE(fs::exists(dir.file(name))) << name;
     for (const char* name :
@@ -193,7 +197,7 @@ TEST(RemoveLogs, ADirectoryWithoutShippedLogsIsFine)
 {
     const TempDir dir;
     write(dir.file("log.0000000007"), "x");
-    EXPECT_EQ(removeLogs(dir.bytes()), 0);
+    EXPECT_EQ(LogShipping::removeLogs(dir.bytes()), 0);
     EXPECT_FALSE(fs::exists(dir.file("log.0000000007")));
 }
 
@@ -201,5 +205,5 @@ TEST(RemoveLogs, WhatCannotBeRemovedIsAnError)
 {
     const TempDir dir;
     dir.makeDirectory("__log__/log.0000000001/full");
-    EXPECT_EQ(removeLogs(dir.bytes()), ENOTEMPTY);
+    EXPECT_EQ(LogShipping::removeLogs(dir.bytes()), ENOTEMPTY);
 }

@@ -1,6 +1,7 @@
 #include "storage/logtail.h"
 
 #include "storage/bdbtxn.h"
+#include "support/files.h"
 #include "support/tempenv.h"
 
 #include <gtest/gtest.h>
@@ -9,17 +10,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
-
-std::string read(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 void put(TempEnv& env, int number, std::size_t bytes)
 {
@@ -38,14 +31,14 @@ TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
 {
     TempEnv env;
     LogPosition first;
-    ASSERT_EQ(flushedLogPosition(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &first), 0);
     EXPECT_EQ(first.file, 1U);
     put(env, 1, 400); // small enough for one page, so that it stands in the log in one piece
     LogPosition second;
-    ASSERT_EQ(flushedLogPosition(env.get(), &second), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &second), 0);
     EXPECT_EQ(second.file, 1U);
     EXPECT_GT(second.offset, first.offset + 400);
-    const std::string written = read(env.file("log.0000000001")).substr(first.offset, second.offset - first.offset);
+    const std::string written = readFile(env.file("log.0000000001")).substr(first.offset, second.offset - first.offset);
     EXPECT_NE(written.find(std::string(400, 'x')), std::string::npos);
 }
 
@@ -54,14 +47,14 @@ TEST(CopyLogRange, CopiesExactlyTheBytesBetweenThePositions)
     TempEnv env;
     put(env, 1, 5000);
     LogPosition from;
-    ASSERT_EQ(flushedLogPosition(env.get(), &from), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
     put(env, 2, 7000);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     const TempDir target;
-    ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
-    const std::string original = read(env.file("log.0000000001"));
-    const std::string copy = read(target.file("log.0000000001"));
+    ASSERT_EQ(LogTail::copyRange(env.get(), target.bytes(), from, to), 0);
+    const std::string original = readFile(env.file("log.0000000001"));
+    const std::string copy = readFile(target.file("log.0000000001"));
     ASSERT_EQ(copy.size(), to.offset);
     EXPECT_EQ(copy.substr(from.offset), original.substr(from.offset, to.offset - from.offset));
     EXPECT_EQ(copy.substr(0, from.offset), std::string(from.offset, '\0')) << "nothing in front of it";
@@ -71,18 +64,18 @@ TEST(CopyLogRange, GoesAcrossLogFiles)
 {
     TempEnv env;
     LogPosition from;
-    ASSERT_EQ(flushedLogPosition(env.get(), &from), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
     for (int i = 0; !std::filesystem::exists(env.file("log.0000000003")); ++i)
         put(env, i, 1'000'000);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     ASSERT_EQ(to.file, 3U);
     const TempDir target;
-    ASSERT_EQ(copyLogRange(env.get(), target.bytes(), from, to), 0);
-    EXPECT_EQ(read(target.file("log.0000000001")).substr(from.offset),
-              read(env.file("log.0000000001")).substr(from.offset));
-    EXPECT_EQ(read(target.file("log.0000000002")), read(env.file("log.0000000002")));
-    EXPECT_EQ(read(target.file("log.0000000003")), read(env.file("log.0000000003")).substr(0, to.offset));
+    ASSERT_EQ(LogTail::copyRange(env.get(), target.bytes(), from, to), 0);
+    EXPECT_EQ(readFile(target.file("log.0000000001")).substr(from.offset),
+              readFile(env.file("log.0000000001")).substr(from.offset));
+    EXPECT_EQ(readFile(target.file("log.0000000002")), readFile(env.file("log.0000000002")));
+    EXPECT_EQ(readFile(target.file("log.0000000003")), readFile(env.file("log.0000000003")).substr(0, to.offset));
 }
 
 TEST(CopyLogRange, AMissingTargetIsAnError)
@@ -90,8 +83,9 @@ TEST(CopyLogRange, AMissingTargetIsAnError)
     TempEnv env;
     put(env, 1, 100);
     LogPosition to;
-    ASSERT_EQ(flushedLogPosition(env.get(), &to), 0);
-    EXPECT_EQ(copyLogRange(env.get(), QByteArray::fromStdString(env.file("none")), LogPosition{1, 0}, to), ENOENT);
+    ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
+    EXPECT_EQ(LogTail::copyRange(env.get(), QByteArray::fromStdString(env.file("none")), LogPosition{1, 0}, to),
+              ENOENT);
 }
 
 TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
@@ -99,22 +93,22 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     TempEnv env;
     std::uint32_t first = 0;
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 1U);
 
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
         put(env, i, 1'000'000);
-        ASSERT_EQ(flushedLogPosition(env.get(), &position), 0);
+        ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 1U);
 
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     char** removed = nullptr;
     ASSERT_EQ(env->log_archive(&removed, DB_ARCH_REMOVE), 0);
     std::free(removed);
-    ASSERT_EQ(firstLogFile(env.get(), &first), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
     EXPECT_EQ(first, 3U);
 }
 
@@ -124,13 +118,13 @@ TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
         put(env, i, 1'000'000);
-        ASSERT_EQ(flushedLogPosition(env.get(), &position), 0);
+        ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     std::uint32_t number = 0;
-    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstNeededFile(env.get(), &number), 0);
     EXPECT_EQ(number, 3U) << "though the first two are still there";
-    ASSERT_EQ(firstLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstFile(env.get(), &number), 0);
     EXPECT_EQ(number, 1U);
 }
 
@@ -139,7 +133,7 @@ TEST(FirstNeededLogFile, IsTheFirstOneWhenNoneIsUnneeded)
     TempEnv env;
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     std::uint32_t number = 0;
-    ASSERT_EQ(firstNeededLogFile(env.get(), &number), 0);
+    ASSERT_EQ(LogTail::firstNeededFile(env.get(), &number), 0);
     EXPECT_EQ(number, 1U);
 }
 
@@ -153,6 +147,6 @@ TEST(LogTail, WhileTheLogIsEmptyNoFileIsFound)
                               DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
               0);
     std::uint32_t number = 0;
-    EXPECT_EQ(firstLogFile(&env, &number), DB_NOTFOUND);
-    EXPECT_EQ(firstNeededLogFile(&env, &number), DB_NOTFOUND);
+    EXPECT_EQ(LogTail::firstFile(&env, &number), DB_NOTFOUND);
+    EXPECT_EQ(LogTail::firstNeededFile(&env, &number), DB_NOTFOUND);
 }

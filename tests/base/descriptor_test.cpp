@@ -79,4 +79,16 @@ TEST(Descriptor, AssignmentToItselfKeepsIt)
     EXPECT_TRUE(isOpen(number));
 }
 
+TEST(Descriptor, AReleasedOneStaysOpen)
+{
+    int number = -1;
+    {
+        Descriptor descriptor = opened();
+        number = descriptor.release();
+        EXPECT_FALSE(descriptor.isOpen());
+    }
+    EXPECT_TRUE(isOpen(number));
+    ::close(number);
+}
+
 } // namespace

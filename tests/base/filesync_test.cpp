@@ -60,47 +60,47 @@ protected:
 
 TEST_F(FileSyncTest, SyncsFilesAndDirectories)
 {
-    EXPECT_EQ(syncToDisk(makeFile("file")), 0);
-    EXPECT_EQ(syncToDisk(directory_.path()), 0);
+    EXPECT_EQ(Base::syncToDisk(makeFile("file")), 0);
+    EXPECT_EQ(Base::syncToDisk(directory_.path()), 0);
     EXPECT_EQ(readFile(directory_.file("file")), "x");
 }
 
 TEST_F(FileSyncTest, WhatCannotBeSyncedIsTold)
 {
     const std::string file = makeFile("file");
-    EXPECT_EQ(syncToDisk(directory_.file("missing")), ENOENT);
-    EXPECT_EQ(syncToDisk(file + "/below"), ENOTDIR);
-    EXPECT_EQ(syncToDisk("/dev/null"), EINVAL); // a device that knows no fsync
+    EXPECT_EQ(Base::syncToDisk(directory_.file("missing")), ENOENT);
+    EXPECT_EQ(Base::syncToDisk(file + "/below"), ENOTDIR);
+    EXPECT_EQ(Base::syncToDisk("/dev/null"), EINVAL); // a device that knows no fsync
     EXPECT_FALSE(fs::exists(directory_.file("missing")));
     fs::permissions(file, fs::perms::none);
     const WithoutRoot user;
-    EXPECT_EQ(syncToDisk(file), EACCES);
+    EXPECT_EQ(Base::syncToDisk(file), EACCES);
 }
 
 TEST_F(FileSyncTest, SyncsAllThatIsBelowADirectory)
 {
     (void)directory_.makeDirectory("a/b/c");
     (void)makeFile("a/file");
-    EXPECT_EQ(syncTreeToDisk(directory_.path()), 0);
+    EXPECT_EQ(Base::syncTreeToDisk(directory_.path()), 0);
     fs::create_symlink("/dev/null", directory_.file("a/b/c/device"));
-    EXPECT_EQ(syncTreeToDisk(directory_.path()), EINVAL) << "the deepest one is reached as well";
+    EXPECT_EQ(Base::syncTreeToDisk(directory_.path()), EINVAL) << "the deepest one is reached as well";
 }
 
 TEST_F(FileSyncTest, TreeThatCannotBeReadIsTold)
 {
-    EXPECT_EQ(syncTreeToDisk(directory_.file("missing")), ENOENT);
+    EXPECT_EQ(Base::syncTreeToDisk(directory_.file("missing")), ENOENT);
     const std::string file = makeFile("file");
-    EXPECT_EQ(syncTreeToDisk(file), ENOTDIR);
+    EXPECT_EQ(Base::syncTreeToDisk(file), ENOTDIR);
     fs::permissions(directory_.makeDirectory("closed"), fs::perms::none);
     const WithoutRoot user;
-    EXPECT_EQ(syncTreeToDisk(directory_.path()), EACCES);
+    EXPECT_EQ(Base::syncTreeToDisk(directory_.path()), EACCES);
 }
 
 TEST_F(FileSyncTest, WritesAFileThatItsUserAloneMayRead)
 {
     const std::string path = directory_.file("file");
     const std::string bytes("a\0b\n", 4);
-    EXPECT_EQ(writeToDisk(path, bytes), 0);
+    EXPECT_EQ(Base::writeToDisk(path, bytes), 0);
     EXPECT_EQ(readFile(path), bytes);
     EXPECT_EQ(modeOf(path), 0600U);
 }
@@ -109,24 +109,24 @@ TEST_F(FileSyncTest, ReplacesWhatIsInAFileAndKeepsItsMode)
 {
     const std::string path = makeFile("file", "something longer");
     fs::permissions(path, fs::perms(0640));
-    EXPECT_EQ(writeToDisk(path, "short"), 0);
+    EXPECT_EQ(Base::writeToDisk(path, "short"), 0);
     EXPECT_EQ(readFile(path), "short");
     EXPECT_EQ(modeOf(path), 0640U);
-    EXPECT_EQ(writeToDisk(path, ""), 0);
+    EXPECT_EQ(Base::writeToDisk(path, ""), 0);
     EXPECT_EQ(readFile(path), "");
 }
 
 TEST_F(FileSyncTest, WhatCannotBeWrittenIsTold)
 {
-    EXPECT_EQ(writeToDisk(directory_.file("missing/file"), "x"), ENOENT);
-    EXPECT_EQ(writeToDisk(directory_.path(), "x"), EISDIR);
-    EXPECT_EQ(writeToDisk("/dev/full", "x"), ENOSPC);
-    EXPECT_EQ(writeToDisk("/dev/null", "x"), EINVAL); // takes the bytes and knows no fsync
+    EXPECT_EQ(Base::writeToDisk(directory_.file("missing/file"), "x"), ENOENT);
+    EXPECT_EQ(Base::writeToDisk(directory_.path(), "x"), EISDIR);
+    EXPECT_EQ(Base::writeToDisk("/dev/full", "x"), ENOSPC);
+    EXPECT_EQ(Base::writeToDisk("/dev/null", "x"), EINVAL); // takes the bytes and knows no fsync
     const std::string file = makeFile("file", "kept");
     fs::permissions(file, fs::perms(0444));
     {
         const WithoutRoot user;
-        EXPECT_EQ(writeToDisk(file, "x"), EACCES);
+        EXPECT_EQ(Base::writeToDisk(file, "x"), EACCES);
     }
     EXPECT_EQ(readFile(file), "kept");
 }

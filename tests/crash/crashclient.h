@@ -3,7 +3,8 @@
 
 #include "ledger.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 #include "json/jsonadapter.h"
 
@@ -30,7 +31,7 @@ public:
         QByteArray text;
         QVariant reply;
         if (!connection_.isOpen() ||
-            !connection_.exchange(Client::fullOperationName(operation), Json::serialize(body), &text) ||
+            !connection_.exchange(Operations::fullName(operation), Json::serialize(body), &text) ||
             !Json::parse(text, &reply))
             return std::nullopt;
         return reply.toMap();
@@ -62,7 +63,7 @@ public:
     }
 
 private:
-    Client::Connection connection_;
+    Client::WireConnection connection_;
     const QString home_;
 };
 

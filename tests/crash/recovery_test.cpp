@@ -1,5 +1,7 @@
 #include "writebackloss.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 
 #include <gtest/gtest.h>
@@ -63,17 +65,17 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
         EXPECT_EQ(server.request("DeleteTable", table), okReply()); // a checkpoint
         EXPECT_EQ(server.request("BatchWriteItem", batch("acknowledged, too")), okReply());
         std::ofstream(killFile).flush();
-        Client::Connection connection = server.connect();
+        Client::WireConnection connection = server.connect();
         ASSERT_TRUE(connection.send(
-            Client::frameRequest(Client::fullOperationName("BatchWriteItem"), Json::serialize(batch("in flight")))));
+            Framing::frameRequest(Operations::fullName("BatchWriteItem"), Json::serialize(batch("in flight")))));
         EXPECT_EQ(server.waitForExit(), -SIGKILL);
     }
     {
         ServerProcess server(killedAt(".db", GetParam()));
         ASSERT_TRUE(server.start());
-        Client::Connection connection = server.connect();
+        Client::WireConnection connection = server.connect();
         ASSERT_TRUE(
-            connection.send(Client::frameRequest(Client::fullOperationName("DescribeTable"), Json::serialize(table))));
+            connection.send(Framing::frameRequest(Operations::fullName("DescribeTable"), Json::serialize(table))));
         QByteArray reply;
         (void)connection.receiveReply(&reply); // ignored: it may have been killed before
         server.kill();

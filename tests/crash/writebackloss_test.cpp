@@ -15,12 +15,6 @@
 
 namespace {
 
-std::string contents(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /** An environment's directory and a strict one, and programs that run with them. */
 class WriteBackLossTest : public testing::Test {
 protected:
@@ -87,9 +81,9 @@ TEST_F(WriteBackLossTest, WhatWasNotSynchronisedIsLost)
         "os.pwrite(f, b'durable', 0)\n"
         "os.fsync(f)\n"
         "os.pwrite(f, b'LOST and more', 0)\n");
-    EXPECT_EQ(contents(file("file")), "LOST and more");
+    EXPECT_EQ(readFile(file("file")), "LOST and more");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), "durable");
+    EXPECT_EQ(readFile(file("file")), "durable");
 }
 
 TEST_F(WriteBackLossTest, FdatasyncKeepsBytesAndLength)
@@ -99,7 +93,7 @@ TEST_F(WriteBackLossTest, FdatasyncKeepsBytesAndLength)
         "os.write(f, b'b' * 5000)\n"
         "os.fdatasync(f)\n");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), std::string(5000, 'a') + std::string(5000, 'b'));
+    EXPECT_EQ(readFile(file("file")), std::string(5000, 'a') + std::string(5000, 'b'));
 }
 
 TEST_F(WriteBackLossTest, ASynchronousWriteKeepsItsOwnBytesOnly)
@@ -109,7 +103,7 @@ TEST_F(WriteBackLossTest, ASynchronousWriteKeepsItsOwnBytesOnly)
         "os.pwrite(f, b'lost', 0)\n"
         "os.pwrite(s, b'kept', 4)\n");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), std::string(4, '\0') + "kept");
+    EXPECT_EQ(readFile(file("file")), std::string(4, '\0') + "kept");
 }
 
 TEST_F(WriteBackLossTest, SynchronisingThroughAnyDescriptorKeepsTheWholeFile)
@@ -120,7 +114,7 @@ TEST_F(WriteBackLossTest, SynchronisingThroughAnyDescriptorKeepsTheWholeFile)
         "f = os.open(path, os.O_RDWR)\n"
         "os.fsync(f)\n");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), "bytes");
+    EXPECT_EQ(readFile(file("file")), "bytes");
 }
 
 TEST_F(WriteBackLossTest, TruncationIsLostToo)
@@ -129,9 +123,9 @@ TEST_F(WriteBackLossTest, TruncationIsLostToo)
         "os.write(f, b'0123456789')\n"
         "os.fsync(f)\n"
         "os.ftruncate(f, 3)\n");
-    EXPECT_EQ(contents(file("file")), "012");
+    EXPECT_EQ(readFile(file("file")), "012");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), "0123456789");
+    EXPECT_EQ(readFile(file("file")), "0123456789");
 }
 
 TEST_F(WriteBackLossTest, SynchronisingAFileOfTheEnvironmentKeepsItsName)
@@ -310,7 +304,7 @@ TEST_F(WriteBackLossTest, TheNextProcessGoesOnWithWhatTheLastOneLeft)
     run("f = os.open(path, os.O_RDWR | os.O_CREAT)\nos.write(f, b'written')\n");
     run("f = os.open(path, os.O_RDWR)\nos.fsync(f)\n");
     loss_.loseAll();
-    EXPECT_EQ(contents(file("file")), "written");
+    EXPECT_EQ(readFile(file("file")), "written");
 }
 
 TEST_F(WriteBackLossTest, SomeIsWholeBlocksOfEither)
@@ -325,7 +319,7 @@ TEST_F(WriteBackLossTest, SomeIsWholeBlocksOfEither)
         std::ofstream(file("file"), std::ios::in).seekp(4096 * 2) << std::string(4096 * 4, 'w');
         loss_.loseSome(&random);
         std::string shape;
-        const std::string bytes = contents(file("file"));
+        const std::string bytes = readFile(file("file"));
         for (std::size_t at = 0; at < bytes.size(); at += 4096) {
             const char first = bytes[at];
             EXPECT_EQ(bytes.substr(at, 4096), std::string(4096, first));
@@ -333,7 +327,7 @@ TEST_F(WriteBackLossTest, SomeIsWholeBlocksOfEither)
         }
         outcomes.insert(shape);
         loss_.loseAll();
-        EXPECT_EQ(contents(file("file")), bytes) << "what was left is durable";
+        EXPECT_EQ(readFile(file("file")), bytes) << "what was left is durable";
     }
     // Two blocks over durable ones, two behind them: of either, each alone, none and both.
     EXPECT_EQ(outcomes,

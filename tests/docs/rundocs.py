@@ -19,7 +19,8 @@ import socket
 import subprocess
 import sys
 import tempfile
-import time
+
+from quorva import Server, run_main
 
 DEFAULT_PORT = "4567"
 DEFAULT_HTTP_PORT = "8000"
@@ -88,19 +89,6 @@ def free_ports(count):
     return ports
 
 
-def start_server(binaries, directory, port):
-    """The server's process when it listens; None when it ended, as when the port was taken in the meantime."""
-    server = subprocess.Popen([os.path.join(binaries, "quorva"), "-p", port], cwd=directory,
-                              stderr=subprocess.DEVNULL)
-    while server.poll() is None:
-        try:
-            socket.create_connection(("127.0.0.1", int(port))).close()
-            return server
-        except ConnectionRefusedError:
-            time.sleep(0.01)
-    return None
-
-
 def write_script(path, text):
     with open(path, "w", encoding="utf-8") as script:
         script.write("#!/bin/sh\n" + text + "\n")
@@ -127,6 +115,7 @@ def make_checkout(scratch, binaries, ports):
 class Shell:
     def __init__(self, directory):
         environment = {name: value for name, value in os.environ.items() if not name.endswith("_LOCKFILE")}
+        environment.pop("PYTHONPATH", None)  # ours, which is not there for those who follow the document
         environment["LC_ALL"] = "C.UTF-8"
         environment["PATH"] = "/usr/bin:/bin:" + environment["PATH"]  # the system's python3, whose packages are meant
         self.process = subprocess.Popen(["bash", "--noprofile", "--norc"], cwd=directory, env=environment,
@@ -171,16 +160,18 @@ def normalise(text):
 
 def run_session(commands, path, binaries, scratch):
     names = [DEFAULT_PORT] + OTHER_PORTS
+    directory = os.path.join(scratch, "checkout")
+    os.mkdir(directory)
+    server = Server([os.path.join(binaries, "quorva")], scratch, directory)
     for _ in range(5):
         ports = dict(zip(names, free_ports(len(names))))
-        server = start_server(binaries, scratch, ports[DEFAULT_PORT])
-        if server is not None:
+        if server.start_on(int(ports[DEFAULT_PORT])):
             break
     else:
         sys.exit("the server does not start")
     back = {port: name for name, port in ports.items()}
-    make_checkout(scratch, binaries, ports)
-    shell = Shell(scratch)
+    make_checkout(directory, binaries, ports)
+    shell = Shell(directory)
     failures = 0
     try:
         for command in commands:
@@ -190,13 +181,12 @@ def run_session(commands, path, binaries, scratch):
             failures += 1
             print(f"{path}:{command.line}: $ {command.text}\n--- the document says\n{command.output}"
                   f"--- it prints\n{output}---")
-        if server.poll() is not None:
+        if server.process.poll() is not None:
             failures += 1
-            print(f"{path}: the server ended with status {server.returncode}")
+            print(f"{path}: the server ended with status {server.process.returncode}")
     finally:
         shell.end()
-        server.kill()
-        server.wait()
+        server.clean_up()
     return failures
 
 
@@ -218,4 +208,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run_main(main)

@@ -34,7 +34,7 @@ std::string complaintAbout(std::string_view text)
     list.home = "before";
     const BackupList before = list;
     std::string error;
-    if (readBackupList(text, &list, &error))
+    if (BackupList::read(text, &list, &error))
         return {};
     EXPECT_EQ(list, before) << "a list that cannot be read leaves everything as it was";
     EXPECT_NE(error, "");
@@ -43,7 +43,7 @@ std::string complaintAbout(std::string_view text)
 
 TEST(BackupList, IsWrittenAsLines)
 {
-    const std::string text = writeBackupList(sample());
+    const std::string text = sample().write();
     EXPECT_EQ(text.substr(0, text.rfind("end ")), SampleText);
     EXPECT_EQ(text.substr(text.rfind("end ")).size(), "end 2 0123456789abcdef\n"s.size());
     EXPECT_EQ(text.substr(text.rfind("end "), 6), "end 2 ");
@@ -58,7 +58,7 @@ TEST(BackupList, ReadsWhatItWrites)
     for (const BackupList& list : {sample(), largest, empty}) {
         BackupList read;
         std::string error;
-        EXPECT_TRUE(readBackupList(writeBackupList(list), &read, &error)) << error;
+        EXPECT_TRUE(BackupList::read(list.write(), &read, &error)) << error;
         EXPECT_EQ(read, list);
     }
 }
@@ -73,17 +73,17 @@ TEST(BackupList, NamesMayHoldAnyByte)
     list.files["a b\nfile 1 2 c%41"] = {1, 2};
     list.files["\xff/ x /\xc3\xa4"] = {1, 2};
     list.home = "/two\nlines";
-    const std::string text = writeBackupList(list);
+    const std::string text = list.write();
     EXPECT_NE(text.find("a b%0afile 1 2 c%2541\n"), std::string::npos) << text;
     BackupList read;
     std::string error;
-    ASSERT_TRUE(readBackupList(text, &read, &error)) << error;
+    ASSERT_TRUE(BackupList::read(text, &read, &error)) << error;
     EXPECT_EQ(read, list);
 }
 
 TEST(BackupList, EveryTruncationShows)
 {
-    const std::string text = writeBackupList(sample());
+    const std::string text = sample().write();
     for (std::size_t size = 0; size < text.size(); ++size)
         EXPECT_NE(complaintAbout(std::string_view(text).substr(0, size)), "") << size;
     EXPECT_EQ(complaintAbout(""), "is cut off");
@@ -93,7 +93,7 @@ TEST(BackupList, EveryTruncationShows)
 
 TEST(BackupList, EveryChangedBitShows)
 {
-    std::string text = writeBackupList(sample());
+    std::string text = sample().write();
     const std::string whole = text;
     for (std::size_t bit = 0; bit < text.size() * 8; ++bit) {
         text[bit / 8] = static_cast<char>(text[bit / 8] ^ (1 << (bit % 8)));
@@ -104,7 +104,7 @@ TEST(BackupList, EveryChangedBitShows)
 
 TEST(BackupList, OtherTextIsNone)
 {
-    const std::string text = writeBackupList(sample());
+    const std::string text = sample().write();
     EXPECT_EQ(complaintAbout("something else\n"), "is no list of a backup's files");
     EXPECT_EQ(complaintAbout("quorva-backup-list 2\nwhatever"), "has the unknown version 2");
     EXPECT_EQ(complaintAbout(text + "\n"), "is damaged");
@@ -117,13 +117,13 @@ TEST(BackupList, OtherTextIsNone)
 TEST(BackupList, NamesThatLeadElsewhereAreRefused)
 {
     for (const char* name : {"t", "sub/t", "..t", "t..", "...", ".t", "a/.../b", "log.events", " "})
-        EXPECT_TRUE(isBackupFileName(name)) << name;
+        EXPECT_TRUE(BackupList::isFileName(name)) << name;
     for (const std::string& name :
          {""s, "/"s, "/t"s, "t/"s, "."s, ".."s, "../t"s, "a/../t"s, "a/.."s, "./t"s, "a//t"s, "a/./t"s, "t\0x"s, "\0"s})
-        EXPECT_FALSE(isBackupFileName(name)) << name;
+        EXPECT_FALSE(BackupList::isFileName(name)) << name;
     BackupList list = sample();
     list.files["../t"] = {1, 2}; // as somebody else would write it
-    EXPECT_EQ(complaintAbout(writeBackupList(list)), "is damaged");
+    EXPECT_EQ(complaintAbout(list.write()), "is damaged");
 }
 
 } // namespace

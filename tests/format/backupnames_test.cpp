@@ -4,38 +4,6 @@
 
 namespace {
 
-TEST(BackupNames, LogFileHasTenDigits)
-{
-    EXPECT_EQ(BackupNames::logFile(1), "log.0000000001");
-    EXPECT_EQ(BackupNames::logFile(42), "log.0000000042");
-    EXPECT_EQ(BackupNames::logFile(4294967295), "log.4294967295");
-}
-
-TEST(BackupNames, LogNumberReadsWhatLogFileWrites)
-{
-    for (const std::uint32_t number : {0U, 1U, 42U, 1234567890U, 4294967295U})
-        EXPECT_EQ(BackupNames::logNumber(BackupNames::logFile(number)), number);
-}
-
-TEST(BackupNames, OtherNamesAreNoLogFiles)
-{
-    for (const char* name :
-         {"", "log.", "log.1", "log.000000001", "log.00000000001", "log.000000000a", "log.+000000001", "log.-000000001",
-          "log. 000000001", "log.4294967296", "log.9999999999", "Log.0000000001", "log_0000000001",
-          "log.0000000001.del", "xlog.0000000001", "log.0000000001x"})
-        EXPECT_EQ(BackupNames::logNumber(name), std::nullopt) << name;
-}
-
-TEST(BackupNames, LogAndDigitsIsTakenForALogFileWhateverItsNumber)
-{
-    for (const char* name : {"log.0000000001", "log.0000000000", "log.9999999999", "log.5", "log.00000000050",
-                             "log.99999999999", "log.123456789012345678901234567890"})
-        EXPECT_TRUE(BackupNames::isTakenForLogFile(name)) << name;
-    for (const char* name : {"", "log", "log.", "log.x", "log.0000000001x", "log.+000000001", "log. 1", "log.1 ",
-                             "log.events", "log.0000000001.del", "Log.0000000001", "xlog.0000000001", "log_1"})
-        EXPECT_FALSE(BackupNames::isTakenForLogFile(name)) << name;
-}
-
 TEST(BackupNames, ReservedAreTheBackupsOwnFilesAndItsDirectory)
 {
     for (const char* name :

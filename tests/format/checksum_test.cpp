@@ -1,7 +1,11 @@
 #include "format/checksum.h"
 
+#include "support/tempdir.h"
+
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -35,6 +39,31 @@ TEST(Checksum, FindsEveryBitThatChanged)
         EXPECT_NE(Checksum::of(bytes), before) << bit;
         bytes[bit / 8] = 'x';
     }
+}
+
+TEST(Checksum, AddsAPartOfAFile)
+{
+    const TempDir directory;
+    const std::string path = directory.file("file");
+    const std::string bytes = std::string(300000, 'x') + "123456789" + "behind";
+    std::ofstream(path, std::ios::binary) << bytes;
+    Checksum whole;
+    EXPECT_EQ(whole.addFile(path, 0, bytes.size()), 0);
+    EXPECT_EQ(whole.value(), Checksum::of(bytes));
+    Checksum part;
+    EXPECT_EQ(part.addFile(path, 300000, 9), 0);
+    EXPECT_EQ(part.value(), Checksum::of("123456789"));
+}
+
+TEST(Checksum, AFileThatEndsBeforeOrIsNotThereIsAnError)
+{
+    const TempDir directory;
+    const std::string path = directory.file("file");
+    std::ofstream(path, std::ios::binary) << "12345";
+    Checksum checksum;
+    EXPECT_EQ(checksum.addFile(path, 0, 6), ENODATA);
+    EXPECT_EQ(checksum.addFile(path, 6, 1), ENODATA);
+    EXPECT_EQ(checksum.addFile(directory.file("missing"), 0, 1), ENOENT);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 #include "fuzztarget.h"
 
 #include "net/bdbreqhandler_linux.h"
-#include "net/framing.h"
+#include "protocol/framing.h"
 
 #include <QByteArray>
 

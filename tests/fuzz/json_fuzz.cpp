@@ -5,8 +5,8 @@
 #include "budget.h"
 #include "fuzztarget.h"
 
+#include "json/canonicaltext.h"
 #include "json/jsonadapter.h"
-#include "json/jsontext.h"
 
 #include <QByteArray>
 #include <QVariant>

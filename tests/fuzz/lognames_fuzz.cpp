@@ -6,7 +6,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "log/log.h"
 #include "storage/logshipping.h"
 #include "support/tempdir.h"
@@ -93,7 +93,7 @@ void check(const std::uint8_t* data, std::size_t size)
         if (name.ends_with(".del"))
             name.resize(name.size() - 4);
         FUZZ_ASSERT(numberOf(name) == number);
-        FUZZ_ASSERT(BackupNames::logFile(number) == name);
+        FUZZ_ASSERT(LogFiles::name(number) == name);
     }
     for (const auto& [name, file] : files.databases)
         FUZZ_ASSERT(!numberOf(name));
@@ -103,7 +103,7 @@ void check(const std::uint8_t* data, std::size_t size)
     // The server: all log files go, and nothing else.
     const std::set<std::string> before = namesIn(target);
     const std::set<std::string> shippedBefore = namesIn(shipped);
-    FUZZ_ASSERT(removeLogs(QByteArray::fromStdString(target)) == 0);
+    FUZZ_ASSERT(LogShipping::removeLogs(QByteArray::fromStdString(target)) == 0);
     const std::set<std::string> after = namesIn(target);
     for (const std::string& name : before)
         FUZZ_ASSERT(after.contains(name) == !numberOf(name));

@@ -3,7 +3,7 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "format/tablename.h"
 #include "log/log.h"
 #include "records/encoding.h"
@@ -31,7 +31,7 @@ void decode(const QByteArray& key)
     const QByteArray keys = key.sliced(digits.size());
     const bool isNumber =
         !digits.isEmpty() && std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
-    if (!decodeRecordKey(key, &hash, &range)) {
+    if (!Records::decodeRecordKey(key, &hash, &range)) {
         FUZZ_ASSERT(!isNumber);
         return;
     }
@@ -46,38 +46,38 @@ void encodeAndDecode(Choices* choices)
 {
     const QByteArray hash = bytesOf(choices->piece(255)).repeated(choices->oneIn(8) ? 60 : 1); // also 10000 and more
     const QByteArray range = bytesOf(choices->piece(255));
-    const QByteArray key = recordKey(hash, range);
+    const QByteArray key = Records::recordKey(hash, range);
     if (hash.size() < 10000) {
         QByteArrayView hashAgain;
         QByteArrayView rangeAgain;
-        FUZZ_ASSERT(decodeRecordKey(key, &hashAgain, &rangeAgain));
+        FUZZ_ASSERT(Records::decodeRecordKey(key, &hashAgain, &rangeAgain));
         FUZZ_ASSERT(hashAgain == hash && rangeAgain == range);
     } else {
         decode(key);
     }
-    FUZZ_ASSERT(partitionOf(hash, PartitionCount) < PartitionCount);
+    FUZZ_ASSERT(Records::partitionOf(hash, PartitionCount) < PartitionCount);
 
     QByteArray bytes;
     const QString text = QString::fromUtf8(range);
-    if (keyBytes(text, &bytes) == 0)
+    if (Records::keyBytes(text, &bytes) == 0)
         FUZZ_ASSERT(QString::fromLatin1(bytes) == text);
     else
-        FUZZ_ASSERT(!isLatin1(text));
+        FUZZ_ASSERT(!Records::isLatin1(text));
 }
 
 void name(const QByteArray& tableName)
 {
-    const QByteArray file = filePart(tableName);
+    const QByteArray file = Records::filePart(tableName);
     FUZZ_ASSERT(tableName.endsWith(file));
-    FUZZ_ASSERT(dataFileName(tableName, 0x3f).endsWith("_3f.db"));
+    FUZZ_ASSERT(Records::dataFileName(tableName, 0x3f).endsWith("_3f.db"));
     FUZZ_ASSERT(tableName.startsWith(environmentDirectory(tableName)));
 
     // What no table can have is refused for all of its files, and a table's own data files never stand in its way.
     const std::string path = file.toStdString();
     const char* refused = TableNames::refusal(path);
-    FUZZ_ASSERT(TableNames::fileRefusal(path, MetaSubDatabase) == refused);
-    FUZZ_ASSERT(TableNames::fileRefusal(filePart(dataFileName(tableName, 0x3f)).toStdString(), DataSubDatabase) ==
-                refused);
+    FUZZ_ASSERT(TableNames::fileRefusal(path, TableNames::MetaSubDatabase) == refused);
+    FUZZ_ASSERT(TableNames::fileRefusal(Records::filePart(Records::dataFileName(tableName, 0x3f)).toStdString(),
+                                        TableNames::DataSubDatabase) == refused);
     if (refused != nullptr)
         return;
 
@@ -91,7 +91,7 @@ void name(const QByteArray& tableName)
         FUZZ_ASSERT(name != "DB_CONFIG" && name != "__log__" && !name.starts_with("__db"));
         FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list" && name != "BackupFiles.list.tmp" &&
                     name != "BackupFiles.list.new");
-        FUZZ_ASSERT(!BackupNames::logNumber(name));
+        FUZZ_ASSERT(!LogFiles::numberOf(name));
         for (unsigned partition = 0; name.ends_with(".db") && partition < PartitionCount; ++partition)
             FUZZ_ASSERT(!name.ends_with(TableNames::partitionSuffix(partition)));
     }

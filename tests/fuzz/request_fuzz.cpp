@@ -7,10 +7,11 @@
 #include "choices.h"
 #include "fuzztarget.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "log/log.h"
 #include "net/bdbreqhandler_linux.h"
-#include "net/framing.h"
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
 #include "storage/settings.h"
 #include "support/tempdir.h"
@@ -58,7 +59,7 @@ public:
     std::optional<QVariantMap> exchange(const QByteArray& operation, const QByteArray& body)
     {
         BDBReqHandler_linux handler(1024, 256, &registry_, -1);
-        const QByteArray frame = Client::frameRequest(operation, body);
+        const QByteArray frame = Framing::frameRequest(operation, body);
         for (qsizetype at = 0; at < frame.size() && !handler.isReadComplete(); at += 4096) {
             const QByteArray piece = frame.sliced(at, std::min<qsizetype>(4096, frame.size() - at));
             if (handler.appendData(piece.constData(), static_cast<unsigned>(piece.size())) != 0)
@@ -76,7 +77,7 @@ public:
 
     QVariantMap request(const char* operation, const QVariantMap& body)
     {
-        const auto reply = exchange(Client::fullOperationName(operation), Json::serialize(body));
+        const auto reply = exchange(Operations::fullName(operation), Json::serialize(body));
         FUZZ_ASSERT(reply);
         FUZZ_ASSERT(isReply(*reply));
         return *reply;

@@ -2,8 +2,9 @@
  * The system has no more of something: nothing that was acknowledged is lost, and when there is more again the server
  * goes on, after a restart where its environment needs one.
  */
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
-#include "server/procfs.h"
+#include "support/procfs.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
@@ -274,13 +275,13 @@ TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
     ASSERT_TRUE(server.launch({"-p0", "-d", "/dev/full"}));
     int port = 0;
     ASSERT_TRUE(waitUntil([&] { return (port = ProcFs::listeningPort(server.pid())) != 0; }));
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port));
     const QString table = QString::fromStdString(server.makeDirectory("env")) + "|t";
     const auto request = [&](const char* operation, const QVariantMap& body) {
         QByteArray text;
         QVariant reply;
-        EXPECT_TRUE(connection.exchange(Client::fullOperationName(operation), Json::serialize(body), &text));
+        EXPECT_TRUE(connection.exchange(Operations::fullName(operation), Json::serialize(body), &text));
         EXPECT_TRUE(Json::parse(text, &reply));
         return reply.toMap();
     };
@@ -303,7 +304,7 @@ TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenGoesOn)
     for (int i = 0; i < 14; ++i) // opens all its data files
         ASSERT_TRUE(filling.putNext());
 
-    std::vector<Client::Connection> crowd;
+    std::vector<Client::WireConnection> crowd;
     for (int i = 0; i < 200; ++i) // more than there are descriptors
         crowd.push_back(server.connect());
     ASSERT_TRUE(server.waitForLog("connection refused, the last descriptors are kept"));

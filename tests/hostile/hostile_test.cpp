@@ -2,8 +2,10 @@
  * Thousands of connections that behave badly in every way there is, and one client that behaves well: it sees no error
  * and waits no unreasonable time, and when the others have gone, so has everything that they took.
  */
+#include "protocol/framing.h"
+#include "protocol/operations.h"
 #include "request/tablefixture.h"
-#include "server/procfs.h"
+#include "support/procfs.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
 
@@ -104,8 +106,8 @@ protected:
 
     QByteArray largeRead() const
     {
-        return Client::frameRequest(
-            Client::fullOperationName("GetItem"),
+        return Framing::frameRequest(
+            Operations::fullName("GetItem"),
             Json::serialize(QVariantMap{{"TableName", tableName()}, {"Key", itemKey("k", "large")}}));
     }
 };
@@ -211,7 +213,7 @@ TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
             resetting.reset();
             Peer garbage(port);
             garbage.send(bytes(1 + i * 13 % 5000));
-            QByteArray huge = whole.left(Client::fullOperationName("GetItem").size() + 8);
+            QByteArray huge = whole.left(Operations::fullName("GetItem").size() + 8);
             huge.replace(huge.size() - 4, 4, "\xff\xff\xff\xff");
             Peer boasting(port); // announces 4 GB
             boasting.send(huge + "{");
@@ -256,12 +258,12 @@ TEST_F(HostileNetwork, ABodyTooLargeToHoldClosesItsConnectionOnly)
     ASSERT_EQ(prlimit(server_.pid(), RLIMIT_AS, &little, nullptr), 0);
 
     const QByteArray header = [] {
-        QByteArray frame = Client::frameRequest(Client::fullOperationName("GetItem"), {});
+        QByteArray frame = Framing::frameRequest(Operations::fullName("GetItem"), {});
         frame.replace(frame.size() - 4, 4, "\x40\x00\x00\x00"); // 1 GB
         return frame;
     }();
     for (int i = 0; i < 2; ++i) {
-        Client::Connection greedy = server_.connect();
+        Client::WireConnection greedy = server_.connect();
         ASSERT_TRUE(greedy.send(header));
         const QByteArray piece(1 << 20, ' ');
         int sent = 0;

@@ -34,6 +34,7 @@ public:
     [[nodiscard]] std::optional<int> waitForExit();
 
     int port() const { return port_; }
+    pid_t id() const { return pid_; }
     std::string errorText() const;
 
 private:

@@ -134,6 +134,13 @@ TEST_F(HttpRequest, QueryForAPrefixKeepsItOnEveryPage)
     EXPECT_EQ(readWith("BEGINS\\u005fWITH", "b"), "b,b1,b2,b3,") << "an escape hides the word";
     EXPECT_EQ(readWith("BEGINS_WITH", ""), "a,b,b1,b2,b3,c,");
     EXPECT_EQ(readWith("BEGINS_WITH", "", ",\"ScanIndexForward\":false"), "a,b,b1,b2,b3,c,") << "it always goes up";
+
+    const std::string behind = R"("Limit":2,"RangeKeyCondition":{"ComparisonOperator":"BEGINS_WITH",)"
+                               R"("AttributeValueList":[{"S":"b"}]},"ExclusiveStartKey":)";
+    EXPECT_EQ(client.call("Query", body(behind + key("k", "0"))).body,
+              R"({"Count":2,"Items":[{"hash":{"S":"k"},"range":{"S":"b"}},{"hash":{"S":"k"},"range":{"S":"b1"}}],)"
+              R"("LastEvaluatedKey":{"HashKeyElement":{"S":"k"},"RangeKeyElement":{"S":"b1"}}})")
+        << "a start key in front of the prefix";
 }
 
 TEST_F(HttpRequest, KeysAmongTheAttributesOfAnUpdateAreTyped)

@@ -1,7 +1,10 @@
 /* What a text costs grows with its length, whatever is in it: nobody keeps a processor busy with a short message. */
-#include "json/jsonadapter.h"
+#include "json/byteappender.h"
+#include "json/canonicaltext.h"
 #include "json/jsonmembers.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 #include "support/growth.h"
 
@@ -121,13 +124,13 @@ TEST_P(JsonGrowth, TakingApartIsLinear)
 INSTANTIATE_TEST_SUITE_P(Texts, JsonGrowth, testing::ValuesIn(Families),
                          [](const auto& family) { return std::string(family.param.name); });
 
-TEST(JsonExtend, ManyPiecesAreLinear)
+TEST(ByteAppender, ManyPiecesAreLinear)
 {
     EXPECT_TRUE(growsLinearly(10 * Length, [](int n) {
-        QByteArray text;
+        Json::ByteAppender out({});
         for (int i = 0; i < n; ++i)
-            *Json::extend(&text, 1) = 'x';
-        EXPECT_EQ(text.size(), n);
+            out.put('x');
+        EXPECT_EQ(out.take().size(), n);
     }));
 }
 
@@ -135,9 +138,20 @@ TEST(JsonAppend, ManyValuesBehindEachOtherAreLinear)
 {
     EXPECT_TRUE(growsLinearly(Length, [](int n) {
         QByteArray text;
-        for (int i = 0; i < n; i += 10) {
+        for (int i = 0; i < n; i += 10)
             Json::append(QVariant(1234567890), &text);
-            Json::appendLatin1("\"", &text);
+    }));
+}
+
+TEST(TextWriter, ManyTextsBehindEachOtherAreLinear)
+{
+    EXPECT_TRUE(growsLinearly(Length, [](int n) {
+        QByteArray text;
+        for (int i = 0; i < n; i += 10) {
+            Json::beginElement(&text);
+            Json::TextWriter writer(std::move(text), 1);
+            writer.putLatin1("1234567");
+            text = writer.take();
         }
     }));
 }

@@ -1,270 +1,24 @@
 #include "json/jsontext.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
+
+#include <QVariantList>
+#include <QVariantMap>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <optional>
-#include <random>
-#include <utility>
-#include <vector>
+#include <functional>
+#include <string>
 
 namespace {
 
-using Members = std::vector<std::pair<QByteArray, QByteArray>>;
+using namespace Qt::StringLiterals;
 
-/** The members that `splitObject` finds; nothing when it leaves the text to the parser. */
-std::optional<Members> split(const QByteArray& text)
+std::string written(const std::function<void(Json::TextWriter&)>& write, const QByteArray& front = {})
 {
-    std::vector<Json::MemberText> found;
-    if (!Json::splitObject(text, &found))
-        return std::nullopt;
-    Members members;
-    for (const Json::MemberText& member : found)
-        members.emplace_back(QByteArray(member.name.data(), member.name.size()), member.value.toByteArray());
-    return members;
-}
-
-/** True when parsing and writing gives the text again. */
-bool isCanonical(const QByteArray& text)
-{
-    QVariant value;
-    return Json::parse(text, &value) && Json::serialize(value) == text;
-}
-
-TEST(SplitObject, FindsNamesAndValues)
-{
-    EXPECT_EQ(split("{}"), Members());
-    EXPECT_EQ(split(R"({"a":{"S":"x"}})"), (Members{{"a", R"({"S":"x"})"}}));
-    EXPECT_EQ(split(R"({"":1,"A":true,"a":false,"ab":null,"b":[],"c":{},"d":[1,-2,"x",[{}]],"e":"y"})"),
-              (Members{{"", "1"},
-                       {"A", "true"},
-                       {"a", "false"},
-                       {"ab", "null"},
-                       {"b", "[]"},
-                       {"c", "{}"},
-                       {"d", R"([1,-2,"x",[{}]])"},
-                       {"e", R"("y")"}}));
-}
-
-TEST(SplitObject, ForgetsTheMembersOfThePreviousText)
-{
-    std::vector<Json::MemberText> members;
-    ASSERT_TRUE(Json::splitObject(R"({"a":1,"b":2})", &members));
-    ASSERT_TRUE(Json::splitObject(R"({"c":3})", &members));
-    ASSERT_EQ(members.size(), 1U);
-    EXPECT_EQ(members.front().name, QLatin1StringView("c"));
-}
-
-TEST(SplitObject, TakesWhatTheWriterWrites)
-{
-    QString all; // every character below U+0200, some of all lengths in UTF-8
-    for (char16_t c = 0; c < 0x200; ++c)
-        all.append(QChar(c));
-    all += QString::fromUcs4(U"\u0800\u2028\ufeff\ufffd\uffff\U00010000\U0001f600\U0010ffff");
-    const QVariantMap item{{"n", QVariantMap{{"N", "-12.5e3"}}},
-                           {"s", QVariantMap{{"S", all}}},
-                           {"ss", QVariantMap{{"SS", QVariantList{"", all, "x"}}}},
-                           {"z", QVariantList{0, -1, qlonglong(123456789012345678), true, false, QVariant()}}};
-    const QByteArray text = Json::serialize(item);
-    const auto members = split(text);
-    ASSERT_TRUE(members.has_value());
-    QVariantMap again;
-    for (const auto& [name, value] : *members)
-        ASSERT_TRUE(Json::parse(value, &again[QString::fromUtf8(name)]));
-    EXPECT_EQ(Json::serialize(again), text);
-}
-
-TEST(SplitObject, LeavesEverythingElseToTheParser)
-{
-    const char* const texts[] = {
-        "",
-        "{",
-        "}",
-        "[]",
-        "1",
-        "\"a\"",
-        "null",
-        "{}}",
-        "{} ",
-        " {}",
-        "{ }",
-        R"({"a":1,})",
-        R"({"a":1 })",
-        R"({"a": 1})",
-        R"({"a" :1})",
-        R"({"a":1,"a":2})",
-        R"({"b":1,"a":2})",
-        R"({"a":{"y":1,"x":2}})",
-        R"({"a":})",
-        R"({"a"})",
-        R"({a:1})",
-        R"({"a":1"b":2})",
-        R"({"a":[1,]})",
-        R"({"a":[,1]})",
-        R"({"a":[1 ,2]})",
-        R"({"a":[1)",
-        R"({"a":tru})",
-        R"({"a":True})",
-        R"({"a":nul)",
-        R"({"a":01})",
-        R"({"a":-0})",
-        R"({"a":-})",
-        R"({"a":+1})",
-        R"({"a":1.5})",
-        R"({"a":1e3})",
-        R"({"a":1234567890123456789})",
-        R"({"a":"x)",
-        R"({"a":"\/"})",
-        R"({"a":"\q"})",
-        R"({"a":"\)",
-        R"({"a":"\u0041"})",
-        R"({"a":"\u001f"})",
-        R"({"a":"\u000A"})",
-        R"({"a":"\u0009"})",
-        R"({"a":"\u000"})",
-        R"({"a":"\u00)",
-        R"({"a":"\u001G"})",
-        R"({"a":"\u2028"})",
-        R"({"a":"\ud83d\ude00"})",
-        R"({"\u0001":1})",
-        R"({"a\"":1})",
-        "{\"\xc3\xa4\":1}",
-        "{\"a\":\"\x1f\"}",
-        "{\"a\":\"\n\"}",
-        "{\"a\":\"\xff\"}",
-        "{\"a\":\"\xc3\"}",
-        "{\"a\":\"\xc0\x80\"}",
-        "{\"a\":\"\xed\xa0\x80\"}",
-        "{\"a\":\"\xf4\x90\x80\x80\"}",
-        "{\"a\":\"\xe2\x80\",\"b\":\"\xa8\"}",
-    };
-    for (const char* text : texts)
-        EXPECT_FALSE(split(text).has_value()) << text;
-    EXPECT_FALSE(split(QByteArray("{}\0", 3)).has_value());
-    EXPECT_FALSE(split(QByteArray("{\"a\":\"\0\"}", 9)).has_value());
-}
-
-TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
-{
-    constexpr qsizetype Length = 50; // beyond a block that is looked at at once
-    for (char control = 0; control < ' '; ++control)
-        for (qsizetype at = 0; at < Length; ++at) {
-            QByteArray letters(Length, 'b');
-            letters[at] = control;
-            EXPECT_FALSE(split("{\"a\":\"" + letters + "\"}").has_value()) << int(control) << " at " << at;
-            EXPECT_FALSE(split("{\"" + letters + "\":1}").has_value()) << int(control) << " at " << at;
-        }
-}
-
-TEST(SplitObject, LeavesDeepNestingToTheParser)
-{
-    for (const int depth : {1, 10, 100, 100000}) {
-        const QByteArray text = R"({"a":)" + QByteArray(depth, '[') + QByteArray(depth, ']') + '}';
-        EXPECT_EQ(split(text).has_value(), depth <= 10) << depth;
-    }
-}
-
-/** Texts near the writer's form: pieces of it in random order, and written trees with a few bytes changed. */
-class TextMaker {
-public:
-    explicit TextMaker(unsigned seed) : random_(seed) {}
-
-    QByteArray pieces()
-    {
-        static const QByteArray all[] = {
-            "{",        "}",   "[",       "]",       "\"a\":",      "\"b\":",       "\"\":", ",",    "\"",    "\\",
-            "\\u001F",  "\\n", "0",       "-1",      "12",          "1.5",          "true",  "null", "\"x\"", "\"\"",
-            "\xc3\xa4", " ",   "{\"S\":", "\"SS\":", "\"\\u0000\"", "\xe2\x82\xac", "e"};
-        QByteArray text = "{\"a\":";
-        for (int count = below(8); count > 0; --count)
-            text += all[static_cast<std::size_t>(below(std::size(all)))];
-        return text + '}';
-    }
-
-    QByteArray mutated()
-    {
-        QByteArray text = Json::serialize(object(3));
-        for (int changes = below(3); changes > 0; --changes) {
-            const int at = below(static_cast<int>(text.size()));
-            if (below(2) == 0)
-                text[at] = static_cast<char>(below(256));
-            else
-                text.remove(at, 1);
-        }
-        return text;
-    }
-
-private:
-    int below(std::size_t limit) { return static_cast<int>(random_() % std::max<std::size_t>(limit, 1)); }
-    int below(int limit) { return below(static_cast<std::size_t>(limit)); }
-
-    QString string()
-    {
-        static const char16_t alphabet[] = u"ab\"\\/\n\t\u0001\u001f\u007f\u00e4\u20ac\U0001f600";
-        QString text;
-        for (int count = below(20); count > 0; --count)
-            text.append(QChar(alphabet[below(std::size(alphabet) - 1)]));
-        return text;
-    }
-
-    QVariant value(int depth)
-    {
-        switch (below(depth > 0 ? 7 : 5)) {
-        case 0:
-            return below(1000) - 500;
-        case 1:
-            return below(2) == 0;
-        case 2:
-            return QVariant();
-        case 3:
-            return below(1000) / 8.0;
-        case 4:
-            return string();
-        case 5:
-            return object(depth - 1);
-        default:
-            QVariantList list;
-            for (int count = below(4); count > 0; --count)
-                list.append(value(depth - 1));
-            return list;
-        }
-    }
-
-    QVariantMap object(int depth)
-    {
-        QVariantMap map;
-        for (int count = below(4); count > 0; --count)
-            map.insert(below(3) == 0 ? string() : QString(QChar(u'a' + below(26))), value(depth));
-        return map;
-    }
-
-    std::mt19937 random_;
-};
-
-TEST(SplitObject, NeverTakesATextThatParsingAndWritingWouldChange)
-{
-    TextMaker maker(20111205);
-    int taken = 0;
-    for (int i = 0; i < 60000; ++i) {
-        const QByteArray text = i % 2 == 0 ? maker.pieces() : maker.mutated();
-        if (!split(text))
-            continue;
-        ++taken;
-        ASSERT_TRUE(isCanonical(text)) << text.toPercentEncoding(" {}[]\":,\\").toStdString();
-    }
-    EXPECT_GT(taken, 5000); // so the comparison was made
-}
-
-TEST(SplitObject, ReadsNothingBehindTheText)
-{
-    const QByteArray text = R"({"a":{"S":"0123456789012345"},"b":-12})";
-    for (qsizetype length = 0; length < text.size(); ++length) {
-        const std::vector<char> exact(text.begin(), text.begin() + length); // a read behind it is one of foreign memory
-        std::vector<Json::MemberText> members;
-        EXPECT_FALSE(Json::splitObject(QByteArrayView(exact.data(), length), &members)) << length;
-    }
+    Json::TextWriter writer(front);
+    write(writer);
+    return writer.take().toStdString();
 }
 
 TEST(RawText, IsWrittenAsItStands)
@@ -293,46 +47,96 @@ TEST(RawText, OfAnySizeIsWrittenBehindWhatIsThere)
     }
 }
 
-TEST(AppendLatin1, WritesWhatAByteArrayInATreeGives)
+TEST(RawElements, GetACommaInFrontOfEachButTheFirst)
+{
+    Json::RawElements elements;
+    for (const QByteArray& element : {QByteArray("1"), QByteArray("{}"), QByteArray("\"x\"")}) {
+        Json::beginElement(&elements.text);
+        elements.text += element;
+    }
+    EXPECT_EQ(elements.text, "1,{},\"x\"");
+    EXPECT_EQ(Json::serialize(QVariant::fromValue(elements)), "[1,{},\"x\"]");
+}
+
+TEST(TextWriter, WritesEmptyContainers)
+{
+    EXPECT_EQ(written([](auto&) {}), "");
+    EXPECT_EQ(written([](auto& to) {
+                  to.beginObject();
+                  to.endObject();
+              }),
+              "{}");
+    EXPECT_EQ(written([](auto& to) {
+                  to.beginArray();
+                  to.beginArray();
+                  to.endArray();
+                  to.beginObject();
+                  to.endObject();
+                  to.endArray();
+              }),
+              "[[],{}]");
+}
+
+TEST(TextWriter, SetsCommasBetweenMembersAndElementsOfEveryKind)
+{
+    EXPECT_EQ(written([](auto& to) {
+                  to.beginObject();
+                  to.name("a"_L1);
+                  to.put("1");
+                  to.nameText(R"("\"")");
+                  to.putLatin1("x");
+                  to.put(R"("c":2,"d":[3])");
+                  to.name(""_L1);
+                  to.beginArray();
+                  to.put("4,5");
+                  to.putLatin1("");
+                  to.beginObject();
+                  to.name("e"_L1);
+                  to.beginObject();
+                  to.endObject();
+                  to.endObject();
+                  to.beginArray();
+                  to.put("null");
+                  to.endArray();
+                  to.put("true");
+                  to.endArray();
+                  to.name("f"_L1);
+                  to.put("6");
+                  to.endObject();
+              }),
+              R"({"a":1,"\"":"x","c":2,"d":[3],"":[4,5,"",{"e":{}},[null],true],"f":6})");
+}
+
+TEST(TextWriter, AppendsToWhatStandsInFront)
+{
+    QByteArray front = "head";
+    const QByteArray shared = front;
+    EXPECT_EQ(written(
+                  [](auto& to) {
+                      to.beginArray();
+                      to.put("1");
+                      to.endArray();
+                  },
+                  front),
+              "head[1]");
+    EXPECT_EQ(shared, "head");
+}
+
+TEST(TextWriter, PutsLatin1AsAByteArrayInATreeIsWritten)
 {
     QByteArray all;
     for (int c = 1; c < 256; ++c)
         all.append(static_cast<char>(c));
     for (const QByteArray& bytes :
          {QByteArray(), QByteArray("plain text"), QByteArray("with \"quotes\""), QByteArray("back\\slash"),
-          QByteArray("\xe4\xf6\xfc"), QByteArray("a\0b", 3), QByteArray("\0", 1), QByteArray("\x7f\n"), all}) {
-        QByteArray out = "[";
-        Json::appendLatin1(bytes, &out);
-        EXPECT_EQ(out, '[' + Json::serialize(bytes));
-    }
-}
-
-TEST(ExtendText, KeepsWhatIsThereAndCopiesItSeldom)
-{
-    QByteArray text;
-    QByteArray expected;
-    int moves = 0;
-    for (int i = 0; i < 100'000; ++i) {
-        const char* before = text.constData();
-        const int length = i % 5;
-        char* to = Json::extend(&text, length);
-        EXPECT_EQ(to, text.data() + expected.size());
-        std::fill_n(to, length, static_cast<char>('a' + i % 26));
-        expected.append(length, static_cast<char>('a' + i % 26));
-        moves += text.constData() != before ? 1 : 0;
-    }
-    EXPECT_TRUE(text == expected);
-    EXPECT_LE(moves, 20); // 200,000 bytes are doubled to from one in 18 steps
-}
-
-TEST(ExtendText, LeavesCopiesAlone)
-{
-    QByteArray text = "abc";
-    text.reserve(100);
-    const QByteArray copy = text;
-    *Json::extend(&text, 1) = 'd';
-    EXPECT_EQ(text, "abcd");
-    EXPECT_EQ(copy, "abc");
+          QByteArray("\xe4\xf6\xfc"), QByteArray("a\0b", 3), QByteArray("\0", 1), QByteArray("\x7f\n"), all})
+        EXPECT_EQ(written([&](auto& to) {
+                      to.beginArray();
+                      to.put("1");
+                      to.putLatin1(bytes);
+                      to.endArray();
+                  }),
+                  ("[1," + Json::serialize(bytes) + ']').toStdString());
 }
 
 } // namespace

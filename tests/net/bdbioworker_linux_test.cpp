@@ -2,8 +2,8 @@
 
 #include "net/bdbreqhandler_linux.h"
 #include "net/dbhandler.h"
-#include "net/framing.h"
 #include "netsupport.h"
+#include "protocol/framing.h"
 #include "support/logcapture.h"
 #include "support/systemcallfilter.h"
 #include "support/waituntil.h"
@@ -19,7 +19,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const QByteArray request = Client::frameRequest("DynamoDB_20111205.Nothing", "{}");
+const QByteArray request = Framing::frameRequest("DynamoDB_20111205.Nothing", "{}");
 
 bool sendAll(int socket, const QByteArray& bytes)
 {
@@ -211,14 +211,14 @@ TEST(Receive, AFastSenderLeavesTheWorkerToOthers)
 {
     // Two connections wait when the only worker starts, the first with more than a worker takes in a row. Its request
     // is whole and comes first all the same unless the worker turns to the second one in between.
-    const QByteArray large = Client::frameRequest("Large", bodyOfSize(280 * 1024));
+    const QByteArray large = Framing::frameRequest("Large", bodyOfSize(280 * 1024));
     UnixPair first;
     const int size = 1 << 20;
     setsockopt(first.client.get(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
     fcntl(first.client.get(), F_SETFL, O_NONBLOCK);
     ASSERT_TRUE(sendAll(first.client.get(), large)) << "this system's buffers are too small";
     TcpPair second;
-    ASSERT_TRUE(sendAll(second.client.get(), Client::frameRequest("Small", "{}")));
+    ASSERT_TRUE(sendAll(second.client.get(), Framing::frameRequest("Small", "{}")));
 
     const LogCapture log;
     IoBench bench;
@@ -249,7 +249,7 @@ TEST(Receive, AMemoryShortageClosesThatConnectionOnly)
     std::ifstream("/proc/self/statm") >> pages;
     const QByteArray chunk(1 << 20, 'x');
     const SoftLimit little(RLIMIT_AS, pages * rlim_t(sysconf(_SC_PAGESIZE)) + (rlim_t(64) << 20));
-    QByteArray header = Client::frameRequest("Op", {});
+    QByteArray header = Framing::frameRequest("Op", {});
     header[header.size() - 4] = 0x40; // 1 GiB
     bool taken = sendAll(greedy.client.get(), header);
     for (int sent = 0; taken && sent < 1024; ++sent)

@@ -1,4 +1,5 @@
 #include "net/bdbreqhandler_linux.h"
+#include "protocol/framing.h"
 
 #include "netsupport.h"
 
@@ -77,7 +78,7 @@ TEST(BDBReqHandler_linux, AnIdleConnectionIsSmallWhateverItCarriedBefore)
         const struct mallinfo2 info = mallinfo2();
         return info.uordblks + info.hblkhd;
     };
-    const QByteArray request = Client::frameRequest("DynamoDB_20111205.Nothing", bodyOfSize(100000));
+    const QByteArray request = Framing::frameRequest("DynamoDB_20111205.Nothing", bodyOfSize(100000));
     std::vector<std::unique_ptr<BDBReqHandler_linux>> handlers;
     handlers.reserve(Count);
     const std::size_t before = inUse();

@@ -1,7 +1,7 @@
 #include "net/bdbreqhandler.h"
 
-#include "net/framing.h"
 #include "netsupport.h"
+#include "protocol/framing.h"
 #include "support/logcapture.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +41,7 @@ private:
 
 QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
 {
-    QByteArray bytes = Client::frameRequest(operation, {});
+    QByteArray bytes = Framing::frameRequest(operation, {});
     Framing::writeLength(bodyLength, bytes.data() + bytes.size() - 4);
     return bytes;
 }
@@ -55,17 +55,15 @@ TEST(BDBReqHandler, StartsWithAnEmptyRequest)
     EXPECT_EQ(handler.socketDescriptor(), 42);
     EXPECT_FALSE(handler.isReadComplete());
     EXPECT_TRUE(handler.reply().isEmpty());
-    EXPECT_EQ(handler.request().registry, &environments);
-    EXPECT_EQ(handler.request().envTableCapacity, 1024);
-    ASSERT_NE(handler.request().connectionTable, nullptr);
-    EXPECT_NE(handler.request().connectionTable, &environments);
+    EXPECT_EQ(handler.request().table.registry(), &environments);
+    EXPECT_EQ(handler.request().table.env(), nullptr);
     EXPECT_EQ(handler.request().status, 0);
 }
 
 TEST(AppendData, TakesARequestInOnePiece)
 {
     ProbeHandler handler;
-    ASSERT_EQ(handler.append(Client::frameRequest("Op", "{\"a\":1}")), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest("Op", "{\"a\":1}")), 0);
     EXPECT_TRUE(handler.isReadComplete());
     EXPECT_EQ(handler.request().operation, "Op");
     EXPECT_EQ(handler.request().body, "{\"a\":1}");
@@ -74,7 +72,7 @@ TEST(AppendData, TakesARequestInOnePiece)
 TEST(AppendData, IsCompleteWithTheLastByteOnly)
 {
     const QByteArray body = bodyOfSize(10000);
-    const QByteArray frame = Client::frameRequest(unknownOperation, body);
+    const QByteArray frame = Framing::frameRequest(unknownOperation, body);
     ProbeHandler handler;
     ASSERT_EQ(handler.append(frame.left(4096)), 0);
     for (qsizetype at = 4096; at < frame.size(); ++at) {
@@ -107,9 +105,9 @@ TEST(AppendData, BodyLengthZeroCompletesAtTheHeader)
 
 TEST(AppendData, BytesBehindTheBodyInTheSamePieceStayInTheBody)
 {
-    const QByteArray second = Client::frameRequest("Second", "{}");
+    const QByteArray second = Framing::frameRequest("Second", "{}");
     ProbeHandler handler;
-    ASSERT_EQ(handler.append(Client::frameRequest("First", "{}") + second), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest("First", "{}") + second), 0);
     EXPECT_TRUE(handler.isReadComplete());
     EXPECT_EQ(handler.request().operation, "First");
     EXPECT_EQ(handler.request().body, "{}" + second);
@@ -128,11 +126,11 @@ TEST(AppendData, BytesBehindTheBodyInALaterPieceStayInTheBody)
 TEST(AppendData, NameOf64BytesIsTakenAnd65AreNot)
 {
     ProbeHandler longest;
-    EXPECT_EQ(longest.append(Client::frameRequest(QByteArray(64, 'n'), "{}")), 0);
+    EXPECT_EQ(longest.append(Framing::frameRequest(QByteArray(64, 'n'), "{}")), 0);
     EXPECT_EQ(longest.request().operation, QByteArray(64, 'n'));
 
     ProbeHandler tooLong;
-    EXPECT_EQ(tooLong.append(Client::frameRequest(QByteArray(65, 'n'), "{}")), -1);
+    EXPECT_EQ(tooLong.append(Framing::frameRequest(QByteArray(65, 'n'), "{}")), -1);
     EXPECT_FALSE(tooLong.isReadComplete());
     EXPECT_TRUE(tooLong.request().operation.isEmpty());
 }
@@ -140,7 +138,7 @@ TEST(AppendData, NameOf64BytesIsTakenAnd65AreNot)
 TEST(AppendData, HeaderInTwoPiecesIsRefusedWithoutALine)
 {
     const LogCapture log;
-    const QByteArray frame = Client::frameRequest("Op", "{}");
+    const QByteArray frame = Framing::frameRequest("Op", "{}");
     for (qsizetype length = 1; length < 10; ++length) {
         ProbeHandler handler;
         EXPECT_EQ(handler.append(frame.left(length)), -1) << length;
@@ -181,7 +179,7 @@ TEST(AppendData, LargeBodiesAreRarelyMovedAndNeverHaveMoreRoomThanDeclared)
 TEST(ParseHeader, TellsTheHeadersSize)
 {
     ProbeHandler handler;
-    const QByteArray frame = Client::frameRequest("Name", "body");
+    const QByteArray frame = Framing::frameRequest("Name", "body");
     unsigned consumed = 0;
     ASSERT_EQ(handler.parseHeader(frame.constData(), &consumed, static_cast<unsigned>(frame.size())), 0);
     EXPECT_EQ(consumed, 12u);
@@ -204,7 +202,7 @@ TEST(Handle, BodyThatIsNoJsonFailsWithoutAReply)
         SCOPED_TRACE(body);
         const LogCapture log;
         ProbeHandler handler;
-        ASSERT_EQ(handler.append(Client::frameRequest(unknownOperation, body)), 0);
+        ASSERT_EQ(handler.append(Framing::frameRequest(unknownOperation, body)), 0);
         EXPECT_EQ(handler.handle(), -1);
         EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker 579 parser error"));
         EXPECT_TRUE(handler.reply().isEmpty());
@@ -215,7 +213,7 @@ TEST(Handle, UnknownOperationIsAnsweredAsInternalError)
 {
     const LogCapture log;
     ProbeHandler handler;
-    ASSERT_EQ(handler.append(Client::frameRequest(unknownOperation, "{\"TableName\":\"x\"}")), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest(unknownOperation, "{\"TableName\":\"x\"}")), 0);
     EXPECT_EQ(handler.handle(), 0);
     EXPECT_EQ(parseReply(handler.replyText()), internalErrorReply());
     EXPECT_EQ(handler.request().status, 2);
@@ -228,7 +226,7 @@ TEST(Handle, JsonThatIsNoObjectIsDispatchedAllTheSame)
     for (const char* body : {"[1,2]", "17", "\"text\"", "null", "true"}) {
         SCOPED_TRACE(body);
         ProbeHandler handler;
-        ASSERT_EQ(handler.append(Client::frameRequest(unknownOperation, body)), 0);
+        ASSERT_EQ(handler.append(Framing::frameRequest(unknownOperation, body)), 0);
         EXPECT_EQ(handler.handle(), 0);
         EXPECT_EQ(parseReply(handler.replyText()), internalErrorReply());
     }
@@ -237,7 +235,7 @@ TEST(Handle, JsonThatIsNoObjectIsDispatchedAllTheSame)
 TEST(Handle, KeepsNothingButTheReply)
 {
     ProbeHandler handler;
-    ASSERT_EQ(handler.append(Client::frameRequest(unknownOperation, bodyOfSize(100000))), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest(unknownOperation, bodyOfSize(100000))), 0);
     ASSERT_EQ(handler.handle(), 0);
     EXPECT_EQ(handler.request().body.capacity(), 0);
     EXPECT_TRUE(handler.request().parsedBody.isEmpty());
@@ -301,9 +299,9 @@ TEST(Reset, MakesRoomForTheNextRequest)
 {
     BDBObjTable environments(16);
     ProbeHandler handler(&environments);
-    ASSERT_EQ(handler.append(Client::frameRequest("First", bodyOfSize(100000))), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest("First", bodyOfSize(100000))), 0);
     handler.request().status = 4;
-    handler.request().schemaLoaded = true;
+    handler.request().table.setKeySchema({});
     handler.setReply(QByteArray(100000, 'r'));
     handler.reset();
 
@@ -312,11 +310,10 @@ TEST(Reset, MakesRoomForTheNextRequest)
     EXPECT_EQ(handler.request().body.capacity(), 0);
     EXPECT_TRUE(handler.request().operation.isEmpty());
     EXPECT_EQ(handler.request().status, 0);
-    EXPECT_FALSE(handler.request().schemaLoaded);
-    EXPECT_EQ(handler.request().registry, &environments);
-    EXPECT_EQ(handler.request().envTableCapacity, 1024);
+    EXPECT_FALSE(handler.request().table.keySchema());
+    EXPECT_EQ(handler.request().table.registry(), &environments);
 
-    ASSERT_EQ(handler.append(Client::frameRequest("Second", "{}")), 0);
+    ASSERT_EQ(handler.append(Framing::frameRequest("Second", "{}")), 0);
     EXPECT_TRUE(handler.isReadComplete());
     EXPECT_EQ(handler.request().operation, "Second");
     EXPECT_EQ(handler.request().body, "{}");

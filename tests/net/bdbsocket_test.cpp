@@ -33,7 +33,7 @@ TEST(Listen, ServesConnections)
     TestServer server;
     EXPECT_EQ(server.port(), 0);
     ASSERT_EQ(server.listenAnywhere(), 0);
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(server.connectTo(&connection)) << connection.error().toStdString();
     EXPECT_TRUE(exchangeWorks(connection));
 }
@@ -136,7 +136,7 @@ TEST(Listen, FailsWithoutAnAcceptThread)
 TEST(Listen, ASuccessorGetsThePortWhileOldConnectionsLinger)
 {
     int port = 0;
-    Client::Connection old;
+    Client::WireConnection old;
     {
         TestServer first;
         ASSERT_EQ(first.listenAnywhere(), 0);
@@ -156,7 +156,7 @@ TEST(Listen, EveryDescriptorIsClosedOnExec)
     const std::set<int> before = openDescriptors();
     TestServer server;
     ASSERT_EQ(server.listenAnywhere(), 0);
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(server.connectTo(&connection));
     ASSERT_TRUE(exchangeWorks(connection));
     const std::set<int> after = openDescriptors();
@@ -171,20 +171,20 @@ TEST(Accept, TheLastDescriptorsAreKeptForDatabases)
     const LogCapture log(LogWarn);
     TestServer server;
     ASSERT_EQ(server.listenAnywhere(), 0);
-    Client::Connection early;
+    Client::WireConnection early;
     ASSERT_TRUE(server.connectTo(&early));
     ASSERT_TRUE(exchangeWorks(early));
 
     const int lowest = lowestFreeDescriptors(1).front();
     {
         const SoftLimit limit(RLIMIT_NOFILE, static_cast<rlim_t>(lowest) + 64);
-        Client::Connection late;
+        Client::WireConnection late;
         ASSERT_TRUE(server.connectTo(&late));
         EXPECT_TRUE(endsWithoutData(late.socketDescriptor()));
         EXPECT_TRUE(exchangeWorks(early)); // those that exist go on
     }
     EXPECT_EQ(log.count("connection refused, the last descriptors are kept for databases, sd "), 1u);
-    Client::Connection later;
+    Client::WireConnection later;
     ASSERT_TRUE(server.connectTo(&later));
     EXPECT_TRUE(exchangeWorks(later));
 }
@@ -197,7 +197,7 @@ TEST(Accept, TheDescriptorBelowTheLastOnesIsServed)
     // The client takes one of these descriptors and the connection the other.
     const int second = lowestFreeDescriptors(2).back();
     const SoftLimit limit(RLIMIT_NOFILE, static_cast<rlim_t>(second) + 1 + 64);
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(server.connectTo(&connection));
     EXPECT_TRUE(exchangeWorks(connection));
     EXPECT_EQ(log.count("connection refused"), 0u);
@@ -209,7 +209,7 @@ TEST(Accept, ExhaustedDescriptorsGiveALineEachWithAPause)
     const LogCapture log(LogWarn);
     TestServer server(3);
     ASSERT_EQ(server.listenAnywhere(), 0);
-    Client::Connection early;
+    Client::WireConnection early;
     ASSERT_TRUE(server.connectTo(&early));
     ASSERT_TRUE(exchangeWorks(early));
 
@@ -223,7 +223,7 @@ TEST(Accept, ExhaustedDescriptorsGiveALineEachWithAPause)
         EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250)); // three pauses lie between four failures
         EXPECT_TRUE(exchangeWorks(early));
     }
-    Client::Connection recovered;
+    Client::WireConnection recovered;
     ASSERT_TRUE(server.connectTo(&recovered));
     EXPECT_TRUE(exchangeWorks(recovered));
 }

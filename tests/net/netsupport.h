@@ -1,7 +1,7 @@
 #ifndef QUORVA_TESTS_NET_NETSUPPORT_H
 #define QUORVA_TESTS_NET_NETSUPPORT_H
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "net/bdbiomaster.h"
 #include "net/bdbioworker_linux.h"
 #include "net/bdbreqhandler_linux.h"
@@ -280,7 +280,7 @@ public:
     using TcpServer::listeningSocket;
 
     /** Opens `connection` to this server; its receives give up some day. */
-    [[nodiscard]] bool connectTo(Client::Connection* connection) const
+    [[nodiscard]] bool connectTo(Client::WireConnection* connection) const
     {
         connection->setReceiveTimeout(PatienceMs);
         return connection->open(Client::DefaultHost, realPort());
@@ -288,7 +288,7 @@ public:
 };
 
 /** True when a request on `connection` is answered as it should be. */
-inline bool exchangeWorks(Client::Connection& connection, const QByteArray& body = "{}")
+inline bool exchangeWorks(Client::WireConnection& connection, const QByteArray& body = "{}")
 {
     QByteArray reply;
     return connection.exchange("DynamoDB_20111205.Nothing", body, &reply) && parseReply(reply) == internalErrorReply();

@@ -56,23 +56,3 @@ TEST(ReplyEnvelope, EverythingElseIsAnInternalError)
     for (const int status : {0, 1, 3, 4})
         EXPECT_TRUE(ReplyEnvelope::isOrdinary(status)) << status;
 }
-
-TEST(ReplyEnvelope, CodeIsAnIntegerAndTheTextsAreStrings)
-{
-    const QVariantMap reply = envelope(1);
-    EXPECT_EQ(reply["__rc"].typeId(), QMetaType::Int);
-    for (const char* name : {"__rcstr", "__type", "message"})
-        EXPECT_EQ(reply[name].typeId(), QMetaType::QString) << name;
-}
-
-TEST(ReplyEnvelope, WritesOverItsOwnFieldsAndKeepsTheRest)
-{
-    const QVariantMap before{{"__rc", "mine"}, {"__rcstr", 1}, {"__type", 2}, {"message", 3}, {"Item", "kept"}};
-    EXPECT_EQ(envelope(4, before), (QVariantMap{{"Item", "kept"},
-                                                {"__rc", 400},
-                                                {"__rcstr", "Bad Request"},
-                                                {"__type", "ValidationException"},
-                                                {"message", "A parameter is missing"}}));
-    EXPECT_EQ(envelope(0, before),
-              (QVariantMap{{"Item", "kept"}, {"__rc", 200}, {"__rcstr", "OK"}, {"__type", 2}, {"message", 3}}));
-}

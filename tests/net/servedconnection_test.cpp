@@ -1,7 +1,7 @@
 #include "net/bdbsocket.h"
 
-#include "net/framing.h"
 #include "netsupport.h"
+#include "protocol/framing.h"
 #include "support/logcapture.h"
 #include "support/waituntil.h"
 
@@ -37,12 +37,12 @@ protected:
 
     LogCapture log_{LogWarn};
     TestServer server_{2, 4};
-    Client::Connection client_;
+    Client::WireConnection client_;
 };
 
 QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
 {
-    QByteArray bytes = Client::frameRequest(operation, {});
+    QByteArray bytes = Framing::frameRequest(operation, {});
     Framing::writeLength(bodyLength, bytes.data() + bytes.size() - 4);
     return bytes;
 }
@@ -64,7 +64,7 @@ TEST_F(ServedConnection, CarriesAnyNumberOfExchanges)
 
 TEST_F(ServedConnection, TheReplyIsItsLengthAndItsText)
 {
-    ASSERT_TRUE(client_.send(Client::frameRequest(unknownOperation, "{}")));
+    ASSERT_TRUE(client_.send(Framing::frameRequest(unknownOperation, "{}")));
     const QByteArray text = R"({"__rc":400,"__rcstr":"Bad Request","__type":"InternalServerError",)"
                             R"("message":"The server encountered an internal error."})";
     QByteArray expected(4, '\0');
@@ -76,7 +76,7 @@ TEST_F(ServedConnection, TheReplyIsItsLengthAndItsText)
 
 TEST_F(ServedConnection, BodiesOfAllSizesAroundAPieceArriveOnce)
 {
-    const qsizetype header = Client::frameRequest(unknownOperation, {}).size();
+    const qsizetype header = Framing::frameRequest(unknownOperation, {}).size();
     for (const qsizetype size : {4096 - header - 1, 4096 - header, 4096 - header + 1, qsizetype(4096), qsizetype(8191),
                                  qsizetype(8192), qsizetype(65536), qsizetype(1000003)}) {
         ASSERT_TRUE(exchangeWorks(client_, bodyOfSize(size))) << size;
@@ -103,14 +103,14 @@ TEST_F(ServedConnection, ABodyMayComeByteByByte)
 TEST_F(ServedConnection, ASlowSenderHoldsNoThread)
 {
     // More connections with half a request than there are threads of any kind.
-    std::vector<Client::Connection> slow(12);
+    std::vector<Client::WireConnection> slow(12);
     const QByteArray body = bodyOfSize(20000);
-    for (Client::Connection& connection : slow) {
+    for (Client::WireConnection& connection : slow) {
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(connection.send(headerFor(unknownOperation, 20000) + body.left(10000)));
     }
     EXPECT_TRUE(exchangeWorks(client_));
-    for (Client::Connection& connection : slow) {
+    for (Client::WireConnection& connection : slow) {
         QByteArray reply;
         ASSERT_TRUE(connection.send(body.mid(10000)));
         ASSERT_TRUE(connection.receiveReply(&reply)) << connection.error().toStdString();
@@ -121,18 +121,18 @@ TEST_F(ServedConnection, ASlowSenderHoldsNoThread)
 TEST_F(ServedConnection, ANameOf64BytesReachesTheDispatcher)
 {
     const QByteArray name(64, 'n');
-    ASSERT_TRUE(client_.send(Client::frameRequest(name, "{}")));
+    ASSERT_TRUE(client_.send(Framing::frameRequest(name, "{}")));
     EXPECT_EQ(receive(), internalErrorReply());
     EXPECT_TRUE(log_.contains("Unknown request opcode is " + name.toStdString() + "\n"));
 }
 
 TEST_F(ServedConnection, MalformedHeadersCloseItWithoutALine)
 {
-    const QByteArray frame = Client::frameRequest(unknownOperation, "{}");
-    for (const QByteArray& bytes : {Client::frameRequest(QByteArray(65, 'n'), "{}"), QByteArray("GET / HTTP/1.0\r\n"),
+    const QByteArray frame = Framing::frameRequest(unknownOperation, "{}");
+    for (const QByteArray& bytes : {Framing::frameRequest(QByteArray(65, 'n'), "{}"), QByteArray("GET / HTTP/1.0\r\n"),
                                     frame.left(3), frame.left(4), frame.left(frame.size() - 3)}) {
         SCOPED_TRACE(testing::PrintToString(bytes.toStdString()));
-        Client::Connection connection;
+        Client::WireConnection connection;
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(connection.send(bytes));
         EXPECT_TRUE(endsWithoutData(connection.socketDescriptor()));
@@ -150,14 +150,14 @@ TEST_F(ServedConnection, BodyLengthZeroIsARequestWithoutJson)
 
 TEST_F(ServedConnection, ABodyThatIsNoJsonClosesItWithoutAReply)
 {
-    ASSERT_TRUE(client_.send(Client::frameRequest(unknownOperation, "{\"a\":")));
+    ASSERT_TRUE(client_.send(Framing::frameRequest(unknownOperation, "{\"a\":")));
     EXPECT_TRUE(endsWithoutData(client_.socketDescriptor()));
     EXPECT_THAT(log_.lines(), ElementsAre("[ERROR] bdbioworker 579 parser error"));
 }
 
 TEST_F(ServedConnection, TwoRequestsInOnePieceCloseIt)
 {
-    const QByteArray frame = Client::frameRequest(unknownOperation, "{}");
+    const QByteArray frame = Framing::frameRequest(unknownOperation, "{}");
     ASSERT_TRUE(client_.send(frame + frame));
     EXPECT_TRUE(endsWithoutData(client_.socketDescriptor()));
     EXPECT_THAT(log_.lines(), ElementsAre("[ERROR] bdbioworker 579 parser error"));
@@ -165,17 +165,17 @@ TEST_F(ServedConnection, TwoRequestsInOnePieceCloseIt)
 
 TEST_F(ServedConnection, ARequestBehindAFullPieceIsTheNextOne)
 {
-    const QByteArray empty = Client::frameRequest(unknownOperation, {});
-    const QByteArray first = Client::frameRequest(unknownOperation, bodyOfSize(4096 - empty.size()));
+    const QByteArray empty = Framing::frameRequest(unknownOperation, {});
+    const QByteArray first = Framing::frameRequest(unknownOperation, bodyOfSize(4096 - empty.size()));
     ASSERT_EQ(first.size(), 4096);
-    ASSERT_TRUE(client_.send(first + first + Client::frameRequest(unknownOperation, "{}")));
+    ASSERT_TRUE(client_.send(first + first + Framing::frameRequest(unknownOperation, "{}")));
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(receive(), internalErrorReply()) << i;
 }
 
 TEST_F(ServedConnection, AClientThatHasFinishedSendingStillGetsItsReply)
 {
-    ASSERT_TRUE(client_.send(Client::frameRequest(unknownOperation, bodyOfSize(100000))));
+    ASSERT_TRUE(client_.send(Framing::frameRequest(unknownOperation, bodyOfSize(100000))));
     ASSERT_EQ(shutdown(client_.socketDescriptor(), SHUT_WR), 0);
     EXPECT_EQ(receive(), internalErrorReply());
     EXPECT_TRUE(endsWithoutData(client_.socketDescriptor()));
@@ -193,7 +193,7 @@ TEST_F(ServedConnection, ResetsInAnyStateHurtNobodyElse)
 {
     ASSERT_TRUE(exchangeWorks(client_));
     const std::size_t before = openDescriptors().size();
-    const QByteArray whole = Client::frameRequest(unknownOperation, bodyOfSize(50000));
+    const QByteArray whole = Framing::frameRequest(unknownOperation, bodyOfSize(50000));
     for (const QByteArray& sent : {QByteArray(), whole.left(30), whole.left(20000), whole}) {
         for (int i = 0; i < 10; ++i) {
             Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -213,13 +213,13 @@ TEST_F(ServedConnection, ResetsInAnyStateHurtNobodyElse)
 
 TEST_F(ServedConnection, ManyIdleConnectionsNeedNoThreads)
 {
-    std::vector<Client::Connection> idle(300);
-    for (Client::Connection& connection : idle) {
+    std::vector<Client::WireConnection> idle(300);
+    for (Client::WireConnection& connection : idle) {
         ASSERT_TRUE(server_.connectTo(&connection));
         ASSERT_TRUE(exchangeWorks(connection));
     }
     EXPECT_LE(threadCount(), initialThreadCount() + 1 + 2 + 4); // accept thread, workers, pool
-    for (Client::Connection& connection : idle)
+    for (Client::WireConnection& connection : idle)
         ASSERT_TRUE(exchangeWorks(connection));
 }
 
@@ -229,7 +229,7 @@ TEST_F(ServedConnection, ManyConnectionsAtOnceAreAllServed)
     std::vector<std::thread> clients;
     for (int id = 0; id < 16; ++id) {
         clients.emplace_back([&, id] {
-            Client::Connection connection;
+            Client::WireConnection connection;
             if (!server_.connectTo(&connection))
                 return;
             for (int i = 0; i < 50; ++i)
@@ -255,12 +255,12 @@ TEST(BDBServer, StopsWithoutHavingListened)
 
 TEST(BDBServer, EndsWithConnectionsInEveryState)
 {
-    const QByteArray whole = Client::frameRequest(unknownOperation, bodyOfSize(50000));
+    const QByteArray whole = Framing::frameRequest(unknownOperation, bodyOfSize(50000));
     for (int round = 0; round < 5; ++round) {
         const std::set<int> before = openDescriptors();
         auto server = std::make_unique<TestServer>();
         ASSERT_EQ(server->listenAnywhere(), 0);
-        std::vector<Client::Connection> clients(9);
+        std::vector<Client::WireConnection> clients(9);
         for (std::size_t i = 0; i < clients.size(); ++i) {
             ASSERT_TRUE(server->connectTo(&clients[i]));
             if (i % 3 == 0) {
@@ -270,7 +270,7 @@ TEST(BDBServer, EndsWithConnectionsInEveryState)
             }
         }
         server.reset();
-        for (Client::Connection& client : clients) {
+        for (Client::WireConnection& client : clients) {
             QByteArray reply;
             if (client.receiveReply(&reply)) { // one that was running has its answer
                 EXPECT_EQ(parseReply(reply), internalErrorReply());
@@ -286,12 +286,12 @@ TEST(BDBServer, ServersOfOneProcessDoNotMeet)
 {
     TestServer first(1, 1);
     ASSERT_EQ(first.listenAnywhere(), 0);
-    Client::Connection connection;
+    Client::WireConnection connection;
     ASSERT_TRUE(first.connectTo(&connection));
     {
         TestServer second(1, 1);
         ASSERT_EQ(second.listenAnywhere(), 0);
-        Client::Connection other;
+        Client::WireConnection other;
         ASSERT_TRUE(second.connectTo(&other));
         EXPECT_TRUE(exchangeWorks(other));
         EXPECT_TRUE(exchangeWorks(connection));

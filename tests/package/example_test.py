@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-from startedserver import StartedServer, expect, run
+from quorva import Server, expect, run, run_main
 
 WANTED = """\
 2012-03 has an order already
@@ -70,7 +70,7 @@ def main(build, example, document, compiler):
 
         tables = os.path.join(scratch, "tables")
         os.mkdir(tables)
-        server = StartedServer(lambda port: [f"{prefix}/bin/quorva", "-p", str(port)], scratch, scratch)
+        server = Server([f"{prefix}/bin/quorva"], scratch)
         try:
             orders = os.path.join(program, "orders")
             server.start()
@@ -94,4 +94,4 @@ def main(build, example, document, compiler):
             server.clean_up()
 
 
-main(*sys.argv[1:])
+run_main(main, *sys.argv[1:])

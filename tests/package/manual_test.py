@@ -8,7 +8,7 @@ import os
 import re
 import sys
 
-from startedserver import expect, fail, run
+from quorva import expect, fail, run, run_main
 
 
 def help_texts(program, *command):
@@ -40,4 +40,4 @@ def main(source, programs):
             fail(f"{name}.1 does not have {', '.join(missing)}")
 
 
-main(*sys.argv[1:])
+run_main(main, *sys.argv[1:])

@@ -17,7 +17,7 @@ import tempfile
 import time
 import urllib.request
 
-from startedserver import DEADLINE, StartedServer, expect, fail, run
+from quorva import DEADLINE, Server, end, expect, fail, run, run_main
 
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
@@ -122,10 +122,10 @@ def use_gateway(root, server, scratch):
         gateway = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stderr=log)
     try:
         listening = None
-        end = time.monotonic() + DEADLINE
+        deadline = time.monotonic() + DEADLINE
         while listening is None:
             listening = re.search(r"listening on (127.0.0.1:\d+) ", open(messages).read())
-            if listening is None and (gateway.poll() is not None or time.monotonic() > end):
+            if listening is None and (gateway.poll() is not None or time.monotonic() > deadline):
                 fail(f"quorva-http does not listen:\n{open(messages).read()}")
             time.sleep(0.01)
         request = urllib.request.Request(f"http://{listening[1]}/", json.dumps(GET_ITEM).encode(),
@@ -136,9 +136,7 @@ def use_gateway(root, server, scratch):
         gateway.terminate()
         expect("the end of quorva-http", gateway.wait(DEADLINE), 0)
     finally:
-        if gateway.poll() is None:
-            gateway.kill()
-            gateway.wait()
+        end(gateway)
 
 
 def use_server(root, scratch):
@@ -149,8 +147,7 @@ def use_server(root, scratch):
     os.makedirs(state)
     run(settings["ExecStartPre"][0].split(), cwd=state)
 
-    server = StartedServer(lambda port: service_command(root, "quorva", "QUORVA_OPTIONS", ["-p", str(port)]), state,
-                             scratch)
+    server = Server(service_command(root, "quorva", "QUORVA_OPTIONS", []), scratch, state)
 
     def quorvactl(operation, body):
         text = run([os.path.join(root.path, "usr/bin/quorvactl"), "--port", str(server.port), operation,
@@ -228,4 +225,4 @@ def main(build):
         expect("packages after the purge", root.dpkg("--get-selections"), "")
 
 
-main(*sys.argv[1:])
+run_main(main, *sys.argv[1:])

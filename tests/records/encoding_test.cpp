@@ -2,7 +2,8 @@
 
 #include "records/items.h"
 #include "records/recordlines.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
+#include "records/tablecontext.h"
 
 #include <QCryptographicHash>
 
@@ -37,30 +38,30 @@ TEST(FilePart, IsWhatFollowsTheLastBarElseTheLastSeparatorElseAll)
         {"dir|na\xc3\xafve", "na\xc3\xafve"},
     };
     for (const auto& [tableName, expected] : cases)
-        EXPECT_EQ(filePart(tableName), expected) << tableName.toStdString();
+        EXPECT_EQ(Records::filePart(tableName), expected) << tableName.toStdString();
 }
 
 TEST(DataFileName, AppendsThePartitionInTwoLowerCaseDigits)
 {
-    EXPECT_EQ(dataFileName(R"(D:\store\env1|orders)", 0x3f), R"(D:\store\env1|orders_3f.db)");
-    EXPECT_EQ(dataFileName("d|t", 0), "d|t_00.db");
-    EXPECT_EQ(dataFileName("d|t", 0x0a), "d|t_0a.db");
-    EXPECT_EQ(dataFileName("d|t", 0xff), "d|t_ff.db");
-    EXPECT_EQ(dataFileName("", 1), "_01.db");
-    EXPECT_EQ(filePart(dataFileName(R"(D:\store\env1|orders)", 0x3f)), "orders_3f.db");
+    EXPECT_EQ(Records::dataFileName(R"(D:\store\env1|orders)", 0x3f), R"(D:\store\env1|orders_3f.db)");
+    EXPECT_EQ(Records::dataFileName("d|t", 0), "d|t_00.db");
+    EXPECT_EQ(Records::dataFileName("d|t", 0x0a), "d|t_0a.db");
+    EXPECT_EQ(Records::dataFileName("d|t", 0xff), "d|t_ff.db");
+    EXPECT_EQ(Records::dataFileName("", 1), "_01.db");
+    EXPECT_EQ(Records::filePart(Records::dataFileName(R"(D:\store\env1|orders)", 0x3f)), "orders_3f.db");
 }
 
 TEST(DataFileName, TakesATableNameOfAnyLengthAsItIs)
 {
     const QByteArray name(5000, 'x');
-    EXPECT_EQ(dataFileName(name + "%s%n", 0xab), name + "%s%n_ab.db");
+    EXPECT_EQ(Records::dataFileName(name + "%s%n", 0xab), name + "%s%n_ab.db");
 }
 
 TEST(DataFileName, GivesEachPartitionAFileOfItsOwn)
 {
     std::set<QByteArray> names;
     for (unsigned partition = 0; partition < PartitionCount; ++partition)
-        names.insert(dataFileName("d|t", partition));
+        names.insert(Records::dataFileName("d|t", partition));
     EXPECT_EQ(names.size(), 256u);
 }
 
@@ -73,23 +74,23 @@ TEST(PartitionOf, IsByteThreeOfTheMd5Digest)
     for (const QByteArray& key : keys) {
         const QByteArray digest = QCryptographicHash::hash(key, QCryptographicHash::Md5);
         const auto byte = static_cast<unsigned char>(digest[3]);
-        EXPECT_EQ(partitionOf(key, 256), byte) << key.left(40).toStdString();
-        EXPECT_EQ(partitionOf(key, 16), byte & 15u) << key.left(40).toStdString();
-        EXPECT_EQ(partitionOf(key, 1), 0u) << key.left(40).toStdString();
+        EXPECT_EQ(Records::partitionOf(key, 256), byte) << key.left(40).toStdString();
+        EXPECT_EQ(Records::partitionOf(key, 16), byte & 15u) << key.left(40).toStdString();
+        EXPECT_EQ(Records::partitionOf(key, 1), 0u) << key.left(40).toStdString();
     }
 }
 
 TEST(PartitionOf, AnEmptyKeyHasAPartition)
 {
-    EXPECT_EQ(partitionOf(QByteArray(), PartitionCount), 0xd9u); // MD5 of nothing: d41d8cd9...
-    EXPECT_EQ(partitionOf("abc", PartitionCount), 0x98u);        // 90015098...
+    EXPECT_EQ(Records::partitionOf(QByteArray(), PartitionCount), 0xd9u); // MD5 of nothing: d41d8cd9...
+    EXPECT_EQ(Records::partitionOf("abc", PartitionCount), 0x98u);        // 90015098...
 }
 
 TEST(PartitionOf, ReachesEveryPartition)
 {
     std::set<unsigned> seen;
     for (int i = 0; i < 10000; ++i)
-        seen.insert(partitionOf(QByteArray::number(i), PartitionCount));
+        seen.insert(Records::partitionOf(QByteArray::number(i), PartitionCount));
     EXPECT_EQ(seen.size(), 256u);
     EXPECT_LT(*seen.rbegin(), PartitionCount);
 }
@@ -113,10 +114,10 @@ TEST(RecordKey, IsTheLengthOfTheHashKeyThenBothKeys)
         {"h", QByteArray(20000, 'r'), "0001h" + QByteArray(20000, 'r')},
     };
     for (const Case& c : cases) {
-        const QByteArray key = recordKey(c.hash, c.range);
+        const QByteArray key = Records::recordKey(c.hash, c.range);
         EXPECT_EQ(key, c.key);
         QByteArrayView hash, range;
-        ASSERT_TRUE(decodeRecordKey(key, &hash, &range));
+        ASSERT_TRUE(Records::decodeRecordKey(key, &hash, &range));
         EXPECT_EQ(hash.toByteArray(), c.hash);
         EXPECT_EQ(range.toByteArray(), c.range);
     }
@@ -125,11 +126,11 @@ TEST(RecordKey, IsTheLengthOfTheHashKeyThenBothKeys)
 TEST(RecordKey, FiveDigitLengthReadsBackWrong)
 {
     const QByteArray hash(10000, 'h');
-    const QByteArray key = recordKey(hash, "range");
+    const QByteArray key = Records::recordKey(hash, "range");
     EXPECT_EQ(key, "10000" + hash + "range");
 
     QByteArrayView readHash, readRange;
-    ASSERT_TRUE(decodeRecordKey(key, &readHash, &readRange));
+    ASSERT_TRUE(Records::decodeRecordKey(key, &readHash, &readRange));
     EXPECT_EQ(readHash.toByteArray(), "0" + QByteArray(999, 'h')); // "1000", and the fifth digit became text
     EXPECT_EQ(readRange.toByteArray(), QByteArray(9001, 'h') + "range");
 }
@@ -140,7 +141,7 @@ TEST(RecordKey, KeysOfOneHashKeyAreOneRun)
     std::set<std::pair<QByteArray, QByteArray>> ordered; // record key, hash key
     for (const QByteArray hash : {"a", "ab", "abc", "b", "", "0003abc"})
         for (const QByteArray range : {"", "a", "b", "c", "\xff"})
-            ordered.insert({recordKey(hash, range), hash});
+            ordered.insert({Records::recordKey(hash, range), hash});
     ASSERT_EQ(ordered.size(), 30u);
     QByteArrayList runs;
     for (const auto& [key, hash] : ordered)
@@ -154,14 +155,14 @@ TEST(RecordKey, WithoutANumberInFrontIsNotDecoded)
     for (const QByteArray& key : {QByteArray(), QByteArray("abcd"), QByteArray("00x3abc"), QByteArray("-001a"),
                                   QByteArray("\0\0\0\0", 4), QByteArray("1.23abc")}) {
         QByteArrayView hash, range;
-        EXPECT_FALSE(decodeRecordKey(key, &hash, &range)) << key.toPercentEncoding().toStdString();
+        EXPECT_FALSE(Records::decodeRecordKey(key, &hash, &range)) << key.toPercentEncoding().toStdString();
     }
 }
 
 TEST(RecordKey, LongerThanItsKeysClaimIsCutAtTheEnd)
 {
     QByteArrayView hash, range;
-    ASSERT_TRUE(decodeRecordKey("0009abc", &hash, &range));
+    ASSERT_TRUE(Records::decodeRecordKey("0009abc", &hash, &range));
     EXPECT_EQ(hash.toByteArray(), "abc");
     EXPECT_EQ(range.toByteArray(), "");
 }
@@ -181,7 +182,7 @@ TEST(KeyBytes, AreTheLatin1BytesOfTheText)
     for (const auto& [value, expected] : cases) {
         const LogCapture log;
         QByteArray bytes = "before";
-        EXPECT_EQ(keyBytes(value, &bytes), StatusSuccess);
+        EXPECT_EQ(Records::keyBytes(value, &bytes), StatusSuccess);
         EXPECT_EQ(bytes, expected);
         EXPECT_EQ(recordLines(log), Lines());
     }
@@ -193,7 +194,7 @@ TEST(KeyBytes, RefuseACharacterThatLatin1Lacks)
                                 QString::fromUcs4(U"\U0001f600")}) {
         const LogCapture log;
         QByteArray bytes = "before";
-        EXPECT_EQ(keyBytes(text, &bytes), StatusInvalidRequest);
+        EXPECT_EQ(Records::keyBytes(text, &bytes), StatusInvalidRequest);
         EXPECT_EQ(bytes, "before");
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # key holds a character outside Latin-1"}));
     }
@@ -203,8 +204,8 @@ class ExtractKeys : public testing::Test {
 protected:
     ExtractKeys()
     {
-        request_.hashKeyElement = json(R"({"AttributeName":"id","AttributeType":"S"})");
-        request_.rangeKeyElement = json(R"({"AttributeName":"when","AttributeType":"S"})");
+        schema_.hash = json(R"({"AttributeName":"id","AttributeType":"S"})");
+        schema_.range = json(R"({"AttributeName":"when","AttributeType":"S"})");
     }
 
     /** Runs it and keeps everything that it may change. */
@@ -213,14 +214,13 @@ protected:
         item_ = json(item);
         shared_ = item_;
         const LogCapture log;
-        const int rc = extractKeys(request_, &item_, &hash_, &range_);
+        const int rc = Records::extractKeys(schema_, &item_, &hash_, &range_);
         lines_ = recordLines(log);
         EXPECT_EQ(shared_, json(item)) << "a copy of the item changed with it";
         return rc;
     }
 
-    BDBObjTable table_{2};
-    BDBRequest request_{&table_, &table_, 2};
+    KeySchema schema_;
     QVariantMap item_;
     QVariantMap shared_;
     QByteArray hash_ = "old hash";
@@ -293,7 +293,7 @@ TEST_F(ExtractKeys, RefusesAKeyThatLatin1CannotHold)
 
 TEST_F(ExtractKeys, FollowTheTypeThatTheSchemaNames)
 {
-    request_.hashKeyElement["AttributeType"] = "N";
+    schema_.hash["AttributeType"] = "N";
     EXPECT_EQ(extract(R"({"id":{"N":"17"},"when":{"S":"r"}})"), StatusSuccess);
     EXPECT_EQ(hash_, "17");
     EXPECT_EQ(range_, "r");
@@ -301,7 +301,7 @@ TEST_F(ExtractKeys, FollowTheTypeThatTheSchemaNames)
 
 TEST_F(ExtractKeys, OneNameForBothKeysGivesAnEmptyRangeKey)
 {
-    request_.rangeKeyElement["AttributeName"] = "id";
+    schema_.range["AttributeName"] = "id";
     EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusSuccess);
     EXPECT_EQ(hash_, "abc");
     EXPECT_EQ(range_, "");
@@ -310,7 +310,7 @@ TEST_F(ExtractKeys, OneNameForBothKeysGivesAnEmptyRangeKey)
 
 TEST_F(ExtractKeys, WithoutALoadedSchemaFindNoKey)
 {
-    request_.hashKeyElement.clear();
+    schema_.hash.clear();
     EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusInternalError);
     EXPECT_EQ(lines_, attrMissing_);
 }

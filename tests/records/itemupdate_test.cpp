@@ -2,7 +2,7 @@
 
 #include "items.h"
 #include "recordlines.h"
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ void checkCase(const Case& c)
         QVariantMap item = json(c.item);
         const QVariantMap shared = item;
         QVariantMap answer;
-        EXPECT_EQ(applyUpdates(json(c.updates), returnValues, &item, &answer), 0);
+        EXPECT_EQ(Records::applyUpdates(json(c.updates), returnValues, &item, &answer), 0);
 
         QByteArray expected = "{}";
         if (returnValues == "ALL_OLD")
@@ -135,10 +135,10 @@ TEST(ApplyUpdates, AFailedAddEndsTheUpdate)
         const LogCapture log;
         QVariantMap item = json(R"({"a":{"N":"1"},"b":{"SS":["p"]},"c":{"S":"x"}})");
         QVariantMap answer;
-        EXPECT_EQ(applyUpdates(json(R"({"a":{"Action":"ADD","Value":{"N":"1"}},)"
-                                    R"("b":{"Action":"ADD","Value":{"SS":["q"]}},)"
-                                    R"("c":{"Action":"ADD","Value":{"N":"1"}}})"),
-                               returnValues, &item, &answer),
+        EXPECT_EQ(Records::applyUpdates(json(R"({"a":{"Action":"ADD","Value":{"N":"1"}},)"
+                                             R"("b":{"Action":"ADD","Value":{"SS":["q"]}},)"
+                                             R"("c":{"Action":"ADD","Value":{"N":"1"}}})"),
+                                        returnValues, &item, &answer),
                   StatusNotFound);
         // One line: c was not reached.
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # attr missing"}));
@@ -157,7 +157,7 @@ TEST(ApplyUpdates, AddNeedsAMapOnBothSides)
         const LogCapture log;
         QVariantMap item = json(before);
         QVariantMap answer;
-        EXPECT_EQ(applyUpdates(json(updates), "", &item, &answer), StatusNotFound) << before.toStdString();
+        EXPECT_EQ(Records::applyUpdates(json(updates), "", &item, &answer), StatusNotFound) << before.toStdString();
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # attr missing"})) << before.toStdString();
     }
 }

@@ -11,14 +11,14 @@ namespace {
 class RecordOpsUnderContention : public RecordOps {
 protected:
     /** Runs `work` with the number of its thread on `count` threads, each with a connection of its own. */
-    void onThreads(int count, const std::function<void(int, BDBRequest&)>& work)
+    void onThreads(int count, const std::function<void(int, BDBEnv*)>& work)
     {
         std::vector<std::thread> threads;
         for (int i = 0; i < count; ++i)
             threads.emplace_back([this, i, &work] {
                 TestConnection connection(tables_.registry());
-                EXPECT_EQ(envLookup(connection.request(), tables_.tableName(), 0), 0);
-                work(i, connection.request());
+                EXPECT_EQ(connection.context().envLookup(tables_.tableName(), 0), 0);
+                work(i, connection.context().env());
             });
         for (std::thread& thread : threads)
             thread.join();
@@ -37,14 +37,14 @@ TEST_F(RecordOpsUnderContention, ADeadlockIsHandedOnWithoutALine)
     const QByteArray allOld = "ALL_OLD";
 
     QVariantMap item = json(R"({"a":{"S":"y"}})");
-    EXPECT_EQ(readItem(request(), db_, key_, &item), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(putDb(request(), db_, key_, &item, nullptr, false), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(putDb(request(), db_, key_, &item, nullptr, true), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(putDb(request(), db_, key_, &item, &condition, false), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(deleteDb(request(), db_, key_, nullptr, nullptr), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(deleteDb(request(), db_, key_, nullptr, &item), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(deleteDb(request(), db_, key_, &condition, nullptr), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(updateDb(request(), db_, key_, json(R"({"a":{"Action":"DELETE"}})"), nullptr, &allOld, &item),
+    EXPECT_EQ(readItem(env(), db_, key_, &item), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(writeItem(env(), db_, key_, &item, nullptr, false), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(writeItem(env(), db_, key_, &item, nullptr, true), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(writeItem(env(), db_, key_, &item, &condition, false), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(Records::deleteDb(env(), db_, key_, nullptr, nullptr), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(Records::deleteDb(env(), db_, key_, nullptr, &item), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(Records::deleteDb(env(), db_, key_, &condition, nullptr), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(Records::updateDb(env(), db_, key_, json(R"({"a":{"Action":"DELETE"}})"), nullptr, &allOld, &item),
               DB_LOCK_DEADLOCK);
 
     EXPECT_EQ(item, json(R"({"a":{"S":"y"}})"));
@@ -59,8 +59,8 @@ TEST_F(RecordOpsUnderContention, NothingIsChangedByADeadlock)
         const HeldLock held(env(), db_, key_, HeldLock::Write);
         const ExpiringLocks expiring(env());
         QVariantMap item = json(R"({"a":{"S":"y"}})");
-        EXPECT_EQ(putDb(request(), db_, key_, &item, nullptr, false), DB_LOCK_DEADLOCK);
-        EXPECT_EQ(deleteDb(request(), db_, key_, nullptr, nullptr), DB_LOCK_DEADLOCK);
+        EXPECT_EQ(writeItem(env(), db_, key_, &item, nullptr, false), DB_LOCK_DEADLOCK);
+        EXPECT_EQ(Records::deleteDb(env(), db_, key_, nullptr, nullptr), DB_LOCK_DEADLOCK);
     }
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", text_}}));
 }
@@ -74,13 +74,13 @@ TEST_F(RecordOpsUnderContention, TheReadOfAReadModifyWriteTakesTheWriteLock)
     {
         const HeldLock reader(env(), db_, key_, HeldLock::Read);
         const ExpiringLocks expiring(env());
-        EXPECT_EQ(putDb(request(), db_, key_, &item, &fails, false), DB_LOCK_DEADLOCK);
-        EXPECT_EQ(deleteDb(request(), db_, key_, &fails, nullptr), DB_LOCK_DEADLOCK);
-        EXPECT_EQ(updateDb(request(), db_, key_, QVariantMap(), &fails, nullptr, &item), DB_LOCK_DEADLOCK);
+        EXPECT_EQ(writeItem(env(), db_, key_, &item, &fails, false), DB_LOCK_DEADLOCK);
+        EXPECT_EQ(Records::deleteDb(env(), db_, key_, &fails, nullptr), DB_LOCK_DEADLOCK);
+        EXPECT_EQ(Records::updateDb(env(), db_, key_, QVariantMap(), &fails, nullptr, &item), DB_LOCK_DEADLOCK);
     }
-    EXPECT_EQ(putDb(request(), db_, key_, &item, &fails, false), StatusConditionFailed);
-    EXPECT_EQ(deleteDb(request(), db_, key_, &fails, nullptr), StatusConditionFailed);
-    EXPECT_EQ(updateDb(request(), db_, key_, QVariantMap(), &fails, nullptr, &item), StatusConditionFailed);
+    EXPECT_EQ(writeItem(env(), db_, key_, &item, &fails, false), StatusConditionFailed);
+    EXPECT_EQ(Records::deleteDb(env(), db_, key_, &fails, nullptr), StatusConditionFailed);
+    EXPECT_EQ(Records::updateDb(env(), db_, key_, QVariantMap(), &fails, nullptr, &item), StatusConditionFailed);
 }
 
 TEST_F(RecordOpsUnderContention, OppositeOrdersDeadlockAndTheYoungerTransactionLoses)
@@ -95,19 +95,19 @@ TEST_F(RecordOpsUnderContention, OppositeOrdersDeadlockAndTheYoungerTransactionL
     BDBTxn older, younger;
     ASSERT_EQ(older.begin(env(), 0), 0);
     ASSERT_EQ(younger.begin(env(), 0), 0);
-    ASSERT_EQ(putDb(db_, key_, &theirs, nullptr, false, &older), 0);
-    ASSERT_EQ(putDb(second, key_, &ours, nullptr, true, &younger), 0);
+    ASSERT_EQ(writeItem(db_, key_, &theirs, nullptr, false, &older), 0);
+    ASSERT_EQ(writeItem(second, key_, &ours, nullptr, true, &younger), 0);
     ours = json(R"({"a":{"S":"younger"}})");
 
     // Whoever waits first, the second wait closes the circle.
     int rc = -1;
-    std::thread other([&] { rc = putDb(second, key_, &theirs, nullptr, false, &older); });
-    EXPECT_EQ(putDb(db_, key_, &ours, nullptr, true, &younger), DB_LOCK_DEADLOCK);
+    std::thread other([&] { rc = writeItem(second, key_, &theirs, nullptr, false, &older); });
+    EXPECT_EQ(writeItem(db_, key_, &ours, nullptr, true, &younger), DB_LOCK_DEADLOCK);
     EXPECT_EQ(ours, json(R"({"a":{"S":"younger"}})"));
-    EXPECT_EQ(finish(younger, DB_LOCK_DEADLOCK), DB_LOCK_DEADLOCK);
+    EXPECT_EQ(younger.finish(DB_LOCK_DEADLOCK), DB_LOCK_DEADLOCK);
     other.join();
     EXPECT_EQ(rc, 0);
-    EXPECT_EQ(finish(older, 0), 0);
+    EXPECT_EQ(older.finish(0), 0);
 
     const RawRecords expected{{"0004hashrange", R"({"a":{"S":"older"}})"}};
     EXPECT_EQ(rawRecords(db_), expected);
@@ -122,11 +122,11 @@ TEST_F(RecordOpsUnderContention, NoAdditionIsLost)
     const CommitFlags flags(DB_TXN_NOSYNC); // a disk that is slow to flush would take its time
     const QVariantMap add = json(R"({"n":{"Action":"ADD","Value":{"N":"1"}}})");
     const LogCapture log;
-    onThreads(Threads, [&](int, BDBRequest& request) {
+    onThreads(Threads, [&](int, BDBEnv* env) {
         QVariantMap result;
         for (int i = 0; i < Rounds; ++i) {
-            const int rc = retryOnDeadlock([&] { return updateDb(request, db_, key_, add, nullptr, nullptr, &result); },
-                                           [](int) {});
+            const int rc = retryOnDeadlock(
+                [&] { return Records::updateDb(env, db_, key_, add, nullptr, nullptr, &result); }, [](int) {});
             EXPECT_EQ(rc, 0);
         }
     });
@@ -138,16 +138,16 @@ TEST_F(RecordOpsUnderContention, OnlyOneCreatorWins)
 {
     const QVariantMap missing = json(R"({"owner":{"Exists":false}})");
     for (int round = 0; round < 10; ++round) {
-        const QByteArray key = recordKey(QByteArray::number(round), "");
+        const QByteArray key = Records::recordKey(QByteArray::number(round), "");
         std::atomic<int> winner{-1};
         std::atomic<int> winners{0};
         std::atomic<int> losers{0};
-        onThreads(4, [&](int number, BDBRequest& request) {
+        onThreads(4, [&](int number, BDBEnv* env) {
             QVariantMap item;
             const int rc = retryOnDeadlock(
                 [&] {
                     item = {{"owner", QVariantMap{{"N", QString::number(number)}}}};
-                    return putDb(request, db_, key, &item, &missing, false);
+                    return writeItem(env, db_, key, &item, &missing, false);
                 },
                 [](int) {});
             if (rc == 0) {
@@ -172,16 +172,16 @@ TEST_F(RecordOpsUnderContention, ReadersSeeWholeItems)
         return QVariantMap{{"a", QVariantMap{{"S", text}}}, {"b", QVariantMap{{"S", text}}}};
     };
     QVariantMap first = itemOf(0);
-    ASSERT_EQ(putDb(request(), db_, key_, &first, nullptr, false), 0);
-    onThreads(4, [&](int number, BDBRequest& request) {
+    ASSERT_EQ(writeItem(env(), db_, key_, &first, nullptr, false), 0);
+    onThreads(4, [&](int number, BDBEnv* env) {
         for (int i = 0; i < 50; ++i) {
             QVariantMap item;
             const int rc = retryOnDeadlock(
                 [&] {
                     if (number % 2 == 0)
-                        return readItem(request, db_, key_, &item);
+                        return readItem(env, db_, key_, &item);
                     item = itemOf((i + number) % 8);
-                    return putDb(request, db_, key_, &item, nullptr, true);
+                    return writeItem(env, db_, key_, &item, nullptr, true);
                 },
                 [](int) {});
             EXPECT_EQ(rc, 0);

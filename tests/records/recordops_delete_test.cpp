@@ -9,7 +9,8 @@ protected:
     int del(const QByteArray& expected = QByteArray(), bool returnOld = false)
     {
         const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
-        return deleteDb(request(), db_, key_, expected.isNull() ? nullptr : &conditions, returnOld ? &old_ : nullptr);
+        return Records::deleteDb(env(), db_, key_, expected.isNull() ? nullptr : &conditions,
+                                 returnOld ? &old_ : nullptr);
     }
 
     QVariantMap old_ = json(R"({"before":{"S":"call"}})");
@@ -185,7 +186,7 @@ TEST_F(DeleteDb, OtherReadErrorsAreHandedOnWithALine)
     TableEnv foreign; // a transaction of one environment is of no use in another
     store(text_);
     const LogCapture log;
-    EXPECT_EQ(deleteDb(foreign.request(), db_, key_, nullptr, &old_), EINVAL);
+    EXPECT_EQ(Records::deleteDb(foreign.env(), db_, key_, nullptr, &old_), EINVAL);
     EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdbrequest # deleteDb get failed for " + keyText_ +
                                     " key ulen 4096 size 13 data ulen 4096 size 0"}));
     EXPECT_EQ(stored(), text_);
@@ -241,19 +242,19 @@ TEST_F(DeleteDb, InACallersTransactionLeavesTheEndToTheCaller)
     rawPut(db_, "other", text_);
     BDBTxn txn;
     ASSERT_EQ(txn.begin(env(), 0), 0);
-    EXPECT_EQ(deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
-    EXPECT_EQ(deleteDb(db_, "other", nullptr, &old_, &txn), 0);
+    EXPECT_EQ(Records::deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
+    EXPECT_EQ(Records::deleteDb(db_, "other", nullptr, &old_, &txn), 0);
     EXPECT_EQ(old_, json(text_));
-    EXPECT_TRUE(txn.isActive());
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(txn.abort(), 0);
     EXPECT_EQ(rawRecords(db_).size(), 2u);
 
     const QVariantMap fails = json(R"({"a":{"Exists":false}})");
     ASSERT_EQ(txn.begin(env(), 0), 0);
-    EXPECT_EQ(deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
-    EXPECT_EQ(deleteDb(db_, "other", &fails, nullptr, &txn), StatusConditionFailed);
-    EXPECT_TRUE(txn.isActive());
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_EQ(Records::deleteDb(db_, key_, nullptr, nullptr, &txn), 0);
+    EXPECT_EQ(Records::deleteDb(db_, "other", &fails, nullptr, &txn), StatusConditionFailed);
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"other", text_}}));
 }
 

@@ -4,7 +4,7 @@ namespace {
 
 class GetDb : public RecordOps {
 protected:
-    int get() { return readItem(request(), db_, key_, &item_); }
+    int get() { return readItem(env(), db_, key_, &item_); }
 
     QVariantMap item_ = json(R"({"before":{"S":"call"}})");
     const QVariantMap before_ = item_;
@@ -50,13 +50,13 @@ TEST_F(GetDb, AMissingRecordIsNotFoundWithoutALine)
 
 TEST_F(GetDb, KeysAreBytes)
 {
-    const QByteArray keys[] = {recordKey("", ""), recordKey(QByteArray("a\0b", 3), ""),
-                               recordKey(QByteArray("a\0c", 3), ""), recordKey("\xe9", "\xff"),
-                               recordKey(QByteArray(5000, 'h'), QByteArray(5000, 'r'))};
+    const QByteArray keys[] = {Records::recordKey("", ""), Records::recordKey(QByteArray("a\0b", 3), ""),
+                               Records::recordKey(QByteArray("a\0c", 3), ""), Records::recordKey("\xe9", "\xff"),
+                               Records::recordKey(QByteArray(5000, 'h'), QByteArray(5000, 'r'))};
     for (const QByteArray& key : keys)
         rawPut(db_, key, R"({"key":{"S":")" + key.toHex() + R"("}})");
     for (const QByteArray& key : keys) {
-        EXPECT_EQ(readItem(request(), db_, key, &item_), 0);
+        EXPECT_EQ(readItem(env(), db_, key, &item_), 0);
         EXPECT_EQ(item_, (QVariantMap{{"key", QVariantMap{{"S", QString::fromLatin1(key.toHex())}}}}));
     }
 }
@@ -104,7 +104,7 @@ TEST_F(GetDb, OtherErrorsAreHandedOnWithALine)
     TableEnv foreign; // a transaction of one environment is of no use in another
     store("{}");
     const LogCapture log;
-    EXPECT_EQ(readItem(foreign.request(), db_, key_, &item_), EINVAL);
+    EXPECT_EQ(readItem(foreign.env(), db_, key_, &item_), EINVAL);
     EXPECT_EQ(item_, before_);
     EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdbrequest # dbindex get failed for " + keyText_ + " rc 22"}));
 }

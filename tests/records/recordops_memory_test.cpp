@@ -89,10 +89,10 @@ TEST_F(RecordOpsWithoutMemory, AKeyBufferThatCannotBeAllocatedIsAnInternalError)
         EXPECT_EQ(item_, before_);
         EXPECT_EQ(activeTransactions(), 0u);
     };
-    check(crit_, [&] { return readItem(request(), db_, longKey_, &item_); });
-    check(error_, [&] { return putDb(request(), db_, longKey_, &item_, nullptr, false); });
-    check(crit_, [&] { return deleteDb(request(), db_, longKey_, nullptr, nullptr); });
-    check(crit_, [&] { return updateDb(request(), db_, longKey_, updates_, nullptr, nullptr, &item_); });
+    check(crit_, [&] { return readItem(env(), db_, longKey_, &item_); });
+    check(error_, [&] { return writeItem(env(), db_, longKey_, &item_, nullptr, false); });
+    check(crit_, [&] { return Records::deleteDb(env(), db_, longKey_, nullptr, nullptr); });
+    check(crit_, [&] { return Records::updateDb(env(), db_, longKey_, updates_, nullptr, nullptr, &item_); });
     EXPECT_EQ(rawRecords(db_), RawRecords());
 }
 
@@ -113,10 +113,10 @@ TEST_F(RecordOpsWithoutMemory, ADataBufferThatCannotGrowIsAnInternalError)
         EXPECT_EQ(activeTransactions(), 0u);
         EXPECT_EQ(stored(), text);
     };
-    check(crit_, [&] { return readItem(request(), db_, key_, &item_); });
-    check(error_, [&] { return putDb(request(), db_, key_, &item_, nullptr, true); });
-    check(crit_, [&] { return deleteDb(request(), db_, key_, nullptr, &item_); });
-    check(crit_, [&] { return updateDb(request(), db_, key_, updates_, nullptr, nullptr, &item_); });
+    check(crit_, [&] { return readItem(env(), db_, key_, &item_); });
+    check(error_, [&] { return writeItem(env(), db_, key_, &item_, nullptr, true); });
+    check(crit_, [&] { return Records::deleteDb(env(), db_, key_, nullptr, &item_); });
+    check(crit_, [&] { return Records::updateDb(env(), db_, key_, updates_, nullptr, nullptr, &item_); });
 }
 
 } // namespace

@@ -8,7 +8,7 @@ protected:
     int put(const QByteArray& expected = QByteArray(), bool returnOld = false)
     {
         const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
-        return putDb(request(), db_, key_, &item_, expected.isNull() ? nullptr : &conditions, returnOld);
+        return writeItem(env(), db_, key_, &item_, expected.isNull() ? nullptr : &conditions, returnOld);
     }
 
     QVariantMap item_ = json(R"({"a":{"S":"new"}})");
@@ -32,8 +32,8 @@ TEST_F(PutDb, StoresTheItemAsJsonTextUnderTheKey)
 TEST_F(PutDb, TheBytesAreOnDisk)
 {
     ASSERT_EQ(put(), 0);
-    const QByteArray otherKey = recordKey(QByteArray("h\0", 2), "\xff");
-    ASSERT_EQ(putDb(request(), db_, otherKey, &item_, nullptr, false), 0);
+    const QByteArray otherKey = Records::recordKey(QByteArray("h\0", 2), "\xff");
+    ASSERT_EQ(writeItem(env(), db_, otherKey, &item_, nullptr, false), 0);
     tables_.close();
     EXPECT_EQ(recordsOnDisk(tables_.directory().file("items.db"), "data"),
               (RawRecords{{"0004hashrange", newText_}, {QByteArray("0002h\0\xff", 7), newText_}}));
@@ -197,10 +197,10 @@ TEST_F(PutDb, AValueTooLongToBeReadFailsWithTheSizesInALine)
 
 TEST_F(PutDb, TheLineOfAFailedReadShowsTheBufferOfALongKey)
 {
-    const QByteArray key = recordKey(QByteArray(5000, 'h'), "r");
+    const QByteArray key = Records::recordKey(QByteArray(5000, 'h'), "r");
     rawPut(db_, key, textOfSize(600000));
     const LogCapture log;
-    EXPECT_EQ(putDb(request(), db_, key, &item_, nullptr, true), DB_BUFFER_SMALL);
+    EXPECT_EQ(writeItem(env(), db_, key, &item_, nullptr, true), DB_BUFFER_SMALL);
     EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # putDb get failed for " + key.toStdString() +
                                        " key ulen 5009 size 5005 data ulen 524288 size 600000"}));
 }
@@ -210,7 +210,7 @@ TEST_F(PutDb, OtherReadErrorsAreHandedOnWithALine)
     TableEnv foreign; // a transaction of one environment is of no use in another
     store(oldText_);
     const LogCapture log;
-    EXPECT_EQ(putDb(foreign.request(), db_, key_, &item_, nullptr, true), EINVAL);
+    EXPECT_EQ(writeItem(foreign.env(), db_, key_, &item_, nullptr, true), EINVAL);
     EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdbrequest # putDb get failed for " + keyText_ +
                                     " key ulen 4096 size 13 data ulen 4096 size 0"}));
     EXPECT_EQ(stored(), oldText_);
@@ -263,7 +263,7 @@ protected:
     int putIn(BDBTxn* txn, const QByteArray& key, const QByteArray& expected = QByteArray(), bool returnOld = false)
     {
         const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
-        return putDb(db_, key, &item_, expected.isNull() ? nullptr : &conditions, returnOld, txn);
+        return writeItem(db_, key, &item_, expected.isNull() ? nullptr : &conditions, returnOld, txn);
     }
 };
 
@@ -274,14 +274,14 @@ TEST_F(PutDbInTransaction, LeavesTheEndToTheCaller)
     ASSERT_EQ(txn.begin(env(), 0), 0);
     EXPECT_EQ(putIn(&txn, key_), 0);
     EXPECT_EQ(putIn(&txn, "other"), 0);
-    EXPECT_TRUE(txn.isActive());
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(txn.abort(), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", oldText_}}));
 
     ASSERT_EQ(txn.begin(env(), 0), 0);
     EXPECT_EQ(putIn(&txn, key_), 0);
     EXPECT_EQ(putIn(&txn, "other"), 0);
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", newText_}, {"other", newText_}}));
 }
 
@@ -293,7 +293,7 @@ TEST_F(PutDbInTransaction, SeesWhatTheTransactionWrote)
     item_ = json(oldText_);
     EXPECT_EQ(putIn(&txn, key_, R"({"a":{"Value":{"S":"new"}}})", true), 0);
     EXPECT_EQ(item_, json(newText_));
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(stored(), oldText_);
 }
 
@@ -307,8 +307,8 @@ TEST_F(PutDbInTransaction, AFailureLeavesTheTransactionUsable)
     EXPECT_EQ(putIn(&txn, key_, "{}"), StatusInternalError);
     EXPECT_EQ(putIn(&txn, "other", R"({"a":{"Exists":false}})"), StatusConditionFailed);
     EXPECT_EQ(putIn(&txn, "second"), 0);
-    EXPECT_TRUE(txn.isActive());
-    EXPECT_EQ(finish(txn, 0), 0);
+    EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
+    EXPECT_EQ(txn.finish(0), 0);
     EXPECT_EQ(
         rawRecords(db_),
         (RawRecords{{"0004hashrange", "no JSON"}, {"first", newText_}, {"other", oldText_}, {"second", newText_}}));

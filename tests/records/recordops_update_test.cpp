@@ -9,8 +9,8 @@ protected:
                const QByteArray& expected = QByteArray())
     {
         const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
-        return updateDb(request(), db_, key_, json(updates), expected.isNull() ? nullptr : &conditions,
-                        returnValues.isNull() ? nullptr : &returnValues, &result_);
+        return Records::updateDb(env(), db_, key_, json(updates), expected.isNull() ? nullptr : &conditions,
+                                 returnValues.isNull() ? nullptr : &returnValues, &result_);
     }
 
     QVariantMap result_ = json(R"({"before":{"S":"call"}})");
@@ -106,7 +106,7 @@ TEST_F(UpdateDb, AnswersWhatReturnValuesAsksFor)
         {"NONE", "{}"},
     };
     for (const auto& [returnValues, answer] : onMissing) {
-        ASSERT_EQ(deleteDb(request(), db_, key_, nullptr, nullptr), 0);
+        ASSERT_EQ(Records::deleteDb(env(), db_, key_, nullptr, nullptr), 0);
         result_ = before_;
         EXPECT_EQ(update(updates, returnValues), 0) << returnValues.toStdString();
         EXPECT_EQ(result_, json(answer)) << returnValues.toStdString();
@@ -205,7 +205,7 @@ TEST_F(UpdateDb, OtherReadErrorsAreHandedOnWithALine)
     TableEnv foreign; // a transaction of one environment is of no use in another
     store(text_);
     const LogCapture log;
-    EXPECT_EQ(updateDb(foreign.request(), db_, key_, json(putA_), nullptr, nullptr, &result_), EINVAL);
+    EXPECT_EQ(Records::updateDb(foreign.env(), db_, key_, json(putA_), nullptr, nullptr, &result_), EINVAL);
     EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdbrequest # updateDb get failed for " + keyText_ +
                                     " key ulen 4096 key size 13 data ulen 4096 data size 0"}));
     EXPECT_EQ(stored(), text_);

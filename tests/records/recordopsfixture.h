@@ -8,6 +8,7 @@
 #include "records/encoding.h"
 #include "records/itemformatter.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "storage/bdbtxn.h"
 #include "storage/settings.h"
 #include "support/tableenv.h"
@@ -21,15 +22,29 @@
 #include <string>
 
 /** getDb for a test that looks at the item and not at its text. `item` is changed only on 0. */
-inline int readItem(BDBRequest& request, BDBIndex* db, const QByteArray& key, QVariantMap* item)
+inline int readItem(BDBEnv* env, BDBIndex* db, const QByteArray& key, QVariantMap* item)
 {
     ItemFormatter format;
     QByteArray text;
-    const int rc = getDb(request, db, key, &format, &text);
+    const int rc = Records::getDb(env, db, key, &format, &text);
     QVariant value;
     if (rc == 0 && Json::parse(text, &value))
         *item = value.toMap();
     return rc;
+}
+
+/** putDb for a test that has the item and not its text. With `returnOld` the item is then the one that it replaced. */
+inline int writeItem(BDBEnv* env, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
+                     bool returnOld)
+{
+    return Records::putDb(env, db, key, Json::serialize(*item), expected, returnOld ? item : nullptr);
+}
+
+/** The same in the caller's transaction. */
+inline int writeItem(BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
+                     bool returnOld, BDBTxn* txn)
+{
+    return Records::putDb(db, key, Json::serialize(*item), expected, returnOld ? item : nullptr, txn);
 }
 
 /** A database of items in a real environment. Every test ends with the check that no transaction was left open. */
@@ -39,7 +54,6 @@ protected:
 
     void TearDown() override { EXPECT_EQ(activeTransactions(), 0u); }
 
-    BDBRequest& request() { return tables_.request(); }
     BDBEnv* env() { return tables_.env(); }
 
     unsigned activeTransactions()
@@ -116,7 +130,7 @@ protected:
 
     TableEnv tables_;
     BDBIndex* db_;
-    const QByteArray key_ = recordKey("hash", "range");
+    const QByteArray key_ = Records::recordKey("hash", "range");
     const std::string keyText_ = "0004hashrange";
 };
 

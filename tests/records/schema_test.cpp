@@ -6,6 +6,7 @@
 #include "recordlines.h"
 #include "records/encoding.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "support/tableenv.h"
 
 #include <gtest/gtest.h>
@@ -31,9 +32,14 @@ protected:
 
     void storeText(const QByteArray& text) { rawPut(tables_.index("t", "meta"), "0011tableschema", text); }
 
-    int load(bool rawOnly = false) { return loadSchema(request(), tables_.tableName(), &description_, rawOnly); }
+    int load(bool rawOnly = false)
+    {
+        return Records::loadSchema(context(), tables_.tableName(), &description_, rawOnly);
+    }
 
-    BDBRequest& request() { return tables_.request(); }
+    TableContext& context() { return tables_.context(); }
+    const QVariantMap& hashElement() { return context().keySchema()->hash; }
+    const QVariantMap& rangeElement() { return context().keySchema()->range; }
 
     TableEnv tables_;
     QVariantMap description_;
@@ -41,8 +47,8 @@ protected:
 
 TEST_F(LoadSchema, RecordKeyIsTheLengthAndTheName)
 {
-    EXPECT_EQ(schemaRecordKey(), "0011tableschema");
-    EXPECT_EQ(schemaRecordKey().size(), 15);
+    EXPECT_EQ(Records::schemaRecordKey(), "0011tableschema");
+    EXPECT_EQ(Records::schemaRecordKey().size(), 15);
 }
 
 TEST_F(LoadSchema, RemembersTheKeyElements)
@@ -51,16 +57,18 @@ TEST_F(LoadSchema, RemembersTheKeyElements)
     const LogCapture log;
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, json(text));
-    EXPECT_TRUE(request().schemaLoaded);
-    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S"})"));
-    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"when","AttributeType":"S"})"));
+    ASSERT_TRUE(context().keySchema());
+    EXPECT_EQ(hashElement(), json(R"({"AttributeName":"id","AttributeType":"S"})"));
+    EXPECT_EQ(rangeElement(), json(R"({"AttributeName":"when","AttributeType":"S"})"));
     EXPECT_EQ(recordLines(log), Lines());
 }
 
 TEST_F(LoadSchema, ReadsWhatPutDbStored)
 {
     QVariantMap description{{"KeySchema", json(goodSchema)}, {"TableName", QString("t")}};
-    ASSERT_EQ(putDb(request(), tables_.index("t", "meta"), schemaRecordKey(), &description, nullptr, false), 0);
+    ASSERT_EQ(Records::putDb(tables_.env(), tables_.index("t", "meta"), Records::schemaRecordKey(),
+                             Json::serialize(description), nullptr, nullptr),
+              0);
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, description);
 }
@@ -68,7 +76,7 @@ TEST_F(LoadSchema, ReadsWhatPutDbStored)
 TEST_F(LoadSchema, OpensTheEnvironmentOfTheTableName)
 {
     const QByteArray text = store(goodSchema);
-    dropEnvironment(request());
+    context().leave();
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, json(text));
     EXPECT_NE(tables_.env(), nullptr);
@@ -78,9 +86,9 @@ TEST_F(LoadSchema, ReadsTheMetaSubDatabaseOfTheTablesOwnFile)
 {
     store(goodSchema);
     QVariantMap description;
-    EXPECT_EQ(loadSchema(request(), tables_.tableName("other"), &description, false), StatusNotFound);
+    EXPECT_EQ(Records::loadSchema(context(), tables_.tableName("other"), &description, false), StatusNotFound);
     rawPut(tables_.index("third", "data"), "0011tableschema", R"({"KeySchema":)" + goodSchema + "}");
-    EXPECT_EQ(loadSchema(request(), tables_.tableName("third"), &description, false), StatusNotFound);
+    EXPECT_EQ(Records::loadSchema(context(), tables_.tableName("third"), &description, false), StatusNotFound);
     EXPECT_EQ(description, QVariantMap());
 }
 
@@ -89,8 +97,8 @@ TEST_F(LoadSchema, KeepsOtherMembersOfAnElement)
     store(R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S","more":1},)"
           R"("RangeKeyElement":{"AttributeName":"","AttributeType":"S"},"Third":{}})");
     EXPECT_EQ(load(), StatusSuccess);
-    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S","more":1})"));
-    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"","AttributeType":"S"})"));
+    EXPECT_EQ(hashElement(), json(R"({"AttributeName":"id","AttributeType":"S","more":1})"));
+    EXPECT_EQ(rangeElement(), json(R"({"AttributeName":"","AttributeType":"S"})"));
 }
 
 TEST_F(LoadSchema, ALoadedSchemaServesWithoutDatabaseAccess)
@@ -100,12 +108,12 @@ TEST_F(LoadSchema, ALoadedSchemaServesWithoutDatabaseAccess)
 
     // Neither the record, nor the environment, nor the registry is asked.
     storeText("no JSON");
-    dropEnvironment(request());
+    context().leave();
     const QMutexLocker locker(&tables_.registry()->mutex());
     const LogCapture log;
-    EXPECT_EQ(loadSchema(request(), tables_.tableName(), nullptr, false), StatusSuccess);
-    EXPECT_EQ(loadSchema(request(), tables_.tableName(), nullptr, true), StatusSuccess);
-    EXPECT_EQ(loadSchema(request(), "missing|t", nullptr, false), StatusSuccess);
+    EXPECT_EQ(Records::loadSchema(context(), tables_.tableName(), nullptr, false), StatusSuccess);
+    EXPECT_EQ(Records::loadSchema(context(), tables_.tableName(), nullptr, true), StatusSuccess);
+    EXPECT_EQ(Records::loadSchema(context(), "missing|t", nullptr, false), StatusSuccess);
     EXPECT_EQ(tables_.env(), nullptr);
     EXPECT_EQ(recordLines(log), Lines());
 }
@@ -118,8 +126,8 @@ TEST_F(LoadSchema, AskedForTheDescriptionReadsAgain)
                                      R"("RangeKeyElement":{"AttributeName":"newer","AttributeType":"S"}})");
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, json(changed));
-    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "new");
-    EXPECT_EQ(request().rangeKeyElement.value("AttributeName"), "newer");
+    EXPECT_EQ(hashElement().value("AttributeName"), "new");
+    EXPECT_EQ(rangeElement().value("AttributeName"), "newer");
 }
 
 TEST_F(LoadSchema, AMissingRecordIsNotFound)
@@ -129,7 +137,7 @@ TEST_F(LoadSchema, AMissingRecordIsNotFound)
         EXPECT_EQ(load(rawOnly), StatusNotFound);
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # schema load failed rc 3"}));
         EXPECT_EQ(description_, QVariantMap());
-        EXPECT_FALSE(request().schemaLoaded);
+        EXPECT_FALSE(context().keySchema());
     }
 }
 
@@ -143,7 +151,7 @@ TEST_F(LoadSchema, ARecordThatIsNoJsonIsAnInternalError)
                   (Lines{"[ERROR] bdbrequest # parser error", "[ERROR] bdbrequest # schema load failed rc 2"}))
             << text.toStdString();
         EXPECT_EQ(description_, QVariantMap());
-        EXPECT_FALSE(request().schemaLoaded);
+        EXPECT_FALSE(context().keySchema());
     }
 }
 
@@ -154,14 +162,15 @@ TEST_F(LoadSchema, OtherBerkeleyDbErrorsAreHandedOn)
     EXPECT_EQ(load(), DB_BUFFER_SMALL);
     EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # dbindex get failed for 0011tableschema rc -30999",
                                        "[ERROR] bdbrequest # schema load failed rc -30999"}));
-    EXPECT_FALSE(request().schemaLoaded);
+    EXPECT_FALSE(context().keySchema());
 }
 
 TEST_F(LoadSchema, AnEnvironmentThatCannotBeOpenedIsHandedOn)
 {
     const std::string missing = tables_.directory().file("missing");
     const LogCapture log;
-    EXPECT_EQ(loadSchema(request(), QByteArray::fromStdString(missing) + "|t", &description_, false), StatusNotFound);
+    EXPECT_EQ(Records::loadSchema(context(), QByteArray::fromStdString(missing) + "|t", &description_, false),
+              StatusNotFound);
     EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # Failed to open env path: " + missing + " id env::" + missing +
                                        " rc " + std::to_string(ENOENT)}));
 }
@@ -224,7 +233,7 @@ TEST_F(LoadSchema, RefusesAKeySchemaThatIsNotTwoStrings)
                                            std::to_string(c.rc2)}))
             << c.keySchema.toStdString();
         EXPECT_EQ(description_, json(text)) << c.keySchema.toStdString();
-        EXPECT_FALSE(request().schemaLoaded) << c.keySchema.toStdString();
+        EXPECT_FALSE(context().keySchema()) << c.keySchema.toStdString();
     }
 }
 
@@ -235,29 +244,22 @@ TEST_F(LoadSchema, ADescriptionWithoutAKeySchemaIsRefused)
         const LogCapture log;
         EXPECT_EQ(load(), StatusNotFound) << text.toStdString();
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # wrond key rc1 2 rc2 2"})) << text.toStdString();
-        EXPECT_FALSE(request().schemaLoaded);
+        EXPECT_FALSE(context().keySchema());
     }
 }
 
-TEST_F(LoadSchema, AFailureKeepsTheElementsThatWereThere)
+TEST_F(LoadSchema, AFailureKeepsTheSchemaThatWasThere)
 {
-    store(R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S"},"RangeKeyElement":{"AttributeName":"n",)"
-          R"("AttributeType":"N"}})");
-    EXPECT_EQ(load(), StatusNotFound);
-    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"id","AttributeType":"S"})"));
-    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"n","AttributeType":"N"})"));
-
-    // And so does a schema that lacks one of them: the next successful load replaces both.
-    store(R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"}})");
-    EXPECT_EQ(load(), StatusNotFound);
-    EXPECT_EQ(request().hashKeyElement, json(R"({"AttributeName":"other","AttributeType":"S"})"));
-    EXPECT_EQ(request().rangeKeyElement, json(R"({"AttributeName":"n","AttributeType":"N"})"));
-
     store(goodSchema);
-    EXPECT_EQ(load(), StatusSuccess);
-    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "id");
-    EXPECT_EQ(request().rangeKeyElement.value("AttributeName"), "when");
-    EXPECT_TRUE(request().schemaLoaded);
+    ASSERT_EQ(load(), StatusSuccess);
+    for (const QByteArray keySchema : {R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"},)"
+                                       R"("RangeKeyElement":{"AttributeName":"n","AttributeType":"N"}})",
+                                       R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"}})"}) {
+        store(keySchema);
+        EXPECT_EQ(load(), StatusNotFound) << keySchema.toStdString();
+        EXPECT_EQ(hashElement().value("AttributeName"), "id");
+        EXPECT_EQ(rangeElement().value("AttributeName"), "when");
+    }
 }
 
 TEST_F(LoadSchema, RawOnlyChecksAndRemembersNothing)
@@ -268,9 +270,7 @@ TEST_F(LoadSchema, RawOnlyChecksAndRemembersNothing)
         const LogCapture log;
         EXPECT_EQ(load(true), StatusSuccess) << keySchema.toStdString();
         EXPECT_EQ(description_, json(text));
-        EXPECT_EQ(request().hashKeyElement, QVariantMap());
-        EXPECT_EQ(request().rangeKeyElement, QVariantMap());
-        EXPECT_FALSE(request().schemaLoaded);
+        EXPECT_FALSE(context().keySchema());
         EXPECT_EQ(recordLines(log), Lines());
     }
 }
@@ -282,8 +282,8 @@ TEST_F(LoadSchema, RawOnlyLeavesALoadedSchemaAlone)
     const QByteArray text = store("{}");
     EXPECT_EQ(load(true), StatusSuccess);
     EXPECT_EQ(description_, json(text));
-    EXPECT_TRUE(request().schemaLoaded);
-    EXPECT_EQ(request().hashKeyElement.value("AttributeName"), "id");
+    ASSERT_TRUE(context().keySchema());
+    EXPECT_EQ(hashElement().value("AttributeName"), "id");
 }
 
 TEST_F(LoadSchema, RetriesADeadlockAndWarnsFromTheThird)
@@ -295,14 +295,14 @@ TEST_F(LoadSchema, RetriesADeadlockAndWarnsFromTheThird)
     int rc = -1;
     std::thread loader;
     {
-        const HeldLock held(tables_.env(), meta, schemaRecordKey(), HeldLock::Write);
+        const HeldLock held(tables_.env(), meta, Records::schemaRecordKey(), HeldLock::Write);
         loader = std::thread([&] { rc = load(); });
         EXPECT_TRUE(log.waitFor("loadSchema Got deadlock", 2));
     }
     loader.join();
     EXPECT_EQ(rc, StatusSuccess);
     EXPECT_EQ(description_, json(text));
-    EXPECT_TRUE(request().schemaLoaded);
+    ASSERT_TRUE(context().keySchema());
     const std::size_t deadlocks = expiring.count();
     EXPECT_GE(deadlocks, 4u);
     EXPECT_EQ(recordLines(log), Lines(deadlocks - 2, "[WARN] loadSchema Got deadlock"));

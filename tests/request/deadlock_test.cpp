@@ -4,6 +4,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/environmentpath.h"
+#include "storage/openindex.h"
 #include "support/logcapture.h"
 
 #include <atomic>
@@ -22,9 +23,10 @@ public:
     LockedRecord(RequestBench& bench, const QByteArray& file, const char* subDb, QByteArray key)
     {
         const QByteArray home = environmentDirectory(bench.tableBytes());
-        EXPECT_EQ(openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        EXPECT_EQ(Registry::openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
         connection_.setEnv(use_.env());
-        EXPECT_EQ(openIndex(&connection_, QString::fromUtf8("db::" + file + ':' + subDb), file, subDb, &db_), 0);
+        EXPECT_EQ(Registry::openIndex(&connection_, QString::fromUtf8("db::" + file + ':' + subDb), file, subDb, &db_),
+                  0);
         EXPECT_EQ(use_.env()->set_timeout(1, DB_SET_LOCK_TIMEOUT), 0);
         EXPECT_EQ(txn_.begin(use_.env(), 0), 0);
         QByteArray value("{}");
@@ -83,8 +85,11 @@ protected:
         return lines;
     }
 
-    LockedRecord lockItem() { return LockedRecord(bench_, "t_98.db", DataSubDatabase, recordKey("abc", "1")); }
-    LockedRecord lockSchema() { return LockedRecord(bench_, "t", MetaSubDatabase, "0011tableschema"); }
+    LockedRecord lockItem()
+    {
+        return LockedRecord(bench_, "t_98.db", TableNames::DataSubDatabase, Records::recordKey("abc", "1"));
+    }
+    LockedRecord lockSchema() { return LockedRecord(bench_, "t", TableNames::MetaSubDatabase, "0011tableschema"); }
 
     RequestBench bench_;
     const QVariantMap table_{{"TableName", bench_.tableName()}};

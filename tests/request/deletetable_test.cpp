@@ -1,8 +1,10 @@
+#include "base/directorylock.h"
 #include "tablefixture.h"
 
-#include <fcntl.h>
+#include "protocol/framing.h"
+#include "protocol/operations.h"
+
 #include <poll.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -17,23 +19,11 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** An exclusive `flock` on a directory, as another process would take it: no waiting. */
-class DirectoryLock {
-public:
-    explicit DirectoryLock(const std::string& directory)
-        : descriptor_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-          taken_(flock(descriptor_, LOCK_EX | LOCK_NB) == 0)
-    {}
-    ~DirectoryLock() { close(descriptor_); }
-    DirectoryLock(const DirectoryLock&) = delete;
-    DirectoryLock& operator=(const DirectoryLock&) = delete;
-
-    bool taken() const { return taken_; }
-
-private:
-    int descriptor_;
-    bool taken_;
-};
+/** Whether nobody holds the directory, as an environment does. */
+bool isFree(const std::string& directory)
+{
+    return Base::DirectoryLock().lock(directory) == 0;
+}
 
 class DeleteTable : public TableTest {
 protected:
@@ -76,17 +66,17 @@ TEST_F(DeleteTable, LetsGoOfTheDirectory)
 {
     createTable(tableName());
     put("k", "1", {{"a", textValue("x")}});
-    EXPECT_FALSE(DirectoryLock(home()).taken());
+    EXPECT_FALSE(isFree(home()));
     EXPECT_EQ(deleteTable(tableName()), okReply());
     {
-        const DirectoryLock other(home());
-        EXPECT_TRUE(other.taken());
+        Base::DirectoryLock other;
+        EXPECT_EQ(other.lock(home()), 0);
         EXPECT_EQ(get("k", "1"), notFoundReply());
         EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to open env path: " + home() +
                                                   " id env::" + home() + " rc " + std::to_string(EWOULDBLOCK)));
     }
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
-    EXPECT_FALSE(DirectoryLock(home()).taken());
+    EXPECT_FALSE(isFree(home()));
 }
 
 TEST_F(DeleteTable, ClosesTheEnvironmentForAllItsTables)
@@ -95,10 +85,10 @@ TEST_F(DeleteTable, ClosesTheEnvironmentForAllItsTables)
     createTable(tableName("u"));
     put("k", "1", {{"a", textValue("x")}});
     EXPECT_EQ(deleteTable(tableName("u")), okReply());
-    EXPECT_TRUE(DirectoryLock(home()).taken());
+    EXPECT_TRUE(isFree(home()));
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
     EXPECT_EQ(deleteTable(tableName("never created")), okReply()); // only its environment has to be open
-    EXPECT_TRUE(DirectoryLock(home()).taken());
+    EXPECT_TRUE(isFree(home()));
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
@@ -108,8 +98,8 @@ TEST_F(DeleteTable, LeavesOtherEnvironmentsOpen)
     createTable(tableName());
     createTable(tableIn(other));
     EXPECT_EQ(deleteTable(tableName()), okReply());
-    EXPECT_TRUE(DirectoryLock(home()).taken());
-    EXPECT_FALSE(DirectoryLock(other).taken());
+    EXPECT_TRUE(isFree(home()));
+    EXPECT_FALSE(isFree(other));
 }
 
 TEST_F(DeleteTable, AnySpellingOfTheDirectoryWillDo)
@@ -119,10 +109,10 @@ TEST_F(DeleteTable, AnySpellingOfTheDirectoryWillDo)
                                         server_.directory() + "/link/../env/"}) {
         createTable(tableName());
         EXPECT_EQ(deleteTable(tableIn(spelling)), okReply()) << spelling;
-        EXPECT_TRUE(DirectoryLock(home()).taken()) << spelling;
+        EXPECT_TRUE(isFree(home())) << spelling;
         createTable(tableIn(spelling));
         EXPECT_EQ(deleteTable(tableName()), okReply()) << spelling;
-        EXPECT_TRUE(DirectoryLock(home()).taken()) << spelling;
+        EXPECT_TRUE(isFree(home())) << spelling;
     }
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
@@ -162,7 +152,7 @@ TEST_F(DeleteTable, FindsNoHoldLeftByRequestsThatFailed)
     EXPECT_EQ(request("BatchWriteItem", {{"RequestItems", QVariantMap{{tableName("none"), QVariantList()}}}}),
               notFoundReply({{"UnprocessedItems", QVariantMap{{tableName("none"), QVariantList()}}}}));
     EXPECT_EQ(deleteTable(tableName()), okReply());
-    EXPECT_TRUE(DirectoryLock(home()).taken());
+    EXPECT_TRUE(isFree(home()));
 }
 
 /**
@@ -179,8 +169,7 @@ TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
     }
     Caller slow(server_);
     const QVariantMap query{{"TableName", tableName()}, {"HashKeyValue", textValue("abc")}, {"Limit", 2 * Items}};
-    ASSERT_TRUE(
-        slow.connection().send(Client::frameRequest(Client::fullOperationName("Query"), Json::serialize(query))));
+    ASSERT_TRUE(slow.connection().send(Framing::frameRequest(Operations::fullName("Query"), Json::serialize(query))));
     pollfd readable{slow.connection().socketDescriptor(), POLLIN, 0};
     ASSERT_EQ(poll(&readable, 1, 60'000), 1) << "the reply has begun";
 

@@ -1,5 +1,8 @@
 #include "tablefixture.h"
 
+#include "protocol/framing.h"
+#include "protocol/operations.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -9,7 +12,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 /** True when the server closes the connection without a byte. */
-bool endsWithoutReply(const Client::Connection& connection)
+bool endsWithoutReply(const Client::WireConnection& connection)
 {
     pollfd readable{connection.socketDescriptor(), POLLIN, 0};
     char byte = 0;
@@ -117,8 +120,8 @@ TEST_F(Dispatch, NameEndsAtItsFirstZeroByte)
 
 TEST_F(Dispatch, NameOf65BytesClosesTheConnectionQuietly)
 {
-    Client::Connection connection = server_.connect();
-    ASSERT_TRUE(connection.send(Client::frameRequest(QByteArray(65, 'x'), "{}")));
+    Client::WireConnection connection = server_.connect();
+    ASSERT_TRUE(connection.send(Framing::frameRequest(QByteArray(65, 'x'), "{}")));
     EXPECT_TRUE(endsWithoutReply(connection));
     EXPECT_EQ(request("DeleteTable", {}), okReply()); // all others go on
     EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to load env with id: env::"));
@@ -130,7 +133,7 @@ TEST_F(Dispatch, RepliesAreOneObjectInTheOrderOfItsNames)
     Caller caller(server_);
     const auto textOf = [&](const QByteArray& operation, const QVariantMap& body) {
         QByteArray text;
-        EXPECT_TRUE(caller.connection().exchange(Client::fullOperationName(operation), Json::serialize(body), &text));
+        EXPECT_TRUE(caller.connection().exchange(Operations::fullName(operation), Json::serialize(body), &text));
         return text;
     };
     const QVariantMap item{{"TableName", tableName()}, {"Key", itemKey("k", "1")}};
@@ -166,8 +169,8 @@ TEST_F(Dispatch, MalformedJsonClosesOnlyThatConnection)
           QByteArray("{\"a\"}"), QByteArray("{'a':1}"), QByteArray("{\"a\":1,}"), QByteArray("\0", 1),
           QByteArray("{}\0", 3), QByteArray("{\"a\":\"\xff\"}"), QByteArray("{\"a\":\"\\ud800\"}"),
           QByteArray("{\"a\":1e999}"), QByteArray("nul"), deep}) {
-        Client::Connection connection = server_.connect();
-        ASSERT_TRUE(connection.send(Client::frameRequest("DynamoDB_20111205.DescribeTable", body)));
+        Client::WireConnection connection = server_.connect();
+        ASSERT_TRUE(connection.send(Framing::frameRequest("DynamoDB_20111205.DescribeTable", body)));
         EXPECT_TRUE(endsWithoutReply(connection)) << body.left(40).toStdString();
         EXPECT_THAT(takeComplaints(), ElementsAre("[ERROR] bdbioworker 579 parser error"))
             << body.left(40).toStdString();

@@ -1,30 +1,41 @@
-#include "request/envaccess.h"
+// Requests beside a DeleteTable, which has the environment for itself.
 #include "requestbench.h"
 #include "storage/accesslock.h"
 #include "support/logcapture.h"
 
 #include <atomic>
+#include <memory>
 #include <thread>
 
 namespace {
 
 using testing::IsEmpty;
 
-/** Whether another thread than ours would get a shared hold right now. */
+/** A request that is at the bench's table, from enter() to its end. For one thread. */
+class RunningRequest {
+public:
+    explicit RunningRequest(RequestBench& bench) : bench_(bench), table_(bench.registry(), &connection_, 1024) {}
+
+    bool enter() { return table_.openTable(bench_.tableBytes()) == StatusSuccess; }
+
+private:
+    RequestBench& bench_;
+    BDBObjTable connection_{256};
+    TableContext table_;
+};
+
+/** Whether a request in another thread than ours may enter right now. */
 bool othersMayEnter(RequestBench& bench)
 {
     bool entered = false;
-    std::thread([&] {
-        EnvAccess access;
-        entered = access.takeShared(bench.registry(), bench.tableBytes());
-    }).join();
+    std::thread([&] { entered = RunningRequest(bench).enter(); }).join();
     return entered;
 }
 
 /** An exclusive hold on the environment of the bench's table, as a DeleteTable has it. For one thread. */
 class Exclusive {
 public:
-    explicit Exclusive(RequestBench& bench) : lock_(lockEnv(bench.registry(), bench.tableBytes(), true)) {}
+    explicit Exclusive(RequestBench& bench) : lock_(Registry::lockEnv(bench.registry(), bench.tableBytes(), true)) {}
     ~Exclusive() { lock_->unlock(); }
     Exclusive(const Exclusive&) = delete;
     Exclusive& operator=(const Exclusive&) = delete;
@@ -39,40 +50,6 @@ Outcome runElsewhere(RequestBench& bench, const QByteArray& operation, const QVa
     Outcome outcome{-1, {}};
     std::thread([&] { outcome = bench.run(operation, body); }).join();
     return outcome;
-}
-
-TEST(EnvAccess, IsGivenBackWhenItGoes)
-{
-    RequestBench bench;
-    ASSERT_EQ(bench.createTable().status, StatusSuccess);
-    {
-        EnvAccess access;
-        EXPECT_TRUE(access.takeShared(bench.registry(), bench.tableBytes()));
-        EXPECT_TRUE(othersMayEnter(bench)); // it is shared
-    }
-    const Exclusive exclusive(bench); // would wait for ever
-    EXPECT_FALSE(othersMayEnter(bench));
-}
-
-TEST(EnvAccess, DismissKeepsTheHold)
-{
-    RequestBench bench;
-    ASSERT_EQ(bench.createTable().status, StatusSuccess);
-    {
-        EnvAccess access;
-        EXPECT_TRUE(access.takeShared(bench.registry(), bench.tableBytes()));
-        access.dismiss();
-    }
-    std::atomic<bool> locked = false;
-    std::thread writer([&] {
-        const Exclusive exclusive(bench);
-        locked = true;
-    });
-    EXPECT_TRUE(waitUntil([&] { return !othersMayEnter(bench); })); // the writer waits
-    EXPECT_FALSE(locked);
-    unlockEnv(bench.registry(), bench.tableBytes());
-    writer.join();
-    EXPECT_TRUE(locked);
 }
 
 TEST(BusyEnvironment, EveryOperationButDescribeTableIsNotFoundAtOnce)
@@ -118,8 +95,8 @@ TEST(DeleteTable, WaitsForRunningRequestsAndKeepsNewOnesOut)
     const QVariantMap key = merged(table, {{"Key", itemKey("k", "1")}});
 
     std::atomic<bool> deleted = false;
-    auto running = std::make_unique<EnvAccess>();
-    ASSERT_TRUE(running->takeShared(bench.registry(), bench.tableBytes()));
+    auto running = std::make_unique<RunningRequest>(bench);
+    ASSERT_TRUE(running->enter());
     std::thread deleter([&] {
         EXPECT_EQ(bench.run("DeleteTable", table), (Outcome{StatusSuccess, {}}));
         deleted = true;

@@ -1,14 +1,14 @@
 #ifndef QUORVA_TESTS_REQUEST_REQUESTBENCH_H
 #define QUORVA_TESTS_REQUEST_REQUESTBENCH_H
 
-#include "records/requestcontext.h"
+#include "protocol/operations.h"
 #include "request/bdbrequest.h"
 #include "request/tableops.h"
 #include "storage/bdbregistry.h"
 #include "support/tempdir.h"
+#include "tablefixture.h"
 #include "json/jsonadapter.h"
 #include "json/jsontext.h"
-#include "tablefixture.h"
 
 #include <QByteArray>
 #include <QVariantMap>
@@ -49,9 +49,9 @@ public:
     {
         BDBObjTable connection(256);
         BDBRequest request(&registry_, &connection, 1024);
-        request.operation = Client::fullOperationName(operation);
+        request.operation = Operations::fullName(operation);
         request.parsedBody = body;
-        dispatch(request);
+        Requests::dispatch(request);
         return {request.status, withoutRawText(request.reply)};
     }
 

@@ -1,4 +1,4 @@
-#include "records/requestcontext.h"
+#include "records/requeststatus.h"
 #include "request/requestkeys.h"
 #include "support/logcapture.h"
 #include "tablefixture.h"
@@ -23,11 +23,11 @@ TEST(ReadElementKeys, ReadsBothTexts)
     const LogCapture log;
     QByteArray hash;
     QByteArray range;
-    EXPECT_EQ(readElementKeys(itemKey("hash", ""), &hash, &range), StatusSuccess);
+    EXPECT_EQ(Requests::readElementKeys(itemKey("hash", ""), &hash, &range), StatusSuccess);
     EXPECT_EQ(hash, "hash");
     EXPECT_EQ(range, "");
     const QString latin1 = QString::fromLatin1("\x01\x00\x7f\x80\xe4\xff", 6);
-    EXPECT_EQ(readElementKeys(itemKey(latin1, "r"), &hash, &range), StatusSuccess);
+    EXPECT_EQ(Requests::readElementKeys(itemKey(latin1, "r"), &hash, &range), StatusSuccess);
     EXPECT_EQ(hash, QByteArray("\x01\x00\x7f\x80\xe4\xff", 6));
     EXPECT_EQ(range, "r");
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -54,7 +54,7 @@ TEST(ReadElementKeys, SaysWhatIsWrongInOneOrderOfChecks)
         const LogCapture log;
         QByteArray hashKey;
         QByteArray rangeKey;
-        EXPECT_EQ(readElementKeys(key, &hashKey, &rangeKey), status) << testing::PrintToString(key);
+        EXPECT_EQ(Requests::readElementKeys(key, &hashKey, &rangeKey), status) << testing::PrintToString(key);
         EXPECT_THAT(normalized(log), ElementsAre("[ERROR] bdbrequest # " + line)) << testing::PrintToString(key);
     }
 }
@@ -65,7 +65,7 @@ TEST(SchemaKeyNames, ReadsBothNames)
     QString hash;
     QString range;
     const QString euro(QChar(0x20ac));
-    EXPECT_EQ(schemaKeyNames({{"KeySchema", keySchema("hash", euro)}}, &hash, &range), StatusSuccess);
+    EXPECT_EQ(Requests::schemaKeyNames({{"KeySchema", keySchema("hash", euro)}}, &hash, &range), StatusSuccess);
     EXPECT_EQ(hash, "hash");
     EXPECT_EQ(range, euro);
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -95,7 +95,8 @@ TEST(SchemaKeyNames, SaysWhatIsWrongInOneOrderOfChecks)
         const LogCapture log;
         QString hashName;
         QString rangeName;
-        EXPECT_EQ(schemaKeyNames(schema, &hashName, &rangeName), StatusInternalError) << testing::PrintToString(schema);
+        EXPECT_EQ(Requests::schemaKeyNames(schema, &hashName, &rangeName), StatusInternalError)
+            << testing::PrintToString(schema);
         EXPECT_THAT(normalized(log), ElementsAre("[ERROR] bdbrequest # " + line)) << testing::PrintToString(schema);
     }
 }

@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
 #define QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
 
+#include "protocol/operations.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
 #include "json/jsonadapter.h"
@@ -131,16 +132,16 @@ public:
     {
         QByteArray text;
         QVariant reply;
-        if (!connection_.isOpen() || !connection_.exchange(Client::fullOperationName(operation), body, &text) ||
+        if (!connection_.isOpen() || !connection_.exchange(Operations::fullName(operation), body, &text) ||
             !Json::parse(text, &reply))
             return {};
         return reply.toMap();
     }
 
-    Client::Connection& connection() { return connection_; }
+    Client::WireConnection& connection() { return connection_; }
 
 private:
-    Client::Connection connection_;
+    Client::WireConnection connection_;
 };
 
 /** A running server with an environment directory in which `tableName("t")` and others can be made. */

@@ -1,3 +1,4 @@
+#include "protocol/framing.h"
 #include "startsupport.h"
 #include "support/otheruser.h"
 #include "support/programrun.h"
@@ -25,7 +26,7 @@ ServerProcess::Setup allowing(const std::string& list)
 const std::string& request()
 {
     static const std::string bytes =
-        Client::frameRequest("DynamoDB_20111205.DeleteTable", R"({"TableName":"/none|t"})").toStdString();
+        Framing::frameRequest("DynamoDB_20111205.DeleteTable", R"({"TableName":"/none|t"})").toStdString();
     return bytes;
 }
 

@@ -30,7 +30,7 @@ ServerProcess::Setup preparedBy(const std::string& prepare)
 /** One exchange with the server at `port` that touches no storage. */
 bool answersAt(int port)
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(ServerProcess::Deadline.count()));
     QByteArray reply;
     return connection.open(Client::DefaultHost, port) && connection.exchange("Unknown.Operation", "{}", &reply) &&

@@ -118,7 +118,7 @@ TEST(CommandLine, PortZeroIsChosenByTheSystemAndReportedAsZero)
         EXPECT_EQ(messages(server), plainLines(0));
         const int port = ProcFs::listeningPort(server.pid());
         ASSERT_NE(port, 0);
-        Client::Connection connection;
+        Client::WireConnection connection;
         EXPECT_TRUE(connection.open(Client::DefaultHost, port)) << connection.error().toStdString();
     }
 }

@@ -1,7 +1,7 @@
 #include "server/lockfile.h"
 
 #include "lockholder.h"
-#include "procfs.h"
+#include "support/procfs.h"
 #include "support/systemcallfilter.h"
 #include "support/tempdir.h"
 #include "support/waituntil.h"

@@ -35,9 +35,9 @@ std::string text(const ServerOptions& options)
 TEST(CoreCount, IsWhatQtReports)
 {
     const LogCapture log;
-    EXPECT_EQ(coreCount(), QThread::idealThreadCount());
-    EXPECT_EQ(coreCount(1), 1);
-    EXPECT_EQ(coreCount(96), 96);
+    EXPECT_EQ(ServerOptions::coreCount(), QThread::idealThreadCount());
+    EXPECT_EQ(ServerOptions::coreCount(1), 1);
+    EXPECT_EQ(ServerOptions::coreCount(96), 96);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -45,7 +45,7 @@ TEST(CoreCount, IsFourWithAWarningWhenQtReportsNone)
 {
     for (const int reported : {0, -1}) {
         const LogCapture log;
-        EXPECT_EQ(coreCount(reported), 4);
+        EXPECT_EQ(ServerOptions::coreCount(reported), 4);
         EXPECT_THAT(log.lines(), ElementsAre("[WARN] Could not calculate no of cores, using default value 4"));
     }
 }

@@ -1,7 +1,7 @@
 #ifndef QUORVA_TESTS_SERVER_STARTSUPPORT_H
 #define QUORVA_TESTS_SERVER_STARTSUPPORT_H
 
-#include "procfs.h"
+#include "support/procfs.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
 

@@ -4,8 +4,8 @@
 #include "loglines.h"
 #include "replacedcalls.h"
 #include "rows.h"
-#include "storage/bdbregistry.h"
 #include "storage/bdbtxn.h"
+#include "storage/openindex.h"
 #include "support/tempdir.h"
 
 #include <gmock/gmock.h>
@@ -28,7 +28,7 @@ protected:
         BDBObjTable connection(4);
         connection.setEnv(&env);
         BDBIndex* index = nullptr;
-        EXPECT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
+        EXPECT_EQ(Registry::openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
         return index;
     }
 
@@ -44,7 +44,7 @@ TEST_F(BDBEnvCrashTest, CommittedWritesSurviveAKillInTheMiddleOfWriting)
         for (int i = 0;; ++i) {
             BDBTxn txn;
             if (txn.begin(env.get(), 0) != 0 || putRow(index, &txn, std::to_string(i), std::string(500, 'x')) != 0 ||
-                finish(txn, 0) != 0)
+                txn.finish(0) != 0)
                 return;
             teller.tell(i);
         }

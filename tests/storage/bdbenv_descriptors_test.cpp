@@ -3,10 +3,10 @@
 #include "base/directorylock.h"
 #include "childprocess.h"
 #include "descriptorlimit.h"
-#include "listing.h"
 #include "loglines.h"
 #include "rows.h"
-#include "storage/bdbregistry.h"
+#include "storage/openindex.h"
+#include "support/directorycontents.h"
 #include "support/logcapture.h"
 #include "support/tempdir.h"
 
@@ -25,7 +25,7 @@ BDBIndex* openedIndex(BDBEnv& env, int number)
     connection.setEnv(&env);
     BDBIndex* index = nullptr;
     const QByteArray file = "table" + QByteArray::number(number);
-    EXPECT_EQ(openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
+    EXPECT_EQ(Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", &index), 0);
     return index;
 }
 
@@ -46,7 +46,7 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
     writer.kill();
 
     ChildProcess restarted([&](const auto&) {
-        const auto before = contentOf(home.path());
+        const auto before = contentsOf(home.path());
         // Recovery opens every file that was written. One descriptor is for the directory and 16 are for the rest.
         for (const int left : {Tables - 5, Tables + 1, Tables + 16}) {
             limitDescriptors(left);
@@ -55,7 +55,7 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
             EXPECT_EQ(env.open(home.bytes()), EMFILE);
             EXPECT_EQ(log.text(), ""); // Berkeley DB did not come to try it
         }
-        EXPECT_EQ(contentOf(home.path()), before);
+        EXPECT_EQ(contentsOf(home.path()), before);
         limitDescriptors(Tables + 17);
         BDBEnv env(Tables + 1, DB_CXX_NO_EXCEPTIONS);
         ASSERT_EQ(env.open(home.bytes()), 0);
@@ -104,7 +104,7 @@ protected:
     {
         BDBObjTable connection(4);
         connection.setEnv(&env);
-        return openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+        return Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
     }
 
     static void expectRefused(BDBEnv& env, const QByteArray& file)

@@ -2,11 +2,12 @@
 #include "storage/bdbenv.h"
 
 #include "childprocess.h"
-#include "listing.h"
 #include "loglines.h"
 #include "registryfixture.h"
 #include "rows.h"
 #include "storage/bdbindex.h"
+#include "storage/openindex.h"
+#include "support/directorycontents.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
@@ -36,7 +37,7 @@ protected:
     {
         BDBObjTable connection(4);
         connection.setEnv(openedEnv(home));
-        return openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
+        return Registry::openIndex(&connection, QString::fromUtf8("db::" + file + ":data"), file, "data", index);
     }
 
     /** Writes a row into a database, or reads it. */
@@ -59,7 +60,7 @@ protected:
     std::map<std::string, std::string> closedContent(const QByteArray& home)
     {
         close(home);
-        return contentOf(home.toStdString());
+        return contentsOf(home.toStdString());
     }
 
     void expectRefusedFile(const QByteArray& home, const QByteArray& file, int rc)
@@ -75,14 +76,14 @@ protected:
 
     void expectRefused(const QByteArray& home, int rc)
     {
-        const auto before = contentOf(home.toStdString());
+        const auto before = contentsOf(home.toStdString());
         LogCapture log;
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 3);
         EXPECT_EQ(use.env(), nullptr);
         EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open env path: " + home.toStdString() +
                                                " id env::" + home.toStdString() + " rc " + std::to_string(rc)));
-        EXPECT_EQ(contentOf(home.toStdString()), before);
+        EXPECT_EQ(contentsOf(home.toStdString()), before);
     }
 
     /** The same for a directory that an open environment writes to. */
@@ -93,6 +94,23 @@ protected:
         EXPECT_EQ(open(home, &use), 3);
         EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open env path: " + home.toStdString() +
                                                " id env::" + home.toStdString() + " rc 11"));
+    }
+
+    /** Makes the DB_CONFIG of an environment. */
+    static void configure(const QByteArray& home, const std::string& line)
+    {
+        std::ofstream(home.toStdString() + "/DB_CONFIG") << line << '\n';
+    }
+
+    /** Opens `other`, whose directory the DB_CONFIG in `home` names: the latter stays closed, and harms nothing. */
+    void expectRefusedForTheOther(const QByteArray& home, const QByteArray& other)
+    {
+        put(other, "orders", "other's");
+        expectRefused(home, EBUSY);
+        const auto before = closedContent(other);
+        expectRefused(home, EBUSY);
+        EXPECT_EQ(contentsOf(other.toStdString()), before);
+        EXPECT_EQ(row(other, "orders"), "other's");
     }
 
     void link(const QByteArray& target, const std::string& name) const
@@ -112,7 +130,7 @@ TEST_F(EnvironmentHome, AFileInAClosedEnvironmentBelowIsRefused)
     const auto before = closedContent(shop);
     for (const char* file : {"shop/orders", "shop/new", "shop/sub/new"})
         expectRefusedFile(top, file, EBUSY);
-    EXPECT_EQ(contentOf(shop.toStdString()), before);
+    EXPECT_EQ(contentsOf(shop.toStdString()), before);
     put(top, "orders", "top's"); // goes on
     EXPECT_EQ(row(shop, "orders"), "shop's");
     EXPECT_EQ(row(top, "orders"), "top's");
@@ -158,7 +176,7 @@ TEST_F(EnvironmentHome, LinksIntoAnotherEnvironmentAreRefused)
     expectRefusedFile(one, "orders", EBUSY);
     expectRefusedFile(one, "missing", ENOENT);
     expectRefusedFile(one, "deep/new", EBUSY);
-    EXPECT_EQ(contentOf(two.toStdString()), before);
+    EXPECT_EQ(contentsOf(two.toStdString()), before);
     EXPECT_EQ(row(two, "orders"), "two's");
 }
 
@@ -167,12 +185,12 @@ TEST_F(EnvironmentHome, ALogThatDbConfigPutsElsewhereMakesAnEnvironmentAsWell)
     const QByteArray top = makeHome("top");
     const QByteArray shop = makeHome("top/shop");
     makeHome("logs");
-    std::ofstream(shop.toStdString() + "/DB_CONFIG") << "# a comment\nset_lg_dir ../../logs\n";
+    configure(shop, "# a comment\nset_lg_dir ../../logs");
     put(shop, "orders", "shop's");
     const auto before = closedContent(shop);
     EXPECT_EQ(before.count("log.0000000001"), 0U);
     expectRefusedFile(top, "shop/orders", EBUSY);
-    EXPECT_EQ(contentOf(shop.toStdString()), before);
+    EXPECT_EQ(contentsOf(shop.toStdString()), before);
     EXPECT_EQ(row(shop, "orders"), "shop's"); // and it can be opened again
     close(shop);
     fs::remove(shop.toStdString() + "/DB_CONFIG"); // its log is not found any more
@@ -220,10 +238,10 @@ TEST_F(EnvironmentHome, ADirectoryOfTwoEnvironmentsIsWithTheFirst)
     link(shared, "one/sub");
     link(shared, "two/sub");
     put(one, "sub/orders", "one's");
-    const auto before = contentOf(shared.toStdString());
+    const auto before = contentsOf(shared.toStdString());
     expectRefusedFile(two, "sub/orders", EBUSY);
     expectRefusedFile(two, "sub/new", EBUSY);
-    EXPECT_EQ(contentOf(shared.toStdString()), before);
+    EXPECT_EQ(contentsOf(shared.toStdString()), before);
     EXPECT_EQ(row(one, "sub/orders"), "one's");
 }
 
@@ -341,13 +359,13 @@ TEST_F(EnvironmentHome, ALinkThatIsSwitchedTakesNothingElsewhere)
     BDBObjTable connection(4);
     connection.setEnv(env);
     BDBIndex* later = nullptr;
-    ASSERT_EQ(openIndex(&connection, "db::later:data", "later", "data", &later), 0);
+    ASSERT_EQ(Registry::openIndex(&connection, "db::later:data", "later", "data", &later), 0);
     const std::string value(200'000, 'v');
     for (int i = 0; !fs::exists(one.toStdString() + "/log.0000000002") && i < 100; ++i)
         ASSERT_EQ(putRow(later, nullptr, "key" + std::to_string(i % 10), value), 0);
     EXPECT_TRUE(fs::exists(one.toStdString() + "/log.0000000002"));
     EXPECT_TRUE(fs::exists(one.toStdString() + "/later"));
-    EXPECT_EQ(contentOf(two.toStdString()), before);
+    EXPECT_EQ(contentsOf(two.toStdString()), before);
 
     char** list = nullptr;
     ASSERT_EQ(env->log_archive(&list, DB_ARCH_ABS | DB_ARCH_LOG), 0);
@@ -371,7 +389,7 @@ TEST_F(EnvironmentHome, OneThatWasMovedAwayOpensNoFurtherFiles)
     fs::rename(home.toStdString(), moved);
     fs::rename(other.toStdString(), home.toStdString());
     expectRefusedFile(home, "later", ESTALE);
-    EXPECT_EQ(contentOf(home.toStdString()), before);
+    EXPECT_EQ(contentsOf(home.toStdString()), before);
     fs::rename(home.toStdString(), other.toStdString());
     fs::rename(moved, home.toStdString());
     put(home, "later", "2");
@@ -416,8 +434,8 @@ TEST_F(EnvironmentHome, ALogDirectoryIsOneEnvironmentsOnly)
     const QByteArray one = makeHome("one");
     const QByteArray two = makeHome("two");
     const QByteArray logs = makeHome("logs");
-    std::ofstream(one.toStdString() + "/DB_CONFIG") << "set_lg_dir ../logs\n";
-    std::ofstream(two.toStdString() + "/DB_CONFIG") << "db_log_dir " << logs.toStdString() << '\n';
+    configure(one, "set_lg_dir ../logs");
+    configure(two, "db_log_dir " + logs.toStdString());
     put(one, "orders", "1");
     expectRefused(two, EBUSY);
     expectHeld(logs);
@@ -428,15 +446,9 @@ TEST_F(EnvironmentHome, ALogDirectoryIsOneEnvironmentsOnly)
 
 TEST_F(EnvironmentHome, TheLogDirectoryIsNotTheHomeOfAnother)
 {
-    const QByteArray other = makeHome("other");
     const QByteArray home = makeHome();
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_lg_dir ../other\n";
-    put(other, "orders", "other's");
-    expectRefused(home, EBUSY);
-    const auto before = closedContent(other);
-    expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
-    EXPECT_EQ(row(other, "orders"), "other's");
+    configure(home, "set_lg_dir ../other");
+    expectRefusedForTheOther(home, makeHome("other"));
 }
 
 TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
@@ -446,7 +458,7 @@ TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
     const QByteArray data = makeHome("data");
     makeHome("data/sub");
     for (const QByteArray& home : {one, two})
-        std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_data_dir ../data\n";
+        configure(home, "set_data_dir ../data");
     put(one, "orders", "1");
     put(one, "sub/orders", "2");
     EXPECT_TRUE(fs::exists(data.toStdString() + "/sub/orders"));
@@ -462,17 +474,11 @@ TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
 
 TEST_F(EnvironmentHome, ADataDirectoryIsNotTheHomeOfAnother)
 {
-    const QByteArray other = makeHome("other");
     const QByteArray home = makeHome();
     put(home, "own", "1"); // it has a log
     close(home);
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "add_data_dir ../other\n";
-    put(other, "orders", "other's");
-    expectRefused(home, EBUSY);
-    const auto before = closedContent(other);
-    expectRefused(home, EBUSY);
-    EXPECT_EQ(contentOf(other.toStdString()), before);
-    EXPECT_EQ(row(other, "orders"), "other's");
+    configure(home, "add_data_dir ../other");
+    expectRefusedForTheOther(home, makeHome("other"));
 }
 
 TEST_F(EnvironmentHome, ARefusedFileLeavesNoDirectories)
@@ -581,7 +587,7 @@ TEST_F(UnwritableDirectory, IsNoPlaceForLogFilesOfDbConfig)
     const QByteArray home = makeHome();
     fs::permissions(home.toStdString(), fs::perms(0777));
     fs::permissions(makeHome("logs").toStdString(), fs::perms(0555));
-    std::ofstream(home.toStdString() + "/DB_CONFIG") << "set_lg_dir " << temp_.file("logs") << '\n';
+    configure(home, "set_lg_dir " + temp_.file("logs"));
     ChildProcess child([&](const auto&) {
         becomeNobody();
         expectRefused(home, EACCES);

@@ -4,6 +4,7 @@
 #include "descriptorlimit.h"
 #include "loglines.h"
 #include "rows.h"
+#include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "support/tempenv.h"
 #include "support/waituntil.h"
@@ -208,6 +209,26 @@ TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndLetsGoOfTheDirectory)
     EXPECT_EQ(child.waitForExit(), 0);
 }
 
+// What Berkeley DB gets no memory for is like what it is given wrong flags for: there is nothing behind the object.
+constexpr u_int32_t UnknownFlag = 0x1;
+
+TEST(BDBEnvOpen, FailsWhenTheObjectCouldNotBeMadeWhole)
+{
+    const TempDir directory;
+    BDBEnv env(16, DB_CXX_NO_EXCEPTIONS | UnknownFlag);
+    EXPECT_EQ(env.open(QByteArray::fromStdString(directory.path())), ENOMEM);
+    EXPECT_THAT(filesIn(directory.path()), IsEmpty());
+    EXPECT_TRUE(isDirectoryFree(directory.path()));
+}
+
+TEST(BDBEnvOpenDatabase, FailsWithAHandleThatCouldNotBeMadeWhole)
+{
+    TempEnv env;
+    BDBIndex index(env.get(), DB_CXX_NO_EXCEPTIONS | UnknownFlag << 7);
+    EXPECT_EQ(env->openDatabase(&index, "t", "meta", DB_CREATE | DB_THREAD | DB_AUTO_COMMIT), ENOMEM);
+    EXPECT_FALSE(fs::exists(env.path() + "/t"));
+}
+
 TEST(BDBEnvOpen, HoldsTheDirectoryUntilItIsDestroyed)
 {
     TempEnv env;
@@ -315,7 +336,7 @@ TEST(BDBEnv, ItsUseCountOutlivesIt)
 {
     auto env = std::make_unique<BDBEnv>(16, DB_CXX_NO_EXCEPTIONS);
     const std::shared_ptr<EnvironmentUseCount> uses = env->uses();
-    EnvironmentUse use(env.get(), uses);
+    EnvironmentUse use(env.get(), uses, nullptr);
     env.reset();
     use.reset();
     uses->waitUnused();

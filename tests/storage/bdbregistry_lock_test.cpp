@@ -23,7 +23,7 @@ protected:
     {
         return std::async(std::launch::async,
                           [this] {
-                              const auto lock = lockEnv(&registry_, table_, false);
+                              const auto lock = Registry::lockEnv(&registry_, table_, false);
                               if (lock)
                                   lock->unlock();
                               return lock != nullptr;
@@ -35,7 +35,7 @@ protected:
     BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
         return BlockedCall([this] {
-            auto lock = lockEnv(&registry_, table_, true);
+            auto lock = Registry::lockEnv(&registry_, table_, true);
             if (lock)
                 lock->unlock();
             return lock;
@@ -49,7 +49,7 @@ protected:
 TEST_F(LockEnvTest, SharedHoldsDoNotExcludeEachOther)
 {
     LogCapture log;
-    const auto lock = lockEnv(&registry_, table_, false);
+    const auto lock = Registry::lockEnv(&registry_, table_, false);
     ASSERT_NE(lock, nullptr);
     EXPECT_TRUE(isSharable());
     lock->unlock();
@@ -58,7 +58,7 @@ TEST_F(LockEnvTest, SharedHoldsDoNotExcludeEachOther)
 
 TEST_F(LockEnvTest, SharedFailsAtOnceAndSilentlyWhileAWriterHoldsTheLock)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
     LogCapture log;
     EXPECT_FALSE(isSharable());
@@ -69,7 +69,7 @@ TEST_F(LockEnvTest, SharedFailsAtOnceAndSilentlyWhileAWriterHoldsTheLock)
 
 TEST_F(LockEnvTest, ExclusiveWaitsForSharedHoldsAndKeepsNewOnesOut)
 {
-    const auto lock = lockEnv(&registry_, table_, false);
+    const auto lock = Registry::lockEnv(&registry_, table_, false);
     ASSERT_NE(lock, nullptr);
     auto writer = exclusiveElsewhere();
     EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // it waits
@@ -81,24 +81,24 @@ TEST_F(LockEnvTest, ExclusiveWaitsForSharedHoldsAndKeepsNewOnesOut)
 
 TEST_F(LockEnvTest, AThreadMayTakeItsHoldAgain)
 {
-    const auto first = lockEnv(&registry_, table_, false);
-    const auto second = lockEnv(&registry_, table_, false);
+    const auto first = Registry::lockEnv(&registry_, table_, false);
+    const auto second = Registry::lockEnv(&registry_, table_, false);
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(first, second);
-    unlockEnv(&registry_, table_);
+    Registry::unlockEnv(&registry_, table_);
     auto writer = exclusiveElsewhere();
     EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // one hold is left
-    unlockEnv(&registry_, table_);
+    Registry::unlockEnv(&registry_, table_);
     EXPECT_NE(writer.get(), nullptr);
 }
 
 TEST_F(LockEnvTest, UnknownEnvironmentIsToldAndNotLocked)
 {
     LogCapture log;
-    EXPECT_EQ(lockEnv(&registry_, "/missing|orders", false), nullptr);
-    EXPECT_EQ(lockEnv(&registry_, "/missing", true), nullptr);
-    EXPECT_EQ(lockEnv(&registry_, "|orders", false), nullptr);
-    EXPECT_EQ(lockEnv(&registry_, "", false), nullptr);
+    EXPECT_EQ(Registry::lockEnv(&registry_, "/missing|orders", false), nullptr);
+    EXPECT_EQ(Registry::lockEnv(&registry_, "/missing", true), nullptr);
+    EXPECT_EQ(Registry::lockEnv(&registry_, "|orders", false), nullptr);
+    EXPECT_EQ(Registry::lockEnv(&registry_, "", false), nullptr);
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Failed to find lock for dbid: env::/missing",
                                            "[ERROR] bdb # Failed to find lock for dbid: env::/missing",
                                            "[ERROR] bdb # Failed to find lock for dbid: env::",
@@ -109,32 +109,33 @@ TEST_F(LockEnvTest, TableNameEndsBeforeItsLastBar)
 {
     const QByteArray odd = makeHome("a|b");
     (void)openedEnv(odd);
-    const auto lock = lockEnv(&registry_, odd + "|orders", true);
+    const auto lock = Registry::lockEnv(&registry_, odd + "|orders", true);
     ASSERT_NE(lock, nullptr);
-    EXPECT_NE(lockEnv(&registry_, table_, false), nullptr); // another environment's
-    unlockEnv(&registry_, table_);
-    unlockEnv(&registry_, odd + "|stock"); // any table of the environment
-    const auto wholeName = lockEnv(&registry_, home_, true);
+    EXPECT_NE(Registry::lockEnv(&registry_, table_, false), nullptr); // another environment's
+    Registry::unlockEnv(&registry_, table_);
+    Registry::unlockEnv(&registry_, odd + "|stock"); // any table of the environment
+    const auto wholeName = Registry::lockEnv(&registry_, home_, true);
     ASSERT_NE(wholeName, nullptr); // no bar: the name is the directory
     EXPECT_FALSE(isSharable());
-    unlockEnv(&registry_, home_);
+    Registry::unlockEnv(&registry_, home_);
 }
 
 TEST_F(LockEnvTest, EverySpellingIsOneLock)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
-    const auto other = std::async(std::launch::async, [&] { return lockEnv(&registry_, home_ + "/.|orders", false); });
+    const auto other =
+        std::async(std::launch::async, [&] { return Registry::lockEnv(&registry_, home_ + "/.|orders", false); });
     EXPECT_EQ(const_cast<std::future<std::shared_ptr<AccessLock>>&>(other).get(), nullptr);
-    unlockEnv(&registry_, home_ + "/./|orders");
+    Registry::unlockEnv(&registry_, home_ + "/./|orders");
     EXPECT_TRUE(isSharable());
 }
 
 TEST_F(LockEnvTest, UnlockOfAnUnknownEnvironmentDoesNothing)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
     LogCapture log;
-    unlockEnv(&registry_, "/missing|orders");
+    Registry::unlockEnv(&registry_, "/missing|orders");
     EXPECT_FALSE(isSharable());
     lock->unlock();
     EXPECT_THAT(ownLines(log), IsEmpty());
@@ -144,13 +145,13 @@ TEST_F(LockEnvTest, DroppedLockIsGivenBackAndForgottenUnderAllItsNames)
 {
     (void)openedEnv(home_ + "/.");
     ASSERT_EQ(registry_.locks().size(), 2);
-    const auto lock = lockEnv(&registry_, table_, true);
-    dropEnvLock(&registry_, lock);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
+    Registry::dropEnvLock(&registry_, lock);
     EXPECT_TRUE(registry_.locks().isEmpty());
     EXPECT_TRUE(lock->tryLockForRead());
     lock->unlock();
     LogCapture log;
-    EXPECT_EQ(lockEnv(&registry_, table_, false), nullptr);
+    EXPECT_EQ(Registry::lockEnv(&registry_, table_, false), nullptr);
     EXPECT_EQ(ownLines(log).size(), 1U);
 }
 
@@ -158,18 +159,18 @@ TEST_F(LockEnvTest, DropLeavesTheLocksOfOthersAlone)
 {
     const QByteArray other = makeHome("other");
     (void)openedEnv(other);
-    dropEnvLock(&registry_, lockEnv(&registry_, table_, true));
+    Registry::dropEnvLock(&registry_, Registry::lockEnv(&registry_, table_, true));
     EXPECT_EQ(registry_.locks().size(), 1);
-    EXPECT_NE(lockEnv(&registry_, other, false), nullptr);
-    unlockEnv(&registry_, other);
+    EXPECT_NE(Registry::lockEnv(&registry_, other, false), nullptr);
+    Registry::unlockEnv(&registry_, other);
 }
 
 TEST_F(LockEnvTest, DropLeavesTheLockOfTheEnvironmentOpenedAnewAlone)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
-    removeEnv(&registry_, table_);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
+    Registry::removeEnv(&registry_, table_);
     (void)openedEnv(home_);
-    dropEnvLock(&registry_, lock);
+    Registry::dropEnvLock(&registry_, lock);
     ASSERT_EQ(registry_.locks().size(), 1);
     EXPECT_NE(registry_.locks().cbegin().value(), lock);
     EXPECT_TRUE(isSharable());
@@ -177,22 +178,22 @@ TEST_F(LockEnvTest, DropLeavesTheLockOfTheEnvironmentOpenedAnewAlone)
 
 TEST_F(LockEnvTest, WriterThatWaitedForALockThatWasDroppedIsToldSo)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
     LogCapture log;
     auto waiting = exclusiveElsewhere();
-    removeEnv(&registry_, table_);
-    dropEnvLock(&registry_, lock);
+    Registry::removeEnv(&registry_, table_);
+    Registry::dropEnvLock(&registry_, lock);
     EXPECT_EQ(waiting.get(), nullptr);
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Failed to find lock for dbid: env::" + home_.toStdString()));
 }
 
 TEST_F(LockEnvTest, WriterThatWaitedGetsTheLockOfTheEnvironmentOpenedAnew)
 {
-    const auto lock = lockEnv(&registry_, table_, true);
+    const auto lock = Registry::lockEnv(&registry_, table_, true);
     auto waiting = exclusiveElsewhere();
-    removeEnv(&registry_, table_);
+    Registry::removeEnv(&registry_, table_);
     (void)openedEnv(home_);
-    dropEnvLock(&registry_, lock);
+    Registry::dropEnvLock(&registry_, lock);
     const auto got = waiting.get();
     ASSERT_NE(got, nullptr);
     EXPECT_NE(got, lock);

@@ -1,15 +1,20 @@
 // What other requests see while an environment is being opened.
 #include "storage/bdbregistry.h"
 
+#include "base/directorylock.h"
 #include "loglines.h"
 #include "registryfixture.h"
 #include "replacedcalls.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbhotbackup.h"
 #include "storage/openingenvironments.h"
 #include "support/waituntil.h"
 
 #include <atomic>
+#include <cstddef>
 #include <fstream>
 #include <future>
+#include <new>
 #include <optional>
 #include <vector>
 
@@ -68,8 +73,8 @@ TEST_F(SlowOpening, OtherEnvironmentsAreOpenedUsedAndClosedMeanwhile)
         EXPECT_EQ(openedEnv(before), env);
         const QByteArray other = makeHome("other");
         EXPECT_NE(openedEnv(other), nullptr);
-        EXPECT_NE(lockEnv(&registry_, other + "|t", false), nullptr);
-        unlockEnv(&registry_, other + "|t");
+        EXPECT_NE(Registry::lockEnv(&registry_, other + "|t", false), nullptr);
+        Registry::unlockEnv(&registry_, other + "|t");
         lockAndRemove(other + "|t");
         EnvironmentUse use;
         LogCapture log;
@@ -151,4 +156,24 @@ TEST_F(SlowOpening, ADeleteTableOfOneThatFailsToOpenFindsNone)
     EXPECT_EQ(log.count("Failed to load env with id: env::" + home_.toStdString()), 1U);
 }
 
+using OpeningWithoutMemory = RegistryFixture;
+
 } // namespace
+
+TEST_F(OpeningWithoutMemory, CanBeRepeated)
+{
+    const QByteArray home = makeHome("little");
+    EnvironmentUse use;
+    for (const std::size_t lacking : {sizeof(BDBEnv), sizeof(BDBHotBackupThread)}) {
+        SCOPED_TRACE(lacking);
+        {
+            const NoMemoryFor it(lacking);
+            EXPECT_THROW((void)open(home, &use), std::bad_alloc); // ends the connection whose request it was
+        }
+        ASSERT_EQ(openingEnvironments().find(environmentKey(home)), nullptr) << "others would wait for it for good";
+        Base::DirectoryLock lock;
+        EXPECT_EQ(lock.lock(home.constData()), 0);
+    }
+    EXPECT_EQ(open(home, &use), 0);
+    EXPECT_NE(use.env(), nullptr);
+}

@@ -6,6 +6,7 @@
 #include "storage/bdbtxn.h"
 #include "storage/closingenvironments.h"
 #include "storage/deadlockretry.h"
+#include "storage/openindex.h"
 #include "support/blockedcall.h"
 #include "support/waituntil.h"
 
@@ -35,7 +36,7 @@ protected:
         BDBObjTable connection(4);
         connection.setEnv(env);
         BDBIndex* index = nullptr;
-        EXPECT_EQ(openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
+        EXPECT_EQ(Registry::openIndex(&connection, "db::orders:data", "orders", "data", &index), 0);
         return index;
     }
 
@@ -47,7 +48,7 @@ TEST_F(RemoveEnvTest, ClosesAndForgetsTheEnvironment)
     ASSERT_EQ(putRow(orders(openedEnv(home_)), nullptr, "key", "value"), 0);
     ASSERT_FALSE(isDirectoryFree(home_));
     LogCapture log;
-    removeEnv(&registry_, home_ + "|orders");
+    Registry::removeEnv(&registry_, home_ + "|orders");
     EXPECT_TRUE(isDirectoryFree(home_));
     EXPECT_TRUE(registry_.names().isEmpty());
     EXPECT_EQ(registry_.locks().size(), 1); // whoever removes it holds the lock, and drops it later
@@ -67,9 +68,9 @@ TEST_F(RemoveEnvTest, UnknownEnvironmentIsNothingToDo)
 {
     BDBEnv* env = openedEnv(home_);
     LogCapture log;
-    removeEnv(&registry_, "/missing|orders");
-    removeEnv(&registry_, "|orders");
-    removeEnv(&registry_, "");
+    Registry::removeEnv(&registry_, "/missing|orders");
+    Registry::removeEnv(&registry_, "|orders");
+    Registry::removeEnv(&registry_, "");
     EXPECT_THAT(ownLines(log), IsEmpty());
     EXPECT_EQ(openedEnv(home_), env);
 }
@@ -79,7 +80,7 @@ TEST_F(RemoveEnvTest, SlotThatHoldsNoEnvironmentIsLeftAlone)
     ASSERT_EQ(registry_.addDesc(&quota_), 1);
     registry_.names().insert("env::/somewhere", 1);
     LogCapture log;
-    removeEnv(&registry_, "/somewhere|orders");
+    Registry::removeEnv(&registry_, "/somewhere|orders");
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Object type mismatch (5 6) for descriptor 1"));
     EXPECT_EQ(registry_.getObject(1, BDBQuotaType), &quota_);
     registry_.names().clear();
@@ -103,16 +104,16 @@ TEST_F(RemoveEnvTest, TheLockThatIsHeldDecidesAndNotWhereTheNameLeadsSince)
     const QByteArray link = temp_.bytes() + "/link";
     ASSERT_EQ(symlink(home_.constData(), link.constData()), 0);
     BDBEnv* env = openedEnv(link);
-    const auto lock = lockEnv(&registry_, link + "|t", true);
+    const auto lock = Registry::lockEnv(&registry_, link + "|t", true);
     ASSERT_EQ(unlink(link.constData()), 0);
     ASSERT_EQ(symlink(other.constData(), link.constData()), 0);
     ASSERT_TRUE(waitUntil([&] { return openedEnv(link) != env; }));
-    removeEnv(&registry_, link + "|t", lock);
-    dropEnvLock(&registry_, lock);
+    Registry::removeEnv(&registry_, link + "|t", lock);
+    Registry::dropEnvLock(&registry_, lock);
     EXPECT_TRUE(isDirectoryFree(home_));
     EXPECT_FALSE(isDirectoryFree(other));
-    EXPECT_NE(lockEnv(&registry_, link + "|t", false), nullptr);
-    unlockEnv(&registry_, link + "|t");
+    EXPECT_NE(Registry::lockEnv(&registry_, link + "|t", false), nullptr);
+    Registry::unlockEnv(&registry_, link + "|t");
 }
 
 TEST_F(RemoveEnvTest, WaitsUntilNobodyHoldsOnToTheEnvironment)
@@ -176,8 +177,8 @@ TEST_F(RemoveEnvTest, OtherEnvironmentsGoOnMeanwhile)
     ASSERT_EQ(open(home_, &use), 0);
     auto removing = removingElsewhere();
     EXPECT_EQ(putRow(orders(openedEnv(other)), nullptr, "key", "value"), 0);
-    EXPECT_NE(lockEnv(&registry_, other, false), nullptr);
-    unlockEnv(&registry_, other);
+    EXPECT_NE(Registry::lockEnv(&registry_, other, false), nullptr);
+    Registry::unlockEnv(&registry_, other);
     use.reset();
     removing.get();
     lockAndRemove(other);
@@ -188,7 +189,7 @@ TEST_F(RemoveEnvTest, SecondRemoverFindsNothingToDo)
     EnvironmentUse use;
     ASSERT_EQ(open(home_, &use), 0);
     auto removing = removingElsewhere();
-    BlockedCall second([&] { return lockEnv(&registry_, home_, true); });
+    BlockedCall second([&] { return Registry::lockEnv(&registry_, home_, true); });
     EXPECT_TRUE(waitUntil([&] { return second.sleeps(); })); // the first holds the access lock to the end
     use.reset();
     removing.get();
@@ -210,7 +211,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
     const auto write = [&](const QByteArray& home, const std::string& key) {
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 0) << home.toStdString();
-        const auto lock = use.env() != nullptr ? lockEnv(&registry_, home + "|orders", false) : nullptr;
+        const auto lock = use.env() != nullptr ? Registry::lockEnv(&registry_, home + "|orders", false) : nullptr;
         if (!lock) {
             ++refused;
             return false;
@@ -233,9 +234,9 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
         threads.emplace_back([&, r] {
             for (std::size_t i = 0; i < Removals; ++i) {
                 const QByteArray table = spellings[(r + i) % spellings.size()] + "|orders";
-                if (const auto lock = lockEnv(&registry_, table, true)) {
-                    removeEnv(&registry_, table);
-                    dropEnvLock(&registry_, lock);
+                if (const auto lock = Registry::lockEnv(&registry_, table, true)) {
+                    Registry::removeEnv(&registry_, table);
+                    Registry::dropEnvLock(&registry_, lock);
                 }
             }
         });

@@ -4,6 +4,7 @@
 #include "loglines.h"
 #include "registryfixture.h"
 #include "rows.h"
+#include "support/blockedcall.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>
@@ -55,10 +56,28 @@ TEST_F(OpenEnvTest, SecondOpenFindsTheSameEnvironmentAndOpensNothing)
     EXPECT_EQ(registry_.names().size(), 1);
 }
 
+TEST_F(OpenEnvTest, HandsTheEnvironmentsAccessLockOutWithIt)
+{
+    const QByteArray home = makeHome();
+    for (const QByteArray& spelling : {home, home, home + "/."}) { // opened, found, found under another name
+        EnvironmentUse use;
+        ASSERT_EQ(open(spelling, &use), 0);
+        EXPECT_TRUE(use.shareAccess());
+        const auto lock = registry_.locks().value(canonicalEnvironmentKey(environmentKey(home)));
+        BlockedCall writer([lock] {
+            lock->lockForWrite();
+            lock->unlock();
+        });
+        EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
+        use.reset();
+        writer.get();
+    }
+}
+
 TEST_F(OpenEnvTest, WithoutCreateAnUnknownEnvironmentIs3)
 {
     const QByteArray home = makeHome();
-    EnvironmentUse use(openedEnv(makeHome("other")), std::make_shared<EnvironmentUseCount>());
+    EnvironmentUse use(openedEnv(makeHome("other")), std::make_shared<EnvironmentUseCount>(), nullptr);
     LogCapture log;
     EXPECT_EQ(open(home, &use, 0), 3);
     EXPECT_EQ(use.env(), nullptr);
@@ -159,20 +178,20 @@ TEST_F(OpenEnvTest, RegistryOfTheServerHoldsOneLessThanItsSlots)
     const QByteArray last = makeHome("last");
     const QByteArray tooMany = makeHome("too many");
     EnvironmentUse use;
-    EXPECT_EQ(openEnv(&registry, environmentKey(last), &use, TableCapacity, 1, last), 0);
+    EXPECT_EQ(Registry::openEnv(&registry, environmentKey(last), &use, TableCapacity, 1, last), 0);
     EXPECT_EQ(registry.getObject(8191, BDBEnvType), static_cast<BDBObject*>(use.env()));
     use.reset();
     LogCapture log;
-    EXPECT_EQ(openEnv(&registry, environmentKey(tooMany), &use, TableCapacity, 1, tooMany), 2);
+    EXPECT_EQ(Registry::openEnv(&registry, environmentKey(tooMany), &use, TableCapacity, 1, tooMany), 2);
     delete use.env();
-    removeEnv(&registry, last);
+    Registry::removeEnv(&registry, last);
 }
 
 TEST_F(OpenEnvTest, EnvironmentGetsItsTableCapacity)
 {
     EnvironmentUse use;
     const QByteArray home = makeHome();
-    ASSERT_EQ(openEnv(&registry_, environmentKey(home), &use, 3, 1, home), 0);
+    ASSERT_EQ(Registry::openEnv(&registry_, environmentKey(home), &use, 3, 1, home), 0);
     EXPECT_EQ(use.env()->addDesc(&quota_), 1);
     EXPECT_EQ(use.env()->addDesc(&quota_), 2);
     EXPECT_EQ(use.env()->addDesc(&quota_), -1);
@@ -221,7 +240,7 @@ TEST_F(OpenEnvTest, ALinkThatIsSwitchedLeadsToTheOtherDirectorySoon)
     EXPECT_EQ(openedEnv(link), openedEnv(two));
     EXPECT_EQ(openedEnv(one), env);
 
-    const auto lock = lockEnv(&registry_, link + "|t", true);
+    const auto lock = Registry::lockEnv(&registry_, link + "|t", true);
     EXPECT_EQ(lock, registry_.locks().value(canonicalEnvironmentKey(environmentKey(two))));
     lock->unlock();
     lockAndRemove(link + "|t");
@@ -310,16 +329,16 @@ TEST_F(OpenEnvTest, NeverMoreThan65536NamesAreRemembered)
     }
     EXPECT_EQ(registry_.names().size(), 65536);
     EXPECT_EQ(registry_.locks().size(), 1);
-    EXPECT_NE(lockEnv(&registry_, spelling, false), nullptr); // not remembered, found all the same
-    unlockEnv(&registry_, spelling);
+    EXPECT_NE(Registry::lockEnv(&registry_, spelling, false), nullptr); // not remembered, found all the same
+    Registry::unlockEnv(&registry_, spelling);
 }
 
 TEST(RegisterEnv, GivesTheEnvironmentADescriptorANameAndALock)
 {
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     BDBObjTable registry(8);
-    EXPECT_EQ(registerEnv(&registry, &env, "env::one"), 1);
-    EXPECT_EQ(registerEnv(&registry, &env, "env::two"), 2);
+    EXPECT_EQ(Registry::registerEnv(&registry, &env, "env::one"), 1);
+    EXPECT_EQ(Registry::registerEnv(&registry, &env, "env::two"), 2);
     EXPECT_EQ(registry.names(), (QHash<QString, int>{{"env::one", 1}, {"env::two", 2}}));
     ASSERT_NE(registry.locks().value("env::one"), nullptr);
     ASSERT_NE(registry.locks().value("env::two"), nullptr);
@@ -331,9 +350,9 @@ TEST(RegisterEnv, FullRegistryIsMinusOneAndStaysAsItWas)
 {
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     BDBObjTable registry(2);
-    ASSERT_EQ(registerEnv(&registry, &env, "env::one"), 1);
+    ASSERT_EQ(Registry::registerEnv(&registry, &env, "env::one"), 1);
     LogCapture log;
-    EXPECT_EQ(registerEnv(&registry, &env, "env::two"), -1);
+    EXPECT_EQ(Registry::registerEnv(&registry, &env, "env::two"), -1);
     EXPECT_EQ(registry.names(), (QHash<QString, int>{{"env::one", 1}}));
     EXPECT_EQ(registry.locks().size(), 1);
     EXPECT_THAT(ownLines(log), IsEmpty()); // no databases to tell of; the caller tells the rest

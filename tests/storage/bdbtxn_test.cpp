@@ -57,11 +57,9 @@ protected:
 TEST_F(BDBTxnTest, IsInactiveUntilBegun)
 {
     BDBTxn txn;
-    EXPECT_FALSE(txn.isActive());
     EXPECT_EQ(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(BDBTxn::handleOf(nullptr), nullptr);
     EXPECT_EQ(txn.begin(env_.get(), 0), 0);
-    EXPECT_TRUE(txn.isActive());
     EXPECT_NE(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(transactions().st_nactive, 1U);
 }
@@ -71,7 +69,7 @@ TEST_F(BDBTxnTest, FailedBeginIsTold)
     BDBTxn txn;
     LogCapture log;
     EXPECT_EQ(txn.begin(env_.get(), 0x40000000), EINVAL);
-    EXPECT_FALSE(txn.isActive());
+    EXPECT_EQ(BDBTxn::handleOf(&txn), nullptr);
     EXPECT_EQ(ownLines(log).back(), "[ERROR] bdb # txn init failed rc 22");
     EXPECT_EQ(txn.abort(), 12);
 }
@@ -92,7 +90,7 @@ TEST_F(BDBTxnTest, CommitKeepsTheWrites)
     const auto txn = begunTxn();
     LogCapture log;
     EXPECT_EQ(txn->commit(DB_TXN_SYNC), 0);
-    EXPECT_FALSE(txn->isActive());
+    EXPECT_EQ(BDBTxn::handleOf(txn.get()), nullptr);
     EXPECT_EQ(transactions().st_nactive, 0U);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");
     EXPECT_THAT(ownLines(log), IsEmpty());
@@ -143,7 +141,7 @@ TEST_F(BDBTxnTest, AbortAbandonsTheWrites)
     const auto txn = begunTxn();
     LogCapture log;
     EXPECT_EQ(txn->abort(), 0);
-    EXPECT_FALSE(txn->isActive());
+    EXPECT_EQ(BDBTxn::handleOf(txn.get()), nullptr);
     EXPECT_EQ(transactions().st_naborts, 1U);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), NoRow);
     EXPECT_THAT(ownLines(log), IsEmpty());
@@ -198,7 +196,7 @@ protected:
 TEST_F(FinishTest, CommitsOnZero)
 {
     const auto txn = begunTxn();
-    EXPECT_EQ(finish(*txn, 0), 0);
+    EXPECT_EQ(txn->finish(0), 0);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");
 }
 
@@ -207,8 +205,8 @@ TEST_F(FinishTest, AbortsOnAnyOtherResultAndReturnsThat)
     LogCapture log;
     for (const int rc : {1, 12, DB_LOCK_DEADLOCK, DB_NOTFOUND}) {
         const auto txn = begunTxn();
-        EXPECT_EQ(finish(*txn, rc), rc);
-        EXPECT_FALSE(txn->isActive());
+        EXPECT_EQ(txn->finish(rc), rc);
+        EXPECT_EQ(BDBTxn::handleOf(txn.get()), nullptr);
         EXPECT_EQ(rowOf(index_, nullptr, "key"), NoRow);
     }
     EXPECT_THAT(ownLines(log), IsEmpty());
@@ -216,9 +214,9 @@ TEST_F(FinishTest, AbortsOnAnyOtherResultAndReturnsThat)
 
 TEST_F(FinishTest, CommitReachesTheDiskUnlessTheServerRunsWithoutSync)
 {
-    EXPECT_TRUE(waitUntil([&] { return finish(*begunTxn(), 0) == 0 && everythingIsOnDisk(); }));
+    EXPECT_TRUE(waitUntil([&] { return begunTxn()->finish(0) == 0 && everythingIsOnDisk(); }));
     Settings::setTxnCommitFlags(DB_TXN_NOSYNC);
-    EXPECT_TRUE(waitUntil([&] { return finish(*begunTxn(), 0) == 0 && !everythingIsOnDisk(); }));
+    EXPECT_TRUE(waitUntil([&] { return begunTxn()->finish(0) == 0 && !everythingIsOnDisk(); }));
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");
 }
 
@@ -226,7 +224,7 @@ TEST_F(FinishTest, OfAnEndedTransactionIs12)
 {
     LogCapture log;
     BDBTxn ended;
-    EXPECT_EQ(finish(ended, 0), 12);
+    EXPECT_EQ(ended.finish(0), 12);
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # bt_txn is NULL"));
 }
 
@@ -244,7 +242,7 @@ template <typename Use> int withBrokenTxn(Use use)
         ASSERT_EQ(env->set_flags(DB_PANIC_ENVIRONMENT, 1), 0);
         use(txn);
         EXPECT_EQ(ownLines(log).back(), "[ERROR] bdb # txn commit failed rc -30973");
-        EXPECT_FALSE(txn.isActive());
+        EXPECT_EQ(BDBTxn::handleOf(&txn), nullptr);
         EXPECT_EQ(txn.abort(), 12); // nothing is left to abort
     });
     return child.waitForExit();
@@ -257,7 +255,7 @@ TEST(BDBTxnCommit, FailureIsToldAndLeavesNothingToAbort)
 
 TEST(Finish, ReturnsTheResultOfAFailedCommit)
 {
-    EXPECT_EQ(withBrokenTxn([](BDBTxn& txn) { EXPECT_EQ(finish(txn, 0), DB_RUNRECOVERY); }), 0);
+    EXPECT_EQ(withBrokenTxn([](BDBTxn& txn) { EXPECT_EQ(txn.finish(0), DB_RUNRECOVERY); }), 0);
 }
 
 } // namespace

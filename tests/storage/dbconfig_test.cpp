@@ -1,5 +1,5 @@
 #include "request/tablefixture.h"
-#include "server/procfs.h"
+#include "support/procfs.h"
 
 #include <fstream>
 

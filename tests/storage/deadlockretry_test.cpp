@@ -144,7 +144,7 @@ TEST(RetryOnDeadlock, LoserOfARealDeadlockRetriesToSuccess)
                     bothHaveTheirFirst.arrive_and_wait();
                 if (rc == 0)
                     rc = putRow(writer.second, &txn, "row", writer.name);
-                return finish(txn, rc);
+                return txn.finish(rc);
             },
             [](int) {});
     };

@@ -52,7 +52,7 @@ protected:
     EnvironmentConfig read() const
     {
         EnvironmentConfig config;
-        EXPECT_EQ(readEnvironmentConfig(home_.toStdString(), &config), 0);
+        EXPECT_EQ(EnvironmentConfig::read(home_.toStdString(), &config), 0);
         return config;
     }
 

@@ -1,6 +1,6 @@
 // The real server and directories that are no environment, or not only one's.
-#include "listing.h"
 #include "request/tablefixture.h"
+#include "support/directorycontents.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,7 +60,7 @@ TEST_F(EnvironmentDirectories, AnEnvironmentBelowAnotherKeepsItsItems)
     const std::string shop = makeDirectory("top/shop");
     putInto(tableIn(shop, "orders"), "shop's");
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableIn(shop, "orders")}}), okReply());
-    const auto before = contentOf(shop);
+    const auto before = contentsOf(shop);
     (void)takeComplaints();
 
     EXPECT_EQ(request("CreateTable", {{"TableName", tableIn(top, "shop/orders")}, {"KeySchema", keySchema()}}),
@@ -68,7 +68,7 @@ TEST_F(EnvironmentDirectories, AnEnvironmentBelowAnotherKeepsItsItems)
     EXPECT_THAT(takeComplaints(),
                 ElementsAre("[CRIT] bdb # Failed to open DB dbpath: shop/orders dbname meta rc 16 flags 289",
                             composeError(12)));
-    EXPECT_EQ(contentOf(shop), before);
+    EXPECT_EQ(contentsOf(shop), before);
     expectOthersServed();
     putInto(tableIn(top, "orders"), "top's");
 
@@ -82,18 +82,18 @@ TEST_F(EnvironmentDirectories, ADirectoryOfAnEnvironmentDoesNotBecomeAnother)
     const std::string top = makeDirectory("top");
     const std::string shop = top + "/shop"; // made by the server
     putInto(tableIn(top, "shop/orders"), "top's");
-    auto before = contentOf(shop);
+    auto before = contentsOf(shop);
     (void)takeComplaints();
     EXPECT_EQ(getFrom(tableIn(shop, "orders")), notFoundReply());
     EXPECT_THAT(takeComplaints(), ElementsAre(notOpened(shop, EWOULDBLOCK)));
-    EXPECT_EQ(contentOf(shop), before);
+    EXPECT_EQ(contentsOf(shop), before);
     expectOthersServed();
 
     restartServer(); // nobody has it open
-    before = contentOf(shop);
+    before = contentsOf(shop);
     EXPECT_EQ(getFrom(tableIn(shop, "orders")), notFoundReply());
     EXPECT_THAT(takeComplaints(), ElementsAre(notOpened(shop, EBUSY)));
-    EXPECT_EQ(contentOf(shop), before);
+    EXPECT_EQ(contentsOf(shop), before);
     EXPECT_EQ(getFrom(tableIn(top, "shop/orders")), itemReply("top's"));
 }
 
@@ -104,13 +104,13 @@ TEST_F(EnvironmentDirectories, ALinkThatIsSwitchedWhileItsEnvironmentIsOpenHarms
     const std::string current = server_.directory() + "/current";
     putInto(tableIn(two, "orders"), "two's");
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableIn(two, "orders")}}), okReply());
-    const auto before = contentOf(two);
+    const auto before = contentsOf(two);
     link(one, current);
     putInto(tableIn(current, "orders"), "one's");
     link(two, current);
 
     putInto(tableIn(one, "later"), "one's as well");
-    EXPECT_EQ(contentOf(two), before);
+    EXPECT_EQ(contentsOf(two), before);
     EXPECT_TRUE(waitUntil([&] { return getFrom(tableIn(current, "orders")) == itemReply("two's"); }));
     putInto(tableIn(current, "later"), "two's as well");
     EXPECT_EQ(getFrom(tableIn(one, "orders")), itemReply("one's"));

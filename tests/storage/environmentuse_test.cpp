@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -18,7 +19,16 @@ BDBEnv* someEnvironment()
 
 class EnvironmentUseTest : public testing::Test {
 protected:
-    EnvironmentUse use() const { return {someEnvironment(), count_}; }
+    EnvironmentUse use() const { return {someEnvironment(), count_, access_}; }
+
+    /** Another thread that takes the access lock exclusively, as a DeleteTable does, and gives it back at once. */
+    BlockedCall<void> excludeElsewhere() const
+    {
+        return BlockedCall([access = access_] {
+            access->lockForWrite();
+            access->unlock();
+        });
+    }
 
     /** Waits for the end of all uses in another thread. */
     BlockedCall<void> waitElsewhere() const
@@ -27,6 +37,7 @@ protected:
     }
 
     std::shared_ptr<EnvironmentUseCount> count_ = std::make_shared<EnvironmentUseCount>();
+    std::shared_ptr<AccessLock> access_ = std::make_shared<AccessLock>();
 };
 
 TEST_F(EnvironmentUseTest, HoldsNothingWhenMadeEmpty)
@@ -81,7 +92,7 @@ TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
 {
     EnvironmentUse held = use();
     const auto other = std::make_shared<EnvironmentUseCount>();
-    held = EnvironmentUse(someEnvironment(), other);
+    held = EnvironmentUse(someEnvironment(), other, nullptr);
     count_->waitUnused();
     EXPECT_EQ(held.env(), someEnvironment());
     BlockedCall waiter([other] { other->waitUnused(); });
@@ -89,6 +100,62 @@ TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
     held = EnvironmentUse();
     EXPECT_EQ(held.env(), nullptr);
     waiter.get();
+}
+
+TEST_F(EnvironmentUseTest, HoldsTheAccessLockOnlyWhenItIsAskedTo)
+{
+    EnvironmentUse held = use();
+    excludeElsewhere().get();
+    EXPECT_TRUE(held.shareAccess());
+    EXPECT_TRUE(held.shareAccess()); // the one hold that it has
+    auto writer = excludeElsewhere();
+    EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
+    held.reset();
+    writer.get();
+}
+
+TEST_F(EnvironmentUseTest, SharesTheAccessLockWithOtherUses)
+{
+    EnvironmentUse held = use();
+    ASSERT_TRUE(held.shareAccess());
+    std::thread([this] { EXPECT_TRUE(use().shareAccess()); }).join();
+}
+
+TEST_F(EnvironmentUseTest, DoesNotGetTheAccessLockFromAWriterAndDoesNotWait)
+{
+    access_->lockForWrite();
+    std::thread([this] {
+        EnvironmentUse held = use();
+        EXPECT_FALSE(held.shareAccess());
+        EXPECT_EQ(held.env(), someEnvironment());
+    }).join();
+    access_->unlock();
+    EXPECT_FALSE(EnvironmentUse(someEnvironment(), count_, nullptr).shareAccess()); // without a lock
+}
+
+TEST_F(EnvironmentUseTest, MovesItsHoldOnTheAccessLockOn)
+{
+    EnvironmentUse first = use();
+    ASSERT_TRUE(first.shareAccess());
+    EnvironmentUse second = std::move(first);
+    auto writer = excludeElsewhere();
+    first.reset(); // NOLINT(bugprone-use-after-move): it is empty
+    EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
+    second = EnvironmentUse();
+    writer.get();
+}
+
+TEST_F(EnvironmentUseTest, DismissedHoldOnTheAccessLockIsLeftToTheCaller)
+{
+    EnvironmentUse held = use();
+    ASSERT_TRUE(held.shareAccess());
+    held.dismissAccess();
+    held.reset();
+    count_->waitUnused(); // the use itself is over
+    auto writer = excludeElsewhere();
+    EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
+    access_->unlock();
+    writer.get();
 }
 
 } // namespace

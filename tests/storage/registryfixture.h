@@ -21,7 +21,7 @@ protected:
     {
         const auto names = registry_.names().keys();
         for (const QString& name : names)
-            removeEnv(&registry_, directoryOfKey(name) + '|');
+            Registry::removeEnv(&registry_, directoryOfKey(name) + '|');
     }
 
     /** Makes a directory and returns its path. */
@@ -32,7 +32,7 @@ protected:
 
     int open(const QByteArray& home, EnvironmentUse* use, int create = 1)
     {
-        return openEnv(&registry_, environmentKey(home), use, TableCapacity, create, home);
+        return Registry::openEnv(&registry_, environmentKey(home), use, TableCapacity, create, home);
     }
 
     /** The environment in `home`, held by nobody afterwards. */
@@ -46,10 +46,10 @@ protected:
     /** Removes an environment as whoever deletes a table does. */
     void lockAndRemove(const QByteArray& tableName)
     {
-        const auto lock = lockEnv(&registry_, tableName, true);
+        const auto lock = Registry::lockEnv(&registry_, tableName, true);
         ASSERT_NE(lock, nullptr);
-        removeEnv(&registry_, tableName);
-        dropEnvLock(&registry_, lock);
+        Registry::removeEnv(&registry_, tableName);
+        Registry::dropEnvLock(&registry_, lock);
     }
 
     /** How many names are registered; may be asked while other threads use the registry. */

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <random>
 
 #include <sys/file.h>
@@ -14,6 +16,7 @@
 namespace {
 
 thread_local RecordedPauses* recording = nullptr;
+thread_local std::size_t refusedSize = 0; // 0: none
 std::atomic<std::time_t> clockOffset{0};
 
 std::mutex stallMutex;
@@ -48,6 +51,35 @@ StalledLock::~StalledLock()
         stalledInode = 0;
     }
     stallEnd.notify_all();
+}
+
+NoMemoryFor::NoMemoryFor(std::size_t size)
+{
+    refusedSize = size;
+}
+
+NoMemoryFor::~NoMemoryFor()
+{
+    refusedSize = 0;
+}
+
+void* operator new(std::size_t size)
+{
+    if (size > 0 && size == refusedSize)
+        throw std::bad_alloc();
+    if (void* memory = std::malloc(size == 0 ? 1 : size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
 }
 
 void advanceClock(std::chrono::seconds by)

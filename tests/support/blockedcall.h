@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <utility>
 
+#include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,11 +35,18 @@ public:
     template <typename Object> [[nodiscard]] bool blocksIn(const Object& object) const
     {
         const auto begin = reinterpret_cast<std::uintptr_t>(&object);
-        return waitUntil([&] { return isDone() || sleepsBetween(begin, begin + sizeof object); }) && !isDone();
+        return waitUntil([&] {
+                   const Sleep sleep = currentSleep();
+                   return isDone() || (sleep.address >= begin && sleep.address < begin + sizeof object);
+               }) &&
+               !isDone();
     }
 
-    /** Whether the call sleeps at this moment, in whatever it waits for. One that was woken does not. */
-    [[nodiscard]] bool sleeps() const { return sleepsBetween(0, UINTPTR_MAX); }
+    /**
+     * Whether the call waits at this moment for a condition variable, as in a lock whose insides are out of reach. Not
+     * true of a call that was woken, nor of one that stumbles over a mutex, such as the allocator's.
+     */
+    [[nodiscard]] bool sleeps() const { return (currentSleep().operation & FUTEX_CMD_MASK) == FUTEX_WAIT_BITSET; }
 
     /** The call's result, once it has ended. */
     Result get() { return result_.get(); }
@@ -46,13 +54,20 @@ public:
 private:
     bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 
-    bool sleepsBetween(std::uintptr_t begin, std::uintptr_t end) const
+    /** The first two arguments of `futex`; zeros when the thread is anywhere else. */
+    struct Sleep {
+        std::uintptr_t address = 0;
+        unsigned long operation = 0; // which is FUTEX_WAIT, for a mutex and the like
+    };
+
+    Sleep currentSleep() const
     {
         std::ifstream file("/proc/self/task/" + std::to_string(*thread_) + "/syscall"); // "running", or numbers
         long number = -1;
-        std::uintptr_t address = 0;
-        return file >> number && number == SYS_futex && file >> std::hex >> address && address >= begin &&
-               address < end;
+        Sleep sleep;
+        if (file >> number && number == SYS_futex && file >> std::hex >> sleep.address >> sleep.operation)
+            return sleep;
+        return {};
     }
 
     std::shared_ptr<std::atomic<int>> thread_ = std::make_shared<std::atomic<int>>(0);

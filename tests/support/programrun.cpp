@@ -11,7 +11,6 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
@@ -46,12 +45,6 @@ int reapProgram(pid_t id)
     while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 RunningProgram::RunningProgram(const std::string& program, const std::vector<std::string>& arguments,

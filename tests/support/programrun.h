@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_SUPPORT_PROGRAMRUN_H
 #define QUORVA_TESTS_SUPPORT_PROGRAMRUN_H
 
+#include "support/files.h"
 #include "support/tempdir.h"
 
 #include <sys/types.h>
@@ -26,8 +27,6 @@ pid_t startProgram(const std::string& program, const std::vector<std::string>& a
                    const std::string& output, const std::string& error);
 /** Waits for the end of such a program: its exit status, or the negative number of the signal that ended it. */
 int reapProgram(pid_t id);
-/** All bytes of a file; none when it is not there. */
-std::string readFile(const std::string& path);
 
 /** A program that runs. The destructor kills it when nobody waited for its end. */
 class RunningProgram {

@@ -1,5 +1,7 @@
 #include "support/serverprocess.h"
 
+#include "protocol/operations.h"
+#include "support/files.h"
 #include "support/waituntil.h"
 #include "json/jsonadapter.h"
 
@@ -20,7 +22,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -28,13 +29,6 @@ namespace {
 
 /** How often another port is tried when somebody took the chosen one before the server could. */
 constexpr int PortTries = 20;
-
-std::string readFile(const std::string& path, std::size_t from = 0)
-{
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(from));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::size_t fileSize(const std::string& path)
 {
@@ -234,9 +228,9 @@ std::string ServerProcess::outputText() const
     return readFile(directory_.file("stdout"));
 }
 
-Client::Connection ServerProcess::connect() const
+Client::WireConnection ServerProcess::connect() const
 {
-    Client::Connection connection;
+    Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
     EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
     return connection;
@@ -247,8 +241,7 @@ QVariantMap ServerProcess::request(const QByteArray& operation, const QVariantMa
     if (!connection_.isOpen())
         connection_ = connect();
     QByteArray text;
-    if (!connection_.isOpen() ||
-        !connection_.exchange(Client::fullOperationName(operation), Json::serialize(body), &text)) {
+    if (!connection_.isOpen() || !connection_.exchange(Operations::fullName(operation), Json::serialize(body), &text)) {
         ADD_FAILURE() << operation.toStdString() << ": no reply: " << connection_.error().toStdString();
         return {};
     }

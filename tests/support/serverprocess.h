@@ -1,7 +1,7 @@
 #ifndef QUORVA_TESTS_SUPPORT_SERVERPROCESS_H
 #define QUORVA_TESTS_SUPPORT_SERVERPROCESS_H
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "support/tempdir.h"
 
 #include <QByteArray>
@@ -103,7 +103,7 @@ public:
     std::string outputText() const;
 
     /** A new connection, closed and with a test failure when the server refuses it. */
-    Client::Connection connect() const;
+    Client::WireConnection connect() const;
 
     /**
      * One exchange on a connection that is kept for the next: the reply, or an empty map and a test failure when none
@@ -126,7 +126,7 @@ private:
     int status_ = 0;            // of waitpid, once reaped_
     bool logFileNamed_ = false; // the latest start logs to logPath()
     std::size_t logStart_ = 0;  // where the latest start begins in it
-    Client::Connection connection_;
+    Client::WireConnection connection_;
 };
 
 #endif

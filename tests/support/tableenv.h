@@ -1,8 +1,7 @@
 #ifndef QUORVA_TESTS_SUPPORT_TABLEENV_H
 #define QUORVA_TESTS_SUPPORT_TABLEENV_H
 
-#include "records/lookup.h"
-#include "records/requestcontext.h"
+#include "records/tablecontext.h"
 #include "storage/accesslock.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
@@ -13,21 +12,21 @@
 
 #include <memory>
 
-/** What a connection brings along: its own table and one request, whose current environment is found as in the server.
- */
+/** What a connection brings along: its own table, and what one request has open. */
 class TestConnection {
 public:
-    explicit TestConnection(BDBObjTable* registry) : request_(registry, &table_, 1024) {}
-    ~TestConnection() { dropEnvironment(request_); }
+    explicit TestConnection(BDBObjTable* registry, int environmentCapacity = 1024)
+        : context_(registry, &table_, environmentCapacity)
+    {}
     TestConnection(const TestConnection&) = delete;
     TestConnection& operator=(const TestConnection&) = delete;
 
-    BDBRequest& request() { return request_; }
+    TableContext& context() { return context_; }
     BDBObjTable* table() { return &table_; }
 
 private:
     BDBObjTable table_{256};
-    BDBRequest request_;
+    TableContext context_;
 };
 
 /**
@@ -41,8 +40,9 @@ public:
     TableEnv(const TableEnv&) = delete;
     TableEnv& operator=(const TableEnv&) = delete;
 
-    BDBRequest& request() { return connection_->request(); }
-    BDBEnv* env() { return request().environment.env(); }
+    TableContext& context() { return connection_->context(); }
+    BDBObjTable* connectionTable() { return connection_->table(); }
+    BDBEnv* env() { return context().env(); }
     BDBObjTable* registry() { return &registry_; }
 
     const TempDir& directory() const { return directory_; }
@@ -53,7 +53,7 @@ public:
     BDBIndex* index(const QByteArray& file = "items.db", const char* subDatabase = "data")
     {
         BDBIndex* db = nullptr;
-        EXPECT_EQ(dbOpen(request(), tableName(file), subDatabase, &db), 0) << file.toStdString();
+        EXPECT_EQ(context().dbOpen(tableName(file), subDatabase, &db), 0) << file.toStdString();
         return db;
     }
 
@@ -61,9 +61,9 @@ public:
     void close()
     {
         connection_.reset();
-        if (const auto lock = lockEnv(&registry_, tableName(), true)) {
-            removeEnv(&registry_, tableName());
-            dropEnvLock(&registry_, lock);
+        if (const auto lock = Registry::lockEnv(&registry_, tableName(), true)) {
+            Registry::removeEnv(&registry_, tableName());
+            Registry::dropEnvLock(&registry_, lock);
         }
     }
 
@@ -78,7 +78,7 @@ private:
     void open()
     {
         connection_ = std::make_unique<TestConnection>(&registry_);
-        EXPECT_EQ(envLookup(request(), tableName(), 1), 0) << directory_.path();
+        EXPECT_EQ(context().envLookup(tableName(), 1), 0) << directory_.path();
     }
 
     TempDir directory_; // outlives the environment in it

@@ -4,7 +4,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbobjtable.h"
-#include "storage/bdbregistry.h"
+#include "storage/openindex.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
@@ -38,7 +38,7 @@ public:
     {
         BDBIndex* opened = nullptr;
         const QString key = QString::fromUtf8("db::" + file + ":" + subDb);
-        EXPECT_EQ(openIndex(&table_, key, file, subDb, &opened), 0) << file.toStdString();
+        EXPECT_EQ(Registry::openIndex(&table_, key, file, subDb, &opened), 0) << file.toStdString();
         return opened;
     }
 

@@ -35,19 +35,19 @@ inline std::string noDirectory(const std::string& failed, const std::string& dir
 inline std::string unopenedDirectory(const std::string& failed, const std::string& directory)
 {
     return errorReply(failed + ": the server cannot open its directory " + directory, NotFound,
-                      "the server's log, which tells the cause: another process has the directory open, the server may "
+                      "the server's log, which has the cause: another process has the directory open, the server may "
                       "not read or write it, or its files are damaged");
 }
 inline std::string unopenedRelativeDirectory(const std::string& failed, const std::string& directory)
 {
     return errorReply(failed + ": the server cannot open its directory " + directory, NotFound,
-                      "the whole path, as a relative one begins where the server was started; the server's log tells "
-                      "the cause");
+                      "an absolute path, as a relative one starts from the server's working directory; the server's "
+                      "log has the cause");
 }
 
 inline std::string internalError(const std::string& failed)
 {
-    return errorReply(failed, InternalError, "the server's log, which tells the cause");
+    return errorReply(failed, InternalError, "the server's log, which has the cause");
 }
 
 inline std::string noReply(int port, const std::string& reason)
@@ -73,14 +73,14 @@ inline std::string unconnected(int port)
 inline std::string late(int port)
 {
     return noReply(port, "no bytes within 1000 ms") +
-           "  try: a longer --timeout; if the request was a change, it may be made all the same\n";
+           "  try: a longer --timeout; the server may still make the change, if the request was one\n";
 }
 
 /** Where the server went away in the middle of an exchange. */
 inline std::string connectionClosed(int port)
 {
     return noReply(port, "the server closed the connection") +
-           "  try: the server's log; it closes a connection on a request that is no JSON\n";
+           "  try: the server's log; it closes the connection when a request is not valid JSON\n";
 }
 
 } // namespace Complaints

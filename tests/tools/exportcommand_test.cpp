@@ -1,7 +1,7 @@
 #include "toolfixture.h"
 
-#include "backup/terminalrun.h"
 #include "support/scriptedserver.h"
+#include "terminalrun.h"
 
 #include <algorithm>
 #include <atomic>

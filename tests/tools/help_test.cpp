@@ -70,7 +70,7 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
     const Row rows[] = {
         {{}, "quorvactl: A command or an OPERATION is required", root},
         {{"putt", "d|t"},
-         "quorvactl: There is no command \"putt\"; operations such as PutItem begin with a capital",
+         "quorvactl: unknown command \"putt\"; operations such as PutItem begin with a capital letter",
          root},
         {{"put"}, "quorvactl put: TABLE is required", "quorvactl put [OPTIONS] TABLE ITEM..."},
         {{"put", "d|t"}, "quorvactl put: ITEM is required", "quorvactl put [OPTIONS] TABLE ITEM..."},

@@ -1,7 +1,7 @@
 #include "toolfixture.h"
 
-#include "backup/terminalrun.h"
 #include "support/scriptedserver.h"
+#include "terminalrun.h"
 
 #include <sys/stat.h>
 
@@ -145,20 +145,21 @@ TEST_F(ImportCommand, TellsTheLinesThatItRefusesAndStoresTheOthers)
     const std::string at = "quorvactl: " + file + ':';
     expectFailure(
         {"import", table(), file}, ErrorReply,
-        at + "3: the line is no JSON, at character 29: Missing a comma or '}' after an object member\n" + at +
+        at + "3: the line is not valid JSON, at character 29: Missing a comma or '}' after an object member\n" + at +
             "5: the hash key \"h\" is missing\n" + at + "6: the range key \"r\" is missing\n" + at +
-            "7: the hash key \"h\" is no string, {\"S\": \"...\"}\n" + at +
-            "8: the range key \"r\" holds a character outside Latin-1: \"\u2713\"\n" + at +
-            "9: the line is no JSON object, {...}\n" + at +
-            "10: the line is no JSON, at character 26: A string is not UTF-8, or escapes half of a surrogate pair\n" +
+            "7: the hash key \"h\" is not a string, {\"S\": \"...\"}\n" + at +
+            "8: the range key \"r\" has a character outside Latin-1: \"\u2713\"\n" + at +
+            "9: the line is not a JSON object, {...}\n" + at +
+            "10: the line is not valid JSON, at character 26: A string is not UTF-8, or escapes half of a surrogate "
+            "pair\n" +
             at + "13: the item is larger than 512 KiB and could not be read back\n" + at +
-            "14: the item is nested too deep\n" + at + "15: the line is too long for an item\n" + at +
-            "16: the line is no JSON, at character 31: The document root must not be followed by other values\n"
+            "14: the item is nested too deeply\n" + at + "15: the line is too long for an item\n" + at +
+            "16: the line is not valid JSON, at character 31: The document root must not be followed by other values\n"
             "quorvactl: 11 items of " +
             file + " were refused, 28 stored in " + table() + '\n');
     EXPECT_EQ(count(), 28);
     expectFailure({"import", table()}, ErrorReply,
-                  "quorvactl: standard input:1: the line is no JSON, at character 1: Invalid value\n"
+                  "quorvactl: standard input:1: the line is not valid JSON, at character 1: Invalid value\n"
                   "quorvactl: 1 item of standard input was refused, 0 stored in " +
                       table() + '\n',
                   {.input = writeFile("bad", "x")});
@@ -220,7 +221,7 @@ TEST_F(ImportCommand, SkipBeginsBehindSoManyLines)
                   "quorvactl: " + file + " has only 10 lines, and 11 were to be skipped\n");
     expectFailure({"import", table(), writeFile("bad", "x\ny\n"), "--skip", "1"}, ErrorReply,
                   "quorvactl: " + pathOf("bad") +
-                      ":2: the line is no JSON, at character 1: Invalid value\n"
+                      ":2: the line is not valid JSON, at character 1: Invalid value\n"
                       "quorvactl: 1 item of " +
                       pathOf("bad") + " was refused, 0 stored in " + table() + '\n');
 }
@@ -249,7 +250,7 @@ TEST_F(ImportCommand, GoesOnAfterAKill)
     const ProgramRun resumed = runProgram(QUORVACTL_BINARY, words);
     EXPECT_EQ(resumed.status, ErrorReply);
     EXPECT_EQ(resumed.error, "quorvactl: " + pipe +
-                                 ":81: the line is no JSON, at character 1: Invalid value\n"
+                                 ":81: the line is not valid JSON, at character 1: Invalid value\n"
                                  "quorvactl: 2 items of " +
                                  pipe + " were refused, 79 stored in " + table() + '\n');
     EXPECT_EQ(count(), 79);
@@ -314,13 +315,13 @@ TEST_F(ImportCommand, AnInterruptionBehindRefusedLinesGoesOnBehindThem)
 TEST_F(ImportCommand, AStateFileOfSomethingElseIsRefused)
 {
     const std::string file = writeFile("items", lines(1, 3));
-    const std::string advice = "  try: another file for --state, or remove this one to begin anew\n";
+    const std::string advice = "  try: another file for --state, or remove this one to start over\n";
     writeFile("state", "nonsense");
     expectFailure({"import", table(), file, "--state", state()}, Usage,
-                  "quorvactl: " + state() + " does not tell how far an import came\n" + advice);
+                  "quorvactl: " + state() + " is not the state of an import\n" + advice);
     writeFile("state", R"({"line":1,"table":"d|t","input":"-","stored":1,"refused":0})");
     expectFailure({"import", table(), file, "--state", state()}, Usage,
-                  "quorvactl: " + state() + " is of another import, of - into d|t\n" + advice);
+                  "quorvactl: " + state() + " belongs to another import, of - into d|t\n" + advice);
     expectFailure({"import", table(), file, "--state", pathOf("none/state")}, ErrorReply,
                   stopped("cannot write " + pathOf("none/state") + ": No such file or directory", file, 0, 0, 0, true));
     EXPECT_EQ(count(), 0);
@@ -386,7 +387,7 @@ TEST(ImportToAServer, SendsWhatCameBackUnprocessedOneByOne)
         QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "import", "d|t", directory.file("items")});
     EXPECT_EQ(run.status, ErrorReply);
     EXPECT_EQ(run.error, "quorvactl: " + directory.file("items") +
-                             ":2: the server refused it: it came back unprocessed\nquorvactl: 1 item of " +
+                             ":2: the server refused it: it was returned unprocessed\nquorvactl: 1 item of " +
                              directory.file("items") + " was refused, 2 stored in d|t\n");
     const std::scoped_lock lock(mutex);
     ASSERT_EQ(bodies.size(), 4);
@@ -480,8 +481,8 @@ TEST_F(ImportCommand, BinaryThatIsNoBase64IsRefused)
     const ProgramRun run =
         quorvactl({"import", table()}, {.input = writeFile("items", good + '\n' + bad + '\n' + badSet + '\n')});
     EXPECT_EQ(run.status, ErrorReply);
-    EXPECT_EQ(run.error, "quorvactl: standard input:2: attribute \"b\": \"YQ\" is no base64\n"
-                         "quorvactl: standard input:3: attribute \"b\": \"?\" is no base64\n"
+    EXPECT_EQ(run.error, "quorvactl: standard input:2: attribute \"b\": \"YQ\" is not base64\n"
+                         "quorvactl: standard input:3: attribute \"b\": \"?\" is not base64\n"
                          "quorvactl: 2 items of standard input were refused, 1 stored in " +
                              table() + "\n");
     EXPECT_EQ(count(), 1);

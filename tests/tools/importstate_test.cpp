@@ -58,7 +58,7 @@ TEST_F(ImportStateTest, RefusesTheStateOfAnotherImport)
 {
     EXPECT_EQ(state().save({12, 10, 2}), "");
     ImportMark mark;
-    const std::string error = path() + " is of another import, of /in into d|t";
+    const std::string error = path() + " belongs to another import, of /in into d|t";
     EXPECT_EQ(state("d|u").load(&mark), error);
     EXPECT_EQ(state("d|t", "-").load(&mark), error);
     EXPECT_EQ(mark.line, 0);
@@ -69,7 +69,7 @@ TEST_F(ImportStateTest, RefusesWhatIsNoState)
     ImportMark mark;
     for (const char* content : {"", "{", "[]", "{}", "{\"line\":\"7\",\"table\":\"d|t\",\"input\":\"/in\"}"}) {
         write(content);
-        EXPECT_EQ(state().load(&mark), path() + " does not tell how far an import came") << content;
+        EXPECT_EQ(state().load(&mark), path() + " is not the state of an import") << content;
     }
     EXPECT_EQ(mark.line, 0);
 }
@@ -84,7 +84,7 @@ TEST_F(ImportStateTest, ReadsNothingWithoutAnEnd)
     std::filesystem::remove(path());
     ASSERT_EQ(state().save({12, 10, 2}), "");
     std::filesystem::resize_file(path(), 1ULL << 40);
-    EXPECT_EQ(state().load(&mark), path() + " does not tell how far an import came");
+    EXPECT_EQ(state().load(&mark), path() + " is not the state of an import");
     EXPECT_EQ(mark.line, 0);
 }
 

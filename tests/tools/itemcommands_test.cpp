@@ -3,7 +3,7 @@
 namespace {
 
 const std::string Absent = "  try: a condition on an attribute that every item has\n";
-const std::string ConditionAdvice = "quorvactl get; the stored item is not as the conditions want it";
+const std::string ConditionAdvice = "quorvactl get; the stored item does not meet the conditions";
 constexpr int LargestItem = 512 * 1024; // bytes of an item's text without its keys
 
 class ItemCommands : public ToolTest {
@@ -78,31 +78,32 @@ TEST_F(ItemCommands, PutRefusesItemsThatCannotBeStored)
     expectFailure({"put", table(), "r=S:r"}, Usage, cannot + "the hash key \"h\" is missing\n");
     expectFailure({"put", table(), "h=S:k"}, Usage, cannot + "the range key \"r\" is missing\n");
     expectFailure({"put", table(), "h=N:1", "r=S:r"}, Usage,
-                  cannot + "the hash key \"h\" is no string, {\"S\": \"...\"}\n");
+                  cannot + "the hash key \"h\" is not a string, {\"S\": \"...\"}\n");
     expectFailure({"put", table(), "h=S:k", "r=S:✓"}, Usage,
-                  cannot + "the range key \"r\" holds a character outside Latin-1: \"✓\"\n");
-    expectFailure({"put", table(), "{\"h\": {\"S\": \"k\"} \"r\": 1}"}, Usage,
-                  "quorvactl: the item is no JSON, at character 18: Missing a comma or '}' after an object member\n");
+                  cannot + "the range key \"r\" has a character outside Latin-1: \"✓\"\n");
+    expectFailure(
+        {"put", table(), "{\"h\": {\"S\": \"k\"} \"r\": 1}"}, Usage,
+        "quorvactl: the item is not valid JSON, at character 18: Missing a comma or '}' after an object member\n");
     const std::string list = writeFile("list.json", "[1]");
-    expectFailure({"put", table(), list}, Usage, "quorvactl: the item in " + list + " is no JSON object, {...}\n");
+    expectFailure({"put", table(), list}, Usage, "quorvactl: the item in " + list + " is not a JSON object, {...}\n");
     expectFailure({"put", table(), "{\"n\": 1}"}, Usage,
                   "quorvactl: attribute \"n\": \"1\" has no type; write S:text, N:17, B:YWI= (base64), SS:a,b, NS:1,2, "
                   "BS:YQ==,Yg== or "
                   "JSON such as {\"S\": \"text\"}\n");
     expectFailure({"put", table(), "h=S:k", "r"}, Usage,
-                  "quorvactl: \"r\" is no attribute; write NAME=VALUE, such as total=N:17\n");
+                  "quorvactl: \"r\" is not an attribute; write NAME=VALUE, such as total=N:17\n");
     const std::string forms =
-        "  an item is JSON in the form {...}, - for standard input, a file's name, or NAME=VALUE ...\n";
+        "  an item is JSON in the form {...}, - for standard input, a file name, or NAME=VALUE ...\n";
     expectFailure({"put", table(), pathOf("none")}, Usage,
                   "quorvactl: cannot read " + pathOf("none") + ": No such file or directory\n" + forms);
     expectFailure({"put", table(), server_.directory()}, Usage,
                   "quorvactl: cannot read " + server_.directory() + ": Is a directory\n" + forms);
     expectFailure({"put", table(), "-"}, Usage,
-                  "quorvactl: the item on standard input is no JSON, at character 1: The document is empty\n");
+                  "quorvactl: the item on standard input is not valid JSON, at character 1: The document is empty\n");
     const std::string file = writeFile("item.json", "{\"h\":\n1]");
     expectFailure({"put", table(), file}, Usage,
                   "quorvactl: the item in " + file +
-                      " is no JSON, at line 2, character 2: Missing a comma or '}' after an object member\n");
+                      " is not valid JSON, at line 2, character 2: Missing a comma or '}' after an object member\n");
     expectFailure({"put", table(), "-"}, NoReply, "quorvactl: cannot read standard input\n",
                   {.input = server_.directory()});
 }
@@ -210,18 +211,19 @@ TEST_F(ItemCommands, UpdateRefusesWhatCannotBe)
         expectFailure(options, Usage, "quorvactl: " + message);
     };
     refused({}, "nothing to do: name an attribute with --set, --add or --remove\n");
-    refused({"--set", "a"}, "\"a\" is no attribute; write NAME=VALUE, such as total=N:17\n");
+    refused({"--set", "a"}, "\"a\" is not an attribute; write NAME=VALUE, such as total=N:17\n");
     refused({"--set", "a=S:1", "--add", "a=S:2"}, "there are two updates of \"a\"\n");
     refused({"--set", "a=S:1", "--remove", "a"}, "there are two updates of \"a\"\n");
     refused({"--add", "a=SS:1"}, "--add takes strings and numbers only, and \"a\" is neither\n");
     refused({"--remove", "a\xff"}, "--remove is not UTF-8\n");
     refused({"--set", "r=S:1"}, "\"r\" is a key attribute, which cannot be updated\n"
                                 "  try: quorvactl put under the new key, then delete the old one\n");
-    refused({"--set", "a=S:1", "--if", "h=S:k"}, "\"h\" is a key attribute, which conditions do not see\n" + Absent);
-    refused({"--set", "a=S:1", "--if-absent", "r"}, "\"r\" is a key attribute, which conditions do not see\n" + Absent);
+    refused({"--set", "a=S:1", "--if", "h=S:k"}, "\"h\" is a key attribute, which conditions cannot test\n" + Absent);
+    refused({"--set", "a=S:1", "--if-absent", "r"},
+            "\"r\" is a key attribute, which conditions cannot test\n" + Absent);
     refused({"--set", "a=S:1", "--if", "b=SS:x"}, "--if compares strings and numbers only, and \"b\" is neither\n");
     refused({"--set", "a=S:1", "--if", "b=N:1", "--if-absent", "b"}, "there are two conditions on \"b\"\n");
-    refused({"--set", "a=S:1", "--if", "b"}, "--if: \"b\" is no attribute; write NAME=VALUE, such as total=N:17\n");
+    refused({"--set", "a=S:1", "--if", "b"}, "--if: \"b\" is not an attribute; write NAME=VALUE, such as total=N:17\n");
     expectFailure({"update", table(), "k", "r", "--add", "n=S:1"}, ErrorReply,
                   Complaints::errorReply("cannot update " + item(), Complaints::NotFound,
                                          "quorvactl get; --add needs an attribute of the same type"));
@@ -232,7 +234,7 @@ TEST_F(ItemCommands, NumbersThatTheServerWouldTakeForZeroAreRefused)
 {
     put("k", "r", {{"n", numberValue("1")}});
     for (const std::string number : {"1.5", "1e3", "9223372036854775808", "-9223372036854775809", "0.0"}) {
-        const std::string why = '"' + number + "\" of \"n\" is no 64-bit integer, and the server would take it for 0\n";
+        const std::string why = '"' + number + "\" of \"n\" is not a 64-bit integer; the server would take it for 0\n";
         expectFailure({"update", table(), "k", "r", "--add", "n=N:" + number}, Usage,
                       "quorvactl: --add adds integers only: " + why);
         for (const std::vector<std::string>& command :
@@ -254,9 +256,9 @@ TEST_F(ItemCommands, AddDoesNotLoseWhatIsStored)
     put("k", "r", {{"half", numberValue("1.5")}, {"big", numberValue("9223372036854775807")}});
     expectFailure({"update", table(), "k", "r", "--add", "half=N:1"}, Usage,
                   "quorvactl: cannot update " + item() +
-                      ": the stored \"1.5\" of \"half\" is no 64-bit integer, and the server would take it for 0\n");
+                      ": the stored \"1.5\" of \"half\" is not a 64-bit integer; the server would take it for 0\n");
     expectFailure({"update", table(), "k", "r", "--add", "big=N:1"}, Usage,
-                  "quorvactl: cannot update " + item() + ": the sum of \"big\" is no 64-bit integer\n");
+                  "quorvactl: cannot update " + item() + ": the sum of \"big\" is not a 64-bit integer\n");
     EXPECT_EQ(stored("k", "r"),
               (QVariantMap{{"half", numberValue("1.5")}, {"big", numberValue("9223372036854775807")}}));
     expectOutput({"update", table(), "k", "r", "--add", "big=N:-1", "--set", "half=N:2"}, "");
@@ -285,7 +287,7 @@ TEST_F(ItemCommands, UpdateKeepsToTheSizeThatCanBeReadBack)
 
 TEST_F(ItemCommands, BinaryThatIsNoBase64IsRefused)
 {
-    const std::string why = "attribute \"b\": \"abc\" is no base64\n";
+    const std::string why = "attribute \"b\": \"abc\" is not base64\n";
     expectFailure({"put", table(), "h=S:k", "r=S:r", "b=B:abc"}, Usage, "quorvactl: " + why);
     expectFailure({"put", table(), R"({"h":{"S":"k"},"r":{"S":"r"},"b":{"BS":["abc"]}})"}, Usage, "quorvactl: " + why);
     expectFailure({"update", table(), "k", "r", "--set", "b=B:abc"}, Usage, "quorvactl: " + why);
@@ -300,7 +302,7 @@ TEST_F(ItemCommands, KeysOutsideLatin1AreRefused)
          std::vector<std::vector<std::string>>{{"get"}, {"delete"}, {"update", "--set", "a=S:1"}}) {
         std::vector<std::string> hash = words;
         hash.insert(hash.end(), {table(), "✓", "r"});
-        expectFailure(hash, Usage, "quorvactl: the hash key holds a character outside Latin-1: \"✓\"\n");
+        expectFailure(hash, Usage, "quorvactl: the hash key has a character outside Latin-1: \"✓\"\n");
         std::vector<std::string> range = words;
         range.insert(range.end(), {table(), "k", "\xff"});
         expectFailure(range, Usage, "quorvactl: the range key is not UTF-8\n");

@@ -71,14 +71,14 @@ TEST(ParseValue, RefusesWhatHasNoTypeOrDoesNotFit)
     EXPECT_EQ(errorOf("{}"), "\"{}\" has no type; " + Forms);
     EXPECT_EQ(errorOf("{\"S\":\"a\",\"N\":\"1\"}"), "\"{\"N\":\"1\",\"S\":\"a\"}\" has no type; " + Forms);
     for (const char* text : {"abc", "", "1.", ".5", "1 ", "0x10", "1e", "1\n"})
-        EXPECT_EQ(errorOf("N:" + QString(text)), '"' + std::string(text) + "\" is no number");
-    EXPECT_EQ(errorOf("NS:1,b"), "\"b\" is no number");
-    EXPECT_EQ(errorOf("{\"N\": 17}"), "a value of type N is a string");
-    EXPECT_EQ(errorOf("{\"S\": [\"a\"]}"), "a value of type S is a string");
-    EXPECT_EQ(errorOf("{\"SS\": \"a\"}"), "a value of type SS is a list of strings");
-    EXPECT_EQ(errorOf("{\"SS\": [1]}"), "a value of type SS is a list of strings");
+        EXPECT_EQ(errorOf("N:" + QString(text)), '"' + std::string(text) + "\" is not a number");
+    EXPECT_EQ(errorOf("NS:1,b"), "\"b\" is not a number");
+    EXPECT_EQ(errorOf("{\"N\": 17}"), "a value of type N must be a string");
+    EXPECT_EQ(errorOf("{\"S\": [\"a\"]}"), "a value of type S must be a string");
+    EXPECT_EQ(errorOf("{\"SS\": \"a\"}"), "a value of type SS must be a list of strings");
+    EXPECT_EQ(errorOf("{\"SS\": [1]}"), "a value of type SS must be a list of strings");
     EXPECT_EQ(errorOf("{\"S\": \"a\""),
-              "the value is no JSON, at character 10: Missing a comma or '}' after an object member");
+              "the value is not valid JSON, at character 10: Missing a comma or '}' after an object member");
 }
 
 TEST(ParseValue, RefusesBinaryThatIsNoBase64)
@@ -87,9 +87,9 @@ TEST(ParseValue, RefusesBinaryThatIsNoBase64)
         EXPECT_EQ(valueOf("B:" + QString(text)), (QVariantMap{{"B", text}}));
     for (const char* text :
          {"a", "ab", "abc", "YQ=", "Y===", "====", "=", "Y=Q=", "YQ==YQ==", "YQ==\n", " YQ=", "Y-_=", "\xc3\xa4YQ"})
-        EXPECT_EQ(errorOf("B:" + QString(text)), '"' + std::string(text) + "\" is no base64");
-    EXPECT_EQ(errorOf("BS:YQ==,b"), "\"b\" is no base64");
-    EXPECT_EQ(errorOf("{\"BS\": [\"YQ==\", \"b\"]}"), "\"b\" is no base64");
+        EXPECT_EQ(errorOf("B:" + QString(text)), '"' + std::string(text) + "\" is not base64");
+    EXPECT_EQ(errorOf("BS:YQ==,b"), "\"b\" is not base64");
+    EXPECT_EQ(errorOf("{\"BS\": [\"YQ==\", \"b\"]}"), "\"b\" is not base64");
 }
 
 TEST(ParseValue, ShowsTheBeginningOfALongValue)
@@ -110,26 +110,26 @@ TEST(ParseAttributes, RefusesWhatIsNone)
 {
     for (const char* word : {"total", "=S:x", ""})
         EXPECT_EQ(attributesError({word}),
-                  '"' + std::string(word) + "\" is no attribute; write NAME=VALUE, such as total=N:17");
+                  '"' + std::string(word) + "\" is not an attribute; write NAME=VALUE, such as total=N:17");
     EXPECT_EQ(attributesError({"a=1"}), "attribute \"a\": \"1\" has no type; " + Forms);
-    EXPECT_EQ(attributesError({"a=S:1", "a=S:2"}), "attribute \"a\" is there twice");
-    EXPECT_EQ(attributesError({"a=S:1", "{\"a\":{\"S\":\"2\"}}"}), "attribute \"a\" is there twice");
+    EXPECT_EQ(attributesError({"a=S:1", "a=S:2"}), "attribute \"a\" is given twice");
+    EXPECT_EQ(attributesError({"a=S:1", "{\"a\":{\"S\":\"2\"}}"}), "attribute \"a\" is given twice");
     EXPECT_EQ(attributesError({"{\"a\": 1}"}), "attribute \"a\": \"1\" has no type; " + Forms);
     EXPECT_EQ(attributesError({"{\"a\"}"}),
-              "\"{\"a\"}\" is no JSON, at character 5: Missing a colon after a name of object member");
+              "\"{\"a\"}\" is not valid JSON, at character 5: Missing a colon after a name of object member");
     EXPECT_EQ(attributesError({"a=S:\xe9"}), "an attribute is not UTF-8");
 }
 
 TEST(ParseObject, TellsLineAndCharacter)
 {
     EXPECT_EQ(objectError("{\"ä✓\" 1}"),
-              "it is no JSON, at character 7: Missing a colon after a name of object member");
-    EXPECT_EQ(objectError("{\n \"a\": x\n}\n"), "it is no JSON, at line 2, character 7: Invalid value");
+              "it is not valid JSON, at character 7: Missing a colon after a name of object member");
+    EXPECT_EQ(objectError("{\n \"a\": x\n}\n"), "it is not valid JSON, at line 2, character 7: Invalid value");
     EXPECT_EQ(objectError("{\"a\" 1}\n"),
-              "it is no JSON, at character 6: Missing a colon after a name of object member");
-    EXPECT_EQ(objectError("[1]"), "it is no JSON object, {...}");
-    EXPECT_EQ(objectError("1"), "it is no JSON object, {...}");
-    EXPECT_EQ(objectError(""), "it is no JSON, at character 1: The document is empty");
+              "it is not valid JSON, at character 6: Missing a colon after a name of object member");
+    EXPECT_EQ(objectError("[1]"), "it is not a JSON object, {...}");
+    EXPECT_EQ(objectError("1"), "it is not a JSON object, {...}");
+    EXPECT_EQ(objectError(""), "it is not valid JSON, at character 1: The document is empty");
 }
 
 TEST(DecodeKey, TakesLatin1Only)
@@ -139,6 +139,6 @@ TEST(DecodeKey, TakesLatin1Only)
     EXPECT_EQ(key, QString(QChar(0xff)));
     EXPECT_EQ(Ctl::decodeKey("", "the key", &key), "");
     EXPECT_EQ(key, "");
-    EXPECT_EQ(Ctl::decodeKey("\xc4\x80", "the key", &key), "the key holds a character outside Latin-1: \"\xc4\x80\"");
+    EXPECT_EQ(Ctl::decodeKey("\xc4\x80", "the key", &key), "the key has a character outside Latin-1: \"\xc4\x80\"");
     EXPECT_EQ(Ctl::decodeKey("\xff", "the key", &key), "the key is not UTF-8");
 }

@@ -1,6 +1,7 @@
 #include "complaints.h"
+#include "exitstatus.h"
 
-#include "client/connection.h"
+#include "client/wireconnection.h"
 #include "support/heldport.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
@@ -19,8 +20,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
-
-enum ExitStatus { Ok = 0, ErrorReply = 1, NoReply = 2, Usage = 64 };
 
 constexpr const char* OkReply = "{\"__rc\":200,\"__rcstr\":\"OK\"}\n";
 constexpr const char* InternalErrorReply =
@@ -189,7 +188,7 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
 {
     const HeldPort port;
     port.listen(0); // room for one that nobody accepts
-    Client::Connection first;
+    Client::WireConnection first;
     ASSERT_TRUE(first.open(Client::DefaultHost, port.number()));
     const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "flush", "d|t"});
     EXPECT_EQ(done.status, NoReply);

@@ -39,9 +39,9 @@ TEST_F(TableCommands, CreateTableLeavesATableThatExistsAlone)
 {
     put("k", "r", {{"a", textValue("x")}});
     expectFailure({"create-table", table(), "x", "y"}, ErrorReply,
-                  "quorvactl: there is a table " + table() +
-                      " already, with the keys \"h\" and \"r\"\n"
-                      "  try: --replace, if it is to have other key attributes; its items stay\n");
+                  "quorvactl: the table " + table() +
+                      " exists already, with the key attributes \"h\" and \"r\"\n"
+                      "  try: --replace, to give it other key attributes; its items stay\n");
     expectOutput({"describe", table()}, "table      " + table() + "\nhash key   h\nrange key  r\n");
     expectOutput({"create-table", table(), "x", "y", "--replace"}, "");
     expectOutput({"get", table(), "k", "r"}, "{\"a\":{\"S\":\"x\"},\"x\":{\"S\":\"k\"},\"y\":{\"S\":\"r\"}}\n");
@@ -51,7 +51,7 @@ TEST_F(TableCommands, CreateTableRefusesNamesThatAreNone)
 {
     for (const auto& [hash, range] : std::vector<std::pair<std::string, std::string>>{{"a", "a"}, {"", "a"}, {"a", ""}})
         expectFailure({"create-table", table("made"), hash, range}, Usage,
-                      "quorvactl: the two key attributes need different names\n");
+                      "quorvactl: the two key attributes need different names that are not empty\n");
     expectFailure({"create-table", table("made"), "\xff", "a"}, Usage, "quorvactl: HASHNAME is not UTF-8\n");
     expectFailure({"create-table", table("made"), "a", "\xff"}, Usage, "quorvactl: RANGENAME is not UTF-8\n");
 }
@@ -62,7 +62,7 @@ TEST_F(TableCommands, CreateTableNeedsItsDirectory)
         std::vector<std::string> words{"create-table", pathOf("none") + "|t", "a", "b"};
         words.insert(words.end(), more.begin(), more.end());
         expectFailure(words, ErrorReply,
-                      Complaints::noDirectory("cannot make the table " + pathOf("none") + "|t", pathOf("none")));
+                      Complaints::noDirectory("cannot create the table " + pathOf("none") + "|t", pathOf("none")));
     }
 }
 
@@ -82,7 +82,7 @@ TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNot
         {none, [&](const std::string& failed) { return Complaints::noDirectory(failed, none); }},
         {file,
          [&](const std::string& failed) {
-             return Complaints::errorReply(failed + ": " + file + " is no directory", Complaints::NotFound,
+             return Complaints::errorReply(failed + ": " + file + " is not a directory", Complaints::NotFound,
                                            "the spelling");
          }},
         {damaged, [&](const std::string& failed) { return Complaints::unopenedDirectory(failed, damaged); }},
@@ -100,7 +100,7 @@ TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNot
         const std::string found = complaint("cannot find the table " + name);
         for (const std::vector<std::string>& words : itemCommands(name))
             expectFailure(words, ErrorReply, found);
-        expectFailure({"create-table", name, "h", "r"}, ErrorReply, complaint("cannot make the table " + name));
+        expectFailure({"create-table", name, "h", "r"}, ErrorReply, complaint("cannot create the table " + name));
         expectFailure({"flush", name}, ErrorReply, complaint("cannot flush " + name));
         expectFailure({"backup", "stop", name}, ErrorReply, complaint("cannot stop the backup of " + name));
     }
@@ -114,8 +114,8 @@ TEST_F(TableCommands, ATableWhoseKeysCannotBeUsedIsNoMissingTable)
 {
     createTable(tableName("odd"), {{"HashKeyElement", schemaElement("h")}});
     const std::string complaint =
-        Complaints::errorReply("the table " + table("odd") + " has no key attributes that can be used",
-                               Complaints::NotFound, "quorvactl create-table --replace, which gives it others");
+        Complaints::errorReply("the table " + table("odd") + " has no usable key attributes", Complaints::NotFound,
+                               "quorvactl create-table --replace, to give it others");
     expectFailure({"describe", table("odd")}, ErrorReply, complaint);
     expectFailure({"get", table("odd"), "k", "r"}, ErrorReply, complaint);
     expectFailure({"scan", table("odd")}, ErrorReply, complaint);
@@ -194,7 +194,7 @@ TEST(TableCommandsOfAServerThatFails, TellWhatItSaid)
         return done.error;
     };
     EXPECT_EQ(run({"describe", "d|t"}), Complaints::internalError("cannot describe the table d|t"));
-    EXPECT_EQ(run({"create-table", "d|t", "a", "b"}), Complaints::internalError("cannot make the table d|t"));
+    EXPECT_EQ(run({"create-table", "d|t", "a", "b"}), Complaints::internalError("cannot create the table d|t"));
     EXPECT_EQ(run({"delete-table", "d|t"}), Complaints::internalError("cannot close d"));
     EXPECT_EQ(run({"scan", "d|t"}), Complaints::internalError("cannot read the table d|t"));
     EXPECT_EQ(run({"flush", "d|t"}), Complaints::internalError("cannot flush d|t"));
@@ -206,7 +206,7 @@ TEST(TableCommandsOfAServerThatFails, TellThatTheReplyIsNone)
     const ProgramRun done = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(garbled.port()), "describe", "d|t"});
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
-    EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "what came is no JSON"));
+    EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "the answer is not valid JSON"));
 
     const ReplyingServer other([](const QByteArray&, const QByteArray&) { return QByteArray("{\"a\":1}"); });
     const ProgramRun odd = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(other.port()), "describe", "d|t"});

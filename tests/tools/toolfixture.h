@@ -2,6 +2,7 @@
 #define QUORVA_TESTS_TOOLS_TOOLFIXTURE_H
 
 #include "complaints.h"
+#include "exitstatus.h"
 #include "support/programrun.h"
 
 #include "request/tablefixture.h"
@@ -12,8 +13,6 @@
 #include <iterator>
 #include <string>
 #include <vector>
-
-enum ExitStatus { Ok = 0, ErrorReply = 1, NoReply = 2, Usage = 64 };
 
 /** A server with the table `table()`, whose keys are "h" and "r", and the tool. */
 class ToolTest : public TableTest {

@@ -1,0 +1,46 @@
+# Two ways to compile a whole build sooner, for which most of the time goes into the headers of Qt, Berkeley DB, GoogleTest
+# and the standard library. The preset dev has neither: it compiles each source alone, and so finds those that lack an
+# include, and one source that has changed is compiled again soonest.
+
+# Compiles these headers once for all. Only headers of others are among them, so a change of ours never compiles them
+# again.
+#
+#   precompile_headers(quorva_headers LIBRARIES Qt6::Core ... HEADERS <string> ...)
+#   use_precompiled_headers(target quorva_headers)
+#
+# A target can use only what was compiled with its own options and definitions, which come from the libraries it links.
+option(QUORVA_PRECOMPILE "Precompile the headers that most sources include" OFF)
+
+function(precompile_headers name)
+    if(NOT QUORVA_PRECOMPILE)
+        return()
+    endif()
+    cmake_parse_arguments(PRECOMPILE "" "" "LIBRARIES;HEADERS" ${ARGN})
+    file(CONFIGURE OUTPUT "${name}.cpp" CONTENT "")
+    add_library(${name} OBJECT "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+    target_link_libraries(${name} PRIVATE ${PRECOMPILE_LIBRARIES})
+    target_precompile_headers(${name} PRIVATE ${PRECOMPILE_HEADERS})
+endfunction()
+
+function(use_precompiled_headers target name)
+    if(QUORVA_PRECOMPILE)
+        target_precompile_headers(${target} REUSE_FROM ${name})
+    endif()
+endfunction()
+
+# Compiles several sources of a target as one, where the templates and inline functions that they have in common cost most:
+# those of GoogleTest, and of CLI11, which is nothing else. Names in their unnamed namespaces must differ then; sources of
+# which some do not are named as ALONE.
+#
+#   compile_together(target ALONE one.cpp ...)
+option(QUORVA_UNITY "Compile several sources of a tool or test as one" OFF)
+
+function(compile_together target)
+    cmake_parse_arguments(TOGETHER "" "" "ALONE" ${ARGN})
+    if(QUORVA_UNITY)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+        if(TOGETHER_ALONE)
+            set_source_files_properties(${TOGETHER_ALONE} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+        endif()
+    endif()
+endfunction()

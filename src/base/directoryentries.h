@@ -1,0 +1,26 @@
+#ifndef QUORVA_BASE_DIRECTORYENTRIES_H
+#define QUORVA_BASE_DIRECTORYENTRIES_H
+
+#include <filesystem>
+#include <system_error>
+
+namespace Base {
+
+/**
+ * Calls `visit`, an `int(const std::filesystem::directory_entry&)`, for what is in a directory, not below it, as long
+ * as that returns 0. The result of `visit` that ended the walk, or else 0 or the errno value of what cannot be read.
+ */
+template <typename Visit> [[nodiscard]] int forEachEntry(const std::filesystem::path& directory, Visit visit)
+{
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (const int rc = visit(*entry))
+            return rc;
+    }
+    return error.value();
+}
+
+} // namespace Base
+
+#endif

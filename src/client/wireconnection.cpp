@@ -1,0 +1,204 @@
+#include "client/wireconnection.h"
+
+#include "protocol/framing.h"
+
+#include <QDeadlineTimer>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace Client {
+
+namespace {
+
+constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply that are allocated before they arrived
+
+} // namespace
+
+WireConnection::~WireConnection()
+{
+    close();
+}
+
+WireConnection::WireConnection(WireConnection&& other) noexcept
+    : socket_(std::exchange(other.socket_, -1)), connectTimeout_(other.connectTimeout_),
+      receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
+{}
+
+WireConnection& WireConnection::operator=(WireConnection&& other) noexcept
+{
+    std::swap(socket_, other.socket_);
+    std::swap(connectTimeout_, other.connectTimeout_);
+    std::swap(receiveTimeout_, other.receiveTimeout_);
+    std::swap(error_, other.error_);
+    return *this;
+}
+
+bool WireConnection::open(const QString& host, int port)
+{
+    close();
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    if (inet_pton(AF_INET, host.toLatin1().constData(), &address.sin_addr) != 1) {
+        error_ = QStringLiteral("\"%1\" is not a dotted IPv4 address").arg(host);
+        return false;
+    }
+    if (port < 1 || port > 65535) {
+        error_ = QStringLiteral("%1 is not a port number").arg(port);
+        return false;
+    }
+    address.sin_port = htons(static_cast<quint16>(port));
+
+    socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket_ < 0)
+        return fail("socket");
+    if (!connectTo(address)) {
+        close();
+        return false;
+    }
+    // A request goes out in one piece and then waits for its reply; holding it back gains nothing.
+    const int on = 1;
+    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // ignored: it is only slower without
+    return true;
+}
+
+bool WireConnection::connectTo(const sockaddr_in& address)
+{
+    const auto* name = reinterpret_cast<const sockaddr*>(&address);
+    if (connectTimeout_ <= 0)
+        return connect(socket_, name, sizeof address) == 0 || fail("connect");
+
+    const int flags = fcntl(socket_, F_GETFL);
+    if (flags < 0 || fcntl(socket_, F_SETFL, flags | O_NONBLOCK) != 0)
+        return fail("fcntl");
+    if (connect(socket_, name, sizeof address) != 0) {
+        if (errno != EINPROGRESS)
+            return fail("connect");
+        if (!waitFor(POLLOUT, connectTimeout_, "no connection"))
+            return false;
+        int failure = 0;
+        socklen_t size = sizeof failure;
+        if (getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
+            return fail("getsockopt");
+        if (failure != 0) {
+            errno = failure;
+            return fail("connect");
+        }
+    }
+    return fcntl(socket_, F_SETFL, flags) == 0 || fail("fcntl");
+}
+
+void WireConnection::close()
+{
+    if (socket_ >= 0)
+        ::close(socket_);
+    socket_ = -1;
+}
+
+bool WireConnection::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply)
+{
+    if (send(Framing::frameRequest(operation, body)) && receiveReply(reply))
+        return true;
+    close();
+    return false;
+}
+
+bool WireConnection::send(const QByteArray& bytes)
+{
+    const int flags = MSG_NOSIGNAL | (receiveTimeout_ > 0 ? MSG_DONTWAIT : 0);
+    for (qsizetype sent = 0; sent < bytes.size();) {
+        const ssize_t n = ::send(socket_, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), flags);
+        if (n >= 0) {
+            sent += n;
+        } else if (errno == EAGAIN) {
+            if (!waitFor(POLLOUT, receiveTimeout_, "no bytes taken"))
+                return false;
+        } else if (errno != EINTR) {
+            return fail("send");
+        }
+    }
+    return true;
+}
+
+bool WireConnection::receiveReply(QByteArray* reply)
+{
+    char prefix[Framing::LengthSize];
+    if (!receiveExactly(prefix, Framing::LengthSize))
+        return false;
+    const qsizetype length = Framing::readLength(prefix);
+    // Room is made as the bytes come: four bytes of nonsense must not make us allocate four gigabytes.
+    QByteArray text;
+    while (text.size() < length) {
+        const qsizetype have = text.size();
+        const qsizetype step = std::min(length - have, std::max(have, LargestStep));
+        text.resize(have + step);
+        if (!receiveExactly(text.data() + have, step))
+            return false;
+    }
+    *reply = text;
+    return true;
+}
+
+void WireConnection::setConnectTimeout(int milliseconds)
+{
+    connectTimeout_ = milliseconds;
+}
+
+void WireConnection::setReceiveTimeout(int milliseconds)
+{
+    receiveTimeout_ = milliseconds;
+}
+
+bool WireConnection::receiveExactly(char* data, qsizetype size)
+{
+    for (qsizetype received = 0; received < size;) {
+        if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
+            return false;
+        const ssize_t n = recv(socket_, data + received, static_cast<size_t>(size - received), 0);
+        if (n == 0) {
+            error_ = QStringLiteral("the server closed the connection");
+            return false;
+        }
+        if (n > 0)
+            received += n;
+        else if (errno != EINTR)
+            return fail("receive");
+    }
+    return true;
+}
+
+bool WireConnection::waitFor(short events, int milliseconds, const char* missing)
+{
+    // An interrupted wait begins anew with what is left of its time.
+    const QDeadlineTimer deadline(milliseconds);
+    pollfd waiting{socket_, events, 0};
+    for (;;) {
+        const int ready = poll(&waiting, 1, static_cast<int>(deadline.remainingTime()));
+        if (ready > 0)
+            return true;
+        if (ready < 0 && errno != EINTR)
+            return fail("poll");
+        if (ready == 0) {
+            error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
+            return false;
+        }
+    }
+}
+
+bool WireConnection::fail(const char* step)
+{
+    error_ = QStringLiteral("%1: %2").arg(QString::fromLatin1(step), QString::fromLocal8Bit(std::strerror(errno)));
+    return false;
+}
+
+} // namespace Client

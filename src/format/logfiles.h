@@ -1,0 +1,34 @@
+#ifndef QUORVA_FORMAT_LOGFILES_H
+#define QUORVA_FORMAT_LOGFILES_H
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+/**
+ * The names of Berkeley DB's log files: "log." and the number in ten digits, in an environment as in a backup. On disk,
+ * do not change. Any thread.
+ */
+namespace LogFiles {
+
+std::string name(std::uint32_t number);
+
+/** The number of a log file by its name; nothing for any other name. */
+std::optional<std::uint32_t> numberOf(std::string_view name);
+
+/**
+ * True for "log." and digits, however many: Berkeley DB takes all of these for log files when it looks for the first
+ * and the last one, and never gets done with "log.99999999999".
+ */
+bool isTakenForOne(std::string_view name);
+
+/** The numbers of the log files in a directory, as far as it can be read. Only regular files count, and links to them.
+ */
+std::set<std::uint32_t> numbersIn(const std::filesystem::path& directory);
+
+} // namespace LogFiles
+
+#endif

@@ -1,0 +1,39 @@
+#include "format/logrecords.h"
+
+#include <cstring>
+
+namespace LogRecords {
+
+namespace {
+
+constexpr std::uint32_t Magic = 0x040988;
+
+// The record of the end of a transaction has a type, the transaction and the record before it, then these.
+constexpr std::uint32_t EndOfTransaction = 10;
+constexpr std::size_t OutcomeOffset = 16;
+constexpr std::uint32_t Committed = 1;
+constexpr std::size_t TimeOffset = 20; // seconds since 1970
+
+std::uint32_t numberAt(std::string_view record, std::size_t offset)
+{
+    std::uint32_t number = 0;
+    std::memcpy(&number, record.data() + offset, sizeof number);
+    return number;
+}
+
+} // namespace
+
+bool isLogFile(const FileHeader& header)
+{
+    return header.magic == Magic;
+}
+
+std::optional<std::time_t> commitTime(std::string_view record)
+{
+    if (record.size() < TimeOffset + sizeof(std::uint32_t) || numberAt(record, 0) != EndOfTransaction ||
+        numberAt(record, OutcomeOffset) != Committed)
+        return std::nullopt;
+    return static_cast<std::time_t>(numberAt(record, TimeOffset));
+}
+
+} // namespace LogRecords

@@ -1,0 +1,83 @@
+#include "http/contentcoding.h"
+
+#define ZLIB_CONST // of what is unpacked
+#include <brotli/decode.h>
+#include <zlib.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+namespace Http::ContentCoding {
+
+namespace {
+
+using Piece = std::array<char, 16384>;
+
+/** False when the bytes do not fit. */
+bool append(const char* bytes, std::size_t size, std::size_t limit, QByteArray* body)
+{
+    if (size > limit - static_cast<std::size_t>(body->size()))
+        return false;
+    body->append(bytes, static_cast<qsizetype>(size));
+    return true;
+}
+
+Result inflateInto(const QByteArray& packed, std::size_t limit, QByteArray* body)
+{
+    constexpr int EitherFormat = 32 + MAX_WBITS; // of gzip or of zlib, which is called deflate
+    z_stream stream{};
+    if (inflateInit2(&stream, EitherFormat) != Z_OK)
+        throw std::bad_alloc();
+    const std::unique_ptr<z_stream, decltype(&inflateEnd)> owner(&stream, inflateEnd);
+    stream.next_in = reinterpret_cast<const Bytef*>(packed.constData());
+    stream.avail_in = static_cast<uInt>(packed.size());
+    Piece piece;
+    for (int state = Z_OK; state != Z_STREAM_END;) {
+        stream.next_out = reinterpret_cast<Bytef*>(piece.data());
+        stream.avail_out = piece.size();
+        state = inflate(&stream, Z_NO_FLUSH);
+        if (state != Z_OK && state != Z_STREAM_END)
+            return Result::Broken;
+        if (!append(piece.data(), piece.size() - stream.avail_out, limit, body))
+            return Result::TooLarge;
+    }
+    return Result::Unpacked;
+}
+
+Result decodeBrotliInto(const QByteArray& packed, std::size_t limit, QByteArray* body)
+{
+    const std::unique_ptr<BrotliDecoderState, decltype(&BrotliDecoderDestroyInstance)> decoder(
+        BrotliDecoderCreateInstance(nullptr, nullptr, nullptr), BrotliDecoderDestroyInstance);
+    if (decoder == nullptr)
+        throw std::bad_alloc();
+    const auto* next = reinterpret_cast<const std::uint8_t*>(packed.constData());
+    auto left = static_cast<std::size_t>(packed.size());
+    Piece piece;
+    for (BrotliDecoderResult state = BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT;
+         state == BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT;) {
+        auto* out = reinterpret_cast<std::uint8_t*>(piece.data());
+        std::size_t room = piece.size();
+        state = BrotliDecoderDecompressStream(decoder.get(), &left, &next, &room, &out, nullptr);
+        if (state != BROTLI_DECODER_RESULT_NEEDS_MORE_OUTPUT && state != BROTLI_DECODER_RESULT_SUCCESS)
+            return Result::Broken;
+        if (!append(piece.data(), piece.size() - room, limit, body))
+            return Result::TooLarge;
+    }
+    return Result::Unpacked;
+}
+
+} // namespace
+
+Result unpack(std::string_view coding, const QByteArray& packed, std::size_t limit, QByteArray* body)
+{
+    if (coding == "gzip" || coding == "deflate")
+        return inflateInto(packed, limit, body);
+    if (coding == "br")
+        return decodeBrotliInto(packed, limit, body);
+    *body = packed;
+    return Result::Unpacked;
+}
+
+} // namespace Http::ContentCoding

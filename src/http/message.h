@@ -1,0 +1,40 @@
+#ifndef QUORVA_HTTP_MESSAGE_H
+#define QUORVA_HTTP_MESSAGE_H
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Http {
+
+struct Header {
+    std::string name; // as it came; compared without regard to case
+    std::string value;
+};
+
+/** A request without its body. Headers without a value are left out. */
+struct RequestHead {
+    std::string method;
+    std::string target; // path and query, as they came
+    std::vector<Header> headers;
+    bool isKeptAlive = false; // the client wants to use its connection again
+    bool isOld = false;       // HTTP/1.0
+
+    /** The first value of a header; empty when it is not there. */
+    std::string_view header(std::string_view name) const;
+    std::size_t count(std::string_view name) const;
+};
+
+struct Response {
+    int status = 0;
+    std::string reason;          // behind the status; empty, or no plain text: the usual one
+    std::vector<Header> headers; // without Content-Length and Connection, which the transport sets
+    QByteArray body;
+};
+
+} // namespace Http
+
+#endif

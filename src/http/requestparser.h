@@ -1,0 +1,74 @@
+#ifndef QUORVA_HTTP_REQUESTPARSER_H
+#define QUORVA_HTTP_REQUESTPARSER_H
+
+#include "http/httplimits.h"
+#include "http/httpservice.h"
+
+#include <boost/beast/http/basic_parser.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace Http {
+
+/** From the bytes of one request to the request. The grammar is the library's, the limits are ours. For one thread. */
+class RequestParser : private boost::beast::http::basic_parser<true> {
+public:
+    explicit RequestParser(const RequestLimits& limits);
+
+    /**
+     * Reads what has come and was not yet taken; returns how much of it was taken. Stops behind the head, and behind
+     * the request; otherwise the rest has to be given again with more behind it. Not after a fault.
+     */
+    std::size_t parse(std::string_view bytes);
+
+    bool hasBegun() const { return got_some(); }
+    bool hasHead() const { return hasHead_; }
+    bool isWhole() const { return hasHead_ && is_done(); }
+    std::optional<Fault> fault() const { return fault_; }
+
+    /** Once it has its head: */
+    const RequestHead& head() const { return head_; }
+    bool expectsContinue() const;
+    /** The headers announce a body beyond the limit. */
+    bool isTooLong() const;
+
+    /** A body in chunks that is beyond the limit is read to its end, but not kept. */
+    bool isTooLarge() const { return isTooLarge_; }
+    std::size_t bodySize() const { return static_cast<std::size_t>(body_.size()); }
+    /** Once it is whole. */
+    QByteArray takeBody() { return std::move(body_); }
+
+private:
+    using ErrorCode = boost::beast::error_code;
+    using Text = boost::beast::string_view;
+
+    Fault faultOf(ErrorCode error, std::string_view rest) const;
+    std::size_t leastPiece() const;
+    std::size_t keep(Text bytes);
+
+    void on_request_impl(boost::beast::http::verb, Text method, Text target, int version, ErrorCode& error) override;
+    void on_response_impl(int, Text, int, ErrorCode&) override {}
+    void on_field_impl(boost::beast::http::field, Text name, Text value, ErrorCode& error) override;
+    void on_header_impl(ErrorCode& error) override;
+    void on_body_init_impl(const boost::optional<std::uint64_t>&, ErrorCode&) override {}
+    std::size_t on_body_impl(Text bytes, ErrorCode&) override { return keep(bytes); }
+    void on_chunk_header_impl(std::uint64_t, Text, ErrorCode&) override {}
+    std::size_t on_chunk_body_impl(std::uint64_t, Text bytes, ErrorCode&) override { return keep(bytes); }
+    void on_finish_impl(ErrorCode&) override {}
+
+    const RequestLimits& limits_;
+    RequestHead head_;
+    QByteArray body_;
+    std::optional<Fault> fault_;
+    bool hasLine_ = false;
+    bool hasHead_ = false;
+    bool isTooLarge_ = false;
+};
+
+} // namespace Http
+
+#endif

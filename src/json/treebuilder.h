@@ -1,0 +1,137 @@
+#ifndef QUORVA_JSON_TREEBUILDER_H
+#define QUORVA_JSON_TREEBUILDER_H
+
+#include "json/jsoncharacters.h"
+#include "json/jsonnumber.h"
+#include "json/jsonreader.h"
+
+#include <rapidjson/reader.h>
+
+#include <QByteArrayView>
+#include <QString>
+#include <QStringConverter>
+#include <QVariant>
+
+#include <array>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace Json {
+
+/**
+ * Builds the tree from the events of the library's reader. Each open container has its own frame and moves into its
+ * parent when it is complete: a container that is already inside a variant would be shared, and copied at the next
+ * insert. Used by one thread, for one text.
+ */
+class TreeBuilder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeBuilder> {
+public:
+    TreeBuilder() { open_.reserve(UsualDepth); }
+
+    bool Null() { return add(QVariant()); }
+    bool Bool(bool value) { return add(value); }
+
+    bool RawNumber(const char* text, rapidjson::SizeType length, bool)
+    {
+        QVariant number = numberFromText({text, length});
+        return number.isValid() && add(std::move(number));
+    }
+
+    bool String(const char* text, rapidjson::SizeType length, bool) { return add(decode(text, length)); }
+
+    bool Key(const char* text, rapidjson::SizeType length, bool)
+    {
+        open_.back().name = decode(text, length);
+        return true;
+    }
+
+    bool StartObject() { return start(true); }
+    bool StartArray() { return start(false); }
+
+    bool EndObject(rapidjson::SizeType)
+    {
+        const QVariantMap map(std::move(open_.back().members));
+        open_.pop_back();
+        return add(map);
+    }
+
+    bool EndArray(rapidjson::SizeType)
+    {
+        const QVariantList list(std::move(open_.back().elements));
+        open_.pop_back();
+        return add(list);
+    }
+
+    /** True if every string so far was UTF-8. The escape of a lone surrogate counts as invalid too. */
+    bool stringsAreValid() const { return firstBroken_ == nullptr; }
+
+    /** The start of the first string that is not. */
+    const char* firstBrokenString() const { return firstBroken_; }
+
+    QVariant takeRoot() { return std::move(root_); }
+
+private:
+    struct Container {
+        bool isObject;
+        QString name; // of the member whose value comes next
+        std::map<QString, QVariant> members;
+        QVariantList elements;
+    };
+
+    static constexpr std::size_t UsualDepth = 8;
+
+    bool start(bool isObject)
+    {
+        if (open_.size() == MaxDepth)
+            return false;
+        open_.push_back({isObject, {}, {}, {}});
+        return true;
+    }
+
+    bool add(QVariant&& value)
+    {
+        if (open_.empty())
+            root_ = std::move(value);
+        else if (Container& parent = open_.back(); parent.isObject)
+            parent.members.insert_or_assign(std::move(parent.name), std::move(value));
+        else
+            parent.elements.append(std::move(value));
+        return true;
+    }
+
+    QString decode(const char* text, rapidjson::SizeType length)
+    {
+        const QByteArrayView bytes(text, static_cast<qsizetype>(length));
+        // The decoder works byte by byte; most strings do not need it.
+        if (isAscii(bytes))
+            return length == 1 ? letter(*text) : QString::fromLatin1(bytes);
+        QString decoded = decoder_.decode(bytes);
+        if (firstBroken_ == nullptr && decoder_.hasError())
+            firstBroken_ = text;
+        return decoded;
+    }
+
+    /** A one-character ASCII string, such as the name of a type: static, without an allocation. */
+    static QString letter(char c)
+    {
+        static constexpr auto Letters = [] {
+            std::array<char16_t, 256> units{}; // each letter with a terminator
+            for (std::size_t i = 0; i < units.size(); i += 2)
+                units[i] = static_cast<char16_t>(i / 2);
+            return units;
+        }();
+        return QString::fromRawData(reinterpret_cast<const QChar*>(&Letters[2 * static_cast<std::size_t>(c)]), 1);
+    }
+
+    // Stateless, so that a character cut off at the end of one string is not completed by the next string; a byte order
+    // mark at the start of a string is text.
+    QStringDecoder decoder_{QStringConverter::Utf8,
+                            QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
+    const char* firstBroken_ = nullptr; // in the text that is parsed
+    std::vector<Container> open_;
+    QVariant root_;
+};
+
+} // namespace Json
+
+#endif

@@ -1,0 +1,74 @@
+#ifndef QUORVA_ITEMRANGE_H
+#define QUORVA_ITEMRANGE_H
+
+#include <quorva/export.h>
+#include <quorva/result.h>
+#include <quorva/values.h>
+
+#include <cstddef>
+#include <iterator>
+#include <memory>
+
+namespace Quorva {
+
+class Connection;
+class RangeReader;
+
+/**
+ * All items that a query or scan finds, fetched page after page while they are iterated over. It can be gone through
+ * once. It ends early when a page cannot be had, so look at result() afterwards:
+ *
+ *     Quorva::ItemRange orders = connection.queryAll("shop|orders", "abc");
+ *     for (const Quorva::Item& order : orders)
+ *         total += Quorva::number(order, "total").value_or(0);
+ *     if (!orders.result())
+ *         qWarning() << orders.result().errorText();
+ *
+ * Each page is one request, so the whole is no snapshot: what others write meanwhile is found or not. The connection,
+ * which must stay where it is as long as this lives, may carry other requests between two items; it and this are for
+ * one thread at a time. countOnly of the options does not count here.
+ */
+class QUORVA_EXPORT ItemRange {
+public:
+    class QUORVA_EXPORT Iterator {
+    public:
+        using iterator_concept = std::input_iterator_tag;
+        using difference_type = std::ptrdiff_t;
+        using value_type = Item;
+
+        const Item& operator*() const;
+        const Item* operator->() const { return &**this; }
+        Iterator& operator++();
+        void operator++(int) { ++*this; }
+        bool operator==(std::default_sentinel_t) const;
+
+    private:
+        friend class ItemRange;
+        explicit Iterator(RangeReader* reader) : reader_(reader) {}
+
+        RangeReader* reader_; // the range's
+    };
+
+    ~ItemRange();
+    ItemRange(const ItemRange&) = delete;
+    ItemRange& operator=(const ItemRange&) = delete;
+    ItemRange(ItemRange&& other) noexcept;
+    ItemRange& operator=(ItemRange&& other) noexcept;
+
+    /** Where the range is, which is the first item before anything was read. */
+    Iterator begin();
+    std::default_sentinel_t end() const { return {}; }
+
+    /** Of the latest request: at the end a success, when all items were there to be iterated over. */
+    const Result& result() const;
+
+private:
+    friend class Connection;
+    QUORVA_INTERNAL explicit ItemRange(std::unique_ptr<RangeReader> reader);
+
+    std::unique_ptr<RangeReader> reader_;
+};
+
+} // namespace Quorva
+
+#endif

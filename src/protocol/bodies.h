@@ -1,0 +1,79 @@
+#ifndef QUORVA_PROTOCOL_BODIES_H
+#define QUORVA_PROTOCOL_BODIES_H
+
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+/** The bodies of requests and their parts, for those that send them. Callers insert further members. */
+namespace Bodies {
+
+/** {"S": text}. */
+QVariantMap stringValue(const QString& text);
+
+/** "Key" and "ExclusiveStartKey". */
+QVariantMap key(const QString& hash, const QString& range);
+
+/** The body of an operation that needs nothing but its table: DescribeTable, DeleteTable, Scan. */
+QVariantMap table(const QString& name);
+
+/** A CreateTable; both key attributes are strings. */
+QVariantMap createTable(const QString& name, const QString& hashName, const QString& rangeName);
+
+QVariantMap putItem(const QString& table, const QVariantMap& item);
+/** The body of a GetItem or DeleteItem. */
+QVariantMap itemByKey(const QString& table, const QString& hash, const QString& range);
+QVariantMap updateItem(const QString& table, const QString& hash, const QString& range, const QVariantMap& updates);
+QVariantMap query(const QString& table, const QString& hash);
+
+/** One entry of "AttributeUpdates"; UpdateDelete has no value. */
+inline constexpr const char* UpdatePut = "PUT";
+inline constexpr const char* UpdateAdd = "ADD";
+inline constexpr const char* UpdateDelete = "DELETE";
+QVariantMap update(const QString& action);
+QVariantMap update(const QString& action, const QVariantMap& value);
+
+/** One entry of "Expected": the attribute has this value, or is absent. */
+QVariantMap expectedValue(const QVariantMap& value);
+QVariantMap expectedAbsence();
+
+/** The names of the operators that compare keys. */
+namespace Comparison {
+inline constexpr const char* Equal = "EQ";
+inline constexpr const char* Less = "LT";
+inline constexpr const char* AtMost = "LE";
+inline constexpr const char* Greater = "GT";
+inline constexpr const char* AtLeast = "GE";
+inline constexpr const char* BeginsWith = "BEGINS_WITH";
+inline constexpr const char* Between = "BETWEEN";
+} // namespace Comparison
+
+/** "RangeKeyCondition", or an entry of "ScanFilter": the operator's name and its keys, two with "BETWEEN", else one. */
+QVariantMap condition(const QString& comparison, const QStringList& keys);
+
+// Optional members. Nothing is inserted when there is nothing to say.
+void addExpected(const QVariantMap& expected, QVariantMap* body);
+void addAttributesToGet(const QStringList& names, QVariantMap* body);
+
+// The names of what "ReturnValues" can ask for.
+inline constexpr const char* ReturnNone = "NONE";
+inline constexpr const char* ReturnAllOld = "ALL_OLD";
+inline constexpr const char* ReturnAllNew = "ALL_NEW";
+inline constexpr const char* ReturnUpdatedOld = "UPDATED_OLD";
+inline constexpr const char* ReturnUpdatedNew = "UPDATED_NEW";
+void setReturnValues(const char* values, QVariantMap* body);
+
+/** The names of a table's key attributes. */
+struct KeyNames {
+    QString hash;
+    QString range;
+
+    bool contains(const QString& name) const { return name == hash || name == range; }
+};
+
+/** The key attributes in a table's description, which replies hold as "Table". */
+KeyNames keyNames(const QVariantMap& description);
+
+} // namespace Bodies
+
+#endif

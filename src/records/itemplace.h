@@ -1,0 +1,31 @@
+#ifndef QUORVA_RECORDS_ITEMPLACE_H
+#define QUORVA_RECORDS_ITEMPLACE_H
+
+#include <QByteArray>
+#include <QVariantMap>
+
+class BDBIndex;
+class TableContext;
+
+/** Where an item of a table is kept. */
+struct ItemPlace {
+    QByteArray hashKey;
+    QByteArray rangeKey;
+    QByteArray key;         // of the record, made of both
+    BDBIndex* db = nullptr; // of the partition; owned by the environment
+};
+
+namespace Records {
+
+/** Finds the place of the item with the two keys in `place`: opens its partition. 0 or dbOpen's code. */
+[[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
+
+/**
+ * The same for a whole item, which loses its key attributes (see extractKeys). The table's schema was loaded before. 0,
+ * or the result of extractKeys or dbOpen.
+ */
+[[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariantMap* item, ItemPlace* place);
+
+} // namespace Records
+
+#endif

@@ -1,0 +1,80 @@
+#ifndef QUORVA_RECORDS_TABLECONTEXT_H
+#define QUORVA_RECORDS_TABLECONTEXT_H
+
+#include "storage/environmentuse.h"
+
+#include <QByteArray>
+#include <QVariantMap>
+
+#include <optional>
+#include <utility>
+
+class BDBIndex;
+class BDBObjTable;
+
+/** The two elements of a table's key schema, each with "AttributeName" and "AttributeType". */
+struct KeySchema {
+    QVariantMap hash;
+    QVariantMap range;
+};
+
+/**
+ * What a request works with: the environment of its tables, and the key schema of the table that it is at. One for each
+ * request, used by one thread at a time.
+ */
+class TableContext {
+public:
+    /**
+     * `registry` is the server's, `connection` the connection's own table, and both outlive the context. Environments
+     * that it opens get a table of `environmentCapacity` slots for their databases.
+     */
+    TableContext(BDBObjTable* registry, BDBObjTable* connection, int environmentCapacity)
+        : registry_(registry), connection_(connection), environmentCapacity_(environmentCapacity)
+    {}
+
+    /**
+     * Finds the environment of `tableName` or, with `create`, opens it. It becomes the current one, in which databases
+     * are opened and transactions begin, and stays alive until leave(). 0, or the registry's code. For the same
+     * directory it is the one that was found the first time; for another, what was held is given back, whatever the
+     * result.
+     */
+    [[nodiscard]] int envLookup(const QByteArray& tableName, int create);
+
+    /**
+     * How every operation on a table begins: envLookup with `create`, and the environment's access lock taken shared,
+     * until leave(). 0, the look-up's code, or StatusNotFound while the environment is being deleted.
+     */
+    [[nodiscard]] int openTable(const QByteArray& tableName);
+
+    /** Finds or opens a database of the current environment: sub-database `subDatabase` of the file of `name`. */
+    [[nodiscard]] int dbOpen(const QByteArray& name, const char* subDatabase, BDBIndex** db);
+
+    /** Finds or opens the database of one of the table's partitions in the current environment. */
+    [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
+
+    /** Gives back the current environment and its access lock. On the thread that opened the table. */
+    void leave();
+
+    /** Forgets the hold on the access lock without giving it back: the caller sees to that. */
+    void dismissAccess() { environment_.dismissAccess(); }
+
+    /** The current environment, or null. */
+    BDBEnv* env() const { return environment_.env(); }
+
+    BDBObjTable* registry() const { return registry_; }
+
+    /** The key schema that loadSchema checked last; nothing before. */
+    const std::optional<KeySchema>& keySchema() const { return keySchema_; }
+    void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
+
+private:
+    BDBObjTable* const registry_;
+    BDBObjTable* const connection_;
+    const int environmentCapacity_;
+
+    QByteArray directory_; // of the current environment, as the request spelled it
+    EnvironmentUse environment_;
+    std::optional<KeySchema> keySchema_;
+};
+
+#endif

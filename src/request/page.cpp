@@ -1,0 +1,136 @@
+#include "request/page.h"
+
+#include "log/log.h"
+#include "protocol/limits.h"
+#include "records/encoding.h"
+#include "records/lists.h"
+#include "records/requeststatus.h"
+#include "records/schema.h"
+#include "request/bdbrequest.h"
+#include "request/requestkeys.h"
+
+#include "json/jsontext.h"
+
+#include <algorithm>
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr const char* LogOrigin = "bdbrequest";
+
+int limitOf(const QVariantMap& body)
+{
+    const auto limit = body.constFind(u"Limit"_s);
+    if (limit == body.constEnd())
+        return Limits::PageItems;
+    // Below zero is as good as zero, and leaves a walk room to count down.
+    return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
+}
+
+int readHashKey(const QVariantMap& body, QueryRequest* query)
+{
+    if (query->page.hasStart) {
+        query->hashKey = query->page.startHash; // Kept: with a start key nobody looks at "HashKeyValue"
+        return StatusSuccess;
+    }
+    const auto value = body.constFind(u"HashKeyValue"_s);
+    query->hasHashKey = value != body.constEnd();
+    if (!query->hasHashKey)
+        return StatusSuccess;
+    const QVariantMap typed = value->toMap();
+    const auto text = typed.constFind(u"S"_s);
+    if (text == typed.constEnd()) {
+        LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
+        return StatusInternalError;
+    }
+    return Records::keyBytes(*text, &query->hashKey);
+}
+
+/**
+ * Kept: both elements are bare strings although ExclusiveStartKey wants {"S": ...}; clients wrap them before they
+ * resume. Whatever else the request's start key held comes back with them.
+ */
+void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
+{
+    QVariantMap key = request.parsedBody.value(u"ExclusiveStartKey"_s).toMap();
+    key.insert(u"HashKeyElement"_s, hash);
+    if (!range.isEmpty())
+        key.insert(u"RangeKeyElement"_s, range);
+    request.reply.insert(u"LastEvaluatedKey"_s, key);
+}
+
+void answerItems(BDBRequest& request, const PageRequest& page, int count, const QByteArray& items)
+{
+    request.reply.insert(u"Count"_s, count);
+    if (!page.countOnly)
+        request.reply.insert(u"Items"_s, QVariant::fromValue(Json::RawElements{items}));
+}
+
+} // namespace
+
+int Requests::readPage(const QVariantMap& body, PageRequest* page)
+{
+    page->countOnly = body.value(u"Count"_s).toBool();
+    page->limit = limitOf(body);
+    page->attributesToGet = Records::listOf(body.value(u"AttributesToGet"_s));
+    const auto start = body.constFind(u"ExclusiveStartKey"_s);
+    page->hasStart = start != body.constEnd();
+    return page->hasStart ? readElementKeys(start->toMap(), &page->startHash, &page->startRange) : StatusSuccess;
+}
+
+int Requests::readQuery(const QVariantMap& body, QueryRequest* query)
+{
+    if (const int rc = readPage(body, &query->page))
+        return rc;
+    query->forward = body.value(u"ScanIndexForward"_s, true).toBool();
+    query->hasCondition = body.contains(u"RangeKeyCondition"_s);
+    query->condition = body.value(u"RangeKeyCondition"_s).toMap();
+    return readHashKey(body, query);
+}
+
+int Requests::readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page,
+                           bool withScannedCount, KeyNames* names)
+{
+    QVariantMap description;
+    if (Records::loadSchema(request.table, tableName, &description, true) != 0) {
+        answerNothing(request, page, withScannedCount);
+        return StatusInternalError;
+    }
+    return schemaKeyNames(description, &names->hash, &names->range);
+}
+
+ItemFormatter Requests::formatterOf(const PageRequest& page, const KeyNames& names)
+{
+    ItemFormatter format(names);
+    if (!page.attributesToGet.isEmpty())
+        format.keepOnly(page.attributesToGet);
+    return format;
+}
+
+void Requests::answerNothing(BDBRequest& request, const PageRequest& page, bool withScannedCount)
+{
+    request.reply.insert(u"Count"_s, 0);
+    if (withScannedCount)
+        request.reply.insert(u"ScannedCount"_s, 0);
+    if (!page.countOnly)
+        request.reply.insert(u"Items"_s, QVariantList());
+}
+
+void Requests::answerScan(BDBRequest& request, const PageRequest& page, const ScanResult& found,
+                          const QByteArray& items)
+{
+    if (!found.lastHash.isEmpty())
+        answerLastKey(request, found.lastHash, found.lastRange);
+    request.reply.insert(u"ScannedCount"_s, found.scanned);
+    answerItems(request, page, found.count, items);
+}
+
+void Requests::answerQuery(BDBRequest& request, const QueryRequest& query, const QueryResult& found,
+                           const QByteArray& items)
+{
+    if (!found.lastRange.isEmpty())
+        answerLastKey(request, query.hashKey, found.lastRange);
+    answerItems(request, query.page, found.count, items);
+}

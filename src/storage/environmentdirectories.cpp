@@ -1,0 +1,113 @@
+#include "storage/environmentdirectories.h"
+
+#include "storage/environmentfiles.h"
+#include "storage/environmentpath.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+int EnvironmentDirectories::hold(const QByteArray& home, std::string* complaint)
+{
+    if (const int rc = holdHome(home))
+        return rc;
+    if (const int rc = EnvironmentConfig::read(home_.toStdString(), &config_)) {
+        *complaint = config_.complaint;
+        return rc;
+    }
+    return holdConfigured();
+}
+
+int EnvironmentDirectories::holdHome(const QByteArray& home)
+{
+    // An empty name would mean the working directory to Berkeley DB, and a zero byte would cut the name short: neither
+    // is a directory that anybody named.
+    if (home.isEmpty() || home.contains('\0'))
+        return ENOENT;
+    if (const int rc = lock_.lock(home.constData()))
+        return rc;
+    if (const int rc = canonicalPath(home, &home_))
+        return rc;
+    return lock_.isAt(home_.constData()) ? 0 : ESTALE; // a link was changed in this very moment
+}
+
+/** `*isNew`: it was not held before, under whatever path. */
+int EnvironmentDirectories::holdOnce(const fs::path& directory, bool* isNew)
+{
+    struct stat status {};
+    if (::stat(directory.c_str(), &status) != 0)
+        return errno;
+    const auto isHeld = [&](const Base::DirectoryLock& lock) { return lock.is(status); };
+    *isNew = !isHeld(lock_) && std::none_of(configured_.cbegin(), configured_.cend(), isHeld);
+    if (!*isNew)
+        return 0;
+    const int rc = configured_.emplace_back().lock(directory);
+    return rc == EWOULDBLOCK ? EBUSY : rc;
+}
+
+/**
+ * Holds the directories that DB_CONFIG names as the home is held: two environments with one log would write over each
+ * other's records, and with one data directory each would have changes in its log of which the other knows nothing.
+ */
+int EnvironmentDirectories::holdConfigured()
+{
+    bool isNew = false;
+    bool isForeign = false;
+    if (const int rc = holdOnce(config_.logDirectory, &isNew))
+        return rc;
+    // It is the home of another environment, which is closed, when there is more than log files in it.
+    if (isNew) {
+        if (const int rc = EnvironmentFiles::findDatabaseIn(config_.logDirectory, &isForeign))
+            return rc;
+    }
+    for (const fs::path& directory : config_.dataDirectories) {
+        if (const int rc = holdOnce(directory, &isNew))
+            return rc;
+        bool hasLog = false;
+        if (isNew) {
+            if (const int rc = EnvironmentFiles::findLog(directory, &hasLog))
+                return rc;
+        }
+        isForeign = isForeign || hasLog;
+        QByteArray canonical;
+        if (const int rc = canonicalPath(QByteArray::fromStdString(directory.string()), &canonical))
+            return rc;
+        databases_.push_back(canonical);
+    }
+    return isForeign ? EBUSY : 0;
+}
+
+int EnvironmentDirectories::check(int most, bool* hasLog, int* databases) const
+{
+    const fs::path home = home_.toStdString();
+    if (const int rc = EnvironmentFiles::checkWritable(home))
+        return rc;
+    if (logs() != home) {
+        if (const int rc = EnvironmentFiles::checkWritable(logs()))
+            return rc;
+    }
+    if (EnvironmentFiles::isUnfinishedCopy(home))
+        return EBUSY; // it has a part of the tables, and would look like all of them
+    if (const int rc = EnvironmentFiles::findLogIn(logs(), hasLog))
+        return rc;
+    std::vector<fs::path> directories{home};
+    for (const QByteArray& directory : databases_) {
+        if (directory != home_)
+            directories.emplace_back(directory.toStdString());
+    }
+    *databases = 0;
+    for (const fs::path& directory : directories) {
+        int count = 0;
+        bool logged = false;
+        if (const int rc = *hasLog ? EnvironmentFiles::countDatabases(directory, most - *databases, &count)
+                                   : EnvironmentFiles::findLoggedDatabase(directory, &logged))
+            return rc;
+        if (logged)
+            return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo it
+        *databases += count;
+    }
+    return 0;
+}

@@ -1,0 +1,86 @@
+#include "storage/environmentnames.h"
+
+#include "storage/environmentpath.h"
+
+#include <chrono>
+
+namespace {
+
+// Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
+constexpr qsizetype MaxRememberedNames = 65536;
+
+// A link may be switched while the environment that it led to is open.
+constexpr std::chrono::seconds ResolvedFor(1);
+
+/** Forgets a spelling that leads elsewhere since it was resolved. */
+void checkSpelling(BDBObjTable* registry, const QString& key)
+{
+    if (registry->spellings().isEmpty())
+        return;
+    const auto spelling = registry->spellings().find(key);
+    if (spelling == registry->spellings().end())
+        return;
+    const auto now = std::chrono::steady_clock::now();
+    if (now - *spelling < ResolvedFor)
+        return;
+    *spelling = now;
+    // Kept: the environment stays open, as requests are under way in it; who names its own path goes on to get it.
+    // A spelling that leads nowhere stays with its environment: somebody is just about to make the link.
+    const QString canonical = canonicalEnvironmentKey(key);
+    if (canonical == key || registry->names().value(canonical, 0) == registry->names().value(key, 0))
+        return;
+    registry->names().remove(key);
+    registry->locks().remove(key);
+    registry->spellings().erase(spelling);
+}
+
+} // namespace
+
+void EnvironmentNames::add(BDBObjTable* registry, const QString& key, int descriptor,
+                           const std::shared_ptr<AccessLock>& access)
+{
+    registry->names().insert(key, descriptor);
+    registry->locks().insert(key, access);
+}
+
+EnvironmentNames::Registered EnvironmentNames::find(BDBObjTable* registry, const QString& key)
+{
+    checkSpelling(registry, key);
+    if (const int descriptor = registry->names().value(key, 0))
+        return {descriptor, registry->locks().value(key)};
+    const QString canonical = canonicalEnvironmentKey(key);
+    const int descriptor = registry->names().value(canonical, 0);
+    if (descriptor == 0)
+        return {};
+    Registered found{descriptor, registry->locks().value(canonical)};
+    if (registry->names().size() < MaxRememberedNames) {
+        add(registry, key, found.descriptor, found.access);
+        registry->spellings().insert(key, std::chrono::steady_clock::now());
+    }
+    return found;
+}
+
+std::shared_ptr<AccessLock> EnvironmentNames::findAccess(BDBObjTable* registry, const QString& key)
+{
+    if (auto access = registry->locks().value(key))
+        return access;
+    return registry->locks().value(canonicalEnvironmentKey(key));
+}
+
+QSet<QString> EnvironmentNames::forget(BDBObjTable* registry, int descriptor)
+{
+    QSet<QString> forgotten;
+    registry->names().removeIf([&](const auto& entry) {
+        if (entry.value() != descriptor)
+            return false;
+        forgotten.insert(entry.key());
+        registry->spellings().remove(entry.key());
+        return true;
+    });
+    return forgotten;
+}
+
+void EnvironmentNames::forgetAccess(BDBObjTable* registry, const std::shared_ptr<AccessLock>& access)
+{
+    registry->locks().removeIf([&](const auto& entry) { return entry.value() == access; });
+}

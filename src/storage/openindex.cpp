@@ -1,0 +1,60 @@
+#include "storage/openindex.h"
+
+#include "log/log.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
+#include "storage/resultcodes.h"
+
+#include <QMutexLocker>
+
+#include <memory>
+
+namespace {
+
+constexpr const char* LogOrigin = "bdb";
+
+constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
+
+} // namespace
+
+int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
+                        BDBIndex** index)
+{
+    BDBEnv* env = table->env();
+    if (env == nullptr) {
+        LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
+        return -1;
+    }
+    const auto find = [&] {
+        const QMutexLocker locker(&env->mutex());
+        const int descriptor = env->names().value(key, 0);
+        if (descriptor >= 1)
+            *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
+        return descriptor >= 1;
+    };
+    if (find())
+        return 0;
+
+    // One at a time, so that two requests never open the same database twice. An open may wait for the pages that
+    // another request's transaction holds; meanwhile the table's mutex is free for all who find what they look for.
+    const QMutexLocker opening(&env->openingMutex());
+    if (find())
+        return 0; // opened while this one waited
+    auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
+    const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
+    if (rc != 0) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
+                                      << " flags " << IndexFlags;
+        return NoHandle;
+    }
+
+    const QMutexLocker locker(&env->mutex());
+    const int descriptor = env->addDesc(opened.get());
+    if (descriptor < 1) {
+        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
+        return NoHandle;
+    }
+    env->names().insert(key, descriptor | ENV_DESC_FLAG);
+    *index = opened.release();
+    return 0;
+}

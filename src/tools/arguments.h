@@ -1,0 +1,37 @@
+#ifndef QUORVA_TOOLS_ARGUMENTS_H
+#define QUORVA_TOOLS_ARGUMENTS_H
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+class Validator;
+} // namespace CLI
+
+/** Arguments that several commands have. */
+namespace Ctl {
+
+/** Declares the argument TABLE. */
+void addTableArgument(CLI::App* command, std::string* table);
+
+/** ExitOk, or ExitErrorReply after telling why no table can have this name (see format/tablename.h). */
+[[nodiscard]] int checkTableName(const std::string& table);
+
+/** A check of a whole number that is at least `least`, whose message says so and no more; `of` is what is counted. */
+CLI::Validator wholeNumber(int least, const std::string& of);
+
+/** An option that may be repeated and takes one word each time; CLI11 would give it all the words that follow. */
+CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
+                               const std::string& description);
+
+/** Declares --attributes A,B,... */
+void addAttributesOption(CLI::App* command, std::vector<std::string>* names);
+
+/** Declares --limit, the records that the server examines for one page. */
+void addLimitOption(CLI::App* command, int* limit);
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,13 @@
+#ifndef QUORVA_TOOLS_COMMANDS_H
+#define QUORVA_TOOLS_COMMANDS_H
+
+#include "tools/commandlist.h"
+
+namespace Ctl {
+
+/** All commands of quorvactl, declared to its command line. A command that is not in this list does not exist. */
+CommandList allCommands(CLI::App* app);
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,132 @@
+#include "tools/copywait.h"
+
+#include "tools/backupstate.h"
+#include "tools/copytarget.h"
+#include "tools/exitcode.h"
+#include "tools/messages.h"
+#include "tools/terminalline.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/** In all files below the directory, as a copy has sub-directories. */
+std::uintmax_t bytesIn(const fs::path& directory)
+{
+    std::uintmax_t sum = 0;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(directory, error);
+         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        std::error_code vanished;
+        const auto size = entry->is_regular_file(vanished) ? entry->file_size(vanished) : 0;
+        sum += vanished ? 0 : size;
+    }
+    return sum;
+}
+
+std::string megabytesCopied(std::uintmax_t bytes)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f MB copied", static_cast<double>(bytes) / 1e6);
+    return text;
+}
+
+} // namespace
+
+CopyWait::CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target)
+    : session_(session), table_(std::move(table)), directory_(std::move(directory)), target_(target)
+{}
+
+int CopyWait::untilBegun()
+{
+    constexpr std::chrono::seconds ToBegin{5};
+    const Clock::time_point end = Clock::now() + ToBegin;
+    for (;;) {
+        if (const auto code = check())
+            return *code;
+        if (hasBegun_ || Clock::now() > end)
+            return ExitOk;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+int CopyWait::untilComplete(std::chrono::seconds stall)
+{
+    TerminalLine line;
+    std::uintmax_t bytes = 0;
+    Clock::time_point grown = Clock::now();
+    for (;;) {
+        if (const auto code = check()) {
+            if (*code == ExitOk && line.isEnabled())
+                line.show(megabytesCopied(bytesIn(directory_)) + ", complete");
+            return *code;
+        }
+        if (const auto size = bytesIn(directory_); size != bytes) {
+            bytes = size;
+            grown = Clock::now();
+        }
+        if (Clock::now() - grown > stall) {
+            complain("the copy has stopped growing; the server's log tells why");
+            return ExitErrorReply;
+        }
+        line.show(megabytesCopied(bytes));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+/** The exit code of a copy that has ended, or cannot be asked for; nothing while it goes on. */
+std::optional<int> CopyWait::check()
+{
+    BackupState state;
+    if (const int code = askState(session_, table_, "cannot ask for the state of the backup of " + table_, &state)) {
+        complainMarkerStays(*target_);
+        return code;
+    }
+    hasBegun_ = hasBegun_ || target_->hasBegun();
+    if (state.isCopying(directory_))
+        return std::nullopt;
+    return conclude();
+}
+
+/** The server does nothing for the directory any more. An exit code. */
+int CopyWait::conclude()
+{
+    std::error_code error;
+    if (target_->isComplete(&error))
+        return ExitOk;
+    const bool isMarked = fs::exists(target_->marker(), error) && !error;
+    if (error) {
+        complain("cannot tell whether the copy in " + directory_ + " is complete: " + error.message());
+    } else if (!hasBegun_ && isMarked) {
+        target_->undo();
+        complain("the server refused to copy to " + directory_,
+                 {"try: the server's log; the line \"Dbenv backup failed rc\" has the error code"});
+    } else if (isMarked) {
+        complain("the copy to " + directory_ + " failed; the server's log tells why",
+                 {"try: its line \"Dbenv backup failed rc\"; then remove " + target_->marker().string() +
+                  " and start the backup again"});
+    } else {
+        complain("the copy to " + directory_ + " ended before it was complete",
+                 {"try: the server's log; the directory or files in it were renamed or removed during the copy"});
+    }
+    return ExitErrorReply;
+}
+
+void complainMarkerStays(const CopyTarget& target)
+{
+    complain(target.marker().string() + " is left in place: the server may have begun the copy",
+             {"try: once no server is writing to the directory, remove this file and start the backup again"});
+}
+
+} // namespace Ctl

@@ -1,0 +1,32 @@
+#include "tools/describecommand.h"
+
+#include "tools/arguments.h"
+#include "tools/messages.h"
+#include "tools/session.h"
+#include "json/jsonadapter.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Ctl {
+
+DescribeCommand::DescribeCommand(CLI::App* app)
+    : Command(app, "describe", "Print a table's keys", "quorvactl describe 'build/shop|orders'")
+{
+    addTableArgument(parser(), &table_);
+    parser()->add_flag("--json", json_, "Print the server's full description as JSON");
+}
+
+int DescribeCommand::run(const ServerAddress& server)
+{
+    Session session(server);
+    QVariantMap description;
+    if (const int code = session.describe(table_, &description))
+        return code;
+    if (json_)
+        return printLine(Json::serialize(description));
+    const TableKeys keys = Bodies::keyNames(description);
+    return printLine("table      " + QByteArray::fromStdString(table_) + "\nhash key   " + keys.hash.toUtf8() +
+                     "\nrange key  " + keys.range.toUtf8());
+}
+
+} // namespace Ctl

@@ -1,0 +1,24 @@
+#ifndef QUORVA_TOOLS_DESCRIBECOMMAND_H
+#define QUORVA_TOOLS_DESCRIBECOMMAND_H
+
+#include "tools/command.h"
+
+#include <string>
+
+namespace Ctl {
+
+/** "describe TABLE": prints what the server knows of a table. */
+class DescribeCommand : public Command {
+public:
+    explicit DescribeCommand(CLI::App* app);
+
+    int run(const ServerAddress& server) override;
+
+private:
+    std::string table_;
+    bool json_ = false;
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,24 @@
+#ifndef QUORVA_TOOLS_EXITCODE_H
+#define QUORVA_TOOLS_EXITCODE_H
+
+namespace Ctl {
+
+/** What quorvactl exits with. Scripts test these; every help text lists them. */
+enum ExitCode : int {
+    ExitOk = 0,         // the reply's "__rc" was 200
+    ExitErrorReply = 1, // any other reply
+    ExitNoReply = 2,    // no whole reply came, or it could not be printed; standard error tells why
+    ExitUsage = 64,     // the command line was wrong, or an argument cannot be used; nothing was written
+};
+
+/** The end of every help text. */
+inline constexpr const char* ExitCodeHelp =
+    "Exit status:\n"
+    "  0   success: the reply's \"__rc\" is 200, or the command did its work\n"
+    "  1   the reply is an error, or the command failed\n"
+    "  2   no reply was received, or it could not be printed; standard error tells why\n"
+    "  64  the command line is wrong, or an argument is unusable; nothing was written";
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,87 @@
+#include "tools/importbatch.h"
+
+#include "tools/itemtext.h"
+#include "tools/notation.h"
+#include "tools/typedvalues.h"
+#include "json/jsonadapter.h"
+#include "json/jsontext.h"
+
+namespace Ctl {
+
+namespace {
+
+constexpr std::size_t MostItems = 25;
+constexpr qsizetype EnoughBytes = 4 * 1024 * 1024;
+
+// How much deeper an item lies in a request than on its line.
+constexpr int LevelsAround = 5;
+
+/** Whether the server would read the item of a line, which is JSON, inside a request. */
+bool isNestedTooDeep(const QByteArray& line)
+{
+    if (line.count('{') + line.count('[') <= Json::MaxDepth - LevelsAround)
+        return false;
+    QVariant nested;
+    return !Json::parse(QByteArray(LevelsAround, '[') + line + QByteArray(LevelsAround, ']'), &nested);
+}
+
+} // namespace
+
+bool ImportBatch::isFull() const
+{
+    return items_.size() == MostItems || bytes_ >= EnoughBytes;
+}
+
+void ImportBatch::add(long long line, const QByteArray& text, const ItemKey& key)
+{
+    items_.push_back({line, text});
+    keys_.insert(key);
+    bytes_ += text.size();
+}
+
+void ImportBatch::clear()
+{
+    items_.clear();
+    keys_.clear();
+    bytes_ = 0;
+}
+
+QByteArray ImportBatch::requestBody(const std::string& table, std::size_t first, std::size_t count) const
+{
+    Json::TextWriter body;
+    body.beginObject();
+    body.name(QLatin1StringView("RequestItems"));
+    body.beginObject();
+    body.nameText(Json::serialize(QString::fromStdString(table)));
+    body.beginArray();
+    for (std::size_t i = first; i < first + count; ++i) {
+        body.beginObject();
+        body.name(QLatin1StringView("PutRequest"));
+        body.beginObject();
+        body.name(QLatin1StringView("Item"));
+        body.put(items_[i].text);
+        body.endObject();
+        body.endObject();
+    }
+    body.endArray();
+    body.endObject();
+    body.endObject();
+    return body.take();
+}
+
+std::string checkImportLine(const QByteArray& line, const TableKeys& keys, ItemKey* key)
+{
+    QVariantMap item;
+    if (auto error = parseObject(line, "the line", &item); !error.empty())
+        return error;
+    if (auto error = checkItem(item, keys, line.size()); !error.empty())
+        return error;
+    if (auto error = checkBinary(item); !error.empty())
+        return error;
+    if (isNestedTooDeep(line))
+        return "the item is nested too deeply";
+    *key = {keyText(item, keys.hash), keyText(item, keys.range)};
+    return {};
+}
+
+} // namespace Ctl

@@ -1,0 +1,33 @@
+#include "tools/messages.h"
+
+#include "tools/exitcode.h"
+#include "tools/terminalline.h"
+
+#include <cstdio>
+
+namespace Ctl {
+
+void complain(const std::string& message, const std::vector<std::string>& details)
+{
+    std::string text = "quorvactl: " + message + '\n';
+    for (const std::string& detail : details)
+        text += "  " + detail + '\n';
+    TerminalLine::clear();
+    std::fputs(text.c_str(), stderr);
+}
+
+std::string counted(long long number, const std::string& noun)
+{
+    return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
+}
+
+int printLine(const QByteArray& text)
+{
+    const auto size = static_cast<size_t>(text.size());
+    if (std::fwrite(text.constData(), 1, size, stdout) == size && std::putchar('\n') != EOF && std::fflush(stdout) == 0)
+        return ExitOk;
+    complain("cannot write standard output");
+    return ExitNoReply;
+}
+
+} // namespace Ctl

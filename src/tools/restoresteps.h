@@ -1,0 +1,71 @@
+#ifndef QUORVA_TOOLS_RESTORESTEPS_H
+#define QUORVA_TOOLS_RESTORESTEPS_H
+
+#include "tools/backupfiles.h"
+#include "tools/restoredlog.h"
+#include "tools/restoretarget.h"
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+
+namespace Ctl {
+
+/** Where the progress of a restore is shown. Both functions have to be there. */
+struct RestoreProgress {
+    std::function<void(const char* step, std::size_t done, std::size_t all)> show;
+    /** Called before a message is printed, and after the last step. */
+    std::function<void()> end;
+};
+
+/**
+ * Makes an environment directory out of a backup directory, which is not changed: copies the log files, looks whether
+ * they can be applied, copies the databases, runs recovery, verifies every file, and counts the items. Only then does
+ * the target get its name (see RestoreTarget). Ends early when an Interruption is requested.
+ *
+ * Functions that return a string return an empty one or what went wrong.
+ */
+class RestoreSteps {
+public:
+    RestoreSteps(std::filesystem::path backup, const std::filesystem::path& target, UnlistedCopy unlisted,
+                 RestoreProgress progress);
+
+    /** Does all of it. Prints what is left out and what was cut off as messages. Once. */
+    [[nodiscard]] std::string run();
+
+    /** After run(): the number of items of each table. */
+    const std::map<std::string, long long>& items() const { return items_; }
+
+    /** After run(): what the log says. */
+    const LogFacts& log() const { return log_; }
+
+private:
+    std::string fill();
+    bool isOpenEnvironment() const;
+    std::string copy(const BackupFile& file, const std::string& name);
+    std::string copyLogs();
+    std::string checkLogs();
+    std::string checkLastLog();
+    std::string copyDatabases();
+    std::string recover();
+    std::string verify();
+    std::string count();
+    std::string ofBackup(const std::string& error) const;
+    const std::filesystem::path& home() const { return target_.workDirectory(); }
+
+    const std::filesystem::path backup_;
+    const std::filesystem::path given_; // the target, as in messages
+    const UnlistedCopy unlisted_;
+    const RestoreProgress progress_;
+    RestoreTarget target_;
+    BackupFiles files_;
+    LogFacts log_;
+    std::map<std::string, long long> items_; // by table
+    std::size_t copied_ = 0;                 // files
+};
+
+} // namespace Ctl
+
+#endif

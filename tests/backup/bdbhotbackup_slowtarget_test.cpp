@@ -1,0 +1,98 @@
+#include "storage/bdbhotbackup.h"
+
+#include "format/checksum.h"
+#include "hotbackupfixture.h"
+#include "slowdisk.h"
+#include "storage/logtail.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+using testing::ElementsAre;
+
+TEST_F(HotBackup, CommitsGoOnWhileASlowTargetIsWaitedFor)
+{
+    put(1, 100);
+    // Whenever the target's disk is waited for while nothing commits, it takes until something did.
+    std::atomic<int> tries{0};
+    const SlowDisk disk(target_, [&] {
+        if (tries < 2 && !commitsAreFree()) {
+            put(++tries + 1, 100);
+        }
+    });
+    EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
+    ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.log_archive")) << log_->text();
+    thread_.reset();
+    EXPECT_EQ(tries, 2);
+    EXPECT_FALSE(fs::exists(target_ + Marker));
+    EXPECT_EQ(log_->count("Done BDBHotBackupThread.backup"), 1U);
+    const BackupList list = listOf(target_);
+    LogPosition end;
+    ASSERT_EQ(LogTail::flushedPosition(env_.get(), &end), 0);
+    EXPECT_EQ(list.lastLogSize, end.offset) << "with all that was committed meanwhile";
+    EXPECT_EQ(list.files.at("log.0000000001").checksum, Checksum::of(readFile(target_ + "/log.0000000001")));
+}
+
+TEST_F(HotBackup, ATargetThatIsSlowForGoodFailsAndDoesNotHoldUpCommits)
+{
+    put(1, 100);
+    std::atomic<int> committed{1};
+    const SlowDisk disk(target_, [&] {
+        if (!commitsAreFree())
+            put(++committed, 100);
+    });
+    expectCopyFails(target_, ETIMEDOUT);
+    EXPECT_EQ(committed, 6) << "one in each of five tries";
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "t.db"));
+}
+
+TEST_F(HotBackup, AfterACopyThatFailedOnASlowTargetTheNextOneIsMade)
+{
+    put(1, 100);
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            if (!commitsAreFree())
+                put(++committed, 100);
+        });
+        expectCopyFails(target_, ETIMEDOUT);
+        thread_.reset();
+    }
+    makeUnneededLogs();
+    removeUnneededLogs(); // as checkpoints do after a failed backup
+    backUp();
+    EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
+    EXPECT_EQ(listOf(target_).lastLogSize, fs::file_size(target_ + "/log.0000000003"));
+}
+
+TEST_F(HotBackup, WhereverAServerEndsOnASlowTargetTheNextCopyIsMade)
+{
+    put(1, 100);
+    std::vector<std::string> states; // of the target, in the order of its history
+    {
+        int committed = 1;
+        const SlowDisk disk(target_, [&] {
+            states.push_back(directory_.file("state" + std::to_string(states.size())));
+            fs::copy(target_, states.back(), fs::copy_options::recursive);
+            if (committed < 3 && !commitsAreFree())
+                put(++committed, 100);
+        });
+        backUp();
+        EXPECT_EQ(committed, 3) << "two tries were lost";
+    }
+    for (const std::string& state : states) {
+        SCOPED_TRACE(testing::PrintToString(filesIn(state)));
+        target_ = state;
+        makeMarker();
+        backUp();
+        EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
+    }
+}

@@ -1,0 +1,63 @@
+#include "format/logrecords.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t TypeIndex = 0; // of 32-bit numbers
+constexpr std::size_t OutcomeIndex = 4;
+constexpr std::size_t TimeIndex = 5;
+
+/** The end of a committed transaction. */
+std::array<std::uint32_t, 6> commitRecord()
+{
+    std::array<std::uint32_t, 6> record{};
+    record[TypeIndex] = 10;
+    record[OutcomeIndex] = 1;
+    record[TimeIndex] = 1'700'000'000;
+    return record;
+}
+
+std::optional<std::time_t> timeOf(const std::array<std::uint32_t, 6>& record, std::size_t bytes = 24)
+{
+    return LogRecords::commitTime(std::string_view(reinterpret_cast<const char*>(record.data()), bytes));
+}
+
+TEST(LogRecords, ACommitHasItsTime)
+{
+    EXPECT_EQ(timeOf(commitRecord()), std::time_t{1'700'000'000});
+}
+
+TEST(LogRecords, AnAbortAndOtherRecordsHaveNone)
+{
+    auto aborted = commitRecord();
+    aborted[OutcomeIndex] = 3;
+    EXPECT_EQ(timeOf(aborted), std::nullopt);
+    auto other = commitRecord();
+    other[TypeIndex] = 11;
+    EXPECT_EQ(timeOf(other), std::nullopt);
+}
+
+TEST(LogRecords, ARecordThatIsTooShortHasNone)
+{
+    for (const std::size_t bytes : {0U, 4U, 20U, 23U})
+        EXPECT_EQ(timeOf(commitRecord(), bytes), std::nullopt) << bytes;
+}
+
+TEST(LogRecords, ALogFileIsKnownByItsMagicNumber)
+{
+    LogRecords::FileHeader header;
+    EXPECT_FALSE(LogRecords::isLogFile(header));
+    header.magic = 0x040988;
+    EXPECT_TRUE(LogRecords::isLogFile(header));
+    EXPECT_EQ(LogRecords::FirstRecord, 28U);
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+#include "http/crew.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+using Http::Crew;
+
+TEST(Crew, StepsAreTakenOneAtATimeAndEachJobIsDoneOnce)
+{
+    constexpr int Steps = 20000;
+    Crew crew(4);
+    std::atomic<int> leaders = 0;
+    std::atomic<int> busy = 0;
+    std::atomic<int> done = 0;
+    std::atomic<bool> wereTooMany = false;
+    int steps = 0; // not atomic: only one thread leads
+    crew.run([&] {
+        wereTooMany = wereTooMany || ++leaders > 1;
+        const bool isLast = ++steps > Steps && done == Steps;
+        if (steps <= Steps)
+            crew.post([&] {
+                wereTooMany = wereTooMany || ++busy > 4;
+                --busy;
+                ++done;
+            });
+        --leaders;
+        return !isLast;
+    });
+    EXPECT_FALSE(wereTooMany);
+    EXPECT_EQ(done, Steps);
+}
+
+TEST(Crew, LoopGoesOnWhileAsManyJobsAsMayBeAreDone)
+{
+    Crew crew(2);
+    std::mutex mutex;
+    std::condition_variable changed;
+    int begun = 0;
+    bool mayEnd = false;
+    std::atomic<int> done = 0;
+    int posted = 0;
+    int stepsWhileBusy = 0;
+    crew.run([&] {
+        if (posted < 5) {
+            ++posted;
+            crew.post([&] {
+                std::unique_lock lock(mutex);
+                ++begun;
+                changed.wait_for(lock, std::chrono::seconds(10), [&] { return mayEnd; });
+                ++done;
+            });
+            return true;
+        }
+        const std::lock_guard lock(mutex);
+        if (begun == 2 && !mayEnd && ++stepsWhileBusy == 100) {
+            mayEnd = true;
+            changed.notify_all();
+        }
+        EXPECT_TRUE(mayEnd || begun <= 2);
+        return done < 5;
+    });
+    EXPECT_EQ(stepsWhileBusy, 100);
+    EXPECT_EQ(begun, 5);
+}
+
+TEST(Crew, ThreadThatPostsAJobDoesItItself)
+{
+    Crew crew(1);
+    std::thread::id poster;
+    std::thread::id doer;
+    std::atomic<bool> isDone = false;
+    bool isPosted = false;
+    crew.run([&] {
+        if (!isPosted) {
+            isPosted = true;
+            poster = std::this_thread::get_id();
+            crew.post([&] {
+                doer = std::this_thread::get_id();
+                isDone = true;
+            });
+        }
+        return !isDone;
+    });
+    EXPECT_EQ(doer, poster);
+}
+
+TEST(Crew, MayNeverRun)
+{
+    const Crew crew(3);
+}

@@ -1,0 +1,64 @@
+#include "protocol/bodies.h"
+
+#include "json/jsonadapter.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::string textOf(const QVariantMap& body)
+{
+    return Json::serialize(body).toStdString();
+}
+
+} // namespace
+
+TEST(Bodies, OfTablesAndItems)
+{
+    EXPECT_EQ(textOf(Bodies::table("d|t")), R"({"TableName":"d|t"})");
+    EXPECT_EQ(textOf(Bodies::createTable("d|t", "h", "r")),
+              R"({"KeySchema":{"HashKeyElement":{"AttributeName":"h","AttributeType":"S"},)"
+              R"("RangeKeyElement":{"AttributeName":"r","AttributeType":"S"}},"TableName":"d|t"})");
+    EXPECT_EQ(textOf(Bodies::putItem("d|t", {{"a", Bodies::stringValue("x")}})),
+              R"({"Item":{"a":{"S":"x"}},"TableName":"d|t"})");
+    EXPECT_EQ(textOf(Bodies::itemByKey("d|t", "k", "1")),
+              R"({"Key":{"HashKeyElement":{"S":"k"},"RangeKeyElement":{"S":"1"}},"TableName":"d|t"})");
+    EXPECT_EQ(textOf(Bodies::updateItem("d|t", "k", "1", {{"a", Bodies::update(Bodies::UpdateDelete)}})),
+              R"({"AttributeUpdates":{"a":{"Action":"DELETE"}},)"
+              R"("Key":{"HashKeyElement":{"S":"k"},"RangeKeyElement":{"S":"1"}},"TableName":"d|t"})");
+    EXPECT_EQ(textOf(Bodies::query("d|t", "k")), R"({"HashKeyValue":{"S":"k"},"TableName":"d|t"})");
+}
+
+TEST(Bodies, OfUpdatesAndConditions)
+{
+    const QVariantMap value{{"N", "1"}};
+    EXPECT_EQ(textOf(Bodies::update(Bodies::UpdatePut, value)), R"({"Action":"PUT","Value":{"N":"1"}})");
+    EXPECT_EQ(textOf(Bodies::update(Bodies::UpdateAdd, value)), R"({"Action":"ADD","Value":{"N":"1"}})");
+    EXPECT_EQ(textOf(Bodies::expectedValue(value)), R"({"Value":{"N":"1"}})");
+    EXPECT_EQ(textOf(Bodies::expectedAbsence()), R"({"Exists":false})");
+    EXPECT_EQ(textOf(Bodies::condition(Bodies::Comparison::Between, {"a", "b"})),
+              R"({"AttributeValueList":[{"S":"a"},{"S":"b"}],"ComparisonOperator":"BETWEEN"})");
+}
+
+TEST(Bodies, OptionalMembersAreLeftOutWhenTheySayNothing)
+{
+    QVariantMap body = Bodies::table("d|t");
+    Bodies::addExpected({}, &body);
+    Bodies::addAttributesToGet({}, &body);
+    EXPECT_EQ(body, Bodies::table("d|t"));
+    Bodies::addExpected({{"a", Bodies::expectedAbsence()}}, &body);
+    Bodies::addAttributesToGet({"b", "c"}, &body);
+    Bodies::setReturnValues(Bodies::ReturnUpdatedNew, &body);
+    EXPECT_EQ(textOf(body), R"({"AttributesToGet":["b","c"],"Expected":{"a":{"Exists":false}},)"
+                            R"("ReturnValues":"UPDATED_NEW","TableName":"d|t"})");
+}
+
+TEST(Bodies, KeyNamesAreThoseOfTheSchema)
+{
+    const Bodies::KeyNames names = Bodies::keyNames(Bodies::createTable("d|t", "h", "r"));
+    EXPECT_EQ(names.hash, "h");
+    EXPECT_EQ(names.range, "r");
+    EXPECT_TRUE(names.contains("h") && names.contains("r"));
+    EXPECT_FALSE(names.contains("a"));
+    EXPECT_EQ(Bodies::keyNames({}).hash, "");
+}

@@ -1,0 +1,232 @@
+/* Batches and all that opens databases beside them, or in them, in one environment. */
+#include "records/encoding.h"
+#include "request/requestbench.h"
+#include "scanqueryfixture.h"
+#include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
+#include "storage/bdbtxn.h"
+#include "storage/environmentpath.h"
+#include "storage/openindex.h"
+#include "storage/resultcodes.h"
+#include "support/deadline.h"
+#include "support/logcapture.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <future>
+
+#include <unistd.h>
+
+namespace {
+
+using testing::ElementsAre;
+
+class BatchLocksTest : public testing::Test {
+protected:
+    static constexpr int Partition = 0xb9;
+
+    void SetUp() override { ASSERT_EQ(bench_.createTable().status, StatusSuccess); }
+
+    /** So many items that the partition's file has to grow: its first page is then held as well. */
+    static QVariantList entriesOf(const QString& hash, const QString& mark)
+    {
+        QVariantList entries;
+        for (int n = 0; n < 40; ++n)
+            entries.append(putEntry(itemOf(hash, QString::number(100 + n), {{mark, textValue(QString(400, 'f'))}})));
+        return entries;
+    }
+
+    Outcome batch(const QVariantMap& tables) { return bench_.run("BatchWriteItem", {{"RequestItems", tables}}); }
+    Outcome batchOfOneItem() { return batch({{bench_.tableName(), QVariantList{putEntry(itemOf(hash_, "999"))}}}); }
+
+    QVariant countIn(const QString& table)
+    {
+        return bench_.run("Query", {{"TableName", table}, {"HashKeyValue", textValue(hash_)}, {"Count", true}})
+            .reply.value("Count");
+    }
+
+    void link(const char* from, const QString& to) const
+    {
+        const QString directory = bench_.tableName().section('|', 0, 0) + '/';
+        ASSERT_EQ(symlink(from, (directory + to).toUtf8().constData()), 0);
+    }
+
+    const QString hash_ = hashIn(Partition);
+    RequestBench bench_;
+
+private:
+    const Deadline deadline_{std::chrono::minutes(1)};
+};
+
+TEST_F(BatchLocksTest, ATableAndOneOfItsDataFilesInOneBatch)
+{
+    const QVariantMap tables{{bench_.tableName(), entriesOf(hash_, "v")},
+                             {bench_.tableName("t_b9.db"), QVariantList{putEntry(itemOf("x", "x"))}}};
+    const LogCapture log(LogError);
+    EXPECT_EQ(batch(tables), (Outcome{NoHandle, {{"UnprocessedItems", tables}}}));
+    EXPECT_EQ(log.count("batchWriteItem schema load failed: " + bench_.tableName("t_b9.db").toStdString()), 1U);
+    EXPECT_EQ(countIn(bench_.tableName()), QVariant(0)); // nothing is left of it
+}
+
+TEST_F(BatchLocksTest, OneTableUnderTwoNamesInOneBatch)
+{
+    link("t", "u");
+    link("t_b9.db", "u_b9.db");
+    const QVariantMap tables{{bench_.tableName("t"), entriesOf(hash_, "first")},
+                             {bench_.tableName("u"), entriesOf(hash_, "second")}};
+    EXPECT_EQ(batch(tables), (Outcome{StatusSuccess, {}}));
+    EXPECT_EQ(countIn(bench_.tableName("t")), QVariant(40));
+    EXPECT_EQ(countIn(bench_.tableName("u")), QVariant(40));
+    const Outcome item = bench_.run("GetItem", {{"TableName", bench_.tableName()}, {"Key", itemKey(hash_, "100")}});
+    EXPECT_EQ(item.reply.value("Item").toMap().keys(), QStringList{"second"});
+}
+
+/** While a transaction holds the first page of a file, for which the open of one more database in it waits. */
+class OpenThatWaitsTest : public BatchLocksTest {
+protected:
+    void SetUp() override
+    {
+        BatchLocksTest::SetUp();
+        ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
+        const QByteArray home = environmentDirectory(bench_.tableBytes());
+        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        BDBObjTable connection(256);
+        connection.setEnv(use_.env());
+        BDBIndex* db = nullptr;
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
+        ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
+        for (int n = 0; n < 40; ++n) {
+            QByteArray key = Records::recordKey("zz", QByteArray::number(n));
+            QByteArray value(400, ' ');
+            Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
+            Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
+            ASSERT_EQ(db->put(&txn_, &keyData, &data, 0), 0);
+        }
+        const quint64 before = lockWaits();
+        link("t_b9.db", "w");
+        opener_ = std::async(std::launch::async, [this] {
+            return bench_.run("DescribeTable", {{"TableName", bench_.tableName("w")}});
+        });
+        ASSERT_TRUE(waitUntil([&] { return lockWaits() > before; }));
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(txn_.abort(), 0);
+        EXPECT_EQ(opener_.get().status, StatusNotFound); // it has been opened, and has no schema
+        use_.reset();
+    }
+
+    quint64 lockWaits() const
+    {
+        DB_LOCK_STAT* statistics = nullptr;
+        EXPECT_EQ(use_.env()->lock_stat(&statistics, 0), 0);
+        const quint64 waits = statistics->st_lock_wait;
+        std::free(statistics);
+        return waits;
+    }
+
+    EnvironmentUse use_;
+    BDBTxn txn_;
+    std::future<Outcome> opener_;
+};
+
+TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
+{
+    // The transaction in the way may be a batch whose thread comes here next.
+    BDBObjTable connection(256);
+    connection.setEnv(use_.env());
+    BDBIndex* db = nullptr;
+    EXPECT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
+    EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
+    EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+}
+
+/** While a transaction holds an item that a batch writes, in an environment where the wait for it fails. */
+class FailedWriteTest : public BatchLocksTest {
+protected:
+    void SetUp() override
+    {
+        std::ofstream(directory().toStdString() + "/DB_CONFIG")
+            << "set_lock_timeout 50000\nset_flags DB_TIME_NOTGRANTED on\n";
+        BatchLocksTest::SetUp();
+        ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
+        const QByteArray home = environmentDirectory(bench_.tableBytes());
+        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
+        BDBObjTable connection(256);
+        connection.setEnv(use_.env());
+        BDBIndex* db = nullptr;
+        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
+        ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
+        QByteArray key = Records::recordKey(hash_.toLatin1(), "999");
+        Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
+        Dbt data;
+        data.set_flags(DB_DBT_MALLOC);
+        ASSERT_EQ(db->get(&txn_, &keyData, &data, DB_RMW), 0);
+        std::free(data.get_data());
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(txn_.abort(), 0);
+        use_.reset();
+        // Whatever stands behind the failed write, the environment is not held any more: this would wait for good.
+        EXPECT_EQ(bench_.run("DeleteTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
+    }
+
+    QString directory() const { return bench_.tableName().section('|', 0, 0); }
+
+    /** Sends a batch whose first table's write fails, and expects its result and the line about the write alone. */
+    void expectFailedWrite(const QVariantMap& behind, const QVariantList& entriesBehind = {})
+    {
+        const QVariantMap tables =
+            merged({{bench_.tableName(), QVariantList{putEntry(itemOf(hash_, "999"))} + entriesBehind}}, behind);
+        const LogCapture log(LogError);
+        std::future<Outcome> running = std::async(std::launch::async, [&] { return batch(tables); });
+        while (running.wait_for(std::chrono::milliseconds(10)) == std::future_status::timeout)
+            EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0); // sooner than the environment's thread
+        EXPECT_EQ(running.get(), (Outcome{DB_LOCK_NOTGRANTED, {{"UnprocessedItems", tables}}}));
+        EXPECT_THAT(log.lines(), ElementsAre(testing::ContainsRegex("put failed for fkey .* rc -30992")));
+    }
+
+    EnvironmentUse use_;
+    BDBTxn txn_;
+};
+
+TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)
+{
+    expectFailedWrite({{directory() + "~|t", QVariantList{putEntry(itemOf("x", "x"))}}});
+}
+
+TEST_F(FailedWriteTest, InFrontOfARefusedEntryIsWhatIsReported)
+{
+    const QVariant entry = putEntry(itemOf("x", "x"));
+    expectFailedWrite({}, {entry, entry});
+    expectFailedWrite({}, {QVariantMap{{"PutRequest", merged(entry.toMap().value("PutRequest").toMap(),
+                                                             {{"Expected", QVariantMap()}})}}});
+}
+
+TEST_F(BatchLocksTest, ManyBatchesBesideOpensOfTheirFilesAllEnd)
+{
+    const LogCapture log(LogCrit);
+    for (int n = 0; n < 10; ++n) {
+        ASSERT_EQ(batch({{bench_.tableName(), entriesOf(hashIn(10 * n), "first")}}), (Outcome{StatusSuccess, {}}));
+        link(Records::dataFileName("t", static_cast<unsigned>(10 * n)).constData(), "w" + QString::number(n));
+    }
+    std::vector<std::thread> clients;
+    for (int client = 0; client < 4; ++client) {
+        clients.emplace_back([&, client] {
+            for (int n = 0; n < 10; ++n) {
+                const QString mark = QString::number(client * 100 + n);
+                EXPECT_EQ(batch({{bench_.tableName(), entriesOf(hashIn(10 * n), mark)}}), (Outcome{StatusSuccess, {}}));
+            }
+        });
+    }
+    for (int n = 0; n < 10; ++n)
+        EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName("w" + QString::number(n))}}).status,
+                  StatusNotFound); // opened, and without a schema
+    for (std::thread& client : clients)
+        client.join();
+}
+
+} // namespace

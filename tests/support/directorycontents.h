@@ -1,0 +1,25 @@
+#ifndef QUORVA_TESTS_SUPPORT_DIRECTORYCONTENTS_H
+#define QUORVA_TESTS_SUPPORT_DIRECTORYCONTENTS_H
+
+#include "support/files.h"
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <system_error>
+
+/**
+ * Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. Nothing at
+ * all of what is no directory.
+ */
+inline std::map<std::string, std::string> contentsOf(const std::string& directory)
+{
+    std::map<std::string, std::string> contents;
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory, missing))
+        contents[entry.path().lexically_relative(directory).string()] =
+            entry.is_regular_file() ? readFile(entry.path().string()) : std::string();
+    return contents;
+}
+
+#endif

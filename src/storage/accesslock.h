@@ -10,12 +10,12 @@
  */
 class AccessLock {
 public:
-    /** Never waits: false while a writer holds the lock or waits for it. */
+    /** Never blocks: false while a writer holds the lock or waits for it. */
     [[nodiscard]] bool tryLockForRead() { return lock_.tryLockForRead(); }
 
     void lockForWrite() { lock_.lockForWrite(); }
 
-    /** Gives back one hold of this thread. Does nothing when this thread holds none. */
+    /** Releases one hold of this thread. Does nothing when this thread has none. */
     void unlock() { lock_.unlock(); }
 
 private:

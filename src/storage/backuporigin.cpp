@@ -41,8 +41,8 @@ int BackupOrigin::ofShipping(bool finished, bool* continues) const
 }
 
 /**
- * Whoever opens an unfinished copy as an environment writes to its log. So its log files have to be those that a
- * finished copy had, which was being removed, or the beginnings of the environment's own.
+ * Opening an unfinished copy as an environment writes to its log. So each log file must be one of a finished copy that
+ * was being removed, or a prefix of the environment's own.
  */
 int BackupOrigin::isUnfinishedCopy(bool* untouched) const
 {
@@ -64,7 +64,7 @@ int BackupOrigin::isUnfinishedCopy(bool* untouched) const
     return 0;
 }
 
-/** False once somebody has opened the copy as an environment, or put further log files there. */
+/** False if the copy has been opened as an environment, or further log files have been added. */
 bool BackupOrigin::isAsItWasLeft() const
 {
     for (const std::uint32_t number : LogFiles::numbersIn(path_)) {
@@ -77,7 +77,7 @@ bool BackupOrigin::isAsItWasLeft() const
     });
 }
 
-/** Of an unfinished copy not all databases need be there; when none is, its home has to do. */
+/** An unfinished copy need not have all databases; if it has none, it is identified by the home. */
 int BackupOrigin::isOfThisEnvironment(const DatabaseFiles::ByName& databases, bool unfinished, bool* same) const
 {
     const char* home = nullptr;
@@ -91,10 +91,10 @@ int BackupOrigin::isOfThisEnvironment(const DatabaseFiles::ByName& databases, bo
     if (rc != 0)
         return rc == DB_NOTFOUND ? 0 : rc;
     if (now.file < earlier_.lastLog || (now.file == earlier_.lastLog && now.offset < earlier_.lastLogSize))
-        return 0; // an environment that is behind its copy is not the one that was copied
+        return 0; // an environment behind the copy is not the one that was copied
     if (first <= earlier_.lastLog)
         return continuesCopy(same);
-    // The log files in between are gone. The databases tell as well, as long as there is one.
+    // The log files in between are gone. The database ids identify the copy as well, if there are any.
     *same = unfinished && earlier_.home == home;
     for (const auto& [name, path] : databases) {
         if (!earlier_.files.contains(name) || (unfinished && DatabaseFile::id(path_ / name).empty()))
@@ -132,7 +132,7 @@ int BackupOrigin::continuesCopy(bool* continues) const
     return LogComparison::followsLog(env_, first, path_ / BackupNames::LogDirectory, continues);
 }
 
-/** Without a copy: what is there has to lead up to the environment's log files, or to be what is replaced by them. */
+/** Without a copy: the shipped log files must lead up to the environment's, or be replaced by them. */
 int BackupOrigin::continuesShippedLogs(bool* continues) const
 {
     const fs::path directory = path_ / BackupNames::LogDirectory;
@@ -150,9 +150,9 @@ int BackupOrigin::continuesShippedLogs(bool* continues) const
 }
 
 /**
- * Another environment of the same descent, such as a restored backup, may be behind the log files that were shipped, or
- * have taken another course: they are the only ones with what they say. Without its own log files of these numbers, and
- * of the next one, nothing can be told.
+ * Another environment of the same origin, such as a restored backup, may be behind the shipped log files or have
+ * diverged from them: their records exist nowhere else. If it no longer has log files of these numbers, nor the next
+ * one, this cannot be checked.
  */
 int BackupOrigin::agreesWithShippedLogs(bool* agrees) const
 {

@@ -10,22 +10,23 @@
 class BDBEnv;
 
 /**
- * Whether what a backup directory holds comes from an environment and nobody has touched it since: seen by the log
- * files and the identities of the databases that both have. Reads only. Results are 0, an errno value or a code of
- * Berkeley DB; any thread, as long as nobody else writes to the directory.
+ * Decides whether the content of a backup directory comes from an environment and is unmodified since, by the log files
+ * and database identities that both have. Read-only. Results are 0, an errno value or a Berkeley DB code. Any thread,
+ * provided nobody else writes to the directory.
  */
 class BackupOrigin {
 public:
-    /** `list` is what the copy in `directory` has, empty without one. Neither `env` nor `list` is owned. */
+    /** `list` is that of the copy in `directory`, empty if there is no copy. Neither `env` nor `list` is owned. */
     BackupOrigin(BDBEnv* env, std::filesystem::path directory, const BackupList* list)
         : env_(env), path_(std::move(directory)), earlier_(*list)
     {}
 
-    /** `*same`: the copy is of this environment, which `databases` are of, in an earlier state, with its log files. */
+    /**
+     * `*same`: the copy is an earlier state of this environment, whose databases are `databases`, with its log files.
+     */
     [[nodiscard]] int ofCopy(const DatabaseFiles::ByName& databases, bool unfinished, bool* same) const;
 
-    /** `*continues`: the environment's log files come after what is there, a finished copy or shipped log files alone.
-     */
+    /** `*continues`: the environment's log continues what is there, a finished copy or shipped log files alone. */
     [[nodiscard]] int ofShipping(bool finished, bool* continues) const;
 
 private:

@@ -35,10 +35,10 @@ bool isThere(const fs::path& path)
 
 BackupTarget::BackupTarget(BDBEnv* env, const QByteArray& path) : env_(env), name_(path), path_(path.toStdString()) {}
 
-/** Looks at the name alone: nothing is made where nothing may be written. */
+/** Checks the name alone: nothing is created where nothing may be written. */
 int BackupTarget::checkPath() const
 {
-    // An empty name would lead to the root of the file system, and a zero byte would cut the name short.
+    // An empty name would lead to the root of the file system, and a zero byte would truncate the name.
     if (name_.isEmpty() || name_.contains('\0'))
         return ENOENT;
     std::vector<fs::path> ours;
@@ -62,7 +62,7 @@ int BackupTarget::hold()
     const int rc = lock_.lock(path_);
     if (rc == EWOULDBLOCK)
         return EBUSY;
-    return rc == ENOLCK || rc == EOPNOTSUPP ? 0 : rc; // there are file systems without such locks
+    return rc == ENOLCK || rc == EOPNOTSUPP ? 0 : rc; // not every file system has such locks
 }
 
 int BackupTarget::refuse() const
@@ -115,8 +115,7 @@ int BackupTarget::openForShipping()
     return continues ? 0 : refuse();
 }
 
-/** EINVAL for a list that cannot be understood. That of an unfinished copy is as good as none then: it names no file.
- */
+/** EINVAL for a malformed list. A malformed list of an unfinished copy counts as none: it names no file. */
 int BackupTarget::readLists(bool* finished, bool* unfinished)
 {
     const fs::path list = path_ / BackupNames::ListFile;
@@ -126,13 +125,13 @@ int BackupTarget::readLists(bool* finished, bool* unfinished)
     if (!*finished && !*unfinished)
         return 0;
     std::string text;
-    (void)Base::readFile(*finished ? list : unfinishedList, &text); // ignored: a list that is cut off is refused
+    (void)Base::readFile(*finished ? list : unfinishedList, &text); // ignored: a truncated list is refused
     std::string error;
     ours_ = BackupList::read(text, &earlier_, &error);
     return ours_ || *unfinished ? 0 : EINVAL;
 }
 
-/** Only what stands in the directory itself counts: what is below it is not touched. */
+/** Only files directly in the directory count: nothing below it is touched. */
 bool BackupTarget::looksLikeEnvironment() const
 {
     constexpr int Found = -1; // no errno value
@@ -146,7 +145,7 @@ bool BackupTarget::looksLikeEnvironment() const
     return Base::forEachEntry(path_, look) == Found;
 }
 
-/** True when the earlier copy has files in a directory of that name. */
+/** True if the earlier copy has files in a directory of that name. */
 bool BackupTarget::hasDirectory(const std::string& name) const
 {
     const auto file = earlier_.files.lower_bound(name + '/');
@@ -154,8 +153,8 @@ bool BackupTarget::hasDirectory(const std::string& name) const
 }
 
 /**
- * True when something is there that a copy would write to and that is not of the earlier copy, or when logs were
- * shipped there without one.
+ * True if the copy would overwrite something that is not part of the earlier copy, or if log files were shipped there
+ * without a copy.
  */
 bool BackupTarget::isInTheWay(const DatabaseFiles::ByName& databases) const
 {
@@ -172,7 +171,7 @@ bool BackupTarget::isInTheWay(const DatabaseFiles::ByName& databases) const
     });
 }
 
-/** With the directories that are empty then. */
+/** And the directories that are then empty. */
 int BackupTarget::removeFiles()
 {
     std::error_code error;
@@ -185,7 +184,7 @@ int BackupTarget::removeFiles()
     return LogShipping::removeLogs(name_);
 }
 
-/** It is an unfinished copy from the first step on, whatever happens. */
+/** The target is marked as an unfinished copy before anything is removed. */
 int BackupTarget::beginCopy()
 {
     if (!ours_)

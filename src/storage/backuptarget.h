@@ -12,37 +12,37 @@
 class BDBEnv;
 
 /**
- * The directory that a backup writes to, held with an exclusive `flock` like the home of an open environment for as
- * long as the object lives. Says no to a directory in which something would be lost. After a refusal nothing in it has
- * changed.
+ * The directory that a backup writes to, locked with an exclusive `flock`, like the home of an open environment, for
+ * the lifetime of the object. Refuses a directory in which data would be lost, and leaves a refused directory
+ * unchanged.
  *
- * Results of both ways to open one: 0; ENOENT for an empty name, or one with a zero byte; EBUSY for the home of an open
- * environment, for what lies within the home of `env`, and while another backup writes there; ENOTEMPTY, with a WARN
- * line, when it holds what is no backup of `env`; other errno values and codes of Berkeley DB.
+ * Results of both open functions: 0; ENOENT for an empty name, or one with a zero byte; EBUSY for the home of an open
+ * environment, for a path within the home of `env`, and while another backup writes there; ENOTEMPTY, with a WARN line,
+ * if it holds anything but a backup of `env`; other errno values and Berkeley DB codes.
  */
 class BackupTarget {
 public:
-    /** Neither is used after the object's end. */
+    /** Neither is used after the object is destroyed. */
     BackupTarget(BDBEnv* env, const QByteArray& path);
 
     /**
-     * For a full copy of `databases`. The directory is made when it is not there. It may hold nothing that looks like
-     * an environment, or a copy of the same environment, finished or not, that nobody has opened since.
+     * For a full copy of `databases`. Creates the directory if it is missing. It must either hold nothing that looks
+     * like an environment, or a copy of the same environment, finished or not, that has not been opened since.
      */
     [[nodiscard]] int openForCopy(const DatabaseFiles::ByName& databases);
 
     /**
-     * For log files behind a copy of the same environment, or without a copy. They have to continue what is there.
-     * A directory that is not there is no refusal, as it may come yet.
+     * For log files, with or without a copy of the same environment. They must continue what is there. A missing
+     * directory is not refused, as it may be created later.
      */
     [[nodiscard]] int openForShipping();
 
-    /** Removes what an earlier copy left there. 0 or an errno value. */
+    /** Removes what is left of an earlier copy. 0 or an errno value. */
     [[nodiscard]] int beginCopy();
 
     /**
-     * Makes `list` that of the unfinished copy, whole and on disk. It has to name a database before that is copied: a
-     * file without a name in it is somebody else's, for a later copy. 0 or an errno value.
+     * Writes `list` as that of the unfinished copy, atomically and durably. It must name a database before that is
+     * copied: a later copy takes an unlisted file for a foreign one. 0 or an errno value.
      */
     [[nodiscard]] int noteFiles(const BackupList& list);
 
@@ -62,7 +62,7 @@ private:
     const QByteArray name_;
     const std::filesystem::path path_;
     Base::DirectoryLock lock_;
-    bool ours_ = false;  // holds a copy, finished or not, with a list that can be read
+    bool ours_ = false;  // holds a copy, finished or not, with a readable list
     BackupList earlier_; // its list
 };
 

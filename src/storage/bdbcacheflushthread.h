@@ -4,7 +4,7 @@
 #include "storage/maintenanceperiods.h"
 #include "storage/maintenancethread.h"
 
-/** Writes dirty pages until a share of the cache is clean, so that requests find room without having to write. */
+/** Writes dirty pages until a share of the cache is clean, so that requests can evict pages without writing them. */
 class BDBCacheFlushThread final : public MaintenanceThread {
 public:
     explicit BDBCacheFlushThread(BDBEnv* env, std::chrono::milliseconds period = MaintenancePeriods::CacheFlush);

@@ -33,7 +33,7 @@ void BDBCheckpointThread::cycle()
 {
     LOG_INFO << "Starting txn_checkpoint";
     if (const int rc = env()->txn_checkpoint(0, 0, 0)) {
-        // Kept: ends the server for all environments, as soon as something may be lost in one.
+        // Kept: ends the server for all environments as soon as data in one is at risk.
         if (!env()->hasContent()) {
             LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc;
             return;

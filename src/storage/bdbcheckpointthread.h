@@ -5,9 +5,9 @@
 #include "storage/maintenancethread.h"
 
 /**
- * Writes checkpoints and, while no hot backup wants them, removes the log files that recovery no longer needs. A server
- * that cannot write a checkpoint does not go on serving: the process ends at once with status 1. An environment without
- * content (see BDBEnv::hasContent) has nothing that a checkpoint could save: it gets a line, and all others go on.
+ * Writes checkpoints and, unless a hot backup wants them, removes the log files that recovery no longer needs. A failed
+ * checkpoint ends the process at once with status 1. In an environment without content (see BDBEnv::hasContent) there
+ * is nothing to save: the failure is only logged, and the server keeps running.
  */
 class BDBCheckpointThread final : public MaintenanceThread {
 public:

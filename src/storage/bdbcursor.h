@@ -22,7 +22,7 @@ public:
     [[nodiscard]] int get(Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int put(Dbt* key, Dbt* data, u_int32_t flags);
 
-    /** Whether this cursor and `other`, of the same database, both stand at the same record. */
+    /** Whether this cursor and `other`, of the same database, are positioned on the same record. */
     [[nodiscard]] int isAtSameRecord(const BDBCursor& other, bool* same);
 
     /** 12 when there is no cursor. */

@@ -30,8 +30,8 @@ constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOC
                                 DB_INIT_TXN | DB_LOCKDOWN | DB_PRIVATE;
 
 // With the library's 256 KiB the 738th open database panics the environment, and 64 threads writing to one fully opened
-// table stall for good. 512 KiB would just do; 16 MiB is a good compromise between hot and cold data, and an idle
-// environment pays 1.4 MB for it.
+// table stall forever. 512 KiB would be just enough; 16 MiB is a good compromise between hot and cold data, and costs
+// an idle environment 1.4 MB.
 constexpr u_int32_t CacheBytes = 16 * 1024 * 1024;
 
 constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
@@ -58,15 +58,15 @@ void reportRecovery(DbEnv* env, int opcode, int percent)
     std::time_t last = lastRecoveryReport.load();
     if (now - last <= SecondsBetweenRecoveryReports || !lastRecoveryReport.compare_exchange_strong(last, now))
         return;
-    // Kept: the word "recoverd" and the doubled percent sign are what operators search for.
+    // Kept: operators search for the word "recoverd" and the doubled percent sign.
     LOG_INFO << "Env " << static_cast<const BDBEnv*>(env)->spelledHome() << " recoverd " << percent << "%%";
 }
 
 /**
- * Brings the log to disk as far as a server that was killed has written it. Recovery takes all of the log that it finds
- * for durable, and lets pages go to disk on the strength of that. Should the end of the log then be lost with the
- * power, the pages would be ahead of it, and what is written later would not be redone. Only an environment whose log
- * is not written synchronously (see DB_CONFIG) can have such an end.
+ * Syncs to disk the log that a killed server has written. Recovery treats all of the log that it finds as durable, and
+ * writes pages on that assumption. If a power loss then took the end of the log, the pages would be ahead of it, and
+ * later writes would not be redone. Only an environment whose log is not written synchronously (see DB_CONFIG) can have
+ * such a tail.
  */
 int syncLog(const std::filesystem::path& directory)
 {
@@ -83,7 +83,7 @@ BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
     : DbEnv(dbEnvFlags), BDBObjTable(tableCapacity), tableCapacity_(tableCapacity)
 {
     if (get_DB_ENV() == nullptr)
-        return; // no memory for Berkeley DB's part, see open()
+        return; // Berkeley DB ran out of memory, see open()
     set_msgcall(writeMessage);
     set_errcall(logError);
     (void)set_feedback(reportRecovery); // cannot fail on a new handle
@@ -92,10 +92,10 @@ BDBEnv::BDBEnv(int tableCapacity, u_int32_t dbEnvFlags)
 BDBEnv::~BDBEnv()
 {
     stopThreads();
-    // Berkeley DB wants every database closed before its environment, and the base class would come too late for that.
+    // Berkeley DB requires every database to be closed before its environment; the base class would do so too late.
     closeObjects();
     if (get_DB_ENV() != nullptr)
-        (void)DbEnv::close(0); // nothing can be done about a failure; Berkeley DB reports it through the error callback
+        (void)DbEnv::close(0); // a failure cannot be handled; Berkeley DB reports it through the error callback
 }
 
 int BDBEnv::open(const QByteArray& home)
@@ -118,17 +118,17 @@ int BDBEnv::startThreads()
                                           cacheFlushThread_.get()};
     for (const MaintenanceThread* thread : threads) {
         if (thread->state() == MaintenanceThread::Stopped)
-            return EAGAIN; // no thread to be had: an environment that nobody looks after is not opened
+            return EAGAIN; // an environment without its background threads is not opened
     }
     return 0;
 }
 
 void BDBEnv::stopThreads()
 {
-    // There may be none, or the first ones only, when open() failed or memory ran out in it.
+    // There may be none, or only the first ones, if open() failed or ran out of memory.
     MaintenanceThread* threads[] = {checkpointThread_.get(), lockDetectThread_.get(), statPrintThread_.get(),
                                     cacheFlushThread_.get()};
-    // All are told before the first is waited for.
+    // Stop all of them before waiting for the first.
     for (MaintenanceThread* thread : threads) {
         if (thread != nullptr)
             thread->stop();
@@ -154,8 +154,8 @@ int BDBEnv::openConfigured(const QByteArray& home)
     }
     bool hasLog = false;
     int databases = 0;
-    // The log that recovery reads begins at a checkpoint after the previous opening, so it names no more files than can
-    // be open at a time.
+    // The log that recovery reads begins at a checkpoint after the previous open, so it names no more files than can be
+    // open at a time.
     if (const int rc = directories_.check(tableCapacity_ - 1, &hasLog, &databases))
         return rc;
     hasContent_ = hasLog;
@@ -173,7 +173,7 @@ int BDBEnv::configure()
 {
     if (const int rc = set_intermediate_dir_mode("rwx------"))
         return rc;
-    if (const int rc = set_alloc(std::malloc, std::realloc, std::free)) // lists that come back are freed with free()
+    if (const int rc = set_alloc(std::malloc, std::realloc, std::free)) // returned lists are freed with free()
         return rc;
     if (const int rc = set_flags(DB_AUTO_COMMIT, 1))
         return rc;
@@ -181,17 +181,17 @@ int BDBEnv::configure()
         return rc;
     if (const int rc = set_cachesize(0, CacheBytes, 1))
         return rc;
-    // A deadlock is broken at once when a lock must wait, with the policy of the periodic detection: with that alone
-    // two clients that write batches would stand still for seconds.
+    // Runs the detector whenever a lock must wait, with the policy of the periodic detection: with that alone, two
+    // clients writing batches would stall for seconds.
     return set_lk_detect(DB_LOCK_YOUNGEST);
 }
 
 int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags)
 {
     if (index->get_DB() == nullptr)
-        return ENOMEM; // there was none for Berkeley DB's part of the handle
+        return ENOMEM; // Berkeley DB could not allocate the handle
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
-        return EINVAL; // Berkeley DB would open it, wherever it leads and whatever it is
+        return EINVAL; // Berkeley DB would open it, whatever it is and wherever it leads
     DatabaseOpening opening(directories_, &claims_);
     if (const int rc = opening.prepare(this, file, (flags & DB_CREATE) != 0))
         return rc;

@@ -23,8 +23,8 @@ namespace {
 
 constexpr const char* LogOrigin = "bdb";
 
-// How long commits wait for a target that is slow to write its last few bytes, from try to try. A target that never
-// makes it ends the backup.
+// How long commits wait for a slow target to write its last few bytes, in the first and the last try, doubling in
+// between. If it never succeeds, the backup fails.
 constexpr std::chrono::milliseconds FirstHold{250};
 constexpr std::chrono::milliseconds LongestHold{4000};
 
@@ -93,10 +93,10 @@ BDBBackupStatus BDBHotBackupThread::status()
     return {mode_ == BackupShipLogs ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
 }
 
-/** Clears the flags before the thread runs, so that a stop which follows at once is not lost. */
+/** Clears the flags before the thread runs, so that an immediate stop is not lost. */
 int BDBHotBackupThread::startThread(const QString& target, int mode)
 {
-    join(); // one that runs no more, or was told to stop
+    join(); // one that has ended, or was asked to stop
     target_ = target;
     mode_ = mode;
     {
@@ -130,7 +130,7 @@ void BDBHotBackupThread::requestStop()
     stopChanged_.notify_all();
 }
 
-/** After a full copy; false when the thread is to end instead. */
+/** After a full copy; false if the thread is to end instead. */
 bool BDBHotBackupThread::goOnToShipping()
 {
     const std::lock_guard lock(stopMutex_); // a stop sets its flag first, and then the mode
@@ -139,7 +139,7 @@ bool BDBHotBackupThread::goOnToShipping()
     return !stopFlag_;
 }
 
-/** False when the thread is to end instead. */
+/** False if the thread is to end instead. */
 bool BDBHotBackupThread::sleepUntilNextCycle()
 {
     std::unique_lock lock(stopMutex_);
@@ -152,13 +152,13 @@ void BDBHotBackupThread::run(int mode)
     running_ = false;
 }
 
-/** `mode` is what was asked for; a stop that came since does not make it something else. */
+/** `mode` is the original order; a stop since then does not change it. */
 void BDBHotBackupThread::work(int mode)
 {
-    // Kept: whatever ends a backup lets checkpoints of all environments remove log files, also when its target was
-    // refused and nothing had begun. Operators know a failed backup by that line.
+    // Kept: any failure of a backup lets checkpoints of all environments remove log files, even if its target was
+    // refused and nothing had begun. Operators recognize a failed backup by that line.
     //
-    // A quiet end leaves `backupDisabled` as it is: whoever asked for the stop has seen to it.
+    // A requested stop leaves `backupDisabled` as it is: the requester takes care of it.
     if (mode == BackupFull) {
         if (fullBackup() != 0)
             return disableBackup();
@@ -181,9 +181,9 @@ int BDBHotBackupThread::fullBackup()
     if (rc == 0)
         rc = copy.copy();
     for (std::chrono::milliseconds limit = FirstHold; rc == 0 && limit <= LongestHold; limit *= 2) {
-        // What was acknowledged before the marker is gone is in the copy: no transaction commits between the copy of
-        // the log's last records and the deletion. Those are few, so the pause is short, unless the target is slow;
-        // then the commits go on, and it is tried again with what was written meanwhile.
+        // Everything acknowledged before the marker is gone is in the copy: no transaction commits between the copy of
+        // the log's last records and the deletion. Those are few, so the pause is short. If the target is slow, commits
+        // resume, and the step is retried with what was written since.
         BoundedHold noCommits;
         rc = noCommits.begin(env_->commitGate(), limit);
         if (rc == 0)
@@ -202,7 +202,7 @@ int BDBHotBackupThread::fullBackup()
     return backupFailed(rc != 0 ? rc : ETIMEDOUT);
 }
 
-/** Kept: also when nobody had made the marker. Whoever asked cannot tell then whether the copy is complete. */
+/** Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete. */
 bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
 {
     LOG_INFO << "Done BDBHotBackupThread.backup";
@@ -222,9 +222,9 @@ int BDBHotBackupThread::backupFailed(int rc)
 }
 
 /**
- * `wasAccepted`: the full copy or an earlier cycle had the target. That somebody else holds it for a while is no reason
- * then to end the shipping, as checkpoints would go on to remove log files and leave a gap in the backup. The log files
- * stay where they are until the next cycle.
+ * `wasAccepted`: the full copy or an earlier cycle has used the target. If it is then locked for a while, shipping does
+ * not end, as checkpoints would remove log files and leave a gap in the backup. The log files stay where they are until
+ * the next cycle.
  */
 int BDBHotBackupThread::shipLogs(bool wasAccepted)
 {
@@ -238,7 +238,7 @@ int BDBHotBackupThread::shipLogs(bool wasAccepted)
     LOG_INFO << "Done BDBHotBackupThread.log_archive";
     BackupTarget held(env_, target);
     if (const int rc = held.openForShipping()) {
-        if (rc != ENOTEMPTY) // which has a line of its own
+        if (rc != ENOTEMPTY) // which is logged separately
             LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
         if (rc == EBUSY && wasAccepted)
             return 0;

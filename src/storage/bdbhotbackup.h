@@ -15,24 +15,24 @@
 
 class BDBEnv;
 
-/** What a backup is asked to do. The numbers come with the requests. */
+/** The order to a backup. Requests carry these numbers. */
 enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
 
-/** What a backup does at the moment. */
+/** The current state of a backup. */
 struct BDBBackupStatus {
-    enum State { None, Copying, Shipping, Stopping }; // Stopping: told to end, and at its last step
+    enum State { None, Copying, Shipping, Stopping }; // Stopping: stop requested, in its last step
     State state = None;
     QString target; // empty with None
 };
 
 /**
- * Copies an environment to a directory while it serves, and keeps the copy current by moving there each log file that
- * the environment no longer needs. Idle until schedule() starts it.
+ * Copies an environment to a directory while it is in use, and keeps the copy current by moving each log file there
+ * that the environment no longer needs. Idle until schedule() starts it.
  *
- * What the target holds then is in format/backupnames.h. Requesting applications make and watch its marker.
+ * The layout of the target is in format/backupnames.h. The requesting application creates and watches its marker.
  *
  * Threads: schedule() and status() from any; requestStop() from any. The environment must outlive the object, whose
- * destructor waits for the thread, a full copy included. Not a QThread, for the reason that MaintenanceThread gives.
+ * destructor waits for the thread, even for a full copy. Not a QThread, for the reason given at MaintenanceThread.
  */
 class BDBHotBackupThread final {
 public:
@@ -42,19 +42,19 @@ public:
     BDBHotBackupThread& operator=(const BDBHotBackupThread&) = delete;
 
     /**
-     * BackupFull: a full copy to `target`, then log shipping; replaces a log shipping under way, and waits for that to
-     * end. BackupShipLogs: log shipping alone. Any other mode stops what runs, without waiting, and lets checkpoints
+     * BackupFull: a full copy to `target`, then log shipping; replaces a running log shipping, and waits for it to end.
+     * BackupShipLogs: log shipping alone. Any other mode stops a running backup, without waiting, and lets checkpoints
      * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy.
      */
     [[nodiscard]] int schedule(const QString& target, int mode);
 
-    /** Changes nothing. Waits for a schedule() under way. */
+    /** Read-only. Waits for a concurrent schedule(). */
     BDBBackupStatus status();
 
     /** Lets checkpoints of every environment remove log files again. */
     static void disableBackup();
 
-    /** Makes the thread end at its next step; a sleep ends at once. */
+    /** Makes the thread end after its current step; interrupts a sleep. */
     void requestStop();
 
 private:
@@ -72,8 +72,8 @@ private:
 
     BDBEnv* const env_; // not owned
     const std::chrono::milliseconds period_;
-    QMutex scheduleMutex_; // one order at a time
-    QString target_;       // written under scheduleMutex_ while the thread does not run
+    QMutex scheduleMutex_; // serializes orders
+    QString target_;       // written under scheduleMutex_ while no thread runs
     std::thread thread_;   // replaced under scheduleMutex_
     std::atomic<bool> running_{false};
     std::atomic<int> mode_{BackupStop};

@@ -25,11 +25,11 @@ int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 }
 
 /*
- * Berkeley DB 5.3 can put a key into the wrong leaf. A put that finds its leaf full takes the leaf and its parent to
- * split it. Has another transaction split the leaf meanwhile, then it lets go of both, and still starts its next search
- * at that parent instead of the root. When the parent was split too by then, a key that belongs under its new sibling
- * ends behind the last key of the old part, where no search from the root finds it. A leaf that the transaction holds
- * from a read with DB_RMW cannot be split by others, so only a put without such a read needs the second look.
+ * Berkeley DB 5.3 can put a key into the wrong leaf. A put that finds its leaf full locks the leaf and its parent to
+ * split it. If another transaction has split the leaf in the meantime, the put releases both, but starts its next
+ * search at that parent instead of the root. If the parent was split as well, a key that belongs under its new sibling
+ * is inserted after the last key of the old page, where no search from the root finds it. A leaf that the transaction
+ * has locked by a read with DB_RMW cannot be split by others, so only a put without such a read needs the check.
  */
 int BDBIndex::putChecked(BDBTxn* txn, Dbt* key, Dbt* data)
 {

@@ -27,13 +27,13 @@ public:
     [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
 
     /**
-     * put() without flags for a record that `txn`, an active transaction, has not read with DB_RMW. The result is
-     * DB_LOCK_DEADLOCK also when the record ended in the wrong place (the implementation tells how that comes): like
-     * after any other deadlock the transaction is to be aborted and repeated.
+     * put() without flags for a record that `txn`, an active transaction, has not read with DB_RMW. Also returns
+     * DB_LOCK_DEADLOCK when the record landed on the wrong page (see the implementation for how): abort and retry the
+     * transaction, as after any deadlock.
      */
     [[nodiscard]] int putChecked(BDBTxn* txn, Dbt* key, Dbt* data);
 
-    /** 12 when the handle is not open, without a call to Berkeley DB. */
+    /** 12, without calling Berkeley DB, when the handle is not open. */
     int close(u_int32_t flags) override;
 
     int isOpen() const { return isOpen_; }

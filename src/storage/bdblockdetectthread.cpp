@@ -9,5 +9,5 @@ BDBLockDetectThread::BDBLockDetectThread(BDBEnv* env, std::chrono::milliseconds 
 
 void BDBLockDetectThread::cycle()
 {
-    (void)env()->lock_detect(0, DB_LOCK_YOUNGEST, nullptr); // ignored: the next cycle tries again
+    (void)env()->lock_detect(0, DB_LOCK_YOUNGEST, nullptr); // ignored: the next cycle retries
 }

@@ -4,7 +4,7 @@
 #include "storage/maintenanceperiods.h"
 #include "storage/maintenancethread.h"
 
-/** Breaks deadlocks: fails the youngest of the lockers that wait for each other. */
+/** Breaks deadlocks: makes the youngest locker of the cycle the victim. */
 class BDBLockDetectThread final : public MaintenanceThread {
 public:
     explicit BDBLockDetectThread(BDBEnv* env, std::chrono::milliseconds period = MaintenancePeriods::LockDetect);

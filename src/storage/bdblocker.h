@@ -8,7 +8,7 @@
 class BDBEnv;
 
 /**
- * A named lock inside one environment and one process, which never waits. One object holds at most one name and belongs
+ * A named lock within one environment and one process; it never blocks. One object holds at most one name and belongs
  * to one thread; the names are guarded by the environment's table mutex.
  *
  * Kept: part of the storage objects' set; no request uses it.

@@ -1,7 +1,7 @@
 #ifndef QUORVA_STORAGE_BDBOBJECT_H
 #define QUORVA_STORAGE_BDBOBJECT_H
 
-/** What `BDBObject::type()` answers. Descriptor tables and log lines carry these numbers. */
+/** The values of `BDBObject::type()`. Descriptor tables and log lines carry these numbers. */
 enum BDBObjectType : int {
     BDBIndexType = 1,
     BDBTxnType = 2,

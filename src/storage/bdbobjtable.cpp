@@ -17,7 +17,9 @@ namespace {
 
 constexpr const char* LogOrigin = "bdb";
 
-/** Objects have no virtual destructor, so each goes through its own class. False for types that a table leaves alone.
+/**
+ * Objects have no virtual destructor, so each is destroyed through its own class. False for types that a table does not
+ * own.
  */
 bool destroyObject(BDBObject* object)
 {
@@ -74,7 +76,7 @@ void BDBObjTable::dumpDatabases() const
         const char* file = nullptr;
         const char* name = nullptr;
         (void)static_cast<BDBIndex*>(object)->get_dbname(&file, &name); // on failure both stay null
-        // Kept: the blank in front, which makes two between the number and the text.
+        // Kept: the leading blank, which puts two between the number and the text.
         LOG_ERROR(LogOrigin, __LINE__) << " addDesc objType " << object->type() << " fname " << (file ? file : "")
                                        << " dbname " << (name ? name : "");
     }

@@ -15,7 +15,7 @@
 class AccessLock;
 class BDBEnv;
 
-/** A descriptor with this bit stands for a slot of the table of the environment attached to the table being asked. */
+/** A descriptor with this bit refers to a slot in the table of the attached environment. */
 inline constexpr int ENV_DESC_FLAG = 0x1000000;
 
 /**
@@ -23,8 +23,8 @@ inline constexpr int ENV_DESC_FLAG = 0x1000000;
  * three kinds: the server-wide registry of environments, one table of shared database handles per environment, and one
  * per connection, which only records the connection's current environment.
  *
- * Threads: `names` and `locks` are guarded by `mutex`; so are additions. Reading a slot takes no lock. `env` belongs to
- * the one thread that uses the connection's table.
+ * Threads: `names`, `locks` and additions are guarded by `mutex`. Reading a slot takes no lock. `env` belongs to the
+ * one thread that uses the connection's table.
  */
 class BDBObjTable {
 public:
@@ -37,13 +37,13 @@ public:
 
     /**
      * Puts `object` into the first free slot and returns its descriptor. -1 when the table is full; one ERROR line per
-     * open database then tells the operator what fills it. The caller holds `mutex` where the table is shared.
+     * open database then shows the operator what fills it. The caller holds `mutex` if the table is shared.
      */
     [[nodiscard]] int addDesc(BDBObject* object);
 
     /**
-     * The object behind a descriptor, or null with an ERROR line when the slot is empty (save for descriptor 0) or
-     * holds another type. With ENV_DESC_FLAG the attached environment's table is asked.
+     * The object behind a descriptor, or null with an ERROR line when the slot is empty (except for descriptor 0) or
+     * holds another type. With ENV_DESC_FLAG, looks in the attached environment's table.
      */
     [[nodiscard]] BDBObject* getObject(int descriptor, int expectedType) const;
 
@@ -54,14 +54,14 @@ public:
      */
     void freeDesc(int descriptor);
 
-    /** The same for a caller that holds the mutex already, in this table. */
+    /** The same in this table, for a caller that already holds the mutex. */
     void clearSlot(int descriptor);
 
     void setEnv(BDBEnv* env) { env_ = env; }
     BDBEnv* env() const { return env_; }
 
     /**
-     * Destroys what the table holds, in the order that Berkeley DB asks for: cursors and lockers, transactions,
+     * Destroys the objects of the table in the order that Berkeley DB requires: cursors and lockers, transactions,
      * sequences, database handles. Objects of other types stay.
      */
     void closeObjects();
@@ -73,8 +73,8 @@ public:
     QHash<QString, std::shared_ptr<AccessLock>>& locks() { return locks_; }
 
     /**
-     * The names that are other spellings of an environment's directory, and when each was resolved last (see
-     * EnvironmentNames). Used in the registry of environments only; guarded by mutex().
+     * Alternative spellings of environment directories, with the time each was last resolved (see EnvironmentNames).
+     * Used only in the registry of environments; guarded by mutex().
      */
     QHash<QString, std::chrono::steady_clock::time_point>& spellings() { return spellings_; }
 
@@ -84,7 +84,7 @@ private:
 
     mutable QMutex mutex_;
     std::vector<std::atomic<BDBObject*>> objects_;
-    std::atomic<std::size_t> usedEnd_ = 0; // behind the last slot that was ever filled
+    std::atomic<std::size_t> usedEnd_ = 0; // one past the last slot ever filled
     QHash<QString, int> names_;
     QHash<QString, std::shared_ptr<AccessLock>> locks_; // used in the registry of environments only
     QHash<QString, std::chrono::steady_clock::time_point> spellings_;

@@ -18,7 +18,7 @@ public:
 
     int type() const override { return BDBQuotaType; }
 
-    /** Adds `delta`, which may be negative, to what is used. 12, and no change, when it would go over the limit. */
+    /** Adds `delta`, which may be negative, to the usage. 12, and no change, if that would exceed the limit. */
     [[nodiscard]] int charge(std::int64_t delta);
 
     std::int64_t used() const;

@@ -27,7 +27,7 @@ void logFailedOpening(const QByteArray& home, const QString& key, int rc)
     LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
 }
 
-/** The end of an opening, also of one that memory runs out for: whoever waits for it would do so for good. */
+/** Finishes an open even when it runs out of memory: its waiters would otherwise wait forever. */
 class EndOfOpening {
 public:
     explicit EndOfOpening(const QString& name) : name_(name) {}
@@ -41,7 +41,7 @@ private:
     const QString& name_;
 };
 
-/** Opens an environment that nobody else is opening and registers it. Call without the mutex. */
+/** Opens and registers an environment that no other thread is opening. Call without the mutex. */
 int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity,
                const QByteArray& home, int* openResult)
 {
@@ -55,8 +55,8 @@ int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, i
     const QString name = canonicalEnvironmentKey(opened->canonicalHome(), key);
     const QMutexLocker locker(&registry->mutex());
     const bool isRegistered = Registry::registerEnv(registry, opened.get(), name) > 0;
-    // Kept: from here on the environment belongs to the registry or, when that is full, to nobody: closing it would
-    // pull it away from the request that goes on with `env`.
+    // Kept: from here on the environment belongs to the registry or, if that is full, to nobody: closing it would pull
+    // it from under the request that continues with `env`.
     BDBEnv* registered = opened.release();
     *env = EnvironmentUse(registered, registered->uses(), registry->locks().value(name));
     if (isRegistered)
@@ -84,7 +84,7 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
             opening =
                 create != 0 ? openingEnvironments().joinOrBegin(canonical) : openingEnvironments().find(canonical);
         locker.unlock();
-        env->reset(); // it may hold on to the very environment that is being closed
+        env->reset(); // it may be a use of the very environment that is being closed
         if (closing) {
             closingEnvironments().waitFor(canonical);
         } else if (opening) {
@@ -105,7 +105,7 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
 
 int Registry::registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
 {
-    const auto access = std::make_shared<AccessLock>(); // first: what has a descriptor is the registry's, and needs one
+    const auto access = std::make_shared<AccessLock>(); // first: an environment in the registry must have one
     const int descriptor = registry->addDesc(env);
     if (descriptor < 1)
         return -1;
@@ -135,7 +135,7 @@ std::shared_ptr<AccessLock> Registry::lockEnv(BDBObjTable* registry, const QByte
             if (EnvironmentNames::findAccess(registry, key) == lock)
                 return lock;
         }
-        // While we waited, the environment was removed, and its lock with it. It may have been opened anew since.
+        // The environment was removed during the wait, and its lock with it. It may have been reopened since.
         lock->unlock();
     }
 }
@@ -178,8 +178,8 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
         registry->clearSlot(descriptor);
         closingEnvironments().add(names);
     }
-    // Closing writes to disk and waits for threads, so it is done without the mutex; whoever wants to open this
-    // environment again waits, all others go on.
+    // Closing writes to disk and waits for threads, so it is done without the mutex; only requests to reopen this
+    // environment wait.
     env->uses()->waitUnused();
     env.reset();
     closingEnvironments().remove(names);

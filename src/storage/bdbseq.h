@@ -23,8 +23,8 @@ public:
     int type() const override { return BDBSeqType; }
 
     /**
-     * Opens the sequence under `key` of `index`, with these settings when it is created, `cacheSize` numbers at a time.
-     * Returns the first result that is not 0; there is no sequence then.
+     * Opens the sequence under `key` of `index`; the settings apply when it is created. Numbers are reserved
+     * `cacheSize` at a time. Returns the first result other than 0; there is no sequence then.
      */
     [[nodiscard]] int open(BDBIndex* index, std::int64_t initial, std::int64_t min, std::int64_t max, int cacheSize,
                            Dbt* key, u_int32_t flags);

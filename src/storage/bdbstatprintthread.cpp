@@ -8,7 +8,7 @@
 
 namespace {
 
-/** The time as one line; its own newline makes an empty line follow. */
+/** The time as one line; its own newline adds an empty one. */
 void printTime()
 {
     const std::time_t now = std::time(nullptr);
@@ -29,7 +29,7 @@ void BDBStatPrintThread::cycle()
     const int level = Settings::statLevel();
     if (level < 4)
         return;
-    // The results are ignored: what cannot be printed now is tried again in the next cycle.
+    // The results are ignored: the next cycle tries again.
     printTime();
     (void)env()->lock_stat_print(0);
     if (level >= 8)

@@ -17,7 +17,7 @@ constexpr const char* LogOrigin = "bdb";
 BDBTxn::~BDBTxn()
 {
     if (txn_ != nullptr)
-        (void)abort(); // nobody is left to tell
+        (void)abort(); // there is no caller to report to
 }
 
 int BDBTxn::begin(BDBEnv* env, u_int32_t flags)

@@ -7,7 +7,7 @@
 
 class BDBEnv;
 
-/** A transaction. Belongs to the thread that began it; destroying an unfinished one abandons its writes. */
+/** A transaction. Belongs to the thread that began it; destroying an unfinished one aborts it. */
 class BDBTxn final : public BDBObject {
 public:
     BDBTxn() = default;
@@ -19,15 +19,15 @@ public:
     [[nodiscard]] int begin(BDBEnv* env, u_int32_t flags);
 
     /**
-     * 12 with an ERROR line when none is active. Otherwise the transaction is over whatever the result: a failed commit
-     * leaves nothing to abort.
+     * 12 with an ERROR line when none is active. Otherwise the transaction has ended, whatever the result: a failed
+     * commit leaves nothing to abort.
      */
     [[nodiscard]] int commit(u_int32_t flags);
 
     /** 12 when none is active. */
     int abort();
 
-    /** How every transaction of the server ends: on `rc` 0 commit() with its flags, else abort() and `rc`. */
+    /** Ends every transaction of the server: commit() with the server's flags if `rc` is 0, else abort() and `rc`. */
     [[nodiscard]] int finish(int rc);
 
     /** Berkeley DB's handle of a transaction argument, which may be null. */

@@ -11,9 +11,9 @@
 #include <utility>
 
 /**
- * Holds a commit gate exclusively, for a limited time: whoever waits for a disk meanwhile cannot be stopped, but the
- * commits need not wait for it. A thread of its own holds the gate and lets go when the time is over, though not before
- * the end of what whileHeld() has begun to do.
+ * Holds a commit gate exclusively for a limited time: disk I/O under the gate cannot be interrupted, but commits need
+ * not wait for it. A separate thread holds the gate and releases it when the time is up, but not before a running
+ * whileHeld() has finished.
  */
 class BoundedHold {
 public:
@@ -22,7 +22,7 @@ public:
     BoundedHold(const BoundedHold&) = delete;
     BoundedHold& operator=(const BoundedHold&) = delete;
 
-    /** Waits for the gate, and holds it for at most `limit` from then on. Once. 0, or EAGAIN without a thread. */
+    /** Waits for the gate, then holds it for at most `limit`. Call once. 0, or EAGAIN if no thread can be created. */
     [[nodiscard]] int begin(CommitGate& gate, std::chrono::milliseconds limit)
     {
         try {
@@ -35,18 +35,20 @@ public:
         return 0;
     }
 
-    /** Calls `work` while the gate is held for sure, however long it takes. False, without the call, when the time was
-     * over before. */
+    /**
+     * Calls `work` with the gate guaranteed to be held, however long it takes. False, without calling it, if the time
+     * was already up.
+     */
     template <typename Work> [[nodiscard]] bool whileHeld(Work&& work)
     {
-        const std::lock_guard lock(mutex_); // the holder needs it to let go
+        const std::lock_guard lock(mutex_); // the holder needs it to release the gate
         if (state_ != State::Held)
             return false;
         std::forward<Work>(work)();
         return true;
     }
 
-    /** Lets go of the gate. */
+    /** Releases the gate. */
     void end()
     {
         {
@@ -73,7 +75,7 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    State state_ = State::Waiting; // guarded by mutex_, as is the next
+    State state_ = State::Waiting; // guarded by mutex_, like ended_
     bool ended_ = false;
     std::thread holder_;
 };

@@ -8,8 +8,8 @@
 #include <mutex>
 
 /**
- * The registry names of environments that were taken out of the registry and are being closed. Their directories must
- * not be opened until that is done. Locks itself; taken after a registry's mutex or without it.
+ * The registry names of environments that were removed from the registry and are being closed. Their directories must
+ * not be opened until that is done. Synchronizes internally; its mutex comes after a registry's in the lock order.
  */
 class ClosingEnvironments {
 public:
@@ -44,7 +44,7 @@ private:
     QSet<QString> names_; // guarded by mutex_
 };
 
-/** One for the process, as a directory is closed once however many registries there are. */
+/** One per process: a directory is closed once, however many registries there are. */
 inline ClosingEnvironments& closingEnvironments()
 {
     static ClosingEnvironments closing;

@@ -4,11 +4,10 @@
 #include <pthread.h>
 
 /**
- * Held shared by every commit for as long as it runs; whoever holds it exclusively knows that nothing is committed
- * meanwhile. For std::shared_lock and std::unique_lock.
+ * Held shared by every commit while it runs; an exclusive holder blocks all commits. For std::shared_lock and
+ * std::unique_lock.
  *
- * A waiting exclusive holder goes first: commits that follow one another without a gap, as std::shared_mutex would let
- * them, could keep it waiting for good.
+ * Prefers a waiting writer: with std::shared_mutex, a continuous stream of overlapping commits could starve it.
  */
 class CommitGate {
 public:
@@ -17,7 +16,7 @@ public:
         pthread_rwlockattr_t attributes;
         pthread_rwlockattr_init(&attributes);
         pthread_rwlockattr_setkind_np(&attributes, PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP);
-        pthread_rwlock_init(&lock_, &attributes); // none of these fails with valid arguments
+        pthread_rwlock_init(&lock_, &attributes); // none of these can fail with valid arguments
         pthread_rwlockattr_destroy(&attributes);
     }
     ~CommitGate() { pthread_rwlock_destroy(&lock_); }

@@ -19,7 +19,7 @@ int CopiedLog::catchUp(Files* files)
     return listUpTo(now, files);
 }
 
-/** Reads again what was copied: the checksum is that of what is in the file. */
+/** Reads back what was copied: the checksum is that of the file's content. */
 int CopiedLog::listUpTo(LogPosition position, Files* files)
 {
     for (;;) {

@@ -12,7 +12,7 @@ namespace DatabaseFile {
 
 namespace {
 
-/** `size` bytes, or fewer where the file ends; not of what would have to be waited for. */
+/** `size` bytes, or fewer at the end of the file; not of anything that would block. */
 int readPart(const std::filesystem::path& path, std::size_t offset, void* bytes, std::size_t size, std::size_t* got)
 {
     const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

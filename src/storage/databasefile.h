@@ -7,19 +7,19 @@
 #include <optional>
 #include <string>
 
-/** What a file says about itself as a database, without Berkeley DB. Never waits; any thread. */
+/** Inspects a database file without Berkeley DB. Never blocks; any thread. */
 namespace DatabaseFile {
 
 /**
- * `*start`: what the file begins with, if it begins as Berkeley DB's databases do. 0 or an errno value; ENOENT for a
- * file that is not there.
+ * `*start`: the start of the file's first page, if it is that of a Berkeley DB database. 0 or an errno value; ENOENT
+ * for a missing file.
  */
 [[nodiscard]] int readStart(const std::filesystem::path& file, std::optional<DatabasePage::Start>* start);
 
-/** False as well when the file cannot be read. */
+/** Also false when the file cannot be read. */
 bool isDatabase(const std::filesystem::path& file);
 
-/** The bytes that identify a database and all of its copies; empty when they cannot be read. */
+/** The unique id that a database shares with its copies; empty if it cannot be read. */
 std::string id(const std::filesystem::path& file);
 
 } // namespace DatabaseFile

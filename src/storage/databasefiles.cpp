@@ -24,7 +24,7 @@ namespace DatabaseFiles {
 
 namespace {
 
-/** True for a link to one of `directories`, which are canonical, or below: what is there has a name without it. */
+/** True for a link to or below one of `directories`, which are canonical: files there have a name without the link. */
 bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
 {
     std::error_code error;
@@ -35,7 +35,7 @@ bool leadsBack(const fs::path& path, const std::vector<fs::path>& directories)
                                  [&](const fs::path& directory) { return Base::isWithin(target, directory); });
 }
 
-/** The data directories as canonical paths; those that are not there are left out. */
+/** The canonical paths of the data directories that exist. */
 std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
 {
     std::vector<fs::path> paths;
@@ -48,7 +48,7 @@ std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
     return paths;
 }
 
-/** The walk through one of the data directories, of which all are given with their canonical paths. */
+/** Walks one of the data directories; all of them are given, with their canonical paths. */
 class Walk {
 public:
     Walk(const std::vector<fs::path>& all, ByName* files) : all_(all), files_(*files), entered_(all.begin(), all.end())
@@ -60,12 +60,12 @@ public:
         const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
             const std::string name = entry.path().filename().string();
             const bool isTable = !BerkeleyDbNames::isInternal(name) && name != BackupNames::LogDirectory;
-            visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or only just being made
+            visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or being created
             return visited;
         });
         if (visited != 0)
             return visited;
-        // What nobody may search, such as a file system's "lost+found", holds no table of ours.
+        // A directory without search permission, such as a file system's "lost+found", holds no table of ours.
         if (rc == EACCES && ::access(directory.c_str(), X_OK) != 0)
             return 0;
         return rc == ENOENT ? 0 : rc;
@@ -75,8 +75,8 @@ private:
     int visit(const fs::directory_entry& entry, const std::string& name)
     {
         std::error_code vanished;
-        if (entry.is_directory(vanished)) { // also by a link: a table's name may lead through one
-            // Whatever else lies in a directory: tables can be opened in it unless it is an environment of its own.
+        if (entry.is_directory(vanished)) { // or a link to one: a table's path may contain links
+            // Tables can be opened in any directory, whatever else it holds, unless it is an environment of its own.
             if (leadsBack(entry.path(), all_))
                 return 0;
             bool ownLog = false;
@@ -95,7 +95,7 @@ private:
         return 0;
     }
 
-    /** False for a directory that was entered already: links may lead in circles. */
+    /** False for a directory that was already entered: links may form cycles. */
     bool enter(const fs::path& directory)
     {
         std::error_code error;
@@ -104,7 +104,7 @@ private:
 
     const std::vector<fs::path>& all_;
     ByName& files_;
-    std::set<fs::path> entered_; // from the start with all data directories, which are not entered from another
+    std::set<fs::path> entered_; // initially all data directories, which are not entered from one another
 };
 
 } // namespace
@@ -129,7 +129,7 @@ int find(BDBEnv* env, ByName* files)
     std::vector<fs::path> directories;
     if (const int rc = findDirectories(env, &directories))
         return rc;
-    // A name that is in several directories means the file in the first of them, also when that is copied by its name.
+    // A name that exists in several directories denotes the file in the first, also when it is copied by name.
     const std::vector<fs::path> all = canonicalPaths(directories);
     for (const fs::path& directory : directories) {
         Walk walk(all, files);

@@ -10,8 +10,8 @@
 namespace {
 
 /**
- * Whether Berkeley DB may be let near a database file: it waits for the other end of a FIFO, and removes links to what
- * it cannot open. `isThere` is set when there is such a file.
+ * Checks that Berkeley DB may open a database file: it would block on a FIFO, and remove a link whose target it cannot
+ * open. `isThere` is set if the file exists.
  */
 int checkFile(const QByteArray& path, bool* isThere)
 {
@@ -37,7 +37,7 @@ int DatabaseOpening::prepare(BDBEnv* env, const QByteArray& file, bool create)
     reserve_.emplace(descriptors);
     if (!reserve_->available())
         return EMFILE;
-    // Missing directories are made and claimed before there is a file in them, which could not be taken back.
+    // Missing directories are created and claimed before a file, which could not be undone, is created in them.
     if (!isThere && create) {
         if (const int rc = made_.make(QByteArray::fromStdString(directories_.created().string()), file))
             return rc;
@@ -49,11 +49,11 @@ int DatabaseOpening::prepare(BDBEnv* env, const QByteArray& file, bool create)
     return 0;
 }
 
-/** `descriptors`: those that the claims are going to take. */
+/** `descriptors`: the number that the claims will use. */
 int DatabaseOpening::look(BDBEnv* env, const QByteArray& file, bool* isThere, int* descriptors) const
 {
     if (!directories_.isInPlace())
-        return ESTALE; // moved away, and what is there may be an environment as well
+        return ESTALE; // moved away; another environment may be in its place
     bool isSecond = false;
     if (const int rc = DatabaseFiles::findSecondName(env, file.toStdString(), &isSecond))
         return rc;

@@ -13,9 +13,9 @@ class BDBEnv;
 class EnvironmentDirectories;
 
 /**
- * What has to be looked at, made and held before Berkeley DB opens a database file: the file itself, the descriptors,
- * and the directories on the way to it. Made on the stack around one opening; takes back what it made and holds unless
- * that is kept. Guarded by the environment's opening mutex.
+ * What must be checked, created and locked before Berkeley DB opens a database file: the file itself, the descriptors,
+ * and the directories on its path. Lives on the stack around one open; undoes what it created and locked unless keep()
+ * is called. Guarded by the environment's opening mutex.
  */
 class DatabaseOpening {
 public:
@@ -24,7 +24,7 @@ public:
         : directories_(directories), claims_(*claims), attempt_(claims)
     {}
 
-    /** Once. 0, or the errno values and codes that BDBEnv::openDatabase() names. */
+    /** Call once. 0, or the errno values and codes of BDBEnv::openDatabase(). */
     [[nodiscard]] int prepare(BDBEnv* env, const QByteArray& file, bool create);
 
     /** The database is open. */
@@ -36,7 +36,7 @@ private:
     const EnvironmentDirectories& directories_;
     DirectoryClaims& claims_;
     std::optional<DescriptorReserve> reserve_;
-    MadeDirectories made_; // removed after the claims on them have been given back
+    MadeDirectories made_; // removed after the claims on them have been released
     DirectoryClaims::Attempt attempt_;
 };
 

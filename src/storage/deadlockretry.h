@@ -7,26 +7,26 @@
 #include <cstdlib>
 #include <thread>
 
-/** Kept: which deadlock in a row is the first that is worth a line is not the same everywhere. */
+/** Kept: the number of consecutive deadlocks before the first log line differs between callers. */
 enum class DeadlockWarning {
-    FromThird, // the back-off is tested and shown after it doubled
-    FromFourth // before: only the batch writer, whose operators know the line so
+    FromThird, // the back-off is checked and printed after doubling
+    FromFourth // before doubling: batch writes only; operators know the line in this form
 };
 
 /**
- * Runs `attempt`, an `int()` callable, until its result is not DB_LOCK_DEADLOCK, and returns that result. Berkeley DB
- * breaks a deadlock by failing one of the transactions in it; the loser starts afresh after a random pause, whose upper
- * bound doubles from attempt to attempt: 0 ms before the first, then up to 1, 3, 7, ... 32767 ms. There is no limit on
- * the attempts. `warn`, a `void(int backoff)` callable, is called only when a line is due.
+ * Runs `attempt`, an `int()` callable, until its result is not DB_LOCK_DEADLOCK, and returns that result. The deadlock
+ * victim retries after a random back-off, whose upper bound doubles with each attempt: 0 ms before the first, then up
+ * to 1, 3, 7, ... 32767 ms. The number of attempts is unlimited. `warn`, a `void(int backoff)` callable, is called only
+ * when a line is due.
  *
- * An attempt must be restartable: what it hands on, it hands on only when it did not end in a deadlock.
+ * An attempt must be restartable: it may publish results only if it did not end in a deadlock.
  */
 template <typename Attempt, typename Warn>
 [[nodiscard]] int retryOnDeadlock(Attempt&& attempt, Warn&& warn, DeadlockWarning warning = DeadlockWarning::FromThird)
 {
     constexpr int MaxBackoff = 0x10000;
     constexpr int QuietBackoff = 4;
-    constexpr int RandomMask = 0x7fff; // 15 bits: no pause is longer than 32767 ms
+    constexpr int RandomMask = 0x7fff; // 15 bits: a pause is at most 32767 ms
 
     for (int backoff = 1;;) {
         const int delay = std::rand() & RandomMask & (backoff - 1);

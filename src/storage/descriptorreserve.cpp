@@ -11,13 +11,13 @@ namespace {
 
 constexpr int KeptFree = 16;
 constexpr int ClosedToConnections = 64;
-constexpr int PerOpening = 4; // what another opening under way may still take
+constexpr int PerOpening = 4; // what another open in progress may still take
 
-std::atomic<int> promised{0}; // the shares of all openings under way
+std::atomic<int> promised{0}; // the shares of all opens in progress
 
 /**
- * Counts from the lowest free descriptor, which is the one that the kernel hands out, until enough free ones were seen.
- * Those in use above it are asked one by one: connections that ended leave gaps, so the limit alone tells nothing.
+ * Counts from the lowest free descriptor, which the kernel assigns next, until enough free ones are found. Those above
+ * it are tested one by one: closed connections leave gaps, so the limit alone says nothing.
  */
 bool enoughLeft(int wanted)
 {

@@ -26,10 +26,10 @@ bool isLink(const QByteArray& path)
     return ::lstat(path.constData(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-/** Where a database file lies. */
+/** The location of a database file. */
 struct Place {
-    QByteArray directory; // the last one on the way to the file that is there; its canonical path
-    int missing = 0;      // directories that are still to be made below it
+    QByteArray directory; // the canonical path of the last existing one on the file's path
+    int missing = 0;      // directories still to be created below it
 };
 
 int findPlace(const QByteArray& path, Place* place)
@@ -39,7 +39,7 @@ int findPlace(const QByteArray& path, Place* place)
         return 0;
     }
     if (isLink(path))
-        return ENOENT; // to somewhere where nothing is yet: who knows what will be there
+        return ENOENT; // dangling: its target is unknown until something creates it
     QByteArray parent = parentOf(path);
     int rc = canonicalPath(parent, &place->directory);
     while (rc == ENOENT) {
@@ -52,8 +52,8 @@ int findPlace(const QByteArray& path, Place* place)
 
 /**
  * Calls `look`, an `int(const QByteArray& directory, const struct stat& status, bool wanted)`, for each directory from
- * that of the database file up to `home`, as long as it returns 0. Those outside of `home` are not wanted, save for the
- * first. For a file right in `home` there is none. `missing`: how many are still to be made in front of the first.
+ * that of the database file up to `home`, while it returns 0. Those outside of `home` are not wanted, except the first.
+ * A file directly in `home` has none. `missing`: how many are still to be created below the first.
  */
 template <typename Look> int forEachUpTo(const QByteArray& home, const QByteArray& file, int* missing, Look look)
 {
@@ -99,7 +99,7 @@ int DirectoryClaims::count(const QByteArray& home, const QByteArray& file, int* 
 
 int DirectoryClaims::claim(const QByteArray& home, const QByteArray& file)
 {
-    int missing = 0; // of which there is nothing to claim
+    int missing = 0; // unused: these cannot be claimed yet
     return forEachUpTo(home, file, &missing, [&](const QByteArray& directory, const struct stat& status, bool wanted) {
         if (wanted && !holds(status)) {
             Base::DirectoryLock lock;

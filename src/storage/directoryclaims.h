@@ -11,15 +11,15 @@
 #include <sys/stat.h>
 
 /**
- * The directories below an environment's own in which it has databases open. Each is held with an exclusive `flock`,
- * like the environment's directory itself: no file is in two environments at a time, whose logs would know nothing of
- * each other. Whoever opens one of them as an environment is refused as long as this object lives.
+ * The directories below an environment's home in which it has databases open. Each is locked with an exclusive `flock`,
+ * like the home itself, so that no file is open in two environments with independent logs. While this object exists,
+ * none of them can be opened as an environment.
  *
  * Threads: guarded by the environment's opening mutex.
  */
 class DirectoryClaims {
 public:
-    /** The claims for one database that is being opened; given back at the end unless kept. */
+    /** The claims for one database open; released by the destructor unless kept. */
     class Attempt {
     public:
         explicit Attempt(DirectoryClaims* claims) : claims_(claims), before_(claims->held()) {}
@@ -35,16 +35,16 @@ public:
     };
 
     /**
-     * `descriptors`: how many more claim() is going to hold for `file` once all of its directories are there. A path
-     * has room for two thousand of them. 0 or an errno value.
+     * `descriptors`: how many more claim() will hold for `file` once all of its directories exist. A path can contain
+     * two thousand. 0 or an errno value.
      */
     [[nodiscard]] int count(const QByteArray& home, const QByteArray& file, int* descriptors) const;
 
     /**
-     * Claims the directories, as far as they exist, from that of the database file `file` up to `home`, the canonical
-     * path of the environment. Links are followed; outside of `home` only the directory of the file is claimed. Result
-     * 0; EBUSY when one of them is an environment of its own, by its log files or because somebody holds it; an errno
-     * value. A file right in `home` costs one system call. A claimed directory is a descriptor that stays open.
+     * Claims the existing directories from that of the database file `file` up to `home`, the canonical path of the
+     * environment. Links are followed; outside of `home` only the directory of the file is claimed. 0; EBUSY when one
+     * of them is an environment of its own, by its log files or because it is locked; an errno value. A file directly
+     * in `home` costs one system call. Each claimed directory keeps a descriptor open.
      */
     [[nodiscard]] int claim(const QByteArray& home, const QByteArray& file);
 

@@ -18,10 +18,10 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t MaxBytes = 65536;
-constexpr std::size_t MaxLineBytes = 254; // Berkeley DB takes what follows for a line of its own
+constexpr std::size_t MaxLineBytes = 254; // Berkeley DB treats the rest as a separate line
 constexpr std::string_view Blanks = " \t";
 
-/** `text`: all of the file; empty when there is none. */
+/** `text`: the content of the file; empty if there is none. */
 int readText(const fs::path& path, std::string* text)
 {
     const Base::Descriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -74,7 +74,7 @@ private:
         const bool isText = std::none_of(line.begin(), line.end(), isControl);
         line = withoutLeadingBlanks(line);
         const std::string name(line.substr(0, line.find_first_of(Blanks)));
-        const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // all of the rest, blanks as well
+        const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // the rest, blanks included
         const bool empty = name.empty() || name.front() == '#';
         if (tooLong || !isText || (!empty && value.empty())) {
             config_.complaint = std::string(BerkeleyDbNames::ConfigFile) + " line " + std::to_string(number) +
@@ -89,15 +89,15 @@ private:
     void set(const std::string& name, const fs::path& directory)
     {
         if (name == "set_lg_dir" || name == "db_log_dir") {
-            config_.logDirectory = directory; // of several lines the last one holds
+            config_.logDirectory = directory; // the last such line applies
         } else if (name == "set_data_dir" || name == "add_data_dir" || name == "db_data_dir") {
             if (!std::exchange(hasDataDirectory_, true)) {
-                config_.dataDirectories.clear(); // the home is one of them only when it is named as well
+                config_.dataDirectories.clear(); // the home is one of them only if also named
                 config_.createDirectory = directory;
             }
             config_.dataDirectories.push_back(directory);
         } else if (name == "set_create_dir") {
-            config_.createDirectory = directory; // Berkeley DB wants it to be one of the data directories
+            config_.createDirectory = directory; // Berkeley DB requires it to be one of the data directories
         }
     }
 

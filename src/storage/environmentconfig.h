@@ -6,28 +6,28 @@
 #include <vector>
 
 /**
- * The DB_CONFIG of an environment, as far as it says where the environment has its files. It is read before Berkeley DB
- * reads it, which is not careful enough with a file that anybody may have put there: it waits for the writer of a FIFO,
- * reads a device for ever, ends the process at some lines without a value, and cuts long lines in two.
+ * The part of an environment's DB_CONFIG that says where its files are. It is read before Berkeley DB reads it, which
+ * does not handle untrusted files: it blocks on a FIFO without a writer, reads a device forever, terminates the process
+ * on some lines without a value, and splits long lines.
  */
 struct EnvironmentConfig {
     /** Where the log files are. */
     std::filesystem::path logDirectory;
 
-    /** Where database files are looked for, in this order. Never empty. */
+    /** The search order for database files. Never empty. */
     std::vector<std::filesystem::path> dataDirectories;
 
     /** Where database files are created. */
     std::filesystem::path createDirectory;
 
-    /** What is wrong with a line, for the log; empty when it is not a line. */
+    /** Describes a bad line, for the log; empty for any other failure. */
     std::string complaint;
 
     /**
-     * Reads the DB_CONFIG in `home`; an environment without one has all its files there. Never waits. 0; EINVAL when
-     * Berkeley DB must not see the file: it is not a regular file or a link to one, is longer than 64 KiB, holds
-     * control characters, a line of more than 254 bytes or one without a value; another errno value. After a failure
-     * all directories are `home`. Any thread.
+     * Reads the DB_CONFIG in `home`; without one, all files are in `home`. Never blocks. 0; EINVAL when Berkeley DB
+     * must not see the file: it is not a regular file or a link to one, is longer than 64 KiB, or contains control
+     * characters, a line of more than 254 bytes or one without a value; another errno value. After a failure all
+     * directories are `home`. Any thread.
      */
     [[nodiscard]] static int read(const std::filesystem::path& home, EnvironmentConfig* config);
 };

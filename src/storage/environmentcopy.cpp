@@ -41,7 +41,7 @@ int EnvironmentCopy::begin()
     if (rc == 0)
         rc = LogTail::firstNeededFile(env_, &list_.firstLog);
     if (rc == DB_NOTFOUND) {
-        // A fresh environment, whose first checkpoint is only just under way.
+        // A new environment whose first checkpoint is still in progress.
         rc = env_->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
             rc = LogTail::firstNeededFile(env_, &list_.firstLog);
@@ -64,8 +64,8 @@ int EnvironmentCopy::begin()
 int EnvironmentCopy::copy()
 {
     for (int round = 0; round < MaxRounds; ++round) {
-        // Recovery makes the files that come into being after this. The log follows the pages: it has to reach at least
-        // as far as they do.
+        // Recovery creates files that appear after this. The log is copied after the pages: it must reach at least as
+        // far as they do.
         const LogPosition before = log_.end();
         const std::size_t databases = list_.files.size();
         if (const int rc = copyDatabases())
@@ -79,7 +79,7 @@ int EnvironmentCopy::copy()
     return 0;
 }
 
-/** From here on the unfinished copy tells by its list whose it is, in the same way as a finished one. */
+/** From here on the list of the unfinished copy identifies its environment, like that of a finished one. */
 int EnvironmentCopy::planOrigin()
 {
     LogPosition now;
@@ -99,7 +99,7 @@ int EnvironmentCopy::planOrigin()
     return 0;
 }
 
-/** What lies there under a name that is not planned yet is not ours, and must not be named as if it were. */
+/** A file whose name is not planned yet is not ours, and must not be listed as such. */
 int EnvironmentCopy::planFiles()
 {
     bool grown = !begun_;
@@ -145,7 +145,7 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
     const auto attempt = [&] { return env_->dbbackup(name.c_str(), target_.path().c_str(), 0); };
     const int rc = retryOnDeadlock(attempt, [](int) {});
     if (rc == ENOENT && !fs::exists(source, error))
-        return 0; // it was being made, and its transaction was aborted
+        return 0; // it was being created, and its transaction was aborted
     if (rc != 0)
         return rc;
     if (const int failure = Base::syncToDisk(copy))
@@ -162,7 +162,7 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
     return 0;
 }
 
-/** Notes them as well: they are to be brought to disk when all of their files are there. */
+/** Records them, too: they are synced to disk once all of their files exist. */
 int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
 {
     fs::path directory = target_.path();
@@ -178,8 +178,8 @@ int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
 }
 
 /**
- * A finished list describes files that do not change. Once a log file is longer than listed, nobody can tell the copy
- * from one that was opened as an environment since, wherever the server may end.
+ * A finished list describes files that do not change. If the server ended with a log file longer than listed, the copy
+ * could not be told from one that was opened as an environment.
  */
 int EnvironmentCopy::takeListBack()
 {

@@ -14,29 +14,29 @@
 class BDBEnv;
 
 /**
- * A full copy of an environment that goes on serving: first its database files, page by page, then the log files from
- * the first that recovery of those pages needs, and at last the list of it all. Each step waits until what it wrote is
- * on disk. One thread; results are 0, an errno value or a code of Berkeley DB.
+ * A full copy of an environment in use: first its database files, page by page, then the log files from the first that
+ * recovery of those pages needs, and finally the list of them all. Each step makes its writes durable before it
+ * returns. One thread; results are 0, an errno value or a Berkeley DB code.
  */
 class EnvironmentCopy {
 public:
     EnvironmentCopy(BDBEnv* env, const QByteArray& target);
 
-    /** Looks whether the target may be written to (see BackupTarget), and prepares it. */
+    /** Checks that the target may be written to (see BackupTarget), and prepares it. */
     [[nodiscard]] int begin();
 
-    /** Everything that takes long, in rounds, until the log of the copy is only little behind. */
+    /** The bulk of the copy, in rounds, until its log is only slightly behind. */
     [[nodiscard]] int copy();
 
-    /** Copies what the log has gained since. Takes back a list that was written before. */
+    /** Copies what was appended to the log since. Withdraws a list that was written before. */
     [[nodiscard]] int catchUp();
 
-    /** The list of what was copied. From here on only the marker says that the copy is not complete. */
+    /** Writes the list of what was copied. From here on only the marker shows that the copy is incomplete. */
     [[nodiscard]] int writeList();
 
     /**
-     * After a failure: removes the copied log files. Nothing else tells them from those of somebody who opened the
-     * directory as an environment, once the environment itself has removed its own.
+     * After a failure: removes the copied log files. Once the environment has removed its own, they could not be told
+     * from those of an environment opened in the target.
      */
     void dropLog();
 
@@ -53,8 +53,8 @@ private:
     BDBEnv* const env_; // not owned
     BackupTarget target_;
     CopiedLog log_;
-    DatabaseFiles::ByName databases_; // as they were found last
-    BackupList planned_;              // names every database whose copy was begun
+    DatabaseFiles::ByName databases_; // as last found
+    BackupList planned_;              // lists every database whose copy was begun
     std::set<std::filesystem::path> directories_;
     bool begun_ = false;
     BackupList list_;

@@ -23,18 +23,18 @@ int EnvironmentDirectories::hold(const QByteArray& home, std::string* complaint)
 
 int EnvironmentDirectories::holdHome(const QByteArray& home)
 {
-    // An empty name would mean the working directory to Berkeley DB, and a zero byte would cut the name short: neither
-    // is a directory that anybody named.
+    // Berkeley DB would take an empty name for the working directory, and a zero byte would truncate the name: the
+    // client named neither directory.
     if (home.isEmpty() || home.contains('\0'))
         return ENOENT;
     if (const int rc = lock_.lock(home.constData()))
         return rc;
     if (const int rc = canonicalPath(home, &home_))
         return rc;
-    return lock_.isAt(home_.constData()) ? 0 : ESTALE; // a link was changed in this very moment
+    return lock_.isAt(home_.constData()) ? 0 : ESTALE; // a link was switched in between
 }
 
-/** `*isNew`: it was not held before, under whatever path. */
+/** `*isNew`: it was not yet locked, under any path. */
 int EnvironmentDirectories::holdOnce(const fs::path& directory, bool* isNew)
 {
     struct stat status {};
@@ -49,8 +49,8 @@ int EnvironmentDirectories::holdOnce(const fs::path& directory, bool* isNew)
 }
 
 /**
- * Holds the directories that DB_CONFIG names as the home is held: two environments with one log would write over each
- * other's records, and with one data directory each would have changes in its log of which the other knows nothing.
+ * Locks the directories that DB_CONFIG names like the home: two environments with one log would overwrite each other's
+ * records, and with one data directory, neither log would have all changes.
  */
 int EnvironmentDirectories::holdConfigured()
 {
@@ -58,7 +58,7 @@ int EnvironmentDirectories::holdConfigured()
     bool isForeign = false;
     if (const int rc = holdOnce(config_.logDirectory, &isNew))
         return rc;
-    // It is the home of another environment, which is closed, when there is more than log files in it.
+    // If it holds more than log files, it is the home of another, closed environment.
     if (isNew) {
         if (const int rc = EnvironmentFiles::findDatabaseIn(config_.logDirectory, &isForeign))
             return rc;
@@ -90,7 +90,7 @@ int EnvironmentDirectories::check(int most, bool* hasLog, int* databases) const
             return rc;
     }
     if (EnvironmentFiles::isUnfinishedCopy(home))
-        return EBUSY; // it has a part of the tables, and would look like all of them
+        return EBUSY; // it has only a part of the tables, and would look complete
     if (const int rc = EnvironmentFiles::findLogIn(logs(), hasLog))
         return rc;
     std::vector<fs::path> directories{home};
@@ -106,7 +106,7 @@ int EnvironmentDirectories::check(int most, bool* hasLog, int* databases) const
                                    : EnvironmentFiles::findLoggedDatabase(directory, &logged))
             return rc;
         if (logged)
-            return EBUSY; // a log of its own would begin in their past, and recovery by theirs would undo it
+            return EBUSY; // a new log would start behind their LSNs, and recovery from their own would undo it
         *databases += count;
     }
     return 0;

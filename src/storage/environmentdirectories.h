@@ -11,24 +11,24 @@
 #include <vector>
 
 /**
- * The directories that one environment has to itself: its home, and those that its DB_CONFIG names. Each is held with
- * an exclusive `flock` for as long as the object lives.
+ * The directories that one environment owns: its home, and those that its DB_CONFIG names. Each is locked with an
+ * exclusive `flock` for the lifetime of the object.
  *
- * Threads: hold() and check() by the one that opens the environment, the rest by any afterwards.
+ * Threads: hold() and check() on the thread that opens the environment, the rest on any thread afterwards.
  */
 class EnvironmentDirectories {
 public:
     /**
-     * Holds the directories of the environment in `home`. A link is followed here once and never again. 0 or an errno
-     * value; EWOULDBLOCK when somebody else holds the home; EBUSY when another environment holds what DB_CONFIG names,
-     * or has its files there; EINVAL, with `complaint` set where it is a line, for a DB_CONFIG that Berkeley DB must
+     * Locks the directories of the environment in `home`. A link is resolved here, once. 0 or an errno value;
+     * EWOULDBLOCK when the home is locked; EBUSY when a directory that DB_CONFIG names is locked by another
+     * environment, or has its files; EINVAL, with `complaint` set for a bad line, for a DB_CONFIG that Berkeley DB must
      * not see.
      */
     [[nodiscard]] int hold(const QByteArray& home, std::string* complaint);
 
     /**
-     * Whether they can be an environment at all (see BDBEnv::open() for the results); makes no file. `databases`: how
-     * many files recovery may have to open, counted up to `most`.
+     * Checks that they can be an environment at all (see BDBEnv::open() for the results); creates no file. `databases`:
+     * the number of files that recovery may have to open, counted up to `most`.
      */
     [[nodiscard]] int check(int most, bool* hasLog, int* databases) const;
 
@@ -40,10 +40,10 @@ public:
 
     const std::filesystem::path& logs() const { return config_.logDirectory; }
 
-    /** Where database files are looked for, in this order; canonical paths. */
+    /** The search order for database files; canonical paths. */
     const std::vector<QByteArray>& databases() const { return databases_; }
 
-    /** Where database files are made. */
+    /** Where database files are created. */
     const std::filesystem::path& created() const { return config_.createDirectory; }
 
 private:
@@ -54,7 +54,7 @@ private:
     Base::DirectoryLock lock_; // of the home
     QByteArray home_;
     EnvironmentConfig config_;
-    std::vector<Base::DirectoryLock> configured_; // of what DB_CONFIG names, save for the home
+    std::vector<Base::DirectoryLock> configured_; // of what DB_CONFIG names, except the home
     std::vector<QByteArray> databases_;
 };
 

@@ -28,13 +28,12 @@ bool isLogName(const fs::path& path)
     return LogFiles::numberOf(path.filename().string()).has_value();
 }
 
-constexpr int Enough = -1; // ends a walk that knows what it was for; no errno value
+constexpr int Enough = -1; // ends a walk that found its answer; no errno value
 
-/** Calls `look`, an `int(const DatabasePage::Start&)`, for a file that is a database, and returns its result, else 0.
- */
+/** Calls `look`, an `int(const DatabasePage::Start&)`, if the file is a database, and returns its result; else 0. */
 template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
-    // What vanished meanwhile, or may not be read, is no database that anybody could open.
+    // A file that vanished or is not readable is no database that could be opened.
     std::optional<DatabasePage::Start> start;
     const int rc = DatabaseFile::readStart(path, &start);
     if (rc == EMFILE || rc == ENFILE)
@@ -42,10 +41,7 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
     return start ? look(*start) : 0;
 }
 
-/**
- * Calls `look` for the databases right in `directory` as long as it returns 0. `below` gets the directories that are
- * there.
- */
+/** Calls `look` for the databases directly in `directory` while it returns 0. `below` receives its subdirectories. */
 template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
     const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
@@ -60,14 +56,13 @@ template <typename Look> int lookIn(const fs::path& directory, dev_t device, std
     return rc == EACCES || rc == ENOENT ? 0 : rc;
 }
 
-/** The same for all databases below `home`, save for those in directories that are environments of their own. */
+/** The same for all databases below `home`, except those in directories that are environments of their own. */
 template <typename Look> int forEachDatabase(const fs::path& home, Look look)
 {
     struct stat status {};
     if (::stat(home.c_str(), &status) != 0)
         return errno;
-    // A list of directories and not one open directory inside the other: each would hold a descriptor, and anybody may
-    // have made a thousand of them here.
+    // A list, not recursion: each level would keep a descriptor open, and directories may be nested a thousand deep.
     std::vector<fs::path> directories{home};
     while (!directories.empty()) {
         const fs::path directory = std::move(directories.back());
@@ -85,16 +80,16 @@ template <typename Look> int forEachDatabase(const fs::path& home, Look look)
     return 0;
 }
 
-/** 0 also when the disk is full: that may change. */
+/** Also 0 when the disk is full: that may change. */
 int tryToMakeFile(const fs::path& directory)
 {
     const Base::Descriptor nameless(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
     if (nameless.isOpen())
         return 0;
     if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL || errno == ENOENT) {
-        // A file system without files that have no name.
+        // A file system without O_TMPFILE.
         const fs::path path = directory / BerkeleyDbNames::ProbeFile;
-        ::unlink(path.c_str()); // of a server that was killed
+        ::unlink(path.c_str()); // left by a killed server
         const Base::Descriptor named(::open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600));
         if (named.isOpen()) {
             ::unlink(path.c_str());
@@ -112,8 +107,7 @@ int EnvironmentFiles::findLog(const fs::path& home, bool* found)
     const int failed = EnvironmentConfig::read(home, &config);
     if (failed == EMFILE || failed == ENFILE)
         return failed;
-    // With any other DB_CONFIG that cannot be read this is no environment that could be opened; what counts are the
-    // log files that are there.
+    // With any other unreadable DB_CONFIG the environment cannot be opened; only the log files in its home count.
     return findLogIn(config.logDirectory, found);
 }
 

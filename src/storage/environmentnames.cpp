@@ -6,13 +6,13 @@
 
 namespace {
 
-// Spellings are remembered only up to this many names, so that a client that invents ever new ones costs no memory.
+// The maximum number of cached spellings, so that a client cannot use up memory by inventing new ones.
 constexpr qsizetype MaxRememberedNames = 65536;
 
-// A link may be switched while the environment that it led to is open.
+// A link may be switched while the environment at its old target is open.
 constexpr std::chrono::seconds ResolvedFor(1);
 
-/** Forgets a spelling that leads elsewhere since it was resolved. */
+/** Drops a spelling that has changed its target since it was resolved. */
 void checkSpelling(BDBObjTable* registry, const QString& key)
 {
     if (registry->spellings().isEmpty())
@@ -24,8 +24,8 @@ void checkSpelling(BDBObjTable* registry, const QString& key)
     if (now - *spelling < ResolvedFor)
         return;
     *spelling = now;
-    // Kept: the environment stays open, as requests are under way in it; who names its own path goes on to get it.
-    // A spelling that leads nowhere stays with its environment: somebody is just about to make the link.
+    // Kept: the environment stays open, as it has requests in progress, and remains reachable by its own path. A
+    // dangling spelling stays with its environment: the link may be about to be created.
     const QString canonical = canonicalEnvironmentKey(key);
     if (canonical == key || registry->names().value(canonical, 0) == registry->names().value(key, 0))
         return;

@@ -12,11 +12,10 @@ class AccessLock;
 
 /**
  * The names under which a registry knows its environments ("env::" and a directory). One directory is one environment:
- * a name is compared by the directory it leads to, however that is spelled. A spelling that was resolved is remembered,
- * and resolved again once a second at most: when it is a link that was switched, the environment that it led to stays
- * open under its own name.
+ * names are compared by the directory they resolve to. A resolved spelling is cached, and resolved again at most once a
+ * second: if it is a link that was switched, its previous environment stays open under its own name.
  *
- * All are called with the registry's mutex held.
+ * The caller holds the registry's mutex.
  */
 namespace EnvironmentNames {
 
@@ -26,19 +25,19 @@ struct Registered {
     std::shared_ptr<AccessLock> access;
 };
 
-/** Enters the name of a directory, and the access lock of the environment in it. */
+/** Registers the name of a directory, with the access lock of its environment. */
 void add(BDBObjTable* registry, const QString& key, int descriptor, const std::shared_ptr<AccessLock>& access);
 
-/** What is registered in the directory that a name leads to, however it is spelled. */
+/** What is registered for the directory that a name resolves to. */
 Registered find(BDBObjTable* registry, const QString& key);
 
-/** The access lock behind a name, or null; there is one until forgetAccess(), also when the environment is gone. */
+/** The access lock behind a name, or null. It stays until forgetAccess(), even when the environment is gone. */
 std::shared_ptr<AccessLock> findAccess(BDBObjTable* registry, const QString& key);
 
-/** Takes all names of a descriptor out and returns them. Their locks stay, see forgetAccess(). */
+/** Removes all names of a descriptor and returns them. Their locks stay, see forgetAccess(). */
 QSet<QString> forget(BDBObjTable* registry, int descriptor);
 
-/** Takes an access lock out, under all names that it has. */
+/** Removes an access lock under all of its names. */
 void forgetAccess(BDBObjTable* registry, const std::shared_ptr<AccessLock>& access);
 
 } // namespace EnvironmentNames

@@ -36,7 +36,7 @@ QString canonicalEnvironmentKey(const QString& key)
 
 QString canonicalEnvironmentKey(const QByteArray& canonical, const QString& key)
 {
-    // A link may lead to a directory whose bytes are no UTF-8. Such a path does not survive as a name.
+    // A link may lead to a directory whose path is not valid UTF-8. Such a path cannot be represented as a name.
     const QString name = environmentKey(canonical);
     return directoryOfKey(name) == canonical ? name : key;
 }

@@ -4,10 +4,10 @@
 #include <QByteArray>
 #include <QString>
 
-/** The environment directory of a TableName: what stands before its last "|", all of it when there is none. */
+/** The environment directory of a TableName: the part before its last "|", or all of it if there is none. */
 QByteArray environmentDirectory(const QByteArray& tableName);
 
-/** The name of a directory in the registry of environments: "env::" and the directory as it was spelled. */
+/** The name of a directory in the registry of environments: "env::" and the directory as spelled. */
 QString environmentKey(const QByteArray& directory);
 
 /**
@@ -17,12 +17,12 @@ QString environmentKey(const QByteArray& directory);
 QString canonicalEnvironmentKey(const QString& key);
 
 /**
- * That name for `canonical`, the path of a directory that was resolved already, or `key` when the path is no text: two
- * directories could get the same name then, and the requests of one would end in the other.
+ * That name for `canonical`, an already resolved path, or `key` when the path is not valid text: two directories could
+ * then map to one name, and requests for one would reach the other.
  */
 QString canonicalEnvironmentKey(const QByteArray& canonical, const QString& key);
 
-/** The absolute path without links, ".", ".." of something that exists. 0 or an errno value. */
+/** The absolute path, without links, "." and "..", of an existing file. 0 or an errno value. */
 [[nodiscard]] int canonicalPath(const QByteArray& path, QByteArray* canonical);
 
 /** The directory of a name in the registry, as bytes. */

@@ -11,9 +11,9 @@
 class BDBEnv;
 
 /**
- * Counts the requests that hold on to an environment. Removing an environment waits here until nobody does, so that a
- * request never touches one that was destroyed. Outlives the environment: the last holder may still be in leave() when
- * the remover goes on.
+ * Counts the requests that use an environment. Removing an environment waits here for the last of them, so that no
+ * request touches a destroyed one. Outlives the environment: the last user may still be in leave() when the remover
+ * continues.
  */
 class EnvironmentUseCount {
 public:
@@ -43,13 +43,13 @@ private:
 };
 
 /**
- * One use of an environment, for as long as the object lives: the environment is not destroyed meanwhile. The registry
- * hands it out together with the environment's access lock, which the user may then hold as well. Used by one thread.
+ * One use of an environment, which is not destroyed during the object's lifetime. The registry hands it out with the
+ * environment's access lock, which the user may then acquire. Used by one thread.
  */
 class EnvironmentUse {
 public:
     EnvironmentUse() = default;
-    /** Counts itself in: the caller makes sure that `env` is not being destroyed meanwhile. `access` may be null. */
+    /** Counts itself: the caller ensures that `env` is not destroyed during the call. `access` may be null. */
     EnvironmentUse(BDBEnv* env, std::shared_ptr<EnvironmentUseCount> count, std::shared_ptr<AccessLock> access)
         : env_(env), count_(std::move(count)), access_(std::move(access))
     {
@@ -69,9 +69,9 @@ public:
     BDBEnv* env() const { return env_; }
 
     /**
-     * Takes the access lock shared, until reset(). False, without waiting, while a DeleteTable holds the lock or waits
-     * for it. One that has removed the environment waits for the end of this use before it gives the lock back; so
-     * whoever gets it here has an environment that is registered, and stays so.
+     * Acquires the access lock shared, until reset(). False, without waiting, while a DeleteTable holds the lock or
+     * waits for it. A DeleteTable that has removed the environment waits for the end of this use before it releases the
+     * lock, so on success the environment is registered and stays so.
      */
     [[nodiscard]] bool shareAccess()
     {
@@ -79,10 +79,10 @@ public:
         return shares_;
     }
 
-    /** Forgets the hold on the access lock without giving it back: the caller sees to that. */
+    /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { shares_ = false; }
 
-    /** Ends the use. What is held of the access lock is given back, on the thread that took it. */
+    /** Ends the use and releases a hold on the access lock, on the thread that acquired it. */
     void reset()
     {
         env_ = nullptr;

@@ -72,7 +72,7 @@ int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& d
         return rc;
     if (const int rc = readHeader(before, static_cast<off_t>(first.previous) + last.length, &behind))
         return rc;
-    // In a file of another log there may be anything at that place: it has to be a record that ends in the file.
+    // A file of another log may have anything at that offset: require a record that ends within the file.
     std::error_code error;
     const std::uint64_t size = std::filesystem::file_size(before, error);
     if (error)

@@ -23,7 +23,7 @@ fs::path pathOf(const QByteArray& name)
     return name.toStdString();
 }
 
-/** Removes the files of a directory whose names `unwanted` selects; a directory that is not there holds none. */
+/** Removes the files of a directory whose names `unwanted` selects; a missing directory has none. */
 template <typename Unwanted> int removeFiles(const fs::path& directory, Unwanted unwanted)
 {
     std::error_code error;
@@ -31,7 +31,7 @@ template <typename Unwanted> int removeFiles(const fs::path& directory, Unwanted
         return 0;
     return Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
         if (unwanted(entry.path().filename().string()))
-            fs::remove(entry.path(), error); // one that is gone already is no error
+            fs::remove(entry.path(), error); // a missing file is not an error
         return error.value();
     });
 }
@@ -48,7 +48,7 @@ int backupLog(const QByteArray& target, const QByteArrayList& paths)
     const QByteArray directory = logDirectory(target);
     std::error_code error;
     const bool isThere = fs::exists(pathOf(directory), error) || fs::create_directory(pathOf(directory), error);
-    if (!isThere || Base::syncToDisk(pathOf(target)) != 0) { // its name must last before a source goes
+    if (!isThere || Base::syncToDisk(pathOf(target)) != 0) { // must be durable before a source is removed
         LOG_ERROR(LogOrigin, __LINE__) << "Error in creating dir " << directory;
         return 0;
     }
@@ -70,7 +70,7 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
     const fs::path safety = pathOf(destination) += BackupNames::ReplacedSuffix;
     std::error_code error;
 
-    // When both exist, an earlier move was cut off while it copied: the one to keep is the older, which is whole.
+    // If both exist, an earlier move was interrupted while copying: keep the older one, which is complete.
     if (fs::exists(to, error) && !fs::exists(safety, error)) {
         fs::rename(to, safety, error);
         if (error)
@@ -78,12 +78,12 @@ int moveFile(const QByteArray& source, const QByteArray& destination)
     }
     if (!fs::copy_file(from, to, fs::copy_options::overwrite_existing, error) || Base::syncToDisk(to) != 0 ||
         Base::syncToDisk(to.parent_path()) != 0) {
-        std::error_code ignored; // half a copy is of no use to anybody
+        std::error_code ignored; // a partial copy is useless
         fs::remove(to, ignored);
         return Failed;
     }
-    fs::remove(safety, error); // nothing to remove is no error; a leftover is dealt with by the next move
-    fs::remove(from, error);   // likewise: what stays is copied again in the next cycle
+    fs::remove(safety, error); // a missing file is not an error; the next move handles a leftover
+    fs::remove(from, error);   // likewise: if it stays, the next cycle copies it again
     return 0;
 }
 

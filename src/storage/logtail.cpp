@@ -21,7 +21,7 @@ namespace LogTail {
 
 namespace {
 
-/** Copies [begin, end) of a file; `end` below 0 means to its end. */
+/** Copies [begin, end) of a file; a negative `end` means the end of the file. */
 int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, off_t end)
 {
     const Base::Descriptor from(::open(source.constData(), O_RDONLY | O_CLOEXEC));
@@ -32,7 +32,7 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
     if (::fstat(to.number(), &status) != 0)
         return errno;
     if (!S_ISREG(status.st_mode))
-        return ESPIPE; // something of somebody else's is in the way, and has no places to write to
+        return ESPIPE; // a foreign file is in the way, and it is not seekable
     std::vector<char> buffer(256 * 1024);
     for (off_t offset = begin; end < 0 || offset < end;) {
         const auto wanted = end < 0 ? buffer.size() : std::min(buffer.size(), static_cast<std::size_t>(end - offset));
@@ -66,7 +66,7 @@ int listLogFiles(BDBEnv* env, u_int32_t flags, std::vector<std::uint32_t>* numbe
 
 int flushedPosition(BDBEnv* env, LogPosition* position)
 {
-    // The position first: what is flushed then reaches at least that far.
+    // Read the position first: the flush then reaches at least that far.
     DB_LOG_STAT* statistics = nullptr;
     if (const int rc = env->log_stat(&statistics, 0))
         return rc;

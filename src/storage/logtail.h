@@ -17,25 +17,28 @@ struct LogPosition {
 /** The log files of an open environment, and how far they reach. Any thread. */
 namespace LogTail {
 
-/** Flushes the log and tells where its next record goes: all before that is in the log files. 0 or an error code. */
+/**
+ * Flushes the log and returns the position of its next record: everything before it is in the log files. 0 or an error
+ * code.
+ */
 [[nodiscard]] int flushedPosition(BDBEnv* env, LogPosition* position);
 
 /** The number of the oldest log file that the environment has. 0; DB_NOTFOUND while the log is empty; an error code. */
 [[nodiscard]] int firstFile(BDBEnv* env, std::uint32_t* number);
 
 /**
- * The number of the oldest log file that recovery still needs: a copy of the database files that begins now cannot do
- * without it and those that follow. 0; DB_NOTFOUND while the log is empty; an error code.
+ * The number of the oldest log file that recovery still needs: a copy of the database files that starts at this point
+ * needs it and all later ones. 0; DB_NOTFOUND while the log is empty; an error code.
  */
 [[nodiscard]] int firstNeededFile(BDBEnv* env, std::uint32_t* number);
 
 /**
- * Copies what the log files hold between two positions into the files of the same names in `target`, at the same
- * offsets, and waits until it is on disk. 0 or an errno value.
+ * Copies the log between two positions into the files of the same names in `target`, at the same offsets, and syncs
+ * them to disk. 0 or an errno value.
  */
 [[nodiscard]] int copyRange(BDBEnv* env, const QByteArray& target, LogPosition from, LogPosition to);
 
-/** Where an environment has its log file of that number. 0 or an error code. */
+/** The path of the environment's log file of that number. 0 or an error code. */
 [[nodiscard]] int filePath(BDBEnv* env, std::uint32_t number, std::filesystem::path* path);
 
 } // namespace LogTail

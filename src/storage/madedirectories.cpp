@@ -16,9 +16,9 @@ constexpr mode_t Mode = S_IRWXU; // as Berkeley DB would make them, see set_inte
 MadeDirectories::~MadeDirectories()
 {
     for (auto directory = made_.crbegin(); directory != made_.crend(); ++directory) {
-        Base::DirectoryLock lock; // an environment may be opened there just now
+        Base::DirectoryLock lock; // an environment may be opening there
         if (lock.lock(directory->constData()) == 0)
-            (void)::rmdir(directory->constData()); // fails when another request has made something in it
+            (void)::rmdir(directory->constData()); // fails if another request has created something in it
     }
 }
 

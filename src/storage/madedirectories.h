@@ -6,8 +6,8 @@
 #include <vector>
 
 /**
- * The directories that are made for a database file before it is opened, so that they can be claimed first. Removed
- * again unless kept, as far as they are empty and nobody holds them.
+ * The directories created for a database file before it is opened, so that they can be claimed first. Unless kept,
+ * those that are empty and not locked are removed again.
  */
 class MadeDirectories {
 public:
@@ -16,7 +16,7 @@ public:
     MadeDirectories(const MadeDirectories&) = delete;
     MadeDirectories& operator=(const MadeDirectories&) = delete;
 
-    /** Makes the directories in the name of `file`, a path below `base`, that are missing. 0 or an errno value. */
+    /** Creates the missing directories on the path of `file`, which is below `base`. 0 or an errno value. */
     [[nodiscard]] int make(const QByteArray& base, const QByteArray& file);
 
     void keep() { made_.clear(); }

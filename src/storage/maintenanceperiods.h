@@ -4,7 +4,7 @@
 #include <chrono>
 
 /**
- * How long the threads of an environment sleep between two cycles. Sparse on purpose: detection keeps a deadlocked
+ * How long the threads of an environment sleep between two cycles. Infrequent on purpose: detection keeps a deadlocked
  * request from waiting long, the others bound recovery time and log growth without competing with requests.
  */
 namespace MaintenancePeriods {

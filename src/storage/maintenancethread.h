@@ -10,14 +10,14 @@
 class BDBEnv;
 
 /**
- * A thread that looks after one environment: it runs a cycle, sleeps, and runs the next, until it is told to stop. A
- * subclass is one cycle and starts the thread in its constructor, when it is whole.
+ * A background thread of one environment: it runs a cycle, sleeps, and repeats until stopped. A subclass implements the
+ * cycle and starts the thread at the end of its constructor.
  *
- * stop() and waitStopped() may be called by any thread; a sleep ends at once then. The environment must outlive the
- * thread, and waitStopped() must come before the destructor.
+ * stop() and waitStopped() may be called by any thread; stop() interrupts a sleep. The environment must outlive the
+ * thread, and waitStopped() must be called before the destructor.
  *
- * Not a QThread: each of those opens a descriptor for an event loop that nobody runs, and the process is aborted when
- * none is left.
+ * Not a QThread: each of those opens a descriptor for an event loop that is never run, and aborts the process when none
+ * is left.
  */
 class MaintenanceThread {
 public:
@@ -27,11 +27,11 @@ public:
     MaintenanceThread(const MaintenanceThread&) = delete;
     MaintenanceThread& operator=(const MaintenanceThread&) = delete;
 
-    /** Stopped also when the system had no thread for it. */
+    /** Also Stopped when the thread could not be created. */
     int state() const { return state_.load(); }
     void stop();
 
-    /** Returns when the thread has stopped and is gone. */
+    /** Returns when the thread has ended. */
     void waitStopped();
 
 protected:
@@ -49,7 +49,7 @@ private:
     BDBEnv* const env_;
     const std::chrono::milliseconds period_;
     std::atomic<int> state_{Running};
-    std::mutex mutex_; // held for changes of state_, for the sake of the sleeper
+    std::mutex mutex_; // held to change state_, so that a sleeper misses no wake-up
     std::condition_variable stopRequested_;
     std::thread thread_;
 };

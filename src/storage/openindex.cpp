@@ -35,11 +35,11 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
     if (find())
         return 0;
 
-    // One at a time, so that two requests never open the same database twice. An open may wait for the pages that
-    // another request's transaction holds; meanwhile the table's mutex is free for all who find what they look for.
+    // One at a time, so that two requests never open the same database twice. An open may wait for page locks of
+    // another request's transaction; the table's mutex stays free for requests whose database is already open.
     const QMutexLocker opening(&env->openingMutex());
     if (find())
-        return 0; // opened while this one waited
+        return 0; // opened by another request in the meantime
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {

@@ -9,18 +9,18 @@
 #include <mutex>
 
 /**
- * The registry names of environments that are being opened, which takes long after a crash. Whoever wants one of them
- * waits for that opening and shares its result: if each tried again what has just failed, they would do it one after
- * the other. Locks itself; taken after a registry's mutex or without it.
+ * The registry names of environments that are being opened, which takes long after a crash. Other requests for one of
+ * them wait for that open and share its result: if each retried a failed open, they would do so one after the other.
+ * Synchronizes internally; its mutex comes after a registry's in the lock order.
  */
 class OpeningEnvironments {
 public:
     struct Opening {
         bool done = false; // both guarded by mutex_
-        int result = 0;    // as of BDBEnv::open
+        int result = 0;    // of BDBEnv::open()
     };
 
-    /** Null: nobody was opening `name`, and the caller does so from here on until it calls finish(). */
+    /** Null: nobody was opening `name`; the caller does, until it calls finish(). */
     std::shared_ptr<const Opening> joinOrBegin(const QString& name)
     {
         const std::lock_guard lock(mutex_);
@@ -30,7 +30,7 @@ public:
         return nullptr;
     }
 
-    /** The opening of `name` that is under way, or null. */
+    /** The open of `name` in progress, or null. */
     std::shared_ptr<const Opening> find(const QString& name) const
     {
         const std::lock_guard lock(mutex_);
@@ -59,7 +59,7 @@ private:
     QHash<QString, std::shared_ptr<Opening>> openings_; // guarded by mutex_
 };
 
-/** One for the process, as a directory is opened once however many registries there are. */
+/** One per process: a directory is opened once, however many registries there are. */
 inline OpeningEnvironments& openingEnvironments()
 {
     static OpeningEnvironments opening;

@@ -9,7 +9,7 @@
  */
 namespace Settings {
 
-/** The flags of every transaction commit: DB_TXN_SYNC (as made) or DB_TXN_NOSYNC. */
+/** The flags of every transaction commit: DB_TXN_SYNC (the default) or DB_TXN_NOSYNC. */
 std::uint32_t txnCommitFlags();
 void setTxnCommitFlags(std::uint32_t flags);
 
@@ -21,8 +21,8 @@ void setStatLevel(int level);
  * 1 when no hot backup wants log files, so that checkpoints may remove them. One flag for the whole process: disabling
  * backup in one environment lets every environment's checkpoint remove logs.
  *
- * Kept: 0 in a new server, so log files pile up until a backup was stopped or failed. An operator who ships them after
- * a restart must not find that the first checkpoint was faster.
+ * Kept: 0 at start-up, so log files accumulate until a backup is stopped or fails. The first checkpoint after a restart
+ * must not remove log files before the operator resumes shipping them.
  */
 int backupDisabled();
 void setBackupDisabled(int disabled);

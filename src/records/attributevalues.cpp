@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-/** Kept: text as integers are read here. Blanks around it are allowed, anything that is no 64-bit integer is 0. */
+/** Kept: how numbers are parsed. Surrounding blanks are allowed; anything that is not a 64-bit integer is 0. */
 qlonglong integerOf(const QVariant& text)
 {
     return text.toString().toLongLong();
@@ -37,8 +37,8 @@ int attributeMissing(int line)
 }
 
 /**
- * Latin-1 text is stored as its bytes and one zero byte, where the JSON writer ends it. Text that Latin-1 cannot hold
- * stays as it is, so that nothing is lost.
+ * Latin-1 text is stored as its bytes and one zero byte, at which the JSON writer ends it. Text that Latin-1 cannot
+ * represent is left as is, so that nothing is lost.
  */
 QVariant storedText(const QString& text)
 {

@@ -19,10 +19,10 @@ namespace Records {
 [[nodiscard]] int checkExpected(const QVariantMap& oldItem, const QVariantMap& expected);
 
 /**
- * The update action "ADD" on an existing attribute: `current` becomes the sum of two numbers or the two strings one
- * behind the other. 3, with an ERROR line and `current` unchanged, for other or unequal types.
+ * The update action "ADD" on an existing attribute: `current` becomes the sum of two numbers or the concatenation of
+ * two strings. 3, with an ERROR line and `current` unchanged, for other or unequal types.
  *
- * Kept: numbers are 64-bit integers; fractions are not kept, a text that is no integer counts as 0.
+ * Kept: numbers are 64-bit integers; fractions are lost, and text that is not an integer counts as 0.
  */
 [[nodiscard]] int applyAdd(QVariantMap* current, const QVariantMap& addend);
 

@@ -16,7 +16,7 @@ constexpr const char* LogOrigin = "bdbrequest";
 struct OperatorName {
     const char* name;
     ComparisonOperator comparison;
-    std::optional<bool> forward; // where a walk goes from the bound; nothing: as the request says
+    std::optional<bool> forward; // the direction of a walk from the bound; unset: that of the request
 };
 
 constexpr OperatorName Operators[] = {

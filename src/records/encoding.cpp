@@ -16,10 +16,10 @@ namespace {
 constexpr const char* LogOrigin = "bdbrequest";
 
 enum { RecordKeyDigits = 4 };     // on disk, do not change
-enum { PartitionDigestByte = 3 }; // which byte of the digest chooses the partition; on disk, do not change
+enum { PartitionDigestByte = 3 }; // the byte of the digest that selects the partition; on-disk format, do not change
 
 /**
- * Takes the attribute named by a key element of the schema out of `item`. 0 with `found` telling whether it was there;
+ * Removes the attribute named by a key element of the schema from `item`. 0 with `found` set if it was present;
  * StatusInternalError when it lacks the member of the key's type.
  */
 int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes, bool* found)

@@ -11,7 +11,7 @@
 struct KeySchema;
 
 /**
- * The stored formats: how a TableName becomes files, a hash key a partition, and both keys a record key.
+ * The stored formats: how a TableName maps to files, a hash key to a partition, and both keys to a record key.
  *
  * TableName        environment directory | file part
  * record key       LLLL hash-key range-key      LLLL: length of the hash key, decimal, four digits
@@ -21,7 +21,7 @@ struct KeySchema;
  * Pure functions; any thread.
  */
 
-/** Data files of a table. On disk, do not change. */
+/** Data files of a table. On-disk format, do not change. */
 inline constexpr unsigned PartitionCount = 256;
 
 namespace Records {
@@ -36,27 +36,26 @@ QByteArray dataFileName(const QByteArray& tableName, unsigned partition);
 unsigned partitionOf(const QByteArray& hashKey, unsigned count);
 
 /**
- * Kept: a hash key of 10000 bytes or more is written with five digits although readers take four, so such a key reads
+ * Kept: a hash key of 10000 bytes or more is written with five digits although readers expect four, so such a key reads
  * back wrongly. Changing either side would make stored tables unreadable.
  */
 QByteArray recordKey(const QByteArray& hashKey, const QByteArray& rangeKey);
 
-/** Splits a record key without copying. False when its first four bytes are no decimal number. */
+/** Splits a record key without copying. False when its first four bytes are not a decimal number. */
 [[nodiscard]] bool decodeRecordKey(QByteArrayView key, QByteArrayView* hashKey, QByteArrayView* rangeKey);
 
-/** True when Latin-1 can hold the text without loss. */
+/** True when Latin-1 can represent the text. */
 bool isLatin1(const QString& text);
 
 /**
- * The bytes of a key: Latin-1. A character that Latin-1 lacks cannot be stored without loss, so such a key is refused:
- * one ERROR line, StatusInvalidRequest. Values that are no strings are converted as the variant does.
+ * The bytes of a key: Latin-1. A key with characters outside of Latin-1 cannot be stored without loss and is refused:
+ * one ERROR line, StatusInvalidRequest. Values other than strings are converted by the variant.
  */
 [[nodiscard]] int keyBytes(const QVariant& value, QByteArray* bytes);
 
 /**
- * Takes the key attributes that the table's key schema names out of `item`, so that the rest is the stored value.
- * 0, StatusInternalError ("attr missing") or keyBytes' result. An item without the range key attribute has an empty
- * one.
+ * Removes the key attributes of the table's key schema from `item`, which leaves the stored value. 0,
+ * StatusInternalError ("attr missing") or keyBytes' result. The range key of an item without that attribute is empty.
  */
 [[nodiscard]] int extractKeys(const KeySchema& schema, QVariantMap* item, QByteArray* hashKey, QByteArray* rangeKey);
 

@@ -16,7 +16,7 @@ constexpr qsizetype RoomForKeys = 256; // an estimate; the writer grows beyond i
 /** The text of one or more consecutive members. */
 QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
 {
-    return {begin->name.data() - 1, end[-1].value.end()}; // from the quote in front of the name
+    return {begin->name.data() - 1, end[-1].value.end()}; // from the opening quote of the name
 }
 
 } // namespace
@@ -58,7 +58,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
 {
     Json::TextWriter writer(std::move(*out), storedSize + RoomForKeys);
     writer.beginObject();
-    const Json::MemberText* run = members_.data(); // the first member to be copied with the current one in one piece
+    const Json::MemberText* run = members_.data(); // the first member of the run that is copied in one piece
     const Json::MemberText* member = run;
     const Json::MemberText* const end = run + members_.size();
     const auto appendRun = [&] {
@@ -75,7 +75,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
         ++key;
     };
     while (member != end) {
-        // UTF-8 compares with an ASCII name as the characters do.
+        // UTF-8 bytes compare with an ASCII name as characters do.
         if (key != keys_.end() && key->utf8Name <= QByteArrayView(member->name)) {
             const bool replaces = key->utf8Name == QByteArrayView(member->name);
             appendRun();

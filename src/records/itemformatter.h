@@ -19,23 +19,23 @@ struct KeyNames {
 
 /**
  * Turns stored items into the JSON of a reply: reinserts their key attributes, in name order, and reduces them to an
- * "AttributesToGet" list. An item in the form in which this server stores it is checked and copied; any other is parsed
- * and written again. The reply is the same either way. Used by one thread.
+ * "AttributesToGet" list. An item in the form in which this server stores it is validated and copied; any other is
+ * parsed and re-serialized. The reply is the same either way. Used by one thread.
  */
 class ItemFormatter {
 public:
-    /** For items that are read by their key; they are returned without key attributes. */
+    /** For items read by key; they are returned without key attributes. */
     ItemFormatter() = default;
 
     /** For the items of a walk: each gets its key attributes. */
     explicit ItemFormatter(KeyNames names);
 
-    /** From now on drops attributes that are not in the list; the key attributes of a walk stay. */
+    /** From here on drops attributes that are not in the list, except the key attributes of a walk. */
     void keepOnly(const QVariantList& attributesToGet);
 
     const KeyNames& names() const { return names_; }
 
-    /** Appends one item to `out`. False, with `out` as it was, when the stored text is not JSON. */
+    /** Appends one item to `out`. False, with `out` unchanged, when the stored text is not JSON. */
     [[nodiscard]] bool append(const QByteArray& stored, QByteArray* out);
 
     /** The same for a walk, with the bytes of the item's keys. */
@@ -49,7 +49,7 @@ private:
         QByteArray utf8Name;
         QByteArray nameText; // as JSON
         KeyPart part;
-        QByteArrayView bytes; // of the current item, while it is appended
+        QByteArrayView bytes; // of the item being appended
     };
 
     void appendMembers(qsizetype storedSize, QByteArray* out) const;
@@ -58,7 +58,7 @@ private:
     KeyNames names_;
     std::vector<KeyAttribute> keys_; // ascending by name
     std::optional<QSet<QString>> wanted_;
-    std::vector<Json::MemberText> members_; // of the current item; a member to reuse its memory
+    std::vector<Json::MemberText> members_; // of the current item; a data member, to reuse its memory
 };
 
 #endif

@@ -11,7 +11,7 @@ class TableContext;
 struct ItemPlace {
     QByteArray hashKey;
     QByteArray rangeKey;
-    QByteArray key;         // of the record, made of both
+    QByteArray key;         // of the record, built from both
     BDBIndex* db = nullptr; // of the partition; owned by the environment
 };
 
@@ -21,8 +21,8 @@ namespace Records {
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
- * The same for a whole item, which loses its key attributes (see extractKeys). The table's schema was loaded before. 0,
- * or the result of extractKeys or dbOpen.
+ * The same for a whole item, which loses its key attributes (see extractKeys). The table's schema must be loaded. 0, or
+ * the result of extractKeys or dbOpen.
  */
 [[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariantMap* item, ItemPlace* place);
 

@@ -9,7 +9,7 @@ namespace Records {
 /**
  * Applies an "AttributeUpdates" map to `item`, attribute names ascending, and fills `answer` with what `returnValues`
  * ("ALL_OLD", "UPDATED_OLD", "UPDATED_NEW", "ALL_NEW", anything else: nothing) asks for. 0, or the result of a failed
- * "ADD" (see applyAdd); `item` is then half done and must not be written. Pure; any thread.
+ * "ADD" (see applyAdd); `item` is then partly updated and must not be written. Pure; any thread.
  *
  * Kept: "DELETE" ignores a "Value" and removes the whole attribute; an unknown action leaves the attribute alone.
  */

@@ -5,7 +5,7 @@
 
 namespace Records {
 
-/** A JSON list. Anything else counts as an empty one: Qt would also make a list out of the characters of a string. */
+/** A JSON list. Anything else counts as an empty one: Qt would also convert a string to a list of its characters. */
 inline QVariantList listOf(const QVariant& value)
 {
     return value.typeId() == QMetaType::QVariantList ? value.toList() : QVariantList();

@@ -26,7 +26,7 @@ constexpr std::array<std::uint32_t, 64> Sines{
     0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391};
 
-/** By how much a step rotates: four amounts in turn in each of the four rounds. */
+/** The rotation of each step: four amounts in turn in each of the four rounds. */
 constexpr int Rotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
 std::uint32_t littleEndianWord(const unsigned char* bytes)
@@ -90,7 +90,7 @@ std::array<unsigned char, 16> Records::md5(const QByteArray& data)
     for (std::size_t done = 0; done < whole; done += BlockSize)
         addBlock(state, bytes + done);
 
-    // What is left, one bit as an end mark, zeros, and the length: in a second block when the first has no room for it.
+    // The rest of the data, a one bit, zeros, and the length; a second block if the first has no room for it.
     std::array<unsigned char, 2 * BlockSize> tail{};
     const std::size_t left = size - whole;
     std::copy_n(bytes + whole, left, tail.begin());

@@ -8,9 +8,8 @@
 namespace Records {
 
 /**
- * The MD5 digest (RFC 1321) of `data`, its bytes in the order in which the digest is written. Byte 3 chooses the data
- * file of a hash key, so the routine must never change its answers. It spreads keys, it protects nothing. Any thread
- * may call it.
+ * The MD5 digest (RFC 1321) of `data`, its bytes in the order in which the digest is written. Byte 3 selects the data
+ * file of a hash key, so the results must never change. It distributes keys and provides no security. Any thread.
  */
 [[nodiscard]] std::array<unsigned char, 16> md5(const QByteArray& data);
 

@@ -26,7 +26,7 @@ RecordBuffers::RecordBuffers(const QByteArray& key) : keyBytes_(key)
 
 bool RecordBuffers::allocateData(u_int32_t bytes)
 {
-    dataMemory_.reset(); // first, so that both never exist at once
+    dataMemory_.reset(); // first, so that the two never coexist
     dataMemory_.reset(allocate(bytes));
     valid_ = valid_ && dataMemory_ != nullptr;
     data_.set_data(dataMemory_.get());

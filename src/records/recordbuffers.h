@@ -12,8 +12,8 @@
 
 /**
  * The key and data memory of reads: owned by us, filled by Berkeley DB. A typical record costs one allocation for the
- * key and one for the data; a larger one costs a single growth to the largest size that can be read. Never logs, as
- * operations differ in how they report a failed allocation.
+ * key and one for the data; a larger one grows the buffer once, to the largest size that can be read. Never logs, as
+ * operations report a failed allocation differently.
  */
 class RecordBuffers {
 public:
@@ -31,7 +31,7 @@ public:
     RecordBuffers(const RecordBuffers&) = delete;
     RecordBuffers& operator=(const RecordBuffers&) = delete;
 
-    /** False when an allocation failed, now or when the data buffer grew. */
+    /** False once an allocation has failed, including growth of the data buffer. */
     bool valid() const { return valid_; }
 
     Dbt* key() { return &key_; }
@@ -40,12 +40,12 @@ public:
     /** Bytes of the key buffer. */
     u_int32_t keyCapacity() const { return key_.get_ulen(); }
 
-    /** What the last read put into the data buffer; valid until the next read. Not a copy. */
+    /** The data of the last read; valid until the next read. Not a copy. */
     QByteArray dataBytes() const;
 
     /**
      * Runs `read` and, when the record does not fit and the data buffer is below LargeBytes, once more with a buffer of
-     * that size and the key as it was. A failed allocation is seen by valid(); the result is then DB_BUFFER_SMALL.
+     * that size and the original key. If an allocation fails, valid() is false and the result DB_BUFFER_SMALL.
      */
     template <typename Read> [[nodiscard]] int readGrowing(Read&& read)
     {

@@ -24,7 +24,7 @@ bool parseItem(const QByteArray& text, QVariantMap* item)
     return true;
 }
 
-/** How the operations name themselves in their lines, and at which level they report a failed allocation. */
+/** How the operations appear in their log lines, and at which level they report a failed allocation. */
 struct Operation {
     const char* readFailed;
     const char* keySize; // Kept: updateDb's line says "key size" and "data size" where the others say "size".
@@ -43,9 +43,9 @@ int allocationFailed(int level, int line)
 }
 
 /**
- * The first half of a read-modify-write: reads the record with its write lock taken at once, so that two of them take
- * turns instead of both reading first. A missing record is an empty `item` with `found` false. Berkeley DB's code, or
- * StatusInternalError, each with its line.
+ * The first half of a read-modify-write: reads the record under a write lock, which serializes concurrent updates
+ * instead of letting them deadlock on the upgrade. A missing record is an empty `item` with `found` false. Berkeley
+ * DB's code, or StatusInternalError, each with its line.
  */
 int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
                   QVariantMap* item, bool* found)
@@ -76,7 +76,7 @@ int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const Q
 }
 
 /**
- * Writes the item's text; `locked` after readForUpdate. A failure other than a deadlock is a line that begins with
+ * Writes the item's text; `locked` after readForUpdate. A failure other than a deadlock is logged; the line begins with
  * `failed`.
  */
 int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,

@@ -17,17 +17,17 @@ class ItemFormatter;
  * Results: 0; StatusConditionFailed; StatusInternalError (allocation, stored text that does not parse, a malformed
  * condition); StatusNotFound (an ADD on wrong types); or Berkeley DB's code: DB_NOTFOUND from getDb, DB_BUFFER_SMALL
  * for a stored value above 512 KiB, DB_LOCK_DEADLOCK (never logged; the caller retries), others with an ERROR line. A
- * failure leaves the record as it was.
+ * failure leaves the record unchanged.
  */
 namespace Records {
 
-/** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is as it was. */
+/** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is unchanged. */
 [[nodiscard]] int getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item);
 
 /**
  * Writes `item`, the JSON of an item without its key attributes, under the conditions of `expected`. `oldItem` receives
- * the item that was replaced, an empty one when there was none, and stays as it is on failure. Both pointers may be
- * null. Kept: of any size, although getDb reads 512 KiB at most.
+ * the replaced item, empty when there was none, and is unchanged on failure. Both pointers may be null. Kept: accepts
+ * any size, although getDb reads 512 KiB at most.
  */
 [[nodiscard]] int putDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QByteArray& item,
                         const QVariantMap* expected, QVariantMap* oldItem);
@@ -35,7 +35,7 @@ namespace Records {
                         QVariantMap* oldItem, BDBTxn* txn);
 
 /**
- * Deletes a record under the conditions of `expected`. `oldItem` receives what was there. Both may be null. A missing
+ * Deletes a record under the conditions of `expected`. `oldItem` receives the deleted item. Both may be null. A missing
  * record counts as deleted.
  */
 [[nodiscard]] int deleteDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
@@ -45,7 +45,7 @@ namespace Records {
 
 /**
  * Applies an "AttributeUpdates" map. `expected` and `returnValues` may be null; `result` receives what `returnValues`
- * asks for, and only when the update was committed. A missing item that stays without attributes is not written.
+ * asks for, and only when the update was committed. A missing item that would have no attributes is not written.
  */
 [[nodiscard]] int updateDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
                            const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result);

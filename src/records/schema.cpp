@@ -18,8 +18,8 @@ constexpr const char* LogOrigin = "bdbrequest";
 constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
 
 /**
- * Parses the JSON of a table description. Most requests of a thread name the table of the one before, so it remembers
- * what it parsed last.
+ * Parses the JSON of a table description. Most requests of a thread name the same table as the previous one, so the
+ * last result is cached per thread.
  */
 QVariantMap parseDescription(const QByteArray& text)
 {
@@ -30,7 +30,7 @@ QVariantMap parseDescription(const QByteArray& text)
     static thread_local Parsed last;
     if (text != last.text) {
         QVariant value;
-        (void)Json::parse(text, &value); // it is JSON: it was checked when it was read
+        (void)Json::parse(text, &value); // cannot fail: it was validated when it was read
         last = {text, value.toMap()};
     }
     return last.description;

@@ -9,12 +9,12 @@ namespace Records {
 QByteArray schemaRecordKey();
 
 /**
- * Reads the table's description into `description` and, unless `rawOnly`, checks its key schema and remembers it in
- * `table`: a table is usable for items only when it has a hash key and a range key, both of type "S". `description` may
- * be null only when the key schema is loaded already; nothing is read then.
+ * Reads the table's description into `description` and, unless `rawOnly`, checks its key schema and caches it in
+ * `table`: a table can hold items only when it has a hash key and a range key, both of type "S". `description` may be
+ * null only when the key schema is already loaded; nothing is read then.
  *
- * 0; StatusNotFound when the record is missing or its key schema is not acceptable (`description` is filled in the
- * second case); otherwise the code of the environment lookup, the database open or the read.
+ * 0; StatusNotFound when the record is missing or its key schema is invalid (`description` is filled in the second
+ * case); otherwise the code of the environment lookup, the database open or the read.
  */
 [[nodiscard]] int loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly);
 

@@ -12,7 +12,7 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
     const QByteArray directory = environmentDirectory(tableName);
     if (env() != nullptr && directory_ == directory)
         return 0;
-    // First, as the lookup may wait for this very environment to be closed, which waits until nobody holds on to it.
+    // First, as the lookup may wait for this very environment to be closed, which waits for its last user.
     leave();
     EnvironmentUse found;
     if (const int rc =

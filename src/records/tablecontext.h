@@ -19,14 +19,14 @@ struct KeySchema {
 };
 
 /**
- * What a request works with: the environment of its tables, and the key schema of the table that it is at. One for each
+ * The context of a request: the environment of its tables, and the key schema of its current table. One for each
  * request, used by one thread at a time.
  */
 class TableContext {
 public:
     /**
-     * `registry` is the server's, `connection` the connection's own table, and both outlive the context. Environments
-     * that it opens get a table of `environmentCapacity` slots for their databases.
+     * `registry` is the server's, `connection` the connection's own table; both outlive the context. Environments that
+     * it opens get a table of `environmentCapacity` slots for their databases.
      */
     TableContext(BDBObjTable* registry, BDBObjTable* connection, int environmentCapacity)
         : registry_(registry), connection_(connection), environmentCapacity_(environmentCapacity)
@@ -34,14 +34,13 @@ public:
 
     /**
      * Finds the environment of `tableName` or, with `create`, opens it. It becomes the current one, in which databases
-     * are opened and transactions begin, and stays alive until leave(). 0, or the registry's code. For the same
-     * directory it is the one that was found the first time; for another, what was held is given back, whatever the
-     * result.
+     * are opened and transactions begin, and stays alive until leave(). 0, or the registry's code. The same directory
+     * yields the environment found first; another one releases the previous environment, whatever the result.
      */
     [[nodiscard]] int envLookup(const QByteArray& tableName, int create);
 
     /**
-     * How every operation on a table begins: envLookup with `create`, and the environment's access lock taken shared,
+     * Begins every operation on a table: envLookup with `create`, then acquires the environment's access lock shared,
      * until leave(). 0, the look-up's code, or StatusNotFound while the environment is being deleted.
      */
     [[nodiscard]] int openTable(const QByteArray& tableName);
@@ -52,10 +51,10 @@ public:
     /** Finds or opens the database of one of the table's partitions in the current environment. */
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
-    /** Gives back the current environment and its access lock. On the thread that opened the table. */
+    /** Releases the current environment and its access lock. On the thread that opened the table. */
     void leave();
 
-    /** Forgets the hold on the access lock without giving it back: the caller sees to that. */
+    /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { environment_.dismissAccess(); }
 
     /** The current environment, or null. */
@@ -63,7 +62,7 @@ public:
 
     BDBObjTable* registry() const { return registry_; }
 
-    /** The key schema that loadSchema checked last; nothing before. */
+    /** The key schema that loadSchema checked last; unset before. */
     const std::optional<KeySchema>& keySchema() const { return keySchema_; }
     void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
 

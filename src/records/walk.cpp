@@ -16,8 +16,8 @@ int Walk::open(BDBEnv* env, BDBIndex* db)
 {
     int rc = txn_.begin(env, 0);
     if (rc == 0)
-        // As a flag of the cursor, since Berkeley DB accepts it with a read and does nothing with it there.
-        // Kept: of a batch that is written meanwhile the walk may see a part; writers do not wait for all of it.
+        // As a flag of the cursor: Berkeley DB accepts it with a read, but ignores it there.
+        // Kept: the walk may see part of a concurrent batch; writers do not wait for the whole walk.
         rc = cursor_.open(db, &txn_, DB_READ_COMMITTED);
     if (rc != 0) {
         if (rc != DB_LOCK_DEADLOCK)
@@ -63,7 +63,7 @@ int Walk::appendItem(ItemFormatter* format, QByteArrayView hash, QByteArrayView 
 
 int Walk::finish(int rc)
 {
-    (void)cursor_.close(); // a failure shows in the transaction's end, if anywhere
+    (void)cursor_.close(); // a failure surfaces when the transaction ends, if at all
     return txn_.finish(rc);
 }
 

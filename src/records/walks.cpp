@@ -12,8 +12,8 @@
 namespace {
 
 /**
- * Opens the walk, lets `gather` fill a Result and append to `items`, and ends the walk. The result is handed on when
- * all that succeeded; otherwise the items are taken back.
+ * Opens the walk, lets `gather` fill a Result and append to `items`, and ends the walk. The result is published if all
+ * of that succeeded; otherwise the appended items are removed.
  */
 template <typename Result, typename Gather>
 int runWalk(Walk& walk, BDBEnv* env, BDBIndex* db, Gather&& gather, QByteArray* items, Result* result)
@@ -37,22 +37,22 @@ struct KeyFilter {
     KeyBounds range;
 };
 
-/** Kept: conditions on other attributes let everything through. */
+/** Kept: conditions on other attributes match everything. */
 int parseFilter(const QVariantMap& filter, const KeyNames& names, KeyFilter* parsed)
 {
-    bool direction = true; // a scan always walks up
+    bool direction = true; // a scan always ascends
     if (const int rc = Records::parseCondition(filter.value(names.hash).toMap(), &parsed->hash, &direction))
         return rc;
     return Records::parseCondition(filter.value(names.range).toMap(), &parsed->range, &direction);
 }
 
-/** That no later key of a condition can match does not end a scan: with the next hash key they may again. */
+/** A scan does not end when no later key can match a condition: keys of the next hash key may match again. */
 bool matchesFilter(const KeyFilter& filter, QByteArrayView hash, QByteArrayView range)
 {
     return Records::matchCondition(hash, filter.hash).match && Records::matchCondition(range, filter.range).match;
 }
 
-/** One scan under way: where it looks, and what it looks for. */
+/** A scan in progress: its position and its criteria. */
 class RecordScan {
 public:
     RecordScan(Walk& walk, const ScanRange& range, const QByteArray& startKey, const KeyFilter& filter,
@@ -76,7 +76,7 @@ public:
                 if (const int rc = examine(hash, range, result))
                     return rc;
             }
-            // Kept: looked at behind the record, so that one is examined whatever the limit.
+            // Kept: checked after the record, so that one is examined whatever the limit.
             if (result->scanned >= range_.limit) {
                 result->lastHash = hash.toByteArray().append('\0');
                 result->lastRange = range.toByteArray().append('\0');
@@ -108,7 +108,7 @@ private:
     QByteArray* const items_;
 };
 
-/** One query under way: where it looks, and what it looks for. */
+/** A query in progress: its position and its criteria. */
 class RecordQuery {
 public:
     RecordQuery(Walk& walk, const QueryRange& range, const KeyBounds& condition, bool forward, ItemFormatter* format,
@@ -117,7 +117,7 @@ public:
           forward_(forward), format_(format), items_(items), positioning_(!forward || !range.startRange.isEmpty())
     {}
 
-    /** Walks until the end of the hash key, a condition that says stop, or the limit. */
+    /** Walks until the end of the hash key, a condition that rules out later keys, or the limit. */
     [[nodiscard]] int run(QueryResult* result)
     {
         const u_int32_t onward = forward_ ? DB_NEXT : DB_PREV;
@@ -155,11 +155,11 @@ public:
 
 private:
     /**
-     * A downward walk seeks to where its first record would be and may land behind all records of the hash key, or find
-     * nothing when they are the last ones of the file: one step back then leads to the first record. (From a cursor
-     * that found nothing, a step back is the last record of the file.)
+     * A descending walk seeks the position of its first record and may land past all records of the hash key, or find
+     * nothing if they are the last in the file: one step back then reaches the first record. (From an unpositioned
+     * cursor, a step back is the last record of the file.)
      *
-     * Kept: a start key that has vanished leaves the walk on the next greater key, which is then its first record.
+     * Kept: if the start key has been deleted, the walk starts on the next greater key, which is then its first record.
      */
     bool stepBackFromSeek() { return std::exchange(positioning_, false) && !forward_; }
 
@@ -176,7 +176,7 @@ private:
     const bool forward_;
     ItemFormatter* const format_; // or null
     QByteArray* const items_;
-    bool positioning_; // until the first record that the seek leads to
+    bool positioning_; // until the first record after the seek
 };
 
 } // namespace
@@ -204,11 +204,11 @@ int Records::queryDb(BDBEnv* env, BDBIndex* db, const QueryRange& range, ItemFor
         if (const int rc = parseCondition(*range.condition, &condition, &forward))
             return rc;
     }
-    // Kept: a start key whose range key is empty is none.
+    // Kept: a start key with an empty range key counts as none.
     if (!range.startRange.isEmpty())
-        condition.low = range.startRange; // Kept: for the comparisons as well, not for the seek alone
+        condition.low = range.startRange; // Kept: for the comparisons as well, not only for the seek
     else if (!forward && condition.low.isEmpty())
-        condition.low = QByteArray(1, '\xff'); // behind every range key of the hash key
+        condition.low = QByteArray(1, '\xff'); // after every range key of the hash key
 
     Walk walk("queryDb", recordKey(range.hashKey, condition.low));
     RecordQuery query(walk, range, condition, forward, format, items);

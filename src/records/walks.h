@@ -8,34 +8,34 @@ class BDBIndex;
 
 /**
  * Walks over the records of one "data" database `db` of the environment `env` with a cursor, each in a transaction of
- * its own. A walk holds a read lock on the page that it is on and on none that it has left, so a writer waits for a
- * page at most and not for the walk. Each item is whole; of a batch that is written meanwhile a walk may see a part.
- * Results: 0; StatusInternalError with an ERROR line (a malformed condition, a corrupt key, stored text that does not
- * parse, no memory); StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code,
- * DB_LOCK_DEADLOCK without a line.
+ * its own. A walk holds a read lock on its current page only, so a writer waits for a page at most and not for the
+ * walk. Each item is read consistently; of a concurrent batch a walk may see a part. Results: 0; StatusInternalError
+ * with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, out of memory);
+ * StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK without a
+ * line.
  *
- * The JSON of the items that match is appended to `items`, joined by commas. On failure `items` and `result` are as
- * they were.
+ * The JSON of the matching items is appended to `items`, joined by commas. On failure `items` and `result` are
+ * unchanged.
  */
 
-/** What a scan asks for. */
+/** The parameters of a scan. */
 struct ScanRange {
     QByteArray startHash; // exclusive, with startRange; empty: from the beginning
     QByteArray startRange;
     int limit;                 // records to examine; at least one is examined whatever it says
     const QVariantMap& filter; // not owned
-    bool countOnly = false;    // what matches is read and checked all the same, but not gathered
+    bool countOnly = false;    // matching items are still read and checked, but not returned
 };
 
 struct ScanResult {
     int count = 0;   // records that matched
     int scanned = 0; // records that were examined
-    // Set when the walk ended on the limit: the keys of the last examined record, each with one zero byte.
+    // Set if the walk ended at the limit: the keys of the last examined record, each with one zero byte.
     QByteArray lastHash;
     QByteArray lastRange;
 };
 
-/** What a query asks for. */
+/** The parameters of a query. */
 struct QueryRange {
     QByteArray hashKey;
     QByteArray startRange; // exclusive; empty: from the beginning
@@ -46,14 +46,14 @@ struct QueryRange {
 
 struct QueryResult {
     int count = 0;
-    QByteArray lastRange; // set when the walk ended on the limit: the last examined range key with one zero byte
+    QByteArray lastRange; // set if the walk ended at the limit: the last examined range key with one zero byte
 };
 
 namespace Records {
 
 /**
- * Walks a whole partition in key order. Of the filter only the conditions on the two key attributes, which `format`
- * names, are looked at.
+ * Walks a whole partition in key order. Only the filter's conditions on the two key attributes, which `format` names,
+ * are evaluated.
  */
 [[nodiscard]] int scanDb(BDBEnv* env, BDBIndex* db, const ScanRange& range, ItemFormatter* format, QByteArray* items,
                          ScanResult* result);

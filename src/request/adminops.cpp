@@ -26,7 +26,7 @@ int flushDb(BDBEnv* env, const QByteArray& tableName)
 
 int backupControl(BDBEnv* env, const QVariant& target, BDBBackupMode mode)
 {
-    // A number would pass for the name of a directory; what is no text names none, and the backup fails.
+    // A number would convert to a directory name; anything but a string names no directory, and the backup fails.
     const bool isText = target.typeId() == QMetaType::QString;
     return env->backup(isText ? target.toString() : QString(), mode);
 }

@@ -9,19 +9,19 @@ struct BDBRequest;
 
 namespace Requests {
 
-/** The operation that tells what the backup of a table's environment does. Reads the parsed body, fills the reply. */
+/** The operation that reports the backup state of a table's environment. Reads the parsed body, fills the reply. */
 [[nodiscard]] int describeBackup(BDBRequest& request);
 
-/** The administrative actions that ride in an UpdateTable. The caller holds the environment's access lock shared. */
+/** The administrative actions carried by an UpdateTable. The caller holds the environment's access lock shared. */
 
 /**
- * Runs the first of "FlushDB", "DbBackup", "UpdateDbBackup" and "StopDbBackup" that `actions` holds; 0 when it holds
+ * Runs the first of "FlushDB", "DbBackup", "UpdateDbBackup" and "StopDbBackup" that `actions` contains; 0 if there is
  * none.
  */
 [[nodiscard]] int runAdminAction(BDBEnv* env, const QByteArray& tableName, const QVariantMap& actions);
 
 /**
- * Forces the whole transaction log of the environment to disk; database pages stay in the cache. Returns Berkeley DB's
+ * Flushes the whole transaction log of the environment to disk; database pages stay in the cache. Returns Berkeley DB's
  * result.
  */
 [[nodiscard]] int flushEnv(BDBEnv* env);

@@ -36,21 +36,21 @@ bool hasConditions(const QVariantMap& entry)
     return entry.contains(u"ReturnValues"_s) || entry.contains(u"Expected"_s);
 }
 
-/** A write that needs nothing any more but the transaction. */
+/** A write that is ready for the transaction. */
 struct BatchWrite {
     QByteArray tableName;
     BDBIndex* db; // owned by the environment
     QByteArray key;
-    std::optional<QByteArray> item; // its JSON; nothing: the record is deleted
+    std::optional<QByteArray> item; // its JSON; unset: the record is deleted
 };
 
-/** What a batch comes to, and how far the walk over its tables goes when all writes in front of its end succeed. */
+/** The writes of a batch, and where the walk over its tables ends if all of them succeed. */
 struct BatchPlan {
     std::vector<BatchWrite> writes;
-    QByteArray lastTable;         // the last TableName that is looked at
+    QByteArray lastTable;         // the last TableName that is examined
     QVariantMap foreign;          // from the first table of another environment on
-    int failure = 0;              // what ends the walk early, behind the writes
-    std::function<void()> report; // the line about what ends it; an attempt whose writes fail does not come so far
+    int failure = 0;              // what ends the walk early, after the writes
+    std::function<void()> report; // logs what ends it; not reached by an attempt whose writes fail
 };
 
 int refuse(BatchPlan* plan, const char* text, int line)
@@ -99,7 +99,7 @@ int planDeleteItem(TableContext& table, const QByteArray& tableName, const QVari
     return StatusSuccess;
 }
 
-/** Plans one table's list in order; the first failure ends it. Kept: an entry of neither kind is skipped. */
+/** Plans one table's list in order, up to the first failure. Kept: an entry of neither kind is skipped. */
 int planTable(TableContext& table, const QByteArray& tableName, const QVariantList& entries, BatchPlan* plan)
 {
     QVariantMap description;
@@ -124,9 +124,9 @@ int planTable(TableContext& table, const QByteArray& tableName, const QVariantLi
 }
 
 /**
- * Plans the tables in order, up to the first that does not belong to the batch's environment, in `batchPath`; the first
- * failure ends it.
- * Kept: directories are compared as they are spelled.
+ * Plans the tables in order, up to the first failure or the first table outside of the batch's environment,
+ * `batchPath`.
+ * Kept: directories are compared as spelled.
  */
 int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray& batchPath, BatchPlan* plan)
 {
@@ -139,7 +139,7 @@ int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray
             };
             for (; table != tables.constEnd(); ++table)
                 plan->foreign.insert(table.key(), table.value());
-            break; // what stands in front of it is written
+            break; // the tables before it are written
         }
         if (const int rc = planTable(context, plan->lastTable, Records::listOf(table.value()), plan))
             return rc;
@@ -148,24 +148,24 @@ int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray
 }
 
 /**
- * A batch: all its tables in one transaction, which is repeated after a deadlock.
+ * A batch: all its tables in one transaction, which is retried after a deadlock.
  *
- * Schemas are read and databases opened before the transaction's first write: both wait for pages, each in a
- * transaction of its own. One that waited for a page which the batch holds would wait for good, since Berkeley DB
- * cannot see that the thread of the one is that of the other. What the layers below say about a table or a key is said
- * then, once; the batch's own lines and its outcome are those of a walk that writes as it goes.
+ * Schemas are read and databases opened before the transaction's first write: both wait for page locks, each in a
+ * transaction of its own. Waiting for a page that the batch has locked would hang forever, since Berkeley DB does not
+ * know that both transactions run on the same thread. The layers below log problems with a table or a key at that
+ * point, once; the batch's own lines and its outcome are those of a walk that writes as it goes.
  */
 class Batch {
 public:
-    /** `context` has the environment of `firstTable`. */
+    /** `context` has opened the environment of `firstTable`. */
     Batch(TableContext& context, const QVariantMap& tables, const QByteArray& firstTable)
         : context_(context), tables_(tables), lastTable_(firstTable)
     {}
 
-    /** One attempt. DB_LOCK_DEADLOCK: to be repeated. */
+    /** One attempt. DB_LOCK_DEADLOCK: retry. */
     int run()
     {
-        BDBTxn txn; // holds no page before the first write
+        BDBTxn txn; // holds no page lock before the first write
         if (const int rc = txn.begin(context_.env(), 0)) {
             unprocessed_.clear();
             return rc;
@@ -189,7 +189,7 @@ public:
     const QVariantMap& unprocessed() const { return unprocessed_; }
 
 private:
-    /** The writes up to the first failure, and not further than its table. */
+    /** The writes up to the first failure; lastTable_ is then its table. */
     int writePlanned(BDBTxn* txn)
     {
         for (const BatchWrite& write : plan_->writes) {
@@ -202,7 +202,7 @@ private:
         return StatusSuccess;
     }
 
-    /** What comes behind the writes: the failure that ends the walk, or 0. */
+    /** After the writes: the failure that ends the walk, or 0. */
     int endWalk()
     {
         lastTable_ = plan_->lastTable;
@@ -214,8 +214,8 @@ private:
     TableContext& context_;
     const QVariantMap& tables_;
     std::optional<BatchPlan> plan_;
-    QByteArray lastTable_;    // the last TableName that an attempt looked at; the first one before it
-    QVariantMap unprocessed_; // after the attempt that is not repeated
+    QByteArray lastTable_;    // the last TableName that an attempt examined; initially the first one
+    QVariantMap unprocessed_; // of the final attempt
 };
 
 } // namespace
@@ -237,8 +237,8 @@ int Requests::batchWriteItem(BDBRequest& request)
                                    [](int backoff) { LOG_WARN << "WriteBatchItem Got deadlock retry " << backoff; },
                                    DeadlockWarning::FromFourth);
 
-    // Kept: the release goes to the environment of the last TableName that was looked at. After a table of another
-    // environment that is not the one we hold, and the first table's environment keeps this hold for good.
+    // Kept: releases the access lock of the environment of the last TableName that was examined. If that is another
+    // environment, this thread does not hold its lock, and the hold on the first table's environment is never released.
     if (environmentDirectory(batch.lastTable()) != environmentDirectory(firstTable)) {
         context.dismissAccess();
         Registry::unlockEnv(context.registry(), batch.lastTable());

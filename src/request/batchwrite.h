@@ -6,9 +6,8 @@ struct BDBRequest;
 namespace Requests {
 
 /**
- * Puts and deletes for one or more tables of one environment, applied in one transaction: whole or not at all. Tables
- * of another environment are handed back in "UnprocessedItems". Reads the parsed body, fills the reply, returns the
- * status.
+ * Puts and deletes for one or more tables of one environment, applied atomically in one transaction. Tables of another
+ * environment are returned in "UnprocessedItems". Reads the parsed body, fills the reply, returns the status.
  */
 [[nodiscard]] int batchWriteItem(BDBRequest& request);
 

@@ -45,12 +45,11 @@ QByteArray BDBRequest::tableName() const
 
 void Requests::dispatch(BDBRequest& request)
 {
-    // Kept: names are compared up to their first zero byte: a name that goes on behind one is the operation in front of
-    // it.
+    // Kept: names are compared up to their first zero byte; anything after it is ignored.
     const std::string_view name = request.operation.constData();
     for (const Handler& handler : Handlers) {
         if (handler.operation.isNamed(name)) {
-            // A client that is slow to read its reply must not keep the environment from being deleted meanwhile.
+            // A client that is slow to read its reply must not keep the environment from being deleted.
             const auto leave = qScopeGuard([&] { request.table.leave(); });
             request.status = handler.run(request);
             return;

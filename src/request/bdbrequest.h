@@ -8,8 +8,8 @@
 #include <QVariantMap>
 
 /**
- * One request: what came from the client, the reply as it grows, and what it has open meanwhile. Owned by the
- * connection's handler, made anew for every request, used by one thread at a time.
+ * One request: the client's input, the reply under construction, and what the request has open. Owned by the
+ * connection's handler, created for every request, used by one thread at a time.
  */
 struct BDBRequest {
     /** `environments` is the server's registry, `connection` the connection's own table; both outlive the request. */
@@ -17,12 +17,12 @@ struct BDBRequest {
         : table(environments, connection, tableCapacity)
     {}
 
-    /** The body's "TableName" as bytes: UTF-8, as the file system has it. Empty when it is missing. */
+    /** The body's "TableName" as bytes: UTF-8, as in the file system. Empty when it is missing. */
     QByteArray tableName() const;
 
     int status = StatusSuccess;
 
-    QByteArray operation; // the name of the message header
+    QByteArray operation; // the name from the message header
     QByteArray body;      // the JSON text
     QVariantMap parsedBody;
     QVariantMap reply;
@@ -33,8 +33,8 @@ struct BDBRequest {
 namespace Requests {
 
 /**
- * Runs the operation that the request's name asks for, on the calling (database pool) thread. Afterwards the request's
- * status is set and its reply map holds what the operation put there. An unknown name is one ERROR line and status 2.
+ * Runs the operation that the request names, on the calling (database pool) thread. Sets the request's status; the
+ * operation fills its reply map. An unknown name is one ERROR line and status 2.
  */
 void dispatch(BDBRequest& request);
 

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/** The common opening of the operations that name an item by "Key". */
+/** The common first step of the operations that name an item by "Key". */
 int openItem(BDBRequest& request, ItemPlace* place)
 {
     const QByteArray tableName = request.tableName();
@@ -38,7 +38,7 @@ template <typename Attempt> int retryItem(const char* operation, const ItemPlace
     });
 }
 
-/** A member of the request's body as a map; nothing when the body has no such member. */
+/** A member of the request's body as a map; unset when the body has no such member. */
 std::optional<QVariantMap> optionalMap(const BDBRequest& request, const QString& name)
 {
     const auto found = request.parsedBody.constFind(name);
@@ -58,7 +58,7 @@ bool wantsOldItem(const BDBRequest& request)
 }
 
 /**
- * Kept: the two key attributes come as bare strings, although all others are typed values. Clients read them so.
+ * Kept: the two key attributes are returned as bare strings, although all others are typed values. Clients rely on it.
  */
 void addBareKeys(BDBRequest& request, const ItemPlace& place, QVariantMap* attributes)
 {
@@ -66,7 +66,7 @@ void addBareKeys(BDBRequest& request, const ItemPlace& place, QVariantMap* attri
     QString hashName;
     QString rangeName;
     (void)Records::loadSchema(request.table, request.tableName(), &description,
-                              true);                                    // ignored: without it the names stay empty
+                              true);                                    // ignored: on failure the names stay empty
     (void)Requests::schemaKeyNames(description, &hashName, &rangeName); // ignored likewise
     attributes->insert(hashName, QString::fromLatin1(place.hashKey));
     attributes->insert(rangeName, QString::fromLatin1(place.rangeKey));
@@ -84,7 +84,7 @@ int Requests::putItem(BDBRequest& request)
     QVariantMap description;
     if (const int rc = Records::loadSchema(table, tableName, &description, false))
         return rc;
-    QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // ours alone, so it loses its keys without a copy
+    QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // sole owner, so the keys are removed without a copy
     ItemPlace place;
     if (const int rc = Records::takePlace(table, tableName, &item, &place))
         return rc;
@@ -97,7 +97,7 @@ int Requests::putItem(BDBRequest& request)
         return Records::putDb(table.env(), place.db, place.key, stored.text, pointerTo(expected),
                               returnOld ? &oldItem : nullptr);
     });
-    // Kept: "Attributes" is always there, with the new item unless the old one was asked for.
+    // Kept: "Attributes" is always present, with the new item unless the old one was requested.
     if (rc == 0)
         request.reply.insert(u"Attributes"_s, returnOld ? QVariant(oldItem) : QVariant::fromValue(stored));
     return rc;
@@ -116,7 +116,7 @@ int Requests::getItem(BDBRequest& request)
         return Records::getDb(request.table.env(), place.db, place.key, &format, &item.text);
     });
     if (rc == DB_NOTFOUND)
-        return StatusSuccess; // Kept: an item that is not there is no error, the reply just lacks "Item"
+        return StatusSuccess; // Kept: a missing item is not an error, the reply just lacks "Item"
     if (rc == 0)
         request.reply.insert(u"Item"_s, QVariant::fromValue(item));
     return rc;

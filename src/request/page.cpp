@@ -25,14 +25,14 @@ int limitOf(const QVariantMap& body)
     const auto limit = body.constFind(u"Limit"_s);
     if (limit == body.constEnd())
         return Limits::PageItems;
-    // Below zero is as good as zero, and leaves a walk room to count down.
+    // A negative limit counts as zero, so that a walk can decrement it without overflow.
     return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
 }
 
 int readHashKey(const QVariantMap& body, QueryRequest* query)
 {
     if (query->page.hasStart) {
-        query->hashKey = query->page.startHash; // Kept: with a start key nobody looks at "HashKeyValue"
+        query->hashKey = query->page.startHash; // Kept: with a start key, "HashKeyValue" is ignored
         return StatusSuccess;
     }
     const auto value = body.constFind(u"HashKeyValue"_s);
@@ -49,8 +49,8 @@ int readHashKey(const QVariantMap& body, QueryRequest* query)
 }
 
 /**
- * Kept: both elements are bare strings although ExclusiveStartKey wants {"S": ...}; clients wrap them before they
- * resume. Whatever else the request's start key held comes back with them.
+ * Kept: both elements are bare strings although ExclusiveStartKey expects {"S": ...}; clients wrap them before they
+ * resume. Any other members of the request's start key are returned with them.
  */
 void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
 {

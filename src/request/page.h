@@ -9,11 +9,9 @@
 
 struct BDBRequest;
 
-/**
- * What Scan and Query have in common: a page of items at a time. Reading what the request asks for, and answering it.
- */
+/** What Scan and Query have in common: reading the request for a page of items, and answering it. */
 
-/** What both operations read from a request in the same way. */
+/** The parameters common to both operations. */
 struct PageRequest {
     bool countOnly = false;
     int limit = 0; // records to examine
@@ -23,7 +21,7 @@ struct PageRequest {
     QByteArray startRange;
 };
 
-/** What a Query asks for. */
+/** The parameters of a Query. */
 struct QueryRequest {
     PageRequest page;
     bool hasHashKey = true;
@@ -35,10 +33,10 @@ struct QueryRequest {
 
 namespace Requests {
 
-/** Reads what a Scan asks for. 0, or the result of readElementKeys. */
+/** Reads the parameters of a Scan. 0, or the result of readElementKeys. */
 [[nodiscard]] int readPage(const QVariantMap& body, PageRequest* page);
 
-/** Reads what a Query asks for. 0, StatusInternalError with an ERROR line, or the result of a key that is refused. */
+/** Reads the parameters of a Query. 0, StatusInternalError with an ERROR line, or the result for a refused key. */
 [[nodiscard]] int readQuery(const QVariantMap& body, QueryRequest* query);
 
 /**
@@ -48,10 +46,10 @@ namespace Requests {
 [[nodiscard]] int readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page,
                                bool withScannedCount, KeyNames* names);
 
-/** What makes the page's items out of the records. */
+/** The formatter that turns the records into the page's items. */
 ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names);
 
-/** What a read that failed answers beside its status. */
+/** Fills the reply of a failed read. */
 void answerNothing(BDBRequest& request, const PageRequest& page, bool withScannedCount);
 
 void answerScan(BDBRequest& request, const PageRequest& page, const ScanResult& found, const QByteArray& items);

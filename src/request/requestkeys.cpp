@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-/** What is said of one of the two elements of a key, in requests and in schemas. */
+/** How requests and schemas refer to one of the two elements of a key. */
 struct KeyElement {
     QString name;
     const char* missing;

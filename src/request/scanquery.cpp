@@ -22,7 +22,7 @@ int retryWalk(const char* operation, const QByteArray& hash, const QByteArray& r
     });
 }
 
-/** Adds what the scan of a later partition found to what was found before. */
+/** Adds the result of a later partition to the total. */
 void add(ScanResult&& later, ScanResult* all)
 {
     all->count += later.count;
@@ -37,7 +37,7 @@ QueryRange rangeOf(const QueryRequest& query)
             query.hasCondition ? &query.condition : nullptr};
 }
 
-/** Kept: the empty hash key has the first or last partition, not the one of its digest, where PutItem stores it. */
+/** Kept: the empty hash key selects the first or last partition, not that of its digest, where PutItem stores it. */
 unsigned partitionOf(const QueryRequest& query)
 {
     if (query.hashKey.isEmpty())
@@ -65,7 +65,7 @@ int Requests::scanTable(BDBRequest& request)
     ItemFormatter format = formatterOf(page, names);
     QByteArray items;
     ScanResult all;
-    // Kept: a start key whose hash key is empty is none.
+    // Kept: a start key with an empty hash key counts as none.
     unsigned partition = range.startHash.isEmpty() ? 0 : Records::partitionOf(range.startHash, PartitionCount);
     for (; partition < PartitionCount && all.lastHash.isEmpty(); ++partition) {
         BDBIndex* db = nullptr;
@@ -79,7 +79,7 @@ int Requests::scanTable(BDBRequest& request)
             return rc;
         }
         range.limit -= found.scanned;
-        range.startHash.clear(); // the start lies in the first partition; the others are walked from their beginning
+        range.startHash.clear(); // the start is in the first partition; the others are walked from the beginning
         range.startRange.clear();
         add(std::move(found), &all);
     }
@@ -97,7 +97,7 @@ int Requests::queryTable(BDBRequest& request)
     if (const int rc = readQuery(request.parsedBody, &query))
         return rc;
     if (!query.hasHashKey) {
-        // Kept: a query without a hash key succeeds, and says so in the form of another operation.
+        // Kept: a query without a hash key succeeds, with a reply in the form of another operation.
         request.reply.insert(u"Attributes"_s, QVariantMap());
         return StatusSuccess;
     }

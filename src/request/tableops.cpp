@@ -31,7 +31,7 @@ bool isDirectory(const QByteArray& path)
     return !path.isEmpty() && !path.contains('\0') && std::filesystem::is_directory(path.toStdString(), error);
 }
 
-/** The bytes of all files below `path`; what cannot be read, or does not exist, counts nothing. */
+/** The total size of all files below `path`; what cannot be read, or does not exist, counts as 0. */
 qlonglong directorySize(const QByteArray& path, bool recursive)
 {
     namespace fs = std::filesystem;
@@ -72,7 +72,7 @@ int Requests::createTable(BDBRequest& request)
         {"TableName", request.parsedBody.value(u"TableName"_s).toString()},
         {"TableStatus", "ACTIVE"},
     };
-    // Kept: whatever there was, so a second CreateTable replaces the description and leaves the items.
+    // Kept: even if the table exists, so a second CreateTable replaces the description and leaves the items.
     BDBEnv* const env = request.table.env();
     const QByteArray stored = Json::serialize(description);
     const int rc =
@@ -95,7 +95,7 @@ int Requests::describeTable(BDBRequest& request)
     }
     QVariantMap description;
     const int rc = Records::loadSchema(request.table, tableName, &description, false);
-    const qlonglong bytes = directorySize(tableName, true); // Kept: of the whole name, so 0 for one with a bar
+    const qlonglong bytes = directorySize(tableName, true); // Kept: of the whole name, so 0 for one with a "|"
     if (!description.isEmpty()) {
         description.insert(u"ItemCount"_s, ItemCount);
         description.insert(u"TableName"_s, request.parsedBody.value(u"TableName"_s).toString());
@@ -107,13 +107,13 @@ int Requests::describeTable(BDBRequest& request)
 
 int Requests::deleteTable(BDBRequest& request)
 {
-    // Kept: succeeds for names that never were, and deletes no file: it closes and forgets the environment, for all of
-    // its tables.
+    // Kept: succeeds for names that never existed, and deletes no file: it closes and forgets the environment, for all
+    // of its tables.
     const QByteArray tableName = request.tableName();
     TableContext& table = request.table;
     if (table.envLookup(tableName, 0) != 0)
         return StatusSuccess;
-    table.leave(); // before the waiting: two deletes would wait for each other
+    table.leave(); // before waiting: two deletes would deadlock
     const auto lock = Registry::lockEnv(table.registry(), tableName, true);
     if (!lock)
         return StatusSuccess; // another delete was faster

@@ -28,7 +28,7 @@ BDBIOMaster::~BDBIOMaster()
     port_.stop();
     for (const auto& worker : workers_)
         worker->waitStopped();
-    // Requests use their worker to answer, so the workers stay until all have ended.
+    // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
     for (const auto& [handler, owner] : handlers_)
         ::close(handler->socketDescriptor());
@@ -64,7 +64,7 @@ void BDBIOMaster::addConnection(int socket)
     }
     if (nextWorker_ == workers_.size())
         nextWorker_ = 0;
-    (void)workers_[nextWorker_++]->addConnection(socket); // a failure has closed the socket, there is nothing to add
+    (void)workers_[nextWorker_++]->addConnection(socket); // on failure it has closed the socket; nothing else to do
 }
 
 BDBReqHandler* BDBIOMaster::keepHandler(std::unique_ptr<BDBReqHandler> handler)

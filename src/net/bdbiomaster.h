@@ -19,8 +19,8 @@ class BDBObjTable;
  * Owns what serves the connections: the I/O workers with the port they wait on, the database pool, and the handlers of
  * the open connections.
  *
- * Threads: the main thread constructs, initialises and destroys it; the accept thread adds connections; the rest is for
- * the workers and may be called by any thread.
+ * Threads: the main thread constructs, initialises and destroys it; the accept thread adds connections; everything else
+ * is for the workers and may be called by any thread.
  */
 class BDBIOMaster {
 public:
@@ -28,8 +28,7 @@ public:
     BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments);
 
     /**
-     * Stops the workers, lets the requests that have begun end, and closes the connections. Nothing may be added any
-     * more.
+     * Stops the workers, waits for running requests, and closes the connections. No connection may be added any more.
      */
     virtual ~BDBIOMaster();
     BDBIOMaster(const BDBIOMaster&) = delete;
@@ -38,23 +37,23 @@ public:
     /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are left out. */
     void init(int workers, int poolMax);
 
-    /** Hands an accepted socket, or an invalid one, to the worker whose turn it is. For the accept thread only. */
+    /** Hands an accepted socket, or an invalid one, to the next worker in turn. For the accept thread only. */
     void addConnection(int socket);
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
 
-    /** Takes a new connection's handler, to be destroyed by destroyHandler() or, in the end, with the master. */
+    /** Takes ownership of a new connection's handler until destroyHandler() or the master's destruction. */
     BDBReqHandler* keepHandler(std::unique_ptr<BDBReqHandler> handler);
     void destroyHandler(BDBReqHandler* handler);
 
 protected:
-    /** Makes a worker that is not started yet. Null when there is no memory for it. */
+    /** Creates a worker, not yet started. Null when out of memory. */
     virtual std::unique_ptr<BDBIOWorker> createWorker();
 
 private:
     CompletionPort port_;
-    std::vector<std::unique_ptr<BDBIOWorker>> workers_; // those that run; fixed after init
+    std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;
     BDBObjTable* const environments_; // the server's
     const int envTableCapacity_;

@@ -8,10 +8,10 @@ class BDBObjTable;
 class BDBReqHandler;
 
 /**
- * A thread that moves bytes for connections. Any worker may serve any connection; which one sets a connection up is all
- * that the master's round robin decides.
+ * A thread that does the I/O of connections. Any worker may serve any connection; the master's round robin only decides
+ * which one sets it up.
  *
- * The operations on a handler may be called by whichever thread has the handler at that time. They return 0 on success
+ * The operations on a handler may be called by the thread that owns the handler at the time. They return 0 on success
  * and -1 on failure, after which the caller closes the connection.
  */
 class BDBIOWorker {
@@ -32,36 +32,42 @@ public:
     /** True from the start of the thread to the wait for its end. */
     bool isRunning() const { return thread_.joinable(); }
 
-    /** Returns when the thread has ended; it is for others to make it end. */
+    /** Returns when the thread has ended; does not stop it. */
     void waitStopped();
 
     /** Sets an accepted socket up and waits for its first request. On failure the socket is closed. */
     [[nodiscard]] virtual int addConnection(int socket) = 0;
 
-    /** Makes the workers serve the handler's socket, and posts its first receive: the handler is theirs on success. */
+    /**
+     * Adds the handler's socket to those the workers serve, and posts its first receive. On success they own the
+     * handler.
+     */
     [[nodiscard]] virtual int associate(BDBReqHandler* handler) = 0;
 
     /** Closes the handler's socket and deletes the handler. */
     virtual int closeConnection(BDBReqHandler* handler) = 0;
 
-    /** Waits for the next piece of a request. On success the handler is no longer the caller's. */
+    /** Arms the socket for the next piece of a request. On success the caller no longer owns the handler. */
     [[nodiscard]] virtual int postRead(BDBReqHandler* handler) = 0;
 
-    /** Sends the reply and then waits for the next request. On success the handler is no longer the caller's. */
+    /**
+     * Sends the reply and then arms the socket for the next request. On success the caller no longer owns the handler.
+     */
     [[nodiscard]] virtual int postWrite(BDBReqHandler* handler) = 0;
 
     /** Sets the options of an accepted socket. */
     [[nodiscard]] virtual int configureSocket(int socket);
 
-    /** The calling thread's last system error. To be taken before a line is begun, which may change it. */
+    /** The calling thread's last system error. Read it before starting a log line, which may change it. */
     virtual int lastError() const = 0;
 
-    /** A handler for an accepted socket; null without memory. Whatever is not closed goes with the master in the end.
+    /**
+     * A handler for an accepted socket; null when out of memory. Handlers never closed are destroyed with the master.
      */
     virtual BDBReqHandler* createHandler(int socket) = 0;
 
 protected:
-    /** Starts run(). False when the system has no thread for it. */
+    /** Starts run(). False when no thread can be created. */
     [[nodiscard]] bool startThread();
 
     BDBIOMaster& master() const { return *master_; }
@@ -74,7 +80,7 @@ private:
     BDBObjTable* const environments_;
     const int envTableCapacity_;
     const int connectionTableCapacity_;
-    std::thread thread_; // started and waited for by the main thread only
+    std::thread thread_; // started and joined by the main thread only
 };
 
 #endif

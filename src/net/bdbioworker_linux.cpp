@@ -19,13 +19,13 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbioworker";
 
-// A client that sends faster than its pieces are taken must not keep a worker from the other connections. After 256 KiB
-// a trip through the port no longer counts.
+// A client that sends faster than its pieces are processed must not monopolize a worker. After 256 KiB the cost of
+// going back through the port is negligible.
 constexpr int PiecesInARow = 64;
 
 BDBReqHandler_linux* ours(BDBReqHandler* handler)
 {
-    return static_cast<BDBReqHandler_linux*>(handler); // createHandler makes no others
+    return static_cast<BDBReqHandler_linux*>(handler); // createHandler creates no others
 }
 
 ssize_t receive(int socket, char* buffer, std::size_t size)
@@ -71,7 +71,7 @@ void BDBIOWorker_linux::run()
     }
 }
 
-/** 0 when somebody else has the handler by now; -1 when the connection is to be closed. */
+/** 0 when another thread owns the handler by now; -1 when the connection must be closed. */
 int BDBIOWorker_linux::onEvent(BDBReqHandler_linux* handler)
 {
     try {
@@ -86,8 +86,8 @@ int BDBIOWorker_linux::onEvent(BDBReqHandler_linux* handler)
             return -1;
         }
     } catch (const std::bad_alloc&) {
-        // A request that is too large for the memory ends its own connection and nothing else. Nothing allocates after
-        // the socket was armed or the request handed over, so the handler is still ours.
+        // A request that is too large for memory ends only its own connection. Nothing allocates after the socket is
+        // armed or the request handed over, so the handler is still ours.
         return -1;
     }
 }
@@ -167,14 +167,14 @@ int BDBIOWorker_linux::postRead(BDBReqHandler* handler)
 
 int BDBIOWorker_linux::postWrite(BDBReqHandler* handler)
 {
-    (void)handler->sendBuffer(); // from here on, the whole reply is what was not sent yet
+    (void)handler->sendBuffer(); // marks the whole reply as unsent
     return sendUnsent(ours(handler));
 }
 
 /**
- * Kept: a send that cannot take a single byte at once fails, and so closes the connection, whereas a receive in the
- * same situation waits. A client that leaves so many replies unread is not served any further. A send that takes a part
- * is no failure: the rest follows, from where it is, once the socket is writable again.
+ * Kept: a send that would block before its first byte fails, and so closes the connection, whereas a receive that would
+ * block waits. A client that leaves so many replies unread is not served any further. A partial send is not a failure:
+ * the rest follows, without a copy, once the socket is writable again.
  */
 int BDBIOWorker_linux::sendUnsent(BDBReqHandler_linux* handler)
 {

@@ -8,7 +8,7 @@ class BDBReqHandler_linux;
 /**
  * A worker on the master's completion port. Its thread ends when the port is stopped.
  *
- * The handlers that it is given must come from createHandler() of a worker of this class.
+ * Its handlers must come from createHandler() of a worker of this class.
  */
 class BDBIOWorker_linux final : public BDBIOWorker {
 public:

@@ -14,7 +14,7 @@ namespace {
 // Operators know this file's lines under the workers' name.
 constexpr const char* LogOrigin = "bdbioworker";
 
-// Room for a body of more than one piece, to begin with.
+// The initial capacity for a body of more than one piece.
 constexpr qsizetype FirstBodyReserve = 16 * 1024;
 
 } // namespace
@@ -49,12 +49,11 @@ bool BDBReqHandler::parseBody()
     QVariant parsed;
     if (!Json::parse(request_->body, &parsed))
         return false;
-    request_->parsedBody = parsed.toMap(); // Kept: JSON that is no object is an empty request
+    request_->parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
     return true;
 }
 
-/** The reply is bytes by now. A client that takes its time to read them must not keep all the rest in memory as well.
- */
+/** The reply has been serialized: a client that reads it slowly must not keep the rest of the request in memory. */
 void BDBReqHandler::releaseRequest()
 {
     request_->body.clear();
@@ -73,12 +72,12 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
 }
 
 /**
- * Kept: bytes behind the declared length that came in the same piece stay in the body, where they make it invalid JSON
- * and so close the connection. A client sends its next request only after the reply; this is how one that does not
- * finds out.
+ * Kept: bytes beyond the declared length that arrived in the same piece stay in the body, where they make it invalid
+ * JSON and so close the connection. A client must wait for the reply before its next request; one that does not is
+ * disconnected.
  *
- * The declared length is only believed as far as bytes have come: room doubles until it reaches that length. So a
- * header alone costs nothing, and a large body is copied a few times at most.
+ * The declared length is trusted only as far as bytes have arrived: the capacity doubles until it reaches that length.
+ * So a header alone costs nothing, and a large body is copied a few times at most.
  */
 void BDBReqHandler::appendBody(const char* data, unsigned len)
 {

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <optional>
 
-/** Bytes that are still to be sent; they belong to the handler that handed them out. */
+/** Bytes still to be sent; owned by the handler that returned them. */
 struct TransferBuffer {
     const char* data = nullptr;
     std::size_t length = 0;
@@ -18,11 +18,11 @@ struct TransferBuffer {
 
 /**
  * One connection: it collects a request's bytes, runs the request and holds the reply until it is sent, then starts
- * over for the next request. It owns the request and the connection's descriptor table, but not the socket: the worker
+ * over with the next request. It owns the request and the connection's descriptor table, but not the socket: the worker
  * that deletes the handler closes it.
  *
- * Threads: used by one thread at a time and therefore without a lock. The worker that took a receive has it until it
- * arms the socket again or hands the handler to the database pool; a pool thread has it until it arms the socket.
+ * Threads: used by one thread at a time, therefore without a lock. The worker that took a receive event owns it until
+ * it rearms the socket or hands the handler to the database pool; a pool thread owns it until it arms the socket.
  */
 class BDBReqHandler {
 public:
@@ -36,8 +36,8 @@ public:
     BDBReqHandler& operator=(const BDBReqHandler&) = delete;
 
     /**
-     * Runs the request, on a database pool thread. 0 when the reply is ready; -1 when the connection is to be closed
-     * without one: the body is no JSON, the request is not complete, or the reply is too long for its length prefix.
+     * Runs the request, on a database pool thread. 0 when the reply is ready; -1 when the connection must be closed
+     * without one: the body is not JSON, the request is incomplete, or the reply is too long for its length prefix.
      */
     [[nodiscard]] virtual int handle();
 
@@ -47,23 +47,23 @@ public:
     /** Replaces the reply's bytes, length prefix included. */
     virtual void setReply(QByteArray reply);
 
-    /** True from the request's last byte to the reset. */
+    /** True from the request's last byte until reset(). */
     virtual bool isReadComplete() const;
 
     virtual int socketDescriptor() const;
 
-    /** Makes the whole reply the bytes to be sent, and returns them. */
+    /** Sets the bytes to be sent to the whole reply, and returns them. */
     virtual const TransferBuffer& sendBuffer() = 0;
 
-    /** Makes the handler ready for the next request. What the last one took is given back. */
+    /** Prepares the handler for the next request and releases what the last one used. */
     virtual void reset();
 
-    /** Adds the envelope of the request's status to its reply map, and makes the reply's bytes from that. */
+    /** Adds the envelope of the request's status to its reply map, and serializes that as the reply. */
     virtual void composeReply();
 
     /**
-     * Takes the operation name and the body's length from a request's first piece; `consumed` becomes the header's
-     * size. -1 when the header is malformed or not all there.
+     * Parses the operation name and the body's length from a request's first piece; `consumed` is set to the header's
+     * size. -1 when the header is malformed or incomplete.
      */
     [[nodiscard]] virtual int parseHeader(const char* data, unsigned* consumed, unsigned len);
 
@@ -83,10 +83,10 @@ private:
     const int socket_;
 
     QByteArray reply_;                     // with its length prefix
-    std::uint32_t expectedBodyLength_ = 0; // 0 also while the header was not read
+    std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
     std::optional<BDBObjTable> connectionTable_;
-    std::optional<BDBRequest> request_; // uses the table, so it goes first
+    std::optional<BDBRequest> request_; // uses the table, so it is destroyed first
 };
 
 #endif

@@ -6,10 +6,10 @@
 #include <atomic>
 
 /**
- * A connection as the epoll workers use it: with the buffer that receives go to, and what its socket waits for.
+ * A connection as the epoll workers use it: with its receive buffer and the event that its socket waits for.
  *
- * The transfer state is also where one thread leaves the handler to the next: whoever arms the socket stores it last,
- * whoever takes the socket's event loads it first.
+ * The transfer state also hands the handler from one thread to the next: the thread that arms the socket stores it
+ * last, the thread that takes the socket's event loads it first.
  */
 class BDBReqHandler_linux final : public BDBReqHandler {
 public:
@@ -23,20 +23,20 @@ public:
     const TransferBuffer& sendBuffer() override;
     void reset() override;
 
-    /** What is left to send, and how it shrinks. The reply itself stays where it is. */
+    /** The unsent rest of the reply. The reply itself is not moved. */
     const TransferBuffer& unsent() const { return unsent_; }
     void markSent(std::size_t bytes);
 
     char* receiveBuffer() { return receiveBuffer_; }
 
-    /** The last thing to do with the handler before its socket is armed, and the first after its event was taken. */
+    /** The last access to the handler before its socket is armed, and the first after its event was taken. */
     void setTransferState(int state) { transferState_.store(state, std::memory_order_release); }
     int transferState() const { return transferState_.load(std::memory_order_acquire); }
 
 private:
     TransferBuffer unsent_; // into the reply
     std::atomic<int> transferState_{Reading};
-    char receiveBuffer_[ReceiveBufferSize]; // not cleared: only what a receive wrote is read
+    char receiveBuffer_[ReceiveBufferSize]; // uninitialized: only what a receive wrote is read
 };
 
 #endif

@@ -22,7 +22,7 @@ constexpr const char* LogOrigin = "bdbsocket";
 
 constexpr std::chrono::milliseconds AcceptPause{100};
 
-/** bind(), with errno set to EINVAL for an address or a port that there cannot be. */
+/** bind(), with errno set to EINVAL for an impossible address or port. */
 int bindTo(int socket, const char* address, int port)
 {
     sockaddr_in target{};
@@ -48,11 +48,11 @@ int TcpServer::listen(const char* address, int port)
     listeningSocket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
     if (listeningSocket_ < 0) {
         const int error = errno;
-        LOG_ERROR(LogOrigin, 33) << "socket creation failed error " << error; // and so the bind fails
+        LOG_ERROR(LogOrigin, 33) << "socket creation failed error " << error; // and so bind() fails
     }
 
-    // Without this, lingering connections of an earlier server would keep the port from its successor for a minute. A
-    // port that somebody listens on is refused all the same.
+    // Without this, connections of an earlier server in TIME_WAIT would block the port for a minute. A port with a
+    // listener is still refused.
     const int enabled = 1;
     (void)setsockopt(listeningSocket_, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
 
@@ -72,7 +72,7 @@ int TcpServer::listen(const char* address, int port)
 
 int TcpServer::fail(int number, const char* text)
 {
-    const int error = errno; // the making of a line may change it
+    const int error = errno; // logging may change it
     LOG_ERROR(LogOrigin, number) << text << listeningSocket_ << " error " << error;
     closeListeningSocket();
     return -1;
@@ -83,7 +83,7 @@ void TcpServer::run()
     while (!stopping_) {
         try {
             acceptConnection();
-        } catch (const std::bad_alloc&) { // not even a line of the log can be written; the next client may fare better
+        } catch (const std::bad_alloc&) { // not even a log line can be written; the next accept may succeed
             std::this_thread::sleep_for(AcceptPause);
         }
     }
@@ -117,9 +117,9 @@ void TcpServer::onAcceptFailure(int error)
 {
     if (error == EINTR || stopping_)
         return;
-    incomingConnection(-1); // the worker refuses it, with a line
-    // An aborted connection says nothing about the next accept. Other failures, above all a lack of descriptors or of
-    // memory, would come again at once and fill the log.
+    incomingConnection(-1); // the worker refuses and logs it
+    // An aborted connection says nothing about the next accept. Other failures, above all a lack of descriptors or
+    // memory, would recur at once and fill the log.
     if (error != ECONNABORTED)
         std::this_thread::sleep_for(AcceptPause);
 }
@@ -127,7 +127,7 @@ void TcpServer::onAcceptFailure(int error)
 void TcpServer::stop()
 {
     stopping_ = true;
-    (void)shutdown(listeningSocket_, SHUT_RDWR); // ends the accept; fails when nothing listens, and so nothing accepts
+    (void)shutdown(listeningSocket_, SHUT_RDWR); // ends the accept; fails only if not listening, and so not accepting
     if (thread_.joinable())
         thread_.join();
     closeListeningSocket();

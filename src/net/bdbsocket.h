@@ -11,8 +11,7 @@
 /**
  * A listening socket and the thread that accepts its connections.
  *
- * The most derived class calls stop() in its destructor: the thread calls incomingConnection(), which must not change
- * meanwhile.
+ * The most derived class must call stop() in its destructor: until then the thread may call incomingConnection().
  */
 class TcpServer {
 public:
@@ -21,18 +20,19 @@ public:
     TcpServer(const TcpServer&) = delete;
     TcpServer& operator=(const TcpServer&) = delete;
 
-    /** Closes connections of other users at once, each with a WARN line. Not owned; before listen(). Null: everybody.
+    /**
+     * Closes connections of other users at once, each with a WARN line. Not owned; call before listen(). Null: anyone.
      */
     void admitOnly(AllowedUsers* users) { users_ = users; }
 
     /**
-     * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. To be called once, as there is
-     * no way back from listening but destruction.
+     * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. Call once: only destruction
+     * ends listening.
      */
     [[nodiscard]] int listen(const char* address, int port);
 
     /**
-     * The port given to listen() once that succeeded, before that 0.
+     * The port given to listen() once that has succeeded, 0 before.
      * Kept: it stays 0 when the system was asked to choose a port.
      */
     int port() const { return port_; }
@@ -61,18 +61,18 @@ private:
     std::thread thread_;
 };
 
-/** The server: accepts connections and has them served. Owns the registry of environments and the I/O master. */
+/** The server: accepts connections and serves them. Owns the registry of environments and the I/O master. */
 class BDBServer : public TcpServer {
 public:
     /**
      * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
      * each connection's table. `workers` I/O threads are started at once, `poolMax` limits the database threads. The
-     * remaining two settings are kept for nobody: no layer below reads them.
+     * remaining two settings are unused: no layer below reads them.
      */
     BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting, int workers,
               int poolMax);
 
-    /** Stops accepting, lets the requests that have begun end, and closes the connections. */
+    /** Stops accepting, waits for running requests, and closes the connections. */
     ~BDBServer() override;
 
     void incomingConnection(int socket) override;
@@ -83,7 +83,7 @@ private:
     [[maybe_unused]] const int thirdSetting_;
     [[maybe_unused]] const int fourthSetting_;
     BDBObjTable environments_;
-    BDBIOMaster master_; // uses the table, so it goes first
+    BDBIOMaster master_; // uses the table, so it is destroyed first
 };
 
 #endif

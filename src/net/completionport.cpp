@@ -18,9 +18,9 @@ void closeDescriptor(int descriptor)
 }
 
 /**
- * Arming a socket hands the connection over to whichever thread takes its event, and that thread may close the socket
- * at once. ThreadSanitizer's own epoll_ctl counts the descriptor as in use by the arming thread a moment longer, and
- * knows of no order between EPOLL_CTL_MOD and the event. So where it watches, it does not see this call.
+ * Arming a socket hands the connection to the thread that takes its event, and that thread may close the socket at
+ * once. ThreadSanitizer's epoll_ctl interceptor treats the descriptor as in use by the arming thread slightly longer,
+ * and sees no happens-before between EPOLL_CTL_MOD and the event. So this call bypasses it.
  */
 int controlEpoll(int epoll, int operation, int socket, epoll_event* event)
 {
@@ -50,7 +50,7 @@ int CompletionPort::open()
     const int epoll = epoll_create1(EPOLL_CLOEXEC);
     const int stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     epoll_event event{};
-    event.events = EPOLLIN; // neither one-shot nor ever read: every waiting thread sees it
+    event.events = EPOLLIN; // neither one-shot nor ever read: wakes every waiting thread
     if (epoll < 0 || stopEvent < 0 || epoll_ctl(epoll, EPOLL_CTL_ADD, stopEvent, &event) != 0) {
         const int error = errno;
         closeDescriptor(epoll);
@@ -83,10 +83,10 @@ int CompletionPort::control(int operation, int socket, void* key, std::uint32_t 
 
 void* CompletionPort::next()
 {
-    // One event per call, so that the other workers get the rest.
+    // One event per call leaves the rest to other workers.
     epoll_event event{};
     while (epoll_wait(epoll_, &event, 1, -1) != 1) {
-        // Interrupted; a wait without limit ends in no other way.
+        // EINTR: a wait without limit can fail in no other way.
     }
     return event.data.ptr;
 }
@@ -94,5 +94,5 @@ void* CompletionPort::next()
 void CompletionPort::stop()
 {
     if (epoll_ >= 0)
-        (void)eventfd_write(stopEvent_, 1); // fails only when it is signalled already
+        (void)eventfd_write(stopEvent_, 1); // fails only if already signalled
 }

@@ -8,8 +8,8 @@
 
 /**
  * The one epoll instance that all workers wait on. Sockets are armed for one event at a time; taking that event disarms
- * the socket, so a connection is with one thread until that thread arms it again. After arming, the connection may be
- * with another thread already.
+ * the socket, so a connection belongs to one thread until that thread rearms it. After that, another thread may already
+ * own the connection.
  *
  * Threads: any, except for the destructor.
  */
@@ -20,25 +20,25 @@ public:
     CompletionPort(const CompletionPort&) = delete;
     CompletionPort& operator=(const CompletionPort&) = delete;
 
-    /** Creates the port unless it exists. -1 on failure, errno tells why. */
+    /** Creates the port unless it exists. -1 on failure, see errno. */
     [[nodiscard]] int open();
 
     /**
      * Adds a socket and arms it for `events`. `key` is what next() returns for it, never null. -1 on failure, see
      * errno.
      *
-     * Adding and arming are one step on purpose: a socket that is added for no event still reports a reset, and a
-     * worker would then take the connection from the thread that is about to arm it.
+     * Adding and arming are one step on purpose: a socket added without events still reports a reset, and a worker
+     * would then take the connection while another thread is about to arm it.
      */
     [[nodiscard]] int associate(int socket, void* key, std::uint32_t events);
 
-    /** Arms a socket of the port again. -1 on failure, see errno. */
+    /** Rearms a socket of the port. -1 on failure, see errno. */
     [[nodiscard]] int arm(int socket, void* key, std::uint32_t events);
 
-    /** Waits for an event without limit and returns its key; null once the port was stopped. */
+    /** Waits for an event without limit and returns its key; null once the port is stopped. */
     void* next();
 
-    /** Ends all waits in next(), the future ones too. */
+    /** Ends all current and future waits in next(). */
     void stop();
 
 private:

@@ -13,9 +13,9 @@ void DBHandler::run()
     try {
         rc = handler_->handle();
         if (rc == 0)
-            rc = worker_->postWrite(handler_); // on success the next event's thread has the handler
+            rc = worker_->postWrite(handler_); // on success the handler belongs to the next event's thread
     } catch (const std::bad_alloc&) {
-        // A request that is too large for the memory ends its own connection and nothing else.
+        // A request that is too large for memory ends only its own connection.
         rc = -1;
     }
     if (rc != 0)

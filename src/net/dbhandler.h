@@ -6,10 +6,10 @@
 class BDBIOWorker;
 class BDBReqHandler;
 
-/** One complete request on its way through the database pool, which deletes this when it has run. */
+/** One complete request as a task of the database pool, which deletes it after running it. */
 class DBHandler final : public QRunnable {
 public:
-    /** Neither is owned; `handler` belongs to the pool from here on, until the reply is posted. */
+    /** Neither is owned; the pool has exclusive use of `handler` from here until the reply is posted. */
     DBHandler(BDBReqHandler* handler, BDBIOWorker* worker);
 
     /** Runs the request and posts its reply; closes the connection when either fails. */

@@ -8,7 +8,7 @@
 
 namespace {
 
-/** How long a thread goes from task to task before it gives way to others. */
+/** How long a thread runs task after task before it yields. */
 constexpr std::chrono::microseconds WorkAtOnce{200};
 
 } // namespace
@@ -46,17 +46,17 @@ bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
         tasks_.pop_back();
         return false;
     }
-    lock.unlock(); // or the woken thread would only meet the mutex
+    lock.unlock(); // or the woken thread would only block on the mutex
     if (wake)
         taskStarted_.notify_one();
-    return true; // also when there is no thread to call: one of those at work comes to it in time
+    return true; // also without a thread to wake: a busy one will take the task
 }
 
 /**
- * Has one more thread come for the tasks that wait, with the mutex held; true when the caller, once it has released it,
- * is to wake an idle one. One at a time: a thread that takes a task calls the next one if more wait. Those at work have
- * often taken them before it comes, so on busy processors few threads do the work of many, and nobody waits for more
- * than a thread's waking.
+ * Calls one more thread for the queued tasks, with the mutex held; true if the caller must wake an idle one after
+ * releasing it. One at a time: a thread that takes a task calls the next one if more are queued. Busy threads have
+ * often taken them before it arrives, so on busy processors few threads do the work of many, and no task waits longer
+ * than one thread's wake-up.
  */
 bool DBThreadPool::callThread()
 {
@@ -71,7 +71,7 @@ bool DBThreadPool::callThread()
     return false;
 }
 
-/** Called with the mutex held, which the thread waits for. */
+/** The caller holds the mutex, which the new thread waits for. */
 bool DBThreadPool::createThread()
 {
     std::thread thread = Net::tryThread([this] { runThread(); });
@@ -85,7 +85,7 @@ bool DBThreadPool::createThread()
 void DBThreadPool::runThread()
 {
     using Clock = std::chrono::steady_clock;
-    Clock::time_point begun; // to work without a pause
+    Clock::time_point begun; // to run tasks without a pause
     std::unique_lock lock(mutex_);
     threadComes_ = false;
     for (bool waits = true;; waits = tasks_.empty()) {
@@ -100,8 +100,8 @@ void DBThreadPool::runThread()
             begun = Clock::now();
         task->run();
         task.reset();
-        // Else the thread would use up its share of the processor in the midst of a task, which would then wait until
-        // all the others have used up theirs.
+        // Otherwise the time slice would end in the middle of a task, which would then wait until all other threads
+        // have used up theirs.
         if (Clock::now() - begun > WorkAtOnce) {
             std::this_thread::yield();
             begun = Clock::now();

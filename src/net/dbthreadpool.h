@@ -10,35 +10,34 @@
 #include <mutex>
 
 /**
- * The threads that run requests. There are more of them while requests wait, up to a maximum, and idle ones end after
- * a while.
+ * The threads that run requests. Grows while requests are queued, up to a maximum; idle threads end after a while.
  *
- * Not a QThreadPool: a burst of requests on a server with many connections and open databases would take the last
- * descriptors, see Net::tryThread(), and a request whose thread cannot be created would be forgotten.
+ * Not a QThreadPool: a burst of requests on a server with many connections and open databases would use up the
+ * descriptors, see Net::tryThread(), and a request whose thread cannot be created would be lost.
  *
  * Threads: all but the destructor may be called by any thread.
  */
 class DBThreadPool {
 public:
     DBThreadPool() = default;
-    /** Runs what was started before it returns. */
+    /** Runs all queued tasks before it returns. */
     ~DBThreadPool();
     DBThreadPool(const DBThreadPool&) = delete;
     DBThreadPool& operator=(const DBThreadPool&) = delete;
 
-    /** At most `count` threads, at least one; idle ones end after `expiry`. Threads that run already are not ended. */
+    /** At most `count` threads, but at least one; idle ones end after `expiry`. Running threads are not ended. */
     void configure(int count, std::chrono::milliseconds expiry);
 
     int maxThreadCount() const;
     std::chrono::milliseconds expiry() const;
 
     /**
-     * Runs `task` on one of the threads, after those that were started before, and deletes it. False when there is no
-     * thread at all and none can be created; the task is deleted unused then.
+     * Queues `task` for one of the threads, which runs and deletes it. False when there is no thread at all and none
+     * can be created; the task is then deleted without being run.
      */
     [[nodiscard]] bool start(std::unique_ptr<QRunnable> task);
 
-    /** Waits until all tasks have run and all threads have ended. No task may be started meanwhile, save by a task. */
+    /** Waits until all tasks have run and all threads have ended. In the meantime only tasks may start tasks. */
     void waitForDone();
 
 private:
@@ -50,9 +49,9 @@ private:
     mutable std::mutex mutex_; // guards all of the following
     std::condition_variable taskStarted_;
     std::condition_variable threadEnded_;
-    std::deque<std::unique_ptr<QRunnable>> tasks_; // that no thread has taken yet
-    std::size_t idleThreads_ = 0;                  // waiting for taskStarted_, those that were just woken included
-    bool threadComes_ = false;                     // was woken or created, and has not had the mutex yet
+    std::deque<std::unique_ptr<QRunnable>> tasks_; // not taken by any thread yet
+    std::size_t idleThreads_ = 0;                  // waiting for taskStarted_, including those just woken
+    bool threadComes_ = false;                     // one was woken or created, but has not locked the mutex yet
     int threads_ = 0;
     int maxThreads_ = 1;
     std::chrono::milliseconds expiry_{0};

@@ -3,13 +3,13 @@
 
 #include "protocol/envelope.h"
 
-/** Which envelope a reply gets. */
+/** Selects the envelope of a reply. */
 namespace ReplyEnvelope {
 
-/** The envelope of a status; one that is not listed counts as an internal error. */
+/** The envelope of a status; an unlisted one counts as an internal error. */
 const Envelope& of(int status);
 
-/** True for the statuses that operations answer in the ordinary course: all but 2 and those that are not listed. */
+/** True for the statuses of normal operation: all but 2 and unlisted ones. */
 bool isOrdinary(int status);
 
 } // namespace ReplyEnvelope

@@ -9,10 +9,10 @@
 namespace Net {
 
 /**
- * A thread that runs `work`; one that is not joinable when the system has none to give.
+ * A thread that runs `work`; not joinable if none can be created.
  *
- * The threads of this layer are no QThreads: each of those opens a descriptor for an event loop that nobody runs, and
- * the process is aborted when none is left.
+ * The threads of this layer are not QThreads: each of those opens a descriptor for an event loop that is never run, and
+ * aborts the process when none is left.
  */
 template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
 {

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The main thread writes both before other threads exist; atomics, so that the language agrees as well.
+// The main thread writes both before other threads exist; atomic, so that this is also formally free of data races.
 std::atomic<int> processThreshold{LogInfo};
 std::atomic<std::FILE*> processDestination{nullptr};
 
@@ -18,7 +18,7 @@ const char* levelName(int level)
     return names[static_cast<std::size_t>(level - LogDebug)];
 }
 
-/** Local time as "Mon Jan 07 09:05:03 2019": English whatever the locale, the day always with two digits. */
+/** Local time as "Mon Jan 07 09:05:03 2019": English regardless of the locale, the day always with two digits. */
 void writeTime(std::ostream& stream)
 {
     static constexpr std::array days{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
@@ -42,8 +42,8 @@ Log::~Log()
     std::FILE* destination = processDestination.load(std::memory_order_relaxed);
     if (destination == nullptr)
         return;
-    // One formatted write per line is what keeps lines whole. "%s" ends a message at a zero byte that came with a
-    // client's data; the newline stands in the format, so even such a line does not run into the next one.
+    // One formatted write per line is what keeps lines whole. "%s" truncates a message at a zero byte in a client's
+    // data; the newline is part of the format, so even such a line does not run into the next one.
     const std::string text = std::move(stream_).str();
     std::fprintf(destination, "%s\n", text.c_str());
     std::fflush(destination);

@@ -8,11 +8,12 @@
 #include <sstream>
 #include <string_view>
 
-/** Levels of a line. The numbers are what `-s` and operators' notes speak of. */
+/** Levels of a line. `-s` and operators' notes refer to these numbers. */
 enum LogLevel : int { LogDebug = 1, LogInfo = 2, LogWarn = 3, LogError = 4, LogCrit = 5 };
 
 /**
- * One line of the log: made on the stack, filled through the stream that `open` returns, written whole when destroyed.
+ * One line of the log: created on the stack, filled through the stream that `open` returns, written in one piece by the
+ * destructor.
  *
  *     [Mon Jan 07 09:05:03 2019] [ERROR] bdb 42 Failed to ...
  *
@@ -39,7 +40,7 @@ public:
     /** Where lines go; not owned, never closed. While it is null, lines are discarded. */
     static void setDestination(std::FILE* destination);
 
-    /** Writes `text` and a newline to the destination as they stand, without prefix: for text that comes as lines. */
+    /** Writes `text` and a newline to the destination as is, without prefix: for text that is already in lines. */
     static void writeRaw(std::string_view text);
 
 private:
@@ -49,12 +50,12 @@ private:
 /** Byte arrays are written as their raw characters. */
 std::ostream& operator<<(std::ostream& stream, const QByteArray& bytes);
 
-/** Turns a finished line into a void expression; its operator binds weaker than the insertion into the line. */
+/** Turns a finished line into a void expression; its operator binds more weakly than the insertion into the line. */
 struct LogLineEnd {
     void operator&(const std::ostream&) const {}
 };
 
-// It has to be open at the end, where the line goes on. NOLINTNEXTLINE(bugprone-macro-parentheses)
+// Not parenthesized: the line continues after the macro. NOLINTNEXTLINE(bugprone-macro-parentheses)
 #define QUORVA_LOG_AT(level) !Log::enabled(level) ? static_cast<void>(0) : LogLineEnd() & Log().open(level)
 
 #define LOG_DEBUG QUORVA_LOG_AT(LogDebug)
@@ -62,8 +63,8 @@ struct LogLineEnd {
 #define LOG_WARN QUORVA_LOG_AT(LogWarn)
 
 /**
- * ERROR and CRIT lines carry their origin: a file name as operators know it, and a number. Where a message has a fixed
- * identifier, the number is that (operators search for it); elsewhere it is __LINE__.
+ * ERROR and CRIT lines carry their origin: a file name as operators know it, and a number: the message's fixed
+ * identifier, if it has one (operators search for it), else __LINE__.
  */
 #define LOG_ERROR(origin, number) QUORVA_LOG_AT(LogError) << (origin) << ' ' << (number) << ' '
 #define LOG_CRIT(origin, number) QUORVA_LOG_AT(LogCrit) << (origin) << ' ' << (number) << ' '

@@ -41,7 +41,7 @@ holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tm
 users who may connect: names or numbers, separated by commas; unset means all.
 )";
 
-/** Answers "--help" and "--version" as the only argument; anything else is for the options to read. */
+/** Handles "--help" and "--version" as the only argument; anything else is left to the option parser. */
 bool printedInformation(int argc, const char* const* argv)
 {
     if (argc != 2)
@@ -55,14 +55,14 @@ bool printedInformation(int argc, const char* const* argv)
     return true;
 }
 
-/** Makes this process the only server of that lock's name; without a name there may be many. */
+/** Ensures that this process is the only server with that lock name; without a name there may be many. */
 bool becomeOnlyServer(LockFile* lock)
 {
     lock->closeInherited();
     if (!lock->isNamed())
         return true;
-    // Kept: the log has no destination before the options are read, so these lines are written nowhere and a parent
-    // sees the exit status only. The lock comes first all the same: a second server must not touch the first one's log.
+    // Kept: the log has no destination before the options are read, so these lines are discarded and a parent sees only
+    // the exit status. The lock still comes first: a second server must not touch the first one's log.
     if (!lock->create()) {
         LOG_ERROR("bdbserver", 187) << "Quorva CreateMutex failed with error " << lock->error();
         return false;
@@ -87,7 +87,7 @@ bool haveUsableSizes(const ServerOptions& options)
     return true;
 }
 
-/** Who may connect. False when that cannot be told, or not be watched over: nobody is served then. */
+/** Determines who may connect. False when that is unknown or cannot be monitored: no one is served then. */
 bool readAllowedUsers(AllowedUsers* users)
 {
     const char* const list = std::getenv("QUORVA_ALLOW_USERS");
@@ -140,7 +140,7 @@ int main(int argc, char** argv)
     // cppcheck-suppress unreadVariable ; it works for as long as it lives
     const LKThread parentWatch(&application);
     QCoreApplication::exec();
-    // At once and without destructors: they would wait for requests that are running, and the parent is gone. What was
-    // committed is in Berkeley DB's log, and every line of ours was flushed.
+    // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
+    // Berkeley DB's log, and every line of ours has been flushed.
     _exit(0);
 }

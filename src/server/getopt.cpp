@@ -18,9 +18,8 @@ int getopt(GetoptState* state, int argc, const char* const* argv, const char* op
     }
 
     const char option = *state->cluster;
-    // Kept: a ":" is not stepped over, so every further call answers '?' for the same place. One would expect it to be
-    // skipped like any unknown character; as it is, a server that was given "-:" never gets past its options and opens
-    // neither its log nor its port.
+    // Kept: a ":" is not skipped like any other unknown character, so every further call returns '?' at the same
+    // position. A server started with "-:" never gets past its options and opens neither its log nor its port.
     if (option == ':')
         return '?';
     ++state->cluster;

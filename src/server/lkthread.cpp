@@ -16,7 +16,7 @@ void LKThread::run()
     LOG_DEBUG << "waiting for " << name;
     LockFile parent(name);
     if (!parent.openExisting()) {
-        // Kept: without its parent's file the server runs on, as it does when it is started by hand.
+        // Kept: without its parent's file the server keeps running, as when started by hand.
         LOG_ERROR("bdbserver", 144) << "CreateMutex failed with error " << parent.error();
         return;
     }
@@ -25,6 +25,6 @@ void LKThread::run()
         return;
     }
     LOG_WARN << "Quorva exiting";
-    // Queued, because the parent may be gone before the event loop runs, and an exit asked for then is forgotten.
+    // Queued, because the parent may end before the event loop runs, and an exit requested then would be lost.
     QMetaObject::invokeMethod(application_, "quit", Qt::QueuedConnection);
 }

@@ -17,7 +17,7 @@
 
 namespace {
 
-// Short enough that a start does not feel it and a parent's end is noticed at once, long enough to cost nothing.
+// Short enough not to delay a start or the reaction to the parent's end, long enough to cost nothing.
 constexpr std::chrono::milliseconds AcquireInterval(10);
 constexpr std::chrono::milliseconds WatchInterval(50);
 
@@ -59,7 +59,7 @@ bool LockFile::openExisting()
 
 bool LockFile::open(int flags)
 {
-    // Non-blocking, for a path that turns out to be a pipe.
+    // Non-blocking, in case the path is a FIFO.
     descriptor_ = Base::Descriptor(::open(path_.constData(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644));
     if (!descriptor_.isOpen())
         error_ = errno;
@@ -84,9 +84,8 @@ LockFile::Wait LockFile::acquire(std::chrono::milliseconds limit)
         std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, AcquireInterval));
         waited = true;
     }
-    // Kept: whoever had to wait does not take over from a holder that died, and every server ends that way. So a server
-    // that is started while its predecessor is just being killed gives up; parents start it again, and then it need not
-    // wait.
+    // Kept: a server that had to wait does not take over from a holder that died, and every server ends that way. So a
+    // server started while its predecessor is being killed gives up; parents restart it, and then it need not wait.
     if (waited && holdsProcessId()) {
         unlock();
         error_ = EOWNERDEAD;
@@ -99,8 +98,8 @@ LockFile::Wait LockFile::acquire(std::chrono::milliseconds limit)
 bool LockFile::waitUntilFree()
 {
     for (;; std::this_thread::sleep_for(WatchInterval)) {
-        // Looking at record locks disturbs nobody, so it comes first. A file lock can be seen only by trying to take
-        // it, and that is tried only when it may be the last thing to be known.
+        // Querying record locks has no side effect, so it comes first. A flock can be detected only by trying to take
+        // it, which is done only if no record lock is in the way.
         Try answer = recordLock(F_OFD_GETLK);
         if (answer == Try::Taken) {
             answer = fileLock();
@@ -112,7 +111,7 @@ bool LockFile::waitUntilFree()
     }
 }
 
-/** Takes both locks or none. Everybody takes them in the same order, so two of us never hold one each. */
+/** Takes both locks or neither. All servers take them in the same order, so two of them never hold one each. */
 LockFile::Try LockFile::tryLock()
 {
     const Try answer = fileLock();
@@ -124,12 +123,12 @@ LockFile::Try LockFile::tryLock()
     return records;
 }
 
-/** F_OFD_SETLK takes the record lock on the whole file; F_OFD_GETLK only tells whether it could be taken. */
+/** F_OFD_SETLK takes the record lock on the whole file; F_OFD_GETLK only queries whether it could be taken. */
 LockFile::Try LockFile::recordLock(int command)
 {
     struct flock whole {};
     whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET; // start 0, length 0: all of it, however long it grows
+    whole.l_whence = SEEK_SET; // start 0, length 0: the whole file, even if it grows
     if (fcntl(descriptor_.number(), command, &whole) == 0)
         return command == F_OFD_SETLK || whole.l_type == F_UNLCK ? Try::Taken : Try::Held;
     error_ = errno;
@@ -144,13 +143,13 @@ LockFile::Try LockFile::fileLock()
     return error_ == EWOULDBLOCK ? Try::Held : Try::Failed;
 }
 
-// Not const, as it changes what the object stands for. NOLINTNEXTLINE(readability-make-member-function-const)
+// Not const, as it changes the state that the object represents. NOLINTNEXTLINE(readability-make-member-function-const)
 void LockFile::unlock()
 {
     struct flock whole {};
     whole.l_type = F_UNLCK;
     whole.l_whence = SEEK_SET;
-    (void)fcntl(descriptor_.number(), F_OFD_SETLK, &whole); // ignored: releasing what is not held is no error either
+    (void)fcntl(descriptor_.number(), F_OFD_SETLK, &whole); // ignored: releasing a lock that is not held is no error
     (void)flock(descriptor_.number(), LOCK_UN);
 }
 
@@ -165,7 +164,10 @@ bool LockFile::holdsProcessId() const
     return isNumber && id > 0;
 }
 
-/** A full disk must not keep the server from starting: the lock is held, and a file left empty only looks tidy. */
+/**
+ * A full disk must not keep the server from starting: the lock is held, and an empty file only looks like a clean
+ * release.
+ */
 void LockFile::writeProcessId() const
 {
     const QByteArray text = QByteArray::number(static_cast<qlonglong>(getpid()));

@@ -15,15 +15,15 @@ int ServerOptions::coreCount(int reported)
     return DefaultCores;
 }
 
-// Both defaults come from the processors alone: a "-w" read later does not change the pool.
+// Both defaults depend only on the number of processors: a later "-w" does not change the pool.
 ServerOptions::ServerOptions(int cores) : workers(4 * cores), poolMax(10 * workers) {}
 
 void ServerOptions::read(int argc, const char* const* argv)
 {
     CommandLine::GetoptState state;
     for (int option = 0; (option = CommandLine::getopt(&state, argc, argv, "p:d:s:w:m:n")) != -1;) {
-        // This loop may run forever (see getopt), and the language lets a compiler assume that a loop without a
-        // visible effect ends. A fence is such an effect and costs no instruction.
+        // This loop may run forever (see getopt), and a compiler may assume that a loop without side effects
+        // terminates. A fence is a side effect and costs no instruction.
         std::atomic_signal_fence(std::memory_order_seq_cst);
         switch (option) {
         case 'p':
@@ -36,7 +36,7 @@ void ServerOptions::read(int argc, const char* const* argv)
             statLevel = std::atoi(state.argument);
             break;
         case 'w':
-            // Kept: the pool's default, ten times the default of this, does not follow it.
+            // Kept: the pool's default, ten times the default of this one, does not change with it.
             workers = std::atoi(state.argument);
             break;
         case 'm':
@@ -45,7 +45,7 @@ void ServerOptions::read(int argc, const char* const* argv)
         case 'n':
             commitWithoutSync = true;
             break;
-        default: // '?': not ours to refuse, a parent may pass options that other releases know
+        default: // '?': not refused: a parent may pass options of other releases
             break;
         }
     }

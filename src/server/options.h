@@ -6,8 +6,8 @@
 /** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
 struct ServerOptions {
     /**
-     * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument is for callers
-     * that know better than Qt.
+     * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument overrides Qt's
+     * value.
      */
     static int coreCount(int reported = QThread::idealThreadCount());
 
@@ -15,13 +15,13 @@ struct ServerOptions {
     explicit ServerOptions(int cores);
 
     /**
-     * Reads the options up to the first word that is none. Unknown options and missing arguments are ignored, numbers
-     * that are none count as 0. Does not return when an option character is ":".
+     * Reads the options up to the first word that is not one. Unknown options and missing arguments are ignored,
+     * invalid numbers count as 0. Does not return when an option character is ":".
      */
     void read(int argc, const char* const* argv);
 
     int port = 4567;                // -p
-    const char* logFile = nullptr;  // -d, part of argv; null: standard error
+    const char* logFile = nullptr;  // -d, points into argv; null: standard error
     int statLevel = 0;              // -s
     int workers;                    // -w, I/O worker threads
     int poolMax;                    // -m, database pool threads

@@ -16,8 +16,8 @@ namespace {
 
 void handleQtMessage(QtMsgType, const QMessageLogContext&, const QString& message)
 {
-    // A batch that meets a table of another environment releases that environment's access lock, which its thread
-    // does not hold. Qt leaves the lock alone, as it should, but says so each time.
+    // A batch that meets a table of another environment releases that environment's access lock, which its thread does
+    // not hold. Qt leaves the lock unchanged, as it should, but warns each time.
     if (message == QLatin1StringView("QReadWriteLock::unlock: unlocking from a thread that did not lock"))
         return;
     std::fprintf(stderr, "%s\n", message.toUtf8().constData());
@@ -37,7 +37,7 @@ void raiseDescriptorLimit()
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return;
     limit.rlim_cur = limit.rlim_max;
-    (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the lower limit works as well, for fewer tables
+    (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the lower limit works, too, for fewer tables
 }
 
 void installQtMessageHandler()
@@ -47,7 +47,7 @@ void installQtMessageHandler()
 
 void keepFreedMemory()
 {
-    // Replies of the default page size, at 1 KB an item, are a few hundred KiB while they are put together.
+    // Replies of the default page size, at 1 KB per item, take a few hundred KiB while they are built.
     constexpr int LargestKept = 1 << 20;
     (void)mallopt(M_MMAP_THRESHOLD, LargestKept);     // ignored: it costs time only
     (void)mallopt(M_TRIM_THRESHOLD, 2 * LargestKept); // per arena

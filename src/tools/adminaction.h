@@ -8,8 +8,8 @@
 namespace Ctl {
 
 /**
- * Sends an administrative action as the UpdateTable that carries it. An exit code; what is wrong has been told in a
- * message that `failed` begins.
+ * Sends an administrative action in an UpdateTable. Returns an exit code; errors have been reported with messages that
+ * begin with `failed`.
  */
 [[nodiscard]] int sendAction(const ServerAddress& server, const std::string& table, const char* action,
                              const std::string& value, const std::string& failed);

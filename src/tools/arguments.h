@@ -10,26 +10,26 @@ class Option;
 class Validator;
 } // namespace CLI
 
-/** Arguments that several commands have. */
+/** Arguments that several commands share. */
 namespace Ctl {
 
 /** Declares the argument TABLE. */
 void addTableArgument(CLI::App* command, std::string* table);
 
-/** ExitOk, or ExitErrorReply after telling why no table can have this name (see format/tablename.h). */
+/** Returns ExitOk, or ExitErrorReply after reporting why no table can have this name (see format/tablename.h). */
 [[nodiscard]] int checkTableName(const std::string& table);
 
-/** A check of a whole number that is at least `least`, whose message says so and no more; `of` is what is counted. */
+/** Accepts integers of at least `least`, with a message that says just that; `of` names what is counted. */
 CLI::Validator wholeNumber(int least, const std::string& of);
 
-/** An option that may be repeated and takes one word each time; CLI11 would give it all the words that follow. */
+/** An option that may be repeated and takes one word each time; CLI11 would give it all words that follow. */
 CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
                                const std::string& description);
 
 /** Declares --attributes A,B,... */
 void addAttributesOption(CLI::App* command, std::vector<std::string>* names);
 
-/** Declares --limit, the records that the server examines for one page. */
+/** Declares --limit, the number of records that the server examines for one page. */
 void addLimitOption(CLI::App* command, int* limit);
 
 } // namespace Ctl

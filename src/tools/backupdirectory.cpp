@@ -15,7 +15,7 @@ namespace Ctl {
 
 namespace {
 
-/** The only text that a request can carry. */
+/** A request can carry only UTF-8. */
 bool isUtf8(const std::string& text)
 {
     return QString::fromStdString(text).toStdString() == text;

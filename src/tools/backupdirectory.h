@@ -9,13 +9,13 @@ class App;
 
 namespace Ctl {
 
-/** The argument DIR: the directory that a backup goes to. */
+/** The argument DIR: the target directory of a backup. */
 struct BackupDirectory {
-    std::string word; // as it was given
+    std::string word; // as given on the command line
     std::string path; // absolute; set by resolve()
 
     void declare(CLI::App* command);
-    /** The server has a working directory of its own, so it is told whole paths. An exit code. */
+    /** Makes the path absolute, as the server has a working directory of its own. Returns an exit code. */
     [[nodiscard]] int resolve();
 };
 

@@ -23,8 +23,8 @@ std::uintmax_t sizeOf(const fs::path& file)
 }
 
 /**
- * Of several copies of a log file the one to use. A shipped one is complete, the full copy may hold the beginning of
- * the same; yet a crash in the middle of a move leaves a shipped one that was cut off, which is the shorter then.
+ * Chooses between several copies of a log file. A shipped one is complete, while the full copy may contain only its
+ * beginning; but a crash in the middle of a move leaves a truncated shipped one, which is then the shorter.
  */
 fs::path wholeCopy(const fs::path& shipped, const fs::path& copied)
 {
@@ -36,7 +36,7 @@ fs::path wholeCopy(const fs::path& shipped, const fs::path& copied)
     return best;
 }
 
-/** The files below a directory by their relative names, without what is no file of the copy itself. */
+/** The files below a directory by relative name, except those that are not part of the copy itself. */
 std::map<std::string, fs::path> filesOfCopy(const fs::path& directory, std::error_code& error)
 {
     std::map<std::string, fs::path> found;
@@ -61,7 +61,7 @@ void addFile(const std::string& name, BackupFile file, BackupFiles* files)
         files->databases.emplace(name, std::move(file));
 }
 
-/** From the number `first` on. */
+/** Adds those numbered `first` and above. */
 void addShippedLogs(const fs::path& directory, std::uint32_t first, BackupFiles* files, std::error_code& error)
 {
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
@@ -74,12 +74,12 @@ void addShippedLogs(const fs::path& directory, std::uint32_t first, BackupFiles*
     }
 }
 
-/** An empty string, or what is wrong with the list or with what is there of it. */
+/** Returns an empty string, or what is wrong with the list or with the files that it names. */
 std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files,
                            std::uint32_t* firstLog)
 {
     std::string text;
-    (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a list that is cut off is refused
+    (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a truncated list is refused
     BackupList list;
     std::string error;
     if (!BackupList::read(text, &list, &error))
@@ -146,7 +146,8 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
     }
-    // Log files in front of a copy are shipped as well, after it: what is missing of them is missed by nobody.
+    // Log files older than the copy are shipped as well, after it; the restore does not need them, so gaps there are
+    // harmless.
     std::uint32_t firstLog = 0;
     if (hasList) {
         if (*error = addListedFiles(directory, std::move(found), files, &firstLog); !error->empty())
@@ -168,7 +169,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         *error = directory.string() + " is no backup: it holds no log files";
         return false;
     }
-    // Without a copy, the log files alone are enough only from the very first on.
+    // Without a copy, the log files alone suffice only if they start with the very first one.
     if (files->databases.empty() ? files->logs.begin()->first != 1 : !copyHasLogs) {
         *error = directory.string() + " is no backup: " +
                  (copyHasLogs ? "it holds no database files" : "it holds only log files that followed a copy");
@@ -179,7 +180,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
                  " is missing, and what follows cannot be applied without it";
         return false;
     }
-    // The log from its beginning is all that there ever was; of a copy, only its list tells whether it is whole.
+    // A log from its beginning contains all data; whether a copy is complete can only be told from its list.
     if (!hasList && unlisted == UnlistedCopy::Refused && !files->databases.empty()) {
         *error = directory.string() + " has no " + BackupNames::ListFile +
                  ", without which nothing shows whether files are missing; --without-list restores what is there";

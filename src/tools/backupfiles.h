@@ -14,29 +14,31 @@ namespace Ctl {
 /** A file of a backup. */
 struct BackupFile {
     std::filesystem::path path;
-    /** Of the file, or of its beginning when it is a log file that was shipped: the copy had no more of it. */
-    std::optional<BackupList::File> listed; // nothing when no list names it
+    /** Covers the file, or only the beginning of a shipped log file: the copy had no more of it. */
+    std::optional<BackupList::File> listed; // empty when no list names it
 };
 
 /**
- * What a backup directory holds: the files of the full copy and the log files that were shipped to its "__log__"
- * directory afterwards.
+ * The content of a backup directory: the files of the full copy, and the log files shipped to its "__log__" directory
+ * afterwards.
  */
 struct BackupFiles {
-    std::map<std::string, BackupFile> databases; // by name, which may have directories in it
+    std::map<std::string, BackupFile> databases; // by name, which may contain directories
     std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each that the copy needs
-    std::map<std::string, std::string> leftOut;  // names of files that do not belong to the copy, and why
+    std::map<std::string, std::string> leftOut;  // names of files that are not part of the copy, and why
 };
 
-/** What to make of a copy without a list of its files, of which nothing says whether one is missing. */
+/** How to treat a copy without a list of its files: it cannot be checked for missing ones. */
 enum class UnlistedCopy { Refused, Accepted };
 
-/** Whether a copy in the directory was not completed, or is being made; `error` says by which file that is seen. */
+/**
+ * Whether the directory has a copy that was not completed or is still being made; `error` names the file that shows it.
+ */
 [[nodiscard]] bool isUnfinished(const std::filesystem::path& directory, std::string* error);
 
 /**
- * Reads a backup directory without changing it. False, with `error` set, when it cannot be restored: also when it lacks
- * a file of its list, or has one of another size. Checksums are left to whoever reads the files.
+ * Reads a backup directory without changing it. Returns false, with `error` set, when it cannot be restored, including
+ * when a file of its list is missing or has another size. Checksums are verified when the files are read.
  */
 [[nodiscard]] bool readBackup(const std::filesystem::path& directory, UnlistedCopy unlisted, BackupFiles* files,
                               std::string* error);

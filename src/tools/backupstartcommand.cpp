@@ -45,8 +45,8 @@ int BackupStartCommand::run(const ServerAddress& server)
 }
 
 /**
- * The server would end the shipping to another directory in silence, and a restore of that give old data. Asked before
- * anything is made for the copy. An exit code.
+ * The server would silently end log shipping to another directory, and a restore from there would yield old data.
+ * Checked before anything is created for the copy. Returns an exit code.
  */
 int BackupStartCommand::checkNoOther(Session* session) const
 {
@@ -61,7 +61,7 @@ int BackupStartCommand::checkNoOther(Session* session) const
     return ExitErrorReply;
 }
 
-/** Prepares the directory and asks for the copy. An exit code. */
+/** Prepares the directory and requests the copy. Returns an exit code. */
 int BackupStartCommand::requestCopy(const ServerAddress& server, CopyTarget* target) const
 {
     if (const std::string error = target->prepare(); !error.empty()) {
@@ -75,7 +75,7 @@ int BackupStartCommand::requestCopy(const ServerAddress& server, CopyTarget* tar
     const int code =
         sendAction(server, table_, "DbBackup", directory_.path, "cannot back up " + table_ + " to " + directory_.path);
     if (code == ExitErrorReply)
-        target->undo(); // no backup will do that
+        target->undo(); // no backup will remove the marker
     else if (code == ExitNoReply)
         complainMarkerStays(*target);
     return code;

@@ -9,13 +9,13 @@ namespace Ctl {
 
 class Session;
 
-/** What the backup of an environment does at the moment. */
+/** The current state of an environment's backup. */
 struct BackupState {
     QString state; // "none", "copying", "shipping" or "stopping"
     std::string target;
 
     bool isRunning() const { return state == "copying" || state == "shipping"; }
-    /** A copy, or what follows it, to a directory: a stop takes effect a moment after it was asked for. */
+    /** Whether a copy to a directory is running or stopping: a stop takes effect a moment after its request. */
     bool isCopying(const std::string& directory) const
     {
         return (state == "copying" || state == "stopping") && isTo(directory);
@@ -24,7 +24,7 @@ struct BackupState {
     bool isTo(const std::string& directory) const;
 };
 
-/** Asks the server for it. An exit code; what is wrong has been told in a message that `failed` begins. */
+/** Asks the server for it. Returns an exit code; errors have been reported with messages that begin with `failed`. */
 [[nodiscard]] int askState(Session* session, const std::string& table, const std::string& failed, BackupState* state);
 
 } // namespace Ctl

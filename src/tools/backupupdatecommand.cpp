@@ -30,8 +30,8 @@ int BackupUpdateCommand::run(const ServerAddress& server)
 }
 
 /**
- * The reply says that shipping was begun. A directory that the server then finds unfit ends it in a moment. An exit
- * code.
+ * The reply only confirms that shipping has started. If the server then finds the directory unsuitable, it stops within
+ * a moment. Returns an exit code.
  */
 int BackupUpdateCommand::waitForRefusal(const ServerAddress& server, const std::string& failed) const
 {

@@ -9,7 +9,7 @@ namespace Ctl {
 Command::Command(CLI::App* app, const char* name, const char* purpose, const char* example)
     : parser_(app->add_subcommand(name, purpose))
 {
-    const CLI::App* root = app; // whose footer has no example yet
+    const CLI::App* root = app; // its footer has no example
     while (root->get_parent() != nullptr)
         root = root->get_parent();
     parser_->fallthrough();

@@ -11,9 +11,9 @@ class App;
 namespace Ctl {
 
 /**
- * A command of quorvactl. Each one is a class in files of its own and has a line in the list in commands.cpp. Its
- * constructor declares its arguments to the command line, which writes their values into the command's members when it
- * is parsed; `run` then does the work.
+ * A command of quorvactl. Each is a class in its own files and has a line in the list in commands.cpp. Its constructor
+ * declares its arguments to the command-line parser, which stores their values in the command's members; `run` then
+ * does the work.
  */
 class Command {
 public:
@@ -24,17 +24,17 @@ public:
     /** Whether the parsed command line asks for this command. */
     virtual bool chosen() const;
 
-    /** Does what the command line asks for and returns an ExitCode. Whatever went wrong has been reported. */
+    /** Runs the command and returns an ExitCode. Errors have been reported. */
     [[nodiscard]] virtual int run(const ServerAddress& server) = 0;
 
 protected:
     /**
-     * Adds the command `name` to `app`, which is the program or a command with subcommands. `purpose` and `example`, a
-     * whole command line, are shown by its help. The options that say where the server is are accepted behind it.
+     * Adds the command `name` to `app`, which is the program or a command with subcommands. Its help shows `purpose`
+     * and `example`, a whole command line. The options for the server's address are accepted after it.
      */
     Command(CLI::App* app, const char* name, const char* purpose, const char* example);
 
-    /** What the arguments are declared to. */
+    /** The parser to declare the arguments to. */
     CLI::App* parser() { return parser_; }
 
 private:

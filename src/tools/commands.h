@@ -5,7 +5,7 @@
 
 namespace Ctl {
 
-/** All commands of quorvactl, declared to its command line. A command that is not in this list does not exist. */
+/** All commands of quorvactl, declared to its command-line parser. A command must be in this list to exist. */
 CommandList allCommands(CLI::App* app);
 
 } // namespace Ctl

@@ -17,7 +17,7 @@ namespace Ctl {
 
 namespace {
 
-/** The ancestors of a directory that do not exist, and itself; the outermost first. */
+/** The missing ancestors of a directory, and the directory itself if missing; outermost first. */
 std::vector<fs::path> missingDirectories(fs::path directory)
 {
     std::vector<fs::path> missing;
@@ -60,7 +60,7 @@ std::string CopyTarget::prepare()
 
 void CopyTarget::undo()
 {
-    std::error_code error; // ignored: what cannot be removed is harmless, or not empty any more
+    std::error_code error; // ignored: whatever cannot be removed is harmless, or no longer empty
     if (madeMarker_)
         fs::remove(marker(), error);
     for (auto directory = made_.rbegin(); directory != made_.rend(); ++directory)

@@ -14,34 +14,33 @@
 namespace Ctl {
 
 /**
- * The directory that a full backup is to be copied to, as whoever asks for the backup sees it: makes it, puts the
- * marker there, and tells how far the server came. Functions that return a string return an empty one or what went
- * wrong.
+ * The target directory of a full backup, from the client's side: creates it, puts the marker there, and finds out how
+ * far the server got. Functions that return a string return an empty one, or an error message.
  */
 class CopyTarget {
 public:
     /** `directory` is absolute. */
     explicit CopyTarget(std::filesystem::path directory) : directory_(std::move(directory)) {}
 
-    /** Makes the directory where it is missing, and the marker, which must not be there yet. Nothing on failure. */
+    /** Creates the directory if missing, and the marker, which must not exist yet. Leaves nothing on failure. */
     [[nodiscard]] std::string prepare();
 
-    /** Removes what prepare() made. For a copy that the server has not begun. */
+    /** Removes what prepare() created. For a copy that the server has not started. */
     void undo();
 
-    /** True when the server has begun to write since prepare(): it does so with the list of an unfinished copy. */
+    /** True when the server has started writing since prepare(): its first file is the list of an unfinished copy. */
     bool hasBegun() const;
 
     /**
-     * True when the directory is still the one that was prepared and holds a list, none of an unfinished copy, and no
-     * marker. Sets `error` when that cannot be seen.
+     * True when the directory is still the one that was prepared and has a list of a complete copy, none of an
+     * unfinished one, and no marker. Sets `error` when this cannot be determined.
      */
     bool isComplete(std::error_code* error) const;
 
     std::filesystem::path marker() const;
 
 private:
-    /** Which file has a name, and when it was written: inode, seconds and nanoseconds. */
+    /** Identifies a file and its time of modification: inode, seconds and nanoseconds. */
     struct Version {
         ino_t inode;
         std::time_t seconds;
@@ -50,14 +49,14 @@ private:
     };
 
     std::optional<Version> unfinishedList() const;
-    /** The inode of the directory; 0 when it is not there. */
+    /** The inode of the directory; 0 when it does not exist. */
     ino_t inode() const;
 
     const std::filesystem::path directory_;
-    std::vector<std::filesystem::path> made_; // directories, the outermost first
+    std::vector<std::filesystem::path> made_; // directories, outermost first
     bool madeMarker_ = false;
     ino_t inode_ = 0;               // when it was prepared
-    std::optional<Version> before_; // the list of an earlier copy that was cut off
+    std::optional<Version> before_; // the list of an earlier, interrupted copy
 };
 
 } // namespace Ctl

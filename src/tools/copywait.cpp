@@ -21,7 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** In all files below the directory, as a copy has sub-directories. */
+/** Includes sub-directories, as a copy may have some. */
 std::uintmax_t bytesIn(const fs::path& directory)
 {
     std::uintmax_t sum = 0;
@@ -85,7 +85,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
     }
 }
 
-/** The exit code of a copy that has ended, or cannot be asked for; nothing while it goes on. */
+/** The exit code of a copy that has ended or whose state cannot be read; empty while it is running. */
 std::optional<int> CopyWait::check()
 {
     BackupState state;
@@ -99,7 +99,7 @@ std::optional<int> CopyWait::check()
     return conclude();
 }
 
-/** The server does nothing for the directory any more. An exit code. */
+/** Determines the result once the server has finished with the directory. Returns an exit code. */
 int CopyWait::conclude()
 {
     std::error_code error;

@@ -11,21 +11,21 @@ class CopyTarget;
 class Session;
 
 /**
- * Waits for a full copy that the server has been asked for. What the server refuses, it refuses at once, but after its
- * reply. The server's word ends the waiting, and the files tell how the copy went. The marker alone says nothing, as
- * others can delete it, or rename its directory.
+ * Waits for a full copy that was requested from the server. The server refuses a copy immediately, but only after its
+ * reply. The reported state ends the wait, and the files show how the copy went. The marker alone proves nothing, as
+ * others can delete it or rename its directory.
  *
- * Both functions return an exit code; what is wrong has been told.
+ * Both functions return an exit code; errors have been reported.
  */
 class CopyWait {
 public:
-    /** The session and the target stay the caller's. `directory` is the target's absolute path. */
+    /** The caller keeps ownership of the session and the target. `directory` is the target's absolute path. */
     CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target);
 
-    /** Until the copy is seen to have begun, or for a few seconds. */
+    /** Waits until the copy has visibly started, or for a few seconds. */
     [[nodiscard]] int untilBegun();
 
-    /** Until the copy is complete, or has not grown for `stall`. Shows its size on a terminal. */
+    /** Waits until the copy is complete, or has not grown for `stall`. Shows its size on a terminal. */
     [[nodiscard]] int untilComplete(std::chrono::seconds stall);
 
 private:
@@ -39,7 +39,7 @@ private:
     bool hasBegun_ = false;
 };
 
-/** Tells that it is not known whether the server began the copy, and what to do about the marker. */
+/** Reports that the server may or may not have started the copy, and what to do about the marker. */
 void complainMarkerStays(const CopyTarget& target);
 
 } // namespace Ctl

@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** "create-table TABLE HASHNAME RANGENAME": makes a table with these key attributes. */
+/** "create-table TABLE HASHNAME RANGENAME": creates a table with these key attributes. */
 class CreateTableCommand : public Command {
 public:
     explicit CreateTableCommand(CLI::App* app);

@@ -8,7 +8,7 @@
 
 namespace Ctl {
 
-/** "delete TABLE HASH RANGE": deletes an item; one that is not there is no error. */
+/** "delete TABLE HASH RANGE": deletes an item; a missing one is not an error. */
 class DeleteCommand : public Command {
 public:
     explicit DeleteCommand(CLI::App* app);

@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** "delete-table TABLE": closes the table's environment; the files stay. */
+/** "delete-table TABLE": closes the table's environment; the files remain. */
 class DeleteTableCommand : public Command {
 public:
     explicit DeleteTableCommand(CLI::App* app);

@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** "describe TABLE": prints what the server knows of a table. */
+/** "describe TABLE": prints the server's description of a table. */
 class DescribeCommand : public Command {
 public:
     explicit DescribeCommand(CLI::App* app);

@@ -3,11 +3,11 @@
 
 namespace Ctl {
 
-/** What quorvactl exits with. Scripts test these; every help text lists them. */
+/** The exit status of quorvactl. Scripts test these; every help text lists them. */
 enum ExitCode : int {
     ExitOk = 0,         // the reply's "__rc" was 200
     ExitErrorReply = 1, // any other reply
-    ExitNoReply = 2,    // no whole reply came, or it could not be printed; standard error tells why
+    ExitNoReply = 2,    // no complete reply came, or it could not be printed; standard error tells why
     ExitUsage = 64,     // the command line was wrong, or an argument cannot be used; nothing was written
 };
 

@@ -8,7 +8,7 @@
 
 namespace Ctl {
 
-/** "export TABLE [FILE]": writes all items of a table, one a line, in the form that import reads. */
+/** "export TABLE [FILE]": writes all items of a table, one per line, in the format that import reads. */
 class ExportCommand : public Command {
 public:
     explicit ExportCommand(CLI::App* app);

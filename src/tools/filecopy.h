@@ -9,7 +9,7 @@
 
 namespace Ctl {
 
-/** Takes the checksum of the first bytes of a file that is read from its beginning. */
+/** Computes the checksum of the first bytes of a file that is read from its beginning. */
 class LeadingChecksum {
 public:
     explicit LeadingChecksum(std::uint64_t size) : missing_(size) {}
@@ -21,7 +21,7 @@ public:
         missing_ -= bytes.size();
     }
 
-    /** False also when there were fewer bytes. */
+    /** Also false when the file had fewer bytes. */
     bool is(std::uint64_t checksum) const { return missing_ == 0 && checksum_.value() == checksum; }
 
 private:
@@ -30,7 +30,7 @@ private:
 };
 
 /**
- * Copies a file to one that is not there yet, and hands its bytes to `leading`. 0 or an errno value; EINTR when an
+ * Copies a file to one that must not exist, passing its bytes to `leading`. Returns 0 or an errno value; EINTR when an
  * Interruption is requested. The copy functions of the standard library report a full disk as an input/output error.
  */
 [[nodiscard]] int copyFile(const std::filesystem::path& from, const std::filesystem::path& to,

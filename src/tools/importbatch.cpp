@@ -13,10 +13,10 @@ namespace {
 constexpr std::size_t MostItems = 25;
 constexpr qsizetype EnoughBytes = 4 * 1024 * 1024;
 
-// How much deeper an item lies in a request than on its line.
+// How many levels deeper an item is nested in a request than on its line.
 constexpr int LevelsAround = 5;
 
-/** Whether the server would read the item of a line, which is JSON, inside a request. */
+/** Whether the item on a line, which is JSON, would be nested too deep for the server inside a request. */
 bool isNestedTooDeep(const QByteArray& line)
 {
     if (line.count('{') + line.count('[') <= Json::MaxDepth - LevelsAround)

@@ -22,9 +22,9 @@ class ImportBatch {
 public:
     bool isEmpty() const { return items_.empty(); }
     std::size_t size() const { return items_.size(); }
-    /** Whether it is to be sent before anything is added. */
+    /** Whether it must be sent before another item is added. */
     bool isFull() const;
-    /** Whether it has an item with these keys: a request may write an item only once. */
+    /** Whether it contains an item with these keys: a request may write an item only once. */
     bool contains(const ItemKey& key) const { return keys_.contains(key); }
     /** The number of the line that an item came from. */
     long long lineOf(std::size_t item) const { return items_[item].line; }
@@ -32,7 +32,7 @@ public:
     void add(long long line, const QByteArray& text, const ItemKey& key);
     void clear();
 
-    /** The body of the request that stores `count` of the items, from `first` on. */
+    /** The body of a request that stores `count` of the items, starting at `first`. */
     QByteArray requestBody(const std::string& table, std::size_t first, std::size_t count) const;
 
 private:

@@ -18,7 +18,7 @@ namespace Ctl {
 
 namespace {
 
-/** What is left to read of a file, or -1 when that is no file. */
+/** The number of bytes left to read, or -1 if this is not a regular file. */
 qint64 bytesLeft(int descriptor)
 {
     struct stat status = {};

@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** "import TABLE [FILE]": stores the items of a file, one a line. */
+/** "import TABLE [FILE]": stores the items of a file, one per line. */
 class ImportCommand : public Command {
 public:
     explicit ImportCommand(CLI::App* app);

@@ -13,7 +13,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr int MostRefusedInARow = 100; // a full disk refuses everything, and the rest is better kept
+constexpr int MostRefusedInARow = 100; // with a full disk everything is refused, and the rest is better kept for later
 
 } // namespace
 
@@ -30,7 +30,7 @@ int Importer::run()
         return code;
     if (const int code = skipToMark())
         return code;
-    // What cannot be written now could not be written later.
+    // A state file that cannot be written now could not be written later either.
     if (const int code = moveMark())
         return code;
     progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
@@ -38,7 +38,7 @@ int Importer::run()
     return transfer();
 }
 
-/** The lines in front of the mark are read again, as standard input knows no other way. */
+/** Reads the lines up to the mark again, as standard input cannot seek. */
 int Importer::skipToMark()
 {
     QByteArray line;
@@ -79,7 +79,7 @@ int Importer::transfer()
         case LineReader::Result::Interrupted:
             code = sendBatch(reader_.lineNumber());
             if (code == ExitOk)
-                code = moveMark(); // lines that were refused may stand behind the batch
+                code = moveMark(); // the batch may be followed by refused lines
             return code != ExitOk ? code : stop(ExitErrorReply, "interrupted");
         case LineReader::Result::Failed:
             return cannotRead();
@@ -99,7 +99,7 @@ int Importer::takeLine(const QByteArray& line)
         refuse(reader_.lineNumber(), error);
         return ExitOk;
     }
-    // Of two lines with the same keys the later one has to win.
+    // Of two lines with the same keys, the later one must win.
     if (batch_.contains(key)) {
         if (const int code = sendBatch(reader_.lineNumber() - 1))
             return code;
@@ -108,7 +108,7 @@ int Importer::takeLine(const QByteArray& line)
     return batch_.isFull() ? sendBatch(reader_.lineNumber()) : ExitOk;
 }
 
-/** `lastLine` is the last one that is done when the batch is. */
+/** `lastLine` is the last line that is finished once the batch is stored. */
 int Importer::sendBatch(long long lastLine)
 {
     if (batch_.isEmpty())
@@ -148,14 +148,14 @@ int Importer::sendOneByOne()
     return ExitOk;
 }
 
-/** ExitOk only when nothing came back unprocessed. */
+/** Returns ExitOk only when nothing was returned unprocessed. */
 int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
 {
     const int code = session_.request(Operations::BatchWriteItem, batch_.requestBody(table_, first, count), reply);
     return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
 }
 
-/** Keeps what was reached, unless the server refuses one item after the other: those may be sent again. */
+/** Saves the position reached, except while the server refuses item after item: a later run may send those again. */
 int Importer::moveMark()
 {
     if (refusedInARow_ > 0)
@@ -188,7 +188,7 @@ int Importer::cannotRead()
     return stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
 }
 
-/** Ends the import before the input's end, and tells how it can go on. */
+/** Ends the import before the end of the input, and reports how to resume it. */
 int Importer::stop(int code, const std::string& reason)
 {
     const std::string line = std::to_string(mark_.line);

@@ -16,7 +16,7 @@
 
 namespace Ctl {
 
-/** What an import reads. */
+/** The input of an import. */
 struct ImportInput {
     int descriptor = -1; // the caller's
     std::string name;    // in messages
@@ -24,17 +24,17 @@ struct ImportInput {
 };
 
 /**
- * Stores the items of an input in a table, one a line, as if each line were a put of its own, in their order: of two
- * items with the same keys the later one stays. They are sent in batches, which the server applies as a whole or not at
- * all. When one is not applied, its items are sent one by one, so that only those are refused that the server refuses.
+ * Stores the items of an input, one per line, in a table, as if each line were a separate put, in order: of two items
+ * with the same keys, the later one wins. They are sent in batches, which the server applies atomically. When a batch
+ * is not applied, its items are sent one by one, so that only the offending ones are refused.
  */
 class Importer {
 public:
-    /** `mark` is where an earlier import of the same input came to. */
+    /** `mark` is how far an earlier import of the same input got. */
     Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
              const ImportMark& mark);
 
-    /** An exit code; everything has been told. */
+    /** Returns an exit code; everything has been reported. */
     [[nodiscard]] int run();
 
 private:
@@ -55,13 +55,13 @@ private:
     const ImportInput input_;
     const ImportState state_;
     const ImportMark begin_;
-    ImportMark mark_;    // where a next run would begin
-    ImportMark reached_; // ahead of it while the server refuses one item after the other
+    ImportMark mark_;    // where the next run would start
+    ImportMark reached_; // ahead of it while the server refuses item after item
 
     Session session_;
     TableKeys keys_;
     LineReader reader_;
-    std::optional<ProgressBar> progress_; // once the mark was found
+    std::optional<ProgressBar> progress_; // set once the mark has been reached
     qint64 skippedBytes_ = 0;
 
     ImportBatch batch_;

@@ -18,7 +18,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t MostBytes = 64 * 1024; // far more than one with the longest paths has
+constexpr std::size_t MostBytes = 64 * 1024; // far more than a state with the longest paths needs
 
 bool isRegularFile(int descriptor)
 {
@@ -36,7 +36,7 @@ std::string ImportState::load(ImportMark* mark) const
 {
     if (path_.empty())
         return {};
-    // The opening of a pipe without a writer would not return.
+    // O_NONBLOCK: opening a pipe without a writer would block.
     const Base::Descriptor file(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     if (!file.isOpen())
         return errno == ENOENT ? std::string() : "cannot read " + path_ + ": " + std::strerror(errno);

@@ -5,7 +5,7 @@
 
 namespace Ctl {
 
-/** How far an import came. */
+/** How far an import got. */
 struct ImportMark {
     long long line = 0; // all lines up to this one are stored or were refused
     long long stored = 0;
@@ -13,16 +13,16 @@ struct ImportMark {
 };
 
 /**
- * The file that keeps an import's mark from one run to the next, as JSON: which table, which input, and the mark. It is
- * replaced as a whole, so that it is readable whenever the tool was ended. After a loss of power it may be an older
- * one, or not be readable.
+ * The file that keeps an import's mark between runs, as JSON: the table, the input and the mark. It is replaced
+ * atomically, so it is readable whenever the tool ends. After a power failure it may be an older version, or
+ * unreadable.
  */
 class ImportState {
 public:
-    /** An empty path keeps nothing. `input` is the input's absolute path, or "-". */
+    /** With an empty path nothing is kept. `input` is the input's absolute path, or "-". */
     ImportState(std::string path, std::string table, std::string input);
 
-    /** Reads the mark of an earlier run; without a file there is none. An empty string or what is wrong. */
+    /** Reads the mark of an earlier run; without a file there is none. Returns an empty string or an error message. */
     [[nodiscard]] std::string load(ImportMark* mark) const;
     [[nodiscard]] std::string save(const ImportMark& mark) const;
     void remove() const;

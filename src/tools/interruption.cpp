@@ -15,7 +15,7 @@ namespace {
 constexpr std::array Signals{SIGINT, SIGTERM, SIGHUP};
 
 volatile std::sig_atomic_t wasRequested = 0;
-// A signal makes this pipe readable: one that came just before a wait would otherwise be noticed only after it.
+// A signal makes this pipe readable; otherwise one that arrives just before a wait would be noticed only after it.
 int pipeEnds[2] = {-1, -1};
 std::array<struct sigaction, Signals.size()> before;
 
@@ -33,7 +33,7 @@ Interruption::Interruption()
 {
     wasRequested = 0;
     if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
-        pipeEnds[0] = pipeEnds[1] = -1; // then a wait ends with its descriptor only
+        pipeEnds[0] = pipeEnds[1] = -1; // then only its descriptor ends a wait
     struct sigaction action = {};
     action.sa_handler = request;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
@@ -67,7 +67,7 @@ bool Interruption::waitReadable(int descriptor)
         if (requested())
             return false;
         if (ready > 0 || errno != EINTR)
-            return true; // after a failure of its own, the read tells
+            return true; // if poll() failed, the read reports the error
     }
 }
 

@@ -4,8 +4,8 @@
 namespace Ctl {
 
 /**
- * While one of these lives, the first SIGINT, SIGTERM or SIGHUP only asks the command to end in good order; the second
- * one ends the process. Signals that are ignored stay so. At most one at a time, of the main thread.
+ * While an instance exists, the first SIGINT, SIGTERM or SIGHUP only asks the command to finish cleanly; the second one
+ * terminates the process. Ignored signals stay ignored. At most one instance at a time, on the main thread.
  */
 class Interruption {
 public:
@@ -15,7 +15,7 @@ public:
     Interruption& operator=(const Interruption&) = delete;
 
     static bool requested();
-    /** Waits until the descriptor can be read, or has ended. False when an interruption came before that. */
+    /** Waits until the descriptor is readable or at its end. Returns false when an interruption came first. */
     [[nodiscard]] static bool waitReadable(int descriptor);
 };
 

@@ -22,7 +22,7 @@ int refuse(const std::string& error)
     return ExitUsage;
 }
 
-/** The conditions of a request. An empty string or what is wrong. */
+/** Reads the conditions of a request. Returns an empty string or an error message. */
 std::string readConditions(const ConditionOptions& options, QVariantMap* expected)
 {
     QVariantMap equal;

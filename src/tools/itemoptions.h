@@ -23,11 +23,11 @@ struct KeyArguments {
     QString range;
 
     void declare(CLI::App* command);
-    /** An exit code; what is wrong has been told. */
+    /** Returns an exit code; errors have been reported. */
     [[nodiscard]] int decode();
 };
 
-/** The options --if and --if-absent: conditions on the stored item, all of which have to hold. */
+/** The options --if and --if-absent: conditions on the stored item, all of which must hold. */
 struct ConditionOptions {
     std::vector<std::string> equal;
     std::vector<std::string> absent;
@@ -35,16 +35,16 @@ struct ConditionOptions {
     void declare(CLI::App* command);
     bool given() const { return !equal.empty() || !absent.empty(); }
     /**
-     * Adds "Expected" to a request, when there are conditions. An exit code; what is wrong has been told. The server
+     * Adds "Expected" to a request if there are conditions. Returns an exit code; errors have been reported. The server
      * does not see key attributes in a stored item, so conditions on those are refused.
      */
     [[nodiscard]] int addTo(QVariantMap* body, const TableKeys& keys) const;
 };
 
-/** Tells of the error reply to a write. */
+/** Reports the error reply to a write. */
 void complainWrite(const std::string& failed, const QVariantMap& reply);
 
-/** An item in messages: "abc" "2012-01" of DIR|TABLE. */
+/** How messages name an item: "abc" "2012-01" of DIR|TABLE. */
 std::string itemName(const std::string& table, const KeyArguments& key);
 
 } // namespace Ctl

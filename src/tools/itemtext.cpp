@@ -17,7 +17,7 @@ namespace Ctl {
 
 namespace {
 
-/** False, after telling, when the file cannot be read. */
+/** Returns false, after reporting it, when the file cannot be read. */
 bool readFile(const std::string& path, QByteArray* text)
 {
     std::FILE* const file = std::fopen(path.c_str(), "rbe");
@@ -88,7 +88,7 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
         return error;
     if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
         return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
-    if (textSize <= Limits::ItemBytes / 2) // room for numbers that become longer when they are written anew
+    if (textSize <= Limits::ItemBytes / 2) // leaves room for numbers that get longer when the server rewrites them
         return {};
     return checkStoredSize(item, keys);
 }

@@ -12,24 +12,25 @@
 namespace Ctl {
 
 /**
- * Reads the ITEM words of a command line: one word that is JSON, "-" for standard input, or a file's name, or
- * attributes as NAME=VALUE. An exit code; what is wrong has been told.
+ * Reads the ITEM words of a command line: one word that is JSON, "-" for standard input or a file name; or attributes
+ * as NAME=VALUE. Returns an exit code; errors have been reported.
  */
 [[nodiscard]] int readItem(const std::vector<std::string>& words, QVariantMap* item);
 
 /**
- * An empty string, or why an item cannot be stored, or not be read back: its keys have to be there, as strings that the
- * server takes. `textSize` is at least the size of the item's JSON, so that small ones need not be measured.
+ * Returns an empty string, or why an item cannot be stored or read back: it must have its keys, as strings that the
+ * server accepts. `textSize` is an upper bound for the size of the item's JSON, so that small items need not be
+ * measured.
  */
 [[nodiscard]] std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize);
 
-/** An empty string, or that the item is too large to be read back. */
+/** Returns an empty string, or a message that the item is too large to be read back. */
 [[nodiscard]] std::string checkStoredSize(QVariantMap item, const TableKeys& keys);
 
 /** The text of one of an item's two keys. */
 QString keyText(const QVariantMap& item, const QString& name);
 
-/** A whole item for printing: what a reply has, with its key attributes, as typed values. */
+/** A whole item for printing: the attributes of a reply and the key attributes, as typed values. */
 QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range);
 
 } // namespace Ctl

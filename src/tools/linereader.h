@@ -5,24 +5,24 @@
 
 namespace Ctl {
 
-/** Reads lines from a descriptor, with memory for one line and a piece of 64 KiB. */
+/** Reads lines from a descriptor, with memory for one line and a buffer of 64 KiB. */
 class LineReader {
 public:
-    /** Lines of more bytes are passed over; what the server can store and read back is far smaller. */
+    /** Longer lines are skipped; an item that the server can store and read back is far smaller. */
     static constexpr qsizetype LongestLine = 16 * 1024 * 1024;
 
     enum class Result { Line, TooLong, End, Interrupted, Failed };
 
-    /** The descriptor stays the caller's. */
+    /** The caller keeps ownership of the descriptor. */
     explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
     /**
-     * The next line without its end; the last one may lack it. With TooLong the line counts, its text does not come.
-     * After a failure errno tells why.
+     * Reads the next line, without its line end, which the last one may lack. A TooLong line is counted, but its text
+     * is not returned. After a failure, errno tells why.
      */
     [[nodiscard]] Result next(QByteArray* line);
 
-    /** The number of the line that came last; the first one is 1. */
+    /** The number of the last line read; the first one is 1. */
     long long lineNumber() const { return lineNumber_; }
     /** Bytes of all lines so far. */
     qint64 bytes() const { return bytes_; }

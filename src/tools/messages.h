@@ -7,18 +7,18 @@
 #include <vector>
 
 /**
- * What quorvactl prints. A message on standard error has one line that says what was wrong, and below it, where there
- * is something to tell, what the server said and what to try.
+ * What quorvactl prints. A message on standard error has one line that says what went wrong, followed where applicable
+ * by what the server said and what to try.
  */
 namespace Ctl {
 
-/** Prints "quorvactl: MESSAGE" on standard error, and further lines below it. */
+/** Prints "quorvactl: MESSAGE" on standard error, followed by the lines of `details`. */
 void complain(const std::string& message, const std::vector<std::string>& details = {});
 
 /** "1 item", "2 items". */
 std::string counted(long long number, const std::string& noun);
 
-/** Prints a line on standard output. ExitOk, or ExitNoReply after telling that it cannot be written. */
+/** Prints a line on standard output. Returns ExitOk, or ExitNoReply after reporting that it cannot be written. */
 [[nodiscard]] int printLine(const QByteArray& text);
 
 } // namespace Ctl

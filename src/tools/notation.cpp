@@ -11,7 +11,7 @@ namespace Ctl {
 
 namespace {
 
-/** Where a text is wrong, as people count: from 1, and with a line when there are several. */
+/** The position of an error for messages: counted from 1, with a line number if there are several lines. */
 std::string placeOf(const QByteArray& text, qsizetype offset)
 {
     const QByteArray before = text.left(offset);

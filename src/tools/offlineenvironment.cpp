@@ -22,7 +22,7 @@ std::unique_ptr<DbEnv> open(const fs::path& directory, u_int32_t flags, std::str
     (void)env->set_cachesize(0, CacheBytes, 1);
     (void)env->set_data_dir(absolute.c_str());
     (void)env->set_lg_dir(absolute.c_str());
-    (void)env->set_intermediate_dir_mode("rwx------"); // tables may have directories in their names
+    (void)env->set_intermediate_dir_mode("rwx------"); // table names may contain directories
     const int rc = env->open((absolute / "no-home").c_str(), flags, 0);
     if (rc == 0)
         return env;

@@ -19,7 +19,7 @@ namespace Ctl {
 
 namespace {
 
-/** The file that a link leads to. A link that leads nowhere counts as a file, and is replaced. */
+/** The target of a symbolic link. A dangling link counts as a file and is replaced. */
 std::string resolved(const std::string& path)
 {
     std::error_code error;
@@ -35,7 +35,7 @@ OutputFile::OutputFile(const std::string& path) : path_(resolved(path)) {}
 OutputFile::~OutputFile()
 {
     if (file_ != nullptr)
-        (void)std::fclose(file_); // ignored: it goes away, or it is no file
+        (void)std::fclose(file_); // ignored: the file is removed, or is not a regular one
     if (!written_.empty())
         ::unlink(written_.c_str());
 }
@@ -54,7 +54,7 @@ std::string OutputFile::open()
         written_.clear();
         return failure(errno);
     }
-    // Ignored where it fails: then fewer may read it than could.
+    // Failures are ignored: then the file is readable by fewer users than intended.
     struct stat before = {};
     if (fs::exists(status) && ::stat(path_.c_str(), &before) == 0)
         (void)(::fchown(descriptor.number(), before.st_uid, before.st_gid) == 0 &&

@@ -53,7 +53,7 @@ int PagedRead::run(const ServerAddress& server)
     return code != ExitOk || sink_ ? code : printEnd(found);
 }
 
-/** A read of a table that is not there is answered like any other failure, so the table is looked at. */
+/** The server answers a read from a missing table like any other failure, so the table is checked. */
 int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
 {
     QVariantMap description;

@@ -20,7 +20,7 @@ namespace Ctl {
 
 /** The options that scan and query share. */
 struct PageOptions {
-    int limit = Limits::PageItems; // records that the server examines for one page
+    int limit = Limits::PageItems; // records the server examines for one page
     long long max = -1;            // items to print; below 0: all
     bool countOnly = false;        // print the number of items instead
     std::vector<std::string> attributes;
@@ -28,19 +28,21 @@ struct PageOptions {
     void declare(CLI::App* command);
 };
 
-/** Reads a Scan or Query to its end on one connection, and prints one item a line or the count, or hands the lines on.
+/**
+ * Reads a Scan or Query to its end on one connection, and prints the items, one per line, or their count, or passes the
+ * lines to a sink.
  */
 class PagedRead {
 public:
-    /** `body` is all of the request but the options' part. */
+    /** `body` is the request without the members that the options set. */
     PagedRead(const PageOptions& options, const Operations::Operation& operation, QVariantMap body);
 
-    /** Takes an item's line, without its end. Any exit code but ExitOk ends the read and becomes its result. */
+    /** Receives an item's line, without its line end. Any exit code but ExitOk ends the read and becomes its result. */
     using Sink = std::function<int(const QByteArray& line)>;
-    /** Hands the lines on instead of printing them. */
+    /** Passes the lines to `sink` instead of printing them. */
     void sendTo(Sink sink) { sink_ = std::move(sink); }
 
-    /** An exit code of quorvactl. */
+    /** Returns an exit code of quorvactl. */
     int run(const ServerAddress& server);
 
 private:

@@ -10,7 +10,7 @@ namespace {
 /** 0:07, 12:34, 1:00:00 */
 std::string duration(double seconds)
 {
-    constexpr double Longest = 99 * 3600; // more is a guess without a meaning
+    constexpr double Longest = 99 * 3600; // a longer estimate is meaningless
     const auto whole = static_cast<int>(std::min(seconds, Longest) + 0.5);
     char text[32];
     if (whole < 3600)

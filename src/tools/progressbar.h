@@ -10,23 +10,23 @@
 
 namespace Ctl {
 
-/** How far a transfer of items is. */
+/** The progress of a transfer of items. */
 struct TransferProgress {
     long long items = 0;
-    double seconds = 0;   // since its beginning
-    qint64 doneBytes = 0; // of the input; of what this run has to do
-    qint64 allBytes = -1; // below 0: not known
+    double seconds = 0;   // since it started
+    qint64 doneBytes = 0; // of the input that this run has to process
+    qint64 allBytes = -1; // below 0: unknown
 };
 
 /**
  * The progress as one line of fewer than `width` characters:
  *
  *     [=========>          ]  47 %  123456 items  20576/s  0:07 left
- *     123456 items  20576/s                                              without a size
+ *     123456 items  20576/s                                              size unknown
  */
 std::string progressLine(const TransferProgress& progress, int width);
 
-/** That line, on a terminal. */
+/** Shows that line on a terminal. */
 class ProgressBar {
 public:
     /** `allBytes` as in TransferProgress. `enabled` false shows nothing. */
@@ -34,7 +34,7 @@ public:
 
     /** Draws the line, at most ten times a second. */
     void show(long long items, qint64 doneBytes);
-    /** Draws it for the last time, and leaves it there. */
+    /** Draws the line for the last time, and leaves it on the terminal. */
     void finish(long long items, qint64 doneBytes);
 
 private:

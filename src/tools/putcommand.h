@@ -9,7 +9,7 @@
 
 namespace Ctl {
 
-/** "put TABLE ITEM...": stores an item in place of the one with the same keys. */
+/** "put TABLE ITEM...": stores an item, replacing any with the same keys. */
 class PutCommand : public Command {
 public:
     explicit PutCommand(CLI::App* app);

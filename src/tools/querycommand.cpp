@@ -39,7 +39,7 @@ int QueryCommand::run(const ServerAddress& server)
     return PagedRead(options_, Operations::Query, body).run(server);
 }
 
-/** The condition on the range key, or nothing. */
+/** The condition on the range key; empty if there is none. */
 QVariantMap QueryCommand::condition() const
 {
     if (!between_.empty())

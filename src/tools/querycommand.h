@@ -26,11 +26,11 @@ private:
 
     std::string table_;
     std::string hash_;
-    std::string value_;                // of the one-valued condition
+    std::string value_;                // of the condition with one value
     std::vector<std::string> between_; // two values, or none
     bool backward_ = false;
     PageOptions options_;
-    std::vector<std::pair<CLI::Option*, const char*>> conditions_; // one-valued ones, with the API's operators
+    std::vector<std::pair<CLI::Option*, const char*>> conditions_; // those with one value, and the API's operators
 };
 
 } // namespace Ctl

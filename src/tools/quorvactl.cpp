@@ -25,7 +25,7 @@ int run(int argc, char** argv)
         Ctl::refuseMissingValues(argc, argv);
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        // CLI11 reports a wrong command line this way, and --help and --version too.
+        // CLI11 reports command-line errors this way, and also --help and --version.
         return app.exit(error) == 0 ? Ctl::ExitOk : Ctl::ExitUsage;
     }
     return commands.runChosen(server);
@@ -39,7 +39,7 @@ int main(int argc, char** argv)
     try {
         return run(argc, argv);
     } catch (const std::exception& error) {
-        // No command throws but for lack of memory. A message is worth more than a core file even so.
+        // Commands throw only when out of memory. Even then a message is more useful than a core file.
         std::fprintf(stderr, "quorvactl: %s\n", error.what());
         return Ctl::ExitErrorReply;
     }

@@ -6,24 +6,24 @@
 
 #include <string>
 
-/** What the server's replies say. */
+/** Interpretation of the server's replies. */
 namespace Ctl {
 
 /** True when the text is a reply object whose "__rc" is 200. */
 bool isSuccess(const QByteArray& reply);
 
-/** True for a reply that says Not Found. */
+/** True for a Not Found reply. */
 bool isNotFound(const QVariantMap& reply);
 
-/** True for a reply that says that a condition did not hold, or that another backup is running. */
+/** True for a reply that reports a failed condition or another running backup. */
 bool isConditionFailure(const QVariantMap& reply);
 
-/** The server's words in an error reply: "Not Found, ResourceNotFoundException: Specified item does not exist." */
+/** The server's text in an error reply: "Not Found, ResourceNotFoundException: Specified item does not exist." */
 std::string serverSays(const QVariantMap& reply);
 
 /**
- * Tells of an error reply: `failed` is what could not be done, `advice` what to try. Without advice there is one that
- * goes by the kind of the error.
+ * Reports an error reply: `failed` says what could not be done, `advice` what to try. If empty, the advice depends on
+ * the kind of error.
  */
 void complainReply(const std::string& failed, const QVariantMap& reply, const std::string& advice = {});
 

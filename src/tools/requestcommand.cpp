@@ -10,7 +10,7 @@ namespace Ctl {
 
 namespace {
 
-/** Operations begin with a capital letter, or hold the "." of a full name; anything else is a mistyped command. */
+/** Operations begin with a capital letter, or contain the "." of a full name; anything else is a mistyped command. */
 bool looksLikeOperation(const std::string& word)
 {
     return (word.front() >= 'A' && word.front() <= 'Z') || word.find('.') != std::string::npos;
@@ -35,8 +35,9 @@ RequestCommand::RequestCommand(CLI::App* app)
 }
 
 /**
- * Throws a CLI::ParseError unless the command line has either a command or an operation that can be meant as one. What
- * a command leaves over ends here as well, as all commands hand their rest on, for the sake of the server's address.
+ * Throws a CLI::ParseError unless the command line has either a command or a plausible operation. The words that a
+ * command does not take end up here as well, as all commands pass the rest on so that the server's address may follow
+ * them.
  */
 void RequestCommand::checkBareOperation(const CLI::App& app) const
 {

@@ -7,13 +7,13 @@
 
 namespace Ctl {
 
-/** "[call] OPERATION [JSON | -]": sends one request as it is given and prints the reply's JSON. */
+/** "[call] OPERATION [JSON | -]": sends one request as given and prints the reply's JSON. */
 class RequestCommand : public Command {
 public:
     /** Declares the arguments on `app` itself and on a command "call". */
     explicit RequestCommand(CLI::App* app);
 
-    /** Also without the word "call". */
+    /** True also without the word "call". */
     bool chosen() const override { return Command::chosen() || !bare_.operation.empty(); }
     int run(const ServerAddress& server) override;
 

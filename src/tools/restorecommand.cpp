@@ -18,7 +18,7 @@ namespace Ctl {
 
 namespace {
 
-/** How far a step is, on a terminal. */
+/** Shows the progress of a step on a terminal. */
 class Progress {
 public:
     void show(const char* step, std::size_t done, std::size_t all)
@@ -31,7 +31,7 @@ private:
     TerminalLine line_;
 };
 
-/** For scripts: seconds of UTC, or one word. */
+/** For scripts: a UTC time to the second, or one word. */
 std::string describeTime(std::optional<std::time_t> time)
 {
     std::tm parts = {};

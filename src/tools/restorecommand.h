@@ -7,7 +7,8 @@
 
 namespace Ctl {
 
-/** "restore [--without-list] BACKUPDIR TARGETDIR": makes an environment directory out of a hot backup. Needs no server.
+/**
+ * "restore [--without-list] BACKUPDIR TARGETDIR": creates an environment directory from a hot backup. Needs no server.
  */
 class RestoreCommand : public Command {
 public:

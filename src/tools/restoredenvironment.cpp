@@ -19,7 +19,7 @@ namespace Ctl {
 
 namespace {
 
-/** By their names relative to the directory, which may have directories in them. In order. */
+/** Returns sorted names relative to the directory, which may contain directories. */
 std::vector<fs::path> databaseFiles(const fs::path& home)
 {
     std::vector<fs::path> files;
@@ -34,7 +34,7 @@ std::vector<fs::path> databaseFiles(const fs::path& home)
     return files;
 }
 
-/** Opens a sub-database for reading. Null when the file has none of that name; `rc` tells of other failures. */
+/** Opens a sub-database for reading. Returns null when the file has none of that name; `rc` reports other failures. */
 std::unique_ptr<Db> openDatabase(DbEnv* env, const std::string& file, const char* name, int* rc)
 {
     auto db = std::make_unique<Db>(env, DB_CXX_NO_EXCEPTIONS);
@@ -55,7 +55,7 @@ int countRecords(Db* db, long long* records)
         return rc;
     Dbt key;
     Dbt data;
-    // A part of no bytes into memory of no bytes: nothing of either is wanted, and nothing is allocated.
+    // Partial reads of no bytes into user memory of no bytes: neither key nor data is needed, and nothing is allocated.
     key.set_flags(DB_DBT_PARTIAL | DB_DBT_USERMEM);
     data.set_flags(DB_DBT_PARTIAL | DB_DBT_USERMEM);
     int rc = 0;
@@ -71,7 +71,7 @@ std::string recoverEnvironment(const fs::path& home)
 {
     std::string error;
     if (const auto env = OfflineEnvironment::open(home, OfflineEnvironment::Transactional | DB_RECOVER_FATAL, &error)) {
-        // The next opening recovers from this checkpoint, not from the first log file again.
+        // The next open recovers from this checkpoint, not from the first log file again.
         int rc = env->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)
             rc = env->close(0);
@@ -88,7 +88,7 @@ std::string verifyDatabases(const fs::path& home, const std::function<void(std::
         progress(i, files.size());
         if (Interruption::requested())
             return {};
-        Db db(nullptr, DB_CXX_NO_EXCEPTIONS); // a Db can verify one file only, and is closed by that
+        Db db(nullptr, DB_CXX_NO_EXCEPTIONS); // a Db can verify only one file, which closes it
         db.set_errcall(OfflineEnvironment::ignoreMessage);
         if (const int rc = db.verify((home / files[i]).c_str(), nullptr, nullptr, 0))
             return OfflineEnvironment::describe(files[i].string() + " is damaged", rc);
@@ -107,7 +107,7 @@ std::string countItems(const fs::path& home, std::map<std::string, long long>* i
         const std::string& file = name.string();
         int rc = 0;
         if (const auto meta = openDatabase(env.get(), file, TableNames::MetaSubDatabase, &rc)) {
-            (*items)[file]; // a table, though it may have no items yet
+            (*items)[file]; // a table, possibly without items
             (void)meta->close(0);
         }
         if (rc == 0) {

@@ -10,9 +10,9 @@
 namespace Ctl {
 
 /**
- * Work on an environment directory that no server has open; a DB_CONFIG in it has no effect. Those that return a string
- * return an empty one or what went wrong, without saying in which directory; they end early when an Interruption is
- * requested.
+ * Operations on an environment directory that no server has open; a DB_CONFIG in it has no effect. Functions that
+ * return a string return an empty one, or an error message that does not name the directory; they end early when an
+ * Interruption is requested.
  */
 
 /** Applies the whole log to the database files, as after the loss of a disk. */
@@ -22,7 +22,7 @@ namespace Ctl {
 [[nodiscard]] std::string verifyDatabases(const std::filesystem::path& home,
                                           const std::function<void(std::size_t done, std::size_t all)>& progress);
 
-/** Counts the items of each table, by the name of the table's file. */
+/** Counts the items of each table, keyed by the name of the table's file. */
 [[nodiscard]] std::string countItems(const std::filesystem::path& home, std::map<std::string, long long>* items);
 
 } // namespace Ctl

@@ -30,7 +30,7 @@ bool readHeader(const fs::path& file, LogRecords::FileHeader* header)
            got == sizeof *header && LogRecords::isLogFile(*header);
 }
 
-/** The first record of a log file says where the last one of the file before it is. */
+/** The first record of a log file has the position of the last one in the previous file. */
 bool followsOn(DbLogc* cursor, std::uint32_t number, std::uint32_t* lastOfBefore)
 {
     DbLsn position;
@@ -44,12 +44,12 @@ bool followsOn(DbLogc* cursor, std::uint32_t number, std::uint32_t* lastOfBefore
     return true;
 }
 
-/** Where the last record of each log file but the last begins, by the file's number. */
+/** Where the last record of each log file except the last one begins, by file number. */
 using LastRecords = std::map<std::uint32_t, std::uint32_t>;
 
 /**
- * Reads all records in order. A record that is no more than zeros ends its file for Berkeley DB, in silence, and one
- * with a wrong checksum in the last file ends the log.
+ * Reads all records in order. Berkeley DB silently takes a record of zeros for the end of its file, and one with a
+ * wrong checksum in the last file for the end of the log.
  */
 std::string readRecords(DbLogc* cursor, const std::vector<std::uint32_t>& numbers, const LastRecords& lastRecords,
                         std::uint64_t* end)
@@ -126,7 +126,7 @@ std::string readLog(const fs::path& home, LogFacts* facts)
         error = readRecords(cursor, numbers, lastRecords, &facts->end);
     }
     (void)cursor->close(0);
-    const int rc = env->close(0); // where a record is missing, Berkeley DB gives the whole environment up
+    const int rc = env->close(0); // if a record is missing, Berkeley DB panics the whole environment
     if (!error.empty())
         return error;
     return rc == 0 || facts->partial ? std::string() : OfflineEnvironment::describe("cannot read the log", rc);

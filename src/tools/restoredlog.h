@@ -9,17 +9,17 @@
 
 namespace Ctl {
 
-/** What the log files of a directory say before recovery applies them. */
+/** What the log files of a directory contain before recovery applies them. */
 struct LogFacts {
     std::optional<std::uint32_t> partial;  // the number of the first log file that ends before the next one begins
-    std::optional<std::time_t> lastCommit; // nothing when the log holds no commit
+    std::optional<std::time_t> lastCommit; // empty when the log has no commit
     std::uint64_t end = 0;                 // where the records of the last log file end, in bytes
     std::uint64_t fullSize = 0;            // the size at which Berkeley DB began the next one
 };
 
 /**
  * Reads every record of the log in a directory that no server has open. What Berkeley DB takes for the end of the log
- * need not be the end of the last file. Returns an empty string or what went wrong, without saying in which directory;
+ * need not be the end of the last file. Returns an empty string, or an error message that does not name the directory;
  * ends early when an Interruption is requested.
  */
 [[nodiscard]] std::string readLog(const std::filesystem::path& home, LogFacts* facts);

@@ -22,7 +22,7 @@ namespace Ctl {
 
 namespace {
 
-/** Whatever links lead there; the target need not exist yet. */
+/** Resolves symbolic links; the target need not exist yet. */
 bool liesIn(const fs::path& target, const fs::path& directory)
 {
     std::error_code error;
@@ -39,7 +39,7 @@ RestoreSteps::RestoreSteps(fs::path backup, const fs::path& target, UnlistedCopy
 
 std::string RestoreSteps::run()
 {
-    // A copy that is being made is locked as well, and is named as what it is.
+    // A copy that is still being made is locked as well; checked first for its own message.
     std::string error;
     if (isUnfinished(backup_, &error))
         return error;
@@ -72,8 +72,8 @@ std::string RestoreSteps::fill()
 }
 
 /**
- * A copy with a list is none: had somebody opened it since, the log file in it would not be what was copied. The
- * lock is not kept, as the server takes it when it ships log files.
+ * A copy with a list is not an open environment: had it been opened since, its log file would differ from the one
+ * copied. The lock is released at once, as the server takes it when it ships log files.
  */
 bool RestoreSteps::isOpenEnvironment() const
 {
@@ -106,7 +106,7 @@ std::string RestoreSteps::copyLogs()
     return {};
 }
 
-/** Before the databases are copied, as they may be large. */
+/** Runs before the databases are copied, as they may be large. */
 std::string RestoreSteps::checkLogs()
 {
     if (std::string error = readLog(home(), &log_); !error.empty())
@@ -118,9 +118,9 @@ std::string RestoreSteps::checkLogs()
 }
 
 /**
- * A log file is shipped when it is full, so its records reach to within one of its full size. A crash while it was
- * being shipped leaves the beginning of it, which is good as far as it goes; records behind a place that cannot be
- * read are a sign of damage.
+ * A log file is shipped when it is full, so its records end less than one record short of its full size. A crash during
+ * shipping leaves a truncated file, whose records are valid as far as they go; records after an unreadable place are a
+ * sign of damage.
  */
 std::string RestoreSteps::checkLastLog()
 {
@@ -169,7 +169,7 @@ std::string RestoreSteps::count()
     return ofBackup(countItems(home(), &items_));
 }
 
-/** The directory that is worked on has a name that says nothing to the reader of a message. */
+/** Names the backup in an error, as the name of the work directory means nothing to the user. */
 std::string RestoreSteps::ofBackup(const std::string& error) const
 {
     return error.empty() ? error : backup_.string() + ": " + error;

@@ -13,7 +13,7 @@
 
 namespace Ctl {
 
-/** Where the progress of a restore is shown. Both functions have to be there. */
+/** Callbacks that show the progress of a restore. Both must be set. */
 struct RestoreProgress {
     std::function<void(const char* step, std::size_t done, std::size_t all)> show;
     /** Called before a message is printed, and after the last step. */
@@ -21,24 +21,24 @@ struct RestoreProgress {
 };
 
 /**
- * Makes an environment directory out of a backup directory, which is not changed: copies the log files, looks whether
+ * Creates an environment directory from a backup directory, which is not changed: copies the log files, checks that
  * they can be applied, copies the databases, runs recovery, verifies every file, and counts the items. Only then does
  * the target get its name (see RestoreTarget). Ends early when an Interruption is requested.
  *
- * Functions that return a string return an empty one or what went wrong.
+ * Functions that return a string return an empty one, or an error message.
  */
 class RestoreSteps {
 public:
     RestoreSteps(std::filesystem::path backup, const std::filesystem::path& target, UnlistedCopy unlisted,
                  RestoreProgress progress);
 
-    /** Does all of it. Prints what is left out and what was cut off as messages. Once. */
+    /** Performs all steps. Reports files that are left out or truncated. Call once. */
     [[nodiscard]] std::string run();
 
     /** After run(): the number of items of each table. */
     const std::map<std::string, long long>& items() const { return items_; }
 
-    /** After run(): what the log says. */
+    /** After run(): facts about the log. */
     const LogFacts& log() const { return log_; }
 
 private:

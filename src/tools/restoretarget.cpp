@@ -31,9 +31,9 @@ constexpr std::string_view Guard =
     "# To restore once more, do so to the same target. Otherwise delete the directory.\n"
     "unfinished_quorvactl_restore yes\n";
 constexpr std::string_view WorkInfix = ".restoring-";
-constexpr std::size_t UniqueLength = 6; // of mkdtemp
+constexpr std::size_t UniqueLength = 6; // of mkdtemp's suffix
 
-/** Without the "/" that may follow it, and where links lead. */
+/** Without a trailing "/", and with symbolic links resolved. */
 fs::path resolved(const fs::path& path)
 {
     std::error_code error;
@@ -50,8 +50,8 @@ std::string failure(const std::string& what, int error)
 }
 
 /**
- * True when a restore did not come to its end there: the guard is there, or nothing but the beginning of one. No server
- * has had such a directory.
+ * True when a restore there did not finish: the directory has the guard, or nothing but the beginning of one. No server
+ * can have opened such a directory.
  */
 bool isUnfinished(const fs::path& directory)
 {
@@ -64,7 +64,7 @@ bool isUnfinished(const fs::path& directory)
     return !error && entries == 1 && Guard.starts_with(text);
 }
 
-/** Removes what is in a directory. The guard goes last: until then, nobody opens what is left of the rest. */
+/** Removes the content of a directory. The guard goes last: until then, no server can open what is left. */
 std::error_code clear(const fs::path& directory)
 {
     std::vector<fs::path> paths;
@@ -83,14 +83,14 @@ std::error_code clear(const fs::path& directory)
     return error;
 }
 
-/** 0 or an errno value. */
+/** Returns 0 or an errno value. */
 int renameWithoutReplacing(const fs::path& from, const fs::path& to)
 {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return 0;
     if (errno != EINVAL && errno != ENOSYS)
         return errno;
-    // A file system that cannot tell: of directories, only an empty one is replaced.
+    // For file systems without RENAME_NOREPLACE: rename() replaces only an empty directory.
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
@@ -143,18 +143,18 @@ std::string RestoreTarget::prepareBeside()
         return failure("cannot make " + given_.string(), errno);
     work_ = name;
     madeWork_ = true;
-    (void)lock_.lock(work_); // fails only on file systems without such locks
+    (void)lock_.lock(work_); // fails only on file systems without flock
     if (::chmod(work_.c_str(), usualMode(0777)) != 0)
         return failure("cannot make " + given_.string(), errno);
     return placeGuard();
 }
 
-/** One that another restore fills is locked, and one without a guard has no data of a restore in it. */
+/** A directory that another restore is filling is locked, and one without a guard has no data of a restore. */
 std::string RestoreTarget::removeLeftovers() const
 {
     const std::string beginning = target_.filename().string() + std::string(WorkInfix);
     std::vector<fs::path> leftovers;
-    // Ignored: where nothing can be read, nothing can be made either, and that has a message of its own.
+    // Ignored: in a directory that cannot be read, creating one fails too, with its own message.
     (void)Base::forEachEntry(target_.parent_path(), [&](const fs::directory_entry& entry) {
         const std::string name = entry.path().filename().string();
         std::error_code vanished;
@@ -180,7 +180,7 @@ std::string RestoreTarget::removeLeftovers() const
     return {};
 }
 
-/** On disk before any other file is made. */
+/** Forces the guard to disk before any other file is created. */
 std::string RestoreTarget::placeGuard()
 {
     const fs::path path = work_ / GuardName;

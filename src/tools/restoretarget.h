@@ -9,38 +9,39 @@
 namespace Ctl {
 
 /**
- * The environment directory that a restore makes. All that it does can be cut off at any moment, by a signal or a loss
- * of power, without leaving a directory that a server opens and that holds a part of the data.
+ * The environment directory that a restore creates. The restore can be interrupted at any moment, by a signal or a
+ * power failure, without leaving a directory with partial data that a server would open.
  *
- * The files are put into a directory of another name beside the target, "TARGET.restoring-" and six characters, which
- * gets the target's name when all is whole. An empty directory that is there already is filled in place, as it may be a
- * mount point, and its owner and mode are somebody's choice.
+ * The files go into a directory next to the target, "TARGET.restoring-" and six characters, which is renamed to the
+ * target when it is complete. An existing empty directory is filled in place, as it may be a mount point, and its owner
+ * and mode were chosen deliberately.
  *
- * The name alone keeps nobody out: a request may say any directory. So the first file in it is a DB_CONFIG with a line
- * that Berkeley DB does not know, which makes every opening fail, and it is the last one to go. Where it is, no server
- * has ever been; so what an interrupted restore left can be deleted by the next one. The restore's own work opens the
- * directory as the data and log directory of another home (restoredenvironment.h), where no such file is.
+ * The name alone keeps no server out: a request may name any directory. So the first file in it, the guard, is a
+ * DB_CONFIG with a line that Berkeley DB does not know, which makes every open fail, and it is removed last. No server
+ * can ever have opened a directory that has it, so the next restore may delete what an interrupted one left. The
+ * restore itself opens the directory as the data and log directory of another home (restoredenvironment.h), which has
+ * no such file.
  *
- * Functions return an empty string or what went wrong.
+ * Functions return an empty string or an error message.
  */
 class RestoreTarget {
 public:
     explicit RestoreTarget(const std::filesystem::path& directory);
-    /** Removes what was put there unless it was published. */
+    /** Removes the restored files unless they were published. */
     ~RestoreTarget();
     RestoreTarget(const RestoreTarget&) = delete;
     RestoreTarget& operator=(const RestoreTarget&) = delete;
 
     /**
-     * Makes the directory to fill, and holds it, and a target that is there, as a server does. What interrupted
-     * restores to the same target left is removed, with a message.
+     * Creates the directory to fill, and locks it, and an existing target, as a server does. Removes leftovers of
+     * interrupted restores to the same target, with a message.
      */
     [[nodiscard]] std::string prepare();
 
     /** Where the files go. */
     const std::filesystem::path& workDirectory() const { return work_; }
 
-    /** Puts everything on disk and lets servers have it under the target's name. */
+    /** Forces everything to disk and makes it available to servers under the target's name. */
     [[nodiscard]] std::string publish();
 
 private:
@@ -51,8 +52,8 @@ private:
 
     const std::filesystem::path given_;  // for messages
     const std::filesystem::path target_; // absolute, links resolved
-    std::filesystem::path work_;         // has the target's name in the end; empty: nothing to remove
-    bool madeWork_ = false;              // it was not there before
+    std::filesystem::path work_;         // renamed to the target in the end; empty: nothing to remove
+    bool madeWork_ = false;              // it did not exist before
     Base::DirectoryLock lock_;
 };
 

@@ -13,11 +13,11 @@ class App;
 
 namespace Ctl {
 
-/** Where the server listens, and how long to wait for it. */
+/** The server's address, and how long to wait for it. */
 struct ServerAddress {
     std::string host = Client::DefaultHost; // dotted IPv4
     int port = Client::DefaultPort;
-    int timeout = 0; // seconds to connect, and without a byte of a reply; 0 is without limit
+    int timeout = 0; // seconds to connect, and to wait for bytes of a reply; 0 means no limit
 
     /** Declares the options --host, --port and --timeout. */
     void declare(CLI::App* app);
@@ -26,11 +26,14 @@ struct ServerAddress {
 /** Connects to the server; connection->error() tells why not. */
 [[nodiscard]] bool connect(const ServerAddress& server, Client::WireConnection* connection);
 
-/** One exchange on a connection of its own. False when no whole reply came, after telling why on standard error. */
+/**
+ * One exchange on its own connection. Returns false, after reporting why on standard error, when no complete reply
+ * came.
+ */
 [[nodiscard]] bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body,
                             QByteArray* reply);
 
-/** Tells on standard error why no reply came on a connection. */
+/** Reports on standard error why no reply came on a connection. */
 void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection);
 
 } // namespace Ctl

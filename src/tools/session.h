@@ -23,20 +23,22 @@ public:
     explicit Session(const ServerAddress& server) : server_(server) {}
 
     /**
-     * ExitOk with a reply of success, ExitErrorReply with another, of which nothing has been told yet, ExitNoReply
-     * without one, after telling why.
+     * Returns ExitOk with a success reply, ExitErrorReply with an error reply, which the caller has to report, and
+     * ExitNoReply without a reply, after reporting why.
      */
     [[nodiscard]] int request(const Operations::Operation& operation, const QByteArray& body, QVariantMap* reply);
     [[nodiscard]] int request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply);
 
-    /** The description of a table. An exit code; what is wrong, the name included, has been told. */
+    /**
+     * Reads the description of a table. Returns an exit code; errors, including an invalid name, have been reported.
+     */
     [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
-    /** The key attributes of a table. Likewise. */
+    /** Reads the key attributes of a table, likewise. */
     [[nodiscard]] int readKeys(const std::string& table, TableKeys* keys);
 
     /**
-     * Tells why DescribeTable answered Not Found: there is no such table, or the server cannot open its directory,
-     * which an UpdateTable that changes nothing shows. An exit code.
+     * Reports why DescribeTable answered Not Found: there is no such table, or the server cannot open its directory,
+     * which an UpdateTable that changes nothing shows. Returns an exit code.
      */
     [[nodiscard]] int complainNotFound(const std::string& table, const QVariantMap& reply);
 
@@ -46,8 +48,8 @@ private:
 };
 
 /**
- * Tells of a request that was answered Not Found because the server cannot open the table's directory, and of what can
- * be seen of the reason from here, which is on the server's machine. `failed` is what could not be done.
+ * Reports a request that was answered Not Found because the server cannot open the table's directory, with the reason
+ * as far as it can be seen from here, on the server's machine. `failed` says what could not be done.
  */
 void complainDirectory(const std::string& failed, const std::string& table, const QVariantMap& reply);
 

@@ -5,7 +5,7 @@
 
 namespace Ctl {
 
-/** Everything that standard input has. False, after telling, when it cannot be read. */
+/** Reads all of standard input. Returns false, after reporting it, when it cannot be read. */
 [[nodiscard]] bool readStandardInput(QByteArray* text);
 
 } // namespace Ctl

@@ -9,7 +9,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr const char* Erase = "\r\033[K"; // to the beginning of the line, and from there to its end
+constexpr const char* Erase = "\r\033[K"; // moves to the beginning of the line and erases to its end
 
 } // namespace
 

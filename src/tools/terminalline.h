@@ -6,22 +6,21 @@
 namespace Ctl {
 
 /**
- * A line on standard error that is overwritten again and again to show progress, when that is a terminal; nothing
- * elsewhere. Whoever prints a message there calls clear() first, as complain() does. For the main thread; only one of
- * these is shown at a time.
+ * A progress line on standard error that is redrawn in place, if that is a terminal; otherwise nothing is shown. Call
+ * clear() before printing a message there, as complain() does. For the main thread; only one line is shown at a time.
  */
 class TerminalLine {
 public:
     /** `enabled` false shows nothing. */
     explicit TerminalLine(bool enabled = true);
-    /** Leaves the line there, as end() does. */
+    /** Leaves the line on the terminal, as end() does. */
     ~TerminalLine();
     TerminalLine(const TerminalLine&) = delete;
     TerminalLine& operator=(const TerminalLine&) = delete;
 
-    /** Puts the text, which should be shorter than width(), in place of what the line showed. */
+    /** Replaces the text of the line; it should be shorter than width(). */
     void show(const std::string& text);
-    /** Leaves the line as it is, when it is shown; what follows begins below it. */
+    /** Leaves the line, if shown, as it is; further output begins below it. */
     void end();
 
     bool isEnabled() const { return enabled_; }
@@ -29,7 +28,7 @@ public:
 
     /** The number of columns of the terminal. */
     static int width();
-    /** Erases the line that is shown, when there is one; the next show() draws it again. */
+    /** Erases the line, if one is shown; the next show() draws it again. */
     static void clear();
 
 private:

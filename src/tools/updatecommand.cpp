@@ -15,7 +15,7 @@ namespace Ctl {
 
 namespace {
 
-/** What --return takes, and the API's names for it. */
+/** The values of --return, and the API's names for them. */
 const std::map<std::string, const char*>& returnValues()
 {
     static const std::map<std::string, const char*> values{{"none", Bodies::ReturnNone},
@@ -81,9 +81,9 @@ int UpdateCommand::run(const ServerAddress& server)
 }
 
 /**
- * The server computes with integers only, and writes an item that it cannot read back. So the item is read first,
- * unless the update can only make it smaller. What others write between the two requests is not seen. An exit code;
- * what is wrong has been told.
+ * The server computes with integers only, and may write an item that it cannot read back. So the item is read first,
+ * unless the update can only make it smaller. Writes by others between the two requests go unnoticed. Returns an exit
+ * code; errors have been reported.
  */
 int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const
 {
@@ -94,7 +94,7 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
                                       Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range), &reply);
     if (code == ExitNoReply)
         return code;
-    QVariantMap item = reply.value("Item").toMap(); // none after an error, which the update will meet as well
+    QVariantMap item = reply.value("Item").toMap(); // empty after an error, which the update will run into as well
     std::string error = applyUpdates(updates, &item);
     if (error.empty())
         error = checkStoredSize(item, keys);
@@ -104,7 +104,7 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
     return ExitUsage;
 }
 
-/** The server gives whole items with their keys as bare strings; they are printed like all others. */
+/** The server returns whole items with their keys as bare strings; these are printed like all other attributes. */
 int UpdateCommand::printAttributes(QVariantMap attributes, const TableKeys& keys) const
 {
     if (wanted_ == "old" || wanted_ == "new")

@@ -9,7 +9,7 @@
 
 namespace Ctl {
 
-/** "update TABLE HASH RANGE": changes attributes of an item, which comes into being when it is not there. */
+/** "update TABLE HASH RANGE": changes attributes of an item, creating it if it does not exist. */
 class UpdateCommand : public Command {
 public:
     explicit UpdateCommand(CLI::App* app);

@@ -41,7 +41,7 @@ std::string insertRemovals(const std::vector<std::string>& words, QVariantMap* u
     return {};
 }
 
-/** That what is added is something that the server can add. */
+/** Checks that the server can add each of the addends. */
 std::string checkAddends(const QVariantMap& updates)
 {
     for (auto update = updates.cbegin(); update != updates.cend(); ++update) {

@@ -21,7 +21,7 @@ struct UpdateOptions {
     void declare(CLI::App* command);
     /** False for an update that can only make an item smaller. */
     bool storesValues() const { return !set.empty() || !add.empty(); }
-    /** Makes the "AttributeUpdates" of a request from them. Returns an empty string or what is wrong. */
+    /** Builds the "AttributeUpdates" of a request. Returns an empty string or an error message. */
     [[nodiscard]] std::string read(QVariantMap* updates) const;
 };
 

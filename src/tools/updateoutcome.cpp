@@ -15,7 +15,7 @@ std::string add(const QString& name, const QVariantMap& addend, QVariantMap* cur
     if (addend.contains("S") && current->contains("S"))
         current->insert("S", current->value("S").toString() + addend.value("S").toString());
     if (!addend.contains("N") || !current->contains("N"))
-        return {}; // of two types: the server refuses it
+        return {}; // different types: the server refuses it
     if (auto error = checkInteger(name, *current); !error.empty())
         return "the stored " + error;
     qint64 sum = 0;

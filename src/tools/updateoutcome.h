@@ -8,7 +8,7 @@
 namespace Ctl {
 
 /**
- * Changes an item as the server will change it; `updates` is the "AttributeUpdates" of the request. Returns an empty
+ * Applies updates to an item as the server will; `updates` is the "AttributeUpdates" of the request. Returns an empty
  * string, or why a number in it would be lost: the server computes with 64-bit integers only.
  */
 [[nodiscard]] std::string applyUpdates(const QVariantMap& updates, QVariantMap* item);

@@ -10,12 +10,10 @@ class Error;
 
 namespace Ctl {
 
-/** What is wrong with the command line, and the usage of the command that was meant. */
+/** The message for a command-line error, with the usage of the intended command. */
 std::string usageError(const CLI::App* app, const CLI::Error& error);
 
-/**
- * Throws a CLI::ParseError when a word is "--option=". CLI11 would take the next word for the option's value.
- */
+/** Throws a CLI::ParseError for a word of the form "--option=": CLI11 would take the next word for its value. */
 void refuseMissingValues(int argc, const char* const* argv);
 
 } // namespace Ctl

@@ -6,8 +6,9 @@
 namespace Ctl {
 
 /**
- * The access mode that open() or mkdir() would give for `wanted` (0666, 0777): for what is made under a name that
- * nobody else can guess, and so for its user alone at first. Changes the process's umask for a moment; not for threads.
+ * The access mode that open() or mkdir() would give for `wanted` (0666, 0777): for files and directories created under
+ * a unique name by mkstemp() and the like, which only their owner can access at first. Changes the process's umask for
+ * a moment; not thread-safe.
  */
 inline mode_t usualMode(mode_t wanted)
 {

@@ -1,4 +1,4 @@
-# Bash completion of quorvactl: its commands, options and files. Needs nothing but bash; to be sourced, or put where the
+# Bash completion of quorvactl: its commands, options and files. Needs only bash; source it, or install it where the
 # bash-completion package looks, as a file named quorvactl.
 
 _quorvactl()
@@ -15,7 +15,7 @@ _quorvactl()
     [[ $word == '=' ]] && word=''
     [[ $previous == '=' ]] && previous=${COMP_WORDS[COMP_CWORD - 2]}
 
-    # What stands in front of the word: the command, and how many arguments it has already.
+    # What precedes the word: the command, and the number of its arguments.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         if [[ -z $onlyArguments ]]; then
             case ${COMP_WORDS[i]} in

@@ -15,7 +15,7 @@ ItemReader::ItemReader(Exchange exchange, const Operations::Operation& operation
     : exchange_(std::move(exchange)), operation_(operation), pages_(operation, prepared(body), limit)
 {}
 
-/** The body in the form in which its pages follow each other; notes where they end. */
+/** Rewrites the body so that its pages can be resumed, and records where they end. */
 QVariantMap ItemReader::prepared(QVariantMap body)
 {
     countOnly_ = body.take(u"Count"_s).toBool();
@@ -51,7 +51,7 @@ bool ItemReader::readFirstPage(QVariantMap* reply)
         return false;
     do {
         QVariantMap body = pages_.body();
-        if (countOnly_ && prefix_.isEmpty()) // a page is cut at the prefix by its items
+        if (countOnly_ && prefix_.isEmpty()) // with a prefix, the page's items are needed to find its end
             body.insert(u"Count"_s, true);
         if (!readPage(body))
             return false;
@@ -62,7 +62,7 @@ bool ItemReader::readFirstPage(QVariantMap* reply)
     return true;
 }
 
-/** False behind the last page as well. */
+/** Also false after the last page. */
 bool ItemReader::readNextPage()
 {
     if (!std::exchange(started_, true))
@@ -95,7 +95,7 @@ bool ItemReader::readPage(const QVariantMap& body)
     return true;
 }
 
-/** Nothing but the table's description tells which of an item's attributes is the range key. */
+/** Only the table's description tells which attribute of an item is the range key. */
 bool ItemReader::readRangeName()
 {
     if (prefix_.isEmpty())

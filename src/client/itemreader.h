@@ -15,41 +15,43 @@
 namespace Client {
 
 /**
- * Sends a request and waits for its reply. False when the reader has to stop: no reply came, or an error. The caller
- * keeps what there is to report; `reply` is read only when it returns true.
+ * Sends a request and waits for its reply. Returns false when the reader must stop: no reply came, or an error reply.
+ * The caller keeps what it needs to report it; `reply` is read only when this returns true.
  */
 using Exchange =
     std::function<bool(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply)>;
 
 /**
- * Reads a Query or Scan to its end: page after page, every item once and in order.
+ * Reads a Query or Scan to its end, page by page: every item once and in order.
  *
  *     Client::ItemReader reader(exchange, Operations::Query, body, 0);
  *     while (reader.next())
  *         print(reader.item());
  *
- * A Query that the server could not resume is sent in another form, which finds the same items. One for the keys with a
- * prefix also walks down if it is asked to ("ScanIndexForward" is false), which the server's BEGINS_WITH does not. The
- * other conditions decide the direction by themselves: LT and LE walk down, the rest up.
+ * A Query that the server could not resume is sent in another form that finds the same items. A query for a key prefix
+ * can also walk down ("ScanIndexForward" is false), which the server's BEGINS_WITH does not support. The other
+ * conditions determine the direction: LT and LE walk down, the rest up.
  *
- * For one thread at a time. next() and readFirstPage() call the exchange, nothing else does.
+ * For one thread at a time. Only next() and readFirstPage() call the exchange.
  */
 class ItemReader {
 public:
-    /** `body` is the whole request; `limit` replaces its "Limit" and is the server's when it is below 1. */
+    /** `body` is the whole request; `limit` replaces its "Limit"; below 1 it means the server's default. */
     ItemReader(Exchange exchange, const Operations::Operation& operation, const QVariantMap& body, int limit);
     ItemReader(const ItemReader&) = delete;
     ItemReader& operator=(const ItemReader&) = delete;
 
-    /** Goes to the next item, the first one at first. False behind the last one, or when an exchange failed. */
+    /**
+     * Advances to the next item, initially the first one. Returns false after the last one, or when an exchange failed.
+     */
     [[nodiscard]] bool next();
-    /** The item that next() went to. */
+    /** The current item. */
     const QVariantMap& item() const { return item_; }
 
     /**
-     * Reads the first page and nothing else: the server's reply, without what lies behind the last item and without a
-     * key to go on from when there is nothing behind the page. One that has neither items nor a key that the next page
-     * can begin behind is read again with twice the limit. False when an exchange failed.
+     * Reads only the first page: the server's reply, without items past the end of the range, and without a key to
+     * resume from if nothing follows the page. A page that has neither items nor a key to resume from is read again
+     * with twice the limit. Returns false when an exchange failed.
      */
     [[nodiscard]] bool readFirstPage(QVariantMap* reply);
 
@@ -63,16 +65,17 @@ private:
 
     const Exchange exchange_;
     const Operations::Operation operation_;
-    bool countOnly_ = false; // honoured by readFirstPage()
-    bool onePage_ = false;   // there is one such key at most
-    QString prefix_;         // not empty: the first item whose range key begins differently is behind the last one
-    QString rangeName_;      // of the range key's attribute; known when there is a prefix
+    bool countOnly_ = false; // only for readFirstPage()
+    bool onePage_ = false;   // at most one key can match
+    QString prefix_;         // if not empty, the range ends at the first item whose range key begins differently
+    QString rangeName_;      // name of the range key's attribute; read when there is a prefix
     Paging pages_;
 
-    QVariantMap reply_;            // the page under way
-    QVariantList items_;           // its items, without those of it that were given before
-    qsizetype next_ = 0;           // index in items_
-    QHash<QByteArray, int> given_; // what was given of a page that is read again; some items may look alike
+    QVariantMap reply_;  // the current page
+    QVariantList items_; // its items, without those already returned
+    qsizetype next_ = 0; // index in items_
+    QHash<QByteArray, int>
+        given_; // counts of the items already returned from a page that is read again; some may look alike
     QVariantMap item_;
     bool started_ = false;
     bool failed_ = false;

@@ -9,21 +9,21 @@
 namespace Client {
 
 /**
- * The pages of one Query or Scan. A page's last key is where the next one begins, but some keys are of no use there: an
- * empty one reads as none, and one may lie in front of where its page began. Then the same page is asked for again with
- * twice the limit, and the caller leaves out what it has had of it.
+ * The pages of one Query or Scan. The next page starts after a page's last key, but not every key can be resumed from:
+ * an empty one reads as none, and one may lie before the start of its page. Then the same page is requested again with
+ * twice the limit, and the caller drops the items it already has.
  */
 class Paging {
 public:
     enum class Next { Page, SamePage, End };
 
-    /** `body` is all of a Query or Scan but "Limit"; `limit` below 1 is the server's. */
+    /** `body` is a Query or Scan without "Limit"; a `limit` below 1 means the server's default. */
     Paging(const Operations::Operation& operation, QVariantMap body, int limit);
 
-    /** The request for the page under way. */
+    /** The request for the current page. */
     const QVariantMap& body() const { return body_; }
 
-    /** Goes on behind the page that `reply` gave. */
+    /** Moves on to the page after the one in `reply`. */
     Next advance(const QVariantMap& reply);
 
 private:
@@ -32,7 +32,7 @@ private:
 
     const bool isQuery_;
     const bool isDown_;
-    const QString bound_; // of a query down: no key that it finds is greater
+    const QString bound_; // upper bound of the keys that a query down finds
     const int firstLimit_;
     int limit_ = 0;
     QVariantMap body_;

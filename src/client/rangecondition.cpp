@@ -8,21 +8,21 @@ namespace Client {
 
 namespace {
 
-/** A key behind all that begin with `prefix`, unless they go on with as many letters of the greatest kind. */
+/** A key after all those that begin with `prefix`, unless they continue with as many characters 0xff. */
 QString behindAll(const QString& prefix)
 {
     constexpr int MoreThanKeysHave = 1024;
     return prefix + QString(MoreThanKeysHave, QChar(0xff)); // keys are Latin-1
 }
 
-/** Without its start key, a query looks for the hash key in another member. */
+/** Removes the start key if it precedes the range. Without one, a query takes the hash key from another member. */
 void removeStartInFrontOf(const QString& prefix, bool down, QVariantMap* body)
 {
     const QVariantMap start = body->value(u"ExclusiveStartKey"_s).toMap();
     const QVariant hash = start.value(u"HashKeyElement"_s);
     const QVariant range = start.value(u"RangeKeyElement"_s).toMap().value(u"S"_s);
     if (range.typeId() != QMetaType::QString || hash.toMap().value(u"S"_s).typeId() != QMetaType::QString)
-        return; // no start key, or one that the server refuses
+        return; // no start key, or one that the server rejects
     const QString text = range.toString();
     if (text.startsWith(prefix) || (text < prefix) == down)
         return;

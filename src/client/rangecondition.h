@@ -6,27 +6,27 @@
 
 #include <optional>
 
-/** Conditions of a Query on the range key that its pages can be resumed with. */
+/** Conditions on a Query's range key that allow its pages to be resumed. */
 namespace Client {
 
 /**
- * All range keys, read from the last one down. A query down without a condition begins at the byte 255 instead, above
- * which there may be more, and when its start key was deleted meanwhile, it answers the next greater one a second time.
+ * All range keys, from the last one down. A query down without a condition starts at the byte 255 instead, above which
+ * there may be more keys, and if its start key was deleted meanwhile, it returns the next greater item a second time.
  */
 QVariantMap allKeysDown();
 
 /**
- * The range keys that begin with `prefix`, in place of BEGINS_WITH. Up, these are the keys between two; down, they are
- * all at or below one, and the reader ends at the first key without the prefix.
+ * The range keys that begin with `prefix`, in place of BEGINS_WITH. Upward, these are the keys between two bounds;
+ * downward, all keys at or below an upper bound, and the reader stops at the first key without the prefix.
  */
 QVariantMap keysWithPrefix(const QString& prefix, bool down);
 
 /**
- * Replaces BEGINS_WITH in a Query's body, which cannot be resumed: at the server the start key takes the place of the
- * condition's value, so that the second page would look for keys that begin with the last one. A start key in front of
- * all keys with the prefix is removed as well, as the server would begin there.
+ * Replaces BEGINS_WITH in a Query's body, as it cannot be resumed: in the server the start key replaces the condition's
+ * value, so the second page would look for keys that begin with the last key. Also removes a start key that precedes
+ * all keys with the prefix, as the server would start there.
  *
- * The prefix; nothing, and `body` is unchanged, when the body has no such condition.
+ * Returns the prefix, or nothing, with `body` unchanged, when the body has no such condition.
  */
 std::optional<QString> replaceBeginsWith(QVariantMap* body, bool down);
 

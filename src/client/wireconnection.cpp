@@ -21,7 +21,7 @@ namespace Client {
 
 namespace {
 
-constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply that are allocated before they arrived
+constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply to allocate before they arrive
 
 } // namespace
 
@@ -66,9 +66,10 @@ bool WireConnection::open(const QString& host, int port)
         close();
         return false;
     }
-    // A request goes out in one piece and then waits for its reply; holding it back gains nothing.
+    // A request is sent in one piece and its reply awaited, so delaying segments gains nothing.
     const int on = 1;
-    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // ignored: it is only slower without
+    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on,
+                     sizeof on); // ignored: without it, the connection is only slower
     return true;
 }
 
@@ -136,7 +137,7 @@ bool WireConnection::receiveReply(QByteArray* reply)
     if (!receiveExactly(prefix, Framing::LengthSize))
         return false;
     const qsizetype length = Framing::readLength(prefix);
-    // Room is made as the bytes come: four bytes of nonsense must not make us allocate four gigabytes.
+    // Memory is allocated as the bytes arrive: a bogus length must not make us allocate four gigabytes.
     QByteArray text;
     while (text.size() < length) {
         const qsizetype have = text.size();
@@ -179,7 +180,7 @@ bool WireConnection::receiveExactly(char* data, qsizetype size)
 
 bool WireConnection::waitFor(short events, int milliseconds, const char* missing)
 {
-    // An interrupted wait begins anew with what is left of its time.
+    // An interrupted wait is resumed with the remaining time.
     const QDeadlineTimer deadline(milliseconds);
     pollfd waiting{socket_, events, 0};
     for (;;) {

@@ -6,7 +6,7 @@
 
 struct sockaddr_in;
 
-/** What talks to a server: the tools and the tests share it. */
+/** The client side of the protocol, shared by the tools and the tests. */
 namespace Client {
 
 inline constexpr const char* DefaultHost = "127.0.0.1";
@@ -23,32 +23,33 @@ public:
     WireConnection& operator=(WireConnection&& other) noexcept;
 
     /**
-     * Connects to a dotted IPv4 address, in place of any connection there was. False on failure; error() tells why.
+     * Connects to a dotted IPv4 address, replacing any existing connection. Returns false on failure; error() tells
+     * why.
      */
     [[nodiscard]] bool open(const QString& host, int port);
     void close();
     bool isOpen() const { return socket_ >= 0; }
 
     /**
-     * Sends one request, `operation` with its full name, and reads its reply's JSON text. False when no whole reply
-     * came; error() tells why, and the connection is closed: a reply that came late would be taken for the next
-     * request's.
+     * Sends one request, with the full name of the operation, and reads the reply's JSON text. Returns false when no
+     * complete reply came; error() tells why, and the connection is closed: a late reply would be taken for that of the
+     * next request.
      */
     [[nodiscard]] bool exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply);
 
     /**
-     * The two halves of exchange, and raw bytes, for those that test the framing itself. They leave the connection open
-     * when they fail. `reply` is not changed on failure.
+     * The two halves of exchange(), with raw bytes, for callers that test the framing itself. On failure they leave the
+     * connection open and `reply` unchanged.
      */
     [[nodiscard]] bool send(const QByteArray& bytes);
     [[nodiscard]] bool receiveReply(QByteArray* reply);
 
-    /** Fails an open that the other side does not answer within this time; 0 (as made) leaves it to the system. */
+    /** Limits how long open() waits for the other side; 0 (the default) leaves it to the system. */
     void setConnectTimeout(int milliseconds);
 
     /**
-     * Fails a receive that waits longer than this for the next bytes, and a send of which the other side takes nothing
-     * for that long; 0 (as made) waits without limit.
+     * Limits how long a receive waits for the next bytes, and a send for the other side to accept any; 0 (the default)
+     * means no limit.
      */
     void setReceiveTimeout(int milliseconds);
 
@@ -62,7 +63,7 @@ private:
     bool fail(const char* step);
 
     int socket_ = -1;
-    int connectTimeout_ = 0; // milliseconds, like the other
+    int connectTimeout_ = 0; // milliseconds, like receiveTimeout_
     int receiveTimeout_ = 0;
     QString error_;
 };

@@ -11,7 +11,7 @@ QVariantMap conditionBody(const KeyCondition& condition)
     return Bodies::condition(condition.comparison(), condition.keys());
 }
 
-/** What queries and scans have in common. */
+/** Adds the options that queries and scans share. */
 template <typename Options> void addPageOptions(const Options& options, QVariantMap* body)
 {
     if (options.limit > 0)

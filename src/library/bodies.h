@@ -3,7 +3,7 @@
 
 #include "quorva/requests.h"
 
-/** The bodies of requests that are made of the library's types. Not installed. */
+/** Builds the bodies of requests from the library's types. Not installed. */
 namespace Quorva {
 
 QVariantMap keyBody(const Key& key);

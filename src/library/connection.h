@@ -16,32 +16,32 @@
 
 namespace Quorva {
 
-/** Where the server is, and how long it is waited for. */
+/** The server's address, and how long to wait for it. */
 struct Server {
     QString host = QStringLiteral("127.0.0.1"); // a dotted IPv4 address
     int port = 4567;
-    /** For the connection to come about. 0: as long as the system tries. */
+    /** Limit for establishing the connection. 0: as long as the system tries. */
     std::chrono::milliseconds connectLimit = std::chrono::seconds(5);
     /**
-     * For the next bytes of a reply, or for the server to take the next ones of a request. 0: no limit. The first
-     * request to a directory may wait for the recovery of its files, a deleteTable for all other requests there.
+     * Limit for the next bytes of a reply to arrive, or for the server to accept more of a request. 0: no limit. The
+     * first request to a directory may wait for the recovery of its files, a deleteTable for all other requests there.
      */
     std::chrono::milliseconds receiveLimit{0};
 };
 
 /**
- * A connection to a server, which carries one request after another; each call waits for its reply. No call throws,
- * each tells its outcome in a Result.
+ * A connection to a server, which carries one request after another; each call waits for its reply. No call throws;
+ * each reports its outcome in a Result.
  *
  *     Quorva::Connection connection;
  *     if (const Quorva::Result opened = connection.open(); !opened)
  *         qWarning() << opened.errorText();
  *     const Quorva::Result found = connection.getItem("shop|orders", {"abc", "2012-01"});
  *
- * When no whole reply came, the connection is closed: a late reply would be taken for the next one's. Nothing is sent
- * again and nothing is opened again by itself, as a write may have been done.
+ * When no complete reply came, the connection is closed: a late reply would be taken for that of the next request.
+ * There are no automatic retries or reconnects, as a write may have been done.
  *
- * A connection is for one thread at a time. Several requests at once take several connections.
+ * A connection is for one thread at a time. Concurrent requests need several connections.
  */
 class QUORVA_EXPORT Connection {
 public:
@@ -49,43 +49,45 @@ public:
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
-    /** What was moved from may be destroyed and assigned to, nothing else. */
+    /** A moved-from connection may only be destroyed or assigned to. */
     Connection(Connection&& other) noexcept;
     Connection& operator=(Connection&& other) noexcept;
 
-    /** Connects, in place of any connection there was: Success or NoReply. */
+    /** Connects, replacing any existing connection. The outcome is Success or NoReply. */
     Result open(const Server& server = {});
     void close();
     bool isOpen() const;
 
-    /** Any operation, "PutItem" or "DynamoDB_20111205.PutItem", with the body that the protocol describes. */
+    /**
+     * Calls any operation, such as "PutItem" or "DynamoDB_20111205.PutItem", with a body as the protocol describes it.
+     */
     Result call(const QString& operation, const QVariantMap& body);
 
-    /** Makes a table, or gives one that exists another description; its items stay. */
+    /** Creates a table, or replaces the description of an existing one; its items remain. */
     Result createTable(const Table& table);
     Result describeTable(const QString& table);
     /** Closes the table's directory, with all tables in it. No file is deleted; the next request opens it again. */
     Result deleteTable(const QString& table);
 
-    /** Stores the item in place of any with the same keys. */
+    /** Stores the item, replacing any with the same keys. */
     Result putItem(const QString& table, const Item& item, const WriteOptions& options = {});
-    /** item() of the result has all attributes, or those named, without the keys. */
+    /** The result's item() has all attributes, or those named, without the keys. */
     Result getItem(const QString& table, const Key& key, const QStringList& attributes = {});
-    /** Changes attributes; an item that does not exist comes into being. */
+    /** Changes attributes; creates the item if it does not exist. */
     Result updateItem(const QString& table, const Key& key, const Updates& updates, const UpdateOptions& options = {});
-    /** To delete what does not exist is a success. */
+    /** Deleting an item that does not exist succeeds. */
     Result deleteItem(const QString& table, const Key& key, const WriteOptions& options = {});
-    /** All of the batch, or nothing; a success may have left tables of another directory in unprocessed(). */
+    /** Does all of the batch or nothing; on success, unprocessed() may have the tables of another directory. */
     Result batchWrite(const Batch& batch);
 
     /**
-     * One page of the items of a hash key, or of a whole table. With its lastKey() as startKey the next one follows, so
-     * that the pages of a query are what queryAll gives, in the same order. A query backward with beginsWith takes a
-     * second request. An empty range key leads back to the first page: only queryAll goes on behind it.
+     * Reads one page of the items of a hash key, or of a whole table. Its lastKey() as startKey gives the next page, so
+     * that the pages of a query have the same items as queryAll, in the same order. A backward query with beginsWith
+     * takes a second request. An empty range key leads back to the first page: only queryAll gets past it.
      */
     Result query(const QString& table, const QString& hash, const QueryOptions& options = {});
     Result scan(const QString& table, const ScanOptions& options = {});
-    /** The same to the end, page after page, while it is iterated over; see ItemRange. */
+    /** Reads all pages, one by one as the range is iterated over; see ItemRange. */
     ItemRange queryAll(const QString& table, const QString& hash, const QueryOptions& options = {});
     ItemRange scanAll(const QString& table, const ScanOptions& options = {});
 

@@ -1,10 +1,10 @@
 #ifndef QUORVA_EXPORT_H
 #define QUORVA_EXPORT_H
 
-/** Marks what the shared library shows to programs; everything else stays inside it. */
+/** Marks what the shared library exports; everything else is hidden. */
 #define QUORVA_EXPORT [[gnu::visibility("default")]]
 
-/** For members of such classes that programs have no use for. */
+/** For members of exported classes that programs have no use for. */
 #define QUORVA_INTERNAL [[gnu::visibility("hidden")]]
 
 #endif

@@ -15,8 +15,8 @@ class Connection;
 class RangeReader;
 
 /**
- * All items that a query or scan finds, fetched page after page while they are iterated over. It can be gone through
- * once. It ends early when a page cannot be had, so look at result() afterwards:
+ * All items that a query or scan finds, fetched page by page during iteration. It can be iterated over once. It ends
+ * early when a page cannot be read, so check result() afterwards:
  *
  *     Quorva::ItemRange orders = connection.queryAll("shop|orders", "abc");
  *     for (const Quorva::Item& order : orders)
@@ -24,9 +24,9 @@ class RangeReader;
  *     if (!orders.result())
  *         qWarning() << orders.result().errorText();
  *
- * Each page is one request, so the whole is no snapshot: what others write meanwhile is found or not. The connection,
- * which must stay where it is as long as this lives, may carry other requests between two items; it and this are for
- * one thread at a time. countOnly of the options does not count here.
+ * Each page is one request, so the range is not a snapshot: concurrent writes may or may not be seen. The connection
+ * must not be moved or destroyed while the range exists; it may carry other requests between two items. The range and
+ * its connection are for one thread at a time. The option countOnly is ignored.
  */
 class QUORVA_EXPORT ItemRange {
 public:
@@ -55,11 +55,11 @@ public:
     ItemRange(ItemRange&& other) noexcept;
     ItemRange& operator=(ItemRange&& other) noexcept;
 
-    /** Where the range is, which is the first item before anything was read. */
+    /** The current position, which is the first item before anything was read. */
     Iterator begin();
     std::default_sentinel_t end() const { return {}; }
 
-    /** Of the latest request: at the end a success, when all items were there to be iterated over. */
+    /** The result of the latest request; a success at the end if all items were read. */
     const Result& result() const;
 
 private:

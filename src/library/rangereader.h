@@ -8,21 +8,20 @@ namespace Quorva {
 
 class Connection;
 
-/** What an ItemRange reads from: a query or scan on a connection, and the result of its latest request. Not installed.
- */
+/** The source of an ItemRange: a query or scan on a connection, and the result of its latest request. Not installed. */
 class RangeReader {
 public:
-    /** The connection is the caller's and outlives this. `body` is the whole request but "Limit". */
+    /** The caller owns the connection, which must outlive this object. `body` is the request without "Limit". */
     RangeReader(Connection* connection, const Operations::Operation& operation, const QVariantMap& body, int limit);
 
-    /** Goes to the first item, once. */
+    /** Moves to the first item, once. */
     void start();
     bool atEnd() const { return atEnd_; }
-    /** Not at the end. */
+    /** Not for use at the end. */
     const Item& item() const { return reader_.item(); }
     void advance();
 
-    /** The first page alone, in place of start(). */
+    /** Reads only the first page, instead of start(). */
     Result firstPage();
 
     const Result& result() const { return result_; }

@@ -12,61 +12,61 @@
 
 #include <optional>
 
-/** What requests are made of, beside items. Plain values; what an operation needs not be told has a default. */
+/** The parts of requests other than items. Plain values; whatever is optional has a default. */
 namespace Quorva {
 
 /** A table and the names of its two key attributes. */
 struct Table {
-    QString name;      // DIRECTORY|TABLE; the directory has to exist, and the server refuses some names
+    QString name;      // DIRECTORY|TABLE; the directory must exist, and the server refuses some names
     QString hashKey;   // the name of the attribute that is the hash key
     QString rangeKey;  // likewise; both are of type S
     int readUnits = 1; // stored and returned, nothing more; likewise writeUnits
     int writeUnits = 1;
 };
 
-/** Conditions on the stored item, by the names of its attributes; all have to hold. */
+/** Conditions on the stored item, by attribute name; all must hold. */
 using Expected = QVariantMap;
 
-/** Holds when the attribute is not there. */
+/** Holds when the item has no such attribute. */
 QUORVA_EXPORT QVariantMap isAbsent();
 
 /** Holds when the attribute is this string, or this integer. */
 QUORVA_EXPORT QVariantMap isEqual(const Value& value);
 
-/** What putItem and deleteItem may be told. */
+/** Options of putItem and deleteItem. */
 struct WriteOptions {
     Expected expected{};
-    bool returnOld = false; // have attributes() of the result hold the item that was there
+    bool returnOld = false; // return the previous item in the result's attributes()
 };
 
-/** Changes of an item, by the names of its attributes. */
+/** Changes to an item, by attribute name. */
 using Updates = QVariantMap;
 
-/** The attribute becomes this value. */
+/** Sets the attribute to this value. */
 QUORVA_EXPORT QVariantMap putValue(const Value& value);
 
-/** An integer is added, a string appended; an attribute that is not there becomes the value. */
+/** Adds an integer or appends a string; sets an attribute that does not exist. */
 QUORVA_EXPORT QVariantMap addValue(const Value& value);
 
-/** The attribute goes. */
+/** Removes the attribute. */
 QUORVA_EXPORT QVariantMap deleteValue();
 
-/** What attributes() of an updateItem's result holds. */
+/** What attributes() of an updateItem's result contains. */
 enum class ReturnValues {
     None,
-    AllOld,     // the whole item before, its keys as bare strings
+    AllOld,     // the whole item before the update, its keys as bare strings
     AllNew,     // likewise after
-    UpdatedOld, // of the attributes that were updated, the values before
+    UpdatedOld, // the previous values of the updated attributes
     UpdatedNew, // likewise after
 };
 
-/** What updateItem may be told. */
+/** Options of updateItem. */
 struct UpdateOptions {
     Expected expected{};
     ReturnValues returnValues = ReturnValues::None;
 };
 
-/** What a key has to be. Keys compare by the bytes of their Latin-1 text. */
+/** A condition on a key. Keys are compared by the bytes of their Latin-1 text. */
 class QUORVA_EXPORT KeyCondition {
 public:
     static KeyCondition equal(const QString& key);
@@ -74,10 +74,10 @@ public:
     static KeyCondition atMost(const QString& key);
     static KeyCondition greater(const QString& key);
     static KeyCondition atLeast(const QString& key);
-    static KeyCondition between(const QString& low, const QString& high); // both included
+    static KeyCondition between(const QString& low, const QString& high); // inclusive
     static KeyCondition beginsWith(const QString& prefix);
 
-    /** The operator's name and its keys as the protocol has them: "BETWEEN" has two, the others one. */
+    /** The operator's name and its keys, as in the protocol: "BETWEEN" has two, the others one. */
     QString comparison() const { return comparison_; }
     QStringList keys() const { return keys_; }
 
@@ -89,9 +89,9 @@ private:
 };
 
 /**
- * What a query may be told. Without a condition, or with beginsWith, items come in the order of their range keys, or
- * from the last one down if `backward` is set. The other conditions decide by themselves: less and atMost walk
- * downward, the rest upward.
+ * Options of a query. Without a condition, or with beginsWith, items are in ascending order of their range keys, or in
+ * descending order if `backward` is set. The other conditions determine the direction: less and atMost walk downward,
+ * the rest upward.
  */
 struct QueryOptions {
     std::optional<KeyCondition> range{}; // on the range key
@@ -99,23 +99,23 @@ struct QueryOptions {
     int limit = 0;                 // items to examine for one page; 0: the server's 128
     QStringList attributes{};      // only these and the keys; empty: all
     bool countOnly = false;        // no items, only their number
-    std::optional<Key> startKey{}; // go on behind this key
+    std::optional<Key> startKey{}; // resume after this key
 };
 
-/** What a scan may be told; see QueryOptions. */
+/** Options of a scan; see QueryOptions. */
 struct ScanOptions {
-    QMap<QString, KeyCondition> filter{}; // by the names of key attributes
+    QMap<QString, KeyCondition> filter{}; // by name of the key attribute
     int limit = 0;
     QStringList attributes{};
     bool countOnly = false;
     std::optional<Key> startKey{};
 };
 
-/** Puts and deletes that are done together or not at all; all tables have to be of one directory. */
+/** Puts and deletes that are done together or not at all; all tables must be in one directory. */
 class QUORVA_EXPORT Batch {
 public:
     Batch() = default;
-    /** The batch that a request's "RequestItems", or a reply's "UnprocessedItems", says. */
+    /** The batch described by a request's "RequestItems" or a reply's "UnprocessedItems". */
     explicit Batch(const QVariantMap& requestItems);
 
     /** No item may occur twice in a table. */

@@ -17,13 +17,13 @@ namespace Quorva {
 enum class Outcome {
     Success,
     ConditionFailed, // a condition of the request does not hold, and nothing was changed
-    ErrorReply,      // the server refused the request; rcstr(), errorType() and its log tell why
-    NoReply,         // no whole reply came: a write may have been done or not. The connection is closed
+    ErrorReply,      // the server refused the request; rcstr(), errorType() and the server's log tell why
+    NoReply,         // no complete reply came: a write may or may not have been done. The connection is closed
 };
 
 /**
- * What came of a request: its outcome, the reply, and the parts of the reply that programs ask for, which are empty
- * where the reply has none. A plain value; any thread may have its own.
+ * The result of a request: its outcome, the reply, and the commonly used parts of the reply, which are empty if the
+ * reply has none. A plain value; any thread may have its own.
  */
 class [[nodiscard]] QUORVA_EXPORT Result {
 public:
@@ -43,23 +43,23 @@ public:
     QString rcstr() const;
     /** "__type" of an error, such as "ResourceNotFoundException". */
     QString errorType() const;
-    /** One line for people: the error reply's message, or why no reply came. Empty with a success. */
+    /** One readable line: the error reply's message, or why no reply came. Empty on success. */
     QString errorText() const;
 
-    /** What getItem found, without its keys; nothing when there is no such item. */
+    /** The item found by getItem, without its keys; empty when there is no such item. */
     std::optional<Item> item() const;
-    /** What putItem, updateItem and deleteItem return of an item. */
+    /** The attributes returned by putItem, updateItem and deleteItem. */
     Item attributes() const;
     /** The items of one page of a query or scan. */
     QList<Item> items() const;
-    /** How many items a query or scan found, and how many a scan examined for that. */
+    /** The number of items that a query or scan found, and the number that a scan examined. */
     int count() const;
     int scannedCount() const;
-    /** Where the next page begins, to be its startKey; nothing when this was the last one. */
+    /** The startKey of the next page; empty when this was the last one. */
     std::optional<Key> lastKey() const;
-    /** What describeTable and createTable tell of a table. */
+    /** The description returned by describeTable and createTable. */
     QVariantMap table() const;
-    /** What batchWrite did not do, to be sent again. */
+    /** The part of a batchWrite that was not done, to be sent again. */
     Batch unprocessed() const;
 
 private:

@@ -11,8 +11,8 @@
 #include <optional>
 
 /**
- * Items and their attributes, as they travel: an item is a map from attribute names to values, a value a map with one
- * member, its type. All of it are plain values; any thread may have its own.
+ * Items and their attributes as sent over the wire: an item is a map from attribute names to values, a value a map with
+ * one member, its type. These are all plain values; any thread may have its own.
  *
  *     const Quorva::Item order{{"customer", Quorva::S("abc")}, {"total", Quorva::N(17)}};
  *     Quorva::number(order, "total"); // 17
@@ -33,27 +33,27 @@ struct Key {
 /** A string. */
 QUORVA_EXPORT Value S(const QString& text);
 
-/** A number, as decimal text. The server adds and compares integers of 64 bits; others it only keeps. */
+/** A number, as decimal text. The server adds and compares 64-bit integers; other numbers it only stores. */
 QUORVA_EXPORT Value N(const QString& digits);
 template <std::integral Integer> Value N(Integer number)
 {
     return N(QString::number(number));
 }
 
-/** A set of strings, and one of numbers as decimal texts. */
+/** A set of strings, and a set of numbers as decimal text. */
 QUORVA_EXPORT Value SS(const QStringList& texts);
 QUORVA_EXPORT Value NS(const QStringList& digits);
 
 /**
- * The text of a string or the digits of a number; a null string when the item has no such attribute or it is of another
- * type. Keys that a reply gives as bare strings are read as well.
+ * The text of a string or the digits of a number; a null string when the item has no such attribute or it has another
+ * type. Also reads keys that a reply has as bare strings.
  */
 QUORVA_EXPORT QString text(const Item& item, const QString& name);
 
-/** The same as an integer; nothing when the attribute is no number, or none of 64 bits. */
+/** The same as an integer; empty when the attribute is not a number or does not fit into 64 bits. */
 QUORVA_EXPORT std::optional<qlonglong> number(const Item& item, const QString& name);
 
-/** The members of a set of strings or numbers; empty when there is none. */
+/** The elements of a set of strings or numbers; empty when there is none. */
 QUORVA_EXPORT QStringList texts(const Item& item, const QString& name);
 
 } // namespace Quorva

@@ -32,7 +32,7 @@ std::string lowerCase(std::string_view text)
     return lower;
 }
 
-/** An IPv6 address, brackets around it, in its shortest form; empty when it is none. */
+/** The shortest form of an IPv6 address in brackets; empty when it is not one. */
 std::string addressIn(const std::string& brackets)
 {
     in6_addr address{};

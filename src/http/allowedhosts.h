@@ -8,27 +8,27 @@
 namespace Http {
 
 /**
- * The names under which clients may speak to us. A browser sends requests to 127.0.0.1 for every web page that has its
- * own name resolved to that address, and lets the page read the answers; the name is all that tells those requests from
- * others. One thread sets it up; from then on any thread may ask.
+ * The host names that clients may use for this service. A browser sends requests to 127.0.0.1 for any web page whose
+ * own name resolves to that address, and lets the page read the responses (DNS rebinding); only the host name
+ * distinguishes those requests from others. One thread sets it up; from then on any thread may use it.
  */
 class AllowedHosts {
 public:
-    /** The loopback's names: 127.0.0.1, localhost and [::1]. */
+    /** Allows the loopback's names: 127.0.0.1, localhost and [::1]. */
     AllowedHosts();
 
-    /** One more, NAME or NAME:PORT. False, and none, when it is neither. */
+    /** Allows another host, NAME or NAME:PORT. Returns false, without effect, when it is neither. */
     [[nodiscard]] bool add(std::string_view host);
 
-    /** The port that is served. A name that was added without one may come with this port, or with none. */
+    /** Sets the port of the service. A name that was added without a port matches with this port or without one. */
     void setPort(int port) { port_ = port; }
 
-    /** For the value of a Host header. Case does not matter, nor does a dot behind a name. */
+    /** Checks the value of a Host header, ignoring case and a trailing dot. */
     bool isHost(std::string_view value) const;
 
     /**
-     * For the value of an Origin header: such a host behind http:// or https://, and so never "null". A name of the
-     * loopback without a port is one on the scheme's own port: mostly the page of another program on this machine.
+     * Checks the value of an Origin header: such a host after http:// or https://, so never "null". A loopback name
+     * without a port means the scheme's default port: usually the page of another program on this machine.
      */
     bool isOrigin(std::string_view value) const;
 

@@ -8,7 +8,7 @@
 /** The program quorva-http: the server's API over HTTP. */
 namespace Http {
 
-/** The types of errors that are not the server's; clients of the API know them. */
+/** The error types that do not come from the server; clients of the API know them. */
 namespace ErrorType {
 using ErrorTypes::InternalServerError;
 inline constexpr const char* UnknownOperation = "UnknownOperationException";

@@ -36,7 +36,7 @@ std::string checksum(const QByteArray& body)
     return std::to_string(value);
 }
 
-/** With the headers that every answer has. */
+/** Adds the headers that every response has. */
 Response responseOf(Answer&& answer)
 {
     Response response{answer.status, answer.outcome.toStdString(), {}, std::move(answer.body)};
@@ -53,7 +53,7 @@ Response errorResponse(int status, const char* type, const char* message)
     return responseOf({status, {}, errorBody(type, message)});
 }
 
-/** Tells of a request that was refused for a header's value, which may hold anything. */
+/** Logs a request that was refused because of a header's value, which may contain anything. */
 void tellRefused(const char* what, std::string_view value)
 {
     constexpr std::size_t Shown = 100;
@@ -98,7 +98,7 @@ std::optional<Response> ApiService::refuse(const RequestHead& head)
     return std::nullopt;
 }
 
-/** What does not speak to us under a name of ours: a web page may do so without its user's will. */
+/** Refuses requests that do not use one of our host names: a web page may send those without its user's consent. */
 std::optional<Response> ApiService::refuseForeign(const RequestHead& head) const
 {
     const std::string_view host = head.header("Host");

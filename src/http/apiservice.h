@@ -12,18 +12,18 @@
 namespace Http {
 
 /**
- * The API as a service of HTTP: POST / is handed to the gateway, as a job of the crew for each request that is with the
- * server; everything else is refused.
+ * The API as an HTTP service: POST / goes to the gateway, with one job of the crew for each request that the server is
+ * processing; everything else is refused.
  */
 class ApiService : public HttpService {
 public:
     /**
-     * Bodies may have `bodyBytes` bytes when they are unpacked. What is handed over as a pointer is the caller's and
-     * outlives this object.
+     * Bodies may have up to `bodyBytes` bytes after decompression. The caller owns the objects behind the pointers,
+     * which must outlive this one.
      */
     ApiService(std::size_t bodyBytes, AllowedHosts hosts, Gateway* gateway, AllowedUsers* users, Crew* crew);
 
-    /** Before anything is served. */
+    /** To be called before anything is served. */
     void setPort(int port) { hosts_.setPort(port); }
 
     bool admits(int socket) override;

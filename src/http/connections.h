@@ -15,13 +15,13 @@ namespace Http {
 class HttpConnection;
 
 /**
- * What the connections of a server share: how many there are, which of them are idle, who may take in a large body, and
- * whether it is time to end. It owns none of them but those that wait to take in a body, which nothing else holds. For
- * the transport's thread, save for isAwaited() and isStopping(), which any thread may ask.
+ * The state that a server's connections share: how many there are, which are idle, which may receive a large body, and
+ * whether the server is stopping. It owns only the connections that wait to receive a body, as nothing else holds
+ * these. For the transport's thread, except isAwaited() and isStopping(), which any thread may call.
  */
 class Connections {
 public:
-    /** So many may be open at once, and so many may hold a large body. */
+    /** `limit` connections may be open at once, and `largeBodies` may hold a large body. */
     Connections(std::size_t limit, std::size_t largeBodies) : limit_(limit), bodyRooms_(largeBodies) {}
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
@@ -30,20 +30,23 @@ public:
     void remove(HttpConnection* connection);
     bool isFull() const { return open_.size() >= limit_; }
 
-    /** `freed` is called once, as soon as there is room for another connection; until then answers end connections. */
+    /**
+     * Calls `freed` once, as soon as there is room for another connection; until then each response ends its
+     * connection.
+     */
     void waitForRoom(std::function<void()> freed);
     bool isAwaited() const { return isAwaited_; }
-    /** Ends the connection that has been idle for longest, if that has been for as long as this. */
+    /** Ends the connection that has been idle longest, if it has been idle for at least `patience`. */
     void endIdle(std::chrono::milliseconds patience);
 
     using IdlePlace = std::list<HttpConnection*>::iterator;
     IdlePlace enterIdle(HttpConnection* connection) { return idle_.insert(idle_.end(), connection); }
     void leaveIdle(IdlePlace place) { idle_.erase(place); }
 
-    /** True when there is room for a large body, which is then taken. */
+    /** Reserves room for a large body. Returns false when there is none. */
     bool takeBodyRoom();
     void giveBodyRoom();
-    /** For a connection that found none: its enterBodyRoom() is called when it has been given some. */
+    /** Queues a connection that got no room: its enterBodyRoom() is called once room has been reserved for it. */
     void queueForBodyRoom(std::shared_ptr<HttpConnection> connection);
     void leaveBodyQueue(const HttpConnection* connection);
 
@@ -53,11 +56,11 @@ public:
 
 private:
     const std::size_t limit_;
-    std::size_t bodyRooms_; // that are free
+    std::size_t bodyRooms_; // free
     std::atomic<bool> isStopping_ = false;
     std::atomic<bool> isAwaited_ = false; // freed_ is set
     std::unordered_set<HttpConnection*> open_;
-    std::list<HttpConnection*> idle_; // the one that has been for longest comes first
+    std::list<HttpConnection*> idle_; // longest idle first
     std::deque<std::shared_ptr<HttpConnection>> bodyQueue_;
     std::function<void()> freed_;
 };

@@ -1,6 +1,6 @@
 #include "http/contentcoding.h"
 
-#define ZLIB_CONST // of what is unpacked
+#define ZLIB_CONST // for the compressed input
 #include <brotli/decode.h>
 #include <zlib.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 using Piece = std::array<char, 16384>;
 
-/** False when the bytes do not fit. */
+/** Returns false when the bytes would exceed the limit. */
 bool append(const char* bytes, std::size_t size, std::size_t limit, QByteArray* body)
 {
     if (size > limit - static_cast<std::size_t>(body->size()))
@@ -26,7 +26,7 @@ bool append(const char* bytes, std::size_t size, std::size_t limit, QByteArray* 
 
 Result inflateInto(const QByteArray& packed, std::size_t limit, QByteArray* body)
 {
-    constexpr int EitherFormat = 32 + MAX_WBITS; // of gzip or of zlib, which is called deflate
+    constexpr int EitherFormat = 32 + MAX_WBITS; // gzip, or zlib, which HTTP calls deflate
     z_stream stream{};
     if (inflateInit2(&stream, EitherFormat) != Z_OK)
         throw std::bad_alloc();

@@ -6,18 +6,18 @@
 #include <cstddef>
 #include <string_view>
 
-/** The forms in which a body may come packed, as "Content-Encoding" names them. */
+/** Decompression of bodies, by the names that "Content-Encoding" uses. */
 namespace Http::ContentCoding {
 
 enum class Result {
     Unpacked,
-    TooLarge, // more than the limit; no more than that was unpacked
-    Broken,   // not in this coding, or without its end
+    TooLarge, // more than the limit; decompression stopped there
+    Broken,   // not in this coding, or truncated
 };
 
 /**
- * Unpacks gzip, deflate and br into an empty `body`. A body in a coding that we do not know counts as not packed; its
- * receiver will not understand it. Throws std::bad_alloc.
+ * Decompresses gzip, deflate and br into an empty `body`. A body in an unknown coding is passed through; its receiver
+ * will reject it. Throws std::bad_alloc.
  */
 [[nodiscard]] Result unpack(std::string_view coding, const QByteArray& packed, std::size_t limit, QByteArray* body);
 

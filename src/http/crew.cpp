@@ -56,7 +56,7 @@ void Crew::work()
     }
 }
 
-/** None when there is none, or when as many are done as may be. */
+/** Returns null when there is no job, or when the limit of concurrent jobs is reached. */
 Crew::Job Crew::takeJob()
 {
     const std::lock_guard lock(mutex_);

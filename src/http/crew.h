@@ -11,26 +11,29 @@
 namespace Http {
 
 /**
- * Threads that take turns at an event loop. The one whose turn it is runs it step by step; when a step leaves a job, it
- * hands the turn on and does the job itself, so that a request needs no switch of threads before it is served. There
- * is one thread more than may do jobs, so the loop never waits for a job.
+ * Threads that take turns at running an event loop. The thread whose turn it is, the leader, runs it step by step; when
+ * a step posts a job, the leader passes the turn on and does the job itself, so that a request is served without a
+ * context switch. There is one thread more than the limit of jobs, so the loop never waits for a job.
  */
 class Crew {
 public:
     using Job = std::function<void()>;
-    /** Waits for an event and handles it; false when there will be no more. Must not throw. */
+    /** Waits for an event and handles it; returns false when there will be no more. Must not throw. */
     using Step = std::function<bool()>;
 
-    /** So many jobs are done at once. */
+    /** `jobs` is the limit of concurrent jobs. */
     explicit Crew(int jobs);
     ~Crew();
     Crew(const Crew&) = delete;
     Crew& operator=(const Crew&) = delete;
 
-    /** Once. The calling thread is one of the crew; returns when the loop is over. No job may outlast that. */
+    /**
+     * Runs the crew, once, with the calling thread as one of it; returns when the loop has ended. No job may outlast
+     * that.
+     */
     void run(Step step);
 
-    /** A job to be done soon; only within a step. Must not throw. */
+    /** Queues a job, which must not throw. To be called only within a step. */
     void post(Job&& job);
 
 private:
@@ -40,11 +43,11 @@ private:
 
     const int limit_;
     Step step_;
-    bool hasRun_ = false; // for the thread that made this
-    std::mutex turn_;     // held by the thread that leads
+    bool hasRun_ = false; // for the thread that created this object
+    std::mutex turn_;     // held by the leader
     bool isOver_ = false; // guarded by turn_
     std::mutex mutex_;
-    std::deque<Job> jobs_; // guarded by mutex_: those that nobody does yet
+    std::deque<Job> jobs_; // guarded by mutex_: jobs not yet started
     int busy_ = 0;         // guarded by mutex_
     std::latch begun_{1};
     std::vector<std::thread> threads_;

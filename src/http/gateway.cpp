@@ -20,7 +20,7 @@ Answer errorAnswer(int status, const char* type, const QByteArray& message)
     return {status, {}, errorBody(type, message)};
 }
 
-/** The operation that a target names; null for others, which the server would answer like a failure of its own. */
+/** The operation that a target names; null for unknown ones, which the server would answer as an internal failure. */
 const Operations::Operation* operationOf(const QByteArray& target)
 {
     const auto found = std::find_if(Operations::Api.begin(), Operations::Api.end(), [&](const auto& operation) {
@@ -29,7 +29,7 @@ const Operations::Operation* operationOf(const QByteArray& target)
     return found != Operations::Api.end() ? &*found : nullptr;
 }
 
-/** By the parser that the server uses. False when the text is no JSON or no object. */
+/** Parses as the server does. Returns false when the text is not JSON or not an object. */
 bool parseObject(const QByteArray& body, QVariantMap* object)
 {
     QVariant value;
@@ -39,7 +39,7 @@ bool parseObject(const QByteArray& body, QVariantMap* object)
     return true;
 }
 
-/** The server would close the connection on what is no JSON, and take another value for an empty object. */
+/** The server would close the connection if the body is not JSON, and treat any other value as an empty object. */
 bool isObject(const QByteArray& body)
 {
     std::vector<Json::MemberText> members;
@@ -47,20 +47,21 @@ bool isObject(const QByteArray& body)
     return Json::splitObject(body, &members) || parseObject(body, &object);
 }
 
-/** Whether a JSON text may hold a word, as it stands or behind an escape. */
+/** Whether a JSON text may contain a word, literally or escaped. */
 bool mayHold(const QByteArray& body, const char* word)
 {
     return body.contains(word) || body.contains("\\u");
 }
 
-/** Whether a body is one of a later page of a query by prefix, which the server could not resume; then it is rewritten.
+/**
+ * Rewrites the request for a later page of a prefix query, which the server could not resume. Returns false for others.
  */
 bool makeResumable(QVariantMap* body)
 {
     return body->contains(QStringLiteral("ExclusiveStartKey")) && Client::replaceBeginsWith(body, false);
 }
 
-/** What the server gets for a body: the same, save for the later pages of some queries. */
+/** The body to send to the server: unchanged, except for the later pages of some queries. */
 QByteArray serversBody(const Operations::Operation& operation, const QByteArray& body)
 {
     QVariantMap object;

@@ -6,12 +6,12 @@
 
 namespace Http {
 
-/** From an API request to its answer, whatever the transport that it came by. Any thread. */
+/** Turns an API request into its answer, independent of the transport. Any thread. */
 class Gateway {
 public:
     explicit Gateway(const ServerOptions& server) : server_(server) {}
 
-    /** `target` is the value of "X-Amz-Target", empty when there was none. Waits for the server's reply. */
+    /** `target` is the value of "X-Amz-Target", empty if missing. Waits for the server's reply. */
     Answer answer(const QByteArray& target, const QByteArray& body);
 
 private:

@@ -18,12 +18,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** For a request that is on its way in pieces when the program ends. */
+/** The time for a partially received request to complete when the program ends. */
 constexpr milliseconds Grace{1000};
-/** For a client to close, or to send more, after an answer that ends the connection. */
+/** The time for a client to close, or to send more, after a response that ends the connection. */
 constexpr milliseconds Linger{5000};
 
-constexpr std::size_t Piece = 4096; // most requests are one
+constexpr std::size_t Piece = 4096; // most requests fit into one
 constexpr std::size_t BodyPiece = 65536;
 constexpr std::size_t LargeBody = 65536;
 
@@ -44,7 +44,7 @@ void appendHeader(std::string_view name, std::string_view value, std::string* he
     head->append(name).append(": ").append(value).append("\r\n");
 }
 
-/** The status line and the headers; `connection` is what they say of it, empty for nothing. */
+/** The status line and the headers; `connection` is the value of the Connection header, empty for none. */
 std::string headOf(const Response& response, std::string_view connection)
 {
     std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + reasonOf(response) + "\r\n";
@@ -124,7 +124,7 @@ void HttpConnection::enter(State state)
     deadline_ = Never;
 }
 
-/** The same for a state that ends with onTimeout() unless another is entered before. */
+/** The same for a state that ends with onTimeout() unless another one is entered first. */
 void HttpConnection::enter(State state, milliseconds limit)
 {
     enter(state);
@@ -136,7 +136,10 @@ void HttpConnection::enter(State state, milliseconds limit)
         setAlarm();
 }
 
-/** Deadlines mostly move away before they are reached, so the timer is only set again when it has rung, or is late. */
+/**
+ * Most deadlines are postponed before they expire, so the timer is only set again when it has fired or would fire too
+ * late.
+ */
 void HttpConnection::setAlarm()
 {
     alarm_ = deadline_;
@@ -160,7 +163,7 @@ void HttpConnection::onTimeout()
 {
     const bool isInBody = (state_ == State::Reading || state_ == State::Queued) && parser_->hasHead();
     if (isInBody) {
-        ErrorCode ignored; // nothing may be under way
+        ErrorCode ignored; // there may be no pending operation
         socket_.cancel(ignored);
         fail(Fault::BodyBroken);
     } else if (state_ != State::Serving) {
@@ -170,7 +173,7 @@ void HttpConnection::onTimeout()
 
 bool HttpConnection::hasInput()
 {
-    ErrorCode ignored; // then there is none
+    ErrorCode ignored; // on error there is no input
     return socket_.available(ignored) > 0;
 }
 
@@ -180,7 +183,7 @@ void HttpConnection::waitForRequest()
     requestIsWhole_ = false;
     if (input_.size() > 0) {
         enter(State::Reading, limits_.transfer);
-        // Others come first: a client may send very much at once.
+        // Lets other connections go first: a client may send many requests at once.
         asio::post(socket_.get_executor(), [self = shared_from_this()] {
             if (self->state_ == State::Reading)
                 self->parse();
@@ -191,7 +194,7 @@ void HttpConnection::waitForRequest()
         end();
         return;
     }
-    input_.shrink_to_fit(); // idle clients may be many
+    input_.shrink_to_fit(); // there may be many idle clients
     enter(State::Idle, limits_.keepAlive);
     idlePlace_ = connections_->enterIdle(this);
     socket_.async_wait(Socket::wait_read, [self = shared_from_this()](const ErrorCode&) {
@@ -228,7 +231,7 @@ void HttpConnection::onRead(const ErrorCode& error, std::size_t size)
     }
 }
 
-/** Takes what there is, up to the end of the request; more is read when it has not come. */
+/** Parses the received input, up to the end of the request; reads more if it is incomplete. */
 void HttpConnection::parse()
 {
     const bool hadHead = parser_->hasHead();
@@ -245,7 +248,7 @@ void HttpConnection::parse()
         read();
 }
 
-/** False when the request is not to be read on. */
+/** Returns false when the rest of the request is not to be read for the moment. */
 bool HttpConnection::beginBody()
 {
     if (std::optional<Response> refusal = service_->refuse(parser_->head()))
@@ -276,7 +279,7 @@ void HttpConnection::inviteBody()
                       });
 }
 
-/** Bodies that take much memory are let in only so many at once. */
+/** Limits how many large bodies are in memory at once. */
 bool HttpConnection::hasRoomForBody()
 {
     if (!hasBodyRoom_ && parser_->bodySize() > LargeBody)
@@ -298,8 +301,8 @@ void HttpConnection::serve()
         return;
     }
     enter(State::Serving);
-    // Until the connection is settled nothing else touches it: sending the answer here saves the client a switch of
-    // threads. The guard keeps the event loop from ending before.
+    // Until settle() nothing else uses the connection, so it is safe to send the response on this thread, which saves a
+    // context switch. The guard keeps the event loop alive until then.
     service_->serve(parser_->head(), parser_->takeBody(),
                     [self = shared_from_this(),
                      guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
@@ -333,13 +336,13 @@ void HttpConnection::compose(Response&& response)
         {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});
 }
 
-/** As much as the client takes at once. */
+/** Sends as much as the socket accepts without blocking. */
 void HttpConnection::send()
 {
     output_.consume(socket_.write_some(output_, sendError_));
 }
 
-/** Goes on where sending ended: with the rest when the client takes more, or with what comes after the answer. */
+/** Continues after send(): sends the rest once the client accepts more, or moves on to what follows the response. */
 void HttpConnection::settle()
 {
     if (sendError_ && sendError_ != asio::error::would_block) {
@@ -374,13 +377,13 @@ void HttpConnection::onWritten()
 }
 
 /**
- * Lets the client get the answer even while it still sends: a socket that is closed on unread bytes takes the answer
- * back.
+ * Lets the client receive the response even while it is still sending: closing a socket with unread bytes resets the
+ * connection, and the response is lost.
  */
 void HttpConnection::linger()
 {
     ErrorCode error;
-    if (!lastMoment_) { // it begins
+    if (!lastMoment_) { // first call
         socket_.shutdown(Socket::shutdown_send, error);
         lastMoment_ = Clock::now() + limits_.transfer;
         input_.clear();

@@ -20,30 +20,30 @@
 namespace Http {
 
 /**
- * A client's connection: one request after the other, each answered before the next is read. Lives as long as one of
- * its operations is under way. For the transport's thread, which it never makes wait; while the service has a request,
- * the thread that answers has the connection.
+ * A client's connection: one request after another, each answered before the next is read. Lives as long as one of its
+ * asynchronous operations is pending. For the transport's thread, which it never blocks; while the service has a
+ * request, the connection belongs to the thread that answers it.
  */
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 public:
     using Executor = boost::asio::io_context::executor_type;
     using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, Executor>;
 
-    /** Takes the socket over. The limits, the service and the other connections outlive this object. */
+    /** Takes over the socket. The limits, the service and `connections` must outlive this object. */
     HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service, Connections* connections);
     ~HttpConnection();
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
     void start() { waitForRequest(); }
-    /** Closes it, whatever it does. */
+    /** Closes the connection in any state. */
     void end();
-    /** The program ends: what has come is answered, what still comes is given a moment. */
+    /** For the end of the program: received requests are answered, partially received ones get a short grace period. */
     void stop();
 
-    /** It waits for a request, and has for so long. */
+    /** Whether it has been waiting for a request for at least this long. */
     bool isIdleSince(std::chrono::milliseconds time) const;
-    /** There is room for its body. */
+    /** Called when room for its body has been reserved. */
     void enterBodyRoom();
 
 private:
@@ -51,15 +51,15 @@ private:
     using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
     using ErrorCode = boost::system::error_code;
 
-    /** What it waits for. */
+    /** What the connection is waiting for. */
     enum class State {
         Idle,      // a request's first bytes
-        Reading,   // more of it
+        Reading,   // the rest of the request
         Queued,    // room for its body
-        Inviting,  // the client to be told that it may send its body
+        Inviting,  // "100 Continue" to be sent to the client
         Serving,   // the service's answer
-        Writing,   // the client to take the answer
-        Lingering, // the client to stop sending after an answer that ends the connection
+        Writing,   // the client to accept the response
+        Lingering, // the client to stop sending after a response that ends the connection
         Ended,
     };
 
@@ -98,19 +98,19 @@ private:
     static constexpr Clock::time_point Never = Clock::time_point::max();
     Clock::time_point since_;                     // of the state
     Clock::time_point deadline_ = Never;          // of the state
-    Clock::time_point alarm_ = Never;             // of the timer; not after the deadline
-    std::optional<Clock::time_point> lastMoment_; // to read anything
+    Clock::time_point alarm_ = Never;             // when the timer fires; not after the deadline
+    std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
     bool hasBodyRoom_ = false;
 
-    boost::beast::flat_buffer input_;     // that was not parsed
-    std::optional<RequestParser> parser_; // of the request that is read or served
-    bool requestIsWhole_ = false;         // it was read to its end, so that the connection can carry another
+    boost::beast::flat_buffer input_;     // not yet parsed
+    std::optional<RequestParser> parser_; // of the current request
+    bool requestIsWhole_ = false;         // it was read to its end, so the connection can be reused
 
     Response response_;
     std::string head_;                                                              // of the response
-    boost::beast::buffers_suffix<std::array<boost::asio::const_buffer, 2>> output_; // what is left of the two
-    bool isLast_ = false;                                                           // it ends the connection
+    boost::beast::buffers_suffix<std::array<boost::asio::const_buffer, 2>> output_; // the unsent rest of head and body
+    bool isLast_ = false;                                                           // the response ends the connection
     ErrorCode sendError_;                                                           // of the latest attempt
 };
 

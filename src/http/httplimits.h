@@ -6,20 +6,20 @@
 
 namespace Http {
 
-/** How many bytes a request may have. */
+/** Limits on the size of a request, in bytes. */
 struct RequestLimits {
-    std::size_t line = 8192;  // the request's line, or the line of a header
-    std::size_t head = 65536; // all these lines; also those between and behind the chunks of a body
-    std::size_t body = 0;     // as it comes, packed or not
+    std::size_t line = 8192;  // the request line, or one header line
+    std::size_t head = 65536; // all these lines; also chunk headers and trailers
+    std::size_t body = 0;     // as received, compressed or not
 };
 
-/** What clients may use up. */
+/** Limits on what clients may use. */
 struct HttpLimits {
     RequestLimits request;
-    std::size_t connections = 0;           // open at once; more wait until they are accepted
-    std::size_t largeBodies = 0;           // of more than 64 KiB, that are received or served at once; more wait
-    std::chrono::milliseconds keepAlive{}; // for the next request of a connection to begin
-    std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to take some of an answer
+    std::size_t connections = 0;           // open at once; more wait to be accepted
+    std::size_t largeBodies = 0;           // over 64 KiB, received or served at once; more wait
+    std::chrono::milliseconds keepAlive{}; // for the next request on a connection to begin
+    std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to accept some of a response
 };
 
 } // namespace Http

@@ -16,12 +16,12 @@ namespace {
 
 using asio::ip::tcp;
 
-/** Between two attempts to accept a connection that there is no room for. */
+/** Between attempts to accept connections when there is no room. */
 constexpr std::chrono::milliseconds Pause{100};
-/** For a client to begin its next request before it may have to make room for others. */
+/** How long a connection may be idle before it may have to make room for others. */
 constexpr std::chrono::milliseconds Patience{1000};
 
-/** Whether an accept failed for a reason that concerns one connection alone. */
+/** Whether accept() failed for a reason that concerns only one connection. */
 bool isOfOneClient(int error)
 {
     switch (error) {
@@ -41,7 +41,7 @@ bool isOfOneClient(int error)
     }
 }
 
-/** Whether there is no descriptor or no memory for another connection. */
+/** Whether there are no descriptors or no memory for another connection. */
 bool isShortage(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
@@ -63,7 +63,7 @@ int HttpServer::bind(int port)
     const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), static_cast<unsigned short>(port));
     ErrorCode error;
     acceptor_.open(endpoint.protocol(), error);
-    // A port whose latest connections linger can be taken, one that is listened on cannot.
+    // SO_REUSEADDR: allows a port with connections in TIME_WAIT, but not one that another process listens on.
     if (!error)
         acceptor_.set_option(Acceptor::reuse_address(true), error);
     if (!error)
@@ -89,7 +89,7 @@ bool HttpServer::step()
 {
     try {
         return loop_.run_one() > 0;
-    } catch (const std::exception& error) { // for want of memory; the connection goes, the others stay
+    } catch (const std::exception& error) { // out of memory; only this connection is lost
         reportFailure(error);
         return true;
     }
@@ -112,7 +112,7 @@ void HttpServer::waitForClient()
     });
 }
 
-/** Accepts those who wait, as far as there is room. */
+/** Accepts pending connections as far as there is room. */
 void HttpServer::accept()
 {
     if (connections_.isFull()) {
@@ -143,7 +143,8 @@ void HttpServer::begin(HttpConnection::Socket&& socket)
 {
     ErrorCode ignored; // the client may be gone; reading fails then
     socket.non_blocking(true, ignored);
-    socket.set_option(tcp::no_delay(true), ignored); // an answer is sent as a whole, there is nothing to wait for
+    socket.set_option(tcp::no_delay(true),
+                      ignored); // a response is sent as a whole, so delaying segments gains nothing
     try {
         std::make_shared<HttpConnection>(std::move(socket), limits_, service_, &connections_)->start();
     } catch (const std::exception& error) {
@@ -151,7 +152,7 @@ void HttpServer::begin(HttpConnection::Socket&& socket)
     }
 }
 
-/** While somebody waits: has idle connections end, and looks for room when one has ended, and now and then. */
+/** While connections are pending: ends idle ones, and tries again when one has ended and at intervals. */
 void HttpServer::makeRoom()
 {
     connections_.waitForRoom([this] {

@@ -15,27 +15,27 @@
 namespace Http {
 
 /**
- * Speaks HTTP on a port of 127.0.0.1 and has a service answer the requests. One event loop accepts all connections,
- * reads all requests and writes all answers; a connection that waits costs nothing but its memory. The loop is run by
- * one thread of a crew at a time, which the other classes of the transport call its thread.
+ * Serves HTTP on a port of 127.0.0.1 and has a service answer the requests. One event loop accepts connections, reads
+ * requests and writes responses; a waiting connection costs only memory and a descriptor. The loop is run by one thread
+ * of a crew at a time, which the other classes of the transport call its thread.
  */
 class HttpServer {
 public:
-    /** The service and the crew are the caller's and outlive this object. The crew runs nothing else. */
+    /** The caller owns the service and the crew, which must outlive this object. The crew runs nothing else. */
     HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /** Takes a port, or with 0 any that is free. The port; -1 when it cannot be had, and errno tells why. */
+    /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure, and errno tells why. */
     [[nodiscard]] int bind(int port);
 
     /**
-     * Serves until endRun(), after bind(). False when the listening socket failed, and errno tells why. Requests under
-     * way are answered before it returns.
+     * Serves until endRun(), after bind(). Returns false when the listening socket failed, and errno tells why.
+     * Requests in progress are answered before it returns.
      */
     [[nodiscard]] bool run();
 
-    /** Ends run(), or has it end as soon as it begins. Any thread. */
+    /** Ends run(), or makes it return at once if called first. Any thread. */
     void endRun();
 
 private:

@@ -11,26 +11,26 @@
 namespace Http {
 
 struct Header {
-    std::string name; // as it came; compared without regard to case
+    std::string name; // as received; compared case-insensitively
     std::string value;
 };
 
 /** A request without its body. Headers without a value are left out. */
 struct RequestHead {
     std::string method;
-    std::string target; // path and query, as they came
+    std::string target; // path and query, as received
     std::vector<Header> headers;
     bool isKeptAlive = false; // the client wants to use its connection again
     bool isOld = false;       // HTTP/1.0
 
-    /** The first value of a header; empty when it is not there. */
+    /** The first value of a header; empty if missing. */
     std::string_view header(std::string_view name) const;
     std::size_t count(std::string_view name) const;
 };
 
 struct Response {
     int status = 0;
-    std::string reason;          // behind the status; empty, or no plain text: the usual one
+    std::string reason;          // reason phrase; if empty or not plain text, the standard one is sent
     std::vector<Header> headers; // without Content-Length and Connection, which the transport sets
     QByteArray body;
 };

@@ -30,7 +30,7 @@ enum ExitCode : int {
 };
 
 constexpr int LargestPort = 65535;
-constexpr int MostSeconds = 1000000; // in milliseconds they still are an int
+constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
 
 struct Options {
     int listen = 8000;
@@ -94,7 +94,7 @@ sigset_t endingSignals()
     return ending;
 }
 
-/** On a thread of its own, until the server has ended: a second signal ends the program at once. */
+/** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
 void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     const sigset_t ending = endingSignals();
@@ -105,7 +105,7 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
     ended->wait();
 }
 
-/** In place of an abort, when something was thrown: the library's threads cannot be waited for then. */
+/** Ends the program after an exception, instead of an abort: the library's threads cannot be joined then. */
 [[noreturn]] void giveUp()
 {
     std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
@@ -113,7 +113,10 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
     _exit(ExitFailed);
 }
 
-/** As many connections as descriptors allow, beside those to the server and some for everything else. */
+/**
+ * As many connections as the descriptors allow, leaving those for the server's connections and some for everything
+ * else.
+ */
 std::size_t connectionLimit(int threads)
 {
     constexpr rlim_t Others = 32;
@@ -121,7 +124,7 @@ std::size_t connectionLimit(int threads)
     rlimit descriptors{};
     (void)getrlimit(RLIMIT_NOFILE, &descriptors); // ignored: it only fails for an unknown resource
     descriptors.rlim_cur = descriptors.rlim_max;
-    (void)setrlimit(RLIMIT_NOFILE, &descriptors); // ignored: the limit that stays is asked for
+    (void)setrlimit(RLIMIT_NOFILE, &descriptors); // ignored: the resulting limit is read next
     (void)getrlimit(RLIMIT_NOFILE, &descriptors);
     const rlim_t taken = static_cast<rlim_t>(threads) + Others;
     return static_cast<std::size_t>(std::max(descriptors.rlim_cur, taken + Fewest) - taken);
@@ -158,7 +161,7 @@ int serve(const Options& options, AllowedUsers* users)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(ExitFailed); // at once: the watcher waits for a signal
+        _exit(ExitFailed); // at once: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
@@ -167,13 +170,13 @@ int serve(const Options& options, AllowedUsers* users)
 
 } // namespace
 
-// What may be thrown means that there is no memory or no thread; the program gives up then.
+// Exceptions mean that memory or threads have run out; the program gives up then.
 // NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
     std::set_terminate(giveUp);
-    // Before there is any thread, so that only the one that waits for them gets them.
+    // Before any thread starts, so that only the thread that waits for these signals gets them.
     const sigset_t ending = endingSignals();
     (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode
 
@@ -193,7 +196,7 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? ExitOk : ExitUsage;
     }
     AllowedUsers users;
-    if (app.count("--allow-users") > 0) { // also with an empty list, which is refused
+    if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());

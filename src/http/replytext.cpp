@@ -31,7 +31,7 @@ void putString(QByteArrayView json, Json::TextWriter* out)
     out->endObject();
 }
 
-/** An object with each member that is a bare string wrapped; what is no object stays as it is. */
+/** Writes an object with all members that are bare strings wrapped; anything else is written unchanged. */
 void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
 {
     std::vector<Json::Member> members;
@@ -50,7 +50,7 @@ void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
     out->endObject();
 }
 
-/** The envelope's two members; a status that HTTP has no room for counts as none. */
+/** The envelope's two members; a status that is not valid in HTTP counts as none. */
 struct Envelope {
     std::optional<int> status;
     QByteArray outcome;

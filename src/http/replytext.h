@@ -7,20 +7,21 @@
 
 namespace Http {
 
-/** What an HTTP client is answered. */
+/** The answer to an HTTP client. */
 struct Answer {
-    int status = 0;     // of HTTP
+    int status = 0;     // HTTP status
     QByteArray outcome; // the "__rcstr" of the server's reply; empty when there was none
     QByteArray body;    // JSON
 };
 
 /**
- * Makes an answer of a server's reply to `operation`: "__rc" and "__rcstr" become the status and
- * the outcome, all other members the body, as they stand, but
- * - keys that come as bare strings are wrapped in {"S": ...}: the elements of "LastEvaluatedKey", which clients send
- *   back as they got it, and the keys among the "Attributes" of an UpdateItem;
+ * Translates a server's reply to `operation` into an answer: "__rc" and "__rcstr" become the status and the outcome,
+ * and all other members the body, unchanged, except that
+ * - keys that are bare strings are wrapped in {"S": ...}: the elements of "LastEvaluatedKey", which clients send back
+ *   unchanged, and the keys among the "Attributes" of an UpdateItem;
  * - the "__type" of an error gets the prefix of the API, and "__type" and "message" are added where they are missing.
- * False when the reply is no object with such an envelope; `answer` is then not changed.
+ *
+ * Returns false, with `answer` unchanged, when the reply is not an object with such an envelope.
  */
 [[nodiscard]] bool translateReply(const Operations::Operation& operation, const QByteArray& reply, Answer* answer);
 

@@ -27,7 +27,7 @@ bool isNumber(boost::beast::string_view text)
 RequestParser::RequestParser(const RequestLimits& limits) : limits_(limits)
 {
     header_limit(static_cast<std::uint32_t>(limits.head));
-    // What is too large is read as well, so that the client comes to read the answer.
+    // Bodies that are too large are read as well, so that the client gets to read the response.
     body_limit(std::numeric_limits<std::uint64_t>::max());
 }
 
@@ -44,14 +44,14 @@ std::size_t RequestParser::parse(std::string_view bytes)
         return taken;
     }
     const std::string_view rest = bytes.substr(taken);
-    // The lines between and behind chunks have no limit in the library.
+    // The library does not limit chunk headers and trailers.
     const bool isEndless = error == http::error::need_more && hasHead_ && rest.size() >= limits_.head;
     if (error && (error != http::error::need_more || isEndless))
         fault_ = faultOf(error, rest);
     return taken;
 }
 
-/** The library counts on seeing the end of a body in chunks, "0\r\n\r\n", in no smaller pieces than this. */
+/** The library relies on getting the end of a chunked body, "0\r\n\r\n", in one piece. */
 std::size_t RequestParser::leastPiece() const
 {
     constexpr std::size_t LastChunk = sizeof "0\r\n\r\n" - 1;
@@ -114,9 +114,9 @@ void RequestParser::on_field_impl(http::field field, Text name, Text value, Erro
     constexpr std::size_t Rest = sizeof ": \r\n" - 1;
     if (name.size() + value.size() + Rest > limits_.line)
         error = http::error::header_limit;
-    if (hasHead_) // it stands behind a body in chunks, where nothing is left for it to say
+    if (hasHead_) // a trailer of a chunked body: ignored
         return;
-    // The library takes the same length several times, and codings that we do not undo.
+    // The library accepts a repeated length, and transfer codings that we do not decode.
     if (field == http::field::content_length && (!isNumber(value) || head_.count("Content-Length") > 0))
         error = http::error::bad_content_length;
     if (field == http::field::transfer_encoding && !boost::beast::iequals(value, "chunked"))

@@ -14,14 +14,14 @@
 
 namespace Http {
 
-/** From the bytes of one request to the request. The grammar is the library's, the limits are ours. For one thread. */
+/** Parses one request. The grammar is the library's, the limits are ours. For one thread. */
 class RequestParser : private boost::beast::http::basic_parser<true> {
 public:
     explicit RequestParser(const RequestLimits& limits);
 
     /**
-     * Reads what has come and was not yet taken; returns how much of it was taken. Stops behind the head, and behind
-     * the request; otherwise the rest has to be given again with more behind it. Not after a fault.
+     * Parses received bytes and returns how many were consumed. Stops after the head, and after the request; otherwise
+     * the rest must be passed again with more bytes appended. Not to be called after a fault.
      */
     std::size_t parse(std::string_view bytes);
 
@@ -30,16 +30,16 @@ public:
     bool isWhole() const { return hasHead_ && is_done(); }
     std::optional<Fault> fault() const { return fault_; }
 
-    /** Once it has its head: */
+    /** Valid once hasHead(), like the next two. */
     const RequestHead& head() const { return head_; }
     bool expectsContinue() const;
     /** The headers announce a body beyond the limit. */
     bool isTooLong() const;
 
-    /** A body in chunks that is beyond the limit is read to its end, but not kept. */
+    /** A chunked body beyond the limit is read to its end, but not kept. */
     bool isTooLarge() const { return isTooLarge_; }
     std::size_t bodySize() const { return static_cast<std::size_t>(body_.size()); }
-    /** Once it is whole. */
+    /** Valid once isWhole(). */
     QByteArray takeBody() { return std::move(body_); }
 
 private:

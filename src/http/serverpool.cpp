@@ -10,7 +10,7 @@ namespace Http {
 
 namespace {
 
-/** True when the server has closed the connection or sent something unasked, or a receive would fail. */
+/** True when the server has closed the connection or sent something unrequested, or a receive would fail. */
 bool hasNews(const Client::WireConnection& connection)
 {
     pollfd events{connection.socketDescriptor(), POLLIN | POLLRDHUP, 0};
@@ -26,7 +26,7 @@ Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& bod
         *error = connection.error();
         return Exchange::NotSent;
     }
-    // A send that fails has not handed all bytes over, and the server begins with a request when it is whole.
+    // If the send fails, not all bytes were handed over, and the server only starts on a complete request.
     if (!connection.send(Framing::frameRequest(operation, body))) {
         *error = connection.error();
         return Exchange::NotSent;

@@ -8,28 +8,28 @@
 
 namespace Http {
 
-/** Where the server listens, and how long it may take. */
+/** The server's address and time limits. */
 struct ServerOptions {
     QString host;           // dotted IPv4
     int port = 0;           // TCP
     int connectTimeout = 0; // milliseconds
-    int receiveTimeout = 0; // milliseconds without a byte of the reply, or in which no byte of the request was taken
+    int receiveTimeout = 0; // milliseconds without receiving a byte of the reply or sending one of the request
 };
 
-/** How far an exchange came. */
+/** How far an exchange got. */
 enum class Exchange {
     Done,
-    NotSent,  // the server did not get the whole request, so it did nothing
-    Lost,     // the connection ended before the reply was whole; the request may have been executed
-    TimedOut, // the same, for want of a reply
+    NotSent,  // the server did not get the complete request, so it did nothing
+    Lost,     // the connection ended before the reply was complete; the request may have been executed
+    TimedOut, // the same, because no reply came in time
 };
 
 /**
- * Connections to the server that are kept between requests. There are as many as there were exchanges at once. Any
+ * Connections to the server that are kept between requests, as many as there have been concurrent exchanges. Any
  * thread.
  *
- * No request is ever sent twice: a connection that the server has closed is found out before anything is sent on it,
- * and what fails later fails the exchange.
+ * No request is ever sent twice: a connection that the server has closed is detected before anything is sent on it, and
+ * any later failure fails the exchange.
  */
 class ServerPool {
 public:
@@ -38,8 +38,8 @@ public:
     ServerPool& operator=(const ServerPool&) = delete;
 
     /**
-     * Sends one request, on a connection that is idle or else a new one, and waits for the reply. `operation` is the
-     * full name. `reply` is only set when it is done, `error` is only set when it is not.
+     * Sends one request, on an idle connection or else a new one, and waits for the reply. `operation` is the full
+     * name. `reply` is set only on success, `error` only on failure.
      */
     [[nodiscard]] Exchange exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply,
                                     QString* error);
@@ -51,7 +51,7 @@ private:
 
     const ServerOptions options_;
     std::mutex mutex_;
-    std::vector<Client::WireConnection> idle_; // guarded by mutex_; the one used last is taken first
+    std::vector<Client::WireConnection> idle_; // guarded by mutex_; most recently used is taken first
 };
 
 } // namespace Http

@@ -71,7 +71,7 @@ std::optional<std::string> unescaped(std::string_view text)
     return name;
 }
 
-/** Takes what comes before the next `separator` off the front of `text`; all of it when there is none. */
+/** Removes and returns the part of `text` before the next `separator`; all of it when there is none. */
 std::string_view takeUntil(char separator, std::string_view* text)
 {
     const std::size_t size = text->find(separator);
@@ -163,7 +163,7 @@ bool BackupList::read(std::string_view text, BackupList* list, std::string* erro
     }
     if (!line.starts_with("end "))
         return fail(CutOff);
-    // One form of each list: what would be written again byte for byte is whole, and nothing else is.
+    // The format is canonical: a list is valid only if writing it again gives the same bytes.
     if (found.write() != all)
         return fail(Damaged);
     *list = std::move(found);

@@ -4,21 +4,21 @@
 #include <string_view>
 
 /**
- * The names that Berkeley DB uses for its own files in an environment's directory, beside the log files (logfiles.h).
+ * The names that Berkeley DB uses for its own files in an environment's directory, other than log files (logfiles.h).
  * On disk, do not change. Pure; any thread.
  */
 namespace BerkeleyDbNames {
 
-/** The settings of an environment, which Berkeley DB reads when it opens one. */
+/** The settings of an environment, which Berkeley DB reads when it opens it. */
 inline constexpr const char* ConfigFile = "DB_CONFIG";
 
-/** A name for a file that is removed at once: one of Berkeley DB's prefix that it does not use itself. */
+/** A file that is removed at once: the name has Berkeley DB's prefix, but is not one of its own. */
 inline constexpr const char* ProbeFile = "__db.quorva.writable";
 
-/** True for "__db" and whatever follows: region files, and files that are only just being made or renamed. */
+/** True for names that begin with "__db": region files, and files that are being created or renamed. */
 bool isInternal(std::string_view name);
 
-/** True for every name that belongs to Berkeley DB, those of log files included. */
+/** True for every name that belongs to Berkeley DB, including those of log files. */
 bool isReserved(std::string_view name);
 
 } // namespace BerkeleyDbNames

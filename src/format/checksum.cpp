@@ -13,10 +13,10 @@
 
 namespace {
 
-constexpr std::size_t Width = 8; // bytes that are taken in at once
+constexpr std::size_t Width = 8; // bytes processed at once
 using Table = std::array<std::array<std::uint64_t, 256>, Width>;
 
-/** Row n has what a byte followed by n zero bytes leaves. */
+/** Row n has the remainders of a byte followed by n zero bytes. */
 constexpr Table makeTable()
 {
     constexpr std::uint64_t polynomial = 0xc96c5795d7870f42;
@@ -43,7 +43,7 @@ void Checksum::add(std::string_view bytes)
     std::uint64_t remainder = remainder_;
     for (; bytes.size() >= Width; bytes.remove_prefix(Width)) {
         std::uint64_t block = 0;
-        for (std::size_t i = 0; i < Width; ++i) // the lowest byte first, whatever the processor's order
+        for (std::size_t i = 0; i < Width; ++i) // little-endian, regardless of the processor
             block |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << (8 * i);
         block ^= remainder;
         remainder = 0;

@@ -5,19 +5,19 @@
 #include <cstdint>
 
 /**
- * The first page of Berkeley DB's database files, as far as anybody but Berkeley DB reads it. On disk, do not change.
- * Pure; any thread.
+ * The first page of Berkeley DB's database files, as far as this system reads it itself. On disk, do not change. Pure;
+ * any thread.
  *
- *     offset   0   file number and, at 4, offset of the log record that describes the last change; 0 without a log
+ *     offset   0   file number and, at 4, offset of the log record of the last change; 0 without a log
  *              8   the page's own number
- *             12   the magic number, which tells the kind of database
- *             52   20 bytes that identify the database and all of its copies
+ *             12   the magic number, which identifies the kind of database
+ *             52   20 bytes that identify the database, the same in all of its copies
  *
- * Numbers have 32 bits, in the byte order of the machine that made the file.
+ * Numbers have 32 bits, in the byte order of the machine that created the file.
  */
 namespace DatabasePage {
 
-/** The bytes from offset 0 on, as they are read from a file. */
+/** The first bytes of a file, as read from it. */
 struct Start {
     std::uint32_t logFile = 0;
     std::uint32_t logOffset = 0;

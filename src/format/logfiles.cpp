@@ -28,7 +28,7 @@ std::optional<std::uint32_t> numberOf(std::string_view name)
 {
     if (name.size() != Prefix.size() + Digits || !name.starts_with(Prefix))
         return std::nullopt;
-    std::uint32_t number = 0; // Berkeley DB counts no further
+    std::uint32_t number = 0; // Berkeley DB's numbers have 32 bits
     const char* end = name.data() + name.size();
     const auto parsed = std::from_chars(name.data() + Prefix.size(), end, number);
     return parsed.ec == std::errc() && parsed.ptr == end ? std::optional(number) : std::nullopt;

@@ -9,8 +9,8 @@
 #include <string_view>
 
 /**
- * The names of Berkeley DB's log files: "log." and the number in ten digits, in an environment as in a backup. On disk,
- * do not change. Any thread.
+ * The names of Berkeley DB's log files: "log." and the number in ten digits, in environments and backups. On disk, do
+ * not change. Any thread.
  */
 namespace LogFiles {
 
@@ -20,12 +20,13 @@ std::string name(std::uint32_t number);
 std::optional<std::uint32_t> numberOf(std::string_view name);
 
 /**
- * True for "log." and digits, however many: Berkeley DB takes all of these for log files when it looks for the first
- * and the last one, and never gets done with "log.99999999999".
+ * True for "log." and any number of digits: Berkeley DB takes all of these for log files when it searches for the first
+ * and the last one, and loops forever on "log.99999999999".
  */
 bool isTakenForOne(std::string_view name);
 
-/** The numbers of the log files in a directory, as far as it can be read. Only regular files count, and links to them.
+/**
+ * The numbers of the log files in a directory, as far as it can be read. Only regular files and links to them count.
  */
 std::set<std::uint32_t> numbersIn(const std::filesystem::path& directory);
 

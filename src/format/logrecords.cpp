@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::uint32_t Magic = 0x040988;
 
-// The record of the end of a transaction has a type, the transaction and the record before it, then these.
+// A record that ends a transaction has its type, the transaction and the transaction's previous record, then these.
 constexpr std::uint32_t EndOfTransaction = 10;
 constexpr std::size_t OutcomeOffset = 16;
 constexpr std::uint32_t Committed = 1;

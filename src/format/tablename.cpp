@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view HexDigits = "0123456789abcdef";
 constexpr std::string_view DataFileEnding = ".db";
 constexpr std::size_t SuffixLength = 6;        // "_3f.db"
-constexpr std::size_t MaxFileNameLength = 255; // of file systems
+constexpr std::size_t MaxFileNameLength = 255; // limit of file systems
 
 bool endsLikeDataFile(std::string_view name)
 {
@@ -68,7 +68,7 @@ const char* refusal(std::string_view filePart)
     if (filePart.empty())
         return "the table's name is empty";
     if (filePart.find('\0') != std::string_view::npos)
-        return "the table's name holds a zero byte"; // Berkeley DB would open the file that is named up to there
+        return "the table's name holds a zero byte"; // Berkeley DB would open the file named by the part before it
     if (filePart.front() == '/')
         return "the table's name is an absolute path";
     for (std::size_t begin = 0; begin <= filePart.size();) {
@@ -76,7 +76,8 @@ const char* refusal(std::string_view filePart)
         if (const char* reason = componentRefusal(filePart.substr(begin, end - begin)))
             return reason;
         if (end == filePart.size() && end - begin > MaxFileNameLength - SuffixLength)
-            return "the last component of the table's name is longer than 249 bytes"; // its data files have a suffix
+            return "the last component of the table's name is longer than 249 bytes"; // the names of data files add a
+                                                                                      // suffix
         begin = end + 1;
     }
     return nullptr;

@@ -7,7 +7,7 @@
 
 namespace Base {
 
-/** A file descriptor that is closed with the object. */
+/** Owns a file descriptor and closes it on destruction. */
 class Descriptor {
 public:
     Descriptor() = default;
@@ -28,7 +28,7 @@ public:
     bool isOpen() const { return descriptor_ >= 0; }
     /** Negative when there is none. */
     int number() const { return descriptor_; }
-    /** Hands the descriptor over to the caller, who closes it. */
+    /** Releases the descriptor to the caller, who must close it. */
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
 private:

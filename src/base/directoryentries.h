@@ -7,8 +7,8 @@
 namespace Base {
 
 /**
- * Calls `visit`, an `int(const std::filesystem::directory_entry&)`, for what is in a directory, not below it, as long
- * as that returns 0. The result of `visit` that ended the walk, or else 0 or the errno value of what cannot be read.
+ * Calls `visit`, an `int(const std::filesystem::directory_entry&)`, for each entry of a directory, not recursively,
+ * until it returns non-zero. Returns that result, or else 0 or the errno value of a failed read.
  */
 template <typename Visit> [[nodiscard]] int forEachEntry(const std::filesystem::path& directory, Visit visit)
 {

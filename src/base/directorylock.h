@@ -11,28 +11,28 @@
 namespace Base {
 
 /**
- * The `flock` on a directory by which those who work in it keep out of each other's way: a server holds that of each
- * environment that it has open. No file is made for it, it ends with the object or the process, and it is the directory
- * itself that is held, under whatever path it can be reached later.
+ * An `flock` on a directory that excludes other users of it: a server holds the lock of each environment that it has
+ * open. It needs no lock file, ends with the object or the process, and applies to the directory itself, whatever path
+ * leads to it later.
  */
 class DirectoryLock {
 public:
     enum Kind : int { Shared = LOCK_SH, Exclusive = LOCK_EX };
 
     /**
-     * Takes the lock if it is free; does not wait. 0; EWOULDBLOCK when somebody else holds it; another errno value,
-     * also on file systems that have no such locks. Called once.
+     * Takes the lock if it is free; does not wait. Returns 0, EWOULDBLOCK when it is held elsewhere, or another errno
+     * value, including on file systems without such locks. To be called once.
      */
     [[nodiscard]] int lock(const std::filesystem::path& directory, Kind kind = Exclusive);
 
-    /** Whether `path` leads to the directory that is held. */
+    /** Whether `path` leads to the locked directory. */
     bool isAt(const std::filesystem::path& path) const;
 
-    /** Whether `status` is that of the directory that is held. */
+    /** Whether `status` is that of the locked directory. */
     bool is(const struct stat& status) const;
 
 private:
-    Descriptor descriptor_; // carries the lock
+    Descriptor descriptor_; // holds the lock
     dev_t device_ = 0;
     ino_t inode_ = 0;
 };

@@ -13,7 +13,7 @@ namespace Base {
 
 namespace {
 
-/** Calls `write`, an `ssize_t(std::string_view)` with the result of a system call, for what is still to be written. */
+/** Calls `write`, an `ssize_t(std::string_view)` that returns a system call's result, until all bytes are written. */
 template <typename Write> int writePieces(std::string_view bytes, Write write)
 {
     while (!bytes.empty()) {

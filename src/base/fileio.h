@@ -9,24 +9,24 @@
 #include <sys/types.h>
 
 /**
- * Reading and writing that goes on where a system call stopped short. Results are 0 or an errno value, which the
+ * Reading and writing that continues after partial system calls. Functions return 0 or an errno value, which the
  * streams of the standard library do not report. Any thread.
  */
 namespace Base {
 
-/** Appends what comes next from a descriptor to `bytes`, to the end or until `most` bytes were read. */
+/** Reads from a descriptor and appends to `bytes`, up to the end or until `most` bytes have been read. */
 [[nodiscard]] int readAll(int descriptor, std::size_t most, std::string* bytes);
 
-/** Reads a file from its beginning to its end; `bytes` has what was read before a failure. */
+/** Reads a whole file; after a failure, `bytes` has what was read before it. */
 [[nodiscard]] int readFile(const std::filesystem::path& path, std::string* bytes);
 
-/** Fills a buffer from a place in a file. `got` is less than `size` only where the file ends. */
+/** Fills a buffer from an offset in a file. `got` is less than `size` only at the end of the file. */
 [[nodiscard]] int readAt(int descriptor, off_t offset, void* buffer, std::size_t size, std::size_t* got);
 
 /** Writes all bytes. */
 [[nodiscard]] int writeAll(int descriptor, std::string_view bytes);
 
-/** Writes all bytes to a place in a file. */
+/** Writes all bytes at an offset in a file. */
 [[nodiscard]] int writeAllAt(int descriptor, off_t offset, std::string_view bytes);
 
 } // namespace Base

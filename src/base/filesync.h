@@ -7,15 +7,17 @@
 namespace Base {
 
 /**
- * Waits until what was written to a file, or the names in a directory, by any process, survive a loss of power. 0 or an
- * errno value.
+ * Waits until the content of a file, or the names in a directory, as written by any process, would survive a power
+ * failure. Returns 0 or an errno value.
  */
 [[nodiscard]] int syncToDisk(const std::filesystem::path& path);
 
-/** The same for a directory and every file and directory below it. */
+/** The same for a directory and everything below it. */
 [[nodiscard]] int syncTreeToDisk(const std::filesystem::path& directory);
 
-/** Makes a file, or replaces what is in it, and waits until its bytes are on disk; not its name. 0 or an errno value.
+/**
+ * Creates a file, or replaces its content, and waits until its bytes, but not its name, are on disk. Returns 0 or an
+ * errno value.
  */
 [[nodiscard]] int writeToDisk(const std::filesystem::path& path, std::string_view bytes);
 

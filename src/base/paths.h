@@ -9,13 +9,13 @@
 
 namespace Base {
 
-/** True for `directory` and all below it. Compares the paths as they are written: both have to be canonical. */
+/** True for `directory` and everything below it. Compares the paths lexically: both must be canonical. */
 inline bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory)
 {
     return std::mismatch(directory.begin(), directory.end(), path.begin(), path.end()).first == directory.end();
 }
 
-/** The size of a regular file, or of the one that a link leads to; -1 for anything else. */
+/** The size of a regular file, following links; -1 for anything else. */
 inline std::int64_t sizeOfFile(const std::filesystem::path& path)
 {
     struct stat status {};

@@ -14,7 +14,7 @@ void openStandardDescriptors()
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (::fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF)
             continue;
-        // The kernel hands out the lowest free number, and all lower ones are open by now.
+        // The kernel assigns the lowest free number, and all lower ones are open by this point.
         if (::open("/dev/null", O_RDWR) < 0)
             return;
     }

@@ -2,18 +2,18 @@
 #define QUORVA_BASE_STANDARDDESCRIPTORS_H
 
 /**
- * Standard input, output and error always have to be open: a connection or a file that got one of their numbers would
- * be read as input, or be sent what is printed.
+ * Standard input, output and error must always be open: a connection or a file that got one of their numbers would be
+ * read as input, or would receive printed output.
  */
 namespace Base {
 
 /**
- * Opens /dev/null in place of those that the process was started without. For the beginning of a program, before it has
- * other threads. A failure is ignored: there is nowhere yet to report it to.
+ * Opens /dev/null for those that the process was started without. For the beginning of a program, before other threads
+ * start. A failure is ignored: there is nowhere yet to report it.
  */
 void openStandardDescriptors();
 
-/** Closes a descriptor. One of the three standard ones is replaced by /dev/null; if that fails, it stays as it is. */
+/** Closes a descriptor. One of the three standard ones is replaced by /dev/null; if that fails, it stays open. */
 void closeOrReplace(int descriptor);
 
 } // namespace Base

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uid_t NoUser = std::numeric_limits<uid_t>::max();
 
-/** The number of a user who is named, or NoUser. */
+/** The number of the user with this name, or NoUser. */
 uid_t userNamed(const std::string& name)
 {
     std::vector<char> buffer(1024);
@@ -37,8 +37,8 @@ uid_t userOf(const std::string& word)
 }
 
 /**
- * Whether this process sees the user as itself. In a user namespace all those whom it does not know are seen as one,
- * the overflow user, and to let that one in would be to let everybody in.
+ * Whether the user is mapped in this process's user namespace. All unmapped users appear as one, the overflow user, and
+ * to allow that one would allow all of them.
  */
 bool isMapped(uid_t user)
 {

@@ -10,22 +10,22 @@
 #include <vector>
 
 /**
- * The users of this machine who may connect to a port of the loopback. Until restrictTo() these are all, and nobody is
- * asked. One thread sets it up; from then on any thread may ask.
+ * The users of this machine who may connect to a port of the loopback. Until restrictTo(), all may, without a lookup.
+ * One thread sets it up; from then on any thread may use it.
  */
 class AllowedUsers {
 public:
     /**
-     * Lets in those of `list` alone: names or numbers, separated by commas, without blanks. An empty string, or what is
-     * wrong with the list or the system; the program must not serve then.
+     * Allows only the users in `list`: names or numbers, separated by commas, without blanks. Returns an empty string,
+     * or what is wrong with the list or the system; then the program must not serve.
      */
     [[nodiscard]] std::string restrictTo(std::string_view list);
 
     bool isRestricted() const { return isRestricted_; }
 
     /**
-     * Whether the user at the other end of a connection may connect; one who cannot be told may not. `refusal` is then
-     * why, as it stands in a log: "user 1001 is not allowed".
+     * Whether the user at the other end of a connection may connect; one who cannot be determined may not. If not,
+     * `refusal` is the reason, in words for a log: "user 1001 is not allowed".
      */
     [[nodiscard]] bool admits(int socket, std::string* refusal);
 

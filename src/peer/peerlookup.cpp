@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr timeval AnswerLimit{1, 0}; // the kernel answers while it is asked; a connection is not worth a longer wait
+constexpr timeval AnswerLimit{1, 0}; // the kernel answers at once; a connection is not worth a longer wait
 
 struct Question {
     nlmsghdr header{};
@@ -30,7 +30,7 @@ bool addressOf(int (*name)(int, sockaddr*, socklen_t*), int socket, sockaddr_in*
     return address->sin_family == AF_INET;
 }
 
-/** A program may have made its socket for IPv6 and connect to ::ffff:127.0.0.1. */
+/** Maps IPv4-mapped addresses: a program may use an IPv6 socket to connect to ::ffff:127.0.0.1. */
 std::uint32_t ipv4Of(int family, const __be32 (&address)[4])
 {
     const bool isMapped = address[0] == 0 && address[1] == 0 && address[2] == htonl(0xffff);
@@ -39,7 +39,7 @@ std::uint32_t ipv4Of(int family, const __be32 (&address)[4])
     return family == AF_INET6 && isMapped ? address[3] : INADDR_ANY;
 }
 
-/** For want of the connection's other end the kernel answers with whoever listens at its address. */
+/** If the other end is gone, the kernel answers with a socket that listens at its address. */
 bool isOf(const inet_diag_sockid& id, const inet_diag_msg& answer)
 {
     return answer.id.idiag_sport == id.idiag_sport && answer.id.idiag_dport == id.idiag_dport &&
@@ -48,8 +48,8 @@ bool isOf(const inet_diag_sockid& id, const inet_diag_msg& answer)
 }
 
 /**
- * Whether a process holds the socket. One that was closed may still be there for the protocol's sake, and then without
- * an inode and with 0 as its user. A peer that only ended its sending is in one of the FIN_WAIT states.
+ * Whether a process holds the socket. A closed one may still exist in a state such as TIME_WAIT, without an inode and
+ * with user 0. A peer that has only shut down sending is in one of the FIN_WAIT states.
  */
 bool isHeld(const inet_diag_msg& answer)
 {
@@ -58,7 +58,7 @@ bool isHeld(const inet_diag_msg& answer)
     return isConnected && answer.idiag_inode != 0;
 }
 
-/** As long as our end stands, no other connection can have the same addresses and ports. */
+/** Whether our end is still connected: then no other connection can have the same addresses and ports. */
 bool stands(int socket)
 {
     tcp_info info{};
@@ -84,7 +84,7 @@ int PeerLookup::find(int socket, uid_t* user)
     sockaddr_in theirs{};
     if (!addressOf(getsockname, socket, &ours) || !addressOf(getpeername, socket, &theirs))
         return errno;
-    // Seen from the other end, so that it is not our own socket that is found.
+    // From the other end's point of view, so that the lookup does not find our own socket.
     inet_diag_sockid id{};
     id.idiag_sport = theirs.sin_port;
     id.idiag_dport = ours.sin_port;
@@ -102,7 +102,7 @@ int PeerLookup::find(int socket, uid_t* user)
     return 0;
 }
 
-/** 0 or an errno. */
+/** Returns 0 or an errno value. */
 int PeerLookup::ask(const inet_diag_sockid& id, inet_diag_msg* answer)
 {
     const std::lock_guard lock(mutex_);
@@ -135,7 +135,7 @@ int PeerLookup::ask(const inet_diag_sockid& id, inet_diag_msg* answer)
         if (static_cast<std::size_t>(size) < sizeof header)
             return EPROTO;
         std::memcpy(&header, buffer, sizeof header);
-        // Answers to questions that were given up come late, and other processes may send to this socket as well.
+        // Late answers to requests that timed out are skipped, and so are messages from other processes.
         if (sender.nl_pid != 0 || header.nlmsg_seq != sequence_)
             continue;
         const char* const content = buffer + NLMSG_HDRLEN;

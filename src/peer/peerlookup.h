@@ -9,19 +9,22 @@
 #include <mutex>
 
 /**
- * Asks the kernel who is at the other end of a TCP connection within this machine. Owns a netlink socket, which is open
- * from the beginning: a descriptor less for connections, and none that is taken while descriptors run out. Any thread
- * may ask; they take turns, for a few microseconds each.
+ * Asks the kernel which user is at the other end of a TCP connection within this machine. Owns a netlink socket, opened
+ * up front so that lookups need no descriptor when these run out. Any thread may call find(); lookups are serialised
+ * and take a few microseconds each.
  */
 class PeerLookup {
 public:
-    /** 0, or an errno: this system, or what confines this process, has no such sockets. Once, before find(). */
+    /**
+     * Returns 0, or an errno value when the system or the process's sandbox does not permit such sockets. Call once,
+     * before find().
+     */
     [[nodiscard]] int open();
 
     /**
-     * The user of the socket that the connection `socket` leads to: the effective one of the process that created it,
-     * whoever uses it by now. 0, or an errno: ENOENT when there is no such socket, ENOTCONN when it was closed since or
-     * our own end was reset. Neither leaves a user behind, and `user` is not touched.
+     * Finds the user of the socket at the other end of the connection `socket`: the effective user of the process that
+     * created it, whichever process uses it by now. Returns 0 or an errno value: ENOENT when there is no such socket,
+     * ENOTCONN when it has been closed or our own end was reset. On failure `user` is not changed.
      */
     [[nodiscard]] int find(int socket, uid_t* user);
 
@@ -29,8 +32,8 @@ private:
     int ask(const struct inet_diag_sockid& id, struct inet_diag_msg* answer);
 
     std::mutex mutex_;
-    Base::Descriptor netlink_;   // set by open() alone
-    std::uint32_t sequence_ = 0; // guarded by mutex_, of the latest question
+    Base::Descriptor netlink_;   // set only by open()
+    std::uint32_t sequence_ = 0; // guarded by mutex_; of the latest request
 };
 
 #endif

@@ -5,19 +5,19 @@
 #include <QStringList>
 #include <QVariantMap>
 
-/** The bodies of requests and their parts, for those that send them. Callers insert further members. */
+/** Builds the bodies of requests and their parts, for clients. Callers insert further members. */
 namespace Bodies {
 
 /** {"S": text}. */
 QVariantMap stringValue(const QString& text);
 
-/** "Key" and "ExclusiveStartKey". */
+/** The value of "Key" or "ExclusiveStartKey". */
 QVariantMap key(const QString& hash, const QString& range);
 
-/** The body of an operation that needs nothing but its table: DescribeTable, DeleteTable, Scan. */
+/** The body of an operation that needs only its table: DescribeTable, DeleteTable, Scan. */
 QVariantMap table(const QString& name);
 
-/** A CreateTable; both key attributes are strings. */
+/** The body of a CreateTable; both key attributes are strings. */
 QVariantMap createTable(const QString& name, const QString& hashName, const QString& rangeName);
 
 QVariantMap putItem(const QString& table, const QVariantMap& item);
@@ -37,7 +37,7 @@ QVariantMap update(const QString& action, const QVariantMap& value);
 QVariantMap expectedValue(const QVariantMap& value);
 QVariantMap expectedAbsence();
 
-/** The names of the operators that compare keys. */
+/** The names of the key comparison operators. */
 namespace Comparison {
 inline constexpr const char* Equal = "EQ";
 inline constexpr const char* Less = "LT";
@@ -48,14 +48,16 @@ inline constexpr const char* BeginsWith = "BEGINS_WITH";
 inline constexpr const char* Between = "BETWEEN";
 } // namespace Comparison
 
-/** "RangeKeyCondition", or an entry of "ScanFilter": the operator's name and its keys, two with "BETWEEN", else one. */
+/**
+ * A "RangeKeyCondition", or an entry of "ScanFilter": the operator's name and its keys, two for "BETWEEN", else one.
+ */
 QVariantMap condition(const QString& comparison, const QStringList& keys);
 
-// Optional members. Nothing is inserted when there is nothing to say.
+// Insert optional members, unless they are empty.
 void addExpected(const QVariantMap& expected, QVariantMap* body);
 void addAttributesToGet(const QStringList& names, QVariantMap* body);
 
-// The names of what "ReturnValues" can ask for.
+// The values of "ReturnValues".
 inline constexpr const char* ReturnNone = "NONE";
 inline constexpr const char* ReturnAllOld = "ALL_OLD";
 inline constexpr const char* ReturnAllNew = "ALL_NEW";
@@ -71,7 +73,7 @@ struct KeyNames {
     bool contains(const QString& name) const { return name == hash || name == range; }
 };
 
-/** The key attributes in a table's description, which replies hold as "Table". */
+/** The key attributes in a table's description, the "Table" of a reply. */
 KeyNames keyNames(const QVariantMap& description);
 
 } // namespace Bodies

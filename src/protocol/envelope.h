@@ -5,8 +5,8 @@
 #include <QVariantMap>
 
 /**
- * The members by which every reply reports its outcome, beside what the operation returns: its code and the outcome in
- * words; of an error its type and a message as well.
+ * The members by which every reply reports its outcome, in addition to what the operation returns: a code and the
+ * outcome in words; for an error also its type and a message.
  */
 struct Envelope {
     int code;
@@ -14,11 +14,11 @@ struct Envelope {
     const char* type;    // null on success
     const char* message; // likewise
 
-    /** Writes the members over any that `reply` holds under the same names; everything else stays. */
+    /** Inserts the members into `reply`, replacing any with the same names. */
     void addTo(QVariantMap* reply) const;
 };
 
-/** The types of errors. Programs distinguish errors by these. */
+/** The error types, by which programs distinguish errors. */
 namespace ErrorTypes {
 
 inline constexpr const char* ConditionalCheckFailed = "ConditionalCheckFailedException";
@@ -35,14 +35,14 @@ inline constexpr int SuccessCode = 200;
 inline constexpr Envelope Success{SuccessCode, "OK", nullptr, nullptr};
 inline constexpr Envelope ConditionFailed{400, "Bad Request", ErrorTypes::ConditionalCheckFailed,
                                           "The conditional request failed."};
-// Kept: a missing table or item has the code 400 and not 404. Clients tell it from other failures by "Not Found" and by
-// its type; the code alone only says success or failure.
+// Kept: a missing table or item has the code 400 and not 404. Clients distinguish it from other failures by "Not Found"
+// and its type; the code alone only says success or failure.
 inline constexpr Envelope NotFound{400, "Not Found", ErrorTypes::ResourceNotFound, "Specified item does not exist."};
 inline constexpr Envelope InvalidRequest{400, "Bad Request", ErrorTypes::Validation, "A parameter is missing"};
 inline constexpr Envelope InternalError{400, "Bad Request", ErrorTypes::InternalServerError,
                                         "The server encountered an internal error."};
 
-// The members' names. Functions, as a literal of this kind costs a reply no allocation.
+// The members' names. Functions, as such a literal needs no allocation in a reply.
 inline QString codeName()
 {
     return QStringLiteral("__rc");
@@ -60,7 +60,7 @@ inline QString messageName()
     return QStringLiteral("message");
 }
 
-// What a reply holds; 0 or an empty text where it has no such member.
+// The members of a reply; 0 or an empty text if missing.
 int code(const QVariantMap& reply);
 bool isSuccess(const QVariantMap& reply);
 QString outcome(const QVariantMap& reply);

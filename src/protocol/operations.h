@@ -6,13 +6,13 @@
 #include <array>
 #include <string_view>
 
-/** The operations that a request can name. On the wire a name has a prefix: "DynamoDB_20111205.PutItem". */
+/** The operations that a request can name. On the wire, names have a prefix: "DynamoDB_20111205.PutItem". */
 namespace Operations {
 
 /** The prefix of the API's operations, in frames and in the HTTP header "X-Amz-Target". */
 inline constexpr std::string_view ApiPrefix = "DynamoDB_20111205.";
 
-/** The prefix of operations that the API lacks. */
+/** The prefix of operations that are not part of the API. */
 inline constexpr std::string_view OwnPrefix = "Quorva_1.";
 
 struct Operation {
@@ -42,11 +42,13 @@ inline constexpr Operation UpdateTable{ApiPrefix, "UpdateTable"};
 
 inline constexpr Operation DescribeBackup{OwnPrefix, "DescribeBackup"};
 
-/** The operations of the API. A server answers each; the shell's completion and quorva-http offer these. */
+/** The operations of the API, all supported by the server; shell completion and quorva-http offer these. */
 inline constexpr std::array Api{BatchWriteItem, CreateTable, DeleteItem, DeleteTable, DescribeTable, GetItem,
                                 PutItem,        Query,       Scan,       UpdateItem,  UpdateTable};
 
-/** "PutItem" becomes "DynamoDB_20111205.PutItem"; a name that holds a "." is a full one and stays as it is. */
+/**
+ * "PutItem" becomes "DynamoDB_20111205.PutItem"; a name that contains a "." is a full one and is returned unchanged.
+ */
 QByteArray fullName(const QByteArray& name);
 
 } // namespace Operations

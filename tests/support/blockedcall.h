@@ -17,9 +17,9 @@
 #include <unistd.h>
 
 /**
- * A call in a thread of its own, of which can be told that it waits, and for what: the kernel shows which system call a
- * thread sleeps in, and mutexes, condition variables and reader-writer locks all sleep in `futex`, whose first argument
- * is an address inside of them.
+ * A call on its own thread that a test can observe to be blocked, and on which object: the kernel shows the system call
+ * that a thread sleeps in, and mutexes, condition variables and reader-writer locks all sleep in `futex`, whose first
+ * argument is an address inside the object.
  */
 template <typename Result> class BlockedCall {
 public:
@@ -31,7 +31,7 @@ public:
           }))
     {}
 
-    /** Waits until the call sleeps inside of `object`. False when it comes to its end instead. */
+    /** Waits until the call is blocked on `object`. Returns false when it returns instead. */
     template <typename Object> [[nodiscard]] bool blocksIn(const Object& object) const
     {
         const auto begin = reinterpret_cast<std::uintptr_t>(&object);
@@ -43,8 +43,8 @@ public:
     }
 
     /**
-     * Whether the call waits at this moment for a condition variable, as in a lock whose insides are out of reach. Not
-     * true of a call that was woken, nor of one that stumbles over a mutex, such as the allocator's.
+     * Whether the call is currently waiting on a condition variable, as in a lock whose internals are inaccessible.
+     * False for a call that has been woken, and for one that blocks briefly on a mutex, such as the allocator's.
      */
     [[nodiscard]] bool sleeps() const { return (currentSleep().operation & FUTEX_CMD_MASK) == FUTEX_WAIT_BITSET; }
 
@@ -54,10 +54,10 @@ public:
 private:
     bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
 
-    /** The first two arguments of `futex`; zeros when the thread is anywhere else. */
+    /** The first two arguments of `futex`; zeros when the thread is not in it. */
     struct Sleep {
         std::uintptr_t address = 0;
-        unsigned long operation = 0; // which is FUTEX_WAIT, for a mutex and the like
+        unsigned long operation = 0; // 0 is FUTEX_WAIT, as used by mutexes
     };
 
     Sleep currentSleep() const

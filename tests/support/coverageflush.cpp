@@ -10,8 +10,8 @@ void __gcov_reset();
 }
 
 /**
- * Part of the server in builds that measure coverage: it ends without destructors, by SIGKILL in most tests, so what
- * it has counted would be lost. A thread writes it down every tenth of a second instead.
+ * Part of the server in coverage builds: it ends without running destructors, by SIGKILL in most tests, so its counters
+ * would be lost. Instead, a thread writes them out every tenth of a second.
  */
 namespace {
 

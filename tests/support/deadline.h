@@ -9,8 +9,8 @@
 #include <thread>
 
 /**
- * Ends the process, with a line, when it still exists at its deadline. For tests whose threads wait for each other for
- * good when what they test is broken: such a test can neither join them nor go on.
+ * Ends the process, with a message, if this object still exists at its deadline. For tests whose threads deadlock when
+ * the tested code is broken: such a test can neither join them nor continue.
  */
 class Deadline {
 public:

@@ -9,8 +9,8 @@
 #include <system_error>
 
 /**
- * Every file below a directory, by its relative name, with its bytes; of directories the name and nothing. Nothing at
- * all of what is no directory.
+ * The content of every file below a directory, by relative name; an empty string for directories. Empty when
+ * `directory` is not a directory.
  */
 inline std::map<std::string, std::string> contentsOf(const std::string& directory)
 {

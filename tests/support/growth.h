@@ -5,7 +5,7 @@
 #include <chrono>
 #include <ctime>
 
-/** The processor time that `work` takes in this thread. */
+/** The CPU time that `work` takes on this thread. */
 template <typename Work> std::chrono::nanoseconds processorTime(Work&& work)
 {
     const auto now = [] {
@@ -19,9 +19,9 @@ template <typename Work> std::chrono::nanoseconds processorTime(Work&& work)
 }
 
 /**
- * True when the cost of `work(n)`, a callable that does something to an input of about `n` bytes, grows in proportion
- * to `n`: eight times the input then costs about eight times as much, and 64 times with the square. The bound lies in
- * between, far from both, and a busy machine has several tries; more than 20 seconds are never linear.
+ * True when the cost of `work(n)`, which processes an input of about `n` bytes, is linear in `n`: eight times the input
+ * then costs about eight times as much, and 64 times as much if the cost is quadratic. The bound is well between the
+ * two, and a busy machine gets several tries; more than 20 seconds never counts as linear.
  */
 template <typename Work> [[nodiscard]] bool growsLinearly(int n, Work&& work)
 {
@@ -29,7 +29,7 @@ template <typename Work> [[nodiscard]] bool growsLinearly(int n, Work&& work)
     constexpr int Bound = 24;
     constexpr int Tries = 5;
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-    constexpr std::chrono::milliseconds FirstTouch(20); // of memory, and of what the sanitizer keeps beside it
+    constexpr std::chrono::milliseconds FirstTouch(20); // of memory, and of the sanitizer's shadow memory
 #else
     constexpr std::chrono::milliseconds FirstTouch(1); // of memory
 #endif

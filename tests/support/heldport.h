@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/** A port of 127.0.0.1 that is nobody else's as long as this lives. Nobody listens there until `listen`. */
+/** Reserves a port of 127.0.0.1 for its lifetime. Nothing listens there until listen(). */
 class HeldPort {
 public:
     HeldPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))

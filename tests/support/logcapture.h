@@ -17,16 +17,16 @@
 #include <vector>
 
 /**
- * Collects the lines that are logged while it lives, on whatever thread; afterwards lines are discarded again and the
- * threshold is INFO. One at a time.
+ * Collects the lines that any thread logs during its lifetime; afterwards lines are discarded again and the threshold
+ * is INFO. Only one at a time.
  *
- * All captures of a process write to one file in memory that is never closed, and each looks only at what came after
- * it was made: so a thread that is just writing its last line when a capture ends never meets a closed stream. A
- * forked child may log as well, its lines are appended to the same file.
+ * All captures of a process use one in-memory file that is never closed, and each reads only what was logged after its
+ * creation: so a thread that is still writing a line when a capture ends never sees a closed stream. A forked child may
+ * log as well; its lines are appended to the same file.
  */
 class LogCapture {
 public:
-    /** Lines at `threshold` and above are collected; 1 is everything. */
+    /** Collects lines at `threshold` and above; 1 means everything. */
     explicit LogCapture(int threshold = LogDebug) : start_(fileSize())
     {
         Log::setThreshold(threshold);
@@ -40,7 +40,7 @@ public:
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
-    /** Everything that was logged so far, as it was written. */
+    /** Everything logged so far, verbatim. */
     std::string text() const
     {
         std::string all(static_cast<std::size_t>(fileSize() - start_), '\0');
@@ -56,7 +56,7 @@ public:
         return all;
     }
 
-    /** The finished lines so far, each without its time: "[ERROR] bdb 12 ...". Raw lines are given as they are. */
+    /** The complete lines so far, each without its time: "[ERROR] bdb 12 ...". Raw lines are returned unchanged. */
     std::vector<std::string> lines() const
     {
         // "[Mon Jan 07 09:05:03 2019] " is 27 characters.
@@ -71,10 +71,10 @@ public:
         return result;
     }
 
-    /** True when any of the text so far holds `part`. */
+    /** True when the text so far contains `part`. */
     bool contains(std::string_view part) const { return text().find(part) != std::string::npos; }
 
-    /** How many finished lines hold `part`. */
+    /** The number of complete lines that contain `part`. */
     std::size_t count(std::string_view part) const
     {
         const std::vector<std::string> all = lines();
@@ -82,7 +82,7 @@ public:
             all.begin(), all.end(), [&](const std::string& line) { return line.find(part) != std::string::npos; }));
     }
 
-    /** Waits until `part` was logged `times` times, at most `deadline`; false when it was not. */
+    /** Waits up to `deadline` for `part` to be logged `times` times; returns false when it was not. */
     [[nodiscard]] bool waitFor(std::string_view part, std::size_t times = 1,
                                std::chrono::milliseconds deadline = std::chrono::seconds(60)) const
     {
@@ -92,7 +92,7 @@ public:
 private:
     static std::FILE* stream()
     {
-        // Appending, so that the lines of a forked child do not overwrite ours.
+        // In append mode, so that the lines of a forked child do not overwrite ours.
         static std::FILE* const file = [] {
             const int descriptor = memfd_create("log capture", MFD_CLOEXEC);
             std::FILE* opened = descriptor < 0 ? nullptr : fdopen(descriptor, "a+");

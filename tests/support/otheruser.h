@@ -18,11 +18,11 @@
 #include <string>
 #include <utility>
 
-/** Users whom the machine need not know. */
+/** Users that need not exist on the machine. */
 inline constexpr uid_t OtherUser = 40001;
 inline constexpr uid_t ThirdUser = 40002;
 
-/** Skips a test that makes sockets of other users, which only root may. */
+/** Skips a test that creates sockets as other users, which only root can do. */
 #define SKIP_UNLESS_ROOT()                                                                                             \
     do {                                                                                                               \
         if (geteuid() != 0)                                                                                            \
@@ -30,12 +30,12 @@ inline constexpr uid_t ThirdUser = 40002;
     } while (false)
 
 /**
- * A process of another user with one connection to a port of 127.0.0.1. It is a copy of the test and makes system calls
- * alone, as the test may have threads. Killed and reaped in the end.
+ * A process of another user with one connection to a port of 127.0.0.1. It is forked from the test and makes only
+ * system calls, as the test may have threads. The destructor kills and reaps it.
  */
 class UserConnection {
 public:
-    /** `family` AF_INET6: through a socket for IPv6, to ::ffff:127.0.0.1. */
+    /** With `family` AF_INET6, connects an IPv6 socket to ::ffff:127.0.0.1. */
     UserConnection(uid_t user, int port, int family = AF_INET)
     {
         int ends[2] = {-1, -1};
@@ -43,7 +43,7 @@ public:
             std::abort();
         pid_ = fork();
         if (pid_ == 0) {
-            (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // nothing stays behind when the test is killed
+            (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // no process is left behind when the test is killed
             run(ends[1], user, port, family);
             _exit(0);
         }
@@ -61,7 +61,7 @@ public:
     UserConnection(const UserConnection&) = delete;
     UserConnection& operator=(const UserConnection&) = delete;
 
-    /** Sends bytes over the connection; the first ones that come back, none when it is closed. */
+    /** Sends bytes over the connection and returns the first bytes received; none when it is closed. */
     std::string exchange(const std::string& bytes)
     {
         const auto size = static_cast<std::uint32_t>(bytes.size());

@@ -6,25 +6,25 @@
 #include <map>
 #include <string>
 
-/** What the system tells about a process or a thread of ours, to see what it is doing without asking it. */
+/** What /proc tells about a process or a thread, to observe it from outside. */
 namespace ProcFs {
 
-/** The content of a file, empty when it cannot be read. */
+/** The content of a file; empty when it cannot be read. */
 std::string read(const std::string& path);
 
-/** What follows "NAME:" and blanks in /proc/ID/status: "SigIgn", "voluntary_ctxt_switches", ... */
+/** The value of "NAME:" in /proc/ID/status: "SigIgn", "voluntary_ctxt_switches", ... */
 std::string status(pid_t id, const std::string& name);
 
-/** How often it went to sleep by its own choice. */
+/** The number of voluntary context switches. */
 long sleeps(pid_t id);
 
-/** The processor time that it has used, in hundredths of a second. */
+/** The CPU time used, in hundredths of a second. */
 long processorTime(pid_t id);
 
-/** Descriptor number and what it is open on. */
+/** The open descriptors, by number, with what each refers to. */
 std::map<int, std::string> descriptors(pid_t id);
 
-/** The flags of an open descriptor, as open() takes them. */
+/** The flags of an open descriptor, as passed to open(). */
 int descriptorFlags(pid_t id, int descriptor);
 
 /** The TCP port on which the process listens, or 0. */

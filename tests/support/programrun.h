@@ -9,26 +9,29 @@
 #include <string>
 #include <vector>
 
-/** What a program did. */
+/** The result of running a program. */
 struct ProgramRun {
     int status = -1; // its exit status, or the negative number of the signal that ended it
     std::string output;
     std::string error;
 };
 
-/** Where a program reads from and writes to, when it matters. */
+/** Files for a program's input and output. */
 struct ProgramFiles {
     std::string input = "/dev/null";
     std::string output{}; // empty: collected
 };
 
-/** Starts a program with these files as its standard ones. Its id; -1, with a test failure, when it does not start. */
+/**
+ * Starts a program with these files as its standard streams. Returns its process id; -1, with a test failure, when it
+ * does not start.
+ */
 pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
                    const std::string& output, const std::string& error);
-/** Waits for the end of such a program: its exit status, or the negative number of the signal that ended it. */
+/** Waits for such a program to end. Returns its exit status, or the negative number of the signal that ended it. */
 int reapProgram(pid_t id);
 
-/** A program that runs. The destructor kills it when nobody waited for its end. */
+/** A running program. The destructor kills it unless its end was waited for. */
 class RunningProgram {
 public:
     RunningProgram(const std::string& program, const std::vector<std::string>& arguments,
@@ -39,7 +42,7 @@ public:
 
     void signal(int number) const;
     ProgramRun wait();
-    /** What it has written to standard error so far. */
+    /** Its output on standard error so far. */
     std::string errorText() const;
 
 private:

@@ -1,5 +1,5 @@
-"""Servers to test, measure and show, and connections to them: what the demo, the measurements and the tests in Python
-share. Scripts that use it put this directory into PYTHONPATH.
+"""Servers and connections to them, shared by the demo, the measurements and the tests in Python. Scripts that use it
+add this directory to PYTHONPATH.
 """
 
 import contextlib
@@ -13,12 +13,12 @@ import sys
 import tempfile
 import time
 
-DEADLINE = 60  # seconds, for each thing that is waited for
+DEADLINE = 60  # seconds, for each wait
 OPERATION_PREFIX = "DynamoDB_20111205."
 
 
 class Failure(Exception):
-    """Something came out differently from what was expected; the text says what."""
+    """Something differed from what was expected; the text says what."""
 
 
 def fail(text):
@@ -31,7 +31,7 @@ def expect(what, found, wanted):
 
 
 def run_main(main, *arguments):
-    """Calls `main` and ends the program with the status that it returns, or 1 and the text of a Failure."""
+    """Calls `main` and exits with its status, or with 1 and the text of a Failure."""
     try:
         sys.exit(main(*arguments))
     except Failure as failure:
@@ -39,7 +39,7 @@ def run_main(main, *arguments):
 
 
 def run(command, **options):
-    """Runs a command that has to succeed and returns what it printed, both streams."""
+    """Runs a command that must succeed and returns its output, both streams."""
     done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, **options)
     if done.returncode != 0:
         fail(f"{' '.join(command)} ended with {done.returncode}:\n{done.stdout}")
@@ -47,14 +47,14 @@ def run(command, **options):
 
 
 def free_port():
-    """A port that nobody listens on. Somebody else may take it at any time."""
+    """A port that is free at the moment. Another process may take it at any time."""
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
 
 
 def wait_for_connections(process, port):
-    """Whether the process accepts connections on the port; not if it ends first."""
+    """Waits until the process accepts connections on the port. False if it ends first."""
     end = time.monotonic() + DEADLINE
     while process.poll() is None and time.monotonic() < end:
         with contextlib.suppress(OSError):
@@ -65,7 +65,7 @@ def wait_for_connections(process, port):
 
 
 def end(process):
-    """Kills a child process, which may have ended already, and waits for its end."""
+    """Kills a child process, which may have ended already, and reaps it."""
     for stream in (process.stdin, process.stdout):
         if stream is not None:
             stream.close()
@@ -75,24 +75,24 @@ def end(process):
 
 
 class Server:
-    """A server as a child process. It ends with this process, however that ends: it watches a lock that we hold."""
+    """A server as a child process. It ends when this process does, for any reason: it watches a lock that we hold."""
 
     def __init__(self, command, scratch, directory=None):
-        """`command` is a program and its options, without port and log; it runs in `directory`, which is the one that
-        relative TableNames begin at. Several servers may share `scratch`, where its log and its standard error go."""
-        self.command = [os.path.abspath(command[0]), *command[1:]]  # which is looked for in `directory` otherwise
+        """`command` is a program and its options, without port and log; it runs in `directory`, to which TableNames
+        may be relative. Several servers may share `scratch`, the directory of the log and standard error."""
+        self.command = [os.path.abspath(command[0]), *command[1:]]  # otherwise relative to `directory`
         self.scratch = scratch
         self.directory = directory or scratch
         self.parent = tempfile.NamedTemporaryFile(prefix="parent-", suffix=".lock", dir=scratch)
         fcntl.flock(self.parent, fcntl.LOCK_EX)
         self.process = None
         self.port = 0
-        self.log = None  # paths, of the process that was started last
+        self.log = None  # paths, of the latest process
         self.errors = None
 
     def start(self):
         """Starts it on a free port, and waits until it listens there."""
-        for _ in range(20):  # somebody else may take the port first
+        for _ in range(20):  # another process may take the port first
             if self.start_on(free_port()):
                 return
         fail(f"the server does not start:\n{self.output()}")
@@ -112,7 +112,7 @@ class Server:
         while time.monotonic() < deadline:
             ended = self.process.poll() is not None
             log = self.log_text()
-            # The log and not a connection, which a stranger on the port would let us have as well.
+            # The log, not a connection, which another program on the port would accept as well.
             if "Server listening on " in log:
                 return True
             if ended:
@@ -127,7 +127,7 @@ class Server:
             return log.read()
 
     def error_text(self):
-        """What it wrote past its log: nothing, unless something is wrong with it."""
+        """Its output outside its log: empty, unless something is wrong with it."""
         with open(self.errors, encoding="utf-8", errors="replace") as errors:
             return errors.read()
 
@@ -138,7 +138,7 @@ class Server:
         return Connection(self.port)
 
     def resident_kib(self):
-        """Its resident memory."""
+        """Its resident set size."""
         with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
             for line in status:
                 if line.startswith("VmRSS:"):
@@ -146,7 +146,7 @@ class Server:
         return fail(f"process {self.process.pid} shows no VmRSS")
 
     def stop(self):
-        """Ends it as its service does, and returns how it ended."""
+        """Ends it as its service does, and returns its return code."""
         self.process.send_signal(signal.SIGTERM)
         return self.process.wait(DEADLINE)
 
@@ -156,7 +156,7 @@ class Server:
         expect("exit of the killed server", self.process.wait(DEADLINE), -signal.SIGKILL)
 
     def end_with_parent(self):
-        """Lets go of the lock that keeps it running, as the end of this process does, and returns how it ended."""
+        """Releases the lock that keeps it running, as the end of this process does, and returns its return code."""
         self.parent.close()
         return self.process.wait(DEADLINE)
 
@@ -184,7 +184,7 @@ class Connection:
         """The reply to a request. Raises Failure when the server closes the connection instead."""
         name = (OPERATION_PREFIX + operation).encode()
         text = json.dumps(body, ensure_ascii=False).encode()
-        # Name length, name, body length, body; lengths have 4 bytes, the highest first.
+        # Name length, name, body length, body; lengths are 4 bytes, big-endian.
         self.socket.sendall(len(name).to_bytes(4, "big") + name + len(text).to_bytes(4, "big") + text)
         return json.loads(self._read(int.from_bytes(self._read(4), "big")))
 

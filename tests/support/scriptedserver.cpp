@@ -95,5 +95,5 @@ void ScriptedServer::serve(int socket)
             break;
         (void)send(socket, reply.data(), reply.size(), MSG_NOSIGNAL); // ignored: the other side may be gone
     }
-    shutdown(socket, SHUT_RDWR); // the destructor closes it, so that its number stays ours
+    shutdown(socket, SHUT_RDWR); // closed by the destructor, so that the number is not reused before
 }

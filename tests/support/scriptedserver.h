@@ -13,8 +13,8 @@
 #include <vector>
 
 /**
- * A server that misbehaves: it gives each request to a script, which returns the bytes to send. Without any, the
- * connection is closed. The script runs on a thread of the connection.
+ * A server that can misbehave: it passes each request to a script, which returns the bytes to send; if there are none,
+ * the connection is closed. The script runs on the connection's own thread.
  */
 class ScriptedServer {
 public:
@@ -44,12 +44,12 @@ private:
     std::atomic<int> connections_ = 0;
     std::atomic<int> requests_ = 0;
     std::thread acceptor_;
-    // Of the acceptor; the destructor takes them when that has ended.
+    // Owned by the acceptor thread; the destructor takes over once that has ended.
     std::vector<int> sockets_;
     std::vector<std::thread> threads_;
 };
 
-/** The same for whole replies: the script returns a reply's text, or nothing, which closes the connection. */
+/** The same for complete replies: the script returns a reply's text, or nothing to close the connection. */
 class ReplyingServer : public ScriptedServer {
 public:
     using Script = std::function<std::optional<QByteArray>(const QByteArray& operation, const QByteArray& body)>;

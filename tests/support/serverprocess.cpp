@@ -27,7 +27,7 @@
 
 namespace {
 
-/** How often another port is tried when somebody took the chosen one before the server could. */
+/** How many ports to try, as another process may take the chosen one before the server does. */
 constexpr int PortTries = 20;
 
 std::size_t fileSize(const std::string& path)
@@ -36,7 +36,7 @@ std::size_t fileSize(const std::string& path)
     return stat(path.c_str(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
-/** A port of 127.0.0.1 that nobody has right now, or 0. */
+/** A currently free port of 127.0.0.1, or 0. */
 int freePort()
 {
     const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -50,7 +50,7 @@ int freePort()
     return found ? ntohs(address.sin_port) : 0;
 }
 
-/** Ready for the null-terminated arrays of the system; the strings must outlive the result. */
+/** A null-terminated array as for execve(); the strings must outlive the result. */
 std::vector<char*> pointers(std::vector<std::string>& strings)
 {
     std::vector<char*> result;
@@ -83,7 +83,7 @@ ServerProcess::~ServerProcess()
             kill(SIGKILL);
         else if (!endExpected_)
             ADD_FAILURE() << "the server ended by itself: " << ending();
-        (void)waitForExit(); // ignored: what matters about the end was told above
+        (void)waitForExit(); // ignored: what matters about the end has been reported above
     }
     releaseParentLock();
 }
@@ -102,7 +102,7 @@ bool ServerProcess::start()
             return true;
         if (isRunning() || logText().find("bind failed sock ") == std::string::npos)
             break;
-        (void)waitForExit(); // ignored: the port was taken, the next attempt has another
+        (void)waitForExit(); // ignored: the port was taken, the next attempt uses another
     }
     ADD_FAILURE() << "the server did not start: " << ending();
     return false;
@@ -165,7 +165,7 @@ bool ServerProcess::isRunning()
     if (reaped_)
         return false;
     siginfo_t info{};
-    // WNOWAIT leaves it unreaped, so its number stays ours.
+    // WNOWAIT leaves it unreaped, so its process id is not reused.
     return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
 }
 
@@ -206,9 +206,9 @@ std::vector<std::string> ServerProcess::logLines() const
 bool ServerProcess::waitForLog(std::string_view part, std::chrono::milliseconds deadline)
 {
     bool found = false;
-    (void)waitUntil( // ignored: `found` tells
+    (void)waitUntil( // ignored: `found` has the result
         [&] {
-            const bool ended = !isRunning(); // asked before the text is read, so that its last line counts
+            const bool ended = !isRunning(); // checked before the text is read, so that its last line is not missed
             const std::string text = logText();
             const std::size_t at = text.find(part);
             found = at != std::string::npos && text.find('\n', at) != std::string::npos;
@@ -261,7 +261,7 @@ std::vector<std::string> ServerProcess::childEnvironment() const
             variables.insert_or_assign(std::string(text.substr(0, sign)), std::string(text.substr(sign + 1)));
     }
     for (const char* name : {"QUORVA_LOCKFILE", "QUORVA_ALLOW_USERS"})
-        variables.erase(name); // a test's server keeps nobody out unless the test says so
+        variables.erase(name); // a test's server allows all users unless the test says otherwise
     variables.insert_or_assign("OSTRIK_LOCKFILE", parentLockPath());
     for (const auto& [name, value] : setup_.environment)
         variables.insert_or_assign(name, value);
@@ -274,7 +274,7 @@ std::vector<std::string> ServerProcess::childEnvironment() const
     return result;
 }
 
-/** For failure messages: how it ended, or that it runs, and everything it wrote. */
+/** For failure messages: how it ended, or that it is running, and all of its output. */
 std::string ServerProcess::ending() const
 {
     std::ostringstream text;

@@ -12,8 +12,8 @@
 #include <vector>
 
 /**
- * Runs `action` on a thread of its own in which the system calls with these numbers fail with `error`: for failures
- * that no limit and no argument provokes. False when this system has no such filters; `action` has not run then.
+ * Runs `action` on its own thread in which the system calls with these numbers fail with `error`: for failures that no
+ * limit or argument can provoke. Returns false, without running `action`, when the system has no such filters.
  */
 template <typename Action>
 [[nodiscard]] bool runWithFailingCalls(std::initializer_list<unsigned> numbers, unsigned error, Action action)

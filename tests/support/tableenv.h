@@ -12,7 +12,7 @@
 
 #include <memory>
 
-/** What a connection brings along: its own table, and what one request has open. */
+/** The state of a connection: its own table, and the context of one request. */
 class TestConnection {
 public:
     explicit TestConnection(BDBObjTable* registry, int environmentCapacity = 1024)
@@ -30,8 +30,8 @@ private:
 };
 
 /**
- * A registry with one real environment in a temporary directory of its own, and a connection that has it as its current
- * environment. Everything is closed when this object ends; further connections must have ended before.
+ * A registry with one real environment in its own temporary directory, and a connection with that as its current
+ * environment. The destructor closes everything; further connections must be destroyed before.
  */
 class TableEnv {
 public:
@@ -49,7 +49,7 @@ public:
     /** The TableName of a table in this environment. */
     QByteArray tableName(const QByteArray& table = "t") const { return directory_.bytes() + '|' + table; }
 
-    /** The shared handle of a database, opened on first use. Null, with a test failure, when that fails. */
+    /** The shared handle of a database, opened on first use. Null, with a test failure, if that fails. */
     BDBIndex* index(const QByteArray& file = "items.db", const char* subDatabase = "data")
     {
         BDBIndex* db = nullptr;
@@ -57,7 +57,7 @@ public:
         return db;
     }
 
-    /** Closes the environment, so that its files can be read by others. Handles of before are gone. */
+    /** Closes the environment, so that others can read its files. Invalidates its handles. */
     void close()
     {
         connection_.reset();
@@ -67,7 +67,7 @@ public:
         }
     }
 
-    /** Closes the environment and opens the same directory anew, with a fresh request. */
+    /** Closes the environment and reopens the same directory, with a fresh request. */
     void reopen()
     {
         close();
@@ -81,7 +81,7 @@ private:
         EXPECT_EQ(context().envLookup(tableName(), 1), 0) << directory_.path();
     }
 
-    TempDir directory_; // outlives the environment in it
+    TempDir directory_; // must outlive the environment in it
     BDBObjTable registry_{16};
     std::unique_ptr<TestConnection> connection_;
 };

@@ -10,7 +10,7 @@
 #include <string>
 #include <system_error>
 
-/** A fresh directory inside $TMPDIR (else /tmp), removed with everything in it when this object ends. */
+/** A fresh directory in $TMPDIR (else /tmp); the destructor removes it with its content. */
 class TempDir {
 public:
     TempDir()
@@ -19,12 +19,12 @@ public:
         path_ = std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/quorva-test-XXXXXX";
         if (mkdtemp(path_.data()) == nullptr) {
             std::perror("mkdtemp");
-            std::abort(); // no test can mean anything without its directory
+            std::abort(); // no test is meaningful without its directory
         }
     }
     ~TempDir()
     {
-        // Tests take permissions away from directories; those could otherwise not be emptied.
+        // Restores permissions that tests have removed from directories, which could not be emptied otherwise.
         namespace fs = std::filesystem;
         std::error_code ignored;
         fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);

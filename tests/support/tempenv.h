@@ -13,8 +13,8 @@
 #include <string>
 
 /**
- * A real Berkeley DB environment in a temporary directory of its own, attached to a connection's table, closed when
- * this object ends. It is in no registry.
+ * A real Berkeley DB environment in its own temporary directory, attached to a connection's table. The destructor
+ * closes it. It is in no registry.
  */
 class TempEnv {
 public:
@@ -26,14 +26,14 @@ public:
     BDBEnv* get() const { return env_.get(); }
     BDBEnv* operator->() const { return env_.get(); }
 
-    /** A connection's table whose current environment this is. */
+    /** A connection's table with this as its current environment. */
     BDBObjTable* table() { return &table_; }
 
     /** The environment's directory, and a file in it. */
     const std::string& path() const { return directory_.path(); }
     std::string file(const std::string& name) const { return directory_.file(name); }
 
-    /** The shared handle of a database, opened on first use. Null, with a test failure, when that fails. */
+    /** The shared handle of a database, opened on first use. Null, with a test failure, if that fails. */
     BDBIndex* index(const QByteArray& file, const char* subDb = "data")
     {
         BDBIndex* opened = nullptr;
@@ -48,7 +48,7 @@ public:
         env_.reset();
     }
 
-    /** Closes the environment and opens the same directory anew. Handles of before are gone. */
+    /** Closes the environment and reopens the same directory. Invalidates its handles. */
     void reopen()
     {
         close();
@@ -64,7 +64,7 @@ private:
     }
 
     const int tableCapacity_;
-    TempDir directory_; // outlives the environment in it
+    TempDir directory_; // must outlive the environment in it
     BDBObjTable table_{256};
     std::unique_ptr<BDBEnv> env_;
 };

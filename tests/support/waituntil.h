@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-/** Asks `condition` again and again until it holds: true; or until the deadline has passed: its last answer. */
+/** Polls `condition` until it holds or the deadline has passed. Returns its last result. */
 template <typename Condition>
 [[nodiscard]] bool waitUntil(Condition condition, std::chrono::milliseconds deadline = std::chrono::seconds(60))
 {

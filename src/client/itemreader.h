@@ -71,11 +71,10 @@ private:
     QString rangeName_;      // name of the range key's attribute; read when there is a prefix
     Paging pages_;
 
-    QVariantMap reply_;  // the current page
-    QVariantList items_; // its items, without those already returned
-    qsizetype next_ = 0; // index in items_
-    QHash<QByteArray, int>
-        given_; // counts of the items already returned from a page that is read again; some may look alike
+    QVariantMap reply_;            // the current page
+    QVariantList items_;           // its items, without those already returned
+    qsizetype next_ = 0;           // index in items_
+    QHash<QByteArray, int> given_; // how often each item of a page that is read again has been returned
     QVariantMap item_;
     bool started_ = false;
     bool failed_ = false;

@@ -68,8 +68,7 @@ bool WireConnection::open(const QString& host, int port)
     }
     // A request is sent in one piece and its reply awaited, so delaying segments gains nothing.
     const int on = 1;
-    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on,
-                     sizeof on); // ignored: without it, the connection is only slower
+    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // ignored: it is only slower without
     return true;
 }
 

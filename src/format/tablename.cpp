@@ -76,8 +76,7 @@ const char* refusal(std::string_view filePart)
         if (const char* reason = componentRefusal(filePart.substr(begin, end - begin)))
             return reason;
         if (end == filePart.size() && end - begin > MaxFileNameLength - SuffixLength)
-            return "the last component of the table's name is longer than 249 bytes"; // the names of data files add a
-                                                                                      // suffix
+            return "the last component of the table's name is longer than 249 bytes"; // data files add a suffix
         begin = end + 1;
     }
     return nullptr;

@@ -143,8 +143,7 @@ void HttpServer::begin(HttpConnection::Socket&& socket)
 {
     ErrorCode ignored; // the client may be gone; reading fails then
     socket.non_blocking(true, ignored);
-    socket.set_option(tcp::no_delay(true),
-                      ignored); // a response is sent as a whole, so delaying segments gains nothing
+    socket.set_option(tcp::no_delay(true), ignored); // a response is sent as a whole, delaying gains nothing
     try {
         std::make_shared<HttpConnection>(std::move(socket), limits_, service_, &connections_)->start();
     } catch (const std::exception& error) {

@@ -30,6 +30,20 @@ protected:
         return std::nullopt;
     }
 
+    /** A connection from a port that the system gives to nobody on its own: no other program gets it afterwards. */
+    int connectFromAPortOfOurs() const
+    {
+        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = listener_.address();
+        int port = FirstPort + getpid() % Ports;
+        do {
+            address.sin_port = htons(static_cast<in_port_t>(port++));
+        } while (bind(client, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 &&
+                 port < FirstPort + 2 * Ports);
+        EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&listener_.address()), sizeof(sockaddr_in)), 0);
+        return client;
+    }
+
     static int stateOf(int socket)
     {
         tcp_info info{};
@@ -48,6 +62,8 @@ protected:
         close(socket);
         return address;
     }
+
+    enum { FirstPort = 10'000, Ports = 10'000 }; // below those that the system chooses from
 
     Listener listener_;
     PeerLookup lookup_;
@@ -145,16 +161,14 @@ TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
 
 TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
 {
-    const int client = listener_.connect();
+    const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();
     const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));
 
     // Its peer's address cannot be asked for any more, or leads to the connection that follows.
     const int successor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    // Another program may have got the port for a moment.
-    ASSERT_TRUE(
-        waitUntil([&] { return bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0; }));
+    ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(connect(successor, reinterpret_cast<const sockaddr*>(&listener_.address()), sizeof(sockaddr_in)), 0);
     EXPECT_EQ(find(server), std::nullopt);
     EXPECT_EQ(error_, ENOTCONN);

@@ -5,7 +5,7 @@
 
 #include "client/wireconnection.h"
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 #include "json/jsonadapter.h"
 
 #include <QByteArray>

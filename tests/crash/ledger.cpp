@@ -1,6 +1,6 @@
 #include "ledger.h"
 
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 
 #include <algorithm>
 #include <sstream>

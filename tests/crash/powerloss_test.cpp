@@ -5,7 +5,7 @@
 #include "crashbench.h"
 #include "notedbackup.h"
 
-#include "backup/backupfixture.h"
+#include "support/backupfixture.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>

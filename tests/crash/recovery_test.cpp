@@ -2,7 +2,7 @@
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 
 #include <gtest/gtest.h>
 

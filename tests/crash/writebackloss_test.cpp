@@ -1,6 +1,6 @@
 #include "writebackloss.h"
 
-#include "backup/backupfixture.h"
+#include "support/backupfixture.h"
 #include "support/programrun.h"
 #include "support/tempdir.h"
 

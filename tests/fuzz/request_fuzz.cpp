@@ -12,8 +12,8 @@
 #include "net/bdbreqhandler_linux.h"
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
 #include "storage/settings.h"
+#include "support/tablefixture.h"
 #include "support/tempdir.h"
 #include "json/jsonadapter.h"
 

@@ -3,10 +3,10 @@
  * goes on, after a restart where its environment needs one.
  */
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
 #include "support/procfs.h"
 #include "support/programrun.h"
 #include "support/serverprocess.h"
+#include "support/tablefixture.h"
 #include "support/waituntil.h"
 
 #include <gmock/gmock.h>

@@ -4,9 +4,9 @@
  */
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
 #include "support/procfs.h"
 #include "support/serverprocess.h"
+#include "support/tablefixture.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>

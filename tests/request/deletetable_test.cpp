@@ -1,5 +1,5 @@
 #include "base/directorylock.h"
-#include "tablefixture.h"
+#include "support/tablefixture.h"
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"

@@ -1,4 +1,4 @@
-#include "tablefixture.h"
+#include "support/tablefixture.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include "request/bdbrequest.h"
 #include "request/tableops.h"
 #include "storage/bdbregistry.h"
+#include "support/tablefixture.h"
 #include "support/tempdir.h"
-#include "tablefixture.h"
 #include "json/jsonadapter.h"
 #include "json/jsontext.h"
 

@@ -1,7 +1,7 @@
 #include "records/requeststatus.h"
 #include "request/requestkeys.h"
 #include "support/logcapture.h"
-#include "tablefixture.h"
+#include "support/tablefixture.h"
 
 namespace {
 

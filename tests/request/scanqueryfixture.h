@@ -3,7 +3,7 @@
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 
 #include <QCryptographicHash>
 

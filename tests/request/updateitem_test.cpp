@@ -1,5 +1,5 @@
 #include "storedenvironment.h"
-#include "tablefixture.h"
+#include "support/tablefixture.h"
 
 namespace {
 

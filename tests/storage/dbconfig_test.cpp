@@ -1,5 +1,5 @@
-#include "request/tablefixture.h"
 #include "support/procfs.h"
+#include "support/tablefixture.h"
 
 #include <fstream>
 

@@ -1,6 +1,6 @@
 // The real server and directories that are no environment, or not only one's.
-#include "request/tablefixture.h"
 #include "support/directorycontents.h"
+#include "support/tablefixture.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

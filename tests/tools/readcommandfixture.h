@@ -1,8 +1,8 @@
 #ifndef QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
 #define QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
 
-#include "request/tablefixture.h"
 #include "support/programrun.h"
+#include "support/tablefixture.h"
 
 #include <QStringList>
 

@@ -1,4 +1,4 @@
-#include "backup/backupfixture.h"
+#include "support/backupfixture.h"
 #include "terminalrun.h"
 
 #include <fcntl.h>

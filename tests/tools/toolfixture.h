@@ -5,7 +5,7 @@
 #include "exitstatus.h"
 #include "support/programrun.h"
 
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 
 #include <QCryptographicHash>
 

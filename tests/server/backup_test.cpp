@@ -1,5 +1,5 @@
-#include "backupfixture.h"
-#include "writeload.h"
+#include "support/backupfixture.h"
+#include "support/writeload.h"
 
 #include <chrono>
 #include <future>

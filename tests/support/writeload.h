@@ -1,7 +1,7 @@
-#ifndef QUORVA_TESTS_BACKUP_WRITELOAD_H
-#define QUORVA_TESTS_BACKUP_WRITELOAD_H
+#ifndef QUORVA_TESTS_SUPPORT_WRITELOAD_H
+#define QUORVA_TESTS_SUPPORT_WRITELOAD_H
 
-#include "request/tablefixture.h"
+#include "support/tablefixture.h"
 
 #include <atomic>
 #include <map>

@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_BACKUP_SLOWDISK_H
-#define QUORVA_TESTS_BACKUP_SLOWDISK_H
+#ifndef QUORVA_TESTS_STORAGE_SLOWDISK_H
+#define QUORVA_TESTS_STORAGE_SLOWDISK_H
 
 #include <functional>
 #include <string>

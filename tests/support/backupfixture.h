@@ -1,12 +1,12 @@
-#ifndef QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
-#define QUORVA_TESTS_BACKUP_BACKUPFIXTURE_H
+#ifndef QUORVA_TESTS_SUPPORT_BACKUPFIXTURE_H
+#define QUORVA_TESTS_SUPPORT_BACKUPFIXTURE_H
 
 #include "format/backuplist.h"
 #include "format/checksum.h"
 #include "format/logfiles.h"
-#include "request/tablefixture.h"
 #include "support/directorycontents.h"
 #include "support/programrun.h"
+#include "support/tablefixture.h"
 
 #include <gmock/gmock.h>
 

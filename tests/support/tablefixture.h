@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
-#define QUORVA_TESTS_REQUEST_TABLEFIXTURE_H
+#ifndef QUORVA_TESTS_SUPPORT_TABLEFIXTURE_H
+#define QUORVA_TESTS_SUPPORT_TABLEFIXTURE_H
 
 #include "protocol/operations.h"
 #include "support/serverprocess.h"

@@ -1,6 +1,7 @@
 #include "records/conditions.h"
 
 #include "log/log.h"
+#include "protocol/bodies.h"
 #include "records/encoding.h"
 #include "records/lists.h"
 #include "records/requeststatus.h"
@@ -13,6 +14,8 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
+namespace Names = Bodies::Comparison;
+
 struct OperatorName {
     const char* name;
     ComparisonOperator comparison;
@@ -20,10 +23,10 @@ struct OperatorName {
 };
 
 constexpr OperatorName Operators[] = {
-    {"EQ", ComparisonOperator::Eq, true},           {"LE", ComparisonOperator::Le, false},
-    {"LT", ComparisonOperator::Lt, false},          {"GE", ComparisonOperator::Ge, true},
-    {"GT", ComparisonOperator::Gt, true},           {"BEGINS_WITH", ComparisonOperator::BeginsWith, true},
-    {"BETWEEN", ComparisonOperator::Between, true},
+    {Names::Equal, ComparisonOperator::Eq, true},        {Names::AtMost, ComparisonOperator::Le, false},
+    {Names::Less, ComparisonOperator::Lt, false},        {Names::AtLeast, ComparisonOperator::Ge, true},
+    {Names::Greater, ComparisonOperator::Gt, true},      {Names::BeginsWith, ComparisonOperator::BeginsWith, true},
+    {Names::Between, ComparisonOperator::Between, true},
 };
 
 OperatorName operatorNamed(const QString& name)

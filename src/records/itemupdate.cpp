@@ -1,5 +1,6 @@
 #include "records/itemupdate.h"
 
+#include "protocol/bodies.h"
 #include "records/attributevalues.h"
 
 using namespace Qt::StringLiterals;
@@ -7,9 +8,9 @@ using namespace Qt::StringLiterals;
 int Records::applyUpdates(const QVariantMap& updates, const QByteArray& returnValues, QVariantMap* item,
                           QVariantMap* answer)
 {
-    const bool updatedOld = returnValues == "UPDATED_OLD";
-    const bool updatedNew = returnValues == "UPDATED_NEW";
-    if (returnValues == "ALL_OLD")
+    const bool updatedOld = returnValues == Bodies::ReturnUpdatedOld;
+    const bool updatedNew = returnValues == Bodies::ReturnUpdatedNew;
+    if (returnValues == Bodies::ReturnAllOld)
         *answer = *item;
 
     for (auto it = updates.constBegin(); it != updates.constEnd(); ++it) {

@@ -9,7 +9,8 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 namespace {
 

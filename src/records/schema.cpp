@@ -6,7 +6,7 @@
 #include "records/recordops.h"
 #include "records/requeststatus.h"
 #include "storage/deadlockretry.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
 
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "request/itemops.h"
 
 #include "log/log.h"
+#include "protocol/bodies.h"
 #include "records/itemformatter.h"
 #include "records/itemplace.h"
 #include "records/lists.h"
@@ -54,7 +55,7 @@ template <typename T> T* pointerTo(std::optional<T>& value)
 
 bool wantsOldItem(const BDBRequest& request)
 {
-    return request.parsedBody.value(u"ReturnValues"_s).toString() == "ALL_OLD";
+    return request.parsedBody.value(u"ReturnValues"_s).toString() == Bodies::ReturnAllOld;
 }
 
 /**
@@ -161,7 +162,7 @@ int Requests::updateItem(BDBRequest& request)
     });
     if (!returnValues || attributes.isEmpty())
         return rc;
-    if (*returnValues == "ALL_NEW" || *returnValues == "ALL_OLD")
+    if (*returnValues == Bodies::ReturnAllNew || *returnValues == Bodies::ReturnAllOld)
         addBareKeys(request, place, &attributes);
     request.reply.insert(u"Attributes"_s, attributes);
     return rc;

@@ -14,15 +14,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** A condition with one operator and values of type "S". */
-QVariantMap condition(const QByteArray& name, const QList<QByteArray>& values)
-{
-    QVariantList list;
-    for (const QByteArray& value : values)
-        list.append(QVariantMap{{"S", QString::fromLatin1(value)}});
-    return {{"ComparisonOperator", QString::fromLatin1(name)}, {"AttributeValueList", list}};
-}
-
 TEST(ParseCondition, KnowsTheOperatorsAndTheirDirections)
 {
     struct Case {

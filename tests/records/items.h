@@ -1,7 +1,9 @@
 #ifndef QUORVA_TESTS_RECORDS_ITEMS_H
 #define QUORVA_TESTS_RECORDS_ITEMS_H
 
-#include "json/jsonadapter.h"
+#include "protocol/bodies.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <QByteArray>
 #include <QString>
@@ -38,6 +40,15 @@ inline QVariantMap json(const QByteArray& text)
     QVariant value;
     EXPECT_TRUE(Json::parse(text, &value)) << text.toStdString();
     return value.toMap();
+}
+
+/** A range condition or an entry of a filter, with keys in Latin-1. */
+inline QVariantMap condition(const QString& comparison, const QList<QByteArray>& keys)
+{
+    QStringList texts;
+    for (const QByteArray& key : keys)
+        texts.append(QString::fromLatin1(key));
+    return Bodies::condition(comparison, texts);
 }
 
 #endif

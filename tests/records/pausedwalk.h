@@ -1,8 +1,9 @@
-#ifndef QUORVA_TESTS_WALKS_PAUSEDWALK_H
-#define QUORVA_TESTS_WALKS_PAUSEDWALK_H
+#ifndef QUORVA_TESTS_RECORDS_PAUSEDWALK_H
+#define QUORVA_TESTS_RECORDS_PAUSEDWALK_H
 
 #include "storage/bdbtxn.h"
 #include "support/deadline.h"
+#include "support/lockwaits.h"
 #include "support/waituntil.h"
 #include "walkfixture.h"
 
@@ -21,15 +22,6 @@ protected:
     {
         for (int n = 0; n < Count; ++n)
             put({"a", rangeAt(n)});
-    }
-
-    u_int32_t lockWaits()
-    {
-        DB_LOCK_STAT* statistics = nullptr;
-        EXPECT_EQ(env_.env()->lock_stat(&statistics, 0), 0);
-        const auto waits = static_cast<u_int32_t>(statistics->st_lock_wait);
-        std::free(statistics);
-        return waits;
     }
 
     /** Reads a record in `txn`, with DB_RMW in order to write it later. Berkeley DB's result. */
@@ -76,10 +68,10 @@ protected:
         {
             EXPECT_EQ(writer_.begin(test.env_.env(), 0), 0); // in front of the walk's, so it is the older one
             lockAsWell(stop);
-            const u_int32_t before = test.lockWaits();
+            const std::uintmax_t before = lockWaits(test.env_.env());
             EXPECT_EQ(connection_.context().envLookup(test.env_.tableName(), 1), 0);
             walker_ = std::thread([this, walk] { result_ = walk(connection_.context().env()); });
-            EXPECT_TRUE(waitUntil([&] { return test.lockWaits() > before; }));
+            EXPECT_TRUE(waitUntil([&] { return lockWaits(test.env_.env()) > before; }));
         }
         ~PausedWalk()
         {

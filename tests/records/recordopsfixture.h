@@ -12,7 +12,8 @@
 #include "storage/bdbtxn.h"
 #include "storage/settings.h"
 #include "support/tableenv.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
 

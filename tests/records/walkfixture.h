@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_WALKS_WALKFIXTURE_H
-#define QUORVA_TESTS_WALKS_WALKFIXTURE_H
+#ifndef QUORVA_TESTS_RECORDS_WALKFIXTURE_H
+#define QUORVA_TESTS_RECORDS_WALKFIXTURE_H
 
 #include "records/walks.h"
 
@@ -8,7 +8,8 @@
 #include "records/rawrecords.h"
 #include "records/recordlines.h"
 #include "support/tableenv.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -103,15 +104,6 @@ inline Scanned withLimit(int limit)
     Scanned progress;
     progress.limit = limit;
     return progress;
-}
-
-/** A range condition or an entry of a filter. */
-inline QVariantMap condition(const char* name, const QList<Bytes>& values)
-{
-    QVariantList list;
-    for (const Bytes& value : values)
-        list.append(QVariantMap{{"S", QString::fromLatin1(value)}});
-    return {{"ComparisonOperator", name}, {"AttributeValueList", list}};
 }
 
 /**

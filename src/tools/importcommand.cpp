@@ -1,5 +1,6 @@
 #include "tools/importcommand.h"
 
+#include "base/descriptor.h"
 #include "tools/arguments.h"
 #include "tools/importer.h"
 #include "tools/messages.h"
@@ -55,17 +56,17 @@ int ImportCommand::run(const ServerAddress& server)
         return ExitUsage;
     }
     ImportInput input{STDIN_FILENO, "standard input", -1};
-    if (isFile)
-        input = {::open(file_.c_str(), O_RDONLY | O_CLOEXEC), file_, -1};
+    Base::Descriptor file;
+    if (isFile) {
+        file = Base::Descriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC));
+        input = {file.number(), file_, -1};
+    }
     if (input.descriptor < 0) {
         complain("cannot read " + file_ + ": " + std::strerror(errno));
         return ExitUsage;
     }
     input.bytes = bytesLeft(input.descriptor);
-    const int code = Importer(server, table_, input, std::move(state), mark).run();
-    if (isFile)
-        ::close(input.descriptor);
-    return code;
+    return Importer(server, table_, input, std::move(state), mark).run();
 }
 
 } // namespace Ctl

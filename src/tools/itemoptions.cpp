@@ -14,14 +14,6 @@ namespace Ctl {
 
 namespace {
 
-int refuse(const std::string& error)
-{
-    if (error.empty())
-        return ExitOk;
-    complain(error);
-    return ExitUsage;
-}
-
 /** Reads the conditions of a request. Returns an empty string or an error message. */
 std::string readConditions(const ConditionOptions& options, QVariantMap* expected)
 {

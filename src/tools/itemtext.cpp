@@ -1,16 +1,15 @@
 #include "tools/itemtext.h"
 
+#include "base/fileio.h"
 #include "protocol/limits.h"
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/notation.h"
 #include "tools/standardinput.h"
 #include "tools/typedvalues.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 namespace Ctl {
@@ -18,30 +17,15 @@ namespace Ctl {
 namespace {
 
 /** Returns false, after reporting it, when the file cannot be read. */
-bool readFile(const std::string& path, QByteArray* text)
+bool readItemFile(const std::string& path, QByteArray* text)
 {
-    std::FILE* const file = std::fopen(path.c_str(), "rbe");
-    bool good = file != nullptr;
-    char piece[65536];
-    for (size_t size = 1; good && size > 0;) {
-        size = std::fread(piece, 1, sizeof piece, file);
-        text->append(piece, static_cast<qsizetype>(size));
-        good = std::ferror(file) == 0;
-    }
-    if (!good)
-        complain("cannot read " + path + ": " + std::strerror(errno),
+    std::string bytes;
+    const int error = Base::readFile(path, &bytes);
+    if (error != 0)
+        complain("cannot read " + path + ": " + std::strerror(error),
                  {"an item is JSON in the form {...}, - for standard input, a file name, or NAME=VALUE ..."});
-    if (file != nullptr)
-        (void)std::fclose(file); // ignored: nothing was written
-    return good;
-}
-
-int refuse(const std::string& error)
-{
-    if (error.empty())
-        return ExitOk;
-    complain(error);
-    return ExitUsage;
+    *text = QByteArray::fromStdString(bytes);
+    return error == 0;
 }
 
 int parseItem(const QByteArray& text, const std::string& what, QVariantMap* item)
@@ -77,7 +61,7 @@ int readItem(const std::vector<std::string>& words, QVariantMap* item)
         return parseItem(QByteArray::fromStdString(word), "the item", item);
     if (word == "-")
         return readStandardInput(&text) ? parseItem(text, "the item on standard input", item) : ExitNoReply;
-    return readFile(word, &text) ? parseItem(text, "the item in " + word, item) : ExitUsage;
+    return readItemFile(word, &text) ? parseItem(text, "the item in " + word, item) : ExitUsage;
 }
 
 std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize)

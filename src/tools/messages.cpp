@@ -16,6 +16,14 @@ void complain(const std::string& message, const std::vector<std::string>& detail
     std::fputs(text.c_str(), stderr);
 }
 
+int refuse(const std::string& error)
+{
+    if (error.empty())
+        return ExitOk;
+    complain(error);
+    return ExitUsage;
+}
+
 std::string counted(long long number, const std::string& noun)
 {
     return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");

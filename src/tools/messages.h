@@ -15,6 +15,9 @@ namespace Ctl {
 /** Prints "quorvactl: MESSAGE" on standard error, followed by the lines of `details`. */
 void complain(const std::string& message, const std::vector<std::string>& details = {});
 
+/** Prints what is wrong with the command line, if anything is. ExitUsage then, else ExitOk. */
+[[nodiscard]] int refuse(const std::string& error);
+
 /** "1 item", "2 items". */
 std::string counted(long long number, const std::string& noun);
 

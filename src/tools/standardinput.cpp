@@ -1,21 +1,25 @@
 #include "tools/standardinput.h"
 
+#include "base/fileio.h"
 #include "tools/messages.h"
 
-#include <cstdio>
+#include <cstddef>
+#include <limits>
+#include <string>
+
+#include <unistd.h>
 
 namespace Ctl {
 
 bool readStandardInput(QByteArray* text)
 {
-    char piece[65536];
-    size_t size = 0;
-    while ((size = std::fread(piece, 1, sizeof piece, stdin)) > 0)
-        text->append(piece, static_cast<qsizetype>(size));
-    if (std::ferror(stdin) == 0)
-        return true;
-    complain("cannot read standard input");
-    return false;
+    std::string bytes;
+    if (Base::readAll(STDIN_FILENO, std::numeric_limits<std::size_t>::max(), &bytes) != 0) {
+        complain("cannot read standard input");
+        return false;
+    }
+    *text = QByteArray::fromStdString(bytes);
+    return true;
 }
 
 } // namespace Ctl

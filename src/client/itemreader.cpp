@@ -2,7 +2,7 @@
 
 #include "client/rangecondition.h"
 #include "protocol/bodies.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 #include <utility>

@@ -5,7 +5,8 @@
 #include "library/rangereader.h"
 #include "protocol/bodies.h"
 #include "protocol/operations.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 #include <limits>

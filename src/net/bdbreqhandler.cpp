@@ -3,7 +3,8 @@
 #include "log/log.h"
 #include "net/replyenvelope.h"
 #include "protocol/framing.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 #include <string_view>

@@ -8,12 +8,11 @@
 #include "records/schema.h"
 #include "request/bdbrequest.h"
 #include "request/requestkeys.h"
-#include "storage/bdbenv.h"
 #include "storage/bdbregistry.h"
 #include "storage/bdbtxn.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <QSet>
 

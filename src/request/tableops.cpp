@@ -1,7 +1,7 @@
 #include "request/tableops.h"
 
+#include "format/tablename.h"
 #include "log/log.h"
-#include "records/encoding.h"
 #include "records/recordops.h"
 #include "records/requeststatus.h"
 #include "records/schema.h"
@@ -10,7 +10,7 @@
 #include "storage/bdbregistry.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <filesystem>
 #include <system_error>

@@ -3,7 +3,7 @@
 #include "tools/arguments.h"
 #include "tools/messages.h"
 #include "tools/session.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 

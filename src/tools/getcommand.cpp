@@ -4,7 +4,7 @@
 #include "tools/itemtext.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 namespace Ctl {
 

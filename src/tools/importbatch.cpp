@@ -3,8 +3,9 @@
 #include "tools/itemtext.h"
 #include "tools/notation.h"
 #include "tools/typedvalues.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
+#include "json/jsonwriter.h"
 
 namespace Ctl {
 

@@ -3,7 +3,8 @@
 #include "base/descriptor.h"
 #include "base/fileio.h"
 #include "tools/outputfile.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <cerrno>
 #include <cstddef>

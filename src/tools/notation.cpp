@@ -1,7 +1,7 @@
 #include "tools/notation.h"
 
 #include "tools/typedvalues.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
 
 #include <QStringList>
 

@@ -6,7 +6,7 @@
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 

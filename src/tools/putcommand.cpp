@@ -4,7 +4,7 @@
 #include "tools/arguments.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 

@@ -2,7 +2,8 @@
 
 #include "protocol/envelope.h"
 #include "tools/messages.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <vector>
 

@@ -6,7 +6,8 @@
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <filesystem>
 #include <system_error>

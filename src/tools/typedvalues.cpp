@@ -1,6 +1,6 @@
 #include "tools/typedvalues.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <QRegularExpression>
 #include <QStringList>

@@ -5,7 +5,7 @@
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/updateoutcome.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 

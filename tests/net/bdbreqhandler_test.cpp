@@ -39,13 +39,6 @@ private:
     TransferBuffer none_;
 };
 
-QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
-{
-    QByteArray bytes = Framing::frameRequest(operation, {});
-    Framing::writeLength(bodyLength, bytes.data() + bytes.size() - 4);
-    return bytes;
-}
-
 } // namespace
 
 TEST(BDBReqHandler, StartsWithAnEmptyRequest)

@@ -6,8 +6,10 @@
 #include "net/bdbioworker_linux.h"
 #include "net/bdbreqhandler_linux.h"
 #include "net/bdbsocket.h"
+#include "protocol/framing.h"
+#include "support/expectedreplies.h"
 #include "support/waituntil.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
 
 #include <QByteArray>
 #include <QVariantMap>
@@ -252,13 +254,12 @@ inline QVariantMap parseReply(const QByteArray& text)
     return value.toMap();
 }
 
-/** What an operation that does not exist is answered with. */
-inline QVariantMap internalErrorReply()
+/** The beginning of a request, up to where its body begins. */
+inline QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
 {
-    return {{"__rc", 400LL},
-            {"__rcstr", "Bad Request"},
-            {"__type", "InternalServerError"},
-            {"message", "The server encountered an internal error."}};
+    QByteArray bytes = Framing::frameRequest(operation, {});
+    Framing::writeLength(bodyLength, bytes.data() + bytes.size() - 4);
+    return bytes;
 }
 
 /** A JSON object whose text is `size` bytes long; at least 7. */

@@ -40,13 +40,6 @@ protected:
     Client::WireConnection client_;
 };
 
-QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
-{
-    QByteArray bytes = Framing::frameRequest(operation, {});
-    Framing::writeLength(bodyLength, bytes.data() + bytes.size() - 4);
-    return bytes;
-}
-
 } // namespace
 
 TEST_F(ServedConnection, AnUnknownOperationIsAnswered)

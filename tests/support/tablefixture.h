@@ -2,9 +2,11 @@
 #define QUORVA_TESTS_SUPPORT_TABLEFIXTURE_H
 
 #include "protocol/operations.h"
+#include "support/expectedreplies.h"
 #include "support/serverprocess.h"
 #include "support/waituntil.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <QByteArray>
 #include <QString>
@@ -19,22 +21,9 @@
 #include <utility>
 #include <vector>
 
-/** Makes failed comparisons of replies readable. */
-inline void PrintTo(const QVariantMap& map, std::ostream* out)
-{
-    *out << Json::serialize(map).toStdString();
-}
-
 inline void PrintTo(const QByteArray& bytes, std::ostream* out)
 {
     *out << '"' << bytes.toPercentEncoding(" |/{}\":,[]").toStdString() << '"';
-}
-
-/** Fields of the first map, and of the second over them. */
-inline QVariantMap merged(QVariantMap fields, const QVariantMap& over)
-{
-    fields.insert(over);
-    return fields;
 }
 
 // Typed values.
@@ -66,32 +55,6 @@ inline QVariantMap keySchema(const QString& hashName = "h", const QString& range
 inline QVariantMap throughput()
 {
     return {{"ReadCapacityUnits", 5LL}, {"WriteCapacityUnits", 10LL}};
-}
-
-// Whole replies: the fields of an operation and the envelope.
-inline QVariantMap okReply(const QVariantMap& fields = {})
-{
-    return merged(fields, {{"__rc", 200LL}, {"__rcstr", "OK"}});
-}
-inline QVariantMap failureReply(const char* rcText, const char* type, const char* message, const QVariantMap& fields)
-{
-    return merged(fields, {{"__rc", 400LL}, {"__rcstr", rcText}, {"__type", type}, {"message", message}});
-}
-inline QVariantMap conditionFailedReply(const QVariantMap& fields = {})
-{
-    return failureReply("Bad Request", "ConditionalCheckFailedException", "The conditional request failed.", fields);
-}
-inline QVariantMap notFoundReply(const QVariantMap& fields = {})
-{
-    return failureReply("Not Found", "ResourceNotFoundException", "Specified item does not exist.", fields);
-}
-inline QVariantMap invalidRequestReply(const QVariantMap& fields = {})
-{
-    return failureReply("Bad Request", "ValidationException", "A parameter is missing", fields);
-}
-inline QVariantMap internalErrorReply(const QVariantMap& fields = {})
-{
-    return failureReply("Bad Request", "InternalServerError", "The server encountered an internal error.", fields);
 }
 
 /** What the log shows of a status that has no row of its own in the envelope, behind the line that tells the cause. */

@@ -5,10 +5,9 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
-#include "storage/environmentpath.h"
-#include "storage/openindex.h"
 #include "storage/resultcodes.h"
 #include "support/deadline.h"
+#include "support/lockwaits.h"
 #include "support/logcapture.h"
 
 #include <cstdlib>
@@ -81,20 +80,41 @@ TEST_F(BatchLocksTest, OneTableUnderTwoNamesInOneBatch)
     EXPECT_EQ(item.reply.value("Item").toMap().keys(), QStringList{"second"});
 }
 
-/** While a transaction holds the first page of a file, for which the open of one more database in it waits. */
-class OpenThatWaitsTest : public BatchLocksTest {
+/** With a transaction in the way of the requests. */
+class BesideTransactionTest : public BatchLocksTest {
 protected:
     void SetUp() override
     {
         BatchLocksTest::SetUp();
         ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
-        const QByteArray home = environmentDirectory(bench_.tableBytes());
-        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
-        BDBObjTable connection(256);
-        connection.setEnv(use_.env());
-        BDBIndex* db = nullptr;
-        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
+        bench_.openEnvironment(&use_);
         ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(txn_.abort(), 0);
+        use_.reset();
+    }
+
+    /** The data file of the hash key. */
+    BDBIndex* dataFile() const
+    {
+        return RequestBench::openDatabase(use_.env(), "t_b9.db", TableNames::DataSubDatabase);
+    }
+
+    EnvironmentUse use_;
+    BDBTxn txn_;
+};
+
+/** While a transaction holds the first page of a file, for which the open of one more database in it waits. */
+class OpenThatWaitsTest : public BesideTransactionTest {
+protected:
+    void SetUp() override
+    {
+        BesideTransactionTest::SetUp();
+        BDBIndex* const db = dataFile();
+        ASSERT_NE(db, nullptr);
         for (int n = 0; n < 40; ++n) {
             QByteArray key = Records::recordKey("zz", QByteArray::number(n));
             QByteArray value(400, ' ');
@@ -102,62 +122,41 @@ protected:
             Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
             ASSERT_EQ(db->put(&txn_, &keyData, &data, 0), 0);
         }
-        const quint64 before = lockWaits();
+        const std::uintmax_t before = lockWaits(use_.env());
         link("t_b9.db", "w");
         opener_ = std::async(std::launch::async, [this] {
             return bench_.run("DescribeTable", {{"TableName", bench_.tableName("w")}});
         });
-        ASSERT_TRUE(waitUntil([&] { return lockWaits() > before; }));
+        ASSERT_TRUE(waitUntil([&] { return lockWaits(use_.env()) > before; }));
     }
 
     void TearDown() override
     {
-        EXPECT_EQ(txn_.abort(), 0);
+        BesideTransactionTest::TearDown();
         EXPECT_EQ(opener_.get().status, StatusNotFound); // it has been opened, and has no schema
-        use_.reset();
     }
 
-    quint64 lockWaits() const
-    {
-        DB_LOCK_STAT* statistics = nullptr;
-        EXPECT_EQ(use_.env()->lock_stat(&statistics, 0), 0);
-        const quint64 waits = statistics->st_lock_wait;
-        std::free(statistics);
-        return waits;
-    }
-
-    EnvironmentUse use_;
-    BDBTxn txn_;
     std::future<Outcome> opener_;
 };
 
 TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
 {
     // The transaction in the way may be a batch whose thread comes here next.
-    BDBObjTable connection(256);
-    connection.setEnv(use_.env());
-    BDBIndex* db = nullptr;
-    EXPECT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
+    EXPECT_NE(dataFile(), nullptr);
     EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
 
 /** While a transaction holds an item that a batch writes, in an environment where the wait for it fails. */
-class FailedWriteTest : public BatchLocksTest {
+class FailedWriteTest : public BesideTransactionTest {
 protected:
     void SetUp() override
     {
         std::ofstream(directory().toStdString() + "/DB_CONFIG")
             << "set_lock_timeout 50000\nset_flags DB_TIME_NOTGRANTED on\n";
-        BatchLocksTest::SetUp();
-        ASSERT_EQ(batchOfOneItem().status, StatusSuccess);
-        const QByteArray home = environmentDirectory(bench_.tableBytes());
-        ASSERT_EQ(Registry::openEnv(bench_.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
-        BDBObjTable connection(256);
-        connection.setEnv(use_.env());
-        BDBIndex* db = nullptr;
-        ASSERT_EQ(Registry::openIndex(&connection, "db::t_b9.db:data", "t_b9.db", TableNames::DataSubDatabase, &db), 0);
-        ASSERT_EQ(txn_.begin(use_.env(), 0), 0);
+        BesideTransactionTest::SetUp();
+        BDBIndex* const db = dataFile();
+        ASSERT_NE(db, nullptr);
         QByteArray key = Records::recordKey(hash_.toLatin1(), "999");
         Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
         Dbt data;
@@ -168,8 +167,7 @@ protected:
 
     void TearDown() override
     {
-        EXPECT_EQ(txn_.abort(), 0);
-        use_.reset();
+        BesideTransactionTest::TearDown();
         // Whatever stands behind the failed write, the environment is not held any more: this would wait for good.
         EXPECT_EQ(bench_.run("DeleteTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     }
@@ -188,9 +186,6 @@ protected:
         EXPECT_EQ(running.get(), (Outcome{DB_LOCK_NOTGRANTED, {{"UnprocessedItems", tables}}}));
         EXPECT_THAT(log.lines(), ElementsAre(testing::ContainsRegex("put failed for fkey .* rc -30992")));
     }
-
-    EnvironmentUse use_;
-    BDBTxn txn_;
 };
 
 TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)

@@ -3,8 +3,6 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
-#include "storage/environmentpath.h"
-#include "storage/openindex.h"
 #include "support/logcapture.h"
 
 #include <atomic>
@@ -22,11 +20,8 @@ class LockedRecord {
 public:
     LockedRecord(RequestBench& bench, const QByteArray& file, const char* subDb, QByteArray key)
     {
-        const QByteArray home = environmentDirectory(bench.tableBytes());
-        EXPECT_EQ(Registry::openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
-        connection_.setEnv(use_.env());
-        EXPECT_EQ(Registry::openIndex(&connection_, QString::fromUtf8("db::" + file + ':' + subDb), file, subDb, &db_),
-                  0);
+        bench.openEnvironment(&use_);
+        db_ = RequestBench::openDatabase(use_.env(), file, subDb);
         EXPECT_EQ(use_.env()->set_timeout(1, DB_SET_LOCK_TIMEOUT), 0);
         EXPECT_EQ(txn_.begin(use_.env(), 0), 0);
         QByteArray value("{}");
@@ -50,7 +45,6 @@ public:
 
 private:
     EnvironmentUse use_;
-    BDBObjTable connection_{256};
     BDBIndex* db_ = nullptr;
     BDBTxn txn_;
 };

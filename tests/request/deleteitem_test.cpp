@@ -1,20 +1,13 @@
+#include "itemoperation.h"
 #include "storedenvironment.h"
-#include "support/tablefixture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class DeleteItem : public TableTest {
+class DeleteItem : public ItemOperation {
 protected:
-    void SetUp() override
-    {
-        TableTest::SetUp();
-        createTable(tableName());
-    }
-    static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
-    static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
     static QVariantMap expecting(const QVariantMap& condition) { return {{"Expected", QVariantMap{{"a", condition}}}}; }
 
     const QVariantMap allOld_{{"ReturnValues", "ALL_OLD"}};

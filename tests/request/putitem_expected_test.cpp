@@ -1,20 +1,12 @@
-#include "support/tablefixture.h"
+#include "itemoperation.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class PutItemExpected : public TableTest {
+class PutItemExpected : public ItemOperation {
 protected:
-    void SetUp() override
-    {
-        TableTest::SetUp();
-        createTable(tableName());
-    }
-    static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
-    static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
-
     const QVariantMap one_{{"a", textValue("x")}, {"n", numberValue("1")}};
     const QVariantMap two_{{"a", textValue("y")}, {"b", QVariantMap{{"SS", QVariantList{"p", "q"}}}}};
 };

@@ -1,20 +1,13 @@
+#include "itemoperation.h"
 #include "storedenvironment.h"
-#include "support/tablefixture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class PutItem : public TableTest {
+class PutItem : public ItemOperation {
 protected:
-    void SetUp() override
-    {
-        TableTest::SetUp();
-        createTable(tableName());
-    }
-    static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
-    static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
     QVariantMap putItem(const QVariant& item, const QVariantMap& more = {})
     {
         return request("PutItem", merged({{"TableName", tableName()}, {"Item", item}}, more));

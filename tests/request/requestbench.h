@@ -5,9 +5,11 @@
 #include "request/bdbrequest.h"
 #include "request/tableops.h"
 #include "storage/bdbregistry.h"
+#include "storage/environmentpath.h"
+#include "storage/openindex.h"
 #include "support/tablefixture.h"
 #include "support/tempdir.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
 
 #include <QByteArray>
@@ -74,6 +76,24 @@ public:
     }
 
     BDBObjTable* registry() { return &registry_; }
+
+    /** Opens the environment of its tables, or joins those who have it open. */
+    void openEnvironment(EnvironmentUse* use)
+    {
+        const QByteArray home = environmentDirectory(tableBytes());
+        ASSERT_EQ(Registry::openEnv(&registry_, environmentKey(home), use, 1024, 0, home), 0);
+    }
+
+    /** A database of an environment that is open, or null with a test failure. */
+    static BDBIndex* openDatabase(BDBEnv* env, const QByteArray& file, const char* subDb)
+    {
+        BDBObjTable connection(256);
+        connection.setEnv(env);
+        BDBIndex* db = nullptr;
+        const QString key = QString::fromUtf8("db::" + file + ':' + subDb);
+        EXPECT_EQ(Registry::openIndex(&connection, key, file, subDb, &db), 0);
+        return db;
+    }
 
 private:
     TempDir directory_;

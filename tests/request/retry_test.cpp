@@ -4,9 +4,8 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
-#include "storage/environmentpath.h"
-#include "storage/openindex.h"
 #include "support/deadline.h"
+#include "support/lockwaits.h"
 #include "support/logcapture.h"
 
 #include <algorithm>
@@ -26,9 +25,7 @@ class Writer {
 public:
     explicit Writer(RequestBench& bench) : table_(bench.tableBytes())
     {
-        const QByteArray home = environmentDirectory(table_);
-        EXPECT_EQ(Registry::openEnv(bench.registry(), environmentKey(home), &use_, 1024, 0, home), 0);
-        connection_.setEnv(use_.env());
+        bench.openEnvironment(&use_);
         EXPECT_EQ(txn_.begin(use_.env(), 0), 0);
     }
     Writer(const Writer&) = delete;
@@ -50,15 +47,7 @@ public:
 
     void end() { EXPECT_EQ(txn_.abort(), 0); }
 
-    /** How often somebody had to wait for a lock so far. */
-    quint64 lockWaits() const
-    {
-        DB_LOCK_STAT* statistics = nullptr;
-        EXPECT_EQ(use_.env()->lock_stat(&statistics, 0), 0);
-        const quint64 waits = statistics->st_lock_wait;
-        std::free(statistics);
-        return waits;
-    }
+    std::uintmax_t lockWaits() const { return ::lockWaits(use_.env()); }
 
 private:
     int read(BDBTxn* txn, const Place& place, u_int32_t flags)
@@ -66,9 +55,7 @@ private:
         const QByteArray hash = place.hash.toLatin1();
         const QByteArray file =
             Records::filePart(Records::dataFileName(table_, Records::partitionOf(hash, PartitionCount)));
-        BDBIndex* db = nullptr;
-        const QString key = QString::fromUtf8("db::" + file + ":" + TableNames::DataSubDatabase);
-        EXPECT_EQ(Registry::openIndex(&connection_, key, file, TableNames::DataSubDatabase, &db), 0);
+        BDBIndex* const db = RequestBench::openDatabase(use_.env(), file, TableNames::DataSubDatabase);
         QByteArray bytes = Records::recordKey(hash, place.range.toLatin1());
         Dbt keyData(bytes.data(), static_cast<u_int32_t>(bytes.size()));
         Dbt data;
@@ -80,7 +67,6 @@ private:
 
     const QByteArray table_;
     EnvironmentUse use_;
-    BDBObjTable connection_{256};
     BDBTxn txn_;
 };
 
@@ -132,7 +118,7 @@ protected:
         const LogCapture log(LogWarn);
         Writer writer(bench_);
         writer.take(places.back());
-        quint64 waits = writer.lockWaits();
+        std::uintmax_t waits = writer.lockWaits();
         Outcome outcome{-1, {}};
         std::thread running([&] { outcome = bench_.run(operation, body); });
         for (auto place = places.rbegin();;) {

@@ -1,6 +1,7 @@
-#ifndef QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
-#define QUORVA_TESTS_SCANQUERY_SCANQUERYFIXTURE_H
+#ifndef QUORVA_TESTS_REQUEST_SCANQUERYFIXTURE_H
+#define QUORVA_TESTS_REQUEST_SCANQUERYFIXTURE_H
 
+#include "protocol/bodies.h"
 #include "protocol/framing.h"
 #include "protocol/operations.h"
 #include "support/tablefixture.h"
@@ -45,14 +46,7 @@ inline QVariantMap deleteEntry(const QString& hash, const QString& range)
     return {{"DeleteRequest", QVariantMap{{"Key", itemKey(hash, range)}}}};
 }
 
-/** A "RangeKeyCondition", or a condition of a "ScanFilter". */
-inline QVariantMap condition(const QString& name, const QStringList& values)
-{
-    QVariantList list;
-    for (const QString& value : values)
-        list.append(textValue(value));
-    return {{"ComparisonOperator", name}, {"AttributeValueList", list}};
-}
+using Bodies::condition;
 
 /** A "LastEvaluatedKey". */
 inline QVariantMap bareKey(const QString& hash, const QString& range)

@@ -1,5 +1,5 @@
+#include "itemoperation.h"
 #include "storedenvironment.h"
-#include "support/tablefixture.h"
 
 namespace {
 
@@ -25,16 +25,8 @@ QVariantMap returning(const QVariant& values)
     return {{"ReturnValues", values}};
 }
 
-class UpdateItem : public TableTest {
+class UpdateItem : public ItemOperation {
 protected:
-    void SetUp() override
-    {
-        TableTest::SetUp();
-        createTable(tableName());
-    }
-    static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
-    static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
-
     const QVariantMap old_{
         {"a", textValue("x")}, {"c", textValue("gone")}, {"n", numberValue("1")}, {"o", textValue("o")}};
     const QVariantMap updates_{

@@ -6,6 +6,7 @@
 #include "format/logfiles.h"
 #include "support/directorycontents.h"
 #include "support/programrun.h"
+#include "support/quorvactl.h"
 #include "support/tablefixture.h"
 
 #include <gmock/gmock.h>
@@ -114,13 +115,13 @@ inline std::vector<std::string> namesOfCopyOf(const std::string& home)
 }
 
 /** A server with a table, and targets for its backups. */
-class BackupTest : public TableTest {
+class BackupTest : public QuorvactlTest {
 protected:
-    explicit BackupTest(ServerProcess::Setup setup = {}) : TableTest(std::move(setup)) {}
+    explicit BackupTest(ServerProcess::Setup setup = {}) : QuorvactlTest(std::move(setup)) {}
 
     void SetUp() override
     {
-        TableTest::SetUp();
+        QuorvactlTest::SetUp();
         createTable(tableName());
         ASSERT_TRUE(server_.waitForLog("Done txn_checkpoint")); // so that it is over before a backup begins
         (void)takeBackupLines();
@@ -255,15 +256,9 @@ protected:
     /** How many of the items that fillLogs() wrote are there. */
     int filledIn(const QString& table) { return static_cast<int>(itemsOf(table, {"fill"}).size()); }
 
-    /** The tool, with the server's port. */
-    ProgramRun quorvactl(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
-    {
-        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
-        return runProgram(QUORVACTL_BINARY, arguments, files);
-    }
     static ProgramRun restore(const std::string& backup, const std::string& target)
     {
-        return runProgram(QUORVACTL_BINARY, restoreArguments(backup, target));
+        return ::quorvactl(restoreArguments(backup, target));
     }
     /** Of a copy without a list of its files, what is there. */
     static std::vector<std::string> restoreArguments(const std::string& backup, const std::string& target)

@@ -1,4 +1,4 @@
-#include "support/programrun.h"
+#include "support/quorvactl.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,11 +15,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 using Words = std::vector<std::string>;
-
-ProgramRun quorvactl(const Words& words)
-{
-    return runProgram(QUORVACTL_BINARY, words);
-}
 
 /** The names in the list of commands of a help text. */
 Words commandsIn(const std::string& help)

@@ -1,10 +1,9 @@
 #include "complaints.h"
 #include "exitstatus.h"
+#include "toolfixture.h"
 
 #include "client/wireconnection.h"
 #include "support/heldport.h"
-#include "support/programrun.h"
-#include "support/serverprocess.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,20 +25,14 @@ constexpr const char* InternalErrorReply =
     "{\"__rc\":400,\"__rcstr\":\"Bad Request\",\"__type\":\"InternalServerError\","
     "\"message\":\"The server encountered an internal error.\"}\n";
 
-ProgramRun quorvactl(const std::vector<std::string>& arguments, const ProgramFiles& files = {})
-{
-    return runProgram(QUORVACTL_BINARY, arguments, files);
-}
-
 /** With a server to talk to. */
 class Quorvactl : public testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(server_.start()); }
 
-    ProgramRun run(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
+    ProgramRun run(const std::vector<std::string>& arguments, const ProgramFiles& files = {}) const
     {
-        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
-        return quorvactl(arguments, files);
+        return quorvactl(addressed(server_, arguments), files);
     }
 
     ServerProcess server_;

@@ -1,8 +1,7 @@
-#ifndef QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
-#define QUORVA_TESTS_BACKUP_READCOMMANDFIXTURE_H
+#ifndef QUORVA_TESTS_TOOLS_READCOMMANDFIXTURE_H
+#define QUORVA_TESTS_TOOLS_READCOMMANDFIXTURE_H
 
-#include "support/programrun.h"
-#include "support/tablefixture.h"
+#include "toolfixture.h"
 
 #include <QStringList>
 
@@ -14,20 +13,8 @@
 #include <vector>
 
 /** A server with a table, and the tool's commands that read it. */
-class ReadCommandTest : public TableTest {
+class ReadCommandTest : public ToolTest {
 protected:
-    void SetUp() override
-    {
-        TableTest::SetUp();
-        createTable(tableName());
-    }
-
-    ProgramRun quorvactl(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
-    {
-        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
-        return runProgram(QUORVACTL_BINARY, arguments, files);
-    }
-
     /** The printed items: one on each line. */
     static QVariantList itemsIn(const ProgramRun& run)
     {

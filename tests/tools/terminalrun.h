@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_BACKUP_TERMINALRUN_H
-#define QUORVA_TESTS_BACKUP_TERMINALRUN_H
+#ifndef QUORVA_TESTS_TOOLS_TERMINALRUN_H
+#define QUORVA_TESTS_TOOLS_TERMINALRUN_H
 
 #include "support/programrun.h"
 #include "support/tempdir.h"

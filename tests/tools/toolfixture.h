@@ -3,9 +3,7 @@
 
 #include "complaints.h"
 #include "exitstatus.h"
-#include "support/programrun.h"
-
-#include "support/tablefixture.h"
+#include "support/quorvactl.h"
 
 #include <QCryptographicHash>
 
@@ -15,26 +13,15 @@
 #include <vector>
 
 /** A server with the table `table()`, whose keys are "h" and "r", and the tool. */
-class ToolTest : public TableTest {
+class ToolTest : public QuorvactlTest {
 protected:
     void SetUp() override
     {
-        TableTest::SetUp();
+        QuorvactlTest::SetUp();
         createTable(tableName());
     }
 
     std::string table(const char* name = "t") const { return tableName(name).toStdString(); }
-
-    std::vector<std::string> addressed(std::vector<std::string> arguments) const
-    {
-        arguments.insert(arguments.begin(), {"--port", std::to_string(server_.port())});
-        return arguments;
-    }
-
-    ProgramRun quorvactl(const std::vector<std::string>& arguments, const ProgramFiles& files = {}) const
-    {
-        return runProgram(QUORVACTL_BINARY, addressed(arguments), files);
-    }
 
     /** A run that succeeds with this output. */
     void expectOutput(const std::vector<std::string>& arguments, const std::string& output,

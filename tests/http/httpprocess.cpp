@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -56,9 +54,7 @@ std::optional<int> HttpProcess::waitForExit()
     if (!waitUntil([this] { return hasEnded(); }, Deadline))
         return std::nullopt;
     const int status = reapProgram(std::exchange(pid_, -1));
-    const std::string errors = errorText();
-    if (errors.find("Sanitizer") != std::string::npos || errors.find("runtime error: ") != std::string::npos)
-        ADD_FAILURE() << "quorva-http wrote a sanitizer report: " << errors;
+    expectNoSanitizerReport("quorva-http", errorText());
     return status;
 }
 
@@ -69,7 +65,5 @@ std::string HttpProcess::errorText() const
 
 bool HttpProcess::hasEnded() const
 {
-    siginfo_t info{};
-    // WNOWAIT leaves it unreaped, so its number stays ours.
-    return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid != 0;
+    return ::hasEnded(pid_);
 }

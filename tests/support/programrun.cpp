@@ -13,15 +13,25 @@
 #include <fstream>
 #include <utility>
 
+namespace {
+
+/** Ready for the null-terminated arrays of the system; the strings must outlive the result. */
+std::vector<char*> pointers(std::vector<std::string>& strings)
+{
+    std::vector<char*> result;
+    for (std::string& string : strings)
+        result.push_back(string.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+} // namespace
+
 pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
-                   const std::string& output, const std::string& error)
+                   const std::string& output, const std::string& error, std::vector<std::string> environment)
 {
     std::vector<std::string> words = arguments;
     words.insert(words.begin(), program);
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
 
     constexpr int Write = O_WRONLY | O_CREAT | O_APPEND | O_NOCTTY;
     posix_spawn_file_actions_t actions;
@@ -30,13 +40,28 @@ pid_t startProgram(const std::string& program, const std::vector<std::string>& a
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), Write, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.c_str(), Write, 0600);
     pid_t id = -1;
-    const int failure = posix_spawn(&id, program.c_str(), &actions, nullptr, pointers.data(), environ);
+    const int failure = posix_spawnp(&id, program.c_str(), &actions, nullptr, pointers(words).data(),
+                                     environment.empty() ? environ : pointers(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) {
         ADD_FAILURE() << program << ": " << std::strerror(failure);
         return -1;
     }
     return id;
+}
+
+bool hasEnded(pid_t id)
+{
+    siginfo_t info{};
+    return waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid != 0;
+}
+
+void expectNoSanitizerReport(const std::string& program, const std::string& error)
+{
+    for (const char* mark : {"Sanitizer", "runtime error: "}) {
+        if (error.find(mark) != std::string::npos)
+            ADD_FAILURE() << program << " wrote a sanitizer report: " << error;
+    }
 }
 
 int reapProgram(pid_t id)

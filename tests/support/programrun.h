@@ -23,13 +23,17 @@ struct ProgramFiles {
 };
 
 /**
- * Starts a program with these files as its standard streams. Returns its process id; -1, with a test failure, when it
- * does not start.
+ * Starts a program with these files as its standard streams, and with the "NAME=VALUE" strings of `environment` instead
+ * of the test's environment if there are any. Returns its process id; -1, with a test failure, when it does not start.
  */
 pid_t startProgram(const std::string& program, const std::vector<std::string>& arguments, const std::string& input,
-                   const std::string& output, const std::string& error);
+                   const std::string& output, const std::string& error, std::vector<std::string> environment = {});
+/** True when such a program has ended and has not been waited for; until then its process id is not reused. */
+bool hasEnded(pid_t id);
 /** Waits for such a program to end. Returns its exit status, or the negative number of the signal that ended it. */
 int reapProgram(pid_t id);
+/** Fails the test when a sanitizer reported something among what a program wrote to standard error. */
+void expectNoSanitizerReport(const std::string& program, const std::string& error);
 
 /** A running program. The destructor kills it unless its end was waited for. */
 class RunningProgram {

@@ -2,15 +2,16 @@
 
 #include "protocol/operations.h"
 #include "support/files.h"
+#include "support/programrun.h"
 #include "support/waituntil.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -18,10 +19,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <sstream>
 #include <utility>
 
@@ -48,23 +48,6 @@ int freePort()
                        getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size) == 0;
     close(probe);
     return found ? ntohs(address.sin_port) : 0;
-}
-
-/** A null-terminated array as for execve(); the strings must outlive the result. */
-std::vector<char*> pointers(std::vector<std::string>& strings)
-{
-    std::vector<char*> result;
-    for (std::string& string : strings)
-        result.push_back(string.data());
-    result.push_back(nullptr);
-    return result;
-}
-
-bool hasSanitizerReport(const std::string& text)
-{
-    static constexpr std::array marks{"Sanitizer", "runtime error: "};
-    return std::any_of(marks.begin(), marks.end(),
-                       [&](const char* mark) { return text.find(mark) != std::string::npos; });
 }
 
 } // namespace
@@ -119,26 +102,19 @@ bool ServerProcess::launch(const std::vector<std::string>& arguments)
     std::vector<std::string> words = setup_.wrapper;
     words.emplace_back(QUORVA_BINARY);
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<std::string> environment = childEnvironment();
     logFileNamed_ = std::any_of(arguments.begin(), arguments.end(),
                                 [&](const std::string& word) { return word.ends_with(logPath()); });
     logStart_ = fileSize(logPath());
 
     const std::string output = directory_.file("stdout");
     const std::string error = directory_.file("stderr");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND,
-                                     0600);
-    const int failure = posix_spawnp(&pid_, words.front().c_str(), &actions, nullptr, pointers(words).data(),
-                                     pointers(environment).data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure != 0) {
-        ADD_FAILURE() << words.front() << ": " << std::strerror(failure);
+    for (const std::string& earlier : {output, error})
+        std::filesystem::remove(earlier);
+    const std::string program = words.front();
+    words.erase(words.begin());
+    pid_ = startProgram(program, words, "/dev/null", output, error, childEnvironment());
+    if (pid_ < 0)
         return false;
-    }
     reaped_ = false;
     endExpected_ = false;
     return true;
@@ -157,29 +133,22 @@ std::optional<int> ServerProcess::waitForExit(std::chrono::milliseconds deadline
     if (!waitUntil([this] { return !isRunning(); }, deadline))
         return std::nullopt;
     reap();
-    return WIFEXITED(status_) ? WEXITSTATUS(status_) : -WTERMSIG(status_);
+    return status_;
 }
 
 bool ServerProcess::isRunning()
 {
-    if (reaped_)
-        return false;
-    siginfo_t info{};
-    // WNOWAIT leaves it unreaped, so its process id is not reused.
-    return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == 0;
+    return !reaped_ && !hasEnded(pid_);
 }
 
 void ServerProcess::reap()
 {
     if (reaped_)
         return;
-    while (waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
-    }
+    status_ = reapProgram(pid_);
     reaped_ = true;
     connection_.close();
-    const std::string errors = errorText();
-    if (hasSanitizerReport(errors))
-        ADD_FAILURE() << "the server wrote a sanitizer report: " << errors;
+    expectNoSanitizerReport("the server", errorText());
 }
 
 void ServerProcess::releaseParentLock()

@@ -126,7 +126,7 @@ private:
     int port_ = 0;
     bool reaped_ = true;
     bool endExpected_ = true;
-    int status_ = 0;            // from waitpid(), once reaped_
+    int status_ = 0;            // as waitForExit() returns it, once reaped_
     bool logFileNamed_ = false; // the latest start named logPath() as the log file
     std::size_t logStart_ = 0;  // where the log of the latest start begins
     Client::WireConnection connection_;

@@ -86,6 +86,17 @@ private:
     std::thread thread_;
 };
 
+/** The result of an acquire() that waits until `release` has run. */
+template <typename Release> Wait acquireOnce(LockFile* lock, Release release)
+{
+    Wait result = Wait::Failed;
+    Waiter waiter([&] { result = lock->acquire(LongEnough); });
+    EXPECT_TRUE(waiter.hasWaited());
+    release();
+    waiter.join();
+    return result;
+}
+
 class LockFileOfEitherKind : public testing::TestWithParam<LockKind> {
 protected:
     const TempDir directory_;
@@ -244,12 +255,7 @@ TEST_P(LockFileOfEitherKind, HolderThatEmptiesTheFileHandsItOver)
     holder.write("1");
     LockFile lock(QByteArray::fromStdString(path_));
     ASSERT_TRUE(lock.create());
-    Wait result = Wait::Failed;
-    Waiter waiter([&] { result = lock.acquire(LongEnough); });
-    ASSERT_TRUE(waiter.hasWaited());
-    holder.letGo();
-    waiter.join();
-    EXPECT_EQ(result, Wait::Acquired);
+    EXPECT_EQ(acquireOnce(&lock, [&] { holder.letGo(); }), Wait::Acquired);
     EXPECT_EQ(ProcFs::read(path_), OwnId);
     EXPECT_TRUE(isHeld(path_, LockKind::File));
     EXPECT_TRUE(isHeld(path_, LockKind::Record));
@@ -262,12 +268,7 @@ TEST_P(LockFileOfEitherKind, HolderThatLeavesItsIdWasAbandoned)
         holder.write(content);
         LockFile lock(QByteArray::fromStdString(path_));
         ASSERT_TRUE(lock.create());
-        Wait result = Wait::Failed;
-        Waiter waiter([&] { result = lock.acquire(LongEnough); });
-        ASSERT_TRUE(waiter.hasWaited());
-        holder.die();
-        waiter.join();
-        EXPECT_EQ(result, Wait::Abandoned) << content;
+        EXPECT_EQ(acquireOnce(&lock, [&] { holder.die(); }), Wait::Abandoned) << content;
         EXPECT_EQ(lock.error(), EOWNERDEAD) << content;
         EXPECT_EQ(ProcFs::read(path_), content) << "what the holder left is not touched";
         EXPECT_TRUE(isFree(path_)) << content;
@@ -281,12 +282,7 @@ TEST_P(LockFileOfEitherKind, TextThatIsNoIdIsNobodysDeath)
         holder.write(content);
         LockFile lock(QByteArray::fromStdString(path_));
         ASSERT_TRUE(lock.create());
-        Wait result = Wait::Failed;
-        Waiter waiter([&] { result = lock.acquire(LongEnough); });
-        ASSERT_TRUE(waiter.hasWaited());
-        holder.die();
-        waiter.join();
-        EXPECT_EQ(result, Wait::Acquired) << content;
+        EXPECT_EQ(acquireOnce(&lock, [&] { holder.die(); }), Wait::Acquired) << content;
         EXPECT_EQ(ProcFs::read(path_), OwnId) << content;
     }
 }

@@ -1,6 +1,6 @@
 #include "common/workload.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 

@@ -10,7 +10,7 @@
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
 #include "storage/settings.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 namespace Bench {
 

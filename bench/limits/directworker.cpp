@@ -8,7 +8,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/deadlockretry.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 

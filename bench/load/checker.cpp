@@ -3,7 +3,8 @@
 #include "load/requests.h"
 
 #include "protocol/envelope.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 namespace Bench {
 

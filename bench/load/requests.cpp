@@ -3,7 +3,7 @@
 #include "protocol/bodies.h"
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 

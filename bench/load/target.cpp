@@ -5,7 +5,7 @@
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <atomic>
 #include <limits>

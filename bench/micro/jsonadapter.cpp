@@ -1,4 +1,5 @@
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include "common/workload.h"
 

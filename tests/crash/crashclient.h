@@ -6,7 +6,8 @@
 #include "client/wireconnection.h"
 #include "protocol/operations.h"
 #include "support/tablefixture.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <QByteArray>
 #include <QString>

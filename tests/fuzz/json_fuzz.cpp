@@ -6,7 +6,8 @@
 #include "fuzztarget.h"
 
 #include "json/canonicaltext.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <QByteArray>
 #include <QVariant>

@@ -15,7 +15,8 @@
 #include "storage/settings.h"
 #include "support/tablefixture.h"
 #include "support/tempdir.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <db_cxx.h>
 

@@ -1,5 +1,6 @@
 #include "http/httpfixture.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <gmock/gmock.h>
 

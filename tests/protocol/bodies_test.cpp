@@ -1,6 +1,6 @@
 #include "protocol/bodies.h"
 
-#include "json/jsonadapter.h"
+#include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
 

@@ -27,9 +27,9 @@ TEST_F(HotBackup, AFinishedCopyThatWasOpenedAsAnEnvironmentIsRefused)
     backUp();
     openAsEnvironment(target_);
     makeMarker();
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
     expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
-    EXPECT_EQ(contentsOf(target_), before);
+    EXPECT_EQ(filesUnder(target_), before);
 }
 
 TEST_F(HotBackup, TheCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
@@ -37,14 +37,14 @@ TEST_F(HotBackup, TheCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
     put(1, 100);
     backUp();
     makeMarker();
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
     TempEnv other;
     (void)other.index("t.db");
     for (const auto& [mode, line] : {std::pair{BackupFull, "Dbenv backup failed rc 39"s},
                                      std::pair{BackupShipLogs, "log backup failed for " + target_}}) {
         thread_ = std::make_unique<BDBHotBackupThread>(other.get(), 24h);
         expectRefusedByThread(target_, mode, line);
-        EXPECT_EQ(contentsOf(target_), before);
+        EXPECT_EQ(filesUnder(target_), before);
     }
 }
 
@@ -76,9 +76,9 @@ TEST_F(HotBackup, AnUnfinishedCopyThatWasOpenedAsAnEnvironmentIsRefused)
     fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
     openAsEnvironment(target_);
     put(2, 10'000); // the environment's own log is the longer one
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
     expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
-    EXPECT_EQ(contentsOf(target_), before);
+    EXPECT_EQ(filesUnder(target_), before);
 }
 
 TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
@@ -99,12 +99,12 @@ TEST_F(HotBackup, TheUnfinishedCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
     fs::create_directory(target_ + "/log.0000000001"); // in the way of the log
     expectCopyFails(target_, EISDIR);
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "t.db"));
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
     TempEnv other;
     (void)other.index("t.db");
     thread_ = std::make_unique<BDBHotBackupThread>(other.get(), 24h);
     expectRefusedByThread(target_, BackupFull, "Dbenv backup failed rc 39");
-    EXPECT_TRUE(contentsOf(target_) == before);
+    EXPECT_TRUE(filesUnder(target_) == before);
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
 }
@@ -130,7 +130,7 @@ TEST_F(HotBackup, ABackupOfTheSameEnvironmentInALaterStateIsRefusedAndStaysAsItI
     makeUnneededLogs();
     ship(); // files 1 and 2
     makeMarker();
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
 
     BDBEnv clone(16, DB_CXX_NO_EXCEPTIONS);
     ASSERT_EQ(clone.open(QByteArray::fromStdString(home)), 0);
@@ -139,7 +139,7 @@ TEST_F(HotBackup, ABackupOfTheSameEnvironmentInALaterStateIsRefusedAndStaysAsItI
                                          std::pair{BackupShipLogs, "log backup failed for " + target_}}) {
             thread_ = std::make_unique<BDBHotBackupThread>(&clone, 24h);
             expectRefusedByThread(target_, mode, line);
-            EXPECT_TRUE(contentsOf(target_) == before);
+            EXPECT_TRUE(filesUnder(target_) == before);
         }
     };
     {

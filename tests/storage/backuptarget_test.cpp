@@ -67,10 +67,10 @@ TEST_F(HotBackup, ATargetThatMayBeAnEnvironmentIsRefusedAndStaysAsItIs)
         const std::string other = directory_.makeDirectory(std::string("of-") + name);
         fs::copy_file(env_.file(name[0] == 'l' ? name : "t.db"), other + '/' + name);
         std::ofstream(other + Marker).flush();
-        const auto before = contentsOf(other);
+        const auto before = filesUnder(other);
         expectRefused(other, BackupFull, "Dbenv backup failed rc 39");
         expectRefused(other, BackupShipLogs, "log backup failed for " + other);
-        EXPECT_EQ(contentsOf(other), before);
+        EXPECT_EQ(filesUnder(other), before);
     }
 }
 
@@ -88,10 +88,10 @@ TEST_F(HotBackup, AListThatIsDamagedIsRefused)
     backUp();
     makeMarker();
     fs::resize_file(target_ + "/BackupFiles.list", fs::file_size(target_ + "/BackupFiles.list") - 1);
-    const auto before = contentsOf(target_);
+    const auto before = filesUnder(target_);
     expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
     expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);
-    EXPECT_EQ(contentsOf(target_), before);
+    EXPECT_EQ(filesUnder(target_), before);
 }
 
 TEST_F(HotBackup, AnUnfinishedListThatCannotBeReadLetsNothingBeReplaced)
@@ -104,9 +104,9 @@ TEST_F(HotBackup, AnUnfinishedListThatCannotBeReadLetsNothingBeReplaced)
             fs::create_directories(fs::path(other + '/' + name).parent_path());
             fs::copy_file(env_.file(name.ends_with(".db") ? "t.db" : "log.0000000001"), other + '/' + name);
             std::ofstream(other + "/BackupFiles.list.tmp") << list;
-            const auto before = contentsOf(other);
+            const auto before = filesUnder(other);
             expectRefused(other, BackupFull, "Dbenv backup failed rc 39");
-            EXPECT_EQ(contentsOf(other), before);
+            EXPECT_EQ(filesUnder(other), before);
             fs::remove_all(other);
         }
     }
@@ -125,10 +125,10 @@ TEST_F(HotBackup, AFileOfSomebodyElseIsNotTakenForThatOfTheCopy)
     for (const char* list : {"BackupFiles.list", "BackupFiles.list.tmp"}) {
         SCOPED_TRACE(list);
         fs::rename(target_ + "/BackupFiles.list", target_ + '/' + list);
-        const auto before = contentsOf(target_);
+        const auto before = filesUnder(target_);
         for (int attempt = 0; attempt < 3; ++attempt) {
             expectRefused(target_, BackupFull, "Dbenv backup failed rc 39");
-            EXPECT_EQ(contentsOf(target_), before);
+            EXPECT_EQ(filesUnder(target_), before);
         }
     }
 }

@@ -77,7 +77,7 @@ private:
 };
 
 /** The files below a directory, by their relative names, with their bytes. */
-inline std::map<std::string, std::string> contentsOf(const std::string& directory)
+inline std::map<std::string, std::string> filesUnder(const std::string& directory)
 {
     std::map<std::string, std::string> contents;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
@@ -90,7 +90,7 @@ inline std::map<std::string, std::string> contentsOf(const std::string& director
 inline std::vector<std::string> filesIn(const std::string& directory)
 {
     std::vector<std::string> names;
-    for (const auto& [name, bytes] : contentsOf(directory))
+    for (const auto& [name, bytes] : filesUnder(directory))
         names.push_back(name);
     return names;
 }

@@ -5,7 +5,8 @@
 #include "protocol/bodies.h"
 #include "protocol/operations.h"
 #include "json/canonicaltext.h"
-#include "json/jsonadapter.h"
+#include "json/jsonreader.h"
+#include "json/jsonwriter.h"
 
 #include <algorithm>
 

@@ -1,8 +1,7 @@
 #include "http/apierror.h"
 
 #include "json/jsontext.h"
-
-using namespace Qt::StringLiterals;
+#include "json/jsonwriter.h"
 
 namespace Http {
 
@@ -15,9 +14,9 @@ QByteArray errorBody(const QByteArray& type, const QByteArray& message)
 {
     Json::TextWriter body;
     body.beginObject();
-    body.name("__type"_L1);
+    body.nameText(Json::serialize(Envelopes::typeName()));
     body.putLatin1(fullErrorType(type));
-    body.name("message"_L1);
+    body.nameText(Json::serialize(Envelopes::messageName()));
     body.putLatin1(message);
     body.endObject();
     return body.take();

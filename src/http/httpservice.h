@@ -13,7 +13,7 @@ enum class Fault {
     NotHttp,      // its head cannot be parsed
     LineTooLong,  // the request line
     BadLength,    // its headers do not give a valid length of the body
-    BodyTooLarge, //
+    BodyTooLarge, // larger than the limit
     BodyBroken,   // the body ended early, stalled, or does not match its headers
     NoMemory,     // for the body
 };

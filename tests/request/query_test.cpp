@@ -87,24 +87,10 @@ TEST_F(QueryTest, StartKeyStandsInForTheHashKey)
 
 TEST_F(QueryTest, StartKeyFailures)
 {
-    struct Case {
-        QVariant start;
-        std::string line;
-    };
-    const QVariantMap hash{{"HashKeyElement", textValue("q")}};
-    const Case cases[] = {
-        {QVariantMap(), "hash key missing"},
-        {QVariant(), "hash key missing"},
-        {"q", "hash key missing"},
-        {bareKey("q", "a"), "wrong hash-key"},
-        {hash, "range key missing"},
-        {merged(hash, {{"RangeKeyElement", "a"}}), "wrong range-key"},
-        {merged(hash, {{"RangeKeyElement", numberValue("5")}}), "wrong range-key"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(Json::serialize(c.start).toStdString());
+    for (const MalformedKey& c : malformedKeys()) {
+        SCOPED_TRACE(Json::serialize(c.key).toStdString());
         // A hash key value beside it does not help.
-        EXPECT_EQ(queryQ({{"ExclusiveStartKey", c.start}}), internalErrorReply());
+        EXPECT_EQ(queryQ({{"ExclusiveStartKey", c.key}}), internalErrorReply());
         EXPECT_EQ(takeComplaints(), complaints(c.line));
     }
     EXPECT_EQ(query({{"ExclusiveStartKey", itemKey("q", QChar(0x20ac))}}), invalidRequestReply());

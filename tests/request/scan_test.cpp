@@ -227,33 +227,11 @@ TEST_F(ScanTest, KeysShowTheirTextUpToAZeroByte)
 
 TEST_F(ScanTest, StartKeyFailures)
 {
-    struct Case {
-        QVariant start;
-        std::string line;
-    };
-    const QVariantMap hash{{"HashKeyElement", textValue("h")}};
-    const Case cases[] = {
-        {QVariantMap(), "hash key missing"},
-        {QVariant(), "hash key missing"},
-        {"h", "hash key missing"},
-        {5, "hash key missing"},
-        {QVariantList{hash}, "hash key missing"},
-        {QVariantMap{{"RangeKeyElement", textValue("r")}}, "hash key missing"},
-        {QVariantMap{{"HashKeyElement", "h"}, {"RangeKeyElement", textValue("r")}}, "wrong hash-key"},
-        {QVariantMap{{"HashKeyElement", numberValue("5")}, {"RangeKeyElement", textValue("r")}}, "wrong hash-key"},
-        {QVariantMap{{"HashKeyElement", QVariant()}}, "wrong hash-key"},
-        {QVariantMap{{"HashKeyElement", QVariantMap{{"s", "h"}}}}, "wrong hash-key"},
-        {hash, "range key missing"},
-        {merged(hash, {{"rangekeyelement", textValue("r")}}), "range key missing"},
-        {merged(hash, {{"RangeKeyElement", "r"}}), "wrong range-key"},
-        {merged(hash, {{"RangeKeyElement", numberValue("5")}}), "wrong range-key"},
-        {merged(hash, {{"RangeKeyElement", QVariantMap()}}), "wrong range-key"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(Json::serialize(c.start).toStdString());
-        EXPECT_EQ(scan({{"ExclusiveStartKey", c.start}}), internalErrorReply());
+    for (const MalformedKey& c : malformedKeys()) {
+        SCOPED_TRACE(Json::serialize(c.key).toStdString());
+        EXPECT_EQ(scan({{"ExclusiveStartKey", c.key}}), internalErrorReply());
         EXPECT_EQ(takeComplaints(), complaints(c.line));
-        EXPECT_EQ(scan({{"ExclusiveStartKey", c.start}, {"Count", true}}), internalErrorReply());
+        EXPECT_EQ(scan({{"ExclusiveStartKey", c.key}, {"Count", true}}), internalErrorReply());
         EXPECT_EQ(takeComplaints(), complaints(c.line));
     }
     for (const QVariantMap& start : {itemKey(QChar(0x394), "r"), itemKey("h", QChar(0x100))}) {

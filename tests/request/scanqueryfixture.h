@@ -54,6 +54,34 @@ inline QVariantMap bareKey(const QString& hash, const QString& range)
     return {{"HashKeyElement", hash}, {"RangeKeyElement", range}};
 }
 
+/** A "Key" or "ExclusiveStartKey" that is refused, with the text of the line that says why. */
+struct MalformedKey {
+    QVariant key;
+    std::string line;
+};
+
+inline std::vector<MalformedKey> malformedKeys()
+{
+    const QVariantMap hash{{"HashKeyElement", textValue("h")}};
+    return {
+        {QVariantMap(), "hash key missing"},
+        {QVariant(), "hash key missing"},
+        {"h", "hash key missing"},
+        {5, "hash key missing"},
+        {QVariantList{hash}, "hash key missing"},
+        {QVariantMap{{"RangeKeyElement", textValue("r")}}, "hash key missing"},
+        {QVariantMap{{"HashKeyElement", "h"}, {"RangeKeyElement", textValue("r")}}, "wrong hash-key"},
+        {QVariantMap{{"HashKeyElement", numberValue("5")}, {"RangeKeyElement", textValue("r")}}, "wrong hash-key"},
+        {QVariantMap{{"HashKeyElement", QVariant()}}, "wrong hash-key"},
+        {QVariantMap{{"HashKeyElement", QVariantMap{{"s", "h"}}}}, "wrong hash-key"},
+        {hash, "range key missing"},
+        {merged(hash, {{"rangekeyelement", textValue("r")}}), "range key missing"},
+        {merged(hash, {{"RangeKeyElement", "r"}}), "wrong range-key"},
+        {merged(hash, {{"RangeKeyElement", numberValue("5")}}), "wrong range-key"},
+        {merged(hash, {{"RangeKeyElement", QVariantMap()}}), "wrong range-key"},
+    };
+}
+
 /** The "ExclusiveStartKey" that goes on behind a "LastEvaluatedKey". */
 inline QVariantMap startBehind(const QVariant& lastEvaluatedKey)
 {

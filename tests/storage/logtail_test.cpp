@@ -12,28 +12,13 @@
 #include <filesystem>
 #include <string>
 
-namespace {
-
-void put(TempEnv& env, int number, std::size_t bytes)
-{
-    std::string value(bytes, 'x');
-    BDBTxn txn;
-    ASSERT_EQ(txn.begin(env.get(), 0), 0);
-    Dbt key(&number, sizeof number);
-    Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
-    ASSERT_EQ(env.index("t.db")->put(&txn, &key, &data, 0), 0);
-    ASSERT_EQ(txn.commit(DB_TXN_NOSYNC), 0);
-}
-
-} // namespace
-
 TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
 {
     TempEnv env;
     LogPosition first;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &first), 0);
     EXPECT_EQ(first.file, 1U);
-    put(env, 1, 400); // small enough for one page, so that it stands in the log in one piece
+    env.put("t.db", 1, 400); // small enough for one page, so that it stands in the log in one piece
     LogPosition second;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &second), 0);
     EXPECT_EQ(second.file, 1U);
@@ -45,10 +30,10 @@ TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
 TEST(CopyLogRange, CopiesExactlyTheBytesBetweenThePositions)
 {
     TempEnv env;
-    put(env, 1, 5000);
+    env.put("t.db", 1, 5000);
     LogPosition from;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
-    put(env, 2, 7000);
+    env.put("t.db", 2, 7000);
     LogPosition to;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     const TempDir target;
@@ -66,7 +51,7 @@ TEST(CopyLogRange, GoesAcrossLogFiles)
     LogPosition from;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &from), 0);
     for (int i = 0; !std::filesystem::exists(env.file("log.0000000003")); ++i)
-        put(env, i, 1'000'000);
+        env.put("t.db", i, 1'000'000);
     LogPosition to;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     ASSERT_EQ(to.file, 3U);
@@ -81,7 +66,7 @@ TEST(CopyLogRange, GoesAcrossLogFiles)
 TEST(CopyLogRange, AMissingTargetIsAnError)
 {
     TempEnv env;
-    put(env, 1, 100);
+    env.put("t.db", 1, 100);
     LogPosition to;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &to), 0);
     EXPECT_EQ(LogTail::copyRange(env.get(), QByteArray::fromStdString(env.file("none")), LogPosition{1, 0}, to),
@@ -98,7 +83,7 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
 
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
-        put(env, i, 1'000'000);
+        env.put("t.db", i, 1'000'000);
         ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
     ASSERT_EQ(LogTail::firstFile(env.get(), &first), 0);
@@ -117,7 +102,7 @@ TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
     TempEnv env;
     LogPosition position;
     for (int i = 0; position.file < 3; ++i) {
-        put(env, i, 1'000'000);
+        env.put("t.db", i, 1'000'000);
         ASSERT_EQ(LogTail::flushedPosition(env.get(), &position), 0);
     }
     ASSERT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);

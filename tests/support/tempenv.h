@@ -4,6 +4,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbobjtable.h"
+#include "storage/bdbtxn.h"
 #include "storage/openindex.h"
 #include "support/tempdir.h"
 
@@ -40,6 +41,18 @@ public:
         const QString key = QString::fromUtf8("db::" + file + ":" + subDb);
         EXPECT_EQ(Registry::openIndex(&table_, key, file, subDb, &opened), 0) << file.toStdString();
         return opened;
+    }
+
+    /** Writes a record of so many bytes under the key `number`, in a transaction of its own. */
+    void put(const QByteArray& file, int number, std::size_t bytes)
+    {
+        std::string value(bytes, 'x');
+        BDBTxn txn;
+        ASSERT_EQ(txn.begin(get(), 0), 0);
+        Dbt key(&number, sizeof number);
+        Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
+        ASSERT_EQ(index(file)->put(&txn, &key, &data, 0), 0);
+        ASSERT_EQ(txn.commit(DB_TXN_NOSYNC), 0);
     }
 
     void close()

@@ -163,22 +163,27 @@ protected:
     static QVariantMap accepted() { return okReply(onlyActive()); }
     static QVariantMap refused() { return conditionFailedReply(onlyActive()); }
 
+    /** The state of the backup of the table's environment: "copying", "shipping", "stopping" or "none". */
+    QVariant backupState()
+    {
+        const QVariantMap reply = request("Quorva_1.DescribeBackup", {{"TableName", tableName()}});
+        return reply.value("Backup").toMap().value("State");
+    }
+
     /** A full backup that goes well and then ships on. */
     void backUpTo(const std::string& target)
     {
         makeMarker(target);
         EXPECT_EQ(act("DbBackup", target), accepted());
         EXPECT_TRUE(waitUntilComplete(target)) << server_.logText();
+        EXPECT_TRUE(waitUntil([&] { return backupState() != "copying"; })); // until then another one is refused
     }
 
     /** Ends the shipping that follows a copy. Until then the server may hold the backup's directory for a moment. */
     void stopBackup()
     {
         EXPECT_EQ(act("StopDbBackup", true), accepted());
-        EXPECT_TRUE(waitUntil([&] {
-            const QVariantMap reply = request("Quorva_1.DescribeBackup", {{"TableName", tableName()}});
-            return reply.value("Backup").toMap().value("State") == "none";
-        }));
+        EXPECT_TRUE(waitUntil([&] { return backupState() == "none"; }));
     }
 
     /** The lines about backups since the last call. */

@@ -35,14 +35,43 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
         return -1;
     }
+    return runRequest();
+}
+
+int BDBReqHandler::handleIfShort()
+{
+    if (!readComplete_)
+        return handle();
+    if (!Requests::mayBeShort(*request_))
+        return TakesLong;
+    request_->table.onlyFind();
+    return runRequest();
+}
+
+int BDBReqHandler::runRequest()
+{
     if (!parseBody()) {
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
     Requests::dispatch(*request_);
+    if (request_->status == StatusTakesLong) {
+        restoreRequest();
+        return TakesLong;
+    }
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;
+}
+
+/** Makes the request anew from what was received. */
+void BDBReqHandler::restoreRequest()
+{
+    const QByteArray operation = std::move(request_->operation);
+    QByteArray body = std::move(request_->body);
+    makeRequest();
+    request_->operation = operation;
+    request_->body = std::move(body);
 }
 
 bool BDBReqHandler::parseBody()

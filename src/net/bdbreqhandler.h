@@ -22,7 +22,8 @@ struct TransferBuffer {
  * that deletes the handler closes it.
  *
  * Threads: used by one thread at a time, therefore without a lock. The worker that took a receive event owns it until
- * it rearms the socket or hands the handler to the database pool; a pool thread owns it until it arms the socket.
+ * it arms the socket, before or after it has run the request, or hands the handler to the database pool; a pool thread
+ * owns it until it arms the socket.
  */
 class BDBReqHandler {
 public:
@@ -40,6 +41,13 @@ public:
      * without one: the body is not JSON, the request is incomplete, or the reply is too long for its length prefix.
      */
     [[nodiscard]] virtual int handle();
+
+    /**
+     * The same on a thread that must not do what takes long, such as opening a database. TakesLong when the request
+     * needs that: the handler is then as if it had not been called, and handle() does it on a thread that may.
+     */
+    [[nodiscard]] virtual int handleIfShort();
+    static constexpr int TakesLong = 1;
 
     /** Takes the next piece of a request. -1 when its header is malformed. */
     [[nodiscard]] virtual int appendData(const char* data, unsigned len);
@@ -75,6 +83,8 @@ private:
     void makeRequest();
     void appendBody(const char* data, unsigned len);
     bool parseBody();
+    int runRequest();
+    void restoreRequest();
     void releaseRequest();
 
     const int envTableCapacity_;

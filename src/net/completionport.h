@@ -38,6 +38,13 @@ public:
     /** Waits for an event without limit and returns its key; null once the port is stopped. */
     void* next();
 
+    /**
+     * True while at least one thread waits in next(), or has been given an event and is about to return. Of threads
+     * that block only after they have seen true here, one always stays with the port: the one that looked last would
+     * have had to see another that waits.
+     */
+    bool isAttended() const { return waiting_ > 0; }
+
     /** Ends all current and future waits in next(). */
     void stop();
 
@@ -45,8 +52,9 @@ private:
     int control(int operation, int socket, void* key, std::uint32_t events);
 
     QMutex creationMutex_;
-    std::atomic<int> epoll_{-1}; // set once, under creationMutex_
-    int stopEvent_ = -1;         // an eventfd in the epoll set, with the null key; set before epoll_
+    std::atomic<int> epoll_{-1};  // set once, under creationMutex_
+    int stopEvent_ = -1;          // an eventfd in the epoll set, with the null key; set before epoll_
+    std::atomic<int> waiting_{0}; // threads in next()
 };
 
 #endif

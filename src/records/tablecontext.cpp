@@ -15,9 +15,13 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
     // First, as the lookup may wait for this very environment to be closed, which waits for its last user.
     leave();
     EnvironmentUse found;
-    if (const int rc =
-            Registry::openEnv(registry_, environmentKey(directory), &found, environmentCapacity_, create, directory))
+    const QString key = environmentKey(directory);
+    if (onlyFinds_) {
+        if (!Registry::findEnv(registry_, key, &found))
+            return StatusTakesLong;
+    } else if (const int rc = Registry::openEnv(registry_, key, &found, environmentCapacity_, create, directory)) {
         return rc;
+    }
     environment_ = std::move(found);
     directory_ = directory;
     connection_->setEnv(env());
@@ -35,6 +39,8 @@ int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBInd
 {
     const QByteArray file = Records::filePart(name);
     const QString key = QString::fromUtf8("db::" + file + ":" + subDatabase);
+    if (onlyFinds_)
+        return Registry::findIndex(connection_, key, db) ? StatusSuccess : StatusTakesLong;
     return Registry::openIndex(connection_, key, file, subDatabase, db);
 }
 

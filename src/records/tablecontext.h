@@ -33,6 +33,13 @@ public:
     {}
 
     /**
+     * From here on the context only finds what is open already: opening takes long after a crash, and waits for other
+     * requests. What is not open is StatusTakesLong, without a log line.
+     */
+    void onlyFind() { onlyFinds_ = true; }
+    bool onlyFinds() const { return onlyFinds_; }
+
+    /**
      * Finds the environment of `tableName` or, with `create`, opens it. It becomes the current one, in which databases
      * are opened and transactions begin, and stays alive until leave(). 0, or the registry's code. The same directory
      * yields the environment found first; another one releases the previous environment, whatever the result.
@@ -70,6 +77,7 @@ private:
     BDBObjTable* const registry_;
     BDBObjTable* const connection_;
     const int environmentCapacity_;
+    bool onlyFinds_ = false;
 
     QByteArray directory_; // of the current environment, as the request spelled it
     EnvironmentUse environment_;

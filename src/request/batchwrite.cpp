@@ -103,6 +103,8 @@ int planTable(TableContext& table, const QByteArray& tableName, const QVariantLi
 {
     QVariantMap description;
     if (const int rc = Records::loadSchema(table, tableName, &description, false)) {
+        if (rc == StatusTakesLong)
+            return rc;
         plan->report = [tableName] {
             LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
         };
@@ -172,6 +174,8 @@ public:
         if (!plan_) {
             plan_.emplace();
             plan_->failure = planBatch(context_, tables_, environmentDirectory(lastTable_), &*plan_);
+            if (plan_->failure == StatusTakesLong)
+                return plan_->failure;
         }
         int rc = writePlanned(&txn);
         if (rc == 0)

@@ -16,25 +16,46 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+enum Duration {
+    Short, // a few records of databases that are open, unless the operation itself returns StatusTakesLong
+    Long   // opens, closes, flushes or copies an environment, measures its directory, or walks all partitions
+};
+
 struct Handler {
     Operations::Operation operation;
     int (*run)(BDBRequest&);
+    Duration duration;
 };
 
 constexpr Handler Handlers[] = {
-    {Operations::Query, Requests::queryTable},
-    {Operations::GetItem, Requests::getItem},
-    {Operations::PutItem, Requests::putItem},
-    {Operations::UpdateItem, Requests::updateItem},
-    {Operations::DescribeTable, Requests::describeTable},
-    {Operations::UpdateTable, Requests::updateTable},
-    {Operations::DeleteItem, Requests::deleteItem},
-    {Operations::BatchWriteItem, Requests::batchWriteItem},
-    {Operations::CreateTable, Requests::createTable},
-    {Operations::DeleteTable, Requests::deleteTable},
-    {Operations::Scan, Requests::scanTable},
-    {Operations::DescribeBackup, Requests::describeBackup},
+    {Operations::Query, Requests::queryTable, Short},
+    {Operations::GetItem, Requests::getItem, Short},
+    {Operations::PutItem, Requests::putItem, Short},
+    {Operations::UpdateItem, Requests::updateItem, Short},
+    {Operations::DescribeTable, Requests::describeTable, Long},
+    {Operations::UpdateTable, Requests::updateTable, Long},
+    {Operations::DeleteItem, Requests::deleteItem, Short},
+    {Operations::BatchWriteItem, Requests::batchWriteItem, Short},
+    {Operations::CreateTable, Requests::createTable, Long},
+    {Operations::DeleteTable, Requests::deleteTable, Long},
+    {Operations::Scan, Requests::scanTable, Long},
+    {Operations::DescribeBackup, Requests::describeBackup, Short},
 };
+
+// Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.
+constexpr qsizetype ShortBody = 32 * 1024;
+
+/** Null for an unknown name. */
+const Handler* findHandler(const BDBRequest& request)
+{
+    // Kept: names are compared up to their first zero byte; anything after it is ignored.
+    const std::string_view name = request.operation.constData();
+    for (const Handler& handler : Handlers) {
+        if (handler.operation.isNamed(name))
+            return &handler;
+    }
+    return nullptr;
+}
 
 } // namespace
 
@@ -45,16 +66,19 @@ QByteArray BDBRequest::tableName() const
 
 void Requests::dispatch(BDBRequest& request)
 {
-    // Kept: names are compared up to their first zero byte; anything after it is ignored.
-    const std::string_view name = request.operation.constData();
-    for (const Handler& handler : Handlers) {
-        if (handler.operation.isNamed(name)) {
-            // A client that is slow to read its reply must not keep the environment from being deleted.
-            const auto leave = qScopeGuard([&] { request.table.leave(); });
-            request.status = handler.run(request);
-            return;
-        }
+    const Handler* const handler = findHandler(request);
+    if (handler == nullptr) {
+        LOG_ERROR("bdbrequest", 120) << "Unknown request opcode is " << request.operation;
+        request.status = StatusInternalError;
+        return;
     }
-    LOG_ERROR("bdbrequest", 120) << "Unknown request opcode is " << request.operation;
-    request.status = StatusInternalError;
+    // A client that is slow to read its reply must not keep the environment from being deleted.
+    const auto leave = qScopeGuard([&] { request.table.leave(); });
+    request.status = handler->run(request);
+}
+
+bool Requests::mayBeShort(const BDBRequest& request)
+{
+    const Handler* const handler = findHandler(request);
+    return request.body.size() <= ShortBody && (handler == nullptr || handler->duration == Short);
 }

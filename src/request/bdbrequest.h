@@ -33,10 +33,17 @@ struct BDBRequest {
 namespace Requests {
 
 /**
- * Runs the operation that the request names, on the calling (database pool) thread. Sets the request's status; the
- * operation fills its reply map. An unknown name is one ERROR line and status 2.
+ * Runs the operation that the request names, on the calling thread. Sets the request's status; the operation fills its
+ * reply map. An unknown name is one ERROR line and status 2. Where the request's table only finds what is open, a
+ * request that takes long has StatusTakesLong, and must be made anew to be run again.
  */
 void dispatch(BDBRequest& request);
+
+/**
+ * False when the request is certain to take long, by its operation or by the size of its body, which need not be parsed
+ * yet. A thread that others wait for tries no such request.
+ */
+bool mayBeShort(const BDBRequest& request);
 
 } // namespace Requests
 

@@ -1,11 +1,13 @@
 #include "request/itemops.h"
 
+#include "format/tablename.h"
 #include "log/log.h"
 #include "protocol/bodies.h"
 #include "records/itemformatter.h"
 #include "records/itemplace.h"
 #include "records/lists.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "records/schema.h"
 #include "request/bdbrequest.h"
 #include "request/requestkeys.h"
@@ -56,6 +58,14 @@ template <typename T> T* pointerTo(std::optional<T>& value)
 bool wantsOldItem(const BDBRequest& request)
 {
     return request.parsedBody.value(u"ReturnValues"_s).toString() == Bodies::ReturnAllOld;
+}
+
+/** False when the names of the keys would take long to read, which is too late to learn once the item is updated. */
+bool canAddBareKeys(BDBRequest& request)
+{
+    BDBIndex* db = nullptr;
+    return !request.table.onlyFinds() ||
+           request.table.dbOpen(request.tableName(), TableNames::MetaSubDatabase, &db) == StatusSuccess;
 }
 
 /**
@@ -155,6 +165,10 @@ int Requests::updateItem(BDBRequest& request)
     if (request.parsedBody.contains(u"ReturnValues"_s))
         returnValues = request.parsedBody.value(u"ReturnValues"_s).toString().toUtf8();
 
+    const bool returnsItem = returnValues == Bodies::ReturnAllNew || returnValues == Bodies::ReturnAllOld;
+    if (returnsItem && !canAddBareKeys(request))
+        return StatusTakesLong;
+
     QVariantMap attributes;
     const int rc = retryItem("updateItem", place, [&] {
         return Records::updateDb(request.table.env(), place.db, place.key, updates, pointerTo(expected),
@@ -162,7 +176,7 @@ int Requests::updateItem(BDBRequest& request)
     });
     if (!returnValues || attributes.isEmpty())
         return rc;
-    if (*returnValues == Bodies::ReturnAllNew || *returnValues == Bodies::ReturnAllOld)
+    if (returnsItem)
         addBareKeys(request, place, &attributes);
     request.reply.insert(u"Attributes"_s, attributes);
     return rc;

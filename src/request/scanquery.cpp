@@ -1,6 +1,7 @@
 #include "request/scanquery.h"
 
 #include "log/log.h"
+#include "protocol/limits.h"
 #include "records/encoding.h"
 #include "records/walks.h"
 #include "request/bdbrequest.h"
@@ -101,6 +102,8 @@ int Requests::queryTable(BDBRequest& request)
         request.reply.insert(u"Attributes"_s, QVariantMap());
         return StatusSuccess;
     }
+    if (table.onlyFinds() && query.page.limit > Limits::PageItems)
+        return StatusTakesLong;
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, query.page, false, &names))
         return rc;

@@ -22,6 +22,17 @@ BDBEnv* environmentAt(const BDBObjTable* registry, int descriptor)
     return static_cast<BDBEnv*>(registry->getObject(descriptor, BDBEnvType));
 }
 
+/** findEnv() for a caller that holds the mutex. */
+bool findRegistered(BDBObjTable* registry, const QString& key, EnvironmentUse* env)
+{
+    const auto [descriptor, access] = EnvironmentNames::find(registry, key);
+    if (descriptor < 1)
+        return false;
+    BDBEnv* found = environmentAt(registry, descriptor);
+    *env = EnvironmentUse(found, found->uses(), access);
+    return true;
+}
+
 void logFailedOpening(const QByteArray& home, const QString& key, int rc)
 {
     LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
@@ -72,11 +83,8 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
 {
     QMutexLocker locker(&registry->mutex());
     for (;;) {
-        if (const auto [descriptor, access] = EnvironmentNames::find(registry, key); descriptor >= 1) {
-            BDBEnv* found = environmentAt(registry, descriptor);
-            *env = EnvironmentUse(found, found->uses(), access);
+        if (findRegistered(registry, key, env))
             return 0;
-        }
         const QString canonical = canonicalEnvironmentKey(key);
         const bool closing = create != 0 && closingEnvironments().contains(canonical);
         std::shared_ptr<const OpeningEnvironments::Opening> opening;
@@ -101,6 +109,12 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
         }
         locker.relock();
     }
+}
+
+bool Registry::findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env)
+{
+    const QMutexLocker locker(&registry->mutex());
+    return findRegistered(registry, key, env);
 }
 
 int Registry::registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)

@@ -2,6 +2,7 @@
 
 #include "netsupport.h"
 #include "support/systemcallfilter.h"
+#include "support/waituntil.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <latch>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 using testing::ElementsAre;
@@ -89,6 +91,106 @@ TEST(DBThreadPool, GrowsToItsMaximumAndNoFurther)
     go.count_down();
     pool.waitForDone();
     EXPECT_EQ(most, 3);
+}
+
+TEST(DBThreadPool, WhoEntersCountsAgainstTheMaximum)
+{
+    DBThreadPool pool;
+    pool.configure(2, 1min);
+    EXPECT_TRUE(pool.tryEnter());
+    EXPECT_TRUE(pool.tryEnter());
+    EXPECT_FALSE(pool.tryEnter());
+    pool.leave();
+    EXPECT_TRUE(pool.tryEnter());
+    pool.leave();
+    pool.leave();
+
+    std::latch runs(1);
+    std::latch go(1);
+    ASSERT_TRUE(start(pool, [&] {
+        runs.count_down();
+        go.wait();
+    }));
+    runs.wait();
+    EXPECT_TRUE(pool.tryEnter());
+    EXPECT_FALSE(pool.tryEnter());
+    pool.leave();
+    go.count_down();
+    pool.waitForDone();
+    EXPECT_TRUE(pool.tryEnter());
+    EXPECT_TRUE(pool.tryEnter()); // a task that has run gives its place back
+    pool.leave();
+    pool.leave();
+}
+
+TEST(DBThreadPool, ATaskWaitsForThoseWhoHaveEntered)
+{
+    ASSERT_TRUE(onlyThisThreadIsLeft());
+    DBThreadPool pool;
+    pool.configure(2, 1min);
+    ASSERT_TRUE(pool.tryEnter());
+    ASSERT_TRUE(pool.tryEnter());
+    std::atomic<int> inside{2};
+    std::atomic<int> most{0};
+    std::atomic<int> ran{0};
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_TRUE(start(pool, [&] {
+            const int here = ++inside;
+            int seen = most;
+            while (seen < here && !most.compare_exchange_weak(seen, here)) {
+            }
+            std::this_thread::yield();
+            --inside;
+            ++ran;
+        }));
+    }
+    EXPECT_GE(threadCount(), initialThreadCount() + 1); // there is a thread that waits with them
+    EXPECT_FALSE(pool.tryEnter());
+    --inside;
+    pool.leave();
+    EXPECT_TRUE(waitUntil([&] { return ran == 5; }));
+    --inside;
+    pool.leave();
+    pool.waitForDone();
+    EXPECT_EQ(ran, 5);
+    EXPECT_LE(most, 2);
+}
+
+TEST(DBThreadPool, NobodyEntersAheadOfAQueuedTask)
+{
+    DBThreadPool pool;
+    pool.configure(1, 1min);
+    std::latch go(1);
+    ASSERT_TRUE(pool.tryEnter());
+    ASSERT_TRUE(start(pool, [&] { go.wait(); }));
+    pool.leave();
+    EXPECT_FALSE(pool.tryEnter()); // it is queued, or runs
+    go.count_down();
+    pool.waitForDone();
+    EXPECT_TRUE(pool.tryEnter());
+    pool.leave();
+}
+
+TEST(DBThreadPool, EndsAllThreadsThatWaitedForTheLastTask)
+{
+    DBThreadPool pool;
+    pool.configure(3, 1min);
+    std::latch together(3);
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(start(pool, [&] { together.arrive_and_wait(); }));
+    together.wait();
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(waitUntil([&] { return pool.tryEnter(); }));
+    std::atomic<int> ran{0};
+    ASSERT_TRUE(start(pool, [&] { ++ran; }));
+    std::thread leaves([&] {
+        for (int i = 0; i < 3; ++i)
+            pool.leave();
+    });
+    pool.waitForDone();
+    leaves.join();
+    EXPECT_EQ(ran, 1);
+    EXPECT_TRUE(onlyThisThreadIsLeft());
 }
 
 TEST(DBThreadPool, IdleThreadsEndAndNewOnesTakeTheirPlace)

@@ -72,6 +72,42 @@ TEST(EnvLookup, GivesARequestAgainWhatItFoundBefore)
     EXPECT_EQ(tables.env(), found);
 }
 
+TEST(OnlyFind, WhatIsNotOpenTakesLong)
+{
+    TableEnv tables;
+    const TempDir closed;
+    const LogCapture log;
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    context.onlyFind();
+    for (const int create : {0, 1})
+        EXPECT_EQ(context.envLookup(closed.bytes() + "|t", create), StatusTakesLong);
+    EXPECT_EQ(context.openTable(closed.bytes() + "|t"), StatusTakesLong);
+    EXPECT_EQ(context.env(), nullptr);
+    EXPECT_TRUE(std::filesystem::is_empty(closed.path()));
+
+    ASSERT_EQ(context.openTable(tables.tableName()), StatusSuccess);
+    BDBIndex* db = nullptr;
+    EXPECT_EQ(context.openPartition(tables.tableName(), 0, &db), StatusTakesLong);
+    EXPECT_EQ(db, nullptr);
+    EXPECT_EQ(recordLines(log), Lines());
+}
+
+TEST(OnlyFind, FindsWhatIsOpen)
+{
+    TableEnv tables;
+    BDBIndex* opened = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 0, &opened), StatusSuccess);
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    context.onlyFind();
+    ASSERT_EQ(context.openTable(tables.tableName()), StatusSuccess);
+    EXPECT_EQ(context.env(), tables.env());
+    BDBIndex* found = nullptr;
+    EXPECT_EQ(context.openPartition(tables.tableName(), 0, &found), StatusSuccess);
+    EXPECT_EQ(found, opened);
+}
+
 TEST(EnvLookup, AnotherDirectoryReplacesTheCurrentEnvironment)
 {
     TableEnv tables;

@@ -1,6 +1,8 @@
 #include "net/dbthreadpool.h"
 
 #include "netsupport.h"
+#include "support/blockedcall.h"
+#include "support/deadline.h"
 #include "support/systemcallfilter.h"
 #include "support/waituntil.h"
 
@@ -13,6 +15,8 @@
 #include <mutex>
 #include <thread>
 #include <vector>
+
+#include <sys/syscall.h>
 
 using testing::ElementsAre;
 using namespace std::chrono_literals;
@@ -144,7 +148,7 @@ TEST(DBThreadPool, ATaskWaitsForThoseWhoHaveEntered)
             ++ran;
         }));
     }
-    EXPECT_GE(threadCount(), initialThreadCount() + 1); // there is a thread that waits with them
+    EXPECT_TRUE(waitUntil([] { return threadsIn(SYS_futex) > 0; })); // a thread of the pool waits with them
     EXPECT_FALSE(pool.tryEnter());
     --inside;
     pool.leave();
@@ -164,7 +168,10 @@ TEST(DBThreadPool, NobodyEntersAheadOfAQueuedTask)
     ASSERT_TRUE(pool.tryEnter());
     ASSERT_TRUE(start(pool, [&] { go.wait(); }));
     pool.leave();
-    EXPECT_FALSE(pool.tryEnter()); // it is queued, or runs
+    const bool entered = pool.tryEnter(); // it is queued, or runs
+    if (entered)
+        pool.leave();
+    EXPECT_FALSE(entered);
     go.count_down();
     pool.waitForDone();
     EXPECT_TRUE(pool.tryEnter());
@@ -173,8 +180,9 @@ TEST(DBThreadPool, NobodyEntersAheadOfAQueuedTask)
 
 TEST(DBThreadPool, EndsAllThreadsThatWaitedForTheLastTask)
 {
+    const Deadline deadline(1min);
     DBThreadPool pool;
-    pool.configure(3, 1min);
+    pool.configure(3, 1h);
     std::latch together(3);
     for (int i = 0; i < 3; ++i)
         ASSERT_TRUE(start(pool, [&] { together.arrive_and_wait(); }));
@@ -183,14 +191,15 @@ TEST(DBThreadPool, EndsAllThreadsThatWaitedForTheLastTask)
         ASSERT_TRUE(waitUntil([&] { return pool.tryEnter(); }));
     std::atomic<int> ran{0};
     ASSERT_TRUE(start(pool, [&] { ++ran; }));
-    std::thread leaves([&] {
-        for (int i = 0; i < 3; ++i)
-            pool.leave();
+    BlockedCall done([&] {
+        pool.waitForDone();
+        return ran.load();
     });
-    pool.waitForDone();
-    leaves.join();
-    EXPECT_EQ(ran, 1);
-    EXPECT_TRUE(onlyThisThreadIsLeft());
+    EXPECT_TRUE(done.blocksIn(pool));
+    EXPECT_TRUE(waitUntil([] { return threadsIn(SYS_futex) == 5; }));
+    for (int i = 0; i < 3; ++i)
+        pool.leave();
+    EXPECT_EQ(done.get(), 1);
 }
 
 TEST(DBThreadPool, IdleThreadsEndAndNewOnesTakeTheirPlace)

@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <list>
 #include <string>
 
@@ -24,17 +23,6 @@
 namespace {
 
 using testing::IsEmpty;
-
-/** How many threads of this process sleep in the system call with this number. */
-int threadsIn(long call)
-{
-    int count = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        long number = -1;
-        count += std::ifstream(task.path() / "syscall") >> number && number == call ? 1 : 0;
-    }
-    return count;
-}
 
 /** A transaction that holds the write lock on a record's page until this object ends. */
 class HeldPage {

@@ -11,6 +11,10 @@
  * the socket, so a connection belongs to one thread until that thread rearms it. After that, another thread may already
  * own the connection.
  *
+ * Arming costs a system call of 0.2 microseconds for each request. Edge-triggered sockets need none, but deliver an
+ * event whenever bytes come, also while a thread owns the connection, and to a thread that may look at a handler that
+ * the owner has deleted. An attempt to receive before arming finds nothing from a client that waits for its reply.
+ *
  * Threads: any, except for the destructor.
  */
 class CompletionPort {

@@ -64,13 +64,13 @@ int BDBReqHandler::runRequest()
     return reply_.isEmpty() ? -1 : 0;
 }
 
-/** Makes the request anew from what was received. */
+/** Makes the request anew from what was received: what an operation began must not show when it is run again. */
 void BDBReqHandler::restoreRequest()
 {
-    const QByteArray operation = std::move(request_->operation);
+    QByteArray operation = std::move(request_->operation);
     QByteArray body = std::move(request_->body);
     makeRequest();
-    request_->operation = operation;
+    request_->operation = std::move(operation);
     request_->body = std::move(body);
 }
 

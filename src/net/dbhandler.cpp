@@ -5,8 +5,6 @@
 
 #include <new>
 
-DBHandler::DBHandler(BDBReqHandler* handler, BDBIOWorker* worker) : handler_(handler), worker_(worker) {}
-
 namespace {
 
 /** `step`'s result; a request that is too large for memory fails, and so ends only its own connection. */
@@ -20,6 +18,8 @@ template <typename Step> int orOutOfMemory(Step step)
 }
 
 } // namespace
+
+DBHandler::DBHandler(BDBReqHandler* handler, BDBIOWorker* worker) : handler_(handler), worker_(worker) {}
 
 void DBHandler::run()
 {

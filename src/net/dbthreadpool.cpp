@@ -79,7 +79,8 @@ void DBThreadPool::leave()
  */
 bool DBThreadPool::callThread()
 {
-    if (threadComes_ || (threads_ > 0 && running_ >= maxThreads_)) // without any, a task would have nobody to wait for
+    // The first thread is created at once, even if it must wait: with none, start() can still refuse the task.
+    if (threadComes_ || (threads_ > 0 && running_ >= maxThreads_))
         return false;
     if (idleThreads_ > 0) {
         threadComes_ = true;

@@ -32,8 +32,7 @@ namespace Registry {
 [[nodiscard]] int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
                           const QByteArray& home);
 
-/** Finds the environment named `key` if it is open. True: `env` is a use of it, as from openEnv. Never waits for
- * others. */
+/** Finds the environment named `key` if it is open; never waits. True: `env` is a use of it, as from openEnv. */
 [[nodiscard]] bool findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env);
 
 /** Registers `env` with a new access lock. Its descriptor, or -1 when the registry is full. The caller holds the mutex.

@@ -13,6 +13,8 @@ BDBCursor::~BDBCursor()
 
 int BDBCursor::open(BDBIndex* index, BDBTxn* txn, u_int32_t flags)
 {
+    index_ = index;
+    txn_ = txn;
     return index->cursor(BDBTxn::handleOf(txn), &cursor_, flags);
 }
 
@@ -23,7 +25,11 @@ int BDBCursor::get(Dbt* key, Dbt* data, u_int32_t flags)
 
 int BDBCursor::put(Dbt* key, Dbt* data, u_int32_t flags)
 {
-    return cursor_ != nullptr ? cursor_->put(key, data, flags) : NoHandle;
+    if (cursor_ == nullptr)
+        return NoHandle;
+    if (txn_ != nullptr)
+        txn_->noteWrite(index_);
+    return cursor_->put(key, data, flags);
 }
 
 int BDBCursor::isAtSameRecord(const BDBCursor& other, bool* same)

@@ -20,6 +20,7 @@ public:
     [[nodiscard]] int open(BDBIndex* index, BDBTxn* txn, u_int32_t flags);
 
     [[nodiscard]] int get(Dbt* key, Dbt* data, u_int32_t flags);
+    /** Berkeley DB accepts it only in a transaction. */
     [[nodiscard]] int put(Dbt* key, Dbt* data, u_int32_t flags);
 
     /** Whether this cursor and `other`, of the same database, are positioned on the same record. */
@@ -29,6 +30,8 @@ public:
     int close();
 
 private:
+    BDBIndex* index_ = nullptr; // neither is owned; set by open()
+    BDBTxn* txn_ = nullptr;
     Dbc* cursor_ = nullptr; // owned by Berkeley DB, which frees it at close
 };
 

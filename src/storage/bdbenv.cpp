@@ -20,6 +20,7 @@
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace {
@@ -199,6 +200,8 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
+    if (std::string_view(subDb) == TableNames::MetaSubDatabase)
+        index->countChanges(&descriptionChanges_);
     hasContent_ = true;
     opening.keep();
     return 0;

@@ -2,6 +2,7 @@
 #define QUORVA_STORAGE_BDBENV_H
 
 #include "storage/bdbobjtable.h"
+#include "storage/changecount.h"
 #include "storage/commitgate.h"
 #include "storage/directoryclaims.h"
 #include "storage/environmentdirectories.h"
@@ -91,6 +92,12 @@ public:
     /** Last in the lock order; held exclusively only briefly. */
     CommitGate& commitGate() { return commitGate_; }
 
+    /**
+     * Counts the changes of all sub-databases of table descriptions. One for the environment, as a file may have
+     * several names.
+     */
+    ChangeCount& descriptionChanges() { return descriptionChanges_; }
+
     /** Names held by BDBLocker objects; guarded by mutex(). */
     QHash<QString, int>& lockNames() { return lockNames_; }
 
@@ -109,6 +116,7 @@ private:
     QHash<QString, int> lockNames_;
     QMutex openingMutex_;
     CommitGate commitGate_;
+    ChangeCount descriptionChanges_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     EnvironmentDirectories directories_;
     DirectoryClaims claims_; // guarded by openingMutex_

@@ -19,9 +19,20 @@ int BDBIndex::open(const char* file, const char* subDb, DBTYPE type, u_int32_t f
     return rc;
 }
 
+/** Runs a write in `txn` or, if that is null, in a transaction of its own. */
+template <typename Write> int BDBIndex::writeIn(BDBTxn* txn, Write&& write)
+{
+    if (txn == nullptr) {
+        const ChangeCount::Change change(changes_);
+        return write(nullptr);
+    }
+    txn->noteWrite(this);
+    return write(BDBTxn::handleOf(txn));
+}
+
 int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 {
-    return Db::put(BDBTxn::handleOf(txn), key, data, flags);
+    return writeIn(txn, [&](DbTxn* handle) { return Db::put(handle, key, data, flags); });
 }
 
 /*
@@ -64,7 +75,7 @@ int BDBIndex::get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 
 int BDBIndex::del(BDBTxn* txn, Dbt* key, u_int32_t flags)
 {
-    return Db::del(BDBTxn::handleOf(txn), key, flags);
+    return writeIn(txn, [&](DbTxn* handle) { return Db::del(handle, key, flags); });
 }
 
 int BDBIndex::close(u_int32_t flags)

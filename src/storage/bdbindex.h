@@ -2,10 +2,12 @@
 #define QUORVA_STORAGE_BDBINDEX_H
 
 #include "storage/bdbobject.h"
+#include "storage/derivedvalue.h"
 
 #include <db_cxx.h>
 
 class BDBTxn;
+class ChangeCount;
 
 /**
  * A database handle. Shared by all threads once it is open. A transaction argument may be null: no transaction.
@@ -38,7 +40,23 @@ public:
 
     int isOpen() const { return isOpen_; }
 
+    /**
+     * Has `changes` count what is written to the database through this handle, in a transaction or without. It must
+     * outlive the handle, and be the same for all handles of the database. Call before the handle is shared.
+     */
+    void countChanges(ChangeCount* changes) { changes_ = changes; }
+
+    /** Null: changes are not counted. */
+    ChangeCount* changes() const { return changes_; }
+
+    /** What readers have derived from the contents; current while changes() returns the same stamp. */
+    DerivedValue& derived() { return derived_; }
+
 private:
+    template <typename Write> int writeIn(BDBTxn* txn, Write&& write);
+
+    ChangeCount* changes_ = nullptr; // not owned
+    DerivedValue derived_;
     int isOpen_ = 0;
 };
 

@@ -6,6 +6,8 @@
 #include <db_cxx.h>
 
 class BDBEnv;
+class BDBIndex;
+class ChangeCount;
 
 /** A transaction. Belongs to the thread that began it; destroying an unfinished one aborts it. */
 class BDBTxn final : public BDBObject {
@@ -30,12 +32,16 @@ public:
     /** Ends every transaction of the server: commit() with the server's flags if `rc` is 0, else abort() and `rc`. */
     [[nodiscard]] int finish(int rc);
 
+    /** The transaction is about to write to `index`, whose changes may be counted; the commit counts it. */
+    void noteWrite(const BDBIndex* index);
+
     /** Berkeley DB's handle of a transaction argument, which may be null. */
     static DbTxn* handleOf(const BDBTxn* txn) { return txn != nullptr ? txn->txn_ : nullptr; }
 
 private:
-    BDBEnv* env_ = nullptr; // not owned; set by begin()
-    DbTxn* txn_ = nullptr;  // owned by Berkeley DB, which frees it at commit and abort
+    BDBEnv* env_ = nullptr;          // not owned; set by begin()
+    ChangeCount* changes_ = nullptr; // of a database that was written to; not owned. An environment has one count
+    DbTxn* txn_ = nullptr;           // owned by Berkeley DB, which frees it at commit and abort
 };
 
 #endif

@@ -3,7 +3,6 @@
 #include "log/log.h"
 #include "net/replyenvelope.h"
 #include "protocol/framing.h"
-#include "json/jsonreader.h"
 #include "json/jsonwriter.h"
 
 #include <algorithm>
@@ -35,7 +34,7 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
         return -1;
     }
-    if (!parseBody()) {
+    if (!Requests::parseBody(*request_)) {
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
@@ -43,15 +42,6 @@ int BDBReqHandler::handle()
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;
-}
-
-bool BDBReqHandler::parseBody()
-{
-    QVariant parsed;
-    if (!Json::parse(request_->body, &parsed))
-        return false;
-    request_->parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
-    return true;
 }
 
 /** The reply has been serialized: a client that reads it slowly must not keep the rest of the request in memory. */

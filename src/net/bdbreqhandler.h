@@ -74,7 +74,6 @@ protected:
 private:
     void makeRequest();
     void appendBody(const char* data, unsigned len);
-    bool parseBody();
     void releaseRequest();
 
     const int envTableCapacity_;

@@ -12,7 +12,6 @@
 #include "storage/bdbtxn.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
-#include "json/jsonwriter.h"
 
 #include <QSet>
 
@@ -72,13 +71,13 @@ int planPutItem(TableContext& table, const QByteArray& tableName, const QVariant
 {
     if (hasConditions(put))
         return refuse(plan, "condition check failed", __LINE__);
-    QVariantMap item = put.value(u"Item"_s).toMap();
     ItemPlace place;
-    if (const int rc = Records::takePlace(table, tableName, &item, &place))
+    QByteArray stored;
+    if (const int rc = Records::takePlace(table, tableName, put.value(u"Item"_s), &place, &stored))
         return rc;
     if (const int rc = addSeen(place.key, seen, plan))
         return rc;
-    plan->writes.push_back({tableName, place.db, place.key, Json::serialize(item)});
+    plan->writes.push_back({tableName, place.db, place.key, std::move(stored)});
     return StatusSuccess;
 }
 

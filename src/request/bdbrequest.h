@@ -33,6 +33,12 @@ struct BDBRequest {
 namespace Requests {
 
 /**
+ * Parses the request's body; false when it is not JSON. Items to be written stay text when they are in canonical form
+ * (Json::SplitObject).
+ */
+[[nodiscard]] bool parseBody(BDBRequest& request);
+
+/**
  * Runs the operation that the request names, on the calling (database pool) thread. Sets the request's status; the
  * operation fills its reply map. An unknown name is one ERROR line and status 2.
  */

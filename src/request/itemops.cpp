@@ -11,7 +11,6 @@
 #include "request/requestkeys.h"
 #include "storage/deadlockretry.h"
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 #include <optional>
 
@@ -85,13 +84,12 @@ int Requests::putItem(BDBRequest& request)
     QVariantMap description;
     if (const int rc = Records::loadSchema(table, tableName, &description, false))
         return rc;
-    QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // sole owner, so the keys are removed without a copy
     ItemPlace place;
-    if (const int rc = Records::takePlace(table, tableName, &item, &place))
+    Json::RawText stored;
+    if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take(u"Item"_s), &place, &stored.text))
         return rc;
 
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
-    const Json::RawText stored{Json::serialize(item)};
     QVariantMap oldItem;
     const int rc = retryItem("putItem", place, [&] {
         oldItem.clear();

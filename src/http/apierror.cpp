@@ -14,9 +14,9 @@ QByteArray errorBody(const QByteArray& type, const QByteArray& message)
 {
     Json::TextWriter body;
     body.beginObject();
-    body.nameText(Json::serialize(Envelopes::typeName()));
+    body.name(Envelopes::TypeName);
     body.putLatin1(fullErrorType(type));
-    body.nameText(Json::serialize(Envelopes::messageName()));
+    body.name(Envelopes::MessageName);
     body.putLatin1(message);
     body.endObject();
     return body.take();

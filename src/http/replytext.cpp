@@ -60,9 +60,9 @@ Envelope envelopeOf(const std::vector<Json::Member>& members)
 {
     Envelope envelope;
     for (const Json::Member& member : members) {
-        if (member.name == Envelopes::outcomeName())
+        if (member.name == Envelopes::OutcomeName)
             envelope.outcome = stringOf(member.value);
-        if (member.name != Envelopes::codeName())
+        if (member.name != Envelopes::CodeName)
             continue;
         bool isNumber = false;
         const int status = member.value.toByteArray().toInt(&isNumber);
@@ -81,7 +81,7 @@ public:
 
     void add(const Json::Member& member)
     {
-        if (member.name == Envelopes::codeName() || member.name == Envelopes::outcomeName())
+        if (member.name == Envelopes::CodeName || member.name == Envelopes::OutcomeName)
             return;
         text_.nameText(member.nameText);
         if (isError_)
@@ -95,11 +95,11 @@ public:
     QByteArray finish(const QByteArray& outcome)
     {
         if (isError_ && !hasType_) {
-            text_.nameText(Json::serialize(Envelopes::typeName()));
+            text_.name(Envelopes::TypeName);
             text_.putLatin1(fullErrorType(ErrorType::InternalServerError));
         }
         if (isError_ && !hasMessage_) {
-            text_.nameText(Json::serialize(Envelopes::messageName()));
+            text_.name(Envelopes::MessageName);
             text_.putLatin1(outcome);
         }
         text_.endObject();
@@ -109,9 +109,9 @@ public:
 private:
     void putErrorValue(const Json::Member& member)
     {
-        const bool isType = member.name == Envelopes::typeName();
+        const bool isType = member.name == Envelopes::TypeName;
         hasType_ |= isType;
-        hasMessage_ |= member.name == Envelopes::messageName();
+        hasMessage_ |= member.name == Envelopes::MessageName;
         if (isType)
             text_.putLatin1(fullErrorType(stringOf(member.value)));
         else

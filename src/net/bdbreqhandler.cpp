@@ -20,11 +20,9 @@ constexpr qsizetype FirstBodyReserve = 16 * 1024;
 } // namespace
 
 BDBReqHandler::BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket)
-    : envTableCapacity_(envTableCapacity), connectionTableCapacity_(connectionTableCapacity),
-      environments_(environments), socket_(socket)
-{
-    makeRequest();
-}
+    : socket_(socket), connectionTable_(connectionTableCapacity),
+      request_(environments, &connectionTable_, envTableCapacity)
+{}
 
 BDBReqHandler::~BDBReqHandler() = default;
 
@@ -34,11 +32,11 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
         return -1;
     }
-    if (!Requests::parseBody(*request_)) {
+    if (!Requests::parseBody(request_)) {
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
-    Requests::dispatch(*request_);
+    Requests::dispatch(request_);
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;
@@ -47,9 +45,9 @@ int BDBReqHandler::handle()
 /** The reply has been serialized: a client that reads it slowly must not keep the rest of the request in memory. */
 void BDBReqHandler::releaseRequest()
 {
-    request_->body.clear();
-    request_->parsedBody.clear();
-    request_->reply.clear();
+    request_.body.clear();
+    request_.parsedBody.clear();
+    request_.reply.clear();
 }
 
 int BDBReqHandler::appendData(const char* data, unsigned len)
@@ -58,7 +56,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
     if (expectedBodyLength_ == 0 && parseHeader(data, &headerSize, len) != 0)
         return -1;
     appendBody(data + headerSize, len - headerSize);
-    readComplete_ = request_->body.size() >= static_cast<qsizetype>(expectedBodyLength_);
+    readComplete_ = request_.body.size() >= static_cast<qsizetype>(expectedBodyLength_);
     return 0;
 }
 
@@ -72,7 +70,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
  */
 void BDBReqHandler::appendBody(const char* data, unsigned len)
 {
-    QByteArray& body = request_->body;
+    QByteArray& body = request_.body;
     const qsizetype needed = body.size() + static_cast<qsizetype>(len);
     if (needed > body.capacity()) {
         const qsizetype roomy = std::max(FirstBodyReserve, 2 * body.capacity());
@@ -86,7 +84,7 @@ int BDBReqHandler::parseHeader(const char* data, unsigned* consumed, unsigned le
     Framing::RequestHeader header;
     if (Framing::parseHeader(std::string_view(data, len), &header) != 0)
         return -1;
-    request_->operation.append(header.operation.data(), static_cast<qsizetype>(header.operation.size()));
+    request_.operation.append(header.operation.data(), static_cast<qsizetype>(header.operation.size()));
     expectedBodyLength_ = header.bodyLength;
     *consumed = static_cast<unsigned>(header.consumed);
     return 0;
@@ -94,13 +92,12 @@ int BDBReqHandler::parseHeader(const char* data, unsigned* consumed, unsigned le
 
 void BDBReqHandler::composeReply()
 {
-    const int status = request_->status;
+    const int status = request_.status;
     if (!ReplyEnvelope::isOrdinary(status))
         LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
-    ReplyEnvelope::of(status).addTo(&request_->reply);
-
     QByteArray frame = Framing::beginReply();
-    Json::append(request_->reply, &frame);
+    Json::append(request_.reply, &frame);
+    ReplyEnvelope::of(status).appendTo(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
         return;
@@ -128,12 +125,5 @@ void BDBReqHandler::reset()
     reply_ = QByteArray();
     expectedBodyLength_ = 0;
     readComplete_ = false;
-    makeRequest();
-}
-
-void BDBReqHandler::makeRequest()
-{
     request_.reset();
-    connectionTable_.emplace(connectionTableCapacity_);
-    request_.emplace(environments_, &*connectionTable_, envTableCapacity_);
 }

@@ -8,7 +8,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 
 /** Bytes still to be sent; owned by the handler that returned them. */
 struct TransferBuffer {
@@ -68,24 +67,20 @@ public:
     [[nodiscard]] virtual int parseHeader(const char* data, unsigned* consumed, unsigned len);
 
 protected:
-    BDBRequest& request() { return *request_; }
+    BDBRequest& request() { return request_; }
     const QByteArray& reply() const { return reply_; }
 
 private:
-    void makeRequest();
     void appendBody(const char* data, unsigned len);
     void releaseRequest();
 
-    const int envTableCapacity_;
-    const int connectionTableCapacity_;
-    BDBObjTable* const environments_; // the server's
     const int socket_;
 
     QByteArray reply_;                     // with its length prefix
     std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
-    std::optional<BDBObjTable> connectionTable_;
-    std::optional<BDBRequest> request_; // uses the table, so it is destroyed first
+    BDBObjTable connectionTable_;
+    BDBRequest request_; // uses the table, so it is destroyed first
 };
 
 #endif

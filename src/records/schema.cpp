@@ -68,7 +68,7 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (const int rc = table.envLookup(tableName, 1))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
+    if (const int rc = table.openMeta(tableName, &db))
         return rc;
 
     const ChangeCount* changes = db->changes();

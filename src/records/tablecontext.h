@@ -20,7 +20,7 @@ struct KeySchema {
 
 /**
  * The context of a request: the environment of its tables, and the key schema of its current table. One for each
- * request, used by one thread at a time.
+ * connection, whose requests use it in turn; used by one thread at a time.
  */
 class TableContext {
 public:
@@ -51,8 +51,14 @@ public:
     /** Finds or opens the database of one of the table's partitions in the current environment. */
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
+    /** The same for the database of the table's description. */
+    [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
+
     /** Releases the current environment and its access lock. On the thread that opened the table. */
     void leave();
+
+    /** leave(), and forgets the key schema: for the next request. */
+    void reset();
 
     /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { environment_.dismissAccess(); }
@@ -67,10 +73,25 @@ public:
     void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
 
 private:
+    /** What a TableName is made into. Most requests of a connection name the same table as the one before. */
+    struct Names {
+        QByteArray tableName;
+        QByteArray directory; // of the environment
+        QByteArray filePart;
+        QString key; // of the environment in the registry
+    };
+
+    static constexpr qsizetype UsualNameBytes = 512; // an idle connection keeps no longer name
+
+    const Names& namesOf(const QByteArray& tableName);
+    template <typename Open>
+    int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
+
     BDBObjTable* const registry_;
     BDBObjTable* const connection_;
     const int environmentCapacity_;
 
+    Names names_;          // of the last table
     QByteArray directory_; // of the current environment, as the request spelled it
     EnvironmentUse environment_;
     std::optional<KeySchema> keySchema_;

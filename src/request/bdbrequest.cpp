@@ -60,6 +60,16 @@ QByteArray BDBRequest::tableName() const
     return parsedBody.value(u"TableName"_s).toString().toUtf8();
 }
 
+void BDBRequest::reset()
+{
+    status = StatusSuccess;
+    operation.resize(0);
+    body = QByteArray();
+    parsedBody = QVariantMap();
+    reply = QVariantMap();
+    table.reset();
+}
+
 bool Requests::parseBody(BDBRequest& request)
 {
     const Handler* handler = findHandler(request);

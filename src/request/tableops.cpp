@@ -62,7 +62,7 @@ int Requests::createTable(BDBRequest& request)
     if (const int rc = request.table.openTable(tableName))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = request.table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
+    if (const int rc = request.table.openMeta(tableName, &db))
         return rc;
 
     const QVariantMap description{

@@ -7,6 +7,7 @@
 #include "storage/directoryclaims.h"
 #include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
+#include "storage/opentables.h"
 
 #include <db_cxx.h>
 
@@ -98,6 +99,8 @@ public:
      */
     ChangeCount& descriptionChanges() { return descriptionChanges_; }
 
+    OpenTables& openTables() { return openTables_; }
+
     /** Names held by BDBLocker objects; guarded by mutex(). */
     QHash<QString, int>& lockNames() { return lockNames_; }
 
@@ -117,6 +120,7 @@ private:
     QMutex openingMutex_;
     CommitGate commitGate_;
     ChangeCount descriptionChanges_;
+    OpenTables openTables_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     EnvironmentDirectories directories_;
     DirectoryClaims claims_; // guarded by openingMutex_

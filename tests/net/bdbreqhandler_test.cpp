@@ -249,11 +249,12 @@ TEST(ComposeReply, FieldsComeInOrderOfTheirNames)
 {
     ProbeHandler handler;
     handler.request().status = 3;
-    handler.request().reply = {{"TableDescription", 1}, {"zebra", 2}, {"Item", 3}};
+    handler.request().reply = {{"TableDescription", 1}, {"UnprocessedItems", 2}, {"Item", 3}};
     handler.composeReply();
-    EXPECT_EQ(handler.replyText(), R"({"Item":3,"TableDescription":1,"__rc":400,"__rcstr":"Not Found",)"
-                                   R"("__type":"ResourceNotFoundException",)"
-                                   R"("message":"Specified item does not exist.","zebra":2})");
+    EXPECT_EQ(handler.replyText(),
+              R"({"Item":3,"TableDescription":1,"UnprocessedItems":2,"__rc":400,"__rcstr":"Not Found",)"
+              R"("__type":"ResourceNotFoundException",)"
+              R"("message":"Specified item does not exist."})");
 }
 
 TEST(ComposeReply, ExpectedFailuresLeaveNoLine)

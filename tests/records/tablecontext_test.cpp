@@ -275,6 +275,70 @@ TEST(OpenPartition, OpensTheDataOfThePartitionsFile)
     EXPECT_EQ(db, tables.index("orders_3f.db", "data"));
 }
 
+TEST(OpenPartition, FindsTheHandleOfEveryPartitionAgain)
+{
+    TableEnv tables;
+    for (const QByteArray table : {"t", "u"}) {
+        for (const unsigned partition : {0U, 1U, 255U}) {
+            BDBIndex* const expected = tables.index(Records::dataFileName(table, partition), "data");
+            for (int round = 0; round < 2; ++round) { // by name, then by number
+                TestConnection connection(tables.registry());
+                ASSERT_EQ(connection.context().envLookup(tables.tableName(), 0), 0);
+                BDBIndex* db = nullptr;
+                EXPECT_EQ(connection.context().openPartition(tables.tableName(table), partition, &db), 0);
+                EXPECT_EQ(db, expected) << table.toStdString() << ' ' << partition;
+            }
+        }
+    }
+}
+
+TEST(OpenPartition, OfAnEnvironmentThatWasReopenedIsOpenedThere)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    tables.reopen();
+    db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    EXPECT_EQ(db, tables.index("t_07.db", "data"));
+}
+
+TEST(OpenPartition, WithoutACurrentEnvironmentFails)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    tables.context().leave();
+    const LogCapture log;
+    EXPECT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), -1);
+    EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # bot_env is null"}));
+}
+
+TEST(OpenMeta, OpensTheDescriptionOfTheTablesFile)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    for (int round = 0; round < 2; ++round) { // by name, then by number
+        ASSERT_EQ(tables.context().openMeta(tables.tableName("orders"), &db), 0);
+        EXPECT_EQ(db, tables.index("orders", "meta"));
+    }
+}
+
+TEST(TableContextReset, LeavesEverythingOfTheRequestBehind)
+{
+    TableEnv tables;
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    for (const QByteArray& table : {tables.tableName(), tables.tableName(QByteArray(1000, 'x'))}) {
+        ASSERT_EQ(context.openTable(table), 0);
+        context.setKeySchema({});
+        context.reset();
+        EXPECT_EQ(context.env(), nullptr);
+        EXPECT_FALSE(context.keySchema());
+        excludeElsewhere(tables).get(); // the access lock is free
+    }
+}
+
 TEST(DbOpen, SharesTheHandleAmongRequests)
 {
     TableEnv tables;

@@ -1,7 +1,6 @@
 #include "http/apierror.h"
 
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 namespace Http {
 

@@ -5,7 +5,6 @@
 #include "json/jsonmembers.h"
 #include "json/jsonreader.h"
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 #include <optional>
 

@@ -62,7 +62,7 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
     const QMutexLocker locker(&scheduleMutex_);
     switch (mode) {
     case BackupFull:
-        if (running_ && mode_ != BackupShipLogs) {
+        if (running_ && !isShipping()) {
             LOG_WARN << "DB Backup is already running for " << target_.toUtf8();
             return 1;
         }
@@ -76,7 +76,7 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
         return startThread(target, mode);
     default:
         requestStop();
-        mode_ = mode;
+        setMode(mode);
         disableBackup();
         return 0;
     }
@@ -90,7 +90,7 @@ BDBBackupStatus BDBHotBackupThread::status()
     const std::lock_guard lock(stopMutex_);
     if (stopFlag_)
         return {BDBBackupStatus::Stopping, target_};
-    return {mode_ == BackupShipLogs ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
+    return {copyIsDurable_ ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
 }
 
 /** Clears the flags before the thread runs, so that an immediate stop is not lost. */
@@ -98,9 +98,10 @@ int BDBHotBackupThread::startThread(const QString& target, int mode)
 {
     join(); // one that has ended, or was asked to stop
     target_ = target;
-    mode_ = mode;
     {
         const std::lock_guard lock(stopMutex_);
+        mode_ = mode;
+        copyIsDurable_ = mode == BackupShipLogs;
         stopFlag_ = false;
     }
     const int wasDisabled = Settings::backupDisabled();
@@ -130,12 +131,23 @@ void BDBHotBackupThread::requestStop()
     stopChanged_.notify_all();
 }
 
+void BDBHotBackupThread::setMode(int mode)
+{
+    const std::lock_guard lock(stopMutex_);
+    mode_ = mode;
+}
+
+bool BDBHotBackupThread::isShipping()
+{
+    const std::lock_guard lock(stopMutex_);
+    return mode_ == BackupShipLogs;
+}
+
 /** After a full copy; false if the thread is to end instead. */
 bool BDBHotBackupThread::goOnToShipping()
 {
-    const std::lock_guard lock(stopMutex_); // a stop sets its flag first, and then the mode
-    if (!stopFlag_)
-        mode_ = BackupShipLogs;
+    const std::lock_guard lock(stopMutex_);
+    copyIsDurable_ = true;
     return !stopFlag_;
 }
 
@@ -202,11 +214,20 @@ int BDBHotBackupThread::fullBackup()
     return backupFailed(rc != 0 ? rc : ETIMEDOUT);
 }
 
-/** Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete. */
+/**
+ * In one step for schedule(): whoever sees that the marker is gone may request another full backup.
+ *
+ * Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete.
+ */
 bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
 {
     LOG_INFO << "Done BDBHotBackupThread.backup";
-    return ::unlink((target / BackupNames::Marker).c_str()) == 0;
+    const std::lock_guard lock(stopMutex_);
+    if (::unlink((target / BackupNames::Marker).c_str()) != 0)
+        return false;
+    if (!stopFlag_)
+        mode_ = BackupShipLogs;
+    return true;
 }
 
 int BDBHotBackupThread::markerFailed()

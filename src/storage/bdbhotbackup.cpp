@@ -3,17 +3,15 @@
 #include "base/filesync.h"
 #include "format/backupnames.h"
 #include "log/log.h"
-#include "storage/backuptarget.h"
 #include "storage/bdbenv.h"
 #include "storage/boundedhold.h"
 #include "storage/environmentcopy.h"
-#include "storage/logshipping.h"
 #include "storage/settings.h"
+#include "storage/shippingcycle.h"
 
 #include <QMutexLocker>
 
 #include <cerrno>
-#include <cstdlib>
 #include <mutex>
 #include <system_error>
 
@@ -27,19 +25,6 @@ constexpr const char* LogOrigin = "bdb";
 // between. If it never succeeds, the backup fails.
 constexpr std::chrono::milliseconds FirstHold{250};
 constexpr std::chrono::milliseconds LongestHold{4000};
-
-/** The absolute paths of the log files that the environment no longer needs. */
-int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
-{
-    char** list = nullptr;
-    const int rc = env->log_archive(&list, DB_ARCH_ABS);
-    if (rc == 0 && list != nullptr) {
-        for (char** path = list; *path != nullptr; ++path)
-            paths->append(*path);
-    }
-    std::free(list);
-    return rc;
-}
 
 } // namespace
 
@@ -178,7 +163,7 @@ void BDBHotBackupThread::work(int mode)
             return;
     }
     for (bool wasAccepted = mode == BackupFull;; wasAccepted = true) {
-        if (shipLogs(wasAccepted) != 0)
+        if (ShippingCycle::run(env_, target_.toUtf8(), wasAccepted) != 0)
             return disableBackup();
         if (!sleepUntilNextCycle())
             return;
@@ -240,39 +225,4 @@ int BDBHotBackupThread::backupFailed(int rc)
 {
     LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
-}
-
-/**
- * `wasAccepted`: the full copy or an earlier cycle has used the target. If it is then locked for a while, shipping does
- * not end, as checkpoints would remove log files and leave a gap in the backup. The log files stay where they are until
- * the next cycle.
- */
-int BDBHotBackupThread::shipLogs(bool wasAccepted)
-{
-    const QByteArray target = target_.toUtf8();
-    LOG_INFO << "Starting BDBHotBackupThread.log_archive";
-    QByteArrayList paths;
-    if (const int rc = listUnneededLogs(env_, &paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log_archive listing failed for " << target << " rc " << rc;
-        return rc;
-    }
-    LOG_INFO << "Done BDBHotBackupThread.log_archive";
-    BackupTarget held(env_, target);
-    if (const int rc = held.openForShipping()) {
-        if (rc != ENOTEMPTY) // which is logged separately
-            LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
-        if (rc == EBUSY && wasAccepted)
-            return 0;
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
-        return rc;
-    }
-    if (paths.isEmpty())
-        return 0;
-    LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
-    if (const int rc = LogShipping::backupLog(target, paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
-        return rc;
-    }
-    LOG_INFO << "Done BDBHotBackupThread.backupLog";
-    return 0;
 }

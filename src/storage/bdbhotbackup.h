@@ -66,7 +66,6 @@ private:
     static int backupFailed(int rc);
     bool deleteMarker(const std::filesystem::path& target);
     int markerFailed();
-    int shipLogs(bool wasAccepted);
     bool sleepUntilNextCycle();
     bool goOnToShipping();
     bool isShipping();

@@ -125,7 +125,7 @@ TEST_F(RecordOpsUnderContention, NoAdditionIsLost)
     onThreads(Threads, [&](int, BDBEnv* env) {
         QVariantMap result;
         for (int i = 0; i < Rounds; ++i) {
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] { return Records::updateDb(env, db_, key_, add, nullptr, nullptr, &result); }, [](int) {});
             EXPECT_EQ(rc, 0);
         }
@@ -144,7 +144,7 @@ TEST_F(RecordOpsUnderContention, OnlyOneCreatorWins)
         std::atomic<int> losers{0};
         onThreads(4, [&](int number, BDBEnv* env) {
             QVariantMap item;
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] {
                     item = {{"owner", QVariantMap{{"N", QString::number(number)}}}};
                     return writeItem(env, db_, key, &item, &missing, false);
@@ -176,7 +176,7 @@ TEST_F(RecordOpsUnderContention, ReadersSeeWholeItems)
     onThreads(4, [&](int number, BDBEnv* env) {
         for (int i = 0; i < 50; ++i) {
             QVariantMap item;
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] {
                     if (number % 2 == 0)
                         return readItem(env, db_, key_, &item);

@@ -83,7 +83,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
     std::atomic<int> rounds = 0;
     std::vector<std::thread> writers;
     const auto inTransaction = [&](BDBIndex* index, auto change) {
-        return retryOnDeadlock(
+        return Deadlocks::retry(
             [&] {
                 BDBTxn txn;
                 const int rc = txn.begin(env_.env(), 0);
@@ -132,7 +132,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
         Queried result;
         Scanned progress;
         const QueryRange range{"a", "", 1000, forward, nullptr};
-        const int rc = retryOnDeadlock(
+        const int rc = Deadlocks::retry(
             [&] {
                 progress = withLimit(1000);
                 return scans ? scan({}, {}, &progress) : query(range, &result);

@@ -7,6 +7,7 @@
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
+#include "storage/registrykeys.h"
 #include "support/tablefixture.h"
 #include "support/tempdir.h"
 #include "json/jsonreader.h"
@@ -80,8 +81,8 @@ public:
     /** Opens the environment of its tables, or joins those who have it open. */
     void openEnvironment(EnvironmentUse* use)
     {
-        const QByteArray home = environmentDirectory(tableBytes());
-        ASSERT_EQ(Registry::openEnv(&registry_, environmentKey(home), use, 1024, 0, home), 0);
+        const QByteArray home = EnvironmentPath::ofTable(tableBytes());
+        ASSERT_EQ(Registry::openEnv(&registry_, RegistryKeys::environment(home), use, 1024, 0, home), 0);
     }
 
     /** A database of an environment that is open, or null with a test failure. */

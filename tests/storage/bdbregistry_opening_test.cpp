@@ -39,8 +39,10 @@ protected:
     void waitForWaiting(long threads) const
     {
         constexpr long Others = 2; // the list of openings, and this question
-        EXPECT_TRUE(waitUntil(
-            [&] { return openingEnvironments().find(environmentKey(home_)).use_count() >= Others + threads; }));
+        EXPECT_TRUE(waitUntil([&] {
+            return OpeningEnvironments::instance().find(RegistryKeys::environment(home_)).use_count() >=
+                   Others + threads;
+        }));
     }
 
     BDBEnv* openHere()
@@ -50,7 +52,7 @@ protected:
         return use.env();
     }
 
-    bool isOpening() const { return openingEnvironments().find(environmentKey(home_)) != nullptr; }
+    bool isOpening() const { return OpeningEnvironments::instance().find(RegistryKeys::environment(home_)) != nullptr; }
 
     /** The opening goes on with these lines as its DB_CONFIG. */
     void finishWith(const std::string& lines)
@@ -170,7 +172,8 @@ TEST_F(OpeningWithoutMemory, CanBeRepeated)
             const NoMemoryFor it(lacking);
             EXPECT_THROW((void)open(home, &use), std::bad_alloc); // ends the connection whose request it was
         }
-        ASSERT_EQ(openingEnvironments().find(environmentKey(home)), nullptr) << "others would wait for it for good";
+        ASSERT_EQ(OpeningEnvironments::instance().find(RegistryKeys::environment(home)), nullptr)
+            << "others would wait for it for good";
         Base::DirectoryLock lock;
         EXPECT_EQ(lock.lock(home.constData()), 0);
     }

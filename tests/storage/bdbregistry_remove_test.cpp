@@ -136,7 +136,7 @@ TEST_F(RemoveEnvTest, OpenerWaitsForTheCloseAndOpensAnew)
     auto removing = removingElsewhere();
     LogCapture log;
     BlockedCall opening([&] { return openedEnv(home_ + "/."); });
-    EXPECT_TRUE(opening.blocksIn(closingEnvironments()));
+    EXPECT_TRUE(opening.blocksIn(ClosingEnvironments::instance()));
     use.reset();
     removing.get();
     BDBEnv* env = opening.get();
@@ -217,7 +217,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
             return false;
         }
         BDBIndex* index = orders(use.env());
-        const int rc = retryOnDeadlock([&] { return putRow(index, nullptr, key, key); }, [](int) {});
+        const int rc = Deadlocks::retry([&] { return putRow(index, nullptr, key, key); }, [](int) {});
         EXPECT_EQ(rc, 0);
         use.reset();
         lock->unlock();

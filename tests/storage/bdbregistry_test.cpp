@@ -33,7 +33,7 @@ TEST_F(OpenEnvTest, OpensAndRegistersAnEnvironment)
     ASSERT_NE(use.env(), nullptr);
     EXPECT_THAT(ownLines(log),
                 ElementsAre("[DEBUG] Adding new env path " + home.toStdString() + " id env::" + home.toStdString()));
-    EXPECT_EQ(registry_.names(), (QHash<QString, int>{{canonicalEnvironmentKey(environmentKey(home)), 1}}));
+    EXPECT_EQ(registry_.names(), (QHash<QString, int>{{RegistryKeys::canonical(RegistryKeys::environment(home)), 1}}));
     EXPECT_EQ(registry_.locks().keys(), registry_.names().keys());
     EXPECT_EQ(registry_.getObject(1, BDBEnvType), static_cast<BDBObject*>(use.env()));
     const char* opened = nullptr;
@@ -63,7 +63,7 @@ TEST_F(OpenEnvTest, HandsTheEnvironmentsAccessLockOutWithIt)
         EnvironmentUse use;
         ASSERT_EQ(open(spelling, &use), 0);
         EXPECT_TRUE(use.shareAccess());
-        const auto lock = registry_.locks().value(canonicalEnvironmentKey(environmentKey(home)));
+        const auto lock = registry_.locks().value(RegistryKeys::canonical(RegistryKeys::environment(home)));
         BlockedCall writer([lock] {
             lock->lockForWrite();
             lock->unlock();
@@ -178,11 +178,11 @@ TEST_F(OpenEnvTest, RegistryOfTheServerHoldsOneLessThanItsSlots)
     const QByteArray last = makeHome("last");
     const QByteArray tooMany = makeHome("too many");
     EnvironmentUse use;
-    EXPECT_EQ(Registry::openEnv(&registry, environmentKey(last), &use, TableCapacity, 1, last), 0);
+    EXPECT_EQ(Registry::openEnv(&registry, RegistryKeys::environment(last), &use, TableCapacity, 1, last), 0);
     EXPECT_EQ(registry.getObject(8191, BDBEnvType), static_cast<BDBObject*>(use.env()));
     use.reset();
     LogCapture log;
-    EXPECT_EQ(Registry::openEnv(&registry, environmentKey(tooMany), &use, TableCapacity, 1, tooMany), 2);
+    EXPECT_EQ(Registry::openEnv(&registry, RegistryKeys::environment(tooMany), &use, TableCapacity, 1, tooMany), 2);
     delete use.env();
     Registry::removeEnv(&registry, last);
 }
@@ -191,7 +191,7 @@ TEST_F(OpenEnvTest, EnvironmentGetsItsTableCapacity)
 {
     EnvironmentUse use;
     const QByteArray home = makeHome();
-    ASSERT_EQ(Registry::openEnv(&registry_, environmentKey(home), &use, 3, 1, home), 0);
+    ASSERT_EQ(Registry::openEnv(&registry_, RegistryKeys::environment(home), &use, 3, 1, home), 0);
     EXPECT_EQ(use.env()->addDesc(&quota_), 1);
     EXPECT_EQ(use.env()->addDesc(&quota_), 2);
     EXPECT_EQ(use.env()->addDesc(&quota_), -1);
@@ -230,10 +230,10 @@ TEST_F(OpenEnvTest, ALinkThatIsSwitchedLeadsToTheOtherDirectorySoon)
     BDBEnv* env = openedEnv(link);
     EXPECT_EQ(openedEnv(link), env); // remembered
     ASSERT_EQ(unlink(link.constData()), 0);
-    const auto resolved = registry_.spellings().value(environmentKey(link));
+    const auto resolved = registry_.spellings().value(RegistryKeys::environment(link));
     EXPECT_TRUE(waitUntil([&] {
         EXPECT_EQ(openedEnv(link), env); // leads nowhere
-        return registry_.spellings().value(environmentKey(link)) > resolved;
+        return registry_.spellings().value(RegistryKeys::environment(link)) > resolved;
     }));
     ASSERT_EQ(symlink(two.constData(), link.constData()), 0);
     EXPECT_TRUE(waitUntil([&] { return openedEnv(link) != env; }));
@@ -241,12 +241,12 @@ TEST_F(OpenEnvTest, ALinkThatIsSwitchedLeadsToTheOtherDirectorySoon)
     EXPECT_EQ(openedEnv(one), env);
 
     const auto lock = Registry::lockEnv(&registry_, link + "|t", true);
-    EXPECT_EQ(lock, registry_.locks().value(canonicalEnvironmentKey(environmentKey(two))));
+    EXPECT_EQ(lock, registry_.locks().value(RegistryKeys::canonical(RegistryKeys::environment(two))));
     lock->unlock();
     lockAndRemove(link + "|t");
     EXPECT_TRUE(isDirectoryFree(two));
     EXPECT_FALSE(isDirectoryFree(one));
-    EXPECT_EQ(registry_.names().keys(), QStringList{canonicalEnvironmentKey(environmentKey(one))});
+    EXPECT_EQ(registry_.names().keys(), QStringList{RegistryKeys::canonical(RegistryKeys::environment(one))});
 }
 
 TEST_F(OpenEnvTest, MessagesShowTheSpellingOfTheRequest)

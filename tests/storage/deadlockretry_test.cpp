@@ -19,14 +19,14 @@ using testing::IsEmpty;
 
 /** Runs the loop over attempts that end in a deadlock `deadlocks` times and then with `last`. */
 struct Retried {
-    Retried(int deadlocks, int last, DeadlockWarning policy = DeadlockWarning::FromThird)
+    Retried(int deadlocks, int last, Deadlocks::Warning policy = Deadlocks::Warning::FromThird)
     {
-        result = retryOnDeadlock([&] { return attempts++ < deadlocks ? DB_LOCK_DEADLOCK : last; },
-                                 [&](int backoff) {
-                                     warnedAfter.push_back(attempts);
-                                     backoffs.push_back(backoff);
-                                 },
-                                 policy);
+        result = Deadlocks::retry([&] { return attempts++ < deadlocks ? DB_LOCK_DEADLOCK : last; },
+                                  [&](int backoff) {
+                                      warnedAfter.push_back(attempts);
+                                      backoffs.push_back(backoff);
+                                  },
+                                  policy);
     }
 
     int result = 0;
@@ -68,8 +68,8 @@ TEST(RetryOnDeadlock, CallsMayWarnFromTheThirdDeadlockOn)
 TEST(RetryOnDeadlock, TheBatchWriterWarnsFromTheFourthDeadlockOn)
 {
     const RecordedPauses pauses(0);
-    EXPECT_THAT(Retried(3, 0, DeadlockWarning::FromFourth).backoffs, IsEmpty());
-    const Retried run(6, 0, DeadlockWarning::FromFourth);
+    EXPECT_THAT(Retried(3, 0, Deadlocks::Warning::FromFourth).backoffs, IsEmpty());
+    const Retried run(6, 0, Deadlocks::Warning::FromFourth);
     EXPECT_THAT(run.warnedAfter, ElementsAre(4, 5, 6));
     EXPECT_THAT(run.backoffs, ElementsAre(8, 16, 32)); // as it is before doubling
 }
@@ -78,7 +78,7 @@ TEST(RetryOnDeadlock, DoesNotWarnOfOtherFailures)
 {
     const RecordedPauses pauses(0);
     EXPECT_THAT(Retried(2, DB_NOTFOUND).backoffs, IsEmpty()); // the third attempt, but no deadlock
-    EXPECT_THAT(Retried(3, DB_NOTFOUND, DeadlockWarning::FromFourth).backoffs, IsEmpty());
+    EXPECT_THAT(Retried(3, DB_NOTFOUND, Deadlocks::Warning::FromFourth).backoffs, IsEmpty());
 }
 
 TEST(RetryOnDeadlock, PausesGrowFromNoneToHalfAMinute)
@@ -112,7 +112,7 @@ TEST(RetryOnDeadlock, BackoffStopsAt65536AndAttemptsDoNot)
     EXPECT_EQ(run.backoffs.size(), 998U);
     EXPECT_EQ(run.backoffs[13], 65536); // the 16th deadlock
     EXPECT_EQ(run.backoffs.back(), 65536);
-    const Retried batch(1000, 0, DeadlockWarning::FromFourth);
+    const Retried batch(1000, 0, Deadlocks::Warning::FromFourth);
     EXPECT_EQ(batch.backoffs.back(), 65536);
 }
 
@@ -134,7 +134,7 @@ TEST(RetryOnDeadlock, LoserOfARealDeadlockRetriesToSuccess)
     };
     Writer writers[] = {{orders, stock, "one"}, {stock, orders, "two"}};
     const auto write = [&](Writer& writer) {
-        writer.result = retryOnDeadlock(
+        writer.result = Deadlocks::retry(
             [&] {
                 BDBTxn txn;
                 if (const int rc = txn.begin(env.get(), 0))

@@ -5,7 +5,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbquota.h"
 #include "storage/bdbregistry.h"
-#include "storage/environmentpath.h"
+#include "storage/registrykeys.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ protected:
     {
         const auto names = registry_.names().keys();
         for (const QString& name : names)
-            Registry::removeEnv(&registry_, directoryOfKey(name) + '|');
+            Registry::removeEnv(&registry_, RegistryKeys::directoryOf(name) + '|');
     }
 
     /** Makes a directory and returns its path. */
@@ -32,7 +32,7 @@ protected:
 
     int open(const QByteArray& home, EnvironmentUse* use, int create = 1)
     {
-        return Registry::openEnv(&registry_, environmentKey(home), use, TableCapacity, create, home);
+        return Registry::openEnv(&registry_, RegistryKeys::environment(home), use, TableCapacity, create, home);
     }
 
     /** The environment in `home`, held by nobody afterwards. */

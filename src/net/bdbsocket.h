@@ -1,6 +1,7 @@
 #ifndef QUORVA_NET_BDBSOCKET_H
 #define QUORVA_NET_BDBSOCKET_H
 
+#include "base/descriptor.h"
 #include "net/bdbiomaster.h"
 #include "peer/allowedusers.h"
 #include "storage/bdbobjtable.h"
@@ -44,7 +45,7 @@ protected:
     /** Ends the accept thread and closes the listening socket. */
     void stop();
 
-    int listeningSocket() const { return listeningSocket_; }
+    int listeningSocket() const { return listeningSocket_.number(); }
 
 private:
     void run();
@@ -52,9 +53,8 @@ private:
     void acceptConnection();
     bool admits(int socket);
     void onAcceptFailure(int error);
-    void closeListeningSocket();
 
-    int listeningSocket_ = -1;
+    Base::Descriptor listeningSocket_;
     int port_ = 0;
     AllowedUsers* users_ = nullptr;
     std::atomic<bool> stopping_{false};

@@ -1,8 +1,12 @@
 #include "base/filesync.h"
+
+#include "base/descriptor.h"
 #include "support/programrun.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -63,6 +67,13 @@ TEST_F(FileSyncTest, SyncsFilesAndDirectories)
     EXPECT_EQ(Base::syncToDisk(makeFile("file")), 0);
     EXPECT_EQ(Base::syncToDisk(directory_.path()), 0);
     EXPECT_EQ(readFile(directory_.file("file")), "x");
+}
+
+TEST_F(FileSyncTest, SyncsAnOpenFile)
+{
+    const Base::Descriptor file(::open(makeFile("file").c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(Base::syncToDisk(file.number()), 0);
+    EXPECT_EQ(Base::syncToDisk(Base::Descriptor().number()), EBADF);
 }
 
 TEST_F(FileSyncTest, WhatCannotBeSyncedIsTold)

@@ -130,7 +130,7 @@ TEST(BDBIOMaster, WithoutDescriptorsForThePortNoWorkerStarts)
                                          "[ERROR] bdbiomaster 65 IOWorker init failed id 1"));
     TcpPair pair;
     master.addConnection(pair.server.release()); // nobody can serve it
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
 }
 
 TEST(BDBIOMaster, ConnectionsGoRound)
@@ -166,5 +166,5 @@ TEST(BDBIOMaster, DestroysTheConnectionsThatAreLeft)
         ASSERT_TRUE(isOpen(socket));
     }
     EXPECT_FALSE(isOpen(socket));
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
 }

@@ -114,8 +114,8 @@ TEST(AddConnection, ServesTheSocket)
     bench.master.init(2, 2);
     ASSERT_EQ(bench.worker.addConnection(pair.server.release()), 0);
     for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(sendAll(pair.client.get(), request));
-        EXPECT_EQ(receiveReply(pair.client.get()), internalErrorReply());
+        ASSERT_TRUE(sendAll(pair.client.number(), request));
+        EXPECT_EQ(receiveReply(pair.client.number()), internalErrorReply());
     }
 }
 
@@ -161,11 +161,11 @@ TEST(AddConnection, ClosesTheSocketWhenThereIsNoMemoryForItsHandler)
 
 TEST(Associate, FailureLeavesTheHandlerToTheCaller)
 {
-    const Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    const Base::Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
     const LogCapture log;
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler* handler = bench.createHandler(dup(file.get()));
+    BDBReqHandler* handler = bench.createHandler(dup(file.number()));
     const int socket = handler->socketDescriptor();
     EXPECT_EQ(bench.worker.associate(handler), -1);
     EXPECT_TRUE(isOpen(socket));
@@ -178,32 +178,32 @@ TEST(Associate, FailureLeavesTheHandlerToTheCaller)
 TEST(Receive, DataAfterACompleteRequestClosesTheConnection)
 {
     TcpPair pair;
-    const std::string number = std::to_string(pair.server.get());
+    const std::string number = std::to_string(pair.server.number());
     const LogCapture log(LogError);
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
     BDBReqHandler_linux* handler = bench.createHandler(pair.server.release());
     ASSERT_EQ(append(*handler, request), 0);
     ASSERT_EQ(bench.worker.associate(handler), 0);
-    ASSERT_TRUE(sendAll(pair.client.get(), "x"));
+    ASSERT_TRUE(sendAll(pair.client.number(), "x"));
     bench.master.init(1, 1);
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
     EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker 124 Read is already completed sd " + number));
 }
 
 TEST(Receive, UnknownTransferStateClosesTheConnection)
 {
     TcpPair pair;
-    const std::string number = std::to_string(pair.server.get());
+    const std::string number = std::to_string(pair.server.number());
     const LogCapture log(LogError);
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
     BDBReqHandler_linux* handler = bench.createHandler(pair.server.release());
     ASSERT_EQ(bench.worker.associate(handler), 0);
     handler->setTransferState(2);
-    ASSERT_TRUE(sendAll(pair.client.get(), "x"));
+    ASSERT_TRUE(sendAll(pair.client.number(), "x"));
     bench.master.init(1, 1);
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
     EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker 158 INvalid case on sd " + number));
 }
 
@@ -214,11 +214,11 @@ TEST(Receive, AFastSenderLeavesTheWorkerToOthers)
     const QByteArray large = Framing::frameRequest("Large", bodyOfSize(280 * 1024));
     UnixPair first;
     const int size = 1 << 20;
-    setsockopt(first.client.get(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
-    fcntl(first.client.get(), F_SETFL, O_NONBLOCK);
-    ASSERT_TRUE(sendAll(first.client.get(), large)) << "this system's buffers are too small";
+    setsockopt(first.client.number(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+    fcntl(first.client.number(), F_SETFL, O_NONBLOCK);
+    ASSERT_TRUE(sendAll(first.client.number(), large)) << "this system's buffers are too small";
     TcpPair second;
-    ASSERT_TRUE(sendAll(second.client.get(), Framing::frameRequest("Small", "{}")));
+    ASSERT_TRUE(sendAll(second.client.number(), Framing::frameRequest("Small", "{}")));
 
     const LogCapture log;
     IoBench bench;
@@ -226,8 +226,8 @@ TEST(Receive, AFastSenderLeavesTheWorkerToOthers)
     ASSERT_EQ(bench.worker.associate(bench.createHandler(first.server.release())), 0);
     ASSERT_EQ(bench.worker.associate(bench.createHandler(second.server.release())), 0);
     bench.master.init(1, 1);
-    EXPECT_EQ(receiveReply(first.client.get()), internalErrorReply());
-    EXPECT_EQ(receiveReply(second.client.get()), internalErrorReply());
+    EXPECT_EQ(receiveReply(first.client.number()), internalErrorReply());
+    EXPECT_EQ(receiveReply(second.client.number()), internalErrorReply());
     const std::string text = log.text();
     EXPECT_LT(text.find("opcode is Small"), text.find("opcode is Large"));
 }
@@ -242,8 +242,8 @@ TEST(Receive, AMemoryShortageClosesThatConnectionOnly)
     bench.master.init(1, 1);
     ASSERT_EQ(bench.worker.addConnection(greedy.server.release()), 0);
     ASSERT_EQ(bench.worker.addConnection(modest.server.release()), 0);
-    ASSERT_TRUE(sendAll(modest.client.get(), request)); // so that all threads exist
-    ASSERT_EQ(receiveReply(modest.client.get()), internalErrorReply());
+    ASSERT_TRUE(sendAll(modest.client.number(), request)); // so that all threads exist
+    ASSERT_EQ(receiveReply(modest.client.number()), internalErrorReply());
 
     rlim_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
@@ -251,13 +251,13 @@ TEST(Receive, AMemoryShortageClosesThatConnectionOnly)
     const SoftLimit little(RLIMIT_AS, pages * rlim_t(sysconf(_SC_PAGESIZE)) + (rlim_t(64) << 20));
     QByteArray header = Framing::frameRequest("Op", {});
     header[header.size() - 4] = 0x40; // 1 GiB
-    bool taken = sendAll(greedy.client.get(), header);
+    bool taken = sendAll(greedy.client.number(), header);
     for (int sent = 0; taken && sent < 1024; ++sent)
-        taken = sendAll(greedy.client.get(), chunk);
+        taken = sendAll(greedy.client.number(), chunk);
     EXPECT_FALSE(taken);
 
-    ASSERT_TRUE(sendAll(modest.client.get(), request));
-    EXPECT_EQ(receiveReply(modest.client.get()), internalErrorReply());
+    ASSERT_TRUE(sendAll(modest.client.number(), request));
+    EXPECT_EQ(receiveReply(modest.client.number()), internalErrorReply());
 }
 
 TEST(PostRead, FailsForASocketOutsideThePort)
@@ -279,13 +279,13 @@ TEST(PostWrite, SendsAtOnceAndReadsTheNextRequest)
     handler->setReply("a reply");
     EXPECT_EQ(bench.worker.postWrite(handler), 0);
     // No worker runs yet: all of this was done by the thread that sent.
-    EXPECT_EQ(readBytes(pair.client.get(), 7), "a reply");
+    EXPECT_EQ(readBytes(pair.client.number(), 7), "a reply");
     EXPECT_EQ(handler->transferState(), BDBReqHandler_linux::Reading);
     EXPECT_EQ(handler->sendBuffer().length, 0u);
 
     bench.master.init(1, 1);
-    ASSERT_TRUE(sendAll(pair.client.get(), request));
-    EXPECT_EQ(receiveReply(pair.client.get()), internalErrorReply());
+    ASSERT_TRUE(sendAll(pair.client.number(), request));
+    EXPECT_EQ(receiveReply(pair.client.number()), internalErrorReply());
 }
 
 TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionGoesOn)
@@ -301,9 +301,9 @@ TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionGoesOn)
     EXPECT_EQ(handler->transferState(), BDBReqHandler_linux::Writing);
 
     bench.master.init(2, 1);
-    EXPECT_TRUE(readBytes(pair.client.get(), reply.size()) == reply);
-    ASSERT_TRUE(sendAll(pair.client.get(), request));
-    EXPECT_EQ(receiveReply(pair.client.get()), internalErrorReply());
+    EXPECT_TRUE(readBytes(pair.client.number(), reply.size()) == reply);
+    ASSERT_TRUE(sendAll(pair.client.number(), request));
+    EXPECT_EQ(receiveReply(pair.client.number()), internalErrorReply());
 }
 
 TEST(PostWrite, ARestThatBeginsWithAZeroByteIsSentToo)
@@ -319,7 +319,7 @@ TEST(PostWrite, ARestThatBeginsWithAZeroByteIsSentToo)
     handler->setReply(reply);
     EXPECT_EQ(bench.worker.postWrite(handler), 0);
     bench.master.init(1, 1);
-    EXPECT_TRUE(readBytes(pair.client.get(), reply.size()) == reply);
+    EXPECT_TRUE(readBytes(pair.client.number(), reply.size()) == reply);
 }
 
 TEST(PostWrite, AClientThatDoesNotReadKeepsNoThread)
@@ -336,23 +336,23 @@ TEST(PostWrite, AClientThatDoesNotReadKeepsNoThread)
 
     ASSERT_EQ(bench.worker.addConnection(active.server.release()), 0);
     for (int i = 0; i < 3; ++i) {
-        ASSERT_TRUE(sendAll(active.client.get(), request));
-        EXPECT_EQ(receiveReply(active.client.get()), internalErrorReply());
+        ASSERT_TRUE(sendAll(active.client.number(), request));
+        EXPECT_EQ(receiveReply(active.client.number()), internalErrorReply());
     }
-    EXPECT_TRUE(readBytes(idle.client.get(), LargeReply) == reply);
+    EXPECT_TRUE(readBytes(idle.client.number(), LargeReply) == reply);
 }
 
 TEST(PostWrite, AClientThatGoesAwayInTheMiddleOfItsReplyIsForgotten)
 {
     TcpPair pair;
-    const int socket = pair.server.get();
+    const int socket = pair.server.number();
     IoBench bench;
     bench.master.init(1, 1);
     BDBReqHandler_linux* handler = bench.createHandler(pair.server.release());
     ASSERT_EQ(bench.worker.associate(handler), 0);
     handler->setReply(patternOf(LargeReply));
     ASSERT_EQ(bench.worker.postWrite(handler), 0);
-    ASSERT_EQ(readBytes(pair.client.get(), 100000).size(), 100000);
+    ASSERT_EQ(readBytes(pair.client.number(), 100000).size(), 100000);
     resetConnection(pair.client);
     EXPECT_TRUE(waitUntil([&] { return !isOpen(socket); }));
 }
@@ -360,7 +360,7 @@ TEST(PostWrite, AClientThatGoesAwayInTheMiddleOfItsReplyIsForgotten)
 TEST(PostWrite, WouldBlockClosesTheConnection)
 {
     UnixPair pair;
-    const int socket = pair.server.get();
+    const int socket = pair.server.number();
     const LogCapture log(LogWarn);
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
@@ -371,14 +371,14 @@ TEST(PostWrite, WouldBlockClosesTheConnection)
     DBHandler(handler, &bench.worker).run();
     EXPECT_FALSE(isOpen(socket));
     // The client finds what was on its way before, and no byte of the reply.
-    EXPECT_EQ(readBytes(pair.client.get(), filled + 1).size(), filled);
+    EXPECT_EQ(readBytes(pair.client.number(), filled + 1).size(), filled);
     EXPECT_EQ(log.count("bdbioworker"), 1u); // "composeReply Error 2", nothing about the send
 }
 
 TEST(PostWrite, SendingToAClientThatIsGoneFailsWithoutASignal)
 {
     TcpPair pair;
-    const int socket = pair.server.get();
+    const int socket = pair.server.number();
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
     BDBReqHandler_linux* handler = bench.createHandler(pair.server.release());

@@ -82,11 +82,11 @@ TEST(CompletionPort, EventsComeWithTheirSocketsKey)
     ASSERT_EQ(port.open(), 0);
     TcpPair first;
     TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
+    ASSERT_EQ(port.associate(first.server.number(), &keys[0], EPOLLIN), 0);
+    ASSERT_EQ(port.associate(second.server.number(), &keys[1], EPOLLIN), 0);
+    ASSERT_EQ(send(second.client.number(), "x", 1, 0), 1);
     EXPECT_EQ(port.next(), &keys[1]);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
+    ASSERT_EQ(send(first.client.number(), "x", 1, 0), 1);
     EXPECT_EQ(port.next(), &keys[0]);
 }
 
@@ -96,18 +96,18 @@ TEST(CompletionPort, ASocketIsSilentUntilItIsArmedAgain)
     ASSERT_EQ(port.open(), 0);
     TcpPair first;
     TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
+    ASSERT_EQ(port.associate(first.server.number(), &keys[0], EPOLLIN), 0);
+    ASSERT_EQ(port.associate(second.server.number(), &keys[1], EPOLLIN), 0);
+    ASSERT_EQ(send(first.client.number(), "x", 1, 0), 1);
     EXPECT_EQ(port.next(), &keys[0]);
 
     // More data and even a reset of the first one are not seen: the second one's event comes before.
-    ASSERT_EQ(send(first.client.get(), "y", 1, 0), 1);
+    ASSERT_EQ(send(first.client.number(), "y", 1, 0), 1);
     resetConnection(first.client);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
+    ASSERT_EQ(send(second.client.number(), "x", 1, 0), 1);
     EXPECT_EQ(port.next(), &keys[1]);
 
-    ASSERT_EQ(port.arm(first.server.get(), &keys[0], EPOLLIN), 0);
+    ASSERT_EQ(port.arm(first.server.number(), &keys[0], EPOLLIN), 0);
     EXPECT_EQ(port.next(), &keys[0]);
 }
 
@@ -115,11 +115,11 @@ TEST(CompletionPort, RefusesWhatCannotBeWaitedFor)
 {
     CompletionPort port;
     ASSERT_EQ(port.open(), 0);
-    const Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-    EXPECT_EQ(port.associate(file.get(), &keys[0], EPOLLIN), -1);
+    const Base::Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(port.associate(file.number(), &keys[0], EPOLLIN), -1);
     EXPECT_EQ(errno, EPERM);
     TcpPair stranger;
-    EXPECT_EQ(port.arm(stranger.server.get(), &keys[0], EPOLLIN), -1);
+    EXPECT_EQ(port.arm(stranger.server.number(), &keys[0], EPOLLIN), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
@@ -142,6 +142,6 @@ TEST(CompletionPort, StopBeforeOpenDoesNothing)
     port.stop();
     ASSERT_EQ(port.open(), 0);
     TcpPair pair;
-    ASSERT_EQ(port.associate(pair.server.get(), &keys[0], EPOLLOUT), 0);
+    ASSERT_EQ(port.associate(pair.server.number(), &keys[0], EPOLLOUT), 0);
     EXPECT_EQ(port.next(), &keys[0]);
 }

@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_NET_NETSUPPORT_H
 #define QUORVA_TESTS_NET_NETSUPPORT_H
 
+#include "base/descriptor.h"
 #include "client/wireconnection.h"
 #include "net/bdbiomaster.h"
 #include "net/bdbioworker_linux.h"
@@ -58,32 +59,6 @@ public:
 private:
     __rlimit_resource_t resource_;
     rlimit before_{};
-};
-
-/** A descriptor that is closed in the end. */
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { close(); }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int get() const { return number_; }
-    int release() { return std::exchange(number_, -1); }
-    void close()
-    {
-        if (number_ >= 0)
-            ::close(number_);
-        number_ = -1;
-    }
-    void reset(int number)
-    {
-        close();
-        number_ = number;
-    }
-
-private:
-    int number_;
 };
 
 inline int portOf(int socket)
@@ -198,11 +173,11 @@ inline bool endsWithoutData(int socket)
 }
 
 /** Closes a socket so that the peer gets a reset instead of an end of stream. */
-inline void resetConnection(Descriptor& socket)
+inline void resetConnection(Base::Descriptor& socket)
 {
     const linger now{1, 0};
-    setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    socket.close();
+    setsockopt(socket.number(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    socket = Base::Descriptor();
 }
 
 /**
@@ -212,20 +187,20 @@ inline void resetConnection(Descriptor& socket)
 struct TcpPair {
     TcpPair()
     {
-        const Descriptor listener(listenOnLoopback());
+        const Base::Descriptor listener(listenOnLoopback());
         sockaddr_in address{};
         socklen_t size = sizeof address;
-        getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size);
-        client.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        getsockname(listener.number(), reinterpret_cast<sockaddr*>(&address), &size);
+        client = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const int small = 128 * 1024;
-        setsockopt(client.get(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
-        if (connect(client.get(), reinterpret_cast<const sockaddr*>(&address), size) == 0)
-            server.reset(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        setsockopt(server.get(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
+        setsockopt(client.number(), SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
+        if (connect(client.number(), reinterpret_cast<const sockaddr*>(&address), size) == 0)
+            server = Base::Descriptor(accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        setsockopt(server.number(), SOL_SOCKET, SO_SNDBUF, &small, sizeof small);
     }
 
-    Descriptor server;
-    Descriptor client;
+    Base::Descriptor server;
+    Base::Descriptor client;
 };
 
 /**
@@ -237,14 +212,14 @@ struct UnixPair {
     {
         int ends[2];
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0) {
-            server.reset(ends[0]);
-            client.reset(ends[1]);
-            fcntl(server.get(), F_SETFL, O_NONBLOCK);
+            server = Base::Descriptor(ends[0]);
+            client = Base::Descriptor(ends[1]);
+            fcntl(server.number(), F_SETFL, O_NONBLOCK);
         }
     }
 
-    Descriptor server;
-    Descriptor client;
+    Base::Descriptor server;
+    Base::Descriptor client;
 };
 
 inline QVariantMap parseReply(const QByteArray& text)

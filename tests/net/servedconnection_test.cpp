@@ -189,14 +189,14 @@ TEST_F(ServedConnection, ResetsInAnyStateHurtNobodyElse)
     const QByteArray whole = Framing::frameRequest(unknownOperation, bodyOfSize(50000));
     for (const QByteArray& sent : {QByteArray(), whole.left(30), whole.left(20000), whole}) {
         for (int i = 0; i < 10; ++i) {
-            Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+            Base::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
             sockaddr_in address{};
             address.sin_family = AF_INET;
             address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
             address.sin_port = htons(static_cast<std::uint16_t>(server_.realPort()));
-            ASSERT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+            ASSERT_EQ(connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
             if (!sent.isEmpty())
-                (void)::send(socket.get(), sent.constData(), std::size_t(sent.size()), MSG_NOSIGNAL);
+                (void)::send(socket.number(), sent.constData(), std::size_t(sent.size()), MSG_NOSIGNAL);
             resetConnection(socket);
         }
     }

@@ -21,6 +21,11 @@ protected:
     TempEnv env_;
 };
 
+TEST_F(BDBLockerTest, IsOfType7)
+{
+    EXPECT_EQ(BDBLocker(nullptr).type(), 7);
+}
+
 TEST_F(BDBLockerTest, HoldsANameUntilUnlocked)
 {
     BDBLocker locker(env_.get());

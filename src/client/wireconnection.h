@@ -9,9 +9,6 @@ struct sockaddr_in;
 /** The client side of the protocol, shared by the tools and the tests. */
 namespace Client {
 
-inline constexpr const char* DefaultHost = "127.0.0.1";
-inline constexpr int DefaultPort = 4567;
-
 /** A blocking connection that carries one exchange after another. For one thread at a time. */
 class WireConnection {
 public:

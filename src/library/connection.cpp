@@ -4,6 +4,7 @@
 #include "library/bodies.h"
 #include "library/rangereader.h"
 #include "protocol/bodies.h"
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
@@ -51,6 +52,16 @@ Result send(Connection* connection, const Operations::Operation& operation, cons
 }
 
 } // namespace
+
+QString defaultHost()
+{
+    return QString::fromLatin1(Endpoint::Host);
+}
+
+int defaultPort()
+{
+    return Endpoint::DefaultPort;
+}
 
 class Connection::Private {
 public:

@@ -1,6 +1,7 @@
 #include "log/log.h"
 #include "net/bdbsocket.h"
 #include "peer/allowedusers.h"
+#include "protocol/endpoint.h"
 #include "server/lkthread.h"
 #include "server/lockfile.h"
 #include "server/options.h"
@@ -23,11 +24,12 @@ namespace {
 constexpr int StartFailed = -1; // the parent sees 255
 constexpr std::chrono::milliseconds InstanceLockLimit(10000);
 
+/** A format for the address and the default port. */
 constexpr const char* HelpText = R"(Usage: quorva [-p PORT] [-d LOGFILE] [-s LEVEL] [-w WORKERS] [-m THREADS] [-n]
 
-A local table server on 127.0.0.1.
+A local table server on %s.
 
-  -p PORT      port to listen on (4567)
+  -p PORT      port to listen on (%d)
   -d LOGFILE   log file, appended to (standard error)
   -s LEVEL     1 or more: debug lines; 4, 8, 12, 16, 20: statistics as well (0)
   -w WORKERS   I/O worker threads (4 for each processor)
@@ -47,7 +49,7 @@ bool printedInformation(int argc, const char* const* argv)
     if (argc != 2)
         return false;
     if (std::strcmp(argv[1], "--help") == 0)
-        std::fputs(HelpText, stdout);
+        std::printf(HelpText, Endpoint::Host, Endpoint::DefaultPort);
     else if (std::strcmp(argv[1], "--version") == 0)
         std::puts("quorva " QUORVA_VERSION);
     else
@@ -131,7 +133,7 @@ int main(int argc, char** argv)
     BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
     if (users.isRestricted())
         server.admitOnly(&users);
-    if (const int rc = server.listen("127.0.0.1", options.port); rc != 0) {
+    if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {
         LOG_CRIT("bdbserver", 258) << "listen failed at port " << options.port << " rc " << rc;
         return StartFailed;
     }

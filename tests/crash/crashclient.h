@@ -4,6 +4,7 @@
 #include "ledger.h"
 
 #include "client/wireconnection.h"
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "support/tablefixture.h"
 #include "json/jsonreader.h"
@@ -23,7 +24,7 @@ public:
     {
         constexpr int Patience = 60'000; // milliseconds; a server that hangs is a failure that shows
         connection_.setReceiveTimeout(Patience);
-        (void)connection_.open(QString::fromLatin1(Client::DefaultHost), port); // ignored: then no request succeeds
+        (void)connection_.open(QString::fromLatin1(Endpoint::Host), port); // ignored: then no request succeeds
     }
 
     /** Nothing when no reply came. */

@@ -2,6 +2,7 @@
  * The system has no more of something: nothing that was acknowledged is lost, and when there is more again the server
  * goes on, after a restart where its environment needs one.
  */
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "support/procfs.h"
 #include "support/programrun.h"
@@ -276,7 +277,7 @@ TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
     int port = 0;
     ASSERT_TRUE(waitUntil([&] { return (port = ProcFs::listeningPort(server.pid())) != 0; }));
     Client::WireConnection connection;
-    ASSERT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port));
+    ASSERT_TRUE(connection.open(QString::fromLatin1(Endpoint::Host), port));
     const QString table = QString::fromStdString(server.makeDirectory("env")) + "|t";
     const auto request = [&](const char* operation, const QVariantMap& body) {
         QByteArray text;

@@ -49,6 +49,13 @@ using std::chrono::seconds;
 
 } // namespace
 
+TEST(LibraryConnectionOpen, DefaultsToTheAddressOfAServerWithoutOptions)
+{
+    const Server server;
+    EXPECT_EQ(server.host, "127.0.0.1");
+    EXPECT_EQ(server.port, 4567);
+}
+
 TEST(LibraryConnectionOpen, TellsWhyThereIsNone)
 {
     Connection connection;

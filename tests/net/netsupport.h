@@ -6,6 +6,7 @@
 #include "net/bdbioworker_linux.h"
 #include "net/bdbreqhandler_linux.h"
 #include "net/bdbsocket.h"
+#include "protocol/endpoint.h"
 #include "protocol/framing.h"
 #include "support/expectedreplies.h"
 #include "support/waituntil.h"
@@ -284,7 +285,7 @@ public:
     [[nodiscard]] bool connectTo(Client::WireConnection* connection) const
     {
         connection->setReceiveTimeout(PatienceMs);
-        return connection->open(Client::DefaultHost, realPort());
+        return connection->open(Endpoint::Host, realPort());
     }
 };
 

@@ -1,3 +1,4 @@
+#include "protocol/endpoint.h"
 #include "startsupport.h"
 
 #include <arpa/inet.h>
@@ -33,7 +34,7 @@ bool answersAt(int port)
     Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(ServerProcess::Deadline.count()));
     QByteArray reply;
-    return connection.open(Client::DefaultHost, port) && connection.exchange("Unknown.Operation", "{}", &reply) &&
+    return connection.open(Endpoint::Host, port) && connection.exchange("Unknown.Operation", "{}", &reply) &&
            reply.contains("InternalServerError");
 }
 

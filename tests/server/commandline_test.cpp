@@ -1,3 +1,4 @@
+#include "protocol/endpoint.h"
 #include "startsupport.h"
 
 #include <QThread>
@@ -119,7 +120,7 @@ TEST(CommandLine, PortZeroIsChosenByTheSystemAndReportedAsZero)
         const int port = ProcFs::listeningPort(server.pid());
         ASSERT_NE(port, 0);
         Client::WireConnection connection;
-        EXPECT_TRUE(connection.open(Client::DefaultHost, port)) << connection.error().toStdString();
+        EXPECT_TRUE(connection.open(Endpoint::Host, port)) << connection.error().toStdString();
     }
 }
 

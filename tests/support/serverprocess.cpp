@@ -1,5 +1,6 @@
 #include "support/serverprocess.h"
 
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "support/files.h"
 #include "support/programrun.h"
@@ -201,7 +202,7 @@ Client::WireConnection ServerProcess::connect() const
 {
     Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
-    EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
+    EXPECT_TRUE(connection.open(QString::fromLatin1(Endpoint::Host), port_)) << connection.error().toStdString();
     return connection;
 }
 

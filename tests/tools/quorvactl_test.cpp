@@ -1,5 +1,6 @@
 #include "complaints.h"
 #include "exitstatus.h"
+#include "protocol/endpoint.h"
 #include "toolfixture.h"
 
 #include "client/wireconnection.h"
@@ -182,7 +183,7 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
     const HeldPort port;
     port.listen(0); // room for one that nobody accepts
     Client::WireConnection first;
-    ASSERT_TRUE(first.open(Client::DefaultHost, port.number()));
+    ASSERT_TRUE(first.open(Endpoint::Host, port.number()));
     const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "flush", "d|t"});
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");

@@ -1,8 +1,8 @@
 #include "quorva/connection.h"
 
 #include "client/wireconnection.h"
-#include "library/bodies.h"
 #include "library/rangereader.h"
+#include "library/requestbodies.h"
 #include "protocol/bodies.h"
 #include "protocol/endpoint.h"
 #include "protocol/operations.h"
@@ -155,7 +155,7 @@ Result Connection::deleteItem(const QString& table, const Key& key, const WriteO
 
 Result Connection::batchWrite(const Batch& batch)
 {
-    return send(this, Operations::BatchWriteItem, {{QStringLiteral("RequestItems"), batch.requestItems()}});
+    return send(this, Operations::BatchWriteItem, Bodies::batchWrite(batch.requestItems()));
 }
 
 Result Connection::query(const QString& table, const QString& hash, const QueryOptions& options)

@@ -1,5 +1,5 @@
-#ifndef QUORVA_LIBRARY_BODIES_H
-#define QUORVA_LIBRARY_BODIES_H
+#ifndef QUORVA_LIBRARY_REQUESTBODIES_H
+#define QUORVA_LIBRARY_REQUESTBODIES_H
 
 #include "quorva/requests.h"
 

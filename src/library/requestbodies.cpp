@@ -1,4 +1,4 @@
-#include "library/bodies.h"
+#include "library/requestbodies.h"
 
 #include "protocol/bodies.h"
 
@@ -15,12 +15,12 @@ QVariantMap conditionBody(const KeyCondition& condition)
 template <typename Options> void addPageOptions(const Options& options, QVariantMap* body)
 {
     if (options.limit > 0)
-        body->insert(QStringLiteral("Limit"), options.limit);
+        Bodies::setLimit(options.limit, body);
     Bodies::addAttributesToGet(options.attributes, body);
     if (options.countOnly)
-        body->insert(QStringLiteral("Count"), true);
+        Bodies::setCountOnly(body);
     if (options.startKey)
-        body->insert(QStringLiteral("ExclusiveStartKey"), keyBody(*options.startKey));
+        Bodies::setStartKey(keyBody(*options.startKey), body);
 }
 
 } // namespace
@@ -33,9 +33,7 @@ QVariantMap keyBody(const Key& key)
 QVariantMap tableBody(const Table& table)
 {
     QVariantMap body = Bodies::createTable(table.name, table.hashKey, table.rangeKey);
-    body.insert(QStringLiteral("ProvisionedThroughput"),
-                QVariantMap{{QStringLiteral("ReadCapacityUnits"), table.readUnits},
-                            {QStringLiteral("WriteCapacityUnits"), table.writeUnits}});
+    Bodies::setThroughput(table.readUnits, table.writeUnits, &body);
     return body;
 }
 
@@ -44,9 +42,9 @@ QVariantMap queryBody(const QString& table, const QString& hash, const QueryOpti
     QVariantMap body = Bodies::query(table, hash);
     addPageOptions(options, &body);
     if (options.backward)
-        body.insert(QStringLiteral("ScanIndexForward"), false);
+        Bodies::setForward(false, &body);
     if (options.range)
-        body.insert(QStringLiteral("RangeKeyCondition"), conditionBody(*options.range));
+        Bodies::setRangeCondition(conditionBody(*options.range), &body);
     return body;
 }
 
@@ -57,8 +55,7 @@ QVariantMap scanBody(const QString& table, const ScanOptions& options)
     QVariantMap filter;
     for (auto condition = options.filter.constBegin(); condition != options.filter.constEnd(); ++condition)
         filter.insert(condition.key(), conditionBody(*condition));
-    if (!filter.isEmpty())
-        body.insert(QStringLiteral("ScanFilter"), filter);
+    Bodies::addScanFilter(filter, &body);
     return body;
 }
 

@@ -71,7 +71,8 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
     if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
-        return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
+        return "the two keys are longer than " + std::to_string(Limits::KeyCharacters) +
+               " characters together; queries and scans that reach them would fail";
     if (textSize <= Limits::ItemBytes / 2) // leaves room for numbers that get longer when the server rewrites them
         return {};
     return checkStoredSize(item, keys);
@@ -82,7 +83,8 @@ std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
     item.remove(keys.hash);
     item.remove(keys.range);
     if (Json::serialize(item).size() > Limits::ItemBytes)
-        return "the item is larger than 512 KiB and could not be read back";
+        return "the item is larger than " + std::to_string(Limits::ItemBytes / 1024) +
+               " KiB and could not be read back";
     return {};
 }
 

@@ -1,6 +1,8 @@
 #ifndef QUORVA_PROTOCOL_BODIES_H
 #define QUORVA_PROTOCOL_BODIES_H
 
+#include "protocol/keynames.h"
+
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
@@ -87,14 +89,6 @@ inline constexpr const char* ReturnAllNew = "ALL_NEW";
 inline constexpr const char* ReturnUpdatedOld = "UPDATED_OLD";
 inline constexpr const char* ReturnUpdatedNew = "UPDATED_NEW";
 void setReturnValues(const char* values, QVariantMap* body);
-
-/** The names of a table's key attributes. */
-struct KeyNames {
-    QString hash;
-    QString range;
-
-    bool contains(const QString& name) const { return name == hash || name == range; }
-};
 
 /** The key attributes in a table's description, the "Table" of a reply. */
 KeyNames keyNames(const QVariantMap& description);

@@ -27,7 +27,7 @@ int DeleteCommand::run(const ServerAddress& server)
     if (const int code = key_.decode())
         return code;
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     const bool wantsOld = wanted_ == "old";

@@ -21,7 +21,7 @@ int GetCommand::run(const ServerAddress& server)
     if (const int code = key_.decode())
         return code;
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);

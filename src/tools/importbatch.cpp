@@ -56,7 +56,7 @@ QByteArray ImportBatch::requestBody(const std::string& table, std::size_t first,
     return Json::serialize(Bodies::batchWrite({{QString::fromStdString(table), puts}}));
 }
 
-std::string checkImportLine(const QByteArray& line, const TableKeys& keys, ItemKey* key)
+std::string checkImportLine(const QByteArray& line, const KeyNames& keys, ItemKey* key)
 {
     QVariantMap item;
     if (auto error = parseObject(line, "the line", &item); !error.empty())

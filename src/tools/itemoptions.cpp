@@ -60,7 +60,7 @@ void ConditionOptions::declare(CLI::App* command)
     addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME or does not exist");
 }
 
-int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
+int ConditionOptions::addTo(QVariantMap* body, const KeyNames& keys) const
 {
     QVariantMap expected;
     if (const int code = refuse(readConditions(*this, &expected)))

@@ -38,7 +38,7 @@ struct ConditionOptions {
      * Adds "Expected" to a request if there are conditions. Returns an exit code; errors have been reported. The server
      * does not see key attributes in a stored item, so conditions on those are refused.
      */
-    [[nodiscard]] int addTo(QVariantMap* body, const TableKeys& keys) const;
+    [[nodiscard]] int addTo(QVariantMap* body, const KeyNames& keys) const;
 };
 
 /** Reports the error reply to a write. */

@@ -64,7 +64,7 @@ int readItem(const std::vector<std::string>& words, QVariantMap* item)
     return readItemFile(word, &text) ? parseItem(text, "the item in " + word, item) : ExitUsage;
 }
 
-std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize)
+std::string checkItem(const QVariantMap& item, const KeyNames& keys, qsizetype textSize)
 {
     if (auto error = checkKeyAttribute(item, keys.hash, "hash"); !error.empty())
         return error;
@@ -78,7 +78,7 @@ std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype 
     return checkStoredSize(item, keys);
 }
 
-std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
+std::string checkStoredSize(QVariantMap item, const KeyNames& keys)
 {
     item.remove(keys.hash);
     item.remove(keys.range);
@@ -93,7 +93,7 @@ QString keyText(const QVariantMap& item, const QString& name)
     return item.value(name).toMap().value("S").toString();
 }
 
-QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range)
+QVariantMap withKeys(QVariantMap attributes, const KeyNames& keys, const QString& hash, const QString& range)
 {
     attributes.insert(keys.hash, Bodies::stringValue(hash));
     attributes.insert(keys.range, Bodies::stringValue(range));

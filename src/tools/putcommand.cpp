@@ -33,7 +33,7 @@ int PutCommand::run(const ServerAddress& server)
     if (const int code = readItem(item_, &item))
         return code;
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     if (const std::string error = checkItem(item, keys, Limits::ItemBytes); !error.empty()) {

@@ -5,7 +5,7 @@
 #include "net/bdbiomaster.h"
 #include "net/bdbioworker_linux.h"
 #include "net/bdbreqhandler_linux.h"
-#include "net/bdbsocket.h"
+#include "net/bdbserver.h"
 #include "protocol/endpoint.h"
 #include "protocol/framing.h"
 #include "support/expectedreplies.h"

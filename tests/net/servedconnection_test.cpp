@@ -1,4 +1,4 @@
-#include "net/bdbsocket.h"
+#include "net/bdbserver.h"
 
 #include "netsupport.h"
 #include "protocol/framing.h"

@@ -105,7 +105,7 @@ TEST(Bodies, OptionalMembersAreLeftOutWhenTheySayNothing)
 
 TEST(Bodies, KeyNamesAreThoseOfTheSchema)
 {
-    const Bodies::KeyNames names = Bodies::keyNames(Bodies::createTable("d|t", "h", "r"));
+    const KeyNames names = Bodies::keyNames(Bodies::createTable("d|t", "h", "r"));
     EXPECT_EQ(names.hash, "h");
     EXPECT_EQ(names.range, "r");
     EXPECT_TRUE(names.contains("h") && names.contains("r"));

@@ -1,4 +1,4 @@
-#include "tools/updateoptions.h"
+#include "tools/changeoptions.h"
 
 #include "protocol/bodies.h"
 #include "tools/arguments.h"
@@ -59,7 +59,7 @@ std::string checkAddends(const QVariantMap& updates)
 
 } // namespace
 
-void UpdateOptions::declare(CLI::App* command)
+void ChangeOptions::declare(CLI::App* command)
 {
     addRepeatedOption(command, "--set", &set, "Set an attribute: NAME=TYPE:VALUE");
     addRepeatedOption(
@@ -68,7 +68,7 @@ void UpdateOptions::declare(CLI::App* command)
     addRepeatedOption(command, "--remove", &remove, "Remove the attribute NAME");
 }
 
-std::string UpdateOptions::read(QVariantMap* updates) const
+std::string ChangeOptions::read(QVariantMap* updates) const
 {
     if (auto error = insertValues(set, Bodies::UpdatePut, updates); !error.empty())
         return error;

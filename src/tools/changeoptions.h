@@ -1,5 +1,5 @@
-#ifndef QUORVA_TOOLS_UPDATEOPTIONS_H
-#define QUORVA_TOOLS_UPDATEOPTIONS_H
+#ifndef QUORVA_TOOLS_CHANGEOPTIONS_H
+#define QUORVA_TOOLS_CHANGEOPTIONS_H
 
 #include <QVariantMap>
 
@@ -13,7 +13,7 @@ class App;
 namespace Ctl {
 
 /** The options --set, --add and --remove: what an update changes. */
-struct UpdateOptions {
+struct ChangeOptions {
     std::vector<std::string> set;
     std::vector<std::string> add;
     std::vector<std::string> remove;

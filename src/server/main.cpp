@@ -1,5 +1,5 @@
 #include "log/log.h"
-#include "net/bdbsocket.h"
+#include "net/bdbserver.h"
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
 #include "server/lkthread.h"

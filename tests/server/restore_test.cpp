@@ -86,8 +86,8 @@ TEST_F(Restore, NamesTheLogFileThatIsNotWhole)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: " + backup() +
-                             " has a gap: log.0000000001 is not whole, and what follows cannot be applied without the "
-                             "rest of it\n");
+                             " has a gap in its log: log.0000000001 is truncated, and later log files cannot be "
+                             "applied without the rest of it\n");
     EXPECT_FALSE(fs::exists(pathOf("restored")));
 
     fs::copy_file(sourceLog(1), shippedLog(1));
@@ -123,8 +123,8 @@ TEST_F(Restore, NamesTheLogFileThatIsDamaged)
         const std::string unreadable =
             number == 1 ? ": " + logName(1) + " is damaged: its records cannot be read from byte [0-9]+ on"
                         : "/__log__/" + logName(2) +
-                              " is damaged: its records cannot be read from byte [0-9]+ on; cut "
-                              "to that size, \"truncate -s [0-9]+\", it is restored up to there";
+                              " is damaged: its records cannot be read from byte [0-9]+ on; after \"truncate -s "
+                              "[0-9]+\" it can be restored up to there";
         overwrite(5'000'000, std::string(43, 'x'));
         expectDamage(unreadable);
         overwrite(5'000'000, std::string(1'000'000, '\0'));
@@ -132,8 +132,8 @@ TEST_F(Restore, NamesTheLogFileThatIsDamaged)
         shipPristine();
         std::ofstream(shippedLog(number))
             << "This is no log file. " << std::string(number == 1 ? 20'000'000 : 100, '.');
-        expectDamage(number == 1 ? ": __log__/" + logName(1) + " is damaged: it is not what was copied"
-                                 : ": " + logName(2) + " is damaged: it does not begin as a log file does");
+        expectDamage(number == 1 ? ": __log__/" + logName(1) + " is damaged: its checksum does not match"
+                                 : ": " + logName(2) + " is damaged: it does not begin with the header of a log file");
     }
 }
 
@@ -152,10 +152,9 @@ TEST_F(Restore, WarnsOfALastLogFileThatIsNotWhole)
     cut(shippedLog(2), 5'000'000);
     const ProgramRun run = restore(backup(), pathOf("restored"));
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.error,
-                testing::MatchesRegex("quorvactl: " + shippedLog(2) +
-                                      " is not whole: its records end at byte [0-9]+, and what followed them "
-                                      "is not restored\n"));
+    EXPECT_THAT(run.error, testing::MatchesRegex(
+                               "quorvactl: " + shippedLog(2) +
+                               " is truncated: its records end at byte [0-9]+, and later changes are not restored\n"));
     ASSERT_TRUE(server_.start());
     EXPECT_LT(filledIn(tableIn(pathOf("restored"))), filledIn(tableIn(pathOf("whole"))));
 }
@@ -219,7 +218,7 @@ TEST_F(Restore, AfterAKillDuringShipping)
     killServer();
     const auto before = contentsOf(backup());
     // As it was left: the last log file may be a part of one, which is told.
-    const std::string copy = restored(backup(), testing::AnyOf("", testing::HasSubstr(" is not whole: ")));
+    const std::string copy = restored(backup(), testing::AnyOf("", testing::HasSubstr(" is truncated: ")));
     EXPECT_EQ(contentsOf(backup()), before);
 
     ASSERT_TRUE(server_.start());
@@ -283,7 +282,7 @@ TEST_F(Restore, AfterACrashAtAnyPointOfTheMoveOfALogFile)
         const ProgramRun run = restore(backup(), asLeft);
         EXPECT_EQ(run.status, 0) << run.error;
         const bool isCut = crash.copied > 0 && crash.copied < all && !crash.previous;
-        EXPECT_EQ(run.error.find(shippedLog(1) + " is not whole: ") != std::string::npos, isCut) << run.error;
+        EXPECT_EQ(run.error.find(shippedLog(1) + " is truncated: ") != std::string::npos, isCut) << run.error;
         EXPECT_EQ(run.error.empty(), !isCut) << run.error;
         ASSERT_TRUE(server_.start());
         EXPECT_EQ(itemsOf(tableIn(asLeft), {"k"}).size(), crash.items);

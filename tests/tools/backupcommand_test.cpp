@@ -122,7 +122,7 @@ TEST_F(BackupCommand, StartRefusesWhereAMarkerIs)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: another backup to " + target +
-                             " is running, or one was cut short: " + markerIn(target) +
+                             " is running, or was interrupted: " + markerIn(target) +
                              " exists\n  try: if no server is writing to the directory, remove this file and start "
                              "again\n");
     EXPECT_TRUE(hasMarker(target));
@@ -137,7 +137,7 @@ TEST_F(BackupCommand, StartTellsWhenItCannotMakeTheMarker)
     EXPECT_EQ(run.error, "quorvactl: cannot write " + markerIn(pathOf("file")) + ": Not a directory\n");
     const ProgramRun below = backup({"start", table(), pathOf("file/target")});
     EXPECT_EQ(below.status, 1);
-    EXPECT_EQ(below.error, "quorvactl: cannot make " + pathOf("file/target") + ": Not a directory\n");
+    EXPECT_EQ(below.error, "quorvactl: cannot create " + pathOf("file/target") + ": Not a directory\n");
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
 

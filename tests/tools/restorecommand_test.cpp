@@ -117,19 +117,19 @@ TEST_F(RestoreCommand, RefusesATargetThatIsNotEmpty)
 TEST_F(RestoreCommand, RefusesATargetThatCannotBeMade)
 {
     std::ofstream(target()).flush();
-    expectRefusal(backup(), target(), "cannot make " + target() + ": File exists");
+    expectRefusal(backup(), target(), "cannot create " + target() + ": File exists");
     expectRefusal(backup(), pathOf("none/restored"),
-                  "cannot make " + pathOf("none/restored") + ": No such file or directory");
+                  "cannot create " + pathOf("none/restored") + ": No such file or directory");
 }
 
 TEST_F(RestoreCommand, RefusesATargetInTheBackup)
 {
     expectRefusal(backup(), backup() + "/restored",
-                  backup() + "/restored lies in " + backup() + ", which a restore does not change");
+                  backup() + "/restored is inside " + backup() + ", which a restore must not change");
     fs::create_directory_symlink(backup(), pathOf("link"));
     expectRefusal(backup(), pathOf("link/restored"),
-                  pathOf("link/restored") + " lies in " + backup() + ", which a restore does not change");
-    expectRefusal(backup(), backup(), backup() + " lies in " + backup() + ", which a restore does not change");
+                  pathOf("link/restored") + " is inside " + backup() + ", which a restore must not change");
+    expectRefusal(backup(), backup(), backup() + " is inside " + backup() + ", which a restore must not change");
 }
 
 TEST_F(RestoreCommand, RefusesATargetThatAServerHasOpen)
@@ -137,7 +137,7 @@ TEST_F(RestoreCommand, RefusesATargetThatAServerHasOpen)
     fs::create_directory(target());
     const int held = open(target().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_EQ(flock(held, LOCK_EX | LOCK_NB), 0);
-    expectRefusal(backup(), target(), target() + " is open in a server, or another restore fills it");
+    expectRefusal(backup(), target(), target() + " is open in a server, or in use by another restore");
     close(held);
     EXPECT_EQ(restore(backup(), target()).status, 0);
 }
@@ -151,8 +151,8 @@ TEST_F(RestoreCommand, RefusesAnUnfinishedBackup)
 {
     makeMarker(backup());
     expectRefusal(backup(), target(),
-                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
-                             "backup that writes it, or make another one");
+                  backup() + " is unfinished: it contains BackupInProgress.tmp; wait for the running backup to "
+                             "complete, or make another one");
 }
 
 TEST_F(RestoreCommand, NamesACopyThatIsBeingMadeAsUnfinished)
@@ -163,17 +163,17 @@ TEST_F(RestoreCommand, NamesACopyThatIsBeingMadeAsUnfinished)
     // As the server does while it copies; it may still be looking for log files to ship.
     ASSERT_TRUE(waitUntil([&] { return flock(server, LOCK_EX | LOCK_NB) == 0; }));
     expectRefusal(backup(), target(),
-                  backup() + " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
-                             "backup that writes it, or make another one");
+                  backup() + " is unfinished: it contains BackupInProgress.tmp; wait for the running backup to "
+                             "complete, or make another one");
     close(server);
 }
 
 TEST_F(RestoreCommand, RefusesWhatIsNoBackup)
 {
-    expectRefusal(makeDirectory("empty"), target(), pathOf("empty") + " is no backup: it holds no log files");
+    expectRefusal(makeDirectory("empty"), target(), pathOf("empty") + " is not a backup: it contains no log files");
     makeDirectory("texts");
     std::ofstream(pathOf("texts/readme")) << "text";
-    expectRefusal(pathOf("texts"), target(), pathOf("texts") + " is no backup: it holds no log files");
+    expectRefusal(pathOf("texts"), target(), pathOf("texts") + " is not a backup: it contains no log files");
     expectRefusal(pathOf("none"), target(), pathOf("none") + " is not a directory");
     expectRefusal(pathOf("texts/readme"), target(), pathOf("texts/readme") + " is not a directory");
 }
@@ -192,8 +192,10 @@ TEST_F(RestoreCommand, RefusesAGapInTheLogs)
 {
     makeDirectory("backup/__log__");
     fs::copy_file(backup() + '/' + logName(1), backup() + "/__log__/" + logName(3));
-    expectRefusal(backup(), target(),
-                  backup() + " has a gap: log.0000000002 is missing, and what follows cannot be applied without it");
+    expectRefusal(
+        backup(), target(),
+        backup() +
+            " has a gap in its log: log.0000000002 is missing, and later log files cannot be applied without it");
 }
 
 TEST_F(RestoreCommand, LeavesNothingBehindWhenADatabaseFileIsDamaged)
@@ -210,7 +212,7 @@ TEST_F(RestoreCommand, LeavesNothingBehindWhenADatabaseFileIsDamaged)
         EXPECT_EQ(run.output, "");
         EXPECT_THAT(run.error, AllOf(StartsWith("quorvactl: "), EndsWith("\n"),
                                      AnyOf(HasSubstr(backup() + ": " + file + " is damaged: "),
-                                           HasSubstr(backup() + ": recovery fails: "))));
+                                           HasSubstr(backup() + ": recovery failed: "))));
         EXPECT_EQ(fs::exists(target()), existed);
         EXPECT_THAT(namesIn(target()), IsEmpty());
         EXPECT_EQ(contentsOf(backup()), before);
@@ -279,10 +281,10 @@ TEST_F(RestoreCommand, RefusesACopyWithAFileThatIsNotWhatWasCopied)
             continue;
         const auto size = fs::file_size(backup() + '/' + name);
         damage(name, static_cast<std::streamoff>(size) - 1, 1); // where a database has nothing that it would miss
-        expectRefusal(backup(), target(), backup() + ": " + name + " is damaged: it is not what was copied");
+        expectRefusal(backup(), target(), backup() + ": " + name + " is damaged: its checksum does not match");
         fs::resize_file(backup() + '/' + name, size - 1);
         expectRefusal(backup(), target(),
-                      backup() + " is damaged: " + name + " has " + std::to_string(size - 1) + " bytes in place of " +
+                      backup() + " is damaged: " + name + " has " + std::to_string(size - 1) + " bytes instead of " +
                           std::to_string(size));
         fs::copy_file(pathOf("pristine/") + name, backup() + '/' + name, fs::copy_options::overwrite_existing);
     }
@@ -303,8 +305,8 @@ TEST_F(RestoreCommand, TakesACopyWithoutAListOnlyWhenToldTo)
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.output, "");
     EXPECT_EQ(refused.error, "quorvactl: " + backup() +
-                                 " has no BackupFiles.list, without which nothing shows whether files are missing; "
-                                 "--without-list restores what is there\n");
+                                 " has no BackupFiles.list, so missing files cannot be detected; --without-list "
+                                 "restores the files that exist\n");
     EXPECT_FALSE(fs::exists(target()));
     const ProgramRun run = runProgram(QUORVACTL_BINARY, {"restore", "--without-list", backup(), target()});
     EXPECT_EQ(run.status, 0) << run.error;
@@ -318,7 +320,7 @@ TEST_F(RestoreCommand, LeavesOutTheSettingsOfADirectoryWithoutAList)
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.error,
-              "quorvactl: " + backup() + "/DB_CONFIG is left out: an environment's settings are not restored\n");
+              "quorvactl: " + backup() + "/DB_CONFIG is skipped: an environment's settings are not restored\n");
     EXPECT_FALSE(fs::exists(target() + "/DB_CONFIG"));
     EXPECT_EQ(itemsOf(tableIn(target()), {"k"}).size(), 2U);
 }
@@ -332,10 +334,9 @@ TEST_F(RestoreCommand, LeavesOutWhatIsNotInTheList)
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.output, restoreOutput("t: 2 items\n", "1 table with 2 items", target()));
-    EXPECT_EQ(run.error, "quorvactl: " + backup() +
-                             "/more/log.0000000001 is left out: it is not in the list of the copy's files\n" +
-                             "quorvactl: " + backup() +
-                             "/notes.txt is left out: it is not in the list of the copy's files\n");
+    EXPECT_EQ(run.error,
+              "quorvactl: " + backup() + "/more/log.0000000001 is skipped: it is not in the copy's list of files\n" +
+                  "quorvactl: " + backup() + "/notes.txt is skipped: it is not in the copy's list of files\n");
     EXPECT_FALSE(fs::exists(target() + "/more"));
     EXPECT_FALSE(fs::exists(target() + "/notes.txt"));
 }
@@ -369,7 +370,8 @@ TEST_F(RestoreCommand, RefusesShippedLogFilesOfAnotherEnvironment)
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableIn(other)}}), okReply());
     fs::create_directory(backup() + "/__log__");
     fs::copy_file(other + '/' + logName(1), backup() + "/__log__/" + logName(1));
-    expectRefusal(backup(), target(), backup() + ": __log__/" + logName(1) + " is damaged: it is not what was copied");
+    expectRefusal(backup(), target(),
+                  backup() + ": __log__/" + logName(1) + " is damaged: its checksum does not match");
 }
 
 TEST_F(RestoreCommand, WrongCommandLineIsAUsageError)

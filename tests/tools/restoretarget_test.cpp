@@ -159,7 +159,7 @@ TEST_F(RestoreTarget, AKilledOneLeavesADirectoryThatNoServerOpensAndTheNextOneRe
         const ProgramRun run = restore(backup(), target());
         EXPECT_EQ(run.status, 0);
         EXPECT_THAT(run.output, HasSubstr("restored 1 table with 30 items to " + target() + '\n'));
-        EXPECT_EQ(run.error, "quorvactl: removed " + left.front() + ", which an interrupted restore left\n");
+        EXPECT_EQ(run.error, "quorvactl: removed " + left.front() + ", left by an interrupted restore\n");
         EXPECT_THAT(workDirectories(), IsEmpty());
         EXPECT_FALSE(fs::exists(target() + "/DB_CONFIG"));
         expectWhole(target());
@@ -178,7 +178,7 @@ TEST_F(RestoreTarget, AKilledOneIntoADirectoryThatWasThereIsTheSame)
 
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.error, "quorvactl: removed what an interrupted restore left in " + target() + '\n');
+    EXPECT_EQ(run.error, "quorvactl: removed the remains of an interrupted restore from " + target() + '\n');
     EXPECT_EQ(fs::status(target()).permissions(), fs::perms::owner_all);
     EXPECT_FALSE(fs::exists(target() + "/DB_CONFIG"));
     expectWhole(target());
@@ -228,7 +228,7 @@ TEST_F(RestoreTarget, CutOffAtItsVeryEndIsRestoredOnceMore)
 
     const ProgramRun run = restore(backup(), target());
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.error, "quorvactl: removed what an interrupted restore left in " + target() + '\n');
+    EXPECT_EQ(run.error, "quorvactl: removed the remains of an interrupted restore from " + target() + '\n');
     expectWhole(target());
 }
 
@@ -262,7 +262,7 @@ TEST_F(RestoreTarget, TwoRestoresToOneTargetAreOneTooMany)
     ASSERT_THAT(left, SizeIs(1));
     const ProgramRun second = restore(backup(), target());
     EXPECT_EQ(second.status, 1);
-    EXPECT_EQ(second.error, "quorvactl: another restore to " + target() + " is under way, in " + left.front() + '\n');
+    EXPECT_EQ(second.error, "quorvactl: another restore to " + target() + " is running, in " + left.front() + '\n');
     EXPECT_EQ(workDirectories(), left);
     const ProgramRun first = stopped.endBy(SIGCONT);
     EXPECT_EQ(first.status, 0) << first.error;
@@ -292,7 +292,7 @@ TEST_F(RestoreTarget, ALinkToADirectoryStaysALink)
     fs::create_directory_symlink(pathOf("nowhere"), pathOf("place/dangling"));
     const ProgramRun run = restore(backup(), pathOf("place/dangling"));
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: cannot make " + pathOf("place/dangling") + ": File exists\n");
+    EXPECT_EQ(run.error, "quorvactl: cannot create " + pathOf("place/dangling") + ": File exists\n");
 }
 
 TEST_F(RestoreTarget, HasTheAccessModeOfANewDirectory)

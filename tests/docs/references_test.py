@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether what the documents point to is there: links and their anchors, files, scripts, programs, labels of tests.
+"""Checks that what the documents refer to exists: links and their anchors, files, scripts, programs, test labels.
 
     references_test.py SOURCE BIN
 """
@@ -12,14 +12,14 @@ import sys
 LINK = re.compile(r"\[[^\]]*\]\(([^)\s]+)\)")
 HEADING = re.compile(r"^#+ (.*)$", re.MULTILINE)
 CODE_BLOCK = re.compile(r"^```.*?^```", re.MULTILINE | re.DOTALL)
-# A path of the project, with its first directory and a name that is written out.
+# A path in the project that starts with a top-level directory and is spelled out.
 SOURCE_PATH = re.compile(r"(?<![\w/.-])((?:src|tests|bench|docs|examples|man|packaging|cmake|script|\.ci)/[\w./-]*\w)")
 PROGRAM = re.compile(r"build/bin/([\w-]+)")
 LABEL = re.compile(r"script/test(?: \w+)? -L (\w+)")
 
 
 def anchor(heading):
-    """The name under which a heading can be linked to."""
+    """The anchor of a heading."""
     return re.sub(r"[^\w\- ]", "", heading.replace("`", "").lower()).replace(" ", "-")
 
 
@@ -47,7 +47,7 @@ def problems_of(document, root, programs, labels):
         if problem := broken_link(document, target):
             yield problem
     for path in SOURCE_PATH.findall(text):
-        # A document may leave out the extension of a pair of files.
+        # A document may omit the extension to refer to a header and its source.
         if not os.path.exists(os.path.join(root, path)) and not glob.glob(os.path.join(root, path + ".*")):
             yield f"{path} is not there"
         elif path.startswith("script/") and not os.access(os.path.join(root, path), os.X_OK):

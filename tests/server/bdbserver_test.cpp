@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-/** A server that is started by the shell command `prepare`, which ends by running "$@". */
+/** A server started through the shell command `prepare`, which ends by running "$@". */
 ServerProcess::Setup preparedBy(const std::string& prepare)
 {
     ServerProcess::Setup setup;
@@ -37,7 +37,7 @@ bool answersAt(int port)
            reply.contains("InternalServerError");
 }
 
-/** What is in the pipe right now, appended to `text`. */
+/** Appends what is currently in the pipe to `text`. */
 void drain(int pipe, std::string* text)
 {
     std::array<char, 4096> piece;
@@ -84,7 +84,7 @@ TEST(ServerStart, PortIsFreeForASuccessorAtOnce)
 {
     ServerProcess server;
     ASSERT_TRUE(server.start());
-    ASSERT_TRUE(serves(&server)); // a connection of the server's side, which lingers when the server dies
+    ASSERT_TRUE(serves(&server)); // a connection whose server side lingers after the server's death
     const int port = server.port();
     server.kill();
     ASSERT_EQ(server.waitForExit(), -SIGKILL);
@@ -141,7 +141,7 @@ TEST(ServerStart, ItsOwnDescriptorsAreClosedInPrograms)
     for (const auto& [descriptor, target] : ProcFs::descriptors(server.pid())) {
         const auto inherited = ours.find(descriptor);
         if (descriptor <= STDERR_FILENO || (inherited != ours.end() && inherited->second == target))
-            continue; // whoever started this test may have left us something that the server gets as well
+            continue; // inherited from whoever started this test, and so by the server as well
         const int flags = ProcFs::descriptorFlags(server.pid(), descriptor);
         EXPECT_TRUE(flags & O_CLOEXEC) << target;
         if (target == server.logPath()) {
@@ -177,7 +177,7 @@ TEST(ServerLog, ReaderThatDiesDoesNotEndTheServer)
 
 TEST(ServerLog, FileSizeLimitDoesNotEndTheServer)
 {
-    // The log is full after one block of 512 bytes, and some shells count in 1024.
+    // The log is full after one block: 512 bytes, or 1024 in some shells.
     ServerProcess server(preparedBy("ulimit -f 1; exec \"$@\""));
     ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath()}));
     const int port = waitUntilListening(&server);

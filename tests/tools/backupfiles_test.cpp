@@ -68,7 +68,7 @@ TEST_F(ReadBackup, AShippedLogFileTakesThePlaceOfTheOneInTheCopy)
 
 TEST_F(ReadBackup, AShippedLogFileOfEqualLengthIsTheCompleteOne)
 {
-    // Log files have their whole length from the start.
+    // Log files have their full length from the start.
     write("log.0000000001", std::string("begin\0\0\0", 8));
     write("__log__/log.0000000001", "begin...");
     write("__log__/log.0000000001.del", "older...");
@@ -209,7 +209,7 @@ TEST_F(ReadBackup, RefusesAGapInTheLogs)
 
 TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
 {
-    // The server was killed, or is at work, when it had shipped some of those that the copy does not need.
+    // The server was killed, or is still working, after shipping some of the files that the copy does not need.
     write("t", "abc");
     write("log.0000000007", "log");
     write("__log__/log.0000000003");
@@ -225,7 +225,7 @@ TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
     EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U)));
     EXPECT_THAT(files_.leftOut, testing::IsEmpty());
 
-    list.firstLog = 5; // one that it needs cannot be done without, wherever it is
+    list.firstLog = 5; // a file that it needs must exist somewhere
     write("BackupFiles.list", list.write());
     files_ = {};
     EXPECT_EQ(refusal(), dir_.path() + " has a gap: log.0000000006 is missing, and what follows cannot be applied "

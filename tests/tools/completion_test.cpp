@@ -31,7 +31,7 @@ Words linesOf(const std::string& text)
     return lines;
 }
 
-/** What bash would offer for the last of these words. */
+/** The completions that bash would offer for the last of these words. */
 Words completionsOf(const Words& words)
 {
     Words arguments{"-c",
@@ -76,7 +76,7 @@ struct Options {
     Words withValue;
 };
 
-/** The options in a help text, by their long names. */
+/** The long names of the options in a help text. */
 Options optionsIn(const std::string& help)
 {
     Options options;

@@ -1,41 +1,14 @@
-"""Random requests, rich in the values that are easy to get wrong."""
+"""Random requests, rich in values that are easy to get wrong."""
 
-from differential_model import partition_of
-
-
-def hash_in(partition, skip=0):
-    """A hash key of a partition."""
-    number = 0
-    while True:
-        hash_key = "k%d" % number
-        if partition_of(hash_key.encode()) == partition:
-            if skip == 0:
-                return hash_key
-            skip -= 1
-        number += 1
-
-
-# Prefixes of each other, digits that continue a length, bytes at both ends of the range, zero bytes.
-HASHES = ["", "a", "aa", "a1", "0001a", "\x00", "a\x00", "a\x00b", "\xe9", "\xff", " ", "x" * 300]
-HASHES += [hash_in(partition, skip) for partition, skip in ((0, 0), (0xFD, 0), (0xFE, 0), (0xFF, 0), (0xFF, 1))]
-RANGES = ["", "a", "ab", "abc", "abd", "b", "\xe9", "\xff", "\xff\x01", "\xfe\xff", "\x00", "a\x00", "a\x00b", "z", "1"]
-RANGES += ["10", "0001a", "\x7f", "\x80", "r" * 200]
-FOREIGN_TEXTS = ["\u0394", "\u0100", "a\u20ac", "\U0001f600"]  # no Latin-1
-ODD_VALUES = [None, True, False, 0, 5, -1, 2.5, "", "a", [], {}, ["a"], {"S": "a"}, {"N": "5"}, [{"S": "a"}], [None]]
-NAMES = ["v", "v", "v", "v", "w", "w", "w", "x", "", "h", "r", "S", "\xe9", "\u0394", "V"]  # few are met often
-NUMBERS = ["0", "5", "-7", "010", "1.5", "", " 5 ", "+3", "9223372036854775807", "-9223372036854775808", "1e3", "abc"]
-NUMBERS += ["9223372036854775808", "007", "-0"]
-OPERATORS = ["EQ", "LE", "LT", "GE", "GT", "BEGINS_WITH", "BETWEEN"]
-ODD_OPERATORS = ["NE", "IN", "CONTAINS", "NULL", "eq", "", None, 5]
-RETURN_VALUES = ["NONE", "ALL_OLD", "ALL_NEW", "UPDATED_OLD", "UPDATED_NEW", "all_old", "", None, 5]
-LIMITS = [1, 2, 3, 5, 10, 127, 128, 129, 1000, 0, -1, 2**31, 2**63 - 1, -(2**63), 2**64 - 1]
-ODD_LIMITS = ["2", " 3 ", "x", "", 1.5, 2.5, -0.5, True, False, None, [], {}]
-FLAGS = [True, False, True, False, 0, 1, "true", "false", "FALSE", "0", "", "x", None, 0.5, [], {}]
+from differential_pools import (
+    FLAGS, FOREIGN_TEXTS, HASHES, LIMITS, NAMES, NUMBERS, ODD_LIMITS, ODD_OPERATORS, ODD_VALUES, OPERATORS, RANGES,
+    RETURN_VALUES,
+)
 
 
 class Requests:
     def __init__(self, random, model, tables, foreign_tables, whole_table):
-        """`whole_table` is the one that is scanned from its beginning: that creates all files of a table."""
+        """`whole_table` is the only one to be scanned from the start, as that creates all files of a table."""
         self.random = random
         self.model = model
         self.tables = tables
@@ -67,7 +40,7 @@ class Requests:
         make = self.random.choices(list(kinds), list(kinds.values()))[0]
         operation, body = make()
         if self.chance(0.5):
-            body = self.pick(ODD_VALUES)  # JSON that is no object, or one without any field that is known
+            body = self.pick(ODD_VALUES)  # not a JSON object, or one without any known field
         elif self.chance(2) and body:
             body[self.pick(sorted(body))] = self.pick(ODD_VALUES)
         return operation, body
@@ -236,7 +209,7 @@ class Requests:
     def batch_write(self):
         names = self.random.sample(self.tables, self.random.choice([1, 1, 2, 3]))
         if self.chance(85):
-            # Of one environment; tables of several are the rest.
+            # Usually of one environment, sometimes of several.
             names = [name for name in names if Requests.same_environment(name, names[0])]
         if self.chance(1):
             names.append(self.pick(self.foreign_tables))
@@ -254,7 +227,7 @@ class Requests:
         h, r = ({"AttributeName": name, "AttributeType": "S"} for name in ("h", "r"))
         schema = {"HashKeyElement": h, "RangeKeyElement": r}
         name = self.pick(self.tables)
-        # One table changes its keys now and then, up to a schema that serves no item at all.
+        # One table changes its keys from time to time, even to schemas that no item can be stored with.
         if name == self.tables[-1] and self.chance(50):
             schema = self.pick(
                 [
@@ -278,7 +251,7 @@ class Requests:
         return "UpdateTable", {"TableName": self.table_name(), "ProvisionedThroughput": action}
 
     def delete_table(self):
-        # One whose environment is held would be waited for without end.
+        # Deleting one whose environment is held would wait forever.
         names = [name for name in self.tables if self.model.directory_of(name) not in self.model.held]
         return "DeleteTable", {"TableName": self.pick(names) if names else self.foreign_tables[0]}
 

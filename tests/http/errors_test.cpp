@@ -1,5 +1,6 @@
 #include "errorfixture.h"
 
+#include <random>
 #include <string>
 
 namespace {

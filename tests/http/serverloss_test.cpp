@@ -17,8 +17,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 class HttpServerLoss : public HttpTest {
 protected:
     void endServer()

@@ -3,19 +3,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
-
-TEST_F(BatchWriteItemTest, TablesOfOneEnvironmentAreWrittenTogether)
-{
-    createTable(tableName("u"), keySchema("from", "until"));
-    const QVariantMap other{{"from", textValue("q")}, {"until", textValue("z")}, {"h", textValue("no key here")}};
-    EXPECT_EQ(batchOf({{tableName("t"), QVariantList{putEntry(itemOf("q", "a"))}},
-                       {tableName("u"), QVariantList{putEntry(other), deleteEntry("q", "a")}}}),
-              okReply());
-    EXPECT_EQ(stored("q", "t"), QVariantList{itemOf("q", "a")});
-    EXPECT_EQ(stored("q", "u"), QVariantList{other});
-    EXPECT_THAT(takeComplaints(), IsEmpty());
-}
 
 /** Any rejected entry rejects the whole batch, wherever it is. */
 TEST_F(BatchWriteItemTest, RefusedEntryWritesNothingAtAll)

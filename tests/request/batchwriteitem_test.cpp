@@ -76,6 +76,18 @@ TEST_F(BatchWriteItemTest, EntryOfBothKindsIsAPut)
     EXPECT_EQ(stored("q"), (QVariantList{itemOf("q", "a"), itemOf("q", "b")}));
 }
 
+TEST_F(BatchWriteItemTest, TablesOfOneEnvironmentAreWrittenTogether)
+{
+    createTable(tableName("u"), keySchema("from", "until"));
+    const QVariantMap other{{"from", textValue("q")}, {"until", textValue("z")}, {"h", textValue("no key here")}};
+    EXPECT_EQ(batchOf({{tableName("t"), QVariantList{putEntry(itemOf("q", "a"))}},
+                       {tableName("u"), QVariantList{putEntry(other), deleteEntry("q", "a")}}}),
+              okReply());
+    EXPECT_EQ(stored("q", "t"), QVariantList{itemOf("q", "a")});
+    EXPECT_EQ(stored("q", "u"), QVariantList{other});
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
 TEST_F(BatchWriteItemTest, SameItemInTwoTablesIsNoDuplicate)
 {
     createTable(tableName("u"));

@@ -9,10 +9,6 @@
 
 namespace {
 
-/**
- * Many connections write, describe and delete at once, each with a different spelling of the directory. A request may
- * be refused because the table is being deleted; an acknowledged write is never lost.
- */
 TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
 {
     constexpr int Items = 60; // of 400,000 bytes each: more than a connection's buffers hold
@@ -40,6 +36,10 @@ TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
     EXPECT_EQ(reply.toMap().value("Items").toList().size(), Items) << "the reply is whole all the same";
 }
 
+/**
+ * Many connections write, describe and delete at once, each with a different spelling of the directory. A request may
+ * be refused because the table is being deleted; an acknowledged write is never lost.
+ */
 TEST_F(DeleteTable, NeverLosesAnAcknowledgedWriteOfOthers)
 {
     constexpr int Writers = 4;

@@ -7,7 +7,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 std::vector<std::string> normalized(const LogCapture& log)
 {

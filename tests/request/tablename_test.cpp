@@ -7,7 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 

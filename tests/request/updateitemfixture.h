@@ -6,11 +6,8 @@
 class UpdateItem : public ItemOperation {
 protected:
     static QVariantMap action(const char* name, const QVariant& value) { return {{"Action", name}, {"Value", value}}; }
-
     static QVariantMap putValue(const QVariant& value) { return action("PUT", value); }
-
     static QVariantMap addValue(const QVariant& value) { return action("ADD", value); }
-
     static inline const QVariantMap Delete{{"Action", "DELETE"}};
 
     static QVariantMap returning(const QVariant& values) { return {{"ReturnValues", values}}; }

@@ -16,7 +16,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::MatchesRegex;
 
 /** A server started through the shell command `prepare`, which ends by running "$@". */

@@ -6,10 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 /** A server that must be the only one with this lock. */
 ServerProcess::Setup lockedBy(const std::string& name)
 {

@@ -6,9 +6,7 @@
 
 namespace {
 
-using testing::Contains;
 using testing::Each;
-using testing::Not;
 
 /** A server with a verbosity level, and what its environments print at that level. */
 class Statistics : public TableTest, public testing::WithParamInterface<int> {

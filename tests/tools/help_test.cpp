@@ -11,9 +11,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 using Words = std::vector<std::string>;
 
 /** The command names listed in a help text. */

@@ -16,9 +16,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 
 constexpr const char* OkReply = "{\"__rc\":200,\"__rcstr\":\"OK\"}\n";
 constexpr const char* InternalErrorReply =

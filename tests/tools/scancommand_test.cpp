@@ -6,9 +6,7 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 class ScanCommand : public ReadCommandTest {
 protected:

@@ -30,8 +30,8 @@ TEST_P(Boto, Works)
     const std::string tables = server.makeDirectory("tables");
     const TempDir home;
     const ProgramRun run =
-        runProgram("/usr/bin/env", {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "/usr/bin/python3", "-E", "-s", "-B",
-                                    BOTO_CLIENT, std::to_string(http.port()), tables, GetParam()});
+        runProgram("/usr/bin/env", {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "/usr/bin/python3", "-E", "-s",
+                                    "-B", BOTO_CLIENT, std::to_string(http.port()), tables, GetParam()});
     EXPECT_EQ(run.status, 0) << run.output << run.error;
     EXPECT_THAT(run.error, Not(HasSubstr("Ran 0 tests"))); // it would count as a success
 }

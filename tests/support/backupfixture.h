@@ -62,17 +62,6 @@ inline std::string logName(int number)
     return "log." + std::string(10 - digits.size(), '0') + digits;
 }
 
-/** The names of the entries of a directory, in order. */
-inline std::vector<std::string> namesIn(const std::string& directory)
-{
-    std::vector<std::string> names;
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, missing))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 /**
  * A named pipe in the place of a log file of the copy: a full backup to that target stands still when it comes to the
  * log, until this is released; then it fails with ESPIPE, as a pipe has no places to write to.

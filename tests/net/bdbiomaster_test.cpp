@@ -1,7 +1,9 @@
 #include "net/bdbiomaster.h"
 
+#include "net/bdbioworker.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
+#include "threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

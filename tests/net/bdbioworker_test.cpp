@@ -1,5 +1,6 @@
 #include "net/bdbioworker.h"
 
+#include "iobench.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
 

@@ -3,6 +3,7 @@
 #include "netsupport.h"
 #include "support/logcapture.h"
 #include "support/systemcallfilter.h"
+#include "testserver.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,12 +1,14 @@
 #include "net/dbhandler.h"
 
-#include "netsupport.h"
+#include "net/bdbioworker.h"
+#include "net/bdbreqhandler.h"
 #include "support/logcapture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <new>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -2,6 +2,7 @@
 
 #include "netsupport.h"
 #include "support/systemcallfilter.h"
+#include "threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include <sys/types.h>
 
 /**
- * The names in the directory in which the preloaded library keeps what is durable (writeback.cpp) and from which a test
+ * The names in the directory in which the preloaded library keeps what is durable (writeback/) and from which a test
  * makes what a loss of power leaves (writebackloss.cpp). Files and directories go by their inode numbers, as they keep
  * those through renames.
  *

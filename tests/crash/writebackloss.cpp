@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t BlockSize = 4096; // as in writeback.cpp
+constexpr std::size_t BlockSize = 4096; // as in writeback/rawcalls.h
 
 std::string contents(const fs::path& path)
 {

@@ -10,9 +10,9 @@
 
 /**
  * What a loss of power leaves of an environment's directory and of the directory above the targets of backups, restores
- * and exports. Programs that run with `environment()` keep what is durable of them (see writeback.cpp, with the rules);
- * when they have ended, one of the two losses makes the directories what a disk might hold. Without a loss it was only
- * the end of a process, and the next one goes on with the files and what is durable of them.
+ * and exports. Programs that run with `environment()` keep what is durable of them (the rules are in
+ * writeback/writeback.cpp); when they have ended, one of the two losses makes the directories what a disk might hold.
+ * Without a loss it was only the end of a process, and the next one goes on with the files and what is durable of them.
  */
 class WriteBackLoss {
 public:

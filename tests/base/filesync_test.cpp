@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/** Takes root's rights from the process for a while; other users go on as they are. */
+/** Drops root's rights while it lives; has no effect for other users. */
 class WithoutRoot {
 public:
     WithoutRoot()
@@ -70,7 +70,7 @@ TEST_F(FileSyncTest, WhatCannotBeSyncedIsTold)
     const std::string file = makeFile("file");
     EXPECT_EQ(Base::syncToDisk(directory_.file("missing")), ENOENT);
     EXPECT_EQ(Base::syncToDisk(file + "/below"), ENOTDIR);
-    EXPECT_EQ(Base::syncToDisk("/dev/null"), EINVAL); // a device that knows no fsync
+    EXPECT_EQ(Base::syncToDisk("/dev/null"), EINVAL); // a device without fsync
     EXPECT_FALSE(fs::exists(directory_.file("missing")));
     fs::permissions(file, fs::perms::none);
     const WithoutRoot user;
@@ -121,7 +121,7 @@ TEST_F(FileSyncTest, WhatCannotBeWrittenIsTold)
     EXPECT_EQ(Base::writeToDisk(directory_.file("missing/file"), "x"), ENOENT);
     EXPECT_EQ(Base::writeToDisk(directory_.path(), "x"), EISDIR);
     EXPECT_EQ(Base::writeToDisk("/dev/full", "x"), ENOSPC);
-    EXPECT_EQ(Base::writeToDisk("/dev/null", "x"), EINVAL); // takes the bytes and knows no fsync
+    EXPECT_EQ(Base::writeToDisk("/dev/null", "x"), EINVAL); // accepts the bytes, but has no fsync
     const std::string file = makeFile("file", "kept");
     fs::permissions(file, fs::perms(0444));
     {

@@ -32,8 +32,7 @@ public:
                QVariant(200LL);
     }
 
-    /** Writes the next item; true when it was acknowledged. A failure must be an error reply, not a closed connection.
-     */
+    /** Writes the next item; true when it was acknowledged. A failure must be a reply, not a closed connection. */
     bool putNext()
     {
         const QVariantMap reply =
@@ -76,7 +75,7 @@ protected:
     {
         if (server->isRunning())
             server->kill();
-        (void)server->waitForExit(); // ignored: it was killed, or had ended by the failed checkpoint
+        (void)server->waitForExit(); // ignored: it was killed, or a failed checkpoint had ended it
         ASSERT_TRUE(server->start());
     }
 };

@@ -32,7 +32,7 @@ TEST_F(Exhaustion, AFullDiskUnderTheEnvironmentLosesNothing)
     while (filling.putNext())
         ASSERT_LT(filling.acknowledged(), 2000U);
     EXPECT_GT(filling.acknowledged(), 20U);
-    // While it is full, requests are answered one way or the other.
+    // While the disk is full, requests are still answered.
     for (int i = 0; i < 5; ++i)
         (void)filling.putNext();
     EXPECT_THAT(server.logText(), HasSubstr("No space left on device"));
@@ -57,7 +57,7 @@ TEST_F(Exhaustion, ACrashOnAFullDiskLosesNothing)
     ASSERT_TRUE(filling.createTable());
     while (filling.putNext())
         ASSERT_LT(filling.acknowledged(), 2000U);
-    restart(&server); // recovery may lack room too, and then nothing is served
+    restart(&server); // recovery may lack room as well, and then the environment cannot be used
     const QVariantMap reply = server.request("DescribeTable", {{"TableName", tableOn(disk)}});
     EXPECT_FALSE(reply.isEmpty());
     disk.remount("size=128m");
@@ -119,7 +119,7 @@ TEST_F(Exhaustion, AReadOnlyDiskWithoutAnEnvironmentIsNotFoundAndStopsNothing)
 
 TEST_F(Exhaustion, ADiskWithoutRoomForALogStopsNothing)
 {
-    SmallDisk disk("size=64m,nr_inodes=2"); // its own directory, and one more
+    SmallDisk disk("size=64m,nr_inodes=2"); // its root directory and one more file
     if (!disk.isReady())
         GTEST_SKIP() << "this system lets nobody mount a disk for himself";
     ServerProcess server({.wrapper = disk.wrapper()});

@@ -17,7 +17,7 @@ namespace {
 TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
 {
     ServerProcess server;
-    // The log is standard error then, and the test reads the port from the system.
+    // The server then logs to standard error, so the test reads the port from the system.
     ASSERT_TRUE(server.launch({"-p0", "-d", "/dev/full"}));
     int port = 0;
     ASSERT_TRUE(waitUntil([&] { return (port = ProcFs::listeningPort(server.pid())) != 0; }));
@@ -58,7 +58,7 @@ TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenGoesOn)
     for (int i = 0; i < 50; ++i)
         EXPECT_TRUE(filling.putNext()) << "a connection and files that were there before";
 
-    // Further data files: some find room in what is kept for them, then they are refused, each with a reply.
+    // Further data files: some use the reserved descriptors, then they are refused, each with a reply.
     int refused = 0;
     int opened = 0;
     for (int i = 0; i < 200 && refused < 5; ++i) {
@@ -73,7 +73,7 @@ TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenGoesOn)
     EXPECT_EQ(refused, 5);
     EXPECT_TRUE(filling.putNext());
 
-    crowd.clear(); // and with them room for more
+    crowd.clear(); // frees descriptors
     EXPECT_TRUE(waitUntil([&] {
         const QVariantMap other{{"h", textValue("later")}, {"r", textValue("r")}};
         return server.request("PutItem", {{"TableName", table}, {"Item", other}}).value("__rc") == QVariant(200LL);

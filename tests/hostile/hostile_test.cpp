@@ -34,7 +34,7 @@ constexpr int OfEachKind = 400;
 struct Holdings {
     std::size_t descriptors;
     long threads;
-    long kilobytes; // of memory of its own
+    long kilobytes; // of memory that is not shared
 
     static Holdings of(const ServerProcess& server)
     {

@@ -113,7 +113,7 @@ TEST(SplitObject, NeverTakesATextThatParsingAndWritingWouldChange)
         ++taken;
         ASSERT_TRUE(isCanonical(text)) << text.toPercentEncoding(" {}[]\":,\\").toStdString();
     }
-    EXPECT_GT(taken, 5000); // so the comparison was made
+    EXPECT_GT(taken, 5000); // so texts were compared
 }
 
 } // namespace

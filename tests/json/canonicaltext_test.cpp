@@ -54,7 +54,7 @@ TEST(SplitObject, ForgetsTheMembersOfThePreviousText)
 
 TEST(SplitObject, TakesWhatTheWriterWrites)
 {
-    QString all; // every character below U+0200, some of all lengths in UTF-8
+    QString all; // every character below U+0200, and some of each length in UTF-8
     for (char16_t c = 0; c < 0x200; ++c)
         all.append(QChar(c));
     all += QString::fromUcs4(U"\u0800\u2028\ufeff\ufffd\uffff\U00010000\U0001f600\U0010ffff");
@@ -143,7 +143,7 @@ TEST(SplitObject, LeavesEverythingElseToTheParser)
 
 TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
 {
-    constexpr qsizetype Length = 50; // beyond a block that is looked at at once
+    constexpr qsizetype Length = 50; // more than a block that is examined at once
     for (char control = 0; control < ' '; ++control)
         for (qsizetype at = 0; at < Length; ++at) {
             QByteArray letters(Length, 'b');
@@ -165,7 +165,7 @@ TEST(SplitObject, ReadsNothingBehindTheText)
 {
     const QByteArray text = R"({"a":{"S":"0123456789012345"},"b":-12})";
     for (qsizetype length = 0; length < text.size(); ++length) {
-        const std::vector<char> exact(text.begin(), text.begin() + length); // a read behind it is one of foreign memory
+        const std::vector<char> exact(text.begin(), text.begin() + length); // the sanitizers detect a read past the end
         std::vector<Json::MemberText> members;
         EXPECT_FALSE(Json::splitObject(QByteArrayView(exact.data(), length), &members)) << length;
     }

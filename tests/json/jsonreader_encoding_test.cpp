@@ -1,4 +1,4 @@
-// Characters that the reader refuses, and bytes that are none.
+// Bytes and characters that the reader refuses: encodings other than UTF-8, and control characters.
 #include "json/jsonreader.h"
 
 #include "jsoncases.h"
@@ -16,7 +16,7 @@ using namespace std::string_view_literals;
 
 TEST(JsonParse, RefusesControlCharactersWhereverTheyStandInAString)
 {
-    constexpr std::size_t Length = 50; // beyond any block that a reader may look at at once
+    constexpr std::size_t Length = 50; // more than any block that a reader may examine at once
     for (char control = 0; control < ' '; ++control)
         for (std::size_t at = 0; at < Length; ++at) {
             std::string letters(Length, 'b');
@@ -29,16 +29,16 @@ TEST(JsonParse, RefusesControlCharactersWhereverTheyStandInAString)
 TEST(JsonParse, RefusesInvalidUtf8InStringsAndNames)
 {
     const std::vector<std::string_view> cases = {
-        "\x80", // continuation bytes alone
+        "\x80", // lone continuation bytes
         "\xBF",
         "\x80\x80\x80",
-        "\xC0\x80", // two bytes for what takes one
+        "\xC0\x80", // overlong: two bytes for one
         "\xC0\xAF",
         "\xC1\xBF",
-        "\xE0\x80\x80", // three bytes for what takes fewer
+        "\xE0\x80\x80", // overlong: three bytes for fewer
         "\xE0\x80\xAF",
         "\xE0\x9F\xBF",
-        "\xF0\x80\x80\x80", // four bytes for what takes fewer
+        "\xF0\x80\x80\x80", // overlong: four bytes for fewer
         "\xF0\x8F\xBF\xBF",
         "\xED\xA0\x80", // surrogates
         "\xED\xAF\xBF",
@@ -53,7 +53,7 @@ TEST(JsonParse, RefusesInvalidUtf8InStringsAndNames)
         "\xFE",
         "\xFF",
         "\xFE\xFF",
-        "\xC3", // cut off
+        "\xC3", // truncated
         "\xE2",
         "\xE2\x82",
         "\xF0",
@@ -108,7 +108,7 @@ TEST(JsonParse, RefusesAByteOrderMarkInFront)
     EXPECT_EQ(parsed("\xEF\xBB\xBF{}"), "error");
     EXPECT_EQ(parsed("\xEF\xBB\xBF"), "error");
     EXPECT_EQ(parsed("{}\xEF\xBB\xBF"), "error");
-    EXPECT_EQ(parsed("\xFF\xFE{\0}\0"sv), "error"); // UTF-16 and its mark
+    EXPECT_EQ(parsed("\xFF\xFE{\0}\0"sv), "error"); // UTF-16 with a byte order mark
     EXPECT_EQ(parsed("\xFE\xFF\0{\0}"sv), "error");
 }
 

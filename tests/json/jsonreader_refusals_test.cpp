@@ -1,4 +1,4 @@
-// Texts that are not JSON, or beyond its limits here.
+// Texts that are not JSON, or exceed the reader's limits.
 #include "json/jsonreader.h"
 
 #include "jsoncases.h"
@@ -72,7 +72,7 @@ TEST(JsonParse, RefusesMalformedText)
         // Text after the value.
         "1 2", "1 1", "null null", "true,", "{}{}", "[][]", "{} x", "[],", "{},", "\"a\"\"b\"", "\"a\",", "1]", "1}",
         "{};", "{}\n{}", "[1]a", "1 \"\"",
-        // Comments and white space of other languages.
+        // Comments, and white space that JSON does not have.
         "//x\n1", "1//x", "/**/1", "[1]/**/", "{/**/}", "#x\n1", "\v1", "\f1", "1\v", "[1,\f2]", "\b1",
         "\xC2\xA0"
         "1",
@@ -80,7 +80,7 @@ TEST(JsonParse, RefusesMalformedText)
         "\xE2\x80\xA8"
         "1",
         "\xE3\x80\x80{}",
-        // Characters outside of strings.
+        // Non-ASCII characters outside strings.
         "\xC3\xA9", "[\xC3\xA9]", "{\xC3\xA9:1}", "\xEF\xBC\x91",
         "\xE2\x80\x9C"
         "a\xE2\x80\x9D",

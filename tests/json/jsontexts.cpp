@@ -26,11 +26,11 @@ const std::vector<Case>& validTexts()
         {R"({"a":null,"b":true,"c":[1,{"d":{}}]})", R"({"a":null,"b":true,"c":[i1,{"d":{}}]})"},
         {R"({"Item":{"id":{"S":"k"},"n":{"N":"10"},"set":{"SS":["x","y"]}},"Limit":25})",
          R"({"Item":{"id":{"S":"k"},"n":{"N":"10"},"set":{"SS":["x","y"]}},"Limit":i25})"},
-        // Names come out in the order of their UTF-16 units, whatever their order in the text.
+        // Names are ordered by their UTF-16 units, whatever their order in the text.
         {R"({"b":1,"a":2,"B":3,"_":4,"":5,"aa":6,"10":7,"9":8})",
          R"({"":i5,"10":i7,"9":i8,"B":i3,"_":i4,"a":i2,"aa":i6,"b":i1})"},
         {"{\"\xEF\xBF\xBD\":1,\"\xF0\x9F\x98\x80\":2}", "{\"<d83d><de00>\":i2,\"<fffd>\":i1}"},
-        // The last of equal names wins, also when they are spelled in different ways or differ in type.
+        // The last of equal names wins, even when they are escaped differently or their values differ in type.
         {R"({"a":1,"a":2})", R"({"a":i2})"},
         {R"({"a":1,"b":0,"\u0061":{"c":3}})", R"({"a":{"c":i3},"b":i0})"},
         {R"({"a":{"x":1},"a":{"y":2},"a":null})", R"({"a":null})"},
@@ -61,7 +61,7 @@ const std::vector<Case>& validTexts()
         {"\"'\"", "\"'\""},
         {"\"[1,{2:3}]//\"", "\"[1,{2:3}]//\""},
         {"\"\x7f\"", "\"<007f>\""},
-        // UTF-8 at the edges of its lengths, and characters with a special standing.
+        // UTF-8 at the limits of each length, and special characters.
         {"\"\xC2\x80\xDF\xBF\"", "\"<0080><07ff>\""},
         {"\"\xE0\xA0\x80\xEF\xBF\xBF\"", "\"<0800><ffff>\""},
         {"\"\xED\x9F\xBF\xEE\x80\x80\"", "\"<d7ff><e000>\""},
@@ -73,7 +73,7 @@ const std::vector<Case>& validTexts()
         {"\"e\xCC\x81\"", "\"e<0301>\""}, // not composed
         {"[\"\xC3\xA9\",\"\xE2\x82\xAC\"]", "[\"<00e9>\",\"<20ac>\"]"},
         {"{\"\xC3\xA9\":\"\xF0\x9F\x98\x80\"}", "{\"<00e9>\":\"<d83d><de00>\"}"},
-        // A byte order mark inside a string is text, at its start as well, and in every string.
+        // A byte order mark in a string is text, even at its start.
         {"\"\xEF\xBB\xBF\"", "\"<feff>\""},
         {"[\"\xEF\xBB\xBFx\",\"\xEF\xBB\xBFy\",\"\\ufeffz\"]", "[\"<feff>x\",\"<feff>y\",\"<feff>z\"]"},
         {"{\"\xEF\xBB\xBF\":1}", "{\"<feff>\":i1}"},
@@ -84,7 +84,7 @@ const std::vector<Case>& validTexts()
 const std::vector<Case>& numbers()
 {
     static const std::vector<Case> cases = {
-        // Integers of 64 bits come back as they were.
+        // 64-bit integers are exact.
         {"1", "i1"},
         {"-1", "i-1"},
         {"-0", "i0"},
@@ -106,7 +106,7 @@ const std::vector<Case>& numbers()
         {"10000000000000000000", "u10000000000000000000"},
         {"18446744073709551614", "u18446744073709551614"},
         {"18446744073709551615", "u18446744073709551615"},
-        // Integers beyond become doubles.
+        // Larger integers become doubles.
         {"18446744073709551616", describe(18446744073709551616.0)},
         {"-9223372036854775809", describe(-9223372036854775808.0)},
         {"-18446744073709551615", describe(-18446744073709551615.0)},

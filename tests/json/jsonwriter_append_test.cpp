@@ -1,4 +1,4 @@
-// Appending to bytes that exist.
+// Appending to existing bytes.
 #include "json/jsonwriter.h"
 
 #include "json/jsontext.h"
@@ -16,7 +16,7 @@ namespace {
 
 TEST(JsonAppend, KeepsWhatStandsInFront)
 {
-    // Prefixes and texts on both sides of the room that is set aside at first.
+    // Prefixes and texts just below and above the initial capacity.
     for (const qsizetype prefix : {0, 1, 4, 100, 511, 512, 513, 5000}) {
         for (const qsizetype length : {0, 1, 505, 508, 509, 510, 511, 512, 513, 1024, 100000}) {
             QByteArray out(prefix, 'p');
@@ -28,9 +28,9 @@ TEST(JsonAppend, KeepsWhatStandsInFront)
 
 TEST(JsonAppend, WritesNothingBehindTheRoomThatItHas)
 {
-    // An array that a text just fits into stays where it is. For one byte more it has to grow before it is written
-    // to, with room for what comes next: an array that is made longer only behind a text was overrun.
-    constexpr qsizetype Room = 1000; // of which the array's growth by one byte alone would make little more
+    // An array with enough room for a text is not reallocated. For one byte more it must grow before it is written to,
+    // and with some reserve: growing after the text was written would be an overrun.
+    constexpr qsizetype Room = 1000; // growing by a single byte would hardly increase it
     for (const qsizetype size : {Room - 1, Room, Room + 1, Room + 2}) {
         const QByteArray raw(size, 'x');
         for (const auto& [what, value] : {std::pair("string", QVariant(QString(size - 2, u'x'))),

@@ -63,7 +63,7 @@ TEST(JsonSerialize, WritesEveryType)
         {QVariantHash(), "{}"},
         {hash, R"({"B":3,"a":2,"b":1,"c":{"y":2,"z":1}})"},
         {QVariant::fromValue(QChar(u'x')), "\"x\""},
-        {QVariant::fromValue(std::vector<int>{1}), "null"}, // nothing that JSON could say
+        {QVariant::fromValue(std::vector<int>{1}), "null"}, // has no form in JSON
     };
     for (const auto& [value, text] : cases)
         EXPECT_EQ(Json::serialize(value).toStdString(), text) << value.typeName();
@@ -156,7 +156,7 @@ TEST(JsonSerialize, WritesHalfASurrogatePairAsReplacementCharacter)
 
 TEST(JsonSerialize, DoesNotLookBeyondAStringThatEndsWithAHighSurrogate)
 {
-    // The rest of the pair stands in memory right behind the string, but is not its own.
+    // The other half of the pair follows the string in memory, but is not part of it.
     const std::u16string units = u"a\U0001F600";
     const QString cut = QString::fromRawData(reinterpret_cast<const QChar*>(units.data()), 2);
     EXPECT_EQ(Json::serialize(cut).toStdString(), "\"a\xEF\xBF\xBD\"");
@@ -175,7 +175,7 @@ TEST(JsonSerialize, ByteArrayEndsBeforeItsFirstZeroByte)
         EXPECT_EQ(Json::serialize(array).toStdString(), "\"" + content + "\"") << readable(array.toStdString());
         EXPECT_EQ(Json::serialize(QVariantMap{{"S", array}}).toStdString(), "{\"S\":\"" + content + "\"}");
     }
-    // A string is text of any characters and does not end there.
+    // A string may contain zero characters.
     EXPECT_EQ(Json::serialize(QString::fromLatin1("key\0rest", 8)).toStdString(), R"("key\u0000rest")");
 }
 
@@ -191,7 +191,7 @@ TEST(JsonSerialize, ByteArrayIsLatin1Text)
     ASSERT_TRUE(Json::parse(Json::serialize(array), &value));
     EXPECT_EQ(describe(value), quoted(text));
     EXPECT_EQ(Json::serialize(QByteArray("\xE9\xFF\x80\"")).toStdString(), "\"\xC3\xA9\xC3\xBF\xC2\x80\\\"\"");
-    // A window into more bytes, with no terminator behind it.
+    // Part of a longer array, without a terminator.
     EXPECT_EQ(Json::serialize(QByteArray::fromRawData("window", 3)).toStdString(), "\"win\"");
 }
 

@@ -57,7 +57,7 @@ TEST_F(LogDestination, HasEachLineAtOnce)
 
 TEST_F(LogDestination, GetsEachLineInOneWrite)
 {
-    // This is what keeps the lines of threads apart. An unbuffered stream, as standard error is, shows the writes.
+    // This keeps the lines of different threads apart. An unbuffered stream, like standard error, shows the writes.
     std::vector<std::string> writes;
     const cookie_io_functions_t collect = {nullptr,
                                            [](void* cookie, const char* data, std::size_t size) -> ssize_t {

@@ -49,7 +49,7 @@ TEST_F(LogThreshold, KeepsLowerLinesOut)
     EXPECT_EQ(messages(), expected);
 }
 
-/** Counts how often it is written. */
+/** Counts how often it is formatted. */
 struct Probe {
     int* count;
 };

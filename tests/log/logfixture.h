@@ -49,7 +49,7 @@ protected:
         std::fclose(file_);
     }
 
-    /** What has reached the file, read through another descriptor: what is still buffered does not count. */
+    /** What has reached the file, without what is still buffered. */
     std::string text() const { return readFile(path_); }
 
     /** The same without the time at the start of each line. */

@@ -46,7 +46,7 @@ TEST(StartWorker, FailsWithoutAThread)
         GTEST_SKIP() << "this system has no filters for system calls";
     EXPECT_EQ(rc, -1);
     EXPECT_FALSE(bench.worker.isRunning());
-    EXPECT_EQ(bench.worker.startWorker(), 0); // it may be tried again
+    EXPECT_EQ(bench.worker.startWorker(), 0); // a second attempt works
 }
 
 TEST(AddConnection, ServesTheSocket)
@@ -71,7 +71,7 @@ TEST(AddConnection, RefusesInvalidNumbers)
 
 TEST(AddConnection, ClosesASocketThatCannotBeServed)
 {
-    const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC); // nothing to wait for
+    const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC); // epoll cannot wait for it
     const std::string number = std::to_string(file);
     const LogCapture log;
     IoBench bench;

@@ -48,8 +48,8 @@ TEST(Receive, UnknownTransferStateClosesTheConnection)
 
 TEST(Receive, AFastSenderLeavesTheWorkerToOthers)
 {
-    // Two connections wait when the only worker starts, the first with more than a worker takes in a row. Its request
-    // is whole and comes first all the same unless the worker turns to the second one in between.
+    // Two connections are readable when the only worker starts, the first with more than a worker reads in one go. Its
+    // request would come first all the same, unless the worker turns to the second connection in between.
     const QByteArray large = Framing::frameRequest("Large", bodyOfSize(280 * 1024));
     UnixPair first;
     const int size = 1 << 20;

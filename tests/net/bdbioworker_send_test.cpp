@@ -1,4 +1,4 @@
-// Sending replies, and what follows when a client does not take them.
+// Sending replies, also to clients that do not read them.
 #include "net/bdbioworker_linux.h"
 
 #include "iobench.h"
@@ -28,7 +28,7 @@ QByteArray patternOf(qsizetype size)
     return bytes;
 }
 
-/** Sends into `socket` until the system takes nothing more; returns how much it took. */
+/** Sends into `socket` until its buffer is full; returns the number of bytes. */
 qsizetype fill(int socket)
 {
     const QByteArray filler(65536, 'f');
@@ -54,7 +54,7 @@ TEST(PostWrite, SendsAtOnceAndReadsTheNextRequest)
     BDBReqHandler_linux* handler = bench.associatedHandler(pair.server.release());
     handler->setReply("a reply");
     EXPECT_EQ(bench.worker.postWrite(handler), 0);
-    // No worker runs yet: all of this was done by the thread that sent.
+    // No worker runs yet: the sending thread did all of this.
     EXPECT_EQ(readBytes(pair.client.get(), 7), "a reply");
     EXPECT_EQ(handler->transferState(), BDBReqHandler_linux::Reading);
     EXPECT_EQ(handler->sendBuffer().length, 0u);
@@ -83,7 +83,7 @@ TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionGoesOn)
 
 TEST(PostWrite, ARestThatBeginsWithAZeroByteIsSentToo)
 {
-    // The first send takes an amount that nobody can foretell, so wherever it ends, a zero byte comes next.
+    // Where the first send ends cannot be foretold, so a zero byte comes next wherever it does.
     QByteArray reply(LargeReply, '\0');
     reply.append("the end");
     TcpPair pair;
@@ -141,7 +141,7 @@ TEST(PostWrite, WouldBlockClosesTheConnection)
     ASSERT_EQ(append(*handler, UnknownRequest), 0);
     DBHandler(handler, &bench.worker).run();
     EXPECT_FALSE(isOpen(socket));
-    // The client finds what was on its way before, and no byte of the reply.
+    // The client receives what was sent before, and no byte of the reply.
     EXPECT_EQ(readBytes(pair.client.get(), filled + 1).size(), filled);
     EXPECT_EQ(log.count("bdbioworker"), 1u); // "composeReply Error 2", nothing about the send
 }

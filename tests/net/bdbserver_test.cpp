@@ -1,4 +1,4 @@
-// How a server ends, and servers beside each other.
+// How a server ends, and several servers in one process.
 #include "net/bdbsocket.h"
 
 #include "netsupport.h"
@@ -46,7 +46,7 @@ TEST(BDBServer, EndsWithConnectionsInEveryState)
         server.reset();
         for (Client::WireConnection& client : clients) {
             QByteArray reply;
-            if (client.receiveReply(&reply)) { // one that was running has its answer
+            if (client.receiveReply(&reply)) { // its request was running already
                 EXPECT_EQ(parseReply(reply), internalErrorReply());
             }
             EXPECT_TRUE(endsWithoutData(client.socketDescriptor()));

@@ -49,7 +49,7 @@ TEST(Listen, PortZeroIsReportedAsZero)
 
 TEST(Listen, ReportsThePortItWasGiven)
 {
-    // Between the choice and the use of a free port somebody may take it; then another one does.
+    // Another process may take the free port before it is used; then the next one will do.
     for (int attempt = 0; attempt < 20; ++attempt) {
         const int port = portOf(Descriptor(listenOnLoopback()).get());
         TestServer server;
@@ -153,7 +153,7 @@ TEST(Listen, ASuccessorGetsThePortWhileOldConnectionsLinger)
 
 TEST(Listen, EveryDescriptorIsClosedOnExec)
 {
-    const LogCapture log; // makes its own before
+    const LogCapture log; // opens its descriptors first
     const std::set<int> before = openDescriptors();
     TestServer server;
     ASSERT_EQ(server.listenAnywhere(), 0);
@@ -182,7 +182,7 @@ TEST(Accept, TheLastDescriptorsAreKeptForDatabases)
         Client::WireConnection late;
         ASSERT_TRUE(server.connectTo(&late));
         EXPECT_TRUE(endsWithoutData(late.socketDescriptor()));
-        EXPECT_TRUE(exchangeWorks(early)); // those that exist go on
+        EXPECT_TRUE(exchangeWorks(early)); // existing connections stay usable
     }
     EXPECT_EQ(log.count("connection refused, the last descriptors are kept for databases, sd "), 1u);
     Client::WireConnection later;
@@ -221,7 +221,7 @@ TEST(Accept, ExhaustedDescriptorsGiveALineEachWithAPause)
         const auto begin = Clock::now();
         ASSERT_EQ(connect(late.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         ASSERT_TRUE(log.waitFor("[WARN] invalid sd -1", 4));
-        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250)); // three pauses lie between four failures
+        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250)); // there are three pauses between four failures
         EXPECT_TRUE(exchangeWorks(early));
     }
     Client::WireConnection recovered;

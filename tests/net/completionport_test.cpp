@@ -13,7 +13,7 @@
 
 namespace {
 
-/** Something for keys to point at. */
+/** What the keys point to. */
 int keys[2];
 
 } // namespace
@@ -101,7 +101,7 @@ TEST(CompletionPort, ASocketIsSilentUntilItIsArmedAgain)
     ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
     EXPECT_EQ(port.next(), &keys[0]);
 
-    // More data and even a reset of the first one are not seen: the second one's event comes before.
+    // More data and even a reset of the first socket are not reported: the second one's event comes first.
     ASSERT_EQ(send(first.client.get(), "y", 1, 0), 1);
     resetConnection(first.client);
     ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
@@ -133,7 +133,7 @@ TEST(CompletionPort, StopEndsEveryWait)
     port.stop();
     for (std::future<void*>& wait : waits)
         EXPECT_EQ(wait.get(), nullptr);
-    EXPECT_EQ(port.next(), nullptr); // and the waits that come later
+    EXPECT_EQ(port.next(), nullptr); // later waits return at once
 }
 
 TEST(CompletionPort, StopBeforeOpenDoesNothing)

@@ -27,7 +27,7 @@ inline QVariantMap parseReply(const QByteArray& text)
     return value.toMap();
 }
 
-/** The beginning of a request, up to where its body begins. */
+/** A request up to the beginning of its body. */
 inline QByteArray headerFor(const QByteArray& operation, quint32 bodyLength)
 {
     QByteArray bytes = Framing::frameRequest(operation, {});

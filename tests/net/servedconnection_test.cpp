@@ -53,7 +53,7 @@ TEST_F(ServedConnection, BodiesOfAllSizesAroundAPieceArriveOnce)
 TEST_F(ServedConnection, AHugeBodyArrives)
 {
     EXPECT_TRUE(exchangeWorks(client_, bodyOfSize(16 * 1024 * 1024)));
-    EXPECT_TRUE(exchangeWorks(client_)); // and the connection goes on
+    EXPECT_TRUE(exchangeWorks(client_)); // the connection stays usable
 }
 
 TEST_F(ServedConnection, ABodyMayComeByteByByte)

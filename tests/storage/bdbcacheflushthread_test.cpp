@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 struct PageCounts {
-    u_int32_t all = 0; // that the cache holds right now
+    u_int32_t all = 0; // in the cache at the moment
     u_int32_t dirty = 0;
 };
 
@@ -55,7 +55,7 @@ TEST(BDBCacheFlushThread, WritesDirtyPagesUntilAShareOfTheCacheIsClean)
 
 TEST(BDBCacheFlushThread, AFailureIsALineAndTheThreadGoesOn)
 {
-    // A first checkpoint of the environment's own thread that met the panic would end this process.
+    // If the first checkpoint of the environment's own thread met the panic, it would end this process.
     const std::unique_ptr<TempEnv> quiet = quietEnv();
     TempEnv& env = *quiet;
     const LogCapture log(LogError);

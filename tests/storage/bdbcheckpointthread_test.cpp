@@ -83,11 +83,11 @@ TEST(BDBCheckpointThread, AsksForACheckpointInEveryCycle)
 
 TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
 {
-    /** Berkeley DB reports no failure of a removal as long as it can write checkpoints, so one is made up. */
+    /** Berkeley DB reports no failed removal while it can write checkpoints, so this class simulates one. */
     class UnwillingEnv : public BDBEnv {
     public:
         UnwillingEnv() : BDBEnv(16, DB_CXX_NO_EXCEPTIONS) {}
-        ~UnwillingEnv() override { stopThreads(); } // while they may still call what is declared here
+        ~UnwillingEnv() override { stopThreads(); } // before the overridden function is gone
         int log_archive(char***, u_int32_t) override { return EIO; }
     };
     const RestoredSettings restored;
@@ -122,7 +122,7 @@ TEST(BDBCheckpointThread, AFailureInAnEnvironmentWithoutContentIsALineAndTheThre
                 testing::Contains(testing::MatchesRegex("\\[ERROR\\] bdb [0-9]+ txn_checkpoint failed rc -30973")));
 }
 
-/** A child process whose checkpoint cannot be written; its directories are made in a directory of this process. */
+/** A child process whose checkpoint fails. Its directories are in a directory of this process, which removes them. */
 class BDBCheckpointThreadDeathTest : public testing::Test {
 protected:
     void SetUp() override
@@ -156,7 +156,7 @@ TEST_F(BDBCheckpointThreadDeathTest, EndsTheProcessWithStatus1WhenItFails)
             Log::setDestination(stderr);
             (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
             BDBCheckpointThread thread(env.get(), 24h);
-            thread.waitStopped(); // for ever
+            thread.waitStopped(); // forever
         },
         testing::ExitedWithCode(1), LastLine);
 }
@@ -184,7 +184,7 @@ TEST_F(BDBCheckpointThreadDeathTest, EndsTheProcessAlsoWhileOthersWrite)
             Log::setDestination(stderr);
             (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
             BDBCheckpointThread thread(env.get(), 24h);
-            writers.front().join(); // for ever
+            writers.front().join(); // forever
         },
         testing::ExitedWithCode(1), LastLine);
 }

@@ -45,7 +45,7 @@ TEST_F(EnvironmentHome, AnUnfinishedCopyIsNone)
     close(copy);
     std::ofstream(list).flush();
     expectRefused(copy, EBUSY);
-    fs::remove(copy.toStdString() + "/log.0000000001"); // cut off before its log
+    fs::remove(copy.toStdString() + "/log.0000000001"); // interrupted before the log was copied
     fs::remove(copy.toStdString() + "/orders");
     expectRefused(copy, EBUSY);
     fs::remove(list);
@@ -77,7 +77,7 @@ TEST_F(EnvironmentHome, WhatIsNoRegularFileIsNoTable)
     });
     if (opening.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
         ADD_FAILURE() << "an opening waits";
-        std::_Exit(1); // it could not be ended
+        std::_Exit(1); // the thread cannot be ended
     }
     opening.get();
     EXPECT_TRUE(fs::is_fifo(path / "fifo"));

@@ -21,7 +21,7 @@ TEST_F(EnvironmentHome, ALogThatDbConfigPutsElsewhereMakesAnEnvironmentAsWell)
     EXPECT_EQ(contentsOf(shop.toStdString()), before);
     EXPECT_EQ(row(shop, "orders"), "shop's"); // and it can be opened again
     close(shop);
-    fs::remove(shop.toStdString() + "/DB_CONFIG"); // its log is not found any more
+    fs::remove(shop.toStdString() + "/DB_CONFIG"); // its log is no longer found
     expectRefused(shop, EBUSY);
 }
 
@@ -62,7 +62,7 @@ TEST_F(EnvironmentHome, ADataDirectoryIsOneEnvironmentsOnly)
     expectHeld(data);
     expectHeld(data + "/sub");
     close(one);
-    expectRefused(two, EBUSY); // what is there is in the log of one
+    expectRefused(two, EBUSY); // the log of "one" covers the files there
     expectRefused(data, EBUSY);
     EXPECT_EQ(row(one, "orders"), "1");
     EXPECT_EQ(row(one, "sub/orders"), "2");

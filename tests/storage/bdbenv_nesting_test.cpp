@@ -21,7 +21,7 @@ TEST_F(EnvironmentHome, AFileInAClosedEnvironmentBelowIsRefused)
     for (const char* file : {"shop/orders", "shop/new", "shop/sub/new"})
         expectRefusedFile(top, file, EBUSY);
     EXPECT_EQ(contentsOf(shop.toStdString()), before);
-    put(top, "orders", "top's"); // goes on
+    put(top, "orders", "top's"); // continues
     EXPECT_EQ(row(shop, "orders"), "shop's");
     EXPECT_EQ(row(top, "orders"), "top's");
 }
@@ -37,13 +37,13 @@ TEST_F(EnvironmentHome, AFileInAnOpenEnvironmentBelowIsRefusedBeforeThatHasALog)
     int failed = 1;
     ASSERT_TRUE(other.hear(&failed));
     fs::remove(shop.toStdString() + "/log.0000000001"); // it may have one already
-    expectRefusedFile(top, "shop/orders", EBUSY);       // open elsewhere
+    expectRefusedFile(top, "shop/orders", EBUSY);       // open in another process
     EXPECT_FALSE(fs::exists(shop.toStdString() + "/orders"));
     other.kill();
     fs::remove(shop.toStdString() + "/log.0000000001");
 
     (void)openedEnv(shop);
-    expectRefusedFile(top, "shop/orders", EBUSY); // open here
+    expectRefusedFile(top, "shop/orders", EBUSY); // open in this process
     EXPECT_FALSE(fs::exists(shop.toStdString() + "/orders"));
     put(shop, "orders", "shop's");
     EXPECT_EQ(row(shop, "orders"), "shop's");
@@ -72,7 +72,7 @@ TEST_F(EnvironmentHome, WithDatabasesOfAnOpenEnvironmentItIsNoEnvironmentOfItsOw
     put(top, "shop/sub/orders", "top's");
     expectHeld(shop);
     expectHeld(shop + "/sub");
-    close(top); // what it wrote is on disk from here on
+    close(top); // from here on, what it wrote is on disk
     expectRefused(shop, EBUSY);
     expectRefused(shop + "/sub", EBUSY);
     EXPECT_EQ(row(top, "shop/sub/orders"), "top's");
@@ -133,7 +133,7 @@ TEST_F(EnvironmentHome, ADirectoryBeingMadeIsWithOneOfTwoEnvironments)
 {
     const QByteArray top = makeHome("top");
     (void)openedEnv(top);
-    for (int i = 0; i < 10; ++i) { // the environment has room for no more
+    for (int i = 0; i < 10; ++i) { // the environment has no room for more
         LogCapture log;
         const QByteArray name = "shop" + QByteArray::number(i);
         const std::string path = (top + '/' + name).toStdString();

@@ -51,19 +51,19 @@ TEST(BDBEnvOpen, FailsWithoutADirectory)
     EXPECT_EQ(openResult(""), ENOENT);                                     // not the working directory
     EXPECT_EQ(openResult(temp.bytes() + QByteArray("\0tail", 5)), ENOENT); // not the part before the zero byte
     EXPECT_EQ(openResult(QByteArray("\0", 1)), ENOENT);
-    EXPECT_THAT(namesIn(temp.path()), ElementsAre("file")); // nothing was made
+    EXPECT_THAT(namesIn(temp.path()), ElementsAre("file")); // nothing was created
     EXPECT_FALSE(fs::exists("log.0000000001"));
 }
 
 TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndLetsGoOfTheDirectory)
 {
-    // In a process of its own, as the library leaves some memory behind when it cannot read its log.
+    // In a child process, as Berkeley DB leaks some memory when it cannot read its log.
     ChildProcess child([](const auto&) {
         const TempDir temp;
         std::ofstream(temp.file("log.0000000001")) << "this is no log of Berkeley DB, although it is named like one";
         LogCapture log;
         EXPECT_EQ(openResult(temp.bytes()), DB_RUNRECOVERY);
-        EXPECT_TRUE(log.contains("[ERROR] bdb ")) << log.text(); // the library says what it does not like
+        EXPECT_TRUE(log.contains("[ERROR] bdb ")) << log.text(); // Berkeley DB logs the reason
         EXPECT_TRUE(isDirectoryFree(temp.path()));
         fs::remove(temp.file("log.0000000001"));
         EXPECT_EQ(openResult(temp.bytes()), 0);
@@ -85,7 +85,7 @@ TEST(BDBEnvOpen, HoldsTheDirectoryUntilItIsDestroyed)
     TempEnv env;
     EXPECT_FALSE(isDirectoryFree(env.path()));
     EXPECT_EQ(openResult(QByteArray::fromStdString(env.path())), EWOULDBLOCK);
-    EXPECT_FALSE(isDirectoryFree(env.path())); // the attempt did not end the hold
+    EXPECT_FALSE(isDirectoryFree(env.path())); // the attempt did not release the lock
     EXPECT_EQ(putRow(env.index("orders"), nullptr, "key", "value"), 0);
     const std::string path = env.path();
     env.close();

@@ -15,7 +15,7 @@ constexpr uid_t Nobody = 65534;
 
 TEST_F(EnvironmentHome, WhereNoFileCanBeMadeItIsRefused)
 {
-    // A file system without nameless files that lets nobody make files; the rights of root would do.
+    // This file system has no unnamed files and lets nobody, not even root, create files.
     LogCapture log(LogWarn);
     EnvironmentUse use;
     EXPECT_EQ(open("/sys/kernel", &use), 3);
@@ -24,7 +24,7 @@ TEST_F(EnvironmentHome, WhereNoFileCanBeMadeItIsRefused)
     EXPECT_THAT(lines[0], testing::StartsWith("[CRIT] bdb # Failed to open env path: /sys/kernel "));
 }
 
-/** As a process that is not root, which may do everything; in a directory that it may enter. */
+/** Tests in a process without the rights of root, in a directory that it may enter. */
 class UnwritableDirectory : public EnvironmentHome {
 protected:
     UnwritableDirectory() { fs::permissions(temp_.path(), fs::perms(0755)); }
@@ -58,7 +58,7 @@ TEST_F(UnwritableDirectory, IsNoEnvironmentEitherWhenItsLogCannotBeWritten)
     });
     ASSERT_EQ(writer.waitForExit(), 0);
     fs::permissions(home.toStdString(), fs::perms(0777));
-    fs::permissions(home.toStdString() + "/log.0000000001", fs::perms(0444)); // whose directory alone was handed over
+    fs::permissions(home.toStdString() + "/log.0000000001", fs::perms(0444)); // only its directory was handed over
     ChildProcess child([&](const auto&) {
         becomeNobody();
         expectRefused(home, EACCES);

@@ -24,7 +24,7 @@ TEST(BDBEnvOpen, UsesTheFlagsOfARecoveringPrivateTransactionalEnvironment)
     EXPECT_EQ(env->get_open_flags(&flags), 0);
     EXPECT_EQ(flags, 0x16723U);
     EXPECT_EQ(env->get_flags(&flags), 0);
-    EXPECT_EQ(flags, static_cast<u_int32_t>(DB_AUTO_COMMIT)); // no time-outs, no automatic log removal, nothing else
+    EXPECT_EQ(flags, static_cast<u_int32_t>(DB_AUTO_COMMIT)); // no timeouts, no automatic log removal, nothing else
     int on = 0;
     EXPECT_EQ(env->log_get_config(DB_LOG_DSYNC, &on), 0);
     EXPECT_EQ(on, 1);
@@ -124,7 +124,7 @@ TEST(BDBEnvOpen, BreaksADeadlockWhenALockMustWaitAndTheYoungestLoses)
     auto blocked = std::async(std::launch::async, [&] {
         const int rc = putRow(stock, &older, "row", "older");
         if (rc != 0)
-            (void)older.abort(); // else a wrong loser would make the other wait for good
+            (void)older.abort(); // or the other would wait forever if the wrong one lost
         return rc;
     });
     ASSERT_TRUE(waitUntil([&] { return statistics().st_lock_wait > waitsBefore; }));

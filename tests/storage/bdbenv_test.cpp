@@ -65,7 +65,7 @@ private:
 
 TEST(BDBEnv, DestructorClosesDatabasesBeforeTheEnvironment)
 {
-    // The library frees handles that are open when an environment closes; closing them afterwards would be too late.
+    // Berkeley DB frees handles that are open when an environment closes: they must not be closed afterwards.
     TempEnv env;
     bool environmentWasOpen = false;
     auto index = std::make_unique<WatchedIndex>(env.get(), &environmentWasOpen);
@@ -112,7 +112,7 @@ TEST(BDBEnv, StartsItsThreadsAndEndsThemQuickly)
     TempEnv env;
     EXPECT_TRUE(log.waitFor("Done txn_checkpoint"));
     const auto start = std::chrono::steady_clock::now();
-    env.close(); // would take five minutes if the sleeps were waited for
+    env.close(); // takes five minutes if the sleeps are not interrupted
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 

@@ -1,4 +1,4 @@
-// Orders to back up, to ship and to stop, in the middle of each other.
+// Orders to back up, to ship and to stop that arrive while another one is carried out.
 #include "storage/bdbhotbackup.h"
 
 #include "hotbackupfixture.h"
@@ -37,7 +37,7 @@ TEST_F(HotBackup, AFullBackupReplacesAShipping)
 
 TEST_F(HotBackup, AFullBackupIsRefusedWhileOneRuns)
 {
-    // The copy cannot end while commits are held up, so the second order surely meets it.
+    // The copy cannot finish while this holds the commit gate, so the second order always meets it.
     {
         const std::shared_lock committing(env_->commitGate());
         EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
@@ -57,7 +57,7 @@ TEST_F(HotBackup, StopEndsShippingAndLetsCheckpointsRemoveLogs)
     EXPECT_EQ(thread_->schedule(QString(), BackupStop), 0);
     EXPECT_EQ(log_->lines().back(), "[INFO] Disabling Database Backup");
     EXPECT_EQ(Settings::backupDisabled(), 1);
-    // The thread ends by itself, so that a new order is accepted.
+    // The thread ends by itself, and then a new order is accepted.
     EXPECT_TRUE(waitUntil([&] { return thread_->schedule(target(), BackupShipLogs) == 0; }));
     EXPECT_EQ(Settings::backupDisabled(), 0);
 }

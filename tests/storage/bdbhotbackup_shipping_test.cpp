@@ -55,7 +55,7 @@ TEST_F(HotBackup, ATargetThatSomebodyHoldsForAWhileIsWaitedFor)
     ASSERT_TRUE(log_->waitFor("Done BDBHotBackupThread.log_archive"));
     {
         std::optional<Base::DirectoryLock> held;
-        ASSERT_TRUE(waitUntil([&] { return held.emplace().lock(target_) == 0; })); // a cycle holds it for moments
+        ASSERT_TRUE(waitUntil([&] { return held.emplace().lock(target_) == 0; })); // a cycle holds it briefly
         makeUnneededLogs();
         const std::size_t before = log_->count("[WARN] DB Backup target " + target_ + " cannot be used rc 16");
         ASSERT_TRUE(waitUntil(

@@ -1,4 +1,4 @@
-// Writers in many threads: every record is where a search finds it, although pages are split meanwhile.
+// Searches find every record, although many threads write and split pages at the same time.
 #include "storage/bdbindex.h"
 
 #include "rows.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-/** In a tree that keeps duplicates a search finds the first record of a key, wherever the latest was written. */
+/** In a tree with duplicates, a search finds the first record of a key, wherever the latest was written. */
 TEST(BDBIndexPutChecked, SearchThatFindsAnotherRecordIsADeadlock)
 {
     TempEnv env;
@@ -40,7 +40,7 @@ enum class BeforePut { Nothing, LockingRead };
 
 class BDBIndexPlaces : public testing::TestWithParam<BeforePut> {
 protected:
-    /** Writes one new record, until it is committed. */
+    /** Writes one new record, and retries until it is committed. */
     void putNew(BDBEnv* env, BDBIndex* index, const std::string& name)
     {
         std::string value(60, 'x');

@@ -63,7 +63,7 @@ TEST_F(BDBIndexTest, FailedOpenLeavesItClosed)
     EXPECT_EQ(index->isOpen(), 0);
     EXPECT_EQ(index->close(0), 12);
     index.reset();
-    EXPECT_EQ(env_->txn_checkpoint(0, 0, 0), 0); // nothing of it stays behind
+    EXPECT_EQ(env_->txn_checkpoint(0, 0, 0), 0); // it left nothing behind
 }
 
 TEST_F(BDBIndexTest, CallsWithoutATransactionAreCommittedAtOnce)

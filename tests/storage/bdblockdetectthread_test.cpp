@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 TEST(BDBLockDetectThread, FailsTheYoungestOfTwoThatWaitForEachOther)
 {
-    // Not opened as the server does it: that breaks a deadlock when it arises, and nothing would be left to detect.
+    // Not opened as the server does: an environment of the server breaks deadlocks itself, as they arise.
     const TempDir home;
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     constexpr db_timeout_t Minute = 60'000'000; // microseconds; ends the test when nobody breaks the deadlock
@@ -44,7 +44,7 @@ TEST(BDBLockDetectThread, FailsTheYoungestOfTwoThatWaitForEachOther)
     std::thread first([&] { olderResult = env.lock_get(older, 0, &b, DB_LOCK_WRITE, &olderWaits); });
     std::thread second([&] {
         youngerResult = env.lock_get(younger, 0, &a, DB_LOCK_WRITE, &youngerWaits);
-        EXPECT_EQ(env.lock_put(&lockB), 0); // it gives up, and the other goes on
+        EXPECT_EQ(env.lock_put(&lockB), 0); // it gives up, and the other continues
     });
     BDBLockDetectThread detector(&env, 1ms);
     first.join();

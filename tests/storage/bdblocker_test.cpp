@@ -104,7 +104,7 @@ TEST_F(BDBLockerTest, UsesTheMutexOfTheEnvironmentsTable)
         EXPECT_EQ(locker.lock("orders"), 0);
         locked = true;
     });
-    EXPECT_TRUE(log.waitFor("Locking orders")); // it comes as far as that
+    EXPECT_TRUE(log.waitFor("Locking orders")); // it gets that far
     EXPECT_FALSE(locked);
     env_->mutex().unlock();
     thread.join();

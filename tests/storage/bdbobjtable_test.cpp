@@ -147,10 +147,10 @@ TEST(FreeDesc, TakesTheMutexAndClearSlotDoesNot)
     ASSERT_EQ(table.addDesc(&quota), 1);
     ASSERT_EQ(table.addDesc(&quota), 2);
     table.mutex().lock();
-    table.clearSlot(1); // would stand still if it locked a second time
+    table.clearSlot(1); // would deadlock if it locked the mutex again
     table.mutex().unlock();
     table.freeDesc(2);
-    EXPECT_TRUE(table.mutex().tryLock()); // given back
+    EXPECT_TRUE(table.mutex().tryLock()); // released
     table.mutex().unlock();
     EXPECT_EQ(table.addDesc(&quota), 1);
     EXPECT_EQ(table.addDesc(&quota), 2);

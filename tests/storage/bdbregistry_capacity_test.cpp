@@ -29,11 +29,11 @@ TEST_F(OpenEnvTest, FullRegistryLeavesTheEnvironmentOpenAndOwnedByNobody)
     ASSERT_NE(use.env(), nullptr);
     EXPECT_TRUE(registry_.names().isEmpty());
     EXPECT_TRUE(registry_.locks().isEmpty());
-    const std::unique_ptr<BDBEnv> owned(use.env()); // ours to close, as nobody else will
+    const std::unique_ptr<BDBEnv> owned(use.env()); // the test has to close it, as nothing else does
     EXPECT_EQ(owned->txn_checkpoint(0, 0, 0), 0);
     EXPECT_FALSE(isDirectoryFree(home));
     EnvironmentUse second;
-    EXPECT_EQ(open(home, &second), 3); // the directory is taken
+    EXPECT_EQ(open(home, &second), 3); // the directory is locked
 }
 
 TEST_F(OpenEnvTest, RegistryOfTheServerHoldsOneLessThanItsSlots)
@@ -85,7 +85,7 @@ TEST(RegisterEnv, FullRegistryIsMinusOneAndStaysAsItWas)
     EXPECT_EQ(Registry::registerEnv(&registry, &env, "env::two"), -1);
     EXPECT_EQ(registry.names(), (QHash<QString, int>{{"env::one", 1}}));
     EXPECT_EQ(registry.locks().size(), 1);
-    EXPECT_THAT(ownLines(log), IsEmpty()); // no databases to tell of; the caller tells the rest
+    EXPECT_THAT(ownLines(log), IsEmpty()); // it holds no databases to name; the caller logs the rest
 }
 
 } // namespace

@@ -25,7 +25,7 @@ TEST_F(RemoveEnvTest, WaitsUntilNobodyHoldsOnToTheEnvironment)
     ASSERT_EQ(open(home_, &use), 0);
     auto removing = removingElsewhere();
     EXPECT_TRUE(removing.blocksIn(*use.env()->uses()));
-    EXPECT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0); // it is whole
+    EXPECT_EQ(putRow(orders(use.env()), nullptr, "key", "value"), 0); // it is still usable
     use.reset();
     removing.get();
     EXPECT_TRUE(isDirectoryFree(home_));
@@ -54,10 +54,10 @@ TEST_F(RemoveEnvTest, OpenerThatHoldsOnToTheEnvironmentLetsGoOfIt)
     ASSERT_EQ(open(home_, &use), 0);
     const auto uses = use.env()->uses();
     auto removing = removingElsewhere();
-    EXPECT_EQ(open(home_, &use), 0); // would wait for itself
+    EXPECT_EQ(open(home_, &use), 0); // would wait for its own use
     removing.get();
     ASSERT_NE(use.env(), nullptr);
-    EXPECT_NE(use.env()->uses(), uses); // another object, although perhaps at the same address
+    EXPECT_NE(use.env()->uses(), uses); // another object, though perhaps at the same address
 }
 
 TEST_F(RemoveEnvTest, OpenerThatMustNotCreateDoesNotWait)
@@ -96,7 +96,7 @@ TEST_F(RemoveEnvTest, SecondRemoverFindsNothingToDo)
     EXPECT_TRUE(waitUntil([&] { return second.sleeps(); })); // the first holds the access lock to the end
     use.reset();
     removing.get();
-    EXPECT_EQ(second.get(), nullptr); // and took it along
+    EXPECT_EQ(second.get(), nullptr); // and removed it
     EXPECT_TRUE(isDirectoryFree(home_));
 }
 
@@ -110,7 +110,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
     LogCapture log(LogWarn);
     std::atomic<int> refused{0};
 
-    // As a request does it: find the environment, take its lock, work, give back. False when it is being deleted.
+    // As a request does: find the environment, lock it, work, unlock. False when it is being deleted.
     const auto write = [&](const QByteArray& home, const std::string& key) {
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 0) << home.toStdString();
@@ -152,7 +152,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
             const std::string key = std::to_string(w) + '-' + std::to_string(i);
             EXPECT_EQ(rowOf(index, nullptr, key), key);
         }
-    // Whoever meets a removal finds no lock for a moment; nothing else may be told.
+    // A request that meets a removal may find no lock; nothing else may be logged.
     for (const std::string& line : ownLines(log))
         EXPECT_TRUE(line.starts_with("[ERROR] bdb # Failed to find lock for dbid: env::")) << line;
 }

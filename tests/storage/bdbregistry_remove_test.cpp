@@ -23,7 +23,7 @@ TEST_F(RemoveEnvTest, ClosesAndForgetsTheEnvironment)
     Registry::removeEnv(&registry_, home_ + "|orders");
     EXPECT_TRUE(isDirectoryFree(home_));
     EXPECT_TRUE(registry_.names().isEmpty());
-    EXPECT_EQ(registry_.locks().size(), 1); // whoever removes it holds the lock, and drops it later
+    EXPECT_EQ(registry_.locks().size(), 1); // the caller holds the lock, and drops it later
     EXPECT_THAT(ownLines(log), IsEmpty());
     EXPECT_EQ(registry_.addDesc(&quota_), 1); // the slot is free
 }

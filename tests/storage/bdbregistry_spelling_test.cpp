@@ -55,7 +55,7 @@ TEST_F(OpenEnvTest, ALinkThatIsSwitchedLeadsToTheOtherDirectorySoon)
     ASSERT_EQ(unlink(link.constData()), 0);
     const auto resolved = registry_.spellings().value(environmentKey(link));
     EXPECT_TRUE(waitUntil([&] {
-        EXPECT_EQ(openedEnv(link), env); // leads nowhere
+        EXPECT_EQ(openedEnv(link), env); // the link is gone
         return registry_.spellings().value(environmentKey(link)) > resolved;
     }));
     ASSERT_EQ(symlink(two.constData(), link.constData()), 0);
@@ -116,7 +116,7 @@ TEST_F(OpenEnvTest, NeverMoreThan65536NamesAreRemembered)
     }
     EXPECT_EQ(registry_.names().size(), 65536);
     EXPECT_EQ(registry_.locks().size(), 1);
-    EXPECT_NE(Registry::lockEnv(&registry_, spelling, false), nullptr); // not remembered, found all the same
+    EXPECT_NE(Registry::lockEnv(&registry_, spelling, false), nullptr); // not remembered, but found
     Registry::unlockEnv(&registry_, spelling);
 }
 

@@ -100,7 +100,7 @@ TEST_F(OpenEnvTest, EnvironmentThatCannotBeOpenedIs3)
         {QByteArray::fromStdString(missing), missing + " id env::" + missing + " rc 2"},
         {QByteArray::fromStdString(file), file + " id env::" + file + " rc 20"},
         {QByteArray(""), " id env:: rc 2"},
-        {QByteArray::fromStdString(cut) + QByteArray("\0tail", 5), cut}, // a line ends at a zero byte
+        {QByteArray::fromStdString(cut) + QByteArray("\0tail", 5), cut}, // log lines end at a zero byte
     };
     for (const Case& c : cases) {
         LogCapture log;

@@ -62,9 +62,9 @@ TEST(BDBStatPrintThread, OpensWithTheTimeAndAnEmptyLine)
     ASSERT_TRUE(log.waitFor("Last allocated locker ID"));
     thread.stop();
     thread.waitStopped();
-    // "Fri Nov 20 11:36:30 2026", then a line with nothing in it.
+    // "Fri Nov 20 11:36:30 2026", then an empty line.
     std::vector<std::string> lines = log.lines();
-    std::erase_if(lines, [](const std::string& line) { return line.starts_with("[INFO]"); }); // other threads'
+    std::erase_if(lines, [](const std::string& line) { return line.starts_with("[INFO]"); }); // from other threads
     ASSERT_GE(lines.size(), 2U);
     EXPECT_THAT(lines[0], testing::MatchesRegex("[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] [0-9][0-9]:[0-9][0-9]:"
                                                 "[0-9][0-9] [0-9][0-9][0-9][0-9]"));

@@ -56,11 +56,11 @@ TEST_F(FinishTest, OfAnEndedTransactionIs12)
 /** Calls `use` with a transaction whose commit fails: Berkeley DB refuses everything in a panicked environment. */
 template <typename Use> int withBrokenTxn(Use use)
 {
-    // In a process of its own, as the library leaves the memory of a broken environment behind.
+    // In a child process, as Berkeley DB leaks the memory of a panicked environment.
     ChildProcess child([&](const auto&) {
         LogCapture log;
         TempEnv env;
-        ASSERT_TRUE(log.waitFor("Done txn_checkpoint ")); // one that failed would end the process
+        ASSERT_TRUE(log.waitFor("Done txn_checkpoint ")); // a failed checkpoint would end the process
         BDBTxn txn;
         ASSERT_EQ(txn.begin(env.get(), 0), 0);
         ASSERT_EQ(putRow(env.index("orders"), &txn, "key", "value"), 0);

@@ -90,12 +90,12 @@ TEST_F(BDBTxnTest, NothingIsCommittedWhileTheCommitGateIsHeldExclusively)
     ASSERT_EQ(aborted->begin(env_.get(), 0), 0);
     env_->commitGate().lock();
     BlockedCall commit([&] { return committed->commit(0); });
-    EXPECT_EQ(aborted->abort(), 0); // does not ask for the gate
+    EXPECT_EQ(aborted->abort(), 0); // does not need the gate
     EXPECT_TRUE(commit.blocksIn(env_->commitGate()));
     env_->commitGate().unlock();
     EXPECT_EQ(commit.get(), 0);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), "value");
-    EXPECT_TRUE(env_->commitGate().try_lock()); // given back
+    EXPECT_TRUE(env_->commitGate().try_lock()); // released
     env_->commitGate().unlock();
 }
 
@@ -123,7 +123,7 @@ TEST_F(BDBTxnTest, AbortOfNoneIs12AndNotTold)
 TEST_F(BDBTxnTest, DestructorAbortsAnUnfinishedTransaction)
 {
     begunTxn().reset();
-    ASSERT_EQ(transactions().st_nactive, 0U); // else the row would stay locked for good
+    ASSERT_EQ(transactions().st_nactive, 0U); // or the row would stay locked
     EXPECT_EQ(transactions().st_naborts, 1U);
     EXPECT_EQ(rowOf(index_, nullptr, "key"), NoRow);
 }

@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** Runs the loop over attempts that end in a deadlock `deadlocks` times and then with `last`. */
+/** Runs the retry loop on attempts that deadlock `deadlocks` times and then end with `last`. */
 struct Retried {
     Retried(int deadlocks, int last, DeadlockWarning policy = DeadlockWarning::FromThird)
     {
@@ -31,7 +31,7 @@ struct Retried {
 
     int result = 0;
     int attempts = 0;
-    std::vector<int> warnedAfter; // the attempts made so far at each warning
+    std::vector<int> warnedAfter; // the number of attempts at each warning
     std::vector<int> backoffs;
 };
 
@@ -155,7 +155,7 @@ TEST(RetryOnDeadlock, LoserOfARealDeadlockRetriesToSuccess)
     EXPECT_EQ(writers[0].result, 0);
     EXPECT_EQ(writers[1].result, 0);
     EXPECT_THAT((std::vector{writers[0].attempts, writers[1].attempts}), testing::UnorderedElementsAre(1, 2));
-    const std::string loser = writers[0].attempts == 2 ? "one" : "two"; // it wrote last
+    const std::string loser = writers[0].attempts == 2 ? "one" : "two"; // the one that retried wrote last
     EXPECT_EQ(rowOf(orders, nullptr, "row"), loser);
     EXPECT_EQ(rowOf(stock, nullptr, "row"), loser);
 }

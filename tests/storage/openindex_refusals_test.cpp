@@ -82,7 +82,8 @@ TEST(OpenIndex, NameWithAZeroByteIsNotTheNameBeforeIt)
     LogCapture log;
     BDBIndex* index = nullptr;
     EXPECT_EQ(openData(env, QByteArray("orders\0x", 8), &index), 12);
-    EXPECT_THAT(ownLines(log), ElementsAre("[CRIT] bdb # Failed to open DB dbpath: orders")); // ends with the byte
+    EXPECT_THAT(ownLines(log),
+                ElementsAre("[CRIT] bdb # Failed to open DB dbpath: orders")); // the line ends at the zero byte
     EXPECT_EQ(env->names().size(), 1);
 }
 
@@ -122,7 +123,7 @@ TEST(OpenIndex, FullTableIs12AfterNamingWhatIsOpen)
                                            "[CRIT] bdb # Failed to open DB with id: db::stock:data"));
     EXPECT_EQ(env->names().size(), 2);
     EXPECT_EQ(env->dbremove(nullptr, "stock", nullptr, DB_AUTO_COMMIT), 0); // its handle is closed
-    EXPECT_EQ(putRow(data, nullptr, "key", "value"), 0);                    // the others go on
+    EXPECT_EQ(putRow(data, nullptr, "key", "value"), 0);                    // the others stay usable
     EXPECT_EQ(env.index("orders_3f.db", "data"), data);
 }
 
@@ -138,7 +139,7 @@ TEST(OpenIndex, IsRefusedWithoutDescriptorsToSpareAndHarmsNothing)
         EXPECT_THAT(ownLines(log),
                     ElementsAre("[CRIT] bdb # Failed to open DB dbpath: orders dbname data rc 24 flags 289"));
         EXPECT_FALSE(std::filesystem::exists(env.file("orders")));
-        EXPECT_EQ(env.index("before"), before); // what is open needs no descriptor
+        EXPECT_EQ(env.index("before"), before); // an open database needs no descriptor
         EXPECT_EQ(putRow(before, nullptr, "key", "value"), 0);
         EXPECT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
         limitDescriptors(16);
@@ -171,7 +172,7 @@ TEST(OpenIndex, OpensUpToTheDescriptorLimitInManyThreadsAndHarmsNothing)
         EXPECT_GE(env->names().size(), 30);
         EXPECT_LT(env->names().size(), 60);
         EXPECT_EQ(log.count(" rc 24 flags 289"), 120U - static_cast<std::size_t>(env->names().size())) << log.text();
-        EXPECT_EQ(ownLines(log).size(), log.count(" rc 24 flags 289")); // the library never met the limit
+        EXPECT_EQ(ownLines(log).size(), log.count(" rc 24 flags 289")); // Berkeley DB never reached the limit
         EXPECT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0);
     });
     EXPECT_EQ(child.waitForExit(), 0);

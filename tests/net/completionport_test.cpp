@@ -16,6 +16,20 @@ namespace {
 /** What the keys point to. */
 int keys[2];
 
+/** An open port, and two connections on which it waits for data, each with its key. */
+struct TwoConnections {
+    TwoConnections()
+    {
+        EXPECT_EQ(port.open(), 0);
+        EXPECT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
+        EXPECT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
+    }
+
+    CompletionPort port;
+    TcpPair first;
+    TcpPair second;
+};
+
 } // namespace
 
 TEST(CompletionPort, IsOpenedOnce)
@@ -78,37 +92,27 @@ TEST(CompletionPort, OpenThatGetsOnlyOneDescriptorGivesItBack)
 
 TEST(CompletionPort, EventsComeWithTheirSocketsKey)
 {
-    CompletionPort port;
-    ASSERT_EQ(port.open(), 0);
-    TcpPair first;
-    TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[1]);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[0]);
+    TwoConnections two;
+    ASSERT_EQ(send(two.second.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[1]);
+    ASSERT_EQ(send(two.first.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 }
 
 TEST(CompletionPort, ASocketIsSilentUntilItIsArmedAgain)
 {
-    CompletionPort port;
-    ASSERT_EQ(port.open(), 0);
-    TcpPair first;
-    TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[0]);
+    TwoConnections two;
+    ASSERT_EQ(send(two.first.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 
     // More data and even a reset of the first socket are not reported: the second one's event comes first.
-    ASSERT_EQ(send(first.client.get(), "y", 1, 0), 1);
-    resetConnection(first.client);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[1]);
+    ASSERT_EQ(send(two.first.client.get(), "y", 1, 0), 1);
+    resetConnection(two.first.client);
+    ASSERT_EQ(send(two.second.client.get(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[1]);
 
-    ASSERT_EQ(port.arm(first.server.get(), &keys[0], EPOLLIN), 0);
-    EXPECT_EQ(port.next(), &keys[0]);
+    ASSERT_EQ(two.port.arm(two.first.server.get(), &keys[0], EPOLLIN), 0);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 }
 
 TEST(CompletionPort, RefusesWhatCannotBeWaitedFor)

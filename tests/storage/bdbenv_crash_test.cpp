@@ -75,13 +75,9 @@ TEST_F(BDBEnvCrashTest, UnfinishedWritesAreUndone)
         EXPECT_EQ(putRow(index, &txn, "other", "unfinished"), 0);
         EXPECT_EQ(env->log_flush(nullptr), 0); // everything is on disk, data files included
         EXPECT_EQ(env->memp_sync(nullptr), 0);
-        teller.tell(testing::Test::HasFailure() ? 1 : 0);
-        (void)pause();
+        teller.waitForKill();
     });
-    int failed = 1;
-    ASSERT_TRUE(writer.hear(&failed));
-    EXPECT_EQ(failed, 0);
-    writer.kill();
+    writer.killWhenReady();
 
     advanceClock(std::chrono::hours(1));
     LogCapture log;

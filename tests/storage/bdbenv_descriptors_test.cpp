@@ -37,13 +37,9 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
         ASSERT_EQ(env.open(home.bytes()), 0);
         for (int i = 0; i < Tables; ++i)
             EXPECT_EQ(putRow(openedIndex(env, i), nullptr, "key", "value"), 0);
-        teller.tell(testing::Test::HasFailure() ? 1 : 0);
-        (void)pause();
+        teller.waitForKill();
     });
-    int failed = 1;
-    ASSERT_TRUE(writer.hear(&failed));
-    EXPECT_EQ(failed, 0);
-    writer.kill();
+    writer.killWhenReady();
 
     ChildProcess restarted([&](const auto&) {
         const auto before = contentsOf(home.path());

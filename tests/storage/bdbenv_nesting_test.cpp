@@ -84,8 +84,7 @@ TEST_F(EnvironmentHome, WithDatabasesOfAKilledEnvironmentItIsNoneEither)
     const QByteArray shop = makeHome("top/shop");
     ChildProcess writer([&](const ChildProcess::Teller& teller) {
         put(top, "shop/orders", "top's");
-        teller.tell(HasFailure() ? 1 : 0);
-        (void)pause();
+        teller.waitForKill();
     });
     int failed = 1;
     ASSERT_TRUE(writer.hear(&failed));

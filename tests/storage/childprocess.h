@@ -26,6 +26,12 @@ public:
             if (write(descriptor_, &number, sizeof number) != static_cast<ssize_t>(sizeof number))
                 _exit(2); // the test is gone
         }
+        /** Reports 0 when all expectations held so far, else 1; then waits for the child to be killed. */
+        void waitForKill() const
+        {
+            tell(testing::Test::HasFailure() ? 1 : 0);
+            (void)pause();
+        }
 
     private:
         int descriptor_;
@@ -71,6 +77,15 @@ public:
     {
         (void)::kill(pid_, SIGKILL);
         (void)waitForExit(); // ignored: it was killed
+    }
+
+    /** Kills the child once it is in waitForKill(). */
+    void killWhenReady()
+    {
+        int failed = 1;
+        ASSERT_TRUE(hear(&failed));
+        EXPECT_EQ(failed, 0);
+        kill();
     }
 
     /** The exit status, or -1 when a signal ended it. */

@@ -7,8 +7,8 @@
 #include "storage/bdbobjtable.h"
 #include "storage/bdbregistry.h"
 #include "storage/bdbtxn.h"
-#include "storage/environmentpath.h"
 #include "storage/openindex.h"
+#include "storage/registrykeys.h"
 #include "storage/settings.h"
 #include "json/jsonwriter.h"
 
@@ -47,8 +47,8 @@ DirectTable::~DirectTable() = default;
 int DirectTable::open(const QByteArray& directory)
 {
     registry_->tableName = directory + '|' + TableFile;
-    if (const int rc = ::Registry::openEnv(&registry_->environments, environmentKey(directory), &registry_->use,
-                                           EnvironmentCapacity, 1, directory))
+    if (const int rc = ::Registry::openEnv(&registry_->environments, RegistryKeys::environment(directory),
+                                           &registry_->use, EnvironmentCapacity, 1, directory))
         return rc;
     env_ = registry_->use.env();
     registry_->connection.setEnv(env_);

@@ -66,7 +66,7 @@ template <typename Work> int DirectWorker::inTransaction(Work&& work)
             return rc;
         return txn.finish(work(&txn));
     };
-    return retryOnDeadlock(attempt, [](int) {});
+    return Deadlocks::retry(attempt, [](int) {});
 }
 
 int DirectWorker::put(unsigned item)

@@ -1,5 +1,5 @@
 #include "log/log.h"
-#include "net/bdbsocket.h"
+#include "net/bdbserver.h"
 #include "request/bdbrequest.h"
 #include "json/jsontext.h"
 

@@ -2,6 +2,7 @@
 
 #include "load/checker.h"
 #include "load/requests.h"
+#include "protocol/endpoint.h"
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"
@@ -71,7 +72,7 @@ private:
 
 bool Target::connect(Client::WireConnection* connection, QString* error) const
 {
-    if (connection->open(QString::fromLatin1(Client::DefaultHost), port))
+    if (connection->open(QString::fromLatin1(Endpoint::Host), port))
         return true;
     *error = connection->error();
     return false;

@@ -4,6 +4,7 @@
 #include "common/workload.h"
 
 #include "client/wireconnection.h"
+#include "protocol/endpoint.h"
 
 #include <QByteArray>
 #include <QString>
@@ -15,7 +16,7 @@ namespace Bench {
 
 /** A table of a running server. Where a bool is returned, false comes with a text in `error`. */
 struct Target {
-    int port = Client::DefaultPort;
+    int port = Endpoint::DefaultPort;
     QByteArray tableName;
 
     [[nodiscard]] bool connect(Client::WireConnection* connection, QString* error) const;

@@ -16,9 +16,12 @@ namespace Base {
 int syncToDisk(const fs::path& path)
 {
     const Descriptor descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!descriptor.isOpen())
-        return errno;
-    return ::fsync(descriptor.number()) == 0 ? 0 : errno;
+    return descriptor.isOpen() ? syncToDisk(descriptor.number()) : errno;
+}
+
+int syncToDisk(int descriptor)
+{
+    return ::fsync(descriptor) == 0 ? 0 : errno;
 }
 
 int syncTreeToDisk(const fs::path& directory)
@@ -39,7 +42,7 @@ int writeToDisk(const fs::path& path, std::string_view bytes)
         return errno;
     if (const int error = writeAll(file.number(), bytes))
         return error;
-    return ::fsync(file.number()) == 0 ? 0 : errno;
+    return syncToDisk(file.number());
 }
 
 } // namespace Base

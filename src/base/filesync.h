@@ -11,6 +11,7 @@ namespace Base {
  * failure. Returns 0 or an errno value.
  */
 [[nodiscard]] int syncToDisk(const std::filesystem::path& path);
+[[nodiscard]] int syncToDisk(int descriptor);
 
 /** The same for a directory and everything below it. */
 [[nodiscard]] int syncTreeToDisk(const std::filesystem::path& directory);

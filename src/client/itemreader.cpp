@@ -30,7 +30,7 @@ QVariantMap ItemReader::prepared(QVariantMap body)
     const QVariantMap condition = body.value(u"RangeKeyCondition"_s).toMap();
     onePage_ = condition.value(u"ComparisonOperator"_s).toString() == Bodies::Comparison::Equal;
     if (condition.isEmpty() && down)
-        body.insert(u"RangeKeyCondition"_s, allKeysDown());
+        Bodies::setRangeCondition(allKeysDown(), &body);
     return body;
 }
 
@@ -52,7 +52,7 @@ bool ItemReader::readFirstPage(QVariantMap* reply)
     do {
         QVariantMap body = pages_.body();
         if (countOnly_ && prefix_.isEmpty()) // with a prefix, the page's items are needed to find its end
-            body.insert(u"Count"_s, true);
+            Bodies::setCountOnly(&body);
         if (!readPage(body))
             return false;
     } while (reply_.value(u"Count"_s).toInt() == 0 && pages_.advance(reply_) == Paging::Next::SamePage);

@@ -49,7 +49,7 @@ Paging::Next Paging::advance(const QVariantMap& reply)
         setLimit(limit_ > std::numeric_limits<int>::max() / 2 ? std::numeric_limits<int>::max() : limit_ * 2);
         return Next::SamePage;
     }
-    body_.insert(u"ExclusiveStartKey"_s, Bodies::key(hash, range));
+    Bodies::setStartKey(Bodies::key(hash, range), &body_);
     setLimit(firstLimit_);
     return Next::Page;
 }
@@ -76,7 +76,7 @@ bool Paging::leadsOn(const QString& hash, const QString& range) const
 void Paging::setLimit(int limit)
 {
     limit_ = limit;
-    body_.insert(u"Limit"_s, limit);
+    Bodies::setLimit(limit, &body_);
 }
 
 } // namespace Client

@@ -54,7 +54,7 @@ std::optional<QString> replaceBeginsWith(QVariantMap* body, bool down)
     if (comparison != Bodies::Comparison::BeginsWith || values.size() != 1 || value.typeId() != QMetaType::QString)
         return std::nullopt;
     const QString prefix = value.toString();
-    body->insert(u"RangeKeyCondition"_s, keysWithPrefix(prefix, down));
+    Bodies::setRangeCondition(keysWithPrefix(prefix, down), body);
     removeStartInFrontOf(prefix, down, body);
     return prefix;
 }

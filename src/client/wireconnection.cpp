@@ -10,12 +10,10 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 namespace Client {
 
@@ -24,25 +22,6 @@ namespace {
 constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply to allocate before they arrive
 
 } // namespace
-
-WireConnection::~WireConnection()
-{
-    close();
-}
-
-WireConnection::WireConnection(WireConnection&& other) noexcept
-    : socket_(std::exchange(other.socket_, -1)), connectTimeout_(other.connectTimeout_),
-      receiveTimeout_(other.receiveTimeout_), error_(std::move(other.error_))
-{}
-
-WireConnection& WireConnection::operator=(WireConnection&& other) noexcept
-{
-    std::swap(socket_, other.socket_);
-    std::swap(connectTimeout_, other.connectTimeout_);
-    std::swap(receiveTimeout_, other.receiveTimeout_);
-    std::swap(error_, other.error_);
-    return *this;
-}
 
 bool WireConnection::open(const QString& host, int port)
 {
@@ -59,8 +38,8 @@ bool WireConnection::open(const QString& host, int port)
     }
     address.sin_port = htons(static_cast<quint16>(port));
 
-    socket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socket_ < 0)
+    socket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!isOpen())
         return fail("socket");
     if (!connectTo(address)) {
         close();
@@ -68,7 +47,8 @@ bool WireConnection::open(const QString& host, int port)
     }
     // A request is sent in one piece and its reply awaited, so delaying segments gains nothing.
     const int on = 1;
-    (void)setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // ignored: it is only slower without
+    (void)setsockopt(socketDescriptor(), IPPROTO_TCP, TCP_NODELAY, &on,
+                     sizeof on); // ignored: it is only slower without
     return true;
 }
 
@@ -76,33 +56,26 @@ bool WireConnection::connectTo(const sockaddr_in& address)
 {
     const auto* name = reinterpret_cast<const sockaddr*>(&address);
     if (connectTimeout_ <= 0)
-        return connect(socket_, name, sizeof address) == 0 || fail("connect");
+        return connect(socketDescriptor(), name, sizeof address) == 0 || fail("connect");
 
-    const int flags = fcntl(socket_, F_GETFL);
-    if (flags < 0 || fcntl(socket_, F_SETFL, flags | O_NONBLOCK) != 0)
+    const int flags = fcntl(socketDescriptor(), F_GETFL);
+    if (flags < 0 || fcntl(socketDescriptor(), F_SETFL, flags | O_NONBLOCK) != 0)
         return fail("fcntl");
-    if (connect(socket_, name, sizeof address) != 0) {
+    if (connect(socketDescriptor(), name, sizeof address) != 0) {
         if (errno != EINPROGRESS)
             return fail("connect");
         if (!waitFor(POLLOUT, connectTimeout_, "no connection"))
             return false;
         int failure = 0;
         socklen_t size = sizeof failure;
-        if (getsockopt(socket_, SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
+        if (getsockopt(socketDescriptor(), SOL_SOCKET, SO_ERROR, &failure, &size) != 0)
             return fail("getsockopt");
         if (failure != 0) {
             errno = failure;
             return fail("connect");
         }
     }
-    return fcntl(socket_, F_SETFL, flags) == 0 || fail("fcntl");
-}
-
-void WireConnection::close()
-{
-    if (socket_ >= 0)
-        ::close(socket_);
-    socket_ = -1;
+    return fcntl(socketDescriptor(), F_SETFL, flags) == 0 || fail("fcntl");
 }
 
 bool WireConnection::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply)
@@ -117,7 +90,8 @@ bool WireConnection::send(const QByteArray& bytes)
 {
     const int flags = MSG_NOSIGNAL | (receiveTimeout_ > 0 ? MSG_DONTWAIT : 0);
     for (qsizetype sent = 0; sent < bytes.size();) {
-        const ssize_t n = ::send(socket_, bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), flags);
+        const ssize_t n =
+            ::send(socketDescriptor(), bytes.constData() + sent, static_cast<size_t>(bytes.size() - sent), flags);
         if (n >= 0) {
             sent += n;
         } else if (errno == EAGAIN) {
@@ -164,7 +138,7 @@ bool WireConnection::receiveExactly(char* data, qsizetype size)
     for (qsizetype received = 0; received < size;) {
         if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
             return false;
-        const ssize_t n = recv(socket_, data + received, static_cast<size_t>(size - received), 0);
+        const ssize_t n = recv(socketDescriptor(), data + received, static_cast<size_t>(size - received), 0);
         if (n == 0) {
             error_ = QStringLiteral("the server closed the connection");
             return false;
@@ -181,7 +155,7 @@ bool WireConnection::waitFor(short events, int milliseconds, const char* missing
 {
     // An interrupted wait is resumed with the remaining time.
     const QDeadlineTimer deadline(milliseconds);
-    pollfd waiting{socket_, events, 0};
+    pollfd waiting{socketDescriptor(), events, 0};
     for (;;) {
         const int ready = poll(&waiting, 1, static_cast<int>(deadline.remainingTime()));
         if (ready > 0)

@@ -1,6 +1,8 @@
 #ifndef QUORVA_CLIENT_WIRECONNECTION_H
 #define QUORVA_CLIENT_WIRECONNECTION_H
 
+#include "base/descriptor.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -9,26 +11,16 @@ struct sockaddr_in;
 /** The client side of the protocol, shared by the tools and the tests. */
 namespace Client {
 
-inline constexpr const char* DefaultHost = "127.0.0.1";
-inline constexpr int DefaultPort = 4567;
-
-/** A blocking connection that carries one exchange after another. For one thread at a time. */
+/** A blocking connection that carries one exchange after another. Movable. For one thread at a time. */
 class WireConnection {
 public:
-    WireConnection() = default;
-    ~WireConnection();
-    WireConnection(const WireConnection&) = delete;
-    WireConnection& operator=(const WireConnection&) = delete;
-    WireConnection(WireConnection&& other) noexcept;
-    WireConnection& operator=(WireConnection&& other) noexcept;
-
     /**
      * Connects to a dotted IPv4 address, replacing any existing connection. Returns false on failure; error() tells
      * why.
      */
     [[nodiscard]] bool open(const QString& host, int port);
-    void close();
-    bool isOpen() const { return socket_ >= 0; }
+    void close() { socket_ = Base::Descriptor(); }
+    bool isOpen() const { return socket_.isOpen(); }
 
     /**
      * Sends one request, with the full name of the operation, and reads the reply's JSON text. Returns false when no
@@ -53,7 +45,7 @@ public:
      */
     void setReceiveTimeout(int milliseconds);
 
-    int socketDescriptor() const { return socket_; }
+    int socketDescriptor() const { return socket_.number(); }
     QString error() const { return error_; }
 
 private:
@@ -62,7 +54,7 @@ private:
     bool waitFor(short events, int milliseconds, const char* missing);
     bool fail(const char* step);
 
-    int socket_ = -1;
+    Base::Descriptor socket_;
     int connectTimeout_ = 0; // milliseconds, like receiveTimeout_
     int receiveTimeout_ = 0;
     QString error_;

@@ -4,10 +4,12 @@
 
 namespace BackupNames {
 
-bool isReserved(std::string_view name)
+const char* refusal(std::string_view name)
 {
-    return name == Marker || name == ListFile || name == UnfinishedListFile || name == ListDraft ||
-           name == LogDirectory;
+    const bool isReserved =
+        name == Marker || name == ListFile || name == UnfinishedListFile || name == ListDraft || name == LogDirectory;
+    return isReserved ? "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups"
+                      : nullptr;
 }
 
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name)

@@ -29,8 +29,8 @@ inline constexpr std::string_view ReplacedSuffix = ".del";
 /** The number of a log file, or of a previous copy of one, in the log directory; nothing for any other name. */
 std::optional<std::uint32_t> shippedLogNumber(std::string_view name);
 
-/** True for the names of a backup's own files and directory. */
-bool isReserved(std::string_view name);
+/** The reason why no table can have this name, as in tablename.h: a backup has it. nullptr for any other name. */
+const char* refusal(std::string_view name);
 
 } // namespace BackupNames
 

@@ -9,9 +9,11 @@ bool isInternal(std::string_view name)
     return name.starts_with("__db");
 }
 
-bool isReserved(std::string_view name)
+const char* refusal(std::string_view name)
 {
-    return name == ConfigFile || isInternal(name) || LogFiles::isTakenForOne(name);
+    const bool isReserved = name == ConfigFile || isInternal(name) || LogFiles::isTakenForOne(name);
+    return isReserved ? "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"
+                      : nullptr;
 }
 
 } // namespace BerkeleyDbNames

@@ -18,8 +18,11 @@ inline constexpr const char* ProbeFile = "__db.quorva.writable";
 /** True for names that begin with "__db": region files, and files that are being created or renamed. */
 bool isInternal(std::string_view name);
 
-/** True for every name that belongs to Berkeley DB, including those of log files. */
-bool isReserved(std::string_view name);
+/**
+ * The reason why no table can have this name, as in tablename.h: it belongs to Berkeley DB, like those of log files.
+ * nullptr for any other name.
+ */
+const char* refusal(std::string_view name);
 
 } // namespace BerkeleyDbNames
 

@@ -16,7 +16,7 @@
 namespace LogRecords {
 
 /** The first part of a record's header. */
-struct Header {
+struct RecordHeader {
     std::uint32_t previous = 0; // offset of the previous record; for the first one, in the previous file
     std::uint32_t length = 0;   // including the header; 0 after the last record of a file
 };

@@ -29,10 +29,10 @@ const char* componentRefusal(std::string_view name)
         return "the table's name has an empty component (\"//\", or \"/\" at its end)";
     if (name == "." || name == "..")
         return "the table's name has a component \".\" or \"..\"";
-    if (BerkeleyDbNames::isReserved(name))
-        return "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
-    if (BackupNames::isReserved(name))
-        return "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups";
+    if (const char* reason = BerkeleyDbNames::refusal(name))
+        return reason;
+    if (const char* reason = BackupNames::refusal(name))
+        return reason;
     if (endsLikeDataFile(name))
         return "names that end like \"_3f.db\" belong to the data files of tables";
     return nullptr;
@@ -55,7 +55,7 @@ std::string_view filePart(std::string_view tableName)
 
 std::string partitionSuffix(unsigned partition)
 {
-    return {'_', HexDigits[partition >> 4 & 15], HexDigits[partition & 15], '.', 'd', 'b'};
+    return std::string{'_', HexDigits[partition >> 4 & 15], HexDigits[partition & 15]}.append(DataFileEnding);
 }
 
 std::string_view ofDataFile(std::string_view file)

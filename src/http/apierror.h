@@ -9,15 +9,14 @@
 namespace Http {
 
 /** The error types that do not come from the server; clients of the API know them. */
-namespace ErrorType {
-using ErrorTypes::InternalServerError;
+namespace OwnErrorTypes {
 inline constexpr const char* UnknownOperation = "UnknownOperationException";
 inline constexpr const char* Serialization = "SerializationException";
 inline constexpr const char* RequestTooLarge = "RequestTooLargeException";
 inline constexpr const char* AccessDenied = "AccessDeniedException";
 inline constexpr const char* InvalidRequest = "InvalidRequestException";
 inline constexpr const char* ServiceUnavailable = "ServiceUnavailableException";
-} // namespace ErrorType
+} // namespace OwnErrorTypes
 
 /** "ValidationException" becomes "com.amazonaws.dynamodb.v20111205#ValidationException". */
 QByteArray fullErrorType(const QByteArray& type);

@@ -89,9 +89,9 @@ std::optional<Response> ApiService::refuse(const RequestHead& head)
     if (std::optional<Response> refusal = refuseForeign(head))
         return refusal;
     if (pathOf(head.target) != "/")
-        return errorResponse(NotFound, ErrorType::InvalidRequest, "The only path is /");
+        return errorResponse(NotFound, OwnErrorTypes::InvalidRequest, "The only path is /");
     if (head.method != "POST") {
-        Response response = errorResponse(MethodNotAllowed, ErrorType::InvalidRequest, "The only method is POST");
+        Response response = errorResponse(MethodNotAllowed, OwnErrorTypes::InvalidRequest, "The only method is POST");
         response.headers.push_back({"Allow", "POST"});
         return response;
     }
@@ -105,15 +105,15 @@ std::optional<Response> ApiService::refuseForeign(const RequestHead& head) const
     const std::string_view origin = head.header("Origin");
     const std::size_t origins = head.count("Origin");
     if (head.count("Host") != 1)
-        return errorResponse(BadRequest, ErrorType::InvalidRequest, "There has to be one Host header");
+        return errorResponse(BadRequest, OwnErrorTypes::InvalidRequest, "There has to be one Host header");
     if (!hosts_.isHost(host)) {
         tellRefused("host", host);
-        return errorResponse(Forbidden, ErrorType::AccessDenied,
+        return errorResponse(Forbidden, OwnErrorTypes::AccessDenied,
                              "The host is not one of those that are served; see --allow-host");
     }
     if (origins > 1 || (origins == 1 && !hosts_.isOrigin(origin))) {
         tellRefused("origin", origin);
-        return errorResponse(Forbidden, ErrorType::AccessDenied,
+        return errorResponse(Forbidden, OwnErrorTypes::AccessDenied,
                              "The origin is not one of those that are served; see --allow-host");
     }
     return std::nullopt;
@@ -126,18 +126,18 @@ Response ApiService::faultResponse(Fault fault)
     case Fault::NotHttp:
         break;
     case Fault::LineTooLong:
-        return errorResponse(UriTooLong, ErrorType::InvalidRequest, NotUnderstood);
+        return errorResponse(UriTooLong, OwnErrorTypes::InvalidRequest, NotUnderstood);
     case Fault::BadLength:
-        return errorResponse(BadRequest, ErrorType::InvalidRequest, "The length of the body is not understood");
+        return errorResponse(BadRequest, OwnErrorTypes::InvalidRequest, "The length of the body is not understood");
     case Fault::BodyTooLarge:
-        return errorResponse(PayloadTooLarge, ErrorType::RequestTooLarge, "The body is too large");
+        return errorResponse(PayloadTooLarge, OwnErrorTypes::RequestTooLarge, "The body is too large");
     case Fault::BodyBroken:
-        return errorResponse(BadRequest, ErrorType::InvalidRequest,
+        return errorResponse(BadRequest, OwnErrorTypes::InvalidRequest,
                              "The body ended early or is not what its headers say");
     case Fault::NoMemory:
-        return errorResponse(InternalError, ErrorType::InternalServerError, "There is not enough memory");
+        return errorResponse(InternalError, ErrorTypes::InternalServerError, "There is not enough memory");
     }
-    return errorResponse(BadRequest, ErrorType::InvalidRequest, NotUnderstood);
+    return errorResponse(BadRequest, OwnErrorTypes::InvalidRequest, NotUnderstood);
 }
 
 void ApiService::serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done)

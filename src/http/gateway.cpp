@@ -76,31 +76,31 @@ QByteArray serversBody(const Operations::Operation& operation, const QByteArray&
 Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
 {
     if (target.isEmpty())
-        return errorAnswer(BadRequest, ErrorType::UnknownOperation, "The header X-Amz-Target is missing");
+        return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "The header X-Amz-Target is missing");
     const Operations::Operation* const operation = operationOf(target);
     if (operation == nullptr)
-        return errorAnswer(BadRequest, ErrorType::UnknownOperation, "There is no operation " + target);
+        return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "There is no operation " + target);
     if (!isObject(body))
-        return errorAnswer(BadRequest, ErrorType::Serialization, "The body is no JSON object");
+        return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is no JSON object");
 
     QByteArray reply;
     QString error;
     switch (server_.exchange(target, serversBody(*operation, body), &reply, &error)) {
-    case Exchange::NotSent:
-        return errorAnswer(ServiceUnavailable, ErrorType::ServiceUnavailable,
+    case ExchangeResult::NotSent:
+        return errorAnswer(ServiceUnavailable, OwnErrorTypes::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());
-    case Exchange::Lost:
-        return errorAnswer(BadGateway, ErrorType::InternalServerError,
+    case ExchangeResult::Lost:
+        return errorAnswer(BadGateway, ErrorTypes::InternalServerError,
                            "No reply came, the request may have been executed: " + error.toLatin1());
-    case Exchange::TimedOut:
-        return errorAnswer(GatewayTimeout, ErrorType::InternalServerError,
+    case ExchangeResult::TimedOut:
+        return errorAnswer(GatewayTimeout, ErrorTypes::InternalServerError,
                            "No reply came in time, the request may have been executed: " + error.toLatin1());
-    case Exchange::Done:
+    case ExchangeResult::Done:
         break;
     }
     Answer answer;
     if (!translateReply(*operation, reply, &answer))
-        return errorAnswer(BadGateway, ErrorType::InternalServerError, "The server's reply has no status");
+        return errorAnswer(BadGateway, ErrorTypes::InternalServerError, "The server's reply has no status");
     return answer;
 }
 

@@ -9,7 +9,7 @@ namespace Http {
 /** Turns an API request into its answer, independent of the transport. Any thread. */
 class Gateway {
 public:
-    explicit Gateway(const ServerOptions& server) : server_(server) {}
+    explicit Gateway(const Upstream& upstream) : server_(upstream) {}
 
     /** `target` is the value of "X-Amz-Target", empty if missing. Waits for the server's reply. */
     Answer answer(const QByteArray& target, const QByteArray& body);

@@ -4,7 +4,6 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/http/status.hpp>
 
 #include <algorithm>
 #include <string_view>
@@ -26,35 +25,6 @@ constexpr milliseconds Linger{5000};
 constexpr std::size_t Piece = 4096; // most requests fit into one
 constexpr std::size_t BodyPiece = 65536;
 constexpr std::size_t LargeBody = 65536;
-
-bool isPlainText(const std::string& text)
-{
-    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
-}
-
-std::string reasonOf(const Response& response)
-{
-    if (!response.reason.empty() && isPlainText(response.reason))
-        return response.reason;
-    return std::string(boost::beast::http::obsolete_reason(static_cast<boost::beast::http::status>(response.status)));
-}
-
-void appendHeader(std::string_view name, std::string_view value, std::string* head)
-{
-    head->append(name).append(": ").append(value).append("\r\n");
-}
-
-/** The status line and the headers; `connection` is the value of the Connection header, empty for none. */
-std::string headOf(const Response& response, std::string_view connection)
-{
-    std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + reasonOf(response) + "\r\n";
-    if (!connection.empty())
-        appendHeader("Connection", connection, &head);
-    appendHeader("Content-Length", std::to_string(response.body.size()), &head);
-    for (const Header& header : response.headers)
-        appendHeader(header.name, header.value, &head);
-    return head += "\r\n";
-}
 
 } // namespace
 
@@ -307,7 +277,7 @@ void HttpConnection::serve()
                     [self = shared_from_this(),
                      guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
                         self->compose(std::move(response));
-                        self->send();
+                        self->response_.send(&self->socket_);
                         asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
                         guard.reset();
                     });
@@ -329,25 +299,16 @@ void HttpConnection::compose(Response&& response)
 {
     const RequestHead& request = parser_->head();
     isLast_ = !requestIsWhole_ || !request.isKeptAlive || connections_->isStopping() || connections_->isAwaited();
-    response_ = std::move(response);
-    head_ = headOf(response_, isLast_ ? "close" : request.isOld ? "keep-alive" : "");
-    const std::size_t bodySize = request.method == "HEAD" ? 0 : static_cast<std::size_t>(response_.body.size());
-    output_ = boost::beast::buffers_suffix<std::array<asio::const_buffer, 2>>(
-        {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});
+    const char* const connection = isLast_ ? "close" : request.isOld ? "keep-alive" : "";
+    response_.compose(std::move(response), connection, request.method == "HEAD");
 }
 
-/** Sends as much as the socket accepts without blocking. */
-void HttpConnection::send()
-{
-    output_.consume(socket_.write_some(output_, sendError_));
-}
-
-/** Continues after send(): sends the rest once the client accepts more, or moves on to what follows the response. */
+/** Continues after a send: sends the rest once the client accepts more, or moves on to what follows the response. */
 void HttpConnection::settle()
 {
-    if (sendError_ && sendError_ != asio::error::would_block) {
+    if (response_.hasFailed()) {
         end();
-    } else if (asio::buffer_size(output_) == 0) {
+    } else if (response_.isSent()) {
         onWritten();
     } else {
         enter(State::Writing, limits_.transfer);
@@ -360,14 +321,14 @@ void HttpConnection::settle()
 
 void HttpConnection::write()
 {
-    send();
+    response_.send(&socket_);
     settle();
 }
 
 void HttpConnection::onWritten()
 {
     leaveBodyRoom();
-    response_ = {};
+    response_.clear();
     if (!isLast_)
         waitForRequest();
     else if (requestIsWhole_)

@@ -1,21 +1,17 @@
 #ifndef QUORVA_HTTP_HTTPCONNECTION_H
 #define QUORVA_HTTP_HTTPCONNECTION_H
 
+#include "http/asynctypes.h"
 #include "http/connections.h"
 #include "http/httplimits.h"
+#include "http/outgoingresponse.h"
 #include "http/requestparser.h"
 
-#include <boost/asio/basic_waitable_timer.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/beast/core/buffers_suffix.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 
-#include <array>
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <string>
 
 namespace Http {
 
@@ -26,9 +22,6 @@ namespace Http {
  */
 class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 public:
-    using Executor = boost::asio::io_context::executor_type;
-    using Socket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, Executor>;
-
     /** Takes over the socket. The limits, the service and `connections` must outlive this object. */
     HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service, Connections* connections);
     ~HttpConnection();
@@ -47,10 +40,6 @@ public:
     void enterBodyRoom();
 
 private:
-    using Clock = std::chrono::steady_clock;
-    using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
-    using ErrorCode = boost::system::error_code;
-
     /** What the connection is waiting for. */
     enum class State {
         Idle,      // a request's first bytes
@@ -84,7 +73,6 @@ private:
     void answer(Response&& response);
     void compose(Response&& response);
     void write();
-    void send();
     void settle();
     void onWritten();
     void linger();
@@ -107,11 +95,8 @@ private:
     std::optional<RequestParser> parser_; // of the current request
     bool requestIsWhole_ = false;         // it was read to its end, so the connection can be reused
 
-    Response response_;
-    std::string head_;                                                              // of the response
-    boost::beast::buffers_suffix<std::array<boost::asio::const_buffer, 2>> output_; // the unsent rest of head and body
-    bool isLast_ = false;                                                           // the response ends the connection
-    ErrorCode sendError_;                                                           // of the latest attempt
+    OutgoingResponse response_;
+    bool isLast_ = false; // the response ends the connection
 };
 
 } // namespace Http

@@ -121,7 +121,7 @@ void HttpServer::accept()
     }
     while (!connections_.isFull()) {
         ErrorCode error;
-        HttpConnection::Socket socket(loop_.get_executor());
+        Socket socket(loop_.get_executor());
         acceptor_.accept(socket, error);
         if (error == asio::error::would_block)
             break;
@@ -139,7 +139,7 @@ void HttpServer::accept()
     waitForClient();
 }
 
-void HttpServer::begin(HttpConnection::Socket&& socket)
+void HttpServer::begin(Socket&& socket)
 {
     ErrorCode ignored; // the client may be gone; reading fails then
     socket.non_blocking(true, ignored);

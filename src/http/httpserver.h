@@ -1,6 +1,7 @@
 #ifndef QUORVA_HTTP_HTTPSERVER_H
 #define QUORVA_HTTP_HTTPSERVER_H
 
+#include "http/asynctypes.h"
 #include "http/connections.h"
 #include "http/crew.h"
 #include "http/httpconnection.h"
@@ -8,9 +9,6 @@
 #include "http/httpservice.h"
 
 #include <boost/asio/basic_socket_acceptor.hpp>
-#include <boost/asio/basic_waitable_timer.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/ip/tcp.hpp>
 
 namespace Http {
 
@@ -39,16 +37,12 @@ public:
     void endRun();
 
 private:
-    using Clock = std::chrono::steady_clock;
-    using Executor = boost::asio::io_context::executor_type;
     using Acceptor = boost::asio::basic_socket_acceptor<boost::asio::ip::tcp, Executor>;
-    using Timer = boost::asio::basic_waitable_timer<Clock, boost::asio::wait_traits<Clock>, Executor>;
-    using ErrorCode = boost::system::error_code;
 
     bool step();
     void waitForClient();
     void accept();
-    void begin(HttpConnection::Socket&& socket);
+    void begin(Socket&& socket);
     void makeRoom();
     void fail(int error);
 

@@ -2,6 +2,7 @@
 #include "http/apiservice.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
+#include "protocol/endpoint.h"
 
 #include <CLI/CLI.hpp>
 
@@ -34,8 +35,8 @@ constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
 
 struct Options {
     int listen = 8000;
-    std::string host = Client::DefaultHost;
-    int port = Client::DefaultPort;
+    std::string host = Endpoint::Host;
+    int port = Endpoint::DefaultPort;
     int connectSeconds = 5;
     int receiveSeconds = 60;
     int threads = 64;

@@ -50,26 +50,26 @@ void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
     out->endObject();
 }
 
-/** The envelope's two members; a status that is not valid in HTTP counts as none. */
-struct Envelope {
+/** What a reply's envelope gives for the status line; a status that is not valid in HTTP counts as none. */
+struct StatusLine {
     std::optional<int> status;
     QByteArray outcome;
 };
 
-Envelope envelopeOf(const std::vector<Json::Member>& members)
+StatusLine statusLineOf(const std::vector<Json::Member>& members)
 {
-    Envelope envelope;
+    StatusLine line;
     for (const Json::Member& member : members) {
         if (member.name == Envelopes::outcomeName())
-            envelope.outcome = stringOf(member.value);
+            line.outcome = stringOf(member.value);
         if (member.name != Envelopes::codeName())
             continue;
         bool isNumber = false;
         const int status = member.value.toByteArray().toInt(&isNumber);
         if (isNumber && status >= SmallestStatus && status <= LargestStatus)
-            envelope.status = status;
+            line.status = status;
     }
-    return envelope;
+    return line;
 }
 
 class BodyWriter {
@@ -96,7 +96,7 @@ public:
     {
         if (isError_ && !hasType_) {
             text_.nameText(Json::serialize(Envelopes::typeName()));
-            text_.putLatin1(fullErrorType(ErrorType::InternalServerError));
+            text_.putLatin1(fullErrorType(ErrorTypes::InternalServerError));
         }
         if (isError_ && !hasMessage_) {
             text_.nameText(Json::serialize(Envelopes::messageName()));
@@ -138,13 +138,13 @@ bool translateReply(const Operations::Operation& operation, const QByteArray& re
     std::vector<Json::Member> members;
     if (!Json::findMembers(reply, &members))
         return false;
-    const Envelope envelope = envelopeOf(members);
-    if (!envelope.status)
+    const StatusLine line = statusLineOf(members);
+    if (!line.status)
         return false;
-    BodyWriter body(operation, *envelope.status != Envelopes::SuccessCode);
+    BodyWriter body(operation, *line.status != Envelopes::SuccessCode);
     for (const Json::Member& member : members)
         body.add(member);
-    *answer = {*envelope.status, envelope.outcome, body.finish(envelope.outcome)};
+    *answer = {*line.status, line.outcome, body.finish(line.outcome)};
     return true;
 }
 

@@ -19,24 +19,25 @@ bool hasNews(const Client::WireConnection& connection)
 
 } // namespace
 
-Exchange ServerPool::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error)
+ExchangeResult ServerPool::exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply,
+                                    QString* error)
 {
     Client::WireConnection connection;
     if (!takeIdle(&connection) && !connect(&connection)) {
         *error = connection.error();
-        return Exchange::NotSent;
+        return ExchangeResult::NotSent;
     }
     // If the send fails, not all bytes were handed over, and the server only starts on a complete request.
     if (!connection.send(Framing::frameRequest(operation, body))) {
         *error = connection.error();
-        return Exchange::NotSent;
+        return ExchangeResult::NotSent;
     }
     if (!connection.receiveReply(reply)) {
         *error = connection.error();
-        return hasNews(connection) ? Exchange::Lost : Exchange::TimedOut;
+        return hasNews(connection) ? ExchangeResult::Lost : ExchangeResult::TimedOut;
     }
     giveBack(std::move(connection));
-    return Exchange::Done;
+    return ExchangeResult::Done;
 }
 
 bool ServerPool::takeIdle(Client::WireConnection* connection)
@@ -53,9 +54,9 @@ bool ServerPool::takeIdle(Client::WireConnection* connection)
 
 bool ServerPool::connect(Client::WireConnection* connection) const
 {
-    connection->setConnectTimeout(options_.connectTimeout);
-    connection->setReceiveTimeout(options_.receiveTimeout);
-    return connection->open(options_.host, options_.port);
+    connection->setConnectTimeout(upstream_.connectTimeout);
+    connection->setReceiveTimeout(upstream_.receiveTimeout);
+    return connection->open(upstream_.host, upstream_.port);
 }
 
 void ServerPool::giveBack(Client::WireConnection&& connection)

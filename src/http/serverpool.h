@@ -8,8 +8,8 @@
 
 namespace Http {
 
-/** The server's address and time limits. */
-struct ServerOptions {
+/** The Quorva server behind this service: its address and time limits. */
+struct Upstream {
     QString host;           // dotted IPv4
     int port = 0;           // TCP
     int connectTimeout = 0; // milliseconds
@@ -17,7 +17,7 @@ struct ServerOptions {
 };
 
 /** How far an exchange got. */
-enum class Exchange {
+enum class ExchangeResult {
     Done,
     NotSent,  // the server did not get the complete request, so it did nothing
     Lost,     // the connection ended before the reply was complete; the request may have been executed
@@ -33,7 +33,7 @@ enum class Exchange {
  */
 class ServerPool {
 public:
-    explicit ServerPool(const ServerOptions& options) : options_(options) {}
+    explicit ServerPool(const Upstream& upstream) : upstream_(upstream) {}
     ServerPool(const ServerPool&) = delete;
     ServerPool& operator=(const ServerPool&) = delete;
 
@@ -41,15 +41,15 @@ public:
      * Sends one request, on an idle connection or else a new one, and waits for the reply. `operation` is the full
      * name. `reply` is set only on success, `error` only on failure.
      */
-    [[nodiscard]] Exchange exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply,
-                                    QString* error);
+    [[nodiscard]] ExchangeResult exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply,
+                                          QString* error);
 
 private:
     bool takeIdle(Client::WireConnection* connection);
     bool connect(Client::WireConnection* connection) const;
     void giveBack(Client::WireConnection&& connection);
 
-    const ServerOptions options_;
+    const Upstream upstream_;
     std::mutex mutex_;
     std::vector<Client::WireConnection> idle_; // guarded by mutex_; most recently used is taken first
 };

@@ -1,9 +1,10 @@
 #include "quorva/connection.h"
 
 #include "client/wireconnection.h"
-#include "library/bodies.h"
 #include "library/rangereader.h"
+#include "library/requestbodies.h"
 #include "protocol/bodies.h"
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
@@ -51,6 +52,16 @@ Result send(Connection* connection, const Operations::Operation& operation, cons
 }
 
 } // namespace
+
+QString defaultHost()
+{
+    return QString::fromLatin1(Endpoint::Host);
+}
+
+int defaultPort()
+{
+    return Endpoint::DefaultPort;
+}
 
 class Connection::Private {
 public:
@@ -144,7 +155,7 @@ Result Connection::deleteItem(const QString& table, const Key& key, const WriteO
 
 Result Connection::batchWrite(const Batch& batch)
 {
-    return send(this, Operations::BatchWriteItem, {{QStringLiteral("RequestItems"), batch.requestItems()}});
+    return send(this, Operations::BatchWriteItem, Bodies::batchWrite(batch.requestItems()));
 }
 
 Result Connection::query(const QString& table, const QString& hash, const QueryOptions& options)

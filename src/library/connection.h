@@ -16,10 +16,14 @@
 
 namespace Quorva {
 
+/** The address of a server that was started without options: the loopback address and the usual port. */
+QUORVA_EXPORT QString defaultHost();
+QUORVA_EXPORT int defaultPort();
+
 /** The server's address, and how long to wait for it. */
 struct Server {
-    QString host = QStringLiteral("127.0.0.1"); // a dotted IPv4 address
-    int port = 4567;
+    QString host = defaultHost(); // a dotted IPv4 address
+    int port = defaultPort();
     /** Limit for establishing the connection. 0: as long as the system tries. */
     std::chrono::milliseconds connectLimit = std::chrono::seconds(5);
     /**

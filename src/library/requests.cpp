@@ -1,6 +1,6 @@
 #include "quorva/requests.h"
 
-#include "library/bodies.h"
+#include "library/requestbodies.h"
 #include "protocol/bodies.h"
 
 #include <utility>
@@ -79,12 +79,12 @@ Batch::Batch(const QVariantMap& requestItems)
 
 void Batch::putItem(const QString& table, const Item& item)
 {
-    append(table, "PutRequest", {{QStringLiteral("Item"), item}});
+    requests_[table].append(Bodies::putRequest(item));
 }
 
 void Batch::deleteItem(const QString& table, const Key& key)
 {
-    append(table, "DeleteRequest", {{QStringLiteral("Key"), keyBody(key)}});
+    requests_[table].append(Bodies::deleteRequest(keyBody(key)));
 }
 
 QVariantMap Batch::requestItems() const
@@ -93,11 +93,6 @@ QVariantMap Batch::requestItems() const
     for (auto table = requests_.constBegin(); table != requests_.constEnd(); ++table)
         items.insert(table.key(), *table);
     return items;
-}
-
-void Batch::append(const QString& table, const char* kind, const QVariantMap& request)
-{
-    requests_[table].append(QVariantMap{{QString::fromLatin1(kind), request}});
 }
 
 } // namespace Quorva

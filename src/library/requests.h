@@ -126,8 +126,6 @@ public:
     QVariantMap requestItems() const;
 
 private:
-    QUORVA_INTERNAL void append(const QString& table, const char* kind, const QVariantMap& request);
-
     QMap<QString, QVariantList> requests_; // by table
 };
 

@@ -5,8 +5,6 @@
 
 #include <QMutexLocker>
 
-#include <unistd.h>
-
 #include <chrono>
 #include <new>
 #include <utility>
@@ -30,8 +28,6 @@ BDBIOMaster::~BDBIOMaster()
         worker->waitStopped();
     // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
-    for (const auto& [handler, owner] : handlers_)
-        ::close(handler->socketDescriptor());
 }
 
 void BDBIOMaster::init(int workers, int poolMax)
@@ -58,8 +54,7 @@ std::unique_ptr<BDBIOWorker> BDBIOMaster::createWorker()
 void BDBIOMaster::addConnection(int socket)
 {
     if (workers_.empty()) { // none could be started
-        if (socket >= 0)
-            ::close(socket);
+        const Base::Descriptor refused(socket);
         return;
     }
     if (nextWorker_ == workers_.size())
@@ -67,19 +62,19 @@ void BDBIOMaster::addConnection(int socket)
     (void)workers_[nextWorker_++]->addConnection(socket); // on failure it has closed the socket; nothing else to do
 }
 
-BDBReqHandler* BDBIOMaster::keepHandler(std::unique_ptr<BDBReqHandler> handler)
+BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler)
 {
     BDBReqHandler* key = handler.get();
-    const QMutexLocker locker(&handlersMutex_);
-    handlers_.emplace(key, std::move(handler));
+    const QMutexLocker locker(&connectionsMutex_);
+    connections_.emplace(key, Connection{std::move(handler), std::move(socket)});
     return key;
 }
 
-void BDBIOMaster::destroyHandler(BDBReqHandler* handler)
+void BDBIOMaster::endConnection(BDBReqHandler* handler)
 {
-    std::unique_ptr<BDBReqHandler> owner; // destroyed without the lock
-    const QMutexLocker locker(&handlersMutex_);
-    const auto found = handlers_.find(handler);
-    owner = std::move(found->second);
-    handlers_.erase(found);
+    Connection ended; // destroyed without the lock
+    const QMutexLocker locker(&connectionsMutex_);
+    const auto found = connections_.find(handler);
+    ended = std::move(found->second);
+    connections_.erase(found);
 }

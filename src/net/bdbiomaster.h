@@ -43,15 +43,22 @@ public:
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
 
-    /** Takes ownership of a new connection's handler until destroyHandler() or the master's destruction. */
-    BDBReqHandler* keepHandler(std::unique_ptr<BDBReqHandler> handler);
-    void destroyHandler(BDBReqHandler* handler);
+    /** Takes ownership of a new connection until endConnection() or the master's destruction. Returns its handler. */
+    BDBReqHandler* keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler);
+
+    /** Closes the connection's socket and destroys its handler. */
+    void endConnection(BDBReqHandler* handler);
 
 protected:
     /** Creates a worker, not yet started. Null when out of memory. */
     virtual std::unique_ptr<BDBIOWorker> createWorker();
 
 private:
+    struct Connection {
+        std::unique_ptr<BDBReqHandler> handler;
+        Base::Descriptor socket; // closed first
+    };
+
     CompletionPort port_;
     std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;
@@ -60,8 +67,8 @@ private:
     const int connectionTableCapacity_;
     std::size_t nextWorker_ = 0; // the accept thread's
 
-    QMutex handlersMutex_;
-    std::unordered_map<BDBReqHandler*, std::unique_ptr<BDBReqHandler>> handlers_; // guarded by handlersMutex_
+    QMutex connectionsMutex_;
+    std::unordered_map<BDBReqHandler*, Connection> connections_; // by handler; guarded by connectionsMutex_
 };
 
 #endif

@@ -62,7 +62,8 @@ public:
     virtual int lastError() const = 0;
 
     /**
-     * A handler for an accepted socket; null when out of memory. Handlers never closed are destroyed with the master.
+     * A handler for an accepted socket, which is closed with it; connections never closed end with the master. Null
+     * when out of memory; the socket is closed then.
      */
     virtual BDBReqHandler* createHandler(int socket) = 0;
 

@@ -1,5 +1,6 @@
 #include "net/bdbioworker_linux.h"
 
+#include "base/descriptor.h"
 #include "log/log.h"
 #include "net/bdbiomaster.h"
 #include "net/bdbreqhandler_linux.h"
@@ -9,11 +10,11 @@
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -122,16 +123,12 @@ int BDBIOWorker_linux::startRequest(BDBReqHandler_linux* handler)
 
 int BDBIOWorker_linux::addConnection(int socket)
 {
-    if (configureSocket(socket) != 0) {
-        if (socket >= 0)
-            ::close(socket);
+    Base::Descriptor accepted(socket);
+    if (configureSocket(socket) != 0)
         return -1;
-    }
-    BDBReqHandler* handler = createHandler(socket);
-    if (handler == nullptr) {
-        ::close(socket);
+    BDBReqHandler* handler = createHandler(accepted.release());
+    if (handler == nullptr)
         return -1;
-    }
     if (associate(handler) != 0) {
         closeConnection(handler);
         return -1;
@@ -153,8 +150,7 @@ int BDBIOWorker_linux::associate(BDBReqHandler* handler)
 
 int BDBIOWorker_linux::closeConnection(BDBReqHandler* handler)
 {
-    ::close(handler->socketDescriptor());
-    master().destroyHandler(handler);
+    master().endConnection(handler);
     return 0;
 }
 
@@ -211,9 +207,11 @@ int BDBIOWorker_linux::lastError() const
 
 BDBReqHandler* BDBIOWorker_linux::createHandler(int socket)
 {
+    Base::Descriptor accepted(socket);
     try {
-        return master().keepHandler(std::make_unique<BDBReqHandler_linux>(envTableCapacity(), connectionTableCapacity(),
-                                                                          environments(), socket));
+        auto handler = std::make_unique<BDBReqHandler_linux>(envTableCapacity(), connectionTableCapacity(),
+                                                             environments(), socket);
+        return master().keepConnection(std::move(accepted), std::move(handler));
     } catch (const std::bad_alloc&) {
         LOG_ERROR(LogOrigin, 209) << "Object creation failed";
         return nullptr;

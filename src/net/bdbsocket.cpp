@@ -7,7 +7,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -45,8 +44,8 @@ TcpServer::~TcpServer()
 
 int TcpServer::listen(const char* address, int port)
 {
-    listeningSocket_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
-    if (listeningSocket_ < 0) {
+    listeningSocket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
+    if (!listeningSocket_.isOpen()) {
         const int error = errno;
         LOG_ERROR(LogOrigin, 33) << "socket creation failed error " << error; // and so bind() fails
     }
@@ -54,16 +53,16 @@ int TcpServer::listen(const char* address, int port)
     // Without this, connections of an earlier server in TIME_WAIT would block the port for a minute. A port with a
     // listener is still refused.
     const int enabled = 1;
-    (void)setsockopt(listeningSocket_, SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
+    (void)setsockopt(listeningSocket(), SOL_SOCKET, SO_REUSEADDR, &enabled, sizeof enabled);
 
-    if (bindTo(listeningSocket_, address, port) != 0)
+    if (bindTo(listeningSocket(), address, port) != 0)
         return fail(42, "bind failed sock ");
-    if (::listen(listeningSocket_, std::numeric_limits<int>::max()) != 0)
+    if (::listen(listeningSocket(), std::numeric_limits<int>::max()) != 0)
         return fail(48, "listen failed sock ");
 
     thread_ = Net::tryThread([this] { run(); });
     if (!thread_.joinable()) {
-        closeListeningSocket();
+        listeningSocket_ = Base::Descriptor();
         return -1;
     }
     port_ = port;
@@ -73,8 +72,8 @@ int TcpServer::listen(const char* address, int port)
 int TcpServer::fail(int number, const char* text)
 {
     const int error = errno; // logging may change it
-    LOG_ERROR(LogOrigin, number) << text << listeningSocket_ << " error " << error;
-    closeListeningSocket();
+    LOG_ERROR(LogOrigin, number) << text << listeningSocket() << " error " << error;
+    listeningSocket_ = Base::Descriptor();
     return -1;
 }
 
@@ -91,17 +90,13 @@ void TcpServer::run()
 
 void TcpServer::acceptConnection()
 {
-    const int socket = accept4(listeningSocket_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (socket < 0) {
+    Base::Descriptor socket(accept4(listeningSocket(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!socket.isOpen())
         onAcceptFailure(errno);
-    } else if (DescriptorReserve::includes(socket)) {
-        LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket;
-        ::close(socket);
-    } else if (!admits(socket)) {
-        ::close(socket);
-    } else {
-        incomingConnection(socket);
-    }
+    else if (DescriptorReserve::includes(socket.number()))
+        LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket.number();
+    else if (admits(socket.number()))
+        incomingConnection(socket.release());
 }
 
 bool TcpServer::admits(int socket)
@@ -127,33 +122,8 @@ void TcpServer::onAcceptFailure(int error)
 void TcpServer::stop()
 {
     stopping_ = true;
-    (void)shutdown(listeningSocket_, SHUT_RDWR); // ends the accept; fails only if not listening, and so not accepting
+    (void)shutdown(listeningSocket(), SHUT_RDWR); // ends the accept; fails only if not listening, and so not accepting
     if (thread_.joinable())
         thread_.join();
-    closeListeningSocket();
-}
-
-void TcpServer::closeListeningSocket()
-{
-    if (listeningSocket_ >= 0)
-        ::close(listeningSocket_);
-    listeningSocket_ = -1;
-}
-
-BDBServer::BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting,
-                     int workers, int poolMax)
-    : thirdSetting_(thirdSetting), fourthSetting_(fourthSetting), environments_(RegistryCapacity),
-      master_(envTableCapacity, connectionTableCapacity, &environments_)
-{
-    master_.init(workers, poolMax);
-}
-
-BDBServer::~BDBServer()
-{
-    stop();
-}
-
-void BDBServer::incomingConnection(int socket)
-{
-    master_.addConnection(socket);
+    listeningSocket_ = Base::Descriptor();
 }

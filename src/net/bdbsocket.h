@@ -1,9 +1,8 @@
 #ifndef QUORVA_NET_BDBSOCKET_H
 #define QUORVA_NET_BDBSOCKET_H
 
-#include "net/bdbiomaster.h"
+#include "base/descriptor.h"
 #include "peer/allowedusers.h"
-#include "storage/bdbobjtable.h"
 
 #include <atomic>
 #include <thread>
@@ -44,7 +43,7 @@ protected:
     /** Ends the accept thread and closes the listening socket. */
     void stop();
 
-    int listeningSocket() const { return listeningSocket_; }
+    int listeningSocket() const { return listeningSocket_.number(); }
 
 private:
     void run();
@@ -52,38 +51,12 @@ private:
     void acceptConnection();
     bool admits(int socket);
     void onAcceptFailure(int error);
-    void closeListeningSocket();
 
-    int listeningSocket_ = -1;
+    Base::Descriptor listeningSocket_;
     int port_ = 0;
     AllowedUsers* users_ = nullptr;
     std::atomic<bool> stopping_{false};
     std::thread thread_;
-};
-
-/** The server: accepts connections and serves them. Owns the registry of environments and the I/O master. */
-class BDBServer : public TcpServer {
-public:
-    /**
-     * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
-     * each connection's table. `workers` I/O threads are started at once, `poolMax` limits the database threads. The
-     * remaining two settings are unused: no layer below reads them.
-     */
-    BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting, int workers,
-              int poolMax);
-
-    /** Stops accepting, waits for running requests, and closes the connections. */
-    ~BDBServer() override;
-
-    void incomingConnection(int socket) override;
-
-private:
-    static constexpr int RegistryCapacity = 8192; // environments, one slot each
-
-    [[maybe_unused]] const int thirdSetting_;
-    [[maybe_unused]] const int fourthSetting_;
-    BDBObjTable environments_;
-    BDBIOMaster master_; // uses the table, so it is destroyed first
 };
 
 #endif

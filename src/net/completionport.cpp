@@ -7,15 +7,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <utility>
 
 namespace {
-
-void closeDescriptor(int descriptor)
-{
-    if (descriptor >= 0)
-        ::close(descriptor);
-}
 
 /**
  * Arming a socket hands the connection to the thread that takes its event, and that thread may close the socket at
@@ -33,33 +27,24 @@ int controlEpoll(int epoll, int operation, int socket, epoll_event* event)
 
 } // namespace
 
-CompletionPort::~CompletionPort()
-{
-    closeDescriptor(epoll_);
-    closeDescriptor(stopEvent_);
-}
-
 int CompletionPort::open()
 {
-    if (epoll_ >= 0)
+    if (isOpen_)
         return 0;
     const QMutexLocker locker(&creationMutex_);
-    if (epoll_ >= 0)
+    if (isOpen_)
         return 0;
 
-    const int epoll = epoll_create1(EPOLL_CLOEXEC);
-    const int stopEvent = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    Base::Descriptor epoll(epoll_create1(EPOLL_CLOEXEC));
+    Base::Descriptor stopEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     epoll_event event{};
     event.events = EPOLLIN; // neither one-shot nor ever read: wakes every waiting thread
-    if (epoll < 0 || stopEvent < 0 || epoll_ctl(epoll, EPOLL_CTL_ADD, stopEvent, &event) != 0) {
-        const int error = errno;
-        closeDescriptor(epoll);
-        closeDescriptor(stopEvent);
-        errno = error;
-        return -1;
-    }
-    stopEvent_ = stopEvent;
-    epoll_ = epoll;
+    if (!epoll.isOpen() || !stopEvent.isOpen() ||
+        epoll_ctl(epoll.number(), EPOLL_CTL_ADD, stopEvent.number(), &event) != 0)
+        return -1; // closing them leaves errno alone, as that cannot fail
+    epoll_ = std::move(epoll);
+    stopEvent_ = std::move(stopEvent);
+    isOpen_ = true;
     return 0;
 }
 
@@ -78,14 +63,14 @@ int CompletionPort::control(int operation, int socket, void* key, std::uint32_t 
     epoll_event event{};
     event.events = events | EPOLLONESHOT;
     event.data.ptr = key;
-    return controlEpoll(epoll_, operation, socket, &event);
+    return controlEpoll(epoll_.number(), operation, socket, &event);
 }
 
 void* CompletionPort::next()
 {
     // One event per call leaves the rest to other workers.
     epoll_event event{};
-    while (epoll_wait(epoll_, &event, 1, -1) != 1) {
+    while (epoll_wait(epoll_.number(), &event, 1, -1) != 1) {
         // EINTR: a wait without limit can fail in no other way.
     }
     return event.data.ptr;
@@ -93,6 +78,6 @@ void* CompletionPort::next()
 
 void CompletionPort::stop()
 {
-    if (epoll_ >= 0)
-        (void)eventfd_write(stopEvent_, 1); // fails only if already signalled
+    if (isOpen_)
+        (void)eventfd_write(stopEvent_.number(), 1); // fails only if already signalled
 }

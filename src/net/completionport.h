@@ -1,6 +1,8 @@
 #ifndef QUORVA_NET_COMPLETIONPORT_H
 #define QUORVA_NET_COMPLETIONPORT_H
 
+#include "base/descriptor.h"
+
 #include <QMutex>
 
 #include <atomic>
@@ -11,12 +13,11 @@
  * the socket, so a connection belongs to one thread until that thread rearms it. After that, another thread may already
  * own the connection.
  *
- * Threads: any, except for the destructor.
+ * Threads: any, except for the destructor. A thread that waits or arms comes after one whose open() succeeded.
  */
 class CompletionPort {
 public:
     CompletionPort() = default;
-    ~CompletionPort();
     CompletionPort(const CompletionPort&) = delete;
     CompletionPort& operator=(const CompletionPort&) = delete;
 
@@ -45,8 +46,9 @@ private:
     int control(int operation, int socket, void* key, std::uint32_t events);
 
     QMutex creationMutex_;
-    std::atomic<int> epoll_{-1}; // set once, under creationMutex_
-    int stopEvent_ = -1;         // an eventfd in the epoll set, with the null key; set before epoll_
+    std::atomic<bool> isOpen_{false}; // set once, under creationMutex_, after the descriptors
+    Base::Descriptor epoll_;
+    Base::Descriptor stopEvent_; // an eventfd in the epoll set, with the null key
 };
 
 #endif

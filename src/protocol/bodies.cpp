@@ -35,6 +35,17 @@ QVariantMap createTable(const QString& name, const QString& hashName, const QStr
                                          {u"RangeKeyElement"_s, keyAttribute(rangeName)}}}};
 }
 
+void setThroughput(int readUnits, int writeUnits, QVariantMap* body)
+{
+    body->insert(u"ProvisionedThroughput"_s,
+                 QVariantMap{{u"ReadCapacityUnits"_s, readUnits}, {u"WriteCapacityUnits"_s, writeUnits}});
+}
+
+QVariantMap adminAction(const QString& table, const char* action, const QString& value)
+{
+    return {{u"TableName"_s, table}, {u"ProvisionedThroughput"_s, QVariantMap{{QString::fromLatin1(action), value}}}};
+}
+
 QVariantMap putItem(const QString& table, const QVariantMap& item)
 {
     return {{u"TableName"_s, table}, {u"Item"_s, item}};
@@ -55,6 +66,21 @@ QVariantMap updateItem(const QString& table, const QString& hash, const QString&
 QVariantMap query(const QString& table, const QString& hash)
 {
     return {{u"TableName"_s, table}, {u"HashKeyValue"_s, stringValue(hash)}};
+}
+
+QVariantMap batchWrite(const QVariantMap& requestItems)
+{
+    return {{u"RequestItems"_s, requestItems}};
+}
+
+QVariantMap putRequest(const QVariant& item)
+{
+    return {{u"PutRequest"_s, QVariantMap{{u"Item"_s, item}}}};
+}
+
+QVariantMap deleteRequest(const QVariantMap& key)
+{
+    return {{u"DeleteRequest"_s, QVariantMap{{u"Key"_s, key}}}};
 }
 
 QVariantMap update(const QString& action)
@@ -83,6 +109,37 @@ QVariantMap condition(const QString& comparison, const QStringList& keys)
     for (const QString& key : keys)
         values.append(stringValue(key));
     return {{u"ComparisonOperator"_s, comparison}, {u"AttributeValueList"_s, values}};
+}
+
+void setLimit(int limit, QVariantMap* body)
+{
+    body->insert(u"Limit"_s, limit);
+}
+
+void setCountOnly(QVariantMap* body)
+{
+    body->insert(u"Count"_s, true);
+}
+
+void setStartKey(const QVariantMap& key, QVariantMap* body)
+{
+    body->insert(u"ExclusiveStartKey"_s, key);
+}
+
+void setForward(bool forward, QVariantMap* body)
+{
+    body->insert(u"ScanIndexForward"_s, forward);
+}
+
+void setRangeCondition(const QVariantMap& condition, QVariantMap* body)
+{
+    body->insert(u"RangeKeyCondition"_s, condition);
+}
+
+void addScanFilter(const QVariantMap& conditions, QVariantMap* body)
+{
+    if (!conditions.isEmpty())
+        body->insert(u"ScanFilter"_s, conditions);
 }
 
 void addExpected(const QVariantMap& expected, QVariantMap* body)

@@ -1,6 +1,7 @@
 #ifndef QUORVA_RECORDS_ITEMFORMATTER_H
 #define QUORVA_RECORDS_ITEMFORMATTER_H
 
+#include "protocol/keynames.h"
 #include "json/canonicaltext.h"
 
 #include <QByteArray>
@@ -10,12 +11,6 @@
 
 #include <optional>
 #include <vector>
-
-/** The names of a table's key attributes. */
-struct KeyNames {
-    QString hash;
-    QString range;
-};
 
 /**
  * Turns stored items into the JSON of a reply: reinserts their key attributes, in name order, and reduces them to an

@@ -26,16 +26,16 @@ bool parseItem(const QByteArray& text, QVariantMap* item)
 }
 
 /** How the operations appear in their log lines, and at which level they report a failed allocation. */
-struct Operation {
+struct LogTexts {
     const char* readFailed;
     const char* keySize; // Kept: updateDb's line says "key size" and "data size" where the others say "size".
     const char* dataSize;
     int allocationLevel; // Kept: putDb reports at ERROR, the others at CRIT.
 };
 
-constexpr Operation Put{"putDb get failed for ", " size ", " size ", LogError};
-constexpr Operation Delete{"deleteDb get failed for ", " size ", " size ", LogCrit};
-constexpr Operation Update{"updateDb get failed for ", " key size ", " data size ", LogCrit};
+constexpr LogTexts Put{"putDb get failed for ", " size ", " size ", LogError};
+constexpr LogTexts Delete{"deleteDb get failed for ", " size ", " size ", LogCrit};
+constexpr LogTexts Update{"updateDb get failed for ", " key size ", " data size ", LogCrit};
 
 int allocationFailed(int level, int line)
 {
@@ -48,14 +48,14 @@ int allocationFailed(int level, int line)
  * instead of letting them deadlock on the upgrade. A missing record is an empty `item` with `found` false. Berkeley
  * DB's code, or StatusInternalError, each with its line.
  */
-int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
+int readForUpdate(const LogTexts& texts, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
                   QVariantMap* item, bool* found)
 {
     if (!buffers.allocateData(RecordBuffers::SmallBytes))
-        return allocationFailed(operation.allocationLevel, __LINE__);
+        return allocationFailed(texts.allocationLevel, __LINE__);
     const int rc = buffers.readGrowing([&] { return db->get(txn, buffers.key(), buffers.data(), DB_RMW); });
     if (!buffers.valid())
-        return allocationFailed(operation.allocationLevel, __LINE__);
+        return allocationFailed(texts.allocationLevel, __LINE__);
 
     item->clear();
     *found = rc == 0;
@@ -64,8 +64,8 @@ int readForUpdate(const Operation& operation, BDBIndex* db, BDBTxn* txn, const Q
     if (rc != 0) {
         if (rc != DB_LOCK_DEADLOCK)
             LOG_ERROR(LogOrigin, __LINE__)
-                << operation.readFailed << key << " key ulen " << buffers.key()->get_ulen() << operation.keySize
-                << buffers.key()->get_size() << " data ulen " << buffers.data()->get_ulen() << operation.dataSize
+                << texts.readFailed << key << " key ulen " << buffers.key()->get_ulen() << texts.keySize
+                << buffers.key()->get_size() << " data ulen " << buffers.data()->get_ulen() << texts.dataSize
                 << buffers.data()->get_size();
         return rc;
     }

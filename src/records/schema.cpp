@@ -67,8 +67,8 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
 
     ItemFormatter format;
     QByteArray text;
-    int rc = retryOnDeadlock([&] { return getDb(table.env(), db, schemaRecordKey(), &format, &text); },
-                             [](int) { LOG_WARN << "loadSchema Got deadlock"; });
+    int rc = Deadlocks::retry([&] { return getDb(table.env(), db, schemaRecordKey(), &format, &text); },
+                              [](int) { LOG_WARN << "loadSchema Got deadlock"; });
     if (rc != 0) {
         if (rc == DB_NOTFOUND)
             rc = StatusNotFound;

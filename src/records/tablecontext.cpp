@@ -6,17 +6,18 @@
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
+#include "storage/registrykeys.h"
 
 int TableContext::envLookup(const QByteArray& tableName, int create)
 {
-    const QByteArray directory = environmentDirectory(tableName);
+    const QByteArray directory = EnvironmentPath::ofTable(tableName);
     if (env() != nullptr && directory_ == directory)
         return 0;
     // First, as the lookup may wait for this very environment to be closed, which waits for its last user.
     leave();
     EnvironmentUse found;
-    if (const int rc =
-            Registry::openEnv(registry_, environmentKey(directory), &found, environmentCapacity_, create, directory))
+    if (const int rc = Registry::openEnv(registry_, RegistryKeys::environment(directory), &found, environmentCapacity_,
+                                         create, directory))
         return rc;
     environment_ = std::move(found);
     directory_ = directory;
@@ -34,8 +35,7 @@ int TableContext::openTable(const QByteArray& tableName)
 int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBIndex** db)
 {
     const QByteArray file = Records::filePart(name);
-    const QString key = QString::fromUtf8("db::" + file + ":" + subDatabase);
-    return Registry::openIndex(connection_, key, file, subDatabase, db);
+    return Registry::openIndex(connection_, RegistryKeys::database(file, subDatabase), file, subDatabase, db);
 }
 
 int TableContext::openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db)

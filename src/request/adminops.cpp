@@ -1,6 +1,7 @@
 #include "request/adminops.h"
 
 #include "log/log.h"
+#include "protocol/administration.h"
 #include "records/requeststatus.h"
 #include "request/bdbrequest.h"
 #include "storage/bdbenv.h"
@@ -12,7 +13,9 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-constexpr const char* StateNames[] = {"none", "copying", "shipping", "stopping"}; // of BDBBackupStatus::State
+// By BDBBackupStatus::State.
+constexpr const char* StateNames[] = {BackupStates::None, BackupStates::Copying, BackupStates::Shipping,
+                                      BackupStates::Stopping};
 
 int flushDb(BDBEnv* env, const QByteArray& tableName)
 {
@@ -35,13 +38,13 @@ int backupControl(BDBEnv* env, const QVariant& target, BDBBackupMode mode)
 
 int Requests::runAdminAction(BDBEnv* env, const QByteArray& tableName, const QVariantMap& actions)
 {
-    if (actions.contains(u"FlushDB"_s))
+    if (actions.contains(AdminActions::FlushLog))
         return flushDb(env, tableName);
-    if (actions.contains(u"DbBackup"_s))
-        return backupControl(env, actions.value(u"DbBackup"_s), BackupFull);
-    if (actions.contains(u"UpdateDbBackup"_s))
-        return backupControl(env, actions.value(u"UpdateDbBackup"_s), BackupShipLogs);
-    if (actions.contains(u"StopDbBackup"_s))
+    if (actions.contains(AdminActions::StartBackup))
+        return backupControl(env, actions.value(AdminActions::StartBackup), BackupFull);
+    if (actions.contains(AdminActions::ShipLogs))
+        return backupControl(env, actions.value(AdminActions::ShipLogs), BackupShipLogs);
+    if (actions.contains(AdminActions::StopBackup))
         return backupControl(env, QVariant(), BackupStop);
     return StatusSuccess;
 }

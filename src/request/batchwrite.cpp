@@ -131,7 +131,7 @@ int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray
 {
     for (auto table = tables.constBegin(); table != tables.constEnd(); ++table) {
         plan->lastTable = table.key().toUtf8();
-        const QByteArray path = environmentDirectory(plan->lastTable);
+        const QByteArray path = EnvironmentPath::ofTable(plan->lastTable);
         if (path != batchPath) {
             plan->report = [path, batchPath] {
                 LOG_ERROR(LogOrigin, __LINE__) << "paths ain't same newpath " << path << " envDup " << batchPath;
@@ -171,7 +171,7 @@ public:
         }
         if (!plan_) {
             plan_.emplace();
-            plan_->failure = planBatch(context_, tables_, environmentDirectory(lastTable_), &*plan_);
+            plan_->failure = planBatch(context_, tables_, EnvironmentPath::ofTable(lastTable_), &*plan_);
         }
         int rc = writePlanned(&txn);
         if (rc == 0)
@@ -232,13 +232,13 @@ int Requests::batchWriteItem(BDBRequest& request)
         return rc;
 
     Batch batch(context, tables, firstTable);
-    const int rc = retryOnDeadlock([&] { return batch.run(); },
-                                   [](int backoff) { LOG_WARN << "WriteBatchItem Got deadlock retry " << backoff; },
-                                   DeadlockWarning::FromFourth);
+    const int rc = Deadlocks::retry([&] { return batch.run(); },
+                                    [](int backoff) { LOG_WARN << "WriteBatchItem Got deadlock retry " << backoff; },
+                                    Deadlocks::Warning::FromFourth);
 
     // Kept: releases the access lock of the environment of the last TableName that was examined. If that is another
     // environment, this thread does not hold its lock, and the hold on the first table's environment is never released.
-    if (environmentDirectory(batch.lastTable()) != environmentDirectory(firstTable)) {
+    if (EnvironmentPath::ofTable(batch.lastTable()) != EnvironmentPath::ofTable(firstTable)) {
         context.dismissAccess();
         Registry::unlockEnv(context.registry(), batch.lastTable());
     }

@@ -33,7 +33,7 @@ int openItem(BDBRequest& request, ItemPlace* place)
 
 template <typename Attempt> int retryItem(const char* operation, const ItemPlace& place, Attempt&& attempt)
 {
-    return retryOnDeadlock(attempt, [&](int backoff) {
+    return Deadlocks::retry(attempt, [&](int backoff) {
         LOG_WARN << operation << " Got deadlock : retry " << backoff << " hkey " << place.hashKey << " rkey "
                  << place.rangeKey;
     });

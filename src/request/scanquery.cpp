@@ -17,7 +17,7 @@ namespace {
 template <typename Attempt>
 int retryWalk(const char* operation, const QByteArray& hash, const QByteArray& range, Attempt&& attempt)
 {
-    return retryOnDeadlock(attempt, [&](int backoff) {
+    return Deadlocks::retry(attempt, [&](int backoff) {
         LOG_WARN << operation << " Got deadlock: retry " << backoff << " hkey " << hash << " rkey " << range;
     });
 }

@@ -76,8 +76,8 @@ int Requests::createTable(BDBRequest& request)
     BDBEnv* const env = request.table.env();
     const QByteArray stored = Json::serialize(description);
     const int rc =
-        retryOnDeadlock([&] { return Records::putDb(env, db, Records::schemaRecordKey(), stored, nullptr, nullptr); },
-                        [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
+        Deadlocks::retry([&] { return Records::putDb(env, db, Records::schemaRecordKey(), stored, nullptr, nullptr); },
+                         [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
     if (rc != 0)
         return rc;
     const int flushed = flushEnv(env);
@@ -88,7 +88,7 @@ int Requests::createTable(BDBRequest& request)
 int Requests::describeTable(BDBRequest& request)
 {
     const QByteArray tableName = request.tableName();
-    const QByteArray directory = environmentDirectory(tableName);
+    const QByteArray directory = EnvironmentPath::ofTable(tableName);
     if (!isDirectory(directory)) {
         LOG_ERROR(LogOrigin, __LINE__) << "path " << directory << " does not exist ";
         return StatusNotFound;

@@ -1,6 +1,8 @@
 #ifndef QUORVA_SERVER_OPTIONS_H
 #define QUORVA_SERVER_OPTIONS_H
 
+#include "protocol/endpoint.h"
+
 #include <QThread>
 
 /** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
@@ -20,12 +22,12 @@ struct ServerOptions {
      */
     void read(int argc, const char* const* argv);
 
-    int port = 4567;                // -p
-    const char* logFile = nullptr;  // -d, points into argv; null: standard error
-    int statLevel = 0;              // -s
-    int workers;                    // -w, I/O worker threads
-    int poolMax;                    // -m, database pool threads
-    bool commitWithoutSync = false; // -n
+    int port = Endpoint::DefaultPort; // -p
+    const char* logFile = nullptr;    // -d, points into argv; null: standard error
+    int statLevel = 0;                // -s
+    int workers;                      // -w, I/O worker threads
+    int poolMax;                      // -m, database pool threads
+    bool commitWithoutSync = false;   // -n
 };
 
 #endif

@@ -3,17 +3,15 @@
 #include "base/filesync.h"
 #include "format/backupnames.h"
 #include "log/log.h"
-#include "storage/backuptarget.h"
 #include "storage/bdbenv.h"
 #include "storage/boundedhold.h"
 #include "storage/environmentcopy.h"
-#include "storage/logshipping.h"
 #include "storage/settings.h"
+#include "storage/shippingcycle.h"
 
 #include <QMutexLocker>
 
 #include <cerrno>
-#include <cstdlib>
 #include <mutex>
 #include <system_error>
 
@@ -27,19 +25,6 @@ constexpr const char* LogOrigin = "bdb";
 // between. If it never succeeds, the backup fails.
 constexpr std::chrono::milliseconds FirstHold{250};
 constexpr std::chrono::milliseconds LongestHold{4000};
-
-/** The absolute paths of the log files that the environment no longer needs. */
-int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
-{
-    char** list = nullptr;
-    const int rc = env->log_archive(&list, DB_ARCH_ABS);
-    if (rc == 0 && list != nullptr) {
-        for (char** path = list; *path != nullptr; ++path)
-            paths->append(*path);
-    }
-    std::free(list);
-    return rc;
-}
 
 } // namespace
 
@@ -62,7 +47,7 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
     const QMutexLocker locker(&scheduleMutex_);
     switch (mode) {
     case BackupFull:
-        if (running_ && mode_ != BackupShipLogs) {
+        if (running_ && !isShipping()) {
             LOG_WARN << "DB Backup is already running for " << target_.toUtf8();
             return 1;
         }
@@ -76,7 +61,7 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
         return startThread(target, mode);
     default:
         requestStop();
-        mode_ = mode;
+        setMode(mode);
         disableBackup();
         return 0;
     }
@@ -90,7 +75,7 @@ BDBBackupStatus BDBHotBackupThread::status()
     const std::lock_guard lock(stopMutex_);
     if (stopFlag_)
         return {BDBBackupStatus::Stopping, target_};
-    return {mode_ == BackupShipLogs ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
+    return {copyIsDurable_ ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
 }
 
 /** Clears the flags before the thread runs, so that an immediate stop is not lost. */
@@ -98,9 +83,10 @@ int BDBHotBackupThread::startThread(const QString& target, int mode)
 {
     join(); // one that has ended, or was asked to stop
     target_ = target;
-    mode_ = mode;
     {
         const std::lock_guard lock(stopMutex_);
+        mode_ = mode;
+        copyIsDurable_ = mode == BackupShipLogs;
         stopFlag_ = false;
     }
     const int wasDisabled = Settings::backupDisabled();
@@ -130,12 +116,23 @@ void BDBHotBackupThread::requestStop()
     stopChanged_.notify_all();
 }
 
+void BDBHotBackupThread::setMode(int mode)
+{
+    const std::lock_guard lock(stopMutex_);
+    mode_ = mode;
+}
+
+bool BDBHotBackupThread::isShipping()
+{
+    const std::lock_guard lock(stopMutex_);
+    return mode_ == BackupShipLogs;
+}
+
 /** After a full copy; false if the thread is to end instead. */
 bool BDBHotBackupThread::goOnToShipping()
 {
-    const std::lock_guard lock(stopMutex_); // a stop sets its flag first, and then the mode
-    if (!stopFlag_)
-        mode_ = BackupShipLogs;
+    const std::lock_guard lock(stopMutex_);
+    copyIsDurable_ = true;
     return !stopFlag_;
 }
 
@@ -166,7 +163,7 @@ void BDBHotBackupThread::work(int mode)
             return;
     }
     for (bool wasAccepted = mode == BackupFull;; wasAccepted = true) {
-        if (shipLogs(wasAccepted) != 0)
+        if (ShippingCycle::run(env_, target_.toUtf8(), wasAccepted) != 0)
             return disableBackup();
         if (!sleepUntilNextCycle())
             return;
@@ -202,11 +199,20 @@ int BDBHotBackupThread::fullBackup()
     return backupFailed(rc != 0 ? rc : ETIMEDOUT);
 }
 
-/** Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete. */
+/**
+ * In one step for schedule(): whoever sees that the marker is gone may request another full backup.
+ *
+ * Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete.
+ */
 bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
 {
     LOG_INFO << "Done BDBHotBackupThread.backup";
-    return ::unlink((target / BackupNames::Marker).c_str()) == 0;
+    const std::lock_guard lock(stopMutex_);
+    if (::unlink((target / BackupNames::Marker).c_str()) != 0)
+        return false;
+    if (!stopFlag_)
+        mode_ = BackupShipLogs;
+    return true;
 }
 
 int BDBHotBackupThread::markerFailed()
@@ -219,39 +225,4 @@ int BDBHotBackupThread::backupFailed(int rc)
 {
     LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
-}
-
-/**
- * `wasAccepted`: the full copy or an earlier cycle has used the target. If it is then locked for a while, shipping does
- * not end, as checkpoints would remove log files and leave a gap in the backup. The log files stay where they are until
- * the next cycle.
- */
-int BDBHotBackupThread::shipLogs(bool wasAccepted)
-{
-    const QByteArray target = target_.toUtf8();
-    LOG_INFO << "Starting BDBHotBackupThread.log_archive";
-    QByteArrayList paths;
-    if (const int rc = listUnneededLogs(env_, &paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log_archive listing failed for " << target << " rc " << rc;
-        return rc;
-    }
-    LOG_INFO << "Done BDBHotBackupThread.log_archive";
-    BackupTarget held(env_, target);
-    if (const int rc = held.openForShipping()) {
-        if (rc != ENOTEMPTY) // which is logged separately
-            LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
-        if (rc == EBUSY && wasAccepted)
-            return 0;
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
-        return rc;
-    }
-    if (paths.isEmpty())
-        return 0;
-    LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
-    if (const int rc = LogShipping::backupLog(target, paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
-        return rc;
-    }
-    LOG_INFO << "Done BDBHotBackupThread.backupLog";
-    return 0;
 }

@@ -43,6 +43,7 @@ public:
 
     /**
      * BackupFull: a full copy to `target`, then log shipping; replaces a running log shipping, and waits for it to end.
+     * Once the marker of a full copy is deleted, the backup counts as log shipping, even if it is not yet on disk.
      * BackupShipLogs: log shipping alone. Any other mode stops a running backup, without waiting, and lets checkpoints
      * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy.
      */
@@ -63,11 +64,12 @@ private:
     void join();
     int fullBackup();
     static int backupFailed(int rc);
-    static bool deleteMarker(const std::filesystem::path& target);
+    bool deleteMarker(const std::filesystem::path& target);
     int markerFailed();
-    int shipLogs(bool wasAccepted);
     bool sleepUntilNextCycle();
     bool goOnToShipping();
+    bool isShipping();
+    void setMode(int mode);
     int startThread(const QString& target, int mode);
 
     BDBEnv* const env_; // not owned
@@ -76,10 +78,12 @@ private:
     QString target_;       // written under scheduleMutex_ while no thread runs
     std::thread thread_;   // replaced under scheduleMutex_
     std::atomic<bool> running_{false};
-    std::atomic<int> mode_{BackupStop};
     std::mutex stopMutex_;
     std::condition_variable stopChanged_;
-    bool stopFlag_ = false; // guarded by stopMutex_
+    // Guarded by stopMutex_:
+    int mode_ = BackupStop; // the last order; BackupShipLogs also once the marker of a full copy is deleted
+    bool stopFlag_ = false;
+    bool copyIsDurable_ = false; // with that deletion; true without a full copy
 };
 
 #endif

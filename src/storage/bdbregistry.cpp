@@ -6,6 +6,7 @@
 #include "storage/environmentnames.h"
 #include "storage/environmentpath.h"
 #include "storage/openingenvironments.h"
+#include "storage/registrykeys.h"
 
 #include <QMutexLocker>
 
@@ -31,7 +32,7 @@ void logFailedOpening(const QByteArray& home, const QString& key, int rc)
 class EndOfOpening {
 public:
     explicit EndOfOpening(const QString& name) : name_(name) {}
-    ~EndOfOpening() { openingEnvironments().finish(name_, result); }
+    ~EndOfOpening() { OpeningEnvironments::instance().finish(name_, result); }
     EndOfOpening(const EndOfOpening&) = delete;
     EndOfOpening& operator=(const EndOfOpening&) = delete;
 
@@ -52,7 +53,7 @@ int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, i
         return OpenFailed;
     }
     LOG_DEBUG << "Adding new env path " << home << " id " << key.toUtf8();
-    const QString name = canonicalEnvironmentKey(opened->canonicalHome(), key);
+    const QString name = RegistryKeys::canonical(opened->canonicalHome(), key);
     const QMutexLocker locker(&registry->mutex());
     const bool isRegistered = Registry::registerEnv(registry, opened.get(), name) > 0;
     // Kept: from here on the environment belongs to the registry or, if that is full, to nobody: closing it would pull
@@ -77,18 +78,18 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
             *env = EnvironmentUse(found, found->uses(), access);
             return 0;
         }
-        const QString canonical = canonicalEnvironmentKey(key);
-        const bool closing = create != 0 && closingEnvironments().contains(canonical);
+        const QString canonical = RegistryKeys::canonical(key);
+        const bool closing = create != 0 && ClosingEnvironments::instance().contains(canonical);
         std::shared_ptr<const OpeningEnvironments::Opening> opening;
         if (!closing)
-            opening =
-                create != 0 ? openingEnvironments().joinOrBegin(canonical) : openingEnvironments().find(canonical);
+            opening = create != 0 ? OpeningEnvironments::instance().joinOrBegin(canonical)
+                                  : OpeningEnvironments::instance().find(canonical);
         locker.unlock();
         env->reset(); // it may be a use of the very environment that is being closed
         if (closing) {
-            closingEnvironments().waitFor(canonical);
+            ClosingEnvironments::instance().waitFor(canonical);
         } else if (opening) {
-            if (const int rc = openingEnvironments().waitFor(opening); rc != 0 && create != 0) {
+            if (const int rc = OpeningEnvironments::instance().waitFor(opening); rc != 0 && create != 0) {
                 logFailedOpening(home, key, rc);
                 return OpenFailed;
             }
@@ -115,7 +116,7 @@ int Registry::registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key
 
 std::shared_ptr<AccessLock> Registry::lockEnv(BDBObjTable* registry, const QByteArray& tableName, bool exclusive)
 {
-    const QString key = environmentKey(environmentDirectory(tableName));
+    const QString key = RegistryKeys::environment(EnvironmentPath::ofTable(tableName));
     for (;;) {
         std::shared_ptr<AccessLock> lock;
         {
@@ -145,7 +146,7 @@ void Registry::unlockEnv(BDBObjTable* registry, const QByteArray& tableName)
     std::shared_ptr<AccessLock> lock;
     {
         const QMutexLocker locker(&registry->mutex());
-        lock = EnvironmentNames::findAccess(registry, environmentKey(environmentDirectory(tableName)));
+        lock = EnvironmentNames::findAccess(registry, RegistryKeys::environment(EnvironmentPath::ofTable(tableName)));
     }
     if (lock)
         lock->unlock();
@@ -162,7 +163,7 @@ void Registry::dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLo
 
 void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held)
 {
-    const QString key = environmentKey(environmentDirectory(tableName));
+    const QString key = RegistryKeys::environment(EnvironmentPath::ofTable(tableName));
     std::unique_ptr<BDBEnv> env;
     QSet<QString> names;
     {
@@ -176,11 +177,11 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
             return;
         names = EnvironmentNames::forget(registry, descriptor);
         registry->clearSlot(descriptor);
-        closingEnvironments().add(names);
+        ClosingEnvironments::instance().add(names);
     }
     // Closing writes to disk and waits for threads, so it is done without the mutex; only requests to reopen this
     // environment wait.
     env->uses()->waitUnused();
     env.reset();
-    closingEnvironments().remove(names);
+    ClosingEnvironments::instance().remove(names);
 }

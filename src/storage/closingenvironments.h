@@ -13,6 +13,13 @@
  */
 class ClosingEnvironments {
 public:
+    /** One per process: a directory is closed once, however many registries there are. */
+    static ClosingEnvironments& instance()
+    {
+        static ClosingEnvironments closing;
+        return closing;
+    }
+
     void add(const QSet<QString>& names)
     {
         const std::lock_guard lock(mutex_);
@@ -43,12 +50,5 @@ private:
     std::condition_variable changed_;
     QSet<QString> names_; // guarded by mutex_
 };
-
-/** One per process: a directory is closed once, however many registries there are. */
-inline ClosingEnvironments& closingEnvironments()
-{
-    static ClosingEnvironments closing;
-    return closing;
-}
 
 #endif

@@ -49,9 +49,10 @@ std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
 }
 
 /** Walks one of the data directories; all of them are given, with their canonical paths. */
-class Walk {
+class DirectoryWalk {
 public:
-    Walk(const std::vector<fs::path>& all, ByName* files) : all_(all), files_(*files), entered_(all.begin(), all.end())
+    DirectoryWalk(const std::vector<fs::path>& all, ByName* files)
+        : all_(all), files_(*files), entered_(all.begin(), all.end())
     {}
 
     int through(const fs::path& directory, const std::string& prefix)
@@ -132,7 +133,7 @@ int find(BDBEnv* env, ByName* files)
     // A name that exists in several directories denotes the file in the first, also when it is copied by name.
     const std::vector<fs::path> all = canonicalPaths(directories);
     for (const fs::path& directory : directories) {
-        Walk walk(all, files);
+        DirectoryWalk walk(all, files);
         if (const int rc = walk.through(directory, {}))
             return rc;
     }

@@ -7,8 +7,10 @@
 #include <cstdlib>
 #include <thread>
 
+namespace Deadlocks {
+
 /** Kept: the number of consecutive deadlocks before the first log line differs between callers. */
-enum class DeadlockWarning {
+enum class Warning {
     FromThird, // the back-off is checked and printed after doubling
     FromFourth // before doubling: batch writes only; operators know the line in this form
 };
@@ -22,7 +24,7 @@ enum class DeadlockWarning {
  * An attempt must be restartable: it may publish results only if it did not end in a deadlock.
  */
 template <typename Attempt, typename Warn>
-[[nodiscard]] int retryOnDeadlock(Attempt&& attempt, Warn&& warn, DeadlockWarning warning = DeadlockWarning::FromThird)
+[[nodiscard]] int retry(Attempt&& attempt, Warn&& warn, Warning warning = Warning::FromThird)
 {
     constexpr int MaxBackoff = 0x10000;
     constexpr int QuietBackoff = 4;
@@ -36,15 +38,17 @@ template <typename Attempt, typename Warn>
         const int rc = attempt();
 
         const bool deadlock = rc == DB_LOCK_DEADLOCK;
-        if (deadlock && warning == DeadlockWarning::FromFourth && backoff > QuietBackoff)
+        if (deadlock && warning == Warning::FromFourth && backoff > QuietBackoff)
             warn(backoff);
         if (backoff < MaxBackoff)
             backoff *= 2;
-        if (deadlock && warning == DeadlockWarning::FromThird && backoff > QuietBackoff)
+        if (deadlock && warning == Warning::FromThird && backoff > QuietBackoff)
             warn(backoff);
         if (!deadlock)
             return rc;
     }
 }
+
+} // namespace Deadlocks
 
 #endif

@@ -34,18 +34,18 @@ struct Place {
 
 int findPlace(const QByteArray& path, Place* place)
 {
-    if (canonicalPath(path, &place->directory) == 0) {
+    if (EnvironmentPath::canonical(path, &place->directory) == 0) {
         place->directory = parentOf(place->directory);
         return 0;
     }
     if (isLink(path))
         return ENOENT; // dangling: its target is unknown until something creates it
     QByteArray parent = parentOf(path);
-    int rc = canonicalPath(parent, &place->directory);
+    int rc = EnvironmentPath::canonical(parent, &place->directory);
     while (rc == ENOENT) {
         ++place->missing;
         parent = parentOf(parent);
-        rc = canonicalPath(parent, &place->directory);
+        rc = EnvironmentPath::canonical(parent, &place->directory);
     }
     return rc;
 }

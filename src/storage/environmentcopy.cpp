@@ -143,7 +143,7 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
     if (const int rc = makeDirectoriesFor(name))
         return rc;
     const auto attempt = [&] { return env_->dbbackup(name.c_str(), target_.path().c_str(), 0); };
-    const int rc = retryOnDeadlock(attempt, [](int) {});
+    const int rc = Deadlocks::retry(attempt, [](int) {});
     if (rc == ENOENT && !fs::exists(source, error))
         return 0; // it was being created, and its transaction was aborted
     if (rc != 0)

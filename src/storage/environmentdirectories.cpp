@@ -29,7 +29,7 @@ int EnvironmentDirectories::holdHome(const QByteArray& home)
         return ENOENT;
     if (const int rc = lock_.lock(home.constData()))
         return rc;
-    if (const int rc = canonicalPath(home, &home_))
+    if (const int rc = EnvironmentPath::canonical(home, &home_))
         return rc;
     return lock_.isAt(home_.constData()) ? 0 : ESTALE; // a link was switched in between
 }
@@ -73,7 +73,7 @@ int EnvironmentDirectories::holdConfigured()
         }
         isForeign = isForeign || hasLog;
         QByteArray canonical;
-        if (const int rc = canonicalPath(QByteArray::fromStdString(directory.string()), &canonical))
+        if (const int rc = EnvironmentPath::canonical(QByteArray::fromStdString(directory.string()), &canonical))
             return rc;
         databases_.push_back(canonical);
     }

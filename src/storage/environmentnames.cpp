@@ -1,6 +1,6 @@
 #include "storage/environmentnames.h"
 
-#include "storage/environmentpath.h"
+#include "storage/registrykeys.h"
 
 #include <chrono>
 
@@ -26,7 +26,7 @@ void checkSpelling(BDBObjTable* registry, const QString& key)
     *spelling = now;
     // Kept: the environment stays open, as it has requests in progress, and remains reachable by its own path. A
     // dangling spelling stays with its environment: the link may be about to be created.
-    const QString canonical = canonicalEnvironmentKey(key);
+    const QString canonical = RegistryKeys::canonical(key);
     if (canonical == key || registry->names().value(canonical, 0) == registry->names().value(key, 0))
         return;
     registry->names().remove(key);
@@ -48,7 +48,7 @@ EnvironmentNames::Registered EnvironmentNames::find(BDBObjTable* registry, const
     checkSpelling(registry, key);
     if (const int descriptor = registry->names().value(key, 0))
         return {descriptor, registry->locks().value(key)};
-    const QString canonical = canonicalEnvironmentKey(key);
+    const QString canonical = RegistryKeys::canonical(key);
     const int descriptor = registry->names().value(canonical, 0);
     if (descriptor == 0)
         return {};
@@ -64,7 +64,7 @@ std::shared_ptr<AccessLock> EnvironmentNames::findAccess(BDBObjTable* registry, 
 {
     if (auto access = registry->locks().value(key))
         return access;
-    return registry->locks().value(canonicalEnvironmentKey(key));
+    return registry->locks().value(RegistryKeys::canonical(key));
 }
 
 QSet<QString> EnvironmentNames::forget(BDBObjTable* registry, int descriptor)

@@ -19,7 +19,7 @@ namespace LogComparison {
 
 namespace {
 
-int readHeader(const std::filesystem::path& file, off_t offset, LogRecords::Header* header)
+int readHeader(const std::filesystem::path& file, off_t offset, LogRecords::RecordHeader* header)
 {
     const Base::Descriptor from(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!from.isOpen())
@@ -60,9 +60,9 @@ int followsLog(BDBEnv* env, std::uint32_t number, const std::filesystem::path& d
 {
     *follows = false;
     std::filesystem::path path;
-    LogRecords::Header first;
-    LogRecords::Header last;
-    LogRecords::Header behind;
+    LogRecords::RecordHeader first;
+    LogRecords::RecordHeader last;
+    LogRecords::RecordHeader behind;
     if (const int rc = LogTail::filePath(env, number, &path))
         return rc;
     if (const int rc = readHeader(path, 0, &first))

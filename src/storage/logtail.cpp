@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/fileio.h"
+#include "base/filesync.h"
 #include "format/logfiles.h"
 #include "storage/bdbenv.h"
 
@@ -15,7 +16,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace LogTail {
 
@@ -45,7 +45,7 @@ int copyRange(const QByteArray& source, const QByteArray& target, off_t begin, o
         if (got < wanted)
             break;
     }
-    return ::fsync(to.number()) == 0 ? 0 : errno;
+    return Base::syncToDisk(to.number());
 }
 
 /** The numbers of the log files that log_archive() lists with `flags`, in ascending order. */

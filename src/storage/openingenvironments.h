@@ -15,6 +15,13 @@
  */
 class OpeningEnvironments {
 public:
+    /** One per process: a directory is opened once, however many registries there are. */
+    static OpeningEnvironments& instance()
+    {
+        static OpeningEnvironments opening;
+        return opening;
+    }
+
     struct Opening {
         bool done = false; // both guarded by mutex_
         int result = 0;    // of BDBEnv::open()
@@ -58,12 +65,5 @@ private:
     std::condition_variable changed_;
     QHash<QString, std::shared_ptr<Opening>> openings_; // guarded by mutex_
 };
-
-/** One per process: a directory is opened once, however many registries there are. */
-inline OpeningEnvironments& openingEnvironments()
-{
-    static OpeningEnvironments opening;
-    return opening;
-}
 
 #endif

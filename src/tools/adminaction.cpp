@@ -11,8 +11,7 @@ namespace Ctl {
 int sendAction(const ServerAddress& server, const std::string& table, const char* action, const std::string& value,
                const std::string& failed)
 {
-    QVariantMap body = Bodies::table(QString::fromStdString(table));
-    body.insert("ProvisionedThroughput", QVariantMap{{action, QString::fromStdString(value)}});
+    const QVariantMap body = Bodies::adminAction(QString::fromStdString(table), action, QString::fromStdString(value));
     Session session(server);
     QVariantMap reply;
     const int code = session.request(Operations::UpdateTable, body, &reply);

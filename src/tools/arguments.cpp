@@ -1,6 +1,7 @@
 #include "tools/arguments.h"
 
 #include "format/tablename.h"
+#include "protocol/bodies.h"
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 
@@ -46,6 +47,14 @@ void addAttributesOption(CLI::App* command, std::vector<std::string>* names)
 {
     addRepeatedOption(command, "--attributes", names, "Print only these attributes and the keys: A,B,...")
         ->delimiter(',');
+}
+
+void requestAttributes(const std::vector<std::string>& names, QVariantMap* body)
+{
+    QStringList list;
+    for (const std::string& name : names)
+        list.append(QString::fromStdString(name));
+    Bodies::addAttributesToGet(list, body);
 }
 
 void addLimitOption(CLI::App* command, int* limit)

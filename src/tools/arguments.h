@@ -1,6 +1,8 @@
 #ifndef QUORVA_TOOLS_ARGUMENTS_H
 #define QUORVA_TOOLS_ARGUMENTS_H
 
+#include <QVariantMap>
+
 #include <string>
 #include <vector>
 
@@ -28,6 +30,8 @@ CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::
 
 /** Declares --attributes A,B,... */
 void addAttributesOption(CLI::App* command, std::vector<std::string>* names);
+/** Adds the values of --attributes to a request. */
+void requestAttributes(const std::vector<std::string>& names, QVariantMap* body);
 
 /** Declares --limit, the number of records that the server examines for one page. */
 void addLimitOption(CLI::App* command, int* limit);

@@ -1,7 +1,7 @@
 #include "tools/backupcommand.h"
 
+#include "tools/actioncommand.h"
 #include "tools/backupstartcommand.h"
-#include "tools/backupstopcommand.h"
 #include "tools/backupupdatecommand.h"
 
 #include <CLI/CLI.hpp>
@@ -15,7 +15,7 @@ BackupCommand::BackupCommand(CLI::App* app)
 {
     actions_.add<BackupStartCommand>();
     actions_.add<BackupUpdateCommand>();
-    actions_.add<BackupStopCommand>();
+    actions_.add<ActionCommand>(ActionCommand::StopBackup);
     parser()->require_subcommand(1);
 }
 

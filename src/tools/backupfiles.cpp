@@ -89,13 +89,13 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
         if (entry == found.end())
             return directory.string() + " is incomplete: " + name + " is missing";
         if (const auto size = sizeOf(entry->second); size != listed.size)
-            return directory.string() + " is damaged: " + name + " has " + std::to_string(size) +
-                   " bytes in place of " + std::to_string(listed.size);
+            return directory.string() + " is damaged: " + name + " has " + std::to_string(size) + " bytes instead of " +
+                   std::to_string(listed.size);
         addFile(name, {entry->second, listed}, files);
         found.erase(entry);
     }
     for (const auto& [name, path] : found)
-        files->leftOut.emplace(name, "it is not in the list of the copy's files");
+        files->leftOut.emplace(name, "it is not in the copy's list of files");
     *firstLog = list.firstLog;
     return {};
 }
@@ -119,8 +119,8 @@ bool isUnfinished(const fs::path& directory, std::string* error)
     std::error_code failure;
     for (const char* name : {BackupNames::Marker, BackupNames::UnfinishedListFile}) {
         if (fs::exists(directory / name, failure)) {
-            *error = directory.string() + " is unfinished: " + name +
-                     " is there, the copy was not completed; wait for the backup that writes it, or make another one";
+            *error = directory.string() + " is unfinished: it contains " + name +
+                     "; wait for the running backup to complete, or make another one";
             return true;
         }
     }
@@ -166,24 +166,24 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
         return false;
     }
     if (files->logs.empty()) {
-        *error = directory.string() + " is no backup: it holds no log files";
+        *error = directory.string() + " is not a backup: it contains no log files";
         return false;
     }
     // Without a copy, the log files alone suffice only if they start with the very first one.
     if (files->databases.empty() ? files->logs.begin()->first != 1 : !copyHasLogs) {
-        *error = directory.string() + " is no backup: " +
-                 (copyHasLogs ? "it holds no database files" : "it holds only log files that followed a copy");
+        *error = directory.string() + " is not a backup: " +
+                 (copyHasLogs ? "it contains no database files" : "it contains only log files shipped after a copy");
         return false;
     }
     if (const auto missing = missingLog(*files)) {
-        *error = directory.string() + " has a gap: " + LogFiles::name(*missing) +
-                 " is missing, and what follows cannot be applied without it";
+        *error = directory.string() + " has a gap in its log: " + LogFiles::name(*missing) +
+                 " is missing, and later log files cannot be applied without it";
         return false;
     }
     // A log from its beginning contains all data; whether a copy is complete can only be told from its list.
     if (!hasList && unlisted == UnlistedCopy::Refused && !files->databases.empty()) {
         *error = directory.string() + " has no " + BackupNames::ListFile +
-                 ", without which nothing shows whether files are missing; --without-list restores what is there";
+                 ", so missing files cannot be detected; --without-list restores the files that exist";
         return false;
     }
     return true;

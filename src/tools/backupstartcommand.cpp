@@ -1,5 +1,6 @@
 #include "tools/backupstartcommand.h"
 
+#include "protocol/administration.h"
 #include "tools/adminaction.h"
 #include "tools/arguments.h"
 #include "tools/backupstate.h"
@@ -72,8 +73,8 @@ int BackupStartCommand::requestCopy(const ServerAddress& server, CopyTarget* tar
             complain(error);
         return ExitErrorReply;
     }
-    const int code =
-        sendAction(server, table_, "DbBackup", directory_.path, "cannot back up " + table_ + " to " + directory_.path);
+    const int code = sendAction(server, table_, AdminActions::StartBackup, directory_.path,
+                                "cannot back up " + table_ + " to " + directory_.path);
     if (code == ExitErrorReply)
         target->undo(); // no backup will remove the marker
     else if (code == ExitNoReply)

@@ -1,6 +1,8 @@
 #ifndef QUORVA_TOOLS_BACKUPSTATE_H
 #define QUORVA_TOOLS_BACKUPSTATE_H
 
+#include "protocol/administration.h"
+
 #include <QString>
 
 #include <string>
@@ -11,16 +13,16 @@ class Session;
 
 /** The current state of an environment's backup. */
 struct BackupState {
-    QString state; // "none", "copying", "shipping" or "stopping"
+    QString state; // one of BackupStates
     std::string target;
 
-    bool isRunning() const { return state == "copying" || state == "shipping"; }
+    bool isRunning() const { return state == BackupStates::Copying || state == BackupStates::Shipping; }
     /** Whether a copy to a directory is running or stopping: a stop takes effect a moment after its request. */
     bool isCopying(const std::string& directory) const
     {
-        return (state == "copying" || state == "stopping") && isTo(directory);
+        return (state == BackupStates::Copying || state == BackupStates::Stopping) && isTo(directory);
     }
-    bool isShipping(const std::string& directory) const { return state == "shipping" && isTo(directory); }
+    bool isShipping(const std::string& directory) const { return state == BackupStates::Shipping && isTo(directory); }
     bool isTo(const std::string& directory) const;
 };
 

@@ -1,5 +1,6 @@
 #include "tools/backupupdatecommand.h"
 
+#include "protocol/administration.h"
 #include "tools/adminaction.h"
 #include "tools/arguments.h"
 #include "tools/backupstate.h"
@@ -24,7 +25,7 @@ int BackupUpdateCommand::run(const ServerAddress& server)
     if (const int code = directory_.resolve())
         return code;
     const std::string failed = "cannot ship the log files of " + table_ + " to " + directory_.word;
-    if (const int code = sendAction(server, table_, "UpdateDbBackup", directory_.path, failed))
+    if (const int code = sendAction(server, table_, AdminActions::ShipLogs, directory_.path, failed))
         return code;
     return waitForRefusal(server, failed);
 }

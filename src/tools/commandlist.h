@@ -14,7 +14,10 @@ public:
     /** `app` is the parser that the commands are declared to; it must outlive the list. */
     explicit CommandList(CLI::App* app) : app_(app) {}
 
-    template <class AnyCommand> void add() { commands_.push_back(std::make_unique<AnyCommand>(app_)); }
+    template <class AnyCommand, class... Arguments> void add(const Arguments&... arguments)
+    {
+        commands_.push_back(std::make_unique<AnyCommand>(app_, arguments...));
+    }
 
     /** Runs the chosen command; there must be one. Returns an ExitCode. */
     [[nodiscard]] int runChosen(const ServerAddress& server) const;

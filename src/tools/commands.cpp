@@ -1,12 +1,12 @@
 #include "tools/commands.h"
 
+#include "tools/actioncommand.h"
 #include "tools/backupcommand.h"
 #include "tools/createtablecommand.h"
 #include "tools/deletecommand.h"
 #include "tools/deletetablecommand.h"
 #include "tools/describecommand.h"
 #include "tools/exportcommand.h"
-#include "tools/flushcommand.h"
 #include "tools/getcommand.h"
 #include "tools/importcommand.h"
 #include "tools/putcommand.h"
@@ -32,7 +32,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<CreateTableCommand>();
     commands.add<DescribeCommand>();
     commands.add<DeleteTableCommand>();
-    commands.add<FlushCommand>();
+    commands.add<ActionCommand>(ActionCommand::Flush);
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();
     commands.add<RequestCommand>();

@@ -40,7 +40,7 @@ std::string CopyTarget::prepare()
             made_.push_back(directory);
         if (error) {
             undo();
-            return "cannot make " + directory.string() + ": " + error.message();
+            return "cannot create " + directory.string() + ": " + error.message();
         }
     }
     before_ = unfinishedList();
@@ -51,7 +51,7 @@ std::string CopyTarget::prepare()
         undo();
         if (error == EEXIST)
             return "another backup to " + directory_.string() +
-                   " is running, or one was cut short: " + marker().string() + " exists";
+                   " is running, or was interrupted: " + marker().string() + " exists";
         return "cannot write " + marker().string() + ": " + std::strerror(error);
     }
     madeMarker_ = true;

@@ -43,7 +43,7 @@ int CreateTableCommand::run(const ServerAddress& server)
         if (code == ExitNoReply)
             return code;
         if (code == ExitOk) {
-            const TableKeys keys = Bodies::keyNames(reply.value("Table").toMap());
+            const KeyNames keys = Bodies::keyNames(reply.value("Table").toMap());
             complain("the table " + table_ + " exists already, with the key attributes \"" + keys.hash.toStdString() +
                          "\" and \"" + keys.range.toStdString() + '"',
                      {"try: --replace, to give it other key attributes; its items stay"});

@@ -18,8 +18,8 @@ public:
 private:
     std::string table_;
     KeyArguments key_;
-    std::string wanted_ = "none";
     ConditionOptions conditions_;
+    OldItemOption oldItem_;
 };
 
 } // namespace Ctl

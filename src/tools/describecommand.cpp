@@ -24,7 +24,7 @@ int DescribeCommand::run(const ServerAddress& server)
         return code;
     if (json_)
         return printLine(Json::serialize(description));
-    const TableKeys keys = Bodies::keyNames(description);
+    const KeyNames keys = Bodies::keyNames(description);
     return printLine("table      " + QByteArray::fromStdString(table_) + "\nhash key   " + keys.hash.toUtf8() +
                      "\nrange key  " + keys.range.toUtf8());
 }

@@ -5,11 +5,11 @@
 #include "tools/interruption.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -24,14 +24,17 @@ int copyFile(const fs::path& from, const fs::path& to, LeadingChecksum* leading)
     if (!target.isOpen())
         return errno;
     std::vector<char> buffer(1024 * 1024);
-    while (!Interruption::requested()) {
-        const ssize_t size = ::read(source.number(), buffer.data(), buffer.size());
-        if (size <= 0)
-            return size < 0 ? errno : 0;
-        const std::string_view piece(buffer.data(), static_cast<std::size_t>(size));
+    for (off_t offset = 0; !Interruption::requested();) {
+        std::size_t got = 0;
+        if (const int error = Base::readAt(source.number(), offset, buffer.data(), buffer.size(), &got))
+            return error;
+        const std::string_view piece(buffer.data(), got);
         leading->add(piece);
         if (const int error = Base::writeAll(target.number(), piece))
             return error;
+        if (got < buffer.size())
+            return 0;
+        offset += static_cast<off_t>(got);
     }
     return EINTR;
 }

@@ -21,14 +21,11 @@ int GetCommand::run(const ServerAddress& server)
     if (const int code = key_.decode())
         return code;
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
-    QStringList names;
-    for (const std::string& name : attributes_)
-        names.append(QString::fromStdString(name));
-    Bodies::addAttributesToGet(names, &body);
+    requestAttributes(attributes_, &body);
     QVariantMap reply;
     const int code = session.request(Operations::GetItem, body, &reply);
     if (code == ExitErrorReply)

@@ -1,5 +1,6 @@
 #include "tools/importbatch.h"
 
+#include "protocol/bodies.h"
 #include "tools/itemtext.h"
 #include "tools/notation.h"
 #include "tools/typedvalues.h"
@@ -49,28 +50,13 @@ void ImportBatch::clear()
 
 QByteArray ImportBatch::requestBody(const std::string& table, std::size_t first, std::size_t count) const
 {
-    Json::TextWriter body;
-    body.beginObject();
-    body.name(QLatin1StringView("RequestItems"));
-    body.beginObject();
-    body.nameText(Json::serialize(QString::fromStdString(table)));
-    body.beginArray();
-    for (std::size_t i = first; i < first + count; ++i) {
-        body.beginObject();
-        body.name(QLatin1StringView("PutRequest"));
-        body.beginObject();
-        body.name(QLatin1StringView("Item"));
-        body.put(items_[i].text);
-        body.endObject();
-        body.endObject();
-    }
-    body.endArray();
-    body.endObject();
-    body.endObject();
-    return body.take();
+    QVariantList puts;
+    for (std::size_t i = first; i < first + count; ++i)
+        puts.append(Bodies::putRequest(QVariant::fromValue(Json::RawText{items_[i].text})));
+    return Json::serialize(Bodies::batchWrite({{QString::fromStdString(table), puts}}));
 }
 
-std::string checkImportLine(const QByteArray& line, const TableKeys& keys, ItemKey* key)
+std::string checkImportLine(const QByteArray& line, const KeyNames& keys, ItemKey* key)
 {
     QVariantMap item;
     if (auto error = parseObject(line, "the line", &item); !error.empty())

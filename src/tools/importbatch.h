@@ -47,7 +47,7 @@ private:
 };
 
 /** Reads the keys of the item on a line. Returns an empty string, or why the item cannot be stored. */
-[[nodiscard]] std::string checkImportLine(const QByteArray& line, const TableKeys& keys, ItemKey* key);
+[[nodiscard]] std::string checkImportLine(const QByteArray& line, const KeyNames& keys, ItemKey* key);
 
 } // namespace Ctl
 

@@ -59,7 +59,7 @@ private:
     ImportMark reached_; // ahead of it while the server refuses item after item
 
     Session session_;
-    TableKeys keys_;
+    KeyNames keys_;
     LineReader reader_;
     std::optional<ProgressBar> progress_; // set once the mark has been reached
     qint64 skippedBytes_ = 0;

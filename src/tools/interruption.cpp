@@ -1,5 +1,7 @@
 #include "tools/interruption.h"
 
+#include "base/descriptor.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -16,14 +18,15 @@ constexpr std::array Signals{SIGINT, SIGTERM, SIGHUP};
 
 volatile std::sig_atomic_t wasRequested = 0;
 // A signal makes this pipe readable; otherwise one that arrives just before a wait would be noticed only after it.
-int pipeEnds[2] = {-1, -1};
+Base::Descriptor readEnd;
+Base::Descriptor writeEnd;
 std::array<struct sigaction, Signals.size()> before;
 
 void request(int)
 {
     const int savedError = errno;
     wasRequested = 1;
-    (void)!::write(pipeEnds[1], "", 1); // ignored: a full pipe is readable
+    (void)!::write(writeEnd.number(), "", 1); // ignored: a full pipe is readable
     errno = savedError;
 }
 
@@ -32,8 +35,10 @@ void request(int)
 Interruption::Interruption()
 {
     wasRequested = 0;
-    if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
-        pipeEnds[0] = pipeEnds[1] = -1; // then only its descriptor ends a wait
+    int ends[2] = {-1, -1};
+    (void)!::pipe2(ends, O_CLOEXEC | O_NONBLOCK); // ignored: then only its descriptor ends a wait
+    readEnd = Base::Descriptor(ends[0]);
+    writeEnd = Base::Descriptor(ends[1]);
     struct sigaction action = {};
     action.sa_handler = request;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
@@ -48,10 +53,8 @@ Interruption::~Interruption()
 {
     for (std::size_t i = 0; i < Signals.size(); ++i)
         sigaction(Signals[i], &before[i], nullptr);
-    for (int& end : pipeEnds) {
-        ::close(end);
-        end = -1;
-    }
+    readEnd = Base::Descriptor();
+    writeEnd = Base::Descriptor();
 }
 
 bool Interruption::requested()
@@ -62,7 +65,7 @@ bool Interruption::requested()
 bool Interruption::waitReadable(int descriptor)
 {
     for (;;) {
-        pollfd watched[] = {{descriptor, POLLIN, 0}, {pipeEnds[0], POLLIN, 0}};
+        pollfd watched[] = {{descriptor, POLLIN, 0}, {readEnd.number(), POLLIN, 0}};
         const int ready = ::poll(watched, 2, -1);
         if (requested())
             return false;

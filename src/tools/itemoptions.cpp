@@ -3,10 +3,12 @@
 #include "protocol/envelope.h"
 #include "tools/arguments.h"
 #include "tools/exitcode.h"
+#include "tools/itemtext.h"
 #include "tools/messages.h"
 #include "tools/notation.h"
 #include "tools/replies.h"
 #include "tools/typedvalues.h"
+#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 
@@ -60,7 +62,7 @@ void ConditionOptions::declare(CLI::App* command)
     addRepeatedOption(command, "--if-absent", &absent, "Only if the item has no attribute NAME or does not exist");
 }
 
-int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
+int ConditionOptions::addTo(QVariantMap* body, const KeyNames& keys) const
 {
     QVariantMap expected;
     if (const int code = refuse(readConditions(*this, &expected)))
@@ -74,6 +76,25 @@ int ConditionOptions::addTo(QVariantMap* body, const TableKeys& keys) const
     }
     Bodies::addExpected(expected, body);
     return ExitOk;
+}
+
+void OldItemOption::declare(CLI::App* command, const char* purpose)
+{
+    command->add_option("--return", wanted, purpose)->check(CLI::IsMember({"none", "old"}))->capture_default_str();
+}
+
+void OldItemOption::addTo(QVariantMap* body) const
+{
+    Bodies::setReturnValues(wanted == "old" ? Bodies::ReturnAllOld : Bodies::ReturnNone, body);
+}
+
+int OldItemOption::print(const QVariantMap& reply, const KeyNames& keys, const QString& hash,
+                         const QString& range) const
+{
+    const QVariantMap old = reply.value("Attributes").toMap();
+    if (wanted != "old" || old.isEmpty())
+        return ExitOk;
+    return printLine(Json::serialize(withKeys(old, keys, hash, range)));
 }
 
 void complainWrite(const std::string& failed, const QVariantMap& reply)

@@ -38,7 +38,19 @@ struct ConditionOptions {
      * Adds "Expected" to a request if there are conditions. Returns an exit code; errors have been reported. The server
      * does not see key attributes in a stored item, so conditions on those are refused.
      */
-    [[nodiscard]] int addTo(QVariantMap* body, const TableKeys& keys) const;
+    [[nodiscard]] int addTo(QVariantMap* body, const KeyNames& keys) const;
+};
+
+/** The option --return of put and delete: whether to print the item as it was before. */
+struct OldItemOption {
+    std::string wanted = "none"; // or "old"
+
+    void declare(CLI::App* command, const char* purpose);
+    /** Requests the old item, or none. */
+    void addTo(QVariantMap* body) const;
+    /** Prints the old item of a success reply, with its keys, if it was requested and exists. Returns an exit code. */
+    [[nodiscard]] int print(const QVariantMap& reply, const KeyNames& keys, const QString& hash,
+                            const QString& range) const;
 };
 
 /** Reports the error reply to a write. */

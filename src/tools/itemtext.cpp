@@ -64,25 +64,27 @@ int readItem(const std::vector<std::string>& words, QVariantMap* item)
     return readItemFile(word, &text) ? parseItem(text, "the item in " + word, item) : ExitUsage;
 }
 
-std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize)
+std::string checkItem(const QVariantMap& item, const KeyNames& keys, qsizetype textSize)
 {
     if (auto error = checkKeyAttribute(item, keys.hash, "hash"); !error.empty())
         return error;
     if (auto error = checkKeyAttribute(item, keys.range, "range"); !error.empty())
         return error;
     if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
-        return "the two keys are longer than 4092 characters together; queries and scans that reach them would fail";
+        return "the two keys are longer than " + std::to_string(Limits::KeyCharacters) +
+               " characters together; queries and scans that reach them would fail";
     if (textSize <= Limits::ItemBytes / 2) // leaves room for numbers that get longer when the server rewrites them
         return {};
     return checkStoredSize(item, keys);
 }
 
-std::string checkStoredSize(QVariantMap item, const TableKeys& keys)
+std::string checkStoredSize(QVariantMap item, const KeyNames& keys)
 {
     item.remove(keys.hash);
     item.remove(keys.range);
     if (Json::serialize(item).size() > Limits::ItemBytes)
-        return "the item is larger than 512 KiB and could not be read back";
+        return "the item is larger than " + std::to_string(Limits::ItemBytes / 1024) +
+               " KiB and could not be read back";
     return {};
 }
 
@@ -91,7 +93,7 @@ QString keyText(const QVariantMap& item, const QString& name)
     return item.value(name).toMap().value("S").toString();
 }
 
-QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range)
+QVariantMap withKeys(QVariantMap attributes, const KeyNames& keys, const QString& hash, const QString& range)
 {
     attributes.insert(keys.hash, Bodies::stringValue(hash));
     attributes.insert(keys.range, Bodies::stringValue(range));

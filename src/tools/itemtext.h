@@ -22,16 +22,16 @@ namespace Ctl {
  * server accepts. `textSize` is an upper bound for the size of the item's JSON, so that small items need not be
  * measured.
  */
-[[nodiscard]] std::string checkItem(const QVariantMap& item, const TableKeys& keys, qsizetype textSize);
+[[nodiscard]] std::string checkItem(const QVariantMap& item, const KeyNames& keys, qsizetype textSize);
 
 /** Returns an empty string, or a message that the item is too large to be read back. */
-[[nodiscard]] std::string checkStoredSize(QVariantMap item, const TableKeys& keys);
+[[nodiscard]] std::string checkStoredSize(QVariantMap item, const KeyNames& keys);
 
 /** The text of one of an item's two keys. */
 QString keyText(const QVariantMap& item, const QString& name);
 
 /** A whole item for printing: the attributes of a reply and the key attributes, as typed values. */
-QVariantMap withKeys(QVariantMap attributes, const TableKeys& keys, const QString& hash, const QString& range);
+QVariantMap withKeys(QVariantMap attributes, const KeyNames& keys, const QString& hash, const QString& range);
 
 } // namespace Ctl
 

@@ -26,7 +26,7 @@ std::unique_ptr<DbEnv> open(const fs::path& directory, u_int32_t flags, std::str
     const int rc = env->open((absolute / "no-home").c_str(), flags, 0);
     if (rc == 0)
         return env;
-    *error = describe("recovery fails", rc);
+    *error = describe("recovery failed", rc);
     (void)env->close(0);
     return nullptr;
 }

@@ -82,8 +82,9 @@ std::string OutputFile::commit(Disk disk)
         return failure(errno);
     if (written_.empty())
         return {};
-    const bool isSynchronised = disk == Disk::Whenever || ::fsync(::fileno(file_)) == 0;
-    if (!isSynchronised || ::rename(written_.c_str(), path_.c_str()) != 0)
+    if (const int error = disk == Disk::AtOnce ? Base::syncToDisk(::fileno(file_)) : 0)
+        return failure(error);
+    if (::rename(written_.c_str(), path_.c_str()) != 0)
         return failure(errno);
     written_.clear();
     if (disk == Disk::Whenever)

@@ -25,10 +25,7 @@ void PageOptions::declare(CLI::App* command)
 PagedRead::PagedRead(const PageOptions& options, const Operations::Operation& operation, QVariantMap body)
     : options_(options), operation_(operation), body_(std::move(body))
 {
-    QStringList names;
-    for (const std::string& name : options_.attributes)
-        names.append(QString::fromStdString(name));
-    Bodies::addAttributesToGet(names, &body_);
+    requestAttributes(options_.attributes, &body_);
 }
 
 int PagedRead::run(const ServerAddress& server)

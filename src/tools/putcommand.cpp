@@ -4,7 +4,6 @@
 #include "tools/arguments.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
-#include "json/jsonwriter.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,10 +20,7 @@ PutCommand::PutCommand(CLI::App* app)
             "The item with its keys: JSON {...}, - for standard input, a file name, or attributes as NAME=TYPE:VALUE")
         ->required();
     conditions_.declare(parser());
-    parser()
-        ->add_option("--return", wanted_, "Print the item that was replaced")
-        ->check(CLI::IsMember({"none", "old"}))
-        ->capture_default_str();
+    oldItem_.declare(parser(), "Print the item that was replaced");
 }
 
 int PutCommand::run(const ServerAddress& server)
@@ -33,26 +29,22 @@ int PutCommand::run(const ServerAddress& server)
     if (const int code = readItem(item_, &item))
         return code;
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     if (const std::string error = checkItem(item, keys, Limits::ItemBytes); !error.empty()) {
         complain("cannot store the item: " + error);
         return ExitUsage;
     }
-    const bool wantsOld = wanted_ == "old";
     QVariantMap body = Bodies::putItem(QString::fromStdString(table_), item);
-    Bodies::setReturnValues(wantsOld ? Bodies::ReturnAllOld : Bodies::ReturnNone, &body);
+    oldItem_.addTo(&body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;
     QVariantMap reply;
     const int code = session.request(Operations::PutItem, body, &reply);
     if (code == ExitErrorReply)
         complainWrite("cannot store the item in " + table_, reply);
-    const QVariantMap old = reply.value("Attributes").toMap();
-    if (code != ExitOk || !wantsOld || old.isEmpty())
-        return code;
-    return printLine(Json::serialize(withKeys(old, keys, keyText(item, keys.hash), keyText(item, keys.range))));
+    return code == ExitOk ? oldItem_.print(reply, keys, keyText(item, keys.hash), keyText(item, keys.range)) : code;
 }
 
 } // namespace Ctl

@@ -19,8 +19,8 @@ public:
 private:
     std::string table_;
     std::vector<std::string> item_;
-    std::string wanted_ = "none";
     ConditionOptions conditions_;
+    OldItemOption oldItem_;
 };
 
 } // namespace Ctl

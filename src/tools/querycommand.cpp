@@ -33,9 +33,9 @@ QueryCommand::QueryCommand(CLI::App* app)
 int QueryCommand::run(const ServerAddress& server)
 {
     QVariantMap body = Bodies::query(QString::fromStdString(table_), QString::fromStdString(hash_));
-    body.insert("ScanIndexForward", !backward_);
+    Bodies::setForward(!backward_, &body);
     if (const QVariantMap range = condition(); !range.isEmpty())
-        body.insert("RangeKeyCondition", range);
+        Bodies::setRangeCondition(range, &body);
     return PagedRead(options_, Operations::Query, body).run(server);
 }
 

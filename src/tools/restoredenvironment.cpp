@@ -76,7 +76,7 @@ std::string recoverEnvironment(const fs::path& home)
         if (rc == 0)
             rc = env->close(0);
         if (rc != 0)
-            return OfflineEnvironment::describe("recovery fails", rc);
+            return OfflineEnvironment::describe("recovery failed", rc);
     }
     return error;
 }

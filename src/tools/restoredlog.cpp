@@ -106,7 +106,7 @@ std::string readLog(const fs::path& home, LogFacts* facts)
     for (const std::uint32_t number : numbers) {
         LogRecords::FileHeader header;
         if (!readHeader(home / LogFiles::name(number), &header))
-            return LogFiles::name(number) + " is damaged: it does not begin as a log file does";
+            return LogFiles::name(number) + " is damaged: it does not begin with the header of a log file";
         facts->fullSize = header.fullSize;
     }
     std::string error;

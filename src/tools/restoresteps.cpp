@@ -48,9 +48,9 @@ std::string RestoreSteps::run()
     if (!readBackup(backup_, unlisted_, &files_, &error))
         return error;
     for (const auto& [name, reason] : files_.leftOut)
-        complain((backup_ / name).string() + " is left out: " + reason);
+        complain((backup_ / name).string() + " is skipped: " + reason);
     if (liesIn(given_, backup_))
-        return given_.string() + " lies in " + backup_.string() + ", which a restore does not change";
+        return given_.string() + " is inside " + backup_.string() + ", which a restore must not change";
     if (error = target_.prepare(); !error.empty())
         return error;
     error = fill();
@@ -93,7 +93,7 @@ std::string RestoreSteps::copy(const BackupFile& file, const std::string& name)
     if (const int error = failure ? failure.value() : copyFile(file.path, to, &leading))
         return "cannot copy " + file.path.string() + ": " + std::strerror(error);
     if (file.listed && !leading.is(file.listed->checksum))
-        return ofBackup(file.path.lexically_relative(backup_).string() + " is damaged: it is not what was copied");
+        return ofBackup(file.path.lexically_relative(backup_).string() + " is damaged: its checksum does not match");
     return {};
 }
 
@@ -113,8 +113,8 @@ std::string RestoreSteps::checkLogs()
         return ofBackup(error);
     if (!log_.partial)
         return checkLastLog();
-    return backup_.string() + " has a gap: " + LogFiles::name(*log_.partial) +
-           " is not whole, and what follows cannot be applied without the rest of it";
+    return backup_.string() + " has a gap in its log: " + LogFiles::name(*log_.partial) +
+           " is truncated, and later log files cannot be applied without the rest of it";
 }
 
 /**
@@ -134,11 +134,11 @@ std::string RestoreSteps::checkLastLog()
         return "cannot read " + last.string() + ": " + error.message();
     if (size > log_.end + LogRecords::LargestRecord)
         return last.string() + " is damaged: its records cannot be read from byte " + end +
-               " on; cut to that size, \"truncate -s " + end + "\", it is restored up to there";
+               " on; after \"truncate -s " + end + "\" it can be restored up to there";
     if (log_.end + LogRecords::LargestRecord < log_.fullSize) {
         progress_.end();
-        complain(last.string() + " is not whole: its records end at byte " + end +
-                 ", and what followed them is not restored");
+        complain(last.string() + " is truncated: its records end at byte " + end +
+                 ", and later changes are not restored");
     }
     return {};
 }

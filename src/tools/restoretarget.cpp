@@ -117,18 +117,19 @@ std::string RestoreTarget::prepare()
     const fs::file_status status = fs::symlink_status(target_, error);
     if (!fs::exists(status))
         return prepareBeside();
-    return fs::is_directory(status) ? prepareInPlace() : failure("cannot make " + given_.string(), EEXIST);
+    return fs::is_directory(status) ? prepareInPlace() : failure("cannot create " + given_.string(), EEXIST);
 }
 
 std::string RestoreTarget::prepareInPlace()
 {
     if (lock_.lock(target_) == EWOULDBLOCK)
-        return given_.string() + " is open in a server, or another restore fills it";
+        return given_.string() + " is open in a server, or in use by another restore";
     std::error_code error;
     if (isUnfinished(target_)) {
         if ((error = clear(target_)))
-            return "cannot remove what an interrupted restore left in " + given_.string() + ": " + error.message();
-        complain("removed what an interrupted restore left in " + given_.string());
+            return "cannot remove the remains of an interrupted restore from " + given_.string() + ": " +
+                   error.message();
+        complain("removed the remains of an interrupted restore from " + given_.string());
     }
     if (!fs::is_empty(target_, error))
         return error ? "cannot read " + given_.string() + ": " + error.message() : given_.string() + " is not empty";
@@ -140,12 +141,12 @@ std::string RestoreTarget::prepareBeside()
 {
     std::string name = target_.string() + std::string(WorkInfix) + std::string(UniqueLength, 'X');
     if (::mkdtemp(name.data()) == nullptr)
-        return failure("cannot make " + given_.string(), errno);
+        return failure("cannot create " + given_.string(), errno);
     work_ = name;
     madeWork_ = true;
     (void)lock_.lock(work_); // fails only on file systems without flock
     if (::chmod(work_.c_str(), usualMode(0777)) != 0)
-        return failure("cannot make " + given_.string(), errno);
+        return failure("cannot create " + given_.string(), errno);
     return placeGuard();
 }
 
@@ -166,7 +167,7 @@ std::string RestoreTarget::removeLeftovers() const
     for (const fs::path& leftover : leftovers) {
         Base::DirectoryLock lock;
         if (lock.lock(leftover) == EWOULDBLOCK)
-            return "another restore to " + given_.string() + " is under way, in " + leftover.string();
+            return "another restore to " + given_.string() + " is running, in " + leftover.string();
         std::error_code unreadable;
         if (!isUnfinished(leftover) && !fs::is_empty(leftover, unreadable))
             continue;
@@ -174,8 +175,8 @@ std::string RestoreTarget::removeLeftovers() const
         if (!error)
             fs::remove(leftover, error);
         if (error)
-            return "cannot remove " + leftover.string() + ", which an interrupted restore left: " + error.message();
-        complain("removed " + leftover.string() + ", which an interrupted restore left");
+            return "cannot remove " + leftover.string() + ", left by an interrupted restore: " + error.message();
+        complain("removed " + leftover.string() + ", left by an interrupted restore");
     }
     return {};
 }

@@ -2,6 +2,7 @@
 #define QUORVA_TOOLS_SERVERADDRESS_H
 
 #include "client/wireconnection.h"
+#include "protocol/endpoint.h"
 
 #include <QByteArray>
 
@@ -15,8 +16,8 @@ namespace Ctl {
 
 /** The server's address, and how long to wait for it. */
 struct ServerAddress {
-    std::string host = Client::DefaultHost; // dotted IPv4
-    int port = Client::DefaultPort;
+    std::string host = Endpoint::Host; // dotted IPv4
+    int port = Endpoint::DefaultPort;
     int timeout = 0; // seconds to connect, and to wait for bytes of a reply; 0 means no limit
 
     /** Declares the options --host, --port and --timeout. */

@@ -70,7 +70,7 @@ int Session::complainNotFound(const std::string& table, const QVariantMap& reply
     return ExitErrorReply;
 }
 
-int Session::readKeys(const std::string& table, TableKeys* keys)
+int Session::readKeys(const std::string& table, KeyNames* keys)
 {
     QVariantMap description;
     const int code = describe(table, &description);

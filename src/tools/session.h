@@ -14,9 +14,6 @@
 
 namespace Ctl {
 
-/** The names of a table's two key attributes. */
-using TableKeys = Bodies::KeyNames;
-
 /** The connection of a command that sends several requests. The first one opens it. */
 class Session {
 public:
@@ -34,7 +31,7 @@ public:
      */
     [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
     /** Reads the key attributes of a table, likewise. */
-    [[nodiscard]] int readKeys(const std::string& table, TableKeys* keys);
+    [[nodiscard]] int readKeys(const std::string& table, KeyNames* keys);
 
     /**
      * Reports why DescribeTable answered Not Found: there is no such table, or the server cannot open its directory,

@@ -53,7 +53,7 @@ int UpdateCommand::run(const ServerAddress& server)
         return ExitUsage;
     }
     Session session(server);
-    TableKeys keys;
+    KeyNames keys;
     if (const int code = session.readKeys(table_, &keys))
         return code;
     for (const QString& name : {keys.hash, keys.range}) {
@@ -85,7 +85,7 @@ int UpdateCommand::run(const ServerAddress& server)
  * unless the update can only make it smaller. Writes by others between the two requests go unnoticed. Returns an exit
  * code; errors have been reported.
  */
-int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const
+int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const KeyNames& keys) const
 {
     if (!options_.storesValues())
         return ExitOk;
@@ -105,7 +105,7 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
 }
 
 /** The server returns whole items with their keys as bare strings; these are printed like all other attributes. */
-int UpdateCommand::printAttributes(QVariantMap attributes, const TableKeys& keys) const
+int UpdateCommand::printAttributes(QVariantMap attributes, const KeyNames& keys) const
 {
     if (wanted_ == "old" || wanted_ == "new")
         attributes = withKeys(attributes, keys, key_.hash, key_.range);

@@ -1,9 +1,9 @@
 #ifndef QUORVA_TOOLS_UPDATECOMMAND_H
 #define QUORVA_TOOLS_UPDATECOMMAND_H
 
+#include "tools/changeoptions.h"
 #include "tools/command.h"
 #include "tools/itemoptions.h"
-#include "tools/updateoptions.h"
 
 #include <string>
 
@@ -17,12 +17,12 @@ public:
     int run(const ServerAddress& server) override;
 
 private:
-    int checkOutcome(Session* session, const QVariantMap& updates, const TableKeys& keys) const;
-    int printAttributes(QVariantMap attributes, const TableKeys& keys) const;
+    int checkOutcome(Session* session, const QVariantMap& updates, const KeyNames& keys) const;
+    int printAttributes(QVariantMap attributes, const KeyNames& keys) const;
 
     std::string table_;
     KeyArguments key_;
-    UpdateOptions options_;
+    ChangeOptions options_;
     std::string wanted_ = "none";
     ConditionOptions conditions_;
 };

@@ -21,7 +21,7 @@
 
 namespace {
 
-/** More than a pipe takes or gives at once. */
+/** More than a pipe transfers at once. */
 std::string longText()
 {
     std::string text;
@@ -72,7 +72,7 @@ TEST_F(FileIoTest, ReadAllTakesAllThatAPipeGivesInPieces)
     });
     std::string bytes = "before ";
     EXPECT_EQ(Base::readAll(pipe.reading.number(), text.size() + 1, &bytes), 0);
-    pipe.reading = {}; // a writer that has not come to its end fails
+    pipe.reading = {}; // a writer that is not done yet fails
     writer.join();
     std::signal(SIGPIPE, handler);
     EXPECT_EQ(bytes, "before " + text);
@@ -135,7 +135,7 @@ TEST_F(FileIoTest, WriteAllAtLeavesTheRestOfTheFile)
     EXPECT_EQ(bytes, "012abc6789");
 }
 
-/** The system takes a part of the bytes, and refuses the next. */
+/** The system writes part of the bytes and refuses the rest. */
 TEST_F(FileIoTest, WritingGoesOnBehindAPartAndReportsWhyTheRestFails)
 {
     const std::string path = fileWith("");

@@ -1,8 +1,12 @@
 #include "base/filesync.h"
+
+#include "base/descriptor.h"
 #include "support/programrun.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
+
+#include <fcntl.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/** Takes root's rights from the process for a while; other users go on as they are. */
+/** Drops root's rights while it lives; has no effect for other users. */
 class WithoutRoot {
 public:
     WithoutRoot()
@@ -65,12 +69,19 @@ TEST_F(FileSyncTest, SyncsFilesAndDirectories)
     EXPECT_EQ(readFile(directory_.file("file")), "x");
 }
 
+TEST_F(FileSyncTest, SyncsAnOpenFile)
+{
+    const Base::Descriptor file(::open(makeFile("file").c_str(), O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(Base::syncToDisk(file.number()), 0);
+    EXPECT_EQ(Base::syncToDisk(Base::Descriptor().number()), EBADF);
+}
+
 TEST_F(FileSyncTest, WhatCannotBeSyncedIsTold)
 {
     const std::string file = makeFile("file");
     EXPECT_EQ(Base::syncToDisk(directory_.file("missing")), ENOENT);
     EXPECT_EQ(Base::syncToDisk(file + "/below"), ENOTDIR);
-    EXPECT_EQ(Base::syncToDisk("/dev/null"), EINVAL); // a device that knows no fsync
+    EXPECT_EQ(Base::syncToDisk("/dev/null"), EINVAL); // a device without fsync
     EXPECT_FALSE(fs::exists(directory_.file("missing")));
     fs::permissions(file, fs::perms::none);
     const WithoutRoot user;
@@ -121,7 +132,7 @@ TEST_F(FileSyncTest, WhatCannotBeWrittenIsTold)
     EXPECT_EQ(Base::writeToDisk(directory_.file("missing/file"), "x"), ENOENT);
     EXPECT_EQ(Base::writeToDisk(directory_.path(), "x"), EISDIR);
     EXPECT_EQ(Base::writeToDisk("/dev/full", "x"), ENOSPC);
-    EXPECT_EQ(Base::writeToDisk("/dev/null", "x"), EINVAL); // takes the bytes and knows no fsync
+    EXPECT_EQ(Base::writeToDisk("/dev/null", "x"), EINVAL); // accepts the bytes, but has no fsync
     const std::string file = makeFile("file", "kept");
     fs::permissions(file, fs::perms(0444));
     {

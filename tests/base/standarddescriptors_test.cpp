@@ -18,7 +18,7 @@ bool isNull(int descriptor)
            file.st_rdev == null.st_rdev;
 }
 
-/** In a process of its own, which has standard descriptors to lose. */
+/** In a child process, whose standard descriptors may be closed. */
 template <typename Claim> void expectInChild(Claim claim)
 {
     EXPECT_EXIT(std::_Exit(claim() ? 0 : 1), testing::ExitedWithCode(0), "");

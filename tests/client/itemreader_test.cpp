@@ -19,7 +19,7 @@ QVariantMap itemWith(const QString& range)
     return {{u"h"_s, Bodies::stringValue(u"k"_s)}, {u"r"_s, Bodies::stringValue(range)}};
 }
 
-/** A page with these items, and the range key that the next one begins behind; a null one has none. */
+/** A page with these items, and the range key after which the next one begins; null if it is the last. */
 QVariantMap page(const QStringList& ranges, const QString& last = {})
 {
     QVariantList items;
@@ -36,7 +36,7 @@ QVariantMap description()
     return {{u"Table"_s, Bodies::createTable(u"/d|t"_s, u"h"_s, u"r"_s)}};
 }
 
-/** Answers one request after another, the ones behind the last with a failure. */
+/** Answers one request after another with these replies; fails when there are none left. */
 class Replies {
 public:
     explicit Replies(std::vector<QVariantMap> replies) : replies_(std::move(replies)) {}
@@ -108,7 +108,7 @@ TEST(ItemReader, EndsWhereAnExchangeFails)
 
 TEST(ItemReader, GivesItemsOfAPageThatIsReadAgainOnce)
 {
-    // Items with range keys that go on behind a zero byte look alike.
+    // Items whose range keys differ only after a zero byte look alike.
     Replies replies({page({u"a"_s}, u""_s), page({u"a"_s, u"a"_s}, u""_s), page({u"a"_s, u"a"_s, u"a"_s, u"b"_s})});
     Client::ItemReader reader(replies.exchange(), Operations::Query, query(false), 1);
     EXPECT_EQ(rangesOf(&reader), (QStringList{u"a"_s, u"a"_s, u"a"_s, u"b"_s}));
@@ -191,7 +191,7 @@ TEST(ItemReader, TheFirstPageEndsWithTheLastItemOfTheWhole)
 
 TEST(ItemReader, AFirstPageThatLeadsNowhereIsReadAgain)
 {
-    // Down from a key that does not exist, the server examines the next greater one first.
+    // Going down from a key that does not exist, the server examines the next greater one first.
     Replies replies({description(), page({}, u"b"_s), page({u"ab"_s}, u"ab"_s)});
     Client::ItemReader reader(replies.exchange(), Operations::Query, query(true, BeginsWithA), 1);
     QVariantMap first;

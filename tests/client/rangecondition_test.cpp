@@ -10,7 +10,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/** The comparison of a condition, and whether a key is in it, as the server compares. */
+/** A condition's comparison, and whether it matches a key, comparing as the server does. */
 bool holds(const QVariantMap& condition, const QString& range)
 {
     const QVariantList values = condition.value(u"AttributeValueList"_s).toList();
@@ -42,7 +42,7 @@ TEST(RangeCondition, KeysWithAPrefixAreBelowOneKeyDown)
     EXPECT_TRUE(holds(Client::allKeysDown(), u"\u00ff\u00ff\u00ffz"_s)) << "all keys";
 }
 
-/** A query for the keys that begin with "ab", behind a start key. */
+/** A query for the keys that begin with "ab", continuing after a start key. */
 QVariantMap queryBehind(const QString& hash, const QString& range)
 {
     QVariantMap body = Bodies::query(u"/d|t"_s, u"h"_s);
@@ -77,7 +77,7 @@ TEST(ReplaceBeginsWith, RemovesAStartKeyInFrontOfAllKeysWithThePrefix)
         QVariantMap body = queryBehind(u"k"_s, QString::fromLatin1(c.start));
         EXPECT_EQ(Client::replaceBeginsWith(&body, c.down), u"ab"_s);
         EXPECT_EQ(body.contains(u"ExclusiveStartKey"_s), !c.isRemoved) << c.start << ' ' << c.down;
-        // The start key's hash key is the one that counts.
+        // The hash key of the start key takes precedence.
         EXPECT_EQ(body.value(u"HashKeyValue"_s), Bodies::stringValue(c.isRemoved ? u"k"_s : u"h"_s))
             << c.start << ' ' << c.down;
     }

@@ -1,9 +1,9 @@
 /*
- * Writers, a kill at a random instant, a restart, and a look at everything that was acknowledged: in each phase of a
+ * Writers, a kill at a random moment, a restart, and a check of everything that was acknowledged. In each phase of a
  * server's life, by the end of the process alone and with the loss of what was not synchronised with the disk.
  *
- * script/crash runs them for as long as one likes. A seed gives the same choices, not the same instants: the threads of
- * server and writers see to that.
+ * script/crash runs these tests for longer. A seed reproduces the choices, not the timing, which depends on the threads
+ * of server and writers.
  */
 #include "crashbench.h"
 #include "notedbackup.h"
@@ -32,7 +32,7 @@ protected:
         RecordProperty("seed", std::to_string(seed_));
     }
 
-    /** Rounds of writing, a crash in the midst of it, a restart and a look at everything. `crash` ends the server. */
+    /** Rounds of writing, a crash in the middle, a restart and a check of everything. `crash` ends the server. */
     template <typename Crash> void crashWhileItWrites(CrashBench& bench, int rounds, Crash&& crash)
     {
         for (int round = 0; round < rounds; ++round) {
@@ -46,7 +46,7 @@ protected:
         bench.verifyFiles();
     }
 
-    /** The same with a crash some time after the writers began. */
+    /** The same with a crash at a random time after the writers have started. */
     void crashWhileItWrites(CrashBench& bench, int rounds, std::chrono::microseconds least,
                             std::chrono::microseconds most)
     {
@@ -129,7 +129,7 @@ TEST_P(CrashTest, WhileItRecovers)
             ASSERT_TRUE(bench.start());
             std::thread opener([&] {
                 CrashClient client = bench.client();
-                (void)client.description("t0"); // ignored: most often no reply comes
+                (void)client.description("t0"); // ignored: there is usually no reply
             });
             bench.pause(300us, 80ms);
             bench.crash();
@@ -143,9 +143,9 @@ TEST_P(CrashTest, WhileABackupIsMade)
     CrashBench bench(GetParam(), seed_, {.largeValues = true});
     ASSERT_TRUE(bench.start());
     bench.createTables();
-    std::optional<NotedBackup> complete; // the last one that was
+    std::optional<NotedBackup> complete; // the last complete one
     for (int round = 0; round < rounds_; ++round) {
-        // A complete one is continued by log shipping, which has the files of before the restart to ship.
+        // Log shipping continues a complete backup; it has the log files from before the restart to ship.
         std::optional<NotedBackup> started;
         if (!complete || bench.upTo(2) == 0) {
             started.emplace(bench.targets() + "/backup" + std::to_string(round));
@@ -172,7 +172,7 @@ TEST_P(CrashTest, WhileABackupIsMade)
         if (started && started->isComplete())
             complete = started;
 
-        // Restored without a server, while the ledger still tells what was under way.
+        // Restored without a server, while the ledger still knows what was in flight.
         if (started && !started->isComplete()) {
             const ProgramRun run = bench.quorvactl({"restore", started->target(), started->target() + ".restored"});
             EXPECT_EQ(run.status, 1) << run.output << run.error;

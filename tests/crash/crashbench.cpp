@@ -47,7 +47,7 @@ CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
       server_(setupFor(mode, loss_, environment)),
       writers_(std::make_unique<Writers>(&ledger_, QString::fromStdString(home_), tasks, seed))
 {
-    random_.discard(10); // neighbouring seeds begin alike
+    random_.discard(10); // neighbouring seeds begin with similar numbers
     if (mode.logDataSync) {
         std::ofstream(home_ + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
         loss_.settle(home_ + "/DB_CONFIG");
@@ -118,7 +118,7 @@ void CrashBench::losePower()
     case 1:
         loss_.loseSome(&random_);
         break;
-    default: // the machine went on
+    default: // the machine kept running
         break;
     }
 }
@@ -150,7 +150,7 @@ void CrashBench::verifyCopy(const QString& directory, const Ledger::Floor& least
     report("the restored backup", ledger_.verifyCopy(&reader, least));
 }
 
-/** A Scan would make the data files that are missing, which takes longer than everything else. */
+/** Not a Scan, which would create the missing data files and take longer than everything else. */
 void CrashBench::query(CrashClient* client, const QString& table)
 {
     Ledger::Items items;
@@ -186,7 +186,7 @@ void CrashBench::verifyFiles()
               << " had their effect" << std::endl;
 }
 
-/** Whatever Berkeley DB itself complains of. */
+/** Berkeley DB itself must not have logged anything. */
 void CrashBench::expectNoComplaintOfTheStorage()
 {
     std::vector<std::string> lines;

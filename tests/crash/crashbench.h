@@ -20,8 +20,8 @@
 /*
  * Variables of these tests:
  *
- *     QUORVA_CRASH_SEED     where the random numbers begin; by default another in each run
- *     QUORVA_CRASH_ROUNDS   crashes in each test at random instants, 2 by default
+ *     QUORVA_CRASH_SEED     the seed of the random numbers; by default another one in each run
+ *     QUORVA_CRASH_ROUNDS   crashes in each test at random moments, 2 by default
  *     QUORVA_CRASH_KEEP     a directory to which the environment of a failure is copied
  */
 unsigned crashSeed();
@@ -30,19 +30,19 @@ int crashRounds();
 /** What a crash takes away. */
 struct CrashMode {
     const char* name;
-    /** Of what was not synchronised with the disk: nothing, or by chance nothing, a part or all. */
+    /** Loses, at random, none, some or all of what was not synchronised with the disk. */
     bool powerLoss;
-    /** The environment has the log synchronised by fdatasync at each commit, not by synchronous writes. */
+    /** The log is synchronised by fdatasync at each commit, not by synchronous writes. */
     bool logDataSync;
 };
 
 /**
- * A server, an environment, writers and their ledger, through any number of crashes. Failures of a test tell the seed
- * and the crash.
+ * A server, an environment, writers and their ledger, through any number of crashes. Failures name the seed and the
+ * number of the crash.
  */
 class CrashBench {
 public:
-    /** `environment` is added to what the server runs with. */
+    /** `environment` is added to the server's environment variables. */
     CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
                const std::map<std::string, std::string>& environment = {});
     ~CrashBench();
@@ -58,27 +58,27 @@ public:
     Ledger& ledger() { return ledger_; }
 
     [[nodiscard]] bool start();
-    /** The tables that writers share, and a first checkpoint, so that the first crash is one among others. */
+    /** Creates the tables that the writers share, so that the first crash is like the later ones. */
     void createTables();
 
-    /** Waits a random time, of which short ones are as likely as long ones: from `least` to `most`. */
+    /** Waits a random time from `least` to `most`, uniform on a logarithmic scale. */
     void pause(std::chrono::microseconds least, std::chrono::microseconds most);
     unsigned upTo(unsigned limit) { return static_cast<unsigned>(random_() >> 4) % limit; }
 
     /** Kills the server, waits for the writers, and loses what the mode says. */
     void crash();
-    /** These one by one, where something else kills it, or the power fails later. */
+    /** The steps of crash(), for when something else kills the server, or the power fails later. */
     void waitForKill();
     void losePower();
 
-    /** Runs the tool to its end, as part of the machine that may lose its power. */
+    /** Runs the tool to its end, on the machine that may lose power. */
     ProgramRun quorvactl(const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& environment = {}) const;
 
-    /** Asks the running server for everything. A test failure for each thing that is wrong, or the first of many. */
+    /** Reads everything from the running server, and fails the test with a list of what is wrong. */
     void verify();
     void verifyCopy(const QString& directory, const Ledger::Floor& least);
-    /** At the end: queries every hash key, closes the environment and looks at the structure of every file. */
+    /** At the end: queries every hash key, closes the environment and verifies the structure of every file. */
     void verifyFiles();
 
     CrashClient client() { return {server_.port(), QString::fromStdString(home_)}; }

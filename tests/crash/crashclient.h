@@ -4,6 +4,7 @@
 #include "ledger.h"
 
 #include "client/wireconnection.h"
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "support/tablefixture.h"
 #include "json/jsonreader.h"
@@ -15,15 +16,15 @@
 
 #include <optional>
 
-/** A connection to a server that may die at any moment: no reply fails no test. */
+/** A connection to a server that may die at any moment: a missing reply does not fail the test. */
 class CrashClient : public Reader {
 public:
-    /** `home` is the directory of the environment whose tables are meant. */
+    /** `home` is the directory of the environment that requests refer to. */
     CrashClient(int port, QString home) : home_(std::move(home))
     {
-        constexpr int Patience = 60'000; // milliseconds; a server that hangs is a failure that shows
+        constexpr int Patience = 60'000; // milliseconds; so a server that hangs fails the test
         connection_.setReceiveTimeout(Patience);
-        (void)connection_.open(QString::fromLatin1(Client::DefaultHost), port); // ignored: then no request succeeds
+        (void)connection_.open(QString::fromLatin1(Endpoint::Host), port); // ignored: then no request succeeds
     }
 
     /** Nothing when no reply came. */

@@ -6,14 +6,14 @@
 #include <sys/types.h>
 
 /**
- * The names in the directory in which the preloaded library keeps what is durable (writeback.cpp) and from which a test
- * makes what a loss of power leaves (writebackloss.cpp). Files and directories go by their inode numbers, as they keep
- * those through renames.
+ * The names in the state directory, in which the preloaded library records what is durable (writeback/) and from which
+ * a test recreates what a loss of power leaves (writebackloss.cpp). Files and directories are identified by their inode
+ * numbers, which renames do not change.
  *
  *     bytes-17      the durable bytes of file 17
- *     held-17       a hard link to file 17, or directory 17 itself when it was removed: so the number is not used again
- *     names-4/a     a symbolic link "f17" or "d17": in directory 4 the name "a" leads durably to file or directory 17
- *     pending-17    the range of file 17 in which a synchronous write is under way; empty when none is
+ *     held-17       a hard link to file 17, or directory 17 itself when it was removed: keeps the number from being
+ * reused names-4/a     a symbolic link "f17" or "d17": in directory 4 the name "a" leads durably to file or directory
+ * 17 pending-17    the range of file 17 in which a synchronous write is in progress; empty when none is
  */
 namespace DurableState {
 

@@ -14,8 +14,9 @@
 #include <vector>
 
 /**
- * How far something got that goes from version to version, one request at a time: what was acknowledged last, and what
- * was asked for without an answer so far, or ever. Version 0 is before the first request.
+ * The progress of something that is written version by version, one request at a time: the version that was
+ * acknowledged last, and the one that was requested and not answered, or not yet. Version 0 is before the first
+ * request.
  */
 struct Progress {
     int acknowledged = 0;
@@ -31,22 +32,22 @@ struct ItemAddress {
 };
 
 /**
- * One item, or several that are always written in one batch, by one writer. What they hold follows from the version: so
- * after a crash all of them must be of one version, the acknowledged one or that in flight.
+ * One item, or several that one writer always writes in one batch. The version determines their contents, so after a
+ * crash all of them must have the same version: the one acknowledged or the one in flight.
  */
 struct Unit {
     int number = 0;
-    bool large = false; // some versions have values of several pages, and of hundreds of kilobytes
+    bool large = false; // some versions have values of several pages, or of hundreds of kilobytes
     std::vector<ItemAddress> items{};
     Progress progress{};
 
-    /** The attributes of an item in a version; nothing when it is not there in that version. */
+    /** The attributes of an item in a version; nothing when the item does not exist in that version. */
     std::optional<QVariantMap> contents(std::size_t index, int version) const;
 };
 
 /**
- * An item to which every writer adds: 1 to the attribute "total" and 1 to one of the writer's own, in one update. Each
- * writer's is what was acknowledged or one more, and the total their sum.
+ * An item that every writer increments: the attribute "total" and one of the writer's own, in one update. After a crash
+ * each writer's attribute is what was acknowledged or one more, and the total is their sum.
  */
 struct Counter {
     ItemAddress item{};
@@ -54,23 +55,23 @@ struct Counter {
 };
 
 /**
- * An item that every writer tries to bring from version n, as a condition, to n + 1, with the writer's number in it. No
- * version may be acknowledged to two.
+ * An item that every writer tries to bring from version n to n + 1, on the condition that it still has version n, with
+ * the writer's number in it. No version may be acknowledged to two writers.
  */
 struct Contest {
     ItemAddress item{};
     int acknowledged = 0;
     std::map<int, int> winners{};              // writer by version, where acknowledged
-    std::map<int, std::set<int>> candidates{}; // writers by version, refused ones left out
+    std::map<int, std::set<int>> candidates{}; // writers by version, without those that were refused
 };
 
-/** A table whose description says which CreateTable was the last. */
+/** A table whose description shows which CreateTable was the last. */
 struct Table {
     QString name; // without the directory
     Progress progress{};
 };
 
-/** Where items and descriptions are read. Empty maps for what is not there; nothing when the read itself failed. */
+/** Reads items and descriptions: an empty map for what does not exist, nothing when the read itself failed. */
 class Reader {
 public:
     virtual ~Reader() = default;
@@ -79,8 +80,8 @@ public:
 };
 
 /**
- * All that the writers did, for as long as an environment lives through its crashes. Writers call it from their
- * threads; addresses of what it holds stay valid.
+ * All that the writers did to an environment, across its crashes. Writers call it from their threads; pointers to what
+ * it holds stay valid.
  */
 class Ledger {
 public:
@@ -92,7 +93,7 @@ public:
     Table* addTable(const QString& name);
     int writers() const { return writers_; }
 
-    /** Before a request, and after its reply: it was done, or it was refused and cannot have had an effect. */
+    /** Called before a request, and after its reply: done, or refused and so without effect. */
     void begin(Progress* progress, int version);
     void acknowledge(Progress* progress);
     void refuse(Progress* progress);
@@ -102,10 +103,10 @@ public:
     void winContest(Contest* contest, int version, int writer);
     void loseContest(Contest* contest, int version, int writer);
 
-    /** Something that must not happen happened while the server ran. */
+    /** Records something that must not happen while the server runs. */
     void complain(const std::string& text);
 
-    /** What was acknowledged until now, for those who read a copy of the environment: of each kind, in order. */
+    /** What had been acknowledged at some moment, of each kind, in order: a copy of the environment must hold it. */
     struct Floor {
         std::vector<int> tables{};
         std::vector<int> counters{};
@@ -116,26 +117,26 @@ public:
     long long acknowledgements() const;
 
     /**
-     * Compares everything with what is there and forgets what was in flight: what is found is from now on what has to
-     * stay. What is wrong, a line each; no line when all is well.
+     * Compares everything with what there is, and forgets what was in flight: what is found has to stay from now on.
+     * Returns a line for each thing that is wrong.
      */
     std::vector<std::string> verify(Reader* reader);
 
-    /** Compares a copy that holds at least `least`, and changes nothing. To be asked before verify(). */
+    /** Compares a copy that holds at least `least`, and changes nothing. To be called before verify(). */
     std::vector<std::string> verifyCopy(Reader* reader, const Floor& least);
 
     using Items = std::map<std::pair<QString, QString>, QVariantMap>; // by hash and range key
 
-    /** The hash keys of a table that were used. */
+    /** The hash keys that were used in a table. */
     std::set<QString> hashes(const QString& table) const;
 
     /**
-     * Compares all items of a table, after a verify() that found nothing wrong: no other items are there than those
-     * that were written, and each is found by a walk as well. What is wrong, a line each.
+     * Compares all items that queries of a table found, after a verify() that found nothing wrong: there must be no
+     * others than those that were written. Returns a line for each thing that is wrong.
      */
     std::vector<std::string> compareAll(const QString& table, Items found) const;
 
-    /** Of the requests that a crash left without an answer, how many had their effect and how many had none. */
+    /** Of the requests that a crash left unanswered, how many took effect and how many did not. */
     long long keptInFlight() const { return keptInFlight_; }
     long long lostInFlight() const { return lostInFlight_; }
 

@@ -1,4 +1,4 @@
-/* Whether the tests would notice: a ledger that is shown wrong environments, and a disk that loses what it must not. */
+/* That the crash tests notice errors: a ledger is shown wrong contents, and a disk loses what it must not. */
 #include "crashbench.h"
 
 #include "support/waituntil.h"
@@ -25,7 +25,7 @@ public:
 
 class LedgerTest : public testing::Test {
 protected:
-    /** Brings a unit to a version that was acknowledged, and asks for another one, if any. */
+    /** Brings a unit to an acknowledged version, and leaves another one in flight, if any. */
     void advance(Unit* unit, int acknowledged, int inFlight = 0)
     {
         for (int version = 1; version <= acknowledged; ++version) {
@@ -133,7 +133,7 @@ TEST_F(LedgerTest, AVersionOfAContestHasOneWinner)
     EXPECT_THAT(ledger_.verify(&contents_), ElementsAre(HasSubstr("although 1 was acknowledged")));
 }
 
-/** A disk that tells that everything is written and then has none of it: the tests would see that. */
+/** The tests notice a disk that reports everything as written and then loses it. */
 TEST(CrashTestItself, NoticesADiskThatDoesNotSynchronise)
 {
 #ifdef QUORVA_SANITIZED

@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-/** The target of a backup, and what is known of the copy. */
+/** The target of a backup, and what the copy must contain. */
 class NotedBackup {
 public:
     explicit NotedBackup(std::string target) : target_(std::move(target)) {}
@@ -24,14 +24,14 @@ public:
     const std::string& target() const { return target_; }
     std::string marker() const { return target_ + "/BackupInProgress.tmp"; }
 
-    /** Notes what is acknowledged now, if the copy is not complete even after that: it has to be in it. */
+    /** Notes what is acknowledged at this moment, unless the copy was complete by then: the copy must contain it. */
     void note(const Ledger& ledger)
     {
         Ledger::Floor floor = ledger.floor();
         if (!isComplete())
             least_ = std::move(floor);
     }
-    /** Does so over and over until the copy is complete or `crash`, which is called meanwhile, has returned. */
+    /** Calls `crash`, and repeats note() until it has returned or the copy is complete. */
     template <typename Crash> void noteUntil(const Ledger& ledger, Crash&& crash)
     {
         std::atomic<bool> stop{false};

@@ -23,16 +23,16 @@ QVariantMap tableNamed(const std::string& home)
 class Recovery : public testing::TestWithParam<int> {};
 
 /**
- * A server is killed when a batch is in its log and not yet on disk. The next one recovers, so the batch is there, and
- * is killed when some of its pages are on disk. Then the power fails. Had recovery not seen to it that the log which it
- * found was on disk first, pages would be ahead of it: half a batch, and items that are not redone.
+ * A server is killed when a batch is in its log but the log is not yet on disk. The next server recovers the batch, and
+ * is killed when some of its pages are on disk. Then the power fails. If recovery did not first synchronise the log
+ * that it found, pages would be ahead of the log: half a batch, and items that are not redone.
  */
 TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
 {
 #ifdef QUORVA_SANITIZED
     GTEST_SKIP() << "a sanitizer wants to be the first library of its process";
 #endif
-    constexpr int Items = 12; // each in a partition of its own, or nearly so
+    constexpr int Items = 12; // nearly all in different partitions
     const TempDir directory;
     const std::string home = directory.makeDirectory("env");
     const std::string killFile = directory.file("kill");
@@ -77,7 +77,7 @@ TEST_P(Recovery, WritesNoPageBeforeTheLogThatItFoundIsOnDisk)
         ASSERT_TRUE(
             connection.send(Framing::frameRequest(Operations::fullName("DescribeTable"), Json::serialize(table))));
         QByteArray reply;
-        (void)connection.receiveReply(&reply); // ignored: it may have been killed before
+        (void)connection.receiveReply(&reply); // ignored: the server may have been killed before
         server.kill();
         EXPECT_EQ(server.waitForExit(), -SIGKILL);
     }

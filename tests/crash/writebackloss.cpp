@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t BlockSize = 4096; // as in writeback.cpp
+constexpr std::size_t BlockSize = 4096; // as in writeback/rawcalls.h
 
 std::string contents(const fs::path& path)
 {
@@ -33,11 +33,11 @@ bool coin(std::minstd_rand* random)
     return ((*random)() >> 8) % 2 == 0;
 }
 
-/** The durable bytes, and by chance some blocks of the written ones over them. */
+/** The durable bytes, with a random selection of the written blocks over them. */
 std::string partlyWrittenBack(const std::string& durable, const std::string& written, std::minstd_rand* random)
 {
     std::string result = durable;
-    // A file that became shorter may be so on disk or not.
+    // A truncation may have reached the disk or not.
     if (written.size() < durable.size() && coin(random))
         result.resize(written.size());
     for (std::size_t at = 0; at < written.size(); at += BlockSize) {
@@ -96,7 +96,7 @@ void WriteBackLoss::settleName(const std::string& path) const
     const ino_t inode = inodeOf(path);
     const bool isDirectory = fs::is_directory(path);
     if (!isDirectory) {
-        fs::remove(state / DurableState::bytesOf(inode)); // not overwritten: some file systems wait for the disk then
+        fs::remove(state / DurableState::bytesOf(inode)); // overwriting makes some file systems wait for the disk
         fs::copy_file(path, state / DurableState::bytesOf(inode));
         if (!fs::exists(state / DurableState::held(inode)))
             fs::create_hard_link(path, state / DurableState::held(inode));
@@ -157,7 +157,7 @@ WriteBackLoss::Names WriteBackLoss::someNames(const Names& durable, const Names&
         for (const auto& [name, entry] : durable) {
             const auto other = present.find(name);
             const bool isReplaced = other != present.end() && other->second != entry;
-            // What was moved away left a free name for a time; what was replaced did not.
+            // A name was free for a time when its file was moved away, but not when the file was replaced.
             const bool wasFree = isReplaced && leads(present, entry) && coin(random);
             if (other != present.end() && !isReplaced)
                 some.insert(*other);
@@ -177,8 +177,7 @@ WriteBackLoss::Names WriteBackLoss::someNames(const Names& durable, const Names&
     return durable;
 }
 
-/** Fills `target` with what is left of a directory. `paths` leads to what is there; what was removed is in the state.
- */
+/** Fills `target` with what is left of a directory. `paths` has what exists; what was removed is in the state. */
 void WriteBackLoss::leave(const Loss& loss, ino_t directory, const std::string& target,
                           const std::map<ino_t, std::string>& paths) const
 {
@@ -218,7 +217,7 @@ void WriteBackLoss::lose(const Loss& loss) const
     reset();
 }
 
-/** What is on disk is durable. Synchronous writes that were under way are not completed any more. */
+/** Everything that is there becomes durable. Synchronous writes in progress are forgotten. */
 void WriteBackLoss::reset() const
 {
     for (const auto& entry : fs::directory_iterator(directories_.state))

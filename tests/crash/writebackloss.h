@@ -9,39 +9,39 @@
 #include <sys/types.h>
 
 /**
- * What a loss of power leaves of an environment's directory and of the directory above the targets of backups, restores
- * and exports. Programs that run with `environment()` keep what is durable of them (see writeback.cpp, with the rules);
- * when they have ended, one of the two losses makes the directories what a disk might hold. Without a loss it was only
- * the end of a process, and the next one goes on with the files and what is durable of them.
+ * What a loss of power leaves of an environment's directory and of the directory with the targets of backups, restores
+ * and exports. Programs that run with `environment()` record what is durable there (writeback/writeback.cpp has the
+ * rules). When they have ended, either loss turns the directories into what a disk might hold. Without a loss, only the
+ * process ended, and the next one continues with the files and with what is recorded of them.
  */
 class WriteBackLoss {
 public:
     struct Directories {
-        std::string environment{}; // either may be empty: then there is none
+        std::string environment{}; // this and the next may be empty: then there is none
         std::string strict{};
         std::string state{}; // an empty directory on the same file system, in neither of them
     };
 
-    /** Directories must exist; what is in them is durable. */
+    /** The directories must exist; what is in them is durable. */
     explicit WriteBackLoss(Directories directories);
     /** Only an environment. */
     WriteBackLoss(const std::string& environment, const std::string& state)
         : WriteBackLoss(Directories{.environment = environment, .state = state})
     {}
 
-    /** The variables that programs are to run with. */
+    /** The environment variables that programs are to run with. */
     std::map<std::string, std::string> environment() const;
 
-    /** Makes durable what a path leads to, with all below it, and its name: for what tests put there themselves. */
+    /** Makes a file or directory durable, with all below it and its name: for what tests create themselves. */
     void settle(const std::string& path) const;
 
-    /** Nothing was written back by itself: every file and name is exactly what was synchronised. */
+    /** Loses all that was not synchronised. */
     void loseAll() const;
 
     /**
-     * Each block that was not synchronised has been written back or not, by chance; a file ends with its last block
-     * that was. Of the names of each directory that changed since it was synchronised, by chance all are as they were,
-     * all as they became, or each is either; but what was there before and after has a name.
+     * Loses some of what was not synchronised, at random. Each block is written back or not, and a file ends with the
+     * last block that was. Of the names in a directory that changed, all are old, all are new, or each is either; but
+     * what existed before and after keeps a name.
      */
     void loseSome(std::minstd_rand* random) const;
 

@@ -1,52 +1,15 @@
-"""Random requests, rich in the values that are easy to get wrong."""
+"""Random requests, rich in values that are easy to get wrong."""
 
-from differential_model import partition_of
-
-
-def hash_in(partition, skip=0):
-    """A hash key of a partition."""
-    number = 0
-    while True:
-        hash_key = "k%d" % number
-        if partition_of(hash_key.encode()) == partition:
-            if skip == 0:
-                return hash_key
-            skip -= 1
-        number += 1
+from differential_pools import FLAGS, HASHES, NAMES, ODD_VALUES, RETURN_VALUES
+from differential_parts import Parts
 
 
-# Prefixes of each other, digits that continue a length, bytes at both ends of the range, zero bytes.
-HASHES = ["", "a", "aa", "a1", "0001a", "\x00", "a\x00", "a\x00b", "\xe9", "\xff", " ", "x" * 300]
-HASHES += [hash_in(partition, skip) for partition, skip in ((0, 0), (0xFD, 0), (0xFE, 0), (0xFF, 0), (0xFF, 1))]
-RANGES = ["", "a", "ab", "abc", "abd", "b", "\xe9", "\xff", "\xff\x01", "\xfe\xff", "\x00", "a\x00", "a\x00b", "z", "1"]
-RANGES += ["10", "0001a", "\x7f", "\x80", "r" * 200]
-FOREIGN_TEXTS = ["\u0394", "\u0100", "a\u20ac", "\U0001f600"]  # no Latin-1
-ODD_VALUES = [None, True, False, 0, 5, -1, 2.5, "", "a", [], {}, ["a"], {"S": "a"}, {"N": "5"}, [{"S": "a"}], [None]]
-NAMES = ["v", "v", "v", "v", "w", "w", "w", "x", "", "h", "r", "S", "\xe9", "\u0394", "V"]  # few are met often
-NUMBERS = ["0", "5", "-7", "010", "1.5", "", " 5 ", "+3", "9223372036854775807", "-9223372036854775808", "1e3", "abc"]
-NUMBERS += ["9223372036854775808", "007", "-0"]
-OPERATORS = ["EQ", "LE", "LT", "GE", "GT", "BEGINS_WITH", "BETWEEN"]
-ODD_OPERATORS = ["NE", "IN", "CONTAINS", "NULL", "eq", "", None, 5]
-RETURN_VALUES = ["NONE", "ALL_OLD", "ALL_NEW", "UPDATED_OLD", "UPDATED_NEW", "all_old", "", None, 5]
-LIMITS = [1, 2, 3, 5, 10, 127, 128, 129, 1000, 0, -1, 2**31, 2**63 - 1, -(2**63), 2**64 - 1]
-ODD_LIMITS = ["2", " 3 ", "x", "", 1.5, 2.5, -0.5, True, False, None, [], {}]
-FLAGS = [True, False, True, False, 0, 1, "true", "false", "FALSE", "0", "", "x", None, 0.5, [], {}]
-
-
-class Requests:
+class Requests(Parts):
     def __init__(self, random, model, tables, foreign_tables, whole_table):
-        """`whole_table` is the one that is scanned from its beginning: that creates all files of a table."""
-        self.random = random
+        """`whole_table` is the only one to be scanned from the start, as that creates all files of a table."""
+        super().__init__(random, tables, foreign_tables)
         self.model = model
-        self.tables = tables
-        self.foreign_tables = foreign_tables
         self.whole_table = whole_table
-
-    def chance(self, percent):
-        return self.random.random() * 100 < percent
-
-    def pick(self, values):
-        return self.random.choice(values)
 
     def next(self):
         """The next operation and its body."""
@@ -67,102 +30,10 @@ class Requests:
         make = self.random.choices(list(kinds), list(kinds.values()))[0]
         operation, body = make()
         if self.chance(0.5):
-            body = self.pick(ODD_VALUES)  # JSON that is no object, or one without any field that is known
+            body = self.pick(ODD_VALUES)  # not a JSON object, or one without any known field
         elif self.chance(2) and body:
             body[self.pick(sorted(body))] = self.pick(ODD_VALUES)
         return operation, body
-
-    # Parts of requests.
-
-    def odd(self, value, percent=1.5):
-        return self.pick(ODD_VALUES) if self.chance(percent) else value
-
-    def table_name(self):
-        if self.chance(1):
-            return self.pick(self.foreign_tables)
-        return self.pick(self.tables)
-
-    def text(self, pool):
-        return self.pick(FOREIGN_TEXTS) if self.chance(1) else self.pick(pool)
-
-    def key_value(self, pool):
-        if self.chance(1):
-            return self.pick(ODD_VALUES)
-        return {"S": self.odd(self.text(pool), 1)}
-
-    def key(self):
-        key = {"HashKeyElement": self.key_value(HASHES), "RangeKeyElement": self.key_value(RANGES)}
-        if self.chance(1):
-            key.pop(self.pick(sorted(key)))
-        return self.odd(key, 0.5)
-
-    def start_key(self, last_partitions=False):
-        key = self.key()
-        if last_partitions and isinstance(key, dict):
-            key["HashKeyElement"] = {"S": self.pick(HASHES[-4:])}
-        if self.chance(3) and isinstance(key, dict):
-            key[self.pick(["more", "A", "z"])] = self.pick(ODD_VALUES)
-        return key
-
-    def typed_value(self):
-        kind = self.pick(["S", "S", "S", "N", "N", "B", "SS", "NS", "BS", "odd"])
-        if kind == "odd":
-            return self.pick(ODD_VALUES + [2**63, 2**64 - 1, 2**70, -(2**63), {"S": {"a": [1, "\x00"]}}, 1.0])
-        if kind == "N":
-            return {"N": self.odd(self.pick(NUMBERS))}
-        if kind in ("SS", "NS", "BS"):
-            return {kind: [self.text(RANGES) for _ in range(self.random.randrange(3))]}
-        return {kind: self.odd(self.text(RANGES + FOREIGN_TEXTS))}
-
-    def attributes(self):
-        attributes = {self.pick(NAMES): self.typed_value() for _ in range(self.random.randrange(4))}
-        if self.chance(1):
-            attributes["large"] = {"S": "l" * self.random.choice([3000, 4090, 5000, 100000])}
-        return attributes
-
-    def item(self):
-        item = self.attributes()
-        item["h"] = self.key_value(HASHES)
-        item["r"] = self.key_value(RANGES)
-        if self.chance(3):
-            item.pop(self.pick(["h", "r"]))
-        return self.odd(item, 0.5)
-
-    def expected(self):
-        expected = {}
-        for _ in range(self.random.randrange(3)):
-            condition = {}
-            if self.chance(40):
-                condition["Exists"] = self.pick(FLAGS)
-            if self.chance(80):
-                condition["Value"] = self.typed_value()
-            expected[self.pick(NAMES)] = self.odd(condition)
-        return expected
-
-    def condition(self):
-        operator = self.pick(OPERATORS)
-        if self.chance(8):
-            operator = self.pick(ODD_OPERATORS)
-        count = 2 if operator == "BETWEEN" else 1
-        if self.chance(2):
-            count = self.random.randrange(4)
-        values = [self.key_value(RANGES) for _ in range(count)]
-        condition = {"ComparisonOperator": operator, "AttributeValueList": self.odd(values, 1)}
-        if self.chance(2):
-            condition.pop(self.pick(sorted(condition)))
-        return self.odd(condition, 1)
-
-    def maybe(self, body, name, percent, make):
-        if self.chance(percent):
-            body[name] = make()
-
-    def names(self):
-        return self.odd([self.odd(self.pick(NAMES)) for _ in range(self.random.randrange(4))], 2)
-
-    def limit(self):
-        return self.pick(ODD_LIMITS) if self.chance(5) else self.pick(LIMITS)
-
-    # Operations.
 
     def put_item(self):
         body = {"TableName": self.table_name(), "Item": self.item()}
@@ -236,7 +107,7 @@ class Requests:
     def batch_write(self):
         names = self.random.sample(self.tables, self.random.choice([1, 1, 2, 3]))
         if self.chance(85):
-            # Of one environment; tables of several are the rest.
+            # Usually of one environment, sometimes of several.
             names = [name for name in names if Requests.same_environment(name, names[0])]
         if self.chance(1):
             names.append(self.pick(self.foreign_tables))
@@ -254,7 +125,7 @@ class Requests:
         h, r = ({"AttributeName": name, "AttributeType": "S"} for name in ("h", "r"))
         schema = {"HashKeyElement": h, "RangeKeyElement": r}
         name = self.pick(self.tables)
-        # One table changes its keys now and then, up to a schema that serves no item at all.
+        # One table changes its keys from time to time, even to schemas that no item can be stored with.
         if name == self.tables[-1] and self.chance(50):
             schema = self.pick(
                 [
@@ -278,7 +149,7 @@ class Requests:
         return "UpdateTable", {"TableName": self.table_name(), "ProvisionedThroughput": action}
 
     def delete_table(self):
-        # One whose environment is held would be waited for without end.
+        # Deleting one whose environment is held would wait forever.
         names = [name for name in self.tables if self.model.directory_of(name) not in self.model.held]
         return "DeleteTable", {"TableName": self.pick(names) if names else self.foreign_tables[0]}
 

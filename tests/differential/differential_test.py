@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Sends a long random sequence of all operations to a server and to a model, and wants equal replies throughout.
+"""Sends a long random sequence of all operations to a server and to a model, whose replies must always be equal.
 
     differential_test.py PATH_OF_THE_SERVER
 
-QUORVA_DIFFERENTIAL_STEPS and QUORVA_DIFFERENTIAL_SEED change how many requests are made and which. The same two numbers
-make the same requests. Ends with status 0 when all replies were equal, else shows the first that was not.
+QUORVA_DIFFERENTIAL_STEPS and QUORVA_DIFFERENTIAL_SEED set the number of requests and the seed; equal numbers produce
+equal requests. Exits with status 0 if all replies were equal, otherwise shows the first that differs.
 """
 
 import json
@@ -14,8 +14,9 @@ import shutil
 import sys
 import tempfile
 
-from differential_model import Model, split_key
+from differential_model import Model
 from differential_requests import Requests
+from differential_values import split_key
 from quorva import Failure, Server
 
 DEFAULT_STEPS = 5000
@@ -24,7 +25,7 @@ CONNECTIONS = 3
 
 
 def canonical(value):
-    """JSON text that differs whenever two values do, in type as well."""
+    """JSON text that differs whenever two values differ, even if only in type."""
     return json.dumps(value, sort_keys=True)
 
 
@@ -67,11 +68,11 @@ class Run:
             "HashKeyElement": {"AttributeName": "h", "AttributeType": "S"},
             "RangeKeyElement": {"AttributeName": "r", "AttributeType": "S"},
         }
-        for name in self.tables[:-1]:  # the last one begins without a schema
+        for name in self.tables[:-1]:  # the last one starts without a schema
             self.exchange("CreateTable", {"TableName": name, "KeySchema": schema})
 
     def read_everything(self):
-        """All items once more, one by one and by a scan of one table."""
+        """Reads all items again, one by one, and one table by a scan."""
         for name in self.tables:
             table = self.model.table(name)
             for records in list(table.partitions.values()):
@@ -84,7 +85,7 @@ class Run:
     def step(self):
         operation, body = self.requests.next()
         reply = self.exchange(operation, body)
-        # Pages are followed for a while, most of them with their last key in the form that is asked for.
+        # Follows pages for a while, mostly with the last key in the correct form.
         while "LastEvaluatedKey" in reply and self.random.random() < 0.7:
             last = reply["LastEvaluatedKey"]
             if self.random.random() < 0.95:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs the commands of the documents that are no console sessions: the scripts that one types.
+"""Runs the commands in the documents that are not part of console sessions: the scripts for developers.
 
     commands_test.py SOURCE NAME
 
-They work on the optimised build in SOURCE/build, so that has to be the one which is tested. Each command is first looked
-for in its document, as it stands there; ports, times and rounds are then made what a test can afford.
+They use the optimised build in SOURCE/build, so that has to be the one under test. Each command must appear verbatim in
+its document; ports, times and rounds are then reduced to what a test can afford.
 """
 
 import os
@@ -17,7 +17,7 @@ from quorva import Server, expect, fail, run, run_main
 
 
 def documented(document, command):
-    """The words of a command that stands alone in a line or a table's cell, in front of a comment at most."""
+    """The words of a command that has a line or a table cell to itself, except for a comment after it."""
     with open(document, encoding="utf-8") as file:
         if not re.search(rf"(?:^    |`){re.escape(command)}(?: +#.*$|$|`)", file.read(), re.MULTILINE):
             fail(f"{document} does not say {command}")
@@ -60,7 +60,7 @@ def test_package():
 
 
 def test_tests():
-    """Which tests each command would run: running them is what this test is a part of."""
+    """Lists the tests that each command would run: this test is one of them."""
     for document, command in [("README.md", "script/test"), ("docs/testing.md", "script/test -L hostile"),
                               ("docs/testing.md", "script/test -L package")]:
         output = run([*documented(document, command), "-N"])
@@ -73,7 +73,7 @@ def test_crash():
     command = documented("docs/testing.md", "script/crash --seconds 3600 --rounds 20")
     command[command.index("3600")] = "1"
     command[command.index("20")] = "1"
-    # All of them are tests by themselves. How many runs go into the second depends on the machine.
+    # One kind of crash test, as each is a test by itself. The number of runs per second depends on the machine.
     last = run([*command, "--gtest_filter=Modes/CrashTest.WhileItWrites*"]).splitlines()[-1]
     if not re.fullmatch(r"script/crash: [1-9]\d* runs of all tests, 1 crashes in each", last):
         fail(f"the last line: {last!r}")

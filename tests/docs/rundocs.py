@@ -1,32 +1,30 @@
 #!/usr/bin/env python3
-"""Runs the console sessions of a document and compares what they print with what the document says they print.
+"""Runs the console sessions of a document and compares their output with the output in the document.
 
     rundocs.py --bin DIRECTORY DOCUMENT
 
-A session is the "console" blocks of one document, in one shell, in a directory of its own that has a build/bin like a
-checkout, with a server on the default port. "$ " begins a command, lines that its syntax still needs belong to it, and
-what follows is its output, standard error included, to the letter. Only ports and what depends on the machine are
-translated, so that documents can say the default port and any number of these tests can run at once.
+The "console" blocks of a document are one session, in one shell, in a separate directory with a build/bin like that of
+a checkout, and with a server on the default port. A command starts with "$ " and includes the lines that its syntax
+still needs; what follows is its exact output, including standard error. Only ports and what depends on the machine are
+translated, so that documents can use the default port while any number of these tests run at once.
 """
 
 import argparse
 import os
-import random
 import re
 import select
 import shutil
-import socket
 import subprocess
 import sys
 import tempfile
 
-from quorva import Server, run_main
+from quorva import Server, free_ports, run_main
 
 DEFAULT_PORT = "4567"
 DEFAULT_HTTP_PORT = "8000"
-# Ports that documents use, besides the default one.
+# Ports that documents use in addition to the default one.
 OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001"]
-# What differs from machine to machine, on both sides of the comparison.
+# What differs between machines; replaced on both sides of the comparison.
 MACHINE_DEPENDENT = [
     (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),
     (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
@@ -46,7 +44,7 @@ class Command:
 
 
 def is_complete(command):
-    """Whether the shell would run this, or wait for more lines."""
+    """Whether the shell would run this, rather than wait for more lines."""
     check = subprocess.run(["bash", "-n"], input=command, text=True, capture_output=True)
     return check.returncode == 0 and "here-document" not in check.stderr
 
@@ -74,21 +72,6 @@ def read_commands(path):
     return commands
 
 
-def free_ports(count):
-    """Ports that nobody listens on, outside the range from which the system takes those that programs do not choose."""
-    ports = []
-    while len(ports) < count:
-        port = random.randrange(20000, 32000)
-        with socket.socket() as candidate:
-            try:
-                candidate.bind(("127.0.0.1", port))
-            except OSError:
-                continue
-        if str(port) not in ports:
-            ports.append(str(port))
-    return ports
-
-
 def write_script(path, text):
     with open(path, "w", encoding="utf-8") as script:
         script.write("#!/bin/sh\n" + text + "\n")
@@ -96,7 +79,7 @@ def write_script(path, text):
 
 
 def make_checkout(scratch, binaries, ports):
-    """Programs where a document expects them. Those that have a default port are told the one of this session."""
+    """Puts the programs where documents expect them. Those with a default port get the one of this session."""
     directory = os.path.join(scratch, "build", "bin")
     os.makedirs(directory)
     os.makedirs(os.path.join(scratch, "script"))
@@ -115,15 +98,15 @@ def make_checkout(scratch, binaries, ports):
 class Shell:
     def __init__(self, directory):
         environment = {name: value for name, value in os.environ.items() if not name.endswith("_LOCKFILE")}
-        environment.pop("PYTHONPATH", None)  # ours, which is not there for those who follow the document
+        environment.pop("PYTHONPATH", None)  # ours, which readers of the document do not have
         environment["LC_ALL"] = "C.UTF-8"
-        environment["PATH"] = "/usr/bin:/bin:" + environment["PATH"]  # the system's python3, whose packages are meant
+        environment["PATH"] = "/usr/bin:/bin:" + environment["PATH"]  # for the python3 with the system's packages
         self.process = subprocess.Popen(["bash", "--noprofile", "--norc"], cwd=directory, env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                         start_new_session=True)
 
     def run(self, command):
-        """The command's output. Its status is there for the next one's $?. Raises TimeoutError."""
+        """The command's output. Its status is the next one's $?. Raises TimeoutError."""
         marker = "__status=$?; printf '\\001'; (exit $__status)"
         self.process.stdin.write(f"{command}\n{marker}\n".encode())
         self.process.stdin.flush()
@@ -164,7 +147,7 @@ def run_session(commands, path, binaries, scratch):
     os.mkdir(directory)
     server = Server([os.path.join(binaries, "quorva")], scratch, directory)
     for _ in range(5):
-        ports = dict(zip(names, free_ports(len(names))))
+        ports = dict(zip(names, map(str, free_ports(len(names)))))
         if server.start_on(int(ports[DEFAULT_PORT])):
             break
     else:

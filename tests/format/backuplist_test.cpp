@@ -27,7 +27,7 @@ constexpr const char* SampleText = "quorva-backup-list 1\n"
                                    "file 51234 995dc9bbdf1939fa log.0000000043\n"
                                    "file 40960 00f1c2a9b0d3e4f5 sub/orders_98.db\n";
 
-/** What is wrong with a text; empty when it is read. */
+/** The error message for a text; empty when it is valid. */
 std::string complaintAbout(std::string_view text)
 {
     BackupList list = sample();
@@ -122,7 +122,7 @@ TEST(BackupList, NamesThatLeadElsewhereAreRefused)
          {""s, "/"s, "/t"s, "t/"s, "."s, ".."s, "../t"s, "a/../t"s, "a/.."s, "./t"s, "a//t"s, "a/./t"s, "t\0x"s, "\0"s})
         EXPECT_FALSE(BackupList::isFileName(name)) << name;
     BackupList list = sample();
-    list.files["../t"] = {1, 2}; // as somebody else would write it
+    list.files["../t"] = {1, 2}; // as another program might write it
     EXPECT_EQ(complaintAbout(list.write()), "is damaged");
 }
 

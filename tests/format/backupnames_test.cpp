@@ -4,14 +4,16 @@
 
 namespace {
 
-TEST(BackupNames, ReservedAreTheBackupsOwnFilesAndItsDirectory)
+TEST(BackupNames, RefusedAreTheBackupsOwnFilesAndItsDirectory)
 {
     for (const char* name :
          {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp", "BackupFiles.list.new", "__log__"})
-        EXPECT_TRUE(BackupNames::isReserved(name)) << name;
+        EXPECT_STREQ(BackupNames::refusal(name),
+                     "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups")
+            << name;
     for (const char* name : {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles",
                              "BackupFiles.list.tmp2", "__log", "__log__x", "log.0000000001"})
-        EXPECT_FALSE(BackupNames::isReserved(name)) << name;
+        EXPECT_EQ(BackupNames::refusal(name), nullptr) << name;
 }
 
 TEST(BackupNames, ShippedLogFileMayBeThePreviousCopy)

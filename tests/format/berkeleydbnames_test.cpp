@@ -12,12 +12,14 @@ TEST(BerkeleyDbNames, InternalIsWhatBeginsLikeBerkeleyDbsOwnFiles)
         EXPECT_FALSE(BerkeleyDbNames::isInternal(name)) << name;
 }
 
-TEST(BerkeleyDbNames, ReservedAreAlsoTheSettingsAndTheLogFiles)
+TEST(BerkeleyDbNames, RefusedAreAlsoTheSettingsAndTheLogFiles)
 {
     for (const char* name : {"__db", "__db.001", "DB_CONFIG", "log.0000000001", "log.5"})
-        EXPECT_TRUE(BerkeleyDbNames::isReserved(name)) << name;
+        EXPECT_STREQ(BerkeleyDbNames::refusal(name),
+                     "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB")
+            << name;
     for (const char* name : {"", "DB_CONFIG2", "db_config", "log.events", "orders", "__log__"})
-        EXPECT_FALSE(BerkeleyDbNames::isReserved(name)) << name;
+        EXPECT_EQ(BerkeleyDbNames::refusal(name), nullptr) << name;
 }
 
 TEST(BerkeleyDbNames, TheProbeIsNoTablesName)

@@ -12,7 +12,7 @@ namespace {
 
 TEST(Checksum, IsTheOneOfTheField)
 {
-    EXPECT_EQ(Checksum::of("123456789"), 0x995dc9bbdf1939faU); // the check value that goes with the polynomial
+    EXPECT_EQ(Checksum::of("123456789"), 0x995dc9bbdf1939faU); // the published check value of the polynomial
     EXPECT_EQ(Checksum::of(""), 0U);
 }
 

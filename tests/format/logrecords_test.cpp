@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr std::size_t TypeIndex = 0; // of 32-bit numbers
+constexpr std::size_t TypeIndex = 0; // in 32-bit numbers
 constexpr std::size_t OutcomeIndex = 4;
 constexpr std::size_t TimeIndex = 5;
 
-/** The end of a committed transaction. */
+/** The record at the end of a committed transaction. */
 std::array<std::uint32_t, 6> commitRecord()
 {
     std::array<std::uint32_t, 6> record{};

@@ -7,10 +7,10 @@
 #include <chrono>
 
 /**
- * What an input may cost in processor time of the calling thread: a fixed amount, and some for each byte. The fuzzers
- * are built with optimisation and try short inputs, so theirs is tight; the replay also runs without, and under any
- * sanitizer, and its is what only a cost that grows with the square exceeds, at the lengths of the inputs that are kept
- * for it.
+ * The processor time of the calling thread that an input may take: a fixed amount, and some for each byte. The fuzzers
+ * are optimised builds and try short inputs, so their budget is tight. The regression test also runs without
+ * optimisation and under sanitizers. Its budget is exceeded only by quadratic costs, at the lengths of the inputs that
+ * are kept for that.
  */
 #ifdef QUORVA_FUZZING
 inline constexpr std::chrono::nanoseconds CostOfAnInput = std::chrono::milliseconds(5);
@@ -21,9 +21,9 @@ inline constexpr std::chrono::nanoseconds CostOfAByte = std::chrono::microsecond
 #endif
 
 /**
- * What an input that makes files may cost, or a request to a database, whatever its length: many times what the dearest
- * one takes, opening and recovering an environment among them. What exceeds it goes on for ever, or nearly so, and uses
- * the processor; the fuzzer's own time limit is for what waits.
+ * The processor time that an input may take that creates files or sends requests to a database, whatever its length:
+ * many times that of the most expensive one, which opens and recovers an environment. Only an endless or nearly endless
+ * computation exceeds it; the fuzzer's own time limit covers waiting.
  */
 inline constexpr std::chrono::nanoseconds CostOfFiles = std::chrono::seconds(20);
 
@@ -32,7 +32,7 @@ inline std::chrono::nanoseconds budgetFor(std::size_t size)
     return CostOfAnInput + static_cast<std::chrono::nanoseconds::rep>(size) * CostOfAByte;
 }
 
-/** Runs `work` on an input of `size` bytes; again, when it was over the budget, as the machine may have been. */
+/** Runs `work` on an input of `size` bytes, and again when it exceeds the budget, as the machine may be busy. */
 template <typename Work> void withinBudget(std::size_t size, Work&& work)
 {
     constexpr int Tries = 5;
@@ -42,7 +42,7 @@ template <typename Work> void withinBudget(std::size_t size, Work&& work)
     FUZZ_ASSERT(within);
 }
 
-/** The same for work that cannot be done twice, within what files may cost. */
+/** The same for work that cannot be repeated, with the budget CostOfFiles. */
 template <typename Work> void onceWithinBudgetOfFiles(Work&& work)
 {
     FUZZ_ASSERT(processorTime(work) <= CostOfFiles);

@@ -32,7 +32,7 @@ public:
         return values[upTo(static_cast<unsigned>(N))];
     }
 
-    /** At most `longest` bytes, behind a byte for their number. */
+    /** At most `longest` bytes, after a byte with their number. */
     std::string_view piece(std::size_t longest)
     {
         const std::size_t size = std::min({static_cast<std::size_t>(byte()), longest, rest_.size()});

@@ -1,4 +1,4 @@
-/* A connection's bytes, cut into pieces as the input says: what is taken for the header, and what for the body. */
+/* The bytes of a connection, in pieces that the input chooses: what is taken as header and what as body. */
 #include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/** What a header is, written down once more. -1 when it is malformed or cut off. */
+/** An independent parser of headers. -1 when one is malformed or cut off. */
 long headerSize(std::string_view bytes)
 {
     const auto length = [&](std::size_t at) {
@@ -27,7 +27,7 @@ long headerSize(std::string_view bytes)
     return static_cast<long>(8 + length(0));
 }
 
-/** The handler, with what came of a request's bytes. */
+/** The handler, with access to the request. */
 class Handler : public BDBReqHandler {
 public:
     explicit Handler(BDBObjTable* registry) : BDBReqHandler(16, 16, registry, -1) {}
@@ -60,14 +60,14 @@ void check(const std::uint8_t* data, std::size_t size)
         FUZZ_ASSERT(header.operation.empty() && header.bodyLength == 0 && header.consumed == 0);
     }
 
-    // The same in pieces: a byte tells the size of each. The first has to hold the header.
+    // The same in pieces, whose sizes the input gives in a byte each. The first must contain the whole header.
     BDBObjTable registry(16);
     Handler handler(&registry);
     Choices choices(data, size);
     std::string given;
     while (!choices.isEmpty() && !handler.isReadComplete()) {
         const std::string_view piece = choices.piece(255);
-        const std::string copy(piece); // so that reading behind it is seen
+        const std::string copy(piece); // so that reads past the end are detected
         const bool first = given.empty();
         const int taken = handler.appendData(copy.data(), static_cast<unsigned>(copy.size()));
         if (first) {
@@ -76,7 +76,7 @@ void check(const std::uint8_t* data, std::size_t size)
                 return;
         }
         if (taken != 0)
-            return; // an empty body was complete with its header: another one was expected
+            return; // an empty body was complete with its header, and the rest is another request
         given += piece;
         if (given.empty())
             return;

@@ -7,8 +7,8 @@
 #include <cstdlib>
 
 /**
- * What a fuzz target is made of. Each is one file that defines the function below: it takes one input, checks what must
- * hold for every input, and ends the process when it does not. The fuzzer calls it with inputs of its own making, the
+ * The interface of a fuzz target. Each is a file that defines the function below: it takes one input, checks what must
+ * hold for every input, and aborts the process when it does not. The fuzzer calls it with inputs that it generates, the
  * regression test with those in the repository.
  */
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

@@ -1,6 +1,6 @@
 /*
- * JSON text that comes from outside: it is refused, or it is a tree whose text is read as the same tree again. Text
- * that is passed on without a tree is what a tree would have given.
+ * JSON text from outside is refused, or gives a tree whose text parses to the same tree. Text that is passed on without
+ * a tree is what the tree would have given.
  */
 #include "budget.h"
 #include "fuzztarget.h"
@@ -28,7 +28,7 @@ void check(const std::uint8_t* data, std::size_t size)
         FUZZ_ASSERT(!isSplit);
         return;
     }
-    for (const char c : text) // JSON has no others, in strings or elsewhere
+    for (const char c : text) // no other characters are allowed in JSON
         FUZZ_ASSERT(static_cast<unsigned char>(c) >= ' ' || c == '\t' || c == '\n' || c == '\r');
     const QByteArray written = Json::serialize(value);
     FUZZ_ASSERT(!isSplit || written == text); // only what the writer would write may pass as text
@@ -38,12 +38,12 @@ void check(const std::uint8_t* data, std::size_t size)
     FUZZ_ASSERT(again.typeId() == value.typeId());
     FUZZ_ASSERT(Json::serialize(again) == written);
 
-    // Cut anywhere, an object or array is no JSON any more.
+    // A truncated object or array is not JSON.
     if (!written.isEmpty() && (written.front() == '{' || written.front() == '[')) {
         QVariant cut;
         FUZZ_ASSERT(!Json::parse(written.first(static_cast<qsizetype>(data[size / 2]) % written.size()), &cut));
     }
-    // Something behind it makes it an error.
+    // Text after the value is an error.
     QVariant followed;
     FUZZ_ASSERT(!Json::parse(written + ",", &followed) && !Json::parse(written + '\0', &followed));
 }

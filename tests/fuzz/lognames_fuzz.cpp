@@ -1,6 +1,6 @@
 /*
- * Directories that hold files of any name: which ones are taken for log files, by the server when it begins a backup
- * and by the tool that restores one.
+ * Directories with files of any name: which of them the server treats as log files when it begins a backup, and the
+ * tool when it restores one.
  */
 #include "budget.h"
 #include "choices.h"
@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/** The number of a log file, written down once more: "log." and ten digits, as Berkeley DB counts: from 1, 32 bits. */
+/** An independent parser of log file names: "log." and ten digits for a number of 32 bits, from 1. */
 std::optional<unsigned long long> numberOf(const std::string& name)
 {
     if (name.size() != 14 || !name.starts_with("log.") ||
@@ -42,7 +42,7 @@ bool isFileName(std::string_view name)
            name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
 }
 
-/** A file name: most often one that is nearly a log file's. */
+/** A file name, usually close to a log file's. */
 std::string nameFrom(Choices* choices)
 {
     switch (choices->upTo(4)) {
@@ -83,7 +83,7 @@ void check(const std::uint8_t* data, std::size_t size)
             std::ofstream((intoShipped ? shipped : target) + '/' + name) << std::string(choices.upTo(16), 'x');
     }
 
-    // The tool: what it takes is named like a log file, and so is what the server would remove.
+    // The tool only uses files that are named like a log file.
     Ctl::BackupFiles files;
     std::string error;
     const bool restorable = Ctl::readBackup(target, Ctl::UnlistedCopy::Accepted, &files, &error);
@@ -100,7 +100,7 @@ void check(const std::uint8_t* data, std::size_t size)
     if (restorable)
         FUZZ_ASSERT(files.logs.rbegin()->first - files.logs.begin()->first == files.logs.size() - 1);
 
-    // The server: all log files go, and nothing else.
+    // The server removes all log files, and nothing else.
     const std::set<std::string> before = namesIn(target);
     const std::set<std::string> shippedBefore = namesIn(shipped);
     FUZZ_ASSERT(LogShipping::removeLogs(QByteArray::fromStdString(target)) == 0);

@@ -70,7 +70,7 @@ void name(const QByteArray& tableName)
     const QByteArray file = Records::filePart(tableName);
     FUZZ_ASSERT(tableName.endsWith(file));
     FUZZ_ASSERT(Records::dataFileName(tableName, 0x3f).endsWith("_3f.db"));
-    FUZZ_ASSERT(tableName.startsWith(environmentDirectory(tableName)));
+    FUZZ_ASSERT(tableName.startsWith(EnvironmentPath::ofTable(tableName)));
 
     // What no table can have is refused for all of its files, and a table's own data files never stand in its way.
     const std::string path = file.toStdString();

@@ -1,4 +1,4 @@
-/* Every input in the repository, through its fuzz target: the corpora, and all that ever failed. */
+/* Runs every input in the repository through its fuzz target: the corpora, and all inputs that ever failed. */
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// The targets, each under a name of its own: FUZZ_TARGETS is a list of X(name).
+// The targets under their distinct names: FUZZ_TARGETS is a list of X(name).
 #define X(name) extern "C" int fuzz_##name(const std::uint8_t* data, std::size_t size);
 FUZZ_TARGETS
 #undef X
@@ -33,7 +33,7 @@ std::vector<fs::path> inputsOf(const std::string& target)
 {
     std::vector<fs::path> inputs;
     for (const char* kind : {"corpus", "regressions"}) {
-        std::error_code missing; // of a target that never failed
+        std::error_code missing; // a target that never failed has none
         for (const auto& entry : fs::directory_iterator(fs::path(FUZZ_INPUTS) / kind / target, missing))
             inputs.push_back(entry.path());
     }

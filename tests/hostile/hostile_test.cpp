@@ -1,30 +1,27 @@
 /*
- * Thousands of connections that behave badly in every way there is, and one client that behaves well: it sees no error
- * and waits no unreasonable time, and when the others have gone, so has everything that they took.
+ * Thousands of misbehaving connections of every kind, and one well-behaved client: it sees no error and no long delay,
+ * and when the others are gone, so is everything that they took.
  */
+#include "goodclient.h"
+#include "peer.h"
+
 #include "protocol/framing.h"
 #include "protocol/operations.h"
 #include "support/procfs.h"
 #include "support/serverprocess.h"
 #include "support/tablefixture.h"
 #include "support/waituntil.h"
+#include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <chrono>
-#include <functional>
+#include <cstddef>
 #include <random>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -33,50 +30,11 @@ using namespace std::chrono_literals;
 
 constexpr int OfEachKind = 400;
 
-/** A connection that says what no client would. It never waits. */
-class Peer {
-public:
-    explicit Peer(int port, int receiveBuffer = 0) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
-    {
-        if (receiveBuffer != 0)
-            setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~Peer()
-    {
-        if (socket_ >= 0)
-            close(socket_);
-    }
-    Peer(Peer&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
-
-    void send(const QByteArray& bytes)
-    {
-        // Ignored: the server may have closed, or take no more.
-        (void)!::send(socket_, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL | MSG_DONTWAIT);
-    }
-    void finishSending() { shutdown(socket_, SHUT_WR); }
-    void reset()
-    {
-        const linger atOnce{1, 0};
-        setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-        close(std::exchange(socket_, -1));
-    }
-
-private:
-    int socket_;
-};
-
-/** What a server holds of the system. */
+/** The system resources that a server holds. */
 struct Holdings {
     std::size_t descriptors;
     long threads;
-    long kilobytes; // of memory of its own
+    long kilobytes; // of memory that is not shared
 
     static Holdings of(const ServerProcess& server)
     {
@@ -87,7 +45,7 @@ struct Holdings {
 
 class HostileNetwork : public TableTest {
 protected:
-    // Few threads, which are all there soon and stay: idle ones end only after minutes.
+    // Few threads, which soon all exist and stay: idle ones end only after minutes.
     HostileNetwork() : TableTest({.arguments = {"-w", "2", "-m", "8"}}) {}
 
     void SetUp() override
@@ -112,63 +70,12 @@ protected:
     }
 };
 
-/** Requests without a pause, on a connection of its own, each of which must succeed. */
-class GoodClient {
-public:
-    GoodClient(const ServerProcess& server, QString table) : thread_([this, &server, table] { run(server, table); }) {}
-    ~GoodClient() { stop(); }
-    GoodClient(const GoodClient&) = delete;
-    GoodClient& operator=(const GoodClient&) = delete;
-
-    void stop()
-    {
-        stop_ = true;
-        if (thread_.joinable())
-            thread_.join();
-    }
-
-    int exchanges() const { return exchanges_; }
-    int failures() const { return failures_; }
-    std::chrono::milliseconds longest() const { return std::chrono::milliseconds(longest_.load()); }
-    [[nodiscard]] bool waitForMore(int exchanges) const
-    {
-        const int goal = exchanges_ + exchanges;
-        return waitUntil([&] { return exchanges_ >= goal || failures_ > 0; }) && failures_ == 0;
-    }
-
-private:
-    void run(const ServerProcess& server, const QString& table)
-    {
-        Caller caller(server);
-        for (int i = 0; !stop_; ++i) {
-            const auto begin = std::chrono::steady_clock::now();
-            const QVariantMap attributes{{"n", numberValue(QString::number(i))}};
-            const QVariantMap item = merged(attributes, {{"h", textValue("good")}, {"r", textValue("r")}});
-            const bool put =
-                caller.request("PutItem", {{"TableName", table}, {"Item", item}}).value("__rc") == QVariant(200LL);
-            const bool got = caller.request("GetItem", {{"TableName", table}, {"Key", itemKey("good", "r")}}) ==
-                             okReply({{"Item", attributes}});
-            const auto took = std::chrono::steady_clock::now() - begin;
-            longest_ =
-                std::max<long long>(longest_, std::chrono::duration_cast<std::chrono::milliseconds>(took).count());
-            failures_ += put && got ? 0 : 1;
-            exchanges_ += 2;
-        }
-    }
-
-    std::atomic<bool> stop_{false};
-    std::atomic<int> exchanges_{0};
-    std::atomic<int> failures_{0};
-    std::atomic<long long> longest_{0}; // milliseconds
-    std::thread thread_;
-};
-
 TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
 {
     const int port = server_.port();
     Holdings before{};
     {
-        // Threads and memory that any use takes: the pool grows once, and is then there.
+        // Threads and memory that any use takes: the pool grows once and then stays.
         GoodClient warmUp(server_, tableName());
         ASSERT_TRUE(warmUp.waitForMore(200));
         std::vector<Peer> readers;
@@ -180,7 +87,7 @@ TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
     }
     std::size_t idleDescriptors = 0;
     ASSERT_TRUE(waitUntil([&] {
-        // One connection of TableTest's is left.
+        // One connection of TableTest stays open.
         before = Holdings::of(server_);
         return std::exchange(idleDescriptors, before.descriptors) == before.descriptors &&
                before.descriptors < OfEachKind;
@@ -202,10 +109,10 @@ TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
             peers.emplace_back(port); // idle
             peers.emplace_back(port); // half a request, and then nothing
             peers.back().send(whole.left(40 + i % 50));
-            peers.emplace_back(port); // half open: it will never say more
+            peers.emplace_back(port); // half closed: it sends nothing more
             peers.back().send(whole.left(i % 8));
             peers.back().finishSending();
-            peers.emplace_back(port, 4096); // asks for much and never reads
+            peers.emplace_back(port, 4096); // asks for a large reply and never reads it
             peers.back().send(whole);
 
             Peer resetting(port);
@@ -232,7 +139,7 @@ TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
     }
     good.stop();
     EXPECT_EQ(good.failures(), 0);
-    EXPECT_LT(good.longest(), 30s); // far above what it takes: a client that was forgotten would wait for ever
+    EXPECT_LT(good.longest(), 30s); // far above what it takes: a forgotten client would wait forever
 
     Holdings after{};
     EXPECT_TRUE(waitUntil([&] {
@@ -245,14 +152,14 @@ TEST_F(HostileNetwork, AGoodClientSeesNoErrorAndEverythingComesBack)
     EXPECT_EQ(get("good", "r").value("__rc"), QVariant(200LL));
 }
 
-/** More memory than the system gives: the connection that asks for it is closed, and nobody else notices. */
+/** The connection that asks for more memory than there is is closed, and the others are not affected. */
 TEST_F(HostileNetwork, ABodyTooLargeToHoldClosesItsConnectionOnly)
 {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the sanitizer needs address space of its own and ends the process when there is none";
 #endif
     GoodClient good(server_, tableName());
-    ASSERT_TRUE(good.waitForMore(100)); // its threads are there
+    ASSERT_TRUE(good.waitForMore(100)); // its threads exist
     const rlim_t used = std::stoul(ProcFs::status(server_.pid(), "VmSize")) * 1024;
     const rlimit little{used + (96 << 20), used + (96 << 20)};
     ASSERT_EQ(prlimit(server_.pid(), RLIMIT_AS, &little, nullptr), 0);

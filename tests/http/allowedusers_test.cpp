@@ -7,7 +7,6 @@
 
 #include <string>
 
-using testing::HasSubstr;
 using testing::StartsWith;
 
 TEST(HttpAllowUsers, OthersAreClosedBeforeTheirRequestIsRead)

@@ -14,9 +14,8 @@ using testing::HasSubstr;
 using testing::Not;
 
 /**
- * Runs one class of boto_client.py. That a client nobody has changed works is the point, so it is the packaged one, run
- * by the system's Python: without what a user's environment brings along, such as a proxy, a configuration or
- * credentials.
+ * Runs one class of boto_client.py. The point is that an unmodified client works, so it is the packaged one, run by the
+ * system's Python and isolated from the user's environment, which might set a proxy, a configuration or credentials.
  */
 class Boto : public testing::TestWithParam<const char*> {};
 
@@ -31,8 +30,8 @@ TEST_P(Boto, Works)
     const std::string tables = server.makeDirectory("tables");
     const TempDir home;
     const ProgramRun run =
-        runProgram("/usr/bin/env", {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "/usr/bin/python3", "-I", "-B",
-                                    BOTO_CLIENT, std::to_string(http.port()), tables, GetParam()});
+        runProgram("/usr/bin/env", {"-i", "HOME=" + home.path(), "PATH=/usr/bin:/bin", "/usr/bin/python3", "-E", "-s",
+                                    "-B", BOTO_CLIENT, std::to_string(http.port()), tables, GetParam()});
     EXPECT_EQ(run.status, 0) << run.output << run.error;
     EXPECT_THAT(run.error, Not(HasSubstr("Ran 0 tests"))); // it would count as a success
 }

@@ -13,7 +13,6 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
@@ -23,7 +22,7 @@ ProgramRun quorvaHttp(const std::vector<std::string>& arguments)
     return runProgram(QUORVA_HTTP_BINARY, arguments);
 }
 
-/** The IPv4 addresses of this machine's interfaces, and the second one of loopback. */
+/** The IPv4 addresses of this machine's interfaces, and a second one of the loopback interface. */
 std::vector<std::string> otherAddresses()
 {
     std::vector<std::string> addresses{"127.0.0.2"};

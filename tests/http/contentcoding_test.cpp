@@ -11,9 +11,9 @@ using Http::ContentCoding::unpack;
 
 namespace {
 
-/** {"a":"b...b"} with 32 of them, as br. */
+/** {"a":"b...b"} with 32 times b, compressed with br. */
 const QByteArray Brotli = QByteArray::fromHex("1b2700f88dd462cd19eed42261627b4ba7af24a92710381746");
-/** A million blanks, as br. */
+/** A million blanks, compressed with br. */
 const QByteArray BrotliBomb = QByteArray::fromHex("5b3f428f5f02241e0b04f2731e00");
 
 constexpr int Gzip = 16 + MAX_WBITS;

@@ -18,7 +18,7 @@ TEST(Crew, StepsAreTakenOneAtATimeAndEachJobIsDoneOnce)
     std::atomic<int> busy = 0;
     std::atomic<int> done = 0;
     std::atomic<bool> wereTooMany = false;
-    int steps = 0; // not atomic: only one thread leads
+    int steps = 0; // not atomic, as only one thread leads at a time
     crew.run([&] {
         wereTooMany = wereTooMany || ++leaders > 1;
         const bool isLast = ++steps > Steps && done == Steps;

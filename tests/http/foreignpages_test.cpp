@@ -15,7 +15,7 @@ const char* const ForeignHost = "The host is not one of those that are served; s
 const char* const ForeignOrigin = "The origin is not one of those that are served; see --allow-host";
 const char* const NoHost = "There has to be one Host header";
 
-/** A request that would make an item. */
+/** A request that would create an item. */
 class ForeignPage : public HttpTest {
 protected:
     std::string put(const std::string& headers, const std::string& target = "/",
@@ -27,7 +27,7 @@ protected:
                "\r\n\r\n" + text;
     }
 
-    /** It is answered with this error, its connection closed, and nothing was made. */
+    /** Expects this error as the answer, a closed connection, and that no item was created. */
     void expectRefused(const std::string& bytes, int status, const std::string& type, const std::string& message)
     {
         SCOPED_TRACE(bytes);
@@ -39,7 +39,7 @@ protected:
         EXPECT_EQ(HttpClient(http_.port()).call("GetItem", body("\"Key\":" + key("made", "1"))).body, "{}");
     }
 
-    /** It is served. */
+    /** Expects the request to be served. */
     void expectServed(const std::string& headers)
     {
         const std::string text = body("\"Key\":" + key("none", "1"));
@@ -50,7 +50,7 @@ protected:
         EXPECT_EQ(answer.status, 200) << headers << answer.body;
     }
 
-    /** What was told since the start, the first line of which says that it listens. */
+    /** The messages since the start, after the first line, which says that it listens. */
     std::string told() const
     {
         const std::string text = http_.errorText();
@@ -105,7 +105,7 @@ TEST_F(ForeignPage, TargetThatNamesAHostItselfIsNoPath)
 TEST_F(ForeignPage, RequestWithoutOneHostIsNotUnderstood)
 {
     expectRefused(put(""), 400, "InvalidRequestException", NoHost);
-    expectRefused(put("Host: \r\n"), 400, "InvalidRequestException", NoHost); // an empty header counts as none
+    expectRefused(put("Host: \r\n"), 400, "InvalidRequestException", NoHost); // an empty header counts as a missing one
     expectRefused(put("", "/", "1.0"), 400, "InvalidRequestException", NoHost);
     expectRefused(put("Host: localhost\r\nHost: localhost\r\n"), 400, "InvalidRequestException", NoHost);
     expectRefused(put("Host: localhost\r\nhost: rebound.example\r\n"), 400, "InvalidRequestException", NoHost);

@@ -167,7 +167,7 @@ void HttpClient::close(bool reset)
     socket_ = -1;
 }
 
-/** False at the end of the connection, or when nothing comes for a minute (EAGAIN). */
+/** False at the end of the connection, or if nothing is received for a minute (EAGAIN). */
 bool HttpClient::fill()
 {
     char piece[65536];

@@ -26,7 +26,7 @@ protected:
 
     std::string table() const { return directory_.path() + "|items"; }
 
-    /** A body that begins with the table's name. */
+    /** A body that starts with the table's name. */
     std::string body(const std::string& rest) const { return R"({"TableName":")" + table() + "\"," + rest + '}'; }
 
     std::string putBody(const std::string& hash, const std::string& range, const std::string& attributes = "") const

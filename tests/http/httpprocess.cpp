@@ -18,7 +18,7 @@ HttpProcess::~HttpProcess()
     if (hasEnded() && !endExpected_)
         ADD_FAILURE() << "quorva-http ended by itself: " << errorText();
     kill(SIGKILL);
-    (void)waitForExit(); // ignored: what matters about the end was told above
+    (void)waitForExit(); // ignored: what matters about the end has been reported above
 }
 
 bool HttpProcess::start(int serverPort, const std::vector<std::string>& arguments)
@@ -30,7 +30,7 @@ bool HttpProcess::start(int serverPort, const std::vector<std::string>& argument
     if (pid_ < 0)
         return false;
     const std::string mark = "listening on 127.0.0.1:";
-    (void)waitUntil([&] { return errorText().ends_with('\n') || hasEnded(); }, Deadline); // ignored: the text tells
+    (void)waitUntil([&] { return errorText().ends_with('\n') || hasEnded(); }, Deadline); // ignored: see the text
     const std::string text = errorText();
     const std::size_t at = text.find(mark);
     if (at == std::string::npos) {

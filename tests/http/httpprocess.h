@@ -12,8 +12,8 @@
 #include <vector>
 
 /**
- * The real quorva-http as a child process, on a free port. The destructor kills and reaps it, and fails the test when
- * it ended without being asked, or when a sanitizer reported anything. For one thread at a time.
+ * The real quorva-http as a child process, on a free port. The destructor kills and reaps it, and fails the test if it
+ * ended unexpectedly, or if a sanitizer reported anything. For one thread at a time.
  */
 class HttpProcess {
 public:
@@ -24,13 +24,13 @@ public:
     HttpProcess(const HttpProcess&) = delete;
     HttpProcess& operator=(const HttpProcess&) = delete;
 
-    /** Starts it for a server's port and waits until it listens; false, with a test failure, when it does not. */
+    /** Starts it for a server's port and waits until it listens. Returns false, with a test failure, if it does not. */
     [[nodiscard]] bool start(int serverPort, const std::vector<std::string>& arguments = {});
 
-    /** Sends a signal; the end is then expected. */
+    /** Sends a signal, after which its end is no test failure. */
     void kill(int signal = SIGTERM);
 
-    /** The exit status, or the negative number of the signal that ended it; nothing when it runs at the deadline. */
+    /** The exit status, or the negative number of the signal that ended it; nothing if it runs at the deadline. */
     [[nodiscard]] std::optional<int> waitForExit();
 
     int port() const { return port_; }
@@ -41,7 +41,7 @@ private:
     bool hasEnded() const;
 
     TempDir directory_;
-    pid_t pid_ = -1; // -1 when there is none, or when it was reaped
+    pid_t pid_ = -1; // -1 if there is none, or it has been reaped
     int port_ = 0;
     bool endExpected_ = false;
 };

@@ -12,13 +12,13 @@
 
 namespace {
 
-/** A server that replies when it is told to, and quorva-http in front of it. */
+/** A server that replies only when released, and quorva-http in front of it. */
 class HttpLifetime : public testing::Test {
 protected:
     ~HttpLifetime() override
     {
         if (!isReleased_)
-            release(); // the server's threads are waited for
+            release(); // the server's destructor waits for its threads
     }
 
     void start(const std::vector<std::string>& arguments = {})
@@ -33,6 +33,15 @@ protected:
     void waitForRequests(int count)
     {
         ASSERT_TRUE(waitUntil([&] { return server_->requests() == count; })) << server_->requests();
+    }
+
+    /** Has it end, by a signal, while a request of the client is waiting for the server's reply. */
+    void terminateDuringRequest(HttpClient* client)
+    {
+        ASSERT_TRUE(client->send(apiRequest("PutItem", "{}")));
+        ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
+        http_.kill(SIGTERM);
+        ASSERT_TRUE(waitUntil([&] { return !canConnect("127.0.0.1", http_.port()); }));
     }
 
     void release()
@@ -69,10 +78,7 @@ TEST_F(HttpLifetime, ARequestUnderWayIsAnsweredBeforeItEnds)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(http_.port());
-    ASSERT_TRUE(client.send(apiRequest("PutItem", "{}")));
-    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
-    http_.kill(SIGTERM);
-    ASSERT_TRUE(waitUntil([&] { return !canConnect("127.0.0.1", http_.port()); }));
+    ASSERT_NO_FATAL_FAILURE(terminateDuringRequest(&client));
     release();
     const HttpAnswer answer = client.receive();
     EXPECT_EQ(answer.status, 200);
@@ -85,10 +91,7 @@ TEST_F(HttpLifetime, ASecondSignalEndsItAtOnce)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(http_.port());
-    ASSERT_TRUE(client.send(apiRequest("PutItem", "{}")));
-    ASSERT_NO_FATAL_FAILURE(waitForRequests(1));
-    http_.kill(SIGTERM);
-    ASSERT_TRUE(waitUntil([&] { return !canConnect("127.0.0.1", http_.port()); }));
+    ASSERT_NO_FATAL_FAILURE(terminateDuringRequest(&client));
     http_.kill(SIGTERM);
     EXPECT_EQ(http_.waitForExit(), -SIGTERM);
     release();
@@ -99,7 +102,7 @@ TEST_F(HttpLifetime, ARequestThatNeverBecomesWholeDoesNotHoldTheEndUp)
     release();
     ASSERT_NO_FATAL_FAILURE(start({"--transfer-timeout", "1000"}));
     HttpClient client(http_.port());
-    ASSERT_EQ(client.call("Scan", "{}").status, 200); // so it is served
+    ASSERT_EQ(client.call("Scan", "{}").status, 200); // which shows that it is served
     ASSERT_TRUE(client.send(
         "POST / HTTP/1.1\r\nHost: localhost\r\nX-Amz-Target: DynamoDB_20111205.Scan\r\nContent-Length: 100\r\n\r\n{"));
     http_.kill(SIGTERM);
@@ -149,7 +152,7 @@ TEST_F(HttpLifetime, IdleClientsKeepNobodyOut)
     }
 }
 
-/** Making room for others takes no answer from anybody, and ends with the crowd. */
+/** Making room for other connections costs nobody an answer, and stops when the load does. */
 TEST_F(HttpLifetime, NoRequestOfACrowdIsLeftWithoutItsAnswer)
 {
     release();
@@ -160,7 +163,7 @@ TEST_F(HttpLifetime, NoRequestOfACrowdIsLeftWithoutItsAnswer)
         crowd.emplace_back([&] {
             for (int number = 0; number < 30; ++number) {
                 HttpClient client(http_.port());
-                for (bool goesOn = true; goesOn;) { // as long as it is not told to make room
+                for (bool goesOn = true; goesOn;) { // until it is told to make room
                     const HttpAnswer answer = client.call("Scan", "{}");
                     EXPECT_EQ(answer.status, 200);
                     ++answered;

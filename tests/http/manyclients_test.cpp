@@ -11,7 +11,7 @@
 
 namespace {
 
-/** Few threads in front of a real server, and room for many sockets on our side. */
+/** A few threads in front of a real server, and enough descriptors for many sockets on our side. */
 class HttpManyClients : public HttpTest {
 protected:
     void SetUp() override

@@ -16,7 +16,7 @@ namespace {
 
 const Http::RequestLimits Limits{100, 400, 50};
 
-/** Hands bytes over in pieces of this size, those again that are not taken; returns what is left behind the request. */
+/** Feeds bytes in pieces of this size, those not consumed again; returns what follows the request. */
 std::string feed(RequestParser* parser, std::string_view bytes, std::size_t piece)
 {
     std::string input;
@@ -35,7 +35,7 @@ std::string feed(RequestParser* parser, std::string_view bytes, std::size_t piec
 std::optional<Fault> faultOf(std::string_view bytes, std::size_t piece)
 {
     RequestParser parser(Limits);
-    (void)feed(&parser, bytes, piece); // ignored: what comes after a fault does not matter
+    (void)feed(&parser, bytes, piece); // ignored: what follows a fault does not matter
     return parser.fault();
 }
 

@@ -17,8 +17,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 class HttpServerLoss : public HttpTest {
 protected:
     void endServer()
@@ -27,13 +25,13 @@ protected:
         ASSERT_EQ(server_.waitForExit(), -SIGKILL);
     }
 
-    /** Starts the server on the port that it had; others may hold that for a while. */
+    /** Starts the server on its previous port, which others may hold for a while. */
     void startServerAgain()
     {
         const int port = server_.port();
         ASSERT_TRUE(waitUntil([&] {
             if (!server_.launch({"-p", std::to_string(port), "-d", server_.logPath()}))
-                return true; // that is a failure already
+                return true; // launch() has already failed the test
             if (server_.waitForLog("Server listening on "))
                 return true;
             (void)server_.waitForExit(); // ignored: it ends because the port is taken
@@ -63,7 +61,7 @@ TEST_F(HttpServerLoss, ARestartBetweenTwoRequestsIsNotSeen)
 
 TEST_F(HttpServerLoss, AllIdleConnectionsOfARestartedServerAreReplaced)
 {
-    // Several connections at once leave as many in the pool.
+    // Concurrent requests leave as many connections in the pool.
     const auto callAll = [&] {
         std::vector<std::thread> clients;
         std::atomic<int> successes = 0;

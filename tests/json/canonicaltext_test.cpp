@@ -3,11 +3,12 @@
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
 
+#include <QVariantList>
+#include <QVariantMap>
+
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <optional>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -25,13 +26,6 @@ std::optional<Members> split(const QByteArray& text)
     for (const Json::MemberText& member : found)
         members.emplace_back(QByteArray(member.name.data(), member.name.size()), member.value.toByteArray());
     return members;
-}
-
-/** True when parsing and writing gives the text again. */
-bool isCanonical(const QByteArray& text)
-{
-    QVariant value;
-    return Json::parse(text, &value) && Json::serialize(value) == text;
 }
 
 TEST(SplitObject, FindsNamesAndValues)
@@ -60,7 +54,7 @@ TEST(SplitObject, ForgetsTheMembersOfThePreviousText)
 
 TEST(SplitObject, TakesWhatTheWriterWrites)
 {
-    QString all; // every character below U+0200, some of all lengths in UTF-8
+    QString all; // every character below U+0200, and some of each length in UTF-8
     for (char16_t c = 0; c < 0x200; ++c)
         all.append(QChar(c));
     all += QString::fromUcs4(U"\u0800\u2028\ufeff\ufffd\uffff\U00010000\U0001f600\U0010ffff");
@@ -149,7 +143,7 @@ TEST(SplitObject, LeavesEverythingElseToTheParser)
 
 TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
 {
-    constexpr qsizetype Length = 50; // beyond a block that is looked at at once
+    constexpr qsizetype Length = 50; // more than a block that is examined at once
     for (char control = 0; control < ' '; ++control)
         for (qsizetype at = 0; at < Length; ++at) {
             QByteArray letters(Length, 'b');
@@ -167,102 +161,11 @@ TEST(SplitObject, LeavesDeepNestingToTheParser)
     }
 }
 
-/** Texts near the writer's form: pieces of it in random order, and written trees with a few bytes changed. */
-class TextMaker {
-public:
-    explicit TextMaker(unsigned seed) : random_(seed) {}
-
-    QByteArray pieces()
-    {
-        static const QByteArray all[] = {
-            "{",        "}",   "[",       "]",       "\"a\":",      "\"b\":",       "\"\":", ",",    "\"",    "\\",
-            "\\u001F",  "\\n", "0",       "-1",      "12",          "1.5",          "true",  "null", "\"x\"", "\"\"",
-            "\xc3\xa4", " ",   "{\"S\":", "\"SS\":", "\"\\u0000\"", "\xe2\x82\xac", "e"};
-        QByteArray text = "{\"a\":";
-        for (int count = below(8); count > 0; --count)
-            text += all[static_cast<std::size_t>(below(std::size(all)))];
-        return text + '}';
-    }
-
-    QByteArray mutated()
-    {
-        QByteArray text = Json::serialize(object(3));
-        for (int changes = below(3); changes > 0; --changes) {
-            const int at = below(static_cast<int>(text.size()));
-            if (below(2) == 0)
-                text[at] = static_cast<char>(below(256));
-            else
-                text.remove(at, 1);
-        }
-        return text;
-    }
-
-private:
-    int below(std::size_t limit) { return static_cast<int>(random_() % std::max<std::size_t>(limit, 1)); }
-    int below(int limit) { return below(static_cast<std::size_t>(limit)); }
-
-    QString string()
-    {
-        static const char16_t alphabet[] = u"ab\"\\/\n\t\u0001\u001f\u007f\u00e4\u20ac\U0001f600";
-        QString text;
-        for (int count = below(20); count > 0; --count)
-            text.append(QChar(alphabet[below(std::size(alphabet) - 1)]));
-        return text;
-    }
-
-    QVariant value(int depth)
-    {
-        switch (below(depth > 0 ? 7 : 5)) {
-        case 0:
-            return below(1000) - 500;
-        case 1:
-            return below(2) == 0;
-        case 2:
-            return QVariant();
-        case 3:
-            return below(1000) / 8.0;
-        case 4:
-            return string();
-        case 5:
-            return object(depth - 1);
-        default:
-            QVariantList list;
-            for (int count = below(4); count > 0; --count)
-                list.append(value(depth - 1));
-            return list;
-        }
-    }
-
-    QVariantMap object(int depth)
-    {
-        QVariantMap map;
-        for (int count = below(4); count > 0; --count)
-            map.insert(below(3) == 0 ? string() : QString(QChar(u'a' + below(26))), value(depth));
-        return map;
-    }
-
-    std::mt19937 random_;
-};
-
-TEST(SplitObject, NeverTakesATextThatParsingAndWritingWouldChange)
-{
-    TextMaker maker(20111205);
-    int taken = 0;
-    for (int i = 0; i < 60000; ++i) {
-        const QByteArray text = i % 2 == 0 ? maker.pieces() : maker.mutated();
-        if (!split(text))
-            continue;
-        ++taken;
-        ASSERT_TRUE(isCanonical(text)) << text.toPercentEncoding(" {}[]\":,\\").toStdString();
-    }
-    EXPECT_GT(taken, 5000); // so the comparison was made
-}
-
 TEST(SplitObject, ReadsNothingBehindTheText)
 {
     const QByteArray text = R"({"a":{"S":"0123456789012345"},"b":-12})";
     for (qsizetype length = 0; length < text.size(); ++length) {
-        const std::vector<char> exact(text.begin(), text.begin() + length); // a read behind it is one of foreign memory
+        const std::vector<char> exact(text.begin(), text.begin() + length); // the sanitizers detect a read past the end
         std::vector<Json::MemberText> members;
         EXPECT_FALSE(Json::splitObject(QByteArrayView(exact.data(), length), &members)) << length;
     }

@@ -9,24 +9,24 @@
 #include <string_view>
 #include <vector>
 
-/** JSON texts, what they read as, and trees in a form that tests compare and print. */
+/** JSON texts, the trees that they parse to, and a form of trees that tests compare and print. */
 namespace JsonCases {
 
-/** Printable, so that a failing row can be read: bytes that are not ASCII as <e9>, long texts cut. */
+/** A printable form for failure messages: bytes that are not printable ASCII as <e9>, long texts cut. */
 std::string readable(std::string_view text);
 
 /** In quotes, with characters that are not printable ASCII as <00e9>. */
 std::string quoted(const QString& text);
 
 /**
- * A tree with the exact types of its values, which the comparison of variants would not tell apart: i1 is a qlonglong,
- * u1 a qulonglong, d1.0 a double ("d-0" negative zero).
+ * A tree with the exact types of its values, which comparing variants would not distinguish: i1 is a qlonglong, u1 a
+ * qulonglong, d1.5 a double ("d-0" is negative zero).
  */
 std::string describe(const QVariant& value);
 
 /**
- * What `text` reads as; "error" when it is refused. It is parsed from memory that ends with its last byte, where the
- * sanitizers see a step too far. A failed parse must leave the value alone.
+ * The tree that `text` parses to; "error" when it is refused. It is parsed from memory that ends with its last byte, so
+ * that the sanitizers detect reads past the end. A failed parse must not change the value.
  */
 std::string parsed(std::string_view text);
 
@@ -39,10 +39,10 @@ struct Case {
     std::string tree; // as `describe` gives it
 };
 
-/** Texts of all kinds of values. */
+/** Texts with all kinds of values. */
 const std::vector<Case>& validTexts();
 
-/** Numbers up to the limits of the types, and what lies near them. */
+/** Numbers up to the limits of the types, and close to them. */
 const std::vector<Case>& numbers();
 
 } // namespace JsonCases

@@ -1,4 +1,4 @@
-/* What a text costs grows with its length, whatever is in it: nobody keeps a processor busy with a short message. */
+/* The cost of a text is linear in its length, whatever it contains: a short message cannot keep a processor busy. */
 #include "json/byteappender.h"
 #include "json/canonicaltext.h"
 #include "json/jsonmembers.h"
@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr int Length = 20'000; // of the shorter text; the longer one has eight times as many bytes
+constexpr int Length = 20'000; // of the shorter text; the longer one is eight times as long
 
 QByteArray repeated(const QByteArray& text, int length)
 {
@@ -96,7 +96,7 @@ TEST_P(JsonGrowth, ReadingIsLinear)
 {
     EXPECT_TRUE(growsLinearly(Length, [](int n) {
         QVariant value;
-        (void)Json::parse(GetParam().text(n), &value); // many of the texts are no JSON
+        (void)Json::parse(GetParam().text(n), &value); // many of the texts are not JSON
     }));
 }
 

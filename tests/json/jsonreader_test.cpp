@@ -45,7 +45,7 @@ TEST(JsonParse, TextsWithNumbersThatOnlyLookTooLargeAreOtherwiseReadAsEver)
 
 TEST(JsonParse, LooksAtEveryByteOfAString)
 {
-    // One byte alone that is no UTF-8, at each place of strings of all lengths up to several blocks.
+    // A single byte that is not UTF-8, at each position of strings of all lengths up to several blocks.
     for (std::size_t length = 1; length <= 40; ++length) {
         const std::string plain(length, 'a');
         EXPECT_EQ(parsed('"' + plain + '"'), describe(QString::fromStdString(plain)));
@@ -65,13 +65,13 @@ TEST(JsonParse, ReadsContainersUpToTheDepthLimit)
     EXPECT_EQ(parsed(nested("[", "1", "]", depth)), nested("[", "i1", "]", depth));
     EXPECT_EQ(parsed(nested("{\"a\":", "{}", "}", depth - 1)), nested("{\"a\":", "{}", "}", depth - 1));
     EXPECT_EQ(parsed(nested("[{\"a\":", "null", "}]", depth / 2)), nested("[{\"a\":", "null", "}]", depth / 2));
-    // Depth counts, not number.
+    // The depth counts, not the number of containers.
     EXPECT_EQ(parsed("[" + repeated("[],", 3 * depth) + "{}]"), "[" + repeated("[],", 3 * depth) + "{}]");
 }
 
 TEST(JsonParse, ReadsLargeTexts)
 {
-    // A copy of a container at each insert would make these take minutes.
+    // With a copy of the container at each insertion, these would take minutes.
     constexpr int count = 100000;
     std::string array = "[0";
     std::string object = "{\"k0\":0";
@@ -98,7 +98,7 @@ TEST(JsonParse, ReadsLargeTexts)
 
 TEST(JsonParse, LeavesTheTextAlone)
 {
-    // It works in place on a copy of its own, never on an array that others share.
+    // The reader works in place on its own copy, never on a shared array.
     const QByteArray text = R"({"a\n":"\u0041\\","b":[1.5]})";
     const QByteArray shared = text;
     const std::string before = text.toStdString();

@@ -87,7 +87,7 @@ TEST(JsonRoundTrip, IntegersAroundEveryPowerOfTwoSurvive)
     }
 }
 
-/** Trees of the types that a parse gives, of all shapes. */
+/** Trees of all shapes, of the types that the reader produces. */
 QVariant randomTree(std::minstd_rand& random, int depth)
 {
     const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() >> 8) % limit; };
@@ -142,13 +142,13 @@ TEST(JsonRoundTrip, TreesAtTheDepthLimitSurvive)
     const QByteArray deep = bytes(nested("[{\"a\":", "1.5", "}]", Json::MaxDepth / 2));
     QVariant value;
     ASSERT_TRUE(Json::parse(deep, &value));
-    // Replies wrap what was read a few times more.
+    // Replies add a few levels to what was read.
     for (int i = 0; i < 10; ++i)
         value = QVariantList{value};
     EXPECT_EQ(Json::serialize(value).toStdString(), "[[[[[[[[[[" + deep.toStdString() + "]]]]]]]]]]");
 }
 
-/** Strings are read and written in blocks; whatever is special may stand anywhere in one, or behind the last. */
+/** Strings are processed in blocks; a special character may be anywhere in one, or after the last. */
 TEST(JsonRoundTrip, SpecialCharactersSurviveAtEveryPlaceOfABlock)
 {
     const std::pair<QString, QByteArray> specials[] = {

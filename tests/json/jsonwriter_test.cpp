@@ -3,7 +3,6 @@
 #include "jsoncases.h"
 
 #include "json/jsonreader.h"
-#include "json/jsontext.h"
 
 #include <QStringList>
 #include <QVariantHash>
@@ -23,7 +22,6 @@
 namespace {
 
 using namespace JsonCases;
-using namespace std::string_literals;
 using namespace std::string_view_literals;
 using namespace Qt::StringLiterals;
 
@@ -65,7 +63,7 @@ TEST(JsonSerialize, WritesEveryType)
         {QVariantHash(), "{}"},
         {hash, R"({"B":3,"a":2,"b":1,"c":{"y":2,"z":1}})"},
         {QVariant::fromValue(QChar(u'x')), "\"x\""},
-        {QVariant::fromValue(std::vector<int>{1}), "null"}, // nothing that JSON could say
+        {QVariant::fromValue(std::vector<int>{1}), "null"}, // has no form in JSON
     };
     for (const auto& [value, text] : cases)
         EXPECT_EQ(Json::serialize(value).toStdString(), text) << value.typeName();
@@ -158,7 +156,7 @@ TEST(JsonSerialize, WritesHalfASurrogatePairAsReplacementCharacter)
 
 TEST(JsonSerialize, DoesNotLookBeyondAStringThatEndsWithAHighSurrogate)
 {
-    // The rest of the pair stands in memory right behind the string, but is not its own.
+    // The other half of the pair follows the string in memory, but is not part of it.
     const std::u16string units = u"a\U0001F600";
     const QString cut = QString::fromRawData(reinterpret_cast<const QChar*>(units.data()), 2);
     EXPECT_EQ(Json::serialize(cut).toStdString(), "\"a\xEF\xBF\xBD\"");
@@ -177,7 +175,7 @@ TEST(JsonSerialize, ByteArrayEndsBeforeItsFirstZeroByte)
         EXPECT_EQ(Json::serialize(array).toStdString(), "\"" + content + "\"") << readable(array.toStdString());
         EXPECT_EQ(Json::serialize(QVariantMap{{"S", array}}).toStdString(), "{\"S\":\"" + content + "\"}");
     }
-    // A string is text of any characters and does not end there.
+    // A string may contain zero characters.
     EXPECT_EQ(Json::serialize(QString::fromLatin1("key\0rest", 8)).toStdString(), R"("key\u0000rest")");
 }
 
@@ -193,7 +191,7 @@ TEST(JsonSerialize, ByteArrayIsLatin1Text)
     ASSERT_TRUE(Json::parse(Json::serialize(array), &value));
     EXPECT_EQ(describe(value), quoted(text));
     EXPECT_EQ(Json::serialize(QByteArray("\xE9\xFF\x80\"")).toStdString(), "\"\xC3\xA9\xC3\xBF\xC2\x80\\\"\"");
-    // A window into more bytes, with no terminator behind it.
+    // Part of a longer array, without a terminator.
     EXPECT_EQ(Json::serialize(QByteArray::fromRawData("window", 3)).toStdString(), "\"win\"");
 }
 
@@ -212,61 +210,6 @@ TEST(JsonSerialize, LeavesTheTreeAlone)
     (void)Json::serialize(tree);
     EXPECT_EQ(tree, before);
     EXPECT_EQ(tree.value("inner").toMap().value("a").toByteArray().size(), 2);
-}
-
-TEST(JsonAppend, KeepsWhatStandsInFront)
-{
-    // Prefixes and texts on both sides of the room that is set aside at first.
-    for (const qsizetype prefix : {0, 1, 4, 100, 511, 512, 513, 5000}) {
-        for (const qsizetype length : {0, 1, 505, 508, 509, 510, 511, 512, 513, 1024, 100000}) {
-            QByteArray out(prefix, 'p');
-            Json::append(QString(length, u'x'), &out);
-            EXPECT_EQ(out, QByteArray(prefix, 'p') + '"' + QByteArray(length, 'x') + '"') << prefix << ' ' << length;
-        }
-    }
-}
-
-TEST(JsonAppend, WritesNothingBehindTheRoomThatItHas)
-{
-    // An array that a text just fits into stays where it is. For one byte more it has to grow before it is written
-    // to, with room for what comes next: an array that is made longer only behind a text was overrun.
-    constexpr qsizetype Room = 1000; // of which the array's growth by one byte alone would make little more
-    for (const qsizetype size : {Room - 1, Room, Room + 1, Room + 2}) {
-        const QByteArray raw(size, 'x');
-        for (const auto& [what, value] : {std::pair("string", QVariant(QString(size - 2, u'x'))),
-                                          std::pair("bytes", QVariant(QByteArray(size - 2, 'x'))),
-                                          std::pair("raw", QVariant::fromValue(Json::RawText{raw})),
-                                          std::pair("digits", QVariant(QVariantList(size / 2 - 1, 1)))}) {
-            QByteArray out;
-            out.reserve(Room);
-            ASSERT_EQ(out.capacity(), Room);
-            const char* const place = out.constData();
-            Json::append(value, &out);
-            EXPECT_EQ(out, Json::serialize(value)) << what << ' ' << size;
-            if (out.size() <= Room)
-                EXPECT_EQ(out.constData(), place) << what << ' ' << size;
-            else
-                EXPECT_GT(out.capacity(), out.size() + Room / 4) << what << ' ' << size;
-        }
-    }
-}
-
-TEST(JsonAppend, DoesNotWriteIntoSharedBytes)
-{
-    QByteArray out("head");
-    out.reserve(1000);
-    const QByteArray shared = out;
-    Json::append(QVariantList{1, 2}, &out);
-    Json::append(QVariantMap(), &out);
-    EXPECT_EQ(out.toStdString(), "head[1,2]{}");
-    EXPECT_EQ(shared.toStdString(), "head");
-
-    QByteArray literal = QByteArrayLiteral("head");
-    Json::append(1, &literal);
-    EXPECT_EQ(literal.toStdString(), "head1");
-    QByteArray window = QByteArray::fromRawData("headroom", 4);
-    Json::append(1, &window);
-    EXPECT_EQ(window.toStdString(), "head1");
 }
 
 } // namespace

@@ -10,7 +10,7 @@ using namespace Quorva;
 
 namespace {
 
-/** A port of 127.0.0.1 on which nobody accepts: the system takes `queue` + 1 connections and drops the others. */
+/** A port of 127.0.0.1 on which nobody accepts: the system queues `queue` + 1 connections and drops the others. */
 class SilentPort {
 public:
     explicit SilentPort(int queue)
@@ -27,7 +27,7 @@ public:
         return server;
     }
 
-    /** Answers the next connection's request, whatever it is, with these bytes, and closes it. */
+    /** Answers any request on the next connection with these bytes, and closes it. */
     void answerOne(const QByteArray& bytes) const
     {
         const int connection = accept(port_.descriptor(), nullptr, nullptr);
@@ -48,6 +48,13 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 } // namespace
+
+TEST(LibraryConnectionOpen, DefaultsToTheAddressOfAServerWithoutOptions)
+{
+    const Server server;
+    EXPECT_EQ(server.host, "127.0.0.1");
+    EXPECT_EQ(server.port, 4567);
+}
 
 TEST(LibraryConnectionOpen, TellsWhyThereIsNone)
 {

@@ -1,164 +1,18 @@
-#include "libraryfixture.h"
+#include "itemrangefixture.h"
 
 #include "support/scriptedserver.h"
 
 #include <QJsonDocument>
 #include <QSet>
 
-#include <algorithm>
 #include <mutex>
 #include <utility>
-#include <vector>
-
-using namespace Quorva;
 
 namespace {
 
-/** Range keys in the order of their bytes; the empty one cannot be sent back as a start. */
-const QStringList Ranges{"",       "%%",           "-5",           "A", "a", "a a", "ab", "abc", "b", "\u00e9",
-                         "\u00ff", "\u00ff\u00ff", "\u00ff\u00ffa"};
-
-QStringList downwards(QStringList keys)
-{
-    std::reverse(keys.begin(), keys.end());
-    return keys;
-}
-
-class LibraryItemRange : public LibraryTest {
-protected:
-    void putRanges()
-    {
-        for (const QString& range : Ranges)
-            put("k", range, {{"x", S(range)}});
-        put("j", "before");
-        put("l", "behind");
-    }
-
-    /** The range keys that the range gives, whose requests all succeed. */
-    static QStringList rangesOf(ItemRange items)
-    {
-        QStringList found;
-        for (const Item& item : items)
-            found.append(text(item, "r"));
-        EXPECT_TRUE(items.result().ok()) << items.result().errorText().toStdString();
-        return found;
-    }
-
-    static QStringList rangesOf(const Result& page)
-    {
-        QStringList found;
-        for (const Item& item : page.items())
-            found.append(text(item, "r"));
-        EXPECT_TRUE(page.ok()) << page.errorText().toStdString();
-        return found;
-    }
-
-    /** The range keys that query gives, each page behind the last key of the one before, and what their counts add up
-     * to. */
-    std::pair<QStringList, int> readByPages(QueryOptions options)
-    {
-        QStringList found;
-        int count = 0;
-        for (qsizetype pages = 0; pages < 2 * Ranges.size(); ++pages) {
-            const Result page = connection_.query(table_, "k", options);
-            found += rangesOf(page);
-            options.countOnly = true;
-            const Result counted = connection_.query(table_, "k", options);
-            options.countOnly = false;
-            EXPECT_FALSE(counted.reply().contains("Items"));
-            EXPECT_EQ(counted.lastKey(), page.lastKey());
-            count += counted.count();
-            options.startKey = page.lastKey();
-            if (!options.startKey)
-                return {found, count};
-        }
-        ADD_FAILURE() << "there is no last page";
-        return {found, count};
-    }
-
-    void expectQuery(QueryOptions options, const QStringList& expected)
-    {
-        for (const int limit : {0, 1, 2, 3, 5, 100}) {
-            options.limit = limit;
-            EXPECT_EQ(rangesOf(connection_.queryAll(table_, "k", options)), expected) << "limit " << limit;
-        }
-    }
-};
+using namespace Quorva;
 
 } // namespace
-
-TEST_F(LibraryItemRange, QueryGivesEveryItemOnceInOrderWhateverTheSizeOfThePages)
-{
-    putRanges();
-    expectQuery({}, Ranges);
-    expectQuery({.backward = true}, downwards(Ranges));
-    EXPECT_EQ(rangesOf(connection_.queryAll(table_, "nobody")), QStringList());
-}
-
-TEST_F(LibraryItemRange, QueryMeetsItsConditionOnEveryPage)
-{
-    putRanges();
-    expectQuery({.range = KeyCondition::equal("ab")}, {"ab"});
-    expectQuery({.range = KeyCondition::equal("aa")}, {});
-    expectQuery({.range = KeyCondition::less("a")}, {"A", "-5", "%%", ""});
-    expectQuery({.range = KeyCondition::atMost("a")}, {"a", "A", "-5", "%%", ""});
-    expectQuery({.range = KeyCondition::greater("ab")}, Ranges.mid(7));
-    expectQuery({.range = KeyCondition::atLeast("ab")}, Ranges.mid(6));
-    expectQuery({.range = KeyCondition::between("A", "ab")}, {"A", "a", "a a", "ab"});
-    expectQuery({.range = KeyCondition::beginsWith("a")}, {"a", "a a", "ab", "abc"});
-    expectQuery({.range = KeyCondition::beginsWith("a"), .backward = true}, {"abc", "ab", "a a", "a"});
-    expectQuery({.range = KeyCondition::beginsWith("")}, Ranges);
-    expectQuery({.range = KeyCondition::beginsWith(""), .backward = true}, downwards(Ranges));
-    expectQuery({.range = KeyCondition::beginsWith("\u00ff")}, Ranges.mid(10));
-    expectQuery({.range = KeyCondition::beginsWith("\u00ff"), .backward = true}, downwards(Ranges.mid(10)));
-    expectQuery({.range = KeyCondition::beginsWith("zz")}, {});
-}
-
-TEST_F(LibraryItemRange, QueryBeginsBehindAStartKeyAndCutsItemsDown)
-{
-    putRanges();
-    expectQuery({.startKey = Key{"k", "ab"}}, Ranges.mid(7));
-    const KeyCondition prefix = KeyCondition::beginsWith("a");
-    expectQuery({.range = prefix, .startKey = Key{"k", "a a"}}, {"ab", "abc"});
-    expectQuery({.range = prefix, .startKey = Key{"k", "-5"}}, {"a", "a a", "ab", "abc"});
-    expectQuery({.range = prefix, .startKey = Key{"k", "b"}}, {});
-    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "ab"}}, {"a a", "a"});
-    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "\u00ff"}}, {"abc", "ab", "a a", "a"});
-    expectQuery({.range = prefix, .backward = true, .startKey = Key{"k", "-5"}}, {});
-    ItemRange items = connection_.queryAll(table_, "k", {.limit = 1, .attributes = {"none"}, .countOnly = true});
-    QList<Item> found;
-    for (const Item& item : items)
-        found.append(item);
-    ASSERT_EQ(found.size(), Ranges.size());
-    EXPECT_EQ(found[4], (Item{{"h", S("k")}, {"r", S("a")}}));
-}
-
-TEST_F(LibraryItemRange, ThePagesOfQueryAreWhatQueryAllGivesInTheSameOrder)
-{
-    for (const QString& range : Ranges.mid(1)) // all that a page can begin behind
-        put("k", range);
-    const auto startingWithA = KeyCondition::beginsWith("a");
-    EXPECT_EQ(rangesOf(connection_.query(table_, "k", {.range = startingWithA, .backward = true})),
-              (QStringList{"abc", "ab", "a a", "a"}));
-
-    std::vector<QueryOptions> cases{{}, {.backward = true}};
-    for (const bool backward : {false, true}) {
-        for (const KeyCondition& range :
-             {KeyCondition::equal("ab"), KeyCondition::less("b"), KeyCondition::atMost("b"), KeyCondition::greater("A"),
-              KeyCondition::atLeast("A"), KeyCondition::between("A", "ab"), startingWithA, KeyCondition::beginsWith(""),
-              KeyCondition::beginsWith("\u00ff"), KeyCondition::beginsWith("none")})
-            cases.push_back({.range = range, .backward = backward});
-    }
-    for (QueryOptions options : cases) {
-        const QStringList all = rangesOf(connection_.queryAll(table_, "k", options));
-        const std::string trace = (options.range ? options.range->comparison() : QString()).toStdString() +
-                                  (options.backward ? " backward" : "") + " limit ";
-        for (const int limit : {1, 2, 3, 100}) {
-            options.limit = limit;
-            EXPECT_EQ(readByPages(options), std::pair(all, int(all.size()))) << trace << limit;
-        }
-    }
-}
 
 TEST_F(LibraryItemRange, ScanGivesEveryItemOnceWhateverTheSizeOfThePages)
 {
@@ -168,7 +22,7 @@ TEST_F(LibraryItemRange, ScanGivesEveryItemOnceWhateverTheSizeOfThePages)
         keys.insert(hash + '/' + range);
     };
     for (const char* range : {"", "1", "2"})
-        putKey("", range); // an empty hash key cannot be sent back as a start
+        putKey("", range); // an empty hash key cannot be used as a start key
     for (int i = 0; i < 20; ++i)
         putKey(QString("k%1").arg(i % 7), QString::number(i));
     putKey("\u00e9", "\u00ff");
@@ -199,7 +53,7 @@ TEST_F(LibraryItemRange, IsGoneThroughOnceAndLeavesTheConnectionToOthersMeanwhil
         if (found.size() == 3)
             break;
     }
-    // Where the first loop stopped the second goes on, with the item under way.
+    // The second loop continues where the first stopped, with the same item.
     for (auto item = items.begin(); item != items.end(); item++)
         found.append(text(*item, "r"));
     QStringList expected = Ranges;
@@ -251,7 +105,7 @@ TEST_F(LibraryItemRange, EndsWhereAPageCannotBeHad)
     }
 }
 
-/** Down from c, which somebody deleted, the server examines d first. */
+/** Going down from c, which has been deleted, the server examines d first. */
 TEST(LibraryItemRangeFromAServer, AsksForTheSamePageAgainWhenItEndedInFrontOfItsStart)
 {
     std::mutex mutex;

@@ -24,6 +24,6 @@ TEST(Library, ShowsTheNamesOfItsNamespaceAndNoOthers)
             classes.insert(name);
     }
     EXPECT_EQ(classes, (std::set<std::string>{"Batch", "Connection", "ItemRange", "KeyCondition", "N", "NS", "Result",
-                                              "S", "SS", "addValue", "deleteValue", "isAbsent", "isEqual", "number",
-                                              "putValue", "text", "texts"}));
+                                              "S", "SS", "addValue", "defaultHost", "defaultPort", "deleteValue",
+                                              "isAbsent", "isEqual", "number", "putValue", "text", "texts"}));
 }

@@ -9,7 +9,7 @@
 
 #include <ostream>
 
-/** A server with a table, keys "h" and "r", and a connection of the library to it. */
+/** A server with a table, with the keys "h" and "r", and a connection of the library to it. */
 class LibraryTest : public testing::Test {
 protected:
     void SetUp() override
@@ -39,7 +39,7 @@ protected:
         EXPECT_TRUE(stored.ok()) << stored.errorText().toStdString();
     }
 
-    /** The attributes that are stored; nothing when there is no such item. */
+    /** The stored attributes; nothing if there is no such item. */
     std::optional<Quorva::Item> stored(const QString& hash, const QString& range)
     {
         const Quorva::Result found = connection_.getItem(table_, {hash, range});
@@ -52,7 +52,7 @@ protected:
     Quorva::Connection connection_;
 };
 
-/** What every failed condition looks like. */
+/** Expects the result of a failed condition. */
 inline void expectConditionFailed(const Quorva::Result& result)
 {
     EXPECT_EQ(result.outcome(), Quorva::Outcome::ConditionFailed);
@@ -63,7 +63,7 @@ inline void expectConditionFailed(const Quorva::Result& result)
     EXPECT_EQ(result.errorText(), "The conditional request failed.");
 }
 
-/** What every request without a reply looks like. */
+/** Expects the result of a request without a reply. */
 inline void expectNoReply(const Quorva::Result& result, const QString& why)
 {
     EXPECT_EQ(result.outcome(), Quorva::Outcome::NoReply);

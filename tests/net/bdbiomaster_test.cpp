@@ -1,7 +1,9 @@
 #include "net/bdbiomaster.h"
 
+#include "net/bdbioworker.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
+#include "threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +16,7 @@ using testing::ElementsAre;
 
 namespace {
 
-/** A worker that only tells which sockets it was given. */
+/** A worker that only records which sockets it was given. */
 class RecordingWorker : public BDBIOWorker {
 public:
     RecordingWorker(BDBIOMaster* master, int startResult, std::vector<int>* sockets)
@@ -40,7 +42,7 @@ private:
     std::vector<int>* sockets_;
 };
 
-/** Makes its workers through a function of the test; they note their sockets in one list each. */
+/** Its workers do as a function of the test says, and record their sockets in a list each. */
 class RecordingMaster : public BDBIOMaster {
 public:
     enum Kind { Works, DoesNotStart, NoMemory };
@@ -129,8 +131,8 @@ TEST(BDBIOMaster, WithoutDescriptorsForThePortNoWorkerStarts)
                                          "[ERROR] bdbioworker 76 IOCP port creation failed 24",
                                          "[ERROR] bdbiomaster 65 IOWorker init failed id 1"));
     TcpPair pair;
-    master.addConnection(pair.server.release()); // nobody can serve it
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    master.addConnection(pair.server.release()); // there is no worker to serve it
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
 }
 
 TEST(BDBIOMaster, ConnectionsGoRound)
@@ -166,5 +168,5 @@ TEST(BDBIOMaster, DestroysTheConnectionsThatAreLeft)
         ASSERT_TRUE(isOpen(socket));
     }
     EXPECT_FALSE(isOpen(socket));
-    EXPECT_TRUE(endsWithoutData(pair.client.get()));
+    EXPECT_TRUE(endsWithoutData(pair.client.number()));
 }

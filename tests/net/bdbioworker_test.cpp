@@ -1,5 +1,6 @@
 #include "net/bdbioworker.h"
 
+#include "iobench.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
 
@@ -26,11 +27,11 @@ int optionOf(int socket, int level, int option)
 TEST(ConfigureSocket, SetsNoDelayAndNonBlocking)
 {
     const LogCapture log;
-    const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Base::Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     IoBench bench;
-    EXPECT_EQ(bench.worker.configureSocket(socket.get()), 0);
-    EXPECT_NE(optionOf(socket.get(), IPPROTO_TCP, TCP_NODELAY), 0);
-    EXPECT_NE(fcntl(socket.get(), F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(bench.worker.configureSocket(socket.number()), 0);
+    EXPECT_NE(optionOf(socket.number(), IPPROTO_TCP, TCP_NODELAY), 0);
+    EXPECT_NE(fcntl(socket.number(), F_GETFL) & O_NONBLOCK, 0);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
@@ -47,7 +48,7 @@ TEST(ConfigureSocket, RefusesInvalidNumbers)
 TEST(ConfigureSocket, GoesOnWithoutNoDelay)
 {
     const UnixPair pair; // has no such option
-    const int socket = pair.server.get();
+    const int socket = pair.server.number();
     const LogCapture log;
     IoBench bench;
     EXPECT_EQ(bench.worker.configureSocket(socket), 0);

@@ -1,7 +1,8 @@
 #include "net/bdbreqhandler_linux.h"
-#include "protocol/framing.h"
 
 #include "netsupport.h"
+#include "protocol/framing.h"
+#include "requests.h"
 
 #include <gtest/gtest.h>
 
@@ -16,11 +17,6 @@ namespace {
 std::string_view bytes(const TransferBuffer& buffer)
 {
     return {buffer.data, buffer.length};
-}
-
-int append(BDBReqHandler& handler, const QByteArray& piece)
-{
-    return handler.appendData(piece.constData(), static_cast<unsigned>(piece.size()));
 }
 
 } // namespace
@@ -72,13 +68,13 @@ TEST(BDBReqHandler_linux, ResetReadsAgain)
 TEST(BDBReqHandler_linux, AnIdleConnectionIsSmallWhateverItCarriedBefore)
 {
     if (MemoryIsSanitized)
-        GTEST_SKIP() << "the sanitizer's allocator does not tell what is in use";
+        GTEST_SKIP() << "the sanitizer's allocator does not report what is in use";
     constexpr std::size_t Count = 100;
     const auto inUse = [] {
         const struct mallinfo2 info = mallinfo2();
         return info.uordblks + info.hblkhd;
     };
-    const QByteArray request = Framing::frameRequest("DynamoDB_20111205.Nothing", bodyOfSize(100000));
+    const QByteArray request = Framing::frameRequest(UnknownOperation, bodyOfSize(100000));
     std::vector<std::unique_ptr<BDBReqHandler_linux>> handlers;
     handlers.reserve(Count);
     const std::size_t before = inUse();

@@ -3,6 +3,7 @@
 #include "netsupport.h"
 #include "support/logcapture.h"
 #include "support/systemcallfilter.h"
+#include "testserver.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,9 +49,9 @@ TEST(Listen, PortZeroIsReportedAsZero)
 
 TEST(Listen, ReportsThePortItWasGiven)
 {
-    // Between the choice and the use of a free port somebody may take it; then another one does.
+    // Another process may take the free port before it is used; then the next one will do.
     for (int attempt = 0; attempt < 20; ++attempt) {
-        const int port = portOf(Descriptor(listenOnLoopback()).get());
+        const int port = portOf(Base::Descriptor(listenOnLoopback()).number());
         TestServer server;
         if (server.listen("127.0.0.1", port) != 0)
             continue;
@@ -63,20 +64,20 @@ TEST(Listen, ReportsThePortItWasGiven)
 
 TEST(Listen, APortInUseIsRefused)
 {
-    const Descriptor occupant(listenOnLoopback());
+    const Base::Descriptor occupant(listenOnLoopback());
     const LogCapture log(LogError);
     TestServer server;
-    EXPECT_EQ(server.listen("127.0.0.1", portOf(occupant.get())), -1);
+    EXPECT_EQ(server.listen("127.0.0.1", portOf(occupant.number())), -1);
     EXPECT_EQ(server.port(), 0);
     EXPECT_THAT(log.lines(), ElementsAre(MatchesRegex("\\[ERROR\\] bdbsocket 42 bind failed sock [0-9]+ error 98")));
 }
 
 TEST(Listen, AFailureGivesTheSocketBack)
 {
-    const Descriptor occupant(listenOnLoopback());
+    const Base::Descriptor occupant(listenOnLoopback());
     TestServer server;
     const std::set<int> before = openDescriptors();
-    EXPECT_EQ(server.listen("127.0.0.1", portOf(occupant.get())), -1);
+    EXPECT_EQ(server.listen("127.0.0.1", portOf(occupant.number())), -1);
     EXPECT_EQ(openDescriptors(), before);
 }
 
@@ -152,7 +153,7 @@ TEST(Listen, ASuccessorGetsThePortWhileOldConnectionsLinger)
 
 TEST(Listen, EveryDescriptorIsClosedOnExec)
 {
-    const LogCapture log; // makes its own before
+    const LogCapture log; // opens its descriptors first
     const std::set<int> before = openDescriptors();
     TestServer server;
     ASSERT_EQ(server.listenAnywhere(), 0);
@@ -181,7 +182,7 @@ TEST(Accept, TheLastDescriptorsAreKeptForDatabases)
         Client::WireConnection late;
         ASSERT_TRUE(server.connectTo(&late));
         EXPECT_TRUE(endsWithoutData(late.socketDescriptor()));
-        EXPECT_TRUE(exchangeWorks(early)); // those that exist go on
+        EXPECT_TRUE(exchangeWorks(early)); // existing connections stay usable
     }
     EXPECT_EQ(log.count("connection refused, the last descriptors are kept for databases, sd "), 1u);
     Client::WireConnection later;
@@ -213,14 +214,14 @@ TEST(Accept, ExhaustedDescriptorsGiveALineEachWithAPause)
     ASSERT_TRUE(server.connectTo(&early));
     ASSERT_TRUE(exchangeWorks(early));
 
-    const Descriptor late(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Base::Descriptor late(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     {
         const NoFurtherDescriptors none;
         const sockaddr_in address = addressOf(server);
         const auto begin = Clock::now();
-        ASSERT_EQ(connect(late.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        ASSERT_EQ(connect(late.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         ASSERT_TRUE(log.waitFor("[WARN] invalid sd -1", 4));
-        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250)); // three pauses lie between four failures
+        EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(250)); // there are three pauses between four failures
         EXPECT_TRUE(exchangeWorks(early));
     }
     Client::WireConnection recovered;
@@ -235,8 +236,8 @@ TEST(Accept, AServerThatCannotAcceptStillEnds)
     TestServer server;
     ASSERT_EQ(server.listenAnywhere(), 0);
     const sockaddr_in address = addressOf(server);
-    const Descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const Base::Descriptor client(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     none.emplace();
-    ASSERT_EQ(connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(connect(client.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_TRUE(log.waitFor("[WARN] invalid sd -1"));
 }

@@ -13,8 +13,22 @@
 
 namespace {
 
-/** Something for keys to point at. */
+/** What the keys point to. */
 int keys[2];
+
+/** An open port, and two connections on which it waits for data, each with its key. */
+struct TwoConnections {
+    TwoConnections()
+    {
+        EXPECT_EQ(port.open(), 0);
+        EXPECT_EQ(port.associate(first.server.number(), &keys[0], EPOLLIN), 0);
+        EXPECT_EQ(port.associate(second.server.number(), &keys[1], EPOLLIN), 0);
+    }
+
+    CompletionPort port;
+    TcpPair first;
+    TcpPair second;
+};
 
 } // namespace
 
@@ -78,48 +92,38 @@ TEST(CompletionPort, OpenThatGetsOnlyOneDescriptorGivesItBack)
 
 TEST(CompletionPort, EventsComeWithTheirSocketsKey)
 {
-    CompletionPort port;
-    ASSERT_EQ(port.open(), 0);
-    TcpPair first;
-    TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[1]);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[0]);
+    TwoConnections two;
+    ASSERT_EQ(send(two.second.client.number(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[1]);
+    ASSERT_EQ(send(two.first.client.number(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 }
 
 TEST(CompletionPort, ASocketIsSilentUntilItIsArmedAgain)
 {
-    CompletionPort port;
-    ASSERT_EQ(port.open(), 0);
-    TcpPair first;
-    TcpPair second;
-    ASSERT_EQ(port.associate(first.server.get(), &keys[0], EPOLLIN), 0);
-    ASSERT_EQ(port.associate(second.server.get(), &keys[1], EPOLLIN), 0);
-    ASSERT_EQ(send(first.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[0]);
+    TwoConnections two;
+    ASSERT_EQ(send(two.first.client.number(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 
-    // More data and even a reset of the first one are not seen: the second one's event comes before.
-    ASSERT_EQ(send(first.client.get(), "y", 1, 0), 1);
-    resetConnection(first.client);
-    ASSERT_EQ(send(second.client.get(), "x", 1, 0), 1);
-    EXPECT_EQ(port.next(), &keys[1]);
+    // More data and even a reset of the first socket are not reported: the second one's event comes first.
+    ASSERT_EQ(send(two.first.client.number(), "y", 1, 0), 1);
+    resetConnection(two.first.client);
+    ASSERT_EQ(send(two.second.client.number(), "x", 1, 0), 1);
+    EXPECT_EQ(two.port.next(), &keys[1]);
 
-    ASSERT_EQ(port.arm(first.server.get(), &keys[0], EPOLLIN), 0);
-    EXPECT_EQ(port.next(), &keys[0]);
+    ASSERT_EQ(two.port.arm(two.first.server.number(), &keys[0], EPOLLIN), 0);
+    EXPECT_EQ(two.port.next(), &keys[0]);
 }
 
 TEST(CompletionPort, RefusesWhatCannotBeWaitedFor)
 {
     CompletionPort port;
     ASSERT_EQ(port.open(), 0);
-    const Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
-    EXPECT_EQ(port.associate(file.get(), &keys[0], EPOLLIN), -1);
+    const Base::Descriptor file(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
+    EXPECT_EQ(port.associate(file.number(), &keys[0], EPOLLIN), -1);
     EXPECT_EQ(errno, EPERM);
     TcpPair stranger;
-    EXPECT_EQ(port.arm(stranger.server.get(), &keys[0], EPOLLIN), -1);
+    EXPECT_EQ(port.arm(stranger.server.number(), &keys[0], EPOLLIN), -1);
     EXPECT_EQ(errno, ENOENT);
 }
 
@@ -133,7 +137,7 @@ TEST(CompletionPort, StopEndsEveryWait)
     port.stop();
     for (std::future<void*>& wait : waits)
         EXPECT_EQ(wait.get(), nullptr);
-    EXPECT_EQ(port.next(), nullptr); // and the waits that come later
+    EXPECT_EQ(port.next(), nullptr); // later waits return at once
 }
 
 TEST(CompletionPort, StopBeforeOpenDoesNothing)
@@ -142,6 +146,6 @@ TEST(CompletionPort, StopBeforeOpenDoesNothing)
     port.stop();
     ASSERT_EQ(port.open(), 0);
     TcpPair pair;
-    ASSERT_EQ(port.associate(pair.server.get(), &keys[0], EPOLLOUT), 0);
+    ASSERT_EQ(port.associate(pair.server.number(), &keys[0], EPOLLOUT), 0);
     EXPECT_EQ(port.next(), &keys[0]);
 }

@@ -1,19 +1,21 @@
 #include "net/dbhandler.h"
 
-#include "netsupport.h"
+#include "net/bdbioworker.h"
+#include "net/bdbreqhandler.h"
 #include "support/logcapture.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <new>
+#include <vector>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-/** A handler whose parts end as the test wants it. */
+/** A handler with the outcome that the test wants. */
 class ScriptedHandler : public BDBReqHandler {
 public:
     enum Outcome { Ready, Fails, RunsOutOfMemory };
@@ -33,7 +35,7 @@ private:
     TransferBuffer none_;
 };
 
-/** A worker that notes what it is asked to do. */
+/** A worker that records what it is asked to do. */
 class RecordingWorker : public BDBIOWorker {
 public:
     explicit RecordingWorker(int writeResult) : BDBIOWorker(1024, 256, nullptr, nullptr), writeResult_(writeResult) {}

@@ -2,6 +2,7 @@
 
 #include "netsupport.h"
 #include "support/systemcallfilter.h"
+#include "threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +18,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** Runs a function and counts the objects there are. */
+/** Runs a function. Counts the existing tasks. */
 class Task : public QRunnable {
 public:
     explicit Task(std::function<void()> action) : action_(std::move(action)) { ++alive; }
@@ -114,7 +115,7 @@ TEST(DBThreadPool, IdleThreadsAreUsedAgain)
         ASSERT_TRUE(start(pool, [&] { ran.count_down(); }));
         ran.wait();
     }
-    // A task may come before the last one's thread is idle, so there may be more than one thread; but not one per task.
+    // A task may start before the previous one's thread is idle, so there may be several threads, but not one per task.
     EXPECT_LT(threadCount(), initialThreadCount() + 25);
 }
 
@@ -179,7 +180,7 @@ TEST(DBThreadPool, WithoutAnyThreadATaskIsRefusedAndDeleted)
     EXPECT_FALSE(started);
     EXPECT_EQ(Task::alive, 0);
 
-    ASSERT_TRUE(start(pool, [&] { ++ran; })); // and nothing is left over
+    ASSERT_TRUE(start(pool, [&] { ++ran; })); // the refused task left nothing behind
     pool.waitForDone();
     EXPECT_EQ(ran, 1);
 }

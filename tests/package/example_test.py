@@ -1,5 +1,5 @@
-"""Installs the build into a directory, builds programs there as a stranger would, and runs them: the example, and the
-code that the client library's document shows.
+"""Installs the build into a directory, builds programs against it as any user would, and runs them: the example, and
+the code in the client library's documentation.
 
     example_test.py BUILD EXAMPLE DOCUMENT COMPILER
 """
@@ -41,7 +41,7 @@ target_link_libraries(document PRIVATE Quorva::Client)
 
 
 def write_program_of(document, project, port):
-    """A program out of the document's first C++ block, and its project out of the lines above about CMake."""
+    """Writes a program from the document's first C++ block, and its project from the lines about CMake."""
     text = open(document, encoding="utf-8").read()
     cmake = re.search(r"^    (find_package\(.*\))$", text, re.MULTILINE)[1]
     lines = re.search(r"```cpp\n(.*?)```", text, re.DOTALL)[1].splitlines()
@@ -74,7 +74,7 @@ def main(build, example, document, compiler):
         try:
             orders = os.path.join(program, "orders")
             server.start()
-            # Twice, as it has to work on what is there already.
+            # Twice, as it must also work if its table exists.
             for _ in range(2):
                 done = subprocess.run([orders, tables, str(server.port)], capture_output=True, text=True, check=False)
                 expect("the example", (done.returncode, done.stdout, done.stderr), (0, WANTED, ""))

@@ -1,4 +1,4 @@
-"""Reads the manual pages with mandoc, and looks for every option and command that the programs' --help names in them.
+"""Checks the manual pages with mandoc, and that they contain every option and command listed by the programs' --help.
 
     manual_test.py SOURCE PROGRAMS
 """
@@ -12,7 +12,7 @@ from quorva import expect, fail, run, run_main
 
 
 def help_texts(program, *command):
-    """What --help says, and what it says about each command and the commands of those; the commands' names."""
+    """The help texts of a program and, recursively, of its commands; and the names of all these commands."""
     text = run([program, *command, "--help"])
     commands = re.findall(r"^  ([a-z][a-z-]+)\s", text.partition("Subcommands:")[2].partition("\n\n")[0], re.MULTILINE)
     names = list(commands)
@@ -28,7 +28,7 @@ def main(source, programs):
     expect("pages", sorted(os.path.basename(page) for page in pages), ["quorva-http.1", "quorva.1", "quorvactl.1"])
     for page in pages:
         name = os.path.basename(page)[:-2]
-        # Complaints end it with a status that is not 0.
+        # Exits with a nonzero status if there are complaints.
         run(["mandoc", "-T", "lint", "-W", "warning", page])
         program = os.path.join(programs, name)
         text = re.sub("[^\n]\b", "", run(["mandoc", "-T", "ascii", page]))  # bold is written as overstriking

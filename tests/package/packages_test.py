@@ -1,8 +1,8 @@
-"""Builds the packages and takes the server's through its life: installed, run, reinstalled, removed, purged.
+"""Builds the packages and takes the server's through its life cycle: installed, run, reinstalled, removed, purged.
 
     packages_test.py BUILD
 
-It is installed below a directory of its own, with a dpkg database of its own, and needs no rights.
+It is installed below a separate directory, with a separate dpkg database, and needs no privileges.
 """
 
 import glob
@@ -31,7 +31,7 @@ GET_ITEM = {"TableName": "main|orders",
 
 
 class Root:
-    """A directory that dpkg takes for the whole system."""
+    """A directory that dpkg uses as the root of the system."""
 
     def __init__(self, scratch):
         self.path = os.path.join(scratch, "root")
@@ -49,7 +49,7 @@ class Root:
                     "--force-script-chrootless", "--force-depends", "--path-include=*", *arguments], env=environment)
 
     def files(self):
-        """All that is no directory, but for dpkg's own database."""
+        """Everything except directories and dpkg's own database."""
         found = set()
         for directory, names, files in os.walk(self.path):
             if directory == os.path.join(self.path, "var/lib"):
@@ -60,7 +60,7 @@ class Root:
 
 
 def fields(package):
-    """The control fields of a package file; of the description the first line."""
+    """The control fields of a package file, with the first line of the description."""
     control = run(["dpkg-deb", "--field", package])
     return dict(line.split(": ", 1) for line in control.splitlines() if ": " in line and line[0] != " ")
 
@@ -92,23 +92,23 @@ def unit_settings(root, unit):
 
 
 def check_unit(path, bin_directory, scratch):
-    """Has systemd read the unit, where it is there to be asked."""
+    """Has systemd check the unit, if it is available."""
     name = os.path.basename(path)
     if shutil.which("systemd-analyze") is None:
         print(f"systemd-analyze is not here, it does not check {name}")
         return
-    # It looks for programs on this machine, so it is given the path.
+    # It looks for programs on this machine, so it gets the full path.
     text = re.sub(r"^ExecStart=(?=[^/])", f"ExecStart={bin_directory}/", open(path).read(), flags=re.MULTILINE)
     copy = os.path.join(scratch, name)
     with open(copy, "w") as file:
         file.write(text)
     expect(f"what systemd-analyze says about {name}", run(["systemd-analyze", "verify", "--man=no", copy]), "")
-    # Fails when the exposure is above 1.5 of 10.
+    # Fails if the exposure level is above 1.5 of 10.
     run(["systemd-analyze", "security", "--offline=yes", "--threshold=15", copy])
 
 
 def service_command(root, unit, variable, options):
-    """The command line of a unit on the files below `root`, with options in the variable that is meant for them."""
+    """The command line of a unit, run on the files below `root`, with these options in the variable for options."""
     program, *words = unit_settings(root, unit)["ExecStart"][0].split()
     expect(f"words of {unit}'s ExecStart", words, ["$" + variable])
     return [os.path.join(root.path, "usr/bin", program), *options]
@@ -130,7 +130,7 @@ def use_gateway(root, server, scratch):
             time.sleep(0.01)
         request = urllib.request.Request(f"http://{listening[1]}/", json.dumps(GET_ITEM).encode(),
                                          {"X-Amz-Target": "DynamoDB_20111205.GetItem"})
-        # Not by a proxy that the environment names.
+        # Without any proxy set in the environment.
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         expect("the item over HTTP", json.load(opener.open(request, timeout=DEADLINE)), {"Item": {"total": {"N": "17"}}})
         gateway.terminate()
@@ -140,7 +140,7 @@ def use_gateway(root, server, scratch):
 
 
 def use_server(root, scratch):
-    """Does what systemd does with the unit, and what somebody does with the tool."""
+    """Does what systemd would do with the unit, and what a user would do with the tool."""
     settings = unit_settings(root, "quorva")
     expect("the working directory", settings["WorkingDirectory"], ["%S/" + settings["StateDirectory"][0]])
     state = os.path.join(root.path, "var/lib", settings["StateDirectory"][0])
@@ -162,7 +162,7 @@ def use_server(root, scratch):
             "RangeKeyElement": {**element, "AttributeName": "date"}}})
         quorvactl("PutItem", {"TableName": "main|orders", "Item": {
             "customer": {"S": "abc"}, "date": {"S": "2012-01"}, "total": {"N": "17"}}})
-        # The service is ended by a signal; what was acknowledged is there afterwards.
+        # The service is ended by a signal; acknowledged writes must survive it.
         expect("the server's end", server.stop(), -15)
         server.start()
         expect("the item", quorvactl("GetItem", GET_ITEM),

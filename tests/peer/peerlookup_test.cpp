@@ -14,12 +14,12 @@
 
 namespace {
 
-/** A lookup that is open, and a listener for the connections that are asked about. */
+/** An open lookup, and a listener for the connections that it is asked about. */
 class PeerLookupTest : public testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(lookup_.open(), 0); }
 
-    /** The user of an accepted connection's peer; nothing, with error_, when the lookup fails. */
+    /** The user of an accepted connection's peer; nothing, with the reason in error_, when the lookup fails. */
     std::optional<uid_t> find(int socket)
     {
         uid_t user = 12345;
@@ -30,7 +30,7 @@ protected:
         return std::nullopt;
     }
 
-    /** A connection from a port that the system gives to nobody on its own: no other program gets it afterwards. */
+    /** A connection from a port outside the range that the system chooses from, so no other program gets it later. */
     int connectFromAPortOfOurs() const
     {
         const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -51,7 +51,7 @@ protected:
         return getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? info.tcpi_state : -1;
     }
 
-    /** Resets a connection and closes this end of it; the address that it had. */
+    /** Resets a connection and closes this end of it; returns the address of this end. */
     static sockaddr_in reset(int socket)
     {
         sockaddr_in address{};
@@ -70,7 +70,7 @@ protected:
     int error_ = 0;
 };
 
-constexpr int CloseWait = 8; // TCP_CLOSE_WAIT, whose header does not go together with that of tcp_info
+constexpr int CloseWait = 8; // TCP_CLOSE_WAIT, whose header clashes with that of tcp_info
 constexpr int Closed = 7;
 constexpr int FinWait2 = 5;
 
@@ -100,7 +100,7 @@ TEST_F(PeerLookupTest, FindsAnotherUserAndNotOurOwnEnd)
 TEST_F(PeerLookupTest, UserIsTheOneWhoMadeTheSocketAlsoWhenTheProcessBecomesAnother)
 {
     SKIP_UNLESS_ROOT();
-    const int client = listener_.connect(); // root's
+    const int client = listener_.connect(); // of root
     const pid_t child = fork();
     if (child == 0) {
         if (setresuid(OtherUser, OtherUser, OtherUser) == 0)
@@ -108,7 +108,7 @@ TEST_F(PeerLookupTest, UserIsTheOneWhoMadeTheSocketAlsoWhenTheProcessBecomesAnot
         _exit(1);
     }
     const int server = listener_.accept();
-    close(client); // the child's copy is all that is left
+    close(client); // only the child's copy is left
     EXPECT_EQ(find(server), 0U);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
@@ -166,7 +166,7 @@ TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
     const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));
 
-    // Its peer's address cannot be asked for any more, or leads to the connection that follows.
+    // Its peer's address is no longer available, or belongs to the next connection.
     const int successor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(bind(successor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(connect(successor, reinterpret_cast<const sockaddr*>(&listener_.address()), sizeof(sockaddr_in)), 0);

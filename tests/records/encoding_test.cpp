@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <string>
 #include <utility>
 
 namespace {
@@ -25,7 +24,7 @@ TEST(FilePart, IsWhatFollowsTheLastBarElseTheLastSeparatorElseAll)
         {"dir|", ""},
         {"|t", "t"},
         {"|", ""},
-        {"dir|sub/t", "sub/t"}, // a separator behind the bar is part of the name
+        {"dir|sub/t", "sub/t"}, // a separator after the bar is part of the name
         {R"(dir|sub\t)", R"(sub\t)"},
         {R"(D:\store\orders)", "orders"},
         {"/store/env1/orders", "orders"},
@@ -82,7 +81,7 @@ TEST(PartitionOf, IsByteThreeOfTheMd5Digest)
 
 TEST(PartitionOf, AnEmptyKeyHasAPartition)
 {
-    EXPECT_EQ(Records::partitionOf(QByteArray(), PartitionCount), 0xd9u); // MD5 of nothing: d41d8cd9...
+    EXPECT_EQ(Records::partitionOf(QByteArray(), PartitionCount), 0xd9u); // MD5 of the empty string: d41d8cd9...
     EXPECT_EQ(Records::partitionOf("abc", PartitionCount), 0x98u);        // 90015098...
 }
 
@@ -131,13 +130,13 @@ TEST(RecordKey, FiveDigitLengthReadsBackWrong)
 
     QByteArrayView readHash, readRange;
     ASSERT_TRUE(Records::decodeRecordKey(key, &readHash, &readRange));
-    EXPECT_EQ(readHash.toByteArray(), "0" + QByteArray(999, 'h')); // "1000", and the fifth digit became text
+    EXPECT_EQ(readHash.toByteArray(), "0" + QByteArray(999, 'h')); // "1000"; the fifth digit became text
     EXPECT_EQ(readRange.toByteArray(), QByteArray(9001, 'h') + "range");
 }
 
 TEST(RecordKey, KeysOfOneHashKeyAreOneRun)
 {
-    // Ordered as Berkeley DB orders: no key of another hash key falls between two of the same.
+    // In Berkeley DB's order, no record of another hash key comes between two of the same.
     std::set<std::pair<QByteArray, QByteArray>> ordered; // record key, hash key
     for (const QByteArray hash : {"a", "ab", "abc", "b", "", "0003abc"})
         for (const QByteArray range : {"", "a", "b", "c", "\xff"})
@@ -198,121 +197,6 @@ TEST(KeyBytes, RefuseACharacterThatLatin1Lacks)
         EXPECT_EQ(bytes, "before");
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # key holds a character outside Latin-1"}));
     }
-}
-
-class ExtractKeys : public testing::Test {
-protected:
-    ExtractKeys()
-    {
-        schema_.hash = json(R"({"AttributeName":"id","AttributeType":"S"})");
-        schema_.range = json(R"({"AttributeName":"when","AttributeType":"S"})");
-    }
-
-    /** Runs it and keeps everything that it may change. */
-    int extract(const QByteArray& item)
-    {
-        item_ = json(item);
-        shared_ = item_;
-        const LogCapture log;
-        const int rc = Records::extractKeys(schema_, &item_, &hash_, &range_);
-        lines_ = recordLines(log);
-        EXPECT_EQ(shared_, json(item)) << "a copy of the item changed with it";
-        return rc;
-    }
-
-    KeySchema schema_;
-    QVariantMap item_;
-    QVariantMap shared_;
-    QByteArray hash_ = "old hash";
-    QByteArray range_ = "old range";
-    Lines lines_;
-    const Lines attrMissing_{"[ERROR] bdbrequest # attr missing"};
-};
-
-TEST_F(ExtractKeys, TakesBothKeysOutOfTheItem)
-{
-    EXPECT_EQ(extract(R"({"id":{"S":"abc"},"when":{"S":"2012"},"n":{"N":"1"}})"), StatusSuccess);
-    EXPECT_EQ(hash_, "abc");
-    EXPECT_EQ(range_, "2012");
-    EXPECT_EQ(item_, json(R"({"n":{"N":"1"}})"));
-    EXPECT_EQ(lines_, Lines());
-}
-
-TEST_F(ExtractKeys, WithoutARangeKeyAttributeTheRangeKeyIsEmpty)
-{
-    EXPECT_EQ(extract(R"({"id":{"S":"abc"},"n":{"N":"1"}})"), StatusSuccess);
-    EXPECT_EQ(hash_, "abc");
-    EXPECT_EQ(range_, "");
-    EXPECT_EQ(item_, json(R"({"n":{"N":"1"}})"));
-    EXPECT_EQ(lines_, Lines());
-}
-
-TEST_F(ExtractKeys, AnItemOfNothingButKeysIsEmptyAfterwards)
-{
-    EXPECT_EQ(extract(R"({"id":{"S":""},"when":{"S":""}})"), StatusSuccess);
-    EXPECT_EQ(hash_, "");
-    EXPECT_EQ(range_, "");
-    EXPECT_EQ(item_, QVariantMap());
-}
-
-TEST_F(ExtractKeys, FailsWithoutTheHashKeyAttribute)
-{
-    EXPECT_EQ(extract(R"({"when":{"S":"2012"},"ID":{"S":"abc"}})"), StatusInternalError);
-    EXPECT_EQ(lines_, attrMissing_);
-    EXPECT_EQ(item_, shared_);
-}
-
-TEST_F(ExtractKeys, FailsWhenTheHashKeyIsOfAnotherType)
-{
-    for (const QByteArray item : {R"({"id":{"N":"5"},"when":{"S":"2012"}})", R"({"id":{},"when":{"S":"2012"}})",
-                                  R"({"id":"abc","when":{"S":"2012"}})", R"({"id":null})", R"({"id":{"s":"abc"}})"}) {
-        EXPECT_EQ(extract(item), StatusInternalError) << item.toStdString();
-        EXPECT_EQ(lines_, attrMissing_) << item.toStdString();
-        EXPECT_EQ(item_, shared_) << item.toStdString();
-    }
-}
-
-TEST_F(ExtractKeys, FailsWhenTheRangeKeyIsOfAnotherType)
-{
-    for (const QByteArray item : {R"({"id":{"S":"abc"},"when":{"N":"5"}})", R"({"id":{"S":"abc"},"when":{}})",
-                                  R"({"id":{"S":"abc"},"when":"2012"})", R"({"id":{"S":"abc"},"when":null})"}) {
-        EXPECT_EQ(extract(item), StatusInternalError) << item.toStdString();
-        EXPECT_EQ(lines_, attrMissing_) << item.toStdString();
-    }
-}
-
-TEST_F(ExtractKeys, RefusesAKeyThatLatin1CannotHold)
-{
-    const Lines refused{"[ERROR] bdbrequest # key holds a character outside Latin-1"};
-    EXPECT_EQ(extract("{\"id\":{\"S\":\"\xe2\x82\xac\"},\"when\":{\"S\":\"r\"}}"), StatusInvalidRequest);
-    EXPECT_EQ(lines_, refused);
-    EXPECT_EQ(item_, shared_);
-    EXPECT_EQ(extract("{\"id\":{\"S\":\"h\"},\"when\":{\"S\":\"\xe2\x82\xac\"}}"), StatusInvalidRequest);
-    EXPECT_EQ(lines_, refused);
-}
-
-TEST_F(ExtractKeys, FollowTheTypeThatTheSchemaNames)
-{
-    schema_.hash["AttributeType"] = "N";
-    EXPECT_EQ(extract(R"({"id":{"N":"17"},"when":{"S":"r"}})"), StatusSuccess);
-    EXPECT_EQ(hash_, "17");
-    EXPECT_EQ(range_, "r");
-}
-
-TEST_F(ExtractKeys, OneNameForBothKeysGivesAnEmptyRangeKey)
-{
-    schema_.range["AttributeName"] = "id";
-    EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusSuccess);
-    EXPECT_EQ(hash_, "abc");
-    EXPECT_EQ(range_, "");
-    EXPECT_EQ(item_, QVariantMap());
-}
-
-TEST_F(ExtractKeys, WithoutALoadedSchemaFindNoKey)
-{
-    schema_.hash.clear();
-    EXPECT_EQ(extract(R"({"id":{"S":"abc"}})"), StatusInternalError);
-    EXPECT_EQ(lines_, attrMissing_);
 }
 
 } // namespace

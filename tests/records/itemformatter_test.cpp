@@ -8,7 +8,7 @@
 
 namespace {
 
-/** An item read by its key. */
+/** An item that is read by its key. */
 QByteArray formatted(const QByteArray& stored, const std::optional<QVariantList>& attributesToGet = std::nullopt)
 {
     ItemFormatter format;
@@ -20,7 +20,7 @@ QByteArray formatted(const QByteArray& stored, const std::optional<QVariantList>
     return out.sliced(9);
 }
 
-/** An item of a walk with the keys "h" and "r". */
+/** An item of a walk, with the keys "h" and "r". */
 QByteArray walked(const QByteArray& stored, const KeyNames& names = {"id", "when"},
                   const std::optional<QVariantList>& attributesToGet = std::nullopt)
 {
@@ -33,7 +33,7 @@ QByteArray walked(const QByteArray& stored, const KeyNames& names = {"id", "when
     return out.sliced(9);
 }
 
-/** The same item in a form that is not the one it is stored in, so that it is parsed. */
+/** The same item in a form other than the stored one, so that it has to be parsed. */
 QByteArray respelled(QByteArray stored)
 {
     return ' ' + stored.replace(R"(":)", R"(" : )");
@@ -84,10 +84,10 @@ TEST(ItemFormatter, KeysOfAWalkStandAtTheirPlaceInNameOrder)
         {{"", "z"}, R"({"":)" + h + ',' + a + ',' + b + ',' + c + R"(,"z":)" + r + '}'},
         {{"bb", "ab"}, '{' + a + R"(,"ab":)" + r + ',' + b + R"(,"bb":)" + h + ',' + c + '}'},
         {{"d", "e"}, '{' + a + ',' + b + ',' + c + R"(,"d":)" + h + R"(,"e":)" + r + '}'},
-        {{"a", "c"}, R"({"a":)" + h + ',' + b + R"(,"c":)" + r + '}'}, // they take the place of what was stored there
-        {{"b", "b"}, '{' + a + R"(,"b":)" + r + ',' + c + '}'},        // one name for both: the range key stays
+        {{"a", "c"}, R"({"a":)" + h + ',' + b + R"(,"c":)" + r + '}'}, // they replace stored attributes of these names
+        {{"b", "b"}, '{' + a + R"(,"b":)" + r + ',' + c + '}'},        // the same name for both: the range key wins
         {{"\"", "\xc3\xa4"}, R"({"\"":)" + h + ',' + a + ',' + b + ',' + c + ",\"\xc3\xa4\":" + r + '}'},
-        {{QString::fromUcs4(U"\U0001f600"), QString(u'\ufffd')}, // in the order of UTF-16, as everywhere
+        {{QString::fromUcs4(U"\U0001f600"), QString(u'\ufffd')}, // in UTF-16 order, as everywhere
          '{' + a + ',' + b + ',' + c + ",\"\xf0\x9f\x98\x80\":" + h + ",\"\xef\xbf\xbd\":" + r + '}'},
     };
     for (const Case& k : cases) {
@@ -133,7 +133,7 @@ TEST(ItemFormatter, KeepsOnlyTheListedAttributes)
         {{"A"}, Stored, ""},
         {{"a"}, "{}", ""},
         {{""}, R"({"":{"S":"1"},"a":{"S":"2"}})", R"("":{"S":"1"})"},
-        {{5, QVariant(), QVariantMap{{"a", "b"}}}, // names that are no strings are taken as variants read as one
+        {{5, QVariant(), QVariantMap{{"a", "b"}}}, // names of other types are converted to strings
          R"({"5":{"S":"1"},"a":{"S":"2"}})",
          R"("5":{"S":"1"})"},
         {{QString(u'ä')}, "{\"a\":{\"S\":\"1\"},\"\xc3\xa4\":{\"S\":\"2\"}}", "\"\xc3\xa4\":{\"S\":\"2\"}"},

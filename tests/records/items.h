@@ -13,7 +13,7 @@
 
 #include <ostream>
 
-/** Test failures show texts and trees as such; found by the test framework through the types' namespace. */
+/** Makes test failures show texts and trees readably; found by the test framework through argument-dependent lookup. */
 inline void PrintTo(const QByteArray& bytes, std::ostream* out)
 {
     *out << '"' << bytes.toPercentEncoding(" |{}[]\":,_\\/").toStdString() << '"';
@@ -34,7 +34,7 @@ inline void PrintTo(const QVariantMap& map, std::ostream* out)
     *out << Json::serialize(map).toStdString();
 }
 
-/** An item, a condition map or an update map, as a client sends it. */
+/** An item, a map of conditions or a map of updates, as a client sends it. */
 inline QVariantMap json(const QByteArray& text)
 {
     QVariant value;

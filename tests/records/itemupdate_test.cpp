@@ -17,11 +17,11 @@ struct Case {
     QByteArray item;
     QByteArray updates;
     QByteArray after;      // the item
-    QByteArray updatedOld; // what the answers to the two selective values are
+    QByteArray updatedOld; // the answers for the two selective values
     QByteArray updatedNew;
 };
 
-/** Runs a case with every "ReturnValues"; what is asked for must change nothing but the answer. */
+/** Runs a case with every "ReturnValues", which must change nothing but the answer. */
 void checkCase(const Case& c)
 {
     for (const QByteArray& returnValues : allReturnValues) {
@@ -91,7 +91,7 @@ TEST(ApplyUpdates, AddSetsAMissingAttributeAsGiven)
 {
     checkCase({R"({"k":{"S":"kept"}})", R"({"a":{"Action":"ADD","Value":{"N":"003"}}})",
                R"({"a":{"N":"003"},"k":{"S":"kept"}})", "{}", R"({"a":{"N":"003"}})"});
-    // Also of types that cannot be added to a value.
+    // Including types that do not support ADD.
     checkCase({"{}", R"({"a":{"Action":"ADD","Value":{"SS":["p"]}}})", R"({"a":{"SS":["p"]}})", "{}",
                R"({"a":{"SS":["p"]}})"});
     checkCase(

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <thread>
 
-/** A transaction that holds a lock on a record until this object ends. */
+/** A transaction that holds a lock on a record for the lifetime of this object. */
 class HeldLock {
 public:
     enum Kind { Read, Write };
@@ -33,15 +33,15 @@ private:
 };
 
 /**
- * Makes Berkeley DB give up waiting for a lock that another transaction holds: such a wait soon ends in
- * DB_LOCK_DEADLOCK, as the loser's of a deadlock does. A lock that nobody else holds is granted as ever.
+ * Makes Berkeley DB soon give up waiting for a lock that another transaction holds, with DB_LOCK_DEADLOCK, as for the
+ * loser of a deadlock. A lock that nobody else holds is granted as usual.
  */
 class ExpiringLocks {
 public:
     explicit ExpiringLocks(BDBEnv* env) : env_(env)
     {
         EXPECT_EQ(env_->set_timeout(1000, DB_SET_LOCK_TIMEOUT), 0); // microseconds
-        // Berkeley DB looks for expired waits only when asked to.
+        // Berkeley DB looks for expired waits only on request.
         looking_ = std::thread([this] {
             while (!stop_) {
                 EXPECT_EQ(env_->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0);
@@ -58,7 +58,7 @@ public:
     ExpiringLocks(const ExpiringLocks&) = delete;
     ExpiringLocks& operator=(const ExpiringLocks&) = delete;
 
-    /** How many waits ended so in this environment. */
+    /** How many waits have timed out in this environment. */
     std::size_t count() const
     {
         DB_LOCK_STAT* statistics = nullptr;

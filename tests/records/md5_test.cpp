@@ -19,7 +19,7 @@ QByteArray reference(const QByteArray& data)
     return QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex();
 }
 
-/** Bytes of all values in no order, the same in every run. */
+/** Pseudo-random bytes, the same in every run. */
 QByteArray noise(qsizetype size)
 {
     std::minstd_rand random(static_cast<unsigned>(size) + 1);
@@ -47,7 +47,7 @@ TEST(Md5, GivesTheDigestsOfTheRfc)
 
 TEST(Md5, AgreesWithTheReferenceAtEveryLengthAroundTheBlocks)
 {
-    // 55 is the last length whose end mark and length fit into its block, 64 the block.
+    // 55 is the largest length whose padding fits into the same block; 64 is the block size.
     for (qsizetype size = 0; size <= 4 * 64 + 1; ++size) {
         const QByteArray data = noise(size);
         EXPECT_EQ(hex(Records::md5(data)), reference(data)) << size << " bytes";
@@ -86,7 +86,7 @@ TEST(Md5, NullAndEmptyArraysAreTheSame)
 
 TEST(Md5, ReadsOnlyTheBytesOfTheArray)
 {
-    // A window into a larger text, without a terminator behind it.
+    // A view into a larger text, without a terminator after it.
     const QByteArray text = noise(200);
     for (qsizetype size = 0; size <= 130; ++size) {
         const QByteArray window = QByteArray::fromRawData(text.constData() + 3, size);

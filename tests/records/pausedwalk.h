@@ -11,10 +11,10 @@
 #include <functional>
 #include <thread>
 
-/** Walks that are stopped in the middle: a transaction holds a record that they come to. */
+/** Walks that are paused midway: a transaction holds a record that they get to. */
 class PausedWalkTest : public WalkTest {
 protected:
-    static constexpr int Count = 300; // records of the hash key "a", over many pages
+    static constexpr int Count = 300; // records of the hash key "a", on many pages
 
     static Bytes rangeAt(int n) { return Bytes::number(1000 + n); }
 
@@ -24,7 +24,7 @@ protected:
             put({"a", rangeAt(n)});
     }
 
-    /** Reads a record in `txn`, with DB_RMW in order to write it later. Berkeley DB's result. */
+    /** Reads a record in `txn`, with DB_RMW to write it later. Returns Berkeley DB's result. */
     int read(BDBTxn* txn, int n, u_int32_t flags)
     {
         const Bytes key = Records::recordKey("a", rangeAt(n));
@@ -36,7 +36,7 @@ protected:
         return rc;
     }
 
-    /** Overwrites a record in a transaction that does not wait: DB_LOCK_DEADLOCK when somebody holds its page. */
+    /** Overwrites a record in a transaction that does not wait: DB_LOCK_DEADLOCK if its page is locked. */
     int writeWithoutWaiting(int n, const Bytes& value)
     {
         BDBTxn txn;
@@ -48,7 +48,7 @@ protected:
         return txn.finish(rc);
     }
 
-    /** The first record, from `from` on towards `to`, that nobody holds for writing. */
+    /** The first record, in the direction from `from` to `to`, that is not locked for writing. */
     int lastReadable(int from, int to)
     {
         for (int n = from; n != to; n += from < to ? 1 : -1) {
@@ -60,13 +60,13 @@ protected:
         return to;
     }
 
-    /** A walk in a thread of its own that waits for the page of the record `stop`, which a transaction holds. */
+    /** A walk on its own thread that waits for the page of the record `stop`, which a transaction holds. */
     class PausedWalk {
     public:
         PausedWalk(PausedWalkTest& test, const std::function<int(BDBEnv*)>& walk, int stop)
             : test_(test), connection_(test.env_.registry())
         {
-            EXPECT_EQ(writer_.begin(test.env_.env(), 0), 0); // in front of the walk's, so it is the older one
+            EXPECT_EQ(writer_.begin(test.env_.env(), 0), 0); // before the walk's, so that it is the older one
             lockAsWell(stop);
             const std::uintmax_t before = lockWaits(test.env_.env());
             EXPECT_EQ(connection_.context().envLookup(test.env_.tableName(), 1), 0);
@@ -81,7 +81,7 @@ protected:
         PausedWalk(const PausedWalk&) = delete;
         PausedWalk& operator=(const PausedWalk&) = delete;
 
-        /** Has the transaction lock the page of one more record. Waits for it. */
+        /** Makes the transaction lock the page of one more record, waiting for it if necessary. */
         void lockAsWell(int n) { EXPECT_EQ(test_.read(&writer_, n, DB_RMW), 0); }
 
         /** Overwrites a record in the transaction. */
@@ -93,7 +93,7 @@ protected:
             EXPECT_EQ(test_.db()->put(&writer_, &keyDbt, &data, 0), 0);
         }
 
-        /** Lets the walk go on, and keeps what was written. Its result. */
+        /** Commits the writes and lets the walk continue. Returns its result. */
         [[nodiscard]] int commitAndGoOn()
         {
             EXPECT_EQ(writer_.commit(0), 0);
@@ -101,7 +101,7 @@ protected:
             return result();
         }
 
-        /** Lets the walk go on. Its result. */
+        /** Lets the walk continue. Returns its result. */
         [[nodiscard]] int goOn()
         {
             EXPECT_EQ(writer_.abort(), 0);
@@ -128,7 +128,7 @@ protected:
     };
 
 private:
-    const Deadline deadline_{std::chrono::minutes(2)}; // two that wait for each other outside of Berkeley DB's sight
+    const Deadline deadline_{std::chrono::minutes(2)}; // for deadlocks that Berkeley DB cannot detect
 };
 
 #endif

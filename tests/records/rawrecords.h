@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-/** Reading and writing stored bytes past the record layer. */
+/** Reads and writes stored bytes, bypassing the record layer. */
 
 inline Dbt dbtOf(const QByteArray& bytes)
 {
@@ -26,7 +26,7 @@ inline QByteArray takeBytes(Dbt& dbt)
     return bytes;
 }
 
-/** The stored value of a key; nothing when there is none. */
+/** The stored value of a key, if any. */
 inline std::optional<QByteArray> rawGet(Db* db, const QByteArray& key)
 {
     Dbt keyDbt = dbtOf(key);
@@ -48,7 +48,7 @@ inline void rawPut(Db* db, const QByteArray& key, const QByteArray& value)
 
 using RawRecords = std::map<QByteArray, QByteArray>;
 
-/** Everything that a database holds. */
+/** All records of a database. */
 inline RawRecords rawRecords(Db* db)
 {
     RawRecords records;
@@ -69,7 +69,7 @@ inline RawRecords rawRecords(Db* db)
     return records;
 }
 
-/** What a database file holds when no environment has it open: the bytes as they are on disk. */
+/** All records of a database file that no environment has open: the bytes on disk. */
 inline RawRecords recordsOnDisk(const std::string& path, const char* subDatabase)
 {
     Db db(nullptr, DB_CXX_NO_EXCEPTIONS);

@@ -46,7 +46,7 @@ TEST(RecordBuffers, TheDataBufferHasTheSizeThatWasAskedFor)
     EXPECT_NE(buffers.data()->get_data(), nullptr);
 }
 
-/** A read that answers as Berkeley DB does for a record of `size` bytes, and spoils the key buffer as it may. */
+/** A read that behaves as Berkeley DB does for a record of `size` bytes, and clobbers the key buffer as it may. */
 class Reads {
 public:
     Reads(RecordBuffers* buffers, u_int32_t size) : buffers_(buffers), size_(size) {}
@@ -106,9 +106,9 @@ TEST(RecordBuffers, GrowOnlyOnce)
     Reads reads(&buffers, 0x80001);
     EXPECT_EQ(buffers.readGrowing([&] { return reads(); }), DB_BUFFER_SMALL);
     EXPECT_EQ(reads.capacities, (std::vector<u_int32_t>{4096, 0x80000}));
-    EXPECT_TRUE(buffers.valid()); // nothing failed to be allocated, the record is too long
+    EXPECT_TRUE(buffers.valid()); // no allocation failed: the record is too long
 
-    // A buffer of the largest size has nowhere to go.
+    // A buffer of the largest size cannot grow any further.
     reads.capacities.clear();
     EXPECT_EQ(buffers.readGrowing([&] { return reads(); }), DB_BUFFER_SMALL);
     EXPECT_EQ(reads.capacities, (std::vector<u_int32_t>{0x80000}));

@@ -7,9 +7,9 @@
 #include <vector>
 
 /**
- * The lines of a capture with "#" for the number that follows the origin: these numbers have no fixed meaning, all the
- * rest of a line is compared as it stands. INFO lines are left out, as the threads of an open environment write them
- * whenever they like; the record layer writes none.
+ * The lines of a capture, with "#" in place of the number after the origin: these numbers have no fixed meaning, while
+ * the rest of a line is compared verbatim. Without INFO lines, which the threads of an open environment write at any
+ * time; the record layer writes none.
  */
 inline std::vector<std::string> recordLines(const LogCapture& log)
 {
@@ -30,5 +30,8 @@ inline std::vector<std::string> recordLines(const LogCapture& log)
 }
 
 using Lines = std::vector<std::string>;
+
+/** What is logged about a request that lacks a member. */
+inline const Lines AttrMissing{"[ERROR] bdbrequest # attr missing"};
 
 #endif

@@ -10,7 +10,7 @@ namespace {
 
 class RecordOpsUnderContention : public RecordOps {
 protected:
-    /** Runs `work` with the number of its thread on `count` threads, each with a connection of its own. */
+    /** Runs `work` on `count` threads, passing the number of the thread, each with its own connection. */
     void onThreads(int count, const std::function<void(int, BDBEnv*)>& work)
     {
         std::vector<std::thread> threads;
@@ -67,7 +67,7 @@ TEST_F(RecordOpsUnderContention, NothingIsChangedByADeadlock)
 
 TEST_F(RecordOpsUnderContention, TheReadOfAReadModifyWriteTakesTheWriteLock)
 {
-    // With a plain read, each of these would learn beside another reader that its condition fails.
+    // With a plain read, each of these could detect its failed condition concurrently with another reader.
     store(text_);
     const QVariantMap fails = json(R"({"a":{"Exists":false}})");
     QVariantMap item;
@@ -99,7 +99,7 @@ TEST_F(RecordOpsUnderContention, OppositeOrdersDeadlockAndTheYoungerTransactionL
     ASSERT_EQ(writeItem(second, key_, &ours, nullptr, true, &younger), 0);
     ours = json(R"({"a":{"S":"younger"}})");
 
-    // Whoever waits first, the second wait closes the circle.
+    // Whichever waits first, the second wait completes the cycle.
     int rc = -1;
     std::thread other([&] { rc = writeItem(second, key_, &theirs, nullptr, false, &older); });
     EXPECT_EQ(writeItem(db_, key_, &ours, nullptr, true, &younger), DB_LOCK_DEADLOCK);
@@ -119,13 +119,13 @@ TEST_F(RecordOpsUnderContention, NoAdditionIsLost)
 {
     constexpr int Threads = 8;
     constexpr int Rounds = 50;
-    const CommitFlags flags(DB_TXN_NOSYNC); // a disk that is slow to flush would take its time
+    const CommitFlags flags(DB_TXN_NOSYNC); // independent of the speed of the disk
     const QVariantMap add = json(R"({"n":{"Action":"ADD","Value":{"N":"1"}}})");
     const LogCapture log;
     onThreads(Threads, [&](int, BDBEnv* env) {
         QVariantMap result;
         for (int i = 0; i < Rounds; ++i) {
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] { return Records::updateDb(env, db_, key_, add, nullptr, nullptr, &result); }, [](int) {});
             EXPECT_EQ(rc, 0);
         }
@@ -144,7 +144,7 @@ TEST_F(RecordOpsUnderContention, OnlyOneCreatorWins)
         std::atomic<int> losers{0};
         onThreads(4, [&](int number, BDBEnv* env) {
             QVariantMap item;
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] {
                     item = {{"owner", QVariantMap{{"N", QString::number(number)}}}};
                     return writeItem(env, db_, key, &item, &missing, false);
@@ -165,7 +165,7 @@ TEST_F(RecordOpsUnderContention, OnlyOneCreatorWins)
 
 TEST_F(RecordOpsUnderContention, ReadersSeeWholeItems)
 {
-    // Two attributes that every writer sets to the same value, one of them long enough for a second read.
+    // Every writer sets two attributes to the same value, one of them long enough to need a second read.
     const CommitFlags flags(DB_TXN_NOSYNC);
     const auto itemOf = [](int value) {
         const QString text(value % 2 == 0 ? 10 : 6000, QChar('a' + value));
@@ -176,7 +176,7 @@ TEST_F(RecordOpsUnderContention, ReadersSeeWholeItems)
     onThreads(4, [&](int number, BDBEnv* env) {
         for (int i = 0; i < 50; ++i) {
             QVariantMap item;
-            const int rc = retryOnDeadlock(
+            const int rc = Deadlocks::retry(
                 [&] {
                     if (number % 2 == 0)
                         return readItem(env, db_, key_, &item);

@@ -101,7 +101,7 @@ TEST_F(GetDb, ALongerValueCannotBeRead)
 
 TEST_F(GetDb, OtherErrorsAreHandedOnWithALine)
 {
-    TableEnv foreign; // a transaction of one environment is of no use in another
+    TableEnv foreign; // a transaction cannot be used in another environment
     store("{}");
     const LogCapture log;
     EXPECT_EQ(readItem(foreign.env(), db_, key_, &item_), EINVAL);

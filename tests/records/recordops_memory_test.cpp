@@ -10,14 +10,14 @@
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool MemoryCanBeLimited = false; // the sanitizers' own memory would be
+constexpr bool MemoryCanBeLimited = false; // it would limit the sanitizers' own memory
 #else
 constexpr bool MemoryCanBeLimited = true;
 #endif
 
 constexpr std::size_t BlockBytes = 0x80000;
 
-/** While it lives, blocks of BlockBytes cannot be allocated; small ones can. */
+/** During its lifetime, blocks of BlockBytes cannot be allocated, while small ones can. */
 class MemoryShortage {
 public:
     MemoryShortage()
@@ -26,7 +26,7 @@ public:
         rlimit limit = before_;
         limit.rlim_cur = addressSpace();
         EXPECT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
-        // What was reserved and freed before can still be handed out: take it.
+        // Uses up the freed memory that could still be allocated.
         while (count_ < blocks_.size() && (blocks_[count_] = std::malloc(BlockBytes)) != nullptr)
             ++count_;
         EXPECT_LT(count_, blocks_.size());
@@ -64,7 +64,24 @@ protected:
     {
         if (!MemoryCanBeLimited)
             GTEST_SKIP() << "memory cannot be limited in this build";
-        ASSERT_NO_FATAL_FAILURE(settle()); // a checkpoint without memory ends the process
+        ASSERT_NO_FATAL_FAILURE(settle()); // as a checkpoint that gets no memory ends the process
+    }
+
+    /** An operation that runs out of memory must fail with these lines and change nothing. */
+    template <typename Operation> void expectFailure(const Lines& lines, Operation operation)
+    {
+        const RawRecords records = rawRecords(db_);
+        const LogCapture log;
+        int rc = -1;
+        {
+            const MemoryShortage shortage;
+            rc = operation();
+        }
+        EXPECT_EQ(rc, StatusInternalError);
+        EXPECT_EQ(ownLines(log), lines);
+        EXPECT_EQ(item_, before_);
+        EXPECT_EQ(activeTransactions(), 0u);
+        EXPECT_EQ(rawRecords(db_), records);
     }
 
     const QVariantMap before_ = json(R"({"before":{"S":"call"}})");
@@ -77,46 +94,19 @@ protected:
 
 TEST_F(RecordOpsWithoutMemory, AKeyBufferThatCannotBeAllocatedIsAnInternalError)
 {
-    const auto check = [&](const Lines& lines, auto operation) {
-        const LogCapture log;
-        int rc = -1;
-        {
-            const MemoryShortage shortage;
-            rc = operation();
-        }
-        EXPECT_EQ(rc, StatusInternalError);
-        EXPECT_EQ(ownLines(log), lines);
-        EXPECT_EQ(item_, before_);
-        EXPECT_EQ(activeTransactions(), 0u);
-    };
-    check(crit_, [&] { return readItem(env(), db_, longKey_, &item_); });
-    check(error_, [&] { return writeItem(env(), db_, longKey_, &item_, nullptr, false); });
-    check(crit_, [&] { return Records::deleteDb(env(), db_, longKey_, nullptr, nullptr); });
-    check(crit_, [&] { return Records::updateDb(env(), db_, longKey_, updates_, nullptr, nullptr, &item_); });
-    EXPECT_EQ(rawRecords(db_), RawRecords());
+    expectFailure(crit_, [&] { return readItem(env(), db_, longKey_, &item_); });
+    expectFailure(error_, [&] { return writeItem(env(), db_, longKey_, &item_, nullptr, false); });
+    expectFailure(crit_, [&] { return Records::deleteDb(env(), db_, longKey_, nullptr, nullptr); });
+    expectFailure(crit_, [&] { return Records::updateDb(env(), db_, longKey_, updates_, nullptr, nullptr, &item_); });
 }
 
 TEST_F(RecordOpsWithoutMemory, ADataBufferThatCannotGrowIsAnInternalError)
 {
-    const QByteArray text = textOfSize(5000);
-    store(text);
-    const auto check = [&](const Lines& lines, auto operation) {
-        const LogCapture log;
-        int rc = -1;
-        {
-            const MemoryShortage shortage;
-            rc = operation();
-        }
-        EXPECT_EQ(rc, StatusInternalError);
-        EXPECT_EQ(ownLines(log), lines);
-        EXPECT_EQ(item_, before_);
-        EXPECT_EQ(activeTransactions(), 0u);
-        EXPECT_EQ(stored(), text);
-    };
-    check(crit_, [&] { return readItem(env(), db_, key_, &item_); });
-    check(error_, [&] { return writeItem(env(), db_, key_, &item_, nullptr, true); });
-    check(crit_, [&] { return Records::deleteDb(env(), db_, key_, nullptr, &item_); });
-    check(crit_, [&] { return Records::updateDb(env(), db_, key_, updates_, nullptr, nullptr, &item_); });
+    store(textOfSize(5000));
+    expectFailure(crit_, [&] { return readItem(env(), db_, key_, &item_); });
+    expectFailure(error_, [&] { return writeItem(env(), db_, key_, &item_, nullptr, true); });
+    expectFailure(crit_, [&] { return Records::deleteDb(env(), db_, key_, nullptr, &item_); });
+    expectFailure(crit_, [&] { return Records::updateDb(env(), db_, key_, updates_, nullptr, nullptr, &item_); });
 }
 
 } // namespace

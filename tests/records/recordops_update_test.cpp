@@ -2,23 +2,6 @@
 
 namespace {
 
-class UpdateDb : public RecordOps {
-protected:
-    /** Null texts stand for absent arguments. */
-    int update(const QByteArray& updates, const QByteArray& returnValues = QByteArray(),
-               const QByteArray& expected = QByteArray())
-    {
-        const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
-        return Records::updateDb(env(), db_, key_, json(updates), expected.isNull() ? nullptr : &conditions,
-                                 returnValues.isNull() ? nullptr : &returnValues, &result_);
-    }
-
-    QVariantMap result_ = json(R"({"before":{"S":"call"}})");
-    const QVariantMap before_ = result_;
-    const QByteArray text_ = R"({"a":{"S":"x"},"n":{"N":"40"}})";
-    const QByteArray putA_ = R"({"a":{"Action":"PUT","Value":{"S":"y"}}})";
-};
-
 TEST_F(UpdateDb, ChangesTheStoredItem)
 {
     store(text_);
@@ -27,7 +10,7 @@ TEST_F(UpdateDb, ChangesTheStoredItem)
                      R"("n":{"Action":"ADD","Value":{"N":"2"}}})"),
               0);
     EXPECT_EQ(rawRecords(db_), (RawRecords{{"0004hashrange", R"({"b":{"SS":["p"]},"n":{"N":"42"}})"}}));
-    EXPECT_EQ(result_, before_); // nothing was asked for
+    EXPECT_EQ(result_, before_); // nothing was requested
     EXPECT_EQ(recordLines(log), Lines());
 }
 
@@ -55,7 +38,7 @@ TEST_F(UpdateDb, AddOnAMissingAttributeStoresTheNumberAsGiven)
 
 TEST_F(UpdateDb, AMissingItemThatStaysEmptyIsNotWritten)
 {
-    const RefusedWrites refused(env(), db_); // every attempt to write would be seen
+    const RefusedWrites refused(env(), db_); // any attempt to write would fail
     for (const QByteArray updates : {R"({"a":{"Action":"DELETE"}})", "{}", R"({"a":{"Action":"OTHER"}})"}) {
         for (const QByteArray& returnValues : {QByteArray(), QByteArray("ALL_NEW"), QByteArray("ALL_OLD")}) {
             const LogCapture log;
@@ -152,88 +135,6 @@ TEST_F(UpdateDb, AFailedConditionWritesNothing)
     EXPECT_EQ(stored(), text_);
     EXPECT_EQ(result_, before_);
     EXPECT_EQ(recordLines(log), Lines());
-}
-
-TEST_F(UpdateDb, AMalformedConditionWritesNothing)
-{
-    store(text_);
-    const LogCapture log;
-    EXPECT_EQ(update(putA_, "ALL_OLD", R"({"a":{}})"), StatusInternalError);
-    EXPECT_EQ(stored(), text_);
-    EXPECT_EQ(result_, before_);
-    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # attr missing"}));
-}
-
-TEST_F(UpdateDb, AFailedAddWritesNothing)
-{
-    store(text_);
-    const LogCapture log;
-    EXPECT_EQ(update(R"({"a":{"Action":"PUT","Value":{"S":"y"}},"n":{"Action":"ADD","Value":{"S":"2"}}})", "ALL_OLD"),
-              StatusNotFound);
-    EXPECT_EQ(stored(), text_);
-    EXPECT_EQ(result_, before_);
-    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # attr missing"}));
-}
-
-TEST_F(UpdateDb, StoredTextThatIsNoJsonFails)
-{
-    for (const QByteArray& text : {QByteArray("no JSON"), QByteArray(), QByteArray("{} x")}) {
-        store(text);
-        const LogCapture log;
-        EXPECT_EQ(update(putA_, "ALL_OLD"), StatusInternalError);
-        EXPECT_EQ(stored(), text);
-        EXPECT_EQ(result_, before_);
-        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # parser failed"}));
-        EXPECT_EQ(activeTransactions(), 0u);
-    }
-}
-
-TEST_F(UpdateDb, AValueTooLongToBeReadFailsWithTheSizesInALine)
-{
-    const QByteArray text = textOfSize(0x80001);
-    store(text);
-    const LogCapture log;
-    EXPECT_EQ(update(putA_, "ALL_OLD"), DB_BUFFER_SMALL);
-    EXPECT_TRUE(stored() == text);
-    EXPECT_EQ(result_, before_);
-    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # updateDb get failed for " + keyText_ +
-                                       " key ulen 4096 key size 13 data ulen 524288 data size 524289"}));
-}
-
-TEST_F(UpdateDb, OtherReadErrorsAreHandedOnWithALine)
-{
-    TableEnv foreign; // a transaction of one environment is of no use in another
-    store(text_);
-    const LogCapture log;
-    EXPECT_EQ(Records::updateDb(foreign.env(), db_, key_, json(putA_), nullptr, nullptr, &result_), EINVAL);
-    EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdbrequest # updateDb get failed for " + keyText_ +
-                                    " key ulen 4096 key size 13 data ulen 4096 data size 0"}));
-    EXPECT_EQ(stored(), text_);
-}
-
-TEST_F(UpdateDb, AFailedWriteIsHandedOnWithALine)
-{
-    store(text_);
-    const RefusedWrites refused(env(), db_);
-    const LogCapture log;
-    EXPECT_EQ(update(putA_, "ALL_OLD"), EACCES);
-    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # db put failed for " + keyText_ + " rc 13"}));
-    EXPECT_EQ(stored(), text_);
-    EXPECT_EQ(result_, before_);
-}
-
-TEST_F(UpdateDb, ATransactionThatCannotBeginIsHandedOn)
-{
-    ASSERT_NO_FATAL_FAILURE(settle());
-    store(text_);
-    const LogCapture log;
-    {
-        const Panic panic(env());
-        EXPECT_EQ(update(putA_, "ALL_OLD"), DB_RUNRECOVERY);
-    }
-    EXPECT_EQ(ownLines(log), (Lines{"[ERROR] bdb # txn init failed rc -30973"}));
-    EXPECT_EQ(stored(), text_);
-    EXPECT_EQ(result_, before_);
 }
 
 TEST_F(UpdateDb, CommitsWithTheServersFlags)

@@ -22,7 +22,7 @@
 #include <optional>
 #include <string>
 
-/** getDb for a test that looks at the item and not at its text. `item` is changed only on 0. */
+/** getDb for tests that want the item, not its text. `item` is changed only on 0. */
 inline int readItem(BDBEnv* env, BDBIndex* db, const QByteArray& key, QVariantMap* item)
 {
     ItemFormatter format;
@@ -34,7 +34,7 @@ inline int readItem(BDBEnv* env, BDBIndex* db, const QByteArray& key, QVariantMa
     return rc;
 }
 
-/** putDb for a test that has the item and not its text. With `returnOld` the item is then the one that it replaced. */
+/** putDb for tests that have the item, not its text. With `returnOld`, `item` then holds the item it replaced. */
 inline int writeItem(BDBEnv* env, BDBIndex* db, const QByteArray& key, QVariantMap* item, const QVariantMap* expected,
                      bool returnOld)
 {
@@ -48,7 +48,7 @@ inline int writeItem(BDBIndex* db, const QByteArray& key, QVariantMap* item, con
     return Records::putDb(db, key, Json::serialize(*item), expected, returnOld ? item : nullptr, txn);
 }
 
-/** A database of items in a real environment. Every test ends with the check that no transaction was left open. */
+/** A database of items in a real environment. Each test ends by checking that no transaction was left open. */
 class RecordOps : public testing::Test {
 protected:
     RecordOps() : db_(tables_.index()) {}
@@ -57,48 +57,17 @@ protected:
 
     BDBEnv* env() { return tables_.env(); }
 
-    unsigned activeTransactions()
-    {
-        DB_TXN_STAT* statistics = nullptr;
-        EXPECT_EQ(env()->txn_stat(&statistics, 0), 0);
-        const unsigned active = statistics->st_nactive;
-        std::free(statistics);
-        return active;
-    }
-
-    /** How many transactions were aborted so far. */
-    std::size_t aborts()
-    {
-        DB_TXN_STAT* statistics = nullptr;
-        EXPECT_EQ(env()->txn_stat(&statistics, 0), 0);
-        const std::size_t aborted = statistics->st_naborts;
-        std::free(statistics);
-        return aborted;
-    }
-
-    /** How often a lock was asked for, granted or not. */
-    std::size_t lockRequests()
-    {
-        DB_LOCK_STAT* statistics = nullptr;
-        EXPECT_EQ(env()->lock_stat(&statistics, 0), 0);
-        const std::size_t requests = statistics->st_nrequests;
-        std::free(statistics);
-        return requests;
-    }
-
-    /** How often the log was written to disk. */
-    std::size_t logWrites()
-    {
-        DB_LOG_STAT* statistics = nullptr;
-        EXPECT_EQ(env()->log_stat(&statistics, 0), 0);
-        const std::size_t writes = statistics->st_wcount;
-        std::free(statistics);
-        return writes;
-    }
+    std::size_t activeTransactions() { return statistics(&BDBEnv::txn_stat).st_nactive; }
+    /** How many transactions have been aborted. */
+    std::size_t aborts() { return statistics(&BDBEnv::txn_stat).st_naborts; }
+    /** How many times a lock has been requested, granted or not. */
+    std::size_t lockRequests() { return statistics(&BDBEnv::lock_stat).st_nrequests; }
+    /** How many times the log has been written to disk. */
+    std::size_t logWrites() { return statistics(&BDBEnv::log_stat).st_wcount; }
 
     /**
-     * Opens the environment anew and waits until its first checkpoint is over: the checkpoint writes to the log, and
-     * the process ends when it fails.
+     * Reopens the environment and waits for its first checkpoint to finish: the checkpoint writes to the log, and its
+     * failure ends the process.
      */
     void settle()
     {
@@ -111,7 +80,7 @@ protected:
     void store(const QByteArray& text) { rawPut(db_, key_, text); }
     std::optional<QByteArray> stored() { return rawGet(db_, key_); }
 
-    /** An item whose stored text has exactly this many bytes. */
+    /** An item whose stored text has exactly `size` bytes. */
     static QByteArray textOfSize(qsizetype size)
     {
         const QByteArray front = R"({"a":{"S":")";
@@ -119,7 +88,7 @@ protected:
         return front + QByteArray(size - front.size() - back.size(), 'v') + back;
     }
 
-    /** The lines without the ones in which Berkeley DB itself, or a thread of the environment, reports a failure. */
+    /** The lines without those in which Berkeley DB itself or a thread of the environment reports a failure. */
     static Lines ownLines(const LogCapture& log)
     {
         Lines lines = recordLines(log);
@@ -133,11 +102,68 @@ protected:
     BDBIndex* db_;
     const QByteArray key_ = Records::recordKey("hash", "range");
     const std::string keyText_ = "0004hashrange";
+
+private:
+    /** A structure of counters that the environment keeps. */
+    template <typename Statistics> Statistics statistics(int (DbEnv::*read)(Statistics**, u_int32_t))
+    {
+        Statistics* counters = nullptr;
+        EXPECT_EQ((env()->*read)(&counters, 0), 0);
+        const Statistics copy = *counters;
+        std::free(counters);
+        return copy;
+    }
+};
+
+class PutDb : public RecordOps {
+protected:
+    /** Writes `item_` in a transaction of its own. */
+    int put(const QByteArray& expected = QByteArray(), bool returnOld = false)
+    {
+        const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
+        return writeItem(env(), db_, key_, &item_, expected.isNull() ? nullptr : &conditions, returnOld);
+    }
+
+    QVariantMap item_ = json(R"({"a":{"S":"new"}})");
+    const QVariantMap before_ = item_;
+    const QByteArray newText_ = R"({"a":{"S":"new"}})";
+    const QByteArray oldText_ = R"({"a":{"S":"old"},"b":{"N":"1"}})";
+};
+
+class DeleteDb : public RecordOps {
+protected:
+    int del(const QByteArray& expected = QByteArray(), bool returnOld = false)
+    {
+        const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
+        return Records::deleteDb(env(), db_, key_, expected.isNull() ? nullptr : &conditions,
+                                 returnOld ? &old_ : nullptr);
+    }
+
+    QVariantMap old_ = json(R"({"before":{"S":"call"}})");
+    const QVariantMap before_ = old_;
+    const QByteArray text_ = R"({"a":{"S":"x"},"b":{"N":"1"}})";
+};
+
+class UpdateDb : public RecordOps {
+protected:
+    /** Null texts stand for missing arguments. */
+    int update(const QByteArray& updates, const QByteArray& returnValues = QByteArray(),
+               const QByteArray& expected = QByteArray())
+    {
+        const QVariantMap conditions = expected.isNull() ? QVariantMap() : json(expected);
+        return Records::updateDb(env(), db_, key_, json(updates), expected.isNull() ? nullptr : &conditions,
+                                 returnValues.isNull() ? nullptr : &returnValues, &result_);
+    }
+
+    QVariantMap result_ = json(R"({"before":{"S":"call"}})");
+    const QVariantMap before_ = result_;
+    const QByteArray text_ = R"({"a":{"S":"x"},"n":{"N":"40"}})";
+    const QByteArray putA_ = R"({"a":{"Action":"PUT","Value":{"S":"y"}}})";
 };
 
 /**
- * While it lives, Berkeley DB refuses with EACCES to write to a database and to delete what is in it: an index over the
- * records is kept that accepts none. Reads go on, those that take a write lock as well.
+ * During its lifetime, Berkeley DB fails all writes to and deletes from a database with EACCES: a secondary index on it
+ * rejects every record. Reads still work, including those that take a write lock.
  */
 class RefusedWrites {
 public:
@@ -157,8 +183,8 @@ private:
 };
 
 /**
- * Makes Berkeley DB refuse everything in an environment while this object lives, as it does after a fatal error. Wants
- * a settled environment.
+ * During its lifetime, Berkeley DB fails every call in an environment, as after a fatal error. Needs a settled
+ * environment.
  */
 class Panic {
 public:
@@ -171,7 +197,7 @@ private:
     BDBEnv* env_;
 };
 
-/** The flags of every commit while this object lives. */
+/** Sets the flags of all commits during its lifetime. */
 class CommitFlags {
 public:
     explicit CommitFlags(std::uint32_t flags) : before_(Settings::txnCommitFlags())

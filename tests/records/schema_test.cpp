@@ -1,49 +1,12 @@
-#include "records/schema.h"
+#include "schemafixture.h"
 
-#include "items.h"
 #include "locks.h"
-#include "rawrecords.h"
-#include "recordlines.h"
-#include "records/encoding.h"
-#include "records/recordops.h"
-#include "records/requeststatus.h"
-#include "support/tableenv.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <string>
 #include <thread>
 
 namespace {
-
-const QByteArray goodSchema = R"({"HashKeyElement":{"AttributeName":"id","AttributeType":"S"},)"
-                              R"("RangeKeyElement":{"AttributeName":"when","AttributeType":"S"}})";
-
-class LoadSchema : public testing::Test {
-protected:
-    /** Stores a table description with this key schema; its text as it is stored. */
-    QByteArray store(const QByteArray& keySchema)
-    {
-        const QByteArray text = R"({"CreationDateTime":123456,"KeySchema":)" + keySchema + R"(,"TableName":"t"})";
-        storeText(text);
-        return text;
-    }
-
-    void storeText(const QByteArray& text) { rawPut(tables_.index("t", "meta"), "0011tableschema", text); }
-
-    int load(bool rawOnly = false)
-    {
-        return Records::loadSchema(context(), tables_.tableName(), &description_, rawOnly);
-    }
-
-    TableContext& context() { return tables_.context(); }
-    const QVariantMap& hashElement() { return context().keySchema()->hash; }
-    const QVariantMap& rangeElement() { return context().keySchema()->range; }
-
-    TableEnv tables_;
-    QVariantMap description_;
-};
 
 TEST_F(LoadSchema, RecordKeyIsTheLengthAndTheName)
 {
@@ -53,7 +16,7 @@ TEST_F(LoadSchema, RecordKeyIsTheLengthAndTheName)
 
 TEST_F(LoadSchema, RemembersTheKeyElements)
 {
-    const QByteArray text = store(goodSchema);
+    const QByteArray text = store(GoodSchema);
     const LogCapture log;
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, json(text));
@@ -65,7 +28,7 @@ TEST_F(LoadSchema, RemembersTheKeyElements)
 
 TEST_F(LoadSchema, ReadsWhatPutDbStored)
 {
-    QVariantMap description{{"KeySchema", json(goodSchema)}, {"TableName", QString("t")}};
+    QVariantMap description{{"KeySchema", json(GoodSchema)}, {"TableName", QString("t")}};
     ASSERT_EQ(Records::putDb(tables_.env(), tables_.index("t", "meta"), Records::schemaRecordKey(),
                              Json::serialize(description), nullptr, nullptr),
               0);
@@ -75,7 +38,7 @@ TEST_F(LoadSchema, ReadsWhatPutDbStored)
 
 TEST_F(LoadSchema, OpensTheEnvironmentOfTheTableName)
 {
-    const QByteArray text = store(goodSchema);
+    const QByteArray text = store(GoodSchema);
     context().leave();
     EXPECT_EQ(load(), StatusSuccess);
     EXPECT_EQ(description_, json(text));
@@ -84,10 +47,10 @@ TEST_F(LoadSchema, OpensTheEnvironmentOfTheTableName)
 
 TEST_F(LoadSchema, ReadsTheMetaSubDatabaseOfTheTablesOwnFile)
 {
-    store(goodSchema);
+    store(GoodSchema);
     QVariantMap description;
     EXPECT_EQ(Records::loadSchema(context(), tables_.tableName("other"), &description, false), StatusNotFound);
-    rawPut(tables_.index("third", "data"), "0011tableschema", R"({"KeySchema":)" + goodSchema + "}");
+    rawPut(tables_.index("third", "data"), "0011tableschema", R"({"KeySchema":)" + GoodSchema + "}");
     EXPECT_EQ(Records::loadSchema(context(), tables_.tableName("third"), &description, false), StatusNotFound);
     EXPECT_EQ(description, QVariantMap());
 }
@@ -103,10 +66,10 @@ TEST_F(LoadSchema, KeepsOtherMembersOfAnElement)
 
 TEST_F(LoadSchema, ALoadedSchemaServesWithoutDatabaseAccess)
 {
-    store(goodSchema);
+    store(GoodSchema);
     ASSERT_EQ(load(), StatusSuccess);
 
-    // Neither the record, nor the environment, nor the registry is asked.
+    // Neither the record, the environment nor the registry is accessed.
     storeText("no JSON");
     context().leave();
     const QMutexLocker locker(&tables_.registry()->mutex());
@@ -120,7 +83,7 @@ TEST_F(LoadSchema, ALoadedSchemaServesWithoutDatabaseAccess)
 
 TEST_F(LoadSchema, AskedForTheDescriptionReadsAgain)
 {
-    store(goodSchema);
+    store(GoodSchema);
     ASSERT_EQ(load(), StatusSuccess);
     const QByteArray changed = store(R"({"HashKeyElement":{"AttributeName":"new","AttributeType":"S"},)"
                                      R"("RangeKeyElement":{"AttributeName":"newer","AttributeType":"S"}})");
@@ -130,142 +93,10 @@ TEST_F(LoadSchema, AskedForTheDescriptionReadsAgain)
     EXPECT_EQ(rangeElement().value("AttributeName"), "newer");
 }
 
-TEST_F(LoadSchema, AMissingRecordIsNotFound)
-{
-    for (const bool rawOnly : {false, true}) {
-        const LogCapture log;
-        EXPECT_EQ(load(rawOnly), StatusNotFound);
-        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # schema load failed rc 3"}));
-        EXPECT_EQ(description_, QVariantMap());
-        EXPECT_FALSE(context().keySchema());
-    }
-}
-
-TEST_F(LoadSchema, ARecordThatIsNoJsonIsAnInternalError)
-{
-    for (const QByteArray text : {"no JSON", "", "{", R"({"KeySchema":{}} x)"}) {
-        storeText(text);
-        const LogCapture log;
-        EXPECT_EQ(load(), StatusInternalError) << text.toStdString();
-        EXPECT_EQ(recordLines(log),
-                  (Lines{"[ERROR] bdbrequest # parser error", "[ERROR] bdbrequest # schema load failed rc 2"}))
-            << text.toStdString();
-        EXPECT_EQ(description_, QVariantMap());
-        EXPECT_FALSE(context().keySchema());
-    }
-}
-
-TEST_F(LoadSchema, OtherBerkeleyDbErrorsAreHandedOn)
-{
-    storeText('"' + QByteArray(600000, 'x') + '"'); // longer than what can be read
-    const LogCapture log;
-    EXPECT_EQ(load(), DB_BUFFER_SMALL);
-    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # dbindex get failed for 0011tableschema rc -30999",
-                                       "[ERROR] bdbrequest # schema load failed rc -30999"}));
-    EXPECT_FALSE(context().keySchema());
-}
-
-TEST_F(LoadSchema, AnEnvironmentThatCannotBeOpenedIsHandedOn)
-{
-    const std::string missing = tables_.directory().file("missing");
-    const LogCapture log;
-    EXPECT_EQ(Records::loadSchema(context(), QByteArray::fromStdString(missing) + "|t", &description_, false),
-              StatusNotFound);
-    EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # Failed to open env path: " + missing + " id env::" + missing +
-                                       " rc " + std::to_string(ENOENT)}));
-}
-
-TEST_F(LoadSchema, ADatabaseThatCannotBeOpenedIsHandedOn)
-{
-    tables_.directory().makeDirectory("t");
-    const LogCapture log;
-    EXPECT_EQ(load(), 12);
-    const Lines lines = recordLines(log);
-    ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(),
-              "[CRIT] bdb # Failed to open DB dbpath: t dbname meta rc " + std::to_string(EISDIR) + " flags 289");
-}
-
-TEST_F(LoadSchema, RefusesAKeySchemaThatIsNotTwoStrings)
-{
-    const QByteArray goodHash = R"({"AttributeName":"id","AttributeType":"S"})";
-    struct Case {
-        QByteArray keySchema;
-        int rc1, rc2;
-    };
-    const Case cases[] = {
-        {"{}", 2, 2},
-        {"null", 2, 2},
-        {R"("text")", 2, 2},
-        {"[]", 2, 2},
-        {R"({"HashKeyElement":)" + goodHash + "}", 0, 2},
-        {R"({"RangeKeyElement":)" + goodHash + "}", 2, 0},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"N"}})", 0,
-         2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"B"}})", 0,
-         2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"s"}})", 0,
-         2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":"SS"}})", 0,
-         2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when","AttributeType":null}})", 0,
-         2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeName":"when"}})", 0, 2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{"AttributeType":"S"}})", 0, 2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":{}})", 0, 2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":null})", 0, 2},
-        {R"({"HashKeyElement":)" + goodHash + R"(,"RangeKeyElement":"when"})", 0, 2},
-        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeName":"id","AttributeType":"N"}})", 2,
-         0},
-        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeName":"id"}})", 2, 0},
-        {R"({"RangeKeyElement":)" + goodHash + R"(,"HashKeyElement":{"AttributeType":"S"}})", 2, 0},
-        {R"({"HashKeyElement":{"AttributeName":"a","AttributeType":"N"},)"
-         R"("RangeKeyElement":{"AttributeName":"b","AttributeType":"N"}})",
-         2, 2},
-        {R"({"hashkeyelement":)" + goodHash + R"(,"rangekeyelement":)" + goodHash + "}", 2, 2},
-    };
-    for (const Case& c : cases) {
-        const QByteArray text = store(c.keySchema);
-        description_.clear();
-        const LogCapture log;
-        EXPECT_EQ(load(), StatusNotFound) << c.keySchema.toStdString();
-        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # wrond key rc1 " + std::to_string(c.rc1) + " rc2 " +
-                                           std::to_string(c.rc2)}))
-            << c.keySchema.toStdString();
-        EXPECT_EQ(description_, json(text)) << c.keySchema.toStdString();
-        EXPECT_FALSE(context().keySchema()) << c.keySchema.toStdString();
-    }
-}
-
-TEST_F(LoadSchema, ADescriptionWithoutAKeySchemaIsRefused)
-{
-    for (const QByteArray text : {"{}", R"({"TableName":"t"})", "5", "[]", R"("text")"}) {
-        storeText(text);
-        const LogCapture log;
-        EXPECT_EQ(load(), StatusNotFound) << text.toStdString();
-        EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # wrond key rc1 2 rc2 2"})) << text.toStdString();
-        EXPECT_FALSE(context().keySchema());
-    }
-}
-
-TEST_F(LoadSchema, AFailureKeepsTheSchemaThatWasThere)
-{
-    store(goodSchema);
-    ASSERT_EQ(load(), StatusSuccess);
-    for (const QByteArray keySchema : {R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"},)"
-                                       R"("RangeKeyElement":{"AttributeName":"n","AttributeType":"N"}})",
-                                       R"({"HashKeyElement":{"AttributeName":"other","AttributeType":"S"}})"}) {
-        store(keySchema);
-        EXPECT_EQ(load(), StatusNotFound) << keySchema.toStdString();
-        EXPECT_EQ(hashElement().value("AttributeName"), "id");
-        EXPECT_EQ(rangeElement().value("AttributeName"), "when");
-    }
-}
-
 TEST_F(LoadSchema, RawOnlyChecksAndRemembersNothing)
 {
     for (const QByteArray& keySchema :
-         {QByteArray("{}"), QByteArray("5"), goodSchema, QByteArray(R"({"HashKeyElement":{"AttributeName":"id"}})")}) {
+         {QByteArray("{}"), QByteArray("5"), GoodSchema, QByteArray(R"({"HashKeyElement":{"AttributeName":"id"}})")}) {
         const QByteArray text = store(keySchema);
         const LogCapture log;
         EXPECT_EQ(load(true), StatusSuccess) << keySchema.toStdString();
@@ -277,7 +108,7 @@ TEST_F(LoadSchema, RawOnlyChecksAndRemembersNothing)
 
 TEST_F(LoadSchema, RawOnlyLeavesALoadedSchemaAlone)
 {
-    store(goodSchema);
+    store(GoodSchema);
     ASSERT_EQ(load(), StatusSuccess);
     const QByteArray text = store("{}");
     EXPECT_EQ(load(true), StatusSuccess);
@@ -288,7 +119,7 @@ TEST_F(LoadSchema, RawOnlyLeavesALoadedSchemaAlone)
 
 TEST_F(LoadSchema, RetriesADeadlockAndWarnsFromTheThird)
 {
-    const QByteArray text = store(goodSchema);
+    const QByteArray text = store(GoodSchema);
     BDBIndex* meta = tables_.index("t", "meta");
     const ExpiringLocks expiring(tables_.env());
     const LogCapture log;

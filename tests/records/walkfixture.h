@@ -21,13 +21,13 @@
 using Bytes = QByteArray;
 using Keys = std::pair<Bytes, Bytes>; // hash key, range key
 
-/** A key with the zero byte behind it that walks hand out. */
+/** A key with the terminating zero byte that walks return. */
 inline Bytes terminated(const Bytes& key)
 {
     return key + Bytes(1, '\0');
 }
 
-/** The items that a walk gathered, read back from their JSON. */
+/** The items that a walk gathered, parsed from their JSON. */
 inline QVariantList itemsIn(const Bytes& joined)
 {
     QVariant list;
@@ -42,7 +42,7 @@ inline Bytes joined(const QVariantList& items)
     return list.sliced(1, list.size() - 2);
 }
 
-/** What scans of one partition after another have gathered, with the items as values. */
+/** What scans of successive partitions have gathered, with the items as values. */
 struct Scanned {
     int limit = 0; // records still to examine
     int count = 0;
@@ -59,7 +59,7 @@ struct Queried {
     Bytes lastRange;
 };
 
-/** scanDb with items as values, which adds to what was gathered before. */
+/** scanDb with items as values; adds to what was gathered before. */
 inline int scanItems(BDBEnv* env, BDBIndex* db, const Bytes& startHash, const Bytes& startRange,
                      const QVariantMap& filter, const KeyNames& names, Scanned* progress)
 {
@@ -89,7 +89,7 @@ inline int queryItems(BDBEnv* env, BDBIndex* db, const QueryRange& range, bool w
 {
     ItemFormatter format(names);
     QueryResult found{result->count, result->lastRange};
-    const Bytes before = "0"; // an item that was gathered before
+    const Bytes before = "0"; // an item gathered before
     Bytes items = before;
     const int rc = wantItems ? Records::queryDb(env, db, range, &format, &items, &found)
                              : Records::queryDb(env, db, range, nullptr, nullptr, &found);
@@ -107,8 +107,8 @@ inline Scanned withLimit(int limit)
 }
 
 /**
- * What the operators mean, written down a second time: `stop` tells whether a query ends behind such a value. Values
- * are compared as std::string, whose characters order as unsigned ones.
+ * A second implementation of the operators: `stop` is set if a query ends after such a value. Values are compared as
+ * std::string, which compares characters as unsigned.
  */
 inline bool matches(const QVariantMap& condition, const Bytes& value, const Bytes& low, bool* stop)
 {
@@ -150,7 +150,7 @@ class WalkTest : public testing::Test {
 protected:
     BDBIndex* db(const Bytes& file = "items.db") { return env_.index(file); }
 
-    /** The attributes of the record of two keys; each record has others. */
+    /** The attributes of the record with these keys; they differ for each record. */
     static QVariantMap attributesOf(const Keys& keys)
     {
         return {{"v", QVariantMap{{"S", QString::fromLatin1(keys.first + '/' + keys.second)}}}};
@@ -172,7 +172,7 @@ protected:
         ASSERT_EQ(db()->del(nullptr, &dbt, 0), 0);
     }
 
-    /** The record of two keys as a walk answers it. */
+    /** The record with these keys, as a walk returns it. */
     QVariantMap itemOf(const Keys& keys) const
     {
         QVariantMap item = attributesOf(keys);

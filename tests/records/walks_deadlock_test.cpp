@@ -8,17 +8,17 @@ using testing::IsEmpty;
 
 /**
  * A real deadlock between a walk and a writer. The writer's transaction is the older one and holds the record that the
- * walk comes to last; once the walk waits there, the writer asks for the page that the walk is on. Of the two the
- * younger, the walk, is made to fail.
+ * walk reaches last; once the walk waits there, the writer requests the page that the walk is on. The younger of the
+ * two, the walk, loses.
  */
 class WalkDeadlockTest : public PausedWalkTest {
 protected:
-    /** Runs `walk`, which passes the records from `first` to `last` (or down to it), into a deadlock. Its result. */
+    /** Runs `walk`, which visits the records from `first` to `last`, into a deadlock. Returns its result. */
     int runIntoDeadlock(const std::function<int(BDBEnv*)>& walk, int first, int last)
     {
         PausedWalk paused(*this, walk, last);
         const int reached = lastReadable(last, first);
-        EXPECT_NE(reached, first); // it has left where it began
+        EXPECT_NE(reached, first); // it has left its starting point
         paused.lockAsWell(reached);
         return paused.result();
     }
@@ -39,7 +39,7 @@ TEST_F(WalkDeadlockTest, FailedScanLeavesNoTrace)
                               Count - 1),
               DB_LOCK_DEADLOCK);
     EXPECT_EQ(progress, before);
-    EXPECT_THAT(recordLines(log), IsEmpty()); // whoever retries decides what is worth a line
+    EXPECT_THAT(recordLines(log), IsEmpty()); // logging is up to the caller that retries
 
     EXPECT_EQ(scan({}, {}, &progress), 0);
     EXPECT_EQ(progress.count, 2 + Count);

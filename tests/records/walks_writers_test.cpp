@@ -25,11 +25,11 @@ TEST_F(WalkBesideWritersTest, AScanHoldsUpNobodyOnThePagesThatItHasLeft)
     ASSERT_GT(reached, Count / 2);
     EXPECT_EQ(writeWithoutWaiting(0, textValue("late")), 0);
     EXPECT_EQ(writeWithoutWaiting(reached / 2, textValue("late")), 0);
-    EXPECT_EQ(writeWithoutWaiting(reached, textValue("late")), DB_LOCK_DEADLOCK); // this page it is on
+    EXPECT_EQ(writeWithoutWaiting(reached, textValue("late")), DB_LOCK_DEADLOCK); // the walk is on this page
 
     EXPECT_EQ(walk.goOn(), 0);
     EXPECT_EQ(progress.count, Count);
-    EXPECT_EQ(progress.items.first(), QVariant(itemOf({"a", rangeAt(0)}))); // as they were when it passed
+    EXPECT_EQ(progress.items.first(), QVariant(itemOf({"a", rangeAt(0)}))); // as they were when the walk passed them
     EXPECT_EQ(progress.items.at(reached / 2), QVariant(itemOf({"a", rangeAt(reached / 2)})));
 }
 
@@ -57,7 +57,7 @@ TEST_F(WalkBesideWritersTest, AQueryHoldsUpNobodyOnThePagesThatItHasLeft)
 
 TEST_F(WalkBesideWritersTest, AWalkShowsTheLaterPartOfABatchThatWasWrittenBehindIt)
 {
-    // What the walk has passed it shows as it was, what lies ahead as it is.
+    // The walk returns records it has passed as they were then, and those ahead as they are now.
     Queried result;
     const QueryRange range{"a", "", 1000, true, nullptr};
     PausedWalk walk(
@@ -72,8 +72,8 @@ TEST_F(WalkBesideWritersTest, AWalkShowsTheLaterPartOfABatchThatWasWrittenBehind
 
 TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
 {
-    // Between the records of SetUp, which are overwritten all the time, others come and go, so that pages are split,
-    // emptied and given back under the walks. Some values need the larger buffer, and pages of their own.
+    // Between the records of SetUp, which are constantly overwritten, others come and go, so that pages are split,
+    // emptied and freed during the walks. Some values need the larger buffer, and overflow pages.
     const auto valueOf = [](int n, char letter) {
         return textValue(Bytes(n % 10 == 0 ? 9000 : n % 3 == 0 ? 700 : 40, letter));
     };
@@ -83,7 +83,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
     std::atomic<int> rounds = 0;
     std::vector<std::thread> writers;
     const auto inTransaction = [&](BDBIndex* index, auto change) {
-        return retryOnDeadlock(
+        return Deadlocks::retry(
             [&] {
                 BDBTxn txn;
                 const int rc = txn.begin(env_.env(), 0);
@@ -132,7 +132,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
         Queried result;
         Scanned progress;
         const QueryRange range{"a", "", 1000, forward, nullptr};
-        const int rc = retryOnDeadlock(
+        const int rc = Deadlocks::retry(
             [&] {
                 progress = withLimit(1000);
                 return scans ? scan({}, {}, &progress) : query(range, &result);
@@ -146,7 +146,7 @@ TEST_F(WalkBesideWritersTest, WhatStaysIsSeenOnceAndWhole)
         Bytes previous;
         for (const QVariant& item : std::as_const(items)) {
             const Bytes rangeKey = item.toMap().value("when").toMap().value("S").toString().toLatin1();
-            ASSERT_LT(previous, rangeKey); // in order, so none twice
+            ASSERT_LT(previous, rangeKey); // in order, so there are no duplicates
             previous = rangeKey;
             const Bytes text = item.toMap().value("v").toMap().value("S").toString().toLatin1();
             ASSERT_FALSE(text.isEmpty());

@@ -7,14 +7,14 @@
 
 namespace {
 
-/** A batch is written whole or not at all, also when clients get in its way, and after a crash. */
+/** A batch is written completely or not at all, even under contention and after a crash. */
 class BatchAtomicityTest : public ScanQueryTest {
 protected:
     using ScanQueryTest::ScanQueryTest;
 
     static constexpr int Items = 40;
 
-    /** Large enough that the items of one hash key fill many pages of a file. */
+    /** Large enough for the items of one hash key to fill many pages. */
     static QVariantList round(const QString& hash, int number)
     {
         QVariantList entries;
@@ -54,7 +54,7 @@ TEST_F(BatchAtomicityTest, ReadersBesideBatchesSeeEveryItemOnceAndWhole)
             while (!done) {
                 const QVariantMap reply = caller.request("Query", query);
                 EXPECT_EQ(reply.value("Count"), QVariant(Items)) << testing::PrintToString(reply);
-                // The items of several rounds may be among them, each as one round has it.
+                // They may be items of different rounds, each intact.
                 std::set<QString> ranges;
                 for (const QVariant& item : reply.value("Items").toList()) {
                     ranges.insert(item.toMap().value("r").toMap().value("S").toString());
@@ -96,7 +96,7 @@ TEST_F(BatchAtomicityTest, BatchesThatDeadlockAllFinish)
             std::mt19937 random(static_cast<unsigned>(client));
             QStringList order = hashes;
             for (int n = 0; n < Batches; ++n) {
-                std::shuffle(order.begin(), order.end(), random); // each in an order of its own
+                std::shuffle(order.begin(), order.end(), random); // a different order for each
                 QVariantList entries;
                 const QString mark = QString("%1.%2").arg(client).arg(n);
                 for (const QString& hash : order.mid(0, 25))
@@ -107,7 +107,7 @@ TEST_F(BatchAtomicityTest, BatchesThatDeadlockAllFinish)
     }
     for (std::thread& client : clients)
         client.join();
-    // Each batch is a set of 25 of the 30; the last one to commit is there whole.
+    // Each batch writes 25 of the 30 items; the last one to commit is there in full.
     QMap<QString, int> marks;
     for (const QString& hash : hashes) {
         const QVariantList items = query({{"HashKeyValue", textValue(hash)}}).value("Items").toList();
@@ -119,7 +119,7 @@ TEST_F(BatchAtomicityTest, BatchesThatDeadlockAllFinish)
         EXPECT_TRUE(line.starts_with("[WARN] WriteBatchItem Got deadlock retry ")) << line;
 }
 
-/** Commits wait for the disk here. */
+/** With commits that wait for the disk. */
 class BatchDurabilityTest : public BatchAtomicityTest {
 protected:
     BatchDurabilityTest() : BatchAtomicityTest(ServerProcess::Setup{}) {}
@@ -127,7 +127,7 @@ protected:
 
 TEST_F(BatchDurabilityTest, KilledServerHasEachBatchWholeOrNotAtAll)
 {
-    // Over several partitions, so over several files.
+    // In several partitions, so in several files.
     const QStringList hashes{"a", "b", "c", "d", "e", "f"};
     const auto entriesOf = [&](int number) {
         QVariantList entries;

@@ -5,7 +5,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** Batches whose tables lie in more than one environment. */
+/** Batches whose tables are in more than one environment. */
 class BatchForeignTest : public ScanQueryTest {
 protected:
     using ScanQueryTest::ScanQueryTest;
@@ -30,7 +30,7 @@ protected:
         return "[ERROR] bdbrequest # paths ain't same newpath " + directory + " envDup " + home();
     }
 
-    // Behind all tables of the first environment in the order of names.
+    // Sorts after all tables of the first environment.
     const std::string foreignHome_ = makeDirectory("env~");
     const QString foreignTable_ = tableIn(foreignHome_, "t");
     const QVariantList entries_{putEntry(itemOf("q", "a")), deleteEntry("q", "b"), QVariantMap{{"odd", 1}}};
@@ -46,14 +46,14 @@ TEST_F(BatchForeignTest, TablesOfAnotherEnvironmentComeBackUnchanged)
     EXPECT_EQ(stored(tableName("u"), "q"), QVariantList{itemOf("q", "a")});
     EXPECT_EQ(stored(foreignTable_, "q"), QVariantList());
 
-    // What came back can be sent as it is.
+    // What was returned can be sent again unchanged.
     EXPECT_EQ(batchOf(back), okReply());
     EXPECT_EQ(stored(foreignTable_, "q"), QVariantList{itemOf("q", "a")});
 }
 
 TEST_F(BatchForeignTest, TablesBehindTheForeignOneComeBackToo)
 {
-    // The walk stops at the first foreign table, whatever comes behind it: a table without a schema, a list of no form.
+    // Processing stops at the first foreign table, whatever follows: a table without a schema, or a malformed list.
     const QString behind = tableIn(foreignHome_ + "~", "t");
     const QVariantMap back{{foreignTable_, entries_}, {behind, "no list"}, {tableIn(foreignHome_, "unknown"), 5}};
     EXPECT_EQ(batchOf(merged({{tableName(), entries_}}, back)), okReply({{"UnprocessedItems", back}}));
@@ -64,12 +64,12 @@ TEST_F(BatchForeignTest, TablesBehindTheForeignOneComeBackToo)
 TEST_F(BatchForeignTest, AnotherSpellingOfTheDirectoryIsForeign)
 {
     const QString spelled = tableIn(home() + "/.", "t");
-    ASSERT_LT(spelled, tableName()); // "/" stands in front of "|"
+    ASSERT_LT(spelled, tableName()); // "/" sorts before "|"
     EXPECT_EQ(batchOf({{spelled, entries_}, {tableName(), entries_}}),
               okReply({{"UnprocessedItems", QVariantMap{{tableName(), entries_}}}}));
     EXPECT_THAT(takeComplaints(),
                 ElementsAre("[ERROR] bdbrequest # paths ain't same newpath " + home() + " envDup " + home() + "/."));
-    // Both names are one environment with one lock, so this release reached it: deleting does not wait.
+    // Both names refer to one environment with one lock, which has been released: DeleteTable does not wait.
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply());
     EXPECT_EQ(stored(tableName(), "q"), QVariantList{itemOf("q", "a")});
 }
@@ -92,7 +92,7 @@ TEST_F(BatchForeignTest, ForeignTableLeavesFirstEnvironmentHeld)
 {
     EXPECT_EQ(batchOf({{tableName(), entries_}, {foreignTable_, entries_}}),
               okReply({{"UnprocessedItems", QVariantMap{{foreignTable_, entries_}}}}));
-    // Other requests go on meanwhile, in both environments.
+    // Meanwhile, requests to both environments are served.
     EXPECT_EQ(stored(tableName(), "q"), QVariantList{itemOf("q", "a")});
     EXPECT_EQ(request("DeleteTable", {{"TableName", foreignTable_}}), okReply());
 
@@ -103,12 +103,12 @@ TEST_F(BatchForeignTest, ForeignTableLeavesFirstEnvironmentHeld)
     QByteArray reply;
     EXPECT_FALSE(deleter.receiveReply(&reply)) << "DeleteTable waits for good: " << reply.toStdString();
 
-    // Other environments are not concerned.
+    // Other environments are not affected.
     createTable(foreignTable_);
     EXPECT_EQ(stored(foreignTable_, "q"), QVariantList());
 }
 
-/** The log goes to standard error, where Qt's own messages would show. */
+/** The log goes to standard error, where Qt's own messages would appear as well. */
 class BatchForeignMessageTest : public BatchForeignTest {
 protected:
     BatchForeignMessageTest() : BatchForeignTest({.arguments = {"-n"}, .logFile = false}) {}

@@ -26,7 +26,7 @@ protected:
 
     void SetUp() override { ASSERT_EQ(bench_.createTable().status, StatusSuccess); }
 
-    /** So many items that the partition's file has to grow: its first page is then held as well. */
+    /** Enough items to make the partition's file grow, which also locks its first page. */
     static QVariantList entriesOf(const QString& hash, const QString& mark)
     {
         QVariantList entries;
@@ -64,7 +64,7 @@ TEST_F(BatchLocksTest, ATableAndOneOfItsDataFilesInOneBatch)
     const LogCapture log(LogError);
     EXPECT_EQ(batch(tables), (Outcome{NoHandle, {{"UnprocessedItems", tables}}}));
     EXPECT_EQ(log.count("batchWriteItem schema load failed: " + bench_.tableName("t_b9.db").toStdString()), 1U);
-    EXPECT_EQ(countIn(bench_.tableName()), QVariant(0)); // nothing is left of it
+    EXPECT_EQ(countIn(bench_.tableName()), QVariant(0)); // nothing of it remains
 }
 
 TEST_F(BatchLocksTest, OneTableUnderTwoNamesInOneBatch)
@@ -80,7 +80,7 @@ TEST_F(BatchLocksTest, OneTableUnderTwoNamesInOneBatch)
     EXPECT_EQ(item.reply.value("Item").toMap().keys(), QStringList{"second"});
 }
 
-/** With a transaction in the way of the requests. */
+/** With a transaction that blocks the requests. */
 class BesideTransactionTest : public BatchLocksTest {
 protected:
     void SetUp() override
@@ -107,7 +107,7 @@ protected:
     BDBTxn txn_;
 };
 
-/** While a transaction holds the first page of a file, for which the open of one more database in it waits. */
+/** While a transaction holds the first page of a file, on which opening another database in it waits. */
 class OpenThatWaitsTest : public BesideTransactionTest {
 protected:
     void SetUp() override
@@ -133,7 +133,7 @@ protected:
     void TearDown() override
     {
         BesideTransactionTest::TearDown();
-        EXPECT_EQ(opener_.get().status, StatusNotFound); // it has been opened, and has no schema
+        EXPECT_EQ(opener_.get().status, StatusNotFound); // it has been opened, but has no schema
     }
 
     std::future<Outcome> opener_;
@@ -141,13 +141,13 @@ protected:
 
 TEST_F(OpenThatWaitsTest, HoldsUpNobodyWhoseDatabasesAreOpen)
 {
-    // The transaction in the way may be a batch whose thread comes here next.
+    // The blocking transaction may belong to a batch whose thread gets here next.
     EXPECT_NE(dataFile(), nullptr);
     EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     EXPECT_EQ(opener_.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
 
-/** While a transaction holds an item that a batch writes, in an environment where the wait for it fails. */
+/** While a transaction holds an item that a batch writes, in an environment where waiting for it times out. */
 class FailedWriteTest : public BesideTransactionTest {
 protected:
     void SetUp() override
@@ -168,13 +168,13 @@ protected:
     void TearDown() override
     {
         BesideTransactionTest::TearDown();
-        // Whatever stands behind the failed write, the environment is not held any more: this would wait for good.
+        // Whatever follows the failed write, the environment has been released: otherwise this would wait forever.
         EXPECT_EQ(bench_.run("DeleteTable", {{"TableName", bench_.tableName()}}).status, StatusSuccess);
     }
 
     QString directory() const { return bench_.tableName().section('|', 0, 0); }
 
-    /** Sends a batch whose first table's write fails, and expects its result and the line about the write alone. */
+    /** Sends a batch whose write to the first table fails. Expects its result, and a line about that write alone. */
     void expectFailedWrite(const QVariantMap& behind, const QVariantList& entriesBehind = {})
     {
         const QVariantMap tables =
@@ -182,7 +182,7 @@ protected:
         const LogCapture log(LogError);
         std::future<Outcome> running = std::async(std::launch::async, [&] { return batch(tables); });
         while (running.wait_for(std::chrono::milliseconds(10)) == std::future_status::timeout)
-            EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0); // sooner than the environment's thread
+            EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0); // before the environment's thread does
         EXPECT_EQ(running.get(), (Outcome{DB_LOCK_NOTGRANTED, {{"UnprocessedItems", tables}}}));
         EXPECT_THAT(log.lines(), ElementsAre(testing::ContainsRegex("put failed for fkey .* rc -30992")));
     }
@@ -219,7 +219,7 @@ TEST_F(BatchLocksTest, ManyBatchesBesideOpensOfTheirFilesAllEnd)
     }
     for (int n = 0; n < 10; ++n)
         EXPECT_EQ(bench_.run("DescribeTable", {{"TableName", bench_.tableName("w" + QString::number(n))}}).status,
-                  StatusNotFound); // opened, and without a schema
+                  StatusNotFound); // opened, but without a schema
     for (std::thread& client : clients)
         client.join();
 }

@@ -14,7 +14,7 @@ protected:
         createTable(tableName());
     }
 
-    /** Runs `work`, a `void(Caller&, int)` callable, on so many threads with a connection each. */
+    /** Runs `work`, a `void(Caller&, int)` callable, on that many threads, each with its own connection. */
     template <typename Work> void onThreads(int count, Work work)
     {
         std::vector<Caller> callers;
@@ -33,7 +33,7 @@ protected:
                 {"Key", itemKey(hash, range)},
                 {"AttributeUpdates", QVariantMap{{"n", QVariantMap{{"Action", "ADD"}, {"Value", numberValue("1")}}}}}};
     }
-    /** No ERROR and no CRIT line: deadlocks are not failures. */
+    /** No ERROR or CRIT lines: deadlocks are not failures. */
     std::vector<std::string> takeFailures()
     {
         return takeLines(
@@ -89,7 +89,7 @@ TEST_F(Concurrency, OfManyConditionalPutsOneWins)
     EXPECT_THAT(takeFailures(), IsEmpty());
 }
 
-/** Batches lock many items in the order of their lists; opposite orders, and single writes in between, deadlock. */
+/** Batches lock many items in list order; opposite orders, and single writes in between, deadlock. */
 TEST_F(Concurrency, WritersInOppositeOrdersFinish)
 {
     constexpr int Threads = 6;
@@ -123,7 +123,7 @@ TEST_F(Concurrency, WritersInOppositeOrdersFinish)
         EXPECT_EQ(get(QString::number(i), "2"),
                   okReply({{"Item", QVariantMap{{"n", numberValue(QString::number(Threads / 3 * Rounds))}}}}));
     }
-    EXPECT_THAT(texts, testing::Each(texts.first())); // the last batch is there as a whole
+    EXPECT_THAT(texts, testing::Each(texts.first())); // the last batch is there in full
     EXPECT_THAT(takeFailures(), IsEmpty());
 }
 
@@ -170,7 +170,7 @@ TEST_F(Concurrency, WritesOfLargeItemsFinish)
     EXPECT_THAT(takeFailures(), IsEmpty());
 }
 
-/** Requests that open databases, environments and tables for the first time, all at once. */
+/** Concurrent requests that are the first to open databases, environments and tables. */
 TEST_F(Concurrency, FirstUsesOfManyTablesAtOnce)
 {
     constexpr int Threads = 12;

@@ -60,7 +60,7 @@ TEST_F(CreateTable, ASecondOneReplacesTheFirst)
     EXPECT_EQ(create(tableName(), keySchema("x", "y"), other),
               created(description(tableName(), keySchema("x", "y"), other)));
     EXPECT_EQ(describe(tableName()), described(description(tableName(), keySchema("x", "y"), other)));
-    // Items stay; only the names of their keys are others.
+    // Items remain; only the names of their key attributes change.
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
     EXPECT_EQ(request("PutItem", {{"TableName", tableName()},
                                   {"Item", QVariantMap{{"x", textValue("k")}, {"y", textValue("1")}}},
@@ -109,7 +109,7 @@ TEST_F(CreateTable, MissingHomeIsNotFoundAndIsNotCreated)
                 ElementsAre("[CRIT] bdb # Failed to open env path: " + missing + " id env::" + missing + " rc 2"));
     EXPECT_FALSE(std::filesystem::exists(missing));
 
-    std::filesystem::create_directory(missing); // and once it is there, it will do
+    std::filesystem::create_directory(missing); // once it exists, it can be used
     EXPECT_EQ(create(tableIn(missing)), created(description(tableIn(missing))));
 }
 
@@ -208,7 +208,7 @@ TEST_F(CreateTable, UnusableFilesAreInternalErrors)
                            testing::EndsWith(" flags 289")));
         EXPECT_EQ(lines.back(), composeError(12));
     }
-    EXPECT_EQ(create(tableName()), created(description(tableName()))); // the environment itself is well
+    EXPECT_EQ(create(tableName()), created(description(tableName()))); // the environment itself is intact
 }
 
 TEST_F(CreateTable, NameWithAZeroByteIsNotTheTableInFrontOfIt)

@@ -13,8 +13,8 @@ namespace {
 using testing::ElementsAre;
 
 /**
- * Holds one record of the bench's table locked for writing, in a transaction of its own, while operations run into it.
- * They wait, and are told of a deadlock again and again: the environment's limit for waiting is the shortest there is.
+ * Holds the write lock of one record of the bench's table, in its own transaction, while operations try to get it. They
+ * wait and get DB_LOCK_DEADLOCK again and again: the environment's lock timeout is the shortest possible.
  */
 class LockedRecord {
 public:
@@ -33,14 +33,14 @@ public:
     LockedRecord(const LockedRecord&) = delete;
     LockedRecord& operator=(const LockedRecord&) = delete;
 
-    /** Tells those that waited too long. */
+    /** Fails the lock requests that have timed out. */
     void expire()
     {
         int rejected = 0;
         EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, &rejected), 0);
     }
 
-    /** The record is again what it was. */
+    /** Restores the record and unlocks it. */
     void release() { EXPECT_EQ(txn_.abort(), 0); }
 
 private:
@@ -57,7 +57,7 @@ protected:
         ASSERT_EQ(bench_.run("PutItem", merged(table_, {{"Item", item_}})).status, StatusSuccess);
     }
 
-    /** Runs the operation until `line` was logged with two back-offs, then lets it through. The lines of both. */
+    /** Runs the operation until `line` has been logged with two back-offs, then lets it succeed. Returns both lines. */
     std::vector<std::string> linesOf(LockedRecord& locked, const QByteArray& operation, const QVariantMap& body,
                                      Outcome* outcome)
     {
@@ -75,7 +75,7 @@ protected:
         locked.release();
         running.join();
         std::vector<std::string> lines = log.lines();
-        lines.resize(std::min<std::size_t>(lines.size(), 2)); // it may have met the lock once more before the release
+        lines.resize(std::min<std::size_t>(lines.size(), 2)); // it may have tried the lock once more before the release
         return lines;
     }
 
@@ -92,7 +92,7 @@ protected:
     const QVariantMap item_ = merged(stored_, {{"h", textValue("abc")}, {"r", textValue("1")}});
 };
 
-// The first two deadlocks in a row are silent; the back-off has doubled three times when the third is told.
+// The first two consecutive deadlocks are silent; the back-off has doubled three times when the third is logged.
 
 TEST_F(Deadlock, CreateTableWarnsFromTheThirdOn)
 {
@@ -153,7 +153,7 @@ TEST_F(Deadlock, UpdateItemWarnsFromTheThirdOn)
                         merged(key_, {{"AttributeUpdates", add}, {"ReturnValues", "UPDATED_NEW"}}), &outcome),
                 ElementsAre("[WARN] updateItem Got deadlock : retry 8 hkey abc rkey 1",
                             "[WARN] updateItem Got deadlock : retry 16 hkey abc rkey 1"));
-    // Once, however often it was tried. In memory the sum ends in a zero byte, where the reply's text ends.
+    // Once, however many attempts it took. In memory the sum ends in a zero byte, which the reply's text leaves out.
     EXPECT_EQ(outcome.status, StatusSuccess);
     EXPECT_EQ(Json::serialize(outcome.reply), R"({"Attributes":{"a":{"S":"xy"}}})");
 }

@@ -31,7 +31,7 @@ protected:
                 {"TableStatus", "ACTIVE"}};
     }
 
-    /** The size that is described, once the directory has stood still around the request. */
+    /** The size that DescribeTable reports, once the directory has not changed during the request. */
     qlonglong describedSize(const QString& name, const std::string& directory, qlonglong* measured)
     {
         qlonglong size = -1;

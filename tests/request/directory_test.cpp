@@ -49,25 +49,16 @@ TEST_F(Directory, BelongsToOneServerAtATime)
     ASSERT_TRUE(second.start());
     const std::string line =
         "Failed to open env path: " + home() + " id env::" + home() + " rc " + std::to_string(EWOULDBLOCK);
-    const QVariantMap item{{"h", textValue("k")}, {"r", textValue("1")}};
-    const std::vector<std::pair<QByteArray, QVariantMap>> requests{
-        {"CreateTable", {}},
-        {"DescribeTable", {}},
-        {"UpdateTable", {}},
-        {"PutItem", {{"Item", item}}},
-        {"GetItem", {{"Key", itemKey("k", "1")}}},
-        {"DeleteItem", {{"Key", itemKey("k", "1")}}},
-        {"UpdateItem", {{"Key", itemKey("k", "1")}}},
-        {"Scan", {}},
-        {"Query", {{"HashKeyValue", textValue("k")}}},
-    };
+    std::vector<std::pair<QByteArray, QVariantMap>> requests = itemRequests();
+    for (const char* operation : {"CreateTable", "DescribeTable", "UpdateTable"})
+        requests.emplace_back(operation, QVariantMap());
     for (const auto& [operation, body] : requests)
         EXPECT_EQ(second.request(operation, merged(body, {{"TableName", tableName()}})), notFoundReply())
             << operation.toStdString();
     EXPECT_THAT(second.logText(), testing::HasSubstr(line));
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
 
-    killServer(); // and with it goes its hold
+    killServer(); // which releases its hold
     EXPECT_EQ(second.request("GetItem", {{"TableName", tableName()}, {"Key", itemKey("k", "1")}}),
               okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
 }

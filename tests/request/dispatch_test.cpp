@@ -11,7 +11,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** True when the server closes the connection without a byte. */
+/** True when the server closes the connection without sending a byte. */
 bool endsWithoutReply(const Client::WireConnection& connection)
 {
     pollfd readable{connection.socketDescriptor(), POLLIN, 0};
@@ -22,7 +22,7 @@ bool endsWithoutReply(const Client::WireConnection& connection)
 
 class Dispatch : public TableTest {
 protected:
-    /** What only a Scan answers, and without opening all the partitions of a table: it has no schema. */
+    /** A reply that only Scan gives, without opening all partitions, as the table has no schema. */
     const QVariantMap scanWithoutSchema_ =
         internalErrorReply({{"Count", 0LL}, {"ScannedCount", 0LL}, {"Items", QVariantList()}});
 };
@@ -113,7 +113,7 @@ TEST_F(Dispatch, NameEndsAtItsFirstZeroByte)
     const std::string cut = "DynamoDB_20111205\0.Scan"s;
     Caller caller(server_);
     EXPECT_EQ(caller.request(QByteArray::fromStdString(cut), {{"TableName", tableName()}}), internalErrorReply());
-    // Its line ends there as well.
+    // Its log line ends there, too.
     EXPECT_THAT(takeComplaints(),
                 ElementsAre("[ERROR] bdbrequest 120 Unknown request opcode is DynamoDB_20111205", composeError(2)));
 }
@@ -123,7 +123,7 @@ TEST_F(Dispatch, NameOf65BytesClosesTheConnectionQuietly)
     Client::WireConnection connection = server_.connect();
     ASSERT_TRUE(connection.send(Framing::frameRequest(QByteArray(65, 'x'), "{}")));
     EXPECT_TRUE(endsWithoutReply(connection));
-    EXPECT_EQ(request("DeleteTable", {}), okReply()); // all others go on
+    EXPECT_EQ(request("DeleteTable", {}), okReply()); // other connections are unaffected
     EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to load env with id: env::"));
 }
 

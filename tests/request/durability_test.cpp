@@ -2,7 +2,6 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class Durability : public TableTest {
@@ -34,7 +33,7 @@ TEST_F(Durability, AcknowledgedWritesSurviveACrash)
         EXPECT_EQ(get("k", "deleted"), okReply());
         EXPECT_EQ(get("k", "updated"), found(merged(one, {{"n", numberValue("1")}})));
         const QString range = QString::number(crash);
-        put("k", range, one); // and each life can write
+        put("k", range, one); // and the server can write after each start
         EXPECT_EQ(get("k", range), found(one));
         EXPECT_THAT(takeComplaints(), IsEmpty());
     }
@@ -66,7 +65,7 @@ TEST_F(DurabilityWithoutSync, ACrashLeavesWholeWritesInTheirOrder)
         EXPECT_EQ(get("k", QString::number(i)), found(attributes));
     }
     restartServer();
-    // Some of the latest may be lost; what is there is whole, and nothing is missing in between.
+    // The most recent writes may be lost; the others are intact and without gaps.
     int survived = 0;
     while (survived < Writes &&
            get("k", QString::number(survived)) == found({{"n", numberValue(QString::number(survived))}}))

@@ -1,4 +1,4 @@
-// Requests beside a DeleteTable, which has the environment for itself.
+// Requests that run concurrently with a DeleteTable, which has exclusive access to the environment.
 #include "requestbench.h"
 #include "storage/accesslock.h"
 #include "support/logcapture.h"
@@ -11,7 +11,7 @@ namespace {
 
 using testing::IsEmpty;
 
-/** A request that is at the bench's table, from enter() to its end. For one thread. */
+/** A request that uses the bench's table from enter() until its destruction. For one thread. */
 class RunningRequest {
 public:
     explicit RunningRequest(RequestBench& bench) : bench_(bench), table_(bench.registry(), &connection_, 1024) {}
@@ -24,7 +24,7 @@ private:
     TableContext table_;
 };
 
-/** Whether a request in another thread than ours may enter right now. */
+/** Whether a request on another thread may enter at the moment. */
 bool othersMayEnter(RequestBench& bench)
 {
     bool entered = false;
@@ -32,7 +32,7 @@ bool othersMayEnter(RequestBench& bench)
     return entered;
 }
 
-/** An exclusive hold on the environment of the bench's table, as a DeleteTable has it. For one thread. */
+/** Exclusive access to the environment of the bench's table, as for a DeleteTable. For one thread. */
 class Exclusive {
 public:
     explicit Exclusive(RequestBench& bench) : lock_(Registry::lockEnv(bench.registry(), bench.tableBytes(), true)) {}
@@ -44,7 +44,7 @@ private:
     std::shared_ptr<AccessLock> lock_;
 };
 
-/** Runs an operation on a thread of its own: a hold of the calling thread must not help it. */
+/** Runs an operation on its own thread, as a hold of the calling thread would let it in. */
 Outcome runElsewhere(RequestBench& bench, const QByteArray& operation, const QVariantMap& body)
 {
     Outcome outcome{-1, {}};
@@ -60,17 +60,11 @@ TEST(BusyEnvironment, EveryOperationButDescribeTableIsNotFoundAtOnce)
     const QVariantMap item{{"h", textValue("k")}, {"r", textValue("1")}};
     const QVariantMap schema{{"KeySchema", keySchema("x", "y")}};
     ASSERT_EQ(bench.run("PutItem", merged(table, {{"Item", item}})).status, StatusSuccess);
-    const std::vector<std::pair<QByteArray, QVariantMap>> requests{
-        {"CreateTable", schema},
-        {"UpdateTable", {{"ProvisionedThroughput", QVariantMap{{"FlushDB", 1LL}}}}},
-        {"PutItem", {{"Item", item}}},
-        {"GetItem", {{"Key", itemKey("k", "1")}}},
-        {"DeleteItem", {{"Key", itemKey("k", "1")}}},
-        {"UpdateItem", {{"Key", itemKey("k", "1")}}},
-        {"Scan", {}},
-        {"Query", {{"HashKeyValue", textValue("k")}}},
-        {"BatchWriteItem", {{"RequestItems", QVariantMap{{bench.tableName(), QVariantList()}}}}},
-    };
+    std::vector<std::pair<QByteArray, QVariantMap>> requests = itemRequests();
+    requests.insert(requests.end(),
+                    {{"CreateTable", schema},
+                     {"UpdateTable", {{"ProvisionedThroughput", QVariantMap{{"FlushDB", 1LL}}}}},
+                     {"BatchWriteItem", {{"RequestItems", QVariantMap{{bench.tableName(), QVariantList()}}}}}});
     {
         const Exclusive exclusive(bench);
         const LogCapture log(LogWarn); // the environment's own threads log as well
@@ -107,7 +101,7 @@ TEST(DeleteTable, WaitsForRunningRequestsAndKeepsNewOnesOut)
     EXPECT_FALSE(deleted);
     running.reset();
     deleter.join();
-    EXPECT_EQ(bench.run("GetItem", key), (Outcome{StatusSuccess, {}})); // opened anew
+    EXPECT_EQ(bench.run("GetItem", key), (Outcome{StatusSuccess, {}})); // reopened
 }
 
 TEST(DeleteTable, TwoAtOnceBothSucceed)

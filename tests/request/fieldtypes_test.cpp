@@ -2,7 +2,7 @@
 
 namespace {
 
-/** What a client may send by mistake in place of any value. */
+/** Values that a client might send by mistake in place of the right one. */
 QVariantList foreignValues()
 {
     QVariant deep = QVariantMap{{"S", "deep"}};
@@ -36,7 +36,7 @@ QVariantList foreignValues()
             deep};
 }
 
-/** Every tree that comes of `value` by putting `foreign` in place of one node below the top, or by taking one away. */
+/** Every variant of `value` in which one node below the root is replaced by `foreign`, or removed. */
 std::vector<QVariant> mutations(const QVariant& value, const QVariantList& foreign)
 {
     std::vector<QVariant> result;
@@ -72,7 +72,7 @@ std::vector<QVariant> mutations(const QVariant& value, const QVariantList& forei
     return result;
 }
 
-/** A request with every field that the operation reads. */
+/** A request with all fields that the operation reads. */
 class FieldTypes : public TableTest, public testing::WithParamInterface<const char*> {
 protected:
     QVariantMap fullBody(const QByteArray& operation) const
@@ -104,7 +104,7 @@ protected:
     }
 };
 
-/** True for a reply that carries one of the rows of the envelope, whole and nothing else of it. */
+/** True for a reply with the fields of exactly one of the envelopes, all of them and no others. */
 testing::AssertionResult hasEnvelope(const QVariantMap& reply)
 {
     const auto envelopeOf = [](const QVariantMap& map) {

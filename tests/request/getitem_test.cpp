@@ -52,7 +52,7 @@ TEST_F(GetItem, AttributesToGetCutsTheItemDown)
     EXPECT_EQ(projected(QVariantList{"a"}), found({{"a", textValue("x")}}));
     EXPECT_EQ(projected(QVariantList{"b", "a", "b"}), found({{"a", textValue("x")}, {"b", numberValue("1")}}));
     EXPECT_EQ(projected(QVariantList{"none", "A"}), found({}));
-    EXPECT_EQ(projected(QVariantList{"h", "r"}), found({})); // the keys are no part of the stored item
+    EXPECT_EQ(projected(QVariantList{"h", "r"}), found({})); // the keys are not part of the stored item
     EXPECT_EQ(projected(QVariantList{5LL}), found({{"5", textValue("five")}}));
     EXPECT_EQ(projected(QVariantList{QVariant(), QVariantList{"a"}, QVariantMap{{"S", "a"}}}), found({}));
     for (const QVariant& none : {QVariant(), QVariant(QVariantList()), QVariant(5LL), QVariant(true), QVariant("a"),
@@ -62,7 +62,7 @@ TEST_F(GetItem, AttributesToGetCutsTheItemDown)
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
-/** What is wrong with a key, and the line that says so. The same for every operation that takes a "Key". */
+/** Malformed keys, each with its log line. The same for every operation that takes a "Key". */
 TEST_F(GetItem, MalformedKeyIsAnInternalErrorWithItsLine)
 {
     const QVariantMap hash{{"HashKeyElement", textValue("k")}};
@@ -117,7 +117,7 @@ TEST_F(GetItem, KeyTextThatIsNoStringIsReadAsItsText)
 TEST_F(GetItem, KeyOutsideLatin1IsRefusedByEveryOperation)
 {
     const QString euro(QChar(0x20ac));
-    put("?", "?", {{"a", textValue("x")}}); // what a lossy conversion would make of it
+    put("?", "?", {{"a", textValue("x")}}); // the result of a lossy conversion
     for (const char* operation : {"GetItem", "DeleteItem", "UpdateItem"}) {
         for (const QVariantMap& key : {itemKey(euro, "?"), itemKey("?", euro)}) {
             EXPECT_EQ(request(operation, {{"TableName", tableName()}, {"Key", key}}), invalidRequestReply());
@@ -162,7 +162,7 @@ TEST_F(GetItem, StoredTextThatIsNoJsonIsAnInternalErrorForEveryOperation)
     EXPECT_THAT(takeComplaints(), ElementsAre("[ERROR] bdbrequest # parser failed", composeError(2)));
     EXPECT_EQ(remove("abc", "1", {{"ReturnValues", "ALL_OLD"}}), internalErrorReply({{"Attributes", QVariantMap()}}));
     EXPECT_THAT(takeComplaints(), ElementsAre("[ERROR] bdbrequest # parser failed", composeError(2)));
-    EXPECT_EQ(remove("abc", "1"), okReply()); // nothing has to be read for this
+    EXPECT_EQ(remove("abc", "1"), okReply()); // which does not need to read anything
     EXPECT_EQ(get("abc", "1"), okReply());
 }
 

@@ -3,7 +3,7 @@
 
 #include "support/tablefixture.h"
 
-/** A server with a table, for the operations on one item. */
+/** A server with a table, for operations on a single item. */
 class ItemOperation : public TableTest {
 protected:
     void SetUp() override
@@ -12,9 +12,9 @@ protected:
         createTable(tableName());
     }
 
-    /** The reply of a write that returns attributes. */
+    /** The reply to a write that returns attributes. */
     static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
-    /** The reply of a GetItem. */
+    /** The reply to a GetItem. */
     static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
 };
 

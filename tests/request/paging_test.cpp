@@ -6,10 +6,10 @@
 
 namespace {
 
-/** Whatever the pages are cut into, each item comes once, also while others write other items. */
+/** Whatever the page size, each item is returned once, even while other clients write other items. */
 class PagingTest : public ScanQueryTest {
 protected:
-    /** All items that a sequence of pages answers; every page must keep the limit. */
+    /** All items of a sequence of pages, each of which must respect the limit. */
     static QVariantList readAll(Caller& caller, const QByteArray& operation, const QVariantMap& fields, int limit)
     {
         QVariantList items;
@@ -31,7 +31,7 @@ protected:
         }
     }
 
-    /** The sum of the counts of the pages that answer no items. */
+    /** The sum of the counts when the pages return counts only. */
     static qlonglong countAll(Caller& caller, const QByteArray& operation, const QVariantMap& fields, int limit)
     {
         qlonglong count = 0;
@@ -57,7 +57,7 @@ protected:
                 Caller caller(server_);
                 for (int n = 0; !done; ++n) {
                     const QString hash = hashes.at((n / 7 + writer) % hashes.size());
-                    // Between the range keys "000", "001", ... of the items that stay.
+                    // Between the range keys "000", "001", ... of the permanent items.
                     const QString range = QString("%1w%2").arg(n % 40, 3, 10, QChar('0')).arg(writer);
                     const QVariantMap item = itemOf(hash, range, {{"w", textValue(QString(n % 300, 'w'))}});
                     QVariantMap reply;
@@ -84,7 +84,7 @@ protected:
             writer.join();
     }
 
-    /** The items that no writer touches. */
+    /** The items that no writer changes. */
     static QVariantList withoutWritten(const QVariantList& items)
     {
         QVariantList kept;
@@ -105,7 +105,7 @@ protected:
     }
 
     const QVariantMap table_{{"TableName", tableName()}};
-    /** For scans that need not create the files of all partitions. */
+    /** For scans that do not have to create the files of all partitions. */
     const QVariantMap fromLater_ = merged(table_, {{"ExclusiveStartKey", itemKey(hashIn(249), "")}});
 };
 
@@ -117,7 +117,7 @@ TEST_F(PagingTest, ScanWithEveryLimit)
         items += itemsOf(hashIn(partition, 1), 2);
     }
     putItems(items);
-    // Hash keys of one length follow each other by their text, shorter ones come first.
+    // Hash keys of the same length are ordered by their text; shorter ones come first.
     std::sort(items.begin(), items.end(), [](const QVariant& a, const QVariant& b) {
         const auto place = [](const QVariant& item) {
             const QString hash = item.toMap().value("h").toMap().value("S").toString();
@@ -195,8 +195,8 @@ TEST_F(PagingTest, QueryWhileOthersWrite)
         Caller caller(server_);
         for (const int limit : {1, 2, 3, 7, 40, 1000}) {
             EXPECT_EQ(withoutWritten(readAll(caller, "Query", asked, limit)), items) << limit;
-            // Downward, a page that goes on from a key that was deleted meanwhile begins with the next greater key, so
-            // an item may come again at the seam; none is ever missed.
+            // Downward, a page that continues from a key deleted in the meantime starts with the next greater key, so
+            // an item may be repeated at the page boundary; none is ever missed.
             const QVariantList down =
                 withoutWritten(readAll(caller, "Query", merged(asked, {{"ScanIndexForward", false}}), limit));
             QVariantList once;

@@ -11,7 +11,7 @@ protected:
     const QVariantMap two_{{"a", textValue("y")}, {"b", QVariantMap{{"SS", QVariantList{"p", "q"}}}}};
 };
 
-/** One condition against one stored attribute "a", or against none. */
+/** One condition on a stored attribute "a", or on a missing one. */
 struct ExpectedCase {
     QVariant stored;
     QVariantMap condition;
@@ -33,7 +33,7 @@ TEST_F(PutItemExpected, DecidesWhetherTheItemIsWritten)
         {textValue("x"), exists("true"), true},
         {textValue("x"), exists(0LL), false},
         {textValue("x"), exists(QVariant()), false},
-        {textValue("x"), {{"Exists", true}, {"Value", textValue("other")}}, true}, // "Exists" goes before "Value"
+        {textValue("x"), {{"Exists", true}, {"Value", textValue("other")}}, true}, // "Exists" overrides "Value"
         {textValue("x"), {{"Exists", false}, {"Value", textValue("x")}}, false},
         {textValue("x"), equals(textValue("x")), true},
         {textValue("x"), equals(textValue("X")), false},

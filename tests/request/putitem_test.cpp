@@ -171,7 +171,7 @@ TEST_F(PutItem, PartitionThatCannotBeOpenedIsAnInternalError)
                 testing::MatchesRegex(
                     R"(\[CRIT\] bdb # Failed to open DB dbpath: t_98\.db dbname data rc -?[0-9]+ flags 289)"));
     EXPECT_EQ(lines.back(), composeError(12));
-    EXPECT_EQ(put("k", "1", one_), answer(one_)); // other partitions are well
+    EXPECT_EQ(put("k", "1", one_), answer(one_)); // other partitions are not affected
 }
 
 TEST_F(PutItem, ReadsNothingUnlessItHasTo)

@@ -7,6 +7,7 @@
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
+#include "storage/registrykeys.h"
 #include "support/tablefixture.h"
 #include "support/tempdir.h"
 #include "json/jsonreader.h"
@@ -19,7 +20,7 @@
 
 #include <string>
 
-/** What an operation left behind. */
+/** The outcome of an operation. */
 struct Outcome {
     int status;
     QVariantMap reply;
@@ -33,7 +34,7 @@ inline void PrintTo(const Outcome& outcome, std::ostream* out)
     PrintTo(outcome.reply, out);
 }
 
-/** Runs operations in the test's own process, on a registry and an environment directory of their own. Any thread. */
+/** Runs operations in the test process, on its own registry and environment directory. Callable from any thread. */
 class RequestBench {
 public:
     ~RequestBench() { (void)run("DeleteTable", {{"TableName", tableName()}}); } // closes the environment
@@ -57,7 +58,7 @@ public:
         return {request.status, withoutRawText(request.reply)};
     }
 
-    /** A reply as an operation leaves it, but with stored items, which it has as JSON text, as values. */
+    /** An operation's reply, with stored items, which it holds as JSON text, converted to values. */
     static QVariantMap withoutRawText(QVariantMap reply)
     {
         for (QVariant& value : reply) {
@@ -77,14 +78,14 @@ public:
 
     BDBObjTable* registry() { return &registry_; }
 
-    /** Opens the environment of its tables, or joins those who have it open. */
+    /** Opens the environment of its tables, or shares it if it is already open. */
     void openEnvironment(EnvironmentUse* use)
     {
-        const QByteArray home = environmentDirectory(tableBytes());
-        ASSERT_EQ(Registry::openEnv(&registry_, environmentKey(home), use, 1024, 0, home), 0);
+        const QByteArray home = EnvironmentPath::ofTable(tableBytes());
+        ASSERT_EQ(Registry::openEnv(&registry_, RegistryKeys::environment(home), use, 1024, 0, home), 0);
     }
 
-    /** A database of an environment that is open, or null with a test failure. */
+    /** A database of an open environment, or null, with a test failure. */
     static BDBIndex* openDatabase(BDBEnv* env, const QByteArray& file, const char* subDb)
     {
         BDBObjTable connection(256);

@@ -7,11 +7,10 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::MatchesRegex;
 
 std::vector<std::string> normalized(const LogCapture& log)
 {
-    // normalizedLogLine takes whole lines; those of a capture have no time any more.
+    // normalizedLogLine expects a time, which captured lines no longer have.
     std::vector<std::string> lines;
     for (const std::string& line : log.lines())
         lines.push_back(normalizedLogLine("[Mon Jan 07 09:05:03 2019] " + line));

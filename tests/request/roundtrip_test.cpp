@@ -6,10 +6,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** Largest text of a stored item that can be read back. */
+/** The size of the largest stored text that can be read back. */
 constexpr qsizetype LargestStored = 0x80000;
 
-/** Attributes whose stored text is `size` bytes long. */
+/** Attributes whose stored text has `size` bytes. */
 QVariantMap attributesOfSize(qsizetype size)
 {
     const qsizetype around = Json::serialize(QVariantMap{{"a", textValue("")}}).size();
@@ -26,7 +26,7 @@ protected:
     static QVariantMap found(const QVariantMap& attributes) { return okReply({{"Item", attributes}}); }
     static QVariantMap answer(const QVariantMap& attributes) { return okReply({{"Attributes", attributes}}); }
 
-    /** Every way in which an item comes back. */
+    /** Every way to read an item. */
     void expectSurvives(const QVariantMap& attributes)
     {
         EXPECT_EQ(put("k", "1", attributes), answer(attributes));
@@ -96,7 +96,7 @@ TEST_F(RoundTrip, OddValuesStayAsTheyCame)
 
 TEST_F(RoundTrip, EveryLatin1CharacterInKeys)
 {
-    // Few hash keys, as each may open a file; every character is in one of them and is a range key by itself.
+    // Few hash keys, as each may open a file; every character is in one of them, and is also a range key by itself.
     constexpr int CharactersPerHash = 32;
     const auto hashOf = [](int c) {
         QString hash;
@@ -168,7 +168,7 @@ TEST_F(RoundTrip, LargerItemsCanBeWrittenButNotRead)
     const QVariantMap large = attributesOfSize(LargestStored + 1);
     const std::string key = "0001k1";
     const std::string failed = std::to_string(DB_BUFFER_SMALL);
-    // The key's buffer has 4096 bytes, the data's 524288; the data's size is what would have been needed.
+    // The key buffer has 4096 bytes, the data buffer 524288; the size is what would have been needed.
     const std::string sizes = " key ulen 4096 size 6 data ulen 524288 size 524289";
     EXPECT_EQ(put("k", "1", large), answer(large));
     EXPECT_THAT(takeComplaints(), IsEmpty());

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-/** The partition of a hash key, computed without the server's help. */
+/** The partition of a hash key, computed independently of the server. */
 inline int partitionOfHash(const QString& hash)
 {
     return static_cast<unsigned char>(QCryptographicHash::hash(hash.toLatin1(), QCryptographicHash::Md5).at(3));
@@ -30,7 +30,7 @@ inline QString hashIn(int partition, int n = 0)
     }
 }
 
-/** An item as a client writes it, and as Scan and Query answer it. */
+/** An item as a client writes it, and as Scan and Query return it. */
 inline QVariantMap itemOf(const QString& hash, const QString& range, const QVariantMap& attributes = {})
 {
     return merged(attributes, {{"h", textValue(hash)}, {"r", textValue(range)}});
@@ -54,7 +54,7 @@ inline QVariantMap bareKey(const QString& hash, const QString& range)
     return {{"HashKeyElement", hash}, {"RangeKeyElement", range}};
 }
 
-/** A "Key" or "ExclusiveStartKey" that is refused, with the text of the line that says why. */
+/** A rejected "Key" or "ExclusiveStartKey", with the log line that gives the reason. */
 struct MalformedKey {
     QVariant key;
     std::string line;
@@ -82,7 +82,28 @@ inline std::vector<MalformedKey> malformedKeys()
     };
 }
 
-/** The "ExclusiveStartKey" that goes on behind a "LastEvaluatedKey". */
+/** A malformed condition on a key, with the log line that gives the reason. */
+struct MalformedCondition {
+    QVariantMap condition;
+    std::string line;
+};
+inline std::vector<MalformedCondition> malformedConditions()
+{
+    QVariantMap number = condition("EQ", {"x"});
+    number.insert("AttributeValueList", QVariantList{numberValue("5")});
+    return {
+        {{{"ComparisonOperator", "EQ"}}, "attr value list missing"},
+        {condition("EQ", {}), "incomplete value list count 0"},
+        {condition("EQ", {"a", "b"}), "incomplete value list count 2"},
+        {condition("BETWEEN", {"a"}), "incomplete value list count 1"},
+        {condition("BETWEEN", {"a", "b", "c"}), "incomplete value list count 3"},
+        {condition("NULL", {}), "incomplete value list count 0"},
+        {condition("NOT_NULL", {}), "incomplete value list count 0"},
+        {number, "wrong key"},
+    };
+}
+
+/** The "ExclusiveStartKey" that continues after a "LastEvaluatedKey". */
 inline QVariantMap startBehind(const QVariant& lastEvaluatedKey)
 {
     const QVariantMap key = lastEvaluatedKey.toMap();
@@ -90,8 +111,8 @@ inline QVariantMap startBehind(const QVariant& lastEvaluatedKey)
 }
 
 /**
- * A server with the table `tableName()`. It does not wait for the disk at a commit: what is tested here is no matter of
- * durability unless a test says so.
+ * A server with the table `tableName()`. Its commits do not wait for the disk: durability is tested only where a test
+ * says so.
  */
 class ScanQueryTest : public TableTest {
 protected:
@@ -145,12 +166,12 @@ protected:
     }
 
     /**
-     * Makes a DeleteTable of `tableName()` wait for good: a batch whose second table lies in another environment keeps
-     * the first one held. The connection that is returned waits for the reply, which never comes.
+     * Makes a DeleteTable of `tableName()` wait forever: a batch whose second table is in another environment never
+     * releases its hold on the first one. Returns the connection that waits for the reply, which never comes.
      */
     [[nodiscard]] Client::WireConnection keepDeleteWaiting()
     {
-        const QString foreign = tableIn(home() + "~", "t"); // behind it in the order of names
+        const QString foreign = tableIn(home() + "~", "t"); // sorts after it
         EXPECT_EQ(request("BatchWriteItem",
                           {{"RequestItems", QVariantMap{{tableName(), QVariantList()}, {foreign, QVariantList()}}}}),
                   okReply({{"UnprocessedItems", QVariantMap{{foreign, QVariantList()}}}}));
@@ -161,9 +182,9 @@ protected:
     }
 
     /**
-     * True once the operation was refused because of such a DeleteTable. Whatever runs on the very thread that holds
-     * the environment goes on as ever, and a single client may meet that thread again and again: so this asks with many
-     * at once.
+     * True once the operation has been refused because of such a DeleteTable. Requests that run on the thread that
+     * holds the environment still succeed, and a single client might get that thread every time: so this sends requests
+     * from many clients at once.
      */
     [[nodiscard]] bool isRefused(const QByteArray& operation, const QVariantMap& body)
     {
@@ -172,7 +193,7 @@ protected:
         for (int n = 0; n < 6; ++n) {
             clients.emplace_back([&] {
                 Caller caller(server_);
-                (void)waitUntil([&] { // ignored: `refused` tells
+                (void)waitUntil([&] { // ignored: `refused` has the result
                     const QVariantMap reply = caller.request(operation, body);
                     refused = refused || reply == notFoundReply();
                     return refused.load();
@@ -184,14 +205,14 @@ protected:
         return refused;
     }
 
-    /** The lines of a failure that has no row of its own in the envelope. */
+    /** The log lines of a failure whose status has no envelope of its own. */
     static std::vector<std::string> complaints(const std::string& line, int status = 2)
     {
         return {"[ERROR] bdbrequest # " + line, composeError(status)};
     }
 };
 
-/** What a scan answers. */
+/** The reply to a scan. */
 inline QVariantMap scanReply(const QVariantList& items, int scanned, const QVariantMap& lastKey = {})
 {
     QVariantMap reply{{"Count", items.size()}, {"ScannedCount", scanned}, {"Items", items}};
@@ -204,7 +225,7 @@ inline QVariantMap scanCounts(int count, int scanned)
     return okReply({{"Count", count}, {"ScannedCount", scanned}});
 }
 
-/** What a query answers. */
+/** The reply to a query. */
 inline QVariantMap queryReply(const QVariantList& items, const QVariantMap& lastKey = {})
 {
     QVariantMap reply{{"Count", items.size()}, {"Items", items}};

@@ -12,8 +12,8 @@
 #include <string>
 
 /**
- * An environment that no server has open, looked at with Berkeley DB alone: what is on disk is what another version of
- * the server, or an operator's tool, would find. Runs recovery, as any opening does.
+ * An environment that no server has open, read with Berkeley DB alone: what another version of the server, or an
+ * operator's tool, would find on disk. Opening it runs recovery.
  */
 class StoredEnvironment {
 public:
@@ -44,7 +44,7 @@ public:
         return names;
     }
 
-    /** Writes a record as it is given. */
+    /** Writes a record verbatim. */
     void put(const std::string& file, const std::string& subDb, QByteArray key, QByteArray value)
     {
         Db db(&env_, DB_CXX_NO_EXCEPTIONS);
@@ -55,7 +55,7 @@ public:
         EXPECT_EQ(db.close(0), 0);
     }
 
-    /** The names of the files in the environment's directory, the numbered logs left out. */
+    /** The names of the files in the environment's directory, without the numbered logs. */
     std::set<std::string> files() const
     {
         std::set<std::string> names;

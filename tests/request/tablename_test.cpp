@@ -7,11 +7,10 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-/** File parts that lead out of the environment's directory, or to what others have in it. */
+/** File parts that lead out of the environment's directory, or to other files in it. */
 const std::vector<QString> RefusedFileParts{
     "",
     QString::fromLatin1("t\0x", 3),
@@ -71,7 +70,7 @@ protected:
                   okReply({{"Attributes", QVariantMap()}}));
     }
 
-    /** Whatever is next to the server's log, at any depth. */
+    /** Everything in the directory of the server's log, at any depth. */
     std::set<std::string> everything() const
     {
         std::set<std::string> paths;
@@ -80,7 +79,7 @@ protected:
         return paths;
     }
 
-    /** As a log line has it: what follows a zero byte does not fit into one. */
+    /** As it appears in a log line, which ends at a zero byte. */
     static std::vector<std::string> refusal(const QString& file, const char* subDatabase, int status = 12,
                                             const std::string& more = {})
     {
@@ -113,7 +112,7 @@ TEST_F(TableName, ThatHarmsOthersIsRefusedByEveryOperationAndMakesNoFile)
     struct Case {
         QByteArray operation;
         QVariantMap fields;
-        QString suffix; // of the file that it opens first
+        QString suffix; // of the first file that it opens
         const char* subDatabase;
         int status = 12;
         QVariantMap answered{};
@@ -167,7 +166,7 @@ TEST_F(TableName, ThatHarmsOthersEndsABatchInWhicheverPlaceItHas)
                 << name.toStdString();
         }
     }
-    EXPECT_EQ(get("abc", "2"), okReply()); // all of a batch, or nothing
+    EXPECT_EQ(get("abc", "2"), okReply()); // a batch is all or nothing
     EXPECT_EQ(everything(), before);
     restartServer();
     expectHealthy();
@@ -193,7 +192,7 @@ TEST_F(TableName, WithoutABarIsRefusedByItsLastComponent)
     (void)takeComplaints();
     for (const auto& [end, file] : std::vector<std::pair<std::string, QString>>{
              {"/", ""}, {"/.", "."}, {"/sub/..", ".."}, {"/DB_CONFIG", "DB_CONFIG"}, {"/__log__", "__log__"}}) {
-        std::filesystem::create_directory(home() + end); // names a directory, so one that is there
+        std::filesystem::create_directory(home() + end); // names a directory, which must exist
         const QString name = QString::fromStdString(home() + end);
         EXPECT_EQ(request("CreateTable", {{"TableName", name}, {"KeySchema", keySchema()}}), internalErrorReply())
             << end;

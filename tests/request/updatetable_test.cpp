@@ -64,7 +64,7 @@ TEST_F(UpdateTable, FlushDbIsSilentWithoutDebugLines)
                 IsEmpty());
 }
 
-/** The first of the actions, in this order, is the one that is done. */
+/** Of several actions, the first in this order is carried out. */
 TEST_F(UpdateTable, DbBackupComesBeforeUpdateDbBackupAndStop)
 {
     const QString target = QString::fromStdString(server_.directory() + "/backup");

@@ -98,7 +98,7 @@ TEST(AllowUsers, ListThatIsNoneEndsTheStart)
 
 TEST(AllowUsers, UserWhomTheNamespaceDoesNotKnowEndsTheStart)
 {
-    // In a user namespace that maps root alone, everybody else is seen as nobody.
+    // In a user namespace that maps only root, all other users appear as nobody.
     ServerProcess::Setup setup = allowing("nobody");
     setup.wrapper = {"/usr/bin/unshare", "--user", "--map-root-user"};
     if (runProgram("/usr/bin/unshare", {"--user", "--map-root-user", "/bin/true"}).status != 0)

@@ -1,9 +1,9 @@
+#include "protocol/endpoint.h"
 #include "startsupport.h"
 
 #include <QThread>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -13,29 +13,11 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-std::string sizesLine(int workers, int poolMax)
-{
-    return "[INFO] Workers count " + std::to_string(workers) + " db-pool max-thread-count " + std::to_string(poolMax);
-}
-
-std::string listeningLine(int port)
-{
-    return "[INFO] Server listening on " + std::to_string(port);
-}
-
-/** What a server without any option writes. */
-std::vector<std::string> plainLines(int port, int workers = 4 * QThread::idealThreadCount(),
-                                    int poolMax = 40 * QThread::idealThreadCount())
-{
-    return {sizesLine(workers, poolMax), listeningLine(port)};
-}
-
-/** A server with these options after the port and the log file. */
+/** A server with these options in addition to the port and the log file. */
 ServerProcess::Setup with(std::vector<std::string> arguments)
 {
     ServerProcess::Setup setup;
@@ -43,7 +25,7 @@ ServerProcess::Setup with(std::vector<std::string> arguments)
     return setup;
 }
 
-/** Starts with these arguments, which must make it refuse: the log. */
+/** The log of a server that refuses to start with these arguments. */
 std::vector<std::string> refusal(std::vector<std::string> arguments)
 {
     ServerProcess server;
@@ -80,7 +62,7 @@ TEST(CommandLine, VersionAloneIsPrinted)
 
 TEST(CommandLine, HelpWithOtherArgumentsIsAClusterOfOptions)
 {
-    // "-", "h", "e" and "l" are unknown, "p" takes the next word.
+    // "-", "h", "e" and "l" are unknown; "p" takes the next word.
     ServerProcess server;
     ASSERT_TRUE(server.launch({"--help", "0", "-d", server.logPath()}));
     ASSERT_TRUE(server.waitForLog("Server listening on "));
@@ -100,7 +82,7 @@ TEST(CommandLine, PlainStartLogsSizesAndPortOnly)
 
 TEST(CommandLine, PortIs4567ByDefault)
 {
-    // Whether somebody has that port on this machine or not, the server tells that it was meant.
+    // Whether or not the port is in use on this machine, the log shows that the server tried to use it.
     ServerProcess server;
     ASSERT_TRUE(server.launch({"-d", server.logPath()}));
     ASSERT_TRUE(server.waitForLog("4567"));
@@ -111,7 +93,7 @@ TEST(CommandLine, PortIs4567ByDefault)
 
 TEST(CommandLine, PortZeroIsChosenByTheSystemAndReportedAsZero)
 {
-    for (const char* argument : {"0", "none"}) { // text that is no number counts as 0
+    for (const char* argument : {"0", "none"}) { // text that is not a number counts as 0
         ServerProcess server;
         ASSERT_TRUE(server.launch({"-p", argument, "-d", server.logPath()}));
         ASSERT_TRUE(server.waitForLog("Server listening on "));
@@ -119,7 +101,7 @@ TEST(CommandLine, PortZeroIsChosenByTheSystemAndReportedAsZero)
         const int port = ProcFs::listeningPort(server.pid());
         ASSERT_NE(port, 0);
         Client::WireConnection connection;
-        EXPECT_TRUE(connection.open(Client::DefaultHost, port)) << connection.error().toStdString();
+        EXPECT_TRUE(connection.open(Endpoint::Host, port)) << connection.error().toStdString();
     }
 }
 
@@ -230,8 +212,8 @@ TEST(CommandLine, ColonNeverLeavesTheOptions)
         setup.environment["QUORVA_LOCKFILE"] = lock;
         ServerProcess server(setup);
         ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath(), cluster}));
-        // With the lock it has come as far as the options. From there a start takes a few milliseconds of processor
-        // time to open its log; a hundred times as much shows that it turns in a circle.
+        // Once it has the lock, it reads the options. From there it takes a few milliseconds of CPU time until it opens
+        // its log; a hundred times as much shows that it is in an endless loop.
         ASSERT_TRUE(waitUntil([&] { return ProcFs::read(lock) == std::to_string(server.pid()); })) << cluster;
         const long before = ProcFs::processorTime(server.pid());
         EXPECT_TRUE(waitUntil([&] { return ProcFs::processorTime(server.pid()) >= before + 30; })) << cluster;
@@ -240,53 +222,4 @@ TEST(CommandLine, ColonNeverLeavesTheOptions)
         EXPECT_EQ(ProcFs::listeningPort(server.pid()), 0) << cluster;
         server.kill();
     }
-}
-
-TEST(LogDestination, FileIsAppendedTo)
-{
-    ServerProcess server;
-    std::ofstream(server.logPath()) << "kept\n";
-    ASSERT_TRUE(server.start());
-    EXPECT_THAT(ProcFs::read(server.logPath()), StartsWith("kept\n["));
-    EXPECT_EQ(messages(server), plainLines(server.port()));
-    server.kill();
-    ASSERT_EQ(server.waitForExit(), -SIGKILL);
-    const std::string first = ProcFs::read(server.logPath());
-    ASSERT_TRUE(server.start());
-    EXPECT_THAT(ProcFs::read(server.logPath()), StartsWith(first));
-    EXPECT_EQ(messages(server), plainLines(server.port()));
-}
-
-TEST(LogDestination, IsStandardErrorWithoutAFile)
-{
-    ServerProcess::Setup setup;
-    setup.logFile = false;
-    ServerProcess server(setup);
-    ASSERT_TRUE(server.start());
-    EXPECT_EQ(withoutTimes(server.logLines()), plainLines(server.port()));
-    EXPECT_EQ(server.errorText(), server.logText());
-    EXPECT_EQ(server.outputText(), "");
-}
-
-TEST(LogDestination, IsStandardErrorWhenTheFileCannotBeOpened)
-{
-    const TempDir directory;
-    for (const std::string& path : {directory.file("missing/server.log"), directory.path(), std::string()}) {
-        ServerProcess server;
-        ASSERT_TRUE(server.launch({"-p0", "-d", path}));
-        ASSERT_TRUE(server.waitForLog("Server listening on ")) << path;
-        EXPECT_EQ(messages(server), plainLines(0)) << path;
-        EXPECT_NE(server.errorText(), "") << path;
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(directory.path()));
-}
-
-TEST(LogDestination, LastFileOfSeveralIsTaken)
-{
-    const TempDir directory;
-    ServerProcess server;
-    ASSERT_TRUE(server.launch({"-p0", "-d", directory.file("first"), "-d", server.logPath()}));
-    ASSERT_TRUE(server.waitForLog("Server listening on "));
-    EXPECT_EQ(messages(server), plainLines(0));
-    EXPECT_FALSE(std::filesystem::exists(directory.file("first")));
 }

@@ -17,8 +17,8 @@ QVariantMap text(const char* value)
 
 enum class Write { Put, Batch };
 
-/** Puts one small item that holds the marker, by itself or in a batch: Berkeley DB's log file, as it is on disk once
- * the reply is there. */
+/** Puts one small item with the marker, by itself or in a batch. Returns Berkeley DB's log file as it is on disk when
+ * the reply arrives. */
 std::string logAfter(Write kind, const std::vector<std::string>& options)
 {
     const TempDir directory;
@@ -33,7 +33,7 @@ std::string logAfter(Write kind, const std::vector<std::string>& options)
     const QVariantMap schema{{"HashKeyElement", QVariantMap{{"AttributeName", "h"}, {"AttributeType", "S"}}},
                              {"RangeKeyElement", QVariantMap{{"AttributeName", "r"}, {"AttributeType", "S"}}}};
     EXPECT_EQ(server.request("CreateTable", {{"TableName", table}, {"KeySchema", schema}})["__rc"], 200);
-    // The first item of a partition creates its files, which is flushed with any option.
+    // The first item of a partition creates its files, which is flushed regardless of the option.
     for (const char* value : {"first", Marker}) {
         const QVariantMap item{{"h", text("hash")}, {"r", text(value)}, {"v", text(value)}};
         const QVariantMap put{{"PutRequest", QVariantMap{{"Item", item}}}};

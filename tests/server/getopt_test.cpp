@@ -37,9 +37,9 @@ Answer next(GetoptState* state, const std::vector<const char*>& words)
 
 struct Case {
     const char* name;
-    std::vector<const char*> words; // after the program's name
-    std::vector<Answer> answers;    // up to the first End, which is not listed
-    int rest;                       // the index of the first word that was not read
+    std::vector<const char*> words; // after the program name
+    std::vector<Answer> answers;    // up to the first End, exclusive
+    int rest;                       // the index of the first unread word
 };
 
 void PrintTo(const Case& testCase, std::ostream* stream)

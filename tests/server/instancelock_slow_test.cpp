@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-// One wait of ten seconds for all kinds of holders together.
+// A single wait of ten seconds for all kinds of holders.
 TEST(InstanceLock, SecondServerWaitsTenSecondsForAnyHolderAndGivesUp)
 {
     const TempDir directory;

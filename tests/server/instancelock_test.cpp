@@ -6,11 +6,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
-/** A server that must be the only one of this lock. */
+/** A server that must be the only one with this lock. */
 ServerProcess::Setup lockedBy(const std::string& name)
 {
     ServerProcess::Setup setup;
@@ -18,8 +14,7 @@ ServerProcess::Setup lockedBy(const std::string& name)
     return setup;
 }
 
-/** Waits until the launched server waits for the lock file at `path`: it has the file open and goes to sleep again and
- * again. */
+/** Waits until the launched server waits for the lock file at `path`: it has the file open and keeps going to sleep. */
 bool waitsFor(const std::string& path, const ServerProcess& server)
 {
     const bool opened = waitUntil([&] {
@@ -178,7 +173,7 @@ TEST_P(InstanceLockOfEitherKind, HolderThatEmptiesTheFileHandsItOver)
 
 TEST_F(InstanceLock, DescriptorThatTheParentLeftOpenDoesNotKeepTheServerOut)
 {
-    // The parent held the lock once, for itself, and let its children inherit the descriptor.
+    // The parent once held the lock itself, and let its children inherit the descriptor.
     ServerProcess::Setup setup = lockedBy(path_);
     setup.wrapper = {"/bin/sh", "-c", "exec 9>\"$QUORVA_LOCKFILE\"; flock -x 9; exec \"$@\"", "sh"};
     ServerProcess server(setup);

@@ -26,12 +26,12 @@ protected:
     /** A started thread. As in the server, it is never destroyed. */
     LKThread& startThread()
     {
-        static auto& threads = *new std::vector<LKThread*>; // keeps them in reach of leak checks
+        static auto& threads = *new std::vector<LKThread*>; // keeps them reachable for leak checkers
         threads.push_back(new LKThread(&application_));
         return *threads.back();
     }
 
-    /** What exec() returns when only a time-out can end it otherwise. */
+    /** The result of exec(), which could otherwise only be ended by a time-out. */
     static int runEventLoop(int statusOfTimeOut, std::chrono::milliseconds limit)
     {
         QTimer::singleShot(limit, [statusOfTimeOut] { QCoreApplication::exit(statusOfTimeOut); });

@@ -5,16 +5,18 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <string>
 
-/** The two ways in which programs lock a file. They do not see each other. */
+/** The two ways in which programs lock a file. They are independent of each other. */
 enum class LockKind { File, Record };
 
-/** Tries to lock what `descriptor` is open on; false when somebody holds it in this way. */
+/** Tries to lock the file of `descriptor`; false if somebody holds this kind of lock on it. */
 [[nodiscard]] inline bool tryLock(int descriptor, LockKind kind)
 {
     if (kind == LockKind::File)
@@ -26,8 +28,8 @@ enum class LockKind { File, Record };
 }
 
 /**
- * Somebody else who holds a lock file in one way, creating it when it is missing. Both kinds of lock belong to the open
- * file, so it does not matter that the holder lives in the test's process.
+ * Another holder of one kind of lock on a lock file, which is created if missing. Both kinds of lock belong to the open
+ * file description, so it does not matter that the holder is in the test process.
  */
 class LockHolder {
 public:
@@ -41,21 +43,21 @@ public:
     LockHolder(const LockHolder&) = delete;
     LockHolder& operator=(const LockHolder&) = delete;
 
-    /** Makes `text` the file's whole content. */
+    /** Replaces the file's content by `text`. */
     void write(const std::string& text)
     {
         EXPECT_EQ(ftruncate(descriptor_, 0), 0);
         EXPECT_EQ(pwrite(descriptor_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     }
 
-    /** Ends in good order: empties the file, then lets go. */
+    /** Ends in an orderly way: empties the file, then releases it. */
     void letGo()
     {
         write("");
         die();
     }
 
-    /** Lets go and leaves the content, as a process does that is killed. */
+    /** Releases the file and leaves its content, as a killed process does. */
     void die()
     {
         if (descriptor_ >= 0)
@@ -67,7 +69,46 @@ private:
     int descriptor_;
 };
 
-/** True when nobody holds the file in either way. */
+/** A child process that takes a lock and holds it until it is killed. */
+class LockingProcess {
+public:
+    /** Runs `lock` in the child process; fails the test unless that returns true. */
+    template <typename Lock> explicit LockingProcess(Lock lock)
+    {
+        int ready[2];
+        EXPECT_EQ(pipe2(ready, O_CLOEXEC), 0);
+        id_ = fork();
+        EXPECT_GE(id_, 0);
+        if (id_ == 0) {
+            const char answer = lock() ? 'y' : 'n';
+            (void)!write(ready[1], &answer, 1);
+            pause();
+            _exit(0);
+        }
+        char answer = '\0';
+        EXPECT_EQ(read(ready[0], &answer, 1), 1);
+        EXPECT_EQ(answer, 'y');
+        close(ready[0]);
+        close(ready[1]);
+    }
+    ~LockingProcess() { kill(); }
+    LockingProcess(const LockingProcess&) = delete;
+    LockingProcess& operator=(const LockingProcess&) = delete;
+
+    void kill()
+    {
+        if (id_ <= 0)
+            return;
+        ::kill(id_, SIGKILL);
+        waitpid(id_, nullptr, 0);
+        id_ = -1;
+    }
+
+private:
+    pid_t id_;
+};
+
+/** True if nobody holds either kind of lock on the file. */
 [[nodiscard]] inline bool isFree(const std::string& path)
 {
     const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
@@ -76,7 +117,7 @@ private:
     return isFree;
 }
 
-/** True when somebody holds the file in this way. */
+/** True if somebody holds this kind of lock on the file. */
 [[nodiscard]] inline bool isHeld(const std::string& path, LockKind kind)
 {
     const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);

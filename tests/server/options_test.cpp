@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** The settings after reading these words, on a machine with two processors. */
+/** The settings after reading these arguments, on a machine with two processors. */
 ServerOptions read(std::vector<const char*> words)
 {
     words.insert(words.begin(), "quorva");
@@ -22,7 +22,7 @@ ServerOptions read(std::vector<const char*> words)
     return options;
 }
 
-/** All settings in one comparable text. */
+/** All settings as one text, for comparison. */
 std::string text(const ServerOptions& options)
 {
     return "port " + std::to_string(options.port) + " log " + (options.logFile == nullptr ? "none" : options.logFile) +

@@ -34,7 +34,7 @@ protected:
     const std::string path_ = directory_.file("parent.lock");
 };
 
-/** A server whose lock is inherited under one of the standard numbers. */
+/** A server that inherits its lock as one of the standard descriptors. */
 class ParentWatchWithInheritedLock : public ParentWatch, public testing::WithParamInterface<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Descriptors, ParentWatchWithInheritedLock,
@@ -84,35 +84,22 @@ TEST_P(ParentWatchOfEitherKind, HolderThatLetsGoEndsTheServer)
 
 TEST_F(ParentWatch, ParentThatIsKilledEndsTheServer)
 {
-    int ready[2];
-    ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
-    const pid_t parent = fork();
-    ASSERT_GE(parent, 0);
-    if (parent == 0) {
+    LockingProcess parent([this] {
         const int descriptor = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        const char answer = tryLock(descriptor, LockKind::File) ? 'y' : 'n';
-        (void)!write(ready[1], &answer, 1);
-        pause();
-        _exit(0);
-    }
-    char answer = '\0';
-    ASSERT_EQ(read(ready[0], &answer, 1), 1);
-    ASSERT_EQ(answer, 'y');
+        return tryLock(descriptor, LockKind::File);
+    });
     ServerProcess server(watching(path_));
     EXPECT_TRUE(server.start());
     EXPECT_TRUE(serves(&server));
     EXPECT_TRUE(server.isRunning());
-    kill(parent, SIGKILL);
-    waitpid(parent, nullptr, 0);
+    parent.kill();
     EXPECT_EQ(server.waitForExit(), 0);
     EXPECT_EQ(messages(server).back(), Exiting);
-    close(ready[0]);
-    close(ready[1]);
 }
 
 TEST_F(ParentWatch, DescriptorThatTheServerInheritedDoesNotOutliveTheParent)
 {
-    // Without close-on-exec, as a careless parent opens it: the server gets a copy of the locked file.
+    // Without close-on-exec, as a careless parent might open it: the server inherits the locked descriptor.
     const int parent = open(path_.c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_TRUE(tryLock(parent, LockKind::File));
     ServerProcess server(watching(path_));

@@ -19,7 +19,7 @@
 
 namespace {
 
-/** Collects what is written to standard error while it lives. */
+/** Collects what is written to standard error during its lifetime. */
 class StandardErrorCapture {
 public:
     StandardErrorCapture() : original_(dup(STDERR_FILENO))
@@ -91,7 +91,7 @@ TEST(KeepFreedMemory, MemoryOfTheSizeOfALargeReplyIsNotMappedForEachUse)
     };
     ProcessSetup::keepFreedMemory();
     EXPECT_EQ(mappedFor(Reply), 0U);
-    // Neither does it go back to the system when it is freed.
+    // Nor is it returned to the system when it is freed.
     const std::size_t held = mallinfo2().arena;
     EXPECT_EQ(mappedFor(Reply), 0U);
     EXPECT_EQ(mallinfo2().arena, held);

@@ -6,17 +6,15 @@
 
 namespace {
 
-using testing::Contains;
 using testing::Each;
-using testing::Not;
 
-/** A server with a verbosity, and what its environments print at that. */
+/** A server with a verbosity level, and what its environments print at that level. */
 class Statistics : public TableTest, public testing::WithParamInterface<int> {
 protected:
     Statistics() : TableTest({.arguments = {"-s", std::to_string(GetParam())}}) {}
 };
 
-// The last line of each kind of statistics, and the level from which on it is printed.
+// The last line of each kind of statistics, and the lowest level at which it is printed.
 struct Kind {
     int level;
     const char* lastLine;
@@ -25,7 +23,7 @@ constexpr std::array Kinds{Kind{4, "Maximum hash bucket length"}, Kind{8, "Activ
                            Kind{12, "Mutex counts"}, Kind{16, "On-disk log file offset"},
                            Kind{20, "The number of times a sync is interrupted"}};
 
-/** A line of ours, whole: nothing of another line in it. */
+/** One of our lines, intact: not mixed with another line. */
 bool isPrefixed(const std::string& line)
 {
     static const std::regex prefix("\\[[A-Z][a-z]{2} [A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\\] "
@@ -34,7 +32,7 @@ bool isPrefixed(const std::string& line)
            std::distance(std::sregex_iterator(line.begin(), line.end(), prefix), std::sregex_iterator()) == 1;
 }
 
-/** A line as Berkeley DB's statistics have them: a value, a tab and what it is; or a heading, or what it lists. */
+/** A line of Berkeley DB's statistics: a value, a tab and its description; or a heading, or one of its entries. */
 bool isStatistic(const std::string& line)
 {
     static const std::regex time("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
@@ -54,7 +52,7 @@ TEST_P(Statistics, OfTheLevelAndBelowArePrintedAndTearNoLine)
     createTable(tableName());
     WriteLoad load(server_, tableName());
     ASSERT_TRUE(load.waitForMore(20));
-    // Each environment prints when it is opened; other connections log what they do in the meantime.
+    // Each environment prints when it is opened; meanwhile, other connections log what they do.
     constexpr int Environments = 8;
     for (int i = 0; i < Environments; ++i)
         createTable(tableIn(makeDirectory("env" + std::to_string(i))));

@@ -11,13 +11,13 @@
 
 namespace {
 
-/** Runs `call` in a thread of its own and returns its answer. */
+/** Runs `call` in another thread and returns its result. */
 template <typename Call> auto elsewhere(Call call)
 {
     return std::async(std::launch::async, call).get();
 }
 
-/** Tries the lock from another thread, and gives it back there. */
+/** Tries the lock from another thread, which releases it again. */
 bool readableElsewhere(AccessLock& lock)
 {
     return elsewhere([&lock] {
@@ -73,7 +73,7 @@ TEST(AccessLock, AThreadThatReadsMayReadAgainAlthoughAWriterWaits)
     EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
     EXPECT_TRUE(lock.tryLockForRead());
     lock.unlock();
-    EXPECT_TRUE(writer.sleeps()); // one hold is left
+    EXPECT_TRUE(writer.sleeps()); // one shared hold is left
     lock.unlock();
     writer.get();
 }
@@ -91,7 +91,7 @@ TEST(AccessLock, AThreadThatWritesMayWriteAgain)
 
 TEST(AccessLock, UnlockByAThreadThatHoldsNothingDoesNothing)
 {
-    const QtMessageHandler previous = qInstallMessageHandler(ignoreMessage); // the library complains
+    const QtMessageHandler previous = qInstallMessageHandler(ignoreMessage); // Qt prints a warning
     AccessLock lock;
     lock.unlock();
     lock.lockForWrite();

@@ -59,7 +59,7 @@ TEST_F(HotBackup, AnUnfinishedCopyIsReplacedButNothingIsShippedBehindIt)
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
 
-    // What a loss of power kept from the disk reads as zeros.
+    // What did not reach the disk before a loss of power reads as zeros.
     makeMarker();
     fs::rename(target_ + "/BackupFiles.list", target_ + "/BackupFiles.list.tmp");
     fs::resize_file(target_ + "/log.0000000001", 200);
@@ -87,7 +87,7 @@ TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
     backUp();
     makeUnneededLogs();
     removeUnneededLogs();
-    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_); // a restore could not use them
+    expectRefused(target_, BackupShipLogs, "log backup failed for " + target_); // a restore could not use the log files
     makeMarker();
     backUp();
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000003", "t.db"));
@@ -96,7 +96,7 @@ TEST_F(HotBackup, TheSameEnvironmentIsKnownByItsDatabasesWhenTheLogFilesAreGone)
 TEST_F(HotBackup, TheUnfinishedCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
 {
     put(1, 100);
-    fs::create_directory(target_ + "/log.0000000001"); // in the way of the log
+    fs::create_directory(target_ + "/log.0000000001"); // in the place of the log file
     expectCopyFails(target_, EISDIR);
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list.tmp", "BackupInProgress.tmp", "t.db"));
     const auto before = filesUnder(target_);
@@ -202,7 +202,7 @@ TEST_F(HotBackup, ShippingGoesOnBehindWhatWasShippedBefore)
     EXPECT_EQ(listOf(target_), list);
     EXPECT_EQ(list.files.at("log.0000000001").checksum, Checksum::of(readFile(target_ + "/log.0000000001")));
 
-    // What was shipped last is exchanged for the log file of somebody else.
+    // The file that was shipped last is replaced by a log file of another environment.
     fs::remove(target_ + "/__log__/log.0000000003");
     fs::copy_file(target_ + "/__log__/log.0000000002", target_ + "/__log__/log.0000000003");
     expectRefused(target_, BackupShipLogs, "log backup failed for " + target_);

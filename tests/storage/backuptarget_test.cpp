@@ -41,7 +41,7 @@ TEST_F(HotBackup, AFullBackupToTheOwnHomeIsRefusedByTheThread)
 TEST_F(HotBackup, AFullBackupToTheHomeOfAnotherOpenEnvironmentIsRefusedByTheThread)
 {
     const int other = open(target_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0); // as whoever has an environment open does
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0); // as a process with an open environment does
     expectCopyFails(target_, EBUSY);
     close(other);
     EXPECT_EQ(std::distance(fs::directory_iterator(target_), fs::directory_iterator()), 1) << "only the marker";
@@ -152,7 +152,7 @@ TEST_F(HotBackup, AFileThatSomebodyPutsThereDuringTheCopyIsNeverRemoved)
 TEST_F(HotBackup, WhereverAServerEndsWhileDatabasesComeIntoBeingTheNextCopyIsMade)
 {
     put(1, 100);
-    std::vector<std::string> states; // of the target, in the order of its history
+    std::vector<std::string> states; // copies of the target, oldest first
     {
         const SlowDisk disk(target_, [&] {
             states.push_back(directory_.file("state" + std::to_string(states.size())));

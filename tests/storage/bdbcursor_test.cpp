@@ -17,7 +17,7 @@ protected:
             ASSERT_EQ(putRow(index_, nullptr, key, std::string("value of ") + key), 0);
     }
 
-    /** "key=value" of one step, or "(result N)". */
+    /** "key=value" after one step, or "(result N)". */
     static std::string step(BDBCursor& cursor, u_int32_t flags)
     {
         char keyRoom[32];
@@ -105,7 +105,7 @@ TEST_F(BDBCursorTest, DestructorClosesIt)
         BDBCursor cursor;
         ASSERT_EQ(cursor.open(index_, nullptr, 0), 0);
         ASSERT_EQ(step(cursor, DB_FIRST), "a=value of a");
-        EXPECT_FALSE(rowIsFree()); // an open cursor keeps the row that it stands on
+        EXPECT_FALSE(rowIsFree()); // an open cursor keeps its current row locked
     }
     EXPECT_TRUE(rowIsFree());
 }

@@ -115,7 +115,7 @@ TEST(BDBEnvFeedback, OnlyRecoveryIsReported)
     for (const int opcode : {0, 1, 3, 4, 99})
         feedbackOf(env.get())(env.get(), opcode, 42);
     EXPECT_THAT(ownLines(log), IsEmpty());
-    feedbackOf(env.get())(env.get(), DB_RECOVER, 42); // and the others did not use up the minute
+    feedbackOf(env.get())(env.get(), DB_RECOVER, 42); // the other codes did not count towards the minute
     EXPECT_EQ(log.count(" recoverd 42%%"), 1U);
 }
 
@@ -129,7 +129,7 @@ TEST(BDBEnvFeedback, IsReportedOncePerMinuteForAllEnvironments)
     feedback(first.get(), DB_RECOVER, 1);
     feedback(first.get(), DB_RECOVER, 2);
     feedback(second.get(), DB_RECOVER, 3);
-    advanceClock(std::chrono::seconds(58)); // the clock goes on by itself as well
+    advanceClock(std::chrono::seconds(58)); // the clock advances by itself as well
     feedback(second.get(), DB_RECOVER, 4);
     advanceClock(std::chrono::seconds(3));
     feedback(second.get(), DB_RECOVER, 5);

@@ -37,13 +37,9 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
         ASSERT_EQ(env.open(home.bytes()), 0);
         for (int i = 0; i < Tables; ++i)
             EXPECT_EQ(putRow(openedIndex(env, i), nullptr, "key", "value"), 0);
-        teller.tell(testing::Test::HasFailure() ? 1 : 0);
-        (void)pause();
+        teller.waitForKill();
     });
-    int failed = 1;
-    ASSERT_TRUE(writer.hear(&failed));
-    EXPECT_EQ(failed, 0);
-    writer.kill();
+    writer.killWhenReady();
 
     ChildProcess restarted([&](const auto&) {
         const auto before = contentsOf(home.path());
@@ -53,7 +49,7 @@ TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRep
             LogCapture log;
             BDBEnv env(Tables + 1, DB_CXX_NO_EXCEPTIONS);
             EXPECT_EQ(env.open(home.bytes()), EMFILE);
-            EXPECT_EQ(log.text(), ""); // Berkeley DB did not come to try it
+            EXPECT_EQ(log.text(), ""); // Berkeley DB did not even try
         }
         EXPECT_EQ(contentsOf(home.path()), before);
         limitDescriptors(Tables + 17);
@@ -142,7 +138,7 @@ TEST_F(DeepName, IsRefusedWithoutADescriptorForEachOfItsDirectories)
             EXPECT_FALSE(std::filesystem::exists(home_.path() + "/made")) << left;
         }
         limitDescriptors(KeptFree + Slack);
-        expectWorks(neighbour, "t"); // nobody took what it needs
+        expectWorks(neighbour, "t"); // the descriptors that it needs are still free
         expectWorks(env, "t");
         limitDescriptors(Depth + KeptFree + Slack);
         expectWorks(env, deep("made", "t"));
@@ -158,11 +154,11 @@ TEST_F(DeepName, IsRefusedAsWellWhereItsDirectoriesAreThere)
         ASSERT_EQ(env.open(home_.bytes()), 0);
         limitDescriptors(Depth + KeptFree - 1);
         expectRefused(env, deep("there", "t"));
-        EXPECT_EQ(Base::DirectoryLock().lock(home_.path() + "/there"), 0); // it holds nothing
+        EXPECT_EQ(Base::DirectoryLock().lock(home_.path() + "/there"), 0); // it holds no lock
         limitDescriptors(Depth + KeptFree + Slack);
         expectWorks(env, deep("there", "t"));
         limitDescriptors(KeptFree + Slack);
-        expectWorks(env, deep("there", "u")); // its directories are held already
+        expectWorks(env, deep("there", "u")); // its directories are already locked
     });
     EXPECT_EQ(child.waitForExit(), 0);
 }

@@ -4,6 +4,7 @@
 #include "hotbackupfixture.h"
 #include "slowdisk.h"
 #include "storage/logtail.h"
+#include "support/blockedcall.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -95,4 +97,30 @@ TEST_F(HotBackup, WhereverAServerEndsOnASlowTargetTheNextCopyIsMade)
         backUp();
         EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
     }
+}
+
+TEST_F(HotBackup, AFullBackupIsAcceptedAsSoonAsTheMarkerOfTheOneBeforeIsGone)
+{
+    put(1, 100);
+    const std::string next = directory_.makeDirectory("next");
+    std::ofstream(next + Marker);
+    // The target's disk takes until somebody who saw the marker go has asked for another backup.
+    std::optional<BlockedCall<int>> order;
+    std::atomic<bool> ordered{false};
+    const SlowDisk disk(target_, [&] {
+        if (ordered || fs::exists(target_ + Marker))
+            return;
+        EXPECT_EQ(thread_->status().state, BDBBackupStatus::Copying) << "the deletion may not be on disk yet";
+        order.emplace([&] { return thread_->schedule(QString::fromStdString(next), BackupFull); });
+        ordered = true;
+        EXPECT_TRUE(waitUntil([&] { return order->sleeps() || log_->count("DB Backup is already running") > 0; }));
+    });
+    EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
+    ASSERT_TRUE(waitUntil([&] { return ordered.load(); })) << log_->text();
+    EXPECT_EQ(order->get(), 0) << log_->text();
+    EXPECT_TRUE(waitUntil([&] { return !fs::exists(next + Marker); })) << log_->text();
+    thread_.reset();
+    EXPECT_EQ(log_->count("Done BDBHotBackupThread.backup"), 2U);
+    EXPECT_TRUE(fs::exists(target_ + "/BackupFiles.list"));
+    EXPECT_TRUE(fs::exists(next + "/BackupFiles.list"));
 }

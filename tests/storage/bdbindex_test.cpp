@@ -1,20 +1,20 @@
 #include "storage/bdbindex.h"
 
-#include "loglines.h"
 #include "rows.h"
 #include "storage/bdbtxn.h"
+#include "support/logcapture.h"
 #include "support/tempenv.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace {
-
-constexpr u_int32_t OpenFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
 class BDBIndexTest : public testing::Test {
 protected:
@@ -23,7 +23,7 @@ protected:
     std::unique_ptr<BDBIndex> openedIndex(const char* file = "orders")
     {
         auto index = makeIndex();
-        EXPECT_EQ(index->open(file, "data", DB_BTREE, OpenFlags), 0);
+        EXPECT_EQ(index->open(file, "data", DB_BTREE, IndexOpenFlags), 0);
         return index;
     }
 
@@ -34,7 +34,7 @@ TEST_F(BDBIndexTest, IsClosedUntilOpened)
 {
     const auto index = makeIndex();
     EXPECT_EQ(index->isOpen(), 0);
-    EXPECT_EQ(index->open("orders", "data", DB_BTREE, OpenFlags), 0);
+    EXPECT_EQ(index->open("orders", "data", DB_BTREE, IndexOpenFlags), 0);
     EXPECT_EQ(index->isOpen(), 1);
 }
 
@@ -51,7 +51,7 @@ TEST_F(BDBIndexTest, OpensTheNamedSubDatabaseOfTheFile)
     EXPECT_STREQ(file, "orders");
     EXPECT_STREQ(name, "data");
     EXPECT_EQ(type, DB_BTREE);
-    EXPECT_EQ(flags, OpenFlags);
+    EXPECT_EQ(flags, IndexOpenFlags);
     EXPECT_TRUE(std::filesystem::exists(env_.file("orders")));
 }
 
@@ -63,7 +63,7 @@ TEST_F(BDBIndexTest, FailedOpenLeavesItClosed)
     EXPECT_EQ(index->isOpen(), 0);
     EXPECT_EQ(index->close(0), 12);
     index.reset();
-    EXPECT_EQ(env_->txn_checkpoint(0, 0, 0), 0); // nothing of it stays behind
+    EXPECT_EQ(env_->txn_checkpoint(0, 0, 0), 0); // it left nothing behind
 }
 
 TEST_F(BDBIndexTest, CallsWithoutATransactionAreCommittedAtOnce)
@@ -182,98 +182,5 @@ TEST_F(BDBIndexTest, IsSharedByThreads)
             EXPECT_EQ(rowOf(index.get(), nullptr, key), key);
         }
 }
-
-/** In a tree that keeps duplicates a search finds the first record of a key, wherever the latest was written. */
-TEST(BDBIndexPutChecked, SearchThatFindsAnotherRecordIsADeadlock)
-{
-    TempEnv env;
-    BDBIndex index(env.get(), DB_CXX_NO_EXCEPTIONS);
-    ASSERT_EQ(index.set_flags(DB_DUP), 0);
-    ASSERT_EQ(index.open("orders", "data", DB_BTREE, OpenFlags), 0);
-    std::string name = "key";
-    const auto put = [&](std::string value) {
-        Dbt key(name.data(), static_cast<u_int32_t>(name.size()));
-        Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
-        BDBTxn txn;
-        EXPECT_EQ(txn.begin(env.get(), 0), 0);
-        const int rc = index.putChecked(&txn, &key, &data);
-        EXPECT_EQ(rc == 0 ? txn.commit(DB_TXN_NOSYNC) : txn.abort(), 0);
-        return rc;
-    };
-    EXPECT_EQ(put("first"), 0);
-    EXPECT_EQ(put("second"), DB_LOCK_DEADLOCK);
-    EXPECT_EQ(rowOf(&index, nullptr, name), "first");
-}
-
-enum class BeforePut { Nothing, LockingRead };
-
-class BDBIndexPlaces : public testing::TestWithParam<BeforePut> {
-protected:
-    /** Writes one new record, until it is committed. */
-    void putNew(BDBEnv* env, BDBIndex* index, const std::string& name)
-    {
-        std::string value(60, 'x');
-        for (int rc = DB_LOCK_DEADLOCK; rc == DB_LOCK_DEADLOCK;) {
-            Dbt key(const_cast<char*>(name.data()), static_cast<u_int32_t>(name.size()));
-            Dbt data(value.data(), static_cast<u_int32_t>(value.size()));
-            BDBTxn txn;
-            ASSERT_EQ(txn.begin(env, 0), 0);
-            if (GetParam() == BeforePut::LockingRead) {
-                Dbt nothing;
-                nothing.set_flags(DB_DBT_USERMEM | DB_DBT_PARTIAL);
-                rc = index->get(&txn, &key, &nothing, DB_RMW);
-                rc = rc == DB_NOTFOUND ? index->put(&txn, &key, &data, 0) : rc;
-            } else {
-                rc = index->putChecked(&txn, &key, &data);
-            }
-            ASSERT_THAT(rc, testing::AnyOf(0, DB_LOCK_DEADLOCK));
-            if (rc == 0) {
-                ASSERT_EQ(txn.commit(DB_TXN_SYNC), 0);
-            }
-        }
-    }
-};
-
-/**
- * New keys at the end of a tree, from many threads, in pages so small that leaves and their parents are split all the
- * time. Without the second look a third of such rounds ends with a key where no search finds it.
- */
-TEST_P(BDBIndexPlaces, EveryNewKeyIsWhereASearchFindsIt)
-{
-    constexpr int Rounds = 20;
-    constexpr int Threads = 16;
-    constexpr int Keys = 40;
-    const auto nameOf = [](int thread, int i) { return std::to_string(i) + '/' + std::to_string(thread); };
-    for (int round = 0; round < Rounds; ++round) {
-        TempEnv env;
-        {
-            BDBIndex index(env.get(), DB_CXX_NO_EXCEPTIONS);
-            ASSERT_EQ(index.set_pagesize(512), 0);
-            ASSERT_EQ(index.open("orders", "data", DB_BTREE, OpenFlags), 0);
-            std::vector<std::thread> writers;
-            for (int thread = 0; thread < Threads; ++thread)
-                writers.emplace_back([&, thread] {
-                    for (int i = 0; i < Keys; ++i)
-                        putNew(env.get(), &index, nameOf(thread, i));
-                });
-            for (std::thread& writer : writers)
-                writer.join();
-            for (int thread = 0; thread < Threads; ++thread) {
-                for (int i = 0; i < Keys; ++i)
-                    EXPECT_EQ(rowOf(&index, nullptr, nameOf(thread, i)), std::string(60, 'x')) << nameOf(thread, i);
-            }
-        }
-        Db unopened(nullptr, DB_CXX_NO_EXCEPTIONS);
-        env.close();
-        EXPECT_EQ(unopened.verify(env.file("orders").c_str(), nullptr, nullptr, 0), 0);
-        if (HasFailure())
-            return;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(, BDBIndexPlaces, testing::Values(BeforePut::Nothing, BeforePut::LockingRead),
-                         [](const auto& tested) {
-                             return tested.param == BeforePut::Nothing ? "WhenChecked" : "AfterALockingRead";
-                         });
 
 } // namespace

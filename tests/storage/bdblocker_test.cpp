@@ -21,6 +21,11 @@ protected:
     TempEnv env_;
 };
 
+TEST_F(BDBLockerTest, IsOfType7)
+{
+    EXPECT_EQ(BDBLocker(nullptr).type(), 7);
+}
+
 TEST_F(BDBLockerTest, HoldsANameUntilUnlocked)
 {
     BDBLocker locker(env_.get());
@@ -104,7 +109,7 @@ TEST_F(BDBLockerTest, UsesTheMutexOfTheEnvironmentsTable)
         EXPECT_EQ(locker.lock("orders"), 0);
         locked = true;
     });
-    EXPECT_TRUE(log.waitFor("Locking orders")); // it comes as far as that
+    EXPECT_TRUE(log.waitFor("Locking orders")); // it gets that far
     EXPECT_FALSE(locked);
     env_->mutex().unlock();
     thread.join();

@@ -18,7 +18,7 @@ class LockEnvTest : public RegistryFixture {
 protected:
     void SetUp() override { (void)openedEnv(home_); }
 
-    /** Whether another thread gets the shared hold; it gives it back at once. */
+    /** Whether another thread gets the shared lock, which it releases at once. */
     bool isSharable()
     {
         return std::async(std::launch::async,
@@ -31,7 +31,7 @@ protected:
             .get();
     }
 
-    /** Another thread that takes the exclusive hold; it gives it back as soon as it has it. */
+    /** Another thread that takes the exclusive lock and releases it at once. */
     BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
         return BlockedCall([this] {
@@ -72,7 +72,7 @@ TEST_F(LockEnvTest, ExclusiveWaitsForSharedHoldsAndKeepsNewOnesOut)
     const auto lock = Registry::lockEnv(&registry_, table_, false);
     ASSERT_NE(lock, nullptr);
     auto writer = exclusiveElsewhere();
-    EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // it waits
+    EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // the other thread waits
     EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
     lock->unlock();
     EXPECT_EQ(writer.get(), lock);
@@ -87,7 +87,7 @@ TEST_F(LockEnvTest, AThreadMayTakeItsHoldAgain)
     EXPECT_EQ(first, second);
     Registry::unlockEnv(&registry_, table_);
     auto writer = exclusiveElsewhere();
-    EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // one hold is left
+    EXPECT_TRUE(waitUntil([&] { return !isSharable(); })); // one shared hold is left
     Registry::unlockEnv(&registry_, table_);
     EXPECT_NE(writer.get(), nullptr);
 }
@@ -115,7 +115,7 @@ TEST_F(LockEnvTest, TableNameEndsBeforeItsLastBar)
     Registry::unlockEnv(&registry_, table_);
     Registry::unlockEnv(&registry_, odd + "|stock"); // any table of the environment
     const auto wholeName = Registry::lockEnv(&registry_, home_, true);
-    ASSERT_NE(wholeName, nullptr); // no bar: the name is the directory
+    ASSERT_NE(wholeName, nullptr); // without a "|", the whole name is the directory
     EXPECT_FALSE(isSharable());
     Registry::unlockEnv(&registry_, home_);
 }

@@ -22,12 +22,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** A directory whose opening goes on until the test ends it: it waits for the lock on the directory. */
+/** An environment whose opening lasts until the test ends it: it waits for the lock on the directory. */
 class SlowOpening : public RegistryFixture {
 protected:
     std::string config() const { return home_.toStdString() + "/DB_CONFIG"; }
 
-    /** Another thread that opens the environment, and is at it when this returns. */
+    /** Another thread that is opening the environment when this returns. */
     std::future<BDBEnv*> openingElsewhere()
     {
         auto opening = std::async(std::launch::async, [this] { return openHere(); });
@@ -35,12 +35,14 @@ protected:
         return opening;
     }
 
-    /** Returns when so many threads wait for the opening under way. */
+    /** Returns when this many threads wait for the opening in progress. */
     void waitForWaiting(long threads) const
     {
-        constexpr long Others = 2; // the list of openings, and this question
-        EXPECT_TRUE(waitUntil(
-            [&] { return openingEnvironments().find(environmentKey(home_)).use_count() >= Others + threads; }));
+        constexpr long Others = 2; // the list of openings, and this function
+        EXPECT_TRUE(waitUntil([&] {
+            return OpeningEnvironments::instance().find(RegistryKeys::environment(home_)).use_count() >=
+                   Others + threads;
+        }));
     }
 
     BDBEnv* openHere()
@@ -50,9 +52,9 @@ protected:
         return use.env();
     }
 
-    bool isOpening() const { return openingEnvironments().find(environmentKey(home_)) != nullptr; }
+    bool isOpening() const { return OpeningEnvironments::instance().find(RegistryKeys::environment(home_)) != nullptr; }
 
-    /** The opening goes on with these lines as its DB_CONFIG. */
+    /** Lets the opening continue, with these lines as its DB_CONFIG. */
     void finishWith(const std::string& lines)
     {
         std::ofstream(config()) << lines;
@@ -124,7 +126,7 @@ TEST_F(SlowOpening, AFailureIsTheResultOfAllWhoWaitedForIt)
     EXPECT_EQ(log.count("unrecognized name-value pair"), 1U); // tried once
     EXPECT_TRUE(registry_.names().isEmpty());
 
-    std::ofstream(config()) << ""; // mended, it opens
+    std::ofstream(config()) << ""; // once corrected, it opens
     EXPECT_NE(openHere(), nullptr);
 }
 
@@ -168,9 +170,10 @@ TEST_F(OpeningWithoutMemory, CanBeRepeated)
         SCOPED_TRACE(lacking);
         {
             const NoMemoryFor it(lacking);
-            EXPECT_THROW((void)open(home, &use), std::bad_alloc); // ends the connection whose request it was
+            EXPECT_THROW((void)open(home, &use), std::bad_alloc); // closes the connection of the request
         }
-        ASSERT_EQ(openingEnvironments().find(environmentKey(home)), nullptr) << "others would wait for it for good";
+        ASSERT_EQ(OpeningEnvironments::instance().find(RegistryKeys::environment(home)), nullptr)
+            << "others would wait for it for good";
         Base::DirectoryLock lock;
         EXPECT_EQ(lock.lock(home.constData()), 0);
     }

@@ -42,6 +42,11 @@ protected:
     BDBIndex* index_ = env_.index("numbers");
 };
 
+TEST_F(BDBSeqTest, IsOfType4)
+{
+    EXPECT_EQ(BDBSeq().type(), 4);
+}
+
 TEST_F(BDBSeqTest, CountsFromTheInitialValue)
 {
     BDBSeq sequence;

@@ -12,12 +12,12 @@
 #include <cstdio>
 
 /**
- * A forked child of the test, with a pipe on which it tells the test how far it is. Made while the test has a single
- * thread and no environment open: a forked copy of an environment would keep its directory locked.
+ * A forked child of the test, with a pipe on which it reports its progress. Create it while the test has a single
+ * thread and no open environment: a forked copy of an environment would keep its directory locked.
  */
 class ChildProcess {
 public:
-    /** What the child can say. */
+    /** Reports numbers to the test. */
     class Teller {
     public:
         explicit Teller(int descriptor) : descriptor_(descriptor) {}
@@ -25,6 +25,12 @@ public:
         {
             if (write(descriptor_, &number, sizeof number) != static_cast<ssize_t>(sizeof number))
                 _exit(2); // the test is gone
+        }
+        /** Reports 0 when all expectations held so far, else 1; then waits for the child to be killed. */
+        void waitForKill() const
+        {
+            tell(testing::Test::HasFailure() ? 1 : 0);
+            (void)pause();
         }
 
     private:
@@ -38,7 +44,7 @@ public:
         int ends[2] = {-1, -1};
         if (pipe(ends) != 0)
             std::abort();
-        (void)std::fflush(nullptr); // else the child would write our buffers a second time
+        (void)std::fflush(nullptr); // or the child would write our buffers again
         pid_ = fork();
         if (pid_ == 0) {
             (void)prctl(PR_SET_PDEATHSIG, SIGKILL); // nothing stays behind when the test is killed
@@ -58,7 +64,7 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /** The next number that the child told; false when it ended, or told none in a minute. */
+    /** The next number that the child reports; false when it has ended, or reports none within a minute. */
     [[nodiscard]] bool hear(int* number) const
     {
         pollfd wanted{descriptor_, POLLIN, 0};
@@ -66,11 +72,20 @@ public:
                read(descriptor_, number, sizeof *number) == static_cast<ssize_t>(sizeof *number);
     }
 
-    /** Kills it as it stands and waits for its end. */
+    /** Kills the child and waits for its end. */
     void kill()
     {
         (void)::kill(pid_, SIGKILL);
         (void)waitForExit(); // ignored: it was killed
+    }
+
+    /** Kills the child once it is in waitForKill(). */
+    void killWhenReady()
+    {
+        int failed = 1;
+        ASSERT_TRUE(hear(&failed));
+        EXPECT_EQ(failed, 0);
+        kill();
     }
 
     /** The exit status, or -1 when a signal ended it. */

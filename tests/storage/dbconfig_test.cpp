@@ -20,7 +20,7 @@ protected:
         return directory;
     }
 
-    /** The value in front of a statistic of the environment that was opened first; empty while there is none. */
+    /** The value before a statistic of the environment that was opened first; empty when there is none yet. */
     std::string statistic(const std::string& name) const
     {
         for (const std::string& line : server_.logLines()) {
@@ -30,7 +30,7 @@ protected:
         return {};
     }
 
-    /** The flags with which the server has a file open; -1 when it has not. */
+    /** The flags with which the server has opened a file; -1 when it is not open. */
     int openFlags(const std::string& path) const
     {
         for (const auto& [descriptor, file] : ProcFs::descriptors(server_.pid())) {
@@ -98,5 +98,5 @@ TEST_F(DbConfig, ALineThatIsNotUnderstoodKeepsTheEnvironmentClosed)
                 testing::ElementsAre("[ERROR] bdb # BDB: BDB1585 unrecognized name-value pair: set_cashsize",
                                      "[CRIT] bdb # Failed to open env path: " + directory + " id env::" + directory +
                                          " rc 22"));
-    createTable(tableName()); // others are not concerned
+    createTable(tableName()); // others are not affected
 }

@@ -17,21 +17,21 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** Runs the loop over attempts that end in a deadlock `deadlocks` times and then with `last`. */
+/** Runs the retry loop on attempts that deadlock `deadlocks` times and then end with `last`. */
 struct Retried {
-    Retried(int deadlocks, int last, DeadlockWarning policy = DeadlockWarning::FromThird)
+    Retried(int deadlocks, int last, Deadlocks::Warning policy = Deadlocks::Warning::FromThird)
     {
-        result = retryOnDeadlock([&] { return attempts++ < deadlocks ? DB_LOCK_DEADLOCK : last; },
-                                 [&](int backoff) {
-                                     warnedAfter.push_back(attempts);
-                                     backoffs.push_back(backoff);
-                                 },
-                                 policy);
+        result = Deadlocks::retry([&] { return attempts++ < deadlocks ? DB_LOCK_DEADLOCK : last; },
+                                  [&](int backoff) {
+                                      warnedAfter.push_back(attempts);
+                                      backoffs.push_back(backoff);
+                                  },
+                                  policy);
     }
 
     int result = 0;
     int attempts = 0;
-    std::vector<int> warnedAfter; // the attempts made so far at each warning
+    std::vector<int> warnedAfter; // the number of attempts at each warning
     std::vector<int> backoffs;
 };
 
@@ -68,8 +68,8 @@ TEST(RetryOnDeadlock, CallsMayWarnFromTheThirdDeadlockOn)
 TEST(RetryOnDeadlock, TheBatchWriterWarnsFromTheFourthDeadlockOn)
 {
     const RecordedPauses pauses(0);
-    EXPECT_THAT(Retried(3, 0, DeadlockWarning::FromFourth).backoffs, IsEmpty());
-    const Retried run(6, 0, DeadlockWarning::FromFourth);
+    EXPECT_THAT(Retried(3, 0, Deadlocks::Warning::FromFourth).backoffs, IsEmpty());
+    const Retried run(6, 0, Deadlocks::Warning::FromFourth);
     EXPECT_THAT(run.warnedAfter, ElementsAre(4, 5, 6));
     EXPECT_THAT(run.backoffs, ElementsAre(8, 16, 32)); // as it is before doubling
 }
@@ -78,7 +78,7 @@ TEST(RetryOnDeadlock, DoesNotWarnOfOtherFailures)
 {
     const RecordedPauses pauses(0);
     EXPECT_THAT(Retried(2, DB_NOTFOUND).backoffs, IsEmpty()); // the third attempt, but no deadlock
-    EXPECT_THAT(Retried(3, DB_NOTFOUND, DeadlockWarning::FromFourth).backoffs, IsEmpty());
+    EXPECT_THAT(Retried(3, DB_NOTFOUND, Deadlocks::Warning::FromFourth).backoffs, IsEmpty());
 }
 
 TEST(RetryOnDeadlock, PausesGrowFromNoneToHalfAMinute)
@@ -112,7 +112,7 @@ TEST(RetryOnDeadlock, BackoffStopsAt65536AndAttemptsDoNot)
     EXPECT_EQ(run.backoffs.size(), 998U);
     EXPECT_EQ(run.backoffs[13], 65536); // the 16th deadlock
     EXPECT_EQ(run.backoffs.back(), 65536);
-    const Retried batch(1000, 0, DeadlockWarning::FromFourth);
+    const Retried batch(1000, 0, Deadlocks::Warning::FromFourth);
     EXPECT_EQ(batch.backoffs.back(), 65536);
 }
 
@@ -134,7 +134,7 @@ TEST(RetryOnDeadlock, LoserOfARealDeadlockRetriesToSuccess)
     };
     Writer writers[] = {{orders, stock, "one"}, {stock, orders, "two"}};
     const auto write = [&](Writer& writer) {
-        writer.result = retryOnDeadlock(
+        writer.result = Deadlocks::retry(
             [&] {
                 BDBTxn txn;
                 if (const int rc = txn.begin(env.get(), 0))
@@ -155,7 +155,7 @@ TEST(RetryOnDeadlock, LoserOfARealDeadlockRetriesToSuccess)
     EXPECT_EQ(writers[0].result, 0);
     EXPECT_EQ(writers[1].result, 0);
     EXPECT_THAT((std::vector{writers[0].attempts, writers[1].attempts}), testing::UnorderedElementsAre(1, 2));
-    const std::string loser = writers[0].attempts == 2 ? "one" : "two"; // it wrote last
+    const std::string loser = writers[0].attempts == 2 ? "one" : "two"; // the one that retried wrote last
     EXPECT_EQ(rowOf(orders, nullptr, "row"), loser);
     EXPECT_EQ(rowOf(stock, nullptr, "row"), loser);
 }

@@ -7,7 +7,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-/** For use in a child process: the limit is the whole process's. */
+/** For use in a child process, as the limit is that of the whole process. */
 
 inline int openDescriptor()
 {
@@ -22,7 +22,7 @@ inline int lowestFreeDescriptor()
     return descriptor;
 }
 
-/** Sets the process's limit so that exactly `left` descriptors are free; those in use are dense afterwards. */
+/** Sets the process's limit so that exactly `left` descriptors are free, and fills the gaps between those in use. */
 inline void limitDescriptors(int left)
 {
     rlimit limit{};
@@ -35,7 +35,7 @@ inline void limitDescriptors(int left)
         if (fcntl(descriptor, F_GETFD) != -1)
             firstFree = descriptor + 1;
     while (lowestFreeDescriptor() < firstFree)
-        (void)openDescriptor(); // fills a gap, for good
+        (void)openDescriptor(); // fills a gap, and stays open
     limit.rlim_cur = static_cast<rlim_t>(firstFree + left);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
 }

@@ -64,7 +64,7 @@ TEST(DescriptorReserve, LeavesRoomForOpeningsUnderWay)
             const DescriptorReserve second;
             EXPECT_TRUE(first.available());
             EXPECT_TRUE(second.available());
-            EXPECT_FALSE(isAvailable()); // each of the two may still take some
+            EXPECT_FALSE(isAvailable()); // each of the two may still open some
         }
         EXPECT_TRUE(isAvailable());
     });
@@ -80,7 +80,7 @@ TEST(DescriptorReserve, WantsWhatTheOpeningNeedsOnTop)
         {
             const DescriptorReserve large(100);
             EXPECT_TRUE(large.available());
-            EXPECT_FALSE(isAvailable()); // they are promised
+            EXPECT_FALSE(isAvailable()); // they are reserved
         }
         EXPECT_TRUE(isAvailable());
     });
@@ -91,7 +91,7 @@ TEST(DescriptorReserve, NoLimitLeavesEnough)
 {
     ChildProcess child([](const auto&) {
         const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
-        (void)setrlimit(RLIMIT_NOFILE, &none); // the kernel may refuse it, and there is plenty then
+        (void)setrlimit(RLIMIT_NOFILE, &none); // the kernel may refuse; then there are plenty
         EXPECT_TRUE(isAvailable());
     });
     EXPECT_EQ(child.waitForExit(), 0);

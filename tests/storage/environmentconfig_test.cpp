@@ -1,4 +1,4 @@
-// A DB_CONFIG that Berkeley DB must not see, and one that says where the files are.
+// A DB_CONFIG that Berkeley DB must not read, and one that moves the files elsewhere.
 #include "storage/environmentconfig.h"
 
 #include "loglines.h"
@@ -37,7 +37,7 @@ protected:
         });
         if (opening.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
             ADD_FAILURE() << "the opening waits";
-            std::_Exit(1); // it could not be ended
+            std::_Exit(1); // the thread cannot be ended
         }
         EXPECT_EQ(opening.get(), 3);
         std::vector<std::string> lines = ownLines(log);
@@ -72,7 +72,7 @@ TEST_F(ConfigFile, ALineWithoutAValueIsRefused)
                 << name << blanks;
         }
     }
-    write("set_lg_dir"); // without an end of line
+    write("set_lg_dir"); // without a newline
     EXPECT_THAT(refusal(EINVAL), ElementsAre("[ERROR] bdb # BDB: DB_CONFIG line 1: incorrect name-value pair"));
 }
 

@@ -28,7 +28,7 @@ TEST_F(HotBackup, AFullBackupOfAnEnvironmentInWhichNothingHappenedYet)
 {
     const TempDir home;
     BDBEnv fresh(16, DB_CXX_NO_EXCEPTIONS);
-    // Not opened as the server does it, which has a checkpoint written at once.
+    // Not opened as the server does, whose environments write a checkpoint at once.
     ASSERT_EQ(fresh.DbEnv::open(home.path().c_str(),
                                 DB_CREATE | DB_RECOVER | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN |
                                     DB_PRIVATE | DB_THREAD,
@@ -61,7 +61,7 @@ TEST_F(HotBackup, AFullBackupFailsWhenTheLogFilesThatItNeedsAreRemovedMeanwhile)
     put(1, 100);
     const CopyInterrupted interrupted(env_.get(), [this] {
         makeUnneededLogs();   // the pages that were copied by then are as they were before that
-        removeUnneededLogs(); // as checkpoints do once a backup was stopped somewhere
+        removeUnneededLogs(); // as checkpoints do once a backup was stopped
     });
     expectCopyFails(target_, ENOENT);
     EXPECT_TRUE(fs::exists(target_ + Marker)) << "a restore refuses it";
@@ -176,7 +176,7 @@ TEST_F(HotBackup, HoldsEverythingThatWasCommittedBeforeTheMarkerWasGone)
     writer.join();
     thread_.reset();
 
-    // Recover the copy as after the loss of a disk.
+    // Recover the copy, as after the loss of a disk.
     DbEnv restored(DB_CXX_NO_EXCEPTIONS);
     ASSERT_EQ(restored.open(target_.c_str(),
                             DB_CREATE | DB_RECOVER_FATAL | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN |

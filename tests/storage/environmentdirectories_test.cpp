@@ -1,4 +1,4 @@
-// The real server and directories that are no environment, or not only one's.
+// The real server and directories that are not an environment, or belong to several.
 #include "support/directorycontents.h"
 #include "support/tablefixture.h"
 
@@ -40,7 +40,7 @@ protected:
         return "[CRIT] bdb # Failed to open env path: " + home + " id env::" + home + " rc " + std::to_string(rc);
     }
 
-    /** What the other environment of a test answers: it is not concerned. */
+    /** A request to the other environment of a test, which must not be affected. */
     void expectOthersServed()
     {
         putInto(tableName(), "served");
@@ -80,7 +80,7 @@ TEST_F(EnvironmentDirectories, AnEnvironmentBelowAnotherKeepsItsItems)
 TEST_F(EnvironmentDirectories, ADirectoryOfAnEnvironmentDoesNotBecomeAnother)
 {
     const std::string top = makeDirectory("top");
-    const std::string shop = top + "/shop"; // made by the server
+    const std::string shop = top + "/shop"; // created by the server
     putInto(tableIn(top, "shop/orders"), "top's");
     auto before = contentsOf(shop);
     (void)takeComplaints();

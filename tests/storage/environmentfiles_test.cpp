@@ -44,7 +44,7 @@ protected:
     const TempDir home_;
 };
 
-/** The files of one directory that are opened while it lives. */
+/** While this lives, records which files of a directory are opened. */
 class OpenedFiles {
 public:
     explicit OpenedFiles(const std::string& directory) : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))

@@ -10,7 +10,7 @@
 
 namespace {
 
-/** Uses compare and pass the pointer on, they never look behind it. */
+/** Uses only compare the pointer and hand it out; they never dereference it. */
 BDBEnv* someEnvironment()
 {
     static int place = 0;
@@ -21,7 +21,7 @@ class EnvironmentUseTest : public testing::Test {
 protected:
     EnvironmentUse use() const { return {someEnvironment(), count_, access_}; }
 
-    /** Another thread that takes the access lock exclusively, as a DeleteTable does, and gives it back at once. */
+    /** Another thread that takes the access lock exclusively, as DeleteTable does, and releases it at once. */
     BlockedCall<void> excludeElsewhere() const
     {
         return BlockedCall([access = access_] {
@@ -107,7 +107,7 @@ TEST_F(EnvironmentUseTest, HoldsTheAccessLockOnlyWhenItIsAskedTo)
     EnvironmentUse held = use();
     excludeElsewhere().get();
     EXPECT_TRUE(held.shareAccess());
-    EXPECT_TRUE(held.shareAccess()); // the one hold that it has
+    EXPECT_TRUE(held.shareAccess()); // its only hold
     auto writer = excludeElsewhere();
     EXPECT_TRUE(waitUntil([&] { return writer.sleeps(); }));
     held.reset();

@@ -32,8 +32,8 @@
 inline constexpr const char* Marker = "/BackupInProgress.tmp";
 
 /**
- * Writes the files of a copy as Berkeley DB does it, and calls a function when the first of them is complete: what
- * happens then happens in the middle of the copy, whatever the time that it takes.
+ * Writes the files of a copy as Berkeley DB does, and calls a function when the first file is complete: what it does
+ * happens in the middle of the copy, however long it takes.
  */
 class CopyInterrupted {
 public:
@@ -76,7 +76,7 @@ private:
     static inline std::function<void()> inTheMiddle_; // called by the thread that copies
 };
 
-/** The files below a directory, by their relative names, with their bytes. */
+/** The contents of the files below a directory, by relative name. */
 inline std::map<std::string, std::string> filesUnder(const std::string& directory)
 {
     std::map<std::string, std::string> contents;
@@ -95,7 +95,7 @@ inline std::vector<std::string> filesIn(const std::string& directory)
     return names;
 }
 
-/** As a server does that is given the wrong directory. */
+/** What a server does that is given the wrong directory. */
 inline void openAsEnvironment(const std::string& directory)
 {
     DbEnv opened(DB_CXX_NO_EXCEPTIONS);
@@ -115,7 +115,7 @@ inline BackupList listOf(const std::string& target)
     return list;
 }
 
-/** An environment, a backup thread of our own for it, and a target directory with the marker of a requester. */
+/** An environment, a backup thread for it, and a target directory with the marker that a requester creates. */
 class HotBackup : public testing::Test {
 protected:
     void SetUp() override
@@ -153,7 +153,7 @@ protected:
         ASSERT_EQ(env_->txn_checkpoint(0, 0, 0), 0);
     }
 
-    /** The lines of an order that ended with a failed copy to `target`, after one with error code `rc`. */
+    /** A full backup to `target` fails with `rc` in the log. */
     void expectCopyFails(const std::string& target, int rc)
     {
         EXPECT_EQ(thread().schedule(QString::fromStdString(target), BackupFull), 0);
@@ -166,7 +166,7 @@ protected:
         EXPECT_TRUE(waitUntil([] { return Settings::backupDisabled() == 1; }));
     }
 
-    /** False while the end of a full copy holds them up. */
+    /** False while the end of a full copy holds commits up. */
     bool commitsAreFree()
     {
         if (!env_->commitGate().try_lock())
@@ -175,7 +175,7 @@ protected:
         return true;
     }
 
-    /** A full copy to the target, which goes well, and the end of the thread. */
+    /** A full copy to the target that succeeds, and the end of the thread. */
     void backUp()
     {
         EXPECT_EQ(thread().schedule(target(), BackupFull), 0);
@@ -183,7 +183,7 @@ protected:
         thread_.reset();
     }
 
-    /** One cycle of shipping, which goes well. */
+    /** One cycle of shipping that succeeds. */
     void ship()
     {
         log_.reset();
@@ -193,7 +193,8 @@ protected:
         thread_.reset();
     }
 
-    /** An order that ends with that ERROR line; the reason is in a line of its own where it is not in the number. */
+    /** An order that fails with this ERROR line, and with a line for the reason unless the result code is the reason.
+     */
     void expectRefused(const std::string& target, BDBBackupMode mode, const std::string& line, bool withReason = true)
     {
         thread();
@@ -213,7 +214,7 @@ protected:
         thread_.reset();
     }
 
-    /** What a checkpoint does that may remove log files. */
+    /** What a checkpoint does when it may remove log files. */
     void removeUnneededLogs()
     {
         ASSERT_EQ(env_->txn_checkpoint(0, 0, DB_FORCE), 0);

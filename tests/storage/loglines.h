@@ -8,9 +8,8 @@
 #include <vector>
 
 /**
- * The lines of a capture as tests compare them: with "#" for the number that follows the origin `bdb`, as these numbers
- * have no fixed meaning, and without the lines of the checkpoint that every environment writes soon after it was
- * opened.
+ * The lines of a capture as tests compare them: with "#" in place of the number after the origin `bdb`, which has no
+ * fixed meaning, and without the lines of the checkpoint that every environment writes soon after it is opened.
  */
 inline std::vector<std::string> ownLines(const LogCapture& log)
 {

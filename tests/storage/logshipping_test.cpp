@@ -21,7 +21,7 @@ void write(const std::string& path, const std::string& text)
     std::ofstream(path, std::ios::binary) << text;
 }
 
-/** Nothing when there is no such file. */
+/** The content of a file; nothing when it does not exist. */
 std::optional<std::string> read(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);

@@ -18,7 +18,7 @@ TEST(FlushedLogPosition, MovesOnWithEveryWriteAndTheFilesHoldAllBeforeIt)
     LogPosition first;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &first), 0);
     EXPECT_EQ(first.file, 1U);
-    env.put("t.db", 1, 400); // small enough for one page, so that it stands in the log in one piece
+    env.put("t.db", 1, 400); // fits in one page, so it is in the log in one piece
     LogPosition second;
     ASSERT_EQ(LogTail::flushedPosition(env.get(), &second), 0);
     EXPECT_EQ(second.file, 1U);
@@ -127,7 +127,7 @@ TEST(LogTail, WhileTheLogIsEmptyNoFileIsFound)
     const TempDir home;
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     env.set_errcall(nullptr);
-    // Not opened as the server does it, which has a checkpoint written at once.
+    // Not opened as the server does, whose environments write a checkpoint at once.
     ASSERT_EQ(env.DbEnv::open(home.path().c_str(),
                               DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
               0);

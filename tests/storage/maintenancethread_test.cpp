@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Counts its cycles, and can be held in one. */
+/** Counts its cycles, and can be kept in one. */
 class CountingThread final : public MaintenanceThread {
 public:
     explicit CountingThread(std::chrono::milliseconds period) : MaintenanceThread(nullptr, period) { start(); }
@@ -53,7 +53,7 @@ TEST(MaintenanceThread, StopEndsALongSleepAtOnce)
     CountingThread thread(24h);
     ASSERT_TRUE(waitUntil([&] { return thread.cycles == 1; }));
     thread.stop();
-    thread.waitStopped(); // a day, if the sleep did not end
+    thread.waitStopped(); // takes a day if the sleep is not interrupted
     EXPECT_EQ(thread.state(), MaintenanceThread::Stopped);
     EXPECT_EQ(thread.cycles, 1);
 }

@@ -1,4 +1,4 @@
-// A label of its own, as it creates a thousand files and waits for the disk at each.
+// In an executable with a label of its own, as it creates a thousand files and synchronises each.
 #include "storage/openindex.h"
 
 #include "childprocess.h"

@@ -1,27 +1,24 @@
 #ifndef QUORVA_TESTS_STORAGE_REGISTRYFIXTURE_H
 #define QUORVA_TESTS_STORAGE_REGISTRYFIXTURE_H
 
+#include "directoryuse.h"
 #include "storage/accesslock.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbquota.h"
 #include "storage/bdbregistry.h"
-#include "storage/environmentpath.h"
+#include "storage/registrykeys.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-/** A registry of environments, and directories for them. What is registered at the end is removed. */
+/** A registry of environments, and directories for them. The environments that are left in it at the end are closed. */
 class RegistryFixture : public testing::Test {
 protected:
     ~RegistryFixture() override
     {
         const auto names = registry_.names().keys();
         for (const QString& name : names)
-            Registry::removeEnv(&registry_, directoryOfKey(name) + '|');
+            Registry::removeEnv(&registry_, RegistryKeys::directoryOf(name) + '|');
     }
 
     /** Makes a directory and returns its path. */
@@ -32,7 +29,7 @@ protected:
 
     int open(const QByteArray& home, EnvironmentUse* use, int create = 1)
     {
-        return Registry::openEnv(&registry_, environmentKey(home), use, TableCapacity, create, home);
+        return Registry::openEnv(&registry_, RegistryKeys::environment(home), use, TableCapacity, create, home);
     }
 
     /** The environment in `home`, held by nobody afterwards. */
@@ -43,7 +40,7 @@ protected:
         return use.env();
     }
 
-    /** Removes an environment as whoever deletes a table does. */
+    /** Closes and unregisters an environment as DeleteTable does. */
     void lockAndRemove(const QByteArray& tableName)
     {
         const auto lock = Registry::lockEnv(&registry_, tableName, true);
@@ -52,26 +49,23 @@ protected:
         Registry::dropEnvLock(&registry_, lock);
     }
 
-    /** How many names are registered; may be asked while other threads use the registry. */
+    /** How many names are registered; may be called while other threads use the registry. */
     qsizetype registeredNames()
     {
         const QMutexLocker locker(&registry_.mutex());
         return registry_.names().size();
     }
 
-    static bool isDirectoryFree(const QByteArray& path)
-    {
-        const int descriptor = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        const bool got = flock(descriptor, LOCK_EX | LOCK_NB) == 0;
-        close(descriptor);
-        return got;
-    }
+    static bool isDirectoryFree(const QByteArray& path) { return ::isDirectoryFree(path.toStdString()); }
 
     static constexpr int TableCapacity = 16;
 
     TempDir temp_;
-    BDBQuota quota_; // fills slots; outlives the tables that it is put into
+    BDBQuota quota_; // fills slots; must outlive the tables that hold it
     BDBObjTable registry_{8};
 };
+
+/** Opening environments through the registry. */
+class OpenEnvTest : public RegistryFixture {};
 
 #endif

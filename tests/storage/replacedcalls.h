@@ -7,12 +7,12 @@
 #include <vector>
 
 /**
- * The test executable brings its own rand(), nanosleep(), time(), flock() and operator new, which behave like the
- * system's until one of the classes below says otherwise: so pauses of half a minute can be tested without waiting for
- * them, and an opening goes on for as long as a test wants.
+ * The test executable replaces rand(), nanosleep(), time(), flock() and operator new. They behave like the system's
+ * unless one of the classes below is in use. So pauses of half a minute are tested without waiting, and an opening
+ * lasts as long as a test wants.
  */
 
-/** While it lives, this thread's pauses are noted instead of made, and its rand() always answers `random`. */
+/** While it lives, this thread's pauses are recorded and skipped, and its rand() always returns `random`. */
 class RecordedPauses {
 public:
     explicit RecordedPauses(int random);
@@ -20,7 +20,7 @@ public:
     RecordedPauses(const RecordedPauses&) = delete;
     RecordedPauses& operator=(const RecordedPauses&) = delete;
 
-    /** In the order in which they were asked for. */
+    /** The pauses, in order. */
     std::vector<long> milliseconds;
 
     const int random;
@@ -35,7 +35,7 @@ public:
     StalledLock& operator=(const StalledLock&) = delete;
 };
 
-/** While it lives, this thread gets no pieces of exactly `size` bytes from `operator new` but std::bad_alloc. */
+/** While it lives, `operator new` of exactly `size` bytes throws std::bad_alloc in this thread. */
 class NoMemoryFor {
 public:
     explicit NoMemoryFor(std::size_t size);
@@ -44,7 +44,7 @@ public:
     NoMemoryFor& operator=(const NoMemoryFor&) = delete;
 };
 
-/** Puts the clock that time() reads forward, for the rest of the process. */
+/** Advances the clock that time() reads, for the rest of the process. */
 void advanceClock(std::chrono::seconds by);
 
 #endif

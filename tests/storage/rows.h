@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <string>
 
+/** How the tests open a database of their own. */
+inline constexpr u_int32_t IndexOpenFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
+
 /** A Dbt over the bytes of `text`, which must outlive it. */
 inline Dbt dbtOf(std::string& text)
 {
@@ -30,7 +33,7 @@ inline std::string rowOf(BDBIndex* index, BDBTxn* txn, std::string key, u_int32_
 {
     Dbt keyBytes = dbtOf(key);
     Dbt value;
-    value.set_flags(DB_DBT_MALLOC); // handles for threads must not return memory of their own
+    value.set_flags(DB_DBT_MALLOC); // a handle shared by threads must not return memory of its own
     if (const int rc = index->get(txn, &keyBytes, &value, flags))
         return "(result " + std::to_string(rc) + ')';
     std::string text(static_cast<const char*>(value.get_data()), value.get_size());

@@ -24,7 +24,7 @@ void set(const std::string& directory, std::function<void()> call)
 
 } // namespace
 
-/** Stands in for the system's, which it calls: a disk that takes its time. */
+/** Replaces the system's function, which it calls, to simulate a slow disk. */
 extern "C" int fsync(int descriptor)
 {
     std::error_code error;

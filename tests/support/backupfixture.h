@@ -1,9 +1,7 @@
 #ifndef QUORVA_TESTS_SUPPORT_BACKUPFIXTURE_H
 #define QUORVA_TESTS_SUPPORT_BACKUPFIXTURE_H
 
-#include "format/backuplist.h"
-#include "format/checksum.h"
-#include "format/logfiles.h"
+#include "support/backupdirectory.h"
 #include "support/directorycontents.h"
 #include "support/programrun.h"
 #include "support/quorvactl.h"
@@ -16,103 +14,7 @@
 #include <fstream>
 #include <map>
 #include <string>
-#include <system_error>
 #include <vector>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-/** The file that whoever asks for a full backup makes, and the server deletes when the copy is complete. */
-inline std::string markerIn(const std::string& target)
-{
-    return target + "/BackupInProgress.tmp";
-}
-
-/** The list of a copy's files. */
-inline std::string listIn(const std::string& target)
-{
-    return target + "/BackupFiles.list";
-}
-
-/** Writes the list of what a directory has now, in place of any that is there. */
-inline void writeListOf(const std::string& directory)
-{
-    namespace fs = std::filesystem;
-    fs::remove(listIn(directory));
-    BackupList list;
-    for (const auto& entry : fs::recursive_directory_iterator(directory)) {
-        const std::string name = fs::relative(entry.path(), directory);
-        if (!entry.is_regular_file() || name.starts_with("__log__/"))
-            continue;
-        const std::string bytes = readFile(entry.path());
-        list.files[name] = {bytes.size(), Checksum::of(bytes)};
-        if (const auto number = LogFiles::numberOf(name); number && *number >= list.lastLog) {
-            list.firstLog = list.firstLog == 0 ? *number : std::min(list.firstLog, *number);
-            list.lastLog = *number;
-            list.lastLogSize = static_cast<std::uint32_t>(bytes.size());
-        }
-    }
-    std::ofstream(listIn(directory), std::ios::binary) << list.write();
-}
-
-inline std::string logName(int number)
-{
-    const std::string digits = std::to_string(number);
-    return "log." + std::string(10 - digits.size(), '0') + digits;
-}
-
-/** The names of the entries of a directory, in order. */
-inline std::vector<std::string> namesIn(const std::string& directory)
-{
-    std::vector<std::string> names;
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, missing))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-/**
- * A named pipe in the place of a log file of the copy: a full backup to that target stands still when it comes to the
- * log, until this is released; then it fails with ESPIPE, as a pipe has no places to write to.
- */
-class HeldCopy {
-public:
-    explicit HeldCopy(const std::string& target) : target_(target), path_(target + '/' + logName(1))
-    {
-        EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
-    }
-    ~HeldCopy()
-    {
-        if (reader_ >= 0)
-            close(reader_);
-    }
-    HeldCopy(const HeldCopy&) = delete;
-    HeldCopy& operator=(const HeldCopy&) = delete;
-
-    /** True once the copy has begun: from then on it cannot get past the pipe. */
-    [[nodiscard]] bool waitUntilHeld() const
-    {
-        return waitUntil([this] { return std::filesystem::exists(target_ + "/BackupFiles.list.tmp"); });
-    }
-
-    /** Lets the copy go on, and fail. */
-    void release() { reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
-
-private:
-    const std::string target_;
-    const std::string path_;
-    int reader_ = -1;
-};
-
-/** The names in a backup of an environment that was just made: those of the environment, and the list of them. */
-inline std::vector<std::string> namesOfCopyOf(const std::string& home)
-{
-    std::vector<std::string> names = namesIn(home);
-    names.insert(std::upper_bound(names.begin(), names.end(), "BackupFiles.list"), "BackupFiles.list");
-    return names;
-}
 
 /** A server with a table, and targets for its backups. */
 class BackupTest : public QuorvactlTest {
@@ -123,11 +25,11 @@ protected:
     {
         QuorvactlTest::SetUp();
         createTable(tableName());
-        ASSERT_TRUE(server_.waitForLog("Done txn_checkpoint")); // so that it is over before a backup begins
+        ASSERT_TRUE(server_.waitForLog("Done txn_checkpoint")); // so that it is finished before a backup starts
         (void)takeBackupLines();
     }
 
-    /** The path of a target; nothing is made. */
+    /** The path of a target; nothing is created. */
     std::string pathOf(const std::string& name) const { return server_.directory() + '/' + name; }
 
     /** A target with the marker in it. */
@@ -170,16 +72,15 @@ protected:
         return reply.value("Backup").toMap().value("State");
     }
 
-    /** A full backup that goes well and then ships on. */
+    /** Makes a full backup, which goes on to ship logs. */
     void backUpTo(const std::string& target)
     {
         makeMarker(target);
         EXPECT_EQ(act("DbBackup", target), accepted());
         EXPECT_TRUE(waitUntilComplete(target)) << server_.logText();
-        EXPECT_TRUE(waitUntil([&] { return backupState() != "copying"; })); // until then another one is refused
     }
 
-    /** Ends the shipping that follows a copy. Until then the server may hold the backup's directory for a moment. */
+    /** Ends the log shipping that follows a copy, during which the server may briefly lock the backup's directory. */
     void stopBackup()
     {
         EXPECT_EQ(act("StopDbBackup", true), accepted());
@@ -197,7 +98,7 @@ protected:
         });
     }
 
-    /** The same, once a line that holds `last` was among them. */
+    /** The same, waiting until a line that contains `last` is among them. */
     std::vector<std::string> takeBackupLinesUntil(const std::string& last)
     {
         std::vector<std::string> lines;
@@ -210,7 +111,7 @@ protected:
         return lines;
     }
 
-    /** Writes until the environment has that many log files, of 10 MB each; the items are "fill" and a number. */
+    /** Writes items with the keys "fill" and a number until the environment has that many log files, of 10 MB each. */
     void fillLogs(int files)
     {
         for (; !std::filesystem::exists(home() + '/' + logName(files)); ++filled_) {
@@ -220,7 +121,7 @@ protected:
     }
     int filled() const { return filled_; }
 
-    /** The name of the data file of the only hash key that was used. */
+    /** The name of the only data file, if just one hash key has been used. */
     std::string onlyDataFile() const
     {
         std::vector<std::string> names = namesIn(home());
@@ -229,7 +130,7 @@ protected:
         return names.empty() ? std::string() : names.front();
     }
 
-    /** Closes the environment and opens it again, which writes a checkpoint: what is needed no more is known then. */
+    /** Reopens the environment, which writes a checkpoint and so determines which log files are no longer needed. */
     void reopen()
     {
         const std::size_t before = checkpoints();
@@ -240,7 +141,7 @@ protected:
 
     using Items = std::map<std::pair<QString, QString>, QVariantMap>;
 
-    /** All items of some hash keys, by hash and range key. A Scan would make the data files of all other keys. */
+    /** All items of some hash keys, by hash and range key. A Scan would create the data files of all partitions. */
     Items itemsOf(const QString& table, const QStringList& hashes)
     {
         Items items;
@@ -258,14 +159,14 @@ protected:
         return items;
     }
 
-    /** How many of the items that fillLogs() wrote are there. */
+    /** How many of the items written by fillLogs() exist. */
     int filledIn(const QString& table) { return static_cast<int>(itemsOf(table, {"fill"}).size()); }
 
     static ProgramRun restore(const std::string& backup, const std::string& target)
     {
         return ::quorvactl(restoreArguments(backup, target));
     }
-    /** Of a copy without a list of its files, what is there. */
+    /** Restores a copy without a list of its files as it is. */
     static std::vector<std::string> restoreArguments(const std::string& backup, const std::string& target)
     {
         std::vector<std::string> arguments{"restore", backup, target};
@@ -273,14 +174,14 @@ protected:
             arguments.emplace_back("--without-list");
         return arguments;
     }
-    /** What a restore prints after the lines of the tables: a pattern, as the time differs. */
+    /** Matches the output of a restore that begins with the lines of these tables; the time varies. */
     static testing::Matcher<std::string> restoreOutput(const std::string& tables, const std::string& summary,
                                                        const std::string& target)
     {
         return testing::MatchesRegex(tables + "data until [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} UTC\n" +
                                      "restored " + summary + " to " + target + "\n");
     }
-    /** Restores a backup to a new directory next to it, which it returns. */
+    /** Restores a backup to a new directory next to it. Returns its path. */
     static std::string restored(const std::string& backup, const testing::Matcher<std::string>& error = "")
     {
         const std::string target = backup + ".restored";

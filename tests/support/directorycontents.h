@@ -3,10 +3,12 @@
 
 #include "support/files.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
 #include <system_error>
+#include <vector>
 
 /**
  * The content of every file below a directory, by relative name; an empty string for directories. Empty when
@@ -20,6 +22,17 @@ inline std::map<std::string, std::string> contentsOf(const std::string& director
         contents[entry.path().lexically_relative(directory).string()] =
             entry.is_regular_file() ? readFile(entry.path().string()) : std::string();
     return contents;
+}
+
+/** The names of the entries of a directory, sorted. Empty when `directory` is not a directory. */
+inline std::vector<std::string> namesIn(const std::string& directory)
+{
+    std::vector<std::string> names;
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, missing))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 #endif

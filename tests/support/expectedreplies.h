@@ -13,14 +13,14 @@ inline void PrintTo(const QVariantMap& map, std::ostream* out)
     *out << Json::serialize(map).toStdString();
 }
 
-/** Fields of the first map, and of the second over them. */
+/** The fields of both maps; those of the second take precedence. */
 inline QVariantMap merged(QVariantMap fields, const QVariantMap& over)
 {
     fields.insert(over);
     return fields;
 }
 
-// Whole replies: the fields of an operation and the envelope.
+// Complete replies: the fields of an operation and the envelope.
 inline QVariantMap okReply(const QVariantMap& fields = {})
 {
     return merged(fields, {{"__rc", 200LL}, {"__rcstr", "OK"}});

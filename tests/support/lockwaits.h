@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-/** How often somebody has had to wait for one of Berkeley DB's locks in an environment. */
+/** How many requests for Berkeley DB's locks in an environment have had to wait. */
 inline std::uintmax_t lockWaits(BDBEnv* env)
 {
     DB_LOCK_STAT* statistics = nullptr;

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-/** What /proc tells about a process or a thread, to observe it from outside. */
+/** What /proc reveals about a process or a thread, for observing it from outside. */
 namespace ProcFs {
 
 /** The content of a file; empty when it cannot be read. */

@@ -6,6 +6,7 @@ import contextlib
 import fcntl
 import json
 import os
+import random
 import signal
 import socket
 import subprocess
@@ -46,11 +47,22 @@ def run(command, **options):
     return done.stdout
 
 
+def free_ports(count):
+    """Different ports that are free at the moment. Another process may take them at any time, but not by chance: they
+    are outside the range from which the system assigns ports to connections and to those who bind to port 0."""
+    ports = []
+    while len(ports) < count:
+        port = random.randrange(20000, 32000)
+        if port in ports:
+            continue
+        with socket.socket() as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            ports.append(port)
+    return ports
+
+
 def free_port():
-    """A port that is free at the moment. Another process may take it at any time."""
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    return free_ports(1)[0]
 
 
 def wait_for_connections(process, port):

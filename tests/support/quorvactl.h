@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-/** The tool's arguments, with the address of a server in front. */
-inline std::vector<std::string> addressed(const ServerProcess& server, std::vector<std::string> arguments)
+/** The tool's arguments, preceded by the port of the server to talk to. */
+inline std::vector<std::string> addressed(int port, std::vector<std::string> arguments)
 {
-    arguments.insert(arguments.begin(), {"--port", std::to_string(server.port())});
+    arguments.insert(arguments.begin(), {"--port", std::to_string(port)});
     return arguments;
 }
 
@@ -28,7 +28,7 @@ protected:
 
     std::vector<std::string> addressed(const std::vector<std::string>& arguments) const
     {
-        return ::addressed(server_, arguments);
+        return ::addressed(server_.port(), arguments);
     }
 
     ProgramRun quorvactl(const std::vector<std::string>& arguments, const ProgramFiles& files = {}) const

@@ -1,7 +1,9 @@
 #include "support/serverprocess.h"
 
+#include "protocol/endpoint.h"
 #include "protocol/operations.h"
 #include "support/files.h"
+#include "support/heldport.h"
 #include "support/programrun.h"
 #include "support/waituntil.h"
 #include "json/jsonreader.h"
@@ -9,11 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,20 +33,6 @@ std::size_t fileSize(const std::string& path)
 {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
-}
-
-/** A currently free port of 127.0.0.1, or 0. */
-int freePort()
-{
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    const bool found = bind(probe, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
-                       getsockname(probe, reinterpret_cast<sockaddr*>(&address), &size) == 0;
-    close(probe);
-    return found ? ntohs(address.sin_port) : 0;
 }
 
 } // namespace
@@ -74,7 +59,7 @@ ServerProcess::~ServerProcess()
 bool ServerProcess::start()
 {
     for (int attempt = 0; attempt < PortTries; ++attempt) {
-        port_ = freePort();
+        port_ = HeldPort().number(); // free at the moment
         std::vector<std::string> arguments{"-p", std::to_string(port_)};
         if (setup_.logFile)
             arguments.insert(arguments.end(), {"-d", logPath()});
@@ -201,7 +186,7 @@ Client::WireConnection ServerProcess::connect() const
 {
     Client::WireConnection connection;
     connection.setReceiveTimeout(static_cast<int>(Deadline.count()));
-    EXPECT_TRUE(connection.open(QString::fromLatin1(Client::DefaultHost), port_)) << connection.error().toStdString();
+    EXPECT_TRUE(connection.open(QString::fromLatin1(Endpoint::Host), port_)) << connection.error().toStdString();
     return connection;
 }
 

@@ -42,7 +42,20 @@ inline QVariantMap itemKey(const QString& hash, const QString& range)
     return {{"HashKeyElement", textValue(hash)}, {"RangeKeyElement", textValue(range)}};
 }
 
-/** An element of a key schema, and the whole of one with both of type "S". */
+/** A request of each operation on the items of a table, on the item "k", "1" where it names one; without "TableName".
+ */
+inline std::vector<std::pair<QByteArray, QVariantMap>> itemRequests()
+{
+    const QVariantMap key{{"Key", itemKey("k", "1")}};
+    return {{"PutItem", {{"Item", QVariantMap{{"h", textValue("k")}, {"r", textValue("1")}}}}},
+            {"GetItem", key},
+            {"DeleteItem", key},
+            {"UpdateItem", key},
+            {"Scan", {}},
+            {"Query", {{"HashKeyValue", textValue("k")}}}};
+}
+
+/** An element of a key schema, and a complete one whose elements are both of type "S". */
 inline QVariantMap schemaElement(const QString& name, const QString& type = "S")
 {
     return {{"AttributeName", name}, {"AttributeType", type}};
@@ -57,13 +70,13 @@ inline QVariantMap throughput()
     return {{"ReadCapacityUnits", 5LL}, {"WriteCapacityUnits", 10LL}};
 }
 
-/** What the log shows of a status that has no row of its own in the envelope, behind the line that tells the cause. */
+/** The line that a status without its own envelope logs, after the line with the cause. */
 inline std::string composeError(int status)
 {
     return "[ERROR] bdbioworker 628 composeReply Error " + std::to_string(status);
 }
 
-/** A finished line without its time; a source line number, which changes with the source, reads "#". */
+/** A complete line without its time, and with "#" for the source line number, which changes with the source. */
 inline std::string normalizedLogLine(const std::string& line)
 {
     constexpr std::size_t TimeLength = 27; // "[Mon Jan 07 09:05:03 2019] "
@@ -80,12 +93,12 @@ inline std::string normalizedLogLine(const std::string& line)
     return text;
 }
 
-/** A connection of a thread's own. */
+/** A thread's own connection. */
 class Caller {
 public:
     explicit Caller(const ServerProcess& server) : connection_(server.connect()) {}
 
-    /** The reply, or an empty map when none came (the connection is closed then). */
+    /** The reply; an empty map if there was none, which closes the connection. */
     QVariantMap request(const QByteArray& operation, const QVariantMap& body)
     {
         return requestText(operation, Json::serialize(body));
@@ -107,7 +120,7 @@ private:
     Client::WireConnection connection_;
 };
 
-/** A running server with an environment directory in which `tableName("t")` and others can be made. */
+/** A running server with an environment directory, in which `tableName("t")` and others can be created. */
 class TableTest : public testing::Test {
 protected:
     explicit TableTest(ServerProcess::Setup setup = {}) : server_(std::move(setup)), home_(makeDirectory("env")) {}
@@ -136,7 +149,7 @@ protected:
         EXPECT_EQ(reply.value("__rc"), QVariant(200LL)) << testing::PrintToString(reply);
     }
 
-    /** Operations on an item of `tableName()`; `more` are further fields of the request. */
+    /** Operations on an item of `tableName()`; `more` are additional fields of the request. */
     QVariantMap put(const QString& hash, const QString& range, const QVariantMap& attributes,
                     const QVariantMap& more = {})
     {
@@ -160,7 +173,7 @@ protected:
     }
     QVariantMap describe(const QString& name) { return request("DescribeTable", {{"TableName", name}}); }
 
-    /** The lines of at least WARN since the last call. */
+    /** The lines at WARN and above since the last call. */
     std::vector<std::string> takeComplaints()
     {
         return takeLines([](const std::string& line) {

@@ -12,8 +12,8 @@
 #include <vector>
 
 /**
- * Connections that put and delete items without a pause, each on keys of its own, and a ledger of what they did: every
- * state that an item was to have, and how far that was acknowledged.
+ * Connections that continuously put and delete items, each on its own keys, and a ledger of what they did: every state
+ * that an item was meant to have, and up to which one they were acknowledged.
  */
 class WriteLoad {
 public:
@@ -38,7 +38,7 @@ public:
         threads_.clear();
     }
 
-    /** How many writes were acknowledged. */
+    /** The number of acknowledged writes. */
     std::size_t count() const { return count_; }
     /** Waits for further writes. */
     [[nodiscard]] bool waitForMore(std::size_t writes) const
@@ -47,7 +47,7 @@ public:
         return waitUntil([&] { return count_ >= goal; });
     }
 
-    /** What was acknowledged until now. */
+    /** What has been acknowledged so far. */
     Acknowledged acknowledged() const
     {
         const std::lock_guard lock(mutex_);
@@ -57,7 +57,7 @@ public:
         return result;
     }
 
-    /** The hash keys that were used. */
+    /** The hash keys in use. */
     QStringList hashes() const
     {
         const std::lock_guard lock(mutex_);
@@ -69,7 +69,7 @@ public:
         return result;
     }
 
-    /** Each item must have the state that was acknowledged `then`, or one that it was to have afterwards. */
+    /** Expects each item to have the state that was acknowledged `then`, or a later one. */
     void expectHeldIn(const Items& items, const Acknowledged& then) const
     {
         const std::lock_guard lock(mutex_);
@@ -91,12 +91,12 @@ public:
         }
     }
 
-    /** True when all requests got a good reply; a server that ended is a reason for less. */
+    /** True if all requests have succeeded, which cannot be expected if the server has ended. */
     bool allAnswered() const { return allAnswered_; }
 
 private:
     struct Item {
-        std::vector<QVariantMap> states{QVariantMap()}; // no attributes: not there
+        std::vector<QVariantMap> states{QVariantMap()}; // no attributes: does not exist
         std::size_t acknowledged = 0;
     };
 
@@ -108,7 +108,7 @@ private:
         while (!stop_) {
             const Key key{QStringLiteral("load%1-%2-%3").arg(id_).arg(number).arg(upTo(20)), QString::number(upTo(3))};
             QVariantMap state;
-            if (upTo(5) != 0) // else it is to go
+            if (upTo(5) != 0) // otherwise it is deleted
                 state = {{"version", numberValue(QString::number(++versions_))},
                          {"fill", textValue(QString(upTo(30) == 0 ? 60'000 : upTo(2000), 'f'))}};
             {
@@ -144,7 +144,7 @@ private:
         return ++last;
     }
 
-    const int id_ = nextId(); // in the keys, so that loads do not meet
+    const int id_ = nextId(); // part of the keys, so that loads do not share items
     std::atomic<bool> stop_{false};
     std::atomic<bool> allAnswered_{true};
     std::atomic<std::size_t> count_{0};

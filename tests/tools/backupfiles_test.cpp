@@ -68,7 +68,7 @@ TEST_F(ReadBackup, AShippedLogFileTakesThePlaceOfTheOneInTheCopy)
 
 TEST_F(ReadBackup, AShippedLogFileOfEqualLengthIsTheCompleteOne)
 {
-    // Log files have their whole length from the start.
+    // Log files have their full length from the start.
     write("log.0000000001", std::string("begin\0\0\0", 8));
     write("__log__/log.0000000001", "begin...");
     write("__log__/log.0000000001.del", "older...");
@@ -111,14 +111,14 @@ TEST_F(ReadBackup, LogFilesFromTheFirstOnAreEnoughByThemselves)
 TEST_F(ReadBackup, RefusesLaterLogFilesWithoutDatabases)
 {
     write("log.0000000005");
-    EXPECT_EQ(refusal(), dir_.path() + " is no backup: it holds no database files");
+    EXPECT_EQ(refusal(), dir_.path() + " is not a backup: it contains no database files");
 }
 
 TEST_F(ReadBackup, RefusesShippedLogFilesWithoutThoseOfTheCopy)
 {
     write("t");
     write("__log__/log.0000000005");
-    EXPECT_EQ(refusal(), dir_.path() + " is no backup: it holds only log files that followed a copy");
+    EXPECT_EQ(refusal(), dir_.path() + " is not a backup: it contains only log files shipped after a copy");
     write("log.0000000004");
     std::string error;
     files_ = {};
@@ -129,18 +129,16 @@ TEST_F(ReadBackup, RefusesAnUnfinishedCopy)
 {
     write("log.0000000001");
     write("BackupInProgress.tmp", "");
-    EXPECT_EQ(refusal(), dir_.path() +
-                             " is unfinished: BackupInProgress.tmp is there, the copy was not completed; wait for the "
-                             "backup that writes it, or make another one");
+    EXPECT_EQ(refusal(), dir_.path() + " is unfinished: it contains BackupInProgress.tmp; wait for the running backup "
+                                       "to complete, or make another one");
 }
 
 TEST_F(ReadBackup, RefusesACopyThatWasCutOffBeforeItsList)
 {
     write("log.0000000001");
     write("BackupFiles.list.tmp", "");
-    EXPECT_EQ(refusal(), dir_.path() +
-                             " is unfinished: BackupFiles.list.tmp is there, the copy was not completed; wait for the "
-                             "backup that writes it, or make another one");
+    EXPECT_EQ(refusal(), dir_.path() + " is unfinished: it contains BackupFiles.list.tmp; wait for the running backup "
+                                       "to complete, or make another one");
 }
 
 TEST_F(ReadBackup, RefusesACopyWithoutAListUnlessTold)
@@ -149,8 +147,8 @@ TEST_F(ReadBackup, RefusesACopyWithoutAListUnlessTold)
     write("log.0000000001");
     std::string error;
     EXPECT_FALSE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error));
-    EXPECT_EQ(error, dir_.path() + " has no BackupFiles.list, without which nothing shows whether files are missing; "
-                                   "--without-list restores what is there");
+    EXPECT_EQ(error, dir_.path() + " has no BackupFiles.list, so missing files cannot be detected; --without-list "
+                                   "restores the files that exist");
     files_ = {};
     EXPECT_TRUE(read(&error)) << error;
 }
@@ -195,7 +193,7 @@ TEST_F(ReadBackup, RefusesADirectoryWithoutLogs)
     write("readme.txt");
     write("log.1");
     write("log.00000000012");
-    EXPECT_EQ(refusal(), dir_.path() + " is no backup: it holds no log files");
+    EXPECT_EQ(refusal(), dir_.path() + " is not a backup: it contains no log files");
 }
 
 TEST_F(ReadBackup, RefusesAGapInTheLogs)
@@ -203,13 +201,14 @@ TEST_F(ReadBackup, RefusesAGapInTheLogs)
     write("t");
     write("log.0000000001");
     write("__log__/log.0000000003");
-    EXPECT_EQ(refusal(), dir_.path() + " has a gap: log.0000000002 is missing, and what follows cannot be applied "
-                                       "without it");
+    EXPECT_EQ(refusal(),
+              dir_.path() +
+                  " has a gap in its log: log.0000000002 is missing, and later log files cannot be applied without it");
 }
 
 TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
 {
-    // The server was killed, or is at work, when it had shipped some of those that the copy does not need.
+    // The server was killed, or is still working, after shipping some of the files that the copy does not need.
     write("t", "abc");
     write("log.0000000007", "log");
     write("__log__/log.0000000003");
@@ -225,16 +224,17 @@ TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
     EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U)));
     EXPECT_THAT(files_.leftOut, testing::IsEmpty());
 
-    list.firstLog = 5; // one that it needs cannot be done without, wherever it is
+    list.firstLog = 5; // a file that it needs must exist somewhere
     write("BackupFiles.list", list.write());
     files_ = {};
-    EXPECT_EQ(refusal(), dir_.path() + " has a gap: log.0000000006 is missing, and what follows cannot be applied "
-                                       "without it");
+    EXPECT_EQ(refusal(),
+              dir_.path() +
+                  " has a gap in its log: log.0000000006 is missing, and later log files cannot be applied without it");
 }
 
 TEST_F(ReadBackup, RefusesAnEmptyDirectory)
 {
-    EXPECT_EQ(refusal(), dir_.path() + " is no backup: it holds no log files");
+    EXPECT_EQ(refusal(), dir_.path() + " is not a backup: it contains no log files");
 }
 
 TEST_F(ReadBackup, RefusesWhatIsNoDirectory)

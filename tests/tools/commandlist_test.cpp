@@ -13,7 +13,7 @@ using Words = std::vector<std::string>;
 std::string word;
 int port;
 
-/** Remembers what it was given. */
+/** Records its arguments. */
 class Say : public Ctl::Command {
 public:
     explicit Say(CLI::App* app) : Command(app, "say", "Say a word", "program say hello")
@@ -70,7 +70,7 @@ protected:
 
     int run(const Words& words)
     {
-        app_.parse(Words(words.rbegin(), words.rend())); // CLI11 takes them from the back
+        app_.parse(Words(words.rbegin(), words.rend())); // CLI11 takes them in reverse order
         return commands_.runChosen(server_);
     }
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-/** What quorvactl says on standard error. */
+/** What quorvactl prints on standard error. */
 namespace Complaints {
 
 inline constexpr const char* NotFound = "Not Found, ResourceNotFoundException: Specified item does not exist.";
@@ -13,20 +13,20 @@ inline constexpr const char* InternalError =
     "Bad Request, InternalServerError: The server encountered an internal error.";
 inline constexpr const char* InvalidRequest = "Bad Request, ValidationException: A parameter is missing";
 
-/** On an error reply; without advice there is no such line. */
+/** On an error reply; the line with the advice is left out if there is none. */
 inline std::string errorReply(const std::string& failed, const std::string& says, const std::string& advice)
 {
     return "quorvactl: " + failed + "\n  the server says: " + says + '\n' +
            (advice.empty() ? std::string() : "  try: " + advice + '\n');
 }
 
-/** On Not Found, where no advice of its own fits better. */
+/** On Not Found, unless more specific advice applies. */
 inline std::string notFound(const std::string& failed)
 {
     return errorReply(failed, NotFound, "the spelling, or quorvactl create-table");
 }
 
-/** On Not Found because of the table's directory: it does not exist, or it does and the server cannot open it. */
+/** On Not Found because of the table's directory: it does not exist, or the server cannot open it. */
 inline std::string noDirectory(const std::string& failed, const std::string& directory)
 {
     return errorReply(failed + ": there is no directory " + directory, NotFound,
@@ -55,28 +55,28 @@ inline std::string noReply(int port, const std::string& reason)
     return "quorvactl: no reply from 127.0.0.1:" + std::to_string(port) + ": " + reason + '\n';
 }
 
-/** Where nobody listens. */
+/** When nobody listens. */
 inline std::string noServer(int port)
 {
     return noReply(port, "connect: Connection refused") +
            "  try: start the server, or name another one with --host and --port\n";
 }
 
-/** Where the server does not take a connection for a second. */
+/** When the server accepts no connection within a second. */
 inline std::string unconnected(int port)
 {
     return noReply(port, "no connection within 1000 ms") +
            "  try: start the server, or name another one with --host and --port\n";
 }
 
-/** Where the server takes a request and says nothing for a second. */
+/** When the server receives a request and does not reply within a second. */
 inline std::string late(int port)
 {
     return noReply(port, "no bytes within 1000 ms") +
            "  try: a longer --timeout; the server may still make the change, if the request was one\n";
 }
 
-/** Where the server went away in the middle of an exchange. */
+/** When the server closes the connection during an exchange. */
 inline std::string connectionClosed(int port)
 {
     return noReply(port, "the server closed the connection") +

@@ -14,10 +14,8 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
 using Words = std::vector<std::string>;
@@ -31,7 +29,7 @@ Words linesOf(const std::string& text)
     return lines;
 }
 
-/** What bash would offer for the last of these words. */
+/** The completions that bash would offer for the last of these words. */
 Words completionsOf(const Words& words)
 {
     Words arguments{"-c",
@@ -76,7 +74,7 @@ struct Options {
     Words withValue;
 };
 
-/** The options in a help text, by their long names. */
+/** The long names of the options in a help text. */
 Options optionsIn(const std::string& help)
 {
     Options options;

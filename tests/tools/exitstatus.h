@@ -1,7 +1,7 @@
 #ifndef QUORVA_TESTS_TOOLS_EXITSTATUS_H
 #define QUORVA_TESTS_TOOLS_EXITSTATUS_H
 
-/** What quorvactl exits with, as its help lists it. */
+/** The exit statuses of quorvactl, as listed by its help. */
 enum ExitStatus { Ok = 0, ErrorReply = 1, NoReply = 2, Usage = 64 };
 
 #endif

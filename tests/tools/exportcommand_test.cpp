@@ -15,7 +15,7 @@ using testing::HasSubstr;
 
 class ExportCommand : public ToolTest {
 protected:
-    /** Lines that an export has to give back as they are: keys, text, numbers and types of all sorts. */
+    /** Lines that an export must reproduce exactly: all kinds of keys, texts, numbers and types. */
     static QList<QByteArray> oddLines()
     {
         QList<QByteArray> lines{
@@ -47,7 +47,7 @@ protected:
         return lines;
     }
 
-    /** What is in the server's directory beside what it had at first. */
+    /** The files in the server's directory that were not there at first. */
     std::vector<std::string> filesNamed(const std::string& beginning) const
     {
         std::vector<std::string> names;
@@ -134,7 +134,7 @@ TEST_F(ExportCommand, AFailedOneLeavesWhatWasThere)
 
 namespace {
 
-/** Pages of one item, without an end; each asks `onPage` first. */
+/** One of an endless sequence of pages with one item each. */
 QByteArray endlessPage(int page)
 {
     const QByteArray key = QByteArray::number(page);
@@ -154,8 +154,7 @@ TEST(ExportFromAServer, ThatGoesAwayLeavesNoFile)
             return std::nullopt;
         return endlessPage(page);
     });
-    const ProgramRun run =
-        runProgram(QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "export", "d|t", directory.file("out")});
+    const ProgramRun run = quorvactl(addressed(server.port(), {"export", "d|t", directory.file("out")}));
     EXPECT_EQ(run.status, NoReply);
     EXPECT_EQ(run.error, Complaints::connectionClosed(server.port()));
     EXPECT_TRUE(fs::is_empty(directory.path()));
@@ -166,8 +165,7 @@ TEST(ExportFromAServer, ThatIsInterruptedLeavesNoFile)
     const TempDir directory;
     std::atomic<int> page = 0;
     const ReplyingServer server([&](const QByteArray&, const QByteArray&) { return endlessPage(++page); });
-    RunningProgram program(QUORVACTL_BINARY,
-                           {"--port", std::to_string(server.port()), "export", "d|t", directory.file("out")});
+    RunningProgram program(QUORVACTL_BINARY, addressed(server.port(), {"export", "d|t", directory.file("out")}));
     EXPECT_TRUE(waitUntil([&] { return page > 20; }));
     program.signal(SIGTERM);
     const ProgramRun run = program.wait();
@@ -185,11 +183,10 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
             return std::nullopt;
         if (page <= 10)
             return endlessPage(page);
-        page = 20; // the next export gets nothing
+        page = 20; // the next export gets no pages
         return QByteArray(R"({"Count":0,"Items":[],"ScannedCount":0,"__rc":200,"__rcstr":"OK"})");
     });
-    const std::vector<std::string> words{"--port", std::to_string(server.port()), "export", "d|t",
-                                         directory.file("out")};
+    const std::vector<std::string> words = addressed(server.port(), {"export", "d|t", directory.file("out")});
     const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, words);
     EXPECT_EQ(run.status, Ok);
     EXPECT_EQ(run.output, "");
@@ -200,8 +197,8 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
     const ReplyingServer failing([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
         return ++page == 1 ? std::optional(endlessPage(1)) : std::nullopt;
     });
-    const ProgramRun failed = runOnTerminal(
-        QUORVACTL_BINARY, {"--port", std::to_string(failing.port()), "export", "d|t", directory.file("out")});
+    const ProgramRun failed =
+        runOnTerminal(QUORVACTL_BINARY, addressed(failing.port(), {"export", "d|t", directory.file("out")}));
     EXPECT_EQ(failed.status, NoReply);
     EXPECT_THAT(failed.error, HasSubstr("\r\033[Kquorvactl: no reply from 127.0.0.1:"));
 }

@@ -11,12 +11,9 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 using Words = std::vector<std::string>;
 
-/** The names in the list of commands of a help text. */
+/** The command names listed in a help text. */
 Words commandsIn(const std::string& help)
 {
     Words names;

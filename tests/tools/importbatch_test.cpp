@@ -9,7 +9,7 @@ namespace {
 using Ctl::ImportBatch;
 using Ctl::ItemKey;
 
-const Ctl::TableKeys Keys{"h", "r"};
+const KeyNames Keys{"h", "r"};
 
 ItemKey key(int n)
 {

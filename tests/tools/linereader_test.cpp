@@ -36,7 +36,7 @@ private:
     int descriptor_ = -1;
 };
 
-/** The lines of an input that has nothing but good ones. */
+/** The lines of an input that has only valid ones. */
 std::vector<std::string> linesOf(const std::string& content)
 {
     const Input input(content);
@@ -67,7 +67,7 @@ TEST(LineReader, SplitsAtLineEnds)
 TEST(LineReader, JoinsWhatComesInSeveralPieces)
 {
     const std::string longLine(300000, 'x');
-    const std::string exact(65536, 'y'); // the size of a piece
+    const std::string exact(65536, 'y'); // the size of one read
     EXPECT_EQ(linesOf("a\n" + longLine + "\nb\n" + longLine), Lines({"a", longLine, "b", longLine}));
     EXPECT_EQ(linesOf(exact + '\n' + exact), Lines({exact, exact}));
 }

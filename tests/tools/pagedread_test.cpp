@@ -8,7 +8,7 @@
 
 TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
 {
-    // Down from c, which somebody deleted, the server examines d first.
+    // Going down from c, which has been deleted, the server examines d first.
     std::mutex mutex;
     QStringList asked;
     const ReplyingServer server([&](const QByteArray&, const QByteArray& body) {
@@ -32,8 +32,7 @@ TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
             return page("c", "c");
         return limit == 1 ? page("", "d") : page("b", "");
     });
-    const ProgramRun run = runProgram(
-        QUORVACTL_BINARY, {"--port", std::to_string(server.port()), "query", "d|t", "k", "--le", "x", "--limit", "1"});
+    const ProgramRun run = quorvactl(addressed(server.port(), {"query", "d|t", "k", "--le", "x", "--limit", "1"}));
     EXPECT_EQ(run.status, Ok) << run.error;
     EXPECT_EQ(run.output, "{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"c\"}}\n{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"b\"}}\n");
     const std::scoped_lock lock(mutex);
@@ -42,21 +41,21 @@ TEST(QueryFromAServer, WhoseStartKeyWasDeletedAsksForTheSamePageAgain)
 
 TEST(QueryFromAServer, TakesItemsThatLookAlikeAsOftenAsTheyAreThere)
 {
-    // Range keys that go on behind a zero byte: a reply shows what stands in front of it.
+    // Range keys with a zero byte: a reply shows only what precedes it.
     const QVariantMap alike{{"h", textValue("k")}, {"r", textValue("a")}};
     const ReplyingServer server([&](const QByteArray&, const QByteArray& body) {
         QVariant request;
         EXPECT_TRUE(Json::parse(body, &request));
         QVariantMap fields{{"Count", 1LL}, {"Items", QVariantList{alike}}};
-        if (request.toMap().value("Limit").toInt() == 1) // no key to go on behind, so the page is asked for again
+        if (request.toMap().value("Limit").toInt() == 1) // no key to continue after, so the page is requested again
             fields.insert("LastEvaluatedKey", QVariantMap{{"HashKeyElement", "k"}, {"RangeKeyElement", ""}});
         else
             fields.insert("Items", QVariantList{alike, alike, alike});
         return Json::serialize(okReply(fields));
     });
     const auto query = [&](std::vector<std::string> options) {
-        options.insert(options.begin(), {"--port", std::to_string(server.port()), "query", "d|t", "k"});
-        return runProgram(QUORVACTL_BINARY, options).output;
+        options.insert(options.begin(), {"query", "d|t", "k"});
+        return quorvactl(addressed(server.port(), options)).output;
     };
     EXPECT_EQ(query({"--count"}), "3\n");
     EXPECT_EQ(query({"--count", "--limit", "1"}), "3\n");

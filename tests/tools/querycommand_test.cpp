@@ -1,80 +1,10 @@
-#include "readcommandfixture.h"
+#include "querycommandfixture.h"
 
 #include "tools/complaints.h"
 
-#include <algorithm>
-
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::StartsWith;
-
-// Latin-1 letters beyond ASCII; the last one is the largest byte.
-const QString EAcute = QChar(0xe9);
-const QString YDiaeresis = QChar(0xff);
-
-const std::vector<std::string> Limits{"1", "2", "3", "128"};
-
-class QueryCommand : public ReadCommandTest {
-protected:
-    void SetUp() override
-    {
-        ReadCommandTest::SetUp();
-        for (const QString& range : Ranges)
-            put("k", range, {{"a", textValue('a' + range)}, {"b", textValue("b")}, {"c", numberValue("7")}});
-        put("j", "ab", {{"a", textValue("of another hash key")}});
-        put("l", "ab", {{"a", textValue("of another hash key")}});
-    }
-
-    /** In the order of their bytes. */
-    const QStringList Ranges{"",
-                             "%%",
-                             "-5",
-                             "A",
-                             "a",
-                             "a a",
-                             "ab",
-                             "abc",
-                             "b",
-                             "ba",
-                             EAcute,
-                             YDiaeresis,
-                             YDiaeresis + "a",
-                             YDiaeresis + YDiaeresis};
-
-    static QStringList downwards(QStringList list)
-    {
-        std::reverse(list.begin(), list.end());
-        return list;
-    }
-
-    QStringList rangesWhere(const std::function<bool(const QByteArray&)>& wanted) const
-    {
-        QStringList list;
-        for (const QString& range : Ranges) {
-            if (wanted(range.toLatin1()))
-                list.append(range);
-        }
-        return list;
-    }
-
-    /** What `query TABLE k ARGUMENTS` prints, whatever the size of its pages. */
-    void expectRanges(const std::vector<std::string>& arguments, const QStringList& expected) const
-    {
-        for (const std::string& limit : Limits) {
-            std::vector<std::string> words{"query", tableName().toStdString(), "k", "--limit", limit};
-            words.insert(words.end(), arguments.begin(), arguments.end());
-            EXPECT_EQ(keysIn(quorvactl(words), "r"), expected) << testing::PrintToString(words);
-        }
-    }
-
-    ProgramRun query(std::vector<std::string> arguments, const ProgramFiles& files = {}) const
-    {
-        arguments.insert(arguments.begin(), {"query", tableName().toStdString()});
-        return quorvactl(arguments, files);
-    }
-};
 
 } // namespace
 
@@ -91,56 +21,6 @@ TEST_F(QueryCommand, PrintsOneItemALineAsJson)
     EXPECT_EQ(run.output, R"({"a":{"S":"aab"},"b":{"S":"b"},"c":{"N":"7"},"h":{"S":"k"},"r":{"S":"ab"}})"
                           "\n");
     EXPECT_EQ(run.error, "");
-}
-
-TEST_F(QueryCommand, ComparesWithOneValue)
-{
-    for (const QString& value : {QString("ab"), QString("aa"), QString("-5"), EAcute, YDiaeresis, QString("zz")}) {
-        const QByteArray bytes = value.toLatin1();
-        const std::string text = value.toStdString();
-        expectRanges({"--eq", text}, rangesWhere([&](const QByteArray& range) { return range == bytes; }));
-        expectRanges({"--gt", text}, rangesWhere([&](const QByteArray& range) { return range > bytes; }));
-        expectRanges({"--ge", text}, rangesWhere([&](const QByteArray& range) { return range >= bytes; }));
-        // These two walk down from the value.
-        expectRanges({"--lt", text}, downwards(rangesWhere([&](const QByteArray& range) { return range < bytes; })));
-        expectRanges({"--le", text}, downwards(rangesWhere([&](const QByteArray& range) { return range <= bytes; })));
-    }
-}
-
-TEST_F(QueryCommand, AConditionDecidesTheDirectionByItself)
-{
-    expectRanges({"--ge", "ab", "--backward"},
-                 rangesWhere([](const QByteArray& range) { return range >= QByteArray("ab"); }));
-    expectRanges({"--between", "a", "ab", "--backward"}, {"a", "a a", "ab"});
-    expectRanges({"--lt", "a", "--backward"}, {"A", "-5", "%%", ""});
-}
-
-TEST_F(QueryCommand, ComparesWithTheEmptyKey)
-{
-    expectRanges({"--eq", ""}, {""});
-    expectRanges({"--ge", ""}, Ranges);
-    expectRanges({"--gt", ""}, Ranges.mid(1));
-    expectRanges({"--le", "%"}, {""});
-}
-
-TEST_F(QueryCommand, ComparesWithTwoValuesBothIncluded)
-{
-    expectRanges({"--between", "a", "b"}, {"a", "a a", "ab", "abc", "b"});
-    expectRanges({"--between", "", "-5"}, {"", "%%", "-5"});
-    expectRanges({"--between", "aa", "aa"}, {});
-    expectRanges({"--between", "b", "a"}, {});
-    expectRanges({"--between", EAcute.toStdString(), YDiaeresis.toStdString()}, {EAcute, YDiaeresis});
-}
-
-TEST_F(QueryCommand, PagesAPrefixUpAndDown)
-{
-    for (const QString& prefix : {QString(), QString("a"), QString("ab"), QString("abc"), QString("b"), EAcute,
-                                  YDiaeresis, YDiaeresis + YDiaeresis, QString("%"), QString("zz"), QString("abcd")}) {
-        const QStringList expected =
-            rangesWhere([&](const QByteArray& range) { return range.startsWith(prefix.toLatin1()); });
-        expectRanges({"--begins-with", prefix.toStdString()}, expected);
-        expectRanges({"--begins-with", prefix.toStdString(), "--backward"}, downwards(expected));
-    }
 }
 
 TEST_F(QueryCommand, FindsHashKeysBeyondAscii)
@@ -216,7 +96,7 @@ TEST_F(QueryCommand, AnErrorReplyIsToldAndExitsWithOne)
     EXPECT_EQ(prefix.output, "");
     EXPECT_EQ(prefix.error, Complaints::notFound("there is no table " + none));
 
-    // A key with a letter that keys cannot have.
+    // A key with a character that keys cannot contain.
     const std::string foreign = QString(QChar(0x416)).toStdString();
     for (const std::vector<std::string>& words :
          std::vector<std::vector<std::string>>{{foreign},

@@ -3,6 +3,7 @@
 #include "toolfixture.h"
 
 #include "client/wireconnection.h"
+#include "protocol/endpoint.h"
 #include "support/heldport.h"
 
 #include <gmock/gmock.h>
@@ -16,23 +17,21 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::Not;
 
 constexpr const char* OkReply = "{\"__rc\":200,\"__rcstr\":\"OK\"}\n";
 constexpr const char* InternalErrorReply =
     "{\"__rc\":400,\"__rcstr\":\"Bad Request\",\"__type\":\"InternalServerError\","
     "\"message\":\"The server encountered an internal error.\"}\n";
 
-/** With a server to talk to. */
+/** With a running server. */
 class Quorvactl : public testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(server_.start()); }
 
     ProgramRun run(const std::vector<std::string>& arguments, const ProgramFiles& files = {}) const
     {
-        return quorvactl(addressed(server_, arguments), files);
+        return quorvactl(addressed(server_.port(), arguments), files);
     }
 
     ServerProcess server_;
@@ -79,7 +78,7 @@ TEST_F(Quorvactl, DashTakesTheBodyFromStandardInput)
 {
     const std::string missing = directory_.file("from standard input");
     const std::string input = directory_.file("input");
-    // Larger than any buffer on the way, with line ends that JSON does not mind.
+    // Larger than any buffer on the way, with newlines, which JSON allows.
     std::ofstream(input) << "{\"TableName\":\n\"" << missing << "|t\",\"Padding\":\"" << std::string(3000000, 'x')
                          << "\"}\n";
     const ProgramRun done = run({"DescribeTable", "-"}, {.input = input});
@@ -96,7 +95,7 @@ TEST_F(Quorvactl, NoBodyIsAnEmptyObject)
 
 TEST_F(Quorvactl, BodyThatLooksLikeAnOptionFollowsTwoDashes)
 {
-    const ProgramRun done = run({"DeleteTable", "--", "-5"}); // JSON, if no object
+    const ProgramRun done = run({"DeleteTable", "--", "-5"}); // JSON, but not an object
     EXPECT_EQ(done.status, Ok);
     EXPECT_EQ(done.output, OkReply);
 }
@@ -121,7 +120,7 @@ TEST_F(Quorvactl, BodyThatIsNoJsonGetsNoReply)
         EXPECT_EQ(done.output, "") << body;
         EXPECT_EQ(done.error, Complaints::connectionClosed(server_.port())) << body;
     }
-    // An empty standard input is no JSON either.
+    // Nor is an empty standard input JSON.
     EXPECT_EQ(run({"DeleteTable", "-"}).status, NoReply);
 }
 
@@ -157,7 +156,7 @@ TEST_F(Quorvactl, TableIsCreatedAndDescribed)
 TEST(QuorvactlWithoutServer, TellsThatNobodyListens)
 {
     const HeldPort port;
-    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "DeleteTable"});
+    const ProgramRun done = quorvactl(addressed(port.number(), {"DeleteTable"}));
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
     EXPECT_EQ(done.error, Complaints::noServer(port.number()));
@@ -167,12 +166,12 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatDoesNotAnswerInTime)
 {
     const HeldPort port;
     port.listen(1);
-    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "DeleteTable", "{}"});
+    const ProgramRun done = quorvactl(addressed(port.number(), {"--timeout", "1", "DeleteTable", "{}"}));
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
     EXPECT_EQ(done.error, Complaints::late(port.number()));
 
-    const ProgramRun query = quorvactl({"--port", std::to_string(port.number()), "query", "d|t", "h", "--timeout=1"});
+    const ProgramRun query = quorvactl(addressed(port.number(), {"query", "d|t", "h", "--timeout=1"}));
     EXPECT_EQ(query.status, NoReply);
     EXPECT_EQ(query.error, Complaints::late(port.number()));
 }
@@ -180,10 +179,10 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatDoesNotAnswerInTime)
 TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
 {
     const HeldPort port;
-    port.listen(0); // room for one that nobody accepts
+    port.listen(0); // room for one connection, which nobody accepts
     Client::WireConnection first;
-    ASSERT_TRUE(first.open(Client::DefaultHost, port.number()));
-    const ProgramRun done = quorvactl({"--port", std::to_string(port.number()), "--timeout", "1", "flush", "d|t"});
+    ASSERT_TRUE(first.open(Endpoint::Host, port.number()));
+    const ProgramRun done = quorvactl(addressed(port.number(), {"--timeout", "1", "flush", "d|t"}));
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
     EXPECT_EQ(done.error, Complaints::unconnected(port.number()));

@@ -12,10 +12,10 @@
 #include <thread>
 #include <vector>
 
-/** A server with a table, and the tool's commands that read it. */
+/** A server with a table, and the tool's commands for reading it. */
 class ReadCommandTest : public ToolTest {
 protected:
-    /** The printed items: one on each line. */
+    /** The printed items, one per line. */
     static QVariantList itemsIn(const ProgramRun& run)
     {
         EXPECT_TRUE(run.output.empty() || run.output.ends_with('\n'));
@@ -29,7 +29,7 @@ protected:
         return items;
     }
 
-    /** The value of a key attribute of each of the items that a good run printed. */
+    /** The value of a key attribute of each item that a successful run printed. */
     static QStringList keysIn(const ProgramRun& run, const char* name)
     {
         EXPECT_EQ(run.status, 0) << run.error;
@@ -40,10 +40,10 @@ protected:
         return keys;
     }
 
-    /** Adds and deletes items while it lives. */
+    /** Adds and deletes items during its lifetime. */
     class Churn {
     public:
-        /** `key` gives the hash and range key of the n-th item, of 40. */
+        /** `key` returns the hash and range key of the n-th of 40 items. */
         Churn(const ServerProcess& server, const QString& table, std::function<std::pair<QString, QString>(int)> key)
             : thread_([this, &server, table, key = std::move(key)] {
                   Caller caller(server);

@@ -6,9 +6,7 @@
 
 namespace {
 
-using testing::AllOf;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 class ScanCommand : public ReadCommandTest {
 protected:
@@ -39,7 +37,7 @@ protected:
         return quorvactl(arguments, files);
     }
 
-    /** In order, as keysOf() gives them. Empty keys and keys beyond ASCII are among them. */
+    /** In order, as returned by keysOf(). Includes empty keys and keys outside ASCII. */
     static QStringList someKeys()
     {
         QStringList keys{"/", "/1", "/2", "a/", "a/a", "b/", "ab/c", QString(QChar(0xe9)) + "/" + QChar(0xff)};
@@ -65,7 +63,7 @@ TEST_F(ScanCommand, PrintsEveryItemOnceWhateverTheSizeOfThePages)
     EXPECT_EQ(scan({"--max", "0"}).output, "");
 }
 
-// The first scan of a table makes all its data files, which takes a while; so these share one.
+// The first scan of a table creates all its data files, which takes a while, so these share one table.
 TEST_F(ScanCommand, PrintsOneItemALineAsJsonAndNothingOfAnEmptyTable)
 {
     const ProgramRun empty = scan({});

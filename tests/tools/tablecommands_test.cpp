@@ -8,7 +8,7 @@ namespace {
 
 class TableCommands : public ToolTest {};
 
-/** Each command that reads or writes items of a table, or asks for its description. */
+/** All commands that read or write items of a table, or request its description. */
 std::vector<std::vector<std::string>> itemCommands(const std::string& name)
 {
     return {{"describe", name},
@@ -75,7 +75,7 @@ TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNot
     const std::string held = makeDirectory("held");
     ServerProcess second;
     ASSERT_TRUE(second.start());
-    second.request("UpdateTable", {{"TableName", tableIn(held)}}); // and so it has the directory
+    second.request("UpdateTable", {{"TableName", tableIn(held)}}); // which opens the directory
 
     using Complaint = std::function<std::string(const std::string& failed)>;
     const std::vector<std::pair<std::string, Complaint>> cases{
@@ -125,7 +125,7 @@ TEST_F(TableCommands, ATableWhoseKeysCannotBeUsedIsNoMissingTable)
 
 TEST_F(TableCommands, ANameThatNoTableCanHaveIsRefusedBeforeAnythingIsSent)
 {
-    killServer(); // it would be told otherwise: no reply
+    killServer(); // anything sent would get no reply
     const std::string berkeleyDb =
         "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
     const std::vector<std::pair<std::string, std::string>> cases{
@@ -147,7 +147,7 @@ TEST_F(TableCommands, ANameThatNoTableCanHaveIsRefusedBeforeAnythingIsSent)
         expectFailure({"create-table", name, "h", "r", "--replace"}, ErrorReply, complaint);
         for (const std::vector<std::string>& words : itemCommands(name))
             expectFailure(words, ErrorReply, complaint);
-        // These are about the environment alone, and the server takes them.
+        // These concern only the environment, so the server accepts them.
         expectFailure({"flush", name}, NoReply, Complaints::noServer(server_.port()));
         expectFailure({"delete-table", name}, NoReply, Complaints::noServer(server_.port()));
     }
@@ -186,9 +186,8 @@ TEST(TableCommandsOfAServerThatFails, TellWhatItSaid)
         return QByteArray("{\"__rc\":400,\"__rcstr\":\"Bad Request\",\"__type\":\"InternalServerError\","
                           "\"message\":\"The server encountered an internal error.\"}");
     });
-    const auto run = [&](std::vector<std::string> words) {
-        words.insert(words.begin(), {"--port", std::to_string(server.port())});
-        const ProgramRun done = runProgram(QUORVACTL_BINARY, words);
+    const auto run = [&](const std::vector<std::string>& words) {
+        const ProgramRun done = quorvactl(addressed(server.port(), words));
         EXPECT_EQ(done.status, ErrorReply);
         EXPECT_EQ(done.output, "");
         return done.error;
@@ -203,13 +202,13 @@ TEST(TableCommandsOfAServerThatFails, TellWhatItSaid)
 TEST(TableCommandsOfAServerThatFails, TellThatTheReplyIsNone)
 {
     const ReplyingServer garbled([](const QByteArray&, const QByteArray&) { return QByteArray("{"); });
-    const ProgramRun done = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(garbled.port()), "describe", "d|t"});
+    const ProgramRun done = quorvactl(addressed(garbled.port(), {"describe", "d|t"}));
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
     EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "the answer is not valid JSON"));
 
     const ReplyingServer other([](const QByteArray&, const QByteArray&) { return QByteArray("{\"a\":1}"); });
-    const ProgramRun odd = runProgram(QUORVACTL_BINARY, {"--port", std::to_string(other.port()), "describe", "d|t"});
+    const ProgramRun odd = quorvactl(addressed(other.port(), {"describe", "d|t"}));
     EXPECT_EQ(odd.status, ErrorReply);
     EXPECT_EQ(odd.error, Complaints::errorReply("cannot describe the table d|t", "{\"a\":1}", ""));
 }

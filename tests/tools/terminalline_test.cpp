@@ -17,7 +17,7 @@ namespace {
 
 using Ctl::TerminalLine;
 
-/** Makes a terminal of standard error. */
+/** Turns standard error into a terminal. */
 class TerminalLineTest : public testing::Test {
 protected:
     void SetUp() override
@@ -45,7 +45,7 @@ protected:
         close(target);
     }
 
-    /** What was written to the terminal so far; a byte at the end shows that all of it is there. */
+    /** What has been written to the terminal so far; a byte at the end marks that all of it has arrived. */
     std::string takeShown() const
     {
         std::fputc('\1', stderr);

@@ -14,7 +14,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-/** Runs a program to its end as runProgram() does, but its standard error is a terminal. */
+/** Runs a program to completion, as runProgram() does, with a terminal as its standard error. */
 inline ProgramRun runOnTerminal(const std::string& program, const std::vector<std::string>& words)
 {
     const TempDir directory;
@@ -32,7 +32,7 @@ inline ProgramRun runOnTerminal(const std::string& program, const std::vector<st
         close(terminal);
         return run;
     }
-    // What was written stays readable after the program's end, and then the read fails.
+    // Output remains readable after the program has ended; after that, the read fails.
     char piece[4096];
     for (ssize_t size = 0; (size = read(terminal, piece, sizeof piece)) > 0;)
         run.error.append(piece, static_cast<std::size_t>(size));

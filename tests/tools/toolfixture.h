@@ -23,7 +23,7 @@ protected:
 
     std::string table(const char* name = "t") const { return tableName(name).toStdString(); }
 
-    /** A run that succeeds with this output. */
+    /** Expects a run to succeed with this output. */
     void expectOutput(const std::vector<std::string>& arguments, const std::string& output,
                       const ProgramFiles& files = {}) const
     {
@@ -33,7 +33,7 @@ protected:
         EXPECT_EQ(run.error, "") << testing::PrintToString(arguments);
     }
 
-    /** A run that fails with this on standard error and nothing on standard output. */
+    /** Expects a run to fail with this on standard error and nothing on standard output. */
     void expectFailure(const std::vector<std::string>& arguments, int status, const std::string& error,
                        const ProgramFiles& files = {}) const
     {
@@ -43,8 +43,8 @@ protected:
         EXPECT_EQ(run.error, error) << testing::PrintToString(arguments);
     }
 
-    /** Makes the server fail on items of this hash key, and of the few that share its data file. Before their first
-     * use. */
+    /** Makes the server fail on items of this hash key, and of the few that share its data file. To be called before
+     * their first use. */
     void breakHashKey(const QByteArray& hash) const
     {
         const QByteArray digest = QCryptographicHash::hash(hash, QCryptographicHash::Md5);

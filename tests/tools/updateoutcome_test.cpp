@@ -19,7 +19,7 @@ QVariantMap update(const char* action, const QVariantMap& value)
     return {{"Action", action}, {"Value", value}};
 }
 
-/** The item after the update, which has to lose nothing. */
+/** The item after an update that must not lose data. */
 QVariantMap outcome(QVariantMap item, const QVariantMap& updates)
 {
     EXPECT_EQ(Ctl::applyUpdates(updates, &item), "");

@@ -1,0 +1,33 @@
+#ifndef QUORVA_NET_BDBSERVER_H
+#define QUORVA_NET_BDBSERVER_H
+
+#include "net/bdbiomaster.h"
+#include "net/bdbsocket.h"
+#include "storage/bdbobjtable.h"
+
+/** The server: accepts connections and serves them. Owns the registry of environments and the I/O master. */
+class BDBServer : public TcpServer {
+public:
+    /**
+     * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
+     * each connection's table. `workers` I/O threads are started at once, `poolMax` limits the database threads. The
+     * remaining two settings are unused: no layer below reads them.
+     */
+    BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting, int workers,
+              int poolMax);
+
+    /** Stops accepting, waits for running requests, and closes the connections. */
+    ~BDBServer() override;
+
+    void incomingConnection(int socket) override;
+
+private:
+    static constexpr int RegistryCapacity = 8192; // environments, one slot each
+
+    [[maybe_unused]] const int thirdSetting_;
+    [[maybe_unused]] const int fourthSetting_;
+    BDBObjTable environments_;
+    BDBIOMaster master_; // uses the table, so it is destroyed first
+};
+
+#endif

@@ -1,0 +1,148 @@
+#include "log/log.h"
+#include "net/bdbserver.h"
+#include "peer/allowedusers.h"
+#include "protocol/endpoint.h"
+#include "server/lkthread.h"
+#include "server/lockfile.h"
+#include "server/options.h"
+#include "server/processsetup.h"
+#include "storage/settings.h"
+
+#include <QCoreApplication>
+
+#include <db_cxx.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr int StartFailed = -1; // the parent sees 255
+constexpr std::chrono::milliseconds InstanceLockLimit(10000);
+
+/** A format for the address and the default port. */
+constexpr const char* HelpText = R"(Usage: quorva [-p PORT] [-d LOGFILE] [-s LEVEL] [-w WORKERS] [-m THREADS] [-n]
+
+A local table server on %s.
+
+  -p PORT      port to listen on (%d)
+  -d LOGFILE   log file, appended to (standard error)
+  -s LEVEL     1 or more: debug lines; 4, 8, 12, 16, 20: statistics as well (0)
+  -w WORKERS   I/O worker threads (4 for each processor)
+  -m THREADS   most threads of the database pool (40 for each processor)
+  -n           commit without waiting for the disk
+
+  --help, --version   as the only argument
+
+QUORVA_LOCKFILE names the lock file that keeps a second server out, OSTRIK_LOCKFILE the one that the parent
+holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
+users who may connect: names or numbers, separated by commas; unset means all.
+)";
+
+/** Handles "--help" and "--version" as the only argument; anything else is left to the option parser. */
+bool printedInformation(int argc, const char* const* argv)
+{
+    if (argc != 2)
+        return false;
+    if (std::strcmp(argv[1], "--help") == 0)
+        std::printf(HelpText, Endpoint::Host, Endpoint::DefaultPort);
+    else if (std::strcmp(argv[1], "--version") == 0)
+        std::puts("quorva " QUORVA_VERSION);
+    else
+        return false;
+    return true;
+}
+
+/** Ensures that this process is the only server with that lock name; without a name there may be many. */
+bool becomeOnlyServer(LockFile* lock)
+{
+    lock->closeInherited();
+    if (!lock->isNamed())
+        return true;
+    // Kept: the log has no destination before the options are read, so these lines are discarded and a parent sees only
+    // the exit status. The lock still comes first: a second server must not touch the first one's log.
+    if (!lock->create()) {
+        LOG_ERROR("bdbserver", 187) << "Quorva CreateMutex failed with error " << lock->error();
+        return false;
+    }
+    if (lock->acquire(InstanceLockLimit) != LockFile::Wait::Acquired) {
+        LOG_ERROR("bdbserver", 193) << "Quorva WaitForSingleObject failed with error code: " << lock->error();
+        return false;
+    }
+    return true;
+}
+
+bool haveUsableSizes(const ServerOptions& options)
+{
+    if (options.workers < 1) {
+        LOG_CRIT("bdbserver", __LINE__) << "invalid worker count " << options.workers;
+        return false;
+    }
+    if (options.poolMax < 1) {
+        LOG_CRIT("bdbserver", __LINE__) << "invalid pool size " << options.poolMax;
+        return false;
+    }
+    return true;
+}
+
+/** Determines who may connect. False when that is unknown or cannot be monitored: no one is served then. */
+bool readAllowedUsers(AllowedUsers* users)
+{
+    const char* const list = std::getenv("QUORVA_ALLOW_USERS");
+    if (list == nullptr)
+        return true;
+    const std::string error = users->restrictTo(list);
+    if (!error.empty())
+        LOG_CRIT("bdbserver", __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
+    return error.empty();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (printedInformation(argc, argv))
+        return 0;
+    ProcessSetup::prepare();
+    LockFile(qgetenv("OSTRIK_LOCKFILE")).closeInherited();
+
+    ServerOptions options(ServerOptions::coreCount());
+    const QByteArray lockName = qgetenv("QUORVA_LOCKFILE");
+    LOG_DEBUG << "locking " << lockName;
+    LockFile lock(lockName);
+    if (!becomeOnlyServer(&lock))
+        return StartFailed;
+
+    options.read(argc, argv);
+    Settings::setStatLevel(options.statLevel);
+    Settings::setTxnCommitFlags(options.commitWithoutSync ? DB_TXN_NOSYNC : DB_TXN_SYNC);
+    std::FILE* logFile = options.logFile == nullptr ? nullptr : std::fopen(options.logFile, "ae"); // e: close-on-exec
+
+    QCoreApplication application(argc, argv);
+    Log::setDestination(logFile == nullptr ? stderr : logFile);
+    Log::setThreshold(options.statLevel >= 1 ? LogDebug : LogInfo);
+    LOG_DEBUG << "Configurations loaded";
+    AllowedUsers users;
+    if (!haveUsableSizes(options) || !readAllowedUsers(&users))
+        return StartFailed;
+
+    BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
+    if (users.isRestricted())
+        server.admitOnly(&users);
+    if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {
+        LOG_CRIT("bdbserver", 258) << "listen failed at port " << options.port << " rc " << rc;
+        return StartFailed;
+    }
+    LOG_INFO << "Server listening on " << server.port();
+
+    // cppcheck-suppress unreadVariable ; it works for as long as it lives
+    const LKThread parentWatch(&application);
+    QCoreApplication::exec();
+    // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
+    // Berkeley DB's log, and every line of ours has been flushed.
+    _exit(0);
+}

@@ -1,0 +1,236 @@
+/*
+ * A library to preload into a program. It keeps what would be left of a directory's files after a loss of power.
+ *
+ *     CRASH_ENVIRONMENT         the directory of an environment, where Berkeley DB writes
+ *
+ *     CRASH_STRICT_DIRECTORY    the directory that contains the targets of backups, restores and exports, where our
+ *                               own code writes
+ *
+ *     CRASH_DURABLE_DIRECTORY   where the durable state is kept (durablestate.h), on the same file system
+ *
+ *     CRASH_STRICT_NAMES        when set, the environment's names follow the strict rule as well
+ *
+ *     CRASH_KILL_FILE           while a file of this name exists, the synchronisations of files and directories are
+ *     CRASH_KILL_NAME           counted whose paths contain this name; at the one with
+ *     CRASH_KILL_SYNC           this number, from 1, the process is killed before it has any effect
+ *
+ *     CRASH_KILL_REMOVED        while CRASH_KILL_FILE exists, the process is killed when it has removed a file whose
+ *                               path contains this
+ *
+ *     CRASH_IGNORE_SYNC         when set, synchronisation has no effect: shows that the tests notice
+ *
+ * Directories are absolute paths without symbolic links; their subdirectories are tracked as well. Either may be
+ * missing. Several processes may share a state, even at the same time, but only one of them may use a file.
+ *
+ * The model for bytes:
+ * - Written bytes stay in the page cache, and are lost, until an fsync or fdatasync of their file returns that began
+ *   after the write.
+ * - A write through a descriptor opened with O_DSYNC or O_SYNC is durable when it returns, for its own bytes only. In
+ *   the strict directory it is not, as none of our code relies on that there.
+ * - The length of a file is durable as far as its bytes are.
+ *
+ * The model for names: the creation, renaming or removal of a file or directory becomes durable when its directory is
+ * synchronised, not before; a name in a directory whose own name is lost is lost with it. POSIX promises no more than
+ * this. The strict directory follows this rule, because our own code writes there and has to comply.
+ *
+ * Berkeley DB never synchronises a directory, not even after creating a log file that commits depend on. It relies on
+ * what journalling file systems do: synchronising a file that was just created or renamed writes its name as well. So
+ * in the environment's directory, a synchronisation of a file makes its current name durable, and the names of the
+ * directories above it up to the environment's. Removals become durable by the strict rule.
+ *
+ * There are too many calls that change names to follow them all. Instead, the names in a directory are compared when it
+ * is synchronised, and become its durable names. Only the outcome counts: a name that was created and removed in
+ * between leaves no trace. No inode number is reused while the state exists, see durablestate.h.
+ *
+ * A kill does not interrupt a synchronous write: the system completes the call before the process is gone. So a write
+ * in progress is noted, and the next process makes it durable.
+ *
+ * Nothing waits for the real disk: only the state matters, and a test gets more done between two kills.
+ *
+ * A kill leaves the state as it is at that moment. The state changes within the call that makes something durable, and
+ * in the environment while the file takes no writes. So it never holds a byte that a disk could not, and lacks none
+ * that a caller relies on. In the strict directory a file is compared with its image when it is synchronised, whoever
+ * wrote to it and how.
+ *
+ * System calls are made directly, so that nothing here depends on the order in which libraries are loaded.
+ */
+#include "writeback/rawcalls.h"
+#include "writeback/trackedfiles.h"
+#include "writeback/tracker.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+using namespace WriteBack;
+
+extern "C" {
+
+int open(const char* path, int flags, ...)
+{
+    mode_t mode = 0;
+    if ((flags & (O_CREAT | O_TMPFILE)) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    return openTracked(path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+
+int close(int descriptor)
+{
+    Tracker& all = tracker();
+    std::shared_ptr<File> last; // destroyed after the mutex is unlocked
+    {
+        const std::lock_guard lock(all.mutex);
+        const auto found = all.descriptors.find(descriptor);
+        if (found != all.descriptors.end()) {
+            last = std::move(found->second.file);
+            all.descriptors.erase(found);
+        }
+    }
+    return rawClose(descriptor);
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size)
+{
+    return trackedWrite(descriptor, -1, size, [&] { return syscall(SYS_write, descriptor, bytes, size); });
+}
+
+ssize_t writev(int descriptor, const struct iovec* parts, int count)
+{
+    std::size_t size = 0;
+    for (int i = 0; i < count; ++i)
+        size += parts[i].iov_len;
+    return trackedWrite(descriptor, -1, size, [&] { return syscall(SYS_writev, descriptor, parts, count); });
+}
+
+ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset)
+{
+    return trackedWrite(descriptor, offset, size,
+                        [&] { return syscall(SYS_pwrite64, descriptor, bytes, size, offset); });
+}
+
+ssize_t pwrite64(int descriptor, const void* bytes, size_t size, off_t offset) __attribute__((alias("pwrite")));
+
+int fsync(int descriptor)
+{
+    return trackedSync(descriptor, SYS_fsync);
+}
+
+int fdatasync(int descriptor)
+{
+    return trackedSync(descriptor, SYS_fdatasync);
+}
+
+int ftruncate(int descriptor, off_t size) noexcept
+{
+    const Descriptor target = lookup(descriptor);
+    return target.file ? truncateTracked(target.file.get(), descriptor, size) : rawTruncate(descriptor, size);
+}
+
+int ftruncate64(int descriptor, off_t size) __attribute__((alias("ftruncate")));
+
+int rmdir(const char* path) noexcept
+{
+    return removeDirectory(AT_FDCWD, path);
+}
+
+int unlink(const char* path) noexcept
+{
+    return removeFile(AT_FDCWD, path);
+}
+
+int remove(const char* path) noexcept
+{
+    const int rc = removeFile(AT_FDCWD, path);
+    return rc != 0 && errno == EISDIR ? removeDirectory(AT_FDCWD, path) : rc;
+}
+
+int unlinkat(int directory, const char* name, int flags) noexcept
+{
+    return (flags & AT_REMOVEDIR) != 0 ? removeDirectory(directory, name) : removeFile(directory, name);
+}
+
+int rename(const char* from, const char* to) noexcept
+{
+    const std::string before = absolute(AT_FDCWD, from);
+    const std::string after = absolute(AT_FDCWD, to);
+    if (rootOf(before).empty() && rootOf(after).empty())
+        return static_cast<int>(syscall(SYS_rename, from, to));
+    if (parentOf(before) != parentOf(after))
+        stop("a move between directories is not modelled: " + before + " to " + after);
+    Tracker& all = tracker();
+    const std::lock_guard lock(all.mutex);
+    struct stat status {};
+    struct stat replaced {};
+    const bool replacesDirectory = statusOf(before, &status) && S_ISDIR(status.st_mode) && statusOf(after, &replaced) &&
+                                   S_ISDIR(replaced.st_mode) && replaced.st_ino != status.st_ino &&
+                                   namesIn(after).empty();
+    int rc = 0;
+    if (replacesDirectory) {
+        rc = static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE));
+        if (rc == 0)
+            rc = removeDirectory(AT_FDCWD, from); // the replaced one
+    } else {
+        rc = static_cast<int>(syscall(SYS_rename, from, to));
+    }
+    if (rc != 0)
+        return rc;
+    if (const auto found = all.files.find(status.st_ino); found != all.files.end()) {
+        const std::lock_guard fileLock(found->second->mutex);
+        found->second->named = false;
+    }
+    return 0;
+}
+
+/** Modelled as far as our code uses it: a rename in the strict directory that replaces nothing. */
+int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) noexcept
+{
+    const std::string before = absolute(fromDirectory, from);
+    const std::string after = absolute(toDirectory, to);
+    if ((!rootOf(before).empty() || !rootOf(after).empty()) &&
+        (parentOf(before) != parentOf(after) || flags != RENAME_NOREPLACE || isBelow(before, tracker().environment)))
+        stop("this renameat2 is not modelled: " + before + " to " + after);
+    return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
+}
+
+/** These change files without their images: nothing uses them on tracked files, and nothing may begin to unnoticed. */
+int fallocate(int descriptor, int mode, off_t offset, off_t size)
+{
+    if (lookup(descriptor).file)
+        stop("fallocate of a tracked file is not modelled");
+    return static_cast<int>(syscall(SYS_fallocate, descriptor, mode, offset, size));
+}
+
+/** Not modelled either, for the same reason. */
+int syncfs(int descriptor) noexcept
+{
+    if (!rootOf(pathOf(descriptor)).empty())
+        stop("syncfs of what is tracked is not modelled");
+    return static_cast<int>(syscall(SYS_syncfs, descriptor));
+}
+
+ssize_t sendfile(int to, int from, off_t* offset, size_t size) noexcept
+{
+    if (lookup(to).file)
+        stop("sendfile to a tracked file is not modelled");
+    return syscall(SYS_sendfile, to, from, offset, size);
+}
+
+} // extern "C"

@@ -1,0 +1,113 @@
+#include "httptransportfixture.h"
+
+#include "support/waituntil.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+TEST_F(HttpTransport, AnswerIsWholeForAClientThatTakesItLate)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send(request("/large", "") + request("/", "next")));
+    ASSERT_TRUE(waitUntil([&] { return service_.served() == 1; }));
+    HttpClient other(port_);
+    EXPECT_EQ(other.exchange(request("/", "meanwhile")).body, "meanwhile");
+    EXPECT_EQ(client.receive().body.size(), 20000000U);
+    EXPECT_EQ(client.receive().body, "next");
+}
+
+TEST_F(HttpTransport, ClientThatDoesNotTakeItsAnswerIsClosed)
+{
+    limits_.transfer = std::chrono::milliseconds(200);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send(request("/large", "")));
+    ASSERT_TRUE(waitUntil([&] { return !client.send("x"); }));
+    EXPECT_EQ(client.receive().status, 0);
+}
+
+TEST_F(HttpTransport, ClientThatPausesWithinAHeadIsClosedWithoutAnAnswer)
+{
+    limits_.transfer = std::chrono::milliseconds(200);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send("POST / HT"));
+    EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpTransport, IdleConnectionsMakeRoomForOthers)
+{
+    limits_.connections = 2;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient first(port_);
+    HttpClient second(port_);
+    EXPECT_EQ(first.exchange(request("/", "1")).body, "1");
+    EXPECT_EQ(second.exchange(request("/", "2")).body, "2");
+    HttpClient third(port_);
+    EXPECT_EQ(third.exchange(request("/", "3")).body, "3");
+    EXPECT_TRUE(first.isClosedByPeer()) << "it has been idle for longest";
+    EXPECT_EQ(second.exchange(request("/", "4")).body, "4");
+}
+
+TEST_F(HttpTransport, BusyConnectionsMakeRoomWithTheirAnswers)
+{
+    limits_.connections = 1;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient first(port_);
+    EXPECT_EQ(first.exchange(request("/", "1")).header("connection"), "");
+    HttpClient second(port_);
+    ASSERT_TRUE(second.send(request("/", "2")));
+    HttpAnswer last;
+    ASSERT_TRUE(waitUntil([&] {
+        last = first.exchange(request("/", "3"));
+        return last.header("connection") == "close";
+    }));
+    EXPECT_EQ(last.body, "3");
+    EXPECT_TRUE(first.isClosedByPeer());
+    EXPECT_EQ(second.receive().body, "2");
+}
+
+TEST_F(HttpTransport, LargeBodiesWaitForEachOtherAndNobodyForThem)
+{
+    limits_.largeBodies = 1;
+    ASSERT_NO_FATAL_FAILURE(start());
+    const std::string body(800000, 'x');
+    const std::string bytes = request("/", body);
+    HttpClient slow(port_);
+    ASSERT_TRUE(slow.send(bytes.substr(0, 400000)));
+    HttpClient held(port_);
+    ASSERT_TRUE(held.send(request("/held", "")));
+    ASSERT_TRUE(waitUntil([&] { return service_.served() == 1; }));
+
+    std::atomic<bool> isAnswered = false;
+    std::thread waiting([&] {
+        HttpClient client(port_);
+        EXPECT_TRUE(client.exchange(bytes).body == body);
+        isAnswered = true;
+    });
+    HttpClient small(port_);
+    for (int number = 0; number < 100; ++number)
+        EXPECT_EQ(small.exchange(request("/", "small")).body, "small");
+    EXPECT_FALSE(isAnswered);
+    ASSERT_TRUE(slow.send(bytes.substr(400000)));
+    EXPECT_TRUE(slow.receive().body == body);
+    waiting.join();
+}
+
+TEST_F(HttpTransport, RoomOfALargeBodyThatNeverBecomesWholeIsGivenOn)
+{
+    limits_.largeBodies = 1;
+    limits_.transfer = std::chrono::milliseconds(300);
+    ASSERT_NO_FATAL_FAILURE(start());
+    const std::string body(800000, 'x');
+    HttpClient slow(port_);
+    ASSERT_TRUE(slow.send(request("/", body).substr(0, 400000)));
+    HttpClient other(port_);
+    EXPECT_TRUE(other.exchange(request("/", body)).body == body);
+    EXPECT_EQ(slow.receive().body, "fault 4");
+    EXPECT_TRUE(slow.isClosedByPeer());
+}

@@ -94,7 +94,7 @@ void complainDirectory(const std::string& failed, const std::string& table, cons
                       "log has the cause");
     else if (type == fs::file_type::not_found)
         complainReply(found + "there is no directory " + directory, reply,
-                      "the spelling, or mkdir -p '" + directory + '\'');
+                      "the spelling, or quorvactl init '" + directory + '\'');
     else if (type != fs::file_type::directory && type != fs::file_type::none && type != fs::file_type::unknown)
         complainReply(found + directory + " is not a directory", reply, "the spelling");
     else

@@ -13,6 +13,9 @@ import tempfile
 from quorva import Failure, Server, end, free_port, wait_for_connections
 
 
+BESIDE_SECONDS = 10  # more than a measure takes besides its own time; the process is ended when that is over
+
+
 def workload_options(items, item_size):
     return ["-k", str(items), "-i", str(item_size)]
 
@@ -42,18 +45,21 @@ class Workspace:
         other._workload = workload_options(items, item_size)
         return other
 
-    def make_directory(self, name, db_config=None):
-        """An empty environment directory; `db_config` is the text of its DB_CONFIG file."""
+    def make_directory(self, name, with_settings=False, settings=None):
+        """An empty environment directory, with the settings of quorvactl init, or with this text in its DB_CONFIG."""
         path = os.path.join(self.directory, name)
+        if with_settings:
+            self._run("quorvactl", "init", path)
+            return path
         os.mkdir(path)
-        if db_config is not None:
+        if settings is not None:
             with open(os.path.join(path, "DB_CONFIG"), "w", encoding="ascii") as config:
-                config.write(db_config)
+                config.write(settings)
         return path
 
-    def start_server(self, *options):
+    def start_server(self, *options, program=None):
         """A server that runs in the workspace, so that tables are named by their directories' bare names."""
-        server = Server([os.path.join(self.binaries, "quorva"), *options], self.directory)
+        server = Server([program or os.path.join(self.binaries, "quorva"), *options], self.directory)
         self._stack.callback(server.clean_up)
         server.start()
         return server
@@ -73,6 +79,17 @@ class Workspace:
     def measure(self, server, table, operation, clients, *options):
         return self._result("quorva-bench", operation, "-p", str(server.port), "--table", table, "-c", str(clients),
                             *options)
+
+    def measure_beside(self, server, table, measured, other):
+        """Measures an operation with some clients, while others are busy with another one."""
+        operation, clients = other
+        command = self._command("quorva-bench", operation, "-p", str(server.port), "--table", table, "-c", str(clients),
+                                "--warm-up", "0", *self._workload, "-s", str(self.seconds + BESIDE_SECONDS), "--json")
+        process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        try:
+            return self.measure(server, table, *measured)
+        finally:
+            end(process)
 
     def measure_echo(self, echo, operation, clients, reply_bytes):
         return self._result("quorva-bench", operation, "-p", str(echo.port), "-c", str(clients), "--echo",
@@ -100,8 +117,11 @@ class Workspace:
         output = self._run(program, *arguments, *self._workload, "-s", str(self.seconds), "--json")
         return json.loads(output)
 
+    def _command(self, program, *arguments):
+        return [os.path.join(self.binaries, program), *arguments]
+
     def _run(self, program, *arguments):
-        command = [os.path.join(self.binaries, program), *arguments]
+        command = self._command(program, *arguments)
         done = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
         # Status 1 with a result means that some replies were errors; the result says how many.
         if done.returncode != 0 and not done.stdout:

@@ -51,7 +51,7 @@ class Contestant:
 
     def measure_beside_writers(self):
         """Gets of some clients while others put, on a directory of init."""
-        return self.workspace.measure_beside(self.durable, self._table(INIT), ("get", READERS), ("put", WRITERS))
+        return self.workspace.measure(self.durable, self._table(INIT), "get", READERS, "--writers", str(WRITERS))
 
 
 class Bench:

@@ -13,9 +13,6 @@ import tempfile
 from quorva import Failure, Server, end, free_port, wait_for_connections
 
 
-BESIDE_SECONDS = 10  # more than a measure takes besides its own time; the process is ended when that is over
-
-
 def workload_options(items, item_size):
     return ["-k", str(items), "-i", str(item_size)]
 
@@ -80,17 +77,6 @@ class Workspace:
         return self._result("quorva-bench", operation, "-p", str(server.port), "--table", table, "-c", str(clients),
                             *options)
 
-    def measure_beside(self, server, table, measured, other):
-        """Measures an operation with some clients, while others are busy with another one."""
-        operation, clients = other
-        command = self._command("quorva-bench", operation, "-p", str(server.port), "--table", table, "-c", str(clients),
-                                "--warm-up", "0", *self._workload, "-s", str(self.seconds + BESIDE_SECONDS), "--json")
-        process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        try:
-            return self.measure(server, table, *measured)
-        finally:
-            end(process)
-
     def measure_echo(self, echo, operation, clients, reply_bytes):
         return self._result("quorva-bench", operation, "-p", str(echo.port), "-c", str(clients), "--echo",
                             str(max(1, round(reply_bytes))))
@@ -117,11 +103,8 @@ class Workspace:
         output = self._run(program, *arguments, *self._workload, "-s", str(self.seconds), "--json")
         return json.loads(output)
 
-    def _command(self, program, *arguments):
-        return [os.path.join(self.binaries, program), *arguments]
-
     def _run(self, program, *arguments):
-        command = self._command(program, *arguments)
+        command = [os.path.join(self.binaries, program), *arguments]
         done = subprocess.run(command, stdout=subprocess.PIPE, text=True, check=False)
         # Status 1 with a result means that some replies were errors; the result says how many.
         if done.returncode != 0 and not done.stdout:

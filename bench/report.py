@@ -27,6 +27,10 @@ def times(value):
     return "" if value is None else f"{value:.2f}"
 
 
+def described(row):
+    return f"{label(row)}, {row.clients} client{'s' if row.clients != 1 else ''}"
+
+
 def verdict(reached):
     return "reached" if reached else "missed"
 
@@ -52,14 +56,14 @@ def print_targets(measured):
         for name, target in row.targets.items():
             reached = ratio(rounds, name)
             if reached is not None:
-                print(f"{label(row)}, {row.clients} clients: {reached:.2f} x {name}, target {target}: "
+                print(f"{described(row)}: {reached:.2f} x {name}, target {target}: "
                       f"{verdict(reached >= target)}")
 
 
 def print_limits(measured):
     """What the bound is made of."""
     for row, rounds in measured:
-        print(f"{label(row)}, {row.clients} clients: bdb-limit {number(rate(rounds, 'bdb-limit'))}/s, echo-limit "
+        print(f"{described(row)}: bdb-limit {number(rate(rounds, 'bdb-limit'))}/s, echo-limit "
               f"{number(rate(rounds, 'echo-limit'))}/s")
 
 
@@ -67,7 +71,7 @@ def print_tails(measured):
     for row, rounds in measured:
         if row.operation in TAIL_OPERATIONS and row.clients == TAIL_CLIENTS:
             tail = median(rounds, "server", "p99") / median(rounds, "server", "p50")
-            print(f"{row.operation}, {row.clients} clients: p99 is {tail:.1f} x p50, target {TAIL_TARGET}: "
+            print(f"{described(row)}: p99 is {tail:.1f} x p50, target {TAIL_TARGET}: "
                   f"{verdict(tail <= TAIL_TARGET)}")
 
 
@@ -100,7 +104,7 @@ def print_errors(measured):
         for program in ("server", BASELINE, "bdb-limit", "echo-limit"):
             errors = sum(each[program]["errors"] for each in rounds if program in each)
             if errors:
-                print(f"{label(row)}, {row.clients} clients: {errors} errors from {program}")
+                print(f"{described(row)}: {errors} errors from {program}")
 
 
 def print_all(bench, memory, lock_waits):

@@ -1,13 +1,12 @@
-"""Measures the server and its limits, one after the other within each round, and prints what share of them it reaches.
+"""Measures the server, its limits and other servers, in turn within each round, and prints how they compare.
 
-A row is an operation with a number of clients. In each round every row is measured at the server, at bdb-limit and,
-when no write waits for the disk, at echo-limit, so that whatever else the machine does falls on all of them alike.
-Ratios are made within a round; the table shows their medians, and the medians of the rates. Timing decides nothing
-here: the status is 0 whatever the ratios are.
+A row is an operation with a number of clients on a kind of directory. In each round every row is measured at the
+server, at bdb-limit, at echo-limit and at whatever it is to be compared with, so that whatever else the machine does
+falls on all of them alike. The table shows the medians of the rates, and their ratios. Timing decides nothing here: the
+status is 0 whatever the ratios are.
 """
 
 import argparse
-import collections
 import contextlib
 import json
 import os
@@ -15,55 +14,105 @@ import sys
 import time
 
 import postgres
+import rediscompare
 import report
 from processes import Workspace, note
 from quorva import Failure
-from rows import BOUND, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, PAUSE, ROWS, label, ratio_of
+from rows import (BASELINE, BOUND, COMMITTING_THREADS, IDLE_CONNECTIONS, INIT, LOCK_MIXES, LOCK_WAIT, PLAIN, POSTGRES,
+                  READERS, REDIS, RELAXED, ROWS, WRITERS, bound, is_compared, is_durable, label)
 
 BUSY_LOAD = 0.5  # processes that wait or run
+
+
+class Contestant:
+    """A build of the server, with a table in a directory of each kind."""
+
+    def __init__(self, workspace, name, program=None):
+        self.workspace = workspace
+        self.name = name
+        self.durable = workspace.start_server(program=program)
+        self.relaxed = workspace.start_server("-n", program=program)
+        for kind in (PLAIN, INIT, RELAXED):
+            workspace.make_directory(self._directory(kind), with_settings=kind == INIT)
+            workspace.load(self._server(kind), self._table(kind))
+
+    def _directory(self, kind):
+        return f"{self.name}-{kind}"
+
+    def _table(self, kind):
+        return f"{self._directory(kind)}|items"
+
+    def _server(self, kind):
+        return self.relaxed if kind == RELAXED else self.durable
+
+    def measure(self, row):
+        return self.workspace.measure(self._server(row.directory), self._table(row.directory), row.operation,
+                                      row.clients)
+
+    def measure_beside_writers(self):
+        """Gets of some clients while others put, on a directory of init."""
+        return self.workspace.measure(self.durable, self._table(INIT), "get", READERS, "--writers", str(WRITERS))
 
 
 class Bench:
     """The processes and directories of a run, and what was measured."""
 
-    def __init__(self, workspace, with_postgres, options):
+    def __init__(self, workspace, options):
         self.workspace = workspace
-        self.durable = workspace.start_server()
-        self.relaxed = workspace.start_server("-n")
+        self.contestants = {"server": Contestant(workspace, "server")}
+        if options.baseline:
+            self.contestants[BASELINE] = Contestant(workspace, BASELINE, options.baseline)
         self.echo = workspace.start_echo()
-        workspace.make_directory("durable")
-        workspace.make_directory("plainlog", "log_set_config db_log_dsync off\n")
-        workspace.make_directory("relaxed")
-        self.direct = workspace.make_directory("direct")
-        workspace.load(self.durable, "durable|items")
-        workspace.load(self.durable, "plainlog|items")
-        workspace.load(self.relaxed, "relaxed|items")
-        workspace.load_direct(self.direct)
-        self.postgres = None
-        if with_postgres:
-            self.postgres = postgres.Postgres(workspace.directory, options.items, options.item_size)
-        self.rounds = collections.defaultdict(list)  # row: one dictionary of results for each round
+        self.direct = {kind: workspace.make_directory(f"direct-{kind}", with_settings=kind == INIT)
+                       for kind in (PLAIN, INIT, RELAXED)}
+        for directory in self.direct.values():
+            workspace.load_direct(directory)
+        self.others = {}
+        self.rounds = []  # pairs of a row and its results, one dictionary for each round
+        self.beside_writers = []  # one dictionary for each round
+        if options.compare:
+            self._start_others(options)
+
+    def _start_others(self, options):
+        known = {POSTGRES: (postgres.binaries(), postgres.Postgres),
+                 REDIS: (rediscompare.is_installed(), rediscompare.Redis)}
+        for name, (installed, program) in known.items():
+            if installed:
+                self.others[name] = program(self.workspace.directory, options.items, options.item_size)
+            else:
+                note(f"{name} is not installed: measuring without it")
 
     def close(self):
-        if self.postgres is not None:
-            self.postgres.close()
+        for other in self.others.values():
+            other.close()
 
-    def measure(self, row):
+    def measure(self, row, turn):
         run = self.workspace
-        server, table = (self.durable, "durable|items") if row.sync else (self.relaxed, "relaxed|items")
-        direct_options = [] if row.sync else ["-n"]
-        result = {"server": run.measure(server, table, row.operation, row.clients),
-                  "bdb-limit": run.measure_direct(self.direct, row.operation, row.clients, *direct_options)}
-        if row.against == BOUND:
-            reply_bytes = result["server"]["replyBytes"]
-            result["echo-limit"] = run.measure_echo(self.echo, row.operation, row.clients, reply_bytes)
-        if row.sync:
-            result["paused"] = run.measure_direct(self.direct, row.operation, row.clients, "--pause", str(PAUSE))
-            result["plainlog"] = run.measure(self.durable, "plainlog|items", row.operation, row.clients)
-        if self.postgres is not None and row.postgres is not None:
-            result["postgres"] = {"rate": self.postgres.measure(row.postgres, row.clients, run.seconds)}
-        self.rounds[row].append(result)
+        # Each round begins with another one: what a measure leaves to the disk falls on the next.
+        names = list(self.contestants)[::-1 if turn % 2 else 1]
+        result = {name: self.contestants[name].measure(row) for name in names}
+        options = ["-n"] if row.directory == RELAXED else ["--outstanding", str(row.clients)]
+        threads = COMMITTING_THREADS if is_durable(row) else row.clients
+        result["bdb-limit"] = run.measure_direct(self.direct[row.directory], row.operation, threads, *options)
+        result["echo-limit"] = run.measure_echo(self.echo, row.operation, row.clients, result["server"]["replyBytes"])
+        result[BOUND] = {"rate": bound(result["bdb-limit"]["rate"], result["echo-limit"]["rate"])}
+        for name, other in self.others.items():
+            if is_compared(row) and other.can(row.operation):
+                result[name] = {"rate": other.measure(row.operation, row.clients, run.seconds)}
+        self._rounds_of(row).append(result)
         return result
+
+    def _rounds_of(self, row):
+        for known, rounds in self.rounds:
+            if known is row:
+                return rounds
+        self.rounds.append((row, []))
+        return self.rounds[-1][1]
+
+    def measure_beside_writers(self):
+        result = {name: contestant.measure_beside_writers() for name, contestant in self.contestants.items()}
+        result["flush"] = self.workspace.measure_direct(self.direct[INIT], "put", 1)
+        self.beside_writers.append(result)
 
 
 def measure_memory(workspace):
@@ -82,21 +131,20 @@ def measure_lock_waits(workspace):
     """How many requests there were, and how many of them waited too long for a lock: Berkeley DB is told to give up by
     then, and to say so with a code of its own, which the server passes on."""
     server = workspace.start_server()
-    workspace.make_directory("locks", f"set_lock_timeout {LOCK_WAIT * 1000}\nset_flags db_time_notgranted on\n")
+    workspace.make_directory(
+        "locks", settings=f"set_lock_timeout {LOCK_WAIT * 1000}\nset_flags db_time_notgranted on\n")
     workspace.load(server, "locks|items")
     results = [workspace.measure(server, "locks|items", operation, clients) for operation, clients in LOCK_MIXES]
     return {"requests": sum(result["ops"] for result in results),
             "late": sum(result["errors"] for result in results)}
 
 
-def write_results(path, options, measured, memory, lock_waits):
-    rows = [{"operation": row.operation, "clients": row.clients, "durable": row.sync, "against": row.against,
-             "target": row.target, "ratios": [ratio_of(row, result) for result in rounds], "rounds": rounds}
-            for row, rounds in measured.items()]
+def write_results(path, options, bench, memory, lock_waits):
+    rows = [{**row._asdict(), "rounds": rounds} for row, rounds in bench.rounds]
     settings = {name: value for name, value in vars(options).items() if name != "output"}
     with open(path, "w", encoding="ascii") as file:
         json.dump({"settings": settings, "processors": os.cpu_count(), "rows": rows, "memory": memory,
-                   "lockWaits": lock_waits}, file, indent=1)
+                   "besideWriters": bench.beside_writers, "lockWaits": lock_waits}, file, indent=1)
         file.write("\n")
 
 
@@ -109,42 +157,42 @@ def parse_arguments():
     parser.add_argument("--item-size", type=int, default=1024, help="bytes of an item (%(default)s)")
     parser.add_argument("--only", default="", help="comma-separated operations; the others are left out")
     parser.add_argument("--quick", action="store_true", help="one round of short measures, to see that it works")
-    parser.add_argument("--postgres", action="store_true", help="compare with PostgreSQL, when it is installed")
+    parser.add_argument("--directory", default="", help="comma-separated kinds: plain, init, relaxed (-n, and reads)")
+    parser.add_argument("--compare", action="store_true", help="measure PostgreSQL and Redis as well")
+    parser.add_argument("--baseline", metavar="PATH", help="measure this build of the server as well")
     parser.add_argument("--output", help="write all results to this file as JSON")
     parser.add_argument("--binaries", default=os.path.join(root, "build", "bin"), help=argparse.SUPPRESS)
     options = parser.parse_args()
     if options.quick:
-        options.rounds, options.seconds, options.items = 1, 0.3, 2000
+        options.rounds, options.seconds, options.items = 1, 0.1, 2000
     return options
 
 
 def main():
     options = parse_arguments()
-    rows = [row for row in ROWS if not options.only or row.operation in options.only.split(",")]
-    with_postgres = options.postgres and postgres.binaries() is not None
-    if options.postgres and not with_postgres:
-        note("PostgreSQL is not installed (package postgresql): measuring without it")
+    rows = [row for row in ROWS if (not options.only or row.operation in options.only.split(","))
+            and (not options.directory or row.directory in options.directory.split(","))]
     began, load = time.monotonic(), os.getloadavg()[0]
     if load > BUSY_LOAD:
         note("the machine is busy with other things: whatever waits for its turn looks slower than it is")
     with Workspace(options.binaries, options.items, options.item_size, options.seconds) as workspace:
         memory = measure_memory(workspace)
         note("loading")
-        with contextlib.closing(Bench(workspace, with_postgres, options)) as bench:
+        with contextlib.closing(Bench(workspace, options)) as bench:
             for turn in range(options.rounds):
                 for row in rows:
-                    result = bench.measure(row)
+                    result = bench.measure(row, turn)
                     rates = ", ".join(f"{program} {each['rate']:,.0f}/s" for program, each in result.items())
                     note(f"round {turn + 1} of {options.rounds}: {label(row)}, {row.clients} clients: {rates}")
+                bench.measure_beside_writers()
         note("lock waits")
         lock_waits = measure_lock_waits(workspace)
-    measured = dict(bench.rounds)
     print(f"Medians of {options.rounds} rounds of {options.seconds} s, {os.cpu_count()} processors, {options.items} "
           f"items of {options.item_size} bytes, {time.monotonic() - began:.0f} s in all; load average before: "
           f"{load:.1f}.\n")
-    report.print_all(measured, memory, lock_waits, with_postgres)
+    report.print_all(bench, memory, lock_waits)
     if options.output:
-        write_results(options.output, options, measured, memory, lock_waits)
+        write_results(options.output, options, bench, memory, lock_waits)
     return 0
 
 

@@ -42,18 +42,21 @@ class Workspace:
         other._workload = workload_options(items, item_size)
         return other
 
-    def make_directory(self, name, db_config=None):
-        """An empty environment directory; `db_config` is the text of its DB_CONFIG file."""
+    def make_directory(self, name, with_settings=False, settings=None):
+        """An empty environment directory, with the settings of quorvactl init, or with this text in its DB_CONFIG."""
         path = os.path.join(self.directory, name)
+        if with_settings:
+            self._run("quorvactl", "init", path)
+            return path
         os.mkdir(path)
-        if db_config is not None:
+        if settings is not None:
             with open(os.path.join(path, "DB_CONFIG"), "w", encoding="ascii") as config:
-                config.write(db_config)
+                config.write(settings)
         return path
 
-    def start_server(self, *options):
+    def start_server(self, *options, program=None):
         """A server that runs in the workspace, so that tables are named by their directories' bare names."""
-        server = Server([os.path.join(self.binaries, "quorva"), *options], self.directory)
+        server = Server([program or os.path.join(self.binaries, "quorva"), *options], self.directory)
         self._stack.callback(server.clean_up)
         server.start()
         return server
@@ -97,7 +100,8 @@ class Workspace:
             end(process)
 
     def _result(self, program, *arguments):
-        output = self._run(program, *arguments, *self._workload, "-s", str(self.seconds), "--json")
+        output = self._run(program, *arguments, *self._workload, "-s", str(self.seconds), "--warm-up", str(min(self.seconds, 0.3)),
+                           "--json")
         return json.loads(output)
 
     def _run(self, program, *arguments):

@@ -2,73 +2,87 @@
 
 import statistics
 
-from rows import IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, PAUSE, label, ratio_of
+from rows import (BASELINE, BOUND, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, POSTGRES, READERS, REDIS, WRITERS, label,
+                  rate, ratio)
 
 MEBIBYTE = 1024  # KiB
 
 TAIL_OPERATIONS = ("get", "query")  # whose p99 has a target at 64 clients
 TAIL_CLIENTS = 64
 TAIL_TARGET = 10  # times p50
+BESIDE_TARGET = 3  # flushes that a get's p99 may take beside writers
 IDLE_TARGET = 30 * MEBIBYTE
 CONNECTIONS_TARGET = 16 * MEBIBYTE
 
 
-def median(rounds, program, value="rate"):
-    values = [each[program][value] for each in rounds if program in each]
-    return statistics.median(values) if values else None
+def median(rounds, program, value):
+    return statistics.median(each[program][value] for each in rounds)
 
 
 def number(value):
     return "" if value is None else f"{value:,.0f}"
 
 
+def times(value):
+    return "" if value is None else f"{value:.2f}"
+
+
+def described(row):
+    return f"{label(row)}, {row.clients} client{'s' if row.clients != 1 else ''}"
+
+
 def verdict(reached):
     return "reached" if reached else "missed"
 
 
-def print_table(measured, with_postgres):
-    heading = ["operation", "clients", "server /s", "p50 us", "p99 us", "bdb-limit /s", "echo-limit /s", "ratio",
-               "of", "target", "", "dsync off /s"] + (["PostgreSQL /s"] if with_postgres else [])
-    lines = [heading, ["---"] + ["---:"] * 7 + ["---", "---:", "---", "---:"] + ["---:"] * with_postgres]
-    for row, rounds in measured.items():
-        ratio = statistics.median(ratio_of(row, result) for result in rounds)
-        line = [label(row), str(row.clients), number(median(rounds, "server")), number(median(rounds, "server", "p50")),
-                number(median(rounds, "server", "p99")), number(median(rounds, "bdb-limit")),
-                number(median(rounds, "echo-limit")), f"{ratio:.2f}", row.against,
-                f"{row.target or ''}", verdict(ratio >= row.target) if row.target else "",
-                number(median(rounds, "plainlog"))]
-        lines.append(line + ([number(median(rounds, "postgres"))] if with_postgres else []))
+def print_table(measured):
+    others = [name for name in (BOUND, POSTGRES, REDIS, BASELINE) if any(name in rounds[0] for _, rounds in measured)]
+    heading = ["operation", "clients", "server /s", "p50 us", "p99 us"]
+    heading += [word for name in others for word in (f"{name} /s", "x")]
+    lines = [heading, ["---"] + ["---:"] * (len(heading) - 1)]
+    for row, rounds in measured:
+        line = [label(row), str(row.clients), number(rate(rounds, "server")), number(median(rounds, "server", "p50")),
+                number(median(rounds, "server", "p99"))]
+        for name in others:
+            line += [number(rate(rounds, name)), times(ratio(rounds, name))]
+        lines.append(line)
     widths = [max(len(line[column]) for line in lines) for column in range(len(heading))]
     for line in lines:
         print("| " + " | ".join(cell.ljust(width) for cell, width in zip(line, widths)) + " |")
 
 
-def print_paused(measured):
-    """What part of the distance to bdb-limit is the storage's: its threads never wait for anything but the disk."""
-    for row, rounds in measured.items():
-        both = [each for each in rounds if "paused" in each and each["paused"]["rate"] > 0]
-        if both:
-            times = statistics.median(each["server"]["rate"] / each["paused"]["rate"] for each in both)
-            print(f"{label(row)}, {row.clients} clients: {times:.2f} x bdb-limit with {PAUSE} us of sleep after each "
-                  f"operation ({number(median(rounds, 'paused'))}/s)")
+def print_targets(measured):
+    for row, rounds in measured:
+        for name, target in row.targets.items():
+            reached = ratio(rounds, name)
+            if reached is not None:
+                print(f"{described(row)}: {reached:.2f} x {name}, target {target}: "
+                      f"{verdict(reached >= target)}")
+
+
+def print_limits(measured):
+    """What the bound is made of."""
+    for row, rounds in measured:
+        print(f"{described(row)}: bdb-limit {number(rate(rounds, 'bdb-limit'))}/s, echo-limit "
+              f"{number(rate(rounds, 'echo-limit'))}/s")
 
 
 def print_tails(measured):
-    for row, rounds in measured.items():
+    for row, rounds in measured:
         if row.operation in TAIL_OPERATIONS and row.clients == TAIL_CLIENTS:
-            times = statistics.median(each["server"]["p99"] / each["server"]["p50"] for each in rounds)
-            print(f"{row.operation}, {row.clients} clients: p99 is {times:.1f} x p50, target {TAIL_TARGET}: "
-                  f"{verdict(times <= TAIL_TARGET)}")
+            tail = median(rounds, "server", "p99") / median(rounds, "server", "p50")
+            print(f"{described(row)}: p99 is {tail:.1f} x p50, target {TAIL_TARGET}: "
+                  f"{verdict(tail <= TAIL_TARGET)}")
 
 
-def print_comparison(measured):
-    """Durable writes compare in the environment whose log is flushed as PostgreSQL flushes its own."""
-    for row, rounds in measured.items():
-        program = "plainlog" if row.sync else "server"
-        both = [each for each in rounds if "postgres" in each]
-        if both:
-            times = statistics.median(each[program]["rate"] / each["postgres"]["rate"] for each in both)
-            print(f"{label(row)}, {row.clients} clients: {times:.2f} x PostgreSQL{', dsync off' if row.sync else ''}")
+def print_beside_writers(rounds):
+    flush = median(rounds, "flush", "p50")
+    for name in rounds[0]:
+        if name != "flush":
+            tail = median(rounds, name, "p99")
+            print(f"{name}: get, {READERS} clients, beside {WRITERS} that put: p99 {tail:,.0f} us, {tail / flush:.1f} "
+                  f"x one durable put of bdb-limit ({flush:,.0f} us), target {BESIDE_TARGET}: "
+                  f"{verdict(tail <= BESIDE_TARGET * flush)}")
 
 
 def print_memory(memory):
@@ -86,20 +100,20 @@ def print_lock_waits(lock_waits):
 
 
 def print_errors(measured):
-    for row, rounds in measured.items():
-        for program in ("server", "bdb-limit", "paused", "echo-limit", "plainlog"):
+    for row, rounds in measured:
+        for program in ("server", BASELINE, "bdb-limit", "echo-limit"):
             errors = sum(each[program]["errors"] for each in rounds if program in each)
             if errors:
-                print(f"{label(row)}, {row.clients} clients: {errors} errors from {program}")
+                print(f"{described(row)}: {errors} errors from {program}")
 
 
-def print_all(measured, memory, lock_waits, with_postgres):
-    """`measured` maps each row to its rounds: the results of a row at the server, the limits and so on."""
-    print_table(measured, with_postgres)
+def print_all(bench, memory, lock_waits):
+    print_table(bench.rounds)
+    for print_part in (print_targets, print_tails, print_limits):
+        print()
+        print_part(bench.rounds)
     print()
-    print_paused(measured)
-    print_tails(measured)
-    print_comparison(measured)
+    print_beside_writers(bench.beside_writers)
     print_memory(memory)
     print_lock_waits(lock_waits)
-    print_errors(measured)
+    print_errors(bench.rounds)

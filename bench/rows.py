@@ -1,47 +1,82 @@
 """What script/bench measures: the rows of its table, and their targets."""
 
 import collections
+import statistics
 
-# What a row is compared with: bdb-limit, or the bound of it and echo-limit taken one after the other.
-DIRECT = "bdb-limit"
+# The kinds of directory: as mkdir makes it, as `quorvactl init` makes it, and one of a server with -n.
+PLAIN = "plain"
+INIT = "init"
+RELAXED = "relaxed"
+
+# What a row is compared with: what storage and network could do at most, other servers, another build of this one.
 BOUND = "bound"
+POSTGRES = "PostgreSQL"
+REDIS = "Redis"
+BASELINE = "baseline"
 
-Row = collections.namedtuple("Row", "operation clients sync against target postgres")
+# `targets`: what the rate should be at least, as a multiple of that of each.
+Row = collections.namedtuple("Row", "operation clients directory targets")
 
 ROWS = [
-    Row("put", 8, True, DIRECT, 0.9, None),
-    Row("put", 64, True, DIRECT, 0.9, "put"),
-    Row("update", 8, True, DIRECT, 0.9, None),
-    Row("update", 64, True, DIRECT, 0.9, None),
-    Row("batch", 8, True, DIRECT, 0.9, None),
-    Row("mixed", 64, True, DIRECT, None, None),
-    Row("put", 8, False, BOUND, 0.7, None),
-    Row("put", 64, False, BOUND, 0.7, None),
-    Row("get", 8, False, BOUND, 0.7, None),
-    Row("get", 64, False, BOUND, 0.7, "get"),
-    Row("query", 8, False, BOUND, 0.5, "query"),
-    Row("query", 64, False, BOUND, None, None),
-    Row("scan", 8, False, BOUND, 0.5, "scan"),
+    Row("put", 1, INIT, {}),
+    Row("put", 8, INIT, {POSTGRES: 1.0, BOUND: 0.6}),
+    Row("put", 64, INIT, {POSTGRES: 1.2, BOUND: 0.6}),
+    Row("update", 8, INIT, {POSTGRES: 1.0, BOUND: 0.6}),
+    Row("update", 64, INIT, {POSTGRES: 1.2, BOUND: 0.6}),
+    Row("batch", 8, INIT, {BASELINE: 1.5, BOUND: 0.6}),
+    Row("batch", 64, INIT, {BASELINE: 5.0, BOUND: 0.6}),
+    Row("mixed", 64, INIT, {BASELINE: 2.0}),
+    Row("put", 1, PLAIN, {BASELINE: 1.0}),
+    Row("put", 8, PLAIN, {BASELINE: 1.5}),
+    Row("put", 64, PLAIN, {BASELINE: 1.5}),
+    Row("update", 8, PLAIN, {BASELINE: 1.5}),
+    Row("update", 64, PLAIN, {BASELINE: 1.5}),
+    Row("batch", 8, PLAIN, {BASELINE: 1.5}),
+    Row("batch", 64, PLAIN, {BASELINE: 5.0}),
+    Row("mixed", 64, PLAIN, {BASELINE: 2.0}),
+    Row("put", 8, RELAXED, {BOUND: 0.7}),
+    Row("put", 64, RELAXED, {BOUND: 0.7}),
+    Row("get", 1, RELAXED, {BASELINE: 1.0}),
+    Row("get", 8, RELAXED, {POSTGRES: 1.3, BOUND: 0.7}),
+    Row("get", 64, RELAXED, {POSTGRES: 2.0, BOUND: 0.7}),
+    Row("query", 8, RELAXED, {POSTGRES: 1.5, BOUND: 0.5}),
+    Row("query", 64, RELAXED, {}),
+    Row("scan", 8, RELAXED, {POSTGRES: 1.5, BOUND: 0.5}),
 ]
-PAUSE = 60  # microseconds that a thread of bdb-limit sleeps where it is to behave like one of a server
+COMMITTING_THREADS = 4  # of bdb-limit, where it has as many operations outstanding as there are clients
 IDLE_CONNECTIONS = 1000  # while the memory is measured
+READERS, WRITERS = 8, 56  # clients, while the latency of gets beside puts is measured
 LOCK_WAIT = 250  # milliseconds that no request is to wait for a lock
 LOCK_MIXES = [("mixed", 64), ("put", 64), ("update", 64), ("batch", 8)]  # operations and clients that are looked at
 WRITES = ("put", "update", "mixed", "batch")
 
 
+def is_durable(row):
+    return row.directory != RELAXED
+
+
+def is_compared(row):
+    """Whether the other servers, whose writes are durable, do the same."""
+    return is_durable(row) or row.operation not in WRITES
+
+
 def label(row):
-    kind = "" if row.operation not in WRITES else " (durable)" if row.sync else " (-n)"
-    return f"{row.operation}{kind}"
+    kind = row.directory if is_durable(row) else "-n"
+    return f"{row.operation} ({kind})" if row.operation in WRITES else row.operation
 
 
 def bound(direct, echo):
-    return 1 / (1 / direct + 1 / echo)
+    """Of a request that needs both, one after the other."""
+    return 1 / (1 / direct + 1 / echo) if direct and echo else 0.0
 
 
-def ratio_of(row, result):
-    """The share that the server reaches of what the row is compared with, within one round."""
-    server, direct = result["server"]["rate"], result["bdb-limit"]["rate"]
-    if server == 0 or direct == 0:
-        return 0.0
-    return server / (direct if row.against == DIRECT else bound(direct, result["echo-limit"]["rate"]))
+def rate(rounds, program):
+    """The median rate of a program, or None when it was not measured."""
+    rates = [each[program]["rate"] for each in rounds if program in each]
+    return statistics.median(rates) if rates else None
+
+
+def ratio(rounds, program):
+    """The server's median rate as a multiple of another's; both are of the same rounds."""
+    other = rate([each for each in rounds if program in each], program)
+    return rate([each for each in rounds if program in each], "server") / other if other else None

@@ -75,9 +75,10 @@ CONDITION_FAILED = {
 class Demo:
     """The steps, and a ledger of what the table must hold after each of them."""
 
-    def __init__(self, server, scratch):
+    def __init__(self, server, tool, scratch):
         home = os.path.join(scratch, "environment")
-        os.mkdir(home)  # the server opens environments but makes no directories
+        # The server opens environments but makes no directories.
+        subprocess.run([tool, "init", home], check=True)
         self.table = f"{home}|packages"
         self.server = server
         self.packages = []
@@ -305,6 +306,7 @@ def measured(text, requests, count=None):
 def main():
     parser = argparse.ArgumentParser(prog="script/demo", description=__doc__.split("\n")[0])
     parser.add_argument("--server", required=True, metavar="PATH", help="the server's executable")
+    parser.add_argument("--tool", required=True, metavar="PATH", help="quorvactl")
     arguments = parser.parse_args()
     # An end by signal goes through the same clean-up as any other.
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
@@ -314,7 +316,7 @@ def main():
     server = None
     try:
         server = Server([arguments.server], scratch)
-        Demo(server, scratch).run()
+        Demo(server, arguments.tool, scratch).run()
     except (Failure, OSError, ValueError, subprocess.SubprocessError) as problem:
         if server is not None and server.log is not None:
             sys.stderr.write("\n".join(["the server's last log lines:", *server.log_text().splitlines()[-20:], ""]))

@@ -1,6 +1,7 @@
 #include "common/measure.h"
 #include "limits/directtable.h"
 #include "limits/directworker.h"
+#include "limits/outstanding.h"
 
 #include "log/log.h"
 #include "storage/settings.h"
@@ -11,7 +12,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace Bench;
@@ -26,6 +29,7 @@ struct Options {
     double seconds = 2;
     double warmUp = 0.3;
     unsigned pause = 0;
+    unsigned outstanding = 0;
     bool withoutSync = false;
     bool asJson = false;
 };
@@ -60,6 +64,27 @@ void runWorker(DirectWorker worker, const Window& window, std::chrono::microseco
     }
 }
 
+/** Commits without waiting for the disk; `outstanding` ends the operations. */
+void runAhead(DirectWorker worker, const Window& window, Outstanding* outstanding, Result* result)
+{
+    for (;;) {
+        outstanding->begin();
+        const Clock::time_point began = Clock::now();
+        if (began >= window.end)
+            return outstanding->end();
+        const int rc = worker.run();
+        if (rc == 0 && worker.hasWritten()) {
+            outstanding->endWhenFlushed(began);
+            continue;
+        }
+        if (rc == 0)
+            result->addSuccess(window, began, Clock::now());
+        else
+            ++result->errors;
+        outstanding->end();
+    }
+}
+
 /** The cache is the process's own and empty: brings in what fits, as it is in a server that has run for a while. */
 int warmCache(const DirectTable& table, const Workload& workload)
 {
@@ -77,12 +102,22 @@ int measure(const Options& options, Operation operation, DirectTable& table)
         return complain("reading", rc);
     std::vector<Result> results(options.clients);
     const Window window(options.warmUp, options.seconds);
+    std::optional<Outstanding> outstanding;
+    if (options.outstanding > 0)
+        outstanding.emplace(table.env(), options.outstanding, window);
     std::vector<std::thread> threads;
-    for (unsigned i = 0; i < options.clients; ++i)
-        threads.emplace_back(runWorker, DirectWorker(table, operation, options.workload, i + 1), window,
-                             std::chrono::microseconds(options.pause), &results[i]);
+    for (unsigned i = 0; i < options.clients; ++i) {
+        DirectWorker worker(table, operation, options.workload, i + 1);
+        if (outstanding)
+            threads.emplace_back(runAhead, std::move(worker), window, &*outstanding, &results[i]);
+        else
+            threads.emplace_back(runWorker, std::move(worker), window, std::chrono::microseconds(options.pause),
+                                 &results[i]);
+    }
     for (std::thread& thread : threads)
         thread.join();
+    if (outstanding)
+        results.push_back(outstanding->finish());
     if (const int rc = table.checkpoint())
         return complain("checkpoint", rc);
 
@@ -103,7 +138,7 @@ int run(const Options& options)
         return refuse("there is no such operation");
     Log::setDestination(stderr);
     Log::setThreshold(LogWarn);
-    Settings::setTxnCommitFlags(options.withoutSync ? DB_TXN_NOSYNC : DB_TXN_SYNC);
+    Settings::setTxnCommitFlags(options.withoutSync || options.outstanding > 0 ? DB_TXN_NOSYNC : DB_TXN_SYNC);
     DirectTable table;
     if (const int rc = table.open(QByteArray::fromStdString(options.directory)))
         return complain("opening", rc);
@@ -127,6 +162,11 @@ int main(int argc, char** argv)
     app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
     app.add_option("--pause", options.pause,
                    "Microseconds that a thread sleeps after each operation, as one does that waits for a client")
+        ->capture_default_str();
+    app.add_option(
+           "--outstanding", options.outstanding,
+           "Operations that may be outstanding, as with so many clients: the threads commit without waiting for "
+           "the disk, and another one flushes the log for all of them; 0: each thread waits for its own")
         ->capture_default_str();
     app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
     app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();

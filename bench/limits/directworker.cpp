@@ -39,6 +39,7 @@ DirectWorker::DirectWorker(const DirectTable& table, Operation operation, const 
 int DirectWorker::run()
 {
     const unsigned item = chooseItem(operation_, workload_.items, random_);
+    hasWritten_ = false;
     switch (operation_) {
     case Operation::Put:
         return put(item);
@@ -99,6 +100,7 @@ int DirectWorker::batch(unsigned first)
 
 int DirectWorker::putIn(BDBTxn* txn, unsigned item)
 {
+    hasWritten_ = true;
     const QByteArray recordKeyText = keyOf(item);
     Dbt key = dbtOf(recordKeyText);
     Dbt data = dbtOf(value_);

@@ -26,6 +26,9 @@ public:
     /** One operation on items by chance. 0, or Berkeley DB's code, or that an item was missing (DB_NOTFOUND). */
     [[nodiscard]] int run();
 
+    /** Whether the last one was a write. */
+    bool hasWritten() const { return hasWritten_; }
+
 private:
     int put(unsigned item);
     int get(unsigned item);
@@ -45,6 +48,7 @@ private:
     const Workload workload_;
     QByteArray value_; // the items' text
     Random random_;
+    bool hasWritten_ = false;
     std::vector<char> keyMemory_;
     std::vector<char> dataMemory_;
 };

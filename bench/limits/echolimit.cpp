@@ -1,6 +1,8 @@
 #include "log/log.h"
 #include "net/bdbserver.h"
 #include "request/bdbrequest.h"
+#include "request/dispatch.h"
+#include "json/jsonreader.h"
 #include "json/jsontext.h"
 
 #include <CLI/CLI.hpp>
@@ -34,6 +36,18 @@ void Requests::dispatch(BDBRequest& request)
     const Json::RawText text{QByteArray::fromRawData(filler.constData(), length)};
     request.reply.insert(QString(), QVariant::fromValue(text));
     request.status = StatusSuccess;
+}
+
+bool Requests::parseBody(BDBRequest& request)
+{
+    QVariant number;
+    return Json::parse(request.body, &number);
+}
+
+/** All of them: like the server's gets and puts. */
+bool Requests::mayBeShort(const BDBRequest&)
+{
+    return true;
 }
 
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)

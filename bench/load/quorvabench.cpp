@@ -25,6 +25,7 @@ struct Options {
     unsigned clients = 8;
     unsigned threads = 1;
     unsigned idle = 0;
+    unsigned writers = 0;
     unsigned echo = 0; // bytes of each reply; 0: the target is a server
     double seconds = 2;
     double warmUp = 0.3;
@@ -37,10 +38,11 @@ int complain(const QString& text)
     return 1;
 }
 
-/** Spreads the clients over the threads. */
-bool connectClients(const Options& options, Operation operation, std::vector<LoadThread>& threads, QString* error)
+/** Connects clients `first` to `end` - 1 and spreads them over the threads. */
+bool connectClients(const Options& options, Operation operation, unsigned first, unsigned end,
+                    std::vector<LoadThread>& threads, QString* error)
 {
-    for (unsigned i = 0; i < options.clients; ++i) {
+    for (unsigned i = first; i < end; ++i) {
         Client::WireConnection connection;
         if (!options.target.connect(&connection, error))
             return false;
@@ -65,17 +67,22 @@ int measure(const Options& options, Operation operation)
     if (!options.target.connectIdle(options.idle, &idle, &error))
         return complain(error);
     std::vector<LoadThread> threads(std::max(1U, std::min(options.threads, options.clients)));
-    if (!connectClients(options, operation, threads, &error))
+    std::vector<LoadThread> beside(options.writers > 0 ? 1 : 0);
+    const unsigned all = options.clients + options.writers;
+    if (!connectClients(options, operation, 0, options.clients, threads, &error) ||
+        !connectClients(options, Operation::Put, options.clients, all, beside, &error))
         return complain(error);
 
     const Window window(options.warmUp, options.seconds);
     std::atomic<bool> lost{false};
     std::vector<std::thread> running;
-    for (LoadThread& thread : threads)
-        running.emplace_back([&] {
-            if (!thread.run(window))
-                lost = true;
-        });
+    for (std::vector<LoadThread>* const some : {&threads, &beside}) {
+        for (LoadThread& thread : *some)
+            running.emplace_back([&] {
+                if (!thread.run(window))
+                    lost = true;
+            });
+    }
     for (std::thread& thread : running)
         thread.join();
     if (lost)
@@ -142,6 +149,7 @@ int main(int argc, char** argv)
     app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
     app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
     app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
+    app.add_option("--writers", options.writers, "Further clients that put, from a thread of their own; not counted");
     app.add_option("--idle", options.idle, "Further connections that do nothing")->capture_default_str();
     app.add_option("--echo", options.echo, "The port is echo-limit's: ask for replies of so many bytes");
     app.add_flag("--json", options.asJson, "Print the result as JSON");

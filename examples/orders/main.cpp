@@ -2,7 +2,8 @@
 //
 //     orders DIRECTORY [PORT]
 //
-// DIRECTORY is where the table is to live; it has to exist, and the server has to be allowed to write to it.
+// DIRECTORY is where the table is to live. `quorvactl init DIRECTORY` makes it; the server must be allowed to write to
+// it.
 
 #include <quorva/connection.h>
 

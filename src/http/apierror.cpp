@@ -1,7 +1,6 @@
 #include "http/apierror.h"
 
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 namespace Http {
 
@@ -14,9 +13,9 @@ QByteArray errorBody(const QByteArray& type, const QByteArray& message)
 {
     Json::TextWriter body;
     body.beginObject();
-    body.nameText(Json::serialize(Envelopes::typeName()));
+    body.name(Envelopes::TypeName);
     body.putLatin1(fullErrorType(type));
-    body.nameText(Json::serialize(Envelopes::messageName()));
+    body.name(Envelopes::MessageName);
     body.putLatin1(message);
     body.endObject();
     return body.take();

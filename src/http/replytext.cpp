@@ -5,7 +5,6 @@
 #include "json/jsonmembers.h"
 #include "json/jsonreader.h"
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 #include <optional>
 
@@ -60,9 +59,9 @@ StatusLine statusLineOf(const std::vector<Json::Member>& members)
 {
     StatusLine line;
     for (const Json::Member& member : members) {
-        if (member.name == Envelopes::outcomeName())
+        if (member.name == Envelopes::OutcomeName)
             line.outcome = stringOf(member.value);
-        if (member.name != Envelopes::codeName())
+        if (member.name != Envelopes::CodeName)
             continue;
         bool isNumber = false;
         const int status = member.value.toByteArray().toInt(&isNumber);
@@ -81,7 +80,7 @@ public:
 
     void add(const Json::Member& member)
     {
-        if (member.name == Envelopes::codeName() || member.name == Envelopes::outcomeName())
+        if (member.name == Envelopes::CodeName || member.name == Envelopes::OutcomeName)
             return;
         text_.nameText(member.nameText);
         if (isError_)
@@ -95,11 +94,11 @@ public:
     QByteArray finish(const QByteArray& outcome)
     {
         if (isError_ && !hasType_) {
-            text_.nameText(Json::serialize(Envelopes::typeName()));
+            text_.name(Envelopes::TypeName);
             text_.putLatin1(fullErrorType(ErrorTypes::InternalServerError));
         }
         if (isError_ && !hasMessage_) {
-            text_.nameText(Json::serialize(Envelopes::messageName()));
+            text_.name(Envelopes::MessageName);
             text_.putLatin1(outcome);
         }
         text_.endObject();
@@ -109,9 +108,9 @@ public:
 private:
     void putErrorValue(const Json::Member& member)
     {
-        const bool isType = member.name == Envelopes::typeName();
+        const bool isType = member.name == Envelopes::TypeName;
         hasType_ |= isType;
-        hasMessage_ |= member.name == Envelopes::messageName();
+        hasMessage_ |= member.name == Envelopes::MessageName;
         if (isType)
             text_.putLatin1(fullErrorType(stringOf(member.value)));
         else

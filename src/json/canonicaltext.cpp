@@ -17,7 +17,7 @@ class CanonicalScanner {
 public:
     explicit CanonicalScanner(QByteArrayView text) : cursor_(text.begin()), end_(text.end()) {}
 
-    bool atEnd() const { return cursor_ == end_; }
+    const char* cursor() const { return cursor_; }
 
     /** An object; calls `member` with each name and value. */
     template <typename Member> bool object(int depth, Member&& member)
@@ -47,6 +47,8 @@ public:
     }
 
 private:
+    bool atEnd() const { return cursor_ == end_; }
+
     static constexpr int SafeDigits = 18; // an integer with this many fits into 64 bits
     static constexpr int DepthLimit = 16; // stored items nest three deep; deeper text is left to the parser
 
@@ -178,14 +180,27 @@ private:
 
 } // namespace
 
-bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
+qsizetype splitLeadingObject(QByteArrayView text, std::vector<MemberText>* members)
 {
+    constexpr std::size_t UsualMembers = 16;
     members->clear();
+    members->reserve(UsualMembers);
     CanonicalScanner scanner(text);
     const bool isCanonical = scanner.object(0, [members](std::string_view name, QByteArrayView value) {
         members->push_back({QLatin1StringView(name.data(), static_cast<qsizetype>(name.size())), value});
     });
-    return isCanonical && scanner.atEnd();
+    return isCanonical ? scanner.cursor() - text.begin() : 0;
+}
+
+bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
+{
+    return !text.isEmpty() && splitLeadingObject(text, members) == text.size();
+}
+
+bool isCanonicalObject(QByteArrayView text)
+{
+    CanonicalScanner scanner(text);
+    return scanner.object(0, [](std::string_view, QByteArrayView) {}) && scanner.cursor() == text.end();
 }
 
 } // namespace Json

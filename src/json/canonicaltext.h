@@ -1,6 +1,7 @@
 #ifndef QUORVA_JSON_CANONICALTEXT_H
 #define QUORVA_JSON_CANONICALTEXT_H
 
+#include <QByteArray>
 #include <QByteArrayView>
 #include <QLatin1StringView>
 
@@ -15,6 +16,12 @@ struct MemberText {
     QByteArrayView value;   // JSON; a comma separates it from the next member
 };
 
+/** The text of consecutive members, with the commas between them. */
+inline QByteArrayView textOf(const MemberText* begin, const MemberText* end)
+{
+    return {begin->name.data() - 1, end[-1].value.end()}; // from the opening quote of the name
+}
+
 /**
  * Finds the members of an object, names ascending, without a tree. True only if `text` is, byte for byte, what
  * `append` writes for the tree that `parse` builds from it, so that any of its members can be copied instead of parsed
@@ -23,6 +30,19 @@ struct MemberText {
  * `members` is then of no use.
  */
 [[nodiscard]] bool splitObject(QByteArrayView text, std::vector<MemberText>* members);
+
+/** The same for an object at the start of `text`, whatever is behind it. Its length, or 0. */
+[[nodiscard]] qsizetype splitLeadingObject(QByteArrayView text, std::vector<MemberText>* members);
+
+/** What splitObject returns. */
+[[nodiscard]] bool isCanonicalObject(QByteArrayView text);
+
+/** A value in a tree that is a canonical object: `append` copies it. */
+struct SplitObject {
+    QByteArray owner; // of the bytes that the rest points to
+    QByteArrayView text;
+    std::vector<MemberText> members;
+};
 
 } // namespace Json
 

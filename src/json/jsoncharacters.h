@@ -94,6 +94,12 @@ inline bool copyPlain(QStringView from, char* to)
 
 namespace Json {
 
+/** True if all characters are plain. */
+inline bool isPlain(QByteArrayView bytes)
+{
+    return Plain::count<Plain::Bytes::Plain>(bytes.begin(), bytes.end()) == bytes.size();
+}
+
 inline bool isAscii(QByteArrayView bytes)
 {
     constexpr quint64 HighBits = 0x8080808080808080;

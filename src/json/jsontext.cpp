@@ -13,7 +13,7 @@ void beginElement(QByteArray* elements)
 
 void TextWriter::putLatin1(QByteArrayView bytes)
 {
-    if (Plain::count<Plain::Bytes::Plain>(bytes.begin(), bytes.end()) != bytes.size()) {
+    if (!isPlain(bytes)) {
         put(serialize(bytes.toByteArray()));
         return;
     }

@@ -27,6 +27,14 @@ struct RawElements {
     QByteArray text;
 };
 
+} // namespace Json
+
+// Variants then hold them without a further allocation.
+Q_DECLARE_TYPEINFO(Json::RawText, Q_RELOCATABLE_TYPE);
+Q_DECLARE_TYPEINFO(Json::RawElements, Q_RELOCATABLE_TYPE);
+
+namespace Json {
+
 /** Adds a comma if the next element, which the caller then appends, needs one in front. */
 void beginElement(QByteArray* elements);
 

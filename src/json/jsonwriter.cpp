@@ -1,6 +1,7 @@
 #include "json/jsonwriter.h"
 
 #include "json/byteappender.h"
+#include "json/canonicaltext.h"
 #include "json/jsoncharacters.h"
 #include "json/jsonnumber.h"
 #include "json/jsontext.h"
@@ -202,6 +203,8 @@ private:
     {
         if (value.metaType() == QMetaType::fromType<RawText>())
             writeText(held<RawText>(value).text, rapidjson::kObjectType); // any type that is no name
+        else if (value.metaType() == QMetaType::fromType<SplitObject>())
+            writeText(held<SplitObject>(value).text, rapidjson::kObjectType);
         else if (value.metaType() == QMetaType::fromType<RawElements>())
             writeElements(held<RawElements>(value).text);
         else if (value.canConvert<QString>())

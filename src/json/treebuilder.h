@@ -1,18 +1,16 @@
 #ifndef QUORVA_JSON_TREEBUILDER_H
 #define QUORVA_JSON_TREEBUILDER_H
 
-#include "json/jsoncharacters.h"
 #include "json/jsonnumber.h"
 #include "json/jsonreader.h"
+#include "json/stringdecoder.h"
 
 #include <rapidjson/reader.h>
 
 #include <QByteArrayView>
 #include <QString>
-#include <QStringConverter>
 #include <QVariant>
 
-#include <array>
 #include <map>
 #include <utility>
 #include <vector>
@@ -102,31 +100,14 @@ private:
     QString decode(const char* text, rapidjson::SizeType length)
     {
         const QByteArrayView bytes(text, static_cast<qsizetype>(length));
-        // The decoder works byte by byte; most strings do not need it.
-        if (isAscii(bytes))
-            return length == 1 ? letter(*text) : QString::fromLatin1(bytes);
-        QString decoded = decoder_.decode(bytes);
-        if (firstBroken_ == nullptr && decoder_.hasError())
+        bool isBroken = false;
+        QString decoded = decoder_.decode(bytes, &isBroken);
+        if (firstBroken_ == nullptr && isBroken)
             firstBroken_ = text;
         return decoded;
     }
 
-    /** A one-character ASCII string, such as the name of a type: static, without an allocation. */
-    static QString letter(char c)
-    {
-        static constexpr auto Letters = [] {
-            std::array<char16_t, 256> units{}; // each letter with a terminator
-            for (std::size_t i = 0; i < units.size(); i += 2)
-                units[i] = static_cast<char16_t>(i / 2);
-            return units;
-        }();
-        return QString::fromRawData(reinterpret_cast<const QChar*>(&Letters[2 * static_cast<std::size_t>(c)]), 1);
-    }
-
-    // Stateless, so that a character cut off at the end of one string is not completed by the next string; a byte order
-    // mark at the start of a string is text.
-    QStringDecoder decoder_{QStringConverter::Utf8,
-                            QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom};
+    StringDecoder decoder_;
     const char* firstBroken_ = nullptr; // in the text that is parsed
     std::vector<Container> open_;
     QVariant root_;

@@ -28,6 +28,10 @@ BDBIOMaster::~BDBIOMaster()
         worker->waitStopped();
     // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
+    {
+        std::unique_lock lock(repliesMutex_);
+        repliesSent_.wait(lock, [this] { return waitingReplies_ == 0; });
+    }
 }
 
 void BDBIOMaster::init(int workers, int poolMax)
@@ -60,6 +64,19 @@ void BDBIOMaster::addConnection(int socket)
     if (nextWorker_ == workers_.size())
         nextWorker_ = 0;
     (void)workers_[nextWorker_++]->addConnection(socket); // on failure it has closed the socket; nothing else to do
+}
+
+void BDBIOMaster::beginWaitingReply()
+{
+    const std::lock_guard lock(repliesMutex_);
+    ++waitingReplies_;
+}
+
+void BDBIOMaster::endWaitingReply()
+{
+    const std::lock_guard lock(repliesMutex_);
+    if (--waitingReplies_ == 0)
+        repliesSent_.notify_all(); // under the mutex: once it is free, the master may be destroyed
 }
 
 BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler)

@@ -7,8 +7,10 @@
 
 #include <QMutex>
 
+#include <condition_variable>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <unordered_map>
 #include <vector>
 
@@ -43,6 +45,10 @@ public:
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
 
+    /** Around the time that a reply waits outside of the pool, until it was sent: the destructor waits as well. */
+    void beginWaitingReply();
+    void endWaitingReply();
+
     /** Takes ownership of a new connection until endConnection() or the master's destruction. Returns its handler. */
     BDBReqHandler* keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler);
 
@@ -66,6 +72,10 @@ private:
     const int envTableCapacity_;
     const int connectionTableCapacity_;
     std::size_t nextWorker_ = 0; // the accept thread's
+
+    std::mutex repliesMutex_;
+    std::condition_variable repliesSent_;
+    int waitingReplies_ = 0; // guarded by repliesMutex_
 
     QMutex connectionsMutex_;
     std::unordered_map<BDBReqHandler*, Connection> connections_; // by handler; guarded by connectionsMutex_

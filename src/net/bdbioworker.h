@@ -67,11 +67,12 @@ public:
      */
     virtual BDBReqHandler* createHandler(int socket) = 0;
 
+    BDBIOMaster& master() const { return *master_; }
+
 protected:
     /** Starts run(). False when no thread can be created. */
     [[nodiscard]] bool startThread();
 
-    BDBIOMaster& master() const { return *master_; }
     BDBObjTable* environments() const { return environments_; }
     int envTableCapacity() const { return envTableCapacity_; }
     int connectionTableCapacity() const { return connectionTableCapacity_; }

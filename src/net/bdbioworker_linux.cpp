@@ -7,6 +7,8 @@
 #include "net/completionport.h"
 #include "net/dbhandler.h"
 
+#include <QScopeGuard>
+
 #include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -115,10 +117,24 @@ int BDBIOWorker_linux::receivePieces(BDBReqHandler_linux* handler)
     return postRead(handler);
 }
 
-/** Hands the handler to the database pool; its socket stays disarmed until the reply is out. */
+/** Runs the request here or on the database pool; its socket stays disarmed until the reply is out. */
 int BDBIOWorker_linux::startRequest(BDBReqHandler_linux* handler)
 {
+    if (runHere(handler))
+        return 0;
     return master().pool().start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
+}
+
+/**
+ * Runs the request on this thread if that is allowed to block: another worker waits for events, so that service does
+ * not depend on this one. True: another thread owns the handler by now, or the connection is closed.
+ */
+bool BDBIOWorker_linux::runHere(BDBReqHandler_linux* handler)
+{
+    if (!master().port().isAttended() || !master().pool().tryEnter())
+        return false;
+    const auto leave = qScopeGuard([this] { master().pool().leave(); });
+    return DBHandler(handler, this).runIfShort();
 }
 
 int BDBIOWorker_linux::addConnection(int socket)

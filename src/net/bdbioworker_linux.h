@@ -30,6 +30,7 @@ private:
     int onEvent(BDBReqHandler_linux* handler);
     int receivePieces(BDBReqHandler_linux* handler);
     int startRequest(BDBReqHandler_linux* handler);
+    bool runHere(BDBReqHandler_linux* handler);
     int sendUnsent(BDBReqHandler_linux* handler);
 };
 

@@ -3,7 +3,7 @@
 #include "log/log.h"
 #include "net/replyenvelope.h"
 #include "protocol/framing.h"
-#include "json/jsonreader.h"
+#include "request/dispatch.h"
 #include "json/jsonwriter.h"
 
 #include <algorithm>
@@ -21,11 +21,9 @@ constexpr qsizetype FirstBodyReserve = 16 * 1024;
 } // namespace
 
 BDBReqHandler::BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket)
-    : envTableCapacity_(envTableCapacity), connectionTableCapacity_(connectionTableCapacity),
-      environments_(environments), socket_(socket)
-{
-    makeRequest();
-}
+    : socket_(socket), connectionTable_(connectionTableCapacity),
+      request_(environments, &connectionTable_, envTableCapacity)
+{}
 
 BDBReqHandler::~BDBReqHandler() = default;
 
@@ -35,31 +33,63 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
         return -1;
     }
-    if (!parseBody()) {
+    return runRequest();
+}
+
+int BDBReqHandler::handleIfShort()
+{
+    if (!readComplete_)
+        return handle();
+    if (!Requests::mayBeShort(request_))
+        return TakesLong;
+    request_.table.onlyFind();
+    return runRequest();
+}
+
+int BDBReqHandler::runRequest()
+{
+    if (!Requests::parseBody(request_)) {
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
     }
-    Requests::dispatch(*request_);
+    Requests::dispatch(request_);
+    if (request_.status == StatusTakesLong) {
+        restoreRequest();
+        return TakesLong;
+    }
     composeReply();
     releaseRequest();
     return reply_.isEmpty() ? -1 : 0;
 }
 
-bool BDBReqHandler::parseBody()
+int BDBReqHandler::finishReply(int flushed)
 {
-    QVariant parsed;
-    if (!Json::parse(request_->body, &parsed))
-        return false;
-    request_->parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
-    return true;
+    const QVariantMap failedReply = std::exchange(request_.failedReply, {});
+    if (flushed == 0)
+        return 0;
+    request_.status = flushed;
+    request_.reply = failedReply;
+    composeReply();
+    releaseRequest();
+    return reply_.isEmpty() ? -1 : 0;
+}
+
+/** Makes the request anew from what was received: what an operation began must not show when it is run again. */
+void BDBReqHandler::restoreRequest()
+{
+    QByteArray operation = std::move(request_.operation);
+    QByteArray body = std::move(request_.body);
+    request_.reset();
+    request_.operation = std::move(operation);
+    request_.body = std::move(body);
 }
 
 /** The reply has been serialized: a client that reads it slowly must not keep the rest of the request in memory. */
 void BDBReqHandler::releaseRequest()
 {
-    request_->body.clear();
-    request_->parsedBody.clear();
-    request_->reply.clear();
+    request_.body.clear();
+    request_.parsedBody.clear();
+    request_.reply.clear();
 }
 
 int BDBReqHandler::appendData(const char* data, unsigned len)
@@ -68,7 +98,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
     if (expectedBodyLength_ == 0 && parseHeader(data, &headerSize, len) != 0)
         return -1;
     appendBody(data + headerSize, len - headerSize);
-    readComplete_ = request_->body.size() >= static_cast<qsizetype>(expectedBodyLength_);
+    readComplete_ = request_.body.size() >= static_cast<qsizetype>(expectedBodyLength_);
     return 0;
 }
 
@@ -82,7 +112,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
  */
 void BDBReqHandler::appendBody(const char* data, unsigned len)
 {
-    QByteArray& body = request_->body;
+    QByteArray& body = request_.body;
     const qsizetype needed = body.size() + static_cast<qsizetype>(len);
     if (needed > body.capacity()) {
         const qsizetype roomy = std::max(FirstBodyReserve, 2 * body.capacity());
@@ -96,7 +126,7 @@ int BDBReqHandler::parseHeader(const char* data, unsigned* consumed, unsigned le
     Framing::RequestHeader header;
     if (Framing::parseHeader(std::string_view(data, len), &header) != 0)
         return -1;
-    request_->operation.append(header.operation.data(), static_cast<qsizetype>(header.operation.size()));
+    request_.operation.append(header.operation.data(), static_cast<qsizetype>(header.operation.size()));
     expectedBodyLength_ = header.bodyLength;
     *consumed = static_cast<unsigned>(header.consumed);
     return 0;
@@ -104,13 +134,12 @@ int BDBReqHandler::parseHeader(const char* data, unsigned* consumed, unsigned le
 
 void BDBReqHandler::composeReply()
 {
-    const int status = request_->status;
+    const int status = request_.status;
     if (!ReplyEnvelope::isOrdinary(status))
         LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
-    ReplyEnvelope::of(status).addTo(&request_->reply);
-
     QByteArray frame = Framing::beginReply();
-    Json::append(request_->reply, &frame);
+    Json::append(request_.reply, &frame);
+    ReplyEnvelope::of(status).appendTo(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
         return;
@@ -138,12 +167,5 @@ void BDBReqHandler::reset()
     reply_ = QByteArray();
     expectedBodyLength_ = 0;
     readComplete_ = false;
-    makeRequest();
-}
-
-void BDBReqHandler::makeRequest()
-{
     request_.reset();
-    connectionTable_.emplace(connectionTableCapacity_);
-    request_.emplace(environments_, &*connectionTable_, envTableCapacity_);
 }

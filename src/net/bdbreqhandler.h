@@ -8,7 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <utility>
 
 /** Bytes still to be sent; owned by the handler that returned them. */
 struct TransferBuffer {
@@ -22,7 +22,8 @@ struct TransferBuffer {
  * that deletes the handler closes it.
  *
  * Threads: used by one thread at a time, therefore without a lock. The worker that took a receive event owns it until
- * it rearms the socket or hands the handler to the database pool; a pool thread owns it until it arms the socket.
+ * it arms the socket, before or after it has run the request, or hands the handler to the database pool; a pool thread
+ * owns it until it arms the socket.
  */
 class BDBReqHandler {
 public:
@@ -40,6 +41,25 @@ public:
      * without one: the body is not JSON, the request is incomplete, or the reply is too long for its length prefix.
      */
     [[nodiscard]] virtual int handle();
+
+    /**
+     * The same on a thread that must not do what takes long, such as opening a database. TakesLong when the request
+     * needs that: the handler is then as if it had not been called, and handle() does it on a thread that may.
+     */
+    [[nodiscard]] virtual int handleIfShort();
+    static constexpr int TakesLong = 1;
+
+    /**
+     * After handle(): what the request has used. If its unflushed() has any, it must end with a flush before the reply
+     * may be sent.
+     */
+    EnvironmentUse takeEnvironment() { return std::move(request_.environment); }
+
+    /**
+     * Then, with the result of that flush, or 0 without one: the reply may be sent, which tells the failure if it is
+     * one. 0, or -1 as handle().
+     */
+    [[nodiscard]] int finishReply(int flushed);
 
     /** Takes the next piece of a request. -1 when its header is malformed. */
     [[nodiscard]] virtual int appendData(const char* data, unsigned len);
@@ -68,25 +88,22 @@ public:
     [[nodiscard]] virtual int parseHeader(const char* data, unsigned* consumed, unsigned len);
 
 protected:
-    BDBRequest& request() { return *request_; }
+    BDBRequest& request() { return request_; }
     const QByteArray& reply() const { return reply_; }
 
 private:
-    void makeRequest();
     void appendBody(const char* data, unsigned len);
-    bool parseBody();
+    int runRequest();
+    void restoreRequest();
     void releaseRequest();
 
-    const int envTableCapacity_;
-    const int connectionTableCapacity_;
-    BDBObjTable* const environments_; // the server's
     const int socket_;
 
     QByteArray reply_;                     // with its length prefix
     std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
-    std::optional<BDBObjTable> connectionTable_;
-    std::optional<BDBRequest> request_; // uses the table, so it is destroyed first
+    BDBObjTable connectionTable_;
+    BDBRequest request_; // uses the table, so it is destroyed first
 };
 
 #endif

@@ -4,6 +4,7 @@
 #include "net/bdbiomaster.h"
 #include "net/bdbsocket.h"
 #include "storage/bdbobjtable.h"
+#include "storage/bdbregistry.h"
 
 /** The server: accepts connections and serves them. Owns the registry of environments and the I/O master. */
 class BDBServer : public TcpServer {
@@ -20,6 +21,9 @@ public:
     ~BDBServer() override;
 
     void incomingConnection(int socket) override;
+
+    /** Makes durable what the environments have committed, before the process ends. */
+    void flushEnvironments() { Registry::flushAll(&environments_); }
 
 private:
     static constexpr int RegistryCapacity = 8192; // environments, one slot each

@@ -70,9 +70,11 @@ void* CompletionPort::next()
 {
     // One event per call leaves the rest to other workers.
     epoll_event event{};
+    ++waiting_;
     while (epoll_wait(epoll_.number(), &event, 1, -1) != 1) {
         // EINTR: a wait without limit can fail in no other way.
     }
+    --waiting_;
     return event.data.ptr;
 }
 

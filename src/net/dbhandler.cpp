@@ -1,23 +1,79 @@
 #include "net/dbhandler.h"
 
+#include "net/bdbiomaster.h"
 #include "net/bdbioworker.h"
 #include "net/bdbreqhandler.h"
+#include "storage/bdbenv.h"
+#include "storage/logflusher.h"
 
 #include <new>
+
+namespace {
+
+/** `step`'s result; a request that is too large for memory fails, and so ends only its own connection. */
+template <typename Step> int orOutOfMemory(Step step)
+{
+    try {
+        return step();
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+}
+
+} // namespace
 
 DBHandler::DBHandler(BDBReqHandler* handler, BDBIOWorker* worker) : handler_(handler), worker_(worker) {}
 
 void DBHandler::run()
 {
-    int rc = -1;
-    try {
-        rc = handler_->handle();
-        if (rc == 0)
-            rc = worker_->postWrite(handler_); // on success the handler belongs to the next event's thread
-    } catch (const std::bad_alloc&) {
-        // A request that is too large for memory ends only its own connection.
-        rc = -1;
-    }
+    finish(orOutOfMemory([this] { return handler_->handle(); }));
+}
+
+bool DBHandler::runIfShort()
+{
+    const int rc = orOutOfMemory([this] { return handler_->handleIfShort(); });
+    if (rc == BDBReqHandler::TakesLong)
+        return false;
+    finish(rc);
+    return true;
+}
+
+/**
+ * Ends a request that has been handled with this result: closes the connection, or posts the reply as soon as it may be
+ * sent.
+ */
+void DBHandler::finish(int rc)
+{
     if (rc != 0)
-        (void)worker_->closeConnection(handler_); // it cannot fail
+        return closeConnection();
+    EnvironmentUse environment = handler_->takeEnvironment();
+    if (!environment.unflushed().any())
+        return answer(0);
+    BDBIOMaster& master = worker_->master();
+    LogFlusher& flusher = environment.env()->logFlusher();
+    master.beginWaitingReply();
+    const auto later = [handler = handler_, worker = worker_](int flushed) {
+        BDBIOMaster& served = worker->master();
+        DBHandler(handler, worker).answer(flushed);
+        served.endWaitingReply();
+    };
+    int flushed = 0;
+    if (flusher.flush(std::move(environment), later, &flushed))
+        later(flushed);
+}
+
+/** Posts the reply, which has waited for a flush with this result, if for any. */
+void DBHandler::answer(int flushed)
+{
+    const int rc = orOutOfMemory([&] {
+        const int rc = handler_->finishReply(flushed);
+        return rc != 0 ? rc : worker_->postWrite(handler_);
+    });
+    if (rc != 0)
+        closeConnection(); // otherwise the handler belongs to the next event's thread
+}
+
+void DBHandler::closeConnection()
+{
+    (void)worker_->closeConnection(handler_); // it cannot fail
 }

@@ -6,16 +6,26 @@
 class BDBIOWorker;
 class BDBReqHandler;
 
-/** One complete request as a task of the database pool, which deletes it after running it. */
+/**
+ * Runs one complete request and posts its reply: as a task of the database pool, which deletes it after running it, or
+ * on the I/O worker that received the request.
+ */
 class DBHandler final : public QRunnable {
 public:
-    /** Neither is owned; the pool has exclusive use of `handler` from here until the reply is posted. */
+    /** Neither is owned; this has exclusive use of `handler` from here until the reply is posted. */
     DBHandler(BDBReqHandler* handler, BDBIOWorker* worker);
 
     /** Runs the request and posts its reply; closes the connection when either fails. */
     void run() override;
 
+    /** The same for a request that does not take long. False for others: they are for the pool, as if not tried. */
+    [[nodiscard]] bool runIfShort();
+
 private:
+    void finish(int rc);
+    void answer(int flushed);
+    void closeConnection();
+
     BDBReqHandler* handler_;
     BDBIOWorker* worker_;
 };

@@ -52,6 +52,25 @@ bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
     return true; // also without a thread to wake: a busy one will take the task
 }
 
+bool DBThreadPool::tryEnter()
+{
+    const std::lock_guard lock(mutex_);
+    if (running_ >= maxThreads_ || !tasks_.empty())
+        return false;
+    ++running_;
+    return true;
+}
+
+void DBThreadPool::leave()
+{
+    std::unique_lock lock(mutex_);
+    --running_;
+    const bool wake = !tasks_.empty() && callThread();
+    lock.unlock();
+    if (wake)
+        taskStarted_.notify_one();
+}
+
 /**
  * Calls one more thread for the queued tasks, with the mutex held; true if the caller must wake an idle one after
  * releasing it. One at a time: a thread that takes a task calls the next one if more are queued. Busy threads have
@@ -60,7 +79,8 @@ bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
  */
 bool DBThreadPool::callThread()
 {
-    if (threadComes_)
+    // The first thread is created at once, even if it must wait: with none, start() can still refuse the task.
+    if (threadComes_ || (threads_ > 0 && running_ >= maxThreads_))
         return false;
     if (idleThreads_ > 0) {
         threadComes_ = true;
@@ -107,16 +127,17 @@ void DBThreadPool::runThread()
             begun = Clock::now();
         }
         lock.lock();
+        --running_;
     }
     --threads_;
     threadEnded_.notify_all(); // under the mutex: once it is free, the pool may be destroyed
 }
 
-/** Waits for a task; null when the thread is to end. */
+/** Waits for a task that may run, which then counts as running; null when the thread is to end. */
 std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& lock)
 {
-    while (tasks_.empty()) {
-        if (ending_)
+    while (tasks_.empty() || running_ >= maxThreads_) {
+        if (ending_ && tasks_.empty())
             return nullptr;
         ++idleThreads_;
         const std::cv_status status = taskStarted_.wait_for(lock, expiry_);
@@ -128,6 +149,9 @@ std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& 
     }
     std::unique_ptr<QRunnable> task = std::move(tasks_.front());
     tasks_.pop_front();
+    ++running_;
+    if (ending_ && tasks_.empty())
+        taskStarted_.notify_all(); // those that waited for their turn with it
     return task;
 }
 

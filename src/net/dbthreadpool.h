@@ -12,6 +12,9 @@
 /**
  * The threads that run requests. Grows while requests are queued, up to a maximum; idle threads end after a while.
  *
+ * The maximum is that of requests that run at once, wherever they do: another thread that runs one itself enters the
+ * pool for that time, and a task waits while as many run.
+ *
  * Not a QThreadPool: a burst of requests on a server with many connections and open databases would use up the
  * descriptors, see Net::tryThread(), and a request whose thread cannot be created would be lost.
  *
@@ -20,7 +23,7 @@
 class DBThreadPool {
 public:
     DBThreadPool() = default;
-    /** Runs all queued tasks before it returns. */
+    /** Runs all queued tasks before it returns. Threads that have entered must have left. */
     ~DBThreadPool();
     DBThreadPool(const DBThreadPool&) = delete;
     DBThreadPool& operator=(const DBThreadPool&) = delete;
@@ -36,6 +39,13 @@ public:
      * can be created; the task is then deleted without being run.
      */
     [[nodiscard]] bool start(std::unique_ptr<QRunnable> task);
+
+    /**
+     * Lets the calling thread run one request itself, until leave(). False while as many run as may, or while tasks are
+     * queued, which come first.
+     */
+    [[nodiscard]] bool tryEnter();
+    void leave();
 
     /** Waits until all tasks have run and all threads have ended. In the meantime only tasks may start tasks. */
     void waitForDone();
@@ -53,6 +63,7 @@ private:
     std::size_t idleThreads_ = 0;                  // waiting for taskStarted_, including those just woken
     bool threadComes_ = false;                     // one was woken or created, but has not locked the mutex yet
     int threads_ = 0;
+    int running_ = 0; // tasks, and threads that have entered
     int maxThreads_ = 1;
     std::chrono::milliseconds expiry_{0};
     bool ending_ = false; // idle threads end at once

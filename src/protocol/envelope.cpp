@@ -1,22 +1,37 @@
 #include "protocol/envelope.h"
 
-#include <QLatin1String>
+#include <charconv>
+#include <iterator>
 
-void Envelope::addTo(QVariantMap* reply) const
+namespace {
+
+void appendText(QLatin1StringView name, const char* text, QByteArray* reply)
 {
-    reply->insert(Envelopes::codeName(), code);
-    reply->insert(Envelopes::outcomeName(), QLatin1String(outcome));
+    reply->append(",\"").append(name.data(), name.size()).append("\":\"").append(text).append('"');
+}
+
+} // namespace
+
+void Envelope::appendTo(QByteArray* reply) const
+{
+    reply->chop(1);
+    reply->append(reply->endsWith('{') ? "\"" : ",\"");
+    reply->append(Envelopes::CodeName.data(), Envelopes::CodeName.size()).append("\":");
+    char digits[16];
+    reply->append(digits, std::to_chars(std::begin(digits), std::end(digits), code).ptr - digits);
+    appendText(Envelopes::OutcomeName, outcome, reply);
     if (type != nullptr) {
-        reply->insert(Envelopes::typeName(), QLatin1String(type));
-        reply->insert(Envelopes::messageName(), QLatin1String(message));
+        appendText(Envelopes::TypeName, type, reply);
+        appendText(Envelopes::MessageName, message, reply);
     }
+    reply->append('}');
 }
 
 namespace Envelopes {
 
 int code(const QVariantMap& reply)
 {
-    return reply.value(codeName()).toInt();
+    return reply.value(CodeName).toInt();
 }
 
 bool isSuccess(const QVariantMap& reply)
@@ -26,17 +41,17 @@ bool isSuccess(const QVariantMap& reply)
 
 QString outcome(const QVariantMap& reply)
 {
-    return reply.value(outcomeName()).toString();
+    return reply.value(OutcomeName).toString();
 }
 
 QString errorType(const QVariantMap& reply)
 {
-    return reply.value(typeName()).toString();
+    return reply.value(TypeName).toString();
 }
 
 QString message(const QVariantMap& reply)
 {
-    return reply.value(messageName()).toString();
+    return reply.value(MessageName).toString();
 }
 
 } // namespace Envelopes

@@ -1,6 +1,8 @@
 #ifndef QUORVA_PROTOCOL_ENVELOPE_H
 #define QUORVA_PROTOCOL_ENVELOPE_H
 
+#include <QByteArray>
+#include <QLatin1StringView>
 #include <QString>
 #include <QVariantMap>
 
@@ -14,8 +16,11 @@ struct Envelope {
     const char* type;    // null on success
     const char* message; // likewise
 
-    /** Inserts the members into `reply`, replacing any with the same names. */
-    void addTo(QVariantMap* reply) const;
+    /**
+     * Adds the members to the text of a reply, an object. Its own members come first: their names begin with a capital
+     * letter, which is before the "_" and the small letter of these.
+     */
+    void appendTo(QByteArray* reply) const;
 };
 
 /** The error types, by which programs distinguish errors. */
@@ -42,23 +47,11 @@ inline constexpr Envelope InvalidRequest{400, "Bad Request", ErrorTypes::Validat
 inline constexpr Envelope InternalError{400, "Bad Request", ErrorTypes::InternalServerError,
                                         "The server encountered an internal error."};
 
-// The members' names. Functions, as such a literal needs no allocation in a reply.
-inline QString codeName()
-{
-    return QStringLiteral("__rc");
-}
-inline QString outcomeName()
-{
-    return QStringLiteral("__rcstr");
-}
-inline QString typeName()
-{
-    return QStringLiteral("__type");
-}
-inline QString messageName()
-{
-    return QStringLiteral("message");
-}
+// The members' names.
+inline constexpr QLatin1StringView CodeName("__rc");
+inline constexpr QLatin1StringView OutcomeName("__rcstr");
+inline constexpr QLatin1StringView TypeName("__type");
+inline constexpr QLatin1StringView MessageName("message");
 
 // The members of a reply; 0 or an empty text if missing.
 int code(const QVariantMap& reply);

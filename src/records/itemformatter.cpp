@@ -13,12 +13,6 @@ namespace {
 
 constexpr qsizetype RoomForKeys = 256; // an estimate; the writer grows beyond it
 
-/** The text of one or more consecutive members. */
-QByteArrayView textOf(const Json::MemberText* begin, const Json::MemberText* end)
-{
-    return {begin->name.data() - 1, end[-1].value.end()}; // from the opening quote of the name
-}
-
 } // namespace
 
 ItemFormatter::ItemFormatter(KeyNames names) : names_(std::move(names))
@@ -38,12 +32,15 @@ void ItemFormatter::keepOnly(const QVariantList& attributesToGet)
 
 bool ItemFormatter::append(const QByteArray& stored, QByteArray* out)
 {
+    if (keys_.empty() && !wanted_) {
+        if (!Json::isCanonicalObject(stored))
+            return appendParsed(stored, out);
+        out->append(stored);
+        return true;
+    }
     if (!Json::splitObject(stored, &members_))
         return appendParsed(stored, out);
-    if (keys_.empty() && !wanted_)
-        out->append(stored);
-    else
-        appendMembers(stored.size(), out);
+    appendMembers(stored.size(), out);
     return true;
 }
 
@@ -63,7 +60,7 @@ void ItemFormatter::appendMembers(qsizetype storedSize, QByteArray* out) const
     const Json::MemberText* const end = run + members_.size();
     const auto appendRun = [&] {
         if (run != member)
-            writer.put(textOf(run, member));
+            writer.put(Json::textOf(run, member));
     };
     auto key = keys_.begin();
     const auto appendKey = [&] {

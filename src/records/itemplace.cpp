@@ -1,6 +1,7 @@
 #include "records/itemplace.h"
 
 #include "records/encoding.h"
+#include "records/itemkeys.h"
 #include "records/tablecontext.h"
 
 int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place)
@@ -9,9 +10,10 @@ int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPla
     return table.openPartition(tableName, partitionOf(place->hashKey, PartitionCount), &place->db);
 }
 
-int Records::takePlace(TableContext& table, const QByteArray& tableName, QVariantMap* item, ItemPlace* place)
+int Records::takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
+                       QByteArray* stored)
 {
-    if (const int rc = extractKeys(table.keySchema().value(), item, &place->hashKey, &place->rangeKey))
+    if (const int rc = takeKeys(table.keySchema().value(), std::move(item), &place->hashKey, &place->rangeKey, stored))
         return rc;
     return findPlace(table, tableName, place);
 }

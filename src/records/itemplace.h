@@ -21,10 +21,11 @@ namespace Records {
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
- * The same for a whole item, which loses its key attributes (see extractKeys). The table's schema must be loaded. 0, or
- * the result of extractKeys or dbOpen.
+ * The same for a whole item of a request, which is divided into its keys and what is stored (see takeKeys). The table's
+ * schema must be loaded. 0, or the result of takeKeys or dbOpen.
  */
-[[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariantMap* item, ItemPlace* place);
+[[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
+                            QByteArray* stored);
 
 } // namespace Records
 

@@ -38,6 +38,7 @@ std::uint32_t littleEndianWord(const unsigned char* bytes)
 void addBlock(State& state, const unsigned char* block)
 {
     auto [a, b, c, d] = state;
+#pragma GCC unroll 64
     for (std::size_t step = 0; step < 64; ++step) {
         const std::size_t round = step / 16;
         std::uint32_t mixed = 0;

@@ -76,15 +76,12 @@ int readForUpdate(const LogTexts& texts, BDBIndex* db, BDBTxn* txn, const QByteA
     return 0;
 }
 
-/**
- * Writes the item's text; `locked` after readForUpdate. A failure other than a deadlock is logged; the line begins with
- * `failed`.
- */
+/** Writes the item's text. A failure other than a deadlock is logged; the line begins with `failed`. */
 int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
-          const QByteArray& text, bool locked)
+          const QByteArray& text)
 {
     Dbt data(const_cast<char*>(text.constData()), static_cast<u_int32_t>(text.size())); // Berkeley DB only reads it
-    const int rc = locked ? db->put(txn, buffers.key(), &data, 0) : db->putChecked(txn, buffers.key(), &data);
+    const int rc = db->put(txn, buffers.key(), &data, 0);
     if (rc != 0 && rc != DB_LOCK_DEADLOCK)
         LOG_ERROR(LogOrigin, __LINE__) << failed << key << " rc " << rc;
     return rc;
@@ -107,23 +104,23 @@ int updateInTransaction(BDBIndex* db, BDBTxn* txn, const QByteArray& key, const 
     if (const int rc = Records::applyUpdates(updates, returnValues, &item, answer))
         return rc;
     *written = found || !item.isEmpty();
-    return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item), true) : 0;
+    return *written ? write("db put failed for ", db, txn, key, buffers, Json::serialize(item)) : 0;
 }
 
-template <typename Work> int inOwnTransaction(BDBEnv* env, Work&& work)
+template <typename Work> int inOwnTransaction(const TxnScope& scope, BDBIndex* db, Work&& work)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(env, 0))
+    if (const int rc = txn.beginWriting(scope, {&db, 1}))
         return rc;
     return txn.finish(work(&txn));
 }
 
 } // namespace
 
-int Records::getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
+int Records::getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(env, 0))
+    if (const int rc = txn.begin(scope, 0))
         return rc;
     RecordBuffers buffers(key);
     if (!buffers.valid() || !buffers.allocateData(RecordBuffers::SmallBytes))
@@ -142,10 +139,10 @@ int Records::getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatt
     return 0;
 }
 
-int Records::putDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QByteArray& item,
+int Records::putDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QByteArray& item,
                    const QVariantMap* expected, QVariantMap* oldItem)
 {
-    return inOwnTransaction(env, [&](BDBTxn* txn) { return putDb(db, key, item, expected, oldItem, txn); });
+    return inOwnTransaction(scope, db, [&](BDBTxn* txn) { return putDb(db, key, item, expected, oldItem, txn); });
 }
 
 int Records::putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
@@ -165,17 +162,17 @@ int Records::putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, 
                 return rc;
         }
     }
-    if (const int rc = write("put failed for fkey ", db, txn, key, buffers, item, read))
+    if (const int rc = write("put failed for fkey ", db, txn, key, buffers, item))
         return rc;
     if (oldItem != nullptr)
         *oldItem = old;
     return 0;
 }
 
-int Records::deleteDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
+int Records::deleteDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                       QVariantMap* oldItem)
 {
-    return inOwnTransaction(env, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
+    return inOwnTransaction(scope, db, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
 }
 
 int Records::deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem,
@@ -206,11 +203,11 @@ int Records::deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* ex
     return rc;
 }
 
-int Records::updateDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
+int Records::updateDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
                       const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result)
 {
     BDBTxn txn;
-    if (const int rc = txn.begin(env, 0))
+    if (const int rc = txn.beginWriting(scope, {&db, 1}))
         return rc;
     QVariantMap answer;
     bool written = false;

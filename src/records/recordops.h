@@ -4,13 +4,13 @@
 #include <QByteArray>
 #include <QVariantMap>
 
-class BDBEnv;
+class TxnScope;
 class BDBIndex;
 class BDBTxn;
 class ItemFormatter;
 
 /**
- * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database of `env`.
+ * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database.
  * Without a transaction argument an operation runs in one of its own, committed with the server's flags on 0 and
  * aborted otherwise.
  *
@@ -22,14 +22,15 @@ class ItemFormatter;
 namespace Records {
 
 /** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is unchanged. */
-[[nodiscard]] int getDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item);
+[[nodiscard]] int getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, ItemFormatter* format,
+                        QByteArray* item);
 
 /**
  * Writes `item`, the JSON of an item without its key attributes, under the conditions of `expected`. `oldItem` receives
  * the replaced item, empty when there was none, and is unchanged on failure. Both pointers may be null. Kept: accepts
  * any size, although getDb reads 512 KiB at most.
  */
-[[nodiscard]] int putDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QByteArray& item,
+[[nodiscard]] int putDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QByteArray& item,
                         const QVariantMap* expected, QVariantMap* oldItem);
 [[nodiscard]] int putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, const QVariantMap* expected,
                         QVariantMap* oldItem, BDBTxn* txn);
@@ -38,7 +39,7 @@ namespace Records {
  * Deletes a record under the conditions of `expected`. `oldItem` receives the deleted item. Both may be null. A missing
  * record counts as deleted.
  */
-[[nodiscard]] int deleteDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
+[[nodiscard]] int deleteDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                            QVariantMap* oldItem);
 [[nodiscard]] int deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* expected, QVariantMap* oldItem,
                            BDBTxn* txn);
@@ -47,7 +48,7 @@ namespace Records {
  * Applies an "AttributeUpdates" map. `expected` and `returnValues` may be null; `result` receives what `returnValues`
  * asks for, and only when the update was committed. A missing item that would have no attributes is not written.
  */
-[[nodiscard]] int updateDb(BDBEnv* env, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
+[[nodiscard]] int updateDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
                            const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result);
 
 } // namespace Records

@@ -10,7 +10,12 @@ enum RequestStatus : int {
     StatusConditionFailed = 1,
     StatusInternalError = 2, // also an unknown operation, a bad key, a bad schema
     StatusNotFound = 3,      // also an environment that is being deleted
-    StatusInvalidRequest = 4
+    StatusInvalidRequest = 4,
+    /**
+     * Never answered: the request needs what takes long, on a thread that must not do that. It has changed nothing and
+     * logged nothing, and is run again by a thread that may. Neither an errno nor one of Berkeley DB's codes.
+     */
+    StatusTakesLong = 1000000
 };
 
 #endif

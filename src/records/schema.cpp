@@ -5,9 +5,12 @@
 #include "records/itemformatter.h"
 #include "records/recordops.h"
 #include "records/requeststatus.h"
+#include "storage/bdbindex.h"
 #include "storage/deadlockretry.h"
 #include "json/jsonreader.h"
 
+#include <memory>
+#include <optional>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -17,23 +20,26 @@ namespace {
 constexpr const char* LogOrigin = "bdbrequest";
 constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
 
+/** A usable description as it is kept with the handle of its "meta" database. */
+struct TableDescription {
+    QVariantMap members;
+    KeySchema keys;
+};
+
 /**
- * Parses the JSON of a table description. Most requests of a thread name the same table as the previous one, so the
- * last result is cached per thread.
+ * The description that an earlier request has read from `meta`, unless it may have changed since. Null when it must be
+ * read. A request that it answers has seen the committed record, like one that reads it.
  */
+std::shared_ptr<const TableDescription> keptDescription(BDBIndex* meta, std::optional<ChangeCount::Stamp> stamp)
+{
+    return stamp ? std::static_pointer_cast<const TableDescription>(meta->derived().get(*stamp)) : nullptr;
+}
+
 QVariantMap parseDescription(const QByteArray& text)
 {
-    struct Parsed {
-        QByteArray text;
-        QVariantMap description;
-    };
-    static thread_local Parsed last;
-    if (text != last.text) {
-        QVariant value;
-        (void)Json::parse(text, &value); // cannot fail: it was validated when it was read
-        last = {text, value.toMap()};
-    }
-    return last.description;
+    QVariant value;
+    (void)Json::parse(text, &value); // cannot fail: it was validated when it was read
+    return value.toMap();
 }
 
 /** Copies a key element of the key schema; 0 when it names an attribute of type "S", else 2. */
@@ -62,12 +68,23 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (const int rc = table.envLookup(tableName, 1))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
+    if (const int rc = table.openMeta(tableName, &db))
         return rc;
+
+    const ChangeCount* changes = db->changes();
+    const auto stamp = changes != nullptr ? changes->stamp() : std::nullopt; // before the description is looked at
+    if (const auto kept = keptDescription(db, stamp)) {
+        if (UnflushedCommits* unflushed = table.transactions().unflushed())
+            unflushed->noteRead(db->state()); // like a request that has read the record
+        *description = kept->members;
+        if (!rawOnly)
+            table.setKeySchema(kept->keys);
+        return StatusSuccess;
+    }
 
     ItemFormatter format;
     QByteArray text;
-    int rc = Deadlocks::retry([&] { return getDb(table.env(), db, schemaRecordKey(), &format, &text); },
+    int rc = Deadlocks::retry([&] { return getDb(table.transactions(), db, schemaRecordKey(), &format, &text); },
                               [](int) { LOG_WARN << "loadSchema Got deadlock"; });
     if (rc != 0) {
         if (rc == DB_NOTFOUND)
@@ -75,19 +92,19 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
         LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
         return rc;
     }
-    *description = parseDescription(text);
-    if (rawOnly)
+    TableDescription read{parseDescription(text), {}};
+    const QVariantMap keySchema = read.members.value(u"KeySchema"_s).toMap();
+    const int rc1 = takeElement(keySchema, "HashKeyElement", &read.keys.hash);
+    const int rc2 = takeElement(keySchema, "RangeKeyElement", &read.keys.range);
+    const bool isUsable = rc1 == 0 && rc2 == 0;
+    *description = read.members;
+    if (isUsable && !rawOnly)
+        table.setKeySchema(read.keys);
+    if (isUsable && stamp)
+        db->derived().keep(*stamp, std::make_shared<const TableDescription>(std::move(read)));
+    if (isUsable || rawOnly)
         return StatusSuccess;
-
-    const QVariantMap keySchema = description->value(u"KeySchema"_s).toMap();
-    KeySchema keys;
-    const int rc1 = takeElement(keySchema, "HashKeyElement", &keys.hash);
-    const int rc2 = takeElement(keySchema, "RangeKeyElement", &keys.range);
-    if (rc1 != 0 || rc2 != 0) {
-        // Kept: the spelling, which operators search for.
-        LOG_ERROR(LogOrigin, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
-        return StatusNotFound;
-    }
-    table.setKeySchema(std::move(keys));
-    return StatusSuccess;
+    // Kept: the spelling, which operators search for.
+    LOG_ERROR(LogOrigin, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
+    return StatusNotFound;
 }

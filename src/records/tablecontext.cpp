@@ -2,25 +2,41 @@
 
 #include "records/encoding.h"
 #include "records/requeststatus.h"
+#include "storage/bdbenv.h"
 #include "storage/bdbobjtable.h"
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
 #include "storage/registrykeys.h"
 
+const TableContext::Names& TableContext::namesOf(const QByteArray& tableName)
+{
+    // A name without characters is that of no table, but has a key as any other.
+    if (names_.tableName != tableName || names_.key.isEmpty()) {
+        const QByteArray directory = EnvironmentPath::ofTable(tableName);
+        names_ = {tableName, directory, Records::filePart(tableName), RegistryKeys::environment(directory)};
+    }
+    return names_;
+}
+
 int TableContext::envLookup(const QByteArray& tableName, int create)
 {
-    const QByteArray directory = EnvironmentPath::ofTable(tableName);
-    if (env() != nullptr && directory_ == directory)
+    const Names& names = namesOf(tableName);
+    if (env() != nullptr && directory_ == names.directory)
         return 0;
-    // First, as the lookup may wait for this very environment to be closed, which waits for its last user.
-    leave();
+    // First, as the lookup may wait for this very environment to be closed, which waits for its last user. A request
+    // that reads or writes stays in one environment, so there is nothing that its reply would have to wait for.
+    (void)leave();
     EnvironmentUse found;
-    if (const int rc = Registry::openEnv(registry_, RegistryKeys::environment(directory), &found, environmentCapacity_,
-                                         create, directory))
+    if (onlyFinds_) {
+        if (!Registry::findEnv(registry_, names.key, &found))
+            return StatusTakesLong;
+    } else if (const int rc =
+                   Registry::openEnv(registry_, names.key, &found, environmentCapacity_, create, names.directory)) {
         return rc;
+    }
     environment_ = std::move(found);
-    directory_ = directory;
+    directory_ = names.directory;
     connection_->setEnv(env());
     return 0;
 }
@@ -35,17 +51,55 @@ int TableContext::openTable(const QByteArray& tableName)
 int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBIndex** db)
 {
     const QByteArray file = Records::filePart(name);
-    return Registry::openIndex(connection_, RegistryKeys::database(file, subDatabase), file, subDatabase, db);
+    const QString key = RegistryKeys::database(file, subDatabase);
+    if (onlyFinds_)
+        return Registry::findIndex(connection_, key, db) ? StatusSuccess : StatusTakesLong;
+    return Registry::openIndex(connection_, key, file, subDatabase, db);
+}
+
+/** Finds a database of the table by its number; if it is not there, runs `open` and enters what that has opened. */
+template <typename Open>
+int TableContext::openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open)
+{
+    const QByteArray& filePart = namesOf(tableName).filePart;
+    if (env() != nullptr) {
+        if (BDBIndex* const found = env()->openTables().find(filePart, database)) {
+            *db = found;
+            return 0;
+        }
+    }
+    const int rc = open();
+    if (rc == 0)
+        env()->openTables().add(filePart, database, *db);
+    return rc;
 }
 
 int TableContext::openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db)
 {
-    return dbOpen(Records::dataFileName(tableName, partition), TableNames::DataSubDatabase, db);
+    return openNumbered(tableName, partition, db, [&] {
+        return dbOpen(Records::dataFileName(tableName, partition), TableNames::DataSubDatabase, db);
+    });
 }
 
-void TableContext::leave()
+int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
 {
+    return openNumbered(tableName, OpenTables::Meta, db,
+                        [&] { return dbOpen(tableName, TableNames::MetaSubDatabase, db); });
+}
+
+EnvironmentUse TableContext::leave()
+{
+    environment_.releaseAccess();
     connection_->setEnv(nullptr);
-    environment_.reset();
     directory_.clear();
+    return std::exchange(environment_, {});
+}
+
+void TableContext::reset()
+{
+    (void)leave();
+    onlyFinds_ = false;
+    keySchema_.reset();
+    if (names_.tableName.size() > UsualNameBytes)
+        names_ = {};
 }

@@ -2,6 +2,7 @@
 #define QUORVA_RECORDS_TABLECONTEXT_H
 
 #include "storage/environmentuse.h"
+#include "storage/txnscope.h"
 
 #include <QByteArray>
 #include <QVariantMap>
@@ -20,7 +21,7 @@ struct KeySchema {
 
 /**
  * The context of a request: the environment of its tables, and the key schema of its current table. One for each
- * request, used by one thread at a time.
+ * connection, whose requests use it in turn; used by one thread at a time.
  */
 class TableContext {
 public:
@@ -31,6 +32,13 @@ public:
     TableContext(BDBObjTable* registry, BDBObjTable* connection, int environmentCapacity)
         : registry_(registry), connection_(connection), environmentCapacity_(environmentCapacity)
     {}
+
+    /**
+     * From here on the context only finds what is open already: opening takes long after a crash, and waits for other
+     * requests. What is not open is StatusTakesLong, without a log line.
+     */
+    void onlyFind() { onlyFinds_ = true; }
+    bool onlyFinds() const { return onlyFinds_; }
 
     /**
      * Finds the environment of `tableName` or, with `create`, opens it. It becomes the current one, in which databases
@@ -51,14 +59,27 @@ public:
     /** Finds or opens the database of one of the table's partitions in the current environment. */
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
-    /** Releases the current environment and its access lock. On the thread that opened the table. */
-    void leave();
+    /** The same for the database of the table's description. */
+    [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
+
+    /**
+     * Leaves the current environment, which a request does before it opens another one, and at its end. Releases the
+     * access lock, on the thread that opened the table. If the result has something unflushed, that must be durable
+     * before the request is answered.
+     */
+    EnvironmentUse leave();
+
+    /** leave(), and forgets the key schema: for the next request. */
+    void reset();
 
     /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { environment_.dismissAccess(); }
 
     /** The current environment, or null. */
     BDBEnv* env() const { return environment_.env(); }
+
+    /** Where the request's transactions begin: in the current environment. */
+    TxnScope transactions() { return &environment_; }
 
     BDBObjTable* registry() const { return registry_; }
 
@@ -67,10 +88,26 @@ public:
     void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
 
 private:
+    /** What a TableName is made into. Most requests of a connection name the same table as the one before. */
+    struct Names {
+        QByteArray tableName;
+        QByteArray directory; // of the environment
+        QByteArray filePart;
+        QString key; // of the environment in the registry
+    };
+
+    static constexpr qsizetype UsualNameBytes = 512; // an idle connection keeps no longer name
+
+    const Names& namesOf(const QByteArray& tableName);
+    template <typename Open>
+    int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
+
     BDBObjTable* const registry_;
     BDBObjTable* const connection_;
     const int environmentCapacity_;
+    bool onlyFinds_ = false;
 
+    Names names_;          // of the last table
     QByteArray directory_; // of the current environment, as the request spelled it
     EnvironmentUse environment_;
     std::optional<KeySchema> keySchema_;

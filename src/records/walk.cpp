@@ -12,9 +12,9 @@ constexpr const char* LogOrigin = "bdbrequest";
 
 } // namespace
 
-int Walk::open(BDBEnv* env, BDBIndex* db)
+int Walk::open(const TxnScope& scope, BDBIndex* db)
 {
-    int rc = txn_.begin(env, 0);
+    int rc = txn_.begin(scope, 0);
     if (rc == 0)
         // As a flag of the cursor: Berkeley DB accepts it with a read, but ignores it there.
         // Kept: the walk may see part of a concurrent batch; writers do not wait for the whole walk.

@@ -8,7 +8,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 
-class BDBEnv;
+class TxnScope;
 class BDBIndex;
 class ItemFormatter;
 
@@ -21,7 +21,7 @@ public:
     /** `name` begins the walk's log lines; `startKey` is the key that the first read seeks, or empty. */
     Walk(const char* name, const QByteArray& startKey) : name_(name), startKey_(startKey), buffers_(startKey) {}
 
-    [[nodiscard]] int open(BDBEnv* env, BDBIndex* db);
+    [[nodiscard]] int open(const TxnScope& scope, BDBIndex* db);
 
     /**
      * Reads a record, which cannot change until the next read: the cursor holds a read lock on its page and releases it

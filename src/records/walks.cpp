@@ -16,11 +16,11 @@ namespace {
  * of that succeeded; otherwise the appended items are removed.
  */
 template <typename Result, typename Gather>
-int runWalk(Walk& walk, BDBEnv* env, BDBIndex* db, Gather&& gather, QByteArray* items, Result* result)
+int runWalk(Walk& walk, const TxnScope& scope, BDBIndex* db, Gather&& gather, QByteArray* items, Result* result)
 {
     const qsizetype before = items != nullptr ? items->size() : 0;
     Result found;
-    int rc = walk.open(env, db);
+    int rc = walk.open(scope, db);
     if (rc == 0)
         rc = gather(&found);
     rc = walk.finish(rc);
@@ -181,8 +181,8 @@ private:
 
 } // namespace
 
-int Records::scanDb(BDBEnv* env, BDBIndex* db, const ScanRange& range, ItemFormatter* format, QByteArray* items,
-                    ScanResult* result)
+int Records::scanDb(const TxnScope& scope, BDBIndex* db, const ScanRange& range, ItemFormatter* format,
+                    QByteArray* items, ScanResult* result)
 {
     KeyFilter filter;
     if (const int rc = parseFilter(range.filter, format->names(), &filter))
@@ -192,11 +192,11 @@ int Records::scanDb(BDBEnv* env, BDBIndex* db, const ScanRange& range, ItemForma
     Walk walk("scanDb", startKey);
     RecordScan scan(walk, range, startKey, filter, format, items);
     return runWalk(
-        walk, env, db, [&](ScanResult* found) { return scan.run(found); }, items, result);
+        walk, scope, db, [&](ScanResult* found) { return scan.run(found); }, items, result);
 }
 
-int Records::queryDb(BDBEnv* env, BDBIndex* db, const QueryRange& range, ItemFormatter* format, QByteArray* items,
-                     QueryResult* result)
+int Records::queryDb(const TxnScope& scope, BDBIndex* db, const QueryRange& range, ItemFormatter* format,
+                     QByteArray* items, QueryResult* result)
 {
     KeyBounds condition;
     bool forward = range.forward;
@@ -213,5 +213,5 @@ int Records::queryDb(BDBEnv* env, BDBIndex* db, const QueryRange& range, ItemFor
     Walk walk("queryDb", recordKey(range.hashKey, condition.low));
     RecordQuery query(walk, range, condition, forward, format, items);
     return runWalk(
-        walk, env, db, [&](QueryResult* found) { return query.run(found); }, items, result);
+        walk, scope, db, [&](QueryResult* found) { return query.run(found); }, items, result);
 }

@@ -3,7 +3,7 @@
 
 #include "records/itemformatter.h"
 
-class BDBEnv;
+class TxnScope;
 class BDBIndex;
 
 /**
@@ -55,16 +55,16 @@ namespace Records {
  * Walks a whole partition in key order. Only the filter's conditions on the two key attributes, which `format` names,
  * are evaluated.
  */
-[[nodiscard]] int scanDb(BDBEnv* env, BDBIndex* db, const ScanRange& range, ItemFormatter* format, QByteArray* items,
-                         ScanResult* result);
+[[nodiscard]] int scanDb(const TxnScope& scope, BDBIndex* db, const ScanRange& range, ItemFormatter* format,
+                         QByteArray* items, ScanResult* result);
 
 /**
  * Walks the records of one hash key; without `format` it only counts, and `items` may be null.
  *
  * Kept: an exclusive start also replaces the bound of the condition in its comparisons.
  */
-[[nodiscard]] int queryDb(BDBEnv* env, BDBIndex* db, const QueryRange& range, ItemFormatter* format, QByteArray* items,
-                          QueryResult* result);
+[[nodiscard]] int queryDb(const TxnScope& scope, BDBIndex* db, const QueryRange& range, ItemFormatter* format,
+                          QByteArray* items, QueryResult* result);
 
 } // namespace Records
 

@@ -12,7 +12,6 @@
 #include "storage/bdbtxn.h"
 #include "storage/deadlockretry.h"
 #include "storage/environmentpath.h"
-#include "json/jsonwriter.h"
 
 #include <QSet>
 
@@ -72,13 +71,13 @@ int planPutItem(TableContext& table, const QByteArray& tableName, const QVariant
 {
     if (hasConditions(put))
         return refuse(plan, "condition check failed", __LINE__);
-    QVariantMap item = put.value(u"Item"_s).toMap();
     ItemPlace place;
-    if (const int rc = Records::takePlace(table, tableName, &item, &place))
+    QByteArray stored;
+    if (const int rc = Records::takePlace(table, tableName, put.value(u"Item"_s), &place, &stored))
         return rc;
     if (const int rc = addSeen(place.key, seen, plan))
         return rc;
-    plan->writes.push_back({tableName, place.db, place.key, Json::serialize(item)});
+    plan->writes.push_back({tableName, place.db, place.key, std::move(stored)});
     return StatusSuccess;
 }
 
@@ -103,6 +102,8 @@ int planTable(TableContext& table, const QByteArray& tableName, const QVariantLi
 {
     QVariantMap description;
     if (const int rc = Records::loadSchema(table, tableName, &description, false)) {
+        if (rc == StatusTakesLong)
+            return rc;
         plan->report = [tableName] {
             LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
         };
@@ -149,10 +150,11 @@ int planBatch(TableContext& context, const QVariantMap& tables, const QByteArray
 /**
  * A batch: all its tables in one transaction, which is retried after a deadlock.
  *
- * Schemas are read and databases opened before the transaction's first write: both wait for page locks, each in a
- * transaction of its own. Waiting for a page that the batch has locked would hang forever, since Berkeley DB does not
- * know that both transactions run on the same thread. The layers below log problems with a table or a key at that
- * point, once; the batch's own lines and its outcome are those of a walk that writes as it goes.
+ * Schemas are read and databases opened before the transaction begins: both wait for page locks, each in a transaction
+ * of its own. Waiting for a page that the batch has locked would hang forever, since Berkeley DB does not know that
+ * both transactions run on the same thread. Nor could the transaction name the databases that it writes to. The layers
+ * below log problems with a table or a key at that point, once; the batch's own lines and its outcome are those of a
+ * walk that writes as it goes.
  */
 class Batch {
 public:
@@ -164,14 +166,18 @@ public:
     /** One attempt. DB_LOCK_DEADLOCK: retry. */
     int run()
     {
-        BDBTxn txn; // holds no page lock before the first write
-        if (const int rc = txn.begin(context_.env(), 0)) {
-            unprocessed_.clear();
-            return rc;
-        }
         if (!plan_) {
             plan_.emplace();
             plan_->failure = planBatch(context_, tables_, EnvironmentPath::ofTable(lastTable_), &*plan_);
+            if (plan_->failure == StatusTakesLong)
+                return plan_->failure;
+            for (const BatchWrite& write : plan_->writes)
+                databases_.push_back(write.db);
+        }
+        BDBTxn txn;
+        if (const int rc = txn.beginWriting(context_.transactions(), databases_)) {
+            unprocessed_.clear();
+            return rc;
         }
         int rc = writePlanned(&txn);
         if (rc == 0)
@@ -213,8 +219,9 @@ private:
     TableContext& context_;
     const QVariantMap& tables_;
     std::optional<BatchPlan> plan_;
-    QByteArray lastTable_;    // the last TableName that an attempt examined; initially the first one
-    QVariantMap unprocessed_; // of the final attempt
+    std::vector<BDBIndex*> databases_; // of the planned writes, with repetitions
+    QByteArray lastTable_;             // the last TableName that an attempt examined; initially the first one
+    QVariantMap unprocessed_;          // of the final attempt
 };
 
 } // namespace
@@ -244,5 +251,6 @@ int Requests::batchWriteItem(BDBRequest& request)
     }
     if (!batch.unprocessed().isEmpty())
         request.reply.insert(u"UnprocessedItems"_s, batch.unprocessed());
+    request.failedReply = request.reply;
     return rc;
 }

@@ -1,60 +1,20 @@
 #include "request/bdbrequest.h"
 
-#include "log/log.h"
-#include "protocol/operations.h"
-#include "request/adminops.h"
-#include "request/batchwrite.h"
-#include "request/itemops.h"
-#include "request/scanquery.h"
-#include "request/tableops.h"
-
-#include <QScopeGuard>
-
-#include <string_view>
-
 using namespace Qt::StringLiterals;
-
-namespace {
-
-struct Handler {
-    Operations::Operation operation;
-    int (*run)(BDBRequest&);
-};
-
-constexpr Handler Handlers[] = {
-    {Operations::Query, Requests::queryTable},
-    {Operations::GetItem, Requests::getItem},
-    {Operations::PutItem, Requests::putItem},
-    {Operations::UpdateItem, Requests::updateItem},
-    {Operations::DescribeTable, Requests::describeTable},
-    {Operations::UpdateTable, Requests::updateTable},
-    {Operations::DeleteItem, Requests::deleteItem},
-    {Operations::BatchWriteItem, Requests::batchWriteItem},
-    {Operations::CreateTable, Requests::createTable},
-    {Operations::DeleteTable, Requests::deleteTable},
-    {Operations::Scan, Requests::scanTable},
-    {Operations::DescribeBackup, Requests::describeBackup},
-};
-
-} // namespace
 
 QByteArray BDBRequest::tableName() const
 {
     return parsedBody.value(u"TableName"_s).toString().toUtf8();
 }
 
-void Requests::dispatch(BDBRequest& request)
+void BDBRequest::reset()
 {
-    // Kept: names are compared up to their first zero byte; anything after it is ignored.
-    const std::string_view name = request.operation.constData();
-    for (const Handler& handler : Handlers) {
-        if (handler.operation.isNamed(name)) {
-            // A client that is slow to read its reply must not keep the environment from being deleted.
-            const auto leave = qScopeGuard([&] { request.table.leave(); });
-            request.status = handler.run(request);
-            return;
-        }
-    }
-    LOG_ERROR("bdbrequest", 120) << "Unknown request opcode is " << request.operation;
-    request.status = StatusInternalError;
+    status = StatusSuccess;
+    operation.resize(0);
+    body = QByteArray();
+    parsedBody = QVariantMap();
+    reply = QVariantMap();
+    failedReply = QVariantMap();
+    table.reset();
+    environment.reset();
 }

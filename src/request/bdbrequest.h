@@ -9,13 +9,16 @@
 
 /**
  * One request: the client's input, the reply under construction, and what the request has open. Owned by the
- * connection's handler, created for every request, used by one thread at a time.
+ * connection's handler, which uses it for one request after the other; used by one thread at a time.
  */
 struct BDBRequest {
     /** `environments` is the server's registry, `connection` the connection's own table; both outlive the request. */
     BDBRequest(BDBObjTable* environments, BDBObjTable* connection, int tableCapacity)
         : table(environments, connection, tableCapacity)
     {}
+
+    /** Prepares it for the next request. Little memory is kept. */
+    void reset();
 
     /** The body's "TableName" as bytes: UTF-8, as in the file system. Empty when it is missing. */
     QByteArray tableName() const;
@@ -26,18 +29,10 @@ struct BDBRequest {
     QByteArray body;      // the JSON text
     QVariantMap parsedBody;
     QVariantMap reply;
+    QVariantMap failedReply; // replaces it when what the operation has committed does not become durable
 
     TableContext table;
+    EnvironmentUse environment; // that the operation has used; set at its end
 };
-
-namespace Requests {
-
-/**
- * Runs the operation that the request names, on the calling (database pool) thread. Sets the request's status; the
- * operation fills its reply map. An unknown name is one ERROR line and status 2.
- */
-void dispatch(BDBRequest& request);
-
-} // namespace Requests
 
 #endif

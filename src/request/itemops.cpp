@@ -1,17 +1,18 @@
 #include "request/itemops.h"
 
+#include "format/tablename.h"
 #include "log/log.h"
 #include "protocol/bodies.h"
 #include "records/itemformatter.h"
 #include "records/itemplace.h"
 #include "records/lists.h"
 #include "records/recordops.h"
+#include "records/requeststatus.h"
 #include "records/schema.h"
 #include "request/bdbrequest.h"
 #include "request/requestkeys.h"
 #include "storage/deadlockretry.h"
 #include "json/jsontext.h"
-#include "json/jsonwriter.h"
 
 #include <optional>
 
@@ -58,6 +59,14 @@ bool wantsOldItem(const BDBRequest& request)
     return request.parsedBody.value(u"ReturnValues"_s).toString() == Bodies::ReturnAllOld;
 }
 
+/** False when the names of the keys would take long to read, which is too late to learn once the item is updated. */
+bool canAddBareKeys(BDBRequest& request)
+{
+    BDBIndex* db = nullptr;
+    return !request.table.onlyFinds() ||
+           request.table.dbOpen(request.tableName(), TableNames::MetaSubDatabase, &db) == StatusSuccess;
+}
+
 /**
  * Kept: the two key attributes are returned as bare strings, although all others are typed values. Clients rely on it.
  */
@@ -85,17 +94,16 @@ int Requests::putItem(BDBRequest& request)
     QVariantMap description;
     if (const int rc = Records::loadSchema(table, tableName, &description, false))
         return rc;
-    QVariantMap item = request.parsedBody.take(u"Item"_s).toMap(); // sole owner, so the keys are removed without a copy
     ItemPlace place;
-    if (const int rc = Records::takePlace(table, tableName, &item, &place))
+    Json::RawText stored;
+    if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take(u"Item"_s), &place, &stored.text))
         return rc;
 
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
-    const Json::RawText stored{Json::serialize(item)};
     QVariantMap oldItem;
     const int rc = retryItem("putItem", place, [&] {
         oldItem.clear();
-        return Records::putDb(table.env(), place.db, place.key, stored.text, pointerTo(expected),
+        return Records::putDb(table.transactions(), place.db, place.key, stored.text, pointerTo(expected),
                               returnOld ? &oldItem : nullptr);
     });
     // Kept: "Attributes" is always present, with the new item unless the old one was requested.
@@ -114,7 +122,7 @@ int Requests::getItem(BDBRequest& request)
         format.keepOnly(Records::listOf(request.parsedBody.value(u"AttributesToGet"_s)));
     Json::RawText item;
     const int rc = retryItem("getItem", place, [&] {
-        return Records::getDb(request.table.env(), place.db, place.key, &format, &item.text);
+        return Records::getDb(request.table.transactions(), place.db, place.key, &format, &item.text);
     });
     if (rc == DB_NOTFOUND)
         return StatusSuccess; // Kept: a missing item is not an error, the reply just lacks "Item"
@@ -134,11 +142,12 @@ int Requests::deleteItem(BDBRequest& request)
     QVariantMap oldItem;
     const int rc = retryItem("deleteItem", place, [&] {
         oldItem.clear();
-        return Records::deleteDb(request.table.env(), place.db, place.key, pointerTo(expected),
+        return Records::deleteDb(request.table.transactions(), place.db, place.key, pointerTo(expected),
                                  returnOld ? &oldItem : nullptr);
     });
+    request.failedReply.insert(u"Attributes"_s, QVariantMap()); // Kept: also on failure
     if (rc != 0)
-        request.reply.insert(u"Attributes"_s, QVariantMap()); // Kept: also on failure
+        request.reply = request.failedReply;
     else if (returnOld)
         request.reply.insert(u"Attributes"_s, oldItem);
     return rc;
@@ -155,14 +164,18 @@ int Requests::updateItem(BDBRequest& request)
     if (request.parsedBody.contains(u"ReturnValues"_s))
         returnValues = request.parsedBody.value(u"ReturnValues"_s).toString().toUtf8();
 
+    const bool returnsItem = returnValues == Bodies::ReturnAllNew || returnValues == Bodies::ReturnAllOld;
+    if (returnsItem && !canAddBareKeys(request))
+        return StatusTakesLong;
+
     QVariantMap attributes;
     const int rc = retryItem("updateItem", place, [&] {
-        return Records::updateDb(request.table.env(), place.db, place.key, updates, pointerTo(expected),
+        return Records::updateDb(request.table.transactions(), place.db, place.key, updates, pointerTo(expected),
                                  pointerTo(returnValues), &attributes);
     });
     if (!returnValues || attributes.isEmpty())
         return rc;
-    if (*returnValues == Bodies::ReturnAllNew || *returnValues == Bodies::ReturnAllOld)
+    if (returnsItem)
         addBareKeys(request, place, &attributes);
     request.reply.insert(u"Attributes"_s, attributes);
     return rc;

@@ -94,7 +94,10 @@ int Requests::readKeyNames(BDBRequest& request, const QByteArray& tableName, con
                            bool withScannedCount, KeyNames* names)
 {
     QVariantMap description;
-    if (Records::loadSchema(request.table, tableName, &description, true) != 0) {
+    const int rc = Records::loadSchema(request.table, tableName, &description, true);
+    if (rc == StatusTakesLong)
+        return rc;
+    if (rc != 0) {
         answerNothing(request, page, withScannedCount);
         return StatusInternalError;
     }

@@ -41,7 +41,7 @@ namespace Requests {
 
 /**
  * The names of the table's key attributes. A description that cannot be loaded is StatusInternalError, with the reply
- * of answerNothing; otherwise schemaKeyNames' result.
+ * of answerNothing; otherwise schemaKeyNames' result, or StatusTakesLong.
  */
 [[nodiscard]] int readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page,
                                bool withScannedCount, KeyNames* names);

@@ -1,6 +1,7 @@
 #include "request/scanquery.h"
 
 #include "log/log.h"
+#include "protocol/limits.h"
 #include "records/encoding.h"
 #include "records/walks.h"
 #include "request/bdbrequest.h"
@@ -72,8 +73,9 @@ int Requests::scanTable(BDBRequest& request)
         if (const int rc = table.openPartition(tableName, partition, &db))
             return rc;
         ScanResult found;
-        const int rc = retryWalk("scanTable", range.startHash, range.startRange,
-                                 [&] { return Records::scanDb(table.env(), db, range, &format, &items, &found); });
+        const int rc = retryWalk("scanTable", range.startHash, range.startRange, [&] {
+            return Records::scanDb(table.transactions(), db, range, &format, &items, &found);
+        });
         if (rc != 0) {
             answerNothing(request, page, true);
             return rc;
@@ -101,6 +103,8 @@ int Requests::queryTable(BDBRequest& request)
         request.reply.insert(u"Attributes"_s, QVariantMap());
         return StatusSuccess;
     }
+    if (table.onlyFinds() && query.page.limit > Limits::PageItems)
+        return StatusTakesLong;
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, query.page, false, &names))
         return rc;
@@ -113,7 +117,8 @@ int Requests::queryTable(BDBRequest& request)
     QByteArray items;
     QueryResult found;
     const int rc = retryWalk("queryTable", range.hashKey, range.startRange, [&] {
-        return Records::queryDb(table.env(), db, range, query.page.countOnly ? nullptr : &format, &items, &found);
+        return Records::queryDb(table.transactions(), db, range, query.page.countOnly ? nullptr : &format, &items,
+                                &found);
     });
     if (rc != 0) {
         answerNothing(request, query.page, false);

@@ -62,7 +62,7 @@ int Requests::createTable(BDBRequest& request)
     if (const int rc = request.table.openTable(tableName))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = request.table.dbOpen(tableName, TableNames::MetaSubDatabase, &db))
+    if (const int rc = request.table.openMeta(tableName, &db))
         return rc;
 
     const QVariantMap description{
@@ -113,7 +113,7 @@ int Requests::deleteTable(BDBRequest& request)
     TableContext& table = request.table;
     if (table.envLookup(tableName, 0) != 0)
         return StatusSuccess;
-    table.leave(); // before waiting: two deletes would deadlock
+    (void)table.leave(); // before waiting: two deletes would deadlock
     const auto lock = Registry::lockEnv(table.registry(), tableName, true);
     if (!lock)
         return StatusSuccess; // another delete was faster

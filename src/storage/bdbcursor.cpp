@@ -13,26 +13,18 @@ BDBCursor::~BDBCursor()
 
 int BDBCursor::open(BDBIndex* index, BDBTxn* txn, u_int32_t flags)
 {
+    index_ = index;
+    txn_ = txn;
     return index->cursor(BDBTxn::handleOf(txn), &cursor_, flags);
 }
 
 int BDBCursor::get(Dbt* key, Dbt* data, u_int32_t flags)
 {
-    return cursor_ != nullptr ? cursor_->get(key, data, flags) : NoHandle;
-}
-
-int BDBCursor::put(Dbt* key, Dbt* data, u_int32_t flags)
-{
-    return cursor_ != nullptr ? cursor_->put(key, data, flags) : NoHandle;
-}
-
-int BDBCursor::isAtSameRecord(const BDBCursor& other, bool* same)
-{
-    if (cursor_ == nullptr || other.cursor_ == nullptr)
+    if (cursor_ == nullptr)
         return NoHandle;
-    int differs = 0;
-    const int rc = cursor_->cmp(other.cursor_, &differs, 0);
-    *same = rc == 0 && differs == 0;
+    const int rc = cursor_->get(key, data, flags);
+    if (txn_ != nullptr)
+        txn_->noteRead(index_);
     return rc;
 }
 

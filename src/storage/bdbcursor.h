@@ -20,16 +20,14 @@ public:
     [[nodiscard]] int open(BDBIndex* index, BDBTxn* txn, u_int32_t flags);
 
     [[nodiscard]] int get(Dbt* key, Dbt* data, u_int32_t flags);
-    [[nodiscard]] int put(Dbt* key, Dbt* data, u_int32_t flags);
-
-    /** Whether this cursor and `other`, of the same database, are positioned on the same record. */
-    [[nodiscard]] int isAtSameRecord(const BDBCursor& other, bool* same);
 
     /** 12 when there is no cursor. */
     int close();
 
 private:
-    Dbc* cursor_ = nullptr; // owned by Berkeley DB, which frees it at close
+    Dbc* cursor_ = nullptr;     // owned by Berkeley DB, which frees it at close
+    BDBIndex* index_ = nullptr; // neither is owned; set by open()
+    BDBTxn* txn_ = nullptr;
 };
 
 #endif

@@ -13,13 +13,16 @@
 #include "storage/bdbstatprintthread.h"
 #include "storage/databaseopening.h"
 #include "storage/descriptorreserve.h"
+#include "storage/logflusher.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace {
@@ -33,6 +36,9 @@ constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOC
 // table stall forever. 512 KiB would be just enough; 16 MiB is a good compromise between hot and cold data, and costs
 // an idle environment 1.4 MB.
 constexpr u_int32_t CacheBytes = 16 * 1024 * 1024;
+
+// With the library's 32 KiB every eighth transaction would have to write the log in its middle.
+constexpr u_int32_t LogBufferBytes = 1024 * 1024;
 
 constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created
 
@@ -120,7 +126,8 @@ int BDBEnv::startThreads()
         if (thread->state() == MaintenanceThread::Stopped)
             return EAGAIN; // an environment without its background threads is not opened
     }
-    return 0;
+    logFlusher_ = std::make_unique<LogFlusher>(this);
+    return logFlusher_->isRunning() ? 0 : EAGAIN;
 }
 
 void BDBEnv::stopThreads()
@@ -141,6 +148,7 @@ void BDBEnv::stopThreads()
             thread->waitStopped();
     }
     hotBackupThread_.reset(); // its destructor waits
+    logFlusher_.reset();      // likewise
 }
 
 int BDBEnv::openConfigured(const QByteArray& home)
@@ -179,6 +187,8 @@ int BDBEnv::configure()
         return rc;
     if (const int rc = log_set_config(DB_LOG_DSYNC, 1))
         return rc;
+    if (const int rc = set_lg_bsize(LogBufferBytes))
+        return rc;
     if (const int rc = set_cachesize(0, CacheBytes, 1))
         return rc;
     // Runs the detector whenever a lock must wait, with the policy of the periodic detection: with that alone, two
@@ -199,6 +209,11 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
         return rc;
     if (const int rc = index->open(file.constData(), subDb, DB_BTREE, flags))
         return rc;
+    FileId id;
+    std::copy_n(index->get_DB()->fileid, id.size(), id.begin());
+    index->shareState(&databases_[id]);
+    if (std::string_view(subDb) == TableNames::MetaSubDatabase)
+        index->countChanges(&descriptionChanges_);
     hasContent_ = true;
     opening.keep();
     return 0;

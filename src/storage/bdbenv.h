@@ -2,16 +2,21 @@
 #define QUORVA_STORAGE_BDBENV_H
 
 #include "storage/bdbobjtable.h"
+#include "storage/changecount.h"
 #include "storage/commitgate.h"
+#include "storage/databasestate.h"
 #include "storage/directoryclaims.h"
 #include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
+#include "storage/opentables.h"
 
 #include <db_cxx.h>
 
 #include <QByteArray>
 
+#include <array>
 #include <atomic>
+#include <map>
 #include <memory>
 
 class BDBCacheFlushThread;
@@ -20,6 +25,7 @@ class BDBHotBackupThread;
 class BDBIndex;
 class BDBLockDetectThread;
 class BDBStatPrintThread;
+class LogFlusher;
 struct BDBBackupStatus;
 
 /**
@@ -85,11 +91,22 @@ public:
     /** The current state of the hot backup. */
     [[nodiscard]] BDBBackupStatus backupStatus();
 
+    /** Makes commits durable for the requests that wait for it. Only of an open environment. */
+    LogFlusher& logFlusher() { return *logFlusher_; }
+
     /** Held while a database is opened; before mutex() in the lock order. */
     QMutex& openingMutex() { return openingMutex_; }
 
     /** Last in the lock order; held exclusively only briefly. */
     CommitGate& commitGate() { return commitGate_; }
+
+    /**
+     * Counts the changes of all sub-databases of table descriptions. One for the environment, as a file may have
+     * several names.
+     */
+    ChangeCount& descriptionChanges() { return descriptionChanges_; }
+
+    OpenTables& openTables() { return openTables_; }
 
     /** Names held by BDBLocker objects; guarded by mutex(). */
     QHash<QString, int>& lockNames() { return lockNames_; }
@@ -106,12 +123,17 @@ private:
     int configure();
     int startThreads();
 
+    using FileId = std::array<u_int8_t, DB_FILE_ID_LEN>;
+
     QHash<QString, int> lockNames_;
     QMutex openingMutex_;
     CommitGate commitGate_;
+    ChangeCount descriptionChanges_;
+    OpenTables openTables_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     EnvironmentDirectories directories_;
-    DirectoryClaims claims_; // guarded by openingMutex_
+    DirectoryClaims claims_;                    // guarded by openingMutex_
+    std::map<FileId, DatabaseState> databases_; // of all files ever opened; guarded by openingMutex_
     QByteArray spelledHome_;
     std::atomic<bool> hasContent_ = false;
     const int tableCapacity_;
@@ -122,6 +144,7 @@ private:
     std::unique_ptr<BDBCacheFlushThread> cacheFlushThread_;
     std::unique_ptr<BDBStatPrintThread> statPrintThread_;
     std::unique_ptr<BDBHotBackupThread> hotBackupThread_;
+    std::unique_ptr<LogFlusher> logFlusher_;
 };
 
 #endif

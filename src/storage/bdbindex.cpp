@@ -1,6 +1,5 @@
 #include "storage/bdbindex.h"
 
-#include "storage/bdbcursor.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
 
@@ -19,52 +18,34 @@ int BDBIndex::open(const char* file, const char* subDb, DBTYPE type, u_int32_t f
     return rc;
 }
 
-int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
+/** Runs a write in `txn` or, if that is null, in a transaction of its own. */
+template <typename Write> int BDBIndex::writeIn(BDBTxn* txn, Write&& write)
 {
-    return Db::put(BDBTxn::handleOf(txn), key, data, flags);
+    if (txn == nullptr) {
+        const ChangeCount::Change change(changes_);
+        return write(nullptr);
+    }
+    const int rc = write(BDBTxn::handleOf(txn));
+    txn->noteWrite(this);
+    return rc;
 }
 
-/*
- * Berkeley DB 5.3 can put a key into the wrong leaf. A put that finds its leaf full locks the leaf and its parent to
- * split it. If another transaction has split the leaf in the meantime, the put releases both, but starts its next
- * search at that parent instead of the root. If the parent was split as well, a key that belongs under its new sibling
- * is inserted after the last key of the old page, where no search from the root finds it. A leaf that the transaction
- * has locked by a read with DB_RMW cannot be split by others, so only a put without such a read needs the check.
- */
-int BDBIndex::putChecked(BDBTxn* txn, Dbt* key, Dbt* data)
+int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 {
-    BDBCursor written;
-    if (const int rc = written.open(this, txn, 0))
-        return rc;
-    if (const int rc = written.put(key, data, DB_KEYLAST))
-        return rc;
-
-    BDBCursor found;
-    if (const int rc = found.open(this, txn, 0))
-        return rc;
-    Dbt noData;
-    noData.set_flags(DB_DBT_USERMEM | DB_DBT_PARTIAL);
-    const int rc = found.get(key, &noData, DB_SET);
-    if (rc != 0)
-        return rc == DB_NOTFOUND ? DB_LOCK_DEADLOCK : rc;
-    bool same = false;
-    if (const int compared = written.isAtSameRecord(found, &same))
-        return compared;
-    if (!same)
-        return DB_LOCK_DEADLOCK;
-    const int foundClosed = found.close();
-    const int writtenClosed = written.close();
-    return foundClosed != 0 ? foundClosed : writtenClosed;
+    return writeIn(txn, [&](DbTxn* handle) { return Db::put(handle, key, data, flags); });
 }
 
 int BDBIndex::get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 {
-    return Db::get(BDBTxn::handleOf(txn), key, data, flags);
+    const int rc = Db::get(BDBTxn::handleOf(txn), key, data, flags);
+    if (txn != nullptr)
+        txn->noteRead(this);
+    return rc;
 }
 
 int BDBIndex::del(BDBTxn* txn, Dbt* key, u_int32_t flags)
 {
-    return Db::del(BDBTxn::handleOf(txn), key, flags);
+    return writeIn(txn, [&](DbTxn* handle) { return Db::del(handle, key, flags); });
 }
 
 int BDBIndex::close(u_int32_t flags)

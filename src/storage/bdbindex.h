@@ -2,10 +2,13 @@
 #define QUORVA_STORAGE_BDBINDEX_H
 
 #include "storage/bdbobject.h"
+#include "storage/databasestate.h"
+#include "storage/derivedvalue.h"
 
 #include <db_cxx.h>
 
 class BDBTxn;
+class ChangeCount;
 
 /**
  * A database handle. Shared by all threads once it is open. A transaction argument may be null: no transaction.
@@ -26,20 +29,37 @@ public:
     [[nodiscard]] int get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
 
-    /**
-     * put() without flags for a record that `txn`, an active transaction, has not read with DB_RMW. Also returns
-     * DB_LOCK_DEADLOCK when the record landed on the wrong page (see the implementation for how): abort and retry the
-     * transaction, as after any deadlock.
-     */
-    [[nodiscard]] int putChecked(BDBTxn* txn, Dbt* key, Dbt* data);
+    /** What the handles of the same file share; its own until shareState(). */
+    DatabaseState& state() { return *state_; }
+
+    /** Not owned; outlives the handle. Before the handle is used by others. */
+    void shareState(DatabaseState* state) { state_ = state; }
 
     /** 12, without calling Berkeley DB, when the handle is not open. */
     int close(u_int32_t flags) override;
 
     int isOpen() const { return isOpen_; }
 
+    /**
+     * Has `changes` count what is written to the database through this handle, in a transaction or without. It must
+     * outlive the handle, and be the same for all handles of the database. Call before the handle is shared.
+     */
+    void countChanges(ChangeCount* changes) { changes_ = changes; }
+
+    /** Null: changes are not counted. */
+    ChangeCount* changes() const { return changes_; }
+
+    /** What readers have derived from the contents; current while changes() returns the same stamp. */
+    DerivedValue& derived() { return derived_; }
+
 private:
+    template <typename Write> int writeIn(BDBTxn* txn, Write&& write);
+
+    ChangeCount* changes_ = nullptr; // not owned
+    DerivedValue derived_;
     int isOpen_ = 0;
+    DatabaseState ownState_;
+    DatabaseState* state_ = &ownState_;
 };
 
 #endif

@@ -10,7 +10,10 @@
 
 #include <QMutexLocker>
 
+#include <QSet>
+
 #include <cerrno>
+#include <vector>
 
 namespace {
 
@@ -21,6 +24,17 @@ constexpr int OpenFailed = 3;
 BDBEnv* environmentAt(const BDBObjTable* registry, int descriptor)
 {
     return static_cast<BDBEnv*>(registry->getObject(descriptor, BDBEnvType));
+}
+
+/** findEnv() for a caller that holds the mutex. */
+bool findRegistered(BDBObjTable* registry, const QString& key, EnvironmentUse* env)
+{
+    const auto [descriptor, access] = EnvironmentNames::find(registry, key);
+    if (descriptor < 1)
+        return false;
+    BDBEnv* found = environmentAt(registry, descriptor);
+    *env = EnvironmentUse(found, found->uses(), access);
+    return true;
 }
 
 void logFailedOpening(const QByteArray& home, const QString& key, int rc)
@@ -73,11 +87,8 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
 {
     QMutexLocker locker(&registry->mutex());
     for (;;) {
-        if (const auto [descriptor, access] = EnvironmentNames::find(registry, key); descriptor >= 1) {
-            BDBEnv* found = environmentAt(registry, descriptor);
-            *env = EnvironmentUse(found, found->uses(), access);
+        if (findRegistered(registry, key, env))
             return 0;
-        }
         const QString canonical = RegistryKeys::canonical(key);
         const bool closing = create != 0 && ClosingEnvironments::instance().contains(canonical);
         std::shared_ptr<const OpeningEnvironments::Opening> opening;
@@ -102,6 +113,12 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
         }
         locker.relock();
     }
+}
+
+bool Registry::findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env)
+{
+    const QMutexLocker locker(&registry->mutex());
+    return findRegistered(registry, key, env);
 }
 
 int Registry::registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
@@ -184,4 +201,19 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
     env->uses()->waitUnused();
     env.reset();
     ClosingEnvironments::instance().remove(names);
+}
+
+void Registry::flushAll(BDBObjTable* registry)
+{
+    std::vector<EnvironmentUse> uses; // they may be removed meanwhile
+    {
+        const QMutexLocker locker(&registry->mutex());
+        const QList<int> descriptors = registry->names().values(); // one for each spelling
+        for (const int descriptor : QSet<int>(descriptors.begin(), descriptors.end())) {
+            BDBEnv* env = environmentAt(registry, descriptor);
+            uses.emplace_back(env, env->uses(), nullptr);
+        }
+    }
+    for (const EnvironmentUse& use : uses)
+        (void)use.env()->log_flush(nullptr);
 }

@@ -32,6 +32,9 @@ namespace Registry {
 [[nodiscard]] int openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, int tableCapacity, int create,
                           const QByteArray& home);
 
+/** Finds the environment named `key` if it is open; never waits. True: `env` is a use of it, as from openEnv. */
+[[nodiscard]] bool findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env);
+
 /** Registers `env` with a new access lock. Its descriptor, or -1 when the registry is full. The caller holds the mutex.
  */
 [[nodiscard]] int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key);
@@ -55,6 +58,9 @@ void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
  * identifies the environment: the name may lead to another one by the time of the call.
  */
 void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held = nullptr);
+
+/** Makes durable what all registered environments have committed. A failure is their log's. */
+void flushAll(BDBObjTable* registry);
 
 } // namespace Registry
 

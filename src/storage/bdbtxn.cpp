@@ -2,9 +2,12 @@
 
 #include "log/log.h"
 #include "storage/bdbenv.h"
+#include "storage/bdbindex.h"
 #include "storage/resultcodes.h"
 #include "storage/settings.h"
 
+#include <algorithm>
+#include <functional>
 #include <shared_mutex>
 #include <utility>
 
@@ -20,13 +23,38 @@ BDBTxn::~BDBTxn()
         (void)abort(); // there is no caller to report to
 }
 
-int BDBTxn::begin(BDBEnv* env, u_int32_t flags)
+int BDBTxn::begin(const TxnScope& scope, u_int32_t flags)
 {
-    env_ = env;
-    const int rc = env->txn_begin(nullptr, &txn_, flags);
+    scope_ = scope;
+    written_.clear();
+    changes_ = nullptr;
+    const int rc = scope.env()->txn_begin(nullptr, &txn_, flags);
     if (rc != 0)
         LOG_ERROR(LogOrigin, __LINE__) << "txn init failed rc " << rc;
     return rc;
+}
+
+int BDBTxn::beginWriting(const TxnScope& scope, std::span<BDBIndex* const> databases)
+{
+    for (BDBIndex* database : databases)
+        held_.append(&database->state());
+    if (held_.size() > 1) {
+        std::sort(held_.begin(), held_.end(), std::less<>());
+        held_.erase(std::unique(held_.begin(), held_.end()), held_.end());
+    }
+    for (DatabaseState* file : held_)
+        file->writer.lock();
+    const int rc = begin(scope, 0);
+    if (rc != 0)
+        releaseFiles();
+    return rc;
+}
+
+void BDBTxn::releaseFiles()
+{
+    for (DatabaseState* file : held_)
+        file->writer.unlock();
+    held_.clear();
 }
 
 int BDBTxn::commit(u_int32_t flags)
@@ -35,8 +63,16 @@ int BDBTxn::commit(u_int32_t flags)
         LOG_ERROR(LogOrigin, __LINE__) << "bt_txn is NULL";
         return NoHandle;
     }
-    const std::shared_lock gate(env_->commitGate());
+    UnflushedCommits* const unflushed = scope_.unflushed();
+    if (flags == DB_TXN_SYNC && unflushed != nullptr) {
+        flags = DB_TXN_NOSYNC;
+        for (DatabaseState* file : written_)
+            unflushed->addWritten(file); // before the commit, which lets others read what was written
+    }
+    const ChangeCount::Change change(changes_); // others may see it before the commit returns
+    const std::shared_lock gate(scope_.env()->commitGate());
     const int rc = std::exchange(txn_, nullptr)->commit(flags);
+    releaseFiles();
     if (rc != 0)
         LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;
     return rc;
@@ -46,7 +82,9 @@ int BDBTxn::abort()
 {
     if (txn_ == nullptr)
         return NoHandle;
-    return std::exchange(txn_, nullptr)->abort();
+    const int rc = std::exchange(txn_, nullptr)->abort();
+    releaseFiles();
+    return rc;
 }
 
 int BDBTxn::finish(int rc)
@@ -55,4 +93,20 @@ int BDBTxn::finish(int rc)
         return commit(Settings::txnCommitFlags());
     (void)abort(); // the result that matters is the one that led here
     return rc;
+}
+
+void BDBTxn::noteRead(BDBIndex* database)
+{
+    if (scope_.unflushed() != nullptr)
+        scope_.unflushed()->noteRead(database->state());
+}
+
+void BDBTxn::noteWrite(BDBIndex* database)
+{
+    noteRead(database); // the result of a write tells what was there before
+    DatabaseState* const file = &database->state();
+    if (written_.isEmpty() || written_.last() != file)
+        written_.append(file);
+    if (database->changes() != nullptr)
+        changes_ = database->changes();
 }

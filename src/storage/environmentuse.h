@@ -2,6 +2,7 @@
 #define QUORVA_STORAGE_ENVIRONMENTUSE_H
 
 #include "storage/accesslock.h"
+#include "storage/unflushedcommits.h"
 
 #include <condition_variable>
 #include <memory>
@@ -30,6 +31,12 @@ public:
             unused_.notify_all();
     }
 
+    int users()
+    {
+        const std::lock_guard lock(mutex_);
+        return users_;
+    }
+
     void waitUnused()
     {
         std::unique_lock lock(mutex_);
@@ -44,7 +51,8 @@ private:
 
 /**
  * One use of an environment, which is not destroyed during the object's lifetime. The registry hands it out with the
- * environment's access lock, which the user may then acquire. Used by one thread.
+ * environment's access lock, which the user may then acquire. Used by one thread at a time; only a hold on the access
+ * lock binds it to the thread that acquired it.
  */
 class EnvironmentUse {
 public:
@@ -68,6 +76,10 @@ public:
 
     BDBEnv* env() const { return env_; }
 
+    /** What must be durable before the user may tell anybody what it did or saw. */
+    UnflushedCommits& unflushed() { return unflushed_; }
+    const UnflushedCommits& unflushed() const { return unflushed_; }
+
     /**
      * Acquires the access lock shared, until reset(). False, without waiting, while a DeleteTable holds the lock or
      * waits for it. A DeleteTable that has removed the environment waits for the end of this use before it releases the
@@ -82,30 +94,45 @@ public:
     /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { shares_ = false; }
 
-    /** Ends the use and releases a hold on the access lock, on the thread that acquired it. */
-    void reset()
+    /** Releases a hold on the access lock, on the thread that acquired it. The environment stays in use. */
+    void releaseAccess()
     {
-        env_ = nullptr;
         if (std::exchange(shares_, false))
             access_->unlock();
         access_.reset();
+    }
+
+    /**
+     * Ends the use and releases a hold on the access lock, on the thread that acquired it. Commits that are not durable
+     * yet become so later.
+     */
+    void reset()
+    {
+        if (unflushed_.hasWritten())
+            leaveUnflushed();
+        env_ = nullptr;
+        releaseAccess();
         if (const auto count = std::exchange(count_, nullptr))
             count->leave();
     }
 
 private:
+    void leaveUnflushed();
+
     void take(EnvironmentUse& other) noexcept
     {
         env_ = std::exchange(other.env_, nullptr);
         count_ = std::move(other.count_);
         access_ = std::move(other.access_);
         shares_ = std::exchange(other.shares_, false);
+        unflushed_ = std::move(other.unflushed_);
     }
 
     BDBEnv* env_ = nullptr; // not owned
     std::shared_ptr<EnvironmentUseCount> count_;
     std::shared_ptr<AccessLock> access_;
     bool shares_ = false; // access_ is locked by this object
+    UnflushedCommits unflushed_;
 };
 
 #endif

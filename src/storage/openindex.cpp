@@ -17,6 +17,18 @@ constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
 } // namespace
 
+bool Registry::findIndex(BDBObjTable* table, const QString& key, BDBIndex** index)
+{
+    BDBEnv* env = table->env();
+    if (env == nullptr)
+        return false;
+    const QMutexLocker locker(&env->mutex());
+    const int descriptor = env->names().value(key, 0);
+    if (descriptor >= 1)
+        *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
+    return descriptor >= 1;
+}
+
 int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
                         BDBIndex** index)
 {
@@ -25,20 +37,13 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
         LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
         return -1;
     }
-    const auto find = [&] {
-        const QMutexLocker locker(&env->mutex());
-        const int descriptor = env->names().value(key, 0);
-        if (descriptor >= 1)
-            *index = static_cast<BDBIndex*>(table->getObject(descriptor, BDBIndexType));
-        return descriptor >= 1;
-    };
-    if (find())
+    if (findIndex(table, key, index))
         return 0;
 
     // One at a time, so that two requests never open the same database twice. An open may wait for page locks of
     // another request's transaction; the table's mutex stays free for requests whose database is already open.
     const QMutexLocker opening(&env->openingMutex());
-    if (find())
+    if (findIndex(table, key, index))
         return 0; // opened by another request in the meantime
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);

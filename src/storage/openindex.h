@@ -19,6 +19,9 @@ namespace Registry {
 [[nodiscard]] int openIndex(BDBObjTable* table, const QString& key, const QByteArray& file, const char* subDb,
                             BDBIndex** index);
 
+/** Finds the same database if it is open. True: `index` is set. Never waits for an open. Any thread. */
+[[nodiscard]] bool findIndex(BDBObjTable* table, const QString& key, BDBIndex** index);
+
 } // namespace Registry
 
 #endif

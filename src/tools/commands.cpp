@@ -9,6 +9,7 @@
 #include "tools/exportcommand.h"
 #include "tools/getcommand.h"
 #include "tools/importcommand.h"
+#include "tools/initcommand.h"
 #include "tools/putcommand.h"
 #include "tools/querycommand.h"
 #include "tools/requestcommand.h"
@@ -29,6 +30,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<QueryCommand>();
     commands.add<ImportCommand>();
     commands.add<ExportCommand>();
+    commands.add<InitCommand>();
     commands.add<CreateTableCommand>();
     commands.add<DescribeCommand>();
     commands.add<DeleteTableCommand>();

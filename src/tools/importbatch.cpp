@@ -12,8 +12,9 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t MostItems = 25;
-constexpr qsizetype EnoughBytes = 4 * 1024 * 1024;
+// From here on, larger batches cost the server no less per item.
+constexpr std::size_t MostItems = 250;
+constexpr qsizetype MostBytes = 512 * 1024;
 
 // How many levels deeper an item is nested in a request than on its line.
 constexpr int LevelsAround = 5;
@@ -29,9 +30,14 @@ bool isNestedTooDeep(const QByteArray& line)
 
 } // namespace
 
+bool ImportBatch::hasRoomFor(qsizetype bytes) const
+{
+    return items_.empty() || (items_.size() < MostItems && bytes_ + bytes <= MostBytes);
+}
+
 bool ImportBatch::isFull() const
 {
-    return items_.size() == MostItems || bytes_ >= EnoughBytes;
+    return items_.size() == MostItems || bytes_ >= MostBytes;
 }
 
 void ImportBatch::add(long long line, const QByteArray& text, const ItemKey& key)

@@ -6,32 +6,43 @@
 #include "tools/messages.h"
 #include "tools/replies.h"
 
+#include <QCryptographicHash>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
+
+#include <sys/socket.h>
 
 namespace Ctl {
 
 namespace {
 
+constexpr std::size_t Lanes = 4;       // more gain little: with these, both sides are busy
 constexpr int MostRefusedInARow = 100; // with a full disk everything is refused, and the rest is better kept for later
 
 } // namespace
 
 Importer::Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
                    const ImportMark& mark)
-    : table_(std::move(table)), input_(std::move(input)), state_(std::move(state)), begin_(mark), mark_(mark),
-      reached_(mark), session_(server), reader_(input_.descriptor)
-{}
+    : table_(std::move(table)), input_(std::move(input)), state_(std::move(state)), begin_(mark), lines_(mark),
+      mark_(mark), waitsForever_(server.timeout == 0), reader_(input_.descriptor, [this] { return awaitInput(); })
+{
+    lanes_.reserve(Lanes);
+    while (lanes_.size() < Lanes)
+        lanes_.emplace_back(server);
+}
 
 int Importer::run()
 {
     const Interruption interruption;
-    if (const int code = session_.readKeys(table_, &keys_))
+    if (const int code = lanes_.front().session.readKeys(table_, &keys_))
         return code;
     if (const int code = skipToMark())
         return code;
     // A state file that cannot be written now could not be written later either.
-    if (const int code = moveMark())
+    if (const int code = saveMark())
         return code;
     progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
     progress_->show(0, 0);
@@ -62,24 +73,20 @@ int Importer::transfer()
 {
     QByteArray line;
     for (;;) {
-        if (batch_.isEmpty())
-            reached_.line = reader_.lineNumber();
-        const LineReader::Result result = reader_.next(&line);
         int code = ExitOk;
-        switch (result) {
+        switch (reader_.next(&line)) {
         case LineReader::Result::Line:
             code = takeLine(line);
             break;
         case LineReader::Result::TooLong:
-            refuse(reader_.lineNumber(), "the line is too long for an item");
+            complainLine(reader_.lineNumber(), "the line is too long for an item");
+            lines_.addRefused();
             break;
         case LineReader::Result::End:
-            code = sendBatch(reader_.lineNumber());
+            code = sendAll();
             return code != ExitOk ? code : finish();
         case LineReader::Result::Interrupted:
-            code = sendBatch(reader_.lineNumber());
-            if (code == ExitOk)
-                code = moveMark(); // the batch may be followed by refused lines
+            code = failure_ != ExitOk ? failure_ : sendAll();
             return code != ExitOk ? code : stop(ExitErrorReply, "interrupted");
         case LineReader::Result::Failed:
             return cannotRead();
@@ -90,77 +97,207 @@ int Importer::transfer()
     }
 }
 
+/** Takes the replies that arrive before there is input. While the input pauses, everything that was read is sent. */
+bool Importer::awaitInput()
+{
+    for (bool pauses = false;;) {
+        if (pauses)
+            failure_ = sendToIdle();
+        std::vector<pollfd> watched;
+        watchReplies(&watched);
+        watched.push_back({input_.descriptor, POLLIN, 0});
+        if (failure_ != ExitOk || !Interruption::wait(&watched, pauses ? -1 : 0))
+            return false;
+        failure_ = takeReplies(watched);
+        if (failure_ != ExitOk)
+            return false;
+        if (watched.back().revents != 0)
+            return true;
+        pauses = true;
+    }
+}
+
 int Importer::takeLine(const QByteArray& line)
 {
-    if (line.trimmed().isEmpty())
+    if (line.trimmed().isEmpty()) {
+        lines_.addEmpty();
         return ExitOk;
+    }
     ItemKey key;
     if (const std::string error = checkImportLine(line, keys_, &key); !error.empty()) {
-        refuse(reader_.lineNumber(), error);
+        complainLine(reader_.lineNumber(), error);
+        lines_.addRefused();
         return ExitOk;
     }
-    // Of two lines with the same keys, the later one must win.
-    if (batch_.contains(key)) {
-        if (const int code = sendBatch(reader_.lineNumber() - 1))
+    Lane& lane = laneOf(key);
+    if (lane.next.contains(key) || !lane.next.hasRoomFor(line.size())) {
+        int code = waitFor(lane);
+        if (code == ExitOk)
+            code = sendToIdle();
+        if (code != ExitOk)
             return code;
     }
-    batch_.add(reader_.lineNumber(), line, key);
-    return batch_.isFull() ? sendBatch(reader_.lineNumber()) : ExitOk;
+    lines_.addItem();
+    lane.next.add(reader_.lineNumber(), line, key);
+    // The others as well: few items may go to the lane of the first line that is not done.
+    return lane.next.isFull() && !lane.isBusy ? sendToIdle() : ExitOk;
 }
 
-/** `lastLine` is the last line that is finished once the batch is stored. */
-int Importer::sendBatch(long long lastLine)
+/** The server chooses an item's data file by the same byte. */
+Importer::Lane& Importer::laneOf(const ItemKey& key)
 {
-    if (batch_.isEmpty())
-        return ExitOk;
-    QVariantMap reply;
-    int code = send(0, batch_.size(), &reply);
-    if (code == ExitOk) {
-        reached_.stored += static_cast<long long>(batch_.size());
-        refusedInARow_ = 0;
-    } else if (code == ExitErrorReply) {
-        code = sendOneByOne();
+    const QByteArray digest = QCryptographicHash::hash(key.first.toLatin1(), QCryptographicHash::Md5);
+    return lanes_[static_cast<unsigned char>(digest[3]) % lanes_.size()];
+}
+
+/** The lane is idle. */
+int Importer::send(Lane* lane)
+{
+    std::swap(lane->sent, lane->next);
+    lane->next.clear();
+    lane->number = ++requests_;
+    const QByteArray body = lane->sent.requestBody(table_, 0, lane->sent.size());
+    if (lane->session.send(Operations::BatchWriteItem, body) != ExitOk)
+        return stop(ExitNoReply, "no reply came");
+    lane->isBusy = true;
+    return ExitOk;
+}
+
+int Importer::sendToIdle()
+{
+    int code = ExitOk;
+    for (Lane& lane : lanes_) {
+        if (code == ExitOk && !lane.isBusy && !lane.next.isEmpty())
+            code = send(&lane);
     }
-    if (code != ExitOk)
-        return code == ExitNoReply ? stop(code, "no reply came") : code;
-    batch_.clear();
-    reached_.line = lastLine;
-    return moveMark();
+    return code;
 }
 
-int Importer::sendOneByOne()
+/** Sends everything that was read and takes all replies. */
+int Importer::sendAll()
 {
-    for (std::size_t i = 0; i < batch_.size(); ++i) {
-        QVariantMap reply;
-        const int code = send(i, 1, &reply);
-        if (code == ExitNoReply)
+    for (;;) {
+        if (const int code = sendToIdle())
             return code;
-        if (code == ExitOk) {
-            ++reached_.stored;
-            refusedInARow_ = 0;
-            continue;
+        const auto busy = std::find_if(lanes_.cbegin(), lanes_.cend(), [](const Lane& lane) { return lane.isBusy; });
+        if (busy == lanes_.cend())
+            return moveMark(); // also behind lines without an item
+        if (const int code = waitFor(*busy))
+            return code;
+    }
+}
+
+/** Takes replies until that to the lane's batch has come. The next batch is on its way then if it was full. */
+int Importer::waitFor(const Lane& lane)
+{
+    const long long request = lane.number;
+    while (lane.isBusy && lane.number == request) {
+        std::vector<pollfd> watched;
+        watchReplies(&watched);
+        // With a time limit for replies, taking one is what watches it.
+        if (waitsForever_ && ::poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR)
+            return stop(ExitNoReply, std::string("cannot wait for replies: ") + std::strerror(errno));
+        for (std::size_t i = 0; !waitsForever_ && i < lanes_.size(); ++i) {
+            if (&lanes_[i] == &lane)
+                watched[i].revents = POLLIN;
         }
-        refuse(batch_.lineOf(i), "the server refused it: " +
-                                     (Envelopes::isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
-        if (++refusedInARow_ == MostRefusedInARow)
-            return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
+        if (const int code = takeReplies(watched))
+            return code;
+    }
+    return ExitOk;
+}
+
+/** One element for each lane. */
+void Importer::watchReplies(std::vector<pollfd>* watched) const
+{
+    for (const Lane& lane : lanes_)
+        watched->push_back({lane.isBusy ? lane.session.socketDescriptor() : -1, POLLIN, 0});
+}
+
+int Importer::takeReplies(const std::vector<pollfd>& watched)
+{
+    for (std::size_t i = 0; i < lanes_.size(); ++i) {
+        Lane& lane = lanes_[i];
+        if (watched[i].revents == 0)
+            continue;
+        int code = takeReply(&lane);
+        if (code == ExitOk && lane.next.isFull())
+            code = sendToIdle();
+        if (code != ExitOk)
+            return code;
+    }
+    return ExitOk;
+}
+
+int Importer::takeReply(Lane* lane)
+{
+    QVariantMap reply;
+    int code = receive(lane, &reply);
+    if (code == ExitNoReply)
+        return stop(code, "no reply came");
+    for (std::size_t i = 0; code == ExitOk && i < lane->sent.size(); ++i)
+        setStored(*lane, i);
+    if (code == ExitErrorReply)
+        code = sendOneByOne(lane);
+    return code == ExitOk ? moveMark() : code;
+}
+
+int Importer::sendOneByOne(Lane* lane)
+{
+    for (std::size_t i = 0; i < lane->sent.size(); ++i) {
+        QVariantMap reply;
+        lane->number = ++requests_;
+        int code = lane->session.send(Operations::BatchWriteItem, lane->sent.requestBody(table_, i, 1));
+        if (code == ExitOk)
+            code = receive(lane, &reply);
+        if (code == ExitNoReply)
+            return stop(code, "no reply came");
+        if (code == ExitOk)
+            setStored(*lane, i);
+        else if (const int tooMany = setRefused(*lane, i, reply))
+            return tooMany;
     }
     return ExitOk;
 }
 
 /** Returns ExitOk only when nothing was returned unprocessed. */
-int Importer::send(std::size_t first, std::size_t count, QVariantMap* reply)
+int Importer::receive(Lane* lane, QVariantMap* reply)
 {
-    const int code = session_.request(Operations::BatchWriteItem, batch_.requestBody(table_, first, count), reply);
+    lane->isBusy = false;
+    const int code = lane->session.receive(reply);
     return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
 }
 
-/** Saves the position reached, except while the server refuses item after item: a later run may send those again. */
+void Importer::setStored(const Lane& lane, std::size_t item)
+{
+    lines_.setStored(lane.sent.lineOf(item));
+    // What another lane sent before the refusal, when the server may still have worked, says nothing.
+    if (refusedInARow_ > 0 && lane.number > lastOfRefusal_) {
+        refusedInARow_ = 0;
+        lines_.confirmRefused();
+    }
+}
+
+int Importer::setRefused(const Lane& lane, std::size_t item, const QVariantMap& reply)
+{
+    const long long line = lane.sent.lineOf(item);
+    complainLine(line, "the server refused it: " +
+                           (Envelopes::isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
+    lines_.setRefused(line);
+    lastOfRefusal_ = requests_;
+    if (++refusedInARow_ < MostRefusedInARow)
+        return ExitOk;
+    return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
+}
+
 int Importer::moveMark()
 {
-    if (refusedInARow_ > 0)
-        return ExitOk;
-    mark_ = reached_;
+    return lines_.mark().line == mark_.line ? int{ExitOk} : saveMark();
+}
+
+int Importer::saveMark()
+{
+    mark_ = lines_.mark();
     const std::string error = state_.save(mark_);
     return error.empty() ? int{ExitOk} : stop(ExitErrorReply, error);
 }
@@ -170,16 +307,16 @@ int Importer::finish()
     progress_->finish(itemsOfThisRun(), reader_.bytes() - skippedBytes_);
     progress_.reset();
     state_.remove();
-    if (reached_.refused == 0)
+    const ImportMark all = lines_.all();
+    if (all.refused == 0)
         return ExitOk;
-    complain(counted(reached_.refused, "item") + " of " + input_.name + (reached_.refused == 1 ? " was" : " were") +
-             " refused, " + std::to_string(reached_.stored) + " stored in " + table_);
+    complain(counted(all.refused, "item") + " of " + input_.name + (all.refused == 1 ? " was" : " were") +
+             " refused, " + std::to_string(all.stored) + " stored in " + table_);
     return ExitErrorReply;
 }
 
-void Importer::refuse(long long line, const std::string& reason)
+void Importer::complainLine(long long line, const std::string& reason) const
 {
-    ++reached_.refused;
     complain(input_.name + ':' + std::to_string(line) + ": " + reason);
 }
 
@@ -188,9 +325,30 @@ int Importer::cannotRead()
     return stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
 }
 
+/**
+ * Takes the replies to what is under way, so that nothing of this import is written after its end, when the next one
+ * may have begun; with `arrived` only those that are there.
+ */
+void Importer::settle(bool arrived)
+{
+    for (Lane& lane : lanes_) {
+        char first = 0;
+        if (!lane.isBusy ||
+            (arrived && ::recv(lane.session.socketDescriptor(), &first, 1, MSG_PEEK | MSG_DONTWAIT) != 1))
+            continue;
+        QVariantMap reply;
+        const bool stored = receive(&lane, &reply) == ExitOk;
+        for (std::size_t i = 0; stored && i < lane.sent.size(); ++i)
+            setStored(lane, i);
+    }
+    mark_ = lines_.mark();
+    (void)state_.save(mark_); // ignored: the earlier mark is also one to resume from
+}
+
 /** Ends the import before the end of the input, and reports how to resume it. */
 int Importer::stop(int code, const std::string& reason)
 {
+    settle(code == ExitNoReply);
     const std::string line = std::to_string(mark_.line);
     const std::string next = ", which continues with line " + std::to_string(mark_.line + 1);
     std::string done = "lines 1 to " + line + " of " + input_.name + " are done: ";

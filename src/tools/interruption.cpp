@@ -7,7 +7,6 @@
 #include <csignal>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 namespace Ctl {
@@ -62,16 +61,25 @@ bool Interruption::requested()
     return wasRequested != 0;
 }
 
+bool Interruption::wait(std::vector<pollfd>* watched, int timeout)
+{
+    watched->push_back({readEnd.number(), POLLIN, 0});
+    int ready = 0;
+    do
+        ready = ::poll(watched->data(), watched->size(), timeout);
+    while (ready < 0 && errno == EINTR && !requested());
+    watched->pop_back();
+    if (ready < 0) {
+        for (pollfd& one : *watched)
+            one.revents = one.events;
+    }
+    return !requested();
+}
+
 bool Interruption::waitReadable(int descriptor)
 {
-    for (;;) {
-        pollfd watched[] = {{descriptor, POLLIN, 0}, {readEnd.number(), POLLIN, 0}};
-        const int ready = ::poll(watched, 2, -1);
-        if (requested())
-            return false;
-        if (ready > 0 || errno != EINTR)
-            return true; // if poll() failed, the read reports the error
-    }
+    std::vector<pollfd> watched{{descriptor, POLLIN, 0}};
+    return wait(&watched, -1);
 }
 
 } // namespace Ctl

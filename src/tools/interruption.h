@@ -1,6 +1,10 @@
 #ifndef QUORVA_TOOLS_INTERRUPTION_H
 #define QUORVA_TOOLS_INTERRUPTION_H
 
+#include <vector>
+
+#include <poll.h>
+
 namespace Ctl {
 
 /**
@@ -15,6 +19,11 @@ public:
     Interruption& operator=(const Interruption&) = delete;
 
     static bool requested();
+    /**
+     * Like poll(), with a timeout in milliseconds; -1 is none. Returns false when an interruption came first. A failure
+     * counts as readiness of all descriptors, since using them reports it.
+     */
+    [[nodiscard]] static bool wait(std::vector<pollfd>* watched, int timeout);
     /** Waits until the descriptor is readable or at its end. Returns false when an interruption came first. */
     [[nodiscard]] static bool waitReadable(int descriptor);
 };

@@ -8,6 +8,10 @@
 
 namespace Ctl {
 
+LineReader::LineReader(int descriptor)
+    : LineReader(descriptor, [descriptor] { return Interruption::waitReadable(descriptor); })
+{}
+
 LineReader::Result LineReader::next(QByteArray* line)
 {
     constexpr qsizetype PieceSize = 64 * 1024;
@@ -18,7 +22,7 @@ LineReader::Result LineReader::next(QByteArray* line)
         if (position_ == piece_.size()) {
             piece_.resize(PieceSize);
             position_ = 0;
-            const bool readable = Interruption::waitReadable(descriptor_);
+            const bool readable = wait_();
             const ssize_t size =
                 readable ? ::read(descriptor_, piece_.data(), static_cast<size_t>(PieceSize)) : ssize_t{0};
             piece_.resize(size > 0 ? size : 0);

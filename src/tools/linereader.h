@@ -3,6 +3,9 @@
 
 #include <QByteArray>
 
+#include <functional>
+#include <utility>
+
 namespace Ctl {
 
 /** Reads lines from a descriptor, with memory for one line and a buffer of 64 KiB. */
@@ -13,8 +16,13 @@ public:
 
     enum class Result { Line, TooLong, End, Interrupted, Failed };
 
-    /** The caller keeps ownership of the descriptor. */
-    explicit LineReader(int descriptor) : descriptor_(descriptor) {}
+    /**
+     * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false when an
+     * interruption comes before the descriptor is readable.
+     */
+    LineReader(int descriptor, std::function<bool()> wait) : descriptor_(descriptor), wait_(std::move(wait)) {}
+    /** Waits without doing anything else. */
+    explicit LineReader(int descriptor);
 
     /**
      * Reads the next line, without its line end, which the last one may lack. A TooLong line is counted, but its text
@@ -29,6 +37,7 @@ public:
 
 private:
     const int descriptor_;
+    const std::function<bool()> wait_;
     QByteArray piece_;
     qsizetype position_ = 0; // in it
     long long lineNumber_ = 0;

@@ -5,6 +5,7 @@
 #include "base/filesync.h"
 #include "format/berkeleydbnames.h"
 #include "tools/messages.h"
+#include "tools/resolvedpath.h"
 #include "tools/usualmode.h"
 
 #include <cerrno>
@@ -32,17 +33,6 @@ constexpr std::string_view Guard =
     "unfinished_quorvactl_restore yes\n";
 constexpr std::string_view WorkInfix = ".restoring-";
 constexpr std::size_t UniqueLength = 6; // of mkdtemp's suffix
-
-/** Without a trailing "/", and with symbolic links resolved. */
-fs::path resolved(const fs::path& path)
-{
-    std::error_code error;
-    fs::path absolute = fs::absolute(path, error).lexically_normal();
-    if (!absolute.has_filename())
-        absolute = absolute.parent_path();
-    const fs::path canonical = fs::weakly_canonical(absolute, error);
-    return error ? absolute : canonical;
-}
 
 std::string failure(const std::string& what, int error)
 {
@@ -96,7 +86,12 @@ int renameWithoutReplacing(const fs::path& from, const fs::path& to)
 
 } // namespace
 
-RestoreTarget::RestoreTarget(const fs::path& directory) : given_(directory), target_(resolved(directory)) {}
+bool RestoreTarget::isGuard(std::string_view config)
+{
+    return config == Guard;
+}
+
+RestoreTarget::RestoreTarget(const fs::path& directory) : given_(directory), target_(resolvedPath(directory)) {}
 
 RestoreTarget::~RestoreTarget()
 {

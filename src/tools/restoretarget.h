@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 namespace Ctl {
 
@@ -26,6 +27,9 @@ namespace Ctl {
  */
 class RestoreTarget {
 public:
+    /** Whether this is the content of the DB_CONFIG of a directory whose restore did not finish. */
+    static bool isGuard(std::string_view config);
+
     explicit RestoreTarget(const std::filesystem::path& directory);
     /** Removes the restored files unless they were published. */
     ~RestoreTarget();

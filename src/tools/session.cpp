@@ -2,6 +2,7 @@
 
 #include "format/tablename.h"
 #include "protocol/envelope.h"
+#include "protocol/framing.h"
 #include "tools/arguments.h"
 #include "tools/exitcode.h"
 #include "tools/messages.h"
@@ -16,12 +17,21 @@ namespace Ctl {
 
 int Session::request(const Operations::Operation& operation, const QByteArray& body, QVariantMap* reply)
 {
-    QByteArray text;
+    const int code = send(operation, body);
+    return code == ExitOk ? receive(reply) : code;
+}
+
+int Session::send(const Operations::Operation& operation, const QByteArray& body)
+{
     const bool open = connection_.isOpen() || connect(server_, &connection_);
-    if (!open || !connection_.exchange(operation.fullName(), body, &text)) {
-        complainNoReply(server_, connection_);
-        return ExitNoReply;
-    }
+    return open && connection_.send(Framing::frameRequest(operation.fullName(), body)) ? int{ExitOk} : failed();
+}
+
+int Session::receive(QVariantMap* reply)
+{
+    QByteArray text;
+    if (!connection_.receiveReply(&text))
+        return failed();
     QVariant parsed;
     if (!Json::parse(text, &parsed)) {
         complain("no reply from " + server_.host + ':' + std::to_string(server_.port) +
@@ -30,6 +40,14 @@ int Session::request(const Operations::Operation& operation, const QByteArray& b
     }
     *reply = parsed.toMap();
     return Envelopes::isSuccess(*reply) ? ExitOk : ExitErrorReply;
+}
+
+/** A late reply would be taken for that of the next request. */
+int Session::failed()
+{
+    complainNoReply(server_, connection_);
+    connection_.close();
+    return ExitNoReply;
 }
 
 int Session::request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply)
@@ -94,7 +112,7 @@ void complainDirectory(const std::string& failed, const std::string& table, cons
                       "log has the cause");
     else if (type == fs::file_type::not_found)
         complainReply(found + "there is no directory " + directory, reply,
-                      "the spelling, or mkdir -p '" + directory + '\'');
+                      "the spelling, or quorvactl init '" + directory + '\'');
     else if (type != fs::file_type::directory && type != fs::file_type::none && type != fs::file_type::unknown)
         complainReply(found + directory + " is not a directory", reply, "the spelling");
     else

@@ -27,6 +27,14 @@ public:
     [[nodiscard]] int request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply);
 
     /**
+     * The two halves of a request, with the same results. Between them, the connection is readable when the reply
+     * arrives.
+     */
+    [[nodiscard]] int send(const Operations::Operation& operation, const QByteArray& body);
+    [[nodiscard]] int receive(QVariantMap* reply);
+    int socketDescriptor() const { return connection_.socketDescriptor(); }
+
+    /**
      * Reads the description of a table. Returns an exit code; errors, including an invalid name, have been reported.
      */
     [[nodiscard]] int describe(const std::string& table, QVariantMap* description);
@@ -40,6 +48,8 @@ public:
     [[nodiscard]] int complainNotFound(const std::string& table, const QVariantMap& reply);
 
 private:
+    int failed();
+
     const ServerAddress server_;
     Client::WireConnection connection_;
 };

@@ -83,9 +83,10 @@ def test_bench():
     output = run(documented("docs/performance.md", "script/bench --quick"))
     rows = [[cell.strip() for cell in line.split("|")[1:-1]] for line in output.splitlines() if line.startswith("| ")]
     rates = {(row[0], row[1]): row[2] for row in rows[2:]}
-    for operation in ("put (durable)", "update (durable)", "batch (durable)", "put (-n)", "get", "query", "scan"):
-        if not re.fullmatch(r"[\d,]*[1-9][\d,]*", rates.get((operation, "8"), "")):
-            fail(f"no rate of {operation} with 8 clients:\n{output}")
+    for operation in ("put (plain)", "update (init)", "batch (init)", "mixed (plain)", "put (-n)", "get", "query", "scan"):
+        clients = "64" if operation.startswith("mixed") else "8"
+        if not re.fullmatch(r"[\d,]*[1-9][\d,]*", rates.get((operation, clients), "")):
+            fail(f"no rate of {operation} with {clients} clients:\n{output}")
 
 
 def main():

@@ -8,6 +8,7 @@
 #include "json/canonicaltext.h"
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
+#include "json/usualreader.h"
 
 #include <QByteArray>
 #include <QVariant>
@@ -23,7 +24,17 @@ void check(const std::uint8_t* data, std::size_t size)
     QVariant value = untouched;
     std::vector<Json::MemberText> members;
     const bool isSplit = Json::splitObject(text, &members);
-    if (!Json::parse(text, &value)) {
+    // The quick reader gives the same, and so does text that it leaves as such.
+    static constexpr const char* itemPath[] = {"Item"};
+    QVariant usual = untouched;
+    QVariant withItem = untouched;
+    const bool isUsual = Json::parseUsual(text, &usual);
+    FUZZ_ASSERT(Json::parseUsual(text, &withItem, itemPath) == isUsual);
+    FUZZ_ASSERT(Json::parse(text, &value) == isUsual);
+    FUZZ_ASSERT(usual == value && usual.typeId() == value.typeId());
+    FUZZ_ASSERT(Json::serialize(usual) == Json::serialize(value));
+    FUZZ_ASSERT(Json::serialize(withItem) == Json::serialize(value));
+    if (!isUsual) {
         FUZZ_ASSERT(value == untouched);
         FUZZ_ASSERT(!isSplit);
         return;

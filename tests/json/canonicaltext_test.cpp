@@ -1,5 +1,6 @@
 #include "json/canonicaltext.h"
 
+#include "textmaker.h"
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
 
@@ -20,7 +21,9 @@ using Members = std::vector<std::pair<QByteArray, QByteArray>>;
 std::optional<Members> split(const QByteArray& text)
 {
     std::vector<Json::MemberText> found;
-    if (!Json::splitObject(text, &found))
+    const bool isSplit = Json::splitObject(text, &found);
+    EXPECT_EQ(Json::isCanonicalObject(text), isSplit) << text.toStdString();
+    if (!isSplit)
         return std::nullopt;
     Members members;
     for (const Json::MemberText& member : found)
@@ -151,6 +154,16 @@ TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
             EXPECT_FALSE(split("{\"a\":\"" + letters + "\"}").has_value()) << int(control) << " at " << at;
             EXPECT_FALSE(split("{\"" + letters + "\":1}").has_value()) << int(control) << " at " << at;
         }
+}
+
+TEST(SplitLeadingObject, StopsBehindTheObject)
+{
+    std::vector<Json::MemberText> members;
+    EXPECT_EQ(Json::splitLeadingObject(R"({"a":1}, {"b":2})", &members), 7);
+    ASSERT_EQ(members.size(), 1U);
+    EXPECT_EQ(members.front().name, QLatin1StringView("a"));
+    EXPECT_EQ(Json::splitLeadingObject(R"({"a":1)", &members), 0);
+    EXPECT_EQ(Json::splitLeadingObject("", &members), 0);
 }
 
 TEST(SplitObject, LeavesDeepNestingToTheParser)

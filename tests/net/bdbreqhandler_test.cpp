@@ -72,6 +72,68 @@ TEST(Handle, JsonThatIsNoObjectIsDispatchedAllTheSame)
     }
 }
 
+TEST(HandleIfShort, AnswersLikeHandle)
+{
+    const LogCapture log;
+    ProbeHandler handler;
+    EXPECT_EQ(handler.handleIfShort(), -1); // not complete
+    ASSERT_EQ(handler.append(Framing::frameRequest(UnknownOperation, "{}")), 0);
+    EXPECT_EQ(handler.handleIfShort(), 0);
+    EXPECT_EQ(parseReply(handler.replyText()), internalErrorReply());
+
+    ProbeHandler malformed;
+    ASSERT_EQ(malformed.append(Framing::frameRequest(UnknownOperation, "nonsense")), 0);
+    EXPECT_EQ(malformed.handleIfShort(), -1);
+    EXPECT_THAT(log.lines(),
+                ElementsAre("[ERROR] bdbioworker 573 handler running while read wasnt completed",
+                            "[ERROR] bdbrequest 120 Unknown request opcode is DynamoDB_20111205.Nothing",
+                            "[ERROR] bdbioworker 628 composeReply Error 2", "[ERROR] bdbioworker 579 parser error"));
+}
+
+TEST(HandleIfShort, LeavesALongRequestAsItCame)
+{
+    const QByteArray small =
+        R"({"TableName":"missing|t","Key":{"HashKeyElement":{"S":"h"},"RangeKeyElement":{"S":"r"}}})";
+    const struct {
+        QByteArray operation;
+        QByteArray body;
+    } requests[] = {
+        {"DynamoDB_20111205.GetItem", small}, // of an environment that is not open
+        {"DynamoDB_20111205.Scan", small},
+        {"DynamoDB_20111205.CreateTable", "not even JSON"},
+        {UnknownOperation, bodyOfSize(32 * 1024 + 1)},
+    };
+    for (const auto& [operation, body] : requests) {
+        SCOPED_TRACE(operation.toStdString());
+        const LogCapture log;
+        BDBObjTable environments(16);
+        ProbeHandler handler(&environments);
+        ASSERT_EQ(handler.append(Framing::frameRequest(operation, body)), 0);
+        EXPECT_EQ(handler.handleIfShort(), BDBReqHandler::TakesLong);
+        EXPECT_TRUE(handler.reply().isEmpty());
+        EXPECT_TRUE(handler.isReadComplete());
+        EXPECT_EQ(handler.request().operation, operation);
+        EXPECT_EQ(handler.request().body, body);
+        EXPECT_TRUE(handler.request().parsedBody.isEmpty());
+        EXPECT_TRUE(handler.request().reply.isEmpty());
+        EXPECT_EQ(handler.request().status, 0);
+        EXPECT_FALSE(handler.request().table.onlyFinds());
+        EXPECT_THAT(log.lines(), IsEmpty());
+    }
+}
+
+TEST(HandleIfShort, ALongRequestIsHandledAsIfForTheFirstTime)
+{
+    const LogCapture log(LogWarn);
+    BDBObjTable environments(16);
+    ProbeHandler handler(&environments);
+    ASSERT_EQ(handler.append(Framing::frameRequest("DynamoDB_20111205.GetItem", R"({"TableName":"missing|t"})")), 0);
+    ASSERT_EQ(handler.handleIfShort(), BDBReqHandler::TakesLong);
+    EXPECT_EQ(handler.handle(), 0);
+    EXPECT_EQ(parseReply(handler.replyText()), notFoundReply());
+    EXPECT_EQ(log.lines().size(), 1u) << log.text(); // the failed open
+}
+
 TEST(Handle, KeepsNothingButTheReply)
 {
     ProbeHandler handler;
@@ -96,11 +158,12 @@ TEST(ComposeReply, FieldsComeInOrderOfTheirNames)
 {
     ProbeHandler handler;
     handler.request().status = 3;
-    handler.request().reply = {{"TableDescription", 1}, {"zebra", 2}, {"Item", 3}};
+    handler.request().reply = {{"TableDescription", 1}, {"UnprocessedItems", 2}, {"Item", 3}};
     handler.composeReply();
-    EXPECT_EQ(handler.replyText(), R"({"Item":3,"TableDescription":1,"__rc":400,"__rcstr":"Not Found",)"
-                                   R"("__type":"ResourceNotFoundException",)"
-                                   R"("message":"Specified item does not exist.","zebra":2})");
+    EXPECT_EQ(handler.replyText(),
+              R"({"Item":3,"TableDescription":1,"UnprocessedItems":2,"__rc":400,"__rcstr":"Not Found",)"
+              R"("__type":"ResourceNotFoundException",)"
+              R"("message":"Specified item does not exist."})");
 }
 
 TEST(ComposeReply, ExpectedFailuresLeaveNoLine)

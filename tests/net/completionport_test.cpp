@@ -127,6 +127,59 @@ TEST(CompletionPort, RefusesWhatCannotBeWaitedFor)
     EXPECT_EQ(errno, ENOENT);
 }
 
+TEST(CompletionPort, IsAttendedWhileAnotherThreadWaits)
+{
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    EXPECT_FALSE(port.isAttended());
+    for (int round = 0; round < 2; ++round) {
+        auto waiting = std::async(std::launch::async, [&] {
+            void* const key = port.next();
+            EXPECT_FALSE(port.isAttended()); // who asks does not count
+            return key;
+        });
+        EXPECT_TRUE(waitUntil([&] { return port.isAttended(); }));
+        TcpPair pair;
+        ASSERT_EQ(port.associate(pair.server.number(), &keys[0], EPOLLOUT), 0);
+        EXPECT_EQ(waiting.get(), &keys[0]);
+        EXPECT_FALSE(port.isAttended());
+    }
+}
+
+TEST(CompletionPort, OfThreadsThatLeaveItOnlyWhileItIsAttendedOneStays)
+{
+    constexpr int Threads = 4;
+    CompletionPort port;
+    ASSERT_EQ(port.open(), 0);
+    std::atomic<int> away{0};
+    std::atomic<int> most{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < Threads; ++i) {
+        threads.emplace_back([&] {
+            while (port.next() != nullptr) {
+                if (!port.isAttended())
+                    continue;
+                const int here = ++away;
+                int seen = most;
+                while (seen < here && !most.compare_exchange_weak(seen, here)) {
+                }
+                std::this_thread::yield();
+                --away;
+            }
+        });
+    }
+    TcpPair pair;
+    for (int i = 0; i < 20000; ++i) {
+        ASSERT_EQ(i == 0 ? port.associate(pair.server.number(), &keys[0], EPOLLOUT)
+                         : port.arm(pair.server.number(), &keys[0], EPOLLOUT),
+                  0);
+    }
+    port.stop();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_LT(most, Threads);
+}
+
 TEST(CompletionPort, StopEndsEveryWait)
 {
     CompletionPort port;

@@ -18,7 +18,7 @@ namespace {
 /** A handler with the outcome that the test wants. */
 class ScriptedHandler : public BDBReqHandler {
 public:
-    enum Outcome { Ready, Fails, RunsOutOfMemory };
+    enum Outcome { Ready, Fails, RunsOutOfMemory, IsLong };
 
     explicit ScriptedHandler(Outcome outcome) : BDBReqHandler(1024, 256, nullptr, 42), outcome_(outcome) {}
 
@@ -28,6 +28,7 @@ public:
             throw std::bad_alloc();
         return outcome_ == Ready ? 0 : -1;
     }
+    int handleIfShort() override { return outcome_ == IsLong ? TakesLong : handle(); }
     const TransferBuffer& sendBuffer() override { return none_; }
 
 private:
@@ -92,6 +93,31 @@ TEST(DBHandler, ClosesTheConnectionWhenTheReplyCannotBeSent)
     DBHandler(&handler, &worker).run();
     EXPECT_THAT(worker.written, ElementsAre(&handler));
     EXPECT_THAT(worker.closed, ElementsAre(&handler));
+}
+
+TEST(DBHandler, RunsAShortRequestLikeAnyOther)
+{
+    for (const auto outcome : {ScriptedHandler::Ready, ScriptedHandler::Fails, ScriptedHandler::RunsOutOfMemory}) {
+        ScriptedHandler handler(outcome);
+        RecordingWorker worker(0);
+        EXPECT_TRUE(DBHandler(&handler, &worker).runIfShort()) << outcome;
+        EXPECT_EQ(worker.written.size(), outcome == ScriptedHandler::Ready ? 1u : 0u) << outcome;
+        EXPECT_EQ(worker.closed.size(), outcome == ScriptedHandler::Ready ? 0u : 1u) << outcome;
+    }
+    ScriptedHandler handler(ScriptedHandler::Ready);
+    RecordingWorker worker(-1);
+    EXPECT_TRUE(DBHandler(&handler, &worker).runIfShort());
+    EXPECT_THAT(worker.written, ElementsAre(&handler));
+    EXPECT_THAT(worker.closed, ElementsAre(&handler));
+}
+
+TEST(DBHandler, LeavesALongRequestToTheCaller)
+{
+    ScriptedHandler handler(ScriptedHandler::IsLong);
+    RecordingWorker worker(0);
+    EXPECT_FALSE(DBHandler(&handler, &worker).runIfShort());
+    EXPECT_THAT(worker.written, IsEmpty());
+    EXPECT_THAT(worker.closed, IsEmpty());
 }
 
 TEST(DBHandler, ClosesTheConnectionOfARequestThatIsTooLargeForTheMemory)

@@ -1,15 +1,20 @@
 #include "net/replyenvelope.h"
 
+#include "json/jsonreader.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
 
 namespace {
 
-QVariantMap envelope(int status, QVariantMap reply = {})
+QVariantMap envelope(int status)
 {
-    ReplyEnvelope::of(status).addTo(&reply);
-    return reply;
+    QByteArray text = "{}";
+    ReplyEnvelope::of(status).appendTo(&text);
+    QVariant reply;
+    EXPECT_TRUE(Json::parse(text, &reply)) << text.toStdString();
+    return reply.toMap();
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 inline std::size_t threadCount()
@@ -12,6 +13,17 @@ inline std::size_t threadCount()
     std::size_t count = 0;
     for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
         ++count;
+    return count;
+}
+
+/** How many threads of this process sleep in the system call with this number. */
+inline int threadsIn(long call)
+{
+    int count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        long number = -1;
+        count += std::ifstream(task.path() / "syscall") >> number && number == call ? 1 : 0;
+    }
     return count;
 }
 

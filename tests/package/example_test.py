@@ -69,7 +69,7 @@ def main(build, example, document, compiler):
         run(["cmake", "--build", program])
 
         tables = os.path.join(scratch, "tables")
-        os.mkdir(tables)
+        run([f"{prefix}/bin/quorvactl", "init", tables])
         server = Server([f"{prefix}/bin/quorva"], scratch)
         try:
             orders = os.path.join(program, "orders")

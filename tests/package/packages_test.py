@@ -10,6 +10,7 @@ import gzip
 import json
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -145,7 +146,10 @@ def use_server(root, scratch):
     expect("the working directory", settings["WorkingDirectory"], ["%S/" + settings["StateDirectory"][0]])
     state = os.path.join(root.path, "var/lib", settings["StateDirectory"][0])
     os.makedirs(state)
-    run(settings["ExecStartPre"][0].split(), cwd=state)
+    command = dict(os.environ, PATH=f"{root.path}/usr/bin:{os.environ['PATH']}")
+    for _ in range(2):  # each start
+        run(shlex.split(settings["ExecStartPre"][0]), cwd=state, env=command)
+    expect("the settings of main", "\nlog_set_config db_log_dsync off\n" in open(f"{state}/main/DB_CONFIG").read(), True)
 
     server = Server(service_command(root, "quorva", "QUORVA_OPTIONS", []), scratch, state)
 

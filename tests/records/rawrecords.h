@@ -39,7 +39,7 @@ inline std::optional<QByteArray> rawGet(Db* db, const QByteArray& key)
     return takeBytes(data);
 }
 
-inline void rawPut(Db* db, const QByteArray& key, const QByteArray& value)
+inline void rawPut(BDBIndex* db, const QByteArray& key, const QByteArray& value)
 {
     Dbt keyDbt = dbtOf(key);
     Dbt data = dbtOf(value);

@@ -120,6 +120,70 @@ TEST(OpenPartition, OpensTheDataOfThePartitionsFile)
     EXPECT_EQ(db, tables.index("orders_3f.db", "data"));
 }
 
+TEST(OpenPartition, FindsTheHandleOfEveryPartitionAgain)
+{
+    TableEnv tables;
+    for (const QByteArray table : {"t", "u"}) {
+        for (const unsigned partition : {0U, 1U, 255U}) {
+            BDBIndex* const expected = tables.index(Records::dataFileName(table, partition), "data");
+            for (int round = 0; round < 2; ++round) { // by name, then by number
+                TestConnection connection(tables.registry());
+                ASSERT_EQ(connection.context().envLookup(tables.tableName(), 0), 0);
+                BDBIndex* db = nullptr;
+                EXPECT_EQ(connection.context().openPartition(tables.tableName(table), partition, &db), 0);
+                EXPECT_EQ(db, expected) << table.toStdString() << ' ' << partition;
+            }
+        }
+    }
+}
+
+TEST(OpenPartition, OfAnEnvironmentThatWasReopenedIsOpenedThere)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    tables.reopen();
+    db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    EXPECT_EQ(db, tables.index("t_07.db", "data"));
+}
+
+TEST(OpenPartition, WithoutACurrentEnvironmentFails)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    tables.context().leave();
+    const LogCapture log;
+    EXPECT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), -1);
+    EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # bot_env is null"}));
+}
+
+TEST(OpenMeta, OpensTheDescriptionOfTheTablesFile)
+{
+    TableEnv tables;
+    BDBIndex* db = nullptr;
+    for (int round = 0; round < 2; ++round) { // by name, then by number
+        ASSERT_EQ(tables.context().openMeta(tables.tableName("orders"), &db), 0);
+        EXPECT_EQ(db, tables.index("orders", "meta"));
+    }
+}
+
+TEST(TableContextReset, LeavesEverythingOfTheRequestBehind)
+{
+    TableEnv tables;
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    for (const QByteArray& table : {tables.tableName(), tables.tableName(QByteArray(1000, 'x'))}) {
+        ASSERT_EQ(context.openTable(table), 0);
+        context.setKeySchema({});
+        context.reset();
+        EXPECT_EQ(context.env(), nullptr);
+        EXPECT_FALSE(context.keySchema());
+        excludeElsewhere(tables).get(); // the access lock is free
+    }
+}
+
 TEST(DbOpen, SharesTheHandleAmongRequests)
 {
     TableEnv tables;
@@ -170,6 +234,42 @@ TEST(DbOpen, AFileThatCannotBeOpenedIsTwelve)
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(),
               "[CRIT] bdb # Failed to open DB dbpath: t dbname data rc " + std::to_string(EISDIR) + " flags 289");
+}
+
+TEST(OnlyFind, WhatIsNotOpenTakesLong)
+{
+    TableEnv tables;
+    const TempDir closed;
+    const LogCapture log;
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    context.onlyFind();
+    for (const int create : {0, 1})
+        EXPECT_EQ(context.envLookup(closed.bytes() + "|t", create), StatusTakesLong);
+    EXPECT_EQ(context.openTable(closed.bytes() + "|t"), StatusTakesLong);
+    EXPECT_EQ(context.env(), nullptr);
+    EXPECT_TRUE(std::filesystem::is_empty(closed.path()));
+
+    ASSERT_EQ(context.openTable(tables.tableName()), StatusSuccess);
+    BDBIndex* db = nullptr;
+    EXPECT_EQ(context.openPartition(tables.tableName(), 0, &db), StatusTakesLong);
+    EXPECT_EQ(db, nullptr);
+    EXPECT_EQ(recordLines(log), Lines());
+}
+
+TEST(OnlyFind, FindsWhatIsOpen)
+{
+    TableEnv tables;
+    BDBIndex* opened = nullptr;
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 0, &opened), StatusSuccess);
+    TestConnection connection(tables.registry());
+    TableContext& context = connection.context();
+    context.onlyFind();
+    ASSERT_EQ(context.openTable(tables.tableName()), StatusSuccess);
+    EXPECT_EQ(context.env(), tables.env());
+    BDBIndex* found = nullptr;
+    EXPECT_EQ(context.openPartition(tables.tableName(), 0, &found), StatusSuccess);
+    EXPECT_EQ(found, opened);
 }
 
 } // namespace

@@ -8,6 +8,8 @@ using testing::IsEmpty;
 
 class Concurrency : public TableTest {
 protected:
+    explicit Concurrency(ServerProcess::Setup setup = {}) : TableTest(std::move(setup)) {}
+
     void SetUp() override
     {
         TableTest::SetUp();
@@ -197,5 +199,39 @@ TEST_F(Concurrency, FirstUsesOfManyTablesAtOnce)
     }
     EXPECT_THAT(takeFailures(), IsEmpty());
 }
+
+/** A server with few threads of one kind or both. */
+class FewThreads : public Concurrency, public testing::WithParamInterface<std::vector<std::string>> {
+protected:
+    FewThreads() : Concurrency(ServerProcess::Setup{.arguments = GetParam()}) {}
+};
+
+TEST_P(FewThreads, ShortAndLongRequestsOfManyConnectionsAreAllServed)
+{
+    constexpr int Threads = 8;
+    constexpr int Rounds = 20;
+    onThreads(Threads, [&](Caller& caller, int thread) {
+        const QVariantMap table{{"TableName", tableName()}};
+        for (int i = 0; i < Rounds; ++i) {
+            const QString hash = QString::number(thread * Rounds + i); // each opens partitions
+            const QVariantMap item{{"h", textValue(hash)}, {"r", textValue("1")}};
+            EXPECT_EQ(caller.request("PutItem", merged(table, {{"Item", item}})),
+                      okReply({{"Attributes", QVariantMap()}}));
+            EXPECT_EQ(caller.request("UpdateItem", addOne(hash, "1")), okReply());
+            EXPECT_EQ(caller.request("GetItem", merged(table, {{"Key", itemKey(hash, "1")}})),
+                      okReply({{"Item", QVariantMap{{"n", numberValue("1")}}}}));
+            EXPECT_EQ(caller.request("DescribeTable", table).value("__rc"), 200);
+        }
+        EXPECT_EQ(caller.request("Scan", merged(table, {{"Limit", 1}})).value("Count"), 1);
+    });
+    const QVariantMap all{{"TableName", tableName()}, {"Limit", 1000}, {"Count", true}};
+    EXPECT_EQ(request("Scan", all).value("Count"), Threads * Rounds);
+    EXPECT_THAT(takeFailures(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Server, FewThreads,
+                         testing::Values(std::vector<std::string>{"-w", "1"}, std::vector<std::string>{"-m", "1"},
+                                         std::vector<std::string>{"-w", "1", "-m", "1"},
+                                         std::vector<std::string>{"-w", "2", "-m", "2"}));
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "protocol/operations.h"
 #include "request/bdbrequest.h"
+#include "request/dispatch.h"
 #include "request/tableops.h"
 #include "storage/bdbregistry.h"
 #include "storage/environmentpath.h"
@@ -48,15 +49,10 @@ public:
     }
     QByteArray tableBytes() const { return tableName().toUtf8(); }
 
-    Outcome run(const QByteArray& operation, const QVariantMap& body)
-    {
-        BDBObjTable connection(256);
-        BDBRequest request(&registry_, &connection, 1024);
-        request.operation = Operations::fullName(operation);
-        request.parsedBody = body;
-        Requests::dispatch(request);
-        return {request.status, withoutRawText(request.reply)};
-    }
+    Outcome run(const QByteArray& operation, const QVariantMap& body) { return run(operation, body, false); }
+
+    /** The same where only what is open may be used. */
+    Outcome runIfShort(const QByteArray& operation, const QVariantMap& body) { return run(operation, body, true); }
 
     /** An operation's reply, with stored items, which it holds as JSON text, converted to values. */
     static QVariantMap withoutRawText(QVariantMap reply)
@@ -97,6 +93,18 @@ public:
     }
 
 private:
+    Outcome run(const QByteArray& operation, const QVariantMap& body, bool onlyFind)
+    {
+        BDBObjTable connection(256);
+        BDBRequest request(&registry_, &connection, 1024);
+        request.operation = Operations::fullName(operation);
+        request.parsedBody = body;
+        if (onlyFind)
+            request.table.onlyFind();
+        Requests::dispatch(request);
+        return {request.status, withoutRawText(request.reply)};
+    }
+
     TempDir directory_;
     BDBObjTable registry_{8192};
 };

@@ -53,6 +53,8 @@ TEST_F(StopDbBackup, InOneEnvironmentLetsCheckpointsOfAllRemoveLogsUntilABackupS
     EXPECT_EQ(act("UpdateDbBackup", makeDirectory("target")), accepted());
     (void)takeBackupLinesUntil(DoneList);
     EXPECT_EQ(actOn(other, "StopDbBackup"), accepted());
+    const auto checkpoints = [this] { return QString::fromStdString(server_.logText()).count("Done txn_checkpoint"); };
+    ASSERT_TRUE(waitUntil([&] { return checkpoints() >= 2; })) << "each environment begins with one";
     reopen(); // which also ends the shipping
     EXPECT_TRUE(server_.waitForLog("Done txn_checkpoint 1"));
     EXPECT_EQ(actOn(other, "UpdateDbBackup", makeDirectory("target")), accepted());

@@ -47,6 +47,14 @@ TEST(BDBEnvOpen, CacheIsSixteenMebibytesInOneRegion)
     EXPECT_LT(bytes, Asked + Asked / 2);
 }
 
+TEST(BDBEnvOpen, BuffersTheLogInOneMebibyte)
+{
+    TempEnv env;
+    u_int32_t bytes = 0;
+    EXPECT_EQ(env->get_lg_bsize(&bytes), 0);
+    EXPECT_EQ(bytes, 1048576U);
+}
+
 TEST(BDBEnvOpen, LeavesOtherSizesAtTheDefaultsOfTheLibrary)
 {
     TempEnv env;
@@ -57,7 +65,7 @@ TEST(BDBEnvOpen, LeavesOtherSizesAtTheDefaultsOfTheLibrary)
                          0),
               0);
     using Getter = int (DbEnv::*)(u_int32_t*);
-    for (const Getter getter : {&DbEnv::get_lg_max, &DbEnv::get_lg_bsize, &DbEnv::get_lk_max_locks,
+    for (const Getter getter : {&DbEnv::get_lg_max, &DbEnv::get_lk_max_locks,
                                 &DbEnv::get_lk_max_lockers, &DbEnv::get_lk_max_objects, &DbEnv::get_tx_max}) {
         u_int32_t ours = 1;
         u_int32_t theirs = 2;

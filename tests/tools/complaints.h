@@ -30,7 +30,7 @@ inline std::string notFound(const std::string& failed)
 inline std::string noDirectory(const std::string& failed, const std::string& directory)
 {
     return errorReply(failed + ": there is no directory " + directory, NotFound,
-                      "the spelling, or mkdir -p '" + directory + '\'');
+                      "the spelling, or quorvactl init '" + directory + '\'');
 }
 inline std::string unopenedDirectory(const std::string& failed, const std::string& directory)
 {

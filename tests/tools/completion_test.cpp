@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 15U);
+    EXPECT_EQ(commands.size(), 16U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -134,13 +134,13 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 18U);
+    ASSERT_EQ(commands.size(), 19U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
-        if (command != Words{"restore"}) // which needs no server
+        if (command != Words{"init"} && command != Words{"restore"}) // which need no server
             expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
@@ -178,6 +178,8 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"import", "T", "--state", ""}), files);
     EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
     EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
+    EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", "T", "F", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"get", "T", ""}), IsEmpty());

@@ -28,8 +28,8 @@ Words commandsIn(const std::string& help)
 TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
-              Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "create-table", "describe",
-                     "delete-table", "flush", "backup", "restore", "call"}));
+              Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
+                     "describe", "delete-table", "flush", "backup", "restore", "call"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)
@@ -37,7 +37,7 @@ TEST(Help, EveryCommandHasAnExampleOfItself)
     Words commands = commandsIn(quorvactl({"--help"}).output);
     for (const std::string& action : commandsIn(quorvactl({"backup", "--help"}).output))
         commands.push_back("backup " + action);
-    ASSERT_EQ(commands.size(), 18U);
+    ASSERT_EQ(commands.size(), 19U);
     for (const std::string& command : commands) {
         std::istringstream names(command);
         Words words{std::istream_iterator<std::string>(names), {}};
@@ -75,6 +75,7 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
          "quorvactl update: --return: all not in {none,old,new,updated-old,updated-new}",
          "quorvactl update [OPTIONS] TABLE HASH RANGE"},
         {{"delete", "d|t"}, "quorvactl delete: HASH is required", "quorvactl delete [OPTIONS] TABLE HASH RANGE"},
+        {{"init"}, "quorvactl init: DIR is required", "quorvactl init [OPTIONS] DIR"},
         {{"create-table", "d|t", "h"},
          "quorvactl create-table: RANGENAME is required",
          "quorvactl create-table [OPTIONS] TABLE HASHNAME RANGENAME"},

@@ -24,30 +24,37 @@ std::string lineError(const QByteArray& line)
 
 } // namespace
 
-TEST(ImportBatchTest, IsFullWith25Items)
+TEST(ImportBatchTest, IsFullWith250Items)
 {
     ImportBatch batch;
     EXPECT_TRUE(batch.isEmpty());
-    for (int n = 1; n <= 25; ++n) {
+    for (int n = 1; n <= 250; ++n) {
         EXPECT_FALSE(batch.isFull()) << n;
+        EXPECT_TRUE(batch.hasRoomFor(1)) << n;
         batch.add(n, "{}", key(n));
     }
     EXPECT_TRUE(batch.isFull());
-    EXPECT_EQ(batch.size(), 25U);
+    EXPECT_FALSE(batch.hasRoomFor(1));
+    EXPECT_EQ(batch.size(), 250U);
     batch.clear();
     EXPECT_TRUE(batch.isEmpty());
     EXPECT_FALSE(batch.isFull());
     EXPECT_FALSE(batch.contains(key(1)));
 }
 
-TEST(ImportBatchTest, IsFullWith4MegabytesOfText)
+TEST(ImportBatchTest, HasRoomForHalfAMegabyteOfTextOrOneItem)
 {
+    constexpr qsizetype Most = 512 * 1024;
     ImportBatch batch;
-    batch.add(1, QByteArray(4 * 1024 * 1024 - 1, 'x'), key(1));
+    EXPECT_TRUE(batch.hasRoomFor(2 * Most)) << "it has to be sent somehow";
+    batch.add(1, QByteArray(Most - 1, 'x'), key(1));
     EXPECT_FALSE(batch.isFull());
+    EXPECT_TRUE(batch.hasRoomFor(1));
+    EXPECT_FALSE(batch.hasRoomFor(2));
     batch.add(2, "x", key(2));
     EXPECT_TRUE(batch.isFull());
     batch.clear();
+    EXPECT_TRUE(batch.hasRoomFor(Most));
     batch.add(3, "x", key(3));
     EXPECT_FALSE(batch.isFull());
 }

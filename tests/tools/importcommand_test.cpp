@@ -63,7 +63,7 @@ TEST_F(ImportCommand, ShowsItsProgressOnATerminal)
     Feed feed(pipe);
     feed.write("x\n" + itemLines(2, 30, "piped"));
     std::thread ending([&] {
-        EXPECT_TRUE(waitUntil([&] { return get("piped", "26").contains("Item"); }));
+        EXPECT_TRUE(waitUntil([&] { return get("piped", "30").contains("Item"); }));
         feed.end();
     });
     const ProgramRun piped = runOnTerminal(QUORVACTL_BINARY, addressed({"import", table(), pipe, "--skip", "0"}));

@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
+
 inline std::string itemLine(const std::string& hash, int n)
 {
     return "{\"h\":{\"S\":\"" + hash + "\"},\"r\":{\"S\":\"" + std::to_string(n) + "\"},\"n\":{\"N\":\"" +
@@ -50,6 +52,17 @@ private:
     const std::string path_;
     int descriptor_ = -1;
 };
+
+inline constexpr const char* OkText = R"({"__rc":200,"__rcstr":"OK"})";
+
+/** The reply to DescribeTable; none to other operations. */
+inline std::optional<QByteArray> description(const QByteArray& operation)
+{
+    if (operation != "DynamoDB_20111205.DescribeTable")
+        return std::nullopt;
+    const QVariantMap table{{"KeySchema", keySchema()}};
+    return Json::serialize(okReply({{"Table", table}}));
+}
 
 class ImportCommand : public ToolTest {
 protected:

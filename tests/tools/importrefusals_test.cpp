@@ -78,9 +78,9 @@ TEST_F(ImportCommand, StopsWhenTheServerRefusesEverything)
         EXPECT_EQ(run.status, ErrorReply);
         EXPECT_THAT(run.error,
                     AllOf(HasSubstr(file + ":31: "), HasSubstr(file + ":130: "), Not(HasSubstr(":131: ")),
-                          EndsWith(stopped("the server refused 100 items in a row", file, 25, 25, 0, hasState))));
+                          EndsWith(stopped("the server refused 100 items in a row", file, 30, 30, 0, hasState))));
     }
-    EXPECT_EQ(stateLine(), 25);
+    EXPECT_EQ(stateLine(), 30);
     expectOutput({"query", table(), "k", "--count"}, "30\n");
 }
 

@@ -1,5 +1,8 @@
 #include "importfixture.h"
 
+#include <map>
+#include <utility>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -33,18 +36,18 @@ TEST_F(ImportCommand, GoesOnAfterAKill)
         Feed feed(pipe);
         RunningProgram program(QUORVACTL_BINARY, words);
         feed.write(itemLines(1, 30) + "x\n" + itemLines(32, 60)); // one line is refused
-        EXPECT_TRUE(waitUntil([&] { return stateLine() == 51; }));
+        EXPECT_TRUE(waitUntil([&] { return stateLine() == 60; }));
         program.signal(SIGKILL);
         EXPECT_EQ(program.wait().status, -SIGKILL);
     }
-    EXPECT_EQ(count(), 50);
+    EXPECT_EQ(count(), 59);
     fs::remove(pipe);
     // The same input as a file, whose first lines must not be read as items again.
     writeFile("items", [] {
         std::string text;
-        for (int n = 1; n <= 51; ++n)
+        for (int n = 1; n <= 60; ++n)
             text += "seen\n";
-        return text + itemLines(52, 80) + "y\n";
+        return text + itemLines(61, 80) + "y\n";
     }());
     const ProgramRun resumed = runProgram(QUORVACTL_BINARY, words);
     EXPECT_EQ(resumed.status, ErrorReply);
@@ -56,6 +59,34 @@ TEST_F(ImportCommand, GoesOnAfterAKill)
     EXPECT_FALSE(fs::exists(state()));
 }
 
+TEST_F(ImportCommand, KillsAtAnyInstantLoseNothingAndKeepTheOrder)
+{
+    std::string text;
+    std::map<std::pair<QString, QString>, int> expected;
+    for (int n = 0; n < 6000; ++n) { // each item four times
+        const int item = n * 7 % 1500;
+        const std::string hash = "h" + std::to_string(item % 40);
+        const std::string range = std::to_string(item);
+        text +=
+            R"({"h":{"S":")" + hash + R"("},"r":{"S":")" + range + R"("},"n":{"N":")" + std::to_string(n) + "\"}}\n";
+        expected[{QString::fromStdString(hash), QString::fromStdString(range)}] = n;
+    }
+    const std::vector<std::string> words = addressed({"import", table(), writeFile("items", text), "--state", state()});
+    for (const int line : {0, 1, 1000, 2500, 4000}) {
+        RunningProgram program(QUORVACTL_BINARY, words);
+        EXPECT_TRUE(waitUntil([&] { return stateLine() >= line; }));
+        program.signal(SIGKILL);
+        (void)program.wait();
+    }
+    const ProgramRun run = runProgram(QUORVACTL_BINARY, words);
+    EXPECT_EQ(run.status, Ok) << run.error;
+    EXPECT_FALSE(fs::exists(state()));
+    EXPECT_EQ(count(), static_cast<long long>(expected.size()));
+    for (const auto& [key, n] : expected)
+        EXPECT_EQ(get(key.first, key.second).value("Item").toMap(),
+                  (QVariantMap{{"n", numberValue(QString::number(n))}}));
+}
+
 TEST_F(ImportCommand, GoesOnAfterTheServersEnd)
 {
     const std::string pipe = pathOf("items");
@@ -63,18 +94,18 @@ TEST_F(ImportCommand, GoesOnAfterTheServersEnd)
         Feed feed(pipe);
         RunningProgram program(QUORVACTL_BINARY, addressed({"import", table(), pipe, "--state", state()}));
         feed.write(itemLines(1, 30));
-        EXPECT_TRUE(waitUntil([&] { return stateLine() == 25; }));
+        EXPECT_TRUE(waitUntil([&] { return stateLine() == 30; }));
         killServer();
         feed.write(itemLines(31, 60));
         const ProgramRun run = program.wait();
         EXPECT_EQ(run.status, NoReply);
         EXPECT_THAT(run.error, AllOf(testing::StartsWith("quorvactl: no reply from 127.0.0.1:"),
-                                     EndsWith(stopped("no reply came", pipe, 25, 25, 0, true))));
+                                     EndsWith(stopped("no reply came", pipe, 30, 30, 0, true))));
     }
     fs::remove(pipe);
     writeFile("items", itemLines(1, 60));
     expectFailure({"import", table(), pipe, "--state", state()}, NoReply, Complaints::noServer(server_.port()));
-    EXPECT_EQ(stateLine(), 25);
+    EXPECT_EQ(stateLine(), 30);
     ASSERT_TRUE(server_.start());
     expectOutput({"import", table(), pipe, "--state", state()}, "");
     EXPECT_EQ(count(), 60);
@@ -88,7 +119,7 @@ TEST_F(ImportCommand, AnInterruptionStoresWhatWasReadAndTellsWhereToGoOn)
         fs::remove(state());
         RunningProgram program(QUORVACTL_BINARY, addressed({"import", table(), feed.path(), "--state", state()}));
         feed.write("x\n" + itemLines(2, 30));
-        EXPECT_TRUE(waitUntil([&] { return stateLine() == 26; }));
+        EXPECT_TRUE(waitUntil([&] { return stateLine() == 30; }));
         program.signal(signal);
         const ProgramRun run = program.wait();
         EXPECT_EQ(run.status, ErrorReply);
@@ -102,8 +133,10 @@ TEST_F(ImportCommand, AnInterruptionBehindRefusedLinesGoesOnBehindThem)
 {
     Feed feed(pathOf("pipe"));
     RunningProgram program(QUORVACTL_BINARY, addressed({"import", table(), feed.path(), "--state", state()}));
-    feed.write(itemLines(1, 25) + "x\n"); // the batch is full, and nothing that follows would be sent
+    feed.write(itemLines(1, 25));
     EXPECT_TRUE(waitUntil([&] { return stateLine() == 25; }));
+    feed.write("x\n"); // nothing that would be sent follows
+    EXPECT_TRUE(waitUntil([&] { return !program.errorText().empty(); }));
     program.signal(SIGINT);
     const ProgramRun run = program.wait();
     EXPECT_EQ(run.status, ErrorReply);

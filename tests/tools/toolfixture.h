@@ -15,6 +15,8 @@
 /** A server with the table `table()`, whose keys are "h" and "r", and the tool. */
 class ToolTest : public QuorvactlTest {
 protected:
+    using QuorvactlTest::QuorvactlTest;
+
     void SetUp() override
     {
         QuorvactlTest::SetUp();

@@ -4,8 +4,8 @@
 _quorvactl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='put get update delete scan query import export create-table describe delete-table flush backup
-        restore call'
+    local commands='put get update delete scan query import export init create-table describe delete-table flush
+        backup restore call'
     local operations='BatchWriteItem CreateTable DeleteItem DeleteTable DescribeTable GetItem PutItem Query Scan
         UpdateItem UpdateTable'
     local everywhere='--host --port --timeout --help'
@@ -28,7 +28,7 @@ _quorvactl()
                 continue
                 ;;
             --host | --port | --timeout | --if | --if-absent | --return | --set | --add | --remove | --attributes | \
-                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall)
+                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache)
                 [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
                 ((i += 1))
                 continue
@@ -68,6 +68,11 @@ _quorvactl()
     export)
         options='--limit'
         ((arguments == 1)) && files=yes
+        ;;
+    init)
+        everywhere='--help'
+        options='--cache --force'
+        ((arguments == 0)) && files=yes
         ;;
     create-table) options='--replace' ;;
     describe) options='--json' ;;

@@ -106,4 +106,11 @@ std::vector<std::string> namesIn(const std::string& directory)
     return names;
 }
 
+void waitForDisk(int descriptor)
+{
+    static const char* const slow = std::getenv("CRASH_SLOW_LOG");
+    if (slow != nullptr && nameOf(pathOf(descriptor)).starts_with("log."))
+        usleep(static_cast<useconds_t>(std::atoi(slow)));
+}
+
 } // namespace WriteBack

@@ -39,6 +39,12 @@ std::string parentOf(const std::string& path);
 
 std::string nameOf(const std::string& path);
 
+/**
+ * Takes the time that CRASH_SLOW_LOG asks for if the descriptor is of a log file. What is written meanwhile may become
+ * durable as well, or not; the caller holds no mutex.
+ */
+void waitForDisk(int descriptor);
+
 /** The names in a directory; none when it cannot be read. */
 std::vector<std::string> namesIn(const std::string& directory);
 

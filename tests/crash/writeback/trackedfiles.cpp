@@ -86,6 +86,7 @@ int trackedSync(int descriptor, long systemCall)
 {
     if (const Descriptor target = lookup(descriptor); target.file) {
         dieIfAsked(pathOf(descriptor));
+        waitForDisk(descriptor);
         {
             const std::lock_guard lock(target.file->mutex);
             synchronised(target.file.get(), descriptor);

@@ -3,6 +3,7 @@
 
 #include "writeback/durablenames.h"
 #include "writeback/images.h"
+#include "writeback/rawcalls.h"
 #include "writeback/tracker.h"
 
 #include <cstddef>
@@ -27,6 +28,8 @@ template <typename Write> ssize_t trackedWrite(int descriptor, off_t offset, std
     if (!target.file)
         return write();
     const bool synchronous = target.synchronous && !tracker().ignoreSync;
+    if (synchronous)
+        waitForDisk(descriptor);
     ssize_t written = 0;
     {
         const std::lock_guard lock(target.file->mutex);

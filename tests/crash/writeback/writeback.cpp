@@ -10,6 +10,9 @@
  *
  *     CRASH_STRICT_NAMES        when set, the environment's names follow the strict rule as well
  *
+ *     CRASH_SLOW_LOG            how long the disk takes for each synchronisation of the environment's log, in
+ *                               microseconds: what was committed is not durable for that long
+ *
  *     CRASH_KILL_FILE           while a file of this name exists, the synchronisations of files and directories are
  *     CRASH_KILL_NAME           counted whose paths contain this name; at the one with
  *     CRASH_KILL_SYNC           this number, from 1, the process is killed before it has any effect
@@ -45,7 +48,8 @@
  * A kill does not interrupt a synchronous write: the system completes the call before the process is gone. So a write
  * in progress is noted, and the next process makes it durable.
  *
- * Nothing waits for the real disk: only the state matters, and a test gets more done between two kills.
+ * Nothing waits for the real disk, and for none at all without CRASH_SLOW_LOG: only the state matters, and a test gets
+ * more done between two kills.
  *
  * A kill leaves the state as it is at that moment. The state changes within the call that makes something durable, and
  * in the environment while the file takes no writes. So it never holds a byte that a disk could not, and lacks none

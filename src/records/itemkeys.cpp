@@ -1,0 +1,109 @@
+#include "records/itemkeys.h"
+
+#include "records/encoding.h"
+#include "records/requeststatus.h"
+#include "records/tablecontext.h"
+#include "json/canonicaltext.h"
+#include "json/jsoncharacters.h"
+#include "json/jsonreader.h"
+#include "json/jsontext.h"
+#include "json/jsonwriter.h"
+
+#include <QVariantMap>
+
+#include <algorithm>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Member = const Json::MemberText*;
+
+/** Finds the member that a key element of the schema names; `end` when there is none. */
+Member findKey(const QVariantMap& keyElement, Member begin, Member end)
+{
+    const QString name = keyElement.value(u"AttributeName"_s).toString();
+    return std::find_if(begin, end, [&](const Json::MemberText& member) { return member.name == name; });
+}
+
+/** Reads a key attribute that is nothing but a plain string. */
+bool readPlainKey(QByteArrayView value, QByteArray* bytes)
+{
+    constexpr QByteArrayView Front = R"({"S":")";
+    constexpr QByteArrayView Back = R"("})";
+    if (value.size() < Front.size() + Back.size() || !value.startsWith(Front) || !value.endsWith(Back))
+        return false;
+    const QByteArrayView text = value.sliced(Front.size()).chopped(Back.size());
+    if (!Json::isPlain(text))
+        return false;
+    *bytes = text.toByteArray();
+    return true;
+}
+
+QByteArray textWithout(const Json::SplitObject& item, Member first, Member second)
+{
+    Json::TextWriter writer({}, item.text.size());
+    const auto putRun = [&](Member begin, Member end) {
+        if (begin < end)
+            writer.put(Json::textOf(begin, end));
+    };
+    const Member begin = item.members.data();
+    const Member end = begin + item.members.size();
+    writer.beginObject();
+    putRun(begin, first);
+    putRun(first + 1, second);
+    putRun(second + 1, end);
+    writer.endObject();
+    return writer.take();
+}
+
+/** False for an item that needs a tree: a key is missing, or is anything but a plain string. */
+bool takePlainKeys(const KeySchema& schema, const Json::SplitObject& item, QByteArray* hashKey, QByteArray* rangeKey,
+                   QByteArray* stored)
+{
+    const Member begin = item.members.data();
+    const Member end = begin + item.members.size();
+    const Member hash = findKey(schema.hash, begin, end);
+    const Member range = findKey(schema.range, begin, end);
+    if (hash == end || range == end || hash == range)
+        return false;
+    if (!readPlainKey(hash->value, hashKey) || !readPlainKey(range->value, rangeKey))
+        return false;
+    *stored = textWithout(item, std::min(hash, range), std::max(hash, range));
+    return true;
+}
+
+bool isSplit(const QVariant& item)
+{
+    return item.metaType() == QMetaType::fromType<Json::SplitObject>();
+}
+
+const Json::SplitObject& splitOf(const QVariant& item)
+{
+    return *static_cast<const Json::SplitObject*>(item.constData());
+}
+
+/** The item as a tree that nobody else shares, so that keys are removed without a copy. */
+QVariantMap treeOf(QVariant item)
+{
+    if (isSplit(item)) {
+        const QByteArray text = splitOf(item).text.toByteArray();
+        (void)Json::parse(text, &item); // cannot fail: it is canonical
+    }
+    return item.toMap();
+}
+
+} // namespace
+
+int Records::takeKeys(const KeySchema& schema, QVariant item, QByteArray* hashKey, QByteArray* rangeKey,
+                      QByteArray* stored)
+{
+    if (isSplit(item) && takePlainKeys(schema, splitOf(item), hashKey, rangeKey, stored))
+        return StatusSuccess;
+    QVariantMap tree = treeOf(std::move(item));
+    if (const int rc = extractKeys(schema, &tree, hashKey, rangeKey))
+        return rc;
+    *stored = Json::serialize(tree);
+    return StatusSuccess;
+}

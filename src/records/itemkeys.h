@@ -1,0 +1,23 @@
+#ifndef QUORVA_RECORDS_ITEMKEYS_H
+#define QUORVA_RECORDS_ITEMKEYS_H
+
+#include <QByteArray>
+#include <QVariant>
+
+struct KeySchema;
+
+namespace Records {
+
+/**
+ * Divides an item into its keys and the value that is stored: the JSON of the item without its key attributes. Results
+ * as of extractKeys; `stored` is then unchanged.
+ *
+ * An item that is a Json::SplitObject stays text when its keys are plain. The result is the same as for its tree. Pure;
+ * any thread.
+ */
+[[nodiscard]] int takeKeys(const KeySchema& schema, QVariant item, QByteArray* hashKey, QByteArray* rangeKey,
+                           QByteArray* stored);
+
+} // namespace Records
+
+#endif

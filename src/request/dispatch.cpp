@@ -1,0 +1,95 @@
+#include "request/dispatch.h"
+
+#include "log/log.h"
+#include "protocol/operations.h"
+#include "request/adminops.h"
+#include "request/batchwrite.h"
+#include "request/bdbrequest.h"
+#include "request/itemops.h"
+#include "request/scanquery.h"
+#include "request/tableops.h"
+#include "json/usualreader.h"
+
+#include <QScopeGuard>
+
+#include <string_view>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+enum Duration {
+    Short, // a few records of databases that are open, unless the operation itself returns StatusTakesLong
+    Long   // opens, closes, flushes or copies an environment, measures its directory, or walks all partitions
+};
+
+struct Handler {
+    Operations::Operation operation;
+    int (*run)(BDBRequest&);
+    Duration duration;
+    Json::MemberPath items = {}; // to be written
+};
+
+constexpr const char* ItemOfPut[] = {"Item"};
+constexpr const char* ItemOfBatch[] = {"RequestItems", nullptr, nullptr, "PutRequest", "Item"};
+
+constexpr Handler Handlers[] = {
+    {Operations::Query, Requests::queryTable, Short},
+    {Operations::GetItem, Requests::getItem, Short},
+    {Operations::PutItem, Requests::putItem, Short, ItemOfPut},
+    {Operations::UpdateItem, Requests::updateItem, Short},
+    {Operations::DescribeTable, Requests::describeTable, Long},
+    {Operations::UpdateTable, Requests::updateTable, Long},
+    {Operations::DeleteItem, Requests::deleteItem, Short},
+    {Operations::BatchWriteItem, Requests::batchWriteItem, Short, ItemOfBatch},
+    {Operations::CreateTable, Requests::createTable, Long},
+    {Operations::DeleteTable, Requests::deleteTable, Long},
+    {Operations::Scan, Requests::scanTable, Long},
+    {Operations::DescribeBackup, Requests::describeBackup, Short},
+};
+
+// Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.
+constexpr qsizetype ShortBody = 32 * 1024;
+
+/** Null for an unknown name. */
+const Handler* findHandler(const BDBRequest& request)
+{
+    // Kept: names are compared up to their first zero byte; anything after it is ignored.
+    const std::string_view name = request.operation.constData();
+    for (const Handler& handler : Handlers) {
+        if (handler.operation.isNamed(name))
+            return &handler;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool Requests::parseBody(BDBRequest& request)
+{
+    const Handler* handler = findHandler(request);
+    QVariant parsed;
+    if (!Json::parseUsual(request.body, &parsed, handler != nullptr ? handler->items : Json::MemberPath()))
+        return false;
+    request.parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
+    return true;
+}
+
+void Requests::dispatch(BDBRequest& request)
+{
+    const Handler* const handler = findHandler(request);
+    if (handler == nullptr) {
+        LOG_ERROR("bdbrequest", 120) << "Unknown request opcode is " << request.operation;
+        request.status = StatusInternalError;
+        return;
+    }
+    // A client that is slow to read its reply must not keep the environment from being deleted.
+    const auto leave = qScopeGuard([&] { request.environment = request.table.leave(); });
+    request.status = handler->run(request);
+}
+
+bool Requests::mayBeShort(const BDBRequest& request)
+{
+    const Handler* const handler = findHandler(request);
+    return request.body.size() <= ShortBody && (handler == nullptr || handler->duration == Short);
+}

@@ -1,0 +1,44 @@
+#ifndef QUORVA_STORAGE_OPENTABLES_H
+#define QUORVA_STORAGE_OPENTABLES_H
+
+#include <QByteArray>
+#include <QHash>
+
+#include <array>
+#include <cstddef>
+#include <mutex>
+
+class BDBIndex;
+
+/**
+ * The open databases of an environment by file part and number: a request finds its database without composing the
+ * name under which it is registered. Only open databases are added; they stay open as long as the environment. Any
+ * thread.
+ */
+class OpenTables {
+public:
+    static constexpr unsigned Partitions = 256;
+    static constexpr unsigned Meta = Partitions; // behind those of the partitions
+
+    /** Null when it was not added. */
+    BDBIndex* find(const QByteArray& filePart, unsigned database) const
+    {
+        const std::lock_guard lock(mutex_);
+        const auto table = tables_.constFind(filePart);
+        return table != tables_.constEnd() ? (*table)[database] : nullptr;
+    }
+
+    void add(const QByteArray& filePart, unsigned database, BDBIndex* index)
+    {
+        const std::lock_guard lock(mutex_);
+        tables_[filePart][database] = index;
+    }
+
+private:
+    using Databases = std::array<BDBIndex*, std::size_t{Partitions} + 1>; // not owned
+
+    mutable std::mutex mutex_;
+    QHash<QByteArray, Databases> tables_; // guarded by mutex_
+};
+
+#endif

@@ -1,0 +1,53 @@
+#ifndef QUORVA_TOOLS_IMPORTLINES_H
+#define QUORVA_TOOLS_IMPORTLINES_H
+
+#include "tools/importstate.h"
+
+#include <deque>
+#include <vector>
+
+namespace Ctl {
+
+/**
+ * What has become of the lines of an import. Batches complete in any order; the mark stands at the end of the lines
+ * that are done without a gap. Memory: one byte for each line from there to the last one that was read.
+ */
+class ImportLines {
+public:
+    explicit ImportLines(const ImportMark& mark) : mark_(mark), all_(mark) {}
+
+    /** The next line was read: it holds an item, which is to be settled. */
+    void addItem() { beyond_.push_back(Outcome::Open); }
+    /** The next line was read and holds none. */
+    void addEmpty() { add(Outcome::Empty); }
+    /** The next line was read and cannot be sent. */
+    void addRefused();
+
+    /** The item of a line was stored. */
+    void setStored(long long line);
+    /** The server refused the item of a line. The mark stays in front of it until confirmRefused(). */
+    void setRefused(long long line);
+    /** The server stores other items, so those that it refused are to blame and would be refused again. */
+    void confirmRefused();
+
+    /** The end of the lines that are done, with their counts. */
+    const ImportMark& mark() const { return mark_; }
+    /** The counts of all lines; `line` is the last one that was read. */
+    ImportMark all() const;
+
+private:
+    enum class Outcome : char { Open, Empty, Stored, Refused };
+
+    void add(Outcome outcome);
+    void set(long long line, Outcome outcome);
+    void moveMark();
+
+    ImportMark mark_;
+    ImportMark all_;             // `line` is not used
+    std::deque<Outcome> beyond_; // of the lines behind the mark
+    std::vector<long long> doubtful_;
+};
+
+} // namespace Ctl
+
+#endif

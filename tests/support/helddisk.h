@@ -1,0 +1,71 @@
+#ifndef QUORVA_TESTS_SUPPORT_HELDDISK_H
+#define QUORVA_TESTS_SUPPORT_HELDDISK_H
+
+#include "support/tempdir.h"
+#include "support/waituntil.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+
+/**
+ * The disk under Berkeley DB's log, for a program that runs with `environment()`, or for this process after useHere()
+ * if helddisk.cpp is a part of it. One at a time.
+ *
+ * Only an environment in which the log is written and synchronised in two steps stops where it is held: commits go on
+ * then, as on a disk that takes its time. prepare() makes it one.
+ */
+class HeldDisk {
+public:
+    ~HeldDisk()
+    {
+        makeRoom();
+        release();
+    }
+    HeldDisk() = default;
+    HeldDisk(const HeldDisk&) = delete;
+    HeldDisk& operator=(const HeldDisk&) = delete;
+
+    /** An environment's directory before it is opened first. */
+    static void prepare(const std::string& home)
+    {
+        std::ofstream(home + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
+    }
+
+    std::map<std::string, std::string> environment(const char* library) const
+    {
+        return {{"LD_PRELOAD", library}, {"QUORVA_HELD_DISK", directory_.path()}};
+    }
+    void useHere() const { ::setenv("QUORVA_HELD_DISK", directory_.path().c_str(), 1); }
+
+    /** From here on, each flush of the log in a directory waits before it has any effect. */
+    void hold(const std::string& home) const { write("hold", home); }
+    /** True as soon as a flush waits. */
+    [[nodiscard]] bool holds() const
+    {
+        return waitUntil([this] { return exists("held"); });
+    }
+    void release() const { std::filesystem::remove(directory_.file("hold")); }
+
+    /** From here on, the log in a directory takes no byte. */
+    void fill(const std::string& home) const { write("full", home); }
+    void makeRoom() const { std::filesystem::remove(directory_.file("full")); }
+
+    /** Whether a flush waits at the moment. */
+    bool exists(const char* name) const { return std::filesystem::exists(directory_.file(name)); }
+
+private:
+    /** At once: it is read by another process as soon as it is there. */
+    void write(const char* name, const std::string& text) const
+    {
+        const std::string fresh = directory_.file("fresh");
+        std::ofstream(fresh) << text;
+        std::filesystem::rename(fresh, directory_.file(name));
+    }
+
+    const TempDir directory_;
+};
+
+#endif

@@ -89,6 +89,7 @@ BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_
 
 void BDBIOMaster::endConnection(BDBReqHandler* handler)
 {
+    memory_.noteFreed(handler->transferSize());
     Connection ended; // destroyed without the lock
     const QMutexLocker locker(&connectionsMutex_);
     const auto found = connections_.find(handler);

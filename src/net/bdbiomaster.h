@@ -4,6 +4,7 @@
 #include "net/bdbreqhandler.h"
 #include "net/completionport.h"
 #include "net/dbthreadpool.h"
+#include "net/memorytrimmer.h"
 
 #include <QMutex>
 
@@ -44,6 +45,7 @@ public:
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
+    MemoryTrimmer& memory() { return memory_; }
 
     /** Around the time that a reply waits outside of the pool, until it was sent: the destructor waits as well. */
     void beginWaitingReply();
@@ -65,6 +67,7 @@ private:
         Base::Descriptor socket; // closed first
     };
 
+    MemoryTrimmer memory_;
     CompletionPort port_;
     std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;

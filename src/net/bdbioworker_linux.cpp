@@ -199,6 +199,7 @@ int BDBIOWorker_linux::sendUnsent(BDBReqHandler_linux* handler)
         handler->setTransferState(BDBReqHandler_linux::Writing);
         return master().port().arm(socket, handler, EPOLLOUT);
     }
+    master().memory().noteFreed(handler->transferSize());
     handler->reset();
     return postRead(handler);
 }

@@ -162,6 +162,11 @@ int BDBReqHandler::socketDescriptor() const
     return socket_;
 }
 
+std::size_t BDBReqHandler::transferSize() const
+{
+    return std::max<std::size_t>(expectedBodyLength_, static_cast<std::size_t>(reply_.size()));
+}
+
 void BDBReqHandler::reset()
 {
     reply_ = QByteArray();

@@ -72,6 +72,9 @@ public:
 
     virtual int socketDescriptor() const;
 
+    /** The bytes of the request's body, as declared, or of the reply, whichever are more. 0 between two requests. */
+    std::size_t transferSize() const;
+
     /** Sets the bytes to be sent to the whole reply, and returns them. */
     virtual const TransferBuffer& sendBuffer() = 0;
 

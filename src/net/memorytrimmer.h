@@ -1,0 +1,46 @@
+#ifndef QUORVA_NET_MEMORYTRIMMER_H
+#define QUORVA_NET_MEMORYTRIMMER_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+#include <thread>
+
+/**
+ * Gives memory back to the system after large requests. The allocator keeps what they have freed, hundreds of MiB after
+ * a few of them, for the next ones. Returning it takes milliseconds in which other threads wait for the allocator, so
+ * it is done once for all large requests of a while, on a thread of its own.
+ *
+ * Threads: noteRequest() any.
+ */
+class MemoryTrimmer {
+public:
+    /** A request or reply of more bytes is large: many times a page of items of 1 KB. */
+    static constexpr std::size_t LargeBytes = 1024 * 1024;
+
+    /** `delay` is the time from the first large request to the return. */
+    explicit MemoryTrimmer(std::chrono::milliseconds delay = std::chrono::seconds(10));
+    ~MemoryTrimmer();
+    MemoryTrimmer(const MemoryTrimmer&) = delete;
+    MemoryTrimmer& operator=(const MemoryTrimmer&) = delete;
+
+    /** A request or reply of this size was freed, or is about to be. */
+    void noteFreed(std::size_t bytes);
+
+    /** How often memory was given back. */
+    int trims();
+
+private:
+    void run();
+
+    const std::chrono::milliseconds delay_;
+    std::mutex mutex_; // guards the following
+    std::condition_variable changed_;
+    bool wanted_ = false;
+    bool ending_ = false;
+    int trims_ = 0;
+    std::thread thread_; // started by the first large request
+};
+
+#endif

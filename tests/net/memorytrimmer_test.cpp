@@ -1,0 +1,75 @@
+#include "net/memorytrimmer.h"
+
+#include "support/procfs.h"
+#include "support/waituntil.h"
+#include "threadcount.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they have allocators of their own
+/** The resident size of this process, in KiB. */
+long residentKib()
+{
+    return std::stol(ProcFs::status(getpid(), "VmRSS"));
+}
+
+TEST(MemoryTrimmer, GivesBackWhatLargeRequestsHaveFreed)
+{
+    MemoryTrimmer trimmer(1ms);
+    const long before = residentKib();
+    std::vector<std::unique_ptr<char[]>> pieces;
+    std::vector<std::unique_ptr<char[]>> kept; // between them, so that the top of the heap is in use
+    for (int i = 0; i < 100'000; ++i) {
+        pieces.push_back(std::make_unique<char[]>(1000)); // filled with zeros, so resident
+        if (i % 1000 == 0)
+            kept.push_back(std::make_unique<char[]>(1000));
+    }
+    const long held = residentKib() - before;
+    ASSERT_GT(held, 90'000);
+    pieces.clear();
+    pieces.shrink_to_fit();
+    trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
+    EXPECT_TRUE(waitUntil([&] { return residentKib() - before < held / 10; })) << residentKib() - before;
+}
+#endif
+
+TEST(MemoryTrimmer, LeavesSmallRequestsAlone)
+{
+    MemoryTrimmer trimmer(0ms);
+    trimmer.noteFreed(MemoryTrimmer::LargeBytes);
+    EXPECT_EQ(threadCount(), initialThreadCount());
+    trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
+    EXPECT_TRUE(waitUntil([&] { return trimmer.trims() == 1; }));
+}
+
+TEST(MemoryTrimmer, TrimsOnceForAllOfAWhile)
+{
+    MemoryTrimmer trimmer(200ms);
+    for (int i = 0; i < 100; ++i)
+        trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
+    EXPECT_TRUE(waitUntil([&] { return trimmer.trims() > 0; }));
+    EXPECT_EQ(trimmer.trims(), 1);
+    trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
+    EXPECT_TRUE(waitUntil([&] { return trimmer.trims() == 2; }));
+}
+
+TEST(MemoryTrimmer, EndsWithoutWaitingForItsTime)
+{
+    {
+        MemoryTrimmer trimmer(1h);
+        trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
+    }
+    EXPECT_TRUE(onlyThisThreadIsLeft());
+}
+
+} // namespace

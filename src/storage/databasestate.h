@@ -1,8 +1,9 @@
 #ifndef QUORVA_STORAGE_DATABASESTATE_H
 #define QUORVA_STORAGE_DATABASESTATE_H
 
+#include <QMutex>
+
 #include <atomic>
-#include <mutex>
 
 /**
  * What all handles of one database file share, however their requests spelled its name. Owned by the environment; lives
@@ -26,7 +27,7 @@ struct DatabaseState {
      * belongs under its new sibling is inserted after the last key of the old page, where no search from the root finds
      * it. With a single writer, nobody splits a leaf in the meantime.
      */
-    std::mutex writer;
+    QMutex writer;
 };
 
 #endif

@@ -29,7 +29,6 @@ class LogFlusherTest : public testing::Test {
 protected:
     LogFlusherTest()
     {
-        disk_.useHere();
         HeldDisk::prepare(env_.path());
         env_.reopen();
         index_ = env_.index("orders");
@@ -115,7 +114,7 @@ protected:
         return count;
     }
 
-    HeldDisk disk_;
+    HeldDiskHere disk_; // first: the environment has threads
     TempEnv env_;
     BDBIndex* index_ = nullptr;
     BDBIndex* other_ = nullptr;

@@ -38,7 +38,9 @@ public:
     {
         return {{"LD_PRELOAD", library}, {"QUORVA_HELD_DISK", directory_.path()}};
     }
-    void useHere() const { ::setenv("QUORVA_HELD_DISK", directory_.path().c_str(), 1); }
+
+    /** The directory of its control files. */
+    std::string path() const { return directory_.path(); }
 
     /** From here on, each flush of the log in a directory waits before it has any effect. */
     void hold(const std::string& home) const { write("hold", home); }
@@ -66,6 +68,12 @@ private:
     }
 
     const TempDir directory_;
+};
+
+/** That of this process. Made before other threads look at the environment variables. */
+class HeldDiskHere : public HeldDisk {
+public:
+    HeldDiskHere() { ::setenv("QUORVA_HELD_DISK", path().c_str(), 1); }
 };
 
 #endif

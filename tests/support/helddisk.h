@@ -11,7 +11,7 @@
 #include <string>
 
 /**
- * The disk under Berkeley DB's log, for a program that runs with `environment()`, or for this process after useHere()
+ * The disk under Berkeley DB's log, for a program that runs with `environment()`, or, as HeldDiskHere, of this process
  * if helddisk.cpp is a part of it. One at a time.
  *
  * Only an environment in which the log is written and synchronised in two steps stops where it is held: commits go on

@@ -66,8 +66,8 @@ void DBHandler::finish(int rc)
 void DBHandler::answer(int flushed)
 {
     const int rc = orOutOfMemory([&] {
-        const int rc = handler_->finishReply(flushed);
-        return rc != 0 ? rc : worker_->postWrite(handler_);
+        const int finished = handler_->finishReply(flushed);
+        return finished != 0 ? finished : worker_->postWrite(handler_);
     });
     if (rc != 0)
         closeConnection(); // otherwise the handler belongs to the next event's thread

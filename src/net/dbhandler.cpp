@@ -47,8 +47,11 @@ void DBHandler::finish(int rc)
     if (rc != 0)
         return closeConnection();
     EnvironmentUse environment = handler_->takeEnvironment();
-    if (!environment.unflushed().any())
+    if (!environment.unflushed().any()) {
+        // First: the client's next request may run before this thread returns, and must be able to find itself alone.
+        environment.reset();
         return answer(0);
+    }
     BDBIOMaster& master = worker_->master();
     LogFlusher& flusher = environment.env()->logFlusher();
     master.beginWaitingReply();

@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -21,6 +23,12 @@ public:
     enum Outcome { Ready, Fails, RunsOutOfMemory, IsLong };
 
     explicit ScriptedHandler(Outcome outcome) : BDBReqHandler(1024, 256, nullptr, 42), outcome_(outcome) {}
+
+    /** The request uses an environment, which this counts. */
+    void useEnvironment(const std::shared_ptr<EnvironmentUseCount>& uses)
+    {
+        request().environment = EnvironmentUse(nullptr, uses, nullptr);
+    }
 
     int handle() override
     {
@@ -54,6 +62,8 @@ public:
     int postWrite(BDBReqHandler* handler) override
     {
         written.push_back(handler);
+        if (onWrite)
+            onWrite();
         return writeResult_;
     }
     int lastError() const override { return 0; }
@@ -61,6 +71,7 @@ public:
 
     std::vector<BDBReqHandler*> written;
     std::vector<BDBReqHandler*> closed;
+    std::function<void()> onWrite;
 
 private:
     int writeResult_;
@@ -75,6 +86,19 @@ TEST(DBHandler, PostsTheReply)
     DBHandler(&handler, &worker).run();
     EXPECT_THAT(worker.written, ElementsAre(&handler));
     EXPECT_THAT(worker.closed, IsEmpty());
+}
+
+TEST(DBHandler, LeavesTheEnvironmentBeforeItReplies)
+{
+    ScriptedHandler handler(ScriptedHandler::Ready);
+    RecordingWorker worker(0);
+    const auto uses = std::make_shared<EnvironmentUseCount>();
+    handler.useEnvironment(uses);
+    ASSERT_EQ(uses->users(), 1);
+    int usersAtReply = -1;
+    worker.onWrite = [&] { usersAtReply = uses->users(); };
+    DBHandler(&handler, &worker).run();
+    EXPECT_EQ(usersAtReply, 0);
 }
 
 TEST(DBHandler, ClosesTheConnectionOfARequestThatFails)

@@ -142,6 +142,7 @@ void BDBReqHandler::composeReply()
     ReplyEnvelope::of(status).appendTo(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
+        reply_.clear(); // it may be the one that this should have replaced
         return;
     }
     reply_ = std::move(frame);

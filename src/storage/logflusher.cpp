@@ -96,8 +96,8 @@ void LogFlusher::run()
         changed_.wait(lock, [this] { return !flushing_ && (ending_ || !waiting_.empty()); });
         if (waiting_.empty())
             return;
-        if (gathers_ && changed_.wait_for(lock, GatherTime, [this] { return flushing_ || haveAllCome(); }) && flushing_)
-            continue;
+        if (gathers_) // nobody else flushes meanwhile: requests do only when none waits
+            (void)changed_.wait_for(lock, GatherTime, [this] { return haveAllCome(); });
         served.swap(waiting_);
         flushing_ = true;
         const int rc = flushLog(lock);

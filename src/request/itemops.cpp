@@ -1,6 +1,5 @@
 #include "request/itemops.h"
 
-#include "format/tablename.h"
 #include "log/log.h"
 #include "protocol/bodies.h"
 #include "records/itemformatter.h"
@@ -63,8 +62,7 @@ bool wantsOldItem(const BDBRequest& request)
 bool canAddBareKeys(BDBRequest& request)
 {
     BDBIndex* db = nullptr;
-    return !request.table.onlyFinds() ||
-           request.table.dbOpen(request.tableName(), TableNames::MetaSubDatabase, &db) == StatusSuccess;
+    return !request.table.onlyFinds() || request.table.openMeta(request.tableName(), &db) == StatusSuccess;
 }
 
 /**

@@ -23,6 +23,7 @@ struct TransferBuffer {
  *
  * Threads: used by one thread at a time, therefore without a lock. The worker that took a receive event owns it until
  * it arms the socket, before or after it has run the request, or hands the handler to the database pool; a pool thread
+ * owns it until it arms the socket. Both hand it to the environment's flusher if the reply waits for that, which then
  * owns it until it arms the socket.
  */
 class BDBReqHandler {

@@ -13,8 +13,8 @@
  * Finding, opening, locking and removing environments. All functions may be called by any thread.
  *
  * Lock order: an environment's access lock, then the registry's mutex, then the environment's opening mutex, then its
- * table mutex, then its commit gate. A thread that holds page locks waits only for the last of these: Berkeley DB's
- * deadlock detector cannot see them.
+ * table mutex, then the writers' mutexes of its files, then its commit gate. A thread that holds page locks waits only
+ * for the last of these: Berkeley DB's deadlock detector cannot see them.
  *
  * An environment is opened and closed without the mutex, as both can take minutes: only requests for the same one wait
  * (see OpeningEnvironments and ClosingEnvironments). All spellings of a directory denote one environment (see

@@ -1,6 +1,7 @@
 #include "net/completionport.h"
 
 #include "netsupport.h"
+#include "support/waituntil.h"
 
 #include <gtest/gtest.h>
 

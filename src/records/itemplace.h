@@ -17,12 +17,12 @@ struct ItemPlace {
 
 namespace Records {
 
-/** Finds the place of the item with the two keys in `place`: opens its partition. 0 or dbOpen's code. */
+/** Finds the place of the item with the two keys in `place`: opens its partition. 0 or openPartition's code. */
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
  * The same for a whole item of a request, which is divided into its keys and what is stored (see takeKeys). The table's
- * schema must be loaded. 0, or the result of takeKeys or dbOpen.
+ * schema must be loaded. 0, or the result of takeKeys or openPartition.
  */
 [[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
                             QByteArray* stored);

@@ -74,8 +74,14 @@ bool LogFlusher::flush(EnvironmentUse use, Answer answer, int* rc)
 
 void LogFlusher::adopt(UnflushedCommits commits) noexcept
 {
+    const std::lock_guard lock(mutex_);
+    append(std::move(commits));
+}
+
+/** adopt() for a caller that holds the mutex. */
+void LogFlusher::append(UnflushedCommits commits) noexcept
+{
     try {
-        const std::lock_guard lock(mutex_);
         adopted_.push_back(std::move(commits));
     } catch (const std::bad_alloc&) {
         // Their counts stay as they are: whoever reads from these files waits for a flush, needlessly.
@@ -118,11 +124,14 @@ int LogFlusher::flushLog(std::unique_lock<std::mutex>& lock)
     std::vector<UnflushedCommits> adopted = std::exchange(adopted_, {});
     lock.unlock();
     const int rc = env_->log_flush(nullptr);
-    for (UnflushedCommits& commits : adopted) {
-        if (rc == 0)
+    if (rc == 0) {
+        for (UnflushedCommits& commits : adopted)
             commits.settle();
-        else
-            adopt(std::move(commits));
+    } else {
+        const std::lock_guard again(mutex_);
+        adopted_.swap(adopted); // there may be thousands, and only a few have come meanwhile
+        for (UnflushedCommits& commits : adopted)
+            append(std::move(commits));
     }
     return rc;
 }

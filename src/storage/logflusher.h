@@ -54,6 +54,7 @@ private:
 
     void run();
     bool haveAllCome() const;
+    void append(UnflushedCommits commits) noexcept;
     int flushLog(std::unique_lock<std::mutex>& lock);
     int settle(EnvironmentUse* use, int rc);
 

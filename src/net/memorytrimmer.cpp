@@ -10,8 +10,8 @@ MemoryTrimmer::~MemoryTrimmer()
 {
     {
         const std::lock_guard lock(mutex_);
-        ending_ = true;
-        changed_.notify_all();
+        isEnding_ = true;
+        ending_.notify_all();
     }
     if (thread_.joinable())
         thread_.join();
@@ -23,9 +23,12 @@ void MemoryTrimmer::noteFreed(std::size_t bytes)
         return;
     const std::lock_guard lock(mutex_);
     wanted_ = true;
-    if (!thread_.joinable())
-        thread_ = Net::tryThread([this] { run(); }); // without a thread, the next large request tries again
-    changed_.notify_all();
+    if (running_)
+        return;
+    if (thread_.joinable())
+        thread_.join(); // it has ended
+    thread_ = Net::tryThread([this] { run(); });
+    running_ = thread_.joinable(); // otherwise the next large request tries again
 }
 
 int MemoryTrimmer::trims()
@@ -37,14 +40,12 @@ int MemoryTrimmer::trims()
 void MemoryTrimmer::run()
 {
     std::unique_lock lock(mutex_);
-    for (;;) {
-        changed_.wait(lock, [this] { return ending_ || wanted_; });
-        if (changed_.wait_for(lock, delay_, [this] { return ending_; }))
-            return;
+    while (wanted_ && !ending_.wait_for(lock, delay_, [this] { return isEnding_; })) {
         wanted_ = false;
         lock.unlock();
         (void)malloc_trim(0);
         lock.lock();
         ++trims_;
     }
+    running_ = false;
 }

@@ -12,7 +12,7 @@
  * a few of them, for the next ones. Returning it takes milliseconds in which other threads wait for the allocator, so
  * it is done once for all large requests of a while, on a thread of its own.
  *
- * Threads: noteRequest() any.
+ * Threads: any, except for the destructor.
  */
 class MemoryTrimmer {
 public:
@@ -36,11 +36,12 @@ private:
 
     const std::chrono::milliseconds delay_;
     std::mutex mutex_; // guards the following
-    std::condition_variable changed_;
+    std::condition_variable ending_;
+    bool isEnding_ = false;
     bool wanted_ = false;
-    bool ending_ = false;
+    bool running_ = false; // the thread
     int trims_ = 0;
-    std::thread thread_; // started by the first large request
+    std::thread thread_; // started by a large request; ends when it has given the memory back
 };
 
 #endif

@@ -50,6 +50,7 @@ TEST(MemoryTrimmer, LeavesSmallRequestsAlone)
     EXPECT_EQ(threadCount(), initialThreadCount());
     trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
     EXPECT_TRUE(waitUntil([&] { return trimmer.trims() == 1; }));
+    EXPECT_TRUE(onlyThisThreadIsLeft());
 }
 
 TEST(MemoryTrimmer, TrimsOnceForAllOfAWhile)

@@ -9,6 +9,8 @@
 #include "storage/openindex.h"
 #include "storage/registrykeys.h"
 
+static_assert(OpenTables::Partitions == PartitionCount);
+
 const TableContext::Names& TableContext::namesOf(const QByteArray& tableName)
 {
     // A name without characters is that of no table, but has a key as any other.

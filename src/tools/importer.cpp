@@ -1,12 +1,12 @@
 #include "tools/importer.h"
 
 #include "protocol/envelope.h"
+#include "tools/csvsource.h"
 #include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
+#include "tools/partition.h"
 #include "tools/replies.h"
-
-#include <QCryptographicHash>
 
 #include <algorithm>
 #include <cerrno>
@@ -27,11 +27,19 @@ constexpr int MostRefusedInARow = 100; // with a full disk everything is refused
 Importer::Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
                    const ImportMark& mark)
     : table_(std::move(table)), input_(std::move(input)), state_(std::move(state)), begin_(mark), lines_(mark),
-      mark_(mark), waitsForever_(server.timeout == 0), reader_(input_.descriptor, [this] { return awaitInput(); })
+      mark_(mark), waitsForever_(server.timeout == 0), source_(makeSource())
 {
     lanes_.reserve(Lanes);
     while (lanes_.size() < Lanes)
         lanes_.emplace_back(server);
+}
+
+std::unique_ptr<ImportSource> Importer::makeSource()
+{
+    const auto wait = [this] { return awaitInput(); };
+    if (input_.isCsv)
+        return std::make_unique<CsvSource>(input_.descriptor, wait, input_.types);
+    return std::make_unique<JsonLines>(input_.descriptor, wait);
 }
 
 int Importer::run()
@@ -39,61 +47,86 @@ int Importer::run()
     const Interruption interruption;
     if (const int code = lanes_.front().session.readKeys(table_, &keys_))
         return code;
+    if (const int code = begin())
+        return code;
     if (const int code = skipToMark())
         return code;
     // A state file that cannot be written now could not be written later either.
     if (const int code = saveMark())
         return code;
-    progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
+    progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_, input_.progress);
     progress_->show(0, 0);
     return transfer();
+}
+
+/** Reads what precedes the items. */
+int Importer::begin()
+{
+    switch (source_->begin(keys_)) {
+    case ImportSource::Result::Interrupted:
+        return stop(ExitErrorReply, "interrupted");
+    case ImportSource::Result::Failed:
+        return cannotRead();
+    case ImportSource::Result::Refused:
+        complain(input_.name + ": " + source_->error());
+        return ExitUsage;
+    default:
+        break;
+    }
+    for (long long line = begin_.line; line < source_->lastLine(); ++line)
+        lines_.addEmpty();
+    return ExitOk;
 }
 
 /** Reads the lines up to the mark again, as standard input cannot seek. */
 int Importer::skipToMark()
 {
-    QByteArray line;
-    while (reader_.lineNumber() < begin_.line) {
-        const LineReader::Result result = reader_.next(&line);
-        if (result == LineReader::Result::Failed)
+    while (source_->lastLine() < begin_.line) {
+        const ImportSource::Result result = source_->skipLine();
+        if (result == ImportSource::Result::Failed)
             return cannotRead();
-        if (result == LineReader::Result::Interrupted)
+        if (result == ImportSource::Result::Interrupted)
             return stop(ExitErrorReply, "interrupted");
-        if (result == LineReader::Result::End) {
-            complain(input_.name + " has only " + counted(reader_.lineNumber(), "line") + ", and " +
+        if (result == ImportSource::Result::End) {
+            complain(input_.name + " has only " + counted(source_->lastLine(), "line") + ", and " +
                      std::to_string(begin_.line) + " were to be skipped");
             return ExitUsage;
         }
     }
-    skippedBytes_ = reader_.bytes();
+    skippedBytes_ = source_->bytes();
     return ExitOk;
 }
 
 int Importer::transfer()
 {
-    QByteArray line;
+    QByteArray item;
     for (;;) {
         int code = ExitOk;
-        switch (reader_.next(&line)) {
-        case LineReader::Result::Line:
-            code = takeLine(line);
+        switch (source_->next(&item)) {
+        case ImportSource::Result::Item:
+            code = take(item);
             break;
-        case LineReader::Result::TooLong:
-            complainLine(reader_.lineNumber(), "the line is too long for an item");
-            lines_.addRefused();
+        case ImportSource::Result::Empty:
+            lines_.addEmpty();
             break;
-        case LineReader::Result::End:
+        case ImportSource::Result::Refused:
+            refuseLine(source_->error());
+            break;
+        case ImportSource::Result::End:
             code = sendAll();
             return code != ExitOk ? code : finish();
-        case LineReader::Result::Interrupted:
+        case ImportSource::Result::Interrupted:
             code = failure_ != ExitOk ? failure_ : sendAll();
             return code != ExitOk ? code : stop(ExitErrorReply, "interrupted");
-        case LineReader::Result::Failed:
+        case ImportSource::Result::Failed:
             return cannotRead();
         }
         if (code != ExitOk)
             return code;
-        progress_->show(itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+        // The item counts as on its first line; while that is not done, its other lines do not move the mark.
+        for (long long line = source_->firstLine(); line < source_->lastLine(); ++line)
+            lines_.addEmpty();
+        progress_->show(itemsOfThisRun(), source_->bytes() - skippedBytes_);
     }
 }
 
@@ -117,20 +150,15 @@ bool Importer::awaitInput()
     }
 }
 
-int Importer::takeLine(const QByteArray& line)
+int Importer::take(const QByteArray& item)
 {
-    if (line.trimmed().isEmpty()) {
-        lines_.addEmpty();
-        return ExitOk;
-    }
     ItemKey key;
-    if (const std::string error = checkImportLine(line, keys_, &key); !error.empty()) {
-        complainLine(reader_.lineNumber(), error);
-        lines_.addRefused();
+    if (const std::string error = checkImportLine(item, keys_, &key); !error.empty()) {
+        refuseLine(error);
         return ExitOk;
     }
     Lane& lane = laneOf(key);
-    if (lane.next.contains(key) || !lane.next.hasRoomFor(line.size())) {
+    if (lane.next.contains(key) || !lane.next.hasRoomFor(item.size())) {
         int code = waitFor(lane);
         if (code == ExitOk)
             code = sendToIdle();
@@ -138,16 +166,20 @@ int Importer::takeLine(const QByteArray& line)
             return code;
     }
     lines_.addItem();
-    lane.next.add(reader_.lineNumber(), line, key);
+    lane.next.add(source_->firstLine(), item, key);
     // The others as well: few items may go to the lane of the first line that is not done.
     return lane.next.isFull() && !lane.isBusy ? sendToIdle() : ExitOk;
 }
 
-/** The server chooses an item's data file by the same byte. */
+void Importer::refuseLine(const std::string& reason)
+{
+    complainLine(source_->firstLine(), reason);
+    lines_.addRefused();
+}
+
 Importer::Lane& Importer::laneOf(const ItemKey& key)
 {
-    const QByteArray digest = QCryptographicHash::hash(key.first.toLatin1(), QCryptographicHash::Md5);
-    return lanes_[static_cast<unsigned char>(digest[3]) % lanes_.size()];
+    return lanes_[static_cast<std::size_t>(partitionOf(key.first)) % lanes_.size()];
 }
 
 /** The lane is idle. */
@@ -304,7 +336,7 @@ int Importer::saveMark()
 
 int Importer::finish()
 {
-    progress_->finish(itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+    progress_->finish(itemsOfThisRun(), source_->bytes() - skippedBytes_);
     progress_.reset();
     state_.remove();
     const ImportMark all = lines_.all();
@@ -322,7 +354,7 @@ void Importer::complainLine(long long line, const std::string& reason) const
 
 int Importer::cannotRead()
 {
-    return stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
+    return stop(ExitErrorReply, "cannot read " + input_.name + ": " + source_->error());
 }
 
 /**

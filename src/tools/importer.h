@@ -3,8 +3,8 @@
 
 #include "tools/importbatch.h"
 #include "tools/importlines.h"
+#include "tools/importsource.h"
 #include "tools/importstate.h"
-#include "tools/linereader.h"
 #include "tools/progressbar.h"
 #include "tools/serveraddress.h"
 #include "tools/session.h"
@@ -13,6 +13,7 @@
 #include <QVariantMap>
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,13 +24,16 @@ namespace Ctl {
 
 /** The input of an import. */
 struct ImportInput {
-    int descriptor = -1; // the caller's
-    std::string name;    // in messages
-    qint64 bytes = -1;   // its size, or below 0
+    int descriptor = -1;              // the caller's
+    std::string name;                 // in messages
+    qint64 bytes = -1;                // its size, or below 0
+    bool isCsv = false;               // comma-separated values instead of JSON
+    std::vector<std::string> types{}; // see CsvColumns
+    ProgressBar::When progress = ProgressBar::When::OnTerminal;
 };
 
 /**
- * Stores the items of an input, one per line, in a table, as if each line were a separate put, in order: of two items
+ * Stores the items of an input in a table, as if each were a separate put, in order: of two items
  * with the same keys, the later one wins. They are sent in batches, which the server applies atomically. When a batch
  * is not applied, its items are sent one by one, so that only the offending ones are refused.
  *
@@ -58,10 +62,13 @@ private:
         bool isBusy = false;  // the reply is awaited
     };
 
+    std::unique_ptr<ImportSource> makeSource();
+    int begin();
     int skipToMark();
     int transfer();
     bool awaitInput();
-    int takeLine(const QByteArray& line);
+    int take(const QByteArray& item);
+    void refuseLine(const std::string& reason);
     Lane& laneOf(const ItemKey& key);
 
     int send(Lane* lane);
@@ -95,7 +102,7 @@ private:
     const bool waitsForever_; // for a reply
     std::vector<Lane> lanes_;
     KeyNames keys_;
-    LineReader reader_;
+    const std::unique_ptr<ImportSource> source_;
     int failure_ = 0;                     // the exit code of a failure while the input was awaited
     std::optional<ProgressBar> progress_; // set once the mark has been reached
     qint64 skippedBytes_ = 0;

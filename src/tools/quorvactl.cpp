@@ -1,9 +1,12 @@
 #include "base/standarddescriptors.h"
 #include "tools/commandline.h"
 #include "tools/completion.h"
+#include "tools/shell.h"
 
 #include <cstdio>
 #include <exception>
+
+#include <unistd.h>
 
 namespace {
 
@@ -17,9 +20,10 @@ int run(std::vector<std::string> words)
         words.erase(words.begin());
         return Completions::print(line.parser(), words);
     }
-    if (const std::optional<int> code = line.parse(words))
+    const bool isInteractive = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
+    if (const std::optional<int> code = line.parse(words, isInteractive))
         return *code;
-    return line.run();
+    return line.hasCommand() ? line.run() : Ctl::Shell(Version, line.server()).run();
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
 #include "http/apiservice.h"
 #include "http/httpserver.h"
@@ -23,12 +24,6 @@
 #include <vector>
 
 namespace {
-
-enum ExitCode : int {
-    ExitOk = 0,     // ended by a signal
-    ExitFailed = 1, // the port cannot be listened on; standard error tells why
-    ExitUsage = 64, // the command line was wrong
-};
 
 constexpr int LargestPort = 65535;
 constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
@@ -111,7 +106,7 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
                stderr);
-    _exit(ExitFailed);
+    _exit(Base::ExitFailed);
 }
 
 /**
@@ -151,7 +146,7 @@ int serve(const Options& options, AllowedUsers* users)
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
-        return ExitFailed;
+        return Base::ExitFailed;
     }
     service.setPort(port);
     std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
@@ -162,11 +157,11 @@ int serve(const Options& options, AllowedUsers* users)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
-    return ExitOk;
+    return Base::ExitOk;
 }
 
 } // namespace
@@ -194,14 +189,14 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());
-            return ExitUsage;
+            return Base::ExitUsage;
         }
     }
     return serve(options, &users);

@@ -28,10 +28,9 @@ BDBIOMaster::~BDBIOMaster()
         worker->waitStopped();
     // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
-    {
-        std::unique_lock lock(repliesMutex_);
-        repliesSent_.wait(lock, [this] { return waitingReplies_ == 0; });
-    }
+    endWaitingReply();
+    std::unique_lock lock(repliesMutex_);
+    repliesSent_.wait(lock, [this] { return allRepliesSent_; });
 }
 
 void BDBIOMaster::init(int workers, int poolMax)
@@ -68,15 +67,16 @@ void BDBIOMaster::addConnection(int socket)
 
 void BDBIOMaster::beginWaitingReply()
 {
-    const std::lock_guard lock(repliesMutex_);
     ++waitingReplies_;
 }
 
 void BDBIOMaster::endWaitingReply()
 {
+    if (--waitingReplies_ > 0)
+        return; // the master may be destroyed from here on
     const std::lock_guard lock(repliesMutex_);
-    if (--waitingReplies_ == 0)
-        repliesSent_.notify_all(); // under the mutex: once it is free, the master may be destroyed
+    allRepliesSent_ = true;
+    repliesSent_.notify_all(); // under the mutex: once it is free, the master may be destroyed
 }
 
 BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler)

@@ -8,6 +8,7 @@
 
 #include <QMutex>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
@@ -47,7 +48,7 @@ public:
     DBThreadPool& pool() { return pool_; }
     MemoryTrimmer& memory() { return memory_; }
 
-    /** Around the time that a reply waits outside of the pool, until it was sent: the destructor waits as well. */
+    /** Called before a reply begins to wait outside of the pool, and after it was sent: the destructor waits for it. */
     void beginWaitingReply();
     void endWaitingReply();
 
@@ -76,9 +77,10 @@ private:
     const int connectionTableCapacity_;
     std::size_t nextWorker_ = 0; // the accept thread's
 
+    std::atomic<int> waitingReplies_{1}; // one is the master's own, until its destructor waits for the others
     std::mutex repliesMutex_;
     std::condition_variable repliesSent_;
-    int waitingReplies_ = 0; // guarded by repliesMutex_
+    bool allRepliesSent_ = false; // guarded by repliesMutex_
 
     QMutex connectionsMutex_;
     std::unordered_map<BDBReqHandler*, Connection> connections_; // by handler; guarded by connectionsMutex_

@@ -1,6 +1,7 @@
 #include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
-#include "http/apiservice.h"
+#include "http/apihandler.h"
+#include "http/httprouter.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
@@ -135,20 +136,22 @@ int serve(const Options& options, AllowedUsers* users)
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
     Http::Crew crew(options.threads);
-    Http::ApiService service(options.bodyBytes, std::move(hosts), &gateway, users, &crew);
+    Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
+    Http::HttpRouter router(std::move(hosts), users);
+    router.add("/", {"POST"}, &api);
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
     limits.largeBodies = static_cast<std::size_t>(options.threads);
     limits.keepAlive = seconds(options.keepAliveSeconds);
     limits.transfer = seconds(options.transferSeconds);
-    Http::HttpServer server(limits, &service, &crew);
+    Http::HttpServer server(limits, &router, &crew);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
         return Base::ExitFailed;
     }
-    service.setPort(port);
+    router.setPort(port);
     std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
                  options.port);
 

@@ -92,9 +92,6 @@ int Requests::putItem(BDBRequest& request)
     TableContext& table = request.table;
     if (const int rc = table.openTable(tableName))
         return rc;
-    QVariantMap description;
-    if (const int rc = Records::loadSchema(table, tableName, &description, false))
-        return rc;
     ItemPlace place;
     Json::RawText stored;
     if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take(u"Item"_s), &place, &stored.text))

@@ -1,6 +1,7 @@
 #include "storage/environmentuse.h"
 
 #include "support/blockedcall.h"
+#include "support/deadline.h"
 
 #include <gtest/gtest.h>
 
@@ -37,10 +38,10 @@ protected:
         return BlockedCall([count = count_] { count->waitUnused(); });
     }
 
-    /** Waits in another thread until nobody works any more, as a flusher does; false when that never happens. */
+    /** Waits in another thread until nobody works any more, as a flusher does, but without a limit. */
     BlockedCall<bool> gatherElsewhere() const
     {
-        return BlockedCall([count = count_] { return count->waitUntilNoneWorks(std::chrono::minutes(1)); });
+        return BlockedCall([count = count_] { return count->waitUntilNoneWorks(std::chrono::hours(24)); });
     }
 
     std::shared_ptr<EnvironmentUseCount> count_ = std::make_shared<EnvironmentUseCount>();
@@ -111,6 +112,7 @@ TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
 
 TEST_F(EnvironmentUseTest, NobodyWorksOnceTheLastReaderHasLeft)
 {
+    const Deadline deadline(std::chrono::minutes(1));
     EnvironmentUse writer = use();
     EnvironmentUse reader = use();
     writer.beginWaiting();
@@ -122,6 +124,7 @@ TEST_F(EnvironmentUseTest, NobodyWorksOnceTheLastReaderHasLeft)
 
 TEST_F(EnvironmentUseTest, NobodyWorksOnceAllWait)
 {
+    const Deadline deadline(std::chrono::minutes(1));
     EnvironmentUse first = use();
     EnvironmentUse second = use();
     first.beginWaiting();

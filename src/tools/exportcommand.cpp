@@ -1,12 +1,12 @@
 #include "tools/exportcommand.h"
 
+#include "format/tablename.h"
 #include "protocol/bodies.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
 #include "tools/outputfile.h"
-#include "tools/partition.h"
 #include "tools/progressbar.h"
 
 #include <CLI/CLI.hpp>
@@ -16,6 +16,20 @@
 #include <unistd.h>
 
 namespace Ctl {
+
+namespace {
+
+/** The data files of a table, which a scan reads in the order of their numbers. */
+constexpr unsigned PartitionCount = 256;
+
+/** The number of the one that has the items of a hash key. */
+unsigned partitionOf(const QString& hash)
+{
+    const QByteArray bytes = hash.toLatin1();
+    return TableNames::partitionOf({bytes.cbegin(), bytes.cend()}, PartitionCount);
+}
+
+} // namespace
 
 ExportCommand::ExportCommand(CLI::App* app)
     : Command(app, "export", "Write all items of a table to a file: JSON, one item per line",

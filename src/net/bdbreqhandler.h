@@ -99,6 +99,7 @@ private:
     void appendBody(const char* data, unsigned len);
     int runRequest();
     void restoreRequest();
+    void appendEnvelope(QByteArray* frame) const;
     void releaseRequest();
 
     const int socket_;

@@ -6,6 +6,7 @@
 #include "request/batchwrite.h"
 #include "request/bdbrequest.h"
 #include "request/itemops.h"
+#include "request/listtables.h"
 #include "request/scanquery.h"
 #include "request/tableops.h"
 #include "json/usualreader.h"
@@ -46,6 +47,7 @@ constexpr Handler Handlers[] = {
     {Operations::DeleteTable, Requests::deleteTable, Long},
     {Operations::Scan, Requests::scanTable, Long},
     {Operations::DescribeBackup, Requests::describeBackup, Short},
+    {Operations::ListTables, Requests::listTables, Long},
 };
 
 // Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.

@@ -134,6 +134,8 @@ int main(int argc, char** argv)
         return StartFailed;
 
     BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
+    server.setIdentity({QStringLiteral(QUORVA_VERSION), QString::fromLocal8Bit(options.logFile),
+                        QString::fromLocal8Bit(qgetenv("QUORVA_ALLOW_USERS"))});
     if (users.isRestricted())
         server.admitOnly(&users);
     if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {
@@ -146,7 +148,8 @@ int main(int argc, char** argv)
     const HangupWatch hangups([&] { logFile.reopen(); });
     const LKThread parentWatch(&application);
     QCoreApplication::exec();
-    server.flushEnvironments(); // commits may still be in the log's buffer: with -n, and those not answered yet
+    server
+        .flushEnvironments(); // commits may still be in the log's buffer: with -n, or because their replies still wait
     // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
     // Berkeley DB's log, and every line of ours has been flushed.
     _exit(0);

@@ -47,7 +47,7 @@ TEST(HttpCommandLine, HelpNamesEveryOption)
     EXPECT_EQ(run.status, 0);
     for (const char* option :
          {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads", "--max-body",
-          "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users", "--version", "Exit status:"})
+          "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users", "--log", "--version", "Exit status:"})
         EXPECT_THAT(run.output, HasSubstr(option));
     EXPECT_THAT(run.error, IsEmpty());
 }

@@ -5,7 +5,9 @@
 
 #include <QMutexLocker>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -16,8 +18,9 @@ constexpr std::chrono::milliseconds PoolThreadExpiry{120000}; // idle ones end t
 
 } // namespace
 
-BDBIOMaster::BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments)
-    : environments_(environments), envTableCapacity_(envTableCapacity),
+BDBIOMaster::BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments,
+                         const ServerView* view)
+    : environments_(environments), view_(view), envTableCapacity_(envTableCapacity),
       connectionTableCapacity_(connectionTableCapacity)
 {}
 
@@ -28,6 +31,7 @@ BDBIOMaster::~BDBIOMaster()
         worker->waitStopped();
     // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
+    operatorsPool_.waitForDone();
     {
         std::unique_lock lock(repliesMutex_);
         repliesSent_.wait(lock, [this] { return waitingReplies_ == 0; });
@@ -37,6 +41,7 @@ BDBIOMaster::~BDBIOMaster()
 void BDBIOMaster::init(int workers, int poolMax)
 {
     pool_.configure(poolMax, PoolThreadExpiry);
+    operatorsPool_.configure(1, PoolThreadExpiry);
     LOG_INFO << "Workers count " << workers << " db-pool max-thread-count " << poolMax;
     for (int id = 0; id < workers; ++id) {
         std::unique_ptr<BDBIOWorker> worker = createWorker();
@@ -59,11 +64,39 @@ void BDBIOMaster::addConnection(int socket)
 {
     if (workers_.empty()) { // none could be started
         const Base::Descriptor refused(socket);
+        noteRefused();
         return;
     }
     if (nextWorker_ == workers_.size())
         nextWorker_ = 0;
-    (void)workers_[nextWorker_++]->addConnection(socket); // on failure it has closed the socket; nothing else to do
+    if (workers_[nextWorker_++]->addConnection(socket) != 0 && socket > 0)
+        noteRefused(); // the worker has closed the socket
+}
+
+void BDBIOMaster::describe(QVariantMap* status) const
+{
+    const auto count = [](std::uint64_t value) { return QVariant::fromValue(static_cast<qulonglong>(value)); };
+    qsizetype open = 0;
+    {
+        const QMutexLocker locker(&connectionsMutex_);
+        open = static_cast<qsizetype>(connections_.size());
+    }
+    status->insert(
+        "Connections",
+        QVariantMap{{"Open", open}, {"Accepted", count(accepted_.value())}, {"Refused", count(refused_.value())}});
+    const DBThreadPool::Load load = pool_.load();
+    int waitingReplies = 0;
+    {
+        const std::lock_guard lock(repliesMutex_);
+        waitingReplies = waitingReplies_;
+    }
+    const auto workers = static_cast<int>(workers_.size());
+    status->insert("Threads", QVariantMap{{"Workers", workers},
+                                          {"WorkersBusy", std::max(workers - port_.waiting(), 0)},
+                                          {"Pool", load.threads},
+                                          {"PoolBusy", load.running},
+                                          {"PoolQueue", load.queued},
+                                          {"RepliesWaiting", waitingReplies}});
 }
 
 void BDBIOMaster::beginWaitingReply()
@@ -82,6 +115,7 @@ void BDBIOMaster::endWaitingReply()
 BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler)
 {
     BDBReqHandler* key = handler.get();
+    accepted_.add();
     const QMutexLocker locker(&connectionsMutex_);
     connections_.emplace(key, Connection{std::move(handler), std::move(socket)});
     return key;

@@ -1,12 +1,14 @@
 #ifndef QUORVA_NET_BDBIOMASTER_H
 #define QUORVA_NET_BDBIOMASTER_H
 
+#include "metrics/sharded.h"
 #include "net/bdbreqhandler.h"
 #include "net/completionport.h"
 #include "net/dbthreadpool.h"
 #include "net/memorytrimmer.h"
 
 #include <QMutex>
+#include <QVariantMap>
 
 #include <condition_variable>
 #include <cstddef>
@@ -28,7 +30,8 @@ class BDBObjTable;
 class BDBIOMaster {
 public:
     /** See BDBReqHandler for the arguments. */
-    BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments);
+    BDBIOMaster(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments,
+                const ServerView* view = nullptr);
 
     /**
      * Stops the workers, waits for running requests, and closes the connections. No connection may be added any more.
@@ -45,6 +48,16 @@ public:
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
+    /** For requests for operators (see Requests::isForOperator()): one thread, whatever the others do. */
+    DBThreadPool& operatorsPool() { return operatorsPool_; }
+    const ServerView* view() const { return view_; }
+
+    /** Adds "Connections" and "Threads" to the reply of a Status. Waits for nothing. */
+    void describe(QVariantMap* status) const;
+
+    /** Counts a connection that was closed instead of served. */
+    void noteRefused() { refused_.add(); }
+
     MemoryTrimmer& memory() { return memory_; }
 
     /** Around the time that a reply waits outside of the pool, until it was sent: the destructor waits as well. */
@@ -71,16 +84,21 @@ private:
     CompletionPort port_;
     std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;
+    DBThreadPool operatorsPool_;
     BDBObjTable* const environments_; // the server's
+    const ServerView* const view_;    // likewise; or null
     const int envTableCapacity_;
     const int connectionTableCapacity_;
     std::size_t nextWorker_ = 0; // the accept thread's
 
-    std::mutex repliesMutex_;
+    Metrics::Counter accepted_; // connections
+    Metrics::Counter refused_;
+
+    mutable std::mutex repliesMutex_;
     std::condition_variable repliesSent_;
     int waitingReplies_ = 0; // guarded by repliesMutex_
 
-    QMutex connectionsMutex_;
+    mutable QMutex connectionsMutex_;
     std::unordered_map<BDBReqHandler*, Connection> connections_; // by handler; guarded by connectionsMutex_
 };
 

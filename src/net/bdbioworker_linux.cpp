@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "log/log.h"
+#include "metrics/servercounters.h"
 #include "net/bdbiomaster.h"
 #include "net/bdbreqhandler_linux.h"
 #include "net/completionport.h"
@@ -105,6 +106,7 @@ int BDBIOWorker_linux::receivePieces(BDBReqHandler_linux* handler)
             break;
         if (received <= 0)
             return -1;
+        Metrics::server().local().bytesReceived.add(static_cast<std::uint64_t>(received));
         if (handler->isReadComplete()) {
             LOG_ERROR(LogOrigin, 124) << "Read is already completed sd " << handler->socketDescriptor();
             return -1;
@@ -117,9 +119,11 @@ int BDBIOWorker_linux::receivePieces(BDBReqHandler_linux* handler)
     return postRead(handler);
 }
 
-/** Runs the request here or on the database pool; its socket stays disarmed until the reply is out. */
+/** Runs the request here or on one of the pools; its socket stays disarmed until the reply is out. */
 int BDBIOWorker_linux::startRequest(BDBReqHandler_linux* handler)
 {
+    if (handler->isForOperator())
+        return master().operatorsPool().start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
     if (runHere(handler))
         return 0;
     return master().pool().start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
@@ -227,7 +231,7 @@ BDBReqHandler* BDBIOWorker_linux::createHandler(int socket)
     Base::Descriptor accepted(socket);
     try {
         auto handler = std::make_unique<BDBReqHandler_linux>(envTableCapacity(), connectionTableCapacity(),
-                                                             environments(), socket);
+                                                             environments(), socket, master().view());
         return master().keepConnection(std::move(accepted), std::move(handler));
     } catch (const std::bad_alloc&) {
         LOG_ERROR(LogOrigin, 209) << "Object creation failed";

@@ -1,9 +1,10 @@
 #include "net/bdbreqhandler.h"
 
 #include "log/log.h"
-#include "net/replyenvelope.h"
+#include "metrics/servercounters.h"
 #include "protocol/framing.h"
 #include "request/dispatch.h"
+#include "request/replyenvelope.h"
 #include "json/jsonwriter.h"
 
 #include <algorithm>
@@ -20,9 +21,10 @@ constexpr qsizetype FirstBodyReserve = 16 * 1024;
 
 } // namespace
 
-BDBReqHandler::BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket)
+BDBReqHandler::BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket,
+                             const ServerView* server)
     : socket_(socket), connectionTable_(connectionTableCapacity),
-      request_(environments, &connectionTable_, envTableCapacity)
+      request_(environments, &connectionTable_, envTableCapacity, server)
 {}
 
 BDBReqHandler::~BDBReqHandler() = default;
@@ -46,6 +48,11 @@ int BDBReqHandler::handleIfShort()
     return runRequest();
 }
 
+bool BDBReqHandler::isForOperator()
+{
+    return Requests::isForOperator(request_);
+}
+
 int BDBReqHandler::runRequest()
 {
     if (!Requests::parseBody(request_)) {
@@ -65,13 +72,25 @@ int BDBReqHandler::runRequest()
 int BDBReqHandler::finishReply(int flushed)
 {
     const QVariantMap failedReply = std::exchange(request_.failedReply, {});
-    if (flushed == 0)
-        return 0;
-    request_.status = flushed;
-    request_.reply = failedReply;
-    composeReply();
-    releaseRequest();
-    return reply_.isEmpty() ? -1 : 0;
+    if (flushed != 0) {
+        request_.status = flushed;
+        request_.reply = failedReply;
+        composeReply();
+        releaseRequest();
+        if (reply_.isEmpty())
+            return -1;
+    }
+    countRequest();
+    return 0;
+}
+
+/** Before the reply is sent: whoever has it finds the request counted. */
+void BDBReqHandler::countRequest() const
+{
+    Metrics::ServerCounters& counters = Metrics::server().local();
+    const auto outcome = static_cast<std::size_t>(answeredStatus(request_.status));
+    counters.requests[request_.operationNumber][outcome].add(std::chrono::steady_clock::now() - completedAt_);
+    counters.bytesSent.add(static_cast<std::uint64_t>(reply_.size()));
 }
 
 /** Makes the request anew from what was received: what an operation began must not show when it is run again. */
@@ -99,6 +118,8 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
         return -1;
     appendBody(data + headerSize, len - headerSize);
     readComplete_ = request_.body.size() >= static_cast<qsizetype>(expectedBodyLength_);
+    if (readComplete_)
+        completedAt_ = std::chrono::steady_clock::now();
     return 0;
 }
 

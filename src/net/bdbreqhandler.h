@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -30,9 +31,11 @@ class BDBReqHandler {
 public:
     /**
      * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
-     * this connection's table. `environments` is the server's registry and outlives the handler.
+     * this connection's table. `environments` is the server's registry, `server` the view of it that a Status gives, if
+     * any; both outlive the handler.
      */
-    BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket);
+    BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket,
+                  const ServerView* server = nullptr);
     virtual ~BDBReqHandler();
     BDBReqHandler(const BDBReqHandler&) = delete;
     BDBReqHandler& operator=(const BDBReqHandler&) = delete;
@@ -50,6 +53,9 @@ public:
     [[nodiscard]] virtual int handleIfShort();
     static constexpr int TakesLong = 1;
 
+    /** Of a complete request: see Requests::isForOperator(). */
+    bool isForOperator();
+
     /**
      * After handle(): what the request has used. If its unflushed() has any, it must end with a flush before the reply
      * may be sent.
@@ -58,7 +64,7 @@ public:
 
     /**
      * Then, with the result of that flush, or 0 without one: the reply may be sent, which tells the failure if it is
-     * one. 0, or -1 as handle().
+     * one, and the request is counted. 0, or -1 as handle().
      */
     [[nodiscard]] int finishReply(int flushed);
 
@@ -100,12 +106,14 @@ private:
     int runRequest();
     void restoreRequest();
     void releaseRequest();
+    void countRequest() const;
 
     const int socket_;
 
     QByteArray reply_;                     // with its length prefix
     std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
+    std::chrono::steady_clock::time_point completedAt_; // when the request's last byte came
     BDBObjTable connectionTable_;
     BDBRequest request_; // uses the table, so it is destroyed first
 };

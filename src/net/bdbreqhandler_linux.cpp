@@ -2,8 +2,8 @@
 
 // cppcheck-suppress uninitMemberVar ; the buffer: only what a receive wrote is read
 BDBReqHandler_linux::BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments,
-                                         int socket)
-    : BDBReqHandler(envTableCapacity, connectionTableCapacity, environments, socket)
+                                         int socket, const ServerView* server)
+    : BDBReqHandler(envTableCapacity, connectionTableCapacity, environments, socket, server)
 {}
 
 BDBReqHandler_linux::~BDBReqHandler_linux() = default;

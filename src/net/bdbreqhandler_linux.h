@@ -17,7 +17,8 @@ public:
 
     static constexpr std::size_t ReceiveBufferSize = 4096; // one piece of a request
 
-    BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket);
+    BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket,
+                        const ServerView* server = nullptr);
     ~BDBReqHandler_linux() override;
 
     const TransferBuffer& sendBuffer() override;

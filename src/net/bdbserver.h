@@ -3,11 +3,25 @@
 
 #include "net/bdbiomaster.h"
 #include "net/bdbsocket.h"
+#include "request/serverview.h"
 #include "storage/bdbobjtable.h"
 #include "storage/bdbregistry.h"
 
+#include <QString>
+#include <QVariantMap>
+
+#include <chrono>
+#include <utility>
+
+/** What start-up knows of the server and a Status tells. */
+struct ServerIdentity {
+    QString version;
+    QString logFile;    // as given; empty: standard error
+    QString allowUsers; // likewise; empty: all
+};
+
 /** The server: accepts connections and serves them. Owns the registry of environments and the I/O master. */
-class BDBServer : public TcpServer {
+class BDBServer : public TcpServer, public ServerView {
 public:
     /**
      * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
@@ -21,6 +35,12 @@ public:
     ~BDBServer() override;
 
     void incomingConnection(int socket) override;
+    void refusedConnection() override { master_.noteRefused(); }
+
+    /** Call before listen(). */
+    void setIdentity(ServerIdentity identity) { identity_ = std::move(identity); }
+
+    void describe(QVariantMap* status) const override;
 
     /** Makes durable what the environments have committed, before the process ends. */
     void flushEnvironments() { Registry::flushAll(&environments_); }
@@ -30,6 +50,11 @@ private:
 
     [[maybe_unused]] const int thirdSetting_;
     [[maybe_unused]] const int fourthSetting_;
+    const int workers_;
+    const int poolMax_;
+    const std::chrono::system_clock::time_point startTime_ = std::chrono::system_clock::now();
+    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    ServerIdentity identity_;
     BDBObjTable environments_;
     BDBIOMaster master_; // uses the table, so it is destroyed first
 };

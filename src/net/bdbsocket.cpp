@@ -93,14 +93,18 @@ void TcpServer::acceptConnection()
     Base::Descriptor socket(accept4(listeningSocket(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!socket.isOpen())
         onAcceptFailure(errno);
-    else if (DescriptorReserve::includes(socket.number()))
-        LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket.number();
     else if (admits(socket.number()))
         incomingConnection(socket.release());
+    else
+        refusedConnection();
 }
 
 bool TcpServer::admits(int socket)
 {
+    if (DescriptorReserve::includes(socket)) {
+        LOG_WARN << "connection refused, the last descriptors are kept for databases, sd " << socket;
+        return false;
+    }
     std::string refusal;
     const bool admitted = users_ == nullptr || users_->admits(socket, &refusal);
     if (!admitted)

@@ -39,6 +39,9 @@ public:
     /** Takes an accepted socket, on the accept thread; a negative number after a failed accept. */
     virtual void incomingConnection(int socket) = 0;
 
+    /** A connection was closed instead of passed to incomingConnection(), on the accept thread. */
+    virtual void refusedConnection() {}
+
 protected:
     /** Ends the accept thread and closes the listening socket. */
     void stop();

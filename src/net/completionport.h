@@ -50,6 +50,9 @@ public:
      */
     bool isAttended() const { return waiting_ > 0; }
 
+    /** How many threads wait in next(), as above. */
+    int waiting() const { return waiting_; }
+
     /** Ends all current and future waits in next(). */
     void stop();
 

@@ -25,6 +25,12 @@ void DBThreadPool::configure(int count, std::chrono::milliseconds expiry)
     expiry_ = expiry;
 }
 
+DBThreadPool::Load DBThreadPool::load() const
+{
+    const std::lock_guard lock(mutex_);
+    return {threads_, running_, static_cast<int>(tasks_.size())};
+}
+
 int DBThreadPool::maxThreadCount() const
 {
     const std::lock_guard lock(mutex_);

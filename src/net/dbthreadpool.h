@@ -31,6 +31,14 @@ public:
     /** At most `count` threads, but at least one; idle ones end after `expiry`. Running threads are not ended. */
     void configure(int count, std::chrono::milliseconds expiry);
 
+    /** What the pool does at the moment. */
+    struct Load {
+        int threads = 0; // of the pool
+        int running = 0; // tasks, and requests of threads that have entered
+        int queued = 0;  // tasks that no thread has taken yet
+    };
+    Load load() const;
+
     int maxThreadCount() const;
     std::chrono::milliseconds expiry() const;
 

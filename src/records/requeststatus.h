@@ -18,4 +18,13 @@ enum RequestStatus : int {
     StatusTakesLong = 1000000
 };
 
+/** The number of statuses with a reply of their own. */
+inline constexpr int AnsweredStatuses = StatusInvalidRequest + 1;
+
+/** The status of which a result has the reply: below AnsweredStatuses. */
+constexpr int answeredStatus(int result)
+{
+    return result >= 0 && result < AnsweredStatuses ? result : StatusInternalError;
+}
+
 #endif

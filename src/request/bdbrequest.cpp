@@ -11,6 +11,7 @@ void BDBRequest::reset()
 {
     status = StatusSuccess;
     operation.resize(0);
+    operationNumber = NotIdentified;
     body = QByteArray();
     parsedBody = QVariantMap();
     reply = QVariantMap();

@@ -1,20 +1,33 @@
 #ifndef QUORVA_REQUEST_BDBREQUEST_H
 #define QUORVA_REQUEST_BDBREQUEST_H
 
+#include "metrics/servercounters.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
 
 #include <QByteArray>
 #include <QVariantMap>
 
+#include <cstddef>
+
+class ServerView;
+
 /**
  * One request: the client's input, the reply under construction, and what the request has open. Owned by the
  * connection's handler, which uses it for one request after the other; used by one thread at a time.
  */
 struct BDBRequest {
-    /** `environments` is the server's registry, `connection` the connection's own table; both outlive the request. */
-    BDBRequest(BDBObjTable* environments, BDBObjTable* connection, int tableCapacity)
-        : table(environments, connection, tableCapacity)
+    /** The number of the operation of a request with an unknown name. */
+    static constexpr std::size_t UnknownOperation = Metrics::MostOperations - 1;
+    static constexpr std::size_t NotIdentified = Metrics::MostOperations;
+
+    /**
+     * `environments` is the server's registry, `connection` the connection's own table, `serverView` what a
+     * Status tells of the server, if anything; they outlive the request.
+     */
+    BDBRequest(BDBObjTable* environments, BDBObjTable* connection, int tableCapacity,
+               const ServerView* serverView = nullptr)
+        : table(environments, connection, tableCapacity), server(serverView)
     {}
 
     /** Prepares it for the next request. Little memory is kept. */
@@ -25,14 +38,17 @@ struct BDBRequest {
 
     int status = StatusSuccess;
 
-    QByteArray operation; // the name from the message header
-    QByteArray body;      // the JSON text
+    QByteArray operation;                        // the name from the message header
+    std::size_t operationNumber = NotIdentified; // set by the dispatch, see Requests::operationName()
+    QByteArray body;                             // the JSON text
     QVariantMap parsedBody;
     QVariantMap reply;
     QVariantMap failedReply; // replaces it when what the operation has committed does not become durable
 
     TableContext table;
     EnvironmentUse environment; // that the operation has used; set at its end
+
+    const ServerView* const server; // not owned; or null
 };
 
 #endif

@@ -1,17 +1,20 @@
 #include "request/dispatch.h"
 
 #include "log/log.h"
+#include "metrics/servercounters.h"
 #include "protocol/operations.h"
 #include "request/adminops.h"
 #include "request/batchwrite.h"
 #include "request/bdbrequest.h"
 #include "request/itemops.h"
 #include "request/scanquery.h"
+#include "request/status.h"
 #include "request/tableops.h"
 #include "json/usualreader.h"
 
 #include <QScopeGuard>
 
+#include <iterator>
 #include <string_view>
 
 using namespace Qt::StringLiterals;
@@ -20,7 +23,8 @@ namespace {
 
 enum Duration {
     Short, // a few records of databases that are open, unless the operation itself returns StatusTakesLong
-    Long   // opens, closes, flushes or copies an environment, measures its directory, or walks all partitions
+    Long,  // opens, closes, flushes or copies an environment, measures its directory, or walks all partitions
+    Apart  // must not wait for any of these
 };
 
 struct Handler {
@@ -46,21 +50,30 @@ constexpr Handler Handlers[] = {
     {Operations::DeleteTable, Requests::deleteTable, Long},
     {Operations::Scan, Requests::scanTable, Long},
     {Operations::DescribeBackup, Requests::describeBackup, Short},
+    {Operations::Status, Requests::status, Apart},
 };
+static_assert(std::size(Handlers) <= BDBRequest::UnknownOperation);
 
 // Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.
 constexpr qsizetype ShortBody = 32 * 1024;
 
-/** Null for an unknown name. */
-const Handler* findHandler(const BDBRequest& request)
+std::size_t numberOf(const BDBRequest& request)
 {
     // Kept: names are compared up to their first zero byte; anything after it is ignored.
     const std::string_view name = request.operation.constData();
-    for (const Handler& handler : Handlers) {
-        if (handler.operation.isNamed(name))
-            return &handler;
+    for (std::size_t number = 0; number < std::size(Handlers); ++number) {
+        if (Handlers[number].operation.isNamed(name))
+            return number;
     }
-    return nullptr;
+    return BDBRequest::UnknownOperation;
+}
+
+/** Null for an unknown name. */
+const Handler* findHandler(BDBRequest& request)
+{
+    if (request.operationNumber == BDBRequest::NotIdentified)
+        request.operationNumber = numberOf(request);
+    return request.operationNumber < std::size(Handlers) ? &Handlers[request.operationNumber] : nullptr;
 }
 
 } // namespace
@@ -88,8 +101,19 @@ void Requests::dispatch(BDBRequest& request)
     request.status = handler->run(request);
 }
 
-bool Requests::mayBeShort(const BDBRequest& request)
+bool Requests::mayBeShort(BDBRequest& request)
 {
     const Handler* const handler = findHandler(request);
     return request.body.size() <= ShortBody && (handler == nullptr || handler->duration == Short);
+}
+
+bool Requests::isForOperator(BDBRequest& request)
+{
+    const Handler* const handler = findHandler(request);
+    return handler != nullptr && handler->duration == Apart;
+}
+
+std::string_view Requests::operationName(std::size_t number)
+{
+    return number < std::size(Handlers) ? Handlers[number].operation.name : "Unknown";
 }

@@ -1,6 +1,9 @@
 #ifndef QUORVA_REQUEST_DISPATCH_H
 #define QUORVA_REQUEST_DISPATCH_H
 
+#include <cstddef>
+#include <string_view>
+
 struct BDBRequest;
 
 /** The way from a request that has been received to its operation. Any thread. */
@@ -24,7 +27,16 @@ void dispatch(BDBRequest& request);
  * False when the request is certain to take long, by its operation or by the size of its body, which need not be parsed
  * yet. A thread that others wait for tries no such request.
  */
-bool mayBeShort(const BDBRequest& request);
+bool mayBeShort(BDBRequest& request);
+
+/**
+ * True when the request asks for the state of the server, which is told also when all threads that run requests are
+ * stuck: it waits for nothing that others do, and for other such requests only briefly.
+ */
+bool isForOperator(BDBRequest& request);
+
+/** The name of the operation with this number (see BDBRequest), without its prefix; "Unknown" for any other number. */
+std::string_view operationName(std::size_t number);
 
 } // namespace Requests
 

@@ -131,6 +131,8 @@ int main(int argc, char** argv)
         return StartFailed;
 
     BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
+    server.setIdentity({QStringLiteral(QUORVA_VERSION), QString::fromLocal8Bit(options.logFile),
+                        QString::fromLocal8Bit(qgetenv("QUORVA_ALLOW_USERS"))});
     if (users.isRestricted())
         server.admitOnly(&users);
     if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {

@@ -12,6 +12,7 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
@@ -203,7 +204,7 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
     ClosingEnvironments::instance().remove(names);
 }
 
-void Registry::flushAll(BDBObjTable* registry)
+std::vector<EnvironmentUse> Registry::openEnvironments(BDBObjTable* registry)
 {
     std::vector<EnvironmentUse> uses; // they may be removed meanwhile
     {
@@ -214,6 +215,14 @@ void Registry::flushAll(BDBObjTable* registry)
             uses.emplace_back(env, env->uses(), nullptr);
         }
     }
-    for (const EnvironmentUse& use : uses)
+    std::sort(uses.begin(), uses.end(), [](const EnvironmentUse& one, const EnvironmentUse& other) {
+        return one.env()->canonicalHome() < other.env()->canonicalHome();
+    });
+    return uses;
+}
+
+void Registry::flushAll(BDBObjTable* registry)
+{
+    for (const EnvironmentUse& use : openEnvironments(registry))
         (void)use.env()->log_flush(nullptr);
 }

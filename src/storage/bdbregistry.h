@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <memory>
+#include <vector>
 
 /**
  * Finding, opening, locking and removing environments. All functions may be called by any thread.
@@ -58,6 +59,9 @@ void dropEnvLock(BDBObjTable* registry, const std::shared_ptr<AccessLock>& lock)
  * identifies the environment: the name may lead to another one by the time of the call.
  */
 void removeEnv(BDBObjTable* registry, const QByteArray& tableName, const std::shared_ptr<AccessLock>& held = nullptr);
+
+/** A use of each registered environment, in the order of their directories. Waits for none of them. */
+[[nodiscard]] std::vector<EnvironmentUse> openEnvironments(BDBObjTable* registry);
 
 /** Makes durable what all registered environments have committed. A failure is their log's. */
 void flushAll(BDBObjTable* registry);

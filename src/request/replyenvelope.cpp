@@ -1,4 +1,4 @@
-#include "net/replyenvelope.h"
+#include "request/replyenvelope.h"
 
 #include "records/requeststatus.h"
 

@@ -1,0 +1,16 @@
+#include "metrics/servercounters.h"
+
+namespace Metrics {
+
+namespace {
+
+constinit ServerTotals totals;
+
+} // namespace
+
+ServerTotals& server()
+{
+    return totals;
+}
+
+} // namespace Metrics

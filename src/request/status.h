@@ -1,0 +1,13 @@
+#ifndef QUORVA_REQUEST_STATUS_H
+#define QUORVA_REQUEST_STATUS_H
+
+struct BDBRequest;
+
+namespace Requests {
+
+/** Tells what the server does and has done since it started. Fills the reply. */
+[[nodiscard]] int status(BDBRequest& request);
+
+} // namespace Requests
+
+#endif

@@ -41,6 +41,7 @@ inline constexpr Operation UpdateItem{ApiPrefix, "UpdateItem"};
 inline constexpr Operation UpdateTable{ApiPrefix, "UpdateTable"};
 
 inline constexpr Operation DescribeBackup{OwnPrefix, "DescribeBackup"};
+inline constexpr Operation ListTables{OwnPrefix, "ListTables"};
 inline constexpr Operation Status{OwnPrefix, "Status"};
 
 /** The operations of the API, all supported by the server; shell completion and quorva-http offer these. */

@@ -7,6 +7,7 @@
 #include "request/batchwrite.h"
 #include "request/bdbrequest.h"
 #include "request/itemops.h"
+#include "request/listtables.h"
 #include "request/scanquery.h"
 #include "request/status.h"
 #include "request/tableops.h"
@@ -50,6 +51,7 @@ constexpr Handler Handlers[] = {
     {Operations::DeleteTable, Requests::deleteTable, Long},
     {Operations::Scan, Requests::scanTable, Long},
     {Operations::DescribeBackup, Requests::describeBackup, Short},
+    {Operations::ListTables, Requests::listTables, Long},
     {Operations::Status, Requests::status, Apart},
 };
 static_assert(std::size(Handlers) <= BDBRequest::UnknownOperation);

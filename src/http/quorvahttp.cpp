@@ -1,3 +1,4 @@
+#include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
@@ -26,12 +27,6 @@
 #include <vector>
 
 namespace {
-
-enum ExitCode : int {
-    ExitOk = 0,     // ended by a signal
-    ExitFailed = 1, // the port cannot be listened on; standard error tells why
-    ExitUsage = 64, // the command line was wrong
-};
 
 constexpr int LargestPort = 65535;
 constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
@@ -124,7 +119,7 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
                stderr);
-    _exit(ExitFailed);
+    _exit(Base::ExitFailed);
 }
 
 /**
@@ -176,7 +171,7 @@ int serve(const Options& options, AllowedUsers* users)
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
-        return ExitFailed;
+        return Base::ExitFailed;
     }
     router.setPort(port);
     std::string started = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
@@ -191,11 +186,11 @@ int serve(const Options& options, AllowedUsers* users)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
-    return ExitOk;
+    return Base::ExitOk;
 }
 
 } // namespace
@@ -223,7 +218,7 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
     }
     if (!options.directories.empty() && !options.servesConsole()) {
         std::fputs("quorva-http: --directory is for the console, so it needs --console or --console-write\n", stderr);
@@ -234,7 +229,7 @@ int main(int argc, char** argv)
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());
-            return ExitUsage;
+            return Base::ExitUsage;
         }
     }
     return serve(options, &users);

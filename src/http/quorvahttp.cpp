@@ -2,6 +2,8 @@
 #include "base/standarddescriptors.h"
 #include "base/streamfile.h"
 #include "http/apihandler.h"
+#include "http/consolefiles.h"
+#include "http/consolehandler.h"
 #include "http/httprouter.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
@@ -43,6 +45,11 @@ struct Options {
     std::vector<std::string> allowedHosts;
     std::string allowedUsers;
     std::string logFile;
+    bool hasConsole = false;
+    bool consoleWrites = false;
+    std::vector<std::string> directories;
+
+    bool servesConsole() const { return hasConsole || consoleWrites; }
 };
 
 void declare(Options* options, CLI::App* app)
@@ -83,6 +90,11 @@ void declare(Options* options, CLI::App* app)
     app->add_option("--allow-users", options->allowedUsers,
                     "The users of this machine who may connect: names or numbers, separated by commas");
     app->add_option("--log", options->logFile, "A file to append messages to, instead of standard error");
+    app->add_flag("--console", options->hasConsole, "Serve the console at /console; prints its address with its token");
+    app->add_flag("--console-write", options->consoleWrites, "The same, and it may change items and make backups");
+    app->add_option("--directory", options->directories,
+                    "A directory of tables that the console shows although it is not open; may come several times")
+        ->allow_extra_args(false);
 }
 
 /** The signals that one thread waits for: SIGHUP reopens the log file, the others end the program. */
@@ -157,6 +169,16 @@ int serve(const Options& options, AllowedUsers* users)
     Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
     Http::HttpRouter router(std::move(hosts), users);
     router.add("/", {"POST"}, &api);
+    const Http::ConsoleToken token;
+    Http::ConsoleHandler console(
+        options.bodyBytes, &gateway, &crew, &token,
+        {options.host + ':' + std::to_string(options.port), options.directories, options.consoleWrites});
+    Http::ConsoleFiles consoleFiles;
+    if (options.servesConsole()) {
+        router.add("/console/api", {"POST"}, &console);
+        router.add("/console/settings", {"GET"}, &console);
+        router.addTree("/console", {"GET", "HEAD"}, &consoleFiles);
+    }
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
@@ -170,8 +192,12 @@ int serve(const Options& options, AllowedUsers* users)
         return Base::ExitFailed;
     }
     router.setPort(port);
-    std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
-                 options.port);
+    std::string started = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
+                          options.host + ':' + std::to_string(options.port) + '\n';
+    if (options.servesConsole()) // The fragment of an address is not sent, so no proxy or log gets the token.
+        started += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
+                   "/console#token=" + token.text() + '\n';
+    std::fputs(started.c_str(), stderr);
 
     std::latch ended(1);
     std::thread watcher(handleSignals, options.logFile, &server, &ended);
@@ -214,6 +240,10 @@ int main(int argc, char** argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
+    }
+    if (!options.directories.empty() && !options.servesConsole()) {
+        std::fputs("quorva-http: --directory is for the console, so it needs --console or --console-write\n", stderr);
+        return ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused

@@ -18,6 +18,7 @@ using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
 constexpr const char* Added = "log_set_config db_log_dsync off";
+constexpr const char* RemovesLogs = "#quorva remove_unneeded_logs on";
 
 class Init : public ToolTest {
 protected:
@@ -138,7 +139,7 @@ TEST_F(Init, AddsNothingToADirectoryWithTablesUnlessForced)
     const std::string forced = "\n  --force adds to " + home() + "/DB_CONFIG: ";
     expectRefused({home(), "--cache", "32M"},
                   complaintOfTables(home(), forced + Added + forced + "set_cachesize 0 33554432 1" + forced +
-                                                "set_lg_max 41943040"));
+                                                "set_lg_max 41943040" + forced + RemovesLogs));
     EXPECT_EQ(contentsOf(home()), before);
 
     expectDone({home(), "--cache", "32M", "--force"});
@@ -152,7 +153,8 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
     std::ofstream(shop + "/DB_CONFIG") << "set_cachesize 0 2097152 1\nset_lk_max_locks 5000\nset_lg_max 20971520\n";
     fs::permissions(shop + "/DB_CONFIG", fs::perms(0600));
     const auto before = contentsOf(shop);
-    const std::string added = "\n  --force adds to " + shop + "/DB_CONFIG: " + Added;
+    const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
+    const std::string added = forced + Added + forced + RemovesLogs;
     expectRefused({shop}, complaintOfTables(shop, added));
     expectRefused({shop, "--cache", "3M"},
                   complaintOfTables(shop, added + "\n  --force replaces in " + shop +
@@ -164,7 +166,7 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
                                                   "set_lk_max_locks 5000\n"
                                                   "set_lg_max 20971520\n"
                                                   "# "));
-    EXPECT_THAT(config(shop), testing::EndsWith(std::string("\n") + Added + '\n'));
+    EXPECT_THAT(config(shop), testing::EndsWith(std::string("\n") + RemovesLogs + '\n'));
     EXPECT_EQ(mode(shop + "/DB_CONFIG"), 0600);
     createTable(tableIn(shop));
 }
@@ -183,7 +185,7 @@ TEST_F(Init, LeavesOtherFilesAlone)
     const auto before = contentsOf(shop);
     const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
     expectRefused({shop}, shop + " is not empty; nothing was changed" + forced + Added + forced +
-                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040");
+                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040" + forced + RemovesLogs);
     EXPECT_EQ(contentsOf(shop), before);
     expectDone({shop, "--force"});
     EXPECT_THAT(namesIn(shop), UnorderedElementsAre("DB_CONFIG", "notes"));
@@ -197,7 +199,8 @@ TEST_F(Init, NamesThatTablesCannotUseAreRefused)
     };
     const Row rows[] = {
         {"shop|orders", "a \"|\" separates the directory from the table in a TableName"},
-        {"__log__", "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups"},
+        {"__log__", "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), BackupLog.hold (also with .new) "
+                    "and __log__ belong to backups"},
         {"log.0000000001", "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"},
         {"DB_CONFIG/", "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"},
         {"t_3f.db", "names that end like \"_3f.db\" belong to the data files of tables"},

@@ -222,7 +222,7 @@ int main(int argc, char** argv)
     }
     if (!options.directories.empty() && !options.servesConsole()) {
         std::fputs("quorva-http: --directory is for the console, so it needs --console or --console-write\n", stderr);
-        return ExitUsage;
+        return Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused

@@ -18,4 +18,5 @@ void BDBRequest::reset()
     failedReply = QVariantMap();
     table.reset();
     environment.reset();
+    trace.reset();
 }

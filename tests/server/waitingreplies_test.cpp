@@ -2,8 +2,8 @@
  * Replies wait until what they tell is durable, and nothing else waits with them. The disk under the log stops, fills
  * up and goes on as the test says.
  */
-#include "protocol/framing.h"
 #include "support/helddisk.h"
+#include "support/pending.h"
 #include "support/procfs.h"
 #include "support/tablefixture.h"
 
@@ -12,47 +12,7 @@
 #include <string>
 #include <vector>
 
-#include <poll.h>
-#include <sys/socket.h>
-
 namespace {
-
-/** A request on a connection of its own, whose reply may take its time. */
-class Pending {
-public:
-    Pending(const ServerProcess& server, const QByteArray& operation, const QVariantMap& body)
-        : connection_(server.connect())
-    {
-        EXPECT_TRUE(connection_.send(Framing::frameRequest(Operations::fullName(operation), Json::serialize(body))));
-    }
-
-    bool isAnswered() const
-    {
-        pollfd waiting{connection_.socketDescriptor(), POLLIN, 0};
-        return poll(&waiting, 1, 0) != 0;
-    }
-
-    QVariantMap reply()
-    {
-        QByteArray text;
-        QVariant value;
-        EXPECT_TRUE(connection_.receiveReply(&text)) << connection_.error().toStdString();
-        EXPECT_TRUE(Json::parse(text, &value)) << text.toStdString();
-        return value.toMap();
-    }
-
-    /** With a reset in place of an end of the stream. */
-    void goAway(bool reset)
-    {
-        const linger now{1, 0};
-        if (reset)
-            setsockopt(connection_.socketDescriptor(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        connection_.close();
-    }
-
-private:
-    Client::WireConnection connection_;
-};
 
 struct WithHeldDisk {
     HeldDisk disk_;

@@ -2,6 +2,7 @@
 
 #include "client/rangecondition.h"
 #include "http/apierror.h"
+#include "http/message.h"
 #include "protocol/bodies.h"
 #include "protocol/operations.h"
 #include "json/canonicaltext.h"
@@ -13,8 +14,6 @@
 namespace Http {
 
 namespace {
-
-enum : int { BadRequest = 400, BadGateway = 502, ServiceUnavailable = 503, GatewayTimeout = 504 };
 
 Answer errorAnswer(int status, const char* type, const QByteArray& message)
 {

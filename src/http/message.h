@@ -28,6 +28,21 @@ struct RequestHead {
     std::size_t count(std::string_view name) const;
 };
 
+/** The statuses that quorva-http itself gives; the server gives its own. */
+enum ResponseStatus : int {
+    Ok = 200,
+    BadRequest = 400,
+    Forbidden = 403,
+    NotFound = 404,
+    MethodNotAllowed = 405,
+    PayloadTooLarge = 413,
+    UriTooLong = 414,
+    InternalError = 500,
+    BadGateway = 502,
+    ServiceUnavailable = 503,
+    GatewayTimeout = 504,
+};
+
 struct Response {
     int status = 0;
     std::string reason;          // reason phrase; if empty or not plain text, the standard one is sent

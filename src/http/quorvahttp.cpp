@@ -1,5 +1,7 @@
+#include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
-#include "http/apiservice.h"
+#include "http/apihandler.h"
+#include "http/httprouter.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
@@ -23,12 +25,6 @@
 #include <vector>
 
 namespace {
-
-enum ExitCode : int {
-    ExitOk = 0,     // ended by a signal
-    ExitFailed = 1, // the port cannot be listened on; standard error tells why
-    ExitUsage = 64, // the command line was wrong
-};
 
 constexpr int LargestPort = 65535;
 constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
@@ -111,7 +107,7 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
                stderr);
-    _exit(ExitFailed);
+    _exit(Base::ExitFailed);
 }
 
 /**
@@ -140,20 +136,22 @@ int serve(const Options& options, AllowedUsers* users)
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
     Http::Crew crew(options.threads);
-    Http::ApiService service(options.bodyBytes, std::move(hosts), &gateway, users, &crew);
+    Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
+    Http::HttpRouter router(std::move(hosts), users);
+    router.add("/", {"POST"}, &api);
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
     limits.largeBodies = static_cast<std::size_t>(options.threads);
     limits.keepAlive = seconds(options.keepAliveSeconds);
     limits.transfer = seconds(options.transferSeconds);
-    Http::HttpServer server(limits, &service, &crew);
+    Http::HttpServer server(limits, &router, &crew);
     const int port = server.bind(options.listen);
     if (port < 0) {
         std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
-        return ExitFailed;
+        return Base::ExitFailed;
     }
-    service.setPort(port);
+    router.setPort(port);
     std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
                  options.port);
 
@@ -162,11 +160,11 @@ int serve(const Options& options, AllowedUsers* users)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
-    return ExitOk;
+    return Base::ExitOk;
 }
 
 } // namespace
@@ -194,14 +192,14 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());
-            return ExitUsage;
+            return Base::ExitUsage;
         }
     }
     return serve(options, &users);

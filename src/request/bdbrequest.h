@@ -60,7 +60,7 @@ struct BDBRequest {
     QByteArray body;                             // the JSON text
     QVariantMap parsedBody;
     QVariantMap reply;
-    QVariantMap failedReply; // replaces it when what the operation has committed does not become durable
+    QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable
 
     TableContext table;
     EnvironmentUse environment; // that the operation has used; set at its end

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr const char* NoPath = "The only path is /";
+constexpr const char* NoPath = "There is nothing at this path";
 constexpr const char* NoMethod = "The only method is POST";
 constexpr const char* NoHttp = "The request is no HTTP that is understood here";
 

@@ -1,6 +1,6 @@
 /* QUORVA_SLOW_MS, with the real server and a disk that stops. */
 #include "support/helddisk.h"
-#include "support/pending.h"
+#include "support/pendingrequest.h"
 #include "support/statusfixture.h"
 
 #include <gmock/gmock.h>
@@ -15,10 +15,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
-
-struct WithHeldDisk {
-    HeldDisk disk_;
-};
 
 class SlowServer : private WithHeldDisk, public StatusTest {
 protected:
@@ -47,7 +43,7 @@ protected:
     {
         disk_.hold(home());
         const QVariantMap item{{"h", textValue(hash)}, {"r", textValue(range)}};
-        Pending put(server_, "PutItem", {{"TableName", tableName()}, {"Item", item}});
+        PendingRequest put(server_, "PutItem", {{"TableName", tableName()}, {"Item", item}});
         ASSERT_TRUE(disk_.holds());
         const auto end = std::chrono::steady_clock::now() + 60ms;
         while (std::chrono::steady_clock::now() < end)

@@ -1,7 +1,7 @@
 /* What a Status tells of environments, with a real server, its backups and a disk that stops. */
 #include "format/backupnames.h"
 #include "support/helddisk.h"
-#include "support/pending.h"
+#include "support/pendingrequest.h"
 #include "support/procfs.h"
 #include "support/statusfixture.h"
 #include "support/waituntil.h"
@@ -10,10 +10,6 @@
 #include <fstream>
 
 namespace {
-
-struct WithHeldDisk {
-    HeldDisk disk_;
-};
 
 class StatusEnvironments : public StatusTest {
 protected:
@@ -110,10 +106,11 @@ protected:
         return disk_;
     }
 
-    std::unique_ptr<Pending> beginPut(const QString& range)
+    std::unique_ptr<PendingRequest> beginPut(const QString& range)
     {
         const QVariantMap item{{"h", textValue("k")}, {"r", textValue(range)}};
-        return std::make_unique<Pending>(server_, "PutItem", QVariantMap{{"TableName", tableName()}, {"Item", item}});
+        return std::make_unique<PendingRequest>(server_, "PutItem",
+                                                QVariantMap{{"TableName", tableName()}, {"Item", item}});
     }
 
     int repliesWaiting()
@@ -129,7 +126,7 @@ TEST_F(StatusHeldDisk, CountsRepliesThatWait)
     put("k", "0", {});
     EXPECT_EQ(repliesWaiting(), 0);
     disk().hold(home());
-    std::vector<std::unique_ptr<Pending>> puts;
+    std::vector<std::unique_ptr<PendingRequest>> puts;
     for (int i = 1; i <= 3; ++i) {
         puts.push_back(beginPut(QString::number(i)));
         EXPECT_TRUE(waitUntil([&] { return repliesWaiting() == i; })) << i;
@@ -179,9 +176,9 @@ TEST_F(StatusHeldDisk, IsToldWhileAnEnvironmentCloses)
     disk().hold(home());
     const auto held = beginPut("1");
     ASSERT_TRUE(disk().holds());
-    Pending closing(server_, "DeleteTable", {{"TableName", tableName()}});
+    PendingRequest closing(server_, "DeleteTable", {{"TableName", tableName()}});
     ASSERT_TRUE(waitUntil([&] { return status().value("Environments").toList().isEmpty(); }));
-    Pending reopening(server_, "DescribeTable", {{"TableName", tableName()}});
+    PendingRequest reopening(server_, "DescribeTable", {{"TableName", tableName()}});
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(status().value("Environments").toList(), QVariantList());
     EXPECT_FALSE(closing.isAnswered());

@@ -80,6 +80,11 @@ private:
     const TempDir directory_;
 };
 
+/** A base class of fixtures, for a disk that is there before the server. */
+struct WithHeldDisk {
+    HeldDisk disk_;
+};
+
 /** That of this process. Made before other threads look at the environment variables. */
 class HeldDiskHere : public HeldDisk {
 public:

@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_SUPPORT_PENDING_H
-#define QUORVA_TESTS_SUPPORT_PENDING_H
+#ifndef QUORVA_TESTS_SUPPORT_PENDINGREQUEST_H
+#define QUORVA_TESTS_SUPPORT_PENDINGREQUEST_H
 
 #include "protocol/framing.h"
 #include "protocol/operations.h"
@@ -13,9 +13,9 @@
 #include <sys/socket.h>
 
 /** A request on a connection of its own, whose reply may take its time. */
-class Pending {
+class PendingRequest {
 public:
-    Pending(const ServerProcess& server, const QByteArray& operation, const QVariantMap& body)
+    PendingRequest(const ServerProcess& server, const QByteArray& operation, const QVariantMap& body)
         : connection_(server.connect())
     {
         EXPECT_TRUE(connection_.send(Framing::frameRequest(Operations::fullName(operation), Json::serialize(body))));

@@ -1,0 +1,24 @@
+#ifndef QUORVA_HTTP_APIRESPONSES_H
+#define QUORVA_HTTP_APIRESPONSES_H
+
+#include "http/httpservice.h"
+#include "http/message.h"
+#include "http/replytext.h"
+
+#include <string>
+
+namespace Http {
+
+/** Responses in the API's form, with the headers that each of them has. */
+namespace ApiResponses {
+
+Response of(Answer&& answer);
+/** An error that does not come from the server; see OwnErrorTypes. */
+Response error(int status, const char* type, const std::string& message);
+Response fault(Fault fault);
+
+} // namespace ApiResponses
+
+} // namespace Http
+
+#endif

@@ -89,7 +89,7 @@ Options optionsIn(const std::string& help)
         std::string name;
         std::string type;
         words >> name >> type;
-        const bool hasValue = type.starts_with("TEXT") || type.starts_with("INT");
+        const bool hasValue = type.starts_with("TEXT") || type.starts_with("INT") || type.starts_with("FLOAT");
         (hasValue ? options.withValue : options.flags).push_back(name);
     }
     return options;
@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 16U);
+    EXPECT_EQ(commands.size(), 19U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -134,7 +134,7 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 19U);
+    ASSERT_EQ(commands.size(), 22U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
@@ -179,6 +179,7 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
     EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
+    EXPECT_EQ(completionsOf({"tables", "--json", ""}), files);
     EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", "T", "F", ""}), IsEmpty());

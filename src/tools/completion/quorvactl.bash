@@ -4,8 +4,8 @@
 _quorvactl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='put get update delete scan query import export init create-table describe delete-table flush
-        backup restore call'
+    local commands='put get update delete scan query import export init create-table describe tables delete-table
+        flush backup restore status top call'
     local operations='BatchWriteItem CreateTable DeleteItem DeleteTable DescribeTable GetItem PutItem Query Scan
         UpdateItem UpdateTable'
     local everywhere='--host --port --timeout --help'
@@ -28,9 +28,17 @@ _quorvactl()
                 continue
                 ;;
             --host | --port | --timeout | --if | --if-absent | --return | --set | --add | --remove | --attributes | \
-                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache)
+                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache | \
+                --interval)
                 [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
                 ((i += 1))
+                continue
+                ;;
+            --count)
+                if [[ $command == top ]]; then # elsewhere it has no value
+                    [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
+                    ((i += 1))
+                fi
                 continue
                 ;;
             -*) continue ;;
@@ -75,7 +83,12 @@ _quorvactl()
         ((arguments == 0)) && files=yes
         ;;
     create-table) options='--replace' ;;
-    describe) options='--json' ;;
+    describe | status) options='--json' ;;
+    tables)
+        options='--json'
+        ((arguments == 0)) && files=yes
+        ;;
+    top) options='--interval --count' ;;
     backup)
         case $action in
         '') candidates='start update stop' ;;

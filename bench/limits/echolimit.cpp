@@ -45,9 +45,14 @@ bool Requests::parseBody(BDBRequest& request)
 }
 
 /** All of them: like the server's gets and puts. */
-bool Requests::mayBeShort(const BDBRequest&)
+bool Requests::mayBeShort(BDBRequest&)
 {
     return true;
+}
+
+bool Requests::isForOperator(BDBRequest&)
+{
+    return false;
 }
 
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)

@@ -1,7 +1,7 @@
+// A connection's life and states, and how it reads a request. httpconnection_response.cpp answers it.
 #include "http/httpconnection.h"
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 
@@ -19,10 +19,7 @@ using std::chrono::milliseconds;
 
 /** The time for a partially received request to complete when the program ends. */
 constexpr milliseconds Grace{1000};
-/** The time for a client to close, or to send more, after a response that ends the connection. */
-constexpr milliseconds Linger{5000};
 
-constexpr std::size_t Piece = 4096; // most requests fit into one
 constexpr std::size_t BodyPiece = 65536;
 constexpr std::size_t LargeBody = 65536;
 
@@ -31,7 +28,7 @@ constexpr std::size_t LargeBody = 65536;
 HttpConnection::HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service,
                                Connections* connections)
     : limits_(limits), service_(service), connections_(connections), socket_(std::move(socket)),
-      timer_(socket_.get_executor()), input_(limits.request.head + BodyPiece)
+      deadline_(socket_.get_executor()), input_(limits.request.head + BodyPiece)
 {
     connections_->add(this);
 }
@@ -45,7 +42,7 @@ HttpConnection::~HttpConnection()
 void HttpConnection::end()
 {
     enter(State::Ended);
-    timer_.cancel();
+    deadline_.cancel();
     leaveBodyRoom();
     ErrorCode ignored; // the client may be gone
     socket_.close(ignored);
@@ -91,7 +88,7 @@ void HttpConnection::enter(State state)
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
     state_ = state;
-    deadline_ = Never;
+    deadline_.clear();
 }
 
 /** The same for a state that ends with onTimeout() unless another one is entered first. */
@@ -101,32 +98,7 @@ void HttpConnection::enter(State state, milliseconds limit)
     since_ = Clock::now();
     if (connections_->isStopping() && state != State::Writing && !lastMoment_)
         lastMoment_ = since_ + Grace;
-    deadline_ = lastMoment_ ? std::min(since_ + limit, *lastMoment_) : since_ + limit;
-    if (deadline_ < alarm_)
-        setAlarm();
-}
-
-/**
- * Most deadlines are postponed before they expire, so the timer is only set again when it has fired or would fire too
- * late.
- */
-void HttpConnection::setAlarm()
-{
-    alarm_ = deadline_;
-    timer_.expires_at(alarm_);
-    timer_.async_wait([self = shared_from_this()](const ErrorCode& error) {
-        if (!error && self->state_ != State::Ended)
-            self->onAlarm();
-    });
-}
-
-void HttpConnection::onAlarm()
-{
-    alarm_ = Never;
-    if (Clock::now() >= deadline_)
-        onTimeout();
-    else if (deadline_ != Never)
-        setAlarm();
+    deadline_.set(lastMoment_ ? std::min(since_ + limit, *lastMoment_) : since_ + limit, this);
 }
 
 void HttpConnection::onTimeout()
@@ -263,116 +235,6 @@ void HttpConnection::leaveBodyRoom()
 {
     if (std::exchange(hasBodyRoom_, false))
         connections_->giveBodyRoom();
-}
-
-void HttpConnection::serve()
-{
-    requestIsWhole_ = true;
-    if (parser_->isTooLarge()) {
-        fail(Fault::BodyTooLarge);
-        return;
-    }
-    enter(State::Serving);
-    // Until settle() nothing else uses the connection, so it is safe to send the response on this thread, which saves a
-    // context switch. The guard keeps the event loop alive until then.
-    service_->serve(parser_->head(), parser_->takeBody(),
-                    [self = shared_from_this(),
-                     guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
-                        self->compose(std::move(response));
-                        self->send();
-                        asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
-                        guard.reset();
-                    });
-}
-
-void HttpConnection::fail(Fault fault)
-{
-    answer(service_->faultResponse(fault));
-}
-
-void HttpConnection::answer(Response&& response)
-{
-    compose(std::move(response));
-    lastMoment_.reset();
-    write();
-}
-
-void HttpConnection::compose(Response&& response)
-{
-    const RequestHead& request = parser_->head();
-    connections_->figures()->responses(response.status).add(1);
-    isLast_ = !requestIsWhole_ || !request.isKeptAlive || connections_->isStopping() || connections_->isAwaited();
-    const char* const connection = isLast_ ? "close" : request.isOld ? "keep-alive" : "";
-    response_.compose(std::move(response), connection, request.method == "HEAD");
-}
-
-/** Continues after a send: sends the rest once the client accepts more, or moves on to what follows the response. */
-void HttpConnection::settle()
-{
-    if (response_.hasFailed()) {
-        end();
-    } else if (response_.isSent()) {
-        onWritten();
-    } else {
-        enter(State::Writing, limits_.transfer);
-        socket_.async_wait(Socket::wait_write, [self = shared_from_this()](const ErrorCode&) {
-            if (self->state_ == State::Writing)
-                self->write();
-        });
-    }
-}
-
-/** Sends what the socket accepts of the response; settle() continues. */
-void HttpConnection::send()
-{
-    connections_->figures()->sentBytes.add(static_cast<qint64>(response_.send(&socket_)));
-}
-
-void HttpConnection::write()
-{
-    send();
-    settle();
-}
-
-void HttpConnection::onWritten()
-{
-    leaveBodyRoom();
-    response_.clear();
-    if (!isLast_)
-        waitForRequest();
-    else if (requestIsWhole_)
-        end();
-    else
-        linger();
-}
-
-/**
- * Lets the client receive the response even while it is still sending: closing a socket with unread bytes resets the
- * connection, and the response is lost.
- */
-void HttpConnection::linger()
-{
-    ErrorCode error;
-    if (!lastMoment_) { // first call
-        socket_.shutdown(Socket::shutdown_send, error);
-        lastMoment_ = Clock::now() + limits_.transfer;
-        input_.clear();
-    }
-    if (error || connections_->isStopping()) {
-        end();
-        return;
-    }
-    enter(State::Lingering, Linger);
-    socket_.async_read_some(input_.prepare(Piece),
-                            [self = shared_from_this()](const ErrorCode& failure, std::size_t size) {
-                                self->connections_->figures()->receivedBytes.add(static_cast<qint64>(size));
-                                if (self->state_ != State::Lingering)
-                                    return;
-                                if (failure)
-                                    self->end();
-                                else
-                                    self->linger();
-                            });
 }
 
 } // namespace Http

@@ -3,6 +3,7 @@
 
 #include "http/asynctypes.h"
 #include "http/connections.h"
+#include "http/deadline.h"
 #include "http/httplimits.h"
 #include "http/outgoingresponse.h"
 #include "http/requestparser.h"
@@ -10,6 +11,7 @@
 #include <boost/beast/core/flat_buffer.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <optional>
 
@@ -38,6 +40,8 @@ public:
     bool isIdleSince(std::chrono::milliseconds time) const;
     /** Called when room for its body has been reserved. */
     void enterBodyRoom();
+    /** Called when the deadline of the state has passed. */
+    void onTimeout();
 
 private:
     /** What the connection is waiting for. */
@@ -52,11 +56,10 @@ private:
         Ended,
     };
 
+    static constexpr std::size_t Piece = 4096; // of input; most requests fit into one
+
     void enter(State state);
     void enter(State state, std::chrono::milliseconds limit);
-    void setAlarm();
-    void onAlarm();
-    void onTimeout();
     bool hasInput();
 
     void waitForRequest();
@@ -82,12 +85,9 @@ private:
     HttpService* const service_;
     Connections* const connections_;
     Socket socket_;
-    Timer timer_;
     State state_ = State::Ended;
-    static constexpr Clock::time_point Never = Clock::time_point::max();
     Clock::time_point since_;                     // of the state
-    Clock::time_point deadline_ = Never;          // of the state
-    Clock::time_point alarm_ = Never;             // when the timer fires; not after the deadline
+    Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
     bool hasBodyRoom_ = false;

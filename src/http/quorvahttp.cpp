@@ -1,3 +1,4 @@
+#include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
 #include "http/apihandler.h"
 #include "http/healthhandler.h"
@@ -27,12 +28,6 @@
 #include <utility>
 
 namespace {
-
-enum ExitCode : int {
-    ExitOk = 0,     // ended by a signal
-    ExitFailed = 1, // the port cannot be listened on; standard error tells why
-    ExitUsage = 64, // the command line was wrong
-};
 
 /** How long /health and /metrics wait for the server, unless a timeout of the command line is shorter. */
 constexpr int ProbeSeconds = 5;
@@ -64,7 +59,7 @@ void endOnSignal(Http::HttpServer* server, std::latch* ended)
 {
     std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
                stderr);
-    _exit(ExitFailed);
+    _exit(Base::ExitFailed);
 }
 
 /**
@@ -108,9 +103,9 @@ Http::HttpLimits metricsLimitsOf(const Options& options)
 int checkBound(int port, int asked)
 {
     if (port >= 0)
-        return ExitOk;
+        return Base::ExitOk;
     std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", asked, std::strerror(errno));
-    return ExitFailed;
+    return Base::ExitFailed;
 }
 
 int serve(const Options& options, AllowedUsers* users)
@@ -156,11 +151,11 @@ int serve(const Options& options, AllowedUsers* users)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
-    return ExitOk;
+    return Base::ExitOk;
 }
 
 } // namespace
@@ -188,14 +183,14 @@ int main(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ExitOk : ExitUsage;
+        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());
-            return ExitUsage;
+            return Base::ExitUsage;
         }
     }
     return serve(options, &users);

@@ -6,12 +6,12 @@
 
 #include <span>
 
-/** The quick way to read the JSON of requests and items. Any thread. */
+/** A fast reader for the JSON of requests and items. Any thread. */
 namespace Json {
 
 /**
- * Where in a text an object is that is only passed on: the names that lead to it, from outside. Null stands for any
- * name, and for the elements of an array.
+ * The path to an object that is only passed on: the names that lead to it, outermost first. Null stands for any name,
+ * and for the elements of an array.
  */
 using MemberPath = std::span<const char* const>;
 

@@ -32,10 +32,9 @@ BDBIOMaster::~BDBIOMaster()
     // Requests reply through their worker, so the workers must outlive all requests.
     pool_.waitForDone();
     operatorsPool_.waitForDone();
-    {
-        std::unique_lock lock(repliesMutex_);
-        repliesSent_.wait(lock, [this] { return waitingReplies_ == 0; });
-    }
+    endWaitingReply();
+    std::unique_lock lock(repliesMutex_);
+    repliesSent_.wait(lock, [this] { return allRepliesSent_; });
 }
 
 void BDBIOMaster::init(int workers, int poolMax)
@@ -85,31 +84,27 @@ void BDBIOMaster::describe(QVariantMap* status) const
         "Connections",
         QVariantMap{{"Open", open}, {"Accepted", count(accepted_.value())}, {"Refused", count(refused_.value())}});
     const DBThreadPool::Load load = pool_.load();
-    int waitingReplies = 0;
-    {
-        const std::lock_guard lock(repliesMutex_);
-        waitingReplies = waitingReplies_;
-    }
     const auto workers = static_cast<int>(workers_.size());
     status->insert("Threads", QVariantMap{{"Workers", workers},
                                           {"WorkersBusy", std::max(workers - port_.waiting(), 0)},
                                           {"Pool", load.threads},
                                           {"PoolBusy", load.running},
                                           {"PoolQueue", load.queued},
-                                          {"RepliesWaiting", waitingReplies}});
+                                          {"RepliesWaiting", waitingReplies_ - 1}});
 }
 
 void BDBIOMaster::beginWaitingReply()
 {
-    const std::lock_guard lock(repliesMutex_);
     ++waitingReplies_;
 }
 
 void BDBIOMaster::endWaitingReply()
 {
+    if (--waitingReplies_ > 0)
+        return; // the master may be destroyed from here on
     const std::lock_guard lock(repliesMutex_);
-    if (--waitingReplies_ == 0)
-        repliesSent_.notify_all(); // under the mutex: once it is free, the master may be destroyed
+    allRepliesSent_ = true;
+    repliesSent_.notify_all(); // under the mutex: once it is free, the master may be destroyed
 }
 
 BDBReqHandler* BDBIOMaster::keepConnection(Base::Descriptor socket, std::unique_ptr<BDBReqHandler> handler)

@@ -10,6 +10,7 @@
 #include <QMutex>
 #include <QVariantMap>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <memory>
@@ -60,7 +61,7 @@ public:
 
     MemoryTrimmer& memory() { return memory_; }
 
-    /** Around the time that a reply waits outside of the pool, until it was sent: the destructor waits as well. */
+    /** Called before a reply begins to wait outside of the pool, and after it was sent: the destructor waits for it. */
     void beginWaitingReply();
     void endWaitingReply();
 
@@ -94,9 +95,10 @@ private:
     Metrics::Counter accepted_; // connections
     Metrics::Counter refused_;
 
-    mutable std::mutex repliesMutex_;
+    std::atomic<int> waitingReplies_{1}; // one is the master's own, until its destructor waits for the others
+    std::mutex repliesMutex_;
     std::condition_variable repliesSent_;
-    int waitingReplies_ = 0; // guarded by repliesMutex_
+    bool allRepliesSent_ = false; // guarded by repliesMutex_
 
     mutable QMutex connectionsMutex_;
     std::unordered_map<BDBReqHandler*, Connection> connections_; // by handler; guarded by connectionsMutex_

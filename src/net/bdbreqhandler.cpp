@@ -94,7 +94,7 @@ void BDBReqHandler::countRequest() const
     counters.bytesSent.add(static_cast<std::uint64_t>(reply_.size()));
 }
 
-/** Makes the request anew from what was received: what an operation began must not show when it is run again. */
+/** Resets the request to what was received: the next attempt must not see what this one has done. */
 void BDBReqHandler::restoreRequest()
 {
     QByteArray operation = std::move(request_.operation);
@@ -164,7 +164,7 @@ void BDBReqHandler::composeReply()
     appendEnvelope(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
-        reply_.clear(); // it may be the one that this should have replaced
+        reply_.clear(); // it may be the one that this was to replace
         return;
     }
     reply_ = std::move(frame);

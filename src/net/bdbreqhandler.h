@@ -47,8 +47,8 @@ public:
     [[nodiscard]] virtual int handle();
 
     /**
-     * The same on a thread that must not do what takes long, such as opening a database. TakesLong when the request
-     * needs that: the handler is then as if it had not been called, and handle() does it on a thread that may.
+     * The same on a thread that must not run long operations, such as opening a database. TakesLong when the request
+     * needs one: the handler is then as if this had not been called, and handle() runs the request on another thread.
      */
     [[nodiscard]] virtual int handleIfShort();
     static constexpr int TakesLong = 1;
@@ -57,14 +57,14 @@ public:
     bool isForOperator();
 
     /**
-     * After handle(): what the request has used. If its unflushed() has any, it must end with a flush before the reply
-     * may be sent.
+     * After handle(): the use of the environment that the request worked in. If its unflushed() has any commits, a
+     * flush must end it before the reply may be sent.
      */
     EnvironmentUse takeEnvironment() { return std::move(request_.environment); }
 
     /**
-     * Then, with the result of that flush, or 0 without one: the reply may be sent, which tells the failure if it is
-     * one, and the request is counted. 0, or -1 as handle().
+     * Called before the reply is sent, with the result of that flush, or 0 if none was needed. A failure turns the
+     * reply into an error reply. Counts the request. 0, or -1 as handle().
      */
     [[nodiscard]] int finishReply(int flushed);
 

@@ -44,9 +44,9 @@ public:
     void* next();
 
     /**
-     * True while at least one thread waits in next(), or has been given an event and is about to return. Of threads
-     * that block only after they have seen true here, one always stays with the port: the one that looked last would
-     * have had to see another that waits.
+     * True while at least one thread waits in next(), or has been given an event and is about to return. If threads
+     * block only after they have seen true here, at least one keeps serving the port: the last one to look must have
+     * seen another that waits.
      */
     bool isAttended() const { return waiting_ > 0; }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-/** `step`'s result; a request that is too large for memory fails, and so ends only its own connection. */
+/** `step`'s result, or -1 when it runs out of memory: a request that is too large ends only its own connection. */
 template <typename Step> int orOutOfMemory(Step step)
 {
     try {
@@ -48,7 +48,7 @@ void DBHandler::finish(int rc)
         return closeConnection();
     EnvironmentUse environment = handler_->takeEnvironment();
     if (!environment.unflushed().any()) {
-        // First: the client's next request may run before this thread returns, and must be able to find itself alone.
+        // First: the client's next request may run before this thread returns, and should not find another user.
         environment.reset();
         return answer(0);
     }
@@ -65,7 +65,7 @@ void DBHandler::finish(int rc)
         later(flushed);
 }
 
-/** Posts the reply, which has waited for a flush with this result, if for any. */
+/** Posts the reply after a flush with this result, or 0 if none was needed. */
 void DBHandler::answer(int flushed)
 {
     const int rc = orOutOfMemory([&] {

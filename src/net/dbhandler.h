@@ -18,7 +18,7 @@ public:
     /** Runs the request and posts its reply; closes the connection when either fails. */
     void run() override;
 
-    /** The same for a request that does not take long. False for others: they are for the pool, as if not tried. */
+    /** The same for a short request. False for a long one, to which nothing was done: it is for the pool. */
     [[nodiscard]] bool runIfShort();
 
 private:

@@ -9,8 +9,8 @@
 
 /**
  * Gives memory back to the system after large requests. The allocator keeps what they have freed, hundreds of MiB after
- * a few of them, for the next ones. Returning it takes milliseconds in which other threads wait for the allocator, so
- * it is done once for all large requests of a while, on a thread of its own.
+ * a few of them, for the next ones. Returning it takes milliseconds in which other threads wait for the allocator, so a
+ * separate thread does it once for all large requests of a short period.
  *
  * Threads: any, except for the destructor.
  */

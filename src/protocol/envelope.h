@@ -18,7 +18,7 @@ struct Envelope {
 
     /**
      * Adds the members to the text of a reply, an object. Its own members come first: their names begin with a capital
-     * letter, which is before the "_" and the small letter of these.
+     * letter, which sorts before "_" and lower-case letters.
      */
     void appendTo(QByteArray* reply) const;
 };

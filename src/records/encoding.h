@@ -32,7 +32,7 @@ QByteArray filePart(const QByteArray& tableName);
 /** The name of the data file that holds a partition: the TableName with "_3f.db" appended. */
 QByteArray dataFileName(const QByteArray& tableName, unsigned partition);
 
-/** Byte 3 of the hash key's MD5 digest, masked with `count` - 1; `count` is a power of two of at most 256. */
+/** The partition of a hash key, out of `count`: see TableNames. */
 unsigned partitionOf(const QByteArray& hashKey, unsigned count);
 
 /**

@@ -84,7 +84,7 @@ const Json::SplitObject& splitOf(const QVariant& item)
     return *static_cast<const Json::SplitObject*>(item.constData());
 }
 
-/** The item as a tree that nobody else shares, so that keys are removed without a copy. */
+/** The item as an unshared tree, so that removing the keys copies nothing. */
 QVariantMap treeOf(QVariant item)
 {
     if (isSplit(item)) {

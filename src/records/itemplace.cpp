@@ -2,6 +2,7 @@
 
 #include "records/encoding.h"
 #include "records/itemkeys.h"
+#include "records/schema.h"
 #include "records/tablecontext.h"
 
 int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place)
@@ -13,6 +14,8 @@ int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPla
 int Records::takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
                        QByteArray* stored)
 {
+    if (const int rc = loadSchema(table, tableName, nullptr, false))
+        return rc;
     if (const int rc = takeKeys(table.keySchema().value(), std::move(item), &place->hashKey, &place->rangeKey, stored))
         return rc;
     return findPlace(table, tableName, place);

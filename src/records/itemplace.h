@@ -21,8 +21,8 @@ namespace Records {
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
- * The same for a whole item of a request, which is divided into its keys and what is stored (see takeKeys). The table's
- * schema must be loaded. 0, or the result of takeKeys or openPartition.
+ * The same for a whole item of a request, which is divided into its keys and what is stored (see takeKeys). Loads the
+ * table's schema unless one is loaded. 0, or the result of loadSchema, takeKeys or openPartition.
  */
 [[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
                             QByteArray* stored);

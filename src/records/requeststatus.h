@@ -12,8 +12,8 @@ enum RequestStatus : int {
     StatusNotFound = 3,      // also an environment that is being deleted
     StatusInvalidRequest = 4,
     /**
-     * Never answered: the request needs what takes long, on a thread that must not do that. It has changed nothing and
-     * logged nothing, and is run again by a thread that may. Neither an errno nor one of Berkeley DB's codes.
+     * Never sent: the request needs a long operation, on a thread that must not run one. It has changed and logged
+     * nothing, and another thread runs it again. Neither an errno nor one of Berkeley DB's codes.
      */
     StatusTakesLong = 1000000
 };

@@ -87,7 +87,8 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (const auto kept = keptDescription(db, stamp)) {
         if (UnflushedCommits* unflushed = table.transactions().unflushed())
             unflushed->noteRead(db->state()); // like a request that has read the record
-        *description = kept->members;
+        if (description != nullptr)
+            *description = kept->members;
         if (!rawOnly)
             table.setKeySchema(kept->keys);
         return StatusSuccess;
@@ -104,7 +105,8 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     const int rc1 = takeElement(keySchema, "HashKeyElement", &read.keys.hash);
     const int rc2 = takeElement(keySchema, "RangeKeyElement", &read.keys.range);
     const bool isUsable = rc1 == 0 && rc2 == 0;
-    *description = read.members;
+    if (description != nullptr)
+        *description = read.members;
     if (isUsable && !rawOnly)
         table.setKeySchema(read.keys);
     if (isUsable && stamp)

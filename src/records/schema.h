@@ -10,8 +10,8 @@ QByteArray schemaRecordKey();
 
 /**
  * Reads the table's description into `description` and, unless `rawOnly`, checks its key schema and caches it in
- * `table`: a table can hold items only when it has a hash key and a range key, both of type "S". `description` may be
- * null only when the key schema is already loaded; nothing is read then.
+ * `table`: a table can hold items only when it has a hash key and a range key, both of type "S". With a null
+ * `description` nothing is read if a key schema is already loaded.
  *
  * 0; StatusNotFound when the record is missing or its key schema is invalid (`description` is filled in the second
  * case); otherwise the code of the environment lookup, the database open or the read.

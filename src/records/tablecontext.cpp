@@ -13,7 +13,7 @@ static_assert(OpenTables::Partitions == PartitionCount);
 
 const TableContext::Names& TableContext::namesOf(const QByteArray& tableName)
 {
-    // A name without characters is that of no table, but has a key as any other.
+    // An empty name is that of no table, but it has a key like any other.
     if (names_.tableName != tableName || names_.key.isEmpty()) {
         const QByteArray directory = EnvironmentPath::ofTable(tableName);
         names_ = {tableName, directory, Records::filePart(tableName), RegistryKeys::environment(directory)};
@@ -75,7 +75,7 @@ int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBInd
     return Registry::openIndex(connection_, key, file, subDatabase, db);
 }
 
-/** Finds a database of the table by its number; if it is not there, runs `open` and enters what that has opened. */
+/** Finds a database of the table by its number; if it is not there, runs `open` and adds what that has opened. */
 template <typename Open>
 int TableContext::openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open)
 {

@@ -35,7 +35,7 @@ public:
 
     /**
      * From here on the context only finds what is open already: opening takes long after a crash, and waits for other
-     * requests. What is not open is StatusTakesLong, without a log line.
+     * requests. Anything else is StatusTakesLong, without a log line.
      */
     void onlyFind() { onlyFinds_ = true; }
     bool onlyFinds() const { return onlyFinds_; }
@@ -94,7 +94,7 @@ public:
     void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
 
 private:
-    /** What a TableName is made into. Most requests of a connection name the same table as the one before. */
+    /** What is derived from a TableName. Most requests of a connection name the same table as the one before. */
     struct Names {
         QByteArray tableName;
         QByteArray directory; // of the environment

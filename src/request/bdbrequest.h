@@ -44,7 +44,7 @@ struct BDBRequest {
     QVariantMap parsedBody;
     QVariantMap reply;
     QString message;         // of a reply that is an error, in place of the usual one of its status; empty: that one
-    QVariantMap failedReply; // replaces it when what the operation has committed does not become durable
+    QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable
 
     TableContext table;
     EnvironmentUse environment; // that the operation has used; set at its end

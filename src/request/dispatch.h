@@ -6,7 +6,7 @@
 
 struct BDBRequest;
 
-/** The way from a request that has been received to its operation. Any thread. */
+/** From a received request to its operation. Any thread. */
 namespace Requests {
 
 /**
@@ -17,15 +17,15 @@ namespace Requests {
 
 /**
  * Runs the operation that the request names, on the calling thread. Sets the request's status; the operation fills its
- * reply map. An unknown name is one ERROR line and status 2. Where the request's table only finds what is open, a
- * request that takes long has StatusTakesLong, and must be made anew to be run again. Afterwards `environment` is what
- * must end with a flush before the reply may be sent, if its unflushed() has any.
+ * reply map. An unknown name is one ERROR line and status 2. If the request's table only finds what is open, a long
+ * request gets StatusTakesLong and must be reset before it is run again. Afterwards `environment` is the use of the
+ * environment: if its unflushed() has any commits, a flush must end it before the reply may be sent.
  */
 void dispatch(BDBRequest& request);
 
 /**
  * False when the request is certain to take long, by its operation or by the size of its body, which need not be parsed
- * yet. A thread that others wait for tries no such request.
+ * yet: it is not tried on a thread that others wait for.
  */
 bool mayBeShort(BDBRequest& request);
 

@@ -58,7 +58,10 @@ bool wantsOldItem(const BDBRequest& request)
     return request.parsedBody.value(u"ReturnValues"_s).toString() == Bodies::ReturnAllOld;
 }
 
-/** False when the names of the keys would take long to read, which is too late to learn once the item is updated. */
+/**
+ * False when reading the names of the keys would take long. Asked before the item is updated: the request cannot be run
+ * again after that.
+ */
 bool canAddBareKeys(BDBRequest& request)
 {
     BDBIndex* db = nullptr;
@@ -88,9 +91,6 @@ int Requests::putItem(BDBRequest& request)
     const QByteArray tableName = request.tableName();
     TableContext& table = request.table;
     if (const int rc = table.openTable(tableName))
-        return rc;
-    QVariantMap description;
-    if (const int rc = Records::loadSchema(table, tableName, &description, false))
         return rc;
     ItemPlace place;
     Json::RawText stored;

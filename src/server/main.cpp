@@ -144,7 +144,8 @@ int main(int argc, char** argv)
     // cppcheck-suppress unreadVariable ; it works for as long as it lives
     const LKThread parentWatch(&application);
     QCoreApplication::exec();
-    server.flushEnvironments(); // commits may still be in the log's buffer: with -n, and those not answered yet
+    server
+        .flushEnvironments(); // commits may still be in the log's buffer: with -n, or because their replies still wait
     // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
     // Berkeley DB's log, and every line of ours has been flushed.
     _exit(0);

@@ -37,7 +37,7 @@ constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOC
 // an idle environment 1.4 MB.
 constexpr u_int32_t CacheBytes = 16 * 1024 * 1024;
 
-// With the library's 32 KiB every eighth transaction would have to write the log in its middle.
+// With the library's default of 32 KiB, every eighth transaction would have to write the log before its commit.
 constexpr u_int32_t LogBufferBytes = 1024 * 1024;
 
 constexpr u_int32_t PageBytes = 2048; // on disk: fixed when a database file is created

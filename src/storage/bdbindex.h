@@ -32,7 +32,7 @@ public:
     /** What the handles of the same file share; its own until shareState(). */
     DatabaseState& state() { return *state_; }
 
-    /** Not owned; outlives the handle. Before the handle is used by others. */
+    /** Not owned; must outlive the handle. Call before the handle is shared. */
     void shareState(DatabaseState* state) { state_ = state; }
 
     /** 12, without calling Berkeley DB, when the handle is not open. */

@@ -103,7 +103,7 @@ void BDBTxn::noteRead(BDBIndex* database)
 
 void BDBTxn::noteWrite(BDBIndex* database)
 {
-    noteRead(database); // the result of a write tells what was there before
+    noteRead(database); // the result of a write depends on what was there before
     DatabaseState* const file = &database->state();
     if (written_.isEmpty() || written_.last() != file)
         written_.append(file);

@@ -29,8 +29,8 @@ public:
     [[nodiscard]] int begin(const TxnScope& scope, u_int32_t flags);
 
     /**
-     * The same for a transaction that writes to these databases: until it ends, it is the only one. Waits for those
-     * that write to any of them; all transactions take them in one order. The caller is in no other transaction.
+     * The same for a transaction that writes to these databases: it is their only writer until it ends. Waits for other
+     * writers; all transactions lock the files in one order. The caller is in no other transaction.
      */
     [[nodiscard]] int beginWriting(const TxnScope& scope, std::span<BDBIndex* const> databases);
 
@@ -59,7 +59,7 @@ private:
     void releaseFiles();
 
     TxnScope scope_{static_cast<BDBEnv*>(nullptr)}; // set by begin()
-    QVarLengthArray<DatabaseState*, 2> written_;    // repetitions in a row left out
+    QVarLengthArray<DatabaseState*, 2> written_;    // without consecutive repetitions
     QVarLengthArray<DatabaseState*, 2> held_;       // whose `writer` is locked, in the order of their addresses
     ChangeCount* changes_ = nullptr;                // of a database written to; not owned. An environment has one
     DbTxn* txn_ = nullptr;                          // owned by Berkeley DB, which frees it at commit and abort

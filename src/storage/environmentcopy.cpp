@@ -183,14 +183,7 @@ int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
  */
 int EnvironmentCopy::takeListBack()
 {
-    if (!listed_)
-        return 0;
-    std::error_code error;
-    fs::rename(target_.path() / BackupNames::ListFile, target_.path() / BackupNames::UnfinishedListFile, error);
-    if (error)
-        return error.value();
-    listed_ = false;
-    return Base::syncToDisk(target_.path());
+    return listed_ ? setListed(false) : 0;
 }
 
 int EnvironmentCopy::catchUp()
@@ -206,11 +199,19 @@ int EnvironmentCopy::writeList()
     list_.lastLogSize = log_.end().offset;
     if (const int rc = target_.noteFiles(list_))
         return rc;
+    return setListed(true);
+}
+
+/** Gives the list of files its final name, or the one of an unfinished copy. Returns 0 or an errno value. */
+int EnvironmentCopy::setListed(bool listed)
+{
+    const fs::path finished = target_.path() / BackupNames::ListFile;
+    const fs::path unfinished = target_.path() / BackupNames::UnfinishedListFile;
     std::error_code error;
-    fs::rename(target_.path() / BackupNames::UnfinishedListFile, target_.path() / BackupNames::ListFile, error);
+    fs::rename(listed ? unfinished : finished, listed ? finished : unfinished, error);
     if (error)
         return error.value();
-    listed_ = true;
+    listed_ = listed;
     return Base::syncToDisk(target_.path());
 }
 

@@ -49,6 +49,7 @@ private:
     int copyDatabase(const std::string& name, const std::filesystem::path& source);
     int makeDirectoriesFor(const std::string& name);
     int takeListBack();
+    int setListed(bool listed);
 
     BDBEnv* const env_; // not owned
     BackupTarget target_;

@@ -3,7 +3,7 @@
 #include "storage/bdbenv.h"
 #include "storage/logflusher.h"
 
-/** The request is not answered. */
+/** For a request that is not answered: the next flush covers its commits. */
 void EnvironmentUse::leaveUnflushed()
 {
     env_->logFlusher().adopt(std::exchange(unflushed_, {}));

@@ -4,6 +4,7 @@
 #include "storage/accesslock.h"
 #include "storage/unflushedcommits.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -12,9 +13,9 @@
 class BDBEnv;
 
 /**
- * Counts the requests that use an environment. Removing an environment waits here for the last of them, so that no
- * request touches a destroyed one. Outlives the environment: the last user may still be in leave() when the remover
- * continues.
+ * Counts the requests that use an environment, and those of them that only wait for a flush of its log. Removing an
+ * environment waits here for the last one, so that no request touches a destroyed environment. Outlives the
+ * environment: the last user may still be in leave() when the remover continues.
  */
 class EnvironmentUseCount {
 public:
@@ -24,11 +25,21 @@ public:
         ++users_;
     }
 
-    void leave()
+    /** The user has done its work, and from here on only waits for a flush. */
+    void beginWaiting()
     {
         const std::lock_guard lock(mutex_);
-        if (--users_ == 0)
-            unused_.notify_all();
+        ++waiting_;
+        notifyIfNoneWorks();
+    }
+
+    /** `waits`: after beginWaiting(). */
+    void leave(bool waits)
+    {
+        const std::lock_guard lock(mutex_);
+        --users_;
+        waiting_ -= waits ? 1 : 0;
+        notifyIfNoneWorks();
     }
 
     int users()
@@ -40,13 +51,27 @@ public:
     void waitUnused()
     {
         std::unique_lock lock(mutex_);
-        unused_.wait(lock, [this] { return users_ == 0; });
+        noneWorks_.wait(lock, [this] { return users_ == 0; });
+    }
+
+    /** Waits until all users that are left wait for a flush. False when that takes longer than `limit`. */
+    bool waitUntilNoneWorks(std::chrono::microseconds limit)
+    {
+        std::unique_lock lock(mutex_);
+        return noneWorks_.wait_for(lock, limit, [this] { return users_ == waiting_; });
     }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable unused_;
-    int users_ = 0; // guarded by mutex_
+    void notifyIfNoneWorks()
+    {
+        if (users_ == waiting_)
+            noneWorks_.notify_all();
+    }
+
+    std::mutex mutex_;                  // guards the following
+    std::condition_variable noneWorks_; // perhaps because there are no users
+    int users_ = 0;
+    int waiting_ = 0; // of the users
 };
 
 /**
@@ -76,7 +101,7 @@ public:
 
     BDBEnv* env() const { return env_; }
 
-    /** What must be durable before the user may tell anybody what it did or saw. */
+    /** What must be durable before the request may be answered. */
     UnflushedCommits& unflushed() { return unflushed_; }
     const UnflushedCommits& unflushed() const { return unflushed_; }
 
@@ -89,6 +114,13 @@ public:
     {
         shares_ = shares_ || (access_ && access_->tryLockForRead());
         return shares_;
+    }
+
+    /** Has done its work, and from here on only waits for a flush. */
+    void beginWaiting()
+    {
+        waits_ = true;
+        count_->beginWaiting();
     }
 
     /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
@@ -113,7 +145,7 @@ public:
         env_ = nullptr;
         releaseAccess();
         if (const auto count = std::exchange(count_, nullptr))
-            count->leave();
+            count->leave(std::exchange(waits_, false));
     }
 
 private:
@@ -125,6 +157,7 @@ private:
         count_ = std::move(other.count_);
         access_ = std::move(other.access_);
         shares_ = std::exchange(other.shares_, false);
+        waits_ = std::exchange(other.waits_, false);
         unflushed_ = std::move(other.unflushed_);
     }
 
@@ -132,6 +165,7 @@ private:
     std::shared_ptr<EnvironmentUseCount> count_;
     std::shared_ptr<AccessLock> access_;
     bool shares_ = false; // access_ is locked by this object
+    bool waits_ = false;
     UnflushedCommits unflushed_;
 };
 

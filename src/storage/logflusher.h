@@ -22,14 +22,14 @@ public:
     /**
      * Called when the request may be answered, by the flusher's thread, which serves all others only after it returns.
      * The argument: 0, or the failure of the flush if the request has committed something itself. A request that has
-     * only read is answered in any case: what it has seen was refused to its writer then.
+     * only read is answered in any case: the failure is that of the writer whose commit it has seen.
      */
     using Answer = std::function<void(int)>;
 
     /** Starts the thread. `env` is not owned and outlives the flusher. */
     explicit LogFlusher(BDBEnv* env);
 
-    /** Answers all who wait, and ends the thread. */
+    /** Answers all requests that wait, and ends the thread. */
     ~LogFlusher();
     LogFlusher(const LogFlusher&) = delete;
     LogFlusher& operator=(const LogFlusher&) = delete;
@@ -53,7 +53,6 @@ private:
     };
 
     void run();
-    bool haveAllCome() const;
     void append(UnflushedCommits commits) noexcept;
     int flushLog(std::unique_lock<std::mutex>& lock);
     int settle(EnvironmentUse* use, int rc);

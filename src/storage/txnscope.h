@@ -7,7 +7,7 @@
  * Where transactions begin, and how their commits become durable.
  *
  * Made from an environment: a commit returns when it is durable. Made from a request's use of one: a commit returns at
- * once, and EnvironmentUse::unflushed() tells what the request's reply has to wait for. With `-n` neither waits.
+ * once, and EnvironmentUse::unflushed() has what the request's reply must wait for. With `-n` neither waits.
  */
 class TxnScope {
 public:

@@ -19,9 +19,9 @@ struct Merged {
 };
 
 /**
- * Adds the settings of a directory for tables to the text of a DB_CONFIG, which is empty for a new directory. Lines
- * that are there stay, whatever value they give a setting: somebody chose it. Only `cacheBytes` replaces the size of
- * the cache, which is otherwise set to 64 MiB if the text does not set it.
+ * Adds the settings of a directory for tables to the text of a DB_CONFIG, which is empty for a new directory. Existing
+ * lines stay, whatever value they give a setting: somebody chose it. Only `cacheBytes` replaces the size of the cache,
+ * which is otherwise set to 64 MiB if the text does not set it.
  */
 Merged merge(std::string_view text, std::optional<std::uint64_t> cacheBytes);
 

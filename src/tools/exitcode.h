@@ -1,14 +1,16 @@
 #ifndef QUORVA_TOOLS_EXITCODE_H
 #define QUORVA_TOOLS_EXITCODE_H
 
+#include "base/exitstatus.h"
+
 namespace Ctl {
 
-/** The exit status of quorvactl. Scripts test these; every help text lists them. */
+/** The exit statuses of quorvactl: those of all programs, and one of its own. Every help text lists them. */
 enum ExitCode : int {
-    ExitOk = 0,         // the reply's "__rc" was 200
-    ExitErrorReply = 1, // any other reply
-    ExitNoReply = 2,    // no complete reply came, or it could not be printed; standard error tells why
-    ExitUsage = 64,     // the command line was wrong, or an argument cannot be used; nothing was written
+    ExitOk = Base::ExitOk,             // the reply's "__rc" was 200
+    ExitErrorReply = Base::ExitFailed, // any other reply
+    ExitNoReply = 2,                   // no complete reply came, or it could not be printed; standard error says why
+    ExitUsage = Base::ExitUsage,       // the command line was wrong, or an argument cannot be used
 };
 
 /** The end of every help text. */

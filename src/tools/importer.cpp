@@ -1,48 +1,43 @@
 #include "tools/importer.h"
 
-#include "protocol/envelope.h"
 #include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
-#include "tools/replies.h"
 
-#include <QCryptographicHash>
-
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
+#include <vector>
 
-#include <sys/socket.h>
+#include <poll.h>
 
 namespace Ctl {
 
-namespace {
-
-constexpr std::size_t Lanes = 4;       // more gain little: with these, both sides are busy
-constexpr int MostRefusedInARow = 100; // with a full disk everything is refused, and the rest is better kept for later
-
-} // namespace
-
-Importer::Importer(const ServerAddress& server, std::string table, ImportInput input, ImportState state,
+Importer::Importer(const ServerAddress& server, const std::string& table, ImportInput input, ImportState state,
                    const ImportMark& mark)
-    : table_(std::move(table)), input_(std::move(input)), state_(std::move(state)), begin_(mark), lines_(mark),
-      mark_(mark), waitsForever_(server.timeout == 0), reader_(input_.descriptor, [this] { return awaitInput(); })
-{
-    lanes_.reserve(Lanes);
-    while (lanes_.size() < Lanes)
-        lanes_.emplace_back(server);
-}
+    : input_(std::move(input)), account_(table, input_.name, std::move(state), mark), lanes_(server, table, &account_),
+      reader_(input_.descriptor, [this] { return awaitInput(); })
+{}
 
 int Importer::run()
 {
     const Interruption interruption;
-    if (const int code = lanes_.front().session.readKeys(table_, &keys_))
+    if (const int code = lanes_.readKeys(&keys_))
         return code;
+    const int code = importAll();
+    if (account_.isStopped()) {
+        lanes_.settle(code == ExitNoReply);
+        account_.reportStop();
+    }
+    return code;
+}
+
+int Importer::importAll()
+{
     if (const int code = skipToMark())
         return code;
     // A state file that cannot be written now could not be written later either.
-    if (const int code = saveMark())
+    if (const int code = account_.saveMark())
         return code;
     progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
     progress_->show(0, 0);
@@ -53,15 +48,15 @@ int Importer::run()
 int Importer::skipToMark()
 {
     QByteArray line;
-    while (reader_.lineNumber() < begin_.line) {
+    while (reader_.lineNumber() < account_.linesBefore()) {
         const LineReader::Result result = reader_.next(&line);
         if (result == LineReader::Result::Failed)
             return cannotRead();
         if (result == LineReader::Result::Interrupted)
-            return stop(ExitErrorReply, "interrupted");
+            return account_.stop(ExitErrorReply, "interrupted");
         if (result == LineReader::Result::End) {
             complain(input_.name + " has only " + counted(reader_.lineNumber(), "line") + ", and " +
-                     std::to_string(begin_.line) + " were to be skipped");
+                     std::to_string(account_.linesBefore()) + " were to be skipped");
             return ExitUsage;
         }
     }
@@ -79,21 +74,20 @@ int Importer::transfer()
             code = takeLine(line);
             break;
         case LineReader::Result::TooLong:
-            complainLine(reader_.lineNumber(), "the line is too long for an item");
-            lines_.addRefused();
+            account_.addRefused(reader_.lineNumber(), "the line is too long for an item");
             break;
         case LineReader::Result::End:
-            code = sendAll();
+            code = lanes_.sendAll();
             return code != ExitOk ? code : finish();
         case LineReader::Result::Interrupted:
-            code = failure_ != ExitOk ? failure_ : sendAll();
-            return code != ExitOk ? code : stop(ExitErrorReply, "interrupted");
+            code = failure_ != ExitOk ? failure_ : lanes_.sendAll();
+            return code != ExitOk ? code : account_.stop(ExitErrorReply, "interrupted");
         case LineReader::Result::Failed:
             return cannotRead();
         }
         if (code != ExitOk)
             return code;
-        progress_->show(itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+        progress_->show(account_.itemsOfThisRun(), reader_.bytes() - skippedBytes_);
     }
 }
 
@@ -102,13 +96,13 @@ bool Importer::awaitInput()
 {
     for (bool pauses = false;;) {
         if (pauses)
-            failure_ = sendToIdle();
+            failure_ = lanes_.sendToIdle();
         std::vector<pollfd> watched;
-        watchReplies(&watched);
+        lanes_.watchReplies(&watched);
         watched.push_back({input_.descriptor, POLLIN, 0});
         if (failure_ != ExitOk || !Interruption::wait(&watched, pauses ? -1 : 0))
             return false;
-        failure_ = takeReplies(watched);
+        failure_ = lanes_.takeReplies(watched);
         if (failure_ != ExitOk)
             return false;
         if (watched.back().revents != 0)
@@ -120,246 +114,27 @@ bool Importer::awaitInput()
 int Importer::takeLine(const QByteArray& line)
 {
     if (line.trimmed().isEmpty()) {
-        lines_.addEmpty();
+        account_.addEmpty();
         return ExitOk;
     }
     ItemKey key;
     if (const std::string error = checkImportLine(line, keys_, &key); !error.empty()) {
-        complainLine(reader_.lineNumber(), error);
-        lines_.addRefused();
+        account_.addRefused(reader_.lineNumber(), error);
         return ExitOk;
     }
-    Lane& lane = laneOf(key);
-    if (lane.next.contains(key) || !lane.next.hasRoomFor(line.size())) {
-        int code = waitFor(lane);
-        if (code == ExitOk)
-            code = sendToIdle();
-        if (code != ExitOk)
-            return code;
-    }
-    lines_.addItem();
-    lane.next.add(reader_.lineNumber(), line, key);
-    // The others as well: few items may go to the lane of the first line that is not done.
-    return lane.next.isFull() && !lane.isBusy ? sendToIdle() : ExitOk;
-}
-
-/** The server chooses an item's data file by the same byte. */
-Importer::Lane& Importer::laneOf(const ItemKey& key)
-{
-    const QByteArray digest = QCryptographicHash::hash(key.first.toLatin1(), QCryptographicHash::Md5);
-    return lanes_[static_cast<unsigned char>(digest[3]) % lanes_.size()];
-}
-
-/** The lane is idle. */
-int Importer::send(Lane* lane)
-{
-    std::swap(lane->sent, lane->next);
-    lane->next.clear();
-    lane->number = ++requests_;
-    const QByteArray body = lane->sent.requestBody(table_, 0, lane->sent.size());
-    if (lane->session.send(Operations::BatchWriteItem, body) != ExitOk)
-        return stop(ExitNoReply, "no reply came");
-    lane->isBusy = true;
-    return ExitOk;
-}
-
-int Importer::sendToIdle()
-{
-    int code = ExitOk;
-    for (Lane& lane : lanes_) {
-        if (code == ExitOk && !lane.isBusy && !lane.next.isEmpty())
-            code = send(&lane);
-    }
-    return code;
-}
-
-/** Sends everything that was read and takes all replies. */
-int Importer::sendAll()
-{
-    for (;;) {
-        if (const int code = sendToIdle())
-            return code;
-        const auto busy = std::find_if(lanes_.cbegin(), lanes_.cend(), [](const Lane& lane) { return lane.isBusy; });
-        if (busy == lanes_.cend())
-            return moveMark(); // also behind lines without an item
-        if (const int code = waitFor(*busy))
-            return code;
-    }
-}
-
-/** Takes replies until that to the lane's batch has come. The next batch is on its way then if it was full. */
-int Importer::waitFor(const Lane& lane)
-{
-    const long long request = lane.number;
-    while (lane.isBusy && lane.number == request) {
-        std::vector<pollfd> watched;
-        watchReplies(&watched);
-        // With a time limit for replies, taking one is what watches it.
-        if (waitsForever_ && ::poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR)
-            return stop(ExitNoReply, std::string("cannot wait for replies: ") + std::strerror(errno));
-        for (std::size_t i = 0; !waitsForever_ && i < lanes_.size(); ++i) {
-            if (&lanes_[i] == &lane)
-                watched[i].revents = POLLIN;
-        }
-        if (const int code = takeReplies(watched))
-            return code;
-    }
-    return ExitOk;
-}
-
-/** One element for each lane. */
-void Importer::watchReplies(std::vector<pollfd>* watched) const
-{
-    for (const Lane& lane : lanes_)
-        watched->push_back({lane.isBusy ? lane.session.socketDescriptor() : -1, POLLIN, 0});
-}
-
-int Importer::takeReplies(const std::vector<pollfd>& watched)
-{
-    for (std::size_t i = 0; i < lanes_.size(); ++i) {
-        Lane& lane = lanes_[i];
-        if (watched[i].revents == 0)
-            continue;
-        int code = takeReply(&lane);
-        if (code == ExitOk && lane.next.isFull())
-            code = sendToIdle();
-        if (code != ExitOk)
-            return code;
-    }
-    return ExitOk;
-}
-
-int Importer::takeReply(Lane* lane)
-{
-    QVariantMap reply;
-    int code = receive(lane, &reply);
-    if (code == ExitNoReply)
-        return stop(code, "no reply came");
-    for (std::size_t i = 0; code == ExitOk && i < lane->sent.size(); ++i)
-        setStored(*lane, i);
-    if (code == ExitErrorReply)
-        code = sendOneByOne(lane);
-    return code == ExitOk ? moveMark() : code;
-}
-
-int Importer::sendOneByOne(Lane* lane)
-{
-    for (std::size_t i = 0; i < lane->sent.size(); ++i) {
-        QVariantMap reply;
-        lane->number = ++requests_;
-        int code = lane->session.send(Operations::BatchWriteItem, lane->sent.requestBody(table_, i, 1));
-        if (code == ExitOk)
-            code = receive(lane, &reply);
-        if (code == ExitNoReply)
-            return stop(code, "no reply came");
-        if (code == ExitOk)
-            setStored(*lane, i);
-        else if (const int tooMany = setRefused(*lane, i, reply))
-            return tooMany;
-    }
-    return ExitOk;
-}
-
-/** Returns ExitOk only when nothing was returned unprocessed. */
-int Importer::receive(Lane* lane, QVariantMap* reply)
-{
-    lane->isBusy = false;
-    const int code = lane->session.receive(reply);
-    return code == ExitOk && !reply->value("UnprocessedItems").toMap().isEmpty() ? int{ExitErrorReply} : code;
-}
-
-void Importer::setStored(const Lane& lane, std::size_t item)
-{
-    lines_.setStored(lane.sent.lineOf(item));
-    // What another lane sent before the refusal, when the server may still have worked, says nothing.
-    if (refusedInARow_ > 0 && lane.number > lastOfRefusal_) {
-        refusedInARow_ = 0;
-        lines_.confirmRefused();
-    }
-}
-
-int Importer::setRefused(const Lane& lane, std::size_t item, const QVariantMap& reply)
-{
-    const long long line = lane.sent.lineOf(item);
-    complainLine(line, "the server refused it: " +
-                           (Envelopes::isSuccess(reply) ? "it was returned unprocessed" : serverSays(reply)));
-    lines_.setRefused(line);
-    lastOfRefusal_ = requests_;
-    if (++refusedInARow_ < MostRefusedInARow)
-        return ExitOk;
-    return stop(ExitErrorReply, "the server refused " + std::to_string(MostRefusedInARow) + " items in a row");
-}
-
-int Importer::moveMark()
-{
-    return lines_.mark().line == mark_.line ? int{ExitOk} : saveMark();
-}
-
-int Importer::saveMark()
-{
-    mark_ = lines_.mark();
-    const std::string error = state_.save(mark_);
-    return error.empty() ? int{ExitOk} : stop(ExitErrorReply, error);
+    return lanes_.add(reader_.lineNumber(), line, key);
 }
 
 int Importer::finish()
 {
-    progress_->finish(itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+    progress_->finish(account_.itemsOfThisRun(), reader_.bytes() - skippedBytes_);
     progress_.reset();
-    state_.remove();
-    const ImportMark all = lines_.all();
-    if (all.refused == 0)
-        return ExitOk;
-    complain(counted(all.refused, "item") + " of " + input_.name + (all.refused == 1 ? " was" : " were") +
-             " refused, " + std::to_string(all.stored) + " stored in " + table_);
-    return ExitErrorReply;
-}
-
-void Importer::complainLine(long long line, const std::string& reason) const
-{
-    complain(input_.name + ':' + std::to_string(line) + ": " + reason);
+    return account_.reportEnd();
 }
 
 int Importer::cannotRead()
 {
-    return stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
-}
-
-/**
- * Takes the replies to what is under way, so that nothing of this import is written after its end, when the next one
- * may have begun; with `arrived` only those that are there.
- */
-void Importer::settle(bool arrived)
-{
-    for (Lane& lane : lanes_) {
-        char first = 0;
-        if (!lane.isBusy ||
-            (arrived && ::recv(lane.session.socketDescriptor(), &first, 1, MSG_PEEK | MSG_DONTWAIT) != 1))
-            continue;
-        QVariantMap reply;
-        const bool stored = receive(&lane, &reply) == ExitOk;
-        for (std::size_t i = 0; stored && i < lane.sent.size(); ++i)
-            setStored(lane, i);
-    }
-    mark_ = lines_.mark();
-    (void)state_.save(mark_); // ignored: the earlier mark is also one to resume from
-}
-
-/** Ends the import before the end of the input, and reports how to resume it. */
-int Importer::stop(int code, const std::string& reason)
-{
-    settle(code == ExitNoReply);
-    const std::string line = std::to_string(mark_.line);
-    const std::string next = ", which continues with line " + std::to_string(mark_.line + 1);
-    std::string done = "lines 1 to " + line + " of " + input_.name + " are done: ";
-    if (mark_.line == 0)
-        done = "no line of " + input_.name + " is done: ";
-    else if (mark_.line == 1)
-        done = "line 1 of " + input_.name + " is done: ";
-    complain("import stopped: " + reason,
-             {done + counted(mark_.stored, "item") + " stored, " + std::to_string(mark_.refused) + " refused",
-              (state_.isKept() ? "try: the same command" : "try: the same command with --skip " + line) + next});
-    return code;
+    return account_.stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
 }
 
 } // namespace Ctl

@@ -9,8 +9,8 @@
 namespace Ctl {
 
 /**
- * What has become of the lines of an import. Batches complete in any order; the mark stands at the end of the lines
- * that are done without a gap. Memory: one byte for each line from there to the last one that was read.
+ * What has become of the lines of an import. Batches complete in any order; the mark is at the end of the lines that
+ * are done without a gap. Memory: one byte for each line from there to the last one that was read.
  */
 class ImportLines {
 public:

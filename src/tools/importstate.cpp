@@ -19,7 +19,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t MostBytes = 64 * 1024; // far more than a state with the longest paths needs
+constexpr std::size_t MostStateBytes = 64 * 1024; // far more than a state with the longest paths needs
 
 bool isRegularFile(int descriptor)
 {
@@ -44,11 +44,11 @@ std::string ImportState::load(ImportMark* mark) const
     if (!isRegularFile(file.number()))
         return path_ + " is not a regular file";
     std::string text;
-    const int failure = Base::readAll(file.number(), MostBytes + 1, &text);
+    const int failure = Base::readAll(file.number(), MostStateBytes + 1, &text);
     if (failure != 0)
         return "cannot read " + path_ + ": " + std::strerror(failure);
     QVariant parsed;
-    const bool isJson = text.size() <= MostBytes && Json::parse(QByteArray::fromStdString(text), &parsed);
+    const bool isJson = text.size() <= MostStateBytes && Json::parse(QByteArray::fromStdString(text), &parsed);
     const QVariantMap fields = parsed.toMap();
     if (!isJson || fields.value("line").typeId() != QMetaType::LongLong)
         return path_ + " is not the state of an import";

@@ -4,6 +4,7 @@
 #include "tools/terminalline.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace Ctl {
 
@@ -22,6 +23,11 @@ int refuse(const std::string& error)
         return ExitOk;
     complain(error);
     return ExitUsage;
+}
+
+std::string withReason(const std::string& what, int error)
+{
+    return what + ": " + std::strerror(error);
 }
 
 std::string counted(long long number, const std::string& noun)

@@ -18,6 +18,9 @@ void complain(const std::string& message, const std::vector<std::string>& detail
 /** Prints what is wrong with the command line, if anything is. ExitUsage then, else ExitOk. */
 [[nodiscard]] int refuse(const std::string& error);
 
+/** "WHAT: the reason", for an error code of the system. */
+std::string withReason(const std::string& what, int error);
+
 /** "1 item", "2 items". */
 std::string counted(long long number, const std::string& noun);
 

@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <system_error>
@@ -33,11 +32,6 @@ constexpr std::string_view Guard =
     "unfinished_quorvactl_restore yes\n";
 constexpr std::string_view WorkInfix = ".restoring-";
 constexpr std::size_t UniqueLength = 6; // of mkdtemp's suffix
-
-std::string failure(const std::string& what, int error)
-{
-    return what + ": " + std::strerror(error);
-}
 
 /**
  * True when a restore there did not finish: the directory has the guard, or nothing but the beginning of one. No server
@@ -112,7 +106,7 @@ std::string RestoreTarget::prepare()
     const fs::file_status status = fs::symlink_status(target_, error);
     if (!fs::exists(status))
         return prepareBeside();
-    return fs::is_directory(status) ? prepareInPlace() : failure("cannot create " + given_.string(), EEXIST);
+    return fs::is_directory(status) ? prepareInPlace() : withReason("cannot create " + given_.string(), EEXIST);
 }
 
 std::string RestoreTarget::prepareInPlace()
@@ -136,12 +130,12 @@ std::string RestoreTarget::prepareBeside()
 {
     std::string name = target_.string() + std::string(WorkInfix) + std::string(UniqueLength, 'X');
     if (::mkdtemp(name.data()) == nullptr)
-        return failure("cannot create " + given_.string(), errno);
+        return withReason("cannot create " + given_.string(), errno);
     work_ = name;
     madeWork_ = true;
     (void)lock_.lock(work_); // fails only on file systems without flock
     if (::chmod(work_.c_str(), usualMode(0777)) != 0)
-        return failure("cannot create " + given_.string(), errno);
+        return withReason("cannot create " + given_.string(), errno);
     return placeGuard();
 }
 
@@ -185,25 +179,25 @@ std::string RestoreTarget::placeGuard()
         if (error == 0)
             error = Base::syncToDisk(made);
     }
-    return error == 0 ? std::string() : failure("cannot write " + path.string(), error);
+    return error == 0 ? std::string() : withReason("cannot write " + path.string(), error);
 }
 
 std::string RestoreTarget::publish()
 {
     const std::string failed = "cannot complete " + given_.string();
     if (const int error = Base::syncTreeToDisk(work_))
-        return failure(failed, error);
+        return withReason(failed, error);
     if (work_ != target_) {
         if (const int error = renameWithoutReplacing(work_, target_))
-            return failure("cannot rename " + work_.string() + " to " + given_.string(), error);
+            return withReason("cannot rename " + work_.string() + " to " + given_.string(), error);
         work_ = target_;
         if (const int error = Base::syncToDisk(target_.parent_path()))
-            return failure(failed, error);
+            return withReason(failed, error);
     }
     if (::unlink((target_ / GuardName).c_str()) != 0)
-        return failure(failed, errno);
+        return withReason(failed, errno);
     if (const int error = Base::syncToDisk(target_))
-        return failure(failed, error);
+        return withReason(failed, error);
     work_.clear();
     return {};
 }

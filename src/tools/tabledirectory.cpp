@@ -7,12 +7,12 @@
 #include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
 #include "format/tablename.h"
+#include "tools/messages.h"
 #include "tools/outputfile.h"
 #include "tools/resolvedpath.h"
 #include "tools/restoretarget.h"
 
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -37,11 +37,6 @@ bool isThere(const fs::path& path)
 bool holdsEnvironment(const fs::path& directory)
 {
     return isThere(directory / BerkeleyDbNames::ConfigFile) || !LogFiles::numbersIn(directory).empty();
-}
-
-std::string failure(const std::string& what, int error)
-{
-    return what + ": " + std::strerror(error);
 }
 
 } // namespace
@@ -98,7 +93,7 @@ std::string TableDirectory::lookInside(std::string* config, std::string* advice)
         return 0;
     });
     if (rc != 0)
-        return failure("cannot read " + given_, rc);
+        return withReason("cannot read " + given_, rc);
     isEnvironment_ = holdsEnvironment(path_);
     if (std::string problem = readConfig(config); !problem.empty())
         return problem;
@@ -135,7 +130,7 @@ std::string TableDirectory::readConfig(std::string* text) const
     if (!fs::is_regular_file(path, unknown))
         return configPath() + " is not a regular file";
     const int error = Base::readFile(path, text);
-    return error == 0 ? std::string() : failure("cannot read " + configPath(), error);
+    return error == 0 ? std::string() : withReason("cannot read " + configPath(), error);
 }
 
 std::string TableDirectory::make()
@@ -160,10 +155,10 @@ std::string TableDirectory::makeDirectories()
         missing.push_back(path);
     for (auto path = missing.rbegin(); path != missing.rend(); ++path) {
         if (::mkdir(path->c_str(), *path == path_ ? DirectoryMode : 0777) != 0)
-            return failure("cannot make " + given_, errno);
+            return withReason("cannot make " + given_, errno);
         made_.push_back(*path);
         if (const int error = Base::syncToDisk(path->parent_path()))
-            return failure("cannot make " + given_, error);
+            return withReason("cannot make " + given_, error);
     }
     return {};
 }

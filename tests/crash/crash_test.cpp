@@ -7,6 +7,7 @@
  */
 #include "crashbench.h"
 #include "notedbackup.h"
+#include "seededtest.h"
 
 #include "support/waituntil.h"
 
@@ -20,17 +21,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class CrashTest : public testing::TestWithParam<CrashMode> {
+class CrashTest : public SeededTest, public testing::WithParamInterface<CrashMode> {
 protected:
-    void SetUp() override
-    {
-#ifdef QUORVA_SANITIZED
-        if (GetParam().powerLoss)
-            GTEST_SKIP() << "a sanitizer wants to be the first library of its process";
-#endif
-        std::cout << "seed " << seed_ << std::endl;
-        RecordProperty("seed", std::to_string(seed_));
-    }
+    CrashTest() : SeededTest(GetParam()) {}
 
     /** Rounds of writing, a crash in the middle, a restart and a check of everything. `crash` ends the server. */
     template <typename Crash> void crashWhileItWrites(CrashBench& bench, int rounds, Crash&& crash)
@@ -56,7 +49,6 @@ protected:
         });
     }
 
-    const unsigned seed_ = crashSeed();
     const int rounds_ = crashRounds();
 };
 

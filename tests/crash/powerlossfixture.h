@@ -3,6 +3,7 @@
 
 #include "crashbench.h"
 #include "notedbackup.h"
+#include "seededtest.h"
 
 #include "support/tempdir.h"
 #include "support/waituntil.h"
@@ -11,23 +12,15 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <string>
 
 /** The power fails right after something was reported as done, and takes all that was not synchronised. */
-class PowerLoss : public testing::Test {
+class PowerLoss : public SeededTest {
 protected:
     static constexpr CrashMode Mode{"PowerLoss", true, false};
 
-    void SetUp() override
-    {
-#ifdef QUORVA_SANITIZED
-        GTEST_SKIP() << "a sanitizer wants to be the first library of its process";
-#endif
-        std::cout << "seed " << seed_ << std::endl;
-        RecordProperty("seed", std::to_string(seed_));
-    }
+    PowerLoss() : SeededTest(Mode) {}
 
     /** For a server that is killed when it has removed a file whose path contains `removed`, after arm(). */
     std::map<std::string, std::string> killedWhenRemoving(const std::string& removed) const
@@ -39,14 +32,8 @@ protected:
     {
         return {{"CRASH_KILL_FILE", armed_}, {"CRASH_KILL_NAME", name}, {"CRASH_KILL_SYNC", std::to_string(sync)}};
     }
-    void arm() const
-    {
-        std::ofstream(armed_).flush();
-    }
-    void disarm() const
-    {
-        std::filesystem::remove(armed_);
-    }
+    void arm() const { std::ofstream(armed_).flush(); }
+    void disarm() const { std::filesystem::remove(armed_); }
 
     static void act(CrashBench* bench, const char* action, const std::string& target)
     {
@@ -98,8 +85,6 @@ protected:
         bench->loss().settle(backup.target());
         return backup;
     }
-
-    const unsigned seed_ = crashSeed();
 
 private:
     const TempDir directory_;

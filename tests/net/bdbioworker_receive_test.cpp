@@ -15,35 +15,43 @@
 
 using testing::ElementsAre;
 
-TEST(Receive, DataAfterACompleteRequestClosesTheConnection)
+namespace {
+
+/**
+ * Lets a worker take a byte that a client has sent to the handler that `prepare` has made of a socket. It closes the
+ * connection, with a line that names the socket at its end.
+ */
+template <typename Prepare> void expectCloses(Prepare prepare, const std::string& line)
 {
     TcpPair pair;
     const std::string number = std::to_string(pair.server.number());
     const LogCapture log(LogError);
     IoBench bench;
     ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler_linux* handler = bench.createHandler(pair.server.release());
-    ASSERT_EQ(append(*handler, UnknownRequest), 0);
-    ASSERT_EQ(bench.worker.associate(handler), 0);
+    ASSERT_NO_FATAL_FAILURE(prepare(&bench, pair.server.release()));
     ASSERT_TRUE(sendAll(pair.client.number(), "x"));
     bench.master.init(1, 1);
     EXPECT_TRUE(endsWithoutData(pair.client.number()));
-    EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker 124 Read is already completed sd " + number));
+    EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker " + line + " sd " + number));
+}
+
+} // namespace
+
+TEST(Receive, DataAfterACompleteRequestClosesTheConnection)
+{
+    expectCloses(
+        [](IoBench* bench, int socket) {
+            BDBReqHandler_linux* handler = bench->createHandler(socket);
+            ASSERT_EQ(append(*handler, UnknownRequest), 0);
+            ASSERT_EQ(bench->worker.associate(handler), 0);
+        },
+        "124 Read is already completed");
 }
 
 TEST(Receive, UnknownTransferStateClosesTheConnection)
 {
-    TcpPair pair;
-    const std::string number = std::to_string(pair.server.number());
-    const LogCapture log(LogError);
-    IoBench bench;
-    ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler_linux* handler = bench.associatedHandler(pair.server.release());
-    handler->setTransferState(2);
-    ASSERT_TRUE(sendAll(pair.client.number(), "x"));
-    bench.master.init(1, 1);
-    EXPECT_TRUE(endsWithoutData(pair.client.number()));
-    EXPECT_THAT(log.lines(), ElementsAre("[ERROR] bdbioworker 158 INvalid case on sd " + number));
+    expectCloses([](IoBench* bench, int socket) { bench->associatedHandler(socket)->setTransferState(2); },
+                 "158 INvalid case on");
 }
 
 TEST(Receive, AFastSenderLeavesTheWorkerToOthers)

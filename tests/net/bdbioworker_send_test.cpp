@@ -42,6 +42,16 @@ qsizetype fill(int socket)
     return total;
 }
 
+/** Sends a reply over the socket, as far as that is possible at once: no worker runs yet. */
+BDBReqHandler_linux* postReply(IoBench* bench, int socket, const QByteArray& reply)
+{
+    EXPECT_EQ(bench->master.port().open(), 0);
+    BDBReqHandler_linux* handler = bench->associatedHandler(socket);
+    handler->setReply(reply);
+    EXPECT_EQ(bench->worker.postWrite(handler), 0);
+    return handler;
+}
+
 constexpr qsizetype LargeReply = 8 * 1024 * 1024; // far more than the buffers of a TcpPair
 
 } // namespace
@@ -50,11 +60,8 @@ TEST(PostWrite, SendsAtOnceAndReadsTheNextRequest)
 {
     TcpPair pair;
     IoBench bench;
-    ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler_linux* handler = bench.associatedHandler(pair.server.release());
-    handler->setReply("a reply");
-    EXPECT_EQ(bench.worker.postWrite(handler), 0);
-    // No worker runs yet: the sending thread did all of this.
+    BDBReqHandler_linux* handler = postReply(&bench, pair.server.release(), "a reply");
+    // The sending thread did all of this.
     EXPECT_EQ(readBytes(pair.client.number(), 7), "a reply");
     EXPECT_EQ(handler->transferState(), BDBReqHandler_linux::Reading);
     EXPECT_EQ(handler->sendBuffer().length, 0u);
@@ -69,10 +76,7 @@ TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionGoesOn)
     const QByteArray reply = patternOf(LargeReply);
     TcpPair pair;
     IoBench bench;
-    ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler_linux* handler = bench.associatedHandler(pair.server.release());
-    handler->setReply(reply);
-    EXPECT_EQ(bench.worker.postWrite(handler), 0);
+    BDBReqHandler_linux* handler = postReply(&bench, pair.server.release(), reply);
     EXPECT_EQ(handler->transferState(), BDBReqHandler_linux::Writing);
 
     bench.master.init(2, 1);
@@ -88,10 +92,7 @@ TEST(PostWrite, ARestThatBeginsWithAZeroByteIsSentToo)
     reply.append("the end");
     TcpPair pair;
     IoBench bench;
-    ASSERT_EQ(bench.master.port().open(), 0);
-    BDBReqHandler_linux* handler = bench.associatedHandler(pair.server.release());
-    handler->setReply(reply);
-    EXPECT_EQ(bench.worker.postWrite(handler), 0);
+    (void)postReply(&bench, pair.server.release(), reply); // ignored: the handler is not needed
     bench.master.init(1, 1);
     EXPECT_TRUE(readBytes(pair.client.number(), reply.size()) == reply);
 }

@@ -1,6 +1,7 @@
 #include "records/itemplace.h"
 
 #include "items.h"
+#include "rawrecords.h"
 #include "recordlines.h"
 #include "records/encoding.h"
 #include "records/requeststatus.h"
@@ -46,6 +47,29 @@ TEST_F(ItemPlaceTest, IsTakenOutOfAnItemByTheTablesSchema)
     EXPECT_EQ(place_.rangeKey, "2012");
     EXPECT_EQ(place_.key, "0003abc2012");
     EXPECT_EQ(place_.db, tables_.index("orders_98.db", "data"));
+}
+
+TEST_F(ItemPlaceTest, OfAWholeItemLoadsTheTablesSchema)
+{
+    rawPut(tables_.index("orders", "meta"), "0011tableschema",
+           R"({"KeySchema":{"HashKeyElement":{"AttributeName":"id","AttributeType":"S"},)"
+           R"("RangeKeyElement":{"AttributeName":"when","AttributeType":"S"}}})");
+    const QVariantMap item = json(R"({"id":{"S":"abc"},"when":{"S":"2012"}})");
+    QByteArray stored;
+    ASSERT_EQ(Records::takePlace(tables_.context(), tables_.tableName("orders"), item, &place_, &stored), 0);
+    EXPECT_EQ(stored, "{}");
+    EXPECT_EQ(place_.key, "0003abc2012");
+    EXPECT_EQ(place_.db, tables_.index("orders_98.db", "data"));
+}
+
+TEST_F(ItemPlaceTest, OfAnItemOfATableThatIsMissingIsNotFound)
+{
+    QByteArray stored = "untouched";
+    const LogCapture log;
+    EXPECT_EQ(Records::takePlace(tables_.context(), tables_.tableName("orders"), QVariantMap(), &place_, &stored),
+              StatusNotFound);
+    EXPECT_EQ(stored, "untouched");
+    EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdbrequest # schema load failed rc 3"}));
 }
 
 TEST_F(ItemPlaceTest, OfAnItemWithoutAHashKeyOpensNothing)

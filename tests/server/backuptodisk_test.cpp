@@ -1,5 +1,8 @@
 #include "support/backupfixture.h"
 
+#include <optional>
+#include <string>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -11,15 +14,6 @@ bool mayMount()
     return runProgram("/bin/sh", {"-c", "unshare --user --map-root-user --mount sh -c 'mount -t tmpfs none /mnt'"})
                .status == 0;
 }
-
-class BackupToDisk : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        if (!mayMount())
-            GTEST_SKIP() << "this system lets nobody mount a disk for himself";
-    }
-};
 
 /** A server that sees a disk of 4 MB at `target`, in its own mount namespace. */
 class ServerWithDisk : public TempDir, public ServerProcess {
@@ -72,55 +66,66 @@ public:
     }
 };
 
+class BackupToDisk : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!mayMount())
+            GTEST_SKIP() << "this system lets nobody mount a disk for himself";
+    }
+
+    /** Starts the server, fills an environment and begins to back it up to the disk, which `further` has prepared. */
+    void begin(const char* action, const std::string& further)
+    {
+        server_.emplace(further);
+        ASSERT_TRUE(server_->start());
+        server_->fill();
+        EXPECT_EQ(server_->act(action).value("__rc"), QVariant(200LL));
+    }
+
+    void expectError(const std::string& text)
+    {
+        EXPECT_THAT(server_->logText(), testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ " + text + "\n"));
+    }
+
+    std::optional<ServerWithDisk> server_;
+};
+
 } // namespace
 
 TEST_F(BackupToDisk, AFullDiskFailsTheCopyAndTheServerGoesOn)
 {
-    ServerWithDisk server("touch BackupInProgress.tmp");
-    ASSERT_TRUE(server.start());
-    server.fill();
-    EXPECT_EQ(server.act("DbBackup").value("__rc"), QVariant(200LL));
-    EXPECT_TRUE(server.waitForLog("Disabling Database Backup"));
-    EXPECT_THAT(server.logText(), testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ Dbenv backup failed rc 28\n"));
-    EXPECT_TRUE(fs::exists(server.seen("BackupInProgress.tmp")));
-    EXPECT_EQ(server.request("Scan", {{"TableName", server.table()}, {"Count", true}}).value("__rc"), QVariant(200LL));
+    ASSERT_NO_FATAL_FAILURE(begin("DbBackup", "touch BackupInProgress.tmp"));
+    EXPECT_TRUE(server_->waitForLog("Disabling Database Backup"));
+    expectError("Dbenv backup failed rc 28");
+    EXPECT_TRUE(fs::exists(server_->seen("BackupInProgress.tmp")));
+    EXPECT_EQ(server_->request("Scan", {{"TableName", server_->table()}, {"Count", true}}).value("__rc"),
+              QVariant(200LL));
 }
 
 TEST_F(BackupToDisk, AFullDiskEndsTheShippingAndTheLogFileStays)
 {
-    ServerWithDisk server("mkdir __log__");
-    ASSERT_TRUE(server.start());
-    server.fill();
-    EXPECT_EQ(server.act("UpdateDbBackup").value("__rc"), QVariant(200LL));
-    EXPECT_TRUE(server.waitForLog("Disabling Database Backup"));
-    EXPECT_THAT(server.logText(), testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ Error in moving log file " +
-                                                         server.home() + '/' + logName(1) + "\n"));
-    EXPECT_THAT(server.logText(),
-                testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ log backup failed for " + server.target() + "\n"));
-    EXPECT_TRUE(fs::exists(server.home() + '/' + logName(1)));
-    EXPECT_THAT(namesIn(server.seen("__log__")), IsEmpty()) << "half a file is of no use to anybody";
+    ASSERT_NO_FATAL_FAILURE(begin("UpdateDbBackup", "mkdir __log__"));
+    EXPECT_TRUE(server_->waitForLog("Disabling Database Backup"));
+    expectError("Error in moving log file " + server_->home() + '/' + logName(1));
+    expectError("log backup failed for " + server_->target());
+    EXPECT_TRUE(fs::exists(server_->home() + '/' + logName(1)));
+    EXPECT_THAT(namesIn(server_->seen("__log__")), IsEmpty()) << "half a file is of no use to anybody";
 }
 
 TEST_F(BackupToDisk, AReadOnlyDiskFailsTheCopy)
 {
-    ServerWithDisk server("touch BackupInProgress.tmp && mount -o remount,ro none .");
-    ASSERT_TRUE(server.start());
-    server.fill();
-    EXPECT_EQ(server.act("DbBackup").value("__rc"), QVariant(200LL));
-    EXPECT_TRUE(server.waitForLog("Disabling Database Backup"));
-    EXPECT_THAT(server.logText(), testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ Dbenv backup failed rc 30\n"));
-    EXPECT_TRUE(fs::exists(server.seen("BackupInProgress.tmp")));
+    ASSERT_NO_FATAL_FAILURE(begin("DbBackup", "touch BackupInProgress.tmp && mount -o remount,ro none ."));
+    EXPECT_TRUE(server_->waitForLog("Disabling Database Backup"));
+    expectError("Dbenv backup failed rc 30");
+    EXPECT_TRUE(fs::exists(server_->seen("BackupInProgress.tmp")));
 }
 
 TEST_F(BackupToDisk, AReadOnlyDiskLeavesTheLogFilesWhereTheyAre)
 {
-    ServerWithDisk server("mount -o remount,ro none .");
-    ASSERT_TRUE(server.start());
-    server.fill();
-    EXPECT_EQ(server.act("UpdateDbBackup").value("__rc"), QVariant(200LL));
-    EXPECT_TRUE(server.waitForLog("Done BDBHotBackupThread.backupLog"));
-    EXPECT_THAT(server.logText(), testing::ContainsRegex("\\[ERROR\\] bdb [0-9]+ Error in creating dir " +
-                                                         server.target() + "/__log__\n"));
-    EXPECT_EQ(server.logText().find("Disabling"), std::string::npos);
-    EXPECT_TRUE(fs::exists(server.home() + '/' + logName(1)));
+    ASSERT_NO_FATAL_FAILURE(begin("UpdateDbBackup", "mount -o remount,ro none ."));
+    EXPECT_TRUE(server_->waitForLog("Done BDBHotBackupThread.backupLog"));
+    expectError("Error in creating dir " + server_->target() + "/__log__");
+    EXPECT_EQ(server_->logText().find("Disabling"), std::string::npos);
+    EXPECT_TRUE(fs::exists(server_->home() + '/' + logName(1)));
 }

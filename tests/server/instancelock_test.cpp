@@ -34,7 +34,19 @@ protected:
     const std::string path_ = directory_.file("instance.lock");
 };
 
-class InstanceLockOfEitherKind : public InstanceLock, public testing::WithParamInterface<LockKind> {};
+/** A server that waits for the lock of another process, which has written the process id 1 into the file. */
+class InstanceLockOfEitherKind : public InstanceLock, public testing::WithParamInterface<LockKind> {
+protected:
+    void SetUp() override
+    {
+        holder_.write("1");
+        ASSERT_TRUE(server_.launch({"-p0", "-d", server_.logPath()}));
+        ASSERT_TRUE(waitsFor(path_, server_));
+    }
+
+    LockHolder holder_{path_, GetParam()};
+    ServerProcess server_{lockedBy(path_)};
+};
 
 std::string kindName(const testing::TestParamInfo<LockKind>& info)
 {
@@ -145,28 +157,18 @@ TEST_F(InstanceLock, ServerThatWaitedForAServerThatDiedGivesUp)
 
 TEST_P(InstanceLockOfEitherKind, HolderThatLeavesItsIdWasAbandoned)
 {
-    LockHolder holder(path_, GetParam());
-    holder.write("1");
-    ServerProcess server(lockedBy(path_));
-    ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath()}));
-    ASSERT_TRUE(waitsFor(path_, server));
-    holder.die();
-    EXPECT_EQ(server.waitForExit(), 255);
-    EXPECT_FALSE(std::filesystem::exists(server.logPath()));
+    holder_.die();
+    EXPECT_EQ(server_.waitForExit(), 255);
+    EXPECT_FALSE(std::filesystem::exists(server_.logPath()));
     EXPECT_EQ(ProcFs::read(path_), "1");
 }
 
 TEST_P(InstanceLockOfEitherKind, HolderThatEmptiesTheFileHandsItOver)
 {
-    LockHolder holder(path_, GetParam());
-    holder.write("1");
-    ServerProcess server(lockedBy(path_));
-    ASSERT_TRUE(server.launch({"-p0", "-d", server.logPath()}));
-    ASSERT_TRUE(waitsFor(path_, server));
-    EXPECT_FALSE(std::filesystem::exists(server.logPath())) << "no option is read before the lock is held";
-    holder.letGo();
-    ASSERT_TRUE(server.waitForLog("Server listening on ")) << server.logText();
-    EXPECT_EQ(ProcFs::read(path_), std::to_string(server.pid()));
+    EXPECT_FALSE(std::filesystem::exists(server_.logPath())) << "no option is read before the lock is held";
+    holder_.letGo();
+    ASSERT_TRUE(server_.waitForLog("Server listening on ")) << server_.logText();
+    EXPECT_EQ(ProcFs::read(path_), std::to_string(server_.pid()));
     EXPECT_TRUE(isHeld(path_, LockKind::File));
     EXPECT_TRUE(isHeld(path_, LockKind::Record));
 }

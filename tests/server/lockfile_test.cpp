@@ -28,6 +28,10 @@ private:
     QByteArray before_;
 };
 
+using LockFileCreate = LockFileTest;
+using LockFileOpenExisting = LockFileTest;
+using LockFileCloseInherited = LockFileTest;
+
 } // namespace
 
 TEST(LockFileName, WithASlashIsThePath)
@@ -63,73 +67,63 @@ TEST(LockFileName, EmptyIsNoName)
     EXPECT_TRUE(LockFile("x").isNamed());
 }
 
-TEST(LockFileCreate, MakesAnEmptyFileAndLocksNothing)
+TEST_F(LockFileCreate, MakesAnEmptyFileAndLocksNothing)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    LockFile lock(QByteArray::fromStdString(path));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
-    EXPECT_TRUE(std::filesystem::is_regular_file(path));
-    EXPECT_EQ(std::filesystem::file_size(path), 0u);
-    EXPECT_TRUE(isFree(path));
+    EXPECT_TRUE(std::filesystem::is_regular_file(path_));
+    EXPECT_EQ(std::filesystem::file_size(path_), 0u);
+    EXPECT_TRUE(isFree(path_));
 }
 
-TEST(LockFileCreate, KeepsTheContentOfAFileThatExists)
+TEST_F(LockFileCreate, KeepsTheContentOfAFileThatExists)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    writeFile(path, "content");
-    LockFile lock(QByteArray::fromStdString(path));
+    writeFile(path_, "content");
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
-    EXPECT_EQ(ProcFs::read(path), "content");
+    EXPECT_EQ(ProcFs::read(path_), "content");
 }
 
-TEST(LockFileCreate, TellsWhyItFails)
+TEST_F(LockFileCreate, TellsWhyItFails)
 {
-    const TempDir directory;
-    LockFile missing(QByteArray::fromStdString(directory.file("no/lock")));
+    LockFile missing(QByteArray::fromStdString(directory_.file("no/lock")));
     EXPECT_FALSE(missing.create());
     EXPECT_EQ(missing.error(), ENOENT);
-    LockFile isDirectory(directory.bytes());
+    LockFile isDirectory(directory_.bytes());
     EXPECT_FALSE(isDirectory.create());
     EXPECT_EQ(isDirectory.error(), EISDIR);
 }
 
-TEST(LockFileOpenExisting, NeedsTheFileAndCreatesNone)
+TEST_F(LockFileOpenExisting, NeedsTheFileAndCreatesNone)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    LockFile lock(QByteArray::fromStdString(path));
+    LockFile lock(name());
     EXPECT_FALSE(lock.openExisting());
     EXPECT_EQ(lock.error(), ENOENT);
-    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST(LockFileCloseInherited, ClosesOurCopiesOfTheFileAndNoOther)
+TEST_F(LockFileCloseInherited, ClosesOurCopiesOfTheFileAndNoOther)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    const int first = open(path.c_str(), O_RDWR | O_CREAT, 0600);
+    const int first = open(path_.c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_TRUE(tryLock(first, LockKind::File));
     ASSERT_TRUE(tryLock(first, LockKind::Record));
     const int second = dup(first);
-    const int other = open(directory.file("other").c_str(), O_RDWR | O_CREAT, 0600);
+    const int other = open(directory_.file("other").c_str(), O_RDWR | O_CREAT, 0600);
 
-    LockFile(QByteArray::fromStdString(path)).closeInherited();
+    LockFile(name()).closeInherited();
 
     EXPECT_EQ(fcntl(first, F_GETFD), -1);
     EXPECT_EQ(fcntl(second, F_GETFD), -1);
     EXPECT_EQ(fcntl(other, F_GETFD), 0);
-    EXPECT_TRUE(isFree(path));
+    EXPECT_TRUE(isFree(path_));
     close(other);
 }
 
-TEST(LockFileCloseInherited, DoesNothingWithoutAFile)
+TEST_F(LockFileCloseInherited, DoesNothingWithoutAFile)
 {
-    const TempDir directory;
-    const int other = open(directory.file("other").c_str(), O_RDWR | O_CREAT, 0600);
+    const int other = open(directory_.file("other").c_str(), O_RDWR | O_CREAT, 0600);
     LockFile("").closeInherited();
-    LockFile(QByteArray::fromStdString(directory.file("none"))).closeInherited();
+    LockFile(QByteArray::fromStdString(directory_.file("none"))).closeInherited();
     EXPECT_EQ(fcntl(other, F_GETFD), 0);
     close(other);
 }

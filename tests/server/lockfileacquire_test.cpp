@@ -35,56 +35,50 @@ std::string kindName(const testing::TestParamInfo<LockKind>& info)
     return info.param == LockKind::File ? "FileLock" : "RecordLock";
 }
 
+using LockFileAcquire = LockFileTest;
+
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(Kinds, LockFileOfEitherKind, testing::Values(LockKind::File, LockKind::Record), kindName);
 
-TEST(LockFileAcquire, WritesTheProcessIdAndNothingElse)
+TEST_F(LockFileAcquire, WritesTheProcessIdAndNothingElse)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    LockFile lock(QByteArray::fromStdString(path));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
     EXPECT_EQ(lock.acquire(0ms), Wait::Acquired);
-    EXPECT_EQ(ProcFs::read(path), OwnId);
+    EXPECT_EQ(ProcFs::read(path_), OwnId);
 }
 
-TEST(LockFileAcquire, HoldsTheFileInBothWaysForLife)
+TEST_F(LockFileAcquire, HoldsTheFileInBothWaysForLife)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
     {
-        LockFile lock(QByteArray::fromStdString(path));
+        LockFile lock(name());
         ASSERT_TRUE(lock.create());
         ASSERT_EQ(lock.acquire(0ms), Wait::Acquired);
-        EXPECT_TRUE(isHeld(path, LockKind::File));
-        EXPECT_TRUE(isHeld(path, LockKind::Record));
+        EXPECT_TRUE(isHeld(path_, LockKind::File));
+        EXPECT_TRUE(isHeld(path_, LockKind::Record));
     }
-    EXPECT_TRUE(isFree(path));
-    EXPECT_EQ(ProcFs::read(path), OwnId) << "the file stays, with the last holder's id";
+    EXPECT_TRUE(isFree(path_));
+    EXPECT_EQ(ProcFs::read(path_), OwnId) << "the file stays, with the last holder's id";
 }
 
-TEST(LockFileAcquire, AtTheFirstTryTakesTheFileWhateverItHolds)
+TEST_F(LockFileAcquire, AtTheFirstTryTakesTheFileWhateverItHolds)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
     for (const std::string content : {"1", "123456789012345", "no number", "\0\1"}) {
-        writeFile(path, content);
-        LockFile lock(QByteArray::fromStdString(path));
+        writeFile(path_, content);
+        LockFile lock(name());
         ASSERT_TRUE(lock.create()) << content;
         EXPECT_EQ(lock.acquire(LongEnough), Wait::Acquired) << content;
-        EXPECT_EQ(ProcFs::read(path), OwnId) << content;
+        EXPECT_EQ(ProcFs::read(path_), OwnId) << content;
     }
 }
 
-TEST(LockFileAcquire, RecordLockCoversTheWholeFile)
+TEST_F(LockFileAcquire, RecordLockCoversTheWholeFile)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    LockFile lock(QByteArray::fromStdString(path));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
     ASSERT_EQ(lock.acquire(0ms), Wait::Acquired);
-    const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const int descriptor = open(path_.c_str(), O_RDWR | O_CLOEXEC);
     for (const off_t start : {0, 1, 1000000}) {
         struct flock one {};
         one.l_type = F_RDLCK;
@@ -100,7 +94,7 @@ TEST_P(LockFileOfEitherKind, HeldFileIsWaitedForUntilTheLimit)
 {
     LockHolder holder(path_, GetParam());
     holder.write("content");
-    LockFile lock(QByteArray::fromStdString(path_));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(lock.acquire(50ms), Wait::TimedOut);
@@ -115,7 +109,7 @@ TEST_P(LockFileOfEitherKind, HolderThatEmptiesTheFileHandsItOver)
 {
     LockHolder holder(path_, GetParam());
     holder.write("1");
-    LockFile lock(QByteArray::fromStdString(path_));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
     EXPECT_EQ(acquireOnce(&lock, [&] { holder.letGo(); }), Wait::Acquired);
     EXPECT_EQ(ProcFs::read(path_), OwnId);
@@ -128,7 +122,7 @@ TEST_P(LockFileOfEitherKind, HolderThatLeavesItsIdWasAbandoned)
     for (const std::string content : {"1", "4194304", "77\n"}) {
         LockHolder holder(path_, GetParam());
         holder.write(content);
-        LockFile lock(QByteArray::fromStdString(path_));
+        LockFile lock(name());
         ASSERT_TRUE(lock.create());
         EXPECT_EQ(acquireOnce(&lock, [&] { holder.die(); }), Wait::Abandoned) << content;
         EXPECT_EQ(lock.error(), EOWNERDEAD) << content;
@@ -142,45 +136,41 @@ TEST_P(LockFileOfEitherKind, TextThatIsNoIdIsNobodysDeath)
     for (const std::string content : {"", " \n", "owner", "12 monkeys", "-1", "0"}) {
         LockHolder holder(path_, GetParam());
         holder.write(content);
-        LockFile lock(QByteArray::fromStdString(path_));
+        LockFile lock(name());
         ASSERT_TRUE(lock.create());
         EXPECT_EQ(acquireOnce(&lock, [&] { holder.die(); }), Wait::Acquired) << content;
         EXPECT_EQ(ProcFs::read(path_), OwnId) << content;
     }
 }
 
-TEST(LockFileAcquire, ProcessWithAnOrdinaryRecordLockKeepsItOut)
+TEST_F(LockFileAcquire, ProcessWithAnOrdinaryRecordLockKeepsItOut)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    LockingProcess other([&path] {
-        const int descriptor = open(path.c_str(), O_RDWR | O_CREAT, 0600);
+    LockingProcess other([this] {
+        const int descriptor = open(path_.c_str(), O_RDWR | O_CREAT, 0600);
         struct flock whole {};
         whole.l_type = F_WRLCK;
         whole.l_whence = SEEK_SET;
         return fcntl(descriptor, F_SETLK, &whole) == 0;
     });
 
-    LockFile lock(QByteArray::fromStdString(path));
+    LockFile lock(name());
     ASSERT_TRUE(lock.create());
     EXPECT_EQ(lock.acquire(30ms), Wait::TimedOut);
     other.kill();
     EXPECT_EQ(lock.acquire(0ms), Wait::Acquired);
 }
 
-TEST(LockFileAcquire, TellsWhenTheSystemRefusesAndHoldsNothing)
+TEST_F(LockFileAcquire, TellsWhenTheSystemRefusesAndHoldsNothing)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
     for (const unsigned call : {unsigned{SYS_flock}, unsigned{SYS_fcntl}}) {
-        LockFile lock(QByteArray::fromStdString(path));
+        LockFile lock(name());
         ASSERT_TRUE(lock.create());
         Wait result = Wait::Acquired;
         if (!runWithFailingCalls({call}, ENOLCK, [&] { result = lock.acquire(LongEnough); }))
             GTEST_SKIP() << "no system call filters here";
         EXPECT_EQ(result, Wait::Failed);
         EXPECT_EQ(lock.error(), ENOLCK);
-        EXPECT_TRUE(isFree(path));
-        EXPECT_EQ(ProcFs::read(path), "");
+        EXPECT_TRUE(isFree(path_));
+        EXPECT_EQ(ProcFs::read(path_), "");
     }
 }

@@ -52,10 +52,14 @@ private:
     std::thread thread_;
 };
 
-class LockFileOfEitherKind : public testing::TestWithParam<LockKind> {
+class LockFileTest : public testing::Test {
 protected:
+    QByteArray name() const { return QByteArray::fromStdString(path_); }
+
     const TempDir directory_;
     const std::string path_ = directory_.file("lock");
 };
+
+class LockFileOfEitherKind : public LockFileTest, public testing::WithParamInterface<LockKind> {};
 
 #endif

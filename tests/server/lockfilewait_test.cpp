@@ -11,40 +11,42 @@
 
 #include <unistd.h>
 
-TEST(LockFileWaitUntilFree, TellsWhenTheSystemRefuses)
+namespace {
+
+using LockFileWaitUntilFree = LockFileTest;
+
+} // namespace
+
+TEST_F(LockFileWaitUntilFree, TellsWhenTheSystemRefuses)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    writeFile(path, "");
+    writeFile(path_, "");
     for (const unsigned call : {unsigned{SYS_flock}, unsigned{SYS_fcntl}}) {
-        LockFile lock(QByteArray::fromStdString(path));
+        LockFile lock(name());
         ASSERT_TRUE(lock.openExisting());
         bool free = true;
         if (!runWithFailingCalls({call}, ENOLCK, [&] { free = lock.waitUntilFree(); }))
             GTEST_SKIP() << "no system call filters here";
         EXPECT_FALSE(free);
         EXPECT_EQ(lock.error(), ENOLCK);
-        EXPECT_TRUE(isFree(path));
+        EXPECT_TRUE(isFree(path_));
     }
 }
 
-TEST(LockFileWaitUntilFree, ReturnsAtOnceWhenNobodyHoldsTheFile)
+TEST_F(LockFileWaitUntilFree, ReturnsAtOnceWhenNobodyHoldsTheFile)
 {
-    const TempDir directory;
-    const std::string path = directory.file("lock");
-    writeFile(path, "1");
-    LockFile lock(QByteArray::fromStdString(path));
+    writeFile(path_, "1");
+    LockFile lock(name());
     ASSERT_TRUE(lock.openExisting());
     EXPECT_TRUE(lock.waitUntilFree());
-    EXPECT_EQ(ProcFs::read(path), "1");
-    EXPECT_TRUE(isFree(path)) << "the one who waited takes nothing";
+    EXPECT_EQ(ProcFs::read(path_), "1");
+    EXPECT_TRUE(isFree(path_)) << "the one who waited takes nothing";
 }
 
 TEST_P(LockFileOfEitherKind, WaitUntilFreeReturnsWhenTheHolderDies)
 {
     LockHolder holder(path_, GetParam());
     holder.write("1");
-    LockFile lock(QByteArray::fromStdString(path_));
+    LockFile lock(name());
     ASSERT_TRUE(lock.openExisting());
     std::atomic<bool> released = false;
     bool free = false;
@@ -66,7 +68,7 @@ TEST_P(LockFileOfEitherKind, WaitUntilFreeWaitsForBothKinds)
 {
     auto first = std::make_unique<LockHolder>(path_, GetParam());
     auto second = std::make_unique<LockHolder>(path_, GetParam() == LockKind::File ? LockKind::Record : LockKind::File);
-    LockFile lock(QByteArray::fromStdString(path_));
+    LockFile lock(name());
     ASSERT_TRUE(lock.openExisting());
     std::atomic<bool> released = false;
     bool early = false;

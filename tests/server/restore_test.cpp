@@ -17,8 +17,7 @@ TEST_F(Restore, HoldsTheCopyAndEverythingUpToTheLastShippedLog)
     fillLogs(3);
     const int inTheCopyAndTwoLogs = filled() - 1; // the latest is in log file 3
     reopen();
-    EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
-    ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(2)); }));
+    ASSERT_NO_FATAL_FAILURE(shipUpTo(2));
     put("k", "not shipped", {{"a", textValue("z")}});
     const auto before = contentsOf(backup());
 
@@ -53,8 +52,7 @@ TEST_F(Restore, TellsTheTimeOfTheLastCommitInIt)
     fillLogs(3);
     const std::time_t filled = std::time(nullptr);
     reopen();
-    EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
-    ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(2)); }));
+    ASSERT_NO_FATAL_FAILURE(shipUpTo(2));
     ASSERT_TRUE(waitUntil([&] { return std::time(nullptr) > filled; }));
     put("k", "not shipped", {{"a", textValue("z")}});
     const std::time_t shipped = restoredUntil(pathOf("second"));
@@ -69,8 +67,7 @@ TEST_F(Restore, IsTheBeginningOfANextLifeThatIsBackedUpToTheSameDirectory)
     backUpTo(makeDirectory("backup"));
     fillLogs(3);
     reopen();
-    EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
-    ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(2)); }));
+    ASSERT_NO_FATAL_FAILURE(shipUpTo(2));
     // The disk is lost; the next life starts with the contents of the backup, and continues its log file numbers.
     EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply());
     fs::remove_all(home());

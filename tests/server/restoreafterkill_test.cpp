@@ -74,8 +74,7 @@ TEST_F(Restore, AfterAKillDuringShipping)
 
     ASSERT_TRUE(server_.start());
     EXPECT_EQ(filledIn(tableName()), filled()) << "the source loses nothing";
-    EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
-    ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(3)); })) << server_.logText();
+    ASSERT_NO_FATAL_FAILURE(shipUpTo(3));
     EXPECT_THAT(namesIn(backup() + "/__log__"), ElementsAre(logName(1), logName(2), logName(3)));
     fs::remove_all(copy);
     EXPECT_GE(filledIn(tableIn(restored(backup()))), filled() - 2);
@@ -141,8 +140,7 @@ TEST_F(Restore, AfterACrashAtAnyPointOfTheMoveOfALogFile)
         EXPECT_EQ(itemsOf(tableName(), {"k"}).size(), 3U) << "the source loses nothing";
 
         // The next cycle resumes the move.
-        EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
-        ASSERT_TRUE(waitUntil([&] { return !fs::exists(sourceLog(1)); })) << server_.logText();
+        ASSERT_NO_FATAL_FAILURE(shipUpTo(1));
         EXPECT_THAT(namesIn(backup() + "/__log__"), ElementsAre(logName(1)));
         EXPECT_EQ(fs::file_size(shippedLog(1)), all);
         fs::remove_all(asLeft);

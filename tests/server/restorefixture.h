@@ -11,6 +11,13 @@ protected:
     std::string backup() const { return pathOf("backup"); }
     std::string shippedLog(int number) const { return backup() + "/__log__/" + logName(number); }
     std::string sourceLog(int number) const { return home() + '/' + logName(number); }
+
+    /** One cycle of shipping, which moves the log files up to this number to the backup. */
+    void shipUpTo(int number)
+    {
+        EXPECT_EQ(act("UpdateDbBackup", backup()), accepted());
+        ASSERT_TRUE(waitUntil([&] { return !std::filesystem::exists(sourceLog(number)); })) << server_.logText();
+    }
 };
 
 #endif

@@ -106,19 +106,9 @@ TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
 
 TEST(BDBCheckpointThread, AFailureInAnEnvironmentWithoutContentIsALineAndTheThreadGoesOn)
 {
-    const std::unique_ptr<TempEnv> quiet = quietEnv();
-    TempEnv& env = *quiet;
-    const LogCapture log(LogError);
-    (void)env->set_flags(DB_PANIC_ENVIRONMENT, 1);
-    {
-        BDBCheckpointThread thread(env.get(), 1ms);
-        EXPECT_TRUE(log.waitFor("txn_checkpoint failed rc -30973", 3));
-        thread.stop();
-        thread.waitStopped();
-    }
-    (void)env->set_flags(DB_PANIC_ENVIRONMENT, 0);
-    EXPECT_EQ(log.count("exiting"), 0U);
-    EXPECT_THAT(log.lines(),
+    const auto lines = linesOfFailures<BDBCheckpointThread>("txn_checkpoint failed rc -30973", 3);
+    EXPECT_THAT(lines, testing::Not(testing::Contains(testing::HasSubstr("exiting"))));
+    EXPECT_THAT(lines,
                 testing::Contains(testing::MatchesRegex("\\[ERROR\\] bdb [0-9]+ txn_checkpoint failed rc -30973")));
 }
 

@@ -15,9 +15,8 @@ namespace fs = std::filesystem;
 TEST_F(EnvironmentHome, AFileInAClosedEnvironmentBelowIsRefused)
 {
     const QByteArray top = makeHome("top");
-    const QByteArray shop = makeHome("top/shop");
-    put(shop, "orders", "shop's");
-    const auto before = closedContent(shop);
+    const QByteArray shop = closedHome("top/shop", "shop's");
+    const auto before = contentsOf(shop.toStdString());
     for (const char* file : {"shop/orders", "shop/new", "shop/sub/new"})
         expectRefusedFile(top, file, EBUSY);
     EXPECT_EQ(contentsOf(shop.toStdString()), before);

@@ -55,6 +55,15 @@ protected:
         return contentsOf(home.toStdString());
     }
 
+    /** A closed environment whose database "orders" has a row with this value. */
+    QByteArray closedHome(const char* name, const std::string& value)
+    {
+        const QByteArray home = makeHome(name);
+        put(home, "orders", value);
+        close(home);
+        return home;
+    }
+
     /** Opening database `file` fails, and the log names Berkeley DB's or the system's result `rc`. */
     void expectRefusedFile(const QByteArray& home, const QByteArray& file, int rc)
     {

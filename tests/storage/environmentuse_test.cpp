@@ -1,9 +1,11 @@
 #include "storage/environmentuse.h"
 
 #include "support/blockedcall.h"
+#include "support/deadline.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -34,6 +36,12 @@ protected:
     BlockedCall<void> waitElsewhere() const
     {
         return BlockedCall([count = count_] { count->waitUnused(); });
+    }
+
+    /** Waits in another thread until nobody works any more, as a flusher does, but without a limit. */
+    BlockedCall<bool> gatherElsewhere() const
+    {
+        return BlockedCall([count = count_] { return count->waitUntilNoneWorks(std::chrono::hours(24)); });
     }
 
     std::shared_ptr<EnvironmentUseCount> count_ = std::make_shared<EnvironmentUseCount>();
@@ -100,6 +108,44 @@ TEST_F(EnvironmentUseTest, AssignmentGivesTheOldHoldBackAndTakesTheNew)
     held = EnvironmentUse();
     EXPECT_EQ(held.env(), nullptr);
     waiter.get();
+}
+
+TEST_F(EnvironmentUseTest, NobodyWorksOnceTheLastReaderHasLeft)
+{
+    const Deadline deadline(std::chrono::minutes(1));
+    EnvironmentUse writer = use();
+    EnvironmentUse reader = use();
+    writer.beginWaiting();
+    auto gathering = gatherElsewhere();
+    EXPECT_TRUE(gathering.blocksIn(*count_));
+    reader.reset();
+    EXPECT_TRUE(gathering.get());
+}
+
+TEST_F(EnvironmentUseTest, NobodyWorksOnceAllWait)
+{
+    const Deadline deadline(std::chrono::minutes(1));
+    EnvironmentUse first = use();
+    EnvironmentUse second = use();
+    first.beginWaiting();
+    EXPECT_FALSE(count_->waitUntilNoneWorks(std::chrono::microseconds(0)));
+    auto gathering = gatherElsewhere();
+    EXPECT_TRUE(gathering.blocksIn(*count_));
+    second.beginWaiting();
+    EXPECT_TRUE(gathering.get());
+}
+
+TEST_F(EnvironmentUseTest, OneThatWaitsIsAUserUntilItLeaves)
+{
+    EnvironmentUse first = use();
+    first.beginWaiting();
+    EnvironmentUse second = std::move(first);
+    auto waiter = waitElsewhere();
+    EXPECT_TRUE(waiter.blocksIn(*count_));
+    second.reset();
+    waiter.get();
+    const EnvironmentUse next = use();
+    EXPECT_FALSE(count_->waitUntilNoneWorks(std::chrono::microseconds(0)));
 }
 
 TEST_F(EnvironmentUseTest, HoldsTheAccessLockOnlyWhenItIsAskedTo)

@@ -214,6 +214,15 @@ protected:
         thread_.reset();
     }
 
+    /** The same for an order to another environment, which also leaves the target as it is. */
+    void expectRefusedByOther(BDBEnv* other, BDBBackupMode mode, const std::string& line)
+    {
+        const auto before = filesUnder(target_);
+        thread_ = std::make_unique<BDBHotBackupThread>(other, std::chrono::hours(24));
+        expectRefusedByThread(target_, mode, line);
+        EXPECT_TRUE(filesUnder(target_) == before);
+    }
+
     /** What a checkpoint does when it may remove log files. */
     void removeUnneededLogs()
     {

@@ -35,75 +35,77 @@ QByteArray bytes(const std::string& text)
     return QByteArray::fromStdString(text);
 }
 
+class MoveFile : public testing::Test {
+protected:
+    int move() const { return LogShipping::moveFile(bytes(from_), bytes(to_)); }
+
+    const TempDir directory_;
+    const std::string from_ = directory_.file("from");
+    const std::string to_ = directory_.file("to");
+};
+
 } // namespace
 
-TEST(MoveFile, MovesToANewName)
+TEST_F(MoveFile, MovesToANewName)
 {
-    const TempDir dir;
-    write(dir.file("from"), "text");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
-    EXPECT_EQ(read(dir.file("to")), "text");
-    EXPECT_FALSE(fs::exists(dir.file("from")));
-    EXPECT_FALSE(fs::exists(dir.file("to.del")));
+    write(from_, "text");
+    EXPECT_EQ(move(), 0);
+    EXPECT_EQ(read(to_), "text");
+    EXPECT_FALSE(fs::exists(from_));
+    EXPECT_FALSE(fs::exists(to_ + ".del"));
 }
 
-TEST(MoveFile, ReplacesAnOlderCopyAndLeavesNoSafetyFile)
+TEST_F(MoveFile, ReplacesAnOlderCopyAndLeavesNoSafetyFile)
 {
-    const TempDir dir;
-    write(dir.file("from"), "new");
-    write(dir.file("to"), "old");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
-    EXPECT_EQ(read(dir.file("to")), "new");
-    EXPECT_FALSE(fs::exists(dir.file("to.del")));
-    EXPECT_FALSE(fs::exists(dir.file("from")));
+    write(from_, "new");
+    write(to_, "old");
+    EXPECT_EQ(move(), 0);
+    EXPECT_EQ(read(to_), "new");
+    EXPECT_FALSE(fs::exists(to_ + ".del"));
+    EXPECT_FALSE(fs::exists(from_));
 }
 
-TEST(MoveFile, AFailedCopyKeepsTheOlderCopyUnderItsSafetyName)
+TEST_F(MoveFile, AFailedCopyKeepsTheOlderCopyUnderItsSafetyName)
 {
-    const TempDir dir;
-    fs::create_directory(dir.file("from")); // cannot be copied as a file
-    write(dir.file("to"), "old");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
-    EXPECT_EQ(read(dir.file("to.del")), "old");
-    EXPECT_FALSE(fs::exists(dir.file("to")));
-    EXPECT_TRUE(fs::exists(dir.file("from")));
+    fs::create_directory(from_); // cannot be copied as a file
+    write(to_, "old");
+    EXPECT_EQ(move(), 2);
+    EXPECT_EQ(read(to_ + ".del"), "old");
+    EXPECT_FALSE(fs::exists(to_));
+    EXPECT_TRUE(fs::exists(from_));
 }
 
-TEST(MoveFile, AMissingSourceIsAFailure)
+TEST_F(MoveFile, AMissingSourceIsAFailure)
 {
-    const TempDir dir;
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
-    EXPECT_FALSE(fs::exists(dir.file("to")));
+    EXPECT_EQ(move(), 2);
+    EXPECT_FALSE(fs::exists(to_));
 }
 
-TEST(MoveFile, AMissingDirectoryIsAFailureThatKeepsTheSource)
+TEST_F(MoveFile, AMissingDirectoryIsAFailureThatKeepsTheSource)
 {
-    const TempDir dir;
-    write(dir.file("from"), "text");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("none/to"))), 2);
-    EXPECT_EQ(read(dir.file("from")), "text");
+    write(from_, "text");
+    EXPECT_EQ(LogShipping::moveFile(bytes(from_), bytes(directory_.file("none/to"))), 2);
+    EXPECT_EQ(read(from_), "text");
 }
 
-TEST(MoveFile, AMoveThatWasCutOffWhileItCopiedIsTakenUpAgain)
+TEST_F(MoveFile, AMoveThatWasCutOffWhileItCopiedIsTakenUpAgain)
 {
-    const TempDir dir;
-    write(dir.file("from"), "whole");
-    write(dir.file("to"), "wh");
-    write(dir.file("to.del"), "older");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 0);
-    EXPECT_EQ(read(dir.file("to")), "whole");
-    EXPECT_FALSE(fs::exists(dir.file("to.del")));
-    EXPECT_FALSE(fs::exists(dir.file("from")));
+    write(from_, "whole");
+    write(to_, "wh");
+    write(to_ + ".del", "older");
+    EXPECT_EQ(move(), 0);
+    EXPECT_EQ(read(to_), "whole");
+    EXPECT_FALSE(fs::exists(to_ + ".del"));
+    EXPECT_FALSE(fs::exists(from_));
 }
 
-TEST(MoveFile, KeepsTheOnlyWholeCopyWhenItFailsASecondTime)
+TEST_F(MoveFile, KeepsTheOnlyWholeCopyWhenItFailsASecondTime)
 {
-    const TempDir dir;
-    fs::create_directory(dir.file("from"));
-    write(dir.file("to"), "wh");
-    write(dir.file("to.del"), "older");
-    EXPECT_EQ(LogShipping::moveFile(bytes(dir.file("from")), bytes(dir.file("to"))), 2);
-    EXPECT_EQ(read(dir.file("to.del")), "older");
+    fs::create_directory(from_);
+    write(to_, "wh");
+    write(to_ + ".del", "older");
+    EXPECT_EQ(move(), 2);
+    EXPECT_EQ(read(to_ + ".del"), "older");
 }
 
 TEST(BackupLog, MakesTheLogDirectoryAndMovesAll)

@@ -2,8 +2,6 @@
 
 #include "protocol/framing.h"
 
-#include <QDeadlineTimer>
-
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -154,15 +152,16 @@ bool WireConnection::receiveExactly(char* data, qsizetype size)
 bool WireConnection::waitFor(short events, int milliseconds, const char* missing)
 {
     // An interrupted wait is resumed with the remaining time.
-    const QDeadlineTimer deadline(milliseconds);
+    const QDeadlineTimer deadline = std::min(QDeadlineTimer(milliseconds), deadline_);
     pollfd waiting{socketDescriptor(), events, 0};
     for (;;) {
         const int ready = poll(&waiting, 1, static_cast<int>(deadline.remainingTime()));
-        if (ready > 0)
+        const bool isOver = ready == 0 || deadline_.hasExpired();
+        if (ready > 0 && !isOver)
             return true;
         if (ready < 0 && errno != EINTR)
             return fail("poll");
-        if (ready == 0) {
+        if (isOver) {
             error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
             return false;
         }

@@ -4,6 +4,7 @@
 #include "base/descriptor.h"
 
 #include <QByteArray>
+#include <QDeadlineTimer>
 #include <QString>
 
 struct sockaddr_in;
@@ -45,6 +46,11 @@ public:
      */
     void setReceiveTimeout(int milliseconds);
 
+    /**
+     * Limits all that this object does from now on together. Only what has a timeout of its own, above, is interrupted.
+     */
+    void setDeadline(const QDeadlineTimer& deadline) { deadline_ = deadline; }
+
     int socketDescriptor() const { return socket_.number(); }
     QString error() const { return error_; }
 
@@ -57,6 +63,7 @@ private:
     Base::Descriptor socket_;
     int connectTimeout_ = 0; // milliseconds, like receiveTimeout_
     int receiveTimeout_ = 0;
+    QDeadlineTimer deadline_{QDeadlineTimer::Forever};
     QString error_;
 };
 

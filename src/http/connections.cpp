@@ -7,9 +7,17 @@
 
 namespace Http {
 
+void Connections::add(HttpConnection* connection)
+{
+    open_.insert(connection);
+    figures_->open.add(1);
+    figures_->accepted.add(1);
+}
+
 void Connections::remove(HttpConnection* connection)
 {
     open_.erase(connection);
+    figures_->open.add(-1);
     if (isAwaited_ && !isFull()) {
         isAwaited_ = false;
         std::exchange(freed_, nullptr)();

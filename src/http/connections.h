@@ -1,6 +1,8 @@
 #ifndef QUORVA_HTTP_CONNECTIONS_H
 #define QUORVA_HTTP_CONNECTIONS_H
 
+#include "http/transportfigures.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -17,16 +19,21 @@ class HttpConnection;
 /**
  * The state that a server's connections share: how many there are, which are idle, which may receive a large body, and
  * whether the server is stopping. It owns only the connections that wait to receive a body, as nothing else holds
- * these. For the transport's thread, except isAwaited() and isStopping(), which any thread may call.
+ * these. For the transport's thread, except where it says any.
  */
 class Connections {
 public:
-    /** `limit` connections may be open at once, and `largeBodies` may hold a large body. */
-    Connections(std::size_t limit, std::size_t largeBodies) : limit_(limit), bodyRooms_(largeBodies) {}
+    /**
+     * `limit` connections may be open at once, and `largeBodies` may hold a large body. `figures` must outlive this
+     * object.
+     */
+    Connections(std::size_t limit, std::size_t largeBodies, TransportFigures* figures)
+        : limit_(limit), bodyRooms_(largeBodies), figures_(figures)
+    {}
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
 
-    void add(HttpConnection* connection) { open_.insert(connection); }
+    void add(HttpConnection* connection);
     void remove(HttpConnection* connection);
     bool isFull() const { return open_.size() >= limit_; }
 
@@ -54,9 +61,13 @@ public:
     void stop();
     bool isStopping() const { return isStopping_; }
 
+    /** What is counted of them. Any thread. */
+    TransportFigures* figures() const { return figures_; }
+
 private:
     const std::size_t limit_;
     std::size_t bodyRooms_; // free
+    TransportFigures* const figures_;
     std::atomic<bool> isStopping_ = false;
     std::atomic<bool> isAwaited_ = false; // freed_ is set
     std::unordered_set<HttpConnection*> open_;

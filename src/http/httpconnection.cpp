@@ -164,6 +164,7 @@ void HttpConnection::read()
 void HttpConnection::onRead(const ErrorCode& error, std::size_t size)
 {
     if (!error) {
+        connections_->figures()->receivedBytes.add(static_cast<qint64>(size));
         input_.commit(size);
         parse();
     } else if (parser_->hasHead()) {
@@ -209,7 +210,8 @@ void HttpConnection::inviteBody()
     static constexpr std::string_view Invitation = "HTTP/1.1 100 Continue\r\n\r\n";
     enter(State::Inviting, limits_.transfer);
     asio::async_write(socket_, asio::buffer(Invitation),
-                      [self = shared_from_this()](const ErrorCode& error, std::size_t) {
+                      [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
+                          self->connections_->figures()->sentBytes.add(static_cast<qint64>(size));
                           if (self->state_ != State::Inviting)
                               return;
                           if (error)

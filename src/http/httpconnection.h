@@ -75,6 +75,7 @@ private:
     void fail(Fault fault);
     void answer(Response&& response);
     void compose(Response&& response);
+    void send();
     void write();
     void settle();
     void onWritten();

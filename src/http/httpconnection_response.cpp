@@ -32,7 +32,7 @@ void HttpConnection::serve()
                     [self = shared_from_this(),
                      guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
                         self->compose(std::move(response));
-                        self->response_.send(&self->socket_);
+                        self->send();
                         asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
                         guard.reset();
                     });
@@ -53,6 +53,7 @@ void HttpConnection::answer(Response&& response)
 void HttpConnection::compose(Response&& response)
 {
     const RequestHead& request = parser_->head();
+    connections_->figures()->responses(response.status).add(1);
     isLast_ = !requestIsWhole_ || !request.isKeptAlive || connections_->isStopping() || connections_->isAwaited();
     const char* const connection = isLast_ ? "close" : request.isOld ? "keep-alive" : "";
     response_.compose(std::move(response), connection, request.method == "HEAD");
@@ -74,9 +75,15 @@ void HttpConnection::settle()
     }
 }
 
+/** Sends what the socket accepts of the response; settle() continues. */
+void HttpConnection::send()
+{
+    connections_->figures()->sentBytes.add(static_cast<qint64>(response_.send(&socket_)));
+}
+
 void HttpConnection::write()
 {
-    response_.send(&socket_);
+    send();
     settle();
 }
 
@@ -109,14 +116,16 @@ void HttpConnection::linger()
         return;
     }
     enter(State::Lingering, Linger);
-    socket_.async_read_some(input_.prepare(Piece), [self = shared_from_this()](const ErrorCode& failure, std::size_t) {
-        if (self->state_ != State::Lingering)
-            return;
-        if (failure)
-            self->end();
-        else
-            self->linger();
-    });
+    socket_.async_read_some(input_.prepare(Piece),
+                            [self = shared_from_this()](const ErrorCode& failure, std::size_t size) {
+                                self->connections_->figures()->receivedBytes.add(static_cast<qint64>(size));
+                                if (self->state_ != State::Lingering)
+                                    return;
+                                if (failure)
+                                    self->end();
+                                else
+                                    self->linger();
+                            });
 }
 
 } // namespace Http

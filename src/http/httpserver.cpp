@@ -54,8 +54,8 @@ void reportFailure(const std::exception& error)
 
 } // namespace
 
-HttpServer::HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew)
-    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodies)
+HttpServer::HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew, TransportFigures* figures)
+    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodies, figures)
 {}
 
 int HttpServer::bind(int port)
@@ -133,8 +133,12 @@ void HttpServer::accept()
             fail(error.value());
             return;
         }
-        if (!error && service_->admits(socket.native_handle()))
+        if (error)
+            continue;
+        if (service_->admits(socket.native_handle()))
             begin(std::move(socket));
+        else
+            connections_.figures()->refused.add(1);
     }
     waitForClient();
 }

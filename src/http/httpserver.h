@@ -19,8 +19,8 @@ namespace Http {
  */
 class HttpServer {
 public:
-    /** The caller owns the service and the crew, which must outlive this object. The crew runs nothing else. */
-    HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew);
+    /** The caller owns the objects behind the pointers, which must outlive this one. The crew runs nothing else. */
+    HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew, TransportFigures* figures);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 

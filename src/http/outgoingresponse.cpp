@@ -52,9 +52,11 @@ void OutgoingResponse::compose(Response&& response, std::string_view connection,
         {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});
 }
 
-void OutgoingResponse::send(Socket* socket)
+std::size_t OutgoingResponse::send(Socket* socket)
 {
-    unsent_.consume(socket->write_some(unsent_, error_));
+    const std::size_t sent = socket->write_some(unsent_, error_);
+    unsent_.consume(sent);
+    return sent;
 }
 
 bool OutgoingResponse::hasFailed() const

@@ -29,8 +29,8 @@ public:
      */
     void compose(Response&& response, std::string_view connection, bool headOnly);
 
-    /** Sends as much as the socket, which must not block, accepts. */
-    void send(Socket* socket);
+    /** Sends as much as the socket, which must not block, accepts. Returns the number of bytes. */
+    std::size_t send(Socket* socket);
 
     /** The latest send() failed, other than because the socket was full. */
     bool hasFailed() const;

@@ -4,10 +4,13 @@
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
 #include "http/consolehandler.h"
+#include "http/healthhandler.h"
 #include "http/httprouter.h"
 #include "http/httpserver.h"
+#include "http/metricshandler.h"
+#include "http/metricsport.h"
+#include "http/options.h"
 #include "peer/allowedusers.h"
-#include "protocol/endpoint.h"
 
 #include <CLI/CLI.hpp>
 
@@ -22,80 +25,17 @@
 #include <cstring>
 #include <exception>
 #include <latch>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace {
 
-constexpr int LargestPort = 65535;
-constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
+/** How long /health and /metrics wait for the server, unless a timeout of the command line is shorter. */
+constexpr int ProbeSeconds = 5;
 
-struct Options {
-    int listen = 8000;
-    std::string host = Endpoint::Host;
-    int port = Endpoint::DefaultPort;
-    int connectSeconds = 5;
-    int receiveSeconds = 60;
-    int threads = 64;
-    std::size_t bodyBytes = 64 * 1024 * 1024;
-    int keepAliveSeconds = 60;
-    int transferSeconds = 30;
-    std::vector<std::string> allowedHosts;
-    std::string allowedUsers;
-    std::string logFile;
-    bool hasConsole = false;
-    bool consoleWrites = false;
-    std::vector<std::string> directories;
-
-    bool servesConsole() const { return hasConsole || consoleWrites; }
-};
-
-void declare(Options* options, CLI::App* app)
-{
-    const CLI::Range seconds(1, MostSeconds);
-    app->add_option("--listen", options->listen, "The port of 127.0.0.1 for HTTP; 0 takes one that is free")
-        ->check(CLI::Range(0, LargestPort))
-        ->capture_default_str();
-    app->add_option("--host", options->host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
-    app->add_option("--port", options->port, "The server's port")
-        ->check(CLI::Range(1, LargestPort))
-        ->capture_default_str();
-    app->add_option("--connect-timeout", options->connectSeconds, "Seconds to connect to the server")
-        ->check(seconds)
-        ->capture_default_str();
-    app->add_option("--receive-timeout", options->receiveSeconds, "Seconds to wait for the server's reply")
-        ->check(seconds)
-        ->capture_default_str();
-    app->add_option("--threads", options->threads, "Requests that are with the server at once")
-        ->check(CLI::Range(1, 4096))
-        ->capture_default_str();
-    app->add_option("--max-body", options->bodyBytes, "Bytes that the body of a request may have")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    app->add_option("--keep-alive", options->keepAliveSeconds, "Seconds that an idle HTTP connection is kept")
-        ->check(seconds)
-        ->capture_default_str();
-    app->add_option("--transfer-timeout", options->transferSeconds,
-                    "Seconds that an HTTP client may pause within a request or an answer")
-        ->check(seconds)
-        ->capture_default_str();
-    app->add_option("--allow-host", options->allowedHosts,
-                    "A further host, NAME or NAME:PORT, that requests may name; may come several times")
-        ->allow_extra_args(false)
-        ->check([](const std::string& host) {
-            return Http::AllowedHosts().add(host) ? std::string() : "it has to be NAME or NAME:PORT";
-        });
-    app->add_option("--allow-users", options->allowedUsers,
-                    "The users of this machine who may connect: names or numbers, separated by commas");
-    app->add_option("--log", options->logFile, "A file to append messages to, instead of standard error");
-    app->add_flag("--console", options->hasConsole, "Serve the console at /console; prints its address with its token");
-    app->add_flag("--console-write", options->consoleWrites, "The same, and it may change items and make backups");
-    app->add_option("--directory", options->directories,
-                    "A directory of tables that the console shows although it is not open; may come several times")
-        ->allow_extra_args(false);
-}
+using Http::Options;
 
 /** The signals that one thread waits for: SIGHUP reopens the log file, the others end the program. */
 sigset_t handledSignals()
@@ -157,18 +97,54 @@ std::size_t connectionLimit(int threads)
     return static_cast<std::size_t>(std::max(descriptors.rlim_cur, taken + Fewest) - taken);
 }
 
+Http::HttpLimits limitsOf(const Options& options)
+{
+    Http::HttpLimits limits;
+    limits.request.body = options.bodyBytes;
+    limits.connections = connectionLimit(options.threads);
+    limits.largeBodies = static_cast<std::size_t>(options.threads);
+    limits.keepAlive = std::chrono::seconds(options.keepAliveSeconds);
+    limits.transfer = std::chrono::seconds(options.transferSeconds);
+    return limits;
+}
+
+/** For the port that serves figures alone: few connections, so that connectionLimit() leaves descriptors for them. */
+Http::HttpLimits metricsLimitsOf(const Options& options)
+{
+    Http::HttpLimits limits = limitsOf(options);
+    limits.request.body = 0;
+    limits.connections = 16;
+    return limits;
+}
+
+/** Returns an exit code, and reports a port that cannot be had. */
+int checkBound(int port, int asked)
+{
+    if (port >= 0)
+        return Base::ExitOk;
+    std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", asked, std::strerror(errno));
+    return Base::ExitFailed;
+}
+
 int serve(const Options& options, AllowedUsers* users)
 {
-    using std::chrono::seconds;
-    Http::Gateway gateway({QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
-                           options.receiveSeconds * 1000});
+    const Http::Upstream upstream{QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
+                                  options.receiveSeconds * 1000};
+    Http::Gateway gateway(upstream);
     Http::AllowedHosts hosts;
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
     Http::Crew crew(options.threads);
+    Http::TransportFigures figures;
+    Http::StatusProbe probe(
+        upstream, std::chrono::seconds(std::min({options.connectSeconds, options.receiveSeconds, ProbeSeconds})));
     Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
-    Http::HttpRouter router(std::move(hosts), users);
+    Http::MetricsHandler metrics(&probe, &figures);
+    Http::HealthHandler health(&probe);
+    Http::HttpRouter router(hosts, users);
     router.add("/", {"POST"}, &api);
+    router.add("/metrics", {"GET", "HEAD"}, &metrics);
+    router.add("/health", {"GET", "HEAD"}, &health);
     const Http::ConsoleToken token;
     Http::ConsoleHandler console(
         options.bodyBytes, &gateway, &crew, &token,
@@ -179,25 +155,27 @@ int serve(const Options& options, AllowedUsers* users)
         router.add("/console/settings", {"GET"}, &console);
         router.addTree("/console", {"GET", "HEAD"}, &consoleFiles);
     }
-    Http::HttpLimits limits;
-    limits.request.body = options.bodyBytes;
-    limits.connections = connectionLimit(options.threads);
-    limits.largeBodies = static_cast<std::size_t>(options.threads);
-    limits.keepAlive = seconds(options.keepAliveSeconds);
-    limits.transfer = seconds(options.transferSeconds);
-    Http::HttpServer server(limits, &router, &crew);
+    Http::HttpServer server(limitsOf(options), &router, &crew, &figures);
     const int port = server.bind(options.listen);
-    if (port < 0) {
-        std::fprintf(stderr, "quorva-http: cannot listen on 127.0.0.1:%d: %s\n", options.listen, std::strerror(errno));
-        return Base::ExitFailed;
-    }
+    if (const int code = checkBound(port, options.listen))
+        return code;
     router.setPort(port);
-    std::string started = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
-                          options.host + ':' + std::to_string(options.port) + '\n';
+    std::string listening = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
+                            options.host + ':' + std::to_string(options.port) + '\n';
+
+    std::optional<Http::MetricsPort> metricsPort;
+    if (options.metricsOnly != Options::NoPort) {
+        metricsPort.emplace(metricsLimitsOf(options), hosts, &metrics, &health, &figures);
+        const int further = metricsPort->bind(options.metricsOnly);
+        if (const int code = checkBound(further, options.metricsOnly))
+            return code;
+        metricsPort->start();
+        listening += "quorva-http: listening on 127.0.0.1:" + std::to_string(further) + " for /metrics and /health\n";
+    }
     if (options.servesConsole()) // The fragment of an address is not sent, so no proxy or log gets the token.
-        started += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
-                   "/console#token=" + token.text() + '\n';
-    std::fputs(started.c_str(), stderr);
+        listening += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) + "/console#token=" +
+                     token.text() + '\n';
+    std::fputs(listening.c_str(), stderr);
 
     std::latch ended(1);
     std::thread watcher(handleSignals, options.logFile, &server, &ended);
@@ -235,7 +213,7 @@ int main(int argc, char** argv)
         "      standard error tells why\n"
         "  64  the command line is wrong");
     Options options;
-    declare(&options, &app);
+    options.declare(&app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -54,4 +54,11 @@ QString message(const QVariantMap& reply)
     return reply.value(MessageName).toString();
 }
 
+QVariantMap content(QVariantMap reply)
+{
+    for (const QLatin1StringView name : {CodeName, OutcomeName, TypeName, MessageName})
+        reply.remove(name);
+    return reply;
+}
+
 } // namespace Envelopes

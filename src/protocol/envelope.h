@@ -60,6 +60,9 @@ QString outcome(const QVariantMap& reply);
 QString errorType(const QVariantMap& reply);
 QString message(const QVariantMap& reply);
 
+/** What the operation returns: the reply without these members. */
+QVariantMap content(QVariantMap reply);
+
 } // namespace Envelopes
 
 #endif

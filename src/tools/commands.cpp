@@ -16,6 +16,9 @@
 #include "tools/requestcommand.h"
 #include "tools/restorecommand.h"
 #include "tools/scancommand.h"
+#include "tools/statuscommand.h"
+#include "tools/tablescommand.h"
+#include "tools/topcommand.h"
 #include "tools/updatecommand.h"
 
 namespace Ctl {
@@ -34,10 +37,13 @@ CommandList allCommands(CLI::App* app)
     commands.add<InitCommand>();
     commands.add<CreateTableCommand>();
     commands.add<DescribeCommand>();
+    commands.add<TablesCommand>();
     commands.add<DeleteTableCommand>();
     commands.add<ActionCommand>(ActionCommand::Flush);
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();
+    commands.add<StatusCommand>();
+    commands.add<TopCommand>();
     commands.add<RequestCommand>();
     commands.add<HelpCommand>();
     return commands;

@@ -23,7 +23,7 @@ from quorva import Server, free_ports, run_main
 DEFAULT_PORT = "4567"
 DEFAULT_HTTP_PORT = "8000"
 # Ports that documents use in addition to the default one.
-OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001"]
+OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001", "8080"]
 # What differs between machines; replaced on both sides of the comparison.
 MACHINE_DEPENDENT = [
     (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),

@@ -47,7 +47,8 @@ TEST(HttpCommandLine, HelpNamesEveryOption)
     EXPECT_EQ(run.status, 0);
     for (const char* option : {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads",
                                "--max-body", "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users",
-                               "--log", "--console", "--console-write", "--directory", "--version", "Exit status:"})
+                               "--metrics-only", "--log", "--console", "--console-write", "--directory", "--version",
+                               "Exit status:"})
         EXPECT_THAT(run.output, HasSubstr(option));
     EXPECT_THAT(run.error, IsEmpty());
 }
@@ -70,6 +71,7 @@ TEST(HttpCommandLine, WrongWordsAndValuesAreRefused)
                                                {"--host", "localhost"},
                                                {"--threads", "0"},
                                                {"--max-body", "0"},
+                                               {"--metrics-only", "65536"},
                                                {"--receive-timeout", "0"}}) {
         const ProgramRun run = quorvaHttp(arguments);
         EXPECT_EQ(run.status, 64) << arguments.front();

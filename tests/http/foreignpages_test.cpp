@@ -99,7 +99,8 @@ TEST_F(ForeignPage, HostIsLookedAtBeforePathAndMethod)
 TEST_F(ForeignPage, TargetThatNamesAHostItselfIsNoPath)
 {
     for (const std::string target : {"http://rebound.example/", "http://127.0.0.1/"})
-        expectRefused(put("Host: localhost\r\n", target), 404, "InvalidRequestException", "There is nothing at this path");
+        expectRefused(put("Host: localhost\r\n", target), 404, "InvalidRequestException",
+                      "There is nothing at this path");
 }
 
 TEST_F(ForeignPage, RequestWithoutOneHostIsNotUnderstood)

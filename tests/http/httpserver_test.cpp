@@ -73,7 +73,7 @@ TEST_F(HttpTransport, EndsWhenWhatHasComeIsAnswered)
 
 TEST_F(HttpTransport, EndsThoughItWasToldToBeforeItBegan)
 {
-    server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_);
+    server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_, &figures_);
     ASSERT_GT(server_->bind(0), 0);
     server_->endRun();
     EXPECT_TRUE(server_->run());

@@ -89,7 +89,7 @@ protected:
 
     void start()
     {
-        server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_);
+        server_ = std::make_unique<Http::HttpServer>(limits_, &service_, &crew_, &figures_);
         port_ = server_->bind(0);
         ASSERT_GT(port_, 0);
         thread_ = std::thread([this] { EXPECT_TRUE(server_->run()); });
@@ -105,6 +105,7 @@ protected:
     Http::HttpLimits limits_;
     Echo service_;
     Http::Crew crew_{1};
+    Http::TransportFigures figures_;
     std::unique_ptr<Http::HttpServer> server_;
     int port_ = 0;
     std::thread thread_;

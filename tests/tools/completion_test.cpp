@@ -89,7 +89,7 @@ Options optionsIn(const std::string& help)
         std::string name;
         std::string type;
         words >> name >> type;
-        const bool hasValue = type.starts_with("TEXT") || type.starts_with("INT");
+        const bool hasValue = type.starts_with("TEXT") || type.starts_with("INT") || type.starts_with("FLOAT");
         (hasValue ? options.withValue : options.flags).push_back(name);
     }
     return options;
@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 17U);
+    EXPECT_EQ(commands.size(), 20U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -136,7 +136,7 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 20U);
+    ASSERT_EQ(commands.size(), 23U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
@@ -183,6 +183,7 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
     EXPECT_EQ(completionsOf({"import", "T", "--format", "="}), Words({"csv", "json"}));
     EXPECT_EQ(completionsOf({"import", "T", "--state", "=", "o"}), Words({"other"}));
+    EXPECT_EQ(completionsOf({"tables", "--json", ""}), files);
     EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", "T", "F", ""}), IsEmpty());

@@ -29,7 +29,7 @@ TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
               Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "delete-table", "flush", "backup", "restore", "call", "help"}));
+                     "describe", "tables", "delete-table", "flush", "backup", "restore", "status", "top", "call", "help"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)
@@ -37,7 +37,7 @@ TEST(Help, EveryCommandHasAnExampleOfItself)
     Words commands = commandsIn(quorvactl({"--help"}).output);
     for (const std::string& action : commandsIn(quorvactl({"backup", "--help"}).output))
         commands.push_back("backup " + action);
-    ASSERT_EQ(commands.size(), 20U);
+    ASSERT_EQ(commands.size(), 23U);
     for (const std::string& command : commands) {
         std::istringstream names(command);
         Words words{std::istream_iterator<std::string>(names), {}};

@@ -1,0 +1,112 @@
+#ifndef QUORVA_CLIENT_SERVERSTATUS_H
+#define QUORVA_CLIENT_SERVERSTATUS_H
+
+#include "client/latencies.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <vector>
+
+namespace Client {
+
+/**
+ * What a server says about itself: the reply to a Status. Counts are since its start, those of an environment since it
+ * was opened. Times are in seconds since 1970; 0 if there was none. Members that the reply lacks are 0 or empty.
+ */
+struct ServerStatus {
+    QString version;
+    qint64 processId = 0;
+    double startTime = 0;
+    double uptime = 0; // seconds
+    int port = 0;
+    QVariantMap options;      // by name, as the server has them
+    int slowMilliseconds = 0; // requests that take longer are noted; 0: none are
+
+    struct Process {
+        qint64 residentBytes = 0;
+        double processorSeconds = 0;
+        qint64 descriptors = 0;
+        qint64 descriptorLimit = 0;
+    } process;
+
+    struct Connections {
+        qint64 open = 0;
+        qint64 accepted = 0;
+        qint64 refused = 0;
+    } connections;
+
+    qint64 receivedBytes = 0;
+    qint64 sentBytes = 0;
+
+    struct Threads {
+        int workers = 0;
+        int workersBusy = 0;
+        int pool = 0;
+        int poolBusy = 0;
+        int poolQueue = 0;      // requests that wait for a thread
+        int repliesWaiting = 0; // for the log to be on disk
+    } threads;
+
+    /** The requests with one operation and one outcome. */
+    struct Requests {
+        QString operation; // without prefix
+        QString outcome;   // "Success" or the error's type
+        qint64 count = 0;
+        qint64 microseconds = 0; // of all together
+        Latencies latencies;
+
+        bool isSuccess() const { return outcome == QLatin1String("Success"); }
+    };
+    std::vector<Requests> requests;
+
+    struct SlowRequest {
+        double time = 0;
+        QString operation;
+        QString table;
+        QString keys;
+        double milliseconds = 0; // in total, and of them for locks, reading from disk and the log
+        double lockMilliseconds = 0;
+        double diskMilliseconds = 0;
+        double flushMilliseconds = 0;
+        qint64 items = 0;
+        qint64 retries = 0;
+        QString peer;
+    };
+    std::vector<SlowRequest> slowRequests; // newest first
+
+    struct Environment {
+        QString directory;
+        QStringList openTables;
+        qint64 tables = 0; // open, like the files
+        qint64 files = 0;
+        qint64 cacheBytes = 0;
+        qint64 cachePages = 0;
+        qint64 cacheDirtyPages = 0;
+        qint64 cacheHits = 0;
+        qint64 cacheMisses = 0;
+        qint64 lockWaits = 0;
+        qint64 deadlocks = 0;
+        qint64 logFile = 0;   // where the log ends: its newest file,
+        qint64 logOffset = 0; // and bytes in that
+        qint64 logFiles = 0;
+        qint64 logBytes = 0; // on disk
+        qint64 commits = 0;
+        qint64 aborts = 0;
+        qint64 flushes = 0;
+        double lastCheckpoint = 0;
+        QString backupState; // one of BackupStates
+        QString backupTarget;
+        double backupSince = 0;
+        double backupUntil = 0;
+    };
+    std::vector<Environment> environments;
+
+    /** Reads the reply to a Status. */
+    static ServerStatus of(const QVariantMap& reply);
+};
+
+} // namespace Client
+
+#endif

@@ -1,0 +1,62 @@
+#include "http/options.h"
+
+#include "http/allowedhosts.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Http {
+
+namespace {
+
+constexpr int LargestPort = 65535;
+constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
+
+} // namespace
+
+void Options::declare(CLI::App* app)
+{
+    const CLI::Range seconds(1, MostSeconds);
+    app->add_option("--listen", listen, "The port of 127.0.0.1 for HTTP; 0 takes one that is free")
+        ->check(CLI::Range(0, LargestPort))
+        ->capture_default_str();
+    app->add_option("--host", host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
+    app->add_option("--port", port, "The server's port")->check(CLI::Range(1, LargestPort))->capture_default_str();
+    app->add_option("--connect-timeout", connectSeconds, "Seconds to connect to the server")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--receive-timeout", receiveSeconds, "Seconds to wait for the server's reply")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--threads", threads, "Requests that are with the server at once")
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    app->add_option("--max-body", bodyBytes, "Bytes that the body of a request may have")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app->add_option("--keep-alive", keepAliveSeconds, "Seconds that an idle HTTP connection is kept")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--transfer-timeout", transferSeconds,
+                    "Seconds that an HTTP client may pause within a request or an answer")
+        ->check(seconds)
+        ->capture_default_str();
+    app->add_option("--allow-host", allowedHosts,
+                    "A further host, NAME or NAME:PORT, that requests may name; may come several times")
+        ->allow_extra_args(false)
+        ->check([](const std::string& name) {
+            return AllowedHosts().add(name) ? std::string() : "it has to be NAME or NAME:PORT";
+        });
+    app->add_option("--allow-users", allowedUsers,
+                    "The users of this machine who may connect: names or numbers, separated by commas");
+    app->add_option("--metrics-only", metricsOnly,
+                    "A further port of 127.0.0.1, for every user, that serves /metrics and /health alone")
+        ->check(CLI::Range(0, LargestPort));
+    app->add_option("--log", logFile, "A file to append messages to, instead of standard error");
+    app->add_flag("--console", hasConsole, "Serve the console at /console; prints its address with its token");
+    app->add_flag("--console-write", consoleWrites, "The same, and it may change items and make backups");
+    app->add_option("--directory", directories,
+                    "A directory of tables that the console shows although it is not open; may come several times")
+        ->allow_extra_args(false);
+}
+
+} // namespace Http

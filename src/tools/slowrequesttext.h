@@ -1,0 +1,18 @@
+#ifndef QUORVA_TOOLS_SLOWREQUESTTEXT_H
+#define QUORVA_TOOLS_SLOWREQUESTTEXT_H
+
+#include "client/serverstatus.h"
+
+#include <string>
+#include <vector>
+
+/** A server's slow requests for people. */
+namespace SlowRequestText {
+
+/** A table of these requests of a status, in their order; or a sentence why there are none. */
+std::vector<std::string> lines(const Client::ServerStatus& status,
+                               const std::vector<Client::ServerStatus::SlowRequest>& requests);
+
+} // namespace SlowRequestText
+
+#endif

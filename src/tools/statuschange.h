@@ -1,0 +1,53 @@
+#ifndef QUORVA_TOOLS_STATUSCHANGE_H
+#define QUORVA_TOOLS_STATUSCHANGE_H
+
+#include "client/serverstatus.h"
+
+#include <vector>
+
+namespace Ctl {
+
+/** What a server has done between two statuses of it, as far as their counts tell. */
+struct StatusChange {
+    double seconds = 0; // between the two
+    bool isSinceStart = false;
+
+    /** The requests with one operation, whatever their outcome. */
+    struct Operation {
+        QString name;
+        qint64 total = 0; // since the server's start
+        qint64 count = 0; // in these seconds, like all that follows
+        qint64 failed = 0;
+        Client::Latencies latencies;
+    };
+    std::vector<Operation> operations; // in the server's order
+
+    qint64 requests = 0;
+    qint64 failed = 0;
+    qint64 receivedBytes = 0;
+    qint64 sentBytes = 0;
+    qint64 accepted = 0;
+    qint64 refused = 0;
+    double processorSeconds = 0;
+
+    struct Environment {
+        qint64 cacheHits = 0;
+        qint64 cacheMisses = 0;
+        qint64 logBytes = 0; // on disk; negative when files have been removed
+        qint64 commits = 0;
+        qint64 flushes = 0;
+        qint64 lockWaits = 0;
+        qint64 deadlocks = 0;
+    };
+    std::vector<Environment> environments; // for each of the later status, in its order
+
+    /**
+     * From `before` to `now`. Without `before`, or when that was of another process, since the start of the server. An
+     * environment that was not open before, or has been opened again, counts from when it was opened.
+     */
+    static StatusChange between(const Client::ServerStatus* before, const Client::ServerStatus& now);
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef QUORVA_TOOLS_STATUSCOMMAND_H
+#define QUORVA_TOOLS_STATUSCOMMAND_H
+
+#include "tools/command.h"
+
+namespace Ctl {
+
+/** "status": prints what the server says about itself. */
+class StatusCommand : public Command {
+public:
+    explicit StatusCommand(CLI::App* app);
+
+    int run(const ServerAddress& server) override;
+
+private:
+    bool json_ = false;
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,159 @@
+#include "tools/topview.h"
+
+#include "tools/slowrequesttext.h"
+#include "tools/textcolumns.h"
+#include "tools/units.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace Ctl {
+
+namespace {
+
+using Client::ServerStatus;
+using Lines = std::vector<std::string>;
+constexpr auto Right = TextColumns::Align::Right;
+
+std::string rateOf(qint64 count, double seconds)
+{
+    return Units::rate(seconds > 0 ? static_cast<double>(count) / seconds : 0);
+}
+
+std::string byteRate(qint64 bytes, double seconds)
+{
+    const double rate = seconds > 0 ? static_cast<double>(bytes) / seconds : 0;
+    return (rate < 0 ? "-" : "") + Units::bytes(std::abs(rate)) + "/s";
+}
+
+/** The class of the request at this part of all; none without requests. */
+std::string classOf(const Client::Latencies& latencies, double part)
+{
+    return latencies.total() > 0 ? Units::latency(latencies.quantile(part)) : "-";
+}
+
+Lines serverLines(const std::string& address, const ServerStatus& now, const StatusChange& change)
+{
+    const double seconds = change.seconds;
+    const auto number = [](qint64 count) { return std::to_string(count); };
+    return {
+        "quorva " + shown(now.version) + " at " + address + ", process " + number(now.processId) + ", up " +
+            Units::duration(now.uptime) + "; figures " +
+            (change.isSinceStart ? "since its start" : "of " + Units::duration(seconds)),
+        "requests     " + rateOf(change.requests, seconds) + "/s, " + rateOf(change.failed, seconds) + "/s failed",
+        "connections  " + number(now.connections.open) + " open, " + rateOf(change.accepted, seconds) + "/s new, " +
+            rateOf(change.refused, seconds) + "/s refused",
+        "traffic      " + byteRate(change.receivedBytes, seconds) + " in, " + byteRate(change.sentBytes, seconds) +
+            " out",
+        "threads      " + number(now.threads.workersBusy) + " of " + number(now.threads.workers) + " workers busy, " +
+            number(now.threads.poolBusy) + " of " + number(now.threads.pool) + " in the pool; " +
+            number(now.threads.poolQueue) + " requests queued, " + number(now.threads.repliesWaiting) +
+            " replies waiting for the log",
+        "process      " + Units::bytes(static_cast<double>(now.process.residentBytes)) + " of memory, " +
+            Units::percentage(change.processorSeconds, seconds) + " of a processor, " +
+            number(now.process.descriptors) + " of " + number(now.process.descriptorLimit) + " descriptors",
+    };
+}
+
+/** "shipping", and until when the backup is good. */
+std::string backupOf(const ServerStatus::Environment& environment)
+{
+    const std::string state = shown(environment.backupState);
+    return environment.backupUntil > 0 ? state + ", until " + Units::date(environment.backupUntil) : state;
+}
+
+Lines environmentLines(const ServerStatus& now, const StatusChange& change)
+{
+    TextColumns columns({{"ENVIRONMENT"},
+                         {"TABLES", Right},
+                         {"CACHE HITS", Right},
+                         {"LOG", Right},
+                         {"GROWTH", Right},
+                         {"COMMITS/s", Right},
+                         {"FLUSHES/s", Right},
+                         {"PER FLUSH", Right},
+                         {"LOCK WAITS/s", Right},
+                         {"DEADLOCKS/s", Right},
+                         {"BACKUP"}});
+    for (std::size_t i = 0; i < now.environments.size(); ++i) {
+        const ServerStatus::Environment& environment = now.environments[i];
+        const StatusChange::Environment& changed = change.environments[i];
+        const double seconds = change.seconds;
+        columns.add({shown(environment.directory), std::to_string(environment.tables),
+                     Units::percentage(static_cast<double>(changed.cacheHits),
+                                       static_cast<double>(changed.cacheHits + changed.cacheMisses)),
+                     Units::bytes(static_cast<double>(environment.logBytes)), byteRate(changed.logBytes, seconds),
+                     rateOf(changed.commits, seconds), rateOf(changed.flushes, seconds),
+                     changed.flushes > 0 ? rateOf(changed.commits, static_cast<double>(changed.flushes)) : "-",
+                     rateOf(changed.lockWaits, seconds), rateOf(changed.deadlocks, seconds), backupOf(environment)});
+    }
+    return columns.isEmpty() ? Lines{"no environment is open"} : columns.lines();
+}
+
+/** The slowest first. */
+Lines slowLines(const ServerStatus& now)
+{
+    std::vector<ServerStatus::SlowRequest> slowest = now.slowRequests;
+    std::stable_sort(slowest.begin(), slowest.end(),
+                     [](const auto& a, const auto& b) { return a.milliseconds > b.milliseconds; });
+    return SlowRequestText::lines(now, slowest);
+}
+
+/** Adds a block below an empty line. */
+void append(const Lines& block, Lines* lines)
+{
+    lines->emplace_back();
+    lines->insert(lines->end(), block.begin(), block.end());
+}
+
+} // namespace
+
+Lines TopView::lines(const std::string& address, const ServerStatus& now, const StatusChange& change) const
+{
+    Lines lines = serverLines(address, now, change);
+    append(operationLines(change), &lines);
+    append(environmentLines(now, change), &lines);
+    append(slowLines(now), &lines);
+    return lines;
+}
+
+Lines TopView::operationLines(const StatusChange& change) const
+{
+    using Operation = StatusChange::Operation;
+    const auto value = [this](const Operation& operation) -> qint64 {
+        switch (order_) {
+        case Order::Rate:
+            return operation.count;
+        case Order::Failed:
+            return operation.failed;
+        case Order::Median:
+            return operation.latencies.quantile(0.5);
+        case Order::Percentile:
+            return operation.latencies.quantile(0.99);
+        case Order::Slowest:
+            return operation.latencies.quantile(1);
+        case Order::Name:
+            break;
+        }
+        return 0;
+    };
+    std::vector<Operation> sorted = change.operations;
+    std::sort(sorted.begin(), sorted.end(), [&](const Operation& a, const Operation& b) {
+        return value(a) != value(b) ? value(a) > value(b) : a.name < b.name;
+    });
+    TextColumns columns({{"OPERATION"},
+                         {"RATE/s", Right},
+                         {"FAILED/s", Right},
+                         {"P50", Right},
+                         {"P99", Right},
+                         {"MAX", Right},
+                         {"TOTAL", Right}});
+    for (const Operation& operation : sorted)
+        columns.add({shown(operation.name), rateOf(operation.count, change.seconds),
+                     rateOf(operation.failed, change.seconds), classOf(operation.latencies, 0.5),
+                     classOf(operation.latencies, 0.99), classOf(operation.latencies, 1),
+                     std::to_string(operation.total)});
+    return columns.lines();
+}
+
+} // namespace Ctl

@@ -84,7 +84,6 @@ int BDBReqHandler::finishReply(int flushed)
     if (flushed != 0) {
         request_.status = flushed;
         request_.reply = failedReply;
-        request_.message.clear();
         composeReply();
         releaseRequest();
         if (reply_.isEmpty())

@@ -159,11 +159,30 @@ bool ContendingClient::contend(const Place& place)
     stage_.shown.show(place, found, "a get");
     if (found == 0)
         return true;
+    if (upTo(2) == 0)
+        return commit(place, found);
     if (!send("PutItem", place.table,
               {{"Item", itemAt(place, found + 1)},
                {"Expected", QVariantMap{{"version", QVariantMap{{"Value", version(found).value("version")}}}}}}))
         return false;
     stage_.shown.show(place, found + 1, refused_ ? "a refused condition" : "a conditional put");
+    return true;
+}
+
+/** The same in a Commit, whose refusal shows the present version itself. */
+bool ContendingClient::commit(const Place& place, int found)
+{
+    const QVariantMap entry{{"TableName", stage_.name(place.table, upTo(100))},
+                            {"Key", key(place)},
+                            {"Expected", QVariantMap{{"Item", version(found)}}},
+                            {"Put", version(found + 1)}};
+    if (!send("Quorva_1.Commit", {{"Entries", QVariantList{entry}}}))
+        return false;
+    const QVariantMap mismatch = reply_.value("Mismatches").toList().value(0).toMap();
+    if (refused_)
+        stage_.shown.show(place, versionOf(mismatch.value("Item").toMap()), "a mismatch");
+    else
+        stage_.shown.show(place, found + 1, "a commit");
     return true;
 }
 

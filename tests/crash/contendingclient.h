@@ -72,6 +72,7 @@ private:
     bool get(const std::vector<Place>& places);
     bool add(const Place& place);
     bool contend(const Place& place);
+    bool commit(const Place& place, int found);
     void showAll(const QString& table, const char* how);
     bool queryCounters();
     bool countList();

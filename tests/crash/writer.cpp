@@ -1,5 +1,6 @@
 #include "writer.h"
 
+#include "commitentries.h"
 #include "crashclient.h"
 
 #include <cstddef>
@@ -20,6 +21,12 @@ QVariantMap keyed(const ItemAddress& address, const QVariantMap& attributes)
 QVariantMap action(const char* name, const QVariantMap& value)
 {
     return {{"Action", name}, {"Value", value}};
+}
+
+/** The condition that an item still has its version. */
+QVariantMap versionIn(const std::optional<QVariantMap>& item)
+{
+    return item ? QVariantMap{{"Value", item->value("version")}} : QVariantMap{{"Exists", false}};
 }
 
 } // namespace
@@ -131,7 +138,9 @@ bool Writer::writeUnit(Unit* unit)
 {
     const int before = ledger_->acknowledged(unit->progress);
     ledger_->begin(&unit->progress, before + 1);
-    const Answer answer = unit->items.size() == 1 ? sendSingle(*unit, before) : sendBatch(*unit, before + 1);
+    const Answer answer = oneIn(3)                  ? sendCommit(*unit, before)
+                          : unit->items.size() == 1 ? sendSingle(*unit, before)
+                                                    : sendBatch(*unit, before + 1);
     if (answer == Answer::Failed && tasks_.firstTouch)
         ledger_->complain("a table that nobody closes is not to be found");
     return settle(&unit->progress, answer, "a unit");
@@ -143,10 +152,8 @@ Writer::Answer Writer::sendSingle(const Unit& unit, int before)
     const auto present = unit.contents(0, before);
     const auto wanted = unit.contents(0, before + 1);
     QVariantMap body{{"TableName", client_->tableName(address.table)}};
-    if (oneIn(2)) {
-        body.insert("Expected", QVariantMap{{"version", present ? QVariantMap{{"Value", present->value("version")}}
-                                                                : QVariantMap{{"Exists", false}}}});
-    }
+    if (oneIn(2))
+        body.insert("Expected", QVariantMap{{"version", versionIn(present)}});
     if (!wanted) {
         body.insert("Key", itemKey(address.hash, address.range));
         return send("DeleteItem", body);
@@ -181,6 +188,8 @@ Writer::Answer Writer::sendBatch(const Unit& unit, int version)
 
 bool Writer::add(Counter* counter)
 {
+    if (oneIn(2))
+        return addByCommit(counter);
     Progress* progress = &counter->writers[static_cast<std::size_t>(number_)];
     ledger_->begin(progress, ledger_->acknowledged(*progress) + 1);
     const QVariantMap one = action("ADD", numberValue("1"));
@@ -193,22 +202,17 @@ bool Writer::add(Counter* counter)
 
 bool Writer::contend(Contest* contest)
 {
-    QVariantMap reply;
-    const QString table = client_->tableName(contest->item.table);
-    const Answer read =
-        send("GetItem", {{"TableName", table}, {"Key", itemKey(contest->item.hash, contest->item.range)}}, &reply);
-    if (read != Answer::Done)
-        return read != Answer::None;
-    const QVariantMap present = reply.value("Item").toMap();
-    const int version = present.value("version").toMap().value("N").toString().toInt() + 1;
-    const QVariantMap condition =
-        present.isEmpty() ? QVariantMap{{"Exists", false}} : QVariantMap{{"Value", present.value("version")}};
+    std::optional<QVariantMap> present;
+    if (const Answer answer = read(contest->item, &present); answer != Answer::Done)
+        return answer != Answer::None;
+    const int version = present ? numberOf(*present, "version") + 1 : 1;
     const QVariantMap attributes{{"version", numberValue(QString::number(version))},
                                  {"by", numberValue(QString::number(number_))}};
     ledger_->beginContest(contest, version, number_);
-    const Answer answer = send("PutItem", {{"TableName", table},
-                                           {"Item", keyed(contest->item, attributes)},
-                                           {"Expected", QVariantMap{{"version", condition}}}});
+    const Answer answer = oneIn(2) ? commit(contest->item, present, attributes)
+                                   : send("PutItem", {{"TableName", client_->tableName(contest->item.table)},
+                                                      {"Item", keyed(contest->item, attributes)},
+                                                      {"Expected", QVariantMap{{"version", versionIn(present)}}}});
     if (answer == Answer::Done)
         ledger_->winContest(contest, version, number_);
     else if (answer != Answer::None)

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <atomic>
+#include <optional>
 #include <random>
 #include <utility>
 #include <vector>
@@ -51,6 +52,7 @@ private:
     bool createTable();
     bool writeUnit(Unit* unit);
     bool add(Counter* counter);
+    bool addByCommit(Counter* counter);
     bool contend(Contest* contest);
 
     /** A table that is known to exist, shared or this writer's own. */
@@ -60,6 +62,13 @@ private:
     Unit* nextUnit();
     Answer sendSingle(const Unit& unit, int before);
     Answer sendBatch(const Unit& unit, int version);
+    Answer sendCommit(const Unit& unit, int before);
+
+    /** A Commit of one item. */
+    Answer commit(const ItemAddress& item, const std::optional<QVariantMap>& present, const QVariantMap& wanted);
+
+    /** Reads an item; `present` is unset if it does not exist, or there is no answer. */
+    Answer read(const ItemAddress& item, std::optional<QVariantMap>* present);
 
     Ledger* const ledger_;
     const QString home_;

@@ -185,6 +185,21 @@ TEST_F(ListTables, DatabasesWhereverDbConfigSaysAreListed)
     EXPECT_EQ(list(), listed(false, {table("t", 1, EmptyTableBytes)}));
 }
 
+TEST_F(ListTables, ThousandsOfFilesThatAreNoTablesAreLookedAtOnly)
+{
+    createTable(tableName());
+    close();
+    for (int i = 0; i < 1000; ++i) {
+        const std::string name = home() + "/x" + std::to_string(i);
+        std::ofstream(name) << "text";
+        std::ofstream(name + "_00.db") << std::string(100, '\0');
+        fs::create_directory(name + ".d");
+    }
+    ASSERT_EQ(::mkfifo((home() + "/DB_CONFIG").c_str(), 0600), 0);
+    EXPECT_EQ(list(), listed(false, {table("t", 1, EmptyTableBytes)}));
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
 TEST_F(ListTables, LinksAreFollowedOnceAndCyclesEnd)
 {
     createTable(tableName());

@@ -121,3 +121,17 @@ TEST_F(TakesLong, AQueryOfMoreThanAPage)
     EXPECT_EQ(bench_.runIfShort("Query", query(Limits::PageItems)).status, StatusSuccess);
     EXPECT_EQ(bench_.runIfShort("Query", body({{"HashKeyValue", textValue("h")}})).status, StatusSuccess);
 }
+
+TEST_F(TakesLong, WhatReadsDirectoriesWhateverIsOpen)
+{
+    BDBObjTable connection(256);
+    BDBRequest request(bench_.registry(), &connection, 1024);
+    for (const char* operation : {"Quorva_1.ListTables", "DynamoDB_20111205.DescribeTable"}) {
+        request.operation = operation;
+        EXPECT_FALSE(Requests::mayBeShort(request)) << operation;
+    }
+    for (const char* operation : {"Quorva_1.Commit", "DynamoDB_20111205.PutItem"}) {
+        request.operation = operation;
+        EXPECT_TRUE(Requests::mayBeShort(request)) << operation;
+    }
+}

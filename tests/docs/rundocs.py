@@ -30,6 +30,7 @@ MACHINE_DEPENDENT = [
     (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
     (re.compile(r"\d+/s, p50 \d+ us, p99 \d+ us, p99.9 \d+ us, max \d+ us"), "RATE"),
     (re.compile(r"data until \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "data until TIME"),
+    (re.compile(r'"Directory":"/[^"]*/build/'), '"Directory":"ABSOLUTE/build/'),
     (re.compile(r"\r\n"), "\n"),
 ]
 END_OF_OUTPUT = b"\x01"

@@ -24,10 +24,10 @@ PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/share/zsh/vendor-completions/_quorvactl",
                "usr/share/fish/vendor_completions.d/quorvactl.fish", "usr/lib/systemd/system/quorva.service",
                "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md",
-               "usr/share/doc/quorva/copyright"]
+               "usr/share/doc/quorva/copyright", "etc/logrotate.d/quorva"]
 UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",
                  "ProtectSystem": "strict", "ProtectHome": "yes", "IPAddressDeny": "any",
-                 "IPAddressAllow": "localhost"}
+                 "IPAddressAllow": "localhost", "ExecReload": "kill -HUP $MAINPID"}
 GET_ITEM = {"TableName": "main|orders",
             "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 

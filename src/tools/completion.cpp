@@ -8,15 +8,22 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
 
 namespace Completions {
 
 namespace {
 
+/** Whether an argument or an option names a file or a directory. */
 bool takesFiles(const std::string& name)
 {
-    return name.find("FILE") != std::string::npos || name.find("DIR") != std::string::npos || name == "ITEM" ||
-           name == "BACKUP" || name == "TARGET" || name == "--state" || name == "--to";
+    static const std::set<std::string> others{"ITEM", "BACKUP", "TARGET", "--state", "--to", "--scratch"};
+    return name.find("FILE") != std::string::npos || name.find("DIR") != std::string::npos || others.contains(name);
+}
+
+bool takesTable(const std::string& name)
+{
+    return name.find("TABLE") != std::string::npos;
 }
 
 bool isRepeated(const CLI::Option& option)
@@ -156,7 +163,7 @@ private:
     void offerArgument(const CLI::Option& argument)
     {
         const std::string name = argument.get_name(true);
-        if (name == "TABLE")
+        if (takesTable(name))
             answer_.kind = Kind::Tables;
         else if (name == "COMMAND")
             offerHelp();

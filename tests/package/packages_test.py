@@ -21,7 +21,8 @@ import urllib.request
 from quorva import DEADLINE, Server, end, expect, fail, run, run_main
 
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
-OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
+OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/share/zsh/vendor-completions/_quorvactl",
+               "usr/share/fish/vendor_completions.d/quorvactl.fish", "usr/lib/systemd/system/quorva.service",
                "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md",
                "usr/share/doc/quorva/copyright", "etc/logrotate.d/quorva"]
 UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",

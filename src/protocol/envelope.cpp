@@ -1,30 +1,58 @@
 #include "protocol/envelope.h"
 
+#include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <iterator>
+#include <string_view>
 
 namespace {
 
-void appendText(QLatin1StringView name, const char* text, QByteArray* reply)
+using Pieces = std::initializer_list<std::string_view>;
+
+/** Appends all of them at once: several times as fast as one after the other. */
+void append(Pieces pieces, QByteArray* text)
 {
-    reply->append(",\"").append(name.data(), name.size()).append("\":\"").append(text).append('"');
+    const qsizetype before = text->size();
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces)
+        length += piece.size();
+    text->resize(before + static_cast<qsizetype>(length));
+    char* to = text->data() + before;
+    for (const std::string_view piece : pieces)
+        to = std::copy(piece.begin(), piece.end(), to);
+}
+
+std::string_view view(QLatin1StringView name)
+{
+    return {name.data(), static_cast<std::size_t>(name.size())};
 }
 
 } // namespace
 
 void Envelope::appendTo(QByteArray* reply) const
 {
+    using namespace Envelopes;
+    constexpr std::string_view NextName = ",\"";
+    constexpr std::string_view Text = "\":\"";
+    constexpr std::string_view EndOfText = "\"";
     reply->chop(1);
-    reply->append(reply->endsWith('{') ? "\"" : ",\"");
-    reply->append(Envelopes::CodeName.data(), Envelopes::CodeName.size()).append("\":");
     char digits[16];
-    reply->append(digits, std::to_chars(std::begin(digits), std::end(digits), code).ptr - digits);
-    appendText(Envelopes::OutcomeName, outcome, reply);
-    if (type != nullptr) {
-        appendText(Envelopes::TypeName, type, reply);
-        appendText(Envelopes::MessageName, message, reply);
-    }
-    reply->append('}');
+    const char* const end = std::to_chars(std::begin(digits), std::end(digits), code).ptr;
+    append({reply->endsWith('{') ? EndOfText : NextName,
+            view(CodeName),
+            "\":",
+            {digits, end},
+            NextName,
+            view(OutcomeName),
+            Text,
+            outcome,
+            EndOfText,
+            type == nullptr ? "}" : ""},
+           reply);
+    if (type != nullptr)
+        append({NextName, view(TypeName), Text, type, EndOfText, NextName, view(MessageName), Text, message, "\"}"},
+               reply);
 }
 
 namespace Envelopes {

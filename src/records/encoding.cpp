@@ -5,7 +5,8 @@
 #include "records/tablecontext.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <charconv>
+#include <iterator>
 #include <string_view>
 
 using namespace Qt::StringLiterals;
@@ -58,12 +59,14 @@ unsigned Records::partitionOf(const QByteArray& hashKey, unsigned count)
 
 QByteArray Records::recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)
 {
-    char length[24];
-    const int digits =
-        std::snprintf(length, sizeof length, "%0*lld", RecordKeyDigits, static_cast<long long>(hashKey.size()));
-    QByteArray key;
-    key.reserve(digits + hashKey.size() + rangeKey.size());
-    key.append(length, digits).append(hashKey).append(rangeKey);
+    char digits[24];
+    const qsizetype count = std::to_chars(std::begin(digits), std::end(digits), hashKey.size()).ptr - digits;
+    const qsizetype zeros = std::max<qsizetype>(RecordKeyDigits - count, 0);
+    QByteArray key(zeros + count + hashKey.size() + rangeKey.size(), Qt::Uninitialized);
+    char* to = std::fill_n(key.data(), zeros, '0');
+    to = std::copy_n(digits, count, to);
+    to = std::copy(hashKey.begin(), hashKey.end(), to);
+    std::copy(rangeKey.begin(), rangeKey.end(), to);
     return key;
 }
 

@@ -3,20 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-namespace {
-
-char* allocate(std::size_t bytes)
-{
-    return static_cast<char*>(std::malloc(bytes));
-}
-
-} // namespace
-
+// cppcheck-suppress uninitMemberVar ; the buffers: only what was written is read
 RecordBuffers::RecordBuffers(const QByteArray& key) : keyBytes_(key)
 {
     const auto capacity = std::max<u_int32_t>(SmallBytes, static_cast<u_int32_t>(key.size()) + 4);
-    keyMemory_.reset(allocate(capacity));
-    valid_ = keyMemory_ != nullptr;
+    key_.set_data(keyMemory_.provide(capacity));
+    valid_ = key_.get_data() != nullptr;
     if (!valid_)
         return;
     key_.set_ulen(capacity);
@@ -26,21 +18,21 @@ RecordBuffers::RecordBuffers(const QByteArray& key) : keyBytes_(key)
 
 bool RecordBuffers::allocateData(u_int32_t bytes)
 {
-    dataMemory_.reset(); // first, so that the two never coexist
-    dataMemory_.reset(allocate(bytes));
-    valid_ = valid_ && dataMemory_ != nullptr;
-    data_.set_data(dataMemory_.get());
-    data_.set_ulen(dataMemory_ ? bytes : 0);
+    char* const memory = dataMemory_.provide(bytes);
+    valid_ = valid_ && memory != nullptr;
+    data_.set_data(memory);
+    data_.set_ulen(memory != nullptr ? bytes : 0);
     data_.set_flags(DB_DBT_USERMEM);
     return valid_;
 }
 
 void RecordBuffers::fillKey()
 {
-    std::memset(keyMemory_.get(), 0, static_cast<std::size_t>(keyBytes_.size()) + 4);
-    std::memcpy(keyMemory_.get(), keyBytes_.constData(), static_cast<std::size_t>(keyBytes_.size()));
-    key_.set_data(keyMemory_.get());
-    key_.set_size(static_cast<u_int32_t>(keyBytes_.size()));
+    const auto size = static_cast<std::size_t>(keyBytes_.size());
+    auto* const memory = static_cast<char*>(key_.get_data());
+    std::memcpy(memory, keyBytes_.constData(), size);
+    std::memset(memory + size, 0, 4);
+    key_.set_size(static_cast<u_int32_t>(size));
 }
 
 bool RecordBuffers::grow()

@@ -11,9 +11,9 @@
 #include <memory>
 
 /**
- * The key and data memory of reads: owned by us, filled by Berkeley DB. A typical record costs one allocation for the
- * key and one for the data; a larger one grows the buffer once, to the largest size that can be read. Never logs, as
- * operations report a failed allocation differently.
+ * The key and data memory of reads: owned by us, filled by Berkeley DB. A typical record costs no allocation; a larger
+ * one grows the buffer once, to the largest size that can be read. Never logs, as operations report a failed allocation
+ * differently.
  */
 class RecordBuffers {
 public:
@@ -22,10 +22,10 @@ public:
         LargeBytes = Limits::ItemBytes // the longest stored value that can be read
     };
 
-    /** Allocates the key buffer: the key, room for four more bytes, at least SmallBytes. */
+    /** Provides the key buffer: the key, room for four more bytes, at least SmallBytes. */
     explicit RecordBuffers(const QByteArray& key);
 
-    /** Allocates the data buffer. False when that failed. */
+    /** Provides the data buffer. False when it cannot be allocated. */
     [[nodiscard]] bool allocateData(u_int32_t bytes);
 
     RecordBuffers(const RecordBuffers&) = delete;
@@ -56,16 +56,34 @@ public:
     }
 
 private:
-    struct Free {
-        void operator()(void* memory) const { std::free(memory); }
+    /** The memory of one buffer: its own, which is on the stack as a rule, or an allocated block if that is needed. */
+    class Memory {
+    public:
+        /** Replaces the memory. Null when it cannot be allocated. */
+        char* provide(u_int32_t bytes)
+        {
+            block_.reset(); // first, so that two blocks never coexist
+            if (bytes <= SmallBytes)
+                return own_;
+            block_.reset(static_cast<char*>(std::malloc(bytes)));
+            return block_.get();
+        }
+
+    private:
+        struct Free {
+            void operator()(void* memory) const { std::free(memory); }
+        };
+
+        char own_[SmallBytes]; // uninitialized: only what was written is read
+        std::unique_ptr<char, Free> block_;
     };
 
     bool grow();
     void fillKey();
 
     const QByteArray keyBytes_;
-    std::unique_ptr<char, Free> keyMemory_;
-    std::unique_ptr<char, Free> dataMemory_;
+    Memory keyMemory_;
+    Memory dataMemory_;
     Dbt key_;
     Dbt data_;
     bool valid_ = true;

@@ -35,6 +35,9 @@ public:
                                      static_cast<unsigned>(std::min(PieceBytes, request.size() - at)));
         if (rc == 0)
             rc = handler_.handle();
+        handler_.takeEnvironment().reset();
+        if (rc == 0)
+            rc = handler_.finishReply(0);
         const TransferBuffer& reply = handler_.sendBuffer();
         const std::string_view bytes(reply.data, reply.length);
         const bool success = rc == 0 && bytes.rfind(R"("__rc":200)") != std::string_view::npos;

@@ -2,9 +2,12 @@
 
 #include "log/log.h"
 #include "metrics/servercounters.h"
+#include "metrics/waits.h"
+#include "net/peername.h"
 #include "protocol/framing.h"
 #include "request/dispatch.h"
 #include "request/replyenvelope.h"
+#include "request/slowrequests.h"
 #include "json/jsonwriter.h"
 
 #include <algorithm>
@@ -55,6 +58,10 @@ bool BDBReqHandler::isForOperator()
 
 int BDBReqHandler::runRequest()
 {
+    const bool isTraced = SlowRequests::threshold().count() > 0;
+    if (isTraced)
+        request_.trace.emplace().queued = Clock::now() - completedAt_;
+    const Metrics::NotedWaits noted(isTraced ? &request_.trace->waits : nullptr);
     if (!Requests::parseBody(request_)) {
         LOG_ERROR(LogOrigin, 579) << "parser error";
         return -1;
@@ -66,6 +73,8 @@ int BDBReqHandler::runRequest()
     }
     composeReply();
     releaseRequest();
+    if (isTraced)
+        request_.trace->composedAt = Clock::now();
     return reply_.isEmpty() ? -1 : 0;
 }
 
@@ -86,12 +95,36 @@ int BDBReqHandler::finishReply(int flushed)
 }
 
 /** Before the reply is sent: whoever has it finds the request counted. */
-void BDBReqHandler::countRequest() const
+void BDBReqHandler::countRequest()
 {
     Metrics::ServerCounters& counters = Metrics::server().local();
     const auto outcome = static_cast<std::size_t>(answeredStatus(request_.status));
-    counters.requests[request_.operationNumber][outcome].add(std::chrono::steady_clock::now() - completedAt_);
+    const Clock::duration total = Clock::now() - completedAt_;
+    counters.requests[request_.operationNumber][outcome].add(total);
     counters.bytesSent.add(static_cast<std::uint64_t>(reply_.size()));
+    if (request_.trace && total > SlowRequests::threshold())
+        reportSlow(total);
+}
+
+void BDBReqHandler::reportSlow(Clock::duration total) const
+{
+    const RequestTrace& trace = *request_.trace;
+    SlowRequest slow;
+    slow.time = std::chrono::system_clock::now();
+    slow.operation = Requests::operationName(request_.operationNumber);
+    slow.outcome = ReplyEnvelope::outcomeName(request_.status);
+    slow.table = SlowRequests::tableText(trace.table);
+    if (trace.hasKeys)
+        slow.keys = SlowRequests::keysText(trace.hashKey, trace.rangeKey);
+    slow.total = total;
+    slow.queued = trace.queued;
+    slow.locks = trace.waits.locks;
+    slow.disk = trace.waits.disk;
+    slow.flush = Clock::now() - trace.composedAt;
+    slow.items = trace.items;
+    slow.retries = trace.waits.retries;
+    slow.peer = QString::fromStdString(Net::peerName(socket_));
+    SlowRequests::report(std::move(slow));
 }
 
 /** Resets the request to what was received: the next attempt must not see what this one has done. */
@@ -120,7 +153,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
     appendBody(data + headerSize, len - headerSize);
     readComplete_ = request_.body.size() >= static_cast<qsizetype>(expectedBodyLength_);
     if (readComplete_)
-        completedAt_ = std::chrono::steady_clock::now();
+        completedAt_ = Clock::now();
     return 0;
 }
 

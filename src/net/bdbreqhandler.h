@@ -102,19 +102,22 @@ protected:
     const QByteArray& reply() const { return reply_; }
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void appendBody(const char* data, unsigned len);
     int runRequest();
     void restoreRequest();
     void appendEnvelope(QByteArray* frame) const;
     void releaseRequest();
-    void countRequest() const;
+    void countRequest();
+    void reportSlow(Clock::duration total) const;
 
     const int socket_;
 
     QByteArray reply_;                     // with its length prefix
     std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
-    std::chrono::steady_clock::time_point completedAt_; // when the request's last byte came
+    Clock::time_point completedAt_; // when the request's last byte came
     BDBObjTable connectionTable_;
     BDBRequest request_; // uses the table, so it is destroyed first
 };

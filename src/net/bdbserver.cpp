@@ -1,5 +1,6 @@
 #include "net/bdbserver.h"
 
+#include "request/slowrequests.h"
 #include "storage/settings.h"
 
 #include <db_cxx.h>
@@ -33,6 +34,7 @@ void BDBServer::describe(QVariantMap* status) const
         {"CommitWithoutSync", Settings::txnCommitFlags() == DB_TXN_NOSYNC},
         {"LogFile", identity_.logFile},
         {"AllowUsers", identity_.allowUsers},
+        {"SlowMilliseconds", static_cast<qlonglong>(SlowRequests::threshold().count())},
     };
     status->insert("Server", QVariantMap{{"Version", identity_.version},
                                          {"ProcessId", static_cast<qlonglong>(getpid())},

@@ -53,12 +53,16 @@ int Requests::describeBackup(BDBRequest& request)
 {
     if (const int rc = request.table.openTable(request.tableName()))
         return rc;
-    const BDBBackupStatus status = request.table.env()->backupStatus();
+    request.reply.insert(u"Backup"_s, backupState(request.table.env()->backupStatus()));
+    return StatusSuccess;
+}
+
+QVariantMap Requests::backupState(const BDBBackupStatus& status)
+{
     QVariantMap backup{{"State", QLatin1String(StateNames[status.state])}};
     if (status.state != BDBBackupStatus::None)
         backup.insert(u"Target"_s, status.target);
-    request.reply.insert(u"Backup"_s, backup);
-    return StatusSuccess;
+    return backup;
 }
 
 int Requests::flushEnv(BDBEnv* env)

@@ -5,9 +5,13 @@
 #include <QVariantMap>
 
 class BDBEnv;
+struct BDBBackupStatus;
 struct BDBRequest;
 
 namespace Requests {
+
+/** A backup's state as replies tell it: "State", and "Target" unless there is none. */
+QVariantMap backupState(const BDBBackupStatus& status);
 
 /** The operation that reports the backup state of a table's environment. Reads the parsed body, fills the reply. */
 [[nodiscard]] int describeBackup(BDBRequest& request);

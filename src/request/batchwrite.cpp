@@ -1,6 +1,7 @@
 #include "request/batchwrite.h"
 
 #include "log/log.h"
+#include "records/encoding.h"
 #include "records/recordops.h"
 #include "records/requeststatus.h"
 #include "request/batchplan.h"
@@ -66,6 +67,9 @@ public:
     const QByteArray& lastTable() const { return lastTable_; }
     const QVariantMap& unprocessed() const { return unprocessed_; }
 
+    /** After an attempt. */
+    const std::vector<Requests::BatchWrite>& writes() const { return plan_->writes; }
+
 private:
     /** The writes up to the first failure; lastTable_ is then its table. */
     int writePlanned(BDBTxn* txn)
@@ -97,6 +101,16 @@ private:
     QVariantMap unprocessed_;          // of the final attempt
 };
 
+/** For the report of a slow request. */
+void noteWrites(const std::vector<Requests::BatchWrite>& writes, bool succeeded, BDBRequest& request)
+{
+    QByteArrayView hash;
+    QByteArrayView range;
+    if (request.trace && !writes.empty() && Records::decodeRecordKey(writes.front().key, &hash, &range))
+        request.noteKeys(hash.toByteArray(), range.toByteArray());
+    request.noteItems(succeeded ? static_cast<int>(writes.size()) : 0);
+}
+
 } // namespace
 
 int Requests::batchWriteItem(BDBRequest& request)
@@ -115,6 +129,8 @@ int Requests::batchWriteItem(BDBRequest& request)
     const int rc = Deadlocks::retry([&] { return batch.run(); },
                                     [](int backoff) { LOG_WARN << "WriteBatchItem Got deadlock retry " << backoff; },
                                     Deadlocks::Warning::FromFourth);
+
+    noteWrites(batch.writes(), rc == 0, request);
 
     // Kept: releases the access lock of the environment of the last TableName that was examined. If that is another
     // environment, this thread does not hold its lock, and the hold on the first table's environment is never released.

@@ -19,4 +19,5 @@ void BDBRequest::reset()
     failedReply = QVariantMap();
     table.reset();
     environment.reset();
+    trace.reset();
 }

@@ -4,11 +4,13 @@
 #include "metrics/servercounters.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
+#include "request/requesttrace.h"
 
 #include <QByteArray>
 #include <QVariantMap>
 
 #include <cstddef>
+#include <optional>
 
 class ServerView;
 
@@ -33,6 +35,21 @@ struct BDBRequest {
     /** Prepares it for the next request. Little memory is kept. */
     void reset();
 
+    /** For the report of a slow request: the keys of its item, and how many items it has dealt with. */
+    void noteKeys(const QByteArray& hashKey, const QByteArray& rangeKey)
+    {
+        if (!trace)
+            return;
+        trace->hasKeys = true;
+        trace->hashKey = hashKey;
+        trace->rangeKey = rangeKey;
+    }
+    void noteItems(int items)
+    {
+        if (trace)
+            trace->items = items;
+    }
+
     /** The body's "TableName" as bytes: UTF-8, as in the file system. Empty when it is missing. */
     QByteArray tableName() const;
 
@@ -48,6 +65,8 @@ struct BDBRequest {
 
     TableContext table;
     EnvironmentUse environment; // that the operation has used; set at its end
+
+    std::optional<RequestTrace> trace; // while slow requests are reported
 
     const ServerView* const server; // not owned; or null
 };

@@ -81,6 +81,13 @@ const Handler* findHandler(BDBRequest& request)
     return request.operationNumber < std::size(Handlers) ? &Handlers[request.operationNumber] : nullptr;
 }
 
+/** The table that the request names; of a batch the first one. */
+QByteArray firstTableOf(const BDBRequest& request)
+{
+    const QVariantMap batch = request.parsedBody.value(u"RequestItems"_s).toMap();
+    return batch.isEmpty() ? request.tableName() : batch.firstKey().toUtf8();
+}
+
 } // namespace
 
 bool Requests::parseBody(BDBRequest& request)
@@ -104,6 +111,8 @@ void Requests::dispatch(BDBRequest& request)
     // A client that is slow to read its reply must not keep the environment from being deleted.
     const auto leave = qScopeGuard([&] { request.environment = request.table.leave(); });
     request.status = handler->run(request);
+    if (request.trace)
+        request.trace->table = firstTableOf(request);
 }
 
 bool Requests::mayBeShort(BDBRequest& request)
@@ -118,7 +127,8 @@ bool Requests::isForOperator(BDBRequest& request)
     return handler != nullptr && handler->duration == Apart;
 }
 
-std::string_view Requests::operationName(std::size_t number)
+QString Requests::operationName(std::size_t number)
 {
-    return number < std::size(Handlers) ? Handlers[number].operation.name : "Unknown";
+    const std::string_view name = number < std::size(Handlers) ? Handlers[number].operation.name : "Unknown";
+    return QString::fromLatin1(name.data(), static_cast<qsizetype>(name.size()));
 }

@@ -1,8 +1,9 @@
 #ifndef QUORVA_REQUEST_DISPATCH_H
 #define QUORVA_REQUEST_DISPATCH_H
 
+#include <QString>
+
 #include <cstddef>
-#include <string_view>
 
 struct BDBRequest;
 
@@ -36,7 +37,7 @@ bool mayBeShort(BDBRequest& request);
 bool isForOperator(BDBRequest& request);
 
 /** The name of the operation with this number (see BDBRequest), without its prefix; "Unknown" for any other number. */
-std::string_view operationName(std::size_t number);
+QString operationName(std::size_t number);
 
 } // namespace Requests
 

@@ -28,6 +28,7 @@ int openItem(BDBRequest& request, ItemPlace* place)
     const QVariantMap key = request.parsedBody.value(u"Key"_s).toMap();
     if (const int rc = Requests::readElementKeys(key, &place->hashKey, &place->rangeKey))
         return rc;
+    request.noteKeys(place->hashKey, place->rangeKey);
     return Records::findPlace(request.table, tableName, place);
 }
 
@@ -96,6 +97,7 @@ int Requests::putItem(BDBRequest& request)
     Json::RawText stored;
     if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take(u"Item"_s), &place, &stored.text))
         return rc;
+    request.noteKeys(place.hashKey, place.rangeKey);
 
     std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
     QVariantMap oldItem;
@@ -104,6 +106,7 @@ int Requests::putItem(BDBRequest& request)
         return Records::putDb(table.transactions(), place.db, place.key, stored.text, pointerTo(expected),
                               returnOld ? &oldItem : nullptr);
     });
+    request.noteItems(rc == 0 ? 1 : 0);
     // Kept: "Attributes" is always present, with the new item unless the old one was requested.
     if (rc == 0)
         request.reply.insert(u"Attributes"_s, returnOld ? QVariant(oldItem) : QVariant::fromValue(stored));
@@ -122,6 +125,7 @@ int Requests::getItem(BDBRequest& request)
     const int rc = retryItem("getItem", place, [&] {
         return Records::getDb(request.table.transactions(), place.db, place.key, &format, &item.text);
     });
+    request.noteItems(rc == 0 ? 1 : 0);
     if (rc == DB_NOTFOUND)
         return StatusSuccess; // Kept: a missing item is not an error, the reply just lacks "Item"
     if (rc == 0)
@@ -143,6 +147,7 @@ int Requests::deleteItem(BDBRequest& request)
         return Records::deleteDb(request.table.transactions(), place.db, place.key, pointerTo(expected),
                                  returnOld ? &oldItem : nullptr);
     });
+    request.noteItems(rc == 0 ? 1 : 0);
     request.failedReply.insert(u"Attributes"_s, QVariantMap()); // Kept: also on failure
     if (rc != 0)
         request.reply = request.failedReply;
@@ -171,6 +176,7 @@ int Requests::updateItem(BDBRequest& request)
         return Records::updateDb(request.table.transactions(), place.db, place.key, updates, pointerTo(expected),
                                  pointerTo(returnValues), &attributes);
     });
+    request.noteItems(rc == 0 ? 1 : 0);
     if (!returnValues || attributes.isEmpty())
         return rc;
     if (returnsItem)

@@ -35,6 +35,12 @@ const Envelope& of(int status)
     return row != nullptr ? row->envelope : Envelopes::InternalError;
 }
 
+QString outcomeName(int status)
+{
+    const char* const type = of(status).type;
+    return type != nullptr ? QString::fromLatin1(type) : QStringLiteral("Success");
+}
+
 bool isOrdinary(int status)
 {
     return findRow(status) != nullptr;

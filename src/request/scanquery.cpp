@@ -57,6 +57,8 @@ int Requests::scanTable(BDBRequest& request)
     PageRequest page;
     if (const int rc = readPage(request.parsedBody, &page))
         return rc;
+    if (page.hasStart)
+        request.noteKeys(page.startHash, page.startRange);
     KeyNames names;
     if (const int rc = readKeyNames(request, tableName, page, true, &names))
         return rc;
@@ -84,6 +86,7 @@ int Requests::scanTable(BDBRequest& request)
         range.startHash.clear(); // the start is in the first partition; the others are walked from the beginning
         range.startRange.clear();
         add(std::move(found), &all);
+        request.noteItems(all.scanned);
     }
     answerScan(request, page, all, items);
     return StatusSuccess;
@@ -103,6 +106,7 @@ int Requests::queryTable(BDBRequest& request)
         request.reply.insert(u"Attributes"_s, QVariantMap());
         return StatusSuccess;
     }
+    request.noteKeys(query.hashKey, query.page.startRange);
     if (table.onlyFinds() && query.page.limit > Limits::PageItems)
         return StatusTakesLong;
     KeyNames names;
@@ -124,6 +128,7 @@ int Requests::queryTable(BDBRequest& request)
         answerNothing(request, query.page, false);
         return rc;
     }
+    request.noteItems(found.count);
     answerQuery(request, query, found, items);
     return StatusSuccess;
 }

@@ -2,10 +2,12 @@
 #include "net/bdbserver.h"
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
+#include "request/slowrequests.h"
 #include "server/lkthread.h"
 #include "server/lockfile.h"
 #include "server/options.h"
 #include "server/processsetup.h"
+#include "storage/diskwaits.h"
 #include "storage/settings.h"
 
 #include <QCoreApplication>
@@ -40,7 +42,8 @@ A local table server on %s.
 
 QUORVA_LOCKFILE names the lock file that keeps a second server out, OSTRIK_LOCKFILE the one that the parent
 holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
-users who may connect: names or numbers, separated by commas; unset means all.
+users who may connect: names or numbers, separated by commas; unset means all. QUORVA_SLOW_MS is a number of
+milliseconds: a request that takes longer is one line in the log; unset means none.
 )";
 
 /** Handles "--help" and "--version" as the only argument; anything else is left to the option parser. */
@@ -101,6 +104,21 @@ bool readAllowedUsers(AllowedUsers* users)
     return error.empty();
 }
 
+/** Has slow requests reported if the operator wants that. An invalid threshold is none. */
+void configureSlowRequests()
+{
+    const QByteArray text = qgetenv("QUORVA_SLOW_MS");
+    const auto threshold = ServerOptions::slowThreshold(text);
+    if (!threshold) {
+        LOG_WARN << "invalid QUORVA_SLOW_MS \"" << text
+                 << "\": it is a number of milliseconds up to 86400000; slow requests are not reported";
+        return;
+    }
+    SlowRequests::setThreshold(*threshold);
+    if (threshold->count() > 0)
+        DiskWaits::measure();
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -129,6 +147,7 @@ int main(int argc, char** argv)
     AllowedUsers users;
     if (!haveUsableSizes(options) || !readAllowedUsers(&users))
         return StartFailed;
+    configureSlowRequests();
 
     BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
     server.setIdentity({QStringLiteral(QUORVA_VERSION), QString::fromLocal8Bit(options.logFile),

@@ -4,6 +4,7 @@
 #include "server/getopt.h"
 
 #include <atomic>
+#include <charconv>
 #include <cstdlib>
 
 int ServerOptions::coreCount(int reported)
@@ -49,4 +50,15 @@ void ServerOptions::read(int argc, const char* const* argv)
             break;
         }
     }
+}
+
+std::optional<std::chrono::milliseconds> ServerOptions::slowThreshold(const QByteArray& text)
+{
+    using std::chrono::milliseconds;
+    constexpr milliseconds Longest = std::chrono::hours(24);
+    milliseconds::rep value = 0;
+    const auto [end, error] = std::from_chars(text.cbegin(), text.cend(), value);
+    if (!text.isEmpty() && (error != std::errc() || end != text.cend()))
+        return std::nullopt;
+    return value >= 0 && value <= Longest.count() ? std::optional(milliseconds(value)) : std::nullopt;
 }

@@ -3,7 +3,11 @@
 
 #include "protocol/endpoint.h"
 
+#include <QByteArray>
 #include <QThread>
+
+#include <chrono>
+#include <optional>
 
 /** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
 struct ServerOptions {
@@ -21,6 +25,12 @@ struct ServerOptions {
      * invalid numbers count as 0. Does not return when an option character is ":".
      */
     void read(int argc, const char* const* argv);
+
+    /**
+     * The value of QUORVA_SLOW_MS, in milliseconds: a number from 0, which is no threshold, to a day. Unset or empty,
+     * it is 0. Nothing for any other text.
+     */
+    static std::optional<std::chrono::milliseconds> slowThreshold(const QByteArray& text);
 
     int port = Endpoint::DefaultPort; // -p
     const char* logFile = nullptr;    // -d, points into argv; null: standard error

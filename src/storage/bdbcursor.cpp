@@ -1,5 +1,6 @@
 #include "storage/bdbcursor.h"
 
+#include "metrics/waits.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
@@ -22,6 +23,7 @@ int BDBCursor::get(Dbt* key, Dbt* data, u_int32_t flags)
 {
     if (cursor_ == nullptr)
         return NoHandle;
+    const Metrics::EngineCall call;
     const int rc = cursor_->get(key, data, flags);
     if (txn_ != nullptr)
         txn_->noteRead(index_);

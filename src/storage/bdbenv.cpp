@@ -126,6 +126,8 @@ int BDBEnv::startThreads()
         if (thread->state() == MaintenanceThread::Stopped)
             return EAGAIN; // an environment without its background threads is not opened
     }
+    sampler_ = std::make_unique<EngineSampler>(
+        [this](EngineFigures* figures) { return EngineFigures::read(this, directories_.logs(), figures); });
     logFlusher_ = std::make_unique<LogFlusher>(this);
     return logFlusher_->isRunning() ? 0 : EAGAIN;
 }
@@ -149,6 +151,7 @@ void BDBEnv::stopThreads()
     }
     hotBackupThread_.reset(); // its destructor waits
     logFlusher_.reset();      // likewise
+    sampler_.reset();         // likewise
 }
 
 int BDBEnv::openConfigured(const QByteArray& home)
@@ -227,4 +230,38 @@ BDBBackupStatus BDBEnv::backupStatus()
 int BDBEnv::backup(const QString& target, int mode)
 {
     return hotBackupThread_ ? hotBackupThread_->schedule(target, mode) : 3;
+}
+
+int BDBEnv::log_flush(const DbLsn* lsn)
+{
+    const int rc = DbEnv::log_flush(lsn);
+    if (rc == 0)
+        flushes_.add();
+    return rc;
+}
+
+int BDBEnv::txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags)
+{
+    const int rc = DbEnv::txn_checkpoint(kilobytes, minutes, flags);
+    if (rc == 0)
+        lastCheckpoint_ = std::chrono::system_clock::now().time_since_epoch().count();
+    return rc;
+}
+
+void BDBEnv::countTransaction(bool committed)
+{
+    Transactions& transactions = transactions_.local();
+    (committed ? transactions.commits : transactions.aborts).add();
+}
+
+BDBEnv::Activity BDBEnv::activity() const
+{
+    using Time = std::chrono::system_clock::time_point;
+    Activity activity;
+    activity.commits = transactions_.sum([](const Transactions& some) { return some.commits.value(); });
+    activity.aborts = transactions_.sum([](const Transactions& some) { return some.aborts.value(); });
+    activity.flushes = flushes_.value();
+    if (const auto checkpoint = lastCheckpoint_.load(); checkpoint != 0)
+        activity.lastCheckpoint = Time(Time::duration(checkpoint));
+    return activity;
 }

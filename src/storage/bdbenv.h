@@ -1,11 +1,13 @@
 #ifndef QUORVA_STORAGE_BDBENV_H
 #define QUORVA_STORAGE_BDBENV_H
 
+#include "metrics/sharded.h"
 #include "storage/bdbobjtable.h"
 #include "storage/changecount.h"
 #include "storage/commitgate.h"
 #include "storage/databasestate.h"
 #include "storage/directoryclaims.h"
+#include "storage/enginesampler.h"
 #include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
 #include "storage/opentables.h"
@@ -16,8 +18,11 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
@@ -85,10 +90,32 @@ public:
      */
     bool hasContent() const { return hasContent_; }
 
+    /** Flushes the log up to `lsn`, or all of it if that is null, and counts that. */
+    int log_flush(const DbLsn* lsn) override;
+
+    /** Writes a checkpoint and notes the time. */
+    int txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags) override;
+
+    /** Counts a transaction that was begun in order to write. */
+    void countTransaction(bool committed);
+
+    /** What has been done in the environment since it was opened. */
+    struct Activity {
+        std::uint64_t commits = 0; // of transactions that were begun in order to write
+        std::uint64_t aborts = 0;  // likewise
+        std::uint64_t flushes = 0; // of the log, without those that failed
+        std::optional<std::chrono::system_clock::time_point> lastCheckpoint;
+    };
+    /** Waits for nothing. */
+    Activity activity() const;
+
+    /** Reads Berkeley DB's statistics for those who must not wait for it. Only of an open environment. */
+    EngineSampler& sampler() { return *sampler_; }
+
     /** Passes an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */
     [[nodiscard]] int backup(const QString& target, int mode);
 
-    /** The current state of the hot backup. */
+    /** The current state of the hot backup. Waits for nothing. */
     [[nodiscard]] BDBBackupStatus backupStatus();
 
     /** Makes commits durable for the requests that wait for it. Only of an open environment. */
@@ -125,6 +152,14 @@ private:
 
     using FileId = std::array<u_int8_t, DB_FILE_ID_LEN>;
 
+    struct Transactions {
+        Metrics::Counter commits;
+        Metrics::Counter aborts;
+    };
+
+    Metrics::Sharded<Transactions, 8> transactions_;
+    Metrics::Counter flushes_;
+    std::atomic<std::chrono::system_clock::rep> lastCheckpoint_ = 0; // by the system's clock; 0: none yet
     QHash<QString, int> lockNames_;
     QMutex openingMutex_;
     CommitGate commitGate_;
@@ -145,6 +180,7 @@ private:
     std::unique_ptr<BDBStatPrintThread> statPrintThread_;
     std::unique_ptr<BDBHotBackupThread> hotBackupThread_;
     std::unique_ptr<LogFlusher> logFlusher_;
+    std::unique_ptr<EngineSampler> sampler_;
 };
 
 #endif

@@ -11,6 +11,7 @@
 
 #include <QMutexLocker>
 
+#include <algorithm>
 #include <cerrno>
 #include <mutex>
 #include <system_error>
@@ -67,15 +68,22 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
     }
 }
 
-BDBBackupStatus BDBHotBackupThread::status()
+BDBBackupStatus BDBHotBackupThread::status() const
 {
-    const QMutexLocker locker(&scheduleMutex_);
-    if (!running_)
-        return {};
-    const std::lock_guard lock(stopMutex_);
-    if (stopFlag_)
-        return {BDBBackupStatus::Stopping, target_};
-    return {copyIsDurable_ ? BDBBackupStatus::Shipping : BDBBackupStatus::Copying, target_};
+    const std::lock_guard lock(statusMutex_);
+    return status_;
+}
+
+void BDBHotBackupThread::setStatus(const BDBBackupStatus& status)
+{
+    const std::lock_guard lock(statusMutex_);
+    status_ = status;
+}
+
+void BDBHotBackupThread::noteUntil(BDBBackupStatus::Time time)
+{
+    const std::lock_guard lock(statusMutex_);
+    status_.until = std::max(status_.until.value_or(time), time);
 }
 
 /** Clears the flags before the thread runs, so that an immediate stop is not lost. */
@@ -86,17 +94,19 @@ int BDBHotBackupThread::startThread(const QString& target, int mode)
     {
         const std::lock_guard lock(stopMutex_);
         mode_ = mode;
-        copyIsDurable_ = mode == BackupShipLogs;
         stopFlag_ = false;
     }
     const int wasDisabled = Settings::backupDisabled();
     Settings::setBackupDisabled(0); // from here on no checkpoint removes log files
     running_ = true;
+    const auto state = mode == BackupFull ? BDBBackupStatus::Copying : BDBBackupStatus::Shipping;
+    setStatus({state, target, std::chrono::system_clock::now(), std::nullopt});
     try {
         thread_ = std::thread([this, mode] { run(mode); });
         return 0;
     } catch (const std::system_error& error) {
         running_ = false;
+        setStatus({});
         Settings::setBackupDisabled(wasDisabled);
         LOG_WARN << "DB Backup thread could not be started " << error.code().value();
         return 1;
@@ -114,6 +124,9 @@ void BDBHotBackupThread::requestStop()
     const std::lock_guard lock(stopMutex_);
     stopFlag_ = true;
     stopChanged_.notify_all();
+    const std::lock_guard statusLock(statusMutex_);
+    if (status_.state != BDBBackupStatus::None)
+        status_.state = BDBBackupStatus::Stopping;
 }
 
 void BDBHotBackupThread::setMode(int mode)
@@ -132,7 +145,9 @@ bool BDBHotBackupThread::isShipping()
 bool BDBHotBackupThread::goOnToShipping()
 {
     const std::lock_guard lock(stopMutex_);
-    copyIsDurable_ = true;
+    const std::lock_guard statusLock(statusMutex_);
+    if (!stopFlag_)
+        status_.state = BDBBackupStatus::Shipping;
     return !stopFlag_;
 }
 
@@ -146,7 +161,8 @@ bool BDBHotBackupThread::sleepUntilNextCycle()
 void BDBHotBackupThread::run(int mode)
 {
     work(mode);
-    running_ = false;
+    running_ = false; // first: whoever sees that it has ended may begin the next one
+    setStatus({});
 }
 
 /** `mode` is the original order; a stop since then does not change it. */
@@ -163,8 +179,11 @@ void BDBHotBackupThread::work(int mode)
             return;
     }
     for (bool wasAccepted = mode == BackupFull;; wasAccepted = true) {
-        if (ShippingCycle::run(env_, target_.toUtf8(), wasAccepted) != 0)
+        std::optional<BDBBackupStatus::Time> until;
+        if (ShippingCycle::run(env_, target_.toUtf8(), wasAccepted, &until) != 0)
             return disableBackup();
+        if (until)
+            noteUntil(*until);
         if (!sleepUntilNextCycle())
             return;
     }
@@ -183,6 +202,7 @@ int BDBHotBackupThread::fullBackup()
         // resume, and the step is retried with what was written since.
         BoundedHold noCommits;
         rc = noCommits.begin(env_->commitGate(), limit);
+        const BDBBackupStatus::Time noCommitSince = std::chrono::system_clock::now();
         if (rc == 0)
             rc = copy.catchUp();
         if (rc == 0)
@@ -190,8 +210,12 @@ int BDBHotBackupThread::fullBackup()
         if (rc != 0)
             break;
         bool deleted = false;
-        if (noCommits.whileHeld([&] { deleted = deleteMarker(copy.path()); }))
-            return deleted && Base::syncToDisk(copy.path()) == 0 ? 0 : markerFailed();
+        if (noCommits.whileHeld([&] { deleted = deleteMarker(copy.path()); })) {
+            if (!deleted || Base::syncToDisk(copy.path()) != 0)
+                return markerFailed();
+            noteUntil(noCommitSince);
+            return 0;
+        }
         noCommits.end();
         rc = copy.catchUp();
     }

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 class BDBEnv;
@@ -21,8 +22,17 @@ enum BDBBackupMode : int { BackupStop = 0, BackupFull = 1, BackupShipLogs = 2 };
 /** The current state of a backup. */
 struct BDBBackupStatus {
     enum State { None, Copying, Shipping, Stopping }; // Stopping: stop requested, in its last step
+    using Time = std::chrono::system_clock::time_point;
+
     State state = None;
-    QString target; // empty with None
+    // Not with None:
+    QString target;
+    std::optional<Time> since; // when it was begun
+    /**
+     * What was committed up to then is in the target. Unset until that is known: before a full copy is complete, and in
+     * log shipping without one before the first log file was shipped.
+     */
+    std::optional<Time> until;
 };
 
 /**
@@ -49,8 +59,8 @@ public:
      */
     [[nodiscard]] int schedule(const QString& target, int mode);
 
-    /** Read-only. Waits for a concurrent schedule(). */
-    BDBBackupStatus status();
+    /** Waits for nothing. */
+    BDBBackupStatus status() const;
 
     /** Lets checkpoints of every environment remove log files again. */
     static void disableBackup();
@@ -71,6 +81,8 @@ private:
     bool isShipping();
     void setMode(int mode);
     int startThread(const QString& target, int mode);
+    void setStatus(const BDBBackupStatus& status);
+    void noteUntil(BDBBackupStatus::Time time);
 
     BDBEnv* const env_; // not owned
     const std::chrono::milliseconds period_;
@@ -83,7 +95,9 @@ private:
     // Guarded by stopMutex_:
     int mode_ = BackupStop; // the last order; BackupShipLogs also once the marker of a full copy is deleted
     bool stopFlag_ = false;
-    bool copyIsDurable_ = false; // with that deletion; true without a full copy
+
+    mutable std::mutex statusMutex_; // last in the lock order, never held across a wait
+    BDBBackupStatus status_;         // guarded by statusMutex_; None: the thread has ended
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "storage/bdbindex.h"
 
+#include "metrics/waits.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
 
@@ -21,6 +22,7 @@ int BDBIndex::open(const char* file, const char* subDb, DBTYPE type, u_int32_t f
 /** Runs a write in `txn` or, if that is null, in a transaction of its own. */
 template <typename Write> int BDBIndex::writeIn(BDBTxn* txn, Write&& write)
 {
+    const Metrics::EngineCall call;
     if (txn == nullptr) {
         const ChangeCount::Change change(changes_);
         return write(nullptr);
@@ -37,6 +39,7 @@ int BDBIndex::put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 
 int BDBIndex::get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
 {
+    const Metrics::EngineCall call;
     const int rc = Db::get(BDBTxn::handleOf(txn), key, data, flags);
     if (txn != nullptr)
         txn->noteRead(this);

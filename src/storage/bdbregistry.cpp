@@ -1,6 +1,7 @@
 #include "storage/bdbregistry.h"
 
 #include "log/log.h"
+#include "metrics/waits.h"
 #include "storage/bdbenv.h"
 #include "storage/closingenvironments.h"
 #include "storage/environmentnames.h"
@@ -99,8 +100,10 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
         locker.unlock();
         env->reset(); // it may be a use of the very environment that is being closed
         if (closing) {
+            const Metrics::LockWait wait;
             ClosingEnvironments::instance().waitFor(canonical);
         } else if (opening) {
+            const Metrics::LockWait wait;
             if (const int rc = OpeningEnvironments::instance().waitFor(opening); rc != 0 && create != 0) {
                 logFailedOpening(home, key, rc);
                 return OpenFailed;
@@ -164,10 +167,12 @@ std::shared_ptr<AccessLock> Registry::lockEnv(BDBObjTable* registry, const QByte
             LOG_ERROR(LogOrigin, __LINE__) << "Failed to find lock for dbid: " << key.toUtf8();
             return nullptr;
         }
-        if (exclusive)
+        if (exclusive) {
+            const Metrics::LockWait wait;
             lock->lockForWrite();
-        else if (!lock->tryLockForRead())
+        } else if (!lock->tryLockForRead()) {
             return nullptr;
+        }
         {
             const QMutexLocker locker(&registry->mutex());
             if (EnvironmentNames::findAccess(registry, key) == lock)
@@ -218,7 +223,10 @@ void Registry::removeEnv(BDBObjTable* registry, const QByteArray& tableName, con
     }
     // Closing writes to disk and waits for threads, so it is done without the mutex; only requests to reopen this
     // environment wait.
-    env->uses()->waitUnused();
+    {
+        const Metrics::LockWait wait;
+        env->uses()->waitUnused();
+    }
     env.reset();
     ClosingEnvironments::instance().remove(names);
 }

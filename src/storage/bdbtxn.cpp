@@ -1,6 +1,7 @@
 #include "storage/bdbtxn.h"
 
 #include "log/log.h"
+#include "metrics/waits.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/resultcodes.h"
@@ -42,8 +43,11 @@ int BDBTxn::beginWriting(const TxnScope& scope, std::span<BDBIndex* const> datab
         std::sort(held_.begin(), held_.end(), std::less<>());
         held_.erase(std::unique(held_.begin(), held_.end()), held_.end());
     }
-    for (DatabaseState* file : held_)
-        file->writer.lock();
+    {
+        const Metrics::LockWait wait;
+        for (DatabaseState* file : held_)
+            file->writer.lock();
+    }
     const int rc = begin(scope, 0);
     if (rc != 0)
         releaseFiles();
@@ -69,9 +73,11 @@ int BDBTxn::commit(u_int32_t flags)
         for (DatabaseState* file : written_)
             unflushed->addWritten(file); // before the commit, which lets others read what was written
     }
+    const Metrics::EngineCall call;
     const ChangeCount::Change change(changes_); // others may see it before the commit returns
     const std::shared_lock gate(scope_.env()->commitGate());
     const int rc = std::exchange(txn_, nullptr)->commit(flags);
+    countEnd(rc == 0);
     releaseFiles();
     if (rc != 0)
         LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;
@@ -83,8 +89,16 @@ int BDBTxn::abort()
     if (txn_ == nullptr)
         return NoHandle;
     const int rc = std::exchange(txn_, nullptr)->abort();
+    countEnd(false);
     releaseFiles();
     return rc;
+}
+
+/** Of those that were begun in order to write. */
+void BDBTxn::countEnd(bool committed)
+{
+    if (!held_.isEmpty())
+        scope_.env()->countTransaction(committed);
 }
 
 int BDBTxn::finish(int rc)

@@ -57,6 +57,7 @@ public:
 
 private:
     void releaseFiles();
+    void countEnd(bool committed);
 
     TxnScope scope_{static_cast<BDBEnv*>(nullptr)}; // set by begin()
     QVarLengthArray<DatabaseState*, 2> written_;    // without consecutive repetitions

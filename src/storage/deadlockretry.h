@@ -1,6 +1,8 @@
 #ifndef QUORVA_STORAGE_DEADLOCKRETRY_H
 #define QUORVA_STORAGE_DEADLOCKRETRY_H
 
+#include "metrics/waits.h"
+
 #include <db_cxx.h>
 
 #include <chrono>
@@ -32,8 +34,10 @@ template <typename Attempt, typename Warn>
 
     for (int backoff = 1;;) {
         const int delay = std::rand() & RandomMask & (backoff - 1);
-        if (delay > 0)
+        if (delay > 0) {
+            const Metrics::LockWait wait;
             std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+        }
 
         const int rc = attempt();
 
@@ -46,6 +50,7 @@ template <typename Attempt, typename Warn>
             warn(backoff);
         if (!deadlock)
             return rc;
+        Metrics::noteRetry();
     }
 }
 

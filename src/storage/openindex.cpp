@@ -1,6 +1,7 @@
 #include "storage/openindex.h"
 
 #include "log/log.h"
+#include "metrics/waits.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/resultcodes.h"
@@ -8,6 +9,7 @@
 #include <QMutexLocker>
 
 #include <memory>
+#include <mutex>
 
 namespace {
 
@@ -42,7 +44,11 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
 
     // One at a time, so that two requests never open the same database twice. An open may wait for page locks of
     // another request's transaction; the table's mutex stays free for requests whose database is already open.
-    const QMutexLocker opening(&env->openingMutex());
+    std::unique_lock opening(env->openingMutex(), std::defer_lock);
+    {
+        const Metrics::LockWait wait;
+        opening.lock();
+    }
     if (findIndex(table, key, index))
         return 0; // opened by another request in the meantime
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);

@@ -2,8 +2,10 @@
 #define QUORVA_STORAGE_OPENTABLES_H
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QHash>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <mutex>
@@ -32,6 +34,18 @@ public:
     {
         const std::lock_guard lock(mutex_);
         tables_[filePart][database] = index;
+    }
+
+    /** The file parts with an open database, in order. */
+    QByteArrayList names() const
+    {
+        QByteArrayList names;
+        {
+            const std::lock_guard lock(mutex_);
+            names = tables_.keys();
+        }
+        std::sort(names.begin(), names.end());
+        return names;
     }
 
 private:

@@ -7,14 +7,19 @@
 
 #include <QByteArrayList>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+
+#include <sys/stat.h>
 
 namespace ShippingCycle {
 
 namespace {
 
 constexpr const char* LogOrigin = "bdb";
+
+using Time = std::chrono::system_clock::time_point;
 
 /** The absolute paths of the log files that the environment no longer needs. */
 int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
@@ -29,9 +34,26 @@ int listUnneededLogs(BDBEnv* env, QByteArrayList* paths)
     return rc;
 }
 
+/** When a record was written to the last of these files, before the log went on in the next one. */
+std::optional<Time> latestWrite(const QByteArrayList& paths)
+{
+    std::optional<Time> latest;
+    for (const QByteArray& path : paths) {
+        struct stat status {};
+        if (::stat(path.constData(), &status) != 0)
+            continue; // reported when it cannot be moved
+        const auto written =
+            std::chrono::seconds(status.st_mtim.tv_sec) + std::chrono::nanoseconds(status.st_mtim.tv_nsec);
+        const Time time{std::chrono::duration_cast<Time::duration>(written)};
+        latest = std::max(latest.value_or(time), time);
+    }
+    return latest;
+}
+
 } // namespace
 
-int run(BDBEnv* env, const QByteArray& target, bool wasAccepted)
+int run(BDBEnv* env, const QByteArray& target, bool wasAccepted,
+        std::optional<std::chrono::system_clock::time_point>* until)
 {
     LOG_INFO << "Starting BDBHotBackupThread.log_archive";
     QByteArrayList paths;
@@ -51,11 +73,13 @@ int run(BDBEnv* env, const QByteArray& target, bool wasAccepted)
     }
     if (paths.isEmpty())
         return 0;
+    const auto lastWrite = latestWrite(paths); // before they are moved
     LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
     if (const int rc = LogShipping::backupLog(target, paths)) {
         LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
         return rc;
     }
+    *until = lastWrite;
     LOG_INFO << "Done BDBHotBackupThread.backupLog";
     return 0;
 }

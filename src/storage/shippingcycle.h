@@ -3,6 +3,9 @@
 
 #include <QByteArray>
 
+#include <chrono>
+#include <optional>
+
 class BDBEnv;
 
 /** One cycle of a backup's log shipping. Blocking file work; any thread, one per directory at a time. */
@@ -15,8 +18,11 @@ namespace ShippingCycle {
  * `wasAccepted`: the full copy or an earlier cycle has used the target. If it is then locked for a while, the result is
  * 0: if shipping ended, checkpoints would remove log files and leave a gap in the backup. The log files stay where they
  * are until the next cycle.
+ *
+ * `until` is set if log files were moved: all that was committed up to then is in them or in earlier ones.
  */
-[[nodiscard]] int run(BDBEnv* env, const QByteArray& target, bool wasAccepted);
+[[nodiscard]] int run(BDBEnv* env, const QByteArray& target, bool wasAccepted,
+                      std::optional<std::chrono::system_clock::time_point>* until);
 
 } // namespace ShippingCycle
 

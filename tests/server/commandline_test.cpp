@@ -46,7 +46,7 @@ TEST(CommandLine, HelpAloneIsPrinted)
     EXPECT_EQ(server.waitForExit(), 0);
     EXPECT_THAT(server.outputText(), StartsWith("Usage: quorva "));
     for (const char* option : {"-p", "-d", "-s", "-w", "-m", "-n", "--help", "--version", "QUORVA_LOCKFILE",
-                               "OSTRIK_LOCKFILE", "QUORVA_ALLOW_USERS"})
+                               "OSTRIK_LOCKFILE", "QUORVA_ALLOW_USERS", "QUORVA_SLOW_MS"})
         EXPECT_THAT(server.outputText(), HasSubstr(option));
     EXPECT_EQ(server.errorText(), "");
 }

@@ -1,4 +1,5 @@
 /* What a Status tells of the server, its connections and its environments. */
+#include "protocol/framing.h"
 #include "support/otheruser.h"
 #include "support/procfs.h"
 #include "support/statusfixture.h"
@@ -31,7 +32,8 @@ TEST_F(StatusServer, TellsWhatItIs)
                               {"StatLevel", 1LL},
                               {"CommitWithoutSync", true},
                               {"LogFile", QString::fromStdString(server_.logPath())},
-                              {"AllowUsers", ""}};
+                              {"AllowUsers", ""},
+                              {"SlowMilliseconds", 0LL}};
     EXPECT_EQ(server.value("Options").toMap(), options);
     const double uptime = server.value("Uptime").toDouble();
     EXPECT_GT(uptime, 0);
@@ -41,6 +43,8 @@ TEST_F(StatusServer, TellsWhatItIs)
 
 class StatusConnections : public StatusTest {
 protected:
+    using StatusTest::StatusTest;
+
     QVariantMap connections() { return status("Connections"); }
     static QVariantMap expected(qlonglong open, qlonglong accepted, qlonglong refused)
     {
@@ -62,9 +66,43 @@ TEST_F(StatusConnections, AreThoseThatAreOpenAndThoseThatWere)
 
 class StatusRefusals : public StatusConnections {
 protected:
-    StatusRefusals() { SetEnvironment(); }
-    void SetEnvironment() {}
+    StatusRefusals() : StatusConnections({.environment = {{"QUORVA_ALLOW_USERS", "root"}}}) {}
 };
+
+TEST_F(StatusRefusals, AreConnectionsOfOtherUsers)
+{
+    SKIP_UNLESS_ROOT();
+    const std::string request = Framing::frameRequest("Quorva_1.Status", "{}").toStdString();
+    EXPECT_EQ(connections(), expected(1, 1, 0));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(UserConnection(OtherUser, server_.port()).exchange(request), "");
+    EXPECT_EQ(connections(), expected(1, 1, 2));
+    EXPECT_EQ(status("Server").value("Options").toMap().value("AllowUsers"), "root");
+}
+
+class StatusFewDescriptors : public StatusConnections {
+protected:
+    StatusFewDescriptors() : StatusConnections({.wrapper = {"/bin/sh", "-c", "ulimit -n 100; exec \"$@\"", "sh"}}) {}
+};
+
+TEST_F(StatusFewDescriptors, RefuseConnectionsToo)
+{
+    EXPECT_EQ(status("Process").value("DescriptorLimit"), QVariant(100LL));
+    std::list<Client::WireConnection> others;
+    constexpr int Tried = 60;
+    for (int i = 0; i < Tried; ++i)
+        others.push_back(server_.connect());
+    EXPECT_TRUE(waitUntil([&] {
+        const QVariantMap now = connections();
+        return now.value("Accepted").toInt() + now.value("Refused").toInt() == Tried + 1;
+    })) << testing::PrintToString(connections());
+    EXPECT_EQ(connections().value("Open"), connections().value("Accepted"));
+    EXPECT_GT(connections().value("Refused").toInt(), 0);
+    std::size_t lines = 0;
+    for (const std::string& line : takeComplaints())
+        lines += line.find("the last descriptors are kept for databases") != std::string::npos;
+    EXPECT_EQ(connections().value("Refused"), QVariant::fromValue(static_cast<qlonglong>(lines)));
+}
 
 TEST_F(StatusConnections, EnvironmentsAreThoseThatAreOpenInTheOrderOfTheirDirectories)
 {

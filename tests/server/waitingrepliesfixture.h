@@ -1,58 +1,14 @@
 #ifndef QUORVA_TESTS_SERVER_WAITINGREPLIESFIXTURE_H
 #define QUORVA_TESTS_SERVER_WAITINGREPLIESFIXTURE_H
 
-#include "protocol/framing.h"
 #include "support/helddisk.h"
+#include "support/pendingrequest.h"
 #include "support/tablefixture.h"
 
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <poll.h>
-#include <sys/socket.h>
-
-/** A request on a connection of its own, whose reply may take its time. */
-class PendingRequest {
-public:
-    PendingRequest(const ServerProcess& server, const QByteArray& operation, const QVariantMap& body)
-        : connection_(server.connect())
-    {
-        EXPECT_TRUE(connection_.send(Framing::frameRequest(Operations::fullName(operation), Json::serialize(body))));
-    }
-
-    bool isAnswered() const
-    {
-        pollfd waiting{connection_.socketDescriptor(), POLLIN, 0};
-        return poll(&waiting, 1, 0) != 0;
-    }
-
-    QVariantMap reply()
-    {
-        QByteArray text;
-        QVariant value;
-        EXPECT_TRUE(connection_.receiveReply(&text)) << connection_.error().toStdString();
-        EXPECT_TRUE(Json::parse(text, &value)) << text.toStdString();
-        return value.toMap();
-    }
-
-    /** With a reset in place of an end of the stream. */
-    void goAway(bool reset)
-    {
-        const linger now{1, 0};
-        if (reset)
-            setsockopt(connection_.socketDescriptor(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-        connection_.close();
-    }
-
-private:
-    Client::WireConnection connection_;
-};
-
-struct WithHeldDisk {
-    HeldDisk disk_;
-};
 
 /** Items "k"/"1" to "k"/"9" with "n" 0, and "x"/"1" in another table, all durable. */
 class WaitingReplies : private WithHeldDisk, public TableTest {

@@ -65,8 +65,8 @@ TEST(BDBEnvOpen, LeavesOtherSizesAtTheDefaultsOfTheLibrary)
                          0),
               0);
     using Getter = int (DbEnv::*)(u_int32_t*);
-    for (const Getter getter : {&DbEnv::get_lg_max, &DbEnv::get_lk_max_locks,
-                                &DbEnv::get_lk_max_lockers, &DbEnv::get_lk_max_objects, &DbEnv::get_tx_max}) {
+    for (const Getter getter : {&DbEnv::get_lg_max, &DbEnv::get_lk_max_locks, &DbEnv::get_lk_max_lockers,
+                                &DbEnv::get_lk_max_objects, &DbEnv::get_tx_max}) {
         u_int32_t ours = 1;
         u_int32_t theirs = 2;
         EXPECT_EQ((env.get()->*getter)(&ours), 0);

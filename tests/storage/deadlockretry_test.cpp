@@ -1,5 +1,6 @@
 #include "storage/deadlockretry.h"
 
+#include "metrics/waits.h"
 #include "replacedcalls.h"
 #include "rows.h"
 #include "storage/bdbtxn.h"
@@ -41,6 +42,21 @@ TEST(RetryOnDeadlock, RunsASuccessfulAttemptOnce)
     EXPECT_EQ(run.result, 0);
     EXPECT_EQ(run.attempts, 1);
     EXPECT_THAT(run.backoffs, IsEmpty());
+}
+
+TEST(RetryOnDeadlock, IsNotedWithItsPausesForTheRequest)
+{
+    Metrics::Waits waits;
+    {
+        const Metrics::NotedWaits noted(&waits);
+        EXPECT_EQ(Retried(0, 0).attempts, 1);
+        EXPECT_EQ(waits.retries, 0);
+        EXPECT_EQ(waits.locks, std::chrono::nanoseconds(0));
+        const RecordedPauses pauses(1); // the last attempts pause, for no time
+        EXPECT_EQ(Retried(3, 0).attempts, 4);
+    }
+    EXPECT_EQ(waits.retries, 3);
+    EXPECT_GT(waits.locks, std::chrono::nanoseconds(0));
 }
 
 TEST(RetryOnDeadlock, EndsOnAnyOtherResult)

@@ -28,4 +28,15 @@ TEST(OpenTables, FindsWhatWasAddedForTheTableAndNumber)
     EXPECT_EQ(tables.find("", 0), nullptr);
 }
 
+TEST(OpenTables, AreNamedInOrderWithEachTableOnce)
+{
+    TempEnv env;
+    OpenTables tables;
+    EXPECT_TRUE(tables.names().isEmpty());
+    tables.add("t", 0, env.index("t_00.db"));
+    tables.add("a/b", OpenTables::Meta, env.index("u", "meta"));
+    tables.add("t", OpenTables::Meta, env.index("t", "meta"));
+    EXPECT_EQ(tables.names(), QByteArrayList({"a/b", "t"}));
+}
+
 } // namespace

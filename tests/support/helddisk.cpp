@@ -52,16 +52,22 @@ bool isLogFor(int descriptor, const std::string& controlFile)
     return name.starts_with(contentOf(controlFile) + "/log.");
 }
 
+/** Waits while the control file exists, if it is about this log file. */
+void waitWhile(const char* name, int descriptor)
+{
+    const std::string hold = control(name);
+    if (!exists(hold) || !isLogFor(descriptor, hold))
+        return;
+    const std::string held = control("held");
+    touch(held);
+    while (exists(hold))
+        usleep(500);
+    (void)syscall(SYS_unlink, held.c_str());
+}
+
 int synchronise(int descriptor, long call)
 {
-    const std::string hold = control("hold");
-    if (exists(hold) && isLogFor(descriptor, hold)) {
-        const std::string held = control("held");
-        touch(held);
-        while (exists(hold))
-            usleep(500);
-        (void)syscall(SYS_unlink, held.c_str());
-    }
+    waitWhile("hold", descriptor);
     return static_cast<int>(syscall(call, descriptor));
 }
 
@@ -98,6 +104,7 @@ ssize_t write(int descriptor, const void* bytes, size_t size)
 
 ssize_t pwrite(int descriptor, const void* bytes, size_t size, off_t offset)
 {
+    waitWhile("hold-writes", descriptor);
     return isFullFor(descriptor) ? noRoom() : syscall(SYS_pwrite64, descriptor, bytes, size, offset);
 }
 

@@ -49,7 +49,17 @@ public:
     {
         return waitUntil([this] { return exists("held"); });
     }
-    void release() const { std::filesystem::remove(directory_.file("hold")); }
+    void release() const
+    {
+        std::filesystem::remove(directory_.file("hold"));
+        std::filesystem::remove(directory_.file("hold-writes"));
+    }
+
+    /**
+     * From here on, each write to the log in a directory waits: whoever needs Berkeley DB's log waits with it, also in
+     * an environment that was not prepared.
+     */
+    void holdWrites(const std::string& home) const { write("hold-writes", home); }
 
     /** From here on, the log in a directory takes no byte. */
     void fill(const std::string& home) const { write("full", home); }
@@ -68,6 +78,11 @@ private:
     }
 
     const TempDir directory_;
+};
+
+/** A base class of fixtures, for a disk that is there before the server. */
+struct WithHeldDisk {
+    HeldDisk disk_;
 };
 
 /** That of this process. Made before other threads look at the environment variables. */

@@ -214,7 +214,7 @@ std::vector<std::string> ServerProcess::childEnvironment() const
         if (sign != std::string_view::npos)
             variables.insert_or_assign(std::string(text.substr(0, sign)), std::string(text.substr(sign + 1)));
     }
-    for (const char* name : {"QUORVA_LOCKFILE", "QUORVA_ALLOW_USERS"})
+    for (const char* name : {"QUORVA_LOCKFILE", "QUORVA_ALLOW_USERS", "QUORVA_SLOW_MS"})
         variables.erase(name); // a test's server allows all users unless the test says otherwise
     variables.insert_or_assign("OSTRIK_LOCKFILE", parentLockPath());
     for (const auto& [name, value] : setup_.environment)

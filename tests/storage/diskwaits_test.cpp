@@ -1,0 +1,50 @@
+#include "storage/diskwaits.h"
+
+#include "metrics/waits.h"
+#include "rows.h"
+#include "support/tempenv.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/** What a flush of the log, a checkpoint and reading in a fresh environment notes as waits for the disk. */
+struct Noted {
+    std::chrono::nanoseconds flush{0};
+    std::chrono::nanoseconds checkpoint{0};
+    std::chrono::nanoseconds read{0};
+};
+
+Noted noteDiskWaits()
+{
+    TempEnv env;
+    EXPECT_EQ(putRow(env.index("t"), nullptr, "key", std::string(100000, 'x')), 0);
+    const auto noted = [](auto&& work) {
+        Metrics::Waits waits;
+        const Metrics::NotedWaits here(&waits);
+        work();
+        EXPECT_EQ(waits.retries, 0);
+        return waits.disk;
+    };
+    Noted waits;
+    env.put("t", 1, 1000);
+    waits.flush = noted([&] { EXPECT_EQ(env->log_flush(nullptr), 0); });
+    waits.checkpoint = noted([&] { EXPECT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0); });
+    env.reopen();
+    BDBIndex* const index = env.index("t");
+    waits.read = noted([&] { EXPECT_EQ(rowOf(index, nullptr, "key"), std::string(100000, 'x')); });
+    return waits;
+}
+
+TEST(DiskWaits, AreNotedForWhatReadsWritesAndSynchronises)
+{
+    DiskWaits::measure();
+    const Noted waits = noteDiskWaits();
+    EXPECT_GT(waits.flush, 0ns);
+    EXPECT_GT(waits.checkpoint, 0ns);
+    EXPECT_GT(waits.read, 0ns);
+}
+
+} // namespace

@@ -38,6 +38,10 @@ export function useToken(token) {
     sessionStorage.setItem(TokenName, token);
 }
 
+export function hasToken() {
+    return sessionStorage.getItem(TokenName) !== null;
+}
+
 async function fetchText(path, options) {
     let response;
     let text;
@@ -81,10 +85,19 @@ const schemas = new Map();
 /** The names of a table's key attributes: {hash, range}. */
 export async function keyNames(table) {
     if (!schemas.has(table)) {
-        const { Table: description } = await call("DescribeTable", { TableName: table });
-        schemas.set(table, namesIn(description.KeySchema));
+        schemas.set(table, namesIn(await describe(table)));
     }
     return schemas.get(table);
+}
+
+async function describe(table) {
+    try {
+        return (await call("DescribeTable", { TableName: table })).Table.KeySchema;
+    } catch (error) {
+        if (error.type === "ResourceNotFoundException")
+            error.message = "There is no such table: its directory does not exist, or it was never created.";
+        throw error;
+    }
 }
 
 export function namesIn(schema) {

@@ -1,9 +1,9 @@
 // The page: which view is shown, the header, the token.
 
-import { Failure, settings, takeToken, useToken } from "./api.js";
+import { Failure, hasToken, settings, takeToken, useToken } from "./api.js";
 import { directoryView } from "./directory.js";
 import { element, field, notice, replace, say } from "./dom.js";
-import { bytes, duration, time } from "./format.js";
+import { duration, time } from "./format.js";
 import { itemView, hasDrafts } from "./item.js";
 import { latest, onReport, state, watch } from "./live.js";
 import { markCurrent, showNavigation } from "./navigation.js";
@@ -42,10 +42,12 @@ async function show({ keepFocus = false } = {}) {
         else
             end?.();
     } catch (error) {
-        if (!(error instanceof Failure))
-            throw error;
         if (shown !== mine)
             return;
+        if (!(error instanceof Failure)) {
+            content.append(notice("error", `This page has failed: ${error.message}`));
+            throw error;
+        }
         mine.failed = error.isOutage;
         if (error.needsToken)
             showTokenForm();
@@ -86,11 +88,11 @@ function showHeader() {
     badge.title = state.failure?.message ?? "";
     if (status && !isOut)
         replace(document.getElementById("server"), allowed.Server, element("span", { class: "more" },
-            ` · version ${status.Server.Version} · up ${duration(status.Server.Uptime)} · ` +
-            bytes(status.Process?.ResidentBytes)));
+            ` · version ${status.Server.Version} · up ${duration(status.Server.Uptime)}`));
     const mode = document.getElementById("mode");
     mode.textContent = allowed.Write ? "may write" : "read-only";
-    mode.title = allowed.Write ? "Started with --console-write" : "Start quorva-http with --console-write to change items";
+    mode.title = allowed.Write ? "Started with --console-write"
+        : "Start quorva-http with --console-write to change items";
 }
 
 function onEveryReport() {
@@ -121,7 +123,7 @@ function showTokenForm() {
     element("h1", null, "This console needs a token"),
     element("p", null, "quorva-http prints an address with the token when it starts. Open that address, or paste it " +
         "or the token here."),
-    sessionStorage.length > 0 ? notice("error", "The token of this tab is not that of the quorva-http that runs.") : null,
+    hasToken() ? notice("error", "The token of this tab is not that of the quorva-http that runs.") : null,
     field("Token", input), element("button", { class: "primary" }, "Continue")));
     document.title = "Quorva";
     input.focus();

@@ -23,9 +23,10 @@ export function showBackup(section, directory, mayWrite) {
     const form = element("form", { class: "row", onsubmit: (event) => {
         event.preventDefault();
         begin();
-    } }, field("Target directory", target, "A path on the server's machine. It must be empty or not exist yet."), start);
+    } }, field("Target directory", target, "A path on the server's machine. It must be empty or not exist yet."),
+    start);
     section.append(element("h2", { id: "backup" }, "Backup"), status, outcome, ...(mayWrite ? [form, stop]
-        : [element("p", { class: "muted" }, "Backups can be started here when quorva-http runs with --console-write.")]));
+        : [element("p", { class: "muted" }, "It can be started here when quorva-http runs with --console-write.")]));
     let state = "";
     let wasAsked = false; // to stop
     let isOver = false;
@@ -41,7 +42,7 @@ export function showBackup(section, directory, mayWrite) {
             if (!(error instanceof Failure))
                 throw error;
             if (!isOver)
-                replace(status, element("p", { class: "muted" }, `The state of the backup is not known: ${error.message}`));
+                replace(status, element("p", { class: "muted" }, `Its state is not known: ${error.message}`));
         }
         if (!isOver)
             timer = setTimeout(look, Interval);

@@ -10,6 +10,7 @@ export const samples = []; // {time, status, rates}; rates are null for the firs
 export const state = { failure: null, since: 0, interval: Interval };
 const listeners = new Set();
 let timer = 0;
+let round = 0; // a later call of watch() replaces an earlier one
 
 /** Calls a function after each report, or failure to get one, until the function that is returned is called. */
 export function onReport(listener) {
@@ -19,6 +20,7 @@ export function onReport(listener) {
 
 /** Asks for a report, now and from then on. */
 export async function watch() {
+    const mine = ++round;
     clearTimeout(timer);
     let failure = null;
     try {
@@ -28,6 +30,8 @@ export async function watch() {
             throw error;
         failure = error;
     }
+    if (mine !== round)
+        return;
     if (Boolean(failure) !== Boolean(state.failure))
         state.since = Date.now() / 1000;
     state.failure = failure;

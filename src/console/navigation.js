@@ -37,12 +37,16 @@ export async function showNavigation(settings) {
     allowed = settings;
     known = openTables();
     const list = await directories();
+    const focused = navigation.contains(document.activeElement) ? document.activeElement.getAttribute("href") : null;
     replace(navigation,
         element("a", { class: "place", href: links.overview }, "Live"),
         element("h2", null, "Directories"),
-        list.length === 0 ? element("p", { class: "muted" }, "None is open, and none was given with --directory.") : null,
+        list.length === 0
+            ? element("p", { class: "muted" }, "None is open, and none was given with --directory.") : null,
         element("ul", { class: "directories" }, list.map(shownDirectory)));
     markCurrent();
+    if (focused !== null)
+        [...navigation.querySelectorAll("a")].find((link) => link.getAttribute("href") === focused)?.focus();
 }
 
 function shownDirectory({ name, listing, error }) {
@@ -70,7 +74,8 @@ export function markCurrent() {
 }
 
 function openTables() {
-    return JSON.stringify((latest()?.Environments ?? []).map((one) => [one.Directory, one.OpenTables]));
+    return JSON.stringify((latest()?.Environments ?? []).map((one) =>
+        [one.Directory, [...one.OpenTables ?? []].sort()]).sort());
 }
 
 onReport(() => {

@@ -58,13 +58,13 @@ function showTiles(tiles, status) {
     const tile = (name, value, more) => element("div", null, element("dt", null, name),
         element("dd", null, value, more ? element("small", null, more) : null));
     replace(tiles,
-        tile("Connections", count(connections.Open), `${count(connections.Accepted)} in all, ${count(connections.Refused)} refused`),
+        tile("Connections", count(connections.Open),
+            `${count(connections.Accepted)} in all, ${count(connections.Refused)} refused`),
         tile("Received", `${bytes(rates?.received)}/s`, `${bytes(status.Bytes?.Received)} in all`),
         tile("Sent", `${bytes(rates?.sent)}/s`, `${bytes(status.Bytes?.Sent)} in all`),
         tile("Processor", percent(rates?.processor), `${duration(process.ProcessorSeconds)} in all`),
         tile("Memory", bytes(process.ResidentBytes), `process ${server.ProcessId}`),
-        tile("Descriptors", count(process.Descriptors), `of ${count(process.DescriptorLimit)}`),
-        tile("Running for", duration(server.Uptime), `since ${time(server.StartTime)}`));
+        tile("Descriptors", count(process.Descriptors), `of ${count(process.DescriptorLimit)}`));
 }
 
 function showChoice(choice, status) {
@@ -80,7 +80,8 @@ function showChoice(choice, status) {
 
 function showPlots(plots, directory) {
     const times = samples.map((sample) => sample.time);
-    const line = (name, read) => ({ name, values: samples.map(({ rates, status }) => (rates ? read(rates, status) : NaN)) });
+    const line = (name, read) => ({
+        name, values: samples.map(({ rates, status }) => (rates ? read(rates, status) : NaN)) });
     const sum = (name, member) => line(name, (rates) => environments(rates, directory)
         .reduce((total, one) => total + one[member], 0));
     plots.requests.show(times, busiest().map((name) => line(name, (rates) => rates.operations.get(name) ?? 0)));
@@ -94,7 +95,7 @@ function showPlots(plots, directory) {
     plots.log.show(times, [sum("log", "log")]);
     plots.flushes.show(times, [sum("commits", "commits"), sum("flushes", "flushes")]);
     plots.threads.show(times, [
-        line("running", (_, { Threads: threads }) => threads.WorkersBusy + threads.PoolBusy),
+        line("running", (_, { Threads: threads }) => threads.PoolBusy),
         line("queued", (_, { Threads: threads }) => threads.PoolQueue),
         line("waiting for a flush", (_, { Threads: threads }) => threads.RepliesWaiting)]);
 }
@@ -120,8 +121,8 @@ function requestTable(status) {
         milliseconds(request.Microseconds / request.Count / 1000),
         ...[0.5, 0.99].map((share) => milliseconds(quantile(request.Latencies, status.LatencyBounds, share)))]);
     return [element("h2", null, "Requests since the start"),
-        table("Requests since the start", [{ title: "Operation" }, { title: "Outcome" }, { title: "Count", number: true },
-            { title: "Mean", number: true }, { title: "Median", number: true }, { title: "99 %", number: true }], rows)];
+        table("Requests since the start", [{ title: "Operation" }, { title: "Outcome" },
+            ...["Count", "Mean", "Median", "99 %"].map((title) => ({ title, number: true }))], rows)];
 }
 
 function slowTable(status) {
@@ -131,11 +132,11 @@ function slowTable(status) {
     if (requests.length === 0)
         return [title, element("p", { class: "muted" }, threshold > 0 ? `None took ${threshold} ms.`
             : "They are recorded when the server is started with QUORVA_SLOW_MS.")];
-    const number = (heading) => ({ title: heading, number: true });
     const rows = requests.map((one) => [time(one.Time), one.Operation, line(one.Table ?? ""), line(one.Keys ?? ""),
         ...[one.Milliseconds, one.LockMilliseconds, one.DiskMilliseconds, one.FlushMilliseconds].map(milliseconds),
         count(one.Items), count(one.Retries), one.Peer ?? ""]);
-    return [title, table("Slow requests", [{ title: "Time" }, { title: "Operation" }, { title: "Table" }, { title: "Keys" },
-        number("Total"), number("Locks"), number("Disk"), number("Flush"), number("Items"), number("Retries"),
+    return [title, table("Slow requests", [
+        ...["Time", "Operation", "Table", "Keys"].map((heading) => ({ title: heading })),
+        ...["Total", "Locks", "Disk", "Flush", "Items", "Retries"].map((heading) => ({ title: heading, number: true })),
         { title: "Client" }], rows)];
 }

@@ -1,4 +1,4 @@
-// A plot of the last minutes: lines, an axis that starts at 0, and a legend that reads out the values under the pointer.
+// A plot of the last minutes: lines, an axis that starts at 0, a legend that reads out the values under the pointer.
 
 import { drawing, element, replace } from "./dom.js";
 
@@ -12,8 +12,8 @@ const MostLines = 6;
 
 export class Plot {
     /**
-     * `format` turns a value into text. The axis ends at `least` or above, at a round number of units: `base` is 1024 for
-     * bytes, else 10.
+     * `format` turns a value into text. The axis ends at `least` or above, at a round number of units: `base` is 1024
+     * for bytes, else 10.
      */
     constructor(title, format, least = 1, base = 10) {
         this.format = format;
@@ -108,6 +108,7 @@ export class Plot {
 /** The next of 1, 2, 5, 10, 20 and so on, times the unit. */
 function roundUp(value, base) {
     const unit = base === 10 ? 1 : base ** Math.floor(Math.log(value) / Math.log(base));
-    const power = 10 ** Math.floor(Math.log10(value / unit));
-    return unit * ([1, 2, 5, 10].map((step) => step * power).find((end) => end >= value / unit * 0.999999) ?? value / unit);
+    const units = value / unit;
+    const power = 10 ** Math.floor(Math.log10(units));
+    return unit * ([1, 2, 5, 10].map((step) => step * power).find((end) => end >= units * 0.999999) ?? units);
 }

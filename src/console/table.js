@@ -47,7 +47,8 @@ function searchForm(search, keys) {
     const hash = element("input", { value: search.hash, placeholder: "all", spellcheck: "false", autocomplete: "off" });
     const operator = element("select", null, Conditions.map(({ value, text }) =>
         element("option", { value, selected: value === search.condition }, text)));
-    const [low, high] = search.operands.map((value) => element("input", { value, spellcheck: "false", autocomplete: "off" }));
+    const [low, high] = search.operands.map((value) =>
+        element("input", { value, spellcheck: "false", autocomplete: "off" }));
     const order = element("select", null, element("option", { value: "" }, "ascending"),
         element("option", { value: "1", selected: search.isDown }, "descending"));
     const lowField = field("Value", low);
@@ -72,7 +73,8 @@ function searchForm(search, keys) {
         const isScan = hash.value === "";
         const { value, operands } = conditionOf(isScan ? "" : operator.value);
         const wanted = links.table({ table: search.table, hash: hash.value, condition: value,
-            operands: [low.value, high.value].slice(0, operands), isDown: !isScan && value === "" && order.value === "1" });
+            operands: [low.value, high.value].slice(0, operands),
+            isDown: !isScan && value === "" && order.value === "1" });
         if (location.hash === wanted)
             dispatchEvent(new HashChangeEvent("hashchange")); // reads the page again
         else
@@ -80,7 +82,8 @@ function searchForm(search, keys) {
     } },
     field(line(keys.hash ?? "Hash key"), hash), field(line(keys.range ?? "Range key"), operator), lowField, highField,
     orderField, element("button", { class: "primary" }, "Show"),
-    search.hash === "" ? null : element("a", { class: "button", href: links.table({ table: search.table }) }, "All items"));
+    search.hash === "" ? null
+        : element("a", { class: "button", href: links.table({ table: search.table }) }, "All items"));
 }
 
 function pager({ search, number, next, previous, items, mayWrite }) {
@@ -92,7 +95,8 @@ function pager({ search, number, next, previous, items, mayWrite }) {
         mayWrite ? element("a", { class: "button", href: links.newItem(search.table, search.hash) }, "New item") : null,
         element("span", { class: "pages", role: "group", "aria-label": "Pages" },
             to("First", number > 1 ? links.table(search) : undefined, "first"),
-            to("Previous", number > 1 && previous !== undefined ? links.table(search, number - 1, previous) : undefined, "prev"),
+            to("Previous", number > 1 && previous !== undefined ? links.table(search, number - 1, previous) : undefined,
+                "prev"),
             to("Next", next ? links.table(search, number + 1, next) : undefined, "next")));
 }
 

@@ -57,7 +57,8 @@ class Access(ConsoleTest):
         for address in self.views().values():
             self.show(address)
         origin = self.http.page.removesuffix("/console")
-        foreign = [one for one in self.browser.addresses() if not one.startswith((origin + "/console", "about:", "data:"))]
+        foreign = [one for one in self.browser.addresses()
+                   if not one.startswith((origin + "/console", "about:", "data:"))]
         self.assertEqual(foreign, [])
         self.assertFalse([one for one in self.browser.addresses() if self.http.token in one.split("#")[0]])
         self.assertEqual(self.browser.complaints(), [])

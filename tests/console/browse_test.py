@@ -62,8 +62,9 @@ class Browse(ConsoleTest):
         self.click("Show")
         expect("123456")
         for operator, values, months in (
-                ("=", ["2012-03"], "3"), ("<", ["2012-03"], "21"), ("≤", ["2012-03"], "321"), (">", ["2012-03"], "456"),
-                ("≥", ["2012-03"], "3456"), ("between", ["2012-02", "2012-04"], "234"), ("begins with", ["2012-0"], "123456")):
+                ("=", ["2012-03"], "3"), ("<", ["2012-03"], "21"), ("≤", ["2012-03"], "321"),
+                (">", ["2012-03"], "456"), ("≥", ["2012-03"], "3456"), ("between", ["2012-02", "2012-04"], "234"),
+                ("begins with", ["2012-0"], "123456")):
             with self.subTest(operator):
                 self.choose("date", operator)
                 for label, value in zip(("Value", "And"), values):
@@ -101,8 +102,8 @@ class Browse(ConsoleTest):
 
     def test_markup_stays_text(self):
         table, connection = self.make_table(f"dir{MARKUP.replace('/', '')}", MARKUP.replace("/", ""), (MARKUP, "b<i>"))
-        item = {MARKUP: {"S": MARKUP}, "b<i>": {"S": "<u>"}, "x" + MARKUP: {"S": MARKUP}, "set": {"SS": [MARKUP, "<i>"]}}
-        self.put(connection, table, item)
+        self.put(connection, table, {MARKUP: {"S": MARKUP}, "b<i>": {"S": "<u>"}, "x" + MARKUP: {"S": MARKUP},
+                                     "set": {"SS": [MARKUP, "<i>"]}})
         self.browser.go("about:blank")
         self.browser.go(self.http.address)
         self.wait_text("<script>", "nav")
@@ -111,15 +112,17 @@ class Browse(ConsoleTest):
         self.click(MARKUP, "document.querySelector('main tbody')")
         self.wait("document.querySelector('textarea')")
         self.assertIn(quoted(MARKUP), self.value("document.querySelector('textarea').value"))
-        self.value("location.hash = '#/directory?' + new URLSearchParams({ name: " + quoted(table.rsplit("|", 1)[0]) + " })")
+        directory = table.rsplit("|", 1)[0]
+        self.value(f"location.hash = '#/directory?' + new URLSearchParams({{ name: {quoted(directory)} }})")
         self.wait_text("No backup is running.")
-        self.assertEqual(self.value("document.querySelectorAll('main img, main b, main u, main script, nav img').length"), 0)
+        self.assertEqual(self.value("document.querySelectorAll("
+                                    "'main img, main b, main u, main script, nav img').length"), 0)
         self.assertNotEqual(self.value("document.title"), "run")
 
     def test_any_text(self):
         table, connection = self.make_table("texts", "größe")
-        values = {"japanese": "日本語", "arabic": "مرحبا", "emoji": "👩‍👩‍👧 ✓", "control": "a\tb\nc\0d", "reversed": "a\u202eb",
-                  "empty": "", "number": "12345678901234567890123"}
+        values = {"japanese": "日本語", "arabic": "مرحبا", "emoji": "👩‍👩‍👧 ✓", "control": "a\tb\nc\0d",
+                  "reversed": "a\u202eb", "empty": "", "number": "12345678901234567890123"}
         item = {"customer": {"S": "Müller & Söhne?#/%"}, "date": {"S": ""}}
         self.put(connection, table, {**item, **{name: {"S": text} for name, text in values.items() if name != "number"},
                                      "number": {"N": values["number"]}, "binary": {"B": "AAEC"}})

@@ -19,7 +19,7 @@ OPTIONS = [
     "--headless=new", "--remote-debugging-pipe", "--no-first-run", "--no-default-browser-check", "--disable-sync",
     "--disable-background-networking", "--disable-component-update", "--disable-default-apps", "--disable-extensions",
     "--disable-domain-reliability", "--disable-breakpad", "--disable-dev-shm-usage", "--disable-gpu", "--mute-audio",
-    "--disable-features=Translate,OptimizationHints,MediaRouter,DialMediaRouteProvider,CertificateTransparencyComponentUpdater",
+    "--disable-features=Translate,OptimizationHints,MediaRouter,DialMediaRouteProvider",
     "--password-store=basic", "--lang=en-US", "--force-device-scale-factor=1", "--hide-scrollbars", "--no-proxy-server",
     "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1, EXCLUDE localhost",
 ]
@@ -128,7 +128,8 @@ class Chromium:
         deadline = time.monotonic() + DEADLINE
         while True:
             with contextlib.suppress(Exception):  # the page may be changing
-                value = self.evaluate(f"(async () => {{ const found = await ({expression}); return found instanceof Node || found; }})()")
+                value = self.evaluate(f"(async () => {{ const found = await ({expression}); "
+                                      "return found instanceof Node || found; })()")
                 if value:
                     return value
             if time.monotonic() > deadline:
@@ -142,7 +143,7 @@ class Chromium:
             const found = {element};
             found.scrollIntoView({{ block: "center", behavior: "instant" }});
             const box = found.getBoundingClientRect();
-            return [box.x + box.width / 2, box.y + box.height / 2];
+            return [box.x + Math.min(box.width / 2, 30), box.y + box.height / 2]; // its end may be cut off
         }})()""")
         for kind in ("mousePressed", "mouseReleased"):
             self.command("Input.dispatchMouseEvent", type=kind, x=place[0], y=place[1], button="left", clickCount=1)
@@ -175,7 +176,8 @@ class Chromium:
     # How it looks.
 
     def resize(self, width, height):
-        self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)
+        self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
+                     mobile=False)
 
     def prefer(self, scheme):
         self.command("Emulation.setEmulatedMedia", features=[

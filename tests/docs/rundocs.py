@@ -31,6 +31,7 @@ MACHINE_DEPENDENT = [
     (re.compile(r"\d+/s, p50 \d+ us, p99 \d+ us, p99.9 \d+ us, max \d+ us"), "RATE"),
     (re.compile(r"data until \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "data until TIME"),
     (re.compile(r'"Directory":"/[^"]*/build/'), '"Directory":"ABSOLUTE/build/'),
+    (re.compile(r"token=[0-9a-f]{48}"), "token=TOKEN"),
     (re.compile(r"\r\n"), "\n"),
 ]
 END_OF_OUTPUT = b"\x01"

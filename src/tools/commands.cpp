@@ -15,6 +15,7 @@
 #include "tools/requestcommand.h"
 #include "tools/restorecommand.h"
 #include "tools/scancommand.h"
+#include "tools/standbycommand.h"
 #include "tools/updatecommand.h"
 
 namespace Ctl {
@@ -37,6 +38,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<ActionCommand>(ActionCommand::Flush);
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();
+    commands.add<StandbyCommand>();
     commands.add<RequestCommand>();
     return commands;
 }

@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 16U);
+    EXPECT_EQ(commands.size(), 17U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -126,21 +126,22 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
     EXPECT_THAT(offered, UnorderedElementsAreArray(expected));
     EXPECT_THAT(completionsOf({"de"}), ElementsAre("delete", "delete-table", "describe"));
     EXPECT_THAT(completionsOf({"Put"}), ElementsAre("PutItem"));
-    EXPECT_EQ(completionsOf({"backup", ""}), Words({"start", "stop", "update"}));
-    EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("start", "stop", "update"));
+    EXPECT_EQ(completionsOf({"backup", ""}), Words({"nightly", "show", "start", "stop", "update"}));
+    EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("nightly", "show", "start", "stop", "update"));
     EXPECT_THAT(completionsOf({"call", "Ba"}), ElementsAre("BatchWriteItem"));
 }
 
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 19U);
+    ASSERT_EQ(commands.size(), 22U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
-        if (command != Words{"init"} && command != Words{"restore"}) // which need no server
+        const std::set<Words> withoutServer{{"init"}, {"restore"}, {"standby"}, {"backup", "show"}};
+        if (!withoutServer.contains(command))
             expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
@@ -155,14 +156,14 @@ TEST(Completion, KnowsWhichOptionsHaveAValue)
         for (const std::string& flag : own.flags)
             EXPECT_EQ(completionsOf(with(command, {flag, ""})), offered) << flag;
         for (const std::string& option : own.withValue) {
-            if (option != "--return" && option != "--state") {
+            if (option != "--return" && option != "--state" && option != "--to") {
                 EXPECT_THAT(completionsOf(with(command, {option, ""})), IsEmpty()) << option;
             }
             Words values(option == "--between" ? 2 : 1, "x");
             EXPECT_EQ(completionsOf(with(with(command, {option}), with(values, {""}))), offered) << option;
         }
     }
-    EXPECT_EQ(completionsOf({"--port", "=", "1", "backup", ""}), Words({"start", "stop", "update"}));
+    EXPECT_EQ(completionsOf({"--port", "=", "1", "backup", ""}), Words({"nightly", "show", "start", "stop", "update"}));
 }
 
 TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
@@ -178,6 +179,11 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"import", "T", "--state", ""}), files);
     EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
     EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"restore", "--until", "1", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"standby", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "show", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "nightly", "a", "b", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "nightly", "a", "--to", ""}), files);
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
     EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());

@@ -29,7 +29,7 @@ TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
               Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "delete-table", "flush", "backup", "restore", "call"}));
+                     "describe", "delete-table", "flush", "backup", "restore", "standby", "call"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)
@@ -37,7 +37,7 @@ TEST(Help, EveryCommandHasAnExampleOfItself)
     Words commands = commandsIn(quorvactl({"--help"}).output);
     for (const std::string& action : commandsIn(quorvactl({"backup", "--help"}).output))
         commands.push_back("backup " + action);
-    ASSERT_EQ(commands.size(), 19U);
+    ASSERT_EQ(commands.size(), 22U);
     for (const std::string& command : commands) {
         std::istringstream names(command);
         Words words{std::istream_iterator<std::string>(names), {}};
@@ -93,6 +93,12 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
         {{"backup", "start", "d|t"},
          "quorvactl backup start: DIR is required",
          "quorvactl backup start [OPTIONS] TABLE DIR"},
+        {{"backup", "nightly", "d"},
+         "quorvactl backup nightly: --to is required",
+         "quorvactl backup nightly [OPTIONS] DIRECTORY..."},
+        {{"standby", "b", "t", "--follow", "--switch"},
+         "quorvactl standby: --follow excludes --switch",
+         "quorvactl standby [OPTIONS] BACKUPDIR [TARGETDIR]"},
     };
     for (const Row& row : rows) {
         const ProgramRun run = quorvactl(row.words);

@@ -5,7 +5,7 @@ _quorvactl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local commands='put get update delete scan query import export init create-table describe delete-table flush
-        backup restore call'
+        backup restore standby call'
     local operations='BatchWriteItem CreateTable DeleteItem DeleteTable DescribeTable GetItem PutItem Query Scan
         UpdateItem UpdateTable'
     local everywhere='--host --port --timeout --help'
@@ -28,7 +28,8 @@ _quorvactl()
                 continue
                 ;;
             --host | --port | --timeout | --if | --if-absent | --return | --set | --add | --remove | --attributes | \
-                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache)
+                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache | --until | --to | \
+                --keep)
                 [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
                 ((i += 1))
                 continue
@@ -78,14 +79,27 @@ _quorvactl()
     describe) options='--json' ;;
     backup)
         case $action in
-        '') candidates='start update stop' ;;
+        '') candidates='start update stop nightly show' ;;
         start) options='--wait --stall --replace' ;;
+        nightly)
+            options='--to --keep --no-verify --replace --resume --stall'
+            files=yes
+            ;;
+        show)
+            everywhere='--help'
+            ((arguments == 0)) && files=yes
+            ;;
         esac
         [[ $action == start || $action == update ]] && ((arguments == 1)) && files=yes
         ;;
     restore)
         everywhere='--help'
-        options='--without-list'
+        options='--until --without-list'
+        ((arguments < 2)) && files=yes
+        ;;
+    standby)
+        everywhere='--help'
+        options='--follow --switch'
         ((arguments < 2)) && files=yes
         ;;
     call) ((arguments == 0)) && candidates=$operations ;;
@@ -98,7 +112,7 @@ _quorvactl()
             candidates='none old'
             [[ $command == update ]] && candidates='none old new updated-old updated-new'
             ;;
-        --state) files=yes ;;
+        --state | --to) files=yes ;;
         esac
     fi
     if [[ $word == -* && -z $onlyArguments ]]; then

@@ -54,10 +54,9 @@ RestoreCommand::RestoreCommand(CLI::App* app)
     parser()
         ->add_option("TARGETDIR", target_, "The new environment directory, which must be empty or not exist")
         ->required();
-    parser()
-        ->add_option("--until", until_,
-                     "Only what was committed up to this second: a local time such as \"2026-11-22 14:05:00\", or "
-                     "2026-11-22T14:05:00Z");
+    parser()->add_option("--until", until_,
+                         "Only what was committed up to this second: a local time such as \"2026-11-22 14:05:00\", or "
+                         "2026-11-22T14:05:00Z");
     parser()->add_flag("--without-list", withoutList_,
                        "Accept a copy without a list of its files, although some may be missing");
 }

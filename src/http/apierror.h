@@ -14,6 +14,7 @@ inline constexpr const char* UnknownOperation = "UnknownOperationException";
 inline constexpr const char* Serialization = "SerializationException";
 inline constexpr const char* RequestTooLarge = "RequestTooLargeException";
 inline constexpr const char* AccessDenied = "AccessDeniedException";
+inline constexpr const char* InvalidToken = "InvalidTokenException";
 inline constexpr const char* InvalidRequest = "InvalidRequestException";
 inline constexpr const char* ServiceUnavailable = "ServiceUnavailableException";
 } // namespace OwnErrorTypes

@@ -17,7 +17,7 @@ void ApiHandler::serve(const RequestHead& head, QByteArray&& body, std::function
     crew_->post([this, &head, body = std::move(body), done = std::move(done)]() mutable {
         Response response;
         try {
-            response = answer(head, body);
+            response = answerPacked(head, body);
         } catch (const std::bad_alloc&) {
             body.clear();
             response = ApiResponses::fault(Fault::NoMemory);
@@ -26,7 +26,7 @@ void ApiHandler::serve(const RequestHead& head, QByteArray&& body, std::function
     });
 }
 
-Response ApiHandler::answer(const RequestHead& head, const QByteArray& packed)
+Response ApiHandler::answerPacked(const RequestHead& head, const QByteArray& packed)
 {
     QByteArray body;
     switch (ContentCoding::unpack(head.header("Content-Encoding"), packed, bodyBytes_, &body)) {
@@ -37,6 +37,11 @@ Response ApiHandler::answer(const RequestHead& head, const QByteArray& packed)
     case ContentCoding::Result::Broken:
         return ApiResponses::fault(Fault::BodyBroken);
     }
+    return answer(head, body);
+}
+
+Response ApiHandler::answer(const RequestHead& head, const QByteArray& body)
+{
     const std::string_view target = head.header("X-Amz-Target");
     return ApiResponses::of(gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
 }

@@ -20,8 +20,13 @@ public:
 
     void serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done) override;
 
+protected:
+    /** Answers a request with its unpacked body, on a thread that may wait. */
+    virtual Response answer(const RequestHead& head, const QByteArray& body);
+    Gateway* gateway() const { return gateway_; }
+
 private:
-    Response answer(const RequestHead& head, const QByteArray& packed);
+    Response answerPacked(const RequestHead& head, const QByteArray& packed);
 
     const std::size_t bodyBytes_;
     Gateway* const gateway_;

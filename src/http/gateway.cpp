@@ -79,12 +79,17 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
     const Operations::Operation* const operation = operationOf(target);
     if (operation == nullptr)
         return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "There is no operation " + target);
+    return answer(*operation, body);
+}
+
+Answer Gateway::answer(const Operations::Operation& operation, const QByteArray& body)
+{
     if (!isObject(body))
         return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is no JSON object");
 
     QByteArray reply;
     QString error;
-    switch (server_.exchange(target, serversBody(*operation, body), &reply, &error)) {
+    switch (server_.exchange(operation.fullName(), serversBody(operation, body), &reply, &error)) {
     case ExchangeResult::NotSent:
         return errorAnswer(ServiceUnavailable, OwnErrorTypes::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());
@@ -98,7 +103,7 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
         break;
     }
     Answer answer;
-    if (!translateReply(*operation, reply, &answer))
+    if (!translateReply(operation, reply, &answer))
         return errorAnswer(BadGateway, ErrorTypes::InternalServerError, "The server's reply has no status");
     return answer;
 }

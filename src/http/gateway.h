@@ -11,8 +11,12 @@ class Gateway {
 public:
     explicit Gateway(const Upstream& upstream) : server_(upstream) {}
 
-    /** `target` is the value of "X-Amz-Target", empty if missing. Waits for the server's reply. */
+    /** `target` is the value of "X-Amz-Target", empty if missing: an operation of the API. Waits for the server's
+     * reply. */
     Answer answer(const QByteArray& target, const QByteArray& body);
+
+    /** The same for any operation of the server. */
+    Answer answer(const Operations::Operation& operation, const QByteArray& body);
 
 private:
     ServerPool server_;

@@ -1,6 +1,9 @@
 #include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
+#include "base/streamfile.h"
 #include "http/apihandler.h"
+#include "http/consolefiles.h"
+#include "http/consolehandler.h"
 #include "http/httprouter.h"
 #include "http/httpserver.h"
 #include "peer/allowedusers.h"
@@ -41,6 +44,12 @@ struct Options {
     int transferSeconds = 30;
     std::vector<std::string> allowedHosts;
     std::string allowedUsers;
+    std::string logFile;
+    bool hasConsole = false;
+    bool consoleWrites = false;
+    std::vector<std::string> directories;
+
+    bool servesConsole() const { return hasConsole || consoleWrites; }
 };
 
 void declare(Options* options, CLI::App* app)
@@ -80,24 +89,45 @@ void declare(Options* options, CLI::App* app)
         });
     app->add_option("--allow-users", options->allowedUsers,
                     "The users of this machine who may connect: names or numbers, separated by commas");
+    app->add_option("--log", options->logFile, "A file to append messages to, instead of standard error");
+    app->add_flag("--console", options->hasConsole, "Serve the console at /console; prints its address with its token");
+    app->add_flag("--console-write", options->consoleWrites, "The same, and it may change items and make backups");
+    app->add_option("--directory", options->directories,
+                    "A directory of tables that the console shows although it is not open; may come several times")
+        ->allow_extra_args(false);
 }
 
-sigset_t endingSignals()
+/** The signals that one thread waits for: SIGHUP reopens the log file, the others end the program. */
+sigset_t handledSignals()
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    return ending;
+    sigset_t handled;
+    sigemptyset(&handled);
+    sigaddset(&handled, SIGHUP);
+    sigaddset(&handled, SIGTERM);
+    sigaddset(&handled, SIGINT);
+    return handled;
+}
+
+/** Has messages go to the file of --log, from here on or, when it may have been renamed, again. */
+bool openLog(const std::string& file)
+{
+    const int error = file.empty() ? 0 : Base::continueIn(stderr, file.c_str());
+    if (error != 0)
+        std::fprintf(stderr, "quorva-http: cannot open the log file %s: %s\n", file.c_str(), std::strerror(error));
+    return error == 0;
 }
 
 /** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
-void endOnSignal(Http::HttpServer* server, std::latch* ended)
+void handleSignals(const std::string& logFile, Http::HttpServer* server, std::latch* ended)
 {
-    const sigset_t ending = endingSignals();
+    sigset_t handled = handledSignals();
     int signal = 0;
-    (void)sigwait(&ending, &signal); // ignored: it only fails for signals that do not exist
-    (void)pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
+    while (sigwait(&handled, &signal) == 0 && signal == SIGHUP) {
+        if (!logFile.empty() && openLog(logFile)) // otherwise it stays where it is
+            std::fputs("quorva-http: log file reopened\n", stderr);
+    }
+    sigdelset(&handled, SIGHUP);
+    (void)pthread_sigmask(SIG_UNBLOCK, &handled, nullptr);
     server->endRun();
     ended->wait();
 }
@@ -139,6 +169,16 @@ int serve(const Options& options, AllowedUsers* users)
     Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
     Http::HttpRouter router(std::move(hosts), users);
     router.add("/", {"POST"}, &api);
+    const Http::ConsoleToken token;
+    Http::ConsoleHandler console(
+        options.bodyBytes, &gateway, &crew, &token,
+        {options.host + ':' + std::to_string(options.port), options.directories, options.consoleWrites});
+    Http::ConsoleFiles consoleFiles;
+    if (options.servesConsole()) {
+        router.add("/console/api", {"POST"}, &console);
+        router.add("/console/settings", {"GET"}, &console);
+        router.addTree("/console", {"GET", "HEAD"}, &consoleFiles);
+    }
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
@@ -152,11 +192,15 @@ int serve(const Options& options, AllowedUsers* users)
         return Base::ExitFailed;
     }
     router.setPort(port);
-    std::fprintf(stderr, "quorva-http: listening on 127.0.0.1:%d for the server at %s:%d\n", port, options.host.c_str(),
-                 options.port);
+    std::string started = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
+                          options.host + ':' + std::to_string(options.port) + '\n';
+    if (options.servesConsole()) // The fragment of an address is not sent, so no proxy or log gets the token.
+        started += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
+                   "/console#token=" + token.text() + '\n';
+    std::fputs(started.c_str(), stderr);
 
     std::latch ended(1);
-    std::thread watcher(endOnSignal, &server, &ended);
+    std::thread watcher(handleSignals, options.logFile, &server, &ended);
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
@@ -176,23 +220,30 @@ int main(int argc, char** argv)
     Base::openStandardDescriptors();
     std::set_terminate(giveUp);
     // Before any thread starts, so that only the thread that waits for these signals gets them.
-    const sigset_t ending = endingSignals();
-    (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode
+    const sigset_t handled = handledSignals();
+    (void)pthread_sigmask(SIG_BLOCK, &handled, nullptr); // ignored: it only fails for an unknown mode
 
     CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
                  "quorva-http");
     app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
-    app.footer("SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
-               "Exit status:\n"
-               "  0   ended by a signal\n"
-               "  1   the port cannot be listened on, or there is not enough memory; standard error tells why\n"
-               "  64  the command line is wrong");
+    app.footer(
+        "SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
+        "SIGHUP reopens the file of --log, for a rotation that has renamed it.\n"
+        "Exit status:\n"
+        "  0   ended by a signal\n"
+        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
+        "      standard error tells why\n"
+        "  64  the command line is wrong");
     Options options;
     declare(&options, &app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
+    }
+    if (!options.directories.empty() && !options.servesConsole()) {
+        std::fputs("quorva-http: --directory is for the console, so it needs --console or --console-write\n", stderr);
+        return Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
@@ -202,5 +253,7 @@ int main(int argc, char** argv)
             return Base::ExitUsage;
         }
     }
+    if (!openLog(options.logFile))
+        return Base::ExitFailed;
     return serve(options, &users);
 }

@@ -75,6 +75,7 @@ int BDBReqHandler::finishReply(int flushed)
     if (flushed != 0) {
         request_.status = flushed;
         request_.reply = failedReply;
+        request_.message.clear();
         composeReply();
         releaseRequest();
         if (reply_.isEmpty())
@@ -160,13 +161,24 @@ void BDBReqHandler::composeReply()
         LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
     QByteArray frame = Framing::beginReply();
     Json::append(request_.reply, &frame);
-    ReplyEnvelope::of(status).appendTo(&frame);
+    appendEnvelope(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
         reply_.clear(); // it may be the one that this was to replace
         return;
     }
     reply_ = std::move(frame);
+}
+
+void BDBReqHandler::appendEnvelope(QByteArray* frame) const
+{
+    Envelope envelope = ReplyEnvelope::of(request_.status);
+    QByteArray message; // as JSON, without its quotes
+    if (envelope.message != nullptr && !request_.message.isEmpty()) {
+        message = Json::serialize(request_.message).chopped(1).sliced(1);
+        envelope.message = message.constData();
+    }
+    envelope.appendTo(frame);
 }
 
 void BDBReqHandler::setReply(QByteArray reply)

@@ -105,6 +105,7 @@ private:
     void appendBody(const char* data, unsigned len);
     int runRequest();
     void restoreRequest();
+    void appendEnvelope(QByteArray* frame) const;
     void releaseRequest();
     void countRequest() const;
 

@@ -40,7 +40,9 @@ inline constexpr Operation Scan{ApiPrefix, "Scan"};
 inline constexpr Operation UpdateItem{ApiPrefix, "UpdateItem"};
 inline constexpr Operation UpdateTable{ApiPrefix, "UpdateTable"};
 
+inline constexpr Operation Commit{OwnPrefix, "Commit"};
 inline constexpr Operation DescribeBackup{OwnPrefix, "DescribeBackup"};
+inline constexpr Operation ListTables{OwnPrefix, "ListTables"};
 inline constexpr Operation Status{OwnPrefix, "Status"};
 
 /** The operations of the API, all supported by the server; shell completion and quorva-http offer these. */

@@ -107,3 +107,20 @@ int Records::takeKeys(const KeySchema& schema, QVariant item, QByteArray* hashKe
     *stored = Json::serialize(tree);
     return StatusSuccess;
 }
+
+bool Records::storeWithoutKeys(const KeySchema& schema, const QVariant& item, QByteArray* stored)
+{
+    if (isSplit(item)) {
+        const Json::SplitObject& split = splitOf(item);
+        const Member begin = split.members.data();
+        const Member end = begin + split.members.size();
+        *stored = split.text.toByteArray();
+        return findKey(schema.hash, begin, end) == end && findKey(schema.range, begin, end) == end;
+    }
+    if (item.typeId() != QMetaType::QVariantMap)
+        return false;
+    const QVariantMap tree = item.toMap();
+    *stored = Json::serialize(tree);
+    return !tree.contains(schema.hash.value(u"AttributeName"_s).toString()) &&
+           !tree.contains(schema.range.value(u"AttributeName"_s).toString());
+}

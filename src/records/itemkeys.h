@@ -18,6 +18,12 @@ namespace Records {
 [[nodiscard]] int takeKeys(const KeySchema& schema, QVariant item, QByteArray* hashKey, QByteArray* rangeKey,
                            QByteArray* stored);
 
+/**
+ * The value that is stored for an item that is given without its key attributes. False for one that has any of them, or
+ * is not an object. Pure; any thread.
+ */
+[[nodiscard]] bool storeWithoutKeys(const KeySchema& schema, const QVariant& item, QByteArray* stored);
+
 } // namespace Records
 
 #endif

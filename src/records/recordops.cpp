@@ -12,6 +12,8 @@
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
 
+#include <utility>
+
 namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
@@ -35,6 +37,7 @@ struct LogTexts {
 
 constexpr LogTexts Put{"putDb get failed for ", " size ", " size ", LogError};
 constexpr LogTexts Delete{"deleteDb get failed for ", " size ", " size ", LogCrit};
+constexpr LogTexts Commit{"commit get failed for ", " size ", " size ", LogCrit};
 constexpr LogTexts Update{"updateDb get failed for ", " key size ", " data size ", LogCrit};
 
 int allocationFailed(int level, int line)
@@ -44,32 +47,36 @@ int allocationFailed(int level, int line)
 }
 
 /**
- * The first half of a read-modify-write: reads the record under a write lock, which serializes concurrent updates
- * instead of letting them deadlock on the upgrade. A missing record is an empty `item` with `found` false. Berkeley
- * DB's code, or StatusInternalError, each with its line.
+ * Reads the record under a write lock, which serializes concurrent updates instead of letting them deadlock on the
+ * upgrade. A missing record is 0 with `found` false. Berkeley DB's code, or StatusInternalError, each with its line.
  */
-int readForUpdate(const LogTexts& texts, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
-                  QVariantMap* item, bool* found)
+int readLocked(const LogTexts& texts, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
+               bool* found)
 {
     if (!buffers.allocateData(RecordBuffers::SmallBytes))
         return allocationFailed(texts.allocationLevel, __LINE__);
     const int rc = buffers.readGrowing([&] { return db->get(txn, buffers.key(), buffers.data(), DB_RMW); });
     if (!buffers.valid())
         return allocationFailed(texts.allocationLevel, __LINE__);
-
-    item->clear();
     *found = rc == 0;
-    if (rc == DB_NOTFOUND)
-        return 0;
-    if (rc != 0) {
-        if (rc != DB_LOCK_DEADLOCK)
-            LOG_ERROR(LogOrigin, __LINE__)
-                << texts.readFailed << key << " key ulen " << buffers.key()->get_ulen() << texts.keySize
-                << buffers.key()->get_size() << " data ulen " << buffers.data()->get_ulen() << texts.dataSize
-                << buffers.data()->get_size();
+    if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
+        LOG_ERROR(LogOrigin, __LINE__) << texts.readFailed << key << " key ulen " << buffers.key()->get_ulen()
+                                       << texts.keySize << buffers.key()->get_size() << " data ulen "
+                                       << buffers.data()->get_ulen() << texts.dataSize << buffers.data()->get_size();
+    return rc == DB_NOTFOUND ? 0 : rc;
+}
+
+/**
+ * The first half of a read-modify-write: the record as a tree. A missing one is an empty `item`. readLocked()'s
+ * results, or StatusInternalError with a line for a text that is not JSON.
+ */
+int readForUpdate(const LogTexts& texts, BDBIndex* db, BDBTxn* txn, const QByteArray& key, RecordBuffers& buffers,
+                  QVariantMap* item, bool* found)
+{
+    item->clear();
+    if (const int rc = readLocked(texts, db, txn, key, buffers, found))
         return rc;
-    }
-    if (!parseItem(buffers.dataBytes(), item)) {
+    if (*found && !parseItem(buffers.dataBytes(), item)) {
         LOG_ERROR(LogOrigin, __LINE__) << "parser failed";
         return StatusInternalError;
     }
@@ -136,6 +143,27 @@ int Records::getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, I
         LOG_ERROR(LogOrigin, __LINE__) << "parser error";
         return StatusInternalError;
     }
+    return 0;
+}
+
+int Records::getForUpdate(BDBIndex* db, const QByteArray& key, std::optional<QByteArray>* item, BDBTxn* txn)
+{
+    RecordBuffers buffers(key);
+    if (!buffers.valid())
+        return allocationFailed(Commit.allocationLevel, __LINE__);
+    bool found = false;
+    if (const int rc = readLocked(Commit, db, txn, key, buffers, &found))
+        return rc;
+    if (!found) {
+        item->reset();
+        return 0;
+    }
+    QByteArray text;
+    if (!ItemFormatter().append(buffers.dataBytes(), &text)) {
+        LOG_ERROR(LogOrigin, __LINE__) << "parser failed";
+        return StatusInternalError;
+    }
+    *item = std::move(text);
     return 0;
 }
 

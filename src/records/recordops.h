@@ -4,6 +4,8 @@
 #include <QByteArray>
 #include <QVariantMap>
 
+#include <optional>
+
 class TxnScope;
 class BDBIndex;
 class BDBTxn;
@@ -24,6 +26,12 @@ namespace Records {
 /** Reads a record and appends the item's JSON to `item` as `format` makes it. On failure `item` is unchanged. */
 [[nodiscard]] int getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, ItemFormatter* format,
                         QByteArray* item);
+
+/**
+ * Reads a record under a write lock, which nobody else gets until the transaction ends. `item` is set to the item's
+ * JSON as getDb returns it without its key attributes, unset if there is none, and unchanged on failure.
+ */
+[[nodiscard]] int getForUpdate(BDBIndex* db, const QByteArray& key, std::optional<QByteArray>* item, BDBTxn* txn);
 
 /**
  * Writes `item`, the JSON of an item without its key attributes, under the conditions of `expected`. `oldItem` receives

@@ -35,13 +35,6 @@ std::shared_ptr<const TableDescription> keptDescription(BDBIndex* meta, std::opt
     return stamp ? std::static_pointer_cast<const TableDescription>(meta->derived().get(*stamp)) : nullptr;
 }
 
-QVariantMap parseDescription(const QByteArray& text)
-{
-    QVariant value;
-    (void)Json::parse(text, &value); // cannot fail: it was validated when it was read
-    return value.toMap();
-}
-
 /** Copies a key element of the key schema; 0 when it names an attribute of type "S", else 2. */
 int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* element)
 {
@@ -59,6 +52,24 @@ int takeElement(const QVariantMap& keySchema, const char* name, QVariantMap* ele
 QByteArray Records::schemaRecordKey()
 {
     return recordKey(SchemaHashKey, QByteArray());
+}
+
+QVariantMap Records::parseDescription(const QByteArray& text)
+{
+    QVariant value;
+    return Json::parse(text, &value) ? value.toMap() : QVariantMap();
+}
+
+int Records::readDescription(TableContext& table, BDBIndex* meta, QVariantMap* description)
+{
+    ItemFormatter format;
+    QByteArray text;
+    const int rc =
+        Deadlocks::retry([&] { return getDb(table.transactions(), meta, schemaRecordKey(), &format, &text); },
+                         [](int) { LOG_WARN << "loadSchema Got deadlock"; });
+    if (rc == 0)
+        *description = parseDescription(text);
+    return rc;
 }
 
 int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly)
@@ -83,17 +94,13 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
         return StatusSuccess;
     }
 
-    ItemFormatter format;
-    QByteArray text;
-    int rc = Deadlocks::retry([&] { return getDb(table.transactions(), db, schemaRecordKey(), &format, &text); },
-                              [](int) { LOG_WARN << "loadSchema Got deadlock"; });
-    if (rc != 0) {
+    TableDescription read;
+    if (int rc = readDescription(table, db, &read.members)) {
         if (rc == DB_NOTFOUND)
             rc = StatusNotFound;
         LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
         return rc;
     }
-    TableDescription read{parseDescription(text), {}};
     const QVariantMap keySchema = read.members.value(u"KeySchema"_s).toMap();
     const int rc1 = takeElement(keySchema, "HashKeyElement", &read.keys.hash);
     const int rc2 = takeElement(keySchema, "RangeKeyElement", &read.keys.range);

@@ -21,6 +21,15 @@ QByteArray schemaRecordKey();
  */
 [[nodiscard]] int loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly);
 
+/** The members of a description's record; none if it is not JSON. */
+QVariantMap parseDescription(const QByteArray& text);
+
+/**
+ * Reads the description from `meta`, the open database of a table's description in the current environment, whatever
+ * its key schema is. 0, DB_NOTFOUND when there is none, or getDb's result.
+ */
+[[nodiscard]] int readDescription(TableContext& table, BDBIndex* meta, QVariantMap* description);
+
 } // namespace Records
 
 #endif

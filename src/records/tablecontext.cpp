@@ -37,10 +37,26 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
                    Registry::openEnv(registry_, names.key, &found, environmentCapacity_, create, names.directory)) {
         return rc;
     }
-    environment_ = std::move(found);
+    enter(std::move(found), names);
+    return 0;
+}
+
+void TableContext::enter(EnvironmentUse environment, const Names& names)
+{
+    environment_ = std::move(environment);
     directory_ = names.directory;
     connection_->setEnv(env());
-    return 0;
+}
+
+bool TableContext::joinIfOpen(const QByteArray& tableName)
+{
+    const Names& names = namesOf(tableName);
+    (void)leave();
+    EnvironmentUse found;
+    if (!Registry::findSettledEnv(registry_, names.key, &found))
+        return false;
+    enter(std::move(found), names);
+    return true;
 }
 
 int TableContext::openTable(const QByteArray& tableName)

@@ -48,6 +48,12 @@ public:
     [[nodiscard]] int envLookup(const QByteArray& tableName, int create);
 
     /**
+     * Makes the environment of `tableName` the current one if it is open, as envLookup does, or leaves none. Waits
+     * while it is being opened or closed, and opens nothing.
+     */
+    [[nodiscard]] bool joinIfOpen(const QByteArray& tableName);
+
+    /**
      * Begins every operation on a table: envLookup with `create`, then acquires the environment's access lock shared,
      * until leave(). 0, the look-up's code, or StatusNotFound while the environment is being deleted.
      */
@@ -99,6 +105,7 @@ private:
     static constexpr qsizetype UsualNameBytes = 512; // an idle connection keeps no longer name
 
     const Names& namesOf(const QByteArray& tableName);
+    void enter(EnvironmentUse environment, const Names& names);
     template <typename Open>
     int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
 

@@ -15,6 +15,7 @@ void BDBRequest::reset()
     body = QByteArray();
     parsedBody = QVariantMap();
     reply = QVariantMap();
+    message = QString();
     failedReply = QVariantMap();
     table.reset();
     environment.reset();

@@ -43,6 +43,7 @@ struct BDBRequest {
     QByteArray body;                             // the JSON text
     QVariantMap parsedBody;
     QVariantMap reply;
+    QString message;         // of a reply that is an error, in place of the usual one of its status; empty: that one
     QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable
 
     TableContext table;

@@ -6,7 +6,9 @@
 #include "request/adminops.h"
 #include "request/batchwrite.h"
 #include "request/bdbrequest.h"
+#include "request/commit.h"
 #include "request/itemops.h"
+#include "request/listtables.h"
 #include "request/scanquery.h"
 #include "request/status.h"
 #include "request/tableops.h"
@@ -36,6 +38,7 @@ struct Handler {
 
 constexpr const char* ItemOfPut[] = {"Item"};
 constexpr const char* ItemOfBatch[] = {"RequestItems", nullptr, nullptr, "PutRequest", "Item"};
+constexpr const char* ItemOfCommit[] = {"Entries", nullptr, "Put"};
 
 constexpr Handler Handlers[] = {
     {Operations::Query, Requests::queryTable, Short},
@@ -49,7 +52,9 @@ constexpr Handler Handlers[] = {
     {Operations::CreateTable, Requests::createTable, Long},
     {Operations::DeleteTable, Requests::deleteTable, Long},
     {Operations::Scan, Requests::scanTable, Long},
+    {Operations::Commit, Requests::commit, Short, ItemOfCommit},
     {Operations::DescribeBackup, Requests::describeBackup, Short},
+    {Operations::ListTables, Requests::listTables, Long},
     {Operations::Status, Requests::status, Apart},
 };
 static_assert(std::size(Handlers) <= BDBRequest::UnknownOperation);

@@ -122,6 +122,25 @@ bool Registry::findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse
     return findRegistered(registry, key, env);
 }
 
+bool Registry::findSettledEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env)
+{
+    env->reset();
+    QMutexLocker locker(&registry->mutex());
+    for (;;) {
+        if (findRegistered(registry, key, env))
+            return true;
+        const QString canonical = RegistryKeys::canonical(key);
+        const bool closing = ClosingEnvironments::instance().contains(canonical);
+        const auto opening = closing ? nullptr : OpeningEnvironments::instance().find(canonical);
+        locker.unlock();
+        if (closing)
+            ClosingEnvironments::instance().waitFor(canonical);
+        else if (!opening || OpeningEnvironments::instance().waitFor(opening) != 0)
+            return false;
+        locker.relock();
+    }
+}
+
 int Registry::registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key)
 {
     const auto access = std::make_shared<AccessLock>(); // first: an environment in the registry must have one

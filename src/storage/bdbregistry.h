@@ -36,6 +36,12 @@ namespace Registry {
 /** Finds the environment named `key` if it is open; never waits. True: `env` is a use of it, as from openEnv. */
 [[nodiscard]] bool findEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env);
 
+/**
+ * The same, but waits while the environment is being opened or closed: false means that the files on disk are complete
+ * as they are. `env` is released before any wait.
+ */
+[[nodiscard]] bool findSettledEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env);
+
 /** Registers `env` with a new access lock. Its descriptor, or -1 when the registry is full. The caller holds the mutex.
  */
 [[nodiscard]] int registerEnv(BDBObjTable* registry, BDBEnv* env, const QString& key);

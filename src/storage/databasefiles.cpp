@@ -6,10 +6,12 @@
 #include "format/berkeleydbnames.h"
 #include "storage/bdbenv.h"
 #include "storage/databasefile.h"
+#include "storage/environmentconfig.h"
 #include "storage/environmentfiles.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -48,31 +50,65 @@ std::vector<fs::path> canonicalPaths(const std::vector<fs::path>& directories)
     return paths;
 }
 
+/** What a walk does with what it cannot read, and where it ends. */
+struct WalkRules {
+    int* unreadable = nullptr;   // counts it; null: it ends the walk
+    std::size_t most = SIZE_MAX; // entries to look at; more end the walk with E2BIG
+};
+
+bool isOutOfDescriptors(int error)
+{
+    return error == EMFILE || error == ENFILE;
+}
+
 /** Walks one of the data directories; all of them are given, with their canonical paths. */
 class DirectoryWalk {
 public:
-    DirectoryWalk(const std::vector<fs::path>& all, ByName* files)
-        : all_(all), files_(*files), entered_(all.begin(), all.end())
+    DirectoryWalk(const std::vector<fs::path>& all, const WalkRules& rules, ByName* files)
+        : all_(all), rules_(rules), files_(*files), entered_(all.begin(), all.end())
     {}
 
-    int through(const fs::path& directory, const std::string& prefix)
+    int through(const fs::path& directory)
+    {
+        // A list, not recursion: each level would keep a descriptor open, and links may lead a thousand levels deep.
+        waiting_.push_back({directory, {}});
+        while (!waiting_.empty()) {
+            const Waiting next = std::move(waiting_.back());
+            waiting_.pop_back();
+            if (const int rc = throughOne(next))
+                return rc;
+        }
+        return 0;
+    }
+
+private:
+    struct Waiting {
+        fs::path directory;
+        std::string prefix; // of the names of its files
+    };
+
+    int throughOne(const Waiting& from)
     {
         int visited = 0;
-        const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
+        const int rc = Base::forEachEntry(from.directory, [&](const fs::directory_entry& entry) {
             const std::string name = entry.path().filename().string();
             const bool isTable = !BerkeleyDbNames::isInternal(name) && name != BackupNames::LogDirectory;
-            visited = isTable ? visit(entry, prefix + name) : 0; // else Berkeley DB's own, or being created
+            if (++looked_ > rules_.most)
+                visited = E2BIG;
+            else if (isTable) // else Berkeley DB's own, or being created
+                visited = visit(entry, from.prefix + name);
             return visited;
         });
         if (visited != 0)
             return visited;
-        // A directory without search permission, such as a file system's "lost+found", holds no table of ours.
-        if (rc == EACCES && ::access(directory.c_str(), X_OK) != 0)
+        if (rc == 0 || rc == ENOENT)
             return 0;
-        return rc == ENOENT ? 0 : rc;
+        // A directory without search permission, such as a file system's "lost+found", holds no table of ours.
+        if (rules_.unreadable == nullptr && rc == EACCES && ::access(from.directory.c_str(), X_OK) != 0)
+            return 0;
+        return orCounted(rc);
     }
 
-private:
     int visit(const fs::directory_entry& entry, const std::string& name)
     {
         std::error_code vanished;
@@ -82,17 +118,28 @@ private:
                 return 0;
             bool ownLog = false;
             if (const int rc = EnvironmentFiles::findLog(entry.path(), &ownLog))
-                return rc;
-            return ownLog || !enter(entry.path()) ? 0 : through(entry.path(), name + '/');
+                return orCounted(rc);
+            if (!ownLog && enter(entry.path()))
+                waiting_.push_back({entry.path(), name + '/'});
+            return 0;
         }
         std::optional<DatabasePage::Start> start;
         if (entry.is_regular_file(vanished)) {
             const int rc = DatabaseFile::readStart(entry.path(), &start);
             if (rc != 0 && rc != ENOENT)
-                return rc;
+                return orCounted(rc);
         }
         if (start)
             files_.emplace(name, entry.path());
+        return 0;
+    }
+
+    /** 0 for what the walk only counts. */
+    int orCounted(int rc)
+    {
+        if (rules_.unreadable == nullptr || isOutOfDescriptors(rc))
+            return rc;
+        ++*rules_.unreadable;
         return 0;
     }
 
@@ -104,9 +151,24 @@ private:
     }
 
     const std::vector<fs::path>& all_;
+    const WalkRules rules_;
     ByName& files_;
     std::set<fs::path> entered_; // initially all data directories, which are not entered from one another
+    std::vector<Waiting> waiting_;
+    std::size_t looked_ = 0;
 };
+
+/** A name that exists in several directories denotes the file in the first, also when it is copied by name. */
+int findIn(const std::vector<fs::path>& directories, const WalkRules& rules, ByName* files)
+{
+    const std::vector<fs::path> all = canonicalPaths(directories);
+    for (const fs::path& directory : directories) {
+        DirectoryWalk walk(all, rules, files);
+        if (const int rc = walk.through(directory))
+            return rc;
+    }
+    return 0;
+}
 
 } // namespace
 
@@ -130,14 +192,18 @@ int find(BDBEnv* env, ByName* files)
     std::vector<fs::path> directories;
     if (const int rc = findDirectories(env, &directories))
         return rc;
-    // A name that exists in several directories denotes the file in the first, also when it is copied by name.
-    const std::vector<fs::path> all = canonicalPaths(directories);
-    for (const fs::path& directory : directories) {
-        DirectoryWalk walk(all, files);
-        if (const int rc = walk.through(directory, {}))
-            return rc;
-    }
-    return 0;
+    return findIn(directories, {}, files);
+}
+
+int findUnopened(const fs::path& home, std::size_t most, ByName* files, int* unreadable)
+{
+    *unreadable = 0;
+    std::error_code error;
+    if (const fs::directory_iterator readable(home, error); error)
+        return error.value();
+    EnvironmentConfig config;
+    (void)EnvironmentConfig::read(home, &config); // with a bad one it cannot be opened; all files count as in its home
+    return findIn(config.dataDirectories, {unreadable, most}, files);
 }
 
 int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)

@@ -1,6 +1,7 @@
 #ifndef QUORVA_STORAGE_DATABASEFILES_H
 #define QUORVA_STORAGE_DATABASEFILES_H
 
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -24,6 +25,13 @@ using ByName = std::map<std::string, std::filesystem::path>;
  * Berkeley DB code if something cannot be read, with `files` filled in part.
  */
 [[nodiscard]] int find(BDBEnv* env, ByName* files);
+
+/**
+ * The same for the directory `home` of an environment that need not be open: no file is created or locked. Only counts
+ * what cannot be read. 0 or an errno value: ENOTDIR, or another one if `home` itself cannot be read; EMFILE or ENFILE
+ * for want of descriptors; E2BIG after `most` entries of a directory, as links may lead anywhere.
+ */
+[[nodiscard]] int findUnopened(const std::filesystem::path& home, std::size_t most, ByName* files, int* unreadable);
 
 /**
  * `*isSecond`: the database name `file` leads through a link to a directory of the same environment. A file there also

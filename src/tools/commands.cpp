@@ -8,6 +8,7 @@
 #include "tools/describecommand.h"
 #include "tools/exportcommand.h"
 #include "tools/getcommand.h"
+#include "tools/helpcommand.h"
 #include "tools/importcommand.h"
 #include "tools/initcommand.h"
 #include "tools/putcommand.h"
@@ -40,6 +41,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<RestoreCommand>();
     commands.add<StandbyCommand>();
     commands.add<RequestCommand>();
+    commands.add<HelpCommand>();
     return commands;
 }
 

@@ -34,6 +34,7 @@ MACHINE_DEPENDENT = [
     (re.compile(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "TIME"),
     (re.compile(r"\b\d{4}-\d\d-\d\dT\d{6}Z"), "COPY"),
     (re.compile(r"\b\d+\.\d [kM]B\b"), "SIZE"),
+    (re.compile(r'"Directory":"/[^"]*/build/'), '"Directory":"ABSOLUTE/build/'),
     (re.compile(r"\r\n"), "\n"),
 ]
 END_OF_OUTPUT = b"\x01"

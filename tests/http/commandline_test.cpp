@@ -45,9 +45,9 @@ TEST(HttpCommandLine, HelpNamesEveryOption)
 {
     const ProgramRun run = quorvaHttp({"--help"});
     EXPECT_EQ(run.status, 0);
-    for (const char* option :
-         {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads", "--max-body",
-          "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users", "--version", "Exit status:"})
+    for (const char* option : {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads",
+                               "--max-body", "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users",
+                               "--log", "--console", "--console-write", "--directory", "--version", "Exit status:"})
         EXPECT_THAT(run.output, HasSubstr(option));
     EXPECT_THAT(run.error, IsEmpty());
 }

@@ -22,7 +22,9 @@ TEST(OperationName, NameWithADotStaysAsItIs)
 TEST(Operation, IsNamedByItsFullNameOnly)
 {
     EXPECT_EQ(Operations::PutItem.fullName(), "DynamoDB_20111205.PutItem");
+    EXPECT_EQ(Operations::Commit.fullName(), "Quorva_1.Commit");
     EXPECT_EQ(Operations::DescribeBackup.fullName(), "Quorva_1.DescribeBackup");
+    EXPECT_EQ(Operations::ListTables.fullName(), "Quorva_1.ListTables");
     EXPECT_TRUE(Operations::PutItem.isNamed("DynamoDB_20111205.PutItem"));
     for (const char* other :
          {"PutItem", "DynamoDB_20111205.putItem", "dynamodb_20111205.PutItem", "DynamoDB_20120810.PutItem",

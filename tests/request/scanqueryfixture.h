@@ -30,6 +30,14 @@ inline QString hashIn(int partition, int n = 0)
     }
 }
 
+/** The name of a partition's file. */
+inline std::string dataFile(int partition, const std::string& table = "t")
+{
+    char name[16];
+    std::snprintf(name, sizeof name, "_%02x.db", static_cast<unsigned>(partition));
+    return table + name;
+}
+
 /** An item as a client writes it, and as Scan and Query return it. */
 inline QVariantMap itemOf(const QString& hash, const QString& range, const QVariantMap& attributes = {})
 {
@@ -158,13 +166,6 @@ protected:
         }
         return names;
     }
-    static std::string dataFile(int partition, const std::string& table = "t")
-    {
-        char name[16];
-        std::snprintf(name, sizeof name, "_%02x.db", static_cast<unsigned>(partition));
-        return table + name;
-    }
-
     /**
      * Makes a DeleteTable of `tableName()` wait forever: a batch whose second table is in another environment never
      * releases its hold on the first one. Returns the connection that waits for the reply, which never comes.

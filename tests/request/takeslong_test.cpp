@@ -35,6 +35,7 @@ protected:
             {"PutItem", body({{"Item", itemOf("h", "1")}})},
             {"Query", body({{"HashKeyValue", textValue("h")}})},
             {"BatchWriteItem", batchOf({putEntry(itemOf("h", "2")), deleteEntry("h", "1")})},
+            {"Quorva_1.Commit", {{"Entries", QVariantList{keyed({{"Delete", true}})}}}},
         };
     }
 

@@ -1,0 +1,102 @@
+// The backup of a directory: started, watched, stopped.
+
+import { call, Failure } from "./api.js";
+import { ask, element, field, notice, replace, say } from "./dom.js";
+import { line, time } from "./format.js";
+
+const Interval = 1000; // milliseconds
+const Words = {
+    none: "No backup is running.",
+    copying: "A full copy is being made.",
+    shipping: "The copy is complete. Log files are shipped to it as they fill up.",
+    stopping: "The backup is ending.",
+};
+
+/** Shows the state until the function that is returned is called. */
+export function showBackup(section, directory, mayWrite) {
+    const TableName = `${directory}|`; // the operations look at the directory alone
+    const status = element("div", { role: "status" });
+    const outcome = element("div");
+    const target = element("input", { required: true, spellcheck: "false", autocomplete: "off" });
+    const start = element("button", { class: "primary" }, "Start a backup");
+    const stop = element("button", { type: "button", onclick: () => end() }, "Stop the backup …");
+    const form = element("form", { class: "row", onsubmit: (event) => {
+        event.preventDefault();
+        begin();
+    } }, field("Target directory", target, "A path on the server's machine. It must be empty or not exist yet."), start);
+    section.append(element("h2", { id: "backup" }, "Backup"), status, outcome, ...(mayWrite ? [form, stop]
+        : [element("p", { class: "muted" }, "Backups can be started here when quorva-http runs with --console-write.")]));
+    let state = "";
+    let wasAsked = false; // to stop
+    let isOver = false;
+    let timer = 0;
+
+    async function look() {
+        clearTimeout(timer);
+        try {
+            const { Backup: backup } = await call("DescribeBackup", { TableName });
+            if (!isOver)
+                show(backup);
+        } catch (error) {
+            if (!(error instanceof Failure))
+                throw error;
+            if (!isOver)
+                replace(status, element("p", { class: "muted" }, `The state of the backup is not known: ${error.message}`));
+        }
+        if (!isOver)
+            timer = setTimeout(look, Interval);
+    }
+
+    function show(backup) {
+        const before = state;
+        state = backup.State;
+        replace(status,
+            element("p", null, element("span", { class: `dot ${state}` }), Words[state] ?? state),
+            backup.Target || backup.Since ? element("dl", { class: "facts" },
+                backup.Target ? [element("dt", null, "Target"), element("dd", null, line(backup.Target, 300))] : null,
+                backup.Since ? [element("dt", null, "Since"), element("dd", null, time(backup.Since))] : null,
+                backup.Until ? [element("dt", null, "Until"), element("dd", null, time(backup.Until))] : null) : null);
+        form.hidden = state !== "none";
+        stop.hidden = state === "none" || state === "stopping";
+        if (before === "copying" && state === "none" && !wasAsked)
+            replace(outcome, notice("error", "The backup has failed. The server's log says why."));
+        if (before === "copying" && state === "shipping")
+            replace(outcome, notice("done", "The copy is complete."));
+        if (before !== "" && before !== state && state === "none" && wasAsked)
+            replace(outcome, notice("done", "The backup has ended."));
+    }
+
+    async function act(action, value) {
+        try {
+            await call("UpdateTable", { TableName, ProvisionedThroughput: { [action]: value } });
+            await look();
+        } catch (error) {
+            if (!(error instanceof Failure))
+                throw error;
+            replace(outcome, notice("error", error.type === "ConditionalCheckFailedException"
+                ? "Another backup of this directory is running." : error.message));
+        }
+    }
+
+    async function begin() {
+        replace(outcome);
+        wasAsked = false;
+        state = "copying"; // it may be over before the first look
+        await act("DbBackup", target.value);
+        say("The backup has been started.");
+    }
+
+    async function end() {
+        if (!await ask("Stop the backup?", element("p", null,
+            "A copy that is not complete cannot be restored. One that is complete stays as it is."), "Stop the backup"))
+            return;
+        wasAsked = true;
+        await act("StopDbBackup", true);
+    }
+
+    look();
+    return () => {
+        isOver = true;
+        clearTimeout(timer);
+    };
+}

@@ -29,6 +29,11 @@ foreach(program ${programs})
     endif()
 endforeach()
 install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT server)
+install(FILES
+    packaging/systemd/quorva-backup.service
+    packaging/systemd/quorva-backup.timer
+    packaging/systemd/quorva-backup-resume.service
+    DESTINATION lib/systemd/system COMPONENT server)
 
 set(changes "${PROJECT_BINARY_DIR}/packaging/changelog.gz")
 compress("${PROJECT_SOURCE_DIR}/packaging/debian/changelog" "${changes}")

@@ -14,6 +14,10 @@ constexpr std::size_t OutcomeOffset = 16;
 constexpr std::uint32_t Committed = 1;
 constexpr std::size_t TimeOffset = 20; // seconds since 1970
 
+// A checkpoint has the position from which to recover at the place of the outcome.
+constexpr std::uint32_t Checkpoint = 11;
+constexpr std::size_t StartOffset = 16;
+
 std::uint32_t numberAt(std::string_view record, std::size_t offset)
 {
     std::uint32_t number = 0;
@@ -34,6 +38,13 @@ std::optional<std::time_t> commitTime(std::string_view record)
         numberAt(record, OutcomeOffset) != Committed)
         return std::nullopt;
     return static_cast<std::time_t>(numberAt(record, TimeOffset));
+}
+
+std::optional<std::uint32_t> checkpointStart(std::string_view record)
+{
+    if (record.size() < StartOffset + 2 * sizeof(std::uint32_t) || numberAt(record, 0) != Checkpoint)
+        return std::nullopt;
+    return numberAt(record, StartOffset);
 }
 
 } // namespace LogRecords

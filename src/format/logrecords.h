@@ -43,6 +43,15 @@ bool isLogFile(const FileHeader& header);
 /** The time of the commit, if the record, passed without its header, is that of a commit. */
 std::optional<std::time_t> commitTime(std::string_view record);
 
+/**
+ * The number of the log file at which a recovery from a checkpoint begins, if the record is that of a checkpoint: older
+ * files hold nothing of a transaction that was active then.
+ */
+std::optional<std::uint32_t> checkpointStart(std::string_view record);
+
+/** How many bytes of a record, without its header, these functions look at. */
+inline constexpr std::size_t LookedAt = 24;
+
 } // namespace LogRecords
 
 #endif

@@ -1,6 +1,8 @@
 #include "tools/backupcommand.h"
 
 #include "tools/actioncommand.h"
+#include "tools/backupnightlycommand.h"
+#include "tools/backupshowcommand.h"
 #include "tools/backupstartcommand.h"
 #include "tools/backupupdatecommand.h"
 
@@ -16,6 +18,8 @@ BackupCommand::BackupCommand(CLI::App* app)
     actions_.add<BackupStartCommand>();
     actions_.add<BackupUpdateCommand>();
     actions_.add<ActionCommand>(ActionCommand::StopBackup);
+    actions_.add<BackupNightlyCommand>();
+    actions_.add<BackupShowCommand>();
     parser()->require_subcommand(1);
 }
 

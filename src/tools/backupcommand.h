@@ -5,7 +5,7 @@
 
 namespace Ctl {
 
-/** "backup start|update|stop": hot backup of the environment that contains a table. */
+/** "backup start|update|stop|nightly|show": hot backup of the environment that contains a table. */
 class BackupCommand : public Command {
 public:
     explicit BackupCommand(CLI::App* app);

@@ -4,6 +4,9 @@
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
+#include "tools/backuplogs.h"
+#include "tools/filecopy.h"
+#include "tools/messages.h"
 
 #include <optional>
 #include <system_error>
@@ -14,13 +17,6 @@ namespace fs = std::filesystem;
 namespace Ctl {
 
 namespace {
-
-std::uintmax_t sizeOf(const fs::path& file)
-{
-    std::error_code error;
-    const auto size = fs::file_size(file, error);
-    return error ? 0 : size;
-}
 
 /**
  * Chooses between several copies of a log file. A shipped one is complete, while the full copy may contain only its
@@ -78,12 +74,9 @@ void addShippedLogs(const fs::path& directory, std::uint32_t first, BackupFiles*
 std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::path> found, BackupFiles* files,
                            std::uint32_t* firstLog)
 {
-    std::string text;
-    (void)Base::readFile(directory / BackupNames::ListFile, &text); // ignored: a truncated list is refused
     BackupList list;
-    std::string error;
-    if (!BackupList::read(text, &list, &error))
-        return (directory / BackupNames::ListFile).string() + ' ' + error;
+    if (std::string error = readList(directory, &list); !error.empty())
+        return error;
     for (const auto& [name, listed] : list.files) {
         const auto entry = found.find(name);
         if (entry == found.end())
@@ -97,6 +90,7 @@ std::string addListedFiles(const fs::path& directory, std::map<std::string, fs::
     for (const auto& [name, path] : found)
         files->leftOut.emplace(name, "it is not in the copy's list of files");
     *firstLog = list.firstLog;
+    files->list = std::move(list);
     return {};
 }
 
@@ -112,7 +106,45 @@ std::optional<std::uint32_t> missingLog(const BackupFiles& files)
     return std::nullopt;
 }
 
+/** Adds those log files of later copies that the backup lacks, or has less of. Returns 0 or an errno value. */
+int addLaterLogs(const std::vector<fs::path>& copies, std::uint32_t first, BackupFiles* files)
+{
+    std::map<std::uint32_t, fs::path> logs;
+    for (const auto& [number, file] : files->logs)
+        logs.emplace(number, file.path);
+    for (const fs::path& copy : copies) {
+        if (const int rc = addLogsOf(copy, &logs))
+            return rc;
+    }
+    for (const auto& [number, path] : logs) {
+        if (number >= first)
+            files->logs[number].path = path;
+    }
+    return 0;
+}
+
 } // namespace
+
+std::string copyBackupFile(const BackupFile& file, const fs::path& backup, const fs::path& to)
+{
+    std::error_code failure;
+    fs::create_directories(to.parent_path(), failure);
+    LeadingChecksum leading(file.listed ? file.listed->size : 0);
+    if (const int error = failure ? failure.value() : copyFile(file.path, to, &leading))
+        return withReason("cannot copy " + file.path.string(), error);
+    if (file.listed && !leading.is(file.listed->checksum))
+        return backup.string() + ": " + file.path.lexically_relative(backup).string() +
+               " is damaged: its checksum does not match";
+    return {};
+}
+
+std::string readList(const fs::path& copy, BackupList* list)
+{
+    std::string text;
+    (void)Base::readFile(copy / BackupNames::ListFile, &text); // ignored: a truncated list is refused
+    std::string error;
+    return BackupList::read(text, list, &error) ? std::string() : (copy / BackupNames::ListFile).string() + ' ' + error;
+}
 
 bool isUnfinished(const fs::path& directory, std::string* error)
 {
@@ -127,8 +159,9 @@ bool isUnfinished(const fs::path& directory, std::string* error)
     return false;
 }
 
-bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* files, std::string* error)
+bool readBackup(const BackupParts& backup, UnlistedCopy unlisted, BackupFiles* files, std::string* error)
 {
+    const fs::path& directory = backup.copy;
     std::error_code failure;
     if (!fs::is_directory(directory, failure)) {
         *error = failure && failure != std::errc::no_such_file_or_directory && failure != std::errc::not_a_directory
@@ -159,7 +192,7 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
             addFile(name, {path, std::nullopt}, files);
     }
     const bool copyHasLogs = !files->logs.empty();
-    if (!failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
+    if (backup.withShippedLogs && !failure && fs::is_directory(directory / BackupNames::LogDirectory, failure))
         addShippedLogs(directory / BackupNames::LogDirectory, firstLog, files, failure);
     if (failure && failure != std::errc::no_such_file_or_directory) {
         *error = "cannot read " + directory.string() + ": " + failure.message();
@@ -173,6 +206,10 @@ bool readBackup(const fs::path& directory, UnlistedCopy unlisted, BackupFiles* f
     if (files->databases.empty() ? files->logs.begin()->first != 1 : !copyHasLogs) {
         *error = directory.string() + " is not a backup: " +
                  (copyHasLogs ? "it contains no database files" : "it contains only log files shipped after a copy");
+        return false;
+    }
+    if (const int rc = addLaterLogs(backup.later, firstLog, files)) {
+        *error = "cannot read the log files of later copies: " + std::generic_category().message(rc);
         return false;
     }
     if (const auto missing = missingLog(*files)) {

@@ -8,8 +8,21 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Ctl {
+
+/** Which parts of a backup to use. */
+struct BackupParts {
+    explicit BackupParts(std::filesystem::path directory) : copy(std::move(directory)) {}
+
+    std::filesystem::path copy; // the directory of a full copy
+    /** Those of later copies of the same environment, whose log files follow on; the oldest first. */
+    std::vector<std::filesystem::path> later;
+    /** False: only the full copy, without the log files that were shipped after it. */
+    bool withShippedLogs = true;
+};
 
 /** A file of a backup. */
 struct BackupFile {
@@ -26,6 +39,7 @@ struct BackupFiles {
     std::map<std::string, BackupFile> databases; // by name, which may contain directories
     std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each that the copy needs
     std::map<std::string, std::string> leftOut;  // names of files that are not part of the copy, and why
+    std::optional<BackupList> list;              // without one, nothing shows where the copy's log ended
 };
 
 /** How to treat a copy without a list of its files: it cannot be checked for missing ones. */
@@ -37,11 +51,22 @@ enum class UnlistedCopy { Refused, Accepted };
 [[nodiscard]] bool isUnfinished(const std::filesystem::path& directory, std::string* error);
 
 /**
+ * Copies a file of a backup, making the directories that its new name needs, and checks it against the list. Returns an
+ * empty string or an error message.
+ */
+[[nodiscard]] std::string copyBackupFile(const BackupFile& file, const std::filesystem::path& backup,
+                                         const std::filesystem::path& to);
+
+/**
+ * Reads the list of a copy's files. Returns an empty string, or what is wrong with it.
+ */
+[[nodiscard]] std::string readList(const std::filesystem::path& copy, BackupList* list);
+
+/**
  * Reads a backup directory without changing it. Returns false, with `error` set, when it cannot be restored, including
  * when a file of its list is missing or has another size. Checksums are verified when the files are read.
  */
-[[nodiscard]] bool readBackup(const std::filesystem::path& directory, UnlistedCopy unlisted, BackupFiles* files,
-                              std::string* error);
+[[nodiscard]] bool readBackup(const BackupParts& backup, UnlistedCopy unlisted, BackupFiles* files, std::string* error);
 
 } // namespace Ctl
 

@@ -1,9 +1,8 @@
 #include "tools/backupstartcommand.h"
 
-#include "protocol/administration.h"
-#include "tools/adminaction.h"
 #include "tools/arguments.h"
 #include "tools/backupstate.h"
+#include "tools/copyrequest.h"
 #include "tools/copytarget.h"
 #include "tools/copywait.h"
 #include "tools/messages.h"
@@ -12,8 +11,6 @@
 #include <CLI/CLI.hpp>
 
 #include <chrono>
-#include <filesystem>
-#include <system_error>
 
 namespace Ctl {
 
@@ -39,7 +36,8 @@ int BackupStartCommand::run(const ServerAddress& server)
     if (const int code = checkNoOther(&session))
         return code;
     CopyTarget target(directory_.path);
-    if (const int code = requestCopy(server, &target))
+    if (const int code = requestCopy(server, table_, directory_.path,
+                                     "cannot back up " + table_ + " to " + directory_.path, &target))
         return code;
     CopyWait copy(&session, table_, directory_.path, &target);
     return wait_ ? copy.untilComplete(std::chrono::seconds(stallSeconds_)) : copy.untilBegun();
@@ -60,26 +58,6 @@ int BackupStartCommand::checkNoOther(Session* session) const
                  ", and that backup would end",
              {"try: --replace, if " + state.target + " no longer has to be kept up to date"});
     return ExitErrorReply;
-}
-
-/** Prepares the directory and requests the copy. Returns an exit code. */
-int BackupStartCommand::requestCopy(const ServerAddress& server, CopyTarget* target) const
-{
-    if (const std::string error = target->prepare(); !error.empty()) {
-        std::error_code unreadable;
-        if (std::filesystem::exists(target->marker(), unreadable))
-            complain(error, {"try: if no server is writing to the directory, remove this file and start again"});
-        else
-            complain(error);
-        return ExitErrorReply;
-    }
-    const int code = sendAction(server, table_, AdminActions::StartBackup, directory_.path,
-                                "cannot back up " + table_ + " to " + directory_.path);
-    if (code == ExitErrorReply)
-        target->undo(); // no backup will remove the marker
-    else if (code == ExitNoReply)
-        complainMarkerStays(*target);
-    return code;
 }
 
 } // namespace Ctl

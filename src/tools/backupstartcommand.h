@@ -8,7 +8,6 @@
 
 namespace Ctl {
 
-class CopyTarget;
 class Session;
 
 /** "backup start TABLE DIR": copies the environment to a directory, then ships its log files there. */
@@ -20,7 +19,6 @@ public:
 
 private:
     int checkNoOther(Session* session) const;
-    int requestCopy(const ServerAddress& server, CopyTarget* target) const;
 
     std::string table_;
     BackupDirectory directory_;

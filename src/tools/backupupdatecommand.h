@@ -16,8 +16,6 @@ public:
     int run(const ServerAddress& server) override;
 
 private:
-    int waitForRefusal(const ServerAddress& server, const std::string& failed) const;
-
     std::string table_;
     BackupDirectory directory_;
 };

@@ -16,6 +16,7 @@
 #include "tools/requestcommand.h"
 #include "tools/restorecommand.h"
 #include "tools/scancommand.h"
+#include "tools/standbycommand.h"
 #include "tools/statuscommand.h"
 #include "tools/tablescommand.h"
 #include "tools/topcommand.h"
@@ -42,6 +43,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<ActionCommand>(ActionCommand::Flush);
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();
+    commands.add<StandbyCommand>();
     commands.add<StatusCommand>();
     commands.add<TopCommand>();
     commands.add<RequestCommand>();

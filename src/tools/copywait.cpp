@@ -1,8 +1,10 @@
 #include "tools/copywait.h"
 
+#include "tools/backupfacts.h"
 #include "tools/backupstate.h"
 #include "tools/copytarget.h"
 #include "tools/exitcode.h"
+#include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/terminalline.h"
 
@@ -20,20 +22,6 @@ namespace Ctl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-/** Includes sub-directories, as a copy may have some. */
-std::uintmax_t bytesIn(const fs::path& directory)
-{
-    std::uintmax_t sum = 0;
-    std::error_code error;
-    for (fs::recursive_directory_iterator entry(directory, error);
-         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-        std::error_code vanished;
-        const auto size = entry->is_regular_file(vanished) ? entry->file_size(vanished) : 0;
-        sum += vanished ? 0 : size;
-    }
-    return sum;
-}
 
 std::string megabytesCopied(std::uintmax_t bytes)
 {
@@ -71,6 +59,10 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
             if (*code == ExitOk && line.isEnabled())
                 line.show(megabytesCopied(bytesIn(directory_)) + ", complete");
             return *code;
+        }
+        if (Interruption::requested()) {
+            complain("interrupted; the server goes on copying to " + directory_);
+            return ExitErrorReply;
         }
         if (const auto size = bytesIn(directory_); size != bytes) {
             bytes = size;

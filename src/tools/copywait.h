@@ -25,7 +25,10 @@ public:
     /** Waits until the copy has visibly started, or for a few seconds. */
     [[nodiscard]] int untilBegun();
 
-    /** Waits until the copy is complete, or has not grown for `stall`. Shows its size on a terminal. */
+    /**
+     * Waits until the copy is complete, or has not grown for `stall`, or an Interruption is requested. Shows its size
+     * on a terminal.
+     */
     [[nodiscard]] int untilComplete(std::chrono::seconds stall);
 
 private:

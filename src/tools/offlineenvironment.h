@@ -22,6 +22,10 @@ inline constexpr u_int32_t Transactional = LogOnly | DB_INIT_LOCK | DB_INIT_MPOO
  */
 std::unique_ptr<DbEnv> open(const std::filesystem::path& directory, u_int32_t flags, std::string* error);
 
+/** The same, with the log files in a directory of their own. */
+std::unique_ptr<DbEnv> open(const std::filesystem::path& databases, const std::filesystem::path& logs, u_int32_t flags,
+                            std::string* error);
+
 /** What failed, and Berkeley DB's message for the code. */
 std::string describe(const std::string& what, int rc);
 

@@ -1,18 +1,17 @@
 #include "tools/restorecommand.h"
 
+#include "tools/backupseries.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/restoresteps.h"
 #include "tools/terminalline.h"
+#include "tools/times.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
-#include <optional>
-
-#include <unistd.h>
 
 namespace Ctl {
 
@@ -31,17 +30,6 @@ private:
     TerminalLine line_;
 };
 
-/** For scripts: a UTC time to the second, or one word. */
-std::string describeTime(std::optional<std::time_t> time)
-{
-    std::tm parts = {};
-    char text[64];
-    if (!time || ::gmtime_r(&*time, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts) == 0)
-        return "unknown";
-    return text;
-}
-
 void report(const RestoreSteps& restored, const std::string& target)
 {
     long long sum = 0;
@@ -49,7 +37,7 @@ void report(const RestoreSteps& restored, const std::string& target)
         std::printf("%s: %s\n", table.c_str(), counted(count, "item").c_str());
         sum += count;
     }
-    std::printf("data until %s\n", describeTime(restored.log().lastCommit).c_str());
+    std::printf("data until %s\n", Times::text(restored.log().lastCommit).c_str());
     std::printf("restored %s with %s to %s\n",
                 counted(static_cast<long long>(restored.items().size()), "table").c_str(), counted(sum, "item").c_str(),
                 target.c_str());
@@ -66,15 +54,30 @@ RestoreCommand::RestoreCommand(CLI::App* app)
     parser()
         ->add_option("TARGETDIR", target_, "The new environment directory, which must be empty or not exist")
         ->required();
+    parser()->add_option("--until", until_,
+                         "Only what was committed up to this second: a local time such as \"2026-11-22 14:05:00\", or "
+                         "2026-11-22T14:05:00Z");
     parser()->add_flag("--without-list", withoutList_,
                        "Accept a copy without a list of its files, although some may be missing");
 }
 
 int RestoreCommand::run(const ServerAddress&)
 {
+    RestoreWish wish;
+    wish.unlisted = withoutList_ ? UnlistedCopy::Accepted : UnlistedCopy::Refused;
+    if (std::time_t time = 0; parser()->count("--until") > 0) {
+        if (const int code = refuse(Times::read(until_, &time)))
+            return code;
+        wish.until = time;
+    }
     const Interruption interruption;
+    BackupParts parts(backup_);
+    if (const std::string error = BackupSeries::choose(backup_, wish.until, &parts); !error.empty()) {
+        complain(error);
+        return ExitErrorReply;
+    }
     Progress progress;
-    RestoreSteps restore(backup_, target_, withoutList_ ? UnlistedCopy::Accepted : UnlistedCopy::Refused,
+    RestoreSteps restore(parts, target_, wish,
                          {[&](const char* step, std::size_t done, std::size_t all) { progress.show(step, done, all); },
                           [&] { progress.end(); }});
     const std::string error = restore.run();

@@ -8,7 +8,8 @@
 namespace Ctl {
 
 /**
- * "restore [--without-list] BACKUPDIR TARGETDIR": creates an environment directory from a hot backup. Needs no server.
+ * "restore [--until TIME] [--without-list] BACKUPDIR TARGETDIR": creates an environment directory from a hot backup.
+ * Needs no server.
  */
 class RestoreCommand : public Command {
 public:
@@ -19,6 +20,7 @@ public:
 private:
     std::string backup_;
     std::string target_;
+    std::string until_;
     bool withoutList_ = false;
 };
 

@@ -67,10 +67,11 @@ int countRecords(Db* db, long long* records)
 
 } // namespace
 
-std::string recoverEnvironment(const fs::path& home)
+std::string recoverEnvironment(const fs::path& home, const fs::path& logs)
 {
+    constexpr u_int32_t Flags = OfflineEnvironment::Transactional | DB_RECOVER_FATAL;
     std::string error;
-    if (const auto env = OfflineEnvironment::open(home, OfflineEnvironment::Transactional | DB_RECOVER_FATAL, &error)) {
+    if (const auto env = OfflineEnvironment::open(home, logs, Flags, &error)) {
         // The next open recovers from this checkpoint, not from the first log file again.
         int rc = env->txn_checkpoint(0, 0, DB_FORCE);
         if (rc == 0)

@@ -15,8 +15,8 @@ namespace Ctl {
  * Interruption is requested.
  */
 
-/** Applies the whole log to the database files, as after the loss of a disk. */
-[[nodiscard]] std::string recoverEnvironment(const std::filesystem::path& home);
+/** Applies the whole log, whose files are in `logs`, to the database files, as after the loss of a disk. */
+[[nodiscard]] std::string recoverEnvironment(const std::filesystem::path& home, const std::filesystem::path& logs);
 
 /** Checks the structure of every database file; `progress` is called before each. */
 [[nodiscard]] std::string verifyDatabases(const std::filesystem::path& home,

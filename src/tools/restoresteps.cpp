@@ -7,12 +7,13 @@
 #include "format/logrecords.h"
 #include "tools/filecopy.h"
 #include "tools/interruption.h"
+#include "tools/logscan.h"
 #include "tools/messages.h"
 #include "tools/restoredenvironment.h"
+#include "tools/times.h"
 
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -33,8 +34,10 @@ bool liesIn(const fs::path& target, const fs::path& directory)
 
 } // namespace
 
-RestoreSteps::RestoreSteps(fs::path backup, const fs::path& target, UnlistedCopy unlisted, RestoreProgress progress)
-    : backup_(std::move(backup)), given_(target), unlisted_(unlisted), progress_(std::move(progress)), target_(target)
+RestoreSteps::RestoreSteps(BackupParts backup, const fs::path& target, const RestoreWish& wish,
+                           RestoreProgress progress)
+    : parts_(std::move(backup)), backup_(parts_.copy), given_(target), wish_(wish), progress_(std::move(progress)),
+      target_(target)
 {}
 
 std::string RestoreSteps::run()
@@ -45,7 +48,7 @@ std::string RestoreSteps::run()
         return error;
     if (isOpenEnvironment())
         return backup_.string() + " is open in a server";
-    if (!readBackup(backup_, unlisted_, &files_, &error))
+    if (!readBackup(parts_, wish_.unlisted, &files_, &error))
         return error;
     for (const auto& [name, reason] : files_.leftOut)
         complain((backup_ / name).string() + " is skipped: " + reason);
@@ -60,8 +63,9 @@ std::string RestoreSteps::run()
 
 std::string RestoreSteps::fill()
 {
-    for (const auto step : {&RestoreSteps::copyLogs, &RestoreSteps::checkLogs, &RestoreSteps::copyDatabases,
-                            &RestoreSteps::recover, &RestoreSteps::verify, &RestoreSteps::count}) {
+    for (const auto step :
+         {&RestoreSteps::copyLogs, &RestoreSteps::checkLogs, &RestoreSteps::cutLog, &RestoreSteps::copyDatabases,
+          &RestoreSteps::recover, &RestoreSteps::verify, &RestoreSteps::count}) {
         std::string error = (this->*step)();
         if (Interruption::requested())
             return "restore stopped: interrupted";
@@ -86,15 +90,7 @@ bool RestoreSteps::isOpenEnvironment() const
 std::string RestoreSteps::copy(const BackupFile& file, const std::string& name)
 {
     progress_.show("copying", ++copied_, files_.databases.size() + files_.logs.size());
-    const fs::path to = home() / name;
-    std::error_code failure;
-    fs::create_directories(to.parent_path(), failure);
-    LeadingChecksum leading(file.listed ? file.listed->size : 0);
-    if (const int error = failure ? failure.value() : copyFile(file.path, to, &leading))
-        return "cannot copy " + file.path.string() + ": " + std::strerror(error);
-    if (file.listed && !leading.is(file.listed->checksum))
-        return ofBackup(file.path.lexically_relative(backup_).string() + " is damaged: its checksum does not match");
-    return {};
+    return copyBackupFile(file, backup_, home() / name);
 }
 
 std::string RestoreSteps::copyLogs()
@@ -135,10 +131,55 @@ std::string RestoreSteps::checkLastLog()
     if (size > log_.end + LogRecords::LargestRecord)
         return last.string() + " is damaged: its records cannot be read from byte " + end +
                " on; after \"truncate -s " + end + "\" it can be restored up to there";
-    if (log_.end + LogRecords::LargestRecord < log_.fullSize) {
+    if (log_.end + LogRecords::LargestRecord < log_.fullSize && !wish_.until) {
         progress_.end();
         complain(last.string() + " is truncated: its records end at byte " + end +
                  ", and later changes are not restored");
+    }
+    return {};
+}
+
+/**
+ * Removes the log from the first commit on that is too late. Recovery then undoes the transactions that have no commit,
+ * as after a crash at that instant. Berkeley DB's own recovery to a timestamp decides for each transaction by itself,
+ * and fails when a clock that was set back lets it keep a change of a page without an earlier one.
+ */
+std::string RestoreSteps::cutLog()
+{
+    if (!wish_.until)
+        return {};
+    if (!files_.list)
+        return backup_.string() +
+               " has no list of its files, so its log does not show to which times it can be restored";
+    std::map<std::uint32_t, fs::path> logs;
+    for (const auto& [number, file] : files_.logs)
+        logs.emplace(number, home() / LogFiles::name(number));
+    LogScan::Commits commits;
+    fs::path failed;
+    if (const int error = LogScan::readCommits(logs, {files_.list->lastLog, files_.list->lastLogSize}, wish_.until,
+                                               &commits, &failed))
+        return withReason("cannot read " + failed.string(), error);
+    const std::string cannot = backup_.string() + " cannot be restored to " + Times::text(wish_.until) + ": ";
+    if (commits.latestInCopy > wish_.until)
+        return cannot + "the copy was complete at " + Times::text(commits.latestInCopy) + "; an earlier copy can";
+    if (commits.latest < wish_.until)
+        return cannot + "its last commit is of " + Times::text(commits.latest) +
+               "; without --until it is restored to there";
+    log_.lastCommit = commits.latestKept;
+    return commits.cut ? removeLogFrom(*commits.cut) : std::string();
+}
+
+std::string RestoreSteps::removeLogFrom(const LogScan::Position& cut)
+{
+    std::error_code error;
+    for (const auto& [number, file] : files_.logs) {
+        const fs::path log = home() / LogFiles::name(number);
+        if (number == cut.file)
+            fs::resize_file(log, cut.offset, error);
+        else if (number > cut.file)
+            fs::remove(log, error);
+        if (error)
+            return "cannot cut off " + log.string() + ": " + error.message();
     }
     return {};
 }
@@ -155,7 +196,7 @@ std::string RestoreSteps::copyDatabases()
 std::string RestoreSteps::recover()
 {
     progress_.show("recovering", 0, 1);
-    return ofBackup(recoverEnvironment(home()));
+    return ofBackup(recoverEnvironment(home(), home()));
 }
 
 std::string RestoreSteps::verify()

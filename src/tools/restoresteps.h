@@ -2,13 +2,16 @@
 #define QUORVA_TOOLS_RESTORESTEPS_H
 
 #include "tools/backupfiles.h"
+#include "tools/logscan.h"
 #include "tools/restoredlog.h"
 #include "tools/restoretarget.h"
 
 #include <cstddef>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace Ctl {
@@ -20,6 +23,13 @@ struct RestoreProgress {
     std::function<void()> end;
 };
 
+/** How a backup is to be restored. */
+struct RestoreWish {
+    UnlistedCopy unlisted = UnlistedCopy::Refused;
+    /** Without the first commit after the copy that is later, and all that follow it. Empty: with the whole log. */
+    std::optional<std::time_t> until;
+};
+
 /**
  * Creates an environment directory from a backup directory, which is not changed: copies the log files, checks that
  * they can be applied, copies the databases, runs recovery, verifies every file, and counts the items. Only then does
@@ -29,7 +39,7 @@ struct RestoreProgress {
  */
 class RestoreSteps {
 public:
-    RestoreSteps(std::filesystem::path backup, const std::filesystem::path& target, UnlistedCopy unlisted,
+    RestoreSteps(BackupParts backup, const std::filesystem::path& target, const RestoreWish& wish,
                  RestoreProgress progress);
 
     /** Performs all steps. Reports files that are left out or truncated. Call once. */
@@ -48,6 +58,8 @@ private:
     std::string copyLogs();
     std::string checkLogs();
     std::string checkLastLog();
+    std::string cutLog();
+    std::string removeLogFrom(const LogScan::Position& cut);
     std::string copyDatabases();
     std::string recover();
     std::string verify();
@@ -55,9 +67,10 @@ private:
     std::string ofBackup(const std::string& error) const;
     const std::filesystem::path& home() const { return target_.workDirectory(); }
 
-    const std::filesystem::path backup_;
-    const std::filesystem::path given_; // the target, as in messages
-    const UnlistedCopy unlisted_;
+    const BackupParts parts_;
+    const std::filesystem::path& backup_; // the copy
+    const std::filesystem::path given_;   // the target, as in messages
+    const RestoreWish wish_;
     const RestoreProgress progress_;
     RestoreTarget target_;
     BackupFiles files_;

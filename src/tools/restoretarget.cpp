@@ -4,6 +4,7 @@
 #include "base/fileio.h"
 #include "base/filesync.h"
 #include "format/berkeleydbnames.h"
+#include "tools/clearing.h"
 #include "tools/messages.h"
 #include "tools/resolvedpath.h"
 #include "tools/usualmode.h"
@@ -51,17 +52,7 @@ bool isUnfinished(const fs::path& directory)
 /** Removes the content of a directory. The guard goes last: until then, no server can open what is left. */
 std::error_code clear(const fs::path& directory)
 {
-    std::vector<fs::path> paths;
-    const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
-        if (entry.path().filename() != GuardName)
-            paths.push_back(entry.path());
-        return 0;
-    });
-    std::error_code error(rc, std::generic_category());
-    for (const fs::path& path : paths) {
-        if (!error)
-            fs::remove_all(path, error);
-    }
+    std::error_code error = removeAllBut(GuardName, directory);
     if (!error)
         fs::remove(directory / GuardName, error);
     return error;

@@ -11,6 +11,7 @@
 #include "tools/outputfile.h"
 #include "tools/resolvedpath.h"
 #include "tools/restoretarget.h"
+#include "tools/standbytarget.h"
 
 #include <cerrno>
 #include <system_error>
@@ -100,6 +101,10 @@ std::string TableDirectory::lookInside(std::string* config, std::string* advice)
     if (RestoreTarget::isGuard(*config)) {
         *advice = "the restore once more, or delete the directory";
         return "a restore to " + given_ + " has not come to its end";
+    }
+    if (StandbyTarget::isGuard(*config)) {
+        *advice = "quorvactl standby " + given_ + " --switch, which makes a directory for tables of it";
+        return given_ + " is a standby";
     }
     for (const char* name : {BackupNames::Marker, BackupNames::ListFile, BackupNames::UnfinishedListFile}) {
         if (isThere(path_ / name)) {

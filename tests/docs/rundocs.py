@@ -24,12 +24,16 @@ DEFAULT_PORT = "4567"
 DEFAULT_HTTP_PORT = "8000"
 # Ports that documents use in addition to the default one.
 OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001", "8080"]
+# The directory of the session, as documents call it.
+SESSION_DIRECTORY = "/srv"
 # What differs between machines; replaced on both sides of the comparison.
 MACHINE_DEPENDENT = [
     (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),
     (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
     (re.compile(r"\d+/s, p50 \d+ us, p99 \d+ us, p99.9 \d+ us, max \d+ us"), "RATE"),
-    (re.compile(r"data until \d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "data until TIME"),
+    (re.compile(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "TIME"),
+    (re.compile(r"\b\d{4}-\d\d-\d\dT\d{6}Z"), "COPY"),
+    (re.compile(r"\b\d+\.\d [kM]B\b"), "SIZE"),
     (re.compile(r'"Directory":"/[^"]*/build/'), '"Directory":"ABSOLUTE/build/'),
     (re.compile(r"token=[0-9a-f]{48}"), "token=TOKEN"),
     (re.compile(r"\r\n"), "\n"),
@@ -160,7 +164,7 @@ def run_session(commands, path, binaries, scratch):
     failures = 0
     try:
         for command in commands:
-            output = translate(shell.run(translate(command.text, ports)), back)
+            output = translate(shell.run(translate(command.text, ports)), back).replace(directory, SESSION_DIRECTORY)
             if normalise(output) == normalise(command.output):
                 continue
             failures += 1

@@ -51,6 +51,19 @@ TEST(LogRecords, ARecordThatIsTooShortHasNone)
         EXPECT_EQ(timeOf(commitRecord(), bytes), std::nullopt) << bytes;
 }
 
+TEST(LogRecords, ACheckpointSaysWhereRecoveryBegins)
+{
+    auto checkpoint = commitRecord();
+    checkpoint[TypeIndex] = 11;
+    checkpoint[OutcomeIndex] = 41; // the file of the position at the place of the outcome
+    const auto startOf = [](const auto& record, std::size_t bytes) {
+        return LogRecords::checkpointStart(std::string_view(reinterpret_cast<const char*>(record.data()), bytes));
+    };
+    EXPECT_EQ(startOf(checkpoint, LogRecords::LookedAt), 41U);
+    EXPECT_EQ(startOf(checkpoint, LogRecords::LookedAt - 1), std::nullopt);
+    EXPECT_EQ(startOf(commitRecord(), LogRecords::LookedAt), std::nullopt);
+}
+
 TEST(LogRecords, ALogFileIsKnownByItsMagicNumber)
 {
     LogRecords::FileHeader header;

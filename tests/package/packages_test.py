@@ -23,7 +23,9 @@ from quorva import DEADLINE, Server, end, expect, fail, run, run_main
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/share/zsh/vendor-completions/_quorvactl",
                "usr/share/fish/vendor_completions.d/quorvactl.fish", "usr/lib/systemd/system/quorva.service",
-               "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md",
+               "usr/lib/systemd/system/quorva-http.service", "usr/lib/systemd/system/quorva-backup.service",
+               "usr/lib/systemd/system/quorva-backup.timer", "usr/lib/systemd/system/quorva-backup-resume.service",
+               "usr/share/doc/quorva/backup.md", "usr/share/doc/quorva/protocol.md",
                "usr/share/doc/quorva/copyright", "etc/logrotate.d/quorva"]
 UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",
                  "ProtectSystem": "strict", "ProtectHome": "yes", "IPAddressDeny": "any",
@@ -141,6 +143,25 @@ def use_gateway(root, server, scratch):
         end(gateway)
 
 
+def back_up(root, server, state):
+    """Does what the units for backups do, in the service's directory."""
+    service, backup = unit_settings(root, "quorva"), unit_settings(root, "quorva-backup")
+    for setting in ("DynamicUser", "User", "StateDirectory", "StateDirectoryMode", "WorkingDirectory", "UMask"):
+        expect(f"{setting} of quorva-backup", backup.get(setting), service.get(setting))
+    variable, _, options = backup["Environment"][0].strip('"').partition("=")
+    for unit, words, lines in (("quorva-backup", ["backup", "nightly", "$" + variable], ": copied to "),
+                               ("quorva-backup-resume", ["backup", "nightly", "--resume", "$" + variable],
+                                ": log files are shipped to ")):
+        settings = unit_settings(root, unit)
+        program, *given = settings["ExecStart"][0].split()
+        expect(f"words of {unit}'s ExecStart", given, words)
+        expect(f"options of {unit}", settings["Environment"], backup["Environment"])
+        arguments = given[:-1] + options.replace("%S/quorva", state).split()
+        output = run([os.path.join(root.path, "usr/bin", program), "--port", str(server.port), *arguments], cwd=state)
+        expect(f"the line of {unit}", output.startswith(f"{os.path.realpath(state)}/main{lines}"), True)
+    expect("copies", len(glob.glob(f"{state}/backup/main/*.verified")), 1)
+
+
 def use_server(root, scratch):
     """Does what systemd would do with the unit, and what a user would do with the tool."""
     settings = unit_settings(root, "quorva")
@@ -173,6 +194,7 @@ def use_server(root, scratch):
         expect("the item", quorvactl("GetItem", GET_ITEM),
                {"__rc": 200, "__rcstr": "OK", "Item": {"total": {"N": "17"}}})
         use_gateway(root, server, scratch)
+        back_up(root, server, state)
         expect("the server's end", server.stop(), -15)
     finally:
         server.clean_up()
@@ -205,11 +227,14 @@ def main(build):
                    {key: [value] for key, value in UNIT_SETTINGS.items()})
         wants = os.path.join(root.path, "etc/systemd/system/multi-user.target.wants")
         expect("enabled services", os.listdir(wants), ["quorva.service"])
-        for unit in glob.glob(f"{root.path}/usr/lib/systemd/system/*.service"):
-            check_unit(unit, f"{root.path}/usr/bin", scratch)
-            link = os.path.join(wants, os.path.basename(unit))
-            if not os.path.lexists(link):  # as the administrator would enable it
-                os.symlink(unit.removeprefix(root.path), link)
+        for unit in sorted(glob.glob(f"{root.path}/usr/lib/systemd/system/*.*")):
+            if unit.endswith(".service"):
+                check_unit(unit, f"{root.path}/usr/bin", scratch)
+            for target in re.findall(r"^WantedBy=(.*)$", open(unit).read(), re.MULTILINE):
+                link = os.path.join(root.path, "etc/systemd/system", f"{target}.wants", os.path.basename(unit))
+                if not os.path.lexists(link):  # as the administrator would enable it
+                    os.makedirs(os.path.dirname(link), exist_ok=True)
+                    os.symlink(unit.removeprefix(root.path), link)
 
         for name, package in packages.items():
             with gzip.open(f"{root.path}/usr/share/doc/{name}/changelog.gz", "rt") as changes:

@@ -27,7 +27,10 @@ protected:
         return error;
     }
 
-    bool read(std::string* error) { return Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Accepted, &files_, error); }
+    bool read(std::string* error)
+    {
+        return Ctl::readBackup(Ctl::BackupParts(dir_.path()), Ctl::UnlistedCopy::Accepted, &files_, error);
+    }
 
     fs::path log(std::uint32_t number) const { return files_.logs.at(number).path; }
 
@@ -146,7 +149,7 @@ TEST_F(ReadBackup, RefusesACopyWithoutAListUnlessTold)
     write("t");
     write("log.0000000001");
     std::string error;
-    EXPECT_FALSE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error));
+    EXPECT_FALSE(Ctl::readBackup(Ctl::BackupParts(dir_.path()), Ctl::UnlistedCopy::Refused, &files_, &error));
     EXPECT_EQ(error, dir_.path() + " has no BackupFiles.list, so missing files cannot be detected; --without-list "
                                    "restores the files that exist");
     files_ = {};
@@ -157,7 +160,7 @@ TEST_F(ReadBackup, NeedsNoListOfTheLogFromItsBeginning)
 {
     write("__log__/log.0000000001");
     std::string error;
-    EXPECT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+    EXPECT_TRUE(Ctl::readBackup(Ctl::BackupParts(dir_.path()), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
 }
 
 TEST_F(ReadBackup, TakesWhatTheListNames)
@@ -175,7 +178,7 @@ TEST_F(ReadBackup, TakesWhatTheListNames)
                           .files = {{"sub/t", {3, 1}}, {"log.0000000004", {3, 2}}}};
     write("BackupFiles.list", list.write());
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+    ASSERT_TRUE(Ctl::readBackup(Ctl::BackupParts(dir_.path()), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
     EXPECT_THAT(files_.databases, testing::ElementsAre(testing::Key("sub/t")));
     EXPECT_EQ(files_.databases.at("sub/t").listed, list.files.at("sub/t"));
     EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(4U), testing::Key(5U)));
@@ -220,7 +223,7 @@ TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
                     .files = {{"t", {3, 1}}, {"log.0000000007", {3, 2}}}};
     write("BackupFiles.list", list.write());
     std::string error;
-    ASSERT_TRUE(Ctl::readBackup(dir_.path(), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
+    ASSERT_TRUE(Ctl::readBackup(Ctl::BackupParts(dir_.path()), Ctl::UnlistedCopy::Refused, &files_, &error)) << error;
     EXPECT_THAT(files_.logs, testing::ElementsAre(testing::Key(7U)));
     EXPECT_THAT(files_.leftOut, testing::IsEmpty());
 
@@ -240,6 +243,6 @@ TEST_F(ReadBackup, RefusesAnEmptyDirectory)
 TEST_F(ReadBackup, RefusesWhatIsNoDirectory)
 {
     std::string error;
-    EXPECT_FALSE(Ctl::readBackup(dir_.file("none"), Ctl::UnlistedCopy::Accepted, &files_, &error));
+    EXPECT_FALSE(Ctl::readBackup(Ctl::BackupParts(dir_.file("none")), Ctl::UnlistedCopy::Accepted, &files_, &error));
     EXPECT_EQ(error, dir_.file("none") + " is not a directory");
 }

@@ -141,8 +141,8 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
     EXPECT_THAT(offered, UnorderedElementsAreArray(expected));
     EXPECT_THAT(completionsOf({"de"}), ElementsAre("delete", "delete-table", "describe"));
     EXPECT_THAT(completionsOf({"Put"}), ElementsAre("PutItem"));
-    EXPECT_EQ(completionsOf({"backup", ""}), Words({"start", "stop", "update"}));
-    EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("start", "stop", "update"));
+    EXPECT_EQ(completionsOf({"backup", ""}), Words({"nightly", "show", "start", "stop", "update"}));
+    EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("nightly", "show", "start", "stop", "update"));
     EXPECT_THAT(completionsOf({"call", "Ba"}), ElementsAre("BatchWriteItem"));
     EXPECT_EQ(completionsOf({"help", "im"}), Words({"import"}));
     EXPECT_EQ(completionsOf({"help", "backup", "s"}), Words({"start", "stop"}));
@@ -157,7 +157,8 @@ TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
         const Options own = optionsIn(helpOf(command));
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
-        if (command != Words{"init"} && command != Words{"restore"} && command != Words{"help"}) // without a server
+        const std::set<Words> withoutServer{{"init"}, {"restore"}, {"standby"}, {"help"}, {"backup", "show"}};
+        if (!withoutServer.contains(command))
             expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
@@ -172,14 +173,14 @@ TEST(Completion, KnowsWhichOptionsHaveAValue)
         for (const std::string& flag : own.flags)
             EXPECT_EQ(completionsOf(with(command, {flag, ""})), offered) << flag;
         for (const std::string& option : own.withValue) {
-            if (option != "--state") { // a file
+            if (option != "--state" && option != "--to") { // files
                 EXPECT_EQ(completionsOf(with(command, {option, ""})), own.values.at(option)) << option;
             }
             Words values(option == "--between" ? 2 : 1, "x");
             EXPECT_EQ(completionsOf(with(with(command, {option}), with(values, {""}))), offered) << option;
         }
     }
-    EXPECT_EQ(completionsOf({"--port", "=", "1", "backup", ""}), Words({"start", "stop", "update"}));
+    EXPECT_EQ(completionsOf({"--port", "=", "1", "backup", ""}), Words({"nightly", "show", "start", "stop", "update"}));
 }
 
 TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
@@ -195,6 +196,11 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"import", "T", "--state", ""}), files);
     EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
     EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"restore", "--until", "1", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"standby", "a", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "show", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "nightly", "a", "b", ""}), files);
+    EXPECT_EQ(completionsOf({"backup", "nightly", "a", "--to", ""}), files);
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
     EXPECT_EQ(completionsOf({"import", "T", "--format", "="}), Words({"csv", "json"}));
     EXPECT_EQ(completionsOf({"import", "T", "--state", "=", "o"}), Words({"other"}));

@@ -29,7 +29,8 @@ TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
               Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "tables", "delete-table", "flush", "backup", "restore", "status", "top", "call", "help"}));
+                     "describe", "tables", "delete-table", "flush", "backup", "restore", "standby", "status", "top",
+                     "call", "help"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)
@@ -129,6 +130,12 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
         {{"backup", "start", "d|t"},
          "quorvactl backup start: DIR is required",
          "quorvactl backup start [OPTIONS] TABLE DIR"},
+        {{"backup", "nightly", "d"},
+         "quorvactl backup nightly: --to is required",
+         "quorvactl backup nightly [OPTIONS] DIRECTORY..."},
+        {{"standby", "b", "t", "--follow", "--switch"},
+         "quorvactl standby: --follow excludes --switch",
+         "quorvactl standby [OPTIONS] BACKUPDIR [TARGETDIR]"},
     };
     for (const Row& row : rows) {
         const ProgramRun run = quorvactl(row.words);

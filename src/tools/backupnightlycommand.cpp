@@ -1,0 +1,96 @@
+#include "tools/backupnightlycommand.h"
+
+#include "base/directorylock.h"
+#include "tools/arguments.h"
+#include "tools/interruption.h"
+#include "tools/messages.h"
+#include "tools/resolvedpath.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+BackupNightlyCommand::BackupNightlyCommand(CLI::App* backup)
+    : Command(backup, "nightly", "Make a dated copy of each directory, verify it, then remove old ones",
+              "quorvactl backup nightly /srv/shop --to /srv/backup --keep 7")
+{
+    parser()
+        ->add_option("DIRECTORY", directories_, "The directories with the tables, on the server's machine")
+        ->required();
+    parser()
+        ->add_option("--to", to_, "The directory for the copies; each directory gets one of its name in it")
+        ->required();
+    parser()
+        ->add_option("--keep", keep_, "How many copies to keep, the new one included")
+        ->check(wholeNumber(1, "copies"))
+        ->capture_default_str();
+    parser()->add_flag("--no-verify", noVerify_, "Do not restore the new copy to see whether it is good");
+    parser()->add_flag("--replace", options_.replace, "Replace a backup of the directory to another place");
+    parser()->add_flag("--resume", resume_,
+                       "Make no copy, but have log files shipped to the newest ones, as after a restart of the server");
+    parser()
+        ->add_option("--stall", options_.stallSeconds, "Give up when a copy has not grown for this many seconds")
+        ->check(wholeNumber(1, "seconds"))
+        ->capture_default_str();
+}
+
+int BackupNightlyCommand::run(const ServerAddress& server)
+{
+    std::vector<fs::path> directories;
+    fs::path to;
+    if (const int code = resolve(&directories, &to))
+        return code;
+    const Interruption interruption;
+    std::error_code error;
+    fs::create_directories(to, error);
+    if (error) {
+        complain("cannot create " + to_ + ": " + error.message());
+        return ExitErrorReply;
+    }
+    Base::DirectoryLock lock; // without locks on the file system, it must not run twice
+    if (lock.lock(to) == EWOULDBLOCK) {
+        complain("another nightly backup to " + to_ + " is running");
+        return ExitErrorReply;
+    }
+    NightlyOptions options = options_;
+    options.keep = static_cast<std::size_t>(keep_);
+    options.verify = !noVerify_;
+    int result = ExitOk;
+    for (const fs::path& directory : directories) {
+        if (Interruption::requested())
+            break;
+        NightlyBackup backup(server, directory, to / directory.filename(), options);
+        result = std::max(result, resume_ ? backup.resume() : backup.run());
+    }
+    if (!Interruption::requested())
+        return result;
+    complain("interrupted");
+    return ExitErrorReply;
+}
+
+int BackupNightlyCommand::resolve(std::vector<fs::path>* directories, fs::path* to) const
+{
+    std::set<fs::path> names;
+    for (const std::string& directory : directories_) {
+        const fs::path path = resolvedPath(directory);
+        if (directory.empty() || !path.has_filename())
+            return refuse("\"" + directory + "\" is no directory for tables");
+        if (!names.insert(path.filename()).second)
+            return refuse("two directories are called " + path.filename().string() +
+                          "; back them up to different directories, one after the other");
+        directories->push_back(path);
+    }
+    if (to_.empty())
+        return refuse("the name of the directory for the copies is empty");
+    *to = resolvedPath(to_);
+    return ExitOk;
+}
+
+} // namespace Ctl

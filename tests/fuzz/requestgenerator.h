@@ -2,9 +2,9 @@
 #define QUORVA_TESTS_FUZZ_REQUESTGENERATOR_H
 
 #include "choices.h"
+#include "commitgenerator.h"
 #include "environments.h"
 #include "fuzztarget.h"
-#include "valuegenerator.h"
 
 #include "support/tablefixture.h"
 #include "json/jsonreader.h"
@@ -19,19 +19,18 @@
 #include <utility>
 
 /** Makes requests out of choices, and sends them. */
-class RequestGenerator : private ValueGenerator {
+class RequestGenerator : private CommitGenerator {
 public:
-    using ValueGenerator::ValueGenerator;
-
-    /** The keys that were used so far. */
-    const std::set<std::pair<QString, QString>>& keys() const { return keys_; }
+    using CommitGenerator::CommitGenerator;
+    using ItemGenerator::keys;
 
     void send()
     {
-        static constexpr std::array operations{"PutItem",       "GetItem",        "UpdateItem",     "DeleteItem",
-                                               "Query",         "Scan",           "BatchWriteItem", "CreateTable",
-                                               "DescribeTable", "UpdateTable",    "PutItem",        "Query",
-                                               "UpdateItem",    "BatchWriteItem", "DeleteTable",    ""};
+        static constexpr std::array operations{
+            "PutItem",       "GetItem",        "UpdateItem",          "DeleteItem",
+            "Query",         "Scan",           "BatchWriteItem",      "CreateTable",
+            "DescribeTable", "UpdateTable",    "Quorva_1.ListTables", "Quorva_1.Commit",
+            "UpdateItem",    "BatchWriteItem", "DeleteTable",         ""};
         const QByteArray name = choices_->of(operations);
         if (name.isEmpty()) {
             (void)environments().exchange(bytes(64), bytes(200)); // usually closes the connection
@@ -43,50 +42,11 @@ public:
         const QVariantMap reply = environments().request(name.constData(), body);
         if (name == "PutItem" && reply.value("__rc") == 200)
             expectStored(body);
+        if (name == "Quorva_1.Commit")
+            expectCommitted(body, reply);
     }
 
 private:
-    QString tableName()
-    {
-        switch (choices_->upTo(32)) {
-        case 28:
-            return environments().second() + "|t";
-        case 29:
-            return environments().first() + "/../first|t";
-        case 30:
-            return environments().first() + "/missing|t";
-        case 31: // but no file outside of the directory
-            return environments().first() + '|' + text().replace('/', '_').replace('\\', '_').left(60);
-        default:
-            return environments().first() + (choices_->oneIn(3) ? "|u" : "|t");
-        }
-    }
-
-    QVariant key()
-    {
-        const QString hash = keyText();
-        const QString range = keyText();
-        keys_.emplace(hash, range);
-        QVariantMap result{{"HashKeyElement", mostly(textValue(hash))}, {"RangeKeyElement", mostly(textValue(range))}};
-        if (choices_->oneIn(40))
-            result.remove("RangeKeyElement");
-        return mostly(result);
-    }
-
-    QVariantMap item()
-    {
-        QVariantMap result;
-        for (unsigned n = choices_->upTo(5); n > 0; --n)
-            result.insert(text(), mostly(value()));
-        const QString hash = keyText();
-        const QString range = keyText();
-        keys_.emplace(hash, range);
-        result.insert("h", mostly(textValue(hash)));
-        if (!choices_->oneIn(40))
-            result.insert("r", mostly(textValue(range)));
-        return result;
-    }
-
     QVariant expected()
     {
         QVariantMap conditions;
@@ -181,6 +141,10 @@ private:
         QVariantMap body;
         if (name == "BatchWriteItem")
             return {{"RequestItems", batch()}};
+        if (name == "Quorva_1.Commit")
+            return {{"Entries", mostly(entries())}};
+        if (name == "Quorva_1.ListTables")
+            return {{"Directory", mostly(choices_->oneIn(3) ? tableName() : environments().first())}};
         if (!choices_->oneIn(60))
             body.insert("TableName", tableName());
         if (name == "PutItem") {
@@ -233,8 +197,6 @@ private:
         if (reply.value("__rc") == 200 && reply.contains("Item"))
             FUZZ_ASSERT(reply.value("Item").toMap() == stored);
     }
-
-    std::set<std::pair<QString, QString>> keys_;
 };
 
 #endif

@@ -124,14 +124,14 @@ TEST_F(TakesLong, AQueryOfMoreThanAPage)
 
 TEST_F(TakesLong, WhatReadsDirectoriesWhateverIsOpen)
 {
-    BDBObjTable connection(256);
-    BDBRequest request(bench_.registry(), &connection, 1024);
-    for (const char* operation : {"Quorva_1.ListTables", "DynamoDB_20111205.DescribeTable"}) {
+    const auto mayBeShort = [&](const char* operation) {
+        BDBObjTable connection(256);
+        BDBRequest request(bench_.registry(), &connection, 1024);
         request.operation = operation;
-        EXPECT_FALSE(Requests::mayBeShort(request)) << operation;
-    }
-    for (const char* operation : {"Quorva_1.Commit", "DynamoDB_20111205.PutItem"}) {
-        request.operation = operation;
-        EXPECT_TRUE(Requests::mayBeShort(request)) << operation;
-    }
+        return Requests::mayBeShort(request);
+    };
+    for (const char* operation : {"Quorva_1.ListTables", "DynamoDB_20111205.DescribeTable"})
+        EXPECT_FALSE(mayBeShort(operation)) << operation;
+    for (const char* operation : {"Quorva_1.Commit", "DynamoDB_20111205.PutItem"})
+        EXPECT_TRUE(mayBeShort(operation)) << operation;
 }

@@ -20,7 +20,7 @@ protected:
 
 TEST_F(EnvironmentVariables, SayWhereTheServerListens)
 {
-    const ProgramRun run = quorvactlWith({portVariable(), "QUORVA_HOST=localhost"}, {"scan", table(), "--count"});
+    const ProgramRun run = quorvactlWith({portVariable(), "QUORVA_HOST=localhost"}, {"query", table(), "a", "--count"});
     EXPECT_EQ(run.status, Ok) << run.error;
     EXPECT_EQ(run.output, "0\n");
     EXPECT_EQ(run.error, "");
@@ -30,9 +30,9 @@ TEST_F(EnvironmentVariables, GiveWayToOptions)
 {
     const HeldPort nobody;
     const std::string wrong = "QUORVA_PORT=" + std::to_string(nobody.number());
-    EXPECT_EQ(quorvactlWith({wrong}, {"scan", table(), "--count"}).status, NoReply);
-    const ProgramRun run =
-        quorvactlWith({wrong, "QUORVA_HOST=127.0.0.9"}, addressed({"scan", table(), "--count", "--host", "127.0.0.1"}));
+    EXPECT_EQ(quorvactlWith({wrong}, {"query", table(), "a", "--count"}).error, Complaints::noServer(nobody.number()));
+    const ProgramRun run = quorvactlWith({wrong, "QUORVA_HOST=127.0.0.9"},
+                                         addressed({"query", table(), "a", "--count", "--host", "127.0.0.1"}));
     EXPECT_EQ(run.status, Ok) << run.error;
     EXPECT_EQ(run.output, "0\n");
 }
@@ -42,7 +42,7 @@ TEST_F(EnvironmentVariables, NameTheDirectoryOfATableWithoutOne)
     const Words variables{portVariable(), directoryVariable()};
     EXPECT_EQ(quorvactlWith(variables, {"create-table", "orders", "customer", "date"}).status, Ok);
     EXPECT_EQ(quorvactlWith(variables, {"put", "orders", "customer=S:a", "date=S:b"}).status, Ok);
-    expectOutput({"scan", table("orders"), "--count"}, "1\n");
+    expectOutput({"query", table("orders"), "a", "--count"}, "1\n");
     const ProgramRun described = quorvactlWith(variables, {"describe", "orders"});
     EXPECT_EQ(described.output, "table      " + table("orders") + "\nhash key   customer\nrange key  date\n");
     EXPECT_THAT(quorvactlWith(variables, {"get", "none", "a", "b"}).error,
@@ -54,7 +54,7 @@ TEST_F(EnvironmentVariables, GiveWayToADirectoryInTheName)
     const ProgramRun run =
         quorvactlWith({portVariable(), "QUORVA_DIRECTORY=/none"}, {"put", table(), "h=S:a", "r=S:b"});
     EXPECT_EQ(run.status, Ok) << run.error;
-    expectOutput({"scan", table(), "--count"}, "1\n");
+    expectOutput({"query", table(), "a", "--count"}, "1\n");
     // An empty directory is one as well.
     EXPECT_THAT(quorvactlWith({portVariable(), directoryVariable()}, {"describe", "|t"}).error,
                 HasSubstr("its name has no directory"));
@@ -68,6 +68,17 @@ TEST_F(EnvironmentVariables, NameTheDirectoryThatInitMakes)
     EXPECT_EQ(quorvactlWith({"QUORVA_DIRECTORY="}, {"init"}).error,
               "quorvactl init: DIR is required\nUsage: quorvactl init [OPTIONS] DIR\n"
               "Run with --help for more information.\n");
+}
+
+TEST_F(EnvironmentVariables, LetTheTablesOfTheDirectoryBeCompleted)
+{
+    createTable(tableName("orders"));
+    createTable(tableName("stock"));
+    const Words variables{portVariable(), directoryVariable()};
+    EXPECT_EQ(quorvactlWith(variables, {"__complete", "scan", ""}).output, "tables\norders\nstock\nt\n");
+    EXPECT_EQ(quorvactlWith(variables, {"__complete", "scan", "o"}).output, "tables\norders\n");
+    EXPECT_EQ(quorvactlWith({portVariable()}, {"__complete", "scan", home() + "|s"}).output,
+              "tables\n" + table("stock") + '\n');
 }
 
 TEST(EnvironmentVariablesWithoutServer, ThatAreWrongAreNamed)

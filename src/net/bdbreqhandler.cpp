@@ -119,7 +119,7 @@ void BDBReqHandler::reportSlow(Clock::duration total) const
     slow.queued = trace.queued;
     slow.locks = trace.waits.locks;
     slow.disk = trace.waits.disk;
-    slow.flush = Clock::now() - trace.composedAt;
+    slow.flush = completedAt_ + total - trace.composedAt;
     slow.items = trace.items;
     slow.retries = trace.waits.retries;
     slow.peer = QString::fromStdString(Net::peerName(socket_));

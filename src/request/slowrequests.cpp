@@ -2,11 +2,11 @@
 
 #include "log/log.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <deque>
 #include <mutex>
+#include <optional>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -51,8 +51,10 @@ QByteArray milliseconds(std::chrono::nanoseconds time)
     return QByteArray::number(SlowRequest::milliseconds(time), 'f', 1);
 }
 
-void writeLine(const SlowRequest& request)
+void writeLines(const SlowRequest& request, std::uint64_t leftOut)
 {
+    if (leftOut > 0)
+        LOG_WARN << "slow requests: " << leftOut << " more were not logged";
     const QString what = request.operation +
                          (request.table.isEmpty() ? QString() : u" table "_s + quoted(request.table)) +
                          (request.keys.isEmpty() ? QString() : u" keys "_s + request.keys) + u' ' + request.outcome;
@@ -67,12 +69,18 @@ class Reports {
 public:
     void add(SlowRequest request)
     {
-        const std::lock_guard lock(mutex_);
-        ++count_;
-        log(request);
-        latest_.push_front(std::move(request));
-        if (latest_.size() > SlowRequests::Kept)
-            latest_.pop_back();
+        std::optional<std::uint64_t> leftOut;
+        {
+            const std::lock_guard lock(mutex_);
+            ++count_;
+            leftOut = takeLine(request.time);
+            latest_.push_front(request);
+            if (latest_.size() > SlowRequests::Kept)
+                latest_.pop_back();
+        }
+        // Without the mutex: who asks for the latest ones must not wait for the log's disk.
+        if (leftOut)
+            writeLines(request, *leftOut);
     }
 
     std::vector<SlowRequest> latest()
@@ -88,22 +96,19 @@ public:
     }
 
 private:
-    /** With the mutex held, so that the lines come in order. */
-    void log(const SlowRequest& request)
+    /** Nothing if the line of a request of that time is one too many, else how many were left out before. */
+    std::optional<std::uint64_t> takeLine(std::chrono::system_clock::time_point time)
     {
-        if (request.time < second_ || request.time - second_ >= std::chrono::seconds(1)) {
-            second_ = request.time;
+        if (time < second_ || time - second_ >= std::chrono::seconds(1)) {
+            second_ = time;
             lines_ = 0;
         }
         if (lines_ == SlowRequests::LinesPerSecond) {
             ++leftOut_;
-            return;
+            return std::nullopt;
         }
         ++lines_;
-        if (leftOut_ > 0)
-            LOG_WARN << "slow requests: " << leftOut_ << " more were not logged";
-        leftOut_ = 0;
-        writeLine(request);
+        return std::exchange(leftOut_, 0);
     }
 
     std::mutex mutex_; // guards all of the following

@@ -125,10 +125,9 @@ void BDBHotBackupThread::join()
 
 void BDBHotBackupThread::requestStop()
 {
-    const std::lock_guard lock(stopMutex_);
+    const std::scoped_lock lock(stopMutex_, statusMutex_);
     stopFlag_ = true;
     stopChanged_.notify_all();
-    const std::lock_guard statusLock(statusMutex_);
     if (status_.state != BDBBackupStatus::None)
         status_.state = BDBBackupStatus::Stopping;
 }
@@ -148,8 +147,7 @@ bool BDBHotBackupThread::isShipping()
 /** After a full copy; false if the thread is to end instead. */
 bool BDBHotBackupThread::goOnToShipping()
 {
-    const std::lock_guard lock(stopMutex_);
-    const std::lock_guard statusLock(statusMutex_);
+    const std::scoped_lock lock(stopMutex_, statusMutex_);
     if (!stopFlag_)
         status_.state = BDBBackupStatus::Shipping;
     return !stopFlag_;

@@ -83,6 +83,7 @@ ServerStatus::SlowRequest readSlowRequest(const QVariantMap& request)
             textIn(request, "Table"),
             textIn(request, "Keys"),
             secondsIn(request, "Milliseconds"),
+            secondsIn(request, "QueueMilliseconds"),
             secondsIn(request, "LockMilliseconds"),
             secondsIn(request, "DiskMilliseconds"),
             secondsIn(request, "FlushMilliseconds"),
@@ -144,6 +145,7 @@ ServerStatus ServerStatus::of(const QVariantMap& reply)
     for (Requests& requests : status.requests)
         requests.latencies.bounds = countsIn(reply, "LatencyBounds");
     status.slowRequests = listIn(reply, "SlowRequests", readSlowRequest);
+    status.slowRequestCount = countIn(reply, "SlowRequestCount");
     status.environments = listIn(reply, "Environments", readEnvironment);
     return status;
 }

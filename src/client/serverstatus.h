@@ -41,10 +41,10 @@ struct ServerStatus {
     qint64 sentBytes = 0;
 
     struct Threads {
-        int workers = 0;
+        int workers = 0; // receive requests and run short ones
         int workersBusy = 0;
-        int pool = 0;
-        int poolBusy = 0;
+        int pool = 0;           // run the other requests
+        int poolBusy = 0;       // requests that run, on threads of both kinds
         int poolQueue = 0;      // requests that wait for a thread
         int repliesWaiting = 0; // for the log to be on disk
     } threads;
@@ -66,7 +66,8 @@ struct ServerStatus {
         QString operation;
         QString table;
         QString keys;
-        double milliseconds = 0; // in total, and of them for locks, reading from disk and the log
+        double milliseconds = 0; // in total, and of them for a thread, locks, reading from disk and the log
+        double queueMilliseconds = 0;
         double lockMilliseconds = 0;
         double diskMilliseconds = 0;
         double flushMilliseconds = 0;
@@ -74,7 +75,8 @@ struct ServerStatus {
         qint64 retries = 0;
         QString peer;
     };
-    std::vector<SlowRequest> slowRequests; // newest first
+    std::vector<SlowRequest> slowRequests; // the latest, newest first
+    qint64 slowRequestCount = 0;           // of all times
 
     struct Environment {
         QString directory;

@@ -54,9 +54,9 @@ void writeThreads(const ServerStatus::Threads& threads, PrometheusText* text)
     single("quorva_workers", Type::Gauge, "Threads that receive requests.", qint64{threads.workers}, text);
     single("quorva_workers_busy", Type::Gauge, "Of those, how many are at work.", qint64{threads.workersBusy}, text);
     single("quorva_pool_threads", Type::Gauge, "Threads of the database pool.", qint64{threads.pool}, text);
-    single("quorva_pool_threads_busy", Type::Gauge, "Of those, how many are at work.", qint64{threads.poolBusy}, text);
-    single("quorva_pool_queue", Type::Gauge, "Requests that wait for a thread of the pool.", qint64{threads.poolQueue},
-           text);
+    single("quorva_requests_running", Type::Gauge, "Requests that run, on workers and in the pool.",
+           qint64{threads.poolBusy}, text);
+    single("quorva_requests_queued", Type::Gauge, "Requests that wait for a thread.", qint64{threads.poolQueue}, text);
     single("quorva_replies_waiting", Type::Gauge, "Replies that wait until the log is on disk.",
            qint64{threads.repliesWaiting}, text);
 }
@@ -66,7 +66,7 @@ std::vector<Label> labelsOf(const ServerStatus::Requests& requests)
     return {{"operation", requests.operation.toUtf8()}, {"outcome", requests.outcome.toUtf8()}};
 }
 
-void writeRequests(const std::vector<ServerStatus::Requests>& all, PrometheusText* text)
+void writeRequests(const std::vector<ServerStatus::Requests>& all, qint64 slow, PrometheusText* text)
 {
     constexpr double Microsecond = 1e-6;
     text->family("quorva_requests_total", Type::Counter, "Requests answered, by operation and outcome.");
@@ -81,6 +81,7 @@ void writeRequests(const std::vector<ServerStatus::Requests>& all, PrometheusTex
         text->histogram(bounds, requests.latencies.counts, static_cast<double>(requests.microseconds) * Microsecond,
                         labelsOf(requests));
     }
+    single("quorva_slow_requests_total", Type::Counter, "Requests that took longer than QUORVA_SLOW_MS.", slow, text);
 }
 
 /** A figure that each environment has. */
@@ -170,7 +171,7 @@ void write(const ServerStatus& status, PrometheusText* text)
 {
     writeServer(status, text);
     writeThreads(status.threads, text);
-    writeRequests(status.requests, text);
+    writeRequests(status.requests, status.slowRequestCount, text);
     writeEnvironments(status.environments, text);
 }
 

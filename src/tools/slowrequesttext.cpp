@@ -29,6 +29,7 @@ std::vector<std::string> lines(const Client::ServerStatus& status,
     constexpr auto Right = TextColumns::Align::Right;
     TextColumns columns({{"SLOW REQUEST"},
                          {"TOTAL", Right},
+                         {"QUEUE", Right},
                          {"LOCKS", Right},
                          {"DISK", Right},
                          {"FLUSH", Right},
@@ -40,10 +41,10 @@ std::vector<std::string> lines(const Client::ServerStatus& status,
                          {"PEER"}});
     for (const auto& request : requests)
         columns.add({Units::date(request.time), milliseconds(request.milliseconds),
-                     milliseconds(request.lockMilliseconds), milliseconds(request.diskMilliseconds),
-                     milliseconds(request.flushMilliseconds), std::to_string(request.items),
-                     std::to_string(request.retries), shown(request.operation), shown(request.table),
-                     shown(request.keys), shown(request.peer)});
+                     milliseconds(request.queueMilliseconds), milliseconds(request.lockMilliseconds),
+                     milliseconds(request.diskMilliseconds), milliseconds(request.flushMilliseconds),
+                     std::to_string(request.items), std::to_string(request.retries), shown(request.operation),
+                     shown(request.table), shown(request.keys), shown(request.peer)});
     return columns.lines();
 }
 

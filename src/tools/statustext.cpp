@@ -56,9 +56,10 @@ Lines serverLines(const std::string& address, const ServerStatus& status)
         "connections  " + number(status.connections.open) + " open, " + number(status.connections.accepted) +
             " accepted, " + number(status.connections.refused) + " refused",
         "traffic      " + bytes(status.receivedBytes) + " received, " + bytes(status.sentBytes) + " sent",
+        "requests     " + number(threads.poolBusy) + " running, " + number(threads.poolQueue) + " queued, " +
+            number(threads.repliesWaiting) + " waiting for the log to be on disk",
         "threads      " + number(threads.workersBusy) + " of " + number(threads.workers) + " workers busy, " +
-            number(threads.poolBusy) + " of " + number(threads.pool) + " in the pool; " + number(threads.poolQueue) +
-            " requests queued, " + number(threads.repliesWaiting) + " replies waiting for the log",
+            number(threads.pool) + " in the pool",
     };
 }
 

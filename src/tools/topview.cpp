@@ -45,10 +45,10 @@ Lines serverLines(const std::string& address, const ServerStatus& now, const Sta
             rateOf(change.refused, seconds) + "/s refused",
         "traffic      " + byteRate(change.receivedBytes, seconds) + " in, " + byteRate(change.sentBytes, seconds) +
             " out",
+        "now          " + number(now.threads.poolBusy) + " running, " + number(now.threads.poolQueue) + " queued, " +
+            number(now.threads.repliesWaiting) + " waiting for the log to be on disk",
         "threads      " + number(now.threads.workersBusy) + " of " + number(now.threads.workers) + " workers busy, " +
-            number(now.threads.poolBusy) + " of " + number(now.threads.pool) + " in the pool; " +
-            number(now.threads.poolQueue) + " requests queued, " + number(now.threads.repliesWaiting) +
-            " replies waiting for the log",
+            number(now.threads.pool) + " in the pool",
         "process      " + Units::bytes(static_cast<double>(now.process.residentBytes)) + " of memory, " +
             Units::percentage(change.processorSeconds, seconds) + " of a processor, " +
             number(now.process.descriptors) + " of " + number(now.process.descriptorLimit) + " descriptors",

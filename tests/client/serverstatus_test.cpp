@@ -64,12 +64,14 @@ TEST(ServerStatus, HasSlowRequestsNewestFirst)
     EXPECT_EQ(newest.table, "shop|orders");
     EXPECT_EQ(newest.keys, "abc");
     EXPECT_EQ(newest.milliseconds, 150.4);
+    EXPECT_EQ(newest.queueMilliseconds, 7.4);
     EXPECT_EQ(newest.lockMilliseconds, 100);
     EXPECT_EQ(newest.diskMilliseconds, 20);
     EXPECT_EQ(newest.flushMilliseconds, 3);
     EXPECT_EQ(newest.items, 128);
     EXPECT_EQ(newest.retries, 2);
     EXPECT_EQ(newest.peer, "127.0.0.1:51234");
+    EXPECT_EQ(status.slowRequestCount, 33);
 }
 
 TEST(ServerStatus, HasEnvironments)

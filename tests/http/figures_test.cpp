@@ -42,9 +42,10 @@ TEST(Figures, HaveEveryNumberOfTheStatus)
         {"quorva_workers", 2},
         {"quorva_workers_busy", 1},
         {"quorva_pool_threads", 6},
-        {"quorva_pool_threads_busy", 4},
-        {"quorva_pool_queue", 7},
+        {"quorva_requests_running", 4},
+        {"quorva_requests_queued", 7},
         {"quorva_replies_waiting", 8},
+        {"quorva_slow_requests_total", 33},
         {R"(quorva_requests_total{operation="PutItem",outcome="Success"})", 100},
         {R"(quorva_requests_total{operation="PutItem",outcome="ConditionalCheckFailedException"})", 2},
         {R"(quorva_requests_total{operation="Query",outcome="Success"})", 4},
@@ -105,7 +106,8 @@ TEST(Figures, WithoutEnvironmentsAndRequestsHaveNoEmptyFamilies)
     status.remove("Requests");
     const Exposition figures(textOf(status));
     EXPECT_EQ(figures.sum("quorva_environment"), 0);
-    EXPECT_EQ(figures.sum("quorva_request"), 0);
+    EXPECT_EQ(figures.sum("quorva_requests_total"), 0);
+    EXPECT_EQ(figures.sum("quorva_request_duration"), 0);
 }
 
 TEST(Figures, OfTheTransportCountByStatus)

@@ -75,6 +75,22 @@ TEST_F(Metrics, CountTheRequestsThatWereMade)
     EXPECT_EQ(figures().value(requests("PutItem")), 8);
 }
 
+TEST_F(Metrics, HaveTheOpenEnvironments)
+{
+    HttpClient client(http_.port());
+    ASSERT_EQ(client.call("PutItem", putBody("a", "1")).status, 200);
+    const Exposition counted = figures();
+    EXPECT_EQ(counted.value(ofDirectory("tables")), 1);
+    EXPECT_GT(counted.value(ofDirectory("cache_bytes")), 0);
+    EXPECT_GT(counted.value(ofDirectory("log_bytes")), 0);
+    EXPECT_GT(counted.value(ofDirectory("commits_total")), 0);
+    EXPECT_GT(counted.value(ofDirectory("flushes_total")), 0);
+    const std::string none = "{directory=\"" + directory_.path() + "\",state=\"none\"}";
+    EXPECT_EQ(counted.value("quorva_environment_backup_state" + none), 1);
+    ASSERT_EQ(client.call("DeleteTable", R"({"TableName":")" + table() + "\"}").status, 200);
+    EXPECT_EQ(figures().sum("quorva_environment_"), 0) << "closed";
+}
+
 TEST_F(Metrics, DirectoryIsEscapedAsALabel)
 {
     (void)directory_.makeDirectory("a \"b\\c\nd");

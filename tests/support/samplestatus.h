@@ -24,12 +24,13 @@ inline const QByteArray SampleStatus = R"({
         {"Operation": "PutItem", "Outcome": "ConditionalCheckFailedException", "Count": 2, "Microseconds": 90,
          "Latencies": [2, 0, 0, 0]},
         {"Operation": "Query", "Outcome": "Success", "Count": 4, "Microseconds": 8000, "Latencies": [0, 4, 0, 0]}],
+    "SlowRequestCount": 33,
     "SlowRequests": [
         {"Time": 1795356800.5, "Operation": "Query", "Table": "shop|orders", "Keys": "abc", "Milliseconds": 150.4,
-         "LockMilliseconds": 100.0, "DiskMilliseconds": 20.0, "FlushMilliseconds": 3.0, "Items": 128, "Retries": 2,
+         "QueueMilliseconds": 7.4, "LockMilliseconds": 100.0, "DiskMilliseconds": 20.0, "FlushMilliseconds": 3.0, "Items": 128, "Retries": 2,
          "Peer": "127.0.0.1:51234"},
         {"Time": 1795356790.0, "Operation": "PutItem", "Table": "shop|orders", "Keys": "k\u001b[2J", "Milliseconds": 900,
-         "LockMilliseconds": 0, "DiskMilliseconds": 0, "FlushMilliseconds": 890, "Items": 1, "Retries": 0,
+         "QueueMilliseconds": 0, "LockMilliseconds": 0, "DiskMilliseconds": 0, "FlushMilliseconds": 890, "Items": 1, "Retries": 0,
          "Peer": "127.0.0.1:51235"}],
     "Environments": [
         {"Directory": "/srv/shop", "Tables": 2, "Files": 300, "OpenTables": ["customers", "orders"],

@@ -32,6 +32,18 @@ TEST_F(StatusCommand, ShowsWhatWasDone)
     EXPECT_THAT(lineOf(run.output, "CreateTable "), MatchesRegex("CreateTable +Success +1 .* [mu]?s"));
 }
 
+TEST_F(StatusCommand, ShowsTheOpenEnvironments)
+{
+    expectOutput({"put", table(), "h=S:a", "r=S:1"}, "");
+    const ProgramRun run = quorvactl({"status"});
+    EXPECT_THAT(lineOf(run.output, "environment "), testing::EndsWith("  " + home()));
+    EXPECT_EQ(lineOf(run.output, "  tables "), "  tables     1 open: t; 2 files");
+    EXPECT_EQ(lineOf(run.output, "  backup "), "  backup     none");
+    EXPECT_THAT(lineOf(run.output, "  commits "), MatchesRegex("  commits +[1-9].*"));
+    ASSERT_EQ(quorvactl({"delete-table", table()}).status, Ok);
+    EXPECT_THAT(quorvactl({"status"}).output, HasSubstr("\nno environment is open\n"));
+}
+
 TEST_F(StatusCommand, JsonIsTheServersObject)
 {
     const ProgramRun run = quorvactl({"status", "--json"});
@@ -57,7 +69,8 @@ TEST(StatusText, HasEveryFigure)
             "process      120.0 MiB of memory, 13 s of processor time, 812 of 1048576 descriptors\n"
             "connections  3 open, 40 accepted, 5 refused\n"
             "traffic      1.0 MiB received, 1.5 KiB sent\n"
-            "threads      1 of 2 workers busy, 4 of 6 in the pool; 7 requests queued, 8 replies waiting for the log\n"
+            "requests     4 running, 7 queued, 8 waiting for the log to be on disk\n"
+            "threads      1 of 2 workers busy, 6 in the pool\n"
             "\n"
             "OPERATION  OUTCOME                          COUNT    MEAN     P50     P99     MAX\n"
             "PutItem    Success                            100  200 us   50 us     1 s  longer\n"
@@ -83,12 +96,12 @@ TEST(StatusText, HasEveryFigure)
             "  checkpoint -\n"
             "  backup     none\n"
             "\n"
-            "SLOW REQUEST          TOTAL   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        KEYS   "
+            "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        KEYS   "
             "PEER\n" +
             localDate(1795356800) +
-            "  150 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    127.0.0.1:51234\n" +
+            "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    127.0.0.1:51234\n" +
             localDate(1795356790) +
-            "  900 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  127.0.0.1:51235\n");
+            "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  127.0.0.1:51235\n");
 }
 
 TEST(StatusText, OfAnIdleServerSaysSo)

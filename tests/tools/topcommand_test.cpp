@@ -182,8 +182,10 @@ TEST_F(TopScreen, ScrollsWhatDoesNotFit)
     start(200, 5);
     EXPECT_THAT(top_->screen(), HasSubstr("quorva 2.4.0"));
     top_->type("\033[B");
-    EXPECT_THAT(top_->waitForScreen([](const std::string& screen) { return screen.starts_with("requests "); }),
-                HasSubstr("threads "));
+    EXPECT_THAT(top_->waitForScreen([](const std::string& screen) {
+        return screen.starts_with("requests ") && screen.ends_with(HelpEnd);
+    }),
+                HasSubstr("\nnow "));
     for (int i = 0; i < 40; ++i)
         top_->type("\033[B");
     (void)top_->waitForScreen("127.0.0.1:51234\n" + std::string("q quit"));

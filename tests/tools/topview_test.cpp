@@ -76,15 +76,16 @@ TEST_F(TopViewTest, ShowsRatesOfTheInterval)
 {
     const std::string until = Units::date(1795356810);
     std::vector<std::string> shown = lines();
-    ASSERT_EQ(shown.size(), 18U);
-    shown.resize(14);
+    ASSERT_EQ(shown.size(), 19U);
+    shown.resize(15);
     EXPECT_THAT(
         shown,
         ElementsAre(
             "quorva 2.4.0 at 127.0.0.1:4567, process 4711, up 1 min 50 s; figures of 10 s",
             "requests     7.0/s, 0.50/s failed", "connections  3 open, 0.40/s new, 0.10/s refused",
             "traffic      2.0 KiB/s in, 100 B/s out",
-            "threads      1 of 2 workers busy, 4 of 6 in the pool; 7 requests queued, 8 replies waiting for the log",
+            "now          4 running, 7 queued, 8 waiting for the log to be on disk",
+            "threads      1 of 2 workers busy, 6 in the pool",
             "process      120.0 MiB of memory, 25.0 % of a processor, 812 of 1048576 descriptors", "",
             "OPERATION  RATE/s  FAILED/s    P50     P99     MAX  TOTAL",
             "Query         4.0         0  50 us   50 us   50 us     44",
@@ -101,14 +102,15 @@ TEST_F(TopViewTest, ShowsRatesOfTheInterval)
 TEST_F(TopViewTest, ShowsTheSlowestRequestsFirstAndNothingThatControlsTheTerminal)
 {
     const std::vector<std::string> shown = lines();
-    ASSERT_EQ(shown.size(), 18U);
-    EXPECT_EQ(shown[15], "SLOW REQUEST          TOTAL   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        "
-                         "KEYS   PEER");
-    EXPECT_EQ(shown[16], Units::date(1795356790) +
-                             "  900 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  "
+    ASSERT_EQ(shown.size(), 19U);
+    EXPECT_EQ(shown[16],
+              "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        "
+              "KEYS   PEER");
+    EXPECT_EQ(shown[17], Units::date(1795356790) +
+                             "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  "
                              "127.0.0.1:51235");
-    EXPECT_EQ(shown[17], Units::date(1795356800) +
-                             "  150 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    "
+    EXPECT_EQ(shown[18], Units::date(1795356800) +
+                             "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    "
                              "127.0.0.1:51234");
 }
 

@@ -1,5 +1,7 @@
 #include "format/logrecords.h"
 
+#include "format/berkeleydbnames.h"
+
 #include <cstring>
 
 namespace LogRecords {
@@ -13,6 +15,21 @@ constexpr std::uint32_t EndOfTransaction = 10;
 constexpr std::size_t OutcomeOffset = 16;
 constexpr std::uint32_t Committed = 1;
 constexpr std::size_t TimeOffset = 20; // seconds since 1970
+
+// All records begin with their type, the transaction, and the transaction's previous record.
+constexpr std::size_t TransactionOffset = 4;
+constexpr std::size_t BodyOffset = 16;
+
+// Registers an open file: an operation, then the length and the bytes of its name with a final zero byte.
+constexpr std::uint32_t Registration = 2;
+constexpr std::uint32_t OperationMask = 0xf;
+constexpr std::uint32_t AtCheckpoint = 1;
+constexpr std::uint32_t Opened = 3;
+constexpr std::uint32_t OpenedBeforehand = 4;
+
+constexpr std::uint32_t Removal = 144;  // the length and the bytes of the name
+constexpr std::uint32_t Renaming = 146; // the old name, then the new one
+constexpr std::uint32_t RenamingWithoutUndo = 150;
 
 std::uint32_t numberAt(std::string_view record, std::size_t offset)
 {
@@ -34,6 +51,37 @@ std::optional<std::time_t> commitTime(std::string_view record)
         numberAt(record, OutcomeOffset) != Committed)
         return std::nullopt;
     return static_cast<std::time_t>(numberAt(record, TimeOffset));
+}
+
+std::uint32_t transactionOf(std::string_view record)
+{
+    return record.size() < BodyOffset ? 0 : numberAt(record, TransactionOffset);
+}
+
+std::optional<FileEvent> fileEvent(std::string_view record)
+{
+    if (record.size() < BodyOffset + 2 * sizeof(std::uint32_t))
+        return std::nullopt;
+    const std::uint32_t type = numberAt(record, 0);
+    std::size_t offset = BodyOffset;
+    FileEvent event{FileEvent::Removed, transactionOf(record), {}};
+    if (type == Registration) {
+        const std::uint32_t operation = numberAt(record, BodyOffset) & OperationMask;
+        if (operation != AtCheckpoint && operation != Opened && operation != OpenedBeforehand)
+            return std::nullopt;
+        event.kind = FileEvent::Used;
+        offset += sizeof operation;
+    } else if (type != Removal && type != Renaming && type != RenamingWithoutUndo) {
+        return std::nullopt;
+    }
+    const std::uint32_t length = numberAt(record, offset);
+    offset += sizeof length;
+    if (length < 2 || length > record.size() - offset)
+        return std::nullopt;
+    event.name = record.substr(offset, length - 1);
+    if (BerkeleyDbNames::isInternal(event.name.substr(event.name.rfind('/') + 1)))
+        return std::nullopt;
+    return event;
 }
 
 } // namespace LogRecords

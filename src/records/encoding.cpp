@@ -1,7 +1,7 @@
 #include "records/encoding.h"
 
+#include "format/partitions.h"
 #include "log/log.h"
-#include "records/md5.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
 
@@ -15,8 +15,7 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-enum { RecordKeyDigits = 4 };     // on disk, do not change
-enum { PartitionDigestByte = 3 }; // the byte of the digest that selects the partition; on-disk format, do not change
+enum { RecordKeyDigits = 4 }; // on disk, do not change
 
 /**
  * Removes the attribute named by a key element of the schema from `item`. 0 with `found` set if it was present;
@@ -55,7 +54,7 @@ QByteArray Records::dataFileName(const QByteArray& tableName, unsigned partition
 
 unsigned Records::partitionOf(const QByteArray& hashKey, unsigned count)
 {
-    return md5(hashKey)[PartitionDigestByte] & (count - 1);
+    return Partitions::ofHashKey({hashKey.cbegin(), hashKey.cend()}, count);
 }
 
 QByteArray Records::recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)

@@ -7,6 +7,7 @@
 #include "request/bdbrequest.h"
 #include "request/itemops.h"
 #include "request/scanquery.h"
+#include "request/spaceops.h"
 #include "request/tableops.h"
 #include "json/usualreader.h"
 
@@ -46,6 +47,9 @@ constexpr Handler Handlers[] = {
     {Operations::DeleteTable, Requests::deleteTable, Long},
     {Operations::Scan, Requests::scanTable, Long},
     {Operations::DescribeBackup, Requests::describeBackup, Short},
+    {Operations::CompactTable, Requests::compactTable, Long},
+    {Operations::DropTable, Requests::dropTable, Long},
+    {Operations::TruncateTable, Requests::truncateTable, Long},
 };
 
 // Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.

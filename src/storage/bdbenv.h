@@ -10,6 +10,7 @@
 #include "storage/environmentuse.h"
 #include "storage/loghold.h"
 #include "storage/opentables.h"
+#include "storage/tablegates.h"
 
 #include <db_cxx.h>
 
@@ -19,6 +20,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <mutex>
 
 class BDBCacheFlushThread;
 class BDBCheckpointThread;
@@ -98,6 +100,18 @@ public:
     /** Held while a database is opened; before mutex() in the lock order. */
     QMutex& openingMutex() { return openingMutex_; }
 
+    /**
+     * Held while files are removed or shortened, and while a full backup copies one of them. First in the lock order of
+     * an environment in use; one removal at a time.
+     */
+    std::mutex& filesMutex() { return filesMutex_; }
+
+    /** Passed by the requests to a table. After filesMutex() and before openingMutex() in the lock order. */
+    TableGates& tableGates() { return tableGates_; }
+
+    /** Whether a registered handle shares `state`: the file is open, under whatever name. */
+    bool isOpen(const DatabaseState& state) const;
+
     /** Last in the lock order; held exclusively only briefly. */
     CommitGate& commitGate() { return commitGate_; }
 
@@ -130,6 +144,8 @@ private:
     using FileId = std::array<u_int8_t, DB_FILE_ID_LEN>;
 
     QHash<QString, int> lockNames_;
+    std::mutex filesMutex_;
+    TableGates tableGates_;
     QMutex openingMutex_;
     CommitGate commitGate_;
     ChangeCount descriptionChanges_;

@@ -4,8 +4,8 @@
 _quorvactl()
 {
     local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands='put get update delete scan query import export init create-table describe delete-table flush
-        backup restore call'
+    local commands='put get update delete scan query import export init create-table describe delete-table truncate
+        drop-table compact check flush backup restore call'
     local operations='BatchWriteItem CreateTable DeleteItem DeleteTable DescribeTable GetItem PutItem Query Scan
         UpdateItem UpdateTable'
     local everywhere='--host --port --timeout --help'
@@ -28,7 +28,7 @@ _quorvactl()
                 continue
                 ;;
             --host | --port | --timeout | --if | --if-absent | --return | --set | --add | --remove | --attributes | \
-                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache)
+                --limit | --max | --eq | --lt | --le | --gt | --ge | --begins-with | --skip | --state | --stall | --cache | --scratch)
                 [[ ${COMP_WORDS[i + 1]} == '=' ]] && ((i += 1))
                 ((i += 1))
                 continue
@@ -75,6 +75,13 @@ _quorvactl()
         ((arguments == 0)) && files=yes
         ;;
     create-table) options='--replace' ;;
+    truncate | drop-table) options='--yes' ;;
+    compact) ((arguments == 0)) && files=yes ;;
+    check)
+        everywhere='--help'
+        options='--scratch'
+        ((arguments == 0)) && files=yes
+        ;;
     describe) options='--json' ;;
     backup)
         case $action in
@@ -98,7 +105,7 @@ _quorvactl()
             candidates='none old'
             [[ $command == update ]] && candidates='none old new updated-old updated-new'
             ;;
-        --state) files=yes ;;
+        --state | --scratch) files=yes ;;
         esac
     fi
     if [[ $word == -* && -z $onlyArguments ]]; then

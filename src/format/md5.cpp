@@ -1,4 +1,4 @@
-#include "records/md5.h"
+#include "format/md5.h"
 
 #include <algorithm>
 #include <bit>
@@ -81,10 +81,10 @@ template <typename Word> void store(Word word, unsigned char* bytes)
 
 } // namespace
 
-std::array<unsigned char, 16> Records::md5(const QByteArray& data)
+std::array<unsigned char, 16> md5(std::string_view data)
 {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-    const auto size = static_cast<std::size_t>(data.size());
+    const auto* bytes = reinterpret_cast<const unsigned char*>(data.data());
+    const auto size = data.size();
     const std::size_t whole = size - size % BlockSize;
 
     State state = InitialState;

@@ -1,5 +1,7 @@
 #include "format/logrecords.h"
 
+#include "format/berkeleydbnames.h"
+
 #include <cstring>
 
 namespace LogRecords {
@@ -17,6 +19,20 @@ constexpr std::size_t TimeOffset = 20; // seconds since 1970
 // A checkpoint has the position from which to recover at the place of the outcome.
 constexpr std::uint32_t Checkpoint = 11;
 constexpr std::size_t StartOffset = 16;
+// All records begin with their type, the transaction, and the transaction's previous record.
+constexpr std::size_t TransactionOffset = 4;
+constexpr std::size_t BodyOffset = 16;
+
+// Registers an open file: an operation, then the length and the bytes of its name with a final zero byte.
+constexpr std::uint32_t Registration = 2;
+constexpr std::uint32_t OperationMask = 0xf;
+constexpr std::uint32_t AtCheckpoint = 1;
+constexpr std::uint32_t Opened = 3;
+constexpr std::uint32_t OpenedBeforehand = 4;
+
+constexpr std::uint32_t Removal = 144;  // the length and the bytes of the name
+constexpr std::uint32_t Renaming = 146; // the old name, then the new one
+constexpr std::uint32_t RenamingWithoutUndo = 150;
 
 std::uint32_t numberAt(std::string_view record, std::size_t offset)
 {
@@ -45,6 +61,37 @@ std::optional<std::uint32_t> checkpointStart(std::string_view record)
     if (record.size() < StartOffset + 2 * sizeof(std::uint32_t) || numberAt(record, 0) != Checkpoint)
         return std::nullopt;
     return numberAt(record, StartOffset);
+}
+
+std::uint32_t transactionOf(std::string_view record)
+{
+    return record.size() < BodyOffset ? 0 : numberAt(record, TransactionOffset);
+}
+
+std::optional<FileEvent> fileEvent(std::string_view record)
+{
+    if (record.size() < BodyOffset + 2 * sizeof(std::uint32_t))
+        return std::nullopt;
+    const std::uint32_t type = numberAt(record, 0);
+    std::size_t offset = BodyOffset;
+    FileEvent event{FileEvent::Removed, transactionOf(record), {}};
+    if (type == Registration) {
+        const std::uint32_t operation = numberAt(record, BodyOffset) & OperationMask;
+        if (operation != AtCheckpoint && operation != Opened && operation != OpenedBeforehand)
+            return std::nullopt;
+        event.kind = FileEvent::Used;
+        offset += sizeof operation;
+    } else if (type != Removal && type != Renaming && type != RenamingWithoutUndo) {
+        return std::nullopt;
+    }
+    const std::uint32_t length = numberAt(record, offset);
+    offset += sizeof length;
+    if (length < 2 || length > record.size() - offset)
+        return std::nullopt;
+    event.name = record.substr(offset, length - 1);
+    if (BerkeleyDbNames::isInternal(event.name.substr(event.name.rfind('/') + 1)))
+        return std::nullopt;
+    return event;
 }
 
 } // namespace LogRecords

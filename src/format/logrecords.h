@@ -49,7 +49,24 @@ std::optional<std::time_t> commitTime(std::string_view record);
  */
 std::optional<std::uint32_t> checkpointStart(std::string_view record);
 
-/** How many bytes of a record, without its header, these functions look at. */
+/** What a record says about the existence of a file. */
+struct FileEvent {
+    enum Kind {
+        Used,   // the file is open, or created under this name
+        Removed // removed or renamed
+    };
+    Kind kind;
+    std::uint32_t transaction; // 0: none; otherwise it counts when that transaction commits
+    std::string_view name;     // in the environment; part of the record
+};
+
+/** The same for a record that opens, renames or removes a database file. Files of transient names are not reported. */
+std::optional<FileEvent> fileEvent(std::string_view record);
+
+/** The transaction that a record belongs to; 0: none. */
+std::uint32_t transactionOf(std::string_view record);
+
+/** How many bytes of a record, without its header, commitTime() and checkpointStart() look at. */
 inline constexpr std::size_t LookedAt = 24;
 
 } // namespace LogRecords

@@ -2,7 +2,6 @@
 
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
-#include "format/md5.h"
 
 #include <algorithm>
 
@@ -12,7 +11,6 @@ namespace {
 
 constexpr std::string_view HexDigits = "0123456789abcdef";
 constexpr std::string_view DataFileEnding = ".db";
-constexpr std::size_t PartitionDigestByte = 3; // of 16
 constexpr std::size_t SuffixLength = 6;        // "_3f.db"
 constexpr std::size_t MaxFileNameLength = 255; // limit of file systems
 
@@ -58,11 +56,6 @@ std::string_view filePart(std::string_view tableName)
 std::string partitionSuffix(unsigned partition)
 {
     return std::string{'_', HexDigits[partition >> 4 & 15], HexDigits[partition & 15]}.append(DataFileEnding);
-}
-
-unsigned partitionOf(std::string_view hashKey, unsigned count)
-{
-    return Md5::digest(hashKey)[PartitionDigestByte] & (count - 1);
 }
 
 std::string_view ofDataFile(std::string_view file)

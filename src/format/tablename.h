@@ -28,12 +28,6 @@ std::string_view filePart(std::string_view tableName);
 /** The suffix that a data file adds to the file part: "_3f.db". */
 std::string partitionSuffix(unsigned partition);
 
-/**
- * The partition of a hash key, given by its bytes: byte 3 of its MD5 digest, masked with `count` - 1. `count` is a
- * power of two of at most 256.
- */
-unsigned partitionOf(std::string_view hashKey, unsigned count);
-
 /** The file part of the table to which a data file of this name belongs; the whole name without such a suffix. */
 std::string_view ofDataFile(std::string_view file);
 

@@ -41,9 +41,12 @@ inline constexpr Operation UpdateItem{ApiPrefix, "UpdateItem"};
 inline constexpr Operation UpdateTable{ApiPrefix, "UpdateTable"};
 
 inline constexpr Operation Commit{OwnPrefix, "Commit"};
+inline constexpr Operation CompactTable{OwnPrefix, "CompactTable"};
 inline constexpr Operation DescribeBackup{OwnPrefix, "DescribeBackup"};
+inline constexpr Operation DropTable{OwnPrefix, "DropTable"};
 inline constexpr Operation ListTables{OwnPrefix, "ListTables"};
 inline constexpr Operation Status{OwnPrefix, "Status"};
+inline constexpr Operation TruncateTable{OwnPrefix, "TruncateTable"};
 
 /** The operations of the API, all supported by the server; shell completion and quorva-http offer these. */
 inline constexpr std::array Api{BatchWriteItem, CreateTable, DeleteItem, DeleteTable, DescribeTable, GetItem,

@@ -1,5 +1,6 @@
 #include "records/encoding.h"
 
+#include "format/partitions.h"
 #include "log/log.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
@@ -54,7 +55,7 @@ QByteArray Records::dataFileName(const QByteArray& tableName, unsigned partition
 
 unsigned Records::partitionOf(const QByteArray& hashKey, unsigned count)
 {
-    return TableNames::partitionOf({hashKey.cbegin(), hashKey.cend()}, count);
+    return Partitions::ofHashKey({hashKey.cbegin(), hashKey.cend()}, count);
 }
 
 QByteArray Records::recordKey(const QByteArray& hashKey, const QByteArray& rangeKey)

@@ -1,6 +1,7 @@
 #ifndef QUORVA_RECORDS_ENCODING_H
 #define QUORVA_RECORDS_ENCODING_H
 
+#include "format/partitions.h"
 #include "format/tablename.h"
 
 #include <QByteArray>
@@ -22,7 +23,7 @@ struct KeySchema;
  */
 
 /** Data files of a table. On-disk format, do not change. */
-inline constexpr unsigned PartitionCount = 256;
+inline constexpr unsigned PartitionCount = Partitions::Count;
 
 namespace Records {
 
@@ -32,7 +33,7 @@ QByteArray filePart(const QByteArray& tableName);
 /** The name of the data file that holds a partition: the TableName with "_3f.db" appended. */
 QByteArray dataFileName(const QByteArray& tableName, unsigned partition);
 
-/** The partition of a hash key, out of `count`: see TableNames. */
+/** The partition of a hash key, out of `count`: see Partitions. */
 unsigned partitionOf(const QByteArray& hashKey, unsigned count);
 
 /**

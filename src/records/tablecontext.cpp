@@ -81,6 +81,8 @@ int TableContext::openNumbered(const QByteArray& tableName, unsigned database, B
 {
     const QByteArray& filePart = namesOf(tableName).filePart;
     if (env() != nullptr) {
+        if (const int rc = passGate(filePart))
+            return rc;
         if (BDBIndex* const found = env()->openTables().find(filePart, database)) {
             *db = found;
             return 0;
@@ -105,8 +107,35 @@ int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
                         [&] { return dbOpen(tableName, TableNames::MetaSubDatabase, db); });
 }
 
+int TableContext::keepFiles(const QByteArray& tableName)
+{
+    return passGate(namesOf(tableName).filePart);
+}
+
+/** Passes the gate of a table, once, until leave(). */
+int TableContext::passGate(const QByteArray& filePart)
+{
+    CommitGate* const gate = &env()->tableGates().of(filePart);
+    if (gates_.contains(gate))
+        return StatusSuccess;
+    if (!onlyFinds_)
+        gate->lock_shared();
+    else if (!gate->try_lock_shared())
+        return StatusTakesLong;
+    gates_.append(gate);
+    return StatusSuccess;
+}
+
+void TableContext::leaveGates()
+{
+    for (CommitGate* const gate : gates_)
+        gate->unlock_shared();
+    gates_.clear();
+}
+
 EnvironmentUse TableContext::leave()
 {
+    leaveGates();
     environment_.releaseAccess();
     connection_->setEnv(nullptr);
     directory_.clear();

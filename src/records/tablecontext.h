@@ -5,6 +5,7 @@
 #include "storage/txnscope.h"
 
 #include <QByteArray>
+#include <QVarLengthArray>
 #include <QVariantMap>
 
 #include <optional>
@@ -12,6 +13,7 @@
 
 class BDBIndex;
 class BDBObjTable;
+class CommitGate;
 
 /** The two elements of a table's key schema, each with "AttributeName" and "AttributeType". */
 struct KeySchema {
@@ -62,7 +64,13 @@ public:
     /** Finds or opens a database of the current environment: sub-database `subDatabase` of the file of `name`. */
     [[nodiscard]] int dbOpen(const QByteArray& name, const char* subDatabase, BDBIndex** db);
 
-    /** Finds or opens the database of one of the table's partitions in the current environment. */
+    /** Waits for a removal of the table's files that is running, and keeps others away until leave(). */
+    [[nodiscard]] int keepFiles(const QByteArray& tableName);
+
+    /**
+     * Finds or opens the database of one of the table's partitions in the current environment. Until leave(), it is not
+     * removed, see keepFiles().
+     */
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
     /** The same for the database of the table's description. */
@@ -106,6 +114,8 @@ private:
 
     const Names& namesOf(const QByteArray& tableName);
     void enter(EnvironmentUse environment, const Names& names);
+    int passGate(const QByteArray& filePart);
+    void leaveGates();
     template <typename Open>
     int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
 
@@ -117,6 +127,7 @@ private:
     Names names_;          // of the last table
     QByteArray directory_; // of the current environment, as the request spelled it
     EnvironmentUse environment_;
+    QVarLengthArray<CommitGate*, 2> gates_; // of the current environment's tables, held shared; see TableGates
     std::optional<KeySchema> keySchema_;
 };
 

@@ -10,6 +10,7 @@
 #include "request/itemops.h"
 #include "request/listtables.h"
 #include "request/scanquery.h"
+#include "request/spaceops.h"
 #include "request/status.h"
 #include "request/tableops.h"
 #include "json/usualreader.h"
@@ -56,6 +57,9 @@ constexpr Handler Handlers[] = {
     {Operations::DescribeBackup, Requests::describeBackup, Short},
     {Operations::ListTables, Requests::listTables, Long},
     {Operations::Status, Requests::status, Apart},
+    {Operations::CompactTable, Requests::compactTable, Long},
+    {Operations::DropTable, Requests::dropTable, Long},
+    {Operations::TruncateTable, Requests::truncateTable, Long},
 };
 static_assert(std::size(Handlers) <= BDBRequest::UnknownOperation);
 

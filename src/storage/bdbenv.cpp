@@ -15,6 +15,8 @@
 #include "storage/descriptorreserve.h"
 #include "storage/logflusher.h"
 
+#include <QMutexLocker>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -222,6 +224,13 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
     hasContent_ = true;
     opening.keep();
     return 0;
+}
+
+bool BDBEnv::isOpen(const DatabaseState& state) const
+{
+    const QMutexLocker locker(&mutex());
+    return anyObject(BDBIndexType,
+                     [&](BDBObject* object) { return &static_cast<BDBIndex*>(object)->state() == &state; });
 }
 
 BDBBackupStatus BDBEnv::backupStatus()

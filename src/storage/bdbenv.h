@@ -12,6 +12,7 @@
 #include "storage/environmentuse.h"
 #include "storage/loghold.h"
 #include "storage/opentables.h"
+#include "storage/tablegates.h"
 
 #include <db_cxx.h>
 
@@ -23,6 +24,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 class BDBCacheFlushThread;
@@ -125,6 +127,18 @@ public:
     /** Held while a database is opened; before mutex() in the lock order. */
     QMutex& openingMutex() { return openingMutex_; }
 
+    /**
+     * Held while files are removed or shortened, and while a full backup copies one of them. First in the lock order of
+     * an environment in use; one removal at a time.
+     */
+    std::mutex& filesMutex() { return filesMutex_; }
+
+    /** Passed by the requests to a table. After filesMutex() and before openingMutex() in the lock order. */
+    TableGates& tableGates() { return tableGates_; }
+
+    /** Whether a registered handle shares `state`: the file is open, under whatever name. */
+    bool isOpen(const DatabaseState& state) const;
+
     /** Last in the lock order; held exclusively only briefly. */
     CommitGate& commitGate() { return commitGate_; }
 
@@ -165,6 +179,8 @@ private:
     Metrics::Counter flushes_;
     std::atomic<std::chrono::system_clock::rep> lastCheckpoint_ = 0; // by the system's clock; 0: none yet
     QHash<QString, int> lockNames_;
+    std::mutex filesMutex_;
+    TableGates tableGates_;
     QMutex openingMutex_;
     CommitGate commitGate_;
     ChangeCount descriptionChanges_;

@@ -51,6 +51,11 @@ int BDBIndex::del(BDBTxn* txn, Dbt* key, u_int32_t flags)
     return writeIn(txn, [&](DbTxn* handle) { return Db::del(handle, key, flags); });
 }
 
+int BDBIndex::compact(BDBTxn* txn, Dbt* start, DB_COMPACT* counts, Dbt* end)
+{
+    return writeIn(txn, [&](DbTxn* handle) { return Db::compact(handle, start, nullptr, counts, DB_FREE_SPACE, end); });
+}
+
 int BDBIndex::close(u_int32_t flags)
 {
     if (isOpen_ == 0)

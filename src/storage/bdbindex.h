@@ -29,6 +29,9 @@ public:
     [[nodiscard]] int get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
 
+    /** Compacts the database from `start` on, or all of it if that is null, and gives free pages back to the system. */
+    [[nodiscard]] int compact(BDBTxn* txn, Dbt* start, DB_COMPACT* counts, Dbt* end);
+
     /** What the handles of the same file share; its own until shareState(). */
     DatabaseState& state() { return *state_; }
 

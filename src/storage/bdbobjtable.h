@@ -66,6 +66,17 @@ public:
      */
     void closeObjects();
 
+    /** Whether `matches` one of the objects of a type. The caller holds the mutex. */
+    template <typename Matches> bool anyObject(int type, Matches&& matches) const
+    {
+        for (const auto& slot : objects_) {
+            BDBObject* const object = slot.load(std::memory_order_acquire);
+            if (object != nullptr && object->type() == type && matches(object))
+                return true;
+        }
+        return false;
+    }
+
     QMutex& mutex() const { return mutex_; }
 
     /** Guarded by mutex(). */

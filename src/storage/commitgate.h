@@ -24,6 +24,7 @@ public:
     CommitGate& operator=(const CommitGate&) = delete;
 
     void lock_shared() { pthread_rwlock_rdlock(&lock_); }
+    [[nodiscard]] bool try_lock_shared() { return pthread_rwlock_tryrdlock(&lock_) == 0; }
     void unlock_shared() { pthread_rwlock_unlock(&lock_); }
     void lock() { pthread_rwlock_wrlock(&lock_); }
     [[nodiscard]] bool try_lock() { return pthread_rwlock_trywrlock(&lock_) == 0; }

@@ -8,6 +8,7 @@
 #include "storage/logshipping.h"
 
 #include <cerrno>
+#include <mutex>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -143,7 +144,10 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
     if (const int rc = makeDirectoriesFor(name))
         return rc;
     const auto attempt = [&] { return env_->dbbackup(name.c_str(), target_.path().c_str(), 0); };
-    const int rc = Deadlocks::retry(attempt, [](int) {});
+    const int rc = [&] {
+        const std::lock_guard files(env_->filesMutex()); // it is not removed or shortened meanwhile
+        return Deadlocks::retry(attempt, [](int) {});
+    }();
     if (rc == ENOENT && !fs::exists(source, error))
         return 0; // it was being created, and its transaction was aborted
     if (rc != 0)

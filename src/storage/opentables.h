@@ -14,8 +14,8 @@ class BDBIndex;
 
 /**
  * The open databases of an environment by file part and number: a request finds its database without composing the
- * name under which it is registered. Only open databases are added; they stay open as long as the environment. Any
- * thread.
+ * name under which it is registered. Only open databases are added; they stay open as long as the environment, or
+ * until the table is removed. Any thread.
  */
 class OpenTables {
 public:
@@ -28,6 +28,13 @@ public:
         const std::lock_guard lock(mutex_);
         const auto table = tables_.constFind(filePart);
         return table != tables_.constEnd() ? (*table)[database] : nullptr;
+    }
+
+    /** Forgets all databases of a table. The caller ensures that nobody uses them. */
+    void remove(const QByteArray& filePart)
+    {
+        const std::lock_guard lock(mutex_);
+        tables_.remove(filePart);
     }
 
     void add(const QByteArray& filePart, unsigned database, BDBIndex* index)

@@ -2,6 +2,8 @@
 
 #include "tools/actioncommand.h"
 #include "tools/backupcommand.h"
+#include "tools/checkcommand.h"
+#include "tools/compactcommand.h"
 #include "tools/createtablecommand.h"
 #include "tools/deletecommand.h"
 #include "tools/deletetablecommand.h"
@@ -13,6 +15,7 @@
 #include "tools/initcommand.h"
 #include "tools/putcommand.h"
 #include "tools/querycommand.h"
+#include "tools/removalcommand.h"
 #include "tools/requestcommand.h"
 #include "tools/restorecommand.h"
 #include "tools/scancommand.h"
@@ -40,6 +43,10 @@ CommandList allCommands(CLI::App* app)
     commands.add<DescribeCommand>();
     commands.add<TablesCommand>();
     commands.add<DeleteTableCommand>();
+    commands.add<RemovalCommand>(RemovalCommand::Truncate);
+    commands.add<RemovalCommand>(RemovalCommand::Drop);
+    commands.add<CompactCommand>();
+    commands.add<CheckCommand>();
     commands.add<ActionCommand>(ActionCommand::Flush);
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();

@@ -1,6 +1,6 @@
 #include "tools/exportcommand.h"
 
-#include "format/tablename.h"
+#include "format/partitions.h"
 #include "protocol/bodies.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
@@ -19,14 +19,11 @@ namespace Ctl {
 
 namespace {
 
-/** The data files of a table, which a scan reads in the order of their numbers. */
-constexpr unsigned PartitionCount = 256;
-
-/** The number of the one that has the items of a hash key. */
+/** The number of the data file that has the items of a hash key. A scan reads them in the order of their numbers. */
 unsigned partitionOf(const QString& hash)
 {
     const QByteArray bytes = hash.toLatin1();
-    return TableNames::partitionOf({bytes.cbegin(), bytes.cend()}, PartitionCount);
+    return Partitions::ofHashKey({bytes.cbegin(), bytes.cend()});
 }
 
 } // namespace
@@ -73,7 +70,7 @@ int ExportCommand::run(const ServerAddress& server)
 int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink) const
 {
     const bool mixes = file_ == "-" && ::isatty(STDOUT_FILENO) != 0; // with the items, on one terminal
-    ProgressBar progress(PartitionCount, progress_ ? ProgressBar::When::Always
+    ProgressBar progress(Partitions::Count, progress_ ? ProgressBar::When::Always
                                          : mixes   ? ProgressBar::When::Never
                                                    : ProgressBar::When::OnTerminal);
     KeyNames keys;
@@ -95,7 +92,7 @@ int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink
     });
     const int code = read.run(server);
     if (code == ExitOk && progress.isEnabled())
-        progress.finish(items, PartitionCount);
+        progress.finish(items, Partitions::Count);
     return code;
 }
 

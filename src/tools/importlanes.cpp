@@ -1,6 +1,6 @@
 #include "tools/importlanes.h"
 
-#include "format/tablename.h"
+#include "format/partitions.h"
 #include "protocol/envelope.h"
 #include "tools/exitcode.h"
 #include "tools/replies.h"
@@ -47,7 +47,7 @@ int ImportLanes::add(long long line, const QByteArray& text, const ItemKey& key)
 ImportLanes::Lane& ImportLanes::laneOf(const ItemKey& key)
 {
     const QByteArray hashKey = key.first.toLatin1();
-    return lanes_[TableNames::partitionOf({hashKey.cbegin(), hashKey.cend()}, Lanes)];
+    return lanes_[Partitions::ofHashKey({hashKey.cbegin(), hashKey.cend()}, Lanes)];
 }
 
 /** The lane is idle. */

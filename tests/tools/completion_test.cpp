@@ -133,7 +133,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 20U);
+    EXPECT_EQ(commands.size(), 25U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -151,7 +151,7 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 23U);
+    ASSERT_EQ(commands.size(), 30U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));

@@ -1,0 +1,130 @@
+#include "tools/compactcommand.h"
+
+#include "protocol/administration.h"
+#include "tools/bytecount.h"
+#include "tools/interruption.h"
+#include "tools/messages.h"
+#include "tools/replies.h"
+#include "tools/session.h"
+#include "tools/terminalline.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace Ctl {
+
+namespace {
+
+constexpr int DataFiles = 256;
+
+// A pass moves pages to the front of the file, which lets the next one shorten it further. More gain nothing.
+constexpr int MostPasses = 4;
+
+constexpr Operations::Operation ListTables{Operations::OwnPrefix, "ListTables"};
+
+std::string gained(std::uint64_t before, std::uint64_t after)
+{
+    return byteCount(before > after ? before - after : 0);
+}
+
+} // namespace
+
+CompactCommand::CompactCommand(CLI::App* app)
+    : Command(app, "compact", "Give the space of deleted items back, while the server is in use",
+              "quorvactl compact 'build/shop|orders'")
+{
+    parser()->add_option("DIRECTORY|TABLE", target_, "The table, or a directory for all tables in it")->required();
+}
+
+int CompactCommand::run(const ServerAddress& server)
+{
+    const Interruption interruption;
+    Session session(server);
+    std::vector<std::string> tables;
+    if (const int code = findTables(&session, &tables))
+        return code;
+    TerminalLine line;
+    for (const std::string& table : tables) {
+        Sizes sizes;
+        if (const int code = compactTable(&session, table, &sizes, &line))
+            return code;
+        TerminalLine::clear();
+        if (Interruption::requested()) {
+            complain("interrupted; " + table + " is intact, and " + gained(sizes.before, sizes.after) +
+                     " of it were given back");
+            return ExitErrorReply;
+        }
+        const int code =
+            printLine(QByteArray::fromStdString("compacted " + table + ": " + gained(sizes.before, sizes.after) +
+                                                " given back, " + byteCount(sizes.after) + " left"));
+        if (code != ExitOk)
+            return code;
+    }
+    return ExitOk;
+}
+
+int CompactCommand::findTables(Session* session, std::vector<std::string>* tables) const
+{
+    if (target_.find('|') != std::string::npos) {
+        QVariantMap description;
+        tables->push_back(target_);
+        return session->describe(target_, &description);
+    }
+    QVariantMap reply;
+    const int code = session->request(ListTables, QVariantMap{{"Directory", QString::fromStdString(target_)}}, &reply);
+    if (code == ExitErrorReply)
+        complainReply("cannot list the tables of " + target_, reply,
+                      "the spelling; a relative path starts from the server's working directory");
+    for (const QVariant& table : reply.value("Tables").toList())
+        tables->push_back(table.toMap().value("TableName").toString().toStdString());
+    return code;
+}
+
+int CompactCommand::compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line) const
+{
+    for (int partition = 0; partition < DataFiles && !Interruption::requested(); ++partition) {
+        line->show("compacting " + table + ": file " + std::to_string(partition + 1) + '/' + std::to_string(DataFiles) +
+                   ", " + gained(sizes->before, sizes->after) + " given back");
+        if (const int code = compactFile(session, table, partition, sizes))
+            return code;
+    }
+    return ExitOk;
+}
+
+int CompactCommand::compactFile(Session* session, const std::string& table, int partition, Sizes* sizes) const
+{
+    constexpr std::chrono::milliseconds Pause{50};
+    QVariantMap body = Bodies::table(QString::fromStdString(table));
+    body.insert(SpaceNames::Partition, partition);
+    bool isFirst = true;
+    std::uint64_t after = 0;
+    bool hasMoved = false;
+    for (int pass = 0; pass < MostPasses && !Interruption::requested();) {
+        QVariantMap reply;
+        if (const int code = session->request(Operations::CompactTable, body, &reply)) {
+            if (code == ExitErrorReply)
+                complainReply("cannot compact " + table, reply, "the server's log, which has the cause");
+            return code;
+        }
+        if (std::exchange(isFirst, false))
+            sizes->before += reply.value(SpaceNames::BytesBefore).toULongLong();
+        after = reply.value(SpaceNames::BytesAfter).toULongLong();
+        hasMoved = hasMoved || reply.value(SpaceNames::HasMoved).toBool();
+        const bool isBusy = reply.value(SpaceNames::IsBusy).toBool();
+        if (isBusy)
+            std::this_thread::sleep_for(Pause);
+        if (reply.contains(SpaceNames::NextKey)) {
+            body.insert(SpaceNames::StartKey, reply.value(SpaceNames::NextKey));
+        } else if (!isBusy) {
+            body.remove(SpaceNames::StartKey);
+            pass = std::exchange(hasMoved, false) ? pass + 1 : MostPasses;
+        }
+    }
+    sizes->after += after;
+    return ExitOk;
+}
+
+} // namespace Ctl

@@ -1,0 +1,39 @@
+#ifndef QUORVA_TOOLS_COMPACTCOMMAND_H
+#define QUORVA_TOOLS_COMPACTCOMMAND_H
+
+#include "tools/command.h"
+
+#include <QVariantMap>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Ctl {
+
+class Session;
+class TerminalLine;
+
+/** "compact DIR|TABLE": has the server give back the space of deleted items, while it serves others. */
+class CompactCommand : public Command {
+public:
+    explicit CompactCommand(CLI::App* app);
+
+    int run(const ServerAddress& server) override;
+
+private:
+    struct Sizes {
+        std::uint64_t before = 0;
+        std::uint64_t after = 0;
+    };
+
+    int findTables(Session* session, std::vector<std::string>* tables) const;
+    int compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line) const;
+    int compactFile(Session* session, const std::string& table, int partition, Sizes* sizes) const;
+
+    std::string target_;
+};
+
+} // namespace Ctl
+
+#endif

@@ -1,0 +1,66 @@
+#include "tools/scratchcopy.h"
+
+#include "base/descriptor.h"
+#include "tools/filecopy.h"
+#include "tools/interruption.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace Ctl {
+
+namespace {
+
+/** Has the file system share the content of a new file with an existing one. False where it cannot. */
+bool shareContent(const fs::path& from, const fs::path& to)
+{
+    const Base::Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    const Base::Descriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (source.isOpen() && target.isOpen() && ::ioctl(target.number(), FICLONE, source.number()) == 0)
+        return true;
+    std::error_code ignored;
+    fs::remove(to, ignored);
+    return false;
+}
+
+} // namespace
+
+ScratchCopy::~ScratchCopy()
+{
+    std::error_code ignored; // then it stays behind, under a name that says what it is
+    if (!path_.empty())
+        fs::remove_all(path_, ignored);
+}
+
+std::string ScratchCopy::make(const fs::path& from, const std::vector<std::string>& names, const fs::path& above,
+                              const std::function<void(std::size_t done, std::size_t all)>& progress)
+{
+    std::string name = (above / "quorvactl-check-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr)
+        return "cannot make a copy in " + above.string() + ": " + std::strerror(errno);
+    path_ = name;
+    for (std::size_t i = 0; i < names.size() && !Interruption::requested(); ++i) {
+        progress(i, names.size());
+        const fs::path to = path_ / names[i];
+        std::error_code failure;
+        fs::create_directories(to.parent_path(), failure);
+        LeadingChecksum unused(0);
+        if (!failure && shareContent(from / names[i], to))
+            continue;
+        const int error = failure ? failure.value() : copyFile(from / names[i], to, &unused);
+        if (error != 0 && error != EINTR)
+            return "cannot copy " + names[i] + " to " + path_.string() + ": " + std::strerror(error);
+    }
+    return {};
+}
+
+} // namespace Ctl

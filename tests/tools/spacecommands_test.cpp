@@ -1,0 +1,108 @@
+/* The commands that delete tables and items and give space back. */
+#include "support/directorycontents.h"
+#include "toolfixture.h"
+
+#include <filesystem>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+class SpaceCommands : public ToolTest {
+protected:
+    std::uintmax_t bytesOf(const std::string& prefix) const
+    {
+        std::uintmax_t bytes = 0;
+        for (const std::string& name : namesIn(home())) {
+            if (name.starts_with(prefix))
+                bytes += fs::file_size(home() + '/' + name);
+        }
+        return bytes;
+    }
+
+    /** Stores items of 1 KB with one hash key, and deletes all but every tenth. */
+    void fillAndDelete(int items)
+    {
+        for (int i = 0; i < items; ++i)
+            put("k", QString::number(i), {{"v", textValue(QString(1000, 'v'))}});
+        for (int i = 0; i < items; ++i) {
+            if (i % 10 != 0)
+                remove("k", QString::number(i));
+        }
+        restartServer(); // which writes the pages
+    }
+};
+
+} // namespace
+
+TEST_F(SpaceCommands, DeleteForGoodOnlyWhenTheyAreTold)
+{
+    put("k", "1", {});
+    for (const std::string command : {"truncate", "drop-table"})
+        expectFailure({command, table()}, Usage,
+                      "quorvactl: " + command +
+                          " deletes for good and asks on a terminal only; nothing was deleted\n"
+                          "  try: --yes, in scripts\n");
+    EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap()}}));
+    expectOutput({"truncate", table(), "--yes"}, "truncated " + table() + ": 1 item, 1 file, 8.2 KB\n");
+    expectOutput({"scan", table()}, "");
+    expectOutput({"drop-table", "--yes", table()}, "dropped " + table() + ": 0 items, 257 files, 2.1 MB\n");
+}
+
+TEST_F(SpaceCommands, SayThatThereIsNoSuchTable)
+{
+    for (const std::string command : {"truncate", "drop-table"}) {
+        const ProgramRun run = quorvactl({command, table("none"), "--yes"});
+        EXPECT_EQ(run.status, ErrorReply);
+        EXPECT_EQ(run.output, "");
+        EXPECT_THAT(run.error, HasSubstr("there is no table " + table("none")));
+        expectFailure({command, pathOf("none") + "|t", "--yes"}, ErrorReply,
+                      Complaints::noDirectory("cannot find the table " + pathOf("none") + "|t", pathOf("none")));
+    }
+}
+
+TEST_F(SpaceCommands, CompactGivesTheSpaceOfDeletedItemsBack)
+{
+    fillAndDelete(400);
+    const std::uintmax_t before = bytesOf("t_");
+    const ProgramRun run = quorvactl({"compact", table()});
+    EXPECT_EQ(run.status, Ok) << run.error;
+    EXPECT_THAT(run.output, MatchesRegex("compacted .*\\|t: [0-9.]+ KB given back, [0-9.]+ KB left\n"));
+    EXPECT_LT(bytesOf("t_"), before / 3);
+    EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}, {"Limit", 1000}})
+                  .value("Count"),
+              QVariant(40LL));
+    restartServer();
+    EXPECT_LT(bytesOf("t_"), before / 3);
+    EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}, {"Limit", 1000}})
+                  .value("Count"),
+              QVariant(40LL));
+}
+
+TEST_F(SpaceCommands, CompactLosesNothingWhenTheServerIsKilled)
+{
+    fillAndDelete(600);
+    std::thread compacting([&] { (void)quorvactl({"compact", table()}); });
+    const std::uintmax_t before = bytesOf("t_");
+    EXPECT_TRUE(waitUntil([&] { return bytesOf("t_") < before; }));
+    killServer();
+    compacting.join();
+    ASSERT_TRUE(server_.start());
+    EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}, {"Limit", 1000}})
+                  .value("Count"),
+              QVariant(60LL));
+    EXPECT_EQ(quorvactl({"compact", table()}).status, Ok);
+}
+
+TEST_F(SpaceCommands, CompactOfAnUnknownTableIsRefused)
+{
+    EXPECT_EQ(quorvactl({"compact", table("none")}).status, ErrorReply);
+    for (const QVariant& partition : {QVariant(), QVariant(-1), QVariant(256), QVariant("3")}) {
+        const QVariantMap reply =
+            request("Quorva_1.CompactTable", {{"TableName", tableName()}, {"Partition", partition}});
+        EXPECT_EQ(reply.value("__type"), QVariant("ValidationException")) << testing::PrintToString(partition);
+    }
+}

@@ -55,6 +55,11 @@ bool Requests::isForOperator(BDBRequest&)
     return false;
 }
 
+std::string_view Requests::operationName(std::size_t)
+{
+    return "Echo";
+}
+
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {

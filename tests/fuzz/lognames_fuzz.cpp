@@ -86,7 +86,7 @@ void check(const std::uint8_t* data, std::size_t size)
     // The tool only uses files that are named like a log file.
     Ctl::BackupFiles files;
     std::string error;
-    const bool restorable = Ctl::readBackup(target, Ctl::UnlistedCopy::Accepted, &files, &error);
+    const bool restorable = Ctl::readBackup(Ctl::BackupParts(target), Ctl::UnlistedCopy::Accepted, &files, &error);
     FUZZ_ASSERT(restorable == error.empty());
     for (const auto& [number, file] : files.logs) {
         std::string name = file.path.filename().string();

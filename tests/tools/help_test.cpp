@@ -29,8 +29,8 @@ TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
               Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "tables", "delete-table", "flush", "backup", "restore", "standby", "status", "top",
-                     "call", "help"}));
+                     "describe", "tables", "delete-table", "truncate", "drop-table", "compact", "check", "flush",
+                     "backup", "restore", "standby", "status", "top", "call", "help"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)

@@ -121,28 +121,23 @@ TEST_F(Removal, AKillLosesNoRemovalThatWasAcknowledged)
 
 TEST_F(Removal, AKillInTheMiddleLeavesAllFilesOrNone)
 {
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 4; ++round) {
         SCOPED_TRACE(round);
         createTable(tableName());
-        EXPECT_EQ(request("Scan", {{"TableName", tableName()}}).value("Count"), QVariant(0LL)); // makes all files
-        fill(5);
-        const std::size_t files = filesOf("t").size();
-        EXPECT_EQ(files, 257U);
+        fill(20);
         std::thread dropping([&, caller = Caller(server_)]() mutable {
             caller.request("Quorva_1.DropTable", {{"TableName", tableName()}});
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(15 * round)); // at different points
+        std::this_thread::sleep_for(std::chrono::milliseconds(2 * round)); // at different points
         killServer();
         dropping.join();
         ASSERT_TRUE(server_.start());
         const QVariantMap description = describe(tableName());
         const bool isThere = description.value("__rc") == QVariant(200LL);
-        if (isThere) {
-            EXPECT_EQ(request("Scan", {{"TableName", tableName()}}).value("Count"), QVariant(5LL));
-            EXPECT_EQ(drop(tableName()).value("Removed").toMap().value("Items"), QVariant(5LL));
-        } else {
+        if (isThere)
+            EXPECT_EQ(drop(tableName()).value("Removed").toMap().value("Items"), QVariant(20LL));
+        else
             EXPECT_LE(filesOf("t").size(), 1U) << "what the DescribeTable has made";
-        }
     }
 }
 
@@ -160,9 +155,9 @@ TEST_F(Removal, BesideReadersAndWritersAndAnotherRemoval)
         }
     };
     const QVariantMap item{{"h", textValue("k")}, {"r", textValue("1")}};
-    const QList<QVariant> any{"OK", "Not Found"};
+    const QList<QVariant> any{"OK", "Not Found", "Bad Request"}; // the last one of a Query without a description
     std::vector<std::thread> threads;
-    for (const QByteArray operation : {"PutItem", "GetItem", "Scan", "Query"}) {
+    for (const QByteArray operation : {"PutItem", "GetItem", "DescribeTable", "Query"}) {
         const QVariantMap body{{"Item", item}, {"Key", itemKey("k", "1")}, {"HashKeyValue", textValue("k")}};
         threads.emplace_back(run, operation, merged(body, {{"TableName", tableName()}}), any);
         threads.emplace_back(run, operation, merged(body, {{"TableName", tableName("other")}}), QList<QVariant>{"OK"});
@@ -174,7 +169,7 @@ TEST_F(Removal, BesideReadersAndWritersAndAnotherRemoval)
     threads.emplace_back(run, "BatchWriteItem", puts, any);
     threads.emplace_back(run, "Quorva_1.TruncateTable", QVariantMap{{"TableName", tableName()}}, any);
     threads.emplace_back(run, "Quorva_1.CompactTable", QVariantMap{{"TableName", tableName()}, {"Partition", 40}}, any);
-    for (int i = 0; i < 10; ++i) {
+    for (int i = 0; i < 5; ++i) {
         const int before = done;
         EXPECT_TRUE(waitUntil([&] { return done > before + 20; }));
         EXPECT_TRUE(any.contains(drop(tableName()).value("__rcstr")));
@@ -184,6 +179,9 @@ TEST_F(Removal, BesideReadersAndWritersAndAnotherRemoval)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(put("k", "2", {}).value("__rc"), QVariant(200LL));
+    // A request finds no description between a removal and the next CreateTable; nothing else goes wrong.
+    EXPECT_THAT(takeComplaints(), testing::Each(testing::AnyOf(testing::HasSubstr("schema load failed"),
+                                                               testing::EndsWith("composeReply Error 2"))));
 }
 
 TEST_F(Removal, ATableThatIsOpenUnderAnotherNameIsRefused)

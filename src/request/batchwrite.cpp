@@ -101,7 +101,7 @@ private:
 
 int Requests::batchWriteItem(BDBRequest& request)
 {
-    const QVariantMap tables = request.parsedBody.value(u"RequestItems"_s).toMap();
+    const QVariantMap tables = request.parsedBody.value("RequestItems"_L1).toMap();
     if (tables.isEmpty()) {
         LOG_ERROR(LogOrigin, __LINE__) << "empty request";
         return StatusInvalidRequest;

@@ -4,6 +4,7 @@
 #include "metrics/servercounters.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
+#include "request/requestbody.h"
 
 #include <QByteArray>
 #include <QVariantMap>
@@ -41,7 +42,7 @@ struct BDBRequest {
     QByteArray operation;                        // the name from the message header
     std::size_t operationNumber = NotIdentified; // set by the dispatch, see Requests::operationName()
     QByteArray body;                             // the JSON text
-    QVariantMap parsedBody;
+    RequestBody parsedBody;
     QVariantMap reply;
     QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable
 

@@ -10,7 +10,6 @@
 #include "request/scanquery.h"
 #include "request/status.h"
 #include "request/tableops.h"
-#include "json/usualreader.h"
 
 #include <QScopeGuard>
 
@@ -81,11 +80,7 @@ const Handler* findHandler(BDBRequest& request)
 bool Requests::parseBody(BDBRequest& request)
 {
     const Handler* handler = findHandler(request);
-    QVariant parsed;
-    if (!Json::parseUsual(request.body, &parsed, handler != nullptr ? handler->items : Json::MemberPath()))
-        return false;
-    request.parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
-    return true;
+    return request.parsedBody.parse(request.body, handler != nullptr ? handler->items : Json::MemberPath());
 }
 
 void Requests::dispatch(BDBRequest& request)

@@ -214,11 +214,26 @@ private:
     }
 };
 
+/** Room for most trees: for the members that are text already, and a little more. */
+qsizetype usualRoom(const QVariant& value)
+{
+    qsizetype room = ByteAppender::UsualRoom;
+    if (value.typeId() != QMetaType::QVariantMap)
+        return room;
+    for (const QVariant& member : held<QVariantMap>(value)) {
+        if (member.metaType() == QMetaType::fromType<RawText>())
+            room += held<RawText>(member).text.size();
+        else if (member.metaType() == QMetaType::fromType<RawElements>())
+            room += held<RawElements>(member).text.size();
+    }
+    return room;
+}
+
 } // namespace
 
 void append(const QVariant& value, QByteArray* out)
 {
-    ArrayStream stream(std::move(*out));
+    ArrayStream stream(std::move(*out), usualRoom(value));
     TreeWriter(stream).write(value);
     *out = stream.take();
 }

@@ -115,7 +115,7 @@ void noteWrites(const std::vector<Requests::BatchWrite>& writes, bool succeeded,
 
 int Requests::batchWriteItem(BDBRequest& request)
 {
-    const QVariantMap tables = request.parsedBody.value(u"RequestItems"_s).toMap();
+    const QVariantMap tables = request.parsedBody.value("RequestItems"_L1).toMap();
     if (tables.isEmpty()) {
         LOG_ERROR(LogOrigin, __LINE__) << "empty request";
         return StatusInvalidRequest;

@@ -4,7 +4,10 @@ using namespace Qt::StringLiterals;
 
 QByteArray BDBRequest::tableName() const
 {
-    return parsedBody.value(u"TableName"_s).toString().toUtf8();
+    QByteArrayView plain;
+    if (Json::isPlainString(parsedBody.textOf("TableName"_L1), &plain))
+        return plain.toByteArray();
+    return parsedBody.value("TableName"_L1).toString().toUtf8();
 }
 
 void BDBRequest::reset()
@@ -13,7 +16,7 @@ void BDBRequest::reset()
     operation.resize(0);
     operationNumber = NotIdentified;
     body = QByteArray();
-    parsedBody = QVariantMap();
+    parsedBody.clear();
     reply = QVariantMap();
     message = QString();
     failedReply = QVariantMap();

@@ -4,6 +4,7 @@
 #include "metrics/servercounters.h"
 #include "records/requeststatus.h"
 #include "records/tablecontext.h"
+#include "request/requestbody.h"
 #include "request/requesttrace.h"
 
 #include <QByteArray>
@@ -58,7 +59,7 @@ struct BDBRequest {
     QByteArray operation;                        // the name from the message header
     std::size_t operationNumber = NotIdentified; // set by the dispatch, see Requests::operationName()
     QByteArray body;                             // the JSON text
-    QVariantMap parsedBody;
+    RequestBody parsedBody;
     QVariantMap reply;
     QString message;         // of a reply that is an error, in place of the usual one of its status; empty: that one
     QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable

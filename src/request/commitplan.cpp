@@ -91,9 +91,9 @@ Refusal readEntry(const QVariantMap& body, std::size_t number, CommitEntry* entr
 
 } // namespace
 
-std::optional<CommitRefusal> Requests::readCommit(const QVariantMap& body, std::vector<CommitEntry>* entries)
+std::optional<CommitRefusal> Requests::readCommit(const RequestBody& body, std::vector<CommitEntry>* entries)
 {
-    const QVariantList list = Records::listOf(body.value(u"Entries"_s));
+    const QVariantList list = Records::listOf(body.value("Entries"_L1));
     if (list.isEmpty())
         return invalid(u"\"Entries\" is missing or empty."_s);
     entries->resize(static_cast<std::size_t>(list.size()));

@@ -2,6 +2,7 @@
 #define QUORVA_REQUEST_COMMITPLAN_H
 
 #include "records/itemplace.h"
+#include "request/requestbody.h"
 
 #include <QByteArray>
 #include <QString>
@@ -38,7 +39,7 @@ struct CommitRefusal {
 namespace Requests {
 
 /** Reads the body of a Commit. Looks at nothing but the body. */
-[[nodiscard]] std::optional<CommitRefusal> readCommit(const QVariantMap& body, std::vector<CommitEntry>* entries);
+[[nodiscard]] std::optional<CommitRefusal> readCommit(const RequestBody& body, std::vector<CommitEntry>* entries);
 
 /**
  * Opens the environment, and finds the place of each entry in it. Tables that were not created are refused. Also

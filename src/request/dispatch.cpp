@@ -13,7 +13,6 @@
 #include "request/spaceops.h"
 #include "request/status.h"
 #include "request/tableops.h"
-#include "json/usualreader.h"
 
 #include <QScopeGuard>
 
@@ -88,7 +87,7 @@ const Handler* findHandler(BDBRequest& request)
 /** The table that the request names; of a batch the first one. */
 QByteArray firstTableOf(const BDBRequest& request)
 {
-    const QVariantMap batch = request.parsedBody.value(u"RequestItems"_s).toMap();
+    const QVariantMap batch = request.parsedBody.value("RequestItems"_L1).toMap();
     return batch.isEmpty() ? request.tableName() : batch.firstKey().toUtf8();
 }
 
@@ -97,11 +96,7 @@ QByteArray firstTableOf(const BDBRequest& request)
 bool Requests::parseBody(BDBRequest& request)
 {
     const Handler* handler = findHandler(request);
-    QVariant parsed;
-    if (!Json::parseUsual(request.body, &parsed, handler != nullptr ? handler->items : Json::MemberPath()))
-        return false;
-    request.parsedBody = parsed.toMap(); // Kept: JSON other than an object is an empty request
-    return true;
+    return request.parsedBody.parse(request.body, handler != nullptr ? handler->items : Json::MemberPath());
 }
 
 void Requests::dispatch(BDBRequest& request)

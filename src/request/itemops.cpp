@@ -25,8 +25,7 @@ int openItem(BDBRequest& request, ItemPlace* place)
     const QByteArray tableName = request.tableName();
     if (const int rc = request.table.openTable(tableName))
         return rc;
-    const QVariantMap key = request.parsedBody.value(u"Key"_s).toMap();
-    if (const int rc = Requests::readElementKeys(key, &place->hashKey, &place->rangeKey))
+    if (const int rc = Requests::readElementKeys(request.parsedBody, "Key"_L1, &place->hashKey, &place->rangeKey))
         return rc;
     request.noteKeys(place->hashKey, place->rangeKey);
     return Records::findPlace(request.table, tableName, place);
@@ -41,12 +40,11 @@ template <typename Attempt> int retryItem(const char* operation, const ItemPlace
 }
 
 /** A member of the request's body as a map; unset when the body has no such member. */
-std::optional<QVariantMap> optionalMap(const BDBRequest& request, const QString& name)
+std::optional<QVariantMap> optionalMap(const BDBRequest& request, QLatin1StringView name)
 {
-    const auto found = request.parsedBody.constFind(name);
-    if (found == request.parsedBody.constEnd())
+    if (!request.parsedBody.contains(name))
         return std::nullopt;
-    return found->toMap();
+    return request.parsedBody.value(name).toMap();
 }
 
 template <typename T> T* pointerTo(std::optional<T>& value)
@@ -56,7 +54,7 @@ template <typename T> T* pointerTo(std::optional<T>& value)
 
 bool wantsOldItem(const BDBRequest& request)
 {
-    return request.parsedBody.value(u"ReturnValues"_s).toString() == Bodies::ReturnAllOld;
+    return request.parsedBody.value("ReturnValues"_L1).toString() == Bodies::ReturnAllOld;
 }
 
 /**
@@ -95,11 +93,11 @@ int Requests::putItem(BDBRequest& request)
         return rc;
     ItemPlace place;
     Json::RawText stored;
-    if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take(u"Item"_s), &place, &stored.text))
+    if (const int rc = Records::takePlace(table, tableName, request.parsedBody.take("Item"_L1), &place, &stored.text))
         return rc;
     request.noteKeys(place.hashKey, place.rangeKey);
 
-    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     QVariantMap oldItem;
     const int rc = retryItem("putItem", place, [&] {
         oldItem.clear();
@@ -119,8 +117,8 @@ int Requests::getItem(BDBRequest& request)
     if (const int rc = openItem(request, &place))
         return rc;
     ItemFormatter format;
-    if (request.parsedBody.contains(u"AttributesToGet"_s))
-        format.keepOnly(Records::listOf(request.parsedBody.value(u"AttributesToGet"_s)));
+    if (request.parsedBody.contains("AttributesToGet"_L1))
+        format.keepOnly(Records::listOf(request.parsedBody.value("AttributesToGet"_L1)));
     Json::RawText item;
     const int rc = retryItem("getItem", place, [&] {
         return Records::getDb(request.table.transactions(), place.db, place.key, &format, &item.text);
@@ -138,7 +136,7 @@ int Requests::deleteItem(BDBRequest& request)
     ItemPlace place;
     if (const int rc = openItem(request, &place))
         return rc;
-    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     const bool returnOld = wantsOldItem(request);
 
     QVariantMap oldItem;
@@ -161,11 +159,11 @@ int Requests::updateItem(BDBRequest& request)
     ItemPlace place;
     if (const int rc = openItem(request, &place))
         return rc;
-    const QVariantMap updates = request.parsedBody.value(u"AttributeUpdates"_s).toMap();
-    std::optional<QVariantMap> expected = optionalMap(request, u"Expected"_s);
+    const QVariantMap updates = request.parsedBody.value("AttributeUpdates"_L1).toMap();
+    std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     std::optional<QByteArray> returnValues;
-    if (request.parsedBody.contains(u"ReturnValues"_s))
-        returnValues = request.parsedBody.value(u"ReturnValues"_s).toString().toUtf8();
+    if (request.parsedBody.contains("ReturnValues"_L1))
+        returnValues = request.parsedBody.value("ReturnValues"_L1).toString().toUtf8();
 
     const bool returnsItem = returnValues == Bodies::ReturnAllNew || returnValues == Bodies::ReturnAllOld;
     if (returnsItem && !canAddBareKeys(request))

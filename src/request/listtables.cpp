@@ -53,7 +53,7 @@ QVariantMap describe(const QString& directory, const ListedTable& table)
 
 int Requests::listTables(BDBRequest& request)
 {
-    const QString directory = request.parsedBody.value(u"Directory"_s).toString();
+    const QString directory = request.parsedBody.value("Directory"_L1).toString();
     if (directory.isEmpty())
         return refuse(request, StatusInvalidRequest, u"The parameter \"Directory\" is missing."_s);
     const QByteArray path = directory.toUtf8();

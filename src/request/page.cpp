@@ -20,26 +20,25 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
-int limitOf(const QVariantMap& body)
+int limitOf(const RequestBody& body)
 {
-    const auto limit = body.constFind(u"Limit"_s);
-    if (limit == body.constEnd())
+    if (!body.contains("Limit"_L1))
         return Limits::PageItems;
     // A negative limit counts as zero, so that a walk can decrement it without overflow.
-    return static_cast<int>(std::clamp<qlonglong>(limit->toLongLong(), 0, std::numeric_limits<int>::max()));
+    return static_cast<int>(
+        std::clamp<qlonglong>(body.value("Limit"_L1).toLongLong(), 0, std::numeric_limits<int>::max()));
 }
 
-int readHashKey(const QVariantMap& body, QueryRequest* query)
+int readHashKey(const RequestBody& body, QueryRequest* query)
 {
     if (query->page.hasStart) {
         query->hashKey = query->page.startHash; // Kept: with a start key, "HashKeyValue" is ignored
         return StatusSuccess;
     }
-    const auto value = body.constFind(u"HashKeyValue"_s);
-    query->hasHashKey = value != body.constEnd();
+    query->hasHashKey = body.contains("HashKeyValue"_L1);
     if (!query->hasHashKey)
         return StatusSuccess;
-    const QVariantMap typed = value->toMap();
+    const QVariantMap typed = body.value("HashKeyValue"_L1).toMap();
     const auto text = typed.constFind(u"S"_s);
     if (text == typed.constEnd()) {
         LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
@@ -54,7 +53,7 @@ int readHashKey(const QVariantMap& body, QueryRequest* query)
  */
 void answerLastKey(BDBRequest& request, const QByteArray& hash, const QByteArray& range)
 {
-    QVariantMap key = request.parsedBody.value(u"ExclusiveStartKey"_s).toMap();
+    QVariantMap key = request.parsedBody.value("ExclusiveStartKey"_L1).toMap();
     key.insert(u"HashKeyElement"_s, hash);
     if (!range.isEmpty())
         key.insert(u"RangeKeyElement"_s, range);
@@ -70,23 +69,23 @@ void answerItems(BDBRequest& request, const PageRequest& page, int count, const 
 
 } // namespace
 
-int Requests::readPage(const QVariantMap& body, PageRequest* page)
+int Requests::readPage(const RequestBody& body, PageRequest* page)
 {
-    page->countOnly = body.value(u"Count"_s).toBool();
+    page->countOnly = body.value("Count"_L1).toBool();
     page->limit = limitOf(body);
-    page->attributesToGet = Records::listOf(body.value(u"AttributesToGet"_s));
-    const auto start = body.constFind(u"ExclusiveStartKey"_s);
-    page->hasStart = start != body.constEnd();
-    return page->hasStart ? readElementKeys(start->toMap(), &page->startHash, &page->startRange) : StatusSuccess;
+    page->attributesToGet = Records::listOf(body.value("AttributesToGet"_L1));
+    page->hasStart = body.contains("ExclusiveStartKey"_L1);
+    return page->hasStart ? readElementKeys(body, "ExclusiveStartKey"_L1, &page->startHash, &page->startRange)
+                          : StatusSuccess;
 }
 
-int Requests::readQuery(const QVariantMap& body, QueryRequest* query)
+int Requests::readQuery(const RequestBody& body, QueryRequest* query)
 {
     if (const int rc = readPage(body, &query->page))
         return rc;
-    query->forward = body.value(u"ScanIndexForward"_s, true).toBool();
-    query->hasCondition = body.contains(u"RangeKeyCondition"_s);
-    query->condition = body.value(u"RangeKeyCondition"_s).toMap();
+    query->forward = !body.contains("ScanIndexForward"_L1) || body.value("ScanIndexForward"_L1).toBool();
+    query->hasCondition = body.contains("RangeKeyCondition"_L1);
+    query->condition = body.value("RangeKeyCondition"_L1).toMap();
     return readHashKey(body, query);
 }
 

@@ -8,6 +8,7 @@
 #include <QVariantMap>
 
 struct BDBRequest;
+class RequestBody;
 
 /** What Scan and Query have in common: reading the request for a page of items, and answering it. */
 
@@ -34,10 +35,10 @@ struct QueryRequest {
 namespace Requests {
 
 /** Reads the parameters of a Scan. 0, or the result of readElementKeys. */
-[[nodiscard]] int readPage(const QVariantMap& body, PageRequest* page);
+[[nodiscard]] int readPage(const RequestBody& body, PageRequest* page);
 
 /** Reads the parameters of a Query. 0, StatusInternalError with an ERROR line, or the result for a refused key. */
-[[nodiscard]] int readQuery(const QVariantMap& body, QueryRequest* query);
+[[nodiscard]] int readQuery(const RequestBody& body, QueryRequest* query);
 
 /**
  * The names of the table's key attributes. A description that cannot be loaded is StatusInternalError, with the reply

@@ -3,6 +3,8 @@
 #include "log/log.h"
 #include "records/encoding.h"
 #include "records/requeststatus.h"
+#include "request/requestbody.h"
+#include "json/usualreader.h"
 
 using namespace Qt::StringLiterals;
 
@@ -12,13 +14,14 @@ constexpr const char* LogOrigin = "bdbrequest";
 
 /** How requests and schemas refer to one of the two elements of a key. */
 struct KeyElement {
+    QLatin1StringView latinName;
     QString name;
     const char* missing;
     const char* wrong;
 };
 
-const KeyElement HashElement{u"HashKeyElement"_s, "hash key missing", "wrong hash-key"};
-const KeyElement RangeElement{u"RangeKeyElement"_s, "range key missing", "wrong range-key"};
+const KeyElement HashElement{"HashKeyElement"_L1, u"HashKeyElement"_s, "hash key missing", "wrong hash-key"};
+const KeyElement RangeElement{"RangeKeyElement"_L1, u"RangeKeyElement"_s, "range key missing", "wrong range-key"};
 
 int refuse(const char* text, int line)
 {
@@ -36,6 +39,21 @@ int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* b
     if (value == typed.constEnd())
         return refuse(element.wrong, __LINE__);
     return Records::keyBytes(*value, bytes);
+}
+
+/** Reads an element whose text is nothing but {"S": plain string}; false if it is anything else. */
+bool findPlainElement(const Json::UsualMembers& key, const KeyElement& element, QByteArray* bytes)
+{
+    const Json::UsualMember* const found = Json::findMember(key, element.latinName);
+    Json::UsualMembers typed;
+    if (found == nullptr || !Json::findUsualMembers({}, found->value, &typed))
+        return false;
+    const Json::UsualMember* const value = Json::findMember(typed, "S"_L1);
+    QByteArrayView plain;
+    if (value == nullptr || !Json::isPlainString(value->value, &plain))
+        return false;
+    *bytes = plain.toByteArray(); // ASCII is Latin-1
+    return true;
 }
 
 int readSchemaElement(const QVariantMap& keySchema, const KeyElement& element, QString* name)
@@ -59,6 +77,16 @@ int Requests::readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByte
     if (const int rc = readElement(key, HashElement, hashKey))
         return rc;
     return readElement(key, RangeElement, rangeKey);
+}
+
+int Requests::readElementKeys(const RequestBody& body, QLatin1StringView name, QByteArray* hashKey,
+                              QByteArray* rangeKey)
+{
+    Json::UsualMembers key;
+    if (Json::findUsualMembers({}, body.textOf(name), &key) && findPlainElement(key, HashElement, hashKey) &&
+        findPlainElement(key, RangeElement, rangeKey))
+        return StatusSuccess;
+    return readElementKeys(body.value(name).toMap(), hashKey, rangeKey);
 }
 
 int Requests::schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName)

@@ -63,7 +63,7 @@ int Requests::scanTable(BDBRequest& request)
     if (const int rc = readKeyNames(request, tableName, page, true, &names))
         return rc;
 
-    const QVariantMap filter = request.parsedBody.value(u"ScanFilter"_s).toMap();
+    const QVariantMap filter = request.parsedBody.value("ScanFilter"_L1).toMap();
     ScanRange range{page.startHash, page.startRange, page.limit, filter, page.countOnly};
     ItemFormatter format = formatterOf(page, names);
     QByteArray items;

@@ -70,7 +70,7 @@ int Requests::truncateTable(BDBRequest& request)
 int Requests::compactTable(BDBRequest& request)
 {
     const QByteArray tableName = request.tableName();
-    const auto partition = partitionIn(request.parsedBody.value(SpaceNames::Partition));
+    const auto partition = partitionIn(request.parsedBody.value(QLatin1StringView(SpaceNames::Partition)));
     if (!partition)
         return StatusInvalidRequest;
     TableContext& table = request.table;
@@ -84,7 +84,8 @@ int Requests::compactTable(BDBRequest& request)
         return rc;
     std::uint64_t after = before;
     TableCompaction::Progress progress;
-    progress.next = QByteArray::fromHex(request.parsedBody.value(SpaceNames::StartKey).toString().toLatin1());
+    progress.next =
+        QByteArray::fromHex(request.parsedBody.value(QLatin1StringView(SpaceNames::StartKey)).toString().toLatin1());
     if (before != 0) {
         BDBIndex* database = nullptr;
         if (const int rc = table.openPartition(tableName, *partition, &database))

@@ -67,9 +67,9 @@ int Requests::createTable(BDBRequest& request)
 
     const QVariantMap description{
         {"CreationDateTime", CreationDateTime},
-        {"KeySchema", request.parsedBody.value(u"KeySchema"_s).toMap()},
-        {"ProvisionedThroughput", request.parsedBody.value(u"ProvisionedThroughput"_s).toMap()},
-        {"TableName", request.parsedBody.value(u"TableName"_s).toString()},
+        {"KeySchema", request.parsedBody.value("KeySchema"_L1).toMap()},
+        {"ProvisionedThroughput", request.parsedBody.value("ProvisionedThroughput"_L1).toMap()},
+        {"TableName", request.parsedBody.value("TableName"_L1).toString()},
         {"TableStatus", "ACTIVE"},
     };
     // Kept: even if the table exists, so a second CreateTable replaces the description and leaves the items.
@@ -98,7 +98,7 @@ int Requests::describeTable(BDBRequest& request)
     const qlonglong bytes = directorySize(tableName, true); // Kept: of the whole name, so 0 for one with a "|"
     if (!description.isEmpty()) {
         description.insert(u"ItemCount"_s, ItemCount);
-        description.insert(u"TableName"_s, request.parsedBody.value(u"TableName"_s).toString());
+        description.insert(u"TableName"_s, request.parsedBody.value("TableName"_L1).toString());
         description.insert(u"TableSizeBytes"_s, bytes);
         request.reply.insert(u"Table"_s, description);
     }
@@ -125,7 +125,7 @@ int Requests::deleteTable(BDBRequest& request)
 int Requests::updateTable(BDBRequest& request)
 {
     const QByteArray tableName = request.tableName();
-    const QVariantMap actions = request.parsedBody.value(u"ProvisionedThroughput"_s).toMap();
+    const QVariantMap actions = request.parsedBody.value("ProvisionedThroughput"_L1).toMap();
     if (const int rc = request.table.openTable(tableName))
         return rc;
     const int rc =

@@ -1,7 +1,10 @@
 #include "records/requeststatus.h"
+#include "request/requestbody.h"
 #include "request/requestkeys.h"
 #include "support/logcapture.h"
 #include "support/tablefixture.h"
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -55,6 +58,43 @@ TEST(ReadElementKeys, SaysWhatIsWrongInOneOrderOfChecks)
         QByteArray rangeKey;
         EXPECT_EQ(Requests::readElementKeys(key, &hashKey, &rangeKey), status) << testing::PrintToString(key);
         EXPECT_THAT(normalized(log), ElementsAre("[ERROR] bdbrequest # " + line)) << testing::PrintToString(key);
+    }
+}
+
+TEST(ReadElementKeys, AreTheSameFromTheTextOfABodyAndFromItsTree)
+{
+    const char* const keys[] = {
+        R"({"HashKeyElement":{"S":"h"},"RangeKeyElement":{"S":"r"}})",
+        R"( { "RangeKeyElement" : { "S" : "" } , "x":1, "HashKeyElement":{"S":"h","N":"5"}} )",
+        R"({"HashKeyElement":{"S":"1"},"RangeKeyElement":{"S":"r"},"HashKeyElement":{"S":"2"}})", // the last wins
+        R"({"HashKeyElement":{"S":"1","S":"2"},"RangeKeyElement":{"S":"r"}})",
+        R"({"HashKeyElement":{"S":"é"},"RangeKeyElement":{"S":"ÿ"}})",
+        R"({"HashKeyElement":{"S":"h"},"RangeKeyElement":{"S":"€"}})",
+        R"({"HashKeyElement":{"S":5},"RangeKeyElement":{"S":true}})",
+        R"({"HashKeyElement":{"S":{}},"RangeKeyElement":{"S":null}})",
+        R"({"HashKeyElement":{"N":"5"},"RangeKeyElement":{"S":"r"}})",
+        R"({"HashKeyElement":{"S":"h"},"RangeKeyElement":{"N":"5"}})",
+        R"({"HashKeyElement":"h","RangeKeyElement":"r"})",
+        R"({"HashKeyElement":{"S":"h"}})",
+        R"({"RangeKeyElement":{"S":"r"}})",
+        R"({})",
+        R"("h")",
+        R"([{"HashKeyElement":{"S":"h"},"RangeKeyElement":{"S":"r"}}])",
+    };
+    for (const QByteArray key : keys) {
+        SCOPED_TRACE(key.toStdString());
+        RequestBody body;
+        ASSERT_TRUE(body.parse(R"({"Key":)" + key + "}"));
+        ASSERT_FALSE(body.textOf("Key"_L1).isNull());
+        const auto read = [](const auto&... from) {
+            const LogCapture log;
+            QByteArray hash;
+            QByteArray range;
+            const int rc = Requests::readElementKeys(from..., &hash, &range);
+            return rc == StatusSuccess ? std::vector<std::string>{hash.toStdString(), range.toStdString()}
+                                       : normalized(log);
+        };
+        EXPECT_EQ(read(body, "Key"_L1), read(body.value("Key"_L1).toMap()));
     }
 }
 

@@ -1,0 +1,53 @@
+#ifndef QUORVA_REQUEST_REQUESTBODY_H
+#define QUORVA_REQUEST_REQUESTBODY_H
+
+#include "json/usualreader.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QLatin1StringView>
+#include <QVariant>
+#include <QVariantMap>
+
+/**
+ * The members of a request's body. Those of usual JSON (see Json::findUsualMembers) stay text until they are asked for:
+ * many are short strings whose bytes are all that is needed, and a tree costs several times as much as its text. Any
+ * other body is a tree from the beginning. Used by one thread at a time.
+ */
+class RequestBody {
+public:
+    /** Without members. */
+    RequestBody() = default;
+    RequestBody(const QVariantMap& tree) : tree_(tree) {}
+
+    /**
+     * Replaces the members by those of `text`; none if it is JSON other than an object. An object at `items` becomes a
+     * Json::SplitObject if it is canonical. False, without members, when it is not JSON.
+     */
+    [[nodiscard]] bool parse(const QByteArray& text, Json::MemberPath items = {});
+
+    bool isEmpty() const { return members_.isEmpty() && tree_.isEmpty(); }
+    void clear();
+
+    bool contains(QLatin1StringView name) const;
+
+    /** The value of a member, which is parsed now if it is text; invalid when there is none. */
+    QVariant value(QLatin1StringView name) const;
+
+    /** The same for a value that is not asked for again, so that it need not be shared. */
+    QVariant take(QLatin1StringView name);
+
+    /** The JSON text of a member that is text. Null when it is not, or missing. Valid until the members change. */
+    QByteArrayView textOf(QLatin1StringView name) const;
+
+private:
+    bool isWithItems(QLatin1StringView name) const { return !name.isEmpty() && name == nameWithItems_; }
+
+    QByteArray text_; // that the members point into
+    Json::UsualMembers members_;
+    QLatin1StringView nameWithItems_; // of the member that is a value already
+    QVariant withItems_;
+    QVariantMap tree_;
+};
+
+#endif

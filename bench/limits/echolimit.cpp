@@ -55,9 +55,9 @@ bool Requests::isForOperator(BDBRequest&)
     return false;
 }
 
-std::string_view Requests::operationName(std::size_t)
+QString Requests::operationName(std::size_t)
 {
-    return "Echo";
+    return {};
 }
 
 // What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)

@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 20U);
+    EXPECT_EQ(commands.size(), 16U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -134,14 +134,13 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 23U);
+    ASSERT_EQ(commands.size(), 19U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
-        if (command != Words{"init"} && command != Words{"restore"} &&
-            command != Words{"check"}) // which need no server
+        if (command != Words{"init"} && command != Words{"restore"}) // which need no server
             expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
@@ -156,7 +155,7 @@ TEST(Completion, KnowsWhichOptionsHaveAValue)
         for (const std::string& flag : own.flags)
             EXPECT_EQ(completionsOf(with(command, {flag, ""})), offered) << flag;
         for (const std::string& option : own.withValue) {
-            if (option != "--return" && option != "--state" && option != "--scratch") {
+            if (option != "--return" && option != "--state") {
                 EXPECT_THAT(completionsOf(with(command, {option, ""})), IsEmpty()) << option;
             }
             Words values(option == "--between" ? 2 : 1, "x");

@@ -56,7 +56,6 @@ TEST_F(RemovalAndBackup, ARemovalBesideACopyLeavesItWhole)
 TEST_F(RemovalAndBackup, ARemovalIsInTheLogFilesThatAreShippedLater)
 {
     backUpTo(makeDirectory("backup"));
-    stopBackup();
     live(tableName(), tableName("second"));
     fillLogs(3);
     reopen();

@@ -72,6 +72,26 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    if (size > 0 && size == refusedSize)
+        throw std::bad_alloc();
+    const auto boundary = static_cast<std::size_t>(alignment);
+    if (void* memory = std::aligned_alloc(boundary, (size + boundary - 1) / boundary * boundary))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept
+{
+    std::free(memory);
+}
+
 void operator delete(void* memory) noexcept
 {
     std::free(memory);

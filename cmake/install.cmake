@@ -60,6 +60,10 @@ add_custom_target(package-contents)
 add_dependencies(package-contents ${programs} compressed quorva_library)
 install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/quorvactl.bash" RENAME quorvactl
     DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT server)
+install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/_quorvactl"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions" COMPONENT server)
+install(FILES "${PROJECT_SOURCE_DIR}/src/tools/completion/quorvactl.fish"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT server)
 install(DIRECTORY "${docs}/" DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT server
     PATTERN client-library.md EXCLUDE)
 

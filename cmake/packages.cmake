@@ -26,7 +26,10 @@ backups while it serves.
 
 This package has the server as a service of systemd, the tool quorvactl and,
 as a second service, the API over HTTP.")
-set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA "${control}/server/postinst;${control}/server/prerm;${control}/server/postrm")
+set(CPACK_DEBIAN_SERVER_PACKAGE_CONTROL_EXTRA
+    "${control}/server/postinst;${control}/server/prerm;${control}/server/postrm;${control}/server/conffiles")
+set(CPACK_DEBIAN_SERVER_PACKAGE_SUGGESTS logrotate)
+set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/etc.cmake")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libquorva-client${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)

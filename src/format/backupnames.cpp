@@ -6,9 +6,10 @@ namespace BackupNames {
 
 const char* refusal(std::string_view name)
 {
-    const bool isReserved =
-        name == Marker || name == ListFile || name == UnfinishedListFile || name == ListDraft || name == LogDirectory;
-    return isReserved ? "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups"
+    const bool isReserved = name == Marker || name == ListFile || name == UnfinishedListFile || name == ListDraft ||
+                            name == LogDirectory || name == HoldFile || name == HoldDraft;
+    return isReserved ? "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), BackupLog.hold (also with "
+                        ".new) and __log__ belong to backups"
                       : nullptr;
 }
 

@@ -6,13 +6,16 @@
 #include <string_view>
 
 /**
- * The names in a backup directory, for the server that writes it and the tool that restores it. Log files have the same
- * names as in an environment (logfiles.h). On disk, do not change. Pure; any thread.
+ * The names in a backup directory, and those that a backup uses in an environment, for the server that writes it and
+ * the tool that restores it. Log files have the same names as in an environment (logfiles.h). On disk, do not change.
+ * Pure; any thread.
  *
  *     BackupInProgress.tmp          created by the client of a full backup, deleted by the server on completion
  *     BackupFiles.list              the files of the copy (backuplist.h); written when all of them are on disk
  *     BackupFiles.list.tmp          the same for a copy in progress: it names all databases that the copy may contain
  *     BackupFiles.list.new          either list while it is being written
+ *     BackupLog.hold                in an environment: the target of the backup that its log files are kept for
+ *     BackupLog.hold.new            the same while it is being written
  *     log.0000000041                log files of the copy, next to the database files
  *     __log__/log.0000000042        log files shipped afterwards
  *     __log__/log.0000000042.del    the previous copy of one while it is being replaced
@@ -23,6 +26,8 @@ inline constexpr const char* Marker = "BackupInProgress.tmp";
 inline constexpr const char* ListFile = "BackupFiles.list";
 inline constexpr const char* UnfinishedListFile = "BackupFiles.list.tmp";
 inline constexpr const char* ListDraft = "BackupFiles.list.new";
+inline constexpr const char* HoldFile = "BackupLog.hold";
+inline constexpr const char* HoldDraft = "BackupLog.hold.new";
 inline constexpr const char* LogDirectory = "__log__";
 inline constexpr std::string_view ReplacedSuffix = ".del";
 

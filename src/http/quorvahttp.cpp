@@ -1,5 +1,6 @@
 #include "base/exitstatus.h"
 #include "base/standarddescriptors.h"
+#include "base/streamfile.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
 #include "http/consolehandler.h"
@@ -43,6 +44,7 @@ struct Options {
     int transferSeconds = 30;
     std::vector<std::string> allowedHosts;
     std::string allowedUsers;
+    std::string logFile;
     bool hasConsole = false;
     bool consoleWrites = false;
     std::vector<std::string> directories;
@@ -87,6 +89,7 @@ void declare(Options* options, CLI::App* app)
         });
     app->add_option("--allow-users", options->allowedUsers,
                     "The users of this machine who may connect: names or numbers, separated by commas");
+    app->add_option("--log", options->logFile, "A file to append messages to, instead of standard error");
     app->add_flag("--console", options->hasConsole, "Serve the console at /console; prints its address with its token");
     app->add_flag("--console-write", options->consoleWrites, "The same, and it may change items and make backups");
     app->add_option("--directory", options->directories,
@@ -94,22 +97,37 @@ void declare(Options* options, CLI::App* app)
         ->allow_extra_args(false);
 }
 
-sigset_t endingSignals()
+/** The signals that one thread waits for: SIGHUP reopens the log file, the others end the program. */
+sigset_t handledSignals()
 {
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGTERM);
-    sigaddset(&ending, SIGINT);
-    return ending;
+    sigset_t handled;
+    sigemptyset(&handled);
+    sigaddset(&handled, SIGHUP);
+    sigaddset(&handled, SIGTERM);
+    sigaddset(&handled, SIGINT);
+    return handled;
+}
+
+/** Has messages go to the file of --log, from here on or, when it may have been renamed, again. */
+bool openLog(const std::string& file)
+{
+    const int error = file.empty() ? 0 : Base::continueIn(stderr, file.c_str());
+    if (error != 0)
+        std::fprintf(stderr, "quorva-http: cannot open the log file %s: %s\n", file.c_str(), std::strerror(error));
+    return error == 0;
 }
 
 /** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
-void endOnSignal(Http::HttpServer* server, std::latch* ended)
+void handleSignals(const std::string& logFile, Http::HttpServer* server, std::latch* ended)
 {
-    const sigset_t ending = endingSignals();
+    sigset_t handled = handledSignals();
     int signal = 0;
-    (void)sigwait(&ending, &signal); // ignored: it only fails for signals that do not exist
-    (void)pthread_sigmask(SIG_UNBLOCK, &ending, nullptr);
+    while (sigwait(&handled, &signal) == 0 && signal == SIGHUP) {
+        if (!logFile.empty() && openLog(logFile)) // otherwise it stays where it is
+            std::fputs("quorva-http: log file reopened\n", stderr);
+    }
+    sigdelset(&handled, SIGHUP);
+    (void)pthread_sigmask(SIG_UNBLOCK, &handled, nullptr);
     server->endRun();
     ended->wait();
 }
@@ -182,7 +200,7 @@ int serve(const Options& options, AllowedUsers* users)
     std::fputs(started.c_str(), stderr);
 
     std::latch ended(1);
-    std::thread watcher(endOnSignal, &server, &ended);
+    std::thread watcher(handleSignals, options.logFile, &server, &ended);
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
@@ -202,17 +220,20 @@ int main(int argc, char** argv)
     Base::openStandardDescriptors();
     std::set_terminate(giveUp);
     // Before any thread starts, so that only the thread that waits for these signals gets them.
-    const sigset_t ending = endingSignals();
-    (void)pthread_sigmask(SIG_BLOCK, &ending, nullptr); // ignored: it only fails for an unknown mode
+    const sigset_t handled = handledSignals();
+    (void)pthread_sigmask(SIG_BLOCK, &handled, nullptr); // ignored: it only fails for an unknown mode
 
     CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
                  "quorva-http");
     app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
-    app.footer("SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
-               "Exit status:\n"
-               "  0   ended by a signal\n"
-               "  1   the port cannot be listened on, or there is not enough memory; standard error tells why\n"
-               "  64  the command line is wrong");
+    app.footer(
+        "SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
+        "SIGHUP reopens the file of --log, for a rotation that has renamed it.\n"
+        "Exit status:\n"
+        "  0   ended by a signal\n"
+        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
+        "      standard error tells why\n"
+        "  64  the command line is wrong");
     Options options;
     declare(&options, &app);
     try {
@@ -232,5 +253,7 @@ int main(int argc, char** argv)
             return Base::ExitUsage;
         }
     }
+    if (!openLog(options.logFile))
+        return Base::ExitFailed;
     return serve(options, &users);
 }

@@ -17,9 +17,10 @@ enum LogLevel : int { LogDebug = 1, LogInfo = 2, LogWarn = 3, LogError = 4, LogC
  *
  *     [Mon Jan 07 09:05:03 2019] [ERROR] bdb 42 Failed to ...
  *
- * There is one destination and one threshold per process. The main thread sets both before any other thread exists;
- * afterwards any thread may write lines. A line is one formatted write and one flush, so lines of different threads
- * never mix. Use the macros below: they test the level first, so a line below the threshold costs one comparison.
+ * There is one destination and one threshold per process. The main thread sets both before any other thread exists,
+ * and may replace the destination later; any thread may write lines. A line is one formatted write and one flush, so
+ * lines of different threads never mix. Use the macros below: they test the level first, so a line below the threshold
+ * costs one comparison.
  */
 class Log {
 public:

@@ -3,8 +3,10 @@
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
 #include "request/slowrequests.h"
+#include "server/hangupwatch.h"
 #include "server/lkthread.h"
 #include "server/lockfile.h"
+#include "server/logfile.h"
 #include "server/options.h"
 #include "server/processsetup.h"
 #include "storage/diskwaits.h"
@@ -40,6 +42,7 @@ A local table server on %s.
 
   --help, --version   as the only argument
 
+SIGHUP reopens the log file, for a rotation that has renamed it.
 QUORVA_LOCKFILE names the lock file that keeps a second server out, OSTRIK_LOCKFILE the one that the parent
 holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
 users who may connect: names or numbers, separated by commas; unset means all. QUORVA_SLOW_MS is a number of
@@ -138,10 +141,10 @@ int main(int argc, char** argv)
     options.read(argc, argv);
     Settings::setStatLevel(options.statLevel);
     Settings::setTxnCommitFlags(options.commitWithoutSync ? DB_TXN_NOSYNC : DB_TXN_SYNC);
-    std::FILE* logFile = options.logFile == nullptr ? nullptr : std::fopen(options.logFile, "ae"); // e: close-on-exec
+    LogFile logFile(options.logFile);
 
     QCoreApplication application(argc, argv);
-    Log::setDestination(logFile == nullptr ? stderr : logFile);
+    logFile.open();
     Log::setThreshold(options.statLevel >= 1 ? LogDebug : LogInfo);
     LOG_DEBUG << "Configurations loaded";
     AllowedUsers users;
@@ -160,7 +163,8 @@ int main(int argc, char** argv)
     }
     LOG_INFO << "Server listening on " << server.port();
 
-    // cppcheck-suppress unreadVariable ; it works for as long as it lives
+    // cppcheck-suppress unreadVariable ; both work for as long as they live
+    const HangupWatch hangups([&] { logFile.reopen(); });
     const LKThread parentWatch(&application);
     QCoreApplication::exec();
     server

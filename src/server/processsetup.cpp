@@ -1,6 +1,7 @@
 #include "server/processsetup.h"
 
 #include "base/standarddescriptors.h"
+#include "server/hangupwatch.h"
 
 #include <QString>
 
@@ -57,6 +58,7 @@ void prepare()
 {
     Base::openStandardDescriptors();
     ignoreFatalWriteSignals();
+    HangupWatch::block();
     raiseDescriptorLimit();
     installQtMessageHandler();
     keepFreedMemory();

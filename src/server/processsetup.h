@@ -25,7 +25,10 @@ void installQtMessageHandler();
  */
 void keepFreedMemory();
 
-/** All of the above, after opening any closed standard descriptors (base/standarddescriptors.h). */
+/**
+ * All of the above, after opening any closed standard descriptors (base/standarddescriptors.h); and blocks SIGHUP for
+ * HangupWatch.
+ */
 void prepare();
 
 } // namespace ProcessSetup

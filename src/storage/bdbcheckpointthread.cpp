@@ -2,7 +2,7 @@
 
 #include "log/log.h"
 #include "storage/bdbenv.h"
-#include "storage/settings.h"
+#include "storage/loghold.h"
 
 #include <cstdlib>
 
@@ -41,8 +41,9 @@ void BDBCheckpointThread::cycle()
         LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc << " exiting Quorva";
         std::_Exit(1); // without destructors: requests are still running
     }
-    const int backupDisabled = Settings::backupDisabled();
-    LOG_INFO << "Done txn_checkpoint " << backupDisabled;
-    if (backupDisabled != 0)
+    const LogHold::Removal removal(env()->logHold());
+    const int removes = removal.isAllowed() ? 1 : 0;
+    LOG_INFO << "Done txn_checkpoint " << removes;
+    if (removes != 0)
         removeLogs(env());
 }

@@ -5,7 +5,7 @@
 #include "storage/maintenancethread.h"
 
 /**
- * Writes checkpoints and, unless a hot backup wants them, removes the log files that recovery no longer needs. A failed
+ * Writes checkpoints and, if LogHold allows it, removes the log files that recovery no longer needs. A failed
  * checkpoint ends the process at once with status 1. In an environment without content (see BDBEnv::hasContent) there
  * is nothing to save: the failure is only logged, and the server keeps running.
  */

@@ -170,6 +170,8 @@ int BDBEnv::openConfigured(const QByteArray& home)
     if (const int rc = directories_.check(tableCapacity_ - 1, &hasLog, &databases))
         return rc;
     hasContent_ = hasLog;
+    if (const int rc = logHold_.open(directories_.home().toStdString(), directories_.removesUnneededLogs()))
+        return rc;
     const DescriptorReserve reserve(databases);
     if (!reserve.available())
         return EMFILE;

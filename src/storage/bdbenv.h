@@ -10,6 +10,7 @@
 #include "storage/enginesampler.h"
 #include "storage/environmentdirectories.h"
 #include "storage/environmentuse.h"
+#include "storage/loghold.h"
 #include "storage/opentables.h"
 
 #include <db_cxx.h>
@@ -135,6 +136,9 @@ public:
 
     OpenTables& openTables() { return openTables_; }
 
+    /** Whether log files may be removed. */
+    LogHold& logHold() { return logHold_; }
+
     /** Names held by BDBLocker objects; guarded by mutex(). */
     QHash<QString, int>& lockNames() { return lockNames_; }
 
@@ -165,6 +169,7 @@ private:
     CommitGate commitGate_;
     ChangeCount descriptionChanges_;
     OpenTables openTables_;
+    LogHold logHold_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     EnvironmentDirectories directories_;
     DirectoryClaims claims_;                    // guarded by openingMutex_

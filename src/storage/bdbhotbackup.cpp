@@ -63,6 +63,7 @@ int BDBHotBackupThread::schedule(const QString& target, int mode)
     default:
         requestStop();
         setMode(mode);
+        env_->logHold().release();
         disableBackup();
         return 0;
     }
@@ -90,6 +91,8 @@ void BDBHotBackupThread::noteUntil(BDBBackupStatus::Time time)
 int BDBHotBackupThread::startThread(const QString& target, int mode)
 {
     join(); // one that has ended, or was asked to stop
+    if (env_->logHold().take(target.toUtf8(), mode == BackupFull ? LogHold::Copy : LogHold::Shipping) != 0)
+        return 1;
     target_ = target;
     {
         const std::lock_guard lock(stopMutex_);
@@ -108,6 +111,7 @@ int BDBHotBackupThread::startThread(const QString& target, int mode)
         running_ = false;
         setStatus({});
         Settings::setBackupDisabled(wasDisabled);
+        env_->logHold().fail();
         LOG_WARN << "DB Backup thread could not be started " << error.code().value();
         return 1;
     }
@@ -174,19 +178,27 @@ void BDBHotBackupThread::work(int mode)
     // A requested stop leaves `backupDisabled` as it is: the requester takes care of it.
     if (mode == BackupFull) {
         if (fullBackup() != 0)
-            return disableBackup();
+            return fail();
+        env_->logHold().settle();
         if (!goOnToShipping())
             return;
     }
     for (bool wasAccepted = mode == BackupFull;; wasAccepted = true) {
         std::optional<BDBBackupStatus::Time> until;
         if (ShippingCycle::run(env_, target_.toUtf8(), wasAccepted, &until) != 0)
-            return disableBackup();
+            return fail();
+        env_->logHold().settle();
         if (until)
             noteUntil(*until);
         if (!sleepUntilNextCycle())
             return;
     }
+}
+
+void BDBHotBackupThread::fail()
+{
+    env_->logHold().fail();
+    disableBackup();
 }
 
 int BDBHotBackupThread::fullBackup()

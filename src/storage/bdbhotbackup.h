@@ -55,7 +55,8 @@ public:
      * BackupFull: a full copy to `target`, then log shipping; replaces a running log shipping, and waits for it to end.
      * Once the marker of a full copy is deleted, the backup counts as log shipping, even if it is not yet on disk.
      * BackupShipLogs: log shipping alone. Any other mode stops a running backup, without waiting, and lets checkpoints
-     * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy.
+     * remove log files again. 0: accepted. 1, with a WARN line: refused, as the thread is busy, or as it cannot be
+     * recorded that the log files are needed (see LogHold).
      */
     [[nodiscard]] int schedule(const QString& target, int mode);
 
@@ -72,6 +73,7 @@ private:
     void run(int mode);
     void work(int mode);
     void join();
+    void fail();
     int fullBackup();
     static int backupFailed(int rc);
     bool deleteMarker(const std::filesystem::path& target);

@@ -3,10 +3,12 @@
 #include "base/descriptor.h"
 #include "base/fileio.h"
 #include "format/berkeleydbnames.h"
+#include "format/serversettings.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -76,7 +78,8 @@ private:
         const std::string name(line.substr(0, line.find_first_of(Blanks)));
         const std::string value(withoutLeadingBlanks(line.substr(name.size()))); // the rest, blanks included
         const bool empty = name.empty() || name.front() == '#';
-        if (tooLong || !isText || (!empty && value.empty())) {
+        const bool known = name != ServerSettings::Mark || setOwn(value);
+        if (tooLong || !isText || (!empty && value.empty()) || !known) {
             config_.complaint = std::string(BerkeleyDbNames::ConfigFile) + " line " + std::to_string(number) +
                                 ": incorrect name-value pair";
             return EINVAL;
@@ -84,6 +87,20 @@ private:
         if (!empty)
             set(name, home_ / value);
         return 0;
+    }
+
+    /** One of the server's own settings, its name and its value. False if there is none such: a misspelled one. */
+    bool setOwn(const std::string& setting)
+    {
+        std::istringstream words(setting);
+        std::string name;
+        std::string value;
+        std::string more;
+        words >> name >> value;
+        if (name != ServerSettings::RemoveUnneededLogs || (value != "on" && value != "off") || words >> more)
+            return false;
+        config_.removesUnneededLogs = value == "on";
+        return true;
     }
 
     void set(const std::string& name, const fs::path& directory)
@@ -110,7 +127,7 @@ private:
 
 int EnvironmentConfig::read(const fs::path& home, EnvironmentConfig* config)
 {
-    const EnvironmentConfig defaults{home, {home}, home, {}};
+    const EnvironmentConfig defaults{home, {home}, home, false, {}};
     *config = defaults;
     std::string text;
     if (const int rc = readText(home / BerkeleyDbNames::ConfigFile, &text))

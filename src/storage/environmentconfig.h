@@ -6,7 +6,8 @@
 #include <vector>
 
 /**
- * The part of an environment's DB_CONFIG that says where its files are. It is read before Berkeley DB reads it, which
+ * The part of an environment's DB_CONFIG that says where its files are, and the server's own settings in it (see
+ * format/serversettings.h). It is read before Berkeley DB reads it, which
  * does not handle untrusted files: it blocks on a FIFO without a writer, reads a device forever, terminates the process
  * on some lines without a value, and splits long lines.
  */
@@ -20,14 +21,17 @@ struct EnvironmentConfig {
     /** Where database files are created. */
     std::filesystem::path createDirectory;
 
+    /** The server's own setting of that name is "on". */
+    bool removesUnneededLogs = false;
+
     /** Describes a bad line, for the log; empty for any other failure. */
     std::string complaint;
 
     /**
      * Reads the DB_CONFIG in `home`; without one, all files are in `home`. Never blocks. 0; EINVAL when Berkeley DB
      * must not see the file: it is not a regular file or a link to one, is longer than 64 KiB, or contains control
-     * characters, a line of more than 254 bytes or one without a value; another errno value. After a failure all
-     * directories are `home`. Any thread.
+     * characters, a line of more than 254 bytes or one without a value, or marks a line as the server's own that is
+     * none; another errno value. After a failure all directories are `home`. Any thread.
      */
     [[nodiscard]] static int read(const std::filesystem::path& home, EnvironmentConfig* config);
 };

@@ -40,6 +40,8 @@ public:
 
     const std::filesystem::path& logs() const { return config_.logDirectory; }
 
+    bool removesUnneededLogs() const { return config_.removesUnneededLogs; }
+
     /** The search order for database files; canonical paths. */
     const std::vector<QByteArray>& databases() const { return databases_; }
 

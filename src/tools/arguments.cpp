@@ -8,13 +8,31 @@
 #include <CLI/CLI.hpp>
 #include <QByteArray>
 
+#include <cstdlib>
 #include <limits>
 
 namespace Ctl {
 
 void addTableArgument(CLI::App* command, std::string* table)
 {
-    command->add_option("TABLE", *table, "The table's name: DIRECTORY|TABLE")->required();
+    command
+        ->add_option("TABLE", *table, "The table's name: DIRECTORY|TABLE, or TABLE in the directory QUORVA_DIRECTORY")
+        ->required()
+        ->transform([](const std::string& name) {
+            const std::string directory = defaultDirectory();
+            return directory.empty() || name.find('|') != std::string::npos ? name : directory + '|' + name;
+        });
+}
+
+void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description)
+{
+    command->add_option("DIR", *directory, description)->required()->envname("QUORVA_DIRECTORY");
+}
+
+std::string defaultDirectory()
+{
+    const char* directory = std::getenv("QUORVA_DIRECTORY");
+    return directory == nullptr ? "" : directory;
 }
 
 int checkTableName(const std::string& table)
@@ -55,6 +73,12 @@ void requestAttributes(const std::vector<std::string>& names, QVariantMap* body)
     for (const std::string& name : names)
         list.append(QString::fromStdString(name));
     Bodies::addAttributesToGet(list, body);
+}
+
+void addProgressOption(CLI::App* command, bool* progress)
+{
+    command->add_flag("--progress", *progress,
+                      "Show the progress on standard error even if it is no terminal: a line every ten seconds");
 }
 
 void addLimitOption(CLI::App* command, int* limit)

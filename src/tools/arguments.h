@@ -15,8 +15,17 @@ class Validator;
 /** Arguments that several commands share. */
 namespace Ctl {
 
-/** Declares the argument TABLE. */
+/**
+ * Declares the argument TABLE. A name without a "|" is one in the directory of QUORVA_DIRECTORY, if that is set; the
+ * value is then the whole TableName.
+ */
 void addTableArgument(CLI::App* command, std::string* table);
+
+/** Declares the argument DIR, a directory for tables, which may be left out when QUORVA_DIRECTORY is set. */
+void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description);
+
+/** The directory of QUORVA_DIRECTORY; empty when there is none. */
+std::string defaultDirectory();
 
 /** Returns ExitOk, or ExitErrorReply after reporting why no table can have this name (see format/tablename.h). */
 [[nodiscard]] int checkTableName(const std::string& table);
@@ -32,6 +41,9 @@ CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::
 void addAttributesOption(CLI::App* command, std::vector<std::string>* names);
 /** Adds the values of --attributes to a request. */
 void requestAttributes(const std::vector<std::string>& names, QVariantMap* body);
+
+/** Declares --progress: to show the progress also where it is no use by default. */
+void addProgressOption(CLI::App* command, bool* progress);
 
 /** Declares --limit, the number of records that the server examines for one page. */
 void addLimitOption(CLI::App* command, int* limit);

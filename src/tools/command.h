@@ -27,6 +27,9 @@ public:
     /** Runs the command and returns an ExitCode. Errors have been reported. */
     [[nodiscard]] virtual int run(const ServerAddress& server) = 0;
 
+    /** Whether the interactive shell shows what it prints through a pager, if that is longer than the screen. */
+    virtual bool isPaged() const { return false; }
+
 protected:
     /**
      * Adds the command `name` to `app`, which is the program or a command with subcommands. Its help shows `purpose`

@@ -4,11 +4,11 @@
 
 namespace Ctl {
 
-int CommandList::runChosen(const ServerAddress& server) const
+Command* CommandList::chosen() const
 {
     const auto chosen =
         std::find_if(commands_.begin(), commands_.end(), [](const auto& command) { return command->chosen(); });
-    return (*chosen)->run(server);
+    return chosen == commands_.end() ? nullptr : chosen->get();
 }
 
 } // namespace Ctl

@@ -19,8 +19,10 @@ public:
         commands_.push_back(std::make_unique<AnyCommand>(app_, arguments...));
     }
 
+    /** The command that the parsed command line asks for; null if there is none. */
+    Command* chosen() const;
     /** Runs the chosen command; there must be one. Returns an ExitCode. */
-    [[nodiscard]] int runChosen(const ServerAddress& server) const;
+    [[nodiscard]] int runChosen(const ServerAddress& server) const { return chosen()->run(server); }
 
 private:
     CLI::App* const app_;

@@ -8,6 +8,7 @@
 #include "tools/describecommand.h"
 #include "tools/exportcommand.h"
 #include "tools/getcommand.h"
+#include "tools/helpcommand.h"
 #include "tools/importcommand.h"
 #include "tools/initcommand.h"
 #include "tools/putcommand.h"
@@ -38,6 +39,7 @@ CommandList allCommands(CLI::App* app)
     commands.add<BackupCommand>();
     commands.add<RestoreCommand>();
     commands.add<RequestCommand>();
+    commands.add<HelpCommand>();
     return commands;
 }
 

@@ -13,6 +13,7 @@ public:
     explicit DescribeCommand(CLI::App* app);
 
     int run(const ServerAddress& server) override;
+    bool isPaged() const override { return true; }
 
 private:
     std::string table_;

@@ -1,8 +1,10 @@
 #include "tools/exportcommand.h"
 
+#include "format/tablename.h"
 #include "protocol/bodies.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
+#include "tools/itemtext.h"
 #include "tools/messages.h"
 #include "tools/outputfile.h"
 #include "tools/progressbar.h"
@@ -15,6 +17,20 @@
 
 namespace Ctl {
 
+namespace {
+
+/** The data files of a table, which a scan reads in the order of their numbers. */
+constexpr unsigned PartitionCount = 256;
+
+/** The number of the one that has the items of a hash key. */
+unsigned partitionOf(const QString& hash)
+{
+    const QByteArray bytes = hash.toLatin1();
+    return TableNames::partitionOf({bytes.cbegin(), bytes.cend()}, PartitionCount);
+}
+
+} // namespace
+
 ExportCommand::ExportCommand(CLI::App* app)
     : Command(app, "export", "Write all items of a table to a file: JSON, one item per line",
               "quorvactl export 'build/shop|orders' orders.jsonl")
@@ -24,6 +40,7 @@ ExportCommand::ExportCommand(CLI::App* app)
         "FILE", file_,
         "The file, which gets its name only when the export is complete; standard output if it is - or missing");
     addLimitOption(parser(), &options_.limit);
+    addProgressOption(parser(), &progress_);
 }
 
 int ExportCommand::run(const ServerAddress& server)
@@ -35,7 +52,7 @@ int ExportCommand::run(const ServerAddress& server)
         return code;
     };
     if (file_ == "-") {
-        const int code = read(server, [](const QByteArray& line) {
+        const int code = read(server, [](const QVariantMap&, const QByteArray& line) {
             return std::printf("%s\n", line.constData()) < 0 ? int{ExitNoReply} : int{ExitOk};
         });
         const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
@@ -45,7 +62,7 @@ int ExportCommand::run(const ServerAddress& server)
     OutputFile file(file_);
     if (const int code = told(file.open(), ExitErrorReply))
         return code;
-    const int code = read(server, [&](const QByteArray& line) {
+    const int code = read(server, [&](const QVariantMap&, const QByteArray& line) {
         if (Interruption::requested())
             return told("export stopped: interrupted", ExitErrorReply);
         return told(file.writeLine(line), ExitErrorReply);
@@ -55,20 +72,30 @@ int ExportCommand::run(const ServerAddress& server)
 
 int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink) const
 {
-    PagedRead read(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_)));
-    ProgressBar progress(-1, file_ != "-" || ::isatty(STDOUT_FILENO) == 0);
-    long long items = 0;
-    qint64 bytes = 0;
-    read.sendTo([&](const QByteArray& line) {
-        if (const int code = sink(line))
+    const bool mixes = file_ == "-" && ::isatty(STDOUT_FILENO) != 0; // with the items, on one terminal
+    ProgressBar progress(PartitionCount, progress_ ? ProgressBar::When::Always
+                                         : mixes   ? ProgressBar::When::Never
+                                                   : ProgressBar::When::OnTerminal);
+    KeyNames keys;
+    if (progress.isEnabled()) {
+        Session session(server);
+        if (const int code = session.readKeys(table_, &keys))
             return code;
-        bytes += line.size() + 1;
-        progress.show(++items, bytes);
+    }
+    long long items = 0;
+    PagedRead read(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_)));
+    read.sendTo([&](const QVariantMap& item, const QByteArray& line) {
+        if (const int code = sink(item, line))
+            return code;
+        ++items;
+        // A scan reads one data file after the other, and hash keys are spread evenly over them.
+        if (progress.isEnabled())
+            progress.show(items, partitionOf(keyText(item, keys.hash)));
         return int{ExitOk};
     });
     const int code = read.run(server);
-    if (code == ExitOk)
-        progress.finish(items, bytes);
+    if (code == ExitOk && progress.isEnabled())
+        progress.finish(items, PartitionCount);
     return code;
 }
 

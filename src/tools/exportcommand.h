@@ -21,6 +21,7 @@ private:
     std::string table_;
     std::string file_ = "-"; // standard output
     PageOptions options_;
+    bool progress_ = false; // show it in any case
 };
 
 } // namespace Ctl

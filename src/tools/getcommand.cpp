@@ -14,6 +14,7 @@ GetCommand::GetCommand(CLI::App* app)
     addTableArgument(parser(), &table_);
     key_.declare(parser());
     addAttributesOption(parser(), &attributes_);
+    form_.declare(parser());
 }
 
 int GetCommand::run(const ServerAddress& server)
@@ -36,7 +37,12 @@ int GetCommand::run(const ServerAddress& server)
         complain("there is no item \"" + key_.hashWord + "\" \"" + key_.rangeWord + "\" in " + table_);
         return ExitErrorReply;
     }
-    return printLine(Json::serialize(withKeys(reply.value("Item").toMap(), keys, key_.hash, key_.range)));
+    const QVariantMap item = withKeys(reply.value("Item").toMap(), keys, key_.hash, key_.range);
+    if (form_.isLines())
+        return printLine(Json::serialize(item));
+    const auto printer = form_.makePrinter(keys, attributes_);
+    const int printed = printer->print(item);
+    return printed != ExitOk ? printed : printer->end();
 }
 
 } // namespace Ctl

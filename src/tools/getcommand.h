@@ -3,6 +3,7 @@
 
 #include "tools/command.h"
 #include "tools/itemoptions.h"
+#include "tools/itemprinter.h"
 
 #include <string>
 #include <vector>
@@ -15,11 +16,13 @@ public:
     explicit GetCommand(CLI::App* app);
 
     int run(const ServerAddress& server) override;
+    bool isPaged() const override { return true; }
 
 private:
     std::string table_;
     KeyArguments key_;
     std::vector<std::string> attributes_;
+    ItemForm form_;
 };
 
 } // namespace Ctl

@@ -32,7 +32,7 @@ qint64 bytesLeft(int descriptor)
 } // namespace
 
 ImportCommand::ImportCommand(CLI::App* app)
-    : Command(app, "import", "Store the items of a file: JSON, one item per line",
+    : Command(app, "import", "Store the items of a file: JSON, one item per line, or CSV",
               "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state")
 {
     addTableArgument(parser(), &table_);
@@ -43,10 +43,20 @@ ImportCommand::ImportCommand(CLI::App* app)
         ->add_option("--skip", skip_, "Skip this many lines at the beginning")
         ->check(wholeNumber(0, "lines"))
         ->excludes(state);
+    parser()
+        ->add_option("--format", format_, "JSON, one item per line, or CSV with a header line; gzip is recognized")
+        ->check(CLI::IsMember({"json", "csv"}))
+        ->capture_default_str();
+    addRepeatedOption(parser(), "--types", &types_,
+                      "The types of columns of CSV: NAME=TYPE,...; without it a header NAME:TYPE has one, or it is S")
+        ->delimiter(',');
+    addProgressOption(parser(), &progress_);
 }
 
 int ImportCommand::run(const ServerAddress& server)
 {
+    if (format_ != "csv" && !types_.empty())
+        return refuse("--types is for --format csv; items in JSON have their types");
     const bool isFile = file_ != "-";
     ImportMark mark{skip_, 0, 0};
     std::error_code ignored;
@@ -55,11 +65,14 @@ int ImportCommand::run(const ServerAddress& server)
         complain(error, {"try: another file for --state, or remove this one to start over"});
         return ExitUsage;
     }
-    ImportInput input{STDIN_FILENO, "standard input", -1};
+    ImportInput input{STDIN_FILENO, "standard input", -1, format_ == "csv", types_};
+    if (progress_)
+        input.progress = ProgressBar::When::Always;
     Base::Descriptor file;
     if (isFile) {
         file = Base::Descriptor(::open(file_.c_str(), O_RDONLY | O_CLOEXEC));
-        input = {file.number(), file_, -1};
+        input.descriptor = file.number();
+        input.name = file_;
     }
     if (input.descriptor < 0) {
         complain("cannot read " + file_ + ": " + std::strerror(errno));

@@ -4,10 +4,11 @@
 #include "tools/command.h"
 
 #include <string>
+#include <vector>
 
 namespace Ctl {
 
-/** "import TABLE [FILE]": stores the items of a file, one per line. */
+/** "import TABLE [FILE]": stores the items of a file. */
 class ImportCommand : public Command {
 public:
     explicit ImportCommand(CLI::App* app);
@@ -19,6 +20,9 @@ private:
     std::string file_ = "-"; // standard input
     std::string state_;      // empty: none is kept
     long long skip_ = 0;     // lines
+    std::string format_ = "json";
+    std::vector<std::string> types_; // of the columns of CSV
+    bool progress_ = false;          // show it in any case
 };
 
 } // namespace Ctl

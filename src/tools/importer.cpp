@@ -1,11 +1,10 @@
 #include "tools/importer.h"
 
+#include "tools/csvsource.h"
 #include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -16,8 +15,16 @@ namespace Ctl {
 Importer::Importer(const ServerAddress& server, const std::string& table, ImportInput input, ImportState state,
                    const ImportMark& mark)
     : input_(std::move(input)), account_(table, input_.name, std::move(state), mark), lanes_(server, table, &account_),
-      reader_(input_.descriptor, [this] { return awaitInput(); })
+      source_(makeSource())
 {}
+
+std::unique_ptr<ImportSource> Importer::makeSource()
+{
+    const auto wait = [this] { return awaitInput(); };
+    if (input_.isCsv)
+        return std::make_unique<CsvSource>(input_.descriptor, wait, input_.types);
+    return std::make_unique<JsonLines>(input_.descriptor, wait);
+}
 
 int Importer::run()
 {
@@ -34,60 +41,86 @@ int Importer::run()
 
 int Importer::importAll()
 {
+    if (const int code = begin())
+        return code;
     if (const int code = skipToMark())
         return code;
     // A state file that cannot be written now could not be written later either.
     if (const int code = account_.saveMark())
         return code;
-    progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_);
+    progress_.emplace(input_.bytes < 0 ? -1 : input_.bytes - skippedBytes_, input_.progress);
     progress_->show(0, 0);
     return transfer();
+}
+
+/** Reads what precedes the items. */
+int Importer::begin()
+{
+    switch (source_->begin(keys_)) {
+    case ImportSource::Result::Interrupted:
+        return account_.stop(ExitErrorReply, "interrupted");
+    case ImportSource::Result::Failed:
+        return cannotRead();
+    case ImportSource::Result::Refused:
+        complain(input_.name + ": " + source_->error());
+        return ExitUsage;
+    default:
+        break;
+    }
+    for (long long line = account_.linesBefore(); line < source_->lastLine(); ++line)
+        account_.addEmpty();
+    return ExitOk;
 }
 
 /** Reads the lines up to the mark again, as standard input cannot seek. */
 int Importer::skipToMark()
 {
-    QByteArray line;
-    while (reader_.lineNumber() < account_.linesBefore()) {
-        const LineReader::Result result = reader_.next(&line);
-        if (result == LineReader::Result::Failed)
+    while (source_->lastLine() < account_.linesBefore()) {
+        const ImportSource::Result result = source_->skipLine();
+        if (result == ImportSource::Result::Failed)
             return cannotRead();
-        if (result == LineReader::Result::Interrupted)
+        if (result == ImportSource::Result::Interrupted)
             return account_.stop(ExitErrorReply, "interrupted");
-        if (result == LineReader::Result::End) {
-            complain(input_.name + " has only " + counted(reader_.lineNumber(), "line") + ", and " +
+        if (result == ImportSource::Result::End) {
+            complain(input_.name + " has only " + counted(source_->lastLine(), "line") + ", and " +
                      std::to_string(account_.linesBefore()) + " were to be skipped");
             return ExitUsage;
         }
     }
-    skippedBytes_ = reader_.bytes();
+    skippedBytes_ = source_->bytes();
     return ExitOk;
 }
 
 int Importer::transfer()
 {
-    QByteArray line;
+    QByteArray item;
     for (;;) {
         int code = ExitOk;
-        switch (reader_.next(&line)) {
-        case LineReader::Result::Line:
-            code = takeLine(line);
+        switch (source_->next(&item)) {
+        case ImportSource::Result::Item:
+            code = take(item);
             break;
-        case LineReader::Result::TooLong:
-            account_.addRefused(reader_.lineNumber(), "the line is too long for an item");
+        case ImportSource::Result::Empty:
+            account_.addEmpty();
             break;
-        case LineReader::Result::End:
+        case ImportSource::Result::Refused:
+            account_.addRefused(source_->firstLine(), source_->error());
+            break;
+        case ImportSource::Result::End:
             code = lanes_.sendAll();
             return code != ExitOk ? code : finish();
-        case LineReader::Result::Interrupted:
+        case ImportSource::Result::Interrupted:
             code = failure_ != ExitOk ? failure_ : lanes_.sendAll();
             return code != ExitOk ? code : account_.stop(ExitErrorReply, "interrupted");
-        case LineReader::Result::Failed:
+        case ImportSource::Result::Failed:
             return cannotRead();
         }
         if (code != ExitOk)
             return code;
-        progress_->show(account_.itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+        // The item counts as on its first line; while that is not done, its other lines do not move the mark.
+        for (long long line = source_->firstLine(); line < source_->lastLine(); ++line)
+            account_.addEmpty();
+        progress_->show(account_.itemsOfThisRun(), source_->bytes() - skippedBytes_);
     }
 }
 
@@ -111,30 +144,26 @@ bool Importer::awaitInput()
     }
 }
 
-int Importer::takeLine(const QByteArray& line)
+int Importer::take(const QByteArray& item)
 {
-    if (line.trimmed().isEmpty()) {
-        account_.addEmpty();
-        return ExitOk;
-    }
     ItemKey key;
-    if (const std::string error = checkImportLine(line, keys_, &key); !error.empty()) {
-        account_.addRefused(reader_.lineNumber(), error);
+    if (const std::string error = checkImportLine(item, keys_, &key); !error.empty()) {
+        account_.addRefused(source_->firstLine(), error);
         return ExitOk;
     }
-    return lanes_.add(reader_.lineNumber(), line, key);
+    return lanes_.add(source_->firstLine(), item, key);
 }
 
 int Importer::finish()
 {
-    progress_->finish(account_.itemsOfThisRun(), reader_.bytes() - skippedBytes_);
+    progress_->finish(account_.itemsOfThisRun(), source_->bytes() - skippedBytes_);
     progress_.reset();
     return account_.reportEnd();
 }
 
 int Importer::cannotRead()
 {
-    return account_.stop(ExitErrorReply, "cannot read " + input_.name + ": " + std::strerror(errno));
+    return account_.stop(ExitErrorReply, "cannot read " + input_.name + ": " + source_->error());
 }
 
 } // namespace Ctl

@@ -3,27 +3,32 @@
 
 #include "tools/importaccount.h"
 #include "tools/importlanes.h"
-#include "tools/linereader.h"
+#include "tools/importsource.h"
 #include "tools/progressbar.h"
 #include "tools/serveraddress.h"
 
 #include <QByteArray>
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace Ctl {
 
 /** The input of an import. */
 struct ImportInput {
-    int descriptor = -1; // the caller's
-    std::string name;    // in messages
-    qint64 bytes = -1;   // its size, or below 0
+    int descriptor = -1;              // the caller's
+    std::string name;                 // in messages
+    qint64 bytes = -1;                // its size, or below 0
+    bool isCsv = false;               // comma-separated values instead of JSON
+    std::vector<std::string> types{}; // see CsvColumns
+    ProgressBar::When progress = ProgressBar::When::OnTerminal;
 };
 
 /**
- * Stores the items of an input, one per line, in a table, as if each line were a separate put, in order: of two items
- * with the same keys, the later one wins. An input that pauses is not waited for: what was read is sent.
+ * Stores the items of an input in a table, as if each were a separate put, in order: of two items with the same keys,
+ * the later one wins. An input that pauses is not waited for: what was read is sent.
  */
 class Importer {
 public:
@@ -36,10 +41,12 @@ public:
 
 private:
     int importAll();
+    std::unique_ptr<ImportSource> makeSource();
+    int begin();
     int skipToMark();
     int transfer();
     bool awaitInput();
-    int takeLine(const QByteArray& line);
+    int take(const QByteArray& item);
     int finish();
     int cannotRead();
 
@@ -47,7 +54,7 @@ private:
     ImportAccount account_;
     ImportLanes lanes_;
     KeyNames keys_;
-    LineReader reader_;
+    const std::unique_ptr<ImportSource> source_;
     int failure_ = 0;                     // the exit code of a failure while the input was awaited
     std::optional<ProgressBar> progress_; // set once the mark has been reached
     qint64 skippedBytes_ = 0;

@@ -1,5 +1,6 @@
 #include "tools/initcommand.h"
 
+#include "tools/arguments.h"
 #include "tools/messages.h"
 #include "tools/tabledirectory.h"
 
@@ -42,9 +43,7 @@ InitCommand::InitCommand(CLI::App* app)
     : Command(app, "init", "Make a directory for tables; needs no server", "quorvactl init build/shop --cache 256M")
 {
     parser()->fallthrough(false); // no server, no address
-    parser()
-        ->add_option("DIR", directory_, "The directory; it is made, with those above it, if it does not exist")
-        ->required();
+    addDirectoryArgument(parser(), &directory_, "The directory; it is made, with those above it, if it does not exist");
     parser()->add_option("--cache", cache_,
                          "The size of the cache of database pages in bytes, or with K, M or G; 64M by default");
     parser()->add_flag("--force", force_,

@@ -2,10 +2,6 @@
 
 #include "tools/interruption.h"
 
-#include <cerrno>
-
-#include <unistd.h>
-
 namespace Ctl {
 
 LineReader::LineReader(int descriptor)
@@ -14,25 +10,18 @@ LineReader::LineReader(int descriptor)
 
 LineReader::Result LineReader::next(QByteArray* line)
 {
-    constexpr qsizetype PieceSize = 64 * 1024;
     line->clear();
     bool any = false;
     bool tooLong = false;
     for (;;) {
         if (position_ == piece_.size()) {
-            piece_.resize(PieceSize);
-            position_ = 0;
-            const bool readable = wait_();
-            const ssize_t size =
-                readable ? ::read(descriptor_, piece_.data(), static_cast<size_t>(PieceSize)) : ssize_t{0};
-            piece_.resize(size > 0 ? size : 0);
-            if (!readable)
+            const InputBytes::Result result = input_.next(&piece_);
+            position_ = result == InputBytes::Result::Bytes ? 0 : piece_.size();
+            if (result == InputBytes::Result::Interrupted)
                 return Result::Interrupted;
-            if (size < 0 && errno == EINTR)
-                continue;
-            if (size < 0)
+            if (result == InputBytes::Result::Failed)
                 return Result::Failed;
-            if (size == 0)
+            if (result == InputBytes::Result::End)
                 break;
         }
         any = true;

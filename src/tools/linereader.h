@@ -1,14 +1,17 @@
 #ifndef QUORVA_TOOLS_LINEREADER_H
 #define QUORVA_TOOLS_LINEREADER_H
 
+#include "tools/inputbytes.h"
+
 #include <QByteArray>
 
 #include <functional>
+#include <string>
 #include <utility>
 
 namespace Ctl {
 
-/** Reads lines from a descriptor, with memory for one line and a buffer of 64 KiB. */
+/** Reads lines from a descriptor, with memory for one line and a buffer of 64 KiB. They may be compressed by gzip. */
 class LineReader {
 public:
     /** Longer lines are skipped; an item that the server can store and read back is far smaller. */
@@ -20,28 +23,28 @@ public:
      * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false when an
      * interruption comes before the descriptor is readable.
      */
-    LineReader(int descriptor, std::function<bool()> wait) : descriptor_(descriptor), wait_(std::move(wait)) {}
+    LineReader(int descriptor, std::function<bool()> wait) : input_(descriptor, std::move(wait)) {}
     /** Waits without doing anything else. */
     explicit LineReader(int descriptor);
 
     /**
      * Reads the next line, without its line end, which the last one may lack. A TooLong line is counted, but its text
-     * is not returned. After a failure, errno tells why.
+     * is not returned. After a failure, error() tells why.
      */
     [[nodiscard]] Result next(QByteArray* line);
 
     /** The number of the last line read; the first one is 1. */
     long long lineNumber() const { return lineNumber_; }
-    /** Bytes of all lines so far. */
-    qint64 bytes() const { return bytes_; }
+    /** Bytes of the descriptor that all lines so far took; compressed ones are counted as they are read. */
+    qint64 bytes() const { return input_.isCompressed() ? input_.bytesRead() : bytes_; }
+    const std::string& error() const { return input_.error(); }
 
 private:
-    const int descriptor_;
-    const std::function<bool()> wait_;
+    InputBytes input_;
     QByteArray piece_;
     qsizetype position_ = 0; // in it
     long long lineNumber_ = 0;
-    qint64 bytes_ = 0;
+    qint64 bytes_ = 0; // of all lines
 };
 
 } // namespace Ctl

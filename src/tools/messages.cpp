@@ -37,8 +37,13 @@ std::string counted(long long number, const std::string& noun)
 
 int printLine(const QByteArray& text)
 {
+    return printText(text + '\n');
+}
+
+int printText(const QByteArray& text)
+{
     const auto size = static_cast<size_t>(text.size());
-    if (std::fwrite(text.constData(), 1, size, stdout) == size && std::putchar('\n') != EOF && std::fflush(stdout) == 0)
+    if (std::fwrite(text.constData(), 1, size, stdout) == size && std::fflush(stdout) == 0)
         return ExitOk;
     complain("cannot write standard output");
     return ExitNoReply;

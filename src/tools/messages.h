@@ -26,6 +26,8 @@ std::string counted(long long number, const std::string& noun);
 
 /** Prints a line on standard output. Returns ExitOk, or ExitNoReply after reporting that it cannot be written. */
 [[nodiscard]] int printLine(const QByteArray& text);
+/** The same for a text with line ends of its own. */
+[[nodiscard]] int printText(const QByteArray& text);
 
 } // namespace Ctl
 

@@ -1,11 +1,19 @@
 #include "tools/notation.h"
 
+#include "base/descriptor.h"
+#include "base/fileio.h"
+#include "protocol/limits.h"
 #include "tools/typedvalues.h"
 #include "json/jsonreader.h"
 
 #include <QStringList>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+
+#include <fcntl.h>
 
 namespace Ctl {
 
@@ -19,6 +27,25 @@ std::string placeOf(const QByteArray& text, qsizetype offset)
     const auto character = QString::fromUtf8(before.mid(lineStart)).size() + 1;
     const std::string place = "character " + std::to_string(character);
     return text.trimmed().contains('\n') ? "line " + std::to_string(before.count('\n') + 1) + ", " + place : place;
+}
+
+/**
+ * The base64 of a file's bytes. An item that the server can read back has far less, so a file that is larger than that
+ * is not read to its end.
+ */
+std::string readBinary(const QString& path, QString* base64)
+{
+    constexpr std::size_t Most = Limits::ItemBytes;
+    const std::string name = path.toStdString();
+    const Base::Descriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string bytes;
+    const int error = file.isOpen() ? Base::readAll(file.number(), Most + 1, &bytes) : errno;
+    if (error != 0)
+        return "cannot read " + name + ": " + std::strerror(error);
+    if (bytes.size() > Most)
+        return name + " has more than " + std::to_string(Most / 1024) + " KiB, which no item can have";
+    *base64 = QString::fromLatin1(QByteArray::fromStdString(bytes).toBase64());
+    return {};
 }
 
 std::string addAttributes(const QVariantMap& more, QVariantMap* attributes)
@@ -47,6 +74,13 @@ std::string parseValue(const QString& text, QVariantMap* value)
     if (!isType(type))
         return hasNoType(text);
     const QString content = text.mid(colon + 1);
+    if (type == u"B" && content.startsWith(u'@')) {
+        QString base64;
+        if (auto error = readBinary(content.mid(1), &base64); !error.empty())
+            return error;
+        *value = {{type, base64}};
+        return {};
+    }
     if (!isSetType(type))
         *value = {{type, content}};
     else if (content.isEmpty())

@@ -13,6 +13,7 @@
  *
  *     S:text  N:17  B:YWI=  SS:a,b  NS:1,2  BS:YQ==    the type and the value, B in base64; a set with nothing
  *                                                      after the colon is empty
+ *     B:@FILE                                         the bytes of a file
  *     {"SS": ["a", "b,c"]}                            the same as JSON, which also takes commas
  *     NAME=VALUE                                      an attribute; the name ends at the first "="
  *     {"NAME": VALUE, ...}                            attributes as JSON

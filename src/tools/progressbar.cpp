@@ -38,14 +38,13 @@ std::string progressLine(const TransferProgress& progress, int width)
     const double rate = progress.seconds > 0 ? static_cast<double>(progress.items) / progress.seconds : 0;
     std::string counts =
         std::to_string(progress.items) + " items  " + std::to_string(static_cast<long long>(rate)) + "/s";
-    if (progress.allBytes >= 0) {
-        const bool complete = progress.doneBytes >= progress.allBytes;
-        const double fraction =
-            complete ? 1 : static_cast<double>(progress.doneBytes) / static_cast<double>(progress.allBytes);
+    if (progress.all >= 0) {
+        const bool complete = progress.done >= progress.all;
+        const double fraction = complete ? 1 : static_cast<double>(progress.done) / static_cast<double>(progress.all);
         char percent[16];
         std::snprintf(percent, sizeof percent, "%3d %%", static_cast<int>(fraction * 100));
         counts = std::string(percent) + "  " + counts;
-        if (!complete && progress.doneBytes > 0)
+        if (!complete && progress.done > 0)
             counts += "  " + duration(progress.seconds * (1 - fraction) / fraction) + " left";
         constexpr int LongestBar = 40;
         constexpr int ShortestBar = 5;
@@ -56,25 +55,35 @@ std::string progressLine(const TransferProgress& progress, int width)
     return counts.substr(0, static_cast<size_t>(std::max(width - 1, 0)));
 }
 
-ProgressBar::ProgressBar(qint64 allBytes, bool enabled) : allBytes_(allBytes), line_(enabled) {}
+ProgressBar::ProgressBar(qint64 all, When when)
+    : all_(all), line_(when != When::Never), log_(when == When::Always && !line_.isEnabled())
+{}
 
-void ProgressBar::show(long long items, qint64 doneBytes)
+void ProgressBar::show(long long items, qint64 done)
 {
-    if (line_.isEnabled() && (!line_.isShown() || Clock::now() - drawn_ > std::chrono::milliseconds(100)))
-        draw(items, doneBytes);
+    if (!isEnabled())
+        return;
+    const auto since = Clock::now() - drawn_;
+    const bool isDue = log_ ? since > std::chrono::seconds(10) : since > std::chrono::milliseconds(100);
+    if (isDue || (!log_ && !line_.isShown()))
+        draw(items, done);
 }
 
-void ProgressBar::finish(long long items, qint64 doneBytes)
+void ProgressBar::finish(long long items, qint64 done)
 {
-    draw(items, doneBytes);
+    draw(items, done);
     line_.end();
 }
 
-void ProgressBar::draw(long long items, qint64 doneBytes)
+void ProgressBar::draw(long long items, qint64 done)
 {
     drawn_ = Clock::now();
     const double seconds = std::chrono::duration<double>(drawn_ - began_).count();
-    line_.show(progressLine({items, seconds, doneBytes, allBytes_}, TerminalLine::width()));
+    const std::string text = progressLine({items, seconds, done, all_}, TerminalLine::width());
+    if (log_)
+        std::fprintf(stderr, "%s\n", text.c_str());
+    else
+        line_.show(text);
 }
 
 } // namespace Ctl

@@ -13,9 +13,9 @@ namespace Ctl {
 /** The progress of a transfer of items. */
 struct TransferProgress {
     long long items = 0;
-    double seconds = 0;   // since it started
-    qint64 doneBytes = 0; // of the input that this run has to process
-    qint64 allBytes = -1; // below 0: unknown
+    double seconds = 0; // since it started
+    qint64 done = 0;    // of the whole that this run has to process: bytes of an input, data files of a table
+    qint64 all = -1;    // below 0: unknown
 };
 
 /**
@@ -26,26 +26,34 @@ struct TransferProgress {
  */
 std::string progressLine(const TransferProgress& progress, int width);
 
-/** Shows that line on a terminal. */
+/** Shows that line on standard error. */
 class ProgressBar {
 public:
-    /** `allBytes` as in TransferProgress. `enabled` false shows nothing. */
-    explicit ProgressBar(qint64 allBytes, bool enabled = true);
+    /**
+     * OnTerminal: redrawn in place if standard error is a terminal, else not at all. Always: if it is none, as a line
+     * of its own every ten seconds, for a log. Never: not even on a terminal.
+     */
+    enum class When { OnTerminal, Always, Never };
 
+    /** `all` as in TransferProgress. */
+    explicit ProgressBar(qint64 all, When when = When::OnTerminal);
+
+    bool isEnabled() const { return line_.isEnabled() || log_; }
     /** Draws the line, at most ten times a second. */
-    void show(long long items, qint64 doneBytes);
+    void show(long long items, qint64 done);
     /** Draws the line for the last time, and leaves it on the terminal. */
-    void finish(long long items, qint64 doneBytes);
+    void finish(long long items, qint64 done);
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    void draw(long long items, qint64 doneBytes);
+    void draw(long long items, qint64 done);
 
-    const qint64 allBytes_;
+    const qint64 all_;
     const Clock::time_point began_ = Clock::now();
-    Clock::time_point drawn_{};
+    Clock::time_point drawn_ = began_;
     TerminalLine line_;
+    const bool log_; // lines of its own
 };
 
 } // namespace Ctl

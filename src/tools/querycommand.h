@@ -20,6 +20,7 @@ public:
     explicit QueryCommand(CLI::App* app);
 
     int run(const ServerAddress& server) override;
+    bool isPaged() const override { return true; }
 
 private:
     QVariantMap condition() const;

@@ -1,34 +1,29 @@
 #include "base/standarddescriptors.h"
-#include "tools/commands.h"
-#include "tools/exitcode.h"
-#include "tools/serveraddress.h"
-#include "tools/usage.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/commandline.h"
+#include "tools/completion.h"
+#include "tools/shell.h"
 
 #include <cstdio>
 #include <exception>
 
+#include <unistd.h>
+
 namespace {
 
-int run(int argc, char** argv)
+constexpr const char* Version = "quorvactl " QUORVA_VERSION;
+
+int run(std::vector<std::string> words)
 {
-    CLI::App app("Talks to a Quorva server: runs a command, or sends one request and prints the reply.", "quorvactl");
-    app.set_version_flag("--version", "quorvactl " QUORVA_VERSION);
-    app.failure_message(Ctl::usageError);
-    app.footer(Ctl::ExitCodeHelp);
-    Ctl::ServerAddress server;
-    server.declare(&app);
-    const Ctl::CommandList commands = Ctl::allCommands(&app);
-    app.require_subcommand(0, 1);
-    try {
-        Ctl::refuseMissingValues(argc, argv);
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        // CLI11 reports command-line errors this way, and also --help and --version.
-        return app.exit(error) == 0 ? Ctl::ExitOk : Ctl::ExitUsage;
+    Ctl::CommandLine line(Version);
+    // Not a command of the help: the scripts that complete command lines in a shell send the words of one.
+    if (!words.empty() && words.front() == "__complete") {
+        words.erase(words.begin());
+        return Completions::print(line.parser(), words);
     }
-    return commands.runChosen(server);
+    const bool isInteractive = ::isatty(STDIN_FILENO) != 0 && ::isatty(STDOUT_FILENO) != 0;
+    if (const std::optional<int> code = line.parse(words, isInteractive))
+        return *code;
+    return line.hasCommand() ? line.run() : Ctl::Shell(Version, line.server()).run();
 }
 
 } // namespace
@@ -37,7 +32,7 @@ int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
     try {
-        return run(argc, argv);
+        return run({argv + 1, argv + argc});
     } catch (const std::exception& error) {
         // Commands throw only when out of memory. Even then a message is more useful than a core file.
         std::fprintf(stderr, "quorvactl: %s\n", error.what());

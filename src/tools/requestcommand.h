@@ -16,6 +16,7 @@ public:
     /** True also without the word "call". */
     bool chosen() const override { return Command::chosen() || !bare_.operation.empty(); }
     int run(const ServerAddress& server) override;
+    bool isPaged() const override { return true; }
 
 private:
     struct Request {

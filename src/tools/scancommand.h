@@ -12,6 +12,7 @@ public:
     explicit ScanCommand(CLI::App* app);
 
     int run(const ServerAddress& server) override;
+    bool isPaged() const override { return true; }
 
 private:
     std::string table_;

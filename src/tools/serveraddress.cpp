@@ -11,8 +11,15 @@ namespace Ctl {
 
 void ServerAddress::declare(CLI::App* app)
 {
-    app->add_option("--host", host, "The server's IPv4 address")->check(CLI::ValidIPV4)->capture_default_str();
-    app->add_option("--port", port, "The server's port")->check(CLI::Range(1, 65535))->capture_default_str();
+    app->add_option("--host", host, "The server's IPv4 address, or localhost")
+        ->check(CLI::ValidIPV4)
+        ->transform([](const std::string& name) { return name == "localhost" ? Endpoint::Host : name; })
+        ->capture_default_str()
+        ->envname("QUORVA_HOST");
+    app->add_option("--port", port, "The server's port")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str()
+        ->envname("QUORVA_PORT");
     app->add_option("--timeout", timeout, "Seconds to wait for the server; 0 waits forever")
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();

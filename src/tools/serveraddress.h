@@ -20,7 +20,7 @@ struct ServerAddress {
     int port = Endpoint::DefaultPort;
     int timeout = 0; // seconds to connect, and to wait for bytes of a reply; 0 means no limit
 
-    /** Declares the options --host, --port and --timeout. */
+    /** Declares the options --host, --port and --timeout; QUORVA_HOST and QUORVA_PORT replace the first two. */
     void declare(CLI::App* app);
 };
 

@@ -1,10 +1,29 @@
 #include "tools/usage.h"
 
 #include "tools/exitcode.h"
+#include "tools/suggestion.h"
 
 #include <CLI/CLI.hpp>
 
+#include <cstdlib>
+
 namespace Ctl {
+
+namespace {
+
+/** Says which environment variable has the value that an error is about, if it does not come from an option. */
+std::string environmentHint(const CLI::App& app, const std::string& error)
+{
+    for (const CLI::Option* option : app.get_options()) {
+        const char* value = std::getenv(option->get_envname().c_str());
+        if (value != nullptr && error.starts_with(option->get_name() + ':') && option->count() == 1 &&
+            option->results().front() == value)
+            return "  the value is that of the environment variable " + option->get_envname() + '\n';
+    }
+    return {};
+}
+
+} // namespace
 
 std::string usageError(const CLI::App* app, const CLI::Error& error)
 {
@@ -14,14 +33,15 @@ std::string usageError(const CLI::App* app, const CLI::Error& error)
         command = command->get_subcommands().front();
         name += ' ' + command->get_name();
     }
-    return name + ": " + error.what() + '\n' + CLI::Formatter().make_usage(command, name) +
-           "Run with --help for more information.\n";
+    const std::string like = Suggestions::forCommandLine(*app);
+    const std::string hint = like.empty() ? like : "  " + Suggestions::question(like) + '\n';
+    return name + ": " + error.what() + '\n' + hint + environmentHint(*app, error.what()) +
+           CLI::Formatter().make_usage(command, name) + "Run with --help for more information.\n";
 }
 
-void refuseMissingValues(int argc, const char* const* argv)
+void refuseMissingValues(const std::vector<std::string>& words)
 {
-    for (int i = 1; i < argc; ++i) {
-        const std::string word = argv[i];
+    for (const std::string& word : words) {
         if (word == "--")
             return;
         if (word.size() > 3 && word.starts_with("--") && word.find('=') == word.size() - 1)

@@ -6,10 +6,10 @@ namespace {
 
 TEST(BackupNames, RefusedAreTheBackupsOwnFilesAndItsDirectory)
 {
-    for (const char* name :
-         {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp", "BackupFiles.list.new", "__log__"})
-        EXPECT_STREQ(BackupNames::refusal(name),
-                     "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups")
+    for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp", "BackupFiles.list.new",
+                             "BackupLog.hold", "BackupLog.hold.new", "__log__"})
+        EXPECT_STREQ(BackupNames::refusal(name), "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), "
+                                                 "BackupLog.hold (also with .new) and __log__ belong to backups")
             << name;
     for (const char* name : {"", "backupinprogress.tmp", "BackupInProgress.tmp2", "BackupFiles",
                              "BackupFiles.list.tmp2", "__log", "__log__x", "log.0000000001"})
@@ -29,6 +29,8 @@ TEST(BackupNames, TheListKeepsItsName)
     EXPECT_STREQ(BackupNames::ListFile, "BackupFiles.list");
     EXPECT_STREQ(BackupNames::UnfinishedListFile, "BackupFiles.list.tmp");
     EXPECT_STREQ(BackupNames::ListDraft, "BackupFiles.list.new");
+    EXPECT_STREQ(BackupNames::HoldFile, "BackupLog.hold");
+    EXPECT_STREQ(BackupNames::HoldDraft, "BackupLog.hold.new");
 }
 
 TEST(BackupNames, MarkerAndLogDirectoryAreWhatApplicationsExpect)

@@ -17,8 +17,8 @@ constexpr const char* EmptyComponent = "the table's name has an empty component 
 constexpr const char* Dots = "the table's name has a component \".\" or \"..\"";
 constexpr const char* BerkeleyDb =
     "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB";
-constexpr const char* Backups =
-    "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups";
+constexpr const char* Backups = "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), BackupLog.hold (also "
+                                "with .new) and __log__ belong to backups";
 constexpr const char* DataFiles = "names that end like \"_3f.db\" belong to the data files of tables";
 
 TEST(TableNames, ABarOrElseTheLastSeparatorDividesDirectoryAndFilePart)

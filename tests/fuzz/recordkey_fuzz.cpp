@@ -90,7 +90,7 @@ void name(const QByteArray& tableName)
         FUZZ_ASSERT(!name.empty() && name != "." && name != "..");
         FUZZ_ASSERT(name != "DB_CONFIG" && name != "__log__" && !name.starts_with("__db"));
         FUZZ_ASSERT(name != "BackupInProgress.tmp" && name != "BackupFiles.list" && name != "BackupFiles.list.tmp" &&
-                    name != "BackupFiles.list.new");
+                    name != "BackupFiles.list.new" && name != "BackupLog.hold" && name != "BackupLog.hold.new");
         FUZZ_ASSERT(!LogFiles::numberOf(name));
         for (unsigned partition = 0; name.ends_with(".db") && partition < PartitionCount; ++partition)
             FUZZ_ASSERT(!name.ends_with(TableNames::partitionSuffix(partition)));

@@ -23,10 +23,10 @@ from quorva import DEADLINE, Server, end, expect, fail, run, run_main
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/lib/systemd/system/quorva.service",
                "usr/lib/systemd/system/quorva-http.service", "usr/share/doc/quorva/protocol.md",
-               "usr/share/doc/quorva/copyright"]
+               "usr/share/doc/quorva/copyright", "etc/logrotate.d/quorva"]
 UNIT_SETTINGS = {"DynamicUser": "yes", "NoNewPrivileges": "yes", "Restart": "on-failure", "LimitNOFILE": "524288",
                  "ProtectSystem": "strict", "ProtectHome": "yes", "IPAddressDeny": "any",
-                 "IPAddressAllow": "localhost"}
+                 "IPAddressAllow": "localhost", "ExecReload": "kill -HUP $MAINPID"}
 GET_ITEM = {"TableName": "main|orders",
             "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 

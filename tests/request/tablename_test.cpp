@@ -45,6 +45,8 @@ const std::vector<QString> RefusedFileParts{
     "BackupFiles.list",
     "BackupFiles.list.tmp",
     "BackupFiles.list.new",
+    "BackupLog.hold",
+    "BackupLog.hold.new",
     "t_98.db",
     "t_00.db",
     "_ff.db",

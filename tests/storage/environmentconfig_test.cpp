@@ -147,6 +147,30 @@ TEST_F(ConfigFile, SaysWhereTheFilesAre)
     EXPECT_EQ(config.createDirectory, path_ / "more");
 }
 
+TEST_F(ConfigFile, TheServersOwnLineIsReadAndBerkeleyDbSkipsIt)
+{
+    for (const char* text : {"", "# remove_unneeded_logs on\n", "#quorva remove_unneeded_logs off\n",
+                             "#quorva remove_unneeded_logs on\n#quorva remove_unneeded_logs off\n"}) {
+        write(text);
+        EXPECT_FALSE(read().removesUnneededLogs) << text;
+    }
+    for (const char* text : {"#quorva remove_unneeded_logs on", " \t#quorva \tremove_unneeded_logs   on \r\n"}) {
+        write(text);
+        EXPECT_TRUE(read().removesUnneededLogs) << text;
+    }
+    EXPECT_NE(openedEnv(home_), nullptr);
+}
+
+TEST_F(ConfigFile, AMarkedLineThatIsNotTheServersIsRefused)
+{
+    for (const char* line : {"#quorva", "#quorva remove_unneeded_logs", "#quorva remove_unneeded_logs yes",
+                             "#quorva remove_unneeded_log on", "#quorva remove_unneeded_logs on off"}) {
+        write(std::string("# mine\n") + line + '\n');
+        EXPECT_THAT(refusal(EINVAL), ElementsAre("[ERROR] bdb # BDB: DB_CONFIG line 2: incorrect name-value pair"))
+            << line;
+    }
+}
+
 TEST(EnvironmentFiles, LooksBelowAsDeepAsDirectoriesGo)
 {
     const TempDir top;

@@ -40,8 +40,8 @@ Words completionsOf(const Words& words)
     std::ofstream(directory.file("a file"));
     std::ofstream(directory.file("other"));
     arguments.push_back(directory.path());
-    arguments.emplace_back(QUORVACTL_COMPLETION);
-    arguments.emplace_back("quorvactl");
+    arguments.emplace_back(QUORVACTL_COMPLETION "/quorvactl.bash");
+    arguments.emplace_back(QUORVACTL_BINARY);
     arguments.insert(arguments.end(), words.begin(), words.end());
     const ProgramRun run = runProgram("/bin/bash", arguments);
     EXPECT_EQ(run.status, 0) << testing::PrintToString(words);
@@ -118,7 +118,7 @@ Words with(Words words, const Words& more)
 TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
 {
     const Words commands = commandsIn(helpOf({}));
-    EXPECT_EQ(commands.size(), 16U);
+    EXPECT_EQ(commands.size(), 17U);
     const Words offered = completionsOf({""});
     Words expected = commands;
     for (const Operations::Operation& operation : Operations::Api)
@@ -129,18 +129,20 @@ TEST(Completion, OffersTheCommandsOfTheHelpAndTheOperations)
     EXPECT_EQ(completionsOf({"backup", ""}), Words({"start", "stop", "update"}));
     EXPECT_THAT(commandsIn(helpOf({"backup"})), UnorderedElementsAre("start", "stop", "update"));
     EXPECT_THAT(completionsOf({"call", "Ba"}), ElementsAre("BatchWriteItem"));
+    EXPECT_EQ(completionsOf({"help", "im"}), Words({"import"}));
+    EXPECT_EQ(completionsOf({"help", "backup", "s"}), Words({"start", "stop"}));
 }
 
 TEST(Completion, OffersTheOptionsOfEachCommandsHelp)
 {
     std::vector<Words> commands = allCommands();
-    ASSERT_EQ(commands.size(), 19U);
+    ASSERT_EQ(commands.size(), 20U);
     commands.insert(commands.begin(), Words{});
     for (const Words& command : commands) {
         const Options own = optionsIn(helpOf(command));
         std::set<std::string> expected(own.flags.begin(), own.flags.end());
         expected.insert(own.withValue.begin(), own.withValue.end());
-        if (command != Words{"init"} && command != Words{"restore"}) // which need no server
+        if (command != Words{"init"} && command != Words{"restore"} && command != Words{"help"}) // without a server
             expected.insert({"--host", "--port", "--timeout"});
         EXPECT_EQ(completionsOf(with(command, {"-"})), Words(expected.begin(), expected.end()))
             << testing::PrintToString(command);
@@ -155,7 +157,7 @@ TEST(Completion, KnowsWhichOptionsHaveAValue)
         for (const std::string& flag : own.flags)
             EXPECT_EQ(completionsOf(with(command, {flag, ""})), offered) << flag;
         for (const std::string& option : own.withValue) {
-            if (option != "--return" && option != "--state") {
+            if (option != "--return" && option != "--state" && option != "--format") {
                 EXPECT_THAT(completionsOf(with(command, {option, ""})), IsEmpty()) << option;
             }
             Words values(option == "--between" ? 2 : 1, "x");
@@ -179,6 +181,8 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"backup", "start", "T", ""}), files);
     EXPECT_EQ(completionsOf({"restore", "a", ""}), files);
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
+    EXPECT_EQ(completionsOf({"import", "T", "--format", "="}), Words({"csv", "json"}));
+    EXPECT_EQ(completionsOf({"import", "T", "--state", "=", "o"}), Words({"other"}));
     EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", ""}), IsEmpty());
     EXPECT_THAT(completionsOf({"import", "T", "F", ""}), IsEmpty());
@@ -188,6 +192,7 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
 
 TEST(Completion, IsThatOfQuorvactl)
 {
-    const ProgramRun run = runProgram("/bin/bash", {"-c", ". \"$0\" && complete -p quorvactl", QUORVACTL_COMPLETION});
+    const ProgramRun run =
+        runProgram("/bin/bash", {"-c", ". \"$0\" && complete -p quorvactl", QUORVACTL_COMPLETION "/quorvactl.bash"});
     EXPECT_EQ(run.output, "complete -F _quorvactl quorvactl\n");
 }

@@ -1,4 +1,4 @@
-#include "toolfixture.h"
+#include "importfixture.h"
 
 #include "support/scriptedserver.h"
 #include "terminalrun.h"
@@ -178,7 +178,9 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
 {
     const TempDir directory;
     std::atomic<int> page = 0;
-    const ReplyingServer server([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+        if (const auto described = description(operation))
+            return described;
         if (++page > 20)
             return std::nullopt;
         if (page <= 10)
@@ -190,15 +192,36 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
     const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, words);
     EXPECT_EQ(run.status, Ok);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error,
-                AllOf(testing::StartsWith("\r\033[K1 items  "), HasSubstr("\r\033[K10 items  "), EndsWith("/s\r\n")));
+    EXPECT_THAT(run.error, AllOf(testing::StartsWith("\r\033[K["), HasSubstr(" %  1 items  "),
+                                 HasSubstr("  100 %  10 items  "), EndsWith("/s\r\n")));
 
     page = 0;
-    const ReplyingServer failing([&](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+    const ReplyingServer failing([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+        if (const auto described = description(operation))
+            return described;
         return ++page == 1 ? std::optional(endlessPage(1)) : std::nullopt;
     });
     const ProgramRun failed =
         runOnTerminal(QUORVACTL_BINARY, addressed(failing.port(), {"export", "d|t", directory.file("out")}));
     EXPECT_EQ(failed.status, NoReply);
     EXPECT_THAT(failed.error, HasSubstr("\r\033[Kquorvactl: no reply from 127.0.0.1:"));
+}
+
+TEST(ExportFromAServer, EstimatesTheTimeThatIsLeftByTheDataFileOfTheKey)
+{
+    const TempDir directory;
+    std::atomic<int> page = 0;
+    const ReplyingServer server([&](const QByteArray& operation, const QByteArray&) -> std::optional<QByteArray> {
+        if (const auto described = description(operation))
+            return described;
+        // The items of "k62" are in data file 0x80, in the middle of 256.
+        return ++page == 1 ? std::optional(QByteArray(R"({"Count":1,"Items":[{"h":{"S":"k62"},"r":{"S":"1"}}],)"
+                                                      R"("ScannedCount":1,"__rc":200,"__rcstr":"OK"})"))
+                           : std::nullopt;
+    });
+    const ProgramRun run =
+        runOnTerminal(QUORVACTL_BINARY, addressed(server.port(), {"export", "d|t", directory.file("out")}));
+    EXPECT_EQ(run.status, Ok);
+    EXPECT_THAT(run.error, HasSubstr("  50 %  1 items  "));
+    EXPECT_THAT(run.error, HasSubstr(" left"));
 }

@@ -29,7 +29,7 @@ TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
               Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "delete-table", "flush", "backup", "restore", "call"}));
+                     "describe", "delete-table", "flush", "backup", "restore", "call", "help"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)
@@ -37,7 +37,7 @@ TEST(Help, EveryCommandHasAnExampleOfItself)
     Words commands = commandsIn(quorvactl({"--help"}).output);
     for (const std::string& action : commandsIn(quorvactl({"backup", "--help"}).output))
         commands.push_back("backup " + action);
-    ASSERT_EQ(commands.size(), 19U);
+    ASSERT_EQ(commands.size(), 20U);
     for (const std::string& command : commands) {
         std::istringstream names(command);
         Words words{std::istream_iterator<std::string>(names), {}};
@@ -51,6 +51,28 @@ TEST(Help, EveryCommandHasAnExampleOfItself)
     }
 }
 
+TEST(Help, OfACommandIsThatOfItsOption)
+{
+    EXPECT_EQ(quorvactl({"help"}).output, quorvactl({"--help"}).output);
+    EXPECT_EQ(quorvactl({"help", "put"}).output, quorvactl({"put", "--help"}).output);
+    const ProgramRun run = quorvactl({"help", "backup", "start"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output, quorvactl({"backup", "start", "--help"}).output);
+    EXPECT_EQ(run.error, "");
+}
+
+TEST(Help, OfAnUnknownCommandIsAUsageError)
+{
+    const ProgramRun like = quorvactl({"help", "backup", "strat"});
+    EXPECT_EQ(like.status, 64);
+    EXPECT_EQ(like.output, "");
+    EXPECT_EQ(like.error, "quorvactl: there is no command \"backup strat\"\n  did you mean start?\n");
+    EXPECT_EQ(quorvactl({"help", "frobnicate"}).error, "quorvactl: there is no command \"frobnicate\"\n"
+                                                       "  try: quorvactl --help, which lists the commands\n");
+    EXPECT_EQ(quorvactl({"help", "put", "x"}).error, "quorvactl: there is no command \"put x\"\n"
+                                                     "  try: quorvactl put --help, which lists the commands\n");
+}
+
 TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
 {
     struct Row {
@@ -62,8 +84,22 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
     const Row rows[] = {
         {{}, "quorvactl: A command or an OPERATION is required", root},
         {{"putt", "d|t"},
-         "quorvactl: unknown command \"putt\"; operations such as PutItem begin with a capital letter",
+         "quorvactl: unknown command \"putt\"; operations such as PutItem begin with a capital letter\n"
+         "  did you mean put?",
          root},
+        {{"frobnicate"},
+         "quorvactl: unknown command \"frobnicate\"; operations such as PutItem begin with a capital letter",
+         root},
+        {{"get", "d|t", "h", "r", "--attribute=a"},
+         "quorvactl get: The following argument was not expected: --attribute=a\n  did you mean --attributes?",
+         "quorvactl get [OPTIONS] TABLE HASH RANGE"},
+        {{"query", "d|t", "h", "--begin-with", "a", "--prot", "1"},
+         "quorvactl query: The following arguments were not expected: --prot --begin-with\n"
+         "  did you mean --begins-with?",
+         "quorvactl query [OPTIONS] TABLE HASH"},
+        {{"backup", "strat", "d|t", "d"},
+         "quorvactl backup: A subcommand is required\n  did you mean start?",
+         "quorvactl backup [OPTIONS] SUBCOMMAND"},
         {{"put"}, "quorvactl put: TABLE is required", "quorvactl put [OPTIONS] TABLE ITEM..."},
         {{"put", "d|t"}, "quorvactl put: ITEM is required", "quorvactl put [OPTIONS] TABLE ITEM..."},
         {{"get", "d|t", "h"}, "quorvactl get: RANGE is required", "quorvactl get [OPTIONS] TABLE HASH RANGE"},

@@ -86,7 +86,7 @@ TEST_F(Init, AddsNothingToADirectoryWithTablesUnlessForced)
     const std::string forced = "\n  --force adds to " + home() + "/DB_CONFIG: ";
     expectRefused({home(), "--cache", "32M"},
                   complaintOfTables(home(), forced + Added + forced + "set_cachesize 0 33554432 1" + forced +
-                                                "set_lg_max 41943040"));
+                                                "set_lg_max 41943040" + forced + RemovesLogs));
     EXPECT_EQ(contentsOf(home()), before);
 
     expectDone({home(), "--cache", "32M", "--force"});
@@ -100,7 +100,8 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
     std::ofstream(shop + "/DB_CONFIG") << "set_cachesize 0 2097152 1\nset_lk_max_locks 5000\nset_lg_max 20971520\n";
     fs::permissions(shop + "/DB_CONFIG", fs::perms(0600));
     const auto before = contentsOf(shop);
-    const std::string added = "\n  --force adds to " + shop + "/DB_CONFIG: " + Added;
+    const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
+    const std::string added = forced + Added + forced + RemovesLogs;
     expectRefused({shop}, complaintOfTables(shop, added));
     expectRefused({shop, "--cache", "3M"},
                   complaintOfTables(shop, added + "\n  --force replaces in " + shop +
@@ -112,7 +113,7 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
                                                   "set_lk_max_locks 5000\n"
                                                   "set_lg_max 20971520\n"
                                                   "# "));
-    EXPECT_THAT(config(shop), testing::EndsWith(std::string("\n") + Added + '\n'));
+    EXPECT_THAT(config(shop), testing::EndsWith(std::string("\n") + RemovesLogs + '\n'));
     EXPECT_EQ(mode(shop + "/DB_CONFIG"), 0600);
     createTable(tableIn(shop));
 }
@@ -124,7 +125,7 @@ TEST_F(Init, LeavesOtherFilesAlone)
     const auto before = contentsOf(shop);
     const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
     expectRefused({shop}, shop + " is not empty; nothing was changed" + forced + Added + forced +
-                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040");
+                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040" + forced + RemovesLogs);
     EXPECT_EQ(contentsOf(shop), before);
     expectDone({shop, "--force"});
     EXPECT_THAT(namesIn(shop), UnorderedElementsAre("DB_CONFIG", "notes"));

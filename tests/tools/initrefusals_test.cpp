@@ -29,7 +29,8 @@ TEST_F(Init, NamesThatTablesCannotUseAreRefused)
     };
     const Row rows[] = {
         {"shop|orders", "a \"|\" separates the directory from the table in a TableName"},
-        {"__log__", "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups"},
+        {"__log__", "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), BackupLog.hold (also with .new) "
+                    "and __log__ belong to backups"},
         {"log.0000000001", "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"},
         {"DB_CONFIG/", "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"},
         {"t_3f.db", "names that end like \"_3f.db\" belong to the data files of tables"},

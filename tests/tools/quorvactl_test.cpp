@@ -190,10 +190,18 @@ TEST(QuorvactlWithoutServer, GivesUpAServerThatTakesNoConnectionInTime)
 
 TEST(QuorvactlWithoutServer, HostMustBeAnAddress)
 {
-    const ProgramRun done = quorvactl({"--host", "localhost", "--port", "1", "DeleteTable"});
+    const ProgramRun done = quorvactl({"--host", "example", "--port", "1", "DeleteTable"});
     EXPECT_EQ(done.status, Usage);
     EXPECT_EQ(done.output, "");
-    EXPECT_THAT(done.error, testing::HasSubstr("--host: Invalid IPV4 address must have four parts (localhost)\n"));
+    EXPECT_THAT(done.error, testing::HasSubstr("--host: Invalid IPV4 address must have four parts (example)\n"));
+}
+
+TEST(QuorvactlWithoutServer, LocalhostIsTheLoopbackAddress)
+{
+    const HeldPort port;
+    const ProgramRun done = quorvactl({"--host", "localhost", "--port", std::to_string(port.number()), "DeleteTable"});
+    EXPECT_EQ(done.status, NoReply);
+    EXPECT_EQ(done.error, Complaints::noServer(port.number()));
 }
 
 TEST(QuorvactlWithoutServer, WrongCommandLineIsAUsageError)

@@ -137,8 +137,8 @@ TEST_F(TableCommands, ANameThatNoTableCanHaveIsRefusedBeforeAnythingIsSent)
         {table("DB_CONFIG"), berkeleyDb},
         {table("log.0000000050"), berkeleyDb},
         {table("__db.001"), berkeleyDb},
-        {table("BackupInProgress.tmp"),
-         "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new) and __log__ belong to backups"},
+        {table("BackupInProgress.tmp"), "BackupInProgress.tmp, BackupFiles.list (also with .tmp or .new), "
+                                        "BackupLog.hold (also with .new) and __log__ belong to backups"},
         {table("t_7b.db"), "names that end like \"_3f.db\" belong to the data files of tables"},
     };
     for (const auto& [name, reason] : cases) {

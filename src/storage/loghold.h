@@ -1,0 +1,73 @@
+#ifndef QUORVA_STORAGE_LOGHOLD_H
+#define QUORVA_STORAGE_LOGHOLD_H
+
+#include <QByteArray>
+
+#include <filesystem>
+#include <mutex>
+#include <optional>
+
+/**
+ * Whether checkpoints may remove the log files of an environment that recovery no longer needs.
+ *
+ * In a directory that removes unneeded log files (ServerSettings::RemoveUnneededLogs), they may unless a backup holds
+ * the log: from the start of the backup until it is stopped or fails, whether or not its log shipping is running, and
+ * whatever happens to the server in between. So the hold is a file in the directory. In all other directories, the
+ * process-wide Settings::backupDisabled() decides, and the hold has no effect.
+ *
+ * Threads: any, except for open().
+ */
+class LogHold {
+public:
+    /** Before any other call. 0, or an errno value if the file of a hold cannot be read. */
+    [[nodiscard]] int open(const std::filesystem::path& home, bool removesUnneeded);
+
+    enum Beginning {
+        Copy,    // of the environment, in place of whatever the target holds
+        Shipping // of log files, to a copy that was made before
+    };
+
+    /**
+     * A backup to `target` begins. Once this has returned 0, no log file is removed, also after a crash. An errno value
+     * if the hold cannot be recorded; nothing has changed then.
+     */
+    [[nodiscard]] int take(const QByteArray& target, Beginning beginning);
+
+    /** The backup that took it has what it needs from the one that held it before, which has ended. */
+    void settle();
+
+    /**
+     * The backup that took it has failed. Until settle(), the hold goes back to the backup that held it before, whose
+     * log shipping can be resumed; otherwise it ends.
+     */
+    void fail();
+
+    /** No backup wants the log files. A file that cannot be removed is one WARN line, and holds the log. */
+    void release();
+
+    /** The target of the backup that holds the log; unset if none does. */
+    std::optional<QByteArray> holder() const;
+
+    /** Keeps backups from beginning while a checkpoint decides and removes log files. */
+    class Removal {
+    public:
+        explicit Removal(LogHold& hold) : hold_(hold), lock_(hold.mutex_) {}
+
+        bool isAllowed() const;
+
+    private:
+        const LogHold& hold_;
+        const std::lock_guard<std::mutex> lock_;
+    };
+
+private:
+    int write(const std::optional<QByteArray>& holder);
+
+    mutable std::mutex mutex_;
+    std::filesystem::path home_;
+    bool removesUnneeded_ = false;
+    std::optional<QByteArray> holder_;   // guarded by mutex_
+    std::optional<QByteArray> previous_; // guarded by mutex_; who held it before, until settle()
+};
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef QUORVA_TOOLS_SHELL_H
+#define QUORVA_TOOLS_SHELL_H
+
+#include "tools/lineeditor.h"
+#include "tools/serveraddress.h"
+#include "tools/shellhistory.h"
+
+#include <string>
+#include <vector>
+
+namespace Ctl {
+
+class CommandLine;
+
+/**
+ * Reads command lines from the terminal and runs them, each in a process of its own, so that Ctrl-C ends the command
+ * and nothing else.
+ */
+class Shell {
+public:
+    /** `server` is that of all commands that name no other. */
+    Shell(std::string version, const ServerAddress& server);
+
+    /** Runs until the user leaves. Returns an exit code. */
+    [[nodiscard]] int run();
+
+private:
+    enum class Next { Continue, Leave };
+
+    LineEditor::Result readCommand(std::string* text);
+    Next take(const std::string& text);
+    void runWords(const std::vector<std::string>& words) const;
+    static void runInChild(const CommandLine& line);
+    LineEditor::Completion complete(const std::string& text) const;
+
+    const std::string version_;
+    const ServerAddress server_;
+    const ShellHistory history_;
+    LineEditor editor_;
+    std::string last_; // the last line that the history has
+};
+
+} // namespace Ctl
+
+#endif

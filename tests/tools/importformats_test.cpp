@@ -1,0 +1,168 @@
+#include "importfixture.h"
+
+#include <gmock/gmock.h>
+#include <zlib.h>
+
+namespace {
+
+using testing::HasSubstr;
+
+class ImportFormats : public ToolTest {
+protected:
+    /** A file of gzip's, whatever its name is. */
+    std::string writeCompressed(const std::string& name, const std::string& content) const
+    {
+        const gzFile file = gzopen(pathOf(name).c_str(), "wb");
+        EXPECT_EQ(gzwrite(file, content.data(), static_cast<unsigned>(content.size())),
+                  static_cast<int>(content.size()));
+        EXPECT_EQ(gzclose(file), Z_OK);
+        return pathOf(name);
+    }
+
+    /** All items, in the order of their keys. */
+    std::string items() const
+    {
+        std::istringstream lines(quorvactl({"scan", table()}).output);
+        std::set<std::string> sorted;
+        for (std::string line; std::getline(lines, line);)
+            sorted.insert(line + '\n');
+        std::string text;
+        for (const std::string& line : sorted)
+            text += line;
+        return text;
+    }
+};
+
+} // namespace
+
+TEST_F(ImportFormats, CsvHasAnItemPerRecord)
+{
+    const std::string file = writeFile("items.csv", "\xef\xbb\xbfh,r,total:N,note,tags:SS\r\n"
+                                                    "a,1,17,\"says \"\"x, y\"\"\nand more\",\"new,paid\"\r\n"
+                                                    "\r\n"
+                                                    "b,,,,\r\n"
+                                                    "größer,2,-1.5,\"\",x");
+    expectOutput({"import", table(), file, "--format", "csv"}, "");
+    EXPECT_EQ(items(),
+              R"({"h":{"S":"a"},"note":{"S":"says \"x, y\"\nand more"},"r":{"S":"1"},"tags":{"SS":["new","paid"]},)"
+              R"("total":{"N":"17"}})"
+              "\n"
+              R"({"h":{"S":"b"},"r":{"S":""}})"
+              "\n"
+              R"({"h":{"S":"größer"},"note":{"S":""},"r":{"S":"2"},"tags":{"SS":["x"]},"total":{"N":"-1.5"}})"
+              "\n");
+}
+
+TEST_F(ImportFormats, CsvTakesTypesFromTheCommandLine)
+{
+    const std::string file = writeFile("items.csv", "r,h,total,a:N\n1,x,17,text\n");
+    expectOutput({"import", table(), file, "--format", "csv", "--types", "total=N,a:N=S"}, "");
+    EXPECT_EQ(items(), R"({"a:N":{"S":"text"},"h":{"S":"x"},"r":{"S":"1"},"total":{"N":"17"}})"
+                       "\n");
+    expectFailure({"import", table(), file, "--types", "total=N"}, Usage,
+                  "quorvactl: --types is for --format csv; items in JSON have their types\n");
+}
+
+TEST_F(ImportFormats, CsvReportsTheFirstLineOfARecordThatCannotBeStored)
+{
+    const std::string file = writeFile("items.csv", "h,r,n:N\n"
+                                                    "a,1,x\n"
+                                                    "\"b\n\n\",2\n"
+                                                    "c,\xc3,1\n"
+                                                    "\xd0\x96,4,1\n"
+                                                    "e\"f,5,1\n"
+                                                    "g,6,1\n"
+                                                    "\"h,7,1\n");
+    const ProgramRun run = quorvactl({"import", table(), file, "--format", "csv"});
+    EXPECT_EQ(run.status, ErrorReply);
+    const std::string at = "quorvactl: " + file + ':';
+    EXPECT_EQ(run.error, at + "2: attribute \"n\": \"x\" is not a number\n" + at +
+                             "3: there are 2 fields, and the header line has 3\n" + at +
+                             "6: attribute \"r\": not UTF-8\n" + at +
+                             "7: the hash key \"h\" has a character outside Latin-1: \"Ж\"\n" + at +
+                             "8: there is a quote in a field that does not begin with one\n" + at +
+                             "10: a quote is not closed\nquorvactl: 6 items of " + file +
+                             " were refused, 1 stored in " + table() + '\n');
+    expectOutput({"scan", table(), "--count"}, "1\n");
+}
+
+TEST_F(ImportFormats, CsvWithoutAUsableHeaderLineIsNotSent)
+{
+    for (const auto& [content, error] :
+         {std::pair("", "the first line is no header line"), std::pair("\nh,r\n", "the first line is no header line"),
+          std::pair("h,x\n1,2\n", "the header line has no column \"r\", the range key"),
+          std::pair("\"h,r\n", "a quote is not closed")}) {
+        const std::string file = writeFile("items.csv", content);
+        expectFailure({"import", table(), file, "--format", "csv"}, Usage, "quorvactl: " + file + ": " + error + '\n');
+    }
+}
+
+TEST_F(ImportFormats, CsvResumesBehindTheLinesThatAreDone)
+{
+    const std::string header = "h,r\n";
+    const std::string file = writeFile("items.csv", header + "\"a\n\",1\nb,2\nc,3\n");
+    expectOutput({"import", table(), file, "--format", "csv", "--skip", "4"}, "");
+    EXPECT_EQ(items(), R"({"h":{"S":"c"},"r":{"S":"3"}})"
+                       "\n");
+    // The header line is read, however many lines are skipped.
+    expectOutput({"import", table(), file, "--format", "csv", "--skip", "1"}, "");
+    expectOutput({"scan", table(), "--count"}, "3\n");
+
+    const std::string state = writeFile("state", R"({"table":")" + table() + R"(","input":")" + file +
+                                                     R"(","line":3,"stored":1,"refused":0})");
+    expectOutput({"delete", table(), "a\n", "1"}, "");
+    expectOutput({"import", table(), file, "--format", "csv", "--state", state}, "");
+    expectOutput({"scan", table(), "--count"}, "2\n");
+    EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_F(ImportFormats, CsvCountsTheLinesOfARecordWhenItStops)
+{
+    const std::string path = pathOf("pipe");
+    Feed feed(path);
+    RunningProgram import(QUORVACTL_BINARY, addressed({"import", table(), path, "--format", "csv"}));
+    feed.write("h,r\n\"a\n\n\",1\nb,2\n\"not complete\n");
+    ASSERT_TRUE(waitUntil([&] { return quorvactl({"scan", table(), "--count"}).output == "2\n"; }));
+    import.signal(SIGTERM);
+    const ProgramRun run = import.wait();
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_EQ(run.error, "quorvactl: import stopped: interrupted\n  lines 1 to 5 of " + path +
+                             " are done: 2 items stored, 0 refused\n"
+                             "  try: the same command with --skip 5, which continues with line 6\n");
+}
+
+TEST_F(ImportFormats, GzipIsRecognizedByItsContent)
+{
+    expectOutput({"import", table(), writeCompressed("items.jsonl", itemLines(1, 5000))}, "");
+    expectOutput({"scan", table(), "--count"}, "5000\n");
+    expectOutput({"import", table(), "-", "--format", "csv"}, "",
+                 {.input = writeCompressed("items", "h,r\nzipped,csv\n")});
+    expectOutput({"get", table(), "zipped", "csv"}, R"({"h":{"S":"zipped"},"r":{"S":"csv"}})"
+                                                    "\n");
+}
+
+TEST_F(ImportFormats, GzipThatIsDamagedEndsTheImportAfterWhatPrecedesTheDamage)
+{
+    const std::string whole = readFile(writeCompressed("items", itemLines(1, 5000)));
+    const std::string file = writeFile("cut", whole.substr(0, whole.size() / 2));
+    const ProgramRun run = quorvactl({"import", table(), file});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_THAT(run.error, testing::StartsWith("quorvactl: import stopped: cannot read " + file +
+                                               ": the compressed data ends too early\n  lines 1 to "));
+    const std::string count = quorvactl({"scan", table(), "--count"}).output;
+    EXPECT_THAT(run.error, HasSubstr(" are done: " + count.substr(0, count.size() - 1) + " items stored, 0 refused\n"));
+}
+
+TEST_F(ImportFormats, ProgressGoesToALogWhenItIsAskedFor)
+{
+    const std::string file = writeFile("items", itemLines(1, 20));
+    const ProgramRun import = quorvactl({"import", table(), file, "--progress"});
+    EXPECT_EQ(import.status, Ok);
+    EXPECT_THAT(import.error, testing::MatchesRegex("\\[=+\\]  100 %  20 items  [0-9]+/s\n"));
+    const ProgramRun exported = quorvactl({"export", table(), pathOf("exported"), "--progress"});
+    EXPECT_EQ(exported.status, Ok);
+    EXPECT_THAT(exported.error, testing::MatchesRegex("\\[=+\\]  100 %  20 items  [0-9]+/s\n"));
+    const ProgramRun printed = quorvactl({"export", table(), "--progress"});
+    EXPECT_THAT(printed.error, testing::MatchesRegex("\\[=+\\]  100 %  20 items  [0-9]+/s\n"));
+    EXPECT_EQ(printed.output, readFile(pathOf("exported")));
+}

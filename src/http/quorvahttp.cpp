@@ -1,4 +1,6 @@
+#include "base/descriptor.h"
 #include "base/exitstatus.h"
+#include "base/fileio.h"
 #include "base/standarddescriptors.h"
 #include "base/streamfile.h"
 #include "http/apihandler.h"
@@ -11,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -157,7 +160,26 @@ std::size_t connectionLimit(int threads)
     return static_cast<std::size_t>(std::max(descriptors.rlim_cur, taken + Fewest) - taken);
 }
 
-int serve(const Options& options, AllowedUsers* users)
+/**
+ * Tells that it listens, and the console's address. That goes to `terminal`, the standard error from before --log: a
+ * log file is usually one that other users may read, and the address has the token.
+ */
+void tellStart(const Options& options, int port, const Http::ConsoleToken& token, int terminal)
+{
+    std::string listening = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
+                            options.host + ':' + std::to_string(options.port) + '\n';
+    std::string address;
+    if (options.servesConsole()) // A browser does not send the fragment, so the token gets into no other log either.
+        address = "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
+                  "/console#token=" + token.text() + '\n';
+    if (options.logFile.empty())
+        listening += address; // in one piece
+    else
+        (void)Base::writeAll(terminal, address); // ignored: nobody may be reading any more
+    std::fputs(listening.c_str(), stderr);
+}
+
+int serve(const Options& options, AllowedUsers* users, int terminal)
 {
     using std::chrono::seconds;
     Http::Gateway gateway({QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
@@ -192,12 +214,7 @@ int serve(const Options& options, AllowedUsers* users)
         return Base::ExitFailed;
     }
     router.setPort(port);
-    std::string started = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
-                          options.host + ':' + std::to_string(options.port) + '\n';
-    if (options.servesConsole()) // The fragment of an address is not sent, so no proxy or log gets the token.
-        started += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
-                   "/console#token=" + token.text() + '\n';
-    std::fputs(started.c_str(), stderr);
+    tellStart(options, port, token, terminal);
 
     std::latch ended(1);
     std::thread watcher(handleSignals, options.logFile, &server, &ended);
@@ -253,7 +270,8 @@ int main(int argc, char** argv)
             return Base::ExitUsage;
         }
     }
+    const Base::Descriptor terminal(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
     if (!openLog(options.logFile))
         return Base::ExitFailed;
-    return serve(options, &users);
+    return serve(options, &users, terminal.number());
 }

@@ -163,7 +163,6 @@ class Browse(ConsoleTest):
             .catch((error) => error.message)"""),
                          "The console is read-only; start quorva-http with --console-write")
         self.assertEqual(self.stored(connection, table, "abc", "1"), {"n": {"N": "1"}})
-        self.browser.events.clear()  # the browser reports the 403
 
     def test_what_is_not_there(self):
         table, _ = self.make_table("gaps")
@@ -177,4 +176,3 @@ class Browse(ConsoleTest):
         self.wait_text(f'The directory "{missing}" does not exist.')
         self.value("location.hash = '#/unknown'")
         self.wait("document.querySelector('h1')?.textContent === 'Live'")
-        self.browser.events.clear()  # the browser reports the failed request

@@ -28,15 +28,18 @@ export function showBackup(section, directory, mayWrite) {
     section.append(element("h2", { id: "backup" }, "Backup"), status, outcome, ...(mayWrite ? [form, stop]
         : [element("p", { class: "muted" }, "It can be started here when quorva-http runs with --console-write.")]));
     let state = "";
+    let step = ""; // of a backup that was started here: its copy, "copying", then "shipping", then "" again
     let wasAsked = false; // to stop
     let isOver = false;
     let timer = 0;
+    let round = 0; // what was asked before a later look or action is not shown
 
     async function look() {
+        const mine = ++round;
         clearTimeout(timer);
         try {
             const { Backup: backup } = await call("DescribeBackup", { TableName });
-            if (!isOver)
+            if (!isOver && mine === round)
                 show(backup);
         } catch (error) {
             if (!(error instanceof Failure))
@@ -44,7 +47,7 @@ export function showBackup(section, directory, mayWrite) {
             if (!isOver)
                 replace(status, element("p", { class: "muted" }, `Its state is not known: ${error.message}`));
         }
-        if (!isOver)
+        if (!isOver && mine === round)
             timer = setTimeout(look, Interval);
     }
 
@@ -59,21 +62,41 @@ export function showBackup(section, directory, mayWrite) {
                 backup.Until ? [element("dt", null, "Until"), element("dd", null, time(backup.Until))] : null) : null);
         form.hidden = state !== "none";
         stop.hidden = state === "none" || state === "stopping";
-        if (before === "copying" && state === "none" && !wasAsked)
-            replace(outcome, notice("error", "The backup has failed. The server's log says why."));
-        if (before === "copying" && state === "shipping")
+        if (step === "shipping" && before === "shipping" && state === "shipping") {
+            step = ""; // the server has accepted the copy
             replace(outcome, notice("done", "The copy is complete."));
-        if (before !== "" && before !== state && state === "none" && wasAsked)
-            replace(outcome, notice("done", "The backup has ended."));
+        } else if (step === "shipping" && state === "none" && !wasAsked) {
+            step = "";
+            replace(outcome, notice("error", "The backup has failed. The server's log says why."));
+        } else if (step === "copying" && state === "none" && !wasAsked) {
+            ship();
+        } else if (state === "none" && before !== "none" && before !== "") {
+            replace(outcome, notice(wasAsked ? "done" : "note", "The backup has ended."));
+        }
     }
 
-    async function act(action, value) {
+    /**
+     * The server goes on from a copy to the shipping of logs only where it finds and removes the marker that quorvactl
+     * makes in the target, and the page cannot. So it asks for the shipping, which the server begins only with a target
+     * that is a complete copy: what comes of it also says whether the copy is one.
+     */
+    async function ship() {
+        step = "shipping";
+        await act("UpdateDbBackup", target.value);
+    }
+
+    async function act(action, value, begun = step) {
+        ++round;
+        clearTimeout(timer);
         try {
             await call("UpdateTable", { TableName, ProvisionedThroughput: { [action]: value } });
+            step = begun;
             await look();
         } catch (error) {
             if (!(error instanceof Failure))
                 throw error;
+            step = "";
+            look();
             replace(outcome, notice("error", error.type === "ConditionalCheckFailedException"
                 ? "Another backup of this directory is running." : error.message));
         }
@@ -82,8 +105,7 @@ export function showBackup(section, directory, mayWrite) {
     async function begin() {
         replace(outcome);
         wasAsked = false;
-        state = "copying"; // it may be over before the first look
-        await act("DbBackup", target.value);
+        await act("DbBackup", target.value, "copying");
         say("The backup has been started.");
     }
 

@@ -1,4 +1,6 @@
+#include "base/descriptor.h"
 #include "base/exitstatus.h"
+#include "base/fileio.h"
 #include "base/standarddescriptors.h"
 #include "base/streamfile.h"
 #include "http/apihandler.h"
@@ -14,6 +16,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -126,7 +129,29 @@ int checkBound(int port, int asked)
     return Base::ExitFailed;
 }
 
-int serve(const Options& options, AllowedUsers* users)
+/**
+ * Reports the ports that it listens on, and the console's address. That goes to `terminal`, the standard error from
+ * before --log: a log file is usually one that other users may read, and the address has the token.
+ */
+void tellStart(const Options& options, int port, int metricsPort, const Http::ConsoleToken& token, int terminal)
+{
+    std::string listening = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
+                            options.host + ':' + std::to_string(options.port) + '\n';
+    if (metricsPort >= 0)
+        listening +=
+            "quorva-http: listening on 127.0.0.1:" + std::to_string(metricsPort) + " for /metrics and /health\n";
+    std::string address;
+    if (options.servesConsole()) // A browser does not send the fragment, so the token gets into no other log either.
+        address = "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
+                  "/console#token=" + token.text() + '\n';
+    if (options.logFile.empty())
+        listening += address; // in one piece
+    else
+        (void)Base::writeAll(terminal, address); // ignored: nobody may be reading any more
+    std::fputs(listening.c_str(), stderr);
+}
+
+int serve(const Options& options, AllowedUsers* users, int terminal)
 {
     const Http::Upstream upstream{QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
                                   options.receiveSeconds * 1000};
@@ -160,22 +185,17 @@ int serve(const Options& options, AllowedUsers* users)
     if (const int code = checkBound(port, options.listen))
         return code;
     router.setPort(port);
-    std::string listening = "quorva-http: listening on 127.0.0.1:" + std::to_string(port) + " for the server at " +
-                            options.host + ':' + std::to_string(options.port) + '\n';
 
     std::optional<Http::MetricsPort> metricsPort;
+    int further = Options::NoPort;
     if (options.metricsOnly != Options::NoPort) {
         metricsPort.emplace(metricsLimitsOf(options), hosts, &metrics, &health, &figures);
-        const int further = metricsPort->bind(options.metricsOnly);
+        further = metricsPort->bind(options.metricsOnly);
         if (const int code = checkBound(further, options.metricsOnly))
             return code;
         metricsPort->start();
-        listening += "quorva-http: listening on 127.0.0.1:" + std::to_string(further) + " for /metrics and /health\n";
     }
-    if (options.servesConsole()) // The fragment of an address is not sent, so no proxy or log gets the token.
-        listening += "quorva-http: console at http://127.0.0.1:" + std::to_string(port) + "/console#token=" +
-                     token.text() + '\n';
-    std::fputs(listening.c_str(), stderr);
+    tellStart(options, port, further, token, terminal);
 
     std::latch ended(1);
     std::thread watcher(handleSignals, options.logFile, &server, &ended);
@@ -231,7 +251,8 @@ int main(int argc, char** argv)
             return Base::ExitUsage;
         }
     }
+    const Base::Descriptor terminal(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
     if (!openLog(options.logFile))
         return Base::ExitFailed;
-    return serve(options, &users);
+    return serve(options, &users, terminal.number());
 }

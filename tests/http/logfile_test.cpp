@@ -65,6 +65,15 @@ TEST_F(HttpLogFile, TakesTheMessagesAndIsReopenedAfterARotation)
     EXPECT_EQ(readFile(error_), "");
 }
 
+TEST_F(HttpLogFile, DoesNotGetTheTokenOfTheConsole)
+{
+    start({"--log", log_, "--console"});
+    ASSERT_TRUE(waitForLine(log_, ":4567"));
+    EXPECT_THAT(readFile(log_), MatchesRegex(Listening));
+    EXPECT_THAT(readFile(error_),
+                MatchesRegex("quorva-http: console at http://127\\.0\\.0\\.1:[0-9]+/console#token=[0-9a-f]{48}\n"));
+}
+
 TEST_F(HttpLogFile, StaysWhereItIsIfItCannotBeReopened)
 {
     fs::create_directory(directory_.file("logs"));

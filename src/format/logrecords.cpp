@@ -21,6 +21,7 @@ constexpr std::uint32_t Checkpoint = 11;
 constexpr std::size_t StartOffset = 16;
 // All records begin with their type, the transaction, and the transaction's previous record.
 constexpr std::size_t TransactionOffset = 4;
+constexpr std::size_t PreviousOffset = 8;
 constexpr std::size_t BodyOffset = 16;
 
 // Registers an open file: an operation, then the length and the bytes of its name with a final zero byte.
@@ -66,6 +67,12 @@ std::optional<std::uint32_t> checkpointStart(std::string_view record)
 std::uint32_t transactionOf(std::string_view record)
 {
     return record.size() < BodyOffset ? 0 : numberAt(record, TransactionOffset);
+}
+
+bool beginsTransaction(std::string_view record)
+{
+    return transactionOf(record) != 0 && numberAt(record, PreviousOffset) == 0 &&
+           numberAt(record, PreviousOffset + sizeof(std::uint32_t)) == 0;
 }
 
 std::optional<FileEvent> fileEvent(std::string_view record)

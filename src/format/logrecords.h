@@ -63,8 +63,11 @@ struct FileEvent {
 /** The same for a record that opens, renames or removes a database file. Files of transient names are not reported. */
 std::optional<FileEvent> fileEvent(std::string_view record);
 
-/** The transaction that a record belongs to; 0: none. */
+/** The transaction that a record belongs to; 0: none. A recovery lets the numbers begin anew. */
 std::uint32_t transactionOf(std::string_view record);
+
+/** Whether the record is the first one of its transaction. */
+bool beginsTransaction(std::string_view record);
 
 /** How many bytes of a record, without its header, commitTime() and checkpointStart() look at. */
 inline constexpr std::size_t LookedAt = 24;

@@ -201,6 +201,10 @@ void DirectoryCheck::findMissing()
     int rc = 0;
     while (!Interruption::requested() && (rc = cursor->get(&position, &record, DB_NEXT)) == 0) {
         const std::string_view bytes(static_cast<const char*>(record.get_data()), record.get_size());
+        if (LogRecords::beginsTransaction(bytes)) { // the number may be that of one that a crash has undone
+            for (auto& [name, transactions] : used)
+                transactions.erase(LogRecords::transactionOf(bytes));
+        }
         if (LogRecords::commitTime(bytes)) {
             for (auto& [name, transactions] : used) {
                 if (transactions.erase(LogRecords::transactionOf(bytes)) != 0)

@@ -74,6 +74,7 @@ LineEditor::Result LineEditor::read(const std::string& prompt, std::string* line
     prompt_ = prompt;
     cancelled_ = false;
     int size = 0;
+    el_set(editor_, EL_PREP_TERM, 1); // el_gets() does so after the prompt only, when a Ctrl-C may have come already
     const char* text = el_gets(editor_, &size);
     if (cancelled_)
         return Result::Cancelled;

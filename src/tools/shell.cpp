@@ -79,6 +79,7 @@ Shell::Shell(std::string version, const ServerAddress& server)
 
 int Shell::run()
 {
+    (void)::signal(SIGINT, SIG_IGN); // between a command and the next prompt a Ctrl-C would still be one
     std::printf("%s: help lists the commands, \\q or Ctrl-D leaves\n", version_.c_str());
     for (const std::string& line : history_.load())
         editor_.remember(line);
@@ -147,6 +148,7 @@ void Shell::runWords(const std::vector<std::string>& words) const
     const pid_t id = ::fork();
     if (id == 0) {
         ignored.restore();
+        (void)::signal(SIGINT, SIG_DFL);
         if (isPaged)
             ::dup2(ends[1], STDOUT_FILENO);
         runInChild(line);

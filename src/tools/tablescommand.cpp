@@ -1,6 +1,7 @@
 #include "tools/tablescommand.h"
 
 #include "protocol/envelope.h"
+#include "tools/arguments.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/session.h"
@@ -49,7 +50,7 @@ TablesCommand::TablesCommand(CLI::App* app)
     : Command(app, "tables", "List the tables in a directory: keys, files, bytes on disk",
               "quorvactl tables build/shop")
 {
-    parser()->add_option("DIR", directory_, "The directory, as in front of the | of a TableName")->required();
+    addDirectoryArgument(parser(), &directory_, "The directory, as in front of the | of a TableName");
     parser()->add_flag("--json", json_, "Print the server's reply as JSON");
 }
 

@@ -64,6 +64,26 @@ TEST(LogRecords, ACheckpointSaysWhereRecoveryBegins)
     EXPECT_EQ(startOf(commitRecord(), LogRecords::LookedAt), std::nullopt);
 }
 
+TEST(LogRecords, ATransactionBeginsWithARecordThatHasNoneBefore)
+{
+    constexpr std::size_t Transaction = 1;
+    constexpr std::size_t PreviousFile = 2;
+    constexpr std::size_t PreviousOffset = 3;
+    const auto begins = [](const auto& record, std::size_t bytes) {
+        return LogRecords::beginsTransaction(std::string_view(reinterpret_cast<const char*>(record.data()), bytes));
+    };
+    auto record = commitRecord();
+    EXPECT_FALSE(begins(record, 24)); // of no transaction
+    record[Transaction] = 0x80000a57;
+    EXPECT_TRUE(begins(record, 24));
+    EXPECT_FALSE(begins(record, 15)); // too short
+    record[PreviousOffset] = 28;
+    EXPECT_FALSE(begins(record, 24));
+    record[PreviousOffset] = 0;
+    record[PreviousFile] = 1;
+    EXPECT_FALSE(begins(record, 24));
+}
+
 TEST(LogRecords, ALogFileIsKnownByItsMagicNumber)
 {
     LogRecords::FileHeader header;

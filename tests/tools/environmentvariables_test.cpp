@@ -70,6 +70,15 @@ TEST_F(EnvironmentVariables, NameTheDirectoryThatInitMakes)
               "Run with --help for more information.\n");
 }
 
+TEST_F(EnvironmentVariables, NameTheDirectoryWhoseTablesAreListed)
+{
+    createTable(tableName("orders"));
+    const ProgramRun run = quorvactlWith({portVariable(), directoryVariable()}, {"tables"});
+    EXPECT_EQ(run.status, Ok) << run.error;
+    EXPECT_EQ(run.output, quorvactlWith({portVariable()}, {"tables", home()}).output);
+    EXPECT_THAT(run.output, HasSubstr(table("orders")));
+}
+
 TEST_F(EnvironmentVariables, LetTheTablesOfTheDirectoryBeCompleted)
 {
     createTable(tableName("orders"));

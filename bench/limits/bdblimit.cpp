@@ -4,6 +4,7 @@
 #include "limits/outstanding.h"
 
 #include "log/log.h"
+#include "storage/enginecalls.h"
 #include "storage/settings.h"
 
 #include <CLI/CLI.hpp>
@@ -173,5 +174,6 @@ int main(int argc, char** argv)
     app.add_flag("-n", options.withoutSync, "Commit without waiting for the disk");
     app.add_flag("--json", options.asJson, "Print the result as JSON");
     CLI11_PARSE(app, argc, argv);
+    EngineCalls::replace();
     return run(options);
 }

@@ -15,6 +15,9 @@ inline constexpr const char* ConfigFile = "DB_CONFIG";
 /** A file that is removed at once: the name has Berkeley DB's prefix, but is not one of its own. */
 inline constexpr const char* ProbeFile = "__db.quorva.writable";
 
+/** A log file that is being prepared, likewise. */
+inline constexpr const char* LogDraft = "__db.quorva.log";
+
 /** True for names that begin with "__db": region files, and files that are being created or renamed. */
 bool isInternal(std::string_view name);
 

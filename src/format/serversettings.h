@@ -15,6 +15,12 @@ inline constexpr const char* Mark = "#quorva";
  */
 inline constexpr const char* RemoveUnneededLogs = "remove_unneeded_logs";
 
+/**
+ * "on": while a log file is being written, the next one is prepared, of full length and filled with zeros. Only with
+ * "log_set_config db_log_dsync off". "off", or no such line: log files grow as they are written.
+ */
+inline constexpr const char* PrepareLogFiles = "prepare_log_files";
+
 } // namespace ServerSettings
 
 #endif

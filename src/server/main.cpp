@@ -9,7 +9,7 @@
 #include "server/logfile.h"
 #include "server/options.h"
 #include "server/processsetup.h"
-#include "storage/diskwaits.h"
+#include "storage/enginecalls.h"
 #include "storage/settings.h"
 
 #include <QCoreApplication>
@@ -118,8 +118,6 @@ void configureSlowRequests()
         return;
     }
     SlowRequests::setThreshold(*threshold);
-    if (threshold->count() > 0)
-        DiskWaits::measure();
 }
 
 } // namespace
@@ -129,6 +127,7 @@ int main(int argc, char** argv)
     if (printedInformation(argc, argv))
         return 0;
     ProcessSetup::prepare();
+    EngineCalls::replace();
     LockFile(qgetenv("OSTRIK_LOCKFILE")).closeInherited();
 
     ServerOptions options(ServerOptions::coreCount());

@@ -13,7 +13,9 @@
 #include "storage/bdbstatprintthread.h"
 #include "storage/databaseopening.h"
 #include "storage/descriptorreserve.h"
+#include "storage/enginecalls.h"
 #include "storage/logflusher.h"
+#include "storage/logpreparation.h"
 
 #include <QMutexLocker>
 
@@ -104,6 +106,8 @@ BDBEnv::~BDBEnv()
     closeObjects();
     if (get_DB_ENV() != nullptr)
         (void)DbEnv::close(0); // a failure cannot be handled; Berkeley DB reports it through the error callback
+    if (directories_.preparesLogFiles())
+        LogPreparation::removeUnused(directories_.logs());
 }
 
 int BDBEnv::open(const QByteArray& home)
@@ -115,8 +119,19 @@ int BDBEnv::open(const QByteArray& home)
     return startThreads();
 }
 
+bool BDBEnv::writesLogSynchronously()
+{
+    int enabled = 0;
+    return log_get_config(DB_LOG_DSYNC, &enabled) == 0 && enabled != 0;
+}
+
 int BDBEnv::startThreads()
 {
+    if (directories_.preparesLogFiles() && !writesLogSynchronously() && EngineCalls::areReplaced()) {
+        logPreparation_ = std::make_unique<LogPreparation>(this, directories_.logs());
+        if (!logPreparation_->isRunning())
+            return EAGAIN;
+    }
     lockDetectThread_ = std::make_unique<BDBLockDetectThread>(this);
     checkpointThread_ = std::make_unique<BDBCheckpointThread>(this);
     statPrintThread_ = std::make_unique<BDBStatPrintThread>(this);
@@ -154,6 +169,7 @@ void BDBEnv::stopThreads()
     hotBackupThread_.reset(); // its destructor waits
     logFlusher_.reset();      // likewise
     sampler_.reset();         // likewise
+    logPreparation_.reset();  // last: the others tell it what they flush
 }
 
 int BDBEnv::openConfigured(const QByteArray& home)
@@ -179,6 +195,8 @@ int BDBEnv::openConfigured(const QByteArray& home)
         return EMFILE;
     if (const int rc = configure())
         return rc;
+    if (directories_.preparesLogFiles())
+        LogPreparation::removeUnused(directories_.logs()); // of a killed server
     if (const int rc = syncLog(directories_.logs()))
         return rc;
     return DbEnv::open(directories_.home().constData(), OpenFlags, 0);

@@ -34,6 +34,7 @@ class BDBIndex;
 class BDBLockDetectThread;
 class BDBStatPrintThread;
 class LogFlusher;
+class LogPreparation;
 struct BDBBackupStatus;
 
 /**
@@ -95,6 +96,9 @@ public:
 
     /** Flushes the log up to `lsn`, or all of it if that is null, and counts that. */
     int log_flush(const DbLsn* lsn) override;
+
+    /** Whether a write of the log waits for the disk (DB_LOG_DSYNC), instead of a flush after it. */
+    bool writesLogSynchronously();
 
     /** Writes a checkpoint and notes the time. */
     int txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags) override;
@@ -201,6 +205,7 @@ private:
     std::unique_ptr<BDBStatPrintThread> statPrintThread_;
     std::unique_ptr<BDBHotBackupThread> hotBackupThread_;
     std::unique_ptr<LogFlusher> logFlusher_;
+    std::unique_ptr<LogPreparation> logPreparation_; // also null when the settings do not ask for it
     std::unique_ptr<EngineSampler> sampler_;
 };
 

@@ -1,12 +1,16 @@
 /* What is counted of the activity in an environment. */
 #include "storage/bdbenv.h"
+#include "storage/logpreparation.h"
 
 int BDBEnv::log_flush(const DbLsn* lsn)
 {
     const int rc = DbEnv::log_flush(lsn);
-    if (rc == 0)
-        flushes_.add();
-    return rc;
+    if (rc != 0)
+        return rc;
+    flushes_.add();
+    if (logPreparation_)
+        logPreparation_->noteFlush();
+    return 0;
 }
 
 int BDBEnv::txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags)

@@ -97,9 +97,12 @@ private:
         std::string value;
         std::string more;
         words >> name >> value;
-        if (name != ServerSettings::RemoveUnneededLogs || (value != "on" && value != "off") || words >> more)
+        bool* const known = name == ServerSettings::RemoveUnneededLogs ? &config_.removesUnneededLogs
+                            : name == ServerSettings::PrepareLogFiles  ? &config_.preparesLogFiles
+                                                                       : nullptr;
+        if (known == nullptr || (value != "on" && value != "off") || words >> more)
             return false;
-        config_.removesUnneededLogs = value == "on";
+        *known = value == "on";
         return true;
     }
 
@@ -127,7 +130,7 @@ private:
 
 int EnvironmentConfig::read(const fs::path& home, EnvironmentConfig* config)
 {
-    const EnvironmentConfig defaults{home, {home}, home, false, {}};
+    const EnvironmentConfig defaults{home, {home}, home, false, false, {}};
     *config = defaults;
     std::string text;
     if (const int rc = readText(home / BerkeleyDbNames::ConfigFile, &text))

@@ -21,8 +21,9 @@ struct EnvironmentConfig {
     /** Where database files are created. */
     std::filesystem::path createDirectory;
 
-    /** The server's own setting of that name is "on". */
+    /** The server's own settings of these names are "on". */
     bool removesUnneededLogs = false;
+    bool preparesLogFiles = false;
 
     /** Describes a bad line, for the log; empty for any other failure. */
     std::string complaint;

@@ -41,6 +41,7 @@ public:
     const std::filesystem::path& logs() const { return config_.logDirectory; }
 
     bool removesUnneededLogs() const { return config_.removesUnneededLogs; }
+    bool preparesLogFiles() const { return config_.preparesLogFiles; }
 
     /** The search order for database files; canonical paths. */
     const std::vector<QByteArray>& databases() const { return databases_; }

@@ -18,15 +18,9 @@ constexpr const char* LogOrigin = "bdb";
 // waiting gains nothing.
 constexpr std::chrono::microseconds GatherTime{300};
 
-bool writesSynchronously(BDBEnv* env)
-{
-    int enabled = 0;
-    return env->log_get_config(DB_LOG_DSYNC, &enabled) == 0 && enabled != 0;
-}
-
 } // namespace
 
-LogFlusher::LogFlusher(BDBEnv* env) : env_(env), gathers_(writesSynchronously(env))
+LogFlusher::LogFlusher(BDBEnv* env) : env_(env), gathers_(env->writesLogSynchronously())
 {
     try {
         thread_ = std::thread([this] { run(); });

@@ -45,6 +45,9 @@ std::vector<Setting> settings(std::optional<std::uint64_t> cacheBytes)
          cacheValue(cacheBytes.value_or(DefaultCacheBytes)), cacheBytes.has_value()},
         {"# The size of a log file in bytes. At least 4 MiB, which is four times the log's buffer.", "set_lg_max",
          "41943040"},
+        {"# The next log file is made while one is written, so that a flush has no growing file to note. For the "
+         "server.",
+         std::string(ServerSettings::Mark) + ' ' + ServerSettings::PrepareLogFiles, "on"},
         {"# Log files that are not needed are removed, unless a backup wants them. For the server; Berkeley DB skips "
          "it.",
          std::string(ServerSettings::Mark) + ' ' + ServerSettings::RemoveUnneededLogs, "on"},

@@ -49,7 +49,9 @@ CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
 {
     random_.discard(10); // neighbouring seeds begin with similar numbers
     if (mode.logDataSync) {
-        std::ofstream(home_ + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
+        std::ofstream(home_ + "/DB_CONFIG") << "log_set_config db_log_dsync off\n"
+                                               "set_lg_max 4194304\n"
+                                               "#quorva prepare_log_files on\n";
         loss_.settle(home_ + "/DB_CONFIG");
     }
 }

@@ -147,7 +147,7 @@ TEST_F(ConfigFile, SaysWhereTheFilesAre)
     EXPECT_EQ(config.createDirectory, path_ / "more");
 }
 
-TEST_F(ConfigFile, TheServersOwnLineIsReadAndBerkeleyDbSkipsIt)
+TEST_F(ConfigFile, TheServersOwnLinesAreReadAndBerkeleyDbSkipsIt)
 {
     for (const char* text : {"", "# remove_unneeded_logs on\n", "#quorva remove_unneeded_logs off\n",
                              "#quorva remove_unneeded_logs on\n#quorva remove_unneeded_logs off\n"}) {
@@ -158,7 +158,12 @@ TEST_F(ConfigFile, TheServersOwnLineIsReadAndBerkeleyDbSkipsIt)
         write(text);
         EXPECT_TRUE(read().removesUnneededLogs) << text;
     }
+    write("#quorva prepare_log_files on");
+    EXPECT_TRUE(read().preparesLogFiles);
+    EXPECT_FALSE(read().removesUnneededLogs);
     EXPECT_NE(openedEnv(home_), nullptr);
+    write("#quorva prepare_log_files on\n#quorva prepare_log_files off");
+    EXPECT_FALSE(read().preparesLogFiles);
 }
 
 TEST_F(ConfigFile, AMarkedLineThatIsNotTheServersIsRefused)

@@ -26,8 +26,9 @@ std::string sizeError(const std::string& text)
 TEST(DirectorySettings, EachLineOfANewFileHasACommentThatBerkeleyDbSkips)
 {
     const Merged merged = merge("", std::nullopt);
-    EXPECT_THAT(merged.added, ElementsAre("log_set_config db_log_dsync off", "set_cachesize 0 67108864 1",
-                                          "set_lg_max 41943040", "#quorva remove_unneeded_logs on"));
+    EXPECT_THAT(merged.added,
+                ElementsAre("log_set_config db_log_dsync off", "set_cachesize 0 67108864 1", "set_lg_max 41943040",
+                            "#quorva prepare_log_files on", "#quorva remove_unneeded_logs on"));
     EXPECT_THAT(merged.changed, IsEmpty());
     std::istringstream lines(merged.text);
     std::string before;
@@ -62,6 +63,7 @@ TEST(DirectorySettings, LinesThatAreThereStayAsTheyAre)
                              "set_lg_max 104857600\n"
                              "set_lg_dir logs\n"
                              " #quorva  remove_unneeded_logs off\n"
+                             "#quorva prepare_log_files off\n"
                              "set_lg_max_not 1";
     const Merged merged = merge(text, std::nullopt);
     EXPECT_TRUE(merged.isSame());
@@ -71,8 +73,8 @@ TEST(DirectorySettings, LinesThatAreThereStayAsTheyAre)
 TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
 {
     const Merged merged = merge("set_lg_dir logs\n#set_lg_max 1\nlog_set_config db_log_dsync off\n", std::nullopt);
-    EXPECT_THAT(merged.added,
-                ElementsAre("set_cachesize 0 67108864 1", "set_lg_max 41943040", "#quorva remove_unneeded_logs on"));
+    EXPECT_THAT(merged.added, ElementsAre("set_cachesize 0 67108864 1", "set_lg_max 41943040",
+                                          "#quorva prepare_log_files on", "#quorva remove_unneeded_logs on"));
     EXPECT_EQ(merged.text, "set_lg_dir logs\n"
                            "#set_lg_max 1\n"
                            "log_set_config db_log_dsync off\n"
@@ -80,6 +82,9 @@ TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
                            "set_cachesize 0 67108864 1\n"
                            "# The size of a log file in bytes. At least 4 MiB, which is four times the log's buffer.\n"
                            "set_lg_max 41943040\n"
+                           "# The next log file is made while one is written, so that a flush has no growing file to "
+                           "note. For the server.\n"
+                           "#quorva prepare_log_files on\n"
                            "# Log files that are not needed are removed, unless a backup wants them. For the server; "
                            "Berkeley DB skips it.\n"
                            "#quorva remove_unneeded_logs on\n");
@@ -87,7 +92,8 @@ TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
 
 TEST(DirectorySettings, ACacheSizeReplacesTheOneInEffect)
 {
-    const std::string other = "log_set_config db_log_dsync off\nset_lg_max 41943040\n#quorva remove_unneeded_logs on\n";
+    const std::string other = "log_set_config db_log_dsync off\nset_lg_max 41943040\n#quorva prepare_log_files on\n"
+                              "#quorva remove_unneeded_logs on\n";
     const Merged merged = merge(other + "set_cachesize 0 1 1\nset_cachesize\t1  0 2\n", 1025 * MiB);
     EXPECT_THAT(merged.added, IsEmpty());
     EXPECT_THAT(merged.changed, ElementsAre("set_cachesize 1 0 2 by set_cachesize 1 1048576 1"));

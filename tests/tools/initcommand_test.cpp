@@ -86,7 +86,7 @@ TEST_F(Init, AddsNothingToADirectoryWithTablesUnlessForced)
     const std::string forced = "\n  --force adds to " + home() + "/DB_CONFIG: ";
     expectRefused({home(), "--cache", "32M"},
                   complaintOfTables(home(), forced + Added + forced + "set_cachesize 0 33554432 1" + forced +
-                                                "set_lg_max 41943040" + forced + RemovesLogs));
+                                                "set_lg_max 41943040" + forced + PreparesLogs + forced + RemovesLogs));
     EXPECT_EQ(contentsOf(home()), before);
 
     expectDone({home(), "--cache", "32M", "--force"});
@@ -101,7 +101,7 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
     fs::permissions(shop + "/DB_CONFIG", fs::perms(0600));
     const auto before = contentsOf(shop);
     const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
-    const std::string added = forced + Added + forced + RemovesLogs;
+    const std::string added = forced + Added + forced + PreparesLogs + forced + RemovesLogs;
     expectRefused({shop}, complaintOfTables(shop, added));
     expectRefused({shop, "--cache", "3M"},
                   complaintOfTables(shop, added + "\n  --force replaces in " + shop +
@@ -125,7 +125,8 @@ TEST_F(Init, LeavesOtherFilesAlone)
     const auto before = contentsOf(shop);
     const std::string forced = "\n  --force adds to " + shop + "/DB_CONFIG: ";
     expectRefused({shop}, shop + " is not empty; nothing was changed" + forced + Added + forced +
-                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040" + forced + RemovesLogs);
+                              "set_cachesize 0 67108864 1" + forced + "set_lg_max 41943040" + forced + PreparesLogs +
+                              forced + RemovesLogs);
     EXPECT_EQ(contentsOf(shop), before);
     expectDone({shop, "--force"});
     EXPECT_THAT(namesIn(shop), UnorderedElementsAre("DB_CONFIG", "notes"));

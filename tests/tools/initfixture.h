@@ -11,6 +11,7 @@
 class Init : public ToolTest {
 protected:
     static constexpr const char* Added = "log_set_config db_log_dsync off";
+    static constexpr const char* PreparesLogs = "#quorva prepare_log_files on";
     static constexpr const char* RemovesLogs = "#quorva remove_unneeded_logs on";
 
     Init() : ToolTest({.arguments = {"-s", "20"}}) {}

@@ -80,6 +80,20 @@
 
 using namespace WriteBack;
 
+namespace {
+
+/** A file has got another name, which is not durable yet. For the caller that holds the tracker's mutex. */
+void forgetName(ino_t inode)
+{
+    Tracker& all = tracker();
+    if (const auto found = all.files.find(inode); found != all.files.end()) {
+        const std::lock_guard fileLock(found->second->mutex);
+        found->second->named = false;
+    }
+}
+
+} // namespace
+
 extern "C" {
 
 int open(const char* path, int flags, ...)
@@ -196,22 +210,27 @@ int rename(const char* from, const char* to) noexcept
     }
     if (rc != 0)
         return rc;
-    if (const auto found = all.files.find(status.st_ino); found != all.files.end()) {
-        const std::lock_guard fileLock(found->second->mutex);
-        found->second->named = false;
-    }
+    forgetName(status.st_ino);
     return 0;
 }
 
-/** Modelled as far as our code uses it: a rename in the strict directory that replaces nothing. */
+/** Modelled as far as our code uses it: a rename that replaces nothing. */
 int renameat2(int fromDirectory, const char* from, int toDirectory, const char* to, unsigned flags) noexcept
 {
     const std::string before = absolute(fromDirectory, from);
     const std::string after = absolute(toDirectory, to);
-    if ((!rootOf(before).empty() || !rootOf(after).empty()) &&
-        (parentOf(before) != parentOf(after) || flags != RENAME_NOREPLACE || isBelow(before, tracker().environment)))
+    if (rootOf(before).empty() && rootOf(after).empty())
+        return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
+    if (parentOf(before) != parentOf(after) || flags != RENAME_NOREPLACE)
         stop("this renameat2 is not modelled: " + before + " to " + after);
-    return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
+    struct stat status {};
+    const bool isThere = statusOf(before, &status);
+    Tracker& all = tracker();
+    const std::lock_guard lock(all.mutex);
+    const int rc = static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
+    if (rc == 0 && isThere)
+        forgetName(status.st_ino);
+    return rc;
 }
 
 /** These change files without their images: nothing uses them on tracked files, and nothing may begin to unnoticed. */

@@ -1,4 +1,4 @@
-#include "storage/diskwaits.h"
+#include "storage/enginecalls.h"
 
 #include "metrics/waits.h"
 #include "rows.h"
@@ -17,7 +17,7 @@ struct Noted {
     std::chrono::nanoseconds read{0};
 };
 
-Noted noteDiskWaits()
+Noted noteEngineCalls()
 {
     TempEnv env;
     EXPECT_EQ(putRow(env.index("t"), nullptr, "key", std::string(100000, 'x')), 0);
@@ -38,10 +38,10 @@ Noted noteDiskWaits()
     return waits;
 }
 
-TEST(DiskWaits, AreNotedForWhatReadsWritesAndSynchronises)
+TEST(EngineCalls, AreNotedForWhatReadsWritesAndSynchronises)
 {
-    DiskWaits::measure();
-    const Noted waits = noteDiskWaits();
+    EngineCalls::replace();
+    const Noted waits = noteEngineCalls();
     EXPECT_GT(waits.flush, 0ns);
     EXPECT_GT(waits.checkpoint, 0ns);
     EXPECT_GT(waits.read, 0ns);

@@ -76,6 +76,9 @@ public:
     /** The same for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
+    /** The table's description has been read or written, so it counts among those that are open. */
+    void noteCreated(const QByteArray& tableName);
+
     /**
      * Leaves the current environment, which a request does before it opens another one, and at its end. Releases the
      * access lock, on the thread that opened the table. If the result has something unflushed, that must be durable

@@ -98,6 +98,9 @@ public:
     /** Where the request's transactions begin: in the current environment. */
     TxnScope transactions() { return &environment_; }
 
+    /** The TableName that was used last, unless it was long. */
+    const QByteArray& lastTable() const { return names_.tableName; }
+
     BDBObjTable* registry() const { return registry_; }
 
     /** The key schema that loadSchema checked last; unset before. */

@@ -3,10 +3,12 @@
 #include "log/log.h"
 #include "metrics/servercounters.h"
 #include "metrics/waits.h"
-#include "net/peername.h"
+#include "net/requestreports.h"
 #include "protocol/framing.h"
 #include "request/dispatch.h"
+#include "request/failedrequests.h"
 #include "request/replyenvelope.h"
+#include "request/requestsubject.h"
 #include "request/slowrequests.h"
 #include "json/jsonwriter.h"
 
@@ -67,9 +69,13 @@ int BDBReqHandler::runRequest()
         return -1;
     }
     Requests::dispatch(request_);
-    if (request_.status == StatusTakesLong) {
-        restoreRequest();
-        return TakesLong;
+    if (request_.status != StatusSuccess) {
+        if (request_.status == StatusTakesLong) {
+            restoreRequest();
+            return TakesLong;
+        }
+        if (FailedRequests::isReported(request_.status))
+            Net::reportFailure(request_, Requests::subjectOf(request_), socket_);
     }
     composeReply();
     releaseRequest();
@@ -82,7 +88,10 @@ int BDBReqHandler::finishReply(int flushed)
 {
     const QVariantMap failedReply = std::exchange(request_.failedReply, {});
     if (flushed != 0) {
+        const bool wasReported = FailedRequests::isReported(request_.status);
         request_.status = flushed;
+        if (!wasReported) // what its body said is gone, save for the table
+            Net::reportFailure(request_, {SlowRequests::tableText(request_.table.lastTable()), {}}, socket_);
         request_.reply = failedReply;
         composeReply();
         releaseRequest();
@@ -102,28 +111,7 @@ void BDBReqHandler::countRequest()
     counters.requests[request_.operationNumber][outcome].add(total);
     counters.bytesSent.add(static_cast<std::uint64_t>(reply_.size()));
     if (request_.trace && total > SlowRequests::threshold())
-        reportSlow(total);
-}
-
-void BDBReqHandler::reportSlow(Clock::duration total) const
-{
-    const RequestTrace& trace = *request_.trace;
-    SlowRequest slow;
-    slow.time = std::chrono::system_clock::now();
-    slow.operation = Requests::operationName(request_.operationNumber);
-    slow.outcome = ReplyEnvelope::outcomeName(request_.status);
-    slow.table = SlowRequests::tableText(trace.table);
-    if (trace.hasKeys)
-        slow.keys = SlowRequests::keysText(trace.hashKey, trace.rangeKey);
-    slow.total = total;
-    slow.queued = trace.queued;
-    slow.locks = trace.waits.locks;
-    slow.disk = trace.waits.disk;
-    slow.flush = completedAt_ + total - trace.composedAt;
-    slow.items = trace.items;
-    slow.retries = trace.waits.retries;
-    slow.peer = QString::fromStdString(Net::peerName(socket_));
-    SlowRequests::report(std::move(slow));
+        Net::reportSlow(request_, total, completedAt_ + total - request_.trace->composedAt, socket_);
 }
 
 /** Resets the request to what was received: the next attempt must not see what this one has done. */

@@ -110,7 +110,6 @@ private:
     void appendEnvelope(QByteArray* frame) const;
     void releaseRequest();
     void countRequest();
-    void reportSlow(Clock::duration total) const;
 
     const int socket_;
 

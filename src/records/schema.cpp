@@ -101,6 +101,7 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
         LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
         return rc;
     }
+    table.noteCreated(tableName);
     const QVariantMap keySchema = read.members.value(u"KeySchema"_s).toMap();
     const int rc1 = takeElement(keySchema, "HashKeyElement", &read.keys.hash);
     const int rc2 = takeElement(keySchema, "RangeKeyElement", &read.keys.range);

@@ -1,5 +1,6 @@
 #include "records/tablecontext.h"
 
+#include "records/descriptionfile.h"
 #include "records/encoding.h"
 #include "records/requeststatus.h"
 #include "storage/bdbenv.h"
@@ -89,8 +90,9 @@ int TableContext::openNumbered(const QByteArray& tableName, unsigned database, B
         }
     }
     const int rc = open();
-    if (rc == 0)
-        env()->openTables().add(filePart, database, *db);
+    if (rc == 0 && env()->openTables().add(filePart, database, *db) && database != OpenTables::Meta &&
+        Records::hasDescriptionFile(env(), filePart))
+        env()->openTables().noteCreated(filePart);
     return rc;
 }
 
@@ -105,6 +107,11 @@ int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
 {
     return openNumbered(tableName, OpenTables::Meta, db,
                         [&] { return dbOpen(tableName, TableNames::MetaSubDatabase, db); });
+}
+
+void TableContext::noteCreated(const QByteArray& tableName)
+{
+    env()->openTables().noteCreated(namesOf(tableName).filePart);
 }
 
 int TableContext::keepFiles(const QByteArray& tableName)

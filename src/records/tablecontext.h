@@ -76,6 +76,9 @@ public:
     /** The same for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
+    /** The table's description has been read or written, so it counts among those that are open. */
+    void noteCreated(const QByteArray& tableName);
+
     /**
      * Leaves the current environment, which a request does before it opens another one, and at its end. Releases the
      * access lock, on the thread that opened the table. If the result has something unflushed, that must be durable
@@ -94,6 +97,9 @@ public:
 
     /** Where the request's transactions begin: in the current environment. */
     TxnScope transactions() { return &environment_; }
+
+    /** The TableName that was used last, unless it was long. */
+    const QByteArray& lastTable() const { return names_.tableName; }
 
     BDBObjTable* registry() const { return registry_; }
 

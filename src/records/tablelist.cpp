@@ -2,24 +2,21 @@
 
 #include "base/paths.h"
 #include "format/tablename.h"
-#include "protocol/limits.h"
+#include "records/descriptionfile.h"
 #include "records/schema.h"
 #include "records/tablecontext.h"
 #include "storage/bdbenv.h"
 #include "storage/databasefiles.h"
-#include "storage/databaserecord.h"
 
 #include <db_cxx.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <shared_mutex>
 #include <string>
 
 namespace {
-
-// A link may lead to the whole machine. Four thousand tables have this many files.
-constexpr std::size_t MostEntries = 1'000'000;
 
 struct TableFiles {
     ListedTable table;
@@ -48,19 +45,21 @@ FilesOfTables groupByTable(const DatabaseFiles::ByName& files)
     return tables;
 }
 
-/** Reads the description of a table that is open in the current environment. */
-int askOpenTable(TableContext& context, BDBIndex* meta, ListedTable* table)
+/** Reads the description of a table that is open in the current environment; `*isOpen` is false if it is not. */
+int askOpenTable(TableContext& context, ListedTable* table, bool* isOpen)
 {
-    const int rc = Records::readDescription(context, meta, &table->description);
+    BDBEnv* const env = context.env();
+    const std::shared_lock noRemoval(env->tableGates().of(table->filePart));
+    BDBIndex* const meta = env->openTables().find(table->filePart, OpenTables::Meta);
+    *isOpen = meta != nullptr;
+    const int rc = *isOpen ? Records::readDescription(context, meta, &table->description) : 0;
     return rc == DB_NOTFOUND ? 0 : rc;
 }
 
 /** Reads the description of a table from its file. False if that is another program's database. */
 bool readClosedTable(const TableFiles& files, ListedTable* table)
 {
-    const QByteArray key = Records::schemaRecordKey();
-    const DatabaseRecord::Found found = DatabaseRecord::read(files.descriptionFile, TableNames::MetaSubDatabase,
-                                                             {key.cbegin(), key.cend()}, Limits::ItemBytes);
+    const DatabaseRecord::Found found = Records::readDescriptionFile(files.descriptionFile);
     if (found.value)
         table->description = Records::parseDescription(QByteArray::fromStdString(*found.value));
     return found.hasSubDatabase || table->files > 1;
@@ -73,19 +72,21 @@ int Records::listTables(TableContext& context, const QByteArray& directory, Tabl
     *list = {};
     list->isOpen = context.joinIfOpen(directory + '|');
     DatabaseFiles::ByName files;
-    if (const int rc = DatabaseFiles::findUnopened(directory.toStdString(), MostEntries, &files, &list->unreadable))
+    if (const int rc = DatabaseFiles::findUnopened(directory.toStdString(), MostListedFiles, &files, &list->unreadable))
         return rc;
     for (auto& [name, found] : groupByTable(files)) {
         ListedTable table = found.table;
-        // What an environment has not opened since it was opened itself is on disk as it is: recovery wrote it.
-        BDBIndex* const meta =
-            list->isOpen ? context.env()->openTables().find(table.filePart, OpenTables::Meta) : nullptr;
-        if (meta != nullptr) {
-            if (const int rc = askOpenTable(context, meta, &table))
+        bool isOpen = false;
+        if (list->isOpen) {
+            if (const int rc = askOpenTable(context, &table, &isOpen))
                 return rc;
-        } else if (!found.descriptionFile.empty() && !readClosedTable(found, &table)) {
-            continue;
         }
+        // What an environment has not opened since it was opened itself is on disk as it is: recovery wrote it.
+        const bool hasFile = !found.descriptionFile.empty();
+        if (!isOpen && hasFile && !readClosedTable(found, &table))
+            continue;
+        // In a closed directory, the description may still be in the log only; but its file is made first.
+        table.isCreated = !table.description.isEmpty() || (!list->isOpen && hasFile);
         list->tables.push_back(std::move(table));
     }
     return 0;

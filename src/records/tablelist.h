@@ -12,6 +12,7 @@ class TableContext;
 struct ListedTable {
     QByteArray filePart;     // valid UTF-8
     QVariantMap description; // empty: there is none, or it is not on disk yet
+    bool isCreated = true;   // false: requests have named the table and so made files, but nobody has created it
     int files = 0;
     qlonglong bytes = 0; // the sum of their lengths
 };
@@ -24,6 +25,9 @@ struct TableList {
 };
 
 namespace Records {
+
+/** The number of files and directories that are looked at. Hundreds of tables have as many, and a whole system more. */
+inline constexpr int MostListedFiles = 100'000;
 
 /**
  * Lists the tables of a directory from their files, without opening an environment or creating a file. Descriptions

@@ -100,6 +100,16 @@ int refuse(BDBRequest& request, const CommitRefusal& refusal)
     return refusal.status;
 }
 
+/** For the report of a slow request. */
+void noteFirst(BDBRequest& request, const std::vector<CommitEntry>& entries)
+{
+    if (!request.trace)
+        return;
+    const CommitEntry& first = entries.front();
+    request.trace->table = first.tableName;
+    request.noteKeys(first.place.hashKey, first.place.rangeKey);
+}
+
 } // namespace
 
 int Requests::commit(BDBRequest& request)
@@ -107,11 +117,14 @@ int Requests::commit(BDBRequest& request)
     std::vector<CommitEntry> entries;
     if (const auto refusal = readCommit(request.parsedBody, &entries))
         return refuse(request, *refusal);
+    noteFirst(request, entries);
     if (const auto refusal = openCommit(request.table, &entries))
         return refuse(request, *refusal);
     Commit commit(request.table, entries);
     const int rc = Deadlocks::retry([&] { return commit.run(); },
                                     [](int backoff) { LOG_WARN << "commit Got deadlock : retry " << backoff; });
+    if (rc == StatusSuccess)
+        request.noteItems(static_cast<int>(entries.size()));
     if (rc == StatusConditionFailed)
         request.reply.insert(u"Mismatches"_s, commit.mismatches());
     return rc;

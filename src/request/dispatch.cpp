@@ -110,7 +110,7 @@ void Requests::dispatch(BDBRequest& request)
     // A client that is slow to read its reply must not keep the environment from being deleted.
     const auto leave = qScopeGuard([&] { request.environment = request.table.leave(); });
     request.status = handler->run(request);
-    if (request.trace)
+    if (request.trace && request.trace->table.isEmpty())
         request.trace->table = firstTableOf(request);
 }
 

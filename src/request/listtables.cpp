@@ -31,7 +31,12 @@ int refuseDirectory(BDBRequest& request, const QString& directory, int error)
         return refuse(request, StatusNotFound, u"\"%1\" is not a directory."_s.arg(directory));
     case E2BIG:
         return refuse(request, StatusInternalError,
-                      u"\"%1\" has too many files to look at, counting those behind links."_s.arg(directory));
+                      u"\"%1\" has more than %2 files, counting those of directories below it and behind links. Name "
+                      "the directory that holds the tables."_s.arg(directory)
+                          .arg(Records::MostListedFiles));
+    case ENOTSUP:
+        return refuse(request, StatusInternalError,
+                      u"\"%1\" shows the state of the kernel; no tables can be in it."_s.arg(directory));
     default:
         return refuse(request, StatusInternalError,
                       u"The directory \"%1\" cannot be read: %2."_s.arg(
@@ -67,11 +72,14 @@ int Requests::listTables(BDBRequest& request)
     if (const int rc = Records::listTables(request.table, path, &list))
         return rc > 0 ? refuseDirectory(request, directory, rc) : rc;
     QVariantList tables;
+    QVariantList notCreated;
     for (const ListedTable& table : list.tables)
-        tables.append(describe(directory, table));
+        (table.isCreated ? tables : notCreated).append(describe(directory, table));
     request.reply.insert(u"Directory"_s, QString::fromUtf8(canonical));
     request.reply.insert(u"Open"_s, list.isOpen);
     request.reply.insert(u"Tables"_s, tables);
+    if (!notCreated.isEmpty())
+        request.reply.insert(u"NotCreated"_s, notCreated);
     if (list.unreadable != 0)
         request.reply.insert(u"Unreadable"_s, list.unreadable);
     return StatusSuccess;

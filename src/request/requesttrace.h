@@ -9,7 +9,7 @@
 
 /** What is noted of a request, while slow requests are reported, for the case that it becomes one. */
 struct RequestTrace {
-    QByteArray table; // the TableName; of a batch the first one
+    QByteArray table; // the TableName; of a batch or Commit the first one
     bool hasKeys = false;
     QByteArray hashKey; // of the item; of a page the first one that it may have; of a batch that of the first write
     QByteArray rangeKey;

@@ -1,9 +1,9 @@
 #include "request/slowrequests.h"
 
 #include "log/log.h"
+#include "request/latest.h"
 
 #include <atomic>
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -64,41 +64,13 @@ void writeLines(const SlowRequest& request, std::uint64_t leftOut)
              << ", retries " << request.retries << ", peer " << request.peer.toUtf8();
 }
 
-/** The slow requests of the process. */
-class Reports {
+/** Bounds the rate of the lines. */
+class LineRate {
 public:
-    void add(SlowRequest request)
-    {
-        std::optional<std::uint64_t> leftOut;
-        {
-            const std::lock_guard lock(mutex_);
-            ++count_;
-            leftOut = takeLine(request.time);
-            latest_.push_front(request);
-            if (latest_.size() > SlowRequests::Kept)
-                latest_.pop_back();
-        }
-        // Without the mutex: who asks for the latest ones must not wait for the log's disk.
-        if (leftOut)
-            writeLines(request, *leftOut);
-    }
-
-    std::vector<SlowRequest> latest()
-    {
-        const std::lock_guard lock(mutex_);
-        return {latest_.begin(), latest_.end()};
-    }
-
-    std::uint64_t count()
-    {
-        const std::lock_guard lock(mutex_);
-        return count_;
-    }
-
-private:
     /** Nothing if the line of a request of that time is one too many, else how many were left out before. */
-    std::optional<std::uint64_t> takeLine(std::chrono::system_clock::time_point time)
+    std::optional<std::uint64_t> take(std::chrono::system_clock::time_point time)
     {
+        const std::lock_guard lock(mutex_);
         if (time < second_ || time - second_ >= std::chrono::seconds(1)) {
             second_ = time;
             lines_ = 0;
@@ -111,19 +83,15 @@ private:
         return std::exchange(leftOut_, 0);
     }
 
-    std::mutex mutex_; // guards all of the following
-    std::deque<SlowRequest> latest_;
-    std::uint64_t count_ = 0;
+private:
+    std::mutex mutex_;                             // guards all of the following
     std::chrono::system_clock::time_point second_; // when the current one began
     int lines_ = 0;                                // in it
     std::uint64_t leftOut_ = 0;                    // since the last line
 };
 
-Reports& reports()
-{
-    static Reports all;
-    return all;
-}
+LineRate lineRate;
+Latest<SlowRequest, SlowRequests::Kept> latestOfAll;
 
 } // namespace
 
@@ -139,17 +107,20 @@ void SlowRequests::setThreshold(std::chrono::milliseconds threshold)
 
 void SlowRequests::report(SlowRequest request)
 {
-    reports().add(std::move(request));
+    const auto leftOut = lineRate.take(request.time);
+    latestOfAll.add(request);
+    if (leftOut)
+        writeLines(request, *leftOut);
 }
 
 std::vector<SlowRequest> SlowRequests::latest()
 {
-    return reports().latest();
+    return latestOfAll.reports();
 }
 
 std::uint64_t SlowRequests::count()
 {
-    return reports().count();
+    return latestOfAll.count();
 }
 
 QString SlowRequests::keysText(const QByteArray& hashKey, const QByteArray& rangeKey)

@@ -1,17 +1,18 @@
 #include "request/spaceops.h"
 
+#include "format/tablename.h"
 #include "log/log.h"
 #include "protocol/administration.h"
 #include "records/encoding.h"
 #include "records/requeststatus.h"
 #include "request/bdbrequest.h"
 #include "storage/bdbenv.h"
+#include "storage/environmentpath.h"
 #include "storage/tablecompaction.h"
 #include "storage/tablefiles.h"
 #include "storage/tableremoval.h"
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 using namespace Qt::StringLiterals;
@@ -20,10 +21,36 @@ namespace {
 
 constexpr const char* LogOrigin = "bdbrequest";
 
+int refuse(BDBRequest& request, const QString& message)
+{
+    request.message = message;
+    return StatusInvalidRequest;
+}
+
+/**
+ * Opens the request's table. StatusInvalidRequest if none can have that name; StatusNotFound if there is no file of it.
+ * A directory without one stays closed.
+ */
+int openExisting(BDBRequest& request, const QByteArray& tableName)
+{
+    if (tableName.isEmpty())
+        return refuse(request, u"The parameter \"TableName\" is missing."_s);
+    const QByteArray file = Records::filePart(tableName);
+    if (const char* const reason = TableNames::refusal({file.cbegin(), file.cend()}))
+        return refuse(request, u"No table can be called \"%1\": %2."_s.arg(QString::fromUtf8(tableName), reason));
+    TableContext& table = request.table;
+    if (!table.joinIfOpen(tableName)) {
+        const QByteArray directory = EnvironmentPath::ofTable(tableName);
+        if (directory.contains('\0') || !TableFiles::existUnopened(directory.toStdString(), file))
+            return StatusNotFound;
+    }
+    return table.openTable(tableName);
+}
+
 int remove(BDBRequest& request, TableRemoval::Part part, const char* operation)
 {
     const QByteArray tableName = request.tableName();
-    if (const int rc = request.table.openTable(tableName))
+    if (const int rc = openExisting(request, tableName))
         return rc;
     BDBEnv* const env = request.table.env();
     const QByteArray file = Records::filePart(tableName);
@@ -45,14 +72,46 @@ int remove(BDBRequest& request, TableRemoval::Part part, const char* operation)
     return StatusSuccess;
 }
 
-/** The number of a data file; none for anything else. */
-std::optional<unsigned> partitionIn(const QVariant& value)
+/** The size of one of the table's files before it is compacted. StatusNotFound if the table has none at all. */
+int sizeOf(BDBEnv* env, const QByteArray& tableName, const QByteArray& file, std::uint64_t* bytes)
 {
-    bool isNumber = false;
-    const qlonglong number = value.typeId() == QMetaType::QString ? -1 : value.toLongLong(&isNumber);
-    if (!isNumber || number < 0 || number >= qlonglong{PartitionCount})
-        return std::nullopt;
-    return static_cast<unsigned>(number);
+    const int rc = TableFiles::size(env, file, bytes);
+    if (rc != 0 || *bytes != 0)
+        return rc;
+    std::vector<TableFiles::File> files;
+    const int found = TableFiles::find(env, Records::filePart(tableName), true, &files);
+    return found == 0 && files.empty() ? StatusNotFound : found;
+}
+
+/** Reads the number of a data file. */
+bool readPartition(const QVariant& value, unsigned* partition)
+{
+    const int type = value.typeId();
+    const qlonglong number = value.toLongLong();
+    *partition = static_cast<unsigned>(number);
+    return (type == QMetaType::LongLong || type == QMetaType::ULongLong) && number >= 0 &&
+           number < qlonglong{PartitionCount};
+}
+
+/** Reads bytes in hexadecimal digits; none if `value` is missing. */
+bool readHex(const QVariant& value, QByteArray* bytes)
+{
+    const QByteArray digits = value.toString().toLatin1();
+    *bytes = QByteArray::fromHex(digits);
+    return !value.isValid() || (value.typeId() == QMetaType::QString && bytes->toHex() == digits.toLower());
+}
+
+/** The parameters of a CompactTable. */
+int readCompaction(BDBRequest& request, unsigned* partition, QByteArray* start)
+{
+    if (!readPartition(request.parsedBody.value(QLatin1StringView(SpaceNames::Partition)), partition))
+        return refuse(request,
+                      u"\"Partition\" must be a whole number from 0 to %1."_s.arg(unsigned{PartitionCount} - 1));
+    const QLatin1StringView startKey(SpaceNames::StartKey);
+    const QVariant key = request.parsedBody.value(startKey);
+    if (!readHex(key, start) || (!key.isValid() && request.parsedBody.contains(startKey)))
+        return refuse(request, u"\"StartKey\" must be the \"NextKey\" of a reply, in hexadecimal digits."_s);
+    return StatusSuccess;
 }
 
 } // namespace
@@ -70,25 +129,23 @@ int Requests::truncateTable(BDBRequest& request)
 int Requests::compactTable(BDBRequest& request)
 {
     const QByteArray tableName = request.tableName();
-    const auto partition = partitionIn(request.parsedBody.value(QLatin1StringView(SpaceNames::Partition)));
-    if (!partition)
-        return StatusInvalidRequest;
-    TableContext& table = request.table;
-    if (const int rc = table.openTable(tableName))
+    unsigned partition = 0;
+    TableCompaction::Progress progress;
+    if (const int rc = readCompaction(request, &partition, &progress.next))
         return rc;
+    if (const int rc = openExisting(request, tableName))
+        return rc;
+    TableContext& table = request.table;
     if (const int rc = table.keepFiles(tableName))
         return rc;
-    const QByteArray file = Records::filePart(Records::dataFileName(tableName, *partition));
+    const QByteArray file = Records::filePart(Records::dataFileName(tableName, partition));
     std::uint64_t before = 0;
-    if (const int rc = TableFiles::size(table.env(), file, &before))
+    if (const int rc = sizeOf(table.env(), tableName, file, &before))
         return rc;
     std::uint64_t after = before;
-    TableCompaction::Progress progress;
-    progress.next =
-        QByteArray::fromHex(request.parsedBody.value(QLatin1StringView(SpaceNames::StartKey)).toString().toLatin1());
     if (before != 0) {
         BDBIndex* database = nullptr;
-        if (const int rc = table.openPartition(tableName, *partition, &database))
+        if (const int rc = table.openPartition(tableName, partition, &database))
             return rc;
         if (const int rc = TableCompaction::run(table.transactions(), database, &progress)) {
             LOG_ERROR(LogOrigin, __LINE__) << "compactTable failed for " << file << " rc " << rc;

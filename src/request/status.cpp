@@ -2,6 +2,7 @@
 
 #include "records/requeststatus.h"
 #include "request/bdbrequest.h"
+#include "request/failedrequests.h"
 #include "request/serverview.h"
 #include "request/slowrequests.h"
 #include "request/statusparts.h"
@@ -19,6 +20,8 @@ int Requests::status(BDBRequest& request)
     reply.insert(u"Requests"_s, StatusParts::requests());
     reply.insert(u"SlowRequests"_s, StatusParts::slowRequests());
     reply.insert(u"SlowRequestCount"_s, QVariant::fromValue(qulonglong{SlowRequests::count()}));
+    reply.insert(u"FailedRequests"_s, StatusParts::failedRequests());
+    reply.insert(u"FailedRequestCount"_s, QVariant::fromValue(qulonglong{FailedRequests::count()}));
     reply.insert(u"Environments"_s, StatusParts::environments(request.table.registry()));
     return StatusSuccess;
 }

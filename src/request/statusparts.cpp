@@ -5,6 +5,7 @@
 #include "records/requeststatus.h"
 #include "request/adminops.h"
 #include "request/dispatch.h"
+#include "request/failedrequests.h"
 #include "request/replyenvelope.h"
 #include "request/slowrequests.h"
 #include "storage/environmentstatus.h"
@@ -121,6 +122,13 @@ QVariantMap describe(const SlowRequest& slow)
             {"Peer", slow.peer}};
 }
 
+QVariantMap describe(const FailedRequest& failed)
+{
+    return {{"Time", seconds(failed.time)}, {"Operation", failed.operation}, {"Outcome", failed.outcome},
+            {"Result", failed.result},      {"Table", failed.table},         {"Keys", failed.keys},
+            {"Peer", failed.peer}};
+}
+
 } // namespace
 
 QVariantMap StatusParts::process()
@@ -164,6 +172,14 @@ QVariantList StatusParts::slowRequests()
     QVariantList list;
     for (const SlowRequest& slow : SlowRequests::latest())
         list.append(describe(slow));
+    return list;
+}
+
+QVariantList StatusParts::failedRequests()
+{
+    QVariantList list;
+    for (const FailedRequest& failed : FailedRequests::latest())
+        list.append(describe(failed));
     return list;
 }
 

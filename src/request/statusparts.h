@@ -14,6 +14,7 @@ QVariantMap bytes();
 QVariantList latencyBounds();
 QVariantList requests();
 QVariantList slowRequests();
+QVariantList failedRequests();
 
 /** May wait for a moment, see EnvironmentStatus. */
 QVariantList environments(BDBObjTable* registry);

@@ -80,6 +80,7 @@ int Requests::createTable(BDBRequest& request)
                          [](int backoff) { LOG_WARN << "createTable Got deadlock retry" << backoff; });
     if (rc != 0)
         return rc;
+    request.table.noteCreated(tableName);
     const int flushed = flushEnv(env);
     request.reply.insert(u"TableDescription"_s, description);
     return flushed;

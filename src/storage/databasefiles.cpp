@@ -1,6 +1,7 @@
 #include "storage/databasefiles.h"
 
 #include "base/directoryentries.h"
+#include "base/kernelfilesystems.h"
 #include "base/paths.h"
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
@@ -114,7 +115,7 @@ private:
         std::error_code vanished;
         if (entry.is_directory(vanished)) { // or a link to one: a table's path may contain links
             // Tables can be opened in any directory, whatever else it holds, unless it is an environment of its own.
-            if (leadsBack(entry.path(), all_))
+            if (leadsBack(entry.path(), all_) || Base::isOfKernel(entry.path()))
                 return 0;
             bool ownLog = false;
             if (const int rc = EnvironmentFiles::findLog(entry.path(), &ownLog))
@@ -187,6 +188,13 @@ int findDirectories(BDBEnv* env, std::vector<fs::path>* directories)
     return 0;
 }
 
+std::vector<fs::path> directoriesOf(const fs::path& home)
+{
+    EnvironmentConfig config;
+    (void)EnvironmentConfig::read(home, &config); // with a bad one it cannot be opened; all files count as in its home
+    return config.dataDirectories;
+}
+
 int find(BDBEnv* env, ByName* files)
 {
     std::vector<fs::path> directories;
@@ -201,9 +209,9 @@ int findUnopened(const fs::path& home, std::size_t most, ByName* files, int* unr
     std::error_code error;
     if (const fs::directory_iterator readable(home, error); error)
         return error.value();
-    EnvironmentConfig config;
-    (void)EnvironmentConfig::read(home, &config); // with a bad one it cannot be opened; all files count as in its home
-    return findIn(config.dataDirectories, {unreadable, most}, files);
+    if (Base::isOfKernel(home))
+        return ENOTSUP;
+    return findIn(directoriesOf(home), {unreadable, most}, files);
 }
 
 int findSecondName(BDBEnv* env, const std::string& file, bool* isSecond)

@@ -27,39 +27,62 @@ public:
     {
         const std::lock_guard lock(mutex_);
         const auto table = tables_.constFind(filePart);
-        return table != tables_.constEnd() ? (*table)[database] : nullptr;
+        return table != tables_.constEnd() ? table->databases[database] : nullptr;
     }
 
-    /** Forgets all databases of a table. The caller ensures that nobody uses them. */
-    void remove(const QByteArray& filePart)
+    /** Forgets a database that is being closed, and with the last one the table. The caller ensures that nobody uses
+     * it. */
+    void remove(const QByteArray& filePart, unsigned database)
     {
         const std::lock_guard lock(mutex_);
-        tables_.remove(filePart);
+        const auto table = tables_.find(filePart);
+        if (table == tables_.end())
+            return;
+        table->databases[database] = nullptr;
+        if (std::ranges::all_of(table->databases, [](const BDBIndex* index) { return index == nullptr; }))
+            tables_.erase(table);
     }
 
-    void add(const QByteArray& filePart, unsigned database, BDBIndex* index)
+    /** True if it is the first one of its table. */
+    bool add(const QByteArray& filePart, unsigned database, BDBIndex* index)
     {
         const std::lock_guard lock(mutex_);
-        tables_[filePart][database] = index;
+        const qsizetype before = tables_.size();
+        tables_[filePart].databases[database] = index;
+        return tables_.size() != before;
     }
 
-    /** The file parts with an open database, in order. */
+    /** The table has a description. Without one, it has open databases only because requests have named it. */
+    void noteCreated(const QByteArray& filePart)
+    {
+        const std::lock_guard lock(mutex_);
+        if (const auto table = tables_.find(filePart); table != tables_.end())
+            table->isCreated = true;
+    }
+
+    /** The file parts of created tables with an open database, in order. */
     QByteArrayList names() const
     {
         QByteArrayList names;
         {
             const std::lock_guard lock(mutex_);
-            names = tables_.keys();
+            for (auto table = tables_.begin(); table != tables_.end(); ++table) {
+                if (table->isCreated)
+                    names.append(table.key());
+            }
         }
         std::sort(names.begin(), names.end());
         return names;
     }
 
 private:
-    using Databases = std::array<BDBIndex*, std::size_t{Partitions} + 1>; // not owned
+    struct Table {
+        std::array<BDBIndex*, std::size_t{Partitions} + 1> databases{}; // not owned
+        bool isCreated = false;
+    };
 
     mutable std::mutex mutex_;
-    QHash<QByteArray, Databases> tables_; // guarded by mutex_
+    QHash<QByteArray, Table> tables_; // guarded by mutex_
 };
 
 #endif

@@ -41,9 +41,9 @@ std::unique_ptr<BDBIndex> takeHandle(BDBEnv* env, const TableFiles::File& file)
  */
 int closeHandles(BDBEnv* env, const QByteArray& filePart, const std::vector<TableFiles::File>& files)
 {
-    env->openTables().remove(filePart);
     int result = 0;
     for (const TableFiles::File& file : files) {
+        env->openTables().remove(filePart, file.database);
         if (const auto handle = takeHandle(env, file)) {
             if (const int rc = handle->close(0); result == 0)
                 result = rc;

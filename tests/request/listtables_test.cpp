@@ -1,5 +1,6 @@
+#include "listtablesfixture.h"
+
 #include "support/directorycontents.h"
-#include "support/tablefixture.h"
 
 #include <db_cxx.h>
 
@@ -8,58 +9,11 @@
 #include <string>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::IsEmpty;
-
-constexpr qlonglong EmptyTableBytes = 4LL * 2048; // two pages for the list of sub-databases, two for the description
-
-class ListTables : public TableTest {
-protected:
-    QVariantMap list(const std::string& directory)
-    {
-        return request("Quorva_1.ListTables", {{"Directory", QString::fromStdString(directory)}});
-    }
-    QVariantMap list() { return list(home()); }
-
-    /** The reply for `home()`; "Directory" is its canonical path. */
-    QVariantMap listed(bool isOpen, const QVariantList& tables, const QVariantMap& more = {}) const
-    {
-        return okReply(merged({{"Directory", QString::fromStdString(fs::canonical(home()).string())},
-                               {"Open", isOpen},
-                               {"Tables", tables}},
-                              more));
-    }
-    QVariantMap table(const QString& name, int files, qlonglong bytes, const QVariantMap& schema = keySchema()) const
-    {
-        QVariantMap entry{{"TableName", tableName(name)}, {"Files", qlonglong(files)}, {"Bytes", bytes}};
-        if (!schema.isEmpty())
-            entry.insert("KeySchema", schema);
-        return entry;
-    }
-
-    void close() { EXPECT_EQ(request("DeleteTable", {{"TableName", tableName()}}), okReply()); }
-
-    qlonglong bytesOf(const std::string& file) const
-    {
-        return static_cast<qlonglong>(fs::file_size(fs::path(home()) / file));
-    }
-
-    /** Files that have nothing to do with tables, as anyone may put them there. */
-    void addForeignFiles() const
-    {
-        std::ofstream(home() + "/text") << "no database";
-        std::ofstream(home() + "/empty");
-        std::ofstream(home() + "/text_0a.db") << std::string(4096, 'x');
-        ASSERT_EQ(::mkfifo((home() + "/fifo").c_str(), 0600), 0);
-        ASSERT_EQ(::mkfifo((home() + "/fifo_0a.db").c_str(), 0600), 0);
-        fs::create_symlink("nowhere", home() + "/dangling");
-        fs::create_directory(home() + "/emptydirectory");
-    }
-};
 
 TEST_F(ListTables, AClosedDirectoryIsReadFromItsFilesAndStaysAsItIs)
 {
@@ -114,21 +68,6 @@ TEST_F(ListTables, ADescriptionThatIsOnlyInTheLogIsMissingUntilTheDirectoryIsOpe
     EXPECT_EQ(list(), listed(false, {table("t", 1, EmptyTableBytes, {})}));
     EXPECT_EQ(describe(tableName()).value("__rc"), 200);
     EXPECT_EQ(list(), listed(true, {table("t", 1, EmptyTableBytes)}));
-}
-
-TEST_F(ListTables, FilesOfATableThatWasNotCreatedAreListedWithoutKeys)
-{
-    createTable(tableName());
-    ASSERT_EQ(request("GetItem", {{"TableName", tableName("u")}, {"Key", itemKey("k", "1")}}), okReply());
-    EXPECT_EQ(describe(tableName("v")), notFoundReply());
-    close();
-    (void)takeComplaints();
-    EXPECT_EQ(list(), listed(false, {table("t", 1, EmptyTableBytes), table("u", 1, EmptyTableBytes, {}),
-                                     table("v", 1, EmptyTableBytes, {})}));
-    EXPECT_EQ(describe(tableName("v")), notFoundReply()); // opens it
-    (void)takeComplaints();
-    EXPECT_EQ(list().value("Tables").toList().value(2).toMap(), table("v", 1, EmptyTableBytes, {}));
-    EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
 TEST_F(ListTables, ADescriptionOfManyPagesIsReadFromItsFile)

@@ -190,6 +190,9 @@ TEST_F(EnvironmentStatusTest, NamesWhatIsOpen)
     env()->openTables().add("t", OpenTables::Meta, open("t"));
     env()->openTables().add("t", 17, open("t_11.db"));
     env()->openTables().add("a", 0, open("a_00.db"));
+    env()->openTables().add("never", 0, orders_);
+    for (const char* table : {"t", "a"})
+        env()->openTables().noteCreated(table);
     EXPECT_THAT(status().tables, ElementsAre("a", "t"));
     EXPECT_EQ(status().files, 4);
     EXPECT_EQ(status().backup.state, BDBBackupStatus::None);

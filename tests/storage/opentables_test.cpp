@@ -28,15 +28,39 @@ TEST(OpenTables, FindsWhatWasAddedForTheTableAndNumber)
     EXPECT_EQ(tables.find("", 0), nullptr);
 }
 
-TEST(OpenTables, AreNamedInOrderWithEachTableOnce)
+TEST(OpenTables, AreNamedInOrderWithEachCreatedTableOnce)
 {
     TempEnv env;
     OpenTables tables;
+    tables.noteCreated("t"); // has nothing open
     EXPECT_TRUE(tables.names().isEmpty());
-    tables.add("t", 0, env.index("t_00.db"));
-    tables.add("a/b", OpenTables::Meta, env.index("u", "meta"));
-    tables.add("t", OpenTables::Meta, env.index("t", "meta"));
+    EXPECT_TRUE(tables.add("t", 0, env.index("t_00.db")));
+    EXPECT_TRUE(tables.add("a/b", OpenTables::Meta, env.index("u", "meta")));
+    EXPECT_FALSE(tables.add("t", OpenTables::Meta, env.index("t", "meta")));
+    EXPECT_TRUE(tables.add("never", 3, env.index("n_03.db")));
+    EXPECT_TRUE(tables.names().isEmpty());
+    tables.noteCreated("t");
+    tables.noteCreated("a/b");
     EXPECT_EQ(tables.names(), QByteArrayList({"a/b", "t"}));
+}
+
+TEST(OpenTables, ForgetADatabaseAndWithTheLastOneTheTable)
+{
+    TempEnv env;
+    BDBIndex* const meta = env.index("t", "meta");
+    OpenTables tables;
+    tables.remove("t", 0);
+    tables.add("t", OpenTables::Meta, meta);
+    tables.add("t", 0, env.index("t_00.db"));
+    tables.noteCreated("t");
+    tables.remove("t", 0);
+    EXPECT_EQ(tables.find("t", 0), nullptr);
+    EXPECT_EQ(tables.find("t", OpenTables::Meta), meta);
+    EXPECT_EQ(tables.names(), QByteArrayList({"t"}));
+    tables.remove("t", OpenTables::Meta);
+    EXPECT_TRUE(tables.names().isEmpty());
+    EXPECT_TRUE(tables.add("t", OpenTables::Meta, meta));
+    EXPECT_TRUE(tables.names().isEmpty()) << "of a table that may be created anew";
 }
 
 } // namespace

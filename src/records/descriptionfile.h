@@ -1,0 +1,26 @@
+#ifndef QUORVA_RECORDS_DESCRIPTIONFILE_H
+#define QUORVA_RECORDS_DESCRIPTIONFILE_H
+
+#include "storage/databaserecord.h"
+
+#include <QByteArray>
+
+#include <filesystem>
+
+class BDBEnv;
+
+/** Descriptions of tables whose files nobody has opened. Nothing is opened or locked for it; any thread. */
+namespace Records {
+
+/** What is in the file of a description, as far as it has been written there. */
+[[nodiscard]] DatabaseRecord::Found readDescriptionFile(const std::filesystem::path& file);
+
+/**
+ * Whether the table with this file part has a description in the files of an open environment, which has not opened
+ * that file since recovery. False also for a file that cannot be read.
+ */
+[[nodiscard]] bool hasDescriptionFile(BDBEnv* env, const QByteArray& filePart);
+
+} // namespace Records
+
+#endif

@@ -5,6 +5,7 @@
 #include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/times.h"
+#include "tools/units.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,16 +22,6 @@ namespace {
 void printLine(const char* name, const std::string& value)
 {
     std::printf("%-11s%s\n", name, value.c_str());
-}
-
-std::string sizeText(std::uintmax_t bytes)
-{
-    char text[64];
-    if (bytes < 1'000'000)
-        std::snprintf(text, sizeof text, "%.1f kB", static_cast<double>(bytes) / 1e3);
-    else
-        std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1e6);
-    return text;
 }
 
 std::string describeLogs(const BackupFacts& facts)
@@ -62,7 +53,7 @@ void printCopy(const fs::path& directory, const BackupFacts& facts)
     printLine("of", facts.list ? facts.list->home : "unknown");
     printLine("complete", facts.problem.empty() ? "yes" : "no");
     printTimes(facts);
-    printLine("size", sizeText(facts.bytes));
+    printLine("size", Units::bytes(facts.bytes));
     printLine("tables", joined(facts.tables));
 }
 
@@ -93,14 +84,14 @@ int showSeries(const fs::path& directory, const BackupSeries::Copies& copies)
     printLine("backups", directory.string());
     printLine("of", all.list ? all.list->home : "unknown");
     printTimes(all);
-    printLine("size", sizeText(bytes));
+    printLine("size", Units::bytes(bytes));
     for (const BackupSeries::Copy& copy : copies) {
         std::optional<std::time_t> since;
         if (copy.isComplete)
             (void)readCopyEnd(copy.path, &since); // ignored: it is unknown then
         printLine(&copy == &copies.front() ? "copies" : "", copy.path.filename().string() + "  " + stateOf(copy) +
                                                                 ", since " + Times::text(since) + ", " +
-                                                                sizeText(bytesIn(copy.path)));
+                                                                Units::bytes(bytesIn(copy.path)));
     }
     const std::string problem = isFound ? all.problem : directory.string() + " has no complete copy";
     if (problem.empty())

@@ -1,12 +1,12 @@
 #include "tools/compactcommand.h"
 
 #include "protocol/administration.h"
-#include "tools/bytecount.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/session.h"
 #include "tools/terminalline.h"
+#include "tools/units.h"
 
 #include <CLI/CLI.hpp>
 
@@ -27,7 +27,7 @@ constexpr Operations::Operation ListTables{Operations::OwnPrefix, "ListTables"};
 
 std::string gained(std::uint64_t before, std::uint64_t after)
 {
-    return byteCount(before > after ? before - after : 0);
+    return Units::bytes(before > after ? before - after : 0);
 }
 
 } // namespace
@@ -59,7 +59,7 @@ int CompactCommand::run(const ServerAddress& server)
         }
         const int code =
             printLine(QByteArray::fromStdString("compacted " + table + ": " + gained(sizes.before, sizes.after) +
-                                                " given back, " + byteCount(sizes.after) + " left"));
+                                                " given back, " + Units::bytes(sizes.after) + " left"));
         if (code != ExitOk)
             return code;
     }

@@ -7,9 +7,9 @@
 #include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/terminalline.h"
+#include "tools/units.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -23,11 +23,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string megabytesCopied(std::uintmax_t bytes)
+std::string bytesCopied(std::uintmax_t bytes)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.1f MB copied", static_cast<double>(bytes) / 1e6);
-    return text;
+    return Units::bytes(bytes) + " copied";
 }
 
 } // namespace
@@ -57,7 +55,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
     for (;;) {
         if (const auto code = check()) {
             if (*code == ExitOk && line.isEnabled())
-                line.show(megabytesCopied(bytesIn(directory_)) + ", complete");
+                line.show(bytesCopied(bytesIn(directory_)) + ", complete");
             return *code;
         }
         if (Interruption::requested()) {
@@ -72,7 +70,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
             complain("the copy has stopped growing; the server's log tells why");
             return ExitErrorReply;
         }
-        line.show(megabytesCopied(bytes));
+        line.show(bytesCopied(bytes));
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }

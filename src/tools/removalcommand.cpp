@@ -2,10 +2,10 @@
 
 #include "protocol/administration.h"
 #include "tools/arguments.h"
-#include "tools/bytecount.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/session.h"
+#include "tools/units.h"
 
 #include <CLI/CLI.hpp>
 
@@ -57,7 +57,7 @@ int RemovalCommand::run(const ServerAddress& server)
     return printLine(QByteArray::fromStdString(kind_.done + table_ + ": " +
                                                counted(removed.value(SpaceNames::Items).toLongLong(), "item") + ", " +
                                                counted(removed.value(SpaceNames::Files).toLongLong(), "file") + ", " +
-                                               byteCount(removed.value(SpaceNames::Bytes).toULongLong())));
+                                               Units::bytes(removed.value(SpaceNames::Bytes).toULongLong())));
 }
 
 /** ExitOk if the user wants it. */

@@ -22,10 +22,7 @@ std::string number(qint64 count)
     return std::to_string(count);
 }
 
-std::string bytes(qint64 size)
-{
-    return Units::bytes(static_cast<double>(size));
-}
+using Units::bytes;
 
 /** As on the server's command line and in its environment. */
 std::string options(const QVariantMap& options)

@@ -49,7 +49,7 @@ Lines serverLines(const std::string& address, const ServerStatus& now, const Sta
             number(now.threads.repliesWaiting) + " waiting for the log to be on disk",
         "threads      " + number(now.threads.workersBusy) + " of " + number(now.threads.workers) + " workers busy, " +
             number(now.threads.pool) + " in the pool",
-        "process      " + Units::bytes(static_cast<double>(now.process.residentBytes)) + " of memory, " +
+        "process      " + Units::bytes(now.process.residentBytes) + " of memory, " +
             Units::percentage(change.processorSeconds, seconds) + " of a processor, " +
             number(now.process.descriptors) + " of " + number(now.process.descriptorLimit) + " descriptors",
     };
@@ -82,7 +82,7 @@ Lines environmentLines(const ServerStatus& now, const StatusChange& change)
         columns.add({shown(environment.directory), std::to_string(environment.tables),
                      Units::percentage(static_cast<double>(changed.cacheHits),
                                        static_cast<double>(changed.cacheHits + changed.cacheMisses)),
-                     Units::bytes(static_cast<double>(environment.logBytes)), byteRate(changed.logBytes, seconds),
+                     Units::bytes(environment.logBytes), byteRate(changed.logBytes, seconds),
                      rateOf(changed.commits, seconds), rateOf(changed.flushes, seconds),
                      changed.flushes > 0 ? rateOf(changed.commits, static_cast<double>(changed.flushes)) : "-",
                      rateOf(changed.lockWaits, seconds), rateOf(changed.deadlocks, seconds), backupOf(environment)});

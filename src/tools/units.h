@@ -3,13 +3,18 @@
 
 #include <QString>
 
+#include <concepts>
 #include <string>
 
 /** Quantities as people read them: short, with a unit that suits the size. */
 namespace Units {
 
-/** "512 B", "1.5 KiB", "16.0 MiB". */
+/** "512 B", "1.5 KiB", "16.0 MiB": the units are powers of 1024. */
 std::string bytes(double bytes);
+template <std::integral Count> std::string bytes(Count count)
+{
+    return bytes(static_cast<double>(count));
+}
 /** "0.12 s", "12 s", "1 min 5 s", "3 h 4 min", "2 d 5 h". */
 std::string duration(double seconds);
 /** How long requests took, with three digits: "50 us", "2.5 ms", "10 s"; "longer" for Client::Latencies::Beyond. */

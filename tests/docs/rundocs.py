@@ -33,7 +33,7 @@ MACHINE_DEPENDENT = [
     (re.compile(r"\d+/s, p50 \d+ us, p99 \d+ us, p99.9 \d+ us, max \d+ us"), "RATE"),
     (re.compile(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d UTC"), "TIME"),
     (re.compile(r"\b\d{4}-\d\d-\d\dT\d{6}Z"), "COPY"),
-    (re.compile(r"\b\d+\.\d [kM]B\b"), "SIZE"),
+    (re.compile(r"\b\d+\.\d [KM]iB\b"), "SIZE"),
     (re.compile(r'"Directory":"/[^"]*/build/'), '"Directory":"ABSOLUTE/build/'),
     (re.compile(r"token=[0-9a-f]{48}"), "token=TOKEN"),
     (re.compile(r"\r\n"), "\n"),

@@ -84,14 +84,14 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     std::uintmax_t bytes = 0;
     EXPECT_TRUE(waitUntil([&] {
-        fs::resize_file(target + "/sub/t", bytes += 1'000'000);
+        fs::resize_file(target + "/sub/t", bytes += 1'048'576);
         return std::chrono::steady_clock::now() > end;
     }));
     EXPECT_EQ(started.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "it gave up";
     const ProgramRun run = started.get(); // as nothing grows any more
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'000'000) + ".0 MB copied"),
-                                 HasSubstr(" MB copied\r\033[Kquorvactl: the copy has stopped growing")));
+    EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'048'576) + ".0 MiB copied"),
+                                 HasSubstr(" MiB copied\r\033[Kquorvactl: the copy has stopped growing")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)

@@ -86,7 +86,7 @@ TEST_F(Nightly, IsShownAsAWhole)
                                          "\nuntil      " + time + "\nlog files  1 to 1, no gap\nsize       " + size +
                                          "\ncopies     " + first + "  verified, since " + time + ", " + size +
                                          "\n           " + second + "  complete, since " + time + ", " + size +
-                                         "\n           2099-01-01T000000Z  unfinished, since unknown, 0.0 kB\n"));
+                                         "\n           2099-01-01T000000Z  unfinished, since unknown, 0 B\n"));
 }
 
 TEST_F(Nightly, AClockThatWasSetBackStillMakesTheNewestCopyTheLast)

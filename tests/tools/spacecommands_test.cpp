@@ -48,9 +48,9 @@ TEST_F(SpaceCommands, DeleteForGoodOnlyWhenTheyAreTold)
                           " deletes for good and asks on a terminal only; nothing was deleted\n"
                           "  try: --yes, in scripts\n");
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap()}}));
-    expectOutput({"truncate", table(), "--yes"}, "truncated " + table() + ": 1 item, 1 file, 8.2 KB\n");
+    expectOutput({"truncate", table(), "--yes"}, "truncated " + table() + ": 1 item, 1 file, 8.0 KiB\n");
     expectOutput({"scan", table()}, "");
-    expectOutput({"drop-table", "--yes", table()}, "dropped " + table() + ": 0 items, 257 files, 2.1 MB\n");
+    expectOutput({"drop-table", "--yes", table()}, "dropped " + table() + ": 0 items, 257 files, 2.0 MiB\n");
 }
 
 TEST_F(SpaceCommands, SayThatThereIsNoSuchTable)
@@ -71,7 +71,7 @@ TEST_F(SpaceCommands, CompactGivesTheSpaceOfDeletedItemsBack)
     const std::uintmax_t before = bytesOf("t_");
     const ProgramRun run = quorvactl({"compact", table()});
     EXPECT_EQ(run.status, Ok) << run.error;
-    EXPECT_THAT(run.output, MatchesRegex("compacted .*\\|t: [0-9.]+ KB given back, [0-9.]+ KB left\n"));
+    EXPECT_THAT(run.output, MatchesRegex("compacted .*\\|t: [0-9.]+ KiB given back, [0-9.]+ KiB left\n"));
     EXPECT_LT(bytesOf("t_"), before / 3);
     EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}, {"Limit", 1000}})
                   .value("Count"),

@@ -11,6 +11,7 @@
 TEST(Units, BytesHaveTheUnitThatSuits)
 {
     EXPECT_EQ(Units::bytes(0), "0 B");
+    EXPECT_EQ(Units::bytes(std::uint64_t{1} << 40), "1.0 TiB");
     EXPECT_EQ(Units::bytes(1023), "1023 B");
     EXPECT_EQ(Units::bytes(1024), "1.0 KiB");
     EXPECT_EQ(Units::bytes(1536), "1.5 KiB");

@@ -3,6 +3,7 @@
 #include "format/partitions.h"
 #include "protocol/bodies.h"
 #include "tools/arguments.h"
+#include "tools/dynamodblines.h"
 #include "tools/interruption.h"
 #include "tools/itemtext.h"
 #include "tools/messages.h"
@@ -36,6 +37,8 @@ ExportCommand::ExportCommand(CLI::App* app)
     parser()->add_option(
         "FILE", file_,
         "The file, which gets its name only when the export is complete; standard output if it is - or missing");
+    addFormatOption(parser(), {ItemFormat::Json, ItemFormat::DynamodbJson},
+                    R"(JSON, an item as in requests; or as the hosted service imports it, {"Item": ...})", &format_);
     addLimitOption(parser(), &options_.limit);
     addProgressOption(parser(), &progress_);
 }
@@ -49,7 +52,7 @@ int ExportCommand::run(const ServerAddress& server)
         return code;
     };
     if (file_ == "-") {
-        const int code = read(server, [](const QVariantMap&, const QByteArray& line) {
+        const int code = read(server, [](const QByteArray& line) {
             return std::printf("%s\n", line.constData()) < 0 ? int{ExitNoReply} : int{ExitOk};
         });
         const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
@@ -59,7 +62,7 @@ int ExportCommand::run(const ServerAddress& server)
     OutputFile file(file_);
     if (const int code = told(file.open(), ExitErrorReply))
         return code;
-    const int code = read(server, [&](const QVariantMap&, const QByteArray& line) {
+    const int code = read(server, [&](const QByteArray& line) {
         if (Interruption::requested())
             return told("export stopped: interrupted", ExitErrorReply);
         return told(file.writeLine(line), ExitErrorReply);
@@ -67,12 +70,12 @@ int ExportCommand::run(const ServerAddress& server)
     return code != ExitOk ? code : told(file.commit(), ExitErrorReply);
 }
 
-int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink) const
+int ExportCommand::read(const ServerAddress& server, const LineSink& sink) const
 {
     const bool mixes = file_ == "-" && ::isatty(STDOUT_FILENO) != 0; // with the items, on one terminal
     ProgressBar progress(Partitions::Count, progress_ ? ProgressBar::When::Always
-                                         : mixes   ? ProgressBar::When::Never
-                                                   : ProgressBar::When::OnTerminal);
+                                            : mixes   ? ProgressBar::When::Never
+                                                      : ProgressBar::When::OnTerminal);
     KeyNames keys;
     if (progress.isEnabled()) {
         Session session(server);
@@ -82,7 +85,7 @@ int ExportCommand::read(const ServerAddress& server, const PagedRead::Sink& sink
     long long items = 0;
     PagedRead read(options_, Operations::Scan, Bodies::table(QString::fromStdString(table_)));
     read.sendTo([&](const QVariantMap& item, const QByteArray& line) {
-        if (const int code = sink(item, line))
+        if (const int code = sink(format_ == ItemFormat::DynamodbJson ? DynamodbLines::lineOf(line) : line))
             return code;
         ++items;
         // A scan reads one data file after the other, and hash keys are spread evenly over them.

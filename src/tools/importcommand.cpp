@@ -43,10 +43,10 @@ ImportCommand::ImportCommand(CLI::App* app)
         ->add_option("--skip", skip_, "Skip this many lines at the beginning")
         ->check(wholeNumber(0, "lines"))
         ->excludes(state);
-    parser()
-        ->add_option("--format", format_, "JSON, one item per line, or CSV with a header line; gzip is recognized")
-        ->check(CLI::IsMember({"json", "csv"}))
-        ->capture_default_str();
+    addFormatOption(parser(), {ItemFormat::Json, ItemFormat::Csv, ItemFormat::DynamodbJson},
+                    "JSON, one item per line; CSV with a header line; or JSON as the hosted service exports it, "
+                    R"({"Item": ...}; gzip is recognized)",
+                    &format_);
     addRepeatedOption(parser(), "--types", &types_,
                       "The types of columns of CSV: NAME=TYPE,...; without it a header NAME:TYPE has one, or it is S")
         ->delimiter(',');
@@ -55,7 +55,7 @@ ImportCommand::ImportCommand(CLI::App* app)
 
 int ImportCommand::run(const ServerAddress& server)
 {
-    if (format_ != "csv" && !types_.empty())
+    if (format_ != ItemFormat::Csv && !types_.empty())
         return refuse("--types is for --format csv; items in JSON have their types");
     const bool isFile = file_ != "-";
     ImportMark mark{skip_, 0, 0};
@@ -65,7 +65,7 @@ int ImportCommand::run(const ServerAddress& server)
         complain(error, {"try: another file for --state, or remove this one to start over"});
         return ExitUsage;
     }
-    ImportInput input{STDIN_FILENO, "standard input", -1, format_ == "csv", types_};
+    ImportInput input{STDIN_FILENO, "standard input", -1, format_, types_};
     if (progress_)
         input.progress = ProgressBar::When::Always;
     Base::Descriptor file;

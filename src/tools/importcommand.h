@@ -2,6 +2,7 @@
 #define QUORVA_TOOLS_IMPORTCOMMAND_H
 
 #include "tools/command.h"
+#include "tools/itemformat.h"
 
 #include <string>
 #include <vector>
@@ -20,7 +21,7 @@ private:
     std::string file_ = "-"; // standard input
     std::string state_;      // empty: none is kept
     long long skip_ = 0;     // lines
-    std::string format_ = "json";
+    ItemFormat format_ = ItemFormat::Json;
     std::vector<std::string> types_; // of the columns of CSV
     bool progress_ = false;          // show it in any case
 };

@@ -1,6 +1,7 @@
 #include "tools/importer.h"
 
 #include "tools/csvsource.h"
+#include "tools/dynamodblines.h"
 #include "tools/exitcode.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
@@ -21,8 +22,14 @@ Importer::Importer(const ServerAddress& server, const std::string& table, Import
 std::unique_ptr<ImportSource> Importer::makeSource()
 {
     const auto wait = [this] { return awaitInput(); };
-    if (input_.isCsv)
+    switch (input_.format) {
+    case ItemFormat::Csv:
         return std::make_unique<CsvSource>(input_.descriptor, wait, input_.types);
+    case ItemFormat::DynamodbJson:
+        return std::make_unique<DynamodbLines>(input_.descriptor, wait);
+    case ItemFormat::Json:
+        break;
+    }
     return std::make_unique<JsonLines>(input_.descriptor, wait);
 }
 

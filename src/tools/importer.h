@@ -4,6 +4,7 @@
 #include "tools/importaccount.h"
 #include "tools/importlanes.h"
 #include "tools/importsource.h"
+#include "tools/itemformat.h"
 #include "tools/progressbar.h"
 #include "tools/serveraddress.h"
 
@@ -18,10 +19,10 @@ namespace Ctl {
 
 /** The input of an import. */
 struct ImportInput {
-    int descriptor = -1;              // the caller's
-    std::string name;                 // in messages
-    qint64 bytes = -1;                // its size, or below 0
-    bool isCsv = false;               // comma-separated values instead of JSON
+    int descriptor = -1; // the caller's
+    std::string name;    // in messages
+    qint64 bytes = -1;   // its size, or below 0
+    ItemFormat format = ItemFormat::Json;
     std::vector<std::string> types{}; // see CsvColumns
     ProgressBar::When progress = ProgressBar::When::OnTerminal;
 };

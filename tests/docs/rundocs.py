@@ -93,7 +93,10 @@ def make_checkout(scratch, binaries, ports):
     listen = "--listen " + ports[DEFAULT_HTTP_PORT]
     for name in os.listdir(binaries):
         target = os.path.join(binaries, name)
-        if name in ("quorvactl", "quorva-http", "quorva-bench"):
+        if name == "quorvactl":
+            write_script(os.path.join(directory, name),
+                         f'QUORVA_PORT="${{QUORVA_PORT:-{ports[DEFAULT_PORT]}}}" exec "{target}" "$@"')
+        elif name in ("quorva-http", "quorva-bench"):
             write_script(os.path.join(directory, name),
                          f'case " $* " in *" --port "*) exec "{target}" "$@" ;; esac\n'
                          f'exec "{target}" --port {ports[DEFAULT_PORT]} {listen if name == "quorva-http" else ""} "$@"')

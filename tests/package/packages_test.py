@@ -10,15 +10,15 @@ import gzip
 import json
 import os
 import re
-import shlex
 import shutil
-import subprocess
 import sys
 import tempfile
 import time
 import urllib.request
 
-from quorva import DEADLINE, Server, end, expect, fail, run, run_main
+from packages import (Root, backup_arguments, build_packages, fields, gateway, make_state_directory, service_command,
+                      unit_settings)
+from quorva import DEADLINE, Server, expect, fail, run, run_main
 
 PROGRAMS = ["quorva", "quorvactl", "quorva-http"]
 OTHER_FILES = ["usr/share/bash-completion/completions/quorvactl", "usr/share/zsh/vendor-completions/_quorvactl",
@@ -34,41 +34,6 @@ GET_ITEM = {"TableName": "main|orders",
             "Key": {"HashKeyElement": {"S": "abc"}, "RangeKeyElement": {"S": "2012-01"}}}
 
 
-class Root:
-    """A directory that dpkg uses as the root of the system."""
-
-    def __init__(self, scratch):
-        self.path = os.path.join(scratch, "root")
-        self.log = os.path.join(scratch, "dpkg.log")
-        for directory in ("info", "updates", "triggers"):
-            os.makedirs(os.path.join(self.path, "var/lib/dpkg", directory))
-        for file in ("status", "available"):
-            open(os.path.join(self.path, "var/lib/dpkg", file), "w").close()
-
-    def dpkg(self, *arguments):
-        # Scripts run outside and are told the directory. What the packages depend on is not in this database. A
-        # container may be set up to leave documentation out; this is about all files.
-        environment = {**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin", "LC_ALL": "C"}
-        return run(["dpkg", f"--root={self.path}", f"--log={self.log}", "--force-not-root",
-                    "--force-script-chrootless", "--force-depends", "--path-include=*", *arguments], env=environment)
-
-    def files(self):
-        """Everything except directories and dpkg's own database."""
-        found = set()
-        for directory, names, files in os.walk(self.path):
-            if directory == os.path.join(self.path, "var/lib"):
-                names.remove("dpkg")
-            links = [name for name in names if os.path.islink(os.path.join(directory, name))]
-            found.update(os.path.relpath(os.path.join(directory, name), self.path) for name in files + links)
-        return found
-
-
-def fields(package):
-    """The control fields of a package file, with the first line of the description."""
-    control = run(["dpkg-deb", "--field", package])
-    return dict(line.split(": ", 1) for line in control.splitlines() if ": " in line and line[0] != " ")
-
-
 def check_control(packages):
     expect("names of the packages", sorted(packages), ["libquorva-client1", "libquorva-dev", "quorva"])
     for name, package in packages.items():
@@ -81,18 +46,6 @@ def check_control(packages):
                   "libquorva-dev": {"libquorva-client1", "qt6-base-dev"}}[name]
         if not wanted <= depends:
             fail(f"{name} depends on {control['Depends']}, which lacks some of {wanted}")
-
-
-def unit_path(root, unit):
-    return os.path.join(root.path, f"usr/lib/systemd/system/{unit}.service")
-
-
-def unit_settings(root, unit):
-    """The settings of a unit, each with its values in order."""
-    settings = {}
-    for key, value in re.findall(r"^([A-Za-z]+)=(.*)$", open(unit_path(root, unit)).read(), re.MULTILINE):
-        settings.setdefault(key, []).append(value)
-    return settings
 
 
 def check_unit(path, bin_directory, scratch):
@@ -111,36 +64,14 @@ def check_unit(path, bin_directory, scratch):
     run(["systemd-analyze", "security", "--offline=yes", "--threshold=15", copy])
 
 
-def service_command(root, unit, variable, options):
-    """The command line of a unit, run on the files below `root`, with these options in the variable for options."""
-    program, *words = unit_settings(root, unit)["ExecStart"][0].split()
-    expect(f"words of {unit}'s ExecStart", words, ["$" + variable])
-    return [os.path.join(root.path, "usr/bin", program), *options]
-
-
 def use_gateway(root, server, scratch):
     """Reads the item over HTTP."""
-    command = service_command(root, "quorva-http", "QUORVA_HTTP_OPTIONS", ["--listen", "0", "--port", str(server.port)])
-    messages = os.path.join(scratch, "http.log")
-    with open(messages, "w") as log:
-        gateway = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stderr=log)
-    try:
-        listening = None
-        deadline = time.monotonic() + DEADLINE
-        while listening is None:
-            listening = re.search(r"listening on (127.0.0.1:\d+) ", open(messages).read())
-            if listening is None and (gateway.poll() is not None or time.monotonic() > deadline):
-                fail(f"quorva-http does not listen:\n{open(messages).read()}")
-            time.sleep(0.01)
-        request = urllib.request.Request(f"http://{listening[1]}/", json.dumps(GET_ITEM).encode(),
+    with gateway(root, server.port, scratch) as address:
+        request = urllib.request.Request(f"http://{address}/", json.dumps(GET_ITEM).encode(),
                                          {"X-Amz-Target": "DynamoDB_20111205.GetItem"})
         # Without any proxy set in the environment.
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         expect("the item over HTTP", json.load(opener.open(request, timeout=DEADLINE)), {"Item": {"total": {"N": "17"}}})
-        gateway.terminate()
-        expect("the end of quorva-http", gateway.wait(DEADLINE), 0)
-    finally:
-        end(gateway)
 
 
 def back_up(root, server, state):
@@ -148,16 +79,13 @@ def back_up(root, server, state):
     service, backup = unit_settings(root, "quorva"), unit_settings(root, "quorva-backup")
     for setting in ("DynamicUser", "User", "StateDirectory", "StateDirectoryMode", "WorkingDirectory", "UMask"):
         expect(f"{setting} of quorva-backup", backup.get(setting), service.get(setting))
-    variable, _, options = backup["Environment"][0].strip('"').partition("=")
-    for unit, words, lines in (("quorva-backup", ["backup", "nightly", "$" + variable], ": copied to "),
-                               ("quorva-backup-resume", ["backup", "nightly", "--resume", "$" + variable],
+    expect("options of both units", unit_settings(root, "quorva-backup-resume")["Environment"], backup["Environment"])
+    for unit, words, lines in (("quorva-backup", ["backup", "nightly"], ": copied to "),
+                               ("quorva-backup-resume", ["backup", "nightly", "--resume"],
                                 ": log files are shipped to ")):
-        settings = unit_settings(root, unit)
-        program, *given = settings["ExecStart"][0].split()
-        expect(f"words of {unit}'s ExecStart", given, words)
-        expect(f"options of {unit}", settings["Environment"], backup["Environment"])
-        arguments = given[:-1] + options.replace("%S/quorva", state).split()
-        output = run([os.path.join(root.path, "usr/bin", program), "--port", str(server.port), *arguments], cwd=state)
+        program, *arguments = backup_arguments(root, unit, state)
+        expect(f"words of {unit}'s ExecStart", arguments[:len(words)], words)
+        output = run([program, "--port", str(server.port), *arguments], cwd=state)
         expect(f"the line of {unit}", output.startswith(f"{os.path.realpath(state)}/main{lines}"), True)
     expect("copies", len(glob.glob(f"{state}/backup/main/*.verified")), 1)
 
@@ -166,11 +94,8 @@ def use_server(root, scratch):
     """Does what systemd would do with the unit, and what a user would do with the tool."""
     settings = unit_settings(root, "quorva")
     expect("the working directory", settings["WorkingDirectory"], ["%S/" + settings["StateDirectory"][0]])
-    state = os.path.join(root.path, "var/lib", settings["StateDirectory"][0])
-    os.makedirs(state)
-    command = dict(os.environ, PATH=f"{root.path}/usr/bin:{os.environ['PATH']}")
     for _ in range(2):  # each start
-        run(shlex.split(settings["ExecStartPre"][0]), cwd=state, env=command)
+        state = make_state_directory(root)
     expect("the settings of main", "\nlog_set_config db_log_dsync off\n" in open(f"{state}/main/DB_CONFIG").read(), True)
 
     server = Server(service_command(root, "quorva", "QUORVA_OPTIONS", []), scratch, state)
@@ -198,13 +123,51 @@ def use_server(root, scratch):
         expect("the server's end", server.stop(), -15)
     finally:
         server.clean_up()
+    rotate_logs(root, scratch, state)
     expect("the table is in the state directory", os.path.isfile(os.path.join(state, "main/orders")), True)
+
+
+def rotate_logs(root, scratch, state):
+    """Has logrotate do what the package tells it, for a server that writes its log to a file."""
+    logs = os.path.join(root.path, "var/log/quorva")
+    os.makedirs(logs)
+    server = Server(service_command(root, "quorva", "QUORVA_OPTIONS", []), logs, state)
+    commands = os.path.join(scratch, "commands")
+    os.mkdir(commands)
+    try:
+        server.start()
+        lines = server.log_text()
+        with open(os.path.join(commands, "systemctl"), "w", encoding="utf-8") as systemctl:
+            reload = unit_settings(root, "quorva")["ExecReload"][0].replace("$MAINPID", str(server.process.pid))
+            systemctl.write(f'#!/bin/sh\necho "$*" >>{scratch}/said\n'
+                            f'case "$*" in *quorva-http) exit 3 ;; reload*) {reload} ;; esac\n')
+            os.chmod(systemctl.name, 0o755)
+        with open(os.path.join(root.path, "etc/logrotate.d/quorva"), encoding="utf-8") as packaged:
+            rotation = os.path.join(scratch, "logrotate.conf")
+            with open(rotation, "w", encoding="utf-8") as adapted:
+                adapted.write(packaged.read().replace("/var/log/", f"{root.path}/var/log/"))
+        os.chmod(rotation, 0o644)  # it takes no file that others may write
+        run(["logrotate", "--force", "--state", f"{scratch}/rotated", rotation],
+            env={**os.environ, "PATH": f"{commands}:{os.environ['PATH']}:/usr/sbin:/sbin"})
+        with open(f"{scratch}/said", encoding="utf-8") as said:
+            expect("what was said to systemctl", said.read().splitlines(),
+                   ["--quiet is-active quorva", "reload quorva", "--quiet is-active quorva-http"])
+        deadline = time.monotonic() + DEADLINE
+        while not os.path.exists(server.log) or "Log file reopened" not in server.log_text():
+            if time.monotonic() > deadline:
+                fail("the log is not reopened")
+            time.sleep(0.01)
+        with open(server.log + ".1", encoding="utf-8") as rotated:
+            expect("the lines before the rotation", rotated.read(), lines)
+        expect("the server's end", server.stop(), -15)
+    finally:
+        server.clean_up()
+    shutil.rmtree(logs)
 
 
 def main(build):
     with tempfile.TemporaryDirectory(prefix="quorva-packages-") as scratch:
-        run(["cpack", "-B", scratch], cwd=build)
-        packages = {os.path.basename(path).split("_")[0]: path for path in glob.glob(f"{scratch}/*.deb")}
+        packages = build_packages(build, scratch)
         check_control(packages)
 
         root = Root(scratch)

@@ -203,7 +203,8 @@ TEST(Completion, OffersValuesAndFilesWhereTheyBelong)
     EXPECT_EQ(completionsOf({"backup", "nightly", "a", "b", ""}), files);
     EXPECT_EQ(completionsOf({"backup", "nightly", "a", "--to", ""}), files);
     EXPECT_EQ(completionsOf({"init", "--force", ""}), files);
-    EXPECT_EQ(completionsOf({"import", "T", "--format", "="}), Words({"csv", "json"}));
+    EXPECT_EQ(completionsOf({"import", "T", "--format", "="}), Words({"csv", "dynamodb-json", "json"}));
+    EXPECT_EQ(completionsOf({"export", "T", "--format", "="}), Words({"dynamodb-json", "json"}));
     EXPECT_EQ(completionsOf({"import", "T", "--state", "=", "o"}), Words({"other"}));
     EXPECT_EQ(completionsOf({"tables", "--json", ""}), files);
     EXPECT_THAT(completionsOf({"init", "a", ""}), IsEmpty());

@@ -20,14 +20,16 @@ protected:
     }
 
     /** All items, in the order of their keys. */
-    std::string items() const
+    std::string items() const { return sorted(quorvactl({"scan", table()}).output); }
+
+    static std::string sorted(const std::string& unsorted)
     {
-        std::istringstream lines(quorvactl({"scan", table()}).output);
-        std::set<std::string> sorted;
+        std::istringstream lines(unsorted);
+        std::set<std::string> ordered;
         for (std::string line; std::getline(lines, line);)
-            sorted.insert(line + '\n');
+            ordered.insert(line + '\n');
         std::string text;
-        for (const std::string& line : sorted)
+        for (const std::string& line : ordered)
             text += line;
         return text;
     }
@@ -151,6 +153,86 @@ TEST_F(ImportFormats, GzipThatIsDamagedEndsTheImportAfterWhatPrecedesTheDamage)
                                                ": the compressed data ends too early\n  lines 1 to "));
     const std::string count = quorvactl({"scan", table(), "--count"}).output;
     EXPECT_THAT(run.error, HasSubstr(" are done: " + count.substr(0, count.size() - 1) + " items stored, 0 refused\n"));
+}
+
+TEST_F(ImportFormats, DynamodbJsonWrapsTheLinesOfAnExport)
+{
+    const std::vector<std::string> lines{
+        R"({"S":{"S":"{\"Item\":{}}"},"h":{"S":""},"r":{"S":"é"}})",
+        R"({"b":{"B":"YWI="},"h":{"S":"a"},"n":{"N":"1.50"},"r":{"S":"1"},"ss":{"SS":["b","a"]}})",
+        R"({"h":{"S":"a"},"l":{"L":[{"BOOL":true},{"M":{"x":{"NULL":true}}}]},"r":{"S":"2"}})",
+    };
+    std::string plain;
+    std::string wrapped;
+    for (const std::string& line : lines) {
+        plain += line + '\n';
+        wrapped += "{\"Item\":" + line + "}\n";
+    }
+    expectOutput({"import", table(), writeFile("plain", plain)}, "");
+    const std::string file = pathOf("wrapped");
+    expectOutput({"export", table(), file, "--format", "dynamodb-json"}, "");
+    expectOutput({"export", table(), "--format", "dynamodb-json"}, readFile(file));
+    EXPECT_EQ(sorted(readFile(file)), sorted(wrapped));
+
+    createTable(tableName("copy"));
+    expectOutput({"import", table("copy"), file, "--format", "dynamodb-json"}, "");
+    EXPECT_EQ(sorted(quorvactl({"export", table("copy"), "--format", "json"}).output), sorted(plain));
+    expectFailure({"export", table(), "--format", "csv"}, Usage,
+                  "quorvactl export: --format: csv not in {json,dynamodb-json}\n"
+                  "Usage: quorvactl export [OPTIONS] TABLE [FILE]\nRun with --help for more information.\n");
+}
+
+TEST_F(ImportFormats, DynamodbJsonIsReadAsOtherProgramsWriteIt)
+{
+    const std::string file = writeCompressed("items.json.gz", "{\"Item\":{\"h\":{\"S\":\"a\"},\"r\":{\"S\":\"1\"}}}\n"
+                                                              " {  \"Item\" :\t{ \"h\":{\"S\":\"a\"}, \"r\":"
+                                                              "{\"S\":\"2\"} } } \r\n"
+                                                              "\n"
+                                                              "{\"Item\":{\"h\":{\"S\":\"a\"},\"r\":{\"S\":\"3\"}}}");
+    expectOutput({"import", table(), file, "--format", "dynamodb-json"}, "");
+    EXPECT_EQ(items(), R"({"h":{"S":"a"},"r":{"S":"1"}})"
+                       "\n"
+                       R"({"h":{"S":"a"},"r":{"S":"2"}})"
+                       "\n"
+                       R"({"h":{"S":"a"},"r":{"S":"3"}})"
+                       "\n");
+    for (const char* range : {"1", "2", "3"})
+        expectOutput({"delete", table(), "a", range}, "");
+    const std::string state = writeFile("state", R"({"table":")" + table() + R"(","input":")" + file +
+                                                     R"(","line":2,"stored":2,"refused":0})");
+    expectOutput({"import", table(), file, "--format", "dynamodb-json", "--state", state}, "");
+    EXPECT_EQ(items(), R"({"h":{"S":"a"},"r":{"S":"3"}})"
+                       "\n");
+    EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_F(ImportFormats, DynamodbJsonReportsLinesOfAnyOtherForm)
+{
+    const std::string form = R"(the line is not of the form {"Item": {...}})";
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {R"({"h":{"S":"a"},"r":{"S":"1"}})", form},
+        {R"({"Item":5})", form},
+        {R"({"Item":{"h":{"S":"a"},"r":{"S":"1"}})",
+         "the line is not valid JSON, at character 29: Missing a comma or '}' after an object member"},
+        {R"({"Item":{"h":{"S":"a"},"r":{"S":"1"}},"Keys":1})", form},
+        {R"({"NewImage":{"h":{"S":"a"},"r":{"S":"1"}}})", form},
+        {R"({"Item"})", form},
+        {"{", form},
+        {R"({"Item":{"h":{"S":"a"}}})", R"(the range key "r" is missing)"},
+        {R"({"Item":{"h":{"N":"1"},"r":{"S":"1"}}})", R"(the hash key "h" is not a string, {"S": "..."})"},
+    };
+    std::string lines;
+    std::string complaints;
+    const std::string file = pathOf("items");
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        lines += cases[i].first + '\n';
+        complaints += "quorvactl: " + file + ':' + std::to_string(i + 1) + ": " + cases[i].second + '\n';
+    }
+    writeFile("items", lines);
+    expectFailure({"import", table(), file, "--format", "dynamodb-json"}, ErrorReply,
+                  complaints + "quorvactl: " + std::to_string(cases.size()) + " items of " + file +
+                      " were refused, 0 stored in " + table() + '\n');
+    EXPECT_EQ(items(), "");
 }
 
 TEST_F(ImportFormats, ProgressGoesToALogWhenItIsAskedFor)

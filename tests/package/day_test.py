@@ -1,0 +1,272 @@
+"""An operator's days in fast motion, with the packages of the build: installed, loaded, watched, upgraded; nightly
+backups for eight nights; a disk that fills, a crash, a mistake that a restore takes back, a switch to the standby.
+
+    day_test.py BUILD CLOCK DISK
+
+CLOCK is the library with the clock that dates commits and copies, DISK the one of the disk under Berkeley DB's log; both
+are preloaded. Each night is one day later by that clock.
+"""
+
+import glob
+import json
+import mmap
+import os
+import re
+import struct
+import subprocess
+import sys
+import tempfile
+import urllib.request
+
+from packages import Root, backup_arguments, build_packages, gateway, make_state_directory, service_command, unit_settings
+from quorva import DEADLINE, Server, expect, fail, run, run_main
+
+NIGHTS = 8
+KEPT = 7  # of the unit's options
+LOADED = 3000
+CUSTOMERS = [f"c{n}" for n in range(8)]  # few data files, as each night copies and verifies all
+DAY = 24 * 60 * 60
+FIRST_MORNING = 2_000_016_000  # 2033-05-18 08:00 UTC, later than any clock that this runs by
+
+
+class Clock:
+    """What the server's and the tool's clock shows, see tests/support/standingclock.h."""
+
+    def __init__(self, path):
+        with open(path, "wb") as file:
+            file.write(bytes(8))
+        with open(path, "r+b") as file:
+            self.page = mmap.mmap(file.fileno(), 8)
+        self.now = 0
+        self.set(FIRST_MORNING)
+
+    def set(self, seconds):
+        self.now = seconds
+        self.page[:] = struct.pack("=q", seconds)
+
+    def advance(self, *, days=0, minutes=0):
+        self.set(self.now + days * DAY + minutes * 60)
+
+
+class Machine:
+    """Where the packages are installed, with the service running."""
+
+    def __init__(self, scratch, clock_library, disk_library):
+        self.scratch = scratch
+        self.root = Root(scratch)
+        self.clock = Clock(os.path.join(scratch, "clock"))
+        self.disk = os.path.join(scratch, "disk")
+        os.mkdir(self.disk)
+        # For the programs that are started from here on; others do not open what the variables name.
+        os.environ.update(LD_PRELOAD=f"{clock_library}:{disk_library}",
+                          QUORVA_STANDING_CLOCK=os.path.join(scratch, "clock"), QUORVA_HELD_DISK=self.disk)
+        self.server = None
+        self.state = None
+
+    def install(self, package):
+        preloaded = os.environ.pop("LD_PRELOAD")
+        self.root.dpkg("--install", package)
+        os.environ["LD_PRELOAD"] = preloaded
+
+    def start(self):
+        """As the service does, also after an end that was none of its own."""
+        self.state = make_state_directory(self.root)
+        if self.server is None:
+            self.server = Server(service_command(self.root, "quorva", "QUORVA_OPTIONS", []), self.scratch, self.state)
+        self.server.start()
+        os.environ["QUORVA_PORT"] = str(self.server.port)
+
+    def attempt(self, *words, **options):
+        return subprocess.run([os.path.join(self.root.path, "usr/bin/quorvactl"), *words], cwd=self.state, text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False, **options)
+
+    def tool(self, *words, **options):
+        done = self.attempt(*words, **options)
+        if done.returncode != 0:
+            fail(f"quorvactl {' '.join(words)} ended with {done.returncode}:\n{done.stdout}\n{self.server.output()}")
+        return done.stdout
+
+    def service(self, unit):
+        """Runs a unit for backups to its end, and returns what its status shows."""
+        program, *words = backup_arguments(self.root, unit, self.state)
+        expect("the unit's program", os.path.basename(program), "quorvactl")
+        return self.tool(*words)
+
+    def status(self):
+        return json.loads(self.tool("status", "--json"))
+
+    def put(self, day):
+        self.tool("put", "main|orders", "customer=S:day", f"date=S:{day}")
+
+    def items(self, table="main|orders"):
+        """All of them, without the data files that a scan would create."""
+        return [line for hash_key in [*CUSTOMERS, "day"] for line in self.tool("query", table, hash_key).splitlines()]
+
+
+def newer(package, scratch):
+    """The package with a later version, as the next release would have it."""
+    tree = os.path.join(scratch, "newer")
+    run(["dpkg-deb", "-R", package, tree])
+    control = os.path.join(tree, "DEBIAN/control")
+    with open(control, encoding="utf-8") as file:
+        text = re.sub(r"^Version: .*$", "Version: 99.0", file.read(), flags=re.MULTILINE)
+    with open(control, "w", encoding="utf-8") as file:
+        file.write(text)
+    path = os.path.join(scratch, "quorva_99.0_newer.deb")
+    run(["dpkg-deb", "-Znone", "--root-owner-group", "-b", tree, path])
+    return path
+
+
+def load(machine):
+    lines = "".join(f'{{"customer":{{"S":"{CUSTOMERS[n % len(CUSTOMERS)]}"}},"date":{{"S":"{n:06}"}},"total":{{"N":"{n}"}}}}\n'
+                    for n in range(LOADED))
+    machine.tool("create-table", "main|orders", "customer", "date")
+    machine.tool("import", "main|orders", input=lines)
+    expect("what was loaded", sorted(machine.items()), sorted(lines.splitlines()))
+
+
+def watch(machine):
+    """Status, its screen, and the figures for Prometheus tell the same."""
+    environments = machine.status()["Environments"]
+    expect("the open directory", [one["Directory"] for one in environments], [os.path.realpath(machine.state) + "/main"])
+    expect("the open table", environments[0]["OpenTables"], ["orders"])
+    puts = {tuple(map(one.get, ("Operation", "Outcome"))): one["Count"] for one in machine.status()["Requests"]}
+    batches = puts["BatchWriteItem", "Success"]
+    if not 0 < batches < LOADED:
+        fail(f"{batches} batches")
+    screen = machine.tool("top", "--interval", "0.1", "--count", "1")
+    expect("a line of top", bool(re.search(r"^BatchWriteItem ", screen, re.MULTILINE)), True)
+    with gateway(machine.root, machine.server.port, machine.scratch) as address:
+        opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+        with opener.open(f"http://{address}/metrics", timeout=DEADLINE) as reply:
+            figures = reply.read().decode()
+        with opener.open(f"http://{address}/health", timeout=DEADLINE) as reply:
+            expect("the health", reply.status, 200)
+    expect("the batches in /metrics",
+           f'quorva_requests_total{{operation="BatchWriteItem",outcome="Success"}} {batches}\n' in figures, True)
+
+
+def upgrade(machine, package):
+    """While it runs: it goes on until it is restarted, with everything."""
+    process = machine.server.process.pid
+    machine.install(package)
+    expect("what is installed", run(["dpkg-query", f"--admindir={machine.root.path}/var/lib/dpkg", "-W",
+                                     "-f=${Version}", "quorva"]), "99.0")
+    expect("the process after the upgrade", machine.status()["Server"]["ProcessId"], process)
+    expect("its program", os.readlink(f"/proc/{process}/exe").endswith(" (deleted)"), True)
+    expect("the end", machine.server.stop(), -15)
+    machine.start()
+    expect("the items of the new one", len(machine.items()), LOADED)
+
+
+def nights(machine):
+    """Each day a new item, each night a copy. The clock of the copies' names is the one that was set."""
+    names = []
+    for day in range(NIGHTS):
+        machine.put(day)
+        machine.clock.advance(days=1)
+        line = machine.service("quorva-backup")
+        names.append(line.split(", ")[0].rpartition("/")[2])
+        expect(f"the line of night {day}", f"1 table with {LOADED + day + 1} items" in line, True)
+    expect("names of the copies", names[0], "2033-05-19T080000Z")
+    copies = sorted(os.path.basename(path) for path in glob.glob(f"{machine.state}/backup/main/*Z"))
+    expect("copies that are kept", copies, names[-KEPT:])
+
+
+def full_disk(machine):
+    """Nothing that was acknowledged is lost, nothing old is pruned, and the next night is good again."""
+    copies = sorted(os.listdir(f"{machine.state}/backup/main"))
+    main = os.path.realpath(f"{machine.state}/main")
+    with open(os.path.join(machine.scratch, "full"), "w", encoding="utf-8") as file:
+        file.write(main)
+    os.rename(file.name, os.path.join(machine.disk, "full"))
+    refused = machine.attempt("put", "main|orders", "customer=S:day", "date=S:no room")
+    expect("a put without room", refused.returncode, 1)
+    expect("its message", "InternalServerError" in refused.stdout, True)
+    expect("the log's line", "No space left on device" in machine.server.log_text(), True)
+    machine.clock.advance(days=1)
+    program, *words = backup_arguments(machine.root, "quorva-backup", machine.state)
+    expect("the unit without room", machine.attempt(*words).returncode, 1)
+    left = [name for name in sorted(os.listdir(f"{machine.state}/backup/main")) if name in copies]
+    expect("copies after a night without room", left, copies)
+    os.remove(os.path.join(machine.disk, "full"))
+    # What the log's line is answered with: room, then a restart.
+    expect("the end", machine.server.stop(), -15)
+    machine.start()
+    machine.put("room again")
+    machine.service("quorva-backup")
+
+
+def crash(machine):
+    """Killed while it takes writes: what was acknowledged is there after the restart, and the shipping goes on."""
+    before = machine.items()
+    machine.put("before the crash")
+    machine.server.kill()
+    expect("a put meanwhile", machine.attempt("put", "main|orders", "customer=S:day", "date=S:down").returncode, 2)
+    machine.start()
+    expect("items after the crash", len(machine.items()), len(before) + 1)
+    expect("the shipping", ": log files are shipped to " in machine.service("quorva-backup-resume"), True)
+
+
+def mistake(machine):
+    """At noon somebody truncates the table. It is noticed in the evening, and everything until ten minutes before is
+    back, with what was written since."""
+    machine.clock.advance(minutes=3 * 60)
+    machine.put("ten minutes before")
+    kept = machine.items()
+    until = machine.clock.now
+    machine.clock.advance(minutes=10)
+    machine.tool("truncate", "main|orders", "--yes")
+    machine.clock.advance(minutes=30)
+    machine.put("after the mistake")
+    machine.clock.advance(days=1)
+    machine.service("quorva-backup")
+    line = machine.tool("restore", "backup/main", "noon", "--until", str(until))
+    expect("the restore", f"restored 1 table with {len(kept)} items to noon" in line, True)
+    expect("what was restored", machine.items("noon|orders"), kept)
+    machine.tool("import", "main|orders", input="\n".join(machine.items("noon|orders")) + "\n")
+    expect("what is there in the end", len(machine.items()), len(kept) + 1)
+    machine.tool("drop-table", "noon|orders", "--yes")
+
+
+def switch(machine):
+    """The server is lost the morning after a night; the standby has that night's state and serves it."""
+    machine.tool("standby", "backup/main", "standby")
+    machine.clock.advance(days=1)
+    machine.service("quorva-backup")
+    items = machine.items()
+    machine.server.kill()
+    os.rename(f"{machine.state}/main", f"{machine.state}/lost")
+    line = machine.tool("standby", "backup/main", "standby", "--switch")
+    expect("the switch", f"servers can open standby, with 1 table with {len(items)} items" in line, True)
+    machine.tool("init", "standby", "--force")
+    machine.start()
+    expect("the items of the standby", machine.items("standby|orders"), items)
+    machine.tool("put", "standby|orders", "customer=S:day", "date=S:after the switch")
+    expect("the end", machine.server.stop(), -15)
+    expect("the check", f"orders: {len(items) + 1} items" in machine.tool("check", "standby"), True)
+
+
+def main(build, clock, disk):
+    with tempfile.TemporaryDirectory(prefix="quorva-day-") as scratch:
+        package = build_packages(build, scratch, "-D", "CPACK_COMPONENTS_ALL=server")["quorva"]
+        next_package = newer(package, scratch)
+        machine = Machine(scratch, clock, disk)
+        try:
+            machine.install(package)
+            expect("the unit's directory", unit_settings(machine.root, "quorva")["StateDirectory"], ["quorva"])
+            machine.start()
+            load(machine)
+            watch(machine)
+            upgrade(machine, next_package)
+            nights(machine)
+            full_disk(machine)
+            crash(machine)
+            mistake(machine)
+            switch(machine)
+        finally:
+            if machine.server is not None:
+                machine.server.clean_up()
+
+
+run_main(main, *sys.argv[1:])

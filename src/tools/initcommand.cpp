@@ -14,7 +14,7 @@ namespace Ctl {
 
 namespace {
 
-int fail(const std::string& error, const std::string& advice)
+int failed(const std::string& error, const std::string& advice)
 {
     std::vector<std::string> details;
     if (!advice.empty())
@@ -61,13 +61,13 @@ int InitCommand::run(const ServerAddress&)
     TableDirectory directory(directory_);
     std::string advice;
     if (const std::string error = directory.look(cache, &advice); !error.empty())
-        return fail(error, advice);
+        return failed(error, advice);
     if (directory.isReady())
         return ExitOk;
     if (!directory.isEmpty() && !force_)
         return leaveAlone(directory_, directory);
     if (const std::string error = directory.make(); !error.empty())
-        return fail(error, {});
+        return failed(error, {});
     return ExitOk;
 }
 

@@ -20,7 +20,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::string_view Guard =
+constexpr std::string_view StandbyGuard =
     "# A standby that quorvactl keeps up to date from a backup. This file keeps servers from opening it.\n"
     "# For one to take over, use: quorvactl standby --switch\n"
     "quorvactl_standby ";
@@ -30,7 +30,7 @@ constexpr const char* StageNames[] = {"making", "following", "switching"}; // by
 std::string write(const StandbyProgress& progress)
 {
     std::ostringstream text;
-    text << Guard << StageNames[progress.stage] << ' ' << progress.first << ' ' << progress.last << ' ' << progress.end;
+    text << StandbyGuard << StageNames[progress.stage] << ' ' << progress.first << ' ' << progress.last << ' ' << progress.end;
     if (progress.until)
         text << ' ' << *progress.until;
     text << '\n';
@@ -41,7 +41,7 @@ bool read(std::string_view text, StandbyProgress* progress)
 {
     if (!StandbyTarget::isGuard(text))
         return false;
-    std::istringstream words{std::string(text.substr(Guard.size()))};
+    std::istringstream words{std::string(text.substr(StandbyGuard.size()))};
     std::string stage;
     if (!(words >> stage >> progress->first >> progress->last >> progress->end))
         return false;
@@ -60,7 +60,7 @@ bool read(std::string_view text, StandbyProgress* progress)
 
 bool StandbyTarget::isGuard(std::string_view config)
 {
-    return config.starts_with(Guard);
+    return config.starts_with(StandbyGuard);
 }
 
 StandbyTarget::StandbyTarget(const fs::path& directory) : given_(directory), directory_(resolvedPath(directory)) {}

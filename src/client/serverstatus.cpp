@@ -92,6 +92,13 @@ ServerStatus::SlowRequest readSlowRequest(const QVariantMap& request)
             textIn(request, "Peer")};
 }
 
+ServerStatus::FailedRequest readFailedRequest(const QVariantMap& request)
+{
+    return {secondsIn(request, "Time"), textIn(request, "Operation"), textIn(request, "Outcome"),
+            countIn(request, "Result"), textIn(request, "Table"),     textIn(request, "Keys"),
+            textIn(request, "Peer")};
+}
+
 ServerStatus::Environment readEnvironment(const QVariantMap& map)
 {
     ServerStatus::Environment environment;
@@ -122,6 +129,9 @@ ServerStatus::Environment readEnvironment(const QVariantMap& map)
     environment.backupTarget = textIn(backup, "Target");
     environment.backupSince = secondsIn(backup, "Since");
     environment.backupUntil = secondsIn(backup, "Until");
+    const QVariantMap logHeld = mapIn(map, "LogHeld");
+    environment.logHeldFor = textIn(logHeld, "Target");
+    environment.logHeldSince = secondsIn(logHeld, "Since");
     return environment;
 }
 
@@ -146,6 +156,8 @@ ServerStatus ServerStatus::of(const QVariantMap& reply)
         requests.latencies.bounds = countsIn(reply, "LatencyBounds");
     status.slowRequests = listIn(reply, "SlowRequests", readSlowRequest);
     status.slowRequestCount = countIn(reply, "SlowRequestCount");
+    status.failedRequests = listIn(reply, "FailedRequests", readFailedRequest);
+    status.failedRequestCount = countIn(reply, "FailedRequestCount");
     status.environments = listIn(reply, "Environments", readEnvironment);
     return status;
 }

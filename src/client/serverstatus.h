@@ -78,6 +78,18 @@ struct ServerStatus {
     std::vector<SlowRequest> slowRequests; // the latest, newest first
     qint64 slowRequestCount = 0;           // of all times
 
+    struct FailedRequest {
+        double time = 0;
+        QString operation;
+        QString outcome;
+        qint64 result = 0; // the number in the server's log
+        QString table;
+        QString keys;
+        QString peer;
+    };
+    std::vector<FailedRequest> failedRequests; // the latest, newest first
+    qint64 failedRequestCount = 0;             // of all times
+
     struct Environment {
         QString directory;
         QStringList openTables;
@@ -102,6 +114,8 @@ struct ServerStatus {
         QString backupTarget;
         double backupSince = 0;
         double backupUntil = 0;
+        QString logHeldFor; // the backup that checkpoints keep all log files for, whether or not it runs
+        double logHeldSince = 0;
     };
     std::vector<Environment> environments;
 

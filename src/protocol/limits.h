@@ -7,7 +7,10 @@ namespace Limits {
 /** The number of records that a Query or Scan without a "Limit" examines for one page. */
 inline constexpr int PageItems = 128;
 
-/** The largest item that can be read back: 512 KiB of JSON text, without its keys. Larger ones can be written. */
+/**
+ * The largest item that can be read back: 512 KiB of JSON text, without its keys. Larger ones can be written, except by
+ * a Commit.
+ */
 inline constexpr int ItemBytes = 0x80000;
 
 /**

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -94,6 +95,26 @@ QVariantMap treeOf(QVariant item)
     return item.toMap();
 }
 
+template <typename Name> bool isTypeName(const Name& name)
+{
+    return !name.isEmpty() && std::all_of(name.begin(), name.end(), [](auto c) { return c >= 'A' && c <= 'Z'; });
+}
+
+bool isTyped(const QVariant& value)
+{
+    const QVariantMap map = value.toMap();
+    return map.size() == 1 && isTypeName(map.firstKey());
+}
+
+/** The same for canonical text; `members` is used for nothing else, and saves an allocation for each value. */
+bool isTyped(QByteArrayView value, std::vector<Json::MemberText>* members)
+{
+    if (Json::splitObject(value, members))
+        return members->size() == 1 && isTypeName(members->front().name);
+    QVariant tree; // it nests deeply, or is no object
+    return Json::parse(value.toByteArray(), &tree) && isTyped(tree);
+}
+
 } // namespace
 
 int Records::takeKeys(const KeySchema& schema, QVariant item, QByteArray* hashKey, QByteArray* rangeKey,
@@ -123,4 +144,19 @@ bool Records::storeWithoutKeys(const KeySchema& schema, const QVariant& item, QB
     *stored = Json::serialize(tree);
     return !tree.contains(schema.hash.value(u"AttributeName"_s).toString()) &&
            !tree.contains(schema.range.value(u"AttributeName"_s).toString());
+}
+
+std::optional<QString> Records::findUntyped(const QVariant& item)
+{
+    if (isSplit(item)) {
+        std::vector<Json::MemberText> members;
+        for (const Json::MemberText& attribute : splitOf(item).members) {
+            if (!isTyped(attribute.value, &members))
+                return QString(attribute.name);
+        }
+        return std::nullopt;
+    }
+    const QVariantMap tree = item.toMap();
+    const auto found = std::find_if_not(tree.begin(), tree.end(), [](const QVariant& value) { return isTyped(value); });
+    return found == tree.end() ? std::nullopt : std::optional(found.key());
 }

@@ -2,7 +2,10 @@
 #define QUORVA_RECORDS_ITEMKEYS_H
 
 #include <QByteArray>
+#include <QString>
 #include <QVariant>
+
+#include <optional>
 
 struct KeySchema;
 
@@ -23,6 +26,13 @@ namespace Records {
  * is not an object. Pure; any thread.
  */
 [[nodiscard]] bool storeWithoutKeys(const KeySchema& schema, const QVariant& item, QByteArray* stored);
+
+/**
+ * The name of the first attribute of an item whose value is not an object with one member, named in capital letters for
+ * its type: {"S": "x"}, {"M": {...}}, {"BOOL": true}. Whether what is in it fits the type is not looked at. Unset if
+ * there is none; the item is one that storeWithoutKeys() has taken. Pure; any thread.
+ */
+[[nodiscard]] std::optional<QString> findUntyped(const QVariant& item);
 
 } // namespace Records
 

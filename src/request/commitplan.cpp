@@ -1,5 +1,6 @@
 #include "request/commitplan.h"
 
+#include "protocol/limits.h"
 #include "records/itemkeys.h"
 #include "records/lists.h"
 #include "records/requeststatus.h"
@@ -89,6 +90,22 @@ Refusal readEntry(const QVariantMap& body, std::size_t number, CommitEntry* entr
     return {};
 }
 
+/** Reads the item to be put. Others may read it for years, so it is checked more strictly than that of a PutItem. */
+Refusal readPut(const KeySchema& schema, std::size_t number, CommitEntry* entry)
+{
+    const QVariant item = std::exchange(entry->put, {});
+    if (!Records::storeWithoutKeys(schema, item, &entry->stored))
+        return invalid(number, u"\"Put\" must be an object without the table's key attributes."_s);
+    if (const auto attribute = Records::findUntyped(item))
+        return invalid(number, u"the value of attribute \"%1\" must be an object with its type, such as {\"S\": "
+                               "\"...\"}."_s.arg(*attribute));
+    if (entry->stored.size() > Limits::ItemBytes)
+        return invalid(
+            number, u"the item has %1 bytes of JSON, and more than %2 cannot be read back."_s.arg(entry->stored.size())
+                        .arg(Limits::ItemBytes));
+    return {};
+}
+
 } // namespace
 
 std::optional<CommitRefusal> Requests::readCommit(const RequestBody& body, std::vector<CommitEntry>* entries)
@@ -122,9 +139,10 @@ std::optional<CommitRefusal> Requests::openCommit(TableContext& table, std::vect
                 return failed(rc);
             loaded = entry.tableName;
         }
-        if (entry.action == CommitAction::Put &&
-            !Records::storeWithoutKeys(table.keySchema().value(), std::exchange(entry.put, {}), &entry.stored))
-            return invalid(i, u"\"Put\" must be an object without the table's key attributes."_s);
+        if (entry.action == CommitAction::Put) {
+            if (auto refusal = readPut(table.keySchema().value(), i, &entry))
+                return refusal;
+        }
         if (const int rc = Records::findPlace(table, entry.tableName, &entry.place))
             return failed(rc);
         const auto [other, isNew] = seen.try_emplace({entry.place.db, entry.place.key}, i);

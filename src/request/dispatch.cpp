@@ -84,11 +84,14 @@ const Handler* findHandler(BDBRequest& request)
     return request.operationNumber < std::size(Handlers) ? &Handlers[request.operationNumber] : nullptr;
 }
 
-/** The table that the request names; of a batch the first one. */
+/** The table that the request names, or the directory; of a batch the first table. */
 QByteArray firstTableOf(const BDBRequest& request)
 {
     const QVariantMap batch = request.parsedBody.value("RequestItems"_L1).toMap();
-    return batch.isEmpty() ? request.tableName() : batch.firstKey().toUtf8();
+    if (!batch.isEmpty())
+        return batch.firstKey().toUtf8();
+    const QByteArray table = request.tableName();
+    return table.isEmpty() ? request.parsedBody.value("Directory"_L1).toString().toUtf8() : table;
 }
 
 } // namespace

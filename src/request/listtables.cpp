@@ -30,12 +30,12 @@ int refuseDirectory(BDBRequest& request, const QString& directory, int error)
     case ENOTDIR:
         return refuse(request, StatusNotFound, u"\"%1\" is not a directory."_s.arg(directory));
     case E2BIG:
-        return refuse(request, StatusInternalError,
+        return refuse(request, StatusInvalidRequest,
                       u"\"%1\" has more than %2 files, counting those of directories below it and behind links. Name "
                       "the directory that holds the tables."_s.arg(directory)
                           .arg(Records::MostListedFiles));
     case ENOTSUP:
-        return refuse(request, StatusInternalError,
+        return refuse(request, StatusInvalidRequest,
                       u"\"%1\" shows the state of the kernel; no tables can be in it."_s.arg(directory));
     default:
         return refuse(request, StatusInternalError,

@@ -100,6 +100,9 @@ QVariantMap describe(const EnvironmentStatus& status)
                             {"Flushes", number(status.flushes)},
                             {"Backup", backupOf(status.backup)}};
     insertTime("LastCheckpoint", status.lastCheckpoint, &environment);
+    if (status.logHolder)
+        environment.insert("LogHeld", QVariantMap{{"Target", QString::fromUtf8(status.logHolder->target)},
+                                                  {"Since", seconds(status.logHolder->since)}});
     if (status.engine)
         insertEngine(*status.engine, &environment);
     return environment;

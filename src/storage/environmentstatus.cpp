@@ -24,6 +24,7 @@ EnvironmentStatus statusOf(BDBEnv* env)
     status.flushes = activity.flushes;
     status.lastCheckpoint = activity.lastCheckpoint;
     status.backup = env->backupStatus();
+    status.logHolder = env->logHold().holder();
     return status;
 }
 

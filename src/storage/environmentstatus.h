@@ -3,6 +3,7 @@
 
 #include "storage/bdbhotbackup.h"
 #include "storage/enginefigures.h"
+#include "storage/loghold.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
@@ -24,7 +25,8 @@ struct EnvironmentStatus {
     std::uint64_t flushes = 0;
     std::optional<std::chrono::system_clock::time_point> lastCheckpoint;
     BDBBackupStatus backup;
-    std::optional<EngineFigures> engine; // the latest that are known
+    std::optional<LogHold::Holder> logHolder; // whom checkpoints keep the log files for
+    std::optional<EngineFigures> engine;      // the latest that are known
 
     /**
      * Of all registered environments, in the order of their directories. Waits a fifth of a second at most for

@@ -13,6 +13,22 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+using SystemTime = std::chrono::system_clock::time_point;
+
+SystemTime systemTime(fs::file_time_type time)
+{
+    return std::chrono::time_point_cast<SystemTime::duration>(fs::file_time_type::clock::to_sys(time));
+}
+
+fs::file_time_type fileTime(SystemTime time)
+{
+    return fs::file_time_type::clock::from_sys(time);
+}
+
+} // namespace
+
 int LogHold::open(const fs::path& home, bool removesUnneeded)
 {
     home_ = home;
@@ -25,17 +41,24 @@ int LogHold::open(const fs::path& home, bool removesUnneeded)
         return 0;
     if (target.ends_with('\n'))
         target.pop_back();
-    holder_ = QByteArray::fromStdString(target);
-    return rc;
+    if (rc != 0)
+        return rc;
+    std::error_code error;
+    const fs::file_time_type written = fs::last_write_time(home_ / BackupNames::HoldFile, error);
+    holder_ = Holder{QByteArray::fromStdString(target), systemTime(written)};
+    return error.value();
 }
 
 int LogHold::take(const QByteArray& target, Beginning beginning)
 {
     const std::lock_guard lock(mutex_);
-    if (const int rc = write(target))
+    const bool isSame = holder_ && holder_->target == target;
+    const Holder next{target, isSame && beginning == Shipping ? holder_->since : std::chrono::system_clock::now()};
+    if (const int rc = write(next))
         return rc;
-    previous_ = std::exchange(holder_, target);
-    if (beginning == Copy && previous_ == holder_)
+    previous_ = holder_;
+    setHolder(next);
+    if (beginning == Copy && isSame)
         previous_.reset(); // if the copy fails, its target holds nothing that could be continued
     return 0;
 }
@@ -50,7 +73,7 @@ void LogHold::fail()
 {
     const std::lock_guard lock(mutex_);
     if (write(previous_) == 0)
-        holder_ = std::exchange(previous_, {});
+        setHolder(std::exchange(previous_, {}));
 }
 
 void LogHold::release()
@@ -58,13 +81,19 @@ void LogHold::release()
     const std::lock_guard lock(mutex_);
     previous_.reset();
     if (write({}) == 0)
-        holder_.reset();
+        setHolder({});
 }
 
-std::optional<QByteArray> LogHold::holder() const
+std::optional<LogHold::Holder> LogHold::holder() const
 {
-    const std::lock_guard lock(mutex_);
-    return holder_;
+    const std::lock_guard lock(holderMutex_);
+    return removesUnneeded_ ? holder_ : std::nullopt;
+}
+
+void LogHold::setHolder(const std::optional<Holder>& holder)
+{
+    const std::lock_guard lock(holderMutex_);
+    holder_ = holder;
 }
 
 bool LogHold::Removal::isAllowed() const
@@ -73,7 +102,7 @@ bool LogHold::Removal::isAllowed() const
 }
 
 /** Records on disk who holds the log. */
-int LogHold::write(const std::optional<QByteArray>& holder)
+int LogHold::write(const std::optional<Holder>& holder)
 {
     if (!removesUnneeded_)
         return 0;
@@ -82,8 +111,9 @@ int LogHold::write(const std::optional<QByteArray>& holder)
     std::error_code error;
     int rc = 0;
     if (holder) {
-        rc = Base::writeToDisk(draft, holder->toStdString() + '\n');
+        rc = Base::writeToDisk(draft, holder->target.toStdString() + '\n');
         if (rc == 0) {
+            fs::last_write_time(draft, fileTime(holder->since), error); // ignored: then it is when this was written
             fs::rename(draft, file, error);
             rc = error.value();
         }

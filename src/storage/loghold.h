@@ -3,6 +3,7 @@
 
 #include <QByteArray>
 
+#include <chrono>
 #include <filesystem>
 #include <mutex>
 #include <optional>
@@ -45,8 +46,13 @@ public:
     /** No backup wants the log files. A file that cannot be removed is one WARN line, and holds the log. */
     void release();
 
-    /** The target of the backup that holds the log; unset if none does. */
-    std::optional<QByteArray> holder() const;
+    /** The backup for which the log is kept. */
+    struct Holder {
+        QByteArray target;
+        std::chrono::system_clock::time_point since; // also across ends of the server: when the file was written
+    };
+    /** Unset if no backup holds the log, or if that has no effect in the directory. Waits for nothing. */
+    std::optional<Holder> holder() const;
 
     /** Keeps backups from beginning while a checkpoint decides and removes log files. */
     class Removal {
@@ -61,13 +67,16 @@ public:
     };
 
 private:
-    int write(const std::optional<QByteArray>& holder);
+    int write(const std::optional<Holder>& holder);
 
-    mutable std::mutex mutex_;
+    void setHolder(const std::optional<Holder>& holder);
+
+    std::mutex mutex_;               // held while files are written and removed
+    mutable std::mutex holderMutex_; // held briefly, last in the lock order
     std::filesystem::path home_;
     bool removesUnneeded_ = false;
-    std::optional<QByteArray> holder_;   // guarded by mutex_
-    std::optional<QByteArray> previous_; // guarded by mutex_; who held it before, until settle()
+    std::optional<Holder> holder_;   // written under both mutexes, read under either
+    std::optional<Holder> previous_; // guarded by mutex_; who held it before, until settle()
 };
 
 #endif

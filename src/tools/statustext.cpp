@@ -1,6 +1,8 @@
 #include "tools/statustext.h"
 
+#include "tools/failedrequesttext.h"
 #include "tools/slowrequesttext.h"
+#include "tools/terminaltext.h"
 #include "tools/textcolumns.h"
 #include "tools/units.h"
 
@@ -89,6 +91,9 @@ std::string backup(const ServerStatus::Environment& environment)
         text += ", since " + Units::date(environment.backupSince);
     if (environment.backupUntil > 0)
         text += ", holds all until " + Units::date(environment.backupUntil);
+    if (environment.logHeldSince > 0 && environment.logHeldFor != environment.backupTarget)
+        text += "; all log files are kept for " + TerminalText::escaped(environment.logHeldFor).toStdString() +
+                " since " + Units::date(environment.logHeldSince);
     return text;
 }
 
@@ -143,6 +148,7 @@ QByteArray of(const std::string& address, const ServerStatus& status)
     if (status.environments.empty())
         appendBlock({"no environment is open"}, &text);
     appendBlock(SlowRequestText::lines(status, status.slowRequests), &text);
+    appendBlock(FailedRequestText::lines(status), &text);
     return text.mid(1);
 }
 

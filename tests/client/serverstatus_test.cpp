@@ -74,6 +74,21 @@ TEST(ServerStatus, HasSlowRequestsNewestFirst)
     EXPECT_EQ(status.slowRequestCount, 33);
 }
 
+TEST(ServerStatus, HasFailedRequestsNewestFirst)
+{
+    const ServerStatus status = ServerStatus::of(sampleStatus());
+    ASSERT_EQ(status.failedRequests.size(), 2U);
+    const ServerStatus::FailedRequest& newest = status.failedRequests.front();
+    EXPECT_EQ(newest.time, 1795356799);
+    EXPECT_EQ(newest.operation, "GetItem");
+    EXPECT_EQ(newest.outcome, "InternalServerError");
+    EXPECT_EQ(newest.result, 12);
+    EXPECT_EQ(newest.table, "shop|orders");
+    EXPECT_EQ(newest.keys, "\"k\u001b[2J\" \"1\"");
+    EXPECT_EQ(newest.peer, "127.0.0.1:51236");
+    EXPECT_EQ(status.failedRequestCount, 19);
+}
+
 TEST(ServerStatus, HasEnvironments)
 {
     const ServerStatus status = ServerStatus::of(sampleStatus());
@@ -92,6 +107,9 @@ TEST(ServerStatus, HasEnvironments)
     EXPECT_EQ(shop.backupTarget, "/backup/shop");
     EXPECT_EQ(std::tie(shop.backupSince, shop.backupUntil), std::tuple(1795356730, 1795356810));
     EXPECT_EQ(status.environments.back().backupUntil, 0);
+    EXPECT_EQ(shop.logHeldFor, "");
+    EXPECT_EQ(status.environments.back().logHeldFor, "/backup/held");
+    EXPECT_EQ(status.environments.back().logHeldSince, 1795356720);
 }
 
 TEST(ServerStatus, WhatIsMissingIsZeroOrEmpty)

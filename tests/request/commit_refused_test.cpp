@@ -87,6 +87,59 @@ TEST_F(CommitRefused, PuttingWhatIsNoItemWithoutKeys)
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
+TEST_F(CommitRefused, PuttingValuesWithoutAType)
+{
+    const QString reason = "the value of attribute \"a\" must be an object with its type, such as {\"S\": \"...\"}.";
+    Caller caller(server_);
+    const auto putText = [&](const char* item) {
+        return caller.requestText("Quorva_1.Commit",
+                                  "{\"Entries\":[" + Json::serialize(putEntry("k", "first", One)) +
+                                      ",{\"TableName\":\"" + tableName().toUtf8() +
+                                      R"(","Key":{"HashKeyElement":{"S":"k"},"RangeKeyElement":{"S":"1"}},"Put":)" +
+                                      item + "}]}");
+    };
+    for (const char* item :
+         {R"({"a":"x"})", R"({"a":5})", R"({"a":2.5})", R"({"a":true})", R"({"a":null})", R"({"a":["x"]})",
+          R"({"a":{}})", R"({"a":{"":"x"}})", R"({"a":{"s":"x"}})", R"({"a":{"S":"x","N":"1"}})", R"({"a":{"S1":"x"}})",
+          R"({"a":{"ß":"x"}})", R"({"Z":{"S":"x"},"a":"x"})", R"({"b":{"S":"x"}, "a" : "x"})"}) {
+        EXPECT_EQ(putText(item), invalid("Entry 1: " + reason)) << item;
+        EXPECT_EQ(get("k", "first"), okReply());
+    }
+    for (const char* item :
+         {R"({})", R"({"a":{"BOOL":true},"b":{"NULL":true},"c":{"M":{"d":{"L":[{"N":"1"},{"S":""}]}}},"d":{"L":[]}})",
+          R"({"a":{"M":{}},"b":{"SS":["x"]},"c":{"NS":["1"]},"d":{"BS":["eA=="]},"e":{"B":"eA=="},"f":{"Z":"packed"}})",
+          R"({ "a" : {"L" : [{"M": {"x": {"NULL": true}}}]} })"}) {
+        EXPECT_EQ(putText(item), okReply()) << item;
+        QVariant sent;
+        ASSERT_TRUE(Json::parse(item, &sent));
+        EXPECT_EQ(get("k", "1"), found(sent.toMap()));
+        EXPECT_EQ(remove("k", "first").value("__rc"), QVariant(200LL));
+    }
+    const int deep = 200;
+    const QByteArray nested =
+        R"({"a":)" + QByteArray(R"({"L":[)").repeated(deep) + QByteArray("]}").repeated(deep) + "}";
+    EXPECT_EQ(putText(nested.constData()), okReply());
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
+TEST_F(CommitRefused, PuttingWhatCannotBeReadBack)
+{
+    const auto itemOf = [](qsizetype bytes) { // of JSON
+        return QVariantMap{{"a", textValue(QString(bytes - qsizetype(sizeof R"({"a":{"S":""}})" - 1), u'x'))}};
+    };
+    const QVariantMap largest = itemOf(524288);
+    expectInvalid(putEntry("k", "1", itemOf(524289)),
+                  "the item has 524289 bytes of JSON, and more than 524288 cannot be read back.");
+    EXPECT_EQ(commit({putEntry("k", "1", largest)}), okReply());
+    EXPECT_EQ(get("k", "1"), found(largest));
+    EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}}).value("Count"),
+              QVariant(1LL));
+    const QVariantMap wide{{"a", textValue(QString(262'140, u'\u00e4'))}}; // two bytes each
+    expectInvalid(putEntry("k", "2", wide),
+                  "the item has 524294 bytes of JSON, and more than 524288 cannot be read back.");
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
 TEST_F(CommitRefused, NamingAnItemTwice)
 {
     expectInvalid(deleteEntry("k", "first"), "it names the same item as entry 0.");
@@ -128,8 +181,8 @@ TEST_F(CommitRefused, InADirectoryThatDoesNotExist)
 TEST_F(CommitRefused, ToANameThatNoTableCanHave)
 {
     EXPECT_EQ(commit({merged(putEntry("k", "1", One), {{"TableName", tableName("../t")}})}), internalErrorReply());
-    EXPECT_THAT(takeComplaints(),
-                ElementsAre("[CRIT] bdb # Failed to open DB dbpath: ../t dbname meta rc 22 flags 289", composeError(12)));
+    EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to open DB dbpath: ../t dbname meta rc 22 flags 289",
+                                              composeError(12)));
 }
 
 } // namespace

@@ -8,7 +8,7 @@ using testing::IsEmpty;
 
 QVariantMap refused(const QString& message)
 {
-    return merged(internalErrorReply(), {{"message", message}});
+    return merged(invalidRequestReply(), {{"message", message}});
 }
 
 } // namespace
@@ -27,7 +27,7 @@ TEST_F(ListTables, WhatShowsTheKernelsStateHasNoTables)
     for (const char* directory : {"/proc", "/proc/self", "/sys"})
         EXPECT_EQ(list(directory),
                   refused('"' + QString(directory) + "\" shows the state of the kernel; no tables can be in it."));
-    EXPECT_THAT(takeComplaints(), testing::Each(testing::StrEq(composeError(2))));
+    EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
 TEST_F(ListTables, ALargeDirectoryIsRefusedWithItsLimit)

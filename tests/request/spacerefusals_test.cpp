@@ -31,7 +31,7 @@ protected:
 TEST_F(SpaceRefusals, NamesThatNoTableCanHave)
 {
     createTable(tableName());
-    const auto before = contentsOf(home());
+    const auto before = namesIn(home());
     for (const auto& [name, reason] : std::vector<std::pair<QString, QString>>{
              {"", "the table's name is empty"},
              {".", "the table's name has a component \".\" or \"..\""},
@@ -49,7 +49,7 @@ TEST_F(SpaceRefusals, NamesThatNoTableCanHave)
     }
     for (const char* operation : SpaceOperations)
         EXPECT_EQ(request(operation, {{"Partition", 0}}), invalid("The parameter \"TableName\" is missing."));
-    EXPECT_EQ(contentsOf(home()), before);
+    EXPECT_EQ(namesIn(home()), before);
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 

@@ -89,6 +89,31 @@ TEST_F(StatusEnvironments, TellTheirBackup)
     EXPECT_TRUE(waitUntil([&] { return environment().value("Backup") == QVariantMap{{"State", "none"}}; }));
 }
 
+TEST_F(StatusEnvironments, TellForWhichBackupTheLogIsKeptAlsoAfterARestart)
+{
+    std::ofstream(home() + "/DB_CONFIG") << "#quorva remove_unneeded_logs on\n";
+    createTable(tableName());
+    EXPECT_FALSE(environment().contains("LogHeld"));
+    const std::string target = makeDirectory("backup");
+    std::ofstream(target + '/' + BackupNames::Marker) << "";
+    request("UpdateTable", {{"TableName", tableName()},
+                            {"ProvisionedThroughput", QVariantMap{{"DbBackup", QString::fromStdString(target)}}}});
+    ASSERT_TRUE(waitUntil([&] { return environment().value("Backup").toMap().value("State") == "shipping"; }));
+    const double since = environment().value("Backup").toMap().value("Since").toDouble();
+    const QVariantMap held = environment().value("LogHeld").toMap();
+    EXPECT_EQ(held.value("Target"), QString::fromStdString(target));
+    EXPECT_NEAR(held.value("Since").toDouble(), since, 60) << "begun with the backup";
+
+    restartServer();
+    describe(tableName());
+    EXPECT_EQ(environment().value("Backup"), (QVariantMap{{"State", "none"}}));
+    EXPECT_EQ(environment().value("LogHeld"), held);
+    EXPECT_EQ(request("Quorva_1.DescribeBackup", {{"TableName", tableName()}}),
+              okReply({{"Backup", QVariantMap{{"State", "none"}}}}));
+    request("UpdateTable", {{"TableName", tableName()}, {"ProvisionedThroughput", QVariantMap{{"StopDbBackup", "1"}}}});
+    EXPECT_FALSE(environment().contains("LogHeld"));
+}
+
 class StatusHeldDisk : private WithHeldDisk, public StatusEnvironments {
 protected:
     StatusHeldDisk() : StatusEnvironments({.environment = disk_.environment(QUORVA_HELDDISK_LIBRARY)}) {}

@@ -32,6 +32,12 @@ inline const QByteArray SampleStatus = R"({
         {"Time": 1795356790.0, "Operation": "PutItem", "Table": "shop|orders", "Keys": "k\u001b[2J", "Milliseconds": 900,
          "QueueMilliseconds": 0, "LockMilliseconds": 0, "DiskMilliseconds": 0, "FlushMilliseconds": 890, "Items": 1, "Retries": 0,
          "Peer": "127.0.0.1:51235"}],
+    "FailedRequestCount": 19,
+    "FailedRequests": [
+        {"Time": 1795356799.0, "Operation": "GetItem", "Outcome": "InternalServerError", "Result": 12,
+         "Table": "shop|orders", "Keys": "\"k\u001b[2J\" \"1\"", "Peer": "127.0.0.1:51236"},
+        {"Time": 1795356791.0, "Operation": "DescribeTable", "Outcome": "ResourceNotFoundException", "Result": 3,
+         "Table": "shop|order", "Keys": "", "Peer": "127.0.0.1:51237"}],
     "Environments": [
         {"Directory": "/srv/shop", "Tables": 2, "Files": 300, "OpenTables": ["customers", "orders"],
          "Cache": {"Bytes": 16777216, "Pages": 4000, "DirtyPages": 12, "Hits": 990, "Misses": 10},
@@ -43,7 +49,8 @@ inline const QByteArray SampleStatus = R"({
          "Cache": {"Bytes": 16777216, "Pages": 0, "DirtyPages": 0, "Hits": 0, "Misses": 0},
          "Locks": {"Waits": 0, "Deadlocks": 0},
          "Log": {"File": 1, "Offset": 28, "Files": 1, "BytesOnDisk": 28},
-         "Commits": 0, "Aborts": 0, "Flushes": 0, "Backup": {"State": "none"}}],
+         "Commits": 0, "Aborts": 0, "Flushes": 0, "Backup": {"State": "none"},
+         "LogHeld": {"Target": "/backup/held", "Since": 1795356720.0}}],
     "__rc": 200, "__rcstr": "OK"})";
 
 /** The reply as a tree. */

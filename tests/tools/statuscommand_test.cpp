@@ -94,14 +94,24 @@ TEST(StatusText, HasEveryFigure)
             "  log        28 B in 1 files, at byte 28 of file 1\n"
             "  commits    0, - a flush; 0 flushes, 0 aborts\n"
             "  checkpoint -\n"
-            "  backup     none\n"
-            "\n"
+            "  backup     none; all log files are kept for /backup/held since " +
+            localDate(1795356720) +
+            "\n\n"
             "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        KEYS   "
             "PEER\n" +
             localDate(1795356800) +
             "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    127.0.0.1:51234\n" +
             localDate(1795356790) +
-            "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  127.0.0.1:51235\n");
+            "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  127.0.0.1:51235\n"
+            "\n"
+            "FAILED REQUEST       OPERATION      OUTCOME                    RESULT  TABLE        KEYS              "
+            "PEER\n" +
+            localDate(1795356799) +
+            "  GetItem        InternalServerError            12  shop|orders  \"k\\u001b[2J\" \"1\"  "
+            "127.0.0.1:51236\n" +
+            localDate(1795356791) +
+            "  DescribeTable  ResourceNotFoundException       3  shop|order                     127.0.0.1:51237\n"
+            "and 17 before them\n");
 }
 
 TEST(StatusText, OfAnIdleServerSaysSo)
@@ -113,6 +123,7 @@ TEST(StatusText, OfAnIdleServerSaysSo)
     const ProgramRun run = quorvactl(addressed(server.port(), {"status"}));
     EXPECT_THAT(run.output, HasSubstr("\n\nno environment is open\n"));
     EXPECT_THAT(run.output, HasSubstr("\n\nslow requests are not noted; "));
+    EXPECT_THAT(run.output, testing::EndsWith("\n\nno request has failed\n"));
 }
 
 TEST(StatusText, ServerThatDoesNotKnowTheOperationIsOlder)

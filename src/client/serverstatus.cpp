@@ -142,11 +142,13 @@ ServerStatus ServerStatus::of(const QVariantMap& reply)
     ServerStatus status;
     readServer(mapIn(reply, "Server"), &status);
     const QVariantMap process = mapIn(reply, "Process");
-    status.process = {countIn(process, "ResidentBytes"), secondsIn(process, "ProcessorSeconds"),
-                      countIn(process, "Descriptors"), countIn(process, "DescriptorLimit")};
+    status.process = {countIn(process, "ResidentBytes"), countIn(process, "Descriptors"),
+                      countIn(process, "DescriptorLimit")};
+    status.processorSeconds = secondsIn(process, "ProcessorSeconds");
     const QVariantMap connections = mapIn(reply, "Connections");
-    status.connections = {countIn(connections, "Open"), countIn(connections, "Accepted"),
-                          countIn(connections, "Refused")};
+    status.openConnections = countIn(connections, "Open");
+    status.connectionsAccepted = countIn(connections, "Accepted");
+    status.connectionsRefused = countIn(connections, "Refused");
     const QVariantMap bytes = mapIn(reply, "Bytes");
     status.receivedBytes = countIn(bytes, "Received");
     status.sentBytes = countIn(bytes, "Sent");

@@ -2,6 +2,7 @@
 #define QUORVA_CLIENT_SERVERSTATUS_H
 
 #include "client/latencies.h"
+#include "client/statuscounts.h"
 
 #include <QString>
 #include <QStringList>
@@ -15,7 +16,7 @@ namespace Client {
  * What a server says about itself: the reply to a Status. Counts are since its start, those of an environment since it
  * was opened. Times are in seconds since 1970; 0 if there was none. Members that the reply lacks are 0 or empty.
  */
-struct ServerStatus {
+struct ServerStatus : ServerCounts {
     QString version;
     qint64 processId = 0;
     double startTime = 0;
@@ -26,19 +27,11 @@ struct ServerStatus {
 
     struct Process {
         qint64 residentBytes = 0;
-        double processorSeconds = 0;
         qint64 descriptors = 0;
         qint64 descriptorLimit = 0;
     } process;
 
-    struct Connections {
-        qint64 open = 0;
-        qint64 accepted = 0;
-        qint64 refused = 0;
-    } connections;
-
-    qint64 receivedBytes = 0;
-    qint64 sentBytes = 0;
+    qint64 openConnections = 0;
 
     struct Threads {
         int workers = 0; // receive requests and run short ones
@@ -90,7 +83,7 @@ struct ServerStatus {
     std::vector<FailedRequest> failedRequests; // the latest, newest first
     qint64 failedRequestCount = 0;             // of all times
 
-    struct Environment {
+    struct Environment : EnvironmentCounts {
         QString directory;
         QStringList openTables;
         qint64 tables = 0; // open, like the files
@@ -98,17 +91,10 @@ struct ServerStatus {
         qint64 cacheBytes = 0;
         qint64 cachePages = 0;
         qint64 cacheDirtyPages = 0;
-        qint64 cacheHits = 0;
-        qint64 cacheMisses = 0;
-        qint64 lockWaits = 0;
-        qint64 deadlocks = 0;
         qint64 logFile = 0;   // where the log ends: its newest file,
         qint64 logOffset = 0; // and bytes in that
         qint64 logFiles = 0;
         qint64 logBytes = 0; // on disk
-        qint64 commits = 0;
-        qint64 aborts = 0;
-        qint64 flushes = 0;
         double lastCheckpoint = 0;
         QString backupState; // one of BackupStates
         QString backupTarget;

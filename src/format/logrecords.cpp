@@ -19,6 +19,9 @@ constexpr std::size_t TimeOffset = 20; // seconds since 1970
 // A checkpoint has the position from which to recover at the place of the outcome.
 constexpr std::uint32_t Checkpoint = 11;
 constexpr std::size_t StartOffset = 16;
+
+constexpr std::uint32_t EndOfChild = 12; // of a transaction inside another one: its number
+
 // All records begin with their type, the transaction, and the transaction's previous record.
 constexpr std::size_t TransactionOffset = 4;
 constexpr std::size_t PreviousOffset = 8;
@@ -73,6 +76,13 @@ bool beginsTransaction(std::string_view record)
 {
     return transactionOf(record) != 0 && numberAt(record, PreviousOffset) == 0 &&
            numberAt(record, PreviousOffset + sizeof(std::uint32_t)) == 0;
+}
+
+std::optional<std::uint32_t> committedChild(std::string_view record)
+{
+    if (record.size() < BodyOffset + sizeof(std::uint32_t) || numberAt(record, 0) != EndOfChild)
+        return std::nullopt;
+    return numberAt(record, BodyOffset);
 }
 
 std::optional<FileEvent> fileEvent(std::string_view record)

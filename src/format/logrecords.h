@@ -69,6 +69,12 @@ std::uint32_t transactionOf(std::string_view record);
 /** Whether the record is the first one of its transaction. */
 bool beginsTransaction(std::string_view record);
 
+/**
+ * The transaction that has ended well inside the one that the record belongs to, if the record says so: what it did
+ * counts when that one commits.
+ */
+std::optional<std::uint32_t> committedChild(std::string_view record);
+
 /** How many bytes of a record, without its header, commitTime() and checkpointStart() look at. */
 inline constexpr std::size_t LookedAt = 24;
 

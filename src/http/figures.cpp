@@ -33,17 +33,16 @@ void writeServer(const ServerStatus& status, PrometheusText* text)
     const ServerStatus::Process& process = status.process;
     single("quorva_resident_memory_bytes", Type::Gauge, "Memory of the server's process.", process.residentBytes, text);
     single("quorva_cpu_seconds_total", Type::Counter, "Processor time of the server's process.",
-           process.processorSeconds, text);
+           status.processorSeconds, text);
     single("quorva_open_fds", Type::Gauge, "Descriptors that the server's process has open.", process.descriptors,
            text);
     single("quorva_max_fds", Type::Gauge, "Descriptors that it may have open.", process.descriptorLimit, text);
-    const ServerStatus::Connections& connections = status.connections;
-    single("quorva_connections", Type::Gauge, "Open connections to the server.", connections.open, text);
+    single("quorva_connections", Type::Gauge, "Open connections to the server.", status.openConnections, text);
     single("quorva_connections_accepted_total", Type::Counter, "Connections that the server has served.",
-           connections.accepted, text);
+           status.connectionsAccepted, text);
     single("quorva_connections_refused_total", Type::Counter,
            "Connections that the server has closed because of their user or for want of resources.",
-           connections.refused, text);
+           status.connectionsRefused, text);
     single("quorva_received_bytes_total", Type::Counter, "Bytes received from the server's clients.",
            status.receivedBytes, text);
     single("quorva_sent_bytes_total", Type::Counter, "Bytes sent to the server's clients.", status.sentBytes, text);

@@ -2,7 +2,6 @@
 #include "base/exitstatus.h"
 #include "base/fileio.h"
 #include "base/standarddescriptors.h"
-#include "base/streamfile.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
 #include "http/consolehandler.h"
@@ -12,18 +11,17 @@
 #include "http/metricshandler.h"
 #include "http/metricsport.h"
 #include "http/options.h"
+#include "http/signals.h"
 #include "peer/allowedusers.h"
 
 #include <CLI/CLI.hpp>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -39,41 +37,6 @@ namespace {
 constexpr int ProbeSeconds = 5;
 
 using Http::Options;
-
-/** The signals that one thread waits for: SIGHUP reopens the log file, the others end the program. */
-sigset_t handledSignals()
-{
-    sigset_t handled;
-    sigemptyset(&handled);
-    sigaddset(&handled, SIGHUP);
-    sigaddset(&handled, SIGTERM);
-    sigaddset(&handled, SIGINT);
-    return handled;
-}
-
-/** Has messages go to the file of --log, from here on or, when it may have been renamed, again. */
-bool openLog(const std::string& file)
-{
-    const int error = file.empty() ? 0 : Base::continueIn(stderr, file.c_str());
-    if (error != 0)
-        std::fprintf(stderr, "quorva-http: cannot open the log file %s: %s\n", file.c_str(), std::strerror(error));
-    return error == 0;
-}
-
-/** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
-void handleSignals(const std::string& logFile, Http::HttpServer* server, std::latch* ended)
-{
-    sigset_t handled = handledSignals();
-    int signal = 0;
-    while (sigwait(&handled, &signal) == 0 && signal == SIGHUP) {
-        if (!logFile.empty() && openLog(logFile)) // otherwise it stays where it is
-            std::fputs("quorva-http: log file reopened\n", stderr);
-    }
-    sigdelset(&handled, SIGHUP);
-    (void)pthread_sigmask(SIG_UNBLOCK, &handled, nullptr);
-    server->endRun();
-    ended->wait();
-}
 
 /** Ends the program after an exception, instead of an abort: the library's threads cannot be joined then. */
 [[noreturn]] void giveUp()
@@ -198,7 +161,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
     tellStart(options, port, further, token, terminal);
 
     std::latch ended(1);
-    std::thread watcher(handleSignals, options.logFile, &server, &ended);
+    std::thread watcher(Http::Signals::watch, options.logFile, &server, &ended);
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
@@ -217,9 +180,7 @@ int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
     std::set_terminate(giveUp);
-    // Before any thread starts, so that only the thread that waits for these signals gets them.
-    const sigset_t handled = handledSignals();
-    (void)pthread_sigmask(SIG_BLOCK, &handled, nullptr); // ignored: it only fails for an unknown mode
+    Http::Signals::block();
 
     CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
                  "quorva-http");
@@ -252,7 +213,7 @@ int main(int argc, char** argv)
         }
     }
     const Base::Descriptor terminal(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0));
-    if (!openLog(options.logFile))
+    if (!Http::Signals::openLog(options.logFile))
         return Base::ExitFailed;
     return serve(options, &users, terminal.number());
 }

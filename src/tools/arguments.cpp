@@ -24,9 +24,10 @@ void addTableArgument(CLI::App* command, std::string* table)
         });
 }
 
-void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description)
+void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description,
+                          const std::string& name)
 {
-    command->add_option("DIR", *directory, description)->required()->envname("QUORVA_DIRECTORY");
+    command->add_option(name, *directory, description)->required()->envname("QUORVA_DIRECTORY");
 }
 
 std::string defaultDirectory()
@@ -40,8 +41,7 @@ int checkTableName(const std::string& table)
     const char* reason = TableNames::refusal(TableNames::filePart(table));
     if (reason == nullptr)
         return ExitOk;
-    complain("no table can be called " + table + ": " + reason);
-    return ExitErrorReply;
+    return fail("no table can be called " + table + ": " + reason);
 }
 
 CLI::Validator wholeNumber(int least, const std::string& of)

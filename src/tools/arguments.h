@@ -21,8 +21,9 @@ namespace Ctl {
  */
 void addTableArgument(CLI::App* command, std::string* table);
 
-/** Declares the argument DIR, a directory for tables, which may be left out when QUORVA_DIRECTORY is set. */
-void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description);
+/** Declares an argument that is a directory for tables, which may be left out when QUORVA_DIRECTORY is set. */
+void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description,
+                          const std::string& name = "DIR");
 
 /** The directory of QUORVA_DIRECTORY; empty when there is none. */
 std::string defaultDirectory();

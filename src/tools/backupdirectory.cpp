@@ -36,10 +36,8 @@ int BackupDirectory::resolve()
     }
     std::error_code error;
     const fs::path absolute = fs::absolute(word, error);
-    if (error) {
-        complain("cannot find " + word + ": " + error.message());
-        return ExitErrorReply;
-    }
+    if (error)
+        return fail("cannot find " + word + ": " + error.message());
     path = absolute.lexically_normal().string();
     if (!isUtf8(path)) {
         complain("the name of the backup directory is not valid UTF-8");

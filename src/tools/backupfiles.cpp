@@ -1,5 +1,6 @@
 #include "tools/backupfiles.h"
 
+#include "base/directorylock.h"
 #include "base/fileio.h"
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
@@ -8,6 +9,7 @@
 #include "tools/filecopy.h"
 #include "tools/messages.h"
 
+#include <cerrno>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -144,6 +146,14 @@ std::string readList(const fs::path& copy, BackupList* list)
     (void)Base::readFile(copy / BackupNames::ListFile, &text); // ignored: a truncated list is refused
     std::string error;
     return BackupList::read(text, list, &error) ? std::string() : (copy / BackupNames::ListFile).string() + ' ' + error;
+}
+
+bool isOpenEnvironment(const fs::path& directory)
+{
+    std::error_code error;
+    Base::DirectoryLock lock;
+    return !fs::exists(directory / BackupNames::ListFile, error) &&
+           lock.lock(directory, Base::DirectoryLock::Shared) == EWOULDBLOCK;
 }
 
 bool isUnfinished(const fs::path& directory, std::string* error)

@@ -51,6 +51,13 @@ enum class UnlistedCopy { Refused, Accepted };
 [[nodiscard]] bool isUnfinished(const std::filesystem::path& directory, std::string* error);
 
 /**
+ * Whether a server has the directory open, or another command fills it, so that it is no backup. A copy with a list is
+ * not an open environment: had it been opened since, its log file would differ from the one copied. The lock is
+ * released at once, as the server takes it when it ships log files.
+ */
+[[nodiscard]] bool isOpenEnvironment(const std::filesystem::path& directory);
+
+/**
  * Copies a file of a backup, making the directories that its new name needs, and checks it against the list. Returns an
  * empty string or an error message.
  */

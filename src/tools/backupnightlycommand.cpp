@@ -1,9 +1,11 @@
 #include "tools/backupnightlycommand.h"
 
 #include "base/directorylock.h"
+#include "base/paths.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
+#include "tools/newdirectories.h"
 #include "tools/resolvedpath.h"
 
 #include <CLI/CLI.hpp>
@@ -11,7 +13,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <set>
-#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -48,17 +49,12 @@ int BackupNightlyCommand::run(const ServerAddress& server)
     if (const int code = resolve(&directories, &to))
         return code;
     const Interruption interruption;
-    std::error_code error;
-    fs::create_directories(to, error);
-    if (error) {
-        complain("cannot create " + to_ + ": " + error.message());
-        return ExitErrorReply;
-    }
+    NewDirectories made;
+    if (const std::string error = made.make(to); !error.empty())
+        return fail(error);
     Base::DirectoryLock lock; // without locks on the file system, it must not run twice
-    if (lock.lock(to) == EWOULDBLOCK) {
-        complain("another nightly backup to " + to_ + " is running");
-        return ExitErrorReply;
-    }
+    if (lock.lock(to) == EWOULDBLOCK)
+        return fail("another nightly backup to " + to_ + " is running");
     NightlyOptions options = options_;
     options.keep = static_cast<std::size_t>(keep_);
     options.verify = !noVerify_;
@@ -69,10 +65,8 @@ int BackupNightlyCommand::run(const ServerAddress& server)
         NightlyBackup backup(server, directory, to / directory.filename(), options);
         result = std::max(result, resume_ ? backup.resume() : backup.run());
     }
-    if (!Interruption::requested())
-        return result;
-    complain("interrupted");
-    return ExitErrorReply;
+    made.removeEmpty(); // if no copy was made
+    return Interruption::requested() ? fail("interrupted") : result;
 }
 
 int BackupNightlyCommand::resolve(std::vector<fs::path>* directories, fs::path* to) const
@@ -90,6 +84,14 @@ int BackupNightlyCommand::resolve(std::vector<fs::path>* directories, fs::path* 
     if (to_.empty())
         return refuse("the name of the directory for the copies is empty");
     *to = resolvedPath(to_);
+    for (const fs::path& directory : *directories) {
+        if (Base::isWithin(*to, directory))
+            return refuse("the copies cannot be in " + to->string() + ", as " + directory.string() +
+                          " is to be copied: name a directory outside it with --to");
+        if (Base::isWithin(directory, *to / directory.filename()))
+            return refuse("the copies would be in " + (*to / directory.filename()).string() +
+                          ", which is to be copied: name another directory with --to");
+    }
     return ExitOk;
 }
 

@@ -5,10 +5,12 @@
 #include "format/logfiles.h"
 #include "tools/backupfacts.h"
 #include "tools/messages.h"
+#include "tools/resolvedpath.h"
 #include "tools/times.h"
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -20,10 +22,11 @@ namespace {
 constexpr int Found = -1; // no errno value
 constexpr const char* NameFormat = "%Y-%m-%dT%H%M%SZ";
 
-bool isThere(const fs::path& path)
+using Ctl::isThere;
+
+bool isCopyOrEnvironment(const fs::path& directory)
 {
-    std::error_code error;
-    return fs::exists(fs::symlink_status(path, error));
+    return isThere(directory / BackupNames::ListFile) || !LogFiles::numbersIn(directory).empty();
 }
 
 /** Whether the end of a copy is not after `until`; `since` is that end, if the copy has a commit. */
@@ -92,12 +95,34 @@ fs::path verificationNote(const fs::path& copy)
 
 bool isOne(const fs::path& directory)
 {
-    // A table may be called like a copy.
-    if (isThere(directory / BackupNames::ListFile) || !LogFiles::numbersIn(directory).empty())
+    if (isCopyOrEnvironment(directory)) // in which a table may be called like a copy
         return false;
     return Base::forEachEntry(directory, [](const fs::directory_entry& entry) {
                return timeOfCopy(entry.path().filename().string()) ? Found : 0;
            }) == Found;
+}
+
+std::string refusal(const fs::path& directory)
+{
+    if (isCopyOrEnvironment(directory))
+        return {};
+    std::set<fs::path> series;
+    (void)Base::forEachEntry(directory, [&](const fs::directory_entry& entry) { // ignored: then there are none
+        std::error_code vanished;
+        if (entry.is_directory(vanished) && !timeOfCopy(entry.path().filename().string()) && isOne(entry.path()))
+            series.insert(entry.path());
+        return 0;
+    });
+    std::string text;
+    for (const fs::path& path : series) {
+        Copies copies;
+        if (read(path, &copies).empty() && !copies.empty())
+            text += (text.empty() ? "" : ", ") + path.string() + " (" +
+                    Ctl::counted(static_cast<long long>(copies.size()), "copy", "copies") + ", the last " +
+                    copies.back().path.filename().string() + ')';
+    }
+    return text.empty() ? text
+                        : directory.string() + " is no backup, but has dated copies below it; name one of " + text;
 }
 
 std::string read(const fs::path& directory, Copies* copies)
@@ -122,6 +147,8 @@ std::string choose(const fs::path& directory, std::optional<std::time_t> until, 
 {
     Copies copies;
     *parts = Ctl::BackupParts(directory);
+    if (std::string problem = refusal(directory); !problem.empty())
+        return problem;
     if (!isOne(directory))
         return {};
     if (std::string error = read(directory, &copies); !error.empty())

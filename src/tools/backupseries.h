@@ -45,6 +45,12 @@ inline constexpr const char* VerificationDirectory = "verifying";
 /** Whether a directory has dated copies, and is not a copy itself. */
 bool isOne(const std::filesystem::path& directory);
 
+/**
+ * Why `directory` is neither a copy nor a series, if it is the directory above several series, as the option --to of
+ * "backup nightly" names it: it says which there are. An empty string for any other directory.
+ */
+[[nodiscard]] std::string refusal(const std::filesystem::path& directory);
+
 /** Reads a directory with dated copies. */
 [[nodiscard]] std::string read(const std::filesystem::path& directory, Copies* copies);
 

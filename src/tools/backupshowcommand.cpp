@@ -1,17 +1,20 @@
 #include "tools/backupshowcommand.h"
 
+#include "format/backupnames.h"
+#include "format/logfiles.h"
 #include "tools/backupfacts.h"
 #include "tools/backupseries.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
+#include "tools/resolvedpath.h"
 #include "tools/times.h"
 #include "tools/units.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
-#include <cstdio>
 #include <filesystem>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -19,9 +22,12 @@ namespace Ctl {
 
 namespace {
 
-void printLine(const char* name, const std::string& value)
+using Lines = std::vector<std::string>;
+
+std::string line(std::string name, const std::string& value)
 {
-    std::printf("%-11s%s\n", name, value.c_str());
+    name.resize(11, ' ');
+    return name + value;
 }
 
 std::string describeLogs(const BackupFacts& facts)
@@ -40,21 +46,37 @@ std::string joined(const std::set<std::string>& names)
     return text.empty() ? "none" : text;
 }
 
-void printTimes(const BackupFacts& facts)
+/** What a copy and a series have in common; `name` says which it is. */
+Lines linesOf(const std::string& name, const fs::path& directory, const BackupFacts& facts)
 {
-    printLine("since", Times::text(facts.since));
-    printLine("until", Times::text(facts.until));
-    printLine("log files", describeLogs(facts));
+    return {line(name, directory.string()), line("of", facts.list ? facts.list->home : "unknown"),
+            line("since", Times::text(facts.since)), line("until", Times::text(facts.until)),
+            line("log files", describeLogs(facts))};
 }
 
-void printCopy(const fs::path& directory, const BackupFacts& facts)
+/** Prints the lines, and then what keeps the backup from being restored. Returns an exit code. */
+int conclude(const Lines& lines, const std::string& problem)
 {
-    printLine("backup", directory.string());
-    printLine("of", facts.list ? facts.list->home : "unknown");
-    printLine("complete", facts.problem.empty() ? "yes" : "no");
-    printTimes(facts);
-    printLine("size", Units::bytes(facts.bytes));
-    printLine("tables", joined(facts.tables));
+    if (const int code = sayLines(lines))
+        return code;
+    return problem.empty() ? int{ExitOk} : fail(problem);
+}
+
+int showCopy(const fs::path& directory, const BackupFacts& facts)
+{
+    Lines lines = linesOf("backup", directory, facts);
+    lines.insert(lines.begin() + 2, line("complete", facts.problem.empty() ? "yes" : "no"));
+    lines.push_back(line("size", Units::bytes(facts.bytes)));
+    lines.push_back(line("tables", joined(facts.tables)));
+    return conclude(lines, facts.problem);
+}
+
+/** Whether it looks like an environment, to which nothing has been shipped. */
+bool isWithoutList(const fs::path& directory)
+{
+    std::string unfinished;
+    return !LogFiles::numbersIn(directory).empty() && !isThere(directory / BackupNames::ListFile) &&
+           !isThere(directory / BackupNames::LogDirectory) && !isUnfinished(directory, &unfinished);
 }
 
 std::string stateOf(const BackupSeries::Copy& copy)
@@ -77,27 +99,19 @@ int showSeries(const fs::path& directory, const BackupSeries::Copies& copies)
             parts.copy = copy.path;
         isFound = isFound || copy.isComplete;
     }
-    if (const std::string error = isFound ? readFacts(parts, &all) : std::string(); !error.empty()) {
-        complain(error);
-        return ExitErrorReply;
-    }
-    printLine("backups", directory.string());
-    printLine("of", all.list ? all.list->home : "unknown");
-    printTimes(all);
-    printLine("size", Units::bytes(bytes));
+    if (const std::string error = isFound ? readFacts(parts, &all) : std::string(); !error.empty())
+        return fail(error);
+    Lines lines = linesOf("backups", directory, all);
+    lines.push_back(line("size", Units::bytes(bytes)));
     for (const BackupSeries::Copy& copy : copies) {
         std::optional<std::time_t> since;
         if (copy.isComplete)
             (void)readCopyEnd(copy.path, &since); // ignored: it is unknown then
-        printLine(&copy == &copies.front() ? "copies" : "", copy.path.filename().string() + "  " + stateOf(copy) +
-                                                                ", since " + Times::text(since) + ", " +
-                                                                Units::bytes(bytesIn(copy.path)));
+        lines.push_back(line(&copy == &copies.front() ? "copies" : "",
+                             copy.path.filename().string() + "  " + stateOf(copy) + ", since " + Times::text(since) +
+                                 ", " + Units::bytes(bytesIn(copy.path))));
     }
-    const std::string problem = isFound ? all.problem : directory.string() + " has no complete copy";
-    if (problem.empty())
-        return ExitOk;
-    complain(problem);
-    return ExitErrorReply;
+    return conclude(lines, isFound ? all.problem : directory.string() + " has no complete copy");
 }
 
 } // namespace
@@ -113,24 +127,22 @@ int BackupShowCommand::run(const ServerAddress&)
 {
     const Interruption interruption;
     BackupSeries::Copies copies;
-    BackupParts parts(directory_);
-    if (std::string error = BackupSeries::isOne(directory_) ? BackupSeries::read(directory_, &copies) : "";
-        !error.empty()) {
-        complain(error);
-        return ExitErrorReply;
-    }
+    if (const std::string problem = BackupSeries::refusal(directory_); !problem.empty())
+        return fail(problem);
+    if (isOpenEnvironment(directory_))
+        return fail(directory_ + " is open in a server: it is a directory of tables, not a backup");
+    if (isWithoutList(directory_))
+        return fail(directory_ + " has no " + BackupNames::ListFile +
+                    ": it is a directory of tables, or a copy that was made without a list of its files");
+    if (const std::string error = BackupSeries::isOne(directory_) ? BackupSeries::read(directory_, &copies) : "";
+        !error.empty())
+        return fail(error);
     if (!copies.empty())
         return showSeries(directory_, copies);
     BackupFacts facts;
-    if (const std::string error = readFacts(parts, &facts); !error.empty() || facts.firstLog == 0) {
-        complain(error.empty() ? facts.problem : error);
-        return ExitErrorReply;
-    }
-    printCopy(directory_, facts);
-    if (facts.problem.empty())
-        return ExitOk;
-    complain(facts.problem);
-    return ExitErrorReply;
+    if (const std::string error = readFacts(BackupParts(directory_), &facts); !error.empty() || facts.firstLog == 0)
+        return fail(error.empty() ? facts.problem : error);
+    return showCopy(directory_, facts);
 }
 
 } // namespace Ctl

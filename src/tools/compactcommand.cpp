@@ -1,6 +1,7 @@
 #include "tools/compactcommand.h"
 
 #include "protocol/administration.h"
+#include "tools/arguments.h"
 #include "tools/interruption.h"
 #include "tools/messages.h"
 #include "tools/replies.h"
@@ -36,7 +37,7 @@ CompactCommand::CompactCommand(CLI::App* app)
     : Command(app, "compact", "Give the space of deleted items back, while the server is in use",
               "quorvactl compact 'build/shop|orders'")
 {
-    parser()->add_option("DIRECTORY|TABLE", target_, "The table, or a directory for all tables in it")->required();
+    addDirectoryArgument(parser(), &target_, "The table, or a directory for all tables in it", "DIR|TABLE");
 }
 
 int CompactCommand::run(const ServerAddress& server)
@@ -57,9 +58,8 @@ int CompactCommand::run(const ServerAddress& server)
                      " of it were given back");
             return ExitErrorReply;
         }
-        const int code =
-            printLine(QByteArray::fromStdString("compacted " + table + ": " + gained(sizes.before, sizes.after) +
-                                                " given back, " + Units::bytes(sizes.after) + " left"));
+        const int code = say("compacted " + table + ": " + gained(sizes.before, sizes.after) + " given back, " +
+                             Units::bytes(sizes.after) + " left");
         if (code != ExitOk)
             return code;
     }
@@ -75,9 +75,12 @@ int CompactCommand::findTables(Session* session, std::vector<std::string>* table
     }
     QVariantMap reply;
     const int code = session->request(ListTables, QVariantMap{{"Directory", QString::fromStdString(target_)}}, &reply);
+    const std::string directory = defaultDirectory();
     if (code == ExitErrorReply)
         complainReply("cannot list the tables of " + target_, reply,
-                      "the spelling; a relative path starts from the server's working directory");
+                      directory.empty() || directory == target_
+                          ? "the spelling; a relative path starts from the server's working directory"
+                          : '\'' + directory + '|' + target_ + "', if this is a table");
     for (const QVariant& table : reply.value("Tables").toList())
         tables->push_back(table.toMap().value("TableName").toString().toStdString());
     return code;

@@ -3,7 +3,6 @@
 #include "base/descriptor.h"
 #include "format/backupnames.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -15,34 +14,10 @@ namespace fs = std::filesystem;
 
 namespace Ctl {
 
-namespace {
-
-/** The missing ancestors of a directory, and the directory itself if missing; outermost first. */
-std::vector<fs::path> missingDirectories(fs::path directory)
-{
-    std::vector<fs::path> missing;
-    std::error_code error;
-    while (fs::symlink_status(directory, error).type() == fs::file_type::not_found && directory.has_relative_path()) {
-        missing.push_back(directory);
-        directory = directory.parent_path();
-    }
-    std::reverse(missing.begin(), missing.end());
-    return missing;
-}
-
-} // namespace
-
 std::string CopyTarget::prepare()
 {
-    for (const fs::path& directory : missingDirectories(directory_)) {
-        std::error_code error;
-        if (fs::create_directory(directory, error))
-            made_.push_back(directory);
-        if (error) {
-            undo();
-            return "cannot create " + directory.string() + ": " + error.message();
-        }
-    }
+    if (std::string error = directories_.make(directory_); !error.empty())
+        return error;
     before_ = unfinishedList();
     inode_ = inode();
     const Base::Descriptor made(::open(marker().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
@@ -63,10 +38,8 @@ void CopyTarget::undo()
     std::error_code error; // ignored: whatever cannot be removed is harmless, or no longer empty
     if (madeMarker_)
         fs::remove(marker(), error);
-    for (auto directory = made_.rbegin(); directory != made_.rend(); ++directory)
-        ::rmdir(directory->c_str());
+    directories_.removeEmpty();
     madeMarker_ = false;
-    made_.clear();
 }
 
 bool CopyTarget::hasBegun() const

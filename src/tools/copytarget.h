@@ -1,13 +1,14 @@
 #ifndef QUORVA_TOOLS_COPYTARGET_H
 #define QUORVA_TOOLS_COPYTARGET_H
 
+#include "tools/newdirectories.h"
+
 #include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 #include <sys/types.h>
 
@@ -25,7 +26,7 @@ public:
     /** Creates the directory if missing, and the marker, which must not exist yet. Leaves nothing on failure. */
     [[nodiscard]] std::string prepare();
 
-    /** Removes what prepare() created. For a copy that the server has not started. */
+    /** Removes what prepare() created, as far as it is empty. For a copy that the server does not write to. */
     void undo();
 
     /** True when the server has started writing since prepare(): its first file is the list of an unfinished copy. */
@@ -53,7 +54,7 @@ private:
     ino_t inode() const;
 
     const std::filesystem::path directory_;
-    std::vector<std::filesystem::path> made_; // directories, outermost first
+    NewDirectories directories_;
     bool madeMarker_ = false;
     ino_t inode_ = 0;               // when it was prepared
     std::optional<Version> before_; // the list of an earlier, interrupted copy

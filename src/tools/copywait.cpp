@@ -30,8 +30,8 @@ std::string bytesCopied(std::uintmax_t bytes)
 
 } // namespace
 
-CopyWait::CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target)
-    : session_(session), table_(std::move(table)), directory_(std::move(directory)), target_(target)
+CopyWait::CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target, FailedCopy failed)
+    : session_(session), table_(std::move(table)), directory_(std::move(directory)), target_(target), failed_(failed)
 {}
 
 int CopyWait::untilBegun()
@@ -103,14 +103,28 @@ int CopyWait::conclude()
         complain("the server refused to copy to " + directory_,
                  {"try: the server's log; the line \"Dbenv backup failed rc\" has the error code"});
     } else if (isMarked) {
-        complain("the copy to " + directory_ + " failed; the server's log tells why",
-                 {"try: its line \"Dbenv backup failed rc\"; then remove " + target_->marker().string() +
-                  " and start the backup again"});
+        complainFailed();
     } else {
         complain("the copy to " + directory_ + " ended before it was complete",
                  {"try: the server's log; the directory or files in it were renamed or removed during the copy"});
     }
     return ExitErrorReply;
+}
+
+/** A copy that filled the disk is still there. */
+void CopyWait::complainFailed() const
+{
+    constexpr std::uintmax_t Full = 1024 * 1024; // less than the server writes at once
+    std::error_code unknown;
+    const fs::space_info disk = fs::space(directory_, unknown);
+    const std::string then = failed_ == FailedCopy::Stays
+                                 ? "remove " + target_->marker().string() + " and start the backup again"
+                                 : "make the backup again";
+    if (!unknown && disk.available < Full)
+        complain("the copy to " + directory_ + " failed: its disk is full", {"try: make room there; then " + then});
+    else
+        complain("the copy to " + directory_ + " failed; the server's log tells why",
+                 {"try: its line \"Dbenv backup failed rc\", where 28 is a full disk; then " + then});
 }
 
 void complainMarkerStays(const CopyTarget& target)

@@ -19,8 +19,13 @@ class Session;
  */
 class CopyWait {
 public:
+    /** What becomes of a copy that fails, for the advice: the user has to remove its marker, or the caller removes it.
+     */
+    enum class FailedCopy { Stays, IsTakenBack };
+
     /** The caller keeps ownership of the session and the target. `directory` is the target's absolute path. */
-    CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target);
+    CopyWait(Session* session, std::string table, std::string directory, CopyTarget* target,
+             FailedCopy failed = FailedCopy::Stays);
 
     /** Waits until the copy has visibly started, or for a few seconds. */
     [[nodiscard]] int untilBegun();
@@ -34,11 +39,13 @@ public:
 private:
     std::optional<int> check();
     int conclude();
+    void complainFailed() const;
 
     Session* const session_;
     const std::string table_;
     const std::string directory_;
     CopyTarget* const target_;
+    const FailedCopy failed_;
     bool hasBegun_ = false;
 };
 

@@ -25,7 +25,7 @@ int DeleteTableCommand::run(const ServerAddress& server)
         complainReply("cannot close " + directory, reply);
     if (code != ExitOk)
         return code;
-    return printLine("closed " + QByteArray::fromStdString(directory) + "; its files are still there");
+    return say("closed " + directory + "; its files are still there");
 }
 
 } // namespace Ctl

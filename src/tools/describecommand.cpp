@@ -25,8 +25,8 @@ int DescribeCommand::run(const ServerAddress& server)
     if (json_)
         return printLine(Json::serialize(description));
     const KeyNames keys = Bodies::keyNames(description);
-    return printLine("table      " + QByteArray::fromStdString(table_) + "\nhash key   " + keys.hash.toUtf8() +
-                     "\nrange key  " + keys.range.toUtf8());
+    return sayLines(
+        {"table      " + table_, "hash key   " + keys.hash.toStdString(), "range key  " + keys.range.toStdString()});
 }
 
 } // namespace Ctl

@@ -7,25 +7,16 @@
 #include "format/berkeleydbnames.h"
 #include "format/databasepage.h"
 #include "format/logfiles.h"
-#include "format/logrecords.h"
-#include "format/partitions.h"
 #include "format/tablename.h"
-#include "protocol/bodies.h"
 #include "tools/interruption.h"
+#include "tools/loggedfiles.h"
 #include "tools/offlineenvironment.h"
 #include "tools/restoretarget.h"
-#include "json/jsonreader.h"
 
 #include <db_cxx.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
-#include <memory>
-#include <optional>
-#include <set>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -37,18 +28,6 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t LargestItem = 512 * 1024; // a larger one is written, but cannot be read back
-constexpr const char* DescriptionKey = "0011tableschema";
-constexpr std::size_t ShownKeyBytes = 80;
-
-std::string firstMessage; // of Berkeley DB about the file that is being verified
-
-void keepMessage(const DbEnv*, const char*, const char* message)
-{
-    if (firstMessage.empty())
-        firstMessage = message;
-}
-
 bool isDatabase(const fs::path& file)
 {
     DatabasePage::Start start;
@@ -58,41 +37,9 @@ bool isDatabase(const fs::path& file)
            got == sizeof start && DatabasePage::isMagic(start.magic);
 }
 
-bool isDataFile(const std::string& name)
-{
-    return TableNames::ofDataFile(name) != name;
-}
-
-unsigned partitionOf(const std::string& dataFile)
-{
-    unsigned partition = 0;
-    const char* const digits = dataFile.data() + TableNames::ofDataFile(dataFile).size() + 1;
-    std::from_chars(digits, digits + 2, partition, 16);
-    return partition;
-}
-
-/** A record's key for a message: bytes that are not ASCII text as in "\xe4", cut off where it is long. */
-std::string shown(const std::string& key)
-{
-    std::string text;
-    for (const char c : key.substr(0, ShownKeyBytes)) {
-        char escaped[8];
-        const bool isText = c >= ' ' && c < '\x7f' && c != '"' && c != '\\';
-        std::snprintf(escaped, sizeof escaped, isText ? "%c" : "\\x%02x", static_cast<unsigned char>(c));
-        text += escaped;
-    }
-    return '"' + text + (key.size() > ShownKeyBytes ? "...\"" : "\"");
-}
-
-bool hasKeys(const QVariantMap& description)
-{
-    const KeyNames keys = Bodies::keyNames(description);
-    return !keys.hash.isEmpty() && !keys.range.isEmpty();
-}
-
 } // namespace
 
-DirectoryCheck::DirectoryCheck(fs::path directory, fs::path above, Report report, Progress progress)
+DirectoryCheck::DirectoryCheck(fs::path directory, fs::path above, TableFileCheck::Report report, Progress progress)
     : directory_(std::move(directory)), above_(std::move(above)), report_(std::move(report)),
       progress_(std::move(progress))
 {}
@@ -110,13 +57,15 @@ std::string DirectoryCheck::run()
         findMissing();
         recover();
     }
+    TableFileCheck files(copy_.path(), [this](const std::string& finding) { find(finding); });
     for (std::size_t i = 0; i < databases_.size() && !Interruption::requested(); ++i) {
         progress_("checking", i, databases_.size());
-        checkFile(databases_[i]);
+        files.check(databases_[i]);
     }
-    for (const auto& [table, content] : tables_) {
-        if (content.items > 0 && !described_[table])
-            find(table + ": the table has items, but no description");
+    tables_ = files.tables();
+    for (const auto& [name, table] : tables_) {
+        if (table.items > 0 && !table.isDescribed)
+            find(name + ": the table has items, but no description");
     }
     return Interruption::requested() ? "interrupted" : std::string();
 }
@@ -140,8 +89,9 @@ std::string DirectoryCheck::lookAt()
     if (RestoreTarget::isGuard(config))
         return "a restore to " + given + " has not come to its end";
     if (const int rc = lock_.lock(directory_)) {
-        return rc == EWOULDBLOCK ? given + " is open in a server, or another command uses it"
-                                 : "cannot lock " + given + ": " + std::generic_category().message(rc);
+        return rc == EWOULDBLOCK
+                   ? given + " is open in a server, or another command uses it; quorvactl delete-table closes it"
+                   : "cannot lock " + given + ": " + std::generic_category().message(rc);
     }
     findFiles(directory_);
     std::sort(databases_.begin(), databases_.end());
@@ -164,7 +114,7 @@ void DirectoryCheck::findFiles(const fs::path& below)
             logs_.push_back(name);
         } else if (entry.is_regular_file(vanished) && !BerkeleyDbNames::isInternal(file) &&
                    file != BerkeleyDbNames::ConfigFile) {
-            (isDatabase(entry.path()) || isDataFile(name) ? databases_ : unrecognised).push_back(name);
+            (isDatabase(entry.path()) || TableFileCheck::isDataFile(name) ? databases_ : unrecognised).push_back(name);
         }
         return 0;
     });
@@ -186,7 +136,7 @@ void DirectoryCheck::find(const std::string& finding)
     report_(finding);
 }
 
-/** Files that the log has as open or created, and nobody has removed. */
+/** Files that exist according to the log. */
 void DirectoryCheck::findMissing()
 {
     std::string error;
@@ -194,41 +144,17 @@ void DirectoryCheck::findMissing()
     DbLogc* cursor = nullptr;
     if (!env || env->log_cursor(&cursor, 0) != 0)
         return find("the log cannot be read: " + error);
-    std::map<std::string, std::set<std::uint32_t>> used; // by the transactions that have to commit
-    std::set<std::string> expected;
+    LoggedFiles files;
     DbLsn position;
     Dbt record;
     int rc = 0;
-    while (!Interruption::requested() && (rc = cursor->get(&position, &record, DB_NEXT)) == 0) {
-        const std::string_view bytes(static_cast<const char*>(record.get_data()), record.get_size());
-        if (LogRecords::beginsTransaction(bytes)) { // the number may be that of one that a crash has undone
-            for (auto& [name, transactions] : used)
-                transactions.erase(LogRecords::transactionOf(bytes));
-        }
-        if (LogRecords::commitTime(bytes)) {
-            for (auto& [name, transactions] : used) {
-                if (transactions.erase(LogRecords::transactionOf(bytes)) != 0)
-                    expected.insert(name);
-            }
-        }
-        const auto event = LogRecords::fileEvent(bytes);
-        if (!event)
-            continue;
-        const std::string name(event->name);
-        if (event->kind == LogRecords::FileEvent::Removed) {
-            expected.erase(name);
-            used.erase(name);
-        } else if (event->transaction == 0) {
-            expected.insert(name);
-        } else {
-            used[name].insert(event->transaction);
-        }
-    }
+    while (!Interruption::requested() && (rc = cursor->get(&position, &record, DB_NEXT)) == 0)
+        files.take({static_cast<const char*>(record.get_data()), record.get_size()});
     if (rc != 0 && rc != DB_NOTFOUND)
         find("the log cannot be read: " + std::string(DbEnv::strerror(rc)));
     (void)cursor->close(0);
     (void)env->close(0); // of a copy
-    for (const std::string& name : expected) {
+    for (const std::string& name : files.names()) {
         std::error_code unknown;
         if (!fs::exists(directory_ / name, unknown))
             find(name + ": the file is missing; the log shows that it existed");
@@ -244,106 +170,6 @@ void DirectoryCheck::recover()
     const int rc = env ? env->close(0) : 0;
     if (!env || rc != 0)
         find("the log cannot be applied: " + (env ? std::string(DbEnv::strerror(rc)) : error));
-}
-
-void DirectoryCheck::checkFile(const std::string& name)
-{
-    std::error_code unknown;
-    if (!fs::exists(copy_.path() / name, unknown))
-        return; // the log says that it was removed
-    ++tables_[std::string(TableNames::ofDataFile(name))].files;
-    // The structure of a damaged file may lead a reader anywhere.
-    if (!verify(name))
-        return;
-    const char* const subDatabase = isDataFile(name) ? TableNames::DataSubDatabase : TableNames::MetaSubDatabase;
-    if (const int rc = readRecords(name, subDatabase))
-        find(name + ": cannot be read: " + DbEnv::strerror(rc));
-}
-
-bool DirectoryCheck::verify(const std::string& name)
-{
-    firstMessage.clear();
-    Db db(nullptr, DB_CXX_NO_EXCEPTIONS); // a Db can verify only one file, which closes it
-    db.set_errcall(keepMessage);
-    const int rc = db.verify((copy_.path() / name).c_str(), nullptr, nullptr, 0);
-    if (rc == 0)
-        return true;
-    std::string reason = firstMessage.empty() ? std::string(DbEnv::strerror(rc)) : firstMessage;
-    const std::string path = (copy_.path() / name).string() + ": ";
-    if (const std::size_t at = reason.find(path); at != std::string::npos)
-        reason.erase(at, path.size());
-    find(name + ": damaged: " + reason);
-    return false;
-}
-
-int DirectoryCheck::readRecords(const std::string& name, const char* subDatabase)
-{
-    Db db(nullptr, DB_CXX_NO_EXCEPTIONS);
-    db.set_errcall(OfflineEnvironment::ignoreMessage);
-    const int rc = db.open(nullptr, (copy_.path() / name).c_str(), subDatabase, DB_BTREE, DB_RDONLY, 0);
-    if (rc == ENOENT)
-        find(name + ": holds no database \"" + subDatabase + '"');
-    else if (rc == 0 && isDataFile(name))
-        checkItems(name, &db);
-    else if (rc == 0)
-        checkDescription(name, &db);
-    (void)db.close(0);
-    return rc == ENOENT ? 0 : rc;
-}
-
-void DirectoryCheck::checkDescription(const std::string& name, Db* db)
-{
-    std::string keyBytes = DescriptionKey;
-    Dbt key(keyBytes.data(), static_cast<u_int32_t>(keyBytes.size()));
-    Dbt data;
-    const int rc = db->get(nullptr, &key, &data, 0);
-    if (rc == DB_NOTFOUND)
-        return; // whoever asks for a table that does not exist leaves such a file
-    described_[name] = true;
-    QVariant description;
-    Json::ParseError error;
-    const QByteArray text(static_cast<const char*>(data.get_data()), static_cast<qsizetype>(data.get_size()));
-    if (rc != 0)
-        find(name + ": the description cannot be read: " + DbEnv::strerror(rc));
-    else if (!Json::parse(text, &description, &error))
-        find(name + ": the description is not valid JSON: " + error.reason.toStdString());
-    else if (!hasKeys(description.toMap()))
-        find(name + ": the description names no usable keys");
-}
-
-void DirectoryCheck::checkItems(const std::string& name, Db* db)
-{
-    Table& table = tables_[std::string(TableNames::ofDataFile(name))];
-    const unsigned partition = partitionOf(name);
-    Dbc* cursor = nullptr;
-    int rc = db->cursor(nullptr, &cursor, 0);
-    Dbt key;
-    Dbt data;
-    while (rc == 0 && !Interruption::requested() && (rc = cursor->get(&key, &data, DB_NEXT)) == 0) {
-        ++table.items;
-        checkItem(name, partition, {static_cast<const char*>(key.get_data()), key.get_size()},
-                  {static_cast<const char*>(data.get_data()), data.get_size()});
-    }
-    if (cursor != nullptr)
-        (void)cursor->close();
-    if (rc != 0 && rc != DB_NOTFOUND)
-        find(name + ": cannot be read to its end: " + DbEnv::strerror(rc));
-}
-
-void DirectoryCheck::checkItem(const std::string& name, unsigned partition, const std::string& key,
-                               const std::string& text)
-{
-    const std::string item = name + ": the item with the key " + shown(key);
-    if (!Partitions::mayHold(partition, key))
-        find(item + " does not belong into this file");
-    if (text.size() > LargestItem)
-        return find(item + " is larger than 512 KiB, and the server cannot read it");
-    QVariant value;
-    Json::ParseError error;
-    if (!Json::parse(QByteArray::fromStdString(text), &value, &error))
-        find(item + " is not valid JSON: " + error.reason.toStdString());
-    else if (value.typeId() != QMetaType::QVariantMap)
-        find(item + " is not an object");
 }
 
 } // namespace Ctl

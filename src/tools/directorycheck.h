@@ -3,6 +3,7 @@
 
 #include "base/directorylock.h"
 #include "tools/scratchcopy.h"
+#include "tools/tablefilecheck.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -10,8 +11,6 @@
 #include <map>
 #include <string>
 #include <vector>
-
-class Db;
 
 namespace Ctl {
 
@@ -22,17 +21,11 @@ namespace Ctl {
  */
 class DirectoryCheck {
 public:
-    /** What a table holds. */
-    struct Table {
-        long long items = 0;
-        int files = 0;
-    };
-    /** Called with each defect that is found, a line that begins with the name of a file. */
-    using Report = std::function<void(const std::string& finding)>;
     using Progress = std::function<void(const char* step, std::size_t done, std::size_t all)>;
 
     /** `above`: where the copy is made. */
-    DirectoryCheck(std::filesystem::path directory, std::filesystem::path above, Report report, Progress progress);
+    DirectoryCheck(std::filesystem::path directory, std::filesystem::path above, TableFileCheck::Report report,
+                   Progress progress);
 
     /**
      * Returns an empty string if everything could be checked, whatever was found, or else why not. Ends early when an
@@ -41,7 +34,7 @@ public:
     [[nodiscard]] std::string run();
 
     /** After run(): by the file part of their names. */
-    const std::map<std::string, Table>& tables() const { return tables_; }
+    const std::map<std::string, TableFileCheck::Table>& tables() const { return tables_; }
 
     /** After run(): the number of defects. */
     long long findings() const { return findings_; }
@@ -52,23 +45,16 @@ private:
     void find(const std::string& finding);
     void recover();
     void findMissing();
-    void checkFile(const std::string& name);
-    bool verify(const std::string& name);
-    int readRecords(const std::string& name, const char* subDatabase);
-    void checkDescription(const std::string& name, Db* db);
-    void checkItems(const std::string& name, Db* db);
-    void checkItem(const std::string& name, unsigned partition, const std::string& key, const std::string& text);
 
     const std::filesystem::path directory_;
     const std::filesystem::path above_;
-    const Report report_;
+    const TableFileCheck::Report report_;
     const Progress progress_;
     Base::DirectoryLock lock_;
     ScratchCopy copy_;
     std::vector<std::string> databases_; // names in the directory, like those of the log files
     std::vector<std::string> logs_;
-    std::map<std::string, Table> tables_;
-    std::map<std::string, bool> described_; // tables, and whether they have a description
+    std::map<std::string, TableFileCheck::Table> tables_;
     long long findings_ = 0;
 };
 

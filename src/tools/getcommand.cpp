@@ -33,10 +33,8 @@ int GetCommand::run(const ServerAddress& server)
         complainReply("cannot read " + itemName(table_, key_), reply);
     if (code != ExitOk)
         return code;
-    if (!reply.contains("Item")) {
-        complain("there is no item \"" + key_.hashWord + "\" \"" + key_.rangeWord + "\" in " + table_);
-        return ExitErrorReply;
-    }
+    if (!reply.contains("Item"))
+        return fail("there is no item \"" + key_.hashWord + "\" \"" + key_.rangeWord + "\" in " + table_);
     const QVariantMap item = withKeys(reply.value("Item").toMap(), keys, key_.hash, key_.range);
     if (form_.isLines())
         return printLine(Json::serialize(item));

@@ -13,6 +13,12 @@
 
 namespace Ctl {
 
+namespace {
+
+constexpr int MostRefusedAtTheBeginning = 20;
+
+} // namespace
+
 Importer::Importer(const ServerAddress& server, const std::string& table, ImportInput input, ImportState state,
                    const ImportMark& mark)
     : input_(std::move(input)), account_(table, input_.name, std::move(state), mark), lanes_(server, table, &account_),
@@ -111,7 +117,7 @@ int Importer::transfer()
             account_.addEmpty();
             break;
         case ImportSource::Result::Refused:
-            account_.addRefused(source_->firstLine(), source_->error());
+            code = refuse(source_->error());
             break;
         case ImportSource::Result::End:
             code = lanes_.sendAll();
@@ -155,10 +161,23 @@ int Importer::take(const QByteArray& item)
 {
     ItemKey key;
     if (const std::string error = checkImportLine(item, keys_, &key); !error.empty()) {
-        account_.addRefused(source_->firstLine(), error);
-        return ExitOk;
+        return refuse(error);
     }
+    hasItem_ = true;
     return lanes_.add(source_->firstLine(), item, key);
+}
+
+/** An input of another format is refused from its beginning to its end, which nobody has to read. */
+int Importer::refuse(const std::string& reason)
+{
+    account_.addRefused(source_->firstLine(), reason);
+    if (hasItem_ || ++refusedBefore_ < MostRefusedAtTheBeginning || account_.linesBefore() > 0)
+        return ExitOk;
+    complain("import stopped: none of the first " + std::to_string(refusedBefore_) + " items of " + input_.name +
+                 " can be stored",
+             {input_.isCsv ? "try: the types that the columns have, in the header or with --types"
+                           : "try: --format csv, if that is what it holds; or --skip, to leave lines out"});
+    return ExitErrorReply;
 }
 
 int Importer::finish()

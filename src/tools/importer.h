@@ -48,6 +48,7 @@ private:
     int transfer();
     bool awaitInput();
     int take(const QByteArray& item);
+    int refuse(const std::string& reason);
     int finish();
     int cannotRead();
 
@@ -56,6 +57,8 @@ private:
     ImportLanes lanes_;
     KeyNames keys_;
     const std::unique_ptr<ImportSource> source_;
+    bool hasItem_ = false;                // one that can be sent has been read
+    int refusedBefore_ = 0;               // those before it
     int failure_ = 0;                     // the exit code of a failure while the input was awaited
     std::optional<ProgressBar> progress_; // set once the mark has been reached
     qint64 skippedBytes_ = 0;

@@ -14,15 +14,6 @@ namespace Ctl {
 
 namespace {
 
-int failed(const std::string& error, const std::string& advice)
-{
-    std::vector<std::string> details;
-    if (!advice.empty())
-        details.push_back("try: " + advice);
-    complain(error, details);
-    return ExitErrorReply;
-}
-
 /** Says what --force would change. */
 int leaveAlone(const std::string& given, const TableDirectory& directory)
 {
@@ -31,10 +22,9 @@ int leaveAlone(const std::string& given, const TableDirectory& directory)
         details.push_back("--force adds to " + directory.configPath() + ": " + line);
     for (const std::string& change : directory.settings().changed)
         details.push_back("--force replaces in " + directory.configPath() + ": " + change);
-    complain(given + (directory.isEnvironment() ? " is a directory for tables already" : " is not empty") +
-                 "; nothing was changed",
-             details);
-    return ExitErrorReply;
+    return fail(given + (directory.isEnvironment() ? " is a directory for tables already" : " is not empty") +
+                    "; nothing was changed",
+                details);
 }
 
 } // namespace
@@ -61,13 +51,13 @@ int InitCommand::run(const ServerAddress&)
     TableDirectory directory(directory_);
     std::string advice;
     if (const std::string error = directory.look(cache, &advice); !error.empty())
-        return failed(error, advice);
+        return advice.empty() ? fail(error) : fail(error, {"try: " + advice});
     if (directory.isReady())
         return ExitOk;
     if (!directory.isEmpty() && !force_)
         return leaveAlone(directory_, directory);
     if (const std::string error = directory.make(); !error.empty())
-        return failed(error, {});
+        return fail(error);
     return ExitOk;
 }
 

@@ -3,11 +3,13 @@
 #include "tools/exitcode.h"
 #include "tools/messages.h"
 #include "tools/terminaltext.h"
+#include "tools/textcolumns.h"
 #include "tools/typedvalues.h"
 #include "json/jsonwriter.h"
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace Ctl {
 
@@ -32,40 +34,19 @@ QString textOfValue(const QVariant& value)
     return '{' + elements.join(QStringLiteral(", ")) + '}';
 }
 
-/** One attribute of all items. */
-class Column {
-public:
-    Column(const QString& name, const std::vector<QVariantMap>& items)
-    {
-        add(TerminalText::escaped(name));
-        for (const QVariantMap& item : items) {
-            const QVariant value = item.value(name);
-            isNumeric_ = isNumeric_ && (!value.isValid() || value.toMap().contains(QStringLiteral("N")));
-            add(value.isValid() ? textOfValue(value) : QString());
-        }
-    }
+std::string cellOf(const QString& text)
+{
+    return TerminalText::cut(text, ItemTable::MostColumns).toStdString();
+}
 
-    /** Row 0 is the name. */
-    QString cell(std::size_t row) const { return padded(cells_[row]); }
-    QString line() const { return QString(width_, u'-'); }
-
-private:
-    void add(const QString& text)
-    {
-        cells_.push_back(TerminalText::cut(text, ItemTable::MostColumns));
-        width_ = std::max(width_, TerminalText::width(cells_.back()));
-    }
-
-    QString padded(const QString& text) const
-    {
-        const QString blanks(width_ - TerminalText::width(text), u' ');
-        return isNumeric_ ? blanks + text : text + blanks;
-    }
-
-    std::vector<QString> cells_;
-    int width_ = 0;
-    bool isNumeric_ = true;
-};
+/** The attribute's column: numbers stand at the right. */
+TextColumns::Column columnOf(const QString& name, const std::vector<QVariantMap>& items)
+{
+    const bool isNumeric = std::all_of(items.begin(), items.end(), [&](const QVariantMap& item) {
+        return !item.contains(name) || item.value(name).toMap().contains(QStringLiteral("N"));
+    });
+    return {cellOf(TerminalText::escaped(name)), isNumeric ? TextColumns::Align::Right : TextColumns::Align::Left};
+}
 
 /** The attributes that occur, in the order of the columns. */
 QStringList namesOf(const std::vector<QVariantMap>& items, const QStringList& first)
@@ -82,13 +63,6 @@ QStringList namesOf(const std::vector<QVariantMap>& items, const QStringList& fi
     }
     names.append(QStringList(all.begin(), all.end()));
     return names;
-}
-
-void endLine(QString* text)
-{
-    while (text->endsWith(u' '))
-        text->chop(1);
-    *text += u'\n';
 }
 
 } // namespace
@@ -111,22 +85,21 @@ int ItemTable::end()
 
 QByteArray ItemTable::textOf(const std::vector<QVariantMap>& items, const QStringList& first)
 {
-    std::vector<Column> columns;
-    for (const QString& name : namesOf(items, first))
-        columns.emplace_back(name, items);
-    const auto join = [&](auto&& part) {
-        QStringList parts;
-        for (const Column& column : columns)
-            parts.append(part(column));
-        QString line = parts.join(QStringLiteral("  "));
-        endLine(&line);
-        return line;
-    };
-    QString text = join([](const Column& column) { return column.cell(0); });
-    text += join([](const Column& column) { return column.line(); });
-    for (std::size_t row = 1; row <= items.size(); ++row)
-        text += join([row](const Column& column) { return column.cell(row); });
-    return text.toUtf8();
+    const QStringList names = namesOf(items, first);
+    std::vector<TextColumns::Column> columns;
+    for (const QString& name : names)
+        columns.push_back(columnOf(name, items));
+    TextColumns table(std::move(columns), TextColumns::Rule::Yes);
+    for (const QVariantMap& item : items) {
+        std::vector<std::string> cells;
+        for (const QString& name : names)
+            cells.push_back(item.contains(name) ? cellOf(textOfValue(item.value(name))) : std::string());
+        table.add(std::move(cells));
+    }
+    QByteArray text;
+    for (const std::string& line : table.lines())
+        text += QByteArray::fromStdString(line) + '\n';
+    return text;
 }
 
 } // namespace Ctl

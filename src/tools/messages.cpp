@@ -2,6 +2,7 @@
 
 #include "tools/exitcode.h"
 #include "tools/terminalline.h"
+#include "tools/terminaltext.h"
 
 #include <cstdio>
 #include <cstring>
@@ -10,11 +11,17 @@ namespace Ctl {
 
 void complain(const std::string& message, const std::vector<std::string>& details)
 {
-    std::string text = "quorvactl: " + message + '\n';
+    std::string text = "quorvactl: " + TerminalText::printable(message) + '\n';
     for (const std::string& detail : details)
-        text += "  " + detail + '\n';
+        text += "  " + TerminalText::printable(detail) + '\n';
     TerminalLine::clear();
     std::fputs(text.c_str(), stderr);
+}
+
+int fail(const std::string& message, const std::vector<std::string>& details)
+{
+    complain(message, details);
+    return ExitErrorReply;
 }
 
 int refuse(const std::string& error)
@@ -32,7 +39,25 @@ std::string withReason(const std::string& what, int error)
 
 std::string counted(long long number, const std::string& noun)
 {
-    return std::to_string(number) + ' ' + noun + (number == 1 ? "" : "s");
+    return counted(number, noun, noun + 's');
+}
+
+std::string counted(long long number, const std::string& noun, const std::string& plural)
+{
+    return std::to_string(number) + ' ' + (number == 1 ? noun : plural);
+}
+
+int say(const std::string& text)
+{
+    return sayLines({text});
+}
+
+int sayLines(const std::vector<std::string>& lines)
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text += TerminalText::printable(line) + '\n';
+    return printText(QByteArray::fromStdString(text));
 }
 
 int printLine(const QByteArray& text)

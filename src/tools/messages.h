@@ -12,8 +12,14 @@
  */
 namespace Ctl {
 
-/** Prints "quorvactl: MESSAGE" on standard error, followed by the lines of `details`. */
+/**
+ * Prints "quorvactl: MESSAGE" on standard error, followed by the lines of `details`. Names in them may have any
+ * characters (TerminalText::printable).
+ */
 void complain(const std::string& message, const std::vector<std::string>& details = {});
+
+/** Complains, and returns ExitErrorReply. */
+int fail(const std::string& message, const std::vector<std::string>& details = {});
 
 /** Prints what is wrong with the command line, if anything is. ExitUsage then, else ExitOk. */
 [[nodiscard]] int refuse(const std::string& error);
@@ -23,8 +29,19 @@ std::string withReason(const std::string& what, int error);
 
 /** "1 item", "2 items". */
 std::string counted(long long number, const std::string& noun);
+/** The same for a noun whose plural has another form than with an "s". */
+std::string counted(long long number, const std::string& noun, const std::string& plural);
 
-/** Prints a line on standard output. Returns ExitOk, or ExitNoReply after reporting that it cannot be written. */
+/**
+ * Prints a line for people on standard output, in which names may have any characters (TerminalText::printable).
+ * Returns like printLine().
+ */
+[[nodiscard]] int say(const std::string& text);
+/** The same for several lines. */
+[[nodiscard]] int sayLines(const std::vector<std::string>& lines);
+
+/** Prints a line of data on standard output, as it is. Returns ExitOk, or ExitNoReply after reporting that it cannot be
+ * written. */
 [[nodiscard]] int printLine(const QByteArray& text);
 /** The same for a text with line ends of its own. */
 [[nodiscard]] int printText(const QByteArray& text);

@@ -25,12 +25,6 @@ namespace Ctl {
 
 namespace {
 
-int fail(const std::string& message, const std::vector<std::string>& details = {})
-{
-    complain(message, details);
-    return ExitErrorReply;
-}
-
 std::string contentOf(const RestoreSteps& restored)
 {
     long long items = 0;
@@ -67,9 +61,8 @@ int NightlyBackup::run()
     const CopyRemoval::Policy policy{options_.keep, options_.verify, copy};
     if (const std::string problem = CopyRemoval::prune(series_, policy, &removed); !problem.empty())
         return fail(problem);
-    return printLine(QByteArray::fromStdString(directory_ + ": copied to " + copy.string() + ", " + held +
-                                               "; removed " + std::to_string(removed) +
-                                               (removed == 1 ? " older copy" : " older copies")));
+    return say(directory_ + ": copied to " + copy.string() + ", " + held + "; removed " +
+               counted(static_cast<long long>(removed), "older copy", "older copies"));
 }
 
 int NightlyBackup::resume()
@@ -91,7 +84,7 @@ int NightlyBackup::resume()
                                              "cannot ship the log files of " + directory_ + " to " + newest.string()))
             return code;
     }
-    return printLine(QByteArray::fromStdString(directory_ + ": log files are shipped to " + newest.string()));
+    return say(directory_ + ": log files are shipped to " + newest.string());
 }
 
 /** Reads the copies that are there, which must be of this environment, and removes what earlier runs left. */
@@ -145,7 +138,7 @@ int NightlyBackup::makeCopy(Session* session, const fs::path& copy)
     CopyTarget target(copy);
     if (const int code = requestCopy(server_, table_, copy, failed_, &target))
         return code;
-    CopyWait wait(session, table_, copy, &target);
+    CopyWait wait(session, table_, copy, &target, CopyWait::FailedCopy::IsTakenBack);
     const int code = wait.untilComplete(std::chrono::seconds(options_.stallSeconds));
     if (code != ExitOk)
         takeBack(session, copy, &target);
@@ -159,11 +152,11 @@ void NightlyBackup::takeBack(Session* session, const fs::path& copy, CopyTarget*
     if (Interruption::requested() || askState(session, table_, failed_, &state) != ExitOk || state.isRunning() ||
         state.isCopying(copy))
         return; // the server may still write there
-    target->undo();
     std::error_code error;
     fs::remove_all(copy, error);
     if (error)
         complain("cannot remove the unfinished copy " + copy.string() + ": " + error.message());
+    target->undo();
     if (const fs::path newest = newestCopy(); !newest.empty())
         (void)requestShipping(server_, table_, newest, // ignored: it has been reported
                               "cannot go on shipping the log files of " + directory_ + " to " + newest.string());

@@ -1,5 +1,7 @@
 #include "tools/progressbar.h"
 
+#include "tools/messages.h"
+
 #include <algorithm>
 #include <cstdio>
 
@@ -36,8 +38,7 @@ std::string bar(double fraction, int length)
 std::string progressLine(const TransferProgress& progress, int width)
 {
     const double rate = progress.seconds > 0 ? static_cast<double>(progress.items) / progress.seconds : 0;
-    std::string counts =
-        std::to_string(progress.items) + " items  " + std::to_string(static_cast<long long>(rate)) + "/s";
+    std::string counts = counted(progress.items, "item") + "  " + std::to_string(static_cast<long long>(rate)) + "/s";
     if (progress.all >= 0) {
         const bool complete = progress.done >= progress.all;
         const double fraction = complete ? 1 : static_cast<double>(progress.done) / static_cast<double>(progress.all);

@@ -5,6 +5,7 @@
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/session.h"
+#include "tools/terminaltext.h"
 #include "tools/units.h"
 
 #include <CLI/CLI.hpp>
@@ -54,10 +55,9 @@ int RemovalCommand::run(const ServerAddress& server)
     if (code != ExitOk)
         return code;
     const QVariantMap removed = reply.value(SpaceNames::Removed).toMap();
-    return printLine(QByteArray::fromStdString(kind_.done + table_ + ": " +
-                                               counted(removed.value(SpaceNames::Items).toLongLong(), "item") + ", " +
-                                               counted(removed.value(SpaceNames::Files).toLongLong(), "file") + ", " +
-                                               Units::bytes(removed.value(SpaceNames::Bytes).toULongLong())));
+    return say(kind_.done + table_ + ": " + counted(removed.value(SpaceNames::Items).toLongLong(), "item") + ", " +
+               counted(removed.value(SpaceNames::Files).toLongLong(), "file") + ", " +
+               Units::bytes(removed.value(SpaceNames::Bytes).toULongLong()));
 }
 
 /** ExitOk if the user wants it. */
@@ -70,7 +70,8 @@ int RemovalCommand::confirm() const
                  {"try: --yes, in scripts"});
         return ExitUsage;
     }
-    std::fputs((kind_.loss + table_ + ". It cannot be undone. Continue? [y/N] ").c_str(), stderr);
+    std::fputs((kind_.loss + TerminalText::printable(table_) + ". It cannot be undone. Continue? [y/N] ").c_str(),
+               stderr);
     std::string answer;
     std::getline(std::cin, answer);
     if (answer == "y" || answer == "Y" || answer == "yes")

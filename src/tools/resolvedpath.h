@@ -17,6 +17,13 @@ inline std::filesystem::path resolvedPath(const std::filesystem::path& path)
     return error ? absolute : canonical;
 }
 
+/** Whether there is something of this name, be it a link that leads nowhere. */
+inline bool isThere(const std::filesystem::path& path)
+{
+    std::error_code unknown;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, unknown));
+}
+
 } // namespace Ctl
 
 #endif

@@ -10,8 +10,8 @@
 #include <CLI/CLI.hpp>
 
 #include <cstddef>
-#include <cstdio>
 #include <ctime>
+#include <vector>
 
 namespace Ctl {
 
@@ -30,17 +30,18 @@ private:
     TerminalLine line_;
 };
 
-void report(const RestoreSteps& restored, const std::string& target)
+int report(const RestoreSteps& restored, const std::string& target)
 {
+    std::vector<std::string> lines;
     long long sum = 0;
     for (const auto& [table, count] : restored.items()) {
-        std::printf("%s: %s\n", table.c_str(), counted(count, "item").c_str());
+        lines.push_back(table + ": " + counted(count, "item"));
         sum += count;
     }
-    std::printf("data until %s\n", Times::text(restored.log().lastCommit).c_str());
-    std::printf("restored %s with %s to %s\n",
-                counted(static_cast<long long>(restored.items().size()), "table").c_str(), counted(sum, "item").c_str(),
-                target.c_str());
+    lines.push_back("data until " + Times::text(restored.log().lastCommit));
+    lines.push_back("restored " + counted(static_cast<long long>(restored.items().size()), "table") + " with " +
+                    counted(sum, "item") + " to " + target);
+    return sayLines(lines);
 }
 
 } // namespace
@@ -72,21 +73,16 @@ int RestoreCommand::run(const ServerAddress&)
     }
     const Interruption interruption;
     BackupParts parts(backup_);
-    if (const std::string error = BackupSeries::choose(backup_, wish.until, &parts); !error.empty()) {
-        complain(error);
-        return ExitErrorReply;
-    }
+    if (const std::string error = BackupSeries::choose(backup_, wish.until, &parts); !error.empty())
+        return fail(error);
     Progress progress;
     RestoreSteps restore(parts, target_, wish,
                          {[&](const char* step, std::size_t done, std::size_t all) { progress.show(step, done, all); },
                           [&] { progress.end(); }});
     const std::string error = restore.run();
-    if (!error.empty()) {
-        complain(error);
-        return ExitErrorReply;
-    }
-    report(restore, target_);
-    return ExitOk;
+    if (!error.empty())
+        return fail(error);
+    return report(restore, target_);
 }
 
 } // namespace Ctl

@@ -1,6 +1,5 @@
 #include "tools/restoresteps.h"
 
-#include "base/directorylock.h"
 #include "base/paths.h"
 #include "format/backupnames.h"
 #include "format/logfiles.h"
@@ -12,7 +11,6 @@
 #include "tools/restoredenvironment.h"
 #include "tools/times.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <system_error>
 #include <utility>
@@ -46,7 +44,7 @@ std::string RestoreSteps::run()
     std::string error;
     if (isUnfinished(backup_, &error))
         return error;
-    if (isOpenEnvironment())
+    if (isOpenEnvironment(backup_))
         return backup_.string() + " is open in a server";
     if (!readBackup(parts_, wish_.unlisted, &files_, &error))
         return error;
@@ -73,18 +71,6 @@ std::string RestoreSteps::fill()
             return error;
     }
     return {};
-}
-
-/**
- * A copy with a list is not an open environment: had it been opened since, its log file would differ from the one
- * copied. The lock is released at once, as the server takes it when it ships log files.
- */
-bool RestoreSteps::isOpenEnvironment() const
-{
-    std::error_code error;
-    Base::DirectoryLock lock;
-    return !fs::exists(backup_ / BackupNames::ListFile, error) &&
-           lock.lock(backup_, Base::DirectoryLock::Shared) == EWOULDBLOCK;
 }
 
 std::string RestoreSteps::copy(const BackupFile& file, const std::string& name)

@@ -53,7 +53,6 @@ public:
 
 private:
     std::string fill();
-    bool isOpenEnvironment() const;
     std::string copy(const BackupFile& file, const std::string& name);
     std::string copyLogs();
     std::string checkLogs();

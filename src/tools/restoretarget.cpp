@@ -1,6 +1,5 @@
 #include "tools/restoretarget.h"
 
-#include "base/directoryentries.h"
 #include "base/fileio.h"
 #include "base/filesync.h"
 #include "format/berkeleydbnames.h"
@@ -8,14 +7,13 @@
 #include "tools/messages.h"
 #include "tools/resolvedpath.h"
 #include "tools/usualmode.h"
+#include "tools/workdirectories.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <iterator>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,8 +29,6 @@ constexpr std::string_view Guard =
     "# A restore to this directory has not come to its end. This file keeps servers from opening it.\n"
     "# To restore once more, do so to the same target. Otherwise delete the directory.\n"
     "unfinished_quorvactl_restore yes\n";
-constexpr std::string_view WorkInfix = ".restoring-";
-constexpr std::size_t UniqueLength = 6; // of mkdtemp's suffix
 
 /**
  * True when a restore there did not finish: the directory has the guard, or nothing but the beginning of one. No server
@@ -119,32 +115,28 @@ std::string RestoreTarget::prepareInPlace()
 
 std::string RestoreTarget::prepareBeside()
 {
-    std::string name = target_.string() + std::string(WorkInfix) + std::string(UniqueLength, 'X');
-    if (::mkdtemp(name.data()) == nullptr)
-        return withReason("cannot create " + given_.string(), errno);
-    work_ = name;
+    if (const int error = WorkDirectories::make(workBeginning(), &work_, &lock_))
+        return withReason("cannot create " + given_.string(), error);
     madeWork_ = true;
-    (void)lock_.lock(work_); // fails only on file systems without flock
+    // A restore to the same target that has begun since the first look: only one of the two could be renamed to it.
+    if (std::string error = removeLeftovers(); !error.empty())
+        return error;
     if (::chmod(work_.c_str(), usualMode(0777)) != 0)
         return withReason("cannot create " + given_.string(), errno);
     return placeGuard();
 }
 
+fs::path RestoreTarget::workBeginning() const
+{
+    return target_.string() + ".restoring-";
+}
+
 /** A directory that another restore is filling is locked, and one without a guard has no data of a restore. */
 std::string RestoreTarget::removeLeftovers() const
 {
-    const std::string beginning = target_.filename().string() + std::string(WorkInfix);
-    std::vector<fs::path> leftovers;
-    // Ignored: in a directory that cannot be read, creating one fails too, with its own message.
-    (void)Base::forEachEntry(target_.parent_path(), [&](const fs::directory_entry& entry) {
-        const std::string name = entry.path().filename().string();
-        std::error_code vanished;
-        if (name.size() == beginning.size() + UniqueLength && name.starts_with(beginning) &&
-            entry.symlink_status(vanished).type() == fs::file_type::directory)
-            leftovers.push_back(entry.path());
-        return 0;
-    });
-    for (const fs::path& leftover : leftovers) {
+    for (const fs::path& leftover : WorkDirectories::find(workBeginning())) {
+        if (leftover == work_)
+            continue;
         Base::DirectoryLock lock;
         if (lock.lock(leftover) == EWOULDBLOCK)
             return "another restore to " + given_.string() + " is running, in " + leftover.string();

@@ -51,6 +51,7 @@ public:
 private:
     [[nodiscard]] std::string prepareInPlace();
     [[nodiscard]] std::string prepareBeside();
+    [[nodiscard]] std::filesystem::path workBeginning() const;
     [[nodiscard]] std::string removeLeftovers() const;
     [[nodiscard]] std::string placeGuard();
 

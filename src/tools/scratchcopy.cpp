@@ -3,9 +3,10 @@
 #include "base/descriptor.h"
 #include "tools/filecopy.h"
 #include "tools/interruption.h"
+#include "tools/messages.h"
+#include "tools/workdirectories.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
@@ -32,6 +33,14 @@ bool shareContent(const fs::path& from, const fs::path& to)
     return false;
 }
 
+void removeIfLeft(const fs::path& directory)
+{
+    Base::DirectoryLock lock;
+    std::error_code error;
+    if (lock.lock(directory) == 0 && fs::remove_all(directory, error) > 0 && !error)
+        complain("removed " + directory.string() + ", left by an interrupted check");
+}
+
 } // namespace
 
 ScratchCopy::~ScratchCopy()
@@ -44,10 +53,11 @@ ScratchCopy::~ScratchCopy()
 std::string ScratchCopy::make(const fs::path& from, const std::vector<std::string>& names, const fs::path& above,
                               const std::function<void(std::size_t done, std::size_t all)>& progress)
 {
-    std::string name = (above / "quorvactl-check-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr)
-        return "cannot make a copy in " + above.string() + ": " + std::strerror(errno);
-    path_ = name;
+    const fs::path beginning = above / "quorvactl-check-";
+    for (const fs::path& left : WorkDirectories::find(beginning))
+        removeIfLeft(left);
+    if (const int error = WorkDirectories::make(beginning, &path_, &lock_))
+        return "cannot make a copy in " + above.string() + ": " + std::strerror(error);
     for (std::size_t i = 0; i < names.size() && !Interruption::requested(); ++i) {
         progress(i, names.size());
         const fs::path to = path_ / names[i];

@@ -1,6 +1,8 @@
 #ifndef QUORVA_TOOLS_SCRATCHCOPY_H
 #define QUORVA_TOOLS_SCRATCHCOPY_H
 
+#include "base/directorylock.h"
+
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -8,7 +10,10 @@
 
 namespace Ctl {
 
-/** A copy of files in a directory of its own, which the destructor removes. */
+/**
+ * A copy of files in a directory of its own, which the destructor removes. What a process left that was killed is
+ * removed by the next one that makes a copy at the same place.
+ */
 class ScratchCopy {
 public:
     ScratchCopy() = default;
@@ -29,6 +34,7 @@ public:
 
 private:
     std::filesystem::path path_;
+    Base::DirectoryLock lock_;
 };
 
 } // namespace Ctl

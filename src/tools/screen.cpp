@@ -1,5 +1,7 @@
 #include "tools/screen.h"
 
+#include "tools/terminaltext.h"
+
 #include <cerrno>
 #include <string_view>
 
@@ -32,16 +34,9 @@ bool write(std::string_view text)
     return true;
 }
 
-/** The beginning of a text in UTF-8, of this many characters. */
-std::string_view cut(std::string_view text, int characters)
+std::string cut(const std::string& text, int columns)
 {
-    std::size_t size = 0;
-    for (; size < text.size(); ++size) {
-        const bool isFirstByte = (static_cast<unsigned char>(text[size]) & 0xc0) != 0x80;
-        if (isFirstByte && characters-- == 0)
-            break;
-    }
-    return text.substr(0, size);
+    return TerminalText::cut(QString::fromStdString(text), columns).toStdString();
 }
 
 /** What follows an escape character at once, as the keys without a character send it: "[A", "[5~", "OA". */

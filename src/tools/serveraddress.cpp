@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
+#include <cstring>
 #include <vector>
 
 namespace Ctl {
@@ -49,8 +51,10 @@ void complainNoReply(const ServerAddress& server, const Client::WireConnection& 
         details.emplace_back("try: start the server, or name another one with --host and --port");
     else if (error.ends_with(" ms"))
         details.emplace_back("try: a longer --timeout; the server may still make the change, if the request was one");
-    else if (error == "the server closed the connection")
-        details.emplace_back("try: the server's log; it closes the connection when a request is not valid JSON");
+    else if (error == "the server closed the connection" || error.ends_with(std::strerror(ECONNRESET)) ||
+             error.ends_with(std::strerror(EPIPE)))
+        details.emplace_back("try: the server's log; it closes the connections of users who are not in its "
+                             "QUORVA_ALLOW_USERS, and those with a request that is not valid JSON");
     complain("no reply from " + server.host + ':' + std::to_string(server.port) + ": " + error, details);
 }
 

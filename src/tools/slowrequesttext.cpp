@@ -1,5 +1,6 @@
 #include "tools/slowrequesttext.h"
 
+#include "tools/terminaltext.h"
 #include "tools/textcolumns.h"
 #include "tools/units.h"
 
@@ -9,8 +10,8 @@ namespace SlowRequestText {
 
 namespace {
 
-using Ctl::shown;
 using Ctl::TextColumns;
+using TerminalText::printable;
 
 std::string milliseconds(double time)
 {
@@ -20,32 +21,33 @@ std::string milliseconds(double time)
 } // namespace
 
 std::vector<std::string> lines(const Client::ServerStatus& status,
-                               const std::vector<Client::ServerStatus::SlowRequest>& requests)
+                               const std::vector<Client::ServerStatus::SlowRequest>& requests, int width)
 {
     if (requests.empty() && status.slowMilliseconds == 0)
         return {"slow requests are not noted; QUORVA_SLOW_MS=100 in the server's environment notes those above 100 ms"};
     if (requests.empty())
         return {"no request has taken longer than " + std::to_string(status.slowMilliseconds) + " ms"};
+    constexpr auto Left = TextColumns::Align::Left;
     constexpr auto Right = TextColumns::Align::Right;
     TextColumns columns({{"SLOW REQUEST"},
                          {"TOTAL", Right},
-                         {"QUEUE", Right},
-                         {"LOCKS", Right},
-                         {"DISK", Right},
-                         {"FLUSH", Right},
-                         {"ITEMS", Right},
-                         {"RETRIES", Right},
+                         {"QUEUE", Right, 5},
+                         {"LOCKS", Right, 2},
+                         {"DISK", Right, 3},
+                         {"FLUSH", Right, 4},
+                         {"ITEMS", Right, 6},
+                         {"RETRIES", Right, 8},
                          {"OPERATION"},
                          {"TABLE"},
-                         {"KEYS"},
-                         {"PEER"}});
+                         {"KEYS", Left, 1},
+                         {"PEER", Left, 7}});
     for (const auto& request : requests)
         columns.add({Units::date(request.time), milliseconds(request.milliseconds),
                      milliseconds(request.queueMilliseconds), milliseconds(request.lockMilliseconds),
                      milliseconds(request.diskMilliseconds), milliseconds(request.flushMilliseconds),
-                     std::to_string(request.items), std::to_string(request.retries), shown(request.operation),
-                     shown(request.table), shown(request.keys), shown(request.peer)});
-    return columns.lines();
+                     std::to_string(request.items), std::to_string(request.retries), printable(request.operation),
+                     printable(request.table), printable(request.keys), printable(request.peer)});
+    return columns.lines(width);
 }
 
 } // namespace SlowRequestText

@@ -2,6 +2,7 @@
 #define QUORVA_TOOLS_SLOWREQUESTTEXT_H
 
 #include "client/serverstatus.h"
+#include "tools/textcolumns.h"
 
 #include <string>
 #include <vector>
@@ -9,9 +10,11 @@
 /** A server's slow requests for people. */
 namespace SlowRequestText {
 
-/** A table of these requests of a status, in their order; or a sentence why there are none. */
+/** A table of these requests of a status, in their order; or a sentence why there are none. Columns that `width` has no
+ * room for are left out. */
 std::vector<std::string> lines(const Client::ServerStatus& status,
-                               const std::vector<Client::ServerStatus::SlowRequest>& requests);
+                               const std::vector<Client::ServerStatus::SlowRequest>& requests,
+                               int width = Ctl::TextColumns::AnyWidth);
 
 } // namespace SlowRequestText
 

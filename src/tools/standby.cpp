@@ -24,6 +24,15 @@ std::string interruption()
     return Interruption::requested() ? Interrupted : std::string();
 }
 
+/** What the standby begins with. */
+std::string readSource(const fs::path& backup, BackupParts* parts, BackupFiles* files)
+{
+    std::string error = BackupSeries::choose(backup, std::nullopt, parts);
+    if (error.empty())
+        (void)readBackup(*parts, UnlistedCopy::Refused, files, &error); // ignored: the error says it
+    return error;
+}
+
 } // namespace
 
 std::string Standby::open(const fs::path& backup)
@@ -34,6 +43,11 @@ std::string Standby::open(const fs::path& backup)
     const bool isNew = !fs::exists(target_.directory(), error);
     if (isNew && !fs::is_directory(backup, error))
         return backup.string() + " is not a directory";
+    BackupParts parts(backup);
+    BackupFiles files;
+    // Before anything is made that would have to be removed again.
+    if (std::string problem = isNew ? readSource(backup, &parts, &files) : std::string(); !problem.empty())
+        return problem;
     if (std::string problem = target_.open(); !problem.empty())
         return problem;
     return target_.progress().stage == StandbyProgress::Making ? begin(backup) : std::string();
@@ -44,9 +58,7 @@ std::string Standby::begin(const fs::path& backup)
 {
     BackupParts parts(backup);
     BackupFiles files;
-    std::string error = BackupSeries::choose(backup, std::nullopt, &parts);
-    if (error.empty())
-        (void)readBackup(parts, UnlistedCopy::Refused, &files, &error); // ignored: the error says it
+    std::string error = readSource(backup, &parts, &files);
     for (auto file = files.databases.begin(); error.empty() && file != files.databases.end(); ++file)
         error = copyBackupFile(file->second, parts.copy, target_.directory() / file->first);
     for (auto file = files.logs.begin(); error.empty() && file != files.logs.end(); ++file)

@@ -34,10 +34,8 @@ int StandbyCommand::run(const ServerAddress&)
         return code;
     const Interruption interruption;
     Standby standby(target_);
-    if (const std::string error = backup_.empty() ? standby.openExisting() : standby.open(backup_); !error.empty()) {
-        complain(error);
-        return ExitErrorReply;
-    }
+    if (const std::string error = backup_.empty() ? standby.openExisting() : standby.open(backup_); !error.empty())
+        return fail(error);
     if (follow_)
         return follow(&standby);
     if (!backup_.empty() && !standby.isSwitching()) {
@@ -64,19 +62,19 @@ int StandbyCommand::follow(Standby* standby) const
 {
     constexpr int Milliseconds = 1000;
     std::string reported;
+    bool hasReported = false; // that it has caught up, also when nothing had to be applied
     if (standby->isSwitching())
         return refuse(target_ + " is being switched; use --switch");
     std::vector<pollfd> nothing;
     do {
         const CatchUp round = standby->catchUp(backup_);
-        if (round.moved) {
+        if (round.moved || (round.result == CatchUp::Done && !hasReported)) {
+            hasReported = true;
             if (const int code = reportProgress(*standby))
                 return code;
         }
-        if (round.result == CatchUp::Failed && !Interruption::requested()) {
-            complain(round.message);
-            return ExitErrorReply;
-        }
+        if (round.result == CatchUp::Failed && !Interruption::requested())
+            return fail(round.message);
         if (round.message != reported && !Interruption::requested()) {
             reported = round.message;
             if (!reported.empty())
@@ -94,31 +92,28 @@ int StandbyCommand::catchUpOnce(Standby* standby) const
     std::vector<std::string> advice;
     if (switch_)
         advice.push_back("try: quorvactl standby " + target_ + " --switch, to do without what is missing");
-    complain(round.message, advice);
-    return ExitErrorReply;
+    return fail(round.message, advice);
 }
 
 int StandbyCommand::switchOver(Standby* standby) const
 {
     std::map<std::string, long long> items;
     const auto until = standby->progress().until;
-    if (const std::string error = standby->switchOver(&items); !error.empty()) {
-        complain(target_ + ": " + error);
-        return ExitErrorReply;
-    }
+    if (const std::string error = standby->switchOver(&items); !error.empty())
+        return fail(target_ + ": " + error);
     long long sum = 0;
     for (const auto& [table, count] : items)
         sum += count;
-    return printLine(QByteArray::fromStdString("data until " + Times::text(until) + "\nservers can open " + target_ +
-                                               ", with " + counted(static_cast<long long>(items.size()), "table") +
-                                               " with " + counted(sum, "item")));
+    return sayLines({"data until " + Times::text(until), "servers can open " + target_ + ", with " +
+                                                             counted(static_cast<long long>(items.size()), "table") +
+                                                             " with " + counted(sum, "item")});
 }
 
 int StandbyCommand::reportProgress(const Standby& standby) const
 {
     const StandbyProgress& progress = standby.progress();
-    return printLine(QByteArray::fromStdString(target_ + " has caught up with " + LogFiles::name(progress.last) +
-                                               ", data until " + Times::text(progress.until)));
+    return say(target_ + " has caught up with " + LogFiles::name(progress.last) + ", data until " +
+               Times::text(progress.until));
 }
 
 } // namespace Ctl

@@ -44,25 +44,14 @@ void add(const ServerStatus::Requests& requests, const ServerStatus& before, Sta
     change->failed += failed;
 }
 
-/** Counts begin again when an environment is opened again; a smaller one than before shows that. */
-bool isOpenSince(const ServerStatus::Environment& before, const ServerStatus::Environment& now)
-{
-    return before.directory == now.directory && now.cacheHits >= before.cacheHits &&
-           now.cacheMisses >= before.cacheMisses && now.commits >= before.commits && now.flushes >= before.flushes &&
-           now.lockWaits >= before.lockWaits && now.deadlocks >= before.deadlocks;
-}
-
 StatusChange::Environment environmentChange(const ServerStatus& earlier, const ServerStatus::Environment& now)
 {
-    const auto found = std::find_if(earlier.environments.begin(), earlier.environments.end(),
-                                    [&](const auto& environment) { return isOpenSince(environment, now); });
-    ServerStatus::Environment before;
-    before.logBytes = now.logBytes; // what the log had when the environment was opened is not known
-    if (found != earlier.environments.end())
-        before = *found;
-    return {now.cacheHits - before.cacheHits, now.cacheMisses - before.cacheMisses, now.logBytes - before.logBytes,
-            now.commits - before.commits,     now.flushes - before.flushes,         now.lockWaits - before.lockWaits,
-            now.deadlocks - before.deadlocks};
+    const auto found = std::find_if(earlier.environments.begin(), earlier.environments.end(), [&](const auto& before) {
+        return before.directory == now.directory && now.continues(before);
+    });
+    if (found == earlier.environments.end())
+        return {now, 0}; // what the log had when the environment was opened is not known
+    return {now.since(*found), now.logBytes - found->logBytes};
 }
 
 } // namespace
@@ -74,15 +63,11 @@ StatusChange StatusChange::between(const ServerStatus* before, const ServerStatu
     const ServerStatus start;
     const ServerStatus& earlier = isSameProcess ? *before : start;
     StatusChange change;
+    static_cast<Client::ServerCounts&>(change) = now.ServerCounts::since(earlier);
     change.isSinceStart = !isSameProcess;
     change.seconds = now.uptime - earlier.uptime;
     for (const ServerStatus::Requests& requests : now.requests)
         add(requests, earlier, &change);
-    change.receivedBytes = now.receivedBytes - earlier.receivedBytes;
-    change.sentBytes = now.sentBytes - earlier.sentBytes;
-    change.accepted = now.connections.accepted - earlier.connections.accepted;
-    change.refused = now.connections.refused - earlier.connections.refused;
-    change.processorSeconds = now.process.processorSeconds - earlier.process.processorSeconds;
     for (const ServerStatus::Environment& environment : now.environments)
         change.environments.push_back(environmentChange(earlier, environment));
     return change;

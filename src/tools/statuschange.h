@@ -8,7 +8,7 @@
 namespace Ctl {
 
 /** What a server has done between two statuses of it, as far as their counts tell. */
-struct StatusChange {
+struct StatusChange : Client::ServerCounts {
     double seconds = 0; // between the two
     bool isSinceStart = false;
 
@@ -24,20 +24,9 @@ struct StatusChange {
 
     qint64 requests = 0;
     qint64 failed = 0;
-    qint64 receivedBytes = 0;
-    qint64 sentBytes = 0;
-    qint64 accepted = 0;
-    qint64 refused = 0;
-    double processorSeconds = 0;
 
-    struct Environment {
-        qint64 cacheHits = 0;
-        qint64 cacheMisses = 0;
+    struct Environment : Client::EnvironmentCounts {
         qint64 logBytes = 0; // on disk; negative when files have been removed
-        qint64 commits = 0;
-        qint64 flushes = 0;
-        qint64 lockWaits = 0;
-        qint64 deadlocks = 0;
     };
     std::vector<Environment> environments; // for each of the later status, in its order
 

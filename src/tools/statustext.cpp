@@ -1,6 +1,7 @@
 #include "tools/statustext.h"
 
 #include "tools/failedrequesttext.h"
+#include "tools/messages.h"
 #include "tools/slowrequesttext.h"
 #include "tools/terminaltext.h"
 #include "tools/textcolumns.h"
@@ -14,8 +15,9 @@ namespace StatusText {
 namespace {
 
 using Client::ServerStatus;
-using Ctl::shown;
+using Ctl::counted;
 using Ctl::TextColumns;
+using TerminalText::printable;
 using Lines = std::vector<std::string>;
 constexpr auto Right = TextColumns::Align::Right;
 
@@ -29,7 +31,7 @@ using Units::bytes;
 /** As on the server's command line and in its environment. */
 std::string options(const QVariantMap& options)
 {
-    const auto value = [&](const char* name) { return shown(options.value(QLatin1String(name)).toString()); };
+    const auto value = [&](const char* name) { return printable(options.value(QLatin1String(name)).toString()); };
     std::string text = "-w " + value("Workers") + " -m " + value("PoolMaximum") + " -s " + value("StatLevel");
     if (options.value(QLatin1String("CommitWithoutSync")).toBool())
         text += " -n";
@@ -46,14 +48,14 @@ Lines serverLines(const std::string& address, const ServerStatus& status)
 {
     const ServerStatus::Threads& threads = status.threads;
     return {
-        "server       quorva " + shown(status.version) + " at " + address + ", process " + number(status.processId),
+        "server       quorva " + printable(status.version) + " at " + address + ", process " + number(status.processId),
         "up           " + Units::duration(status.uptime) + ", since " + Units::date(status.startTime),
         "options      " + options(status.options),
         "process      " + bytes(status.process.residentBytes) + " of memory, " +
-            Units::duration(status.process.processorSeconds) + " of processor time, " +
-            number(status.process.descriptors) + " of " + number(status.process.descriptorLimit) + " descriptors",
-        "connections  " + number(status.connections.open) + " open, " + number(status.connections.accepted) +
-            " accepted, " + number(status.connections.refused) + " refused",
+            Units::duration(status.processorSeconds) + " of processor time, " + number(status.process.descriptors) +
+            " of " + number(status.process.descriptorLimit) + " descriptors",
+        "connections  " + number(status.openConnections) + " open, " + number(status.connectionsAccepted) +
+            " accepted, " + number(status.connectionsRefused) + " refused",
         "traffic      " + bytes(status.receivedBytes) + " received, " + bytes(status.sentBytes) + " sent",
         "requests     " + number(threads.poolBusy) + " running, " + number(threads.poolQueue) + " queued, " +
             number(threads.repliesWaiting) + " waiting for the log to be on disk",
@@ -73,7 +75,7 @@ Lines requestLines(const ServerStatus& status)
                          {"MAX", Right}});
     for (const ServerStatus::Requests& requests : status.requests) {
         const double mean = static_cast<double>(requests.microseconds) / static_cast<double>(requests.count);
-        columns.add({shown(requests.operation), shown(requests.outcome), number(requests.count),
+        columns.add({printable(requests.operation), printable(requests.outcome), number(requests.count),
                      requests.count > 0 ? Units::latency(std::llround(mean)) : "-",
                      Units::latency(requests.latencies.quantile(0.5)),
                      Units::latency(requests.latencies.quantile(0.99)),
@@ -84,9 +86,9 @@ Lines requestLines(const ServerStatus& status)
 
 std::string backup(const ServerStatus::Environment& environment)
 {
-    std::string text = shown(environment.backupState);
+    std::string text = printable(environment.backupState);
     if (!environment.backupTarget.isEmpty())
-        text += " to " + shown(environment.backupTarget);
+        text += " to " + printable(environment.backupTarget);
     if (environment.backupSince > 0)
         text += ", since " + Units::date(environment.backupSince);
     if (environment.backupUntil > 0)
@@ -105,19 +107,19 @@ Lines environmentLines(const ServerStatus::Environment& environment)
             ? Units::rate(static_cast<double>(environment.commits) / static_cast<double>(environment.flushes))
             : "-";
     const std::string names =
-        environment.openTables.isEmpty() ? "" : ": " + shown(environment.openTables.join(QStringLiteral(", ")));
+        environment.openTables.isEmpty() ? "" : ": " + printable(environment.openTables.join(QStringLiteral(", ")));
     return {
-        "environment  " + shown(environment.directory),
-        "  tables     " + number(environment.tables) + " open" + names + "; " + number(environment.files) + " files",
-        "  cache      " + bytes(environment.cacheBytes) + ", " + number(environment.cachePages) + " pages, " +
+        "environment  " + printable(environment.directory),
+        "  tables     " + number(environment.tables) + " open" + names + "; " + counted(environment.files, "file"),
+        "  cache      " + bytes(environment.cacheBytes) + ", " + counted(environment.cachePages, "page") + ", " +
             number(environment.cacheDirtyPages) + " of them dirty; " +
             Units::percentage(static_cast<double>(environment.cacheHits), static_cast<double>(reads)) + " hits of " +
             number(reads),
-        "  locks      " + number(environment.lockWaits) + " waits, " + number(environment.deadlocks) + " deadlocks",
-        "  log        " + bytes(environment.logBytes) + " in " + number(environment.logFiles) + " files, at byte " +
+        "  locks      " + counted(environment.lockWaits, "wait") + ", " + counted(environment.deadlocks, "deadlock"),
+        "  log        " + bytes(environment.logBytes) + " in " + counted(environment.logFiles, "file") + ", at byte " +
             number(environment.logOffset) + " of file " + number(environment.logFile),
-        "  commits    " + number(environment.commits) + ", " + perFlush + " a flush; " + number(environment.flushes) +
-            " flushes, " + number(environment.aborts) + " aborts",
+        "  commits    " + number(environment.commits) + ", " + perFlush + " a flush; " +
+            counted(environment.flushes, "flush", "flushes") + ", " + counted(environment.aborts, "abort"),
         "  checkpoint " + Units::date(environment.lastCheckpoint),
         "  backup     " + backup(environment),
     };

@@ -28,12 +28,6 @@ namespace {
 constexpr mode_t DirectoryMode = 0770; // the server makes files with 0660; the process's umask applies to both
 constexpr const char* FileSystemsOwn = "lost+found";
 
-bool isThere(const fs::path& path)
-{
-    std::error_code unknown;
-    return fs::exists(fs::symlink_status(path, unknown));
-}
-
 /** Whether a server would take the directory for an environment that has been used or has settings of its own. */
 bool holdsEnvironment(const fs::path& directory)
 {

@@ -5,6 +5,7 @@
 #include "tools/messages.h"
 #include "tools/replies.h"
 #include "tools/session.h"
+#include "tools/terminaltext.h"
 #include "tools/textcolumns.h"
 #include "tools/units.h"
 #include "json/jsonwriter.h"
@@ -15,11 +16,13 @@ namespace Ctl {
 
 namespace {
 
-/** "-" when the table's files have no description. */
+using TerminalText::printable;
+
+/** "-" when the table's description cannot be read yet: it is in the log of a closed directory only. */
 std::string keyName(const QVariantMap& table, const char* element)
 {
     const QVariantMap keys = table.value("KeySchema").toMap();
-    return keys.isEmpty() ? "-" : shown(keys.value(element).toMap().value("AttributeName").toString());
+    return keys.isEmpty() ? "-" : printable(keys.value(element).toMap().value("AttributeName").toString());
 }
 
 /** The tables of a reply to a ListTables. */
@@ -30,14 +33,18 @@ QByteArray tablesText(const QVariantMap& reply)
                          {"RANGE KEY"},
                          {"FILES", TextColumns::Align::Right},
                          {"ON DISK", TextColumns::Align::Right}});
+    const auto add = [&columns](const QVariantMap& table, const std::string& hash, const std::string& range) {
+        columns.add({printable(table.value("TableName").toString()), hash, range,
+                     std::to_string(table.value("Files").toLongLong()), Units::bytes(table.value("Bytes").toDouble())});
+    };
     for (const QVariant& element : reply.value("Tables").toList()) {
         const QVariantMap table = element.toMap();
-        columns.add({shown(table.value("TableName").toString()), keyName(table, "HashKeyElement"),
-                     keyName(table, "RangeKeyElement"), std::to_string(table.value("Files").toLongLong()),
-                     Units::bytes(table.value("Bytes").toDouble())});
+        add(table, keyName(table, "HashKeyElement"), keyName(table, "RangeKeyElement"));
     }
+    for (const QVariant& element : reply.value("NotCreated").toList())
+        add(element.toMap(), "(never created)", "");
     if (columns.isEmpty())
-        return "there are no tables in " + QByteArray::fromStdString(shown(reply.value("Directory").toString()));
+        return "there are no tables in " + QByteArray::fromStdString(printable(reply.value("Directory").toString()));
     QByteArray text;
     for (const std::string& line : columns.lines())
         text += (text.isEmpty() ? "" : "\n") + QByteArray::fromStdString(line);
@@ -71,9 +78,9 @@ int TablesCommand::run(const ServerAddress& server)
     const long long unreadable = reply.value("Unreadable").toLongLong();
     if (unreadable == 0)
         return ExitOk;
-    complain("the list may be incomplete: the server cannot read " + counted(unreadable, "file") + " in " + directory_,
-             {"try: give the server's user access to all files in it"});
-    return ExitErrorReply;
+    return fail("the list may be incomplete: the server cannot read " + counted(unreadable, "file") + " in " +
+                    directory_,
+                {"try: give the server's user access to all files in it"});
 }
 
 } // namespace Ctl

@@ -1,5 +1,7 @@
 #include "tools/terminalline.h"
 
+#include "tools/terminaltext.h"
+
 #include <cstdio>
 
 #include <sys/ioctl.h>
@@ -26,7 +28,7 @@ void TerminalLine::show(const std::string& text)
 {
     if (!enabled_)
         return;
-    std::fputs((Erase + text).c_str(), stderr);
+    std::fputs((Erase + TerminalText::printable(text)).c_str(), stderr);
     std::fflush(stderr);
     shown_ = this;
 }

@@ -3,6 +3,7 @@
 #include <QList>
 
 #include <clocale>
+#include <cstdio>
 #include <cwchar>
 
 #include <locale.h>
@@ -53,6 +54,29 @@ QString escaped(const QString& text)
             shown += character;
     }
     return shown;
+}
+
+std::string printable(std::string_view text)
+{
+    if (QUtf8StringView(text.data(), static_cast<qsizetype>(text.size())).isValidUtf8())
+        return printable(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+    std::string shown;
+    for (const char byte : text) {
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(byte));
+        shown += static_cast<unsigned char>(byte) < 0x80 ? printable(QString(QLatin1Char(byte))) : escape;
+    }
+    return shown;
+}
+
+std::string printable(const QString& text)
+{
+    return escaped(text).toStdString();
+}
+
+int width(const std::string& utf8)
+{
+    return width(QString::fromStdString(utf8));
 }
 
 int width(const QString& text)

@@ -4,7 +4,10 @@
 #include <QByteArray>
 #include <QString>
 
-/** Text from a table on its way to a terminal. Pure, whatever the locale. */
+#include <string>
+#include <string_view>
+
+/** Texts that others have chosen, on their way to a terminal. Pure, whatever the locale. */
 namespace TerminalText {
 
 /**
@@ -19,8 +22,16 @@ QString escape(QChar character);
 /** The text with escapes in place of control characters: "\n", "\r", "\t", and JSON's for the others. */
 QString escaped(const QString& text);
 
+/**
+ * The same for a name or a message, in UTF-8: it stays on one line. In a text that is no UTF-8, as the name of a file
+ * can be, all bytes above ASCII are escaped, as in "\xe4".
+ */
+std::string printable(std::string_view text);
+std::string printable(const QString& text);
+
 /** How many columns of a terminal the text takes; it has no control characters. */
 int width(const QString& text);
+int width(const std::string& utf8);
 
 /** The text, or its beginning and an ellipsis when it takes more than `columns`. */
 QString cut(const QString& text, int columns);

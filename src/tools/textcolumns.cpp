@@ -1,38 +1,68 @@
 #include "tools/textcolumns.h"
 
+#include "tools/terminaltext.h"
+
 #include <algorithm>
+#include <numeric>
 
 namespace Ctl {
 
-std::vector<std::string> TextColumns::lines() const
+namespace {
+
+constexpr int Gap = 2; // between two columns
+
+} // namespace
+
+std::vector<std::string> TextColumns::lines(int width) const
 {
-    std::vector<std::vector<std::string>> all(1);
-    for (const Column& column : columns_)
-        all.front().push_back(column.title);
-    all.insert(all.end(), lines_.begin(), lines_.end());
-    std::vector<std::size_t> widths(columns_.size());
-    for (const auto& cells : all) {
-        for (std::size_t i = 0; i < cells.size(); ++i)
-            widths[i] = std::max(widths[i], widthOf(cells[i]));
-    }
-    std::vector<std::string> texts;
-    for (const auto& cells : all) {
+    const std::vector<int> all = widths();
+    const std::vector<std::size_t> shown = chosen(all, width);
+    const auto lineOf = [&](auto&& cellOf) {
         std::string text;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            const std::string filling(widths[i] - widthOf(cells[i]), ' ');
-            text += i == 0 ? "" : "  ";
-            text += columns_[i].align == Align::Left ? cells[i] + filling : filling + cells[i];
+        for (const std::size_t i : shown) {
+            const std::string& cell = cellOf(i);
+            const std::string filling(static_cast<std::size_t>(all[i] - TerminalText::width(cell)), ' ');
+            text += i == shown.front() ? "" : std::string(Gap, ' ');
+            text += columns_[i].align == Align::Left ? cell + filling : filling + cell;
         }
         text.erase(text.find_last_not_of(' ') + 1);
-        texts.push_back(text);
-    }
+        return text;
+    };
+    std::vector<std::string> texts{lineOf([this](std::size_t i) { return columns_[i].title; })};
+    if (rule_ == Rule::Yes)
+        texts.push_back(lineOf([&](std::size_t i) { return std::string(static_cast<std::size_t>(all[i]), '-'); }));
+    for (const auto& cells : lines_)
+        texts.push_back(lineOf([&](std::size_t i) { return cells[i]; }));
     return texts;
 }
 
-std::size_t widthOf(const std::string& text)
+std::vector<int> TextColumns::widths() const
 {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+    std::vector<int> widths;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        widths.push_back(TerminalText::width(columns_[i].title));
+        for (const auto& cells : lines_)
+            widths[i] = std::max(widths[i], TerminalText::width(cells[i]));
+    }
+    return widths;
+}
+
+std::vector<std::size_t> TextColumns::chosen(const std::vector<int>& widths, int width) const
+{
+    std::vector<std::size_t> byRank(columns_.size());
+    std::iota(byRank.begin(), byRank.end(), 0);
+    std::stable_sort(byRank.begin(), byRank.end(),
+                     [this](std::size_t a, std::size_t b) { return columns_[a].rank < columns_[b].rank; });
+    std::vector<std::size_t> chosen;
+    long long taken = -Gap;
+    for (const std::size_t i : byRank) {
+        if (columns_[i].rank > 0 && taken + Gap + widths[i] > width)
+            continue;
+        taken += Gap + widths[i];
+        chosen.push_back(i);
+    }
+    std::sort(chosen.begin(), chosen.end());
+    return chosen;
 }
 
 } // namespace Ctl

@@ -1,12 +1,15 @@
 #ifndef QUORVA_TOOLS_TEXTCOLUMNS_H
 #define QUORVA_TOOLS_TEXTCOLUMNS_H
 
+#include <cstddef>
+#include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ctl {
 
-/** Lines of cells in aligned columns, two blanks apart, for a terminal. */
+/** Lines of cells in aligned columns, two blanks apart, for a terminal. The cells have no control characters. */
 class TextColumns {
 public:
     enum class Align { Left, Right };
@@ -14,25 +17,35 @@ public:
     struct Column {
         std::string title;
         Align align = Align::Left;
+        /** Above 0: it may be left out where there is no room for it; the columns of the lowest ranks stay longest. */
+        int rank = 0;
     };
 
-    explicit TextColumns(std::vector<Column> columns) : columns_(std::move(columns)) {}
+    /** Whether a line of dashes stands below the titles. */
+    enum class Rule { No, Yes };
+
+    explicit TextColumns(std::vector<Column> columns, Rule rule = Rule::No) : columns_(std::move(columns)), rule_(rule)
+    {}
 
     /** Adds a line; there is a cell for each column. */
     void add(std::vector<std::string> cells) { lines_.push_back(std::move(cells)); }
 
     bool isEmpty() const { return lines_.empty(); }
 
-    /** The titles and the lines, without blanks at their ends. */
-    std::vector<std::string> lines() const;
+    static constexpr int AnyWidth = std::numeric_limits<int>::max();
+
+    /** The titles and the lines, without blanks at their ends, with the columns that `width` has room for. */
+    std::vector<std::string> lines(int width = AnyWidth) const;
 
 private:
+    std::vector<int> widths() const;
+    /** The indices of the columns to show. */
+    std::vector<std::size_t> chosen(const std::vector<int>& widths, int width) const;
+
     const std::vector<Column> columns_;
+    const Rule rule_;
     std::vector<std::vector<std::string>> lines_;
 };
-
-/** The number of characters of a text in UTF-8, as the columns count them. */
-std::size_t widthOf(const std::string& text);
 
 } // namespace Ctl
 

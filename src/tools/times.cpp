@@ -11,6 +11,8 @@ namespace Times {
 
 namespace {
 
+constexpr long long Latest = 253402300799; // 9999-12-31 23:59:59 UTC: years have four digits
+
 /** Takes digits, exactly as many as given, from the beginning of a text. */
 bool takeNumber(std::string_view* text, std::size_t digits, int* number)
 {
@@ -117,6 +119,8 @@ std::string read(const std::string& text, std::time_t* time)
     const char* const end = text.data() + text.size();
     long long seconds = 0;
     if (const auto [rest, error] = std::from_chars(text.data(), end, seconds); error == std::errc() && rest == end) {
+        if (seconds < 0 || seconds > Latest)
+            return quoted + " is no time from 1970 to 9999, in seconds since 1970";
         *time = static_cast<std::time_t>(seconds);
         return {};
     }

@@ -30,9 +30,9 @@ int TopLoop::run()
     }
 }
 
-std::vector<std::string> TopLoop::lines() const
+std::vector<std::string> TopLoop::lines(int width) const
 {
-    return latest_ ? view_.lines(address_, *latest_, change_) : std::vector<std::string>();
+    return latest_ ? view_.lines(address_, *latest_, change_, width) : std::vector<std::string>();
 }
 
 bool TopLoop::answerSignals()

@@ -40,7 +40,7 @@ protected:
     void setExitCode(int code) { exitCode_ = code; }
     TopView* view() { return &view_; }
     /** The latest status, compared with the one before it; empty before the first. */
-    std::vector<std::string> lines() const;
+    std::vector<std::string> lines(int width = TextColumns::AnyWidth) const;
     /** Those are about all the time since the server's start. */
     bool isSinceStart() const { return change_.isSinceStart; }
     const std::string& failure() const { return feed_.failure(); }

@@ -7,7 +7,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr const char* Help = "q quit   sort by: r rate  f failed  m median  p 99 %  x max  n name   up, down scroll";
+constexpr const char* Help = "q quit   sort: r rate  f failed  m median  p 99 %  x max  n name   arrows scroll";
 
 using Order = TopView::Order;
 constexpr std::pair<char, Order> Orders[] = {{'r', Order::Rate},       {'f', Order::Failed},  {'m', Order::Median},
@@ -47,7 +47,7 @@ bool TopScreen::onStop()
 
 bool TopScreen::draw()
 {
-    std::vector<std::string> shown = lines();
+    std::vector<std::string> shown = lines(Screen::size().columns);
     if (shown.empty())
         shown.emplace_back("waiting for the server's status");
     const int hidden = std::max(static_cast<int>(shown.size()) - (Screen::size().lines - 1), 0);

@@ -1,6 +1,7 @@
 #include "tools/topview.h"
 
 #include "tools/slowrequesttext.h"
+#include "tools/terminaltext.h"
 #include "tools/textcolumns.h"
 #include "tools/units.h"
 
@@ -12,6 +13,7 @@ namespace Ctl {
 namespace {
 
 using Client::ServerStatus;
+using TerminalText::printable;
 using Lines = std::vector<std::string>;
 constexpr auto Right = TextColumns::Align::Right;
 
@@ -37,12 +39,12 @@ Lines serverLines(const std::string& address, const ServerStatus& now, const Sta
     const double seconds = change.seconds;
     const auto number = [](qint64 count) { return std::to_string(count); };
     return {
-        "quorva " + shown(now.version) + " at " + address + ", process " + number(now.processId) + ", up " +
+        "quorva " + printable(now.version) + " at " + address + ", process " + number(now.processId) + ", up " +
             Units::duration(now.uptime) + "; figures " +
             (change.isSinceStart ? "since its start" : "of " + Units::duration(seconds)),
         "requests     " + rateOf(change.requests, seconds) + "/s, " + rateOf(change.failed, seconds) + "/s failed",
-        "connections  " + number(now.connections.open) + " open, " + rateOf(change.accepted, seconds) + "/s new, " +
-            rateOf(change.refused, seconds) + "/s refused",
+        "connections  " + number(now.openConnections) + " open, " + rateOf(change.connectionsAccepted, seconds) +
+            "/s new, " + rateOf(change.connectionsRefused, seconds) + "/s refused",
         "traffic      " + byteRate(change.receivedBytes, seconds) + " in, " + byteRate(change.sentBytes, seconds) +
             " out",
         "now          " + number(now.threads.poolBusy) + " running, " + number(now.threads.poolQueue) + " queued, " +
@@ -58,28 +60,28 @@ Lines serverLines(const std::string& address, const ServerStatus& now, const Sta
 /** "shipping", and until when the backup is good. */
 std::string backupOf(const ServerStatus::Environment& environment)
 {
-    const std::string state = shown(environment.backupState);
+    const std::string state = printable(environment.backupState);
     return environment.backupUntil > 0 ? state + ", until " + Units::date(environment.backupUntil) : state;
 }
 
-Lines environmentLines(const ServerStatus& now, const StatusChange& change)
+Lines environmentLines(const ServerStatus& now, const StatusChange& change, int width)
 {
     TextColumns columns({{"ENVIRONMENT"},
-                         {"TABLES", Right},
-                         {"CACHE HITS", Right},
-                         {"LOG", Right},
-                         {"GROWTH", Right},
+                         {"TABLES", Right, 9},
+                         {"CACHE HITS", Right, 1},
+                         {"LOG", Right, 2},
+                         {"GROWTH", Right, 4},
                          {"COMMITS/s", Right},
-                         {"FLUSHES/s", Right},
-                         {"PER FLUSH", Right},
-                         {"LOCK WAITS/s", Right},
-                         {"DEADLOCKS/s", Right},
-                         {"BACKUP"}});
+                         {"FLUSHES/s", Right, 7},
+                         {"PER FLUSH", Right, 8},
+                         {"LOCK WAITS/s", Right, 5},
+                         {"DEADLOCKS/s", Right, 6},
+                         {"BACKUP", TextColumns::Align::Left, 3}});
     for (std::size_t i = 0; i < now.environments.size(); ++i) {
         const ServerStatus::Environment& environment = now.environments[i];
         const StatusChange::Environment& changed = change.environments[i];
         const double seconds = change.seconds;
-        columns.add({shown(environment.directory), std::to_string(environment.tables),
+        columns.add({printable(environment.directory), std::to_string(environment.tables),
                      Units::percentage(static_cast<double>(changed.cacheHits),
                                        static_cast<double>(changed.cacheHits + changed.cacheMisses)),
                      Units::bytes(environment.logBytes), byteRate(changed.logBytes, seconds),
@@ -87,16 +89,16 @@ Lines environmentLines(const ServerStatus& now, const StatusChange& change)
                      changed.flushes > 0 ? rateOf(changed.commits, static_cast<double>(changed.flushes)) : "-",
                      rateOf(changed.lockWaits, seconds), rateOf(changed.deadlocks, seconds), backupOf(environment)});
     }
-    return columns.isEmpty() ? Lines{"no environment is open"} : columns.lines();
+    return columns.isEmpty() ? Lines{"no environment is open"} : columns.lines(width);
 }
 
 /** The slowest first. */
-Lines slowLines(const ServerStatus& now)
+Lines slowLines(const ServerStatus& now, int width)
 {
     std::vector<ServerStatus::SlowRequest> slowest = now.slowRequests;
     std::stable_sort(slowest.begin(), slowest.end(),
                      [](const auto& a, const auto& b) { return a.milliseconds > b.milliseconds; });
-    return SlowRequestText::lines(now, slowest);
+    return SlowRequestText::lines(now, slowest, width);
 }
 
 /** Adds a block below an empty line. */
@@ -108,16 +110,16 @@ void append(const Lines& block, Lines* lines)
 
 } // namespace
 
-Lines TopView::lines(const std::string& address, const ServerStatus& now, const StatusChange& change) const
+Lines TopView::lines(const std::string& address, const ServerStatus& now, const StatusChange& change, int width) const
 {
     Lines lines = serverLines(address, now, change);
-    append(operationLines(change), &lines);
-    append(environmentLines(now, change), &lines);
-    append(slowLines(now), &lines);
+    append(operationLines(change, width), &lines);
+    append(environmentLines(now, change, width), &lines);
+    append(slowLines(now, width), &lines);
     return lines;
 }
 
-Lines TopView::operationLines(const StatusChange& change) const
+Lines TopView::operationLines(const StatusChange& change, int width) const
 {
     using Operation = StatusChange::Operation;
     const auto value = [this](const Operation& operation) -> qint64 {
@@ -143,17 +145,17 @@ Lines TopView::operationLines(const StatusChange& change) const
     });
     TextColumns columns({{"OPERATION"},
                          {"RATE/s", Right},
-                         {"FAILED/s", Right},
-                         {"P50", Right},
-                         {"P99", Right},
-                         {"MAX", Right},
-                         {"TOTAL", Right}});
+                         {"FAILED/s", Right, 2},
+                         {"P50", Right, 3},
+                         {"P99", Right, 1},
+                         {"MAX", Right, 4},
+                         {"TOTAL", Right, 5}});
     for (const Operation& operation : sorted)
-        columns.add({shown(operation.name), rateOf(operation.count, change.seconds),
+        columns.add({printable(operation.name), rateOf(operation.count, change.seconds),
                      rateOf(operation.failed, change.seconds), classOf(operation.latencies, 0.5),
                      classOf(operation.latencies, 0.99), classOf(operation.latencies, 1),
                      std::to_string(operation.total)});
-    return columns.lines();
+    return columns.lines(width);
 }
 
 } // namespace Ctl

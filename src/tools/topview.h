@@ -3,6 +3,7 @@
 
 #include "client/serverstatus.h"
 #include "tools/statuschange.h"
+#include "tools/textcolumns.h"
 
 #include <string>
 #include <vector>
@@ -17,12 +18,13 @@ public:
 
     void setOrder(Order order) { order_ = order; }
 
-    /** The server at this address, and what it has done between two of its statuses; see StatusChange. */
+    /** The server at this address, and what it has done between two of its statuses; see StatusChange. Tables leave out
+     * columns that `width` has no room for. */
     std::vector<std::string> lines(const std::string& address, const Client::ServerStatus& now,
-                                   const StatusChange& change) const;
+                                   const StatusChange& change, int width = TextColumns::AnyWidth) const;
 
 private:
-    std::vector<std::string> operationLines(const StatusChange& change) const;
+    std::vector<std::string> operationLines(const StatusChange& change, int width) const;
 
     Order order_ = Order::Rate;
 };

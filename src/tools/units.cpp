@@ -100,19 +100,3 @@ std::string date(double secondsSince1970)
 }
 
 } // namespace Units
-
-namespace Ctl {
-
-std::string shown(const QString& text)
-{
-    QString safe;
-    for (const char32_t character : text.toUcs4()) {
-        if (QChar::isPrint(character) || character == U' ')
-            safe += QChar::fromUcs4(character);
-        else
-            safe += u'?';
-    }
-    return safe.toStdString();
-}
-
-} // namespace Ctl

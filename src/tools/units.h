@@ -1,7 +1,7 @@
 #ifndef QUORVA_TOOLS_UNITS_H
 #define QUORVA_TOOLS_UNITS_H
 
-#include <QString>
+#include <QtGlobal>
 
 #include <concepts>
 #include <string>
@@ -27,15 +27,5 @@ std::string percentage(double part, double whole);
 std::string date(double secondsSince1970);
 
 } // namespace Units
-
-namespace Ctl {
-
-/**
- * A text that others have chosen, as UTF-8 for a terminal: a "?" stands for each character that would control the
- * terminal or is not to be seen.
- */
-std::string shown(const QString& text);
-
-} // namespace Ctl
 
 #endif

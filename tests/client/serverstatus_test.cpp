@@ -22,7 +22,7 @@ TEST(ServerStatus, HasTheServerAndItsProcess)
     EXPECT_EQ(status.options.value("Workers").toInt(), 2);
     EXPECT_EQ(status.slowMilliseconds, 100);
     EXPECT_EQ(status.process.residentBytes, 125829120);
-    EXPECT_EQ(status.process.processorSeconds, 12.5);
+    EXPECT_EQ(status.processorSeconds, 12.5);
     EXPECT_EQ(status.process.descriptors, 812);
     EXPECT_EQ(status.process.descriptorLimit, 1048576);
 }
@@ -30,9 +30,9 @@ TEST(ServerStatus, HasTheServerAndItsProcess)
 TEST(ServerStatus, HasConnectionsBytesAndThreads)
 {
     const ServerStatus status = ServerStatus::of(sampleStatus());
-    EXPECT_EQ(status.connections.open, 3);
-    EXPECT_EQ(status.connections.accepted, 40);
-    EXPECT_EQ(status.connections.refused, 5);
+    EXPECT_EQ(status.openConnections, 3);
+    EXPECT_EQ(status.connectionsAccepted, 40);
+    EXPECT_EQ(status.connectionsRefused, 5);
     EXPECT_EQ(status.receivedBytes, 1048576);
     EXPECT_EQ(status.sentBytes, 1536);
     const auto& [workers, workersBusy, pool, poolBusy, poolQueue, repliesWaiting] = status.threads;
@@ -116,7 +116,7 @@ TEST(ServerStatus, WhatIsMissingIsZeroOrEmpty)
 {
     const ServerStatus status = ServerStatus::of({});
     EXPECT_EQ(status.version, "");
-    EXPECT_EQ(status.connections.open, 0);
+    EXPECT_EQ(status.openConnections, 0);
     EXPECT_TRUE(status.requests.empty());
     EXPECT_TRUE(status.environments.empty());
 }

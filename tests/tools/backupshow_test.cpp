@@ -26,7 +26,7 @@ protected:
     {
         return "backup     " + backup() + "\nof         " + home() + "\ncomplete   " + complete +
                "\nsince      2033-05-18 12:00:00 UTC\nuntil      " + until + "\nlog files  " + logs +
-               "\nsize       [0-9]+[.][0-9] [kM]B\ntables     sub/u, t\n";
+               "\nsize       [0-9]+[.][0-9] [KM]iB\ntables     sub/u, t\n";
     }
 
     void expectShown(const std::string& output, int status, const std::string& error)
@@ -81,6 +81,13 @@ TEST_F(BackupShow, TellsOfAnUnfinishedCopyAndOfMissingFiles)
 
 TEST_F(BackupShow, WhatIsNoBackupIsRefused)
 {
+    const std::string closed = "quorvactl: " + home() +
+                               " has no BackupFiles.list: it is a directory of tables, or a copy "
+                               "that was made without a list of its files\n";
+    EXPECT_EQ(show(home()).error, closed);
+    put("k", "opens it", {{"a", textValue("x")}});
+    EXPECT_EQ(show(home()).error,
+              "quorvactl: " + home() + " is open in a server: it is a directory of tables, not a backup\n");
     const std::string empty = makeDirectory("empty");
     EXPECT_EQ(show(empty).error, "quorvactl: " + empty + " is not a backup: it contains no log files\n");
     EXPECT_EQ(show(pathOf("none")).error, "quorvactl: cannot read " + pathOf("none") + ": No such file or directory\n");

@@ -37,7 +37,7 @@ TEST_F(BackupCommand, StartShowsProgressOnATerminalOnly)
         runOnTerminal(QUORVACTL_BINARY, addressed({"backup", "start", table(), pathOf("target"), "--wait"}));
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error, AllOf(StartsWith("\r"), EndsWith(" MB copied, complete\r\n")));
+    EXPECT_THAT(run.error, AllOf(StartsWith("\r"), EndsWith(" KiB copied, complete\r\n")));
 }
 
 TEST_F(BackupCommand, StartTakesADirectoryFromWhereItIsRun)

@@ -19,7 +19,8 @@ using testing::StartsWith;
 std::string copyFailed(const std::string& target)
 {
     return "quorvactl: the copy to " + target +
-           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\"; then remove " +
+           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\", where 28 is a full disk; "
+           "then remove " +
            markerIn(target) + " and start the backup again\n";
 }
 
@@ -90,8 +91,8 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     EXPECT_EQ(started.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "it gave up";
     const ProgramRun run = started.get(); // as nothing grows any more
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.error, AllOf(HasSubstr(std::to_string(bytes / 1'048'576) + ".0 MiB copied"),
-                                 HasSubstr(" MiB copied\r\033[Kquorvactl: the copy has stopped growing")));
+    EXPECT_THAT(run.error, AllOf(HasSubstr(" MiB copied\r"),
+                                 HasSubstr("iB copied\r\033[Kquorvactl: the copy has stopped growing")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)

@@ -1,3 +1,4 @@
+#include "base/directorylock.h"
 #include "support/directorycontents.h"
 #include "toolfixture.h"
 
@@ -94,7 +95,7 @@ TEST_F(Check, AnOpenDirectoryIsRefused)
     EXPECT_EQ(run.status, ErrorReply);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: cannot check " + home() + ": " + home() +
-                             " is open in a server, or another command uses it\n");
+                             " is open in a server, or another command uses it; quorvactl delete-table closes it\n");
 }
 
 TEST_F(Check, WhatIsNoDirectoryForTablesIsRefused)
@@ -179,6 +180,39 @@ TEST_F(Check, ARemovedTableIsNoDefect)
     const ProgramRun run = ::quorvactl({"check", home()});
     EXPECT_EQ(run.status, Ok) << run.output;
     EXPECT_EQ(run.output, "other: 1 item in 2 files\nno defects in " + home() + '\n');
+}
+
+TEST_F(Check, TheCopyOfACheckThatWasKilledIsRemovedAndThatOfARunningOneIsNot)
+{
+    const std::string directory = closed();
+    const std::string left = makeDirectory("quorvactl-check-aaaaaa");
+    std::ofstream(left + "/t") << "x";
+    Base::DirectoryLock lock;
+    ASSERT_EQ(lock.lock(makeDirectory("quorvactl-check-bbbbbb")), 0);
+    makeDirectory("quorvactl-check-notes"); // is not ours
+    const ProgramRun run = ::quorvactl({"check", directory});
+    EXPECT_EQ(run.status, Ok);
+    EXPECT_EQ(run.error, "quorvactl: removed " + left + ", left by an interrupted check\n");
+    EXPECT_THAT(namesIn(pathOf("")), testing::IsSupersetOf({"quorvactl-check-bbbbbb", "quorvactl-check-notes"}));
+    EXPECT_FALSE(fs::exists(left));
+}
+
+TEST_F(Check, ATableIsNoDirectory)
+{
+    const ProgramRun run = ::quorvactl({"check", table()});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_EQ(run.error, "quorvactl: cannot check " + table() + ": there is no directory " + table() +
+                             "\n  try: quorvactl check '" + home() + "', which checks all tables in it\n");
+}
+
+TEST_F(Check, NamesAndMessagesStayOnTheirLines)
+{
+    const std::string directory = makeDirectory("two\nlines\033[2J");
+    fs::copy(closed(), directory, fs::copy_options::recursive);
+    const std::string shown = pathOf("two\\nlines\\u001b[2J");
+    EXPECT_EQ(::quorvactl({"check", directory}).output, Counts + ("no defects in " + shown + '\n'));
+    EXPECT_EQ(::quorvactl({"check", directory + "/none"}).error,
+              "quorvactl: cannot check " + shown + "/none: there is no directory " + shown + "/none\n");
 }
 
 TEST_F(Check, TheCopyIsMadeWhereItIsTold)

@@ -80,7 +80,8 @@ inline std::string late(int port)
 inline std::string connectionClosed(int port)
 {
     return noReply(port, "the server closed the connection") +
-           "  try: the server's log; it closes the connection when a request is not valid JSON\n";
+           "  try: the server's log; it closes the connections of users who are not in its QUORVA_ALLOW_USERS, "
+           "and those with a request that is not valid JSON\n";
 }
 
 } // namespace Complaints

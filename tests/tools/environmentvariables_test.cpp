@@ -49,6 +49,17 @@ TEST_F(EnvironmentVariables, NameTheDirectoryOfATableWithoutOne)
                 HasSubstr("there is no table " + table("none") + '\n'));
 }
 
+TEST_F(EnvironmentVariables, NameTheDirectoryOfCommandsForWholeDirectories)
+{
+    expectOutput({"put", table(), "h=S:a", "r=S:b"}, "");
+    const Words variables{portVariable(), directoryVariable()};
+    EXPECT_THAT(quorvactlWith(variables, {"compact"}).output, testing::StartsWith("compacted " + table() + ": "));
+    EXPECT_THAT(quorvactlWith(variables, {"compact", "t"}).error,
+                testing::EndsWith("\n  try: '" + table() + "', if this is a table\n"));
+    expectOutput({"delete-table", table()}, "closed " + home() + "; its files are still there\n");
+    EXPECT_EQ(quorvactlWith(variables, {"check"}).output, "t: 1 item in 2 files\nno defects in " + home() + '\n');
+}
+
 TEST_F(EnvironmentVariables, GiveWayToADirectoryInTheName)
 {
     const ProgramRun run =

@@ -52,6 +52,31 @@ TEST_F(ImportCommand, TellsTheLinesThatItRefusesAndStoresTheOthers)
                   {.input = writeFile("bad", "x")});
 }
 
+TEST_F(ImportCommand, StopsAtTheBeginningOfAnInputOfAnotherFormat)
+{
+    std::string csv = "h,r,v\n";
+    for (int i = 0; i < 500; ++i)
+        csv += "k," + std::to_string(i) + ",x\n";
+    const std::string file = writeFile("items.csv", csv);
+    const ProgramRun run = quorvactl({"import", table(), file});
+    EXPECT_EQ(run.status, ErrorReply);
+    EXPECT_EQ(std::count(run.error.begin(), run.error.end(), '\n'), 22);
+    EXPECT_THAT(run.error, EndsWith("quorvactl: import stopped: none of the first 20 items of " + file +
+                                    " can be stored\n  try: --format csv, if that is what it holds; or --skip, to "
+                                    "leave lines out\n"));
+    EXPECT_EQ(count(), 0);
+    const ProgramRun untyped = quorvactl({"import", table(), file, "--format", "csv", "--types", "v=N"});
+    EXPECT_THAT(untyped.error, EndsWith("\n  try: the types that the columns have, in the header or with --types\n"));
+    expectOutput({"import", table(), file, "--format", "csv"}, "");
+    EXPECT_EQ(count(), 500);
+    // An item among the first ones shows that the format is right.
+    std::string bad = itemLine("k", 1000);
+    for (int i = 0; i < 30; ++i)
+        bad += "x\n";
+    EXPECT_THAT(quorvactl({"import", table(), writeFile("bad", bad)}).error,
+                EndsWith(" 30 items of " + pathOf("bad") + " were refused, 1 stored in " + table() + '\n'));
+}
+
 TEST_F(ImportCommand, RefusesOnlyThoseItemsOfABatchThatTheServerRefuses)
 {
     breakHashKey("broken");

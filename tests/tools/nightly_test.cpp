@@ -15,6 +15,22 @@ const std::string CopyName = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{6}Z";
 
 } // namespace
 
+TEST_F(Nightly, TheDirectoryOfSeveralSeriesIsNoBackupAndNamesThem)
+{
+    const std::string copy = oneNight();
+    const std::string refusal = "quorvactl: " + to() + " is no backup, but has dated copies below it; name one of " +
+                                series() + " (1 copy, the last " + copy + ")\n";
+    for (const auto& command : {std::vector<std::string>{"backup", "show", to()},
+                                {"restore", to(), pathOf("restored")},
+                                {"standby", to(), pathOf("standby")}}) {
+        const ProgramRun run = ::quorvactl(command);
+        EXPECT_EQ(run.status, 1);
+        EXPECT_EQ(run.error, refusal);
+    }
+    EXPECT_FALSE(std::filesystem::exists(pathOf("restored")));
+    EXPECT_FALSE(std::filesystem::exists(pathOf("standby")));
+}
+
 TEST_F(Nightly, MakesADatedCopyVerifiesItAndHasLogFilesShippedToIt)
 {
     const ProgramRun run = nightly();
@@ -81,7 +97,7 @@ TEST_F(Nightly, IsShownAsAWhole)
     const ProgramRun run = ::quorvactl({"backup", "show", series()});
     EXPECT_EQ(run.status, 0) << run.error;
     const std::string time = "[-0-9]+ [:0-9]+ UTC";
-    const std::string size = "[0-9]+[.][0-9] [kM]B";
+    const std::string size = "[0-9]+[.][0-9] [KM]iB";
     EXPECT_THAT(run.output, MatchesRegex("backups    " + series() + "\nof         " + home() + "\nsince      " + time +
                                          "\nuntil      " + time + "\nlog files  1 to 1, no gap\nsize       " + size +
                                          "\ncopies     " + first + "  verified, since " + time + ", " + size +

@@ -83,12 +83,39 @@ TEST_F(NightlyFailures, AFullDiskTakesTheCopyBackAndTheOlderOneGoesOnBeingShippe
     disk().makeRoom();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error, HasSubstr("quorvactl: the copy to " + copy + " failed; the server's log tells why\n"));
+    EXPECT_THAT(run.error,
+                testing::EndsWith("quorvactl: the copy to " + copy +
+                                  " failed; the server's log tells why\n  try: its line "
+                                  "\"Dbenv backup failed rc\", where 28 is a full disk; then make the backup again\n"));
     EXPECT_THAT(takeComplaints(), testing::Contains(HasSubstr("Dbenv backup failed rc 28")));
     EXPECT_FALSE(fs::exists(copy));
     expectOlderIsThere();
     EXPECT_EQ(shippedTo(), series() + '/' + older_);
     expectNextRunWorks();
+}
+
+TEST_F(NightlyFailures, WhereNoCopyIsMadeNoDirectoriesAreLeft)
+{
+    const ProgramRun run = quorvactl({"backup", "nightly", pathOf("none"), "--to", pathOf("new/deep")});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(fs::exists(pathOf("new")));
+}
+
+TEST_F(NightlyFailures, CopiesInsideWhatIsCopiedAreRefused)
+{
+    const auto error = [this](const std::string& directory, const std::string& to) {
+        const ProgramRun run = quorvactl({"backup", "nightly", directory, "--to", to});
+        EXPECT_EQ(run.status, 64);
+        return run.error;
+    };
+    for (const std::string& inside : {home(), home() + "/new/deep"}) {
+        EXPECT_EQ(error(home(), inside), "quorvactl: the copies cannot be in " + inside + ", as " + home() +
+                                             " is to be copied: name a directory outside it with --to\n");
+    }
+    EXPECT_FALSE(fs::exists(home() + "/new"));
+    EXPECT_EQ(error(home(), fs::path(home()).parent_path().string()),
+              "quorvactl: the copies would be in " + home() +
+                  ", which is to be copied: name another directory with --to\n");
 }
 
 TEST_F(NightlyFailures, WhatCannotBeVerifiedReplacesNothing)

@@ -1,5 +1,7 @@
 #include "restoretargetfixture.h"
 
+#include <memory>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -34,6 +36,29 @@ TEST_F(RestoreTarget, TwoRestoresToOneTargetAreOneTooMany)
     const ProgramRun first = stopped.endBy(SIGCONT);
     EXPECT_EQ(first.status, 0) << first.error;
     expectWhole(target());
+}
+
+TEST_F(RestoreTarget, RestoresThatBeginTogetherAreRefusedBeforeTheyCopyAnything)
+{
+    for (int round = 0; round < 3; ++round) {
+        std::vector<std::unique_ptr<RunningProgram>> running;
+        for (int i = 0; i < 4; ++i)
+            running.push_back(std::make_unique<RunningProgram>(
+                QUORVACTL_BINARY, std::vector<std::string>{"restore", backup(), target()}));
+        int restored = 0;
+        for (const auto& program : running) {
+            const ProgramRun run = program->wait();
+            restored += run.status == 0 ? 1 : 0;
+            if (run.status != 0) {
+                EXPECT_THAT(run.error,
+                            testing::AnyOf(testing::HasSubstr("another restore to " + target() + " is running"),
+                                           EndsWith(target() + " is not empty\n")));
+            }
+        }
+        EXPECT_LE(restored, 1);
+        EXPECT_THAT(workDirectories(), IsEmpty());
+        fs::remove_all(target());
+    }
 }
 
 TEST_F(RestoreTarget, ATargetThatCameIntoBeingMeanwhileIsLeftAlone)

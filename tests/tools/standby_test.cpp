@@ -105,6 +105,18 @@ TEST_F(Standby, FollowsTheLogThatIsShippedAndTakesOverAfterAKill)
     load.expectHeldIn(itemsOf(tableIn(standby()), load.hashes()), acknowledged);
 }
 
+TEST_F(Standby, FollowingSaysThatItHasCaughtUpAlsoWhenThereWasNothingToDo)
+{
+    EXPECT_EQ(catchUp().status, 0);
+    const std::string output = pathOf("output");
+    RunningProgram following(QUORVACTL_BINARY, {"standby", backup(), standby(), "--follow"}, {.output = output});
+    EXPECT_TRUE(waitUntil([&] { return readFile(output).ends_with(" UTC\n"); }));
+    EXPECT_THAT(readFile(output), testing::MatchesRegex(standby() + CaughtUp));
+    following.signal(SIGINT);
+    EXPECT_EQ(following.wait().status, 0);
+    EXPECT_THAT(readFile(output), testing::MatchesRegex(standby() + CaughtUp)) << "once";
+}
+
 TEST_F(Standby, FollowsOneNightsCopyAfterTheOther)
 {
     const std::string to = pathOf("nightly");

@@ -22,9 +22,9 @@ ServerStatus later()
     status.requests[1].latencies.counts = {2, 1, 0, 0};
     status.receivedBytes += 1000;
     status.sentBytes += 2000;
-    status.connections.accepted += 4;
-    status.connections.refused += 1;
-    status.process.processorSeconds += 2.5;
+    status.connectionsAccepted += 4;
+    status.connectionsRefused += 1;
+    status.processorSeconds += 2.5;
     ServerStatus::Environment& shop = status.environments.front();
     shop.cacheHits += 30;
     shop.cacheMisses += 10;
@@ -48,8 +48,8 @@ TEST(StatusChange, OfARunningServerIsTheDifference)
     EXPECT_EQ(change.failed, 1);
     EXPECT_EQ(change.receivedBytes, 1000);
     EXPECT_EQ(change.sentBytes, 2000);
-    EXPECT_EQ(change.accepted, 4);
-    EXPECT_EQ(change.refused, 1);
+    EXPECT_EQ(change.connectionsAccepted, 4);
+    EXPECT_EQ(change.connectionsRefused, 1);
     EXPECT_EQ(change.processorSeconds, 2.5);
     ASSERT_EQ(change.environments.size(), 2U);
     const StatusChange::Environment& shop = change.environments.front();

@@ -87,22 +87,25 @@ TEST(StatusText, HasEveryFigure)
             localDate(1795356780) + "\n" + "  backup     shipping to /backup/shop, since " + localDate(1795356730) +
             ", holds all until " + localDate(1795356810) + "\n" +
             "\n"
-            "environment  /srv/a \"b\\c?d\n"
+            "environment  /srv/a \"b\\c\\nd\n"
             "  tables     0 open; 0 files\n"
             "  cache      16.0 MiB, 0 pages, 0 of them dirty; - hits of 0\n"
             "  locks      0 waits, 0 deadlocks\n"
-            "  log        28 B in 1 files, at byte 28 of file 1\n"
+            "  log        28 B in 1 file, at byte 28 of file 1\n"
             "  commits    0, - a flush; 0 flushes, 0 aborts\n"
             "  checkpoint -\n"
             "  backup     none; all log files are kept for /backup/held since " +
             localDate(1795356720) +
             "\n\n"
-            "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        KEYS   "
+            "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        "
+            "KEYS        "
             "PEER\n" +
             localDate(1795356800) +
-            "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    127.0.0.1:51234\n" +
+            "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc         "
+            "127.0.0.1:51234\n" +
             localDate(1795356790) +
-            "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  127.0.0.1:51235\n"
+            "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k\\u001b[2J  "
+            "127.0.0.1:51235\n"
             "\n"
             "FAILED REQUEST       OPERATION      OUTCOME                    RESULT  TABLE        KEYS              "
             "PEER\n" +
@@ -137,4 +140,17 @@ TEST(StatusText, ServerThatDoesNotKnowTheOperationIsOlder)
     EXPECT_EQ(run.error, "quorvactl: cannot read the server's status\n"
                          "  the server says: Bad Request, InternalServerError: m.\n"
                          "  try: a server of the same version as quorvactl; older ones do not know this operation\n");
+}
+
+TEST(StatusRefused, SaysThatTheUserMayNotBeAllowed)
+{
+    ServerProcess::Setup setup;
+    setup.environment["QUORVA_ALLOW_USERS"] = "40001"; // nobody who runs tests
+    ServerProcess server(setup);
+    ASSERT_TRUE(server.start());
+    const ProgramRun run = quorvactl(addressed(server.port(), {"status"}));
+    EXPECT_EQ(run.status, NoReply);
+    EXPECT_THAT(run.error,
+                testing::EndsWith("\n  try: the server's log; it closes the connections of users who are not in its "
+                                  "QUORVA_ALLOW_USERS, and those with a request that is not valid JSON\n"));
 }

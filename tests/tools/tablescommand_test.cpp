@@ -95,14 +95,15 @@ TEST(TablesReply, WithoutDescriptionHasNoKeysAndWhatIsUnreadableIsTold)
     ReplyingServer server([](const QByteArray& operation, const QByteArray& body) {
         EXPECT_EQ(operation, "Quorva_1.ListTables");
         EXPECT_EQ(body, R"({"Directory":"d"})");
-        return QByteArray(
-            R"({"Directory":"/d","Open":false,"Unreadable":2,)"
-            R"("Tables":[{"TableName":"d|a\u001b[2J","Files":1,"Bytes":512}],"__rc":200,"__rcstr":"OK"})");
+        return QByteArray(R"({"Directory":"/d","Open":false,"Unreadable":2,)"
+                          R"("Tables":[{"TableName":"d|a\u001b[2J","Files":1,"Bytes":512}],)"
+                          R"("NotCreated":[{"TableName":"d|typo","Files":1,"Bytes":8192}],"__rc":200,"__rcstr":"OK"})");
     });
     const ProgramRun run = quorvactl(addressed(server.port(), {"tables", "d"}));
     EXPECT_EQ(run.status, ErrorReply);
-    EXPECT_EQ(run.output, "TABLE    HASH KEY  RANGE KEY  FILES  ON DISK\n"
-                          "d|a?[2J  -         -              1    512 B\n");
+    EXPECT_EQ(run.output, "TABLE         HASH KEY         RANGE KEY  FILES  ON DISK\n"
+                          "d|a\\u001b[2J  -                -              1    512 B\n"
+                          "d|typo        (never created)                 1  8.0 KiB\n");
     EXPECT_EQ(run.error, "quorvactl: the list may be incomplete: the server cannot read 2 files in d\n"
                          "  try: give the server's user access to all files in it\n");
 }

@@ -11,13 +11,24 @@ TEST(TerminalText, EscapesWhatATerminalWouldObey)
     EXPECT_EQ(TerminalText::escaped("größer ✓ 😀 \"\\").toStdString(), "größer ✓ 😀 \"\\");
 }
 
+TEST(TerminalText, MakesAnyNameALineThatATerminalOnlyShows)
+{
+    EXPECT_EQ(TerminalText::printable(std::string("größer ✓")), "größer ✓");
+    EXPECT_EQ(TerminalText::printable(std::string("two\nlines\033[2J")), "two\\nlines\\u001b[2J");
+    EXPECT_EQ(TerminalText::printable(std::string_view("a\0b", 3)), "a\\u0000b");
+    EXPECT_EQ(TerminalText::printable(std::string("gr\xf6\xdf"
+                                                  "er\n")),
+              "gr\\xf6\\xdf"
+              "er\\n"); // not UTF-8
+}
+
 TEST(TerminalText, CountsTheColumnsOfCharactersInUtf8)
 {
-    EXPECT_EQ(TerminalText::width(""), 0);
-    EXPECT_EQ(TerminalText::width("größer"), 6);
-    EXPECT_EQ(TerminalText::width("東京"), 4);
-    EXPECT_EQ(TerminalText::width("😀"), 2);
-    EXPECT_EQ(TerminalText::width("e\u0301"), 1); // a combining accent
+    EXPECT_EQ(TerminalText::width(QString("")), 0);
+    EXPECT_EQ(TerminalText::width(QString("größer")), 6);
+    EXPECT_EQ(TerminalText::width(QString("東京")), 4);
+    EXPECT_EQ(TerminalText::width(QString("😀")), 2);
+    EXPECT_EQ(TerminalText::width(QString("e\u0301")), 1); // a combining accent
 }
 
 TEST(TerminalText, CutsAtAColumnAndNotInsideACharacter)

@@ -18,11 +18,32 @@ TEST(TextColumns, AlignTheirCellsAndEndWithoutBlanks)
                                              "longer  123456"));
 }
 
-TEST(TextColumns, CountCharactersAndNotBytes)
+TEST(TextColumns, MayHaveARuleBelowTheTitles)
+{
+    TextColumns columns({{"NAME"}, {"N", TextColumns::Align::Right}}, TextColumns::Rule::Yes);
+    columns.add({"a", "100"});
+    EXPECT_THAT(columns.lines(), ElementsAre("NAME    N", "----  ---", "a     100"));
+}
+
+TEST(TextColumns, LeaveOutWhatThereIsNoRoomForInTheOrderOfTheRanks)
+{
+    constexpr auto Left = TextColumns::Align::Left;
+    TextColumns columns({{"NAME"}, {"LAST", Left, 3}, {"WIDE", Left, 1}, {"NEXT", Left, 2}});
+    columns.add({"a", "b", "123456789012", "d"});
+    EXPECT_THAT(columns.lines(30), ElementsAre("NAME  LAST  WIDE          NEXT", "a     b     123456789012  d"));
+    EXPECT_THAT(columns.lines(29), ElementsAre("NAME  WIDE          NEXT", "a     123456789012  d"));
+    EXPECT_THAT(columns.lines(17), ElementsAre("NAME  LAST  NEXT", "a     b     d")) << "the wide one has no room";
+    EXPECT_THAT(columns.lines(10), ElementsAre("NAME  NEXT", "a     d"));
+    EXPECT_THAT(columns.lines(1), ElementsAre("NAME", "a"));
+}
+
+TEST(TextColumns, CountColumnsOfTheTerminalAndNotBytes)
 {
     TextColumns columns({{"A"}, {"B"}});
     columns.add({"t\xc3\xa4\xc3\xa4", "x"});
     columns.add({"four", "y"});
     EXPECT_THAT(columns.lines(), ElementsAre("A     B", "t\xc3\xa4\xc3\xa4   x", "four  y"));
-    EXPECT_EQ(Ctl::widthOf("\xf0\x9f\x90\x98 \xe2\x82\xac"), 3U);
+    columns.add({"\xe6\x9d\xb1\xe4\xba\xac\xe5\xa4\xa7", "wide"});
+    EXPECT_THAT(columns.lines(), ElementsAre("A       B", "t\xc3\xa4\xc3\xa4     x", "four    y",
+                                             "\xe6\x9d\xb1\xe4\xba\xac\xe5\xa4\xa7  wide"));
 }

@@ -32,9 +32,9 @@ protected:
         now_.requests[2].latencies.counts = {40, 4, 0, 0};
         now_.receivedBytes += 20480;
         now_.sentBytes += 1000;
-        now_.connections.accepted += 4;
-        now_.connections.refused += 1;
-        now_.process.processorSeconds += 2.5;
+        now_.connectionsAccepted += 4;
+        now_.connectionsRefused += 1;
+        now_.processorSeconds += 2.5;
         ServerStatus::Environment& shop = now_.environments.front();
         shop.cacheHits += 30;
         shop.cacheMisses += 10;
@@ -90,12 +90,13 @@ TEST_F(TopViewTest, ShowsRatesOfTheInterval)
             "OPERATION  RATE/s  FAILED/s    P50     P99     MAX  TOTAL",
             "Query         4.0         0  50 us   50 us   50 us     44",
             "PutItem       3.0      0.50  50 us  longer  longer    132", "",
-            "ENVIRONMENT    TABLES  CACHE HITS       LOG     GROWTH  COMMITS/s  FLUSHES/s  PER FLUSH  LOCK WAITS/s  "
+            "ENVIRONMENT     TABLES  CACHE HITS       LOG     GROWTH  COMMITS/s  FLUSHES/s  PER FLUSH  LOCK WAITS/s  "
             "DEADLOCKS/s  BACKUP",
-            "/srv/shop           2      75.0 %  40.0 MiB  1.0 KiB/s        2.0       0.50        4.0          0.20  "
+            "/srv/shop            2      75.0 %  40.0 MiB  1.0 KiB/s        2.0       0.50        4.0          0.20  "
             "       0.10  shipping, until " +
                 until,
-            "/srv/a \"b\\c?d       0           -      28 B      0 B/s          0          0          -             0  "
+            "/srv/a \"b\\c\\nd       0           -      28 B      0 B/s          0          0          -             0 "
+            " "
             "          0  none"));
 }
 
@@ -105,13 +106,28 @@ TEST_F(TopViewTest, ShowsTheSlowestRequestsFirstAndNothingThatControlsTheTermina
     ASSERT_EQ(shown.size(), 19U);
     EXPECT_EQ(shown[16],
               "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        "
-              "KEYS   PEER");
-    EXPECT_EQ(shown[17], Units::date(1795356790) +
-                             "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k?[2J  "
-                             "127.0.0.1:51235");
-    EXPECT_EQ(shown[18], Units::date(1795356800) +
-                             "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc    "
-                             "127.0.0.1:51234");
+              "KEYS        PEER");
+    EXPECT_EQ(shown[17],
+              Units::date(1795356790) +
+                  "  900 ms   0 ms    0 ms   0 ms  890 ms      1        0  PutItem    shop|orders  k\\u001b[2J  "
+                  "127.0.0.1:51235");
+    EXPECT_EQ(shown[18],
+              Units::date(1795356800) +
+                  "  150 ms   7 ms  100 ms  20 ms    3 ms    128        2  Query      shop|orders  abc         "
+                  "127.0.0.1:51234");
+}
+
+TEST_F(TopViewTest, LeavesOutTheColumnsThatMatterLeastOnANarrowTerminal)
+{
+    const auto at = [this](int width) {
+        return view_.lines("127.0.0.1:4567", now_, StatusChange::between(&before_, now_), width);
+    };
+    EXPECT_EQ(at(100)[12], "ENVIRONMENT     CACHE HITS       LOG     GROWTH  COMMITS/s  BACKUP");
+    EXPECT_EQ(at(80)[12], "ENVIRONMENT     TABLES  CACHE HITS       LOG     GROWTH  COMMITS/s  LOCK WAITS/s");
+    EXPECT_EQ(at(80)[13], "/srv/shop            2      75.0 %  40.0 MiB  1.0 KiB/s        2.0          0.20");
+    EXPECT_EQ(at(40)[12], "ENVIRONMENT     CACHE HITS  COMMITS/s");
+    EXPECT_EQ(at(40)[8], "OPERATION  RATE/s  FAILED/s     P99");
+    EXPECT_EQ(at(80)[16], "SLOW REQUEST          TOTAL   LOCKS   DISK  OPERATION  TABLE        KEYS");
 }
 
 TEST_F(TopViewTest, SortsTheOperations)

@@ -75,12 +75,3 @@ TEST(Units, DatesAreLocal)
     std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&noon));
     EXPECT_EQ(Units::date(1795356721.9), text);
 }
-
-TEST(Shown, LeavesNothingThatControlsATerminal)
-{
-    EXPECT_EQ(Ctl::shown("plain text"), "plain text");
-    EXPECT_EQ(Ctl::shown(QString::fromUtf8("t\xc3\xa4glich \xe2\x82\xac \xf0\x9f\x90\x98")),
-              "t\xc3\xa4glich \xe2\x82\xac \xf0\x9f\x90\x98");
-    EXPECT_EQ(Ctl::shown("a\033[2Jb\r\n\t\x7f"), "a?[2Jb????");
-    EXPECT_EQ(Ctl::shown(QString(QChar(0x9b)) + QChar(0x202e) + QChar(0)), "???");
-}

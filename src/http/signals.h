@@ -1,0 +1,27 @@
+#ifndef QUORVA_HTTP_SIGNALS_H
+#define QUORVA_HTTP_SIGNALS_H
+
+#include <latch>
+#include <string>
+
+namespace Http {
+
+class HttpServer;
+
+/** The signals to quorva-http, which one thread waits for: SIGHUP reopens the log file, the others end the program. */
+namespace Signals {
+
+/** Blocks them. To be called before any thread starts, so that only the one of watch() gets them. */
+void block();
+
+/** Has messages go to the file of --log, from here on or, when it may have been renamed, again. */
+bool openLog(const std::string& file);
+
+/** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
+void watch(const std::string& logFile, HttpServer* server, std::latch* ended);
+
+} // namespace Signals
+
+} // namespace Http
+
+#endif

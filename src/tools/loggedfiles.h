@@ -1,0 +1,43 @@
+#ifndef QUORVA_TOOLS_LOGGEDFILES_H
+#define QUORVA_TOOLS_LOGGEDFILES_H
+
+#include "format/logrecords.h"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ctl {
+
+/**
+ * Which database files exist according to a log, which is read from its beginning: those that it has as open or
+ * created, and that nobody has removed. What a transaction did counts from its commit on.
+ */
+class LoggedFiles {
+public:
+    /** Takes the next record of the log, without its header. */
+    void take(std::string_view record);
+
+    /** Those that exist after the last record. */
+    const std::set<std::string>& names() const { return names_; }
+
+private:
+    struct Event {
+        LogRecords::FileEvent::Kind kind;
+        std::string name;
+    };
+    using Events = std::vector<Event>;
+
+    void apply(const Event& event);
+    Events takeEvents(std::uint32_t transaction);
+
+    std::set<std::string> names_;
+    std::map<std::uint32_t, Events> pending_; // by the transactions that have to commit
+};
+
+} // namespace Ctl
+
+#endif

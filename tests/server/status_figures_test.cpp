@@ -5,7 +5,6 @@
 #include "support/procfs.h"
 #include "support/statusfixture.h"
 
-#include <chrono>
 #include <fstream>
 
 #include <netinet/in.h>
@@ -13,11 +12,6 @@
 #include <sys/stat.h>
 
 namespace {
-
-double now()
-{
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 /** The port of this end of a connection. */
 int ownPort(const Client::WireConnection& connection)

@@ -32,7 +32,7 @@ qint64 bytesLeft(int descriptor)
 } // namespace
 
 ImportCommand::ImportCommand(CLI::App* app)
-    : Command(app, "import", "Store the items of a file: JSON, one item per line, or CSV",
+    : Command(app, "import", "Store the items of a file: JSON, one item per line, CSV, or the hosted service's export",
               "quorvactl import 'build/shop|orders' orders.jsonl --state orders.state")
 {
     addTableArgument(parser(), &table_);

@@ -134,6 +134,7 @@ def watch(machine):
     batches = puts["BatchWriteItem", "Success"]
     if not 0 < batches < LOADED:
         fail(f"{batches} batches")
+    expect("the list of tables", "\nmain|orders  customer  date " in machine.tool("tables", "main"), True)
     screen = machine.tool("top", "--interval", "0.1", "--count", "1")
     expect("a line of top", bool(re.search(r"^BatchWriteItem ", screen, re.MULTILINE)), True)
     with gateway(machine.root, machine.server.port, machine.scratch) as address:

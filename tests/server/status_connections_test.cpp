@@ -5,15 +5,9 @@
 #include "support/statusfixture.h"
 #include "support/waituntil.h"
 
-#include <chrono>
 #include <list>
 
 namespace {
-
-double now()
-{
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
 
 class StatusServer : public StatusTest {
 protected:

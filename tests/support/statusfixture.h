@@ -5,6 +5,7 @@
 
 #include <QVariantList>
 
+#include <chrono>
 #include <utility>
 
 /** A server that is asked for its status. */
@@ -21,6 +22,12 @@ protected:
 
     /** One of its maps: "Bytes". */
     QVariantMap status(const QString& part) { return status().value(part).toMap(); }
+
+    /** In seconds since 1970, as a status has times. */
+    static double now()
+    {
+        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    }
 
     /** What a status tells of an environment; empty if that is not open. */
     static QVariantMap environmentIn(const QVariantMap& status, const std::string& directory)

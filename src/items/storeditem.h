@@ -24,8 +24,8 @@ namespace StoredItem {
 inline constexpr std::size_t MostBytes = 524288;
 
 /**
- * The JSON text of the object to be stored; equal items have equal texts. Empty when even the packed form is longer than
- * MostBytes: an item larger than Items::MostItemBytes, or one of thousands of small binary sets of random bytes.
+ * The JSON text of the object to be stored; equal items have equal texts. Empty when even the packed form is longer
+ * than MostBytes: an item larger than Items::MostItemBytes, or one of thousands of small binary sets of random bytes.
  */
 std::optional<std::string> textOf(const Item& item);
 

@@ -15,10 +15,23 @@ OPERATORS = ["EQ", "NE", "LE", "LT", "GE", "GT", "NOT_NULL", "NULL", "CONTAINS",
 PIECES = ["(", ")", ",", ".", "=", "NOT ", " AND ", " x ", "-", "+", "#q", ":q", "[0]", "size(", "\u00e9", " name "]
 
 
+def members(value):
+    """Names or indexes in a map or list, with the values there."""
+    ((kind, content),) = value.items()
+    return list(content.items()) if kind == "M" else list(enumerate(content)) if kind == "L" else []
+
+
 class Generator:
     def __init__(self, random):
         self.random = random
         self.names, self.values, self.targets = {}, {}, []
+        self.near = None  # the value at the path that was made last
+        self.item = self.make_item()
+        self.places = [([], {"M": self.item})]
+        for elements, value in self.places:
+            for element, below in members(value):
+                self.places.append((elements + [element], below))
+        del self.places[0]
 
     def one_in(self, chances):
         return self.random.randrange(chances) == 0
@@ -39,7 +52,7 @@ class Generator:
         pool = {"SS": STRINGS, "NS": ["0", "1", "2.5", "10", "-1", "1e40"], "BS": BINARIES}[kind]
         return {kind: self.random.sample(pool, 1 + self.random.randrange(3))}
 
-    def item(self):
+    def make_item(self):
         item = {name: self.value() for name in ATTRIBUTES if not self.one_in(4)}
         if not self.one_in(3):
             item["l"] = self.value(kinds=["L"])
@@ -58,18 +71,36 @@ class Generator:
         return placeholder
 
     def path(self):
-        path = self.name(self.random.choice(ATTRIBUTES))
-        while self.one_in(3):
-            if self.one_in(2):
-                path += "[%d]" % self.random.choice([0, 0, 1, 1, 2, 3, 9])
-            else:
-                path += "." + self.name(self.random.choice(MEMBERS))
-        return path
+        """A path, often one that leads somewhere."""
+        elements, self.near = [self.random.choice(ATTRIBUTES)], None
+        if self.places and self.one_in(2):
+            elements, self.near = self.random.choice(self.places)
+        while self.near is None and self.one_in(3):
+            elements.append(self.random.choice(MEMBERS if self.one_in(2) else [0, 0, 1, 1, 2, 3, 9]))
+        return "".join("[%d]" % element if isinstance(element, int) else ("." if i else "") + self.name(element)
+                       for i, element in enumerate(elements))
+
+    def related(self, value):
+        """A value that is equal to another one, a part of it, or its size."""
+        ((kind, content),) = value.items()
+        if kind == "N" or self.one_in(2):
+            return value
+        if kind == "S":
+            start = self.random.choice([0, 0, 1])
+            return {"S": content[start:start + self.random.randrange(3)]}
+        if kind == "B":
+            start, data = self.random.choice([0, 0, 1]), base64.b64decode(content)
+            return {"B": base64.b64encode(data[start:start + self.random.randrange(3)]).decode()}
+        if kind in ("SS", "NS", "BS"):
+            return {kind[0]: self.random.choice(content)}
+        return self.random.choice([below for _, below in members(value)] or [value])
 
     def target(self):
         """A path beside those before it, mostly."""
         for _ in range(5):
             path = self.path()
+            if self.targets and self.targets[-1][-1] == "]" and self.one_in(2):  # another element of a list
+                path = self.targets[-1][:self.targets[-1].rindex("[")] + "[%d]" % self.random.randrange(6)
             if not any(path.startswith(other) or other.startswith(path) for other in self.targets):
                 break
         self.targets.append(path)
@@ -78,7 +109,8 @@ class Generator:
     def known(self, kinds=None):
         """A placeholder for a value."""
         placeholder = ":" + self.random.choice(["v", "V", "_"]) + str(len(self.values))
-        self.values[placeholder] = self.value(kinds=kinds)
+        value = self.related(self.near) if self.near and not self.one_in(3) else self.value(kinds=kinds)
+        self.values[placeholder] = value if kinds is None or next(iter(value)) in kinds else self.value(kinds=kinds)
         return placeholder
 
     def operand(self, kinds=None):
@@ -89,6 +121,7 @@ class Generator:
             text = self.known(kinds)
         else:
             text = "size(%s)" % self.path()
+            self.near = {"N": str(self.random.randrange(5))}
         return "(%s)" % text if self.one_in(12) else text
 
     def comparison(self):

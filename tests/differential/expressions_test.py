@@ -54,7 +54,7 @@ def make_case(source):
             request["Expected"] = {name: generator.older_condition() for name in names}
             if source.randrange(3) == 0:
                 request["ConditionalOperator"] = source.choice(["AND", "OR"])
-        return {"kind": kind[len("Older"):], "request": request, "item": generator.item()}
+        return {"kind": kind[len("Older"):], "request": request, "item": generator.item}
     if kind != "Query" and source.randrange(6) == 0:
         member = source.choice(sorted(request))
         request[member] = generator.damaged(request[member])
@@ -62,7 +62,7 @@ def make_case(source):
         request["ExpressionAttributeNames"] = generator.names
     if generator.values:
         request["ExpressionAttributeValues"] = generator.values
-    return {"kind": kind, "request": request, "item": generator.item()}
+    return {"kind": kind, "request": request, "item": generator.item}
 
 
 def outcome_of_update(actions, item, *wrong_type):

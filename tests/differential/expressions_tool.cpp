@@ -68,7 +68,7 @@ void writeKeys(JsonWriter* writer, const std::vector<Expressions::KeyTest>& test
         condition.kind = keys.range->kind;
         condition.operands.push_back({Expressions::Path(keys.range->attribute), false});
         for (const Items::AttributeValue& value : keys.range->values)
-            condition.operands.push_back({value, false});
+            condition.operands.push_back({Expressions::shared(value), false});
         isFound = isFound && holds(condition, &item);
     }
     writeResult(writer, "keys", isFound);

@@ -94,6 +94,7 @@ TEST(KeyCondition, IsOneOrTwoTestsOfAttributes)
     EXPECT_EQ(errorOf("size(h) = :n"), "KeyConditionExpressions cannot contain nested operations");
     EXPECT_EQ(errorOf("h.a = :n"), "KeyConditionExpressions cannot have conditions on nested attributes");
     EXPECT_EQ(errorOf("h = :h AND h = :h"), "KeyConditionExpressions must only contain one condition per key");
+    EXPECT_EQ(errorOf("h = :h AND r = :n AND x = :n"), "Conditions can be of length 1 or 2 only");
     EXPECT_EQ(errorOf("h = r"), invalidCondition + "Multiple attribute names used in one condition");
     EXPECT_EQ(errorOf(":h = :s"), invalidCondition + "No key attribute specified");
     EXPECT_EQ(errorOf("begins_with(:s, r)"),
@@ -112,7 +113,6 @@ TEST(KeyCondition, FitsTheKeysOfTheTable)
     EXPECT_EQ(bindError("r = :n", Schema), "Query condition missed key schema element: h");
     EXPECT_EQ(bindError("h = :h AND x = :n", Schema), "Query condition missed key schema element: r");
     EXPECT_EQ(bindError("h = :h AND x = :n", HashOnly), "Query key condition not supported");
-    EXPECT_EQ(bindError("h = :h AND r = :n AND x = :n", Schema), "Conditions can be of length 1 or 2 only");
     EXPECT_EQ(bindError("h > :h", Schema), "Query key condition not supported");
     EXPECT_EQ(bindError("h = :n", Schema), wrongType);
     EXPECT_EQ(bindError("h = :h AND r = :s", Schema), wrongType);

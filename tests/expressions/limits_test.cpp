@@ -6,6 +6,7 @@
 
 using Texts::conditionError;
 using Texts::projectionError;
+using Texts::updated;
 using Texts::updateError;
 
 namespace {
@@ -64,6 +65,31 @@ TEST(Limits, APlaceholderHas255Bytes)
         "ExpressionAttributeNames contains invalid key: The length of the key has exceeded the maximum allowed size "
         "of 255 bytes; key: \"" +
             longest + "a\"");
+}
+
+TEST(Limits, NamesAndValuesHave2MBTogether)
+{
+    const auto valuesOf = [](std::size_t size) { return R"({":v": {"S": ")" + std::string(size, 'a') + R"("}})"; };
+    const std::string names = R"({"#n": "a"})";
+    EXPECT_EQ(conditionError("#n = :v", valuesOf(2097151), names), "");
+    EXPECT_EQ(
+        conditionError("#n = :v", valuesOf(2097152), names),
+        "ExpressionAttributeNames and ExpressionAttributeValues have exceeded the maximum allowed size of 2097152 "
+        "bytes");
+}
+
+TEST(Limits, NewValuesHaveTheSizeOfAnItem)
+{
+    const std::string half = R"({"S": ")" + std::string(200 * 1024, 'a') + R"("})";
+    const std::string tooLarge = "Item size to update has exceeded the maximum allowed size";
+    const std::string string = R"({":v": )" + half + "}";
+    EXPECT_EQ(updated("SET a = :v, b = :v REMOVE a1", "{}", string).size(), 2 * 200 * 1024 + 27);
+    EXPECT_EQ(updated("SET a = :v, b = :v, c = :v", "{}", string), tooLarge);
+    EXPECT_EQ(updated("SET a = list_append(list_append(:v, :v), :v)", "{}", R"({":v": {"L": [)" + half + "]}}"),
+              tooLarge);
+    EXPECT_EQ(
+        updated("ADD a :v", R"({"a": {"SS": ["b"]}})", R"({":v": {"SS": [")" + std::string(400 * 1024, 'a') + "\"]}}"),
+        tooLarge);
 }
 
 TEST(Limits, NestingIsBounded)

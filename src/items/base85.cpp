@@ -9,7 +9,7 @@ namespace Items {
 
 namespace {
 
-constexpr std::size_t GroupBytes = 4;
+using Base85::GroupBytes;
 constexpr std::size_t GroupCharacters = 5;
 constexpr std::array<std::uint32_t, GroupCharacters> Powers = {85 * 85 * 85 * 85, 85 * 85 * 85, 85 * 85, 85, 1};
 

@@ -41,7 +41,7 @@ std::string compressed(const std::string& column)
     std::string packed(size, '\0');
     const int rc =
         compress2(reinterpret_cast<Bytef*>(packed.data()), &size, reinterpret_cast<const Bytef*>(column.data()),
-                  static_cast<uLong>(column.size()), Z_BEST_COMPRESSION);
+                  static_cast<uLong>(column.size()), Z_DEFAULT_COMPRESSION);
     packed.resize(size);
     return rc == Z_OK && packed.size() < column.size() ? packed : column;
 }

@@ -94,6 +94,37 @@ std::optional<Decimal::Number> decodeNumber(std::string_view key)
     return Decimal::Number::fromDigits(isNegative, digits, exponent);
 }
 
+// Binaries: base 85 of the bytes and of zeros up to whole groups, and behind it a character that says how many bytes of
+// the last group are theirs. Those characters are below the others, so the end of a key comes before more bytes.
+constexpr std::string_view LastGroupBytes = " !#$"; // 1 to 4
+
+std::string groupsOf(std::string bytes, char padding)
+{
+    bytes.append((Base85::GroupBytes - bytes.size() % Base85::GroupBytes) % Base85::GroupBytes, padding);
+    return Base85::encode(bytes);
+}
+
+std::string encodeBinary(const std::string& bytes)
+{
+    if (bytes.empty())
+        return {};
+    return groupsOf(bytes, '\0') + LastGroupBytes[(bytes.size() - 1) % Base85::GroupBytes];
+}
+
+std::optional<std::string> decodeBinary(std::string_view key)
+{
+    const std::size_t last = key.empty() ? key.npos : LastGroupBytes.find(key.back());
+    if (last == key.npos)
+        return {};
+    auto bytes = Base85::decode(key.substr(0, key.size() - 1));
+    if (!bytes || bytes->size() < Base85::GroupBytes)
+        return {};
+    bytes->resize(bytes->size() - Base85::GroupBytes + last + 1);
+    if (encodeBinary(*bytes) != key)
+        return {};
+    return bytes;
+}
+
 std::optional<std::string> encodeLatin1(const std::string& utf8)
 {
     auto bytes = KeyCodec::bytesOfJsonText(utf8);
@@ -112,7 +143,7 @@ std::optional<std::string> encodeText(KeyCodec::Form form, const std::string& te
 {
     if (form == KeyCodec::Form::Latin1)
         return encodeLatin1(text);
-    return form == KeyCodec::Form::Binary ? Base85::encode(text) : encodeString(text);
+    return form == KeyCodec::Form::Binary ? encodeBinary(text) : encodeString(text);
 }
 
 } // namespace
@@ -140,7 +171,7 @@ std::optional<AttributeValue> KeyCodec::decode(Form form, std::string_view bytes
             return AttributeValue::ofNumber(*number);
         break;
     case Form::Binary:
-        if (auto binary = Base85::decode(bytes); binary && !binary->empty())
+        if (auto binary = decodeBinary(bytes))
             return AttributeValue::ofBinary(std::move(*binary));
         break;
     case Form::String:
@@ -163,9 +194,8 @@ std::optional<KeyCodec::Bounds> KeyCodec::prefixBounds(Form form, const Attribut
         return Bounds{*low, *low + '\xff'}; // a byte that follows in none of them
     if (form == Form::Latin1)
         return Bounds{*low, *low + std::string(MostHashBytes, '\xff')};
-    // Up to the end of the last four bytes, whose characters are those of no others.
-    const std::string greatest = *text + std::string((4 - text->size() % 4) % 4, '\xff');
-    return Bounds{*low, Base85::encode(greatest) + static_cast<char>(Base85::Last + 1)};
+    // Up to the greatest last group that begins with the prefix, and all that follows it.
+    return Bounds{*low, groupsOf(*text, '\xff') + static_cast<char>(Base85::Last + 1)};
 }
 
 std::string KeyCodec::jsonText(std::string_view bytes)

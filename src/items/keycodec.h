@@ -17,7 +17,7 @@ namespace Items {
  *
  * The server takes a key as JSON text, a string of the characters U+0000 to U+00FF, one for each byte (see jsonText()).
  * It gives keys back only up to a byte 00, its descending walks begin below FF, and no walk reads a record key of more
- * than 4096 bytes. So no key has a byte 00 or begins with FF, and the longest keys are 2560 and 1280 bytes.
+ * than 4096 bytes. So no key has a byte 00 or begins with FF, and the longest keys are 2561 and 1281 bytes.
  */
 namespace KeyCodec {
 

@@ -13,8 +13,16 @@ namespace {
 constexpr std::array Served{
     Operation{"CreateTable", &Inputs::CreateTable, createTable},
     Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},
+    Operation{"DescribeContinuousBackups", &Inputs::DescribeContinuousBackups, describeContinuousBackups},
+    Operation{"DescribeEndpoints", &Inputs::DescribeEndpoints, describeEndpoints},
+    Operation{"DescribeLimits", &Inputs::DescribeLimits, describeLimits},
     Operation{"DescribeTable", &Inputs::DescribeTable, describeTable},
+    Operation{"DescribeTimeToLive", &Inputs::DescribeTimeToLive, describeTimeToLive},
     Operation{"ListTables", &Inputs::ListTables, listTables},
+    Operation{"ListTagsOfResource", &Inputs::ListTagsOfResource, listTagsOfResource},
+    Operation{"TagResource", &Inputs::TagResource, tagResource},
+    Operation{"UntagResource", &Inputs::UntagResource, untagResource},
+    Operation{"UpdateTable", &Inputs::UpdateTable, updateTable},
 };
 
 } // namespace

@@ -1,0 +1,37 @@
+#include "api/operation.h"
+
+#include "api/shapes.h"
+#include "api/tableoperations.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Api {
+
+namespace {
+
+constexpr std::array Served{
+    Operation{"CreateTable", &Inputs::CreateTable, createTable},
+    Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},
+    Operation{"DescribeContinuousBackups", &Inputs::DescribeContinuousBackups, describeContinuousBackups},
+    Operation{"DescribeEndpoints", &Inputs::DescribeEndpoints, describeEndpoints},
+    Operation{"DescribeLimits", &Inputs::DescribeLimits, describeLimits},
+    Operation{"DescribeTable", &Inputs::DescribeTable, describeTable},
+    Operation{"DescribeTimeToLive", &Inputs::DescribeTimeToLive, describeTimeToLive},
+    Operation{"ListTables", &Inputs::ListTables, listTables},
+    Operation{"ListTagsOfResource", &Inputs::ListTagsOfResource, listTagsOfResource},
+    Operation{"TagResource", &Inputs::TagResource, tagResource},
+    Operation{"UntagResource", &Inputs::UntagResource, untagResource},
+    Operation{"UpdateTable", &Inputs::UpdateTable, updateTable},
+};
+
+} // namespace
+
+const Operation* findOperation(std::string_view name)
+{
+    const auto found =
+        std::find_if(Served.begin(), Served.end(), [&](const Operation& served) { return served.name == name; });
+    return found != Served.end() ? &*found : nullptr;
+}
+
+} // namespace Api

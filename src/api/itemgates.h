@@ -21,7 +21,8 @@ public:
     using Gate = std::unique_lock<std::timed_mutex>;
 
     /** Waits for an item's gate, but no longer than until `deadline`; then the gate does not own its lock. */
-    [[nodiscard]] Gate enter(std::string_view table, const StoredKey& key, std::chrono::steady_clock::time_point deadline)
+    [[nodiscard]] Gate enter(std::string_view table, const StoredKey& key,
+                             std::chrono::steady_clock::time_point deadline)
     {
         const std::hash<std::string_view> hash;
         const std::size_t number = hash(table) ^ (hash(key.hash) * 3) ^ (hash(key.range) * 7);

@@ -26,4 +26,11 @@ Failure readValue(const rapidjson::Value& json, Items::AttributeValue* value)
     return Items::readValue(json, value, &error) ? Failure() : failureOf(error);
 }
 
+Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
+                       Expressions::Parameters* parameters)
+{
+    Items::JsonError error;
+    return Expressions::readParameters(kind, request, parameters, &error) ? Failure() : failureOf(error);
+}
+
 } // namespace Api

@@ -14,21 +14,6 @@ using Items::AttributeValue;
 using Items::Item;
 namespace KeyCodec = Items::KeyCodec;
 
-constexpr const char* WrongKey = "The provided key element does not match the schema";
-
-AttributeValue::Type typeOf(const KeyAttribute& attribute)
-{
-    switch (attribute.type) {
-    case KeyType::Number:
-        return AttributeValue::Type::Number;
-    case KeyType::Binary:
-        return AttributeValue::Type::Binary;
-    case KeyType::String:
-        break;
-    }
-    return AttributeValue::Type::String;
-}
-
 enum class Part { Hash, Range };
 
 Failure checkSize(const AttributeValue& value, Part part)
@@ -49,6 +34,13 @@ bool isEmpty(const AttributeValue& value)
     return text != nullptr && text->empty();
 }
 
+Failure notLatin1(const KeyAttribute& attribute)
+{
+    return Errors::validation("One or more parameter values were invalid: The key " + attribute.name +
+                              " can only have the characters U+0001 to U+00FF, as the table was made through the API "
+                              "of 2011-12-05");
+}
+
 /** A value of the key's type as the server's bytes. */
 Failure encode(const Table& table, const KeyAttribute& attribute, Part part, const AttributeValue& value,
                std::string* bytes)
@@ -66,9 +58,7 @@ Failure encode(const Table& table, const KeyAttribute& attribute, Part part, con
         return failure;
     auto encoded = KeyCodec::encode(ItemKeys::formOf(table, attribute), value);
     if (!encoded)
-        return Errors::validation("One or more parameter values were invalid: The key " + attribute.name +
-                                  " can only have the characters U+0001 to U+00FF, as the table was made through the "
-                                  "API of 2011-12-05");
+        return notLatin1(attribute);
     *bytes = std::move(*encoded);
     return std::nullopt;
 }
@@ -102,6 +92,19 @@ Failure notOfThisApi(const Table& table, const StoredKey& key)
 
 } // namespace
 
+AttributeValue::Type ItemKeys::typeOf(const KeyAttribute& attribute)
+{
+    switch (attribute.type) {
+    case KeyType::Number:
+        return AttributeValue::Type::Number;
+    case KeyType::Binary:
+        return AttributeValue::Type::Binary;
+    case KeyType::String:
+        break;
+    }
+    return AttributeValue::Type::String;
+}
+
 KeyCodec::Form ItemKeys::formOf(const Table& table, const KeyAttribute& attribute)
 {
     if (table.isLatin1)
@@ -126,7 +129,7 @@ Failure ItemKeys::ofItem(const Table& table, const Item& item, StoredKey* key)
             if (found == item.end())
                 return Errors::validation("One or more parameter values were invalid: Missing the key " +
                                           attribute.name + " in the item");
-            if (found->second.type() != typeOf(attribute))
+            if (found->second.type() != ItemKeys::typeOf(attribute))
                 return Errors::validation("One or more parameter values were invalid: Type mismatch for key " +
                                           attribute.name + " expected: " + std::string(nameOf(attribute.type)) +
                                           " actual: " + std::string(Items::nameOf(found->second.type())));
@@ -143,7 +146,7 @@ Failure ItemKeys::ofKey(const Table& table, const Item& attributes, StoredKey* k
         table,
         [&](const KeyAttribute& attribute, Part part, std::string* bytes) -> Failure {
             const auto found = attributes.find(attribute.name);
-            if (found == attributes.end() || found->second.type() != typeOf(attribute))
+            if (found == attributes.end() || found->second.type() != ItemKeys::typeOf(attribute))
                 return Errors::validation(WrongKey);
             return encode(table, attribute, part, found->second, bytes);
         },
@@ -156,6 +159,25 @@ Failure ItemKeys::read(const Table& table, const rapidjson::Value& json, StoredK
     if (Failure failure = readItem(json, &attributes))
         return failure;
     return ofKey(table, attributes, key);
+}
+
+Failure ItemKeys::hashBytes(const Table& table, const AttributeValue& value, std::string* bytes)
+{
+    return encode(table, table.hash, Part::Hash, value, bytes);
+}
+
+Failure ItemKeys::rangeBytes(const Table& table, const AttributeValue& value, std::string* bytes)
+{
+    return encode(table, *table.range, Part::Range, value, bytes);
+}
+
+Failure ItemKeys::rangePrefix(const Table& table, const AttributeValue& value, std::string* bytes)
+{
+    auto prefix = KeyCodec::encodePrefix(formOf(table, *table.range), value);
+    if (!prefix)
+        return notLatin1(*table.range);
+    *bytes = std::move(*prefix);
+    return std::nullopt;
 }
 
 Failure ItemKeys::addTo(Item* item, const Table& table, const StoredKey& key)

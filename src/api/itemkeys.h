@@ -10,10 +10,15 @@
 #include <rapidjson/document.h>
 
 #include <string>
+#include <string_view>
 
 /** The key attributes of items: checked as the API does, and as the server stores them. Pure; any thread. */
 namespace Api::ItemKeys {
 
+/** The message of validation() for a "Key" that has other attributes than the table's keys. */
+inline constexpr const char* WrongKey = "The provided key element does not match the schema";
+
+Items::AttributeValue::Type typeOf(const KeyAttribute& attribute);
 Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 
 /** The keys of an item that is to be stored. Fails when it lacks one, or has one of another type or size. */
@@ -24,6 +29,11 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 
 /** The attributes of a "Key" in a request. */
 [[nodiscard]] Failure read(const Table& table, const rapidjson::Value& json, StoredKey* key);
+
+/** One key, of the right type; and what range keys begin with that begin with a value. */
+[[nodiscard]] Failure hashBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
+[[nodiscard]] Failure rangeBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
+[[nodiscard]] Failure rangePrefix(const Table& table, const Items::AttributeValue& value, std::string* bytes);
 
 /** Adds the key attributes to an item that the server has. Fails when they are none of this API. */
 [[nodiscard]] Failure addTo(Items::Item* item, const Table& table, const StoredKey& key);

@@ -77,13 +77,12 @@ bool putPacked(const Table& table, const StoredKey& key, const Items::Item& item
     const auto stored = ItemRequests::storedText(table, item);
     if (!stored)
         return false;
-    const std::string all =
-        bodyOf([&](JsonWriter* keys) {
-            putName(table.hash.name, keys);
-            putKeyText(key.hash, keys);
-            putName(table.serverRangeName, keys);
-            putKeyText(key.range, keys);
-        });
+    const std::string all = bodyOf([&](JsonWriter* keys) {
+        putName(table.hash.name, keys);
+        putKeyText(key.hash, keys);
+        putName(table.serverRangeName, keys);
+        putKeyText(key.range, keys);
+    });
     // Both are objects, and the stored one has members.
     putRaw(all.substr(0, all.size() - 1) + ',' + stored->substr(1), writer);
     return true;

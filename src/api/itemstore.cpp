@@ -29,7 +29,7 @@ ItemGates& gates()
     return all;
 }
 
-std::string textOf(const rapidjson::Value& json)
+std::string jsonOf(const rapidjson::Value& json)
 {
     rapidjson::StringBuffer text;
     JsonWriter writer(text);
@@ -86,8 +86,7 @@ Failure ItemStore::change(const StoredKey& key, FirstGuess guess, const Compute&
     return gate.owns_lock() ? changeGuarded(key, guess, compute, &backOff) : Errors::transactionConflict();
 }
 
-Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute,
-                                 BackOff* backOff) const
+Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, BackOff* backOff) const
 {
     Snapshot before;
     bool isKnown = guess == FirstGuess::NoItem;
@@ -138,7 +137,7 @@ Failure ItemStore::snapshotOf(const rapidjson::Value* stored, const StoredKey& k
     found->text.reset();
     if (stored == nullptr)
         return std::nullopt;
-    found->text = textOf(*stored);
+    found->text = jsonOf(*stored);
     return read(*stored, key, &found->item.emplace());
 }
 

@@ -101,9 +101,8 @@ std::string ItemWalk::pageRequest()
 
 int ItemWalk::pageLimit() const
 {
-    const std::size_t fitting = itemBytes_ == 0
-                                    ? Limits::PageItems
-                                    : std::clamp<std::size_t>(PageBytes / itemBytes_, 1, MostPageItems);
+    const std::size_t fitting =
+        itemBytes_ == 0 ? Limits::PageItems : std::clamp<std::size_t>(PageBytes / itemBytes_, 1, MostPageItems);
     return static_cast<int>(std::clamp<std::size_t>(left_, 1, fitting));
 }
 

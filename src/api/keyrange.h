@@ -35,6 +35,7 @@ struct RangeCondition {
  */
 class KeyRange {
 public:
+    KeyRange() = default;
     explicit KeyRange(std::string hash) : hash_(std::move(hash)) {}
 
     const std::string& hash() const { return hash_; }
@@ -56,8 +57,8 @@ public:
     bool isPast(std::string_view key, bool forward) const { return forward ? isAbove(key) : isBelow(key); }
 
     /**
-     * The condition with which the server reads the range in one direction; it may need none. The records that it finds may
-     * have one more at each end, and downward go on below the range.
+     * The condition with which the server reads the range in one direction; it may need none. The records that it finds
+     * may have one more at each end, and downward go on below the range.
      */
     std::optional<RangeCondition> condition(bool forward) const;
 

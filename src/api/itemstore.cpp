@@ -166,7 +166,7 @@ Failure ItemStore::send(const ::Operations::Operation& operation, const std::str
             return std::nullopt;
         // Also the answer while another request has the server close the table's directory for a moment.
         if (reply->isError(ErrorTypes::ResourceNotFound)) {
-            tables_.forget(*table_);
+            tables_.forget(table_->name);
             if (backOff.pause())
                 continue;
         }

@@ -80,7 +80,8 @@ Failure ItemWalk::readPage()
     index_ = 0;
     if (Failure failure = store_.send(isScan ? ::Operations::Scan : ::Operations::Query, request, &page_))
         return failure;
-    records_ = page_.member("Items");
+    const auto items = page_.body().FindMember("Items");
+    records_ = items != page_.body().MemberEnd() ? &items->value : nullptr;
     if (records_ == nullptr || !records_->IsArray())
         return Errors::internal("The server's reply is not understood");
     isLastPage_ = !hasMember(page_.body(), "LastEvaluatedKey");

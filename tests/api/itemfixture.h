@@ -3,12 +3,14 @@
 
 #include "api/service.h"
 #include "http/serverpool.h"
+#include "protocol/endpoint.h"
 #include "support/serverprocess.h"
 #include "json/jsonreader.h"
 #include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 

@@ -1,49 +1,19 @@
 #include "http/apihandler.h"
 
 #include "http/apiresponses.h"
-#include "http/contentcoding.h"
 
-#include <new>
 #include <utility>
 
 namespace Http {
 
-ApiHandler::ApiHandler(std::size_t bodyBytes, Gateway* gateway, Crew* crew)
-    : bodyBytes_(bodyBytes), gateway_(gateway), crew_(crew)
-{}
-
-void ApiHandler::serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done)
-{
-    crew_->post([this, &head, body = std::move(body), done = std::move(done)]() mutable {
-        Response response;
-        try {
-            response = answerPacked(head, body);
-        } catch (const std::bad_alloc&) {
-            body.clear();
-            response = ApiResponses::fault(Fault::NoMemory);
-        }
-        done(std::move(response));
-    });
-}
-
-Response ApiHandler::answerPacked(const RequestHead& head, const QByteArray& packed)
-{
-    QByteArray body;
-    switch (ContentCoding::unpack(head.header("Content-Encoding"), packed, bodyBytes_, &body)) {
-    case ContentCoding::Result::Unpacked:
-        break;
-    case ContentCoding::Result::TooLarge:
-        return ApiResponses::fault(Fault::BodyTooLarge);
-    case ContentCoding::Result::Broken:
-        return ApiResponses::fault(Fault::BodyBroken);
-    }
-    return answer(head, body);
-}
-
 Response ApiHandler::answer(const RequestHead& head, const QByteArray& body)
 {
     const std::string_view target = head.header("X-Amz-Target");
-    return ApiResponses::of(gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
+    if (!target.starts_with(Api::Service::Prefix))
+        return ApiResponses::of(
+            gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
+    Api::Reply reply = service_->answer(target.substr(Api::Service::Prefix.size()), head.header("Host"), body);
+    return ApiResponses::of({reply.status, {}, std::move(reply.body)});
 }
 
 } // namespace Http

@@ -53,7 +53,7 @@ bool isForSettings(const RequestHead& head)
 
 ConsoleHandler::ConsoleHandler(std::size_t bodyBytes, Gateway* gateway, Crew* crew, const ConsoleToken* token,
                                ConsoleSettings settings)
-    : ApiHandler(bodyBytes, gateway, crew), token_(token), settings_(std::move(settings))
+    : CrewHandler(bodyBytes, crew), gateway_(gateway), token_(token), settings_(std::move(settings))
 {}
 
 std::optional<Response> ConsoleHandler::refuse(const RequestHead& head)
@@ -83,7 +83,7 @@ std::optional<Response> ConsoleHandler::refuseUnconfined(const RequestHead& head
 Response ConsoleHandler::answer(const RequestHead& head, const QByteArray& body)
 {
     Response response = ApiResponses::of(isForSettings(head) ? Answer{Ok, {}, settingsText()}
-                                                             : gateway()->answer(operationOf(head)->operation, body));
+                                                             : gateway_->answer(operationOf(head)->operation, body));
     confineConsole(&response);
     return response;
 }

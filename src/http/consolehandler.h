@@ -1,8 +1,9 @@
 #ifndef QUORVA_HTTP_CONSOLEHANDLER_H
 #define QUORVA_HTTP_CONSOLEHANDLER_H
 
-#include "http/apihandler.h"
 #include "http/consoletoken.h"
+#include "http/crewhandler.h"
+#include "http/gateway.h"
 
 #include <string>
 #include <vector>
@@ -20,9 +21,9 @@ struct ConsoleSettings {
  * GET /console/settings. Both need the token, as "Authorization: Bearer TOKEN". No cookie carries it: browsers send
  * cookies to every port of a host, and so to the programs of other users.
  */
-class ConsoleHandler : public ApiHandler {
+class ConsoleHandler : public CrewHandler {
 public:
-    /** As for ApiHandler; the token is owned by the caller, too. */
+    /** As for CrewHandler; the gateway and the token are owned by the caller, too. */
     ConsoleHandler(std::size_t bodyBytes, Gateway* gateway, Crew* crew, const ConsoleToken* token,
                    ConsoleSettings settings);
 
@@ -35,6 +36,7 @@ private:
     std::optional<Response> refuseUnconfined(const RequestHead& head) const;
     QByteArray settingsText() const;
 
+    Gateway* const gateway_;
     const ConsoleToken* const token_;
     const ConsoleSettings settings_;
 };

@@ -89,7 +89,7 @@ Answer Gateway::answer(const Operations::Operation& operation, const QByteArray&
 
     QByteArray reply;
     QString error;
-    switch (server_.exchange(operation.fullName(), serversBody(operation, body), &reply, &error)) {
+    switch (server_->exchange(operation.fullName(), serversBody(operation, body), &reply, &error)) {
     case ExchangeResult::NotSent:
         return errorAnswer(ServiceUnavailable, OwnErrorTypes::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());

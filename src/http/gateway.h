@@ -9,7 +9,8 @@ namespace Http {
 /** Turns an API request into its answer, independent of the transport. Any thread. */
 class Gateway {
 public:
-    explicit Gateway(const Upstream& upstream) : server_(upstream) {}
+    /** The caller owns the server, which must outlive this object. */
+    explicit Gateway(ServerPool* server) : server_(server) {}
 
     /** `target` is the value of "X-Amz-Target", empty if missing: an operation of the API. Waits for the server's
      * reply. */
@@ -19,7 +20,7 @@ public:
     Answer answer(const Operations::Operation& operation, const QByteArray& body);
 
 private:
-    ServerPool server_;
+    ServerPool* const server_;
 };
 
 } // namespace Http

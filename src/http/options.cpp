@@ -54,8 +54,10 @@ void Options::declare(CLI::App* app)
     app->add_option("--log", logFile, "A file to append messages to, instead of standard error");
     app->add_flag("--console", hasConsole, "Serve the console at /console; prints its address with its token");
     app->add_flag("--console-write", consoleWrites, "The same, and it may change items and make backups");
-    app->add_option("--directory", directories,
-                    "A directory of tables that the console shows although it is not open; may come several times")
+    app->add_option(
+           "--directory", directories,
+           "A directory of tables; may come several times. Tables that are named without a directory are in the "
+           "first one (default: main). The console shows all of them, open or not")
         ->allow_extra_args(false);
 }
 

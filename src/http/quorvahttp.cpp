@@ -1,3 +1,4 @@
+#include "api/service.h"
 #include "base/descriptor.h"
 #include "base/exitstatus.h"
 #include "base/fileio.h"
@@ -120,6 +121,14 @@ Http::HttpLimits metricsLimitsOf(const Options& options)
     return limits;
 }
 
+Api::Settings apiSettingsOf(const Options& options)
+{
+    Api::Settings settings;
+    if (!options.directories.empty())
+        settings.directory = options.directories.front();
+    return settings;
+}
+
 /** Returns an exit code, and reports a port that cannot be had. */
 int checkBound(int port, int asked)
 {
@@ -155,7 +164,11 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
 {
     const Http::Upstream upstream{QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
                                   options.receiveSeconds * 1000};
-    Http::Gateway gateway(upstream);
+    Http::ServerPool pool(upstream);
+    Http::Gateway gateway(&pool);
+    Api::Service service([&pool](const QByteArray& operation, const QByteArray& body, QByteArray* reply,
+                                 QString* error) { return pool.exchange(operation, body, reply, error); },
+                         apiSettingsOf(options));
     Http::AllowedHosts hosts;
     for (const std::string& host : options.allowedHosts)
         (void)hosts.add(host); // ignored: the command line was checked
@@ -163,7 +176,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
     Http::TransportFigures figures;
     Http::StatusProbe probe(
         upstream, std::chrono::seconds(std::min({options.connectSeconds, options.receiveSeconds, ProbeSeconds})));
-    Http::ApiHandler api(options.bodyBytes, &gateway, &crew);
+    Http::ApiHandler api(options.bodyBytes, &gateway, &service, &crew);
     Http::MetricsHandler metrics(&probe, &figures);
     Http::HealthHandler health(&probe);
     Http::HttpRouter router(hosts, users);
@@ -238,10 +251,6 @@ int main(int argc, char** argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
-    }
-    if (!options.directories.empty() && !options.servesConsole()) {
-        std::fputs("quorva-http: --directory is for the console, so it needs --console or --console-write\n", stderr);
-        return Base::ExitUsage;
     }
     AllowedUsers users;
     if (app.count("--allow-users") > 0) { // also for an empty list, which is refused

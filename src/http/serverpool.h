@@ -1,6 +1,7 @@
 #ifndef QUORVA_HTTP_SERVERPOOL_H
 #define QUORVA_HTTP_SERVERPOOL_H
 
+#include "client/exchangeresult.h"
 #include "client/wireconnection.h"
 
 #include <mutex>
@@ -16,13 +17,7 @@ struct Upstream {
     int receiveTimeout = 0; // milliseconds without receiving a byte of the reply or sending one of the request
 };
 
-/** How far an exchange got. */
-enum class ExchangeResult {
-    Done,
-    NotSent,  // the server did not get the complete request, so it did nothing
-    Lost,     // the connection ended before the reply was complete; the request may have been executed
-    TimedOut, // the same, because no reply came in time
-};
+using Client::ExchangeResult;
 
 /**
  * Connections to the server that are kept between requests, as many as there have been concurrent exchanges. Any

@@ -80,7 +80,7 @@ TEST_F(ApiConcurrency, NoIncrementIsLostBesideOthersWhoCommit)
     inAllClients([&](int) {
         for (int i = 0; i < Each; ++i)
             (void)done("UpdateItem", body(key("a", "1") + R"(,"UpdateExpression":"SET total = total + :one",)"
-                                                          R"("ConditionExpression":"attribute_exists(total)",)"
+                                                          R"-("ConditionExpression":"attribute_exists(total)",)-"
                                                           R"("ExpressionAttributeValues":{":one":{"N":"1"}})"));
     });
     isOver = true;
@@ -94,7 +94,7 @@ TEST_F(ApiConcurrency, OneOfAllMakesTheItem)
     std::atomic<int> made{0};
     inAllClients([&](int client) {
         const Api::Reply reply = call("PutItem", body(item("a", "1", R"("by":{"N":")" + std::to_string(client) + "\"}") +
-                                                      R"(,"ConditionExpression":"attribute_not_exists(id)")"));
+                                                      R"-(,"ConditionExpression":"attribute_not_exists(id)")-"));
         made += reply.status == 200 ? 1 : 0;
     });
     EXPECT_EQ(made, 1);

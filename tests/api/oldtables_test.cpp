@@ -48,7 +48,7 @@ TEST_F(ApiOldTables, ItemsOfTheOldApiAreRead)
     const std::string item =
         R"({"at":{"S":"1"},"id":{"S":"größe"},"n":{"N":"17.5"},"s":{"SS":["a","b"]},"t":{"S":"✓"}})";
     EXPECT_EQ(done("GetItem", old(oldKey("größe", "1"))), "{\"Item\":" + item + '}');
-    EXPECT_EQ(done("Query", old(R"("KeyConditionExpression":"id = :v AND begins_with(at, :p)",)"
+    EXPECT_EQ(done("Query", old(R"-("KeyConditionExpression":"id = :v AND begins_with(at, :p)",)-"
                                 R"("ExpressionAttributeValues":{":v":{"S":"größe"},":p":{"S":"1"}})")),
               R"({"Count":1,"Items":[)" + item + R"(],"ScannedCount":1})");
     EXPECT_EQ(done("Scan", old(R"("Limit":5)")), R"({"Count":1,"Items":[)" + item + R"(],"ScannedCount":1})");

@@ -43,7 +43,7 @@ TEST_F(ApiItems, PutItemGoesStraightToTheServerUnlessItHasACondition)
     (void)done("GetItem", body(key("a", "1")));
     EXPECT_EQ(exchanges_ - before, 1);
     before = exchanges_;
-    (void)done("PutItem", body(item("a", "2") + R"(,"ConditionExpression":"attribute_not_exists(id)")"));
+    (void)done("PutItem", body(item("a", "2") + R"-(,"ConditionExpression":"attribute_not_exists(id)")-"));
     EXPECT_EQ(exchanges_ - before, 1) << "that there is none is what it expects at first";
     before = exchanges_;
     (void)done("DeleteItem", body(key("a", "1")));
@@ -52,7 +52,7 @@ TEST_F(ApiItems, PutItemGoesStraightToTheServerUnlessItHasACondition)
 
 TEST_F(ApiItems, PutItemChecksItsConditionAgainstTheItem)
 {
-    const std::string absent = R"(,"ConditionExpression":"attribute_not_exists(id)")";
+    const std::string absent = R"-(,"ConditionExpression":"attribute_not_exists(id)")-";
     EXPECT_EQ(done("PutItem", body(item("a", "1", R"("n":{"N":"1"})") + absent)), "{}");
     EXPECT_EQ(failed("PutItem", body(item("a", "1", R"("n":{"N":"2"})") + absent)),
               "ConditionalCheckFailedException: The conditional request failed");

@@ -31,8 +31,7 @@ protected:
         ASSERT_NE(expected, "");
 
         (void)done("PutItem", table + "\"Item\":" + plainItem("commit", attributes) +
-                                  R"(,"ConditionExpression":"attribute_not_exists(id)"
-    })");
+                                  R"-(,"ConditionExpression":"attribute_not_exists(id)"})-");
         EXPECT_EQ(stored("commit"), expected);
 
     (void)done("PutItem", table + "\"Item\":" + plainItem("replaced", R"("old":{"N":"1"})") + '}');

@@ -64,7 +64,7 @@ TEST_F(ApiUpdate, TakesTheOlderParameters)
 
 TEST_F(ApiUpdate, ChecksItsConditionAgainstTheItem)
 {
-    const std::string rest = R"(,"ConditionExpression":"attribute_exists(n)")";
+    const std::string rest = R"-(,"ConditionExpression":"attribute_exists(n)")-";
     EXPECT_EQ(failed("UpdateItem", body(key("a", "1") + R"(,"UpdateExpression":"REMOVE x")" + rest)),
               "ConditionalCheckFailedException: The conditional request failed");
     EXPECT_EQ(attributesOf("a", "1"), "none");

@@ -1,5 +1,4 @@
 #include "http/httpfixture.h"
-#include "support/programrun.h"
 
 #include <gmock/gmock.h>
 
@@ -206,11 +205,4 @@ TEST_F(Console, IsNotThereUnlessAskedFor)
     for (const char* path : {"/console", "/console/app.js", "/console/settings"})
         EXPECT_EQ(get(path).status, 404) << path;
     EXPECT_EQ(getItem("").status, 404);
-}
-
-TEST(HttpCommandLine, DirectoryNeedsTheConsole)
-{
-    const ProgramRun run = runProgram(QUORVA_HTTP_BINARY, {"--directory", "build/shop"});
-    EXPECT_EQ(run.status, 64);
-    EXPECT_EQ(run.error, "quorva-http: --directory is for the console, so it needs --console or --console-write\n");
 }

@@ -47,7 +47,7 @@ TEST_F(HttpError, TargetsThatAreMissingOrForeign)
     const std::string rest = "Content-Length: 2\r\n";
     expectRefused(post(rest, "{}"), 400, type, "The header X-Amz-Target is missing");
     for (const char* target :
-         {"DynamoDB_20120810.GetItem", "DynamoDB_20111205.BatchGetItem", "DynamoDB_20111205.", "DynamoDB_20111205",
+         {"DynamoDB_20150810.GetItem", "DynamoDB_20111205.BatchGetItem", "DynamoDB_20111205.", "DynamoDB_20111205",
           "GetItem", "DynamoDB_20111205.GetItems", "dynamodb_20111205.GetItem"})
         expectRefused(post("X-Amz-Target: " + std::string(target) + "\r\n" + rest, "{}"), 400, type,
                       std::string("There is no operation ") + target);

@@ -1,0 +1,80 @@
+#include "api/directorylist.h"
+
+#include "api/members.h"
+#include "api/requestbodies.h"
+#include "format/tablename.h"
+#include "protocol/envelope.h"
+#include "protocol/operations.h"
+
+#include <utility>
+
+namespace Api {
+
+namespace {
+
+struct Listing {
+    std::vector<DirectoryList::Entry> entries;
+    bool isOpen = false;
+};
+
+Failure request(const Server& server, std::string_view directory, Listing* listing)
+{
+    ServerReply reply;
+    if (Failure failure = server.send(Operations::ListTables, RequestBodies::of("Directory", directory), &reply))
+        return failure;
+    if (reply.isError(ErrorTypes::ResourceNotFound))
+        return Errors::resourceNotFound(
+            "Requested resource not found: " + std::string(reply.message()) +
+            " It is made with quorvactl init, and quorva-http --directory names another one.");
+    if (Failure failure = reply.failure())
+        return failure;
+    listing->isOpen = boolIn(reply.body(), "Open").value_or(false);
+    listing->entries.clear();
+    const rapidjson::Value* const tables = member(reply.body(), "Tables");
+    if (tables == nullptr || !tables->IsArray())
+        return std::nullopt;
+    for (const rapidjson::Value& table : tables->GetArray())
+        listing->entries.push_back({std::string(TableNames::filePart(textIn(table, "TableName"))),
+                                    numberIn(table, "Bytes").value_or(0), hasMember(table, "KeySchema")});
+    return std::nullopt;
+}
+
+} // namespace
+
+Failure DirectoryList::read(const Server& server, std::string_view directory, std::vector<Entry>* entries)
+{
+    Listing listing;
+    Failure failure = request(server, directory, &listing);
+    *entries = std::move(listing.entries);
+    return failure;
+}
+
+Failure DirectoryList::readOpen(const Server& server, std::string_view directory, std::vector<Entry>* entries)
+{
+    Listing listing;
+    Failure failure = request(server, directory, &listing);
+    if (!failure && !listing.isOpen && !listing.entries.empty()) {
+        const std::string first = std::string(directory) + '|' + listing.entries.front().table;
+        ServerReply ignored; // the point is that it opens the directory
+        failure = server.send(Operations::DescribeTable, RequestBodies::of("TableName", first), &ignored);
+        if (!failure)
+            failure = request(server, directory, &listing);
+    }
+    *entries = std::move(listing.entries);
+    return failure;
+}
+
+Failure DirectoryList::find(const Server& server, std::string_view realName, Entry* entry)
+{
+    std::vector<Entry> entries;
+    if (Failure failure = read(server, TableNames::directory(realName), &entries))
+        return failure;
+    const std::string_view table = TableNames::filePart(realName);
+    for (Entry& candidate : entries) {
+        if (candidate.table == table)
+            *entry = std::move(candidate);
+    }
+    return std::nullopt;
+}
+
+} // namespace Api

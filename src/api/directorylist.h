@@ -1,0 +1,34 @@
+#ifndef QUORVA_API_DIRECTORYLIST_H
+#define QUORVA_API_DIRECTORYLIST_H
+
+#include "api/error.h"
+#include "api/server.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/** The tables in a directory, as the server finds them. */
+namespace Api::DirectoryList {
+
+struct Entry {
+    std::string table; // without the directory
+    long long bytes = 0;
+    bool isDescribed = false; // otherwise there is no table, but files that have been made in its name
+};
+
+/**
+ * Reads the list. A description that is not yet in the files, because the server ended soon after a table was made, is
+ * missing while the directory is not open. Fails with resourceNotFound() when there is no such directory.
+ */
+[[nodiscard]] Failure read(const Server& server, std::string_view directory, std::vector<Entry>* entries);
+
+/** The same, but opens the directory first, so that no description is missing. */
+[[nodiscard]] Failure readOpen(const Server& server, std::string_view directory, std::vector<Entry>* entries);
+
+/** The entry of a table, by its real name; empty `table` if there is none. */
+[[nodiscard]] Failure find(const Server& server, std::string_view realName, Entry* entry);
+
+} // namespace Api::DirectoryList
+
+#endif

@@ -1,0 +1,55 @@
+#include "api/members.h"
+
+#include <cmath>
+#include <limits>
+
+namespace Api {
+
+const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name)
+{
+    if (!object.IsObject())
+        return nullptr;
+    const rapidjson::Value wanted(rapidjson::StringRef(name.data(), name.size()));
+    const auto found = object.FindMember(wanted);
+    return found != object.MemberEnd() && !found->value.IsNull() ? &found->value : nullptr;
+}
+
+std::string_view textOf(const rapidjson::Value& string)
+{
+    return {string.GetString(), string.GetStringLength()};
+}
+
+std::string_view textIn(const rapidjson::Value& object, std::string_view name)
+{
+    const rapidjson::Value* const found = member(object, name);
+    return found != nullptr && found->IsString() ? textOf(*found) : std::string_view();
+}
+
+std::optional<bool> boolIn(const rapidjson::Value& object, std::string_view name)
+{
+    const rapidjson::Value* const found = member(object, name);
+    return found != nullptr && found->IsBool() ? std::optional(found->GetBool()) : std::nullopt;
+}
+
+std::optional<long long> numberIn(const rapidjson::Value& object, std::string_view name)
+{
+    const rapidjson::Value* const found = member(object, name);
+    return found != nullptr && found->IsNumber() ? std::optional(integerOf(*found)) : std::nullopt;
+}
+
+long long integerOf(const rapidjson::Value& number)
+{
+    using Limits = std::numeric_limits<long long>;
+    if (number.IsInt64())
+        return number.GetInt64();
+    if (number.IsUint64())
+        return Limits::max();
+    const double value = std::trunc(number.GetDouble());
+    if (value >= static_cast<double>(Limits::max()))
+        return Limits::max();
+    if (value <= static_cast<double>(Limits::min()))
+        return Limits::min();
+    return static_cast<long long>(value);
+}
+
+} // namespace Api

@@ -1,0 +1,35 @@
+#ifndef QUORVA_API_MEMBERS_H
+#define QUORVA_API_MEMBERS_H
+
+#include <rapidjson/document.h>
+
+#include <optional>
+#include <string_view>
+
+/** Reading requests and the server's replies. A member that is null counts as missing, as everywhere in the API. */
+namespace Api {
+
+/** The member of an object; null when it is missing. */
+const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name);
+
+inline bool hasMember(const rapidjson::Value& object, std::string_view name)
+{
+    return member(object, name) != nullptr;
+}
+
+/** The characters of a string. */
+std::string_view textOf(const rapidjson::Value& string);
+
+// Members that a request's shape has, so that they are of their type when they are there.
+
+/** Empty when it is missing. */
+std::string_view textIn(const rapidjson::Value& object, std::string_view name);
+std::optional<bool> boolIn(const rapidjson::Value& object, std::string_view name);
+/** Fractions are cut off. */
+std::optional<long long> numberIn(const rapidjson::Value& object, std::string_view name);
+/** The JSON integer or decimal cut off at the point; limited to the range of 64 bits. */
+long long integerOf(const rapidjson::Value& number);
+
+} // namespace Api
+
+#endif

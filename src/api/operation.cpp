@@ -1,0 +1,38 @@
+#include "api/operation.h"
+
+#include "api/itemoperations.h"
+#include "api/shapes.h"
+#include "api/tableoperations.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Api {
+
+namespace {
+
+constexpr std::array Served{
+    Operation{"BatchGetItem", &Inputs::BatchGetItem, batchGetItem},
+    Operation{"BatchWriteItem", &Inputs::BatchWriteItem, batchWriteItem},
+    Operation{"CreateTable", &Inputs::CreateTable, createTable},
+    Operation{"DeleteItem", &Inputs::DeleteItem, deleteItem},
+    Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},
+    Operation{"DescribeTable", &Inputs::DescribeTable, describeTable},
+    Operation{"GetItem", &Inputs::GetItem, getItem},
+    Operation{"ListTables", &Inputs::ListTables, listTables},
+    Operation{"PutItem", &Inputs::PutItem, putItem},
+    Operation{"Query", &Inputs::Query, query},
+    Operation{"Scan", &Inputs::Scan, scan},
+    Operation{"UpdateItem", &Inputs::UpdateItem, updateItem},
+};
+
+} // namespace
+
+const Operation* findOperation(std::string_view name)
+{
+    const auto found =
+        std::find_if(Served.begin(), Served.end(), [&](const Operation& served) { return served.name == name; });
+    return found != Served.end() ? &*found : nullptr;
+}
+
+} // namespace Api

@@ -1,0 +1,80 @@
+// The operations of the API that are not served, and why.
+#include "api/operation.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+namespace Api {
+
+namespace {
+
+struct Refusal {
+    std::string_view name;
+    std::string_view reason;
+};
+
+constexpr std::string_view OneRegion = "there is one machine, and no other region to replicate to";
+constexpr std::string_view NoStatements = "statements in PartiQL are not understood here";
+constexpr std::string_view NoTransactions = "transactions are not available yet";
+constexpr std::string_view NoExpiry = "items do not expire here yet";
+constexpr std::string_view NoBackups = "backups are made with quorvactl backup, see backup.md";
+constexpr std::string_view NoBuckets =
+    "there is no object storage to read from or write to; see quorvactl export and import";
+constexpr std::string_view NoInsights = "figures are at /metrics, see monitoring.md";
+constexpr std::string_view NoStreams = "there are no streams of changes";
+constexpr std::string_view NoPolicies = "every user who may connect may do everything, see --allow-users";
+constexpr std::string_view NoScaling = "capacity is not limited, so there is nothing to scale";
+
+constexpr std::array Refusals{
+    Refusal{"BatchExecuteStatement", NoStatements},
+    Refusal{"CreateBackup", NoBackups},
+    Refusal{"CreateGlobalTable", OneRegion},
+    Refusal{"DeleteBackup", NoBackups},
+    Refusal{"DeleteResourcePolicy", NoPolicies},
+    Refusal{"DescribeBackup", NoBackups},
+    Refusal{"DescribeContributorInsights", NoInsights},
+    Refusal{"DescribeExport", NoBuckets},
+    Refusal{"DescribeGlobalTable", OneRegion},
+    Refusal{"DescribeGlobalTableSettings", OneRegion},
+    Refusal{"DescribeImport", NoBuckets},
+    Refusal{"DescribeKinesisStreamingDestination", NoStreams},
+    Refusal{"DescribeTableReplicaAutoScaling", NoScaling},
+    Refusal{"DisableKinesisStreamingDestination", NoStreams},
+    Refusal{"EnableKinesisStreamingDestination", NoStreams},
+    Refusal{"ExecuteStatement", NoStatements},
+    Refusal{"ExecuteTransaction", NoStatements},
+    Refusal{"ExportTableToPointInTime", NoBuckets},
+    Refusal{"GetResourcePolicy", NoPolicies},
+    Refusal{"ImportTable", NoBuckets},
+    Refusal{"ListBackups", NoBackups},
+    Refusal{"ListContributorInsights", NoInsights},
+    Refusal{"ListExports", NoBuckets},
+    Refusal{"ListGlobalTables", OneRegion},
+    Refusal{"ListImports", NoBuckets},
+    Refusal{"PutResourcePolicy", NoPolicies},
+    Refusal{"RestoreTableFromBackup", NoBackups},
+    Refusal{"RestoreTableToPointInTime", NoBackups},
+    Refusal{"TransactGetItems", NoTransactions},
+    Refusal{"TransactWriteItems", NoTransactions},
+    Refusal{"UpdateContinuousBackups", NoBackups},
+    Refusal{"UpdateContributorInsights", NoInsights},
+    Refusal{"UpdateGlobalTable", OneRegion},
+    Refusal{"UpdateGlobalTableSettings", OneRegion},
+    Refusal{"UpdateKinesisStreamingDestination", NoStreams},
+    Refusal{"UpdateTableReplicaAutoScaling", NoScaling},
+    Refusal{"UpdateTimeToLive", NoExpiry},
+};
+
+} // namespace
+
+Error refusalOf(std::string_view name)
+{
+    const auto found =
+        std::find_if(Refusals.begin(), Refusals.end(), [&](const Refusal& refusal) { return refusal.name == name; });
+    if (found == Refusals.end())
+        return Errors::unknownOperation("There is no operation " + std::string(name));
+    return Errors::unknownOperation(std::string(name) + " is not available: " + std::string(found->reason));
+}
+
+} // namespace Api

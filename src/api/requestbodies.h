@@ -1,0 +1,25 @@
+#ifndef QUORVA_API_REQUESTBODIES_H
+#define QUORVA_API_REQUESTBODIES_H
+
+#include "api/jsonwriter.h"
+
+#include <string>
+#include <string_view>
+
+/** The bodies of requests to the server. */
+namespace Api::RequestBodies {
+
+/** An object with one member: a table's real name, or a directory. */
+inline std::string of(std::string_view name, std::string_view value)
+{
+    rapidjson::StringBuffer text;
+    JsonWriter writer(text);
+    writer.StartObject();
+    put(name, value, &writer);
+    writer.EndObject();
+    return {text.GetString(), text.GetSize()};
+}
+
+} // namespace Api::RequestBodies
+
+#endif

@@ -1,0 +1,62 @@
+#ifndef QUORVA_API_SERVER_H
+#define QUORVA_API_SERVER_H
+
+#include "api/error.h"
+#include "client/exchangeresult.h"
+#include "protocol/operations.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <rapidjson/document.h>
+
+#include <functional>
+#include <string_view>
+
+namespace Api {
+
+/** A reply of the server, with its envelope. */
+class ServerReply {
+public:
+    bool isSuccess() const;
+    /** The type of an error, such as "ConditionalCheckFailedException"; see protocol/envelope.h. */
+    std::string_view errorType() const;
+    bool isError(std::string_view type) const { return errorType() == type; }
+    std::string_view message() const;
+
+    const rapidjson::Value& body() const { return body_; }
+    /** To take parts of it. */
+    rapidjson::Value& body() { return body_; }
+    /** The length of its text. */
+    std::size_t bytes() const { return static_cast<std::size_t>(text_.size()); }
+
+    /** What to answer if the reply is an error that the caller does not expect; empty for a success. */
+    Failure failure() const;
+
+private:
+    friend class Server;
+
+    QByteArray text_; // the strings of body_ are in here
+    rapidjson::Document body_;
+};
+
+/** The server, behind a function that exchanges one request for its reply. Any thread, as far as the function allows.
+ */
+class Server {
+public:
+    /** `reply` is set only by Done, `error` only otherwise. `body` is valid during the call alone. */
+    using Exchange = std::function<Client::ExchangeResult(const QByteArray& operation, const QByteArray& body,
+                                                          QByteArray* reply, QString* error)>;
+
+    explicit Server(Exchange exchange) : exchange_(std::move(exchange)) {}
+
+    /** Sends a request with this body, and waits. Fails when there is no reply; errors of the server are replies. */
+    [[nodiscard]] Failure send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const;
+
+private:
+    const Exchange exchange_;
+};
+
+} // namespace Api
+
+#endif

@@ -1,0 +1,43 @@
+#ifndef QUORVA_API_SERVICE_H
+#define QUORVA_API_SERVICE_H
+
+#include "api/operation.h"
+#include "api/server.h"
+#include "api/tablecatalog.h"
+
+#include <QByteArray>
+
+#include <string_view>
+
+namespace Api {
+
+struct Reply {
+    int status = 200; // of HTTP
+    QByteArray body;
+};
+
+/** Answers the API's requests, independent of the transport. Any thread. */
+class Service {
+public:
+    /** What the value of "X-Amz-Target" begins with. */
+    static constexpr std::string_view Prefix = "DynamoDB_20120810.";
+
+    Service(Server::Exchange exchange, Settings settings);
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    /**
+     * `operation` is the name behind the prefix, `host` that of the client's request, `body` UTF-8. Waits for the
+     * server.
+     */
+    Reply answer(std::string_view operation, std::string_view host, const QByteArray& body);
+
+private:
+    const Settings settings_;
+    const Server server_;
+    TableCatalog tables_{&server_, &settings_};
+};
+
+} // namespace Api
+
+#endif

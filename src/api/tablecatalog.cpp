@@ -1,0 +1,154 @@
+#include "api/tablecatalog.h"
+
+#include "api/directorylist.h"
+#include "api/members.h"
+#include "api/requestbodies.h"
+#include "protocol/envelope.h"
+#include "protocol/operations.h"
+
+#include <utility>
+
+namespace Api {
+
+namespace {
+
+/** The name in an ARN, "arn:aws:dynamodb:REGION:ACCOUNT:table/NAME"; any other text as it is. */
+std::string_view withoutArn(std::string_view name)
+{
+    constexpr std::string_view Start = "arn:";
+    constexpr std::string_view Kind = ":table/";
+    const std::size_t kind = name.find(Kind);
+    return name.starts_with(Start) && kind != std::string_view::npos ? name.substr(kind + Kind.size()) : name;
+}
+
+} // namespace
+
+TableName TableCatalog::resolve(std::string_view requested) const
+{
+    const std::string_view name = withoutArn(requested);
+    const std::string front = settings_->directory + '|';
+    if (name.find('|') == std::string_view::npos)
+        return {front + std::string(name), std::string(name)};
+    return {std::string(name), std::string(name.starts_with(front) ? name.substr(front.size()) : name)};
+}
+
+Failure TableCatalog::find(std::string_view requested, std::shared_ptr<const Table>* table)
+{
+    const TableName name = resolve(requested);
+    bool isKnown = false;
+    *table = remembered(name.real, &isKnown);
+    return *table != nullptr ? std::nullopt : read(name, isKnown, table);
+}
+
+Failure TableCatalog::findNamed(std::string_view requested, std::shared_ptr<const Table>* table)
+{
+    Failure failure = find(requested, table);
+    if (failure && failure->type == Errors::resourceNotFound().type)
+        failure = Errors::tableNotFound(resolve(requested).shown);
+    return failure;
+}
+
+/** `isKnown`: there was such a table, although its description has become too old to be used. */
+std::shared_ptr<const Table> TableCatalog::remembered(const std::string& fullName, bool* isKnown) const
+{
+    const auto now = settings_->now();
+    const std::lock_guard lock(mutex_);
+    const auto found = tables_.find(fullName);
+    *isKnown = found != tables_.end();
+    if (!*isKnown || now < found->second.since || now - found->second.since >= Memory)
+        return nullptr;
+    return found->second.table;
+}
+
+void TableCatalog::forget(const TableName& name)
+{
+    const std::lock_guard lock(mutex_);
+    tables_.erase(name.real);
+}
+
+/**
+ * Reads a description from the server. It makes the file of a table that it is asked to describe, so it is asked only
+ * when the table's directory has such a file; `isKnown` says that it had one a moment ago.
+ */
+Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table)
+{
+    const auto since = settings_->now();
+    if (!isKnown) {
+        DirectoryList::Entry files;
+        if (Failure failure = DirectoryList::find(*server_, name.real, &files))
+            return failure;
+        if (files.table.empty())
+            return Errors::resourceNotFound();
+    }
+    ServerReply reply;
+    if (Failure failure = server_->send(Operations::DescribeTable, RequestBodies::of("TableName", name.real), &reply))
+        return failure;
+    const rapidjson::Value* const description = member(reply.body(), "Table");
+    if (!reply.isSuccess() || description == nullptr) {
+        const std::lock_guard lock(mutex_);
+        tables_.erase(name.real);
+        return Errors::resourceNotFound();
+    }
+    std::optional<Table> read = TableDescriptions::read(name, *description);
+    if (!read)
+        return Errors::internal("The description of the table " + name.shown +
+                                " is not understood; a later version of quorva-http may have made it");
+    *table = std::make_shared<const Table>(std::move(*read));
+    const std::lock_guard lock(mutex_);
+    tables_.insert_or_assign(name.real, Remembered{*table, since});
+    return std::nullopt;
+}
+
+Failure TableCatalog::create(const Table& table)
+{
+    const std::lock_guard changing(changes_);
+    forget(table.name);
+    std::shared_ptr<const Table> existing;
+    Failure failure = find(table.name.real, &existing);
+    if (!failure)
+        return Errors::resourceInUse("Table already exists: " + table.name.shown);
+    // A missing table is what is wanted, a missing directory is not.
+    if (failure->message != Errors::resourceNotFound().message)
+        return failure;
+    return write(table);
+}
+
+/** Stores a description. The server's CreateTable replaces that of a table that exists, and leaves its items. */
+Failure TableCatalog::write(const Table& table)
+{
+    ServerReply reply;
+    if (Failure failure = server_->send(Operations::CreateTable, TableDescriptions::creation(table), &reply))
+        return failure;
+    forget(table.name);
+    return reply.failure();
+}
+
+Failure TableCatalog::update(std::string_view requested, const Change& change, std::shared_ptr<const Table>* changed)
+{
+    const std::lock_guard changing(changes_);
+    const TableName name = resolve(requested);
+    forget(name);
+    std::shared_ptr<const Table> present;
+    if (Failure failure = findNamed(requested, &present))
+        return failure;
+    Table table = *present;
+    if (Failure failure = change(&table))
+        return failure;
+    *changed = std::make_shared<const Table>(table);
+    return write(table);
+}
+
+Failure TableCatalog::remove(std::string_view requested, std::shared_ptr<const Table>* removed)
+{
+    const std::lock_guard changing(changes_);
+    forget(resolve(requested));
+    if (Failure failure = findNamed(requested, removed))
+        return failure;
+    ServerReply reply;
+    Failure failure =
+        server_->send(Operations::DropTable, RequestBodies::of("TableName", (*removed)->name.real), &reply);
+    forget((*removed)->name);
+    return failure ? failure : reply.failure();
+}
+
+} // namespace Api

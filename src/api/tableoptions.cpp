@@ -1,0 +1,112 @@
+#include "api/tableoptions.h"
+
+#include "api/members.h"
+
+#include <string>
+#include <string_view>
+
+namespace Api {
+
+namespace {
+
+constexpr long long MostUnits = 1'000'000'000'000;
+
+Failure unavailable(std::string_view member, std::string_view reason)
+{
+    return Errors::invalidParameter(std::string(member).append(": ").append(reason));
+}
+
+Failure refuseIndexes(const rapidjson::Value& request)
+{
+    for (const std::string_view name : {"LocalSecondaryIndexes", "GlobalSecondaryIndexes"}) {
+        const rapidjson::Value* const indexes = member(request, name);
+        if (indexes != nullptr && indexes->Empty())
+            return Errors::invalidParameter("List of " + std::string(name) + " is empty");
+        if (indexes != nullptr)
+            return unavailable(name, "secondary indexes are not available yet");
+    }
+    if (const rapidjson::Value* const changes = member(request, "GlobalSecondaryIndexUpdates");
+        changes != nullptr && !changes->Empty())
+        return unavailable("GlobalSecondaryIndexUpdates", "secondary indexes are not available yet");
+    return std::nullopt;
+}
+
+bool isEnabled(const rapidjson::Value& request, std::string_view specification, std::string_view switchName)
+{
+    const rapidjson::Value* const found = member(request, specification);
+    return found != nullptr && boolIn(*found, switchName).value_or(false);
+}
+
+Failure checkUnits(std::string_view name, long long units)
+{
+    if (units <= MostUnits)
+        return std::nullopt;
+    return Errors::validation("Given value " + std::to_string(units) + " for " + std::string(name) +
+                              " is out of bounds");
+}
+
+} // namespace
+
+Failure TableOptions::refuseUnavailable(const rapidjson::Value& request)
+{
+    if (Failure failure = refuseIndexes(request))
+        return failure;
+    if (isEnabled(request, "StreamSpecification", "StreamEnabled"))
+        return unavailable("StreamSpecification", "there are no streams of changes");
+    if (isEnabled(request, "SSESpecification", "Enabled"))
+        return unavailable("SSESpecification", "the server does not encrypt its files");
+    if (hasMember(request, "ReplicaUpdates"))
+        return unavailable("ReplicaUpdates", "there is one machine, and no other region to replicate to");
+    if (hasMember(request, "ResourcePolicy"))
+        return unavailable("ResourcePolicy", "every user who may connect may do everything, see --allow-users");
+    return std::nullopt;
+}
+
+Failure TableOptions::readCapacity(const rapidjson::Value& request, Table* table)
+{
+    const rapidjson::Value* const throughput = member(request, "ProvisionedThroughput");
+    if (const std::string_view mode = textIn(request, "BillingMode"); !mode.empty())
+        table->isOnDemand = mode == "PAY_PER_REQUEST";
+    if (table->isOnDemand && throughput != nullptr)
+        return Errors::invalidParameter("Neither ReadCapacityUnits nor WriteCapacityUnits can be specified when "
+                                        "BillingMode is PAY_PER_REQUEST");
+    if (table->isOnDemand) {
+        table->readUnits = table->writeUnits = 0;
+        return std::nullopt;
+    }
+    if (throughput != nullptr) {
+        table->readUnits = numberIn(*throughput, "ReadCapacityUnits").value_or(0);
+        table->writeUnits = numberIn(*throughput, "WriteCapacityUnits").value_or(0);
+    }
+    if (table->readUnits == 0 || table->writeUnits == 0)
+        return Errors::invalidParameter("ReadCapacityUnits and WriteCapacityUnits must both be specified when "
+                                        "BillingMode is PROVISIONED");
+    if (Failure failure = checkUnits("ReadCapacityUnits", table->readUnits))
+        return failure;
+    return checkUnits("WriteCapacityUnits", table->writeUnits);
+}
+
+void TableOptions::readOthers(const rapidjson::Value& request, Table* table)
+{
+    if (const std::string_view tableClass = textIn(request, "TableClass"); !tableClass.empty())
+        table->tableClass = tableClass;
+    if (const std::optional<bool> isProtected = boolIn(request, "DeletionProtectionEnabled"))
+        table->isProtected = *isProtected;
+}
+
+Failure TableOptions::addTags(const rapidjson::Value& tags, Table* table)
+{
+    for (const rapidjson::Value& tag : tags.GetArray())
+        table->tags.insert_or_assign(std::string(textIn(tag, "Key")), std::string(textIn(tag, "Value")));
+    if (table->tags.size() > MostTags)
+        return Errors::limitExceeded("A table can have " + std::to_string(MostTags) + " tags");
+    return std::nullopt;
+}
+
+double TableOptions::secondsOf(std::chrono::system_clock::time_point time)
+{
+    using Milliseconds = std::chrono::duration<long long, std::milli>;
+    return static_cast<double>(std::chrono::duration_cast<Milliseconds>(time.time_since_epoch()).count()) / 1000;
+}
+
+} // namespace Api

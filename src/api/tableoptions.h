@@ -1,0 +1,34 @@
+#ifndef QUORVA_API_TABLEOPTIONS_H
+#define QUORVA_API_TABLEOPTIONS_H
+
+#include "api/error.h"
+#include "api/tabledescription.h"
+
+#include <rapidjson/document.h>
+
+#include <chrono>
+
+/** What CreateTable and UpdateTable have in common, and tags. */
+namespace Api::TableOptions {
+
+/** The most tags that a table can have. */
+inline constexpr std::size_t MostTags = 50;
+
+/** Fails when a request asks for something that is not available here. */
+[[nodiscard]] Failure refuseUnavailable(const rapidjson::Value& request);
+
+/** Reads "BillingMode" and "ProvisionedThroughput", which have to agree. */
+[[nodiscard]] Failure readCapacity(const rapidjson::Value& request, Table* table);
+
+/** Reads "TableClass" and "DeletionProtectionEnabled", if they are there. */
+void readOthers(const rapidjson::Value& request, Table* table);
+
+/** Adds tags, and replaces the values of those that are there. */
+[[nodiscard]] Failure addTags(const rapidjson::Value& tags, Table* table);
+
+/** Seconds since 1970, to the millisecond. */
+double secondsOf(std::chrono::system_clock::time_point time);
+
+} // namespace Api::TableOptions
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef QUORVA_API_VALIDATION_H
+#define QUORVA_API_VALIDATION_H
+
+#include "api/error.h"
+#include "api/shapes.h"
+
+#include <rapidjson/document.h>
+
+/** Checks requests against their shapes. Pure; any thread. */
+namespace Api::Validation {
+
+/** Fails with serialization() at the first value of another JSON type than its shape. */
+[[nodiscard]] Failure checkTypes(const rapidjson::Value& request, const Shape& shape);
+
+/** Fails with validation(), in one text for all limits that are not kept. The types must have been checked. */
+[[nodiscard]] Failure checkLimits(const rapidjson::Value& request, const Shape& shape);
+
+} // namespace Api::Validation
+
+#endif

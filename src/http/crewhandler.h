@@ -1,0 +1,33 @@
+#ifndef QUORVA_HTTP_CREWHANDLER_H
+#define QUORVA_HTTP_CREWHANDLER_H
+
+#include "http/crew.h"
+#include "http/httphandler.h"
+
+#include <cstddef>
+
+namespace Http {
+
+/** A handler whose requests wait for the server: unpacks their bodies, and has one job of the crew for each. */
+class CrewHandler : public HttpHandler {
+public:
+    /** Bodies may have up to `bodyBytes` bytes after decompression. The caller owns the crew, which must outlive this.
+     */
+    CrewHandler(std::size_t bodyBytes, Crew* crew) : bodyBytes_(bodyBytes), crew_(crew) {}
+
+    void serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done) override;
+
+protected:
+    /** Answers a request with its unpacked body, on a thread that may wait. */
+    virtual Response answer(const RequestHead& head, const QByteArray& body) = 0;
+
+private:
+    Response answerPacked(const RequestHead& head, const QByteArray& packed);
+
+    const std::size_t bodyBytes_;
+    Crew* const crew_;
+};
+
+} // namespace Http
+
+#endif

@@ -1,0 +1,91 @@
+#include "api/apifixture.h"
+#include "protocol/bodies.h"
+
+#include <filesystem>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class TableCatalog : public ApiTest {
+protected:
+    std::string describe(const std::string& name) { return call("DescribeTable", R"({"TableName":")" + name + "\"}"); }
+
+    std::string describeMissing(const std::string& name)
+    {
+        return refusal("DescribeTable", R"({"TableName":")" + name + "\"}");
+    }
+
+    static std::string notFound(const std::string& name)
+    {
+        return errorText(std::string(ApiType) + "ResourceNotFoundException",
+                         "Requested resource not found: Table: " + name + " not found");
+    }
+};
+
+} // namespace
+
+TEST_F(TableCatalog, ATableHasThreeNames)
+{
+    makeTable("orders");
+    const std::string described = describe("orders");
+    EXPECT_EQ(describe(directory_ + "|orders"), described);
+    EXPECT_EQ(describe("arn:aws:dynamodb:eu-west-1:123456789012:table/orders"), described);
+    EXPECT_EQ(describe("arn:aws:dynamodb:local:000000000000:table/" + directory_ + "|orders"), described);
+}
+
+TEST_F(TableCatalog, TablesOfOtherDirectoriesHaveTheirRealNames)
+{
+    const std::string other = server_.makeDirectory("other");
+    makeTable(other + "|orders");
+    EXPECT_THAT(describe(other + "|orders"), HasSubstr("\"TableName\":\"" + other + "|orders\""));
+    EXPECT_EQ(describeMissing("orders"), notFound("orders"));
+    EXPECT_EQ(call("ListTables", "{}"), R"({"TableNames":[]})");
+}
+
+TEST_F(TableCatalog, LookingForATableMakesNoFile)
+{
+    makeTable("orders");
+    EXPECT_EQ(describeMissing("others"), notFound("others"));
+    EXPECT_FALSE(std::filesystem::exists(directory_ + "/others"));
+    EXPECT_EQ(describeMissing("/nowhere|orders"), notFound("/nowhere|orders"));
+}
+
+TEST_F(TableCatalog, TablesOfTheOldApiAreDescribed)
+{
+    QVariantMap body = Bodies::createTable(QString::fromStdString(directory_) + "|orders", "customer", "date");
+    Bodies::setThroughput(3, 4, &body);
+    ASSERT_EQ(server_.request("CreateTable", body)["__rc"], 200);
+    EXPECT_THAT(describe("orders"),
+                StartsWith(R"({"Table":{"AttributeDefinitions":[{"AttributeName":"customer","AttributeType":"S"},)"
+                           R"({"AttributeName":"date","AttributeType":"S"}],"KeySchema":[{"AttributeName":"customer",)"
+                           R"("KeyType":"HASH"},{"AttributeName":"date","KeyType":"RANGE"}],"TableName":"orders",)"
+                           R"("TableStatus":"ACTIVE","CreationDateTime":123456.0,)"));
+    EXPECT_THAT(describe("orders"), HasSubstr(R"("ReadCapacityUnits":3,"WriteCapacityUnits":4})"));
+}
+
+TEST_F(TableCatalog, ADeletedTableIsGoneWithItsFiles)
+{
+    makeTable("orders");
+    EXPECT_THAT(call("DeleteTable", R"({"TableName":"orders"})"), HasSubstr(R"("TableStatus":"DELETING")"));
+    EXPECT_EQ(describeMissing("orders"), notFound("orders"));
+    EXPECT_EQ(refusal("DeleteTable", R"({"TableName":"orders"})"), notFound("orders"));
+    EXPECT_FALSE(std::filesystem::exists(directory_ + "/orders"));
+    EXPECT_EQ(call("ListTables", "{}"), R"({"TableNames":[]})");
+}
+
+TEST_F(TableCatalog, WhatOthersChangeIsSeenWithinASecond)
+{
+    makeTable("orders");
+    const std::string described = describe("orders");
+    const QString real = QString::fromStdString(directory_) + "|orders";
+    ASSERT_EQ(server_.request("CreateTable", Bodies::createTable(real, "customer", "date"))["__rc"], 200);
+    now_ += std::chrono::milliseconds(999);
+    EXPECT_EQ(describe("orders"), described);
+    now_ += std::chrono::milliseconds(1);
+    EXPECT_THAT(describe("orders"), HasSubstr(R"("AttributeName":"customer")"));
+    ASSERT_EQ(server_.request("Quorva_1.DropTable", {{"TableName", real}})["__rc"], 200);
+    now_ += std::chrono::seconds(1);
+    EXPECT_EQ(describeMissing("orders"), notFound("orders"));
+}

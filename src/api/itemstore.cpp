@@ -20,6 +20,7 @@ namespace {
 using Items::Item;
 
 constexpr std::chrono::seconds ChangePatience{5};
+constexpr int MismatchesBeforePause = 4;
 constexpr std::chrono::milliseconds TablePatience{300}; // while the server closes and opens a directory
 
 /** Shared by everything in the process that reads, computes and commits. */
@@ -35,6 +36,13 @@ std::string jsonOf(const rapidjson::Value& json)
     JsonWriter writer(text);
     json.Accept(writer);
     return {text.GetString(), text.GetSize()};
+}
+
+/** The element of a Commit's reply that says what is there instead; null if there is none. */
+const rapidjson::Value* firstMismatch(const rapidjson::Value& reply)
+{
+    const rapidjson::Value* const all = member(reply, "Mismatches");
+    return all != nullptr && all->IsArray() && !all->Empty() ? &(*all)[0] : nullptr;
 }
 
 Failure notStorable()
@@ -89,18 +97,17 @@ Failure ItemStore::change(const StoredKey& key, FirstGuess guess, const Compute&
 Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, BackOff* backOff) const
 {
     Snapshot before;
-    bool isKnown = guess == FirstGuess::NoItem;
+    bool isKnown = guess == FirstGuess::NoItem; // by guess, or because the server has sent it
     bool isGuess = isKnown;
-    for (;;) {
+    for (int mismatches = 0;;) {
         if (!isKnown) {
             if (Failure failure = snapshot(key, &before))
                 return failure;
-            isKnown = true;
             isGuess = false;
         }
         ItemChange change;
         if (Failure failure = compute(before.item ? &*before.item : nullptr, &change)) {
-            if (!isGuess)
+            if (!std::exchange(isGuess, false))
                 return failure;
             isKnown = false;
             continue;
@@ -112,14 +119,17 @@ Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const C
             return failure;
         if (reply.isSuccess())
             return std::nullopt;
-        if (!std::exchange(isGuess, false) && !backOff->pause())
+        // What the reply says is the latest there is, so there is nothing to wait for, unless that is late again and
+        // again.
+        isGuess = false;
+        isKnown = ++mismatches % MismatchesBeforePause != 0;
+        if (!isKnown && !backOff->pause())
             return Errors::transactionConflict();
-        const rapidjson::Value* const mismatches = member(reply.body(), "Mismatches");
-        isKnown = mismatches != nullptr && mismatches->IsArray() && !mismatches->Empty();
-        if (isKnown) {
-            if (Failure failure = snapshotOf(member((*mismatches)[0], "Item"), key, &before))
-                return failure;
-        }
+        const rapidjson::Value* const mismatch = firstMismatch(reply.body());
+        if (mismatch == nullptr)
+            return Errors::internal("The server's reply is not understood; nothing was written");
+        if (Failure failure = snapshotOf(member(*mismatch, "Item"), key, &before))
+            return failure;
     }
 }
 

@@ -11,10 +11,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 
-/** A real server, and the API in front of it by the exchange that quorva-http has. */
+/**
+ * A real server, and the API in front of it by the exchange that quorva-http has. Time stands still for it, so it
+ * remembers a description until it has a reason to read it again.
+ */
 class ApiItems : public testing::Test {
 protected:
     void SetUp() override
@@ -27,18 +31,19 @@ protected:
                 ++exchanges_;
                 return pool_->exchange(operation, body, reply, error);
             },
-            Api::Settings{.directory = directory_.path()});
+            Api::Settings{.directory = directory_.path(),
+                          .now = [] { return std::chrono::system_clock::time_point(); }});
         createTable("items", "S", "N");
     }
 
-    /** `range` is empty for a table with a hash key alone. The keys are named "id" and "at". */
+    /** `range` is empty for a table with a hash key alone. The keys are named "id" and "ax". */
     void createTable(const std::string& name, const std::string& hash, const std::string& range)
     {
         std::string schema = R"({"AttributeName":"id","KeyType":"HASH"})";
         std::string attributes = R"({"AttributeName":"id","AttributeType":")" + hash + "\"}";
         if (!range.empty()) {
-            schema += R"(,{"AttributeName":"at","KeyType":"RANGE"})";
-            attributes += R"(,{"AttributeName":"at","AttributeType":")" + range + "\"}";
+            schema += R"(,{"AttributeName":"ax","KeyType":"RANGE"})";
+            attributes += R"(,{"AttributeName":"ax","AttributeType":")" + range + "\"}";
         }
         const Api::Reply reply =
             call("CreateTable", R"({"TableName":")" + name + R"(","BillingMode":"PAY_PER_REQUEST",)" +
@@ -73,7 +78,7 @@ protected:
     static std::string body(const std::string& rest) { return R"({"TableName":"items",)" + rest + '}'; }
     static std::string keyText(const std::string& id, const std::string& at)
     {
-        return R"("id":{"S":")" + id + R"("},"at":{"N":")" + at + "\"}";
+        return R"("id":{"S":")" + id + R"("},"ax":{"N":")" + at + "\"}";
     }
     static std::string key(const std::string& id, const std::string& at) { return "\"Key\":{" + keyText(id, at) + '}'; }
     static std::string item(const std::string& id, const std::string& at, const std::string& attributes = "")
@@ -92,7 +97,7 @@ protected:
             return "none";
         QVariantMap attributes = found.value("Item").toMap();
         EXPECT_EQ(attributes.take("id").toMap().value("S").toString().toStdString(), id);
-        attributes.remove("at");
+        attributes.remove("ax");
         return Json::serialize(attributes).toStdString();
     }
 

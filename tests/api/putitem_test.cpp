@@ -27,9 +27,9 @@ TEST_F(ApiItems, PutItemReplacesAndReturnsTheOldItem)
         return done("PutItem", text.substr(0, text.size() - 1) + old);
     };
     EXPECT_EQ(replace(""), "{}");
-    EXPECT_EQ(replace(R"("n":{"N":"1"})"), R"({"Attributes":{"at":{"N":"1"},"id":{"S":"a"}}})")
+    EXPECT_EQ(replace(R"("n":{"N":"1"})"), R"({"Attributes":{"ax":{"N":"1"},"id":{"S":"a"}}})")
         << "an item of keys alone is an item";
-    EXPECT_EQ(replace(R"("m":{"N":"2"})"), R"({"Attributes":{"at":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}}})");
+    EXPECT_EQ(replace(R"("m":{"N":"2"})"), R"({"Attributes":{"ax":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}}})");
     EXPECT_EQ(attributesOf("a", "1"), R"({"m":{"N":"2"}})");
 }
 
@@ -79,7 +79,7 @@ TEST_F(ApiItems, AFailedConditionShowsTheItemIfAskedTo)
     const auto reply = [&](const std::string& rest) {
         return R"({"__type":")" + type + R"(","message":"The conditional request failed")" + rest + '}';
     };
-    const std::string itemText = R"(,"Item":{"at":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}})";
+    const std::string itemText = R"(,"Item":{"ax":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}})";
     EXPECT_EQ(call("PutItem", body(item("a", "1") + condition)).body.toStdString(), reply(itemText));
     EXPECT_EQ(call("DeleteItem", body(key("a", "1") + condition)).body.toStdString(), reply(itemText));
     const std::string update = key("a", "1") + R"(,"UpdateExpression":"REMOVE n")" + condition;
@@ -90,12 +90,12 @@ TEST_F(ApiItems, AFailedConditionShowsTheItemIfAskedTo)
 TEST_F(ApiItems, PutItemChecksTheKeysOfTheItem)
 {
     const std::string invalid = "ValidationException: One or more parameter values were invalid: ";
-    EXPECT_EQ(failed("PutItem", body(R"("Item":{"at":{"N":"1"}})")), invalid + "Missing the key id in the item");
-    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"S":"a"}})")), invalid + "Missing the key at in the item");
-    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"N":"1"},"at":{"N":"1"}})")),
+    EXPECT_EQ(failed("PutItem", body(R"("Item":{"ax":{"N":"1"}})")), invalid + "Missing the key id in the item");
+    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"S":"a"}})")), invalid + "Missing the key ax in the item");
+    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"N":"1"},"ax":{"N":"1"}})")),
               invalid + "Type mismatch for key id expected: S actual: N");
-    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"S":"a"},"at":{"SS":["1"]}})")),
-              invalid + "Type mismatch for key at expected: N actual: SS");
+    EXPECT_EQ(failed("PutItem", body(R"("Item":{"id":{"S":"a"},"ax":{"SS":["1"]}})")),
+              invalid + "Type mismatch for key ax expected: N actual: SS");
     EXPECT_EQ(failed("PutItem", put("", "1")),
               "ValidationException: One or more parameter values are not valid. The AttributeValue for a key attribute "
               "cannot contain an empty string value. Key: id");
@@ -108,8 +108,8 @@ TEST_F(ApiItems, AKeyHasExactlyTheKeyAttributes)
 {
     const std::string wrong = "ValidationException: The provided key element does not match the schema";
     for (const char* keys :
-         {R"({"id":{"S":"a"}})", R"({"id":{"S":"a"},"at":{"S":"1"}})", R"({"id":{"S":"a"},"att":{"N":"1"}})",
-          R"({"id":{"S":"a"},"at":{"N":"1"},"x":{"N":"1"}})", "{}"}) {
+         {R"({"id":{"S":"a"}})", R"({"id":{"S":"a"},"ax":{"S":"1"}})", R"({"id":{"S":"a"},"att":{"N":"1"}})",
+          R"({"id":{"S":"a"},"ax":{"N":"1"},"x":{"N":"1"}})", "{}"}) {
         const std::string text = body(std::string("\"Key\":") + keys);
         EXPECT_EQ(failed("GetItem", text), wrong) << keys;
         EXPECT_EQ(failed("DeleteItem", text), wrong) << keys;
@@ -122,7 +122,7 @@ TEST_F(ApiItems, AKeyHasExactlyTheKeyAttributes)
 
 TEST_F(ApiItems, ItemsHaveAtMost400Kilobytes)
 {
-    const std::size_t others = 2 + 1 + 2 + 2 + 1; // "id" and "a", "at" and 1, "x"
+    const std::size_t others = 2 + 1 + 2 + 2 + 1; // "id" and "a", "ax" and 1, "x"
     const std::string largest(400 * 1024 - others, 'x');
     EXPECT_EQ(done("PutItem", put("a", "1", R"("x":{"S":")" + largest + "\"}")), "{}");
     EXPECT_EQ(attributesOf("a", "1"), R"({"x":{"S":")" + largest + "\"}}");
@@ -156,7 +156,7 @@ TEST_F(ApiItems, WritesReturnWhatTheyCan)
     }
     (void)done("PutItem", put("a", "1", R"("n":{"N":"1"})"));
     const std::string old = body(key("a", "1") + R"(,"ReturnValues":"ALL_OLD")");
-    EXPECT_EQ(done("DeleteItem", old), R"({"Attributes":{"at":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}}})");
+    EXPECT_EQ(done("DeleteItem", old), R"({"Attributes":{"ax":{"N":"1"},"id":{"S":"a"},"n":{"N":"1"}}})");
     EXPECT_EQ(done("DeleteItem", old), "{}");
     EXPECT_EQ(attributesOf("a", "1"), "none");
 }
@@ -166,7 +166,7 @@ TEST_F(ApiItems, GetItemProjects)
     (void)done("PutItem", put("a", "1", R"("m":{"M":{"x":{"L":[{"N":"1"},{"N":"2"}]},"y":{"N":"3"}}})"));
     EXPECT_EQ(done("GetItem", body(key("a", "1") + R"(,"ProjectionExpression":"m.x[1], id")")),
               R"({"Item":{"id":{"S":"a"},"m":{"M":{"x":{"L":[{"N":"2"}]}}}}})");
-    EXPECT_EQ(done("GetItem", body(key("a", "1") + R"(,"AttributesToGet":["at","none"])")),
-              R"({"Item":{"at":{"N":"1"}}})");
+    EXPECT_EQ(done("GetItem", body(key("a", "1") + R"(,"AttributesToGet":["ax","none"])")),
+              R"({"Item":{"ax":{"N":"1"}}})");
     EXPECT_EQ(done("GetItem", body(key("a", "2"))), "{}");
 }

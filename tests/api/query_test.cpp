@@ -16,7 +16,7 @@ protected:
     {
         for (const char* id : {"a", "b", "c"}) { // so that there are neighbours on both sides
             for (const std::string& value : values)
-                (void)done("PutItem", R"({"TableName":")" + table + R"(","Item":{"id":{"S":")" + id + R"("},"at":)" +
+                (void)done("PutItem", R"({"TableName":")" + table + R"(","Item":{"id":{"S":")" + id + R"("},"ax":)" +
                                           value + "}}");
         }
     }
@@ -33,7 +33,7 @@ protected:
                              R"(","ExpressionAttributeValues":{":id":{"S":"b"})" + values + '}' + rest + start + '}'));
             for (const QVariant& item : reply.value("Items").toList()) {
                 EXPECT_EQ(item.toMap().value("id").toMap().value("S"), QVariant("b"));
-                found.push_back(Json::serialize(item.toMap().value("at")).toStdString());
+                found.push_back(Json::serialize(item.toMap().value("ax")).toStdString());
             }
             EXPECT_EQ(reply.value("Count"), reply.value("ScannedCount"));
             EXPECT_EQ(reply.value("Count").toInt(), reply.value("Items").toList().size());
@@ -71,12 +71,12 @@ protected:
         for (const std::string& bound : bounds) {
             const auto at = static_cast<std::size_t>(std::find(all.begin(), all.end(), bound) - all.begin());
             const std::string value = ",\":v\":" + bound;
-            expectRange(table, " AND at = :v", value, part([&](std::size_t i) { return i == at; }));
-            expectRange(table, " AND at < :v", value, part([&](std::size_t i) { return i < at; }));
-            expectRange(table, " AND at <= :v", value, part([&](std::size_t i) { return i <= at; }));
-            expectRange(table, " AND at > :v", value, part([&](std::size_t i) { return i > at; }));
-            expectRange(table, " AND at >= :v", value, part([&](std::size_t i) { return i >= at; }));
-            expectRange(table, " AND at BETWEEN :w AND :v", value + ",\":w\":" + all[1],
+            expectRange(table, " AND ax = :v", value, part([&](std::size_t i) { return i == at; }));
+            expectRange(table, " AND ax < :v", value, part([&](std::size_t i) { return i < at; }));
+            expectRange(table, " AND ax <= :v", value, part([&](std::size_t i) { return i <= at; }));
+            expectRange(table, " AND ax > :v", value, part([&](std::size_t i) { return i > at; }));
+            expectRange(table, " AND ax >= :v", value, part([&](std::size_t i) { return i >= at; }));
+            expectRange(table, " AND ax BETWEEN :w AND :v", value + ",\":w\":" + all[1],
                         part([&](std::size_t i) { return i >= 1 && i <= at; }));
         }
     }
@@ -100,10 +100,10 @@ TEST_F(ApiQuery, FindsStringsInBothDirections)
     fill("strings", {all.begin(), all.end()});
     Values canonical = all;
     expectAllConditions("strings", canonical, {all[1], all[3], all[6]});
-    expectRange("strings", " AND begins_with(at, :v)", R"(,":v":{"S":"a"})",
+    expectRange("strings", " AND begins_with(ax, :v)", R"(,":v":{"S":"a"})",
                 {canonical.begin() + 1, canonical.end() - 1});
-    expectRange("strings", " AND begins_with(at, :v)", R"(,":v":{"S":"aé"})", {canonical[4]});
-    expectRange("strings", " AND begins_with(at, :v)", R"(,":v":{"S":"x"})", {});
+    expectRange("strings", " AND begins_with(ax, :v)", R"(,":v":{"S":"aé"})", {canonical[4]});
+    expectRange("strings", " AND begins_with(ax, :v)", R"(,":v":{"S":"x"})", {});
 }
 
 TEST_F(ApiQuery, FindsBinariesInBothDirections)
@@ -113,8 +113,8 @@ TEST_F(ApiQuery, FindsBinariesInBothDirections)
                      R"({"B":"/w=="})", R"({"B":"//8="})", R"({"B":"////"})"};
     fill("binaries", all);
     expectAllConditions("binaries", all, {all[1], all[4], all[5]});
-    expectRange("binaries", " AND begins_with(at, :v)", R"(,":v":{"B":"AA=="})", {all[0], all[1]});
-    expectRange("binaries", " AND begins_with(at, :v)", R"(,":v":{"B":"/w=="})", {all[4], all[5], all[6]});
+    expectRange("binaries", " AND begins_with(ax, :v)", R"(,":v":{"B":"AA=="})", {all[0], all[1]});
+    expectRange("binaries", " AND begins_with(ax, :v)", R"(,":v":{"B":"/w=="})", {all[4], all[5], all[6]});
 }
 
 TEST_F(ApiQuery, GoesOnFromAKeyWhoseItemIsGone)
@@ -122,14 +122,14 @@ TEST_F(ApiQuery, GoesOnFromAKeyWhoseItemIsGone)
     const Values all{R"({"N":"1"})", R"({"N":"2"})", R"({"N":"3"})", R"({"N":"4"})"};
     fill("items", all);
     (void)done("DeleteItem", body(key("b", "2")));
-    const std::string start = R"(,"ExclusiveStartKey":{"id":{"S":"b"},"at":{"N":"2"}})";
+    const std::string start = R"(,"ExclusiveStartKey":{"id":{"S":"b"},"ax":{"N":"2"}})";
     for (const char* limit : {"", R"(,"Limit":1)"}) {
         const std::string query = R"({"TableName":"items","KeyConditionExpression":"id = :id",)"
                                   R"("ExpressionAttributeValues":{":id":{"S":"b"}})" +
                                   start + limit;
         const auto first = [&](const std::string& rest) {
             return Json::serialize(
-                       parsed(done("Query", query + rest)).value("Items").toList().value(0).toMap().value("at"))
+                       parsed(done("Query", query + rest)).value("Items").toList().value(0).toMap().value("ax"))
                 .toStdString();
         };
         EXPECT_EQ(first("}"), all[2]) << limit;
@@ -140,7 +140,7 @@ TEST_F(ApiQuery, GoesOnFromAKeyWhoseItemIsGone)
 TEST_F(ApiQuery, RefusesStartKeysOutsideOfItsRange)
 {
     const auto refused = [&](const std::string& start) {
-        return failed("Query", body(R"("KeyConditionExpression":"id = :id AND at > :v","ExpressionAttributeValues":)"
+        return failed("Query", body(R"("KeyConditionExpression":"id = :id AND ax > :v","ExpressionAttributeValues":)"
                                     R"({":id":{"S":"b"},":v":{"N":"5"}},"ExclusiveStartKey":)" +
                                     start));
     };
@@ -150,7 +150,7 @@ TEST_F(ApiQuery, RefusesStartKeysOutsideOfItsRange)
               "ValidationException: The provided starting key does not match the range key predicate");
     EXPECT_EQ(refused(R"({"id":{"S":"b"}})"), "ValidationException: The provided starting key is invalid: The provided "
                                               "key element does not match the schema");
-    EXPECT_EQ(refused(R"({"id":{"S":"b"},"at":{"S":"6"}})"),
+    EXPECT_EQ(refused(R"({"id":{"S":"b"},"ax":{"S":"6"}})"),
               "ValidationException: The provided starting key is invalid: The provided key element does not match the "
               "schema");
 }
@@ -161,13 +161,13 @@ TEST_F(ApiQuery, FiltersWhatTheLimitHasExamined)
         (void)done("PutItem", put("b", at, std::string(R"("n":{"N":")") + at + "\"}"));
     const std::string filtered = R"("KeyConditionExpression":"id = :id","FilterExpression":"n >= :n",)"
                                  R"("ExpressionAttributeValues":{":id":{"S":"b"},":n":{"N":"3"}},"Limit":3)";
-    EXPECT_EQ(done("Query", body(filtered)), R"({"Count":1,"Items":[{"at":{"N":"3"},"id":{"S":"b"},"n":{"N":"3"}}],)"
-                                             R"("LastEvaluatedKey":{"at":{"N":"3"},"id":{"S":"b"}},"ScannedCount":3})");
+    EXPECT_EQ(done("Query", body(filtered)), R"({"Count":1,"Items":[{"ax":{"N":"3"},"id":{"S":"b"},"n":{"N":"3"}}],)"
+                                             R"("LastEvaluatedKey":{"ax":{"N":"3"},"id":{"S":"b"}},"ScannedCount":3})");
     EXPECT_EQ(done("Query", body(filtered + R"(,"Select":"COUNT")")),
-              R"({"Count":1,"LastEvaluatedKey":{"at":{"N":"3"},"id":{"S":"b"}},"ScannedCount":3})");
+              R"({"Count":1,"LastEvaluatedKey":{"ax":{"N":"3"},"id":{"S":"b"}},"ScannedCount":3})");
     EXPECT_EQ(
         done("Query", body(R"("KeyConditions":{"id":{"ComparisonOperator":"EQ","AttributeValueList":[{"S":"b"}]},)"
-                           R"("at":{"ComparisonOperator":"GT","AttributeValueList":[{"N":"2"}]}},)"
+                           R"("ax":{"ComparisonOperator":"GT","AttributeValueList":[{"N":"2"}]}},)"
                            R"("QueryFilter":{"n":{"ComparisonOperator":"NE","AttributeValueList":[{"N":"4"}]}},)"
                            R"("AttributesToGet":["n"])")),
         R"({"Count":1,"Items":[{"n":{"N":"3"}}],"ScannedCount":2})");
@@ -179,12 +179,12 @@ TEST_F(ApiQuery, PagesHaveAMegabyte)
     for (int at = 0; at < 5; ++at)
         (void)done("PutItem", put("b", std::to_string(at), attribute));
     const std::string query = R"("KeyConditionExpression":"id = :id","ExpressionAttributeValues":{":id":{"S":"b"}},)"
-                              R"("ProjectionExpression":"at")";
-    EXPECT_EQ(done("Query", body(query)), R"({"Count":3,"Items":[{"at":{"N":"0"}},{"at":{"N":"1"}},{"at":{"N":"2"}}],)"
-                                          R"("LastEvaluatedKey":{"at":{"N":"2"},"id":{"S":"b"}},"ScannedCount":3})");
+                              R"("ProjectionExpression":"ax")";
+    EXPECT_EQ(done("Query", body(query)), R"({"Count":3,"Items":[{"ax":{"N":"0"}},{"ax":{"N":"1"}},{"ax":{"N":"2"}}],)"
+                                          R"("LastEvaluatedKey":{"ax":{"N":"2"},"id":{"S":"b"}},"ScannedCount":3})");
     EXPECT_EQ(
         done("Query", body(query + R"(,"ScanIndexForward":false,"ExclusiveStartKey":{)" + keyText("b", "2") + '}')),
-        R"({"Count":2,"Items":[{"at":{"N":"1"}},{"at":{"N":"0"}}],"ScannedCount":2})");
+        R"({"Count":2,"Items":[{"ax":{"N":"1"}},{"ax":{"N":"0"}}],"ScannedCount":2})");
 }
 
 TEST_F(ApiQuery, AsksForAHashKeyOfTheTable)
@@ -194,7 +194,7 @@ TEST_F(ApiQuery, AsksForAHashKeyOfTheTable)
               "ValidationException: Query condition missed key schema element: id");
     EXPECT_EQ(failed("Query", body(R"("KeyConditionExpression":"id = :v","IndexName":"none")" + values)),
               "ValidationException: The table does not have the specified index: none");
-    EXPECT_EQ(failed("Query", body(R"("KeyConditionExpression":"id = :v","FilterExpression":"at > :v")" + values)),
+    EXPECT_EQ(failed("Query", body(R"("KeyConditionExpression":"id = :v","FilterExpression":"ax > :v")" + values)),
               "ValidationException: Filter Expression can only contain non-primary key attributes: Primary key "
-              "attribute: at");
+              "attribute: ax");
 }

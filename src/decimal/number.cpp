@@ -9,7 +9,7 @@ namespace Decimal {
 namespace {
 
 /** Far above any exponent of a number, and above the number of digits of any text. */
-constexpr long long FarExponent = 1LL << 60;
+constexpr long long FarExponent = 1LL << 50;
 
 std::optional<Number> refuse(Refusal reason, Refusal* why)
 {

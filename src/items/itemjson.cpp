@@ -1,10 +1,12 @@
 #include "items/itemjson.h"
 
-#include "items/base64.h"
+#include "items/jsonelements.h"
 
 #include <utility>
 
 namespace Items {
+
+using namespace JsonElements;
 
 namespace {
 
@@ -16,144 +18,10 @@ constexpr std::string_view Empty =
 constexpr std::string_view SeveralTypes =
     "Supplied AttributeValue has more than one datatypes set, must contain exactly one of the supported datatypes";
 
-bool fail(JsonError* error, JsonError::Kind kind, std::string message)
+AttributeValue ofBinary(Binary binary)
 {
-    *error = {kind, std::move(message)};
-    return false;
+    return AttributeValue::ofBinary(std::move(binary.bytes));
 }
-
-bool invalid(JsonError* error, std::string_view message)
-{
-    return fail(error, JsonError::Kind::Validation, std::string(message));
-}
-
-bool invalidParameter(JsonError* error, const std::string& message)
-{
-    return fail(error, JsonError::Kind::Validation, "One or more parameter values were invalid: " + message);
-}
-
-/** `json` is of another JSON type than `expected`, which is a name of the API's model. */
-bool wrongType(JsonError* error, const Json& json, const std::string& expected)
-{
-    const auto cannot = [&](const char* token) {
-        return fail(error, JsonError::Kind::Serialization, token + (" cannot be converted to " + expected));
-    };
-    switch (json.GetType()) {
-    case rapidjson::kObjectType:
-        return fail(error, JsonError::Kind::Serialization, "Start of structure or map found where not expected");
-    case rapidjson::kArrayType:
-        return fail(error, JsonError::Kind::Serialization, "Start of list found where not expected");
-    case rapidjson::kStringType:
-        return cannot("STRING_VALUE");
-    case rapidjson::kTrueType:
-        return cannot("TRUE_VALUE");
-    case rapidjson::kFalseType:
-        return cannot("FALSE_VALUE");
-    case rapidjson::kNumberType:
-        return cannot(json.IsDouble() ? "DECIMAL_VALUE" : "NUMBER_VALUE");
-    case rapidjson::kNullType:
-        break;
-    }
-    return cannot("NULL_VALUE");
-}
-
-std::string_view textOf(const Json& string)
-{
-    return {string.GetString(), string.GetStringLength()};
-}
-
-/** The elements of a set as they are given, for the API's messages: "[a, b]". */
-std::string listed(const Json& array)
-{
-    std::string list;
-    for (const Json& element : array.GetArray())
-        list.append(list.empty() ? "" : ", ").append(textOf(element));
-    return "[" + list + "]";
-}
-
-bool readString(const Json& json, std::string* text, JsonError* error)
-{
-    if (!json.IsString())
-        return wrongType(error, json, "String");
-    *text = textOf(json);
-    return true;
-}
-
-bool readNumber(const Json& json, Decimal::Number* number, JsonError* error)
-{
-    if (!json.IsString())
-        return wrongType(error, json, "String");
-    Decimal::Refusal why{};
-    const auto parsed = Decimal::Number::parse(textOf(json), &why);
-    if (!parsed)
-        return invalid(error, Decimal::messageOf(why, textOf(json)));
-    *number = *parsed;
-    return true;
-}
-
-bool readBinary(const Json& json, Binary* binary, JsonError* error)
-{
-    if (!json.IsString())
-        return wrongType(error, json, "Blob");
-    std::string why;
-    if (Base64::decode(textOf(json), &binary->bytes, &why))
-        return true;
-    return fail(error, JsonError::Kind::Serialization,
-                "\"" + std::string(textOf(json)) + "\" can not be converted to a Blob: " + why);
-}
-
-bool readBool(const Json& json, bool* value, JsonError* error)
-{
-    if (!json.IsBool())
-        return wrongType(error, json, "Boolean");
-    *value = json.GetBool();
-    return true;
-}
-
-/** Reads the elements of a set, of which there must be some and no two alike. The messages are those of the set's type.
- */
-struct SetTexts {
-    std::string_view empty;
-    std::string_view elementNull;
-    std::string (*duplicates)(const Json& array);
-};
-
-template <typename Set, typename Read>
-bool readSet(const Json& json, const SetTexts& texts, const Read& read, Set* set, JsonError* error)
-{
-    if (!json.IsArray())
-        return wrongType(error, json, "List");
-    if (json.Empty())
-        return invalid(error, texts.empty);
-    for (const Json& element : json.GetArray()) {
-        typename Set::value_type value;
-        if (element.IsNull())
-            return invalid(error, texts.elementNull);
-        if (!read(element, &value, error))
-            return false;
-        set->insert(std::move(value));
-    }
-    if (set->size() < json.Size())
-        return invalid(error, texts.duplicates(json));
-    return true;
-}
-
-const SetTexts StringSetTexts = {
-    "One or more parameter values were invalid: An string set  may not be empty",
-    "One or more parameter values were invalid: An string set may not have a null string as a member",
-    [](const Json& array) {
-        return "One or more parameter values were invalid: Input collection " + listed(array) + " contains duplicates.";
-    }};
-const SetTexts NumberSetTexts = {
-    "One or more parameter values were invalid: An number set  may not be empty",
-    "One or more parameter values were invalid: An number set may not have a null string as a member",
-    [](const Json&) { return std::string("Input collection contains duplicates"); }};
-const SetTexts BinarySetTexts = {"One or more parameter values were invalid: Binary sets should not be empty",
-                                 "One or more parameter values were invalid: Binary sets may not contain null values",
-                                 [](const Json& array) {
-                                     return "One or more parameter values were invalid: Input collection " +
-                                            listed(array) + "of type BS contains duplicates.";
-                                 }};
 
 /** Reads values with `levels` levels of maps and lists left. */
 class Reader {
@@ -196,16 +64,11 @@ private:
     {
         switch (type) {
         case Type::String:
-            return readWith(Items::readString, AttributeValue::ofString, json, value);
+            return readWith(readString, AttributeValue::ofString, json, value);
         case Type::Number:
-            return readWith(Items::readNumber, AttributeValue::ofNumber, json, value);
-        case Type::Binary: {
-            Binary binary;
-            if (!readBinary(json, &binary, error_))
-                return false;
-            *value = AttributeValue::ofBinary(std::move(binary.bytes));
-            return true;
-        }
+            return readWith(readNumber, AttributeValue::ofNumber, json, value);
+        case Type::Binary:
+            return readWith(readBinary, ofBinary, json, value);
         case Type::Bool:
             return readWith(readBool, AttributeValue::ofBool, json, value);
         case Type::Null:
@@ -215,11 +78,11 @@ private:
         case Type::List:
             return readList(json, value);
         case Type::StringSet:
-            return readSetWith(StringSetTexts, Items::readString, AttributeValue::ofStringSet, json, value);
+            return readWith<AttributeValue::StringSet>(readSet, AttributeValue::ofStringSet, json, value);
         case Type::NumberSet:
-            return readSetWith(NumberSetTexts, Items::readNumber, AttributeValue::ofNumberSet, json, value);
+            return readWith<AttributeValue::NumberSet>(readSet, AttributeValue::ofNumberSet, json, value);
         case Type::BinarySet:
-            return readSetWith(BinarySetTexts, readBinary, AttributeValue::ofBinarySet, json, value);
+            return readWith<AttributeValue::BinarySet>(readSet, AttributeValue::ofBinarySet, json, value);
         }
         return false;
     }
@@ -232,17 +95,6 @@ private:
         if (!readContent(json, &content, error_))
             return false;
         *value = make(std::move(content));
-        return true;
-    }
-
-    template <typename Element, typename Set>
-    bool readSetWith(const SetTexts& texts, bool (*readElement)(const Json&, Element*, JsonError*),
-                     AttributeValue (*make)(Set), const Json& json, AttributeValue* value)
-    {
-        Set set;
-        if (!readSet(json, texts, readElement, &set, error_))
-            return false;
-        *value = make(std::move(set));
         return true;
     }
 
@@ -304,7 +156,9 @@ bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* e
 bool readItem(const rapidjson::Value& json, Item* item, JsonError* error)
 {
     item->clear();
-    return Reader(error, MostLevels).readAttributes(json, item);
+    if (!Reader(error, MostLevels).readAttributes(json, item))
+        return false;
+    return !item->contains("") || invalidParameter(error, "Attribute names must not be empty");
 }
 
 } // namespace Items

@@ -33,7 +33,10 @@ struct JsonError {
  */
 [[nodiscard]] bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error);
 
-/** Reads an object of such values; of two with the same name, the last one. Its size is not checked. */
+/**
+ * Reads an object of such values; of two with the same name, the last one. An empty name is refused: only the keys of
+ * tables without a range key have it (KeyCodec::NoRangeName). Sizes are not checked.
+ */
 [[nodiscard]] bool readItem(const rapidjson::Value& json, Item* item, JsonError* error);
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;

@@ -1,6 +1,11 @@
 #include "items/keycodec.h"
 
+#include "items/base85.h"
+#include "items/utf8.h"
+
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace Items {
 
@@ -8,43 +13,35 @@ namespace {
 
 using Type = AttributeValue::Type;
 
-// Texts: a byte that the server could not take becomes two, in an order and with beginnings that keep that of all.
-// 00 -> 01 01, 01 -> 01 02, FE -> FE 01, FF -> FE 02; all others are themselves.
-constexpr char LowEscape = '\x01';
-constexpr char HighEscape = '\xfe';
+// Strings: their UTF-8, up to the first byte 00 or 01. In front of that is a byte 01, and from there on each byte is
+// increased by 1, which no byte of UTF-8 is too great for.
+constexpr char Shift = '\x01';
 
-std::string escaped(std::string_view bytes)
+bool isLow(char byte)
 {
-    std::string key;
-    key.reserve(bytes.size());
-    for (const char byte : bytes) {
-        if (byte == '\x00' || byte == LowEscape)
-            key.append({LowEscape, static_cast<char>(byte + 1)});
-        else if (byte == HighEscape || byte == '\xff')
-            key.append({HighEscape, byte == HighEscape ? '\x01' : '\x02'});
-        else
-            key += byte;
-    }
+    return byte == '\x00' || byte == '\x01';
+}
+
+std::string encodeString(const std::string& utf8)
+{
+    const auto low = std::find_if(utf8.begin(), utf8.end(), isLow);
+    std::string key(utf8.begin(), low);
+    if (low == utf8.end())
+        return key;
+    key += Shift;
+    std::transform(low, utf8.end(), std::back_inserter(key), [](char byte) { return static_cast<char>(byte + 1); });
     return key;
 }
 
-std::optional<std::string> unescaped(std::string_view key)
+std::optional<std::string> decodeString(std::string_view key)
 {
-    std::string bytes;
-    bytes.reserve(key.size());
-    for (std::size_t i = 0; i < key.size(); ++i) {
-        if (key[i] == '\x00' || key[i] == '\xff')
-            return {};
-        if (key[i] != LowEscape && key[i] != HighEscape) {
-            bytes += key[i];
-            continue;
-        }
-        if (i + 1 == key.size() || key[i + 1] < '\x01' || key[i + 1] > '\x02')
-            return {};
-        bytes += static_cast<char>(key[i] - (key[i] == LowEscape ? 1 : 0) + (key[i + 1] - 1));
-        ++i;
-    }
-    return bytes;
+    const std::size_t shift = std::min(key.find(Shift), key.size());
+    std::string utf8(key.substr(0, shift));
+    for (const char byte : key.substr(std::min(shift + 1, key.size())))
+        utf8 += static_cast<char>(byte - 1);
+    if (utf8.empty() || encodeString(utf8) != key || !isUtf8(utf8))
+        return {};
+    return utf8;
 }
 
 // Numbers: "o" is 0. "p", three digits of the exponent, counted from the least one, and the number's digits are a
@@ -97,25 +94,56 @@ std::optional<Decimal::Number> decodeNumber(std::string_view key)
     return Decimal::Number::fromDigits(isNegative, digits, exponent);
 }
 
-/** The text of a string or binary key, or of a prefix of one; null if the form is for other values. */
+// Binaries: base 85 of the bytes and of zeros up to whole groups, and behind it a character that says how many bytes of
+// the last group are theirs. Those characters are below the others, so the end of a key comes before more bytes.
+constexpr std::string_view LastGroupBytes = " !#$"; // 1 to 4
+
+std::string groupsOf(std::string bytes, char padding)
+{
+    bytes.append((Base85::GroupBytes - bytes.size() % Base85::GroupBytes) % Base85::GroupBytes, padding);
+    return Base85::encode(bytes);
+}
+
+std::string encodeBinary(const std::string& bytes)
+{
+    if (bytes.empty())
+        return {};
+    return groupsOf(bytes, '\0') + LastGroupBytes[(bytes.size() - 1) % Base85::GroupBytes];
+}
+
+std::optional<std::string> decodeBinary(std::string_view key)
+{
+    const std::size_t last = key.empty() ? key.npos : LastGroupBytes.find(key.back());
+    if (last == key.npos)
+        return {};
+    auto bytes = Base85::decode(key.substr(0, key.size() - 1));
+    if (!bytes || bytes->size() < Base85::GroupBytes)
+        return {};
+    bytes->resize(bytes->size() - Base85::GroupBytes + last + 1);
+    if (encodeBinary(*bytes) != key)
+        return {};
+    return bytes;
+}
+
+std::optional<std::string> encodeLatin1(const std::string& utf8)
+{
+    auto bytes = KeyCodec::bytesOfJsonText(utf8);
+    if (bytes && bytes->find('\0') != bytes->npos)
+        return {};
+    return bytes;
+}
+
+/** The text of a value for a form other than Number; null if it is of another type. */
 const std::string* textOf(KeyCodec::Form form, const AttributeValue& value)
 {
-    if (form == KeyCodec::Form::Number)
-        return nullptr;
     return form == KeyCodec::Form::Binary ? value.asBinary() : value.asString();
 }
 
 std::optional<std::string> encodeText(KeyCodec::Form form, const std::string& text)
 {
-    return form == KeyCodec::Form::Latin1 ? KeyCodec::bytesOfJsonText(text) : escaped(text);
-}
-
-template <typename Content, typename Argument>
-std::optional<AttributeValue> valueOf(std::optional<Content> content, AttributeValue (*make)(Argument))
-{
-    if (!content)
-        return {};
-    return make(std::move(*content));
+    if (form == KeyCodec::Form::Latin1)
+        return encodeLatin1(text);
+    return form == KeyCodec::Form::Binary ? encodeBinary(text) : encodeString(text);
 }
 
 } // namespace
@@ -127,33 +155,47 @@ AttributeValue::Type KeyCodec::typeOf(Form form)
 
 std::optional<std::string> KeyCodec::encode(Form form, const AttributeValue& value)
 {
-    if (value.type() != typeOf(form))
-        return {};
-    if (const Decimal::Number* number = value.asNumber())
-        return encodeNumber(*number);
+    if (form == Form::Number)
+        return value.asNumber() != nullptr ? std::optional(encodeNumber(*value.asNumber())) : std::nullopt;
     const std::string* const text = textOf(form, value);
-    if (text->empty())
-        return {};
-    return encodeText(form, *text);
-}
-
-std::optional<std::string> KeyCodec::encodePrefix(Form form, const AttributeValue& prefix)
-{
-    const std::string* const text = textOf(form, prefix);
-    if (text == nullptr)
+    if (text == nullptr || text->empty())
         return {};
     return encodeText(form, *text);
 }
 
 std::optional<AttributeValue> KeyCodec::decode(Form form, std::string_view bytes)
 {
-    if (form == Form::Number)
-        return valueOf(decodeNumber(bytes), AttributeValue::ofNumber);
-    if (form == Form::Latin1)
+    switch (form) {
+    case Form::Number:
+        if (const auto number = decodeNumber(bytes))
+            return AttributeValue::ofNumber(*number);
+        break;
+    case Form::Binary:
+        if (auto binary = decodeBinary(bytes))
+            return AttributeValue::ofBinary(std::move(*binary));
+        break;
+    case Form::String:
+        if (auto utf8 = decodeString(bytes))
+            return AttributeValue::ofString(std::move(*utf8));
+        break;
+    case Form::Latin1:
         return AttributeValue::ofString(jsonText(bytes));
-    if (bytes.empty())
+    }
+    return {};
+}
+
+std::optional<KeyCodec::Bounds> KeyCodec::prefixBounds(Form form, const AttributeValue& prefix)
+{
+    const std::string* const text = form == Form::Number ? nullptr : textOf(form, prefix);
+    auto low = text != nullptr ? encodeText(form, *text) : std::nullopt;
+    if (!low)
         return {};
-    return valueOf(unescaped(bytes), form == Form::Binary ? AttributeValue::ofBinary : AttributeValue::ofString);
+    if (form == Form::String)
+        return Bounds{*low, *low + '\xff'}; // a byte that follows in none of them
+    if (form == Form::Latin1)
+        return Bounds{*low, *low + std::string(MostHashBytes, '\xff')};
+    // Up to the greatest last group that begins with the prefix, and all that follows it.
+    return Bounds{*low, groupsOf(*text, '\xff') + static_cast<char>(Base85::Last + 1)};
 }
 
 std::string KeyCodec::jsonText(std::string_view bytes)

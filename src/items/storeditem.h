@@ -7,14 +7,16 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace Items {
 
 /**
  * An item without its key attributes, as the server stores it: the item's canonical JSON, or, when that is longer than
- * the server reads back, an object with one member {"Packed": {"Z": "..."}}, of a type that no attribute of an item
- * has. docs/storage-format.md has the packed form. Pure; any thread.
+ * the server reads back, an object with one member, whose value is {"Z": "..."}. No attribute of an item has that type,
+ * and no key attribute the member's name. docs/storage-format.md has the packed form. Pure; any thread.
  */
 namespace StoredItem {
 
@@ -29,9 +31,13 @@ std::optional<std::string> textOf(const Item& item);
 
 /**
  * The item of an object that textOf() has made, or that was stored through the wire protocol or the API of 2011-12-05.
- * False, with `why` set, for one that is no item of the API; `item` is then unspecified.
+ * Members of the names in `keyNames`, which the server's replies have as well, are left out.
+ *
+ * False, with `why` set, for one that is no item of the API; `item` is then unspecified. The document is as for
+ * readValue().
  */
-[[nodiscard]] bool read(const rapidjson::Value& stored, Item* item, std::string* why);
+[[nodiscard]] bool read(const rapidjson::Value& stored, std::span<const std::string_view> keyNames, Item* item,
+                        std::string* why);
 
 } // namespace StoredItem
 

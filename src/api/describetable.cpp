@@ -1,4 +1,3 @@
-#include "api/directorylist.h"
 #include "api/members.h"
 #include "api/tablecatalog.h"
 #include "api/tablefigures.h"
@@ -11,24 +10,40 @@ Failure describeTable(const rapidjson::Value& request, Context& context, JsonWri
     std::shared_ptr<const Table> table;
     if (Failure failure = context.tables.findNamed(textIn(request, "TableName"), &table))
         return failure;
-    TableFigures figures;
-    if (Failure failure = readFigures(*table, context, &figures))
+    return describe(*table, "Table", context, reply);
+}
+
+Failure describeTimeToLive(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+{
+    std::shared_ptr<const Table> table;
+    if (Failure failure = context.tables.findNamed(textIn(request, "TableName"), &table))
         return failure;
     reply->StartObject();
-    putName("Table", reply);
-    TableDescriptions::write(*table, "ACTIVE", figures, reply);
+    putName("TimeToLiveDescription", reply);
+    reply->StartObject();
+    put("TimeToLiveStatus", std::string_view("DISABLED"), reply);
+    reply->EndObject();
     reply->EndObject();
     return std::nullopt;
 }
 
-Failure deleteTable(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure describeContinuousBackups(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
     std::shared_ptr<const Table> table;
-    if (Failure failure = context.tables.remove(textIn(request, "TableName"), &table))
+    Failure failure = context.tables.find(textIn(request, "TableName"), &table);
+    if (failure && failure->type == Errors::resourceNotFound().type)
+        return Errors::backupTableNotFound(context.tables.resolve(textIn(request, "TableName")).shown);
+    if (failure)
         return failure;
     reply->StartObject();
-    putName("TableDescription", reply);
-    TableDescriptions::write(*table, "DELETING", {}, reply);
+    putName("ContinuousBackupsDescription", reply);
+    reply->StartObject();
+    put("ContinuousBackupsStatus", std::string_view("DISABLED"), reply);
+    putName("PointInTimeRecoveryDescription", reply);
+    reply->StartObject();
+    put("PointInTimeRecoveryStatus", std::string_view("DISABLED"), reply);
+    reply->EndObject();
+    reply->EndObject();
     reply->EndObject();
     return std::nullopt;
 }

@@ -35,7 +35,8 @@ Failure request(const Server& server, std::string_view directory, Listing* listi
         return std::nullopt;
     for (const rapidjson::Value& table : tables->GetArray())
         listing->entries.push_back({std::string(TableNames::filePart(textIn(table, "TableName"))),
-                                    numberIn(table, "Bytes").value_or(0), hasMember(table, "KeySchema")});
+                                    numberIn(table, "Files").value_or(0), numberIn(table, "Bytes").value_or(0),
+                                    hasMember(table, "KeySchema")});
     return std::nullopt;
 }
 

@@ -12,7 +12,8 @@
 namespace Api::DirectoryList {
 
 struct Entry {
-    std::string table; // without the directory
+    std::string table;   // without the directory
+    long long files = 0; // one, until it has had an item
     long long bytes = 0;
     bool isDescribed = false; // otherwise there is no table, but files that have been made in its name
 };

@@ -15,6 +15,7 @@
 namespace Api {
 
 struct Shape;
+class ItemCounts;
 class TableCatalog;
 
 struct Settings {
@@ -27,6 +28,7 @@ struct Settings {
 struct Context {
     const Server& server;
     TableCatalog& tables;
+    ItemCounts& counts;
     const Settings& settings;
     std::string_view host; // that the client named: "127.0.0.1:8000"
 };

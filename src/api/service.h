@@ -4,6 +4,7 @@
 #include "api/operation.h"
 #include "api/server.h"
 #include "api/tablecatalog.h"
+#include "api/tablefigures.h"
 
 #include <QByteArray>
 
@@ -36,6 +37,7 @@ private:
     const Settings settings_;
     const Server server_;
     TableCatalog tables_{&server_, &settings_};
+    ItemCounts counts_;
 };
 
 } // namespace Api

@@ -144,6 +144,9 @@ Failure TableCatalog::remove(std::string_view requested, std::shared_ptr<const T
     forget(resolve(requested));
     if (Failure failure = findNamed(requested, removed))
         return failure;
+    if ((*removed)->isProtected)
+        return Errors::validation("Resource cannot be deleted as it is currently protected against deletion. Disable "
+                                  "deletion protection first.");
     ServerReply reply;
     Failure failure =
         server_->send(Operations::DropTable, RequestBodies::of("TableName", (*removed)->name.real), &reply);

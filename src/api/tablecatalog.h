@@ -43,7 +43,7 @@ public:
     using Change = std::function<Failure(Table* table)>;
     [[nodiscard]] Failure update(std::string_view requested, const Change& change,
                                  std::shared_ptr<const Table>* changed);
-    /** Removes a table with its items; `removed` is its last description. */
+    /** Removes a table with its items, unless it is protected; `removed` is its last description. */
     [[nodiscard]] Failure remove(std::string_view requested, std::shared_ptr<const Table>* removed);
 
 private:

@@ -39,7 +39,7 @@ protected:
     {
         Api::Settings settings;
         settings.directory = directory;
-        settings.now = [this] { return now_; };
+        settings.now = [this] { return now_ += step_; };
         api_ = std::make_unique<Api::Service>(
             [this](const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error) {
                 ++requests_;
@@ -86,9 +86,10 @@ protected:
                  (rangeType.empty() ? "" : ',' + range + R"("AttributeType":")" + rangeType + "\"}") + "]}");
     }
 
-    ServerProcess server_;
+    ServerProcess server_{{.arguments = {"-n"}}}; // quicker
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
+    std::chrono::milliseconds step_{0}; // the clock goes on at each look
     int requests_ = 0; // that have gone to the server
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;

@@ -1,0 +1,33 @@
+// What programs ask of the service as a whole.
+#include "api/tableoperations.h"
+
+namespace Api {
+
+/** Nothing limits capacity; these are the API's own default limits, which programs compare their tables with. */
+Failure describeLimits(const rapidjson::Value&, Context&, JsonWriter* reply)
+{
+    reply->StartObject();
+    put("AccountMaxReadCapacityUnits", 80000, reply);
+    put("AccountMaxWriteCapacityUnits", 80000, reply);
+    put("TableMaxReadCapacityUnits", 40000, reply);
+    put("TableMaxWriteCapacityUnits", 40000, reply);
+    reply->EndObject();
+    return std::nullopt;
+}
+
+/** The address by which the client has reached us. */
+Failure describeEndpoints(const rapidjson::Value&, Context& context, JsonWriter* reply)
+{
+    reply->StartObject();
+    putName("Endpoints", reply);
+    reply->StartArray();
+    reply->StartObject();
+    put("Address", context.host, reply);
+    put("CachePeriodInMinutes", 1440, reply);
+    reply->EndObject();
+    reply->EndArray();
+    reply->EndObject();
+    return std::nullopt;
+}
+
+} // namespace Api

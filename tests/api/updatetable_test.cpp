@@ -1,0 +1,97 @@
+#include "api/apifixture.h"
+#include "protocol/bodies.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class UpdateTable : public ApiTest {
+protected:
+    static std::string body(const std::string& members) { return R"({"TableName":"orders",)" + members + '}'; }
+    std::string update(const std::string& members) { return call("UpdateTable", body(members)); }
+    std::string describe() { return call("DescribeTable", R"({"TableName":"orders"})"); }
+
+    const std::string units_ = R"("ProvisionedThroughput":{"ReadCapacityUnits":3,"WriteCapacityUnits":4})";
+};
+
+} // namespace
+
+TEST_F(UpdateTable, ChangesTheBillingModeAndStoresIt)
+{
+    makeTable("orders", "N", "B");
+    now_ += std::chrono::seconds(60);
+    const std::string updated = update(units_ + R"(,"BillingMode":"PROVISIONED")");
+    const std::string provisioned =
+        R"("ProvisionedThroughput":{"NumberOfDecreasesToday":0,"ReadCapacityUnits":3,"WriteCapacityUnits":4},)"
+        R"("BillingModeSummary":{"BillingMode":"PROVISIONED","LastUpdateToPayPerRequestDateTime":1700000000.25})";
+    EXPECT_THAT(updated, HasSubstr(provisioned));
+    EXPECT_THAT(updated, HasSubstr(R"("TableStatus":"ACTIVE","CreationDateTime":1700000000.25,)"));
+    start(directory_);
+    EXPECT_EQ("{\"Table\"" + updated.substr(updated.find(':')), describe());
+
+    EXPECT_THAT(update(R"("BillingMode":"PAY_PER_REQUEST")"),
+                HasSubstr(R"("ReadCapacityUnits":0,"WriteCapacityUnits":0},"BillingModeSummary":{"BillingMode":)"
+                          R"("PAY_PER_REQUEST","LastUpdateToPayPerRequestDateTime":1700000060.25})"));
+    EXPECT_THAT(describe(), HasSubstr(R"([{"AttributeName":"id","AttributeType":"N"},)"
+                                      R"({"AttributeName":"at","AttributeType":"B"}])"));
+}
+
+TEST_F(UpdateTable, AProtectedTableIsNotDeleted)
+{
+    makeTable("orders");
+    EXPECT_THAT(update(R"("DeletionProtectionEnabled":true)"), HasSubstr(R"("DeletionProtectionEnabled":true})"));
+    EXPECT_EQ(refusal("DeleteTable", R"({"TableName":"orders"})"),
+              errorText(ValidationType, "Resource cannot be deleted as it is currently protected against deletion. "
+                                        "Disable deletion protection first."));
+    EXPECT_EQ(call("ListTables", "{}"), R"({"TableNames":["orders"]})");
+    update(R"("DeletionProtectionEnabled":false)");
+    call("DeleteTable", R"({"TableName":"orders"})");
+}
+
+TEST_F(UpdateTable, SetsTheTableClass)
+{
+    makeTable("orders");
+    EXPECT_THAT(describe(), Not(HasSubstr("TableClass")));
+    EXPECT_THAT(update(R"("TableClass":"STANDARD_INFREQUENT_ACCESS")"),
+                HasSubstr(R"("TableClassSummary":{"TableClass":"STANDARD_INFREQUENT_ACCESS"})"));
+}
+
+TEST_F(UpdateTable, ATableOfTheOldApiStaysOne)
+{
+    const QString real = QString::fromStdString(directory_) + "|orders";
+    ASSERT_EQ(server_.request("CreateTable", Bodies::createTable(real, "customer", "date"))["__rc"], 200);
+    ASSERT_EQ(server_.request("PutItem", Bodies::putItem(real, {{"customer", Bodies::stringValue("a")},
+                                                                {"date", Bodies::stringValue("b")},
+                                                                {"c", Bodies::stringValue("d")}}))["__rc"],
+              200);
+    update(units_);
+    EXPECT_EQ(server_.request("GetItem", Bodies::itemByKey(real, "a", "b"))["Item"].toMap(),
+              (QVariantMap{{"c", Bodies::stringValue("d")}}));
+    EXPECT_THAT(describe(), HasSubstr(R"([{"AttributeName":"customer","AttributeType":"S"},)"
+                                      R"({"AttributeName":"date","AttributeType":"S"}])"));
+}
+
+TEST_F(UpdateTable, RefusesWhatItCannotDo)
+{
+    makeTable("orders");
+    const auto expectInvalid = [&](const std::string& members, const std::string& message) {
+        EXPECT_EQ(refusal("UpdateTable", body(members)), errorText(ValidationType, message)) << members;
+    };
+    const std::string invalid = "One or more parameter values were invalid: ";
+    expectInvalid(R"("AttributeDefinitions":[])",
+                  "At least one of ProvisionedThroughput, BillingMode, UpdateStreamEnabled, "
+                  "GlobalSecondaryIndexUpdates or SSESpecification or ReplicaUpdates is required");
+    expectInvalid(R"("BillingMode":"PROVISIONED")",
+                  invalid + "ReadCapacityUnits and WriteCapacityUnits must both be specified when BillingMode is "
+                            "PROVISIONED");
+    expectInvalid(units_, invalid + "Neither ReadCapacityUnits nor WriteCapacityUnits can be specified when "
+                                    "BillingMode is PAY_PER_REQUEST");
+    expectInvalid(R"("ReplicaUpdates":[{"Create":{"RegionName":"elsewhere"}}])",
+                  invalid + "ReplicaUpdates: there is one machine, and no other region to replicate to");
+    expectInvalid(R"("GlobalSecondaryIndexUpdates":[{"Delete":{"IndexName":"other"}}])",
+                  invalid + "GlobalSecondaryIndexUpdates: secondary indexes are not available yet");
+    EXPECT_EQ(refusal("UpdateTable", R"({"TableName":"others","BillingMode":"PAY_PER_REQUEST"})"),
+              errorText(std::string(ApiType) + "ResourceNotFoundException",
+                        "Requested resource not found: Table: others not found"));
+}

@@ -2,6 +2,7 @@
 #define QUORVA_EXPRESSIONS_CONDITION_H
 
 #include "expressions/path.h"
+#include "expressions/sharedvalue.h"
 
 #include "items/attributevalue.h"
 
@@ -16,11 +17,15 @@ namespace Expressions {
 
 /** What a condition compares: a part of the item or a value of the request, or the size of one. */
 struct Operand {
-    std::variant<Items::AttributeValue, Path> source;
+    std::variant<SharedValue, Path> source;
     bool isSize = false;
 
     const Path* path() const { return std::get_if<Path>(&source); }
-    const Items::AttributeValue* value() const { return std::get_if<Items::AttributeValue>(&source); }
+    const Items::AttributeValue* value() const
+    {
+        const auto* value = std::get_if<SharedValue>(&source);
+        return value != nullptr ? value->get() : nullptr;
+    }
 };
 
 /** A condition or filter, from an expression or from the older parameters. */

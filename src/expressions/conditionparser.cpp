@@ -209,7 +209,7 @@ bool ConditionParser::requireOperand(Part* part)
         return failSyntax();
     find(Fault::FunctionName,
          "The function is not allowed to be used this way in an expression; function: " + part->function);
-    part->operand.emplace();
+    part->operand = {shared({}), false};
     return true;
 }
 

@@ -10,6 +10,7 @@ namespace {
 using Kind = Condition::Kind;
 
 constexpr std::size_t MostTests = 2;
+constexpr const char* WrongCount = "Conditions can be of length 1 or 2 only";
 
 bool fail(std::string* error, std::string message)
 {
@@ -83,6 +84,8 @@ bool keyTestsOf(const Condition& condition, std::vector<KeyTest>* tests, std::st
         return std::all_of(condition.conditions.begin(), condition.conditions.end(),
                            [&](const Condition& part) { return keyTestsOf(part, tests, error); });
     }
+    if (tests->size() == MostTests)
+        return fail(error, WrongCount);
     if (!isKeyTest(condition.kind))
         return fail(error, "Invalid operator used in KeyConditionExpression: " + std::string(nameOf(condition.kind)));
     KeyTest test;
@@ -98,7 +101,7 @@ bool keyTestsOf(const Condition& condition, std::vector<KeyTest>* tests, std::st
 bool bindKeyTests(std::vector<KeyTest> tests, const KeySchema& schema, KeyCondition* condition, std::string* error)
 {
     if (tests.empty() || tests.size() > MostTests)
-        return fail(error, "Conditions can be of length 1 or 2 only");
+        return fail(error, WrongCount);
     const auto takeTest = [&](const std::string& name) {
         const auto found = std::ranges::find(tests, name, &KeyTest::attribute);
         std::optional<KeyTest> test;

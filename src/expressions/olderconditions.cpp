@@ -100,7 +100,7 @@ Condition conditionOf(const std::string& attribute, Comparison comparison)
     condition.kind = comparison.comparator->kind;
     condition.operands.push_back({Path(attribute), false});
     for (AttributeValue& value : comparison.values)
-        condition.operands.push_back({std::move(value), false});
+        condition.operands.push_back({shared(std::move(value)), false});
     if (!comparison.comparator->isNegated)
         return condition;
     Condition negation;

@@ -21,18 +21,18 @@ bool addChange(const std::string& attribute, std::string_view action, AttributeV
     const Type type = value.type();
     if (action == "PUT") {
         SetValue source;
-        source.value = std::move(value);
+        source.value = shared(std::move(value));
         update->assignments.push_back({Path(attribute), std::move(source)});
     } else if (action == "ADD") {
         if (!isSet(type) && type != Type::Number && type != Type::List)
             return failForParameter(error,
                                     "ADD action is not supported for the type " + std::string(Items::nameOf(type)));
-        update->additions.push_back({Path(attribute), std::move(value)});
+        update->additions.push_back({Path(attribute), shared(std::move(value))});
     } else {
         if (!isSet(type))
             return failForParameter(error, "DELETE action with value is not supported for the type " +
                                                std::string(Items::nameOf(type)));
-        update->deletions.push_back({Path(attribute), std::move(value)});
+        update->deletions.push_back({Path(attribute), shared(std::move(value))});
     }
     return true;
 }

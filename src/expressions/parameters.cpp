@@ -56,6 +56,9 @@ const Members& membersOf(RequestKind kind)
     return Scan;
 }
 
+/** Of all names and values in a request. */
+constexpr std::size_t MostPlaceholderBytes = 2097152;
+
 class Reader {
 public:
     Reader(RequestKind kind, const rapidjson::Value& request, Parameters* parameters, JsonError* error)
@@ -121,7 +124,12 @@ bool Reader::checkPlaceholders()
     if (values != nullptr && !canUseValues)
         return fail(error_, "ExpressionAttributeValues can only be specified when using expressions: " +
                                 std::string(members.withValues));
-    return placeholders_.readNames(names, error_) && placeholders_.readValues(values, error_);
+    if (!placeholders_.readNames(names, error_) || !placeholders_.readValues(values, error_))
+        return false;
+    return placeholders_.size() <= MostPlaceholderBytes ||
+           fail(error_,
+                "ExpressionAttributeNames and ExpressionAttributeValues have exceeded the maximum allowed size of "
+                "2097152 bytes");
 }
 
 bool Reader::parse(std::string_view member, std::string_view text, std::string* error)

@@ -113,14 +113,14 @@ bool Parser::parseElement(Path* path)
     return expectSymbol("]");
 }
 
-Items::AttributeValue Parser::takeValue()
+SharedValue Parser::takeValue()
 {
     const Token token = tokens_.take();
-    if (const Items::AttributeValue* value = placeholders_->value(token.text))
-        return *value;
+    if (SharedValue value = placeholders_->value(token.text))
+        return value;
     find(Fault::Undefined, "An expression attribute value used in expression is not defined; attribute value: " +
                                std::string(token.text));
-    return {};
+    return shared({});
 }
 
 void Parser::findOperandType(std::string_view operation, std::string_view type)

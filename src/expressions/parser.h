@@ -48,7 +48,7 @@ protected:
     bool expectSymbol(std::string_view symbol) { return tokens_.takeSymbol(symbol) || failSyntax(); }
     bool parsePath(std::optional<Path>* path);
     /** What the placeholder that is the next token stands for. */
-    Items::AttributeValue takeValue();
+    SharedValue takeValue();
 
     void countOperator() { ++operators_; }
     /** To be called around what may be nested in itself. False if that is deeper than any expression can be. */

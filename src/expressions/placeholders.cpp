@@ -2,11 +2,13 @@
 
 #include "expressions/lexer.h"
 
+#include "items/itemsize.h"
+
 namespace Expressions {
 
 namespace {
 
-constexpr std::size_t MostPlaceholderBytes = 255;
+constexpr std::size_t MostPlaceholderLength = 255;
 constexpr std::size_t MostNameBytes = 65535;
 
 using Kind = Items::JsonError::Kind;
@@ -42,7 +44,7 @@ bool checkPlaceholders(const rapidjson::Value& json, const std::string& member, 
         if (!isPlaceholder(placeholder, kind))
             return fail(error, Kind::Validation,
                         member + " contains invalid key: Syntax error; key: \"" + std::string(placeholder) + "\"");
-        if (placeholder.size() > MostPlaceholderBytes)
+        if (placeholder.size() > MostPlaceholderLength)
             return fail(error, Kind::Validation,
                         member +
                             " contains invalid key: The length of the key has exceeded the maximum allowed size "
@@ -96,6 +98,16 @@ bool Placeholders::readValues(const rapidjson::Value* json, Items::JsonError* er
     return true;
 }
 
+std::size_t Placeholders::size() const
+{
+    std::size_t bytes = 0;
+    for (const auto& [placeholder, name] : names_)
+        bytes += name.content.size();
+    for (const auto& [placeholder, value] : values_)
+        bytes += Items::sizeOf(*value.content);
+    return bytes;
+}
+
 template <typename Content>
 const Content* Placeholders::use(Definitions<Content>* definitions, std::string_view placeholder)
 {
@@ -111,9 +123,10 @@ const std::string* Placeholders::name(std::string_view placeholder)
     return use(&names_, placeholder);
 }
 
-const Items::AttributeValue* Placeholders::value(std::string_view placeholder)
+SharedValue Placeholders::value(std::string_view placeholder)
 {
-    return use(&values_, placeholder);
+    const SharedValue* value = use(&values_, placeholder);
+    return value != nullptr ? *value : nullptr;
 }
 
 template <typename Content> std::string Placeholders::unusedIn(const Definitions<Content>& definitions)

@@ -1,11 +1,14 @@
 #ifndef QUORVA_EXPRESSIONS_PLACEHOLDERS_H
 #define QUORVA_EXPRESSIONS_PLACEHOLDERS_H
 
+#include "expressions/sharedvalue.h"
+
 #include "items/attributevalue.h"
 #include "items/itemjson.h"
 
 #include <rapidjson/document.h>
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -18,7 +21,7 @@ public:
     void defineName(std::string placeholder, std::string name) { names_[std::move(placeholder)] = {std::move(name)}; }
     void defineValue(std::string placeholder, Items::AttributeValue value)
     {
-        values_[std::move(placeholder)] = {std::move(value)};
+        values_[std::move(placeholder)] = {shared(std::move(value))};
     }
 
     /**
@@ -28,9 +31,12 @@ public:
     [[nodiscard]] bool readNames(const rapidjson::Value* json, Items::JsonError* error);
     [[nodiscard]] bool readValues(const rapidjson::Value* json, Items::JsonError* error);
 
+    /** The bytes of all names and values, as the API counts them. */
+    std::size_t size() const;
+
     /** What "#name" or ":value" stands for, which is marked as used; null if it is not defined. */
     const std::string* name(std::string_view placeholder);
-    const Items::AttributeValue* value(std::string_view placeholder);
+    SharedValue value(std::string_view placeholder);
 
     /** The API's message if a name or value is used by no expression, else empty. */
     std::string unusedError() const;
@@ -47,7 +53,7 @@ private:
     template <typename Content> static std::string unusedIn(const Definitions<Content>& definitions);
 
     Definitions<std::string> names_;
-    Definitions<Items::AttributeValue> values_;
+    Definitions<SharedValue> values_;
 };
 
 } // namespace Expressions

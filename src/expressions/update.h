@@ -3,6 +3,7 @@
 
 #include "expressions/path.h"
 #include "expressions/pathtree.h"
+#include "expressions/sharedvalue.h"
 
 #include "items/attributevalue.h"
 
@@ -26,7 +27,7 @@ struct SetValue {
     };
     Kind kind = Kind::Value;
     std::optional<Path> path; // for Path and IfNotExists
-    Items::AttributeValue value;
+    SharedValue value;        // for Value
     std::vector<SetValue> operands;
 };
 
@@ -38,7 +39,7 @@ struct Update {
     };
     struct Change {
         Path path;
-        Items::AttributeValue value;
+        SharedValue value;
     };
     std::vector<Assignment> assignments; // SET
     std::vector<Path> removals;          // REMOVE
@@ -53,7 +54,8 @@ struct Update {
 /**
  * What the update makes of an item; every value in the update is computed from the item as it was. `before` has to have
  * the key attributes if the item is a new one. On failure false, with the message of the API's ValidationException in
- * `error`; `after` is then unspecified. The size of the result is not checked. Any thread.
+ * `error`; `after` is then unspecified. The size of the whole item is left to the caller: what fails here is an update
+ * whose values alone are larger than an item can be. Any thread.
  */
 [[nodiscard]] bool apply(const Update& update, const Items::Item& before, Items::Item* after, std::string* error);
 

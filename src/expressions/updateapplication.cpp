@@ -2,6 +2,8 @@
 
 #include "expressions/sets.h"
 
+#include "items/itemsize.h"
+
 #include <algorithm>
 
 namespace Expressions {
@@ -14,6 +16,7 @@ constexpr const char* MissingOperand = "The provided expression refers to an att
 constexpr const char* WrongOperandType = "An operand in the update expression has an incorrect data type";
 constexpr const char* WrongTypeToUpdate = "Type mismatch for attribute to update";
 constexpr const char* InvalidPath = "The document path provided in the update expression is invalid for update";
+constexpr const char* TooLarge = "Item size to update has exceeded the maximum allowed size";
 constexpr const char* TooDeep =
     "One or more parameter values were invalid: Nesting Levels have exceeded supported limits: "
     "Attributes in the item have nested levels beyond supported limit";
@@ -42,6 +45,7 @@ private:
     }
     bool failForType() { return fail(update_.isOlder ? WrongTypeToUpdate : WrongOperandType); }
 
+    bool keep(const Path& path, AttributeValue value);
     bool compute(const SetValue& source, AttributeValue* value);
     bool computeSum(const SetValue& source, AttributeValue* value);
     bool computeList(const SetValue& source, AttributeValue* value);
@@ -54,13 +58,24 @@ private:
     std::string* const error_;
     std::vector<NewValue> values_;
     std::vector<const Path*> removals_;
+    std::size_t bytes_ = 0; // of values_, as the API counts them
 };
+
+/** Refuses values that alone make too large an item, so that a short update cannot fill the memory. */
+bool Application::keep(const Path& path, AttributeValue value)
+{
+    bytes_ += Items::sizeOf(value);
+    if (bytes_ > Items::MostItemBytes)
+        return fail(TooLarge);
+    values_.push_back({&path, std::move(value)});
+    return true;
+}
 
 bool Application::compute(const SetValue& source, AttributeValue* value)
 {
     switch (source.kind) {
     case SetValue::Kind::Value:
-        *value = source.value;
+        *value = *source.value;
         return true;
     case SetValue::Kind::Path:
     case SetValue::Kind::IfNotExists:
@@ -94,7 +109,7 @@ bool Application::computeList(const SetValue& source, AttributeValue* value)
     if (value->asList() == nullptr || second.asList() == nullptr)
         return failForType();
     value->asList()->insert(value->asList()->end(), second.asList()->begin(), second.asList()->end());
-    return true;
+    return Items::sizeOf(*value) <= Items::MostItemBytes || fail(TooLarge);
 }
 
 bool Application::sum(const AttributeValue& a, const AttributeValue& b, bool isDifference, AttributeValue* value)
@@ -113,17 +128,17 @@ bool Application::sum(const AttributeValue& a, const AttributeValue& b, bool isD
 bool Application::computeAddition(const Update::Change& addition)
 {
     const AttributeValue* present = find(before_, addition.path);
-    AttributeValue value = present != nullptr ? *present : addition.value;
-    if (present != nullptr && addition.value.asNumber() != nullptr) {
-        if (!sum(*present, addition.value, false, &value))
+    AttributeValue value = present != nullptr ? *present : *addition.value;
+    if (present != nullptr && addition.value->asNumber() != nullptr) {
+        if (!sum(*present, *addition.value, false, &value))
             return false;
-    } else if (present != nullptr && addition.value.asList() != nullptr && value.asList() != nullptr) {
-        value.asList()->insert(value.asList()->end(), addition.value.asList()->begin(), addition.value.asList()->end());
-    } else if (present != nullptr && !changeSet(&value, addition.value, false)) {
+    } else if (present != nullptr && addition.value->asList() != nullptr && value.asList() != nullptr) {
+        value.asList()->insert(value.asList()->end(), addition.value->asList()->begin(),
+                               addition.value->asList()->end());
+    } else if (present != nullptr && !changeSet(&value, *addition.value, false)) {
         return failForType();
     }
-    values_.push_back({&addition.path, std::move(value)});
-    return true;
+    return keep(addition.path, std::move(value));
 }
 
 bool Application::computeDeletion(const Update::Change& deletion)
@@ -132,20 +147,19 @@ bool Application::computeDeletion(const Update::Change& deletion)
     if (present == nullptr)
         return true;
     AttributeValue value = *present;
-    if (!changeSet(&value, deletion.value, true))
+    if (!changeSet(&value, *deletion.value, true))
         return failForType();
-    if (isEmptySet(value))
-        removals_.push_back(&deletion.path);
-    else
-        values_.push_back({&deletion.path, std::move(value)});
+    if (!isEmptySet(value))
+        return keep(deletion.path, std::move(value));
+    removals_.push_back(&deletion.path);
     return true;
 }
 
 bool Application::computeValues()
 {
     for (const Update::Assignment& assignment : update_.assignments) {
-        values_.push_back({&assignment.path, {}});
-        if (!compute(assignment.value, &values_.back().value))
+        AttributeValue value;
+        if (!compute(assignment.value, &value) || !keep(assignment.path, std::move(value)))
             return false;
     }
     for (const Path& path : update_.removals) {

@@ -102,7 +102,7 @@ bool UpdateParser::parseChange(Path path, std::string_view section, std::vector<
     if (tokens().peek().kind != Token::Kind::ValuePlaceholder)
         return failSyntax();
     changes->push_back({std::move(path), takeValue()});
-    const AttributeValue::Type type = changes->back().value.type();
+    const AttributeValue::Type type = changes->back().value->type();
     if (!isSet(type) && (section != "ADD" || type != AttributeValue::Type::Number))
         find(Fault::OperandType,
              "Incorrect operand type for operator or function; operator: " + std::string(section) +
@@ -205,7 +205,7 @@ void UpdateParser::checkTypes(std::string_view operation, const SetValue& value,
 {
     AttributeValue::Type known = type;
     if (value.kind == SetValue::Kind::Value)
-        known = value.value.type();
+        known = value.value->type();
     else if (value.kind == SetValue::Kind::ListAppend)
         known = AttributeValue::Type::List;
     if (known != type)

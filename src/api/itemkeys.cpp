@@ -76,14 +76,6 @@ template <typename Read> Failure readBoth(const Table& table, Read&& read, Store
     return std::nullopt;
 }
 
-std::optional<AttributeValue> decode(const Table& table, const KeyAttribute& attribute, Part part,
-                                     const std::string& bytes)
-{
-    if (bytes.empty() && table.isLatin1 && part == Part::Range)
-        return AttributeValue::ofString({});
-    return KeyCodec::decode(ItemKeys::formOf(table, attribute), bytes);
-}
-
 Failure notOfThisApi(const Table& table, const StoredKey& key)
 {
     return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API: \"" +
@@ -171,24 +163,24 @@ Failure ItemKeys::rangeBytes(const Table& table, const AttributeValue& value, st
     return encode(table, *table.range, Part::Range, value, bytes);
 }
 
-Failure ItemKeys::rangePrefix(const Table& table, const AttributeValue& value, std::string* bytes)
+Failure ItemKeys::rangeBounds(const Table& table, const AttributeValue& prefix, KeyCodec::Bounds* bounds)
 {
-    auto prefix = KeyCodec::encodePrefix(formOf(table, *table.range), value);
-    if (!prefix)
+    auto found = KeyCodec::prefixBounds(formOf(table, *table.range), prefix);
+    if (!found)
         return notLatin1(*table.range);
-    *bytes = std::move(*prefix);
+    *bounds = std::move(*found);
     return std::nullopt;
 }
 
 Failure ItemKeys::addTo(Item* item, const Table& table, const StoredKey& key)
 {
-    auto hash = decode(table, table.hash, Part::Hash, key.hash);
+    auto hash = KeyCodec::decode(formOf(table, table.hash), key.hash);
     if (!hash)
         return notOfThisApi(table, key);
     item->insert_or_assign(table.hash.name, std::move(*hash));
     if (!table.range)
         return std::nullopt;
-    auto range = decode(table, *table.range, Part::Range, key.range);
+    auto range = KeyCodec::decode(formOf(table, *table.range), key.range);
     if (!range)
         return notOfThisApi(table, key);
     item->insert_or_assign(table.range->name, std::move(*range));

@@ -30,10 +30,11 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 /** The attributes of a "Key" in a request. */
 [[nodiscard]] Failure read(const Table& table, const rapidjson::Value& json, StoredKey* key);
 
-/** One key, of the right type; and what range keys begin with that begin with a value. */
+/** One key, of the right type; and the bounds of the range keys that begin with a value. */
 [[nodiscard]] Failure hashBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
 [[nodiscard]] Failure rangeBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
-[[nodiscard]] Failure rangePrefix(const Table& table, const Items::AttributeValue& value, std::string* bytes);
+[[nodiscard]] Failure rangeBounds(const Table& table, const Items::AttributeValue& prefix,
+                                  Items::KeyCodec::Bounds* bounds);
 
 /** Adds the key attributes to an item that the server has. Fails when they are none of this API. */
 [[nodiscard]] Failure addTo(Items::Item* item, const Table& table, const StoredKey& key);

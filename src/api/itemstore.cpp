@@ -10,6 +10,8 @@
 #include "items/storeditem.h"
 #include "protocol/envelope.h"
 
+#include <array>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -186,8 +188,9 @@ Failure ItemStore::send(const ::Operations::Operation& operation, const std::str
 
 Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, Item* item) const
 {
+    const std::array<std::string_view, 2> keyNames{table_->hash.name, table_->serverRangeName};
     std::string why;
-    if (!Items::StoredItem::read(stored, item, &why))
+    if (!Items::StoredItem::read(stored, keyNames, item, &why))
         return Errors::validation("The table " + table_->name.shown + " has an item that this API cannot show: " + why);
     return ItemKeys::addTo(item, *table_, key);
 }

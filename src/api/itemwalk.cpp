@@ -16,21 +16,17 @@ namespace {
 constexpr std::size_t PageBytes = 1024 * 1024; // what a page of the API has, so that most take two requests
 constexpr std::size_t MostPageItems = 1024;
 
-/** Takes a key attribute out of a record. False if it is not {"S": text}, with the characters of bytes. */
-bool takeKey(const std::string& name, rapidjson::Value* record, std::string* bytes)
+/** Reads a key attribute of a record. False if it is not {"S": text}, with the characters of bytes. */
+bool readKey(const rapidjson::Value& record, const std::string& name, std::string* bytes)
 {
-    const rapidjson::Value text(rapidjson::StringRef(name.data(), name.size()));
-    const auto found = record->FindMember(text);
-    if (found == record->MemberEnd() || !found->value.IsObject())
+    const rapidjson::Value* const value = record.IsObject() ? member(record, name) : nullptr;
+    const rapidjson::Value* const text = value != nullptr && value->IsObject() ? member(*value, "S") : nullptr;
+    if (text == nullptr || !text->IsString())
         return false;
-    const rapidjson::Value* const value = member(found->value, "S");
-    if (value == nullptr || !value->IsString())
-        return false;
-    auto decoded = Items::KeyCodec::bytesOfJsonText(textOf(*value));
+    auto decoded = Items::KeyCodec::bytesOfJsonText(textOf(*text));
     if (!decoded)
         return false;
     *bytes = std::move(*decoded);
-    record->RemoveMember(found);
     return true;
 }
 
@@ -56,9 +52,9 @@ Failure ItemWalk::next()
                 return failure;
             continue;
         }
-        rapidjson::Value& record = (*records_)[index_++];
+        const rapidjson::Value& record = (*records_)[index_++];
         StoredKey key;
-        if (Failure failure = takeKeys(&record, &key))
+        if (Failure failure = readKeys(record, &key))
             return failure;
         const bool isInside = !range_ || range_->contains(key.range);
         isAtEnd_ = !isInside && range_->isPast(key.range, isForward_);
@@ -80,8 +76,7 @@ Failure ItemWalk::readPage()
     index_ = 0;
     if (Failure failure = store_.send(isScan ? ::Operations::Scan : ::Operations::Query, request, &page_))
         return failure;
-    const auto items = page_.body().FindMember("Items");
-    records_ = items != page_.body().MemberEnd() ? &items->value : nullptr;
+    records_ = member(page_.body(), "Items");
     if (records_ == nullptr || !records_->IsArray())
         return Errors::internal("The server's reply is not understood");
     isLastPage_ = !hasMember(page_.body(), "LastEvaluatedKey");
@@ -107,11 +102,11 @@ int ItemWalk::pageLimit() const
     return static_cast<int>(std::clamp<std::size_t>(left_, 1, fitting));
 }
 
-Failure ItemWalk::takeKeys(rapidjson::Value* record, StoredKey* key) const
+Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
 {
     const Table& table = store_.table();
-    if (record->IsObject() && takeKey(table.hash.name, record, &key->hash) &&
-        takeKey(table.serverRangeName, record, &key->range) && !key->hash.empty())
+    if (readKey(record, table.hash.name, &key->hash) && readKey(record, table.serverRangeName, &key->range) &&
+        !key->hash.empty())
         return std::nullopt;
     // An empty hash key is such, too: the server cannot scan on behind it.
     return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API");

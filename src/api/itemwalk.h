@@ -46,7 +46,7 @@ public:
 private:
     Failure readPage();
     std::string pageRequest();
-    Failure takeKeys(rapidjson::Value* record, StoredKey* key) const;
+    Failure readKeys(const rapidjson::Value& record, StoredKey* key) const;
     void continueAfter(const StoredKey& key);
     int pageLimit() const;
 
@@ -57,7 +57,7 @@ private:
     std::size_t left_;               // items that may still be read
 
     ServerReply page_;
-    rapidjson::Value* records_ = nullptr; // of the page
+    const rapidjson::Value* records_ = nullptr; // of the page
     rapidjson::SizeType index_ = 0;       // of the next of them
     bool isLastPage_ = false;
     std::size_t itemBytes_ = 0; // of an item in the last page, about

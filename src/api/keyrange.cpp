@@ -13,19 +13,6 @@ constexpr char LastByte = '\xff';
 
 } // namespace
 
-void KeyRange::setPrefix(const std::string& prefix)
-{
-    low_ = {prefix, true};
-    // The first key behind those with the prefix: the prefix with its last byte raised by one.
-    const std::size_t last = prefix.find_last_not_of(LastByte);
-    high_.reset();
-    if (last == std::string::npos)
-        return;
-    std::string behind = prefix.substr(0, last + 1);
-    ++behind.back();
-    high_ = {std::move(behind), false};
-}
-
 bool KeyRange::isBelow(std::string_view key) const
 {
     return low_ && (key < low_->key || (!low_->isInclusive && key == low_->key));

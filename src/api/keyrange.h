@@ -43,8 +43,6 @@ public:
     /** Set a bound, in place of the one before. */
     void setLow(KeyBound bound) { low_ = std::move(bound); }
     void setHigh(KeyBound bound) { high_ = std::move(bound); }
-    /** Bounds that leave exactly the keys that begin so. */
-    void setPrefix(const std::string& prefix);
 
     bool contains(std::string_view key) const { return !isBelow(key) && !isAbove(key); }
     /** Whether no key can be between the bounds. */

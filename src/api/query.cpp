@@ -19,7 +19,7 @@ using Expressions::Condition;
 using Expressions::KeyTest;
 
 /** What no key but one of the API of 2011-12-05 begins with (see Items::KeyCodec). */
-constexpr const char* BehindAllKeys = "\xfe";
+constexpr const char* BehindAllKeys = "\xff";
 
 Expressions::KeySchema::Attribute schemaOf(const KeyAttribute& attribute)
 {
@@ -62,11 +62,11 @@ Failure narrow(const Table& table, const KeyTest& test, KeyRange* range)
             failure = bound(1, true, &high);
         break;
     case Condition::Kind::BeginsWith: {
-        std::string prefix;
-        failure = ItemKeys::rangePrefix(table, test.values.at(0), &prefix);
-        if (!failure)
-            range->setPrefix(prefix);
-        return failure;
+        Items::KeyCodec::Bounds bounds;
+        failure = ItemKeys::rangeBounds(table, test.values.at(0), &bounds);
+        low = KeyBound{std::move(bounds.low), true};
+        high = KeyBound{std::move(bounds.high), true};
+        break;
     }
     default: // Equal
         failure = bound(0, true, &low);

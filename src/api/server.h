@@ -25,8 +25,6 @@ public:
     std::string_view message() const;
 
     const rapidjson::Value& body() const { return body_; }
-    /** To take parts of it. */
-    rapidjson::Value& body() { return body_; }
     /** The length of its text. */
     std::size_t bytes() const { return static_cast<std::size_t>(text_.size()); }
 

@@ -86,7 +86,7 @@ TEST_F(ApiStoredBytes, AreTheSameForPackedItems)
     for (int i = 0; i < 400'000; ++i)
         bytes += static_cast<char>(random() >> 8);
     expectSameBytes(R"("b":{"B":")" + QByteArray::fromStdString(bytes).toBase64().toStdString() + "\"}");
-    EXPECT_TRUE(stored("put").starts_with(R"({"Packed":{"Z":")")) << stored("put").substr(0, 100);
+    EXPECT_TRUE(stored("put").starts_with(R"({"Packed)")) << stored("put").substr(0, 100);
     EXPECT_EQ(parsed(done("GetItem", R"({"TableName":"plain","Key":{"id":{"S":"batch"}}})"))
                   .value("Item")
                   .toMap()

@@ -58,7 +58,7 @@ private:
 
     ServerReply page_;
     const rapidjson::Value* records_ = nullptr; // of the page
-    rapidjson::SizeType index_ = 0;       // of the next of them
+    rapidjson::SizeType index_ = 0;             // of the next of them
     bool isLastPage_ = false;
     std::size_t itemBytes_ = 0; // of an item in the last page, about
     bool isAtEnd_ = false;

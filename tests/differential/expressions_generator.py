@@ -138,7 +138,8 @@ class Generator(Items):
     def set_value(self):
         if self.one_in(3):
             text = self.set_operand(["N"]) + self.random.choice(["+", " - "]) + self.set_operand(["N"])
-            return "(%s)" % text if self.one_in(8) else text
+            text = "(%s)" % text if self.one_in(8) else text
+            return text + " + " + self.path() if self.one_in(20) else text
         return self.set_operand()
 
     def list_update(self, elements):
@@ -159,6 +160,8 @@ class Generator(Items):
                     "ADD": lambda: "%s %s" % (self.target(), self.known(["N", "SS", "NS", "BS"])),
                     "DELETE": lambda: "%s %s" % (self.target(), self.known(["SS", "NS", "BS"]))}
         chosen = self.random.sample(sorted(sections), self.random.choice([1, 1, 2, 3]))
+        if self.one_in(30):
+            chosen.append(chosen[0])
         return " ".join(
             self.random.choice([name, name.lower()]) + " " +
             ", ".join(sections[name]() for _ in range(self.random.choice([1, 1, 2, 3]))) for name in chosen)
@@ -167,7 +170,10 @@ class Generator(Items):
         return ",".join(self.target() for _ in range(self.random.choice([1, 2, 3])))
 
     def key_condition(self):
+        self.item["h"], self.item["r"] = self.value(kinds=["S"]), self.value(kinds=["N"])
+        self.near = self.item["h"]
         tests = ["h = %s" % self.known(["S"])]
+        self.near = self.item["r"]
         if not self.one_in(3):
             if self.one_in(3):
                 tests.append("r BETWEEN %s AND %s" % (self.known(["N"]), self.known(["N"])))

@@ -91,7 +91,7 @@ bool contains(const AttributeValue& value, const AttributeValue& part)
     case AttributeValue::Type::BinarySet:
         return part.asBinary() != nullptr && value.asBinarySet()->contains({*part.asBinary()});
     case AttributeValue::Type::List:
-        return std::find(value.asList()->begin(), value.asList()->end(), part) != value.asList()->end();
+        return std::ranges::find(*value.asList(), part) != value.asList()->end();
     case AttributeValue::Type::Number:
     case AttributeValue::Type::Bool:
     case AttributeValue::Type::Null:

@@ -1,7 +1,5 @@
 #include "expressions/lexer.h"
 
-#include <algorithm>
-
 namespace Expressions {
 
 namespace {
@@ -26,10 +24,12 @@ bool isBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
+/** The index behind the characters from `from` on that are all parts. */
 template <typename Predicate> std::size_t lengthOf(std::string_view text, std::size_t from, Predicate isPart)
 {
-    const auto begin = text.begin() + static_cast<std::ptrdiff_t>(std::min(from, text.size()));
-    return static_cast<std::size_t>(std::find_if_not(begin, text.end(), isPart) - text.begin());
+    while (from < text.size() && isPart(text[from]))
+        ++from;
+    return from;
 }
 
 /** A whole UTF-8 sequence, so that an error message never shows half a character. */
@@ -108,11 +108,10 @@ std::string Tokens::syntaxError() const
     const Token& first = tokens_[next_ > 0 ? next_ - 1 : 0];
     const Token& last = peekSecond().kind == Token::Kind::End ? peek() : peekSecond();
     const bool atEnd = peek().kind == Token::Kind::End;
-    const auto* const end = (atEnd ? first : last).text.end();
-    const std::string_view near = text_.substr(static_cast<std::size_t>(first.text.begin() - text_.begin()),
-                                               static_cast<std::size_t>(end - first.text.begin()));
-    return "Syntax error; token: \"" + std::string(atEnd ? "<EOF>" : peek().text) + "\", near: \"" + std::string(near) +
-           "\"";
+    const char* const begin = first.text.data();
+    const std::string_view& lastText = (atEnd ? first : last).text;
+    const std::string near(begin, lastText.data() + lastText.size());
+    return "Syntax error; token: \"" + std::string(atEnd ? "<EOF>" : peek().text) + "\", near: \"" + near + "\"";
 }
 
 std::string inCapitals(std::string_view text)

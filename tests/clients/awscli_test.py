@@ -12,12 +12,13 @@ from clientfixture import run, skip
 
 try:
     import awscli.clidriver  # noqa: F401
+    import awscli_items
     import awscli_tables
     from awscli_base import CommandLineTest
 except ImportError:
     skip("the command line is in the package awscli, which script/bootstrap clients installs")
 
-MODULES = (awscli_tables,)
+MODULES = (awscli_tables, awscli_items)
 
 
 def main(stack):

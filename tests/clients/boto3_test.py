@@ -11,11 +11,13 @@ from clientfixture import run, skip
 try:
     import boto3  # noqa: F401
     from boto3_base import ClientTest
+    import boto3_items
+    import boto3_reads
     import boto3_tables
 except ImportError:
     skip("boto3 is in the package python3-boto3, which script/bootstrap clients installs")
 
-MODULES = (boto3_tables,)
+MODULES = (boto3_tables, boto3_items, boto3_reads)
 
 
 def main(stack):

@@ -13,7 +13,7 @@ import sys
 from clientfixture import USERS_ENVIRONMENT, run, skip
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-PROGRAMS = ("javascript_tables.mjs",)
+PROGRAMS = ("javascript_tables.mjs", "javascript_items.mjs")
 
 
 def install(scratch):

@@ -25,6 +25,8 @@ def install(scratch):
     if os.path.exists(marker) and read(marker) == read(wanted):
         return
     os.makedirs(scratch, exist_ok=True)
+    if os.path.exists(marker):
+        os.remove(marker)
     shutil.copy(wanted, os.path.join(scratch, "package.json"))
     try:
         done = subprocess.run(["npm", "install", "--no-audit", "--no-fund", "--silent"], cwd=scratch, timeout=120,

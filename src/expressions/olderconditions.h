@@ -1,0 +1,34 @@
+#ifndef QUORVA_EXPRESSIONS_OLDERCONDITIONS_H
+#define QUORVA_EXPRESSIONS_OLDERCONDITIONS_H
+
+#include "expressions/condition.h"
+#include "expressions/keycondition.h"
+
+#include "items/itemjson.h"
+
+#include <rapidjson/document.h>
+
+#include <vector>
+
+namespace Expressions {
+
+/**
+ * The parameters that expressions have replaced, as the same trees. Each function reads the member of a request of that
+ * name, which is of the JSON type that the API's model says, down to its leaves; anything else is refused. False, with
+ * the API's message in `error`, when it makes no sense; what has been read is then unspecified.
+ */
+
+/** Expected: a condition for each attribute in it. */
+[[nodiscard]] bool readExpected(const rapidjson::Value& json, std::vector<Condition>* conditions,
+                                Items::JsonError* error);
+
+/** ScanFilter and QueryFilter: a condition for each attribute in it. */
+[[nodiscard]] bool readFilter(const rapidjson::Value& json, std::vector<Condition>* conditions,
+                              Items::JsonError* error);
+
+[[nodiscard]] bool readKeyConditions(const rapidjson::Value& json, std::vector<KeyTest>* tests,
+                                     Items::JsonError* error);
+
+} // namespace Expressions
+
+#endif

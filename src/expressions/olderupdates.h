@@ -1,0 +1,21 @@
+#ifndef QUORVA_EXPRESSIONS_OLDERUPDATES_H
+#define QUORVA_EXPRESSIONS_OLDERUPDATES_H
+
+#include "expressions/pathtree.h"
+#include "expressions/update.h"
+
+#include "items/itemjson.h"
+
+#include <rapidjson/document.h>
+
+namespace Expressions {
+
+/** As in olderconditions.h. Names of attributes are taken as they are: a point in one leads nowhere. */
+
+[[nodiscard]] bool readAttributeUpdates(const rapidjson::Value& json, Update* update, Items::JsonError* error);
+
+[[nodiscard]] bool readAttributesToGet(const rapidjson::Value& json, PathTree* projection, Items::JsonError* error);
+
+} // namespace Expressions
+
+#endif

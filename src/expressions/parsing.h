@@ -1,0 +1,31 @@
+#ifndef QUORVA_EXPRESSIONS_PARSING_H
+#define QUORVA_EXPRESSIONS_PARSING_H
+
+#include "expressions/condition.h"
+#include "expressions/pathtree.h"
+#include "expressions/placeholders.h"
+#include "expressions/update.h"
+
+#include <string>
+#include <string_view>
+
+namespace Expressions {
+
+/**
+ * Expressions to trees, with the names and values that a request defines. False, with the message of the API's
+ * ValidationException in `error`, when an expression is wrong in itself: in its syntax, its types, the placeholders it
+ * uses or its size. What the tree is then is unspecified.
+ */
+
+/** `member` is that of the request: "ConditionExpression", "FilterExpression" or "KeyConditionExpression". */
+[[nodiscard]] bool parseCondition(std::string_view text, std::string_view member, Placeholders* placeholders,
+                                  Condition* condition, std::string* error);
+
+[[nodiscard]] bool parseUpdate(std::string_view text, Placeholders* placeholders, Update* update, std::string* error);
+
+[[nodiscard]] bool parseProjection(std::string_view text, Placeholders* placeholders, PathTree* projection,
+                                   std::string* error);
+
+} // namespace Expressions
+
+#endif

@@ -1,0 +1,152 @@
+#include "expressions/placeholders.h"
+
+#include "expressions/lexer.h"
+
+#include "items/itemsize.h"
+
+namespace Expressions {
+
+namespace {
+
+constexpr std::size_t MostPlaceholderLength = 255;
+constexpr std::size_t MostNameBytes = 65535;
+
+using Kind = Items::JsonError::Kind;
+
+bool fail(Items::JsonError* error, Kind kind, std::string message)
+{
+    *error = {kind, std::move(message)};
+    return false;
+}
+
+std::string_view textOf(const rapidjson::Value& string)
+{
+    return {string.GetString(), string.GetStringLength()};
+}
+
+/** Whether the text is one placeholder as an expression can write it. */
+bool isPlaceholder(std::string_view text, Token::Kind kind)
+{
+    const Tokens tokens(text);
+    return tokens.peek().kind == kind && tokens.peek().text.size() == text.size();
+}
+
+/** Checks the object `member` of a request and the placeholders in it. */
+bool checkPlaceholders(const rapidjson::Value& json, const std::string& member, Token::Kind kind,
+                       Items::JsonError* error)
+{
+    if (!json.IsObject())
+        return fail(error, Kind::Serialization, member + " must be an object");
+    if (json.ObjectEmpty())
+        return fail(error, Kind::Validation, member + " must not be empty");
+    for (const auto& definition : json.GetObject()) {
+        const std::string_view placeholder = textOf(definition.name);
+        if (!isPlaceholder(placeholder, kind))
+            return fail(error, Kind::Validation,
+                        member + " contains invalid key: Syntax error; key: \"" + std::string(placeholder) + "\"");
+        if (placeholder.size() > MostPlaceholderLength)
+            return fail(error, Kind::Validation,
+                        member +
+                            " contains invalid key: The length of the key has exceeded the maximum allowed size "
+                            "of 255 bytes; key: \"" +
+                            std::string(placeholder) + "\"");
+    }
+    return true;
+}
+
+} // namespace
+
+bool Placeholders::readNames(const rapidjson::Value* json, Items::JsonError* error)
+{
+    static const std::string Member = "ExpressionAttributeNames";
+    if (json == nullptr)
+        return true;
+    if (!checkPlaceholders(*json, Member, Token::Kind::NamePlaceholder, error))
+        return false;
+    for (const auto& definition : json->GetObject()) {
+        const std::string placeholder(textOf(definition.name));
+        if (!definition.value.IsString())
+            return fail(error, Kind::Serialization, Member + " must contain strings; key: " + placeholder);
+        const std::string_view name = textOf(definition.value);
+        if (name.empty() || name.size() > MostNameBytes)
+            return fail(error, Kind::Validation,
+                        Member + " contains invalid value: " +
+                            (name.empty() ? "Empty attribute name" : "Attribute name is longer than 65535 bytes") +
+                            " for key " + placeholder);
+        defineName(placeholder, std::string(name));
+    }
+    return true;
+}
+
+bool Placeholders::readValues(const rapidjson::Value* json, Items::JsonError* error)
+{
+    static const std::string Member = "ExpressionAttributeValues";
+    if (json == nullptr)
+        return true;
+    if (!checkPlaceholders(*json, Member, Token::Kind::ValuePlaceholder, error))
+        return false;
+    for (const auto& definition : json->GetObject()) {
+        const std::string placeholder(textOf(definition.name));
+        Items::AttributeValue value;
+        if (!Items::readValue(definition.value, &value, error)) {
+            if (error->kind == Kind::Validation)
+                error->message = Member + " contains invalid value: " + error->message + " for key " + placeholder;
+            return false;
+        }
+        defineValue(placeholder, std::move(value));
+    }
+    return true;
+}
+
+std::size_t Placeholders::size() const
+{
+    std::size_t bytes = 0;
+    for (const auto& [placeholder, name] : names_)
+        bytes += name.content.size();
+    for (const auto& [placeholder, value] : values_)
+        bytes += Items::sizeOf(*value.content);
+    return bytes;
+}
+
+template <typename Content>
+const Content* Placeholders::use(Definitions<Content>* definitions, std::string_view placeholder)
+{
+    const auto found = definitions->find(placeholder);
+    if (found == definitions->end())
+        return nullptr;
+    found->second.isUsed = true;
+    return &found->second.content;
+}
+
+const std::string* Placeholders::name(std::string_view placeholder)
+{
+    return use(&names_, placeholder);
+}
+
+SharedValue Placeholders::value(std::string_view placeholder)
+{
+    const SharedValue* value = use(&values_, placeholder);
+    return value != nullptr ? *value : nullptr;
+}
+
+template <typename Content> std::string Placeholders::unusedIn(const Definitions<Content>& definitions)
+{
+    std::string keys;
+    for (const auto& [placeholder, definition] : definitions) {
+        if (!definition.isUsed)
+            keys += (keys.empty() ? "" : ", ") + placeholder;
+    }
+    return keys;
+}
+
+std::string Placeholders::unusedError() const
+{
+    const std::string names = unusedIn(names_);
+    if (!names.empty())
+        return "Value provided in ExpressionAttributeNames unused in expressions: keys: {" + names + "}";
+    const std::string values = unusedIn(values_);
+    return values.empty() ? values
+                          : "Value provided in ExpressionAttributeValues unused in expressions: keys: {" + values + "}";
+}
+
+} // namespace Expressions

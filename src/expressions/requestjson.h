@@ -1,0 +1,46 @@
+#ifndef QUORVA_EXPRESSIONS_REQUESTJSON_H
+#define QUORVA_EXPRESSIONS_REQUESTJSON_H
+
+#include "items/itemjson.h"
+
+#include <rapidjson/document.h>
+
+#include <string>
+#include <string_view>
+
+/** Reading the members of requests. */
+namespace Expressions::RequestJson {
+
+/** A member of an object; null if there is none or it is null. */
+inline const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name)
+{
+    const auto found = object.FindMember(rapidjson::Value(rapidjson::StringRef(name.data(), name.size())));
+    return found == object.MemberEnd() || found->value.IsNull() ? nullptr : &found->value;
+}
+
+inline std::string_view textOf(const rapidjson::Value& string)
+{
+    return {string.GetString(), string.GetStringLength()};
+}
+
+/** These set the error and return false. */
+inline bool failForShape(Items::JsonError* error, std::string_view member)
+{
+    *error = {Items::JsonError::Kind::Serialization, std::string(member) + " has an unexpected form"};
+    return false;
+}
+
+inline bool fail(Items::JsonError* error, std::string message)
+{
+    *error = {Items::JsonError::Kind::Validation, std::move(message)};
+    return false;
+}
+
+inline bool failForParameter(Items::JsonError* error, const std::string& message)
+{
+    return fail(error, "One or more parameter values were invalid: " + message);
+}
+
+} // namespace Expressions::RequestJson
+
+#endif

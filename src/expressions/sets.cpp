@@ -1,0 +1,43 @@
+#include "expressions/sets.h"
+
+namespace Expressions {
+
+namespace {
+
+/** Adds the elements of a set to one of the same type, or takes them away. False if they are no such sets. */
+template <typename Set> bool changeSet(Set* set, const Set* elements, bool isDeletion)
+{
+    if (set == nullptr || elements == nullptr)
+        return false;
+    for (const auto& element : *elements) {
+        if (isDeletion)
+            set->erase(element);
+        else
+            set->insert(element);
+    }
+    return true;
+}
+
+} // namespace
+
+bool isSet(Items::AttributeValue::Type type)
+{
+    using Type = Items::AttributeValue::Type;
+    return type == Type::StringSet || type == Type::NumberSet || type == Type::BinarySet;
+}
+
+bool changeSet(Items::AttributeValue* value, const Items::AttributeValue& elements, bool isDeletion)
+{
+    return changeSet(value->asStringSet(), elements.asStringSet(), isDeletion) ||
+           changeSet(value->asNumberSet(), elements.asNumberSet(), isDeletion) ||
+           changeSet(value->asBinarySet(), elements.asBinarySet(), isDeletion);
+}
+
+bool isEmptySet(const Items::AttributeValue& value)
+{
+    return (value.asStringSet() != nullptr && value.asStringSet()->empty()) ||
+           (value.asNumberSet() != nullptr && value.asNumberSet()->empty()) ||
+           (value.asBinarySet() != nullptr && value.asBinarySet()->empty());
+}
+
+} // namespace Expressions

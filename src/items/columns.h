@@ -1,0 +1,64 @@
+#ifndef QUORVA_ITEMS_COLUMNS_H
+#define QUORVA_ITEMS_COLUMNS_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Items {
+
+/**
+ * The parts of a packed item, each of bytes that are alike, so that compressing them one by one gains most. The bytes
+ * that all of them become are stored: do not change them. Their grammar is in docs/storage-format.md. Values like
+ * std::string; for one thread at a time.
+ */
+class Columns {
+public:
+    enum Column { Structure, Shared, Lengths, Text, Binary, NumberHeads, Exponents, DigitPairs, Count };
+
+    /** More than any item needs of one column, and little enough for what stored bytes may make us allocate. */
+    static constexpr std::size_t MostColumnBytes = 1 << 20;
+
+    void putByte(Column column, unsigned byte) { columns_[column] += static_cast<char>(byte); }
+    void putBytes(Column column, std::string_view bytes) { columns_[column] += bytes; }
+    /** Seven bits in each byte, the least significant first; all bytes but the last have the eighth bit set. */
+    void putNumber(Column column, std::size_t number);
+
+    /** The bytes of all columns; each is compressed if that makes it shorter. Empty if one is longer than a column. */
+    std::optional<std::string> bytes() const;
+
+    /** The columns of which bytes() made these. Empty for others. */
+    static std::optional<Columns> fromBytes(std::string_view bytes);
+
+private:
+    std::array<std::string, Count> columns_;
+
+    friend class ColumnReader;
+};
+
+/** Takes columns apart in the order in which they were filled. Reading more than there is gives zeros, and is noted. */
+class ColumnReader {
+public:
+    /** `columns` outlives this. */
+    explicit ColumnReader(const Columns& columns);
+
+    unsigned takeByte(Columns::Column column);
+    std::string_view takeBytes(Columns::Column column, std::size_t count);
+    std::size_t takeNumber(Columns::Column column);
+
+    /** False when more was read than there is. */
+    bool isWhole() const { return isWhole_; }
+    /** True when all has been read, and no more. */
+    bool isDone() const;
+
+private:
+    std::array<std::string_view, Columns::Count> rest_;
+    bool isWhole_ = true;
+};
+
+} // namespace Items
+
+#endif

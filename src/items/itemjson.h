@@ -1,0 +1,56 @@
+#ifndef QUORVA_ITEMS_ITEMJSON_H
+#define QUORVA_ITEMS_ITEMJSON_H
+
+#include "items/attributevalue.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <string>
+#include <string_view>
+
+/** Values and items as the API writes them in JSON: {"total": {"N": "17"}}. Pure; any thread. */
+namespace Items {
+
+/** What is wrong with a value, in the API's words, and which of its two exceptions says so. */
+struct JsonError {
+    enum class Kind {
+        Serialization, // SerializationException: of another JSON type than the API's model says
+        Validation,    // ValidationException: of the right form, but no value
+    };
+    Kind kind = Kind::Validation;
+    std::string message;
+};
+
+/**
+ * Reads {"N": "17"} and its likes. Members that are null count as missing, and those that are no type are ignored.
+ * False, with `error` set, when the value is not exactly one of the ten types, a number or base64 is malformed, a set
+ * is empty or repeats an element, or maps and lists are nested deeper than MostLevels; `value` is then unspecified.
+ *
+ * The document is UTF-8, which the caller has had the parser check (rapidjson::kParseValidateEncodingFlag). The parser
+ * also has to bound the depth, or be the iterative one; what is read here recurses no deeper than MostLevels.
+ */
+[[nodiscard]] bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error);
+
+/**
+ * Reads an object of such values; of two with the same name, the last one. An empty name is refused: only the keys of
+ * tables without a range key have it (KeyCodec::NoRangeName). Sizes are not checked.
+ */
+[[nodiscard]] bool readItem(const rapidjson::Value& json, Item* item, JsonError* error);
+
+using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+
+/**
+ * Writes canonical JSON: no white space, members and the elements of sets in their order, numbers as
+ * Decimal::Number::text(). Equal values have equal texts.
+ */
+void writeValue(const AttributeValue& value, JsonWriter* writer);
+void writeItem(const Item& item, JsonWriter* writer);
+
+/** What writeItem() writes. */
+std::string jsonOf(const Item& item);
+
+} // namespace Items
+
+#endif

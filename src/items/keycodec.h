@@ -1,0 +1,67 @@
+#ifndef QUORVA_ITEMS_KEYCODEC_H
+#define QUORVA_ITEMS_KEYCODEC_H
+
+#include "items/attributevalue.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Items {
+
+/**
+ * How the values of a key attribute become the bytes of the server's hash and range keys. The order of the bytes is the
+ * order of the values, and decode(encode(value)) is the value. The bytes are stored: do not change them. Their grammar
+ * is in docs/storage-format.md.
+ *
+ * The server takes a key as JSON text, a string of the characters U+0000 to U+00FF, one for each byte (see jsonText()).
+ * It gives keys back only up to a byte 00, its descending walks begin below FF, and no walk reads a record key of more
+ * than 4096 bytes. So no key has a byte 00 or begins with FF, and the longest keys are 2561 and 1281 bytes.
+ */
+namespace KeyCodec {
+
+/** The forms. Latin1 is that of tables made through the API of 2011-12-05: strings whose characters are the bytes. */
+enum class Form { String, Number, Binary, Latin1 };
+
+inline constexpr std::size_t MostHashBytes = 2048; // of a value as the API counts it
+inline constexpr std::size_t MostRangeBytes = 1024;
+
+/** The name and value of the range key in a table that has a hash key alone. No attribute of the API has that name. */
+inline constexpr std::string_view NoRangeName = "";
+inline constexpr std::string_view NoRange = "-";
+
+/** The type of a key attribute's values. */
+AttributeValue::Type typeOf(Form form);
+
+/**
+ * The bytes of a key. Empty when the value is of another type, or is an empty string or binary, or when Latin1 cannot
+ * hold it: characters above U+00FF and U+0000. Sizes are not checked.
+ */
+std::optional<std::string> encode(Form form, const AttributeValue& value);
+
+/** The value of a key. Empty for bytes that encode() never gives, save that Latin1 has a value for all bytes. */
+std::optional<AttributeValue> decode(Form form, std::string_view bytes);
+
+/** Two bounds, both inclusive. No key is equal to `high`; only in Latin1 one of more than MostHashBytes could be. */
+struct Bounds {
+    std::string low;
+    std::string high;
+};
+
+/**
+ * The bounds of the keys that begin with `prefix`, a string or binary. Empty as for encode(), and for numbers; but an
+ * empty prefix has bounds as well, between which are all keys.
+ */
+std::optional<Bounds> prefixBounds(Form form, const AttributeValue& prefix);
+
+/** The UTF-8 text whose characters are the bytes, for {"S": ...} in the server's JSON. */
+std::string jsonText(std::string_view bytes);
+/** The reverse. Empty when the text is not UTF-8 or has a character above U+00FF. */
+std::optional<std::string> bytesOfJsonText(std::string_view utf8);
+
+} // namespace KeyCodec
+
+} // namespace Items
+
+#endif

@@ -1,0 +1,24 @@
+#ifndef QUORVA_ITEMS_PACKEDITEM_H
+#define QUORVA_ITEMS_PACKEDITEM_H
+
+#include "items/attributevalue.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/**
+ * Items as bytes that are hardly more than what the API counts as their size, whatever is in them. Stored; the grammar
+ * is in docs/storage-format.md. Pure; any thread.
+ */
+namespace Items::PackedItem {
+
+/** Empty only for an item that is far larger than the API allows. Equal items give equal bytes. */
+std::optional<std::string> pack(const Item& item);
+
+/** The item of which pack() made the bytes. Empty for others. */
+std::optional<Item> unpack(std::string_view bytes);
+
+} // namespace Items::PackedItem
+
+#endif

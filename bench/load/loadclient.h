@@ -2,25 +2,24 @@
 #define QUORVA_BENCH_LOAD_LOADCLIENT_H
 
 #include "common/measure.h"
+#include "load/replymeter.h"
 #include "load/requests.h"
 
 #include "client/wireconnection.h"
-#include "protocol/framing.h"
 
 #include <QByteArray>
 
-#include <array>
 #include <span>
 
 namespace Bench {
 
 /**
- * One client of the server: a connection with at most one request under way. It keeps only the last bytes of a reply,
- * where a success shows. For one thread at a time; many clients share a thread, and the buffer that they receive into.
+ * One client of the server: a connection with at most one request under way. For one thread at a
+ * time; many clients share a thread, and the buffer that they receive into.
  */
 class LoadClient {
 public:
-    LoadClient(Client::WireConnection connection, RequestMaker requests);
+    LoadClient(Client::WireConnection connection, RequestMaker requests, Interface interface);
 
     int socketDescriptor() const { return connection_.socketDescriptor(); }
 
@@ -36,25 +35,17 @@ public:
     void countReply(const Window& window, Clock::time_point now, Result* result) const;
 
     /** True when the reply that has come says success. */
-    bool succeeded() const;
+    bool succeeded() const { return reply_.succeeded(); }
 
     /** The end of the last reply, or all of it when it is short. */
-    QByteArray replyEnd() const;
+    QByteArray replyEnd() const { return reply_.end(); }
 
 private:
-    void takeBytes(const char* bytes, std::size_t count);
-
-    static constexpr std::size_t PrefixBytes = Framing::LengthSize;
-    static constexpr std::size_t KeptBytes = 192; // more than an error reply has
-
     Client::WireConnection connection_;
     RequestMaker requests_;
+    ReplyMeter reply_;
     Clock::time_point sent_;
     std::size_t requestBytes_ = 0;
-    std::size_t received_ = 0; // of the reply under way, the prefix included
-    std::size_t expected_ = 0; // the same when it is whole; 0 until the prefix is there
-    std::array<char, PrefixBytes> prefix_{};
-    std::array<char, KeptBytes> kept_{}; // the last bytes of the reply, at the end of the array
 };
 
 } // namespace Bench

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <map>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -26,6 +27,7 @@ struct Options {
     unsigned threads = 1;
     unsigned idle = 0;
     unsigned writers = 0;
+    Interface interface = Interface::Wire;
     unsigned echo = 0; // bytes of each reply; 0: the target is a server
     double seconds = 2;
     double warmUp = 0.3;
@@ -46,10 +48,10 @@ bool connectClients(const Options& options, Operation operation, unsigned first,
         Client::WireConnection connection;
         if (!options.target.connect(&connection, error))
             return false;
-        RequestMaker requests(options.target.tableName, operation, options.workload, i + 1);
+        RequestMaker requests(options.target.tableName, operation, options.workload, i + 1, options.interface);
         if (options.echo > 0)
             requests.askForEcho(options.echo);
-        auto client = std::make_unique<LoadClient>(std::move(connection), std::move(requests));
+        auto client = std::make_unique<LoadClient>(std::move(connection), std::move(requests), options.interface);
         if (!threads[i % threads.size()].add(std::move(client))) {
             *error = QStringLiteral("cannot watch the socket");
             return false;
@@ -62,7 +64,7 @@ int measure(const Options& options, Operation operation)
 {
     QString error;
     std::vector<Client::WireConnection> idle;
-    if (options.echo == 0 && !options.target.check(options.workload, &error))
+    if (options.echo == 0 && options.interface == Interface::Wire && !options.target.check(options.workload, &error))
         return complain(error);
     if (!options.target.connectIdle(options.idle, &idle, &error))
         return complain(error);
@@ -152,6 +154,10 @@ int main(int argc, char** argv)
     app.add_option("--writers", options.writers, "Further clients that put, from a thread of their own; not counted");
     app.add_option("--idle", options.idle, "Further connections that do nothing")->capture_default_str();
     app.add_option("--echo", options.echo, "The port is echo-limit's: ask for replies of so many bytes");
+    app.add_option("--interface", options.interface,
+                   "What the port speaks: wire, or the API of 2011 or 2012 of quorva-http; load and idle need wire")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, Interface>{
+            {"wire", Interface::Wire}, {"2011", Interface::Http2011}, {"2012", Interface::Http2012}}));
     app.add_flag("--json", options.asJson, "Print the result as JSON");
     CLI11_PARSE(app, argc, argv);
     raiseDescriptorLimit();

@@ -1,5 +1,6 @@
 #include "load/requests.h"
 
+#include "load/bodies2012.h"
 #include "protocol/bodies.h"
 #include "protocol/framing.h"
 #include "protocol/operations.h"
@@ -16,6 +17,18 @@ QString hashText(unsigned item)
     return QString::fromLatin1(hashKey(item));
 }
 
+/** The prefix of the API of 2012 in the header that names the operation. */
+constexpr const char* Prefix2012 = "DynamoDB_20120810.";
+
+QByteArray headText(const Operations::Operation& operation, qsizetype bodyBytes, Interface interface)
+{
+    const QByteArray target = interface == Interface::Http2012
+                                  ? Prefix2012 + QByteArray(operation.name.data(), qsizetype(operation.name.size()))
+                                  : operation.fullName();
+    return "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/x-amz-json-1.0\r\nX-Amz-Target: " + target +
+           "\r\nContent-Length: " + QByteArray::number(bodyBytes) + "\r\n\r\n";
+}
+
 QString rangeText(unsigned item)
 {
     return QString::fromLatin1(rangeKey(item));
@@ -29,74 +42,106 @@ QVariantMap itemWithKeys(const Workload& workload, unsigned number)
     return item;
 }
 
-PreparedRequest putRequest(const QString& table, const Workload& workload)
+PreparedRequest putRequest(const QString& table, const Workload& workload, Interface interface)
 {
-    return {Operations::PutItem, Bodies::putItem(table, itemWithKeys(workload, 0)), 1};
+    return {Operations::PutItem, Bodies::putItem(table, itemWithKeys(workload, 0)), 1, interface};
 }
 
-PreparedRequest getRequest(const QString& table)
+PreparedRequest getRequest(const QString& table, Interface interface)
 {
-    return {Operations::GetItem, Bodies::itemByKey(table, hashText(0), rangeText(0)), 1};
+    return {Operations::GetItem, Bodies::itemByKey(table, hashText(0), rangeText(0)), 1, interface};
 }
 
-PreparedRequest updateRequest(const QString& table)
+PreparedRequest updateRequest(const QString& table, Interface interface)
 {
     const QVariantMap addOne = Bodies::update(Bodies::UpdateAdd, {{"N", "1"}});
-    return {Operations::UpdateItem, Bodies::updateItem(table, hashText(0), rangeText(0), {{CountAttribute, addOne}}),
-            1};
+    return {Operations::UpdateItem, Bodies::updateItem(table, hashText(0), rangeText(0), {{CountAttribute, addOne}}), 1,
+            interface};
 }
 
-PreparedRequest queryRequest(const QString& table)
+PreparedRequest queryRequest(const QString& table, Interface interface)
 {
     QVariantMap body = Bodies::query(table, hashText(0));
     body.insert("Limit", ItemsPerHashKey);
-    return {Operations::Query, body, 1};
+    return {Operations::Query, body, 1, interface};
 }
 
-PreparedRequest scanRequest(const QString& table)
+PreparedRequest scanRequest(const QString& table, Interface interface)
 {
     QVariantMap body = Bodies::table(table);
     body.insert("ExclusiveStartKey", Bodies::key(hashText(0), rangeText(0)));
     body.insert("Limit", ItemsPerPage);
-    return {Operations::Scan, body, 1};
+    return {Operations::Scan, body, 1, interface};
 }
 
-PreparedRequest batchRequest(const QString& table, const Workload& workload)
+QVariantMap batchBody(const QString& table, const Workload& workload)
 {
     QVariantList puts;
     for (unsigned i = 0; i < ItemsPerBatch; ++i)
         puts.append(QVariantMap{{"PutRequest", QVariantMap{{"Item", itemWithKeys(workload, i)}}}});
-    return {Operations::BatchWriteItem, {{"RequestItems", QVariantMap{{table, puts}}}}, ItemsPerBatch};
+    return {{"RequestItems", QVariantMap{{table, puts}}}};
 }
 
-std::vector<PreparedRequest> prepare(const QString& table, Operation operation, const Workload& workload)
+/** The same requests in the API of 2012; an update has a condition as well. */
+std::vector<PreparedRequest> prepare2012(const QString& table, Operation operation, const Workload& workload)
 {
+    const auto http = [](const Operations::Operation& name, const QVariantMap& body) {
+        return PreparedRequest(name, body, 1, Interface::Http2012);
+    };
+    const auto put = [&] { return http(Operations::PutItem, Bodies::putItem(table, itemWithKeys(workload, 0))); };
+    const auto get = [&] { return http(Operations::GetItem, Bodies2012::itemByKey(table, hashText(0), rangeText(0))); };
     switch (operation) {
     case Operation::Put:
-        return {putRequest(table, workload)};
+        return {put()};
     case Operation::Get:
-        return {getRequest(table)};
-    case Operation::Update:
-        return {updateRequest(table)};
+        return {get()};
     case Operation::Mixed:
-        return {getRequest(table), putRequest(table, workload)};
+        return {get(), put()};
+    case Operation::Update:
+        return {http(Operations::UpdateItem, Bodies2012::addOne(table, hashText(0), rangeText(0)))};
     case Operation::Query:
-        return {queryRequest(table)};
+        return {http(Operations::Query, Bodies2012::query(table, hashText(0)))};
     case Operation::Scan:
-        return {scanRequest(table)};
+        return {http(Operations::Scan, Bodies2012::scan(table, hashText(0), rangeText(0)))};
     case Operation::Batch:
-        return {batchRequest(table, workload)};
+        return {{Operations::BatchWriteItem, batchBody(table, workload), ItemsPerBatch, Interface::Http2012}};
+    }
+    return {};
+}
+
+std::vector<PreparedRequest> prepare(const QString& table, Operation operation, const Workload& workload,
+                                     Interface interface)
+{
+    if (interface == Interface::Http2012)
+        return prepare2012(table, operation, workload);
+    switch (operation) {
+    case Operation::Put:
+        return {putRequest(table, workload, interface)};
+    case Operation::Get:
+        return {getRequest(table, interface)};
+    case Operation::Update:
+        return {updateRequest(table, interface)};
+    case Operation::Mixed:
+        return {getRequest(table, interface), putRequest(table, workload, interface)};
+    case Operation::Query:
+        return {queryRequest(table, interface)};
+    case Operation::Scan:
+        return {scanRequest(table, interface)};
+    case Operation::Batch:
+        return {{Operations::BatchWriteItem, batchBody(table, workload), ItemsPerBatch, interface}};
     }
     return {};
 }
 
 } // namespace
 
-PreparedRequest::PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items)
+PreparedRequest::PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items,
+                                 Interface interface)
 {
-    const QByteArray name = operation.fullName();
-    bytes_ = Framing::frameRequest(name, Json::serialize(body));
-    bodyBegin_ = static_cast<qsizetype>(2 * Framing::LengthSize) + name.size();
+    const QByteArray text = Json::serialize(body);
+    bytes_ = interface == Interface::Wire ? Framing::frameRequest(operation.fullName(), text)
+                                          : headText(operation, text.size(), interface) + text;
+    bodyBegin_ = bytes_.size() - text.size();
     // The quotes keep the keys apart from the letters of other texts. All items are of one hash key, so it is found
     // again and again.
     qsizetype hashFrom = bodyBegin_;
@@ -131,9 +176,9 @@ void PreparedRequest::askForEcho(unsigned replyBytes)
 }
 
 RequestMaker::RequestMaker(const QByteArray& tableName, Operation operation, const Workload& workload,
-                           std::uint64_t seed)
+                           std::uint64_t seed, Interface interface)
     : operation_(operation), items_(workload.items), random_(seed),
-      requests_(prepare(QString::fromUtf8(tableName), operation, workload))
+      requests_(prepare(QString::fromUtf8(tableName), operation, workload, interface))
 {}
 
 void RequestMaker::askForEcho(unsigned replyBytes)

@@ -12,11 +12,15 @@
 
 namespace Bench {
 
+/** What the target speaks: the wire protocol, or one of the two APIs over HTTP. */
+enum class Interface { Wire, Http2011, Http2012 };
+
 /** A request's bytes, complete but for the digits of the keys, which are written in place. For one thread. */
 class PreparedRequest {
 public:
     /** `body` names the keys of the first so many items, in their order; they are where the digits go. */
-    PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items);
+    PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items,
+                    Interface interface = Interface::Wire);
 
     /** Makes it a request for `first` and the items that follow it. */
     void aim(unsigned first);
@@ -43,7 +47,8 @@ private:
 /** The requests of one operation on a table. For one thread. */
 class RequestMaker {
 public:
-    RequestMaker(const QByteArray& tableName, Operation operation, const Workload& workload, std::uint64_t seed);
+    RequestMaker(const QByteArray& tableName, Operation operation, const Workload& workload, std::uint64_t seed,
+                 Interface interface = Interface::Wire);
 
     /** See PreparedRequest. */
     void askForEcho(unsigned replyBytes);

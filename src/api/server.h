@@ -25,6 +25,8 @@ public:
     std::string_view message() const;
 
     const rapidjson::Value& body() const { return body_; }
+    /** The length of its text. */
+    std::size_t bytes() const { return static_cast<std::size_t>(text_.size()); }
 
     /** What to answer if the reply is an error that the caller does not expect; empty for a success. */
     Failure failure() const;

@@ -1,0 +1,36 @@
+#include "api/itemjson.h"
+
+#include "items/itemjson.h"
+
+namespace Api {
+
+namespace {
+
+Failure failureOf(const Items::JsonError& error)
+{
+    return error.kind == Items::JsonError::Kind::Serialization ? Errors::serialization(error.message)
+                                                               : Errors::validation(error.message);
+}
+
+} // namespace
+
+Failure readItem(const rapidjson::Value& json, Items::Item* item)
+{
+    Items::JsonError error;
+    return Items::readItem(json, item, &error) ? Failure() : failureOf(error);
+}
+
+Failure readValue(const rapidjson::Value& json, Items::AttributeValue* value)
+{
+    Items::JsonError error;
+    return Items::readValue(json, value, &error) ? Failure() : failureOf(error);
+}
+
+Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
+                       Expressions::Parameters* parameters)
+{
+    Items::JsonError error;
+    return Expressions::readParameters(kind, request, parameters, &error) ? Failure() : failureOf(error);
+}
+
+} // namespace Api

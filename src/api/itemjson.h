@@ -1,0 +1,22 @@
+#ifndef QUORVA_API_ITEMJSON_H
+#define QUORVA_API_ITEMJSON_H
+
+#include "api/error.h"
+#include "expressions/parameters.h"
+#include "items/attributevalue.h"
+
+#include <rapidjson/document.h>
+
+namespace Api {
+
+/** Read a request's attributes, or one value; see items/itemjson.h. */
+[[nodiscard]] Failure readItem(const rapidjson::Value& json, Items::Item* item);
+[[nodiscard]] Failure readValue(const rapidjson::Value& json, Items::AttributeValue* value);
+
+/** Reads a request's expressions or older parameters; see expressions/parameters.h. */
+[[nodiscard]] Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
+                                     Expressions::Parameters* parameters);
+
+} // namespace Api
+
+#endif

@@ -1,0 +1,49 @@
+#ifndef QUORVA_API_ITEMKEYS_H
+#define QUORVA_API_ITEMKEYS_H
+
+#include "api/error.h"
+#include "api/keyrange.h"
+#include "api/tabledescription.h"
+#include "items/attributevalue.h"
+#include "items/keycodec.h"
+
+#include <rapidjson/document.h>
+
+#include <string>
+#include <string_view>
+
+/** The key attributes of items: checked as the API does, and as the server stores them. Pure; any thread. */
+namespace Api::ItemKeys {
+
+/** The message of validation() for a "Key" that has other attributes than the table's keys. */
+inline constexpr const char* WrongKey = "The provided key element does not match the schema";
+
+Items::AttributeValue::Type typeOf(const KeyAttribute& attribute);
+Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
+
+/** The keys of an item that is to be stored. Fails when it lacks one, or has one of another type or size. */
+[[nodiscard]] Failure ofItem(const Table& table, const Items::Item& item, StoredKey* key);
+
+/** The keys in a "Key", which has to have these attributes and no others. */
+[[nodiscard]] Failure ofKey(const Table& table, const Items::Item& attributes, StoredKey* key);
+
+/** The attributes of a "Key" in a request. */
+[[nodiscard]] Failure read(const Table& table, const rapidjson::Value& json, StoredKey* key);
+
+/** One key, of the right type; and the bounds of the range keys that begin with a value. */
+[[nodiscard]] Failure hashBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
+[[nodiscard]] Failure rangeBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);
+[[nodiscard]] Failure rangeBounds(const Table& table, const Items::AttributeValue& prefix,
+                                  Items::KeyCodec::Bounds* bounds);
+
+/** Adds the key attributes to an item that the server has. Fails when they are none of this API. */
+[[nodiscard]] Failure addTo(Items::Item* item, const Table& table, const StoredKey& key);
+
+/** Only the key attributes of an item. */
+Items::Item only(const Table& table, const Items::Item& item);
+
+bool isKey(const Table& table, std::string_view attribute);
+
+} // namespace Api::ItemKeys
+
+#endif

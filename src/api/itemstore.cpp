@@ -1,0 +1,198 @@
+#include "api/itemstore.h"
+
+#include "api/backoff.h"
+#include "api/itemgates.h"
+#include "api/itemkeys.h"
+#include "api/itemrequests.h"
+#include "api/members.h"
+#include "api/tablecatalog.h"
+#include "items/itemsize.h"
+#include "items/storeditem.h"
+#include "protocol/envelope.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Api {
+
+namespace {
+
+using Items::Item;
+
+constexpr std::chrono::seconds ChangePatience{5};
+constexpr int MismatchesBeforePause = 4;
+constexpr std::chrono::milliseconds TablePatience{300}; // while the server closes and opens a directory
+
+/** Shared by everything in the process that reads, computes and commits. */
+ItemGates& gates()
+{
+    static ItemGates all;
+    return all;
+}
+
+std::string jsonOf(const rapidjson::Value& json)
+{
+    rapidjson::StringBuffer text;
+    JsonWriter writer(text);
+    json.Accept(writer);
+    return {text.GetString(), text.GetSize()};
+}
+
+/** The element of a Commit's reply that says what is there instead; null if there is none. */
+const rapidjson::Value* firstMismatch(const rapidjson::Value& reply)
+{
+    const rapidjson::Value* const all = member(reply, "Mismatches");
+    return all != nullptr && all->IsArray() && !all->Empty() ? &(*all)[0] : nullptr;
+}
+
+Failure notStorable()
+{
+    return Errors::validation("Item size has exceeded the maximum allowed size");
+}
+
+} // namespace
+
+/** An item as it was read. */
+struct ItemStore::Snapshot {
+    std::optional<Item> item;
+    std::optional<std::string> text; // as the server sent it; none if there is no item
+};
+
+ItemStore::ItemStore(const Context& context, std::shared_ptr<const Table> table)
+    : server_(context.server), tables_(context.tables), table_(std::move(table))
+{}
+
+Failure ItemStore::get(const StoredKey& key, std::optional<Item>* item) const
+{
+    ServerReply reply;
+    if (Failure failure = send(::Operations::GetItem, ItemRequests::byKey(*table_, key), &reply))
+        return failure;
+    item->reset();
+    const rapidjson::Value* const stored = member(reply.body(), "Item");
+    return stored != nullptr ? read(*stored, key, &item->emplace()) : std::nullopt;
+}
+
+Failure ItemStore::put(const StoredKey& key, const Item& item) const
+{
+    const auto body = ItemRequests::put(*table_, key, item);
+    if (!body)
+        return notStorable();
+    ServerReply reply;
+    return send(::Operations::PutItem, *body, &reply);
+}
+
+Failure ItemStore::remove(const StoredKey& key) const
+{
+    ServerReply reply;
+    return send(::Operations::DeleteItem, ItemRequests::byKey(*table_, key), &reply);
+}
+
+Failure ItemStore::change(const StoredKey& key, FirstGuess guess, const Compute& compute) const
+{
+    BackOff backOff(ChangePatience);
+    const ItemGates::Gate gate = gates().enter(table_->name.real, key, backOff.deadline());
+    return gate.owns_lock() ? changeGuarded(key, guess, compute, &backOff) : Errors::transactionConflict();
+}
+
+Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, BackOff* backOff) const
+{
+    Snapshot before;
+    bool isKnown = guess == FirstGuess::NoItem; // by guess, or because the server has sent it
+    bool isGuess = isKnown;
+    for (int mismatches = 0;;) {
+        if (!isKnown) {
+            if (Failure failure = snapshot(key, &before))
+                return failure;
+            isGuess = false;
+        }
+        ItemChange change;
+        if (Failure failure = compute(before.item ? &*before.item : nullptr, &change)) {
+            if (!std::exchange(isGuess, false))
+                return failure;
+            isKnown = false;
+            continue;
+        }
+        if (change.action == ItemChange::Action::Keep && !isGuess)
+            return std::nullopt;
+        ServerReply reply;
+        if (Failure failure = commit(key, before, change, &reply))
+            return failure;
+        if (reply.isSuccess())
+            return std::nullopt;
+        // What the reply says is the latest there is, so there is nothing to wait for, unless that is late again and
+        // again.
+        isGuess = false;
+        isKnown = ++mismatches % MismatchesBeforePause != 0;
+        if (!isKnown && !backOff->pause())
+            return Errors::transactionConflict();
+        const rapidjson::Value* const mismatch = firstMismatch(reply.body());
+        if (mismatch == nullptr)
+            return Errors::internal("The server's reply is not understood; nothing was written");
+        if (Failure failure = snapshotOf(member(*mismatch, "Item"), key, &before))
+            return failure;
+    }
+}
+
+Failure ItemStore::snapshot(const StoredKey& key, Snapshot* found) const
+{
+    ServerReply reply;
+    if (Failure failure = send(::Operations::GetItem, ItemRequests::byKey(*table_, key), &reply))
+        return failure;
+    return snapshotOf(member(reply.body(), "Item"), key, found);
+}
+
+Failure ItemStore::snapshotOf(const rapidjson::Value* stored, const StoredKey& key, Snapshot* found) const
+{
+    found->item.reset();
+    found->text.reset();
+    if (stored == nullptr)
+        return std::nullopt;
+    found->text = jsonOf(*stored);
+    return read(*stored, key, &found->item.emplace());
+}
+
+/** A change that keeps a guess writes nothing but checks it, as the item that is not there can be deleted. */
+Failure ItemStore::commit(const StoredKey& key, const Snapshot& before, const ItemChange& change,
+                          ServerReply* reply) const
+{
+    ItemRequests::Entry entry{table_.get(), &key, before.text, std::nullopt};
+    if (change.action == ItemChange::Action::Put) {
+        entry.put = ItemRequests::storedText(*table_, change.item);
+        if (!entry.put)
+            return notStorable();
+    }
+    std::vector<ItemRequests::Entry> entries;
+    entries.push_back(std::move(entry));
+    return send(::Operations::Commit, ItemRequests::commit(entries), reply);
+}
+
+Failure ItemStore::send(const ::Operations::Operation& operation, const std::string& body, ServerReply* reply) const
+{
+    BackOff backOff(TablePatience);
+    for (;;) {
+        if (Failure failure = server_.send(operation, body, reply))
+            return failure;
+        if (reply->isSuccess() || reply->isError(ErrorTypes::ConditionalCheckFailed))
+            return std::nullopt;
+        // Also the answer while another request has the server close the table's directory for a moment.
+        if (reply->isError(ErrorTypes::ResourceNotFound)) {
+            tables_.forget(table_->name);
+            if (backOff.pause())
+                continue;
+        }
+        return reply->failure();
+    }
+}
+
+Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, Item* item) const
+{
+    const std::array<std::string_view, 2> keyNames{table_->hash.name, table_->serverRangeName};
+    std::string why;
+    if (!Items::StoredItem::read(stored, keyNames, item, &why))
+        return Errors::validation("The table " + table_->name.shown + " has an item that this API cannot show: " + why);
+    return ItemKeys::addTo(item, *table_, key);
+}
+
+} // namespace Api

@@ -1,5 +1,6 @@
 #include "api/operation.h"
 
+#include "api/itemoperations.h"
 #include "api/shapes.h"
 #include "api/tableoperations.h"
 
@@ -12,16 +13,20 @@ namespace {
 
 constexpr std::array Served{
     Operation{"CreateTable", &Inputs::CreateTable, createTable},
+    Operation{"DeleteItem", &Inputs::DeleteItem, deleteItem},
     Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},
     Operation{"DescribeContinuousBackups", &Inputs::DescribeContinuousBackups, describeContinuousBackups},
     Operation{"DescribeEndpoints", &Inputs::DescribeEndpoints, describeEndpoints},
     Operation{"DescribeLimits", &Inputs::DescribeLimits, describeLimits},
     Operation{"DescribeTable", &Inputs::DescribeTable, describeTable},
     Operation{"DescribeTimeToLive", &Inputs::DescribeTimeToLive, describeTimeToLive},
+    Operation{"GetItem", &Inputs::GetItem, getItem},
     Operation{"ListTables", &Inputs::ListTables, listTables},
     Operation{"ListTagsOfResource", &Inputs::ListTagsOfResource, listTagsOfResource},
+    Operation{"PutItem", &Inputs::PutItem, putItem},
     Operation{"TagResource", &Inputs::TagResource, tagResource},
     Operation{"UntagResource", &Inputs::UntagResource, untagResource},
+    Operation{"UpdateItem", &Inputs::UpdateItem, updateItem},
     Operation{"UpdateTable", &Inputs::UpdateTable, updateTable},
 };
 

@@ -1,0 +1,31 @@
+#ifndef QUORVA_API_CAPACITY_H
+#define QUORVA_API_CAPACITY_H
+
+#include "api/jsonwriter.h"
+#include "api/tabledescription.h"
+
+#include <rapidjson/document.h>
+
+#include <cstddef>
+
+/** What requests would consume, computed from the sizes of items: "ConsumedCapacity". Nothing here is ever limited. */
+namespace Api::Capacity {
+
+/** Of reading items with so many bytes, which may be 0: a unit for every 4 KB begun, half of it if not consistent. */
+double ofRead(std::size_t bytes, bool isConsistent);
+
+/** Of writing an item that has so many bytes, before or after it, whichever are more. */
+double ofWrite(std::size_t bytes);
+
+/** Whether a request asks for it. */
+bool isWanted(const rapidjson::Value& request);
+
+/** Writes the object, for a request that wants it. */
+void write(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer);
+
+/** Writes the member "ConsumedCapacity" if the request wants it. */
+void writeMember(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer);
+
+} // namespace Api::Capacity
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef QUORVA_API_ITEMOPERATIONS_H
+#define QUORVA_API_ITEMOPERATIONS_H
+
+#include "api/error.h"
+#include "api/jsonwriter.h"
+#include "api/operation.h"
+
+#include <rapidjson/document.h>
+
+/** The operations on items, each a Handler. */
+namespace Api {
+
+[[nodiscard]] Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure deleteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+
+} // namespace Api
+
+#endif

@@ -1,0 +1,20 @@
+#ifndef QUORVA_API_RETURNVALUES_H
+#define QUORVA_API_RETURNVALUES_H
+
+#include "api/error.h"
+
+#include <rapidjson/document.h>
+
+namespace Api {
+
+/** Which attributes a write returns: the member "ReturnValues". */
+enum class ReturnValues { None, AllOld, UpdatedOld, AllNew, UpdatedNew };
+
+ReturnValues returnValuesOf(const rapidjson::Value& request);
+
+/** The same for writes that have nothing else to return than the old item. */
+[[nodiscard]] Failure readOldOrNone(const rapidjson::Value& request, ReturnValues* values);
+
+} // namespace Api
+
+#endif

@@ -1,0 +1,103 @@
+#include "itemfixture.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+class ApiConcurrency : public ApiItems {
+protected:
+    static constexpr int Clients = 64;
+
+    /** Has each client do its work, all at once. */
+    template <typename Work> void inAllClients(Work&& work) const
+    {
+        std::vector<std::thread> threads;
+        for (int client = 0; client < Clients; ++client)
+            threads.emplace_back([&, client] { work(client); });
+        for (std::thread& thread : threads)
+            thread.join();
+    }
+
+    /** The range key of the item "a", 1 at the server. */
+    QString storedRange()
+    {
+        const QVariantMap reply =
+            server_.request("Query", {{"TableName", table()}, {"HashKeyValue", QVariantMap{{"S", "a"}}}});
+        return reply.value("Items").toList().value(0).toMap().value("ax").toMap().value("S").toString();
+    }
+    QString table() const { return QString::fromStdString(directory_.path() + "|items"); }
+
+    std::string numberOf(const std::string& name) const
+    {
+        return parsed(attributesOf("a", "1"))
+            .value(QString::fromStdString(name))
+            .toMap()
+            .value("N")
+            .toString()
+            .toStdString();
+    }
+};
+
+} // namespace
+
+TEST_F(ApiConcurrency, NoIncrementIsLost)
+{
+    constexpr int Each = 10;
+    inAllClients([&](int client) {
+        for (int i = 0; i < Each; ++i)
+            (void)done("UpdateItem", body(key("a", "1") + R"(,"UpdateExpression":"ADD tally :one, #own :one",)" +
+                                          R"("ExpressionAttributeNames":{"#own":"w)" + std::to_string(client) +
+                                          R"("},"ExpressionAttributeValues":{":one":{"N":"0.1"}})"));
+    });
+    EXPECT_EQ(numberOf("tally"), std::to_string(Clients * Each / 10));
+    for (int client = 0; client < Clients; ++client)
+        EXPECT_EQ(numberOf("w" + std::to_string(client)), std::to_string(Each / 10));
+}
+
+/** The other does not wait at the gates of this process. */
+TEST_F(ApiConcurrency, NoIncrementIsLostBesideOthersWhoCommit)
+{
+    (void)done("PutItem", put("a", "1", R"("tally":{"N":"0"},"side":{"N":"0"})"));
+    std::atomic<bool> isOver{false};
+    std::atomic<int> others{0};
+    const QString at = storedRange();
+    std::thread other([&] {
+        // Adds by the server's own operation, which takes part in no computation here.
+        while (!isOver) {
+            const QVariantMap reply = server_.request(
+                "UpdateItem",
+                {{"TableName", table()},
+                 {"Key", QVariantMap{{"HashKeyElement", QVariantMap{{"S", "a"}}},
+                                     {"RangeKeyElement", QVariantMap{{"S", at}}}}},
+                 {"AttributeUpdates",
+                  QVariantMap{{"side", QVariantMap{{"Action", "ADD"}, {"Value", QVariantMap{{"N", "1"}}}}}}}});
+            EXPECT_EQ(reply.value("__rc"), 200);
+            ++others;
+        }
+    });
+    constexpr int Each = 4;
+    inAllClients([&](int) {
+        for (int i = 0; i < Each; ++i)
+            (void)done("UpdateItem", body(key("a", "1") + R"(,"UpdateExpression":"SET tally = tally + :one",)"
+                                                          R"-("ConditionExpression":"attribute_exists(tally)",)-"
+                                                          R"("ExpressionAttributeValues":{":one":{"N":"1"}})"));
+    });
+    isOver = true;
+    other.join();
+    EXPECT_EQ(numberOf("tally"), std::to_string(Clients * Each));
+    EXPECT_EQ(numberOf("side"), std::to_string(others));
+}
+
+TEST_F(ApiConcurrency, OneOfAllMakesTheItem)
+{
+    std::atomic<int> made{0};
+    inAllClients([&](int client) {
+        const Api::Reply reply =
+            call("PutItem", body(item("a", "1", R"("by":{"N":")" + std::to_string(client) + "\"}") +
+                                 R"-(,"ConditionExpression":"attribute_not_exists(id)")-"));
+        made += reply.status == 200 ? 1 : 0;
+    });
+    EXPECT_EQ(made, 1);
+}

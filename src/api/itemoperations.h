@@ -14,6 +14,8 @@ namespace Api {
 [[nodiscard]] Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure deleteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 
 } // namespace Api
 

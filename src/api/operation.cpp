@@ -24,6 +24,8 @@ constexpr std::array Served{
     Operation{"ListTables", &Inputs::ListTables, listTables},
     Operation{"ListTagsOfResource", &Inputs::ListTagsOfResource, listTagsOfResource},
     Operation{"PutItem", &Inputs::PutItem, putItem},
+    Operation{"Query", &Inputs::Query, query},
+    Operation{"Scan", &Inputs::Scan, scan},
     Operation{"TagResource", &Inputs::TagResource, tagResource},
     Operation{"UntagResource", &Inputs::UntagResource, untagResource},
     Operation{"UpdateItem", &Inputs::UpdateItem, updateItem},

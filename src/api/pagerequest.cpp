@@ -1,0 +1,85 @@
+#include "api/pagerequest.h"
+
+#include "api/capacity.h"
+#include "api/itemjson.h"
+#include "api/itemkeys.h"
+#include "api/members.h"
+#include "api/tablecatalog.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Api {
+
+namespace {
+
+Failure invalid(const std::string& text)
+{
+    return Errors::validation("One or more parameter values were invalid: " + text);
+}
+
+Failure readSelect(const rapidjson::Value& request, ItemPage* page)
+{
+    const std::string_view select = textIn(request, "Select");
+    const bool isOlder = hasMember(request, "AttributesToGet");
+    page->isCountOnly = select == "COUNT";
+    if (select == "ALL_PROJECTED_ATTRIBUTES" && !hasMember(request, "IndexName"))
+        return invalid("ALL_PROJECTED_ATTRIBUTES can be used only when Querying using an IndexName");
+    if (select == "SPECIFIC_ATTRIBUTES" && !page->projection)
+        return invalid("Must specify the AttributesToGet or ProjectionExpression when choosing to get "
+                       "SPECIFIC_ATTRIBUTES");
+    if (page->projection && !select.empty() && select != "SPECIFIC_ATTRIBUTES") {
+        const std::string member = isOlder ? "AttributesToGet" : "ProjectionExpression";
+        const std::string selected = page->isCountOnly ? "only the Count" : std::string(select);
+        return invalid("Cannot specify the " + member + " when choosing to get " + selected);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+Failure PageRequests::read(const rapidjson::Value& request, Expressions::Parameters* parameters, ItemPage* page)
+{
+    page->filter = std::move(parameters->filter);
+    page->projection = std::move(parameters->projection);
+    if (const auto limit = numberIn(request, "Limit"))
+        page->limit = static_cast<std::size_t>(*limit); // at least 1, by its shape
+    return readSelect(request, page);
+}
+
+Failure PageRequests::findTable(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table)
+{
+    if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
+        return failure;
+    if (hasMember(request, "IndexName"))
+        return Errors::validation("The table does not have the specified index: " +
+                                  std::string(textIn(request, "IndexName")));
+    return std::nullopt;
+}
+
+Failure PageRequests::readStartKey(const Table& table, const rapidjson::Value& request, std::optional<StoredKey>* start)
+{
+    const rapidjson::Value* const json = member(request, "ExclusiveStartKey");
+    if (json == nullptr)
+        return std::nullopt;
+    Failure failure = ItemKeys::read(table, *json, &start->emplace());
+    if (failure && failure->message == ItemKeys::WrongKey)
+        failure->message = std::string("The provided starting key is invalid: ") + ItemKeys::WrongKey;
+    return failure;
+}
+
+Failure PageRequests::answer(const rapidjson::Value& request, const Table& table, const ItemPage& page, ItemWalk* walk,
+                             JsonWriter* reply)
+{
+    PageFigures figures;
+    reply->StartObject();
+    if (Failure failure = writePage(walk, table, page, &figures, reply))
+        return failure;
+    const bool isConsistent = boolIn(request, "ConsistentRead").value_or(false);
+    Capacity::writeMember(request, table, Capacity::ofRead(figures.bytes, isConsistent), reply);
+    reply->EndObject();
+    return std::nullopt;
+}
+
+} // namespace Api

@@ -1,0 +1,37 @@
+#ifndef QUORVA_API_PAGEREQUEST_H
+#define QUORVA_API_PAGEREQUEST_H
+
+#include "api/error.h"
+#include "api/itempage.h"
+#include "api/itemwalk.h"
+#include "api/jsonwriter.h"
+#include "api/keyrange.h"
+#include "api/operation.h"
+#include "api/tabledescription.h"
+#include "expressions/parameters.h"
+
+#include <rapidjson/document.h>
+
+#include <memory>
+#include <optional>
+
+/** What Query and Scan have in common. */
+namespace Api::PageRequests {
+
+/** Reads "Limit" and "Select", and takes filter and projection from the parameters. */
+[[nodiscard]] Failure read(const rapidjson::Value& request, Expressions::Parameters* parameters, ItemPage* page);
+
+/** Finds the table; fails for an index, as no table has any. */
+[[nodiscard]] Failure findTable(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table);
+
+/** Reads "ExclusiveStartKey"; empty if there is none. */
+[[nodiscard]] Failure readStartKey(const Table& table, const rapidjson::Value& request,
+                                   std::optional<StoredKey>* start);
+
+/** Reads the page and writes the reply. */
+[[nodiscard]] Failure answer(const rapidjson::Value& request, const Table& table, const ItemPage& page, ItemWalk* walk,
+                             JsonWriter* reply);
+
+} // namespace Api::PageRequests
+
+#endif

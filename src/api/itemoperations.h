@@ -16,6 +16,8 @@ namespace Api {
 [[nodiscard]] Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure batchGetItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+[[nodiscard]] Failure batchWriteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 
 } // namespace Api
 

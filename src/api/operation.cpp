@@ -12,6 +12,8 @@ namespace Api {
 namespace {
 
 constexpr std::array Served{
+    Operation{"BatchGetItem", &Inputs::BatchGetItem, batchGetItem},
+    Operation{"BatchWriteItem", &Inputs::BatchWriteItem, batchWriteItem},
     Operation{"CreateTable", &Inputs::CreateTable, createTable},
     Operation{"DeleteItem", &Inputs::DeleteItem, deleteItem},
     Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},

@@ -1,0 +1,161 @@
+#include "api/capacity.h"
+#include "api/itemjson.h"
+#include "api/itemkeys.h"
+#include "api/itemoperations.h"
+#include "api/itemstore.h"
+#include "api/members.h"
+#include "api/tablecatalog.h"
+#include "items/itemjson.h"
+#include "items/itemsize.h"
+
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace Api {
+
+namespace {
+
+constexpr std::size_t MostKeys = 100;
+constexpr std::size_t MostBytes = 16 * 1024 * 1024; // of the items of a reply
+
+/** What is read of one table. */
+struct TableRead {
+    std::string name; // as the request has it, and so has the reply
+    const rapidjson::Value* json = nullptr;
+    std::shared_ptr<const Table> table{};
+    std::vector<StoredKey> keys{};
+    std::optional<Expressions::PathTree> projection{};
+    bool isConsistent = false;
+    rapidjson::SizeType done = 0; // of the keys
+    double units = 0;
+};
+
+Failure readKeys(const rapidjson::Value& keys, TableRead* read)
+{
+    std::set<StoredKey> seen;
+    for (const rapidjson::Value& json : keys.GetArray()) {
+        StoredKey key;
+        if (Failure failure = ItemKeys::read(*read->table, json, &key))
+            return failure;
+        if (!seen.insert(key).second)
+            return Errors::validation("Provided list of item keys contains duplicates");
+        read->keys.push_back(std::move(key));
+    }
+    return std::nullopt;
+}
+
+/** Reads the request; nothing has been read of the tables then. */
+Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableRead>* reads)
+{
+    const rapidjson::Value& tables = *member(request, "RequestItems");
+    std::size_t keys = 0;
+    for (const auto& [name, json] : tables.GetObject()) {
+        TableRead& read = reads->emplace_back(TableRead{std::string(textOf(name)), &json});
+        Expressions::Parameters parameters;
+        if (Failure failure = readParameters(Expressions::RequestKind::Get, json, &parameters))
+            return failure;
+        read.projection = std::move(parameters.projection);
+        read.isConsistent = boolIn(json, "ConsistentRead").value_or(false);
+        keys += member(json, "Keys")->Size();
+    }
+    if (keys > MostKeys)
+        return Errors::validation("Too many items requested for the BatchGetItem call");
+    for (TableRead& read : *reads) {
+        if (Failure failure = context.tables.find(read.name, &read.table))
+            return failure;
+        if (Failure failure = readKeys(*member(*read.json, "Keys"), &read))
+            return failure;
+    }
+    return std::nullopt;
+}
+
+/** Reads the items, and writes them as long as they fit. */
+class BatchReader {
+public:
+    BatchReader(const Context& context, JsonWriter* reply) : context_(context), reply_(reply) {}
+
+    Failure run(TableRead* read)
+    {
+        const ItemStore store(context_, read->table);
+        putName(read->name, reply_);
+        reply_->StartArray();
+        for (; read->done < read->keys.size() && !isFull_; ++read->done) {
+            std::optional<Items::Item> item;
+            if (Failure failure = store.get(read->keys[read->done], &item))
+                return failure;
+            const std::size_t bytes = item ? Items::sizeOfItem(*item) : 0;
+            isFull_ = bytes_ + bytes > MostBytes;
+            if (isFull_)
+                break;
+            bytes_ += bytes;
+            read->units += Capacity::ofRead(bytes, read->isConsistent);
+            if (item)
+                Items::writeItem(read->projection ? read->projection->partsOf(*item) : *item, reply_);
+        }
+        reply_->EndArray();
+        return std::nullopt;
+    }
+
+private:
+    const Context& context_;
+    JsonWriter* const reply_;
+    std::size_t bytes_ = 0;
+    bool isFull_ = false;
+};
+
+/** The request of a table with the keys that were not read. */
+void writeUnprocessed(const TableRead& read, JsonWriter* reply)
+{
+    putName(read.name, reply);
+    reply->StartObject();
+    for (const auto& [name, value] : read.json->GetObject()) {
+        putName(textOf(name), reply);
+        if (textOf(name) != "Keys") {
+            value.Accept(*reply);
+            continue;
+        }
+        reply->StartArray();
+        for (rapidjson::SizeType i = read.done; i < value.Size(); ++i)
+            value[i].Accept(*reply);
+        reply->EndArray();
+    }
+    reply->EndObject();
+}
+
+} // namespace
+
+Failure batchGetItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+{
+    std::vector<TableRead> reads;
+    if (Failure failure = readRequest(request, context, &reads))
+        return failure;
+    BatchReader reader(context, reply);
+    reply->StartObject();
+    putName("Responses", reply);
+    reply->StartObject();
+    for (TableRead& read : reads) {
+        if (Failure failure = reader.run(&read))
+            return failure;
+    }
+    reply->EndObject();
+    putName("UnprocessedKeys", reply);
+    reply->StartObject();
+    for (const TableRead& read : reads) {
+        if (read.done < read.keys.size())
+            writeUnprocessed(read, reply);
+    }
+    reply->EndObject();
+    if (Capacity::isWanted(request)) {
+        putName("ConsumedCapacity", reply);
+        reply->StartArray();
+        for (const TableRead& read : reads)
+            Capacity::write(request, *read.table, read.units, reply);
+        reply->EndArray();
+    }
+    reply->EndObject();
+    return std::nullopt;
+}
+
+} // namespace Api

@@ -8,8 +8,7 @@ namespace Decimal {
 
 namespace {
 
-/** Far above any exponent of a number, and above the number of digits of any text. */
-constexpr long long FarExponent = 1LL << 50;
+constexpr long long FarExponent = 1LL << 50; // above that of any number, and above the digits of any text
 
 std::optional<Number> refuse(Refusal reason, Refusal* why)
 {
@@ -91,7 +90,7 @@ int compareMagnitudes(const Number& a, const Number& b)
     return a.digits().compare(b.digits());
 }
 
-/** A sum or difference in the making: digits from the greatest place of either number downwards, and a carry's. */
+/** A sum or difference in the making: a carry, and digits from the greatest place of either number downwards. */
 class Column {
 public:
     Column(const Number& a, const Number& b)
@@ -204,8 +203,8 @@ std::optional<Number> Number::fromDigits(bool isNegative, std::string_view digit
 {
     if (digits.empty() || digits.size() > MostDigits || exponent < LeastExponent || exponent > GreatestExponent)
         return {};
-    const bool isAllDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= 0 && c <= 9; });
-    if (!isAllDigits || digits.front() == 0 || digits.back() == 0)
+    const bool areDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= 0 && c <= 9; });
+    if (!areDigits || digits.front() == 0 || digits.back() == 0)
         return {};
     Number number;
     std::copy(digits.begin(), digits.end(), number.digits_.begin());
@@ -235,9 +234,7 @@ std::string Number::text() const
 std::strong_ordering operator<=>(const Number& a, const Number& b)
 {
     const auto sign = [](const Number& number) { return number.isZero() ? 0 : number.isNegative() ? -1 : 1; };
-    if (sign(a) != sign(b) || sign(a) == 0)
-        return sign(a) <=> sign(b);
-    return sign(a) * compareMagnitudes(a, b) <=> 0;
+    return sign(a) == sign(b) ? sign(a) * compareMagnitudes(a, b) <=> 0 : sign(a) <=> sign(b);
 }
 
 std::optional<Number> add(const Number& a, const Number& b, Refusal* why)

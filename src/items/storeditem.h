@@ -25,7 +25,7 @@ inline constexpr std::size_t MostBytes = 524288;
 
 /**
  * The JSON text of the object to be stored; equal items have equal texts. Empty when even the packed form is longer
- * than MostBytes, which no item of Items::MostItemBytes is.
+ * than MostBytes: an item larger than Items::MostItemBytes, or one of thousands of small binary sets of random bytes.
  */
 std::optional<std::string> textOf(const Item& item);
 

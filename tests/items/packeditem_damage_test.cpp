@@ -80,6 +80,16 @@ TEST(PackedItem, WhatNoItemHasIsRefused)
     set.putNumber(Columns::Structure, 0);
     EXPECT_FALSE(isRead(set)) << "an empty set";
 
+    Columns strings = beginning(Type::StringSet);
+    strings.putNumber(Columns::Structure, 1);
+    strings.putNumber(Columns::Shared, 0);
+    strings.putNumber(Columns::Lengths, 1);
+    Columns foreign = strings;
+    strings.putBytes(Columns::Text, "x");
+    EXPECT_TRUE(isRead(strings));
+    foreign.putBytes(Columns::Text, "\xff");
+    EXPECT_FALSE(isRead(foreign)) << "no UTF-8";
+
     Columns shared = beginning(Type::BinarySet);
     shared.putNumber(Columns::Structure, 1);
     shared.putNumber(Columns::Shared, 1);

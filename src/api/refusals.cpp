@@ -23,16 +23,19 @@ constexpr std::string_view NoBuckets =
     "there is no object storage to read from or write to; see quorvactl export and import";
 constexpr std::string_view NoInsights = "figures are at /metrics, see monitoring.md";
 constexpr std::string_view NoStreams = "there are no streams of changes";
+constexpr std::string_view NoVectors = "there are no vector indexes";
 constexpr std::string_view NoPolicies = "every user who may connect may do everything, see --allow-users";
 constexpr std::string_view NoScaling = "capacity is not limited, so there is nothing to scale";
 
 constexpr std::array Refusals{
     Refusal{"BatchExecuteStatement", NoStatements},
+    Refusal{"CancelBulkOperation", NoBuckets},
     Refusal{"CreateBackup", NoBackups},
     Refusal{"CreateGlobalTable", OneRegion},
     Refusal{"DeleteBackup", NoBackups},
     Refusal{"DeleteResourcePolicy", NoPolicies},
     Refusal{"DescribeBackup", NoBackups},
+    Refusal{"DescribeBulkOperation", NoBuckets},
     Refusal{"DescribeContributorInsights", NoInsights},
     Refusal{"DescribeExport", NoBuckets},
     Refusal{"DescribeGlobalTable", OneRegion},
@@ -48,6 +51,7 @@ constexpr std::array Refusals{
     Refusal{"GetResourcePolicy", NoPolicies},
     Refusal{"ImportTable", NoBuckets},
     Refusal{"ListBackups", NoBackups},
+    Refusal{"ListBulkOperations", NoBuckets},
     Refusal{"ListContributorInsights", NoInsights},
     Refusal{"ListExports", NoBuckets},
     Refusal{"ListGlobalTables", OneRegion},
@@ -55,6 +59,8 @@ constexpr std::array Refusals{
     Refusal{"PutResourcePolicy", NoPolicies},
     Refusal{"RestoreTableFromBackup", NoBackups},
     Refusal{"RestoreTableToPointInTime", NoBackups},
+    Refusal{"SearchVectors", NoVectors},
+    Refusal{"StartBulkPutItems", NoBuckets},
     Refusal{"TransactGetItems", NoTransactions},
     Refusal{"TransactWriteItems", NoTransactions},
     Refusal{"UpdateContinuousBackups", NoBackups},

@@ -2,14 +2,31 @@
 
 #include "api/members.h"
 
+#include <array>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Api {
 
 namespace {
 
 constexpr long long MostUnits = 1'000'000'000'000;
+
+constexpr std::string_view OneRegion = "there is one machine, and no other region to replicate to";
+constexpr std::string_view NoVectors = "there are no vector indexes";
+constexpr std::string_view NoPolicies = "every user who may connect may do everything, see --allow-users";
+
+/** Members that cannot be granted, whatever they are. */
+constexpr std::array Unavailable{
+    std::pair{std::string_view("ReplicaUpdates"), OneRegion},
+    std::pair{std::string_view("GlobalTableSourceArn"), OneRegion},
+    std::pair{std::string_view("GlobalTableWitnessUpdates"), OneRegion},
+    std::pair{std::string_view("MultiRegionConsistency"), OneRegion},
+    std::pair{std::string_view("VectorIndexes"), NoVectors},
+    std::pair{std::string_view("VectorIndexUpdates"), NoVectors},
+    std::pair{std::string_view("ResourcePolicy"), NoPolicies},
+};
 
 Failure unavailable(std::string_view member, std::string_view reason)
 {
@@ -55,10 +72,10 @@ Failure TableOptions::refuseUnavailable(const rapidjson::Value& request)
         return unavailable("StreamSpecification", "there are no streams of changes");
     if (isEnabled(request, "SSESpecification", "Enabled"))
         return unavailable("SSESpecification", "the server does not encrypt its files");
-    if (hasMember(request, "ReplicaUpdates"))
-        return unavailable("ReplicaUpdates", "there is one machine, and no other region to replicate to");
-    if (hasMember(request, "ResourcePolicy"))
-        return unavailable("ResourcePolicy", "every user who may connect may do everything, see --allow-users");
+    for (const auto& [name, reason] : Unavailable) {
+        if (hasMember(request, name))
+            return unavailable(name, reason);
+    }
     return std::nullopt;
 }
 

@@ -15,6 +15,7 @@ namespace {
 using Kind = Shape::Kind;
 
 constexpr std::size_t MostErrors = 10; // that are reported
+constexpr const char* NotNull = "Member must not be null";
 
 bool isScalar(const Shape& shape)
 {
@@ -184,6 +185,8 @@ public:
     }
 
 private:
+    // Elements that are null are no values, so that nobody has to expect one: unlike a member, they cannot be left out.
+
     void add(const std::string& value, const std::string& path, const std::string& rule)
     {
         if (errors_.size() < MostErrors)
@@ -197,21 +200,24 @@ private:
             if (found != nullptr)
                 check(*found, *expected.shape, pathOf(path, expected.name));
             else if (expected.isRequired)
-                add("null", pathOf(path, expected.name), "Member must not be null");
+                add("null", pathOf(path, expected.name), NotNull);
         }
     }
 
     void checkElements(const rapidjson::Value& value, const Shape& shape, const std::string& path)
     {
-        if (isScalar(*shape.element)) {
-            if (hasLimits(*shape.element) && std::any_of(value.Begin(), value.End(), [&](const auto& element) {
-                    return !brokenRules(element, *shape.element).empty();
-                }))
-                add(quoted(value), path, "Member must satisfy constraint: [" + allRules(*shape.element) + ']');
-            return;
+        for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
+            const std::string element = path + '.' + std::to_string(i + 1) + ".member";
+            if (value[i].IsNull())
+                add("null", element, NotNull);
+            else if (!isScalar(*shape.element))
+                check(value[i], *shape.element, element);
         }
-        for (rapidjson::SizeType i = 0; i < value.Size(); ++i)
-            check(value[i], *shape.element, path + '.' + std::to_string(i + 1) + ".member");
+        const auto isBroken = [&](const rapidjson::Value& element) {
+            return !brokenRules(element, *shape.element).empty();
+        };
+        if (isScalar(*shape.element) && hasLimits(*shape.element) && std::any_of(value.Begin(), value.End(), isBroken))
+            add(quoted(value), path, "Member must satisfy constraint: [" + allRules(*shape.element) + ']');
     }
 
     void checkEntries(const rapidjson::Value& value, const Shape& shape, const std::string& path)
@@ -220,11 +226,14 @@ private:
                 return !brokenRules(entry.name, *shape.key).empty();
             }))
             add(quoted(value), path, "Map keys must satisfy constraint: [" + allRules(*shape.key) + ']');
-        if (shape.element->hasNoLimits)
-            return;
         for (const auto& entry : value.GetObject()) {
-            if (!entry.value.IsNull())
-                check(entry.value, *shape.element, path + '.' + std::string(textOf(entry.name)) + ".member");
+            if (!entry.value.IsNull() && shape.element->hasNoLimits)
+                continue;
+            const std::string element = path + '.' + std::string(textOf(entry.name)) + ".member";
+            if (entry.value.IsNull())
+                add("null", element, NotNull);
+            else
+                check(entry.value, *shape.element, element);
         }
     }
 

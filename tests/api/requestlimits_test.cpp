@@ -115,6 +115,19 @@ TEST(RequestLimits, KeysOfMapsAndElementsOfLists)
                             "Member must have length greater than or equal to 1]")}));
 }
 
+TEST(RequestLimits, ElementsAreNeverNull)
+{
+    EXPECT_EQ(
+        complaint(Api::Inputs::BatchGetItem, R"({"RequestItems":{"orders":null,"others":{"Keys":[null,{"a":null}]}}})"),
+        detected({one("null", "requestItems.orders.member", NotNull),
+                  one("null", "requestItems.others.member.keys.1.member", NotNull),
+                  one("null", "requestItems.others.member.keys.2.member.a.member", NotNull)}));
+    EXPECT_EQ(complaint(Api::Inputs::GetItem, R"({"TableName":"orders","Key":{},"AttributesToGet":["a",null]})"),
+              detected({one("null", "attributesToGet.2.member", NotNull)}));
+    EXPECT_EQ(complaint(Api::Inputs::PutItem, R"({"TableName":"orders","Item":{"id":{"S":"a"},"b":null}})"),
+              detected({one("null", "item.b.member", NotNull)}));
+}
+
 TEST(RequestLimits, LengthsAreCountedInUtf16)
 {
     const auto tagged = [](const std::string& value) {

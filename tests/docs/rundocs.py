@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Runs the console sessions of a document and compares their output with the output in the document.
 
-    rundocs.py --bin DIRECTORY DOCUMENT
+    rundocs.py --bin DIRECTORY [--javascript DIRECTORY] DOCUMENT
 
 The "console" blocks of a document are one session, in one shell, in a separate directory with a build/bin like that of
 a checkout, and with a server on the default port. A command starts with "$ " and includes the lines that its syntax
 still needs; what follows is its exact output, including standard error. Only ports and what depends on the machine are
 translated, so that documents can use the default port while any number of these tests run at once.
+
+A "console NAME" block needs a client of the API that is not installed by default, see CLIENTS; without it the block is
+left out.
 """
 
 import argparse
@@ -38,6 +41,8 @@ MACHINE_DEPENDENT = [
     (re.compile(r"token=[0-9a-f]{48}"), "token=TOKEN"),
     (re.compile(r"\r\n"), "\n"),
 ]
+# Where the clients are. The one for JavaScript is what npm installs, in the DIRECTORY of --javascript.
+CLIENTS = {"aws": "/usr/bin/aws", "boto3": "/usr/lib/python3/dist-packages/boto3"}
 END_OF_OUTPUT = b"\x01"
 COMMAND_SECONDS = 60
 
@@ -51,11 +56,24 @@ class Command:
 
 def is_complete(command):
     """Whether the shell would run this, rather than wait for more lines."""
+    if command.endswith("\\"):
+        return False
     check = subprocess.run(["bash", "-n"], input=command, text=True, capture_output=True)
     return check.returncode == 0 and "here-document" not in check.stderr
 
 
-def read_commands(path):
+def is_wanted(block, clients):
+    """Whether the line begins a block of which the commands are to be run."""
+    words = block.removeprefix("```").split()
+    if words[:1] != ["console"]:
+        return False
+    if all(client in clients for client in words[1:]):
+        return True
+    print(f"left out, as it is not installed: {' '.join(words[1:])}")
+    return False
+
+
+def read_commands(path, clients):
     commands = []
     inside = False
     unfinished = False
@@ -63,7 +81,7 @@ def read_commands(path):
         for number, line in enumerate(document, 1):
             line = line.rstrip("\n")
             if line.startswith("```"):
-                inside = line == "```console"
+                inside = not inside and is_wanted(line, clients)
                 unfinished = False
             elif inside and unfinished:
                 commands[-1].text += "\n" + line
@@ -101,12 +119,21 @@ def make_checkout(scratch, binaries, ports):
             os.symlink(target, os.path.join(directory, name))
 
 
+def make_npm(directory, modules):
+    """A program npm in the directory, which installs no more than what is installed in `modules` already."""
+    write_script(os.path.join(directory, "npm"), f'[ "$1" = install ] && ln -s "{modules}" node_modules')
+
+
 class Shell:
     def __init__(self, directory):
         environment = {name: value for name, value in os.environ.items() if not name.endswith("_LOCKFILE")}
         environment.pop("PYTHONPATH", None)  # ours, which readers of the document do not have
         environment["LC_ALL"] = "C.UTF-8"
-        environment["PATH"] = "/usr/bin:/bin:" + environment["PATH"]  # for the python3 with the system's packages
+        # The first is for stand-ins, the next for the python3 with the system's packages.
+        environment["PATH"] = ":".join((os.path.join(directory, "script"), "/usr/bin:/bin", environment["PATH"]))
+        for name in [name for name in environment if name.startswith("AWS_")]:
+            del environment[name]  # a user's configuration
+        environment["AWS_CONFIG_FILE"] = environment["AWS_SHARED_CREDENTIALS_FILE"] = os.devnull
         self.process = subprocess.Popen(["bash", "--noprofile", "--norc"], cwd=directory, env=environment,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                         start_new_session=True)
@@ -147,7 +174,7 @@ def normalise(text):
     return text
 
 
-def run_session(commands, path, binaries, scratch):
+def run_session(commands, path, binaries, modules, scratch):
     names = [DEFAULT_PORT] + OTHER_PORTS
     directory = os.path.join(scratch, "checkout")
     os.mkdir(directory)
@@ -160,6 +187,8 @@ def run_session(commands, path, binaries, scratch):
         sys.exit("the server does not start")
     back = {port: name for name, port in ports.items()}
     make_checkout(directory, binaries, ports)
+    if modules:
+        make_npm(os.path.join(directory, "script"), modules)
     shell = Shell(directory)
     failures = 0
     try:
@@ -182,14 +211,19 @@ def run_session(commands, path, binaries, scratch):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True, help="directory of the programs")
+    parser.add_argument("--javascript", default="", help="directory in which npm has installed the API's client")
     parser.add_argument("document")
     arguments = parser.parse_args()
-    commands = read_commands(arguments.document)
+    clients = {name for name, path in CLIENTS.items() if os.path.exists(path)}
+    modules = os.path.join(os.path.abspath(arguments.javascript), "node_modules") if arguments.javascript else ""
+    if modules and os.path.exists(modules):
+        clients.add("javascript")
+    commands = read_commands(arguments.document, clients)
     if not commands:
         sys.exit(f"{arguments.document}: no console session")
     scratch = tempfile.mkdtemp(prefix="quorva-docs-")
     try:
-        failures = run_session(commands, arguments.document, os.path.abspath(arguments.bin), scratch)
+        failures = run_session(commands, arguments.document, os.path.abspath(arguments.bin), modules, scratch)
     finally:
         shutil.rmtree(scratch)
     print(f"{len(commands)} commands, {failures} failures")

@@ -1,0 +1,92 @@
+"""A server with quorva-http in front of it, for the programs of others: the SDKs and the command line of the API.
+
+Scripts that use it end with status 77, which counts as skipped, when the client is not installed.
+"""
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+from quorva import DEADLINE, Server, end, fail
+
+SKIPPED = 77
+
+
+def skip(reason):
+    print(f"skipped: {reason}")
+    sys.exit(SKIPPED)
+
+
+def isolate():
+    """Keeps a user's proxy, configuration and credentials away from the clients. Any credentials will do."""
+    for name in list(os.environ):
+        if name.lower().endswith("_proxy") or name.startswith(("AWS_", "BOTO_")):
+            del os.environ[name]
+    os.environ.update(AWS_CONFIG_FILE=os.devnull, AWS_SHARED_CREDENTIALS_FILE=os.devnull, AWS_ACCESS_KEY_ID="any",
+                      AWS_SECRET_ACCESS_KEY="any", AWS_DEFAULT_REGION="local", AWS_REGION="local", AWS_PAGER="",
+                      AWS_EC2_METADATA_DISABLED="true")
+
+
+USERS_ENVIRONMENT = dict(os.environ)
+isolate()  # before any of them is imported
+
+
+class Stack:
+    """The server and quorva-http as child processes, with a directory for tables."""
+
+    def __init__(self, binaries):
+        self.scratch = tempfile.mkdtemp(prefix="quorva-clients-")
+        self.tables = os.path.join(self.scratch, "tables")
+        os.mkdir(self.tables)
+        # -n: commits need not survive the machine's end.
+        self.server = Server([os.path.join(binaries, "quorva"), "-n"], self.scratch)
+        self.http = None
+        self.port = 0
+        try:
+            self.server.start()
+            self.start_http(os.path.join(binaries, "quorva-http"))
+        except BaseException:
+            self.end()
+            raise
+
+    def start_http(self, program):
+        errors = os.path.join(self.scratch, "http.errors")
+        with open(errors, "wb") as output:
+            self.http = subprocess.Popen([program, "--listen", "0", "--port", str(self.server.port), "--directory",
+                                          self.tables], stdin=subprocess.DEVNULL, stdout=output, stderr=output)
+        deadline = time.monotonic() + DEADLINE
+        while time.monotonic() < deadline:
+            with open(errors, encoding="utf-8", errors="replace") as text:
+                said = text.read()
+            listening = re.search(r"listening on 127\.0\.0\.1:(\d+)", said)
+            if listening:
+                self.port = int(listening.group(1))
+                return
+            if self.http.poll() is not None:
+                break
+            time.sleep(0.01)
+        fail(f"quorva-http does not listen:\n{said}")
+
+    @property
+    def url(self):
+        return f"http://127.0.0.1:{self.port}"
+
+    def end(self):
+        if self.http is not None:
+            end(self.http)
+        self.server.clean_up()
+        shutil.rmtree(self.scratch)
+
+
+def run(main, binaries):
+    """Calls `main` with a stack, and exits with what it returns."""
+    stack = Stack(binaries)
+    try:
+        status = main(stack)
+    finally:
+        stack.end()
+    sys.exit(status)

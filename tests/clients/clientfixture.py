@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import unittest
 
 from quorva import DEADLINE, Server, end, fail
 
@@ -97,3 +98,12 @@ def run(main, binaries):
     finally:
         stack.end()
     sys.exit(status)
+
+
+def run_tests(modules):
+    """Runs the tests in the modules, and returns what to exit with."""
+    loader = unittest.TestLoader()
+    suite = unittest.TestSuite(loader.loadTestsFromModule(module) for module in modules)
+    if suite.countTestCases() == 0:
+        return "there are no tests"
+    return 0 if unittest.TextTestRunner().run(suite).wasSuccessful() else 1

@@ -18,8 +18,9 @@ import rediscompare
 import report
 from processes import Workspace, note
 from quorva import Failure
-from rows import (BASELINE, BOUND, COMMITTING_THREADS, IDLE_CONNECTIONS, INIT, LOCK_MIXES, LOCK_WAIT, PLAIN, POSTGRES,
-                  READERS, REDIS, RELAXED, ROWS, WRITERS, bound, is_compared, is_durable, label)
+from rows import (BASELINE, BOUND, COMMITTING_THREADS, HTTP_ROWS, HTTP_VERSIONS, IDLE_CONNECTIONS, INIT, LOCK_MIXES,
+                  LOCK_WAIT, PLAIN, POSTGRES, READERS, REDIS, RELAXED, ROWS, WRITERS, bound, is_compared, is_durable,
+                  label)
 
 BUSY_LOAD = 0.5  # processes that wait or run
 
@@ -34,24 +35,24 @@ class Contestant:
         self.relaxed = workspace.start_server("-n", program=program)
         for kind in (PLAIN, INIT, RELAXED):
             workspace.make_directory(self._directory(kind), with_settings=kind == INIT)
-            workspace.load(self._server(kind), self._table(kind))
+            workspace.load(self.server(kind), self.table(kind))
 
     def _directory(self, kind):
         return f"{self.name}-{kind}"
 
-    def _table(self, kind):
+    def table(self, kind):
         return f"{self._directory(kind)}|items"
 
-    def _server(self, kind):
+    def server(self, kind):
         return self.relaxed if kind == RELAXED else self.durable
 
     def measure(self, row):
-        return self.workspace.measure(self._server(row.directory), self._table(row.directory), row.operation,
+        return self.workspace.measure(self.server(row.directory), self.table(row.directory), row.operation,
                                       row.clients)
 
     def measure_beside_writers(self):
         """Gets of some clients while others put, on a directory of init."""
-        return self.workspace.measure(self.durable, self._table(INIT), "get", READERS, "--writers", str(WRITERS))
+        return self.workspace.measure(self.durable, self.table(INIT), "get", READERS, "--writers", str(WRITERS))
 
 
 class Bench:
@@ -70,6 +71,9 @@ class Bench:
         self.others = {}
         self.rounds = []  # pairs of a row and its results, one dictionary for each round
         self.beside_writers = []  # one dictionary for each round
+        server = self.contestants["server"]
+        self.http = {kind: workspace.start_http(server.server(kind)) for kind in (INIT, RELAXED)}
+        self.http_rounds = []  # as rounds
         if options.compare:
             self._start_others(options)
 
@@ -99,15 +103,26 @@ class Bench:
         for name, other in self.others.items():
             if is_compared(row) and other.can(row.operation):
                 result[name] = {"rate": other.measure(row.operation, row.clients, run.seconds)}
-        self._rounds_of(row).append(result)
+        self._rounds_of(row, self.rounds).append(result)
         return result
 
-    def _rounds_of(self, row):
-        for known, rounds in self.rounds:
+    def measure_http(self, row):
+        """By the wire protocol, and by each version of the API."""
+        server = self.contestants["server"]
+        result = {"wire": server.measure(row)}
+        for version in HTTP_VERSIONS:
+            result[version] = self.workspace.measure(self.http[row.directory], server.table(row.directory),
+                                                     row.operation, row.clients, "--interface", version)
+        self._rounds_of(row, self.http_rounds).append(result)
+        return result
+
+    @staticmethod
+    def _rounds_of(row, all_rounds):
+        for known, rounds in all_rounds:
             if known is row:
                 return rounds
-        self.rounds.append((row, []))
-        return self.rounds[-1][1]
+        all_rounds.append((row, []))
+        return all_rounds[-1][1]
 
     def measure_beside_writers(self):
         result = {name: contestant.measure_beside_writers() for name, contestant in self.contestants.items()}
@@ -141,9 +156,11 @@ def measure_lock_waits(workspace):
 
 def write_results(path, options, bench, memory, lock_waits):
     rows = [{**row._asdict(), "rounds": rounds} for row, rounds in bench.rounds]
+    http_rows = [{**row._asdict(), "rounds": rounds} for row, rounds in bench.http_rounds]
     settings = {name: value for name, value in vars(options).items() if name != "output"}
     with open(path, "w", encoding="ascii") as file:
-        json.dump({"settings": settings, "processors": os.cpu_count(), "rows": rows, "memory": memory,
+        json.dump({"settings": settings, "processors": os.cpu_count(), "rows": rows, "http": http_rows,
+                   "memory": memory,
                    "besideWriters": bench.beside_writers, "lockWaits": lock_waits}, file, indent=1)
         file.write("\n")
 
@@ -170,8 +187,9 @@ def parse_arguments():
 
 def main():
     options = parse_arguments()
-    rows = [row for row in ROWS if (not options.only or row.operation in options.only.split(","))
-            and (not options.directory or row.directory in options.directory.split(","))]
+    rows, http_rows = ([row for row in rows if (not options.only or row.operation in options.only.split(","))
+                        and (not options.directory or row.directory in options.directory.split(","))]
+                       for rows in (ROWS, HTTP_ROWS))
     began, load = time.monotonic(), os.getloadavg()[0]
     if load > BUSY_LOAD:
         note("the machine is busy with other things: whatever waits for its turn looks slower than it is")
@@ -184,6 +202,9 @@ def main():
                     result = bench.measure(row, turn)
                     rates = ", ".join(f"{program} {each['rate']:,.0f}/s" for program, each in result.items())
                     note(f"round {turn + 1} of {options.rounds}: {label(row)}, {row.clients} clients: {rates}")
+                for row in http_rows:
+                    rates = ", ".join(f"{name} {each['rate']:,.0f}/s" for name, each in bench.measure_http(row).items())
+                    note(f"round {turn + 1} of {options.rounds}: {label(row)} over HTTP: {rates}")
                 bench.measure_beside_writers()
         note("lock waits")
         lock_waits = measure_lock_waits(workspace)

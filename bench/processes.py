@@ -61,6 +61,16 @@ class Workspace:
         server.start()
         return server
 
+    def start_http(self, server):
+        """quorva-http in front of a server."""
+        port = free_port()
+        command = [os.path.join(self.binaries, "quorva-http"), "--listen", str(port), "--port", str(server.port)]
+        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self._stack.callback(end, process)
+        if not wait_for_connections(process, port):
+            raise Failure("quorva-http did not start")
+        return Http(port)
+
     def start_echo(self):
         port = free_port()
         command = [os.path.join(self.binaries, "echo-limit"), "-p", str(port)]
@@ -114,6 +124,7 @@ class Workspace:
 
 
 Echo = collections.namedtuple("Echo", "port")
+Http = collections.namedtuple("Http", "port")
 
 
 def note(text):

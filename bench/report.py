@@ -2,8 +2,8 @@
 
 import statistics
 
-from rows import (BASELINE, BOUND, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, POSTGRES, READERS, REDIS, WRITERS, label,
-                  rate, ratio)
+from rows import (BASELINE, BOUND, HTTP_VERSIONS, IDLE_CONNECTIONS, LOCK_MIXES, LOCK_WAIT, POSTGRES, READERS, REDIS,
+                  WRITERS, label, rate, ratio)
 
 MEBIBYTE = 1024  # KiB
 
@@ -99,6 +99,18 @@ def print_lock_waits(lock_waits):
           f"({mixes}), target 0: {verdict(lock_waits['late'] == 0)}")
 
 
+def print_http(measured):
+    """Rates through quorva-http as multiples of those of the wire protocol in the same rounds."""
+    for row, rounds in measured:
+        wire = rate(rounds, "wire")
+        for version in HTTP_VERSIONS:
+            reached = rate(rounds, version) / wire
+            target = row.targets.get(version)
+            verdict_text = f", target {target}: {verdict(reached >= target)}" if target else ""
+            print(f"{described(row)}: API of {version} over HTTP {number(rate(rounds, version))}/s, "
+                  f"{reached:.2f} x the wire protocol ({number(wire)}/s){verdict_text}")
+
+
 def print_errors(measured):
     for row, rounds in measured:
         for program in ("server", BASELINE, "bdb-limit", "echo-limit"):
@@ -112,6 +124,8 @@ def print_all(bench, memory, lock_waits):
     for print_part in (print_targets, print_tails, print_limits):
         print()
         print_part(bench.rounds)
+    print()
+    print_http(bench.http_rounds)
     print()
     print_beside_writers(bench.beside_writers)
     print_memory(memory)

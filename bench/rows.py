@@ -43,6 +43,21 @@ ROWS = [
     Row("query", 64, RELAXED, {}),
     Row("scan", 8, RELAXED, {POSTGRES: 1.5, BOUND: 0.5}),
 ]
+
+# The same through quorva-http. `targets`, by version of the API: what the rate should be at least, as a multiple of
+# that of the wire protocol.
+HttpRow = collections.namedtuple("HttpRow", "operation clients directory targets")
+
+HTTP_VERSIONS = ("2011", "2012")
+HTTP_ROWS = [
+    HttpRow("get", 8, RELAXED, {"2011": 0.5, "2012": 0.5}),
+    HttpRow("put", 8, RELAXED, {"2011": 0.5, "2012": 0.5}),
+    HttpRow("update", 8, RELAXED, {"2012": 0.3}),  # with a condition, in 2012: read, computed and committed
+    HttpRow("query", 8, RELAXED, {}),
+    HttpRow("put", 8, INIT, {"2011": 0.5, "2012": 0.5}),
+    HttpRow("update", 8, INIT, {"2012": 0.3}),
+]
+
 COMMITTING_THREADS = 4  # of bdb-limit, where it has as many operations outstanding as there are clients
 IDLE_CONNECTIONS = 1000  # while the memory is measured
 READERS, WRITERS = 8, 56  # clients, while the latency of gets beside puts is measured

@@ -27,6 +27,13 @@ std::string variable(const char* name)
     return value == nullptr ? "" : value;
 }
 
+/** False for /dev/null, to which people link a history that they do not want: its access is not ours to change. */
+bool isRegular(const Base::Descriptor& file)
+{
+    struct stat status {};
+    return file.isOpen() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 /** Makes the directories of a file that do not exist, for their user only. */
 void makeDirectories(const fs::path& directory)
 {
@@ -74,8 +81,9 @@ void ShellHistory::add(const std::string& line) const
     if (path_.empty() || line.find('\n') != std::string::npos)
         return;
     makeDirectories(fs::path(path_).parent_path());
-    const Base::Descriptor file(::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, OwnerOnly));
-    if (!file.isOpen() || ::fchmod(file.number(), OwnerOnly) != 0)
+    const Base::Descriptor file(
+        ::open(path_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, OwnerOnly));
+    if (!isRegular(file) || ::fchmod(file.number(), OwnerOnly) != 0)
         return;
     (void)Base::writeAll(file.number(), line + '\n'); // ignored: the line is missing in later shells
 }

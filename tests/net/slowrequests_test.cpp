@@ -55,6 +55,16 @@ protected:
     LogCapture log_{LogWarn};
 };
 
+/** With one thread that runs requests. */
+class SlowQueued : public SlowServed {
+protected:
+    void SetUp() override
+    {
+        ShortRequests::SetUp();
+        serve(1, 1);
+    }
+};
+
 } // namespace
 
 TEST_F(SlowServed, WaitForAPageLock)
@@ -104,6 +114,28 @@ TEST_F(SlowServed, WaitForAnotherWriter)
     EXPECT_EQ(found.front().outcome, "ConditionalCheckFailedException");
     EXPECT_GT(found.front().locks, 0ns) << log_.text();
     EXPECT_EQ(found.front().items, 0) << "none was written";
+}
+
+TEST_F(SlowQueued, WaitForAThread)
+{
+    auto lock = lockPage();
+    ServedClient& running = sendBlocked();
+    ServedClient& waiting = newClient();
+    waiting.send("GetItem", getBody(Free));
+    ASSERT_TRUE(waitUntil([&] {
+        QVariantMap status;
+        master_.describe(&status);
+        return status.value("Threads").toMap().value("PoolQueue") == 1;
+    }));
+    letThresholdPass();
+    lock.reset();
+    EXPECT_EQ(running.receive(), foundReply());
+    EXPECT_EQ(waiting.receive(), foundReply());
+    const std::vector<SlowRequest> found = slowRequestsFor("\"free\" \"1\"");
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_GE(found.front().queued, Threshold);
+    EXPECT_LE(found.front().queued + found.front().locks + found.front().disk + found.front().flush,
+              found.front().total);
 }
 
 TEST_F(SlowServed, AreNoneWithoutAThreshold)

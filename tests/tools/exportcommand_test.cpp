@@ -192,7 +192,7 @@ TEST(ExportFromAServer, ShowsItsProgressOnATerminal)
     const ProgramRun run = runOnTerminal(QUORVACTL_BINARY, words);
     EXPECT_EQ(run.status, Ok);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error, AllOf(testing::StartsWith("\r\033[K["), HasSubstr(" %  1 items  "),
+    EXPECT_THAT(run.error, AllOf(testing::StartsWith("\r\033[K["), HasSubstr(" %  1 item  "),
                                  HasSubstr("  100 %  10 items  "), EndsWith("/s\r\n")));
 
     page = 0;
@@ -222,6 +222,6 @@ TEST(ExportFromAServer, EstimatesTheTimeThatIsLeftByTheDataFileOfTheKey)
     const ProgramRun run =
         runOnTerminal(QUORVACTL_BINARY, addressed(server.port(), {"export", "d|t", directory.file("out")}));
     EXPECT_EQ(run.status, Ok);
-    EXPECT_THAT(run.error, HasSubstr("  50 %  1 items  "));
+    EXPECT_THAT(run.error, HasSubstr("  50 %  1 item  "));
     EXPECT_THAT(run.error, HasSubstr(" left"));
 }

@@ -5,11 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -46,6 +50,20 @@ TEST(ShellHistory, TakesTheRightsToAFileThatOthersCanRead)
     ShellHistory(directory.file("history")).add("b");
     EXPECT_EQ(readFile(directory.file("history")), "a\nb\n");
     EXPECT_EQ(modeOf(directory.file("history")), 0600U);
+}
+
+TEST(ShellHistory, LeavesADeviceAsItIs)
+{
+    const TempDir directory;
+    const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY); // as root, /dev/null would suffer from a failure
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(::unlockpt(terminal), 0);
+    const std::string device = ::ptsname(terminal);
+    ASSERT_EQ(chmod(device.c_str(), 0666), 0);
+    std::filesystem::create_symlink(device, directory.file("history"));
+    ShellHistory(directory.file("history")).add("a");
+    EXPECT_EQ(modeOf(device), 0666U);
+    ::close(terminal);
 }
 
 TEST(ShellHistory, KeepsNoCommandOfSeveralLines)

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QString>
+
 #include <algorithm>
 #include <csignal>
 #include <memory>
@@ -21,7 +23,7 @@ using testing::Not;
 
 const std::string Enter = "\033[?1049h\033[?25l\033[?7l";
 const std::string Leave = "\033[?7h\033[?25h\033[?1049l";
-const std::string HelpEnd = "up, down scroll";
+const std::string HelpEnd = "arrows scroll";
 
 std::vector<std::string> linesOf(const std::string& text)
 {
@@ -166,8 +168,9 @@ TEST_F(TopScreen, FitsTheTerminalAlsoAfterItIsResized)
     start(60, 12);
     const auto fits = [](const std::string& screen, std::size_t columns, std::size_t lines) {
         const std::vector<std::string> shown = linesOf(screen);
-        return shown.size() == lines &&
-               std::all_of(shown.begin(), shown.end(), [&](const std::string& line) { return line.size() <= columns; });
+        return shown.size() == lines && std::all_of(shown.begin(), shown.end(), [&](const std::string& line) {
+                   return static_cast<std::size_t>(QString::fromStdString(line).size()) <= columns;
+               });
     };
     (void)top_->waitForScreen([&](const std::string& screen) { return fits(screen, 60, 12) && !screen.empty(); });
     top_->resize(30, 6);

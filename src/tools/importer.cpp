@@ -175,8 +175,9 @@ int Importer::refuse(const std::string& reason)
         return ExitOk;
     complain("import stopped: none of the first " + std::to_string(refusedBefore_) + " items of " + input_.name +
                  " can be stored",
-             {input_.isCsv ? "try: the types that the columns have, in the header or with --types"
-                           : "try: --format csv, if that is what it holds; or --skip, to leave lines out"});
+             {input_.format == ItemFormat::Csv
+                  ? "try: the types that the columns have, in the header or with --types"
+                  : "try: --format csv, if that is what it holds; or --skip, to leave lines out"});
     return ExitErrorReply;
 }
 

@@ -41,7 +41,7 @@ unsigned partitionOf(const std::string& dataFile)
 }
 
 /** A record's key for a message: bytes that are not ASCII text as in "\xe4", cut off where it is long. */
-std::string quoted(const std::string& key)
+std::string inQuotes(const std::string& key)
 {
     std::string text;
     for (const char c : key.substr(0, ShownKeyBytes)) {
@@ -153,7 +153,7 @@ void TableFileCheck::checkItems(const std::string& name, Db* db)
 void TableFileCheck::checkItem(const std::string& name, unsigned partition, const std::string& key,
                                const std::string& text) const
 {
-    const std::string item = name + ": the item with the key " + quoted(key);
+    const std::string item = name + ": the item with the key " + inQuotes(key);
     if (!Partitions::mayHold(partition, key))
         report_(item + " does not belong into this file");
     if (text.size() > Limits::ItemBytes)

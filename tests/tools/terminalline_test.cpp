@@ -51,7 +51,7 @@ protected:
         std::fputc('\1', stderr);
         std::string text;
         char byte = 0;
-        while (read(terminal_, &byte, 1) == 1 && byte != '\1')
+        while (::read(terminal_, &byte, 1) == 1 && byte != '\1')
             text += byte;
         return text;
     }

@@ -98,7 +98,8 @@ export function showBackup(section, directory, mayWrite) {
             step = "";
             look();
             replace(outcome, notice("error", error.type === "ConditionalCheckFailedException"
-                ? "The server has refused it: another backup of this directory is running, or its log says why." : error.message));
+                ? "The server has refused it: another backup of this directory is running, or its log says why."
+                : error.message));
         }
     }
 

@@ -98,7 +98,8 @@ export function showBackup(section, directory, mayWrite) {
             step = "";
             look();
             replace(outcome, notice("error", error.type === "ConditionalCheckFailedException"
-                ? "Another backup of this directory is running." : error.message));
+                ? "The server has refused it: another backup of this directory is running, or its log says why."
+                : error.message));
         }
     }
 

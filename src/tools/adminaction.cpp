@@ -20,8 +20,11 @@ int sendAction(const ServerAddress& server, const std::string& table, const char
     if (isNotFound(reply))
         complainDirectory(failed, table, reply);
     else
-        complainReply(failed, reply,
-                      isConditionFailure(reply) ? "quorvactl backup stop; another backup is running" : "");
+        complainReply(
+            failed, reply,
+            isConditionFailure(reply)
+                ? "quorvactl backup stop, if another backup is running; otherwise the server's log, which has the cause"
+                : "");
     return code;
 }
 

@@ -65,6 +65,16 @@ std::uintmax_t bytesIn(const fs::path& directory)
     return sum;
 }
 
+std::set<std::string> tablesOf(const BackupList& list)
+{
+    std::set<std::string> tables;
+    for (const auto& [name, file] : list.files) {
+        if (!LogFiles::numberOf(name))
+            tables.emplace(TableNames::ofDataFile(name));
+    }
+    return tables;
+}
+
 std::string readCopyEnd(const fs::path& copy, std::optional<std::time_t>* since)
 {
     BackupList list;
@@ -86,10 +96,7 @@ std::string readFacts(const BackupParts& backup, BackupFacts* facts)
     (void)readBackup(backup, UnlistedCopy::Refused, &files, &facts->problem); // ignored: the problem says it
     BackupList list;
     if (readList(backup.copy, &list).empty()) {
-        for (const auto& [name, file] : list.files) {
-            if (!LogFiles::numberOf(name))
-                facts->tables.emplace(TableNames::ofDataFile(name));
-        }
+        facts->tables = tablesOf(list);
         facts->list = list;
     }
     facts->bytes = bytesIn(backup.copy);

@@ -29,6 +29,9 @@ struct BackupFacts {
 /** Returns an empty string, or why the directory cannot be read. Files that are damaged inside are not noticed. */
 [[nodiscard]] std::string readFacts(const BackupParts& backup, BackupFacts* facts);
 
+/** The tables whose files a full copy has. */
+[[nodiscard]] std::set<std::string> tablesOf(const BackupList& list);
+
 /** The time of the latest commit in a full copy. Returns an empty string or an error message. */
 [[nodiscard]] std::string readCopyEnd(const std::filesystem::path& copy, std::optional<std::time_t>* since);
 

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <set>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -90,8 +91,12 @@ int showSeries(const fs::path& directory, const BackupSeries::Copies& copies)
     BackupFacts all;
     std::uintmax_t bytes = 0;
     BackupParts parts(directory);
+    std::set<std::string> tables; // of any of the copies
     bool isFound = false;
     for (const BackupSeries::Copy& copy : copies) {
+        BackupList list;
+        if (copy.isComplete && readList(copy.path, &list).empty())
+            tables.merge(tablesOf(list));
         bytes += bytesIn(copy.path);
         if (isFound && copy.isComplete)
             parts.later.push_back(copy.path);
@@ -103,6 +108,7 @@ int showSeries(const fs::path& directory, const BackupSeries::Copies& copies)
         return fail(error);
     Lines lines = linesOf("backups", directory, all);
     lines.push_back(line("size", Units::bytes(bytes)));
+    lines.push_back(line("tables", joined(tables)));
     for (const BackupSeries::Copy& copy : copies) {
         std::optional<std::time_t> since;
         if (copy.isComplete)

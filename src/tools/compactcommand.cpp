@@ -1,5 +1,6 @@
 #include "tools/compactcommand.h"
 
+#include "format/partitions.h"
 #include "protocol/administration.h"
 #include "tools/arguments.h"
 #include "tools/interruption.h"
@@ -19,12 +20,8 @@ namespace Ctl {
 
 namespace {
 
-constexpr int DataFiles = 256;
-
 // A pass moves pages to the front of the file, which lets the next one shorten it further. More gain nothing.
 constexpr int MostPasses = 4;
-
-constexpr Operations::Operation ListTables{Operations::OwnPrefix, "ListTables"};
 
 std::string gained(std::uint64_t before, std::uint64_t after)
 {
@@ -74,7 +71,8 @@ int CompactCommand::findTables(Session* session, std::vector<std::string>* table
         return session->describe(target_, &description);
     }
     QVariantMap reply;
-    const int code = session->request(ListTables, QVariantMap{{"Directory", QString::fromStdString(target_)}}, &reply);
+    const int code =
+        session->request(Operations::ListTables, QVariantMap{{"Directory", QString::fromStdString(target_)}}, &reply);
     const std::string directory = defaultDirectory();
     if (code == ExitErrorReply)
         complainReply("cannot list the tables of " + target_, reply,
@@ -88,6 +86,7 @@ int CompactCommand::findTables(Session* session, std::vector<std::string>* table
 
 int CompactCommand::compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line) const
 {
+    constexpr int DataFiles = Partitions::Count;
     for (int partition = 0; partition < DataFiles && !Interruption::requested(); ++partition) {
         line->show("compacting " + table + ": file " + std::to_string(partition + 1) + '/' + std::to_string(DataFiles) +
                    ", " + gained(sizes->before, sizes->after) + " given back");

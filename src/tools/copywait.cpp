@@ -67,7 +67,9 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
             grown = Clock::now();
         }
         if (Clock::now() - grown > stall) {
-            complain("the copy has stopped growing; the server's log tells why");
+            complain("the copy to " + directory_ + " has not grown for " + counted(stall.count(), "second") +
+                         "; the server goes on with it",
+                     {"try: the server's log, and the disk of that directory; quorvactl backup stop ends the copy"});
             return ExitErrorReply;
         }
         line.show(bytesCopied(bytes));

@@ -10,6 +10,7 @@
 #include "format/tablename.h"
 #include "tools/interruption.h"
 #include "tools/loggedfiles.h"
+#include "tools/messages.h"
 #include "tools/offlineenvironment.h"
 #include "tools/restoretarget.h"
 
@@ -108,7 +109,9 @@ void DirectoryCheck::findFiles(const fs::path& below)
         const std::string name = entry.path().lexically_relative(directory_).string();
         if (entry.is_directory(vanished)) {
             const bool isOwn = LogFiles::numbersIn(entry.path()).empty() && file != BackupNames::LogDirectory;
-            if (isOwn && !entry.is_symlink(vanished))
+            if (entry.is_symlink(vanished))
+                complain(entry.path().string() + " is a link, and what is behind it is not checked");
+            else if (isOwn)
                 findFiles(entry.path());
         } else if (below == directory_ && LogFiles::numberOf(file)) {
             logs_.push_back(name);

@@ -60,7 +60,7 @@ int NightlyBackup::run()
     std::size_t removed = 0;
     const CopyRemoval::Policy policy{options_.keep, options_.verify, copy};
     if (const std::string problem = CopyRemoval::prune(series_, policy, &removed); !problem.empty())
-        return fail(problem);
+        return fail(problem, {copy.string() + " was copied all the same, " + held});
     return say(directory_ + ": copied to " + copy.string() + ", " + held + "; removed " +
                counted(static_cast<long long>(removed), "older copy", "older copies"));
 }

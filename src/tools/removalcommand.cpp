@@ -50,8 +50,9 @@ int RemovalCommand::run(const ServerAddress& server)
     if (code == ExitErrorReply && isNotFound(reply))
         return session.complainNotFound(table_, reply);
     if (code == ExitErrorReply)
-        complainReply(std::string("cannot ") + kind_.name + ' ' + table_, reply,
-                      "the server's log, which has the cause; nothing was deleted");
+        complainReply(
+            std::string("cannot ") + kind_.name + ' ' + table_, reply,
+            "the server's log, which has the cause; nothing was deleted, unless it says \"txn commit failed\"");
     if (code != ExitOk)
         return code;
     const QVariantMap removed = reply.value(SpaceNames::Removed).toMap();

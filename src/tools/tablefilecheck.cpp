@@ -3,6 +3,7 @@
 #include "format/partitions.h"
 #include "format/tablename.h"
 #include "protocol/bodies.h"
+#include "protocol/limits.h"
 #include "tools/interruption.h"
 #include "tools/offlineenvironment.h"
 #include "json/jsonreader.h"
@@ -20,7 +21,6 @@ namespace Ctl {
 
 namespace {
 
-constexpr std::size_t LargestItem = 512 * 1024; // a larger one is written, but cannot be read back
 constexpr const char* DescriptionKey = "0011tableschema";
 constexpr std::size_t ShownKeyBytes = 80;
 
@@ -156,7 +156,7 @@ void TableFileCheck::checkItem(const std::string& name, unsigned partition, cons
     const std::string item = name + ": the item with the key " + inQuotes(key);
     if (!Partitions::mayHold(partition, key))
         report_(item + " does not belong into this file");
-    if (text.size() > LargestItem)
+    if (text.size() > Limits::ItemBytes)
         return report_(item + " is larger than 512 KiB, and the server cannot read it");
     QVariant value;
     Json::ParseError error;

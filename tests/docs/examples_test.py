@@ -191,7 +191,7 @@ HISTOGRAM = 'quorva_request_duration_seconds_bucket{operation="PutItem",outcome=
 FIRING = {
     "QuorvaDown": ("2m", [("quorva_up", "0x2000")], "{}"),
     "QuorvaLogGrows": ("31m", [('quorva_environment_log_bytes{directory="d"}', "2000000001x2000")], '{directory: "d"}'),
-    "QuorvaBackupOld": ("2h", [('quorva_environment_backup_until_timestamp_seconds{directory="d"}', "0x2000")],
+    "QuorvaBackupOld": ("27h", [('quorva_environment_backup_since_timestamp_seconds{directory="d"}', "0x2000")],
                         '{directory: "d"}'),
     "QuorvaNoBackup": ("27h", [('quorva_environment_backup_state{directory="d",state="none"}', "1x2000")],
                        '{directory: "d", state: "none"}'),
@@ -206,7 +206,8 @@ FIRING = {
 # All is well: none of them fires.
 QUIET = [("quorva_up", "1x2000"), ('up{job="quorva"}', "1x2000"),
          ('quorva_environment_log_bytes{directory="d"}', "1999999999x2000"),
-         ('quorva_environment_backup_until_timestamp_seconds{directory="d"}', "0+60x2000"),
+         ('quorva_environment_backup_since_timestamp_seconds{directory="d"}', "0x2000"),
+         ('quorva_environment_backup_until_timestamp_seconds{directory="d"}', "0x1500 86400x500"),  # a copy each night
          ('quorva_environment_backup_state{directory="d",state="none"}', "0x2000"),
          (HISTOGRAM % "0.2", "0+60x2000"), (HISTOGRAM % "0.5", "0+60x2000"), (HISTOGRAM % "+Inf", "0+60x2000"),
          ("quorva_connections_refused_total", "7x2000"),

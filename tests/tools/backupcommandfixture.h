@@ -6,8 +6,9 @@
 
 inline std::string anotherRuns(const std::string& failed)
 {
-    return Complaints::errorReply(failed, Complaints::ConditionFailed,
-                                  "quorvactl backup stop; another backup is running");
+    return Complaints::errorReply(
+        failed, Complaints::ConditionFailed,
+        "quorvactl backup stop, if another backup is running; otherwise the server's log, which has the cause");
 }
 
 inline std::string markerStays(const std::string& target)

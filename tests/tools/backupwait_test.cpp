@@ -65,7 +65,10 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     fs::remove(markerIn(target));
     const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: the copy has stopped growing; the server's log tells why\n");
+    EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
+                             " has not grown for 1 second; the server goes on with it\n"
+                             "  try: the server's log, and the disk of that directory; quorvactl backup stop ends the "
+                             "copy\n");
     EXPECT_TRUE(hasMarker(target));
 }
 
@@ -92,7 +95,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     const ProgramRun run = started.get(); // as nothing grows any more
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.error, AllOf(HasSubstr(" MiB copied\r"),
-                                 HasSubstr("iB copied\r\033[Kquorvactl: the copy has stopped growing")));
+                                 HasSubstr("iB copied\r\033[Kquorvactl: the copy to " + target + " has not grown")));
 }
 
 TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)

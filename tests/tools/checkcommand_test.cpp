@@ -215,6 +215,16 @@ TEST_F(Check, NamesAndMessagesStayOnTheirLines)
               "quorvactl: cannot check " + shown + "/none: there is no directory " + shown + "/none\n");
 }
 
+TEST_F(Check, SaysWhatItLeavesOutBehindALink)
+{
+    const std::string directory = closed();
+    fs::create_directory_symlink(makeDirectory("elsewhere"), directory + "/link");
+    const ProgramRun run = ::quorvactl({"check", directory});
+    EXPECT_EQ(run.status, Ok);
+    EXPECT_EQ(run.output, Counts + ("no defects in " + directory + '\n'));
+    EXPECT_EQ(run.error, "quorvactl: " + directory + "/link is a link, and what is behind it is not checked\n");
+}
+
 TEST_F(Check, TheCopyIsMadeWhereItIsTold)
 {
     const std::string directory = closed();

@@ -92,6 +92,7 @@ TEST_F(Nightly, TheCopiesTogetherGoBackToAnyTimeSinceTheOldest)
 TEST_F(Nightly, IsShownAsAWhole)
 {
     const std::string first = oneNight();
+    createTable(tableName("sub/u"));
     const std::string second = oneNight({"--no-verify"});
     fs::create_directory(series() + "/2099-01-01T000000Z");
     const ProgramRun run = ::quorvactl({"backup", "show", series()});
@@ -100,9 +101,9 @@ TEST_F(Nightly, IsShownAsAWhole)
     const std::string size = "[0-9]+[.][0-9] [KM]iB";
     EXPECT_THAT(run.output, MatchesRegex("backups    " + series() + "\nof         " + home() + "\nsince      " + time +
                                          "\nuntil      " + time + "\nlog files  1 to 1, no gap\nsize       " + size +
-                                         "\ncopies     " + first + "  verified, since " + time + ", " + size +
-                                         "\n           " + second + "  complete, since " + time + ", " + size +
-                                         "\n           2099-01-01T000000Z  unfinished, since unknown, 0 B\n"));
+                                         "\ntables     sub/u, t\ncopies     " + first + "  verified, since " + time +
+                                         ", " + size + "\n           " + second + "  complete, since " + time + ", " +
+                                         size + "\n           2099-01-01T000000Z  unfinished, since unknown, 0 B\n"));
 }
 
 TEST_F(Nightly, AClockThatWasSetBackStillMakesTheNewestCopyTheLast)

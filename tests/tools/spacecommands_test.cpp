@@ -65,6 +65,20 @@ TEST_F(SpaceCommands, SayThatThereIsNoSuchTable)
     }
 }
 
+TEST_F(SpaceCommands, SayWhatAFailureLeaves)
+{
+    fs::create_directory(pathOf("elsewhere"));
+    for (const char* link : {"one", "two"}) {
+        fs::create_directory_symlink(pathOf("elsewhere"), home() + '/' + link);
+        createTable(tableName(QString(link) + "/t"));
+    }
+    expectFailure({"drop-table", table("one/t"), "--yes"}, ErrorReply,
+                  Complaints::errorReply("cannot drop-table " + table("one/t"), Complaints::InternalError,
+                                         "the server's log, which has the cause; nothing was deleted, unless it says "
+                                         "\"txn commit failed\""));
+    EXPECT_TRUE(fs::exists(pathOf("elsewhere/t")));
+}
+
 TEST_F(SpaceCommands, CompactGivesTheSpaceOfDeletedItemsBack)
 {
     fillAndDelete(400);

@@ -17,6 +17,8 @@ namespace Client {
 
 namespace {
 
+constexpr qsizetype LengthSize = Framing::LengthSize;
+constexpr qsizetype FrontBytes = 4096;         // of a reply to receive with its length
 constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply to allocate before they arrive
 
 } // namespace
@@ -104,12 +106,25 @@ bool WireConnection::send(const QByteArray& bytes)
 
 bool WireConnection::receiveReply(QByteArray* reply)
 {
-    char prefix[Framing::LengthSize];
-    if (!receiveExactly(prefix, Framing::LengthSize))
-        return false;
-    const qsizetype length = Framing::readLength(prefix);
+    // Most replies are short and arrive as a whole, so that one call has both the length and the text.
+    char front[FrontBytes];
+    qsizetype inFront = surplus_.size();
+    std::copy(surplus_.cbegin(), surplus_.cend(), front);
+    surplus_.clear();
+    while (inFront < LengthSize) {
+        const qsizetype n = receiveSome(front + inFront, FrontBytes - inFront);
+        if (n < 0) {
+            surplus_ = QByteArray(front, inFront);
+            return false;
+        }
+        inFront += n;
+    }
+    const qsizetype length = Framing::readLength(front);
+    const qsizetype end = std::min(inFront, LengthSize + length);
+    if (end < inFront)
+        surplus_ = QByteArray(front + end, inFront - end);
+    QByteArray text(front + LengthSize, end - LengthSize);
     // Memory is allocated as the bytes arrive: a bogus length must not make us allocate four gigabytes.
-    QByteArray text;
     while (text.size() < length) {
         const qsizetype have = text.size();
         const qsizetype step = std::min(length - have, std::max(have, LargestStep));
@@ -134,19 +149,32 @@ void WireConnection::setReceiveTimeout(int milliseconds)
 bool WireConnection::receiveExactly(char* data, qsizetype size)
 {
     for (qsizetype received = 0; received < size;) {
-        if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
+        const qsizetype n = receiveSome(data + received, size - received);
+        if (n < 0)
             return false;
-        const ssize_t n = recv(socketDescriptor(), data + received, static_cast<size_t>(size - received), 0);
-        if (n == 0) {
-            error_ = QStringLiteral("the server closed the connection");
-            return false;
-        }
-        if (n > 0)
-            received += n;
-        else if (errno != EINTR)
-            return fail("receive");
+        received += n;
     }
     return true;
+}
+
+/** Waits for bytes, and takes what has come. -1 when none do. */
+qsizetype WireConnection::receiveSome(char* data, qsizetype most)
+{
+    for (;;) {
+        if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
+            return -1;
+        const ssize_t n = recv(socketDescriptor(), data, static_cast<size_t>(most), 0);
+        if (n > 0)
+            return n;
+        if (n == 0) {
+            error_ = QStringLiteral("the server closed the connection");
+            return -1;
+        }
+        if (errno != EINTR) {
+            (void)fail("receive");
+            return -1;
+        }
+    }
 }
 
 bool WireConnection::waitFor(short events, int milliseconds, const char* missing)

@@ -20,7 +20,11 @@ public:
      * why.
      */
     [[nodiscard]] bool open(const QString& host, int port);
-    void close() { socket_ = Base::Descriptor(); }
+    void close()
+    {
+        socket_ = Base::Descriptor();
+        surplus_.clear();
+    }
     bool isOpen() const { return socket_.isOpen(); }
 
     /**
@@ -51,12 +55,16 @@ public:
      */
     void setDeadline(const QDeadlineTimer& deadline) { deadline_ = deadline; }
 
+    /** Whether the server has sent more than the reply that was received last. */
+    bool hasSurplus() const { return !surplus_.isEmpty(); }
+
     int socketDescriptor() const { return socket_.number(); }
     QString error() const { return error_; }
 
 private:
     bool connectTo(const sockaddr_in& address);
     bool receiveExactly(char* data, qsizetype size);
+    qsizetype receiveSome(char* data, qsizetype most);
     bool waitFor(short events, int milliseconds, const char* missing);
     bool fail(const char* step);
 
@@ -64,6 +72,7 @@ private:
     int connectTimeout_ = 0; // milliseconds, like receiveTimeout_
     int receiveTimeout_ = 0;
     QDeadlineTimer deadline_{QDeadlineTimer::Forever};
+    QByteArray surplus_; // received behind a reply, for the next one
     QString error_;
 };
 

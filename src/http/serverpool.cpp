@@ -13,6 +13,8 @@ namespace {
 /** True when the server has closed the connection or sent something unrequested, or a receive would fail. */
 bool hasNews(const Client::WireConnection& connection)
 {
+    if (connection.hasSurplus())
+        return true;
     pollfd events{connection.socketDescriptor(), POLLIN | POLLRDHUP, 0};
     return poll(&events, 1, 0) != 0;
 }

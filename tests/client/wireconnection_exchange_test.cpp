@@ -157,3 +157,24 @@ TEST(WireConnectionSend, ToAPeerThatIsGoneFailsWithoutASignal)
     EXPECT_EQ(connection.error().toStdString(), "send: Broken pipe");
     EXPECT_TRUE(connection.isOpen());
 }
+
+TEST(WireConnectionReceiveReply, TakesOneReplyOfSeveralThatArriveTogether)
+{
+    const QByteArray larger(10'000, 'l'); // than what is received at first
+    const Peer peer([&](int socket) {
+        writeAll(socket, reply("first") + reply("") + reply(larger) + reply("last"));
+        drain(socket);
+    });
+    Client::WireConnection connection = connectedTo(peer);
+    for (const QByteArray& expected : {QByteArray("first"), QByteArray(), larger}) {
+        QByteArray text = "before";
+        ASSERT_TRUE(connection.receiveReply(&text)) << connection.error().toStdString();
+        EXPECT_EQ(text, expected);
+    }
+    QByteArray text;
+    ASSERT_TRUE(connection.receiveReply(&text)) << connection.error().toStdString();
+    EXPECT_EQ(text, "last");
+    EXPECT_FALSE(connection.hasSurplus());
+    connection.close();
+    EXPECT_FALSE(connection.hasSurplus());
+}

@@ -71,7 +71,6 @@ Failure ItemWalk::readPage()
 {
     const bool isScan = !range_;
     const std::string request = pageRequest();
-    page_ = ServerReply();
     records_ = nullptr;
     index_ = 0;
     if (Failure failure = store_.send(isScan ? ::Operations::Scan : ::Operations::Query, request, &page_))

@@ -42,6 +42,8 @@ Failure ServerReply::failure() const
 
 Failure Server::send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const
 {
+    reply->body_.SetNull();
+    reply->pool_.Clear();
     QString error;
     const QByteArray bytes = QByteArray::fromRawData(body.data(), static_cast<qsizetype>(body.size()));
     switch (exchange_(operation.fullName(), bytes, &reply->text_, &error)) {

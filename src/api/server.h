@@ -2,6 +2,7 @@
 #define QUORVA_API_SERVER_H
 
 #include "api/error.h"
+#include "api/jsonpool.h"
 #include "client/exchangeresult.h"
 #include "protocol/operations.h"
 
@@ -15,7 +16,7 @@
 
 namespace Api {
 
-/** A reply of the server, with its envelope. */
+/** A reply of the server, with its envelope; it may be used for one reply after another. */
 class ServerReply {
 public:
     bool isSuccess() const;
@@ -35,7 +36,8 @@ private:
     friend class Server;
 
     QByteArray text_; // the strings of body_ are in here
-    rapidjson::Document body_;
+    JsonPool pool_{JsonPoolBytes};
+    rapidjson::Document body_{&pool_};
 };
 
 /** The server, behind a function that exchanges one request for its reply. Any thread, as far as the function allows.

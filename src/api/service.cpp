@@ -1,5 +1,6 @@
 #include "api/service.h"
 
+#include "api/jsonpool.h"
 #include "api/validation.h"
 
 #include <string>
@@ -35,7 +36,8 @@ Reply Service::answer(std::string_view name, std::string_view host, const QByteA
     const Operation* const operation = findOperation(name);
     if (operation == nullptr)
         return replyOf(refusalOf(name));
-    rapidjson::Document request;
+    JsonPool pool(JsonPoolBytes);
+    rapidjson::Document request(&pool);
     if (const Failure failure = parse(body, &request))
         return replyOf(*failure);
     if (const Failure failure = Validation::checkTypes(request, *operation->input))

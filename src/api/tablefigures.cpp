@@ -70,7 +70,6 @@ Failure ItemCounts::count(const Table& table, Context& context, long long* items
     const rapidjson::Value* lastKey = nullptr;
     do {
         const std::string body = scanOf(table, lastKey);
-        page = {};
         if (Failure failure = context.server.send(Operations::Scan, body, &page))
             return failure;
         if (Failure failure = page.failure())

@@ -1,5 +1,5 @@
 // Checks of lengths, ranges, patterns and enumerations.
-#include "api/commonshapes.h"
+#include "api/limitrules.h"
 #include "api/members.h"
 #include "api/validation.h"
 
@@ -22,110 +22,7 @@ bool isScalar(const Shape& shape)
     return shape.kind != Kind::Structure && shape.kind != Kind::List && shape.kind != Kind::Map;
 }
 
-bool hasLimits(const Shape& shape)
-{
-    return shape.minimum != Shape::NoMinimum || shape.maximum != Shape::NoMaximum || !shape.pattern.empty() ||
-           !shape.values.empty();
-}
-
-/** The length of UTF-8 in UTF-16 code units, in which the API counts. */
-long long lengthOf(std::string_view utf8)
-{
-    long long length = 0;
-    for (const char c : utf8) {
-        const auto byte = static_cast<unsigned char>(c);
-        if ((byte & 0xC0) != 0x80)
-            length += byte >= 0xF0 ? 2 : 1;
-    }
-    return length;
-}
-
-bool isNameCharacter(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '.' ||
-           c == '-';
-}
-
-/** NamePattern is the only one. */
-bool matchesPattern(std::string_view text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), isNameCharacter);
-}
-
-bool isRealNameOrArn(std::string_view text)
-{
-    return text.find('|') != std::string_view::npos || text.starts_with("arn:");
-}
-
-std::string joined(std::span<const std::string_view> words)
-{
-    std::string text;
-    for (const std::string_view word : words)
-        text.append(text.empty() ? "" : ", ").append(word);
-    return text;
-}
-
-std::string minimumRule(const Shape& shape, const char* what)
-{
-    return std::string("Member must have ") + what + " greater than or equal to " + std::to_string(shape.minimum);
-}
-
-std::string maximumRule(const Shape& shape, const char* what)
-{
-    return std::string("Member must have ") + what + " less than or equal to " + std::to_string(shape.maximum);
-}
-
-void addRangeRules(long long number, const Shape& shape, const char* what, std::vector<std::string>* broken)
-{
-    if (number < shape.minimum)
-        broken->push_back(minimumRule(shape, what));
-    if (number > shape.maximum)
-        broken->push_back(maximumRule(shape, what));
-}
-
-void addTextRules(std::string_view text, const Shape& shape, std::vector<std::string>* broken)
-{
-    if (shape.isTableName && isRealNameOrArn(text))
-        return;
-    if (!shape.pattern.empty() && !matchesPattern(text))
-        broken->push_back("Member must satisfy regular expression pattern: " + std::string(shape.pattern));
-    addRangeRules(lengthOf(text), shape, "length", broken);
-    if (!shape.values.empty() && std::find(shape.values.begin(), shape.values.end(), text) == shape.values.end())
-        broken->push_back("Member must satisfy enum value set: [" + joined(shape.values) + ']');
-}
-
-/** The rules that a value itself breaks, without those of what it contains. */
-std::vector<std::string> brokenRules(const rapidjson::Value& value, const Shape& shape)
-{
-    std::vector<std::string> broken;
-    if (value.IsString() && shape.kind == Kind::String)
-        addTextRules(textOf(value), shape, &broken);
-    else if (value.IsNumber())
-        addRangeRules(integerOf(value), shape, "value", &broken);
-    else if (value.IsArray())
-        addRangeRules(value.Size(), shape, "length", &broken);
-    else if (value.IsObject())
-        addRangeRules(value.MemberCount(), shape, "length", &broken);
-    return broken;
-}
-
-/** All rules of a string, as they are listed for the elements of a list and the keys of a map. */
-std::string allRules(const Shape& shape)
-{
-    std::string rules;
-    const auto add = [&](const std::string& rule) { rules.append(rules.empty() ? "" : ", ").append(rule); };
-    if (shape.maximum != Shape::NoMaximum)
-        add(maximumRule(shape, "length"));
-    if (shape.minimum != Shape::NoMinimum)
-        add(minimumRule(shape, "length"));
-    if (!shape.pattern.empty())
-        add("Member must satisfy regular expression pattern: " + std::string(shape.pattern));
-    if (!shape.values.empty())
-        add("Member must satisfy enum value set: [" + joined(shape.values) + ']');
-    return rules;
-}
-
-/** A value in a message. Of nested ones only the outside is shown. */
+/** A value in a message; of an object only that it is one. */
 std::string shown(const rapidjson::Value& value)
 {
     if (value.IsString())
@@ -161,7 +58,7 @@ class LimitCheck {
 public:
     void check(const rapidjson::Value& value, const Shape& shape, const std::string& path)
     {
-        for (const std::string& rule : brokenRules(value, shape))
+        for (const std::string& rule : LimitRules::brokenBy(value, shape))
             add(quoted(value), path, rule);
         if (shape.hasNoLimits)
             return;
@@ -214,18 +111,19 @@ private:
                 check(value[i], *shape.element, element);
         }
         const auto isBroken = [&](const rapidjson::Value& element) {
-            return !brokenRules(element, *shape.element).empty();
+            return !LimitRules::brokenBy(element, *shape.element).empty();
         };
-        if (isScalar(*shape.element) && hasLimits(*shape.element) && std::any_of(value.Begin(), value.End(), isBroken))
-            add(quoted(value), path, "Member must satisfy constraint: [" + allRules(*shape.element) + ']');
+        if (isScalar(*shape.element) && LimitRules::areThere(*shape.element) &&
+            std::any_of(value.Begin(), value.End(), isBroken))
+            add(quoted(value), path, "Member must satisfy constraint: [" + LimitRules::all(*shape.element) + ']');
     }
 
     void checkEntries(const rapidjson::Value& value, const Shape& shape, const std::string& path)
     {
-        if (hasLimits(*shape.key) && std::any_of(value.MemberBegin(), value.MemberEnd(), [&](const auto& entry) {
-                return !brokenRules(entry.name, *shape.key).empty();
-            }))
-            add(quoted(value), path, "Map keys must satisfy constraint: [" + allRules(*shape.key) + ']');
+        if (LimitRules::areThere(*shape.key) &&
+            std::any_of(value.MemberBegin(), value.MemberEnd(),
+                        [&](const auto& entry) { return !LimitRules::brokenBy(entry.name, *shape.key).empty(); }))
+            add(quoted(value), path, "Map keys must satisfy constraint: [" + LimitRules::all(*shape.key) + ']');
         for (const auto& entry : value.GetObject()) {
             if (!entry.value.IsNull() && shape.element->hasNoLimits)
                 continue;

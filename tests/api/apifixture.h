@@ -90,7 +90,7 @@ protected:
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
     std::chrono::milliseconds step_{0}; // the clock goes on at each look
-    int requests_ = 0; // that have gone to the server
+    int requests_ = 0;                  // that have gone to the server
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;
 };

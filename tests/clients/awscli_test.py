@@ -5,28 +5,24 @@
 The commands run in this process, through the function that the program "aws" calls: starting it takes long.
 """
 
+import importlib.util
 import sys
-import unittest
 
-from clientfixture import run, skip
+from clientfixture import run, run_tests, skip
 
-try:
-    import awscli.clidriver  # noqa: F401
-    import awscli_tables
-    from awscli_base import CommandLineTest
-except ImportError:
+if importlib.util.find_spec("awscli") is None:
     skip("the command line is in the package awscli, which script/bootstrap clients installs")
 
-MODULES = (awscli_tables,)
+from awscli_base import CommandLineTest
+import awscli_items
+import awscli_tables
+
+MODULES = (awscli_tables, awscli_items)
 
 
 def main(stack):
     CommandLineTest.url = stack.url
-    loader = unittest.TestLoader()
-    suite = unittest.TestSuite(loader.loadTestsFromModule(module) for module in MODULES)
-    if suite.countTestCases() == 0:
-        return "there are no tests"
-    return 0 if unittest.TextTestRunner(verbosity=1).run(suite).wasSuccessful() else 1
+    return run_tests(MODULES)
 
 
 if __name__ == "__main__":

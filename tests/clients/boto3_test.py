@@ -3,28 +3,25 @@
     boto3_test.py BINARIES
 """
 
+import importlib.util
 import sys
-import unittest
 
-from clientfixture import run, skip
+from clientfixture import run, run_tests, skip
 
-try:
-    import boto3  # noqa: F401
-    from boto3_base import ClientTest
-    import boto3_tables
-except ImportError:
+if importlib.util.find_spec("boto3") is None:
     skip("boto3 is in the package python3-boto3, which script/bootstrap clients installs")
 
-MODULES = (boto3_tables,)
+from boto3_base import ClientTest
+import boto3_items
+import boto3_reads
+import boto3_tables
+
+MODULES = (boto3_tables, boto3_items, boto3_reads)
 
 
 def main(stack):
     ClientTest.connect(stack.url)
-    loader = unittest.TestLoader()
-    suite = unittest.TestSuite(loader.loadTestsFromModule(module) for module in MODULES)
-    if suite.countTestCases() == 0:
-        return "there are no tests"
-    return 0 if unittest.TextTestRunner(verbosity=1).run(suite).wasSuccessful() else 1
+    return run_tests(MODULES)
 
 
 if __name__ == "__main__":

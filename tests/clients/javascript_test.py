@@ -13,7 +13,7 @@ import sys
 from clientfixture import USERS_ENVIRONMENT, run, skip
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-PROGRAMS = ("javascript_tables.mjs",)
+PROGRAMS = ("javascript_tables.mjs", "javascript_items.mjs")
 
 
 def install(scratch):
@@ -25,6 +25,8 @@ def install(scratch):
     if os.path.exists(marker) and read(marker) == read(wanted):
         return
     os.makedirs(scratch, exist_ok=True)
+    if os.path.exists(marker):
+        os.remove(marker)
     shutil.copy(wanted, os.path.join(scratch, "package.json"))
     try:
         done = subprocess.run(["npm", "install", "--no-audit", "--no-fund", "--silent"], cwd=scratch, timeout=120,

@@ -1,29 +1,17 @@
-"""Random items, expressions and requests: right ones mostly, and some that are not."""
+"""Random expressions and requests: right ones mostly, and some that are not."""
 
 import base64
 
-NUMBERS = ["0", "-0", "1", "1.0", "1e0", "-1", "2", "10", "1e1", "0.1", "-0.10", "1E-130", "-1e-130", "9e125",
-           "99999999999999999999999999999999999999", "0.12345678901234567890123456789012345678", "1e40", "3.50"]
-STRINGS = ["", "a", "ab", "abc", "b", "\u00e9", "\u00e9t\u00e9", "\U0001d11e", "\uffff", "S", "N", "L", "SS", "NULL",
-           "10"]
-BINARIES = [base64.b64encode(data).decode() for data in (b"", b"\0", b"\0\xff", b"a", b"ab", b"\xff\xfe", b"10")]
-ATTRIBUTES = ["a", "b", "c", "d", "l", "m", "h", "r"]
-MEMBERS = ["a", "b", "x", "a.b", "name"]
-TYPES = ["S", "N", "B", "BOOL", "NULL", "M", "L", "SS", "NS", "BS"]
+from expressions_items import ATTRIBUTES, MEMBERS, TYPES, Items, members
+
 OPERATORS = ["EQ", "NE", "LE", "LT", "GE", "GT", "NOT_NULL", "NULL", "CONTAINS", "NOT_CONTAINS", "BEGINS_WITH", "IN",
              "BETWEEN"]
 PIECES = ["(", ")", ",", ".", "=", "NOT ", " AND ", " x ", "-", "+", "#q", ":q", "[0]", "size(", "\u00e9", " name "]
 
 
-def members(value):
-    """Names or indexes in a map or list, with the values there."""
-    ((kind, content),) = value.items()
-    return list(content.items()) if kind == "M" else list(enumerate(content)) if kind == "L" else []
-
-
-class Generator:
+class Generator(Items):
     def __init__(self, random):
-        self.random = random
+        super().__init__(random)
         self.names, self.values, self.targets = {}, {}, []
         self.near = None  # the value at the path that was made last
         self.item = self.make_item()
@@ -32,32 +20,6 @@ class Generator:
             for element, below in members(value):
                 self.places.append((elements + [element], below))
         del self.places[0]
-
-    def one_in(self, chances):
-        return self.random.randrange(chances) == 0
-
-    def value(self, depth=0, kinds=None):
-        kind = self.random.choice(kinds or (TYPES if depth < 3 else TYPES[:5] + TYPES[7:]))
-        choice, below = self.random.choice, range(self.random.randrange(4))
-        if kind in ("S", "N", "B"):
-            return {kind: choice({"S": STRINGS, "N": NUMBERS, "B": BINARIES}[kind])}
-        if kind == "BOOL":
-            return {kind: self.one_in(2)}
-        if kind == "NULL":
-            return {kind: True}
-        if kind == "L":
-            return {kind: [self.value(depth + 1) for _ in below]}
-        if kind == "M":
-            return {kind: {choice(MEMBERS): self.value(depth + 1) for _ in below}}
-        pool = {"SS": STRINGS, "NS": ["0", "1", "2.5", "10", "-1", "1e40"], "BS": BINARIES}[kind]
-        return {kind: self.random.sample(pool, 1 + self.random.randrange(3))}
-
-    def make_item(self):
-        item = {name: self.value() for name in ATTRIBUTES if not self.one_in(4)}
-        if not self.one_in(3):
-            item["l"] = self.value(kinds=["L"])
-            item["m"] = self.value(kinds=["M"])
-        return item
 
     def name(self, name):
         """A name in a path, by a placeholder if it needs one."""
@@ -77,6 +39,9 @@ class Generator:
             elements, self.near = self.random.choice(self.places)
         while self.near is None and self.one_in(3):
             elements.append(self.random.choice(MEMBERS if self.one_in(2) else [0, 0, 1, 1, 2, 3, 9]))
+        return self.rendered(elements)
+
+    def rendered(self, elements):
         return "".join("[%d]" % element if isinstance(element, int) else ("." if i else "") + self.name(element)
                        for i, element in enumerate(elements))
 
@@ -173,14 +138,30 @@ class Generator:
     def set_value(self):
         if self.one_in(3):
             text = self.set_operand(["N"]) + self.random.choice(["+", " - "]) + self.set_operand(["N"])
-            return "(%s)" % text if self.one_in(8) else text
+            text = "(%s)" % text if self.one_in(8) else text
+            return text + " + " + self.path() if self.one_in(20) else text
         return self.set_operand()
 
+    def list_update(self, elements):
+        """An update of several elements of one list."""
+        path = self.rendered(elements)
+        indexes = self.random.sample(range(7), self.random.choice([2, 3, 4]))
+        cut = self.random.randrange(len(indexes) + 1)
+        assigned = ["%s[%d] = %s" % (path, index, self.known()) for index in indexes[:cut]]
+        removed = ["%s[%d]" % (path, index) for index in indexes[cut:]]
+        return " ".join(name + " " + ", ".join(actions) for name, actions in (("SET", assigned), ("REMOVE", removed))
+                        if actions)
+
     def update(self):
+        lists = [elements for elements, value in self.places if "L" in value]
+        if lists and self.one_in(6):
+            return self.list_update(self.random.choice(lists))
         sections = {"SET": lambda: "%s = %s" % (self.target(), self.set_value()), "REMOVE": self.target,
                     "ADD": lambda: "%s %s" % (self.target(), self.known(["N", "SS", "NS", "BS"])),
                     "DELETE": lambda: "%s %s" % (self.target(), self.known(["SS", "NS", "BS"]))}
         chosen = self.random.sample(sorted(sections), self.random.choice([1, 1, 2, 3]))
+        if self.one_in(30):
+            chosen.append(chosen[0])
         return " ".join(
             self.random.choice([name, name.lower()]) + " " +
             ", ".join(sections[name]() for _ in range(self.random.choice([1, 1, 2, 3]))) for name in chosen)
@@ -189,12 +170,16 @@ class Generator:
         return ",".join(self.target() for _ in range(self.random.choice([1, 2, 3])))
 
     def key_condition(self):
+        self.item["h"], self.item["r"] = self.value(kinds=["S"]), self.value(kinds=["N"])
+        self.near = self.item["h"]
         tests = ["h = %s" % self.known(["S"])]
+        self.near = self.item["r"]
         if not self.one_in(3):
             if self.one_in(3):
                 tests.append("r BETWEEN %s AND %s" % (self.known(["N"]), self.known(["N"])))
             else:
-                tests.append("r %s %s" % (self.random.choice(["=", "<", "<=", ">", ">="]), self.known(["N"])))
+                test = ["r", self.random.choice(["=", "<", "<=", ">", ">="]), self.known(["N"])]
+                tests.append(" ".join(reversed(test) if self.one_in(3) else test))
             self.random.shuffle(tests)
         return " AND ".join("(%s)" % test if self.one_in(4) else test for test in tests)
 
@@ -219,6 +204,11 @@ class Generator:
         if not self.one_in(3 if action == "DELETE" else 20):
             update["Value"] = self.value(kinds=None if self.one_in(3) else ["N", "L", "SS", "NS", "BS"])
         return update
+
+    def drop_unused(self, text):
+        """Forgets the names of paths that were given up."""
+        if not self.one_in(20):
+            self.names = {placeholder: name for placeholder, name in self.names.items() if placeholder in text}
 
     def damaged(self, text):
         """The text with a piece left out, doubled or replaced."""

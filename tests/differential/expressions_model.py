@@ -1,6 +1,6 @@
 """What expressions do with an item, as the API's documentation says."""
 
-from expressions_language import bare
+from expressions_checks import bare
 from expressions_values import (LIMITED, begins_with, between, compare, contains, levels, number_faults, size)
 
 MISSING = "The provided expression refers to an attribute that does not exist in the item"

@@ -14,13 +14,14 @@ import random
 import subprocess
 import sys
 
-from expressions_generator import ATTRIBUTES, Generator
+from expressions_generator import Generator
+from expressions_items import ATTRIBUTES
 from expressions_language import Names, parse_condition, parse_projection, parse_update
 from expressions_model import Failed, holds, projected, updated
 from expressions_older import conditions_hold, update_actions
 from expressions_values import Refused, decode_item
 
-DEFAULT_CASES = 5000
+DEFAULT_CASES = 10000
 DEFAULT_SEED = 20120810
 AT_A_TIME = 2000
 
@@ -58,6 +59,7 @@ def make_case(source):
     if kind != "Query" and source.randrange(6) == 0:
         member = source.choice(sorted(request))
         request[member] = generator.damaged(request[member])
+    generator.drop_unused("\n".join(request.values()))
     if generator.names:
         request["ExpressionAttributeNames"] = generator.names
     if generator.values:

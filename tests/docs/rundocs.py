@@ -187,7 +187,7 @@ def run_session(commands, path, binaries, modules, scratch):
         sys.exit("the server does not start")
     back = {port: name for name, port in ports.items()}
     make_checkout(directory, binaries, ports)
-    if modules:
+    if os.path.exists(modules):
         make_npm(os.path.join(directory, "script"), modules)
     shell = Shell(directory)
     failures = 0
@@ -211,12 +211,12 @@ def run_session(commands, path, binaries, modules, scratch):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--bin", required=True, help="directory of the programs")
-    parser.add_argument("--javascript", default="", help="directory in which npm has installed the API's client")
+    parser.add_argument("--javascript", default="none", help="directory in which clients/javascript has had npm install the API's client")
     parser.add_argument("document")
     arguments = parser.parse_args()
     clients = {name for name, path in CLIENTS.items() if os.path.exists(path)}
-    modules = os.path.join(os.path.abspath(arguments.javascript), "node_modules") if arguments.javascript else ""
-    if modules and os.path.exists(modules):
+    modules = os.path.join(os.path.abspath(arguments.javascript), "node_modules")
+    if os.path.exists(os.path.join(arguments.javascript, "installed.json")):
         clients.add("javascript")
     commands = read_commands(arguments.document, clients)
     if not commands:

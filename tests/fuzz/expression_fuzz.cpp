@@ -15,7 +15,6 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace {
@@ -95,7 +94,7 @@ constexpr std::array Members = {
     Parameter{RequestKind::Query, "KeyConditionExpression"}};
 
 /** A request with one expression, whose names and values are all those that the expression uses. */
-rapidjson::Document requestWith(const char* member, std::string_view expression)
+rapidjson::Document requestWith(const char* member, const std::string& expression)
 {
     rapidjson::Document request;
     request.SetObject();
@@ -106,7 +105,7 @@ rapidjson::Document requestWith(const char* member, std::string_view expression)
     const auto define = [&](const char* definitions, std::initializer_list<std::pair<const char*, const char*>> all) {
         rapidjson::Value used(rapidjson::kObjectType);
         for (const auto& [placeholder, json] : all) {
-            if (expression.find(placeholder) != std::string_view::npos)
+            if (expression.find(placeholder) != std::string::npos)
                 used.AddMember(rapidjson::StringRef(placeholder), rapidjson::Value(parsed(json), allocator), allocator);
         }
         if (!used.ObjectEmpty())
@@ -125,11 +124,11 @@ rapidjson::Document requestWith(const char* member, std::string_view expression)
 }
 
 /** A condition that holds does not hold negated. Parentheses around others, and one more operator, may be too many. */
-void checkNegation(std::string_view expression)
+void checkNegation(const std::string& expression)
 {
     static constexpr const char* Member = "ConditionExpression";
     const auto parameters = read(RequestKind::Put, requestWith(Member, expression));
-    const auto negated = read(RequestKind::Put, requestWith(Member, "NOT (" + std::string(expression) + ")"));
+    const auto negated = read(RequestKind::Put, requestWith(Member, "NOT (" + expression + ")"));
     FUZZ_ASSERT(parameters || !negated);
     if (negated)
         FUZZ_ASSERT(holds(*parameters->condition, &sample()) != holds(*negated->condition, &sample()));
@@ -139,15 +138,16 @@ void checkInput(const std::uint8_t* data, std::size_t size)
 {
     Choices choices(data, size);
     const unsigned which = choices.upTo(Members.size() + 1);
+    const std::string rest(choices.rest());
     if (which < Members.size()) {
         const auto& [kind, member] = Members[which];
-        const rapidjson::Document request = requestWith(member, choices.rest());
+        const rapidjson::Document request = requestWith(member, rest);
         check(kind, request);
         if (kind == RequestKind::Put)
-            checkNegation(choices.rest());
+            checkNegation(rest);
         return;
     }
-    const rapidjson::Document request = parsed(std::string(choices.rest()));
+    const rapidjson::Document request = parsed(rest);
     if (request.HasParseError())
         return;
     for (const auto kind : {RequestKind::Get, RequestKind::Put, RequestKind::Delete, RequestKind::Update,

@@ -1,0 +1,25 @@
+#ifndef QUORVA_API_LIMITRULES_H
+#define QUORVA_API_LIMITRULES_H
+
+#include "api/shapes.h"
+
+#include <rapidjson/document.h>
+
+#include <string>
+#include <vector>
+
+/** The limits of single values, in the words of the API's messages. Pure; any thread. */
+namespace Api::LimitRules {
+
+/** The rules that a value itself breaks, without those of what it contains. */
+std::vector<std::string> brokenBy(const rapidjson::Value& value, const Shape& shape);
+
+/** Whether a shape has any limits itself. */
+bool areThere(const Shape& shape);
+
+/** All rules of a string, as they are listed for the elements of a list and the keys of a map. */
+std::string all(const Shape& shape);
+
+} // namespace Api::LimitRules
+
+#endif

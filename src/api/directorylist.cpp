@@ -26,6 +26,8 @@ Failure request(const Server& server, std::string_view directory, Listing* listi
         return Errors::resourceNotFound(
             "Requested resource not found: " + std::string(reply.message()) +
             " It is made with quorvactl init, and quorva-http --directory names another one.");
+    if (reply.isError(ErrorTypes::Validation))
+        return Errors::validation(std::string(reply.message()));
     if (Failure failure = reply.failure())
         return failure;
     listing->isOpen = boolIn(reply.body(), "Open").value_or(false);

@@ -3,6 +3,7 @@
 #include "api/directorylist.h"
 #include "api/members.h"
 #include "api/requestbodies.h"
+#include "format/tablename.h"
 #include "protocol/envelope.h"
 #include "protocol/operations.h"
 
@@ -101,6 +102,8 @@ Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<
 
 Failure TableCatalog::create(const Table& table)
 {
+    if (const char* const reason = TableNames::refusal(TableNames::filePart(table.name.real)))
+        return Errors::validation("A table cannot have the name " + table.name.shown + ": " + reason);
     const std::lock_guard changing(changes_);
     forget(table.name);
     std::shared_ptr<const Table> existing;

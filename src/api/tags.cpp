@@ -7,6 +7,8 @@ namespace Api {
 
 namespace {
 
+// Kept: "ResourcArn" and "Atleast" are how the API spells them, and clients compare whole messages.
+
 /** Fails unless a table's ARN is given; operations on tags take no names. */
 Failure checkArn(std::string_view arn)
 {
@@ -19,8 +21,7 @@ Failure checkArn(std::string_view arn)
 Failure named(Failure failure, std::string_view arn)
 {
     if (failure && failure->type == Errors::resourceNotFound().type)
-        return Errors::resourceNotFound("Requested resource not found: ResourcArn: " + std::string(arn) +
-                                        " not found"); // as the API spells it
+        return Errors::resourceNotFound("Requested resource not found: ResourcArn: " + std::string(arn) + " not found");
     return failure;
 }
 
@@ -41,7 +42,7 @@ Failure tagResource(const rapidjson::Value& request, Context& context, JsonWrite
 {
     const rapidjson::Value& tags = *member(request, "Tags");
     if (tags.Empty())
-        return Errors::validation("Atleast one Tag needs to be provided as Input."); // as the API spells it
+        return Errors::validation("Atleast one Tag needs to be provided as Input.");
     return update(request, context, [&](Table* table) { return TableOptions::addTags(tags, table); });
 }
 
@@ -49,7 +50,7 @@ Failure untagResource(const rapidjson::Value& request, Context& context, JsonWri
 {
     const rapidjson::Value& keys = *member(request, "TagKeys");
     if (keys.Empty())
-        return Errors::validation("Atleast one Tag Key needs to be provided as Input."); // as the API spells it
+        return Errors::validation("Atleast one Tag Key needs to be provided as Input.");
     return update(request, context, [&](Table* table) -> Failure {
         for (const rapidjson::Value& key : keys.GetArray()) {
             if (key.IsString())

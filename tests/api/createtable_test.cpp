@@ -138,6 +138,20 @@ TEST_F(CreateTable, WhatIsNotAvailableIsRefused)
          hashOnly(base + R"("StreamSpecification":{"StreamEnabled":false},"SSESpecification":{"Enabled":false})"));
 }
 
+TEST_F(CreateTable, NamesThatBelongToFilesAreRefused)
+{
+    const auto named = [](const std::string& name) {
+        return R"({"TableName":")" + name +
+               R"(","KeySchema":[{"AttributeName":"id","KeyType":"HASH"}],"AttributeDefinitions":)"
+               R"([{"AttributeName":"id","AttributeType":"S"}],"BillingMode":"PAY_PER_REQUEST"})";
+    };
+    expectInvalid(named("orders_3f.db"), "A table cannot have the name orders_3f.db: names that end like "
+                                         R"(\"_3f.db\" belong to the data files of tables)");
+    expectInvalid(named(directory_ + "|../orders"),
+                  "A table cannot have the name ../orders: the table's name has a component \\\".\\\" or \\\"..\\\"");
+    expectInvalid(named("|orders"), R"(The parameter \"Directory\" is missing.)");
+}
+
 TEST_F(CreateTable, ADirectoryThatDoesNotExistIsNamed)
 {
     start("/nowhere");

@@ -43,7 +43,7 @@ TEST_F(Tags, AreLimited)
     EXPECT_EQ(list(), R"({"Tags":[]})");
 }
 
-TEST_F(Tags, ErrorsOfResources)
+TEST_F(Tags, ErrorsAreSpelledAsTheApiSpellsThem)
 {
     const std::string notFound = errorText(
         std::string(ApiType) + "ResourceNotFoundException",

@@ -1,6 +1,7 @@
 """Tables and tags, with boto3."""
 
 import datetime
+from concurrent.futures import ThreadPoolExecutor
 
 from boto3_base import ClientTest
 
@@ -54,6 +55,23 @@ class Tables(ClientTest):
         listed = [name for page in pages for name in page["TableNames"]]
         self.assertEqual([name for name in listed if name in names], names)
         self.assertEqual(listed, sorted(listed))
+
+    def test_one_of_many_makes_a_table(self):
+        def create(number):
+            keys = [{"AttributeName": f"id{number}", "KeyType": "HASH"}]
+            definitions = [{"AttributeName": f"id{number}", "AttributeType": "S"}]
+            try:
+                self.client.create_table(TableName="raced", BillingMode="PAY_PER_REQUEST", KeySchema=keys,
+                                         AttributeDefinitions=definitions)
+            except self.client.exceptions.ResourceInUseException:
+                return None
+            return keys
+
+        with ThreadPoolExecutor(8) as threads:
+            made = [keys for keys in threads.map(create, range(16)) if keys is not None]
+        self.addCleanup(self.client.delete_table, TableName="raced")
+        self.assertEqual(len(made), 1)
+        self.assertEqual(self.client.describe_table(TableName="raced")["Table"]["KeySchema"], made[0])
 
     def test_tags(self):
         arn = self.make_table("tagged", Tags=[{"Key": "team", "Value": "blue"}]).table_arn

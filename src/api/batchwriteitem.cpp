@@ -6,6 +6,7 @@
 #include "api/itemstore.h"
 #include "api/members.h"
 #include "api/tablecatalog.h"
+#include "format/tablename.h"
 #include "items/itemjson.h"
 #include "items/itemsize.h"
 
@@ -87,7 +88,7 @@ std::map<std::string, std::map<std::string, Batch>> byDirectory(const std::vecto
     std::map<std::string, std::map<std::string, Batch>> batches;
     for (const TableWrites& table : tables) {
         const std::string& real = table.table->name.real;
-        batches[real.substr(0, real.find('|'))][real].push_back(&table);
+        batches[std::string(TableNames::directory(real))][real].push_back(&table);
     }
     return batches;
 }

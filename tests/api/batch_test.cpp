@@ -35,6 +35,23 @@ TEST_F(ApiItems, ABatchWritesToSeveralDirectories)
               R"({"Item":{"id":{"S":"b"}}})");
 }
 
+TEST_F(ApiItems, ADirectoryEndsAtTheLastBarOfAName)
+{
+    std::string entries;
+    for (const char* name : {"x|1", "x|2"}) {
+        const std::string table = directory_.makeDirectory(name) + "|items";
+        (void)done("CreateTable",
+                   R"({"TableName":")" + table +
+                       R"(","BillingMode":"PAY_PER_REQUEST","KeySchema":[{"AttributeName":"id","KeyType":"HASH"}],)"
+                       R"("AttributeDefinitions":[{"AttributeName":"id","AttributeType":"S"}]})");
+        entries += (entries.empty() ? "\"" : ",\"") + table + R"(":[{"PutRequest":{"Item":{"id":{"S":"b"}}}}])";
+    }
+    EXPECT_EQ(done("BatchWriteItem", R"({"RequestItems":{)" + entries + "}}"), R"({"UnprocessedItems":{}})");
+    for (const char* name : {"x|1", "x|2"})
+        EXPECT_EQ(done("GetItem", R"({"TableName":")" + directory_.file(name) + R"(|items","Key":{"id":{"S":"b"}}})"),
+                  R"({"Item":{"id":{"S":"b"}}})");
+}
+
 TEST_F(ApiItems, ABatchGivesBackWhatItCouldNotDo)
 {
     const std::string lost = directory_.makeDirectory("lost");

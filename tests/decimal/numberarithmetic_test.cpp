@@ -39,7 +39,7 @@ const std::string TooMany = "Attempting to store more than 38 significant digits
 const std::string Overflow = "Number overflow. Attempting to store a number with magnitude larger than supported range";
 const std::string Underflow =
     "Number underflow. Attempting to store a number with magnitude smaller than supported range";
-const std::string Nines(38, '9');
+const std::string AllNines(38, '9');
 
 TEST(NumberArithmetic, IsExactOrRefused)
 {
@@ -58,12 +58,12 @@ TEST(NumberArithmetic, IsExactOrRefused)
         {"100", "1", "101", "99"},
         {"1000", "0.001", "1000.001", "999.999"},
         {"1e37", "1", "1" + std::string(36, '0') + "1", std::string(37, '9')},
-        {"1e38", "1", TooMany, Nines},
+        {"1e38", "1", TooMany, AllNines},
         {"1e39", "1", TooMany, TooMany},
         {"1e125", "1e-130", TooMany, TooMany},
-        {Nines, "1", "1" + std::string(38, '0'), std::string(37, '9') + "8"},
-        {Nines, "0.1", TooMany, TooMany},
-        {Nines, Nines, TooMany, "0"},
+        {AllNines, "1", "1" + std::string(38, '0'), std::string(37, '9') + "8"},
+        {AllNines, "0.1", TooMany, TooMany},
+        {AllNines, AllNines, TooMany, "0"},
         {"9e125", "9e125", Overflow, "0"},
         {"9.9999999999999999999999999999999999999E+125", "1e88", Overflow,
          "9" + std::string(36, '9') + "8" + std::string(88, '0')},

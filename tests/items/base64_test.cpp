@@ -43,7 +43,7 @@ TEST(Base64, RandomBytesSurvive)
     }
 }
 
-struct Refused {
+struct NotBase64 {
     std::string text;
     std::string why;
 };
@@ -52,7 +52,7 @@ TEST(Base64, AnythingElseIsRefused)
 {
     const std::string length = "Base64 encoded length is expected a multiple of 4 bytes but found: ";
     const std::string last = "Invalid last non-pad Base64 character dectected";
-    const std::vector<Refused> all = {{"Z", length + "1"},
+    const std::vector<NotBase64> all = {{"Z", length + "1"},
                                       {"Zg", length + "2"},
                                       {"Zg=", length + "3"},
                                       {"Zm9vYg", length + "6"},
@@ -66,7 +66,7 @@ TEST(Base64, AnythingElseIsRefused)
                                       {"Zm\n9", "Invalid Base64 character: '\n'"},
                                       {"Zh==", last},
                                       {"Zm9=", last}};
-    for (const Refused& refused : all) {
+    for (const NotBase64& refused : all) {
         std::string bytes;
         std::string why;
         EXPECT_FALSE(Base64::decode(refused.text, &bytes, &why)) << refused.text;

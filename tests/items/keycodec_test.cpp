@@ -18,7 +18,7 @@ AttributeValue text(const std::string& utf8)
     return AttributeValue::ofString(utf8);
 }
 
-AttributeValue numeric(const std::string& number)
+AttributeValue numberOf(const std::string& number)
 {
     return AttributeValue::ofNumber(Decimal::Number::parse(number).value());
 }
@@ -47,13 +47,13 @@ TEST(KeyCodec, StoresTheseBytes)
          "a\x01\x01"
          "c\x02"},
         {Form::String, text(nul + "\xf4\x8f\xbf\xbf"), "\x01\x01\xf5\x90\xc0\xc0"},
-        {Form::Number, numeric("0"), "o"},
-        {Form::Number, numeric("17"), "p13117"},
-        {Form::Number, numeric("-17"), "n86882~"},
-        {Form::Number, numeric("0.5"), "p1295"},
-        {Form::Number, numeric("1e-130"), "p0001"},
-        {Form::Number, numeric("1e125"), "p2551"},
-        {Form::Number, numeric("-1e125"), "n7448~"},
+        {Form::Number, numberOf("0"), "o"},
+        {Form::Number, numberOf("17"), "p13117"},
+        {Form::Number, numberOf("-17"), "n86882~"},
+        {Form::Number, numberOf("0.5"), "p1295"},
+        {Form::Number, numberOf("1e-130"), "p0001"},
+        {Form::Number, numberOf("1e125"), "p2551"},
+        {Form::Number, numberOf("-1e125"), "n7448~"},
         {Form::Binary, binary("Quorva"), "?4CjyK(yDR!"},
         {Form::Binary, binary(nul), "%%%%% "},
         {Form::Latin1, text("größer"),
@@ -72,7 +72,7 @@ TEST(KeyCodec, RefusesWhatIsNoKey)
 {
     for (const Form form : {Form::String, Form::Number, Form::Binary, Form::Latin1}) {
         for (const AttributeValue& value :
-             {text("x"), numeric("1"), binary("x"), AttributeValue::ofNull(), AttributeValue::ofStringSet({"x"})})
+             {text("x"), numberOf("1"), binary("x"), AttributeValue::ofNull(), AttributeValue::ofStringSet({"x"})})
             EXPECT_EQ(KeyCodec::encode(form, value).has_value(), value.type() == KeyCodec::typeOf(form));
     }
     EXPECT_EQ(KeyCodec::encode(Form::String, text("")), std::nullopt);

@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr std::size_t MostUnits = 30;   // per writer
-constexpr std::size_t LargestBatch = 8; // items
+constexpr std::size_t MostUnitsOverHttp = 30;   // per writer
+constexpr std::size_t LargestBatchOverHttp = 8; // items
 
 QVariantMap keyOf(const ItemAddress& item)
 {
@@ -130,10 +130,10 @@ bool HttpWriter::contend()
 
 Unit* HttpWriter::nextUnit()
 {
-    const bool isNew = units_.empty() || (units_.size() < MostUnits && oneIn(3));
+    const bool isNew = units_.empty() || (units_.size() < MostUnitsOverHttp && oneIn(3));
     if (!isNew)
         return units_[upTo(static_cast<unsigned>(units_.size()))];
-    const std::size_t count = oneIn(5) ? 2 + upTo(LargestBatch - 1) : 1;
+    const std::size_t count = oneIn(5) ? 2 + upTo(LargestBatchOverHttp - 1) : 1;
     std::vector<ItemAddress> items;
     for (std::size_t i = 0; i < count; ++i)
         items.push_back({oneIn(2) ? "t0" : "t1", QStringLiteral("h%1-%2").arg(number_).arg(upTo(20)),

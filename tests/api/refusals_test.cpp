@@ -23,6 +23,8 @@ TEST_F(Refusals, OperationsThatTheApiDoesNotHave)
     EXPECT_EQ(refusal("PutItems", "{}"), errorText(Unknown, "There is no operation PutItems"));
     EXPECT_EQ(refusal("", "{}"), errorText(Unknown, "There is no operation "));
     EXPECT_EQ(refusal("describeTable", "{}"), errorText(Unknown, "There is no operation describeTable"));
+    EXPECT_EQ(refusal("PutItem\xFF", "{}"),
+              errorText(Unknown, "There is no operation of this name, which is not UTF-8"));
 }
 
 TEST_F(Refusals, BodiesThatAreNoJson)

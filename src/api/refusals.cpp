@@ -1,5 +1,6 @@
 // The operations of the API that are not served, and why.
 #include "api/operation.h"
+#include "items/utf8.h"
 
 #include <algorithm>
 #include <array>
@@ -79,7 +80,8 @@ Error refusalOf(std::string_view name)
     const auto found =
         std::find_if(Refusals.begin(), Refusals.end(), [&](const Refusal& refusal) { return refusal.name == name; });
     if (found == Refusals.end())
-        return Errors::unknownOperation("There is no operation " + std::string(name));
+        return Errors::unknownOperation(Items::isUtf8(name) ? "There is no operation " + std::string(name)
+                                                            : "There is no operation of this name, which is not UTF-8");
     return Errors::unknownOperation(std::string(name) + " is not available: " + std::string(found->reason));
 }
 

@@ -3,7 +3,9 @@
 #include "api/jsonpool.h"
 #include "api/validation.h"
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace Api {
@@ -15,12 +17,36 @@ Reply replyOf(const Error& error)
     return {error.status, QByteArray::fromStdString(error.body())};
 }
 
+/**
+ * True if a text, which is JSON otherwise, escapes the second half of a surrogate pair without the first. The library
+ * refuses a first half alone, but turns a second one into bytes that are not UTF-8, which the server does not take.
+ */
+bool escapesSecondHalfAlone(std::string_view text)
+{
+    constexpr std::size_t EscapeLength = 6; // \uXXXX
+    const auto isHalf = [](std::string_view escape, std::string_view thirdDigits) {
+        return escape[1] == 'u' && (escape[2] | 0x20) == 'd' && thirdDigits.find(escape[3]) != std::string_view::npos;
+    };
+    while (true) {
+        text.remove_prefix(std::min(text.find('\\'), text.size())); // which is only in strings
+        if (text.empty())
+            return false;
+        if (isHalf(text, "cdefCDEF"))
+            return true;
+        text.remove_prefix(isHalf(text, "89abAB") ? 2 * EscapeLength : 2);
+    }
+}
+
 /** Iterative, so that no depth of nesting exhausts the stack. */
 Failure parse(const QByteArray& body, rapidjson::Document* request)
 {
     constexpr unsigned Flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
-    request->Parse<Flags>(body.constData(), static_cast<std::size_t>(body.size()));
-    if (request->HasParseError())
+    const std::string_view text(body.constData(), static_cast<std::size_t>(body.size()));
+    // The parser takes a zero byte for the end of the text. Inside a string it is an error, as a control character.
+    if (text.find('\0') != std::string_view::npos)
+        return Errors::serialization("The body is not JSON");
+    request->Parse<Flags>(text.data(), text.size());
+    if (request->HasParseError() || escapesSecondHalfAlone(text))
         return Errors::serialization("The body is not JSON");
     return std::nullopt;
 }

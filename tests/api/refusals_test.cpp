@@ -23,6 +23,8 @@ TEST_F(Refusals, OperationsThatTheApiDoesNotHave)
     EXPECT_EQ(refusal("PutItems", "{}"), errorText(Unknown, "There is no operation PutItems"));
     EXPECT_EQ(refusal("", "{}"), errorText(Unknown, "There is no operation "));
     EXPECT_EQ(refusal("describeTable", "{}"), errorText(Unknown, "There is no operation describeTable"));
+    EXPECT_EQ(refusal("PutItem\xFF", "{}"),
+              errorText(Unknown, "There is no operation of this name, which is not UTF-8"));
 }
 
 TEST_F(Refusals, BodiesThatAreNoJson)
@@ -30,6 +32,29 @@ TEST_F(Refusals, BodiesThatAreNoJson)
     for (const char* body : {"", "{", "{}{}", "{\"TableName\":\"\xFF\"}", "{'TableName':'orders'}"})
         EXPECT_EQ(refusal("DescribeTable", body), errorText(SerializationType, "The body is not JSON"));
     EXPECT_EQ(refusal("ListTables", std::string(1000000, '[')), errorText(SerializationType, "The body is not JSON"));
+    EXPECT_EQ(requests_, 0);
+}
+
+TEST_F(Refusals, BodiesThatEscapeHalfOfASurrogatePair)
+{
+    for (const char* name :
+         {R"(\uDC00)", R"(\udfffx)", R"(\uD83D\uDE00\uDE00)", R"(\\\uDE00)", R"(\uD83D)", R"(\uDE00\uD83D)"})
+        EXPECT_EQ(refusal("DescribeTable", "{\"TableName\":\"" + std::string(name) + "\"}"),
+                  errorText(SerializationType, "The body is not JSON"))
+            << name;
+    // A whole pair, and what only looks like an escape.
+    for (const char* name : {R"(\uD83D\uDE00)", R"(\\uDE00)", R"(\uD7FF)", R"(\uE000)"})
+        EXPECT_THAT(refusal("DescribeTable", "{\"TableName\":\"" + std::string(name) + "\"}"),
+                    testing::HasSubstr("Member must satisfy regular expression pattern"))
+            << name;
+    EXPECT_EQ(requests_, 0);
+}
+
+TEST_F(Refusals, BodiesWithAZeroByte)
+{
+    using namespace std::string_view_literals;
+    for (const std::string_view body : {"{}\0"sv, "{}\0junk"sv, "\0{}"sv, "{\"TableName\":\"orders\0\"}"sv})
+        EXPECT_EQ(refusal("ListTables", body), errorText(SerializationType, "The body is not JSON"));
     EXPECT_EQ(requests_, 0);
 }
 

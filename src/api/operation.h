@@ -15,7 +15,6 @@
 namespace Api {
 
 struct Shape;
-class ItemCounts;
 class TableCatalog;
 
 struct Settings {
@@ -28,7 +27,6 @@ struct Settings {
 struct Context {
     const Server& server;
     TableCatalog& tables;
-    ItemCounts& counts;
     const Settings& settings;
     std::string_view host; // that the client named: "127.0.0.1:8000"
 };

@@ -71,7 +71,7 @@ Reply Service::answer(std::string_view name, std::string_view host, const QByteA
     if (const Failure failure = Validation::checkLimits(request, *operation->input))
         return replyOf(*failure);
 
-    Context context{server_, tables_, counts_, settings_, host};
+    Context context{server_, tables_, settings_, host};
     rapidjson::StringBuffer text;
     JsonWriter writer(text);
     if (const Failure failure = operation->handler(request, context, &writer))

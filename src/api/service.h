@@ -37,7 +37,6 @@ private:
     const Settings settings_;
     const Server server_;
     TableCatalog tables_{&server_, &settings_};
-    ItemCounts counts_;
 };
 
 } // namespace Api

@@ -9,7 +9,8 @@ namespace Api {
 
 namespace {
 
-// What a file has without an item, and with a few small ones.
+// What the file of the description has at most, and a data file with none or a few small items.
+constexpr long long DescriptionBytes = 16384;
 constexpr long long LeastFileBytes = 8192;
 
 // What a larger file has for each further item, a guess.
@@ -21,10 +22,10 @@ long long estimatedItems(long long files, long long bytes)
 {
     // The first file has the description. The others are made as they are needed, by the first item in each; only a
     // scan makes all of them.
-    const long long dataFiles = files - 1;
+    const long long dataFiles = std::max(0LL, files - 1);
     const long long withAnItem = dataFiles < static_cast<long long>(Partitions::Count) ? dataFiles : 0;
-    const long long further = std::max(0LL, bytes - files * LeastFileBytes) / ItemBytes;
-    return std::max(0LL, withAnItem) + further;
+    const long long further = bytes - DescriptionBytes - dataFiles * LeastFileBytes;
+    return withAnItem + std::max(0LL, further) / ItemBytes;
 }
 
 Failure describe(const Table& table, std::string_view member, Context& context, JsonWriter* reply)

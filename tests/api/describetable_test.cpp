@@ -50,10 +50,11 @@ TEST(EstimatedItems, GrowWithTheFiles)
 {
     EXPECT_EQ(Api::estimatedItems(0, 0), 0);
     EXPECT_EQ(Api::estimatedItems(1, 8192), 0);
+    EXPECT_EQ(Api::estimatedItems(1, 10240), 0) << "a description with tags";
     EXPECT_EQ(Api::estimatedItems(4, 4 * 8192), 3);
-    EXPECT_EQ(Api::estimatedItems(4, 4 * 8192 + 10 * 1024), 13);
+    EXPECT_EQ(Api::estimatedItems(4, 16384 + 3 * 8192 + 10 * 1024), 13);
     EXPECT_EQ(Api::estimatedItems(257, 257 * 8192), 0) << "a scan has made all files";
-    EXPECT_EQ(Api::estimatedItems(257, 257 * 8192 + 5000 * 1024), 5000);
+    EXPECT_EQ(Api::estimatedItems(257, 16384 + 256 * 8192 + 5000 * 1024), 5000);
 }
 
 TEST_F(DescribeTable, ServesWhatProgramsAskForAtTheirStart)

@@ -23,6 +23,9 @@ public:
     /** What the value of "X-Amz-Target" begins with. */
     static constexpr std::string_view Prefix = "DynamoDB_20120810.";
 
+    /** The largest body of a request; the JSON tree of a body can take twenty times as much memory. */
+    static constexpr qsizetype MostBytes = 16 * 1024 * 1024;
+
     Service(Server::Exchange exchange, Settings settings);
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;

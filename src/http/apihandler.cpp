@@ -12,6 +12,8 @@ Response ApiHandler::answer(const RequestHead& head, const QByteArray& body)
     if (!target.starts_with(Api::Service::Prefix))
         return ApiResponses::of(
             gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
+    if (body.size() > Api::Service::MostBytes)
+        return ApiResponses::fault(Fault::BodyTooLarge);
     Api::Reply reply = service_->answer(target.substr(Api::Service::Prefix.size()), head.header("Host"), body);
     return ApiResponses::of({reply.status, {}, std::move(reply.body)});
 }

@@ -117,3 +117,14 @@ TEST_F(HttpApiVersions, AServerThatIsGoneIsUnavailable)
     EXPECT_EQ(answer.status, 503);
     EXPECT_THAT(answer.body, HasSubstr("ServiceUnavailableException"));
 }
+
+TEST_F(HttpApiVersions, BodiesHaveAtMostSixteenMebibytes)
+{
+    constexpr std::size_t Most = 16UL * 1024 * 1024;
+    const std::string list = R"({"Limit":1})";
+    EXPECT_EQ(call("ListTables", list + std::string(Most - list.size(), ' ')).status, 200);
+    const HttpAnswer refused = call("ListTables", list + std::string(Most - list.size() + 1, ' '));
+    EXPECT_EQ(refused.status, 413);
+    EXPECT_EQ(refused.body, R"({"__type":"com.amazonaws.dynamodb.v20111205#RequestTooLargeException",)"
+                            R"("message":"The body is too large"})");
+}

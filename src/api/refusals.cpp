@@ -1,5 +1,6 @@
 // The operations of the API that are not served, and why.
 #include "api/operation.h"
+#include "api/reasons.h"
 #include "items/utf8.h"
 
 #include <algorithm>
@@ -15,7 +16,6 @@ struct Refusal {
     std::string_view reason;
 };
 
-constexpr std::string_view OneRegion = "there is one machine, and no other region to replicate to";
 constexpr std::string_view NoStatements = "statements in PartiQL are not understood here";
 constexpr std::string_view NoTransactions = "transactions are not available yet";
 constexpr std::string_view NoExpiry = "items do not expire here yet";
@@ -23,52 +23,49 @@ constexpr std::string_view NoBackups = "backups are made with quorvactl backup, 
 constexpr std::string_view NoBuckets =
     "there is no object storage to read from or write to; see quorvactl export and import";
 constexpr std::string_view NoInsights = "figures are at /metrics, see monitoring.md";
-constexpr std::string_view NoStreams = "there are no streams of changes";
-constexpr std::string_view NoVectors = "there are no vector indexes";
-constexpr std::string_view NoPolicies = "every user who may connect may do everything, see --allow-users";
 constexpr std::string_view NoScaling = "capacity is not limited, so there is nothing to scale";
 
 constexpr std::array Refusals{
     Refusal{"BatchExecuteStatement", NoStatements},
     Refusal{"CancelBulkOperation", NoBuckets},
     Refusal{"CreateBackup", NoBackups},
-    Refusal{"CreateGlobalTable", OneRegion},
+    Refusal{"CreateGlobalTable", Reasons::OneRegion},
     Refusal{"DeleteBackup", NoBackups},
-    Refusal{"DeleteResourcePolicy", NoPolicies},
+    Refusal{"DeleteResourcePolicy", Reasons::NoPolicies},
     Refusal{"DescribeBackup", NoBackups},
     Refusal{"DescribeBulkOperation", NoBuckets},
     Refusal{"DescribeContributorInsights", NoInsights},
     Refusal{"DescribeExport", NoBuckets},
-    Refusal{"DescribeGlobalTable", OneRegion},
-    Refusal{"DescribeGlobalTableSettings", OneRegion},
+    Refusal{"DescribeGlobalTable", Reasons::OneRegion},
+    Refusal{"DescribeGlobalTableSettings", Reasons::OneRegion},
     Refusal{"DescribeImport", NoBuckets},
-    Refusal{"DescribeKinesisStreamingDestination", NoStreams},
+    Refusal{"DescribeKinesisStreamingDestination", Reasons::NoStreams},
     Refusal{"DescribeTableReplicaAutoScaling", NoScaling},
-    Refusal{"DisableKinesisStreamingDestination", NoStreams},
-    Refusal{"EnableKinesisStreamingDestination", NoStreams},
+    Refusal{"DisableKinesisStreamingDestination", Reasons::NoStreams},
+    Refusal{"EnableKinesisStreamingDestination", Reasons::NoStreams},
     Refusal{"ExecuteStatement", NoStatements},
     Refusal{"ExecuteTransaction", NoStatements},
     Refusal{"ExportTableToPointInTime", NoBuckets},
-    Refusal{"GetResourcePolicy", NoPolicies},
+    Refusal{"GetResourcePolicy", Reasons::NoPolicies},
     Refusal{"ImportTable", NoBuckets},
     Refusal{"ListBackups", NoBackups},
     Refusal{"ListBulkOperations", NoBuckets},
     Refusal{"ListContributorInsights", NoInsights},
     Refusal{"ListExports", NoBuckets},
-    Refusal{"ListGlobalTables", OneRegion},
+    Refusal{"ListGlobalTables", Reasons::OneRegion},
     Refusal{"ListImports", NoBuckets},
-    Refusal{"PutResourcePolicy", NoPolicies},
+    Refusal{"PutResourcePolicy", Reasons::NoPolicies},
     Refusal{"RestoreTableFromBackup", NoBackups},
     Refusal{"RestoreTableToPointInTime", NoBackups},
-    Refusal{"SearchVectors", NoVectors},
+    Refusal{"SearchVectors", Reasons::NoVectors},
     Refusal{"StartBulkPutItems", NoBuckets},
     Refusal{"TransactGetItems", NoTransactions},
     Refusal{"TransactWriteItems", NoTransactions},
     Refusal{"UpdateContinuousBackups", NoBackups},
     Refusal{"UpdateContributorInsights", NoInsights},
-    Refusal{"UpdateGlobalTable", OneRegion},
-    Refusal{"UpdateGlobalTableSettings", OneRegion},
-    Refusal{"UpdateKinesisStreamingDestination", NoStreams},
+    Refusal{"UpdateGlobalTable", Reasons::OneRegion},
+    Refusal{"UpdateGlobalTableSettings", Reasons::OneRegion},
+    Refusal{"UpdateKinesisStreamingDestination", Reasons::NoStreams},
     Refusal{"UpdateTableReplicaAutoScaling", NoScaling},
     Refusal{"UpdateTimeToLive", NoExpiry},
 };

@@ -1,6 +1,7 @@
 #include "api/tableoptions.h"
 
 #include "api/members.h"
+#include "api/reasons.h"
 
 #include <array>
 #include <string>
@@ -13,19 +14,15 @@ namespace {
 
 constexpr long long MostUnits = 1'000'000'000'000;
 
-constexpr std::string_view OneRegion = "there is one machine, and no other region to replicate to";
-constexpr std::string_view NoVectors = "there are no vector indexes";
-constexpr std::string_view NoPolicies = "every user who may connect may do everything, see --allow-users";
-
 /** Members that cannot be granted, whatever they are. */
 constexpr std::array Unavailable{
-    std::pair{std::string_view("ReplicaUpdates"), OneRegion},
-    std::pair{std::string_view("GlobalTableSourceArn"), OneRegion},
-    std::pair{std::string_view("GlobalTableWitnessUpdates"), OneRegion},
-    std::pair{std::string_view("MultiRegionConsistency"), OneRegion},
-    std::pair{std::string_view("VectorIndexes"), NoVectors},
-    std::pair{std::string_view("VectorIndexUpdates"), NoVectors},
-    std::pair{std::string_view("ResourcePolicy"), NoPolicies},
+    std::pair{std::string_view("ReplicaUpdates"), Reasons::OneRegion},
+    std::pair{std::string_view("GlobalTableSourceArn"), Reasons::OneRegion},
+    std::pair{std::string_view("GlobalTableWitnessUpdates"), Reasons::OneRegion},
+    std::pair{std::string_view("MultiRegionConsistency"), Reasons::OneRegion},
+    std::pair{std::string_view("VectorIndexes"), Reasons::NoVectors},
+    std::pair{std::string_view("VectorIndexUpdates"), Reasons::NoVectors},
+    std::pair{std::string_view("ResourcePolicy"), Reasons::NoPolicies},
 };
 
 Failure unavailable(std::string_view member, std::string_view reason)
@@ -48,9 +45,9 @@ Failure refuseIndexes(const rapidjson::Value& request)
     return std::nullopt;
 }
 
-bool isEnabled(const rapidjson::Value& request, std::string_view specification, std::string_view switchName)
+bool isEnabled(const rapidjson::Value& request, std::string_view settings, std::string_view switchName)
 {
-    const rapidjson::Value* const found = member(request, specification);
+    const rapidjson::Value* const found = member(request, settings);
     return found != nullptr && boolIn(*found, switchName).value_or(false);
 }
 
@@ -69,7 +66,7 @@ Failure TableOptions::refuseUnavailable(const rapidjson::Value& request)
     if (Failure failure = refuseIndexes(request))
         return failure;
     if (isEnabled(request, "StreamSpecification", "StreamEnabled"))
-        return unavailable("StreamSpecification", "there are no streams of changes");
+        return unavailable("StreamSpecification", Reasons::NoStreams);
     if (isEnabled(request, "SSESpecification", "Enabled"))
         return unavailable("SSESpecification", "the server does not encrypt its files");
     for (const auto& [name, reason] : Unavailable) {

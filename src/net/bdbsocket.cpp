@@ -60,12 +60,13 @@ int TcpServer::listen(const char* address, int port)
     if (::listen(listeningSocket(), std::numeric_limits<int>::max()) != 0)
         return fail(48, "listen failed sock ");
 
+    port_ = port; // before the thread, whose connections may ask for it
     thread_ = Net::tryThread([this] { run(); });
     if (!thread_.joinable()) {
+        port_ = 0;
         listeningSocket_ = Base::Descriptor();
         return -1;
     }
-    port_ = port;
     return 0;
 }
 

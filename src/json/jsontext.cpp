@@ -1,9 +1,17 @@
 #include "json/jsontext.h"
 
+#include "json/canonicaltext.h"
 #include "json/jsoncharacters.h"
 #include "json/jsonwriter.h"
 
 namespace Json {
+
+void registerTypes()
+{
+    qRegisterMetaType<RawText>();
+    qRegisterMetaType<RawElements>();
+    qRegisterMetaType<SplitObject>();
+}
 
 void beginElement(QByteArray* elements)
 {

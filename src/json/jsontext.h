@@ -35,6 +35,12 @@ Q_DECLARE_TYPEINFO(Json::RawElements, Q_RELOCATABLE_TYPE);
 
 namespace Json {
 
+/**
+ * Makes the library know the types above and SplitObject. It would do so when each is first used, under a lock that
+ * ThreadSanitizer does not see. Call it before there are threads.
+ */
+void registerTypes();
+
 /** Adds a comma if the next element, which the caller then appends, needs one in front. */
 void beginElement(QByteArray* elements);
 

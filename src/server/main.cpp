@@ -1,3 +1,4 @@
+#include "json/jsontext.h"
 #include "log/log.h"
 #include "net/bdbserver.h"
 #include "peer/allowedusers.h"
@@ -128,6 +129,7 @@ int main(int argc, char** argv)
         return 0;
     ProcessSetup::prepare();
     EngineCalls::replace();
+    Json::registerTypes();
     LockFile(qgetenv("OSTRIK_LOCKFILE")).closeInherited();
 
     ServerOptions options(ServerOptions::coreCount());

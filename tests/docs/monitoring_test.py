@@ -6,12 +6,10 @@
 
 import re
 import shutil
-import signal
-import subprocess
 import urllib.request
 
-from examples import Place, indented, read, run_example, wait_until, write
-from quorva import DEADLINE, end, expect, run, run_main
+from examples import Place, indented, read, run_example, write
+from quorva import DEADLINE, HttpServer, expect, run, run_main
 
 SKIPPED = 77  # the status that ctest takes for a skipped test
 RULES = ("docs/monitoring.md", "groups:")
@@ -45,22 +43,16 @@ def test_figures(binaries, scratch):
 
 def scrape(place):
     """The figures of quorva-http."""
-    messages = f"{place.path}/http.log"
-    with open(messages, "w", encoding="utf-8") as log:
-        gateway = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", f"{place.binaries}/quorva-http", "--listen", "0",
-                                    "--port", str(place.server.port)], stderr=log)
+    http = HttpServer([f"{place.binaries}/quorva-http"], place.path, place.server.port)
     try:
-        wait_until("quorva-http listens", lambda: "listening on" in read(messages))
-        address = re.search(r"listening on (\S+) ", read(messages))[1]
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         for _ in range(2):  # the first response is a figure of the second
-            with opener.open(f"http://{address}/metrics", timeout=DEADLINE) as reply:
+            with opener.open(f"{http.url}/metrics", timeout=DEADLINE) as reply:
                 text = reply.read().decode()
-        gateway.send_signal(signal.SIGTERM)
-        expect("the end of quorva-http", gateway.wait(DEADLINE), 0)
+        http.stop()
         return text
     finally:
-        end(gateway)
+        http.clean_up()
 
 
 HISTOGRAM = 'quorva_request_duration_seconds_bucket{operation="PutItem",outcome="Success",le="%s"}'

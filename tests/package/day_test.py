@@ -43,11 +43,11 @@ def watch(machine):
     expect("the list of tables", "\nmain|orders  customer  date " in machine.tool("tables", "main"), True)
     screen = machine.tool("top", "--interval", "0.1", "--count", "1")
     expect("a line of top", bool(re.search(r"^BatchWriteItem ", screen, re.MULTILINE)), True)
-    with gateway(machine.root, machine.server.port, machine.scratch) as address:
+    with gateway(machine.root, machine.server.port, machine.scratch) as url:
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
-        with opener.open(f"http://{address}/metrics", timeout=DEADLINE) as reply:
+        with opener.open(f"{url}/metrics", timeout=DEADLINE) as reply:
             figures = reply.read().decode()
-        with opener.open(f"http://{address}/health", timeout=DEADLINE) as reply:
+        with opener.open(f"{url}/health", timeout=DEADLINE) as reply:
             expect("the health", reply.status, 200)
     expect("the batches in /metrics",
            f'quorva_requests_total{{operation="BatchWriteItem",outcome="Success"}} {batches}\n' in figures, True)

@@ -1,4 +1,3 @@
-#include "json/jsontext.h"
 #include "log/log.h"
 #include "net/bdbserver.h"
 #include "peer/allowedusers.h"
@@ -12,6 +11,7 @@
 #include "server/processsetup.h"
 #include "storage/enginecalls.h"
 #include "storage/settings.h"
+#include "json/jsontext.h"
 
 #include <QCoreApplication>
 
@@ -73,11 +73,11 @@ bool becomeOnlyServer(LockFile* lock)
     // Kept: the log has no destination before the options are read, so these lines are discarded and a parent sees only
     // the exit status. The lock still comes first: a second server must not touch the first one's log.
     if (!lock->create()) {
-        LOG_ERROR("bdbserver", 187) << "Quorva CreateMutex failed with error " << lock->error();
+        LOG_ERROR(LogOrigin::Server, 187) << "Quorva CreateMutex failed with error " << lock->error();
         return false;
     }
     if (lock->acquire(InstanceLockLimit) != LockFile::Wait::Acquired) {
-        LOG_ERROR("bdbserver", 193) << "Quorva WaitForSingleObject failed with error code: " << lock->error();
+        LOG_ERROR(LogOrigin::Server, 193) << "Quorva WaitForSingleObject failed with error code: " << lock->error();
         return false;
     }
     return true;
@@ -86,11 +86,11 @@ bool becomeOnlyServer(LockFile* lock)
 bool haveUsableSizes(const ServerOptions& options)
 {
     if (options.workers < 1) {
-        LOG_CRIT("bdbserver", __LINE__) << "invalid worker count " << options.workers;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid worker count " << options.workers;
         return false;
     }
     if (options.poolMax < 1) {
-        LOG_CRIT("bdbserver", __LINE__) << "invalid pool size " << options.poolMax;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid pool size " << options.poolMax;
         return false;
     }
     return true;
@@ -104,7 +104,7 @@ bool readAllowedUsers(AllowedUsers* users)
         return true;
     const std::string error = users->restrictTo(list);
     if (!error.empty())
-        LOG_CRIT("bdbserver", __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
     return error.empty();
 }
 
@@ -159,7 +159,7 @@ int main(int argc, char** argv)
     if (users.isRestricted())
         server.admitOnly(&users);
     if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {
-        LOG_CRIT("bdbserver", 258) << "listen failed at port " << options.port << " rc " << rc;
+        LOG_CRIT(LogOrigin::Server, 258) << "listen failed at port " << options.port << " rc " << rc;
         return StartFailed;
     }
     LOG_INFO << "Server listening on " << server.port();

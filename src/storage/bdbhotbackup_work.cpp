@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 // How long commits wait for a slow target to write its last few bytes, in the first and the last try, doubling in
 // between. If it never succeeds, the backup fails.
 constexpr std::chrono::milliseconds FirstHold{250};
@@ -115,12 +113,12 @@ bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
 
 int BDBHotBackupThread::markerFailed()
 {
-    LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target_.toUtf8();
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "Failed to del temp file from " << target_.toUtf8();
     return 2;
 }
 
 int BDBHotBackupThread::backupFailed(int rc)
 {
-    LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
 }

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 // How long a flush waits for requests that still run, if the log is written synchronously (DB_LOG_DSYNC): Berkeley DB
 // holds the log's mutex during the write, so all transactions stop. Measured: a wait of 0.2 to 0.5 ms lets 8 and 64
 // clients write 1.6 and 1.8 times as much. If the log is synchronised after it was written, a flush stops nobody, and
@@ -133,6 +131,6 @@ int LogFlusher::settle(EnvironmentUse* use, int rc)
     use->reset(); // adopts what is left
     if (rc == 0 || !hasWritten)
         return 0;
-    LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn commit failed rc " << rc;
     return rc;
 }

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
 } // namespace
@@ -36,7 +34,7 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
 {
     BDBEnv* env = table->env();
     if (env == nullptr) {
-        LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
+        LOG_CRIT(LogOrigin::Engine, __LINE__) << "bot_env is null";
         return -1;
     }
     if (findIndex(table, key, index))
@@ -54,15 +52,15 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
-        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
-                                      << " flags " << IndexFlags;
+        LOG_CRIT(LogOrigin::Engine, __LINE__)
+            << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc << " flags " << IndexFlags;
         return NoHandle;
     }
 
     const QMutexLocker locker(&env->mutex());
     const int descriptor = env->addDesc(opened.get());
     if (descriptor < 1) {
-        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
+        LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
         return NoHandle;
     }
     env->names().insert(key, descriptor | ENV_DESC_FLAG);

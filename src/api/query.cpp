@@ -1,5 +1,3 @@
-#include "api/capacity.h"
-#include "api/itemjson.h"
 #include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itempage.h"
@@ -112,10 +110,8 @@ Failure startAfter(const Table& table, const rapidjson::Value& request, bool for
 Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Query, request, &parameters))
-        return failure;
     ItemPage page;
-    if (Failure failure = PageRequests::read(request, &parameters, &page))
+    if (Failure failure = PageRequests::read(Expressions::RequestKind::Query, request, &parameters, &page))
         return failure;
     std::shared_ptr<const Table> table;
     if (Failure failure = PageRequests::findTable(request, context, &table))

@@ -1,4 +1,3 @@
-#include "api/itemjson.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
@@ -37,10 +36,8 @@ Failure refuseSegments(const rapidjson::Value& request)
 Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Scan, request, &parameters))
-        return failure;
     ItemPage page;
-    if (Failure failure = PageRequests::read(request, &parameters, &page))
+    if (Failure failure = PageRequests::read(Expressions::RequestKind::Scan, request, &parameters, &page))
         return failure;
     if (Failure failure = refuseSegments(request))
         return failure;

@@ -3,12 +3,12 @@
 #include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
+#include "api/itemwrite.h"
 #include "api/members.h"
 #include "api/returnvalues.h"
 #include "api/tablecatalog.h"
 #include "api/writecondition.h"
 #include "expressions/update.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 #include <algorithm>
@@ -122,14 +122,9 @@ Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter
     const auto compute = [&](const Item* before, ItemChange* made) { return change.compute(before, made); };
     if (Failure failure = ItemStore(context, table).change(key, ItemStore::FirstGuess::Read, compute))
         return failure;
-    reply->StartObject();
-    if (const Item returned = change.returned(returnValuesOf(request)); !returned.empty()) {
-        putName("Attributes", reply);
-        Items::writeItem(returned, reply);
-    }
-    if (Capacity::isWanted(request))
-        Capacity::writeMember(request, *table, Capacity::ofWrite(change.writtenBytes()), reply);
-    reply->EndObject();
+    const Item returned = change.returned(returnValuesOf(request));
+    const std::size_t bytes = Capacity::isWanted(request) ? change.writtenBytes() : 0;
+    writeItemReply(request, *table, returned.empty() ? nullptr : &returned, bytes, reply);
     return std::nullopt;
 }
 

@@ -1,7 +1,7 @@
 #include "net/bdbsocket.h"
 
+#include "base/trythread.h"
 #include "log/log.h"
-#include "net/trythread.h"
 #include "storage/descriptorreserve.h"
 
 #include <arpa/inet.h>
@@ -59,7 +59,7 @@ int TcpServer::listen(const char* address, int port)
         return fail(48, "listen failed sock ");
 
     port_ = port; // before the thread, whose connections may ask for it
-    thread_ = Net::tryThread([this] { run(); });
+    thread_ = Base::tryThread([this] { run(); });
     if (!thread_.joinable()) {
         port_ = 0;
         listeningSocket_ = Base::Descriptor();

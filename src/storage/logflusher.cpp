@@ -1,11 +1,11 @@
 #include "storage/logflusher.h"
 
+#include "base/trythread.h"
 #include "log/log.h"
 #include "storage/bdbenv.h"
 
 #include <chrono>
 #include <new>
-#include <system_error>
 #include <utility>
 
 namespace {
@@ -20,11 +20,7 @@ constexpr std::chrono::microseconds GatherTime{300};
 
 LogFlusher::LogFlusher(BDBEnv* env) : env_(env), gathers_(env->writesLogSynchronously())
 {
-    try {
-        thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error&) {
-        // The caller asks isRunning().
-    }
+    thread_ = Base::tryThread([this] { run(); }); // the caller asks isRunning()
 }
 
 LogFlusher::~LogFlusher()

@@ -13,7 +13,7 @@ namespace Api {
 
 namespace {
 
-constexpr std::size_t PageBytes = 1024 * 1024; // what a page of the API has, so that most take two requests
+constexpr std::size_t PageBytes = 1024 * 1024; // the size of a page of the API, so that most pages take two requests
 constexpr std::size_t MostPageItems = 1024;
 
 /** Reads a key attribute of a record. False if it is not {"S": text}, with the characters of bytes. */
@@ -80,7 +80,7 @@ Failure ItemWalk::readPage()
         return Errors::internal("The server's reply is not understood");
     isLastPage_ = !hasMember(page_.body(), "LastEvaluatedKey");
     if (!isLastPage_ && records_->Empty())
-        return Errors::internal("The server's page has no items"); // it would be asked for again and again
+        return Errors::internal("The server's page has no items"); // otherwise it would be requested again and again
     if (!records_->Empty())
         itemBytes_ = page_.bytes() / records_->Size();
     return std::nullopt;
@@ -107,7 +107,7 @@ Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
     if (readKey(record, table.hash.name, &key->hash) && readKey(record, table.serverRangeName, &key->range) &&
         !key->hash.empty())
         return std::nullopt;
-    // An empty hash key is such, too: the server cannot scan on behind it.
+    // An empty hash key is one of these, too: the server cannot continue a scan after it.
     return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API");
 }
 

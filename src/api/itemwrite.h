@@ -22,7 +22,7 @@ public:
     /** Reads the condition and "ReturnValues"; before anything else. */
     [[nodiscard]] Failure read(Expressions::RequestKind kind, const rapidjson::Value& request);
 
-    /** True if the item that is there does not matter, so that it need not be read. */
+    /** True if the existing item does not matter, so that it need not be read. */
     bool isPlain() const { return condition_->isEmpty() && !returnsOld_; }
 
     /** Makes the change if the condition holds. Deleting an item that does not exist changes nothing. */
@@ -32,7 +32,7 @@ public:
     /** The size of the old item as the API counts it; 0 if there was none, or if it was not read. */
     std::size_t oldBytes() const;
 
-    /** Writes the reply. `bytes`: what was written, as the API counts it. */
+    /** Writes the reply. `bytes`: the size of what was written, as the API counts it. */
     void writeReply(const rapidjson::Value& request, const Table& table, std::size_t bytes, JsonWriter* reply) const;
 
 private:

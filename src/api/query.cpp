@@ -16,7 +16,7 @@ namespace {
 using Expressions::Condition;
 using Expressions::KeyTest;
 
-/** What no key but one of the API of 2011-12-05 begins with (see Items::KeyCodec). */
+/** Only keys of the API of 2011-12-05 can begin with this (see Items::KeyCodec). */
 constexpr const char* BehindAllKeys = "\xff";
 
 Expressions::KeySchema::Attribute schemaOf(const KeyAttribute& attribute)
@@ -89,7 +89,7 @@ Failure rangeOf(const Table& table, const Expressions::KeyCondition& condition, 
     return condition.range ? narrow(table, *condition.range, range) : std::nullopt;
 }
 
-/** Has the range begin behind the start key of the request, if it has one. */
+/** Makes the range begin after the start key of the request, if there is one. */
 Failure startAfter(const Table& table, const rapidjson::Value& request, bool forward, KeyRange* range)
 {
     std::optional<StoredKey> start;

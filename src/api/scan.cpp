@@ -10,7 +10,7 @@ namespace Api {
 
 namespace {
 
-/** Several segments would each need a part of the keys of their own, which the server's Scan does not have. */
+/** Each of several segments would need its own share of the keys, and the server's Scan cannot divide them. */
 Failure refuseSegments(const rapidjson::Value& request)
 {
     const auto segments = numberIn(request, "TotalSegments");

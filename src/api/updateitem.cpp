@@ -21,7 +21,7 @@ namespace {
 
 using Items::Item;
 
-/** An update of one item, and what it did. */
+/** An update of one item, and its result. */
 class ItemUpdate {
 public:
     ItemUpdate(const Table& table, Item key, Expressions::Update update, WriteCondition condition)
@@ -83,7 +83,7 @@ public:
     }
 
 private:
-    /** Older parameters that only delete attributes make no item; an expression does. */
+    /** Older parameters that only delete attributes do not create an item; an expression does. */
     bool onlyRemoves() const
     {
         return update_.isOlder && update_.assignments.empty() && update_.additions.empty() &&

@@ -1,9 +1,6 @@
-#include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/itemwrite.h"
-#include "api/members.h"
-#include "api/tablecatalog.h"
 
 namespace Api {
 
@@ -13,10 +10,8 @@ Failure deleteItem(const rapidjson::Value& request, Context& context, JsonWriter
     if (Failure failure = write.read(Expressions::RequestKind::Delete, request))
         return failure;
     std::shared_ptr<const Table> table;
-    if (Failure failure = context.tables.find(textIn(request, "TableName"), &table))
-        return failure;
     StoredKey key;
-    if (Failure failure = ItemKeys::read(*table, *member(request, "Key"), &key))
+    if (Failure failure = findItem(request, context, &table, &key))
         return failure;
 
     const ItemStore store(context, table);

@@ -194,4 +194,11 @@ Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, It
     return ItemKeys::addTo(item, *table_, key);
 }
 
+Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
+{
+    if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
+        return failure;
+    return ItemKeys::read(**table, *member(request, "Key"), key);
+}
+
 } // namespace Api

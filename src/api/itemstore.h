@@ -70,6 +70,10 @@ private:
     const std::shared_ptr<const Table> table_;
 };
 
+/** Finds the table, and the key in it, that a request names by "TableName" and "Key". */
+[[nodiscard]] Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table,
+                               StoredKey* key);
+
 } // namespace Api
 
 #endif

@@ -60,14 +60,8 @@ private:
             return depth < DepthLimit && object(depth + 1, [](std::string_view, QByteArrayView) {});
         case '[':
             return depth < DepthLimit && array(depth + 1);
-        case 't':
-            return takeWord("true");
-        case 'f':
-            return takeWord("false");
-        case 'n':
-            return takeWord("null");
         default:
-            return takeInteger();
+            return takeScalar();
         }
     }
 

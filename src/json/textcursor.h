@@ -9,9 +9,8 @@ namespace Json {
 
 /**
  * A position in JSON text, moved token by token by readers that derive from it. Each `take` function moves past its
- * token and returns true, or returns false; then the position has not moved, or, after `takeInteger` and
- * `takeLiteralString`, is anywhere in the token. Used by one thread. All inline, as readers spend most of their time
- * here.
+ * token and returns true, or returns false; then the position has not moved or, for integers and literal strings, is
+ * anywhere in the token. Used by one thread. All inline, as readers spend most of their time here.
  */
 class TextCursor {
 protected:
@@ -59,6 +58,21 @@ protected:
             ++cursor_;
         const auto count = cursor_ - digits;
         return count > 0 && count <= SafeDigits && (*digits != '0' || (count == 1 && !isNegative));
+    }
+
+    /** True, false, null or an integer as above. Not at the end. */
+    [[nodiscard]] bool takeScalar()
+    {
+        switch (next()) {
+        case 't':
+            return takeWord("true");
+        case 'f':
+            return takeWord("false");
+        case 'n':
+            return takeWord("null");
+        default:
+            return takeInteger();
+        }
     }
 
     /** A string of plain ASCII; `content` is what is between its quotes. */

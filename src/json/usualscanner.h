@@ -32,14 +32,8 @@ protected:
                    forEach('}', [&] { return passString() && takeColon() && passValue(depth + 1); });
         case '[':
             return depth < DepthLimit && forEach(']', [&] { return passValue(depth + 1); });
-        case 't':
-            return takeWord("true");
-        case 'f':
-            return takeWord("false");
-        case 'n':
-            return takeWord("null");
         default:
-            return takeInteger();
+            return takeScalar();
         }
     }
 

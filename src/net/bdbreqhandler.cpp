@@ -99,7 +99,7 @@ int BDBReqHandler::finishReply(int flushed)
     return 0;
 }
 
-/** Before the reply is sent: whoever has it finds the request counted. */
+/** Called before the reply is sent, so that a client that has the reply finds its request counted. */
 void BDBReqHandler::countRequest()
 {
     Metrics::ServerCounters& counters = Metrics::server().local();

@@ -108,7 +108,7 @@ bool readAllowedUsers(AllowedUsers* users)
     return error.empty();
 }
 
-/** Has slow requests reported if the operator wants that. An invalid threshold is none. */
+/** Turns on the report of slow requests if the operator wants that. An invalid threshold counts as none. */
 void configureSlowRequests()
 {
     const QByteArray text = qgetenv("QUORVA_SLOW_MS");

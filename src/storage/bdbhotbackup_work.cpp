@@ -25,7 +25,7 @@ constexpr std::chrono::milliseconds LongestHold{4000};
 void BDBHotBackupThread::run(int mode)
 {
     work(mode);
-    running_ = false; // first: whoever sees that it has ended may begin the next one
+    running_ = false; // first: a thread that sees that it has ended may begin the next one
     setStatus({});
 }
 
@@ -96,7 +96,7 @@ int BDBHotBackupThread::fullBackup()
 }
 
 /**
- * In one step for schedule(): whoever sees that the marker is gone may request another full backup.
+ * In one step for schedule(): a client that sees that the marker is gone may request another full backup.
  *
  * Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete.
  */

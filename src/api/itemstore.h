@@ -52,6 +52,7 @@ public:
     [[nodiscard]] Failure send(const ::Operations::Operation& operation, const std::string& body,
                                ServerReply* reply) const;
 
+    Failure unreadable(const StoredKey& key, const std::string& why) const;
     /** The item that the server has under a key: `stored` is its JSON object, with or without key attributes. */
     [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;
 

@@ -8,6 +8,7 @@
 #include "items/itemjson.h"
 #include "items/itemsize.h"
 
+#include <map>
 #include <memory>
 #include <set>
 #include <utility>
@@ -32,14 +33,14 @@ struct TableRead {
     double units = 0;
 };
 
-Failure readKeys(const rapidjson::Value& keys, TableRead* read)
+/** `seen` has the keys of the table that the request has named before, as a table has several names. */
+Failure readKeys(const rapidjson::Value& keys, std::set<StoredKey>* seen, TableRead* read)
 {
-    std::set<StoredKey> seen;
     for (const rapidjson::Value& json : keys.GetArray()) {
         StoredKey key;
         if (Failure failure = ItemKeys::read(*read->table, json, &key))
             return failure;
-        if (!seen.insert(key).second)
+        if (!seen->insert(key).second)
             return Errors::validation("Provided list of item keys contains duplicates");
         read->keys.push_back(std::move(key));
     }
@@ -51,21 +52,22 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
 {
     const rapidjson::Value& tables = *member(request, "RequestItems");
     std::size_t keys = 0;
-    for (const auto& [name, json] : tables.GetObject()) {
-        TableRead& read = reads->emplace_back(TableRead{std::string(textOf(name)), &json});
+    for (const auto& [name, json] : lastMembers(tables)) {
+        TableRead& read = reads->emplace_back(TableRead{std::string(name), json});
         Expressions::Parameters parameters;
-        if (Failure failure = readParameters(Expressions::RequestKind::Get, json, &parameters))
+        if (Failure failure = readParameters(Expressions::RequestKind::Get, *json, &parameters))
             return failure;
         read.projection = std::move(parameters.projection);
-        read.isConsistent = boolIn(json, "ConsistentRead").value_or(false);
-        keys += member(json, "Keys")->Size();
+        read.isConsistent = boolIn(*json, "ConsistentRead").value_or(false);
+        keys += member(*json, "Keys")->Size();
     }
     if (keys > MostKeys)
         return Errors::validation("Too many items requested for the BatchGetItem call");
+    std::map<std::string, std::set<StoredKey>> seen; // by the table's real name
     for (TableRead& read : *reads) {
         if (Failure failure = context.tables.find(read.name, &read.table))
             return failure;
-        if (Failure failure = readKeys(*member(*read.json, "Keys"), &read))
+        if (Failure failure = readKeys(*member(*read.json, "Keys"), &seen[read.table->name.real], &read))
             return failure;
     }
     return std::nullopt;

@@ -58,18 +58,18 @@ Failure readWrite(const Table& table, const rapidjson::Value& json, Write* write
 /** Parses and checks the whole request. */
 Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableWrites>* tables)
 {
-    const auto all = member(request, "RequestItems")->GetObject();
+    const auto all = lastMembers(*member(request, "RequestItems"));
     std::size_t count = 0;
     for (const auto& [name, writes] : all)
-        count += writes.Size();
+        count += writes->Size();
     if (count > MostWrites)
         return Errors::validation("Too many items requested for the BatchWriteItem call");
     std::set<std::pair<std::string, StoredKey>> seen; // by the table's real name, as a table has several names
     for (const auto& [name, writes] : all) {
-        TableWrites& table = tables->emplace_back(TableWrites{std::string(textOf(name))});
+        TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
         if (Failure failure = context.tables.find(table.name, &table.table))
             return failure;
-        for (const rapidjson::Value& json : writes.GetArray()) {
+        for (const rapidjson::Value& json : writes->GetArray()) {
             Write& write = table.writes.emplace_back();
             if (Failure failure = readWrite(*table.table, json, &write))
                 return failure;

@@ -76,10 +76,13 @@ template <typename Read> Failure readBoth(const Table& table, Read&& read, Store
     return std::nullopt;
 }
 
-Failure notOfThisApi(const Table& table, const StoredKey& key)
+/** A word of a command line. */
+std::string shellWord(std::string_view word)
 {
-    return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API: \"" +
-                              KeyCodec::jsonText(key.hash) + "\", \"" + KeyCodec::jsonText(key.range) + "\"");
+    std::string text = "'";
+    for (const char c : word)
+        text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return text + '\'';
 }
 
 } // namespace
@@ -110,6 +113,19 @@ KeyCodec::Form ItemKeys::formOf(const Table& table, const KeyAttribute& attribut
         break;
     }
     return KeyCodec::Form::String;
+}
+
+Error ItemKeys::notOfThisApi(const Table& table, const StoredKey& key)
+{
+    return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API: \"" +
+                              KeyCodec::jsonText(key.hash) + "\", \"" + KeyCodec::jsonText(key.range) +
+                              "\". To delete it: " + deletion(table, key));
+}
+
+std::string ItemKeys::deletion(const Table& table, const StoredKey& key)
+{
+    return "quorvactl delete " + shellWord(table.name.real) + " -- " + shellWord(KeyCodec::jsonText(key.hash)) + ' ' +
+           shellWord(KeyCodec::jsonText(key.range));
 }
 
 Failure ItemKeys::ofItem(const Table& table, const Item& item, StoredKey* key)

@@ -41,6 +41,12 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 /** Adds the key attributes to an item from the server. Fails if they are not keys of this API. */
 [[nodiscard]] Failure addTo(Items::Item* item, const Table& table, const StoredKey& key);
 
+/** The error for an item that the server has under a key that is none of this API. */
+Error notOfThisApi(const Table& table, const StoredKey& key);
+
+/** The command that deletes an item that this API cannot read, for messages. */
+std::string deletion(const Table& table, const StoredKey& key);
+
 /** Only the key attributes of an item. */
 Items::Item only(const Table& table, const Items::Item& item);
 

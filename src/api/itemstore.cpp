@@ -1,11 +1,13 @@
 #include "api/itemstore.h"
 
 #include "api/backoff.h"
+#include "api/directoryroom.h"
 #include "api/itemgates.h"
 #include "api/itemkeys.h"
 #include "api/itemrequests.h"
 #include "api/members.h"
 #include "api/tablecatalog.h"
+#include "items/itemjson.h"
 #include "items/itemsize.h"
 #include "items/storeditem.h"
 #include "protocol/envelope.h"
@@ -181,8 +183,20 @@ Failure ItemStore::send(const ::Operations::Operation& operation, const std::str
             if (backOff.pause())
                 continue;
         }
-        return reply->failure();
+        return DirectoryRoom::failureOf(server_, *reply, table_->name.real);
     }
+}
+
+/** It says what a program needs to read on behind the item, and what its operator needs to be rid of it. */
+Failure ItemStore::unreadable(const StoredKey& key, const std::string& why) const
+{
+    Item keys;
+    if (Failure failure = ItemKeys::addTo(&keys, *table_, key))
+        return failure;
+    return Errors::validation(
+        "The table " + table_->name.shown + " has an item that this API cannot show: " + why + ". Its key is " +
+        Items::jsonOf(keys) +
+        ", to be used as ExclusiveStartKey or to replace or delete it; or: " + ItemKeys::deletion(*table_, key));
 }
 
 Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, Item* item) const
@@ -190,7 +204,7 @@ Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, It
     const std::array<std::string_view, 2> keyNames{table_->hash.name, table_->serverRangeName};
     std::string why;
     if (!Items::StoredItem::read(stored, keyNames, item, &why))
-        return Errors::validation("The table " + table_->name.shown + " has an item that this API cannot show: " + why);
+        return unreadable(key, why);
     return ItemKeys::addTo(item, *table_, key);
 }
 

@@ -54,6 +54,9 @@ public:
     [[nodiscard]] Failure send(const ::Operations::Operation& operation, const std::string& body,
                                ServerReply* reply) const;
 
+    /** The error of an item that the server has but this API cannot read, because of `why`. */
+    Failure unreadable(const StoredKey& key, const std::string& why) const;
+
     /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
     [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;
 

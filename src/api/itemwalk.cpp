@@ -1,5 +1,6 @@
 #include "api/itemwalk.h"
 
+#include "api/itemkeys.h"
 #include "api/itemrequests.h"
 #include "api/members.h"
 #include "items/keycodec.h"
@@ -104,11 +105,11 @@ int ItemWalk::pageLimit() const
 Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
 {
     const Table& table = store_.table();
-    if (readKey(record, table.hash.name, &key->hash) && readKey(record, table.serverRangeName, &key->range) &&
-        !key->hash.empty())
-        return std::nullopt;
-    // An empty hash key is one of these, too: the server cannot continue a scan after it.
-    return Errors::validation("The table " + table.name.shown + " has an item whose keys are none of this API");
+    if (!readKey(record, table.hash.name, &key->hash) || !readKey(record, table.serverRangeName, &key->range))
+        return Errors::internal("The server's reply is not understood");
+    if (key->hash.empty()) // the server cannot scan on behind it
+        return ItemKeys::notOfThisApi(table, *key);
+    return std::nullopt;
 }
 
 void ItemWalk::continueAfter(const StoredKey& key)

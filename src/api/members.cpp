@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
 
 namespace Api {
 
@@ -17,6 +18,19 @@ const rapidjson::Value* member(const rapidjson::Value& object, std::string_view 
 std::string_view textOf(const rapidjson::Value& string)
 {
     return {string.GetString(), string.GetStringLength()};
+}
+
+std::vector<std::pair<std::string_view, const rapidjson::Value*>> lastMembers(const rapidjson::Value& object)
+{
+    std::map<std::string_view, const rapidjson::Value*> last;
+    for (const auto& [name, value] : object.GetObject())
+        last[textOf(name)] = &value;
+    std::vector<std::pair<std::string_view, const rapidjson::Value*>> members;
+    for (const auto& [name, value] : object.GetObject()) {
+        if (last[textOf(name)] == &value)
+            members.emplace_back(textOf(name), &value);
+    }
+    return members;
 }
 
 std::string_view textIn(const rapidjson::Value& object, std::string_view name)

@@ -5,6 +5,8 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 /** Reading requests and the server's replies. A member that is null counts as missing, as everywhere in the API. */
 namespace Api {
@@ -19,6 +21,9 @@ inline bool hasMember(const rapidjson::Value& object, std::string_view name)
 
 /** The characters of a string. */
 std::string_view textOf(const rapidjson::Value& string);
+
+/** The members of an object in their order; of several with the same name, only the last one. */
+std::vector<std::pair<std::string_view, const rapidjson::Value*>> lastMembers(const rapidjson::Value& object);
 
 // Members that a request's shape has: if present, they are of the right type.
 

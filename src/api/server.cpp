@@ -4,6 +4,7 @@
 #include "protocol/envelope.h"
 
 #include <string>
+#include <utility>
 
 namespace Api {
 
@@ -37,7 +38,10 @@ Failure ServerReply::failure() const
         return std::nullopt;
     if (isError(ErrorTypes::ResourceNotFound))
         return Errors::resourceNotFound();
-    return Errors::internal("The server: " + std::string(message()));
+    std::string text = "The server: " + std::string(message());
+    if (isError(ErrorTypes::InternalServerError))
+        text += " The reason is in the server's log.";
+    return Errors::internal(std::move(text));
 }
 
 Failure Server::send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const

@@ -1,6 +1,7 @@
 #include "api/tablecatalog.h"
 
 #include "api/directorylist.h"
+#include "api/directoryroom.h"
 #include "api/members.h"
 #include "api/requestbodies.h"
 #include "format/tablename.h"
@@ -85,6 +86,8 @@ Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<
     if (Failure failure = server_->send(Operations::DescribeTable, RequestBodies::of("TableName", name.real), &reply))
         return failure;
     const rapidjson::Value* const description = member(reply.body(), "Table");
+    if (reply.isError(ErrorTypes::InternalServerError))
+        return DirectoryRoom::failureOf(*server_, reply, name.real);
     if (!reply.isSuccess() || description == nullptr) {
         const std::lock_guard lock(mutex_);
         tables_.erase(name.real);
@@ -123,7 +126,7 @@ Failure TableCatalog::write(const Table& table)
     if (Failure failure = server_->send(Operations::CreateTable, TableDescriptions::creation(table), &reply))
         return failure;
     forget(table.name);
-    return reply.failure();
+    return DirectoryRoom::failureOf(*server_, reply, table.name.real);
 }
 
 Failure TableCatalog::update(std::string_view requested, const Change& change, std::shared_ptr<const Table>* changed)

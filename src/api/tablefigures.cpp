@@ -20,8 +20,8 @@ constexpr long long ItemBytes = 1024;
 
 long long estimatedItems(long long files, long long bytes)
 {
-    // The first file has the description. The others are created when they are needed, for the first item in each; only
-    // a scan creates all of them.
+    // The first file has the description. The others are created when they are needed, for the first item in each; a
+    // table that has all of them may have been emptied since.
     const long long dataFiles = std::max(0LL, files - 1);
     const long long withAnItem = dataFiles < static_cast<long long>(Partitions::Count) ? dataFiles : 0;
     const long long further = bytes - DescriptionBytes - dataFiles * LeastFileBytes;

@@ -28,4 +28,10 @@ bool DirectoryLock::is(const struct stat& status) const
     return descriptor_.isOpen() && status.st_dev == device_ && status.st_ino == inode_;
 }
 
+bool DirectoryLock::lacks(const char* name) const
+{
+    struct stat status {};
+    return ::fstatat(descriptor_.number(), name, &status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
+}
+
 } // namespace Base

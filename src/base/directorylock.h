@@ -31,6 +31,9 @@ public:
     /** Whether `status` is that of the locked directory. */
     bool is(const struct stat& status) const;
 
+    /** Whether the locked directory, wherever it is, has nothing of that name, not even a link that leads nowhere. */
+    bool lacks(const char* name) const;
+
 private:
     Descriptor descriptor_; // holds the lock
     dev_t device_ = 0;

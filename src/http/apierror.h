@@ -19,11 +19,14 @@ inline constexpr const char* InvalidRequest = "InvalidRequestException";
 inline constexpr const char* ServiceUnavailable = "ServiceUnavailableException";
 } // namespace OwnErrorTypes
 
+/** The versions of the API, whose error types have different namespaces. */
+enum class ApiVersion { Of2011, Of2012 };
+
 /** "ValidationException" becomes "com.amazonaws.dynamodb.v20111205#ValidationException". */
-QByteArray fullErrorType(const QByteArray& type);
+QByteArray fullErrorType(const QByteArray& type, ApiVersion version = ApiVersion::Of2011);
 
 /** The body of an error: {"__type": the full type, "message": ...}. Both texts are Latin-1. */
-QByteArray errorBody(const QByteArray& type, const QByteArray& message);
+QByteArray errorBody(const QByteArray& type, const QByteArray& message, ApiVersion version = ApiVersion::Of2011);
 
 } // namespace Http
 

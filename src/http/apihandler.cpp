@@ -13,7 +13,7 @@ Response ApiHandler::answer(const RequestHead& head, const QByteArray& body)
         return ApiResponses::of(
             gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
     if (body.size() > Api::Service::MostBytes)
-        return ApiResponses::fault(Fault::BodyTooLarge);
+        return ApiResponses::fault(head, Fault::BodyTooLarge);
     Api::Reply reply = service_->answer(target.substr(Api::Service::Prefix.size()), head.header("Host"), body);
     return ApiResponses::of({reply.status, {}, std::move(reply.body)});
 }

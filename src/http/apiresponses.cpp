@@ -1,5 +1,6 @@
 #include "http/apiresponses.h"
 
+#include "api/service.h"
 #include "http/apierror.h"
 
 #include <QUuid>
@@ -34,29 +35,33 @@ Response ApiResponses::of(Answer&& answer)
     return response;
 }
 
-Response ApiResponses::error(int status, const char* type, const std::string& message)
+Response ApiResponses::error(const RequestHead& head, int status, const char* type, const std::string& message)
 {
-    return of({status, {}, errorBody(type, QByteArray::fromStdString(message))});
+    const bool isOld = !head.header("X-Amz-Target").starts_with(Api::Service::Prefix);
+    return of({status,
+               {},
+               errorBody(type, QByteArray::fromStdString(message), isOld ? ApiVersion::Of2011 : ApiVersion::Of2012)});
 }
 
-Response ApiResponses::fault(Fault fault)
+Response ApiResponses::fault(const RequestHead& head, Fault fault)
 {
     constexpr const char* NotUnderstood = "The request is no HTTP that is understood here";
     switch (fault) {
     case Fault::NotHttp:
         break;
     case Fault::LineTooLong:
-        return error(UriTooLong, OwnErrorTypes::InvalidRequest, NotUnderstood);
+        return error(head, UriTooLong, OwnErrorTypes::InvalidRequest, NotUnderstood);
     case Fault::BadLength:
-        return error(BadRequest, OwnErrorTypes::InvalidRequest, "The length of the body is not understood");
+        return error(head, BadRequest, OwnErrorTypes::InvalidRequest, "The length of the body is not understood");
     case Fault::BodyTooLarge:
-        return error(PayloadTooLarge, OwnErrorTypes::RequestTooLarge, "The body is too large");
+        return error(head, PayloadTooLarge, OwnErrorTypes::RequestTooLarge, "The body is too large");
     case Fault::BodyBroken:
-        return error(BadRequest, OwnErrorTypes::InvalidRequest, "The body ended early or is not what its headers say");
+        return error(head, BadRequest, OwnErrorTypes::InvalidRequest,
+                     "The body ended early or is not what its headers say");
     case Fault::NoMemory:
-        return error(InternalError, ErrorTypes::InternalServerError, "There is not enough memory");
+        return error(head, InternalError, ErrorTypes::InternalServerError, "There is not enough memory");
     }
-    return error(BadRequest, OwnErrorTypes::InvalidRequest, NotUnderstood);
+    return error(head, BadRequest, OwnErrorTypes::InvalidRequest, NotUnderstood);
 }
 
 } // namespace Http

@@ -13,9 +13,12 @@ namespace Http {
 namespace ApiResponses {
 
 Response of(Answer&& answer);
-/** An error that does not come from the server; see OwnErrorTypes. */
-Response error(int status, const char* type, const std::string& message);
-Response fault(Fault fault);
+/**
+ * An error that does not come from the server; see OwnErrorTypes. The type is one of the version of the API that the
+ * request's target has; of the older one if it has none.
+ */
+Response error(const RequestHead& head, int status, const char* type, const std::string& message);
+Response fault(const RequestHead& head, Fault fault);
 
 } // namespace ApiResponses
 

@@ -41,7 +41,7 @@ const char* typeOf(std::string_view name)
 std::optional<Response> ConsoleFiles::refuse(const RequestHead& head)
 {
     if (fileOf(head.target) == nullptr)
-        return ApiResponses::error(NotFound, OwnErrorTypes::InvalidRequest, "There is nothing at this path");
+        return ApiResponses::error(head, NotFound, OwnErrorTypes::InvalidRequest, "There is nothing at this path");
     return std::nullopt;
 }
 

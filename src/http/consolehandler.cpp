@@ -67,15 +67,16 @@ std::optional<Response> ConsoleHandler::refuse(const RequestHead& head)
 std::optional<Response> ConsoleHandler::refuseUnconfined(const RequestHead& head) const
 {
     if (!token_->matches(tokenIn(head)))
-        return ApiResponses::error(Forbidden, OwnErrorTypes::InvalidToken,
+        return ApiResponses::error(head, Forbidden, OwnErrorTypes::InvalidToken,
                                    "The console needs the token that quorva-http printed when it started");
     if (isForSettings(head))
         return std::nullopt;
     const ConsoleOperation* const allowed = operationOf(head);
     if (allowed == nullptr)
-        return ApiResponses::error(BadRequest, OwnErrorTypes::UnknownOperation, "The console has no such operation");
+        return ApiResponses::error(head, BadRequest, OwnErrorTypes::UnknownOperation,
+                                   "The console has no such operation");
     if (allowed->isWrite && !settings_.mayWrite)
-        return ApiResponses::error(Forbidden, OwnErrorTypes::AccessDenied,
+        return ApiResponses::error(head, Forbidden, OwnErrorTypes::AccessDenied,
                                    "The console is read-only; start quorva-http with --console-write");
     return std::nullopt;
 }

@@ -43,7 +43,7 @@ Result inflateInto(const QByteArray& packed, std::size_t limit, QByteArray* body
         if (!append(piece.data(), piece.size() - stream.avail_out, limit, body))
             return Result::TooLarge;
     }
-    return Result::Unpacked;
+    return stream.avail_in == 0 ? Result::Unpacked : Result::Broken; // nothing may follow
 }
 
 Result decodeBrotliInto(const QByteArray& packed, std::size_t limit, QByteArray* body)
@@ -65,7 +65,7 @@ Result decodeBrotliInto(const QByteArray& packed, std::size_t limit, QByteArray*
         if (!append(piece.data(), piece.size() - room, limit, body))
             return Result::TooLarge;
     }
-    return Result::Unpacked;
+    return left == 0 ? Result::Unpacked : Result::Broken;
 }
 
 } // namespace

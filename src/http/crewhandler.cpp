@@ -16,7 +16,7 @@ void CrewHandler::serve(const RequestHead& head, QByteArray&& body, std::functio
             response = answerPacked(head, body);
         } catch (const std::bad_alloc&) {
             body.clear();
-            response = ApiResponses::fault(Fault::NoMemory);
+            response = ApiResponses::fault(head, Fault::NoMemory);
         }
         done(std::move(response));
     });
@@ -29,9 +29,9 @@ Response CrewHandler::answerPacked(const RequestHead& head, const QByteArray& pa
     case ContentCoding::Result::Unpacked:
         break;
     case ContentCoding::Result::TooLarge:
-        return ApiResponses::fault(Fault::BodyTooLarge);
+        return ApiResponses::fault(head, Fault::BodyTooLarge);
     case ContentCoding::Result::Broken:
-        return ApiResponses::fault(Fault::BodyBroken);
+        return ApiResponses::fault(head, Fault::BodyBroken);
     }
     return answer(head, body);
 }

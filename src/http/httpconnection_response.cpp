@@ -40,7 +40,7 @@ void HttpConnection::serve()
 
 void HttpConnection::fail(Fault fault)
 {
-    answer(service_->faultResponse(fault));
+    answer(service_->faultResponse(parser_->head(), fault));
 }
 
 void HttpConnection::answer(Response&& response)

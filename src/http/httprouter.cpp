@@ -74,7 +74,7 @@ std::optional<Response> HttpRouter::refuse(const RequestHead& head)
     if (std::optional<Response> refusal = refuseForeign(head))
         return refusal;
     HttpHandler* const handler = handlerOf(head);
-    return handler != nullptr ? handler->refuse(head) : refuseMethod(pathOf(head.target));
+    return handler != nullptr ? handler->refuse(head) : refuseMethod(head);
 }
 
 /** Refuses requests that do not use one of our host names: a web page may send those without its user's consent. */
@@ -84,40 +84,41 @@ std::optional<Response> HttpRouter::refuseForeign(const RequestHead& head) const
     const std::string_view origin = head.header("Origin");
     const std::size_t origins = head.count("Origin");
     if (head.count("Host") != 1)
-        return ApiResponses::error(BadRequest, OwnErrorTypes::InvalidRequest, "There has to be one Host header");
+        return ApiResponses::error(head, BadRequest, OwnErrorTypes::InvalidRequest, "There has to be one Host header");
     if (!hosts_.isHost(host)) {
         tellRefused("host", host);
-        return ApiResponses::error(Forbidden, OwnErrorTypes::AccessDenied,
+        return ApiResponses::error(head, Forbidden, OwnErrorTypes::AccessDenied,
                                    "The host is not one of those that are served; see --allow-host");
     }
     if (origins > 1 || (origins == 1 && !hosts_.isOrigin(origin))) {
         tellRefused("origin", origin);
-        return ApiResponses::error(Forbidden, OwnErrorTypes::AccessDenied,
+        return ApiResponses::error(head, Forbidden, OwnErrorTypes::AccessDenied,
                                    "The origin is not one of those that are served; see --allow-host");
     }
     return std::nullopt;
 }
 
 /** The response to a path that is not served, or not with this method. */
-Response HttpRouter::refuseMethod(std::string_view path) const
+Response HttpRouter::refuseMethod(const RequestHead& head) const
 {
+    const std::string_view path = pathOf(head.target);
     std::vector<std::string> methods;
     for (const Route& route : routes_) {
         if (route.leadsTo(path))
             methods.insert(methods.end(), route.methods.begin(), route.methods.end());
     }
     if (methods.empty())
-        return ApiResponses::error(NotFound, OwnErrorTypes::InvalidRequest, "There is nothing at this path");
-    Response response = ApiResponses::error(MethodNotAllowed, OwnErrorTypes::InvalidRequest,
+        return ApiResponses::error(head, NotFound, OwnErrorTypes::InvalidRequest, "There is nothing at this path");
+    Response response = ApiResponses::error(head, MethodNotAllowed, OwnErrorTypes::InvalidRequest,
                                             methods.size() == 1 ? "The only method is " + methods.front()
                                                                 : "The only methods are " + joined(methods, " and "));
     response.headers.push_back({"Allow", joined(methods, ", ")});
     return response;
 }
 
-Response HttpRouter::faultResponse(Fault fault)
+Response HttpRouter::faultResponse(const RequestHead& head, Fault fault)
 {
-    return ApiResponses::fault(fault);
+    return ApiResponses::fault(head, fault);
 }
 
 void HttpRouter::serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done)

@@ -30,7 +30,7 @@ public:
 
     bool admits(int socket) override;
     std::optional<Response> refuse(const RequestHead& head) override;
-    Response faultResponse(Fault fault) override;
+    Response faultResponse(const RequestHead& head, Fault fault) override;
     void serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done) override;
 
 private:
@@ -46,7 +46,7 @@ private:
 
     HttpHandler* handlerOf(const RequestHead& head) const;
     std::optional<Response> refuseForeign(const RequestHead& head) const;
-    Response refuseMethod(std::string_view path) const;
+    Response refuseMethod(const RequestHead& head) const;
 
     AllowedHosts hosts_;
     AllowedUsers* const users_;

@@ -32,8 +32,8 @@ public:
     /** The response to a request that is refused because of its head alone. The connection ends with it. */
     virtual std::optional<Response> refuse(const RequestHead& head) = 0;
 
-    /** The response to a faulty request. */
-    virtual Response faultResponse(Fault fault) = 0;
+    /** The response to a faulty request; the head is incomplete if that is what is wrong. */
+    virtual Response faultResponse(const RequestHead& head, Fault fault) = 0;
 
     /**
      * Answers a request by one call of `done`, from any thread. The body is as received, compressed or not. The head

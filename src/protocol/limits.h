@@ -18,6 +18,9 @@ inline constexpr int ItemBytes = 0x80000;
  */
 inline constexpr int KeyCharacters = 4092;
 
+/** The number of database files that a directory can have open: a table's description, and each data file in use. */
+inline constexpr int OpenDatabases = 1023;
+
 } // namespace Limits
 
 #endif

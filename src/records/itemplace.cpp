@@ -5,10 +5,16 @@
 #include "records/schema.h"
 #include "records/tablecontext.h"
 
-int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place)
+int Records::openPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place)
 {
     place->key = recordKey(place->hashKey, place->rangeKey);
     return table.openPartition(tableName, partitionOf(place->hashKey, PartitionCount), &place->db);
+}
+
+int Records::findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place)
+{
+    place->key = recordKey(place->hashKey, place->rangeKey);
+    return table.findPartition(tableName, partitionOf(place->hashKey, PartitionCount), &place->db);
 }
 
 int Records::takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
@@ -18,5 +24,5 @@ int Records::takePlace(TableContext& table, const QByteArray& tableName, QVarian
         return rc;
     if (const int rc = takeKeys(table.keySchema().value(), std::move(item), &place->hashKey, &place->rangeKey, stored))
         return rc;
-    return findPlace(table, tableName, place);
+    return openPlace(table, tableName, place);
 }

@@ -7,22 +7,25 @@
 class BDBIndex;
 class TableContext;
 
-/** Where an item of a table is kept. */
+/** Where an item of a table is kept, or would be. */
 struct ItemPlace {
     QByteArray hashKey;
     QByteArray rangeKey;
     QByteArray key;         // of the record, built from both
-    BDBIndex* db = nullptr; // of the partition; owned by the environment
+    BDBIndex* db = nullptr; // of the partition, owned by the environment; null: read only, and it has no file
 };
 
 namespace Records {
 
-/** Finds the place of the item with the two keys in `place`: opens its partition. 0 or openPartition's code. */
+/** Opens the place of the item with the two keys in `place`, for writing. 0 or openPartition's code. */
+[[nodiscard]] int openPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
+
+/** The same for a request that only reads, see TableContext::findPartition. */
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
- * The same for a whole item of a request, which is divided into its keys and what is stored (see takeKeys). Loads the
- * table's schema unless one is loaded. 0, or the result of loadSchema, takeKeys or openPartition.
+ * Opens the place of a whole item of a request, which is divided into its keys and what is stored (see takeKeys). Loads
+ * the table's schema unless one is loaded. 0, or the result of loadSchema, takeKeys or openPartition.
  */
 [[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,
                             QByteArray* stored);

@@ -64,6 +64,8 @@ template <typename Work> int inOwnTransaction(const TxnScope& scope, BDBIndex* d
 
 int Records::getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
 {
+    if (db == nullptr)
+        return DB_NOTFOUND;
     BDBTxn txn;
     if (const int rc = txn.begin(scope, 0))
         return rc;

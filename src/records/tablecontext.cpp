@@ -76,7 +76,10 @@ int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBInd
     return Registry::openIndex(connection_, key, file, subDatabase, db);
 }
 
-/** Finds a database of the table by its number; if it is not there, runs `open` and adds what that has opened. */
+/**
+ * Finds a database of the table by its number; if it is not there, runs `open` and adds what that has opened, if
+ * anything.
+ */
 template <typename Open>
 int TableContext::openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open)
 {
@@ -90,7 +93,7 @@ int TableContext::openNumbered(const QByteArray& tableName, unsigned database, B
         }
     }
     const int rc = open();
-    if (rc == 0 && env()->openTables().add(filePart, database, *db) && database != OpenTables::Meta &&
+    if (rc == 0 && *db != nullptr && env()->openTables().add(filePart, database, *db) && database != OpenTables::Meta &&
         Records::hasDescriptionFile(env(), filePart))
         env()->openTables().noteCreated(filePart);
     return rc;
@@ -100,6 +103,17 @@ int TableContext::openPartition(const QByteArray& tableName, unsigned partition,
 {
     return openNumbered(tableName, partition, db, [&] {
         return dbOpen(Records::dataFileName(tableName, partition), TableNames::DataSubDatabase, db);
+    });
+}
+
+int TableContext::findPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db)
+{
+    return openNumbered(tableName, partition, db, [&] {
+        const QByteArray name = Records::dataFileName(tableName, partition);
+        if (env() == nullptr || !env()->lacksDatabase(Records::filePart(name), TableNames::DataSubDatabase))
+            return dbOpen(name, TableNames::DataSubDatabase, db);
+        *db = nullptr;
+        return int{StatusSuccess};
     });
 }
 

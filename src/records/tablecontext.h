@@ -73,7 +73,13 @@ public:
      */
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
-    /** The same for the database of the table's description. */
+    /**
+     * The same for a request that only reads: `db` is null when the partition has no file, as no item was ever written
+     * to it. Reading creates none, as each takes a place in the environment's table for good.
+     */
+    [[nodiscard]] int findPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
+
+    /** Like openPartition, for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
     /** The table's description has been read or written, so it counts among those that are open. */

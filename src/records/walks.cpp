@@ -20,6 +20,10 @@ int runWalk(Walk& walk, const TxnScope& scope, BDBIndex* db, Gather&& gather, QB
 {
     const qsizetype before = items != nullptr ? items->size() : 0;
     Result found;
+    if (db == nullptr) {
+        *result = std::move(found);
+        return 0;
+    }
     int rc = walk.open(scope, db);
     if (rc == 0)
         rc = gather(&found);

@@ -8,11 +8,11 @@ class BDBIndex;
 
 /**
  * Walks over the records of one "data" database `db` of the environment `env` with a cursor, each in a transaction of
- * its own. A walk holds a read lock on its current page only, so a writer waits for a page at most and not for the
- * walk. Each item is read consistently; of a concurrent batch a walk may see a part. Results: 0; StatusInternalError
- * with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, out of memory);
- * StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK without a
- * line.
+ * its own. A null `db` has no records. A walk holds a read lock on its current page only, so a writer waits for a page
+ * at most and not for the walk. Each item is read consistently; of a concurrent batch a walk may see a part. Results:
+ * 0; StatusInternalError with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, out
+ * of memory); StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK
+ * without a line.
  *
  * The JSON of the matching items is appended to `items`, joined by commas. On failure `items` and `result` are
  * unchanged.

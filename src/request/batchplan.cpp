@@ -62,7 +62,7 @@ int planDeleteItem(TableContext& table, const QByteArray& tableName, const QVari
     ItemPlace place;
     if (const int rc = Requests::readElementKeys(deletion.value(u"Key"_s).toMap(), &place.hashKey, &place.rangeKey))
         return rc;
-    if (const int rc = Records::findPlace(table, tableName, &place))
+    if (const int rc = Records::openPlace(table, tableName, &place))
         return rc;
     return addWrite({tableName, place.db, place.key, std::nullopt}, seen, plan);
 }

@@ -143,7 +143,7 @@ std::optional<CommitRefusal> Requests::openCommit(TableContext& table, std::vect
             if (auto refusal = readPut(table.keySchema().value(), i, &entry))
                 return refusal;
         }
-        if (const int rc = Records::findPlace(table, entry.tableName, &entry.place))
+        if (const int rc = Records::openPlace(table, entry.tableName, &entry.place))
             return failed(rc);
         const auto [other, isNew] = seen.try_emplace({entry.place.db, entry.place.key}, i);
         if (!isNew)

@@ -19,8 +19,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/** The common first step of the operations that name an item by "Key". */
-int openItem(BDBRequest& request, ItemPlace* place)
+/** The common first step of the operations that name an item by "Key"; `place` is found by openPlace or findPlace. */
+int openItem(BDBRequest& request, ItemPlace* place, decltype(Records::openPlace) find)
 {
     const QByteArray tableName = request.tableName();
     if (const int rc = request.table.openTable(tableName))
@@ -28,7 +28,7 @@ int openItem(BDBRequest& request, ItemPlace* place)
     if (const int rc = Requests::readElementKeys(request.parsedBody, "Key"_L1, &place->hashKey, &place->rangeKey))
         return rc;
     request.noteKeys(place->hashKey, place->rangeKey);
-    return Records::findPlace(request.table, tableName, place);
+    return find(request.table, tableName, place);
 }
 
 template <typename Attempt> int retryItem(const char* operation, const ItemPlace& place, Attempt&& attempt)
@@ -114,7 +114,7 @@ int Requests::putItem(BDBRequest& request)
 int Requests::getItem(BDBRequest& request)
 {
     ItemPlace place;
-    if (const int rc = openItem(request, &place))
+    if (const int rc = openItem(request, &place, Records::findPlace))
         return rc;
     ItemFormatter format;
     if (request.parsedBody.contains("AttributesToGet"_L1))
@@ -134,7 +134,7 @@ int Requests::getItem(BDBRequest& request)
 int Requests::deleteItem(BDBRequest& request)
 {
     ItemPlace place;
-    if (const int rc = openItem(request, &place))
+    if (const int rc = openItem(request, &place, Records::openPlace))
         return rc;
     std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     const bool returnOld = wantsOldItem(request);
@@ -157,7 +157,7 @@ int Requests::deleteItem(BDBRequest& request)
 int Requests::updateItem(BDBRequest& request)
 {
     ItemPlace place;
-    if (const int rc = openItem(request, &place))
+    if (const int rc = openItem(request, &place, Records::openPlace))
         return rc;
     const QVariantMap updates = request.parsedBody.value("AttributeUpdates"_L1).toMap();
     std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);

@@ -72,7 +72,7 @@ int Requests::scanTable(BDBRequest& request)
     unsigned partition = range.startHash.isEmpty() ? 0 : Records::partitionOf(range.startHash, PartitionCount);
     for (; partition < PartitionCount && all.lastHash.isEmpty(); ++partition) {
         BDBIndex* db = nullptr;
-        if (const int rc = table.openPartition(tableName, partition, &db))
+        if (const int rc = table.findPartition(tableName, partition, &db))
             return rc;
         ScanResult found;
         const int rc = retryWalk("scanTable", range.startHash, range.startRange, [&] {
@@ -113,7 +113,7 @@ int Requests::queryTable(BDBRequest& request)
     if (const int rc = readKeyNames(request, tableName, query.page, false, &names))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = table.openPartition(tableName, partitionOf(query), &db))
+    if (const int rc = table.findPartition(tableName, partitionOf(query), &db))
         return rc;
 
     const QueryRange range = rangeOf(query);

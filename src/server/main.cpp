@@ -2,6 +2,7 @@
 #include "net/bdbserver.h"
 #include "peer/allowedusers.h"
 #include "protocol/endpoint.h"
+#include "protocol/limits.h"
 #include "request/slowrequests.h"
 #include "server/hangupwatch.h"
 #include "server/lkthread.h"
@@ -153,7 +154,7 @@ int main(int argc, char** argv)
         return StartFailed;
     configureSlowRequests();
 
-    BDBServer server(1024, 256, 12341234, 0x100000, options.workers, options.poolMax);
+    BDBServer server(Limits::OpenDatabases + 1, 256, 12341234, 0x100000, options.workers, options.poolMax);
     server.setIdentity({QStringLiteral(QUORVA_VERSION), QString::fromLocal8Bit(options.logFile),
                         QString::fromLocal8Bit(qgetenv("QUORVA_ALLOW_USERS"))});
     if (users.isRestricted())

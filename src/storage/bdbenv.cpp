@@ -188,6 +188,12 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
     return 0;
 }
 
+bool BDBEnv::lacksDatabase(const QByteArray& file, const char* subDb) const
+{
+    return !file.contains('/') && TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) == nullptr &&
+           directories_.lack(file);
+}
+
 bool BDBEnv::isOpen(const DatabaseState& state) const
 {
     const QMutexLocker locker(&mutex());

@@ -89,6 +89,13 @@ public:
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 
     /**
+     * True when there is no file `file`, which a table may have: openDatabase would create it. Only opening it can tell
+     * whether a file in a directory below may be used, so for these it is false. Costs a system call for each directory
+     * of the environment. Any thread.
+     */
+    bool lacksDatabase(const QByteArray& file, const char* subDb) const;
+
+    /**
      * True when this environment may hold data: it had a log when it was opened, or a database was opened in it since.
      * Until then no transaction can write.
      */

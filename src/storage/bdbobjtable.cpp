@@ -53,16 +53,33 @@ BDBObjTable::~BDBObjTable()
 
 int BDBObjTable::addDesc(BDBObject* object)
 {
-    for (std::size_t slot = 1; slot < objects_.size(); ++slot) {
-        if (objects_[slot].load(std::memory_order_relaxed) == nullptr) {
-            objects_[slot].store(object, std::memory_order_release);
-            if (usedEnd_.load(std::memory_order_relaxed) <= slot)
-                usedEnd_.store(slot + 1, std::memory_order_release);
-            return static_cast<int>(slot);
-        }
+    const std::size_t slot = freeSlot();
+    if (slot == 0) {
+        dumpDatabases();
+        return -1;
     }
+    objects_[slot].store(object, std::memory_order_release);
+    if (usedEnd_.load(std::memory_order_relaxed) <= slot)
+        usedEnd_.store(slot + 1, std::memory_order_release);
+    return static_cast<int>(slot);
+}
+
+bool BDBObjTable::hasRoom() const
+{
+    if (freeSlot() != 0)
+        return true;
     dumpDatabases();
-    return -1;
+    return false;
+}
+
+/** The first one; 0 if there is none. */
+std::size_t BDBObjTable::freeSlot() const
+{
+    for (std::size_t slot = 1; slot < objects_.size(); ++slot) {
+        if (objects_[slot].load(std::memory_order_relaxed) == nullptr)
+            return slot;
+    }
+    return 0;
 }
 
 void BDBObjTable::dumpDatabases() const

@@ -41,6 +41,9 @@ public:
      */
     [[nodiscard]] int addDesc(BDBObject* object);
 
+    /** Whether addDesc would find a slot. False: shows what fills the table, like addDesc. The same mutex. */
+    [[nodiscard]] bool hasRoom() const;
+
     /**
      * The object behind a descriptor, or null with an ERROR line when the slot is empty (except for descriptor 0) or
      * holds another type. With ENV_DESC_FLAG, looks in the attached environment's table.
@@ -91,6 +94,7 @@ public:
 
 private:
     BDBObject* objectAt(int descriptor) const;
+    std::size_t freeSlot() const;
     void dumpDatabases() const;
 
     mutable QMutex mutex_;

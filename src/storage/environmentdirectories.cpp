@@ -48,6 +48,12 @@ int EnvironmentDirectories::holdOnce(const fs::path& directory, bool* isNew)
     return rc == EWOULDBLOCK ? EBUSY : rc;
 }
 
+bool EnvironmentDirectories::lack(const QByteArray& name) const
+{
+    const auto lacks = [&](const Base::DirectoryLock& lock) { return lock.lacks(name.constData()); };
+    return lacks(lock_) && std::all_of(configured_.cbegin(), configured_.cend(), lacks);
+}
+
 /**
  * Locks the directories that DB_CONFIG names like the home: two environments with one log would overwrite each other's
  * records, and with one data directory, neither log would have all changes.

@@ -38,6 +38,9 @@ public:
     /** False when the home has been moved away since. */
     bool isInPlace() const { return lock_.isAt(home_.constData()); }
 
+    /** True when none of them has the file `name`, which is not in a directory below. */
+    bool lack(const QByteArray& name) const;
+
     const std::filesystem::path& logs() const { return config_.logDirectory; }
 
     bool removesUnneededLogs() const { return config_.removesUnneededLogs; }

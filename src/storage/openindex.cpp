@@ -15,6 +15,21 @@ namespace {
 
 constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
+/**
+ * Whether the environment has room for one more database. Otherwise says so, and what to do. To be asked before the
+ * database is opened, which would create its file.
+ */
+bool hasRoom(const BDBEnv& env, const QString& key)
+{
+    const QMutexLocker locker(&env.mutex());
+    if (env.hasRoom())
+        return true;
+    LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
+    LOG_WARN << env.spelledHome()
+             << " has as many database files open as a directory can have; further tables need another directory";
+    return false;
+}
+
 } // namespace
 
 bool Registry::findIndex(BDBObjTable* table, const QString& key, BDBIndex** index)
@@ -49,6 +64,8 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
     }
     if (findIndex(table, key, index))
         return 0; // opened by another request in the meantime
+    if (!hasRoom(*env, key))
+        return NoHandle;
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
@@ -59,10 +76,8 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
 
     const QMutexLocker locker(&env->mutex());
     const int descriptor = env->addDesc(opened.get());
-    if (descriptor < 1) {
-        LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
-        return NoHandle;
-    }
+    if (descriptor < 1)
+        return NoHandle; // not after hasRoom: databases are added only here, one at a time
     env->names().insert(key, descriptor | ENV_DESC_FLAG);
     *index = opened.release();
     return 0;

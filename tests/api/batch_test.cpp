@@ -132,3 +132,30 @@ TEST_F(ApiItems, ABatchGetHas16Megabytes)
               R"({"items":{"AttributesToGet":["ax"],"Keys":[{"ax":{"N":"41"},"id":{"S":"a"}},)"
               R"({"ax":{"N":"42"},"id":{"S":"a"}}]}})");
 }
+
+TEST_F(ApiItems, ABatchNamesEachTableOnce)
+{
+    const std::string full = directory_.path() + "|items";
+    const std::string keys = "{\"Keys\":[{" + keyText("a", "1") + "}]}";
+    const std::string others = "{\"Keys\":[{" + keyText("b", "1") + "}]}";
+    (void)done("PutItem", put("a", "1"));
+    (void)done("PutItem", put("b", "1"));
+    const std::string duplicates = "ValidationException: Provided list of item keys contains duplicates";
+    EXPECT_EQ(failed("BatchGetItem", R"({"RequestItems":{"items":)" + keys + ",\"" + full + "\":" + keys + "}}"),
+              duplicates)
+        << "by whatever name";
+    const std::string a = "[{" + keyText("a", "1") + "}]";
+    const std::string b = "[{" + keyText("b", "1") + "}]";
+    EXPECT_EQ(done("BatchGetItem", R"({"RequestItems":{"items":)" + keys + ",\"" + full + "\":" + others + "}}"),
+              canonical(R"({"Responses":{"items":)" + a + ",\"" + full + "\":" + b + "},\"UnprocessedKeys\":{}}"));
+    // Of two members with the same name, the last one counts, as everywhere in JSON.
+    const Api::Reply reply =
+        call("BatchGetItem", R"({"RequestItems":{"items":)" + keys + ",\"items\":" + others + "}}");
+    EXPECT_EQ(reply.body.toStdString(), R"({"Responses":{"items":[{"ax":{"N":"1"},"id":{"S":"b"}}]},)"
+                                        R"("UnprocessedKeys":{}})");
+    EXPECT_EQ(done("BatchWriteItem", R"({"RequestItems":{"items":[{"DeleteRequest":{)" + key("a", "1") +
+                                         R"(}}],"items":[{"DeleteRequest":{)" + key("b", "1") + "}}]}}"),
+              R"({"UnprocessedItems":{}})");
+    EXPECT_EQ(attributesOf("a", "1"), "{}");
+    EXPECT_EQ(attributesOf("b", "1"), "none");
+}

@@ -110,12 +110,41 @@ TEST_F(ApiOldTables, EmptyRangeKeysOfTheOldApiAreRead)
 
 TEST_F(ApiOldTables, ItemsThatAreNoneOfThisApiAreErrors)
 {
-    putOld("old", "a", "1", {{"n", QVariantMap{{"N", "no number"}}}});
-    const std::string error = failed("GetItem", old(oldKey("a", "1")));
+    putOld("old", "a", "o'1", {{"n", QVariantMap{{"N", "no number"}}}});
+    putOld("old", "a", "p", {});
+    const std::string error = failed("GetItem", old(oldKey("a", "o'1")));
     EXPECT_TRUE(error.starts_with("ValidationException: The table old has an item that this API cannot show: "))
         << error;
+    const std::string key = R"({"ax":{"S":"o'1"},"id":{"S":"a"}})";
+    EXPECT_TRUE(error.ends_with(". Its key is " + key +
+                                ", to be used as ExclusiveStartKey or to replace or delete it; "
+                                "or: quorvactl delete '" +
+                                real("old").toStdString() + "' -- 'a' 'o'\\''1'"))
+        << error;
+    const std::string query = R"("KeyConditionExpression":"id = :v","ExpressionAttributeValues":{":v":{"S":"a"}})";
     EXPECT_EQ(failed("Scan", old(R"("Limit":1)")), error);
-    EXPECT_EQ(done("DeleteItem", old(oldKey("a", "1"))), "{}") << "it can be deleted, and replaced";
+    EXPECT_EQ(failed("Query", old(query)), error);
+    const std::string onward = R"("ExclusiveStartKey":)" + key;
+    const std::string rest = R"({"Count":1,"Items":[{"ax":{"S":"p"},"id":{"S":"a"}}],"ScannedCount":1})";
+    EXPECT_EQ(done("Scan", old(onward)), rest);
+    EXPECT_EQ(done("Query", old(query + ',' + onward)), rest);
+    EXPECT_EQ(done("DeleteItem", old("\"Key\":" + key)), "{}") << "it can be deleted, and replaced";
+    EXPECT_EQ(done("Scan", old(R"("Limit":10)")), rest);
+}
+
+TEST_F(ApiOldTables, ItemsUnderKeysThatAreNoneOfThisApiAreErrorsThatSayHowToDeleteThem)
+{
+    putOld("items", "a", "no number", {});
+    const std::string error =
+        "ValidationException: The table items has an item whose keys are none of this API: \"a\", \"no number\". To "
+        "delete it: quorvactl delete '" +
+        real("items").toStdString() + "' -- 'a' 'no number'";
+    EXPECT_EQ(failed("Scan", body(R"("Limit":1)")), error);
+    putOld("old", "", "1", {});
+    EXPECT_EQ(failed("Scan", old(R"("Limit":1)")),
+              "ValidationException: The table old has an item whose keys are none of this API: \"\", \"1\". To delete "
+              "it: quorvactl delete '" +
+                  real("old").toStdString() + "' -- '' '1'");
 }
 
 TEST_F(ApiOldTables, TheOldApiReadsTablesOfThisApi)

@@ -1,9 +1,9 @@
 """Single items and batches, with boto3."""
 
-from decimal import Decimal
+from decimal import Decimal, Rounded
 
 from boto3.dynamodb.conditions import Attr
-from boto3.dynamodb.types import Binary
+from boto3.dynamodb.types import DYNAMODB_CONTEXT, Binary
 from boto3_base import ClientTest
 
 CONDITION_FAILED = ("ConditionalCheckFailedException", "The conditional request failed")
@@ -21,6 +21,23 @@ class Items(ClientTest):
         table.put_item(Item={"id": "a", **EVERY_TYPE})
         self.assertEqual(table.get_item(Key={"id": "a"})["Item"], {"id": "a", **EVERY_TYPE})
         self.assertNotIn("Item", table.get_item(Key={"id": "b"}))
+
+    def test_numbers_with_many_digits(self):
+        table = self.make_table("many-digits")
+        numbers = {"least": Decimal("1E-130"), "fits": Decimal("9" * 38), "long": Decimal("1E+38"),
+                   "longest": Decimal("-9.9999999999999999999999999999999999999E+125")}
+        for name, number in numbers.items():
+            table.put_item(Item={"id": name, "n": number})
+        for name in ("least", "fits"):
+            self.assertEqual(table.get_item(Key={"id": name})["Item"]["n"], numbers[name])
+        for name in ("long", "longest"):
+            text = self.client.get_item(TableName="many-digits", Key={"id": {"S": name}})["Item"]["n"]["N"]
+            self.assertEqual(text, f"{numbers[name]:f}", "digits alone, as JavaScript's BigInt needs them")
+            with self.assertRaises(Rounded):
+                table.get_item(Key={"id": name})
+        self.addCleanup(setattr, DYNAMODB_CONTEXT, "prec", DYNAMODB_CONTEXT.prec)
+        DYNAMODB_CONTEXT.prec = 126
+        self.assertEqual({item["id"]: item["n"] for item in table.scan()["Items"]}, numbers)
 
     def test_keys_of_every_type(self):
         for kind, keys in (("S", ["a", "ä", "✓", "😀", "\x00\xff"]), ("N", [Decimal("-1E-100"), Decimal(0), Decimal("3.5")]),

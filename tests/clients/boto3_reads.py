@@ -7,7 +7,7 @@ from boto3_base import ClientTest
 class Reads(ClientTest):
     @classmethod
     def setUpClass(cls):
-        # One table for all, as each table's first scan makes its data files.
+        # One table for all.
         cls.table = cls.resource.create_table(
             TableName="reads", BillingMode="PAY_PER_REQUEST",
             KeySchema=[{"AttributeName": "id", "KeyType": "HASH"}, {"AttributeName": "at", "KeyType": "RANGE"}],

@@ -56,6 +56,13 @@ class Tables(ClientTest):
         self.assertEqual([name for name in listed if name in names], names)
         self.assertEqual(listed, sorted(listed))
 
+    def test_many_tables_are_scanned(self):
+        tables = [self.make_table(f"scanned-{number}") for number in range(20)]
+        for table in tables:
+            table.put_item(Item={"id": table.name})
+        for table in tables:
+            self.assertEqual(table.scan()["Items"], [{"id": table.name}])
+
     def test_one_of_many_makes_a_table(self):
         def create(number):
             keys = [{"AttributeName": f"id{number}", "KeyType": "HASH"}]

@@ -99,6 +99,26 @@ TEST_F(HttpApiVersions, ForeignHostsAreRefused)
     EXPECT_EQ(exchange(post(target, "Origin: http://example.org\r\n" + lengthOf("{}"), "{}")).status, 403);
 }
 
+TEST_F(HttpApiVersions, ErrorsOfTheTransportHaveTheTypesOfTheTargetsVersion)
+{
+    const std::string versions[][2] = {{"DynamoDB_20111205.ListTables", "v20111205"},
+                                       {"DynamoDB_20120810.ListTables", "v20120810"},
+                                       {"elsewhere", "v20111205"}};
+    for (const auto& [target, version] : versions) {
+        const auto start = R"({"__type":"com.amazonaws.dynamodb.)" + version + '#';
+        const auto expect = [&](const std::string& request, int status, const char* type) {
+            const HttpAnswer answer = exchange(request);
+            EXPECT_EQ(answer.status, status);
+            EXPECT_TRUE(answer.body.starts_with(start + type + '"')) << answer.body;
+        };
+        expect(post(target, lengthOf("{}"), "{}", "example.org"), 403, "AccessDeniedException");
+        expect(post(target, "Content-Length: two\r\n", "{}"), 400, "InvalidRequestException");
+        expect(post(target, "Content-Length: 99999999999\r\n", "{}"), 413, "RequestTooLargeException");
+        const std::string junk = gzipped("{}") + "junk";
+        expect(post(target, "Content-Encoding: gzip\r\n" + lengthOf(junk), junk), 400, "InvalidRequestException");
+    }
+}
+
 TEST_F(HttpApiVersions, TablesAreInMainUnlessADirectoryIsNamed)
 {
     HttpProcess other;
@@ -125,6 +145,6 @@ TEST_F(HttpApiVersions, BodiesHaveAtMostSixteenMebibytes)
     EXPECT_EQ(call("ListTables", list + std::string(Most - list.size(), ' ')).status, 200);
     const HttpAnswer refused = call("ListTables", list + std::string(Most - list.size() + 1, ' '));
     EXPECT_EQ(refused.status, 413);
-    EXPECT_EQ(refused.body, R"({"__type":"com.amazonaws.dynamodb.v20111205#RequestTooLargeException",)"
+    EXPECT_EQ(refused.body, R"({"__type":"com.amazonaws.dynamodb.v20120810#RequestTooLargeException",)"
                             R"("message":"The body is too large"})");
 }

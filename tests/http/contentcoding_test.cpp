@@ -70,3 +70,18 @@ TEST(ContentCoding, WhatIsCutOffOrSomethingElseIsBroken)
                 << coding << ' ' << broken.toHex().constData();
         }
 }
+
+TEST(ContentCoding, NothingMayFollow)
+{
+    const QByteArray text = "{}";
+    const struct {
+        const char* coding;
+        QByteArray bytes;
+    } cases[] = {{"gzip", packed(text, GzipFormat)}, {"deflate", packed(text, ZlibFormat)}, {"br", Brotli}};
+    for (const auto& [coding, bytes] : cases) {
+        for (const QByteArray& more : {QByteArray("x"), QByteArray(1, '\0'), bytes}) {
+            QByteArray body;
+            EXPECT_EQ(unpack(coding, bytes + more, 1000, &body), Result::Broken) << coding << ' ' << more.size();
+        }
+    }
+}

@@ -30,7 +30,7 @@ public:
         return Http::Response{403, "", {{"Word", "no"}}, "refused"};
     }
 
-    Http::Response faultResponse(Http::Fault fault) override
+    Http::Response faultResponse(const Http::RequestHead&, Http::Fault fault) override
     {
         return {400, "", {}, "fault " + QByteArray::number(static_cast<int>(fault))};
     }

@@ -23,6 +23,12 @@ TEST_F(ItemPlaceTest, IsInThePartitionOfTheHashKeyUnderBothKeys)
     place_.rangeKey = "2012";
     ASSERT_EQ(Records::findPlace(tables_.context(), tables_.tableName("orders"), &place_), 0);
     EXPECT_EQ(place_.key, "0003abc2012");
+    EXPECT_EQ(place_.db, nullptr) << "for reading, a file is not created";
+    ASSERT_EQ(Records::openPlace(tables_.context(), tables_.tableName("orders"), &place_), 0);
+    EXPECT_EQ(place_.key, "0003abc2012");
+    EXPECT_EQ(place_.db, tables_.index("orders_98.db", "data"));
+    place_.db = nullptr;
+    ASSERT_EQ(Records::findPlace(tables_.context(), tables_.tableName("orders"), &place_), 0);
     EXPECT_EQ(place_.db, tables_.index("orders_98.db", "data"));
 }
 

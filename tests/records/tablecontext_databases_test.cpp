@@ -82,6 +82,45 @@ TEST(OpenPartition, WithoutACurrentEnvironmentFails)
     EXPECT_EQ(recordLines(log), (Lines{"[CRIT] bdb # bot_env is null"}));
 }
 
+TEST(FindPartition, WithoutAFileIsNullAndCreatesNone)
+{
+    TableEnv tables;
+    BDBIndex* db = tables.index("other");
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(tables.context().findPartition(tables.tableName(), 7, &db), 0);
+        EXPECT_EQ(db, nullptr);
+        EXPECT_FALSE(std::filesystem::exists(tables.directory().file("t_07.db")));
+    }
+    ASSERT_EQ(tables.context().openPartition(tables.tableName(), 7, &db), 0);
+    BDBIndex* const opened = db;
+    db = nullptr;
+    ASSERT_EQ(tables.context().findPartition(tables.tableName(), 7, &db), 0);
+    EXPECT_EQ(db, opened);
+    tables.reopen(); // the file is there, but not open
+    db = nullptr;
+    ASSERT_EQ(tables.context().findPartition(tables.tableName(), 7, &db), 0);
+    EXPECT_EQ(db, tables.index("t_07.db", "data"));
+}
+
+TEST(FindPartition, OpensWhateverHasThatName)
+{
+    // A link that leads nowhere, as when the disk is missing that a file was moved to, is no empty partition.
+    TableEnv tables;
+    std::filesystem::create_symlink("missing/t_07.db", tables.directory().file("t_07.db"));
+    BDBIndex* db = nullptr;
+    EXPECT_EQ(tables.context().findPartition(tables.tableName(), 7, &db), 12);
+    EXPECT_TRUE(std::filesystem::is_symlink(tables.directory().file("t_07.db")));
+}
+
+TEST(FindPartition, RefusesWhatOpeningRefuses)
+{
+    TableEnv tables;
+    for (const QByteArray table : {"../t", "t_3f.db", "sub/"}) {
+        BDBIndex* db = nullptr;
+        EXPECT_EQ(tables.context().findPartition(tables.tableName(table), 7, &db), 12) << table.toStdString();
+    }
+}
+
 TEST(OpenMeta, OpensTheDescriptionOfTheTablesFile)
 {
     TableEnv tables;

@@ -149,7 +149,11 @@ TEST(EnvLookup, GivesTheEnvironmentItsTableCapacity)
         const LogCapture log;
         EXPECT_EQ(connection.context().dbOpen("b", "data", &db), 12);
         EXPECT_EQ(recordLines(log), (Lines{"[ERROR] bdb #  addDesc objType 1 fname a dbname data",
-                                           "[CRIT] bdb # Failed to open DB with id: db::b:data"}));
+                                           "[CRIT] bdb # Failed to open DB with id: db::b:data",
+                                           "[WARN] " + directory.path() +
+                                               " has as many database files open as a directory can have; further "
+                                               "tables need another directory"}));
+        EXPECT_FALSE(std::filesystem::exists(directory.file("b")));
     }
     const auto lock = Registry::lockEnv(&registry, directory.bytes(), true);
     ASSERT_NE(lock, nullptr);

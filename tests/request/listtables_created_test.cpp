@@ -11,7 +11,7 @@ protected:
     {
         ListTables::SetUp();
         createTable(tableName());
-        ASSERT_EQ(request("GetItem", {{"TableName", tableName("u")}, {"Key", itemKey("k", "1")}}), okReply());
+        ASSERT_EQ(request("DeleteItem", {{"TableName", tableName("u")}, {"Key", itemKey("k", "1")}}), okReply());
         ASSERT_EQ(describe(tableName("v")), notFoundReply());
         (void)takeComplaints();
     }
@@ -57,8 +57,8 @@ TEST_F(NotCreated, CountAsFilesOfTheEnvironmentAndNotAsTables)
 TEST_F(NotCreated, AreToldFromTablesThatAreUsedWithoutTheirDescription)
 {
     restartServer();
-    EXPECT_EQ(get("k", "1"), okReply()); // opens one file of items
-    ASSERT_EQ(request("GetItem", {{"TableName", tableName("v")}, {"Key", itemKey("k", "1")}}), okReply());
+    ASSERT_EQ(request("DeleteItem", {{"TableName", tableName()}, {"Key", itemKey("k", "1")}}), okReply());
+    ASSERT_EQ(request("DeleteItem", {{"TableName", tableName("v")}, {"Key", itemKey("k", "1")}}), okReply());
     EXPECT_EQ(environment().value("OpenTables"), QVariantList({"t"}));
     EXPECT_EQ(environment().value("Files"), QVariant(2LL));
 }

@@ -7,12 +7,34 @@ using testing::IsEmpty;
 TEST_F(ScanTest, EmptyTableWalksAllPartitions)
 {
     EXPECT_EQ(scan(), scanReply({}, 0));
-    std::set<std::string> expected{"t"};
-    for (int partition = 0; partition < 256; ++partition)
-        expected.insert(dataFile(partition));
-    EXPECT_EQ(tableFiles(), expected);
     EXPECT_EQ(scan({{"Count", true}}), scanCounts(0, 0));
     EXPECT_EQ(scan({{"Limit", 1}, {"AttributesToGet", QStringList{"v"}}}), scanReply({}, 0));
+    EXPECT_THAT(takeComplaints(), IsEmpty());
+}
+
+TEST_F(ScanTest, CreatesNoFileAndSeesThoseThatAreCreatedLater)
+{
+    EXPECT_EQ(scan(), scanReply({}, 0));
+    EXPECT_EQ(get(hashIn(9), "1"), okReply());
+    EXPECT_EQ(tableFiles(), std::set<std::string>{"t"});
+    putItems({itemOf(hashIn(9), "1")});
+    EXPECT_EQ(scan(), scanReply({itemOf(hashIn(9), "1")}, 1));
+    EXPECT_EQ(get(hashIn(9), "1"), okReply({{"Item", QVariantMap()}}));
+    EXPECT_EQ(tableFiles(), (std::set<std::string>{"t", dataFile(9)}));
+}
+
+TEST_F(ScanTest, ADirectoryHasRoomForManyTablesThatAreScanned)
+{
+    constexpr int Tables = 20; // with a file for each partition, four would be too many
+    for (int n = 0; n < Tables; ++n) {
+        const QString table = tableName("t" + QString::number(n));
+        createTable(table);
+        ASSERT_EQ(request("PutItem", {{"TableName", table}, {"Item", itemOf(hashIn(n), "1")}}).value("__rc"), 200);
+    }
+    for (int n = 0; n < Tables; ++n)
+        EXPECT_EQ(request("Scan", {{"TableName", tableName("t" + QString::number(n))}}),
+                  scanReply({itemOf(hashIn(n), "1")}, 1))
+            << n;
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 

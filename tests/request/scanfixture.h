@@ -5,7 +5,7 @@
 
 /**
  * Most tests put their items into the last partition and start their scans there, with a start key that precedes all
- * items: such a scan touches one file, where a full scan would create 256.
+ * items: such a scan looks at one partition.
  */
 class ScanTest : public ScanQueryTest {
 protected:

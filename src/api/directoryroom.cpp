@@ -1,0 +1,53 @@
+#include "api/directoryroom.h"
+
+#include "api/members.h"
+#include "api/requestbodies.h"
+#include "format/tablename.h"
+#include "protocol/envelope.h"
+#include "protocol/limits.h"
+#include "protocol/operations.h"
+
+#include <algorithm>
+#include <string>
+
+namespace Api {
+
+namespace {
+
+/** Whether the server's status has a directory, by its canonical path, with as many open files as it can have. */
+bool hasFull(const rapidjson::Value& status, std::string_view directory)
+{
+    const rapidjson::Value* const open = member(status, "Environments");
+    if (open == nullptr || !open->IsArray())
+        return false;
+    return std::any_of(open->Begin(), open->End(), [&](const rapidjson::Value& environment) {
+        return textIn(environment, "Directory") == directory &&
+               numberIn(environment, "Files").value_or(0) >= Limits::OpenDatabases;
+    });
+}
+
+/** False also if the server does not say. */
+bool isFull(const Server& server, std::string_view directory)
+{
+    ServerReply list; // has the canonical path
+    if (server.send(Operations::ListTables, RequestBodies::of("Directory", directory), &list) || !list.isSuccess())
+        return false;
+    ServerReply status;
+    return !server.send(Operations::Status, "{}", &status) && status.isSuccess() &&
+           hasFull(status.body(), textIn(list.body(), "Directory"));
+}
+
+} // namespace
+
+Failure DirectoryRoom::failureOf(const Server& server, const ServerReply& reply, std::string_view realName)
+{
+    const std::string_view directory = TableNames::directory(realName);
+    if (!reply.isError(ErrorTypes::InternalServerError) || !isFull(server, directory))
+        return reply.failure();
+    return Errors::limitExceeded("The directory " + std::string(directory) + " has " +
+                                 std::to_string(Limits::OpenDatabases) +
+                                 " files of tables open, the most that it can have; put the table into another "
+                                 "directory");
+}
+
+} // namespace Api

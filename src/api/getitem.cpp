@@ -5,7 +5,6 @@
 #include "api/itemstore.h"
 #include "api/members.h"
 #include "api/tablecatalog.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 namespace Api {
@@ -28,7 +27,7 @@ Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* r
     reply->StartObject();
     if (item) {
         putName("Item", reply);
-        Items::writeItem(parameters.projection ? parameters.projection->partsOf(*item) : *item, reply);
+        writeItem(*item, parameters.projection, reply);
     }
     if (Capacity::isWanted(request)) {
         const std::size_t bytes = item ? Items::sizeOfItem(*item) : 0;

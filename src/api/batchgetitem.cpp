@@ -5,7 +5,6 @@
 #include "api/itemstore.h"
 #include "api/members.h"
 #include "api/tablecatalog.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 #include <map>
@@ -94,7 +93,7 @@ public:
             bytes_ += bytes;
             read->units += Capacity::ofRead(bytes, read->isConsistent);
             if (item)
-                Items::writeItem(read->projection ? read->projection->partsOf(*item) : *item, reply_);
+                writeItem(*item, read->projection, reply_);
         }
         reply_->EndArray();
         return std::nullopt;

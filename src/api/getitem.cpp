@@ -3,7 +3,6 @@
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 namespace Api {
@@ -24,7 +23,7 @@ Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* r
     reply->StartObject();
     if (item) {
         putName("Item", reply);
-        Items::writeItem(parameters.projection ? parameters.projection->partsOf(*item) : *item, reply);
+        writeItem(*item, parameters.projection, reply);
     }
     if (Capacity::isWanted(request)) {
         const std::size_t bytes = item ? Items::sizeOfItem(*item) : 0;

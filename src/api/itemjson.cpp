@@ -33,4 +33,12 @@ Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& re
     return Expressions::readParameters(kind, request, parameters, &error) ? Failure() : failureOf(error);
 }
 
+void writeItem(const Items::Item& item, const std::optional<Expressions::PathTree>& projection, JsonWriter* writer)
+{
+    if (projection)
+        Items::writeItem(projection->partsOf(item), writer);
+    else
+        Items::writeItem(item, writer);
+}
+
 } // namespace Api

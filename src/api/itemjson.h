@@ -2,10 +2,13 @@
 #define QUORVA_API_ITEMJSON_H
 
 #include "api/error.h"
+#include "api/jsonwriter.h"
 #include "expressions/parameters.h"
 #include "items/attributevalue.h"
 
 #include <rapidjson/document.h>
+
+#include <optional>
 
 namespace Api {
 
@@ -16,6 +19,9 @@ namespace Api {
 /** Reads a request's expressions or older parameters; see expressions/parameters.h. */
 [[nodiscard]] Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
                                      Expressions::Parameters* parameters);
+
+/** Writes an item, or only those parts of it that a projection has. */
+void writeItem(const Items::Item& item, const std::optional<Expressions::PathTree>& projection, JsonWriter* writer);
 
 } // namespace Api
 

@@ -1,7 +1,7 @@
 #include "api/itempage.h"
 
+#include "api/itemjson.h"
 #include "api/itemkeys.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 namespace Api {
@@ -54,7 +54,7 @@ private:
             return true;
         ++count_;
         if (!page_.isCountOnly)
-            Items::writeItem(page_.projection ? page_.projection->partsOf(item) : item, reply_);
+            writeItem(item, page_.projection, reply_);
         return true;
     }
 

@@ -1,8 +1,7 @@
 #ifndef QUORVA_API_JSONWRITER_H
 #define QUORVA_API_JSONWRITER_H
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
+#include "items/jsonwriter.h"
 
 #include <concepts>
 #include <string_view>
@@ -10,7 +9,7 @@
 /** How replies are written. Text is UTF-8. */
 namespace Api {
 
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
+using Items::JsonWriter;
 
 inline void putName(std::string_view name, JsonWriter* writer)
 {

@@ -8,6 +8,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -20,6 +21,8 @@ namespace {
 constexpr qsizetype LengthSize = Framing::LengthSize;
 constexpr qsizetype FrontBytes = 4096;         // of a reply to receive with its length
 constexpr qsizetype LargestStep = 1024 * 1024; // bytes of a reply to allocate before they arrive
+
+constexpr const char* NoBytes = "no bytes"; // received
 
 } // namespace
 
@@ -41,7 +44,8 @@ bool WireConnection::open(const QString& host, int port)
     socket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!isOpen())
         return fail("socket");
-    if (!connectTo(address)) {
+    const bool isLimited = receiveTimeout_ <= 0 || limitReceives();
+    if (!isLimited || !connectTo(address)) {
         close();
         return false;
     }
@@ -144,6 +148,15 @@ void WireConnection::setConnectTimeout(int milliseconds)
 void WireConnection::setReceiveTimeout(int milliseconds)
 {
     receiveTimeout_ = milliseconds;
+    if (isOpen())
+        (void)limitReceives(); // cannot fail on an open socket
+}
+
+/** Has the system end a receive after the timeout, which takes no call of its own before each one. */
+bool WireConnection::limitReceives()
+{
+    const timeval limit{receiveTimeout_ / 1000, receiveTimeout_ % 1000 * 1000};
+    return setsockopt(socketDescriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0 || fail("setsockopt");
 }
 
 bool WireConnection::receiveExactly(char* data, qsizetype size)
@@ -161,13 +174,18 @@ bool WireConnection::receiveExactly(char* data, qsizetype size)
 qsizetype WireConnection::receiveSome(char* data, qsizetype most)
 {
     for (;;) {
-        if (receiveTimeout_ > 0 && !waitFor(POLLIN, receiveTimeout_, "no bytes"))
+        const bool isLimitedFurther = !deadline_.isForever() && receiveTimeout_ > 0;
+        if (isLimitedFurther && !waitFor(POLLIN, receiveTimeout_, NoBytes))
             return -1;
         const ssize_t n = recv(socketDescriptor(), data, static_cast<size_t>(most), 0);
         if (n > 0)
             return n;
         if (n == 0) {
             error_ = QStringLiteral("the server closed the connection");
+            return -1;
+        }
+        if (errno == EAGAIN) {
+            (void)failLate(NoBytes, receiveTimeout_);
             return -1;
         }
         if (errno != EINTR) {
@@ -189,11 +207,15 @@ bool WireConnection::waitFor(short events, int milliseconds, const char* missing
             return true;
         if (ready < 0 && errno != EINTR)
             return fail("poll");
-        if (isOver) {
-            error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
-            return false;
-        }
+        if (isOver)
+            return failLate(missing, milliseconds);
     }
+}
+
+bool WireConnection::failLate(const char* missing, int milliseconds)
+{
+    error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
+    return false;
 }
 
 bool WireConnection::fail(const char* step)

@@ -63,10 +63,12 @@ public:
 
 private:
     bool connectTo(const sockaddr_in& address);
+    bool limitReceives();
     bool receiveExactly(char* data, qsizetype size);
     qsizetype receiveSome(char* data, qsizetype most);
     bool waitFor(short events, int milliseconds, const char* missing);
     bool fail(const char* step);
+    bool failLate(const char* missing, int milliseconds);
 
     Base::Descriptor socket_;
     int connectTimeout_ = 0; // milliseconds, like receiveTimeout_

@@ -2,10 +2,9 @@
 #define QUORVA_ITEMS_ITEMJSON_H
 
 #include "items/attributevalue.h"
+#include "items/jsonwriter.h"
 
 #include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <string>
 #include <string_view>
@@ -38,8 +37,6 @@ struct JsonError {
  * tables without a range key have it (KeyCodec::NoRangeName). Sizes are not checked.
  */
 [[nodiscard]] bool readItem(const rapidjson::Value& json, Item* item, JsonError* error);
-
-using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
 /**
  * Writes canonical JSON: no white space, members and elements of sets in order, numbers as

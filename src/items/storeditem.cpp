@@ -74,8 +74,12 @@ bool StoredItem::read(const rapidjson::Value& stored, std::span<const std::strin
         if (packed != nullptr)
             return fail(Damaged);
         packed = item->empty() ? findPacked(member.value) : nullptr;
+        if (packed != nullptr)
+            continue;
+        // Most stored names ascend.
+        AttributeValue& value = item->try_emplace(item->end(), std::string(name))->second;
         JsonError error;
-        if (packed == nullptr && !readValue(member.value, &(*item)[std::string(name)], &error))
+        if (!readValue(member.value, &value, &error))
             return fail(std::move(error.message));
     }
     if (packed == nullptr)

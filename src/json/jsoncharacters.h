@@ -9,7 +9,6 @@
 
 #if defined(__SSE2__)
 #include <bit>
-#include <cstdint>
 #include <emmintrin.h>
 #endif
 
@@ -38,33 +37,43 @@ template <Bytes kind> constexpr bool is(unsigned char byte)
 }
 
 #if defined(__SSE2__)
-/** The number of leading bytes, of 16, that are of the kind. */
-template <Bytes kind> int count(__m128i bytes)
+/** One bit for each of 16 bytes, lowest first: set if it is not of the kind. */
+template <Bytes kind> unsigned others(__m128i bytes)
 {
-    // A signed comparison: bytes that are not ASCII are negative and compare below a blank, like control characters.
-    __m128i low = _mm_cmplt_epi8(bytes, _mm_set1_epi8(' '));
+    // The quote becomes 0x20, and what is below a blank stays below that. A signed comparison: bytes that are not ASCII
+    // are negative, and so below it as well.
+    __m128i low = _mm_cmpgt_epi8(_mm_set1_epi8(0x21), _mm_xor_si128(bytes, _mm_set1_epi8('"' ^ 0x20)));
     if constexpr (kind == Bytes::Literal)
         low = _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), low);
-    const __m128i special = _mm_or_si128(
-        low, _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'))));
-    return std::countr_zero(static_cast<std::uint16_t>(_mm_movemask_epi8(special)));
+    const __m128i special = _mm_or_si128(low, _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\')));
+    return static_cast<unsigned>(_mm_movemask_epi8(special));
+}
+
+template <Bytes kind> unsigned others(const char* block)
+{
+    return others<kind>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(block)));
 }
 #endif
 
 /** The number of leading bytes that are of the kind. */
 template <Bytes kind> qsizetype count(const char* begin, const char* end)
 {
-    const char* cursor = begin;
 #if defined(__SSE2__)
-    for (; end - cursor >= BlockBytes; cursor += BlockBytes) {
-        const int found = count<kind>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)));
-        if (found < BlockBytes)
-            return cursor - begin + found;
+    if (end - begin < BlockBytes) {
+        char block[BlockBytes] = {}; // a zero byte is not of the kind
+        std::copy(begin, end, block);
+        return std::countr_zero(others<kind>(block));
     }
+    const char* const last = end - BlockBytes;
+    for (const char* cursor = begin; cursor < last; cursor += BlockBytes) {
+        if (const unsigned found = others<kind>(cursor))
+            return cursor - begin + std::countr_zero(found);
+    }
+    const unsigned found = others<kind>(last); // what it shares with the block before is of the kind
+    return found != 0 ? last - begin + std::countr_zero(found) : end - begin;
+#else
+    return std::find_if_not(begin, end, [](char byte) { return is<kind>(static_cast<unsigned char>(byte)); }) - begin;
 #endif
-    while (cursor != end && is<kind>(static_cast<unsigned char>(*cursor)))
-        ++cursor;
-    return cursor - begin;
 }
 
 /** Copies characters as bytes to `to`, which has room for all of them. Stops with false at one that is not plain. */
@@ -77,7 +86,7 @@ inline bool copyPlain(QStringView from, char* to)
         // Units above 255 become 255, or 0 from 0x8000 on; neither is plain.
         const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor)),
                                                _mm_loadu_si128(reinterpret_cast<const __m128i*>(cursor + 8)));
-        if (count<Bytes::Plain>(bytes) < BlockBytes)
+        if (others<Bytes::Plain>(bytes) != 0)
             return false;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bytes);
     }

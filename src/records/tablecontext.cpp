@@ -30,21 +30,21 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
     // First, as the lookup may wait for this very environment to be closed, which waits for its last user. A request
     // that reads or writes stays in one environment, so there is nothing that its reply would have to wait for.
     (void)leave();
-    EnvironmentUse found;
     if (onlyFinds_) {
-        if (!Registry::findEnv(registry_, names.key, &found))
+        if (!Registry::findEnv(registry_, names.key, &environment_))
             return StatusTakesLong;
-    } else if (const int rc =
-                   Registry::openEnv(registry_, names.key, &found, environmentCapacity_, create, names.directory)) {
+    } else if (const int rc = Registry::openEnv(registry_, names.key, &environment_, environmentCapacity_, create,
+                                                names.directory)) {
+        environment_.reset(); // one that could not be registered is not entered
         return rc;
     }
-    enter(std::move(found), names);
+    enter(names);
     return 0;
 }
 
-void TableContext::enter(EnvironmentUse environment, const Names& names)
+/** Notes that `environment_` has been found by these names. */
+void TableContext::enter(const Names& names)
 {
-    environment_ = std::move(environment);
     directory_ = names.directory;
     connection_->setEnv(env());
 }
@@ -53,10 +53,9 @@ bool TableContext::joinIfOpen(const QByteArray& tableName)
 {
     const Names& names = namesOf(tableName);
     (void)leave();
-    EnvironmentUse found;
-    if (!Registry::findSettledEnv(registry_, names.key, &found))
+    if (!Registry::findSettledEnv(registry_, names.key, &environment_))
         return false;
-    enter(std::move(found), names);
+    enter(names);
     return true;
 }
 
@@ -160,12 +159,13 @@ EnvironmentUse TableContext::leave()
     environment_.releaseAccess();
     connection_->setEnv(nullptr);
     directory_.clear();
-    return std::exchange(environment_, {});
+    return std::move(environment_);
 }
 
 void TableContext::reset()
 {
-    (void)leave();
+    if (env() != nullptr)
+        (void)leave();
     onlyFinds_ = false;
     keySchema_.reset();
     if (names_.tableName.size() > UsualNameBytes)

@@ -125,7 +125,7 @@ private:
     static constexpr qsizetype UsualNameBytes = 512; // an idle connection keeps no longer name
 
     const Names& namesOf(const QByteArray& tableName);
-    void enter(EnvironmentUse environment, const Names& names);
+    void enter(const Names& names);
     int passGate(const QByteArray& filePart);
     void leaveGates();
     template <typename Open>

@@ -5,12 +5,10 @@
 bool RequestBody::parse(const QByteArray& text, Json::MemberPath items)
 {
     clear();
-    if (!items.empty())
-        nameWithItems_ = QLatin1StringView(items.front());
-    if (Json::findUsualMembers(text, text, &members_, items, &withItems_)) {
-        text_ = text;
+    text_ = text;
+    nameWithItems_ = items.empty() ? QLatin1StringView() : QLatin1StringView(items.front());
+    if (Json::findUsualMembers(text, text, &members_, items, &withItems_))
         return true;
-    }
     clear();
     QVariant tree;
     if (!Json::parseUsual(text, &tree, items))
@@ -21,6 +19,8 @@ bool RequestBody::parse(const QByteArray& text, Json::MemberPath items)
 
 void RequestBody::clear()
 {
+    if (text_.isNull() && tree_.isEmpty())
+        return; // as it is most times before the next request
     text_ = QByteArray();
     members_ = Json::UsualMembers(); // gives back the memory of many
     nameWithItems_ = {};

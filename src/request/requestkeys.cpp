@@ -39,17 +39,29 @@ int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* b
     return Records::keyBytes(*value, bytes);
 }
 
+/** True for the usual text of an element, {"S":"..."} with a plain string and without white space. */
+bool isCompact(QByteArrayView element, QByteArrayView* plain)
+{
+    constexpr QByteArrayView Front("{\"S\":");
+    // What is behind the string, if not the end of the object, has a quote before it, which is not plain.
+    return element.startsWith(Front) && Json::isPlainString(element.sliced(Front.size()).chopped(1), plain);
+}
+
 /** Reads an element whose text is nothing but {"S": plain string}; false if it is anything else. */
 bool findPlainElement(const Json::UsualMembers& key, const KeyElement& element, QByteArray* bytes)
 {
     const Json::UsualMember* const found = Json::findMember(key, element.latinName);
-    Json::UsualMembers typed;
-    if (found == nullptr || !Json::findUsualMembers({}, found->value, &typed))
+    if (found == nullptr)
         return false;
-    const Json::UsualMember* const value = Json::findMember(typed, "S"_L1);
     QByteArrayView plain;
-    if (value == nullptr || !Json::isPlainString(value->value, &plain))
-        return false;
+    if (!isCompact(found->value, &plain)) {
+        Json::UsualMembers typed;
+        if (!Json::findUsualMembers({}, found->value, &typed))
+            return false;
+        const Json::UsualMember* const value = Json::findMember(typed, "S"_L1);
+        if (value == nullptr || !Json::isPlainString(value->value, &plain))
+            return false;
+    }
     *bytes = plain.toByteArray(); // ASCII is Latin-1
     return true;
 }

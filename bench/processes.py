@@ -10,7 +10,7 @@ import subprocess
 import sys
 import tempfile
 
-from quorva import Failure, Server, end, free_port, wait_for_connections
+from quorva import Failure, HttpServer, Server, end, free_port, wait_for_connections
 
 
 def workload_options(items, item_size):
@@ -63,13 +63,9 @@ class Workspace:
 
     def start_http(self, server):
         """quorva-http in front of a server."""
-        port = free_port()
-        command = [os.path.join(self.binaries, "quorva-http"), "--listen", str(port), "--port", str(server.port)]
-        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self._stack.callback(end, process)
-        if not wait_for_connections(process, port):
-            raise Failure("quorva-http did not start")
-        return Http(port)
+        http = HttpServer([os.path.join(self.binaries, "quorva-http")], self.directory, server.port)
+        self._stack.callback(http.clean_up)
+        return http
 
     def start_echo(self):
         port = free_port()
@@ -124,7 +120,6 @@ class Workspace:
 
 
 Echo = collections.namedtuple("Echo", "port")
-Http = collections.namedtuple("Http", "port")
 
 
 def note(text):

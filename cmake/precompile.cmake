@@ -28,12 +28,13 @@ function(use_precompiled_headers target name)
     endif()
 endfunction()
 
-# Compiles several sources of a target as one, where the templates and inline functions that they have in common cost most:
-# those of GoogleTest, and of CLI11, which is nothing else. Names in their unnamed namespaces must differ then; sources of
-# which some do not are named as ALONE.
+# Compiles several sources of a target as one, because the templates and inline functions that they have in common cost
+# most of the time. Names in their unnamed namespaces must differ then; sources of which some do not are named as ALONE.
+# Not for the layers that each request passes through (net, request, records, json): an update takes 1 % more
+# instructions there.
 #
 #   compile_together(target ALONE one.cpp ...)
-option(QUORVA_UNITY "Compile several sources of a tool or test as one" OFF)
+option(QUORVA_UNITY "Compile several sources of a target as one" OFF)
 
 function(compile_together target)
     cmake_parse_arguments(TOGETHER "" "" "ALONE" ${ARGN})

@@ -18,108 +18,24 @@ import sys
 import tempfile
 import time
 
+from demoledger import CONDITION_FAILED, LedgerTable, ok
+from demopackages import installed_packages
 from quorva import Failure, Server, expect
 
-NO_SECTION = "none"  # the hash key of packages that name no section
 BATCH = 100  # items of one BatchWriteItem
 PAGE = 250  # records of one page of a Scan
 
-Package = collections.namedtuple("Package", "section name attributes")
 
-
-# The machine's packages
-
-
-def installed_packages():
-    """Every installed package, in dpkg's order. Fields that a package leaves empty become no attribute."""
-    # The separators are control characters, which no field holds; descriptions do hold newlines and tabs.
-    fields = ["db:Status-Status", "Section", "Package", "Architecture", "Version", "Installed-Size", "Maintainer",
-              "Description"]
-    listing = subprocess.run(
-        ["dpkg-query", "-W", "-f=" + "\x1f".join("${%s}" % field for field in fields) + "\x1e"],
-        stdout=subprocess.PIPE, check=True).stdout.decode("utf-8", "replace")
-    rows = [row.split("\x1f") for row in listing.split("\x1e") if row]
-    rows = [row[1:] for row in rows if row[0] == "installed"]
-    # One name may be installed for several architectures; these need names of their own.
-    times = collections.Counter(row[1] for row in rows)
-    packages = []
-    for section, name, architecture, version, size, maintainer, description in rows:
-        attributes = {
-            "version": {"S": version},
-            "size": {"N": size},
-            "maintainer": {"S": maintainer},
-            "description": {"S": description},
-        }
-        packages.append(Package(
-            section or NO_SECTION,
-            name if times[name] == 1 else f"{name}:{architecture}",
-            {key: value for key, value in attributes.items() if all(value.values())}))
-    return packages
-
-
-# What is done with it
-
-
-def ok(**fields):
-    return {"__rc": 200, "__rcstr": "OK", **fields}
-
-
-CONDITION_FAILED = {
-    "__rc": 400,
-    "__rcstr": "Bad Request",
-    "__type": "ConditionalCheckFailedException",
-    "message": "The conditional request failed.",
-}
-
-
-class Demo:
-    """The steps, and a ledger of what the table must hold after each of them."""
+class Demo(LedgerTable):
+    """The steps."""
 
     def __init__(self, server, tool, scratch):
         home = os.path.join(scratch, "environment")
         # The server opens environments but makes no directories.
         subprocess.run([tool, "init", home], check=True)
-        self.table = f"{home}|packages"
+        super().__init__(f"{home}|packages")
         self.server = server
         self.packages = []
-        self.ledger = {}  # (section, name) -> attributes, None for what was deleted
-        self.connection = None
-
-    # One request each, with the reply held against the ledger.
-
-    def request(self, operation, **fields):
-        return self.connection.request(operation, {"TableName": self.table, **fields})
-
-    def on_item(self, operation, key, **fields):
-        return self.request(operation, Key={"HashKeyElement": {"S": key[0]}, "RangeKeyElement": {"S": key[1]}},
-                            **fields)
-
-    @staticmethod
-    def item(package):
-        return {**package.attributes, "section": {"S": package.section}, "name": {"S": package.name}}
-
-    def put(self, key, attributes, replaced=None):
-        """Puts an item; with `replaced` it asks for the item that was there and compares that as well."""
-        item = {**attributes, "section": {"S": key[0]}, "name": {"S": key[1]}}
-        if replaced is None:
-            reply, answer = self.request("PutItem", Item=item), attributes
-        else:
-            reply, answer = self.request("PutItem", Item=item, ReturnValues="ALL_OLD"), replaced
-        expect(f"reply to PutItem {key}", reply, ok(Attributes=answer))
-        self.ledger[key] = attributes
-
-    def check(self, key):
-        attributes = self.ledger[key]
-        reply = self.on_item("GetItem", key)
-        item = reply.pop("Item", None)
-        expect(f"reply to GetItem {key}", reply, ok())
-        expect(f"presence of {key}", item is not None, attributes is not None)
-        if attributes is not None:
-            expect(f"attribute names of {key}", sorted(item), sorted(attributes))
-            for name, value in attributes.items():
-                expect(f"attribute \"{name}\" of {key}", item[name], value)
-
-    # The steps.
 
     def connect(self):
         started = time.monotonic()
@@ -133,7 +49,7 @@ class Demo:
         throughput = {"ReadCapacityUnits": 1, "WriteCapacityUnits": 1}
         reply = self.request("CreateTable", KeySchema=schema, ProvisionedThroughput=throughput)
         description = {"CreationDateTime": 123456, "KeySchema": schema, "ProvisionedThroughput": throughput,
-                       "TableName": self.table, "TableStatus": "ACTIVE"}
+                       "TableName": self.name, "TableStatus": "ACTIVE"}
         expect("reply to CreateTable", reply, ok(TableDescription=description))
         reply = self.request("DescribeTable")
         expect("size of the table", reply.get("Table", {}).pop("TableSizeBytes", -1) >= 0, True)
@@ -208,7 +124,7 @@ class Demo:
         with measured(f"put {len(self.packages)} items by BatchWriteItem", len(batches)):
             for batch in batches:
                 puts = [{"PutRequest": {"Item": self.item(package)}} for package in batch]
-                reply = self.connection.request("BatchWriteItem", {"RequestItems": {self.table: puts}})
+                reply = self.connection.request("BatchWriteItem", {"RequestItems": {self.name: puts}})
                 expect("reply to BatchWriteItem", reply, ok())
                 for package in batch:
                     self.ledger[package.section, package.name] = package.attributes

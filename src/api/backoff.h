@@ -6,8 +6,8 @@
 namespace Api {
 
 /**
- * The pauses between attempts at something that others get in the way of: random, and longer with each attempt, so that
- * those who meet do not meet again. For one thread.
+ * Random pauses between attempts that fail because of concurrent writers. They grow with each attempt, so that writers
+ * that have collided do not collide again. For one thread.
  */
 class BackOff {
 public:
@@ -15,7 +15,7 @@ public:
 
     explicit BackOff(std::chrono::milliseconds patience) : deadline_(Clock::now() + patience) {}
 
-    /** Waits before the next attempt. False, without a wait, when the time is over. */
+    /** Waits before the next attempt. False, without a wait, when time is up. */
     [[nodiscard]] bool pause();
 
     Clock::time_point deadline() const { return deadline_; }

@@ -21,15 +21,15 @@ namespace {
 constexpr std::size_t MostKeys = 100;
 constexpr std::size_t MostBytes = 16 * 1024 * 1024; // of the items of a reply
 
-/** What is read of one table. */
+/** The reads from one table. */
 struct TableRead {
-    std::string name; // as the request has it, and so has the reply
+    std::string name; // as in the request; the reply uses the same
     const rapidjson::Value* json = nullptr;
     std::shared_ptr<const Table> table{};
     std::vector<StoredKey> keys{};
     std::optional<Expressions::PathTree> projection{};
     bool isConsistent = false;
-    rapidjson::SizeType done = 0; // of the keys
+    rapidjson::SizeType done = 0; // how many keys
     double units = 0;
 };
 
@@ -47,7 +47,7 @@ Failure readKeys(const rapidjson::Value& keys, std::set<StoredKey>* seen, TableR
     return std::nullopt;
 }
 
-/** Reads the request; nothing has been read of the tables then. */
+/** Parses and checks the request; does not read items yet. */
 Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableRead>* reads)
 {
     const rapidjson::Value& tables = *member(request, "RequestItems");
@@ -73,7 +73,7 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
     return std::nullopt;
 }
 
-/** Reads the items, and writes them as long as they fit. */
+/** Reads the items, and writes them while they fit. */
 class BatchReader {
 public:
     BatchReader(const Context& context, JsonWriter* reply) : context_(context), reply_(reply) {}
@@ -107,7 +107,7 @@ private:
     bool isFull_ = false;
 };
 
-/** The request of a table with the keys that were not read. */
+/** The part of the request for one table, with the keys that were not read. */
 void writeUnprocessed(const TableRead& read, JsonWriter* reply)
 {
     putName(read.name, reply);

@@ -32,7 +32,7 @@ struct Write {
 
 /** The writes to one table. */
 struct TableWrites {
-    std::string name; // as the request has it
+    std::string name; // as in the request
     std::shared_ptr<const Table> table{};
     std::vector<Write> writes{};
 };
@@ -55,7 +55,7 @@ Failure readWrite(const Table& table, const rapidjson::Value& json, Write* write
     return std::nullopt;
 }
 
-/** Reads and checks all of the request. */
+/** Parses and checks the whole request. */
 Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableWrites>* tables)
 {
     const auto all = lastMembers(*member(request, "RequestItems"));
@@ -82,7 +82,7 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
 
 using Batch = std::vector<const TableWrites*>;
 
-/** The tables of each directory: what the server writes at once. Those with the same real name are neighbours. */
+/** The tables by directory: the server writes to those of one directory at once. Equal real names are adjacent. */
 std::map<std::string, std::map<std::string, Batch>> byDirectory(const std::vector<TableWrites>& tables)
 {
     std::map<std::string, std::map<std::string, Batch>> batches;
@@ -179,7 +179,7 @@ Failure batchWriteItem(const rapidjson::Value& request, Context& context, JsonWr
         if (!firstFailure)
             firstFailure = std::move(failure);
     }
-    // What could be written is; only when nothing was, there is nothing to tell but the reason.
+    // The rest has been written and is not undone. Only if nothing was written, the reply is the error.
     if (failed.size() == tables.size())
         return firstFailure;
     reply->StartObject();

@@ -8,16 +8,16 @@
 
 #include <cstddef>
 
-/** What requests would consume, computed from the sizes of items: "ConsumedCapacity". Nothing here is ever limited. */
+/** "ConsumedCapacity": what requests would consume, computed from the sizes of items. It limits nothing. */
 namespace Api::Capacity {
 
-/** Of reading items with so many bytes, which may be 0: a unit for every 4 KB begun, half of it if not consistent. */
+/** Of reading this many bytes, which may be 0: a unit for every 4 KB begun, half of that if not consistent. */
 double ofRead(std::size_t bytes, bool isConsistent);
 
-/** Of writing an item that has so many bytes, before or after it, whichever are more. */
+/** Of writing an item; `bytes` is its size before or after the write, whichever is larger. */
 double ofWrite(std::size_t bytes);
 
-/** Whether a request asks for it. */
+/** True if a request asks for it. */
 bool isWanted(const rapidjson::Value& request);
 
 /** Writes the object, for a request that wants it. */

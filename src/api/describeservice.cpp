@@ -1,9 +1,9 @@
-// What programs ask of the service as a whole.
+// Operations about the service as a whole.
 #include "api/tableoperations.h"
 
 namespace Api {
 
-/** Nothing limits capacity; these are the API's own default limits, which programs compare their tables with. */
+/** Capacity is not limited. These are the API's default limits, which programs compare their tables with. */
 Failure describeLimits(const rapidjson::Value&, Context&, JsonWriter* reply)
 {
     reply->StartObject();

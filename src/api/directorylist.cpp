@@ -58,7 +58,7 @@ Failure DirectoryList::readOpen(const Server& server, std::string_view directory
     Failure failure = request(server, directory, &listing);
     if (!failure && !listing.isOpen && !listing.entries.empty()) {
         const std::string first = std::string(directory) + '|' + listing.entries.front().table;
-        ServerReply ignored; // the point is that it opens the directory
+        ServerReply ignored; // sent only to open the directory
         failure = server.send(Operations::DescribeTable, RequestBodies::of("TableName", first), &ignored);
         if (!failure)
             failure = request(server, directory, &listing);

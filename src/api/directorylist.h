@@ -13,9 +13,9 @@ namespace Api::DirectoryList {
 
 struct Entry {
     std::string table;   // without the directory
-    long long files = 0; // one, until it has had an item
+    long long files = 0; // a table that has never had an item has one
     long long bytes = 0;
-    bool isDescribed = false; // otherwise there is no table, but files that have been made in its name
+    bool isDescribed = false; // false: there is no table, only data files with its name
 };
 
 /**

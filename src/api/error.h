@@ -32,16 +32,16 @@ Error serialization(std::string message);           // not JSON, or of other JSO
 Error unknownOperation(std::string message);
 
 // Tables.
-Error resourceNotFound(); // "Requested resource not found": what reads or writes items
+Error resourceNotFound(); // "Requested resource not found": operations that read or write items
 Error resourceNotFound(std::string message);
-Error tableNotFound(std::string_view name);       // "...: Table: NAME not found": what manages tables
+Error tableNotFound(std::string_view name);       // "...: Table: NAME not found": operations that manage tables
 Error resourceInUse(std::string message);         // the table exists, or may not be changed
 Error limitExceeded(std::string message);         // more of something than the API allows
 Error backupTableNotFound(std::string_view name); // TableNotFoundException, of the operations for backups
 
 // Items.
 Error conditionalCheckFailed(std::string members = {}); // `members`: "Item":{...}, when it was asked for
-Error transactionConflict();                            // others kept changing the item
+Error transactionConflict();                            // other writers kept changing the item
 
 // The server.
 Error internal(std::string message);    // 500: a request that writes may have been executed

@@ -1,10 +1,8 @@
 #include "api/capacity.h"
 #include "api/itemjson.h"
-#include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
-#include "api/tablecatalog.h"
 #include "items/itemjson.h"
 #include "items/itemsize.h"
 
@@ -16,10 +14,8 @@ Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* r
     if (Failure failure = readParameters(Expressions::RequestKind::Get, request, &parameters))
         return failure;
     std::shared_ptr<const Table> table;
-    if (Failure failure = context.tables.find(textIn(request, "TableName"), &table))
-        return failure;
     StoredKey key;
-    if (Failure failure = ItemKeys::read(*table, *member(request, "Key"), &key))
+    if (Failure failure = findItem(request, context, &table, &key))
         return failure;
 
     std::optional<Items::Item> item;

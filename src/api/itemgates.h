@@ -12,15 +12,15 @@
 namespace Api {
 
 /**
- * One gate for some of all items: of those who read an item, compute and commit, one at a time goes through. It saves
- * the attempts that would fail, and decides nothing: those who come to the server by another way do not know the gates,
- * and Commit finds them. Any thread.
+ * Gates, each shared by some of the items, that let one request at a time read an item, compute and commit. They only
+ * save attempts that would fail: clients that reach the server in another way do not pass them, so it is Commit that
+ * detects a conflict. Any thread.
  */
 class ItemGates {
 public:
     using Gate = std::unique_lock<std::timed_mutex>;
 
-    /** Waits for an item's gate, but no longer than until `deadline`; then the gate does not own its lock. */
+    /** Waits for an item's gate until `deadline` at the latest; the result does not own the lock if that has passed. */
     [[nodiscard]] Gate enter(std::string_view table, const StoredKey& key,
                              std::chrono::steady_clock::time_point deadline)
     {

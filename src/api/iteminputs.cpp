@@ -1,4 +1,4 @@
-// The inputs of the operations on items. A test compares them with the model that the API's clients come with.
+// The inputs of the operations on items. A test compares them with the model that comes with the API's clients.
 #include "api/commonshapes.h"
 #include "api/shapes.h"
 
@@ -58,7 +58,7 @@ constexpr Shape ValueUpdates{
     .kind = Kind::Map, .name = "AttributeValueUpdate", .element = &ValueUpdate, .key = &AttributeName};
 
 constexpr std::array<std::string_view, 5> ReturnedValues{"ALL_NEW", "UPDATED_OLD", "ALL_OLD", "NONE", "UPDATED_NEW"};
-constexpr Shape ReturnValues{.values = ReturnedValues};
+constexpr Shape ReturnValuesShape{.values = ReturnedValues};
 constexpr std::array<std::string_view, 2> ReturnedOnFailure{"ALL_OLD", "NONE"};
 constexpr Shape ReturnOnFailure{.values = ReturnedOnFailure};
 constexpr std::array<std::string_view, 3> ReturnedCapacity{"INDEXES", "TOTAL", "NONE"};
@@ -108,7 +108,7 @@ constexpr std::array DeleteItemMembers{
     Member{"Key", &Attributes, Required},
     Member{"Expected", &Expected},
     Member{"ConditionalOperator", &ConditionalOperator},
-    Member{"ReturnValues", &ReturnValues},
+    Member{"ReturnValues", &ReturnValuesShape},
     Member{"ReturnConsumedCapacity", &ReturnCapacity},
     Member{"ReturnItemCollectionMetrics", &ReturnMetrics},
     Member{"ConditionExpression", &Text},
@@ -126,7 +126,7 @@ constexpr std::array PutItemMembers{
     Member{"TableName", &Shapes::TableName, Required},
     Member{"Item", &Attributes, Required},
     Member{"Expected", &Expected},
-    Member{"ReturnValues", &ReturnValues},
+    Member{"ReturnValues", &ReturnValuesShape},
     Member{"ReturnConsumedCapacity", &ReturnCapacity},
     Member{"ReturnItemCollectionMetrics", &ReturnMetrics},
     Member{"ConditionalOperator", &ConditionalOperator},
@@ -178,7 +178,7 @@ constexpr std::array UpdateItemMembers{
     Member{"AttributeUpdates", &ValueUpdates},
     Member{"Expected", &Expected},
     Member{"ConditionalOperator", &ConditionalOperator},
-    Member{"ReturnValues", &ReturnValues},
+    Member{"ReturnValues", &ReturnValuesShape},
     Member{"ReturnConsumedCapacity", &ReturnCapacity},
     Member{"ReturnItemCollectionMetrics", &ReturnMetrics},
     Member{"UpdateExpression", &Text},

@@ -41,7 +41,7 @@ Failure notLatin1(const KeyAttribute& attribute)
                               "of 2011-12-05");
 }
 
-/** A value of the key's type as the server's bytes. */
+/** The server's bytes for a value, which must have the key's type. */
 Failure encode(const Table& table, const KeyAttribute& attribute, Part part, const AttributeValue& value,
                std::string* bytes)
 {
@@ -63,7 +63,7 @@ Failure encode(const Table& table, const KeyAttribute& attribute, Part part, con
     return std::nullopt;
 }
 
-/** Reads both keys by `read`, which has the attribute, its part and the bytes. */
+/** Reads both keys; `read` is called with the attribute, its part and the bytes to set. */
 template <typename Read> Failure readBoth(const Table& table, Read&& read, StoredKey* key)
 {
     key->hash.clear();

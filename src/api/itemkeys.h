@@ -12,19 +12,21 @@
 #include <string>
 #include <string_view>
 
-/** The key attributes of items: checked as the API does, and as the server stores them. Pure; any thread. */
+/** The key attributes of items: checked as the API does, and in the form in which the server stores them. Pure; any
+ * thread. */
 namespace Api::ItemKeys {
 
-/** The message of validation() for a "Key" that has other attributes than the table's keys. */
+/** The message of validation() for a "Key" whose attributes are not the table's keys. */
 inline constexpr const char* WrongKey = "The provided key element does not match the schema";
 
 Items::AttributeValue::Type typeOf(const KeyAttribute& attribute);
 Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 
-/** The keys of an item that is to be stored. Fails when it lacks one, or has one of another type or size. */
+/** The keys of an item that is to be stored. Fails if one is missing, or has another type or a size that is not
+ * allowed. */
 [[nodiscard]] Failure ofItem(const Table& table, const Items::Item& item, StoredKey* key);
 
-/** The keys in a "Key", which has to have these attributes and no others. */
+/** The keys in a "Key", which must have exactly these attributes. */
 [[nodiscard]] Failure ofKey(const Table& table, const Items::Item& attributes, StoredKey* key);
 
 /** The attributes of a "Key" in a request. */
@@ -36,7 +38,7 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 [[nodiscard]] Failure rangeBounds(const Table& table, const Items::AttributeValue& prefix,
                                   Items::KeyCodec::Bounds* bounds);
 
-/** Adds the key attributes to an item that the server has. Fails when they are none of this API. */
+/** Adds the key attributes to an item from the server. Fails if they are not keys of this API. */
 [[nodiscard]] Failure addTo(Items::Item* item, const Table& table, const StoredKey& key);
 
 /** The error for an item that the server has under a key that is none of this API. */

@@ -16,7 +16,7 @@ public:
     PageWriter(const Table& table, const ItemPage& page, JsonWriter* reply) : table_(table), page_(page), reply_(reply)
     {}
 
-    /** Examines items until the end of the walk or of the page. */
+    /** Examines items until the walk ends or the page is full. */
     Failure run(ItemWalk* walk)
     {
         if (!page_.isCountOnly) {
@@ -40,7 +40,7 @@ public:
 private:
     bool isFull() const { return page_.limit && examined_ == *page_.limit; }
 
-    /** False for the item that does not fit. */
+    /** False if the item does not fit. */
     bool take(const Items::Item& item)
     {
         const std::size_t bytes = Items::sizeOfItem(item);
@@ -72,9 +72,9 @@ private:
     const ItemPage& page_;
     JsonWriter* const reply_;
     std::size_t examined_ = 0;
-    std::size_t bytes_ = 0; // of those
-    long long count_ = 0;   // that passed the filter
-    Items::Item last_;      // the keys of the last one
+    std::size_t bytes_ = 0; // of the items examined
+    long long count_ = 0;   // items that passed the filter
+    Items::Item last_;      // the keys of the last item examined
     bool isCut_ = false;    // there are more items than fit
 };
 

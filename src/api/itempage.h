@@ -13,7 +13,7 @@
 
 namespace Api {
 
-/** What a Query or Scan makes of the items that it examines. */
+/** What a Query or Scan does with the items that it examines. */
 struct ItemPage {
     std::optional<std::size_t> limit; // of the items to be examined
     std::optional<Expressions::Condition> filter;
@@ -28,7 +28,7 @@ struct PageFigures {
 
 /**
  * Reads a page: up to the limit, or to a megabyte as the API counts items. Writes the members "Items", "Count",
- * "ScannedCount" and, if it did not come to the end, "LastEvaluatedKey".
+ * "ScannedCount" and, if it did not reach the end, "LastEvaluatedKey".
  */
 [[nodiscard]] Failure writePage(ItemWalk* walk, const Table& table, const ItemPage& page, PageFigures* figures,
                                 JsonWriter* reply);

@@ -12,7 +12,7 @@ namespace {
 
 namespace StoredItem = Items::StoredItem;
 
-/** A body, one object. */
+/** A body: one object. */
 template <typename Members> std::string bodyOf(Members&& members)
 {
     rapidjson::StringBuffer text;
@@ -51,11 +51,11 @@ bool isKeyName(const Table& table, const std::string& name)
     return name == table.hash.name || name == table.serverRangeName;
 }
 
-/** Writes the attributes in the order of their names, in which the server needs no tree of them. */
+/** Writes the attributes in the order of their names, so that the server need not build a tree of them. */
 void putPlain(const Table& table, const StoredKey& key, const Items::Item& item, JsonWriter* writer)
 {
     writer->StartObject();
-    if (!table.range) { // its name is empty, so it is the first
+    if (!table.range) { // its name is empty, so it comes first
         putName(table.serverRangeName, writer);
         putKeyText(key.range, writer);
     }
@@ -71,7 +71,7 @@ void putPlain(const Table& table, const StoredKey& key, const Items::Item& item,
     writer->EndObject();
 }
 
-/** The same for an item that is too long to be stored as it is. */
+/** The same, for an item that is too long to be stored unpacked. */
 bool putPacked(const Table& table, const StoredKey& key, const Items::Item& item, JsonWriter* writer)
 {
     const auto stored = ItemRequests::storedText(table, item);

@@ -23,22 +23,22 @@ std::optional<std::string> put(const Table& table, const StoredKey& key, const I
 /** The JSON of an item without its key attributes, as it is stored. Empty if the server could not give it back. */
 std::optional<std::string> storedText(const Table& table, const Items::Item& item);
 
-/** What a Commit makes of an item, provided that it is as expected. */
+/** What a Commit does to an item, provided that the item is as expected. */
 struct Entry {
     const Table* table = nullptr;
     const StoredKey* key = nullptr;
-    std::optional<std::string> expected; // the JSON of the item as it was read; none: there must be none
-    std::optional<std::string> put;      // as of storedText(); none: the item is deleted
+    std::optional<std::string> expected; // the JSON of the item as it was read; none: the item must not exist
+    std::optional<std::string> put;      // from storedText(); none: the item is deleted
 };
 std::string commit(const std::vector<Entry>& entries);
 
 /** The body of a Query; an empty condition is none. */
 std::string query(const Table& table, const KeyRange& range, bool forward, int limit);
 
-/** The body of a Scan of what is behind `after`, or of everything. */
+/** The body of a Scan of what follows `after`, or of everything. */
 std::string scan(const Table& table, const std::optional<StoredKey>& after, int limit);
 
-/** An element of a BatchWriteItem: a put as of put(), or a delete. */
+/** An element of a BatchWriteItem: a put, as in put(), or a delete. */
 [[nodiscard]] bool writePut(const Table& table, const StoredKey& key, const Items::Item& item, JsonWriter* writer);
 void writeDelete(const StoredKey& key, JsonWriter* writer);
 

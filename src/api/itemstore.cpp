@@ -42,7 +42,7 @@ std::string jsonOf(const rapidjson::Value& json)
     return {text.GetString(), text.GetSize()};
 }
 
-/** The element of a Commit's reply that says what is there instead; null if there is none. */
+/** The element of a Commit's reply that has the actual item; null if there is none. */
 const rapidjson::Value* firstMismatch(const rapidjson::Value& reply)
 {
     const rapidjson::Value* const all = member(reply, "Mismatches");
@@ -59,7 +59,7 @@ Failure notStorable()
 /** An item as it was read. */
 struct ItemStore::Snapshot {
     std::optional<Item> item;
-    std::optional<std::string> text; // as the server sent it; none if there is no item
+    std::optional<std::string> text; // as the server sent it; empty if there is no item
 };
 
 ItemStore::ItemStore(const Context& context, std::shared_ptr<const Table> table)
@@ -101,7 +101,7 @@ Failure ItemStore::change(const StoredKey& key, FirstGuess guess, const Compute&
 Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, BackOff* backOff) const
 {
     Snapshot before;
-    bool isKnown = guess == FirstGuess::NoItem; // by guess, or because the server has sent it
+    bool isKnown = guess == FirstGuess::NoItem; // guessed, or sent by the server
     bool isGuess = isKnown;
     for (int mismatches = 0;;) {
         if (!isKnown) {
@@ -123,8 +123,7 @@ Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const C
             return failure;
         if (reply.isSuccess())
             return std::nullopt;
-        // What the reply says is the latest there is, so there is nothing to wait for, unless that is late again and
-        // again.
+        // The reply has the latest item, so there is no need to wait, unless that has happened several times in a row.
         isGuess = false;
         isKnown = ++mismatches % MismatchesBeforePause != 0;
         if (!isKnown && !backOff->pause())
@@ -155,7 +154,7 @@ Failure ItemStore::snapshotOf(const rapidjson::Value* stored, const StoredKey& k
     return read(*stored, key, &found->item.emplace());
 }
 
-/** A change that keeps a guess writes nothing but checks it, as the item that is not there can be deleted. */
+/** Keep, computed from a guess, only has the guess checked: by deleting the item that is not supposed to exist. */
 Failure ItemStore::commit(const StoredKey& key, const Snapshot& before, const ItemChange& change,
                           ServerReply* reply) const
 {
@@ -178,7 +177,7 @@ Failure ItemStore::send(const ::Operations::Operation& operation, const std::str
             return failure;
         if (reply->isSuccess() || reply->isError(ErrorTypes::ConditionalCheckFailed))
             return std::nullopt;
-        // Also the answer while another request has the server close the table's directory for a moment.
+        // Also the reply while another request makes the server close the table's directory for a moment.
         if (reply->isError(ErrorTypes::ResourceNotFound)) {
             tables_.forget(table_->name);
             if (backOff.pause())
@@ -207,6 +206,13 @@ Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, It
     if (!Items::StoredItem::read(stored, keyNames, item, &why))
         return unreadable(key, why);
     return ItemKeys::addTo(item, *table_, key);
+}
+
+Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
+{
+    if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
+        return failure;
+    return ItemKeys::read(**table, *member(request, "Key"), key);
 }
 
 } // namespace Api

@@ -15,20 +15,20 @@
 
 namespace Api {
 
-/** What is to be done with an item. */
+/** What to do with an item. */
 struct ItemChange {
     enum class Action { Keep, Put, Delete };
     Action action = Action::Keep;
-    Items::Item item; // with Put, with its key attributes
+    Items::Item item; // for Put, including its key attributes
 };
 
 /**
- * The items of one table, which the server has. Items have their key attributes here. Each call of these waits for one
- * exchange with the server, or more of them where it says so. For one thread at a time; cheap to make.
+ * The items of one table, on the server. Items include their key attributes here. Each call waits for one exchange with
+ * the server, or for several where it says so. For one thread at a time; cheap to create.
  */
 class ItemStore {
 public:
-    /** The context outlives the object. */
+    /** The context must outlive the object. */
     ItemStore(const Context& context, std::shared_ptr<const Table> table);
 
     const Table& table() const { return *table_; }
@@ -37,29 +37,31 @@ public:
     [[nodiscard]] Failure put(const StoredKey& key, const Items::Item& item) const;
     [[nodiscard]] Failure remove(const StoredKey& key) const;
 
-    /** Computes a change from the item as it is, null for none; it may be called again. A failure is the result. */
+    /** Computes a change from the item as it is, null if there is none. May be called again. A failure is the final
+     * result. */
     using Compute = std::function<Failure(const Items::Item* before, ItemChange* change)>;
-    /** What change() computes from at first: the item as it is read, or none, which saves the read if it is right. */
+    /** What change() first computes from: the item, which it reads; or no item, which saves the read if that is right.
+     */
     enum class FirstGuess { Read, NoItem };
 
     /**
-     * Computes a change of an item and commits it, again and again until nobody came between. After some seconds fails
-     * with transactionConflict().
+     * Computes a change of an item and commits it; starts over if the item has been changed meanwhile. Fails with
+     * transactionConflict() after some seconds of that.
      */
     [[nodiscard]] Failure change(const StoredKey& key, FirstGuess guess, const Compute& compute) const;
 
-    /** Sends any request on the table. Fails with every error of the server, except a condition that does not hold. */
+    /** Sends any request on the table. Fails for every error of the server except a condition that does not hold. */
     [[nodiscard]] Failure send(const ::Operations::Operation& operation, const std::string& body,
                                ServerReply* reply) const;
 
-    Failure unreadable(const StoredKey& key, const std::string& why) const;
-    /** The item that the server has under a key: `stored` is its JSON object, with or without key attributes. */
+    /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
     [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;
 
 private:
     struct Snapshot;
 
     Failure snapshot(const StoredKey& key, Snapshot* found) const;
+    Failure unreadable(const StoredKey& key, const std::string& why) const;
     Failure snapshotOf(const rapidjson::Value* stored, const StoredKey& key, Snapshot* found) const;
     Failure commit(const StoredKey& key, const Snapshot& before, const ItemChange& change, ServerReply* reply) const;
     Failure changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, class BackOff* backOff) const;
@@ -68,6 +70,10 @@ private:
     TableCatalog& tables_;
     const std::shared_ptr<const Table> table_;
 };
+
+/** Finds the table, and the key in it, that a request names by "TableName" and "Key". */
+[[nodiscard]] Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table,
+                               StoredKey* key);
 
 } // namespace Api
 

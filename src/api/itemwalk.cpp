@@ -14,7 +14,7 @@ namespace Api {
 
 namespace {
 
-constexpr std::size_t PageBytes = 1024 * 1024; // what a page of the API has, so that most take two requests
+constexpr std::size_t PageBytes = 1024 * 1024; // the size of a page of the API, so that most pages take two requests
 constexpr std::size_t MostPageItems = 1024;
 
 /** Reads a key attribute of a record. False if it is not {"S": text}, with the characters of bytes. */
@@ -81,7 +81,7 @@ Failure ItemWalk::readPage()
         return Errors::internal("The server's reply is not understood");
     isLastPage_ = !hasMember(page_.body(), "LastEvaluatedKey");
     if (!isLastPage_ && records_->Empty())
-        return Errors::internal("The server's page has no items"); // it would be asked for again and again
+        return Errors::internal("The server's page has no items"); // otherwise it would be requested again and again
     if (!records_->Empty())
         itemBytes_ = page_.bytes() / records_->Size();
     return std::nullopt;
@@ -107,7 +107,7 @@ Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
     const Table& table = store_.table();
     if (!readKey(record, table.hash.name, &key->hash) || !readKey(record, table.serverRangeName, &key->range))
         return Errors::internal("The server's reply is not understood");
-    if (key->hash.empty()) // the server cannot scan on behind it
+    if (key->hash.empty()) // the server cannot continue a scan after it
         return ItemKeys::notOfThisApi(table, *key);
     return std::nullopt;
 }

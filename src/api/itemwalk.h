@@ -16,8 +16,8 @@
 namespace Api {
 
 /**
- * The items of a table one after the other: those of a range of keys, upward or downward, or all that a scan has from
- * some key on. It asks the server for pages of about a megabyte, and no further than it is read. For one thread.
+ * The items of a table, one after another: those in a range of keys, upward or downward, or those of a scan from some
+ * key on. It requests pages of about a megabyte from the server, each only when it is needed. For one thread.
  *
  *     ItemWalk walk(&store, range, true, most);
  *     for (;;) {
@@ -30,14 +30,14 @@ namespace Api {
  */
 class ItemWalk {
 public:
-    /** At most `most` items will be read, if that is known. The store outlives the walk. */
+    /** `most`: how many items will be read at most, if that is known. The store must outlive the walk. */
     ItemWalk(const ItemStore* store, KeyRange range, bool forward, std::optional<std::size_t> most);
     /** A scan of what follows `after`, or of everything. */
     ItemWalk(const ItemStore* store, std::optional<StoredKey> after, std::optional<std::size_t> most);
     ItemWalk(const ItemWalk&) = delete;
     ItemWalk& operator=(const ItemWalk&) = delete;
 
-    /** Goes on to the next item, at first to the first one. */
+    /** Moves to the next item; the first call, to the first one. */
     [[nodiscard]] Failure next();
     bool isAtEnd() const { return isAtEnd_; }
     /** The current item, with its keys; it may be moved from. */
@@ -60,7 +60,7 @@ private:
     const rapidjson::Value* records_ = nullptr; // of the page
     rapidjson::SizeType index_ = 0;             // of the next of them
     bool isLastPage_ = false;
-    std::size_t itemBytes_ = 0; // of an item in the last page, about
+    std::size_t itemBytes_ = 0; // the average in the last page
     bool isAtEnd_ = false;
     Items::Item item_;
 };

@@ -8,8 +8,8 @@
 namespace Api {
 
 /**
- * The memory of a JSON document, which takes it in pieces of this size. The library's own are so large that each has
- * malloc() join all memory that was freed lately, and most requests and replies need a small part of one.
+ * The memory of a JSON document, allocated in chunks of this size. The library's default chunks are so large that each
+ * makes malloc() consolidate recently freed memory, and most requests and replies need only a small part of one.
  */
 using JsonPool = rapidjson::MemoryPoolAllocator<>;
 inline constexpr std::size_t JsonPoolBytes = 4096;

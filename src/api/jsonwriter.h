@@ -30,7 +30,7 @@ inline void put(std::string_view name, std::string_view text, JsonWriter* writer
     putText(text, writer);
 }
 
-/** Only for bool: a literal would rather become one than a std::string_view. */
+/** Only for bool itself: a string literal would otherwise convert to bool rather than to std::string_view. */
 template <std::same_as<bool> Bool> void put(std::string_view name, Bool value, JsonWriter* writer)
 {
     putName(name, writer);

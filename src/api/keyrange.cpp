@@ -51,7 +51,7 @@ std::optional<RangeCondition> KeyRange::conditionUp() const
     return RangeCondition{low_->isInclusive ? Bodies::Comparison::AtLeast : Bodies::Comparison::Greater, {low_->key}};
 }
 
-/** The server walks down for LE and LT alone, from their bound. An empty bound would mean the byte 255 to it. */
+/** The server walks downward only for LE and LT, from their bound. It takes an empty bound for the byte 255. */
 RangeCondition KeyRange::conditionDown() const
 {
     if (!high_) {
@@ -65,7 +65,7 @@ RangeCondition KeyRange::conditionDown() const
 
 bool KeyRange::hasRecordBefore(bool forward) const
 {
-    // Downward the server seeks the bound, and finds the next greater key when there is none of that name.
+    // Downward, the server seeks the bound; if there is no such key, it finds the next greater one.
     return forward ? low_ && !low_->isInclusive : high_.has_value();
 }
 

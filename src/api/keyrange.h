@@ -9,7 +9,7 @@
 
 namespace Api {
 
-/** The keys of an item as the server stores them: bytes in the API's order. */
+/** The keys of an item as the server stores them: bytes that compare in the API's order. */
 struct StoredKey {
     std::string hash;
     std::string range;
@@ -29,9 +29,9 @@ struct RangeCondition {
 };
 
 /**
- * The items of one hash key, those between two bounds if there are any. It can be read in both directions from any
- * place, although the server's comparison operators decide its direction, and its start keys replace a condition's
- * value: a page that continues another one is a query of the rest of the range.
+ * The items of one hash key, or those of them between two bounds. A range can be read in both directions, from any key
+ * on, although the server's comparison operators fix the direction, and its start keys replace a condition's value:
+ * what continues a page is a query for the rest of the range.
  */
 class KeyRange {
 public:
@@ -40,27 +40,27 @@ public:
 
     const std::string& hash() const { return hash_; }
 
-    /** Set a bound, in place of the one before. */
+    /** Set a bound, replacing the previous one. */
     void setLow(KeyBound bound) { low_ = std::move(bound); }
     void setHigh(KeyBound bound) { high_ = std::move(bound); }
 
     bool contains(std::string_view key) const { return !isBelow(key) && !isAbove(key); }
-    /** Whether no key can be between the bounds. */
+    /** True if no key can be between the bounds. */
     bool isEmpty() const;
 
-    /** The rest of the range, behind a key in it, as it is read upward or downward. */
+    /** The rest of the range after a key in it, when it is read upward or downward. */
     KeyRange after(const std::string& key, bool forward) const;
 
-    /** Whether the range ends before the key, as it is read upward or downward. */
+    /** True if the range ends before the key, when it is read upward or downward. */
     bool isPast(std::string_view key, bool forward) const { return forward ? isAbove(key) : isBelow(key); }
 
     /**
-     * The condition with which the server reads the range in one direction; it may need none. The records that it finds
-     * may have one more at each end, and downward go on below the range.
+     * The condition with which the server reads the range in one direction; it may need none. The server may find one
+     * more record at each end, and downward it goes on below the range.
      */
     std::optional<RangeCondition> condition(bool forward) const;
 
-    /** Whether the server examines a record outside of the range first, which counts for its limit. */
+    /** True if the server first examines a record outside the range, which counts towards its limit. */
     bool hasRecordBefore(bool forward) const;
 
 private:

@@ -11,13 +11,13 @@
 /** The limits of single values, in the words of the API's messages. Pure; any thread. */
 namespace Api::LimitRules {
 
-/** The rules that a value itself breaks, without those of what it contains. */
+/** The rules that a value breaks, not counting those of what it contains. */
 std::vector<std::string> brokenBy(const rapidjson::Value& value, const Shape& shape);
 
-/** Whether a shape has any limits itself. */
+/** True if a shape has any limits itself. */
 bool areThere(const Shape& shape);
 
-/** All rules of a string, as they are listed for the elements of a list and the keys of a map. */
+/** All rules of a string, in the form in which messages list them for the elements of a list and the keys of a map. */
 std::string all(const Shape& shape);
 
 } // namespace Api::LimitRules

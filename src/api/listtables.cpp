@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t MostTables = 100; // on a page
 
-/** The name under which requests reach a table in a directory: its own, unless the API has no such names. */
+/** The name by which requests reach a table in a directory: its own, if the API allows such a name. */
 std::string reachableName(const std::string& table, const std::string& directory)
 {
     const rapidjson::Value text(rapidjson::StringRef(table.data(), table.size()));

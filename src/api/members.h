@@ -25,14 +25,14 @@ std::string_view textOf(const rapidjson::Value& string);
 /** The members of an object in their order; of several with the same name, only the last one. */
 std::vector<std::pair<std::string_view, const rapidjson::Value*>> lastMembers(const rapidjson::Value& object);
 
-// Members that a request's shape has, so that they are of their type when they are there.
+// Members that a request's shape has: if present, they are of the right type.
 
-/** Empty when it is missing. */
+/** Empty if it is missing. */
 std::string_view textIn(const rapidjson::Value& object, std::string_view name);
 std::optional<bool> boolIn(const rapidjson::Value& object, std::string_view name);
-/** Fractions are cut off. */
+/** Truncates fractions. */
 std::optional<long long> numberIn(const rapidjson::Value& object, std::string_view name);
-/** The JSON integer or decimal cut off at the point; limited to the range of 64 bits. */
+/** A JSON number, truncated, and limited to the range of 64 bits. */
 long long integerOf(const rapidjson::Value& number);
 
 } // namespace Api

@@ -8,13 +8,13 @@
 
 #include <chrono>
 
-/** What a CreateTable asks for. */
+/** The table that a CreateTable asks for. */
 namespace Api::NewTable {
 
-/** Reads everything but the name. Fails for what contradicts itself, and for what is not available here. */
+/** Reads everything but the name. Fails for contradictions, and for what is not available here. */
 [[nodiscard]] Failure read(const rapidjson::Value& request, Table* table);
 
-/** Sets what a new table gets in addition: an id, and the time of its making. */
+/** Sets what the request does not say: an id, and the creation time. */
 void complete(std::chrono::system_clock::time_point now, Table* table);
 
 } // namespace Api::NewTable

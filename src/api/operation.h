@@ -23,17 +23,17 @@ struct Settings {
     std::function<std::chrono::system_clock::time_point()> now = &std::chrono::system_clock::now;
 };
 
-/** What an operation works with. The objects behind the references are shared by all threads. */
+/** What an operation uses. All threads share the objects that it refers to. */
 struct Context {
     const Server& server;
     TableCatalog& tables;
     const Settings& settings;
-    std::string_view host; // that the client named: "127.0.0.1:8000"
+    std::string_view host; // as the client named it: "127.0.0.1:8000"
 };
 
 /**
- * Carries out a request that has the operation's shape, and writes the reply, one object. What it has written counts
- * for nothing when it fails. Any thread; it may wait for the server.
+ * Executes a request that has the operation's shape, and writes the reply, one object. What it has written before a
+ * failure is discarded. Any thread; it may wait for the server.
  */
 using Handler = Failure (*)(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 
@@ -43,10 +43,10 @@ struct Operation {
     Handler handler;
 };
 
-/** The operation of this name, without a version in front; null if it is not served. */
+/** The operation with this name, without the version prefix; null if it is not served. */
 const Operation* findOperation(std::string_view name);
 
-/** What to answer for an operation that is not served: why, if the API has it. */
+/** The reply to an operation that is not served; it says why if the API has the operation. */
 Error refusalOf(std::string_view name);
 
 } // namespace Api

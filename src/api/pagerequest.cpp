@@ -39,8 +39,11 @@ Failure readSelect(const rapidjson::Value& request, ItemPage* page)
 
 } // namespace
 
-Failure PageRequests::read(const rapidjson::Value& request, Expressions::Parameters* parameters, ItemPage* page)
+Failure PageRequests::read(Expressions::RequestKind kind, const rapidjson::Value& request,
+                           Expressions::Parameters* parameters, ItemPage* page)
 {
+    if (Failure failure = readParameters(kind, request, parameters))
+        return failure;
     page->filter = std::move(parameters->filter);
     page->projection = std::move(parameters->projection);
     if (const auto limit = numberIn(request, "Limit"))

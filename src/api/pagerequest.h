@@ -18,8 +18,9 @@
 /** What Query and Scan have in common. */
 namespace Api::PageRequests {
 
-/** Reads "Limit" and "Select", and takes filter and projection from the parameters. */
-[[nodiscard]] Failure read(const rapidjson::Value& request, Expressions::Parameters* parameters, ItemPage* page);
+/** Reads the expressions or older parameters, "Limit" and "Select"; moves filter and projection to the page. */
+[[nodiscard]] Failure read(Expressions::RequestKind kind, const rapidjson::Value& request,
+                           Expressions::Parameters* parameters, ItemPage* page);
 
 /** Finds the table; fails for an index, as no table has any. */
 [[nodiscard]] Failure findTable(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table);

@@ -1,13 +1,10 @@
-#include "api/capacity.h"
 #include "api/itemjson.h"
 #include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
+#include "api/itemwrite.h"
 #include "api/members.h"
-#include "api/returnvalues.h"
 #include "api/tablecatalog.h"
-#include "api/writecondition.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 #include <algorithm>
@@ -15,33 +12,10 @@
 
 namespace Api {
 
-namespace {
-
-/** Stores the item if the condition holds, and tells which item was there before. */
-Failure replace(const ItemStore& store, const StoredKey& key, const Items::Item& item, const WriteCondition& condition,
-                std::optional<Items::Item>* old)
-{
-    return store.change(key, ItemStore::FirstGuess::NoItem, [&](const Items::Item* before, ItemChange* change) {
-        if (Failure failure = condition.check(before))
-            return failure;
-        old->reset();
-        if (before != nullptr)
-            *old = *before;
-        *change = {ItemChange::Action::Put, item};
-        return Failure();
-    });
-}
-
-} // namespace
-
 Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
-    Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Put, request, &parameters))
-        return failure;
-    const WriteCondition condition(std::move(parameters), request);
-    ReturnValues returned = ReturnValues::None;
-    if (Failure failure = readOldOrNone(request, &returned))
+    ItemWrite write;
+    if (Failure failure = write.read(Expressions::RequestKind::Put, request))
         return failure;
     Items::Item item;
     if (Failure failure = readItem(*member(request, "Item"), &item))
@@ -57,18 +31,12 @@ Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* r
         return Errors::validation("Item size has exceeded the maximum allowed size");
 
     const ItemStore store(context, table);
-    const bool isPlain = condition.isEmpty() && returned == ReturnValues::None;
-    std::optional<Items::Item> old;
-    if (Failure failure = isPlain ? store.put(key, item) : replace(store, key, item, condition, &old))
+    Failure failure = write.isPlain() ? store.put(key, item)
+                                      : write.carryOut(store, key, ItemStore::FirstGuess::NoItem,
+                                                       {ItemChange::Action::Put, std::move(item)});
+    if (failure)
         return failure;
-    reply->StartObject();
-    if (old && returned == ReturnValues::AllOld) {
-        putName("Attributes", reply);
-        Items::writeItem(*old, reply);
-    }
-    const std::size_t written = std::max(bytes, old ? Items::sizeOfItem(*old) : 0);
-    Capacity::writeMember(request, *table, Capacity::ofWrite(written), reply);
-    reply->EndObject();
+    write.writeReply(request, *table, std::max(bytes, write.oldBytes()), reply);
     return std::nullopt;
 }
 

@@ -1,5 +1,3 @@
-#include "api/capacity.h"
-#include "api/itemjson.h"
 #include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itempage.h"
@@ -18,7 +16,7 @@ namespace {
 using Expressions::Condition;
 using Expressions::KeyTest;
 
-/** What no key but one of the API of 2011-12-05 begins with (see Items::KeyCodec). */
+/** Only keys of the API of 2011-12-05 can begin with this (see Items::KeyCodec). */
 constexpr const char* BehindAllKeys = "\xff";
 
 Expressions::KeySchema::Attribute schemaOf(const KeyAttribute& attribute)
@@ -91,7 +89,7 @@ Failure rangeOf(const Table& table, const Expressions::KeyCondition& condition, 
     return condition.range ? narrow(table, *condition.range, range) : std::nullopt;
 }
 
-/** Has the range begin behind the start key of the request, if it has one. */
+/** Makes the range begin after the start key of the request, if there is one. */
 Failure startAfter(const Table& table, const rapidjson::Value& request, bool forward, KeyRange* range)
 {
     std::optional<StoredKey> start;
@@ -112,10 +110,8 @@ Failure startAfter(const Table& table, const rapidjson::Value& request, bool for
 Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Query, request, &parameters))
-        return failure;
     ItemPage page;
-    if (Failure failure = PageRequests::read(request, &parameters, &page))
+    if (Failure failure = PageRequests::read(Expressions::RequestKind::Query, request, &parameters, &page))
         return failure;
     std::shared_ptr<const Table> table;
     if (Failure failure = PageRequests::findTable(request, context, &table))

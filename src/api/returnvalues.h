@@ -12,7 +12,7 @@ enum class ReturnValues { None, AllOld, UpdatedOld, AllNew, UpdatedNew };
 
 ReturnValues returnValuesOf(const rapidjson::Value& request);
 
-/** The same for writes that have nothing else to return than the old item. */
+/** The same, for writes that can return only the old item. */
 [[nodiscard]] Failure readOldOrNone(const rapidjson::Value& request, ReturnValues* values);
 
 } // namespace Api

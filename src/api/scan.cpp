@@ -1,4 +1,3 @@
-#include "api/itemjson.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
@@ -11,7 +10,7 @@ namespace Api {
 
 namespace {
 
-/** Several segments would each need a part of the keys of their own, which the server's Scan does not have. */
+/** Each of several segments would need its own share of the keys, and the server's Scan cannot divide them. */
 Failure refuseSegments(const rapidjson::Value& request)
 {
     const auto segments = numberIn(request, "TotalSegments");
@@ -37,10 +36,8 @@ Failure refuseSegments(const rapidjson::Value& request)
 Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Scan, request, &parameters))
-        return failure;
     ItemPage page;
-    if (Failure failure = PageRequests::read(request, &parameters, &page))
+    if (Failure failure = PageRequests::read(Expressions::RequestKind::Scan, request, &parameters, &page))
         return failure;
     if (Failure failure = refuseSegments(request))
         return failure;

@@ -16,7 +16,7 @@
 
 namespace Api {
 
-/** A reply of the server, with its envelope; it may be used for one reply after another. */
+/** A reply of the server, with its envelope; may be reused for further replies. */
 class ServerReply {
 public:
     bool isSuccess() const;
@@ -29,7 +29,7 @@ public:
     /** The length of its text. */
     std::size_t bytes() const { return static_cast<std::size_t>(text_.size()); }
 
-    /** What to answer if the reply is an error that the caller does not expect; empty for a success. */
+    /** The error to return if the reply is one that the caller does not expect; empty for a success. */
     Failure failure() const;
 
 private:
@@ -40,17 +40,16 @@ private:
     rapidjson::Document body_{&pool_};
 };
 
-/** The server, behind a function that exchanges one request for its reply. Any thread, as far as the function allows.
- */
+/** The server, behind a function that exchanges one request for its reply. Any thread, if the function allows that. */
 class Server {
 public:
-    /** `reply` is set only by Done, `error` only otherwise. `body` is valid during the call alone. */
+    /** Sets `reply` if it returns Done, otherwise `error`. `body` is valid only during the call. */
     using Exchange = std::function<Client::ExchangeResult(const QByteArray& operation, const QByteArray& body,
                                                           QByteArray* reply, QString* error)>;
 
     explicit Server(Exchange exchange) : exchange_(std::move(exchange)) {}
 
-    /** Sends a request with this body, and waits. Fails when there is no reply; errors of the server are replies. */
+    /** Sends a request with this body, and waits. Fails if there is no reply; an error of the server is a reply. */
     [[nodiscard]] Failure send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const;
 
 private:

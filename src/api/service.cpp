@@ -18,8 +18,8 @@ Reply replyOf(const Error& error)
 }
 
 /**
- * True if a text, which is JSON otherwise, escapes the second half of a surrogate pair without the first. The library
- * refuses a first half alone, but turns a second one into bytes that are not UTF-8, which the server does not take.
+ * True if a text, which is otherwise JSON, escapes the second half of a surrogate pair without the first. The library
+ * refuses a lone first half, but turns a lone second half into bytes that are not UTF-8, which the server refuses.
  */
 bool escapesSecondHalfAlone(std::string_view text)
 {
@@ -28,7 +28,7 @@ bool escapesSecondHalfAlone(std::string_view text)
         return escape[1] == 'u' && (escape[2] | 0x20) == 'd' && thirdDigits.find(escape[3]) != std::string_view::npos;
     };
     while (true) {
-        text.remove_prefix(std::min(text.find('\\'), text.size())); // which is only in strings
+        text.remove_prefix(std::min(text.find('\\'), text.size())); // occurs only in strings
         if (text.empty())
             return false;
         if (isHalf(text, "cdefCDEF"))
@@ -42,7 +42,7 @@ Failure parse(const QByteArray& body, rapidjson::Document* request)
 {
     constexpr unsigned Flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
     const std::string_view text(body.constData(), static_cast<std::size_t>(body.size()));
-    // The parser takes a zero byte for the end of the text. Inside a string it is an error, as a control character.
+    // The parser takes a zero byte for the end of the text. Inside a string, it is an error like any control character.
     if (text.find('\0') != std::string_view::npos)
         return Errors::serialization("The body is not JSON");
     request->Parse<Flags>(text.data(), text.size());

@@ -20,7 +20,7 @@ struct Reply {
 /** Answers the API's requests, independent of the transport. Any thread. */
 class Service {
 public:
-    /** What the value of "X-Amz-Target" begins with. */
+    /** What the header "X-Amz-Target" begins with. */
     static constexpr std::string_view Prefix = "DynamoDB_20120810.";
 
     /** The largest body of a request; the JSON tree of a body can take twenty times as much memory. */
@@ -31,7 +31,7 @@ public:
     Service& operator=(const Service&) = delete;
 
     /**
-     * `operation` is the name behind the prefix, `host` that of the client's request, `body` UTF-8. Waits for the
+     * `operation` is the name after the prefix, `host` the header of the client's request, `body` UTF-8. Waits for the
      * server.
      */
     Reply answer(std::string_view operation, std::string_view host, const QByteArray& body);

@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-/** The shapes of requests: which members they have, of which types, and within which limits. */
+/** The shapes of requests: their members, with types and limits. */
 namespace Api {
 
 struct Shape;
@@ -27,16 +27,16 @@ struct Shape {
     static constexpr long long NoMaximum = std::numeric_limits<long long>::max();
 
     Kind kind = Kind::String;
-    std::string_view name = {}; // of a structure, or of a map's values, as messages name it
+    std::string_view name = {}; // of a structure, or of a map's values, in messages
     std::span<const Member> members = {};
     const Shape* element = nullptr; // of a list, or the values of a map
     const Shape* key = nullptr;     // of a map: a string
     long long minimum = NoMinimum;
     long long maximum = NoMaximum;
     std::string_view pattern = {};              // of a string, a regular expression
-    std::span<const std::string_view> values{}; // of a string: all that are allowed
+    std::span<const std::string_view> values{}; // of a string: the allowed ones
     bool isTableName = false;                   // may also be a real name, which has a "|", or an ARN
-    bool hasNoLimits = false;                   // nothing in it has any, so there is no need to look
+    bool hasNoLimits = false;                   // nor has anything in it, so it need not be checked
 };
 
 /** The inputs of the operations. */

@@ -50,7 +50,7 @@ Failure TableCatalog::findNamed(std::string_view requested, std::shared_ptr<cons
     return failure;
 }
 
-/** `isKnown`: there was such a table, although its description has become too old to be used. */
+/** `isKnown`: the table was in the cache, even if its description has expired. */
 std::shared_ptr<const Table> TableCatalog::remembered(const std::string& fullName, bool* isKnown) const
 {
     const auto now = settings_->now();
@@ -69,8 +69,8 @@ void TableCatalog::forget(const TableName& name)
 }
 
 /**
- * Reads a description from the server. It makes the file of a table that it is asked to describe, so it is asked only
- * when the table's directory has such a file; `isKnown` says that it had one a moment ago.
+ * Reads a description from the server. The server creates the file of a table that it is asked to describe, so it is
+ * asked only if the directory has that file; `isKnown`: it had one a moment ago.
  */
 Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table)
 {
@@ -113,13 +113,13 @@ Failure TableCatalog::create(const Table& table)
     Failure failure = find(table.name.real, &existing);
     if (!failure)
         return Errors::resourceInUse("Table already exists: " + table.name.shown);
-    // A missing table is what is wanted, a missing directory is not.
+    // The table should be missing, but not the directory.
     if (failure->message != Errors::resourceNotFound().message)
         return failure;
     return write(table);
 }
 
-/** Stores a description. The server's CreateTable replaces that of a table that exists, and leaves its items. */
+/** Stores a description. The server's CreateTable replaces that of an existing table, and keeps its items. */
 Failure TableCatalog::write(const Table& table)
 {
     ServerReply reply;

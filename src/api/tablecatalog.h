@@ -14,32 +14,32 @@
 namespace Api {
 
 /**
- * The tables' descriptions, which are with the server; each is remembered for a moment. Any thread.
+ * The descriptions of tables, which the server stores; each is cached for a moment. Any thread.
  *
- * A table is named in three ways: by its name alone, which is one in the default directory; by its real name,
- * DIRECTORY|TABLE; and by an ARN that ends with either.
+ * Requests name a table in three ways: by a plain name, for a table in the default directory; by its real name,
+ * DIRECTORY|TABLE; or by an ARN that ends with either.
  */
 class TableCatalog {
 public:
-    /** Descriptions are read again after this time, as other programs may change them. */
+    /** How long descriptions are cached: other programs may change them. */
     static constexpr std::chrono::milliseconds Memory{1000};
 
     TableCatalog(const Server* server, const Settings* settings) : server_(server), settings_(settings) {}
 
-    /** The names of the table that a request names. */
+    /** The names of a table that a request names in any of these ways. */
     TableName resolve(std::string_view requested) const;
 
-    /** Finds a table; it stays valid although the table may be changed or deleted. Fails with resourceNotFound(). */
+    /** Finds a table. The result stays valid even if the table is changed or deleted. Fails with resourceNotFound(). */
     [[nodiscard]] Failure find(std::string_view requested, std::shared_ptr<const Table>* table);
     /** The same, but fails with tableNotFound(). */
     [[nodiscard]] Failure findNamed(std::string_view requested, std::shared_ptr<const Table>* table);
 
-    /** Forgets what is remembered of a table, whose description turned out to be out of date. */
+    /** Drops a table from the cache, as its description turned out to be out of date. */
     void forget(const TableName& name);
 
-    /** Makes a table. Fails with resourceInUse() when it exists. */
+    /** Creates a table. Fails with resourceInUse() if it exists. */
     [[nodiscard]] Failure create(const Table& table);
-    /** Replaces the description of a table by one that `change` has made of it; `changed` is the result. */
+    /** Has `change` change the description of a table, and stores it; `changed` is the result. */
     using Change = std::function<Failure(Table* table)>;
     [[nodiscard]] Failure update(std::string_view requested, const Change& change,
                                  std::shared_ptr<const Table>* changed);
@@ -58,9 +58,9 @@ private:
 
     const Server* const server_;
     const Settings* const settings_;
-    std::mutex changes_; // held while a table is made, changed or removed
+    std::mutex changes_; // held while a table is created, changed or removed
     mutable std::mutex mutex_;
-    std::map<std::string, Remembered, std::less<>> tables_; // guarded by mutex_: by real name
+    std::map<std::string, Remembered, std::less<>> tables_; // guarded by mutex_; by real name
 };
 
 } // namespace Api

@@ -10,8 +10,8 @@ namespace Api {
 namespace {
 
 /**
- * The member of the server's "ProvisionedThroughput" that has what only this API knows. The server stores that object
- * as it is given. Stored, do not change.
+ * The member of the server's "ProvisionedThroughput" for what only this API knows. The server stores that object
+ * unchanged. On disk: do not change.
  */
 constexpr std::string_view ExtensionName = "V20120810";
 

@@ -23,9 +23,9 @@ struct KeyAttribute {
     KeyType type = KeyType::String;
 };
 
-/** How a table is called. */
+/** The names of a table. */
 struct TableName {
-    std::string real;  // DIRECTORY|TABLE, as the server knows it
+    std::string real;  // DIRECTORY|TABLE, the name on the server
     std::string shown; // in replies: without the directory if that is the default one
 
     std::string arn() const;
@@ -38,24 +38,24 @@ struct Table {
     // The keys.
     KeyAttribute hash;
     std::optional<KeyAttribute> range;
-    /** The range key at the server, which requires one: NoRangeName in a table with a hash key alone. */
+    /** The range key on the server, which requires one: NoRangeName in a table with only a hash key. */
     std::string serverRangeName;
     /** Made through the API of 2011-12-05 or the wire protocol: keys are strings of Latin-1 characters. */
     bool isLatin1 = false;
 
-    // What is only kept and shown.
+    // Only stored and shown.
     bool isOnDemand = false; // "PAY_PER_REQUEST"
     long long readUnits = 0;
     long long writeUnits = 0;
-    double onDemandSince = 0; // seconds since 1970; 0 if it never was
+    double onDemandSince = 0; // seconds since 1970; 0: never
     double creationTime = 0;  // likewise
     std::string id;           // a UUID; empty if it is Latin-1
-    std::string tableClass;   // empty unless it was given
+    std::string tableClass;   // empty if it was not given
     bool isProtected = false;
     std::map<std::string, std::string> tags;
 };
 
-/** The figures of a description. */
+/** The figures in a description. */
 struct TableFigures {
     long long items = 0;
     long long bytes = 0;
@@ -63,13 +63,13 @@ struct TableFigures {
 
 namespace TableDescriptions {
 
-/** The range key's name at the server in a table with a hash key alone. No attribute of an item can have it. */
+/** The range key's name on the server in a table with only a hash key. No attribute of an item can have this name. */
 inline constexpr std::string_view NoRangeName = "";
 
 /** The body of the server's CreateTable that stores the table. */
 std::string creation(const Table& table);
 
-/** The table of a server's DescribeTable, whose "Table" this is; empty if it cannot be understood. */
+/** Reads the "Table" of the server's DescribeTable; empty if it cannot be understood. */
 std::optional<Table> read(const TableName& name, const rapidjson::Value& description);
 
 /** Writes the API's TableDescription, an object. */

@@ -9,19 +9,19 @@ namespace Api {
 
 namespace {
 
-// What the file of the description has at most, and a data file with none or a few small items.
+// The size of the description's file at most, and of a data file with no or few small items.
 constexpr long long DescriptionBytes = 16384;
 constexpr long long LeastFileBytes = 8192;
 
-// What a larger file has for each further item, a guess.
+// How much each further item adds to a larger file: a guess.
 constexpr long long ItemBytes = 1024;
 
 } // namespace
 
 long long estimatedItems(long long files, long long bytes)
 {
-    // The first file has the description. The others are made as they are needed, by the first item in each; a table
-    // that has all of them may have been emptied since.
+    // The first file has the description. The others are created when they are needed, for the first item in each; a
+    // table that has all of them may have been emptied since.
     const long long dataFiles = std::max(0LL, files - 1);
     const long long withAnItem = dataFiles < static_cast<long long>(Partitions::Count) ? dataFiles : 0;
     const long long further = bytes - DescriptionBytes - dataFiles * LeastFileBytes;

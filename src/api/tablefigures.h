@@ -9,12 +9,12 @@
 namespace Api {
 
 /**
- * About how many items a table has, by the number and the bytes of its files. Nobody keeps that number, and to count
- * them would open all data files of the table, of which a directory can have no more than 1023 open.
+ * The approximate number of items in a table, estimated from the number and size of its files. The number is not
+ * stored, and counting would open all data files of the table; a directory can have at most 1023 open.
  */
 long long estimatedItems(long long files, long long bytes);
 
-/** Writes an object with one member, the table's description with its present figures. */
+/** Writes an object with one member: the table's description with its current figures. */
 [[nodiscard]] Failure describe(const Table& table, std::string_view member, Context& context, JsonWriter* reply);
 
 } // namespace Api

@@ -1,4 +1,4 @@
-// The inputs of the operations on tables. A test compares them with the model that the API's clients come with.
+// The inputs of the operations on tables. A test compares them with the model that comes with the API's clients.
 #include "api/commonshapes.h"
 #include "api/shapes.h"
 

@@ -14,7 +14,7 @@ namespace {
 
 constexpr long long MostUnits = 1'000'000'000'000;
 
-/** Members that cannot be granted, whatever they are. */
+/** Members that are refused, whatever their value. */
 constexpr std::array Unavailable{
     std::pair{std::string_view("ReplicaUpdates"), Reasons::OneRegion},
     std::pair{std::string_view("GlobalTableSourceArn"), Reasons::OneRegion},

@@ -11,19 +11,19 @@
 /** What CreateTable and UpdateTable have in common, and tags. */
 namespace Api::TableOptions {
 
-/** The most tags that a table can have. */
+/** How many tags a table can have. */
 inline constexpr std::size_t MostTags = 50;
 
 /** Fails when a request asks for something that is not available here. */
 [[nodiscard]] Failure refuseUnavailable(const rapidjson::Value& request);
 
-/** Reads "BillingMode" and "ProvisionedThroughput", which have to agree. */
+/** Reads "BillingMode" and "ProvisionedThroughput", which must agree. */
 [[nodiscard]] Failure readCapacity(const rapidjson::Value& request, Table* table);
 
-/** Reads "TableClass" and "DeletionProtectionEnabled", if they are there. */
+/** Reads "TableClass" and "DeletionProtectionEnabled", if they are present. */
 void readOthers(const rapidjson::Value& request, Table* table);
 
-/** Adds tags, and replaces the values of those that are there. */
+/** Adds tags, and replaces the values of existing ones. */
 [[nodiscard]] Failure addTags(const rapidjson::Value& tags, Table* table);
 
 /** Seconds since 1970, to the millisecond. */

@@ -17,7 +17,7 @@ Failure checkArn(std::string_view arn)
     return Errors::validation("Invalid TableArn: Invalid ResourceArn provided as input " + std::string(arn));
 }
 
-/** Says which resource was not found as these operations do. */
+/** The error for a table that was not found, in the form of these operations. */
 Failure named(Failure failure, std::string_view arn)
 {
     if (failure && failure->type == Errors::resourceNotFound().type)

@@ -3,12 +3,12 @@
 #include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
+#include "api/itemwrite.h"
 #include "api/members.h"
 #include "api/returnvalues.h"
 #include "api/tablecatalog.h"
 #include "api/writecondition.h"
 #include "expressions/update.h"
-#include "items/itemjson.h"
 #include "items/itemsize.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ namespace {
 
 using Items::Item;
 
-/** An update of one item, and what it did. */
+/** An update of one item, and its result. */
 class ItemUpdate {
 public:
     ItemUpdate(const Table& table, Item key, Expressions::Update update, WriteCondition condition)
@@ -83,7 +83,7 @@ public:
     }
 
 private:
-    /** Older parameters that only delete attributes make no item; an expression does. */
+    /** Older parameters that only delete attributes do not create an item; an expression does. */
     bool onlyRemoves() const
     {
         return update_.isOlder && update_.assignments.empty() && update_.additions.empty() &&
@@ -122,14 +122,9 @@ Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter
     const auto compute = [&](const Item* before, ItemChange* made) { return change.compute(before, made); };
     if (Failure failure = ItemStore(context, table).change(key, ItemStore::FirstGuess::Read, compute))
         return failure;
-    reply->StartObject();
-    if (const Item returned = change.returned(returnValuesOf(request)); !returned.empty()) {
-        putName("Attributes", reply);
-        Items::writeItem(returned, reply);
-    }
-    if (Capacity::isWanted(request))
-        Capacity::writeMember(request, *table, Capacity::ofWrite(change.writtenBytes()), reply);
-    reply->EndObject();
+    const Item returned = change.returned(returnValuesOf(request));
+    const std::size_t bytes = Capacity::isWanted(request) ? change.writtenBytes() : 0;
+    writeItemReply(request, *table, returned.empty() ? nullptr : &returned, bytes, reply);
     return std::nullopt;
 }
 

@@ -9,10 +9,10 @@
 /** Checks requests against their shapes. Pure; any thread. */
 namespace Api::Validation {
 
-/** Fails with serialization() at the first value of another JSON type than its shape. */
+/** Fails with serialization() at the first value whose JSON type is not that of its shape. */
 [[nodiscard]] Failure checkTypes(const rapidjson::Value& request, const Shape& shape);
 
-/** Fails with validation(), in one text for all limits that are not kept. The types must have been checked. */
+/** Fails with validation(), in one text for all violated limits. The types must have been checked. */
 [[nodiscard]] Failure checkLimits(const rapidjson::Value& request, const Shape& shape);
 
 } // namespace Api::Validation

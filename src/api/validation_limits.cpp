@@ -14,7 +14,7 @@ namespace {
 
 using Kind = Shape::Kind;
 
-constexpr std::size_t MostErrors = 10; // that are reported
+constexpr std::size_t MostErrors = 10; // how many are reported
 constexpr const char* NotNull = "Member must not be null";
 
 bool isScalar(const Shape& shape)
@@ -22,7 +22,7 @@ bool isScalar(const Shape& shape)
     return shape.kind != Kind::Structure && shape.kind != Kind::List && shape.kind != Kind::Map;
 }
 
-/** A value in a message; of an object only that it is one. */
+/** A value as messages show it; for an object only that it is one. */
 std::string shown(const rapidjson::Value& value)
 {
     if (value.IsString())
@@ -82,7 +82,8 @@ public:
     }
 
 private:
-    // Elements that are null are no values, so that nobody has to expect one: unlike a member, they cannot be left out.
+    // An element that is null is refused, so that no operation has to expect one: unlike a member, it cannot be
+    // missing.
 
     void add(const std::string& value, const std::string& path, const std::string& rule)
     {

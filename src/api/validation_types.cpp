@@ -11,12 +11,12 @@ namespace {
 
 using Kind = Shape::Kind;
 
-/** Deeper values are left to those that read them, as they are refused whatever they are. */
+/** Deeper values are not checked here: whoever reads them refuses them, whatever they are. */
 constexpr int MostLevels = 100;
 
 constexpr const char* Package = "com.amazonaws.dynamodb.v20120810.";
 
-/** The class that values of the kind have in the API's messages. */
+/** The class that the API's messages name for values of the kind. */
 std::string className(const Shape& shape)
 {
     switch (shape.kind) {
@@ -72,7 +72,7 @@ std::string mapClass(const Shape& shape)
            '>';
 }
 
-/** What the API says of a value that is not of the shape's type. */
+/** The API's message for a value that is not of the shape's type. */
 std::string complaint(const rapidjson::Value& value, const Shape& shape)
 {
     if (value.IsArray())

@@ -19,7 +19,7 @@ public:
 
     bool isEmpty() const { return !condition_; }
 
-    /** Fails with conditionalCheckFailed(), with the item if it is to be shown; `item` is null if there is none. */
+    /** Fails with conditionalCheckFailed(), which includes the item if the request wants it. Null: there is no item. */
     [[nodiscard]] Failure check(const Items::Item* item) const;
 
 private:

@@ -6,8 +6,8 @@
 namespace Base {
 
 /**
- * True for a directory that shows the state of the kernel, such as /proc, or is below one: nobody stores files there,
- * and a walk that follows links finds no end. False also for one that does not exist.
+ * True for a directory that shows the state of the kernel, such as /proc, or is below one: no data is stored there, and
+ * a walk that follows links would not end. False if the directory does not exist.
  */
 bool isOfKernel(const std::filesystem::path& directory);
 

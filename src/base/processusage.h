@@ -5,10 +5,10 @@
 
 namespace Base {
 
-/** What the process takes of the machine at the moment. What cannot be told is 0. */
+/** The resources that the process uses at the moment. 0: unknown. */
 struct ProcessUsage {
     std::uint64_t residentBytes = 0;
-    double processorSeconds = 0; // since its start, of all threads, in the kernel as well
+    double processorSeconds = 0; // since its start, of all threads, including time in the kernel
     std::uint64_t descriptors = 0;
     std::uint64_t descriptorLimit = 0;
 };

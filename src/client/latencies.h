@@ -29,7 +29,7 @@ struct Latencies {
 
     /** Adds the counts of others, which have the same bounds. */
     void add(const Latencies& others);
-    /** Leaves those that have come since `before`, which has the same bounds and no larger counts. */
+    /** Subtracts the counts of `before`, which has the same bounds and no larger counts. */
     void subtract(const Latencies& before);
 };
 

@@ -1,5 +1,5 @@
 // Requests to quorva-http. Each carries the token that it printed at its start. The page gets it in the fragment of its
-// address, which browsers send to nobody, and keeps it for this tab, where no other port can read it.
+// address, which browsers do not send, and keeps it for this tab, where no other port can read it.
 
 const Prefixes = { Status: "Quorva_1.", ListTables: "Quorva_1.", DescribeBackup: "Quorva_1.", Commit: "Quorva_1." };
 const ApiPrefix = "DynamoDB_20111205.";

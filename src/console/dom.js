@@ -38,7 +38,7 @@ function shown(children) {
     return children.flat(Infinity).filter((child) => child !== null && child !== undefined && child !== false);
 }
 
-/** A message for screen readers alone; for those who see, the page shows the same. */
+/** A message for screen readers only; the page shows the same. */
 export function say(text) {
     document.getElementById("said").textContent = text;
 }
@@ -75,7 +75,7 @@ export function table(caption, columns, rows) {
 }
 
 /**
- * Asks a question and returns a promise of whether it was agreed to. Escape and the button that has the focus at the
+ * Asks a question, and returns a promise of whether the answer was yes. Escape and the button that has the focus at the
  * beginning decline.
  */
 export function ask(question, details, consent) {

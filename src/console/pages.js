@@ -59,7 +59,7 @@ function lastKey(reply) {
     return key ? { hash: key.HashKeyElement.S, range: key.RangeKeyElement.S } : null;
 }
 
-/** Whether the server can go on after a key. */
+/** True if the server can continue after a key. */
 function canContinue(key, isScan) {
     const hasZero = `${key.hash}${key.range}`.includes("\0");
     return !hasZero && (isScan ? key.hash !== "" && key.hash.length < 10000 : key.range !== "");

@@ -8,7 +8,7 @@ export async function readItem(table, key) {
     return memberText(await exchange("GetItem", { TableName: table, Key: keyOf(key.hash, key.range) }), "Item") ?? null;
 }
 
-/** What is stored is not what was expected: `present`, null when there is none. */
+/** The stored item differs from the expected one: it is `present`, null if there is none. */
 export class Conflict extends Error {
     constructor(present) {
         super("The item has changed since it was read. Nothing was stored.");

@@ -10,16 +10,16 @@
 
 namespace Decimal {
 
-/** Why a text or a result is no Number. The texts are what the API of 2012-08-10 answers. */
+/** Why a text or a result is not a Number. The messages are those of the API of 2012-08-10. */
 enum class Refusal { NotANumber, TooManyDigits, Overflow, Underflow };
 
-/** The API's sentence. `text` is what was to be a number; only NotANumber quotes it. */
+/** The API's sentence. `text` is what should have been a number; only NotANumber quotes it. */
 std::string messageOf(Refusal refusal, std::string_view text = {});
 
 /**
  * A decimal number, exact: 0, or up to 38 significant digits with a magnitude from 1E-130 to
  * 9.9999999999999999999999999999999999999E+125. Each value has one representation, so equal numbers have equal texts.
- * A value like int: copied freely, no allocation. Any thread.
+ * A value type, like int: cheap to copy, without allocation. Any thread.
  */
 class Number {
 public:
@@ -31,7 +31,7 @@ public:
     Number() = default;
 
     /**
-     * Reads an optional sign, digits with at most one point among, before or behind them, and an optional exponent:
+     * Reads an optional sign, digits with at most one point among, before or after them, and an optional exponent:
      * "-17", "+1.50", ".5", "5.", "2e-3". Zeros that do not change the value do not count as digits. No blanks.
      * On failure empty, with `why` set unless it is null.
      */
@@ -44,14 +44,14 @@ public:
      */
     static std::optional<Number> fromDigits(bool isNegative, std::string_view digits, int exponent);
 
-    /** All digits without an exponent, and no zeros that say nothing: "-17", "0.001", "1200". */
+    /** All digits, without an exponent and without redundant zeros: "-17", "0.001", "1200". */
     std::string text() const;
 
     bool isZero() const { return count_ == 0; }
     bool isNegative() const { return isNegative_; }
     /** How many significant digits there are, without zeros at either end. None for 0. */
     int digitCount() const { return count_; }
-    /** Those digits, each a character with a value from 0 to 9 (not '0' to '9'). Valid as long as this. */
+    /** Those digits, each a character with a value from 0 to 9 (not '0' to '9'). Valid as long as this object. */
     std::string_view digits() const { return {digits_.data(), count_}; }
     /** The power of ten of the first digit: 0 for 1 to 9, -1 for 0.1. 0 for 0. */
     int exponent() const { return exponent_; }

@@ -15,7 +15,7 @@
 
 namespace Expressions {
 
-/** What a condition compares: a part of the item or a value of the request, or the size of one. */
+/** What a condition compares: a part of the item, a value of the request, or the size of either. */
 struct Operand {
     std::variant<SharedValue, Path> source;
     bool isSize = false;
@@ -41,7 +41,7 @@ struct Condition {
         Greater,
         GreaterOrEqual,
         Between,         // the value, the lower and the upper bound
-        In,              // the value, and at least one to be found among
+        In,              // the value, and one or more to look for it in
         AttributeExists, // a path
         AttributeNotExists,
         AttributeType, // a path and a string, the API's name of a type
@@ -57,12 +57,12 @@ struct Condition {
 std::string_view nameOf(Condition::Kind kind);
 
 /**
- * Whether an item meets the condition; null is an item without attributes. Comparing with something that the item does
- * not have, or of another type, is false, for the one operator <> true. Any thread.
+ * True if an item meets the condition; null is an item without attributes. A comparison with a value that the item does
+ * not have, or that has another type, is false, except that <> is true. Any thread.
  */
 bool holds(const Condition& condition, const Items::Item* item);
 
-/** The attributes that the condition looks at or below. */
+/** The attributes that the condition refers to, entirely or in part. */
 std::set<std::string, std::less<>> attributesOf(const Condition& condition);
 
 } // namespace Expressions

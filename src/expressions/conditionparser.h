@@ -19,8 +19,8 @@ namespace Expressions {
  *     comparison = part [comparator part | BETWEEN part AND part | IN ( part {, part} )]
  *     part       = ( or ) | function ( part {, part} ) | path | value
  *
- * Parentheses can enclose a condition or an operand, which only what follows shows. So each part is parsed as either,
- * and must be the right one where it is used.
+ * Parentheses can enclose a condition or an operand, and only what follows shows which. So each part is parsed as
+ * either, and where it is used it must be the right one.
  */
 class ConditionParser : public Parser {
 public:
@@ -34,7 +34,7 @@ private:
     struct Part {
         Condition condition;
         std::optional<Operand> operand;
-        std::string function; // that the whole part is a call of, else empty
+        std::string function; // if the whole part is a call of it, else empty
         bool isParenthesised = false;
     };
     using Parse = bool (ConditionParser::*)(Part*);

@@ -25,8 +25,8 @@ enum class Fault {
 };
 
 /**
- * The fault that is reported of all that a parser finds: one of the first kind, and of those the first found. A parser
- * goes on when it has found one, as only the end of the text shows whether the syntax is right.
+ * Of all faults that a parser finds, the one to report: the first one of the kind that comes first above. A parser goes
+ * on after a fault, as only the end of the text shows whether the syntax is right.
  */
 class Findings {
 public:

@@ -12,7 +12,8 @@
 
 namespace Expressions {
 
-/** What a Query asks of one attribute: Equal, Less to GreaterOrEqual, BeginsWith, or Between, which has two values. */
+/** The test that a Query makes on one attribute: Equal, Less to GreaterOrEqual, BeginsWith, or Between, which has two
+ * values. */
 struct KeyTest {
     std::string attribute;
     Condition::Kind kind = Condition::Kind::Equal;
@@ -29,21 +30,21 @@ struct KeySchema {
     std::optional<Attribute> range;
 };
 
-/** A Query's items: those of a hash key, with a range key that passes the test if there is one. */
+/** The items of a Query: those with the hash key and, if there is a test, a range key that passes it. */
 struct KeyCondition {
     Items::AttributeValue hash;
     std::optional<KeyTest> range;
 };
 
 /**
- * The tests in a KeyConditionExpression that has been parsed. False, with the API's message in `error`, when it is more
- * than a test or two, joined by AND, each of one attribute.
+ * The tests in a KeyConditionExpression that has been parsed. False, with the API's message in `error`, if it is
+ * anything but one test, or two joined by AND, of one attribute each.
  */
 [[nodiscard]] bool keyTestsOf(const Condition& condition, std::vector<KeyTest>* tests, std::string* error);
 
 /**
- * The tests as those of the keys of a table. False, with the API's message in `error`, when the hash key is not tested
- * for equality, another attribute than the keys is tested, or a value is of another type than the key.
+ * Assigns the tests to the keys of a table. False, with the API's message in `error`, if the hash key is not tested for
+ * equality, an attribute other than the keys is tested, or a value does not have the key's type.
  */
 [[nodiscard]] bool bindKeyTests(std::vector<KeyTest> tests, const KeySchema& schema, KeyCondition* condition,
                                 std::string* error);

@@ -23,26 +23,26 @@ struct Token {
 
 /**
  * An expression as tokens, read one after the other. Every text is a sequence of tokens; whether they mean anything is
- * up to the parsers. The text has to live as long as the tokens.
+ * up to the parsers. The text must outlive the tokens.
  */
 class Tokens {
 public:
     explicit Tokens(std::string_view text);
 
     const Token& peek() const { return tokens_[next_]; }
-    /** The token behind the next one; End if there is none. */
+    /** The token after the next one; End if there is none. */
     const Token& peekSecond() const { return tokens_[next_ + 1 < tokens_.size() ? next_ + 1 : next_]; }
-    /** The next token, which is left behind unless it is End. */
+    /** The next token; moves past it unless it is End. */
     const Token& take();
 
     bool isSymbol(std::string_view symbol) const { return peek().kind == Token::Kind::Symbol && peek().text == symbol; }
-    /** Whether the next token is the keyword, given in capitals; the expression may write it in any case. */
+    /** True if the next token is the keyword, given in upper case; the expression may have it in any case. */
     bool isKeyword(std::string_view keyword) const;
-    /** These leave the token behind if it is that one. */
+    /** Move past the next token if it is that one. */
     bool takeSymbol(std::string_view symbol);
     bool takeKeyword(std::string_view keyword);
 
-    /** The API's sentence about the next token: it is not one that the grammar allows. */
+    /** The API's message that the grammar does not allow the next token. */
     std::string syntaxError() const;
 
 private:
@@ -51,7 +51,7 @@ private:
     std::size_t next_ = 0;
 };
 
-/** ASCII letters in capitals, all else as it is. */
+/** With ASCII letters in upper case. */
 std::string inCapitals(std::string_view text);
 
 } // namespace Expressions

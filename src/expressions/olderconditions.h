@@ -13,9 +13,9 @@
 namespace Expressions {
 
 /**
- * The parameters that expressions have replaced, as the same trees. Each function reads the member of a request of that
- * name, which is of the JSON type that the API's model says, down to its leaves; anything else is refused. False, with
- * the API's message in `error`, when it makes no sense; what has been read is then unspecified.
+ * The parameters that expressions have replaced, as the same trees. Each function reads the member of a request with
+ * that name, and refuses JSON types other than those of the API's model, at any depth. False, with the API's message in
+ * `error`, if the parameter is not valid; the tree is then unspecified.
  */
 
 /** Expected: a condition for each attribute in it. */

@@ -10,7 +10,7 @@
 
 namespace Expressions {
 
-/** As in olderconditions.h. Names of attributes are taken as they are: a point in one leads nowhere. */
+/** As in olderconditions.h. Names of attributes are taken literally: a dot does not make a path. */
 
 [[nodiscard]] bool readAttributeUpdates(const rapidjson::Value& json, Update* update, Items::JsonError* error);
 

@@ -31,14 +31,14 @@ struct Parameters {
     std::optional<Condition> filter;
     std::optional<Update> update;
     std::optional<PathTree> projection;
-    std::vector<KeyTest> keyTests; // of a Query; one at least
+    std::vector<KeyTest> keyTests; // of a Query; at least one
     bool isOlder = false;          // no expressions: the filter was QueryFilter or ScanFilter
 };
 
 /**
- * Reads them, in the API's order of checks: old and new are not mixed; names and values are well-formed; each
- * expression is right in itself; no name or value is unused. Members that are null count as missing. False, with the
- * API's message in `error`, when something is wrong; `parameters` is then unspecified.
+ * Reads them, in the API's order of checks: expressions and older parameters are not mixed; names and values are
+ * well-formed; each expression is valid in itself; no name or value is unused. Members that are null count as missing.
+ * False, with the API's message in `error`, when something is wrong; `parameters` is then unspecified.
  *
  * What depends on a table is left to bindKeyTests(), filterError() and keyUpdateError(). Any thread.
  */

@@ -17,8 +17,8 @@
 namespace Expressions {
 
 /**
- * What the parsers of all expressions share: paths, values, limits and the message of what is wrong. The functions that
- * parse return false where the text breaks the grammar, with the error set and the token that breaks it the next one.
+ * What the parsers of all expressions share: paths, values, limits and error messages. The parsing functions return
+ * false if the text breaks the grammar; the error is then set, and the next token is the one that breaks it.
  */
 class Parser {
 public:
@@ -32,11 +32,11 @@ protected:
     {}
     ~Parser() = default;
 
-    /** Whether the text is worth parsing. */
+    /** False if the text must not be parsed at all: it is empty or too long. */
     bool begin();
-    /** Whether the text has ended where the grammar did, and everything in it is as it has to be. */
+    /** True if the text ends where the grammar does, and nothing in it is wrong. */
     bool end();
-    /** What is wrong, without the "Invalid UpdateExpression: " that goes before it. */
+    /** What is wrong, without the "Invalid UpdateExpression: " that precedes it. */
     const std::string& error() const { return error_; }
 
     Tokens& tokens() { return tokens_; }
@@ -51,7 +51,8 @@ protected:
     SharedValue takeValue();
 
     void countOperator() { ++operators_; }
-    /** To be called around what may be nested in itself. False if that is deeper than any expression can be. */
+    /** Called around constructs that may contain themselves. False if the nesting is deeper than any expression allows.
+     */
     bool enter();
     void leave() { --depth_; }
 

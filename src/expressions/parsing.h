@@ -13,8 +13,8 @@ namespace Expressions {
 
 /**
  * Expressions to trees, with the names and values that a request defines. False, with the message of the API's
- * ValidationException in `error`, when an expression is wrong in itself: in its syntax, its types, the placeholders it
- * uses or its size. What the tree is then is unspecified.
+ * ValidationException in `error`, if an expression is wrong in itself: its syntax, its types, its placeholders or its
+ * size. The tree is then unspecified.
  */
 
 /** `member` is that of the request: "ConditionExpression", "FilterExpression" or "KeyConditionExpression". */

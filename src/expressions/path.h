@@ -25,11 +25,11 @@ public:
     const std::string& attribute() const { return std::get<std::string>(elements_.front()); }
     bool isNested() const { return elements_.size() > 1; }
 
-    /** As the API's messages show a path: "[a, b, [3]]". */
+    /** In the form of the API's messages: "[a, b, [3]]". */
     std::string text() const;
 
     friend bool operator==(const Path&, const Path&) = default;
-    /** A path comes before those below it; indexes are in their order. */
+    /** A path comes before those below it; indexes are in numerical order. */
     friend bool operator<(const Path& a, const Path& b) { return a.elements_ < b.elements_; }
 
 private:
@@ -39,7 +39,7 @@ private:
 /** The value there, null if there is none. */
 const Items::AttributeValue* find(const Items::Item& item, const Path& path);
 
-/** The value that contains the one at a nested path, if it is of the type for that: the map or list. Else null. */
+/** The map or list that contains the value at a nested path; null if it does not exist or has another type. */
 const Items::AttributeValue* findParent(const Items::Item& item, const Path& path);
 Items::AttributeValue* findParent(Items::Item& item, const Path& path);
 

@@ -11,8 +11,8 @@
 namespace Expressions {
 
 /**
- * Paths of which none leads to or through the value at another, and the parts of an item that are there: a projection.
- * For one thread at a time while paths are added.
+ * Paths, none of which leads to or through the value at another, and the parts of an item at these paths: a projection.
+ * While paths are being added, for one thread at a time.
  */
 class PathTree {
 public:
@@ -20,25 +20,25 @@ public:
     struct Clash {
         enum class Kind {
             Overlap,  // one leads to or through the value at the other
-            Conflict, // what is a map for one is a list for the other
+            Conflict, // one takes for a map what the other takes for a list
         };
         Kind kind;
-        Path first; // the one that was there
+        Path first; // the one added earlier
     };
 
-    /** Adds a path, unless it clashes with one that is there. Its cost does not depend on how many those are. */
+    /** Adds a path, unless it clashes with an earlier one. The cost does not depend on the number of paths. */
     std::optional<Clash> add(const Path& path);
 
     /**
      * The parts of an item at the paths, inside the maps and lists that contain them. Elements of lists keep their
-     * order and close ranks. A map or list that has nothing at any path is left out.
+     * order, without gaps. A map or list that has nothing at any path is left out.
      */
     Items::Item partsOf(const Items::Item& item) const;
 
 private:
     struct Node {
         std::map<Path::Element, Node> below; // all names, or all indexes; empty where a path ends
-        std::shared_ptr<const Path> first;   // that leads here or through
+        std::shared_ptr<const Path> first;   // the first path that leads here or through here
     };
 
     static std::optional<Items::AttributeValue> partOf(const Node& node, const Items::AttributeValue& value);

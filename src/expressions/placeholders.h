@@ -15,7 +15,7 @@
 
 namespace Expressions {
 
-/** What a request's ExpressionAttributeNames and ExpressionAttributeValues define, and which of it expressions use. */
+/** What a request's ExpressionAttributeNames and ExpressionAttributeValues define, and what of that is used. */
 class Placeholders {
 public:
     void defineName(std::string placeholder, std::string name) { names_[std::move(placeholder)] = {std::move(name)}; }
@@ -25,8 +25,8 @@ public:
     }
 
     /**
-     * Reads the members of a request; null for one that it does not have. False, with the API's message in `error`,
-     * when one is empty, a placeholder is malformed, or a name or value is none.
+     * Reads the members of a request; null for one that is missing. False, with the API's message in `error`, if one is
+     * empty, a placeholder is malformed, or a name or value is not valid.
      */
     [[nodiscard]] bool readNames(const rapidjson::Value* json, Items::JsonError* error);
     [[nodiscard]] bool readValues(const rapidjson::Value* json, Items::JsonError* error);
@@ -34,11 +34,11 @@ public:
     /** The bytes of all names and values, as the API counts them. */
     std::size_t size() const;
 
-    /** What "#name" or ":value" stands for, which is marked as used; null if it is not defined. */
+    /** What "#name" or ":value" stands for; marks it as used. Null if it is not defined. */
     const std::string* name(std::string_view placeholder);
     SharedValue value(std::string_view placeholder);
 
-    /** The API's message if a name or value is used by no expression, else empty. */
+    /** The API's message if no expression uses a name or value, else empty. */
     std::string unusedError() const;
 
 private:

@@ -11,7 +11,7 @@
 /** Reading the members of requests. */
 namespace Expressions::RequestJson {
 
-/** A member of an object; null if there is none or it is null. */
+/** A member of an object; null if it is missing or null. */
 inline const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name)
 {
     const auto found = object.FindMember(rapidjson::Value(rapidjson::StringRef(name.data(), name.size())));
@@ -23,7 +23,7 @@ inline std::string_view textOf(const rapidjson::Value& string)
     return {string.GetString(), string.GetStringLength()};
 }
 
-/** These set the error and return false. */
+/** Set the error and return false. */
 inline bool failForShape(Items::JsonError* error, std::string_view member)
 {
     *error = {Items::JsonError::Kind::Serialization, std::string(member) + " has an unexpected form"};

@@ -6,8 +6,8 @@
 namespace Expressions {
 
 /**
- * Whether the API reserves a word, so that an attribute of that name can be given in an expression by a placeholder
- * alone. Case makes no difference. Any thread.
+ * True if the API reserves a word: expressions can name an attribute of that name only by a placeholder. Ignores case.
+ * Any thread.
  */
 bool isReserved(std::string_view word);
 

@@ -4,7 +4,7 @@ namespace Expressions {
 
 namespace {
 
-/** Adds the elements of a set to one of the same type, or takes them away. False if they are no such sets. */
+/** Adds the elements of a set to one of the same type, or removes them. False if they are not sets of one type. */
 template <typename Set> bool changeSet(Set* set, const Set* elements, bool isDeletion)
 {
     if (set == nullptr || elements == nullptr)

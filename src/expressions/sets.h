@@ -8,8 +8,8 @@ namespace Expressions {
 bool isSet(Items::AttributeValue::Type type);
 
 /**
- * Adds elements to a set of the same type, or takes them away; false if the two are no such sets. No elements may be
- * left: such a set is no value of an item.
+ * Adds elements to a set of the same type, or removes them; false if the two are not sets of one type. No element may
+ * be left, although an empty set is not a valid value.
  */
 [[nodiscard]] bool changeSet(Items::AttributeValue* value, const Items::AttributeValue& elements, bool isDeletion);
 

@@ -9,8 +9,8 @@
 namespace Expressions {
 
 /**
- * A value of a request, never null in a tree. An expression can name one value hundreds of times, and a value can have
- * megabytes, so trees share them.
+ * A value of a request, never null in a tree. An expression can use one value hundreds of times, and a value can be
+ * megabytes long, so trees share them.
  */
 using SharedValue = std::shared_ptr<const Items::AttributeValue>;
 

@@ -21,7 +21,7 @@ struct SetValue {
         Path,
         Value,
         IfNotExists, // the value at `path`, else that of the one operand
-        ListAppend,  // two operands, as from here on
+        ListAppend,  // two operands, from here on
         Plus,
         Minus,
     };
@@ -45,24 +45,24 @@ struct Update {
     std::vector<Path> removals;          // REMOVE
     std::vector<Change> additions;       // ADD: numbers and sets, and lists from the older parameters
     std::vector<Change> deletions;       // DELETE: sets
-    bool isOlder = false;                // from AttributeUpdates, which has a message of its own
+    bool isOlder = false;                // from AttributeUpdates, which has its own message
 
     /** What the update changes, in the order above. */
     std::vector<const Path*> paths() const;
 };
 
 /**
- * What the update makes of an item; every value in the update is computed from the item as it was. `before` has to have
- * the key attributes if the item is a new one. On failure false, with the message of the API's ValidationException in
- * `error`; `after` is then unspecified. The size of the whole item is left to the caller: what fails here is an update
- * whose values alone are larger than an item can be. Any thread.
+ * Applies the update to an item; every value is computed from the item as it was. For an item that does not exist,
+ * `before` must have its key attributes. On failure false, with the message of the API's ValidationException in
+ * `error`; `after` is then unspecified. The caller checks the size of the whole item: here only an update fails whose
+ * values alone are larger than an item may be. Any thread.
  */
 [[nodiscard]] bool apply(const Update& update, const Items::Item& before, Items::Item* after, std::string* error);
 
-/** The places that the update changes, to be taken out of the item before or after it (UPDATED_OLD, UPDATED_NEW). */
+/** The places that the update changes, for the parts of the item before or after it (UPDATED_OLD, UPDATED_NEW). */
 PathTree placesOf(const Update& update);
 
-/** The API's message for an update that changes a key attribute, empty if there is none such. */
+/** The API's message if the update changes a key attribute, else empty. */
 std::string keyUpdateError(const Update& update, const std::set<std::string, std::less<>>& keyNames);
 
 } // namespace Expressions

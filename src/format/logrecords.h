@@ -63,7 +63,7 @@ struct FileEvent {
 /** The same for a record that opens, renames or removes a database file. Files of transient names are not reported. */
 std::optional<FileEvent> fileEvent(std::string_view record);
 
-/** The transaction that a record belongs to; 0: none. A recovery lets the numbers begin anew. */
+/** The transaction that a record belongs to; 0: none. Numbers restart after a recovery. */
 std::uint32_t transactionOf(std::string_view record);
 
 /** Whether the record is the first one of its transaction. */

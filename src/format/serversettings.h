@@ -11,7 +11,7 @@ inline constexpr const char* Mark = "#quorva";
 
 /**
  * "on": each checkpoint removes the log files that recovery no longer needs, unless a backup of this directory wants
- * them. "off", or no such line: they are kept until the server is told that no backup wants them.
+ * them. "off", or no such line: they are kept until an operator tells the server that no backup needs them.
  */
 inline constexpr const char* RemoveUnneededLogs = "remove_unneeded_logs";
 

@@ -7,7 +7,7 @@
 namespace Http {
 
 /**
- * What the console's requests must know: a random text that only those learn who can read this program's standard
+ * What the console's requests must know: a random text, which only users learn who can read this program's standard
  * error. Any thread.
  */
 class ConsoleToken {

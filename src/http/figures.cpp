@@ -124,7 +124,7 @@ constexpr std::array Counts{
                               &Environment::flushes},
 };
 
-/** Times, left out where there is none. */
+/** Times, omitted where there is none. */
 constexpr std::array Times{
     EnvironmentFigure<double>{"quorva_environment_last_checkpoint_timestamp_seconds", Type::Gauge,
                               "The latest checkpoint, in seconds since 1970.", &Environment::lastCheckpoint},

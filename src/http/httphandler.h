@@ -9,7 +9,7 @@
 namespace Http {
 
 /**
- * One part of what a port serves, at paths that an HttpRouter has for it. The router has checked who asks, the hosts,
+ * One part of what a port serves, at paths that an HttpRouter has for it. The router has checked the user, the hosts,
  * the path and the method. All calls except `done` run on the thread that runs the transport's loop, for all
  * connections: none may take long.
  */

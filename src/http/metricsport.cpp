@@ -32,7 +32,7 @@ int MetricsPort::bind(int port)
 void MetricsPort::start()
 {
     thread_ = std::thread([this] {
-        if (!server_.run()) // the other port goes on
+        if (!server_.run()) // the other port continues to be served
             std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
     });
 }

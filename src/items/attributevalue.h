@@ -15,20 +15,21 @@
 #include <variant>
 #include <vector>
 
-/** The items of the API of 2012-08-10, without its wire format. Values like std::string; for one thread at a time. */
+/** The items of the API of 2012-08-10, without its wire format. Value types, like std::string; for one thread at a
+ * time. */
 namespace Items {
 
 /** How deep maps and lists can be nested: an attribute of an item that is a list is the first level. */
 inline constexpr int MostLevels = 32;
 
-/** Bytes that are no text. Ordered like unsigned bytes. */
+/** Bytes that are not text. Ordered as unsigned bytes. */
 struct Binary {
     std::string bytes;
     friend bool operator==(const Binary&, const Binary&) = default;
     friend auto operator<=>(const Binary&, const Binary&) = default;
 };
 
-/** A value of one of ten types. An empty string when it is default-constructed. */
+/** A value of one of ten types. By default an empty string. */
 class AttributeValue {
 public:
     /** In the order of the alternatives of `Value`. */
@@ -62,7 +63,7 @@ public:
 
     Type type() const { return static_cast<Type>(value_.index()); }
 
-    /** The value if it is of that type, else null. Who changes a set leaves an element in it. */
+    /** The value if it is of that type, else null. Callers that change a set must leave an element in it. */
     const std::string* asString() const { return std::get_if<std::string>(&value_); }
     const Decimal::Number* asNumber() const { return std::get_if<Decimal::Number>(&value_); }
     const std::string* asBinary() const;
@@ -95,14 +96,14 @@ private:
 using Item = AttributeValue::Map;
 
 /**
- * The order of two strings, two numbers or two binaries: strings and binaries by their bytes. Any two others are
- * unordered, equal ones included.
+ * The order of two strings, two numbers or two binaries: strings and binaries by their bytes. All
+ * other pairs are unordered, even equal ones.
  */
 std::partial_ordering compare(const AttributeValue& a, const AttributeValue& b);
 
 /** The API's name of a type: "S", "N", "B", "BOOL", "NULL", "M", "L", "SS", "NS", "BS". */
 std::string_view nameOf(AttributeValue::Type type);
-/** The type of that name, if there is one. Names are case-sensitive. */
+/** The type with that name, if there is one. Names are case-sensitive. */
 std::optional<AttributeValue::Type> typeNamed(std::string_view name);
 
 /** How many levels of maps and lists the value has: 0 for all other types, 1 for an empty list. */

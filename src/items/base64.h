@@ -10,8 +10,8 @@ namespace Items::Base64 {
 std::string encode(std::string_view bytes);
 
 /**
- * True if `text` is what encode() gives for some bytes, which are then in `bytes`. False, with `why` set in the API's
- * words, for a wrong length, a foreign character, or bits behind the last byte.
+ * True if `text` is the encoding of some bytes, which are then in `bytes`. False, with `why` set to the API's words,
+ * for a wrong length, an invalid character, or bits after the last byte.
  */
 [[nodiscard]] bool decode(std::string_view text, std::string* bytes, std::string* why);
 

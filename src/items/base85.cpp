@@ -19,7 +19,7 @@ char characterOf(std::uint32_t digit)
     return character < '\\' ? character : static_cast<char>(character + 1);
 }
 
-/** The value of a character; 85 for one that stands for none. */
+/** The value of a character; 85 if it has none. */
 std::uint32_t digitOf(char character)
 {
     if (character < Base85::First || character > Base85::Last || character == '\\')

@@ -8,8 +8,8 @@
 
 /**
  * Bytes as text of 85 printable ASCII characters, none of which JSON escapes: every 4 bytes become 5 characters, and
- * 1 to 3 bytes at the end one character more than they are. The characters' order is that of their values, so the texts
- * of equally many bytes are ordered as the bytes are. Stored: do not change. Pure; any thread.
+ * the last 1 to 3 bytes one character more than there are bytes. Characters are in the order of their values, so texts
+ * of the same length compare as their bytes do. On disk: do not change. Pure; any thread.
  */
 namespace Items::Base85 {
 
@@ -21,7 +21,7 @@ inline constexpr std::size_t GroupBytes = 4;
 
 std::string encode(std::string_view bytes);
 
-/** The bytes of a text that encode() gives; empty for any other. */
+/** The bytes of a text that encode() has made; empty for any other. */
 std::optional<std::string> decode(std::string_view text);
 
 } // namespace Items::Base85

@@ -18,7 +18,7 @@ void appendNumber(std::string* to, std::size_t number)
     *to += static_cast<char>(number);
 }
 
-/** Takes a number from the front; empty when there is none, or a longer one than a column can need. */
+/** Takes a number from the front; empty if there is none, or if it is longer than a column can need. */
 std::optional<std::size_t> takeNumber(std::string_view* from)
 {
     constexpr std::size_t MostBytes = 4;

@@ -11,15 +11,15 @@
 namespace Items {
 
 /**
- * The parts of a packed item, each of bytes that are alike, so that compressing them one by one gains most. The bytes
- * that all of them become are stored: do not change them. Their grammar is in docs/storage-format.md. Values like
- * std::string; for one thread at a time.
+ * The columns of a packed item, each of similar bytes, so that compressing them one by one saves most. The result is
+ * stored on disk: do not change it. Its grammar is in docs/storage-format.md. Value types, like std::string; for one
+ * thread at a time.
  */
 class Columns {
 public:
     enum Column { Structure, Shared, Lengths, Text, Binary, NumberHeads, Exponents, DigitPairs, Count };
 
-    /** More than any item needs of one column, and little enough for what stored bytes may make us allocate. */
+    /** More than any item needs in one column, yet harmless to allocate if damaged bytes ask for it. */
     static constexpr std::size_t MostColumnBytes = 1 << 20;
 
     void putByte(Column column, unsigned byte) { columns_[column] += static_cast<char>(byte); }
@@ -30,7 +30,7 @@ public:
     /** The bytes of all columns; each is compressed if that makes it shorter. Empty if one is longer than a column. */
     std::optional<std::string> bytes() const;
 
-    /** The columns of which bytes() made these. Empty for others. */
+    /** The columns that bytes() has made these of. Empty for other bytes. */
     static std::optional<Columns> fromBytes(std::string_view bytes);
 
 private:
@@ -39,19 +39,19 @@ private:
     friend class ColumnReader;
 };
 
-/** Takes columns apart in the order in which they were filled. Reading more than there is gives zeros, and is noted. */
+/** Takes columns apart in the order in which they were filled. Reading past the end gives zeros, and is remembered. */
 class ColumnReader {
 public:
-    /** `columns` outlives this. */
+    /** `columns` must outlive this. */
     explicit ColumnReader(const Columns& columns);
 
     unsigned takeByte(Columns::Column column);
     std::string_view takeBytes(Columns::Column column, std::size_t count);
     std::size_t takeNumber(Columns::Column column);
 
-    /** False when more was read than there is. */
+    /** False if anything was read past the end. */
     bool isWhole() const { return isWhole_; }
-    /** True when all has been read, and no more. */
+    /** True if everything has been read, and nothing past the end. */
     bool isDone() const;
 
 private:

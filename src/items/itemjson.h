@@ -16,20 +16,20 @@ namespace Items {
 /** What is wrong with a value, in the API's words, and which of its two exceptions says so. */
 struct JsonError {
     enum class Kind {
-        Serialization, // SerializationException: of another JSON type than the API's model says
-        Validation,    // ValidationException: of the right form, but no value
+        Serialization, // SerializationException: not the JSON type that the API's model says
+        Validation,    // ValidationException: the right JSON types, but not a valid value
     };
     Kind kind = Kind::Validation;
     std::string message;
 };
 
 /**
- * Reads {"N": "17"} and its likes. Members that are null count as missing, and those that are no type are ignored.
+ * Reads {"N": "17"} and the like. Members that are null count as missing; those that name no type are ignored.
  * False, with `error` set, when the value is not exactly one of the ten types, a number or base64 is malformed, a set
  * is empty or repeats an element, or maps and lists are nested deeper than MostLevels; `value` is then unspecified.
  *
- * The document is UTF-8, which the caller has had the parser check (rapidjson::kParseValidateEncodingFlag). The parser
- * also has to bound the depth, or be the iterative one; what is read here recurses no deeper than MostLevels.
+ * The document must be UTF-8, checked by the parser (rapidjson::kParseValidateEncodingFlag). The parser must also limit
+ * the depth, or be the iterative one; reading values recurses no deeper than MostLevels.
  */
 [[nodiscard]] bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error);
 
@@ -42,7 +42,7 @@ struct JsonError {
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
 /**
- * Writes canonical JSON: no white space, members and the elements of sets in their order, numbers as
+ * Writes canonical JSON: no white space, members and elements of sets in order, numbers as
  * Decimal::Number::text(). Equal values have equal texts.
  */
 void writeValue(const AttributeValue& value, JsonWriter* writer);

@@ -7,7 +7,7 @@
 
 namespace Items {
 
-/** The greatest item, with its keys, as sizeOfItem() counts. */
+/** The largest item allowed, including its keys, as sizeOfItem() counts. */
 inline constexpr std::size_t MostItemBytes = 400 * 1024;
 
 /**

@@ -11,14 +11,14 @@
 #include <string_view>
 
 /**
- * What values in JSON are made of: strings, numbers, binaries, and sets of them; and the API's words for what is wrong.
- * All functions are false, with `error` set, for what is not of their kind. Pure; any thread.
+ * The elements of values in JSON: strings, numbers, binaries, and sets of them; and the API's messages for what is
+ * wrong with them. The functions return false, with `error` set, for JSON of another kind. Pure; any thread.
  */
 namespace Items::JsonElements {
 
 /** Always false: a ValidationException with this message. */
 bool invalid(JsonError* error, std::string_view message);
-/** The same, with the words that the API puts in front of most reasons. */
+/** The same, with the words with which the API begins most reasons. */
 bool invalidParameter(JsonError* error, const std::string& reason);
 /** Always false: `json` is of another JSON type than `expected`, which is a name of the API's model. */
 bool wrongType(JsonError* error, const rapidjson::Value& json, const std::string& expected);
@@ -30,7 +30,7 @@ std::string_view textOf(const rapidjson::Value& string);
 [[nodiscard]] bool readBinary(const rapidjson::Value& json, Binary* binary, JsonError* error);
 [[nodiscard]] bool readBool(const rapidjson::Value& json, bool* value, JsonError* error);
 
-/** A set has at least one element, and no two alike. */
+/** A set has at least one element, and no two equal ones. */
 [[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::StringSet* set, JsonError* error);
 [[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::NumberSet* set, JsonError* error);
 [[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::BinarySet* set, JsonError* error);

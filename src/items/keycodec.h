@@ -11,23 +11,23 @@
 namespace Items {
 
 /**
- * How the values of a key attribute become the bytes of the server's hash and range keys. The order of the bytes is the
- * order of the values, and decode(encode(value)) is the value. The bytes are stored: do not change them. Their grammar
- * is in docs/storage-format.md.
+ * Encodes the values of a key attribute as the bytes of the server's hash and range keys. The bytes compare as the
+ * values do, and decode(encode(value)) is the value. The bytes are stored: do not change them. Their grammar is in
+ * docs/storage-format.md.
  *
  * The server takes a key as JSON text, a string of the characters U+0000 to U+00FF, one for each byte (see jsonText()).
- * It gives keys back only up to a byte 00, its descending walks begin below FF, and no walk reads a record key of more
+ * It returns keys only up to a byte 00, its descending walks begin below FF, and no walk reads a record key of more
  * than 4096 bytes. So no key has a byte 00 or begins with FF, and the longest keys are 2561 and 1281 bytes.
  */
 namespace KeyCodec {
 
-/** The forms. Latin1 is that of tables made through the API of 2011-12-05: strings whose characters are the bytes. */
+/** Latin1: tables created through the API of 2011-12-05, whose keys are strings with a character for each byte. */
 enum class Form { String, Number, Binary, Latin1 };
 
 inline constexpr std::size_t MostHashBytes = 2048; // of a value as the API counts it
 inline constexpr std::size_t MostRangeBytes = 1024;
 
-/** The name and value of the range key in a table that has a hash key alone. No attribute of the API has that name. */
+/** The name and value of the range key in a table with only a hash key. No attribute of the API has that name. */
 inline constexpr std::string_view NoRangeName = "";
 inline constexpr std::string_view NoRange = "-";
 
@@ -40,18 +40,18 @@ AttributeValue::Type typeOf(Form form);
  */
 std::optional<std::string> encode(Form form, const AttributeValue& value);
 
-/** The value of a key. Empty for bytes that encode() never gives, save that Latin1 has a value for all bytes. */
+/** The value of a key. Empty for bytes that encode() never makes; Latin1 has a value for all bytes. */
 std::optional<AttributeValue> decode(Form form, std::string_view bytes);
 
-/** Two bounds, both inclusive. No key is equal to `high`; only in Latin1 one of more than MostHashBytes could be. */
+/** Two bounds, both inclusive. No key equals `high`, except possibly a Latin1 key of more than MostHashBytes. */
 struct Bounds {
     std::string low;
     std::string high;
 };
 
 /**
- * The bounds of the keys that begin with `prefix`, a string or binary. Empty as for encode(), and for numbers; but an
- * empty prefix has bounds as well, between which are all keys.
+ * The bounds of the keys that begin with `prefix`, a string or binary. Empty when encode() is, and
+ * for numbers; but an empty prefix has bounds, which enclose all keys.
  */
 std::optional<Bounds> prefixBounds(Form form, const AttributeValue& prefix);
 

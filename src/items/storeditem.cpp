@@ -11,7 +11,7 @@ namespace Items {
 
 namespace {
 
-/** The type of a packed item, which is none of the API's. Stored. */
+/** The type of a packed item, which is not a type of the API. On disk: do not change. */
 constexpr const char* PackedType = "Z";
 
 constexpr const char* Damaged = "The packed item is damaged";

@@ -1,6 +1,6 @@
 #include "json/canonicaltext.h"
 
-#include "json/jsoncharacters.h"
+#include "json/textcursor.h"
 
 #include <cstring>
 #include <string_view>
@@ -13,11 +13,11 @@ namespace {
  * Scans canonical JSON: text as `append` writes it. Each function starts at the cursor, moves it past what it
  * recognises, and returns false if the text is anything else. Used by one thread.
  */
-class CanonicalScanner {
+class CanonicalScanner : private TextCursor {
 public:
-    explicit CanonicalScanner(QByteArrayView text) : cursor_(text.begin()), end_(text.end()) {}
+    explicit CanonicalScanner(QByteArrayView text) : TextCursor(text) {}
 
-    const char* cursor() const { return cursor_; }
+    using TextCursor::position;
 
     /** An object; calls `member` with each name and value. */
     template <typename Member> bool object(int depth, Member&& member)
@@ -35,10 +35,10 @@ public:
             if (!first && !(previous < name))
                 return false;
             previous = name;
-            const char* begin = cursor_;
+            const char* begin = position();
             if (!value(depth))
                 return false;
-            member(name, QByteArrayView(begin, cursor_));
+            member(name, QByteArrayView(begin, position()));
             if (take('}'))
                 return true;
             if (!take(','))
@@ -47,36 +47,27 @@ public:
     }
 
 private:
-    bool atEnd() const { return cursor_ == end_; }
-
-    static constexpr int SafeDigits = 18; // an integer with this many fits into 64 bits
     static constexpr int DepthLimit = 16; // stored items nest three deep; deeper text is left to the parser
 
     bool value(int depth)
     {
-        if (atEnd())
+        if (isAtEnd())
             return false;
-        switch (*cursor_) {
+        switch (next()) {
         case '"':
             return string();
         case '{':
             return depth < DepthLimit && object(depth + 1, [](std::string_view, QByteArrayView) {});
         case '[':
             return depth < DepthLimit && array(depth + 1);
-        case 't':
-            return word("true");
-        case 'f':
-            return word("false");
-        case 'n':
-            return word("null");
         default:
-            return integer();
+            return takeScalar();
         }
     }
 
     bool array(int depth)
     {
-        ++cursor_;
+        skip(1);
         if (take(']'))
             return true;
         for (;;) {
@@ -93,31 +84,31 @@ private:
     {
         if (!take('"'))
             return false;
-        const char* begin = cursor_;
-        skipPlain();
-        *name = {begin, static_cast<std::size_t>(cursor_ - begin)};
+        const char* begin = position();
+        skipAll<Plain::Bytes::Plain>();
+        *name = {begin, static_cast<std::size_t>(position() - begin)};
         return take('"');
     }
 
     bool string()
     {
-        ++cursor_;
-        const char* begin = cursor_;
+        skip(1);
+        const char* begin = position();
         bool ascii = true;
         for (;;) {
-            skipPlain();
-            if (atEnd())
+            skipAll<Plain::Bytes::Plain>();
+            if (isAtEnd())
                 return false;
-            const auto c = static_cast<unsigned char>(*cursor_);
+            const auto c = static_cast<unsigned char>(next());
             if (c >= 0x80) {
                 ascii = false;
-                ++cursor_;
+                skip(1);
             } else if (c == '\\') {
                 if (!escape())
                     return false;
             } else if (c == '"') {
-                const QByteArrayView content(begin, cursor_);
-                ++cursor_;
+                const QByteArrayView content(begin, position());
+                skip(1);
                 return ascii || content.isValidUtf8();
             } else {
                 return false; // a control character
@@ -128,54 +119,23 @@ private:
     /** An escape that the writer would use, in its spelling. */
     bool escape()
     {
-        ++cursor_;
-        if (atEnd())
+        skip(1);
+        if (isAtEnd())
             return false;
-        const char kind = *cursor_++;
+        const char kind = next();
+        skip(1);
         if (kind != 'u')
             return std::strchr("\"\\bfnrt", kind) != nullptr && kind != '\0';
-        if (end_ - cursor_ < 4 || cursor_[0] != '0' || cursor_[1] != '0' || (cursor_[2] != '0' && cursor_[2] != '1'))
+        const QByteArrayView digits = rest();
+        if (digits.size() < 4 || !digits.startsWith("00") || (digits[2] != '0' && digits[2] != '1'))
             return false;
-        const char low = cursor_[3];
+        const char low = digits[3];
         if (!((low >= '0' && low <= '9') || (low >= 'A' && low <= 'F')))
             return false;
-        const bool hasShortForm = cursor_[2] == '0' && std::strchr("89ACD", low) != nullptr;
-        cursor_ += 4;
+        const bool hasShortForm = digits[2] == '0' && std::strchr("89ACD", low) != nullptr;
+        skip(4);
         return !hasShortForm;
     }
-
-    bool integer()
-    {
-        const bool negative = take('-');
-        const char* begin = cursor_;
-        while (!atEnd() && *cursor_ >= '0' && *cursor_ <= '9')
-            ++cursor_;
-        const auto digits = cursor_ - begin;
-        if (digits == 0 || digits > SafeDigits)
-            return false;
-        return *begin != '0' || (digits == 1 && !negative);
-    }
-
-    bool word(QByteArrayView expected)
-    {
-        if (!QByteArrayView(cursor_, end_).startsWith(expected))
-            return false;
-        cursor_ += expected.size();
-        return true;
-    }
-
-    bool take(char c)
-    {
-        if (atEnd() || *cursor_ != c)
-            return false;
-        ++cursor_;
-        return true;
-    }
-
-    void skipPlain() { cursor_ += Plain::count<Plain::Bytes::Plain>(cursor_, end_); }
-
-    const char* cursor_;
-    const char* const end_;
 };
 
 } // namespace
@@ -189,7 +149,7 @@ qsizetype splitLeadingObject(QByteArrayView text, std::vector<MemberText>* membe
     const bool isCanonical = scanner.object(0, [members](std::string_view name, QByteArrayView value) {
         members->push_back({QLatin1StringView(name.data(), static_cast<qsizetype>(name.size())), value});
     });
-    return isCanonical ? scanner.cursor() - text.begin() : 0;
+    return isCanonical ? scanner.position() - text.begin() : 0;
 }
 
 bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
@@ -200,7 +160,7 @@ bool splitObject(QByteArrayView text, std::vector<MemberText>* members)
 bool isCanonicalObject(QByteArrayView text)
 {
     CanonicalScanner scanner(text);
-    return scanner.object(0, [](std::string_view, QByteArrayView) {}) && scanner.cursor() == text.end();
+    return scanner.object(0, [](std::string_view, QByteArrayView) {}) && scanner.position() == text.end();
 }
 
 } // namespace Json

@@ -1,9 +1,9 @@
 #include "json/usualreader.h"
 
 #include "json/canonicaltext.h"
-#include "json/jsoncharacters.h"
 #include "json/jsonreader.h"
 #include "json/stringdecoder.h"
+#include "json/usualscanner.h"
 
 #include <algorithm>
 #include <charconv>
@@ -14,48 +14,38 @@ namespace Json {
 
 namespace {
 
-/**
- * Reads usual text. Each function starts at the cursor, moves it past what it has read, and returns false if it leaves
- * the text to the parser. Used by one thread, for one text.
- */
-class UsualReader {
+/** Builds trees of usual text, or leaves it to the parser. Used by one thread, for one text. */
+class UsualReader : private UsualScanner {
 public:
     /** `text` is a part of `owner`. */
-    UsualReader(const QByteArray& owner, QByteArrayView text) : owner_(owner), cursor_(text.begin()), end_(text.end())
-    {}
+    UsualReader(const QByteArray& owner, QByteArrayView text) : UsualScanner(text), owner_(owner) {}
 
-    bool read(MemberPath splitPath, QVariant* value) { return readValue(0, splitPath, value) && isAtEnd(); }
+    bool read(MemberPath splitPath, QVariant* value) { return readValue(0, splitPath, value) && isDone(); }
 
     bool readMembers(MemberPath splitPath, UsualMembers* members, QVariant* onPath)
     {
         skipBlanks();
-        return cursor_ != end_ && *cursor_ == '{' &&
-               forEach('}',
-                       [&] {
-                           UsualMember member;
-                           if (!readPlainName(&member.name) || !takeColon())
-                               return false;
-                           skipBlanks();
-                           const char* const begin = cursor_;
-                           if (isOnPath(splitPath, member.name) ? !readOnPath(0, splitPath, onPath) : !pass(1))
-                               return false;
-                           member.value = {begin, cursor_};
-                           members->append(member);
-                           return true;
-                       }) &&
-               isAtEnd();
+        return !isAtEnd() && next() == '{' && forEach('}', [&] {
+            UsualMember member;
+            if (!readPlainName(&member.name) || !takeColon())
+                return false;
+            skipBlanks();
+            const char* const begin = position();
+            if (isOnPath(splitPath, member.name) ? !readOnPath(0, splitPath, onPath) : !passValue(1))
+                return false;
+            member.value = {begin, position()};
+            members->append(member);
+            return true;
+        }) && isDone();
     }
 
 private:
-    static constexpr int SafeDigits = 18; // an integer with this many fits into 64 bits
-    static constexpr int DepthLimit = 16; // it recurses
-
     bool readValue(int depth, MemberPath splitPath, QVariant* value)
     {
         skipBlanks();
-        if (cursor_ == end_)
+        if (isAtEnd())
             return false;
-        switch (*cursor_) {
+        switch (next()) {
         case '"': {
             QString text;
             if (!readString(&text))
@@ -70,42 +60,6 @@ private:
         default:
             return readScalar(value);
         }
-    }
-
-    /** Passes a value that readValue would read. */
-    bool pass(int depth)
-    {
-        skipBlanks();
-        if (cursor_ == end_)
-            return false;
-        switch (*cursor_) {
-        case '"':
-            return passString();
-        case '{':
-            return depth < DepthLimit && forEach('}', [&] { return passString() && takeColon() && pass(depth + 1); });
-        case '[':
-            return depth < DepthLimit && forEach(']', [&] { return pass(depth + 1); });
-        default: {
-            QVariant ignored;
-            return readScalar(&ignored);
-        }
-        }
-    }
-
-    /** Reads what is between the brackets of an object or array, of which `read` reads one element or member. */
-    template <typename Read> bool forEach(char closing, Read&& read)
-    {
-        ++cursor_;
-        skipBlanks();
-        if (take(closing))
-            return true;
-        do {
-            skipBlanks();
-            if (!read())
-                return false;
-            skipBlanks();
-        } while (take(','));
-        return take(closing);
     }
 
     bool readObject(int depth, MemberPath splitPath, QVariant* value)
@@ -143,12 +97,12 @@ private:
         skipBlanks();
         QVariant split(QMetaType::fromType<SplitObject>());
         auto* const object = static_cast<SplitObject*>(split.data()); // filled in place: it is not copied
-        const qsizetype length = splitLeadingObject({cursor_, end_}, &object->members);
+        const qsizetype length = splitLeadingObject(rest(), &object->members);
         if (length == 0)
             return false;
         object->owner = owner_;
-        object->text = {cursor_, length};
-        cursor_ += length;
+        object->text = {position(), length};
+        skip(length);
         *value = std::move(split);
         return true;
     }
@@ -176,14 +130,7 @@ private:
             *text = StringDecoder::decodeAscii(content);
             return true;
         }
-        return takeString(&content) && decode(content, text);
-    }
-
-    bool passString()
-    {
-        QByteArrayView content;
-        QString ignored;
-        return takePlainString(&content) || (takeString(&content) && decode(content, &ignored));
+        return takeLiteralString(&content) && decode(content, text);
     }
 
     bool readPlainName(QLatin1StringView* name)
@@ -195,50 +142,18 @@ private:
         return true;
     }
 
-    /** A string of plain ASCII; if there is anything else, the cursor stays. */
-    bool takePlainString(QByteArrayView* content)
-    {
-        if (cursor_ == end_ || *cursor_ != '"')
-            return false;
-        const char* const begin = cursor_ + 1;
-        const char* const end = begin + Plain::count<Plain::Bytes::Plain>(begin, end_);
-        if (end == end_ || *end != '"')
-            return false;
-        *content = {begin, end};
-        cursor_ = end + 1;
-        return true;
-    }
-
-    /** A string without escapes, which need not be UTF-8. */
-    bool takeString(QByteArrayView* content)
-    {
-        if (!take('"'))
-            return false;
-        const char* const begin = cursor_;
-        cursor_ += Plain::count<Plain::Bytes::Literal>(cursor_, end_);
-        *content = {begin, cursor_};
-        return take('"');
-    }
-
-    bool decode(QByteArrayView content, QString* text)
-    {
-        bool isBroken = false;
-        *text = decoder_.decode(content, &isBroken);
-        return !isBroken;
-    }
-
     bool readScalar(QVariant* value)
     {
-        switch (*cursor_) {
+        switch (next()) {
         case 't':
             *value = true;
-            return readWord("true");
+            return takeWord("true");
         case 'f':
             *value = false;
-            return readWord("false");
+            return takeWord("false");
         case 'n':
             *value = QVariant();
-            return readWord("null");
+            return takeWord("null");
         default:
             return readInteger(value);
         }
@@ -246,58 +161,16 @@ private:
 
     bool readInteger(QVariant* value)
     {
-        const char* const begin = cursor_;
-        const bool isNegative = take('-');
-        const char* const digits = cursor_;
-        while (cursor_ != end_ && *cursor_ >= '0' && *cursor_ <= '9')
-            ++cursor_;
-        const auto count = cursor_ - digits;
-        if (count == 0 || count > SafeDigits || (*digits == '0' && (count > 1 || isNegative)))
+        const char* const begin = position();
+        if (!takeInteger())
             return false;
         qlonglong number = 0;
-        std::from_chars(begin, cursor_, number);
+        std::from_chars(begin, position(), number);
         *value = number;
         return true;
     }
 
-    bool readWord(QByteArrayView expected)
-    {
-        if (!QByteArrayView(cursor_, end_).startsWith(expected))
-            return false;
-        cursor_ += expected.size();
-        return true;
-    }
-
-    bool take(char c)
-    {
-        if (cursor_ == end_ || *cursor_ != c)
-            return false;
-        ++cursor_;
-        return true;
-    }
-
-    bool takeColon()
-    {
-        skipBlanks();
-        return take(':');
-    }
-
-    bool isAtEnd()
-    {
-        skipBlanks();
-        return cursor_ == end_;
-    }
-
-    void skipBlanks()
-    {
-        while (cursor_ != end_ && (*cursor_ == ' ' || *cursor_ == '\n' || *cursor_ == '\r' || *cursor_ == '\t'))
-            ++cursor_;
-    }
-
     const QByteArray& owner_;
-    const char* cursor_;
-    const char* const end_;
-    StringDecoder decoder_;
 };
 
 } // namespace

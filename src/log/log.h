@@ -63,9 +63,21 @@ struct LogLineEnd {
 #define LOG_INFO QUORVA_LOG_AT(LogInfo)
 #define LOG_WARN QUORVA_LOG_AT(LogWarn)
 
+/** The origins of ERROR and CRIT lines: names of files as operators know them. */
+namespace LogOrigin {
+
+inline constexpr const char* Engine = "bdb";
+inline constexpr const char* IoMaster = "bdbiomaster";
+inline constexpr const char* IoWorker = "bdbioworker"; // and the connections' own lines
+inline constexpr const char* Request = "bdbrequest";
+inline constexpr const char* Server = "bdbserver";
+inline constexpr const char* Socket = "bdbsocket";
+
+} // namespace LogOrigin
+
 /**
- * ERROR and CRIT lines carry their origin: a file name as operators know it, and a number: the message's fixed
- * identifier, if it has one (operators search for it), else __LINE__.
+ * ERROR and CRIT lines carry an origin and a number: the message's fixed identifier, if it has one (operators search
+ * for it), else __LINE__.
  */
 #define LOG_ERROR(origin, number) QUORVA_LOG_AT(LogError) << (origin) << ' ' << (number) << ' '
 #define LOG_CRIT(origin, number) QUORVA_LOG_AT(LogCrit) << (origin) << ' ' << (number) << ' '

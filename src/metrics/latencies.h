@@ -25,7 +25,7 @@ constexpr std::size_t latencyClass(std::chrono::nanoseconds latency)
     return static_cast<std::size_t>(bound - LatencyBounds.begin());
 }
 
-/** How many events have taken how long. Any thread. */
+/** Counts events by how long they took. Any thread. */
 class LatencyCounter {
 public:
     void add(std::chrono::nanoseconds latency)

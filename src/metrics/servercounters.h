@@ -8,8 +8,8 @@
 #include <cstddef>
 
 /**
- * What the process counts from its start on. Counting takes no lock and allocates nothing; reading adds up what the
- * threads have counted, each number exact by itself. Any thread.
+ * What the process counts from its start on. Counting takes no lock and allocates nothing; reading adds up the counts
+ * of all threads, and each number is exact in itself. Any thread.
  */
 namespace Metrics {
 
@@ -18,14 +18,14 @@ inline constexpr std::size_t MostOutcomes = 5;
 
 struct ServerCounters {
     Counter bytesReceived; // from clients
-    Counter bytesSent;     // of replies, each as a whole when it begins to be sent
-    /** Of the requests that were answered, by the numbers of their operation and outcome, which the caller defines. */
+    Counter bytesSent;     // of replies; each counts in full when sending begins
+    /** Of answered requests, by the numbers of operation and outcome, which the caller defines. */
     std::array<std::array<LatencyCounter, MostOutcomes>, MostOperations> requests;
 };
 
 using ServerTotals = Sharded<ServerCounters, 64>;
 
-/** Those of the process. */
+/** The counters of the process. */
 ServerTotals& server();
 
 } // namespace Metrics

@@ -29,8 +29,8 @@ inline std::size_t threadNumber()
 }
 
 /**
- * Counters of type T for many threads: a thread adds to its own shard, in cache lines of their own, and whoever wants
- * to know adds the shards up. Where there are more threads than shards, several share one, which costs them time only.
+ * Counters of type T for many threads: each adds to its own shard, which has its own cache lines, and a reader adds
+ * the shards up. If there are more threads than shards, several share one, which only costs time.
  * Any thread.
  */
 template <typename T, std::size_t Shards> class Sharded {

@@ -5,21 +5,21 @@
 
 namespace Metrics {
 
-/** What one request has waited for on the threads that run it, and how often it was begun again. */
+/** What one request has waited for on the threads that run it, and how often it was restarted. */
 struct Waits {
     std::chrono::nanoseconds locks{0};
     std::chrono::nanoseconds disk{0};
     int retries = 0; // after a deadlock
 };
 
-/** Where the calling thread notes its waits. Null: it does not, and measures nothing. */
+/** Where the calling thread records its waits. Null: nowhere, and nothing is measured. */
 inline Waits*& currentWaits()
 {
     thread_local constinit Waits* current = nullptr;
     return current;
 }
 
-/** Has the calling thread note its waits in `waits`, or nowhere if that is null, for the lifetime of the object. */
+/** Makes the calling thread record its waits in `waits`, or nowhere if that is null, during its lifetime. */
 class NotedWaits {
 public:
     explicit NotedWaits(Waits* waits) { currentWaits() = waits; }
@@ -28,7 +28,7 @@ public:
     NotedWaits& operator=(const NotedWaits&) = delete;
 };
 
-/** A wait for locks, for the lifetime of the object; what of it is a wait for the disk counts as that. Not nested. */
+/** A wait for locks that lasts as long as the object; a wait for the disk within it counts as such. Not nested. */
 class LockWait {
 public:
     LockWait() : LockWait(std::chrono::nanoseconds(0)) {}
@@ -44,7 +44,7 @@ public:
     LockWait& operator=(const LockWait&) = delete;
 
 protected:
-    /** Less than `least` is no wait. */
+    /** Less than `least` does not count as a wait. */
     explicit LockWait(std::chrono::nanoseconds least) : waits_(currentWaits()), least_(least)
     {
         if (waits_ == nullptr)
@@ -61,15 +61,16 @@ private:
 };
 
 /**
- * A call to Berkeley DB on one record, or the end of a transaction. It takes microseconds unless it waits, and does not
- * tell for how long it has waited: what takes a millisecond or more without the disk is taken for a wait for locks.
+ * A call to Berkeley DB on one record, or the end of a transaction. It takes microseconds unless it waits, and
+ * Berkeley DB does not report how long it has waited: a millisecond or more without the disk counts as a wait for
+ * locks.
  */
 class EngineCall : public LockWait {
 public:
     EngineCall() : LockWait(std::chrono::milliseconds(1)) {}
 };
 
-/** A wait for the disk, for the lifetime of the object. */
+/** A wait for the disk that lasts as long as the object. */
 class DiskWait {
 public:
     DiskWait() : waits_(currentWaits())
@@ -90,7 +91,7 @@ private:
     std::chrono::steady_clock::time_point begin_;
 };
 
-/** Counts that the request of the calling thread is begun again. */
+/** Counts a restart of the request of the calling thread. */
 inline void noteRetry()
 {
     if (Waits* const waits = currentWaits())

@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbiomaster";
 constexpr std::chrono::milliseconds PoolThreadExpiry{120000}; // idle ones end then
 
 } // namespace
@@ -45,9 +44,9 @@ void BDBIOMaster::init(int workers, int poolMax)
     for (int id = 0; id < workers; ++id) {
         std::unique_ptr<BDBIOWorker> worker = createWorker();
         if (worker == nullptr)
-            LOG_CRIT(LogOrigin, 60) << "Worker creation failed, insufficient memory id " << id;
+            LOG_CRIT(LogOrigin::IoMaster, 60) << "Worker creation failed, insufficient memory id " << id;
         else if (worker->startWorker() != 0)
-            LOG_ERROR(LogOrigin, 65) << "IOWorker init failed id " << id;
+            LOG_ERROR(LogOrigin::IoMaster, 65) << "IOWorker init failed id " << id;
         else
             workers_.push_back(std::move(worker));
     }

@@ -1,7 +1,7 @@
 #include "net/bdbioworker.h"
 
+#include "base/trythread.h"
 #include "log/log.h"
-#include "net/trythread.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -17,7 +17,7 @@ BDBIOWorker::~BDBIOWorker() = default;
 
 bool BDBIOWorker::startThread()
 {
-    thread_ = Net::tryThread([this] { run(); });
+    thread_ = Base::tryThread([this] { run(); });
     return thread_.joinable();
 }
 

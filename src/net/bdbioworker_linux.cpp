@@ -21,8 +21,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbioworker";
-
 // A client that sends faster than its pieces are processed must not monopolize a worker. After 256 KiB the cost of
 // going back through the port is negligible.
 constexpr int PiecesInARow = 64;
@@ -55,12 +53,12 @@ ssize_t sendOnce(int socket, const TransferBuffer& bytes)
 int BDBIOWorker_linux::startWorker()
 {
     if (isRunning()) {
-        LOG_ERROR(LogOrigin, 67) << "Worker is already running";
+        LOG_ERROR(LogOrigin::IoWorker, 67) << "Worker is already running";
         return -1;
     }
     if (master().port().open() != 0) {
         const int error = lastError();
-        LOG_ERROR(LogOrigin, 76) << "IOCP port creation failed " << error;
+        LOG_ERROR(LogOrigin::IoWorker, 76) << "IOCP port creation failed " << error;
         return -1;
     }
     return startThread() ? 0 : -1;
@@ -86,7 +84,7 @@ int BDBIOWorker_linux::onEvent(BDBReqHandler_linux* handler)
             return sendUnsent(handler);
         default:
             // Kept: the spelling, here and of "faild" below, which operators search for.
-            LOG_ERROR(LogOrigin, 158) << "INvalid case on sd " << handler->socketDescriptor();
+            LOG_ERROR(LogOrigin::IoWorker, 158) << "INvalid case on sd " << handler->socketDescriptor();
             return -1;
         }
     } catch (const std::bad_alloc&) {
@@ -108,7 +106,7 @@ int BDBIOWorker_linux::receivePieces(BDBReqHandler_linux* handler)
             return -1;
         Metrics::server().local().bytesReceived.add(static_cast<std::uint64_t>(received));
         if (handler->isReadComplete()) {
-            LOG_ERROR(LogOrigin, 124) << "Read is already completed sd " << handler->socketDescriptor();
+            LOG_ERROR(LogOrigin::IoWorker, 124) << "Read is already completed sd " << handler->socketDescriptor();
             return -1;
         }
         if (handler->appendData(handler->receiveBuffer(), static_cast<unsigned>(received)) != 0)
@@ -162,7 +160,7 @@ int BDBIOWorker_linux::associate(BDBReqHandler* handler)
     ours(handler)->setTransferState(BDBReqHandler_linux::Reading);
     if (master().port().associate(socket, ours(handler), EPOLLIN) != 0) {
         const int error = lastError();
-        LOG_ERROR(LogOrigin, 229) << "Association to io port faild sd " << socket << " error " << error;
+        LOG_ERROR(LogOrigin::IoWorker, 229) << "Association to io port faild sd " << socket << " error " << error;
         return -1;
     }
     return 0;
@@ -215,7 +213,7 @@ int BDBIOWorker_linux::configureSocket(int socket)
     const int flags = fcntl(socket, F_GETFL);
     if (flags < 0 || fcntl(socket, F_SETFL, flags | O_NONBLOCK) != 0) {
         const int error = lastError();
-        LOG_ERROR(LogOrigin, 174) << "failed to set nonblocking state sd " << socket << " error " << error;
+        LOG_ERROR(LogOrigin::IoWorker, 174) << "failed to set nonblocking state sd " << socket << " error " << error;
         return -1;
     }
     return 0;
@@ -234,7 +232,7 @@ BDBReqHandler* BDBIOWorker_linux::createHandler(int socket)
                                                              environments(), socket, master().view());
         return master().keepConnection(std::move(accepted), std::move(handler));
     } catch (const std::bad_alloc&) {
-        LOG_ERROR(LogOrigin, 209) << "Object creation failed";
+        LOG_ERROR(LogOrigin::IoWorker, 209) << "Object creation failed";
         return nullptr;
     }
 }

@@ -18,9 +18,6 @@
 
 namespace {
 
-// Operators know this file's lines under the workers' name.
-constexpr const char* LogOrigin = "bdbioworker";
-
 // The initial capacity for a body of more than one piece.
 constexpr qsizetype FirstBodyReserve = 16 * 1024;
 
@@ -37,7 +34,7 @@ BDBReqHandler::~BDBReqHandler() = default;
 int BDBReqHandler::handle()
 {
     if (!readComplete_) {
-        LOG_ERROR(LogOrigin, 573) << "handler running while read wasnt completed";
+        LOG_ERROR(LogOrigin::IoWorker, 573) << "handler running while read wasnt completed";
         return -1;
     }
     return runRequest();
@@ -65,7 +62,7 @@ int BDBReqHandler::runRequest()
         request_.trace.emplace().queued = Clock::now() - completedAt_;
     const Metrics::NotedWaits noted(isTraced ? &request_.trace->waits : nullptr);
     if (!Requests::parseBody(request_)) {
-        LOG_ERROR(LogOrigin, 579) << "parser error";
+        LOG_ERROR(LogOrigin::IoWorker, 579) << "parser error";
         return -1;
     }
     Requests::dispatch(request_);
@@ -102,7 +99,7 @@ int BDBReqHandler::finishReply(int flushed)
     return 0;
 }
 
-/** Before the reply is sent: whoever has it finds the request counted. */
+/** Called before the reply is sent, so that a client that has the reply finds its request counted. */
 void BDBReqHandler::countRequest()
 {
     Metrics::ServerCounters& counters = Metrics::server().local();
@@ -178,12 +175,12 @@ void BDBReqHandler::composeReply()
 {
     const int status = request_.status;
     if (!ReplyEnvelope::isOrdinary(status))
-        LOG_ERROR(LogOrigin, 628) << "composeReply Error " << status;
+        LOG_ERROR(LogOrigin::IoWorker, 628) << "composeReply Error " << status;
     QByteArray frame = Framing::beginReply();
     Json::append(request_.reply, &frame);
     appendEnvelope(&frame);
     if (!Framing::finishReply(&frame)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
+        LOG_ERROR(LogOrigin::IoWorker, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
         reply_.clear(); // it may be the one that this was to replace
         return;
     }

@@ -13,7 +13,7 @@
 #include <chrono>
 #include <utility>
 
-/** What start-up knows of the server and a Status tells. */
+/** What start-up knows about the server, for the reply to a Status. */
 struct ServerIdentity {
     QString version;
     QString logFile;    // as given; empty: standard error

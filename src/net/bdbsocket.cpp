@@ -1,7 +1,7 @@
 #include "net/bdbsocket.h"
 
+#include "base/trythread.h"
 #include "log/log.h"
-#include "net/trythread.h"
 #include "storage/descriptorreserve.h"
 
 #include <arpa/inet.h>
@@ -16,8 +16,6 @@
 #include <string>
 
 namespace {
-
-constexpr const char* LogOrigin = "bdbsocket";
 
 constexpr std::chrono::milliseconds AcceptPause{100};
 
@@ -47,7 +45,7 @@ int TcpServer::listen(const char* address, int port)
     listeningSocket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP));
     if (!listeningSocket_.isOpen()) {
         const int error = errno;
-        LOG_ERROR(LogOrigin, 33) << "socket creation failed error " << error; // and so bind() fails
+        LOG_ERROR(LogOrigin::Socket, 33) << "socket creation failed error " << error; // and so bind() fails
     }
 
     // Without this, connections of an earlier server in TIME_WAIT would block the port for a minute. A port with a
@@ -61,7 +59,7 @@ int TcpServer::listen(const char* address, int port)
         return fail(48, "listen failed sock ");
 
     port_ = port; // before the thread, whose connections may ask for it
-    thread_ = Net::tryThread([this] { run(); });
+    thread_ = Base::tryThread([this] { run(); });
     if (!thread_.joinable()) {
         port_ = 0;
         listeningSocket_ = Base::Descriptor();
@@ -73,7 +71,7 @@ int TcpServer::listen(const char* address, int port)
 int TcpServer::fail(int number, const char* text)
 {
     const int error = errno; // logging may change it
-    LOG_ERROR(LogOrigin, number) << text << listeningSocket() << " error " << error;
+    LOG_ERROR(LogOrigin::Socket, number) << text << listeningSocket() << " error " << error;
     listeningSocket_ = Base::Descriptor();
     return -1;
 }

@@ -1,6 +1,6 @@
 #include "net/dbthreadpool.h"
 
-#include "net/trythread.h"
+#include "base/trythread.h"
 
 #include <algorithm>
 #include <thread>
@@ -100,7 +100,7 @@ bool DBThreadPool::callThread()
 /** The caller holds the mutex, which the new thread waits for. */
 bool DBThreadPool::createThread()
 {
-    std::thread thread = Net::tryThread([this] { runThread(); });
+    std::thread thread = Base::tryThread([this] { runThread(); });
     if (!thread.joinable())
         return false;
     thread.detach();

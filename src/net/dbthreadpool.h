@@ -16,7 +16,7 @@
  * pool for that time, and a task waits while as many run.
  *
  * Not a QThreadPool: a burst of requests on a server with many connections and open databases would use up the
- * descriptors, see Net::tryThread(), and a request whose thread cannot be created would be lost.
+ * descriptors, see Base::tryThread(), and a request whose thread cannot be created would be lost.
  *
  * Threads: all but the destructor may be called by any thread.
  */

@@ -1,6 +1,6 @@
 #include "net/memorytrimmer.h"
 
-#include "net/trythread.h"
+#include "base/trythread.h"
 
 #include <malloc.h>
 
@@ -27,7 +27,7 @@ void MemoryTrimmer::noteFreed(std::size_t bytes)
         return;
     if (thread_.joinable())
         thread_.join(); // it has ended
-    thread_ = Net::tryThread([this] { run(); });
+    thread_ = Base::tryThread([this] { run(); });
     running_ = thread_.joinable(); // otherwise the next large request tries again
 }
 

@@ -8,8 +8,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 /** Kept: how numbers are parsed. Surrounding blanks are allowed; anything that is not a 64-bit integer is 0. */
 qlonglong integerOf(const QVariant& text)
 {
@@ -32,7 +30,7 @@ bool matches(const QVariantMap& oldItem, const QString& name, const QVariantMap&
 
 int attributeMissing(int line)
 {
-    LOG_ERROR(LogOrigin, line) << "attr missing";
+    LOG_ERROR(LogOrigin::Request, line) << "attr missing";
     return StatusNotFound;
 }
 
@@ -57,7 +55,7 @@ int Records::checkExpected(const QVariantMap& oldItem, const QVariantMap& expect
             continue;
         }
         if (!condition.contains(u"Value"_s)) {
-            LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
+            LOG_ERROR(LogOrigin::Request, __LINE__) << "attr missing";
             return StatusInternalError;
         }
         if (!matches(oldItem, it.key(), condition))

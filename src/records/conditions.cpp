@@ -12,8 +12,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 namespace Names = Bodies::Comparison;
 
 struct OperatorName {
@@ -40,7 +38,7 @@ OperatorName operatorNamed(const QString& name)
 
 int refuse(const char* text, int line)
 {
-    LOG_ERROR(LogOrigin, line) << text;
+    LOG_ERROR(LogOrigin::Request, line) << text;
     return StatusInternalError;
 }
 
@@ -68,7 +66,7 @@ int Records::parseCondition(const QVariantMap& condition, KeyBounds* parsed, boo
     const QVariantList values = listOf(*list);
     const bool between = known.comparison == ComparisonOperator::Between;
     if (values.size() != (between ? 2 : 1)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "incomplete value list count " << values.size();
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "incomplete value list count " << values.size();
         return StatusInternalError;
     }
     if (between) {

@@ -9,7 +9,7 @@
 
 class BDBEnv;
 
-/** Descriptions of tables whose files nobody has opened. Nothing is opened or locked for it; any thread. */
+/** Descriptions of tables whose files are not open. Opens no database and locks nothing; any thread. */
 namespace Records {
 
 /** What is in the file of a description, as far as it has been written there. */

@@ -14,8 +14,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 enum { RecordKeyDigits = 4 }; // on disk, do not change
 
 /**
@@ -31,7 +29,7 @@ int takeKey(const QVariantMap& keyElement, QVariantMap* item, QByteArray* bytes,
     const QVariantMap typed = attribute->toMap();
     const auto member = typed.constFind(keyElement.value(u"AttributeType"_s).toString());
     if (member == typed.constEnd()) {
-        LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "attr missing";
         return StatusInternalError;
     }
     if (const int rc = Records::keyBytes(*member, bytes))
@@ -93,7 +91,7 @@ int Records::keyBytes(const QVariant& value, QByteArray* bytes)
 {
     const QString text = value.toString();
     if (!isLatin1(text)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "key holds a character outside Latin-1";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "key holds a character outside Latin-1";
         return StatusInvalidRequest;
     }
     *bytes = text.toLatin1();
@@ -106,7 +104,7 @@ int Records::extractKeys(const KeySchema& schema, QVariantMap* item, QByteArray*
     if (const int rc = takeKey(schema.hash, item, hashKey, &found))
         return rc;
     if (!found) {
-        LOG_ERROR(LogOrigin, __LINE__) << "attr missing";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "attr missing";
         return StatusInternalError;
     }
     rangeKey->clear();

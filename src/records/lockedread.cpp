@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 bool parseItem(const QByteArray& text, QVariantMap* item)
 {
     QVariant value;
@@ -24,7 +22,7 @@ bool parseItem(const QByteArray& text, QVariantMap* item)
 
 int LockedRead::allocationFailed(int level, int line)
 {
-    QUORVA_LOG_AT(level) << LogOrigin << ' ' << line << " malloc failed";
+    QUORVA_LOG_AT(level) << LogOrigin::Request << ' ' << line << " malloc failed";
     return StatusInternalError;
 }
 
@@ -38,9 +36,10 @@ int LockedRead::read(const Texts& texts, BDBIndex* db, BDBTxn* txn, const QByteA
         return allocationFailed(texts.allocationLevel, __LINE__);
     *found = rc == 0;
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
-        LOG_ERROR(LogOrigin, __LINE__) << texts.readFailed << key << " key ulen " << buffers.key()->get_ulen()
-                                       << texts.keySize << buffers.key()->get_size() << " data ulen "
-                                       << buffers.data()->get_ulen() << texts.dataSize << buffers.data()->get_size();
+        LOG_ERROR(LogOrigin::Request, __LINE__)
+            << texts.readFailed << key << " key ulen " << buffers.key()->get_ulen() << texts.keySize
+            << buffers.key()->get_size() << " data ulen " << buffers.data()->get_ulen() << texts.dataSize
+            << buffers.data()->get_size();
     return rc == DB_NOTFOUND ? 0 : rc;
 }
 
@@ -51,7 +50,7 @@ int LockedRead::readItem(const Texts& texts, BDBIndex* db, BDBTxn* txn, const QB
     if (const int rc = read(texts, db, txn, key, buffers, found))
         return rc;
     if (*found && !parseItem(buffers.dataBytes(), item)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "parser failed";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "parser failed";
         return StatusInternalError;
     }
     return 0;

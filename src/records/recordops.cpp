@@ -16,8 +16,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 constexpr LockedRead::Texts Put{"putDb get failed for ", " size ", " size ", LogError};
 constexpr LockedRead::Texts Delete{"deleteDb get failed for ", " size ", " size ", LogCrit};
 constexpr LockedRead::Texts Commit{"commit get failed for ", " size ", " size ", LogCrit};
@@ -30,7 +28,7 @@ int write(const char* failed, BDBIndex* db, BDBTxn* txn, const QByteArray& key, 
     Dbt data(const_cast<char*>(text.constData()), static_cast<u_int32_t>(text.size())); // Berkeley DB only reads it
     const int rc = db->put(txn, buffers.key(), &data, 0);
     if (rc != 0 && rc != DB_LOCK_DEADLOCK)
-        LOG_ERROR(LogOrigin, __LINE__) << failed << key << " rc " << rc;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << failed << key << " rc " << rc;
     return rc;
 }
 
@@ -78,11 +76,11 @@ int Records::getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, I
     if (!buffers.valid())
         return LockedRead::allocationFailed(LogCrit, __LINE__);
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
-        LOG_ERROR(LogOrigin, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
     if (const int ended = txn.finish(rc))
         return ended;
     if (!format->append(buffers.dataBytes(), item)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "parser error";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "parser error";
         return StatusInternalError;
     }
     return 0;
@@ -102,7 +100,7 @@ int Records::getForUpdate(BDBIndex* db, const QByteArray& key, std::optional<QBy
     }
     QByteArray text;
     if (!ItemFormatter().append(buffers.dataBytes(), &text)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "parser failed";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "parser failed";
         return StatusInternalError;
     }
     *item = std::move(text);
@@ -169,7 +167,7 @@ int Records::deleteDb(BDBIndex* db, const QByteArray& key, const QVariantMap* ex
     if (rc == DB_NOTFOUND)
         return 0;
     if (rc != 0 && rc != DB_LOCK_DEADLOCK)
-        LOG_ERROR(LogOrigin, __LINE__) << "db del failed for " << key << " rc " << rc;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "db del failed for " << key << " rc " << rc;
     return rc;
 }
 

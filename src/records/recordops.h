@@ -28,7 +28,7 @@ namespace Records {
                         QByteArray* item);
 
 /**
- * Reads a record under a write lock, which nobody else gets until the transaction ends. `item` is set to the item's
+ * Reads a record under a write lock, which is held until the transaction ends. `item` is set to the item's
  * JSON as getDb returns it without its key attributes, unset if there is none, and unchanged on failure.
  */
 [[nodiscard]] int getForUpdate(BDBIndex* db, const QByteArray& key, std::optional<QByteArray>* item, BDBTxn* txn);

@@ -17,7 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
 constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
 
 /** A usable description as it is kept with the handle of its "meta" database. */
@@ -98,7 +97,7 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (int rc = readDescription(table, db, &read.members)) {
         if (rc == DB_NOTFOUND)
             rc = StatusNotFound;
-        LOG_ERROR(LogOrigin, __LINE__) << "schema load failed rc " << rc;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "schema load failed rc " << rc;
         return rc;
     }
     table.noteCreated(tableName);
@@ -115,6 +114,6 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (isUsable || rawOnly)
         return StatusSuccess;
     // Kept: the spelling, which operators search for.
-    LOG_ERROR(LogOrigin, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
+    LOG_ERROR(LogOrigin::Request, __LINE__) << "wrond key rc1 " << rc1 << " rc2 " << rc2;
     return StatusNotFound;
 }

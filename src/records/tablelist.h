@@ -12,7 +12,7 @@ class TableContext;
 struct ListedTable {
     QByteArray filePart;     // valid UTF-8
     QVariantMap description; // empty: there is none, or it is not on disk yet
-    bool isCreated = true;   // false: requests have named the table and so made files, but nobody has created it
+    bool isCreated = true;   // false: it was not created, but requests have named it, which makes files
     int files = 0;
     qlonglong bytes = 0; // the sum of their lengths
 };

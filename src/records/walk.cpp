@@ -6,12 +6,6 @@
 #include "records/requeststatus.h"
 #include "json/jsontext.h"
 
-namespace {
-
-constexpr const char* LogOrigin = "bdbrequest";
-
-} // namespace
-
 int Walk::open(const TxnScope& scope, BDBIndex* db)
 {
     int rc = txn_.begin(scope, 0);
@@ -21,7 +15,7 @@ int Walk::open(const TxnScope& scope, BDBIndex* db)
         rc = cursor_.open(db, &txn_, DB_READ_COMMITTED);
     if (rc != 0) {
         if (rc != DB_LOCK_DEADLOCK)
-            LOG_ERROR(LogOrigin, __LINE__) << "cursor open failed " << rc;
+            LOG_ERROR(LogOrigin::Request, __LINE__) << "cursor open failed " << rc;
         return rc;
     }
     if (!buffers_.valid() || !buffers_.allocateData(buffers_.keyCapacity()))
@@ -35,10 +29,10 @@ int Walk::read(u_int32_t step)
     if (!buffers_.valid())
         return allocationFailed();
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
-        LOG_ERROR(LogOrigin, __LINE__) << name_ << " cursor get failed for " << startKey_ << " key ulen "
-                                       << buffers_.key()->get_ulen() << " size " << buffers_.key()->get_size()
-                                       << " data ulen " << buffers_.data()->get_ulen() << " size "
-                                       << buffers_.data()->get_size();
+        LOG_ERROR(LogOrigin::Request, __LINE__)
+            << name_ << " cursor get failed for " << startKey_ << " key ulen " << buffers_.key()->get_ulen() << " size "
+            << buffers_.key()->get_size() << " data ulen " << buffers_.data()->get_ulen() << " size "
+            << buffers_.data()->get_size();
     return rc;
 }
 
@@ -46,7 +40,7 @@ bool Walk::decode(QByteArrayView* hash, QByteArrayView* range)
 {
     if (Records::decodeRecordKey(key(), hash, range))
         return true;
-    LOG_ERROR(LogOrigin, __LINE__) << name_ << " Key format corruption";
+    LOG_ERROR(LogOrigin::Request, __LINE__) << name_ << " Key format corruption";
     return false;
 }
 
@@ -57,7 +51,7 @@ int Walk::appendItem(ItemFormatter* format, QByteArrayView hash, QByteArrayView 
     if (format->append(buffers_.dataBytes(), hash, range, items))
         return 0;
     items->truncate(before);
-    LOG_ERROR(LogOrigin, __LINE__) << name_ << " Failed to parse";
+    LOG_ERROR(LogOrigin::Request, __LINE__) << name_ << " Failed to parse";
     return StatusInternalError;
 }
 
@@ -69,6 +63,6 @@ int Walk::finish(int rc)
 
 int Walk::allocationFailed()
 {
-    LOG_CRIT(LogOrigin, __LINE__) << "malloc failed";
+    LOG_CRIT(LogOrigin::Request, __LINE__) << "malloc failed";
     return StatusInternalError;
 }

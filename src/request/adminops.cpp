@@ -11,8 +11,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 // By BDBBackupStatus::State.
 constexpr const char* StateNames[] = {BackupStates::None, BackupStates::Copying, BackupStates::Shipping,
                                       BackupStates::Stopping};
@@ -23,7 +21,7 @@ int flushDb(BDBEnv* env, const QByteArray& tableName)
     if (rc == 0)
         LOG_DEBUG << "flushEnv success dbpath " << tableName;
     else
-        LOG_ERROR(LogOrigin, __LINE__) << "flushEnv failed dbpath " << tableName;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "flushEnv failed dbpath " << tableName;
     return rc;
 }
 

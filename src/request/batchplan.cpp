@@ -18,8 +18,6 @@ namespace {
 
 using Requests::BatchPlan;
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 using SeenKeys = QSet<QByteArray>;
 
 /** Batch writes take no conditions and return nothing. */
@@ -30,7 +28,7 @@ bool hasConditions(const QVariantMap& entry)
 
 int refuse(BatchPlan* plan, const char* text, int line)
 {
-    plan->report = [text, line] { LOG_ERROR(LogOrigin, line) << text; };
+    plan->report = [text, line] { LOG_ERROR(LogOrigin::Request, line) << text; };
     return StatusConditionFailed;
 }
 
@@ -77,7 +75,7 @@ int planTable(TableContext& table, const QByteArray& tableName, const QVariantLi
         if (rc == StatusTakesLong)
             return rc;
         plan->report = [tableName] {
-            LOG_ERROR(LogOrigin, __LINE__) << "batchWriteItem schema load failed: " << tableName;
+            LOG_ERROR(LogOrigin::Request, __LINE__) << "batchWriteItem schema load failed: " << tableName;
         };
         return rc;
     }
@@ -104,7 +102,8 @@ int Requests::planBatch(TableContext& context, const QVariantMap& tables, const 
         const QByteArray path = EnvironmentPath::ofTable(plan->lastTable);
         if (path != batchPath) {
             plan->report = [path, batchPath] {
-                LOG_ERROR(LogOrigin, __LINE__) << "paths ain't same newpath " << path << " envDup " << batchPath;
+                LOG_ERROR(LogOrigin::Request, __LINE__)
+                    << "paths ain't same newpath " << path << " envDup " << batchPath;
             };
             for (; table != tables.constEnd(); ++table)
                 plan->foreign.insert(table.key(), table.value());

@@ -19,8 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 /**
  * A batch: all its tables in one transaction, which is retried after a deadlock.
  *
@@ -117,7 +115,7 @@ int Requests::batchWriteItem(BDBRequest& request)
 {
     const QVariantMap tables = request.parsedBody.value("RequestItems"_L1).toMap();
     if (tables.isEmpty()) {
-        LOG_ERROR(LogOrigin, __LINE__) << "empty request";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "empty request";
         return StatusInvalidRequest;
     }
     const QByteArray firstTable = tables.firstKey().toUtf8();

@@ -106,7 +106,7 @@ void Requests::dispatch(BDBRequest& request)
 {
     const Handler* const handler = findHandler(request);
     if (handler == nullptr) {
-        LOG_ERROR("bdbrequest", 120) << "Unknown request opcode is " << request.operation;
+        LOG_ERROR(LogOrigin::Request, 120) << "Unknown request opcode is " << request.operation;
         request.status = StatusInternalError;
         return;
     }

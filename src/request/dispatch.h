@@ -31,7 +31,7 @@ void dispatch(BDBRequest& request);
 bool mayBeShort(BDBRequest& request);
 
 /**
- * True when the request asks for the state of the server, which is told also when all threads that run requests are
+ * True if the request asks for the state of the server, which is answered even when all threads that run requests are
  * stuck: it waits for nothing that others do, and for other such requests only briefly.
  */
 bool isForOperator(BDBRequest& request);

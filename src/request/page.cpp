@@ -18,8 +18,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 int limitOf(const RequestBody& body)
 {
     if (!body.contains("Limit"_L1))
@@ -41,7 +39,7 @@ int readHashKey(const RequestBody& body, QueryRequest* query)
     const QVariantMap typed = body.value("HashKeyValue"_L1).toMap();
     const auto text = typed.constFind(u"S"_s);
     if (text == typed.constEnd()) {
-        LOG_ERROR(LogOrigin, __LINE__) << "wrong hash-key";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "wrong hash-key";
         return StatusInternalError;
     }
     return Records::keyBytes(*text, &query->hashKey);

@@ -31,7 +31,7 @@ public:
 
     bool contains(QLatin1StringView name) const;
 
-    /** The value of a member, which is parsed now if it is text; invalid when there is none. */
+    /** The value of a member, parsed by this call if it is still text; invalid if there is none. */
     QVariant value(QLatin1StringView name) const;
 
     /** The same for a value that is not asked for again, so that it need not be shared. */

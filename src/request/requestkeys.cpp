@@ -10,8 +10,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 /** How requests and schemas refer to one of the two elements of a key. */
 struct KeyElement {
     QLatin1StringView latinName;
@@ -25,7 +23,7 @@ const KeyElement RangeElement{"RangeKeyElement"_L1, u"RangeKeyElement"_s, "range
 
 int refuse(const char* text, int line)
 {
-    LOG_ERROR(LogOrigin, line) << text;
+    LOG_ERROR(LogOrigin::Request, line) << text;
     return StatusInternalError;
 }
 

@@ -39,7 +39,7 @@ namespace SlowRequests {
 
 inline constexpr std::size_t Kept = 16;
 
-/** The lines in one second. How many were left out is told with the next one. */
+/** How many lines are written in one second; the next one says how many were not. */
 inline constexpr int LinesPerSecond = 10;
 
 /** 0, the default: no request is slow, and none is measured. */

@@ -19,8 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 int refuse(BDBRequest& request, const QString& message)
 {
     request.message = message;
@@ -61,7 +59,7 @@ int remove(BDBRequest& request, TableRemoval::Part part, const char* operation)
         return StatusNotFound;
     TableRemoval::Removed removed;
     if (const int rc = TableRemoval::run(env, file, part, &removed)) {
-        LOG_ERROR(LogOrigin, __LINE__) << operation << " failed for " << tableName << " rc " << rc;
+        LOG_ERROR(LogOrigin::Request, __LINE__) << operation << " failed for " << tableName << " rc " << rc;
         return rc;
     }
     LOG_INFO << operation << " " << tableName << " files " << removed.files << " bytes " << removed.bytes << " items "
@@ -148,7 +146,7 @@ int Requests::compactTable(BDBRequest& request)
         if (const int rc = table.openPartition(tableName, partition, &database))
             return rc;
         if (const int rc = TableCompaction::run(table.transactions(), database, &progress)) {
-            LOG_ERROR(LogOrigin, __LINE__) << "compactTable failed for " << file << " rc " << rc;
+            LOG_ERROR(LogOrigin::Request, __LINE__) << "compactTable failed for " << file << " rc " << rc;
             return rc;
         }
         if (const int rc = TableFiles::size(table.env(), file, &after))

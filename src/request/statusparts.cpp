@@ -69,7 +69,7 @@ QVariantMap backupOf(const BDBBackupStatus& status)
     return backup;
 }
 
-/** What Berkeley DB tells of the environment. */
+/** Berkeley DB's statistics of the environment. */
 void insertEngine(const EngineFigures& engine, QVariantMap* environment)
 {
     environment->insert("EngineTime", seconds(engine.time));

@@ -19,8 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr const char* LogOrigin = "bdbrequest";
-
 // Kept: fixed values where a reader expects a clock reading and a count. Clients compare whole descriptions.
 constexpr int CreationDateTime = 123456;
 constexpr int ItemCount = 1;
@@ -91,7 +89,7 @@ int Requests::describeTable(BDBRequest& request)
     const QByteArray tableName = request.tableName();
     const QByteArray directory = EnvironmentPath::ofTable(tableName);
     if (!isDirectory(directory)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "path " << directory << " does not exist ";
+        LOG_ERROR(LogOrigin::Request, __LINE__) << "path " << directory << " does not exist ";
         return StatusNotFound;
     }
     QVariantMap description;

@@ -17,11 +17,11 @@ void LKThread::run()
     LockFile parent(name);
     if (!parent.openExisting()) {
         // Kept: without its parent's file the server keeps running, as when started by hand.
-        LOG_ERROR("bdbserver", 144) << "CreateMutex failed with error " << parent.error();
+        LOG_ERROR(LogOrigin::Server, 144) << "CreateMutex failed with error " << parent.error();
         return;
     }
     if (!parent.waitUntilFree()) {
-        LOG_ERROR("bdbserver", 149) << "WaitForSingleObject failed with error code: " << parent.error();
+        LOG_ERROR(LogOrigin::Server, 149) << "WaitForSingleObject failed with error code: " << parent.error();
         return;
     }
     LOG_WARN << "Quorva exiting";

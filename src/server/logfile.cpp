@@ -19,7 +19,7 @@ void LogFile::reopen()
     if (file_ == nullptr)
         file_ = std::fopen("/dev/null", "ae"); // becomes the file, which could not be opened before
     if (const int rc = file_ == nullptr ? errno : Base::continueIn(file_, path_)) {
-        LOG_ERROR("bdbserver", __LINE__) << "Failed to reopen log file " << path_ << " error " << rc;
+        LOG_ERROR(LogOrigin::Server, __LINE__) << "Failed to reopen log file " << path_ << " error " << rc;
         return;
     }
     Log::setDestination(file_);

@@ -74,11 +74,11 @@ bool becomeOnlyServer(LockFile* lock)
     // Kept: the log has no destination before the options are read, so these lines are discarded and a parent sees only
     // the exit status. The lock still comes first: a second server must not touch the first one's log.
     if (!lock->create()) {
-        LOG_ERROR("bdbserver", 187) << "Quorva CreateMutex failed with error " << lock->error();
+        LOG_ERROR(LogOrigin::Server, 187) << "Quorva CreateMutex failed with error " << lock->error();
         return false;
     }
     if (lock->acquire(InstanceLockLimit) != LockFile::Wait::Acquired) {
-        LOG_ERROR("bdbserver", 193) << "Quorva WaitForSingleObject failed with error code: " << lock->error();
+        LOG_ERROR(LogOrigin::Server, 193) << "Quorva WaitForSingleObject failed with error code: " << lock->error();
         return false;
     }
     return true;
@@ -87,11 +87,11 @@ bool becomeOnlyServer(LockFile* lock)
 bool haveUsableSizes(const ServerOptions& options)
 {
     if (options.workers < 1) {
-        LOG_CRIT("bdbserver", __LINE__) << "invalid worker count " << options.workers;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid worker count " << options.workers;
         return false;
     }
     if (options.poolMax < 1) {
-        LOG_CRIT("bdbserver", __LINE__) << "invalid pool size " << options.poolMax;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid pool size " << options.poolMax;
         return false;
     }
     return true;
@@ -105,11 +105,11 @@ bool readAllowedUsers(AllowedUsers* users)
         return true;
     const std::string error = users->restrictTo(list);
     if (!error.empty())
-        LOG_CRIT("bdbserver", __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
+        LOG_CRIT(LogOrigin::Server, __LINE__) << "invalid QUORVA_ALLOW_USERS \"" << list << "\": " << error;
     return error.empty();
 }
 
-/** Has slow requests reported if the operator wants that. An invalid threshold is none. */
+/** Turns on the report of slow requests if the operator wants that. An invalid threshold counts as none. */
 void configureSlowRequests()
 {
     const QByteArray text = qgetenv("QUORVA_SLOW_MS");
@@ -160,7 +160,7 @@ int main(int argc, char** argv)
     if (users.isRestricted())
         server.admitOnly(&users);
     if (const int rc = server.listen(Endpoint::Host, options.port); rc != 0) {
-        LOG_CRIT("bdbserver", 258) << "listen failed at port " << options.port << " rc " << rc;
+        LOG_CRIT(LogOrigin::Server, 258) << "listen failed at port " << options.port << " rc " << rc;
         return StartFailed;
     }
     LOG_INFO << "Server listening on " << server.port();

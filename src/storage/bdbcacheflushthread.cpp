@@ -18,5 +18,5 @@ void BDBCacheFlushThread::cycle()
 {
     int written = 0;
     if (const int rc = env()->memp_trickle(CleanPercent, &written))
-        LOG_ERROR("bdb", __LINE__) << "cache flusher failed " << rc;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "cache flusher failed " << rc;
 }

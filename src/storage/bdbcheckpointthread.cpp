@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 void removeLogs(BDBEnv* env)
 {
     LOG_INFO << "Starting BDBCheckpointThread.log_archive";
@@ -19,7 +17,7 @@ void removeLogs(BDBEnv* env)
     if (rc == 0)
         LOG_INFO << "Done BDBCheckpointThread.log_archive";
     else
-        LOG_ERROR(LogOrigin, __LINE__) << "log_archive failed " << rc;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "log_archive failed " << rc;
 }
 
 } // namespace
@@ -35,10 +33,10 @@ void BDBCheckpointThread::cycle()
     if (const int rc = env()->txn_checkpoint(0, 0, 0)) {
         // Kept: ends the server for all environments as soon as data in one is at risk.
         if (!env()->hasContent()) {
-            LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc;
+            LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn_checkpoint failed rc " << rc;
             return;
         }
-        LOG_ERROR(LogOrigin, __LINE__) << "txn_checkpoint failed rc " << rc << " exiting Quorva";
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn_checkpoint failed rc " << rc << " exiting Quorva";
         std::_Exit(1); // without destructors: requests are still running
     }
     const LogHold::Removal removal(env()->logHold());

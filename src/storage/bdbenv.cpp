@@ -30,8 +30,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 constexpr u_int32_t OpenFlags = DB_CREATE | DB_RECOVER | DB_THREAD | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL |
                                 DB_INIT_TXN | DB_LOCKDOWN | DB_PRIVATE;
 
@@ -56,7 +54,7 @@ void writeMessage(const DbEnv*, const char* message)
 
 void logError(const DbEnv*, const char*, const char* message)
 {
-    LOG_ERROR(LogOrigin, __LINE__) << "BDB: " << message;
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "BDB: " << message;
 }
 
 void reportRecovery(DbEnv* env, int opcode, int percent)

@@ -123,7 +123,7 @@ public:
     /** Waits for nothing. */
     Activity activity() const;
 
-    /** Reads Berkeley DB's statistics for those who must not wait for it. Only of an open environment. */
+    /** Reads Berkeley DB's statistics for callers that must not wait for them. Only of an open environment. */
     EngineSampler& sampler() { return *sampler_; }
 
     /** Passes an order to the hot backup (see BDBHotBackupThread::schedule). 3 when the environment has none. */

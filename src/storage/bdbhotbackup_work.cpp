@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 // How long commits wait for a slow target to write its last few bytes, in the first and the last try, doubling in
 // between. If it never succeeds, the backup fails.
 constexpr std::chrono::milliseconds FirstHold{250};
@@ -27,7 +25,7 @@ constexpr std::chrono::milliseconds LongestHold{4000};
 void BDBHotBackupThread::run(int mode)
 {
     work(mode);
-    running_ = false; // first: whoever sees that it has ended may begin the next one
+    running_ = false; // first: a thread that sees that it has ended may begin the next one
     setStatus({});
 }
 
@@ -98,7 +96,7 @@ int BDBHotBackupThread::fullBackup()
 }
 
 /**
- * In one step for schedule(): whoever sees that the marker is gone may request another full backup.
+ * In one step for schedule(): a client that sees that the marker is gone may request another full backup.
  *
  * Kept: fails even if the marker never existed, as the requester cannot tell then whether the copy is complete.
  */
@@ -115,12 +113,12 @@ bool BDBHotBackupThread::deleteMarker(const std::filesystem::path& target)
 
 int BDBHotBackupThread::markerFailed()
 {
-    LOG_ERROR(LogOrigin, __LINE__) << "Failed to del temp file from " << target_.toUtf8();
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "Failed to del temp file from " << target_.toUtf8();
     return 2;
 }
 
 int BDBHotBackupThread::backupFailed(int rc)
 {
-    LOG_ERROR(LogOrigin, __LINE__) << "Dbenv backup failed rc " << rc;
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "Dbenv backup failed rc " << rc;
     return rc;
 }

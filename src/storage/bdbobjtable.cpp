@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 /**
  * Objects have no virtual destructor, so each is destroyed through its own class. False for types that a table does not
  * own.
@@ -94,8 +92,8 @@ void BDBObjTable::dumpDatabases() const
         const char* name = nullptr;
         (void)static_cast<BDBIndex*>(object)->get_dbname(&file, &name); // on failure both stay null
         // Kept: the leading blank, which puts two between the number and the text.
-        LOG_ERROR(LogOrigin, __LINE__) << " addDesc objType " << object->type() << " fname " << (file ? file : "")
-                                       << " dbname " << (name ? name : "");
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << " addDesc objType " << object->type() << " fname "
+                                               << (file ? file : "") << " dbname " << (name ? name : "");
     }
 }
 
@@ -113,12 +111,12 @@ BDBObject* BDBObjTable::getObject(int descriptor, int expectedType) const
     BDBObject* object = objectAt(descriptor);
     if (object == nullptr) {
         if (descriptor != 0)
-            LOG_ERROR(LogOrigin, __LINE__) << "Failed to get object for descriptor " << descriptor;
+            LOG_ERROR(LogOrigin::Engine, __LINE__) << "Failed to get object for descriptor " << descriptor;
         return nullptr;
     }
     if (object->type() != expectedType) {
-        LOG_ERROR(LogOrigin, __LINE__) << "Object type mismatch (" << expectedType << " " << object->type()
-                                       << ") for descriptor " << descriptor;
+        LOG_ERROR(LogOrigin::Engine, __LINE__)
+            << "Object type mismatch (" << expectedType << " " << object->type() << ") for descriptor " << descriptor;
         return nullptr;
     }
     return object;

@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 constexpr int OpenFailed = 3;
 
 BDBEnv* environmentAt(const BDBObjTable* registry, int descriptor)
@@ -41,7 +39,8 @@ bool findRegistered(BDBObjTable* registry, const QString& key, EnvironmentUse* e
 
 void logFailedOpening(const QByteArray& home, const QString& key, int rc)
 {
-    LOG_CRIT(LogOrigin, __LINE__) << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
+    LOG_CRIT(LogOrigin::Engine, __LINE__)
+        << "Failed to open env path: " << home << " id " << key.toUtf8() << " rc " << rc;
 }
 
 /** Finishes an open even when it runs out of memory: its waiters would otherwise wait forever. */
@@ -78,7 +77,7 @@ int openNewEnv(BDBObjTable* registry, const QString& key, EnvironmentUse* env, i
     *env = EnvironmentUse(registered, registered->uses(), registry->locks().value(name));
     if (isRegistered)
         return 0;
-    LOG_CRIT(LogOrigin, __LINE__) << "Failed to add env with id: " << key.toUtf8();
+    LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to add env with id: " << key.toUtf8();
     return 2;
 }
 
@@ -112,7 +111,7 @@ int Registry::openEnv(BDBObjTable* registry, const QString& key, EnvironmentUse*
             EndOfOpening end(canonical);
             return openNewEnv(registry, key, env, tableCapacity, home, &end.result);
         } else {
-            LOG_CRIT(LogOrigin, __LINE__) << "Failed to load env with id: " << key.toUtf8();
+            LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to load env with id: " << key.toUtf8();
             return OpenFailed;
         }
         locker.relock();

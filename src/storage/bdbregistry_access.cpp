@@ -9,12 +9,6 @@
 
 #include <QMutexLocker>
 
-namespace {
-
-constexpr const char* LogOrigin = "bdb";
-
-} // namespace
-
 std::shared_ptr<AccessLock> Registry::lockEnv(BDBObjTable* registry, const QByteArray& tableName, bool exclusive)
 {
     const QString key = RegistryKeys::environment(EnvironmentPath::ofTable(tableName));
@@ -25,7 +19,7 @@ std::shared_ptr<AccessLock> Registry::lockEnv(BDBObjTable* registry, const QByte
             lock = EnvironmentNames::findAccess(registry, key);
         }
         if (!lock) {
-            LOG_ERROR(LogOrigin, __LINE__) << "Failed to find lock for dbid: " << key.toUtf8();
+            LOG_ERROR(LogOrigin::Engine, __LINE__) << "Failed to find lock for dbid: " << key.toUtf8();
             return nullptr;
         }
         if (exclusive) {

@@ -12,12 +12,6 @@
 #include <shared_mutex>
 #include <utility>
 
-namespace {
-
-constexpr const char* LogOrigin = "bdb";
-
-} // namespace
-
 BDBTxn::~BDBTxn()
 {
     if (txn_ != nullptr)
@@ -31,7 +25,7 @@ int BDBTxn::begin(const TxnScope& scope, u_int32_t flags)
     changes_ = nullptr;
     const int rc = scope.env()->txn_begin(nullptr, &txn_, flags);
     if (rc != 0)
-        LOG_ERROR(LogOrigin, __LINE__) << "txn init failed rc " << rc;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn init failed rc " << rc;
     return rc;
 }
 
@@ -64,7 +58,7 @@ void BDBTxn::releaseFiles()
 int BDBTxn::commit(u_int32_t flags)
 {
     if (txn_ == nullptr) {
-        LOG_ERROR(LogOrigin, __LINE__) << "bt_txn is NULL";
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "bt_txn is NULL";
         return NoHandle;
     }
     UnflushedCommits* const unflushed = scope_.unflushed();
@@ -80,7 +74,7 @@ int BDBTxn::commit(u_int32_t flags)
     countEnd(rc == 0);
     releaseFiles();
     if (rc != 0)
-        LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn commit failed rc " << rc;
     return rc;
 }
 

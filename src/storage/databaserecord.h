@@ -21,8 +21,9 @@ struct Found {
 
 /**
  * Looks for the record with this key, of at most `most` bytes, in what has been written to the file: changes that are
- * only in an environment's cache and log are not seen. What cannot be read is not found, be it damaged, encrypted or
- * with checksums. So is a record behind more than a few dozen pages: it is meant for databases of one record.
+ * only in an environment's cache and log are not seen. What cannot be read counts as not found: damaged or encrypted
+ * databases, and those with checksums. So does a record after more than a few dozen pages: this is meant for databases
+ * of one record.
  */
 [[nodiscard]] Found read(const std::filesystem::path& file, std::string_view subDatabase, std::string_view key,
                          std::size_t most);

@@ -4,13 +4,13 @@
 namespace EngineCalls {
 
 /**
- * From here on, Berkeley DB reads, writes and synchronises files through functions of ours. The time is noted as a wait
- * for the disk of the request that Berkeley DB works for (see metrics/waits.h), and the end of a synchronisation waits
- * until the names of prepared log files are durable (see lognaming.h). For start-up, before an environment is opened.
+ * From here on, Berkeley DB reads, writes and synchronises files through functions of ours. They record the time as a
+ * wait for the disk of the request that made the call (see metrics/waits.h), and a synchronisation returns only when
+ * the names of prepared log files are durable (see lognaming.h). For start-up, before an environment is opened.
  */
 void replace();
 
-/** Whether that has been done. */
+/** True if that has been done. */
 bool areReplaced();
 
 } // namespace EngineCalls

@@ -7,7 +7,7 @@
 
 class DbEnv;
 
-/** What Berkeley DB tells of one environment, and its log's files. Counts are those since it was opened. */
+/** Berkeley DB's statistics of one environment, and figures of its log files. Counts are those since it was opened. */
 struct EngineFigures {
     /** When they were read. */
     std::chrono::system_clock::time_point time;
@@ -19,16 +19,16 @@ struct EngineFigures {
     std::uint64_t cacheMisses = 0;
 
     std::uint64_t lockWaits = 0; // requests for a page lock that had to wait
-    std::uint64_t deadlocks = 0; // broken ones
+    std::uint64_t deadlocks = 0; // that were broken
 
     std::uint32_t logFile = 0; // where the next record goes
     std::uint32_t logOffset = 0;
     std::uint64_t logFiles = 0;
-    std::uint64_t logBytes = 0; // that all log files take on the disk
+    std::uint64_t logBytes = 0; // of all log files on disk
 
     /**
-     * Reads them: the log files' from the directory `logs`. Waits for a checkpoint that synchronises a database, and
-     * for a flush of the log: a disk that takes its time. 0, or Berkeley DB's code. Any thread.
+     * Reads all of them; `logs` is the directory of the log files. May wait for the disk: for a checkpoint that
+     * synchronises a database, or a flush of the log. 0, or Berkeley DB's code. Any thread.
      */
     [[nodiscard]] static int read(DbEnv* env, const std::filesystem::path& logs, EngineFigures* figures);
 };

@@ -1,6 +1,6 @@
 #include "storage/enginesampler.h"
 
-#include <system_error>
+#include "base/trythread.h"
 
 EngineSampler::~EngineSampler()
 {
@@ -21,9 +21,8 @@ EngineSampler::Order EngineSampler::order()
     order.mayWait_ = state_->ordered == state_->done;
     order.number_ = ++state_->ordered;
     if (!thread_.joinable()) {
-        try {
-            thread_ = std::thread([this] { run(); });
-        } catch (const std::system_error&) {
+        thread_ = Base::tryThread([this] { run(); });
+        if (!thread_.joinable()) {
             order.mayWait_ = false;
             return order;
         }

@@ -14,8 +14,8 @@
 #include <thread>
 
 /**
- * Reads the figures of an environment for those who must not wait for it: on a thread of its own, which is started by
- * the first who asks. If the disk holds that thread up, there are the figures that it has read before.
+ * Reads the figures of an environment for callers that must not wait for them: on a thread of its own, started by the
+ * first call. While the disk blocks that thread, callers get the figures that it read last.
  *
  * Threads: any, except for the destructor, which waits for a read that is in progress.
  */
@@ -24,16 +24,16 @@ class EngineSampler {
         std::mutex mutex; // guards the following
         std::condition_variable changed;
         std::uint64_t ordered = 0; // reads
-        std::uint64_t done = 0;    // of them
+        std::uint64_t done = 0;    // of these
         bool ending = false;
         std::optional<EngineFigures> figures;
     };
 
 public:
-    /** One read that was asked for. May outlive the sampler. */
+    /** A read that was requested. May outlive the sampler. */
     class Order {
     public:
-        /** The figures that it has read; earlier ones, or none, if it has not by the deadline or failed. */
+        /** The figures read; earlier ones, or none, if the read is not done by the deadline or has failed. */
         std::optional<EngineFigures> wait(std::chrono::steady_clock::time_point deadline) const;
 
     private:
@@ -52,7 +52,7 @@ public:
     EngineSampler(const EngineSampler&) = delete;
     EngineSampler& operator=(const EngineSampler&) = delete;
 
-    /** Asks for a read that begins after this call. Whoever finds that an earlier one still runs is not to wait. */
+    /** Requests a read that begins after this call. If an earlier one is still running, the caller must not wait. */
     Order order();
 
 private:

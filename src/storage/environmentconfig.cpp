@@ -89,7 +89,8 @@ private:
         return 0;
     }
 
-    /** One of the server's own settings, its name and its value. False if there is none such: a misspelled one. */
+    /** One of the server's own settings, its name and its value. False if there is no such setting, for example because
+     * it is misspelled. */
     bool setOwn(const std::string& setting)
     {
         std::istringstream words(setting);

@@ -7,9 +7,9 @@
 
 /**
  * The part of an environment's DB_CONFIG that says where its files are, and the server's own settings in it (see
- * format/serversettings.h). It is read before Berkeley DB reads it, which
- * does not handle untrusted files: it blocks on a FIFO without a writer, reads a device forever, terminates the process
- * on some lines without a value, and splits long lines.
+ * format/serversettings.h). It is read here before Berkeley DB reads it, which does not handle untrusted files: it
+ * blocks on a FIFO without a writer, reads a device forever, terminates the process on some lines without a value, and
+ * splits long lines.
  */
 struct EnvironmentConfig {
     /** Where the log files are. */

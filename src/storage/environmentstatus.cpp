@@ -34,7 +34,7 @@ std::vector<EnvironmentStatus> EnvironmentStatus::ofAll(BDBObjTable* registry)
 {
     std::vector<EnvironmentStatus> all;
     std::vector<EngineSampler::Order> orders;
-    // The environments are left before the wait: whoever uses one keeps it from being closed.
+    // The environments are left before the wait: a use keeps an environment from being closed.
     for (const EnvironmentUse& use : Registry::openEnvironments(registry)) {
         all.push_back(statusOf(use.env()));
         orders.push_back(use.env()->sampler().order());

@@ -15,10 +15,10 @@
 
 class BDBObjTable;
 
-/** What an open environment does and has done since it was opened. */
+/** The state of an open environment, and what it has done since it was opened. */
 struct EnvironmentStatus {
     QByteArray directory;  // the canonical path
-    QByteArrayList tables; // of which a file is open, by their names' file parts, in order
+    QByteArrayList tables; // those with an open file: the file parts of their names, in order
     qsizetype files = 0;   // open database files
     std::uint64_t commits = 0;
     std::uint64_t aborts = 0;
@@ -29,8 +29,8 @@ struct EnvironmentStatus {
     std::optional<EngineFigures> engine;      // the latest that are known
 
     /**
-     * Of all registered environments, in the order of their directories. Waits a fifth of a second at most for
-     * environments whose disk holds them up, and not again as long as it still does.
+     * Of all registered environments, in the order of their directories. Waits at most a fifth of a second for
+     * environments that are blocked by their disk, and not again while they still are.
      */
     static std::vector<EnvironmentStatus> ofAll(BDBObjTable* registry);
 };

@@ -54,7 +54,7 @@ public:
         noneWorks_.wait(lock, [this] { return users_ == 0; });
     }
 
-    /** Waits until all users that are left wait for a flush. False when that takes longer than `limit`. */
+    /** Waits until all remaining users only wait for a flush. False when that takes longer than `limit`. */
     bool waitUntilNoneWorks(std::chrono::microseconds limit)
     {
         std::unique_lock lock(mutex_);

@@ -1,16 +1,14 @@
 #include "storage/logflusher.h"
 
+#include "base/trythread.h"
 #include "log/log.h"
 #include "storage/bdbenv.h"
 
 #include <chrono>
 #include <new>
-#include <system_error>
 #include <utility>
 
 namespace {
-
-constexpr const char* LogOrigin = "bdb";
 
 // How long a flush waits for requests that still run, if the log is written synchronously (DB_LOG_DSYNC): Berkeley DB
 // holds the log's mutex during the write, so all transactions stop. Measured: a wait of 0.2 to 0.5 ms lets 8 and 64
@@ -22,11 +20,7 @@ constexpr std::chrono::microseconds GatherTime{300};
 
 LogFlusher::LogFlusher(BDBEnv* env) : env_(env), gathers_(env->writesLogSynchronously())
 {
-    try {
-        thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error&) {
-        // The caller asks isRunning().
-    }
+    thread_ = Base::tryThread([this] { run(); }); // the caller asks isRunning()
 }
 
 LogFlusher::~LogFlusher()
@@ -93,7 +87,7 @@ void LogFlusher::run()
             return;
         if (gathers_) { // nobody else flushes meanwhile: requests do only when none waits
             lock.unlock();
-            (void)env_->uses()->waitUntilNoneWorks(GatherTime); // ignored: those who have come are served anyway
+            (void)env_->uses()->waitUntilNoneWorks(GatherTime); // ignored: requests that have come are served anyway
             lock.lock();
         }
         served.swap(waiting_);
@@ -137,6 +131,6 @@ int LogFlusher::settle(EnvironmentUse* use, int rc)
     use->reset(); // adopts what is left
     if (rc == 0 || !hasWritten)
         return 0;
-    LOG_ERROR(LogOrigin, __LINE__) << "txn commit failed rc " << rc;
+    LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn commit failed rc " << rc;
     return rc;
 }

@@ -21,8 +21,8 @@ class LogFlusher {
 public:
     /**
      * Called when the request may be answered, by the flusher's thread, which serves all others only after it returns.
-     * The argument: 0, or the failure of the flush if the request has committed something itself. A request that has
-     * only read is answered in any case: the failure is that of the writer whose commit it has seen.
+     * The argument: 0, or the error of the flush if the request has committed something itself. A request that has only
+     * read is always answered: the error concerns the writer whose commit it has seen.
      */
     using Answer = std::function<void(int)>;
 
@@ -43,7 +43,7 @@ public:
      */
     [[nodiscard]] bool flush(EnvironmentUse use, Answer answer, int* rc);
 
-    /** Takes commits that nobody waits for: the next flush covers them. */
+    /** Takes commits that no request waits for: the next flush covers them. */
     void adopt(UnflushedCommits commits) noexcept;
 
 private:
@@ -62,7 +62,7 @@ private:
     std::mutex mutex_; // guards all of the following
     std::condition_variable changed_;
     std::vector<Waiting> waiting_;
-    std::vector<UnflushedCommits> adopted_; // nobody waits for them, or no longer, as a flush failed
+    std::vector<UnflushedCommits> adopted_; // without a waiting request, or no longer with one, as a flush failed
     bool flushing_ = false;                 // the thread, or a request's
     bool ending_ = false;
     std::thread thread_;

@@ -101,7 +101,7 @@ bool LogHold::Removal::isAllowed() const
     return hold_.removesUnneeded_ ? !hold_.holder_ : Settings::backupDisabled() != 0;
 }
 
-/** Records on disk who holds the log. */
+/** Records on disk which backup holds the log. */
 int LogHold::write(const std::optional<Holder>& holder)
 {
     if (!removesUnneeded_)

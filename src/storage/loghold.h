@@ -24,8 +24,8 @@ public:
     [[nodiscard]] int open(const std::filesystem::path& home, bool removesUnneeded);
 
     enum Beginning {
-        Copy,    // of the environment, in place of whatever the target holds
-        Shipping // of log files, to a copy that was made before
+        Copy,    // of the environment; replaces what the target has
+        Shipping // of log files, to an existing copy
     };
 
     /**
@@ -34,22 +34,23 @@ public:
      */
     [[nodiscard]] int take(const QByteArray& target, Beginning beginning);
 
-    /** The backup that took it has what it needs from the one that held it before, which has ended. */
+    /** The backup that took the hold needs nothing more of the previous one, which has ended. */
     void settle();
 
     /**
-     * The backup that took it has failed. Until settle(), the hold goes back to the backup that held it before, whose
-     * log shipping can be resumed; otherwise it ends.
+     * The backup that took the hold has failed. Before settle(), the hold returns to the previous backup, whose log
+     * shipping can be resumed; afterwards it ends.
      */
     void fail();
 
-    /** No backup wants the log files. A file that cannot be removed is one WARN line, and holds the log. */
+    /** No backup needs the log files. If the file of the hold cannot be removed, logs a WARN line and keeps the hold.
+     */
     void release();
 
     /** The backup for which the log is kept. */
     struct Holder {
         QByteArray target;
-        std::chrono::system_clock::time_point since; // also across ends of the server: when the file was written
+        std::chrono::system_clock::time_point since; // when the file was written, possibly by an earlier server
     };
     /** Unset if no backup holds the log, or if that has no effect in the directory. Waits for nothing. */
     std::optional<Holder> holder() const;

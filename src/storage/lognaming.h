@@ -6,14 +6,14 @@
 /**
  * The moments at which a log file has a name that a loss of power could still take away. Berkeley DB may begin to write
  * to the file as soon as it has the name, and synchronises bytes, not names: a commit, or a page that relies on the
- * log, must not count as durable until the name is. So whoever gives a name announces it, and the synchronisations on
- * the same file system return only when it is over.
+ * log, must not count as durable until the name is. So whoever gives a name announces it, and synchronisations on the
+ * same file system return only when the name is durable.
  *
  * Any thread.
  */
 class LogNaming {
 public:
-    /** `device`: of the file system. The name is given, and made durable, while this object exists. */
+    /** `device`: the file system. The name is given, and made durable, while this object exists. */
     explicit LogNaming(dev_t device);
     ~LogNaming();
     LogNaming(const LogNaming&) = delete;

@@ -3,6 +3,7 @@
 #include "base/descriptor.h"
 #include "base/fileio.h"
 #include "base/filesync.h"
+#include "base/trythread.h"
 #include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
 #include "format/logrecords.h"
@@ -70,11 +71,7 @@ bool isUnused(const fs::path& file)
 
 LogPreparation::LogPreparation(BDBEnv* env, fs::path directory) : env_(env), directory_(std::move(directory))
 {
-    try {
-        thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error&) {
-        // The caller asks isRunning().
-    }
+    thread_ = Base::tryThread([this] { run(); }); // the caller asks isRunning()
 }
 
 LogPreparation::~LogPreparation()

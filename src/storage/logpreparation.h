@@ -10,12 +10,12 @@ class BDBEnv;
 
 /**
  * Prepares the next log file of an environment, of full length and filled with zeros, while the current one is being
- * written. Berkeley DB takes a file that is there, and reads a record of zeros as the end of the log. To synchronise
- * bytes of a file that does not grow costs the file system half as much: it has no length and no blocks to note.
+ * written. Berkeley DB uses a file that exists, and reads a record of zeros as the end of the log. Synchronising a file
+ * that does not grow costs the file system half as much, as neither its length nor its blocks change.
  *
  * An environment that writes little gets no such file: the preparation begins when a quarter of the current file is
- * written, and is left out if the file system has not many times the room. Only for logs that are synchronised after
- * they were written (DB_LOG_DSYNC is off), and only with EngineCalls::replace().
+ * written, and is skipped unless the file system has many times that much room. Only for logs that are synchronised
+ * after they were written (DB_LOG_DSYNC is off), and only with EngineCalls::replace().
  *
  * Threads: any, except for the constructor and the destructor.
  */
@@ -32,7 +32,7 @@ public:
     /** False when the thread could not be started. */
     bool isRunning() const { return thread_.joinable(); }
 
-    /** The log was flushed: time to look how far it is. Waits for nothing. */
+    /** The log was flushed, so check how full the current file is. Waits for nothing. */
     void noteFlush() noexcept;
 
     /**
@@ -50,7 +50,7 @@ private:
 
     BDBEnv* const env_;
     const std::filesystem::path directory_;
-    std::uint32_t settled_ = 0; // the file up to which nothing is left to be done; of the thread
+    std::uint32_t settled_ = 0; // nothing is left to be done up to this file; used by the thread only
     std::atomic<bool> flushed_ = false;
     std::atomic<bool> ending_ = false;
     std::thread thread_;

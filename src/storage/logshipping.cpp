@@ -16,8 +16,6 @@ namespace LogShipping {
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 fs::path pathOf(const QByteArray& name)
 {
     return name.toStdString();
@@ -49,13 +47,13 @@ int backupLog(const QByteArray& target, const QByteArrayList& paths)
     std::error_code error;
     const bool isThere = fs::exists(pathOf(directory), error) || fs::create_directory(pathOf(directory), error);
     if (!isThere || Base::syncToDisk(pathOf(target)) != 0) { // must be durable before a source is removed
-        LOG_ERROR(LogOrigin, __LINE__) << "Error in creating dir " << directory;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "Error in creating dir " << directory;
         return 0;
     }
     for (const QByteArray& path : paths) {
         const QByteArray destination = directory + "/" + path.sliced(path.lastIndexOf('/') + 1);
         if (const int rc = moveFile(path, destination)) {
-            LOG_ERROR(LogOrigin, __LINE__) << "Error in moving log file " << path;
+            LOG_ERROR(LogOrigin::Engine, __LINE__) << "Error in moving log file " << path;
             return rc;
         }
     }

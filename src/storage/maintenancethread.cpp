@@ -1,14 +1,12 @@
 #include "storage/maintenancethread.h"
 
-#include <system_error>
+#include "base/trythread.h"
 
 void MaintenanceThread::start()
 {
-    try {
-        thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error&) {
+    thread_ = Base::tryThread([this] { run(); });
+    if (!thread_.joinable())
         state_ = Stopped;
-    }
 }
 
 void MaintenanceThread::stop()

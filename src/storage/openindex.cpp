@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 constexpr u_int32_t IndexFlags = DB_CREATE | DB_THREAD | DB_AUTO_COMMIT;
 
 /**
@@ -26,7 +24,7 @@ bool hasRoom(const BDBEnv& env, const QString& key)
     const QMutexLocker locker(&env.mutex());
     if (env.hasRoom())
         return true;
-    LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
+    LOG_CRIT(LogOrigin::Engine, __LINE__) << "Failed to open DB with id: " << key.toUtf8();
     LOG_WARN << env.spelledHome()
              << " has as many database files open as a directory can have; further tables need another directory";
     return false;
@@ -51,7 +49,7 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
 {
     BDBEnv* env = table->env();
     if (env == nullptr) {
-        LOG_CRIT(LogOrigin, __LINE__) << "bot_env is null";
+        LOG_CRIT(LogOrigin::Engine, __LINE__) << "bot_env is null";
         return -1;
     }
     if (findIndex(table, key, index))
@@ -71,8 +69,8 @@ int Registry::openIndex(BDBObjTable* table, const QString& key, const QByteArray
     auto opened = std::make_unique<BDBIndex>(env, DB_CXX_NO_EXCEPTIONS);
     const int rc = env->openDatabase(opened.get(), file, subDb, IndexFlags);
     if (rc != 0) {
-        LOG_CRIT(LogOrigin, __LINE__) << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc
-                                      << " flags " << IndexFlags;
+        LOG_CRIT(LogOrigin::Engine, __LINE__)
+            << "Failed to open DB dbpath: " << file << " dbname " << subDb << " rc " << rc << " flags " << IndexFlags;
         return NoHandle;
     }
 

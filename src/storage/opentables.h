@@ -13,16 +13,16 @@
 class BDBIndex;
 
 /**
- * The open databases of an environment by file part and number: a request finds its database without composing the
- * name under which it is registered. Only open databases are added; they stay open as long as the environment, or
+ * The open databases of an environment by file part and number: requests find their database without composing its
+ * registered name. Only open databases are added; they stay open as long as the environment, or
  * until the table is removed. Any thread.
  */
 class OpenTables {
 public:
     static constexpr unsigned Partitions = 256;
-    static constexpr unsigned Meta = Partitions; // behind those of the partitions
+    static constexpr unsigned Meta = Partitions; // after those of the partitions
 
-    /** Null when it was not added. */
+    /** Null if it was not added. */
     BDBIndex* find(const QByteArray& filePart, unsigned database) const
     {
         const std::lock_guard lock(mutex_);
@@ -52,7 +52,7 @@ public:
         return tables_.size() != before;
     }
 
-    /** The table has a description. Without one, it has open databases only because requests have named it. */
+    /** The table has a description. A table without one has open databases only because requests have named it. */
     void noteCreated(const QByteArray& filePart)
     {
         const std::lock_guard lock(mutex_);

@@ -17,8 +17,6 @@ namespace ShippingCycle {
 
 namespace {
 
-constexpr const char* LogOrigin = "bdb";
-
 using Time = std::chrono::system_clock::time_point;
 
 /** The absolute paths of the log files that the environment no longer needs. */
@@ -58,7 +56,7 @@ int run(BDBEnv* env, const QByteArray& target, bool wasAccepted,
     LOG_INFO << "Starting BDBHotBackupThread.log_archive";
     QByteArrayList paths;
     if (const int rc = listUnneededLogs(env, &paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log_archive listing failed for " << target << " rc " << rc;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "log_archive listing failed for " << target << " rc " << rc;
         return rc;
     }
     LOG_INFO << "Done BDBHotBackupThread.log_archive";
@@ -68,7 +66,7 @@ int run(BDBEnv* env, const QByteArray& target, bool wasAccepted,
             LOG_WARN << "DB Backup target " << target << " cannot be used rc " << rc;
         if (rc == EBUSY && wasAccepted)
             return 0;
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "log backup failed for " << target;
         return rc;
     }
     if (paths.isEmpty())
@@ -76,7 +74,7 @@ int run(BDBEnv* env, const QByteArray& target, bool wasAccepted,
     const auto lastWrite = latestWrite(paths); // before they are moved
     LOG_INFO << "Starting BDBHotBackupThread.backupLog " << paths.size();
     if (const int rc = LogShipping::backupLog(target, paths)) {
-        LOG_ERROR(LogOrigin, __LINE__) << "log backup failed for " << target;
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "log backup failed for " << target;
         return rc;
     }
     *until = lastWrite;

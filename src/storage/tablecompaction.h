@@ -14,16 +14,16 @@ namespace TableCompaction {
 struct Progress {
     QByteArray next;       // the record to continue with; empty at the end
     bool hasMoved = false; // something changed
-    bool isBusy = false;   // a full backup copies a file, or a table is being removed: continue later
+    bool isBusy = false;   // a full backup is copying a file, or a table is being removed: continue later
 };
 
 /**
- * Compacts a part of the file, from the record `progress->next` on, or from the first one if it is empty. A page that
- * becomes free is given back when no used page is behind it; as pages move to free ones in front of them, a second pass
- * gives back more.
+ * Compacts a part of the file, from the record `progress->next` on, or from the first one if it is empty. Free
+ * pages are given back if no used page follows them; as pages move to free ones before them, a second pass gives back
+ * more.
  *
- * Works in transactions that each take some milliseconds, as the only writer of the file; others go on in between. A
- * crash or a failure leaves the records as they are. 0, or a Berkeley DB code.
+ * Works in transactions that each take some milliseconds, as the only writer of the file; other writers run in between.
+ * A crash or a failure leaves the records as they are. 0, or a Berkeley DB code.
  */
 [[nodiscard]] int run(const TxnScope& scope, BDBIndex* database, Progress* progress);
 

@@ -26,7 +26,7 @@ struct File {
  */
 [[nodiscard]] int find(BDBEnv* env, const QByteArray& filePart, bool description, std::vector<File>* files);
 
-/** Whether find() would find any in the directory `home`, which is not open as an environment. Opens and locks nothing.
+/** True if find() would find any in the directory `home`, which is not open as an environment. Opens and locks nothing.
  */
 [[nodiscard]] bool existUnopened(const std::filesystem::path& home, const QByteArray& filePart);
 

@@ -11,8 +11,8 @@
 
 /**
  * Keeps requests out of a table whose files are being removed. A request passes the gate of each table before it finds
- * or opens a database of it, and holds it shared to its end; who removes files holds it exclusively. Requests that come
- * meanwhile wait.
+ * or opens a database of it, and holds it shared until its end; a removal of files holds it exclusively. Requests that
+ * arrive meanwhile wait.
  *
  * Several tables share a gate, so a request takes each one once. It may wait for a second gate while it holds the
  * first, so only one removal may run in an environment: see BDBEnv::filesMutex().

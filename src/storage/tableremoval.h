@@ -11,11 +11,11 @@ class BDBEnv;
 namespace TableRemoval {
 
 enum Part {
-    Everything, // the description and all items: the table has never been
+    Everything, // the description and all items: the table no longer exists
     Items       // the table is empty
 };
 
-/** What is gone. */
+/** What was removed. */
 struct Removed {
     int files = 0;
     std::uint64_t bytes = 0; // of these files, on disk
@@ -24,11 +24,11 @@ struct Removed {
 
 /**
  * Removes the table with this file part, or its items, in one transaction, which is durable when this returns 0: after
- * a crash either all of the files are there or none. Requests to the table that are running end first, others wait
- * until it is done. A full backup is copied up to the end of the file that it is at.
+ * a crash either all of the files exist or none. Requests to the table that are running end first, others wait until
+ * it is done. A full backup first finishes the file that it is copying.
  *
- * `*removed` has no files: there was none. EBUSY: a file of the table is open under another name, by a link. Otherwise
- * an errno value or a Berkeley DB code, with nothing removed.
+ * `*removed` has no files if there were none. EBUSY: a file of the table is open under another name, by a link.
+ * Otherwise an errno value or a Berkeley DB code, with nothing removed.
  *
  * The caller uses the environment, is in no transaction, and has not passed a gate of it (TableGates). Any thread.
  */

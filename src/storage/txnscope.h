@@ -6,8 +6,9 @@
 /**
  * Where transactions begin, and how their commits become durable.
  *
- * Made from an environment: a commit returns when it is durable. Made from a request's use of one: a commit returns at
- * once, and EnvironmentUse::unflushed() has what the request's reply must wait for. With `-n` neither waits.
+ * Constructed from an environment: a commit returns when it is durable. Constructed from a request's use of one: a
+ * commit returns immediately, and EnvironmentUse::unflushed() has what the reply must wait for. With `-n` neither
+ * waits.
  */
 class TxnScope {
 public:

@@ -17,13 +17,11 @@ DeleteCommand::DeleteCommand(CLI::App* app)
 
 int DeleteCommand::run(const ServerAddress& server)
 {
-    if (const int code = key_.decode())
-        return code;
     Session session(server);
     KeyNames keys;
-    if (const int code = session.readKeys(table_, &keys))
+    QVariantMap body;
+    if (const int code = beginItemRequest(table_, &key_, &session, &keys, &body))
         return code;
-    QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
     oldItem_.addTo(&body);
     if (const int code = conditions_.addTo(&body, keys))
         return code;

@@ -19,13 +19,11 @@ GetCommand::GetCommand(CLI::App* app)
 
 int GetCommand::run(const ServerAddress& server)
 {
-    if (const int code = key_.decode())
-        return code;
     Session session(server);
     KeyNames keys;
-    if (const int code = session.readKeys(table_, &keys))
+    QVariantMap body;
+    if (const int code = beginItemRequest(table_, &key_, &session, &keys, &body))
         return code;
-    QVariantMap body = Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range);
     requestAttributes(attributes_, &body);
     QVariantMap reply;
     const int code = session.request(Operations::GetItem, body, &reply);

@@ -56,6 +56,16 @@ int KeyArguments::decode()
     return refuse(decodeKey(rangeWord, "the range key", &range));
 }
 
+int beginItemRequest(const std::string& table, KeyArguments* key, Session* session, KeyNames* keys, QVariantMap* body)
+{
+    if (const int code = key->decode())
+        return code;
+    if (const int code = session->readKeys(table, keys))
+        return code;
+    *body = Bodies::itemByKey(QString::fromStdString(table), key->hash, key->range);
+    return ExitOk;
+}
+
 void ConditionOptions::declare(CLI::App* command)
 {
     addRepeatedOption(command, "--if", &equal, "Only if the attribute has this value: NAME=S:TEXT or NAME=N:NUMBER");

@@ -27,6 +27,13 @@ struct KeyArguments {
     [[nodiscard]] int decode();
 };
 
+/**
+ * Begins a request on one item: decodes the key, reads the table's key attributes, and makes the body that names the
+ * item. Returns an exit code; errors have been reported.
+ */
+[[nodiscard]] int beginItemRequest(const std::string& table, KeyArguments* key, Session* session, KeyNames* keys,
+                                   QVariantMap* body);
+
 /** The options --if and --if-absent: conditions on the stored item, all of which must hold. */
 struct ConditionOptions {
     std::vector<std::string> equal;

@@ -1,5 +1,6 @@
 #include "tools/shell.h"
 
+#include "base/descriptor.h"
 #include "tools/commandline.h"
 #include "tools/completion.h"
 #include "tools/messages.h"
@@ -144,20 +145,22 @@ void Shell::runWords(const std::vector<std::string>& words) const
     Pager pager;
     int ends[2] = {-1, -1};
     const bool isPaged = line.isPaged() && pager.isUsed() && ::pipe2(ends, O_CLOEXEC) == 0;
+    Base::Descriptor reading(ends[0]);
+    Base::Descriptor writing(ends[1]);
     const IgnoredSignals ignored;
     const pid_t id = ::fork();
     if (id == 0) {
         ignored.restore();
         (void)::signal(SIGINT, SIG_DFL);
         if (isPaged)
-            ::dup2(ends[1], STDOUT_FILENO);
+            ::dup2(writing.number(), STDOUT_FILENO);
         runInChild(line);
     }
     if (isPaged) {
-        ::close(ends[1]);
+        writing = {};
         if (id >= 0)
-            pager.show(ends[0]);
-        ::close(ends[0]); // a command that still prints ends
+            pager.show(reading.number());
+        reading = {}; // a command that still prints ends
     }
     if (id < 0) {
         complain(std::string("cannot run the command: ") + std::strerror(errno));

@@ -4,15 +4,12 @@ Scripts that use it end with status 77, which counts as skipped, when the client
 """
 
 import os
-import re
 import shutil
-import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
-from quorva import DEADLINE, Server, end, fail
+from quorva import HttpServer, Server
 
 SKIPPED = 77
 
@@ -53,39 +50,21 @@ class Stack:
         # -n: commits need not survive the machine's end.
         self.server = Server([os.path.join(binaries, "quorva"), "-n"], self.scratch)
         self.http = None
-        self.port = 0
         try:
             self.server.start()
-            self.start_http(os.path.join(binaries, "quorva-http"))
+            self.http = HttpServer([os.path.join(binaries, "quorva-http"), "--directory", self.tables], self.scratch,
+                                   self.server.port)
         except BaseException:
             self.end()
             raise
 
-    def start_http(self, program):
-        errors = os.path.join(self.scratch, "http.errors")
-        with open(errors, "wb") as output:
-            self.http = subprocess.Popen([program, "--listen", "0", "--port", str(self.server.port), "--directory",
-                                          self.tables], stdin=subprocess.DEVNULL, stdout=output, stderr=output)
-        deadline = time.monotonic() + DEADLINE
-        while time.monotonic() < deadline:
-            with open(errors, encoding="utf-8", errors="replace") as text:
-                said = text.read()
-            listening = re.search(r"listening on 127\.0\.0\.1:(\d+)", said)
-            if listening:
-                self.port = int(listening.group(1))
-                return
-            if self.http.poll() is not None:
-                break
-            time.sleep(0.01)
-        fail(f"quorva-http does not listen:\n{said}")
-
     @property
     def url(self):
-        return f"http://127.0.0.1:{self.port}"
+        return self.http.url
 
     def end(self):
         if self.http is not None:
-            end(self.http)
+            self.http.clean_up()
         self.server.clean_up()
         shutil.rmtree(self.scratch)
 

@@ -50,7 +50,7 @@ class Access(ConsoleTest):
         self.browser.reload()
         self.wait("document.querySelector('main h1')?.textContent === 'Live'")
         self.assertEqual(self.value("document.cookie"), "")
-        self.assertNotIn(self.http.token, self.http.text().replace(self.http.address, ""))
+        self.assertNotIn(self.http.token, self.http.error_text().replace(self.http.address, ""))
 
     def test_nothing_but_its_own_origin(self):
         for address in self.views().values():

@@ -3,41 +3,25 @@
 import http.client
 import json
 import os
-import re
-import subprocess
 import tempfile
-import time
 import unittest
 
 from chromium import Chromium
-from quorva import DEADLINE, Server, end, fail
+from quorva import DEADLINE, HttpServer, Server, fail
 
 BIN = ""  # the directory of the programs; set by the main program
 PICTURES = os.environ.get("QUORVA_PICTURES")  # a directory for screenshots; none are made without it
 
 
-class HttpProcess:
-    """quorva-http as a child process, on a free port."""
+class ConsoleServer(HttpServer):
+    """quorva-http with the console."""
+
+    STARTED = HttpServer.STARTED + r"quorva-http: console at (http://127\.0\.0\.1:\d+/console)#token=(\w+)\n"
 
     def __init__(self, scratch, server_port, arguments, port=0):
-        self.errors = os.path.join(scratch, "http.errors")
-        with open(self.errors, "wb") as errors:
-            self.process = subprocess.Popen(
-                [os.path.join(BIN, "quorva-http"), "--listen", str(port), "--port", str(server_port), *arguments],
-                stdin=subprocess.DEVNULL, stdout=errors, stderr=errors)
-        found = None
-        deadline = time.monotonic() + DEADLINE
-        while not found and self.process.poll() is None and time.monotonic() < deadline:
-            found = re.search(r"console at (http://127\.0\.0\.1:(\d+)/console)#token=(\w+)\n", self.text())
-            time.sleep(0.01)
-        if not found:
-            fail(f"quorva-http does not start:\n{self.text()}")
-        self.page, self.port, self.token = found[1], int(found[2]), found[3]
+        super().__init__([os.path.join(BIN, "quorva-http"), *arguments], scratch, server_port, port)
+        self.page, self.token = self.started[3], self.started[4]
         self.address = f"{self.page}#token={self.token}"
-
-    def text(self):
-        with open(self.errors, encoding="utf-8") as errors:
-            return errors.read()
 
     def call(self, operation, body):
         """A request of the console, without the browser: (status, body)."""
@@ -46,10 +30,6 @@ class HttpProcess:
             "X-Amz-Target": operation, "Authorization": f"Bearer {self.token}"})
         answer = connection.getresponse()
         return answer.status, answer.read().decode()
-
-    def stop(self):
-        self.process.terminate()
-        self.process.wait(DEADLINE)
 
 
 class ConsoleTest(unittest.TestCase):
@@ -76,8 +56,8 @@ class ConsoleTest(unittest.TestCase):
 
     @classmethod
     def start_http(cls, port=0):
-        cls.http = HttpProcess(cls.scratch.name, cls.server.port, cls.options, port)
-        cls.addClassCleanup(end, cls.http.process)
+        cls.http = ConsoleServer(cls.scratch.name, cls.server.port, cls.options, port)
+        cls.addClassCleanup(cls.http.clean_up)
 
     @classmethod
     def open_console(cls):

@@ -9,7 +9,6 @@ its document; ports, times and rounds are then reduced to what a test can afford
 
 import os
 import re
-import subprocess
 import sys
 import tempfile
 

@@ -1,7 +1,7 @@
 // The API of 2012-08-10 over HTTP, beside that of 2011-12-05. What its operations do is tested in tests/api.
-#include "http/gzipped.h"
 #include "http/httpclient.h"
 #include "http/httpprocess.h"
+#include "support/gzipped.h"
 #include "support/serverprocess.h"
 
 #include <gmock/gmock.h>

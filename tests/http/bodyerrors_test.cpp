@@ -1,5 +1,5 @@
 #include "errorfixture.h"
-#include "gzipped.h"
+#include "support/gzipped.h"
 
 #include <string>
 

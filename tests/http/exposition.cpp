@@ -1,11 +1,12 @@
 #include "exposition.h"
 
+#include "support/lines.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <regex>
-#include <sstream>
 
 namespace {
 
@@ -28,8 +29,7 @@ double numberOf(const std::string& text)
 Exposition::Exposition(const std::string& text)
 {
     EXPECT_TRUE(text.ends_with('\n')) << text;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);)
+    for (const std::string& line : linesOf(text))
         readLine(line);
     endFamily();
 }

@@ -7,10 +7,8 @@ import glob
 import os
 import re
 import shlex
-import subprocess
-import time
 
-from quorva import DEADLINE, end, expect, fail, run
+from quorva import HttpServer, expect, run
 
 
 def build_packages(build, scratch, *options):
@@ -85,24 +83,13 @@ def make_state_directory(root):
 
 @contextlib.contextmanager
 def gateway(root, port, scratch):
-    """Runs quorva-http as its service does, for the server on a port. Its own address."""
-    command = service_command(root, "quorva-http", "QUORVA_HTTP_OPTIONS", ["--listen", "0", "--port", str(port)])
-    messages = os.path.join(scratch, "http.log")
-    with open(messages, "w", encoding="utf-8") as log:
-        process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stderr=log)
+    """Runs quorva-http as its service does, for the server on a port. Its URL."""
+    http = HttpServer(service_command(root, "quorva-http", "QUORVA_HTTP_OPTIONS", []), scratch, port)
     try:
-        listening = None
-        deadline = time.monotonic() + DEADLINE
-        while listening is None:
-            listening = re.search(r"listening on (127.0.0.1:\d+) ", open(messages).read())
-            if listening is None and (process.poll() is not None or time.monotonic() > deadline):
-                fail(f"quorva-http does not listen:\n{open(messages).read()}")
-            time.sleep(0.01)
-        yield listening[1]
-        process.terminate()
-        expect("the end of quorva-http", process.wait(DEADLINE), 0)
+        yield http.url
+        http.stop()
     finally:
-        end(process)
+        http.clean_up()
 
 
 def backup_arguments(root, unit, state):

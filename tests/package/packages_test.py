@@ -66,8 +66,8 @@ def check_unit(path, bin_directory, scratch):
 
 def use_gateway(root, server, scratch):
     """Reads the item over HTTP."""
-    with gateway(root, server.port, scratch) as address:
-        request = urllib.request.Request(f"http://{address}/", json.dumps(GET_ITEM).encode(),
+    with gateway(root, server.port, scratch) as url:
+        request = urllib.request.Request(f"{url}/", json.dumps(GET_ITEM).encode(),
                                          {"X-Amz-Target": "DynamoDB_20111205.GetItem"})
         # Without any proxy set in the environment.
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))

@@ -4,6 +4,7 @@
 #include "support/files.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -33,6 +34,17 @@ inline std::vector<std::string> namesIn(const std::string& directory)
         names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+/** The sum of the sizes of a directory's files whose names begin with `prefix`. */
+inline std::uintmax_t bytesIn(const std::string& directory, const std::string& prefix)
+{
+    std::uintmax_t bytes = 0;
+    for (const std::string& name : namesIn(directory)) {
+        if (name.starts_with(prefix))
+            bytes += std::filesystem::file_size(directory + '/' + name);
+    }
+    return bytes;
 }
 
 #endif

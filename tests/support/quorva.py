@@ -7,6 +7,7 @@ import fcntl
 import json
 import os
 import random
+import re
 import signal
 import socket
 import subprocess
@@ -176,6 +177,43 @@ class Server:
         if self.process is not None:
             end(self.process)
         self.parent.close()
+
+
+class HttpServer:
+    """quorva-http as a child process, in front of the server on a port."""
+
+    STARTED = r"listening on (127\.0\.0\.1:(\d+)) for the server.*\n"  # what it says first
+
+    def __init__(self, command, scratch, server_port, port=0):
+        """`command` is a program and its options, without ports. Standard error goes to `scratch`/http.errors. It
+        listens on a free port unless one is named."""
+        self.errors = os.path.join(scratch, "http.errors")
+        with open(self.errors, "wb") as errors:
+            self.process = subprocess.Popen(
+                ["setpriv", "--pdeathsig", "KILL", *command, "--listen", str(port), "--port", str(server_port)],
+                stdin=subprocess.DEVNULL, stdout=errors, stderr=errors)
+        deadline = time.monotonic() + DEADLINE
+        while not (started := re.search(self.STARTED, self.error_text())):
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                text = self.error_text()
+                end(self.process)
+                fail(f"quorva-http does not listen:\n{text}")
+            time.sleep(0.01)
+        self.started = started
+        self.url = "http://" + started[1]
+        self.port = int(started[2])
+
+    def error_text(self):
+        with open(self.errors, encoding="utf-8", errors="replace") as errors:
+            return errors.read()
+
+    def stop(self):
+        """Ends it as its service does."""
+        self.process.terminate()
+        expect("the end of quorva-http", self.process.wait(DEADLINE), 0)
+
+    def clean_up(self):
+        end(self.process)
 
 
 class Connection:

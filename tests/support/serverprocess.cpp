@@ -4,6 +4,7 @@
 #include "protocol/operations.h"
 #include "support/files.h"
 #include "support/heldport.h"
+#include "support/lines.h"
 #include "support/programrun.h"
 #include "support/waituntil.h"
 #include "json/jsonreader.h"
@@ -150,11 +151,7 @@ std::string ServerProcess::logText() const
 
 std::vector<std::string> ServerProcess::logLines() const
 {
-    std::vector<std::string> lines;
-    std::istringstream text(logText());
-    for (std::string line; std::getline(text, line);)
-        lines.push_back(line);
-    return lines;
+    return linesOf(logText());
 }
 
 bool ServerProcess::waitForLog(std::string_view part, std::chrono::milliseconds deadline)

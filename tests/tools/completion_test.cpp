@@ -1,4 +1,6 @@
+#include "helptext.h"
 #include "protocol/operations.h"
+#include "support/lines.h"
 #include "support/programrun.h"
 
 #include <gmock/gmock.h>
@@ -20,15 +22,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using testing::UnorderedElementsAreArray;
 using Words = std::vector<std::string>;
-
-Words linesOf(const std::string& text)
-{
-    Words lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 /** The completions that bash would offer for the last of these words. */
 Words completionsOf(const Words& words)
@@ -56,18 +49,6 @@ std::string helpOf(Words words)
 {
     words.emplace_back("--help");
     return runProgram(QUORVACTL_BINARY, words).output;
-}
-
-Words commandsIn(const std::string& help)
-{
-    Words names;
-    bool inside = false;
-    for (const std::string& line : linesOf(help)) {
-        inside = line == "Subcommands:" || (inside && line.starts_with("  "));
-        if (inside && line.starts_with("  "))
-            names.push_back(line.substr(2, line.find(' ', 2) - 2));
-    }
-    return names;
 }
 
 struct Options {

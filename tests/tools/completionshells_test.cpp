@@ -1,20 +1,18 @@
 #include "shellfixture.h"
 
+#include "support/lines.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace {
 
 using Words = std::vector<std::string>;
 
-Words linesOf(const std::string& text)
+Words sortedLines(const std::string& text)
 {
-    Words lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
+    Words lines = linesOf(text);
     std::sort(lines.begin(), lines.end());
     return lines;
 }
@@ -40,11 +38,7 @@ protected:
         const ProgramRun run = runProgram("/usr/bin/env", all);
         EXPECT_EQ(run.status, 0);
         EXPECT_EQ(run.error, "");
-        std::istringstream stream(run.output);
-        Words lines;
-        for (std::string line; std::getline(stream, line);)
-            lines.push_back(line);
-        return lines;
+        return linesOf(run.output);
     }
 
     /** A shell that runs a script first, in the directory, with the program in its path. */
@@ -132,7 +126,7 @@ TEST_F(CompletionShells, FishCompletesTheSame)
         const ProgramRun run = runProgram("/usr/bin/env", all);
         EXPECT_EQ(run.status, 0) << line;
         EXPECT_EQ(run.error, "") << line;
-        return linesOf(run.output);
+        return sortedLines(run.output);
     };
     EXPECT_EQ(complete("quorvactl descr"), Words({"describe"}));
     EXPECT_EQ(complete("quorvactl scan 'shop|o"), Words({"shop|old stock", "shop|orders"}));

@@ -1,3 +1,4 @@
+#include "helptext.h"
 #include "support/quorvactl.h"
 
 #include <gmock/gmock.h>
@@ -13,24 +14,15 @@ using testing::AllOf;
 using testing::HasSubstr;
 using Words = std::vector<std::string>;
 
-/** The command names listed in a help text. */
-Words commandsIn(const std::string& help)
-{
-    Words names;
-    std::istringstream lines(help.substr(std::min(help.find("\nSubcommands:\n") + 14, help.size())));
-    for (std::string line; std::getline(lines, line) && line.starts_with("  ");)
-        names.push_back(line.substr(2, line.find(' ', 2) - 2));
-    return names;
-}
-
 } // namespace
 
 TEST(Help, NamesAllCommands)
 {
     EXPECT_EQ(commandsIn(quorvactl({"--help"}).output),
-              Words({"put", "get", "update", "delete", "scan", "query", "import", "export", "init", "create-table",
-                     "describe", "tables", "delete-table", "truncate", "drop-table", "compact", "check", "flush",
-                     "backup", "restore", "standby", "status", "top", "call", "help"}));
+              Words({"put",        "get",     "update",       "delete",   "scan",   "query",        "import",
+                     "export",     "init",    "create-table", "describe", "tables", "delete-table", "truncate",
+                     "drop-table", "compact", "check",        "flush",    "backup", "restore",      "standby",
+                     "status",     "top",     "call",         "help"}));
 }
 
 TEST(Help, EveryCommandHasAnExampleOfItself)

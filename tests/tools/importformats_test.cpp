@@ -1,7 +1,9 @@
 #include "importfixture.h"
 
+#include "support/gzipped.h"
+#include "support/lines.h"
+
 #include <gmock/gmock.h>
-#include <zlib.h>
 
 namespace {
 
@@ -9,14 +11,10 @@ using testing::HasSubstr;
 
 class ImportFormats : public ToolTest {
 protected:
-    /** A file of gzip's, whatever its name is. */
+    /** A compressed file, whatever its name is. */
     std::string writeCompressed(const std::string& name, const std::string& content) const
     {
-        const gzFile file = gzopen(pathOf(name).c_str(), "wb");
-        EXPECT_EQ(gzwrite(file, content.data(), static_cast<unsigned>(content.size())),
-                  static_cast<int>(content.size()));
-        EXPECT_EQ(gzclose(file), Z_OK);
-        return pathOf(name);
+        return writeFile(name, gzipped(content));
     }
 
     /** All items, in the order of their keys. */
@@ -24,13 +22,11 @@ protected:
 
     static std::string sorted(const std::string& unsorted)
     {
-        std::istringstream lines(unsorted);
-        std::set<std::string> ordered;
-        for (std::string line; std::getline(lines, line);)
-            ordered.insert(line + '\n');
+        std::vector<std::string> lines = linesOf(unsorted);
+        std::sort(lines.begin(), lines.end());
         std::string text;
-        for (const std::string& line : ordered)
-            text += line;
+        for (const std::string& line : lines)
+            text += line + '\n';
         return text;
     }
 };

@@ -1,5 +1,6 @@
 #include "tools/inputbytes.h"
 
+#include "support/gzipped.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
@@ -9,28 +10,11 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <zlib.h>
 
 namespace {
 
 using Ctl::InputBytes;
 using Result = InputBytes::Result;
-
-std::string compressed(const std::string& text)
-{
-    z_stream stream{};
-    EXPECT_EQ(deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY), Z_OK);
-    std::string out(deflateBound(&stream, text.size()) + 64, '\0');
-    std::string in = text;
-    stream.next_in = reinterpret_cast<Bytef*>(in.data());
-    stream.avail_in = static_cast<uInt>(in.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-    out.resize(out.size() - stream.avail_out);
-    deflateEnd(&stream);
-    return out;
-}
 
 struct Outcome {
     std::string text;
@@ -86,7 +70,7 @@ TEST(InputBytes, ArePassedOnAsTheyAre)
 TEST(InputBytes, AreDecompressedWhenTheyAreGzip)
 {
     for (const std::string& content : {std::string(), std::string("a"), longText()}) {
-        const std::string file = compressed(content);
+        const std::string file = gzipped(content);
         const Outcome outcome = read(file);
         EXPECT_EQ(outcome.result, Result::End);
         EXPECT_EQ(outcome.text, content);
@@ -98,7 +82,7 @@ TEST(InputBytes, AreDecompressedWhenTheyAreGzip)
 TEST(InputBytes, MayConsistOfSeveralCompressedFilesAndZeros)
 {
     const std::string text = longText();
-    const Outcome outcome = read(compressed("a\n") + compressed("") + compressed(text) + std::string(1000, '\0'));
+    const Outcome outcome = read(gzipped("a\n") + gzipped("") + gzipped(text) + std::string(1000, '\0'));
     EXPECT_EQ(outcome.result, Result::End);
     EXPECT_EQ(outcome.text, "a\n" + text);
 }
@@ -107,7 +91,7 @@ TEST(InputBytes, AreRecognizedFromAPipeThatDeliversThemOneByOne)
 {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const std::string file = compressed("one by one");
+    const std::string file = gzipped("one by one");
     std::size_t sent = 0;
     InputBytes input(ends[0], [&] {
         if (sent < file.size())
@@ -128,7 +112,7 @@ TEST(InputBytes, AreRecognizedFromAPipeThatDeliversThemOneByOne)
 TEST(InputBytes, FailWhenTheCompressedDataIsIncompleteOrDamaged)
 {
     const std::string text = longText();
-    const std::string file = compressed(text);
+    const std::string file = gzipped(text);
     const Outcome cut = read(file.substr(0, file.size() / 2));
     EXPECT_EQ(cut.result, Result::Failed);
     EXPECT_EQ(cut.error, "the compressed data ends too early");
@@ -139,7 +123,7 @@ TEST(InputBytes, FailWhenTheCompressedDataIsIncompleteOrDamaged)
     damaged[damaged.size() - 6] ^= 1; // a byte of the checksum
     EXPECT_EQ(read(damaged).error, "the compressed data is damaged");
     EXPECT_EQ(read("\x1f\x8b no gzip").error, "the compressed data is damaged");
-    EXPECT_EQ(read(compressed("a") + "b").error, "something else follows the compressed data");
+    EXPECT_EQ(read(gzipped("a") + "b").error, "something else follows the compressed data");
     EXPECT_EQ(read("\x1f\x8b").error, "the compressed data ends too early");
 }
 

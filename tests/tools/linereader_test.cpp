@@ -37,7 +37,7 @@ private:
 };
 
 /** The lines of an input that has only valid ones. */
-std::vector<std::string> linesOf(const std::string& content)
+std::vector<std::string> linesRead(const std::string& content)
 {
     const Input input(content);
     LineReader reader(input.descriptor());
@@ -57,19 +57,19 @@ using Lines = std::vector<std::string>;
 
 TEST(LineReader, SplitsAtLineEnds)
 {
-    EXPECT_EQ(linesOf(""), Lines());
-    EXPECT_EQ(linesOf("\n"), Lines({""}));
-    EXPECT_EQ(linesOf("a\nb\n"), Lines({"a", "b"}));
-    EXPECT_EQ(linesOf("a\n\nb"), Lines({"a", "", "b"}));
-    EXPECT_EQ(linesOf("a\r\n"), Lines({"a\r"}));
+    EXPECT_EQ(linesRead(""), Lines());
+    EXPECT_EQ(linesRead("\n"), Lines({""}));
+    EXPECT_EQ(linesRead("a\nb\n"), Lines({"a", "b"}));
+    EXPECT_EQ(linesRead("a\n\nb"), Lines({"a", "", "b"}));
+    EXPECT_EQ(linesRead("a\r\n"), Lines({"a\r"}));
 }
 
 TEST(LineReader, JoinsWhatComesInSeveralPieces)
 {
     const std::string longLine(300000, 'x');
     const std::string exact(65536, 'y'); // the size of one read
-    EXPECT_EQ(linesOf("a\n" + longLine + "\nb\n" + longLine), Lines({"a", longLine, "b", longLine}));
-    EXPECT_EQ(linesOf(exact + '\n' + exact), Lines({exact, exact}));
+    EXPECT_EQ(linesRead("a\n" + longLine + "\nb\n" + longLine), Lines({"a", longLine, "b", longLine}));
+    EXPECT_EQ(linesRead(exact + '\n' + exact), Lines({exact, exact}));
 }
 
 TEST(LineReader, PassesOverALineThatIsTooLong)

@@ -1,13 +1,13 @@
 #ifndef QUORVA_TESTS_TOOLS_READCOMMANDFIXTURE_H
 #define QUORVA_TESTS_TOOLS_READCOMMANDFIXTURE_H
 
+#include "support/lines.h"
 #include "toolfixture.h"
 
 #include <QStringList>
 
 #include <atomic>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,8 +20,7 @@ protected:
     {
         EXPECT_TRUE(run.output.empty() || run.output.ends_with('\n'));
         QVariantList items;
-        std::istringstream lines(run.output);
-        for (std::string line; std::getline(lines, line);) {
+        for (const std::string& line : linesOf(run.output)) {
             QVariant item;
             EXPECT_TRUE(Json::parse(QByteArray::fromStdString(line), &item)) << line;
             items.append(item);

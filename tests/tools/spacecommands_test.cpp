@@ -13,15 +13,7 @@ using testing::MatchesRegex;
 
 class SpaceCommands : public ToolTest {
 protected:
-    std::uintmax_t bytesOf(const std::string& prefix) const
-    {
-        std::uintmax_t bytes = 0;
-        for (const std::string& name : namesIn(home())) {
-            if (name.starts_with(prefix))
-                bytes += fs::file_size(home() + '/' + name);
-        }
-        return bytes;
-    }
+    std::uintmax_t bytesOf(const std::string& prefix) const { return bytesIn(home(), prefix); }
 
     /** Stores items of 1 KB with one hash key, and deletes all but every tenth. */
     void fillAndDelete(int items)

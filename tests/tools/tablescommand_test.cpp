@@ -1,3 +1,4 @@
+#include "support/directorycontents.h"
 #include "support/scriptedserver.h"
 #include "toolfixture.h"
 #include "json/jsonreader.h"
@@ -15,15 +16,7 @@ using testing::StartsWith;
 class TablesCommand : public ToolTest {
 protected:
     /** The bytes of the files in the environment's directory whose names begin with this. */
-    std::uintmax_t bytesOf(const std::string& table) const
-    {
-        std::uintmax_t sum = 0;
-        for (const auto& file : std::filesystem::directory_iterator(home())) {
-            if (file.path().filename().string().starts_with(table))
-                sum += file.file_size();
-        }
-        return sum;
-    }
+    std::uintmax_t bytesOf(const std::string& table) const { return bytesIn(home(), table); }
 
     std::string cannotList(const std::string& directory, const std::string& says) const
     {

@@ -1,4 +1,5 @@
 #include "support/heldport.h"
+#include "support/lines.h"
 #include "support/samplestatus.h"
 #include "support/scriptedserver.h"
 #include "terminalprogram.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <csignal>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,15 +24,6 @@ using testing::Not;
 const std::string Enter = "\033[?1049h\033[?25l\033[?7l";
 const std::string Leave = "\033[?7h\033[?25h\033[?1049l";
 const std::string HelpEnd = "arrows scroll";
-
-std::vector<std::string> linesOf(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
 
 /** The sample, on a screen. */
 class TopScreen : public testing::Test {

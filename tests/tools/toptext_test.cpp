@@ -112,8 +112,9 @@ TEST(TopTextOfNoServer, SaysSoAndGoesOn)
 
 TEST(TopTextOfAServerThatComesBack, ShowsItAgain)
 {
-    ReplyingServer server([count = 0](const QByteArray&, const QByteArray&) mutable -> std::optional<QByteArray> {
-        ++count;
+    std::atomic<int> requests = 0; // one connection at a time, each on a thread of its own
+    ReplyingServer server([&requests](const QByteArray&, const QByteArray&) -> std::optional<QByteArray> {
+        const int count = ++requests;
         if (count == 2)
             return std::nullopt; // closes
         if (count == 3)

@@ -1,142 +1,17 @@
 #!/usr/bin/env python3
-"""Uses the configurations in the documents that are no console sessions, with the programs that they are for.
+"""Compares docs/monitoring.md with the figures of quorva-http, and has promtool evaluate its rules and expressions.
 
-    examples_test.py SOURCE BIN NAME
-
-Each is taken from its document as it stands there; only directories and ports are replaced.
+    monitoring_test.py SOURCE BIN NAME
 """
 
-import glob
-import os
 import re
 import shutil
-import signal
-import subprocess
-import sys
-import tempfile
-import textwrap
-import time
 import urllib.request
 
-from quorva import DEADLINE, Server, end, expect, fail, free_port, run, run_main
+from examples import Place, indented, read, run_example, write
+from quorva import DEADLINE, HttpServer, expect, run, run_main
 
 SKIPPED = 77  # the status that ctest takes for a skipped test
-SBIN = os.environ["PATH"] + ":/usr/sbin:/sbin"
-
-
-def indented(document, first_line):
-    """The indented block in a document that begins with this line."""
-    with open(document, encoding="utf-8") as file:
-        lines = file.read().splitlines()
-    if lines.count("    " + first_line) != 1:
-        fail(f"{document} does not say {first_line} once")
-    block = []
-    for line in lines[lines.index("    " + first_line):]:
-        if line and not line.startswith("    "):
-            break
-        block.append(line)
-    return textwrap.dedent("\n".join(block)).rstrip() + "\n"
-
-
-def write(path, text):
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-    return path
-
-
-def read(path):
-    with open(path, encoding="utf-8") as file:
-        return file.read()
-
-
-def wait_until(what, condition):
-    deadline = time.monotonic() + DEADLINE
-    while not condition():
-        if time.monotonic() > deadline:
-            fail(f"not within {DEADLINE} seconds: {what}")
-        time.sleep(0.01)
-
-
-class Place:
-    """A scratch directory with a server of which tests use the tool."""
-
-    def __init__(self, scratch, binaries):
-        self.path = scratch
-        self.binaries = binaries
-        self.server = Server([f"{binaries}/quorva"], scratch)
-
-    def __enter__(self):
-        self.server.start()
-        return self
-
-    def __exit__(self, *exception):
-        self.server.clean_up()
-
-    def tool(self, *words):
-        return run([f"{self.binaries}/quorvactl", *words], cwd=self.path,
-                   env={**os.environ, "QUORVA_PORT": str(self.server.port)})
-
-    def make_table(self, table):
-        self.tool("init", table.split("|")[0])
-        self.tool("create-table", table, "customer", "date")
-
-
-def test_logrotate(binaries, scratch):
-    directory = f"{scratch}/quorva"
-    os.makedirs(f"{directory}/log")
-    block = indented("docs/operating.md", "/srv/quorva/log/*.log {").replace("/srv/quorva", directory)
-    rotation = write(f"{scratch}/logrotate.conf", block)
-    os.chmod(rotation, 0o644)  # it takes no file that others may write
-    log = f"{directory}/log/server.log"
-    server = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", f"{binaries}/quorva", "-p", str(free_port()), "-d", log],
-                              env={**os.environ, "QUORVA_LOCKFILE": f"{directory}/server.lock"})
-
-    def rotate():
-        run(["logrotate", "--force", "--state", f"{scratch}/state", rotation], env={**os.environ, "PATH": SBIN})
-        wait_until("a log that was reopened", lambda: os.path.exists(log) and "Log file reopened" in read(log))
-
-    try:
-        wait_until("a server that listens", lambda: os.path.exists(log) and "Server listening" in read(log))
-        first = read(log)
-        rotate()
-        expect("the lines before the rotation", read(f"{log}.1"), first)
-        expect("the lines after it", len(read(log).splitlines()), 1)
-        rotate()
-        expect("the log files", sorted(os.listdir(f"{directory}/log")), ["server.log", "server.log.1", "server.log.2.gz"])
-        expect("the lines before both", run(["gzip", "-dc", f"{log}.2.gz"]), first)
-    finally:
-        end(server)
-
-
-def test_rsync(binaries, scratch):
-    words = indented("docs/backup.md", "rsync --archive /srv/backup/shop/ standby:/srv/backup/shop/").split()
-    here, there = f"{scratch}/here", f"{scratch}/there"
-    command = [word.replace("standby:/srv", there).replace("/srv", here) for word in words]
-    expect("directories in the command", [word for word in command if ":" in word or word.startswith("/srv")], [])
-    os.makedirs(f"{there}/backup")
-    with Place(scratch, binaries) as place:
-        place.make_table("shop|orders")
-
-        def night(item, *options):
-            place.tool("put", "shop|orders", "customer=S:abc", f"date=S:{item}")
-            place.tool("backup", "nightly", "shop", "--to", f"{here}/backup", "--keep", "1")
-            run([*command, *options])
-            return place.tool("standby", f"{there}/backup/shop", "standby")
-
-        expect("what the standby has", "standby has caught up" in night("2012-01"), True)
-        night("2012-02")
-        expect("copies here and there", [len(glob.glob(f"{side}/backup/shop/*.verified")) for side in (here, there)],
-               [1, 2])
-        night("2012-03", "--delete-after")
-        expect("copies there without those removed here", sorted(os.listdir(f"{there}/backup/shop")),
-               sorted(os.listdir(f"{here}/backup/shop")))
-        place.server.kill()
-        switched = place.tool("standby", f"{there}/backup/shop", "standby", "--switch")
-        expect("the switch", switched.splitlines()[-1], "servers can open standby, with 1 table with 3 items")
-        place.server.start()
-        expect("the items", place.tool("scan", "standby|orders", "--count"), "3\n")
-
-
 RULES = ("docs/monitoring.md", "groups:")
 EXPRESSIONS = ("docs/monitoring.md", "# requests per second, by operation")
 
@@ -168,22 +43,16 @@ def test_figures(binaries, scratch):
 
 def scrape(place):
     """The figures of quorva-http."""
-    messages = f"{place.path}/http.log"
-    with open(messages, "w", encoding="utf-8") as log:
-        gateway = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", f"{place.binaries}/quorva-http", "--listen", "0",
-                                    "--port", str(place.server.port)], stderr=log)
+    http = HttpServer([f"{place.binaries}/quorva-http"], place.path, place.server.port)
     try:
-        wait_until("quorva-http listens", lambda: "listening on" in read(messages))
-        address = re.search(r"listening on (\S+) ", read(messages))[1]
         opener = urllib.request.build_opener(urllib.request.ProxyHandler({}))
         for _ in range(2):  # the first response is a figure of the second
-            with opener.open(f"http://{address}/metrics", timeout=DEADLINE) as reply:
+            with opener.open(f"{http.url}/metrics", timeout=DEADLINE) as reply:
                 text = reply.read().decode()
-        gateway.send_signal(signal.SIGTERM)
-        expect("the end of quorva-http", gateway.wait(DEADLINE), 0)
+        http.stop()
         return text
     finally:
-        end(gateway)
+        http.clean_up()
 
 
 HISTOGRAM = 'quorva_request_duration_seconds_bucket{operation="PutItem",outcome="Success",le="%s"}'
@@ -262,12 +131,5 @@ def test_promtool(_binaries, scratch):
     return 0
 
 
-def main():
-    source, binaries, name = sys.argv[1:]
-    os.chdir(source)
-    with tempfile.TemporaryDirectory(prefix="quorva-example-") as scratch:
-        return globals()["test_" + name](os.path.abspath(binaries), os.path.realpath(scratch))
-
-
 if __name__ == "__main__":
-    run_main(main)
+    run_main(run_example, globals())

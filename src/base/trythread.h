@@ -1,18 +1,18 @@
-#ifndef QUORVA_NET_TRYTHREAD_H
-#define QUORVA_NET_TRYTHREAD_H
+#ifndef QUORVA_BASE_TRYTHREAD_H
+#define QUORVA_BASE_TRYTHREAD_H
 
 #include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-namespace Net {
+namespace Base {
 
 /**
  * A thread that runs `work`; not joinable if none can be created.
  *
- * The threads of this layer are not QThreads: each of those opens a descriptor for an event loop that is never run, and
- * aborts the process when none is left.
+ * Threads are not QThreads: each of those opens a descriptor for an event loop that is never run, and aborts the
+ * process when none is left.
  */
 template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
 {
@@ -25,6 +25,6 @@ template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
     }
 }
 
-} // namespace Net
+} // namespace Base
 
 #endif

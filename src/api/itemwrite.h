@@ -1,0 +1,50 @@
+#ifndef QUORVA_API_ITEMWRITE_H
+#define QUORVA_API_ITEMWRITE_H
+
+#include "api/error.h"
+#include "api/itemstore.h"
+#include "api/jsonwriter.h"
+#include "api/tabledescription.h"
+#include "api/writecondition.h"
+#include "expressions/parameters.h"
+#include "items/attributevalue.h"
+
+#include <rapidjson/document.h>
+
+#include <cstddef>
+#include <optional>
+
+namespace Api {
+
+/** A PutItem or DeleteItem: a write under a condition, which returns at most the old item. For one request. */
+class ItemWrite {
+public:
+    /** Reads the condition and "ReturnValues"; before anything else. */
+    [[nodiscard]] Failure read(Expressions::RequestKind kind, const rapidjson::Value& request);
+
+    /** True if the existing item does not matter, so that it need not be read. */
+    bool isPlain() const { return condition_->isEmpty() && !returnsOld_; }
+
+    /** Makes the change if the condition holds. Deleting an item that does not exist changes nothing. */
+    [[nodiscard]] Failure carryOut(const ItemStore& store, const StoredKey& key, ItemStore::FirstGuess guess,
+                                   const ItemChange& change);
+
+    /** The size of the old item as the API counts it; 0 if there was none, or if it was not read. */
+    std::size_t oldBytes() const;
+
+    /** Writes the reply. `bytes`: the size of what was written, as the API counts it. */
+    void writeReply(const rapidjson::Value& request, const Table& table, std::size_t bytes, JsonWriter* reply) const;
+
+private:
+    std::optional<WriteCondition> condition_;
+    bool returnsOld_ = false;
+    std::optional<Items::Item> old_;
+};
+
+/** Writes the reply to a write of one item: the attributes that it returns, if any, and its capacity. */
+void writeItemReply(const rapidjson::Value& request, const Table& table, const Items::Item* returned, std::size_t bytes,
+                    JsonWriter* reply);
+
+} // namespace Api
+
+#endif

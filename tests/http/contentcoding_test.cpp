@@ -77,7 +77,7 @@ TEST(ContentCoding, NothingMayFollow)
     const struct {
         const char* coding;
         QByteArray bytes;
-    } cases[] = {{"gzip", packed(text, Gzip)}, {"deflate", packed(text, Deflate)}, {"br", Brotli}};
+    } cases[] = {{"gzip", packed(text, GzipFormat)}, {"deflate", packed(text, ZlibFormat)}, {"br", Brotli}};
     for (const auto& [coding, bytes] : cases) {
         for (const QByteArray& more : {QByteArray("x"), QByteArray(1, '\0'), bytes}) {
             QByteArray body;

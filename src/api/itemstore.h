@@ -54,9 +54,6 @@ public:
     [[nodiscard]] Failure send(const ::Operations::Operation& operation, const std::string& body,
                                ServerReply* reply) const;
 
-    /** The error of an item that the server has but this API cannot read, because of `why`. */
-    Failure unreadable(const StoredKey& key, const std::string& why) const;
-
     /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
     [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;
 
@@ -64,6 +61,7 @@ private:
     struct Snapshot;
 
     Failure snapshot(const StoredKey& key, Snapshot* found) const;
+    Failure unreadable(const StoredKey& key, const std::string& why) const;
     Failure snapshotOf(const rapidjson::Value* stored, const StoredKey& key, Snapshot* found) const;
     Failure commit(const StoredKey& key, const Snapshot& before, const ItemChange& change, ServerReply* reply) const;
     Failure changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, class BackOff* backOff) const;

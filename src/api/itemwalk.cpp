@@ -107,7 +107,7 @@ Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
     const Table& table = store_.table();
     if (!readKey(record, table.hash.name, &key->hash) || !readKey(record, table.serverRangeName, &key->range))
         return Errors::internal("The server's reply is not understood");
-    if (key->hash.empty()) // the server cannot scan on behind it
+    if (key->hash.empty()) // the server cannot continue a scan after it
         return ItemKeys::notOfThisApi(table, *key);
     return std::nullopt;
 }

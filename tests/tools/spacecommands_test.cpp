@@ -42,7 +42,7 @@ TEST_F(SpaceCommands, DeleteForGoodOnlyWhenTheyAreTold)
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap()}}));
     expectOutput({"truncate", table(), "--yes"}, "truncated " + table() + ": 1 item, 1 file, 8.0 KiB\n");
     expectOutput({"scan", table()}, "");
-    expectOutput({"drop-table", "--yes", table()}, "dropped " + table() + ": 0 items, 257 files, 2.0 MiB\n");
+    expectOutput({"drop-table", "--yes", table()}, "dropped " + table() + ": 0 items, 1 file, 8.0 KiB\n");
 }
 
 TEST_F(SpaceCommands, SayThatThereIsNoSuchTable)

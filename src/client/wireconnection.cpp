@@ -44,7 +44,7 @@ bool WireConnection::open(const QString& host, int port)
     socket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!isOpen())
         return fail("socket");
-    const bool isLimited = receiveTimeout_ <= 0 || limitReceives();
+    const bool isLimited = receiveTimeout_ == 0 || limitReceives();
     if (!isLimited || !connectTo(address)) {
         close();
         return false;
@@ -147,7 +147,7 @@ void WireConnection::setConnectTimeout(int milliseconds)
 
 void WireConnection::setReceiveTimeout(int milliseconds)
 {
-    receiveTimeout_ = milliseconds;
+    receiveTimeout_ = std::max(milliseconds, 0);
     if (isOpen())
         (void)limitReceives(); // cannot fail on an open socket
 }

@@ -144,30 +144,23 @@ private:
 
     bool readScalar(QVariant* value)
     {
-        switch (next()) {
+        const char* const begin = position();
+        if (!takeScalar())
+            return false;
+        switch (*begin) {
         case 't':
-            *value = true;
-            return takeWord("true");
         case 'f':
-            *value = false;
-            return takeWord("false");
+            *value = *begin == 't';
+            return true;
         case 'n':
             *value = QVariant();
-            return takeWord("null");
+            return true;
         default:
-            return readInteger(value);
+            qlonglong number = 0;
+            std::from_chars(begin, position(), number);
+            *value = number;
+            return true;
         }
-    }
-
-    bool readInteger(QVariant* value)
-    {
-        const char* const begin = position();
-        if (!takeInteger())
-            return false;
-        qlonglong number = 0;
-        std::from_chars(begin, position(), number);
-        *value = number;
-        return true;
     }
 
     const QByteArray& owner_;

@@ -1,6 +1,6 @@
-# Two ways to compile a whole build sooner, for which most of the time goes into the headers of Qt, Berkeley DB, GoogleTest
-# and the standard library. The preset dev has neither: it compiles each source alone, and so finds those that lack an
-# include, and one source that has changed is compiled again soonest.
+# Ways to compile a whole build sooner, for which most of the time goes into the headers of Qt, Berkeley DB, GoogleTest
+# and the standard library. The preset dev has neither of the first two: it compiles each source alone, and so finds those
+# that lack an include, and one source that has changed is compiled again soonest.
 
 # Compiles these headers once for all. Only headers of others are among them, so a change of ours never compiles them
 # again.
@@ -45,3 +45,9 @@ function(compile_together target)
         endif()
     endif()
 endfunction()
+
+# The compiler collects its garbage whenever its memory has doubled since the last time, from 128 MB on. Sources that are
+# compiled together reach a gigabyte whether it does or not, and the marking takes up to a seventh of their time.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    add_compile_options(--param=ggc-min-heapsize=524288)
+endif()

@@ -16,8 +16,6 @@
 #include "http/signals.h"
 #include "peer/allowedusers.h"
 
-#include <CLI/CLI.hpp>
-
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -197,26 +195,11 @@ int main(int argc, char** argv)
     std::set_terminate(giveUp);
     Http::Signals::block();
 
-    CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
-                 "quorva-http");
-    app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
-    app.footer(
-        "SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
-        "SIGHUP reopens the file of --log, for a rotation that has renamed it.\n"
-        "Exit status:\n"
-        "  0   ended by a signal\n"
-        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
-        "      standard error tells why\n"
-        "  64  the command line is wrong");
     Options options;
-    options.declare(&app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
-    }
+    if (int code = Base::ExitOk; !options.parse(argc, argv, &code))
+        return code;
     AllowedUsers users;
-    if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
+    if (options.limitsUsers) {
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());

@@ -77,7 +77,7 @@ int DirectWorker::put(unsigned item)
 
 int DirectWorker::get(unsigned item)
 {
-    return inTransaction([&](BDBTxn* txn) { return getIn(txn, item, 0); });
+    return Deadlocks::retry([&] { return getIn(nullptr, item, 0); }, [](int) {});
 }
 
 int DirectWorker::update(unsigned item)

@@ -60,25 +60,33 @@ template <typename Work> int inOwnTransaction(const TxnScope& scope, BDBIndex* d
     return txn.finish(work(&txn));
 }
 
+/** The line that says that an environment has failed is that of a transaction that cannot begin. */
+int reportFailedEnvironment(const TxnScope& scope)
+{
+    BDBTxn txn;
+    const int rc = txn.begin(scope, 0);
+    return rc != 0 ? rc : DB_RUNRECOVERY;
+}
+
 } // namespace
 
+/** Outside of a transaction, which would cost a sixth of a get, and whose list all threads share. */
 int Records::getDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, ItemFormatter* format, QByteArray* item)
 {
     if (db == nullptr)
         return DB_NOTFOUND;
-    BDBTxn txn;
-    if (const int rc = txn.begin(scope, 0))
-        return rc;
     RecordBuffers buffers(key);
     if (!buffers.valid() || !buffers.allocateData(RecordBuffers::SmallBytes))
         return LockedRead::allocationFailed(LogCrit, __LINE__);
-    const int rc = buffers.readGrowing([&] { return db->get(&txn, buffers.key(), buffers.data(), 0); });
+    const int rc = buffers.readGrowing([&] { return db->read(scope, buffers.key(), buffers.data()); });
     if (!buffers.valid())
         return LockedRead::allocationFailed(LogCrit, __LINE__);
+    if (rc == DB_RUNRECOVERY)
+        return reportFailedEnvironment(scope);
     if (rc != 0 && rc != DB_NOTFOUND && rc != DB_LOCK_DEADLOCK)
         LOG_ERROR(LogOrigin::Request, __LINE__) << "dbindex get failed for " << key << " rc " << rc;
-    if (const int ended = txn.finish(rc))
-        return ended;
+    if (rc != 0)
+        return rc;
     if (!format->append(buffers.dataBytes(), item)) {
         LOG_ERROR(LogOrigin::Request, __LINE__) << "parser error";
         return StatusInternalError;

@@ -13,8 +13,8 @@ class ItemFormatter;
 
 /**
  * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database.
- * Without a transaction argument an operation runs in one of its own, committed with the server's flags on 0 and
- * aborted otherwise.
+ * Without a transaction argument an operation that writes runs in one of its own, committed with the server's flags on
+ * 0 and aborted otherwise. A read alone needs none: Berkeley DB locks the record's page for its duration.
  *
  * Results: 0; StatusConditionFailed; StatusInternalError (allocation, stored text that does not parse, a malformed
  * condition); StatusNotFound (an ADD on wrong types); or Berkeley DB's code: DB_NOTFOUND from getDb, DB_BUFFER_SMALL

@@ -3,6 +3,7 @@
 #include "metrics/waits.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
+#include "storage/txnscope.h"
 
 BDBIndex::BDBIndex(DbEnv* env, u_int32_t flags) : Db(env, flags) {}
 
@@ -43,6 +44,15 @@ int BDBIndex::get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags)
     const int rc = Db::get(BDBTxn::handleOf(txn), key, data, flags);
     if (txn != nullptr)
         txn->noteRead(this);
+    return rc;
+}
+
+int BDBIndex::read(const TxnScope& scope, Dbt* key, Dbt* data)
+{
+    const int rc = get(nullptr, key, data, 0);
+    // Only now: a writer raises the file's count before it releases the page.
+    if (scope.unflushed() != nullptr)
+        scope.unflushed()->noteRead(*state_);
     return rc;
 }
 

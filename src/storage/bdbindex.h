@@ -9,6 +9,7 @@
 
 class BDBTxn;
 class ChangeCount;
+class TxnScope;
 
 /**
  * A database handle. Shared by all threads once it is open. A transaction argument may be null: no transaction.
@@ -28,6 +29,12 @@ public:
     [[nodiscard]] int put(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int get(BDBTxn* txn, Dbt* key, Dbt* data, u_int32_t flags);
     [[nodiscard]] int del(BDBTxn* txn, Dbt* key, u_int32_t flags);
+
+    /**
+     * Reads one record in no transaction, for a request that works in `scope`. Berkeley DB locks its page for as long
+     * as the read takes, so that it returns committed data, as a transaction that reads nothing else would.
+     */
+    [[nodiscard]] int read(const TxnScope& scope, Dbt* key, Dbt* data);
 
     /** Compacts the database from `start` on, or all of it if that is null, and gives free pages back to the system. */
     [[nodiscard]] int compact(BDBTxn* txn, Dbt* start, DB_COMPACT* counts, Dbt* end);

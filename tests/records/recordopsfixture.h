@@ -60,6 +60,8 @@ protected:
     std::size_t activeTransactions() { return statistics(&BDBEnv::txn_stat).st_nactive; }
     /** How many transactions have been aborted. */
     std::size_t aborts() { return statistics(&BDBEnv::txn_stat).st_naborts; }
+    std::size_t begunTransactions() { return statistics(&BDBEnv::txn_stat).st_nbegins; }
+    std::size_t heldLocks() { return statistics(&BDBEnv::lock_stat).st_nlocks; }
     /** How many times a lock has been requested, granted or not. */
     std::size_t lockRequests() { return statistics(&BDBEnv::lock_stat).st_nrequests; }
     /** How many times the log has been written to disk. */

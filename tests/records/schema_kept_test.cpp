@@ -44,21 +44,21 @@ protected:
             [](int) {});
     }
 
-    std::size_t transactions()
+    std::size_t lockRequests()
     {
-        DB_TXN_STAT* statistics = nullptr;
-        EXPECT_EQ(tables_.env()->txn_stat(&statistics, 0), 0);
-        const std::size_t begun = statistics->st_nbegins;
+        DB_LOCK_STAT* statistics = nullptr;
+        EXPECT_EQ(tables_.env()->lock_stat(&statistics, 0), 0);
+        const std::size_t requests = statistics->st_nrequests;
         std::free(statistics);
-        return begun;
+        return requests;
     }
 
-    /** Whether `work` reads from the database. The environment's own threads begin no transactions. */
+    /** Whether `work` reads from the database. The environment's own threads lock no pages. */
     template <typename Work> bool reads(Work work)
     {
-        const std::size_t before = transactions();
+        const std::size_t before = lockRequests();
         work();
-        return transactions() != before;
+        return lockRequests() != before;
     }
 };
 

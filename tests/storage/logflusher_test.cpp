@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -59,6 +60,19 @@ protected:
         EXPECT_EQ(txn.begin(TxnScope(&use), 0), 0);
         (void)rowOf(index != nullptr ? index : index_, &txn, key); // ignored: to have read it
         EXPECT_EQ(txn.commit(DB_TXN_SYNC), 0);
+        EXPECT_FALSE(use.unflushed().hasWritten());
+        return use;
+    }
+
+    /** The same for a read outside of a transaction. */
+    EnvironmentUse hasReadAlone(const char* key, BDBIndex* index)
+    {
+        EnvironmentUse use = makeUse();
+        Dbt keyDbt(const_cast<char*>(key), static_cast<u_int32_t>(std::strlen(key)));
+        Dbt data;
+        data.set_flags(DB_DBT_MALLOC);
+        (void)index->read(TxnScope(&use), &keyDbt, &data); // ignored: to have read it
+        std::free(data.get_data());
         EXPECT_FALSE(use.unflushed().hasWritten());
         return use;
     }
@@ -163,6 +177,17 @@ TEST_F(LogFlusherTest, ReadersWaitForTheFilesThatTheyHaveReadOnly)
     EXPECT_FALSE(hasRead("a", other_).unflushed().any());
     settle(std::move(writer));
     EXPECT_FALSE(hasRead("a").unflushed().any());
+}
+
+TEST_F(LogFlusherTest, ReadersOutsideOfATransactionWaitAsWell)
+{
+    EXPECT_FALSE(hasReadAlone("a", index_).unflushed().any());
+    EnvironmentUse writer = written("a");
+    EXPECT_TRUE(hasReadAlone("a", index_).unflushed().any());
+    EXPECT_TRUE(hasReadAlone("another", index_).unflushed().any());
+    EXPECT_FALSE(hasReadAlone("a", other_).unflushed().any());
+    settle(std::move(writer));
+    EXPECT_FALSE(hasReadAlone("a", index_).unflushed().any());
 }
 
 TEST_F(LogFlusherTest, AFailureIsForThoseWhoHaveWritten)

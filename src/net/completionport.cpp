@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <thread>
 #include <utility>
 
 namespace {
@@ -68,14 +69,38 @@ int CompletionPort::control(int operation, int socket, void* key, std::uint32_t 
 
 void* CompletionPort::next()
 {
-    // One event per call leaves the rest to other workers.
     epoll_event event{};
     ++waiting_;
-    while (epoll_wait(epoll_.number(), &event, 1, -1) != 1) {
-        // EINTR: a wait without limit can fail in no other way.
+    if (!takeReady(&event)) {
+        while (!take(&event, -1)) {
+            // EINTR: a wait without limit can fail in no other way.
+        }
     }
     --waiting_;
     return event.data.ptr;
+}
+
+/** One event per call leaves the rest to other workers. */
+bool CompletionPort::take(epoll_event* event, int milliseconds)
+{
+    return epoll_wait(epoll_.number(), event, 1, milliseconds) == 1;
+}
+
+/**
+ * Takes an event that is there, or lets other threads run once, so that there may be one when this returns false. With
+ * a few clients, a worker that has answered one is usually ahead of the next request by less than it takes to put it to
+ * sleep and wake another. Once, as a processor with nothing else to do must get its rest, and one thread at a time: the
+ * processors are for those who send requests.
+ */
+bool CompletionPort::takeReady(epoll_event* event)
+{
+    if (isLooking_.exchange(true))
+        return false;
+    const bool taken = take(event, 0);
+    if (!taken)
+        std::this_thread::yield();
+    isLooking_ = false;
+    return taken;
 }
 
 void CompletionPort::stop()

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <cstdint>
 
+struct epoll_event;
+
 /**
  * The one epoll instance that all workers wait on. Sockets are armed for one event at a time; taking that event disarms
  * the socket, so a connection belongs to one thread until that thread rearms it. After that, another thread may already
@@ -58,12 +60,15 @@ public:
 
 private:
     int control(int operation, int socket, void* key, std::uint32_t events);
+    bool take(epoll_event* event, int milliseconds);
+    bool takeReady(epoll_event* event);
 
     QMutex creationMutex_;
     std::atomic<bool> isOpen_{false}; // set once, under creationMutex_, after the descriptors
     Base::Descriptor epoll_;
-    Base::Descriptor stopEvent_;  // an eventfd in the epoll set, with the null key
-    std::atomic<int> waiting_{0}; // threads in next()
+    Base::Descriptor stopEvent_;         // an eventfd in the epoll set, with the null key
+    std::atomic<int> waiting_{0};        // threads in next()
+    std::atomic<bool> isLooking_{false}; // one of them is in takeReady()
 };
 
 #endif

@@ -1,14 +1,17 @@
 #include "net/completionport.h"
 
 #include "netsupport.h"
+#include "support/blockedcall.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/epoll.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -179,6 +182,22 @@ TEST(CompletionPort, OfThreadsThatLeaveItOnlyWhileItIsAttendedOneStays)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_LT(most, Threads);
+}
+
+TEST(CompletionPort, ThreadsWithoutAnEventSleep)
+{
+    TwoConnections two;
+    std::vector<std::unique_ptr<BlockedCall<void*>>> waits;
+    for (int i = 0; i < 4; ++i)
+        waits.push_back(std::make_unique<BlockedCall<void*>>([&] { return two.port.next(); }));
+    const auto asleep = [&] {
+        return std::all_of(waits.begin(), waits.end(), [](const auto& wait) { return wait->waitsForEvents(); });
+    };
+    EXPECT_TRUE(waitUntil(asleep));
+    EXPECT_EQ(two.port.waiting(), 4);
+    two.port.stop();
+    for (const auto& wait : waits)
+        EXPECT_EQ(wait->get(), nullptr);
 }
 
 TEST(CompletionPort, StopEndsEveryWait)

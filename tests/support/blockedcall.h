@@ -48,11 +48,28 @@ public:
      */
     [[nodiscard]] bool sleeps() const { return (currentSleep().operation & FUTEX_CMD_MASK) == FUTEX_WAIT_BITSET; }
 
+    /** Whether the call currently sleeps in a wait for events, as opposed to asking for them again and again. */
+    [[nodiscard]] bool waitsForEvents() const
+    {
+        const long number = currentCall().number;
+#ifdef SYS_epoll_wait
+        if (number == SYS_epoll_wait)
+            return true;
+#endif
+        return number == SYS_epoll_pwait;
+    }
+
     /** The call's result, once it has ended. */
-    Result get() { return result_.get(); }
+    Result get()
+    {
+        return result_.get();
+    }
 
 private:
-    bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
+    bool isDone() const
+    {
+        return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
 
     /** The first two arguments of `futex`; zeros when the thread is not in it. */
     struct Sleep {
@@ -62,11 +79,22 @@ private:
 
     Sleep currentSleep() const
     {
-        std::ifstream file("/proc/self/task/" + std::to_string(*thread_) + "/syscall"); // "running", or numbers
+        const Sleeping call = currentCall();
+        return call.number == SYS_futex ? call.arguments : Sleep{};
+    }
+
+    /** The system call that the thread sleeps in, with its first two arguments; -1 while it runs. */
+    struct Sleeping {
         long number = -1;
-        Sleep sleep;
-        if (file >> number && number == SYS_futex && file >> std::hex >> sleep.address >> sleep.operation)
-            return sleep;
+        Sleep arguments;
+    };
+
+    Sleeping currentCall() const
+    {
+        std::ifstream file("/proc/self/task/" + std::to_string(*thread_) + "/syscall"); // "running", or numbers
+        Sleeping call;
+        if (file >> call.number && file >> std::hex >> call.arguments.address >> call.arguments.operation)
+            return call;
         return {};
     }
 

@@ -162,8 +162,8 @@ TEST_F(BackupCommand, StartDoesNotTakeTheShippingFromAnotherTargetUnlessTold)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: the environment of " + table() + " is already being backed up to " + first +
-                             ", and that backup would end\n  try: --replace, if " + first +
-                             " no longer has to be kept up to date\n");
+                             ", and that backup would be stopped\n  try: --replace, if " + first +
+                             " no longer needs to be kept up to date\n");
     EXPECT_FALSE(fs::exists(second));
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "the first goes on";
 

@@ -19,7 +19,8 @@ using testing::StartsWith;
 std::string copyFailed(const std::string& target)
 {
     return "quorvactl: the copy to " + target +
-           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\", where 28 is a full disk; "
+           " failed; the server's log has the reason\n  try: its line \"Dbenv backup failed rc\", where 28 is a full "
+           "disk; "
            "then remove " +
            markerIn(target) + " and start the backup again\n";
 }
@@ -66,7 +67,7 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
-                             " has not grown for 1 second; the server goes on with it\n"
+                             " has not grown for 1 second; the server continues with it\n"
                              "  try: the server's log, and the disk of that directory; quorvactl backup stop ends the "
                              "copy\n");
     EXPECT_TRUE(hasMarker(target));

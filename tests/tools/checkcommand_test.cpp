@@ -106,7 +106,7 @@ TEST_F(Check, WhatIsNoDirectoryForTablesIsRefused)
     EXPECT_THAT(complaint(makeDirectory("empty")), HasSubstr(": there are no tables in "));
     const std::string backup = makeDirectory("backup");
     std::ofstream(backup + "/BackupFiles.list") << "x";
-    EXPECT_THAT(complaint(backup), HasSubstr(" holds a backup; quorvactl restore checks it\n"));
+    EXPECT_THAT(complaint(backup), HasSubstr(" contains a backup; quorvactl restore checks it\n"));
 }
 
 TEST_F(Check, ADamagedPageIsADefect)
@@ -136,7 +136,7 @@ TEST_F(Check, AnItemInTheWrongFileIsADefect)
 {
     const std::string directory = closed();
     write(directory + '/' + dataFile("a"), "0001b2", "{}");
-    expectDefects(directory, dataFile("a") + ": the item with the key \"0001b2\" does not belong into this file\n" +
+    expectDefects(directory, dataFile("a") + ": the item with the key \"0001b2\" does not belong in this file\n" +
                                  "t: 4 items in 4 files\n");
 }
 

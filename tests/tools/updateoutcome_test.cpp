@@ -53,7 +53,7 @@ TEST(ApplyUpdates, LeavesAnAddOfAnotherTypeToTheServer)
 TEST(ApplyUpdates, TellsWhichNumberWouldBeLost)
 {
     EXPECT_EQ(lossOf({{"n", number("1.5")}}, {{"n", update("ADD", number("1"))}}),
-              "the stored \"1.5\" of \"n\" is not a 64-bit integer; the server would take it for 0");
+              "the stored \"1.5\" of \"n\" is not a 64-bit integer; the server would treat it as 0");
     EXPECT_EQ(lossOf({{"n", number("9223372036854775807")}}, {{"n", update("ADD", number("1"))}}),
               "the sum of \"n\" is not a 64-bit integer");
     EXPECT_EQ(outcome({{"n", number("9223372036854775807")}}, {{"n", update("ADD", number("-1"))}}),

@@ -38,8 +38,8 @@ public:
     bool isFull() const { return open_.size() >= limit_; }
 
     /**
-     * Calls `freed` once, as soon as there is room for another connection; until then each response ends its
-     * connection.
+     * Calls `freed` once, as soon as there is room for another connection; until then, each connection is closed after
+     * its response.
      */
     void waitForRoom(std::function<void()> freed);
     bool isAwaited() const { return isAwaited_; }
@@ -61,7 +61,7 @@ public:
     void stop();
     bool isStopping() const { return isStopping_; }
 
-    /** What is counted of them. Any thread. */
+    /** Counters of the connections. Any thread. */
     TransportFigures* figures() const { return figures_; }
 
 private:

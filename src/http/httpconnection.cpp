@@ -91,7 +91,7 @@ void HttpConnection::enter(State state)
     deadline_.clear();
 }
 
-/** The same for a state that ends with onTimeout() unless another one is entered first. */
+/** The same for a state with a time limit: onTimeout() is called unless another state is entered first. */
 void HttpConnection::enter(State state, milliseconds limit)
 {
     enter(state);
@@ -191,7 +191,7 @@ void HttpConnection::parse()
         read();
 }
 
-/** Returns false when the rest of the request is not to be read for the moment. */
+/** Returns false if the rest of the request must not be read yet. */
 bool HttpConnection::beginBody()
 {
     if (std::optional<Response> refusal = service_->refuse(parser_->head()))

@@ -97,7 +97,7 @@ TEST(StatusProbe, ServerThatRefusesTellsNoStatus)
         return QByteArray(R"({"__rc":400,"__rcstr":"Bad Request","__type":"InternalServerError","message":"m"})");
     });
     EXPECT_EQ(failureOf(server.port()),
-              serverAt(server.port()) + "answers, but does not tell its status; it may be of another version.");
+              serverAt(server.port()) + "answers, but does not report its status; it may be of another version.");
 }
 
 TEST(StatusProbe, RequestsThatComeTogetherShareAQuestion)

@@ -8,8 +8,8 @@
 namespace ProcessSetup {
 
 /**
- * Ignores SIGPIPE and SIGXFSZ, so that writing to a log whose reader died, or past a file size limit, fails that one
- * write instead of ending the server.
+ * Ignores SIGPIPE and SIGXFSZ, so that a write to a log whose reader died, or past a file size limit, merely fails
+ * instead of terminating the server.
  */
 void ignoreFatalWriteSignals();
 
@@ -20,8 +20,8 @@ void raiseDescriptorLimit();
 void installQtMessageHandler();
 
 /**
- * Keeps freed memory of the size of large replies for reuse instead of returning it to the system at once: faulting it
- * in again, page by page, costs as much as the reply itself.
+ * Keeps freed memory of the size of large replies for reuse instead of returning it to the system immediately: faulting
+ * it in again, page by page, costs as much as the reply itself.
  */
 void keepFreedMemory();
 

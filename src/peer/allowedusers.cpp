@@ -37,8 +37,8 @@ uid_t userOf(const std::string& word)
 }
 
 /**
- * Whether the user is mapped in this process's user namespace. All unmapped users appear as one, the overflow user, and
- * to allow that one would allow all of them.
+ * Whether the user is mapped in this process's user namespace. All unmapped users appear as one, the overflow user, so
+ * allowing that one would allow all of them.
  */
 bool isMapped(uid_t user)
 {

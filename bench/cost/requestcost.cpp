@@ -1,11 +1,10 @@
+#include "common/commandline.h"
 #include "common/workload.h"
 #include "load/requests.h"
 
 #include "net/bdbreqhandler_linux.h"
 #include "storage/bdbobjtable.h"
 #include "storage/settings.h"
-
-#include <CLI/CLI.hpp>
 
 #include <db_cxx.h>
 
@@ -71,15 +70,16 @@ int main(int argc, char** argv)
     unsigned count = 10000;
     Workload workload;
     workload.items = 1000;
-    CLI::App app(
+    CommandLine line(
         "Takes requests through the server's own code in one thread and without a network, for tools that count: "
         "callgrind, heaptrack. See script/profile.");
-    app.add_option("OPERATION", name, operationNames())->required();
-    app.add_option("--directory", directory, "The environment's home; it must exist")->capture_default_str();
-    app.add_option("-n,--requests", count, "How many")->capture_default_str();
-    app.add_option("-k,--items", workload.items, "Items of the table")->capture_default_str();
-    app.add_option("-i,--item-size", workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    line.argument("OPERATION", name, operationNames());
+    line.option("--directory", directory, "The environment's home; it must exist");
+    line.option("-n,--requests", count, "How many");
+    line.option("-k,--items", workload.items, "Items of the table");
+    line.option("-i,--item-size", workload.itemBytes, "Bytes of an item's JSON");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
     const auto operation = operationNamed(name);
     if (!operation || !workload.isValid()) {
         std::fputs("request-cost: no such operation, or no such items\n", stderr);

@@ -1,11 +1,11 @@
+#include "common/commandline.h"
+
 #include "log/log.h"
 #include "net/bdbserver.h"
 #include "request/bdbrequest.h"
 #include "request/dispatch.h"
 #include "json/jsonreader.h"
 #include "json/jsontext.h"
-
-#include <CLI/CLI.hpp>
 
 #include <QThread>
 
@@ -66,12 +66,14 @@ int main(int argc, char** argv)
     int port = 4568;
     int workers = 4 * QThread::idealThreadCount(); // the server's defaults
     int poolMax = 10 * workers;
-    CLI::App app("The server's network layer with nothing behind it: the same framing, threads and hand-over, and "
-                 "replies of the length that quorva-bench --echo asks for. Runs until standard input ends.");
-    app.add_option("-p,--port", port, "Port on 127.0.0.1")->capture_default_str();
-    app.add_option("-w", workers, "I/O worker threads")->capture_default_str();
-    app.add_option("-m", poolMax, "Most threads of the pool")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    Bench::CommandLine line(
+        "The server's network layer with nothing behind it: the same framing, threads and hand-over, and "
+        "replies of the length that quorva-bench --echo asks for. Runs until standard input ends.");
+    line.option("-p,--port", port, "Port on 127.0.0.1");
+    line.option("-w", workers, "I/O worker threads");
+    line.option("-m", poolMax, "Most threads of the pool");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
 
     Log::setDestination(stderr);
     BDBServer server(1024, 256, 12341234, 0x100000, workers, poolMax);

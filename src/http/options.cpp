@@ -1,5 +1,6 @@
 #include "http/options.h"
 
+#include "base/exitstatus.h"
 #include "http/allowedhosts.h"
 
 #include <CLI/CLI.hpp>
@@ -13,6 +14,31 @@ constexpr int MostSeconds = 1000000; // still fits into an int in milliseconds
 
 } // namespace
 
+bool Options::parse(int argc, char** argv, int* exitCode)
+{
+    CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
+                 "quorva-http");
+    app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
+    app.footer(
+        "SIGTERM and SIGINT end it once the requests in progress are answered; a second one ends it immediately.\n"
+        "SIGHUP reopens the file of --log after a rotation has renamed it.\n"
+        "Exit status:\n"
+        "  0   ended by a signal\n"
+        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
+        "      standard error has the reason\n"
+        "  64  the command line is wrong");
+    declare(&app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        *exitCode = app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
+        return false;
+    }
+    limitsUsers = app.count("--allow-users") > 0;
+    return true;
+}
+
+/** Declares the options to the command-line parser, which checks and stores their values. */
 void Options::declare(CLI::App* app)
 {
     const CLI::Range seconds(1, MostSeconds);

@@ -35,6 +35,8 @@ public:
     /** Whether the latest send() failed for any reason but a full socket buffer. */
     bool hasFailed() const;
     bool isSent() const;
+    /** Of the body, in bytes. */
+    std::size_t size() const { return static_cast<std::size_t>(response_.body.size()); }
 
     /** Frees the response's memory. */
     void clear() { response_ = {}; }

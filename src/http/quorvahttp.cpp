@@ -2,6 +2,7 @@
 #include "base/descriptor.h"
 #include "base/exitstatus.h"
 #include "base/fileio.h"
+#include "base/freedmemory.h"
 #include "base/standarddescriptors.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
@@ -14,8 +15,6 @@
 #include "http/options.h"
 #include "http/signals.h"
 #include "peer/allowedusers.h"
-
-#include <CLI/CLI.hpp>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -68,7 +67,7 @@ Http::HttpLimits limitsOf(const Options& options)
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
-    limits.largeBodies = static_cast<std::size_t>(options.threads);
+    limits.largeBodyBytes = 2 * options.bodyBytes;
     limits.keepAlive = std::chrono::seconds(options.keepAliveSeconds);
     limits.transfer = std::chrono::seconds(options.transferSeconds);
     return limits;
@@ -191,29 +190,15 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
 int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
+    Base::keepFreedMemory();
     std::set_terminate(giveUp);
     Http::Signals::block();
 
-    CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
-                 "quorva-http");
-    app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
-    app.footer(
-        "SIGTERM and SIGINT end it once the requests in progress are answered; a second one ends it immediately.\n"
-        "SIGHUP reopens the file of --log after a rotation has renamed it.\n"
-        "Exit status:\n"
-        "  0   ended by a signal\n"
-        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
-        "      standard error has the reason\n"
-        "  64  the command line is wrong");
     Options options;
-    options.declare(&app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
-    }
+    if (int code = Base::ExitOk; !options.parse(argc, argv, &code))
+        return code;
     AllowedUsers users;
-    if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
+    if (options.limitsUsers) {
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());

@@ -1,11 +1,13 @@
-#ifndef QUORVA_NET_MEMORYTRIMMER_H
-#define QUORVA_NET_MEMORYTRIMMER_H
+#ifndef QUORVA_BASE_MEMORYTRIMMER_H
+#define QUORVA_BASE_MEMORYTRIMMER_H
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <thread>
+
+namespace Base {
 
 /**
  * Returns memory to the system after large requests. The allocator keeps freed memory for later use, hundreds of MiB
@@ -43,5 +45,7 @@ private:
     int trims_ = 0;
     std::thread thread_; // started by a large request; exits after returning the memory
 };
+
+} // namespace Base
 
 #endif

@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_API_ITEMFIXTURE_H
 #define QUORVA_TESTS_API_ITEMFIXTURE_H
 
+#include "api/createtablebody.h"
 #include "api/service.h"
 #include "http/serverpool.h"
 #include "protocol/endpoint.h"
@@ -39,15 +40,7 @@ protected:
     /** `range` is empty for a table with a hash key alone. The keys are named "id" and "ax". */
     void createTable(const std::string& name, const std::string& hash, const std::string& range)
     {
-        std::string schema = R"({"AttributeName":"id","KeyType":"HASH"})";
-        std::string attributes = R"({"AttributeName":"id","AttributeType":")" + hash + "\"}";
-        if (!range.empty()) {
-            schema += R"(,{"AttributeName":"ax","KeyType":"RANGE"})";
-            attributes += R"(,{"AttributeName":"ax","AttributeType":")" + range + "\"}";
-        }
-        const Api::Reply reply =
-            call("CreateTable", R"({"TableName":")" + name + R"(","BillingMode":"PAY_PER_REQUEST",)" +
-                                    R"("KeySchema":[)" + schema + R"(],"AttributeDefinitions":[)" + attributes + "]}");
+        const Api::Reply reply = call("CreateTable", createTableBody(name, hash, "ax", range));
         ASSERT_EQ(reply.status, 200) << reply.body.toStdString();
     }
 

@@ -87,7 +87,7 @@ TEST_F(HttpLifetime, ARequestUnderWayIsAnsweredBeforeItEnds)
     EXPECT_EQ(http_.waitForExit(), 0);
 }
 
-TEST_F(HttpLifetime, ASecondSignalEndsItAtOnce)
+TEST_F(HttpLifetime, ASecondSignalEndsItImmediately)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(http_.port());

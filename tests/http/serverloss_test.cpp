@@ -177,7 +177,7 @@ TEST(HttpWithScriptedServer, AServerThatDoesNotReplyIsNotWaitedForWithoutLimit)
     answered.set_value();
 }
 
-TEST(HttpWithScriptedServer, ALateReplyIsNotTakenForTheNextRequests)
+TEST(HttpWithScriptedServer, ALateReplyIsNotMistakenForTheNextRequests)
 {
     std::promise<void> timedOut;
     std::shared_future<void> wait = timedOut.get_future();

@@ -91,7 +91,7 @@ TEST(StatusProbe, ServerThatTricklesDoesNotAnswerInTime)
     trickle.join();
 }
 
-TEST(StatusProbe, ServerThatRefusesTellsNoStatus)
+TEST(StatusProbe, ServerThatRefusesReturnsNoStatus)
 {
     ReplyingServer server([](const QByteArray&, const QByteArray&) {
         return QByteArray(R"({"__rc":400,"__rcstr":"Bad Request","__type":"InternalServerError","message":"m"})");

@@ -188,12 +188,12 @@ protected:
     }
 };
 
-TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)
+TEST_F(FailedWriteTest, BeforeAForeignTableReleasesTheEnvironment)
 {
     expectFailedWrite({{directory() + "~|t", QVariantList{putEntry(itemOf("x", "x"))}}});
 }
 
-TEST_F(FailedWriteTest, InFrontOfARefusedEntryIsWhatIsReported)
+TEST_F(FailedWriteTest, BeforeARefusedEntryIsTheReportedOne)
 {
     const QVariant entry = putEntry(itemOf("x", "x"));
     expectFailedWrite({}, {entry, entry});

@@ -54,7 +54,7 @@ TEST_F(NotCreated, CountAsFilesOfTheEnvironmentAndNotAsTables)
     EXPECT_EQ(environment().value("Files"), QVariant(3LL));
 }
 
-TEST_F(NotCreated, AreToldFromTablesThatAreUsedWithoutTheirDescription)
+TEST_F(NotCreated, AreDistinguishedFromTablesThatAreUsedWithoutTheirDescription)
 {
     restartServer();
     ASSERT_EQ(request("DeleteItem", {{"TableName", tableName()}, {"Key", itemKey("k", "1")}}), okReply());

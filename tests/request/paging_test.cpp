@@ -155,7 +155,7 @@ TEST_F(PagingTest, QueryWithEveryLimitInBothDirections)
     }
 }
 
-TEST_F(PagingTest, PagesGoOnWhenTheirLastItemWasDeleted)
+TEST_F(PagingTest, PagesContinueWhenTheirLastItemWasDeleted)
 {
     putItems(itemsOf("q", 9));
     const QVariantMap asked = merged(table_, {{"HashKeyValue", textValue("q")}, {"Limit", 3}});

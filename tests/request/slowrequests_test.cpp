@@ -59,7 +59,7 @@ TEST(SlowRequests, AreOneLineEach)
                             "[WARN] slow request Unknown Success" + times));
 }
 
-TEST(SlowRequests, AreAtMostTenLinesInASecondAndTheOthersAreTold)
+TEST(SlowRequests, AreAtMostTenLinesPerSecondAndTheOthersAreCounted)
 {
     const LogCapture log;
     const std::uint64_t before = SlowRequests::count();

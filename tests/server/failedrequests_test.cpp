@@ -122,7 +122,7 @@ protected:
     }
 };
 
-TEST_F(FailedFlush, IsToldWithTheTable)
+TEST_F(FailedFlush, IsLoggedWithTheTable)
 {
     createTable(tableName());
     ASSERT_EQ(put("k", "1", {}).value("__rc"), QVariant(200LL));

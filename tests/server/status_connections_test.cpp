@@ -14,7 +14,7 @@ protected:
     StatusServer() : StatusTest({.arguments = {"-w", "3", "-m", "5", "-n", "-s", "1"}}) {}
 };
 
-TEST_F(StatusServer, TellsWhatItIs)
+TEST_F(StatusServer, ReportsWhatItIs)
 {
     const QVariantMap server = status("Server");
     EXPECT_EQ(server.keys(), QStringList({"Options", "Port", "ProcessId", "StartTime", "Uptime", "Version"}));

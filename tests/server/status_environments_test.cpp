@@ -167,7 +167,7 @@ TEST_F(StatusHeldDisk, CountsRepliesThatWait)
 }
 
 /** Berkeley DB holds its log's mutex while it writes. */
-TEST_F(StatusHeldDisk, IsToldWhileTheLogCannotBeWritten)
+TEST_F(StatusHeldDisk, IsAnsweredWhileTheLogCannotBeWritten)
 {
     createTable(tableName());
     put("k", "0", {});
@@ -197,7 +197,7 @@ TEST_F(StatusHeldDisk, IsToldWhileTheLogCannotBeWritten)
 }
 
 /** Neither what closes nor what waits for that is in the way. */
-TEST_F(StatusHeldDisk, IsToldWhileAnEnvironmentCloses)
+TEST_F(StatusHeldDisk, IsAnsweredWhileAnEnvironmentCloses)
 {
     disk().prepare(home());
     createTable(tableName());

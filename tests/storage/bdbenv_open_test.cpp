@@ -55,7 +55,7 @@ TEST(BDBEnvOpen, FailsWithoutADirectory)
     EXPECT_FALSE(fs::exists("log.0000000001"));
 }
 
-TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndLetsGoOfTheDirectory)
+TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndReleasesTheDirectory)
 {
     // In a child process, as Berkeley DB leaks some memory when it cannot read its log.
     ChildProcess child([](const auto&) {

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 
-TEST_F(HotBackup, CommitsGoOnWhileASlowTargetIsWaitedFor)
+TEST_F(HotBackup, CommitsContinueWhileASlowTargetIsWaitedFor)
 {
     put(1, 100);
     // Whenever the target's disk is waited for while nothing commits, it takes until something did.

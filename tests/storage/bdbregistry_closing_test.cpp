@@ -48,7 +48,7 @@ TEST_F(RemoveEnvTest, OpenerWaitsForTheCloseAndOpensAnew)
     EXPECT_EQ(rowOf(orders(env), nullptr, "key"), "value");
 }
 
-TEST_F(RemoveEnvTest, OpenerThatHoldsOnToTheEnvironmentLetsGoOfIt)
+TEST_F(RemoveEnvTest, OpenerThatHoldsTheEnvironmentReleasesIt)
 {
     EnvironmentUse use;
     ASSERT_EQ(open(home_, &use), 0);
@@ -73,7 +73,7 @@ TEST_F(RemoveEnvTest, OpenerThatMustNotCreateDoesNotWait)
     removing.get();
 }
 
-TEST_F(RemoveEnvTest, OtherEnvironmentsGoOnMeanwhile)
+TEST_F(RemoveEnvTest, OtherEnvironmentsContinueMeanwhile)
 {
     const QByteArray other = makeHome("other");
     EnvironmentUse use;

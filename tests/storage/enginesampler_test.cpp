@@ -45,7 +45,7 @@ TEST(EngineSampler, ReadsForEachOrder)
     }
 }
 
-TEST(EngineSampler, HasEarlierFiguresWhileAReadIsHeldUp)
+TEST(EngineSampler, HasEarlierFiguresWhileAReadIsDelayed)
 {
     Source source;
     source.held = 2;

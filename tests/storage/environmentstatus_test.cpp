@@ -111,7 +111,7 @@ TEST_F(EnvironmentStatusTest, CountsTransactionsThatWrite)
     EXPECT_EQ(status().aborts, 3U);
 }
 
-TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
+TEST_F(EnvironmentStatusTest, CountsFlushesAndReportsTheLastCheckpoint)
 {
     const std::uint64_t flushes = status().flushes;
     EXPECT_EQ(env()->log_flush(nullptr), 0);
@@ -123,7 +123,7 @@ TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
     EXPECT_LE(status().lastCheckpoint, std::chrono::system_clock::now());
 }
 
-TEST_F(EnvironmentStatusTest, TellsWhereTheLogIs)
+TEST_F(EnvironmentStatusTest, ReportsWhereTheLogIs)
 {
     const EnvironmentStatus before = freshStatus();
     for (int i = 0; i < 50; ++i)

@@ -114,7 +114,7 @@ TEST_F(LogPreparationTest, MakesTheNextFileAndBerkeleyDbTakesIt)
     EXPECT_EQ(capture.text().find("WARN"), std::string::npos) << capture.text();
 }
 
-TEST_F(LogPreparationTest, LeavesNothingBehindWhenTheEnvironmentIsClosed)
+TEST_F(LogPreparationTest, LeavesNothingWhenTheEnvironmentIsClosed)
 {
     configure(Prepares);
     write(2);

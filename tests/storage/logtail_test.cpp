@@ -97,7 +97,7 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     EXPECT_EQ(first, 3U);
 }
 
-TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
+TEST(FirstNeededLogFile, IsTheOneAfterThoseThatTheLatestCheckpointMadeUnneeded)
 {
     TempEnv env;
     LogPosition position;

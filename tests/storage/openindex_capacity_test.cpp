@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(OpenIndex, EnvironmentOfTheServerHolds1023DatabasesAtOnce)
+TEST(OpenIndex, EnvironmentOfTheServerHolds1023OpenDatabases)
 {
     ChildProcess child([](const auto&) {
         limitDescriptors(1100);

@@ -39,7 +39,7 @@ TEST_F(BackupCommand, StartWithWaitEndsWhenTheCopyIsComplete)
     EXPECT_FALSE(hasMarker(target));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
+TEST_F(BackupCommand, StartWithWaitReportsImmediatelyThatTheCopyFailed)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");
@@ -59,7 +59,7 @@ TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
     EXPECT_THAT(takeBackupLines(), Contains(HasSubstr("Dbenv backup failed rc ")));
 }
 
-TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
+TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStalls)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);
@@ -99,7 +99,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
                                  HasSubstr("iB copied\r\033[Kquorvactl: the copy to " + target + " has not grown")));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
+TEST_F(BackupCommand, StartWithWaitReportsThatTheServerHasGone)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);

@@ -215,7 +215,7 @@ TEST_F(Check, NamesAndMessagesStayOnTheirLines)
               "quorvactl: cannot check " + shown + "/none: there is no directory " + shown + "/none\n");
 }
 
-TEST_F(Check, SaysWhatItLeavesOutBehindALink)
+TEST_F(Check, SaysWhatItSkipsBehindALink)
 {
     const std::string directory = closed();
     fs::create_directory_symlink(makeDirectory("elsewhere"), directory + "/link");
@@ -225,7 +225,7 @@ TEST_F(Check, SaysWhatItLeavesOutBehindALink)
     EXPECT_EQ(run.error, "quorvactl: " + directory + "/link is a link, and what is behind it is not checked\n");
 }
 
-TEST_F(Check, TheCopyIsMadeWhereItIsTold)
+TEST_F(Check, TheCopyIsMadeWhereItIsRequested)
 {
     const std::string directory = closed();
     const ProgramRun run = ::quorvactl({"check", directory, "--scratch", pathOf("none")});

@@ -70,7 +70,7 @@ TEST(DirectorySettings, LinesThatAreThereStayAsTheyAre)
     EXPECT_EQ(merged.text, text + '\n');
 }
 
-TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
+TEST(DirectorySettings, MissingLinesAreAddedAfterTheOthers)
 {
     const Merged merged = merge("set_lg_dir logs\n#set_lg_max 1\nlog_set_config db_log_dsync off\n", std::nullopt);
     EXPECT_THAT(merged.added, ElementsAre("set_cachesize 0 67108864 1", "set_lg_max 41943040",

@@ -95,7 +95,7 @@ TEST_F(ImportFormats, CsvWithoutAUsableHeaderLineIsNotSent)
     }
 }
 
-TEST_F(ImportFormats, CsvResumesBehindTheLinesThatAreDone)
+TEST_F(ImportFormats, CsvResumesAfterTheLinesThatAreDone)
 {
     const std::string header = "h,r\n";
     const std::string file = writeFile("items.csv", header + "\"a\n\",1\nb,2\nc,3\n");

@@ -102,7 +102,7 @@ long long lineIn(const std::string& state)
 
 } // namespace
 
-TEST(ImportToAServer, SendsBatchesOf250OverSeveralConnectionsAtOnce)
+TEST(ImportToAServer, SendsBatchesOf250OverSeveralConnectionsConcurrently)
 {
     const TempDir directory;
     std::string text;
@@ -156,7 +156,7 @@ TEST(ImportToAServer, ItemsWithTheSameKeysWaitForEachOtherAndOthersDoNot)
     EXPECT_EQ(program.wait().status, Ok);
 }
 
-TEST(ImportToAServer, TheStateIsInFrontOfTheFirstLineThatIsNotDone)
+TEST(ImportToAServer, TheStateIsBeforeTheFirstLineThatIsNotDone)
 {
     const TempDir directory;
     const std::string state = directory.file("state");

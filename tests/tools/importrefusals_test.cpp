@@ -9,7 +9,7 @@ using testing::Not;
 
 } // namespace
 
-TEST_F(ImportCommand, TellsTheLinesThatItRefusesAndStoresTheOthers)
+TEST_F(ImportCommand, ReportsTheLinesThatItRefusesAndStoresTheOthers)
 {
     std::string text = itemLines(1, 2);
     text += "{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"x\"}\n";       // 3

@@ -75,7 +75,7 @@ TEST_F(NightlyFailures, ASecondRunAtTheSameTimeIsRefused)
     expectNextRunWorks();
 }
 
-TEST_F(NightlyFailures, AFullDiskTakesTheCopyBackAndTheOlderOneGoesOnBeingShippedTo)
+TEST_F(NightlyFailures, AFullDiskRemovesTheCopyAndShippingToTheOlderOneContinues)
 {
     const std::string copy = nextCopy();
     disk().fill(copy);
@@ -147,7 +147,7 @@ TEST_F(NightlyFailures, OneDirectoryThatFailsDoesNotKeepTheOthersFromBeingCopied
     EXPECT_THAT(namesIn(to() + "/other"), SizeIs(2));
 }
 
-TEST_F(NightlyFailures, InterruptedOrKilledItLeavesNothingThatIsTakenForACopy)
+TEST_F(NightlyFailures, InterruptedOrKilledItLeavesNothingThatPassesForACopy)
 {
     for (const int signal : {SIGINT, SIGKILL}) {
         SCOPED_TRACE(signal);

@@ -134,7 +134,7 @@ TEST_F(RestoreUntil, HoldsEveryWriteAcknowledgedByThatSecondAndNoneSentAfterIt)
     }
 }
 
-TEST_F(RestoreUntil, TakesTheWholeSecondAndTellsHowFarItGot)
+TEST_F(RestoreUntil, TakesTheWholeSecondAndReportsHowFarItGot)
 {
     putAt(Noon, "in the copy");
     backUpTo(makeDirectory("backup"));

@@ -105,7 +105,7 @@ TEST_F(ScanCommand, PrintsEachItemOnceWhileOthersComeAndGo)
     }
 }
 
-TEST_F(ScanCommand, AnErrorReplyIsToldAndExitsWithOne)
+TEST_F(ScanCommand, AnErrorReplyIsReportedAndExitsWithOne)
 {
     const ProgramRun unknown = quorvactl({"scan", tableName("none").toStdString()});
     EXPECT_EQ(unknown.status, 1);

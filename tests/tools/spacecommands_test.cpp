@@ -31,7 +31,7 @@ protected:
 
 } // namespace
 
-TEST_F(SpaceCommands, DeleteForGoodOnlyWhenTheyAreTold)
+TEST_F(SpaceCommands, DeletePermanentlyOnlyWhenConfirmed)
 {
     put("k", "1", {});
     for (const std::string command : {"truncate", "drop-table"})

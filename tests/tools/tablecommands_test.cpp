@@ -66,7 +66,7 @@ TEST_F(TableCommands, CreateTableNeedsItsDirectory)
     }
 }
 
-TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNotThere)
+TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsDistinguishedFromAMissingTable)
 {
     const std::string none = pathOf("none");
     const std::string file = writeFile("file", "text");

@@ -99,7 +99,7 @@ TEST_F(TopText, ShowsWhatIsDoneMeanwhile)
     EXPECT_EQ(running.wait().status, Ok);
 }
 
-TEST(TopTextOfNoServer, SaysSoAndGoesOn)
+TEST(TopTextOfNoServer, SaysSoAndContinues)
 {
     const HeldPort port;
     const ProgramRun run = quorvactl(top(port.number(), {"--count", "2"}));

@@ -50,7 +50,7 @@ TEST(ApplyUpdates, LeavesAnAddOfAnotherTypeToTheServer)
     EXPECT_EQ(outcome(item, {{"n", update("ADD", text("b"))}, {"s", update("ADD", number("1"))}}), item);
 }
 
-TEST(ApplyUpdates, TellsWhichNumberWouldBeLost)
+TEST(ApplyUpdates, ReportsWhichNumberWouldBeLost)
 {
     EXPECT_EQ(lossOf({{"n", number("1.5")}}, {{"n", update("ADD", number("1"))}}),
               "the stored \"1.5\" of \"n\" is not a 64-bit integer; the server would treat it as 0");

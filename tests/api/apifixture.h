@@ -35,7 +35,7 @@ protected:
         start(directory_);
     }
 
-    /** Forgets what the API remembers, and names another directory. */
+    /** Restarts the API with empty caches and another directory. */
     void start(const std::string& directory)
     {
         Api::Settings settings;
@@ -84,7 +84,7 @@ protected:
     ServerProcess server_{{.arguments = {"-n"}}}; // quicker
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
-    std::chrono::milliseconds step_{0}; // the clock goes on at each look
+    std::chrono::milliseconds step_{0}; // by which the clock advances at each reading
     int requests_ = 0;                  // that have gone to the server
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;

@@ -17,8 +17,8 @@
 #include <string>
 
 /**
- * A real server, and the API in front of it by the exchange that quorva-http has. Time stands still for it, so it
- * remembers a description until it has a reason to read it again.
+ * A real server, and the API in front of it, through the exchange of quorva-http. The API's clock is stopped, so it
+ * caches a description until it has a reason to read it again.
  */
 class ApiItems : public testing::Test {
 protected:
@@ -94,7 +94,7 @@ protected:
         return Json::serialize(attributes).toStdString();
     }
 
-    /** What the server has under two keys, as it sends it; empty if there is no such item. */
+    /** The item that the server stores under two keys, as it sends it; empty if there is none. */
     std::string storedText(const std::string& table, const std::string& hash, const std::string& range) const
     {
         QByteArray reply;

@@ -101,7 +101,7 @@ TEST_F(HttpTransport, LargeBodiesWaitForEachOtherAndNobodyForThem)
     waiting.join();
 }
 
-/** Nobody knows what they decompress to before it is done. */
+/** Their decompressed size is not known in advance. */
 TEST_F(HttpTransport, PackedBodiesTakeTheRoomOfTheLargest)
 {
     limits_.largeBodyBytes = limits_.request.body;

@@ -120,7 +120,7 @@ TEST(StatusProbe, RequestsThatComeTogetherShareAQuestion)
     probe.ask(done);
     asked.wait();
     for (int i = 0; i < 10; ++i)
-        probe.ask(done); // later than the question under way, so none of them gets its answer
+        probe.ask(done); // later than the question in progress, so none of them gets its answer
     mayAnswer.count_down();
     answered.wait();
     EXPECT_EQ(server.requests(), 2);

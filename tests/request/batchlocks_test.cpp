@@ -1,4 +1,4 @@
-/* Batches and all that opens databases beside them, or in them, in one environment. */
+/* Batches, and everything that opens databases concurrently or within them, in one environment. */
 #include "records/encoding.h"
 #include "request/requestbench.h"
 #include "scanqueryfixture.h"

@@ -105,7 +105,7 @@ protected:
     }
 
     const QVariantMap table_{{"TableName", tableName()}};
-    /** For scans that do not have to create the files of all partitions. */
+    /** For scans of few items. */
     const QVariantMap fromLater_ = merged(table_, {{"ExclusiveStartKey", itemKey(hashIn(249), "")}});
 };
 

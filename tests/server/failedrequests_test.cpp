@@ -1,4 +1,4 @@
-/* What a Status tells of requests that failed, against what was sent. */
+/* What a Status reports about failed requests, compared with what was sent. */
 #include "support/helddisk.h"
 #include "support/statusfixture.h"
 

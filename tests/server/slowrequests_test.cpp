@@ -1,4 +1,4 @@
-/* QUORVA_SLOW_MS, with the real server and a disk that stops. */
+/* QUORVA_SLOW_MS, with the real server and a disk that stalls. */
 #include "support/helddisk.h"
 #include "support/pendingrequest.h"
 #include "support/statusfixture.h"

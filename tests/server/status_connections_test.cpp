@@ -1,4 +1,4 @@
-/* What a Status tells of the server, its connections and its environments. */
+/* What a Status reports about the server, its connections and its environments. */
 #include "protocol/framing.h"
 #include "support/otheruser.h"
 #include "support/procfs.h"

@@ -1,4 +1,4 @@
-/* What a Status tells of environments, with a real server, its backups and a disk that stops. */
+/* What a Status reports about environments, with a real server, its backups and a disk that stalls. */
 #include "format/backupnames.h"
 #include "support/helddisk.h"
 #include "support/pendingrequest.h"
@@ -196,7 +196,7 @@ TEST_F(StatusHeldDisk, IsAnsweredWhileTheLogCannotBeWritten)
     EXPECT_TRUE(waitUntil([&] { return environment().value("EngineTime").toDouble() > heldAt; }));
 }
 
-/** Neither what closes nor what waits for that is in the way. */
+/** Neither a closing environment nor a request that waits for it delays the Status. */
 TEST_F(StatusHeldDisk, IsAnsweredWhileAnEnvironmentCloses)
 {
     disk().prepare(home());

@@ -25,7 +25,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-/** The result of opening an environment in `home`, which is closed again at once. */
+/** The result of opening an environment in `home`, which is closed again immediately. */
 int openResult(const QByteArray& home)
 {
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);

@@ -1,4 +1,4 @@
-// Orders to back up, to ship and to stop that arrive while another one is carried out.
+// Requests to back up, to ship and to stop that arrive while another one is being executed.
 #include "storage/bdbhotbackup.h"
 
 #include "hotbackupfixture.h"

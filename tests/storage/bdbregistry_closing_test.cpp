@@ -110,7 +110,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
     LogCapture log(LogWarn);
     std::atomic<int> refused{0};
 
-    // As a request does: find the environment, lock it, work, unlock. False when it is being deleted.
+    // Like a request: find the environment, lock it, work, unlock. False if it is being deleted.
     const auto write = [&](const QByteArray& home, const std::string& key) {
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 0) << home.toStdString();

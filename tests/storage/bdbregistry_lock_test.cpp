@@ -18,7 +18,7 @@ class LockEnvTest : public RegistryFixture {
 protected:
     void SetUp() override { (void)openedEnv(home_); }
 
-    /** Whether another thread gets the shared lock, which it releases at once. */
+    /** Whether another thread gets the shared lock, which it releases immediately. */
     bool isSharable()
     {
         return std::async(std::launch::async,
@@ -31,7 +31,7 @@ protected:
             .get();
     }
 
-    /** Another thread that takes the exclusive lock and releases it at once. */
+    /** Another thread that takes the exclusive lock and releases it immediately. */
     BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
         return BlockedCall([this] {

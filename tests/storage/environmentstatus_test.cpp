@@ -61,7 +61,7 @@ protected:
         return all.empty() ? EnvironmentStatus() : all.front();
     }
 
-    /** With what Berkeley DB tells at the moment. */
+    /** With Berkeley DB's current statistics. */
     EnvironmentStatus freshStatus()
     {
         const auto asked = std::chrono::system_clock::now();

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Counts its cycles, and can be kept in one. */
+/** Counts its cycles, and can be blocked in one. */
 class CountingThread final : public MaintenanceThread {
 public:
     explicit CountingThread(std::chrono::milliseconds period) : MaintenanceThread(nullptr, period) { start(); }

@@ -1,4 +1,4 @@
-// In an executable with a label of its own, as it creates a thousand files and synchronises each.
+// In an executable with its own label, as it creates a thousand files and syncs each.
 #include "storage/openindex.h"
 
 #include "childprocess.h"

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-/** A table with some items, in a directory that no server has open any more. */
+/** A table with some items, in a directory that no server has open. */
 class Check : public ToolTest {
 protected:
     void SetUp() override
@@ -24,7 +24,7 @@ protected:
             expectOutput({"put", table(), std::string("h=S:") + hash, "r=S:1", "v=S:x"}, "");
     }
 
-    /** A copy of the closed directory, which nobody has open. */
+    /** A copy of the closed directory, which is not open either. */
     std::string closed(bool cleanly = true)
     {
         if (cleanly)

@@ -10,7 +10,7 @@ namespace {
 using Ctl::CsvParser;
 using Fields = std::vector<std::string>;
 
-/** The fields of a record in these lines; those in quotes have a ' in front. */
+/** The fields of a record in these lines; quoted ones are preceded by a '. */
 Fields fieldsOf(const std::vector<QByteArray>& lines)
 {
     CsvParser parser;

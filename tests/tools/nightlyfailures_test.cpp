@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/** Runs that do not come to their end: what is there stays, and the next one works. */
+/** Runs that do not finish: existing copies stay, and the next run works. */
 class NightlyFailures : private HeldDisk, public NightlyTest {
 protected:
     NightlyFailures() : NightlyTest(HeldDisk::environment(QUORVA_HELDDISK_LIBRARY)) {}

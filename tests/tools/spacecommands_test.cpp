@@ -1,4 +1,4 @@
-/* The commands that delete tables and items and give space back. */
+/* The commands that delete tables and items and free space. */
 #include "support/directorycontents.h"
 #include "toolfixture.h"
 

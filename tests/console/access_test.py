@@ -40,7 +40,7 @@ class Access(ConsoleTest):
         self.browser.type("wrong")
         self.browser.key("Enter")
         self.wait("document.activeElement.value === ''")
-        self.wait_text("The token of this tab is not that of the quorva-http that runs.")
+        self.wait_text("The token of this tab is not that of the running quorva-http.")
         self.browser.type(self.http.token)
         self.browser.key("Enter")
         self.wait("document.querySelector('main h1')?.textContent === 'Live'")

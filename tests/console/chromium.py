@@ -33,7 +33,7 @@ CONTROL, SHIFT = 2, 8  # modifiers
 
 
 class Chromium:
-    """A browser process with one page. It ends with this object."""
+    """A browser process with one page. It is terminated with this object."""
 
     def __init__(self):
         self.home = tempfile.TemporaryDirectory(prefix="quorva-browser-", ignore_cleanup_errors=True)
@@ -82,7 +82,7 @@ class Chromium:
                 return answer["result"]
             if "method" in answer:
                 self.events.append(answer)
-            if answer.get("method") == "Page.javascriptDialogOpening":  # nothing goes on before it is answered
+            if answer.get("method") == "Page.javascriptDialogOpening":  # nothing continues before it is answered
                 self.send("Page.handleJavaScriptDialog", accept=True)
 
     def receive(self, deadline):
@@ -116,7 +116,7 @@ class Chromium:
         self.wait("window.isOld === undefined")
 
     def evaluate(self, expression):
-        """The value of a JavaScript expression, or of the promise that it is."""
+        """The value of a JavaScript expression, or of its promise."""
         result = self.command("Runtime.evaluate", expression=expression, awaitPromise=True, returnByValue=True,
                               allowUnsafeEvalBlockedByCSP=False)
         if "exceptionDetails" in result:
@@ -166,7 +166,7 @@ class Chromium:
         self.command("Input.insertText", text=text)
 
     def retype(self, text):
-        """The same in place of what is there."""
+        """The same, replacing the current text."""
         self.key("a", CONTROL)
         if text:
             self.type(text)
@@ -190,7 +190,7 @@ class Chromium:
             file.write(base64.b64decode(data))
 
     def accessible(self):
-        """What a screen reader gets: (role, name, properties) of each node."""
+        """The accessibility tree: (role, name, properties) of each node."""
         nodes = self.command("Accessibility.getFullAXTree")["nodes"]
         return [(node.get("role", {}).get("value"), node.get("name", {}).get("value", ""),
                  {entry["name"]: entry["value"].get("value") for entry in node.get("properties", [])})
@@ -214,7 +214,7 @@ class Chromium:
         return found
 
     def addresses(self):
-        """All that the page has requested."""
+        """All requests of the page."""
         self.evaluate("0")
         return [event["params"]["request"]["url"] for event in self.events
                 if event["method"] == "Network.requestWillBeSent"]

@@ -1,4 +1,4 @@
-"""Writing: new items, changes, deletions, each under the condition that nobody else was faster."""
+"""Writing: new items, changes, deletions, each on condition that nobody else was faster."""
 
 from chromium import CONTROL
 from consolefixture import ConsoleTest, quoted

@@ -1,4 +1,4 @@
-"""Prints random pairs of numbers with what decimal arithmetic makes of them, one pair a line:
+"""Prints random pairs of numbers with the results of decimal arithmetic, one pair per line:
 
     A B canonical-A canonical-B order sum difference
 

@@ -29,7 +29,7 @@ def test_logrotate(binaries, scratch):
         wait_until("a log that was reopened", lambda: os.path.exists(log) and "Log file reopened" in read(log))
 
     try:
-        # Its latest line tells that there is no parent process to watch.
+        # Its latest line says that there is no parent process to watch.
         wait_until("a server that has started", lambda: os.path.exists(log) and "CreateMutex failed" in read(log))
         first = read(log)
         rotate()

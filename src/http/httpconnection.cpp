@@ -78,7 +78,7 @@ bool HttpConnection::isIdleSince(milliseconds time) const
 void HttpConnection::enterBodyRoom(std::size_t bytes)
 {
     bodyRoom_ = bytes;
-    // Not on the spot: this connection may be waiting behind others, and be called by the one that made room.
+    // Not immediately: this connection may be waiting after others, and be called by the one that made room.
     asio::post(socket_.get_executor(), [self = shared_from_this()] {
         if (self->state_ == State::Queued)
             self->goOn();

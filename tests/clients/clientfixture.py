@@ -1,6 +1,6 @@
-"""A server with quorva-http in front of it, for the programs of others: the SDKs and the command line of the API.
+"""A server with quorva-http in front of it, for third-party programs: the SDKs and the command line of the API.
 
-Scripts that use it end with status 77, which counts as skipped, when the client is not installed.
+Scripts that use it exit with status 77, which counts as skipped, if the client is not installed.
 """
 
 import os

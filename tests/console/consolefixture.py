@@ -93,7 +93,7 @@ class ConsoleTest(unittest.TestCase):
         return connection.request("GetItem", {"TableName": table, "Key": {
             "HashKeyElement": {"S": hash_key}, "RangeKeyElement": {"S": range_key}}}).get("Item")
 
-    # What the page shows. Elements are found by what people see.
+    # What the page shows. Elements are found by their visible text.
 
     def value(self, expression):
         return self.browser.evaluate(expression)
@@ -145,7 +145,7 @@ class ConsoleTest(unittest.TestCase):
             self.browser.picture(os.path.join(PICTURES, f"{name}.png"))
 
     def setUp(self):
-        self.browser.evaluate("0")  # receives what an earlier test has left
+        self.browser.evaluate("0")  # receives the leftovers of an earlier test
         self.browser.events.clear()
 
     def tearDown(self):

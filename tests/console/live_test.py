@@ -113,7 +113,7 @@ class Live(ConsoleTest):
         self.assertTrue(self.server.start_on(port))
         self.wait_text("Connected", "#top")
         self.wait("document.querySelector('textarea')?.value.includes('\"1\"')")  # by itself
-        # A change that meets the outage is kept, and stored afterwards.
+        # A change during the outage is kept, and stored afterwards.
         self.server.kill()
         self.browser.click("document.querySelector('textarea')")
         self.browser.retype('{ "n": { "N": "2" } }')

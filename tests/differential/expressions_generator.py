@@ -206,7 +206,7 @@ class Generator(Items):
         return update
 
     def drop_unused(self, text):
-        """Forgets the names of paths that were given up."""
+        """Forgets the names of discarded paths."""
         if not self.one_in(20):
             self.names = {placeholder: name for placeholder, name in self.names.items() if placeholder in text}
 

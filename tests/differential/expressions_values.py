@@ -18,7 +18,7 @@ SETS = ("SS", "NS", "BS")
 
 
 class Refused(Exception):
-    """The request is wrong in itself."""
+    """The request itself is invalid."""
 
 
 def decode(value):

@@ -11,13 +11,13 @@ import urllib.request
 from examples import Place, indented, read, run_example, write
 from quorva import DEADLINE, HttpServer, expect, run, run_main
 
-SKIPPED = 77  # the status that ctest takes for a skipped test
+SKIPPED = 77  # the exit status of a skipped test for ctest
 RULES = ("docs/monitoring.md", "groups:")
 EXPRESSIONS = ("docs/monitoring.md", "# requests per second, by operation")
 
 
 def test_figures(binaries, scratch):
-    """Every figure that the document names exists, with the labels that it names; and the other way round."""
+    """Every figure that the document names exists, with the labels that it names, and vice versa."""
     with Place(scratch, binaries) as place:
         place.make_table("shop|orders")
         place.tool("put", "shop|orders", "customer=S:abc", "date=S:2012-01")

@@ -63,7 +63,7 @@ def is_complete(command):
 
 
 def is_wanted(block, clients):
-    """Whether the line begins a block of which the commands are to be run."""
+    """Whether the line begins a block whose commands must be run."""
     words = block.removeprefix("```").split()
     if words[:1] != ["console"]:
         return False

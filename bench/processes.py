@@ -100,7 +100,7 @@ class Workspace:
         process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         try:
             if process.stdout.readline() != "connected\n":
-                raise Failure("the idle connections were not to be had")
+                raise Failure("the idle connections could not be opened")
             yield
         finally:
             end(process)

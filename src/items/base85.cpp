@@ -36,7 +36,7 @@ std::uint32_t numberOf(std::string_view bytes)
     return number;
 }
 
-/** Appends as many of the group's bytes as it has characters but one; false for what is no group. */
+/** Appends the group's bytes, one fewer than its characters; false if it is not a valid group. */
 bool decodeGroup(std::string_view group, std::string* bytes)
 {
     std::uint64_t number = 0;

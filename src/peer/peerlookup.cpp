@@ -59,7 +59,7 @@ bool isHeld(const inet_diag_msg& answer)
 }
 
 /** Whether our end is still connected: then no other connection can have the same addresses and ports. */
-bool stands(int socket)
+bool isStillConnected(int socket)
 {
     tcp_info info{};
     socklen_t size = sizeof info;
@@ -96,7 +96,7 @@ int PeerLookup::find(int socket, uid_t* user)
     inet_diag_msg answer{};
     if (const int error = ask(id, &answer))
         return error;
-    if (!isOf(id, answer) || !isHeld(answer) || !stands(socket))
+    if (!isOf(id, answer) || !isHeld(answer) || !isStillConnected(socket))
         return ENOTCONN;
     *user = answer.idiag_uid;
     return 0;

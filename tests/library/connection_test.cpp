@@ -98,7 +98,7 @@ TEST(LibraryConnectionCall, RefusesRepliesThatAreNoObjects)
         Connection connection;
         ASSERT_TRUE(connection.open(port.server(seconds(60), seconds(60))));
         std::thread peer([&] { port.answerOne(QByteArray(3, '\0') + static_cast<char>(text.size()) + text); });
-        expectNoReply(connection.describeTable("t"), "the reply is no JSON object");
+        expectNoReply(connection.describeTable("t"), "the reply is not a JSON object");
         EXPECT_FALSE(connection.isOpen());
         peer.join();
     }

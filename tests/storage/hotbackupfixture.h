@@ -208,9 +208,9 @@ protected:
         EXPECT_EQ(thread_->schedule(QString::fromStdString(target), mode), 0);
         EXPECT_TRUE(log_->waitFor("Disabling Database Backup")) << log_->text();
         EXPECT_THAT(log_->lines(), testing::Contains(testing::MatchesRegex("\\[ERROR\\] bdb [0-9]+ " + line)));
-        EXPECT_EQ(
-            log_->count("[WARN] DB Backup target " + target + " holds files that are no backup of this environment"),
-            withReason ? 1U : 0U);
+        EXPECT_EQ(log_->count("[WARN] DB Backup target " + target +
+                              " contains files that are not a backup of this environment"),
+                  withReason ? 1U : 0U);
         thread_.reset();
     }
 

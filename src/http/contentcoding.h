@@ -15,6 +15,9 @@ enum class Result {
     Broken,   // not in this coding, or truncated
 };
 
+/** Whether this is a coding that unpack() decompresses. */
+bool isKnown(std::string_view coding);
+
 /**
  * Decompresses gzip, deflate and br into an empty `body`. A body in an unknown coding is passed through; its receiver
  * will reject it. Throws std::bad_alloc.

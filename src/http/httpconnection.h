@@ -38,8 +38,8 @@ public:
 
     /** Whether it has been waiting for a request for at least this long. */
     bool isIdleSince(std::chrono::milliseconds time) const;
-    /** Called when room for its body has been reserved. */
-    void enterBodyRoom();
+    /** Called when room of that many bytes has been reserved for its body. */
+    void enterBodyRoom(std::size_t bytes);
     /** Called when the deadline of the state has passed. */
     void onTimeout();
 
@@ -68,6 +68,8 @@ private:
     void parse();
     bool beginBody();
     void inviteBody();
+    void goOn();
+    std::size_t neededRoom() const;
     bool hasRoomForBody();
     void leaveBodyRoom();
 
@@ -90,7 +92,7 @@ private:
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
-    bool hasBodyRoom_ = false;
+    std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
     boost::beast::flat_buffer input_;     // not yet parsed
     std::optional<RequestParser> parser_; // of the current request

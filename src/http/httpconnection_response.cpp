@@ -89,6 +89,7 @@ void HttpConnection::write()
 
 void HttpConnection::onWritten()
 {
+    connections_->memory().noteFreed(response_.size());
     leaveBodyRoom();
     response_.clear();
     if (!isLast_)

@@ -35,6 +35,8 @@ public:
     /** The latest send() failed, other than because the socket was full. */
     bool hasFailed() const;
     bool isSent() const;
+    /** Of the body, in bytes. */
+    std::size_t size() const { return static_cast<std::size_t>(response_.body.size()); }
 
     /** Frees the response's memory. */
     void clear() { response_ = {}; }

@@ -2,6 +2,7 @@
 #include "base/descriptor.h"
 #include "base/exitstatus.h"
 #include "base/fileio.h"
+#include "base/freedmemory.h"
 #include "base/standarddescriptors.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
@@ -67,7 +68,7 @@ Http::HttpLimits limitsOf(const Options& options)
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
-    limits.largeBodies = static_cast<std::size_t>(options.threads);
+    limits.largeBodyBytes = 2 * options.bodyBytes;
     limits.keepAlive = std::chrono::seconds(options.keepAliveSeconds);
     limits.transfer = std::chrono::seconds(options.transferSeconds);
     return limits;
@@ -190,6 +191,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
 int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
+    Base::keepFreedMemory();
     std::set_terminate(giveUp);
     Http::Signals::block();
 

@@ -39,6 +39,10 @@ public:
     /** A chunked body beyond the limit is read to its end, but not kept. */
     bool isTooLarge() const { return isTooLarge_; }
     std::size_t bodySize() const { return static_cast<std::size_t>(body_.size()); }
+    /** The body is compressed in a known way. */
+    bool isPacked() const;
+    /** How large the body may become, once it is decompressed: the limit unless the headers say it. */
+    std::size_t mostBodySize() const;
     /** Valid once isWhole(). */
     QByteArray takeBody() { return std::move(body_); }
 

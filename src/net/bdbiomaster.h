@@ -1,11 +1,11 @@
 #ifndef QUORVA_NET_BDBIOMASTER_H
 #define QUORVA_NET_BDBIOMASTER_H
 
+#include "base/memorytrimmer.h"
 #include "metrics/sharded.h"
 #include "net/bdbreqhandler.h"
 #include "net/completionport.h"
 #include "net/dbthreadpool.h"
-#include "net/memorytrimmer.h"
 
 #include <QMutex>
 #include <QVariantMap>
@@ -59,7 +59,7 @@ public:
     /** Counts a connection that was closed instead of served. */
     void noteRefused() { refused_.add(); }
 
-    MemoryTrimmer& memory() { return memory_; }
+    Base::MemoryTrimmer& memory() { return memory_; }
 
     /** Called before a reply begins to wait outside of the pool, and after it was sent: the destructor waits for it. */
     void beginWaitingReply();
@@ -81,7 +81,7 @@ private:
         Base::Descriptor socket; // closed first
     };
 
-    MemoryTrimmer memory_;
+    Base::MemoryTrimmer memory_;
     CompletionPort port_;
     std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;

@@ -3,7 +3,7 @@
 #include "net/bdbioworker.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

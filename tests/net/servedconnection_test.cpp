@@ -3,7 +3,7 @@
 #include "netsupport.h"
 #include "protocol/framing.h"
 #include "support/expectedreplies.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -11,7 +11,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "support/lockwaits.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 #include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,13 @@
-#ifndef QUORVA_NET_MEMORYTRIMMER_H
-#define QUORVA_NET_MEMORYTRIMMER_H
+#ifndef QUORVA_BASE_MEMORYTRIMMER_H
+#define QUORVA_BASE_MEMORYTRIMMER_H
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <thread>
+
+namespace Base {
 
 /**
  * Gives memory back to the system after large requests. The allocator keeps what they have freed, hundreds of MiB after
@@ -43,5 +45,7 @@ private:
     int trims_ = 0;
     std::thread thread_; // started by a large request; ends when it has given the memory back
 };
+
+} // namespace Base
 
 #endif

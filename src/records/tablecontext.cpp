@@ -14,7 +14,7 @@ static_assert(OpenTables::Partitions == PartitionCount);
 
 const TableContext::Names& TableContext::namesOf(const QByteArray& tableName)
 {
-    // An empty name is that of no table, but it has a key like any other.
+    // An empty name is not a table's, but it has a key like any other.
     if (names_.tableName != tableName || names_.key.isEmpty()) {
         const QByteArray directory = EnvironmentPath::ofTable(tableName);
         names_ = {tableName, directory, Records::filePart(tableName), RegistryKeys::environment(directory)};
@@ -28,21 +28,21 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
     if (env() != nullptr && directory_ == names.directory)
         return 0;
     // First, as the lookup may wait for this very environment to be closed, which waits for its last user. A request
-    // that reads or writes stays in one environment, so there is nothing that its reply would have to wait for.
+    // that reads or writes stays in one environment, so its reply need not wait for a flush here.
     (void)leave();
     if (onlyFinds_) {
         if (!Registry::findEnv(registry_, names.key, &environment_))
             return StatusTakesLong;
     } else if (const int rc = Registry::openEnv(registry_, names.key, &environment_, environmentCapacity_, create,
                                                 names.directory)) {
-        environment_.reset(); // one that could not be registered is not entered
+        environment_.reset(); // an environment that could not be registered is not used
         return rc;
     }
     enter(names);
     return 0;
 }
 
-/** Notes that `environment_` has been found by these names. */
+/** Records that `environment_` has been found by these names. */
 void TableContext::enter(const Names& names)
 {
     directory_ = names.directory;
@@ -85,8 +85,8 @@ int TableContext::dbOpenExisting(const QByteArray& name, const char* subDatabase
 }
 
 /**
- * Finds a database of the table by its number; if it is not there, runs `open` and adds what that has opened, if
- * anything.
+ * Finds a database of the table by its number; if it is not open, runs `open` and adds the database that it opened, if
+ * any.
  */
 template <typename Open>
 int TableContext::openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open)

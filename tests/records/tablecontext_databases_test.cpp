@@ -104,7 +104,7 @@ TEST(FindPartition, WithoutAFileIsNullAndCreatesNone)
 
 TEST(FindPartition, OpensWhateverHasThatName)
 {
-    // A link that leads nowhere, as when the disk is missing that a file was moved to, is no empty partition.
+    // A dangling link, as when the disk to which a file was moved is missing, is not an empty partition.
     TableEnv tables;
     std::filesystem::create_symlink("missing/t_07.db", tables.directory().file("t_07.db"));
     BDBIndex* db = nullptr;

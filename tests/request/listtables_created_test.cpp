@@ -71,7 +71,7 @@ TEST_F(NotCreated, CountAsFilesOfTheEnvironmentAndNotAsTables)
     EXPECT_EQ(environment().value("Files"), QVariant(3LL));
 }
 
-TEST_F(NotCreated, AreToldFromTablesThatAreUsedWithoutTheirDescription)
+TEST_F(NotCreated, AreDistinguishedFromTablesThatAreUsedWithoutTheirDescription)
 {
     restartServer();
     updateNothing("t");

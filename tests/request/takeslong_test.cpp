@@ -1,4 +1,4 @@
-/* Requests on a thread that must not do what takes long. */
+/* Requests on a thread that must not run long operations. */
 #include "protocol/limits.h"
 #include "records/encoding.h"
 #include "request/requestbench.h"

@@ -45,7 +45,7 @@ namespace Records {
 
 /**
  * Deletes a record under the conditions of `expected`. `oldItem` receives the deleted item. Both may be null. A missing
- * record counts as deleted.
+ * record counts as deleted. `db` is null for a partition that has no file.
  */
 [[nodiscard]] int deleteDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                            QVariantMap* oldItem);

@@ -78,10 +78,10 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (const int rc = table.envLookup(tableName, 1))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = table.openMeta(tableName, &db))
+    if (const int rc = table.findMeta(tableName, &db))
         return rc;
 
-    const ChangeCount* changes = db->changes();
+    const ChangeCount* changes = db != nullptr ? db->changes() : nullptr;
     const auto stamp = changes != nullptr ? changes->stamp() : std::nullopt; // before the description is examined
     if (const auto kept = keptDescription(db, stamp)) {
         if (UnflushedCommits* unflushed = table.transactions().unflushed())
@@ -94,7 +94,7 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     }
 
     TableDescription read;
-    if (int rc = readDescription(table, db, &read.members)) {
+    if (int rc = db != nullptr ? readDescription(table, db, &read.members) : DB_NOTFOUND) {
         if (rc == DB_NOTFOUND)
             rc = StatusNotFound;
         LOG_ERROR(LogOrigin::Request, __LINE__) << "schema load failed rc " << rc;

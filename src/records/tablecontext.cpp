@@ -75,6 +75,15 @@ int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBInd
     return Registry::openIndex(connection_, key, file, subDatabase, db);
 }
 
+/** Like dbOpen, but `db` is null if there is no such file. */
+int TableContext::dbOpenExisting(const QByteArray& name, const char* subDatabase, BDBIndex** db)
+{
+    if (env() == nullptr || !env()->lacksDatabase(Records::filePart(name), subDatabase))
+        return dbOpen(name, subDatabase, db);
+    *db = nullptr;
+    return StatusSuccess;
+}
+
 /**
  * Finds a database of the table by its number; if it is not open, runs `open` and adds the database that it opened, if
  * any.
@@ -108,11 +117,7 @@ int TableContext::openPartition(const QByteArray& tableName, unsigned partition,
 int TableContext::findPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db)
 {
     return openNumbered(tableName, partition, db, [&] {
-        const QByteArray name = Records::dataFileName(tableName, partition);
-        if (env() == nullptr || !env()->lacksDatabase(Records::filePart(name), TableNames::DataSubDatabase))
-            return dbOpen(name, TableNames::DataSubDatabase, db);
-        *db = nullptr;
-        return int{StatusSuccess};
+        return dbOpenExisting(Records::dataFileName(tableName, partition), TableNames::DataSubDatabase, db);
     });
 }
 
@@ -120,6 +125,12 @@ int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
 {
     return openNumbered(tableName, OpenTables::Meta, db,
                         [&] { return dbOpen(tableName, TableNames::MetaSubDatabase, db); });
+}
+
+int TableContext::findMeta(const QByteArray& tableName, BDBIndex** db)
+{
+    return openNumbered(tableName, OpenTables::Meta, db,
+                        [&] { return dbOpenExisting(tableName, TableNames::MetaSubDatabase, db); });
 }
 
 void TableContext::noteCreated(const QByteArray& tableName)

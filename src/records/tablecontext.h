@@ -82,6 +82,9 @@ public:
     /** Like openPartition, for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
+    /** The same for a request that only reads it: `db` is null when there is no file, as there is no table. */
+    [[nodiscard]] int findMeta(const QByteArray& tableName, BDBIndex** db);
+
     /** Records that the table's description has been read or written, so that it counts as an open table. */
     void noteCreated(const QByteArray& tableName);
 
@@ -128,6 +131,7 @@ private:
     void enter(const Names& names);
     int passGate(const QByteArray& filePart);
     void leaveGates();
+    int dbOpenExisting(const QByteArray& name, const char* subDatabase, BDBIndex** db);
     template <typename Open>
     int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
 

@@ -64,7 +64,7 @@ bool wantsOldItem(const BDBRequest& request)
 bool canAddBareKeys(BDBRequest& request)
 {
     BDBIndex* db = nullptr;
-    return !request.table.onlyFinds() || request.table.openMeta(request.tableName(), &db) == StatusSuccess;
+    return !request.table.onlyFinds() || request.table.findMeta(request.tableName(), &db) == StatusSuccess;
 }
 
 /**
@@ -134,7 +134,7 @@ int Requests::getItem(BDBRequest& request)
 int Requests::deleteItem(BDBRequest& request)
 {
     ItemPlace place;
-    if (const int rc = openItem(request, &place, Records::openPlace))
+    if (const int rc = openItem(request, &place, Records::findPlace))
         return rc;
     std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     const bool returnOld = wantsOldItem(request);

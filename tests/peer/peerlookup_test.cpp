@@ -141,7 +141,7 @@ TEST_F(PeerLookupTest, PeerThatHasClosedIsNobodyAndNotRoot)
 
 TEST_F(PeerLookupTest, PeerThatResetIsNotMistakenForAListenerOnItsAddress)
 {
-    const int client = listener_.connect();
+    const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();
     const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));

@@ -131,6 +131,24 @@ TEST(OpenMeta, OpensTheDescriptionOfTheTablesFile)
     }
 }
 
+TEST(FindMeta, WithoutAFileIsNullAndCreatesNone)
+{
+    TableEnv tables;
+    BDBIndex* db = tables.index("other");
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+        EXPECT_EQ(db, nullptr);
+        EXPECT_FALSE(std::filesystem::exists(tables.directory().file("orders")));
+    }
+    BDBIndex* opened = nullptr;
+    ASSERT_EQ(tables.context().openMeta(tables.tableName("orders"), &opened), 0);
+    ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+    EXPECT_EQ(db, opened);
+    tables.reopen(); // the file is there, but not open
+    ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+    EXPECT_EQ(db, tables.index("orders", "meta"));
+}
+
 TEST(DbOpen, SharesTheHandleAmongRequests)
 {
     TableEnv tables;

@@ -4,6 +4,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
+#include "support/background.h"
 #include "support/lockwaits.h"
 #include "support/waituntil.h"
 
@@ -54,7 +55,7 @@ protected:
         ASSERT_EQ(put(items_, &first, "a"), 0);
         ASSERT_EQ(put(schema_, &second, "b"), 0);
         const std::uintmax_t before = lockWaits(env());
-        auto waiting = std::async(std::launch::async, [&] { return put(schema_, &first, "b"); });
+        auto waiting = inBackground([&] { return put(schema_, &first, "b"); });
         ASSERT_TRUE(waitUntil([&] { return lockWaits(env()) == before + 1; }));
         EXPECT_EQ(put(items_, &second, "a"), DB_LOCK_DEADLOCK);
         EXPECT_EQ(second.abort(), 0);

@@ -1,5 +1,6 @@
 #include "backuplines.h"
 
+#include "support/background.h"
 #include "support/heldcopy.h"
 
 #include <chrono>
@@ -23,7 +24,7 @@ TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsConti
     HeldCopy held(target);
     EXPECT_EQ(act("DbBackup", target), accepted());
     ASSERT_TRUE(held.waitUntilHeld());
-    auto deleted = std::async(std::launch::async, [this] {
+    auto deleted = inBackground([this] {
         return Caller(server_).request("DeleteTable", {{"TableName", tableName()}});
     });
     createTable(tableIn(makeDirectory("other")));

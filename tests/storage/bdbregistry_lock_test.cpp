@@ -2,6 +2,7 @@
 
 #include "loglines.h"
 #include "registryfixture.h"
+#include "support/background.h"
 #include "support/blockedcall.h"
 #include "support/waituntil.h"
 
@@ -21,13 +22,12 @@ protected:
     /** Whether another thread gets the shared lock, which it releases immediately. */
     bool isSharable()
     {
-        return std::async(std::launch::async,
-                          [this] {
-                              const auto lock = Registry::lockEnv(&registry_, table_, false);
-                              if (lock)
-                                  lock->unlock();
-                              return lock != nullptr;
-                          })
+        return inBackground([this] {
+                   const auto lock = Registry::lockEnv(&registry_, table_, false);
+                   if (lock)
+                       lock->unlock();
+                   return lock != nullptr;
+               })
             .get();
     }
 
@@ -124,8 +124,7 @@ TEST_F(LockEnvTest, EverySpellingIsOneLock)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
-    const auto other =
-        std::async(std::launch::async, [&] { return Registry::lockEnv(&registry_, home_ + "/.|orders", false); });
+    const auto other = inBackground([&] { return Registry::lockEnv(&registry_, home_ + "/.|orders", false); });
     EXPECT_EQ(const_cast<std::future<std::shared_ptr<AccessLock>>&>(other).get(), nullptr);
     Registry::unlockEnv(&registry_, home_ + "/./|orders");
     EXPECT_TRUE(isSharable());

@@ -9,6 +9,7 @@
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
 #include "storage/registrykeys.h"
+#include "support/background.h"
 #include "support/lockwaits.h"
 #include "support/tempdir.h"
 #include "support/waituntil.h"
@@ -172,7 +173,7 @@ TEST_F(EnvironmentStatusTest, CountsLockWaitsAndDeadlocks)
     ASSERT_EQ(putRow(orders_, &first, "a", "1"), 0);
     ASSERT_EQ(putRow(other, &second, "b", "1"), 0);
     const EnvironmentStatus before = freshStatus();
-    auto waiting = std::async(std::launch::async, [&] { return putRow(other, &first, "b", "2"); });
+    auto waiting = inBackground([&] { return putRow(other, &first, "b", "2"); });
     ASSERT_TRUE(waitUntil([&] { return freshStatus().engine->lockWaits == before.engine->lockWaits + 1; }))
         << "told while locks are waited for";
     EXPECT_EQ(putRow(orders_, &second, "a", "2"), DB_LOCK_DEADLOCK);

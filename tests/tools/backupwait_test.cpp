@@ -1,5 +1,6 @@
 #include "backupcommandfixture.h"
 
+#include "support/background.h"
 #include "support/heldcopy.h"
 #include "terminalrun.h"
 
@@ -45,9 +46,7 @@ TEST_F(BackupCommand, StartWithWaitReportsImmediatelyThatTheCopyFailed)
     const std::string target = markedTarget("target");
     HeldCopy held(target); // as a pipe cannot be synced to a disk
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] {
-        return backup({"start", table(), target, "--wait", "--stall", "70"});
-    });
+    auto started = inBackground([&] { return backup({"start", table(), target, "--wait", "--stall", "70"}); });
     EXPECT_TRUE(held.waitUntilHeld());
     held.release();
     ASSERT_EQ(started.wait_for(std::chrono::seconds(60)), std::future_status::ready);
@@ -80,7 +79,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     std::ofstream(target + "/sub/t").flush();
     const auto held = std::make_unique<HeldCopy>(target);
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] {
+    auto started = inBackground([&] {
         return runOnTerminal(QUORVACTL_BINARY,
                              addressed({"backup", "start", table(), target, "--wait", "--stall", "2"}));
     });
@@ -104,7 +103,7 @@ TEST_F(BackupCommand, StartWithWaitReportsThatTheServerHasGone)
     const std::string target = markedTarget("target");
     HeldCopy held(target);
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+    auto started = inBackground([&] { return backup({"start", table(), target, "--wait"}); });
     EXPECT_TRUE(held.waitUntilHeld());
     killServer();
     const ProgramRun run = started.get();
@@ -131,7 +130,7 @@ TEST_F(BackupCommand, StartWithWaitDoesNotTakeALostMarkerForSuccess)
         const std::string target = markedTarget(renames ? "renamed" : "unmarked");
         HeldCopy held(target);
         fs::remove(markerIn(target));
-        auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+        auto started = inBackground([&] { return backup({"start", table(), target, "--wait"}); });
         ASSERT_TRUE(held.waitUntilHeld());
         const std::string pipe = (renames ? pathOf("elsewhere") : target) + '/' + logName(1);
         if (renames)

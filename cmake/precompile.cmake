@@ -59,7 +59,7 @@ function(compile_together target)
         endif()
     endforeach()
 
-    # In groups of nearly the same size: 40 sources take a gigabyte and a half of memory.
+    # In groups of similar size: 40 sources take 1.5 GB of memory to compile.
     list(LENGTH others count)
     math(EXPR groups "(${count} + 39) / 40")
     set(index 0)

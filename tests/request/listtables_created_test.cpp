@@ -15,7 +15,7 @@ protected:
         updateNothing("u");
         createTable(tableName("v"));
         killServer();
-        // A description's file without one, as servers have left them that looked for one in a file that they made.
+        // A description's file without a description, as left by older servers, whose reads created the file.
         StoredEnvironment(home()).remove("v", "meta", "0011tableschema");
         restartServer();
         ASSERT_EQ(describe(tableName()).value("__rc"), 200);
@@ -24,7 +24,7 @@ protected:
         (void)takeComplaints();
     }
 
-    /** Leaves the file of a partition: one is made for an update, before it turns out that nothing is left to store. */
+    /** Leaves the file of a partition: an update creates it before it is known that there is nothing to store. */
     void updateNothing(const QString& name)
     {
         ASSERT_EQ(

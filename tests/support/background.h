@@ -6,13 +6,13 @@
 #include <type_traits>
 #include <utility>
 
-/** Runs a call on a thread of its own. */
+/** Runs a call on a separate thread. */
 template <typename Result> std::future<Result> inBackground(std::function<Result()> call)
 {
     return std::async(std::launch::async, std::move(call));
 }
 
-/** Likewise: what is behind std::async is compiled for each type of result, and not for each call. */
+/** Likewise: std::async is instantiated once for each type of result, not for each call. */
 template <typename Call> auto inBackground(Call call)
 {
     return inBackground(std::function<std::invoke_result_t<Call>()>(std::move(call)));

@@ -8,7 +8,7 @@ namespace Patterns {
 
 namespace {
 
-/** The text's bytes as characters, so that what is no UTF-8 can be searched as well. */
+/** The text's bytes as characters, so that text that is not UTF-8 can be searched too. */
 QString charactersOf(const std::string& bytes)
 {
     return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-/** Regular expressions, of a library that is compiled: the standard one's templates take a second in each source. */
+/** Regular expressions of a compiled library: the templates of the standard one take a second in each source. */
 namespace Patterns {
 
-/** The whole match and its groups when the pattern matches all of `text`; nothing otherwise. */
+/** The whole match and its groups if the pattern matches all of `text`; nothing otherwise. */
 std::vector<std::string> groupsOf(const std::string& text, const std::string& pattern);
 
 bool matches(const std::string& text, const std::string& pattern);

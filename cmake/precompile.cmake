@@ -1,9 +1,8 @@
-# Ways to compile a whole build sooner, for which most of the time goes into the headers of Qt, Berkeley DB, GoogleTest
-# and the standard library. The preset dev has neither of the first two: it compiles each source alone, and so finds those
-# that lack an include, and one source that has changed is compiled again soonest.
+# Ways to speed up a full build, which spends most of its time on the headers of Qt, Berkeley DB, GoogleTest and the
+# standard library. The preset dev has neither of the first two: it compiles each source separately, and so detects
+# missing includes, and recompiles a single changed source fastest.
 
-# Compiles these headers once for all. Only headers of others are among them, so a change of ours never compiles them
-# again.
+# Precompiles these headers once. Only third-party headers are among them, so a change of ours never recompiles them.
 #
 #   precompile_headers(quorva_headers LIBRARIES Qt6::Core ... HEADERS <string> ...)
 #   use_precompiled_headers(target quorva_headers)
@@ -29,10 +28,9 @@ function(use_precompiled_headers target name)
 endfunction()
 
 # Compiles several sources of a target as one, because the templates and inline functions that they have in common cost
-# most of the time. Names in their unnamed namespaces must differ then; sources of which some do not are named as ALONE.
-# Those that include INCLUDING, a header whose inline functions take seconds, are one source by themselves.
-# Not for the layers that each request passes through (net, request, records, json): an update takes 1 % more
-# instructions there.
+# most of the time. Names in their unnamed namespaces must then differ; list sources with clashes under ALONE. Those
+# that include INCLUDING, a header whose inline functions take seconds, are one source by themselves. Not for the layers
+# that each request passes through (net, request, records, json): an update takes 1 % more instructions there.
 #
 #   compile_together(target ALONE one.cpp ... INCLUDING CLI/CLI.hpp)
 option(QUORVA_UNITY "Compile several sources of a target as one" OFF)

@@ -112,7 +112,7 @@ void Exposition::checkName(const std::string& name, const std::string& labels)
     EXPECT_EQ(labels.find("le=\"") != std::string::npos, isBucket) << "only buckets have this label";
 }
 
-/** The buckets of a histogram come by their ends, do not fall, and the last one has all. */
+/** The buckets of a histogram are sorted by bound, their counts do not decrease, and the last one has all. */
 void Exposition::checkBucket(const std::string& sample, double value)
 {
     const std::size_t le = sample.find("le=\"");

@@ -139,7 +139,7 @@ TEST_F(PeerLookupTest, PeerThatHasClosedIsNobodyAndNotRoot)
     close(server);
 }
 
-TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
+TEST_F(PeerLookupTest, PeerThatResetIsNotMistakenForAListenerOnItsAddress)
 {
     const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();
@@ -159,7 +159,7 @@ TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
     close(server);
 }
 
-TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
+TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotMistakenForTheNextOneOfItsPorts)
 {
     const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();

@@ -1,4 +1,4 @@
-/* Batches and all that opens databases beside them, or in them, in one environment. */
+/* Batches, and everything that opens databases concurrently or within them, in one environment. */
 #include "records/encoding.h"
 #include "request/requestbench.h"
 #include "scanqueryfixture.h"
@@ -187,12 +187,12 @@ protected:
     }
 };
 
-TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)
+TEST_F(FailedWriteTest, BeforeAForeignTableReleasesTheEnvironment)
 {
     expectFailedWrite({{directory() + "~|t", QVariantList{putEntry(itemOf("x", "x"))}}});
 }
 
-TEST_F(FailedWriteTest, InFrontOfARefusedEntryIsWhatIsReported)
+TEST_F(FailedWriteTest, BeforeARefusedEntryIsTheReportedOne)
 {
     const QVariant entry = putEntry(itemOf("x", "x"));
     expectFailedWrite({}, {entry, entry});

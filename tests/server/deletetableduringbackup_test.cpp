@@ -17,7 +17,7 @@ class DeleteTableDuringBackup : public BackupTest {};
 
 } // namespace
 
-TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsGoOnMeanwhile)
+TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsContinueMeanwhile)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");

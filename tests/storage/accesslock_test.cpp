@@ -39,7 +39,7 @@ TEST(AccessLock, IsSharedByReaders)
     lock.unlock();
 }
 
-TEST(AccessLock, RefusesReadersAtOnceWhileAWriterHoldsIt)
+TEST(AccessLock, RefusesReadersImmediatelyWhileAWriterHoldsIt)
 {
     AccessLock lock;
     lock.lockForWrite();

@@ -19,7 +19,7 @@ class LockEnvTest : public RegistryFixture {
 protected:
     void SetUp() override { (void)openedEnv(home_); }
 
-    /** Whether another thread gets the shared lock, which it releases at once. */
+    /** Whether another thread gets the shared lock, which it releases immediately. */
     bool isSharable()
     {
         return inBackground([this] {
@@ -31,7 +31,7 @@ protected:
             .get();
     }
 
-    /** Another thread that takes the exclusive lock and releases it at once. */
+    /** Another thread that takes the exclusive lock and releases it immediately. */
     BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
         return BlockedCall([this] {
@@ -56,7 +56,7 @@ TEST_F(LockEnvTest, SharedHoldsDoNotExcludeEachOther)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST_F(LockEnvTest, SharedFailsAtOnceAndSilentlyWhileAWriterHoldsTheLock)
+TEST_F(LockEnvTest, SharedFailsImmediatelyAndSilentlyWhileAWriterHoldsTheLock)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
@@ -92,7 +92,7 @@ TEST_F(LockEnvTest, AThreadMayTakeItsHoldAgain)
     EXPECT_NE(writer.get(), nullptr);
 }
 
-TEST_F(LockEnvTest, UnknownEnvironmentIsToldAndNotLocked)
+TEST_F(LockEnvTest, UnknownEnvironmentIsReportedAndNotLocked)
 {
     LogCapture log;
     EXPECT_EQ(Registry::lockEnv(&registry_, "/missing|orders", false), nullptr);
@@ -140,7 +140,7 @@ TEST_F(LockEnvTest, UnlockOfAnUnknownEnvironmentDoesNothing)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST_F(LockEnvTest, DroppedLockIsGivenBackAndForgottenUnderAllItsNames)
+TEST_F(LockEnvTest, DroppedLockIsReleasedAndForgottenUnderAllItsNames)
 {
     (void)openedEnv(home_ + "/.");
     ASSERT_EQ(registry_.locks().size(), 2);
@@ -175,7 +175,7 @@ TEST_F(LockEnvTest, DropLeavesTheLockOfTheEnvironmentOpenedAnewAlone)
     EXPECT_TRUE(isSharable());
 }
 
-TEST_F(LockEnvTest, WriterThatWaitedForALockThatWasDroppedIsToldSo)
+TEST_F(LockEnvTest, WriterThatWaitedForALockThatWasDroppedLearnsThat)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     LogCapture log;

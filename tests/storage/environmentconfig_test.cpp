@@ -96,7 +96,7 @@ TEST_F(ConfigFile, OneThatIsNoTextOrTooLongIsRefused)
     EXPECT_THAT(refusal(EINVAL), IsEmpty());
 }
 
-TEST_F(ConfigFile, OneThatIsNoFileIsRefusedAtOnce)
+TEST_F(ConfigFile, OneThatIsNotAFileIsRefusedImmediately)
 {
     ASSERT_EQ(mkfifo(config_.c_str(), 0600), 0);
     EXPECT_THAT(refusal(EINVAL), IsEmpty());

@@ -62,7 +62,7 @@ protected:
         return all.empty() ? EnvironmentStatus() : all.front();
     }
 
-    /** With what Berkeley DB tells at the moment. */
+    /** With Berkeley DB's current statistics. */
     EnvironmentStatus freshStatus()
     {
         const auto asked = std::chrono::system_clock::now();
@@ -112,7 +112,7 @@ TEST_F(EnvironmentStatusTest, CountsTransactionsThatWrite)
     EXPECT_EQ(status().aborts, 3U);
 }
 
-TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
+TEST_F(EnvironmentStatusTest, CountsFlushesAndReportsTheLastCheckpoint)
 {
     const std::uint64_t flushes = status().flushes;
     EXPECT_EQ(env()->log_flush(nullptr), 0);
@@ -124,7 +124,7 @@ TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
     EXPECT_LE(status().lastCheckpoint, std::chrono::system_clock::now());
 }
 
-TEST_F(EnvironmentStatusTest, TellsWhereTheLogIs)
+TEST_F(EnvironmentStatusTest, ReportsWhereTheLogIs)
 {
     const EnvironmentStatus before = freshStatus();
     for (int i = 0; i < 50; ++i)

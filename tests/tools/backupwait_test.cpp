@@ -20,7 +20,8 @@ using testing::StartsWith;
 std::string copyFailed(const std::string& target)
 {
     return "quorvactl: the copy to " + target +
-           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\", where 28 is a full disk; "
+           " failed; the server's log has the reason\n  try: its line \"Dbenv backup failed rc\", where 28 is a full "
+           "disk; "
            "then remove " +
            markerIn(target) + " and start the backup again\n";
 }
@@ -39,7 +40,7 @@ TEST_F(BackupCommand, StartWithWaitEndsWhenTheCopyIsComplete)
     EXPECT_FALSE(hasMarker(target));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
+TEST_F(BackupCommand, StartWithWaitReportsImmediatelyThatTheCopyFailed)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");
@@ -57,7 +58,7 @@ TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
     EXPECT_THAT(takeBackupLines(), Contains(HasSubstr("Dbenv backup failed rc ")));
 }
 
-TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
+TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStalls)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);
@@ -65,7 +66,7 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
-                             " has not grown for 1 second; the server goes on with it\n"
+                             " has not grown for 1 second; the server continues with it\n"
                              "  try: the server's log, and the disk of that directory; quorvactl backup stop ends the "
                              "copy\n");
     EXPECT_TRUE(hasMarker(target));
@@ -97,7 +98,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
                                  HasSubstr("iB copied\r\033[Kquorvactl: the copy to " + target + " has not grown")));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
+TEST_F(BackupCommand, StartWithWaitReportsThatTheServerHasGone)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);

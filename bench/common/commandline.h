@@ -12,8 +12,8 @@ class App;
 namespace Bench {
 
 /**
- * The command line of an instrument. It stands in front of the parser's headers, whose inline functions take longer to
- * compile than a whole instrument: so they are compiled once. Variables hold the defaults, which the help shows, and
+ * The command line of a benchmark program. It hides the parser's headers, whose inline functions take longer to compile
+ * than a whole program, so that they are compiled only once. Variables hold the defaults, which the help shows, and
  * must outlive parse().
  */
 class CommandLine {
@@ -23,7 +23,7 @@ public:
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    /** An argument without a name in front, which must be there. */
+    /** A required positional argument. */
     void argument(const std::string& title, std::string& value, const std::string& help);
 
     void option(const std::string& name, std::string& value, const std::string& help);
@@ -31,13 +31,13 @@ public:
     void option(const std::string& name, unsigned& value, const std::string& help);
     void option(const std::string& name, double& value, const std::string& help);
 
-    /** Takes one of `choices`. */
+    /** An option whose value is one of `choices`. */
     void choice(const std::string& name, std::string& value, const std::vector<std::string>& choices,
                 const std::string& help);
 
     void flag(const std::string& name, bool& value, const std::string& help);
 
-    /** Returns false when the program is to end with `*exitCode`: the help or a refusal has been printed. */
+    /** Returns false if the program should exit with `*exitCode`: the help or an error message has been printed. */
     [[nodiscard]] bool parse(int argc, char** argv, int* exitCode);
 
 private:

@@ -86,7 +86,7 @@ void runAhead(DirectWorker worker, const Window& window, Outstanding* outstandin
     }
 }
 
-/** The cache is the process's own and empty: brings in what fits, as it is in a server that has run for a while. */
+/** The cache is the process's own and empty: fills it, as in a server that has run for a while. */
 int warmCache(const DirectTable& table, const Workload& workload)
 {
     DirectWorker reader(table, Operation::Get, workload, 1);
@@ -160,12 +160,12 @@ int main(int argc, char** argv)
     line.argument("ACTION", options.action, operationNames() + "; load creates the items");
     line.option("--directory", options.directory, "The environment's home; it must exist");
     line.option("-c,--clients", options.clients, "Threads");
-    line.option("-s,--seconds", options.seconds, "Length of the measure");
-    line.option("--warm-up", options.warmUp, "Seconds in front of it");
+    line.option("-s,--seconds", options.seconds, "Length of the measurement in seconds");
+    line.option("--warm-up", options.warmUp, "Seconds of warm-up before it");
     line.option("--pause", options.pause,
-                "Microseconds that a thread sleeps after each operation, as one does that waits for a client");
+                "Microseconds that a thread sleeps after each operation, like one that waits for a client");
     line.option("--outstanding", options.outstanding,
-                "Operations that may be outstanding, as with so many clients: the threads commit without waiting for "
+                "Operations that may be outstanding, as with that many clients: the threads commit without waiting for "
                 "the disk, and another one flushes the log for all of them; 0: each thread waits for its own");
     line.option("-k,--items", options.workload.items, "Items of the table");
     line.option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON");

@@ -33,7 +33,7 @@ struct Options {
     bool asJson = false;
 };
 
-/** One of the command line's three. */
+/** By its name on the command line. */
 Interface interfaceNamed(const std::string& name)
 {
     if (name == "2011")
@@ -95,26 +95,26 @@ int measure(const Options& options, Operation operation)
     for (std::thread& thread : running)
         thread.join();
     if (lost)
-        return complain("a connection was lost, or no reply came");
+        return complain("a connection was lost, or no reply arrived");
 
     Result result;
     for (const LoadThread& thread : threads) {
         result.add(thread.result());
         if (!thread.firstError().isEmpty())
-            complain("a reply was no success: ..." + QString::fromUtf8(thread.firstError()));
+            complain("a reply was an error: ..." + QString::fromUtf8(thread.firstError()));
     }
     print(options.action + ", " + std::to_string(options.clients) + " clients", result, window.seconds(),
           options.asJson);
     return result.errors == 0 ? 0 : 1;
 }
 
-/** A client is a descriptor, and the usual limit is lower than the clients that may be asked for. */
+/** Each client needs a descriptor, and the default limit is lower than the number of clients that may be requested. */
 void raiseDescriptorLimit()
 {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
         limit.rlim_cur = limit.rlim_max;
-        (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: it may do as it is
+        (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the limit may suffice
     }
 }
 
@@ -131,7 +131,7 @@ int run(const Options& options)
             return complain(error);
         std::puts("connected");
         std::fflush(stdout);
-        (void)std::getchar(); // until somebody writes or closes our standard input
+        (void)std::getchar(); // until standard input is written to or closed
         return 0;
     }
     if (const auto operation = operationNamed(options.action))
@@ -154,15 +154,15 @@ int main(int argc, char** argv)
     line.option("--table", options.table, "TableName; its directory must exist");
     line.option("-c,--clients", options.clients, "Clients at once");
     line.option("--threads", options.threads, "Threads that serve the clients");
-    line.option("-s,--seconds", options.seconds, "Length of the measure");
-    line.option("--warm-up", options.warmUp, "Seconds in front of it");
+    line.option("-s,--seconds", options.seconds, "Length of the measurement in seconds");
+    line.option("--warm-up", options.warmUp, "Seconds of warm-up before it");
     line.option("-k,--items", options.workload.items, "Items of the table");
     line.option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON");
     line.option("--writers", options.writers, "Further clients that put, from a thread of their own; not counted");
     line.option("--idle", options.idle, "Further connections that do nothing");
-    line.option("--echo", options.echo, "The port is echo-limit's: ask for replies of so many bytes");
+    line.option("--echo", options.echo, "The port is echo-limit's: request replies of this many bytes");
     line.choice("--interface", interface, {"wire", "2011", "2012"},
-                "What the port speaks: wire, or the API of 2011 or 2012 of quorva-http; load and idle need wire");
+                "The port's interface: wire, or the API of 2011 or 2012 of quorva-http; load and idle need wire");
     line.flag("--json", options.asJson, "Print the result as JSON");
     if (int code = 0; !line.parse(argc, argv, &code))
         return code;

@@ -187,7 +187,7 @@ Failure ItemStore::send(const ::Operations::Operation& operation, const std::str
     }
 }
 
-/** It says what a program needs to read on behind the item, and what its operator needs to be rid of it. */
+/** It says what a program needs to continue after the item, and what its operator needs to delete it. */
 Failure ItemStore::unreadable(const StoredKey& key, const std::string& why) const
 {
     Item keys;

@@ -106,7 +106,7 @@ public:
             digits_[at++] += sign * digit;
     }
 
-    /** Makes every place a digit; what they stand for is not negative. */
+    /** Normalises every place to a digit; the value must not be negative. */
     void carry()
     {
         for (std::size_t i = size_ - 1; i > 0; --i) {

@@ -147,7 +147,7 @@ bool BackupList::read(std::string_view text, BackupList* list, std::string* erro
     };
     const std::string_view all = text;
     if (!text.starts_with(Title))
-        return fail(Title.starts_with(text) ? CutOff : "is no list of a backup's files");
+        return fail(Title.starts_with(text) ? CutOff : "is not a list of a backup's files");
     const std::string_view version = takeUntil('\n', &text).substr(Title.size());
     if (version != Version) {
         *error = "has the unknown version " + escaped(version);

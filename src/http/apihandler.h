@@ -8,8 +8,8 @@
 namespace Http {
 
 /**
- * Both versions of the API, by the prefix of their operations: that of 2012-08-10 is answered here, over the server's
- * operations; all else goes to the gateway.
+ * Serves both versions of the API, by the prefix of their operations: that of 2012-08-10 through the service,
+ * everything else through the gateway.
  */
 class ApiHandler : public CrewHandler {
 public:

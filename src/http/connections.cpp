@@ -76,7 +76,7 @@ void Connections::stop()
 {
     isStopping_ = true;
     isAwaited_ = false;
-    std::vector<std::shared_ptr<HttpConnection>> open; // a copy, as connections that end leave the set
+    std::vector<std::shared_ptr<HttpConnection>> open; // a copy, as connections that end remove themselves
     for (HttpConnection* connection : open_)
         open.push_back(connection->shared_from_this());
     for (const std::shared_ptr<HttpConnection>& connection : open)

@@ -39,8 +39,8 @@ public:
     bool isFull() const { return open_.size() >= limit_; }
 
     /**
-     * Calls `freed` once, as soon as there is room for another connection; until then each response ends its
-     * connection.
+     * Calls `freed` once, as soon as there is room for another connection; until then, each connection is closed after
+     * its response.
      */
     void waitForRoom(std::function<void()> freed);
     bool isAwaited() const { return isAwaited_; }
@@ -57,7 +57,7 @@ public:
     void giveBodyRoom(std::size_t bytes);
     /**
      * Queues a connection that got no room: its enterBodyRoom() is called once that many bytes have been reserved for
-     * it. Whoever came first is first, so that a large body is not passed by smaller ones for ever.
+     * it. First come, first served, so that smaller bodies cannot overtake a large one forever.
      */
     void queueForBodyRoom(std::shared_ptr<HttpConnection> connection, std::size_t bytes);
     void leaveBodyQueue(const HttpConnection* connection);
@@ -66,9 +66,9 @@ public:
     void stop();
     bool isStopping() const { return isStopping_; }
 
-    /** What is counted of them. Any thread. */
+    /** Counters of the connections. Any thread. */
     TransportFigures* figures() const { return figures_; }
-    /** To be told of bodies that have been freed. Any thread. */
+    /** Must be notified of freed bodies. Any thread. */
     Base::MemoryTrimmer& memory() { return memory_; }
 
 private:

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-/** Decompression of bodies, by the names that "Content-Encoding" uses. */
+/** Decompression of bodies, by the names used in "Content-Encoding". */
 namespace Http::ContentCoding {
 
 enum class Result {

@@ -39,7 +39,7 @@ bool parseObject(const QByteArray& body, QVariantMap* object)
     return true;
 }
 
-/** The server would close the connection if the body is not JSON, and treat any other value as an empty object. */
+/** The server would close the connection for a body that is not JSON, and treat any other value as an empty object. */
 bool isObject(const QByteArray& body)
 {
     std::vector<Json::MemberText> members;
@@ -85,7 +85,7 @@ Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
 Answer Gateway::answer(const Operations::Operation& operation, const QByteArray& body)
 {
     if (!isObject(body))
-        return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is no JSON object");
+        return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is not a JSON object");
 
     QByteArray reply;
     QString error;
@@ -95,10 +95,10 @@ Answer Gateway::answer(const Operations::Operation& operation, const QByteArray&
                            "The server cannot be reached, nothing was done: " + error.toLatin1());
     case ExchangeResult::Lost:
         return errorAnswer(BadGateway, ErrorTypes::InternalServerError,
-                           "No reply came, the request may have been executed: " + error.toLatin1());
+                           "No reply was received, the request may have been executed: " + error.toLatin1());
     case ExchangeResult::TimedOut:
         return errorAnswer(GatewayTimeout, ErrorTypes::InternalServerError,
-                           "No reply came in time, the request may have been executed: " + error.toLatin1());
+                           "No reply was received in time, the request may have been executed: " + error.toLatin1());
     case ExchangeResult::Done:
         break;
     }

@@ -78,7 +78,7 @@ bool HttpConnection::isIdleSince(milliseconds time) const
 void HttpConnection::enterBodyRoom(std::size_t bytes)
 {
     bodyRoom_ = bytes;
-    // Not on the spot: this connection may be waiting behind others, and be called by the one that made room.
+    // Not immediately: this connection may be waiting after others, and be called by the one that made room.
     asio::post(socket_.get_executor(), [self = shared_from_this()] {
         if (self->state_ == State::Queued)
             self->goOn();
@@ -95,7 +95,7 @@ void HttpConnection::enter(State state)
     deadline_.clear();
 }
 
-/** The same for a state that ends with onTimeout() unless another one is entered first. */
+/** The same for a state with a time limit: onTimeout() is called unless another state is entered first. */
 void HttpConnection::enter(State state, milliseconds limit)
 {
     enter(state);
@@ -201,7 +201,7 @@ void HttpConnection::goOn()
     }
 }
 
-/** Returns false when the rest of the request is not to be read for the moment. */
+/** Returns false if the rest of the request must not be read yet. */
 bool HttpConnection::beginBody()
 {
     if (std::optional<Response> refusal = service_->refuse(parser_->head()))

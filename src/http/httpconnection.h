@@ -33,7 +33,7 @@ public:
     void start() { waitForRequest(); }
     /** Closes the connection in any state. */
     void end();
-    /** For the end of the program: received requests are answered, partially received ones get a short grace period. */
+    /** For the program's shutdown: received requests are answered, partially received ones get a short grace period. */
     void stop();
 
     /** Whether it has been waiting for a request for at least this long. */
@@ -52,7 +52,7 @@ private:
         Inviting,  // "100 Continue" to be sent to the client
         Serving,   // the service's answer
         Writing,   // the client to accept the response
-        Lingering, // the client to stop sending after a response that ends the connection
+        Lingering, // the client to stop sending after the last response
         Ended,
     };
 
@@ -96,10 +96,10 @@ private:
 
     boost::beast::flat_buffer input_;     // not yet parsed
     std::optional<RequestParser> parser_; // of the current request
-    bool requestIsWhole_ = false;         // it was read to its end, so the connection can be reused
+    bool requestIsWhole_ = false;         // it was read completely, so the connection can be reused
 
     OutgoingResponse response_;
-    bool isLast_ = false; // the response ends the connection
+    bool isLast_ = false; // the connection is closed after the response
 };
 
 } // namespace Http

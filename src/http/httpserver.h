@@ -24,16 +24,16 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure, and errno tells why. */
+    /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure with errno set. */
     [[nodiscard]] int bind(int port);
 
     /**
-     * Serves until endRun(), after bind(). Returns false when the listening socket failed, and errno tells why.
-     * Requests in progress are answered before it returns.
+     * Serves until endRun(), after bind(). Returns false, with errno set, if the listening socket failed. Requests in
+     * progress are answered before it returns.
      */
     [[nodiscard]] bool run();
 
-    /** Ends run(), or makes it return at once if called first. Any thread. */
+    /** Ends run(), or makes it return immediately if called first. Any thread. */
     void endRun();
 
 private:

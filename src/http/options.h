@@ -33,7 +33,7 @@ struct Options {
     std::string logFile; // empty: standard error
     bool hasConsole = false;
     bool consoleWrites = false;
-    std::vector<std::string> directories; // the first one is that of plain names; all are for the console
+    std::vector<std::string> directories; // the first one is for names without a directory; the console shows all
 
     bool servesConsole() const { return hasConsole || consoleWrites; }
 

@@ -33,16 +33,15 @@
 
 namespace {
 
-/** How long /health and /metrics wait for the server, unless a timeout of the command line is shorter. */
+/** How long /health and /metrics wait for the server, unless a timeout on the command line is shorter. */
 constexpr int ProbeSeconds = 5;
 
 using Http::Options;
 
-/** Ends the program after an exception, instead of an abort: the library's threads cannot be joined then. */
+/** Exits after an exception, instead of aborting: the library's threads cannot be joined then. */
 [[noreturn]] void giveUp()
 {
-    std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
-               stderr);
+    std::fputs("quorva-http: there is not enough memory, or not enough threads can be created for --threads\n", stderr);
     _exit(Base::ExitFailed);
 }
 
@@ -74,7 +73,7 @@ Http::HttpLimits limitsOf(const Options& options)
     return limits;
 }
 
-/** For the port that serves figures alone: few connections, so that connectionLimit() leaves descriptors for them. */
+/** For the port that serves figures alone: few connections, for which connectionLimit() leaves descriptors. */
 Http::HttpLimits metricsLimitsOf(const Options& options)
 {
     Http::HttpLimits limits = limitsOf(options);
@@ -91,7 +90,7 @@ Api::Settings apiSettingsOf(const Options& options)
     return settings;
 }
 
-/** Returns an exit code, and reports a port that cannot be had. */
+/** Returns an exit code, after reporting a port that cannot be bound. */
 int checkBound(int port, int asked)
 {
     if (port >= 0)
@@ -101,8 +100,8 @@ int checkBound(int port, int asked)
 }
 
 /**
- * Reports the ports that it listens on, and the console's address. That goes to `terminal`, the standard error from
- * before --log: a log file is usually one that other users may read, and the address has the token.
+ * Reports the ports that it listens on, and the console's address. The address goes to `terminal`, the standard error
+ * from before --log: it contains the token, and other users may usually read a log file.
  */
 void tellStart(const Options& options, int port, int metricsPort, const Http::ConsoleToken& token, int terminal)
 {
@@ -116,9 +115,9 @@ void tellStart(const Options& options, int port, int metricsPort, const Http::Co
         address = "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
                   "/console#token=" + token.text() + '\n';
     if (options.logFile.empty())
-        listening += address; // in one piece
+        listening += address; // in a single write
     else
-        (void)Base::writeAll(terminal, address); // ignored: nobody may be reading any more
+        (void)Base::writeAll(terminal, address); // ignored: the reader may be gone
     std::fputs(listening.c_str(), stderr);
 }
 
@@ -177,7 +176,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // without cleanup: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();

@@ -53,7 +53,7 @@ std::size_t RequestParser::parse(std::string_view bytes)
     return taken;
 }
 
-/** The library relies on getting the end of a chunked body, "0\r\n\r\n", in one piece. */
+/** The library relies on receiving the end of a chunked body, "0\r\n\r\n", in one piece. */
 std::size_t RequestParser::leastPiece() const
 {
     constexpr std::size_t LastChunk = sizeof "0\r\n\r\n" - 1;

@@ -36,7 +36,7 @@ std::uint32_t numberOf(std::string_view bytes)
     return number;
 }
 
-/** Appends as many of the group's bytes as it has characters but one; false for what is no group. */
+/** Appends the group's bytes, one fewer than its characters; false if it is not a valid group. */
 bool decodeGroup(std::string_view group, std::string* bytes)
 {
     std::uint64_t number = 0;
@@ -46,7 +46,7 @@ bool decodeGroup(std::string_view group, std::string* bytes)
             return false;
         number += std::uint64_t{digit} * Powers[i];
     }
-    // The characters that are missing were cut off, so what they stand for has to be rounded up to whole bytes.
+    // The missing characters were truncated, so their value must be rounded up to whole bytes.
     const std::size_t count = group.size() - 1;
     const int bits = static_cast<int>(8 * (GroupBytes - count));
     number = (number + (std::uint64_t{1} << bits) - 1) >> bits << bits;

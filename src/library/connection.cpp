@@ -102,7 +102,7 @@ Result Connection::call(const QString& operation, const QVariantMap& body)
     QVariant reply;
     if (!Json::parse(json, &reply) || reply.typeId() != QMetaType::QVariantMap) {
         close();
-        return Result::noReply(QStringLiteral("the reply is no JSON object"));
+        return Result::noReply(QStringLiteral("the reply is not a JSON object"));
     }
     return Result::fromReply(reply.toMap());
 }

@@ -22,8 +22,8 @@ class BDBIOWorker;
 class BDBObjTable;
 
 /**
- * Owns what serves the connections: the I/O workers with the port they wait on, the database pool, and the handlers of
- * the open connections.
+ * Owns everything that serves connections: the I/O workers with the port they wait on, the database pool, and the
+ * handlers of the open connections.
  *
  * Threads: the main thread constructs, initialises and destroys it; the accept thread adds connections; everything else
  * is for the workers and may be called by any thread.
@@ -41,7 +41,7 @@ public:
     BDBIOMaster(const BDBIOMaster&) = delete;
     BDBIOMaster& operator=(const BDBIOMaster&) = delete;
 
-    /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are left out. */
+    /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are skipped. */
     void init(int workers, int poolMax);
 
     /** Hands an accepted socket, or an invalid one, to the next worker in turn. For the accept thread only. */
@@ -49,7 +49,7 @@ public:
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
-    /** For requests for operators (see Requests::isForOperator()): one thread, whatever the others do. */
+    /** For requests from operators (see Requests::isForOperator()): one thread, independent of the others. */
     DBThreadPool& operatorsPool() { return operatorsPool_; }
     const ServerView* view() const { return view_; }
 

@@ -39,16 +39,16 @@ A local table server on %s.
   -d LOGFILE   log file, appended to (standard error)
   -s LEVEL     1 or more: debug lines; 4, 8, 12, 16, 20: statistics as well (0)
   -w WORKERS   I/O worker threads (4 for each processor)
-  -m THREADS   most threads of the database pool (40 for each processor)
+  -m THREADS   maximum threads of the database pool (40 for each processor)
   -n           commit without waiting for the disk
 
   --help, --version   as the only argument
 
 SIGHUP reopens the log file, for a rotation that has renamed it.
-QUORVA_LOCKFILE names the lock file that keeps a second server out, OSTRIK_LOCKFILE the one that the parent
-holds for as long as the server is to run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
+QUORVA_LOCKFILE names the lock file that prevents a second server, OSTRIK_LOCKFILE the one that the parent
+holds for as long as the server should run: a path, or a name inside $TMPDIR (/tmp). QUORVA_ALLOW_USERS lists the
 users who may connect: names or numbers, separated by commas; unset means all. QUORVA_SLOW_MS is a number of
-milliseconds: a request that takes longer is one line in the log; unset means none.
+milliseconds: a request that takes longer is logged on one line; unset means none.
 )";
 
 /** Handles "--help" and "--version" as the only argument; anything else is left to the option parser. */
@@ -109,7 +109,7 @@ bool readAllowedUsers(AllowedUsers* users)
     return error.empty();
 }
 
-/** Turns on the report of slow requests if the operator wants that. An invalid threshold counts as none. */
+/** Enables the report of slow requests if a threshold is set. An invalid threshold counts as none. */
 void configureSlowRequests()
 {
     const QByteArray text = qgetenv("QUORVA_SLOW_MS");
@@ -171,7 +171,7 @@ int main(int argc, char** argv)
     QCoreApplication::exec();
     server
         .flushEnvironments(); // commits may still be in the log's buffer: with -n, or because their replies still wait
-    // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
-    // Berkeley DB's log, and every line of ours has been flushed.
+    // Immediately and without destructors: they would wait for running requests, and the parent is gone. Commits are
+    // in Berkeley DB's log, and all our log lines have been flushed.
     _exit(0);
 }

@@ -8,8 +8,8 @@
 namespace ProcessSetup {
 
 /**
- * Ignores SIGPIPE and SIGXFSZ, so that writing to a log whose reader died, or past a file size limit, fails that one
- * write instead of ending the server.
+ * Ignores SIGPIPE and SIGXFSZ, so that a write to a log whose reader died, or past a file size limit, merely fails
+ * instead of terminating the server.
  */
 void ignoreFatalWriteSignals();
 

@@ -67,7 +67,7 @@ int BackupTarget::hold()
 
 int BackupTarget::refuse() const
 {
-    LOG_WARN << "DB Backup target " << name_ << " holds files that are no backup of this environment";
+    LOG_WARN << "DB Backup target " << name_ << " contains files that are not a backup of this environment";
     return ENOTEMPTY;
 }
 

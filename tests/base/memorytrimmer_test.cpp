@@ -24,7 +24,7 @@ long residentKib()
     return std::stol(ProcFs::status(getpid(), "VmRSS"));
 }
 
-TEST(MemoryTrimmer, GivesBackWhatLargeRequestsHaveFreed)
+TEST(MemoryTrimmer, ReturnsWhatLargeRequestsHaveFreed)
 {
     MemoryTrimmer trimmer(1ms);
     const long before = residentKib();

@@ -105,7 +105,7 @@ TEST(BackupList, EveryChangedBitShows)
 TEST(BackupList, OtherTextIsNone)
 {
     const std::string text = sample().write();
-    EXPECT_EQ(complaintAbout("something else\n"), "is no list of a backup's files");
+    EXPECT_EQ(complaintAbout("something else\n"), "is not a list of a backup's files");
     EXPECT_EQ(complaintAbout("quorva-backup-list 2\nwhatever"), "has the unknown version 2");
     EXPECT_EQ(complaintAbout(text + "\n"), "is damaged");
     EXPECT_EQ(complaintAbout(text + text), "is damaged");

@@ -101,7 +101,7 @@ TEST_F(HttpTransport, LargeBodiesWaitForEachOtherAndNobodyForThem)
     waiting.join();
 }
 
-/** Nobody knows what they decompress to before it is done. */
+/** Their decompressed size is not known in advance. */
 TEST_F(HttpTransport, PackedBodiesTakeTheRoomOfTheLargest)
 {
     limits_.largeBodyBytes = limits_.request.body;
@@ -146,7 +146,7 @@ TEST_F(HttpTransport, LargeBodiesAreServedInTheirOrderWhateverRoomTheyNeed)
 }
 
 /** A thread waits for some seconds, for what else is freed, and gives the memory back. */
-TEST_F(HttpTransport, MemoryOfALargeBodyIsGivenBack)
+TEST_F(HttpTransport, MemoryOfALargeBodyIsReturned)
 {
     limits_.request.body = 2 * Base::MemoryTrimmer::LargeBytes;
     limits_.largeBodyBytes = limits_.request.body;
@@ -159,7 +159,7 @@ TEST_F(HttpTransport, MemoryOfALargeBodyIsGivenBack)
     EXPECT_TRUE(waitUntil([&] { return threadCount() == before + 1; }));
 }
 
-TEST_F(HttpTransport, MemoryOfALargeResponseIsGivenBack)
+TEST_F(HttpTransport, MemoryOfALargeResponseIsReturned)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(port_);

@@ -56,7 +56,7 @@ TEST(LibraryConnectionOpen, DefaultsToTheAddressOfAServerWithoutOptions)
     EXPECT_EQ(server.port, 4567);
 }
 
-TEST(LibraryConnectionOpen, TellsWhyThereIsNone)
+TEST(LibraryConnectionOpen, ReportsWhyThereIsNone)
 {
     Connection connection;
     EXPECT_FALSE(connection.isOpen());
@@ -98,13 +98,13 @@ TEST(LibraryConnectionCall, RefusesRepliesThatAreNoObjects)
         Connection connection;
         ASSERT_TRUE(connection.open(port.server(seconds(60), seconds(60))));
         std::thread peer([&] { port.answerOne(QByteArray(3, '\0') + static_cast<char>(text.size()) + text); });
-        expectNoReply(connection.describeTable("t"), "the reply is no JSON object");
+        expectNoReply(connection.describeTable("t"), "the reply is not a JSON object");
         EXPECT_FALSE(connection.isOpen());
         peer.join();
     }
 }
 
-TEST_F(LibraryConnection, ServerThatIsGoneIsToldAndItsSuccessorIsReachedByOpeningAgain)
+TEST_F(LibraryConnection, ServerThatIsGoneIsReportedAndItsSuccessorIsReachedByOpeningAgain)
 {
     put("k", "1", {{"a", N(1)}});
     server_.kill();

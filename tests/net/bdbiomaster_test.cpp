@@ -91,7 +91,7 @@ TEST(BDBIOMaster, InitStartsTheWorkers)
     EXPECT_TRUE(onlyThisThreadIsLeft());
 }
 
-TEST(BDBIOMaster, WorkerWithoutMemoryIsLeftOut)
+TEST(BDBIOMaster, WorkerWithoutMemoryIsSkipped)
 {
     const LogCapture log;
     RecordingMaster master([](int id) { return id == 1 ? RecordingMaster::NoMemory : RecordingMaster::Works; });
@@ -104,7 +104,7 @@ TEST(BDBIOMaster, WorkerWithoutMemoryIsLeftOut)
     EXPECT_THAT(master.sockets[2], ElementsAre(101));
 }
 
-TEST(BDBIOMaster, WorkerThatDoesNotStartIsLeftOut)
+TEST(BDBIOMaster, WorkerThatDoesNotStartIsSkipped)
 {
     const LogCapture log;
     RecordingMaster master([](int id) { return id == 0 ? RecordingMaster::DoesNotStart : RecordingMaster::Works; });

@@ -24,6 +24,9 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
+    /** Of the event loop, for what else it is to do; must be over when run() is to end. */
+    Executor executor() { return loop_.get_executor(); }
+
     /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure, and errno tells why. */
     [[nodiscard]] int bind(int port);
 

@@ -22,7 +22,7 @@ from rows import (BASELINE, BOUND, COMMITTING_THREADS, HTTP_ROWS, HTTP_VERSIONS,
                   LOCK_WAIT, PLAIN, POSTGRES, READERS, REDIS, RELAXED, ROWS, WRITERS, bound, is_compared, is_durable,
                   label)
 
-BUSY_LOAD = 0.5  # processes that wait or run
+BUSY_LOAD = 0.5  # runnable processes
 
 
 class Contestant:
@@ -51,7 +51,7 @@ class Contestant:
                                       row.clients)
 
     def measure_beside_writers(self):
-        """Gets of some clients while others put, on a directory of init."""
+        """Gets of some clients while others put, in a directory of init."""
         return self.workspace.measure(self.durable, self.table(INIT), "get", READERS, "--writers", str(WRITERS))
 
 
@@ -92,7 +92,7 @@ class Bench:
 
     def measure(self, row, turn):
         run = self.workspace
-        # Each round begins with another one: what a measure leaves to the disk falls on the next.
+        # Each round begins with a different program: writes that one leaves to the disk burden the next.
         names = list(self.contestants)[::-1 if turn % 2 else 1]
         result = {name: self.contestants[name].measure(row) for name in names}
         options = ["-n"] if row.directory == RELAXED else ["--outstanding", str(row.clients)]
@@ -169,11 +169,11 @@ def parse_arguments():
     root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
     parser = argparse.ArgumentParser(prog="script/bench", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--rounds", type=int, default=5)
-    parser.add_argument("--seconds", type=float, default=1.5, help="length of one measure (%(default)s)")
+    parser.add_argument("--seconds", type=float, default=1.5, help="length of one measurement in seconds (%(default)s)")
     parser.add_argument("--items", type=int, default=10000, help="items of each table (%(default)s)")
     parser.add_argument("--item-size", type=int, default=1024, help="bytes of an item (%(default)s)")
-    parser.add_argument("--only", default="", help="comma-separated operations; the others are left out")
-    parser.add_argument("--quick", action="store_true", help="one round of short measures, to see that it works")
+    parser.add_argument("--only", default="", help="comma-separated operations; the others are omitted")
+    parser.add_argument("--quick", action="store_true", help="one short round, to check that everything runs")
     parser.add_argument("--directory", default="", help="comma-separated kinds: plain, init, relaxed (-n, and reads)")
     parser.add_argument("--compare", action="store_true", help="measure PostgreSQL and Redis as well")
     parser.add_argument("--baseline", metavar="PATH", help="measure this build of the server as well")

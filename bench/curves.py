@@ -1,4 +1,4 @@
-"""Measures what an operation costs as the server gets more to look after, and draws it.
+"""Measures what an operation costs as the server manages more, and draws it.
 
 Each panel of the picture lets one thing grow: busy clients, idle connections, items of the table (the operations keep
 to the same thousand of them), open environments, open tables. All points of all panels are measured in turn, round
@@ -22,7 +22,7 @@ OPERATIONS = ["get", "put", "query", "scan"]
 CLIENTS = 8
 MEASURED_ITEMS = 1000  # of every table, the first ones
 ITEM_BYTES = 1024
-SMALL_ITEM_BYTES = 100  # of the tables whose size is what grows
+SMALL_ITEM_BYTES = 100  # of the tables whose size grows
 
 Point = collections.namedtuple("Point", "panel x workspace server table clients options")
 
@@ -36,7 +36,7 @@ PANELS = {
 
 
 def exchange(connection, operation, body):
-    """One request and its reply, which has to be a success."""
+    """One request and its reply, which must be a success."""
     reply = connection.request(operation, body)
     if reply["__rc"] != 200:
         raise Failure(f"{operation} was answered {reply}")
@@ -130,7 +130,7 @@ def main():
     root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
     parser = argparse.ArgumentParser(prog="script/bench --curves", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--seconds", type=float, default=0.7, help="length of one measure (%(default)s)")
+    parser.add_argument("--seconds", type=float, default=0.7, help="length of one measurement in seconds (%(default)s)")
     parser.add_argument("--largest-table", type=int, default=10**6,
                         help="items of the largest table, 10000000 at most (%(default)s)")
     parser.add_argument("--panels", default=",".join(PANELS), help="comma-separated; all by default")
@@ -139,7 +139,7 @@ def main():
     parser.add_argument("--binaries", default=os.path.join(root, "build", "bin"), help=argparse.SUPPRESS)
     options = parser.parse_args()
 
-    # Every measure is told the thousand items that it keeps to; a table may hold more.
+    # Every measurement uses the same thousand items; a table may have more.
     with contextlib.ExitStack() as stack:
         workspace = stack.enter_context(Workspace(options.binaries, MEASURED_ITEMS, ITEM_BYTES, options.seconds))
         points = prepare(workspace, options.largest_table, options.panels.split(","))

@@ -12,12 +12,12 @@ COLUMNS = 3
 WIDTH, HEIGHT = 300, 220  # of a panel, its texts included
 LEFT, RIGHT, TOP, BOTTOM = 52, 14, 30, 44  # room around a panel's axes
 LEGEND = 34
-# Told apart by lightness as well as by colour.
+# Distinguishable by lightness as well as by colour.
 STYLES = [("#1b6ca8", "circle"), ("#d1495b", "square"), ("#2e7d32", "circle"), ("#8e5ba6", "square")]
 
 
 class Axis:
-    """Maps numbers to places on a logarithmic axis."""
+    """Maps numbers to positions on a logarithmic axis."""
 
     def __init__(self, low, high, begin, end):
         self.low, self.high = math.log10(low), math.log10(high)
@@ -28,7 +28,7 @@ class Axis:
         return self.begin + share * (self.end - self.begin)
 
     def ticks(self):
-        """The powers of ten that lie on it."""
+        """The powers of ten on it."""
         return [10**power for power in range(math.ceil(self.low - 1e-9), math.floor(self.high + 1e-9) + 1)]
 
 

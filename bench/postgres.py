@@ -1,4 +1,4 @@
-"""PostgreSQL at the same work: a table of jsonb items in a cluster of its own, driven by pgbench."""
+"""PostgreSQL with the same workload: a table of jsonb items in a separate cluster, driven by pgbench."""
 
 import glob
 import os
@@ -58,7 +58,7 @@ def item_text(size):
 
 
 class Postgres:
-    """A cluster with default settings that listens on 127.0.0.1 alone. Ends and goes with `close`."""
+    """A cluster with default settings that listens only on 127.0.0.1. Stopped and removed by `close`."""
 
     def __init__(self, directory, items, item_size):
         self.programs = binaries()
@@ -86,7 +86,7 @@ class Postgres:
         command = [os.path.join(self.programs, program), *arguments]
         if os.geteuid() == 0:
             command = ["runuser", "-u", "postgres", "--", *command]
-        # A server that is started inherits what we read from, so nothing is read from it.
+        # A server that is started inherits our pipe, so nothing is read from it.
         output = subprocess.DEVNULL if program == "pg_ctl" else subprocess.PIPE
         done = subprocess.run(command, stdout=output, stderr=subprocess.STDOUT if output == subprocess.PIPE else output,
                               input=standard_input, text=True, check=False, cwd=self.directory)
@@ -111,13 +111,13 @@ CHECKPOINT;
         return operation in SCRIPTS or operation == "mixed"
 
     def measure(self, operation, clients, seconds):
-        """Transactions in a second."""
+        """Transactions per second."""
         scripts = [word for name in (MIXED if operation == "mixed" else [operation])
                    for word in ("-f", self._write_script(name))]
         output = self._run("pgbench", *self._connection(), "-n", "-M", "prepared", "-c", str(clients), "-j", "1", "-T",
                            str(max(1, round(seconds))), *scripts, "postgres")
         if "transactions actually processed: 0\n" in output:
-            return 0.0  # which happens when the disk is held up for a whole measure
+            return 0.0  # which happens if the disk stalls for a whole measurement
         rate = re.search(r"tps = ([0-9.]+) \(without", output)
         if rate is None:
             raise Failure(f"pgbench said: {output}")

@@ -1,4 +1,4 @@
-"""The programs that a measure runs: servers, echo-limit, bdb-limit and quorva-bench, all on one scratch directory."""
+"""The programs that a measurement runs: servers, echo-limit, bdb-limit and quorva-bench, in one scratch directory."""
 
 import collections
 import contextlib
@@ -37,7 +37,7 @@ class Workspace:
         self._stack.close()
 
     def with_workload(self, items, item_size):
-        """The same workspace for programs that are told another workload. It ends with this one."""
+        """The same workspace for programs with another workload. It ends with this one."""
         other = copy.copy(self)
         other._workload = workload_options(items, item_size)
         return other
@@ -55,7 +55,7 @@ class Workspace:
         return path
 
     def start_server(self, *options, program=None):
-        """A server that runs in the workspace, so that tables are named by their directories' bare names."""
+        """A server that runs in the workspace, so that directories are named without a path."""
         server = Server([program or os.path.join(self.binaries, "quorva"), *options], self.directory)
         self._stack.callback(server.clean_up)
         server.start()
@@ -123,5 +123,5 @@ Echo = collections.namedtuple("Echo", "port")
 
 
 def note(text):
-    """Progress, apart from the results."""
+    """Progress, separate from the results."""
     print(text, file=sys.stderr, flush=True)

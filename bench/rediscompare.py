@@ -1,4 +1,4 @@
-"""Redis at the same work, as far as it has it: durable writes of items, and reads, driven by redis-benchmark."""
+"""Redis with the same workload, as far as it supports it: durable writes of items, and reads, with redis-benchmark."""
 
 import os
 import re
@@ -12,7 +12,7 @@ ITEMS_OF_HASH_KEY = 100
 BATCH = 25
 ITEM = object()  # its text
 KEY = "key:__rand_int__"  # redis-benchmark puts twelve digits in
-# Operation: command, and whether its keys are numbered like hash keys. There is no ordered walk over many of them.
+# Operation: command, and whether its keys are numbered like hash keys. There is no ordered walk over many keys.
 COMMANDS = {
     "put": (["SET", KEY, ITEM], False),
     "get": (["GET", KEY], False),
@@ -69,7 +69,7 @@ class Redis:
         return operation in COMMANDS
 
     def measure(self, operation, clients, seconds):
-        """Commands in a second. redis-benchmark counts commands, not seconds: the rate so far says how many."""
+        """Commands per second. redis-benchmark takes a number of commands, not of seconds; earlier rates give it."""
         if (operation, clients) not in self.rates:
             self.rates[operation, clients] = self._measure(operation, clients, CALIBRATION)
         rate = self._measure(operation, clients, max(CALIBRATION, round(self.rates[operation, clients] * seconds)))
@@ -82,7 +82,7 @@ class Redis:
         command = [self.item if word == ITEM else word for word in words]
         output = self._run("redis-benchmark", "-h", "127.0.0.1", "-p", str(self.port), "-c", str(clients), "-n",
                            str(count), "-r", str(numbers), "--csv", *command)
-        # The first column is the command as it is, quotes included; the rate and six latencies follow.
+        # The first column is the command as given, including quotes; the rate and six latencies follow.
         rate = re.search(r',"([0-9.]+)"(?:,"[0-9.]+"){6}\s*$', output)
         if rate is None:
             raise Failure(f"redis-benchmark said: {output}")

@@ -61,7 +61,7 @@ def print_targets(measured):
 
 
 def print_limits(measured):
-    """What the bound is made of."""
+    """The two limits that make up the bound."""
     for row, rounds in measured:
         print(f"{described(row)}: bdb-limit {number(rate(rounds, 'bdb-limit'))}/s, echo-limit "
               f"{number(rate(rounds, 'echo-limit'))}/s")

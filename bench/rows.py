@@ -8,7 +8,7 @@ PLAIN = "plain"
 INIT = "init"
 RELAXED = "relaxed"
 
-# What a row is compared with: what storage and network could do at most, other servers, another build of this one.
+# What a row is compared with: the maximum of storage and network, other servers, another build of this one.
 BOUND = "bound"
 POSTGRES = "PostgreSQL"
 REDIS = "Redis"
@@ -61,8 +61,8 @@ HTTP_ROWS = [
 COMMITTING_THREADS = 4  # of bdb-limit, where it has as many operations outstanding as there are clients
 IDLE_CONNECTIONS = 1000  # while the memory is measured
 READERS, WRITERS = 8, 56  # clients, while the latency of gets beside puts is measured
-LOCK_WAIT = 250  # milliseconds that no request is to wait for a lock
-LOCK_MIXES = [("mixed", 64), ("put", 64), ("update", 64), ("batch", 8)]  # operations and clients that are looked at
+LOCK_WAIT = 250  # milliseconds; no request should wait longer for a lock
+LOCK_MIXES = [("mixed", 64), ("put", 64), ("update", 64), ("batch", 8)]  # operations and clients that are examined
 WRITES = ("put", "update", "mixed", "batch")
 
 
@@ -81,12 +81,12 @@ def label(row):
 
 
 def bound(direct, echo):
-    """Of a request that needs both, one after the other."""
+    """The rate of requests that need both, one after the other."""
     return 1 / (1 / direct + 1 / echo) if direct and echo else 0.0
 
 
 def rate(rounds, program):
-    """The median rate of a program, or None when it was not measured."""
+    """The median rate of a program, or None if it was not measured."""
     rates = [each[program]["rate"] for each in rounds if program in each]
     return statistics.median(rates) if rates else None
 

@@ -2,8 +2,8 @@
 #
 #   add_layer(storage FOLDER storage SOURCES bdbenv.cpp ... USES log [USES_PRIVATE ...])
 #
-# A shared include root would let any file include any header, whatever it links. So each layer exports one directory of
-# its own, which holds nothing but a link to the layer's folder: "net/x.h" is found only by those that link net.
+# A shared include root would let any file include any header, whatever it links. So each layer exports its own
+# directory, which contains only a link to the layer's folder: "net/x.h" is found only by targets that link net.
 # USES is for layers whose types our headers show, USES_PRIVATE for those that only our sources need.
 function(add_layer name)
     cmake_parse_arguments(LAYER "" "FOLDER" "SOURCES;USES;USES_PRIVATE;LIBRARIES;LIBRARIES_PRIVATE" ${ARGN})
@@ -21,7 +21,7 @@ function(add_layer name)
         PUBLIC ${LAYER_USES} ${LAYER_LIBRARIES} quorva_sanitizers
         PRIVATE ${LAYER_USES_PRIVATE} ${LAYER_LIBRARIES_PRIVATE} quorva_warnings)
 
-    # The precompiled headers contain Qt, so the layers without it compile as well as they can alone.
+    # The precompiled headers contain Qt, so they are of no use to layers without it.
     set(qt FALSE)
     if(Qt6::Core IN_LIST LAYER_LIBRARIES)
         set(qt TRUE)

@@ -1,4 +1,4 @@
-# Text files that a program contains: writes a source of constants, generated again when one of them changes.
+# Embeds text files in a program: generates a source file of constants, again whenever one of them changes.
 #
 #   embed_console(FOLDER src/console FILES index.html ... OUTPUT variable)
 if(CMAKE_SCRIPT_MODE_FILE)

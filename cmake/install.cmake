@@ -1,4 +1,4 @@
-# What "cmake --install" puts where, in three components that are packages as well (packages.cmake).
+# What "cmake --install" installs, in three components that are also the packages (packages.cmake).
 #
 #   server        the programs, their manual pages, units for systemd, documentation
 #   library       libquorva-client
@@ -9,7 +9,7 @@ set(docs "${PROJECT_SOURCE_DIR}/docs")
 set(programs quorva quorvactl quorva-http)
 install(TARGETS ${programs} RUNTIME COMPONENT server)
 
-# Debian has manual pages and change logs compressed: makes `page` out of `source`.
+# Debian compresses manual pages and change logs: creates `page` from `source`.
 find_program(GZIP_PROGRAM gzip REQUIRED)
 function(compress source page)
     cmake_path(GET page PARENT_PATH directory)
@@ -43,9 +43,9 @@ install(FILES "${changes}" DESTINATION "${libraryDocs}" COMPONENT development)
 install(FILES "${changes}" COMPONENT library
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libquorva-client${PROJECT_VERSION_MAJOR}")
 
-# Libraries of headers alone end up in the binaries, whose packages have to carry their notices.
+# Header-only libraries become part of the binaries, whose packages must contain their notices.
 function(install_notices component directory)
-    set(text "The binaries of this package hold code of these libraries, under the terms that stand with each.\n")
+    set(text "The binaries of this package contain code of these libraries, under the terms given with each.\n")
     foreach(library ${ARGN})
         set(notice "/usr/share/doc/${library}/copyright")
         if(EXISTS "${notice}")

@@ -1,4 +1,4 @@
-# Debian packages of the three components, made by cpack; script/package is the way to call it.
+# Debian packages of the three components, made by cpack; see script/package.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR Quorva)
 set(CPACK_PACKAGE_CONTACT "Quorva maintainers <maintainers@quorva.invalid>")

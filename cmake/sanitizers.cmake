@@ -5,8 +5,7 @@ add_library(quorva_sanitizers INTERFACE)
 if(QUORVA_SANITIZE)
     target_compile_options(quorva_sanitizers INTERFACE
         -fsanitize=${QUORVA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    # The check of vptrs probes the memory through a pipe of its own, so it reports errors where there are none when a
-    # test has used all descriptors up.
+    # The vptr check probes memory through a pipe, so it reports false errors when a test has used up all descriptors.
     if(QUORVA_SANITIZE MATCHES "undefined")
         target_compile_options(quorva_sanitizers INTERFACE -fno-sanitize=vptr)
     endif()

@@ -1,6 +1,6 @@
 # Warnings for our own targets only; the headers of our dependencies are system headers.
 add_library(quorva_warnings INTERFACE)
-# Sources that are compiled together (see precompile.cmake) are no headers, and see each other's names.
+# Sources that are compiled together (see precompile.cmake) are not headers, and see each other's names.
 target_compile_options(quorva_warnings INTERFACE
     -Wall -Wextra -Wconversion
     $<IF:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>,-Wno-subobject-linkage,-Wshadow>

@@ -31,7 +31,7 @@ class Demo(LedgerTable):
 
     def __init__(self, server, tool, scratch):
         home = os.path.join(scratch, "environment")
-        # The server opens environments but makes no directories.
+        # The server opens environments but does not create directories.
         subprocess.run([tool, "init", home], check=True)
         super().__init__(f"{home}|packages")
         self.server = server
@@ -69,7 +69,7 @@ class Demo(LedgerTable):
                 self.check(key)
 
     def update(self):
-        """Updates every fifth item under a condition that holds, and each of them under one that does not."""
+        """Updates every fifth item with a condition that holds, and each of them with one that does not."""
         keys = list(self.ledger)[::5]
         with measured("updated {} items under a condition that held, and failed to under one that did not", 2 * len(keys),
                       len(keys)):
@@ -89,13 +89,13 @@ class Demo(LedgerTable):
                 wanted, answer = ("ALL_NEW", new) if number % 2 else ("ALL_OLD", old)
                 reply = self.on_item("UpdateItem", key, AttributeUpdates=updates, ReturnValues=wanted,
                                      Expected={"version": {"Value": old["version"]}, "checked": {"Exists": False}})
-                # The keys come back as bare strings beside the typed attributes.
+                # The keys are returned as bare strings among the typed attributes.
                 expect(f"reply to UpdateItem {key} with {wanted}", reply,
                        ok(Attributes={**answer, "section": key[0], "name": key[1]}))
                 self.ledger[key] = new
 
     def replace(self):
-        """Puts every thirteenth item anew, with the old one as the answer."""
+        """Puts every thirteenth item again and has the old one returned."""
         keys = list(self.ledger)[3::13]
         with measured("replaced {} items, each answered with the old one", len(keys)):
             for key in keys:
@@ -103,7 +103,7 @@ class Demo(LedgerTable):
                 self.put(key, {"version": old["version"], "replaced": {"S": "yes"}}, replaced=old)
 
     def delete(self):
-        """Deletes every seventh item under a condition that holds, after one that does not."""
+        """Deletes every seventh item with a condition that holds, after one that does not."""
         keys = list(self.ledger)[1::7]
         with measured("deleted {} items under a condition that held, and failed to under one that did not", 2 * len(keys),
                       len(keys)):
@@ -119,7 +119,7 @@ class Demo(LedgerTable):
                 self.ledger[key] = None
 
     def load_in_batches(self):
-        """Puts the whole list again, over what was changed and deleted, many items to a transaction."""
+        """Puts the whole list again, over changed and deleted items, many items per transaction."""
         batches = [self.packages[i:i + BATCH] for i in range(0, len(self.packages), BATCH)]
         with measured(f"put {len(self.packages)} items by BatchWriteItem", len(batches)):
             for batch in batches:
@@ -141,7 +141,7 @@ class Demo(LedgerTable):
             up = {"ComparisonOperator": "BEGINS_WITH", "AttributeValueList": [{"S": prefix}]}
             reply = self.request("Query", HashKeyValue={"S": section}, RangeKeyCondition=up, Limit=limit)
             expect("reply to Query upwards", reply, ok(Count=len(items), Items=items))
-            # BEGINS_WITH always walks up; LT walks down, from the last name that can begin so.
+            # BEGINS_WITH always walks upward; LT walks downward, from the last name that can begin like this.
             down = {"ComparisonOperator": "LT", "AttributeValueList": [{"S": "libr"}]}
             reply = self.request("Query", HashKeyValue={"S": section}, RangeKeyCondition=down, Limit=limit)
             found = [item for item in reply.get("Items", []) if item["name"]["S"].startswith(prefix)]
@@ -164,7 +164,7 @@ class Demo(LedgerTable):
             pages += 1
             if "LastEvaluatedKey" not in reply:
                 break
-            # The last key comes as bare strings and goes back as typed values.
+            # The last key is returned as bare strings and sent back as typed values.
             start = {"ExclusiveStartKey": {name: {"S": value} for name, value in reply["LastEvaluatedKey"].items()}}
         seconds = time.monotonic() - started
         expect("packages found by Scan", found, collections.Counter(self.ledger.keys()))
@@ -172,7 +172,7 @@ class Demo(LedgerTable):
             f"{sum(found.values()) / max(seconds, 1e-9):.0f} items/s)")
 
     def kill_and_restart(self):
-        """Kills the server right after its last reply: what it acknowledged has to be on disk."""
+        """Kills the server right after its last reply: what it acknowledged must be on disk."""
         self.server.kill()
         self.connection.close()
         say("killed the server with SIGKILL")
@@ -211,7 +211,7 @@ def say(text):
 
 @contextlib.contextmanager
 def measured(text, requests, count=None):
-    """Prints the text when the block is through: {} is the count, the number of requests if that is not given."""
+    """Prints the text at the end of the block: {} is the count, by default the number of requests."""
     started = time.monotonic()
     yield
     seconds = time.monotonic() - started
@@ -224,7 +224,7 @@ def main():
     parser.add_argument("--server", required=True, metavar="PATH", help="the server's executable")
     parser.add_argument("--tool", required=True, metavar="PATH", help="quorvactl")
     arguments = parser.parse_args()
-    # An end by signal goes through the same clean-up as any other.
+    # Termination by a signal runs the same clean-up as any other exit.
     for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: sys.exit("script/demo: ended by a signal"))
 

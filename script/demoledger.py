@@ -1,4 +1,4 @@
-"""A table with a ledger of what it must hold: each reply is compared with it."""
+"""A table with a ledger of its expected contents: each reply is compared with it."""
 
 from quorva import expect
 
@@ -16,7 +16,7 @@ CONDITION_FAILED = {
 
 
 class LedgerTable:
-    """A table, and the items that it must hold after each request."""
+    """A table, and the items that it must contain after each request."""
 
     def __init__(self, name):
         self.name = name
@@ -35,7 +35,7 @@ class LedgerTable:
         return {**package.attributes, "section": {"S": package.section}, "name": {"S": package.name}}
 
     def put(self, key, attributes, replaced=None):
-        """Puts an item; with `replaced` it asks for the item that was there and compares that as well."""
+        """Puts an item; with `replaced` it also requests the previous item and compares it."""
         item = {**attributes, "section": {"S": key[0]}, "name": {"S": key[1]}}
         if replaced is None:
             reply, answer = self.request("PutItem", Item=item), attributes

@@ -9,8 +9,8 @@ Package = collections.namedtuple("Package", "section name attributes")
 
 
 def installed_packages():
-    """Every installed package, in dpkg's order. Fields that a package leaves empty become no attribute."""
-    # The separators are control characters, which no field holds; descriptions do hold newlines and tabs.
+    """Every installed package, in dpkg's order. Empty fields of a package are omitted."""
+    # The separators are control characters, which no field contains; descriptions do contain newlines and tabs.
     fields = ["db:Status-Status", "Section", "Package", "Architecture", "Version", "Installed-Size", "Maintainer",
               "Description"]
     listing = subprocess.run(
@@ -18,7 +18,7 @@ def installed_packages():
         stdout=subprocess.PIPE, check=True).stdout.decode("utf-8", "replace")
     rows = [row.split("\x1f") for row in listing.split("\x1e") if row]
     rows = [row[1:] for row in rows if row[0] == "installed"]
-    # One name may be installed for several architectures; these need names of their own.
+    # A package may be installed for several architectures; those need different names.
     times = collections.Counter(row[1] for row in rows)
     packages = []
     for section, name, architecture, version, size, maintainer, description in rows:

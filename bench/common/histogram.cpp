@@ -8,7 +8,7 @@ namespace Bench {
 
 namespace {
 
-// A power of two is divided into 64 buckets; what is below 64 has a bucket for each number.
+// Each power of two is divided into 64 buckets; numbers below 64 have a bucket each.
 constexpr unsigned SubBits = 6;
 constexpr std::uint64_t SubBuckets = 1U << SubBits;
 constexpr unsigned LargestBits = 40;

@@ -8,8 +8,8 @@
 namespace Bench {
 
 /**
- * Counts durations, in nanoseconds, in buckets of bounded relative width: an answer is at most 1/64 above the truth.
- * Longer ones than 2^40 ns (18 minutes) count as that. For one thread; threads keep one each and add them up.
+ * Counts durations, in nanoseconds, in buckets of bounded relative width: results are at most 1/64 too high. Durations
+ * above 2^40 ns (18 minutes) count as that. For one thread; threads keep one each and add them up.
  */
 class Histogram {
 public:
@@ -20,10 +20,10 @@ public:
 
     std::uint64_t count() const { return count_; }
 
-    /** The duration that a share of `quantile` (0 to 1) does not exceed; 0 when there is none. */
+    /** The duration that a fraction of `quantile` (0 to 1) does not exceed; 0 if there is none. */
     std::uint64_t atQuantile(double quantile) const;
 
-    /** The longest, exactly. */
+    /** The longest duration, exactly. */
     std::uint64_t longest() const { return longest_; }
 
 private:

@@ -12,7 +12,7 @@ namespace Bench {
 
 using Clock = std::chrono::steady_clock;
 
-/** When a measure counts: operations that end within the window. Before it, everything warms up. */
+/** The time window of a measurement: operations that end within it count. Before it is the warm-up. */
 struct Window {
     Clock::time_point begin;
     Clock::time_point end;
@@ -23,14 +23,14 @@ struct Window {
     double seconds() const { return std::chrono::duration<double>(end - begin).count(); }
 };
 
-/** What one thread, or all together, did in the window. */
+/** What one thread did in the window, or all threads together. */
 struct Result {
     Histogram latencies; // of the operations that succeeded in time
     std::uint64_t errors = 0;
     std::uint64_t requestBytes = 0; // of the same operations, headers included; 0 without a wire
     std::uint64_t replyBytes = 0;
 
-    /** Counts an operation that succeeded and ended at `now`, when that is in the window. */
+    /** Counts an operation that succeeded and ended at `now`, if that is in the window. */
     void addSuccess(const Window& window, Clock::time_point began, Clock::time_point now, std::size_t requestSize = 0,
                     std::size_t replySize = 0);
 

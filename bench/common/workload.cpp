@@ -21,7 +21,7 @@ constexpr NamedOperation Operations[] = {
 constexpr int TextAttributes = 8; // of an item that has room for them
 constexpr int BytesPerAttribute = 64;
 
-/** Text in which no two neighbours are the same. */
+/** Text in which no two adjacent characters are the same. */
 QString someText(qsizetype length)
 {
     QString text(length, QChar(u'a'));

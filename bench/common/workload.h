@@ -9,10 +9,11 @@
 #include <string>
 
 /**
- * What every instrument does, so that their rates can be compared: the operations, and the items that they work on.
+ * The workload of all benchmark programs, so that their rates can be compared: the operations, and the items that they
+ * work on.
  *
  * Items are numbered. Item 4711 has the hash key "h0000047" and the range key "r11": a hash key has a hundred items,
- * and all keys are of the same length, so that requests need only their digits exchanged.
+ * and all keys have the same length, so that only the digits in a request have to be replaced.
  */
 namespace Bench {
 
@@ -24,15 +25,15 @@ inline constexpr unsigned RangeDigits = 2;
 
 inline constexpr const char* HashAttribute = "customer";
 inline constexpr const char* RangeAttribute = "entry";
-inline constexpr const char* CountAttribute = "count"; // what updates add to
+inline constexpr const char* CountAttribute = "count"; // the attribute that updates add to
 
 enum class Operation {
-    Put,    // an item in place of itself
+    Put,    // replaces an item by itself
     Get,    // an item
     Update, // adds 1 to one attribute
-    Mixed,  // gets and puts, as many of each
+    Mixed,  // gets and puts in equal numbers
     Query,  // all items of a hash key
-    Scan,   // a page from some item on, which crosses partitions
+    Scan,   // a page from a random item on, which crosses partitions
     Batch   // puts items in one transaction
 };
 
@@ -47,10 +48,10 @@ struct Workload {
     unsigned items = 10000; // in whole hash keys, see isValid()
     unsigned itemBytes = 1024;
 
-    /** At least two hash keys, whole ones, and no more than the digits can number. */
+    /** Whether there are at least two hash keys, all complete, and no more than the digits can number. */
     bool isValid() const;
 
-    /** An item without its key attributes. Its JSON text has `itemBytes`, or a little more when that is very small. */
+    /** An item without its key attributes. Its JSON text has `itemBytes`, or a little more if that is very small. */
     QVariantMap item() const;
 };
 
@@ -61,7 +62,7 @@ QByteArray rangeKey(unsigned item);
 /** Writes `number` in exactly `digits` decimal digits. */
 void writeDigits(unsigned number, unsigned digits, char* to);
 
-/** A fast generator of numbers that are random enough to choose items by. For one thread. */
+/** A fast generator of numbers that are random enough to choose items with. For one thread. */
 class Random {
 public:
     explicit Random(std::uint64_t seed) : state_(seed * 0x9e3779b97f4a7c15U + 1) {}

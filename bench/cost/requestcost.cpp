@@ -1,11 +1,10 @@
+#include "common/commandline.h"
 #include "common/workload.h"
 #include "load/requests.h"
 
 #include "net/bdbreqhandler_linux.h"
 #include "storage/bdbobjtable.h"
 #include "storage/settings.h"
-
-#include <CLI/CLI.hpp>
 
 #include <db_cxx.h>
 
@@ -23,10 +22,10 @@ namespace {
 
 constexpr qsizetype PieceBytes = 4096; // as a worker receives them
 
-/** One connection without its socket: what a request goes through between the socket and Berkeley DB. */
+/** One connection without its socket: the code that a request runs between the socket and Berkeley DB. */
 class LoneConnection {
 public:
-    /** False when the reply is no success; it is then printed. */
+    /** False if the reply is an error; it is then printed. */
     [[nodiscard]] bool run(const QByteArray& request)
     {
         int rc = 0;
@@ -63,7 +62,7 @@ bool runAll(LoneConnection& connection, RequestMaker& requests, unsigned count)
 
 } // namespace
 
-// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
+// Only running out of memory throws; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     std::string name;
@@ -71,22 +70,23 @@ int main(int argc, char** argv)
     unsigned count = 10000;
     Workload workload;
     workload.items = 1000;
-    CLI::App app(
-        "Takes requests through the server's own code in one thread and without a network, for tools that count: "
+    CommandLine line(
+        "Runs requests through the server's own code in one thread and without a network, for profiling tools: "
         "callgrind, heaptrack. See script/profile.");
-    app.add_option("OPERATION", name, operationNames())->required();
-    app.add_option("--directory", directory, "The environment's home; it must exist")->capture_default_str();
-    app.add_option("-n,--requests", count, "How many")->capture_default_str();
-    app.add_option("-k,--items", workload.items, "Items of the table")->capture_default_str();
-    app.add_option("-i,--item-size", workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    line.argument("OPERATION", name, operationNames());
+    line.option("--directory", directory, "The environment's home; it must exist");
+    line.option("-n,--requests", count, "How many");
+    line.option("-k,--items", workload.items, "Items of the table");
+    line.option("-i,--item-size", workload.itemBytes, "Bytes of an item's JSON");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
     const auto operation = operationNamed(name);
     if (!operation || !workload.isValid()) {
         std::fputs("request-cost: no such operation, or no such items\n", stderr);
         return 1;
     }
 
-    Settings::setTxnCommitFlags(DB_TXN_NOSYNC); // the disk's time is not what is asked for
+    Settings::setTxnCommitFlags(DB_TXN_NOSYNC); // the time of the disk must not be measured
     const QByteArray table = QByteArray::fromStdString(std::filesystem::absolute(directory).string()) + "|items";
     LoneConnection connection;
     RequestMaker puts(table, Operation::Put, workload, 1);
@@ -103,5 +103,5 @@ int main(int argc, char** argv)
     const std::chrono::duration<double, std::micro> spent = std::chrono::steady_clock::now() - begin;
     std::printf("%s: %.2f us each\n", name.c_str(), spent.count() / std::max(count, 1U));
     std::fflush(stdout);
-    std::_Exit(0); // as the server ends; what was counted is the requests
+    std::_Exit(0); // exits like the server; only the requests have been counted
 }

@@ -1,3 +1,4 @@
+#include "common/commandline.h"
 #include "common/measure.h"
 #include "limits/directtable.h"
 #include "limits/directworker.h"
@@ -7,7 +8,6 @@
 #include "storage/enginecalls.h"
 #include "storage/settings.h"
 
-#include <CLI/CLI.hpp>
 #include <db_cxx.h>
 
 #include <algorithm>
@@ -86,7 +86,7 @@ void runAhead(DirectWorker worker, const Window& window, Outstanding* outstandin
     }
 }
 
-/** The cache is the process's own and empty: brings in what fits, as it is in a server that has run for a while. */
+/** The cache is the process's own and empty: fills it, as in a server that has run for a while. */
 int warmCache(const DirectTable& table, const Workload& workload)
 {
     DirectWorker reader(table, Operation::Get, workload, 1);
@@ -154,26 +154,25 @@ int run(const Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App app("Does what quorva-bench asks a server for, directly on Berkeley DB and with nothing around it: the "
-                 "rate that no server on the same storage exceeds.");
-    app.add_option("ACTION", options.action, operationNames() + "; load creates the items")->required();
-    app.add_option("--directory", options.directory, "The environment's home; it must exist")->capture_default_str();
-    app.add_option("-c,--clients", options.clients, "Threads")->capture_default_str();
-    app.add_option("-s,--seconds", options.seconds, "Length of the measure")->capture_default_str();
-    app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
-    app.add_option("--pause", options.pause,
-                   "Microseconds that a thread sleeps after each operation, as one does that waits for a client")
-        ->capture_default_str();
-    app.add_option(
-           "--outstanding", options.outstanding,
-           "Operations that may be outstanding, as with so many clients: the threads commit without waiting for "
-           "the disk, and another one flushes the log for all of them; 0: each thread waits for its own")
-        ->capture_default_str();
-    app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
-    app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
-    app.add_flag("-n", options.withoutSync, "Commit without waiting for the disk");
-    app.add_flag("--json", options.asJson, "Print the result as JSON");
-    CLI11_PARSE(app, argc, argv);
+    CommandLine line(
+        "Does what quorva-bench asks a server for, directly on Berkeley DB and with nothing around it: the "
+        "rate that no server on the same storage exceeds.");
+    line.argument("ACTION", options.action, operationNames() + "; load creates the items");
+    line.option("--directory", options.directory, "The environment's home; it must exist");
+    line.option("-c,--clients", options.clients, "Threads");
+    line.option("-s,--seconds", options.seconds, "Length of the measurement in seconds");
+    line.option("--warm-up", options.warmUp, "Seconds of warm-up before it");
+    line.option("--pause", options.pause,
+                "Microseconds that a thread sleeps after each operation, like one that waits for a client");
+    line.option("--outstanding", options.outstanding,
+                "Operations that may be outstanding, as with that many clients: the threads commit without waiting for "
+                "the disk, and another one flushes the log for all of them; 0: each thread waits for its own");
+    line.option("-k,--items", options.workload.items, "Items of the table");
+    line.option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON");
+    line.flag("-n", options.withoutSync, "Commit without waiting for the disk");
+    line.flag("--json", options.asJson, "Print the result as JSON");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
     EngineCalls::replace();
     return run(options);
 }

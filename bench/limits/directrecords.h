@@ -9,7 +9,7 @@
 
 #include <db_cxx.h>
 
-/** Items as records: where the server would put them, and the memory that Berkeley DB is handed. */
+/** Items as records: where the server would put them, and the memory that is passed to Berkeley DB. */
 namespace Bench {
 
 inline unsigned partitionOfItem(unsigned item)

@@ -14,8 +14,8 @@ class BDBIndex;
 namespace Bench {
 
 /**
- * A table in an environment as the server opens and fills it, without anything around it: the same files, pages, keys
- * and bytes. Every partition is opened beforehand. Threads: once it is open, any number of workers may use it.
+ * A table in an environment as the server opens and fills it, but without the server: the same files, pages, keys and
+ * bytes. All partitions are opened in advance. Threads: once it is open, any number of workers may use it.
  */
 class DirectTable {
 public:
@@ -28,7 +28,7 @@ public:
     /** Puts all items, without waiting for the disk, and writes a checkpoint. */
     [[nodiscard]] int load(const Workload& workload);
 
-    /** Makes the next recovery a short one. */
+    /** Makes the next recovery short. */
     [[nodiscard]] int checkpoint();
 
     BDBEnv* env() const { return env_; }

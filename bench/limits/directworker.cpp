@@ -122,7 +122,7 @@ int DirectWorker::query(unsigned first)
     return rc == 0 && count != ItemsPerHashKey ? DB_NOTFOUND : rc;
 }
 
-/** From behind `start` through as many partitions as it takes. */
+/** From after `start` through as many partitions as necessary. */
 int DirectWorker::scan(unsigned start)
 {
     const unsigned firstPartition = partitionOfItem(start);
@@ -145,7 +145,7 @@ int DirectWorker::walk(BDBIndex* db, const QByteArray& startKey, unsigned limit,
         if (const int rc = cursor.open(db, txn, 0))
             return rc;
         const int rc = walkOn(cursor, startKey, limit, count);
-        (void)cursor.close(); // a failure shows in the transaction's end, if anywhere
+        (void)cursor.close(); // a failure would show when the transaction ends
         return rc;
     });
 }

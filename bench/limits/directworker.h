@@ -18,12 +18,12 @@ namespace Bench {
 
 class DirectTable;
 
-/** Runs operations on a table, each in a transaction that starts afresh after a deadlock. For one thread. */
+/** Runs operations on a table, each in a transaction that is restarted after a deadlock. For one thread. */
 class DirectWorker {
 public:
     DirectWorker(const DirectTable& table, Operation operation, const Workload& workload, std::uint64_t seed);
 
-    /** One operation on items by chance. 0, or Berkeley DB's code, or that an item was missing (DB_NOTFOUND). */
+    /** One operation on random items. 0, or Berkeley DB's code; DB_NOTFOUND if an item was missing. */
     [[nodiscard]] int run();
 
     /** Whether the last one was a write. */

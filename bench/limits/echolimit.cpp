@@ -1,11 +1,11 @@
+#include "common/commandline.h"
+
 #include "log/log.h"
 #include "net/bdbserver.h"
 #include "request/bdbrequest.h"
 #include "request/dispatch.h"
 #include "json/jsonreader.h"
 #include "json/jsontext.h"
-
-#include <CLI/CLI.hpp>
 
 #include <QThread>
 
@@ -18,15 +18,15 @@
 
 namespace {
 
-// What surrounds the filler in a reply, the length prefix in front included.
+// The bytes around the filler in a reply, including the length prefix.
 constexpr qsizetype Overhead = 4 + std::string_view(R"({"":,"__rc":200,"__rcstr":"OK"})").size();
 constexpr qsizetype LargestReply = 16 * 1024 * 1024;
 
 } // namespace
 
 /**
- * In place of the server's: answers with as many bytes as the body asks for, a decimal number in front of spaces. They
- * are written as they stand, so that the rate is that of the network layer alone.
+ * Replaces the server's function: answers with as many bytes as the body asks for, a decimal number followed by spaces.
+ * They are written without serialization, so that the rate is that of the network layer alone.
  */
 void Requests::dispatch(BDBRequest& request)
 {
@@ -60,18 +60,20 @@ QString Requests::operationName(std::size_t)
     return {};
 }
 
-// What may be thrown means that there is no memory; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
+// Only running out of memory throws; the program ends then. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv)
 {
     int port = 4568;
     int workers = 4 * QThread::idealThreadCount(); // the server's defaults
     int poolMax = 10 * workers;
-    CLI::App app("The server's network layer with nothing behind it: the same framing, threads and hand-over, and "
-                 "replies of the length that quorva-bench --echo asks for. Runs until standard input ends.");
-    app.add_option("-p,--port", port, "Port on 127.0.0.1")->capture_default_str();
-    app.add_option("-w", workers, "I/O worker threads")->capture_default_str();
-    app.add_option("-m", poolMax, "Most threads of the pool")->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    Bench::CommandLine line(
+        "The server's network layer with nothing behind it: the same framing, threads and hand-over, and "
+        "replies of the length that quorva-bench --echo asks for. Runs until standard input ends.");
+    line.option("-p,--port", port, "Port on 127.0.0.1");
+    line.option("-w", workers, "I/O worker threads");
+    line.option("-m", poolMax, "Maximum number of threads in the pool");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
 
     Log::setDestination(stderr);
     BDBServer server(1024, 256, 12341234, 0x100000, workers, poolMax);
@@ -80,7 +82,7 @@ int main(int argc, char** argv)
         return 1;
     }
     LOG_INFO << "Server listening on " << server.port();
-    while (std::getchar() != EOF) { // whoever started it holds the other end, and so ends it in any case
+    while (std::getchar() != EOF) { // the process that started it holds the other end, so it exits in any case
     }
     _exit(0); // without destructors, like the server
 }

@@ -12,7 +12,7 @@ Outstanding::Outstanding(BDBEnv* env, unsigned most, const Window& window)
 
 Outstanding::~Outstanding()
 {
-    (void)finish(); // the result is of no use any more
+    (void)finish(); // the result is no longer needed
 }
 
 void Outstanding::endWhenFlushed(Clock::time_point began)

@@ -15,8 +15,8 @@ namespace Bench {
 
 /**
  * The operations that clients wait for, while threads run them without waiting: a commit is not on disk yet, and one
- * thread flushes the log for all commits so far, again and again. An operation that has written is complete after the
- * first flush that began behind its commit.
+ * thread continuously flushes the log, each time for all commits so far. An operation that has written is complete
+ * after the first flush that began after its commit.
  *
  * Threads: any number may begin and end operations.
  */
@@ -33,10 +33,10 @@ public:
     void begin() { free_.acquire(); }
     /** The operation is complete, or has failed. */
     void end() { free_.release(); }
-    /** It has committed; it is ended, and counted, when it is on disk. */
+    /** It has committed; it is complete, and counted, once it is on disk. */
     void endWhenFlushed(Clock::time_point began);
 
-    /** Waits like the destructor. What was on disk within the window; errors are of flushes. */
+    /** Waits like the destructor. Returns what was on disk within the window; errors are those of flushes. */
     Result finish();
 
 private:

@@ -10,13 +10,13 @@ namespace Bench::Bodies2012 {
 /** The body of a GetItem. */
 QVariantMap itemByKey(const QString& table, const QString& hash, const QString& range);
 
-/** The body of an UpdateItem that adds 1 to an attribute, on condition that there is one. */
+/** The body of an UpdateItem that adds 1 to an attribute, on condition that it exists. */
 QVariantMap addOne(const QString& table, const QString& hash, const QString& range);
 
 /** The body of a Query for all items of a hash key. */
 QVariantMap query(const QString& table, const QString& hash);
 
-/** The body of a Scan for a page that begins behind an item. */
+/** The body of a Scan for a page that begins after an item. */
 QVariantMap scan(const QString& table, const QString& hash, const QString& range);
 
 } // namespace Bench::Bodies2012

@@ -43,7 +43,7 @@ bool exchangeWell(Client::WireConnection& connection, const QByteArray& request,
     }
     QVariant parsed;
     if (!Json::parse(text, &parsed)) {
-        *error = QStringLiteral("a reply is no JSON");
+        *error = QStringLiteral("a reply is not JSON");
         return false;
     }
     *reply = parsed.toMap();
@@ -75,7 +75,7 @@ bool Checker::expect(const char* what, const QVariant& found, const QVariant& wa
 {
     if (found == wanted)
         return true;
-    *error_ = QStringLiteral("%1: wanted %2, found %3")
+    *error_ = QStringLiteral("%1: expected %2, found %3")
                   .arg(QString::fromLatin1(what), QString::fromUtf8(Json::serialize(wanted)),
                        QString::fromUtf8(Json::serialize(found)));
     return false;
@@ -118,7 +118,7 @@ bool Checker::checkQuery(unsigned first)
     return true;
 }
 
-/** The items behind the first of a hash key are known; those that follow depend on the partitions. */
+/** The items after the first one of a hash key are known; those that follow depend on the partitions. */
 bool Checker::checkScan(unsigned first)
 {
     QVariantMap reply;

@@ -11,17 +11,17 @@
 
 namespace Bench {
 
-/** Sends a framed request and parses its reply. False with a text in `error` when it is no success. */
+/** Sends a framed request and parses its reply. False with a text in `error` if that is not a success. */
 [[nodiscard]] bool exchangeWell(Client::WireConnection& connection, const QByteArray& request, QVariantMap* reply,
                                 QString* error);
 
-/** Compares a server's replies with what they have to be, in full. For one thread. */
+/** Compares a server's replies completely with the expected ones. For one thread. */
 class Checker {
 public:
-    /** Nothing is owned; all outlives the checker. */
+    /** Nothing is owned; everything must outlive the checker. */
     Checker(Client::WireConnection& connection, const QByteArray& tableName, const Workload& workload, QString* error);
 
-    /** Updates an item and puts it back, and reads some items, two hash keys and a page. False at the first surprise.
+    /** Updates an item and puts it back, and reads some items, two hash keys and a page. False at the first difference.
      */
     [[nodiscard]] bool run();
 

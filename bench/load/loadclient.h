@@ -14,8 +14,8 @@
 namespace Bench {
 
 /**
- * One client of the server: a connection with at most one request under way. For one thread at a
- * time; many clients share a thread, and the buffer that they receive into.
+ * One client of the server: a connection with at most one outstanding request. For one thread at a time; many clients
+ * share a thread, and the buffer that they receive into.
  */
 class LoadClient {
 public:
@@ -23,21 +23,21 @@ public:
 
     int socketDescriptor() const { return connection_.socketDescriptor(); }
 
-    /** Sends a request. It waits when the socket is full, as the server always takes a whole request. */
+    /** Sends a request. Blocks while the socket buffer is full, as the server always accepts a whole request. */
     [[nodiscard]] bool sendNext();
 
     enum class Progress { Waiting, Replied, Lost };
 
-    /** Takes what has arrived, without waiting. */
+    /** Receives what has arrived, without waiting. */
     [[nodiscard]] Progress receive(std::span<char> buffer);
 
-    /** Counts the reply that has come. */
+    /** Counts the reply that has arrived. */
     void countReply(const Window& window, Clock::time_point now, Result* result) const;
 
-    /** True when the reply that has come says success. */
+    /** Whether the reply that has arrived reports success. */
     bool succeeded() const { return reply_.succeeded(); }
 
-    /** The end of the last reply, or all of it when it is short. */
+    /** The end of the last reply, or all of it if it is short. */
     QByteArray replyEnd() const { return reply_.end(); }
 
 private:

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int MaxEvents = 128;
 constexpr int LongestSilence = 60'000;          // milliseconds
-constexpr std::size_t BufferBytes = 256 * 1024; // of what is received at once
+constexpr std::size_t BufferBytes = 256 * 1024; // for one receive
 
 } // namespace
 

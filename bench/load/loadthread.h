@@ -10,7 +10,7 @@
 
 namespace Bench {
 
-/** Drives some clients with one epoll instance, so that many of them cost the machine no more than few. */
+/** Drives some clients with one epoll instance, so that many of them cost the machine no more than a few. */
 class LoadThread {
 public:
     LoadThread();
@@ -18,18 +18,18 @@ public:
     LoadThread(const LoadThread&) = delete;
     LoadThread& operator=(const LoadThread&) = delete;
 
-    /** Before run(). False when the system does not watch the socket. */
+    /** Call before run(). False if epoll does not accept the socket. */
     [[nodiscard]] bool add(std::unique_ptr<LoadClient> client);
 
     /**
-     * Each client sends a request, and another one upon every reply until the window ends; then the last replies are
-     * waited for. False when a connection was lost, or no reply came for a long time.
+     * Each client sends a request, and another one after every reply until the window ends; then waits for the last
+     * replies. False if a connection was lost, or no reply arrived for a long time.
      */
     [[nodiscard]] bool run(const Window& window);
 
     const Result& result() const { return result_; }
 
-    /** The end of the first reply that was no success; empty when there was none. */
+    /** The end of the first error reply; empty if there was none. */
     const QByteArray& firstError() const { return firstError_; }
 
 private:
@@ -37,7 +37,7 @@ private:
 
     const int epoll_;
     std::vector<std::unique_ptr<LoadClient>> clients_;
-    std::size_t busy_ = 0; // clients whose reply is still to come
+    std::size_t busy_ = 0; // clients that are waiting for a reply
     Result result_;
     QByteArray firstError_;
 };

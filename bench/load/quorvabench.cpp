@@ -1,16 +1,15 @@
+#include "common/commandline.h"
 #include "common/measure.h"
 #include "load/loadthread.h"
 #include "load/target.h"
-
-#include <CLI/CLI.hpp>
 
 #include <sys/resource.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <map>
 #include <memory>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -33,6 +32,14 @@ struct Options {
     double warmUp = 0.3;
     bool asJson = false;
 };
+
+/** By its name on the command line. */
+Interface interfaceNamed(const std::string& name)
+{
+    if (name == "2011")
+        return Interface::Http2011;
+    return name == "2012" ? Interface::Http2012 : Interface::Wire;
+}
 
 int complain(const QString& text)
 {
@@ -88,26 +95,26 @@ int measure(const Options& options, Operation operation)
     for (std::thread& thread : running)
         thread.join();
     if (lost)
-        return complain("a connection was lost, or no reply came");
+        return complain("a connection was lost, or no reply arrived");
 
     Result result;
     for (const LoadThread& thread : threads) {
         result.add(thread.result());
         if (!thread.firstError().isEmpty())
-            complain("a reply was no success: ..." + QString::fromUtf8(thread.firstError()));
+            complain("a reply was an error: ..." + QString::fromUtf8(thread.firstError()));
     }
     print(options.action + ", " + std::to_string(options.clients) + " clients", result, window.seconds(),
           options.asJson);
     return result.errors == 0 ? 0 : 1;
 }
 
-/** A client is a descriptor, and the usual limit is lower than the clients that may be asked for. */
+/** Each client needs a descriptor, and the default limit is lower than the number of clients that may be requested. */
 void raiseDescriptorLimit()
 {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
         limit.rlim_cur = limit.rlim_max;
-        (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: it may do as it is
+        (void)setrlimit(RLIMIT_NOFILE, &limit); // ignored: the limit may suffice
     }
 }
 
@@ -124,7 +131,7 @@ int run(const Options& options)
             return complain(error);
         std::puts("connected");
         std::fflush(stdout);
-        (void)std::getchar(); // until somebody writes or closes our standard input
+        (void)std::getchar(); // until standard input is written to or closed
         return 0;
     }
     if (const auto operation = operationNamed(options.action))
@@ -137,29 +144,29 @@ int run(const Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App app("Puts a running server under load: each client sends a request, waits for its reply and sends the "
-                 "next one.");
-    app.add_option("ACTION", options.action,
-                   operationNames() + "; load creates the table and its items, idle holds connections until standard "
-                                      "input ends")
-        ->required();
-    app.add_option("-p,--port", options.target.port, "Port on 127.0.0.1")->capture_default_str();
-    app.add_option("--table", options.table, "TableName; its directory must exist")->capture_default_str();
-    app.add_option("-c,--clients", options.clients, "Clients at once")->capture_default_str();
-    app.add_option("--threads", options.threads, "Threads that serve the clients")->capture_default_str();
-    app.add_option("-s,--seconds", options.seconds, "Length of the measure")->capture_default_str();
-    app.add_option("--warm-up", options.warmUp, "Seconds in front of it")->capture_default_str();
-    app.add_option("-k,--items", options.workload.items, "Items of the table")->capture_default_str();
-    app.add_option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON")->capture_default_str();
-    app.add_option("--writers", options.writers, "Further clients that put, from a thread of their own; not counted");
-    app.add_option("--idle", options.idle, "Further connections that do nothing")->capture_default_str();
-    app.add_option("--echo", options.echo, "The port is echo-limit's: ask for replies of so many bytes");
-    app.add_option("--interface", options.interface,
-                   "What the port speaks: wire, or the API of 2011 or 2012 of quorva-http; load and idle need wire")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, Interface>{
-            {"wire", Interface::Wire}, {"2011", Interface::Http2011}, {"2012", Interface::Http2012}}));
-    app.add_flag("--json", options.asJson, "Print the result as JSON");
-    CLI11_PARSE(app, argc, argv);
+    std::string interface = "wire";
+    CommandLine line("Puts a running server under load: each client sends a request, waits for its reply and sends the "
+                     "next one.");
+    line.argument("ACTION", options.action,
+                  operationNames() + "; load creates the table and its items, idle holds connections until standard "
+                                     "input ends");
+    line.option("-p,--port", options.target.port, "Port on 127.0.0.1");
+    line.option("--table", options.table, "TableName; its directory must exist");
+    line.option("-c,--clients", options.clients, "Clients at once");
+    line.option("--threads", options.threads, "Threads that serve the clients");
+    line.option("-s,--seconds", options.seconds, "Length of the measurement in seconds");
+    line.option("--warm-up", options.warmUp, "Seconds of warm-up before it");
+    line.option("-k,--items", options.workload.items, "Items of the table");
+    line.option("-i,--item-size", options.workload.itemBytes, "Bytes of an item's JSON");
+    line.option("--writers", options.writers, "Further clients that put, from a thread of their own; not counted");
+    line.option("--idle", options.idle, "Further connections that do nothing");
+    line.option("--echo", options.echo, "The port is echo-limit's: request replies of this many bytes");
+    line.choice("--interface", interface, {"wire", "2011", "2012"},
+                "The port's interface: wire, or the API of 2011 or 2012 of quorva-http; load and idle need wire");
+    line.flag("--json", options.asJson, "Print the result as JSON");
+    if (int code = 0; !line.parse(argc, argv, &code))
+        return code;
+    options.interface = interfaceNamed(interface);
     raiseDescriptorLimit();
     options.target.tableName = QByteArray::fromStdString(options.table);
     return run(options);

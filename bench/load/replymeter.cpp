@@ -11,7 +11,7 @@ namespace Bench {
 
 namespace {
 
-// Names come in order, so that these are the last of every reply that reports success.
+// Members are sorted by name, so that these are the last ones of every reply that reports success.
 constexpr std::string_view SuccessEnd = R"("__rc":200,"__rcstr":"OK"})";
 
 constexpr std::string_view HeadEnd = "\r\n\r\n";

@@ -25,13 +25,13 @@ public:
 
     std::size_t received() const { return received_; }
     bool isComplete() const { return expected_ != 0 && received_ == expected_; }
-    /** There are bytes behind the reply, or there was none. */
+    /** Whether there are bytes after the reply, or there was none. */
     bool isBroken() const { return isBroken_ || (expected_ != 0 && received_ > expected_); }
 
-    /** Of the reply that has come. */
+    /** Of the reply that has arrived. */
     bool succeeded() const;
 
-    /** The end of the last reply, or all of it when it is short. */
+    /** The end of the last reply, or all of it if it is short. */
     QByteArray end() const;
 
 private:
@@ -42,7 +42,7 @@ private:
 
     const Interface interface_;
     std::size_t received_ = 0;
-    std::size_t expected_ = 0; // all of the reply; 0 until its head is there
+    std::size_t expected_ = 0; // of the whole reply; 0 until its head has arrived
     bool isBroken_ = false;
     std::string head_;                   // the length prefix, or the status line and the headers
     std::array<char, KeptBytes> kept_{}; // the last bytes of the reply, at the end of the array

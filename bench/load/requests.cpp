@@ -142,8 +142,7 @@ PreparedRequest::PreparedRequest(const Operations::Operation& operation, const Q
     bytes_ = interface == Interface::Wire ? Framing::frameRequest(operation.fullName(), text)
                                           : headText(operation, text.size(), interface) + text;
     bodyBegin_ = bytes_.size() - text.size();
-    // The quotes keep the keys apart from the letters of other texts. All items are of one hash key, so it is found
-    // again and again.
+    // The quotes distinguish the keys from other text. All items have one hash key, so it is found repeatedly.
     qsizetype hashFrom = bodyBegin_;
     for (unsigned item = 0; item < items; ++item) {
         KeyPlaces places;
@@ -161,7 +160,7 @@ void PreparedRequest::aim(unsigned first)
         const unsigned item = first + i;
         if (places_[i].hash >= 0)
             writeDigits(item / ItemsPerHashKey, HashDigits,
-                        bytes + places_[i].hash + 2); // behind the quote and the "h"
+                        bytes + places_[i].hash + 2); // after the quote and the "h"
         if (places_[i].range >= 0)
             writeDigits(item % ItemsPerHashKey, RangeDigits, bytes + places_[i].range + 2);
     }

@@ -12,13 +12,13 @@
 
 namespace Bench {
 
-/** What the target speaks: the wire protocol, or one of the two APIs over HTTP. */
+/** The target's interface: the wire protocol, or one of the two APIs over HTTP. */
 enum class Interface { Wire, Http2011, Http2012 };
 
-/** A request's bytes, complete but for the digits of the keys, which are written in place. For one thread. */
+/** A request's bytes, complete except for the digits of the keys, which are written in place. For one thread. */
 class PreparedRequest {
 public:
-    /** `body` names the keys of the first so many items, in their order; they are where the digits go. */
+    /** `body` contains the keys of the first items, as many as given, in order; the digits are replaced there. */
     PreparedRequest(const Operations::Operation& operation, const QVariantMap& body, unsigned items,
                     Interface interface = Interface::Wire);
 
@@ -26,14 +26,14 @@ public:
     void aim(unsigned first);
 
     /**
-     * Makes it a request to echo-limit: of the same length, asking for a reply of `replyBytes` with its length prefix.
+     * Makes it a request to echo-limit: with the same length, for a reply of `replyBytes` including its length prefix.
      */
     void askForEcho(unsigned replyBytes);
 
     const QByteArray& bytes() const { return bytes_; }
 
 private:
-    /** Where the keys of one item stand; -1 for one that is not there. */
+    /** Where the keys of one item are; -1 if one is missing. */
     struct KeyPlaces {
         qsizetype hash = -1;
         qsizetype range = -1;
@@ -53,17 +53,17 @@ public:
     /** See PreparedRequest. */
     void askForEcho(unsigned replyBytes);
 
-    /** The next request, on items by chance. Valid until the next call. */
+    /** The next request, on random items. Valid until the next call. */
     const QByteArray& next();
 
-    /** A request of the operation's own kind on certain items; for Mixed the get. Valid until the next call. */
+    /** A request of the operation on given items; for Mixed, the get. Valid until the next call. */
     const QByteArray& at(unsigned item);
 
 private:
     const Operation operation_;
     const unsigned items_;
     Random random_;
-    std::vector<PreparedRequest> requests_; // one, or two that are sent as often as each other
+    std::vector<PreparedRequest> requests_; // one, or two that are sent equally often
 };
 
 /** The body of a CreateTable request for the table. */

@@ -30,7 +30,7 @@ QByteArray countRequest(const QByteArray& tableName)
     return Framing::frameRequest(Operations::Scan.fullName(), Json::serialize(body));
 }
 
-/** Puts batch after batch, whichever is next of all. */
+/** Puts one batch after another, always the next one of all threads. */
 class BatchLoader {
 public:
     BatchLoader(const Target& target, const Workload& workload) : target_(target), workload_(workload) {}

@@ -14,18 +14,19 @@
 
 namespace Bench {
 
-/** A table of a running server. Where a bool is returned, false comes with a text in `error`. */
+/** A table of a running server. Functions that return false set `error`. */
 struct Target {
     int port = Endpoint::DefaultPort;
     QByteArray tableName;
 
     [[nodiscard]] bool connect(Client::WireConnection* connection, QString* error) const;
 
-    /** Opens so many connections, each of which has had a reply and so is known to the server, and leaves them idle. */
+    /** Opens this many connections, waits for a reply on each, so that the server knows it, and leaves them idle. */
     [[nodiscard]] bool connectIdle(unsigned count, std::vector<Client::WireConnection>* connections,
                                    QString* error) const;
 
-    /** Creates the table, puts all items of the workload, in batches over so many connections at once, and counts them.
+    /** Creates the table, puts all items of the workload, in batches over this many connections at once, and counts
+     * them.
      */
     [[nodiscard]] bool load(const Workload& workload, unsigned clients, QString* error) const;
 

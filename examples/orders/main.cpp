@@ -2,8 +2,7 @@
 //
 //     orders DIRECTORY [PORT]
 //
-// DIRECTORY is where the table is to live. `quorvactl init DIRECTORY` makes it; the server must be allowed to write to
-// it.
+// DIRECTORY is the table's directory. `quorvactl init DIRECTORY` creates it; the server must be allowed to write to it.
 
 #include <quorva/connection.h>
 
@@ -14,7 +13,7 @@ using namespace Quorva;
 
 namespace {
 
-/** Ends the program when a request failed for a reason that it does not expect. */
+/** Exits if a request failed for an unexpected reason. */
 void require(const Result& result, const char* what)
 {
     if (result.ok())
@@ -59,7 +58,7 @@ int main(int argc, char** argv)
     }
     require(connection.batchWrite(batch), "storing orders");
 
-    // A condition keeps an order that is there from being replaced.
+    // A condition prevents an existing order from being replaced.
     const Item again{{"customer", S("abc")}, {"date", S("2012-03")}, {"total", N(99)}};
     const Result refused = connection.putItem(table, again, {.expected = {{"total", isAbsent()}}});
     if (refused.outcome() == Outcome::ConditionFailed)
@@ -67,7 +66,7 @@ int main(int argc, char** argv)
     else
         require(refused, "storing an order");
 
-    // An update changes what it names and leaves the rest.
+    // An update changes the named attributes and leaves the others.
     const Updates paid{{"total", addValue(N(2))}, {"paid", putValue(S("yes"))}};
     const Result updated =
         connection.updateItem(table, {"abc", "2012-03"}, paid, {.returnValues = ReturnValues::AllNew});
@@ -79,7 +78,7 @@ int main(int argc, char** argv)
     if (const Result gone = connection.getItem(table, {"abc", "2012-05"}); gone.ok() && !gone.item())
         std::printf("2012-05 has no order\n");
 
-    // Ranges fetch page after page while the loop runs.
+    // Ranges fetch one page after another while the loop runs.
     std::printf("all orders:\n");
     printOrders(connection.queryAll(table, "abc", {.limit = 2}));
     std::printf("until March, the last first:\n");

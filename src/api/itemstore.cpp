@@ -190,7 +190,7 @@ Failure ItemStore::settle(const ::Operations::Operation& operation, const std::s
     return DirectoryRoom::failureOf(server_, *reply, table_->name.real);
 }
 
-/** It says what a program needs to read on behind the item, and what its operator needs to be rid of it. */
+/** It says what a program needs to continue after the item, and what its operator needs to delete it. */
 Failure ItemStore::unreadable(const StoredKey& key, const std::string& why) const
 {
     Item keys;

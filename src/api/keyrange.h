@@ -56,7 +56,7 @@ public:
 
     /**
      * The condition with which the server reads the range in one direction; it may need none. The server may find one
-     * more record at each end, and downward it goes on below the range.
+     * more record at each end, and downward it continues below the range.
      */
     std::optional<RangeCondition> condition(bool forward) const;
 

@@ -62,9 +62,10 @@ Failure Server::take(Client::ExchangeResult result, QByteArray&& text, const QSt
     case Client::ExchangeResult::NotSent:
         return Errors::unavailable("The server cannot be reached, nothing was done: " + error.toStdString());
     case Client::ExchangeResult::Lost:
-        return Errors::internal("No reply came, the request may have been executed: " + error.toStdString());
+        return Errors::internal("No reply was received, the request may have been executed: " + error.toStdString());
     case Client::ExchangeResult::TimedOut:
-        return Errors::internal("No reply came in time, the request may have been executed: " + error.toStdString());
+        return Errors::internal("No reply was received in time, the request may have been executed: " +
+                                error.toStdString());
     case Client::ExchangeResult::Done:
         break;
     }

@@ -11,7 +11,7 @@ namespace {
 
 using Kind = Shape::Kind;
 
-/** Deeper values are not checked here: whoever reads them refuses them, whatever they are. */
+/** Deeper values are not checked here: the code that reads them refuses them, whatever they are. */
 constexpr int MostLevels = 100;
 
 constexpr const char* Package = "com.amazonaws.dynamodb.v20120810.";

@@ -26,7 +26,7 @@ public:
     }
 
     bool isOpen() const { return descriptor_ >= 0; }
-    /** Negative when there is none. */
+    /** Negative if there is none. */
     int number() const { return descriptor_; }
     /** Releases the descriptor to the caller, who must close it. */
     [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }

@@ -8,7 +8,7 @@ namespace Base {
 
 /**
  * Calls `visit`, an `int(const std::filesystem::directory_entry&)`, for each entry of a directory, not recursively,
- * until it returns non-zero. Returns that result, or else 0 or the errno value of a failed read.
+ * until it returns non-zero. Returns that result, otherwise 0 or the errno value of a failed read.
  */
 template <typename Visit> [[nodiscard]] int forEachEntry(const std::filesystem::path& directory, Visit visit)
 {

@@ -11,9 +11,9 @@
 namespace Base {
 
 /**
- * An `flock` on a directory that excludes other users of it: a server holds the lock of each environment that it has
- * open. It needs no lock file, ends with the object or the process, and applies to the directory itself, whatever path
- * leads to it later.
+ * An `flock` on a directory that excludes other processes: a server holds the lock of each environment that it has
+ * open. It needs no lock file, is released with the object or the process, and applies to the directory itself,
+ * whatever path leads to it later.
  */
 class DirectoryLock {
 public:
@@ -21,7 +21,7 @@ public:
 
     /**
      * Takes the lock if it is free; does not wait. Returns 0, EWOULDBLOCK when it is held elsewhere, or another errno
-     * value, including on file systems without such locks. To be called once.
+     * value, including on file systems without such locks. Call once.
      */
     [[nodiscard]] int lock(const std::filesystem::path& directory, Kind kind = Exclusive);
 
@@ -31,7 +31,7 @@ public:
     /** Whether `status` is that of the locked directory. */
     bool is(const struct stat& status) const;
 
-    /** Whether the locked directory, wherever it is, has nothing of that name, not even a link that leads nowhere. */
+    /** Whether the locked directory, wherever it is now, has no entry with that name, not even a dangling link. */
     bool lacks(const char* name) const;
 
 private:

@@ -9,12 +9,12 @@
 #include <sys/types.h>
 
 /**
- * Reading and writing that continues after partial system calls. Functions return 0 or an errno value, which the
+ * Complete reads and writes, which continue after partial system calls. Functions return 0 or an errno value, which the
  * streams of the standard library do not report. Any thread.
  */
 namespace Base {
 
-/** Reads from a descriptor and appends to `bytes`, up to the end or until `most` bytes have been read. */
+/** Reads from a descriptor and appends to `bytes`, until the end or until `most` bytes have been read. */
 [[nodiscard]] int readAll(int descriptor, std::size_t most, std::string* bytes);
 
 /** Reads a whole file; after a failure, `bytes` has what was read before it. */

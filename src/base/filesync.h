@@ -7,7 +7,7 @@
 namespace Base {
 
 /**
- * Waits until the content of a file, or the names in a directory, as written by any process, would survive a power
+ * Syncs the content of a file, or the names in a directory, as written by any process, so that it would survive a power
  * failure. Returns 0 or an errno value.
  */
 [[nodiscard]] int syncToDisk(const std::filesystem::path& path);
@@ -17,8 +17,7 @@ namespace Base {
 [[nodiscard]] int syncTreeToDisk(const std::filesystem::path& directory);
 
 /**
- * Creates a file, or replaces its content, and waits until its bytes, but not its name, are on disk. Returns 0 or an
- * errno value.
+ * Creates a file, or replaces its content, and syncs its bytes, but not its name. Returns 0 or an errno value.
  */
 [[nodiscard]] int writeToDisk(const std::filesystem::path& path, std::string_view bytes);
 

@@ -6,8 +6,8 @@
 namespace Base {
 
 /**
- * True for a directory that shows the state of the kernel, such as /proc, or is below one: no data is stored there, and
- * a walk that follows links would not end. False if the directory does not exist.
+ * True for a directory in a virtual file system of the kernel, such as /proc: no data is stored there, and a walk that
+ * follows links would not end. False if the directory does not exist.
  */
 bool isOfKernel(const std::filesystem::path& directory);
 

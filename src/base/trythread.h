@@ -11,8 +11,8 @@ namespace Base {
 /**
  * A thread that runs `work`; not joinable if none can be created.
  *
- * Threads are not QThreads: each of those opens a descriptor for an event loop that is never run, and aborts the
- * process when none is left.
+ * A QThread is not used: it opens a descriptor for an event loop that is never run, and aborts the process if no
+ * descriptor is left.
  */
 template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
 {

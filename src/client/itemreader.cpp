@@ -95,7 +95,7 @@ bool ItemReader::readPage(const QVariantMap& body)
     return true;
 }
 
-/** Only the table's description tells which attribute of an item is the range key. */
+/** Only the table's description says which attribute of an item is the range key. */
 bool ItemReader::readRangeName()
 {
     if (prefix_.isEmpty())

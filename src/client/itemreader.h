@@ -15,22 +15,22 @@
 namespace Client {
 
 /**
- * Sends a request and waits for its reply. Returns false when the reader must stop: no reply came, or an error reply.
- * The caller keeps what it needs to report it; `reply` is read only when this returns true.
+ * Sends a request and waits for its reply. Returns false if the reader must stop: no reply was received, or an error
+ * reply. The caller keeps what it needs to report that; `reply` is read only if this returns true.
  */
 using Exchange =
     std::function<bool(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply)>;
 
 /**
- * Reads a Query or Scan to its end, page by page: every item once and in order.
+ * Reads all pages of a Query or Scan: every item once and in order.
  *
  *     Client::ItemReader reader(exchange, Operations::Query, body, 0);
  *     while (reader.next())
  *         print(reader.item());
  *
  * A Query that the server could not resume is sent in another form that finds the same items. A query for a key prefix
- * can also walk down ("ScanIndexForward" is false), which the server's BEGINS_WITH does not support. The other
- * conditions determine the direction: LT and LE walk down, the rest up.
+ * can also walk downward ("ScanIndexForward" is false), which the server's BEGINS_WITH does not support. The other
+ * conditions determine the direction: LT and LE walk downward, the rest upward.
  *
  * For one thread at a time. Only next() and readFirstPage() call the exchange.
  */
@@ -42,7 +42,7 @@ public:
     ItemReader& operator=(const ItemReader&) = delete;
 
     /**
-     * Advances to the next item, initially the first one. Returns false after the last one, or when an exchange failed.
+     * Advances to the next item, initially the first one. Returns false after the last one, or if an exchange failed.
      */
     [[nodiscard]] bool next();
     /** The current item. */
@@ -51,7 +51,7 @@ public:
     /**
      * Reads only the first page: the server's reply, without items past the end of the range, and without a key to
      * resume from if nothing follows the page. A page that has neither items nor a key to resume from is read again
-     * with twice the limit. Returns false when an exchange failed.
+     * with twice the limit. Returns false if an exchange failed.
      */
     [[nodiscard]] bool readFirstPage(QVariantMap* reply);
 
@@ -74,7 +74,7 @@ private:
     QVariantMap reply_;            // the current page
     QVariantList items_;           // its items, without those already returned
     qsizetype next_ = 0;           // index in items_
-    QHash<QByteArray, int> given_; // how often each item of a page that is read again has been returned
+    QHash<QByteArray, int> given_; // how often each item of a page that is reread has already been returned
     QVariantMap item_;
     bool started_ = false;
     bool failed_ = false;

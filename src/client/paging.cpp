@@ -12,7 +12,7 @@ namespace Client {
 
 namespace {
 
-/** Whether a query with this condition walks down. */
+/** Whether a query with this condition walks downward. */
 bool walksDown(const QVariantMap& condition)
 {
     const QString comparison = condition.value(u"ComparisonOperator"_s).toString();
@@ -55,9 +55,9 @@ Paging::Next Paging::advance(const QVariantMap& reply)
 }
 
 /**
- * Whether the next page can start after a key. A query down from a start key that has been deleted meanwhile examines
- * the next greater key first, and with a small limit that may be its last one. Resuming from there would return items
- * twice.
+ * Whether the next page can start after a key. A downward query from a start key that has been deleted meanwhile
+ * examines the next greater key first, and with a small limit that may be its last one. Resuming from there would
+ * return items twice.
  */
 bool Paging::leadsOn(const QString& hash, const QString& range) const
 {

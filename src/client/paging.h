@@ -10,7 +10,7 @@ namespace Client {
 
 /**
  * The pages of one Query or Scan. The next page starts after a page's last key, but not every key can be resumed from:
- * an empty one reads as none, and one may lie before the start of its page. Then the same page is requested again with
+ * an empty one counts as none, and one may precede the start of its page. Then the same page is requested again with
  * twice the limit, and the caller drops the items it already has.
  */
 class Paging {
@@ -32,7 +32,7 @@ private:
 
     const bool isQuery_;
     const bool isDown_;
-    const QString bound_; // upper bound of the keys that a query down finds
+    const QString bound_; // upper bound of the keys that a downward query finds
     const int firstLimit_;
     int limit_ = 0;
     QVariantMap body_;

@@ -8,7 +8,7 @@ namespace Client {
 
 namespace {
 
-/** A key after all those that begin with `prefix`, unless they continue with as many characters 0xff. */
+/** A key after all those that begin with `prefix`, unless they continue with that many characters 0xff. */
 QString behindAll(const QString& prefix)
 {
     constexpr int MoreThanKeysHave = 1024;

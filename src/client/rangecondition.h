@@ -10,8 +10,9 @@
 namespace Client {
 
 /**
- * All range keys, from the last one down. A query down without a condition starts at the byte 255 instead, above which
- * there may be more keys, and if its start key was deleted meanwhile, it returns the next greater item a second time.
+ * All range keys, from the last one downward. A downward query without a condition starts at the byte 255 instead,
+ * above which there may be more keys, and if its start key was deleted meanwhile, it returns the next greater item
+ * again.
  */
 QVariantMap allKeysDown();
 
@@ -26,7 +27,7 @@ QVariantMap keysWithPrefix(const QString& prefix, bool down);
  * value, so the second page would look for keys that begin with the last key. Also removes a start key that precedes
  * all keys with the prefix, as the server would start there.
  *
- * Returns the prefix, or nothing, with `body` unchanged, when the body has no such condition.
+ * Returns the prefix, or nothing, with `body` unchanged, if the body has no such condition.
  */
 std::optional<QString> replaceBeginsWith(QVariantMap* body, bool down);
 

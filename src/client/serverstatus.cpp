@@ -41,7 +41,7 @@ std::vector<qint64> countsIn(const QVariantMap& map, const char* name)
     return counts;
 }
 
-/** Reads each member of a list, by `read`. */
+/** Reads each element of a list with `read`. */
 template <class Read> auto listIn(const QVariantMap& map, const char* name, Read read)
 {
     std::vector<decltype(read(QVariantMap()))> list;

@@ -13,8 +13,8 @@
 namespace Client {
 
 /**
- * What a server says about itself: the reply to a Status. Counts are since its start, those of an environment since it
- * was opened. Times are in seconds since 1970; 0 if there was none. Members that the reply lacks are 0 or empty.
+ * A server's state: the reply to a Status. Counts are since its start, those of an environment since it was opened.
+ * Times are in seconds since 1970; 0 if there was none. Members that are missing in the reply are 0 or empty.
  */
 struct ServerStatus : ServerCounts {
     QString version;
@@ -23,7 +23,7 @@ struct ServerStatus : ServerCounts {
     double uptime = 0; // seconds
     int port = 0;
     QVariantMap options;      // by name, as the server has them
-    int slowMilliseconds = 0; // requests that take longer are noted; 0: none are
+    int slowMilliseconds = 0; // requests that take longer are recorded; 0: none are
 
     struct Process {
         qint64 residentBytes = 0;
@@ -69,7 +69,7 @@ struct ServerStatus : ServerCounts {
         QString peer;
     };
     std::vector<SlowRequest> slowRequests; // the latest, newest first
-    qint64 slowRequestCount = 0;           // of all times
+    qint64 slowRequestCount = 0;           // since the start
 
     struct FailedRequest {
         double time = 0;
@@ -81,7 +81,7 @@ struct ServerStatus : ServerCounts {
         QString peer;
     };
     std::vector<FailedRequest> failedRequests; // the latest, newest first
-    qint64 failedRequestCount = 0;             // of all times
+    qint64 failedRequestCount = 0;             // since the start
 
     struct Environment : EnvironmentCounts {
         QString directory;
@@ -100,7 +100,7 @@ struct ServerStatus : ServerCounts {
         QString backupTarget;
         double backupSince = 0;
         double backupUntil = 0;
-        QString logHeldFor; // the backup that checkpoints keep all log files for, whether or not it runs
+        QString logHeldFor; // the backup for which checkpoints keep all log files, whether or not it is running
         double logHeldSince = 0;
     };
     std::vector<Environment> environments;

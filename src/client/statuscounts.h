@@ -7,7 +7,7 @@
 
 namespace Client {
 
-/** What a server counts since its start: the state of a status, and the change between two. */
+/** A server's counters since its start: the values in a status, or the change between two. */
 struct ServerCounts {
     qint64 receivedBytes = 0;
     qint64 sentBytes = 0;
@@ -15,7 +15,7 @@ struct ServerCounts {
     qint64 connectionsRefused = 0;
     double processorSeconds = 0;
 
-    /** What has been counted since `before`. */
+    /** The change since `before`. */
     ServerCounts since(const ServerCounts& before) const;
 };
 
@@ -30,7 +30,7 @@ struct EnvironmentCounts {
     qint64 flushes = 0;
 
     EnvironmentCounts since(const EnvironmentCounts& before) const;
-    /** Whether the counting has gone on since `before`. It begins again when the environment is opened again. */
+    /** Whether these counts continue those of `before`. They start over when the environment is reopened. */
     bool continues(const EnvironmentCounts& before) const;
 
 private:

@@ -49,7 +49,7 @@ bool WireConnection::open(const QString& host, int port)
         close();
         return false;
     }
-    // A request is sent in one piece and its reply awaited, so delaying segments gains nothing.
+    // A request is sent in one piece before waiting for its reply, so delaying segments gains nothing.
     const int on = 1;
     (void)setsockopt(socketDescriptor(), IPPROTO_TCP, TCP_NODELAY, &on,
                      sizeof on); // ignored: it is only slower without
@@ -110,7 +110,7 @@ bool WireConnection::send(const QByteArray& bytes)
 
 bool WireConnection::receiveReply(QByteArray* reply)
 {
-    // Most replies are short and arrive as a whole, so that one call has both the length and the text.
+    // Most replies are short and arrive as a whole, so that one call receives both the length and the text.
     char front[FrontBytes];
     qsizetype inFront = surplus_.size();
     std::copy(surplus_.cbegin(), surplus_.cend(), front);
@@ -152,7 +152,7 @@ void WireConnection::setReceiveTimeout(int milliseconds)
         (void)limitReceives(); // cannot fail on an open socket
 }
 
-/** Has the system end a receive after the timeout, which takes no call of its own before each one. */
+/** Sets the system's receive timeout, which needs no extra call before each receive. */
 bool WireConnection::limitReceives()
 {
     const timeval limit{receiveTimeout_ / 1000, receiveTimeout_ % 1000 * 1000};
@@ -170,7 +170,7 @@ bool WireConnection::receiveExactly(char* data, qsizetype size)
     return true;
 }
 
-/** Waits for bytes, and takes what has come. -1 when none do. */
+/** Waits for bytes, and takes those that have arrived. -1 if none do. */
 qsizetype WireConnection::receiveSome(char* data, qsizetype most)
 {
     for (;;) {

@@ -18,8 +18,8 @@ namespace Client {
 class WireConnection {
 public:
     /**
-     * Connects to a dotted IPv4 address, replacing any existing connection. Returns false on failure; error() tells
-     * why.
+     * Connects to a dotted IPv4 address, replacing any existing connection. Returns false on failure; error() has the
+     * reason.
      */
     [[nodiscard]] bool open(const QString& host, int port);
     void close()
@@ -32,9 +32,9 @@ public:
     [[nodiscard]] Base::Descriptor release() { return std::move(socket_); }
 
     /**
-     * Sends one request, with the full name of the operation, and reads the reply's JSON text. Returns false when no
-     * complete reply came; error() tells why, and the connection is closed: a late reply would be taken for that of the
-     * next request.
+     * Sends one request, with the full name of the operation, and reads the reply's JSON text. Returns false if no
+     * complete reply was received; error() has the reason, and the connection is closed: a late reply would be mistaken
+     * for that of the next request.
      */
     [[nodiscard]] bool exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply);
 
@@ -55,7 +55,7 @@ public:
     void setReceiveTimeout(int milliseconds);
 
     /**
-     * Limits all that this object does from now on together. Only what has a timeout of its own, above, is interrupted.
+     * Limits the total duration of all further calls. Only operations with a timeout above are interrupted.
      */
     void setDeadline(const QDeadlineTimer& deadline) { deadline_ = deadline; }
 
@@ -78,7 +78,7 @@ private:
     int connectTimeout_ = 0; // milliseconds, like receiveTimeout_
     int receiveTimeout_ = 0;
     QDeadlineTimer deadline_{QDeadlineTimer::Forever};
-    QByteArray surplus_; // received behind a reply, for the next one
+    QByteArray surplus_; // received after a reply, for the next one
     QString error_;
 };
 

@@ -1,11 +1,11 @@
-// Requests to quorva-http. Each carries the token that it printed at its start. The page gets it in the fragment of its
-// address, which browsers do not send, and keeps it for this tab, where no other port can read it.
+// Requests to quorva-http. Each carries the token that it printed at start-up. The page receives it in the fragment of
+// its address, which browsers do not send, and keeps it for this tab, where no other port can read it.
 
 const Prefixes = { Status: "Quorva_1.", ListTables: "Quorva_1.", DescribeBackup: "Quorva_1.", Commit: "Quorva_1." };
 const ApiPrefix = "DynamoDB_20111205.";
 const TokenName = "quorva-console-token";
 
-/** A request that failed. `type` is the error's last part, as "ConditionalCheckFailedException", `reply` its text. */
+/** A failed request; `type` is the last part of its error type, "ConditionalCheckFailedException", `reply` its text. */
 export class Failure extends Error {
     constructor(message, status, type, reply) {
         super(message);
@@ -14,12 +14,12 @@ export class Failure extends Error {
         this.reply = reply;
     }
 
-    /** Whether the token is missing or not that of the quorva-http that runs. */
+    /** Whether the token is missing or not that of the running quorva-http. */
     get needsToken() {
         return this.type === "InvalidTokenException";
     }
 
-    /** Whether the request was not made, or its outcome is unknown, for want of a server. */
+    /** Whether the request was not executed, or its outcome is unknown, for lack of a server. */
     get isOutage() {
         return this.status === 0 || this.status >= 502;
     }
@@ -67,7 +67,7 @@ export async function settings() {
     return JSON.parse(await fetchText("/console/settings", { method: "GET" }));
 }
 
-/** The text of the reply to an operation. The body is a text, or else written as JSON. */
+/** The text of the reply to an operation. The body is a text; anything else is serialised as JSON. */
 export function exchange(operation, body) {
     return fetchText("/console/api", {
         method: "POST",

@@ -13,10 +13,10 @@ import { tableView } from "./table.js";
 const Views = { "": overview, directory: directoryView, table: tableView, item: itemView, new: itemView };
 
 const main = document.getElementById("main");
-let allowed = null; // what settings() said
+let allowed = null; // the result of settings()
 let shown = { end() {} };
 let wasOut = false;
-let parting = ""; // what the view that was left has done, for the next one to show
+let parting = ""; // what the previous view has done, for the next one to show
 
 /** Where the address leads: {view, query}. */
 function place() {
@@ -24,7 +24,7 @@ function place() {
     return { view, query: new URLSearchParams(query ?? "") };
 }
 
-/** Shows the view of the address. Each is given an empty element, and returns what is to be called when it is left. */
+/** Shows the view of the address. A view is given an empty element, and returns a function to call when it is left. */
 async function show({ keepFocus = false } = {}) {
     const { view, query } = place();
     const address = location.hash;
@@ -68,7 +68,7 @@ async function show({ keepFocus = false } = {}) {
     scrollTo(0, 0);
 }
 
-/** Leads to an address, which may be that of the view itself, with a word on what was done. */
+/** Navigates to an address, which may be that of the current view, with a message about what was done. */
 function go(address, done) {
     parting = done;
     if (location.hash === address)
@@ -123,7 +123,7 @@ function showTokenForm() {
     element("h1", null, "This console needs a token"),
     element("p", null, "quorva-http prints an address with the token when it starts. Open that address, or paste it " +
         "or the token here."),
-    hasToken() ? notice("error", "The token of this tab is not that of the quorva-http that runs.") : null,
+    hasToken() ? notice("error", "The token of this tab is not that of the running quorva-http.") : null,
     field("Token", input), element("button", { class: "primary" }, "Continue")));
     document.title = "Quorva";
     input.focus();

@@ -9,10 +9,10 @@ const Words = {
     none: "No backup is running.",
     copying: "A full copy is being made.",
     shipping: "The copy is complete. Log files are shipped to it as they fill up.",
-    stopping: "The backup is ending.",
+    stopping: "The backup is stopping.",
 };
 
-/** Shows the state until the function that is returned is called. */
+/** Shows the state until the returned function is called. */
 export function showBackup(section, directory, mayWrite) {
     const TableName = `${directory}|`; // the operations look at the directory alone
     const status = element("div", { role: "status" });
@@ -26,13 +26,14 @@ export function showBackup(section, directory, mayWrite) {
     } }, field("Target directory", target, "A path on the server's machine. It must be empty or not exist yet."),
     start);
     section.append(element("h2", { id: "backup" }, "Backup"), status, outcome, ...(mayWrite ? [form, stop]
-        : [element("p", { class: "muted" }, "It can be started here when quorva-http runs with --console-write.")]));
+        : [element("p", { class: "muted" },
+            "It can be started here if quorva-http was started with --console-write.")]));
     let state = "";
     let step = ""; // of a backup that was started here: its copy, "copying", then "shipping", then "" again
     let wasAsked = false; // to stop
     let isOver = false;
     let timer = 0;
-    let round = 0; // what was asked before a later look or action is not shown
+    let round = 0; // results of requests from before a later update or action are not shown
 
     async function look() {
         const mine = ++round;
@@ -76,9 +77,9 @@ export function showBackup(section, directory, mayWrite) {
     }
 
     /**
-     * The server goes on from a copy to the shipping of logs only where it finds and removes the marker that quorvactl
-     * makes in the target, and the page cannot. So it asks for the shipping, which the server begins only with a target
-     * that is a complete copy: what comes of it also says whether the copy is one.
+     * After a copy, the server starts shipping logs only if it finds and removes the marker that quorvactl creates in
+     * the target, which the page cannot do. So the page requests the shipping, which the server starts only for a
+     * complete copy: the result also says whether the copy is complete.
      */
     async function ship() {
         step = "shipping";

@@ -1,4 +1,4 @@
-// One directory: its tables, what its environment does, its backup.
+// One directory: its tables, its environment's figures, its backup.
 
 import { call, namesIn } from "./api.js";
 import { showBackup } from "./backup.js";

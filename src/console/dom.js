@@ -1,10 +1,10 @@
-// Elements are built by these functions alone. Text only ever becomes a text node, so nothing that is stored in a table
-// can turn into markup.
+// Only these functions build elements. Text always becomes a text node, so nothing that is stored in a table can become
+// markup.
 
 /**
  * An element with attributes and children. An attribute that begins with "on" is a listener, one that is true is set
- * without a value, and one that is false, null or undefined is left out. Children that are no nodes become text; null,
- * undefined and false are left out.
+ * without a value, and one that is false, null or undefined is omitted. Children that are not nodes become text; null,
+ * undefined and false are omitted.
  */
 export function element(name, attributes, ...children) {
     return fill(document.createElement(name), attributes, children);
@@ -55,7 +55,7 @@ export function field(label, control, hint) {
         element("span", { class: "label" }, element("label", { for: control.id }, label), described), control);
 }
 
-/** A message at the place where it matters. `kind` is "error", "note" or "done". */
+/** A message at the place that it is about. `kind` is "error", "note" or "done". */
 export function notice(kind, ...children) {
     return element("div", { class: `notice ${kind}`, role: kind === "error" ? "alert" : "status" }, ...children);
 }
@@ -75,8 +75,8 @@ export function table(caption, columns, rows) {
 }
 
 /**
- * Asks a question, and returns a promise of whether the answer was yes. Escape and the button that has the focus at the
- * beginning decline.
+ * Asks a question, and returns a promise of whether the answer was yes. Escape and the initially focused button
+ * decline.
  */
 export function ask(question, details, consent) {
     return new Promise((resolve) => {

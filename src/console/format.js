@@ -1,4 +1,4 @@
-// Figures, times and keys as people read them.
+// Figures, times and keys in readable form.
 
 const counts = new Intl.NumberFormat("en");
 const short = new Intl.NumberFormat("en", { notation: "compact", maximumFractionDigits: 1 });
@@ -64,7 +64,7 @@ export function time(seconds) {
         `${two(at.getHours())}:${two(at.getMinutes())}:${two(at.getSeconds())}`;
 }
 
-/** Text of one line: control characters as their pictures, cut off where it gets long. */
+/** Text on one line: control characters as symbols, truncated if it is long. */
 export function line(text, longest = 160) {
     const points = [...text.slice(0, 2 * longest)];
     const cut = text.length > 2 * longest || points.length > longest;
@@ -75,12 +75,12 @@ export function line(text, longest = 160) {
     return cut ? `${safe}…` : safe;
 }
 
-/** The part of a TableName behind the directory. */
+/** The part of a TableName after the directory. */
 export function tableOf(name) {
     return name.slice(name.lastIndexOf("|") + 1);
 }
 
-/** The directory in front of it. */
+/** The directory before it. */
 export function directoryOf(name) {
     return name.slice(0, Math.max(0, name.lastIndexOf("|")));
 }

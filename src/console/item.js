@@ -10,7 +10,7 @@ import { checkedItem } from "./values.js";
 
 const Longest = 5000; // characters of a key
 
-/** Changes that are not stored, by the address of their item: {text, before}, so that leaving it loses nothing. */
+/** Unsaved changes, by the address of their item: {text, before}, so that leaving the item loses nothing. */
 const drafts = new Map();
 
 export function hasDrafts() {
@@ -108,7 +108,7 @@ function makeForm(context) {
         succeed();
     }
 
-    /** Shows what is stored instead, and offers to do the same to that, or to leave it. */
+    /** Shows what is stored instead, and offers to apply the same action to that, or to leave it. */
     function tellConflict({ message, present }, again, consent) {
         if (isNew) {
             tell("error", "There is an item with these keys already.");

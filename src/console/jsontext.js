@@ -1,7 +1,7 @@
-// JSON as text. The page stores what its user typed, and nothing else: JavaScript's own parser would round long numbers
-// and drop repeated names without a word.
+// JSON as text. The page stores exactly what its user typed: JavaScript's own parser would silently round long numbers
+// and drop repeated names.
 
-/** Where a text is no JSON; `position` counts characters. */
+/** Where a text is not JSON; `position` counts characters. */
 export class JsonError extends Error {
     constructor(message, text, position) {
         const before = text.slice(0, position).split("\n");
@@ -114,7 +114,7 @@ export function parse(text) {
     return node;
 }
 
-/** The text of a node without blanks. Scalars stay as they are written. */
+/** The text of a node without white space. Scalars stay as they are written. */
 export function compact(text, node) {
     if (node.kind === "object")
         return `{${node.members.map((member) =>
@@ -126,7 +126,7 @@ export function compact(text, node) {
 
 const Width = 100;
 
-/** The text of a node for people: short objects and lists on one line, longer ones with a line for each entry. */
+/** The text of a node in readable form: short objects and lists on one line, longer ones with a line for each entry. */
 export function pretty(text, node, indent = "", isOpen = true) {
     const isObject = node.kind === "object";
     const entries = isObject ? node.members : node.items;
@@ -147,7 +147,7 @@ function entryText(text, entry, indent) {
         : `${text.slice(entry.start, entry.nameEnd)}: ${pretty(text, entry.value, indent, false)}`;
 }
 
-/** The text of a member of the outermost object; undefined when there is none. */
+/** The text of a member of the outermost object; undefined if there is none. */
 export function memberText(text, name) {
     const found = parse(text).members?.findLast((member) => member.name === name);
     return found && text.slice(found.value.start, found.value.end);

@@ -20,7 +20,7 @@ export const links = {
     newItem: (table, hash) => address("new", { table, hash }),
 };
 
-/** The [hash, range] of an address; null when it has none. */
+/** The [hash, range] of an address; null if it has none. */
 export function keyIn(text) {
     try {
         const [hash, range] = JSON.parse(text);

@@ -1,4 +1,4 @@
-// What the server reports about itself, asked for every two seconds, and what follows from two reports: rates.
+// The server's status, requested every two seconds, and the rates computed from two reports.
 
 import { call, Failure } from "./api.js";
 
@@ -12,13 +12,13 @@ const listeners = new Set();
 let timer = 0;
 let round = 0; // a later call of watch() replaces an earlier one
 
-/** Calls a function after each report, or failure to get one, until the function that is returned is called. */
+/** Calls a function after each report, or failure to get one, until the returned function is called. */
 export function onReport(listener) {
     listeners.add(listener);
     return () => listeners.delete(listener);
 }
 
-/** Asks for a report, now and from then on. */
+/** Requests a report, now and periodically. */
 export async function watch() {
     const mine = ++round;
     clearTimeout(timer);
@@ -87,7 +87,7 @@ function environmentRates(before, after, seconds) {
     };
 }
 
-/** How large a log file that is full is, as far as those that are there show it. */
+/** The size of a full log file, as far as the existing ones show it. */
 function logFileSize({ Log: log }) {
     return log?.Files > 1 ? Math.max(0, log.BytesOnDisk - log.Offset) / (log.Files - 1) : 0;
 }
@@ -115,8 +115,8 @@ function latencyCounts(status) {
 }
 
 /**
- * The latency in milliseconds that a share of the requests does not exceed, interpolated within its class. NaN without
- * requests.
+ * The latency in milliseconds that a fraction of the requests does not exceed, interpolated within its class. NaN
+ * without requests.
  */
 export function quantile(counts, bounds, share) {
     const total = counts.reduce((sum, count) => sum + count, 0);

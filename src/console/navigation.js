@@ -12,7 +12,7 @@ let allowed = null;
 
 /**
  * The directories that were given and those that are open: [{name, listing, error}]. One that was given and is open is
- * there once, under the name that was given.
+ * listed once, under the given name.
  */
 async function directories() {
     const found = new Map();

@@ -44,7 +44,7 @@ export function overview(content) {
     };
 }
 
-/** Leaves a table alone while somebody selects text in it or scrolls it by the keyboard. */
+/** Does not update a table while the user selects text in it or scrolls it with the keyboard. */
 function showUnlessInUse(place, make) {
     const selection = getSelection();
     const isSelected = !selection.isCollapsed && place.contains(selection.anchorNode);
@@ -105,7 +105,7 @@ function environments(rates, directory) {
         .map(([, one]) => one);
 }
 
-/** The operations with the most requests, in an order that stays. */
+/** The operations with the most requests, in a stable order. */
 function busiest() {
     const totals = new Map();
     for (const { Operation: name, Count: number } of latest().Requests) {

@@ -1,4 +1,4 @@
-// Reading a table page by page. The server's walks have a few rules of their own, which end here.
+// Reading a table page by page. The peculiarities of the server's walks are hidden here.
 
 import { call, keyOf } from "./api.js";
 
@@ -66,8 +66,8 @@ function canContinue(key, isScan) {
 }
 
 /**
- * Without the items that a downward page repeats: when its start key was deleted meanwhile, it begins with the key
- * above.
+ * Without the items that a downward page repeats: if its start key was deleted meanwhile, it begins with the next
+ * greater key.
  */
 export function withoutRepeated(page, start, rangeName) {
     if (!page.isDown || !start)

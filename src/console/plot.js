@@ -7,13 +7,13 @@ const Left = 52;
 const Right = 8;
 const Top = 8;
 const Bottom = 20;
-const Spans = { 60: 20, 120: 30, 300: 60 }; // seconds that are shown, and between two marks
+const Spans = { 60: 20, 120: 30, 300: 60 }; // seconds shown, and seconds between two marks
 const MostLines = 6;
 
 export class Plot {
     /**
      * `format` turns a value into text. The axis ends at `least` or above, at a round number of units: `base` is 1024
-     * for bytes, else 10.
+     * for bytes, otherwise 10.
      */
     constructor(title, format, least = 1, base = 10) {
         this.format = format;
@@ -82,7 +82,7 @@ export class Plot {
         return drawn;
     }
 
-    /** Reads out the values at a place, or the latest ones. */
+    /** Shows the values at a position, or the latest ones. */
     point(place) {
         if (!this.times?.length || !this.mark)
             return;

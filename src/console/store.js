@@ -1,9 +1,9 @@
-// Reading and storing one item as text. What is stored replaces nothing but what was read.
+// Reading and storing one item as text. A write replaces only the state that was read.
 
 import { exchange, Failure, keyOf } from "./api.js";
 import { memberText, parse } from "./jsontext.js";
 
-/** The text of an item without its keys, exactly as it is stored; null when there is none. */
+/** The text of an item without its keys, exactly as it is stored; null if there is none. */
 export async function readItem(table, key) {
     return memberText(await exchange("GetItem", { TableName: table, Key: keyOf(key.hash, key.range) }), "Item") ?? null;
 }
@@ -17,8 +17,8 @@ export class Conflict extends Error {
 }
 
 /**
- * Stores the text of an item, or deletes it when `item` is null, provided that what is stored is still `before`. Throws
- * a Conflict when it is not.
+ * Stores the text of an item, or deletes it if `item` is null, provided that the stored item is still `before`. Throws
+ * a Conflict if it is not.
  */
 export async function commitItem(table, key, before, item) {
     const name = JSON.stringify({ TableName: table, Key: keyOf(key.hash, key.range) }).slice(1, -1);

@@ -1,4 +1,4 @@
-// Attribute values: what a table shows of them, and what may be stored.
+// Attribute values: how a table shows them, and what may be stored.
 
 import { bytes, line } from "./format.js";
 import { compact, parse } from "./jsontext.js";
@@ -27,7 +27,7 @@ export function isNumber(value) {
     return typeof value?.N === "string";
 }
 
-/** The attributes that are worth a column, those of most items first, and whether all of them are numbers. */
+/** The attributes that get a column, the most frequent first, and whether all their values are numbers. */
 export function columnsOf(items, keys, most) {
     const found = new Map();
     for (const item of items) {
@@ -44,8 +44,8 @@ export function columnsOf(items, keys, most) {
 }
 
 /**
- * Checks the text of an item without its keys, and returns it without blanks, as it is stored. Throws an Error that
- * says what to change. Attributes that are among those of `before`, the text as it was read, pass as they are.
+ * Checks the text of an item without its keys, and returns it without white space, as it is stored. Throws an Error
+ * that says what to change. Attributes that are among those of `before`, the text as it was read, pass as they are.
  */
 export function checkedItem(text, keys, before) {
     const node = parse(text);

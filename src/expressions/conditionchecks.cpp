@@ -43,7 +43,7 @@ bool isAmong(std::string_view type, std::string_view allowed)
 }
 
 /** "AttributeValue: {N:5}", for the types that have an order. */
-std::string textOf(const AttributeValue& value)
+std::string shown(const AttributeValue& value)
 {
     std::string text = "AttributeValue: {" + std::string(Items::nameOf(value.type())) + ":";
     if (value.asNumber() != nullptr)
@@ -141,8 +141,8 @@ void ConditionParser::checkBounds(const Condition& condition)
     else if (Items::compare(*lower, *upper) > 0)
         rule = "The BETWEEN operator requires upper bound to be greater than or equal to lower bound";
     if (rule != nullptr)
-        find(Fault::Bounds, std::string(rule) + "; lower bound operand: " + textOf(*lower) +
-                                ", upper bound operand: " + textOf(*upper));
+        find(Fault::Bounds,
+             std::string(rule) + "; lower bound operand: " + shown(*lower) + ", upper bound operand: " + shown(*upper));
 }
 
 } // namespace Expressions

@@ -15,8 +15,8 @@ constexpr std::array<std::string_view, 5> Keywords = {"AND", "OR", "NOT", "BETWE
 
 constexpr std::array Comparators = {Kind::Equal,       Kind::NotEqual, Kind::Less,
                                     Kind::LessOrEqual, Kind::Greater,  Kind::GreaterOrEqual};
-constexpr std::array Functions = {Kind::AttributeExists, Kind::AttributeNotExists, Kind::AttributeType,
-                                  Kind::BeginsWith, Kind::Contains};
+constexpr std::array FunctionKinds = {Kind::AttributeExists, Kind::AttributeNotExists, Kind::AttributeType,
+                                      Kind::BeginsWith, Kind::Contains};
 
 /** The one whose name is the text. */
 template <std::size_t Count> std::optional<Kind> kindNamed(const std::array<Kind, Count>& kinds, std::string_view text)
@@ -174,7 +174,7 @@ bool ConditionParser::parseFunction(Part* part)
         part->operand = std::move(call.operands.front());
         part->operand->isSize = true;
     } else {
-        call.kind = kindNamed(Functions, name).value_or(Kind::Contains);
+        call.kind = kindNamed(FunctionKinds, name).value_or(Kind::Contains);
         part->condition = std::move(call);
     }
     part->function = name;

@@ -24,7 +24,7 @@ bool isBlank(char c)
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-/** The index behind the characters from `from` on that are all parts. */
+/** The index after the characters from `from` on that are all parts. */
 template <typename Predicate> std::size_t lengthOf(std::string_view text, std::size_t from, Predicate isPart)
 {
     while (from < text.size() && isPart(text[from]))
@@ -104,7 +104,7 @@ bool Tokens::takeKeyword(std::string_view keyword)
 
 std::string Tokens::syntaxError() const
 {
-    // The text near a token is that from the token before it to the one behind it.
+    // The text near a token is that from the token before it to the one after it.
     const Token& first = tokens_[next_ > 0 ? next_ - 1 : 0];
     const Token& last = peekSecond().kind == Token::Kind::End ? peek() : peekSecond();
     const bool atEnd = peek().kind == Token::Kind::End;

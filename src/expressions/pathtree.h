@@ -31,7 +31,7 @@ public:
 
     /**
      * The parts of an item at the paths, inside the maps and lists that contain them. Elements of lists keep their
-     * order, without gaps. A map or list that has nothing at any path is left out.
+     * order, without gaps. A map or list that has nothing at any path is omitted.
      */
     Items::Item partsOf(const Items::Item& item) const;
 

@@ -1,6 +1,7 @@
 #include "expressions/placeholders.h"
 
 #include "expressions/lexer.h"
+#include "expressions/requestjson.h"
 
 #include "items/itemsize.h"
 
@@ -11,17 +12,12 @@ namespace {
 constexpr std::size_t MostPlaceholderLength = 255;
 constexpr std::size_t MostNameBytes = 65535;
 
-using Kind = Items::JsonError::Kind;
+using namespace RequestJson;
 
-bool fail(Items::JsonError* error, Kind kind, std::string message)
+bool failForForm(Items::JsonError* error, std::string message)
 {
-    *error = {kind, std::move(message)};
+    *error = {Items::JsonError::Kind::Serialization, std::move(message)};
     return false;
-}
-
-std::string_view textOf(const rapidjson::Value& string)
-{
-    return {string.GetString(), string.GetStringLength()};
 }
 
 /** Whether the text is one placeholder as an expression can write it. */
@@ -36,20 +32,19 @@ bool checkPlaceholders(const rapidjson::Value& json, const std::string& member, 
                        Items::JsonError* error)
 {
     if (!json.IsObject())
-        return fail(error, Kind::Serialization, member + " must be an object");
+        return failForForm(error, member + " must be an object");
     if (json.ObjectEmpty())
-        return fail(error, Kind::Validation, member + " must not be empty");
+        return fail(error, member + " must not be empty");
     for (const auto& definition : json.GetObject()) {
         const std::string_view placeholder = textOf(definition.name);
         if (!isPlaceholder(placeholder, kind))
-            return fail(error, Kind::Validation,
+            return fail(error,
                         member + " contains invalid key: Syntax error; key: \"" + std::string(placeholder) + "\"");
         if (placeholder.size() > MostPlaceholderLength)
-            return fail(error, Kind::Validation,
-                        member +
-                            " contains invalid key: The length of the key has exceeded the maximum allowed size "
-                            "of 255 bytes; key: \"" +
-                            std::string(placeholder) + "\"");
+            return fail(error, member +
+                                   " contains invalid key: The length of the key has exceeded the maximum allowed size "
+                                   "of 255 bytes; key: \"" +
+                                   std::string(placeholder) + "\"");
     }
     return true;
 }
@@ -66,10 +61,10 @@ bool Placeholders::readNames(const rapidjson::Value* json, Items::JsonError* err
     for (const auto& definition : json->GetObject()) {
         const std::string placeholder(textOf(definition.name));
         if (!definition.value.IsString())
-            return fail(error, Kind::Serialization, Member + " must contain strings; key: " + placeholder);
+            return failForForm(error, Member + " must contain strings; key: " + placeholder);
         const std::string_view name = textOf(definition.value);
         if (name.empty() || name.size() > MostNameBytes)
-            return fail(error, Kind::Validation,
+            return fail(error,
                         Member + " contains invalid value: " +
                             (name.empty() ? "Empty attribute name" : "Attribute name is longer than 65535 bytes") +
                             " for key " + placeholder);
@@ -89,7 +84,7 @@ bool Placeholders::readValues(const rapidjson::Value* json, Items::JsonError* er
         const std::string placeholder(textOf(definition.name));
         Items::AttributeValue value;
         if (!Items::readValue(definition.value, &value, error)) {
-            if (error->kind == Kind::Validation)
+            if (error->kind == Items::JsonError::Kind::Validation)
                 error->message = Member + " contains invalid value: " + error->message + " for key " + placeholder;
             return false;
         }

@@ -5,7 +5,7 @@ namespace Expressions {
 namespace {
 
 /** Adds the elements of a set to one of the same type, or removes them. False if they are not sets of one type. */
-template <typename Set> bool changeSet(Set* set, const Set* elements, bool isDeletion)
+template <typename Set> bool changeElements(Set* set, const Set* elements, bool isDeletion)
 {
     if (set == nullptr || elements == nullptr)
         return false;
@@ -28,9 +28,9 @@ bool isSet(Items::AttributeValue::Type type)
 
 bool changeSet(Items::AttributeValue* value, const Items::AttributeValue& elements, bool isDeletion)
 {
-    return changeSet(value->asStringSet(), elements.asStringSet(), isDeletion) ||
-           changeSet(value->asNumberSet(), elements.asNumberSet(), isDeletion) ||
-           changeSet(value->asBinarySet(), elements.asBinarySet(), isDeletion);
+    return changeElements(value->asStringSet(), elements.asStringSet(), isDeletion) ||
+           changeElements(value->asNumberSet(), elements.asNumberSet(), isDeletion) ||
+           changeElements(value->asBinarySet(), elements.asBinarySet(), isDeletion);
 }
 
 bool isEmptySet(const Items::AttributeValue& value)

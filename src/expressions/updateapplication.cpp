@@ -181,7 +181,7 @@ bool Application::checkPaths()
     return true;
 }
 
-/** Puts a value where its parent is known to be. An index behind the end of a list is one that appends. */
+/** Puts a value where its parent is known to be. An index beyond the end of a list appends. */
 void assign(Items::Item* item, const Path& path, AttributeValue value)
 {
     if (!path.isNested()) {
@@ -218,7 +218,7 @@ void remove(Items::Item* item, const Path& path)
 
 bool Application::write(Items::Item* after)
 {
-    // Ascending, so that of several values behind the end of a list that with the lowest index is appended first.
+    // Ascending, so that of several values beyond the end of a list, the one with the lowest index is appended first.
     // Removals are last, and descending: until then every index is that of the item as it was.
     std::sort(values_.begin(), values_.end(), [](const NewValue& a, const NewValue& b) { return *a.path < *b.path; });
     std::sort(removals_.begin(), removals_.end(), [](const Path* a, const Path* b) { return *b < *a; });

@@ -54,8 +54,8 @@ struct BackupList {
     std::string write() const;
 
     /**
-     * Reads a list. Returns false when `text` is not exactly what write() wrote, with `list` unchanged and `error` set
-     * to a phrase that continues the file's name.
+     * Reads a list. Returns false if `text` is not exactly what write() wrote, with `list` unchanged and `error` set to
+     * a phrase that continues the file's name.
      */
     [[nodiscard]] static bool read(std::string_view text, BackupList* list, std::string* error);
 

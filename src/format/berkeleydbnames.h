@@ -12,7 +12,7 @@ namespace BerkeleyDbNames {
 /** The settings of an environment, which Berkeley DB reads when it opens it. */
 inline constexpr const char* ConfigFile = "DB_CONFIG";
 
-/** A file that is removed at once: the name has Berkeley DB's prefix, but is not one of its own. */
+/** A file that is removed immediately: its name has Berkeley DB's prefix, but is not one that Berkeley DB uses. */
 inline constexpr const char* ProbeFile = "__db.quorva.writable";
 
 /** A log file that is being prepared, likewise. */

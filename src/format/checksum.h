@@ -11,10 +11,10 @@
  */
 class Checksum {
 public:
-    /** Adds the next bytes, in pieces of any length. */
+    /** Adds the next bytes, of any number. */
     void add(std::string_view bytes);
 
-    /** Adds `size` bytes of a file. Returns 0 or an errno value; ENODATA when the file is too short. */
+    /** Adds `size` bytes of a file. Returns 0 or an errno value; ENODATA if the file is too short. */
     [[nodiscard]] int addFile(const std::filesystem::path& file, std::uint64_t offset, std::uint64_t size);
 
     /** The checksum of all bytes added so far. */

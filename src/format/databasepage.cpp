@@ -13,7 +13,7 @@ constexpr std::size_t SmallestPage = 512;
 constexpr std::size_t LargestPage = 65536;
 
 constexpr std::size_t HeaderBytes = 26;
-constexpr std::size_t OffsetBytes = 2;     // of an item, behind the header
+constexpr std::size_t OffsetBytes = 2;     // of an item, after the header
 constexpr std::size_t ItemHeaderBytes = 3; // length and kind
 constexpr unsigned ChainPage = 7;
 constexpr unsigned BytesItem = 1;

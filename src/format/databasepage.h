@@ -26,15 +26,15 @@
  *
  *              8   the page's own number, at 12 the previous and at 16 the next page of its level
  *             20   16 bits: the number of items; keys and values in turn on a leaf
- *             22   16 bits: on a page of a chain, the bytes from 26 on
+ *             22   16 bits: on a page of a chain, the number of bytes from 26 on
  *             25   one byte, the kind of page
  *             26   16 bits for each item: its offset on the page
  *
  * An item of an inner page has the number of a page at 4. One of a leaf has its length in 16 bits and its kind in a
  * byte, then its bytes or, for one that fills a chain of pages, the number of the first at 4 and the length at 8.
  *
- * Numbers have 32 bits, in the byte order of the machine that created the file, but those of sub-databases have the
- * highest byte first.
+ * Numbers have 32 bits, in the byte order of the machine that created the file, but those of sub-databases are
+ * big-endian.
  */
 namespace DatabasePage {
 
@@ -53,7 +53,7 @@ inline constexpr std::size_t IdLength = 20;
 /** True for the magic number of any kind of database, in either byte order: files move between machines. */
 bool isMagic(std::uint32_t number);
 
-/** The part of a metadata page that has a meaning here. */
+/** The part of a metadata page that is used here. */
 inline constexpr std::size_t MetadataBytes = 92;
 
 /** The value of a sub-database's record, and the number in it. */
@@ -70,7 +70,7 @@ struct Item {
     std::uint32_t chainBytes = 0;
 };
 
-/** A page, or the beginning of one. Nothing is trusted: what lies outside of the page counts as 0 or empty. */
+/** A page, or the beginning of one. Nothing is trusted: anything outside the page counts as 0 or empty. */
 class Page {
 public:
     std::string bytes;
@@ -80,7 +80,7 @@ public:
     bool isSwapped() const { return swapped_; }
     void setSwapped(bool swapped) { swapped_ = swapped; }
 
-    /** On a metadata page: that of a tree without checksums and encryption. */
+    /** Whether this is the metadata page of a tree without checksums and encryption. */
     bool isReadableTree() const;
     std::size_t pageBytes() const { return number(20); }
     bool hasSubDatabases() const;

@@ -20,7 +20,7 @@ std::string name(std::uint32_t number);
 std::optional<std::uint32_t> numberOf(std::string_view name);
 
 /**
- * True for "log." and any number of digits: Berkeley DB takes all of these for log files when it searches for the first
+ * True for "log." and any number of digits: Berkeley DB treats all of these as log files when it searches for the first
  * and the last one, and loops forever on "log.99999999999".
  */
 bool isTakenForOne(std::string_view name);

@@ -16,7 +16,7 @@ constexpr std::size_t OutcomeOffset = 16;
 constexpr std::uint32_t Committed = 1;
 constexpr std::size_t TimeOffset = 20; // seconds since 1970
 
-// A checkpoint record has the position from which to recover where others have the outcome.
+// In a checkpoint record, this is the position from which to recover; in others, the outcome.
 constexpr std::uint32_t Checkpoint = 11;
 constexpr std::size_t StartOffset = 16;
 

@@ -45,7 +45,7 @@ std::optional<std::time_t> commitTime(std::string_view record);
 
 /**
  * The number of the log file at which a recovery from a checkpoint begins, if the record is that of a checkpoint: older
- * files hold nothing of a transaction that was active then.
+ * files contain no records of transactions that were active then.
  */
 std::optional<std::uint32_t> checkpointStart(std::string_view record);
 
@@ -70,12 +70,12 @@ std::uint32_t transactionOf(std::string_view record);
 bool beginsTransaction(std::string_view record);
 
 /**
- * The transaction that has ended well inside the one that the record belongs to, if the record says so: what it did
- * counts when that one commits.
+ * The child transaction that has committed inside the record's transaction, if the record says so: its changes count
+ * once the parent commits.
  */
 std::optional<std::uint32_t> committedChild(std::string_view record);
 
-/** How many bytes of a record, without its header, commitTime() and checkpointStart() look at. */
+/** How many bytes of a record, without its header, commitTime() and checkpointStart() examine. */
 inline constexpr std::size_t LookedAt = 24;
 
 } // namespace LogRecords

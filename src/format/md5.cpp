@@ -91,7 +91,7 @@ std::array<unsigned char, 16> Md5::digest(std::string_view data)
     for (std::size_t done = 0; done < whole; done += BlockSize)
         addBlock(state, bytes + done);
 
-    // The rest of the data, a one bit, zeros, and the length; a second block if the first has no room for it.
+    // The rest of the data, a 1 bit, zeros, and the length; a second block if the first has no room for the length.
     std::array<unsigned char, 2 * BlockSize> tail{};
     const std::size_t left = size - whole;
     std::copy_n(bytes + whole, left, tail.begin());

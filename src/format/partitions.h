@@ -14,8 +14,8 @@ unsigned ofHashKey(std::string_view hashKey, unsigned count = Count);
 
 /**
  * Whether a record with this key can belong to a partition: four digits, the length of the hash key, the hash key and
- * the range key. A hash key of 10000 bytes and more has five digits, which nothing distinguishes from four and a digit
- * of the hash key, so both readings count.
+ * the range key. A hash key of 10000 bytes or more has five digits, which cannot be distinguished from four and a digit
+ * of the hash key, so both interpretations count.
  */
 bool mayHold(unsigned partition, std::string_view recordKey);
 

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view HexDigits = "0123456789abcdef";
 constexpr std::string_view DataFileEnding = ".db";
 constexpr std::size_t SuffixLength = 6;        // "_3f.db"
-constexpr std::size_t MaxFileNameLength = 255; // limit of file systems
+constexpr std::size_t MaxFileNameLength = 255; // the limit of file systems
 
 bool endsLikeDataFile(std::string_view name)
 {

@@ -17,7 +17,7 @@ public:
     /** Allows the loopback's names: 127.0.0.1, localhost and [::1]. */
     AllowedHosts();
 
-    /** Allows another host, NAME or NAME:PORT. Returns false, without effect, when it is neither. */
+    /** Allows another host, NAME or NAME:PORT. Returns false, without effect, if it is neither. */
     [[nodiscard]] bool add(std::string_view host);
 
     /** Sets the port of the service. A name that was added without a port matches with this port or without one. */

@@ -13,11 +13,11 @@ namespace Http {
 class ApiExchange;
 
 /**
- * Both versions of the API, by the prefix of their operations: that of 2012-08-10 is answered here, over the server's
- * operations; all else goes to the gateway.
+ * Serves both versions of the API, by the prefix of their operations: that of 2012-08-10 through the service,
+ * everything else through the gateway.
  *
- * A short request that takes a single exchange with the server needs no job, only ServerExchanges. If there is none for
- * it, or if more turns out to be necessary, a job serves it like all others.
+ * A short request that takes a single exchange with the server needs no job, only ServerExchanges. If these cannot send
+ * it at once, or if it turns out to need more, a job serves it like all others.
  */
 class ApiHandler : public CrewHandler {
 public:

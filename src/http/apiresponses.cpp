@@ -45,19 +45,19 @@ Response ApiResponses::error(const RequestHead& head, int status, const char* ty
 
 Response ApiResponses::fault(const RequestHead& head, Fault fault)
 {
-    constexpr const char* NotUnderstood = "The request is no HTTP that is understood here";
+    constexpr const char* NotUnderstood = "The request is not HTTP that this server supports";
     switch (fault) {
     case Fault::NotHttp:
         break;
     case Fault::LineTooLong:
         return error(head, UriTooLong, OwnErrorTypes::InvalidRequest, NotUnderstood);
     case Fault::BadLength:
-        return error(head, BadRequest, OwnErrorTypes::InvalidRequest, "The length of the body is not understood");
+        return error(head, BadRequest, OwnErrorTypes::InvalidRequest, "The length of the body is not valid");
     case Fault::BodyTooLarge:
         return error(head, PayloadTooLarge, OwnErrorTypes::RequestTooLarge, "The body is too large");
     case Fault::BodyBroken:
         return error(head, BadRequest, OwnErrorTypes::InvalidRequest,
-                     "The body ended early or is not what its headers say");
+                     "The body ended early or does not match its headers");
     case Fault::NoMemory:
         return error(head, InternalError, ErrorTypes::InternalServerError, "There is not enough memory");
     }

@@ -9,7 +9,7 @@
 
 namespace Http {
 
-/** Responses in the API's form, with the headers that each of them has. */
+/** Responses in the API's format, with the headers that all of them have. */
 namespace ApiResponses {
 
 Response of(Answer&& answer);

@@ -36,40 +36,47 @@ void Connections::endIdle(std::chrono::milliseconds patience)
         idle_.front()->end();
 }
 
-bool Connections::takeBodyRoom()
+bool Connections::takeBodyRoom(std::size_t bytes)
 {
-    if (bodyRooms_ == 0)
+    if (!bodyQueue_.empty() || bytes > freeBodyBytes_)
         return false;
-    --bodyRooms_;
+    freeBodyBytes_ -= bytes;
     return true;
 }
 
-void Connections::giveBodyRoom()
+void Connections::giveBodyRoom(std::size_t bytes)
 {
-    if (bodyQueue_.empty()) {
-        ++bodyRooms_;
-        return;
-    }
-    const std::shared_ptr<HttpConnection> next = std::move(bodyQueue_.front());
-    bodyQueue_.pop_front();
-    next->enterBodyRoom();
+    freeBodyBytes_ += bytes;
+    memory_.noteFreed(bytes);
+    admitQueued();
 }
 
-void Connections::queueForBodyRoom(std::shared_ptr<HttpConnection> connection)
+void Connections::queueForBodyRoom(std::shared_ptr<HttpConnection> connection, std::size_t bytes)
 {
-    bodyQueue_.push_back(std::move(connection));
+    bodyQueue_.push_back({std::move(connection), bytes});
 }
 
 void Connections::leaveBodyQueue(const HttpConnection* connection)
 {
-    std::erase_if(bodyQueue_, [=](const auto& queued) { return queued.get() == connection; });
+    if (std::erase_if(bodyQueue_, [=](const Queued& queued) { return queued.connection.get() == connection; }) > 0)
+        admitQueued(); // those behind it may need less
+}
+
+void Connections::admitQueued()
+{
+    while (!bodyQueue_.empty() && bodyQueue_.front().bytes <= freeBodyBytes_) {
+        const Queued next = std::move(bodyQueue_.front());
+        bodyQueue_.pop_front();
+        freeBodyBytes_ -= next.bytes;
+        next.connection->enterBodyRoom(next.bytes);
+    }
 }
 
 void Connections::stop()
 {
     isStopping_ = true;
     isAwaited_ = false;
-    std::vector<std::shared_ptr<HttpConnection>> open; // a copy, as connections that end leave the set
+    std::vector<std::shared_ptr<HttpConnection>> open; // a copy, as connections that end remove themselves
     for (HttpConnection* connection : open_)
         open.push_back(connection->shared_from_this());
     for (const std::shared_ptr<HttpConnection>& connection : open)

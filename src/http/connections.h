@@ -1,6 +1,7 @@
 #ifndef QUORVA_HTTP_CONNECTIONS_H
 #define QUORVA_HTTP_CONNECTIONS_H
 
+#include "base/memorytrimmer.h"
 #include "http/transportfigures.h"
 
 #include <atomic>
@@ -24,11 +25,11 @@ class HttpConnection;
 class Connections {
 public:
     /**
-     * `limit` connections may be open at once, and `largeBodies` may hold a large body. `figures` must outlive this
-     * object.
+     * `limit` connections may be open at once, and their large bodies may have `bodyBytes` together. `figures` must
+     * outlive this object.
      */
-    Connections(std::size_t limit, std::size_t largeBodies, TransportFigures* figures)
-        : limit_(limit), bodyRooms_(largeBodies), figures_(figures)
+    Connections(std::size_t limit, std::size_t bodyBytes, TransportFigures* figures)
+        : limit_(limit), freeBodyBytes_(bodyBytes), figures_(figures)
     {}
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
@@ -38,8 +39,8 @@ public:
     bool isFull() const { return open_.size() >= limit_; }
 
     /**
-     * Calls `freed` once, as soon as there is room for another connection; until then each response ends its
-     * connection.
+     * Calls `freed` once, as soon as there is room for another connection; until then, each connection is closed after
+     * its response.
      */
     void waitForRoom(std::function<void()> freed);
     bool isAwaited() const { return isAwaited_; }
@@ -50,30 +51,44 @@ public:
     IdlePlace enterIdle(HttpConnection* connection) { return idle_.insert(idle_.end(), connection); }
     void leaveIdle(IdlePlace place) { idle_.erase(place); }
 
-    /** Reserves room for a large body. Returns false when there is none. */
-    bool takeBodyRoom();
-    void giveBodyRoom();
-    /** Queues a connection that got no room: its enterBodyRoom() is called once room has been reserved for it. */
-    void queueForBodyRoom(std::shared_ptr<HttpConnection> connection);
+    /** Reserves room for a large body of at most `bodyBytes`. Returns false when there is none, or others wait for it.
+     */
+    bool takeBodyRoom(std::size_t bytes);
+    void giveBodyRoom(std::size_t bytes);
+    /**
+     * Queues a connection that got no room: its enterBodyRoom() is called once that many bytes have been reserved for
+     * it. First come, first served, so that smaller bodies cannot overtake a large one forever.
+     */
+    void queueForBodyRoom(std::shared_ptr<HttpConnection> connection, std::size_t bytes);
     void leaveBodyQueue(const HttpConnection* connection);
 
     /** Asks every connection to end. */
     void stop();
     bool isStopping() const { return isStopping_; }
 
-    /** What is counted of them. Any thread. */
+    /** Counters of the connections. Any thread. */
     TransportFigures* figures() const { return figures_; }
+    /** Must be notified of freed bodies. Any thread. */
+    Base::MemoryTrimmer& memory() { return memory_; }
 
 private:
+    struct Queued {
+        std::shared_ptr<HttpConnection> connection;
+        std::size_t bytes;
+    };
+
+    void admitQueued();
+
     const std::size_t limit_;
-    std::size_t bodyRooms_; // free
+    std::size_t freeBodyBytes_;
     TransportFigures* const figures_;
     std::atomic<bool> isStopping_ = false;
     std::atomic<bool> isAwaited_ = false; // freed_ is set
     std::unordered_set<HttpConnection*> open_;
     std::list<HttpConnection*> idle_; // longest idle first
-    std::deque<std::shared_ptr<HttpConnection>> bodyQueue_;
+    std::deque<Queued> bodyQueue_;
     std::function<void()> freed_;
+    Base::MemoryTrimmer memory_;
 };
 
 } // namespace Http

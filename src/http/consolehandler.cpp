@@ -19,7 +19,7 @@ struct ConsoleOperation {
     bool isWrite;
 };
 
-/** All that the page uses, and no more. */
+/** Exactly the operations that the page uses. */
 constexpr std::array Allowed{
     ConsoleOperation{Operations::DescribeTable, false},  ConsoleOperation{Operations::GetItem, false},
     ConsoleOperation{Operations::Query, false},          ConsoleOperation{Operations::Scan, false},

@@ -12,13 +12,13 @@ namespace Http {
 
 struct ConsoleSettings {
     std::string server;                   // its address, for people
-    std::vector<std::string> directories; // shown although they are not open
+    std::vector<std::string> directories; // shown even if they are not open
     bool mayWrite = false;
 };
 
 /**
- * The requests of the console's page: POST /console/api, which is like the API but for its own list of operations, and
- * GET /console/settings. Both need the token, as "Authorization: Bearer TOKEN". No cookie carries it: browsers send
+ * The requests of the console's page: POST /console/api, which is like the API except for its own list of operations,
+ * and GET /console/settings. Both need the token, as "Authorization: Bearer TOKEN". No cookie carries it: browsers send
  * cookies to every port of a host, and so to the programs of other users.
  */
 class ConsoleHandler : public CrewHandler {

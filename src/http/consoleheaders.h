@@ -6,8 +6,8 @@
 namespace Http {
 
 /**
- * Adds the headers that confine the console in a browser: it loads and asks nothing outside its own origin, runs no
- * script but its own files, is shown in no other page, and leaves nothing in caches or referrers.
+ * Adds the headers that confine the console in a browser: it sends no requests to other origins, runs no scripts but
+ * its own files, cannot be embedded in another page, and leaves nothing in caches or referrers.
  */
 void confineConsole(Response* response);
 

@@ -12,7 +12,7 @@ ConsoleToken::ConsoleToken()
 {
     static constexpr char Digits[] = "0123456789abcdef";
     std::array<unsigned char, 24> bytes{};
-    // So few bytes come at once, or not at all.
+    // The kernel returns so few bytes all at once, or none.
     if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size()))
         throw std::system_error(errno, std::generic_category(), "getrandom");
     for (const unsigned char byte : bytes) {

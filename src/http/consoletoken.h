@@ -7,12 +7,12 @@
 namespace Http {
 
 /**
- * What the console's requests must know: a random text, which only users learn who can read this program's standard
- * error. Any thread.
+ * The secret that the console's requests must contain: a random text, known only to users who can read this program's
+ * standard error. Any thread.
  */
 class ConsoleToken {
 public:
-    /** A token of 192 random bits from the kernel. Throws std::system_error when the kernel has none. */
+    /** A token of 192 random bits from the kernel. Throws std::system_error if the kernel provides none. */
     ConsoleToken();
 
     /** Takes the same time for every text of the token's length. */

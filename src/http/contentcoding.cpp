@@ -13,6 +13,16 @@ namespace Http::ContentCoding {
 
 namespace {
 
+bool isZlib(std::string_view coding)
+{
+    return coding == "gzip" || coding == "deflate";
+}
+
+bool isBrotli(std::string_view coding)
+{
+    return coding == "br";
+}
+
 using Piece = std::array<char, 16384>;
 
 /** Returns false when the bytes would exceed the limit. */
@@ -70,11 +80,16 @@ Result decodeBrotliInto(const QByteArray& packed, std::size_t limit, QByteArray*
 
 } // namespace
 
+bool isKnown(std::string_view coding)
+{
+    return isZlib(coding) || isBrotli(coding);
+}
+
 Result unpack(std::string_view coding, const QByteArray& packed, std::size_t limit, QByteArray* body)
 {
-    if (coding == "gzip" || coding == "deflate")
+    if (isZlib(coding))
         return inflateInto(packed, limit, body);
-    if (coding == "br")
+    if (isBrotli(coding))
         return decodeBrotliInto(packed, limit, body);
     *body = packed;
     return Result::Unpacked;

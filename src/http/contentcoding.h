@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-/** Decompression of bodies, by the names that "Content-Encoding" uses. */
+/** Decompression of bodies, by the names used in "Content-Encoding". */
 namespace Http::ContentCoding {
 
 enum class Result {
@@ -14,6 +14,9 @@ enum class Result {
     TooLarge, // more than the limit; decompression stopped there
     Broken,   // not in this coding, or truncated
 };
+
+/** Whether this is a coding that unpack() decompresses. */
+bool isKnown(std::string_view coding);
 
 /**
  * Decompresses gzip, deflate and br into an empty `body`. A body in an unknown coding is passed through; its receiver

@@ -13,8 +13,8 @@ namespace Http {
 
 /**
  * Threads that take turns at running an event loop. The thread whose turn it is, the leader, runs it step by step; when
- * a step posts a job, the leader passes the turn on and does the job itself, so that a request is served without a
- * context switch. There is one thread more than the limit of jobs, so the loop never waits for a job.
+ * a step posts a job, the leader passes the turn on and runs the job itself, so that a request is served without a
+ * context switch. There is one more thread than the limit of jobs, so the loop never waits for a job.
  */
 class Crew {
 public:
@@ -29,8 +29,8 @@ public:
     Crew& operator=(const Crew&) = delete;
 
     /**
-     * Runs the crew, once, with the calling thread as one of it; returns when the loop has ended. No job may outlast
-     * that.
+     * Runs the crew, once, with the calling thread as a member; returns when the loop has ended. No job may run longer
+     * than that.
      */
     void run(Step step);
 

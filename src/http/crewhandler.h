@@ -8,7 +8,7 @@
 
 namespace Http {
 
-/** A handler whose requests wait for the server: unpacks their bodies, and has one job of the crew for each. */
+/** A handler whose requests wait for the server: decompresses their bodies, and runs each as a job of the crew. */
 class CrewHandler : public HttpHandler {
 public:
     /** Bodies may have up to `bodyBytes` bytes after decompression. The caller owns the crew, which must outlive this.
@@ -20,7 +20,7 @@ public:
     void serve(const RequestHead& head, QByteArray&& body, Done done) override;
 
 protected:
-    /** Answers a request with its unpacked body, on a thread that may wait. */
+    /** Answers a request, given its decompressed body, on a thread that may block. */
     virtual Response answer(const RequestHead& head, const QByteArray& body) = 0;
 
     /** Has a job of the crew answer a request with what `respond` returns. For the transport's thread. */

@@ -9,7 +9,7 @@
 namespace Http {
 
 /**
- * A deadline that is postponed far more often than it passes: its timer is only set again when it has fired or would
+ * A deadline that is postponed far more often than it expires: its timer is only rearmed when it has fired or would
  * fire too late. For the transport's thread.
  */
 class Deadline {

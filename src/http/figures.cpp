@@ -41,7 +41,7 @@ void writeServer(const ServerStatus& status, PrometheusText* text)
     single("quorva_connections_accepted_total", Type::Counter, "Connections that the server has served.",
            status.connectionsAccepted, text);
     single("quorva_connections_refused_total", Type::Counter,
-           "Connections that the server has closed because of their user or for want of resources.",
+           "Connections that the server has closed because of their user or for lack of resources.",
            status.connectionsRefused, text);
     single("quorva_received_bytes_total", Type::Counter, "Bytes received from the server's clients.",
            status.receivedBytes, text);
@@ -83,7 +83,7 @@ void writeRequests(const std::vector<ServerStatus::Requests>& all, qint64 slow, 
     single("quorva_slow_requests_total", Type::Counter, "Requests that took longer than QUORVA_SLOW_MS.", slow, text);
 }
 
-/** A figure that each environment has. */
+/** A figure of each environment. */
 template <class Value> struct EnvironmentFigure {
     const char* name;
     Type type;
@@ -99,7 +99,8 @@ constexpr std::array Counts{
     EnvironmentFigure<qint64>{"quorva_environment_cache_pages", Type::Gauge, "Pages in the cache.",
                               &Environment::cachePages},
     EnvironmentFigure<qint64>{"quorva_environment_cache_dirty_pages", Type::Gauge,
-                              "Pages in the cache that are not on disk yet.", &Environment::cacheDirtyPages},
+                              "Pages in the cache that have not been written to disk yet.",
+                              &Environment::cacheDirtyPages},
     EnvironmentFigure<qint64>{"quorva_environment_cache_hits_total", Type::Counter, "Pages found in the cache.",
                               &Environment::cacheHits},
     EnvironmentFigure<qint64>{"quorva_environment_cache_misses_total", Type::Counter,
@@ -131,7 +132,7 @@ constexpr std::array Times{
     EnvironmentFigure<double>{"quorva_environment_backup_since_timestamp_seconds", Type::Gauge,
                               "When the backup began, in seconds since 1970.", &Environment::backupSince},
     EnvironmentFigure<double>{"quorva_environment_backup_until_timestamp_seconds", Type::Gauge,
-                              "Until when the backup has all changes, in seconds since 1970.",
+                              "The time up to which the backup has all changes, in seconds since 1970.",
                               &Environment::backupUntil},
 };
 

@@ -5,12 +5,12 @@
 #include "http/prometheustext.h"
 #include "http/transportfigures.h"
 
-/** What /metrics says, as samples; their names and labels are what dashboards and alerts are made of. */
+/** The contents of /metrics, as samples; dashboards and alerts depend on their names and labels. */
 namespace Http::Figures {
 
-/** What the server says about itself. */
+/** The server's figures. */
 void write(const Client::ServerStatus& status, PrometheusText* text);
-/** What quorva-http has counted. */
+/** The counters of quorva-http. */
 void write(const TransportFigures& figures, PrometheusText* text);
 
 } // namespace Http::Figures

@@ -39,7 +39,7 @@ bool parseObject(const QByteArray& body, QVariantMap* object)
     return true;
 }
 
-/** The server would close the connection if the body is not JSON, and treat any other value as an empty object. */
+/** The server would close the connection for a body that is not JSON, and treat any other value as an empty object. */
 bool isObject(const QByteArray& body)
 {
     std::vector<Json::MemberText> members;
@@ -99,7 +99,7 @@ std::optional<Answer> Gateway::prepare(const QByteArray& target, const QByteArra
 std::optional<Answer> Gateway::prepare(const Operations::Operation& operation, const QByteArray& body, Call* call)
 {
     if (!isObject(body))
-        return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is no JSON object");
+        return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is not a JSON object");
     *call = {&operation, serversBody(operation, body)};
     return std::nullopt;
 }
@@ -121,10 +121,10 @@ Answer Gateway::finish(const Operations::Operation& operation, ExchangeResult re
                            "The server cannot be reached, nothing was done: " + error.toLatin1());
     case ExchangeResult::Lost:
         return errorAnswer(BadGateway, ErrorTypes::InternalServerError,
-                           "No reply came, the request may have been executed: " + error.toLatin1());
+                           "No reply was received, the request may have been executed: " + error.toLatin1());
     case ExchangeResult::TimedOut:
         return errorAnswer(GatewayTimeout, ErrorTypes::InternalServerError,
-                           "No reply came in time, the request may have been executed: " + error.toLatin1());
+                           "No reply was received in time, the request may have been executed: " + error.toLatin1());
     case ExchangeResult::Done:
         break;
     }

@@ -75,10 +75,14 @@ bool HttpConnection::isIdleSince(milliseconds time) const
     return state_ == State::Idle && Clock::now() - since_ >= time;
 }
 
-void HttpConnection::enterBodyRoom()
+void HttpConnection::enterBodyRoom(std::size_t bytes)
 {
-    hasBodyRoom_ = true;
-    read();
+    bodyRoom_ = bytes;
+    // Not immediately: this connection may be waiting after others, and be called by the one that made room.
+    asio::post(socket_.get_executor(), [self = shared_from_this()] {
+        if (self->state_ == State::Queued)
+            self->goOn();
+    });
 }
 
 void HttpConnection::enter(State state)
@@ -91,7 +95,7 @@ void HttpConnection::enter(State state)
     deadline_.clear();
 }
 
-/** The same for a state that ends with onTimeout() unless another one is entered first. */
+/** The same for a state with a time limit: onTimeout() is called unless another state is entered first. */
 void HttpConnection::enter(State state, milliseconds limit)
 {
     enter(state);
@@ -147,11 +151,6 @@ void HttpConnection::waitForRequest()
 
 void HttpConnection::read()
 {
-    if (!hasRoomForBody()) {
-        enter(State::Queued);
-        connections_->queueForBodyRoom(shared_from_this());
-        return;
-    }
     enter(State::Reading, limits_.transfer);
     const std::size_t piece = parser_->hasHead() ? BodyPiece : Piece;
     socket_.async_read_some(input_.prepare(std::min(piece, input_.max_size() - input_.size())),
@@ -183,15 +182,26 @@ void HttpConnection::parse()
         fail(*parser_->fault());
     else if (parser_->hasHead() && !hadHead && !beginBody())
         return;
-    else if (parser_->isWhole())
-        serve();
-    else if (parser_->hasHead() && !hadHead && input_.size() > 0)
+    else if (parser_->hasHead() && !hadHead && !parser_->isWhole() && input_.size() > 0)
         parse();
     else
-        read();
+        goOn();
 }
 
-/** Returns false when the rest of the request is not to be read for the moment. */
+/** Continues after what was parsed: serves the request or reads more of it, once there is room for its body. */
+void HttpConnection::goOn()
+{
+    if (!hasRoomForBody()) {
+        enter(State::Queued);
+        connections_->queueForBodyRoom(shared_from_this(), neededRoom());
+    } else if (parser_->isWhole()) {
+        serve();
+    } else {
+        read();
+    }
+}
+
+/** Returns false if the rest of the request must not be read yet. */
 bool HttpConnection::beginBody()
 {
     if (std::optional<Response> refusal = service_->refuse(parser_->head()))
@@ -223,18 +233,29 @@ void HttpConnection::inviteBody()
                       });
 }
 
-/** Limits how many large bodies are in memory at once. */
+/**
+ * The room that the body needs, 0 if it is small. It is reserved when the first large piece has arrived, or, as a few
+ * bytes may be packed that decompress to the limit, before the request is served.
+ */
+std::size_t HttpConnection::neededRoom() const
+{
+    const bool isLarge = parser_->bodySize() > LargeBody;
+    return isLarge || (parser_->isWhole() && parser_->isPacked()) ? parser_->mostBodySize() : 0;
+}
+
+/** Limits how much memory large bodies take at once. */
 bool HttpConnection::hasRoomForBody()
 {
-    if (!hasBodyRoom_ && parser_->bodySize() > LargeBody)
-        hasBodyRoom_ = connections_->takeBodyRoom();
-    return hasBodyRoom_ || parser_->bodySize() <= LargeBody;
+    const std::size_t needed = neededRoom();
+    if (bodyRoom_ == 0 && needed > 0 && connections_->takeBodyRoom(needed))
+        bodyRoom_ = needed;
+    return bodyRoom_ >= needed;
 }
 
 void HttpConnection::leaveBodyRoom()
 {
-    if (std::exchange(hasBodyRoom_, false))
-        connections_->giveBodyRoom();
+    if (bodyRoom_ > 0)
+        connections_->giveBodyRoom(std::exchange(bodyRoom_, 0));
 }
 
 } // namespace Http

@@ -33,13 +33,13 @@ public:
     void start() { waitForRequest(); }
     /** Closes the connection in any state. */
     void end();
-    /** For the end of the program: received requests are answered, partially received ones get a short grace period. */
+    /** For the program's shutdown: received requests are answered, partially received ones get a short grace period. */
     void stop();
 
     /** Whether it has been waiting for a request for at least this long. */
     bool isIdleSince(std::chrono::milliseconds time) const;
-    /** Called when room for its body has been reserved. */
-    void enterBodyRoom();
+    /** Called when room of that many bytes has been reserved for its body. */
+    void enterBodyRoom(std::size_t bytes);
     /** Called when the deadline of the state has passed. */
     void onTimeout();
 
@@ -52,7 +52,7 @@ private:
         Inviting,  // "100 Continue" to be sent to the client
         Serving,   // the service's answer
         Writing,   // the client to accept the response
-        Lingering, // the client to stop sending after a response that ends the connection
+        Lingering, // the client to stop sending after the last response
         Ended,
     };
 
@@ -68,6 +68,8 @@ private:
     void parse();
     bool beginBody();
     void inviteBody();
+    void goOn();
+    std::size_t neededRoom() const;
     bool hasRoomForBody();
     void leaveBodyRoom();
 
@@ -90,14 +92,14 @@ private:
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
-    bool hasBodyRoom_ = false;
+    std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
     boost::beast::flat_buffer input_;     // not yet parsed
     std::optional<RequestParser> parser_; // of the current request
-    bool requestIsWhole_ = false;         // it was read to its end, so the connection can be reused
+    bool requestIsWhole_ = false;         // it was read completely, so the connection can be reused
 
     OutgoingResponse response_;
-    bool isLast_ = false; // the response ends the connection
+    bool isLast_ = false; // the connection is closed after the response
 };
 
 } // namespace Http

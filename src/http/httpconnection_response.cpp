@@ -1,4 +1,4 @@
-// How a connection answers: with the service's response to a request, or with one to what it could not read.
+// How a connection answers: with the service's response to a request, or with an error for one that it could not read.
 #include "http/httpconnection.h"
 
 #include <boost/asio/executor_work_guard.hpp>
@@ -13,7 +13,7 @@ namespace asio = boost::asio;
 
 namespace {
 
-/** The time for a client to close, or to send more, after a response that ends the connection. */
+/** The time for a client to close, or to send more, after the last response on a connection. */
 constexpr std::chrono::milliseconds Linger{5000};
 
 } // namespace
@@ -93,6 +93,7 @@ void HttpConnection::write()
 
 void HttpConnection::onWritten()
 {
+    connections_->memory().noteFreed(response_.size());
     leaveBodyRoom();
     response_.clear();
     if (!isLast_)

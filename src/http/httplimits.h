@@ -17,7 +17,7 @@ struct RequestLimits {
 struct HttpLimits {
     RequestLimits request;
     std::size_t connections = 0;           // open at once; more wait to be accepted
-    std::size_t largeBodies = 0;           // over 64 KiB, received or served at once; more wait
+    std::size_t largeBodyBytes = 0;        // of bodies over 64 KiB, received or served at once; more wait
     std::chrono::milliseconds keepAlive{}; // for the next request on a connection to begin
     std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to accept some of a response
 };

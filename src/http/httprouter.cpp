@@ -77,14 +77,15 @@ std::optional<Response> HttpRouter::refuse(const RequestHead& head)
     return handler != nullptr ? handler->refuse(head) : refuseMethod(head);
 }
 
-/** Refuses requests that do not use one of our host names: a web page may send those without its user's consent. */
+/** Refuses requests that do not use one of our host names: web pages may send them without their user's consent. */
 std::optional<Response> HttpRouter::refuseForeign(const RequestHead& head) const
 {
     const std::string_view host = head.header("Host");
     const std::string_view origin = head.header("Origin");
     const std::size_t origins = head.count("Origin");
     if (head.count("Host") != 1)
-        return ApiResponses::error(head, BadRequest, OwnErrorTypes::InvalidRequest, "There has to be one Host header");
+        return ApiResponses::error(head, BadRequest, OwnErrorTypes::InvalidRequest,
+                                   "There must be exactly one Host header");
     if (!hosts_.isHost(host)) {
         tellRefused("host", host);
         return ApiResponses::error(head, Forbidden, OwnErrorTypes::AccessDenied,
@@ -98,7 +99,7 @@ std::optional<Response> HttpRouter::refuseForeign(const RequestHead& head) const
     return std::nullopt;
 }
 
-/** The response to a path that is not served, or not with this method. */
+/** The response if the path is not served, or not with this method. */
 Response HttpRouter::refuseMethod(const RequestHead& head) const
 {
     const std::string_view path = pathOf(head.target);

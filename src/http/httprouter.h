@@ -13,17 +13,17 @@
 namespace Http {
 
 /**
- * What a port serves: picks the handler of a request by its path and method. Before that it applies the rules that hold
- * for all of them: which users may connect, and which hosts a request may name.
+ * What a port serves: picks the handler of a request by its path and method. Before that it applies the rules common to
+ * all of them: which users may connect, and which hosts a request may name.
  */
 class HttpRouter : public HttpService {
 public:
     /** The caller owns `users` and the handlers, which must outlive this object. */
     HttpRouter(AllowedHosts hosts, AllowedUsers* users);
 
-    // To be called before anything is served.
+    // Call these before anything is served.
     void setPort(int port) { hosts_.setPort(port); }
-    /** Has a handler serve a path, with these methods. Other methods at the same path may have another handler. */
+    /** Registers a handler for a path, with these methods. Other methods of the same path may have another handler. */
     void add(std::string path, std::vector<std::string> methods, HttpHandler* handler);
     /** The same for a path and all paths below it: for "/files" also "/files/" and "/files/a/b". */
     void addTree(std::string path, std::vector<std::string> methods, HttpHandler* handler);

@@ -18,10 +18,10 @@ using asio::ip::tcp;
 
 /** Between attempts to accept connections when there is no room. */
 constexpr std::chrono::milliseconds Pause{100};
-/** How long a connection may be idle before it may have to make room for others. */
+/** How long a connection may be idle before it may be closed to make room for others. */
 constexpr std::chrono::milliseconds Patience{1000};
 
-/** Whether accept() failed for a reason that concerns only one connection. */
+/** Whether accept() failed for a reason that affects only one connection. */
 bool isOfOneClient(int error)
 {
     switch (error) {
@@ -55,7 +55,7 @@ void reportFailure(const std::exception& error)
 } // namespace
 
 HttpServer::HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew, TransportFigures* figures)
-    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodies, figures)
+    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodyBytes, figures)
 {}
 
 int HttpServer::bind(int port)
@@ -84,7 +84,7 @@ bool HttpServer::run()
     return error_ == 0;
 }
 
-/** Handles one event; false when there will be no more. */
+/** Handles one event; false if there will be no more. */
 bool HttpServer::step()
 {
     try {
@@ -155,7 +155,7 @@ void HttpServer::begin(Socket&& socket)
     }
 }
 
-/** While connections are pending: ends idle ones, and tries again when one has ended and at intervals. */
+/** While connections are pending: closes idle ones, and retries when one has been closed, and periodically. */
 void HttpServer::makeRoom()
 {
     connections_.waitForRoom([this] {

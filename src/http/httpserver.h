@@ -24,19 +24,19 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    /** Of the event loop, for what else it is to do; must be over when run() is to end. */
+    /** Of the event loop. run() does not return while it has operations pending. */
     Executor executor() { return loop_.get_executor(); }
 
-    /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure, and errno tells why. */
+    /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure with errno set. */
     [[nodiscard]] int bind(int port);
 
     /**
-     * Serves until endRun(), after bind(). Returns false when the listening socket failed, and errno tells why.
-     * Requests in progress are answered before it returns.
+     * Serves until endRun(), after bind(). Returns false, with errno set, if the listening socket failed. Requests in
+     * progress are answered before it returns.
      */
     [[nodiscard]] bool run();
 
-    /** Ends run(), or makes it return at once if called first. Any thread. */
+    /** Ends run(), or makes it return immediately if called first. Any thread. */
     void endRun();
 
 private:

@@ -29,14 +29,14 @@ public:
     /** Whether to serve a connection; called before anything is read from it. */
     virtual bool admits(int socket) = 0;
 
-    /** The response to a request that is refused because of its head alone. The connection ends with it. */
+    /** The response to a request that is refused because of its head alone. The connection is closed after it. */
     virtual std::optional<Response> refuse(const RequestHead& head) = 0;
 
-    /** The response to a faulty request; the head is incomplete if that is what is wrong. */
+    /** The response to a faulty request; if the fault is in the head, that is incomplete. */
     virtual Response faultResponse(const RequestHead& head, Fault fault) = 0;
 
     /**
-     * Answers a request by one call of `done`, from any thread. The body is as received, compressed or not. The head
+     * Answers a request by calling `done` once, from any thread. The body is as received, compressed or not. The head
      * remains valid until that call.
      */
     virtual void serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done) = 0;

@@ -15,7 +15,7 @@ struct Header {
     std::string value;
 };
 
-/** A request without its body. Headers without a value are left out. */
+/** A request without its body. Headers without a value are omitted. */
 struct RequestHead {
     std::string method;
     std::string target; // path and query, as received
@@ -28,7 +28,7 @@ struct RequestHead {
     std::size_t count(std::string_view name) const;
 };
 
-/** The statuses that quorva-http itself gives; the server gives its own. */
+/** The statuses of quorva-http itself; others come from the server. */
 enum ResponseStatus : int {
     Ok = 200,
     BadRequest = 400,

@@ -8,8 +8,8 @@
 namespace Http {
 
 /**
- * The figures of the server and of quorva-http, for Prometheus. A server that does not answer is no error here but
- * shown by the figure quorva_up, so that the other figures stay and an alert can tell the two programs apart.
+ * The figures of the server and of quorva-http, for Prometheus. A server that does not answer is not an error here: the
+ * figure quorva_up shows it, so that the other figures remain and an alert can distinguish the two programs.
  */
 class MetricsHandler : public HttpHandler {
 public:

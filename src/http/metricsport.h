@@ -18,14 +18,14 @@ public:
     /** The caller owns the objects behind the pointers, which must outlive this one. */
     MetricsPort(const HttpLimits& limits, AllowedHosts hosts, HttpHandler* metrics, HttpHandler* health,
                 TransportFigures* figures);
-    /** Ends it, after requests in progress have been answered. */
+    /** Stops serving, after requests in progress have been answered. */
     ~MetricsPort();
     MetricsPort(const MetricsPort&) = delete;
     MetricsPort& operator=(const MetricsPort&) = delete;
 
     /** As HttpServer's. */
     [[nodiscard]] int bind(int port);
-    /** Begins to serve, after bind(). */
+    /** Starts serving, after bind(). */
     void start();
 
 private:

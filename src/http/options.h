@@ -27,16 +27,20 @@ struct Options {
     int keepAliveSeconds = 60;
     int transferSeconds = 30;
     std::vector<std::string> allowedHosts;
-    std::string allowedUsers;
+    bool limitsUsers = false;
+    std::string allowedUsers; // also an empty list, which is refused
     int metricsOnly = NoPort;
     std::string logFile; // empty: standard error
     bool hasConsole = false;
     bool consoleWrites = false;
-    std::vector<std::string> directories; // the first one is that of plain names; all are for the console
+    std::vector<std::string> directories; // the first one is for names without a directory; the console shows all
 
     bool servesConsole() const { return hasConsole || consoleWrites; }
 
-    /** Declares the options to the command-line parser, which checks and stores their values. */
+    /** Returns false when the program is to end with `*exitCode`: the help or a refusal has been printed. */
+    [[nodiscard]] bool parse(int argc, char** argv, int* exitCode);
+
+private:
     void declare(CLI::App* app);
 };
 

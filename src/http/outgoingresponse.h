@@ -15,7 +15,7 @@ namespace Http {
 
 /**
  * A response on its way to the client: head and body, and how much of them has been sent. Reused for one response after
- * the other. For one thread at a time.
+ * another. For one thread at a time.
  */
 class OutgoingResponse {
 public:
@@ -32,9 +32,11 @@ public:
     /** Sends as much as the socket, which must not block, accepts. Returns the number of bytes. */
     std::size_t send(Socket* socket);
 
-    /** The latest send() failed, other than because the socket was full. */
+    /** Whether the latest send() failed for any reason but a full socket buffer. */
     bool hasFailed() const;
     bool isSent() const;
+    /** Of the body, in bytes. */
+    std::size_t size() const { return static_cast<std::size_t>(response_.body.size()); }
 
     /** Frees the response's memory. */
     void clear() { response_ = {}; }

@@ -13,8 +13,8 @@ namespace Http {
 using Label = std::pair<const char*, QByteArray>;
 
 /**
- * Writes figures in Prometheus' text format, version 0.0.4: one family of samples after the other, each with its help
- * and type in front.
+ * Writes figures in Prometheus' text format, version 0.0.4: one family of samples after another, each preceded by its
+ * help text and type.
  */
 class PrometheusText {
 public:
@@ -29,7 +29,7 @@ public:
     void sample(double value, const std::vector<Label>& labels = {});
 
     /**
-     * The samples of one histogram. `counts` are by class, not cumulative, and one more than `bounds`, the upper ends
+     * The samples of one histogram. `counts` are by class, not cumulative, and one more than `bounds`, the upper bounds
      * of the classes in seconds.
      */
     void histogram(const std::vector<double>& bounds, const std::vector<qint64>& counts, double sum,

@@ -2,6 +2,7 @@
 #include "base/descriptor.h"
 #include "base/exitstatus.h"
 #include "base/fileio.h"
+#include "base/freedmemory.h"
 #include "base/standarddescriptors.h"
 #include "http/apihandler.h"
 #include "http/consolefiles.h"
@@ -14,8 +15,6 @@
 #include "http/options.h"
 #include "http/signals.h"
 #include "peer/allowedusers.h"
-
-#include <CLI/CLI.hpp>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -34,16 +33,15 @@
 
 namespace {
 
-/** How long /health and /metrics wait for the server, unless a timeout of the command line is shorter. */
+/** How long /health and /metrics wait for the server, unless a timeout on the command line is shorter. */
 constexpr int ProbeSeconds = 5;
 
 using Http::Options;
 
-/** Ends the program after an exception, instead of an abort: the library's threads cannot be joined then. */
+/** Exits after an exception, instead of aborting: the library's threads cannot be joined then. */
 [[noreturn]] void giveUp()
 {
-    std::fputs("quorva-http: there is not enough memory, or there are not enough threads to be had for --threads\n",
-               stderr);
+    std::fputs("quorva-http: there is not enough memory, or not enough threads can be created for --threads\n", stderr);
     _exit(Base::ExitFailed);
 }
 
@@ -69,13 +67,13 @@ Http::HttpLimits limitsOf(const Options& options)
     Http::HttpLimits limits;
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
-    limits.largeBodies = static_cast<std::size_t>(options.threads);
+    limits.largeBodyBytes = 2 * options.bodyBytes;
     limits.keepAlive = std::chrono::seconds(options.keepAliveSeconds);
     limits.transfer = std::chrono::seconds(options.transferSeconds);
     return limits;
 }
 
-/** For the port that serves figures alone: few connections, so that connectionLimit() leaves descriptors for them. */
+/** For the port that serves figures alone: few connections, for which connectionLimit() leaves descriptors. */
 Http::HttpLimits metricsLimitsOf(const Options& options)
 {
     Http::HttpLimits limits = limitsOf(options);
@@ -92,7 +90,7 @@ Api::Settings apiSettingsOf(const Options& options)
     return settings;
 }
 
-/** Returns an exit code, and reports a port that cannot be had. */
+/** Returns an exit code, after reporting a port that cannot be bound. */
 int checkBound(int port, int asked)
 {
     if (port >= 0)
@@ -102,8 +100,8 @@ int checkBound(int port, int asked)
 }
 
 /**
- * Reports the ports that it listens on, and the console's address. That goes to `terminal`, the standard error from
- * before --log: a log file is usually one that other users may read, and the address has the token.
+ * Reports the ports that it listens on, and the console's address. The address goes to `terminal`, the standard error
+ * from before --log: it contains the token, and other users may usually read a log file.
  */
 void tellStart(const Options& options, int port, int metricsPort, const Http::ConsoleToken& token, int terminal)
 {
@@ -117,9 +115,9 @@ void tellStart(const Options& options, int port, int metricsPort, const Http::Co
         address = "quorva-http: console at http://127.0.0.1:" + std::to_string(port) +
                   "/console#token=" + token.text() + '\n';
     if (options.logFile.empty())
-        listening += address; // in one piece
+        listening += address; // in a single write
     else
-        (void)Base::writeAll(terminal, address); // ignored: nobody may be reading any more
+        (void)Base::writeAll(terminal, address); // ignored: the reader may be gone
     std::fputs(listening.c_str(), stderr);
 }
 
@@ -179,7 +177,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
     const bool wasAsked = server.run();
     if (!wasAsked) {
         std::fprintf(stderr, "quorva-http: cannot accept connections any more: %s\n", std::strerror(errno));
-        _exit(Base::ExitFailed); // at once: the watcher is still waiting for a signal
+        _exit(Base::ExitFailed); // without cleanup: the watcher is still waiting for a signal
     }
     ended.count_down();
     watcher.join();
@@ -193,29 +191,15 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
 int main(int argc, char** argv)
 {
     Base::openStandardDescriptors();
+    Base::keepFreedMemory();
     std::set_terminate(giveUp);
     Http::Signals::block();
 
-    CLI::App app("Serves a Quorva server's API over HTTP on 127.0.0.1: POST / with the header X-Amz-Target.",
-                 "quorva-http");
-    app.set_version_flag("--version", "quorva-http " QUORVA_VERSION);
-    app.footer(
-        "SIGTERM and SIGINT end it when the requests under way are answered; a second one ends it at once.\n"
-        "SIGHUP reopens the file of --log, for a rotation that has renamed it.\n"
-        "Exit status:\n"
-        "  0   ended by a signal\n"
-        "  1   the port cannot be listened on, the file of --log cannot be opened, or there is not enough memory;\n"
-        "      standard error tells why\n"
-        "  64  the command line is wrong");
     Options options;
-    options.declare(&app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? Base::ExitOk : Base::ExitUsage;
-    }
+    if (int code = Base::ExitOk; !options.parse(argc, argv, &code))
+        return code;
     AllowedUsers users;
-    if (app.count("--allow-users") > 0) { // also for an empty list, which is refused
+    if (options.limitsUsers) {
         if (const std::string error = users.restrictTo(options.allowedUsers); !error.empty()) {
             std::fprintf(stderr, "quorva-http: --allow-users \"%s\": %s\n", options.allowedUsers.c_str(),
                          error.c_str());

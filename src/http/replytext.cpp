@@ -49,7 +49,7 @@ void putWithWrappedStrings(QByteArrayView object, Json::TextWriter* out)
     out->endObject();
 }
 
-/** What a reply's envelope gives for the status line; a status that is not valid in HTTP counts as none. */
+/** The parts of a reply's envelope for the status line; a status that is not valid in HTTP counts as none. */
 struct StatusLine {
     std::optional<int> status;
     QByteArray outcome;

@@ -1,5 +1,7 @@
 #include "http/requestparser.h"
 
+#include "http/contentcoding.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -51,7 +53,7 @@ std::size_t RequestParser::parse(std::string_view bytes)
     return taken;
 }
 
-/** The library relies on getting the end of a chunked body, "0\r\n\r\n", in one piece. */
+/** The library relies on receiving the end of a chunked body, "0\r\n\r\n", in one piece. */
 std::size_t RequestParser::leastPiece() const
 {
     constexpr std::size_t LastChunk = sizeof "0\r\n\r\n" - 1;
@@ -68,6 +70,16 @@ bool RequestParser::expectsContinue() const
 bool RequestParser::isTooLong() const
 {
     return content_length().value_or(0) > limits_.body;
+}
+
+bool RequestParser::isPacked() const
+{
+    return ContentCoding::isKnown(head_.header("Content-Encoding"));
+}
+
+std::size_t RequestParser::mostBodySize() const
+{
+    return isPacked() ? limits_.body : content_length().value_or(limits_.body);
 }
 
 Fault RequestParser::faultOf(ErrorCode error, std::string_view rest) const

@@ -21,7 +21,7 @@ public:
 
     /**
      * Parses received bytes and returns how many were consumed. Stops after the head, and after the request; otherwise
-     * the rest must be passed again with more bytes appended. Not to be called after a fault.
+     * the rest must be passed again with more bytes appended. Must not be called after a fault.
      */
     std::size_t parse(std::string_view bytes);
 
@@ -33,12 +33,16 @@ public:
     /** Valid once hasHead(), like the next two. */
     const RequestHead& head() const { return head_; }
     bool expectsContinue() const;
-    /** The headers announce a body beyond the limit. */
+    /** Whether the headers announce a body beyond the limit. */
     bool isTooLong() const;
 
     /** A chunked body beyond the limit is read to its end, but not kept. */
     bool isTooLarge() const { return isTooLarge_; }
     std::size_t bodySize() const { return static_cast<std::size_t>(body_.size()); }
+    /** The body is compressed in a known way. */
+    bool isPacked() const;
+    /** How large the body may become, once it is decompressed: the limit unless the headers say it. */
+    std::size_t mostBodySize() const;
     /** Valid once isWhole(). */
     QByteArray takeBody() { return std::move(body_); }
 

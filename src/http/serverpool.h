@@ -23,7 +23,7 @@ struct Upstream {
 using Client::ExchangeResult;
 
 /**
- * Connections to the server that are kept between requests, as many as there have been concurrent exchanges. Any
+ * Connections to the server that are kept open between requests, as many as there have been concurrent exchanges. Any
  * thread.
  *
  * No request is ever sent twice: a connection that the server has closed is detected before anything is sent on it, and
@@ -42,7 +42,7 @@ public:
     const Upstream& upstream() const { return upstream_; }
 
     /**
-     * Sends one request, on an idle connection or else a new one, and waits for the reply. `operation` is the full
+     * Sends one request, on an idle connection or otherwise a new one, and waits for the reply. `operation` is the full
      * name. `reply` is set only on success, `error` only on failure.
      */
     [[nodiscard]] ExchangeResult exchange(const QByteArray& operation, const QByteArray& body, QByteArray* reply,

@@ -44,7 +44,7 @@ void watch(const std::string& logFile, HttpServer* server, std::latch* ended)
     sigset_t handled = handledSignals();
     int signal = 0;
     while (sigwait(&handled, &signal) == 0 && signal == SIGHUP) {
-        if (!logFile.empty() && openLog(logFile)) // otherwise it stays where it is
+        if (!logFile.empty() && openLog(logFile)) // otherwise the log remains where it is
             std::fputs("quorva-http: log file reopened\n", stderr);
     }
     sigdelset(&handled, SIGHUP);

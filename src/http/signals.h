@@ -11,13 +11,13 @@ class HttpServer;
 /** The signals to quorva-http, which one thread waits for: SIGHUP reopens the log file, the others end the program. */
 namespace Signals {
 
-/** Blocks them. To be called before any thread starts, so that only the one of watch() gets them. */
+/** Blocks them. Must be called before any thread starts, so that only the thread of watch() receives them. */
 void block();
 
-/** Has messages go to the file of --log, from here on or, when it may have been renamed, again. */
+/** Directs messages to the file of --log; called again when it may have been renamed. */
 bool openLog(const std::string& file);
 
-/** Runs on its own thread until the server has ended: a second signal terminates the program at once. */
+/** Runs on its own thread until the server has ended: a second signal terminates the program immediately. */
 void watch(const std::string& logFile, HttpServer* server, std::latch* ended);
 
 } // namespace Signals

@@ -49,7 +49,7 @@ void StatusProbe::work()
     }
 }
 
-/** On a new connection, since a server that takes none is no good either. */
+/** On a new connection, since a server that accepts none is not healthy either. */
 StatusProbe::Result StatusProbe::question() const
 {
     const QDeadlineTimer deadline(limit_);
@@ -67,7 +67,7 @@ StatusProbe::Result StatusProbe::question() const
         return failed(deadline.hasExpired() ? "does not answer" + withinLimit()
                                             : "does not answer: " + connection.error().toUtf8());
     if (!Json::parse(text, &reply) || !Envelopes::isSuccess(reply.toMap()))
-        return failed("answers, but does not tell its status; it may be of another version");
+        return failed("answers, but does not report its status; it may be of another version");
     return {true, reply.toMap(), {}};
 }
 

@@ -16,19 +16,19 @@
 namespace Http {
 
 /**
- * Asks the server for its status, on a thread and a connection of its own: also while all others wait for the server,
- * an answer or the lack of one is known in a bounded time.
+ * Asks the server for its status, on its own thread and connection: even while all others wait for the server, an
+ * answer or its absence is known within a bounded time.
  */
 class StatusProbe {
 public:
     struct Result {
         bool isSuccess = false;
         QVariantMap status; // the server's reply, on success
-        QByteArray failure; // else a sentence that says what is wrong
+        QByteArray failure; // otherwise a sentence that says what is wrong
     };
     using Done = std::function<void(const Result&)>;
 
-    /** `limit` is how long a connection and an answer may take together. */
+    /** `limit` is how long connecting and answering may take together. */
     StatusProbe(const Upstream& upstream, std::chrono::milliseconds limit);
     /** All requests must have been answered. */
     ~StatusProbe();
@@ -36,8 +36,8 @@ public:
     StatusProbe& operator=(const StatusProbe&) = delete;
 
     /**
-     * Calls `done` once, on the probe's thread, with what a question that is sent from now on has brought. Requests
-     * that come together share one question. Any thread.
+     * Calls `done` once, on the probe's thread, with the result of a question that is sent after this call. Concurrent
+     * requests share one question. Any thread.
      */
     void ask(Done done);
 

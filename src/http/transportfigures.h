@@ -19,7 +19,7 @@ private:
     std::atomic<qint64> value_ = 0;
 };
 
-/** What quorva-http counts of the HTTP connections on all its ports, since its start. Any thread. */
+/** The counters of the HTTP connections on all ports, since the start of quorva-http. Any thread. */
 class TransportFigures {
 public:
     TransportFigures() = default;
@@ -27,12 +27,12 @@ public:
     TransportFigures& operator=(const TransportFigures&) = delete;
 
     Figure open;     // connections
-    Figure accepted; // connections, of all times
+    Figure accepted; // connections, in total
     Figure refused;  // closed because of their user
     Figure receivedBytes;
     Figure sentBytes;
 
-    /** The responses of this status, which has three digits. */
+    /** The responses with this status, which has three digits. */
     Figure& responses(int status) { return responses_[static_cast<std::size_t>(status)]; }
     const Figure& responses(int status) const { return responses_[static_cast<std::size_t>(status)]; }
 

@@ -46,7 +46,7 @@ bool decodeGroup(std::string_view group, std::string* bytes)
             return false;
         number += std::uint64_t{digit} * Powers[i];
     }
-    // The characters that are missing were cut off, so what they stand for has to be rounded up to whole bytes.
+    // The missing characters were truncated, so their value must be rounded up to whole bytes.
     const std::size_t count = group.size() - 1;
     const int bits = static_cast<int>(8 * (GroupBytes - count));
     number = (number + (std::uint64_t{1} << bits) - 1) >> bits << bits;

@@ -13,7 +13,7 @@
  */
 namespace Items::Base85 {
 
-/** The first and the last character. '\\', which is between them, is left out. */
+/** The first and the last character. '\\', which is between them, is not used. */
 inline constexpr char First = '%';
 inline constexpr char Last = 'z';
 

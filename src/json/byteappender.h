@@ -12,7 +12,7 @@ namespace Json {
 /**
  * Appends bytes to an array, for text in many short pieces, where the overhead of `QByteArray::append` exceeds the
  * copying itself. The array at least doubles when it has to grow, so the total cost is linear. The appender owns the
- * array until `take` hands it over. Used by one thread.
+ * array until `take` returns it. Used by one thread.
  */
 class ByteAppender {
 public:
@@ -27,7 +27,7 @@ public:
     ByteAppender(const ByteAppender&) = delete;
     ByteAppender& operator=(const ByteAppender&) = delete;
 
-    /** Hands the array over; the appender must not be used any more. */
+    /** Returns the array; the appender must not be used any more. */
     QByteArray take()
     {
         bytes_.truncate(cursor_ - bytes_.constData());
@@ -37,7 +37,7 @@ public:
     void put(char c) { *advance(1) = c; }
     void put(QByteArrayView text) { std::copy(text.begin(), text.end(), advance(text.size())); }
 
-    /** Space for the next `length` bytes, valid until the next call. They count only after `advance`. */
+    /** Space for the next `length` bytes, valid until the next call. They become part of the text only by `advance`. */
     char* room(qsizetype length)
     {
         if (end_ - cursor_ < length)

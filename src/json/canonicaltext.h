@@ -23,18 +23,18 @@ inline QByteArrayView textOf(const MemberText* begin, const MemberText* end)
 }
 
 /**
- * Finds the members of an object, names ascending, without a tree. True only if `text` is, byte for byte, what
- * `append` writes for the tree that `parse` builds from it, so that any of its members can be copied instead of parsed
- * and written. False proves nothing: text in another form, valid or not, is left to `parse`, and so is valid text of a
- * rare kind (names that are not plain ASCII, numbers outside strings that are not short integers, deep nesting).
- * `members` is then of no use.
+ * Finds the members of an object, names ascending, without a tree. True only if `text` is, byte for byte, what `append`
+ * writes for the tree that `parse` builds from it, so that any of its members can be copied instead of parsed and
+ * written. False proves nothing: text in another form, valid or not, is left to `parse`, and so is valid text of a rare
+ * kind (names that are not plain ASCII, numbers outside strings that are not short integers, deep nesting). `members`
+ * is then unspecified.
  */
 [[nodiscard]] bool splitObject(QByteArrayView text, std::vector<MemberText>* members);
 
-/** The same for an object at the start of `text`, whatever is behind it. Its length, or 0. */
+/** The same for an object at the start of `text`, whatever follows it. Returns its length, or 0. */
 [[nodiscard]] qsizetype splitLeadingObject(QByteArrayView text, std::vector<MemberText>* members);
 
-/** What splitObject returns. */
+/** The same without the members. */
 [[nodiscard]] bool isCanonicalObject(QByteArrayView text);
 
 /** A value in a tree that is a canonical object: `append` copies it. */

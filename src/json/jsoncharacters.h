@@ -40,8 +40,8 @@ template <Bytes kind> constexpr bool is(unsigned char byte)
 /** One bit for each of 16 bytes, lowest first: set if it is not of the kind. */
 template <Bytes kind> unsigned others(__m128i bytes)
 {
-    // The quote becomes 0x20, and what is below a blank stays below that. A signed comparison: bytes that are not ASCII
-    // are negative, and so below it as well.
+    // The quote becomes 0x20, and bytes below a space stay below it. A signed comparison: bytes that are not ASCII are
+    // negative, and so below it as well.
     __m128i low = _mm_cmpgt_epi8(_mm_set1_epi8(0x21), _mm_xor_si128(bytes, _mm_set1_epi8('"' ^ 0x20)));
     if constexpr (kind == Bytes::Literal)
         low = _mm_andnot_si128(_mm_cmplt_epi8(bytes, _mm_setzero_si128()), low);
@@ -69,7 +69,7 @@ template <Bytes kind> qsizetype count(const char* begin, const char* end)
         if (const unsigned found = others<kind>(cursor))
             return cursor - begin + std::countr_zero(found);
     }
-    const unsigned found = others<kind>(last); // what it shares with the block before is of the kind
+    const unsigned found = others<kind>(last); // bytes that it shares with the previous block are of the kind
     return found != 0 ? last - begin + std::countr_zero(found) : end - begin;
 #else
     return std::find_if_not(begin, end, [](char byte) { return is<kind>(static_cast<unsigned char>(byte)); }) - begin;

@@ -86,7 +86,7 @@ bool findMembers(QByteArrayView text, std::vector<Member>* members)
     rapidjson::Reader reader;
     constexpr unsigned flags =
         rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseValidateEncodingFlag;
-    // The reader takes a zero byte for the end of the text; here it is an error.
+    // The reader treats a zero byte as the end of the text; here it is an error.
     return reader.Parse<flags>(stream, finder) && stream.Tell() == static_cast<std::size_t>(text.size());
 }
 

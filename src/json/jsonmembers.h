@@ -17,9 +17,9 @@ struct Member {
 
 /**
  * Finds the members of any JSON object, in the order of the text, so that most of them can be passed on unchanged.
- * False when the text is not JSON or not an object; `members` is then of no use. Any thread. Meant for replies of the
- * server: it accepts any depth, and leaves lone surrogates to whoever reads the value. For text that is probably in
- * the server's own form, `splitObject` is faster.
+ * False if the text is not JSON or not an object; `members` is then unspecified. Any thread. Meant for replies of the
+ * server: it accepts any depth, and does not check for lone surrogates. For text that is probably in the server's own
+ * form, `splitObject` is faster.
  */
 [[nodiscard]] bool findMembers(QByteArrayView text, std::vector<Member>* members);
 

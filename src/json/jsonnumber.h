@@ -26,8 +26,9 @@ using DoubleText = std::array<char, 32>;
 std::string_view shortestText(double number, DoubleText* buffer);
 
 /**
- * Rewrites the doubles in a JSON text in place in their shortest form, padded with blanks. The library rejects some
- * that fit into a double: zeros with a large exponent, and hundreds of digits with an exponent that makes up for them.
+ * Rewrites the doubles in a JSON text in place in their shortest form, padded with spaces. The library rejects some
+ * that fit into a double: zeros with a large exponent, and hundreds of digits with an exponent that compensates for
+ * them.
  */
 void rewriteExtremeNumbers(QByteArray* text);
 

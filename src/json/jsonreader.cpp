@@ -42,7 +42,7 @@ public:
     void Put(char c) { *target_++ = c; }
     std::size_t PutEnd(const char* begin) const { return static_cast<std::size_t>(target_ - begin); }
 
-    /** Takes and puts all characters up to the next quote, backslash or control character. */
+    /** Copies all characters up to the next quote, backslash or control character. */
     void passLiterals()
     {
         const qsizetype length = Plain::count<Plain::Bytes::Literal>(cursor_, end_);
@@ -125,7 +125,7 @@ bool parse(const QByteArray& text, QVariant* value, ParseError* error)
     if (!reading.result)
         return fail(static_cast<qsizetype>(reading.result.Offset()),
                     error != nullptr ? reasonOf(reading.result.Code()) : QByteArray());
-    // The reader takes a zero byte for the end of the text; here it is an error.
+    // The reader treats a zero byte as the end of the text; here it is an error.
     if (reading.end != text.size())
         return fail(reading.end, "A zero byte");
     if (!builder->stringsAreValid())

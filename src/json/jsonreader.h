@@ -27,9 +27,9 @@ struct ParseError {
 
 /**
  * Parses one JSON text (any value at the top level, white space around it) into `value`. False, with `error` set unless
- * it is null, when the text is not JSON, has anything after the value (a zero byte included), is not UTF-8, escapes
- * half of a surrogate pair, is nested too deep, or contains a number too large for a double; `value` is then unchanged.
- * A number too small for a double reads as zero. The last of two equal names wins.
+ * it is null, if the text is not JSON, has anything after the value (including a zero byte), is not UTF-8, escapes half
+ * of a surrogate pair, is nested too deep, or contains a number too large for a double; `value` is then unchanged. A
+ * number too small for a double reads as zero. The last of two equal names wins.
  */
 [[nodiscard]] bool parse(const QByteArray& text, QVariant* value, ParseError* error = nullptr);
 

@@ -12,12 +12,12 @@
 #include <utility>
 
 /**
- * JSON that stays text: values that are only passed on, without a tree, and objects and arrays composed of them. Any
+ * JSON that remains text: values that are only passed on, without a tree, and objects and arrays composed of them. Any
  * thread.
  */
 namespace Json {
 
-/** A value in a tree that is JSON text already: `append` copies it. */
+/** A value in a tree that is already JSON text: `append` copies it. */
 struct RawText {
     QByteArray text;
 };
@@ -36,12 +36,12 @@ Q_DECLARE_TYPEINFO(Json::RawElements, Q_RELOCATABLE_TYPE);
 namespace Json {
 
 /**
- * Makes the library know the types above and SplitObject. It would do so when each is first used, under a lock that
+ * Registers the types above and SplitObject with Qt. Qt would do so when each is first used, under a lock that
  * ThreadSanitizer does not see. Call it before there are threads.
  */
 void registerTypes();
 
-/** Adds a comma if the next element, which the caller then appends, needs one in front. */
+/** Adds a comma if the next element, which the caller then appends, must be preceded by one. */
 void beginElement(QByteArray* elements);
 
 /**
@@ -54,7 +54,7 @@ public:
     explicit TextWriter(QByteArray front = {}, qsizetype room = ByteAppender::UsualRoom) : out_(std::move(front), room)
     {}
 
-    /** Hands the text over; the writer must not be used any more. */
+    /** Returns the text; the writer must not be used any more. */
     [[nodiscard]] QByteArray take() { return out_.take(); }
 
     void beginObject() { begin('{'); }
@@ -72,7 +72,7 @@ public:
         *to = ':';
     }
 
-    /** The same for a name that is a JSON string already. */
+    /** The same for a name that is already a JSON string. */
     void nameText(QByteArrayView json) { *std::copy(json.begin(), json.end(), piece(json.size() + 1, false)) = ':'; }
 
     /** A value; or one or more elements or members, with the commas between them. */

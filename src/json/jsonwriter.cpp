@@ -202,7 +202,7 @@ private:
     void writeOther(const QVariant& value)
     {
         if (value.metaType() == QMetaType::fromType<RawText>())
-            writeText(held<RawText>(value).text, rapidjson::kObjectType); // any type that is no name
+            writeText(held<RawText>(value).text, rapidjson::kObjectType); // any type other than a name
         else if (value.metaType() == QMetaType::fromType<SplitObject>())
             writeText(held<SplitObject>(value).text, rapidjson::kObjectType);
         else if (value.metaType() == QMetaType::fromType<RawElements>())
@@ -214,7 +214,7 @@ private:
     }
 };
 
-/** Room for most trees: for the members that are text already, and a little more. */
+/** Enough for most trees: for the members that are already text, and a little more. */
 qsizetype usualRoom(const QVariant& value)
 {
     qsizetype room = ByteAppender::UsualRoom;

@@ -4,11 +4,11 @@
 #include <QByteArray>
 #include <QVariant>
 
-/** Variant trees to JSON text. Any thread. For text made of pieces that are JSON already see jsontext.h. */
+/** Variant trees to JSON text. Any thread. For text made of pieces that are already JSON see jsontext.h. */
 namespace Json {
 
 /**
- * Appends the JSON text of `value`, without white space, to `out`, which may already hold a prefix.
+ * Appends the JSON text of `value`, without white space, to `out`, which may already contain a prefix.
  *
  * Maps are written in key order, hashes as well. A byte array is written as Latin-1 text that ends before its first
  * zero byte. The text of a double always reads back as a double; infinity and NaN, which JSON lacks, become null, a
@@ -17,7 +17,7 @@ namespace Json {
  */
 void append(const QVariant& value, QByteArray* out);
 
-/** The same, as a text of its own. */
+/** The same, as a separate text. */
 [[nodiscard]] QByteArray serialize(const QVariant& value);
 
 } // namespace Json

@@ -12,7 +12,7 @@
 
 namespace Json {
 
-/** Decodes the strings of a text, whose escapes are resolved already. Used by one thread. */
+/** Decodes the strings of a text, whose escapes have been resolved. Used by one thread. */
 class StringDecoder {
 public:
     /** Sets `isBroken` if the bytes are not UTF-8; otherwise leaves it. */

@@ -75,7 +75,7 @@ protected:
         }
     }
 
-    /** A string of plain ASCII; `content` is what is between its quotes. */
+    /** A string of plain ASCII; `content` is the text between its quotes. */
     [[nodiscard]] bool takePlainString(QByteArrayView* content)
     {
         if (cursor_ == end_ || *cursor_ != '"')

@@ -91,7 +91,7 @@ private:
         return (splitPath.size() == 1 && split(value)) || readValue(depth + 1, splitPath.subspan(1), value);
     }
 
-    /** A canonical object. When it is anything else, the cursor stays. */
+    /** A canonical object. For anything else, the cursor does not move. */
     bool split(QVariant* value)
     {
         skipBlanks();

@@ -42,8 +42,8 @@ struct Server {
  *         qWarning() << opened.errorText();
  *     const Quorva::Result found = connection.getItem("shop|orders", {"abc", "2012-01"});
  *
- * When no complete reply came, the connection is closed: a late reply would be taken for that of the next request.
- * There are no automatic retries or reconnects, as a write may have been done.
+ * If no complete reply is received, the connection is closed: a late reply would be mistaken for that of the next
+ * request. There are no automatic retries or reconnects, as a write may have been executed.
  *
  * A connection is for one thread at a time. Concurrent requests need several connections.
  */
@@ -81,12 +81,12 @@ public:
     Result updateItem(const QString& table, const Key& key, const Updates& updates, const UpdateOptions& options = {});
     /** Deleting an item that does not exist succeeds. */
     Result deleteItem(const QString& table, const Key& key, const WriteOptions& options = {});
-    /** Does all of the batch or nothing; on success, unprocessed() may have the tables of another directory. */
+    /** Executes all of the batch or nothing; on success, unprocessed() may have the tables of another directory. */
     Result batchWrite(const Batch& batch);
 
     /**
-     * Reads one page of the items of a hash key, or of a whole table. Its lastKey() as startKey gives the next page, so
-     * that the pages of a query have the same items as queryAll, in the same order. A backward query with beginsWith
+     * Reads one page of the items of a hash key, or of a whole table. Pass its lastKey() as startKey to get the next
+     * page; the pages of a query have the same items as queryAll, in the same order. A backward query with beginsWith
      * takes a second request. An empty range key leads back to the first page: only queryAll gets past it.
      */
     Result query(const QString& table, const QString& hash, const QueryOptions& options = {});

@@ -4,7 +4,7 @@
 /** Marks what the shared library exports; everything else is hidden. */
 #define QUORVA_EXPORT [[gnu::visibility("default")]]
 
-/** For members of exported classes that programs have no use for. */
+/** For members of exported classes that programs must not use. */
 #define QUORVA_INTERNAL [[gnu::visibility("hidden")]]
 
 #endif

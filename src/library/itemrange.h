@@ -16,7 +16,7 @@ class RangeReader;
 
 /**
  * All items that a query or scan finds, fetched page by page during iteration. It can be iterated over once. It ends
- * early when a page cannot be read, so check result() afterwards:
+ * early if a page cannot be read, so check result() afterwards:
  *
  *     Quorva::ItemRange orders = connection.queryAll("shop|orders", "abc");
  *     for (const Quorva::Item& order : orders)
@@ -55,7 +55,7 @@ public:
     ItemRange(ItemRange&& other) noexcept;
     ItemRange& operator=(ItemRange&& other) noexcept;
 
-    /** The current position, which is the first item before anything was read. */
+    /** The current position: the first item if nothing has been read yet. */
     Iterator begin();
     std::default_sentinel_t end() const { return {}; }
 

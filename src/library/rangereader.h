@@ -17,7 +17,7 @@ public:
     /** Moves to the first item, once. */
     void start();
     bool atEnd() const { return atEnd_; }
-    /** Not for use at the end. */
+    /** Must not be called at the end. */
     const Item& item() const { return reader_.item(); }
     void advance();
 

@@ -11,7 +11,7 @@ QVariantMap conditionBody(const KeyCondition& condition)
     return Bodies::condition(condition.comparison(), condition.keys());
 }
 
-/** Adds the options that queries and scans share. */
+/** Adds the options common to queries and scans. */
 template <typename Options> void addPageOptions(const Options& options, QVariantMap* body)
 {
     if (options.limit > 0)

@@ -12,7 +12,7 @@
 
 #include <optional>
 
-/** The parts of requests other than items. Plain values; whatever is optional has a default. */
+/** The parts of requests other than items. Plain values; everything optional has a default. */
 namespace Quorva {
 
 /** A table and the names of its two key attributes. */
@@ -20,7 +20,7 @@ struct Table {
     QString name;      // DIRECTORY|TABLE; the directory must exist, and the server refuses some names
     QString hashKey;   // the name of the attribute that is the hash key
     QString rangeKey;  // likewise; both are of type S
-    int readUnits = 1; // stored and returned, nothing more; likewise writeUnits
+    int readUnits = 1; // stored and returned, without effect; likewise writeUnits
     int writeUnits = 1;
 };
 
@@ -111,7 +111,7 @@ struct ScanOptions {
     std::optional<Key> startKey{};
 };
 
-/** Puts and deletes that are done together or not at all; all tables must be in one directory. */
+/** Puts and deletes that are executed together or not at all; all tables must be in one directory. */
 class QUORVA_EXPORT Batch {
 public:
     Batch() = default;

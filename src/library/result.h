@@ -17,8 +17,8 @@ namespace Quorva {
 enum class Outcome {
     Success,
     ConditionFailed, // a condition of the request does not hold, and nothing was changed
-    ErrorReply,      // the server refused the request; rcstr(), errorType() and the server's log tell why
-    NoReply,         // no complete reply came: a write may or may not have been done. The connection is closed
+    ErrorReply,      // the server refused the request; for the reason see rcstr(), errorType() and the server's log
+    NoReply,         // no complete reply was received: a write may have been executed. The connection is closed
 };
 
 /**
@@ -43,7 +43,7 @@ public:
     QString rcstr() const;
     /** "__type" of an error, such as "ResourceNotFoundException". */
     QString errorType() const;
-    /** One readable line: the error reply's message, or why no reply came. Empty on success. */
+    /** One readable line: the error reply's message, or why there was no reply. Empty on success. */
     QString errorText() const;
 
     /** The item found by getItem, without its keys; empty when there is no such item. */
@@ -59,7 +59,7 @@ public:
     std::optional<Key> lastKey() const;
     /** The description returned by describeTable and createTable. */
     QVariantMap table() const;
-    /** The part of a batchWrite that was not done, to be sent again. */
+    /** The part of a batchWrite that was not executed, to be sent again. */
     Batch unprocessed() const;
 
 private:

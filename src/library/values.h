@@ -33,7 +33,7 @@ struct Key {
 /** A string. */
 QUORVA_EXPORT Value S(const QString& text);
 
-/** A number, as decimal text. The server adds and compares 64-bit integers; other numbers it only stores. */
+/** A number, as decimal text. The server adds and compares only 64-bit integers; it just stores other numbers. */
 QUORVA_EXPORT Value N(const QString& digits);
 template <std::integral Integer> Value N(Integer number)
 {

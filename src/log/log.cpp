@@ -42,8 +42,8 @@ Log::~Log()
     std::FILE* destination = processDestination.load(std::memory_order_relaxed);
     if (destination == nullptr)
         return;
-    // One formatted write per line is what keeps lines whole. "%s" truncates a message at a zero byte in a client's
-    // data; the newline is part of the format, so even such a line does not run into the next one.
+    // One formatted write per line keeps lines whole. "%s" truncates a message at a zero byte in a client's data; the
+    // newline is part of the format, so even such a line does not run into the next one.
     const std::string text = std::move(stream_).str();
     std::fprintf(destination, "%s\n", text.c_str());
     std::fflush(destination);

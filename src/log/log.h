@@ -32,7 +32,7 @@ public:
     /** Writes the prefix (time, level name) and returns the stream for the message. Call it once. */
     std::ostream& open(int level);
 
-    /** True when lines of this level are to be written. */
+    /** Whether lines of this level are written. */
     static bool enabled(int level);
 
     /** Lines at `threshold` and above are written. The initial threshold is LogInfo. */
@@ -77,7 +77,7 @@ inline constexpr const char* Socket = "bdbsocket";
 
 /**
  * ERROR and CRIT lines carry an origin and a number: the message's fixed identifier, if it has one (operators search
- * for it), else __LINE__.
+ * for it), otherwise __LINE__.
  */
 #define LOG_ERROR(origin, number) QUORVA_LOG_AT(LogError) << (origin) << ' ' << (number) << ' '
 #define LOG_CRIT(origin, number) QUORVA_LOG_AT(LogCrit) << (origin) << ' ' << (number) << ' '

@@ -1,11 +1,11 @@
 #ifndef QUORVA_NET_BDBIOMASTER_H
 #define QUORVA_NET_BDBIOMASTER_H
 
+#include "base/memorytrimmer.h"
 #include "metrics/sharded.h"
 #include "net/bdbreqhandler.h"
 #include "net/completionport.h"
 #include "net/dbthreadpool.h"
-#include "net/memorytrimmer.h"
 
 #include <QMutex>
 #include <QVariantMap>
@@ -22,8 +22,8 @@ class BDBIOWorker;
 class BDBObjTable;
 
 /**
- * Owns what serves the connections: the I/O workers with the port they wait on, the database pool, and the handlers of
- * the open connections.
+ * Owns everything that serves connections: the I/O workers with the port they wait on, the database pool, and the
+ * handlers of the open connections.
  *
  * Threads: the main thread constructs, initialises and destroys it; the accept thread adds connections; everything else
  * is for the workers and may be called by any thread.
@@ -41,7 +41,7 @@ public:
     BDBIOMaster(const BDBIOMaster&) = delete;
     BDBIOMaster& operator=(const BDBIOMaster&) = delete;
 
-    /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are left out. */
+    /** Starts `workers` I/O workers and sizes the database pool. Workers that cannot be started are skipped. */
     void init(int workers, int poolMax);
 
     /** Hands an accepted socket, or an invalid one, to the next worker in turn. For the accept thread only. */
@@ -49,7 +49,7 @@ public:
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
-    /** For requests for operators (see Requests::isForOperator()): one thread, whatever the others do. */
+    /** For requests from operators (see Requests::isForOperator()): one thread, independent of the others. */
     DBThreadPool& operatorsPool() { return operatorsPool_; }
     const ServerView* view() const { return view_; }
 
@@ -59,7 +59,7 @@ public:
     /** Counts a connection that was closed instead of served. */
     void noteRefused() { refused_.add(); }
 
-    MemoryTrimmer& memory() { return memory_; }
+    Base::MemoryTrimmer& memory() { return memory_; }
 
     /** Called before a reply begins to wait outside of the pool, and after it was sent: the destructor waits for it. */
     void beginWaitingReply();
@@ -81,7 +81,7 @@ private:
         Base::Descriptor socket; // closed first
     };
 
-    MemoryTrimmer memory_;
+    Base::MemoryTrimmer memory_;
     CompletionPort port_;
     std::vector<std::unique_ptr<BDBIOWorker>> workers_; // the running ones; fixed after init
     DBThreadPool pool_;

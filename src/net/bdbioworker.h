@@ -26,7 +26,7 @@ public:
     /** The thread's work. */
     virtual void run() = 0;
 
-    /** Starts the thread. -1 when it runs already or cannot be started. */
+    /** Starts the thread. -1 if it is already running or cannot be started. */
     [[nodiscard]] virtual int startWorker() = 0;
 
     /** True from the start of the thread to the wait for its end. */
@@ -47,7 +47,7 @@ public:
     /** Closes the handler's socket and deletes the handler. */
     virtual int closeConnection(BDBReqHandler* handler) = 0;
 
-    /** Arms the socket for the next piece of a request. On success the caller no longer owns the handler. */
+    /** Arms the socket for the next chunk of a request. On success the caller no longer owns the handler. */
     [[nodiscard]] virtual int postRead(BDBReqHandler* handler) = 0;
 
     /**
@@ -62,8 +62,8 @@ public:
     virtual int lastError() const = 0;
 
     /**
-     * A handler for an accepted socket, which is closed with it; connections never closed end with the master. Null
-     * when out of memory; the socket is closed then.
+     * A handler for an accepted socket, which is closed with it; connections that are still open are closed by the
+     * master's destructor. Null when out of memory; the socket is closed then.
      */
     virtual BDBReqHandler* createHandler(int socket) = 0;
 

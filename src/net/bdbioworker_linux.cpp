@@ -21,7 +21,7 @@
 
 namespace {
 
-// A client that sends faster than its pieces are processed must not monopolize a worker. After 256 KiB the cost of
+// A client that sends faster than its data is processed must not monopolize a worker. After 256 KiB the cost of
 // going back through the port is negligible.
 constexpr int PiecesInARow = 64;
 
@@ -187,8 +187,8 @@ int BDBIOWorker_linux::postWrite(BDBReqHandler* handler)
 
 /**
  * Kept: a send that would block before its first byte fails, and so closes the connection, whereas a receive that would
- * block waits. A client that leaves so many replies unread is not served any further. A partial send is not a failure:
- * the rest follows, without a copy, once the socket is writable again.
+ * block waits. A client that leaves so many replies unread is not served any more. A partial send is not a failure: the
+ * rest follows, without a copy, once the socket is writable again.
  */
 int BDBIOWorker_linux::sendUnsent(BDBReqHandler_linux* handler)
 {

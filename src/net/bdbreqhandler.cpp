@@ -18,7 +18,7 @@
 
 namespace {
 
-// The initial capacity for a body of more than one piece.
+// The initial capacity for a body of more than one chunk.
 constexpr qsizetype FirstBodyReserve = 16 * 1024;
 
 } // namespace
@@ -87,7 +87,7 @@ int BDBReqHandler::finishReply(int flushed)
     if (flushed != 0) {
         const bool wasReported = FailedRequests::isReported(request_.status);
         request_.status = flushed;
-        if (!wasReported) // what its body said is gone, save for the table
+        if (!wasReported) // its body has been released, except for the table's name
             Net::reportFailure(request_, {SlowRequests::tableText(request_.table.lastTable()), {}}, socket_);
         request_.reply = failedReply;
         composeReply();
@@ -111,7 +111,7 @@ void BDBReqHandler::countRequest()
         Net::reportSlow(request_, total, completedAt_ + total - request_.trace->composedAt, socket_);
 }
 
-/** Resets the request to what was received: the next attempt must not see what this one has done. */
+/** Resets the request to its received state: the next attempt must not see the effects of this one. */
 void BDBReqHandler::restoreRequest()
 {
     QByteArray operation = std::move(request_.operation);
@@ -142,7 +142,7 @@ int BDBReqHandler::appendData(const char* data, unsigned len)
 }
 
 /**
- * Kept: bytes beyond the declared length that arrived in the same piece stay in the body, where they make it invalid
+ * Kept: bytes beyond the declared length that arrived in the same chunk stay in the body, where they make it invalid
  * JSON and so close the connection. A client must wait for the reply before its next request; one that does not is
  * disconnected.
  *
@@ -181,7 +181,7 @@ void BDBReqHandler::composeReply()
     appendEnvelope(&frame);
     if (!Framing::finishReply(&frame)) {
         LOG_ERROR(LogOrigin::IoWorker, __LINE__) << "reply too long " << frame.size() - qsizetype{Framing::LengthSize};
-        reply_.clear(); // it may be the one that this was to replace
+        reply_.clear(); // it may be the earlier reply that this one should replace
         return;
     }
     reply_ = std::move(frame);

@@ -23,15 +23,15 @@ struct TransferBuffer {
  * that deletes the handler closes it.
  *
  * Threads: used by one thread at a time, therefore without a lock. The worker that took a receive event owns it until
- * it arms the socket, before or after it has run the request, or hands the handler to the database pool; a pool thread
- * owns it until it arms the socket. Both hand it to the environment's flusher if the reply waits for that, which then
- * owns it until it arms the socket.
+ * it arms the socket, before or after it has run the request, or passes the handler to the database pool; a pool thread
+ * owns it until it arms the socket. Both pass it to the environment's flusher if the reply waits for a flush; the
+ * flusher then owns it until it arms the socket.
  */
 class BDBReqHandler {
 public:
     /**
      * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
-     * this connection's table. `environments` is the server's registry, `server` the view of it that a Status gives, if
+     * this connection's table. `environments` is the server's registry, `server` its view for the reply to a Status, if
      * any; both outlive the handler.
      */
     BDBReqHandler(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket,
@@ -47,8 +47,8 @@ public:
     [[nodiscard]] virtual int handle();
 
     /**
-     * The same on a thread that must not run long operations, such as opening a database. TakesLong when the request
-     * needs one: the handler is then as if this had not been called, and handle() runs the request on another thread.
+     * The same on a thread that must not run long operations, such as opening a database. TakesLong if the request
+     * needs one: the handler is then unchanged, and handle() must run the request on another thread.
      */
     [[nodiscard]] virtual int handleIfShort();
     static constexpr int TakesLong = 1;
@@ -68,7 +68,7 @@ public:
      */
     [[nodiscard]] int finishReply(int flushed);
 
-    /** Takes the next piece of a request. -1 when its header is malformed. */
+    /** Takes the next chunk of a request. -1 if its header is malformed. */
     [[nodiscard]] virtual int appendData(const char* data, unsigned len);
 
     /** Replaces the reply's bytes, length prefix included. */
@@ -79,10 +79,10 @@ public:
 
     virtual int socketDescriptor() const;
 
-    /** The bytes of the request's body, as declared, or of the reply, whichever are more. 0 between two requests. */
+    /** The size of the request's body, as declared, or of the reply, whichever is larger. 0 between two requests. */
     std::size_t transferSize() const;
 
-    /** Sets the bytes to be sent to the whole reply, and returns them. */
+    /** Makes the whole reply the bytes to be sent, and returns them. */
     virtual const TransferBuffer& sendBuffer() = 0;
 
     /** Prepares the handler for the next request and releases what the last one used. */
@@ -92,7 +92,7 @@ public:
     virtual void composeReply();
 
     /**
-     * Parses the operation name and the body's length from a request's first piece; `consumed` is set to the header's
+     * Parses the operation name and the body's length from a request's first chunk; `consumed` is set to the header's
      * size. -1 when the header is malformed or incomplete.
      */
     [[nodiscard]] virtual int parseHeader(const char* data, unsigned* consumed, unsigned len);
@@ -116,7 +116,7 @@ private:
     QByteArray reply_;                     // with its length prefix
     std::uint32_t expectedBodyLength_ = 0; // also 0 until the header has been read
     bool readComplete_ = false;
-    Clock::time_point completedAt_; // when the request's last byte came
+    Clock::time_point completedAt_; // when the request's last byte arrived
     BDBObjTable connectionTable_;
     BDBRequest request_; // uses the table, so it is destroyed first
 };

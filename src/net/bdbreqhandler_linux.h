@@ -8,14 +8,14 @@
 /**
  * A connection as the epoll workers use it: with its receive buffer and the event that its socket waits for.
  *
- * The transfer state also hands the handler from one thread to the next: the thread that arms the socket stores it
- * last, the thread that takes the socket's event loads it first.
+ * The transfer state also synchronises the hand-over between threads: the thread that arms the socket stores it last,
+ * the thread that takes the socket's event loads it first.
  */
 class BDBReqHandler_linux final : public BDBReqHandler {
 public:
     enum TransferState : int { Reading = 0, Writing = 1 };
 
-    static constexpr std::size_t ReceiveBufferSize = 4096; // one piece of a request
+    static constexpr std::size_t ReceiveBufferSize = 4096; // one chunk of a request
 
     BDBReqHandler_linux(int envTableCapacity, int connectionTableCapacity, BDBObjTable* environments, int socket,
                         const ServerView* server = nullptr);

@@ -13,7 +13,7 @@
 #include <chrono>
 #include <utility>
 
-/** What start-up knows about the server, for the reply to a Status. */
+/** Facts from start-up for the reply to a Status. */
 struct ServerIdentity {
     QString version;
     QString logFile;    // as given; empty: standard error
@@ -25,8 +25,8 @@ class BDBServer : public TcpServer, public ServerView {
 public:
     /**
      * `envTableCapacity` is the size of an environment's table of database handles, `connectionTableCapacity` that of
-     * each connection's table. `workers` I/O threads are started at once, `poolMax` limits the database threads. The
-     * remaining two settings are unused: no layer below reads them.
+     * each connection's table. `workers` I/O threads are started immediately, `poolMax` limits the database threads.
+     * The remaining two settings are unused: no layer below reads them.
      */
     BDBServer(int envTableCapacity, int connectionTableCapacity, int thirdSetting, int fourthSetting, int workers,
               int poolMax);
@@ -42,7 +42,7 @@ public:
 
     void describe(QVariantMap* status) const override;
 
-    /** Makes durable what the environments have committed, before the process ends. */
+    /** Makes the environments' commits durable before the process exits. */
     void flushEnvironments() { Registry::flushAll(&environments_); }
 
 private:

@@ -58,7 +58,7 @@ int TcpServer::listen(const char* address, int port)
     if (::listen(listeningSocket(), std::numeric_limits<int>::max()) != 0)
         return fail(48, "listen failed sock ");
 
-    port_ = port; // before the thread, whose connections may ask for it
+    port_ = port; // before the thread starts, whose connections may ask for it
     thread_ = Base::tryThread([this] { run(); });
     if (!thread_.joinable()) {
         port_ = 0;
@@ -117,7 +117,7 @@ void TcpServer::onAcceptFailure(int error)
         return;
     incomingConnection(-1); // the worker refuses and logs it
     // An aborted connection says nothing about the next accept. Other failures, above all a lack of descriptors or
-    // memory, would recur at once and fill the log.
+    // memory, would recur immediately and fill the log.
     if (error != ECONNABORTED)
         std::this_thread::sleep_for(AcceptPause);
 }

@@ -20,13 +20,14 @@ public:
     TcpServer& operator=(const TcpServer&) = delete;
 
     /**
-     * Closes connections of other users at once, each with a WARN line. Not owned; call before listen(). Null: anyone.
+     * Closes connections of other users immediately, each with a WARN line. Not owned; call before listen(). Null:
+     * anyone.
      */
     void admitOnly(AllowedUsers* users) { users_ = users; }
 
     /**
-     * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. Call once: only destruction
-     * ends listening.
+     * Listens on a dotted IPv4 address and starts accepting. 0 on success, -1 otherwise. Call once: listening ends only
+     * with destruction.
      */
     [[nodiscard]] int listen(const char* address, int port);
 

@@ -12,9 +12,9 @@
 namespace {
 
 /**
- * Arming a socket hands the connection to the thread that takes its event, and that thread may close the socket at
- * once. ThreadSanitizer's epoll_ctl interceptor treats the descriptor as in use by the arming thread slightly longer,
- * and sees no happens-before between EPOLL_CTL_MOD and the event. So this call bypasses it.
+ * Arming a socket hands the connection to the thread that takes its event, and that thread may close the socket
+ * immediately. ThreadSanitizer's epoll_ctl interceptor treats the descriptor as in use by the arming thread slightly
+ * longer, and sees no happens-before between EPOLL_CTL_MOD and the event. So this call bypasses it.
  */
 int controlEpoll(int epoll, int operation, int socket, epoll_event* event)
 {

@@ -14,10 +14,10 @@
  * own the connection.
  *
  * Arming costs a system call of 0.2 microseconds for each request. Edge-triggered sockets need none, but deliver an
- * event whenever bytes come, also while a thread owns the connection, and to a thread that may look at a handler that
- * the owner has deleted. An attempt to receive before arming finds nothing from a client that waits for its reply.
+ * event whenever bytes arrive, even while a thread owns the connection, so that another thread may access a handler
+ * that the owner has deleted. A receive before arming would find nothing from a client that waits for its reply.
  *
- * Threads: any, except for the destructor. A thread that waits or arms comes after one whose open() succeeded.
+ * Threads: any, except for the destructor. Wait and arm only after an open() has succeeded.
  */
 class CompletionPort {
 public:
@@ -45,8 +45,8 @@ public:
 
     /**
      * True while at least one thread waits in next(), or has been given an event and is about to return. If threads
-     * block only after they have seen true here, at least one keeps serving the port: the last one to look must have
-     * seen another that waits.
+     * block only after this returned true, at least one keeps serving the port: the last one to call it must have seen
+     * another one waiting.
      */
     bool isAttended() const { return waiting_ > 0; }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-/** `step`'s result, or -1 when it runs out of memory: a request that is too large ends only its own connection. */
+/** `step`'s result, or -1 if it runs out of memory: a request that is too large closes only its own connection. */
 template <typename Step> int orOutOfMemory(Step step)
 {
     try {
@@ -39,8 +39,8 @@ bool DBHandler::runIfShort()
 }
 
 /**
- * Ends a request that has been handled with this result: closes the connection, or posts the reply as soon as it may be
- * sent.
+ * Finishes a request that has been handled with this result: closes the connection, or posts the reply as soon as it
+ * may be sent.
  */
 void DBHandler::finish(int rc)
 {
@@ -48,7 +48,7 @@ void DBHandler::finish(int rc)
         return closeConnection();
     EnvironmentUse environment = handler_->takeEnvironment();
     if (!environment.unflushed().any()) {
-        // First: the client's next request may run before this thread returns, and should not find another user.
+        // First: the client's next request may run before this thread returns, and should find the environment unused.
         environment.reset();
         return answer(0);
     }

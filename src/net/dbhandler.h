@@ -15,10 +15,10 @@ public:
     /** Neither is owned; this has exclusive use of `handler` from here until the reply is posted. */
     DBHandler(BDBReqHandler* handler, BDBIOWorker* worker);
 
-    /** Runs the request and posts its reply; closes the connection when either fails. */
+    /** Runs the request and posts its reply; closes the connection if either fails. */
     void run() override;
 
-    /** The same for a short request. False for a long one, to which nothing was done: it is for the pool. */
+    /** The same for a short request. False for a long one, which is left unchanged for the pool. */
     [[nodiscard]] bool runIfShort();
 
 private:

@@ -8,7 +8,7 @@
 
 namespace {
 
-/** How long a thread runs task after task before it yields. */
+/** How long a thread executes tasks back to back before it yields. */
 constexpr std::chrono::microseconds WorkAtOnce{200};
 
 } // namespace
@@ -52,10 +52,10 @@ bool DBThreadPool::start(std::unique_ptr<QRunnable> task)
         tasks_.pop_back();
         return false;
     }
-    lock.unlock(); // or the woken thread would only block on the mutex
+    lock.unlock(); // otherwise the woken thread would only block on the mutex
     if (wake)
         taskStarted_.notify_one();
-    return true; // also without a thread to wake: a busy one will take the task
+    return true; // even without a thread to wake: a busy one will take the task
 }
 
 bool DBThreadPool::tryEnter()
@@ -78,14 +78,14 @@ void DBThreadPool::leave()
 }
 
 /**
- * Calls one more thread for the queued tasks, with the mutex held; true if the caller must wake an idle one after
- * releasing it. One at a time: a thread that takes a task calls the next one if more are queued. Busy threads have
- * often taken them before it arrives, so on busy processors few threads do the work of many, and no task waits longer
- * than one thread's wake-up.
+ * Gets one more thread for the queued tasks, with the mutex held; true if the caller must wake an idle one after
+ * releasing it. One at a time: a thread that takes a task gets the next one if more are queued. Busy threads have often
+ * taken them before it arrives, so on busy processors few threads do the work of many, and no task waits longer than
+ * one thread's wake-up.
  */
 bool DBThreadPool::callThread()
 {
-    // The first thread is created at once, even if it must wait: with none, start() can still refuse the task.
+    // The first thread is created immediately, even if it must wait: without any, start() can still refuse the task.
     if (threadComes_ || (threads_ > 0 && running_ >= maxThreads_))
         return false;
     if (idleThreads_ > 0) {
@@ -111,7 +111,7 @@ bool DBThreadPool::createThread()
 void DBThreadPool::runThread()
 {
     using Clock = std::chrono::steady_clock;
-    Clock::time_point begun; // to run tasks without a pause
+    Clock::time_point begun; // when this thread began to run tasks without a pause
     std::unique_lock lock(mutex_);
     threadComes_ = false;
     for (bool waits = true;; waits = tasks_.empty()) {
@@ -139,7 +139,7 @@ void DBThreadPool::runThread()
     threadEnded_.notify_all(); // under the mutex: once it is free, the pool may be destroyed
 }
 
-/** Waits for a task that may run, which then counts as running; null when the thread is to end. */
+/** Waits for a task that may run, which then counts as running; null if the thread should exit. */
 std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& lock)
 {
     while (tasks_.empty() || running_ >= maxThreads_) {
@@ -157,7 +157,7 @@ std::unique_ptr<QRunnable> DBThreadPool::nextTask(std::unique_lock<std::mutex>& 
     tasks_.pop_front();
     ++running_;
     if (ending_ && tasks_.empty())
-        taskStarted_.notify_all(); // those that waited for their turn with it
+        taskStarted_.notify_all(); // threads that waited until this task could run may exit
     return task;
 }
 

@@ -10,10 +10,10 @@
 #include <mutex>
 
 /**
- * The threads that run requests. Grows while requests are queued, up to a maximum; idle threads end after a while.
+ * The threads that run requests. Grows while requests are queued, up to a maximum; idle threads exit after a while.
  *
- * The maximum is that of requests that run at once, wherever they do: another thread that runs one itself enters the
- * pool for that time, and a task waits while as many run.
+ * The maximum limits the requests that run at once, on any thread: a thread outside the pool that runs one enters the
+ * pool for that time, and tasks wait while the maximum is running.
  *
  * Not a QThreadPool: a burst of requests on a server with many connections and open databases would use up the
  * descriptors, see Base::tryThread(), and a request whose thread cannot be created would be lost.
@@ -28,10 +28,10 @@ public:
     DBThreadPool(const DBThreadPool&) = delete;
     DBThreadPool& operator=(const DBThreadPool&) = delete;
 
-    /** At most `count` threads, but at least one; idle ones end after `expiry`. Running threads are not ended. */
+    /** At most `count` threads, but at least one; idle ones exit after `expiry`. Running threads are not stopped. */
     void configure(int count, std::chrono::milliseconds expiry);
 
-    /** What the pool does at the moment. */
+    /** What the pool is doing at the moment. */
     struct Load {
         int threads = 0; // of the pool
         int running = 0; // tasks, and requests of threads that have entered
@@ -49,8 +49,8 @@ public:
     [[nodiscard]] bool start(std::unique_ptr<QRunnable> task);
 
     /**
-     * Lets the calling thread run one request itself, until leave(). False while as many run as may, or while tasks are
-     * queued, which come first.
+     * Lets the calling thread run one request itself, until leave(). False while the maximum is running, or while tasks
+     * are queued, which come first.
      */
     [[nodiscard]] bool tryEnter();
     void leave();
@@ -74,7 +74,7 @@ private:
     int running_ = 0; // tasks, and threads that have entered
     int maxThreads_ = 1;
     std::chrono::milliseconds expiry_{0};
-    bool ending_ = false; // idle threads end at once
+    bool ending_ = false; // idle threads exit immediately
 };
 
 #endif

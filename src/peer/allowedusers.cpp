@@ -37,8 +37,8 @@ uid_t userOf(const std::string& word)
 }
 
 /**
- * Whether the user is mapped in this process's user namespace. All unmapped users appear as one, the overflow user, and
- * to allow that one would allow all of them.
+ * Whether the user is mapped in this process's user namespace. All unmapped users appear as one, the overflow user, so
+ * allowing that one would allow all of them.
  */
 bool isMapped(uid_t user)
 {
@@ -80,7 +80,7 @@ bool AllowedUsers::admits(int socket, std::string* refusal)
         return true;
     uid_t user = NoUser;
     if (const int error = lookup_.find(socket, &user)) {
-        *refusal = "its user cannot be told, error " + std::to_string(error);
+        *refusal = "its user cannot be determined, error " + std::to_string(error);
         return false;
     }
     if (std::binary_search(users_.begin(), users_.end(), user))

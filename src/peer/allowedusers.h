@@ -16,8 +16,8 @@
 class AllowedUsers {
 public:
     /**
-     * Allows only the users in `list`: names or numbers, separated by commas, without blanks. Returns an empty string,
-     * or what is wrong with the list or the system; then the program must not serve.
+     * Allows only the users in `list`: names or numbers, separated by commas, without spaces. Returns an empty string,
+     * or what is wrong with the list or the system; in that case the program must not serve.
      */
     [[nodiscard]] std::string restrictTo(std::string_view list);
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr timeval AnswerLimit{1, 0}; // the kernel answers at once; a connection is not worth a longer wait
+constexpr timeval AnswerLimit{1, 0}; // the kernel answers immediately; a connection is not worth a longer wait
 
 struct Question {
     nlmsghdr header{};
@@ -39,7 +39,7 @@ std::uint32_t ipv4Of(int family, const __be32 (&address)[4])
     return family == AF_INET6 && isMapped ? address[3] : INADDR_ANY;
 }
 
-/** If the other end is gone, the kernel answers with a socket that listens at its address. */
+/** If the other end is gone, the kernel may answer with a socket that listens on its address. */
 bool isOf(const inet_diag_sockid& id, const inet_diag_msg& answer)
 {
     return answer.id.idiag_sport == id.idiag_sport && answer.id.idiag_dport == id.idiag_dport &&

@@ -10,8 +10,8 @@
 
 /**
  * Asks the kernel which user is at the other end of a TCP connection within this machine. Owns a netlink socket, opened
- * up front so that lookups need no descriptor when these run out. Any thread may call find(); lookups are serialised
- * and take a few microseconds each.
+ * in advance so that lookups work even when descriptors run out. Any thread may call find(); lookups are serialised and
+ * take a few microseconds each.
  */
 class PeerLookup {
 public:
@@ -23,8 +23,8 @@ public:
 
     /**
      * Finds the user of the socket at the other end of the connection `socket`: the effective user of the process that
-     * created it, whichever process uses it by now. Returns 0 or an errno value: ENOENT when there is no such socket,
-     * ENOTCONN when it has been closed or our own end was reset. On failure `user` is not changed.
+     * created it, whichever process uses it now. Returns 0 or an errno value: ENOENT if there is no such socket,
+     * ENOTCONN if it has been closed or our own end was reset. On failure `user` is not changed.
      */
     [[nodiscard]] int find(int socket, uid_t* user);
 

@@ -21,16 +21,16 @@ inline constexpr const char* Stopping = "stopping";
 
 } // namespace BackupStates
 
-/** Members of the requests and replies of the operations that give disk space back. */
+/** Members of the requests and replies of the operations that free disk space. */
 namespace SpaceNames {
 
-inline constexpr const char* Removed = "Removed"; // by a DropTable or TruncateTable: an object of the next three
+inline constexpr const char* Removed = "Removed"; // by a DropTable or TruncateTable: an object with the next three
 inline constexpr const char* Files = "Files";
 inline constexpr const char* Bytes = "Bytes";
 inline constexpr const char* Items = "Items";
 
 inline constexpr const char* Partition = "Partition"; // of a CompactTable: the number of a data file
-inline constexpr const char* StartKey = "StartKey";   // the NextKey of the reply before
+inline constexpr const char* StartKey = "StartKey";   // the NextKey of the previous reply
 inline constexpr const char* BytesBefore = "BytesBefore";
 inline constexpr const char* BytesAfter = "BytesAfter";
 inline constexpr const char* HasMoved = "HasMoved";

@@ -34,7 +34,7 @@ QVariantMap itemByKey(const QString& table, const QString& hash, const QString& 
 QVariantMap updateItem(const QString& table, const QString& hash, const QString& range, const QVariantMap& updates);
 QVariantMap query(const QString& table, const QString& hash);
 
-/** The body of a BatchWriteItem: by table's name, the list of its puts and deletes. */
+/** The body of a BatchWriteItem: by table name, the list of its puts and deletes. */
 QVariantMap batchWrite(const QVariantMap& requestItems);
 /** One of a table's puts. `item` is a map, or the text of one (Json::RawText). */
 QVariantMap putRequest(const QVariant& item);
@@ -64,7 +64,8 @@ inline constexpr const char* Between = "BETWEEN";
 } // namespace Comparison
 
 /**
- * A "RangeKeyCondition", or an entry of "ScanFilter": the operator's name and its keys, two for "BETWEEN", else one.
+ * A "RangeKeyCondition", or an entry of "ScanFilter": the operator's name and its keys, two for "BETWEEN", otherwise
+ * one.
  */
 QVariantMap condition(const QString& comparison, const QStringList& keys);
 

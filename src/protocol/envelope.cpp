@@ -10,7 +10,7 @@ namespace {
 
 using Pieces = std::initializer_list<std::string_view>;
 
-/** Appends all of them at once: several times as fast as one after the other. */
+/** Appends all pieces in one step: several times as fast as one after another. */
 void append(Pieces pieces, QByteArray* text)
 {
     const qsizetype before = text->size();

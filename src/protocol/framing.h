@@ -32,15 +32,15 @@ struct RequestHeader {
 QByteArray frameRequest(const QByteArray& operation, const QByteArray& body);
 
 /**
- * Parses the header at the start of `bytes`, the first piece of a request. Returns 0 on success, or -1, with `header`
- * unchanged, when the name is too long or the piece does not contain the whole header.
+ * Parses the header at the start of `bytes`, the first chunk of a request. Returns 0 on success, or -1, with `header`
+ * unchanged, if the name is too long or the chunk does not contain the whole header.
  */
 [[nodiscard]] int parseHeader(std::string_view bytes, RequestHeader* header);
 
 /** Starts a reply's frame with room for the length. The caller appends the body and calls finishReply(). */
 QByteArray beginReply();
 
-/** Writes the body's length into a reply's frame. Returns false, with the frame unchanged, when it is 4 GiB or more. */
+/** Writes the body's length into a reply's frame. Returns false, with the frame unchanged, if it is 4 GiB or more. */
 [[nodiscard]] bool finishReply(QByteArray* frame);
 
 /** Read and write a length of LengthSize bytes. */

@@ -8,7 +8,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/** Kept: how numbers are parsed. Surrounding blanks are allowed; anything that is not a 64-bit integer is 0. */
+/** Kept: how numbers are parsed. Surrounding white space is allowed; anything that is not a 64-bit integer is 0. */
 qlonglong integerOf(const QVariant& text)
 {
     return text.toString().toLongLong();

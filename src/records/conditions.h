@@ -16,7 +16,7 @@ struct KeyBounds {
     QByteArray high;
 };
 
-/** The result of a condition on a key: whether it matches, and whether no later key of an ascending walk can. */
+/** The result of a condition on a key: whether it matches, and whether no later key of an ascending walk can match. */
 struct KeyMatch {
     bool match;
     bool stop = false;

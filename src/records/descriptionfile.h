@@ -12,7 +12,7 @@ class BDBEnv;
 /** Descriptions of tables whose files are not open. Opens no database and locks nothing; any thread. */
 namespace Records {
 
-/** What is in the file of a description, as far as it has been written there. */
+/** The description in a file, as far as it has been written there. */
 [[nodiscard]] DatabaseRecord::Found readDescriptionFile(const std::filesystem::path& file);
 
 /**

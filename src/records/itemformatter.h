@@ -13,7 +13,7 @@
 #include <vector>
 
 /**
- * Turns stored items into the JSON of a reply: reinserts their key attributes, in name order, and reduces them to an
+ * Converts stored items to the JSON of a reply: reinserts their key attributes, in name order, and reduces them to an
  * "AttributesToGet" list. An item in the form in which this server stores it is validated and copied; any other is
  * parsed and re-serialized. The reply is the same either way. Used by one thread.
  */
@@ -53,7 +53,7 @@ private:
     KeyNames names_;
     std::vector<KeyAttribute> keys_; // ascending by name
     std::optional<QSet<QString>> wanted_;
-    std::vector<Json::MemberText> members_; // of the current item; a data member, to reuse its memory
+    std::vector<Json::MemberText> members_; // of the current item; a member variable, to reuse its memory
 };
 
 #endif

@@ -106,12 +106,12 @@ bool isTyped(const QVariant& value)
     return map.size() == 1 && isTypeName(map.firstKey());
 }
 
-/** The same for canonical text; `members` is used for nothing else, and saves an allocation for each value. */
+/** The same for canonical text; `members` is scratch memory, which saves an allocation for each value. */
 bool isTyped(QByteArrayView value, std::vector<Json::MemberText>* members)
 {
     if (Json::splitObject(value, members))
         return members->size() == 1 && isTypeName(members->front().name);
-    QVariant tree; // it nests deeply, or is no object
+    QVariant tree; // it is deeply nested, or not an object
     return Json::parse(value.toByteArray(), &tree) && isTyped(tree);
 }
 

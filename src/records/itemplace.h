@@ -7,7 +7,7 @@
 class BDBIndex;
 class TableContext;
 
-/** Where an item of a table is kept, or would be. */
+/** Where an item of a table is stored, or would be. */
 struct ItemPlace {
     QByteArray hashKey;
     QByteArray rangeKey;
@@ -24,7 +24,7 @@ namespace Records {
 [[nodiscard]] int findPlace(TableContext& table, const QByteArray& tableName, ItemPlace* place);
 
 /**
- * Opens the place of a whole item of a request, which is divided into its keys and what is stored (see takeKeys). Loads
+ * Opens the place of a whole item of a request, which is split into its keys and its stored value (see takeKeys). Loads
  * the table's schema unless one is loaded. 0, or the result of loadSchema, takeKeys or openPartition.
  */
 [[nodiscard]] int takePlace(TableContext& table, const QByteArray& tableName, QVariant item, ItemPlace* place,

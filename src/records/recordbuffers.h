@@ -25,7 +25,7 @@ public:
     /** Provides the key buffer: the key, room for four more bytes, at least SmallBytes. */
     explicit RecordBuffers(const QByteArray& key);
 
-    /** Provides the data buffer. False when it cannot be allocated. */
+    /** Provides the data buffer. False if it cannot be allocated. */
     [[nodiscard]] bool allocateData(u_int32_t bytes);
 
     RecordBuffers(const RecordBuffers&) = delete;
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    /** The memory of one buffer: its own, which is on the stack as a rule, or an allocated block if that is needed. */
+    /** The memory of one buffer: its own, which is usually on the stack, or an allocated block if needed. */
     class Memory {
     public:
         /** Replaces the memory. Null when it cannot be allocated. */

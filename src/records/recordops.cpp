@@ -140,6 +140,8 @@ int Records::putDb(BDBIndex* db, const QByteArray& key, const QByteArray& item, 
 int Records::deleteDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                       QVariantMap* oldItem)
 {
+    if (db == nullptr)
+        return expected != nullptr ? checkExpected({}, *expected) : 0;
     return inOwnTransaction(scope, db, [&](BDBTxn* txn) { return deleteDb(db, key, expected, oldItem, txn); });
 }
 

@@ -12,9 +12,9 @@ class BDBTxn;
 class ItemFormatter;
 
 /**
- * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database.
- * Without a transaction argument an operation runs in one of its own, committed with the server's flags on 0 and
- * aborted otherwise.
+ * The operations on one record: read, write, delete, update. `key` is a record key, `db` an open database. Without a
+ * transaction argument an operation runs in its own transaction, committed with the server's flags on 0 and aborted
+ * otherwise.
  *
  * Results: 0; StatusConditionFailed; StatusInternalError (allocation, stored text that does not parse, a malformed
  * condition); StatusNotFound (an ADD on wrong types); or Berkeley DB's code: DB_NOTFOUND from getDb, DB_BUFFER_SMALL
@@ -45,7 +45,7 @@ namespace Records {
 
 /**
  * Deletes a record under the conditions of `expected`. `oldItem` receives the deleted item. Both may be null. A missing
- * record counts as deleted.
+ * record counts as deleted. `db` is null for a partition that has no file.
  */
 [[nodiscard]] int deleteDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap* expected,
                            QVariantMap* oldItem);
@@ -54,7 +54,7 @@ namespace Records {
 
 /**
  * Applies an "AttributeUpdates" map. `expected` and `returnValues` may be null; `result` receives what `returnValues`
- * asks for, and only when the update was committed. A missing item that would have no attributes is not written.
+ * requests, and only if the update was committed. A missing item that would have no attributes is not written.
  */
 [[nodiscard]] int updateDb(const TxnScope& scope, BDBIndex* db, const QByteArray& key, const QVariantMap& updates,
                            const QVariantMap* expected, const QByteArray* returnValues, QVariantMap* result);

@@ -19,15 +19,15 @@ namespace {
 
 constexpr const char* SchemaHashKey = "tableschema"; // on disk, do not change
 
-/** A usable description as it is kept with the handle of its "meta" database. */
+/** A usable description as cached with the handle of its "meta" database. */
 struct TableDescription {
     QVariantMap members;
     KeySchema keys;
 };
 
 /**
- * The description that an earlier request has read from `meta`, unless it may have changed since. Null when it must be
- * read. A request that it answers has seen the committed record, like one that reads it.
+ * The description that an earlier request has read from `meta`, unless it may have changed since. Null if it must be
+ * read. A request that uses it has seen the committed record, like one that reads it.
  */
 std::shared_ptr<const TableDescription> keptDescription(BDBIndex* meta, std::optional<ChangeCount::Stamp> stamp)
 {
@@ -78,11 +78,11 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     if (const int rc = table.envLookup(tableName, 1))
         return rc;
     BDBIndex* db = nullptr;
-    if (const int rc = table.openMeta(tableName, &db))
+    if (const int rc = table.findMeta(tableName, &db))
         return rc;
 
-    const ChangeCount* changes = db->changes();
-    const auto stamp = changes != nullptr ? changes->stamp() : std::nullopt; // before the description is looked at
+    const ChangeCount* changes = db != nullptr ? db->changes() : nullptr;
+    const auto stamp = changes != nullptr ? changes->stamp() : std::nullopt; // before the description is examined
     if (const auto kept = keptDescription(db, stamp)) {
         if (UnflushedCommits* unflushed = table.transactions().unflushed())
             unflushed->noteRead(db->state()); // like a request that has read the record
@@ -94,7 +94,7 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
     }
 
     TableDescription read;
-    if (int rc = readDescription(table, db, &read.members)) {
+    if (int rc = db != nullptr ? readDescription(table, db, &read.members) : DB_NOTFOUND) {
         if (rc == DB_NOTFOUND)
             rc = StatusNotFound;
         LOG_ERROR(LogOrigin::Request, __LINE__) << "schema load failed rc " << rc;

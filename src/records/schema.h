@@ -16,8 +16,8 @@ QByteArray schemaRecordKey();
  * 0; StatusNotFound when the record is missing or its key schema is invalid (`description` is filled in the second
  * case); otherwise the code of the environment lookup, the database open or the read.
  *
- * The record is read again only after a change of a description in the environment. It is then always read: what was
- * read before the change is used neither during nor after it.
+ * The record is read again only after a change of a description in the environment. Then it is always read: a
+ * description read before the change is used neither during nor after it.
  */
 [[nodiscard]] int loadSchema(TableContext& table, const QByteArray& tableName, QVariantMap* description, bool rawOnly);
 

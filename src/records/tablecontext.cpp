@@ -14,7 +14,7 @@ static_assert(OpenTables::Partitions == PartitionCount);
 
 const TableContext::Names& TableContext::namesOf(const QByteArray& tableName)
 {
-    // An empty name is that of no table, but it has a key like any other.
+    // An empty name is not a table's, but it has a key like any other.
     if (names_.tableName != tableName || names_.key.isEmpty()) {
         const QByteArray directory = EnvironmentPath::ofTable(tableName);
         names_ = {tableName, directory, Records::filePart(tableName), RegistryKeys::environment(directory)};
@@ -28,21 +28,21 @@ int TableContext::envLookup(const QByteArray& tableName, int create)
     if (env() != nullptr && directory_ == names.directory)
         return 0;
     // First, as the lookup may wait for this very environment to be closed, which waits for its last user. A request
-    // that reads or writes stays in one environment, so there is nothing that its reply would have to wait for.
+    // that reads or writes stays in one environment, so its reply need not wait for a flush here.
     (void)leave();
     if (onlyFinds_) {
         if (!Registry::findEnv(registry_, names.key, &environment_))
             return StatusTakesLong;
     } else if (const int rc = Registry::openEnv(registry_, names.key, &environment_, environmentCapacity_, create,
                                                 names.directory)) {
-        environment_.reset(); // one that could not be registered is not entered
+        environment_.reset(); // an environment that could not be registered is not used
         return rc;
     }
     enter(names);
     return 0;
 }
 
-/** Notes that `environment_` has been found by these names. */
+/** Records that `environment_` has been found by these names. */
 void TableContext::enter(const Names& names)
 {
     directory_ = names.directory;
@@ -75,9 +75,18 @@ int TableContext::dbOpen(const QByteArray& name, const char* subDatabase, BDBInd
     return Registry::openIndex(connection_, key, file, subDatabase, db);
 }
 
+/** Like dbOpen, but `db` is null if there is no such file. */
+int TableContext::dbOpenExisting(const QByteArray& name, const char* subDatabase, BDBIndex** db)
+{
+    if (env() == nullptr || !env()->lacksDatabase(Records::filePart(name), subDatabase))
+        return dbOpen(name, subDatabase, db);
+    *db = nullptr;
+    return StatusSuccess;
+}
+
 /**
- * Finds a database of the table by its number; if it is not there, runs `open` and adds what that has opened, if
- * anything.
+ * Finds a database of the table by its number; if it is not open, runs `open` and adds the database that it opened, if
+ * any.
  */
 template <typename Open>
 int TableContext::openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open)
@@ -108,11 +117,7 @@ int TableContext::openPartition(const QByteArray& tableName, unsigned partition,
 int TableContext::findPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db)
 {
     return openNumbered(tableName, partition, db, [&] {
-        const QByteArray name = Records::dataFileName(tableName, partition);
-        if (env() == nullptr || !env()->lacksDatabase(Records::filePart(name), TableNames::DataSubDatabase))
-            return dbOpen(name, TableNames::DataSubDatabase, db);
-        *db = nullptr;
-        return int{StatusSuccess};
+        return dbOpenExisting(Records::dataFileName(tableName, partition), TableNames::DataSubDatabase, db);
     });
 }
 
@@ -120,6 +125,12 @@ int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
 {
     return openNumbered(tableName, OpenTables::Meta, db,
                         [&] { return dbOpen(tableName, TableNames::MetaSubDatabase, db); });
+}
+
+int TableContext::findMeta(const QByteArray& tableName, BDBIndex** db)
+{
+    return openNumbered(tableName, OpenTables::Meta, db,
+                        [&] { return dbOpenExisting(tableName, TableNames::MetaSubDatabase, db); });
 }
 
 void TableContext::noteCreated(const QByteArray& tableName)

@@ -36,7 +36,7 @@ public:
     {}
 
     /**
-     * From here on the context only finds what is open already: opening takes long after a crash, and waits for other
+     * From here on the context only finds what is already open: opening takes long after a crash, and waits for other
      * requests. Anything else is StatusTakesLong, without a log line.
      */
     void onlyFind() { onlyFinds_ = true; }
@@ -45,7 +45,7 @@ public:
     /**
      * Finds the environment of `tableName` or, with `create`, opens it. It becomes the current one, in which databases
      * are opened and transactions begin, and stays alive until leave(). 0, or the registry's code. The same directory
-     * yields the environment found first; another one releases the previous environment, whatever the result.
+     * yields the environment found before; another one releases the previous environment, whatever the result.
      */
     [[nodiscard]] int envLookup(const QByteArray& tableName, int create);
 
@@ -64,7 +64,7 @@ public:
     /** Finds or opens a database of the current environment: sub-database `subDatabase` of the file of `name`. */
     [[nodiscard]] int dbOpen(const QByteArray& name, const char* subDatabase, BDBIndex** db);
 
-    /** Waits for a removal of the table's files that is running, and keeps others away until leave(). */
+    /** Waits for any running removal of the table's files, and prevents further ones until leave(). */
     [[nodiscard]] int keepFiles(const QByteArray& tableName);
 
     /**
@@ -74,20 +74,23 @@ public:
     [[nodiscard]] int openPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
     /**
-     * The same for a request that only reads: `db` is null when the partition has no file, as no item was ever written
-     * to it. Reading creates none, as each takes a place in the environment's table for good.
+     * The same for a request that only reads: `db` is null if the partition has no file, as no item was ever written to
+     * it. Reading creates no files, as each open file permanently takes a slot in the environment's table.
      */
     [[nodiscard]] int findPartition(const QByteArray& tableName, unsigned partition, BDBIndex** db);
 
     /** Like openPartition, for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
-    /** The table's description has been read or written, so it counts among those that are open. */
+    /** The same for a request that only reads it: `db` is null when there is no file, as there is no table. */
+    [[nodiscard]] int findMeta(const QByteArray& tableName, BDBIndex** db);
+
+    /** Records that the table's description has been read or written, so that it counts as an open table. */
     void noteCreated(const QByteArray& tableName);
 
     /**
-     * Leaves the current environment, which a request does before it opens another one, and at its end. Releases the
-     * access lock, on the thread that opened the table. If the result has something unflushed, that must be durable
+     * Leaves the current environment; a request does so before it opens another one, and at its end. Releases the
+     * access lock, on the thread that opened the table. If the result has anything unflushed, that must be durable
      * before the request is answered.
      */
     EnvironmentUse leave();
@@ -95,7 +98,7 @@ public:
     /** leave(), and forgets the key schema: for the next request. */
     void reset();
 
-    /** Forgets the hold on the access lock without releasing it, which is left to the caller. */
+    /** Gives up the hold on the access lock without releasing it, which is left to the caller. */
     void dismissAccess() { environment_.dismissAccess(); }
 
     /** The current environment, or null. */
@@ -114,7 +117,7 @@ public:
     void setKeySchema(KeySchema schema) { keySchema_ = std::move(schema); }
 
 private:
-    /** What is derived from a TableName. Most requests of a connection name the same table as the one before. */
+    /** Values derived from a TableName. Most requests of a connection name the same table as the one before. */
     struct Names {
         QByteArray tableName;
         QByteArray directory; // of the environment
@@ -122,12 +125,13 @@ private:
         QString key; // of the environment in the registry
     };
 
-    static constexpr qsizetype UsualNameBytes = 512; // an idle connection keeps no longer name
+    static constexpr qsizetype UsualNameBytes = 512; // an idle connection does not keep longer names
 
     const Names& namesOf(const QByteArray& tableName);
     void enter(const Names& names);
     int passGate(const QByteArray& filePart);
     void leaveGates();
+    int dbOpenExisting(const QByteArray& name, const char* subDatabase, BDBIndex** db);
     template <typename Open>
     int openNumbered(const QByteArray& tableName, unsigned database, BDBIndex** db, Open&& open);
 

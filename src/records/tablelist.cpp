@@ -26,7 +26,7 @@ struct TableFiles {
 /** By file part. */
 using FilesOfTables = std::map<std::string, TableFiles>;
 
-/** Only of files that a table can have. */
+/** Only files that a table can have. */
 FilesOfTables groupByTable(const DatabaseFiles::ByName& files)
 {
     FilesOfTables tables;
@@ -81,11 +81,11 @@ int Records::listTables(TableContext& context, const QByteArray& directory, Tabl
             if (const int rc = askOpenTable(context, &table, &isOpen))
                 return rc;
         }
-        // What an environment has not opened since it was opened itself is on disk as it is: recovery wrote it.
+        // A file that an environment has not opened since recovery is complete on disk: recovery wrote it.
         const bool hasFile = !found.descriptionFile.empty();
         if (!isOpen && hasFile && !readClosedTable(found, &table))
             continue;
-        // In a closed directory, the description may still be in the log only; but its file is made first.
+        // In a closed directory, the description may still be only in the log; but its file is created first.
         table.isCreated = !table.description.isEmpty() || (!list->isOpen && hasFile);
         list->tables.push_back(std::move(table));
     }

@@ -12,7 +12,7 @@ class TableContext;
 struct ListedTable {
     QByteArray filePart;     // valid UTF-8
     QVariantMap description; // empty: there is none, or it is not on disk yet
-    bool isCreated = true;   // false: it was not created, but requests have named it, which makes files
+    bool isCreated = true;   // false: it was not created, but requests have named it, which creates files
     int files = 0;
     qlonglong bytes = 0; // the sum of their lengths
 };
@@ -26,13 +26,14 @@ struct TableList {
 
 namespace Records {
 
-/** The number of files and directories that are looked at. Hundreds of tables have as many, and a whole system more. */
+/** The maximum number of files and directories to examine: enough for hundreds of tables, but not for a whole system.
+ */
 inline constexpr int MostListedFiles = 100'000;
 
 /**
- * Lists the tables of a directory from their files, without opening an environment or creating a file. Descriptions
- * are read from the files as well; a table that is open here is asked. Waits while the directory is being opened or
- * closed here.
+ * Lists the tables of a directory from their files, without opening an environment or creating a file. Descriptions are
+ * read from the files as well, or through the open environment if the table is open here. Waits while the directory is
+ * being opened or closed here.
  *
  * 0 or an errno value, for the directory itself (see DatabaseFiles::findUnopened), or a Berkeley DB code.
  */

@@ -13,7 +13,7 @@ class BDBIndex;
 class ItemFormatter;
 
 /**
- * A cursor in a transaction of its own, with its read buffers. Used by one walk and one thread: open, then read, then
+ * A cursor in its own transaction, with its read buffers. Used by one walk and one thread: open, then read, then
  * finish. Failures are logged, except DB_NOTFOUND and DB_LOCK_DEADLOCK.
  */
 class Walk {

@@ -12,7 +12,7 @@
 namespace {
 
 /**
- * Opens the walk, lets `gather` fill a Result and append to `items`, and ends the walk. The result is published if all
+ * Opens the walk, lets `gather` fill a Result and append to `items`, and ends the walk. The result is returned if all
  * of that succeeded; otherwise the appended items are removed.
  */
 template <typename Result, typename Gather>
@@ -80,7 +80,7 @@ public:
                 if (const int rc = examine(hash, range, result))
                     return rc;
             }
-            // Kept: checked after the record, so that one is examined whatever the limit.
+            // Kept: checked after the record, so that at least one is examined whatever the limit.
             if (result->scanned >= range_.limit) {
                 result->lastHash = hash.toByteArray().append('\0');
                 result->lastRange = range.toByteArray().append('\0');

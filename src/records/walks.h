@@ -7,9 +7,9 @@ class TxnScope;
 class BDBIndex;
 
 /**
- * Walks over the records of one "data" database `db` of the environment `env` with a cursor, each in a transaction of
- * its own. A null `db` has no records. A walk holds a read lock on its current page only, so a writer waits for a page
- * at most and not for the walk. Each item is read consistently; of a concurrent batch a walk may see a part. Results:
+ * Walks over the records of one "data" database `db` of the environment `env` with a cursor, each in its own
+ * transaction. A null `db` has no records. A walk holds a read lock only on its current page, so a writer waits for a
+ * page at most, not for the walk. Each item is read consistently; a walk may see part of a concurrent batch. Results:
  * 0; StatusInternalError with an ERROR line (a malformed condition, a corrupt key, stored text that does not parse, out
  * of memory); StatusInvalidRequest (a condition's value that is not Latin-1); or Berkeley DB's code, DB_LOCK_DEADLOCK
  * without a line.

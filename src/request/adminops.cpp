@@ -27,7 +27,8 @@ int flushDb(BDBEnv* env, const QByteArray& tableName)
 
 int backupControl(BDBEnv* env, const QVariant& target, BDBBackupMode mode)
 {
-    // A number would convert to a directory name; anything but a string names no directory, and the backup fails.
+    // A number would convert to a directory name; anything but a string is treated as no directory, and the backup
+    // fails.
     const bool isText = target.typeId() == QMetaType::QString;
     return env->backup(isText ? target.toString() : QString(), mode);
 }

@@ -10,7 +10,7 @@ struct BDBRequest;
 
 namespace Requests {
 
-/** A backup's state in the form of replies: "State", and "Target" unless there is none. */
+/** A backup's state as in replies: "State", and "Target" unless there is none. */
 QVariantMap backupState(const BDBBackupStatus& status);
 
 /** The operation that reports the backup state of a table's environment. Reads the parsed body, fills the reply. */

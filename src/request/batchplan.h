@@ -21,13 +21,13 @@ struct BatchWrite {
     std::optional<QByteArray> item; // its JSON; unset: the record is deleted
 };
 
-/** The writes of a batch, and where the walk over its tables ends if all of them succeed. */
+/** The writes of a batch, and where the iteration over its tables ends if all of them succeed. */
 struct BatchPlan {
     std::vector<BatchWrite> writes;
     QByteArray lastTable;         // the last TableName that is examined
     QVariantMap foreign;          // from the first table of another environment on
-    int failure = 0;              // what ends the walk early, after the writes
-    std::function<void()> report; // logs what ends it; not reached by an attempt whose writes fail
+    int failure = 0;              // the error that ends the iteration early, after the writes
+    std::function<void()> report; // logs that error; not called by an attempt whose writes fail
 };
 
 /**

@@ -22,11 +22,11 @@ namespace {
 /**
  * A batch: all its tables in one transaction, which is retried after a deadlock.
  *
- * Schemas are read and databases opened before the transaction begins: both wait for page locks, each in a transaction
- * of its own. Waiting for a page that the batch has locked would hang forever, since Berkeley DB does not know that
+ * Schemas are read and databases opened before the transaction begins: both wait for page locks, each in its own
+ * transaction. Waiting for a page that the batch has locked would hang forever, since Berkeley DB does not know that
  * both transactions run on the same thread. Nor could the transaction name the databases that it writes to. The layers
- * below log problems with a table or a key at that point, once; the batch's own lines and its outcome are those of a
- * walk that writes as it goes.
+ * below log problems with a table or a key at that point, once; the batch's own lines and its outcome are those of an
+ * iteration that writes as it goes.
  */
 class Batch {
 public:
@@ -82,7 +82,7 @@ private:
         return StatusSuccess;
     }
 
-    /** After the writes: the failure that ends the walk, or 0. */
+    /** After the writes: the failure that ends the iteration, or 0. */
     int endWalk()
     {
         lastTable_ = plan_->lastTable;

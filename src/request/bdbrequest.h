@@ -17,7 +17,7 @@ class ServerView;
 
 /**
  * One request: the client's input, the reply under construction, and what the request has open. Owned by the
- * connection's handler, which uses it for one request after the other; used by one thread at a time.
+ * connection's handler, which reuses it for one request after another; used by one thread at a time.
  */
 struct BDBRequest {
     /** The number of the operation of a request with an unknown name. */
@@ -25,18 +25,18 @@ struct BDBRequest {
     static constexpr std::size_t NotIdentified = Metrics::MostOperations;
 
     /**
-     * `environments` is the server's registry, `connection` the connection's own table, `serverView` what a
-     * Status tells of the server, if anything; they outlive the request.
+     * `environments` is the server's registry, `connection` the connection's own table, `serverView` the view of the
+     * server for a Status, if any; they outlive the request.
      */
     BDBRequest(BDBObjTable* environments, BDBObjTable* connection, int tableCapacity,
                const ServerView* serverView = nullptr)
         : table(environments, connection, tableCapacity), server(serverView)
     {}
 
-    /** Prepares it for the next request. Little memory is kept. */
+    /** Prepares it for the next request. Keeps little memory. */
     void reset();
 
-    /** For the report of a slow request: the keys of its item, and how many items it has dealt with. */
+    /** For the report of a slow request: the keys of its item, and how many items it has processed. */
     void noteKeys(const QByteArray& hashKey, const QByteArray& rangeKey)
     {
         if (!trace)
@@ -61,11 +61,11 @@ struct BDBRequest {
     QByteArray body;                             // the JSON text
     RequestBody parsedBody;
     QVariantMap reply;
-    QString message;         // of a reply that is an error, in place of the usual one of its status; empty: that one
+    QString message;         // of an error reply, in place of its status's usual message; empty: the usual one
     QVariantMap failedReply; // sent instead when the operation's commits cannot be made durable
 
     TableContext table;
-    EnvironmentUse environment; // that the operation has used; set at its end
+    EnvironmentUse environment; // the operation's; set at its end
 
     std::optional<RequestTrace> trace; // while slow requests are reported
 

@@ -90,7 +90,7 @@ Refusal readEntry(const QVariantMap& body, std::size_t number, CommitEntry* entr
     return {};
 }
 
-/** Reads the item to be put. Others may read it for years, so it is checked more strictly than that of a PutItem. */
+/** Reads the item to be put. It may be read for years to come, so it is checked more strictly than a PutItem's. */
 Refusal readPut(const KeySchema& schema, std::size_t number, CommitEntry* entry)
 {
     const QVariant item = std::exchange(entry->put, {});

@@ -33,12 +33,12 @@ struct CommitEntry {
 /** Why a Commit was refused. */
 struct CommitRefusal {
     int status = 0;
-    QString message; // empty: the status says enough, or a line of the log
+    QString message; // empty: the status, or a log line, says enough
 };
 
 namespace Requests {
 
-/** Reads the body of a Commit. Looks at nothing but the body. */
+/** Reads the body of a Commit. Examines nothing but the body. */
 [[nodiscard]] std::optional<CommitRefusal> readCommit(const RequestBody& body, std::vector<CommitEntry>* entries);
 
 /**

@@ -62,7 +62,7 @@ constexpr Handler Handlers[] = {
 };
 static_assert(std::size(Handlers) <= BDBRequest::UnknownOperation);
 
-// Parsing a larger body alone takes as long as several small requests. A batch of 25 items of 1 KB is below it.
+// Just parsing a larger body takes as long as several small requests. A batch of 25 items of 1 KB is smaller.
 constexpr qsizetype ShortBody = 32 * 1024;
 
 std::size_t numberOf(const BDBRequest& request)
@@ -84,7 +84,7 @@ const Handler* findHandler(BDBRequest& request)
     return request.operationNumber < std::size(Handlers) ? &Handlers[request.operationNumber] : nullptr;
 }
 
-/** The table that the request names, or the directory; of a batch the first table. */
+/** The table or the directory that the request names; for a batch, the first table. */
 QByteArray firstTableOf(const BDBRequest& request)
 {
     const QVariantMap batch = request.parsedBody.value("RequestItems"_L1).toMap();
@@ -110,7 +110,7 @@ void Requests::dispatch(BDBRequest& request)
         request.status = StatusInternalError;
         return;
     }
-    // A client that is slow to read its reply must not keep the environment from being deleted.
+    // A client that reads its reply slowly must not keep the environment from being deleted.
     const auto leave = qScopeGuard([&] { request.environment = request.table.leave(); });
     request.status = handler->run(request);
     if (request.trace && request.trace->table.isEmpty())

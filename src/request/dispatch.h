@@ -11,22 +11,22 @@ struct BDBRequest;
 namespace Requests {
 
 /**
- * Parses the request's body; false when it is not JSON. Items to be written stay text when they are in canonical form
+ * Parses the request's body; false if it is not JSON. Items to be written remain text if they are in canonical form
  * (Json::SplitObject).
  */
 [[nodiscard]] bool parseBody(BDBRequest& request);
 
 /**
  * Runs the operation that the request names, on the calling thread. Sets the request's status; the operation fills its
- * reply map. An unknown name is one ERROR line and status 2. If the request's table only finds what is open, a long
- * request gets StatusTakesLong and must be reset before it is run again. Afterwards `environment` is the use of the
- * environment: if its unflushed() has any commits, a flush must end it before the reply may be sent.
+ * reply map. An unknown name is one ERROR line and status 2. If the request's table context only finds what is open, a
+ * long request gets StatusTakesLong and must be reset before it is run again. Afterwards `environment` is the use of
+ * the environment: if its unflushed() has any commits, a flush must end it before the reply may be sent.
  */
 void dispatch(BDBRequest& request);
 
 /**
- * False when the request is certain to take long, by its operation or by the size of its body, which need not be parsed
- * yet: it is not tried on a thread that others wait for.
+ * False if the request is certain to take long, judging by its operation or by the size of its body, which need not be
+ * parsed yet: it is not tried on a thread that others wait for.
  */
 bool mayBeShort(BDBRequest& request);
 

@@ -20,7 +20,7 @@ struct FailedRequest {
 };
 
 /**
- * The latest requests that failed, for operators: the log's lines say why a request failed, but not whose it was. Any
+ * The latest requests that failed, for operators: log lines say why a request failed, but not which one it was. Any
  * thread.
  */
 namespace FailedRequests {
@@ -28,8 +28,8 @@ namespace FailedRequests {
 inline constexpr std::size_t Kept = 16;
 
 /**
- * Whether a result is reported: what is answered with InternalServerError or ResourceNotFoundException. Conditions that
- * fail are part of normal operation, and what is wrong with an invalid request its client knows.
+ * Whether a result is reported: those that are answered with InternalServerError or ResourceNotFoundException. Failed
+ * conditions are part of normal operation, and the reply to an invalid request tells its client what is wrong.
  */
 bool isReported(int result);
 
@@ -38,7 +38,7 @@ void report(FailedRequest request);
 /** Newest first. */
 std::vector<FailedRequest> latest();
 
-/** How many there have been since the process began. */
+/** How many there have been since the process started. */
 std::uint64_t count();
 
 } // namespace FailedRequests

@@ -39,7 +39,7 @@ template <typename Attempt> int retryItem(const char* operation, const ItemPlace
     });
 }
 
-/** A member of the request's body as a map; unset when the body has no such member. */
+/** A member of the request's body as a map; unset if the body has no such member. */
 std::optional<QVariantMap> optionalMap(const BDBRequest& request, QLatin1StringView name)
 {
     if (!request.parsedBody.contains(name))
@@ -58,13 +58,13 @@ bool wantsOldItem(const BDBRequest& request)
 }
 
 /**
- * False when reading the names of the keys would take long. Asked before the item is updated: the request cannot be run
- * again after that.
+ * False if reading the names of the keys would take long. Checked before the item is updated: after that, the request
+ * cannot be run again.
  */
 bool canAddBareKeys(BDBRequest& request)
 {
     BDBIndex* db = nullptr;
-    return !request.table.onlyFinds() || request.table.openMeta(request.tableName(), &db) == StatusSuccess;
+    return !request.table.onlyFinds() || request.table.findMeta(request.tableName(), &db) == StatusSuccess;
 }
 
 /**
@@ -77,7 +77,7 @@ void addBareKeys(BDBRequest& request, const ItemPlace& place, QVariantMap* attri
     QString rangeName;
     (void)Records::loadSchema(request.table, request.tableName(), &description,
                               true);                                    // ignored: on failure the names stay empty
-    (void)Requests::schemaKeyNames(description, &hashName, &rangeName); // ignored likewise
+    (void)Requests::schemaKeyNames(description, &hashName, &rangeName); // likewise ignored
     attributes->insert(hashName, QString::fromLatin1(place.hashKey));
     attributes->insert(rangeName, QString::fromLatin1(place.rangeKey));
 }
@@ -134,7 +134,7 @@ int Requests::getItem(BDBRequest& request)
 int Requests::deleteItem(BDBRequest& request)
 {
     ItemPlace place;
-    if (const int rc = openItem(request, &place, Records::openPlace))
+    if (const int rc = openItem(request, &place, Records::findPlace))
         return rc;
     std::optional<QVariantMap> expected = optionalMap(request, "Expected"_L1);
     const bool returnOld = wantsOldItem(request);

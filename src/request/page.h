@@ -10,7 +10,7 @@
 struct BDBRequest;
 class RequestBody;
 
-/** What Scan and Query have in common: reading the request for a page of items, and answering it. */
+/** The common parts of Scan and Query: reading the request for a page of items, and answering it. */
 
 /** The parameters common to both operations. */
 struct PageRequest {
@@ -47,7 +47,7 @@ namespace Requests {
 [[nodiscard]] int readKeyNames(BDBRequest& request, const QByteArray& tableName, const PageRequest& page,
                                bool withScannedCount, KeyNames* names);
 
-/** The formatter that turns the records into the page's items. */
+/** The formatter that converts the records to the page's items. */
 ItemFormatter formatterOf(const PageRequest& page, const KeyNames& names);
 
 /** Fills the reply of a failed read. */

@@ -9,7 +9,7 @@ namespace ReplyEnvelope {
 /** The envelope of a status; an unlisted one counts as an internal error. */
 const Envelope& of(int status);
 
-/** The outcome in one word: the error's type without its prefix, or "Success". */
+/** The outcome as one word: the error's type without its prefix, or "Success". */
 QString outcomeName(int status);
 
 /** True for the statuses of normal operation: all but 2 and unlisted ones. */

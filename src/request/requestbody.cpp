@@ -20,9 +20,9 @@ bool RequestBody::parse(const QByteArray& text, Json::MemberPath items)
 void RequestBody::clear()
 {
     if (text_.isNull() && tree_.isEmpty())
-        return; // as it is most times before the next request
+        return; // the usual case before the next request
     text_ = QByteArray();
-    members_ = Json::UsualMembers(); // gives back the memory of many
+    members_ = Json::UsualMembers(); // releases the memory of many members
     nameWithItems_ = {};
     withItems_.clear();
     tree_.clear();

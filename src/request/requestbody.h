@@ -10,9 +10,9 @@
 #include <QVariantMap>
 
 /**
- * The members of a request's body. Those of usual JSON (see Json::findUsualMembers) stay text until they are asked for:
- * many are short strings whose bytes are all that is needed, and a tree costs several times as much as its text. Any
- * other body is a tree from the beginning. Used by one thread at a time.
+ * The members of a request's body. Those of usual JSON (see Json::findUsualMembers) remain text until they are needed:
+ * for many short strings, their bytes suffice, and a tree costs several times as much as its text. Any other body is
+ * parsed into a tree at once. Used by one thread at a time.
  */
 class RequestBody {
 public:
@@ -21,8 +21,8 @@ public:
     RequestBody(const QVariantMap& tree) : tree_(tree) {}
 
     /**
-     * Replaces the members by those of `text`; none if it is JSON other than an object. An object at `items` becomes a
-     * Json::SplitObject if it is canonical. False, without members, when it is not JSON.
+     * Replaces the members with those of `text`; none if it is JSON other than an object. An object at `items` becomes
+     * a Json::SplitObject if it is canonical. False, without members, if `text` is not JSON.
      */
     [[nodiscard]] bool parse(const QByteArray& text, Json::MemberPath items = {});
 
@@ -34,18 +34,18 @@ public:
     /** The value of a member, parsed by this call if it is still text; invalid if there is none. */
     QVariant value(QLatin1StringView name) const;
 
-    /** The same for a value that is not asked for again, so that it need not be shared. */
+    /** The same for a value that is not needed again, so that it need not be shared. */
     QVariant take(QLatin1StringView name);
 
-    /** The JSON text of a member that is text. Null when it is not, or missing. Valid until the members change. */
+    /** The JSON of a member that is still text. Null if it is not, or is missing. Valid until the members change. */
     QByteArrayView textOf(QLatin1StringView name) const;
 
 private:
     bool isWithItems(QLatin1StringView name) const { return !name.isEmpty() && name == nameWithItems_; }
 
-    QByteArray text_; // that the members point into
+    QByteArray text_; // the members point into it
     Json::UsualMembers members_;
-    QLatin1StringView nameWithItems_; // of the member that is a value already
+    QLatin1StringView nameWithItems_; // of the member that is already parsed
     QVariant withItems_;
     QVariantMap tree_;
 };

@@ -43,7 +43,7 @@ int readElement(const QVariantMap& key, const KeyElement& element, QByteArray* b
 bool isCompact(QByteArrayView element, QByteArrayView* plain)
 {
     constexpr QByteArrayView Front("{\"S\":");
-    // What is behind the string, if not the end of the object, has a quote before it, which is not plain.
+    // If anything but the end of the object followed the string, there would be a quote before it, which is not plain.
     return element.startsWith(Front) && Json::isPlainString(element.sliced(Front.size()).chopped(1), plain);
 }
 

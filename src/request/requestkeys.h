@@ -7,13 +7,13 @@
 
 class RequestBody;
 
-/** Reading keys out of requests and key names out of schemas. Every failure is one ERROR line. Any thread. */
+/** Reading keys from requests and key names from schemas. Every failure is one ERROR line. Any thread. */
 
 namespace Requests {
 
 /**
- * Reads the two keys of a map with "HashKeyElement" and "RangeKeyElement", each {"S": string}. StatusInternalError when
- * one is missing or has another form, StatusInvalidRequest when it is not Latin-1.
+ * Reads the two keys of a map with "HashKeyElement" and "RangeKeyElement", each {"S": string}. StatusInternalError if
+ * one is missing or has another form, StatusInvalidRequest if it is not Latin-1.
  */
 [[nodiscard]] int readElementKeys(const QVariantMap& key, QByteArray* hashKey, QByteArray* rangeKey);
 
@@ -24,7 +24,7 @@ namespace Requests {
 [[nodiscard]] int readElementKeys(const RequestBody& body, QLatin1StringView name, QByteArray* hashKey,
                                   QByteArray* rangeKey);
 
-/** Reads the names of both key attributes out of a table description. StatusInternalError on a bad schema. */
+/** Reads the names of both key attributes from a table description. StatusInternalError on a bad schema. */
 [[nodiscard]] int schemaKeyNames(const QVariantMap& schema, QString* hashName, QString* rangeName);
 
 } // namespace Requests

@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qsizetype LongestBody = 1024 * 1024; // that is worth being parsed again
+constexpr qsizetype LongestBody = 1024 * 1024; // larger ones are not parsed again
 
 /** A key in the form {"S": text}. */
 QByteArray keyIn(const QVariantMap& map, const QString& name)

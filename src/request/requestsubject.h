@@ -5,17 +5,17 @@
 
 struct BDBRequest;
 
-/** What a request is about, as reports tell it: of a batch or a Commit its first item. */
+/** The subject of a request for reports; for a batch or a Commit, its first item. */
 struct RequestSubject {
-    QString table; // of a request for a directory that
+    QString table; // or the directory, if the request is for one
     QString keys;  // as SlowRequests::keysText() makes them; empty if it names none
 };
 
 namespace Requests {
 
 /**
- * Reads the subject of a request from its body, whose text must still be there; what an operation has taken out of the
- * parsed body does not matter. Costs as much as parsing it. Nothing of a body above 1 MiB but the table.
+ * Reads the subject of a request from its body, whose text must still be there; members that an operation has taken
+ * from the parsed body do not matter. Costs as much as parsing it. For a body above 1 MiB, reads only the table.
  */
 RequestSubject subjectOf(const BDBRequest& request);
 

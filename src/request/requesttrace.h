@@ -7,11 +7,11 @@
 
 #include <chrono>
 
-/** What is noted of a request, while slow requests are reported, for the case that it becomes one. */
+/** The facts recorded for each request while slow requests are reported, in case it becomes one. */
 struct RequestTrace {
-    QByteArray table; // the TableName; of a batch or Commit the first one
+    QByteArray table; // the TableName; for a batch or Commit, the first one
     bool hasKeys = false;
-    QByteArray hashKey; // of the item; of a page the first one that it may have; of a batch that of the first write
+    QByteArray hashKey; // of the item; for a page, the first possible one; for a batch, that of the first write
     QByteArray rangeKey;
     int items = 0; // read, written or, by a Scan, examined
     Metrics::Waits waits;

@@ -3,7 +3,7 @@
 
 #include <QVariantMap>
 
-/** What a Status reports about the server outside the requests, which the layers above know. Any thread. */
+/** The parts of a Status that only the layers above know. Any thread. */
 class ServerView {
 public:
     /** Adds "Server", "Connections" and "Threads" to the reply of a Status. Waits for nothing. */

@@ -17,7 +17,7 @@ std::atomic<std::chrono::milliseconds::rep> thresholdMs{0};
 constexpr qsizetype LongestKey = 64; // characters
 constexpr qsizetype LongestTable = 256;
 
-/** Whether a character could break the line or disguise what it says. */
+/** Whether a character could break the line or disguise its content. */
 bool mustBeEscaped(QChar c)
 {
     switch (c.category()) {
@@ -67,7 +67,7 @@ void writeLines(const SlowRequest& request, std::uint64_t leftOut)
 /** Bounds the rate of the lines. */
 class LineRate {
 public:
-    /** Nothing if the line of a request of that time is one too many, else how many were left out before. */
+    /** Nothing if a line at that time would be one too many; otherwise, how many were omitted before it. */
     std::optional<std::uint64_t> take(std::chrono::system_clock::time_point time)
     {
         const std::lock_guard lock(mutex_);

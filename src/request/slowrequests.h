@@ -32,33 +32,33 @@ struct SlowRequest {
 };
 
 /**
- * The requests that take longer than the operator's threshold: each is a WARN line, and the latest are kept. The main
- * thread sets the threshold before there are others; everything else is for any thread.
+ * The requests that take longer than the operator's threshold: each is logged as a WARN line, and the latest are kept.
+ * The main thread sets the threshold before other threads exist; everything else is for any thread.
  */
 namespace SlowRequests {
 
 inline constexpr std::size_t Kept = 16;
 
-/** How many lines are written in one second; the next one says how many were not. */
+/** The maximum number of lines per second; the next one says how many were omitted. */
 inline constexpr int LinesPerSecond = 10;
 
 /** 0, the default: no request is slow, and none is measured. */
 std::chrono::milliseconds threshold();
 void setThreshold(std::chrono::milliseconds threshold);
 
-/** Writes the line, unless there were too many, and keeps the request. */
+/** Writes the line, unless there are too many, and keeps the request. */
 void report(SlowRequest request);
 
 /** The latest ones, newest first. */
 std::vector<SlowRequest> latest();
 
-/** All since the start of the process, those without a line included. */
+/** All since the start of the process, including those without a line. */
 std::uint64_t count();
 
-/** The two keys as they appear in the line: quoted, on one line, and of each the beginning only if it is long. */
+/** The two keys as they appear in the line: quoted, on one line, and truncated if they are long. */
 QString keysText(const QByteArray& hashKey, const QByteArray& rangeKey);
 
-/** The beginning of a table's name, which is short enough for a line. */
+/** A table's name, truncated to fit into a line. */
 QString tableText(const QByteArray& tableName);
 
 } // namespace SlowRequests

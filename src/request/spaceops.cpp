@@ -26,8 +26,8 @@ int refuse(BDBRequest& request, const QString& message)
 }
 
 /**
- * Opens the request's table. StatusInvalidRequest if none can have that name; StatusNotFound if there is no file of it.
- * A directory without one stays closed.
+ * Opens the request's table. StatusInvalidRequest if no table can have that name; StatusNotFound if it has no file.
+ * Does not open a directory without a file of the table.
  */
 int openExisting(BDBRequest& request, const QByteArray& tableName)
 {

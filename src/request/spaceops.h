@@ -4,8 +4,8 @@
 struct BDBRequest;
 
 /**
- * The operations that give disk space back. None of them is part of the API. Each reads the parsed body, fills the
- * reply and returns the request's status.
+ * The operations that free disk space. None of them is part of the API. Each reads the parsed body, fills the reply and
+ * returns the request's status.
  */
 namespace Requests {
 
@@ -15,7 +15,7 @@ namespace Requests {
 /** Removes the table's items and their files. StatusNotFound: there is no file of the table. */
 [[nodiscard]] int truncateTable(BDBRequest& request);
 
-/** Gives back the space of deleted items in a part of one data file. */
+/** Frees the space of deleted items in a part of one data file. */
 [[nodiscard]] int compactTable(BDBRequest& request);
 
 } // namespace Requests

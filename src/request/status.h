@@ -5,7 +5,7 @@ struct BDBRequest;
 
 namespace Requests {
 
-/** Tells what the server does and has done since it started. Fills the reply. */
+/** Reports what the server is doing and has done since it started. Fills the reply. */
 [[nodiscard]] int status(BDBRequest& request);
 
 } // namespace Requests

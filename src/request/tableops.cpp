@@ -29,7 +29,7 @@ bool isDirectory(const QByteArray& path)
     return !path.isEmpty() && !path.contains('\0') && std::filesystem::is_directory(path.toStdString(), error);
 }
 
-/** The total size of all files below `path`; what cannot be read, or does not exist, counts as 0. */
+/** The total size of all files below `path`; files that cannot be read, or do not exist, count as 0. */
 qlonglong directorySize(const QByteArray& path, bool recursive)
 {
     namespace fs = std::filesystem;

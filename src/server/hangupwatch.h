@@ -9,12 +9,12 @@
 #include <memory>
 
 /**
- * Calls a function in the event loop for SIGHUP, which ends no program that has blocked it. Used by the main thread,
- * where the loop runs.
+ * Calls a function in the event loop for SIGHUP, which does not terminate a process that has blocked it. Used by the
+ * main thread, where the loop runs.
  */
 class HangupWatch {
 public:
-    /** Blocks the signal for the calling thread and those that it starts: before any other thread exists. */
+    /** Blocks the signal for the calling thread and those that it starts. Call before any other thread exists. */
     static void block();
 
     /** `onHangup` is also called for a signal that has arrived since block(). */

@@ -17,7 +17,7 @@
 
 namespace {
 
-// Short enough not to delay a start or the reaction to the parent's end, long enough to cost nothing.
+// Short enough not to delay a start or the reaction to the parent's exit, long enough to cost nothing.
 constexpr std::chrono::milliseconds AcquireInterval(10);
 constexpr std::chrono::milliseconds WatchInterval(50);
 

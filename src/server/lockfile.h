@@ -9,7 +9,7 @@
 
 /**
  * A lock shared between processes by the name of a file: a path, or, without a "/", a name in the temporary directory
- * ($TMPDIR, else /tmp).
+ * ($TMPDIR, otherwise /tmp).
  *
  * Some programs lock files with flock, others with record locks, and neither sees the other kind. So a file counts as
  * held if it is locked in either way, and acquiring it takes both locks. No call blocks in the kernel: a lock held by
@@ -18,9 +18,9 @@
 class LockFile {
 public:
     enum class Wait {
-        Acquired,  // held until the process ends
+        Acquired,  // held until the process exits
         TimedOut,  // another process held it all the time
-        Abandoned, // obtained after a wait, but its holder ended without a clean release; not held
+        Abandoned, // obtained after a wait, but its holder exited without a clean release; not held
         Failed,    // system error; not held
     };
 
@@ -56,7 +56,7 @@ public:
 
     /**
      * After openExisting(): waits, without limit, until the file is not held. True then; false on a system error, see
-     * error(). Does not get in the way of processes that want to lock it.
+     * error(). Does not interfere with processes that want to lock it.
      */
     [[nodiscard]] bool waitUntilFree();
 

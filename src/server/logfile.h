@@ -13,9 +13,9 @@ public:
     void open();
 
     /**
-     * Opens the file by its name again: it may have been renamed, to begin a new one. Lines of other threads go to
-     * either file, each to one, and none is lost. If it cannot be opened, the log stays where it is, with an ERROR
-     * line. Standard error stays as it is without a file of our own.
+     * Opens the file by its name again: it may have been renamed, to begin a new one. Each line of other threads goes
+     * to one of the two files, and none is lost. If the file cannot be opened, the log remains where it is, with an
+     * ERROR line. Without a log file, standard error remains in use.
      */
     void reopen();
 

@@ -109,7 +109,7 @@ bool readAllowedUsers(AllowedUsers* users)
     return error.empty();
 }
 
-/** Turns on the report of slow requests if the operator wants that. An invalid threshold counts as none. */
+/** Enables the report of slow requests if a threshold is set. An invalid threshold counts as none. */
 void configureSlowRequests()
 {
     const QByteArray text = qgetenv("QUORVA_SLOW_MS");
@@ -171,7 +171,7 @@ int main(int argc, char** argv)
     QCoreApplication::exec();
     server
         .flushEnvironments(); // commits may still be in the log's buffer: with -n, or because their replies still wait
-    // At once and without destructors: they would wait for running requests, and the parent is gone. Commits are in
-    // Berkeley DB's log, and every line of ours has been flushed.
+    // Immediately and without destructors: they would wait for running requests, and the parent is gone. Commits are
+    // in Berkeley DB's log, and all our log lines have been flushed.
     _exit(0);
 }

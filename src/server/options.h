@@ -12,7 +12,7 @@
 /** What the command line "p:d:s:w:m:n" sets. The main thread alone reads and writes it. */
 struct ServerOptions {
     /**
-     * The number of processors as Qt reports it; 4, with a WARN line, when it reports none. The argument overrides Qt's
+     * The number of processors as Qt reports it; 4, with a WARN line, if it reports none. The argument overrides Qt's
      * value.
      */
     static int coreCount(int reported = QThread::idealThreadCount());

@@ -1,11 +1,11 @@
 #include "server/processsetup.h"
 
+#include "base/freedmemory.h"
 #include "base/standarddescriptors.h"
 #include "server/hangupwatch.h"
 
 #include <QString>
 
-#include <malloc.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -46,14 +46,6 @@ void installQtMessageHandler()
     qInstallMessageHandler(handleQtMessage);
 }
 
-void keepFreedMemory()
-{
-    // Replies of the default page size, at 1 KB per item, take a few hundred KiB while they are built.
-    constexpr int LargestKept = 1 << 20;
-    (void)mallopt(M_MMAP_THRESHOLD, LargestKept);     // ignored: it costs time only
-    (void)mallopt(M_TRIM_THRESHOLD, 2 * LargestKept); // per arena
-}
-
 void prepare()
 {
     Base::openStandardDescriptors();
@@ -61,7 +53,7 @@ void prepare()
     HangupWatch::block();
     raiseDescriptorLimit();
     installQtMessageHandler();
-    keepFreedMemory();
+    Base::keepFreedMemory();
 }
 
 } // namespace ProcessSetup

@@ -8,8 +8,8 @@
 namespace ProcessSetup {
 
 /**
- * Ignores SIGPIPE and SIGXFSZ, so that writing to a log whose reader died, or past a file size limit, fails that one
- * write instead of ending the server.
+ * Ignores SIGPIPE and SIGXFSZ, so that a write to a log whose reader died, or past a file size limit, merely fails
+ * instead of terminating the server.
  */
 void ignoreFatalWriteSignals();
 
@@ -20,14 +20,8 @@ void raiseDescriptorLimit();
 void installQtMessageHandler();
 
 /**
- * Keeps freed memory of the size of large replies for reuse instead of returning it to the system at once: faulting it
- * in again, page by page, costs as much as the reply itself.
- */
-void keepFreedMemory();
-
-/**
- * All of the above, after opening any closed standard descriptors (base/standarddescriptors.h); and blocks SIGHUP for
- * HangupWatch.
+ * All of the above, after opening any closed standard descriptors (base/standarddescriptors.h) and setting how much
+ * freed memory is kept (base/freedmemory.h); and blocks SIGHUP for HangupWatch.
  */
 void prepare();
 

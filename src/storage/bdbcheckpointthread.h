@@ -6,8 +6,8 @@
 
 /**
  * Writes checkpoints and, if LogHold allows it, removes the log files that recovery no longer needs. A failed
- * checkpoint ends the process at once with status 1. In an environment without content (see BDBEnv::hasContent) there
- * is nothing to save: the failure is only logged, and the server keeps running.
+ * checkpoint terminates the process immediately with status 1. In an environment without content (see
+ * BDBEnv::hasContent) there is nothing to save: the failure is only logged, and the server keeps running.
  */
 class BDBCheckpointThread final : public MaintenanceThread {
 public:

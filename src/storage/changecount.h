@@ -16,7 +16,7 @@ class ChangeCount {
 public:
     using Stamp = std::uint64_t;
 
-    /** The number of changes so far; none while one is under way. */
+    /** The number of changes so far; none while one is in progress. */
     std::optional<Stamp> stamp() const
     {
         const Stamp state = state_.load();

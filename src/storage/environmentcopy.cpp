@@ -182,8 +182,8 @@ int EnvironmentCopy::makeDirectoriesFor(const std::string& name)
 }
 
 /**
- * A finished list describes files that do not change. If the server ended with a log file longer than listed, the copy
- * could not be told from one that was opened as an environment.
+ * A finished list describes files that do not change. If the server exited with a log file longer than listed, the copy
+ * could not be distinguished from one that was opened as an environment.
  */
 int EnvironmentCopy::takeListBack()
 {

@@ -35,8 +35,8 @@ public:
     [[nodiscard]] int writeList();
 
     /**
-     * After a failure: removes the copied log files. Once the environment has removed its own, they could not be told
-     * from those of an environment opened in the target.
+     * After a failure: removes the copied log files. Once the environment has removed its own, they could not be
+     * distinguished from those of an environment opened in the target.
      */
     void dropLog();
 

@@ -87,7 +87,7 @@ void LogFlusher::run()
             return;
         if (gathers_) { // nobody else flushes meanwhile: requests do only when none waits
             lock.unlock();
-            (void)env_->uses()->waitUntilNoneWorks(GatherTime); // ignored: requests that have come are served anyway
+            (void)env_->uses()->waitUntilNoneWorks(GatherTime); // ignored: requests that have arrived are served anyway
             lock.lock();
         }
         served.swap(waiting_);

@@ -4,10 +4,10 @@
 #include <sys/types.h>
 
 /**
- * The moments at which a log file has a name that a loss of power could still take away. Berkeley DB may begin to write
- * to the file as soon as it has the name, and synchronises bytes, not names: a commit, or a page that relies on the
- * log, must not count as durable until the name is. So whoever gives a name announces it, and synchronisations on the
- * same file system return only when the name is durable.
+ * The periods in which a log file has a name that a power failure could still lose. Berkeley DB may begin to write to
+ * the file as soon as it has the name, and syncs bytes, not names: a commit, or a page that relies on the log, must not
+ * count as durable until the name is. So a renaming is announced before it is done, and syncs on the same file system
+ * return only once the name is durable.
  *
  * Any thread.
  */

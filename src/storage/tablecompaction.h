@@ -18,9 +18,9 @@ struct Progress {
 };
 
 /**
- * Compacts a part of the file, from the record `progress->next` on, or from the first one if it is empty. Free
- * pages are given back if no used page follows them; as pages move to free ones before them, a second pass gives back
- * more.
+ * Compacts a part of the file, from the record `progress->next` on, or from the first one if it is empty. Free pages
+ * are returned to the file system if no used page follows them; as pages move to free ones before them, a second pass
+ * frees more.
  *
  * Works in transactions that each take some milliseconds, as the only writer of the file; other writers run in between.
  * A crash or a failure leaves the records as they are. 0, or a Berkeley DB code.

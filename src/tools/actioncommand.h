@@ -15,7 +15,7 @@ public:
         const char* purpose;
         const char* example;
         const char* action; // see protocol/administration.h
-        const char* failed; // how an error message begins; the table's name follows
+        const char* failed; // the beginning of an error message; the table's name follows
     };
     /** "flush TABLE" */
     static const Kind Flush;

@@ -78,7 +78,7 @@ void requestAttributes(const std::vector<std::string>& names, QVariantMap* body)
 void addProgressOption(CLI::App* command, bool* progress)
 {
     command->add_flag("--progress", *progress,
-                      "Show the progress on standard error even if it is no terminal: a line every ten seconds");
+                      "Show the progress on standard error even if it is not a terminal: a line every ten seconds");
 }
 
 void addLimitOption(CLI::App* command, int* limit)

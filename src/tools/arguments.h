@@ -16,12 +16,12 @@ class Validator;
 namespace Ctl {
 
 /**
- * Declares the argument TABLE. A name without a "|" is one in the directory of QUORVA_DIRECTORY, if that is set; the
- * value is then the whole TableName.
+ * Declares the argument TABLE. A name without a "|" is in the directory of QUORVA_DIRECTORY, if that is set; the value
+ * is then the whole TableName.
  */
 void addTableArgument(CLI::App* command, std::string* table);
 
-/** Declares an argument that is a directory for tables, which may be left out when QUORVA_DIRECTORY is set. */
+/** Declares an argument that is a directory for tables; it is optional when QUORVA_DIRECTORY is set. */
 void addDirectoryArgument(CLI::App* command, std::string* directory, const std::string& description,
                           const std::string& name = "DIR");
 
@@ -31,10 +31,10 @@ std::string defaultDirectory();
 /** Returns ExitOk, or ExitErrorReply after reporting why no table can have this name (see format/tablename.h). */
 [[nodiscard]] int checkTableName(const std::string& table);
 
-/** Accepts integers of at least `least`, with a message that says just that; `of` names what is counted. */
+/** Accepts integers of at least `least`, with a message that says so; `of` names what is counted. */
 CLI::Validator wholeNumber(int least, const std::string& of);
 
-/** An option that may be repeated and takes one word each time; CLI11 would give it all words that follow. */
+/** An option that may be repeated and takes one word each time; by default, CLI11 takes all words that follow. */
 CLI::Option* addRepeatedOption(CLI::App* command, const std::string& name, std::vector<std::string>* values,
                                const std::string& description);
 
@@ -43,7 +43,7 @@ void addAttributesOption(CLI::App* command, std::vector<std::string>* names);
 /** Adds the values of --attributes to a request. */
 void requestAttributes(const std::vector<std::string>& names, QVariantMap* body);
 
-/** Declares --progress: to show the progress also where it is no use by default. */
+/** Declares --progress: shows the progress even where it is not shown by default. */
 void addProgressOption(CLI::App* command, bool* progress);
 
 /** Declares --limit, the number of records that the server examines for one page. */

@@ -40,7 +40,7 @@ std::string cutAtGap(Logs* logs, std::optional<std::uint32_t>* gap)
             return cannotRead(path, error);
         const bool isFirst = entry == logs->begin();
         if (number != expected || (!isFirst && !before.isFollowedBy(file))) {
-            // A truncated file is of use as far as it goes.
+            // A truncated file is usable up to its end.
             *gap = number != expected ? expected : expected - 1;
             logs->erase(entry, logs->end());
             return {};
@@ -93,7 +93,7 @@ std::string readCopyEnd(const fs::path& copy, std::optional<std::time_t>* since)
 std::string readFacts(const BackupParts& backup, BackupFacts* facts)
 {
     BackupFiles files;
-    (void)readBackup(backup, UnlistedCopy::Refused, &files, &facts->problem); // ignored: the problem says it
+    (void)readBackup(backup, UnlistedCopy::Refused, &files, &facts->problem); // ignored: `problem` has the reason
     BackupList list;
     if (readList(backup.copy, &list).empty()) {
         facts->tables = tablesOf(list);
@@ -106,7 +106,7 @@ std::string readFacts(const BackupParts& backup, BackupFacts* facts)
         rc = rc == 0 ? addLogsOf(later, &logs) : rc;
     if (rc != 0)
         return cannotRead(backup.copy, rc);
-    logs.erase(logs.begin(), logs.lower_bound(list.firstLog)); // shipped after the copy, of no use to it
+    logs.erase(logs.begin(), logs.lower_bound(list.firstLog)); // shipped after the copy, which does not need them
     if (logs.empty())
         return {};
     if (std::string error = cutAtGap(&logs, &facts->gap); !error.empty())

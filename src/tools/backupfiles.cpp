@@ -22,7 +22,7 @@ namespace {
 
 /**
  * Chooses between several copies of a log file. A shipped one is complete, while the full copy may contain only its
- * beginning; but a crash in the middle of a move leaves a truncated shipped one, which is then the shorter.
+ * beginning; but a crash in the middle of a move leaves a truncated shipped one, which is then the shorter one.
  */
 fs::path wholeCopy(const fs::path& shipped, const fs::path& copied)
 {
@@ -189,7 +189,7 @@ bool readBackup(const BackupParts& backup, UnlistedCopy unlisted, BackupFiles* f
         *error = "cannot read " + directory.string() + ": " + failure.message();
         return false;
     }
-    // Log files older than the copy are shipped as well, after it; the restore does not need them, so gaps there are
+    // Log files older than the copy may be shipped after it; the restore does not need them, so gaps there are
     // harmless.
     std::uint32_t firstLog = 0;
     if (hasList) {
@@ -227,7 +227,7 @@ bool readBackup(const BackupParts& backup, UnlistedCopy unlisted, BackupFiles* f
                  " is missing, and later log files cannot be applied without it";
         return false;
     }
-    // A log from its beginning contains all data; whether a copy is complete can only be told from its list.
+    // A log from its beginning contains all data; whether a copy is complete is known only from its list.
     if (!hasList && unlisted == UnlistedCopy::Refused && !files->databases.empty()) {
         *error = directory.string() + " has no " + BackupNames::ListFile +
                  ", so missing files cannot be detected; --without-list restores the files that exist";

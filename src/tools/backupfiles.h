@@ -18,7 +18,7 @@ struct BackupParts {
     explicit BackupParts(std::filesystem::path directory) : copy(std::move(directory)) {}
 
     std::filesystem::path copy; // the directory of a full copy
-    /** Those of later copies of the same environment, whose log files follow on; the oldest first. */
+    /** Directories of later copies of the same environment, whose log files continue the log; the oldest first. */
     std::vector<std::filesystem::path> later;
     /** False: only the full copy, without the log files that were shipped after it. */
     bool withShippedLogs = true;
@@ -27,7 +27,7 @@ struct BackupParts {
 /** A file of a backup. */
 struct BackupFile {
     std::filesystem::path path;
-    /** Covers the file, or only the beginning of a shipped log file: the copy had no more of it. */
+    /** Covers the file, or only the beginning of a shipped log file, as far as the copy contained it. */
     std::optional<BackupList::File> listed; // empty when no list names it
 };
 
@@ -39,27 +39,27 @@ struct BackupFiles {
     std::map<std::string, BackupFile> databases; // by name, which may contain directories
     std::map<std::uint32_t, BackupFile> logs;    // by number; the best copy of each that the copy needs
     std::map<std::string, std::string> leftOut;  // names of files that are not part of the copy, and why
-    std::optional<BackupList> list;              // without one, nothing shows where the copy's log ended
+    std::optional<BackupList> list;              // without one, the end of the copy's log is not known
 };
 
 /** How to treat a copy without a list of its files: it cannot be checked for missing ones. */
 enum class UnlistedCopy { Refused, Accepted };
 
 /**
- * Whether the directory has a copy that was not completed or is still being made; `error` names the file that shows it.
+ * Whether the directory has a copy that was not completed or is still being made; `error` names the file that says so.
  */
 [[nodiscard]] bool isUnfinished(const std::filesystem::path& directory, std::string* error);
 
 /**
- * Whether a server has the directory open, or another command fills it, so that it is no backup. A copy with a list is
- * not an open environment: had it been opened since, its log file would differ from the one copied. The lock is
- * released at once, as the server takes it when it ships log files.
+ * Whether a server has the directory open, or another command is filling it, so that it is not a backup. A copy with a
+ * list is not an open environment: had it been opened since, its log file would differ from the one copied. The lock is
+ * released immediately, as the server takes it when it ships log files.
  */
 [[nodiscard]] bool isOpenEnvironment(const std::filesystem::path& directory);
 
 /**
- * Copies a file of a backup, making the directories that its new name needs, and checks it against the list. Returns an
- * empty string or an error message.
+ * Copies a file of a backup, creating the directories of its new name, and checks it against the list. Returns an empty
+ * string or an error message.
  */
 [[nodiscard]] std::string copyBackupFile(const BackupFile& file, const std::filesystem::path& backup,
                                          const std::filesystem::path& to);

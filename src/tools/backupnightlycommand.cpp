@@ -26,16 +26,18 @@ BackupNightlyCommand::BackupNightlyCommand(CLI::App* backup)
         ->add_option("DIRECTORY", directories_, "The directories with the tables, on the server's machine")
         ->required();
     parser()
-        ->add_option("--to", to_, "The directory for the copies; each directory gets one of its name in it")
+        ->add_option("--to", to_,
+                     "The directory for the copies, which are in a subdirectory with the name of each directory")
         ->required();
     parser()
-        ->add_option("--keep", keep_, "How many copies to keep, the new one included")
+        ->add_option("--keep", keep_, "How many copies to keep, including the new one")
         ->check(wholeNumber(1, "copies"))
         ->capture_default_str();
-    parser()->add_flag("--no-verify", noVerify_, "Do not restore the new copy to see whether it is good");
+    parser()->add_flag("--no-verify", noVerify_, "Do not verify the new copy by a restore");
     parser()->add_flag("--replace", options_.replace, "Replace a backup of the directory to another place");
-    parser()->add_flag("--resume", resume_,
-                       "Make no copy, but have log files shipped to the newest ones, as after a restart of the server");
+    parser()->add_flag(
+        "--resume", resume_,
+        "Make no copy, but resume shipping log files to the newest ones, as needed after a restart of the server");
     parser()
         ->add_option("--stall", options_.stallSeconds, "Give up when a copy has not grown for this many seconds")
         ->check(wholeNumber(1, "seconds"))
@@ -52,7 +54,7 @@ int BackupNightlyCommand::run(const ServerAddress& server)
     NewDirectories made;
     if (const std::string error = made.make(to); !error.empty())
         return fail(error);
-    Base::DirectoryLock lock; // without locks on the file system, it must not run twice
+    Base::DirectoryLock lock; // on a file system without locks, the user must not start two runs
     if (lock.lock(to) == EWOULDBLOCK)
         return fail("another nightly backup to " + to_ + " is running");
     NightlyOptions options = options_;
@@ -75,9 +77,9 @@ int BackupNightlyCommand::resolve(std::vector<fs::path>* directories, fs::path* 
     for (const std::string& directory : directories_) {
         const fs::path path = resolvedPath(directory);
         if (directory.empty() || !path.has_filename())
-            return refuse("\"" + directory + "\" is no directory for tables");
+            return refuse("\"" + directory + "\" is not a directory for tables");
         if (!names.insert(path.filename()).second)
-            return refuse("two directories are called " + path.filename().string() +
+            return refuse("two directories have the name " + path.filename().string() +
                           "; back them up to different directories, one after the other");
         directories->push_back(path);
     }

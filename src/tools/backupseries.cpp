@@ -19,7 +19,7 @@ namespace BackupSeries {
 
 namespace {
 
-constexpr int Found = -1; // no errno value
+constexpr int Found = -1; // not an errno value
 constexpr const char* NameFormat = "%Y-%m-%dT%H%M%SZ";
 
 using Ctl::isThere;
@@ -122,7 +122,7 @@ std::string refusal(const fs::path& directory)
                     copies.back().path.filename().string() + ')';
     }
     return text.empty() ? text
-                        : directory.string() + " is no backup, but has dated copies below it; name one of " + text;
+                        : directory.string() + " is not a backup, but has dated copies below it; name one of " + text;
 }
 
 std::string read(const fs::path& directory, Copies* copies)

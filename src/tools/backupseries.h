@@ -14,12 +14,12 @@
  * A directory of dated copies of one environment, as "backup nightly" makes them:
  *
  *     2026-11-21T031500Z             a copy and the log files that were shipped after it, until the next one was made
- *     2026-11-21T031500Z.verified    says that this copy has been restored once, and what it held
+ *     2026-11-21T031500Z.verified    says that this copy has been restored once, and what it contained
  *     2026-11-22T031500Z
  *     removing-2026-11-15T031500Z    a copy that is being removed
  *     verifying                      the restore that verifies a copy, removed afterwards
  *
- * Together they hold the whole log since the oldest copy: what one lacks is in a later one. Functions that return a
+ * Together they contain the whole log since the oldest copy: what one lacks is in a later one. Functions that return a
  * string return an empty one, or an error message.
  */
 namespace BackupSeries {
@@ -31,7 +31,7 @@ struct Copy {
 };
 using Copies = std::vector<Copy>; // the oldest first
 
-/** The name of a copy that is begun at `time`. It sorts by time; UTC has no hours that occur twice. */
+/** The name of a copy that begins at `time`. Names sort by time; in UTC, no hour occurs twice. */
 std::string copyName(std::time_t time);
 /** The time in the name of a copy; nothing for any other name. */
 std::optional<std::time_t> timeOfCopy(std::string_view name);
@@ -46,8 +46,8 @@ inline constexpr const char* VerificationDirectory = "verifying";
 bool isOne(const std::filesystem::path& directory);
 
 /**
- * Why `directory` is neither a copy nor a series, if it is the directory above several series, as the option --to of
- * "backup nightly" names it: it says which there are. An empty string for any other directory.
+ * Why `directory` is neither a copy nor a series, if it is a directory of several series, as given to the option --to
+ * of "backup nightly"; the text lists them. An empty string for any other directory.
  */
 [[nodiscard]] std::string refusal(const std::filesystem::path& directory);
 

@@ -47,7 +47,7 @@ std::string joined(const std::set<std::string>& names)
     return text.empty() ? "none" : text;
 }
 
-/** What a copy and a series have in common; `name` says which it is. */
+/** The lines that a copy and a series have in common; `name` says which it is. */
 Lines linesOf(const std::string& name, const fs::path& directory, const BackupFacts& facts)
 {
     return {line(name, directory.string()), line("of", facts.list ? facts.list->home : "unknown"),
@@ -72,7 +72,7 @@ int showCopy(const fs::path& directory, const BackupFacts& facts)
     return conclude(lines, facts.problem);
 }
 
-/** Whether it looks like an environment, to which nothing has been shipped. */
+/** Whether it looks like an environment to which nothing has been shipped. */
 bool isWithoutList(const fs::path& directory)
 {
     std::string unfinished;
@@ -123,7 +123,7 @@ int showSeries(const fs::path& directory, const BackupSeries::Copies& copies)
 } // namespace
 
 BackupShowCommand::BackupShowCommand(CLI::App* backup)
-    : Command(backup, "show", "Tell what a backup holds; needs no server", "quorvactl backup show /srv/backup/shop")
+    : Command(backup, "show", "Show what a backup contains; needs no server", "quorvactl backup show /srv/backup/shop")
 {
     parser()->fallthrough(false); // no server, no address
     parser()->add_option("DIR", directory_, "The backup directory, or a directory of dated copies")->required();

@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** "backup show DIR": what a backup, or a directory of dated copies, holds. Needs no server. */
+/** "backup show DIR": what a backup, or a directory of dated copies, contains. Needs no server. */
 class BackupShowCommand : public Command {
 public:
     explicit BackupShowCommand(CLI::App* backup);

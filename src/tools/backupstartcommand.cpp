@@ -44,7 +44,7 @@ int BackupStartCommand::run(const ServerAddress& server)
 }
 
 /**
- * The server would silently end log shipping to another directory, and a restore from there would yield old data.
+ * The server would silently stop log shipping to another directory, and a restore from there would yield old data.
  * Checked before anything is created for the copy. Returns an exit code.
  */
 int BackupStartCommand::checkNoOther(Session* session) const
@@ -55,8 +55,8 @@ int BackupStartCommand::checkNoOther(Session* session) const
     if (!state.isRunning() || replace_ || state.isTo(directory_.path))
         return ExitOk;
     complain("the environment of " + table_ + " is already being backed up to " + state.target +
-                 ", and that backup would end",
-             {"try: --replace, if " + state.target + " no longer has to be kept up to date"});
+                 ", and that backup would be stopped",
+             {"try: --replace, if " + state.target + " no longer needs to be kept up to date"});
     return ExitErrorReply;
 }
 

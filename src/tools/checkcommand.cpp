@@ -18,7 +18,7 @@ namespace Ctl {
 
 namespace {
 
-/** For a table's name, which is no directory. */
+/** For a table's name, which is not a directory. */
 std::vector<std::string> adviceOn(const std::string& directory)
 {
     std::error_code unknown;

@@ -27,7 +27,7 @@ public:
     /** Runs the command and returns an ExitCode. Errors have been reported. */
     [[nodiscard]] virtual int run(const ServerAddress& server) = 0;
 
-    /** Whether the interactive shell shows what it prints through a pager, if that is longer than the screen. */
+    /** Whether the interactive shell shows its output in a pager, if that is longer than the screen. */
     virtual bool isPaged() const { return false; }
 
 protected:

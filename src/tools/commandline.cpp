@@ -12,8 +12,8 @@ namespace {
 std::unique_ptr<CLI::App> makeParser(const std::string& version, ServerAddress* server)
 {
     auto parser = std::make_unique<CLI::App>(
-        "Talks to a Quorva server: runs a command, or sends one request and prints the reply. Alone on a terminal, it "
-        "reads commands from there.",
+        "Command-line client of a Quorva server: runs a command, or sends one request and prints the reply. Without "
+        "arguments, on a terminal, it is an interactive shell.",
         "quorvactl");
     parser->set_version_flag("--version", version);
     parser->failure_message(usageError);

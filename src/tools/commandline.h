@@ -14,21 +14,21 @@ namespace Ctl {
 /** A command line of quorvactl: its parser, and the commands that are declared to it. For one parse. */
 class CommandLine {
 public:
-    /** `version` is what --version prints, `server` what holds without options. */
+    /** `version` is what --version prints, `server` has the defaults of the options. */
     explicit CommandLine(const std::string& version, const ServerAddress& server = {});
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
     /**
-     * Parses the words after the program's name. Returns nothing when there is something to run; else an exit code: the
-     * help was printed, or what is wrong. Words without a command are wrong unless `mayLackCommand`.
+     * Parses the words after the program's name. Returns nothing if there is something to run; otherwise an exit code:
+     * the help or an error message was printed. Words without a command are an error unless `mayLackCommand`.
      */
     [[nodiscard]] std::optional<int> parse(const std::vector<std::string>& words, bool mayLackCommand = false);
 
     /** Whether the words have a command. */
     bool hasCommand() const { return commands_.chosen() != nullptr; }
-    /** Whether what it prints may be shown through a pager. */
+    /** Whether its output may be shown in a pager. */
     bool isPaged() const { return commands_.chosen()->isPaged(); }
     /** Runs it. Returns an exit code. */
     [[nodiscard]] int run() const { return commands_.runChosen(server_); }

@@ -20,7 +20,7 @@ namespace Ctl {
 
 namespace {
 
-// A pass moves pages to the front of the file, which lets the next one shorten it further. More gain nothing.
+// A pass moves pages to the front of the file, which lets the next one shorten it further. More passes gain nothing.
 constexpr int MostPasses = 4;
 
 std::string gained(std::uint64_t before, std::uint64_t after)
@@ -31,7 +31,7 @@ std::string gained(std::uint64_t before, std::uint64_t after)
 } // namespace
 
 CompactCommand::CompactCommand(CLI::App* app)
-    : Command(app, "compact", "Give the space of deleted items back, while the server is in use",
+    : Command(app, "compact", "Return the space of deleted items to the file system while the server is in use",
               "quorvactl compact 'build/shop|orders'")
 {
     addDirectoryArgument(parser(), &target_, "The table, or a directory for all tables in it", "DIR|TABLE");
@@ -52,10 +52,10 @@ int CompactCommand::run(const ServerAddress& server)
         TerminalLine::clear();
         if (Interruption::requested()) {
             complain("interrupted; " + table + " is intact, and " + gained(sizes.before, sizes.after) +
-                     " of it were given back");
+                     " of it was freed");
             return ExitErrorReply;
         }
-        const int code = say("compacted " + table + ": " + gained(sizes.before, sizes.after) + " given back, " +
+        const int code = say("compacted " + table + ": " + gained(sizes.before, sizes.after) + " freed, " +
                              Units::bytes(sizes.after) + " left");
         if (code != ExitOk)
             return code;
@@ -89,7 +89,7 @@ int CompactCommand::compactTable(Session* session, const std::string& table, Siz
     constexpr int DataFiles = Partitions::Count;
     for (int partition = 0; partition < DataFiles && !Interruption::requested(); ++partition) {
         line->show("compacting " + table + ": file " + std::to_string(partition + 1) + '/' + std::to_string(DataFiles) +
-                   ", " + gained(sizes->before, sizes->after) + " given back");
+                   ", " + gained(sizes->before, sizes->after) + " freed");
         if (const int code = compactFile(session, table, partition, sizes))
             return code;
     }

@@ -14,7 +14,7 @@ namespace Ctl {
 class Session;
 class TerminalLine;
 
-/** "compact DIR|TABLE": has the server give back the space of deleted items, while it serves others. */
+/** "compact DIR|TABLE": has the server free the space of deleted items, while it serves other requests. */
 class CompactCommand : public Command {
 public:
     explicit CompactCommand(CLI::App* app);

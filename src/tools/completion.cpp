@@ -61,7 +61,7 @@ const CLI::Option* findOption(const CLI::App& command, const std::string& name)
     }
 }
 
-/** Reads the words in front of the one to complete. */
+/** Reads the words before the one to complete. */
 class Reader {
 public:
     explicit Reader(const CLI::App& root) : root_(root), command_(&root) {}
@@ -192,7 +192,7 @@ private:
     std::vector<std::string> arguments_; // of the command
     bool onlyArguments_ = false;         // after "--"
     const CLI::Option* option_ = nullptr;
-    int awaited_ = 0; // so many words are values of `option_`
+    int awaited_ = 0; // the number of further words that are values of `option_`
     std::map<std::string, std::string> options_;
     Answer answer_;
 };

@@ -21,10 +21,10 @@ namespace Completions {
 
 namespace {
 
-/** Where the server is, for options and environment variables that may be wrong: then it is not found. */
+/** The server's address, from options and environment variables that may be wrong: then no server is found. */
 Ctl::ServerAddress serverOf(const std::map<std::string, std::string>& options)
 {
-    constexpr int Patience = 1; // seconds that somebody waits who presses a key
+    constexpr int Patience = 1; // seconds that a user waits after pressing a key
     Ctl::ServerAddress server;
     server.timeout = Patience;
     const auto value = [&](const char* option, const char* variable) {
@@ -114,7 +114,7 @@ std::vector<std::string> tables(const std::string& word, const std::map<std::str
             return found;
     }
     const std::vector<std::string> directories = files(word, true);
-    // One that can be meant alone, or that is complete, is completed further.
+    // A directory that is the only match, or is complete, is completed further.
     std::error_code error;
     if (!word.ends_with('/') && fs::is_directory(word, error))
         found = tablesOf(word, word, server);

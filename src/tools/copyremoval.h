@@ -6,8 +6,8 @@
 #include <string>
 
 /**
- * Removes copies from a series (backupseries.h). A removal that is cut off leaves no part of a copy under the name of
- * one. Functions return an empty string or an error message.
+ * Removes copies from a series (backupseries.h). An interrupted removal leaves no partial copy under the name of
+ * a copy. Functions return an empty string or an error message.
  */
 namespace CopyRemoval {
 
@@ -15,7 +15,7 @@ namespace CopyRemoval {
 struct Policy {
     std::size_t keep = 7;           // copies that count, the newest ones
     bool onlyVerifiedCount = true;  // false: every complete copy counts
-    std::filesystem::path newest{}; // stays, whatever its state
+    std::filesystem::path newest{}; // kept, whatever its state
 };
 
 /**
@@ -24,7 +24,7 @@ struct Policy {
  */
 [[nodiscard]] std::string prune(const std::filesystem::path& series, const Policy& policy, std::size_t* removed);
 
-/** Removes what runs that were killed left in a series. */
+/** Removes what killed runs left in a series. */
 [[nodiscard]] std::string removeLeftovers(const std::filesystem::path& series);
 
 } // namespace CopyRemoval

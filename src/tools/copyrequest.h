@@ -10,8 +10,8 @@ namespace Ctl {
 class CopyTarget;
 
 /**
- * What the server is asked for in a backup of a table's environment to a directory, which is absolute. Both return an
- * exit code; errors have been reported, with messages that begin with `failed` where the server gave the reason.
+ * Requests to the server for a backup of a table's environment to a directory, which is absolute. Both return an exit
+ * code; errors have been reported, with messages that begin with `failed` where the server gave the reason.
  */
 
 /** Prepares the target of a full copy and requests the copy, which may still be refused a moment later. */

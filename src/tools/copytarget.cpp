@@ -35,7 +35,7 @@ std::string CopyTarget::prepare()
 
 void CopyTarget::undo()
 {
-    std::error_code error; // ignored: whatever cannot be removed is harmless, or no longer empty
+    std::error_code error; // ignored: whatever cannot be removed is harmless, or not empty any more
     if (madeMarker_)
         fs::remove(marker(), error);
     directories_.removeEmpty();

@@ -15,8 +15,8 @@
 namespace Ctl {
 
 /**
- * The target directory of a full backup, from the client's side: creates it, puts the marker there, and finds out how
- * far the server got. Functions that return a string return an empty one, or an error message.
+ * The target directory of a full backup, from the client's side: creates it, puts the marker there, and determines how
+ * far the server has got. Functions that return a string return an empty one, or an error message.
  */
 class CopyTarget {
 public:
@@ -26,7 +26,7 @@ public:
     /** Creates the directory if missing, and the marker, which must not exist yet. Leaves nothing on failure. */
     [[nodiscard]] std::string prepare();
 
-    /** Removes what prepare() created, as far as it is empty. For a copy that the server does not write to. */
+    /** Removes what prepare() created, unless it is not empty. For a target that the server does not write to. */
     void undo();
 
     /** True when the server has started writing since prepare(): its first file is the list of an unfinished copy. */

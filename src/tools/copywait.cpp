@@ -59,7 +59,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
             return *code;
         }
         if (Interruption::requested()) {
-            complain("interrupted; the server goes on copying to " + directory_);
+            complain("interrupted; the server continues copying to " + directory_);
             return ExitErrorReply;
         }
         if (const auto size = bytesIn(directory_); size != bytes) {
@@ -68,7 +68,7 @@ int CopyWait::untilComplete(std::chrono::seconds stall)
         }
         if (Clock::now() - grown > stall) {
             complain("the copy to " + directory_ + " has not grown for " + counted(stall.count(), "second") +
-                         "; the server goes on with it",
+                         "; the server continues with it",
                      {"try: the server's log, and the disk of that directory; quorvactl backup stop ends the copy"});
             return ExitErrorReply;
         }
@@ -113,19 +113,20 @@ int CopyWait::conclude()
     return ExitErrorReply;
 }
 
-/** A copy that filled the disk is still there. */
+/** A full disk is recognised by its free space: the failed copy is still there. */
 void CopyWait::complainFailed() const
 {
-    constexpr std::uintmax_t Full = 1024 * 1024; // less than the server writes at once
+    constexpr std::uintmax_t Full = 1024 * 1024; // less than the server writes in one call
     std::error_code unknown;
     const fs::space_info disk = fs::space(directory_, unknown);
     const std::string then = failed_ == FailedCopy::Stays
                                  ? "remove " + target_->marker().string() + " and start the backup again"
                                  : "make the backup again";
     if (!unknown && disk.available < Full)
-        complain("the copy to " + directory_ + " failed: its disk is full", {"try: make room there; then " + then});
+        complain("the copy to " + directory_ + " failed: its disk is full",
+                 {"try: free some space there; then " + then});
     else
-        complain("the copy to " + directory_ + " failed; the server's log tells why",
+        complain("the copy to " + directory_ + " failed; the server's log has the reason",
                  {"try: its line \"Dbenv backup failed rc\", where 28 is a full disk; then " + then});
 }
 

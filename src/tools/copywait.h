@@ -12,14 +12,15 @@ class Session;
 
 /**
  * Waits for a full copy that was requested from the server. The server refuses a copy immediately, but only after its
- * reply. The reported state ends the wait, and the files show how the copy went. The marker alone proves nothing, as
- * others can delete it or rename its directory.
+ * reply. The wait ends according to the state that the server reports, and the files show the result. The marker alone
+ * proves nothing, as others can delete it or rename its directory.
  *
  * Both functions return an exit code; errors have been reported.
  */
 class CopyWait {
 public:
-    /** What becomes of a copy that fails, for the advice: the user has to remove its marker, or the caller removes it.
+    /**
+     * What happens to a copy that fails, for the advice: the user has to remove its marker, or the caller removes it.
      */
     enum class FailedCopy { Stays, IsTakenBack };
 

@@ -12,7 +12,7 @@ namespace Ctl {
 
 namespace {
 
-/** The part in front of the last separator, if a type follows that; else the whole text. */
+/** The part before the last separator, if a type follows that; otherwise the whole text. */
 QString splitType(const QString& text, QChar separator, QString* type)
 {
     const qsizetype at = text.lastIndexOf(separator);

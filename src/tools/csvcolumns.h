@@ -14,8 +14,8 @@ namespace Ctl {
 
 /**
  * What the columns of comma-separated values mean: the attribute of each, and its type. A cell of the header line is
- * NAME, for strings, or NAME:TYPE; a type that was given for the text of a cell goes first, and then that text is the
- * name. Functions return an empty string or an error message.
+ * NAME, for strings, or NAME:TYPE; a type that was given for the text of a cell takes precedence, and then that text is
+ * the name. Functions return an empty string or an error message.
  */
 class CsvColumns {
 public:
@@ -26,8 +26,8 @@ public:
     [[nodiscard]] std::string readHeader(const std::vector<CsvParser::Field>& cells, const KeyNames& keys);
 
     /**
-     * The JSON of the item in a record. An empty cell is no attribute, except for a key; one of two quotes is the empty
-     * string. The elements of a set are separated by commas.
+     * The JSON of the item in a record. An empty cell means that there is no attribute, except for a key; "" is the
+     * empty string. The elements of a set are separated by commas.
      */
     [[nodiscard]] std::string toItem(const std::vector<CsvParser::Field>& cells, QByteArray* item) const;
 

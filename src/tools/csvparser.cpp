@@ -20,7 +20,7 @@ CsvParser::Result CsvParser::add(const QByteArray& line)
     return Result::Complete;
 }
 
-/** Returns false for a character that cannot be there. */
+/** Returns false for a character that is not allowed there. */
 bool CsvParser::take(char character)
 {
     switch (state_) {
@@ -53,7 +53,7 @@ bool CsvParser::take(char character)
             return true;
         }
         if (character != '"') {
-            error_ = "there is something between a closing quote and the next comma";
+            error_ = "there is text between a closing quote and the next comma";
             return false;
         }
         state_ = State::Quoted;

@@ -9,8 +9,8 @@
 namespace Ctl {
 
 /**
- * Splits a record of comma-separated values (RFC 4180): a field in quotes may contain commas, line ends, and quotes
- * that are doubled; blanks belong to fields.
+ * Splits a record of comma-separated values (RFC 4180): a quoted field may contain commas, line breaks and doubled
+ * quotes; spaces are part of fields.
  */
 class CsvParser {
 public:
@@ -21,8 +21,8 @@ public:
     enum class Result { Complete, Incomplete, Bad };
 
     /**
-     * Adds a line, without its line end, of which a CR is a part that is dropped. Incomplete: the record goes on with
-     * the next line.
+     * Adds a line, without its line feed; a CR at its end is dropped. Incomplete: the record continues on the next
+     * line.
      */
     [[nodiscard]] Result add(const QByteArray& line);
     /** Forgets the record; the next line begins another one. */

@@ -6,11 +6,11 @@ ImportSource::Result CsvSource::begin(const KeyNames& keys)
 {
     const Result result = readRecord();
     if (result == Result::End || result == Result::Empty)
-        return refuse("the first line is no header line");
+        return refuse("the first line is not a header line");
     if (result != Result::Item)
         return result;
     std::vector<CsvParser::Field> cells = parser_.fields();
-    if (cells.front().text.startsWith("\xef\xbb\xbf")) // some programs begin every text with this mark of UTF-8
+    if (cells.front().text.startsWith("\xef\xbb\xbf")) // the byte order mark, which some programs write
         cells.front().text.remove(0, 3);
     const std::string error = columns_.readHeader(cells, keys);
     return error.empty() ? Result::Item : refuse(error);
@@ -25,7 +25,7 @@ ImportSource::Result CsvSource::next(QByteArray* item)
     return error.empty() ? Result::Item : refuse(error);
 }
 
-/** Item stands for a record, whatever it holds. */
+/** Result::Item means a record, whatever it contains. */
 ImportSource::Result CsvSource::readRecord()
 {
     parser_.reset();

@@ -16,7 +16,7 @@ struct Parts {
 
 long long exponentOf(const QString& text)
 {
-    // Far beyond the number of digits that a text can have, so that adding that number cannot overflow.
+    // Far beyond the number of digits that a text can have; small enough that adding that number cannot overflow.
     constexpr long long Most = std::numeric_limits<long long>::max() / 2;
     bool fits = false;
     const long long exponent = text.toLongLong(&fits);

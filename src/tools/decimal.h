@@ -3,7 +3,7 @@
 
 #include <QString>
 
-/** Exact comparison of the texts of numbers, which may have more digits than any type of the machine. Pure. */
+/** Exact comparison of numbers as text, which may have more digits than any built-in type. Pure. */
 namespace Decimals {
 
 /** Less than, equal to or greater than 0, as `a` is to `b`. Both are decimal numbers: "-17", "1.50", "2e-3". */

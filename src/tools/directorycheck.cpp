@@ -71,7 +71,7 @@ std::string DirectoryCheck::run()
     return Interruption::requested() ? "interrupted" : std::string();
 }
 
-/** Finds out whether the directory can be checked, and what is in it. */
+/** Determines whether the directory can be checked, and what is in it. */
 std::string DirectoryCheck::lookAt()
 {
     const std::string given = directory_.string();
@@ -83,12 +83,12 @@ std::string DirectoryCheck::lookAt()
         return given + " is not a directory";
     for (const char* name : {BackupNames::Marker, BackupNames::ListFile, BackupNames::UnfinishedListFile}) {
         if (fs::exists(directory_ / name, error))
-            return given + " holds a backup; quorvactl restore checks it";
+            return given + " contains a backup; quorvactl restore checks it";
     }
     std::string config;
     (void)Base::readFile(directory_ / BerkeleyDbNames::ConfigFile, &config); // there may be none
     if (RestoreTarget::isGuard(config))
-        return "a restore to " + given + " has not come to its end";
+        return "a restore to " + given + " has not finished";
     if (const int rc = lock_.lock(directory_)) {
         return rc == EWOULDBLOCK
                    ? given + " is open in a server, or another command uses it; quorvactl delete-table closes it"
@@ -99,7 +99,7 @@ std::string DirectoryCheck::lookAt()
     return databases_.empty() && logs_.empty() ? "there are no tables in " + given : std::string();
 }
 
-/** A damaged file may not be recognisable, so the names of tables' files count as well. */
+/** A damaged file may not be recognisable by its content, so a table's file name is sufficient. */
 void DirectoryCheck::findFiles(const fs::path& below)
 {
     std::vector<std::string> unrecognised;

@@ -16,20 +16,20 @@ namespace Ctl {
 
 /**
  * Checks the content of an environment's directory that no server has open, and keeps servers out of it meanwhile. The
- * directory is not changed: its files are copied, and the log is applied to the copy, as a server would do that opens
- * the directory. Then every database file is verified, and every record read.
+ * directory is not changed: its files are copied, and the log is applied to the copy, as a server would when it opens
+ * the directory. Then every database file is verified, and every record is read.
  */
 class DirectoryCheck {
 public:
     using Progress = std::function<void(const char* step, std::size_t done, std::size_t all)>;
 
-    /** `above`: where the copy is made. */
+    /** `above`: the directory in which the copy is made. */
     DirectoryCheck(std::filesystem::path directory, std::filesystem::path above, TableFileCheck::Report report,
                    Progress progress);
 
     /**
-     * Returns an empty string if everything could be checked, whatever was found, or else why not. Ends early when an
-     * Interruption is requested. Call once.
+     * Returns an empty string if everything could be checked, whatever was found; otherwise the reason. Ends early when
+     * an Interruption is requested. Call once.
      */
     [[nodiscard]] std::string run();
 

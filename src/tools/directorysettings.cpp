@@ -41,20 +41,20 @@ std::vector<Setting> settings(std::optional<std::uint64_t> cacheBytes)
         {"# A commit writes the log and then flushes it, instead of writing it synchronously. It is on disk either "
          "way.",
          "log_set_config db_log_dsync", "off"},
-        {"# The cache of database pages: GiB, bytes in addition, number of pieces.", "set_cachesize",
+        {"# The cache of database pages: GiB, plus bytes, number of pieces.", "set_cachesize",
          cacheValue(cacheBytes.value_or(DefaultCacheBytes)), cacheBytes.has_value()},
         {"# The size of a log file in bytes. At least 4 MiB, which is four times the log's buffer.", "set_lg_max",
          "41943040"},
-        {"# The next log file is made while one is written, so that a flush has no growing file to note. For the "
+        {"# The next log file is prepared while one is being written, so that a flush need not extend a file. For the "
          "server.",
          std::string(ServerSettings::Mark) + ' ' + ServerSettings::PrepareLogFiles, "on"},
-        {"# Log files that are not needed are removed, unless a backup wants them. For the server; Berkeley DB skips "
+        {"# Log files that are not needed are removed, unless a backup needs them. For the server; Berkeley DB ignores "
          "it.",
          std::string(ServerSettings::Mark) + ' ' + ServerSettings::RemoveUnneededLogs, "on"},
     };
 }
 
-/** The line with one blank between words and none around them. */
+/** The line with single spaces between words and none around them. */
 std::string normalised(const std::string& line)
 {
     std::istringstream words(line);
@@ -73,7 +73,7 @@ std::vector<std::string> linesOf(std::string_view text)
     return lines;
 }
 
-/** Replaces the lines of a setting; the last one was in effect. */
+/** Replaces the last line of a setting, which is the one in effect. */
 void replace(const Setting& setting, std::vector<std::string>* lines, Merged* merged)
 {
     const auto isOld = [&](const std::string& line) { return normalised(line).starts_with(setting.name + ' '); };
@@ -85,7 +85,7 @@ void replace(const Setting& setting, std::vector<std::string>* lines, Merged* me
     }
     if (!setting.replaces || normalised(*last) == setting.line())
         return;
-    merged->changed.push_back(normalised(*last) + " by " + setting.line());
+    merged->changed.push_back(normalised(*last) + " with " + setting.line());
     *last = setting.line();
 }
 
@@ -112,13 +112,13 @@ std::string readCacheSize(const std::string& text, std::uint64_t* bytes)
     constexpr std::string_view Units = "KMG";
     const std::size_t power = unit == end ? 0 : Units.find(*unit) + 1; // 0 also for an unknown unit
     if (error == std::errc::invalid_argument || (unit != end && (power == 0 || unit + 1 != end)))
-        return "\"" + text + "\" is no size; it is a number of bytes, or a number followed by K, M or G";
+        return "\"" + text + "\" is not a size; use a number of bytes, or a number followed by K, M or G";
     if (error == std::errc() && number << (10 * power) >> (10 * power) == number)
         number <<= 10 * power;
     else
         number = UINT64_MAX;
     if (number < LeastCacheBytes)
-        return "a cache of " + text + " is too small; 1M is the least";
+        return "a cache of " + text + " is too small; the minimum is 1M";
     const std::uint64_t memory =
         static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
     if (number > memory)

@@ -13,21 +13,21 @@ namespace DirectorySettings {
 struct Merged {
     std::string text;                 // of the whole file
     std::vector<std::string> added;   // the lines without comments
-    std::vector<std::string> changed; // "OLD LINE by NEW LINE"
+    std::vector<std::string> changed; // "OLD LINE with NEW LINE"
 
     bool isSame() const { return added.empty() && changed.empty(); }
 };
 
 /**
  * Adds the settings of a directory for tables to the text of a DB_CONFIG, which is empty for a new directory. Existing
- * lines stay, whatever value they give a setting: somebody chose it. Only `cacheBytes` replaces the size of the cache,
- * which is otherwise set to 64 MiB if the text does not set it.
+ * lines are kept, whatever their values: somebody chose them. Only `cacheBytes` replaces the size of the cache, which
+ * is otherwise set to 64 MiB if the text does not set it.
  */
 Merged merge(std::string_view text, std::optional<std::uint64_t> cacheBytes);
 
 /**
- * Reads a size: a whole number of bytes, or one of KiB, MiB or GiB, followed by K, M or G. Returns an empty string, or
- * why it is not a size of a cache that an environment on this machine can have.
+ * Parses a size: a whole number of bytes, or of KiB, MiB or GiB if followed by K, M or G. Returns an empty string, or
+ * why it is not a valid cache size for an environment on this machine.
  */
 [[nodiscard]] std::string readCacheSize(const std::string& text, std::uint64_t* bytes);
 

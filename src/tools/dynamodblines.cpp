@@ -6,7 +6,7 @@ namespace Ctl {
 
 namespace {
 
-/** Removes a token from the beginning of a text, with the blanks around it. Returns false when it is not there. */
+/** Removes a token from the beginning of a text, with the white space around it. Returns false if it is not there. */
 bool takeToken(QByteArrayView* text, QByteArrayView token)
 {
     *text = text->trimmed();
@@ -16,7 +16,7 @@ bool takeToken(QByteArrayView* text, QByteArrayView token)
     return true;
 }
 
-/** The text of the item on a line, which is checked no further; empty when there is none. */
+/** The text of the item on a line, which is not checked any further; empty if there is none. */
 QByteArrayView itemOn(QByteArrayView line)
 {
     if (!takeToken(&line, "{") || !takeToken(&line, "\"Item\"") || !takeToken(&line, ":") || !line.endsWith('}'))

@@ -6,8 +6,8 @@
 namespace Ctl {
 
 /**
- * Items in the form in which the hosted service that has this API exports and imports tables: {"Item":{...}}, one per
- * line, the item being the same JSON as elsewhere. Lines of blanks count as empty.
+ * Items in the format in which the hosted service with this API exports and imports tables: {"Item":{...}}, one per
+ * line; the item is the same JSON as elsewhere. Lines of white space count as empty.
  */
 class DynamodbLines : public ImportSource {
 public:

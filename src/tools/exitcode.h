@@ -18,7 +18,7 @@ inline constexpr const char* ExitCodeHelp =
     "Exit status:\n"
     "  0   success: the reply's \"__rc\" is 200, or the command did its work\n"
     "  1   the reply is an error, or the command failed\n"
-    "  2   no reply was received, or it could not be printed; standard error tells why\n"
+    "  2   no reply was received, or it could not be printed; standard error has the reason\n"
     "  64  the command line is wrong, or an argument is unusable; nothing was written";
 
 } // namespace Ctl

@@ -45,7 +45,7 @@ ExportCommand::ExportCommand(CLI::App* app)
 
 int ExportCommand::run(const ServerAddress& server)
 {
-    const auto told = [](const std::string& error, int code) {
+    const auto report = [](const std::string& error, int code) {
         if (error.empty())
             return int{ExitOk};
         complain(error);
@@ -56,23 +56,23 @@ int ExportCommand::run(const ServerAddress& server)
             return std::printf("%s\n", line.constData()) < 0 ? int{ExitNoReply} : int{ExitOk};
         });
         const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-        return written ? code : told("cannot write standard output", ExitNoReply);
+        return written ? code : report("cannot write standard output", ExitNoReply);
     }
     const Interruption interruption;
     OutputFile file(file_);
-    if (const int code = told(file.open(), ExitErrorReply))
+    if (const int code = report(file.open(), ExitErrorReply))
         return code;
     const int code = read(server, [&](const QByteArray& line) {
         if (Interruption::requested())
-            return told("export stopped: interrupted", ExitErrorReply);
-        return told(file.writeLine(line), ExitErrorReply);
+            return report("export stopped: interrupted", ExitErrorReply);
+        return report(file.writeLine(line), ExitErrorReply);
     });
-    return code != ExitOk ? code : told(file.commit(), ExitErrorReply);
+    return code != ExitOk ? code : report(file.commit(), ExitErrorReply);
 }
 
 int ExportCommand::read(const ServerAddress& server, const LineSink& sink) const
 {
-    const bool mixes = file_ == "-" && ::isatty(STDOUT_FILENO) != 0; // with the items, on one terminal
+    const bool mixes = file_ == "-" && ::isatty(STDOUT_FILENO) != 0; // progress and items would mix on one terminal
     ProgressBar progress(Partitions::Count, progress_ ? ProgressBar::When::Always
                                             : mixes   ? ProgressBar::When::Never
                                                       : ProgressBar::When::OnTerminal);
@@ -88,7 +88,7 @@ int ExportCommand::read(const ServerAddress& server, const LineSink& sink) const
         if (const int code = sink(format_ == ItemFormat::DynamodbJson ? DynamodbLines::lineOf(line) : line))
             return code;
         ++items;
-        // A scan reads one data file after the other, and hash keys are spread evenly over them.
+        // A scan reads one data file after another, and hash keys are spread evenly over them.
         if (progress.isEnabled())
             progress.show(items, partitionOf(keyText(item, keys.hash)));
         return int{ExitOk};

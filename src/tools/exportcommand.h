@@ -18,7 +18,7 @@ public:
     int run(const ServerAddress& server) override;
 
 private:
-    /** Receives a line of the file and returns an exit code, any of which but ExitOk ends the export. */
+    /** Receives a line of the file and returns an exit code; any but ExitOk ends the export. */
     using LineSink = std::function<int(const QByteArray& line)>;
 
     int read(const ServerAddress& server, const LineSink& sink) const;
@@ -27,7 +27,7 @@ private:
     std::string file_ = "-"; // standard output
     ItemFormat format_ = ItemFormat::Json;
     PageOptions options_;
-    bool progress_ = false; // show it in any case
+    bool progress_ = false; // show it even without a terminal
 };
 
 } // namespace Ctl

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-/** A server's failed requests for people. */
+/** A server's failed requests in readable form. */
 namespace FailedRequestText {
 
-/** A table of those in a status; or a sentence that there are none. */
+/** A table of those in a status, or a sentence that there are none. */
 std::vector<std::string> lines(const Client::ServerStatus& status);
 
 } // namespace FailedRequestText

@@ -9,7 +9,7 @@
 
 namespace Ctl {
 
-/** Computes the checksum of the first bytes of a file that is read from its beginning. */
+/** Computes the checksum of the first bytes of a file while it is read from the beginning. */
 class LeadingChecksum {
 public:
     explicit LeadingChecksum(std::uint64_t size) : missing_(size) {}
@@ -21,7 +21,7 @@ public:
         missing_ -= bytes.size();
     }
 
-    /** Also false when the file had fewer bytes. */
+    /** Also false if the file had fewer bytes. */
     bool is(std::uint64_t checksum) const { return missing_ == 0 && checksum_.value() == checksum; }
 
 private:

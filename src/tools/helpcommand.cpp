@@ -33,7 +33,7 @@ int HelpCommand::run(const ServerAddress&)
         described = meant.front();
         name += ' ' + word;
     }
-    // help() itself would describe the command that was chosen, which is this one.
+    // help() of the program would describe the chosen command, which is this one.
     const std::string text = app_->get_formatter()->make_help(described, name, CLI::AppFormatMode::Normal);
     return printText(QByteArray::fromStdString(text));
 }

@@ -9,7 +9,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr int MostRefusedInARow = 100; // with a full disk everything is refused, and the rest is better kept for later
+constexpr int MostRefusedInARow = 100; // with a full disk everything is refused, and continuing is pointless
 
 } // namespace
 
@@ -27,7 +27,7 @@ void ImportAccount::addRefused(long long line, const std::string& reason)
 void ImportAccount::setStored(long long line, long long request)
 {
     lines_.setStored(line);
-    // An item that another connection sent before the refusal proves nothing: the server may still have worked then.
+    // An item that another connection sent before the refusal proves nothing: the server may still have accepted items.
     if (refusedInARow_ > 0 && request > lastOfRefusal_) {
         refusedInARow_ = 0;
         lines_.confirmRefused();

@@ -9,15 +9,15 @@
 namespace Ctl {
 
 /**
- * What an import has done: the fate of each line, the mark that the next run starts from, and the messages about both.
- * It also ends an import whose items the server refuses one after the other.
+ * Keeps account of an import: the outcome of each line, the mark that the next run starts from, and the messages about
+ * both. It also stops an import when the server refuses too many items in a row.
  */
 class ImportAccount {
 public:
-    /** `table` and `input` are names for messages, `mark` is how far an earlier import of the same input got. */
+    /** `table` and `input` are names for messages; `mark` is how far an earlier import of the same input got. */
     ImportAccount(std::string table, std::string input, ImportState state, const ImportMark& mark);
 
-    /** The next line was read: it holds an item, nothing, or something that cannot be sent, for this reason. */
+    /** The next line was read: it contains an item, or nothing, or something that cannot be sent, for this reason. */
     void addItem() { lines_.addItem(); }
     void addEmpty() { lines_.addEmpty(); }
     void addRefused(long long line, const std::string& reason);
@@ -34,17 +34,17 @@ public:
     [[nodiscard]] int moveMark();
     [[nodiscard]] int saveMark();
 
-    /** Notes why the import has to stop. Returns `code`, for reportStop(). */
+    /** Records why the import has to stop, for reportStop(). Returns `code`. */
     [[nodiscard]] int stop(int code, std::string reason);
 
-    /** After stop(), once nothing is under way any more: reports how far it got and how to resume it. */
+    /** After stop(), once no request is outstanding: reports how far it got and how to resume it. */
     void reportStop();
     /** After the end of the input: removes the state, and reports how many items were refused. Returns an exit code. */
     [[nodiscard]] int reportEnd() const;
 
     bool isStopped() const { return !stopReason_.empty(); }
     long long itemsOfThisRun() const { return lines_.all().stored - begin_.stored; }
-    /** The number of lines that an earlier import was done with. */
+    /** The number of lines that an earlier import has completed. */
     long long linesBefore() const { return begin_.line; }
 
 private:

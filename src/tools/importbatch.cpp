@@ -12,7 +12,7 @@ namespace Ctl {
 
 namespace {
 
-// From here on, larger batches cost the server no less per item.
+// Beyond this, larger batches do not reduce the server's cost per item.
 constexpr std::size_t MostItems = 250;
 constexpr qsizetype MostBytes = 512 * 1024;
 

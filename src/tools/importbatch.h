@@ -22,9 +22,9 @@ class ImportBatch {
 public:
     bool isEmpty() const { return items_.empty(); }
     std::size_t size() const { return items_.size(); }
-    /** Whether an item with a text of so many bytes can be added. */
+    /** Whether an item of this size can be added. */
     bool hasRoomFor(qsizetype bytes) const;
-    /** Whether it is not worth waiting for more items. */
+    /** Whether it is large enough to be sent without waiting for more items. */
     bool isFull() const;
     /** Whether it contains an item with these keys: a request may write an item only once. */
     bool contains(const ItemKey& key) const { return keys_.contains(key); }

@@ -23,7 +23,7 @@ private:
     long long skip_ = 0;     // lines
     ItemFormat format_ = ItemFormat::Json;
     std::vector<std::string> types_; // of the columns of CSV
-    bool progress_ = false;          // show it in any case
+    bool progress_ = false;          // show it even without a terminal
 };
 
 } // namespace Ctl

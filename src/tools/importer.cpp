@@ -130,14 +130,14 @@ int Importer::transfer()
         }
         if (code != ExitOk)
             return code;
-        // The item counts as on its first line; while that is not done, its other lines do not move the mark.
+        // The item is counted on its first line; until that is done, its other lines do not move the mark.
         for (long long line = source_->firstLine(); line < source_->lastLine(); ++line)
             account_.addEmpty();
         progress_->show(account_.itemsOfThisRun(), source_->bytes() - skippedBytes_);
     }
 }
 
-/** Takes the replies that arrive before there is input. While the input pauses, everything that was read is sent. */
+/** Takes the replies that arrive before further input. While there is no input, everything read so far is sent. */
 bool Importer::awaitInput()
 {
     for (bool pauses = false;;) {
@@ -167,7 +167,7 @@ int Importer::take(const QByteArray& item)
     return lanes_.add(source_->firstLine(), item, key);
 }
 
-/** An input of another format is refused from its beginning to its end, which nobody has to read. */
+/** Stops early when the first items are all refused: every item of an input in another format would be. */
 int Importer::refuse(const std::string& reason)
 {
     account_.addRefused(source_->firstLine(), reason);
@@ -175,9 +175,8 @@ int Importer::refuse(const std::string& reason)
         return ExitOk;
     complain("import stopped: none of the first " + std::to_string(refusedBefore_) + " items of " + input_.name +
                  " can be stored",
-             {input_.format == ItemFormat::Csv
-                  ? "try: the types that the columns have, in the header or with --types"
-                  : "try: --format csv, if that is what it holds; or --skip, to leave lines out"});
+             {input_.format == ItemFormat::Csv ? "try: the types that the columns have, in the header or with --types"
+                                               : "try: --format csv, if that is its format; or --skip, to skip lines"});
     return ExitErrorReply;
 }
 

@@ -29,7 +29,7 @@ struct ImportInput {
 
 /**
  * Stores the items of an input in a table, as if each were a separate put, in order: of two items with the same keys,
- * the later one wins. An input that pauses is not waited for: what was read is sent.
+ * the later one wins. Does not wait for slow input: what has been read is sent.
  */
 class Importer {
 public:
@@ -57,7 +57,7 @@ private:
     ImportLanes lanes_;
     KeyNames keys_;
     const std::unique_ptr<ImportSource> source_;
-    bool hasItem_ = false;                // one that can be sent has been read
+    bool hasItem_ = false;                // an item that can be sent has been read
     int refusedBefore_ = 0;               // those before it
     int failure_ = 0;                     // the exit code of a failure while the input was awaited
     std::optional<ProgressBar> progress_; // set once the mark has been reached

@@ -16,7 +16,7 @@ namespace Ctl {
 
 namespace {
 
-constexpr unsigned Lanes = 4; // more gain little: with these, both sides are busy
+constexpr unsigned Lanes = 4; // more gain little: these keep both sides busy
 
 } // namespace
 
@@ -40,7 +40,7 @@ int ImportLanes::add(long long line, const QByteArray& text, const ItemKey& key)
     }
     account_->addItem();
     lane.next.add(line, text, key);
-    // The others as well: few items may go to the lane of the first line that is not done.
+    // Send the others as well: few items may go to the lane of the first line that is not done.
     return lane.next.isFull() && !lane.isBusy ? sendToIdle() : ExitOk;
 }
 
@@ -80,20 +80,20 @@ int ImportLanes::sendAll()
             return code;
         const auto busy = std::find_if(lanes_.cbegin(), lanes_.cend(), [](const Lane& lane) { return lane.isBusy; });
         if (busy == lanes_.cend())
-            return account_->moveMark(); // also behind lines without an item
+            return account_->moveMark(); // also past lines without an item
         if (const int code = waitFor(*busy))
             return code;
     }
 }
 
-/** Takes replies until that to the lane's batch has come. The next batch is on its way then if it was full. */
+/** Takes replies until the one to the lane's batch has arrived. The next batch has then been sent if it was full. */
 int ImportLanes::waitFor(const Lane& lane)
 {
     const long long request = lane.number;
     while (lane.isBusy && lane.number == request) {
         std::vector<pollfd> watched;
         watchReplies(&watched);
-        // With a time limit for replies, taking one is what watches it.
+        // With a time limit for replies, receiving one enforces it.
         if (waitsForever_ && ::poll(watched.data(), watched.size(), -1) < 0 && errno != EINTR)
             return account_->stop(ExitNoReply, std::string("cannot wait for replies: ") + std::strerror(errno));
         for (std::size_t i = 0; !waitsForever_ && i < lanes_.size(); ++i) {

@@ -33,7 +33,7 @@ public:
     /** Reads the key attributes of the table. Errors have been reported. */
     [[nodiscard]] int readKeys(KeyNames* keys) { return lanes_.front().session.readKeys(table_, keys); }
 
-    /** Adds the item of a line to the batch for its hash key, and sends what is full. */
+    /** Adds the item of a line to the batch for its hash key, and sends batches that are full. */
     [[nodiscard]] int add(long long line, const QByteArray& text, const ItemKey& key);
 
     /** Sends what was added over the connections that are idle. */
@@ -43,12 +43,12 @@ public:
 
     /** Adds one element for each connection, to wait for replies. */
     void watchReplies(std::vector<pollfd>* watched) const;
-    /** Takes the replies that have come according to `watched`, which begins with these elements. */
+    /** Takes the replies that have arrived according to `watched`, which begins with these elements. */
     [[nodiscard]] int takeReplies(const std::vector<pollfd>& watched);
 
     /**
-     * Takes the replies to what is under way, so that nothing of this import is written after its end, when the next
-     * one may have begun; with `arrived` only those that are there.
+     * Takes the replies to outstanding requests, so that this import writes nothing after its end, when the next one
+     * may have begun; with `arrived`, only the replies that have already arrived.
      */
     void settle(bool arrived);
 
@@ -60,7 +60,7 @@ private:
         ImportBatch next; // its items are being collected
         ImportBatch sent;
         long long number = 0; // of the last request
-        bool isBusy = false;  // the reply is awaited
+        bool isBusy = false;  // waiting for the reply
     };
 
     Lane& laneOf(const ItemKey& key);

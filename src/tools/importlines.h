@@ -9,25 +9,25 @@
 namespace Ctl {
 
 /**
- * What has become of the lines of an import. Batches complete in any order; the mark is at the end of the lines that
- * are done without a gap. Memory: one byte for each line from there to the last one that was read.
+ * The outcome of each line of an import. Batches complete in any order; the mark is the last line up to which all are
+ * done. Memory: one byte for each line from there to the last one that was read.
  */
 class ImportLines {
 public:
     explicit ImportLines(const ImportMark& mark) : mark_(mark), all_(mark) {}
 
-    /** The next line was read: it holds an item, which is to be settled. */
+    /** The next line was read: it contains an item, whose outcome is still open. */
     void addItem() { beyond_.push_back(Outcome::Open); }
-    /** The next line was read and holds none. */
+    /** The next line was read and contains none. */
     void addEmpty() { add(Outcome::Empty); }
     /** The next line was read and cannot be sent. */
     void addRefused();
 
     /** The item of a line was stored. */
     void setStored(long long line);
-    /** The server refused the item of a line. The mark stays in front of it until confirmRefused(). */
+    /** The server refused the item of a line. The mark stays before it until confirmRefused(). */
     void setRefused(long long line);
-    /** The server stores other items, so those that it refused are to blame and would be refused again. */
+    /** The server accepts other items, so the refused ones are themselves at fault and would be refused again. */
     void confirmRefused();
 
     /** The end of the lines that are done, with their counts. */
@@ -44,7 +44,7 @@ private:
 
     ImportMark mark_;
     ImportMark all_;             // `line` is not used
-    std::deque<Outcome> beyond_; // of the lines behind the mark
+    std::deque<Outcome> beyond_; // of the lines after the mark
     std::vector<long long> doubtful_;
 };
 

@@ -12,7 +12,7 @@
 
 namespace Ctl {
 
-/** The items in the input of an import, whatever its format. An item takes one line or more, and no line has two. */
+/** The items in the input of an import, in any format. An item takes one or more lines; no line has two items. */
 class ImportSource {
 public:
     enum class Result { Item, Empty, Refused, End, Interrupted, Failed };
@@ -24,27 +24,27 @@ public:
     ImportSource& operator=(const ImportSource&) = delete;
 
     /**
-     * Reads what precedes the items of a table with these keys. Any result but Item is that of the whole input; Refused
-     * leaves the reason in error().
+     * Reads what precedes the items of a table with these keys. Any result but Item is final for the whole input;
+     * Refused leaves the reason in error().
      */
     [[nodiscard]] virtual Result begin(const KeyNames& keys) = 0;
     /**
-     * Reads the next line or lines: an item, as JSON; nothing; or what cannot become an item, with the reason in
+     * Reads the next line or lines: an item, as JSON; nothing; or something that is not an item, with the reason in
      * error(), as after a failure.
      */
     [[nodiscard]] virtual Result next(QByteArray* item) = 0;
-    /** Passes over a line, which must be the last one of an item. */
+    /** Skips a line, which must be the last one of an item. */
     [[nodiscard]] Result skipLine();
 
     /** The numbers of the first and last line that the last next() read; the first line of the input is 1. */
     virtual long long firstLine() const { return lastLine(); }
     long long lastLine() const { return reader_.lineNumber(); }
-    /** Bytes of the input so far. */
+    /** Bytes of the input read so far. */
     qint64 bytes() const { return reader_.bytes(); }
     const std::string& error() const { return error_; }
 
 protected:
-    /** Reads a line. Item stands for a line, Refused for one that is too long. */
+    /** Reads a line. Item means a line, Refused one that is too long. */
     [[nodiscard]] Result readLine(QByteArray* line);
     Result refuse(std::string error);
 
@@ -53,7 +53,7 @@ private:
     std::string error_;
 };
 
-/** Items as JSON, one per line; lines of blanks count as empty. */
+/** Items as JSON, one per line; lines of white space count as empty. */
 class JsonLines : public ImportSource {
 public:
     using ImportSource::ImportSource;

@@ -14,8 +14,8 @@ struct ImportMark {
 
 /**
  * The file that keeps an import's mark between runs, as JSON: the table, the input and the mark. It is replaced
- * atomically, so it is readable whenever the tool ends. After a power failure it may be an older version, or
- * unreadable.
+ * atomically, so it is readable whenever the tool exits or is killed. After a power failure it may be an older version,
+ * or unreadable.
  */
 class ImportState {
 public:

@@ -14,7 +14,7 @@ namespace Ctl {
 
 namespace {
 
-/** Says what --force would change. */
+/** Reports what --force would change. */
 int leaveAlone(const std::string& given, const TableDirectory& directory)
 {
     std::vector<std::string> details;
@@ -30,10 +30,10 @@ int leaveAlone(const std::string& given, const TableDirectory& directory)
 } // namespace
 
 InitCommand::InitCommand(CLI::App* app)
-    : Command(app, "init", "Make a directory for tables; needs no server", "quorvactl init build/shop --cache 256M")
+    : Command(app, "init", "Create a directory for tables; needs no server", "quorvactl init build/shop --cache 256M")
 {
     parser()->fallthrough(false); // no server, no address
-    addDirectoryArgument(parser(), &directory_, "The directory; it is made, with those above it, if it does not exist");
+    addDirectoryArgument(parser(), &directory_, "The directory; it and missing directories above it are created");
     parser()->add_option("--cache", cache_,
                          "The size of the cache of database pages in bytes, or with K, M or G; 64M by default");
     parser()->add_flag("--force", force_,

@@ -9,7 +9,7 @@
 namespace Ctl {
 
 /**
- * "init [--cache SIZE] [--force] DIR": makes a directory for tables, with the settings that suit most disks. Needs no
+ * "init [--cache SIZE] [--force] DIR": creates a directory for tables, with settings that suit most disks. Needs no
  * server.
  */
 class InitCommand : public Command {

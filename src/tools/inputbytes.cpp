@@ -13,7 +13,7 @@ namespace Ctl {
 namespace {
 
 constexpr qsizetype PieceSize = 64 * 1024;
-constexpr char Magic[] = {'\x1f', '\x8b'}; // how gzip's files begin; neither UTF-8 nor JSON does
+constexpr char Magic[] = {'\x1f', '\x8b'}; // gzip's magic number, with which neither UTF-8 nor JSON can begin
 constexpr int GzipOnly = 15 + 16;          // zlib: the largest window, and gzip's header and trailer around the data
 
 } // namespace
@@ -43,7 +43,7 @@ InputBytes::Result InputBytes::next(QByteArray* piece)
     return Result::Bytes;
 }
 
-/** Replaces `bytes`; the descriptor's bytes are used from its beginning. */
+/** Replaces `bytes`; bytes are consumed from the descriptor's current position. */
 InputBytes::Result InputBytes::read(QByteArray* bytes)
 {
     for (;;) {
@@ -119,7 +119,7 @@ InputBytes::Result InputBytes::inflated(QByteArray* piece)
     }
 }
 
-/** Behind compressed data: more of it follows, or zeros, with which some media fill their blocks. */
+/** After compressed data: more of it may follow, or zeros, with which some media pad their blocks. */
 InputBytes::Result InputBytes::endOfMember()
 {
     while (position_ < input_.size() && input_[position_] == '\0')

@@ -13,16 +13,16 @@ struct z_stream_s;
 namespace Ctl {
 
 /**
- * The bytes of a descriptor, decompressed if they are gzip: what begins like a file of gzip's is one, whatever its name
- * is. It may consist of several, one after the other, as gzip itself reads them. Memory: two buffers of 64 KiB.
+ * The bytes of a descriptor, decompressed if they begin with gzip's magic number, whatever the file's name. The input
+ * may consist of several concatenated gzip members, as gzip itself accepts. Memory: two buffers of 64 KiB.
  */
 class InputBytes {
 public:
     enum class Result { Bytes, End, Interrupted, Failed };
 
     /**
-     * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false when an
-     * interruption comes before the descriptor is readable.
+     * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false if an
+     * interruption arrives before the descriptor is readable.
      */
     InputBytes(int descriptor, std::function<bool()> wait);
     ~InputBytes();
@@ -48,8 +48,8 @@ private:
     const int descriptor_;
     const std::function<bool()> wait_;
     QByteArray input_;        // read from the descriptor
-    qsizetype position_ = 0;  // of the first byte of it that has not been used
-    bool recognized_ = false; // whether the beginning has been looked at
+    qsizetype position_ = 0;  // of its first unconsumed byte
+    bool recognized_ = false; // whether the beginning has been examined
     bool inMember_ = false;   // between the header and the trailer of compressed data
     std::unique_ptr<z_stream_s> stream_;
     qint64 bytesRead_ = 0;

@@ -35,7 +35,7 @@ Interruption::Interruption()
 {
     wasRequested = 0;
     int ends[2] = {-1, -1};
-    (void)!::pipe2(ends, O_CLOEXEC | O_NONBLOCK); // ignored: then only its descriptor ends a wait
+    (void)!::pipe2(ends, O_CLOEXEC | O_NONBLOCK); // ignored: without the pipe, only the watched descriptors end a wait
     readEnd = Base::Descriptor(ends[0]);
     writeEnd = Base::Descriptor(ends[1]);
     struct sigaction action = {};

@@ -20,11 +20,11 @@ public:
 
     static bool requested();
     /**
-     * Like poll(), with a timeout in milliseconds; -1 is none. Returns false when an interruption came first. A failure
-     * counts as readiness of all descriptors, since using them reports it.
+     * Like poll(), with a timeout in milliseconds; -1 is none. Returns false if an interruption came first. A failure
+     * counts as readiness of all descriptors, since using them will report it.
      */
     [[nodiscard]] static bool wait(std::vector<pollfd>* watched, int timeout);
-    /** Waits until the descriptor is readable or at its end. Returns false when an interruption came first. */
+    /** Waits until the descriptor is readable or at its end. Returns false if an interruption came first. */
     [[nodiscard]] static bool waitReadable(int descriptor);
 };
 

@@ -12,7 +12,7 @@ namespace Ctl {
 
 namespace {
 
-/** What strings and binary values are compared by. */
+/** The bytes by which strings and binary values are compared. */
 QByteArray bytesOf(const QString& type, const QVariant& value)
 {
     const QByteArray text = value.toString().toUtf8();
@@ -129,7 +129,7 @@ bool ItemFilter::holds(const Condition& condition, const QVariant& attribute)
 {
     if (condition.test == Test::Present || condition.test == Test::Absent)
         return condition.test == Test::Present;
-    if (!checkValue(attribute).empty()) // tables may hold anything
+    if (!checkValue(attribute).empty()) // tables may contain anything
         return condition.test == Test::NotEqual;
     const QVariantMap typed = attribute.toMap();
     const QString& type = typed.firstKey();
@@ -153,7 +153,7 @@ bool ItemFilter::holds(const Condition& condition, const QVariant& attribute)
         return compareScalars(type, value, condition.value) >= 0;
     case Test::BeginsWith:
         return bytesOf(type, value).startsWith(bytesOf(type, condition.value));
-    default: // Contains; a number has no parts
+    default: // Contains, which is undefined for numbers
         return type != u"N" && bytesOf(type, value).contains(bytesOf(type, condition.value));
     }
 }

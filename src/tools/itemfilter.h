@@ -14,10 +14,10 @@ namespace Ctl {
  * The conditions of --filter on the attributes of an item, all of which must hold. They are checked here and not by the
  * server, whose filters test keys only, and whose numbers are 64-bit integers; here they are exact.
  *
- *     NAME=VALUE NAME!=VALUE       the same value, of the same type; or an attribute with another one
+ *     NAME=VALUE NAME!=VALUE       the same value and type; or an attribute with another value or type
  *     NAME<VALUE <= > >=           S, N and B: strings and bytes in the order of their bytes
  *     NAME^=VALUE                  S and B: begins with
- *     NAME*=VALUE                  S and B: contains; sets: have this element
+ *     NAME*=VALUE                  S and B: contains; sets: has this element
  *     NAME  !NAME                  there is such an attribute, or none
  *     {"NAME": VALUE, ...}         the same as =, for names with one of these characters
  *

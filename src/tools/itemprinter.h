@@ -16,7 +16,7 @@ class Option;
 
 namespace Ctl {
 
-/** Prints items on standard output, in one of the forms that people read. */
+/** Prints items on standard output, in one of the forms for people. */
 class ItemPrinter {
 public:
     ItemPrinter() = default;
@@ -38,8 +38,8 @@ struct ItemForm {
     /** Returns the two options. */
     std::vector<CLI::Option*> declare(CLI::App* command);
     /**
-     * The printer of the chosen form, which is not that of one line per item. The keys come first, then the attributes
-     * of `order`, then the others.
+     * The printer of the chosen form, which must not be that of one line per item. The keys come first, then the
+     * attributes of `order`, then the others.
      */
     std::unique_ptr<ItemPrinter> makePrinter(const KeyNames& keys, const std::vector<std::string>& order) const;
     bool isLines() const { return !pretty && !table; }

@@ -20,7 +20,7 @@ QString textOfElement(const QString& text)
     return text.isEmpty() ? QStringLiteral("\"\"") : TerminalText::escaped(text);
 }
 
-/** A value as the table shows it: without its type, except for one that has none of the usual ones. */
+/** A value as the table shows it: without its type, unless that is none of the usual ones. */
 QString textOfValue(const QVariant& value)
 {
     const QVariantMap typed = value.toMap();
@@ -39,7 +39,7 @@ std::string cellOf(const QString& text)
     return TerminalText::cut(text, ItemTable::MostColumns).toStdString();
 }
 
-/** The attribute's column: numbers stand at the right. */
+/** The attribute's column: numbers are right-aligned. */
 TextColumns::Column columnOf(const QString& name, const std::vector<QVariantMap>& items)
 {
     const bool isNumeric = std::all_of(items.begin(), items.end(), [&](const QVariantMap& item) {

@@ -17,8 +17,8 @@ namespace Ctl {
  *     --------  -------  -----------  -----
  *     abc       2012-01  {new, paid}     17
  *
- * Control characters are escaped, values of more than MostColumns are cut, and numbers stand at the right. Widths need
- * all rows, so a table has at most MostRows; the next one follows after an empty line.
+ * Control characters are escaped, values wider than MostColumns are truncated, and numbers are right-aligned. Column
+ * widths depend on all rows, so a table has at most MostRows; the next one follows after an empty line.
  */
 class ItemTable : public ItemPrinter {
 public:

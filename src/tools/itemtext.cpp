@@ -73,7 +73,7 @@ std::string checkItem(const QVariantMap& item, const KeyNames& keys, qsizetype t
     if (keyText(item, keys.hash).size() + keyText(item, keys.range).size() > Limits::KeyCharacters)
         return "the two keys are longer than " + std::to_string(Limits::KeyCharacters) +
                " characters together; queries and scans that reach them would fail";
-    if (textSize <= Limits::ItemBytes / 2) // leaves room for numbers that get longer when the server rewrites them
+    if (textSize <= Limits::ItemBytes / 2) // leaves room for numbers that become longer when the server rewrites them
         return {};
     return checkStoredSize(item, keys);
 }

@@ -19,7 +19,7 @@ namespace Ctl {
 
 /**
  * Returns an empty string, or why an item cannot be stored or read back: it must have its keys, as strings that the
- * server accepts. `textSize` is an upper bound for the size of the item's JSON, so that small items need not be
+ * server accepts. `textSize` is an upper bound of the size of the item's JSON, so that small items need not be
  * measured.
  */
 [[nodiscard]] std::string checkItem(const QVariantMap& item, const KeyNames& keys, qsizetype textSize);

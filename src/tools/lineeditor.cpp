@@ -41,7 +41,7 @@ LineEditor::LineEditor(Completer complete) : complete_(std::move(complete))
     history_ = history_init();
     HistEvent event;
     ::history(history_, &event, H_SETSIZE, static_cast<int>(ShellHistory::MostLines));
-    ::history(history_, &event, H_SETUNIQUE, 1); // a line that is repeated counts once
+    ::history(history_, &event, H_SETUNIQUE, 1); // a repeated line is stored once
     el_set(editor_, EL_CLIENTDATA, this);
     el_set(editor_, EL_PROMPT, &LineEditor::onPrompt);
     el_set(editor_, EL_HIST, &::history, history_);
@@ -74,7 +74,7 @@ LineEditor::Result LineEditor::read(const std::string& prompt, std::string* line
     prompt_ = prompt;
     cancelled_ = false;
     int size = 0;
-    el_set(editor_, EL_PREP_TERM, 1); // el_gets() does so after the prompt only, when a Ctrl-C may have come already
+    el_set(editor_, EL_PREP_TERM, 1); // el_gets() does so only after the prompt, when a Ctrl-C may already have arrived
     const char* text = el_gets(editor_, &size);
     if (cancelled_)
         return Result::Cancelled;

@@ -12,8 +12,8 @@ struct history;
 namespace Ctl {
 
 /**
- * Reads lines from a terminal that can be edited, with a history and completion. It uses libedit: its licence, BSD's,
- * asks nothing of the program, while readline's would.
+ * Reads editable lines from a terminal, with a history and completion. It uses libedit, whose BSD licence puts no
+ * conditions on the program, unlike that of readline.
  */
 class LineEditor {
 public:
@@ -21,7 +21,7 @@ public:
 
     /** What the completion key does. */
     struct Completion {
-        std::size_t begin = 0;          // of the word to complete, in the text in front of the cursor
+        std::size_t begin = 0;          // of the word to complete, in the text before the cursor
         std::string text;               // what replaces it
         std::vector<std::string> words; // to show, when it can be completed in several ways
     };
@@ -32,10 +32,10 @@ public:
     LineEditor(const LineEditor&) = delete;
     LineEditor& operator=(const LineEditor&) = delete;
 
-    /** Adds a line to those that the arrow keys bring back. */
+    /** Adds a line to those that the arrow keys recall. */
     void remember(const std::string& line);
 
-    /** Reads a line, without its line end. Ctrl-C cancels it; Ctrl-D on an empty one is the end. */
+    /** Reads a line, without its line feed. Ctrl-C cancels it; Ctrl-D on an empty line is the end of input. */
     [[nodiscard]] Result read(const std::string& prompt, std::string* line);
 
 private:

@@ -20,22 +20,22 @@ public:
     enum class Result { Line, TooLong, End, Interrupted, Failed };
 
     /**
-     * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false when an
-     * interruption comes before the descriptor is readable.
+     * The caller keeps ownership of the descriptor. `wait` is called before each read and returns false if an
+     * interruption arrives before the descriptor is readable.
      */
     LineReader(int descriptor, std::function<bool()> wait) : input_(descriptor, std::move(wait)) {}
     /** Waits without doing anything else. */
     explicit LineReader(int descriptor);
 
     /**
-     * Reads the next line, without its line end, which the last one may lack. A TooLong line is counted, but its text
-     * is not returned. After a failure, error() tells why.
+     * Reads the next line, without its line feed, which may be missing on the last one. A TooLong line is counted, but
+     * its text is not returned. After a failure, error() has the reason.
      */
     [[nodiscard]] Result next(QByteArray* line);
 
     /** The number of the last line read; the first one is 1. */
     long long lineNumber() const { return lineNumber_; }
-    /** Bytes of the descriptor that all lines so far took; compressed ones are counted as they are read. */
+    /** Bytes of the descriptor taken by all lines so far; compressed bytes are counted when they are read. */
     qint64 bytes() const { return input_.isCompressed() ? input_.bytesRead() : bytes_; }
     const std::string& error() const { return input_.error(); }
 

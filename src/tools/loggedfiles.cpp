@@ -7,7 +7,7 @@ namespace Ctl {
 void LoggedFiles::take(std::string_view record)
 {
     const std::uint32_t transaction = LogRecords::transactionOf(record);
-    if (LogRecords::beginsTransaction(record)) // the number may be that of one that a crash has undone
+    if (LogRecords::beginsTransaction(record)) // the number may have been used by one that a crash has undone
         pending_.erase(transaction);
     if (LogRecords::commitTime(record)) {
         for (const Event& event : takeEvents(transaction))

@@ -13,8 +13,8 @@
 namespace Ctl {
 
 /**
- * Which database files exist according to a log, which is read from its beginning: those that it has as open or
- * created, and that nobody has removed. What a transaction did counts from its commit on.
+ * Which database files exist according to a log, which is read from its beginning: those that it records as opened or
+ * created, and not as removed. A transaction's events count once it commits.
  */
 class LoggedFiles {
 public:

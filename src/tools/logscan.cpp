@@ -80,7 +80,7 @@ int read(const fs::path& path, const Visit& visit, File* file)
                 return 0;
             file->previous = header.previous;
         } else if (header.previous != file->last) {
-            return 0; // bytes of something else
+            return 0; // not a log record
         }
         file->last = static_cast<std::uint32_t>(offset);
         file->end = offset + header.length;

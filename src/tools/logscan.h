@@ -12,8 +12,8 @@
 #include <string_view>
 
 /**
- * Reads log files without Berkeley DB: it opens them for writing, and only together. Checks how the records follow on
- * each other, not their checksums. Read-only; also for files that are still being written.
+ * Reads log files without Berkeley DB, which opens them for writing, and only as a complete set. Checks that each
+ * record refers to the one before it, but not the checksums. Read-only; also for files that are still being written.
  */
 namespace LogScan {
 
@@ -28,11 +28,11 @@ struct Position {
 struct File {
     std::uint32_t previous = 0; // where the last record of the file before it begins
     std::uint32_t last = 0;     // where its own last record begins
-    std::uint64_t end = 0;      // where its records end; 0: it is no log file
+    std::uint64_t end = 0;      // where its records end; 0: it is not a log file
     bool isFollowedBy(const File& next) const { return end != 0 && next.end != 0 && next.previous == last; }
 };
 
-/** Called with the offset of each record and the first bytes of its content; LogRecords knows what they say. */
+/** Called with the offset of each record and the first bytes of its content; LogRecords interprets them. */
 using Visit = std::function<void(std::uint64_t offset, std::string_view content)>;
 
 /** Returns 0 or an errno value. */
@@ -43,12 +43,11 @@ struct Commits {
     std::optional<std::time_t> latest;       // the latest time of all of them
     std::optional<std::time_t> latestInCopy; // of those before the end of the copy
     std::optional<std::time_t> latestKept;   // of those before `cut`
-    std::optional<Position> cut;             // the first one after the copy that is later than the time asked for
+    std::optional<Position> cut;             // the first one after the copy that is later than the requested time
 };
 
-/**
- * Reads the log files, which are by number and without a gap, with `endOfCopy`, and `until`, the time asked for. A
- * clock that was set back gives a commit an earlier time than those before it: what counts is the first one that is
+/** Finds the commits around `endOfCopy` and around `until`, the requested time, in log files by number and without a
+ * gap. A clock that was set back gives a commit an earlier time than those before it: `cut` is the first one that is
  * later than `until`, so that the log up to there is the state of one instant. Returns 0 or an errno value, with
  * `failed` set.
  */

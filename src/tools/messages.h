@@ -21,7 +21,7 @@ void complain(const std::string& message, const std::vector<std::string>& detail
 /** Complains, and returns ExitErrorReply. */
 int fail(const std::string& message, const std::vector<std::string>& details = {});
 
-/** Prints what is wrong with the command line, if anything is. ExitUsage then, else ExitOk. */
+/** Reports an error in the command line. Returns ExitUsage, or ExitOk if `error` is empty. */
 [[nodiscard]] int refuse(const std::string& error);
 
 /** "WHAT: the reason", for an error code of the system. */
@@ -29,11 +29,11 @@ std::string withReason(const std::string& what, int error);
 
 /** "1 item", "2 items". */
 std::string counted(long long number, const std::string& noun);
-/** The same for a noun whose plural has another form than with an "s". */
+/** The same for a noun whose plural is irregular. */
 std::string counted(long long number, const std::string& noun, const std::string& plural);
 
 /**
- * Prints a line for people on standard output, in which names may have any characters (TerminalText::printable).
+ * Prints a line of readable text on standard output; names in it may have any characters (TerminalText::printable).
  * Returns like printLine().
  */
 [[nodiscard]] int say(const std::string& text);

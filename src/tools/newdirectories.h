@@ -7,16 +7,16 @@
 
 namespace Ctl {
 
-/** Makes a directory, and removes it again if nothing comes of it. */
+/** Creates a directory, and can remove it again if the operation that needs it fails. */
 class NewDirectories {
 public:
     /**
-     * Makes a directory unless it exists, with those above it that are missing. Returns an empty string or an error
-     * message; then nothing is left of it.
+     * Creates a directory and missing directories above it, unless it exists. Returns an empty string, or an error
+     * message after removing what was created.
      */
     [[nodiscard]] std::string make(const std::filesystem::path& directory);
 
-    /** Removes those that were made, as far as they are empty. */
+    /** Removes the directories that were created, unless they are not empty. */
     void removeEmpty();
 
 private:

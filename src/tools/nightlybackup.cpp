@@ -72,7 +72,7 @@ int NightlyBackup::resume()
     const fs::path newest = newestCopy();
     if (newest.empty())
         return fail(series_.string() + " has no complete copy to ship the log files of " + directory_ + " to",
-                    {"try: the same command without --resume, which makes one"});
+                    {"try: the same command without --resume, which makes a copy"});
     Session session(server_);
     BackupState state;
     if (const int code = askState(&session, table_, failed_, &state))
@@ -87,7 +87,7 @@ int NightlyBackup::resume()
     return say(directory_ + ": log files are shipped to " + newest.string());
 }
 
-/** Reads the copies that are there, which must be of this environment, and removes what earlier runs left. */
+/** Reads the existing copies, which must be of this environment, and removes what earlier runs left behind. */
 int NightlyBackup::readSeries()
 {
     std::error_code error;
@@ -98,13 +98,13 @@ int NightlyBackup::readSeries()
     BackupList list;
     if (const fs::path newest = newestCopy();
         !newest.empty() && readList(newest, &list).empty() && list.home != directory_)
-        return fail(failed_ + ": " + series_.string() + " holds copies of " + list.home,
+        return fail(failed_ + ": " + series_.string() + " contains copies of " + list.home,
                     {"try: another directory for --to, or rename " + series_.string()});
     const std::string problem = CopyRemoval::removeLeftovers(series_);
     return problem.empty() ? ExitOk : fail(failed_ + ": " + problem);
 }
 
-/** The server would end any other backup, whose directory would no longer be kept up to date. */
+/** The server would stop any other backup, whose directory would no longer be kept up to date. */
 int NightlyBackup::checkRunning(Session* session)
 {
     BackupState state;
@@ -112,22 +112,22 @@ int NightlyBackup::checkRunning(Session* session)
         return code;
     if (state.state == BackupStates::Copying)
         return fail(failed_ + ": the server is still copying it to " + state.target,
-                    {"try: once more when that copy is complete"});
+                    {"try: again once that copy is complete"});
     const bool isOurs = fs::path(state.target).parent_path() == series_;
     if (!state.isRunning() || isOurs || options_.replace)
         return ExitOk;
-    return fail(failed_ + ": it is being backed up to " + state.target + ", and that backup would end",
-                {"try: --replace, if " + state.target + " no longer has to be kept up to date"});
+    return fail(failed_ + ": it is being backed up to " + state.target + ", and that backup would be stopped",
+                {"try: --replace, if " + state.target + " no longer needs to be kept up to date"});
 }
 
-/** Its name comes after those of all copies, also when the clock has been set back. */
+/** Its name sorts after those of all copies, even if the clock has been set back. */
 fs::path NightlyBackup::nextCopy() const
 {
     std::time_t time = std::time(nullptr);
     if (!copies_.empty()) {
         const auto newest = BackupSeries::timeOfCopy(copies_.back().path.filename().string());
         if (newest && *newest > time)
-            complain(copies_.back().path.string() + " is later than the clock; the new copy is named after it");
+            complain(copies_.back().path.string() + " is dated in the future; the new copy is named one second later");
         time = std::max(time, newest.value_or(0) + 1);
     }
     return series_ / BackupSeries::copyName(time);
@@ -145,7 +145,7 @@ int NightlyBackup::makeCopy(Session* session, const fs::path& copy)
     return code;
 }
 
-/** Removes a copy that failed, and has the log files shipped to the one before it again. */
+/** Removes a copy that failed, and resumes log shipping to the one before it. */
 void NightlyBackup::takeBack(Session* session, const fs::path& copy, CopyTarget* target)
 {
     BackupState state;
@@ -159,10 +159,10 @@ void NightlyBackup::takeBack(Session* session, const fs::path& copy, CopyTarget*
     target->undo();
     if (const fs::path newest = newestCopy(); !newest.empty())
         (void)requestShipping(server_, table_, newest, // ignored: it has been reported
-                              "cannot go on shipping the log files of " + directory_ + " to " + newest.string());
+                              "cannot resume shipping the log files of " + directory_ + " to " + newest.string());
 }
 
-/** Log files that are being shipped meanwhile are left out. */
+/** Without log files that are being shipped meanwhile. */
 int NightlyBackup::verify(const fs::path& copy, std::string* held)
 {
     const fs::path scratch = series_ / BackupSeries::VerificationDirectory;

@@ -14,7 +14,7 @@ class CopyTarget;
 class Session;
 
 struct NightlyOptions {
-    std::size_t keep = 7; // copies, the new one included
+    std::size_t keep = 7; // copies, including the new one
     bool verify = true;
     bool replace = false; // a backup to another directory
     int stallSeconds = 60;
@@ -22,21 +22,21 @@ struct NightlyOptions {
 
 /**
  * One run of "backup nightly" for one environment: adds a dated copy to a series, verifies it, and only then removes
- * old ones. The server ships log files to the new copy from then on. Whatever goes wrong, or interrupts the run, the
- * copies that are there stay, and log files go on being shipped to the latest one if the server can.
+ * old ones. The server ships log files to the new copy from then on. Whatever fails or interrupts the run, existing
+ * copies are kept, and log files continue to be shipped to the latest one if the server can.
  *
  * Functions return an exit code; errors have been reported.
  */
 class NightlyBackup {
 public:
-    /** `directory` is that of the environment, and `series` that of its copies, which may be missing; both absolute. */
+    /** `directory` is the environment's, and `series` that of its copies, which may be missing; both are absolute. */
     NightlyBackup(ServerAddress server, const std::filesystem::path& directory, std::filesystem::path series,
                   const NightlyOptions& options);
 
     /** Makes a copy, and prints a line about it. */
     [[nodiscard]] int run();
 
-    /** Has the server ship log files to the newest copy again, unless it does already. */
+    /** Has the server resume shipping log files to the newest copy, unless it already does. */
     [[nodiscard]] int resume();
 
 private:
@@ -50,10 +50,10 @@ private:
 
     const ServerAddress server_;
     const std::string directory_;
-    const std::string table_; // one that need not exist: requests name a directory by a table in it
+    const std::string table_; // need not exist: requests name a directory by a table in it
     const std::filesystem::path series_;
     const NightlyOptions options_;
-    const std::string failed_; // how messages begin
+    const std::string failed_; // the beginning of messages
     BackupSeries::Copies copies_;
 };
 

@@ -30,8 +30,8 @@ std::string placeOf(const QByteArray& text, qsizetype offset)
 }
 
 /**
- * The base64 of a file's bytes. An item that the server can read back has far less, so a file that is larger than that
- * is not read to its end.
+ * The base64 of a file's bytes. A file that is too large for any item that the server can read back is not read to its
+ * end.
  */
 std::string readBinary(const QString& path, QString* base64)
 {

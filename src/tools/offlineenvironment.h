@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-/** Berkeley DB environments for a tool that works on a directory that no server has open. */
+/** Berkeley DB environments for working on a directory that no server has open. */
 namespace OfflineEnvironment {
 
 inline constexpr u_int32_t LogOnly = DB_CREATE | DB_INIT_LOG | DB_PRIVATE;
@@ -29,7 +29,7 @@ std::unique_ptr<DbEnv> open(const std::filesystem::path& databases, const std::f
 /** What failed, and Berkeley DB's message for the code. */
 std::string describe(const std::string& what, int rc);
 
-/** For set_errcall(): our own messages report what went wrong. */
+/** For set_errcall(): our own messages report errors. */
 void ignoreMessage(const DbEnv* env, const char* prefix, const char* message);
 
 } // namespace OfflineEnvironment

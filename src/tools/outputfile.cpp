@@ -54,7 +54,7 @@ std::string OutputFile::open()
         written_.clear();
         return failure(errno);
     }
-    // Failures are ignored: then the file is readable by fewer users than intended.
+    // Failures are ignored: the file is then readable by fewer users than intended.
     struct stat before = {};
     if (fs::exists(status) && ::stat(path_.c_str(), &before) == 0)
         (void)(::fchown(descriptor.number(), before.st_uid, before.st_gid) == 0 &&

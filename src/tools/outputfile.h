@@ -16,7 +16,7 @@ namespace Ctl {
 class OutputFile {
 public:
     explicit OutputFile(const std::string& path);
-    /** Removes the temporary file if there was no commit(). */
+    /** Removes the temporary file unless commit() succeeded. */
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;

@@ -89,7 +89,7 @@ int PagedRead::prepare(Session* session)
     return ExitOk;
 }
 
-/** The server answers a read from a missing table like any other failure, so the table is checked. */
+/** The server's reply to a read from a missing table is that of any other failure, so the table is checked. */
 int PagedRead::complainOf(Session& session, const QVariantMap& reply) const
 {
     QVariantMap description;

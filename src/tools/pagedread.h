@@ -21,7 +21,7 @@ class App;
 
 namespace Ctl {
 
-/** The options that scan and query share. */
+/** The options common to scan and query. */
 struct PageOptions {
     int limit = Limits::PageItems; // records the server examines for one page
     long long max = -1;            // items to print; below 0: all
@@ -34,7 +34,7 @@ struct PageOptions {
 };
 
 /**
- * Reads a Scan or Query to its end on one connection, and prints the items that pass the filter, or their count, or
+ * Reads all pages of a Scan or Query on one connection, and prints the items that pass the filter, or their count, or
  * passes their lines to a sink.
  */
 class PagedRead {

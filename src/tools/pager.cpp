@@ -60,11 +60,11 @@ void Pager::show(int source)
         }
     }
     if (id_ < 0)
-        (void)Base::writeAll(STDOUT_FILENO, held_); // ignored: then the terminal is gone
+        (void)Base::writeAll(STDOUT_FILENO, held_); // ignored: it fails only if the terminal is gone
     wait();
 }
 
-/** Counts the lines of the screen; characters that are wider than a column make it count too few. */
+/** Counts screen lines; too few if there are characters wider than one column. */
 void Pager::count(std::string_view text)
 {
     for (const char byte : text) {
@@ -79,7 +79,7 @@ void Pager::count(std::string_view text)
     }
 }
 
-/** Returns false when there can be no process for it. */
+/** Returns false if no process can be created. */
 bool Pager::start()
 {
     int ends[2] = {-1, -1};

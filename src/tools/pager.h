@@ -9,8 +9,8 @@
 namespace Ctl {
 
 /**
- * Shows the output of a command on the terminal: as it is while it fits on the screen, and through a pager as soon as
- * it is longer. The pager is the shell command of PAGER, or the system's pager without one; an empty PAGER is none.
+ * Shows the output of a command on the terminal: directly while it fits on the screen, and in a pager as soon as it is
+ * longer. The pager is the shell command in PAGER, or the system's default pager; an empty PAGER means none.
  */
 class Pager {
 public:
@@ -19,11 +19,11 @@ public:
     Pager(const Pager&) = delete;
     Pager& operator=(const Pager&) = delete;
 
-    /** Whether output is to be passed through here at all. */
+    /** Whether output should be passed through here at all. */
     bool isUsed() const { return !command_.empty(); }
     /**
-     * Shows what comes from a descriptor, up to its end or until the user leaves the pager, and waits until then. The
-     * process should ignore SIGPIPE.
+     * Shows the output read from a descriptor, and returns at its end, or when the user leaves the pager. The process
+     * should ignore SIGPIPE.
      */
     void show(int source);
 
@@ -35,7 +35,7 @@ private:
     const std::string command_;
     int rows_ = 0; // of the screen
     int columns_ = 0;
-    int lines_ = 0;    // of the screen that the text takes so far
+    int lines_ = 0;    // screen lines that the text takes so far
     int column_ = 0;   // in the last one
     std::string held_; // text that may fit on the screen
     pid_t id_ = -1;

@@ -9,7 +9,7 @@ namespace Ctl {
 
 namespace {
 
-/** The JSON of a value with blanks behind colons and commas, and with escapes for what a terminal would obey. */
+/** The JSON of a value with spaces after colons and commas, and with control characters escaped. */
 QString spaced(const QVariant& value)
 {
     QString text;

@@ -9,8 +9,8 @@
 namespace Ctl {
 
 /**
- * Prints each item as JSON with one attribute per line. What a terminal would obey is escaped, so it is still JSON of
- * the same values.
+ * Prints each item as JSON with one attribute per line. Characters that control a terminal are escaped as in JSON, so
+ * the output has the same values.
  *
  *     {
  *       "customer": {"S": "abc"},

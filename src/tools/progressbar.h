@@ -30,8 +30,8 @@ std::string progressLine(const TransferProgress& progress, int width);
 class ProgressBar {
 public:
     /**
-     * OnTerminal: redrawn in place if standard error is a terminal, else not at all. Always: if it is none, as a line
-     * of its own every ten seconds, for a log. Never: not even on a terminal.
+     * OnTerminal: redrawn in place if standard error is a terminal, otherwise not at all. Always: if it is not a
+     * terminal, as a separate line every ten seconds, for a log. Never: not even on a terminal.
      */
     enum class When { OnTerminal, Always, Never };
 
@@ -53,7 +53,7 @@ private:
     const Clock::time_point began_ = Clock::now();
     Clock::time_point drawn_ = began_;
     TerminalLine line_;
-    const bool log_; // lines of its own
+    const bool log_; // separate lines
 };
 
 } // namespace Ctl

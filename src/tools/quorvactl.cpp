@@ -15,7 +15,7 @@ constexpr const char* Version = "quorvactl " QUORVA_VERSION;
 int run(std::vector<std::string> words)
 {
     Ctl::CommandLine line(Version);
-    // Not a command of the help: the scripts that complete command lines in a shell send the words of one.
+    // Not a command that help lists: the shells' completion scripts pass the words of a command line.
     if (!words.empty() && words.front() == "__complete") {
         words.erase(words.begin());
         return Completions::print(line.parser(), words);

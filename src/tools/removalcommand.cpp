@@ -61,13 +61,13 @@ int RemovalCommand::run(const ServerAddress& server)
                Units::bytes(removed.value(SpaceNames::Bytes).toULongLong()));
 }
 
-/** ExitOk if the user wants it. */
+/** ExitOk if the user confirms. */
 int RemovalCommand::confirm() const
 {
     if (yes_)
         return ExitOk;
     if (::isatty(STDIN_FILENO) == 0 || ::isatty(STDERR_FILENO) == 0) {
-        complain(kind_.name + std::string(" deletes for good and asks on a terminal only; nothing was deleted"),
+        complain(kind_.name + std::string(" deletes permanently and asks on a terminal only; nothing was deleted"),
                  {"try: --yes, in scripts"});
         return ExitUsage;
     }

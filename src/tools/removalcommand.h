@@ -8,7 +8,7 @@
 
 namespace Ctl {
 
-/** A command that removes a table or its items for good, after a question on a terminal or with --yes. */
+/** A command that permanently removes a table or its items, after confirmation on a terminal or with --yes. */
 class RemovalCommand : public Command {
 public:
     struct Kind {
@@ -17,7 +17,7 @@ public:
         const char* example;
         Operations::Operation operation;
         const char* loss; // what is lost, for the question; the table's name follows
-        const char* done; // what is printed then; likewise
+        const char* done; // what is printed afterwards; likewise
     };
     /** "drop-table TABLE" */
     static const Kind Drop;

@@ -35,8 +35,8 @@ RequestCommand::RequestCommand(CLI::App* app)
 }
 
 /**
- * Throws a CLI::ParseError unless the command line has either a command or a plausible operation. The words that a
- * command does not take end up here as well, as all commands pass the rest on so that the server's address may follow
+ * Throws a CLI::ParseError unless the command line has either a command or a plausible operation. Words that a command
+ * does not accept also arrive here, as all commands pass on the remaining words so that the server's address may follow
  * them.
  */
 void RequestCommand::checkBareOperation(const CLI::App& app) const

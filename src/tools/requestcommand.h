@@ -13,7 +13,7 @@ public:
     /** Declares the arguments on `app` itself and on a command "call". */
     explicit RequestCommand(CLI::App* app);
 
-    /** True also without the word "call". */
+    /** Also true without the word "call". */
     bool chosen() const override { return Command::chosen() || !bare_.operation.empty(); }
     int run(const ServerAddress& server) override;
     bool isPaged() const override { return true; }

@@ -17,7 +17,7 @@ inline std::filesystem::path resolvedPath(const std::filesystem::path& path)
     return error ? absolute : canonical;
 }
 
-/** Whether there is something of this name, be it a link that leads nowhere. */
+/** Whether there is something with this name, including a dangling link. */
 inline bool isThere(const std::filesystem::path& path)
 {
     std::error_code unknown;

@@ -48,8 +48,8 @@ bool followsOn(DbLogc* cursor, std::uint32_t number, std::uint32_t* lastOfBefore
 using LastRecords = std::map<std::uint32_t, std::uint32_t>;
 
 /**
- * Reads all records in order. Berkeley DB silently takes a record of zeros for the end of its file, and one with a
- * wrong checksum in the last file for the end of the log.
+ * Reads all records in order. Berkeley DB silently treats a record of zeros as the end of its file, and one with a
+ * wrong checksum in the last file as the end of the log.
  */
 std::string readRecords(DbLogc* cursor, const std::vector<std::uint32_t>& numbers, const LastRecords& lastRecords,
                         std::uint64_t* end)

@@ -18,7 +18,7 @@ struct LogFacts {
 };
 
 /**
- * Reads every record of the log in a directory that no server has open. What Berkeley DB takes for the end of the log
+ * Reads every record of the log in a directory that no server has open. What Berkeley DB treats as the end of the log
  * need not be the end of the last file. Returns an empty string, or an error message that does not name the directory;
  * ends early when an Interruption is requested.
  */

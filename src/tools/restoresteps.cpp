@@ -40,7 +40,7 @@ RestoreSteps::RestoreSteps(BackupParts backup, const fs::path& target, const Res
 
 std::string RestoreSteps::run()
 {
-    // A copy that is still being made is locked as well; checked first for its own message.
+    // A copy that is still being made is locked as well; it is checked first because it has its own message.
     std::string error;
     if (isUnfinished(backup_, &error))
         return error;
@@ -88,7 +88,7 @@ std::string RestoreSteps::copyLogs()
     return {};
 }
 
-/** Runs before the databases are copied, as they may be large. */
+/** Runs before the databases are copied, as those may be large. */
 std::string RestoreSteps::checkLogs()
 {
     if (std::string error = readLog(home(), &log_); !error.empty())
@@ -126,9 +126,9 @@ std::string RestoreSteps::checkLastLog()
 }
 
 /**
- * Removes the log from the first commit on that is too late. Recovery then undoes the transactions that have no commit,
- * as after a crash at that instant. Berkeley DB's own recovery to a timestamp decides for each transaction by itself,
- * and fails when a clock that was set back lets it keep a change of a page without an earlier one.
+ * Truncates the log before the first commit that is too late. Recovery then undoes the transactions that have no
+ * commit, as after a crash at that instant. Berkeley DB's own recovery to a timestamp decides for each transaction
+ * separately, and fails if, after a clock was set back, it keeps a change to a page without an earlier one.
  */
 std::string RestoreSteps::cutLog()
 {
@@ -149,8 +149,8 @@ std::string RestoreSteps::cutLog()
     if (commits.latestInCopy > wish_.until)
         return cannot + "the copy was complete at " + Times::text(commits.latestInCopy) + "; an earlier copy can";
     if (commits.latest < wish_.until)
-        return cannot + "its last commit is of " + Times::text(commits.latest) +
-               "; without --until it is restored to there";
+        return cannot + "its last commit was at " + Times::text(commits.latest) +
+               "; without --until it is restored up to then";
     log_.lastCommit = commits.latestKept;
     return commits.cut ? removeLogFrom(*commits.cut) : std::string();
 }

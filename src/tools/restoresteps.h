@@ -23,10 +23,10 @@ struct RestoreProgress {
     std::function<void()> end;
 };
 
-/** How a backup is to be restored. */
+/** How to restore a backup. */
 struct RestoreWish {
     UnlistedCopy unlisted = UnlistedCopy::Refused;
-    /** Without the first commit after the copy that is later, and all that follow it. Empty: with the whole log. */
+    /** Omits the first commit after the copy that is later, and all that follow it. Empty: the whole log. */
     std::optional<std::time_t> until;
 };
 
@@ -42,7 +42,7 @@ public:
     RestoreSteps(BackupParts backup, const std::filesystem::path& target, const RestoreWish& wish,
                  RestoreProgress progress);
 
-    /** Performs all steps. Reports files that are left out or truncated. Call once. */
+    /** Performs all steps. Reports files that are skipped or truncated. Call once. */
     [[nodiscard]] std::string run();
 
     /** After run(): the number of items of each table. */

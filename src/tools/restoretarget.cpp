@@ -31,7 +31,7 @@ constexpr std::string_view Guard =
     "unfinished_quorvactl_restore yes\n";
 
 /**
- * True when a restore there did not finish: the directory has the guard, or nothing but the beginning of one. No server
+ * True if a restore there did not finish: the directory has the guard, or nothing but the beginning of one. No server
  * can have opened such a directory.
  */
 bool isUnfinished(const fs::path& directory)
@@ -45,7 +45,7 @@ bool isUnfinished(const fs::path& directory)
     return !error && entries == 1 && Guard.starts_with(text);
 }
 
-/** Removes the content of a directory. The guard goes last: until then, no server can open what is left. */
+/** Removes the content of a directory. The guard is removed last: until then, no server can open what is left. */
 std::error_code clear(const fs::path& directory)
 {
     std::error_code error = removeAllBut(GuardName, directory);
@@ -118,7 +118,7 @@ std::string RestoreTarget::prepareBeside()
     if (const int error = WorkDirectories::make(workBeginning(), &work_, &lock_))
         return withReason("cannot create " + given_.string(), error);
     madeWork_ = true;
-    // A restore to the same target that has begun since the first look: only one of the two could be renamed to it.
+    // A restore to the same target may have begun since the first check: only one of the two could be renamed to it.
     if (std::string error = removeLeftovers(); !error.empty())
         return error;
     if (::chmod(work_.c_str(), usualMode(0777)) != 0)

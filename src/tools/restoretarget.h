@@ -17,9 +17,9 @@ namespace Ctl {
  * target when it is complete. An existing empty directory is filled in place, as it may be a mount point, and its owner
  * and mode were chosen deliberately.
  *
- * The name alone keeps no server out: a request may name any directory. So the first file in it, the guard, is a
+ * The name alone does not keep servers out: a request may name any directory. So the first file in it, the guard, is a
  * DB_CONFIG with a line that Berkeley DB does not know, which makes every open fail, and it is removed last. No server
- * can ever have opened a directory that has it, so the next restore may delete what an interrupted one left. The
+ * can ever have opened a directory that has it, so the next restore may delete what an interrupted one left behind. The
  * restore itself opens the directory as the data and log directory of another home (restoredenvironment.h), which has
  * no such file.
  *

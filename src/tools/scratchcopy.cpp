@@ -21,7 +21,7 @@ namespace Ctl {
 
 namespace {
 
-/** Has the file system share the content of a new file with an existing one. False where it cannot. */
+/** Makes a new file share the content of an existing one. False if the file system cannot do that. */
 bool shareContent(const fs::path& from, const fs::path& to)
 {
     const Base::Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
@@ -45,7 +45,7 @@ void removeIfLeft(const fs::path& directory)
 
 ScratchCopy::~ScratchCopy()
 {
-    std::error_code ignored; // then it stays behind, under a name that says what it is
+    std::error_code ignored; // then it remains, under a name that says what it is
     if (!path_.empty())
         fs::remove_all(path_, ignored);
 }

@@ -11,8 +11,8 @@
 namespace Ctl {
 
 /**
- * A copy of files in a directory of its own, which the destructor removes. What a process left that was killed is
- * removed by the next one that makes a copy at the same place.
+ * A copy of files in a separate directory, which the destructor removes. What a killed process left behind is removed
+ * by the next one that makes a copy in the same place.
  */
 class ScratchCopy {
 public:
@@ -22,9 +22,9 @@ public:
     ScratchCopy& operator=(const ScratchCopy&) = delete;
 
     /**
-     * Copies the files of these names, which may contain directories, from `from` to a new directory below `above`;
-     * where the file system can, without taking space. `progress` is called before each. An empty string or an error
-     * message; ends early when an Interruption is requested.
+     * Copies the files with these names, which may contain directories, from `from` to a new directory below `above`;
+     * without taking space if the file system supports that. `progress` is called before each. Returns an empty string
+     * or an error message; ends early when an Interruption is requested.
      */
     [[nodiscard]] std::string make(const std::filesystem::path& from, const std::vector<std::string>& names,
                                    const std::filesystem::path& above,

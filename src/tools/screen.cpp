@@ -39,7 +39,7 @@ std::string cut(const std::string& text, int columns)
     return TerminalText::cut(QString::fromStdString(text), columns).toStdString();
 }
 
-/** What follows an escape character at once, as the keys without a character send it: "[A", "[5~", "OA". */
+/** What follows an escape character immediately, as sent by keys without a character: "[A", "[5~", "OA". */
 std::string takeSequence()
 {
     std::string sequence;
@@ -71,12 +71,12 @@ void Screen::enter()
     isEntered_ = true;
     if (hasKeys_) {
         termios keys = before_;
-        keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO); // Ctrl-C and the like still make signals
+        keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO); // Ctrl-C and the like still raise signals
         keys.c_cc[VMIN] = 1;
         keys.c_cc[VTIME] = 0;
-        (void)::tcsetattr(STDIN_FILENO, TCSANOW, &keys); // ignored: keys then come by the line
+        (void)::tcsetattr(STDIN_FILENO, TCSANOW, &keys); // ignored: keys then arrive line by line
     }
-    (void)write(Enter); // ignored: drawing tells
+    (void)write(Enter); // ignored: drawing will fail as well
 }
 
 void Screen::leave()

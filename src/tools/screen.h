@@ -9,10 +9,9 @@
 namespace Ctl {
 
 /**
- * The terminal at standard output as a screen that is redrawn as a whole, in plain escape sequences that every terminal
- * of today understands. While an instance exists, what was on the terminal before is hidden, and the keys typed are
- * read one by one, without echo, if standard input is a terminal too. The destructor restores all of it. For the main
- * thread.
+ * The terminal at standard output as a screen that is redrawn as a whole, with escape sequences that every current
+ * terminal supports. While an instance exists, the terminal's previous content is hidden, and keys are read one by one,
+ * without echo, if standard input is a terminal too. The destructor restores everything. For the main thread.
  */
 class Screen {
 public:
@@ -28,19 +27,19 @@ public:
     static Size size();
 
     /**
-     * Shows these lines from the top, cut off at the right, and `footer` at the bottom; what does not fit above that is
-     * left out. False when the terminal is gone.
+     * Shows these lines from the top, truncated at the right, and `footer` at the bottom; lines that do not fit above
+     * it are omitted. False if the terminal is gone.
      */
     [[nodiscard]] bool draw(const std::vector<std::string>& lines, const std::string& footer);
 
-    /** A key is typed when this descriptor is readable; -1 if there is no keyboard. */
+    /** Readable when a key has been typed; -1 if there is no keyboard. */
     int keyDescriptor() const { return hasKeys_ ? 0 : -1; }
     enum Key : int { NoKey = 0, Up = 256, Down, Gone };
-    /** The next key, when there is one: its character or one of Key; NoKey for others, Gone when the terminal is gone.
+    /** The next key, if there is one: its character or one of Key; NoKey for others, Gone if the terminal is gone.
      */
     int takeKey();
 
-    /** Gives the terminal back for a while, as when the program is stopped, and takes it again. */
+    /** Releases the terminal for a while, as when the program is stopped, and takes it again. */
     void leave();
     void enter();
 

@@ -24,17 +24,17 @@ struct ServerAddress {
     void declare(CLI::App* app);
 };
 
-/** Connects to the server; connection->error() tells why not. */
+/** Connects to the server; connection->error() has the reason of a failure. */
 [[nodiscard]] bool connect(const ServerAddress& server, Client::WireConnection* connection);
 
 /**
- * One exchange on its own connection. Returns false, after reporting why on standard error, when no complete reply
- * came.
+ * One exchange on its own connection. Returns false if no complete reply was received, after reporting why on standard
+ * error.
  */
 [[nodiscard]] bool exchange(const ServerAddress& server, const QByteArray& operation, const QByteArray& body,
                             QByteArray* reply);
 
-/** Reports on standard error why no reply came on a connection. */
+/** Reports on standard error why no reply was received on a connection. */
 void complainNoReply(const ServerAddress& server, const Client::WireConnection& connection);
 
 } // namespace Ctl

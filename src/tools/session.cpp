@@ -35,14 +35,14 @@ int Session::receive(QVariantMap* reply)
     QVariant parsed;
     if (!Json::parse(text, &parsed)) {
         complain("no reply from " + server_.host + ':' + std::to_string(server_.port) +
-                 ": the answer is not valid JSON");
+                 ": the reply is not valid JSON");
         return ExitNoReply;
     }
     *reply = parsed.toMap();
     return Envelopes::isSuccess(*reply) ? ExitOk : ExitErrorReply;
 }
 
-/** A late reply would be taken for that of the next request. */
+/** A late reply would be mistaken for that of the next request. */
 int Session::failed()
 {
     complainNoReply(server_, connection_);

@@ -20,14 +20,14 @@ public:
     explicit Session(const ServerAddress& server) : server_(server) {}
 
     /**
-     * Returns ExitOk with a success reply, ExitErrorReply with an error reply, which the caller has to report, and
+     * Returns ExitOk after a success reply, ExitErrorReply after an error reply, which the caller has to report, and
      * ExitNoReply without a reply, after reporting why.
      */
     [[nodiscard]] int request(const Operations::Operation& operation, const QByteArray& body, QVariantMap* reply);
     [[nodiscard]] int request(const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply);
 
     /**
-     * The two halves of a request, with the same results. Between them, the connection is readable when the reply
+     * The two halves of a request, with the same results. Between them, the connection becomes readable when the reply
      * arrives.
      */
     [[nodiscard]] int send(const Operations::Operation& operation, const QByteArray& body);
@@ -56,7 +56,7 @@ private:
 
 /**
  * Reports a request that was answered Not Found because the server cannot open the table's directory, with the reason
- * as far as it can be seen from here, on the server's machine. `failed` says what could not be done.
+ * as far as this process, on the server's machine, can determine it. `failed` says what could not be done.
  */
 void complainDirectory(const std::string& failed, const std::string& table, const QVariantMap& reply);
 

@@ -35,7 +35,7 @@ bool leaves(const std::string& text)
     return word == "\\q" || word == "exit" || word == "quit";
 }
 
-/** While a command runs, the keys that end it are not meant for the shell, nor is its pager's end. */
+/** While a command runs, the shell ignores the keys that end the command, and SIGPIPE when its pager exits. */
 class IgnoredSignals {
 public:
     IgnoredSignals()
@@ -73,14 +73,14 @@ Shell::Shell(std::string version, const ServerAddress& server)
     : version_(std::move(version)), server_(server), history_(ShellHistory::usualPath()),
       editor_([this](const std::string& text) { return complete(text); })
 {
-    // What this shell was given holds for its commands, and for the completion of tables.
+    // The options of this shell apply to its commands, and to the completion of tables.
     ::setenv("QUORVA_HOST", server.host.c_str(), 1);
     ::setenv("QUORVA_PORT", std::to_string(server.port).c_str(), 1);
 }
 
 int Shell::run()
 {
-    (void)::signal(SIGINT, SIG_IGN); // between a command and the next prompt a Ctrl-C would still be one
+    (void)::signal(SIGINT, SIG_IGN); // between a command and the next prompt, Ctrl-C would still raise it
     std::printf("%s: help lists the commands, \\q or Ctrl-D leaves\n", version_.c_str());
     for (const std::string& line : history_.load())
         editor_.remember(line);
@@ -160,7 +160,7 @@ void Shell::runWords(const std::vector<std::string>& words) const
         writing = {};
         if (id >= 0)
             pager.show(reading.number());
-        reading = {}; // a command that still prints ends
+        reading = {}; // ends a command that still prints
     }
     if (id < 0) {
         complain(std::string("cannot run the command: ") + std::strerror(errno));

@@ -13,12 +13,11 @@ namespace Ctl {
 class CommandLine;
 
 /**
- * Reads command lines from the terminal and runs them, each in a process of its own, so that Ctrl-C ends the command
- * and nothing else.
+ * Reads command lines from the terminal and runs each in its own process, so that Ctrl-C ends only the command.
  */
 class Shell {
 public:
-    /** `server` is that of all commands that name no other. */
+    /** `server` is the default for all commands. */
     Shell(std::string version, const ServerAddress& server);
 
     /** Runs until the user leaves. Returns an exit code. */
@@ -37,7 +36,7 @@ private:
     const ServerAddress server_;
     const ShellHistory history_;
     LineEditor editor_;
-    std::string last_; // the last line that the history has
+    std::string last_; // the last line in the history
 };
 
 } // namespace Ctl

@@ -27,14 +27,14 @@ std::string variable(const char* name)
     return value == nullptr ? "" : value;
 }
 
-/** False for /dev/null, to which people link a history that they do not want: its access is not ours to change. */
+/** False for /dev/null, to which users link a history that they do not want: its mode must not be changed. */
 bool isRegular(const Base::Descriptor& file)
 {
     struct stat status {};
     return file.isOpen() && ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-/** Makes the directories of a file that do not exist, for their user only. */
+/** Creates missing directories, accessible to their user only. */
 void makeDirectories(const fs::path& directory)
 {
     std::error_code ignored; // then the file cannot be opened either
@@ -49,7 +49,7 @@ void makeDirectories(const fs::path& directory)
 std::string ShellHistory::usualPath()
 {
     fs::path state = variable("XDG_STATE_HOME");
-    if (!state.is_absolute()) { // others are to be ignored
+    if (!state.is_absolute()) { // relative paths must be ignored
         const fs::path home = variable("HOME");
         if (!home.is_absolute())
             return {};

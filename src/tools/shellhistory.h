@@ -8,8 +8,8 @@ namespace Ctl {
 
 /**
  * The lines of earlier shells, one per line of a file that only its user can read: values in them may be secret. Shells
- * that run at once add to it without losing each other's lines. Without a place for the file nothing is kept, and
- * nothing is said about that.
+ * that run concurrently add to it without losing each other's lines. If there is no place for the file, nothing is
+ * kept, without a message.
  */
 class ShellHistory {
 public:
@@ -21,9 +21,9 @@ public:
     /** An empty path keeps nothing. */
     explicit ShellHistory(std::string path) : path_(std::move(path)) {}
 
-    /** The last MostLines lines, the oldest first. Shortens a file that has grown to twice as many. */
+    /** The last MostLines lines, the oldest first. Truncates a file that has grown to twice as many. */
     std::vector<std::string> load() const;
-    /** Adds a line; one that has several itself is not kept. */
+    /** Adds a line; an entry of several lines is not kept. */
     void add(const std::string& line) const;
 
 private:

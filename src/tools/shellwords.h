@@ -7,17 +7,17 @@
 #include <vector>
 
 /**
- * The words of a line, quoted as in a shell: 'everything' and "everything but \" and \\" are kept as they are, and \ in
- * front of any other character. Nothing else is special: no variables, patterns, pipes or comments, so the | of a
- * table's name needs no quotes.
+ * The words of a line, quoted as in a shell: with '...', with "..." in which only \" and \\ are special, or with \
+ * before a character. Nothing else is special: no variables, patterns, pipes or comments, so the | of a table's name
+ * needs no quotes.
  */
 namespace ShellWords {
 
 struct Line {
     std::vector<std::string> words;
     std::size_t lastBegin = 0; // where the last word begins in the text, its quotes included
-    bool endsInWord = false;   // false: it is followed by a blank, or there is none
-    bool isOpen = false;       // a quote is not closed, or the last character is a \ of its own
+    bool endsInWord = false;   // false: the last word is followed by a space, or there is none
+    bool isOpen = false;       // a quote is not closed, or the text ends in a \ that escapes nothing
 };
 
 Line split(std::string_view text);

@@ -12,7 +12,7 @@ SignalEvents::SignalEvents(std::initializer_list<int> numbers)
     for (const int number : numbers)
         sigaddset(&set, number);
     descriptor_ = Base::Descriptor(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
-    if (descriptor_.isOpen())                             // else they end the program as usual
+    if (descriptor_.isOpen())                             // otherwise they keep their default action
         (void)pthread_sigmask(SIG_BLOCK, &set, &before_); // ignored: it only fails for an unknown mode
     else
         (void)pthread_sigmask(SIG_BLOCK, nullptr, &before_);
@@ -20,7 +20,7 @@ SignalEvents::SignalEvents(std::initializer_list<int> numbers)
 
 SignalEvents::~SignalEvents()
 {
-    while (take() != 0) { // they have been answered; unblocked they would end the program now
+    while (take() != 0) { // already handled; once unblocked, they would terminate the program
     }
     (void)pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }

@@ -9,9 +9,9 @@
 namespace Ctl {
 
 /**
- * While an instance exists, these signals do nothing but make a descriptor readable, so that the program can finish in
- * order, however many of them arrive. For a program that never blocks for long. At most one instance at a time, on the
- * main thread, while there is no other.
+ * While an instance exists, these signals only make a descriptor readable, so that the program can shut down in an
+ * orderly way, however many of them arrive. For a program that never blocks for long. At most one instance at a time,
+ * on the main thread, while there is no other thread.
  */
 class SignalEvents {
 public:

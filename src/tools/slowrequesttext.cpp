@@ -24,7 +24,8 @@ std::vector<std::string> lines(const Client::ServerStatus& status,
                                const std::vector<Client::ServerStatus::SlowRequest>& requests, int width)
 {
     if (requests.empty() && status.slowMilliseconds == 0)
-        return {"slow requests are not noted; QUORVA_SLOW_MS=100 in the server's environment notes those above 100 ms"};
+        return {"slow requests are not recorded; QUORVA_SLOW_MS=100 in the server's environment records those above "
+                "100 ms"};
     if (requests.empty())
         return {"no request has taken longer than " + std::to_string(status.slowMilliseconds) + " ms"};
     constexpr auto Left = TextColumns::Align::Left;

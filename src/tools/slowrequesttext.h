@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/** A server's slow requests for people. */
+/** A server's slow requests in readable form. */
 namespace SlowRequestText {
 
 /** A table of these requests of a status, in their order; or a sentence why there are none. Columns that `width` has no

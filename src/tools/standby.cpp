@@ -24,12 +24,12 @@ std::string interruption()
     return Interruption::requested() ? Interrupted : std::string();
 }
 
-/** What the standby begins with. */
+/** The parts of the backup that the standby starts from. */
 std::string readSource(const fs::path& backup, BackupParts* parts, BackupFiles* files)
 {
     std::string error = BackupSeries::choose(backup, std::nullopt, parts);
     if (error.empty())
-        (void)readBackup(*parts, UnlistedCopy::Refused, files, &error); // ignored: the error says it
+        (void)readBackup(*parts, UnlistedCopy::Refused, files, &error); // ignored: `error` has the reason
     return error;
 }
 
@@ -45,7 +45,7 @@ std::string Standby::open(const fs::path& backup)
         return backup.string() + " is not a directory";
     BackupParts parts(backup);
     BackupFiles files;
-    // Before anything is made that would have to be removed again.
+    // Before anything is created that would have to be removed again.
     if (std::string problem = isNew ? readSource(backup, &parts, &files) : std::string(); !problem.empty())
         return problem;
     if (std::string problem = target_.open(); !problem.empty())
@@ -84,7 +84,7 @@ CatchUp Standby::catchUp(const fs::path& backup)
         error = logs_.fetch(found, from, &foreign);
     if (foreign)
         return {CatchUp::Failed, error};
-    // What has come is applied also when the rest cannot be read.
+    // What has arrived is applied even if the rest cannot be read.
     CatchUp result{error.empty() ? CatchUp::Done : CatchUp::Waiting, error};
     StandbyProgress after = before;
     std::optional<std::uint32_t> missing;
@@ -148,7 +148,7 @@ std::string Standby::switchOver(std::map<std::string, long long>* items)
     return error.empty() ? target_.release() : error;
 }
 
-/** Recovers once more, and keeps the log with which it ends. */
+/** Runs recovery once more, and keeps the resulting log. */
 std::string Standby::takeLog()
 {
     StandbyProgress progress = target_.progress();
@@ -157,7 +157,7 @@ std::string Standby::takeLog()
     if (std::string error = apply(progress); !error.empty())
         return error;
     std::error_code failure;
-    for (const std::uint32_t number : LogFiles::numbersIn(target_.directory())) // of a switch that was cut off
+    for (const std::uint32_t number : LogFiles::numbersIn(target_.directory())) // of an interrupted switch
         fs::remove(target_.directory() / LogFiles::name(number), failure);
     for (const std::uint32_t number : LogFiles::numbersIn(target_.applyDirectory())) {
         const std::string name = LogFiles::name(number);

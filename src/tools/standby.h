@@ -10,10 +10,10 @@
 
 namespace Ctl {
 
-/** What became of an attempt to catch up. */
+/** The result of an attempt to catch up. */
 struct CatchUp {
     enum Result {
-        Done,    // it has all that the backup has
+        Done,    // it has everything that the backup has
         Waiting, // something in the backup is missing or cannot be read, which may change
         Failed,
     };
@@ -24,8 +24,9 @@ struct CatchUp {
 
 /**
  * A directory that follows a backup: the databases of its full copy, to which the log is applied as it is shipped. Each
- * round recovers the databases from the log files that have come, preceded by those since the last checkpoint. Recovery
- * applies a change to a page only when the page is in the state before it, so a round that was cut off is repeated.
+ * round recovers the databases from the log files that have arrived, preceded by those since the last checkpoint.
+ * Recovery applies a change to a page only if the page is in the state before it, so an interrupted round can be
+ * repeated.
  *
  * Functions that return a string return an empty one, or an error message. They end early when an Interruption is
  * requested.
@@ -36,17 +37,17 @@ public:
 
     /** Opens the target, and begins a new standby if there is none. */
     [[nodiscard]] std::string open(const std::filesystem::path& backup);
-    /** Opens a standby that is there, without its backup. */
+    /** Opens an existing standby, without its backup. */
     [[nodiscard]] std::string openExisting() { return target_.openExisting(); }
 
     /** Fetches and applies what the backup has. */
     [[nodiscard]] CatchUp catchUp(const std::filesystem::path& backup);
 
-    /** Makes the target a directory that servers open; `items` counts those of each table. */
+    /** Makes the target a directory that servers can open; `items` receives the number of items of each table. */
     [[nodiscard]] std::string switchOver(std::map<std::string, long long>* items);
 
     const StandbyProgress& progress() const { return target_.progress(); }
-    /** Only the last steps of a switch are left, which need no backup. */
+    /** Whether only the last steps of a switch remain, which need no backup. */
     bool isSwitching() const { return progress().stage == StandbyProgress::Switching; }
 
 private:

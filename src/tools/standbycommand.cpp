@@ -15,17 +15,19 @@
 namespace Ctl {
 
 StandbyCommand::StandbyCommand(CLI::App* app)
-    : Command(app, "standby", "Keep a directory caught up with a backup, for another server; needs no server",
+    : Command(app, "standby", "Keep a directory up to date with a backup, for another server; needs no server",
               "quorvactl standby /srv/backup/shop /srv/standby/shop --follow")
 {
     parser()->fallthrough(false); // no server, no address
     parser()
         ->add_option("BACKUPDIR", backup_,
-                     "The backup directory, or a directory of dated copies; may be left out with --switch")
+                     "The backup directory, or a directory of dated copies; may be omitted with --switch")
         ->required();
     parser()->add_option("TARGETDIR", target_, "The directory of the standby; a new one must be empty or not exist");
-    CLI::Option* const follow = parser()->add_flag("--follow", follow_, "Go on until interrupted");
-    parser()->add_flag("--switch", switch_, "Catch up a last time, then let servers open TARGETDIR")->excludes(follow);
+    CLI::Option* const follow = parser()->add_flag("--follow", follow_, "Continue until interrupted");
+    parser()
+        ->add_flag("--switch", switch_, "Catch up one last time, then let servers open TARGETDIR")
+        ->excludes(follow);
 }
 
 int StandbyCommand::run(const ServerAddress&)
@@ -62,7 +64,7 @@ int StandbyCommand::follow(Standby* standby) const
 {
     constexpr int Milliseconds = 1000;
     std::string reported;
-    bool hasReported = false; // that it has caught up, also when nothing had to be applied
+    bool hasReported = false; // that it has caught up, even if nothing had to be applied
     if (standby->isSwitching())
         return refuse(target_ + " is being switched; use --switch");
     std::vector<pollfd> nothing;
@@ -91,7 +93,7 @@ int StandbyCommand::catchUpOnce(Standby* standby) const
         return ExitOk;
     std::vector<std::string> advice;
     if (switch_)
-        advice.push_back("try: quorvactl standby " + target_ + " --switch, to do without what is missing");
+        advice.push_back("try: quorvactl standby " + target_ + " --switch, to switch without what is missing");
     return fail(round.message, advice);
 }
 

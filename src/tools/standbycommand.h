@@ -9,7 +9,7 @@ namespace Ctl {
 
 class Standby;
 
-/** "standby BACKUPDIR TARGETDIR": keeps a directory caught up with a backup, for another server to take over. */
+/** "standby BACKUPDIR TARGETDIR": keeps a directory up to date with a backup, so that another server can take over. */
 class StandbyCommand : public Command {
 public:
     explicit StandbyCommand(CLI::App* app);

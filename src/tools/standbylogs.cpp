@@ -73,7 +73,7 @@ std::string StandbyLogs::fetchOne(const fs::path& from, std::uint32_t number, bo
             return {}; // removed at this moment
         *foreign = rc == 0 && !does;
         if (*foreign)
-            return from.string() + " is not of the same log as " + to.string();
+            return from.string() + " does not belong to the same log as " + to.string();
     }
     fs::remove(draft, error);
     LeadingChecksum unused(0);
@@ -108,7 +108,8 @@ std::string StandbyLogs::examine(std::uint32_t first, StandbyProgress* progress,
             return withReason("cannot read " + path(*number).string(), error);
         const bool follows = expected == first || before.isFollowedBy(file);
         if (*number != expected || file.end == 0 || !follows) {
-            if (*number != *numbers.rbegin() || file.end != 0 || *number != expected) // else it has only just begun
+            if (*number != *numbers.rbegin() || file.end != 0 ||
+                *number != expected) // otherwise it has only just begun
                 *missing = *number == expected && file.end != 0 ? expected - 1 : expected;
             return {};
         }
@@ -142,7 +143,7 @@ std::string StandbyLogs::provide(std::uint32_t first, const StandbyProgress& pro
         }
         error.clear();
     }
-    fs::resize_file(to / LogFiles::name(last), progress.end, error); // what follows may be half of a record
+    fs::resize_file(to / LogFiles::name(last), progress.end, error); // what follows may be an incomplete record
     return error ? "cannot cut off " + (to / LogFiles::name(last)).string() + ": " + error.message() : std::string();
 }
 

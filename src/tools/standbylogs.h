@@ -14,9 +14,9 @@ namespace Ctl {
 /**
  * The log files of a standby: fetched from a backup, byte for byte as the first server wrote them.
  *
- * A file in a backup may be the beginning of one only: of the file in which a copy ended, or of one that is being
- * shipped or transferred at the moment. What is there is valid as far as its records go, and it is fetched again when
- * it has grown. A file counts as whole when the next one says where its last record begins.
+ * A file in a backup may be incomplete: the one in which a copy ended, or one that is currently being shipped or
+ * transferred. Its records are valid as far as they go, and it is fetched again when it has grown. A file counts as
+ * complete once the next one says where its last record begins.
  */
 class StandbyLogs {
 public:
@@ -34,13 +34,13 @@ public:
     [[nodiscard]] std::string fetch(const Files& found, std::uint32_t first, bool* foreign);
 
     /**
-     * Looks at the files from `first` on: how far they reach without a gap, by their records. `missing` is the number
-     * of a file that has to come, or has to grow, before a later one can be applied.
+     * Examines the files from `first` on: how far they reach without a gap, by their records. `missing` is the number
+     * of a file that has to arrive, or has to grow, before a later one can be applied.
      */
     [[nodiscard]] std::string examine(std::uint32_t first, StandbyProgress* progress,
                                       std::optional<std::uint32_t>* missing) const;
 
-    /** Copies the files from `first` to the end of `progress` to the directory for recovery, which is emptied before.
+    /** Copies the files from `first` to the end of `progress` to the directory for recovery, which is emptied first.
      */
     [[nodiscard]] std::string provide(std::uint32_t first, const StandbyProgress& progress,
                                       const std::filesystem::path& to) const;

@@ -30,7 +30,8 @@ constexpr const char* StageNames[] = {"making", "following", "switching"}; // by
 std::string write(const StandbyProgress& progress)
 {
     std::ostringstream text;
-    text << StandbyGuard << StageNames[progress.stage] << ' ' << progress.first << ' ' << progress.last << ' ' << progress.end;
+    text << StandbyGuard << StageNames[progress.stage] << ' ' << progress.first << ' ' << progress.last << ' '
+         << progress.end;
     if (progress.until)
         text << ' ' << *progress.until;
     text << '\n';
@@ -88,7 +89,7 @@ std::string StandbyTarget::openExisting()
     if (std::string problem = readProgress(); !problem.empty())
         return problem;
     return progress_.stage == StandbyProgress::Making
-               ? given_.string() + " holds only a part of the databases: it has never caught up"
+               ? given_.string() + " contains only a part of the databases: it has never caught up"
                : std::string();
 }
 

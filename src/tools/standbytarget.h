@@ -12,12 +12,12 @@
 
 namespace Ctl {
 
-/** How far a standby is. */
+/** How far a standby has got. */
 struct StandbyProgress {
     enum Stage {
         Making,    // the databases are being copied
-        Following, // log files are applied as they come
-        Switching, // it has everything, only the guard has to go
+        Following, // log files are applied as they arrive
+        Switching, // it has everything, only the guard has to be removed
     };
     Stage stage = Making;
     std::uint32_t first = 0;          // the first log file that the next recovery needs
@@ -28,8 +28,8 @@ struct StandbyProgress {
 
 /**
  * The directory of a standby: the databases, as recovery has left them, and in "__log__" the log files that the next
- * recovery needs. Recovery works on copies of these in "__log__/applying", since it appends to the log, and what the
- * first server writes at the same place comes later.
+ * recovery needs. Recovery works on copies of these in "__log__/applying", since it appends to the log at the place
+ * where the first server's next records belong.
  *
  * A DB_CONFIG with a line that Berkeley DB does not know keeps servers out, as during a restore (RestoreTarget). It
  * also holds the progress: one file that is replaced as a whole, so that a kill leaves either the old state or the new
@@ -45,11 +45,11 @@ public:
     explicit StandbyTarget(const std::filesystem::path& directory);
 
     /**
-     * Creates the directory if it is missing, and locks it. It must be a standby, or empty, which begins a new one.
-     * What an interrupted beginning has left is removed.
+     * Creates the directory if it is missing, and locks it. It must be a standby, or empty, which starts a new one.
+     * What an interrupted start left behind is removed.
      */
     [[nodiscard]] std::string open();
-    /** The same, for a standby that is there. */
+    /** The same, for an existing standby. */
     [[nodiscard]] std::string openExisting();
 
     const StandbyProgress& progress() const { return progress_; }

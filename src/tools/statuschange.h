@@ -7,7 +7,7 @@
 
 namespace Ctl {
 
-/** What a server has done between two statuses of it, as far as their counts tell. */
+/** What a server has done between two of its statuses, according to their counts. */
 struct StatusChange : Client::ServerCounts {
     double seconds = 0; // between the two
     bool isSinceStart = false;

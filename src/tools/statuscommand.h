@@ -5,7 +5,7 @@
 
 namespace Ctl {
 
-/** "status": prints what the server says about itself. */
+/** "status": prints the server's state. */
 class StatusCommand : public Command {
 public:
     explicit StatusCommand(CLI::App* app);

@@ -51,7 +51,7 @@ StatusFeed::News StatusFeed::ask()
 {
     const Clock::time_point now = Clock::now();
     due_ += interval_;
-    if (due_ < now) // late; what has been missed is not made up for
+    if (due_ < now) // late: missed requests are not made up for
         due_ = now + interval_;
     expiry_ = now + std::chrono::seconds(server_.timeout);
     const bool isOpen = connection_.isOpen() || connect(server_, &connection_);
@@ -68,7 +68,7 @@ StatusFeed::News StatusFeed::receive()
     if (!connection_.receiveReply(&text))
         return fail(connection_.error().toStdString());
     if (!Json::parse(text, &reply))
-        return fail("the answer is not valid JSON");
+        return fail("the reply is not valid JSON");
     if (!Envelopes::isSuccess(reply.toMap()))
         return fail(serverSays(reply.toMap()));
     isAsked_ = false;
@@ -76,7 +76,7 @@ StatusFeed::News StatusFeed::receive()
     return News::Status;
 }
 
-/** A late reply would be taken for that of the next request, so the connection ends. */
+/** A late reply would be mistaken for that of the next request, so the connection is closed. */
 StatusFeed::News StatusFeed::fail(const std::string& reason)
 {
     isAsked_ = false;

@@ -11,15 +11,16 @@
 namespace Ctl {
 
 /**
- * Asks a server for its status again and again, and goes on when it is away. Step by step, so that the caller can do
- * other things while a reply is awaited: wait until descriptor() is readable or timeout() is over, then call proceed().
+ * Requests a server's status periodically, and continues when it is not reachable. Non-blocking, so that the caller can
+ * do other things while waiting for a reply: wait until descriptor() is readable or timeout() is over, then call
+ * proceed().
  */
 class StatusFeed {
 public:
-    /** Asks at once, and then at these intervals. */
+    /** Sends the first request immediately, and then one at each interval. */
     StatusFeed(const ServerAddress& server, std::chrono::milliseconds interval);
 
-    /** The connection on which a reply is awaited; -1 when none is. */
+    /** The connection on which a reply is expected; -1 if none is. */
     int descriptor() const { return isAsked_ ? connection_.socketDescriptor() : -1; }
     /** Milliseconds until proceed() has something to do even if the descriptor is not readable. */
     int timeout() const;
@@ -43,7 +44,7 @@ private:
     ServerAddress server_;
     const std::chrono::milliseconds interval_;
     Client::WireConnection connection_;
-    bool isAsked_ = false;     // and the reply has not come
+    bool isAsked_ = false;     // a request was sent, and its reply has not arrived
     Clock::time_point due_;    // the next request
     Clock::time_point expiry_; // of the reply
     Client::ServerStatus status_;

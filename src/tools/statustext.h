@@ -7,10 +7,10 @@
 
 #include <string>
 
-/** A server's status for people. */
+/** A server's status in readable form. */
 namespace StatusText {
 
-/** What an operator wants to see first, in lines; `address` is where the server was found. */
+/** The status as lines, the most important ones first; `address` is that of the server. */
 QByteArray of(const std::string& address, const Client::ServerStatus& status);
 
 } // namespace StatusText

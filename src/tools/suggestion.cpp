@@ -39,12 +39,12 @@ const CLI::App& chosenCommand(const CLI::App& root)
     return *command;
 }
 
-/** The words that were not understood: those of no option, and what stands where a command is expected. */
+/** The words that were not understood: those of no option, and the word where a command is expected. */
 std::vector<std::string> strangeWords(const CLI::App& root, const CLI::App& command)
 {
     std::vector<std::string> words = root.remaining(true);
     if (&command == &root || !commandsOf(command).empty()) {
-        // A word that is no command is taken for an operation.
+        // A word that is not a command is treated as an operation.
         const CLI::Option* operation = root.get_option_no_throw("OPERATION");
         if (operation != nullptr && operation->count() > 0)
             words.insert(words.begin(), operation->results().front());

@@ -27,8 +27,8 @@ std::vector<std::string> commandsOf(const CLI::App& app);
 std::vector<std::string> optionsOf(const CLI::App& command);
 
 /**
- * The command or option that was meant by the first word that the parser did not understand; empty when it understood
- * all, or nothing is like that word.
+ * The command or option that was probably meant by the first word that the parser did not understand; empty if it
+ * understood all words, or nothing is similar to that word.
  */
 std::string forCommandLine(const CLI::App& root);
 

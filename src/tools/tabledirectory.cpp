@@ -53,7 +53,7 @@ std::string TableDirectory::look(std::optional<std::uint64_t> cacheBytes, std::s
         return "cannot make " + given_ + ": " + error.message();
     exists_ = fs::exists(status);
     if (!exists_ && isThere(path_))
-        return given_ + " is a link that leads nowhere";
+        return given_ + " is a dangling link";
     if (exists_ && !fs::is_directory(status))
         return given_ + " is not a directory";
     std::string config;
@@ -94,7 +94,7 @@ std::string TableDirectory::lookInside(std::string* config, std::string* advice)
         return problem;
     if (RestoreTarget::isGuard(*config)) {
         *advice = "the restore once more, or delete the directory";
-        return "a restore to " + given_ + " has not come to its end";
+        return "a restore to " + given_ + " has not finished";
     }
     if (StandbyTarget::isGuard(*config)) {
         *advice = "quorvactl standby " + given_ + " --switch, which makes a directory for tables of it";
@@ -103,7 +103,7 @@ std::string TableDirectory::lookInside(std::string* config, std::string* advice)
     for (const char* name : {BackupNames::Marker, BackupNames::ListFile, BackupNames::UnfinishedListFile}) {
         if (isThere(path_ / name)) {
             *advice = "quorvactl restore, which makes a directory for tables from it";
-            return given_ + " holds a backup";
+            return given_ + " contains a backup";
         }
     }
     return {};
@@ -146,7 +146,7 @@ std::string TableDirectory::make()
     return error;
 }
 
-/** Those above it get the access that mkdir gives. */
+/** The directories above it get mkdir's default mode. */
 std::string TableDirectory::makeDirectories()
 {
     std::vector<fs::path> missing; // the innermost first
@@ -167,7 +167,7 @@ std::string TableDirectory::writeConfig()
     const int error = lock_.lock(path_);
     if (error == EWOULDBLOCK)
         return given_ + " is open in a server, or another command fills it";
-    // Any other failure is that of a file system without such locks.
+    // Any other failure means that the file system does not support such locks.
     OutputFile file((path_ / BerkeleyDbNames::ConfigFile).string());
     std::string problem = file.open();
     QByteArray text = QByteArray::fromStdString(settings_.text);

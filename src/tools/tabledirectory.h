@@ -13,23 +13,23 @@
 namespace Ctl {
 
 /**
- * A directory for tables that is made, or given settings. Functions return an empty string or an error message.
+ * Creates a directory for tables, or adds settings to one. Functions return an empty string or an error message.
  *
- * The directory gets the access of the files that a server creates in it: none for others.
+ * The directory gets the same mode as the files that a server creates in it: no access for others.
  */
 class TableDirectory {
 public:
     /** `directory`: as it was given, for messages. */
     explicit TableDirectory(const std::string& directory);
 
-    /** Checks whether tables can be there and reads the settings that it has. Changes nothing. `advice`: what to try.
+    /** Checks whether it can contain tables, and reads its settings. Changes nothing. `advice`: what to try.
      */
     [[nodiscard]] std::string look(std::optional<std::uint64_t> cacheBytes, std::string* advice);
 
-    /** Nothing has to be written: it has all settings. */
+    /** Whether it already has all settings, so that nothing has to be written. */
     bool isReady() const { return exists_ && settings_.isSame(); }
 
-    /** It does not exist, or is as empty as a new file system. */
+    /** Whether it does not exist, or is as empty as a new file system. */
     bool isEmpty() const { return isEmpty_; }
 
     /** Whether a server would find an environment's files or settings in it. */
@@ -41,7 +41,7 @@ public:
     /** The settings' file. */
     std::string configPath() const;
 
-    /** Makes the directory, with those above it, unless it exists, and writes the settings. Forced to disk. */
+    /** Creates the directory and those above it, unless they exist, and writes the settings. Forced to disk. */
     [[nodiscard]] std::string make();
 
 private:

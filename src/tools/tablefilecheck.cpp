@@ -40,7 +40,7 @@ unsigned partitionOf(const std::string& dataFile)
     return partition;
 }
 
-/** A record's key for a message: bytes that are not ASCII text as in "\xe4", cut off where it is long. */
+/** A record's key for a message: bytes that are not ASCII text as in "\xe4", truncated if it is long. */
 std::string inQuotes(const std::string& key)
 {
     std::string text;
@@ -72,7 +72,7 @@ void TableFileCheck::check(const std::string& name)
     if (!fs::exists(directory_ / name, unknown))
         return; // the log says that it was removed
     ++tables_[std::string(TableNames::ofDataFile(name))].files;
-    // The structure of a damaged file may lead a reader anywhere.
+    // A damaged file must not be read: its structure may lead anywhere.
     if (!verify(name))
         return;
     const char* const subDatabase = isDataFile(name) ? TableNames::DataSubDatabase : TableNames::MetaSubDatabase;
@@ -102,7 +102,7 @@ int TableFileCheck::readRecords(const std::string& name, const char* subDatabase
     db.set_errcall(OfflineEnvironment::ignoreMessage);
     const int rc = db.open(nullptr, (directory_ / name).c_str(), subDatabase, DB_BTREE, DB_RDONLY, 0);
     if (rc == ENOENT)
-        report_(name + ": holds no database \"" + subDatabase + '"');
+        report_(name + ": contains no database \"" + subDatabase + '"');
     else if (rc == 0 && isDataFile(name))
         checkItems(name, &db);
     else if (rc == 0)
@@ -118,7 +118,7 @@ void TableFileCheck::checkDescription(const std::string& name, Db* db)
     Dbt data;
     const int rc = db->get(nullptr, &key, &data, 0);
     if (rc == DB_NOTFOUND)
-        return; // whoever asks for a table that does not exist leaves such a file
+        return; // a request for a table that does not exist leaves such a file
     tables_[name].isDescribed = true;
     QVariant description;
     Json::ParseError error;
@@ -155,7 +155,7 @@ void TableFileCheck::checkItem(const std::string& name, unsigned partition, cons
 {
     const std::string item = name + ": the item with the key " + inQuotes(key);
     if (!Partitions::mayHold(partition, key))
-        report_(item + " does not belong into this file");
+        report_(item + " does not belong in this file");
     if (text.size() > Limits::ItemBytes)
         return report_(item + " is larger than 512 KiB, and the server cannot read it");
     QVariant value;

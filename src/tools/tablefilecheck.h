@@ -11,12 +11,12 @@ class Db;
 namespace Ctl {
 
 /**
- * Checks database files in a directory that nobody else uses: each by Berkeley DB's verification, and then every record
- * in it. Ends early when an Interruption is requested.
+ * Checks database files in a directory that nothing else uses: each with Berkeley DB's verification, and then every
+ * record in it. Ends early when an Interruption is requested.
  */
 class TableFileCheck {
 public:
-    /** What a table holds. */
+    /** What a table contains. */
     struct Table {
         long long items = 0;
         int files = 0;
@@ -25,17 +25,17 @@ public:
     /** Called with each defect that is found, a line that begins with the name of a file. */
     using Report = std::function<void(const std::string& finding)>;
 
-    /** Whether a file of this name holds items; the others hold a table's description. */
+    /** Whether a file with this name contains items; the others contain a table's description. */
     static bool isDataFile(const std::string& name);
 
     TableFileCheck(std::filesystem::path directory, Report report)
         : directory_(std::move(directory)), report_(std::move(report))
     {}
 
-    /** Checks the file of this name in the directory, if it is there. */
+    /** Checks the file with this name in the directory, if it exists. */
     void check(const std::string& name);
 
-    /** Those of the files that have been checked, by the file part of their names. */
+    /** The tables of the files checked so far, by the file part of their names. */
     const std::map<std::string, Table>& tables() const { return tables_; }
 
 private:

@@ -18,7 +18,7 @@ namespace {
 
 using TerminalText::printable;
 
-/** "-" when the table's description cannot be read yet: it is in the log of a closed directory only. */
+/** "-" if the table's description cannot be read yet, as it is only in the log of a closed directory. */
 std::string keyName(const QVariantMap& table, const char* element)
 {
     const QVariantMap keys = table.value("KeySchema").toMap();
@@ -57,7 +57,7 @@ TablesCommand::TablesCommand(CLI::App* app)
     : Command(app, "tables", "List the tables in a directory: keys, files, bytes on disk",
               "quorvactl tables build/shop")
 {
-    addDirectoryArgument(parser(), &directory_, "The directory, as in front of the | of a TableName");
+    addDirectoryArgument(parser(), &directory_, "The directory: the part of a TableName before the |");
     parser()->add_flag("--json", json_, "Print the server's reply as JSON");
 }
 

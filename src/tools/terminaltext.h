@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-/** Texts that others have chosen, on their way to a terminal. Pure, whatever the locale. */
+/** Makes untrusted text safe to show on a terminal. Pure, whatever the locale. */
 namespace TerminalText {
 
 /**
- * Whether a terminal would obey a character instead of showing it: control characters, and those that change the
+ * Whether a terminal would act on a character instead of showing it: control characters, and those that change the
  * direction of the text around them.
  */
 bool isControl(QChar character);
@@ -23,8 +23,8 @@ QString escape(QChar character);
 QString escaped(const QString& text);
 
 /**
- * The same for a name or a message, in UTF-8: it stays on one line. In a text that is no UTF-8, as the name of a file
- * can be, all bytes above ASCII are escaped, as in "\xe4".
+ * The same for a name or a message, in UTF-8: it stays on one line. In text that is not UTF-8, as a file name may be,
+ * all bytes above ASCII are escaped, as in "\xe4".
  */
 std::string printable(std::string_view text);
 std::string printable(const QString& text);
@@ -33,7 +33,7 @@ std::string printable(const QString& text);
 int width(const QString& text);
 int width(const std::string& utf8);
 
-/** The text, or its beginning and an ellipsis when it takes more than `columns`. */
+/** The text, or its beginning and an ellipsis if it takes more than `columns`. */
 QString cut(const QString& text, int columns);
 
 } // namespace TerminalText

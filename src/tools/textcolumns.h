@@ -9,7 +9,7 @@
 
 namespace Ctl {
 
-/** Lines of cells in aligned columns, two blanks apart, for a terminal. The cells have no control characters. */
+/** Lines of cells in aligned columns, two spaces apart, for a terminal. The cells have no control characters. */
 class TextColumns {
 public:
     enum class Align { Left, Right };
@@ -17,11 +17,11 @@ public:
     struct Column {
         std::string title;
         Align align = Align::Left;
-        /** Above 0: it may be left out where there is no room for it; the columns of the lowest ranks stay longest. */
+        /** Above 0: it may be omitted where there is no room for it; columns of the lowest rank are kept longest. */
         int rank = 0;
     };
 
-    /** Whether a line of dashes stands below the titles. */
+    /** Whether there is a line of dashes below the titles. */
     enum class Rule { No, Yes };
 
     explicit TextColumns(std::vector<Column> columns, Rule rule = Rule::No) : columns_(std::move(columns)), rule_(rule)
@@ -34,7 +34,7 @@ public:
 
     static constexpr int AnyWidth = std::numeric_limits<int>::max();
 
-    /** The titles and the lines, without blanks at their ends, with the columns that `width` has room for. */
+    /** The titles and the lines, without trailing spaces, with the columns that fit into `width`. */
     std::vector<std::string> lines(int width = AnyWidth) const;
 
 private:

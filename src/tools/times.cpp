@@ -13,7 +13,7 @@ namespace {
 
 constexpr long long Latest = 253402300799; // 9999-12-31 23:59:59 UTC: years have four digits
 
-/** Takes digits, exactly as many as given, from the beginning of a text. */
+/** Takes exactly `digits` digits from the beginning of a text. */
 bool takeNumber(std::string_view* text, std::size_t digits, int* number)
 {
     const std::string_view word = text->substr(0, digits);
@@ -63,7 +63,7 @@ bool isInCalendar(const std::tm& parts)
     return ::timegm(&same) != -1 && fields(same) == fields(parts);
 }
 
-/** Returns an empty string, or why the clocks of this time zone do not show the time exactly once. */
+/** Returns an empty string, or why the local time does not occur exactly once in this time zone. */
 std::string readLocal(const std::tm& parts, std::time_t* time)
 {
     std::optional<std::time_t> found;
@@ -75,11 +75,11 @@ std::string readLocal(const std::tm& parts, std::time_t* time)
         if (candidate == -1 || ::localtime_r(&candidate, &back) == nullptr || fields(back) != fields(parts))
             continue;
         if (found && *found != candidate)
-            return "occurs twice in this time zone, when its clocks are set back; add the offset, such as +01:00";
+            return "occurs twice in this time zone, as its clocks are set back; add the offset, such as +01:00";
         found = candidate;
     }
     if (!found)
-        return "is left out in this time zone, when its clocks are set forward";
+        return "does not occur in this time zone, as its clocks are set forward";
     *time = *found;
     return {};
 }
@@ -120,7 +120,7 @@ std::string read(const std::string& text, std::time_t* time)
     long long seconds = 0;
     if (const auto [rest, error] = std::from_chars(text.data(), end, seconds); error == std::errc() && rest == end) {
         if (seconds < 0 || seconds > Latest)
-            return quoted + " is no time from 1970 to 9999, in seconds since 1970";
+            return quoted + " is not a time from 1970 to 9999, in seconds since 1970";
         *time = static_cast<std::time_t>(seconds);
         return {};
     }
@@ -138,7 +138,7 @@ std::string read(const std::string& text, std::time_t* time)
         }
     }
     return quoted +
-           " is no time; give it as in 2026-11-22T14:05:00Z, as \"2026-11-22 14:05:00\" in the local time zone, "
+           " is not a time; write it as in 2026-11-22T14:05:00Z, as \"2026-11-22 14:05:00\" in the local time zone, "
            "or in seconds since 1970";
 }
 

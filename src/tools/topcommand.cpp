@@ -13,16 +13,16 @@
 namespace Ctl {
 
 TopCommand::TopCommand(CLI::App* app)
-    : Command(app, "top", "Show what the server is doing, again and again", "quorvactl top --interval 1")
+    : Command(app, "top", "Show what the server is doing, updated continually", "quorvactl top --interval 1")
 {
     parser()
-        ->add_option("--interval", interval_, "Seconds between two looks at the server")
+        ->add_option("--interval", interval_, "Seconds between updates")
         ->check(CLI::Range(0.1, 3600.0))
         ->type_name("FLOAT")
         ->capture_default_str();
     parser()
-        ->add_option("--count", count_, "Print this many looks as text, instead of a screen until q or Ctrl-C")
-        ->check(wholeNumber(1, "looks"));
+        ->add_option("--count", count_, "Print this many updates as text, instead of a screen until q or Ctrl-C")
+        ->check(wholeNumber(1, "updates"));
 }
 
 int TopCommand::run(const ServerAddress& server)

@@ -17,7 +17,7 @@ int TopLoop::run()
     for (;;) {
         pollfd watched[] = {
             {signals_.descriptor(), POLLIN, 0}, {feed_.descriptor(), POLLIN, 0}, {keyDescriptor(), POLLIN, 0}};
-        (void)::poll(watched, std::size(watched), feed_.timeout()); // ignored: then nothing is ready
+        (void)::poll(watched, std::size(watched), feed_.timeout()); // ignored: nothing is ready then
         if (!answerSignals() || (watched[2].revents != 0 && !onKey()))
             return exitCode_;
         const StatusFeed::News news = feed_.proceed();

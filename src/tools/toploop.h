@@ -14,7 +14,7 @@
 
 namespace Ctl {
 
-/** Follows a server until a signal or a derived class, which shows what there is, ends it. For the main thread. */
+/** Follows a server until a signal, or the derived class that shows the status, ends it. For the main thread. */
 class TopLoop {
 public:
     virtual ~TopLoop() = default;
@@ -27,13 +27,13 @@ public:
 protected:
     TopLoop(const ServerAddress& server, std::chrono::milliseconds interval);
 
-    // Each of these returns whether to go on.
-    /** There is another status, or there was none at the latest attempt. */
+    // Each of these returns whether to continue.
+    /** There is a new status, or the latest attempt to get one failed. */
     [[nodiscard]] virtual bool onNews(StatusFeed::News news) = 0;
     /** keyDescriptor() is readable. */
     [[nodiscard]] virtual bool onKey() { return true; }
     [[nodiscard]] virtual bool onResize() { return true; }
-    /** The user wants the program to stop for a while; it does so here. */
+    /** Stops the process, as the user requested with Ctrl-Z. */
     [[nodiscard]] virtual bool onStop();
     virtual int keyDescriptor() const { return -1; }
 
@@ -41,7 +41,7 @@ protected:
     TopView* view() { return &view_; }
     /** The latest status, compared with the one before it; empty before the first. */
     std::vector<std::string> lines(int width = TextColumns::AnyWidth) const;
-    /** Those are about all the time since the server's start. */
+    /** Whether these lines cover the whole time since the server's start. */
     bool isSinceStart() const { return change_.isSinceStart; }
     const std::string& failure() const { return feed_.failure(); }
 

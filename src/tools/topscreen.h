@@ -6,12 +6,12 @@
 
 namespace Ctl {
 
-/** Shows what a server does on the terminal, redrawn at each interval; keys sort, scroll and quit. */
+/** Shows what a server is doing on the terminal, redrawn at each interval; keys sort, scroll and quit. */
 class TopScreen : public TopLoop {
 public:
     TopScreen(const ServerAddress& server, std::chrono::milliseconds interval) : TopLoop(server, interval)
     {
-        (void)draw(); // ignored: the next one tells
+        (void)draw(); // ignored: the next draw() will fail as well
     }
 
 protected:

@@ -8,7 +8,7 @@
 
 namespace Ctl {
 
-/** Prints what a server does in each interval as a block of lines, for files and pipes. */
+/** Prints what a server did in each interval as a block of lines, for files and pipes. */
 class TopText : public TopLoop {
 public:
     /** Ends after `count` blocks, with ExitNoReply if there was no reply for the last one; 0 is no limit. */
@@ -23,7 +23,7 @@ private:
     bool print(const std::vector<std::string>& block);
 
     const int count_;
-    bool isFirst_ = true; // of the statuses: it begins the first interval
+    bool isFirst_ = true; // the first status only begins the first interval
     int printed_ = 0;
 };
 

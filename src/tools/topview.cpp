@@ -28,7 +28,7 @@ std::string byteRate(qint64 bytes, double seconds)
     return (rate < 0 ? "-" : "") + Units::bytes(std::abs(rate)) + "/s";
 }
 
-/** The class of the request at this part of all; none without requests. */
+/** The latency class at this fraction of all requests; none without requests. */
 std::string classOf(const Client::Latencies& latencies, double part)
 {
     return latencies.total() > 0 ? Units::latency(latencies.quantile(part)) : "-";
@@ -57,7 +57,7 @@ Lines serverLines(const std::string& address, const ServerStatus& now, const Sta
     };
 }
 
-/** "shipping", and until when the backup is good. */
+/** "shipping", and the time up to which the backup is complete. */
 std::string backupOf(const ServerStatus::Environment& environment)
 {
     const std::string state = printable(environment.backupState);

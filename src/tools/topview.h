@@ -18,8 +18,8 @@ public:
 
     void setOrder(Order order) { order_ = order; }
 
-    /** The server at this address, and what it has done between two of its statuses; see StatusChange. Tables leave out
-     * columns that `width` has no room for. */
+    /** The server at this address, and what it has done between two of its statuses; see StatusChange. Tables omit
+     * columns for which `width` has no room. */
     std::vector<std::string> lines(const std::string& address, const Client::ServerStatus& now,
                                    const StatusChange& change, int width = TextColumns::AnyWidth) const;
 

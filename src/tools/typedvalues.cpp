@@ -103,7 +103,7 @@ std::string checkInteger(const QString& name, const QVariantMap& value)
     if (isInteger || !value.contains("N"))
         return {};
     return quoted(value.value("N").toString()) + " of " + quoted(name) +
-           " is not a 64-bit integer; the server would take it for 0";
+           " is not a 64-bit integer; the server would treat it as 0";
 }
 
 std::string hasNoType(const QString& text)

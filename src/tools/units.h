@@ -6,7 +6,7 @@
 #include <concepts>
 #include <string>
 
-/** Quantities as people read them: short, with a unit that suits the size. */
+/** Quantities in readable form: short, with a unit that suits the size. */
 namespace Units {
 
 /** "512 B", "1.5 KiB", "16.0 MiB": the units are powers of 1024. */

@@ -82,8 +82,8 @@ int UpdateCommand::run(const ServerAddress& server)
 
 /**
  * The server computes with integers only, and may write an item that it cannot read back. So the item is read first,
- * unless the update can only make it smaller. Writes by others between the two requests go unnoticed. Returns an exit
- * code; errors have been reported.
+ * unless the update can only make it smaller. Writes by others between the two requests are not noticed. Returns an
+ * exit code; errors have been reported.
  */
 int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, const KeyNames& keys) const
 {
@@ -94,7 +94,7 @@ int UpdateCommand::checkOutcome(Session* session, const QVariantMap& updates, co
                                       Bodies::itemByKey(QString::fromStdString(table_), key_.hash, key_.range), &reply);
     if (code == ExitNoReply)
         return code;
-    QVariantMap item = reply.value("Item").toMap(); // empty after an error, which the update will run into as well
+    QVariantMap item = reply.value("Item").toMap(); // empty after an error, which the update will encounter as well
     std::string error = applyUpdates(updates, &item);
     if (error.empty())
         error = checkStoredSize(item, keys);

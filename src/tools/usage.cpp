@@ -11,7 +11,7 @@ namespace Ctl {
 
 namespace {
 
-/** Says which environment variable has the value that an error is about, if it does not come from an option. */
+/** Names the environment variable with the value that an error is about, if the value is not from an option. */
 std::string environmentHint(const CLI::App& app, const std::string& error)
 {
     for (const CLI::Option* option : app.get_options()) {
@@ -45,9 +45,9 @@ void refuseMissingValues(const std::vector<std::string>& words)
         if (word == "--")
             return;
         if (word.size() > 3 && word.starts_with("--") && word.find('=') == word.size() - 1)
-            throw CLI::ParseError(
-                word + " has no value; an empty value is a word of its own: " + word.substr(0, word.size() - 1) + " ''",
-                ExitUsage);
+            throw CLI::ParseError(word + " has no value; write an empty value as a separate word: " +
+                                      word.substr(0, word.size() - 1) + " ''",
+                                  ExitUsage);
     }
 }
 

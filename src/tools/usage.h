@@ -17,7 +17,7 @@ namespace Ctl {
  */
 std::string usageError(const CLI::App* app, const CLI::Error& error);
 
-/** Throws a CLI::ParseError for a word of the form "--option=": CLI11 would take the next word for its value. */
+/** Throws a CLI::ParseError for a word of the form "--option=": CLI11 would take the next word as its value. */
 void refuseMissingValues(const std::vector<std::string>& words);
 
 } // namespace Ctl

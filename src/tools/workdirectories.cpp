@@ -27,7 +27,7 @@ int make(const fs::path& beginning, fs::path* made, Base::DirectoryLock* lock)
         *made = name;
         const int rc = lock->lock(*made);
         const bool isTaken = rc == EWOULDBLOCK || rc == ENOENT || (rc == 0 && !lock->isAt(*made));
-        if (!isTaken) // by another command, to which it looked like one that was left
+        if (!isTaken) // by another command, to which it looked abandoned
             return 0;
     }
 }
@@ -36,7 +36,7 @@ std::vector<fs::path> find(const fs::path& beginning)
 {
     const std::string first = beginning.filename().string();
     std::vector<fs::path> found;
-    // Ignored: in a directory that cannot be read, making one fails too, with its own message.
+    // Ignored: in a directory that cannot be read, creating one fails too, with its own message.
     (void)Base::forEachEntry(beginning.parent_path(), [&](const fs::directory_entry& entry) {
         const std::string name = entry.path().filename().string();
         std::error_code vanished;

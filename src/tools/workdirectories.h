@@ -7,18 +7,18 @@
 #include <vector>
 
 /**
- * Directories in which a command works for a while: their names end with six characters of mkdtemp, and the command
- * holds their lock. One that nobody has locked was left by a command that was killed.
+ * Temporary directories in which a command works: their names end with six characters of mkdtemp, and the command holds
+ * their lock. One that is not locked was left behind by a command that was killed.
  */
 namespace WorkDirectories {
 
 /**
- * Makes a directory with a name of this beginning, and locks it; on file systems without locks it is not locked.
+ * Creates a directory whose name begins like this, and locks it; on file systems without locks it is not locked.
  * Returns 0 or an errno value.
  */
 [[nodiscard]] int make(const std::filesystem::path& beginning, std::filesystem::path* made, Base::DirectoryLock* lock);
 
-/** Those that have this beginning, locked or not, in the order of their names. */
+/** Those whose names begin like this, locked or not, sorted by name. */
 std::vector<std::filesystem::path> find(const std::filesystem::path& beginning);
 
 } // namespace WorkDirectories

@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_API_APIFIXTURE_H
 #define QUORVA_TESTS_API_APIFIXTURE_H
 
+#include "api/createtablebody.h"
 #include "api/service.h"
 #include "support/serverprocess.h"
 
@@ -34,7 +35,7 @@ protected:
         start(directory_);
     }
 
-    /** Forgets what the API remembers, and names another directory. */
+    /** Restarts the API with empty caches and another directory. */
     void start(const std::string& directory)
     {
         Api::Settings settings;
@@ -74,22 +75,16 @@ protected:
         return api_->answer(operation, "localhost:8000", QByteArray(body.data(), static_cast<qsizetype>(body.size())));
     }
 
-    /** Makes a table with the keys "id", and "at" if a type is given for it. */
+    /** Creates a table with the key "id", and "at" if a type is given for that. */
     void makeTable(const std::string& name, const std::string& hashType = "S", const std::string& rangeType = "")
     {
-        const std::string range = R"({"AttributeName":"at",)";
-        call("CreateTable",
-             R"({"TableName":")" + name +
-                 R"(","BillingMode":"PAY_PER_REQUEST","KeySchema":[{"AttributeName":"id","KeyType":"HASH"})" +
-                 (rangeType.empty() ? "" : ',' + range + R"("KeyType":"RANGE"})") +
-                 R"(],"AttributeDefinitions":[{"AttributeName":"id","AttributeType":")" + hashType + "\"}" +
-                 (rangeType.empty() ? "" : ',' + range + R"("AttributeType":")" + rangeType + "\"}") + "]}");
+        call("CreateTable", createTableBody(name, hashType, "at", rangeType));
     }
 
     ServerProcess server_{{.arguments = {"-n"}}}; // quicker
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
-    std::chrono::milliseconds step_{0}; // the clock goes on at each look
+    std::chrono::milliseconds step_{0}; // by which the clock advances at each reading
     int requests_ = 0;                  // that have gone to the server
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;

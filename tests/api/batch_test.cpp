@@ -52,7 +52,7 @@ TEST_F(ApiItems, ADirectoryEndsAtTheLastBarOfAName)
                   R"({"Item":{"id":{"S":"b"}}})");
 }
 
-TEST_F(ApiItems, ABatchGivesBackWhatItCouldNotDo)
+TEST_F(ApiItems, ABatchReturnsWhatItCouldNotDo)
 {
     const std::string lost = directory_.makeDirectory("lost");
     const std::string table = lost + "|items";

@@ -10,7 +10,7 @@ class ApiConcurrency : public ApiItems {
 protected:
     static constexpr int Clients = 64;
 
-    /** Has each client do its work, all at once. */
+    /** Runs the work of all clients concurrently. */
     template <typename Work> void inAllClients(Work&& work) const
     {
         std::vector<std::thread> threads;

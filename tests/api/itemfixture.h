@@ -1,6 +1,7 @@
 #ifndef QUORVA_TESTS_API_ITEMFIXTURE_H
 #define QUORVA_TESTS_API_ITEMFIXTURE_H
 
+#include "api/createtablebody.h"
 #include "api/service.h"
 #include "http/serverpool.h"
 #include "protocol/endpoint.h"
@@ -16,8 +17,8 @@
 #include <string>
 
 /**
- * A real server, and the API in front of it by the exchange that quorva-http has. Time stands still for it, so it
- * remembers a description until it has a reason to read it again.
+ * A real server, and the API in front of it, through the exchange of quorva-http. The API's clock is stopped, so it
+ * caches a description until it has a reason to read it again.
  */
 class ApiItems : public testing::Test {
 protected:
@@ -39,15 +40,7 @@ protected:
     /** `range` is empty for a table with a hash key alone. The keys are named "id" and "ax". */
     void createTable(const std::string& name, const std::string& hash, const std::string& range)
     {
-        std::string schema = R"({"AttributeName":"id","KeyType":"HASH"})";
-        std::string attributes = R"({"AttributeName":"id","AttributeType":")" + hash + "\"}";
-        if (!range.empty()) {
-            schema += R"(,{"AttributeName":"ax","KeyType":"RANGE"})";
-            attributes += R"(,{"AttributeName":"ax","AttributeType":")" + range + "\"}";
-        }
-        const Api::Reply reply =
-            call("CreateTable", R"({"TableName":")" + name + R"(","BillingMode":"PAY_PER_REQUEST",)" +
-                                    R"("KeySchema":[)" + schema + R"(],"AttributeDefinitions":[)" + attributes + "]}");
+        const Api::Reply reply = call("CreateTable", createTableBody(name, hash, "ax", range));
         ASSERT_EQ(reply.status, 200) << reply.body.toStdString();
     }
 
@@ -101,7 +94,7 @@ protected:
         return Json::serialize(attributes).toStdString();
     }
 
-    /** What the server has under two keys, as it sends it; empty if there is no such item. */
+    /** The item that the server stores under two keys, as it sends it; empty if there is none. */
     std::string storedText(const std::string& table, const std::string& hash, const std::string& range) const
     {
         QByteArray reply;

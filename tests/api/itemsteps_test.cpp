@@ -109,6 +109,6 @@ TEST_F(ApiItemSteps, WithoutAReplyTheRequestFailsAsAnswerDoes)
     ASSERT_EQ(begin("PutItem", put("a", "1")), Request::Step::Exchange);
     const Api::Reply lost = request_->finish(Client::ExchangeResult::Lost, {}, QStringLiteral("why"));
     EXPECT_EQ(lost.status, 500);
-    EXPECT_TRUE(lost.body.contains("No reply came, the request may have been executed: why"))
+    EXPECT_TRUE(lost.body.contains("No reply was received, the request may have been executed: why"))
         << lost.body.toStdString();
 }

@@ -117,7 +117,7 @@ TEST_F(ApiQuery, FindsBinariesInBothDirections)
     expectRange("binaries", " AND begins_with(ax, :v)", R"(,":v":{"B":"/w=="})", {all[4], all[5], all[6]});
 }
 
-TEST_F(ApiQuery, GoesOnFromAKeyWhoseItemIsGone)
+TEST_F(ApiQuery, ContinuesFromAKeyWhoseItemIsGone)
 {
     const Values all{R"({"N":"1"})", R"({"N":"2"})", R"({"N":"3"})", R"({"N":"4"})"};
     fill("items", all);

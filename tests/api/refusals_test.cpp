@@ -84,8 +84,8 @@ TEST_F(Refusals, AServerThatIsGone)
     const Api::Reply failed = lost(Client::ExchangeResult::Lost);
     EXPECT_EQ(failed.status, 500);
     EXPECT_EQ(failed.body.toStdString(), errorText(std::string(ApiType) + "InternalServerError",
-                                                   "No reply came, the request may have been executed: gone"));
+                                                   "No reply was received, the request may have been executed: gone"));
     EXPECT_EQ(lost(Client::ExchangeResult::TimedOut).body.toStdString(),
               errorText(std::string(ApiType) + "InternalServerError",
-                        "No reply came in time, the request may have been executed: gone"));
+                        "No reply was received in time, the request may have been executed: gone"));
 }

@@ -90,7 +90,7 @@ TEST_F(ApiUpdate, RefusesWhatItCannotChange)
     EXPECT_EQ(attributesOf("a", "1"), "none");
 }
 
-TEST_F(ApiUpdate, TellsWhatItWouldConsume)
+TEST_F(ApiUpdate, ReportsWhatItWouldConsume)
 {
     const std::string table = R"("TableName":"items")";
     EXPECT_EQ(done("PutItem", body(item("a", "1", R"("x":{"S":")" + std::string(3000, 'x') + "\"}") +

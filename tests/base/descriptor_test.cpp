@@ -56,7 +56,7 @@ TEST(Descriptor, MovesIntoANewObject)
     EXPECT_FALSE(first.isOpen()); // NOLINT(bugprone-use-after-move): it is what is tested
 }
 
-TEST(Descriptor, AssignmentClosesTheFormerOneAtOnce)
+TEST(Descriptor, AssignmentClosesTheFormerOneImmediately)
 {
     Descriptor target = opened();
     Descriptor source = opened();

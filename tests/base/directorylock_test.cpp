@@ -116,7 +116,7 @@ TEST_F(DirectoryLockTest, MovesWithWhatItHolds)
     EXPECT_EQ(other.lock(directory_), EWOULDBLOCK);
 }
 
-TEST_F(DirectoryLockTest, AssignmentReleasesTheFormerOneAtOnce)
+TEST_F(DirectoryLockTest, AssignmentReleasesTheFormerOneImmediately)
 {
     const fs::path formerDirectory = temporary_.makeDirectory("former");
     DirectoryLock target;

@@ -78,7 +78,7 @@ TEST_F(FileIoTest, ReadAllTakesAllThatAPipeGivesInPieces)
     EXPECT_EQ(bytes, "before " + text);
 }
 
-TEST_F(FileIoTest, ReadAllEndsAtTheMostAndGoesOnFromThere)
+TEST_F(FileIoTest, ReadAllEndsAtTheLimitAndContinuesFromThere)
 {
     const std::string text = longText();
     const Base::Descriptor file = open(fileWith(text), O_RDONLY);
@@ -136,7 +136,7 @@ TEST_F(FileIoTest, WriteAllAtLeavesTheRestOfTheFile)
 }
 
 /** The system writes part of the bytes and refuses the rest. */
-TEST_F(FileIoTest, WritingGoesOnBehindAPartAndReportsWhyTheRestFails)
+TEST_F(FileIoTest, WritingContinuesAfterAPartialWriteAndReportsWhyTheRestFails)
 {
     const std::string path = fileWith("");
     rlimit before{};

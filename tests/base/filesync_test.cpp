@@ -76,7 +76,7 @@ TEST_F(FileSyncTest, SyncsAnOpenFile)
     EXPECT_EQ(Base::syncToDisk(Base::Descriptor().number()), EBADF);
 }
 
-TEST_F(FileSyncTest, WhatCannotBeSyncedIsTold)
+TEST_F(FileSyncTest, WhatCannotBeSyncedIsReported)
 {
     const std::string file = makeFile("file");
     EXPECT_EQ(Base::syncToDisk(directory_.file("missing")), ENOENT);
@@ -97,7 +97,7 @@ TEST_F(FileSyncTest, SyncsAllThatIsBelowADirectory)
     EXPECT_EQ(Base::syncTreeToDisk(directory_.path()), EINVAL) << "the deepest one is reached as well";
 }
 
-TEST_F(FileSyncTest, TreeThatCannotBeReadIsTold)
+TEST_F(FileSyncTest, TreeThatCannotBeReadIsReported)
 {
     EXPECT_EQ(Base::syncTreeToDisk(directory_.file("missing")), ENOENT);
     const std::string file = makeFile("file");
@@ -127,7 +127,7 @@ TEST_F(FileSyncTest, ReplacesWhatIsInAFileAndKeepsItsMode)
     EXPECT_EQ(readFile(path), "");
 }
 
-TEST_F(FileSyncTest, WhatCannotBeWrittenIsTold)
+TEST_F(FileSyncTest, WhatCannotBeWrittenIsReported)
 {
     EXPECT_EQ(Base::writeToDisk(directory_.file("missing/file"), "x"), ENOENT);
     EXPECT_EQ(Base::writeToDisk(directory_.path(), "x"), EISDIR);

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(KernelFileSystems, AreToldFromThoseThatHoldFiles)
+TEST(KernelFileSystems, AreDistinguishedFromThoseThatHoldFiles)
 {
     const TempDir directory;
     std::filesystem::create_directory_symlink("/proc/self", directory.file("link"));

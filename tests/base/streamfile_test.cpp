@@ -30,7 +30,7 @@ protected:
     std::FILE* const stream_;
 };
 
-TEST_F(StreamFile, ContinuesBehindWhatIsInTheOtherFile)
+TEST_F(StreamFile, ContinuesAfterWhatIsInTheOtherFile)
 {
     std::ofstream(path("second")) << "kept ";
     std::fputs("one", stream_); // still in the stream's buffer

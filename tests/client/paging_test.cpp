@@ -31,7 +31,7 @@ TEST(Paging, FirstPageIsTheRequestWithItsLimit)
     EXPECT_EQ(Paging(Operations::Scan, Table, 0).body(), (QVariantMap{{u"TableName"_s, u"/d|t"_s}, {u"Limit"_s, 128}}));
 }
 
-TEST(Paging, NextPageBeginsBehindTheLastKey)
+TEST(Paging, NextPageBeginsAfterTheLastKey)
 {
     Paging paging(Operations::Query, Table, 7);
     EXPECT_EQ(paging.advance(endingAt(u"h"_s, u"r"_s)), Paging::Next::Page);
@@ -80,7 +80,7 @@ TEST(Paging, PageThatEndsWhereItBeganIsReadAgain)
     EXPECT_EQ(paging.body().value(u"ExclusiveStartKey"_s), startingAt(u"h"_s, u"r"_s));
 }
 
-TEST(Paging, QueryDownNeverGoesOnFromAGreaterKey)
+TEST(Paging, DownwardQueryNeverContinuesFromAGreaterKey)
 {
     Paging down(Operations::Query, Down, 1);
     EXPECT_EQ(down.advance(endingAt(u"h"_s, u"m"_s)), Paging::Next::Page);

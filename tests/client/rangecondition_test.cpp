@@ -63,7 +63,7 @@ TEST(ReplaceBeginsWith, PutsAConditionInItsPlaceThatCanBeResumed)
     }
 }
 
-TEST(ReplaceBeginsWith, RemovesAStartKeyInFrontOfAllKeysWithThePrefix)
+TEST(ReplaceBeginsWith, RemovesAStartKeyBeforeAllKeysWithThePrefix)
 {
     struct {
         const char* start;

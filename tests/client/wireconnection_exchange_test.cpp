@@ -7,7 +7,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-TEST(WireConnectionExchange, SendsTheFrameAndHandsOverTheReplysText)
+TEST(WireConnectionExchange, SendsTheFrameAndReturnsTheReplysText)
 {
     QByteArray received;
     QByteArray text;
@@ -78,7 +78,7 @@ TEST(WireConnectionExchange, EndBeforeTheWholeReplyFailsAndCloses)
     }
 }
 
-TEST(WireConnectionExchange, LateReplyIsNotTakenForTheNextRequests)
+TEST(WireConnectionExchange, LateReplyIsNotMistakenForTheNextRequests)
 {
     std::promise<void> timedOut;
     const Peer peer([&](int socket) {

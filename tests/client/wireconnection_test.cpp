@@ -32,7 +32,7 @@ TEST(WireConnectionOpen, RefusesWhatIsNoPort)
     }
 }
 
-TEST(WireConnectionOpen, TellsThatNobodyListens)
+TEST(WireConnectionOpen, ReportsThatNobodyListens)
 {
     const HeldPort nobodyListens;
     for (const int limit : {0, 60000}) {

@@ -1,4 +1,4 @@
-"""What the tests with the command line share."""
+"""The common parts of the tests with the command line."""
 
 import contextlib
 import io
@@ -22,7 +22,7 @@ class CommandLineTest(unittest.TestCase):
         return status, output.buffer.getvalue().decode(), errors.getvalue()
 
     def aws(self, *words):
-        """What a command that succeeds prints, which is JSON, or nothing."""
+        """The output of a successful command, which is JSON, or nothing."""
         status, output, errors = self.run_command(*words)
         self.assertEqual((status, errors), (0, ""), words)
         return json.loads(output) if output else None

@@ -1,4 +1,4 @@
-"""What the tests with boto3 share: its client and resource, and tables."""
+"""The common parts of the tests with boto3: its client and resource, and tables."""
 
 import unittest
 
@@ -13,7 +13,7 @@ class ClientTest(unittest.TestCase):
 
     @classmethod
     def connect(cls, url):
-        # An error is to be seen, not to be tried again.
+        # Errors must be seen, not retried.
         options = {"endpoint_url": url, "config": Config(retries={"max_attempts": 0})}
         ClientTest.client = boto3.client("dynamodb", **options)
         ClientTest.resource = boto3.resource("dynamodb", **options)

@@ -1,6 +1,6 @@
-"""A server with quorva-http in front of it, for the programs of others: the SDKs and the command line of the API.
+"""A server with quorva-http in front of it, for third-party programs: the SDKs and the command line of the API.
 
-Scripts that use it end with status 77, which counts as skipped, when the client is not installed.
+Scripts that use it exit with status 77, which counts as skipped, if the client is not installed.
 """
 
 import os
@@ -34,7 +34,7 @@ isolate()  # before any of them is imported
 
 
 def fast_directory():
-    """In memory if there is room: these tests write much, and none of it has to be there tomorrow."""
+    """In memory if there is room: these tests write much, and none of it must persist."""
     memory = "/dev/shm"
     has_room = os.path.isdir(memory) and shutil.disk_usage(memory).free > 2 ** 30
     return memory if has_room else None
@@ -47,7 +47,7 @@ class Stack:
         self.scratch = tempfile.mkdtemp(prefix="quorva-clients-", dir=fast_directory())
         self.tables = os.path.join(self.scratch, "tables")
         os.mkdir(self.tables)
-        # -n: commits need not survive the machine's end.
+        # -n: commits need not survive a crash of the machine.
         self.server = Server([os.path.join(binaries, "quorva"), "-n"], self.scratch)
         self.http = None
         try:
@@ -70,7 +70,7 @@ class Stack:
 
 
 def run(main, binaries):
-    """Calls `main` with a stack, and exits with what it returns."""
+    """Calls `main` with a stack, and exits with its result."""
     stack = Stack(binaries)
     try:
         status = main(stack)
@@ -80,7 +80,7 @@ def run(main, binaries):
 
 
 def run_tests(modules):
-    """Runs the tests in the modules, and returns what to exit with."""
+    """Runs the tests in the modules, and returns the exit status."""
     loader = unittest.TestLoader()
     suite = unittest.TestSuite(loader.loadTestsFromModule(module) for module in modules)
     if suite.countTestCases() == 0:

@@ -49,7 +49,7 @@ await sdk.waitUntilTableNotExists({ client, maxWaitTime: 60 }, { TableName });
 await fails("ResourceNotFoundException", "Requested resource not found: Table: tables not found",
     new sdk.DescribeTableCommand({ TableName }));
 
-// Whatever the SDK can ask for is served, or refused with a reason. These take no or any parameters.
+// Every operation of the SDK is served, or refused with a reason. These take no or any parameters.
 await fails("UnknownOperationException", "ListBackups is not available: backups are made with quorvactl backup, " +
     "see backup.md", new sdk.ListBackupsCommand({}));
 await fails("UnknownOperationException", "ListImports is not available: there is no object storage to read from or " +

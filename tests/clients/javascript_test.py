@@ -45,7 +45,7 @@ def read(path):
 
 def main(stack, scratch):
     for name in PROGRAMS:
-        program = shutil.copy(os.path.join(HERE, name), scratch)  # modules are looked for beside it
+        program = shutil.copy(os.path.join(HERE, name), scratch)  # modules are searched next to it
         done = subprocess.run(["node", "--no-warnings", program, stack.url], cwd=scratch, timeout=200, check=False)
         if done.returncode != 0:
             return f"{name} ended with {done.returncode}"

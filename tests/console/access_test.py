@@ -40,11 +40,11 @@ class Access(ConsoleTest):
         self.browser.type("wrong")
         self.browser.key("Enter")
         self.wait("document.activeElement.value === ''")
-        self.wait_text("The token of this tab is not that of the quorva-http that runs.")
+        self.wait_text("The token of this tab is not that of the running quorva-http.")
         self.browser.type(self.http.token)
         self.browser.key("Enter")
         self.wait("document.querySelector('main h1')?.textContent === 'Live'")
-        # The token leaves the address at once, and a reload needs it no more.
+        # The token is removed from the address immediately, and a reload no longer needs it.
         self.open_console()
         self.assertEqual(self.value("location.href"), f"{self.http.page}#/")
         self.browser.reload()
@@ -62,7 +62,7 @@ class Access(ConsoleTest):
         self.assertFalse([one for one in self.browser.addresses() if self.http.token in one.split("#")[0]])
         self.assertEqual(self.browser.complaints(), [])
         self.provoked = ("Content Security Policy", "requires 'Trusted")
-        # The policy holds: nothing from elsewhere, no script in the page, no text as markup.
+        # The policy is enforced: nothing from elsewhere, no script in the page, no text as markup.
         for attempt, refusal in (
                 ("fetch('http://localhost:1/')", "TypeError"), ("document.body.innerHTML = '<b>'", "TypeError"),
                 ("Object.assign(document.createElement('script'), { text: 'window.ran = 1' })", "TypeError"),
@@ -134,7 +134,7 @@ class Access(ConsoleTest):
                 tree = self.browser.accessible()
                 names = {(role, name) for role, name, _ in tree}
                 self.assertEqual([one for one in wanted if one not in names], [])
-                # Whatever can be used has a name, and so has every picture.
+                # Every control has a name, and so has every picture.
                 unnamed = [(role, name) for role, name, _ in tree if name == "" and role in (
                     "link", "button", "textbox", "combobox", "image", "table", "dialog")]
                 self.assertEqual(unnamed, [])

@@ -1,5 +1,5 @@
-"""Debian's Chromium without a window, driven through a pipe by its own protocol (the DevTools protocol): no driver, no
-port, and the same tree that a screen reader gets. It talks to nothing but 127.0.0.1.
+"""Debian's Chromium without a window, controlled through a pipe by the DevTools protocol: no driver, no port, and the
+same accessibility tree as for a screen reader. It connects only to 127.0.0.1.
 """
 
 import base64
@@ -33,13 +33,13 @@ CONTROL, SHIFT = 2, 8  # modifiers
 
 
 class Chromium:
-    """A browser process with one page. It ends with this object."""
+    """A browser process with one page. It is terminated with this object."""
 
     def __init__(self):
         self.home = tempfile.TemporaryDirectory(prefix="quorva-browser-", ignore_cleanup_errors=True)
         to_read, self.writing = os.pipe()
         self.reading, to_write = os.pipe()
-        # The browser takes descriptor 3 to read from and 4 to write to; high numbers keep clear of both.
+        # The browser takes descriptor 3 to read from and 4 to write to; high numbers avoid both.
         pair = [fcntl.fcntl(descriptor, fcntl.F_DUPFD, 20) for descriptor in (to_read, to_write)]
         sandbox = ["--no-sandbox"] if os.getuid() == 0 else []  # which refuses to run as root
         self.process = subprocess.Popen(
@@ -82,7 +82,7 @@ class Chromium:
                 return answer["result"]
             if "method" in answer:
                 self.events.append(answer)
-            if answer.get("method") == "Page.javascriptDialogOpening":  # nothing goes on before it is answered
+            if answer.get("method") == "Page.javascriptDialogOpening":  # nothing continues before it is answered
                 self.send("Page.handleJavaScriptDialog", accept=True)
 
     def receive(self, deadline):
@@ -98,7 +98,7 @@ class Chromium:
 
     def close(self):
         with contextlib.suppress(OSError):
-            os.close(self.writing)  # it ends when its pipe does
+            os.close(self.writing)  # it exits when its pipe is closed
         with contextlib.suppress(subprocess.TimeoutExpired):
             self.process.wait(10)
         end(self.process)
@@ -116,7 +116,7 @@ class Chromium:
         self.wait("window.isOld === undefined")
 
     def evaluate(self, expression):
-        """The value of a JavaScript expression, or of the promise that it is."""
+        """The value of a JavaScript expression, or of its promise."""
         result = self.command("Runtime.evaluate", expression=expression, awaitPromise=True, returnByValue=True,
                               allowUnsafeEvalBlockedByCSP=False)
         if "exceptionDetails" in result:
@@ -137,7 +137,7 @@ class Chromium:
             time.sleep(0.02)
 
     def click(self, element):
-        """Clicks, with the mouse, what an expression finds."""
+        """Clicks, with the mouse, the element that an expression finds."""
         self.wait(f"Boolean({element})")
         place = self.evaluate(f"""(() => {{
             const found = {element};
@@ -162,18 +162,18 @@ class Chromium:
         self.command("Input.dispatchKeyEvent", type="keyUp", **event)
 
     def type(self, text):
-        """Types into what has the focus."""
+        """Types into the focused element."""
         self.command("Input.insertText", text=text)
 
     def retype(self, text):
-        """The same in place of what is there."""
+        """The same, replacing the current text."""
         self.key("a", CONTROL)
         if text:
             self.type(text)
         else:
             self.key("Backspace")
 
-    # How it looks.
+    # Appearance.
 
     def resize(self, width, height):
         self.command("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1,
@@ -184,20 +184,20 @@ class Chromium:
             {"name": "prefers-color-scheme", "value": scheme}, {"name": "prefers-reduced-motion", "value": "reduce"}])
 
     def picture(self, path):
-        """Writes what the window shows."""
+        """Writes a screenshot of the window."""
         data = self.command("Page.captureScreenshot", format="png")["data"]
         with open(path, "wb") as file:
             file.write(base64.b64decode(data))
 
     def accessible(self):
-        """What a screen reader gets: (role, name, properties) of each node."""
+        """The accessibility tree: (role, name, properties) of each node."""
         nodes = self.command("Accessibility.getFullAXTree")["nodes"]
         return [(node.get("role", {}).get("value"), node.get("name", {}).get("value", ""),
                  {entry["name"]: entry["value"].get("value") for entry in node.get("properties", [])})
                 for node in nodes if not node.get("ignored")]
 
     def complaints(self):
-        """What the page has got wrong so far: exceptions, errors on the console, violations of its policy, files that
+        """The errors of the page so far: exceptions, errors on the console, violations of its policy, files that
         are not there. Without requests of the page that failed: what it shows of these is for the tests to check."""
         self.evaluate("0")  # receives what has been sent until now
         found = []
@@ -214,7 +214,7 @@ class Chromium:
         return found
 
     def addresses(self):
-        """All that the page has requested."""
+        """All requests of the page."""
         self.evaluate("0")
         return [event["params"]["request"]["url"] for event in self.events
                 if event["method"] == "Network.requestWillBeSent"]

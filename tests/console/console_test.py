@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Uses the console as people do, in a real browser:
+"""Uses the console like a person, in a real browser:
 
     console_test.py BIN CLASS [TEST]
 

@@ -37,7 +37,7 @@ class ConsoleTest(unittest.TestCase):
 
     options = ["--console-write"]
     environment = {}  # of the server
-    provoked = ()     # texts of complaints that a test has caused on purpose
+    provoked = ()     # texts of errors that a test has caused on purpose
 
     @classmethod
     def setUpClass(cls):
@@ -93,7 +93,7 @@ class ConsoleTest(unittest.TestCase):
         return connection.request("GetItem", {"TableName": table, "Key": {
             "HashKeyElement": {"S": hash_key}, "RangeKeyElement": {"S": range_key}}}).get("Item")
 
-    # What the page shows. Elements are found by what people see.
+    # What the page shows. Elements are found by their visible text.
 
     def value(self, expression):
         return self.browser.evaluate(expression)
@@ -126,13 +126,13 @@ class ConsoleTest(unittest.TestCase):
         self.assertEqual(self.value(f"{labelled(label)}.selectedOptions[0].text"), text)
 
     def show_table(self, table, **search):
-        """Leads to a table by its address."""
+        """Navigates to a table by its address."""
         self.browser.evaluate(f"""import("/console/links.js").then(({{ links }}) => {{
             location.hash = links.table({{ table: {quoted(table)}, ...{quoted(search)} }}); }})""")
         self.wait_view()
 
     def wait_view(self):
-        """Waits until the view that the address leads to is complete."""
+        """Waits until the view of the address is complete."""
         self.wait("document.querySelector('main .view')?.dataset.address === location.hash")
 
     def rows(self):
@@ -145,7 +145,7 @@ class ConsoleTest(unittest.TestCase):
             self.browser.picture(os.path.join(PICTURES, f"{name}.png"))
 
     def setUp(self):
-        self.browser.evaluate("0")  # receives what an earlier test has left
+        self.browser.evaluate("0")  # receives the leftovers of an earlier test
         self.browser.events.clear()
 
     def tearDown(self):

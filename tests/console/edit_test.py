@@ -1,4 +1,4 @@
-"""Writing: new items, changes, deletions, each under the condition that nobody else was faster."""
+"""Writing: new items, changes, deletions, each on condition that nobody else was faster."""
 
 from chromium import CONTROL
 from consolefixture import ConsoleTest, quoted
@@ -130,7 +130,7 @@ class Edit(ConsoleTest):
         self.browser.key("Escape")
         self.wait("!document.querySelector('dialog')")
         self.click("Delete …")
-        self.browser.key("Enter")  # on what has the focus
+        self.browser.key("Enter")  # on the focused element
         self.wait("!document.querySelector('dialog')")
         self.assertEqual(self.stored(connection, table, "abc", "1"), {"n": {"N": "1"}})
         self.click("Delete …")

@@ -1,4 +1,4 @@
-"""The page's own reader of JSON, run in the browser: what it takes, and that it loses nothing."""
+"""The page's own reader of JSON, run in the browser: what it accepts, and that it loses nothing."""
 
 import json
 

@@ -1,4 +1,4 @@
-"""What moves: the server's figures, a backup, a server that goes away."""
+"""Things that change: the server's figures, a backup, a server that goes away."""
 
 import os
 import re
@@ -28,7 +28,7 @@ class Live(ConsoleTest):
         self.load(table, 100)
         label = "(title) => [...document.querySelectorAll('.plot svg')].map((one) => one.getAttribute('aria-label'))" \
                 ".find((one) => one.startsWith(title))"
-        # Rates of the last two seconds, so load goes on until each plot shows some.
+        # Rates of the last two seconds, so the load continues until each plot shows some.
         self.keep_loading(table, lambda: self.wait(
             f"/GetItem [1-9].*Query [1-9]/.test(({label})('Requests per second'))"))
         self.keep_loading(table, lambda: self.wait(
@@ -95,7 +95,7 @@ class Live(ConsoleTest):
         self.click("Stop the backup", "document.querySelector('dialog')")
         self.wait_text("The backup has ended.")
         self.wait_text("No backup is running.")
-        # One that fails: its target is no directory.
+        # One that fails: its target is not a directory.
         self.fill("Target directory", os.path.join(target, "BackupFiles.list"))
         self.click("Start a backup")
         self.wait("document.querySelector('main .notice.error')")
@@ -113,7 +113,7 @@ class Live(ConsoleTest):
         self.assertTrue(self.server.start_on(port))
         self.wait_text("Connected", "#top")
         self.wait("document.querySelector('textarea')?.value.includes('\"1\"')")  # by itself
-        # A change that meets the outage is kept, and stored afterwards.
+        # A change during the outage is kept, and stored afterwards.
         self.server.kill()
         self.browser.click("document.querySelector('textarea')")
         self.browser.retype('{ "n": { "N": "2" } }')
@@ -133,7 +133,7 @@ class Live(ConsoleTest):
         self.http.stop()
         self.wait_text("No answer since", "#top")
         self.start_http(port)
-        self.wait_text("The token of this tab is not that of the quorva-http that runs.")
+        self.wait_text("The token of this tab is not that of the running quorva-http.")
         self.fill("Token", self.http.address)
         self.browser.key("Enter")
         self.wait("document.querySelector('main h1')?.textContent === 'Live'")

@@ -10,7 +10,7 @@
 /** The attributes of an item, without its keys; nothing when it does not exist. */
 using Attributes = std::optional<QVariantMap>;
 
-/** An entry of a Commit that turns what is there into what is wanted. */
+/** An entry of a Commit that changes the current state into the wanted one. */
 inline QVariantMap commitEntry(const QString& tableName, const QString& hash, const QString& range,
                                const Attributes& present, const Attributes& wanted)
 {

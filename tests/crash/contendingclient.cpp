@@ -75,7 +75,7 @@ void ContendingClient::addToList()
     for (;;) {
         const QString range = QStringLiteral("%1").arg(++stage_.listed, 8, 10, QChar('0'));
         const QVariantMap item{{"h", textValue(stage_.list)}, {"r", textValue(range)}};
-        // What is not acknowledged may be missing, and its number with it.
+        // Writes that were not acknowledged may be missing, and their numbers with them.
         if (!send("PutItem", "t0", {{"Item", item}}))
             return;
     }
@@ -110,7 +110,7 @@ void ContendingClient::read()
     }
 }
 
-/** False when no reply came. It is in reply_ otherwise, and a success, or a refused condition. */
+/** False if no reply was received. Otherwise reply_ is a success, or a refused condition. */
 bool ContendingClient::send(const QByteArray& operation, const QVariantMap& body)
 {
     const auto reply = client_.request(operation, body);
@@ -150,7 +150,7 @@ bool ContendingClient::add(const Place& place)
     return true;
 }
 
-/** Replaces the version that it has read, unless others were faster, which a refusal shows as well. */
+/** Replaces the version that it has read, unless others were faster, which the refusal then shows. */
 bool ContendingClient::contend(const Place& place)
 {
     if (!send("GetItem", place.table, {{"Key", key(place)}}))
@@ -169,7 +169,7 @@ bool ContendingClient::contend(const Place& place)
     return true;
 }
 
-/** The same in a Commit, whose refusal shows the present version itself. */
+/** The same with a Commit, whose refusal contains the current version. */
 bool ContendingClient::commit(const Place& place, int found)
 {
     const QVariantMap entry{{"TableName", stage_.name(place.table, upTo(100))},

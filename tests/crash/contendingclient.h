@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/** What all clients use, and what their replies have shown. */
+/** Shared by all clients: what they use, and what their replies have shown. */
 class Stage {
 public:
     Stage(const CrashBench& bench, const std::string& link) : home_(QString::fromStdString(bench.home()))
@@ -34,14 +34,14 @@ public:
         return spellings_[spelling % spellings_.size()] + '|' + table;
     }
 
-    std::vector<Place> counters; // everybody adds to them
+    std::vector<Place> counters; // all clients add to them
     std::vector<Place> deleted;  // one client puts them, with a growing version, others delete them
     std::vector<Place> batch;    // one client writes all of them at once
     const QString list = "list"; // a hash key to which one client adds items
     const Place listLength{"t0", list, "length"};
 
     ShownVersions shown;
-    // Each is the latest that was asked for, whether it was done or not, and belongs to one client at a time.
+    // Each is the latest one requested, whether it was executed or not, and belongs to one client at a time.
     int deletedVersion = 0;
     int batchVersion = 0;
     int listed = 0;
@@ -51,7 +51,7 @@ private:
     std::vector<QString> spellings_;
 };
 
-/** One client. Each kind of work goes on until there is no reply. */
+/** One client. Each kind of work continues until there is no reply. */
 class ContendingClient {
 public:
     ContendingClient(Stage* stage, int port, unsigned seed);

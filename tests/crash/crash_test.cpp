@@ -1,6 +1,6 @@
 /*
  * Writers, a kill at a random moment, a restart, and a check of everything that was acknowledged. In each phase of a
- * server's life, by the end of the process alone and with the loss of what was not synchronised with the disk.
+ * server's life, with and without the loss of data that was not synced to disk.
  *
  * script/crash runs these tests for longer. A seed reproduces the choices, not the timing, which depends on the threads
  * of server and writers.
@@ -87,7 +87,7 @@ TEST_P(CrashTest, WhileTablesAreCreated)
     crashWhileItWrites(bench, rounds_, 1ms, 200ms);
 }
 
-/** Closes the environment again and again: each closing and each opening writes a checkpoint. */
+/** Closes the environment repeatedly: each closing and each opening writes a checkpoint. */
 TEST_P(CrashTest, WhileCheckpointsAreWritten)
 {
     CrashBench bench(GetParam(), seed_, {.largeValues = true});

@@ -58,7 +58,7 @@ CrashBench::CrashBench(const CrashMode& mode, unsigned seed, WriterTasks tasks,
 
 CrashBench::~CrashBench()
 {
-    // Writers end with their server.
+    // Writers stop with their server.
     if (server_.isRunning()) {
         server_.kill();
         (void)server_.waitForExit(); // ignored: the server's own destructor would do the same
@@ -152,7 +152,7 @@ void CrashBench::verifyCopy(const QString& directory, const Ledger::Floor& least
     report("the restored backup", ledger_.verifyCopy(&reader, least));
 }
 
-/** Not a Scan, which would create the missing data files and take longer than everything else. */
+/** Queries each hash key that was used, rather than scanning all partitions. */
 void CrashBench::query(CrashClient* client, const QString& table)
 {
     Ledger::Items items;

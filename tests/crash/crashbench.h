@@ -30,9 +30,9 @@ int crashRounds();
 /** What a crash takes away. */
 struct CrashMode {
     const char* name;
-    /** Loses, at random, none, some or all of what was not synchronised with the disk. */
+    /** Loses, at random, none, some or all of the data that was not synced to disk. */
     bool powerLoss;
-    /** The log is synchronised by fdatasync at each commit, not by synchronous writes. */
+    /** The log is synced with fdatasync at each commit, not by synchronous writes. */
     bool logDataSync;
 };
 
@@ -67,7 +67,7 @@ public:
 
     /** Kills the server, waits for the writers, and loses what the mode says. */
     void crash();
-    /** The steps of crash(), for when something else kills the server, or the power fails later. */
+    /** The steps of crash(), for cases where something else kills the server, or the power fails later. */
     void waitForKill();
     void losePower();
 
@@ -75,7 +75,7 @@ public:
     ProgramRun quorvactl(const std::vector<std::string>& arguments,
                          const std::map<std::string, std::string>& environment = {}) const;
 
-    /** Reads everything from the running server, and fails the test with a list of what is wrong. */
+    /** Reads everything from the running server, and fails the test with a list of errors. */
     void verify();
     void verifyCopy(const QString& directory, const Ledger::Floor& least);
     /** At the end: queries every hash key, closes the environment and verifies the structure of every file. */

@@ -27,7 +27,7 @@ public:
         (void)connection_.open(QString::fromLatin1(Endpoint::Host), port); // ignored: then no request succeeds
     }
 
-    /** Nothing when no reply came. */
+    /** Nothing if no reply was received. */
     std::optional<QVariantMap> request(const QByteArray& operation, const QVariantMap& body)
     {
         QByteArray text;

@@ -38,13 +38,13 @@ private:
         Done,
         Refused, // a condition does not hold
         NotDone, // the server could not be reached
-        Unknown, // no answer, or one that says that it may have been executed
+        Unknown, // no answer, or one that says that the request may have been executed
     };
 
     unsigned upTo(unsigned limit) { return static_cast<unsigned>(random_() >> 4) % limit; }
     bool oneIn(unsigned chances) { return upTo(chances) == 0; }
 
-    // Each of these returns false when it makes no sense to go on.
+    // Each of these returns false if the writer should stop.
     bool step();
     bool add();
     bool contend();

@@ -15,7 +15,7 @@
 
 /**
  * The progress of something that is written version by version, one request at a time: the version that was
- * acknowledged last, and the one that was requested and not answered, or not yet. Version 0 is before the first
+ * acknowledged last, and the one that was requested but not, or not yet, answered. Version 0 is before the first
  * request.
  */
 struct Progress {
@@ -80,8 +80,8 @@ public:
 };
 
 /**
- * All that the writers did to an environment, across its crashes. Writers call it from their threads; pointers to what
- * it holds stay valid.
+ * Everything that the writers did to an environment, across its crashes. Writers call it from their threads; pointers
+ * to its elements stay valid.
  */
 class Ledger {
 public:
@@ -106,7 +106,7 @@ public:
     /** Records something that must not happen while the server runs. */
     void complain(const std::string& text);
 
-    /** What had been acknowledged at some moment, of each kind, in order: a copy of the environment must hold it. */
+    /** What had been acknowledged at some moment, of each kind, in order: a copy of the environment must contain it. */
     struct Floor {
         std::vector<int> tables{};
         std::vector<int> counters{};
@@ -117,12 +117,12 @@ public:
     long long acknowledgements() const;
 
     /**
-     * Compares everything with what there is, and forgets what was in flight: what is found has to stay from now on.
-     * Returns a line for each thing that is wrong.
+     * Compares everything with the current state, and settles requests in flight: what is found must persist from now
+     * on. Returns a line for each error.
      */
     std::vector<std::string> verify(Reader* reader);
 
-    /** Compares a copy that holds at least `least`, and changes nothing. To be called before verify(). */
+    /** Compares a copy that contains at least `least`, and changes nothing. Call before verify(). */
     std::vector<std::string> verifyCopy(Reader* reader, const Floor& least);
 
     using Items = std::map<std::pair<QString, QString>, QVariantMap>; // by hash and range key
@@ -131,12 +131,12 @@ public:
     std::set<QString> hashes(const QString& table) const;
 
     /**
-     * Compares all items that queries of a table found, after a verify() that found nothing wrong: there must be no
-     * others than those that were written. Returns a line for each thing that is wrong.
+     * Compares all items that queries of a table found, after a verify() without errors: there must be none but those
+     * that were written. Returns a line for each error.
      */
     std::vector<std::string> compareAll(const QString& table, Items found) const;
 
-    /** Of the requests that a crash left unanswered, how many took effect and how many did not. */
+    /** How many of the requests that a crash left unanswered took effect, and how many did not. */
     long long keptInFlight() const { return keptInFlight_; }
     long long lostInFlight() const { return lostInFlight_; }
 

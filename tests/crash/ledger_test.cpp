@@ -1,4 +1,4 @@
-/* That the crash tests notice errors: a ledger is shown wrong contents, and a disk loses what it must not. */
+/* The crash tests detect errors: a ledger is given wrong contents, and a disk loses what it must not. */
 #include "crashbench.h"
 
 #include "support/waituntil.h"
@@ -133,7 +133,7 @@ TEST_F(LedgerTest, AVersionOfAContestHasOneWinner)
     EXPECT_THAT(ledger_.verify(&contents_), ElementsAre(HasSubstr("although 1 was acknowledged")));
 }
 
-/** The tests notice a disk that reports everything as written and then loses it. */
+/** The tests detect a disk that reports everything as written and then loses it. */
 TEST(CrashTestItself, NoticesADiskThatDoesNotSynchronise)
 {
 #ifdef QUORVA_SANITIZED

@@ -1,4 +1,4 @@
-/* How a ledger compares what it recorded with what there is. */
+/* How a ledger compares its records with the current state. */
 #include "ledger.h"
 
 #include "ledgertext.h"
@@ -38,7 +38,7 @@ public:
     }
 
 private:
-    /** The lowest version that the next thing of its kind may have: 0 for what is younger than the floor. */
+    /** The lowest version that the next element of its kind may have: 0 if it is newer than the floor. */
     int lowest(std::vector<int> Floor::*kind, std::size_t* next, int acknowledged)
     {
         if (least_ == nullptr)

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <string>
 
-/* How the complaints of a ledger name and show things. */
+/* How the error messages of a ledger name and show things. */
 
 inline std::string nameOf(const ItemAddress& item)
 {

@@ -24,7 +24,7 @@ public:
     const std::string& target() const { return target_; }
     std::string marker() const { return target_ + "/BackupInProgress.tmp"; }
 
-    /** Notes what is acknowledged at this moment, unless the copy was complete by then: the copy must contain it. */
+    /** Records what is acknowledged at this moment, unless the copy is already complete: the copy must contain it. */
     void note(const Ledger& ledger)
     {
         Ledger::Floor floor = ledger.floor();

@@ -46,7 +46,7 @@ TEST_F(PowerLoss, TakesNothingOfACopyWhoseMarkerHasGone)
     bench.verify();
 }
 
-/** Written soon after each opening of an environment; log files from before it may leave. */
+/** Written soon after each opening of an environment; older log files may be shipped then. */
 constexpr QLatin1StringView FirstCheckpoint{"Done txn_checkpoint 0"};
 
 TEST_F(PowerLoss, TakesNothingOfALogFileThatHasLeftTheEnvironment)

@@ -15,7 +15,7 @@
 #include <map>
 #include <string>
 
-/** The power fails right after something was reported as done, and takes all that was not synchronised. */
+/** The power fails right after something was reported as done, and everything that was not synced is lost. */
 class PowerLoss : public SeededTest {
 protected:
     static constexpr CrashMode Mode{"PowerLoss", true, false};

@@ -1,7 +1,7 @@
 /*
- * No reply shows what a loss of power could still take away. Clients read and write the same items side by side, on a
- * disk that takes its time for the log; a server is killed at a random instant, all that was not synchronised is lost,
- * and then everything that any reply has shown, also by refusing a condition, is there, or something later.
+ * No reply shows anything that a power failure could still lose. Clients read and write the same items concurrently, on
+ * a disk that is slow for the log; a server is killed at a random instant, everything that was not synced is lost, and
+ * then everything that any reply has shown, even by refusing a condition, is there, or something later.
  */
 #include "contendingclient.h"
 #include "crashbench.h"

@@ -38,7 +38,7 @@ inline QVariantMap itemAt(const Place& place, int number)
     return merged(version(number), {{"h", textValue(place.hash)}, {"r", textValue(place.range)}});
 }
 
-/** The least that each item must be, from what replies have shown. */
+/** The lowest version that each item must have, according to the replies. */
 class ShownVersions {
 public:
     void show(const Place& place, int version, const char* how)
@@ -59,7 +59,7 @@ public:
         const std::lock_guard lock(mutex_);
         return shown_;
     }
-    /** What has shown the least. */
+    /** The reply that showed the lowest version. */
     const char* how(const Place& place)
     {
         const std::lock_guard lock(mutex_);

@@ -9,10 +9,10 @@
 #include <sys/types.h>
 
 /**
- * What a loss of power leaves of an environment's directory and of the directory with the targets of backups, restores
+ * What a power failure leaves of an environment's directory and of the directory with the targets of backups, restores
  * and exports. Programs that run with `environment()` record what is durable there (writeback/writeback.cpp has the
- * rules). When they have ended, either loss turns the directories into what a disk might hold. Without a loss, only the
- * process ended, and the next one continues with the files and with what is recorded of them.
+ * rules). After they have exited, either loss turns the directories into what a disk might contain. Without a loss,
+ * only the process has died, and the next one continues with the files and their records.
  */
 class WriteBackLoss {
 public:
@@ -35,13 +35,13 @@ public:
     /** Makes a file or directory durable, with all below it and its name: for what tests create themselves. */
     void settle(const std::string& path) const;
 
-    /** Loses all that was not synchronised. */
+    /** Loses everything that was not synced. */
     void loseAll() const;
 
     /**
-     * Loses some of what was not synchronised, at random. Each block is written back or not, and a file ends with the
-     * last block that was. Of the names in a directory that changed, all are old, all are new, or each is either; but
-     * what existed before and after keeps a name.
+     * Loses some of what was not synced, at random. Each block is written back or not, and a file ends with the last
+     * block that was. Of the names in a directory that changed, all are old, all are new, or each is either; but
+     * anything that existed before and after keeps a name.
      */
     void loseSome(std::minstd_rand* random) const;
 

@@ -119,7 +119,7 @@ TEST_F(WriteBackLossTest, ADiskThatOnlyClaimsToHaveSynchronisedKeepsNothing)
     EXPECT_EQ(left(), Files());
 }
 
-TEST_F(WriteBackLossTest, TheNextProcessGoesOnWithWhatTheLastOneLeft)
+TEST_F(WriteBackLossTest, TheNextProcessContinuesWithWhatTheLastOneLeft)
 {
     run("f = os.open(path, os.O_RDWR | os.O_CREAT)\nos.write(f, b'written')\n");
     run("f = os.open(path, os.O_RDWR)\nos.fsync(f)\n");

@@ -42,7 +42,7 @@ private:
 
     Answer send(const QByteArray& operation, const QVariantMap& body, QVariantMap* reply = nullptr);
 
-    /** Records in the ledger how the request that is in flight was answered; false when there was no reply. */
+    /** Records in the ledger how the request in flight was answered; false if there was no reply. */
     bool settle(Progress* progress, Answer answer, const char* what);
 
     /** With firstTouch: whether this writer's table was created. */

@@ -119,7 +119,7 @@ TEST(Number, HasAMagnitudeInRange)
     EXPECT_EQ(read(Nines + "9e126"), overflow) << "as well as too many digits";
 }
 
-TEST(Number, TellsItsDigitsAndExponent)
+TEST(Number, ReportsItsDigitsAndExponent)
 {
     const auto number = Number::parse("-0.00120300");
     ASSERT_TRUE(number);

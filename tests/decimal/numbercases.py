@@ -1,4 +1,4 @@
-"""Prints random pairs of numbers with what decimal arithmetic makes of them, one pair a line:
+"""Prints random pairs of numbers with the results of decimal arithmetic, one pair per line:
 
     A B canonical-A canonical-B order sum difference
 
@@ -33,7 +33,7 @@ def some_number(source):
     digits = source.choice([1, 1, 2, 3, 10, 37, 38, 38, source.randint(1, 39)])
     coefficient = source.choice([source.randrange(10**digits), 10**digits - 1, 10 ** (digits - 1), 0])
     text = str(coefficient)
-    if source.random() < 0.4:  # a point in it, or before or behind it
+    if source.random() < 0.4:  # a point in it, or before or after it
         place = source.randint(0, len(text))
         text = text[:place] + "." + text[place:]
     if source.random() < 0.1:

@@ -6,7 +6,7 @@ from differential_parts import Parts
 
 class Requests(Parts):
     def __init__(self, random, model, tables, foreign_tables, whole_table):
-        """`whole_table` is the only one to be scanned from the start, as that creates all files of a table."""
+        """`whole_table` is the only table that is scanned from the start."""
         super().__init__(random, tables, foreign_tables)
         self.model = model
         self.whole_table = whole_table

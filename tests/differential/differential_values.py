@@ -18,7 +18,7 @@ ENVELOPES = {
 
 
 class Refused(Exception):
-    """Ends an operation with a status and the reply fields that it leaves behind."""
+    """Ends an operation with a status and the fields of its reply so far."""
 
     def __init__(self, status, reply=None):
         super().__init__(status)

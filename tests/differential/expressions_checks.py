@@ -1,4 +1,4 @@
-"""What can be wrong with an expression without an item, although its text could be parsed."""
+"""Errors in an expression that do not depend on an item, although its text could be parsed."""
 
 from expressions_values import ORDERED, Refused, compare
 

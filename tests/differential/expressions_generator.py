@@ -1,4 +1,4 @@
-"""Random expressions and requests: right ones mostly, and some that are not."""
+"""Random expressions and requests: mostly valid ones, and some that are not."""
 
 import base64
 
@@ -33,7 +33,7 @@ class Generator(Items):
         return placeholder
 
     def path(self):
-        """A path, often one that leads somewhere."""
+        """A path, often one that exists."""
         elements, self.near = [self.random.choice(ATTRIBUTES)], None
         if self.places and self.one_in(2):
             elements, self.near = self.random.choice(self.places)
@@ -61,7 +61,7 @@ class Generator(Items):
         return self.random.choice([below for _, below in members(value)] or [value])
 
     def target(self):
-        """A path beside those before it, mostly."""
+        """A path, mostly next to the previous ones."""
         for _ in range(5):
             path = self.path()
             if self.targets and self.targets[-1][-1] == "]" and self.one_in(2):  # another element of a list
@@ -206,12 +206,12 @@ class Generator(Items):
         return update
 
     def drop_unused(self, text):
-        """Forgets the names of paths that were given up."""
+        """Forgets the names of discarded paths."""
         if not self.one_in(20):
             self.names = {placeholder: name for placeholder, name in self.names.items() if placeholder in text}
 
     def damaged(self, text):
-        """The text with a piece left out, doubled or replaced."""
+        """The text with a piece omitted, doubled or replaced."""
         at = self.random.randrange(len(text) + 1)
         end = at + self.random.randrange(4)
         foreign = self.random.choice(PIECES)

@@ -1,4 +1,4 @@
-"""The text of expressions to tuples, by the binding power of operators:
+"""Parses the text of expressions to tuples, by the binding power of operators:
 
     ("path", [name or index, ...])   ("value", value)   ("call", name, [...])   ("paren", x)   ("not", x)
     ("and" | "or" | "=" | "<>" | "<" | "<=" | ">" | ">=" | "+" | "-", x, y)   ("between", x, y, z)   ("in", x, [...])
@@ -23,7 +23,7 @@ MOST_OPERATORS = 300
 
 
 class Names:
-    """What placeholders stand for, and which have been used."""
+    """The names and values of the placeholders, and which have been used."""
 
     def __init__(self, names, values):
         self.names, self.values, self.used = names, values, set()

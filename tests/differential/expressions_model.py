@@ -1,4 +1,4 @@
-"""What expressions do with an item, as the API's documentation says."""
+"""The results of expressions for an item, according to the API's documentation."""
 
 from expressions_checks import bare
 from expressions_values import (LIMITED, begins_with, between, compare, contains, levels, number_faults, size)
@@ -11,7 +11,7 @@ TOO_DEEP = ("One or more parameter values were invalid: Nesting Levels have exce
 
 
 class Failed(Exception):
-    """The update cannot be made; every message that would be right."""
+    """The update is refused; contains every acceptable message."""
 
     def __init__(self, messages):
         super().__init__(messages)
@@ -95,7 +95,7 @@ def add(first, second, sign, wrong_type):
 
 
 def changed(section, present, argument, wrong_type):
-    """What ADD or DELETE makes of a value; None if nothing is left."""
+    """The result of ADD or DELETE for a value; None if nothing is left."""
     if present is None:
         return argument if section == "ADD" else None
     if section == "ADD" and argument[0] == "N":
@@ -130,7 +130,7 @@ def rebuilt(value, results):
 
 
 def updated(actions, item, wrong_type=WRONG_TYPE):
-    """The item after an update; raises Failed with all that is wrong."""
+    """The item after an update; raises Failed with all errors."""
     messages, results = set(), []
     for section, path, argument in actions:
         parent = look_up(item, path[:-1])

@@ -76,7 +76,7 @@ def outcome_of_update(actions, item, *wrong_type):
 
 
 def expected_outcome(case):
-    """What the tool has to print, decoded; of messages, all that are right."""
+    """The expected output of the tool, decoded; of messages, every acceptable one."""
     request, item = case["request"], decode_item(case["item"])
     if "AttributeUpdates" in request:
         return outcome_of_update(update_actions(request["AttributeUpdates"]), item, OLDER_WRONG_TYPE)
@@ -137,7 +137,7 @@ def main():
     for done in range(0, count, AT_A_TIME):
         compare(sys.argv[1], [make_case(source) for _ in range(min(AT_A_TIME, count - done))], counts)
     print("%d cases with seed %d, 0 differences: %s" % (count, seed, dict(counts)))
-    # A generator that gets everything wrong would compare nothing.
+    # A generator whose expressions are all invalid would compare nothing.
     if counts["right"] < count * 2 // 5:
         sys.exit("too few cases were right")
 

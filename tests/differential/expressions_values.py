@@ -1,4 +1,4 @@
-"""Attribute values in Python, and what can be computed with them without an item.
+"""Attribute values in Python, and computations with them that need no item.
 
 A value is a pair of its type and its content: numbers are Decimal, sets frozensets, maps dicts, lists tuples, binary
 bytes.
@@ -18,7 +18,7 @@ SETS = ("SS", "NS", "BS")
 
 
 class Refused(Exception):
-    """The request is wrong in itself."""
+    """The request itself is invalid."""
 
 
 def decode(value):
@@ -46,7 +46,7 @@ def decode_item(item):
 
 
 def ordered(value):
-    """Something with Python's order for what the API can order."""
+    """A value with Python's order, for values that the API can order."""
     kind, content = value
     return content.encode() if kind == "S" else content
 
@@ -91,7 +91,7 @@ def size(value):
 
 
 def number_faults(number):
-    """Everything that keeps the result of a sum from being a number."""
+    """All reasons why the result of a sum is not a number."""
     faults = set()
     if number == 0:
         return faults

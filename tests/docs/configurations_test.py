@@ -19,7 +19,7 @@ def test_logrotate(binaries, scratch):
     os.makedirs(f"{directory}/log")
     block = indented("docs/operating.md", "/srv/quorva/log/*.log {").replace("/srv/quorva", directory)
     rotation = write(f"{scratch}/logrotate.conf", block)
-    os.chmod(rotation, 0o644)  # it takes no file that others may write
+    os.chmod(rotation, 0o644)  # it refuses files that others may write
     log = f"{directory}/log/server.log"
     server = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", f"{binaries}/quorva", "-p", str(free_port()), "-d", log],
                               env={**os.environ, "QUORVA_LOCKFILE": f"{directory}/server.lock"})
@@ -29,7 +29,7 @@ def test_logrotate(binaries, scratch):
         wait_until("a log that was reopened", lambda: os.path.exists(log) and "Log file reopened" in read(log))
 
     try:
-        # Its latest line tells that there is no parent process to watch.
+        # Its latest line says that there is no parent process to watch.
         wait_until("a server that has started", lambda: os.path.exists(log) and "CreateMutex failed" in read(log))
         first = read(log)
         rotate()

@@ -1,4 +1,4 @@
-"""Uses the configurations in the documents that are no console sessions, with the programs that they are for. Each is
+"""Uses the configurations in the documents that are not console sessions, with the programs that they are for. Each is
 taken from its document as it is there; only directories and ports are replaced.
 """
 

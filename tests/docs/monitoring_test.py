@@ -11,13 +11,13 @@ import urllib.request
 from examples import Place, indented, read, run_example, write
 from quorva import DEADLINE, HttpServer, expect, run, run_main
 
-SKIPPED = 77  # the status that ctest takes for a skipped test
+SKIPPED = 77  # the exit status of a skipped test for ctest
 RULES = ("docs/monitoring.md", "groups:")
 EXPRESSIONS = ("docs/monitoring.md", "# requests per second, by operation")
 
 
 def test_figures(binaries, scratch):
-    """Every figure that the document names exists, with the labels that it names; and the other way round."""
+    """Every figure that the document names exists, with the labels that it names, and vice versa."""
     with Place(scratch, binaries) as place:
         place.make_table("shop|orders")
         place.tool("put", "shop|orders", "customer=S:abc", "date=S:2012-01")
@@ -88,7 +88,7 @@ QUIET = [("quorva_up", "1x2000"), ('up{job="quorva"}', "1x2000"),
          ('quorva_environment_cache_misses_total{directory="d"}', "0+60x2000"),
          ('quorva_environment_commits_total{directory="d"}', "0+300x2000"),
          ('quorva_environment_flushes_total{directory="d"}', "0+120x2000")]
-# What the useful expressions, in their order, make of that.
+# The results of the useful expressions, in order.
 VALUES = [[('{operation="PutItem"}', "10")], [("{}", "0.198")], [('{directory="d"}', "0.75")], [('{directory="d"}', "2.5")]]
 
 
@@ -97,7 +97,7 @@ def series(pairs):
 
 
 def expected_values(expressions):
-    """What promtool is to find when it evaluates the expressions after an hour."""
+    """What promtool must find when it evaluates the expressions after an hour."""
     text = "    promql_expr_test:\n"
     for expression, samples in zip(expressions, VALUES, strict=True):
         text += f"      - expr: '{expression}'\n        eval_time: 1h\n        exp_samples:\n"

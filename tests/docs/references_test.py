@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that what the documents refer to exists: links and their anchors, files, scripts, programs, test labels.
+"""Checks that everything the documents refer to exists: link targets and anchors, files, scripts, programs, labels.
 Also that docs/behaviours.md and the comments that begin with `Kept:` name the same sources.
 
     references_test.py SOURCE BIN

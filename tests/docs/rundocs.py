@@ -29,7 +29,7 @@ DEFAULT_HTTP_PORT = "8000"
 OTHER_PORTS = ["4568", "4569", "4570", DEFAULT_HTTP_PORT, "8001", "8080"]
 # The directory of the session, as documents call it.
 SESSION_DIRECTORY = "/srv"
-# What differs between machines; replaced on both sides of the comparison.
+# Text that differs between machines; replaced on both sides of the comparison.
 MACHINE_DEPENDENT = [
     (re.compile(r"Workers count \d+ db-pool max-thread-count \d+"), "Workers count N db-pool max-thread-count N"),
     (re.compile(r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b"), "UUID"),
@@ -63,7 +63,7 @@ def is_complete(command):
 
 
 def is_wanted(block, clients):
-    """Whether the line begins a block of which the commands are to be run."""
+    """Whether the line begins a block whose commands must be run."""
     words = block.removeprefix("```").split()
     if words[:1] != ["console"]:
         return False
@@ -157,7 +157,7 @@ class Shell:
         return output.removesuffix(END_OF_OUTPUT).decode(errors="replace")
 
     def end(self):
-        """Ends the shell and whatever it left behind."""
+        """Terminates the shell and the processes that it has started."""
         try:
             os.killpg(self.process.pid, 9)
         except ProcessLookupError:

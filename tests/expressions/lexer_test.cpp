@@ -31,7 +31,7 @@ TEST(Tokens, AreWordsPlaceholdersDigitsAndSymbols)
     EXPECT_EQ(tokensOf({"a\0b", 3}), (List{"a", std::string(1, '\0'), "b"}));
 }
 
-TEST(Tokens, EndIsNeverLeftBehind)
+TEST(Tokens, EndIsNeverPassed)
 {
     Tokens tokens("a");
     tokens.take();

@@ -6,26 +6,26 @@
 
 #include <string>
 
-/** Expressions and what they do, as JSON texts. A JSON text that a test gives has to be right. */
+/** Expressions and their results, as JSON texts. JSON texts in tests must be valid. */
 namespace Texts {
 
 Items::Item item(const std::string& json);
 
-/** The message for a request, empty if it is right. */
+/** The error message for a request; empty if it is valid. */
 std::string errorOf(Expressions::RequestKind kind, const std::string& request);
-/** The parameters of a request that is right. */
+/** The parameters of a valid request. */
 Expressions::Parameters parametersOf(Expressions::RequestKind kind, const std::string& request);
 
-/** The message for a ConditionExpression, empty if it is right. */
+/** The error message for a ConditionExpression; empty if it is valid. */
 std::string conditionError(const std::string& expression, const std::string& values = "{}",
                            const std::string& names = "{}");
-/** Whether an item meets a condition that is right. */
+/** Whether an item meets a valid condition. */
 bool holds(const std::string& expression, const std::string& item, const std::string& values = "{}",
            const std::string& names = "{}");
 
 std::string updateError(const std::string& expression, const std::string& values = "{}",
                         const std::string& names = "{}");
-/** The item after an update, or the message for it. */
+/** The item after an update, or the error message. */
 std::string updated(const std::string& expression, const std::string& item, const std::string& values = "{}",
                     const std::string& names = "{}");
 

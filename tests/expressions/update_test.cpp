@@ -33,7 +33,7 @@ TEST(Set, TakesAllOperandsFromTheItemAsItWas)
               R"({"a":{"N":"2"},"b":{"N":"1"},"d":{"N":"3"}})");
 }
 
-TEST(Set, AppendsBehindTheEndOfAListInTheOrderOfIndexes)
+TEST(Set, AppendsAfterTheEndOfAListInTheOrderOfIndexes)
 {
     EXPECT_EQ(updated("SET l[9] = :c, l[0] = :a, l[5] = :b", R"({"l": {"L": [{"N": "0"}]}})",
                       R"({":a": {"S": "a"}, ":b": {"S": "b"}, ":c": {"S": "c"}})"),

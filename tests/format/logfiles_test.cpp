@@ -35,7 +35,7 @@ TEST(LogFiles, OtherNamesAreNoLogFiles)
         EXPECT_EQ(LogFiles::numberOf(name), std::nullopt) << name;
 }
 
-TEST(LogFiles, LogAndDigitsIsTakenForALogFileWhateverItsNumber)
+TEST(LogFiles, LogAndDigitsCountsAsALogFileWhateverItsNumber)
 {
     for (const char* name : {"log.0000000001", "log.0000000000", "log.9999999999", "log.5", "log.00000000050",
                              "log.99999999999", "log.123456789012345678901234567890"})

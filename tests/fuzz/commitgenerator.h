@@ -12,7 +12,7 @@
 #include <QString>
 #include <QVariant>
 
-/** Makes Commits out of choices, well-formed and not. Many expect what is there. */
+/** Makes Commits from choices, well-formed and not. Many expect the current items. */
 class CommitGenerator : protected ItemGenerator {
 public:
     using ItemGenerator::ItemGenerator;

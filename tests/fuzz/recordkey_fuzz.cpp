@@ -1,4 +1,4 @@
-/* Record keys as they stand in a database file, whoever wrote it, and the names of its files. */
+/* Record keys in a database file written by anyone, and the names of its files. */
 #include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
@@ -72,7 +72,7 @@ void name(const QByteArray& tableName)
     FUZZ_ASSERT(Records::dataFileName(tableName, 0x3f).endsWith("_3f.db"));
     FUZZ_ASSERT(tableName.startsWith(EnvironmentPath::ofTable(tableName)));
 
-    // What no table can have is refused for all of its files, and a table's own data files never stand in its way.
+    // A name that no table can have is refused for all of its files, and a table's own data files never conflict.
     const std::string path = file.toStdString();
     const char* refused = TableNames::refusal(path);
     FUZZ_ASSERT(TableNames::fileRefusal(path, TableNames::MetaSubDatabase) == refused);
@@ -81,7 +81,7 @@ void name(const QByteArray& tableName)
     if (refused != nullptr)
         return;
 
-    // What can be a table's file lies below the directory and has one spelling, and nobody else's name is in it.
+    // A table's file is below the directory, has one spelling, and contains no reserved name.
     const std::filesystem::path taken(path);
     FUZZ_ASSERT(!path.empty() && path.find('\0') == std::string::npos);
     FUZZ_ASSERT(taken.is_relative() && taken.lexically_normal().native() == path);

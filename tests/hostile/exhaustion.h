@@ -21,7 +21,7 @@ inline QVariantMap numberedItem(int number, int size)
             {"v", textValue(QString(size, 'v'))}};
 }
 
-/** Writes one item after the other to a table, and knows which were acknowledged. */
+/** Writes one item after another to a table, and records which were acknowledged. */
 class Filling {
 public:
     Filling(ServerProcess* server, QString table, int size) : server_(server), table_(std::move(table)), size_(size) {}

@@ -42,7 +42,7 @@ TEST_F(Exhaustion, AFullDiskUnderTheServersLogStopsNothing)
     EXPECT_TRUE(server.isRunning());
 }
 
-TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenGoesOn)
+TEST_F(Exhaustion, WithoutDescriptorsWhatIsOpenKeepsWorking)
 {
     ServerProcess server({.wrapper = {"/bin/sh", "-c", "ulimit -n 160; exec \"$@\"", "sh"}});
     ASSERT_TRUE(server.start());

@@ -1,6 +1,6 @@
 /*
  * Thousands of misbehaving connections of every kind, and one well-behaved client: it sees no error and no long delay,
- * and when the others are gone, so is everything that they took.
+ * and when the others are gone, all their resources have been released.
  */
 #include "goodclient.h"
 #include "peer.h"

@@ -39,7 +39,7 @@ public:
     bool isReady() const { return ready_; }
     const std::string& point() const { return point_; }
 
-    /** Goes in front of the command line of a program that is to see the disk. */
+    /** The prefix for the command line of a program that should see the disk. */
     std::vector<std::string> wrapper() const
     {
         return {"nsenter", "--preserve-credentials", "--user", "--mount", "--target", holder(), "--wdns=/", "--"};

@@ -5,8 +5,8 @@
 
 namespace {
 
-constexpr const char* NoObject = "The body is no JSON object";
-constexpr const char* NoLength = "The length of the body is not understood";
+constexpr const char* NoObject = "The body is not a JSON object";
+constexpr const char* NoLength = "The length of the body is not valid";
 constexpr const char* TooLarge = "The body is too large";
 
 } // namespace
@@ -40,7 +40,7 @@ TEST_F(HttpError, LengthsThatCannotBeTrusted)
 TEST_F(HttpError, BodiesThatAreNotWhatTheirHeadersSay)
 {
     const std::string target = "X-Amz-Target: DynamoDB_20111205.DeleteTable\r\n";
-    const char* message = "The body ended early or is not what its headers say";
+    const char* message = "The body ended early or does not match its headers";
     expectRefused(post(target + "Transfer-Encoding: chunked\r\n", "xyz\r\n{}\r\n0\r\n\r\n"), 400,
                   "InvalidRequestException", message);
     expectRefused(post(target + "Content-Encoding: gzip\r\nContent-Length: 8\r\n", "notgzip!"), 400,

@@ -1,4 +1,4 @@
-"""What the client gets from batches."""
+"""The client's results of batches."""
 
 from boto_fixture import TableTest
 

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Talks to quorva-http as an application that knows nothing of Quorva does: with boto, as packaged by Debian.
+"""Uses quorva-http like an application that knows nothing of Quorva: with boto, as packaged by Debian.
 
 Called with a port, a directory for the tables, and the arguments of unittest.main. Where the server's answers differ
 from what the API promises, the tests say what the client gets.

@@ -1,4 +1,4 @@
-"""What the client gets from the operations on single items, and from the layer that shows replies as they are."""
+"""The client's results of the operations on single items, also at its layer that returns replies unchanged."""
 
 from boto.dynamodb.exceptions import (DynamoDBConditionalCheckFailedError, DynamoDBKeyNotFoundError,
                                       DynamoDBValidationError)
@@ -96,7 +96,7 @@ class Updates(TableTest):
         self.put("a", "1", n=1, t="x")
         self.save(n=("ADD", 41), m=("ADD", -5), t=("ADD", "y"))
         self.assertEqual(self.stored(), {"n": 42, "m": -5, "t": "xy"})
-        # Sets are not added to.
+        # Sets cannot be added to.
         self.put("a", "1", s={"a"})
         self.assert_error("ResourceNotFoundException", self.save, s=("ADD", {"b"}))
         self.assertEqual(self.stored(), {"s": {"a"}})
@@ -105,7 +105,7 @@ class Updates(TableTest):
         self.put("a", "1", n=1, t="x", s={"a", "b"})
         self.save(n=("DELETE", None))
         self.assertEqual(self.stored(), {"t": "x", "s": {"a", "b"}})
-        # The whole attribute goes, though elements are named.
+        # The whole attribute is removed, although elements are named.
         self.save(s=("DELETE", {"a"}))
         self.assertEqual(self.stored(), {"t": "x"})
 
@@ -122,7 +122,7 @@ class Updates(TableTest):
 
 
 class LayerOne(TableTest):
-    """The layer that shows replies as they are."""
+    """The layer that returns replies unchanged."""
 
     def setUp(self):
         super().setUp()
@@ -134,7 +134,7 @@ class LayerOne(TableTest):
 
     def test_items(self):
         item = {"customer": {"S": "a"}, "date": {"S": "1"}, "n": {"N": "0017.50"}, "s": {"SS": ["b", "a"]}}
-        # Without ReturnValues the server answers the item that was put.
+        # Without ReturnValues the server returns the item that was put.
         self.assertEqual(self.layer.put_item(self.name, item),
                          {"Attributes": {"n": {"N": "0017.50"}, "s": {"SS": ["b", "a"]}}})
         self.assertEqual(self.layer.get_item(self.name, self.key("a", "1")),

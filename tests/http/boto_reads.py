@@ -1,4 +1,4 @@
-"""What the client gets from queries and scans."""
+"""The client's results of queries and scans."""
 
 from boto.dynamodb.condition import BEGINS_WITH, BETWEEN, CONTAINS, EQ, GE, GT, IN, LE, LT, NE, NOT_NULL, NULL
 from boto.dynamodb.layer2 import Layer2
@@ -9,7 +9,7 @@ from boto_fixture import TableTest, connection_arguments
 class Queries(TableTest):
     READS_ONLY = True
     DATES = ["2011-12", "2012-01", "2012-02", "2012-03", "2013-01"]
-    # What it finds, and whether it can be read in pages: a page's last key takes the place of the condition's value.
+    # The results, and whether they can be read in pages: a page's last key replaces the condition's value.
     CONDITIONS = [
         (EQ("2012-02"), ["2012-02"]),
         (LT("2012-02"), ["2012-01", "2011-12"]),
@@ -35,7 +35,7 @@ class Queries(TableTest):
         self.assertEqual(self.dates(scan_index_forward=False), self.DATES[::-1])
 
     def test_every_condition(self):
-        # LE and LT walk downward, whatever the client asks for, and the others upward.
+        # LE and LT walk downward, whatever the client requests, and the others upward.
         for condition, dates in self.CONDITIONS:
             for forward in (True, False):
                 with self.subTest(condition=condition, forward=forward):
@@ -116,7 +116,7 @@ class Scans(TableTest):
         self.assertEqual(both.scanned_count, len(self.keys))
 
     def test_filters_that_let_everything_through(self):
-        # Other operators, and other attributes than the keys.
+        # Other operators, and attributes other than the keys.
         for scan_filter in ({"customer": NE("a")}, {"customer": CONTAINS("a")}, {"customer": IN(["a"])},
                             {"n": EQ(7)}, {"none": EQ("a")}, {"none": NULL()}):
             with self.subTest(filter=scan_filter):

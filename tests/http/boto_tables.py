@@ -1,4 +1,4 @@
-"""What the client gets from the operations on tables."""
+"""The client's results of the operations on tables."""
 
 from boto_fixture import TableTest
 
@@ -15,7 +15,7 @@ class Tables(TableTest):
         self.assertEqual((found.item_count, found.create_time, found.size_bytes), (1, 123456, 0))
 
     def test_update_throughput(self):
-        # A success, though the server keeps the old numbers.
+        # A success, although the server keeps the old numbers.
         self.table.update_throughput(11, 13)
         self.assertEqual(self.table.status, "ACTIVE")
         self.table.refresh()

@@ -45,10 +45,10 @@ TEST(HttpCommandLine, HelpNamesEveryOption)
 {
     const ProgramRun run = quorvaHttp({"--help"});
     EXPECT_EQ(run.status, 0);
-    for (const char* option : {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads",
-                               "--max-body", "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users",
-                               "--metrics-only", "--log", "--console", "--console-write", "--directory", "--version",
-                               "Exit status:"})
+    for (const char* option :
+         {"--listen", "--host", "--port", "--connect-timeout", "--receive-timeout", "--threads", "--max-body",
+          "--keep-alive", "--transfer-timeout", "--allow-host", "--allow-users", "--metrics-only", "--log", "--console",
+          "--console-write", "--directory", "--version", "Exit status:"})
         EXPECT_THAT(run.output, HasSubstr(option));
     EXPECT_THAT(run.error, IsEmpty());
 }
@@ -97,8 +97,8 @@ TEST(HttpCommandLine, TooLittleMemoryForTheThreadsIsAFailure)
     const ProgramRun run =
         runProgram("/bin/sh", {"-c", "ulimit -v 1000000; exec \"$0\" --listen 0 --threads 4096", QUORVA_HTTP_BINARY});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.error, testing::EndsWith("quorva-http: there is not enough memory, or there are not enough threads "
-                                             "to be had for --threads\n"));
+    EXPECT_THAT(run.error, testing::EndsWith("quorva-http: there is not enough memory, or not enough threads can "
+                                             "be created for --threads\n"));
 }
 
 TEST(HttpCommandLine, TwoOfThemDoNotShareAPort)
@@ -110,7 +110,7 @@ TEST(HttpCommandLine, TwoOfThemDoNotShareAPort)
     EXPECT_THAT(run.error, HasSubstr("Address already in use"));
 }
 
-TEST(HttpCommandLine, TheFreePortIsToldAndOnLoopbackOnly)
+TEST(HttpCommandLine, TheFreePortIsReportedAndOnLoopbackOnly)
 {
     HttpProcess http;
     ASSERT_TRUE(http.start(4321, {"--host", "127.0.0.9"}));

@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-TEST_F(HttpRequest, OneConnectionCarriesOneAfterAnotherAlsoWhenTheyComeAtOnce)
+TEST_F(HttpRequest, OneConnectionCarriesOneAfterAnotherEvenIfTheyArriveTogether)
 {
     HttpClient client(http_.port());
     ASSERT_TRUE(client.send(apiRequest("PutItem", putBody("a", "1", R"(,"n":{"N":"1"})")) +
@@ -32,7 +32,7 @@ TEST_F(HttpRequest, AChunkedBodyIsOneBody)
     EXPECT_EQ(client.call("GetItem", body("\"Key\":" + key("a", "1"))).body, R"({"Item":{"n":{"N":"1"}}})");
 }
 
-TEST_F(HttpRequest, AClientThatAsksForThatIsToldToSendItsBody)
+TEST_F(HttpRequest, AClientThatExpects100ContinueReceivesIt)
 {
     const std::string text = putBody("a", "1");
     HttpClient client(http_.port());
@@ -68,7 +68,7 @@ TEST_F(HttpRequest, AClientThatAsksForItIsClosedAfterItsAnswer)
     }
 }
 
-TEST_F(HttpRequest, AClientThatAsksForSomethingElseGoesOn)
+TEST_F(HttpRequest, AClientWithAnotherExpectationContinues)
 {
     for (const std::string wish : {"keep-alive", "Keep-Alive", "TE", "closed", ""}) {
         HttpClient client(http_.port());
@@ -93,7 +93,7 @@ TEST_F(HttpRequest, LargeItemsPassInBothDirections)
     EXPECT_EQ(got.header("x-amz-crc32"), crc32Of(got.body));
 }
 
-TEST_F(HttpRequest, ManyClientsAtOnceGetTheirOwnAnswers)
+TEST_F(HttpRequest, ManyConcurrentClientsGetTheirOwnAnswers)
 {
     std::vector<std::thread> clients;
     for (int number = 0; number < 12; ++number)

@@ -192,7 +192,8 @@ TEST_F(Console, OperationsThatThePageDoesNotUseAreRefused)
         expectError(call(operation, putBody("made", "1"), bearer()), 400, "UnknownOperationException",
                     "The console has no such operation");
     EXPECT_EQ(itemNow(), "{}");
-    expectError(call("Quorva_1.Status", "[]", bearer()), 400, "SerializationException", "The body is no JSON object");
+    expectError(call("Quorva_1.Status", "[]", bearer()), 400, "SerializationException",
+                "The body is not a JSON object");
     EXPECT_THAT(call("Quorva_1.Status", "{}", bearer()).body, HasSubstr("\"Uptime\""));
     EXPECT_THAT(call("Quorva_1.ListTables", R"({"Directory":")" + directory_.path() + "\"}", bearer()).body,
                 HasSubstr("\"TableName\":\"" + table() + '"'));

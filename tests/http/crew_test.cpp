@@ -36,7 +36,7 @@ TEST(Crew, StepsAreTakenOneAtATimeAndEachJobIsDoneOnce)
     EXPECT_EQ(done, Steps);
 }
 
-TEST(Crew, LoopGoesOnWhileAsManyJobsAsMayBeAreDone)
+TEST(Crew, LoopContinuesWhileTheMaximumOfJobsRuns)
 {
     Crew crew(2);
     std::mutex mutex;

@@ -7,7 +7,7 @@ namespace {
 
 constexpr const char* NoPath = "There is nothing at this path";
 constexpr const char* NoMethod = "The only method is POST";
-constexpr const char* NoHttp = "The request is no HTTP that is understood here";
+constexpr const char* NoHttp = "The request is not HTTP that this server supports";
 
 } // namespace
 

@@ -116,7 +116,7 @@ TEST_F(HttpExchanges, OneThatTakesTooLongFailsAloneAndOthersGoOn)
     HttpClient client(http_.port());
     EXPECT_EQ(client.call("GetItem", "{}").body, "{}");
     expectError(late.front()->receive(), 504, "InternalServerError",
-                "No reply came in time, the request may have been executed: no bytes within 1000 ms");
+                "No reply was received in time, the request may have been executed: no bytes within 1000 ms");
     EXPECT_EQ(client.call("GetItem", "{}").body, "{}");
     EXPECT_EQ(server_->connections(), 2);
     EXPECT_EQ(server_->requests(), 2 + 1 + 2);

@@ -1,12 +1,12 @@
 #include "exposition.h"
 
 #include "support/lines.h"
+#include "support/patterns.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <regex>
 
 namespace {
 
@@ -64,19 +64,19 @@ void Exposition::readLine(const std::string& line)
 
 void Exposition::readHelp(const std::string& line)
 {
-    static const std::regex pattern("# HELP ([a-z_][a-z0-9_]*) ([^\\\\]+)");
+    static const std::string pattern = "# HELP ([a-z_][a-z0-9_]*) ([^\\\\]+)";
     endFamily();
-    std::smatch found;
-    ASSERT_TRUE(std::regex_match(line, found, pattern));
+    const std::vector<std::string> found = Patterns::groupsOf(line, pattern);
+    ASSERT_FALSE(found.empty());
     family_ = found[1];
     EXPECT_EQ(types_.count(family_), 0U) << "the family comes twice";
 }
 
 void Exposition::readType(const std::string& line)
 {
-    static const std::regex pattern("# TYPE ([a-z_][a-z0-9_]*) (counter|gauge|histogram)");
-    std::smatch found;
-    ASSERT_TRUE(std::regex_match(line, found, pattern));
+    static const std::string pattern = "# TYPE ([a-z_][a-z0-9_]*) (counter|gauge|histogram)";
+    const std::vector<std::string> found = Patterns::groupsOf(line, pattern);
+    ASSERT_FALSE(found.empty());
     EXPECT_EQ(found[1], family_) << "the help of another one is in front";
     EXPECT_FALSE(hasType_);
     hasType_ = true;
@@ -88,12 +88,12 @@ void Exposition::readType(const std::string& line)
 
 void Exposition::readSample(const std::string& line)
 {
-    static const std::regex pattern("([a-z_][a-z0-9_]*)(" + LabelsPattern + ")? ([^ ]+)");
-    std::smatch found;
-    ASSERT_TRUE(std::regex_match(line, found, pattern));
+    static const std::string pattern = "([a-z_][a-z0-9_]*)(" + LabelsPattern + ")? ([^ ]+)";
+    const std::vector<std::string> found = Patterns::groupsOf(line, pattern);
+    ASSERT_FALSE(found.empty());
     EXPECT_TRUE(hasType_);
     ++familySamples_;
-    const std::string sample = found[1].str() + found[2].str();
+    const std::string sample = found[1] + found[2];
     const double number = numberOf(found[3]);
     EXPECT_GE(number, 0) << "none of these figures can be negative";
     EXPECT_TRUE(samples_.emplace(sample, number).second) << "the sample comes twice";
@@ -112,7 +112,7 @@ void Exposition::checkName(const std::string& name, const std::string& labels)
     EXPECT_EQ(labels.find("le=\"") != std::string::npos, isBucket) << "only buckets have this label";
 }
 
-/** The buckets of a histogram come by their ends, do not fall, and the last one has all. */
+/** The buckets of a histogram are sorted by bound, their counts do not decrease, and the last one has all. */
 void Exposition::checkBucket(const std::string& sample, double value)
 {
     const std::size_t le = sample.find("le=\"");

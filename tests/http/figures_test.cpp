@@ -91,7 +91,7 @@ TEST(Figures, DurationsAreAHistogramInSeconds)
     EXPECT_EQ(figures.value("quorva_request_duration_seconds_count{" + labels + "}"), 100);
 }
 
-TEST(Figures, TimesThatThereAreNotAreLeftOut)
+TEST(Figures, TimesThatAreNotKnownAreOmitted)
 {
     const Exposition figures(textOf(sampleStatus()));
     for (const char* name : {"last_checkpoint", "backup_since", "backup_until"})

@@ -13,7 +13,7 @@ using testing::EndsWith;
 
 const char* const ForeignHost = "The host is not one of those that are served; see --allow-host";
 const char* const ForeignOrigin = "The origin is not one of those that are served; see --allow-host";
-const char* const NoHost = "There has to be one Host header";
+const char* const NoHost = "There must be exactly one Host header";
 
 /** A request that would create an item. */
 class ForeignPage : public HttpTest {

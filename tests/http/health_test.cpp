@@ -128,7 +128,7 @@ TEST_F(Health, MetricsPortIsForEveryUser)
                 HasSubstr("\nquorva_http_connections_refused_total 1\n"));
 }
 
-TEST_F(Health, MetricsPortThatIsTakenIsToldAndEndsTheProgram)
+TEST_F(Health, MetricsPortThatIsTakenIsReportedAndEndsTheProgram)
 {
     HeldPort taken;
     taken.listen(1);

@@ -1,10 +1,13 @@
 #include "httptransportfixture.h"
 
+#include "base/memorytrimmer.h"
+#include "support/threadcount.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -73,7 +76,7 @@ TEST_F(HttpTransport, BusyConnectionsMakeRoomWithTheirAnswers)
 
 TEST_F(HttpTransport, LargeBodiesWaitForEachOtherAndNobodyForThem)
 {
-    limits_.largeBodies = 1;
+    limits_.largeBodyBytes = limits_.request.body;
     ASSERT_NO_FATAL_FAILURE(start());
     const std::string body(800000, 'x');
     const std::string bytes = request("/", body);
@@ -98,9 +101,77 @@ TEST_F(HttpTransport, LargeBodiesWaitForEachOtherAndNobodyForThem)
     waiting.join();
 }
 
+/** Their decompressed size is not known in advance. */
+TEST_F(HttpTransport, PackedBodiesTakeTheRoomOfTheLargest)
+{
+    limits_.largeBodyBytes = limits_.request.body;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient held(port_);
+    ASSERT_TRUE(held.send(request("/held", "packed", "Content-Encoding: br\r\n")));
+    ASSERT_TRUE(waitUntil([&] { return service_.served() == 1; }));
+    HttpClient packed(port_);
+    ASSERT_TRUE(packed.send(request("/", "second", "Content-Encoding: gzip\r\n")));
+    HttpClient large(port_);
+    ASSERT_TRUE(large.send(request("/", std::string(100000, 'x'))));
+
+    HttpClient small(port_);
+    for (int number = 0; number < 100; ++number)
+        EXPECT_EQ(small.exchange(request("/", "small", "Content-Encoding: identity\r\n")).body, "small");
+    EXPECT_EQ(service_.served(), 101);
+    service_.answerHeld();
+    EXPECT_EQ(held.receive().body, "packed");
+    EXPECT_EQ(packed.receive().body, "second");
+    EXPECT_EQ(large.receive().body.size(), 100000U);
+}
+
+TEST_F(HttpTransport, LargeBodiesAreServedInTheirOrderWhateverRoomTheyNeed)
+{
+    limits_.largeBodyBytes = limits_.request.body;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient held(port_);
+    ASSERT_TRUE(held.send(request("/held", std::string(600000, 'x'))));
+    ASSERT_TRUE(waitUntil([&] { return service_.served() == 1; }));
+    auto larger = std::make_unique<HttpClient>(port_);
+    ASSERT_TRUE(larger->send(request("/", std::string(500000, 'x')).substr(0, 400000))); // the rest never comes
+    ASSERT_TRUE(waitUntil([&] { return figures_.receivedBytes.value() > 600000 + 66000; }));
+    HttpClient later(port_);
+    ASSERT_TRUE(later.send(request("/", std::string(300000, 'x')))); // there is room for it beside the first
+    HttpClient small(port_);
+    for (int number = 0; number < 100; ++number)
+        EXPECT_EQ(small.exchange(request("/", "small")).body, "small");
+    EXPECT_EQ(service_.served(), 101);
+    service_.answerHeld();
+    EXPECT_EQ(held.receive().body.size(), 600000U);
+    EXPECT_EQ(later.receive().body.size(), 300000U);
+}
+
+/** A thread waits for some seconds, for what else is freed, and gives the memory back. */
+TEST_F(HttpTransport, MemoryOfALargeBodyIsReturned)
+{
+    limits_.request.body = 2 * Base::MemoryTrimmer::LargeBytes;
+    limits_.largeBodyBytes = limits_.request.body;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    EXPECT_EQ(client.exchange(request("/", std::string(Base::MemoryTrimmer::LargeBytes, 'x'))).status, 200);
+    EXPECT_EQ(client.exchange(request("/", "small")).status, 200);
+    const std::size_t before = threadCount();
+    EXPECT_EQ(client.exchange(request("/", std::string(Base::MemoryTrimmer::LargeBytes + 1, 'x'))).status, 200);
+    EXPECT_TRUE(waitUntil([&] { return threadCount() == before + 1; }));
+}
+
+TEST_F(HttpTransport, MemoryOfALargeResponseIsReturned)
+{
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    EXPECT_EQ(client.exchange(request("/", "small")).status, 200);
+    const std::size_t before = threadCount();
+    EXPECT_EQ(client.exchange(request("/large", "")).body.size(), 20000000U);
+    EXPECT_TRUE(waitUntil([&] { return threadCount() == before + 1; }));
+}
+
 TEST_F(HttpTransport, RoomOfALargeBodyThatNeverBecomesWholeIsGivenOn)
 {
-    limits_.largeBodies = 1;
+    limits_.largeBodyBytes = limits_.request.body;
     limits_.transfer = std::chrono::milliseconds(300);
     ASSERT_NO_FATAL_FAILURE(start());
     const std::string body(800000, 'x');

@@ -27,7 +27,7 @@ public:
     /** Starts it for a server's port and waits until it listens. Returns false, with a test failure, if it does not. */
     [[nodiscard]] bool start(int serverPort, const std::vector<std::string>& arguments = {});
 
-    /** Sends a signal, after which its end is no test failure. */
+    /** Sends a signal, after which its exit is not a test failure. */
     void kill(int signal = SIGTERM);
 
     /** The exit status, or the negative number of the signal that ended it; nothing if it runs at the deadline. */

@@ -113,7 +113,7 @@ TEST_F(HttpRouter, OtherPathsAreNotFound)
     }
 }
 
-TEST_F(HttpRouter, OtherMethodsAreToldTheRightOnes)
+TEST_F(HttpRouter, OtherMethodsAreAnsweredWithTheRightOnes)
 {
     Http::Response response = ask("GET", "/");
     EXPECT_EQ(response.status, 405);

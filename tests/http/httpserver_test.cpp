@@ -20,7 +20,7 @@ TEST_F(HttpTransport, AnswerHasTheReasonThatTheServiceGivesIfItIsPlainText)
     EXPECT_EQ(client.exchange(request("/\xc3\xa4", "abc")).reason, "OK");
 }
 
-TEST_F(HttpTransport, RefusalTellsTheClientThatTheConnectionEnds)
+TEST_F(HttpTransport, RefusalTellsTheClientThatTheConnectionCloses)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(port_);
@@ -34,7 +34,7 @@ TEST_F(HttpTransport, RefusalTellsTheClientThatTheConnectionEnds)
     EXPECT_EQ(service_.served(), 0);
 }
 
-TEST_F(HttpTransport, RequestsThatComeAtOnceAreServedOneAfterTheOther)
+TEST_F(HttpTransport, RequestsThatArriveTogetherAreServedOneAfterAnother)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(port_);

@@ -35,7 +35,7 @@ protected:
         ASSERT_TRUE(waitUntil([&] { return server_->requests() == count; })) << server_->requests();
     }
 
-    /** Has it end, by a signal, while a request of the client is waiting for the server's reply. */
+    /** Makes it exit, by a signal, while a request of the client is waiting for the server's reply. */
     void terminateDuringRequest(HttpClient* client)
     {
         ASSERT_TRUE(client->send(apiRequest("PutItem", "{}")));
@@ -87,7 +87,7 @@ TEST_F(HttpLifetime, ARequestUnderWayIsAnsweredBeforeItEnds)
     EXPECT_EQ(http_.waitForExit(), 0);
 }
 
-TEST_F(HttpLifetime, ASecondSignalEndsItAtOnce)
+TEST_F(HttpLifetime, ASecondSignalEndsItImmediately)
 {
     ASSERT_NO_FATAL_FAILURE(start());
     HttpClient client(http_.port());

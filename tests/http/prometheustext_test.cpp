@@ -4,7 +4,7 @@
 
 using Http::PrometheusText;
 
-TEST(PrometheusText, FamilyHasItsHelpAndTypeInFront)
+TEST(PrometheusText, FamilyBeginsWithItsHelpAndType)
 {
     PrometheusText text;
     text.family("q_items", PrometheusText::Type::Gauge, "Items there are.");
@@ -21,7 +21,7 @@ TEST(PrometheusText, FamilyHasItsHelpAndTypeInFront)
                                          "q_reads_total{table=\"u\",kind=\"all\"} 0\n");
 }
 
-TEST(PrometheusText, FamilyWithoutSamplesIsLeftOut)
+TEST(PrometheusText, FamilyWithoutSamplesIsOmitted)
 {
     PrometheusText text;
     text.family("q_none", PrometheusText::Type::Gauge, "None.");

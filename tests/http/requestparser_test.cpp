@@ -75,7 +75,7 @@ TEST(RequestParser, LeavesWhatBelongsToTheNextRequest)
     EXPECT_TRUE(parser.isWhole());
 }
 
-TEST(RequestParser, StopsBehindTheHead)
+TEST(RequestParser, StopsAfterTheHead)
 {
     RequestParser parser(Limits);
     const std::string bytes = post("Expect: 100-Continue\r\nContent-Length: 2\r\n", "{}");
@@ -88,7 +88,7 @@ TEST(RequestParser, StopsBehindTheHead)
     EXPECT_TRUE(parser.isWhole());
 }
 
-TEST(RequestParser, ChunksAreOneBodyAndWhatStandsBehindThemIsNoHeader)
+TEST(RequestParser, ChunksAreOneBodyAndTrailersAreNotHeaders)
 {
     for (const std::size_t piece : {1U, 3U, 1000U}) {
         RequestParser parser(Limits);

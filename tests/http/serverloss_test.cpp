@@ -136,7 +136,7 @@ TEST(HttpWithScriptedServer, ARequestThatMayHaveBeenExecutedIsNotSentAgain)
     ASSERT_EQ(client.call("PutItem", "{}").status, 200);
     const HttpAnswer lost = client.call("PutItem", "{}");
     expectError(lost, 502, "InternalServerError",
-                "No reply came, the request may have been executed: the server closed the connection");
+                "No reply was received, the request may have been executed: the server closed the connection");
     EXPECT_EQ(lost.reason, "Bad Gateway");
     EXPECT_EQ(server.requests(), 2);
     EXPECT_EQ(server.connections(), 1);
@@ -154,7 +154,7 @@ TEST(HttpWithScriptedServer, AReplyThatIsCutOffIsALoss)
     ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
     HttpClient client(http.port());
     expectError(client.call("PutItem", "{}"), 504, "InternalServerError",
-                "No reply came in time, the request may have been executed: no bytes within 1000 ms");
+                "No reply was received in time, the request may have been executed: no bytes within 1000 ms");
     EXPECT_EQ(server.requests(), 1);
 }
 
@@ -171,13 +171,13 @@ TEST(HttpWithScriptedServer, AServerThatDoesNotReplyIsNotWaitedForWithoutLimit)
     HttpClient client(http.port());
     const HttpAnswer answer = client.call("PutItem", "{}");
     expectError(answer, 504, "InternalServerError",
-                "No reply came in time, the request may have been executed: no bytes within 1000 ms");
+                "No reply was received in time, the request may have been executed: no bytes within 1000 ms");
     EXPECT_EQ(answer.reason, "Gateway Timeout");
     EXPECT_EQ(server.requests(), 1);
     answered.set_value();
 }
 
-TEST(HttpWithScriptedServer, ALateReplyIsNotTakenForTheNextRequests)
+TEST(HttpWithScriptedServer, ALateReplyIsNotMistakenForTheNextRequests)
 {
     std::promise<void> timedOut;
     std::shared_future<void> wait = timedOut.get_future();

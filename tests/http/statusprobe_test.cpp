@@ -91,13 +91,13 @@ TEST(StatusProbe, ServerThatTricklesDoesNotAnswerInTime)
     trickle.join();
 }
 
-TEST(StatusProbe, ServerThatRefusesTellsNoStatus)
+TEST(StatusProbe, ServerThatRefusesReturnsNoStatus)
 {
     ReplyingServer server([](const QByteArray&, const QByteArray&) {
         return QByteArray(R"({"__rc":400,"__rcstr":"Bad Request","__type":"InternalServerError","message":"m"})");
     });
     EXPECT_EQ(failureOf(server.port()),
-              serverAt(server.port()) + "answers, but does not tell its status; it may be of another version.");
+              serverAt(server.port()) + "answers, but does not report its status; it may be of another version.");
 }
 
 TEST(StatusProbe, RequestsThatComeTogetherShareAQuestion)
@@ -120,7 +120,7 @@ TEST(StatusProbe, RequestsThatComeTogetherShareAQuestion)
     probe.ask(done);
     asked.wait();
     for (int i = 0; i < 10; ++i)
-        probe.ask(done); // later than the question under way, so none of them gets its answer
+        probe.ask(done); // later than the question in progress, so none of them gets its answer
     mayAnswer.count_down();
     answered.wait();
     EXPECT_EQ(server.requests(), 2);

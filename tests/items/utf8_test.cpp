@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(Utf8, IsTold)
+TEST(Utf8, IsRecognised)
 {
     const std::vector<std::string> good = {"",
                                            "a",

@@ -156,7 +156,7 @@ TEST(SplitObject, LeavesControlCharactersToTheParserWhereverTheyStand)
         }
 }
 
-TEST(SplitLeadingObject, StopsBehindTheObject)
+TEST(SplitLeadingObject, StopsAfterTheObject)
 {
     std::vector<Json::MemberText> members;
     EXPECT_EQ(Json::splitLeadingObject(R"({"a":1}, {"b":2})", &members), 7);
@@ -174,7 +174,7 @@ TEST(SplitObject, LeavesDeepNestingToTheParser)
     }
 }
 
-TEST(SplitObject, ReadsNothingBehindTheText)
+TEST(SplitObject, ReadsNothingAfterTheText)
 {
     const QByteArray text = R"({"a":{"S":"0123456789012345"},"b":-12})";
     for (qsizetype length = 0; length < text.size(); ++length) {

@@ -134,7 +134,7 @@ TEST(ByteAppender, ManyPiecesAreLinear)
     }));
 }
 
-TEST(JsonAppend, ManyValuesBehindEachOtherAreLinear)
+TEST(JsonAppend, ManyValuesInARowAreLinear)
 {
     EXPECT_TRUE(growsLinearly(Length, [](int n) {
         QByteArray text;
@@ -143,7 +143,7 @@ TEST(JsonAppend, ManyValuesBehindEachOtherAreLinear)
     }));
 }
 
-TEST(TextWriter, ManyTextsBehindEachOtherAreLinear)
+TEST(TextWriter, ManyTextsInARowAreLinear)
 {
     EXPECT_TRUE(growsLinearly(Length, [](int n) {
         QByteArray text;

@@ -31,7 +31,7 @@ TEST(FindMembers, ValuesOfEveryKindStandAsTheyAre)
                R"(z|"z"|null)", R"(o|"o"|{"a":{"b":[]}})", R"(l|"l"|[{},[1]])"}));
 }
 
-TEST(FindMembers, WhiteSpaceAroundValuesIsLeftOut)
+TEST(FindMembers, WhiteSpaceAroundValuesIsExcluded)
 {
     EXPECT_EQ(membersOf(" {\n\t\"a\" :\r 1 ,\n \"b\" : { \"c\" : [ 2 , 3 ] } } \n"),
               (Lines{R"(a|"a"|1)", R"(b|"b"|{ "c" : [ 2 , 3 ] })"}));

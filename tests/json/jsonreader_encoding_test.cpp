@@ -103,7 +103,7 @@ TEST(JsonParse, RefusesEscapesOfHalfASurrogatePair)
         EXPECT_EQ(parsed(text), "error") << readable(text);
 }
 
-TEST(JsonParse, RefusesAByteOrderMarkInFront)
+TEST(JsonParse, RefusesALeadingByteOrderMark)
 {
     EXPECT_EQ(parsed("\xEF\xBB\xBF{}"), "error");
     EXPECT_EQ(parsed("\xEF\xBB\xBF"), "error");

@@ -111,7 +111,7 @@ TEST(JsonParse, RefusesContainersBeyondTheDepthLimit)
     }
 }
 
-TEST(JsonParse, TellsWhereAndWhyATextIsNoJson)
+TEST(JsonParse, ReportsWhereAndWhyATextIsNotJson)
 {
     struct Row {
         std::string_view text;

@@ -180,7 +180,7 @@ TEST(JsonRoundTrip, SpecialCharactersSurviveAtEveryPlaceOfABlock)
     }
 }
 
-TEST(JsonThreads, ReadAndWriteAtOnce)
+TEST(JsonThreads, ReadAndWriteConcurrently)
 {
     QVariant tree;
     ASSERT_TRUE(Json::parse(R"({"a":[1,2.5,"x\n",null,{"b":18446744073709551615}],"c":"\u20ac"})", &tree));

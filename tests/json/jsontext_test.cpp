@@ -21,7 +21,7 @@ std::string written(const std::function<void(Json::TextWriter&)>& write, const Q
     return writer.take().toStdString();
 }
 
-TEST(RawText, IsWrittenAsItStands)
+TEST(RawText, IsWrittenVerbatim)
 {
     const auto raw = [](const QByteArray& text) { return QVariant::fromValue(Json::RawText{text}); };
     EXPECT_EQ(Json::serialize(raw(R"({"b":1, "a":2})")), R"({"b":1, "a":2})");
@@ -37,7 +37,7 @@ TEST(RawElements, AreWrittenInBrackets)
     EXPECT_EQ(Json::serialize(QVariantMap{{"a", raw("{},2")}, {"b", 1}}), R"({"a":[{},2],"b":1})");
 }
 
-TEST(RawText, OfAnySizeIsWrittenBehindWhatIsThere)
+TEST(RawText, OfAnySizeIsAppended)
 {
     for (const int size : {0, 1, 500, 511, 512, 513, 4096, 100000}) {
         const QByteArray text = '"' + QByteArray(size, 'x') + '"';
@@ -47,7 +47,7 @@ TEST(RawText, OfAnySizeIsWrittenBehindWhatIsThere)
     }
 }
 
-TEST(RawElements, GetACommaInFrontOfEachButTheFirst)
+TEST(RawElements, GetACommaBeforeEachButTheFirst)
 {
     Json::RawElements elements;
     for (const QByteArray& element : {QByteArray("1"), QByteArray("{}"), QByteArray("\"x\"")}) {
@@ -107,7 +107,7 @@ TEST(TextWriter, SetsCommasBetweenMembersAndElementsOfEveryKind)
               R"({"a":1,"\"":"x","c":2,"d":[3],"":[4,5,"",{"e":{}},[null],true],"f":6})");
 }
 
-TEST(TextWriter, AppendsToWhatStandsInFront)
+TEST(TextWriter, AppendsToTheBytesBefore)
 {
     QByteArray front = "head";
     const QByteArray shared = front;

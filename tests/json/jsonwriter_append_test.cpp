@@ -14,7 +14,7 @@
 
 namespace {
 
-TEST(JsonAppend, KeepsWhatStandsInFront)
+TEST(JsonAppend, KeepsTheBytesBefore)
 {
     // Prefixes and texts just below and above the initial capacity.
     for (const qsizetype prefix : {0, 1, 4, 100, 511, 512, 513, 5000}) {
@@ -26,7 +26,7 @@ TEST(JsonAppend, KeepsWhatStandsInFront)
     }
 }
 
-TEST(JsonAppend, WritesNothingBehindTheRoomThatItHas)
+TEST(JsonAppend, WritesNothingAfterTheRoomThatItHas)
 {
     // An array with enough room for a text is not reallocated. For one byte more it must grow before it is written to,
     // and with some reserve: growing after the text was written would be an overrun.

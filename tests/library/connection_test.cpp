@@ -56,7 +56,7 @@ TEST(LibraryConnectionOpen, DefaultsToTheAddressOfAServerWithoutOptions)
     EXPECT_EQ(server.port, 4567);
 }
 
-TEST(LibraryConnectionOpen, TellsWhyThereIsNone)
+TEST(LibraryConnectionOpen, ReportsWhyThereIsNone)
 {
     Connection connection;
     EXPECT_FALSE(connection.isOpen());
@@ -104,7 +104,7 @@ TEST(LibraryConnectionCall, RefusesRepliesThatAreNoObjects)
     }
 }
 
-TEST_F(LibraryConnection, ServerThatIsGoneIsToldAndItsSuccessorIsReachedByOpeningAgain)
+TEST_F(LibraryConnection, ServerThatIsGoneIsReportedAndItsSuccessorIsReachedByOpeningAgain)
 {
     put("k", "1", {{"a", N(1)}});
     server_.kill();

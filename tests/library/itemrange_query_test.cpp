@@ -43,7 +43,7 @@ TEST_F(LibraryItemRange, QueryMeetsItsConditionOnEveryPage)
     expectQuery({.range = KeyCondition::beginsWith("zz")}, {});
 }
 
-TEST_F(LibraryItemRange, QueryBeginsBehindAStartKeyAndCutsItemsDown)
+TEST_F(LibraryItemRange, QueryBeginsAfterAStartKeyAndCutsItemsDown)
 {
     putRanges();
     expectQuery({.startKey = Key{"k", "ab"}}, Ranges.mid(7));

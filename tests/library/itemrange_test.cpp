@@ -62,7 +62,7 @@ TEST_F(LibraryItemRange, IsGoneThroughOnceAndLeavesTheConnectionToOthersMeanwhil
     EXPECT_TRUE(items.begin() == items.end());
 }
 
-TEST_F(LibraryItemRange, GoesOnWhereItWasWhenItIsMoved)
+TEST_F(LibraryItemRange, ContinuesWhereItWasWhenItIsMoved)
 {
     putRanges();
     ItemRange first = connection_.queryAll(table_, "k", {.limit = 2});
@@ -106,7 +106,7 @@ TEST_F(LibraryItemRange, EndsWhereAPageCannotBeHad)
 }
 
 /** Going down from c, which has been deleted, the server examines d first. */
-TEST(LibraryItemRangeFromAServer, AsksForTheSamePageAgainWhenItEndedInFrontOfItsStart)
+TEST(LibraryItemRangeFromAServer, AsksForTheSamePageAgainWhenItEndedBeforeItsStart)
 {
     std::mutex mutex;
     QStringList asked;

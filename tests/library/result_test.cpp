@@ -46,7 +46,7 @@ TEST(Result, PartsThatAreNotThereAreEmpty)
     EXPECT_TRUE(result.unprocessed().isEmpty());
 }
 
-TEST(Result, TellsAFailedConditionFromOtherErrors)
+TEST(Result, DistinguishesAFailedConditionFromOtherErrors)
 {
     QVariantMap reply{{"__rc", 400LL},
                       {"__rcstr", "Bad Request"},

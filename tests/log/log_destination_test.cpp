@@ -45,7 +45,7 @@ TEST_F(LogDestination, IsAppendedTo)
     EXPECT_EQ(messages(), "from an earlier run\n[INFO] one\n[INFO] two\n");
 }
 
-TEST_F(LogDestination, HasEachLineAtOnce)
+TEST_F(LogDestination, HasEachLineImmediately)
 {
     std::string expected;
     for (int i = 0; i < 100; ++i) {

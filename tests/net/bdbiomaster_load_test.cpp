@@ -1,4 +1,4 @@
-/* What a master tells of its threads and connections, against what they do. */
+/* What a master reports about its threads and connections, compared with what they do. */
 #include "shortrequestsfixture.h"
 
 namespace {

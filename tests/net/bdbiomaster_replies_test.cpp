@@ -1,7 +1,7 @@
 #include "net/bdbiomaster.h"
 
 #include "support/blockedcall.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gtest/gtest.h>
 

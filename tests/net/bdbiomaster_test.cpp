@@ -3,7 +3,7 @@
 #include "net/bdbioworker.h"
 #include "netsupport.h"
 #include "support/logcapture.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -91,7 +91,7 @@ TEST(BDBIOMaster, InitStartsTheWorkers)
     EXPECT_TRUE(onlyThisThreadIsLeft());
 }
 
-TEST(BDBIOMaster, WorkerWithoutMemoryIsLeftOut)
+TEST(BDBIOMaster, WorkerWithoutMemoryIsSkipped)
 {
     const LogCapture log;
     RecordingMaster master([](int id) { return id == 1 ? RecordingMaster::NoMemory : RecordingMaster::Works; });
@@ -104,7 +104,7 @@ TEST(BDBIOMaster, WorkerWithoutMemoryIsLeftOut)
     EXPECT_THAT(master.sockets[2], ElementsAre(101));
 }
 
-TEST(BDBIOMaster, WorkerThatDoesNotStartIsLeftOut)
+TEST(BDBIOMaster, WorkerThatDoesNotStartIsSkipped)
 {
     const LogCapture log;
     RecordingMaster master([](int id) { return id == 0 ? RecordingMaster::DoesNotStart : RecordingMaster::Works; });

@@ -56,7 +56,7 @@ constexpr qsizetype LargeReply = 8 * 1024 * 1024; // far more than the buffers o
 
 } // namespace
 
-TEST(PostWrite, SendsAtOnceAndReadsTheNextRequest)
+TEST(PostWrite, SendsImmediatelyAndReadsTheNextRequest)
 {
     TcpPair pair;
     IoBench bench;
@@ -71,7 +71,7 @@ TEST(PostWrite, SendsAtOnceAndReadsTheNextRequest)
     EXPECT_EQ(receiveReply(pair.client.number()), internalErrorReply());
 }
 
-TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionGoesOn)
+TEST(PostWrite, ALargeReplyArrivesWholeAndTheConnectionContinues)
 {
     const QByteArray reply = patternOf(LargeReply);
     TcpPair pair;

@@ -45,7 +45,7 @@ TEST(ConfigureSocket, RefusesInvalidNumbers)
     }
 }
 
-TEST(ConfigureSocket, GoesOnWithoutNoDelay)
+TEST(ConfigureSocket, ContinuesWithoutNoDelay)
 {
     const UnixPair pair; // has no such option
     const int socket = pair.server.number();

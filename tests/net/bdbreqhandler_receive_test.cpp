@@ -54,7 +54,7 @@ TEST(AppendData, BodyLengthZeroCompletesAtTheHeader)
     EXPECT_TRUE(handler.request().body.isEmpty());
 }
 
-TEST(AppendData, BytesBehindTheBodyInTheSamePieceStayInTheBody)
+TEST(AppendData, BytesAfterTheBodyInTheSameChunkStayInTheBody)
 {
     const QByteArray second = Framing::frameRequest("Second", "{}");
     ProbeHandler handler;
@@ -64,7 +64,7 @@ TEST(AppendData, BytesBehindTheBodyInTheSamePieceStayInTheBody)
     EXPECT_EQ(handler.request().body, "{}" + second);
 }
 
-TEST(AppendData, BytesBehindTheBodyInALaterPieceStayInTheBody)
+TEST(AppendData, BytesAfterTheBodyInALaterChunkStayInTheBody)
 {
     ProbeHandler handler;
     ASSERT_EQ(handler.append(headerFor("First", 4)), 0);
@@ -127,7 +127,7 @@ TEST(AppendData, LargeBodiesAreRarelyMovedAndNeverHaveMoreRoomThanDeclared)
     EXPECT_EQ(capacity, Size);
 }
 
-TEST(ParseHeader, TellsTheHeadersSize)
+TEST(ParseHeader, ReturnsTheHeadersSize)
 {
     ProbeHandler handler;
     const QByteArray frame = Framing::frameRequest("Name", "body");

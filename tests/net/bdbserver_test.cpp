@@ -5,8 +5,8 @@
 #include "protocol/framing.h"
 #include "requests.h"
 #include "support/expectedreplies.h"
+#include "support/threadcount.h"
 #include "testserver.h"
-#include "threadcount.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include "net/completionport.h"
 
 #include "netsupport.h"
+#include "support/background.h"
 #include "support/waituntil.h"
 
 #include <gtest/gtest.h>
@@ -134,7 +135,7 @@ TEST(CompletionPort, IsAttendedWhileAnotherThreadWaits)
     ASSERT_EQ(port.open(), 0);
     EXPECT_FALSE(port.isAttended());
     for (int round = 0; round < 2; ++round) {
-        auto waiting = std::async(std::launch::async, [&] {
+        auto waiting = inBackground([&] {
             void* const key = port.next();
             EXPECT_FALSE(port.isAttended()); // who asks does not count
             return key;
@@ -187,7 +188,7 @@ TEST(CompletionPort, StopEndsEveryWait)
     ASSERT_EQ(port.open(), 0);
     std::vector<std::future<void*>> waits;
     for (int i = 0; i < 4; ++i)
-        waits.push_back(std::async(std::launch::async, [&] { return port.next(); }));
+        waits.push_back(inBackground([&] { return port.next(); }));
     port.stop();
     for (std::future<void*>& wait : waits)
         EXPECT_EQ(wait.get(), nullptr);

@@ -44,7 +44,7 @@ private:
     TransferBuffer none_;
 };
 
-/** A worker that records what it is asked to do. */
+/** A worker that records its calls. */
 class RecordingWorker : public BDBIOWorker {
 public:
     explicit RecordingWorker(int writeResult) : BDBIOWorker(1024, 256, nullptr, nullptr), writeResult_(writeResult) {}

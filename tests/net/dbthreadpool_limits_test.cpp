@@ -2,8 +2,8 @@
 #include "pooltask.h"
 #include "support/blockedcall.h"
 #include "support/deadline.h"
+#include "support/threadcount.h"
 #include "support/waituntil.h"
-#include "threadcount.h"
 
 #include <gtest/gtest.h>
 

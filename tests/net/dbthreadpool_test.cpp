@@ -1,7 +1,7 @@
 #include "net/dbthreadpool.h"
 
 #include "pooltask.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

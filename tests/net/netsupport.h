@@ -164,8 +164,8 @@ struct TcpPair {
 };
 
 /**
- * The same without a network in between: what one end has sent is at once in the other end's buffer, and nothing moves
- * until it is read.
+ * The same without a network in between: what one end has sent is immediately in the other end's buffer, and stays
+ * there until it is read.
  */
 struct UnixPair {
     UnixPair()

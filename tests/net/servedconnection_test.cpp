@@ -3,7 +3,7 @@
 #include "netsupport.h"
 #include "protocol/framing.h"
 #include "support/expectedreplies.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -92,7 +92,7 @@ TEST_F(ServedConnection, ANameOf64BytesReachesTheDispatcher)
     EXPECT_TRUE(log_.contains("Unknown request opcode is " + name.toStdString() + "\n"));
 }
 
-TEST_F(ServedConnection, ARequestBehindAFullPieceIsTheNextOne)
+TEST_F(ServedConnection, ARequestAfterAFullChunkIsTheNextOne)
 {
     const QByteArray empty = Framing::frameRequest(UnknownOperation, {});
     const QByteArray first = Framing::frameRequest(UnknownOperation, bodyOfSize(4096 - empty.size()));
@@ -122,7 +122,7 @@ TEST_F(ServedConnection, ManyIdleConnectionsNeedNoThreads)
         ASSERT_TRUE(exchangeWorks(connection));
 }
 
-TEST_F(ServedConnection, ManyConnectionsAtOnceAreAllServed)
+TEST_F(ServedConnection, ManyConcurrentConnectionsAreAllServed)
 {
     std::atomic<int> good{0};
     std::vector<std::thread> clients;

@@ -30,7 +30,7 @@ TEST_F(ShortRequests, NeverRunOnTheOnlyWorker)
     EXPECT_EQ(poolThreads(), 1u);
 }
 
-TEST_F(ShortRequests, GoOnWhileAllWorkersButOneWaitForLocks)
+TEST_F(ShortRequests, AreServedWhileAllWorkersButOneWaitForLocks)
 {
     serve(3, 5);
     auto lock = lockPage();
@@ -53,7 +53,7 @@ TEST_F(ShortRequests, GoOnWhileAllWorkersButOneWaitForLocks)
         EXPECT_EQ(one->receive(), foundReply());
 }
 
-TEST_F(ShortRequests, AreNoMoreAtOnceThanThePoolAllows)
+TEST_F(ShortRequests, AreNoMoreThanThePoolAllowsAtATime)
 {
     serve(3, 1);
     auto lock = lockPage();

@@ -11,7 +11,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "support/lockwaits.h"
-#include "threadcount.h"
+#include "support/threadcount.h"
 #include "json/jsonwriter.h"
 
 #include <gtest/gtest.h>
@@ -88,7 +88,7 @@ protected:
 
     static QVariantMap item(const QString& hash) { return {{"h", textValue(hash)}, {"r", textValue("1")}}; }
 
-    /** Starts the threads that serve connections; afterwards only the pool makes further ones. */
+    /** Starts the threads that serve connections; afterwards only the pool creates further ones. */
     void serve(int workers, int poolMax)
     {
         workers_ = workers;

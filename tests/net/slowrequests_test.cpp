@@ -1,4 +1,4 @@
-/* What is told of requests that take long, against what they have waited for. */
+/* What is reported about slow requests, compared with what they have waited for. */
 #include "shortrequestsfixture.h"
 
 #include "request/slowrequests.h"
@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Only those are slow that a test makes so: others may happen to be on a busy machine, and name other items. */
+/** Only the slow requests of the test: others may be slow on a busy machine, and name other items. */
 class SlowServed : public ShortRequests {
 protected:
     static constexpr auto Threshold = 20ms;

@@ -3,8 +3,8 @@
 
 #include "client/wireconnection.h"
 #include "net/bdbserver.h"
-#include "protocol/endpoint.h"
 #include "netsupport.h"
+#include "protocol/endpoint.h"
 #include "requests.h"
 #include "support/expectedreplies.h"
 

@@ -1,10 +1,10 @@
 """An operator's days in fast motion, with the packages of the build: installed, loaded, watched, upgraded; nightly
-backups for eight nights; a disk that fills, a crash, a mistake that a restore takes back, a switch to the standby.
+backups for eight nights; a disk that fills up, a crash, a mistake undone by a restore, a switch to the standby.
 
     day_test.py BUILD CLOCK DISK
 
-CLOCK is the library with the clock that dates commits and copies, DISK the one of the disk under Berkeley DB's log; both
-are preloaded. Each night is one day later by that clock.
+CLOCK is the library with the clock that dates commits and copies, DISK the one that simulates the disk with Berkeley
+DB's log; both are preloaded. Each night is one day later by that clock.
 """
 
 import glob
@@ -32,7 +32,7 @@ def load(machine):
 
 
 def watch(machine):
-    """Status, its screen, and the figures for Prometheus tell the same."""
+    """Status, its screen, and the figures for Prometheus agree."""
     environments = machine.status()["Environments"]
     expect("the open directory", [one["Directory"] for one in environments], [os.path.realpath(machine.state) + "/main"])
     expect("the open table", environments[0]["OpenTables"], ["orders"])
@@ -54,7 +54,7 @@ def watch(machine):
 
 
 def upgrade(machine, package):
-    """While it runs: it goes on until it is restarted, with everything."""
+    """While the server runs: the old program keeps running until it is restarted; then every item is still there."""
     process = machine.server.process.pid
     machine.install(package)
     expect("what is installed", run(["dpkg-query", f"--admindir={machine.root.path}/var/lib/dpkg", "-W",
@@ -63,11 +63,11 @@ def upgrade(machine, package):
     expect("its program", os.readlink(f"/proc/{process}/exe").endswith(" (deleted)"), True)
     expect("the end", machine.server.stop(), -15)
     machine.start()
-    expect("the items of the new one", len(machine.items()), LOADED)
+    expect("the items after the restart", len(machine.items()), LOADED)
 
 
 def nights(machine):
-    """Each day a new item, each night a copy. The clock of the copies' names is the one that was set."""
+    """Each day a new item, each night a copy. The names of the copies follow the clock that was set."""
     names = []
     for day in range(NIGHTS):
         machine.put(day)
@@ -97,7 +97,7 @@ def full_disk(machine):
     left = [name for name in sorted(os.listdir(f"{machine.state}/backup/main")) if name in copies]
     expect("copies after a night without room", left, copies)
     os.remove(os.path.join(machine.disk, "full"))
-    # What the log's line is answered with: room, then a restart.
+    # The remedy for the logged error: room, then a restart.
     expect("the end", machine.server.stop(), -15)
     machine.start()
     machine.put("room again")
@@ -105,7 +105,7 @@ def full_disk(machine):
 
 
 def crash(machine):
-    """Killed while it takes writes: what was acknowledged is there after the restart, and the shipping goes on."""
+    """Killed while it takes writes: what was acknowledged is there after the restart, and the shipping continues."""
     before = machine.items()
     machine.put("before the crash")
     machine.server.kill()

@@ -11,12 +11,12 @@ from packages import Root, backup_arguments, make_state_directory, service_comma
 from quorva import Server, expect, fail, run
 
 DAY = 24 * 60 * 60
-FIRST_MORNING = 2_000_016_000  # 2033-05-18 08:00 UTC, later than any clock that this runs by
+FIRST_MORNING = 2_000_016_000  # 2033-05-18 08:00 UTC, later than any real clock
 CUSTOMERS = [f"c{n}" for n in range(8)]  # few data files, as each night copies and verifies all
 
 
 class Clock:
-    """What the server's and the tool's clock shows, see tests/support/standingclock.h."""
+    """The time of the server's and the tool's clock, see tests/support/standingclock.h."""
 
     def __init__(self, path):
         with open(path, "wb") as file:
@@ -55,7 +55,7 @@ class Machine:
         os.environ["LD_PRELOAD"] = preloaded
 
     def start(self):
-        """As the service does, also after an end that was none of its own."""
+        """As the service does, also after an exit that it did not cause."""
         self.state = make_state_directory(self.root)
         if self.server is None:
             self.server = Server(service_command(self.root, "quorva", "QUORVA_OPTIONS", []), self.scratch, self.state)
@@ -73,7 +73,7 @@ class Machine:
         return done.stdout
 
     def service(self, unit):
-        """Runs a unit for backups to its end, and returns what its status shows."""
+        """Runs a backup unit until it exits, and returns the text of its status."""
         program, *words = backup_arguments(self.root, unit, self.state)
         expect("the unit's program", os.path.basename(program), "quorvactl")
         return self.tool(*words)
@@ -85,12 +85,12 @@ class Machine:
         self.tool("put", "main|orders", "customer=S:day", f"date=S:{day}")
 
     def items(self, table="main|orders"):
-        """All of them, without the data files that a scan would create."""
+        """All items, in the order of CUSTOMERS, then those of the days."""
         return [line for hash_key in [*CUSTOMERS, "day"] for line in self.tool("query", table, hash_key).splitlines()]
 
 
 def newer(package, scratch):
-    """The package with a later version, as the next release would have it."""
+    """The package with a later version, like that of the next release."""
     tree = os.path.join(scratch, "newer")
     run(["dpkg-deb", "-R", package, tree])
     control = os.path.join(tree, "DEBIAN/control")

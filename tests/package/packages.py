@@ -35,7 +35,7 @@ class Root:
             open(os.path.join(self.path, "var/lib/dpkg", file), "w").close()
 
     def dpkg(self, *arguments):
-        # Scripts run outside and are told the directory. What the packages depend on is not in this database. A
+        # Scripts run outside and receive the directory. The packages' dependencies are not in this database. A
         # container may be set up to leave documentation out; this is about all files.
         environment = {**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin", "LC_ALL": "C"}
         return run(["dpkg", f"--root={self.path}", f"--log={self.log}", "--force-not-root",
@@ -72,7 +72,7 @@ def service_command(root, unit, variable, options):
 
 
 def make_state_directory(root):
-    """Does what precedes each start of the service. Returns the directory that it works in."""
+    """Does what precedes each start of the service. Returns its working directory."""
     settings = unit_settings(root, "quorva")
     state = os.path.join(root.path, "var/lib", settings["StateDirectory"][0])
     os.makedirs(state, exist_ok=True)

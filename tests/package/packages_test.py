@@ -113,7 +113,7 @@ def use_server(root, scratch):
             "RangeKeyElement": {**element, "AttributeName": "date"}}})
         quorvactl("PutItem", {"TableName": "main|orders", "Item": {
             "customer": {"S": "abc"}, "date": {"S": "2012-01"}, "total": {"N": "17"}}})
-        # The service is ended by a signal; acknowledged writes must survive it.
+        # The service is terminated by a signal; acknowledged writes must survive it.
         expect("the server's end", server.stop(), -15)
         server.start()
         expect("the item", quorvactl("GetItem", GET_ITEM),
@@ -128,7 +128,7 @@ def use_server(root, scratch):
 
 
 def rotate_logs(root, scratch, state):
-    """Has logrotate do what the package tells it, for a server that writes its log to a file."""
+    """Has logrotate apply the package's configuration, for a server that writes its log to a file."""
     logs = os.path.join(root.path, "var/log/quorva")
     os.makedirs(logs)
     server = Server(service_command(root, "quorva", "QUORVA_OPTIONS", []), logs, state)
@@ -146,7 +146,7 @@ def rotate_logs(root, scratch, state):
             rotation = os.path.join(scratch, "logrotate.conf")
             with open(rotation, "w", encoding="utf-8") as adapted:
                 adapted.write(packaged.read().replace("/var/log/", f"{root.path}/var/log/"))
-        os.chmod(rotation, 0o644)  # it takes no file that others may write
+        os.chmod(rotation, 0o644)  # it refuses files that others may write
         run(["logrotate", "--force", "--state", f"{scratch}/rotated", rotation],
             env={**os.environ, "PATH": f"{commands}:{os.environ['PATH']}:/usr/sbin:/sbin"})
         with open(f"{scratch}/said", encoding="utf-8") as said:

@@ -111,7 +111,7 @@ TEST(AllowedUsers, WhoCannotBeLookedUpIsNotAdmitted)
     if (!runWithFailingCalls({__NR_sendto}, EPERM, [&] { admitted = users.admits(server, &refusal); }))
         GTEST_SKIP() << "this system has no filters for system calls";
     EXPECT_FALSE(admitted);
-    EXPECT_EQ(refusal, "its user cannot be told, error 1");
+    EXPECT_EQ(refusal, "its user cannot be determined, error 1");
     EXPECT_TRUE(users.admits(server, &refusal)) << "the next question is answered again";
     close(client);
     close(server);

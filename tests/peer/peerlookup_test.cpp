@@ -139,9 +139,9 @@ TEST_F(PeerLookupTest, PeerThatHasClosedIsNobodyAndNotRoot)
     close(server);
 }
 
-TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
+TEST_F(PeerLookupTest, PeerThatResetIsNotMistakenForAListenerOnItsAddress)
 {
-    const int client = listener_.connect();
+    const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();
     const sockaddr_in address = reset(client);
     ASSERT_TRUE(waitUntil([&] { return stateOf(server) == Closed; }));
@@ -159,7 +159,7 @@ TEST_F(PeerLookupTest, PeerThatResetIsNotTakenForWhoeverListensAtItsAddress)
     close(server);
 }
 
-TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotTakenForTheNextOneOfItsPorts)
+TEST_F(PeerLookupTest, ConnectionThatWasResetIsNotMistakenForTheNextOneOfItsPorts)
 {
     const int client = connectFromAPortOfOurs();
     const int server = listener_.accept();

@@ -89,7 +89,7 @@ TEST(Bodies, OfUpdatesAndConditions)
               R"({"AttributeValueList":[{"S":"a"},{"S":"b"}],"ComparisonOperator":"BETWEEN"})");
 }
 
-TEST(Bodies, OptionalMembersAreLeftOutWhenTheySayNothing)
+TEST(Bodies, OptionalMembersAreOmittedWhenTheyAreEmpty)
 {
     QVariantMap body = Bodies::table("d|t");
     Bodies::addExpected({}, &body);

@@ -149,7 +149,7 @@ TEST(RecordKey, KeysOfOneHashKeyAreOneRun)
     EXPECT_EQ(runs.size(), 6);
 }
 
-TEST(RecordKey, WithoutANumberInFrontIsNotDecoded)
+TEST(RecordKey, WithoutALeadingNumberIsNotDecoded)
 {
     for (const QByteArray& key : {QByteArray(), QByteArray("abcd"), QByteArray("00x3abc"), QByteArray("-001a"),
                                   QByteArray("\0\0\0\0", 4), QByteArray("1.23abc")}) {

@@ -109,7 +109,7 @@ TEST(MatchCondition, BeginsWithStopsAtTheFirstValueWithoutThePrefix)
     expectMatches({ComparisonOperator::BeginsWith, "", ""}, {{"", true, false}, {"a", true, false}});
 }
 
-TEST(MatchCondition, BetweenStopsBehindItsUpperBound)
+TEST(MatchCondition, BetweenStopsAfterItsUpperBound)
 {
     expectMatches({ComparisonOperator::Between, "mb", "me"}, {{"mb", true, false},
                                                               {"mc", true, false},

@@ -11,7 +11,7 @@
 #include <functional>
 #include <thread>
 
-/** Walks that are paused midway: a transaction holds a record that they get to. */
+/** Walks that are paused midway: a transaction holds a record that they reach. */
 class PausedWalkTest : public WalkTest {
 protected:
     static constexpr int Count = 300; // records of the hash key "a", on many pages

@@ -104,7 +104,7 @@ TEST(FindPartition, WithoutAFileIsNullAndCreatesNone)
 
 TEST(FindPartition, OpensWhateverHasThatName)
 {
-    // A link that leads nowhere, as when the disk is missing that a file was moved to, is no empty partition.
+    // A dangling link, as when the disk to which a file was moved is missing, is not an empty partition.
     TableEnv tables;
     std::filesystem::create_symlink("missing/t_07.db", tables.directory().file("t_07.db"));
     BDBIndex* db = nullptr;
@@ -129,6 +129,24 @@ TEST(OpenMeta, OpensTheDescriptionOfTheTablesFile)
         ASSERT_EQ(tables.context().openMeta(tables.tableName("orders"), &db), 0);
         EXPECT_EQ(db, tables.index("orders", "meta"));
     }
+}
+
+TEST(FindMeta, WithoutAFileIsNullAndCreatesNone)
+{
+    TableEnv tables;
+    BDBIndex* db = tables.index("other");
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+        EXPECT_EQ(db, nullptr);
+        EXPECT_FALSE(std::filesystem::exists(tables.directory().file("orders")));
+    }
+    BDBIndex* opened = nullptr;
+    ASSERT_EQ(tables.context().openMeta(tables.tableName("orders"), &opened), 0);
+    ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+    EXPECT_EQ(db, opened);
+    tables.reopen(); // the file is there, but not open
+    ASSERT_EQ(tables.context().findMeta(tables.tableName("orders"), &db), 0);
+    EXPECT_EQ(db, tables.index("orders", "meta"));
 }
 
 TEST(DbOpen, SharesTheHandleAmongRequests)

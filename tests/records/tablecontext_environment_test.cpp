@@ -33,7 +33,7 @@ namespace {
     std::_Exit(good ? 0 : 1);
 }
 
-TEST(EnvLookup, OpensTheDirectoryInFrontOfTheLastBar)
+TEST(EnvLookup, OpensTheDirectoryBeforeTheLastBar)
 {
     TempDir directory;
     BDBObjTable registry(16);

@@ -47,7 +47,7 @@ TEST(OpenTable, TakesTheAccessLockOfAnEnvironmentThatWasLookedUpBefore)
     EXPECT_EQ(tables.context().envLookup(tables.tableName(), 0), 0);
 }
 
-TEST(OpenTable, OfAnEnvironmentThatIsBeingDeletedIsNotFoundAtOnce)
+TEST(OpenTable, OfAnEnvironmentThatIsBeingDeletedIsNotFoundImmediately)
 {
     TableEnv tables;
     const auto lock = Registry::lockEnv(tables.registry(), tables.tableName(), true);
@@ -85,7 +85,7 @@ TEST(OpenTable, DismissedAccessIsLeftToTheCaller)
     EXPECT_EQ(tables.context().envLookup(tables.tableName(), 0), 0);
 }
 
-TEST(TableContextReset, LeavesEverythingOfTheRequestBehind)
+TEST(TableContextReset, ForgetsEverythingOfTheRequest)
 {
     TableEnv tables;
     TestConnection connection(tables.registry());

@@ -74,7 +74,7 @@ TEST_F(WalkFailureTest, JsonThatIsNoObjectIsAnItemOfKeysAlone)
     EXPECT_EQ(progress.items, QVariantList{keys});
 }
 
-TEST_F(WalkFailureTest, TransactionThatCannotBeginIsTold)
+TEST_F(WalkFailureTest, TransactionThatCannotBeginIsReported)
 {
     put({"a", "1"});
     ASSERT_EQ(env_.env()->set_flags(DB_PANIC_ENVIRONMENT, 1), 0);
@@ -95,7 +95,7 @@ TEST_F(WalkFailureTest, TransactionThatCannotBeginIsTold)
                                    "[ERROR] bdbrequest # cursor open failed " + code));
 }
 
-TEST_F(WalkFailureTest, CursorThatCannotOpenIsTold)
+TEST_F(WalkFailureTest, CursorThatCannotOpenIsReported)
 {
     // The database belongs to a different environment than the request's transactions.
     TableEnv other;
@@ -112,7 +112,7 @@ TEST_F(WalkFailureTest, CursorThatCannotOpenIsTold)
         lines, ElementsAre("[ERROR] bdbrequest # cursor open failed 22", "[ERROR] bdbrequest # cursor open failed 22"));
 }
 
-TEST_F(WalkFailureTest, NoTransactionStaysBehind)
+TEST_F(WalkFailureTest, NoTransactionRemains)
 {
     put({"a", "1"});
     rawPut(db(), Records::recordKey("a", "2"), "no JSON");
@@ -129,7 +129,7 @@ TEST_F(WalkFailureTest, NoTransactionStaysBehind)
     std::free(statistics);
 }
 
-TEST_F(WalkFailureTest, NoLockStaysBehind)
+TEST_F(WalkFailureTest, NoLockRemains)
 {
     for (int n = 0; n < 200; ++n)
         put({"a", Bytes::number(1000 + n)});

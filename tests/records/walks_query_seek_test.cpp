@@ -26,7 +26,7 @@ TEST_F(QueryDbTest, DownwardSeekExaminesTheNextGreaterKeyFirst)
     expectRanges({"m", "", 2, true, &le}, {"b"}, Bytes("b"));
 }
 
-TEST_F(QueryDbTest, DownwardSeekBehindTheLastRecordOfTheFileStepsBack)
+TEST_F(QueryDbTest, DownwardSeekAfterTheLastRecordOfTheFileStepsBack)
 {
     putRanges("m", {"a", "b"});
     expectRanges({"m", "", 9, false, nullptr}, {"b", "a"}, std::nullopt);
@@ -35,7 +35,7 @@ TEST_F(QueryDbTest, DownwardSeekBehindTheLastRecordOfTheFileStepsBack)
     expectRanges({"m", "z", 9, false, nullptr}, {"b", "a"}, std::nullopt);
 }
 
-TEST_F(QueryDbTest, DownwardSeekBehindTheHashKeyStepsBackOnce)
+TEST_F(QueryDbTest, DownwardSeekAfterTheHashKeyStepsBackOnce)
 {
     putAll({{"n", "a"}});
     putRanges("m", {"a", "b"});
@@ -48,7 +48,7 @@ TEST_F(QueryDbTest, DownwardSeekBehindTheHashKeyStepsBackOnce)
     EXPECT_EQ(result, Queried());
 }
 
-TEST_F(QueryDbTest, UpwardSeekBehindTheHashKeyFindsNothing)
+TEST_F(QueryDbTest, UpwardSeekAfterTheHashKeyFindsNothing)
 {
     putRanges("m", {"a", "b"});
     const QVariantMap ge = condition("GE", {"c"});

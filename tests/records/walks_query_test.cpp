@@ -86,7 +86,7 @@ TEST_F(QueryDbTest, BeginsWithEndsAtTheFirstKeyWithoutThePrefix)
     expectRanges({"m", "", 3, true, &begins}, {"ab", "abc"}, std::nullopt);
 }
 
-TEST_F(QueryDbTest, BetweenEndsBehindItsUpperBound)
+TEST_F(QueryDbTest, BetweenEndsAfterItsUpperBound)
 {
     putRanges("m", {"a", "b", "c", "d", "e"});
     const QVariantMap between = condition("BETWEEN", {"b", "d"});

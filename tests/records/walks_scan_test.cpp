@@ -53,7 +53,7 @@ TEST_F(ScanDbTest, EndsOnTheLimitWithTheLastExaminedKey)
     EXPECT_EQ(progress, (Scanned{0, 2, 2, itemsOf(Sample.mid(0, 2)), terminated("a"), terminated("")}));
 }
 
-TEST_F(ScanDbTest, LimitThatIsUsedUpByTheLastRecordIsToldAsAStop)
+TEST_F(ScanDbTest, LimitThatIsUsedUpByTheLastRecordCountsAsAStop)
 {
     putAll({{"a", "1"}, {"a", "2"}});
     Scanned progress = withLimit(2);

@@ -1,4 +1,4 @@
-/* Walks and those who write meanwhile. */
+/* Walks and concurrent writers. */
 #include "pausedwalk.h"
 
 #include "storage/deadlockretry.h"

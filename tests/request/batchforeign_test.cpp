@@ -51,7 +51,7 @@ TEST_F(BatchForeignTest, TablesOfAnotherEnvironmentComeBackUnchanged)
     EXPECT_EQ(stored(foreignTable_, "q"), QVariantList{itemOf("q", "a")});
 }
 
-TEST_F(BatchForeignTest, TablesBehindTheForeignOneComeBackToo)
+TEST_F(BatchForeignTest, TablesAfterTheForeignOneAreReturnedToo)
 {
     // Processing stops at the first foreign table, whatever follows: a table without a schema, or a malformed list.
     const QString behind = tableIn(foreignHome_ + "~", "t");
@@ -74,7 +74,7 @@ TEST_F(BatchForeignTest, AnotherSpellingOfTheDirectoryIsForeign)
     EXPECT_EQ(stored(tableName(), "q"), QVariantList{itemOf("q", "a")});
 }
 
-TEST_F(BatchForeignTest, ErrorInFrontOfTheForeignTableGivesEverythingBack)
+TEST_F(BatchForeignTest, ErrorBeforeTheForeignTableReturnsEverything)
 {
     const QVariantMap tables{{tableName(), QVariantList{putEntry({})}}, {foreignTable_, entries_}};
     EXPECT_EQ(batchOf(tables), internalErrorReply({{"UnprocessedItems", tables}}));

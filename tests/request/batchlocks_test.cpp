@@ -1,4 +1,4 @@
-/* Batches and all that opens databases beside them, or in them, in one environment. */
+/* Batches, and everything that opens databases concurrently or within them, in one environment. */
 #include "records/encoding.h"
 #include "request/requestbench.h"
 #include "scanqueryfixture.h"
@@ -6,6 +6,7 @@
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
 #include "storage/resultcodes.h"
+#include "support/background.h"
 #include "support/deadline.h"
 #include "support/lockwaits.h"
 #include "support/logcapture.h"
@@ -124,9 +125,7 @@ protected:
         }
         const std::uintmax_t before = lockWaits(use_.env());
         link("t_b9.db", "w");
-        opener_ = std::async(std::launch::async, [this] {
-            return bench_.run("DescribeTable", {{"TableName", bench_.tableName("w")}});
-        });
+        opener_ = inBackground([this] { return bench_.run("DescribeTable", {{"TableName", bench_.tableName("w")}}); });
         ASSERT_TRUE(waitUntil([&] { return lockWaits(use_.env()) > before; }));
     }
 
@@ -180,7 +179,7 @@ protected:
         const QVariantMap tables =
             merged({{bench_.tableName(), QVariantList{putEntry(itemOf(hash_, "999"))} + entriesBehind}}, behind);
         const LogCapture log(LogError);
-        std::future<Outcome> running = std::async(std::launch::async, [&] { return batch(tables); });
+        std::future<Outcome> running = inBackground([&] { return batch(tables); });
         while (running.wait_for(std::chrono::milliseconds(10)) == std::future_status::timeout)
             EXPECT_EQ(use_.env()->lock_detect(0, DB_LOCK_EXPIRE, nullptr), 0); // before the environment's thread does
         EXPECT_EQ(running.get(), (Outcome{DB_LOCK_NOTGRANTED, {{"UnprocessedItems", tables}}}));
@@ -188,12 +187,12 @@ protected:
     }
 };
 
-TEST_F(FailedWriteTest, InFrontOfAForeignTableReleasesTheEnvironment)
+TEST_F(FailedWriteTest, BeforeAForeignTableReleasesTheEnvironment)
 {
     expectFailedWrite({{directory() + "~|t", QVariantList{putEntry(itemOf("x", "x"))}}});
 }
 
-TEST_F(FailedWriteTest, InFrontOfARefusedEntryIsWhatIsReported)
+TEST_F(FailedWriteTest, BeforeARefusedEntryIsTheReportedOne)
 {
     const QVariant entry = putEntry(itemOf("x", "x"));
     expectFailedWrite({}, {entry, entry});

@@ -85,7 +85,7 @@ TEST_F(BatchWriteItemTest, RefusedEntryWritesNothingAtAll)
     }
 }
 
-TEST_F(BatchWriteItemTest, DuplicatesAreToldByTheWholeKey)
+TEST_F(BatchWriteItemTest, DuplicatesAreRecognisedByTheWholeKey)
 {
     // Different splits of the same bytes, and keys that differ only after a zero byte, are different items.
     const QString zero = QString("a") + QChar(0);

@@ -34,7 +34,7 @@ protected:
     }
     static QVariantMap counted(qlonglong number) { return {{"n", numberValue(QString::number(number))}}; }
 
-    /** Adds to the counters of some hash keys in one Commit, until nobody came between. */
+    /** Adds to the counters of some hash keys in one Commit, and retries until no other client interferes. */
     void add(Caller& caller, const QStringList& hashes, qlonglong number)
     {
         QList<QVariantMap> items;
@@ -90,7 +90,7 @@ TEST_F(CommitConcurrency, ItemsThatAreAlwaysChangedTogetherAreNeverSeenApart)
     std::atomic<int> running = Clients;
     onThreads(Clients + 1, [&](Caller& caller, int client) {
         if (client < Clients) {
-            // Each in an order of its own: the transaction takes the files in one.
+            // Each in a different order: the transaction takes the files in one fixed order.
             QStringList own = hashes;
             std::rotate(own.begin(), own.begin() + client % 3, own.end());
             for (int i = 0; i < Increments; ++i)

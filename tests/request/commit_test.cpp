@@ -77,7 +77,7 @@ TEST_F(Commit, TablesOfOneDirectoryAreWrittenTogether)
     EXPECT_EQ(request("GetItem", {{"TableName", tableName("u")}, {"Key", itemKey("k", "1")}}), found(Two));
 }
 
-/** Texts that say the same in several ways, and such that say nearly the same. */
+/** Texts that are equal in several ways of writing, and some that are nearly equal. */
 TEST_F(Commit, ExpectedIsTheItemAsGetItemReturnsItWhateverItsSpelling)
 {
     const QByteArray stored =

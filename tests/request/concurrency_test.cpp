@@ -173,7 +173,7 @@ TEST_F(Concurrency, WritesOfLargeItemsFinish)
 }
 
 /** Concurrent requests that are the first to open databases, environments and tables. */
-TEST_F(Concurrency, FirstUsesOfManyTablesAtOnce)
+TEST_F(Concurrency, ConcurrentFirstUsesOfManyTables)
 {
     constexpr int Threads = 12;
     constexpr int Tables = 6;

@@ -211,7 +211,7 @@ TEST_F(CreateTable, UnusableFilesAreInternalErrors)
     EXPECT_EQ(create(tableName()), created(description(tableName()))); // the environment itself is intact
 }
 
-TEST_F(CreateTable, NameWithAZeroByteIsNotTheTableInFrontOfIt)
+TEST_F(CreateTable, NameWithAZeroByteIsNotTheTableBeforeIt)
 {
     EXPECT_EQ(create(tableName()), created(description(tableName())));
     const QString name = tableName(QString::fromLatin1("t\0x", 3));

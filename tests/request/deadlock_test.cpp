@@ -14,7 +14,7 @@ using testing::ElementsAre;
 
 /**
  * Holds the write lock of one record of the bench's table, in its own transaction, while operations try to get it. They
- * wait and get DB_LOCK_DEADLOCK again and again: the environment's lock timeout is the shortest possible.
+ * wait and repeatedly get DB_LOCK_DEADLOCK: the environment's lock timeout is the shortest possible.
  */
 class LockedRecord {
 public:

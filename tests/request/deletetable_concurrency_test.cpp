@@ -1,5 +1,7 @@
 #include "deletetablefixture.h"
 
+#include "support/background.h"
+
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -23,7 +25,7 @@ TEST_F(DeleteTable, DoesNotWaitForAClientThatDoesNotReadItsReply)
     pollfd readable{slow.connection().socketDescriptor(), POLLIN, 0};
     ASSERT_EQ(poll(&readable, 1, 60'000), 1) << "the reply has begun";
 
-    auto deleted = std::async(std::launch::async, [this] {
+    auto deleted = inBackground([this] {
         return Caller(server_).request("DeleteTable", {{"TableName", tableName()}});
     });
     EXPECT_EQ(deleted.wait_for(std::chrono::seconds(30)), std::future_status::ready);

@@ -46,7 +46,7 @@ TEST_F(DeleteTable, ASecondOneFindsNothingOpen)
     EXPECT_THAT(takeComplaints(), ElementsAre("[CRIT] bdb # Failed to load env with id: env::" + home()));
 }
 
-TEST_F(DeleteTable, LetsGoOfTheDirectory)
+TEST_F(DeleteTable, ReleasesTheDirectory)
 {
     createTable(tableName());
     put("k", "1", {{"a", textValue("x")}});

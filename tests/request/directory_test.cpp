@@ -58,7 +58,7 @@ TEST_F(Directory, BelongsToOneServerAtATime)
     EXPECT_THAT(second.logText(), testing::HasSubstr(line));
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
 
-    killServer(); // which releases its hold
+    killServer(); // this releases its lock
     EXPECT_EQ(second.request("GetItem", {{"TableName", tableName()}, {"Key", itemKey("k", "1")}}),
               okReply({{"Item", QVariantMap{{"a", textValue("x")}}}}));
 }

@@ -22,7 +22,7 @@ bool endsWithoutReply(const Client::WireConnection& connection)
 
 class Dispatch : public TableTest {
 protected:
-    /** A reply that only Scan gives, without opening all partitions, as the table has no schema. */
+    /** A reply that only Scan sends, without visiting the partitions, as the table has no schema. */
     const QVariantMap scanWithoutSchema_ =
         internalErrorReply({{"Count", 0LL}, {"ScannedCount", 0LL}, {"Items", QVariantList()}});
 };

@@ -74,7 +74,7 @@ TEST_F(DurabilityWithoutSync, ACrashLeavesWholeWritesInTheirOrder)
         EXPECT_EQ(get("k", QString::number(i)), okReply()) << i << " is there without " << survived;
 }
 
-TEST_F(DurabilityWithoutSync, CreateTableIsWrittenOutAtOnce)
+TEST_F(DurabilityWithoutSync, CreateTableIsWrittenOutImmediately)
 {
     createTable(tableName());
     const QVariantMap description = describe(tableName());
@@ -83,7 +83,7 @@ TEST_F(DurabilityWithoutSync, CreateTableIsWrittenOutAtOnce)
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
-TEST_F(DurabilityWithoutSync, DeleteTableLeavesNothingBehindInMemory)
+TEST_F(DurabilityWithoutSync, DeleteTableLeavesNothingInMemory)
 {
     createTable(tableName());
     for (int i = 0; i < 20; ++i)

@@ -52,7 +52,7 @@ Outcome runElsewhere(RequestBench& bench, const QByteArray& operation, const QVa
     return outcome;
 }
 
-TEST(BusyEnvironment, EveryOperationButDescribeTableIsNotFoundAtOnce)
+TEST(BusyEnvironment, EveryOperationButDescribeTableIsNotFoundImmediately)
 {
     RequestBench bench;
     ASSERT_EQ(bench.createTable().status, StatusSuccess);
@@ -104,7 +104,7 @@ TEST(DeleteTable, WaitsForRunningRequestsAndKeepsNewOnesOut)
     EXPECT_EQ(bench.run("GetItem", key), (Outcome{StatusSuccess, {}})); // reopened
 }
 
-TEST(DeleteTable, TwoAtOnceBothSucceed)
+TEST(DeleteTable, TwoAtTheSameTimeBothSucceed)
 {
     RequestBench bench;
     const QVariantMap table{{"TableName", bench.tableName()}};

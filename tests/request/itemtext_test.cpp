@@ -15,7 +15,7 @@ namespace {
 
 /**
  * Writes of items through the body's text, as a client sends it, and through its tree. The server keeps canonical items
- * as text; what it stores and answers must not show it.
+ * as text; this must not be visible in what it stores and replies.
  */
 class ItemText : public testing::Test {
 protected:
@@ -49,7 +49,7 @@ protected:
         EXPECT_EQ(cursor->close(), 0);
     }
 
-    /** Runs `operation` in a table of its own. `asText`: the body is parsed by the request, else as a plain tree. */
+    /** Runs `operation` in a separate table. `asText`: the request parses the body; otherwise it is a plain tree. */
     static Result run(const QByteArray& operation, QByteArray body, bool asText)
     {
         RequestBench bench;
@@ -83,7 +83,7 @@ protected:
         return result;
     }
 
-    /** Expects the same both ways; `stored` tells whether anything was written. */
+    /** Expects the same both ways; `stored` says whether anything was written. */
     static void expectSame(const QByteArray& operation, const QByteArray& body, bool stored)
     {
         const Result text = run(operation, body, true);
@@ -151,7 +151,7 @@ TEST_F(ItemText, ABatchStoresAndAnswersWhatItsTreeWould)
     const auto batch = [](const QByteArray& entries) { return R"({"RequestItems":{"TABLE":[)" + entries + "]}}"; };
     for (const QByteArray item : Items)
         expectSame("BatchWriteItem", batch(R"({"PutRequest":{"Item":)" + item + "}}"), true);
-    for (const QByteArray item : RefusedItems) // all of it is handed back, as UnprocessedItems
+    for (const QByteArray item : RefusedItems) // all of it is returned as UnprocessedItems
         expectSame(
             "BatchWriteItem",
             batch(R"({"PutRequest":{"Item":{"h":{"S":"h"},"r":{"S":"0"}}}},{"PutRequest":{"Item":)" + item + "}}"),

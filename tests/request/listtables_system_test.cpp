@@ -1,4 +1,4 @@
-/* ListTables of directories that hold more than tables. */
+/* ListTables of directories that contain more than tables. */
 #include "listtablesfixture.h"
 
 namespace {

@@ -82,7 +82,7 @@ TEST_F(ListTables, ADescriptionOfManyPagesIsReadFromItsFile)
     EXPECT_EQ(listedTable.value("Bytes"), bytesOf("t"));
 }
 
-TEST_F(ListTables, DirectoriesBelowThatAreEnvironmentsThemselvesAreLeftOut)
+TEST_F(ListTables, DirectoriesBelowThatAreEnvironmentsThemselvesAreOmitted)
 {
     createTable(tableName());
     const std::string inner = makeDirectory("env/inner");
@@ -93,7 +93,7 @@ TEST_F(ListTables, DirectoriesBelowThatAreEnvironmentsThemselvesAreLeftOut)
     EXPECT_EQ(list(inner).value("Tables").toList().value(0).toMap().value("TableName"), tableIn(inner));
 }
 
-TEST_F(ListTables, DatabasesUnderNamesThatNoTableCanHaveAreLeftOut)
+TEST_F(ListTables, DatabasesUnderNamesThatNoTableCanHaveAreOmitted)
 {
     createTable(tableName());
     close();
@@ -105,7 +105,7 @@ TEST_F(ListTables, DatabasesUnderNamesThatNoTableCanHaveAreLeftOut)
     EXPECT_EQ(list(), listed(false, {table("t", 1, EmptyTableBytes)}));
 }
 
-TEST_F(ListTables, DatabasesOfOtherProgramsAreLeftOut)
+TEST_F(ListTables, DatabasesOfOtherProgramsAreOmitted)
 {
     Db hash(nullptr, DB_CXX_NO_EXCEPTIONS);
     ASSERT_EQ(hash.open(nullptr, (home() + "/hash").c_str(), nullptr, DB_HASH, DB_CREATE, 0600), 0);

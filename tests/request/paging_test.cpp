@@ -105,7 +105,7 @@ protected:
     }
 
     const QVariantMap table_{{"TableName", tableName()}};
-    /** For scans that do not have to create the files of all partitions. */
+    /** For scans of few items. */
     const QVariantMap fromLater_ = merged(table_, {{"ExclusiveStartKey", itemKey(hashIn(249), "")}});
 };
 
@@ -155,7 +155,7 @@ TEST_F(PagingTest, QueryWithEveryLimitInBothDirections)
     }
 }
 
-TEST_F(PagingTest, PagesGoOnWhenTheirLastItemWasDeleted)
+TEST_F(PagingTest, PagesContinueWhenTheirLastItemWasDeleted)
 {
     putItems(itemsOf("q", 9));
     const QVariantMap asked = merged(table_, {{"HashKeyValue", textValue("q")}, {"Limit", 3}});

@@ -1,4 +1,4 @@
-/* DropTable and TruncateTable, beside other requests. */
+/* DropTable and TruncateTable, concurrently with other requests. */
 #include "support/directorycontents.h"
 #include "support/tablefixture.h"
 
@@ -30,7 +30,7 @@ protected:
         return okReply({{"Removed", QVariantMap{{"Files", files}, {"Bytes", bytes}, {"Items", items}}}});
     }
 
-    /** Names in the home that begin with this. */
+    /** Names in the environment's directory that begin with this. */
     std::vector<std::string> filesOf(const std::string& table) const
     {
         std::vector<std::string> names = namesIn(home());

@@ -14,7 +14,7 @@ constexpr const char* ToItem[] = {"Item"};
 
 constexpr QLatin1StringView MemberNames[] = {"Item"_L1, "Key"_L1, "TableName"_L1, "a"_L1, ""_L1};
 
-/** Expects what the body gives for a name to be what the tree of its text has. */
+/** Expects the body's value for a name to be that in the tree of its text. */
 void expectMembersOfTree(const QByteArray& text)
 {
     SCOPED_TRACE(text.toStdString());

@@ -59,7 +59,7 @@ TEST(SlowRequests, AreOneLineEach)
                             "[WARN] slow request Unknown Success" + times));
 }
 
-TEST(SlowRequests, AreAtMostTenLinesInASecondAndTheOthersAreTold)
+TEST(SlowRequests, AreAtMostTenLinesPerSecondAndTheOthersAreCounted)
 {
     const LogCapture log;
     const std::uint64_t before = SlowRequests::count();
@@ -132,7 +132,7 @@ TEST(SlowRequests, HaveALineWithoutControlCharactersInTheTable)
     EXPECT_THAT(log.lines().front(), testing::HasSubstr(" table \"a\\u000a[CRIT]\\u202e\" keys"));
 }
 
-/** What an operation notes for the report. */
+/** What an operation records for the report. */
 class NotedRequest : public testing::Test {
 protected:
     void SetUp() override

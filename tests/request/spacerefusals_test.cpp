@@ -1,4 +1,4 @@
-/* What the operations that give disk space back refuse. */
+/* What the operations that free disk space refuse. */
 #include "support/directorycontents.h"
 #include "support/tablefixture.h"
 

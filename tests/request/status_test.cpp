@@ -1,9 +1,10 @@
-/* What a Status has from Berkeley DB, member by member, against Berkeley DB's own statistics. */
+/* The members of a Status that come from Berkeley DB, compared with Berkeley DB's own statistics. */
 #include "format/tablename.h"
 #include "requestbench.h"
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
+#include "support/background.h"
 #include "support/lockwaits.h"
 #include "support/waituntil.h"
 
@@ -44,7 +45,7 @@ protected:
         return db->put(txn, &keyData, &valueData, 0);
     }
 
-    /** One wait that ends well, and one that is a deadlock. */
+    /** One wait that succeeds, and one that is a deadlock. */
     void waitAndDeadlock()
     {
         BDBTxn first;
@@ -54,7 +55,7 @@ protected:
         ASSERT_EQ(put(items_, &first, "a"), 0);
         ASSERT_EQ(put(schema_, &second, "b"), 0);
         const std::uintmax_t before = lockWaits(env());
-        auto waiting = std::async(std::launch::async, [&] { return put(schema_, &first, "b"); });
+        auto waiting = inBackground([&] { return put(schema_, &first, "b"); });
         ASSERT_TRUE(waitUntil([&] { return lockWaits(env()) == before + 1; }));
         EXPECT_EQ(put(items_, &second, "a"), DB_LOCK_DEADLOCK);
         EXPECT_EQ(second.abort(), 0);
@@ -62,7 +63,7 @@ protected:
         EXPECT_EQ(first.abort(), 0);
     }
 
-    /** What Berkeley DB says of its cache and its locks. */
+    /** Berkeley DB's statistics of its cache and its locks. */
     Figures engineFigures()
     {
         DB_MPOOL_STAT* cache = nullptr;
@@ -102,7 +103,7 @@ protected:
 TEST_F(EngineStatus, HasBerkeleyDbsFigures)
 {
     ASSERT_NO_FATAL_FAILURE(waitAndDeadlock());
-    // Others use the cache as well, and write what is dirty to disk: until nobody has meanwhile.
+    // Other threads use the cache as well, and write dirty pages to disk: retried until none has interfered.
     BDBTxn unfinished;
     ASSERT_EQ(unfinished.begin(env(), 0), 0);
     Figures expected;
@@ -117,7 +118,7 @@ TEST_F(EngineStatus, HasBerkeleyDbsFigures)
     })) << testing::PrintToString(found)
         << " instead of " << testing::PrintToString(expected);
     EXPECT_EQ(unfinished.abort(), 0);
-    // None can be taken for another.
+    // All differ, so that none can be mistaken for another.
     const std::set<std::uint64_t> cache{found["Bytes"], found["Pages"], found["DirtyPages"], found["Hits"],
                                         found["Misses"]};
     EXPECT_EQ(cache.size(), 5U) << testing::PrintToString(found);

@@ -47,12 +47,15 @@ public:
     /** Writes a record verbatim. */
     void put(const std::string& file, const std::string& subDb, QByteArray key, QByteArray value)
     {
-        Db db(&env_, DB_CXX_NO_EXCEPTIONS);
-        ASSERT_EQ(db.open(nullptr, file.c_str(), subDb.c_str(), DB_UNKNOWN, DB_AUTO_COMMIT | DB_THREAD, 0), 0) << file;
         Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
         Dbt valueData(value.data(), static_cast<u_int32_t>(value.size()));
-        EXPECT_EQ(db.put(nullptr, &keyData, &valueData, 0), 0);
-        EXPECT_EQ(db.close(0), 0);
+        change(file, subDb, [&](Db* db) { return db->put(nullptr, &keyData, &valueData, 0); });
+    }
+
+    void remove(const std::string& file, const std::string& subDb, QByteArray key)
+    {
+        Dbt keyData(key.data(), static_cast<u_int32_t>(key.size()));
+        change(file, subDb, [&](Db* db) { return db->del(nullptr, &keyData, 0); });
     }
 
     /** The names of the files in the environment's directory, without the numbered logs. */
@@ -68,6 +71,14 @@ public:
     }
 
 private:
+    template <typename Change> void change(const std::string& file, const std::string& subDb, Change&& change)
+    {
+        Db db(&env_, DB_CXX_NO_EXCEPTIONS);
+        ASSERT_EQ(db.open(nullptr, file.c_str(), subDb.c_str(), DB_UNKNOWN, DB_AUTO_COMMIT | DB_THREAD, 0), 0) << file;
+        EXPECT_EQ(change(&db), 0);
+        EXPECT_EQ(db.close(0), 0);
+    }
+
     std::map<QByteArray, QByteArray> read(const std::string& file, const char* subDb)
     {
         std::map<QByteArray, QByteArray> found;

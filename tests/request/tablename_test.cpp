@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-/** File parts that lead out of the environment's directory, or to other files in it. */
+/** File parts that point outside the environment's directory, or at other files in it. */
 const std::vector<QString> RefusedFileParts{
     "",
     QString::fromLatin1("t\0x", 3),

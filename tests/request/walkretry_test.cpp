@@ -56,7 +56,7 @@ TEST_F(ScanRetryTest, KeepsTheBudgetOfEarlierPartitions)
     EXPECT_EQ(lines, std::vector<std::vector<std::string>>(3)); // two consecutive deadlocks are silent
 }
 
-TEST_F(ScanRetryTest, BeginsAgainBehindItsStartKey)
+TEST_F(ScanRetryTest, BeginsAgainAfterItsStartKey)
 {
     const QString hash = hashIn(255);
     std::vector<std::vector<std::string>> lines;

@@ -35,7 +35,7 @@ protected:
 
 } // namespace
 
-TEST_F(BackupToDisk, AFullDiskFailsTheCopyAndTheServerGoesOn)
+TEST_F(BackupToDisk, AFullDiskFailsTheCopyAndTheServerContinues)
 {
     ASSERT_NO_FATAL_FAILURE(begin("DbBackup", "touch BackupInProgress.tmp"));
     EXPECT_TRUE(server_->waitForLog("Disabling Database Backup"));

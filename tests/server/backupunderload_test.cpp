@@ -37,7 +37,7 @@ TEST_P(BackupUnderLoad, HoldsEveryWriteThatWasAcknowledgedBeforeTheMarkerWasGone
     EXPECT_THAT(takeComplaints(), IsEmpty());
 }
 
-TEST_P(BackupUnderLoad, ShipsLogsWhileWritesGoOnAndARestoreHoldsAllUpToTheLastOne)
+TEST_P(BackupUnderLoad, ShipsLogsWhileWritesContinueAndARestoreHasAllUpToTheLastOne)
 {
     const std::string target = makeDirectory("target");
     backUpTo(target);

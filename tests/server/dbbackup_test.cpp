@@ -176,7 +176,7 @@ TEST_F(DbBackup, OfAnEnvironmentThatIsOpenedByTheRequest)
     }
 }
 
-TEST_F(DbBackup, OfTwoEnvironmentsAtOnceGoToTheirOwnTargets)
+TEST_F(DbBackup, OfTwoEnvironmentsAtTheSameTimeGoToTheirOwnTargets)
 {
     const std::string otherHome = makeDirectory("other");
     const QString other = tableIn(otherHome, "o");

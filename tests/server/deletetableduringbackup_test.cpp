@@ -1,5 +1,6 @@
 #include "backuplines.h"
 
+#include "support/background.h"
 #include "support/heldcopy.h"
 
 #include <chrono>
@@ -16,14 +17,14 @@ class DeleteTableDuringBackup : public BackupTest {};
 
 } // namespace
 
-TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsGoOnMeanwhile)
+TEST_F(DeleteTableDuringBackup, EndsWhenTheFullCopyEndsAndOtherEnvironmentsContinueMeanwhile)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");
     HeldCopy held(target);
     EXPECT_EQ(act("DbBackup", target), accepted());
     ASSERT_TRUE(held.waitUntilHeld());
-    auto deleted = std::async(std::launch::async, [this] {
+    auto deleted = inBackground([this] {
         return Caller(server_).request("DeleteTable", {{"TableName", tableName()}});
     });
     createTable(tableIn(makeDirectory("other")));

@@ -1,4 +1,4 @@
-/* What a Status tells of requests that failed, against what was sent. */
+/* What a Status reports about failed requests, compared with what was sent. */
 #include "support/helddisk.h"
 #include "support/statusfixture.h"
 
@@ -122,7 +122,7 @@ protected:
     }
 };
 
-TEST_F(FailedFlush, IsToldWithTheTable)
+TEST_F(FailedFlush, IsLoggedWithTheTable)
 {
     createTable(tableName());
     ASSERT_EQ(put("k", "1", {}).value("__rc"), QVariant(200LL));

@@ -77,7 +77,7 @@ TEST_F(LKThreadTest, HolderThatDiesEndsTheRunningEventLoop)
     EXPECT_THAT(log.lines(), ElementsAre("[DEBUG] waiting for " + path_, "[WARN] Quorva exiting"));
 }
 
-TEST_F(LKThreadTest, MissingFileIsToldAndEndsNothing)
+TEST_F(LKThreadTest, MissingFileIsReportedAndEndsNothing)
 {
     qputenv("OSTRIK_LOCKFILE", QByteArray::fromStdString(path_));
     const LogCapture log;
@@ -89,7 +89,7 @@ TEST_F(LKThreadTest, MissingFileIsToldAndEndsNothing)
                             "[ERROR] bdbserver 144 CreateMutex failed with error " + std::to_string(ENOENT)));
 }
 
-TEST_F(LKThreadTest, FailingWaitIsToldAndEndsNothing)
+TEST_F(LKThreadTest, FailingWaitIsReportedAndEndsNothing)
 {
     const LockHolder parent(path_, LockKind::File);
     qputenv("OSTRIK_LOCKFILE", QByteArray::fromStdString(path_));

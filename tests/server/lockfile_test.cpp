@@ -84,7 +84,7 @@ TEST_F(LockFileCreate, KeepsTheContentOfAFileThatExists)
     EXPECT_EQ(ProcFs::read(path_), "content");
 }
 
-TEST_F(LockFileCreate, TellsWhyItFails)
+TEST_F(LockFileCreate, ReportsWhyItFails)
 {
     LockFile missing(QByteArray::fromStdString(directory_.file("no/lock")));
     EXPECT_FALSE(missing.create());

@@ -160,7 +160,7 @@ TEST_F(LockFileAcquire, ProcessWithAnOrdinaryRecordLockKeepsItOut)
     EXPECT_EQ(lock.acquire(0ms), Wait::Acquired);
 }
 
-TEST_F(LockFileAcquire, TellsWhenTheSystemRefusesAndHoldsNothing)
+TEST_F(LockFileAcquire, ReportsWhenTheSystemRefusesAndHoldsNothing)
 {
     for (const unsigned call : {unsigned{SYS_flock}, unsigned{SYS_fcntl}}) {
         LockFile lock(name());

@@ -33,7 +33,7 @@ public:
     Waiter(const Waiter&) = delete;
     Waiter& operator=(const Waiter&) = delete;
 
-    /** Once the thread has gone to sleep several more times, it has done everything it can do without waiting. */
+    /** Once the thread has gone to sleep several more times, it has done everything that it can do without waiting. */
     bool hasWaited()
     {
         if (!waitUntil([this] { return id_ != 0; }))

@@ -17,7 +17,7 @@ using LockFileWaitUntilFree = LockFileTest;
 
 } // namespace
 
-TEST_F(LockFileWaitUntilFree, TellsWhenTheSystemRefuses)
+TEST_F(LockFileWaitUntilFree, ReportsWhenTheSystemRefuses)
 {
     writeFile(path_, "");
     for (const unsigned call : {unsigned{SYS_flock}, unsigned{SYS_fcntl}}) {
@@ -32,7 +32,7 @@ TEST_F(LockFileWaitUntilFree, TellsWhenTheSystemRefuses)
     }
 }
 
-TEST_F(LockFileWaitUntilFree, ReturnsAtOnceWhenNobodyHoldsTheFile)
+TEST_F(LockFileWaitUntilFree, ReturnsImmediatelyWhenNobodyHoldsTheFile)
 {
     writeFile(path_, "1");
     LockFile lock(name());

@@ -102,7 +102,7 @@ TEST(LogRotation, LinesBeforeDuringAndAfterManyRotationsAreThereOnceAndWhole)
     }
 }
 
-TEST(LogRotation, ALogFileThatCannotBeReopenedGoesOnAndSaysSo)
+TEST(LogRotation, ALogFileThatCannotBeReopenedContinuesAndSaysSo)
 {
     ServerProcess server;
     const std::string directory = server.makeDirectory("logs");
@@ -138,7 +138,7 @@ TEST(LogRotation, AFileThatCouldNotBeOpenedAtTheStartIsOpened)
     EXPECT_TRUE(waitUntil([&] { return readFile(path).ends_with(std::string(Reopened) + "\n"); }));
 }
 
-TEST(LogRotation, StandardErrorStaysAndTheServerGoesOn)
+TEST(LogRotation, StandardErrorStaysAndTheServerContinues)
 {
     ServerProcess::Setup setup;
     setup.logFile = false;

@@ -47,7 +47,7 @@ void drain(int pipe, std::string* text)
 
 } // namespace
 
-TEST(ServerStart, PortInUseIsToldAndEndsIt)
+TEST(ServerStart, PortInUseIsReportedAndEndsIt)
 {
     ServerProcess first;
     ASSERT_TRUE(first.start());
@@ -80,7 +80,7 @@ TEST(ServerStart, ListensOnTheLoopbackAddressOnly)
     EXPECT_TRUE(found);
 }
 
-TEST(ServerStart, PortIsFreeForASuccessorAtOnce)
+TEST(ServerStart, PortIsFreeForASuccessorImmediately)
 {
     ServerProcess server;
     ASSERT_TRUE(server.start());

@@ -52,7 +52,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ParentWatchOfEitherKind, testing::Values(LockKin
 
 } // namespace
 
-TEST_F(ParentWatch, FileThatNobodyHoldsEndsTheServerAtOnce)
+TEST_F(ParentWatch, FileThatNobodyHoldsEndsTheServerImmediately)
 {
     {
         const LockHolder creates(path_, LockKind::File);
@@ -128,7 +128,7 @@ TEST_P(ParentWatchWithInheritedLock, GivesItsPlaceToDevNullAndDoesNotOutliveTheP
     EXPECT_EQ(messages(server).back(), Exiting);
 }
 
-TEST_F(ParentWatch, MissingFileIsToldAndTheServerGoesOn)
+TEST_F(ParentWatch, MissingFileIsLoggedAndTheServerContinues)
 {
     ServerProcess server(watching(path_));
     ASSERT_TRUE(server.start());
@@ -139,7 +139,7 @@ TEST_F(ParentWatch, MissingFileIsToldAndTheServerGoesOn)
     EXPECT_NE(access(path_.c_str(), F_OK), 0) << "the watch creates no file";
 }
 
-TEST_F(ParentWatch, UnsetOrEmptyNameIsToldAndTheServerGoesOn)
+TEST_F(ParentWatch, UnsetOrEmptyNameIsLoggedAndTheServerContinues)
 {
     ServerProcess::Setup unset = watching("");
     unset.environment.erase("OSTRIK_LOCKFILE");

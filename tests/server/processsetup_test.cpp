@@ -8,12 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <thread>
 
@@ -78,21 +76,4 @@ TEST(QtMessageHandler, DropsTheWarningOfAForeignUnlockAndPassesTheRest)
     qInfo("%s", "\xc3\xa4");
     qInstallMessageHandler(nullptr);
     EXPECT_EQ(captured.text(), "another warning\nQReadWriteLock::unlock: another text\n\xc3\xa4\n");
-}
-
-TEST(KeepFreedMemory, MemoryOfTheSizeOfALargeReplyIsNotMappedForEachUse)
-{
-    constexpr std::size_t Reply = 512 * 1024;
-    const auto mappedFor = [](std::size_t bytes) {
-        const std::size_t before = mallinfo2().hblks;
-        const std::unique_ptr<char[]> memory(new char[bytes]);
-        memory[0] = 'x';
-        return mallinfo2().hblks - before;
-    };
-    ProcessSetup::keepFreedMemory();
-    EXPECT_EQ(mappedFor(Reply), 0U);
-    // Nor is it returned to the system when it is freed.
-    const std::size_t held = mallinfo2().arena;
-    EXPECT_EQ(mappedFor(Reply), 0U);
-    EXPECT_EQ(mallinfo2().arena, held);
 }

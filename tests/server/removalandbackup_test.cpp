@@ -1,4 +1,4 @@
-/* Tables that are removed while their directory is backed up, and afterwards. */
+/* Tables that are removed while their directory is being backed up, and afterwards. */
 #include "restorefixture.h"
 
 namespace {

@@ -28,7 +28,7 @@ TEST_F(Restore, HoldsTheCopyAndEverythingUpToTheLastShippedLog)
     EXPECT_GE(filledIn(tableIn(copy)), inTheCopyAndTwoLogs - 1) << "a record may lie across the end of a log file";
 }
 
-TEST_F(Restore, TellsTheTimeOfTheLastCommitInIt)
+TEST_F(Restore, ReportsTheTimeOfTheLastCommitInIt)
 {
     const auto restoredUntil = [this](const std::string& target) {
         const ProgramRun run = restore(backup(), target);

@@ -1,4 +1,4 @@
-/* QUORVA_SLOW_MS, with the real server and a disk that stops. */
+/* QUORVA_SLOW_MS, with the real server and a disk that stalls. */
 #include "support/helddisk.h"
 #include "support/pendingrequest.h"
 #include "support/statusfixture.h"
@@ -70,7 +70,7 @@ protected:
     }
 };
 
-TEST_F(SlowServer, TellsOfWhatHasWaitedForTheFlush)
+TEST_F(SlowServer, ReportsWaitingForTheFlush)
 {
     EXPECT_EQ(status("Server").value("Options").toMap().value("SlowMilliseconds"), QVariant(50LL));
     createTable(tableName());
@@ -99,7 +99,7 @@ TEST_F(SlowServer, TellsOfWhatHasWaitedForTheFlush)
                                       R"(flush [0-9.]+, items 1, retries 0, peer 127\.0\.0\.1:[0-9]+)")));
 }
 
-TEST_F(SlowServer, TellsOfWhatHasWaitedForAFileToBeCreated)
+TEST_F(SlowServer, ReportsWaitingForAFileToBeCreated)
 {
     createTable(tableName());
     putSlowly("h", "1");

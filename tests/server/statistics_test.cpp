@@ -1,8 +1,8 @@
 #include "support/backupfixture.h"
+#include "support/patterns.h"
 #include "support/writeload.h"
 
 #include <array>
-#include <regex>
 
 namespace {
 
@@ -26,22 +26,21 @@ constexpr std::array Kinds{Kind{4, "Maximum hash bucket length"}, Kind{8, "Activ
 /** One of our lines, intact: not mixed with another line. */
 bool isPrefixed(const std::string& line)
 {
-    static const std::regex prefix("\\[[A-Z][a-z]{2} [A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\\] "
-                                   "\\[(DEBUG|INFO|WARN|ERROR|CRIT)\\] ");
-    return std::regex_search(line, prefix, std::regex_constants::match_continuous) &&
-           std::distance(std::sregex_iterator(line.begin(), line.end(), prefix), std::sregex_iterator()) == 1;
+    static const std::string prefix = "\\[[A-Z][a-z]{2} [A-Z][a-z]{2} [0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\\] "
+                                      "\\[(DEBUG|INFO|WARN|ERROR|CRIT)\\] ";
+    return Patterns::countIn(line, '^' + prefix) == 1 && Patterns::countIn(line, prefix) == 1;
 }
 
 /** A line of Berkeley DB's statistics: a value, a tab and its description; or a heading, or one of its entries. */
 bool isStatistic(const std::string& line)
 {
-    static const std::regex time("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
-    static const std::regex value("([0-9][^\\t\\[]{0,30}|" // a number with its unit, an address, a log position
-                                  "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9:]{8} [0-9]{4})" // a time
-                                  "\\t[A-Za-z][^\\t\\[]{2,100}");
-    static const std::regex listed("\\t[0-9a-f]{8}: [^\\t\\[]{10,300}");
-    return line.empty() || std::regex_match(line, time) || std::regex_match(line, value) ||
-           std::regex_match(line, listed) || line == "Active transactions:" || line == "Mutex counts" ||
+    static const std::string time = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}";
+    static const std::string value = "([0-9][^\\t\\[]{0,30}|" // a number with its unit, an address, a log position
+                                     "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] [0-9:]{8} [0-9]{4})" // a time
+                                     "\\t[A-Za-z][^\\t\\[]{2,100}";
+    static const std::string listed = "\\t[0-9a-f]{8}: [^\\t\\[]{10,300}";
+    return line.empty() || Patterns::matches(line, time) || Patterns::matches(line, value) ||
+           Patterns::matches(line, listed) || line == "Active transactions:" || line == "Mutex counts" ||
            line.starts_with("Pool File: ");
 }
 

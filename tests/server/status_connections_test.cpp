@@ -1,4 +1,4 @@
-/* What a Status tells of the server, its connections and its environments. */
+/* What a Status reports about the server, its connections and its environments. */
 #include "protocol/framing.h"
 #include "support/otheruser.h"
 #include "support/procfs.h"
@@ -14,7 +14,7 @@ protected:
     StatusServer() : StatusTest({.arguments = {"-w", "3", "-m", "5", "-n", "-s", "1"}}) {}
 };
 
-TEST_F(StatusServer, TellsWhatItIs)
+TEST_F(StatusServer, ReportsWhatItIs)
 {
     const QVariantMap server = status("Server");
     EXPECT_EQ(server.keys(), QStringList({"Options", "Port", "ProcessId", "StartTime", "Uptime", "Version"}));

@@ -1,4 +1,4 @@
-/* What a Status tells of environments, with a real server, its backups and a disk that stops. */
+/* What a Status reports about environments, with a real server, its backups and a disk that stalls. */
 #include "format/backupnames.h"
 #include "support/helddisk.h"
 #include "support/pendingrequest.h"
@@ -167,7 +167,7 @@ TEST_F(StatusHeldDisk, CountsRepliesThatWait)
 }
 
 /** Berkeley DB holds its log's mutex while it writes. */
-TEST_F(StatusHeldDisk, IsToldWhileTheLogCannotBeWritten)
+TEST_F(StatusHeldDisk, IsAnsweredWhileTheLogCannotBeWritten)
 {
     createTable(tableName());
     put("k", "0", {});
@@ -196,8 +196,8 @@ TEST_F(StatusHeldDisk, IsToldWhileTheLogCannotBeWritten)
     EXPECT_TRUE(waitUntil([&] { return environment().value("EngineTime").toDouble() > heldAt; }));
 }
 
-/** Neither what closes nor what waits for that is in the way. */
-TEST_F(StatusHeldDisk, IsToldWhileAnEnvironmentCloses)
+/** Neither a closing environment nor a request that waits for it delays the Status. */
+TEST_F(StatusHeldDisk, IsAnsweredWhileAnEnvironmentCloses)
 {
     disk().prepare(home());
     createTable(tableName());

@@ -1,4 +1,4 @@
-/* Figures of a Status against what the system, the disk and the clock show. */
+/* Figures of a Status compared with the system, the disk and the clock. */
 #include "format/backupnames.h"
 #include "format/logfiles.h"
 #include "support/heldcopy.h"
@@ -26,7 +26,7 @@ class StatusFigures : public StatusTest {
 protected:
     using StatusTest::StatusTest;
 
-    /** With what Berkeley DB has told since this was called. */
+    /** With Berkeley DB's statistics from after this call. */
     QVariantMap freshEnvironment()
     {
         const double asked = now();

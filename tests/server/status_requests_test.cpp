@@ -1,4 +1,4 @@
-/* What a Status tells of requests, bytes and connections, against what was done. */
+/* What a Status reports about requests, bytes and connections, compared with what was done. */
 #include "protocol/framing.h"
 #include "support/statusfixture.h"
 #include "support/waituntil.h"

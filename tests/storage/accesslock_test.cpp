@@ -1,5 +1,6 @@
 #include "storage/accesslock.h"
 
+#include "support/background.h"
 #include "support/blockedcall.h"
 #include "support/waituntil.h"
 
@@ -14,7 +15,7 @@ namespace {
 /** Runs `call` in another thread and returns its result. */
 template <typename Call> auto elsewhere(Call call)
 {
-    return std::async(std::launch::async, call).get();
+    return inBackground(call).get();
 }
 
 /** Tries the lock from another thread, which releases it again. */
@@ -38,7 +39,7 @@ TEST(AccessLock, IsSharedByReaders)
     lock.unlock();
 }
 
-TEST(AccessLock, RefusesReadersAtOnceWhileAWriterHoldsIt)
+TEST(AccessLock, RefusesReadersImmediatelyWhileAWriterHoldsIt)
 {
     AccessLock lock;
     lock.lockForWrite();
@@ -51,7 +52,7 @@ TEST(AccessLock, RefusesNewReadersWhileAWriterWaits)
 {
     AccessLock lock;
     ASSERT_TRUE(lock.tryLockForRead());
-    const auto writer = std::async(std::launch::async, [&lock] {
+    const auto writer = inBackground([&lock] {
         lock.lockForWrite();
         lock.unlock();
     });

@@ -43,7 +43,7 @@ TEST_F(HotBackup, TheCopyOfAnotherEnvironmentIsRefusedAndStaysAsItIs)
     expectRefusedByOther(other.get(), BackupShipLogs, "log backup failed for " + target_);
 }
 
-TEST_F(HotBackup, AnUnfinishedCopyIsReplacedButNothingIsShippedBehindIt)
+TEST_F(HotBackup, AnUnfinishedCopyIsReplacedButNothingIsShippedAfterIt)
 {
     put(1, 100);
     backUp();
@@ -162,7 +162,7 @@ TEST_F(HotBackup, ABackupOfTheSameEnvironmentInALaterStateIsRefusedAndStaysAsItI
     ASSERT_EQ(index.close(0), 0);
 }
 
-TEST_F(HotBackup, ShippingGoesOnBehindAMoveThatWasCutOff)
+TEST_F(HotBackup, ShippingContinuesAfterAnInterruptedMove)
 {
     put(1, 100);
     backUp();
@@ -177,7 +177,7 @@ TEST_F(HotBackup, ShippingGoesOnBehindAMoveThatWasCutOff)
                                               "log.0000000001", "t.db"));
 }
 
-TEST_F(HotBackup, ShippingGoesOnBehindWhatWasShippedBefore)
+TEST_F(HotBackup, ShippingContinuesWhereItEnded)
 {
     put(1, 100);
     backUp();

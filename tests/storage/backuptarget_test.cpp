@@ -115,7 +115,7 @@ TEST_F(HotBackup, AnUnfinishedListThatCannotBeReadLetsNothingBeReplaced)
     EXPECT_THAT(filesIn(target_), ElementsAre("BackupFiles.list", "log.0000000001", "t.db"));
 }
 
-TEST_F(HotBackup, AFileOfSomebodyElseIsNotTakenForThatOfTheCopy)
+TEST_F(HotBackup, AFileOfSomebodyElseIsNotMistakenForTheCopys)
 {
     put(1, 100);
     backUp();

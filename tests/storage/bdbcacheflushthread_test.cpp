@@ -53,7 +53,7 @@ TEST(BDBCacheFlushThread, WritesDirtyPagesUntilAShareOfTheCacheIsClean)
     EXPECT_EQ(log.count("cache flusher failed"), 0U);
 }
 
-TEST(BDBCacheFlushThread, AFailureIsALineAndTheThreadGoesOn)
+TEST(BDBCacheFlushThread, AFailureIsLoggedAndTheThreadContinues)
 {
     (void)linesOfFailures<BDBCacheFlushThread>("cache flusher failed -30973", 2); // ignored: it waits for the line
 }

@@ -81,7 +81,7 @@ TEST(BDBCheckpointThread, AsksForACheckpointInEveryCycle)
     thread.waitStopped();
 }
 
-TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
+TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsLoggedAndTheThreadContinues)
 {
     /** Berkeley DB reports no failed removal while it can write checkpoints, so this class simulates one. */
     class UnwillingEnv : public BDBEnv {
@@ -104,7 +104,7 @@ TEST(BDBCheckpointThread, ALogFileRemovalThatFailsIsALineAndTheThreadGoesOn)
     EXPECT_EQ(log.count("Done BDBCheckpointThread.log_archive"), 0U);
 }
 
-TEST(BDBCheckpointThread, AFailureInAnEnvironmentWithoutContentIsALineAndTheThreadGoesOn)
+TEST(BDBCheckpointThread, AFailureInAnEnvironmentWithoutContentIsLoggedAndTheThreadContinues)
 {
     const auto lines = linesOfFailures<BDBCheckpointThread>("txn_checkpoint failed rc -30973", 3);
     EXPECT_THAT(lines, testing::Not(testing::Contains(testing::HasSubstr("exiting"))));

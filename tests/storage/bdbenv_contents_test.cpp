@@ -1,6 +1,8 @@
 // What a directory may contain to be opened as an environment, and a file to be opened as a database.
 #include "environmenthome.h"
 
+#include "support/background.h"
+
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -70,7 +72,7 @@ TEST_F(EnvironmentHome, WhatIsNoRegularFileIsNoTable)
     ASSERT_EQ(mkfifo((path / "fifo").c_str(), 0600), 0);
     fs::create_symlink("/dev/null", path / "null");
     fs::create_directory(path / "directory");
-    auto opening = std::async(std::launch::async, [&] {
+    auto opening = inBackground([&] {
         expectRefusedFile(home, "fifo", EINVAL);
         expectRefusedFile(home, "null", EINVAL);
         expectRefusedFile(home, "directory", EISDIR);

@@ -29,7 +29,7 @@ BDBIndex* openedIndex(BDBEnv& env, int number)
     return index;
 }
 
-TEST(BDBEnvOpen, IsRefusedAtOnceWithoutADescriptorForEachDatabaseFileAndCanBeRepeated)
+TEST(BDBEnvOpen, IsRefusedImmediatelyWithoutADescriptorForEachDatabaseFileAndCanBeRepeated)
 {
     const TempDir home;
     ChildProcess writer([&](const ChildProcess::Teller& teller) {

@@ -1,6 +1,7 @@
 // Environments in directories below each other: which of them a directory and its files belong to.
 #include "childprocess.h"
 #include "environmenthome.h"
+#include "support/background.h"
 
 #include <atomic>
 #include <filesystem>
@@ -136,7 +137,7 @@ TEST_F(EnvironmentHome, ADirectoryBeingMadeIsWithOneOfTwoEnvironments)
         const QByteArray name = "shop" + QByteArray::number(i);
         const std::string path = (top + '/' + name).toStdString();
         std::atomic<bool> done = false;
-        auto outer = std::async(std::launch::async, [&] {
+        auto outer = inBackground([&] {
             BDBIndex* index = nullptr;
             const int rc = openFile(top, name + "/new", &index);
             done = true;

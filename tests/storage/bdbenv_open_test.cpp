@@ -25,7 +25,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-/** The result of opening an environment in `home`, which is closed again at once. */
+/** The result of opening an environment in `home`, which is closed again immediately. */
 int openResult(const QByteArray& home)
 {
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
@@ -55,7 +55,7 @@ TEST(BDBEnvOpen, FailsWithoutADirectory)
     EXPECT_FALSE(fs::exists("log.0000000001"));
 }
 
-TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndLetsGoOfTheDirectory)
+TEST(BDBEnvOpen, FailsWithTheResultOfTheLibraryAndReleasesTheDirectory)
 {
     // In a child process, as Berkeley DB leaks some memory when it cannot read its log.
     ChildProcess child([](const auto&) {

@@ -4,6 +4,7 @@
 #include "rows.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbtxn.h"
+#include "support/background.h"
 #include "support/tempenv.h"
 #include "support/waituntil.h"
 
@@ -129,7 +130,7 @@ TEST(BDBEnvOpen, BreaksADeadlockWhenALockMustWaitAndTheYoungestLoses)
         return *owned;
     };
     const auto waitsBefore = statistics().st_lock_wait;
-    auto blocked = std::async(std::launch::async, [&] {
+    auto blocked = inBackground([&] {
         const int rc = putRow(stock, &older, "row", "older");
         if (rc != 0)
             (void)older.abort(); // or the other would wait forever if the wrong one lost

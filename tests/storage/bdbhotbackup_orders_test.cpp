@@ -1,4 +1,4 @@
-// Orders to back up, to ship and to stop that arrive while another one is carried out.
+// Requests to back up, to ship and to stop that arrive while another one is being executed.
 #include "storage/bdbhotbackup.h"
 
 #include "hotbackupfixture.h"
@@ -62,7 +62,7 @@ TEST_F(HotBackup, StopEndsShippingAndLetsCheckpointsRemoveLogs)
     EXPECT_EQ(Settings::backupDisabled(), 0);
 }
 
-TEST_F(HotBackup, AStopThatFollowsAtOnceIsNotLost)
+TEST_F(HotBackup, AStopThatFollowsImmediatelyIsNotLost)
 {
     thread();
     for (int i = 0; i < 50; ++i) {
@@ -91,7 +91,7 @@ TEST_F(HotBackup, WithoutAThreadItIsRefusedAndLogRemovalIsAsItWas)
     EXPECT_TRUE(waitUntil([&] { return !fs::exists(target_ + Marker); }));
 }
 
-TEST_F(HotBackup, AStopThatFollowsAFullBackupAtOnceLeavesTheCopyAndShipsNothing)
+TEST_F(HotBackup, AStopRightAfterAFullBackupLeavesTheCopyAndShipsNothing)
 {
     constexpr std::size_t Backups = 30;
     thread();

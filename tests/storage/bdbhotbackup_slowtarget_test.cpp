@@ -20,10 +20,10 @@ namespace fs = std::filesystem;
 
 using testing::ElementsAre;
 
-TEST_F(HotBackup, CommitsGoOnWhileASlowTargetIsWaitedFor)
+TEST_F(HotBackup, CommitsContinueWhileASlowTargetIsWaitedFor)
 {
     put(1, 100);
-    // Whenever the target's disk is waited for while nothing commits, it takes until something did.
+    // Whenever the backup waits for the target's disk while nothing commits, the wait lasts until something does.
     std::atomic<int> tries{0};
     const SlowDisk disk(target_, [&] {
         if (tries < 2 && !commitsAreFree()) {
@@ -104,7 +104,7 @@ TEST_F(HotBackup, AFullBackupIsAcceptedAsSoonAsTheMarkerOfTheOneBeforeIsGone)
     put(1, 100);
     const std::string next = directory_.makeDirectory("next");
     std::ofstream(next + Marker);
-    // The target's disk takes until somebody who saw the marker go has asked for another backup.
+    // The target's disk blocks until another backup has been requested by somebody who saw the marker disappear.
     std::optional<BlockedCall<int>> order;
     std::atomic<bool> ordered{false};
     const SlowDisk disk(target_, [&] {

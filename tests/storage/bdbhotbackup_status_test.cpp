@@ -1,4 +1,4 @@
-/* What a backup tells of itself while it runs. */
+/* What a backup reports while it is running. */
 #include "hotbackupfixture.h"
 
 #include <optional>

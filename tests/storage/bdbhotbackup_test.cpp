@@ -18,7 +18,7 @@ using namespace std::string_literals;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-TEST_F(HotBackup, FullBackupCopiesDeletesTheMarkerAndGoesOnShipping)
+TEST_F(HotBackup, FullBackupCopiesDeletesTheMarkerAndContinuesShipping)
 {
     put(1, 100);
     Settings::setBackupDisabled(1);

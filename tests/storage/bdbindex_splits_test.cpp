@@ -45,8 +45,9 @@ protected:
 };
 
 /**
- * New keys at the end of a tree, from many threads, in pages so small that leaves and their parents are split all the
- * time. With txn.begin() instead of beginWriting(), a third of such rounds ends with a key where no search finds it.
+ * New keys at the end of a tree, from many threads, in pages so small that leaves and their parents are split
+ * continuously. With txn.begin() instead of beginWriting(), in a third of such rounds a key ends up where no search
+ * finds it.
  */
 TEST_P(BDBIndexPlaces, EveryNewKeyIsWhereASearchFindsIt)
 {

@@ -66,7 +66,7 @@ TEST_F(BDBIndexTest, FailedOpenLeavesItClosed)
     EXPECT_EQ(env_->txn_checkpoint(0, 0, 0), 0); // it left nothing behind
 }
 
-TEST_F(BDBIndexTest, CallsWithoutATransactionAreCommittedAtOnce)
+TEST_F(BDBIndexTest, CallsWithoutATransactionAreCommittedImmediately)
 {
     BDBIndex* index = env_.index("orders");
     EXPECT_EQ(putRow(index, nullptr, "kept", "value"), 0);

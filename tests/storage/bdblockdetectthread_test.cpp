@@ -15,10 +15,10 @@ using namespace std::chrono_literals;
 
 TEST(BDBLockDetectThread, FailsTheYoungestOfTwoThatWaitForEachOther)
 {
-    // Not opened as the server does: an environment of the server breaks deadlocks itself, as they arise.
+    // Not opened as by the server: an environment of the server breaks deadlocks itself, as they arise.
     const TempDir home;
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
-    constexpr db_timeout_t Minute = 60'000'000; // microseconds; ends the test when nobody breaks the deadlock
+    constexpr db_timeout_t Minute = 60'000'000; // microseconds; ends the test if nothing breaks the deadlock
     ASSERT_EQ(env.set_timeout(Minute, DB_SET_LOCK_TIMEOUT), 0);
     ASSERT_EQ(env.DbEnv::open(
                   home.path().c_str(),

@@ -37,7 +37,7 @@ TEST_F(BDBLockerTest, HoldsANameUntilUnlocked)
     EXPECT_EQ(locker.lock("orders"), 0);
 }
 
-TEST_F(BDBLockerTest, TellsEveryAttempt)
+TEST_F(BDBLockerTest, ReportsEveryAttempt)
 {
     LogCapture log;
     BDBLocker first(env_.get());
@@ -47,7 +47,7 @@ TEST_F(BDBLockerTest, TellsEveryAttempt)
     EXPECT_THAT(ownLines(log), ElementsAre("[INFO] Locking orders \xc3\xa4", "[INFO] Locking orders \xc3\xa4"));
 }
 
-TEST_F(BDBLockerTest, SecondLockOfOneObjectIs12AndNotTold)
+TEST_F(BDBLockerTest, SecondLockOfOneObjectIs12AndNotLogged)
 {
     BDBLocker locker(env_.get());
     ASSERT_EQ(locker.lock("orders"), 0);

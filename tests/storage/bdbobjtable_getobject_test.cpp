@@ -23,7 +23,7 @@ TEST(GetObject, FindsAnObjectOfTheExpectedType)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST(GetObject, TellsATypeThatDiffers)
+TEST(GetObject, ReportsATypeThatDiffers)
 {
     LogCapture log;
     BDBQuota quota;
@@ -33,7 +33,7 @@ TEST(GetObject, TellsATypeThatDiffers)
     EXPECT_THAT(ownLines(log), ElementsAre("[ERROR] bdb # Object type mismatch (5 6) for descriptor 1"));
 }
 
-TEST(GetObject, TellsAnEmptySlotAndADescriptorOutsideTheTable)
+TEST(GetObject, ReportsAnEmptySlotAndADescriptorOutsideTheTable)
 {
     LogCapture log;
     const BDBObjTable table(8);

@@ -48,7 +48,7 @@ TEST_F(RemoveEnvTest, OpenerWaitsForTheCloseAndOpensAnew)
     EXPECT_EQ(rowOf(orders(env), nullptr, "key"), "value");
 }
 
-TEST_F(RemoveEnvTest, OpenerThatHoldsOnToTheEnvironmentLetsGoOfIt)
+TEST_F(RemoveEnvTest, OpenerThatHoldsTheEnvironmentReleasesIt)
 {
     EnvironmentUse use;
     ASSERT_EQ(open(home_, &use), 0);
@@ -73,7 +73,7 @@ TEST_F(RemoveEnvTest, OpenerThatMustNotCreateDoesNotWait)
     removing.get();
 }
 
-TEST_F(RemoveEnvTest, OtherEnvironmentsGoOnMeanwhile)
+TEST_F(RemoveEnvTest, OtherEnvironmentsContinueMeanwhile)
 {
     const QByteArray other = makeHome("other");
     EnvironmentUse use;
@@ -110,7 +110,7 @@ TEST_F(RemoveEnvTest, RequestsAndRemoversInManyThreadsNeverMeetAClosedEnvironmen
     LogCapture log(LogWarn);
     std::atomic<int> refused{0};
 
-    // As a request does: find the environment, lock it, work, unlock. False when it is being deleted.
+    // Like a request: find the environment, lock it, work, unlock. False if it is being deleted.
     const auto write = [&](const QByteArray& home, const std::string& key) {
         EnvironmentUse use;
         EXPECT_EQ(open(home, &use), 0) << home.toStdString();

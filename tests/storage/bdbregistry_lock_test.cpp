@@ -2,6 +2,7 @@
 
 #include "loglines.h"
 #include "registryfixture.h"
+#include "support/background.h"
 #include "support/blockedcall.h"
 #include "support/waituntil.h"
 
@@ -18,20 +19,19 @@ class LockEnvTest : public RegistryFixture {
 protected:
     void SetUp() override { (void)openedEnv(home_); }
 
-    /** Whether another thread gets the shared lock, which it releases at once. */
+    /** Whether another thread gets the shared lock, which it releases immediately. */
     bool isSharable()
     {
-        return std::async(std::launch::async,
-                          [this] {
-                              const auto lock = Registry::lockEnv(&registry_, table_, false);
-                              if (lock)
-                                  lock->unlock();
-                              return lock != nullptr;
-                          })
+        return inBackground([this] {
+                   const auto lock = Registry::lockEnv(&registry_, table_, false);
+                   if (lock)
+                       lock->unlock();
+                   return lock != nullptr;
+               })
             .get();
     }
 
-    /** Another thread that takes the exclusive lock and releases it at once. */
+    /** Another thread that takes the exclusive lock and releases it immediately. */
     BlockedCall<std::shared_ptr<AccessLock>> exclusiveElsewhere()
     {
         return BlockedCall([this] {
@@ -56,7 +56,7 @@ TEST_F(LockEnvTest, SharedHoldsDoNotExcludeEachOther)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST_F(LockEnvTest, SharedFailsAtOnceAndSilentlyWhileAWriterHoldsTheLock)
+TEST_F(LockEnvTest, SharedFailsImmediatelyAndSilentlyWhileAWriterHoldsTheLock)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
@@ -92,7 +92,7 @@ TEST_F(LockEnvTest, AThreadMayTakeItsHoldAgain)
     EXPECT_NE(writer.get(), nullptr);
 }
 
-TEST_F(LockEnvTest, UnknownEnvironmentIsToldAndNotLocked)
+TEST_F(LockEnvTest, UnknownEnvironmentIsReportedAndNotLocked)
 {
     LogCapture log;
     EXPECT_EQ(Registry::lockEnv(&registry_, "/missing|orders", false), nullptr);
@@ -124,8 +124,7 @@ TEST_F(LockEnvTest, EverySpellingIsOneLock)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     ASSERT_NE(lock, nullptr);
-    const auto other =
-        std::async(std::launch::async, [&] { return Registry::lockEnv(&registry_, home_ + "/.|orders", false); });
+    const auto other = inBackground([&] { return Registry::lockEnv(&registry_, home_ + "/.|orders", false); });
     EXPECT_EQ(const_cast<std::future<std::shared_ptr<AccessLock>>&>(other).get(), nullptr);
     Registry::unlockEnv(&registry_, home_ + "/./|orders");
     EXPECT_TRUE(isSharable());
@@ -141,7 +140,7 @@ TEST_F(LockEnvTest, UnlockOfAnUnknownEnvironmentDoesNothing)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST_F(LockEnvTest, DroppedLockIsGivenBackAndForgottenUnderAllItsNames)
+TEST_F(LockEnvTest, DroppedLockIsReleasedAndForgottenUnderAllItsNames)
 {
     (void)openedEnv(home_ + "/.");
     ASSERT_EQ(registry_.locks().size(), 2);
@@ -176,7 +175,7 @@ TEST_F(LockEnvTest, DropLeavesTheLockOfTheEnvironmentOpenedAnewAlone)
     EXPECT_TRUE(isSharable());
 }
 
-TEST_F(LockEnvTest, WriterThatWaitedForALockThatWasDroppedIsToldSo)
+TEST_F(LockEnvTest, WriterThatWaitedForALockThatWasDroppedLearnsThat)
 {
     const auto lock = Registry::lockEnv(&registry_, table_, true);
     LogCapture log;

@@ -8,6 +8,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbhotbackup.h"
 #include "storage/openingenvironments.h"
+#include "support/background.h"
 #include "support/waituntil.h"
 
 #include <atomic>
@@ -30,7 +31,7 @@ protected:
     /** Another thread that is opening the environment when this returns. */
     std::future<BDBEnv*> openingElsewhere()
     {
-        auto opening = std::async(std::launch::async, [this] { return openHere(); });
+        auto opening = inBackground([this] { return openHere(); });
         EXPECT_TRUE(waitUntil([this] { return isOpening(); }));
         return opening;
     }
@@ -71,7 +72,7 @@ TEST_F(SlowOpening, OtherEnvironmentsAreOpenedUsedAndClosedMeanwhile)
     const QByteArray before = makeHome("open before");
     BDBEnv* env = openedEnv(before);
     auto opening = openingElsewhere();
-    auto others = std::async(std::launch::async, [&] {
+    auto others = inBackground([&] {
         EXPECT_EQ(openedEnv(before), env);
         const QByteArray other = makeHome("other");
         EXPECT_NE(openedEnv(other), nullptr);
@@ -96,7 +97,7 @@ TEST_F(SlowOpening, WhoeverWantsTheSameEnvironmentGetsItOpenedOnce)
     auto opening = openingElsewhere();
     std::vector<std::future<BDBEnv*>> others(6);
     for (auto& other : others)
-        other = std::async(std::launch::async, [this] { return openHere(); });
+        other = inBackground([this] { return openHere(); });
     waitForWaiting(6);
     finishWith("");
     BDBEnv* env = opening.get();
@@ -113,7 +114,7 @@ TEST_F(SlowOpening, AFailureIsTheResultOfAllWhoWaitedForIt)
     auto opening = openingElsewhere();
     std::vector<std::future<BDBEnv*>> others(6);
     for (auto& other : others)
-        other = std::async(std::launch::async, [this] { return openHere(); });
+        other = inBackground([this] { return openHere(); });
     waitForWaiting(6);
     finishWith("nonsense 1\n");
     EXPECT_EQ(opening.get(), nullptr);
@@ -133,7 +134,7 @@ TEST_F(SlowOpening, AFailureIsTheResultOfAllWhoWaitedForIt)
 TEST_F(SlowOpening, ADeleteTableWaitsForItAndFindsTheEnvironment)
 {
     auto opening = openingElsewhere();
-    auto deleting = std::async(std::launch::async, [&] {
+    auto deleting = inBackground([&] {
         EnvironmentUse use;
         return open(home_, &use, 0);
     });
@@ -147,7 +148,7 @@ TEST_F(SlowOpening, ADeleteTableOfOneThatFailsToOpenFindsNone)
 {
     LogCapture log(LogWarn);
     auto opening = openingElsewhere();
-    auto deleting = std::async(std::launch::async, [&] {
+    auto deleting = inBackground([&] {
         EnvironmentUse use;
         return open(home_, &use, 0);
     });

@@ -164,7 +164,7 @@ TEST_F(OpenEnvTest, ManyThreadsOpenOneEnvironmentOnce)
     EXPECT_EQ(log.count("Adding new env path "), 1U);
 }
 
-TEST_F(OpenEnvTest, EarlierHoldIsGivenBack)
+TEST_F(OpenEnvTest, EarlierHoldIsReleased)
 {
     const QByteArray first = makeHome("first");
     EnvironmentUse use;

@@ -69,7 +69,7 @@ TEST_F(BDBSeqTest, EndsWithItsRange)
     EXPECT_EQ(value, 77);
 }
 
-TEST_F(BDBSeqTest, GoesOnWhereItWasAfterReopening)
+TEST_F(BDBSeqTest, ContinuesWhereItWasAfterReopening)
 {
     {
         BDBSeq sequence;

@@ -73,7 +73,7 @@ template <typename Use> int withBrokenTxn(Use use)
     return child.waitForExit();
 }
 
-TEST(BDBTxnCommit, FailureIsToldAndLeavesNothingToAbort)
+TEST(BDBTxnCommit, FailureIsReportedAndLeavesNothingToAbort)
 {
     EXPECT_EQ(withBrokenTxn([](BDBTxn& txn) { EXPECT_EQ(txn.commit(DB_TXN_SYNC), DB_RUNRECOVERY); }), 0);
 }

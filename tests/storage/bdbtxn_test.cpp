@@ -27,7 +27,7 @@ TEST_F(BDBTxnTest, IsInactiveUntilBegun)
     EXPECT_EQ(transactions().st_nactive, 1U);
 }
 
-TEST_F(BDBTxnTest, FailedBeginIsTold)
+TEST_F(BDBTxnTest, FailedBeginIsReported)
 {
     BDBTxn txn;
     LogCapture log;
@@ -65,7 +65,7 @@ TEST_F(BDBTxnTest, CommitHandsTheFlagsOn)
     EXPECT_TRUE(waitUntil([&] { return begunTxn()->commit(DB_TXN_SYNC) == 0 && everythingIsOnDisk(); }));
 }
 
-TEST_F(BDBTxnTest, SecondCommitIs12AndTold)
+TEST_F(BDBTxnTest, SecondCommitIs12AndLogged)
 {
     const auto txn = begunTxn();
     ASSERT_EQ(txn->commit(0), 0);
@@ -76,7 +76,7 @@ TEST_F(BDBTxnTest, SecondCommitIs12AndTold)
     EXPECT_EQ(transactions().st_ncommits, commits);
 }
 
-TEST_F(BDBTxnTest, CommitWithoutBeginIs12AndTold)
+TEST_F(BDBTxnTest, CommitWithoutBeginIs12AndLogged)
 {
     LogCapture log;
     EXPECT_EQ(BDBTxn().commit(0), 12);
@@ -110,7 +110,7 @@ TEST_F(BDBTxnTest, AbortAbandonsTheWrites)
     EXPECT_THAT(ownLines(log), IsEmpty());
 }
 
-TEST_F(BDBTxnTest, AbortOfNoneIs12AndNotTold)
+TEST_F(BDBTxnTest, AbortOfNoneIs12AndNotLogged)
 {
     const auto txn = begunTxn();
     LogCapture log;

@@ -18,7 +18,7 @@ bool isFree(CommitGate& gate)
 
 } // namespace
 
-TEST(BoundedHold, TheGateIsFreeAgainAfterTheLimitWhileTheWorkGoesOn)
+TEST(BoundedHold, TheGateIsFreeAgainAfterTheLimitWhileTheWorkContinues)
 {
     CommitGate gate;
     BoundedHold hold;

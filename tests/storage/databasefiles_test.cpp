@@ -116,7 +116,7 @@ TEST_F(UnopenedDirectory, DeepDirectoriesNeedNoMoreDescriptorsThanFlatOnes)
     EXPECT_EQ(child.waitForExit(), 0);
 }
 
-TEST_F(UnopenedDirectory, WithoutDescriptorsNothingIsTakenForUnreadable)
+TEST_F(UnopenedDirectory, WithoutDescriptorsNothingCountsAsUnreadable)
 {
     ChildProcess child([&](const auto&) {
         rlimit most{};

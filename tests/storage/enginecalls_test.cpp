@@ -10,7 +10,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/** What a flush of the log, a checkpoint and reading in a fresh environment notes as waits for the disk. */
+/** The disk waits that a flush of the log, a checkpoint and reading in a fresh environment record. */
 struct Noted {
     std::chrono::nanoseconds flush{0};
     std::chrono::nanoseconds checkpoint{0};

@@ -16,7 +16,7 @@ Clock::time_point inAMinute()
     return Clock::now() + std::chrono::minutes(1);
 }
 
-/** Counts its reads in `logFile`. The read with the number `held` waits until it is let go. */
+/** Counts its reads in `logFile`. The read with the number `held` waits until it is released. */
 struct Source {
     int read(EngineFigures* figures)
     {
@@ -45,7 +45,7 @@ TEST(EngineSampler, ReadsForEachOrder)
     }
 }
 
-TEST(EngineSampler, HasEarlierFiguresWhileAReadIsHeldUp)
+TEST(EngineSampler, HasEarlierFiguresWhileAReadIsDelayed)
 {
     Source source;
     source.held = 2;

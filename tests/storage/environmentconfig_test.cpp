@@ -4,6 +4,7 @@
 #include "loglines.h"
 #include "registryfixture.h"
 #include "storage/environmentfiles.h"
+#include "support/background.h"
 #include "support/tempdir.h"
 
 #include <gmock/gmock.h>
@@ -31,7 +32,7 @@ protected:
     std::vector<std::string> refusal(int rc)
     {
         LogCapture log(LogWarn);
-        auto opening = std::async(std::launch::async, [this] {
+        auto opening = inBackground([this] {
             EnvironmentUse use;
             return open(home_, &use);
         });
@@ -95,7 +96,7 @@ TEST_F(ConfigFile, OneThatIsNoTextOrTooLongIsRefused)
     EXPECT_THAT(refusal(EINVAL), IsEmpty());
 }
 
-TEST_F(ConfigFile, OneThatIsNoFileIsRefusedAtOnce)
+TEST_F(ConfigFile, OneThatIsNotAFileIsRefusedImmediately)
 {
     ASSERT_EQ(mkfifo(config_.c_str(), 0600), 0);
     EXPECT_THAT(refusal(EINVAL), IsEmpty());
@@ -115,7 +116,7 @@ TEST_F(ConfigFile, BelowItKeepsNobodyFromOpening)
     fs::create_directories(path_ / "sub/deeper");
     ASSERT_EQ(mkfifo((path_ / "sub/deeper/DB_CONFIG").c_str(), 0600), 0);
     std::ofstream(path_ / "sub/DB_CONFIG") << "set_lg_dir\n";
-    auto opening = std::async(std::launch::async, [this] { return openedEnv(home_); });
+    auto opening = inBackground([this] { return openedEnv(home_); });
     if (opening.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
         ADD_FAILURE() << "the opening waits";
         std::_Exit(1);

@@ -28,7 +28,7 @@ TEST_F(HotBackup, AFullBackupOfAnEnvironmentInWhichNothingHappenedYet)
 {
     const TempDir home;
     BDBEnv fresh(16, DB_CXX_NO_EXCEPTIONS);
-    // Not opened as the server does, whose environments write a checkpoint at once.
+    // Not opened as by the server, whose environments write a checkpoint immediately.
     ASSERT_EQ(fresh.DbEnv::open(home.path().c_str(),
                                 DB_CREATE | DB_RECOVER | DB_INIT_LOCK | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN |
                                     DB_PRIVATE | DB_THREAD,
@@ -117,7 +117,7 @@ TEST_F(HotBackup, ADatabaseBelowALinkIsCopiedAndOneOfAnotherEnvironmentIsNot)
 
 TEST_F(HotBackup, ADatabaseIsCopiedWhateverABackupLeftBesideIt)
 {
-    // An order for a backup to that directory puts the marker there before the server refuses it.
+    // A request for a backup to that directory creates the marker there before the server refuses it.
     for (const char* leftover : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp"}) {
         const std::string name = std::string("sub-") + leftover;
         (void)env_.index(QByteArray::fromStdString(name + "/t"));

@@ -9,6 +9,7 @@
 #include "storage/environmentpath.h"
 #include "storage/openindex.h"
 #include "storage/registrykeys.h"
+#include "support/background.h"
 #include "support/lockwaits.h"
 #include "support/tempdir.h"
 #include "support/waituntil.h"
@@ -61,7 +62,7 @@ protected:
         return all.empty() ? EnvironmentStatus() : all.front();
     }
 
-    /** With what Berkeley DB tells at the moment. */
+    /** With Berkeley DB's current statistics. */
     EnvironmentStatus freshStatus()
     {
         const auto asked = std::chrono::system_clock::now();
@@ -111,7 +112,7 @@ TEST_F(EnvironmentStatusTest, CountsTransactionsThatWrite)
     EXPECT_EQ(status().aborts, 3U);
 }
 
-TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
+TEST_F(EnvironmentStatusTest, CountsFlushesAndReportsTheLastCheckpoint)
 {
     const std::uint64_t flushes = status().flushes;
     EXPECT_EQ(env()->log_flush(nullptr), 0);
@@ -123,7 +124,7 @@ TEST_F(EnvironmentStatusTest, CountsFlushesAndTellsTheLastCheckpoint)
     EXPECT_LE(status().lastCheckpoint, std::chrono::system_clock::now());
 }
 
-TEST_F(EnvironmentStatusTest, TellsWhereTheLogIs)
+TEST_F(EnvironmentStatusTest, ReportsWhereTheLogIs)
 {
     const EnvironmentStatus before = freshStatus();
     for (int i = 0; i < 50; ++i)
@@ -172,7 +173,7 @@ TEST_F(EnvironmentStatusTest, CountsLockWaitsAndDeadlocks)
     ASSERT_EQ(putRow(orders_, &first, "a", "1"), 0);
     ASSERT_EQ(putRow(other, &second, "b", "1"), 0);
     const EnvironmentStatus before = freshStatus();
-    auto waiting = std::async(std::launch::async, [&] { return putRow(other, &first, "b", "2"); });
+    auto waiting = inBackground([&] { return putRow(other, &first, "b", "2"); });
     ASSERT_TRUE(waitUntil([&] { return freshStatus().engine->lockWaits == before.engine->lockWaits + 1; }))
         << "told while locks are waited for";
     EXPECT_EQ(putRow(orders_, &second, "a", "2"), DB_LOCK_DEADLOCK);

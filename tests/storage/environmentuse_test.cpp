@@ -23,7 +23,7 @@ class EnvironmentUseTest : public testing::Test {
 protected:
     EnvironmentUse use() const { return {someEnvironment(), count_, access_}; }
 
-    /** Another thread that takes the access lock exclusively, as DeleteTable does, and releases it at once. */
+    /** Another thread that takes the access lock exclusively, as DeleteTable does, and releases it immediately. */
     BlockedCall<void> excludeElsewhere() const
     {
         return BlockedCall([access = access_] {
@@ -38,7 +38,7 @@ protected:
         return BlockedCall([count = count_] { count->waitUnused(); });
     }
 
-    /** Waits in another thread until nobody works any more, as a flusher does, but without a limit. */
+    /** Waits in another thread until no request is working any more, like a flusher, but without a limit. */
     BlockedCall<bool> gatherElsewhere() const
     {
         return BlockedCall([count = count_] { return count->waitUntilNoneWorks(std::chrono::hours(24)); });

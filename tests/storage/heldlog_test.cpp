@@ -37,7 +37,7 @@ protected:
         reopen();
     }
 
-    /** What happens to an environment when a server ends and another one begins; its own checkpoint has ended then. */
+    /** The effect on an environment of a server's exit and the next one's start, including its first checkpoint. */
     void reopen()
     {
         thread_.reset();
@@ -54,7 +54,7 @@ protected:
             put(written_, 500'000);
     }
 
-    /** A checkpoint of its own, and what follows it. One that has nothing to do would not count. */
+    /** A checkpoint with the removal that follows it. One that has nothing to do would not count. */
     void checkpoint()
     {
         put(written_++, 10);

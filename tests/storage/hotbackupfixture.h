@@ -95,7 +95,7 @@ inline std::vector<std::string> filesIn(const std::string& directory)
     return names;
 }
 
-/** What a server does that is given the wrong directory. */
+/** What a server does if it is given the wrong directory. */
 inline void openAsEnvironment(const std::string& directory)
 {
     DbEnv opened(DB_CXX_NO_EXCEPTIONS);
@@ -166,7 +166,7 @@ protected:
         EXPECT_TRUE(waitUntil([] { return Settings::backupDisabled() == 1; }));
     }
 
-    /** False while the end of a full copy holds commits up. */
+    /** False while the end of a full copy blocks commits. */
     bool commitsAreFree()
     {
         if (!env_->commitGate().try_lock())
@@ -193,7 +193,7 @@ protected:
         thread_.reset();
     }
 
-    /** An order that fails with this ERROR line, and with a line for the reason unless the result code is the reason.
+    /** A request that fails with this ERROR line, and with a line for the reason unless the result code is the reason.
      */
     void expectRefused(const std::string& target, BDBBackupMode mode, const std::string& line, bool withReason = true)
     {
@@ -214,7 +214,7 @@ protected:
         thread_.reset();
     }
 
-    /** The same for an order to another environment, which also leaves the target as it is. */
+    /** The same for a request to another environment, which also leaves the target unchanged. */
     void expectRefusedByOther(BDBEnv* other, BDBBackupMode mode, const std::string& line)
     {
         const auto before = filesUnder(target_);

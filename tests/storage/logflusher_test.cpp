@@ -24,7 +24,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-/** An environment whose disk stops when a test wants it. */
+/** An environment whose disk stalls when a test requests it. */
 class LogFlusherTest : public testing::Test {
 protected:
     LogFlusherTest()
@@ -63,7 +63,7 @@ protected:
         return use;
     }
 
-    /** Passes a use on; its result is in answers() once it was answered, under this number. */
+    /** Passes a use to the flusher; its result is in answers() under this number once it was answered. */
     bool flush(EnvironmentUse use, int number)
     {
         int rc = -1;

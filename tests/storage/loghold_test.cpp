@@ -30,7 +30,7 @@ protected:
     void SetUp() override { ASSERT_EQ(hold_.open(home_.path(), true), 0); }
     void TearDown() override { Settings::setBackupDisabled(0); }
 
-    /** What a server finds that is started after this one was killed. */
+    /** What the next server finds after this one was killed. */
     std::optional<LogHold::Holder> holderOnDisk() const
     {
         LogHold other;

@@ -38,7 +38,7 @@ protected:
         env_.reopen();
     }
 
-    /** Writes so many MiB to the log, and flushes it. */
+    /** Writes this many MiB to the log, and flushes it. */
     void write(int mebibytes)
     {
         for (int i = 0; i < mebibytes; ++i)
@@ -63,7 +63,7 @@ protected:
 
     std::string log(std::uint32_t number) const { return env_.file(LogFiles::name(number)); }
 
-    /** Whether a log file is there, of full length and without anything in it. */
+    /** Whether a log file exists, with its full length and without any record. */
     bool isPrepared(std::uint32_t number) const
     {
         std::error_code missing;
@@ -114,7 +114,7 @@ TEST_F(LogPreparationTest, MakesTheNextFileAndBerkeleyDbTakesIt)
     EXPECT_EQ(capture.text().find("WARN"), std::string::npos) << capture.text();
 }
 
-TEST_F(LogPreparationTest, LeavesNothingBehindWhenTheEnvironmentIsClosed)
+TEST_F(LogPreparationTest, LeavesNothingWhenTheEnvironmentIsClosed)
 {
     configure(Prepares);
     write(2);

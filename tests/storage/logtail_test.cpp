@@ -97,7 +97,7 @@ TEST(FirstLogFile, IsTheOldestThatTheEnvironmentStillHas)
     EXPECT_EQ(first, 3U);
 }
 
-TEST(FirstNeededLogFile, IsTheOneBehindThoseThatTheLatestCheckpointMadeUnneeded)
+TEST(FirstNeededLogFile, IsTheOneAfterThoseThatTheLatestCheckpointMadeUnneeded)
 {
     TempEnv env;
     LogPosition position;
@@ -127,7 +127,7 @@ TEST(LogTail, WhileTheLogIsEmptyNoFileIsFound)
     const TempDir home;
     BDBEnv env(16, DB_CXX_NO_EXCEPTIONS);
     env.set_errcall(nullptr);
-    // Not opened as the server does, whose environments write a checkpoint at once.
+    // Not opened as by the server, whose environments write a checkpoint immediately.
     ASSERT_EQ(env.DbEnv::open(home.path().c_str(),
                               DB_CREATE | DB_RECOVER | DB_INIT_LOG | DB_INIT_MPOOL | DB_INIT_TXN | DB_PRIVATE, 0),
               0);

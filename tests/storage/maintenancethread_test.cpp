@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Counts its cycles, and can be kept in one. */
+/** Counts its cycles, and can be blocked in one. */
 class CountingThread final : public MaintenanceThread {
 public:
     explicit CountingThread(std::chrono::milliseconds period) : MaintenanceThread(nullptr, period) { start(); }
@@ -31,7 +31,7 @@ private:
 
 } // namespace
 
-TEST(MaintenanceThread, RunsTheFirstCycleAtOnce)
+TEST(MaintenanceThread, RunsTheFirstCycleImmediately)
 {
     CountingThread thread(24h);
     EXPECT_TRUE(waitUntil([&] { return thread.cycles == 1; }));
@@ -48,7 +48,7 @@ TEST(MaintenanceThread, RunsAgainAfterItsPeriod)
     thread.waitStopped();
 }
 
-TEST(MaintenanceThread, StopEndsALongSleepAtOnce)
+TEST(MaintenanceThread, StopEndsALongSleepImmediately)
 {
     CountingThread thread(24h);
     ASSERT_TRUE(waitUntil([&] { return thread.cycles == 1; }));

@@ -1,4 +1,4 @@
-// In an executable with a label of its own, as it creates a thousand files and synchronises each.
+// In an executable with its own label, as it creates a thousand files and syncs each.
 #include "storage/openindex.h"
 
 #include "childprocess.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(OpenIndex, EnvironmentOfTheServerHolds1023DatabasesAtOnce)
+TEST(OpenIndex, EnvironmentOfTheServerHolds1023OpenDatabases)
 {
     ChildProcess child([](const auto&) {
         limitDescriptors(1100);

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-/** Calls a function whenever something in a directory is synchronised, in the thread that waits for the disk. */
+/** Calls a function whenever something in a directory is synced, in the thread that waits for the disk. */
 class SlowDisk {
 public:
     SlowDisk(const std::string& directory, std::function<void()> call);
@@ -12,7 +12,7 @@ public:
     SlowDisk(const SlowDisk&) = delete;
     SlowDisk& operator=(const SlowDisk&) = delete;
 
-    /** What was synchronised last in the directory of the latest object. */
+    /** What was synced last in the directory of the latest object. */
     static std::string lastSynced();
 };
 

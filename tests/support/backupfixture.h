@@ -72,7 +72,7 @@ protected:
         return reply.value("Backup").toMap().value("State");
     }
 
-    /** Makes a full backup, which goes on to ship logs. */
+    /** Makes a full backup, which continues with log shipping. */
     void backUpTo(const std::string& target)
     {
         makeMarker(target);
@@ -141,7 +141,7 @@ protected:
 
     using Items = std::map<std::pair<QString, QString>, QVariantMap>;
 
-    /** All items of some hash keys, by hash and range key. A Scan would create the data files of all partitions. */
+    /** All items of some hash keys, by hash and range key. */
     Items itemsOf(const QString& table, const QStringList& hashes)
     {
         Items items;
@@ -166,7 +166,7 @@ protected:
     {
         return ::quorvactl(restoreArguments(backup, target));
     }
-    /** Restores a copy without a list of its files as it is. */
+    /** Restores a copy that has no list of its files. */
     static std::vector<std::string> restoreArguments(const std::string& backup, const std::string& target)
     {
         std::vector<std::string> arguments{"restore", backup, target};

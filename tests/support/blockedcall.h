@@ -1,11 +1,13 @@
 #ifndef QUORVA_TESTS_SUPPORT_BLOCKEDCALL_H
 #define QUORVA_TESTS_SUPPORT_BLOCKEDCALL_H
 
+#include "support/background.h"
 #include "support/waituntil.h"
 
 #include <atomic>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <memory>
 #include <string>
@@ -23,9 +25,8 @@
  */
 template <typename Result> class BlockedCall {
 public:
-    template <typename Call>
-    explicit BlockedCall(Call call)
-        : result_(std::async(std::launch::async, [thread = thread_, call = std::move(call)] {
+    explicit BlockedCall(std::function<Result()> call)
+        : result_(inBackground([thread = thread_, call = std::move(call)] {
               *thread = static_cast<int>(::syscall(SYS_gettid));
               return call();
           }))

@@ -31,7 +31,7 @@ public:
     HeldCopy(const HeldCopy&) = delete;
     HeldCopy& operator=(const HeldCopy&) = delete;
 
-    /** True once the copy has started; it cannot get past the pipe. */
+    /** True once the copy has started; it blocks at the pipe. */
     [[nodiscard]] bool waitUntilHeld() const
     {
         return waitUntil([this] { return std::filesystem::exists(target_ + "/BackupFiles.list.tmp"); });

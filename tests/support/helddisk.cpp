@@ -1,6 +1,6 @@
 /*
- * Stands in for the calls that bring Berkeley DB's log to disk, in a program that it is preloaded into or a part of. A
- * test makes the disk stop or fill up through files in the directory that QUORVA_HELD_DISK names, see helddisk.h.
+ * Replaces the calls that write Berkeley DB's log to disk, in a program that preloads or contains it. A test makes the
+ * disk stall or fill up through files in the directory that QUORVA_HELD_DISK names, see helddisk.h.
  *
  * System calls are made directly, so that nothing here depends on the order in which libraries are loaded.
  */
@@ -32,7 +32,7 @@ void touch(const std::string& path)
     (void)syscall(SYS_close, descriptor);
 }
 
-/** What a short control file holds. */
+/** The content of a short control file. */
 std::string contentOf(const std::string& path)
 {
     char bytes[4096];

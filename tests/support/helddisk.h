@@ -14,8 +14,8 @@
  * The disk under Berkeley DB's log, for a program that runs with `environment()`, or, as HeldDiskHere, of this process
  * if helddisk.cpp is a part of it. One at a time.
  *
- * Only an environment in which the log is written and synchronised in two steps stops where it is held: commits go on
- * then, as on a disk that takes its time. prepare() makes it one.
+ * Only an environment in which the log is written and synced in two steps blocks just in the sync: commits continue
+ * meanwhile, as on a slow disk. prepare() makes it one.
  */
 class HeldDisk {
 public:
@@ -28,7 +28,7 @@ public:
     HeldDisk(const HeldDisk&) = delete;
     HeldDisk& operator=(const HeldDisk&) = delete;
 
-    /** An environment's directory before it is opened first. */
+    /** Prepares an environment's directory, before it is first opened. */
     static void prepare(const std::string& home)
     {
         std::ofstream(home + "/DB_CONFIG") << "log_set_config db_log_dsync off\n";
@@ -56,12 +56,12 @@ public:
     }
 
     /**
-     * From here on, each write to the log in a directory waits: whoever needs Berkeley DB's log waits with it, also in
-     * an environment that was not prepared.
+     * From here on, each write to the log in a directory waits, and with it everything that needs Berkeley DB's log,
+     * even in an environment that was not prepared.
      */
     void holdWrites(const std::string& home) const { write("hold-writes", home); }
 
-    /** From here on, the log in a directory takes no byte. */
+    /** From here on, the log in a directory accepts no bytes. */
     void fill(const std::string& home) const { write("full", home); }
     void makeRoom() const { std::filesystem::remove(directory_.file("full")); }
 
@@ -69,7 +69,7 @@ public:
     bool exists(const char* name) const { return std::filesystem::exists(directory_.file(name)); }
 
 private:
-    /** At once: it is read by another process as soon as it is there. */
+    /** Atomically: another process reads it as soon as it exists. */
     void write(const char* name, const std::string& text) const
     {
         const std::string fresh = directory_.file("fresh");
@@ -80,12 +80,12 @@ private:
     const TempDir directory_;
 };
 
-/** A base class of fixtures, for a disk that is there before the server. */
+/** A base class of fixtures, for a disk that must exist before the server. */
 struct WithHeldDisk {
     HeldDisk disk_;
 };
 
-/** That of this process. Made before other threads look at the environment variables. */
+/** The disk of this process. Construct it before other threads read the environment variables. */
 class HeldDiskHere : public HeldDisk {
 public:
     HeldDiskHere() { ::setenv("QUORVA_HELD_DISK", path().c_str(), 1); }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/** The lines of a text, without their ends. */
+/** The lines of a text, without line feeds. */
 inline std::vector<std::string> linesOf(const std::string& text)
 {
     std::vector<std::string> lines;

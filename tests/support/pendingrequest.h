@@ -12,7 +12,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-/** A request on a connection of its own, whose reply may take its time. */
+/** A request on its own connection, whose reply may take long. */
 class PendingRequest {
 public:
     PendingRequest(const ServerProcess& server, const QByteArray& operation, const QVariantMap& body)
@@ -36,7 +36,7 @@ public:
         return value.toMap();
     }
 
-    /** With a reset in place of an end of the stream. */
+    /** With a reset instead of an orderly close. */
     void goAway(bool reset)
     {
         const linger now{1, 0};

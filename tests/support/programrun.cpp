@@ -15,7 +15,7 @@
 
 namespace {
 
-/** Ready for the null-terminated arrays of the system; the strings must outlive the result. */
+/** As a null-terminated array for system calls; the strings must outlive the result. */
 std::vector<char*> pointers(std::vector<std::string>& strings)
 {
     std::vector<char*> result;

@@ -67,7 +67,7 @@ def free_port():
 
 
 def wait_for_connections(process, port):
-    """Waits until the process accepts connections on the port. False if it ends first."""
+    """Waits until the process accepts connections on the port. False if it exits first."""
     end = time.monotonic() + DEADLINE
     while process.poll() is None and time.monotonic() < end:
         with contextlib.suppress(OSError):
@@ -78,7 +78,7 @@ def wait_for_connections(process, port):
 
 
 def end(process):
-    """Kills a child process, which may have ended already, and reaps it."""
+    """Kills a child process, which may have exited already, and reaps it."""
     for stream in (process.stdin, process.stdout):
         if stream is not None:
             stream.close()
@@ -88,7 +88,7 @@ def end(process):
 
 
 class Server:
-    """A server as a child process. It ends when this process does, for any reason: it watches a lock that we hold."""
+    """A server as a child process. It exits when this process does, for any reason: it watches a lock that we hold."""
 
     def __init__(self, command, scratch, directory=None):
         """`command` is a program and its options, without port and log; it runs in `directory`, to which TableNames
@@ -159,17 +159,17 @@ class Server:
         return fail(f"process {self.process.pid} shows no VmRSS")
 
     def stop(self):
-        """Ends it as its service does, and returns its return code."""
+        """Stops it as its service does, and returns its return code."""
         self.process.send_signal(signal.SIGTERM)
         return self.process.wait(DEADLINE)
 
     def kill(self):
-        """Ends it as a crash does."""
+        """Kills it, as in a crash."""
         self.process.kill()
         expect("exit of the killed server", self.process.wait(DEADLINE), -signal.SIGKILL)
 
     def end_with_parent(self):
-        """Releases the lock that keeps it running, as the end of this process does, and returns its return code."""
+        """Releases the lock that keeps it running, as the exit of this process does, and returns its return code."""
         self.parent.close()
         return self.process.wait(DEADLINE)
 
@@ -182,7 +182,7 @@ class Server:
 class HttpServer:
     """quorva-http as a child process, in front of the server on a port."""
 
-    STARTED = r"listening on (127\.0\.0\.1:(\d+)) for the server.*\n"  # what it says first
+    STARTED = r"listening on (127\.0\.0\.1:(\d+)) for the server.*\n"  # its first output
 
     def __init__(self, command, scratch, server_port, port=0):
         """`command` is a program and its options, without ports. Standard error goes to `scratch`/http.errors. It
@@ -208,7 +208,7 @@ class HttpServer:
             return errors.read()
 
     def stop(self):
-        """Ends it as its service does."""
+        """Stops it as its service does."""
         self.process.terminate()
         expect("the end of quorva-http", self.process.wait(DEADLINE), 0)
 
@@ -231,7 +231,7 @@ class Connection:
         self.close()
 
     def request(self, operation, body):
-        """The reply to a request. Raises Failure when the server closes the connection instead."""
+        """The reply to a request. Raises Failure if the server closes the connection instead."""
         name = (OPERATION_PREFIX + operation).encode()
         text = json.dumps(body, ensure_ascii=False).encode()
         # Name length, name, body length, body; lengths are 4 bytes, big-endian.

@@ -8,7 +8,7 @@
 #include <QByteArray>
 #include <QVariantMap>
 
-/** The reply to a Status, of a server that has something in every member. */
+/** The reply to a Status, with something in every member. */
 inline const QByteArray SampleStatus = R"({
     "Server": {"Version": "2.4.0", "ProcessId": 4711, "StartTime": 1795356721.25, "Uptime": 100.0, "Port": 4567,
         "Options": {"Workers": 2, "PoolMaximum": 128, "StatLevel": 4, "CommitWithoutSync": true, "LogFile": "/log/q",

@@ -32,7 +32,7 @@ public:
     int connections() const { return connections_; }
     int requests() const { return requests_; }
 
-    /** A reply with its length in front. */
+    /** A reply preceded by its length. */
     static std::string framed(const std::string& body);
 
 private:

@@ -52,7 +52,7 @@ ServerProcess::~ServerProcess()
             kill(SIGKILL);
         else if (!endExpected_)
             ADD_FAILURE() << "the server ended by itself: " << ending();
-        (void)waitForExit(); // ignored: what matters about the end has been reported above
+        (void)waitForExit(); // ignored: anything relevant has been reported above
     }
     releaseParentLock();
 }

@@ -66,7 +66,7 @@ public:
      */
     [[nodiscard]] bool launch(const std::vector<std::string>& arguments);
 
-    /** Sends the server a signal, after which its end is no test failure. Reap it with waitForExit(). */
+    /** Sends the server a signal, after which its exit is not a test failure. Reap it with waitForExit(). */
     void kill(int signal = SIGKILL);
 
     /**
@@ -92,7 +92,7 @@ public:
     /** The file that the test process locks as the parent's lifetime lock. */
     std::string parentLockPath() const { return directory_.file("parent.lock"); }
 
-    /** Releases the parent's lifetime lock, as a parent does by ending. */
+    /** Releases the parent's lifetime lock, as a parent does by exiting. */
     void releaseParentLock();
 
     /** The log since the latest start, as a whole and by line. Lines include time and level. */

@@ -1,6 +1,6 @@
 /*
- * Stands in for the clock by which Berkeley DB dates commits, in a server that it is preloaded into, see
- * standingclock.h. No sanitizers, and no libraries but the language's.
+ * Replaces the clock with which Berkeley DB dates commits, in a server that preloads it, see standingclock.h. Without
+ * sanitizers, and without libraries other than the standard ones.
  */
 #include <atomic>
 #include <cstdlib>

@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 /**
- * The clock by which a server that runs with `environment()` dates its commits. It is that of the system until a test
- * sets it; then it stands still, so that nothing depends on how long a test takes.
+ * The clock with which a server that runs with `environment()` dates its commits. It is the system's until a test sets
+ * it; from then on it is stopped, so that nothing depends on how long a test takes.
  */
 class StandingClock {
 public:

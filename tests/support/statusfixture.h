@@ -8,7 +8,7 @@
 #include <chrono>
 #include <utility>
 
-/** A server that is asked for its status. */
+/** A server whose status is requested. */
 class StatusTest : public TableTest {
 protected:
     using TableTest::TableTest;
@@ -23,13 +23,13 @@ protected:
     /** One of its maps: "Bytes". */
     QVariantMap status(const QString& part) { return status().value(part).toMap(); }
 
-    /** In seconds since 1970, as a status has times. */
+    /** In seconds since 1970, like the times in a status. */
     static double now()
     {
         return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
     }
 
-    /** What a status tells of an environment; empty if that is not open. */
+    /** The part of a status about an environment; empty if that is not open. */
     static QVariantMap environmentIn(const QVariantMap& status, const std::string& directory)
     {
         for (const QVariant& entry : status.value("Environments").toList()) {

@@ -192,7 +192,7 @@ protected:
         return taken;
     }
 
-    /** Ends the server as a crash would. */
+    /** Kills the server, as a crash would. */
     void killServer()
     {
         server_.kill(SIGKILL);

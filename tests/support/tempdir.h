@@ -10,7 +10,7 @@
 #include <string>
 #include <system_error>
 
-/** A fresh directory in $TMPDIR (else /tmp); the destructor removes it with its content. */
+/** A fresh directory in $TMPDIR (or /tmp); the destructor removes it with its content. */
 class TempDir {
 public:
     TempDir()

@@ -43,7 +43,7 @@ public:
         return opened;
     }
 
-    /** Writes a record of so many bytes under the key `number`, in a transaction of its own. */
+    /** Writes a record of this size under the key `number`, in its own transaction. */
     void put(const QByteArray& file, int number, std::size_t bytes)
     {
         std::string value(bytes, 'x');

@@ -12,8 +12,8 @@
 #include <vector>
 
 /**
- * Connections that continuously put and delete items, each on its own keys, and a ledger of what they did: every state
- * that an item was meant to have, and up to which one they were acknowledged.
+ * Connections that continuously put and delete items, each with its own keys, and a ledger of what they did: every
+ * state that an item was meant to have, and the latest one that was acknowledged.
  */
 class WriteLoad {
 public:

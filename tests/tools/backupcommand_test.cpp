@@ -14,7 +14,7 @@ using testing::StartsWith;
 
 } // namespace
 
-TEST_F(BackupCommand, UpdateTellsOfARefusedTarget)
+TEST_F(BackupCommand, UpdateReportsARefusedTarget)
 {
     const std::string other = makeDirectory("other");
     createTable(tableIn(other));
@@ -43,7 +43,7 @@ TEST_F(BackupCommand, ADirectoryThatCannotBeNamedIsAUsageError)
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
 
-TEST_F(BackupCommand, TheServerTellsWhatABackupDoes)
+TEST_F(BackupCommand, TheServerReportsWhatABackupDoes)
 {
     EXPECT_EQ(backupState(), (QVariantMap{{"State", "none"}}));
     const std::string target = markedTarget("target");

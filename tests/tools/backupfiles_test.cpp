@@ -209,7 +209,7 @@ TEST_F(ReadBackup, RefusesAGapInTheLogs)
                   " has a gap in its log: log.0000000002 is missing, and later log files cannot be applied without it");
 }
 
-TEST_F(ReadBackup, LogFilesInFrontOfACopyNeedNotBeThere)
+TEST_F(ReadBackup, LogFilesBeforeACopyNeedNotExist)
 {
     // The server was killed, or is still working, after shipping some of the files that the copy does not need.
     write("t", "abc");

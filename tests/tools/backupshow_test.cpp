@@ -42,7 +42,7 @@ protected:
 
 } // namespace
 
-TEST_F(BackupShow, TellsWhatACopyAndItsLogHold)
+TEST_F(BackupShow, ShowsWhatACopyAndItsLogContain)
 {
     expectShown(expected("yes", "2033-05-18 12:00:00 UTC", "1 to 1, no gap"), 0, "");
     clock().set(Noon + 3600);
@@ -53,7 +53,7 @@ TEST_F(BackupShow, TellsWhatACopyAndItsLogHold)
     expectShown(expected("yes", "2033-05-18 13:00:0[0-9] UTC", "1 to [34], no gap"), 0, "");
 }
 
-TEST_F(BackupShow, TellsOfAGap)
+TEST_F(BackupShow, ReportsAGap)
 {
     clock().set(Noon + 3600);
     fillMore(4);
@@ -65,7 +65,7 @@ TEST_F(BackupShow, TellsOfAGap)
                     "it\n");
 }
 
-TEST_F(BackupShow, TellsOfAnUnfinishedCopyAndOfMissingFiles)
+TEST_F(BackupShow, ReportsAnUnfinishedCopyAndMissingFiles)
 {
     makeMarker(backup());
     expectShown(

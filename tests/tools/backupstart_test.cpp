@@ -62,7 +62,7 @@ TEST_F(BackupCommand, StartRefusesWhereAMarkerIs)
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "nothing was sent";
 }
 
-TEST_F(BackupCommand, StartTellsWhenItCannotMakeTheMarker)
+TEST_F(BackupCommand, StartReportsThatItCannotCreateTheMarker)
 {
     std::ofstream(pathOf("file")).flush();
     const ProgramRun run = backup({"start", table(), pathOf("file")});
@@ -112,7 +112,7 @@ TEST_F(BackupCommand, StartLeavesItsMarkerWhenTheReplyIsLost)
     EXPECT_TRUE(hasMarker(target)) << "so that nobody restores half a copy";
 }
 
-TEST_F(BackupCommand, StartTellsOfARefusalAndLeavesNothingWhereItAimed)
+TEST_F(BackupCommand, StartReportsARefusalAndLeavesNothingInTheTarget)
 {
     // The finished backup of another environment, an environment, and directories that the tool creates below one.
     const std::string other = makeDirectory("other");
@@ -162,8 +162,8 @@ TEST_F(BackupCommand, StartDoesNotTakeTheShippingFromAnotherTargetUnlessTold)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.error, "quorvactl: the environment of " + table() + " is already being backed up to " + first +
-                             ", and that backup would end\n  try: --replace, if " + first +
-                             " no longer has to be kept up to date\n");
+                             ", and that backup would be stopped\n  try: --replace, if " + first +
+                             " no longer needs to be kept up to date\n");
     EXPECT_FALSE(fs::exists(second));
     EXPECT_THAT(takeBackupLines(), IsEmpty()) << "the first goes on";
 

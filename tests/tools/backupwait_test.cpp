@@ -1,5 +1,6 @@
 #include "backupcommandfixture.h"
 
+#include "support/background.h"
 #include "support/heldcopy.h"
 #include "terminalrun.h"
 
@@ -19,7 +20,8 @@ using testing::StartsWith;
 std::string copyFailed(const std::string& target)
 {
     return "quorvactl: the copy to " + target +
-           " failed; the server's log tells why\n  try: its line \"Dbenv backup failed rc\", where 28 is a full disk; "
+           " failed; the server's log has the reason\n  try: its line \"Dbenv backup failed rc\", where 28 is a full "
+           "disk; "
            "then remove " +
            markerIn(target) + " and start the backup again\n";
 }
@@ -38,15 +40,13 @@ TEST_F(BackupCommand, StartWithWaitEndsWhenTheCopyIsComplete)
     EXPECT_FALSE(hasMarker(target));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
+TEST_F(BackupCommand, StartWithWaitReportsImmediatelyThatTheCopyFailed)
 {
     put("k", "r", {{"a", textValue("x")}});
     const std::string target = markedTarget("target");
     HeldCopy held(target); // as a pipe cannot be synced to a disk
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] {
-        return backup({"start", table(), target, "--wait", "--stall", "70"});
-    });
+    auto started = inBackground([&] { return backup({"start", table(), target, "--wait", "--stall", "70"}); });
     EXPECT_TRUE(held.waitUntilHeld());
     held.release();
     ASSERT_EQ(started.wait_for(std::chrono::seconds(60)), std::future_status::ready);
@@ -58,7 +58,7 @@ TEST_F(BackupCommand, StartWithWaitTellsAtOnceThatTheCopyFailed)
     EXPECT_THAT(takeBackupLines(), Contains(HasSubstr("Dbenv backup failed rc ")));
 }
 
-TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
+TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStalls)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);
@@ -66,7 +66,7 @@ TEST_F(BackupCommand, StartWithWaitGivesUpOnACopyThatStandsStill)
     const ProgramRun run = backup({"start", table(), target, "--wait", "--stall", "1"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: the copy to " + target +
-                             " has not grown for 1 second; the server goes on with it\n"
+                             " has not grown for 1 second; the server continues with it\n"
                              "  try: the server's log, and the disk of that directory; quorvactl backup stop ends the "
                              "copy\n");
     EXPECT_TRUE(hasMarker(target));
@@ -79,7 +79,7 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
     std::ofstream(target + "/sub/t").flush();
     const auto held = std::make_unique<HeldCopy>(target);
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] {
+    auto started = inBackground([&] {
         return runOnTerminal(QUORVACTL_BINARY,
                              addressed({"backup", "start", table(), target, "--wait", "--stall", "2"}));
     });
@@ -98,12 +98,12 @@ TEST_F(BackupCommand, StartWithWaitSeesACopyGrowInASubDirectory)
                                  HasSubstr("iB copied\r\033[Kquorvactl: the copy to " + target + " has not grown")));
 }
 
-TEST_F(BackupCommand, StartWithWaitTellsThatTheServerHasGone)
+TEST_F(BackupCommand, StartWithWaitReportsThatTheServerHasGone)
 {
     const std::string target = markedTarget("target");
     HeldCopy held(target);
     fs::remove(markerIn(target));
-    auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+    auto started = inBackground([&] { return backup({"start", table(), target, "--wait"}); });
     EXPECT_TRUE(held.waitUntilHeld());
     killServer();
     const ProgramRun run = started.get();
@@ -130,7 +130,7 @@ TEST_F(BackupCommand, StartWithWaitDoesNotTakeALostMarkerForSuccess)
         const std::string target = markedTarget(renames ? "renamed" : "unmarked");
         HeldCopy held(target);
         fs::remove(markerIn(target));
-        auto started = std::async(std::launch::async, [&] { return backup({"start", table(), target, "--wait"}); });
+        auto started = inBackground([&] { return backup({"start", table(), target, "--wait"}); });
         ASSERT_TRUE(held.waitUntilHeld());
         const std::string pipe = (renames ? pathOf("elsewhere") : target) + '/' + logName(1);
         if (renames)

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
 
-/** A table with some items, in a directory that no server has open any more. */
+/** A table with some items, in a directory that no server has open. */
 class Check : public ToolTest {
 protected:
     void SetUp() override
@@ -24,7 +24,7 @@ protected:
             expectOutput({"put", table(), std::string("h=S:") + hash, "r=S:1", "v=S:x"}, "");
     }
 
-    /** A copy of the closed directory, which nobody has open. */
+    /** A copy of the closed directory, which is not open either. */
     std::string closed(bool cleanly = true)
     {
         if (cleanly)
@@ -106,7 +106,7 @@ TEST_F(Check, WhatIsNoDirectoryForTablesIsRefused)
     EXPECT_THAT(complaint(makeDirectory("empty")), HasSubstr(": there are no tables in "));
     const std::string backup = makeDirectory("backup");
     std::ofstream(backup + "/BackupFiles.list") << "x";
-    EXPECT_THAT(complaint(backup), HasSubstr(" holds a backup; quorvactl restore checks it\n"));
+    EXPECT_THAT(complaint(backup), HasSubstr(" contains a backup; quorvactl restore checks it\n"));
 }
 
 TEST_F(Check, ADamagedPageIsADefect)
@@ -136,7 +136,7 @@ TEST_F(Check, AnItemInTheWrongFileIsADefect)
 {
     const std::string directory = closed();
     write(directory + '/' + dataFile("a"), "0001b2", "{}");
-    expectDefects(directory, dataFile("a") + ": the item with the key \"0001b2\" does not belong into this file\n" +
+    expectDefects(directory, dataFile("a") + ": the item with the key \"0001b2\" does not belong in this file\n" +
                                  "t: 4 items in 4 files\n");
 }
 
@@ -215,7 +215,7 @@ TEST_F(Check, NamesAndMessagesStayOnTheirLines)
               "quorvactl: cannot check " + shown + "/none: there is no directory " + shown + "/none\n");
 }
 
-TEST_F(Check, SaysWhatItLeavesOutBehindALink)
+TEST_F(Check, SaysWhatItSkipsBehindALink)
 {
     const std::string directory = closed();
     fs::create_directory_symlink(makeDirectory("elsewhere"), directory + "/link");
@@ -225,7 +225,7 @@ TEST_F(Check, SaysWhatItLeavesOutBehindALink)
     EXPECT_EQ(run.error, "quorvactl: " + directory + "/link is a link, and what is behind it is not checked\n");
 }
 
-TEST_F(Check, TheCopyIsMadeWhereItIsTold)
+TEST_F(Check, TheCopyIsMadeWhereItIsRequested)
 {
     const std::string directory = closed();
     const ProgramRun run = ::quorvactl({"check", directory, "--scratch", pathOf("none")});

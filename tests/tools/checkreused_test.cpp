@@ -1,4 +1,4 @@
-/* A check of a directory whose log has the number of a transaction twice: before a crash and after the recovery. */
+/* A check of a directory whose log has the same transaction number twice: before a crash and after the recovery. */
 #include "format/logrecords.h"
 #include "toolfixture.h"
 
@@ -19,7 +19,7 @@ class CheckOfReusedNumbers : public ToolTest {
 protected:
     static constexpr const char* Undone = "undone_00.db";
 
-    /** Ends in the middle of a transaction that creates a file, with its records on disk. */
+    /** Exits in the middle of a transaction that creates a file, with its records on disk. */
     static void createAndDie(const std::string& home)
     {
         DbEnv env(DB_CXX_NO_EXCEPTIONS);

@@ -13,7 +13,7 @@ inline constexpr const char* InternalError =
     "Bad Request, InternalServerError: The server encountered an internal error.";
 inline constexpr const char* InvalidRequest = "Bad Request, ValidationException: A parameter is missing";
 
-/** On an error reply; the line with the advice is left out if there is none. */
+/** After an error reply; the line with the advice is omitted if there is none. */
 inline std::string errorReply(const std::string& failed, const std::string& says, const std::string& advice)
 {
     return "quorvactl: " + failed + "\n  the server says: " + says + '\n' +
@@ -55,7 +55,7 @@ inline std::string noReply(int port, const std::string& reason)
     return "quorvactl: no reply from 127.0.0.1:" + std::to_string(port) + ": " + reason + '\n';
 }
 
-/** When nobody listens. */
+/** If nothing listens on the port. */
 inline std::string noServer(int port)
 {
     return noReply(port, "connect: Connection refused") +

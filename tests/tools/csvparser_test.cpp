@@ -10,7 +10,7 @@ namespace {
 using Ctl::CsvParser;
 using Fields = std::vector<std::string>;
 
-/** The fields of a record in these lines; those in quotes have a ' in front. */
+/** The fields of a record in these lines; quoted ones are preceded by a '. */
 Fields fieldsOf(const std::vector<QByteArray>& lines)
 {
     CsvParser parser;
@@ -54,7 +54,7 @@ TEST(CsvParser, RefusesQuotesElsewhere)
 {
     EXPECT_EQ(errorOf("a\"b"), "there is a quote in a field that does not begin with one");
     EXPECT_EQ(errorOf("x, \"b\""), "there is a quote in a field that does not begin with one");
-    EXPECT_EQ(errorOf("\"a\" ,b"), "there is something between a closing quote and the next comma");
+    EXPECT_EQ(errorOf("\"a\" ,b"), "there is text between a closing quote and the next comma");
 }
 
 TEST(CsvParser, BeginsAnewAfterAReset)

@@ -70,7 +70,7 @@ TEST(DirectorySettings, LinesThatAreThereStayAsTheyAre)
     EXPECT_EQ(merged.text, text + '\n');
 }
 
-TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
+TEST(DirectorySettings, MissingLinesAreAddedAfterTheOthers)
 {
     const Merged merged = merge("set_lg_dir logs\n#set_lg_max 1\nlog_set_config db_log_dsync off\n", std::nullopt);
     EXPECT_THAT(merged.added, ElementsAre("set_cachesize 0 67108864 1", "set_lg_max 41943040",
@@ -78,15 +78,15 @@ TEST(DirectorySettings, MissingLinesAreAddedBehindTheOthers)
     EXPECT_EQ(merged.text, "set_lg_dir logs\n"
                            "#set_lg_max 1\n"
                            "log_set_config db_log_dsync off\n"
-                           "# The cache of database pages: GiB, bytes in addition, number of pieces.\n"
+                           "# The cache of database pages: GiB, plus bytes, number of pieces.\n"
                            "set_cachesize 0 67108864 1\n"
                            "# The size of a log file in bytes. At least 4 MiB, which is four times the log's buffer.\n"
                            "set_lg_max 41943040\n"
-                           "# The next log file is made while one is written, so that a flush has no growing file to "
-                           "note. For the server.\n"
+                           "# The next log file is prepared while one is being written, so that a flush need not "
+                           "extend a file. For the server.\n"
                            "#quorva prepare_log_files on\n"
-                           "# Log files that are not needed are removed, unless a backup wants them. For the server; "
-                           "Berkeley DB skips it.\n"
+                           "# Log files that are not needed are removed, unless a backup needs them. For the server; "
+                           "Berkeley DB ignores it.\n"
                            "#quorva remove_unneeded_logs on\n");
 }
 
@@ -96,7 +96,7 @@ TEST(DirectorySettings, ACacheSizeReplacesTheOneInEffect)
                               "#quorva remove_unneeded_logs on\n";
     const Merged merged = merge(other + "set_cachesize 0 1 1\nset_cachesize\t1  0 2\n", 1025 * MiB);
     EXPECT_THAT(merged.added, IsEmpty());
-    EXPECT_THAT(merged.changed, ElementsAre("set_cachesize 1 0 2 by set_cachesize 1 1048576 1"));
+    EXPECT_THAT(merged.changed, ElementsAre("set_cachesize 1 0 2 with set_cachesize 1 1048576 1"));
     EXPECT_EQ(merged.text, other + "set_cachesize 0 1 1\nset_cachesize 1 1048576 1\n");
 }
 
@@ -117,9 +117,9 @@ TEST(CacheSize, SaysWhatItDoesNotTake)
 {
     for (const char* text : {"", "M", "x", "-1M", "+1M", " 1M", "1 M", "1MB", "1m", "1.5G", "1T", "0x100000"})
         EXPECT_EQ(sizeError(text), "\"" + std::string(text) +
-                                       "\" is no size; it is a number of bytes, or a number followed by K, M or G");
+                                       "\" is not a size; use a number of bytes, or a number followed by K, M or G");
     for (const char* text : {"0", "1048575", "1023K", "0G"})
-        EXPECT_EQ(sizeError(text), "a cache of " + std::string(text) + " is too small; 1M is the least");
+        EXPECT_EQ(sizeError(text), "a cache of " + std::string(text) + " is too small; the minimum is 1M");
     for (const char* text : {"18446744073709551615", "99999999999999999999", "17179869185G", "4000000G"})
         EXPECT_EQ(sizeError(text), "a cache of " + std::string(text) + " is more than the memory of this machine");
 }

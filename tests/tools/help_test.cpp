@@ -137,7 +137,7 @@ TEST(UsageErrors, NameTheCommandWhatIsWrongAndTheUsage)
     }
 }
 
-TEST(UsageErrors, FilesThatCannotBeUsedAreToldBeforeAnythingIsSent)
+TEST(UsageErrors, FilesThatCannotBeUsedAreReportedBeforeAnythingIsSent)
 {
     const ProgramRun run = quorvactl({"--port", "1", "import", "d|t", "/none/items"});
     EXPECT_EQ(run.status, 64);

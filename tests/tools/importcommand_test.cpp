@@ -37,7 +37,7 @@ TEST_F(ImportCommand, OfTwoLinesWithTheSameKeysTheLaterOneStays)
     EXPECT_EQ(count(), 41);
 }
 
-TEST_F(ImportCommand, ATableThatIsNotThereIsToldAndNothingIsRead)
+TEST_F(ImportCommand, AMissingTableIsReportedAndNothingIsRead)
 {
     const std::string file = writeFile("items", "x\n");
     expectFailure({"import", table("none"), file}, ErrorReply,

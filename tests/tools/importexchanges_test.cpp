@@ -43,7 +43,7 @@ TEST(ImportToAServer, SendsWhatCameBackUnprocessedOneByOne)
                                            itemLine("k", 3).substr(0, itemLine("k", 3).size() - 1) + "}}]}}");
 }
 
-TEST(ImportToAServer, ThatGoesAwayTellsTheLinesThatAreDone)
+TEST(ImportToAServer, ThatGoesAwayReportsTheLinesThatAreDone)
 {
     const TempDir directory;
     std::ofstream(directory.file("items")) << itemLines(1, 600);

@@ -86,16 +86,16 @@ TEST_F(ImportFormats, CsvReportsTheFirstLineOfARecordThatCannotBeStored)
 
 TEST_F(ImportFormats, CsvWithoutAUsableHeaderLineIsNotSent)
 {
-    for (const auto& [content, error] :
-         {std::pair("", "the first line is no header line"), std::pair("\nh,r\n", "the first line is no header line"),
-          std::pair("h,x\n1,2\n", "the header line has no column \"r\", the range key"),
-          std::pair("\"h,r\n", "a quote is not closed")}) {
+    for (const auto& [content, error] : {std::pair("", "the first line is not a header line"),
+                                         std::pair("\nh,r\n", "the first line is not a header line"),
+                                         std::pair("h,x\n1,2\n", "the header line has no column \"r\", the range key"),
+                                         std::pair("\"h,r\n", "a quote is not closed")}) {
         const std::string file = writeFile("items.csv", content);
         expectFailure({"import", table(), file, "--format", "csv"}, Usage, "quorvactl: " + file + ": " + error + '\n');
     }
 }
 
-TEST_F(ImportFormats, CsvResumesBehindTheLinesThatAreDone)
+TEST_F(ImportFormats, CsvResumesAfterTheLinesThatAreDone)
 {
     const std::string header = "h,r\n";
     const std::string file = writeFile("items.csv", header + "\"a\n\",1\nb,2\nc,3\n");

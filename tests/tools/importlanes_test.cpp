@@ -1,4 +1,4 @@
-// Batches that are under way at the same time.
+// Batches that are in flight at the same time.
 #include "importfixture.h"
 
 #include "support/scriptedserver.h"
@@ -17,8 +17,8 @@ using testing::HasSubstr;
 constexpr const char* Hashes[] = {"a", "b", "c", "e"};
 
 /**
- * A server of the table d|t that holds back its replies to the batches with one hash key until it is told, and may
- * refuse those with another.
+ * A server with the table d|t that withholds its replies to the batches with one hash key until they are released, and
+ * may refuse those with another.
  */
 class HoldingServer {
 public:
@@ -55,7 +55,7 @@ public:
         changed_.notify_all();
     }
 
-    /** Lets the one reply go that is held. */
+    /** Releases the one reply that is held. */
     void releaseOne()
     {
         const std::scoped_lock lock(mutex_);
@@ -102,7 +102,7 @@ long long lineIn(const std::string& state)
 
 } // namespace
 
-TEST(ImportToAServer, SendsBatchesOf250OverSeveralConnectionsAtOnce)
+TEST(ImportToAServer, SendsBatchesOf250OverSeveralConnectionsConcurrently)
 {
     const TempDir directory;
     std::string text;
@@ -156,7 +156,7 @@ TEST(ImportToAServer, ItemsWithTheSameKeysWaitForEachOtherAndOthersDoNot)
     EXPECT_EQ(program.wait().status, Ok);
 }
 
-TEST(ImportToAServer, TheStateIsInFrontOfTheFirstLineThatIsNotDone)
+TEST(ImportToAServer, TheStateIsBeforeTheFirstLineThatIsNotDone)
 {
     const TempDir directory;
     const std::string state = directory.file("state");

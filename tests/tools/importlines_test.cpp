@@ -16,7 +16,7 @@ void expectMark(const ImportMark& mark, long long line, long long stored, long l
 
 } // namespace
 
-TEST(ImportLinesTest, TheMarkStaysInFrontOfTheFirstOpenLine)
+TEST(ImportLinesTest, TheMarkStaysBeforeTheFirstOpenLine)
 {
     ImportLines lines({10, 7, 3});
     expectMark(lines.mark(), 10, 7, 3);
@@ -38,7 +38,7 @@ TEST(ImportLinesTest, TheMarkStaysInFrontOfTheFirstOpenLine)
     expectMark(lines.all(), 16, 11, 4);
 }
 
-TEST(ImportLinesTest, LinesWithoutAnItemAreDoneAtOnce)
+TEST(ImportLinesTest, LinesWithoutAnItemAreDoneImmediately)
 {
     ImportLines lines({});
     lines.addEmpty();

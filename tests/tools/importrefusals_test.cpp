@@ -9,7 +9,7 @@ using testing::Not;
 
 } // namespace
 
-TEST_F(ImportCommand, TellsTheLinesThatItRefusesAndStoresTheOthers)
+TEST_F(ImportCommand, ReportsTheLinesThatItRefusesAndStoresTheOthers)
 {
     std::string text = itemLines(1, 2);
     text += "{\"h\":{\"S\":\"k\"},\"r\":{\"S\":\"x\"}\n";       // 3
@@ -62,8 +62,8 @@ TEST_F(ImportCommand, StopsAtTheBeginningOfAnInputOfAnotherFormat)
     EXPECT_EQ(run.status, ErrorReply);
     EXPECT_EQ(std::count(run.error.begin(), run.error.end(), '\n'), 22);
     EXPECT_THAT(run.error, EndsWith("quorvactl: import stopped: none of the first 20 items of " + file +
-                                    " can be stored\n  try: --format csv, if that is what it holds; or --skip, to "
-                                    "leave lines out\n"));
+                                    " can be stored\n  try: --format csv, if that is its format; or --skip, to "
+                                    "skip lines\n"));
     EXPECT_EQ(count(), 0);
     const ProgramRun untyped = quorvactl({"import", table(), file, "--format", "csv", "--types", "v=N"});
     EXPECT_THAT(untyped.error, EndsWith("\n  try: the types that the columns have, in the header or with --types\n"));

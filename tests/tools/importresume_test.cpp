@@ -11,7 +11,7 @@ using testing::EndsWith;
 
 } // namespace
 
-TEST_F(ImportCommand, SkipBeginsBehindSoManyLines)
+TEST_F(ImportCommand, SkipBeginsAfterThisManyLines)
 {
     const std::string file = writeFile("items", itemLines(1, 10));
     expectOutput({"import", table(), file, "--skip", "4"}, "");
@@ -28,7 +28,7 @@ TEST_F(ImportCommand, SkipBeginsBehindSoManyLines)
                       pathOf("bad") + " was refused, 0 stored in " + table() + '\n');
 }
 
-TEST_F(ImportCommand, GoesOnAfterAKill)
+TEST_F(ImportCommand, ResumesAfterAKill)
 {
     const std::string pipe = pathOf("items");
     const std::vector<std::string> words = addressed({"import", table(), pipe, "--state", state()});
@@ -87,7 +87,7 @@ TEST_F(ImportCommand, KillsAtAnyInstantLoseNothingAndKeepTheOrder)
                   (QVariantMap{{"n", numberValue(QString::number(n))}}));
 }
 
-TEST_F(ImportCommand, GoesOnAfterTheServersEnd)
+TEST_F(ImportCommand, ResumesAfterTheServersEnd)
 {
     const std::string pipe = pathOf("items");
     {
@@ -112,7 +112,7 @@ TEST_F(ImportCommand, GoesOnAfterTheServersEnd)
     EXPECT_FALSE(fs::exists(state()));
 }
 
-TEST_F(ImportCommand, AnInterruptionStoresWhatWasReadAndTellsWhereToGoOn)
+TEST_F(ImportCommand, AnInterruptionStoresWhatWasReadAndReportsWhereToResume)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         Feed feed(pathOf("pipe" + std::to_string(signal)));
@@ -129,7 +129,7 @@ TEST_F(ImportCommand, AnInterruptionStoresWhatWasReadAndTellsWhereToGoOn)
     EXPECT_EQ(count(), 29);
 }
 
-TEST_F(ImportCommand, AnInterruptionBehindRefusedLinesGoesOnBehindThem)
+TEST_F(ImportCommand, AnInterruptionAfterRefusedLinesResumesAfterThem)
 {
     Feed feed(pathOf("pipe"));
     RunningProgram program(QUORVACTL_BINARY, addressed({"import", table(), feed.path(), "--state", state()}));

@@ -88,7 +88,7 @@ TEST_F(ImportStateTest, ReadsNothingWithoutAnEnd)
     EXPECT_EQ(mark.line, 0);
 }
 
-TEST_F(ImportStateTest, TellsWhatCannotBeReadOrWritten)
+TEST_F(ImportStateTest, ReportsWhatCannotBeReadOrWritten)
 {
     ImportMark mark;
     const ImportState directory(directory_.path(), "d|t", "/in");

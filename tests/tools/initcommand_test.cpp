@@ -61,7 +61,7 @@ TEST_F(Init, TakesTheSizeOfTheCache)
     createTable(tableIn(shop));
     EXPECT_TRUE(hasStatistic("25MB 8KB\tTotal cache size"));
     expectRefused({pathOf("other"), "--cache", "64MB"},
-                  "\"64MB\" is no size; it is a number of bytes, or a number followed by K, M or G", Usage);
+                  "\"64MB\" is not a size; use a number of bytes, or a number followed by K, M or G", Usage);
     EXPECT_FALSE(fs::exists(pathOf("other")));
 }
 
@@ -105,7 +105,7 @@ TEST_F(Init, KeepsTheSettingsOfTheDirectory)
     expectRefused({shop}, complaintOfTables(shop, added));
     expectRefused({shop, "--cache", "3M"},
                   complaintOfTables(shop, added + "\n  --force replaces in " + shop +
-                                              "/DB_CONFIG: set_cachesize 0 2097152 1 by set_cachesize 0 3145728 1"));
+                                              "/DB_CONFIG: set_cachesize 0 2097152 1 with set_cachesize 0 3145728 1"));
     EXPECT_EQ(contentsOf(shop), before);
 
     expectDone({shop, "--cache", "3M", "--force"});

@@ -68,7 +68,7 @@ TEST_F(Init, WhatIsNoDirectoryIsRefused)
     EXPECT_EQ(readFile(file), "mine\n");
 
     fs::create_symlink(pathOf("nowhere"), pathOf("link"));
-    expectRefused({pathOf("link")}, pathOf("link") + " is a link that leads nowhere");
+    expectRefused({pathOf("link")}, pathOf("link") + " is a dangling link");
     fs::create_directory(pathOf("nowhere"));
     expectDone({pathOf("link")});
     EXPECT_THAT(namesIn(pathOf("nowhere")), ElementsAre("DB_CONFIG"));
@@ -106,7 +106,7 @@ TEST_F(Init, BackupsAndUnfinishedRestoresAreRefused)
     for (const char* name : {"BackupInProgress.tmp", "BackupFiles.list", "BackupFiles.list.tmp"}) {
         const std::string backup = makeDirectory(std::string("backup-") + name);
         std::ofstream(backup + '/' + name).flush();
-        expectRefused({backup, "--force"}, backup + " holds a backup\n  try: quorvactl restore, which makes a "
+        expectRefused({backup, "--force"}, backup + " contains a backup\n  try: quorvactl restore, which makes a "
                                                     "directory for tables from it");
         EXPECT_THAT(namesIn(backup), ElementsAre(name));
     }
@@ -117,7 +117,7 @@ TEST_F(Init, BackupsAndUnfinishedRestoresAreRefused)
            "unfinished_quorvactl_restore yes\n";
     const auto before = contentsOf(restored);
     expectRefused({restored, "--force"}, "a restore to " + restored +
-                                             " has not come to its end\n  try: the restore once more, or delete the "
+                                             " has not finished\n  try: the restore once more, or delete the "
                                              "directory");
     EXPECT_EQ(contentsOf(restored), before);
 }

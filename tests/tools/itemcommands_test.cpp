@@ -68,7 +68,7 @@ TEST_F(ItemCommands, KeysOutsideLatin1AreRefused)
     }
 }
 
-TEST_F(ItemCommands, ATableThatIsNotThereIsToldByName)
+TEST_F(ItemCommands, AMissingTableIsReportedByName)
 {
     const std::vector<std::pair<std::string, std::string>> cases{
         {table("none"), Complaints::notFound("there is no table " + table("none"))},
@@ -83,7 +83,7 @@ TEST_F(ItemCommands, ATableThatIsNotThereIsToldByName)
     }
 }
 
-TEST_F(ItemCommands, AFailureInsideTheServerIsTold)
+TEST_F(ItemCommands, AFailureInsideTheServerIsReported)
 {
     breakHashKey("k");
     expectFailure({"get", table(), "k", "r"}, ErrorReply, Complaints::internalError("cannot read " + item()));

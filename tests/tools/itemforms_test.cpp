@@ -72,7 +72,7 @@ TEST_F(ItemForms, FilterTestsAttributesThatAreNotPrinted)
                  "\n");
 }
 
-TEST_F(ItemForms, MistakesAreToldBeforeAnythingIsRead)
+TEST_F(ItemForms, MistakesAreReportedBeforeAnythingIsRead)
 {
     expectFailure({"scan", table(), "--filter", "total<SS:a"}, Usage,
                   "quorvactl: --filter: <, <=, > and >= do not work with a value of type SS\n");
@@ -87,7 +87,7 @@ TEST_F(ItemForms, MistakesAreToldBeforeAnythingIsRead)
                       "  try: the spelling, or quorvactl create-table\n");
 }
 
-TEST_F(ItemForms, WhatCannotBePrintedIsTold)
+TEST_F(ItemForms, WhatCannotBePrintedIsReported)
 {
     for (const char* form : {"--pretty", "--table"}) {
         const ProgramRun run = quorvactl({"scan", table(), form}, {.output = "/dev/full"});

@@ -67,7 +67,7 @@ TEST(ItemTable, AlignsColumnsWithNumbersAtTheRight)
               "größer  \"\"  YWI=                -1.5\n");
 }
 
-TEST(ItemTable, PutsTheChosenAttributesInTheirOrderAndTheOthersBehind)
+TEST(ItemTable, PutsTheChosenAttributesFirstInTheirOrder)
 {
     EXPECT_EQ(table({R"({"a":{"S":"1"},"b":{"S":"2"},"c":{"S":"3"},"h":{"S":"4"}})"}, {"h", "none", "c"}),
               "h  c  a  b\n"

@@ -91,7 +91,7 @@ TEST(LineReader, PassesOverALineThatIsTooLong)
     EXPECT_EQ(reader.next(&line), Result::End);
 }
 
-TEST(LineReader, TellsThatItCannotRead)
+TEST(LineReader, ReportsThatItCannotRead)
 {
     const TempDir directory;
     const int descriptor = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

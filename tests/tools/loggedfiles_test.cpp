@@ -64,7 +64,7 @@ std::string childCommitted(std::uint32_t parent, std::uint32_t child)
 
 } // namespace
 
-TEST(LoggedFiles, AreThoseOutsideTransactionsAtOnce)
+TEST(LoggedFiles, CountImmediatelyOutsideTransactions)
 {
     LoggedFiles files;
     files.take(used(0, "t"));

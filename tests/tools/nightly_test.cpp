@@ -18,7 +18,7 @@ const std::string CopyName = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{6}Z";
 TEST_F(Nightly, TheDirectoryOfSeveralSeriesIsNoBackupAndNamesThem)
 {
     const std::string copy = oneNight();
-    const std::string refusal = "quorvactl: " + to() + " is no backup, but has dated copies below it; name one of " +
+    const std::string refusal = "quorvactl: " + to() + " is not a backup, but has dated copies below it; name one of " +
                                 series() + " (1 copy, the last " + copy + ")\n";
     for (const auto& command : {std::vector<std::string>{"backup", "show", to()},
                                 {"restore", to(), pathOf("restored")},
@@ -116,7 +116,7 @@ TEST_F(Nightly, AClockThatWasSetBackStillMakesTheNewestCopyTheLast)
     const ProgramRun run = nightly();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.error, "quorvactl: " + series() +
-                             "/2098-12-31T235959Z is later than the clock; the new copy is named after it\n");
+                             "/2098-12-31T235959Z is dated in the future; the new copy is named one second later\n");
     EXPECT_THAT(copies(), ElementsAre("2098-12-31T235959Z", "2099-01-01T000000Z"));
 }
 

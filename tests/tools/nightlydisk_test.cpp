@@ -14,9 +14,9 @@ TEST(NightlyToASmallDisk, SaysThatTheDiskIsFullAndLeavesNothingThere)
                                         "nightly", server.home(), "--to", to});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.output, "");
-    EXPECT_THAT(run.error,
-                testing::MatchesRegex("quorvactl: the copy to " + to +
-                                      "/env/[-0-9TZ]+ failed: its disk is full\n  try: make room there; then make the "
-                                      "backup again\n"));
+    EXPECT_THAT(run.error, testing::MatchesRegex(
+                               "quorvactl: the copy to " + to +
+                               "/env/[-0-9TZ]+ failed: its disk is full\n  try: free some space there; then make the "
+                               "backup again\n"));
     EXPECT_THAT(namesIn(server.seen()), testing::IsEmpty());
 }

@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/** Runs that do not come to their end: what is there stays, and the next one works. */
+/** Runs that do not finish: existing copies stay, and the next run works. */
 class NightlyFailures : private HeldDisk, public NightlyTest {
 protected:
     NightlyFailures() : NightlyTest(HeldDisk::environment(QUORVA_HELDDISK_LIBRARY)) {}
@@ -75,7 +75,7 @@ TEST_F(NightlyFailures, ASecondRunAtTheSameTimeIsRefused)
     expectNextRunWorks();
 }
 
-TEST_F(NightlyFailures, AFullDiskTakesTheCopyBackAndTheOlderOneGoesOnBeingShippedTo)
+TEST_F(NightlyFailures, AFullDiskRemovesTheCopyAndShippingToTheOlderOneContinues)
 {
     const std::string copy = nextCopy();
     disk().fill(copy);
@@ -85,7 +85,7 @@ TEST_F(NightlyFailures, AFullDiskTakesTheCopyBackAndTheOlderOneGoesOnBeingShippe
     EXPECT_EQ(run.output, "");
     EXPECT_THAT(run.error,
                 testing::EndsWith("quorvactl: the copy to " + copy +
-                                  " failed; the server's log tells why\n  try: its line "
+                                  " failed; the server's log has the reason\n  try: its line "
                                   "\"Dbenv backup failed rc\", where 28 is a full disk; then make the backup again\n"));
     EXPECT_THAT(takeComplaints(), testing::Contains(HasSubstr("Dbenv backup failed rc 28")));
     EXPECT_FALSE(fs::exists(copy));
@@ -147,7 +147,7 @@ TEST_F(NightlyFailures, OneDirectoryThatFailsDoesNotKeepTheOthersFromBeingCopied
     EXPECT_THAT(namesIn(to() + "/other"), SizeIs(2));
 }
 
-TEST_F(NightlyFailures, InterruptedOrKilledItLeavesNothingThatIsTakenForACopy)
+TEST_F(NightlyFailures, InterruptedOrKilledItLeavesNothingThatPassesForACopy)
 {
     for (const int signal : {SIGINT, SIGKILL}) {
         SCOPED_TRACE(signal);
@@ -161,14 +161,14 @@ TEST_F(NightlyFailures, InterruptedOrKilledItLeavesNothingThatIsTakenForACopy)
         EXPECT_EQ(ended.output, "");
         if (signal == SIGINT) {
             EXPECT_EQ(ended.status, 1);
-            EXPECT_THAT(ended.error, testing::EndsWith("quorvactl: interrupted; the server goes on copying to " + copy +
-                                                       "\nquorvactl: interrupted\n"));
+            EXPECT_THAT(ended.error, testing::EndsWith("quorvactl: interrupted; the server continues copying to " +
+                                                       copy + "\nquorvactl: interrupted\n"));
         }
         expectOlderIsThere();
         const ProgramRun next = nightly({"--keep", "1"});
         EXPECT_EQ(next.status, 1);
         EXPECT_EQ(next.error, "quorvactl: cannot back up " + home() + ": the server is still copying it to " + copy +
-                                  "\n  try: once more when that copy is complete\n");
+                                  "\n  try: again once that copy is complete\n");
         disk().release();
         EXPECT_TRUE(waitUntil([&] { return backupState() == "shipping"; }));
         const ProgramRun later = nightly({"--keep", "1"});
@@ -200,13 +200,13 @@ TEST_F(NightlyFailures, CopiesOfAnotherDirectoryAreLeftAlone)
     const auto before = namesIn(series());
     const ProgramRun run = quorvactl({"backup", "nightly", other, "--to", to()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: cannot back up " + other + ": " + series() + " holds copies of " + home() +
+    EXPECT_EQ(run.error, "quorvactl: cannot back up " + other + ": " + series() + " contains copies of " + home() +
                              "\n  try: another directory for --to, or rename " + series() + '\n');
     EXPECT_EQ(namesIn(series()), before);
 
     const ProgramRun twice = quorvactl({"backup", "nightly", other, home(), "--to", to()});
     EXPECT_EQ(twice.status, 64);
-    EXPECT_EQ(twice.error, "quorvactl: two directories are called env; back them up to different directories, one "
+    EXPECT_EQ(twice.error, "quorvactl: two directories have the name env; back them up to different directories, one "
                            "after the other\n");
 }
 
@@ -217,8 +217,8 @@ TEST_F(NightlyFailures, ABackupToElsewhereIsReplacedOnRequestOnly)
     const ProgramRun run = nightly();
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.error, "quorvactl: cannot back up " + home() + ": it is being backed up to " + pathOf("mine") +
-                             ", and that backup would end\n  try: --replace, if " + pathOf("mine") +
-                             " no longer has to be kept up to date\n");
+                             ", and that backup would be stopped\n  try: --replace, if " + pathOf("mine") +
+                             " no longer needs to be kept up to date\n");
     EXPECT_THAT(copies(), SizeIs(1));
     EXPECT_EQ(shippedTo(), pathOf("mine"));
     EXPECT_EQ(nightly({"--replace"}).status, 0);

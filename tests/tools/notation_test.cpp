@@ -120,7 +120,7 @@ TEST(ParseAttributes, RefusesWhatIsNone)
     EXPECT_EQ(attributesError({"a=S:\xe9"}), "an attribute is not UTF-8");
 }
 
-TEST(ParseObject, TellsLineAndCharacter)
+TEST(ParseObject, ReportsLineAndCharacter)
 {
     EXPECT_EQ(objectError("{\"ä✓\" 1}"),
               "it is not valid JSON, at character 7: Missing a colon after a name of object member");

@@ -95,7 +95,7 @@ TEST_F(OutputFileTest, ADeviceIsWrittenAndNotReplaced)
     EXPECT_TRUE(fs::is_character_file("/dev/null"));
 }
 
-TEST_F(OutputFileTest, TellsWhatCannotBeWritten)
+TEST_F(OutputFileTest, ReportsWhatCannotBeWritten)
 {
     const std::string nowhere = directory_.file("none/out");
     EXPECT_EQ(OutputFile(nowhere).open(), "cannot write " + nowhere + ": No such file or directory");

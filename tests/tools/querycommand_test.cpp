@@ -83,7 +83,7 @@ TEST_F(QueryCommand, PrintsTheNamedAttributesAndTheKeys)
     expectRanges({"--attributes", "none", "--begins-with", "a"}, {"a", "a a", "ab", "abc"});
 }
 
-TEST_F(QueryCommand, AnErrorReplyIsToldAndExitsWithOne)
+TEST_F(QueryCommand, AnErrorReplyIsReportedAndExitsWithOne)
 {
     const std::string none = tableName("none").toStdString();
     const ProgramRun unknown = quorvactl({"query", none, "k"});

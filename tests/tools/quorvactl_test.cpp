@@ -124,7 +124,7 @@ TEST_F(Quorvactl, BodyThatIsNoJsonGetsNoReply)
     EXPECT_EQ(run({"DeleteTable", "-"}).status, NoReply);
 }
 
-TEST_F(Quorvactl, StandardInputThatCannotBeReadIsTold)
+TEST_F(Quorvactl, StandardInputThatCannotBeReadIsReported)
 {
     const ProgramRun done = run({"DeleteTable", "-"}, {.input = directory_.path()});
     EXPECT_EQ(done.status, NoReply);
@@ -132,7 +132,7 @@ TEST_F(Quorvactl, StandardInputThatCannotBeReadIsTold)
     EXPECT_EQ(done.error, "quorvactl: cannot read standard input\n");
 }
 
-TEST_F(Quorvactl, ReplyThatCannotBePrintedIsTold)
+TEST_F(Quorvactl, ReplyThatCannotBePrintedIsReported)
 {
     const ProgramRun done = run({"DeleteTable"}, {.output = "/dev/full"});
     EXPECT_EQ(done.status, NoReply);
@@ -153,7 +153,7 @@ TEST_F(Quorvactl, TableIsCreatedAndDescribed)
     EXPECT_THAT(described.output, HasSubstr("\"CreationDateTime\":123456"));
 }
 
-TEST(QuorvactlWithoutServer, TellsThatNobodyListens)
+TEST(QuorvactlWithoutServer, ReportsThatNobodyListens)
 {
     const HeldPort port;
     const ProgramRun done = quorvactl(addressed(port.number(), {"DeleteTable"}));
@@ -228,7 +228,7 @@ TEST(QuorvactlWithoutServer, WrongCommandLineIsAUsageError)
     }
 }
 
-TEST(QuorvactlWithoutServer, HelpTellsTheExitStatuses)
+TEST(QuorvactlWithoutServer, HelpListsTheExitStatuses)
 {
     const ProgramRun done = quorvactl({"--help"});
     EXPECT_EQ(done.status, Ok);

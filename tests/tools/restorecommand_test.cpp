@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 } // namespace
 
-TEST_F(RestoreCommand, TellsWhatItRestoredAndLeavesTheBackupAsItWas)
+TEST_F(RestoreCommand, ReportsWhatItRestoredAndLeavesTheBackupUnchanged)
 {
     createTable(tableName("u"));
     createTable(tableName("empty"));

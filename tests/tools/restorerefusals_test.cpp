@@ -88,7 +88,7 @@ TEST_F(RestoreCommand, RefusesWhatIsNoBackup)
     expectRefusal(pathOf("texts/readme"), target(), pathOf("texts/readme") + " is not a directory");
 }
 
-TEST_F(RestoreCommand, TellsWhatItCannotRead)
+TEST_F(RestoreCommand, ReportsWhatItCannotRead)
 {
     fs::remove(listIn(backup()));
     fs::create_symlink("BackupFiles.list", listIn(backup())); // points to itself

@@ -134,7 +134,7 @@ TEST_F(RestoreUntil, HoldsEveryWriteAcknowledgedByThatSecondAndNoneSentAfterIt)
     }
 }
 
-TEST_F(RestoreUntil, TakesTheWholeSecondAndTellsHowFarItGot)
+TEST_F(RestoreUntil, TakesTheWholeSecondAndReportsHowFarItGot)
 {
     putAt(Noon, "in the copy");
     backUpTo(makeDirectory("backup"));
@@ -169,12 +169,13 @@ TEST_F(RestoreUntil, TimesOutsideTheBackupAreRefused)
     expectRefusal(std::to_string(Noon - 1), backup() + " cannot be restored to 2033-05-18 11:59:59 UTC: the copy was "
                                                        "complete at 2033-05-18 12:00:00 UTC; an earlier copy can");
     expectRefusal(std::to_string(Noon + 3600), backup() + " cannot be restored to 2033-05-18 13:00:00 UTC: its last "
-                                                          "commit is of 2033-05-18 12:00:00 UTC; without --until it "
-                                                          "is restored to there");
-    expectRefusal("noon",
-                  "\"noon\" is no time; give it as in 2026-11-22T14:05:00Z, as \"2026-11-22 14:05:00\" in the local "
-                  "time zone, or in seconds since 1970",
-                  64);
+                                                          "commit was at 2033-05-18 12:00:00 UTC; without --until it "
+                                                          "is restored up to then");
+    expectRefusal(
+        "noon",
+        "\"noon\" is not a time; write it as in 2026-11-22T14:05:00Z, as \"2026-11-22 14:05:00\" in the local "
+        "time zone, or in seconds since 1970",
+        64);
     EXPECT_THAT(keysAt(Noon), ElementsAre("a"));
 }
 

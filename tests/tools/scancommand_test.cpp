@@ -63,7 +63,7 @@ TEST_F(ScanCommand, PrintsEveryItemOnceWhateverTheSizeOfThePages)
     EXPECT_EQ(scan({"--max", "0"}).output, "");
 }
 
-// The first scan of a table creates all its data files, which takes a while, so these share one table.
+// These share one table.
 TEST_F(ScanCommand, PrintsOneItemALineAsJsonAndNothingOfAnEmptyTable)
 {
     const ProgramRun empty = scan({});
@@ -105,7 +105,7 @@ TEST_F(ScanCommand, PrintsEachItemOnceWhileOthersComeAndGo)
     }
 }
 
-TEST_F(ScanCommand, AnErrorReplyIsToldAndExitsWithOne)
+TEST_F(ScanCommand, AnErrorReplyIsReportedAndExitsWithOne)
 {
     const ProgramRun unknown = quorvactl({"scan", tableName("none").toStdString()});
     EXPECT_EQ(unknown.status, 1);

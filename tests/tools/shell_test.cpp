@@ -99,7 +99,7 @@ TEST_F(Shell, ShowsLongOutputThroughThePager)
         shell.sees("page:{\"h\":{\"S\":\"item" + std::to_string(i) + "\"}");
     shell.sees(Prompt);
     shell.type("help\n");
-    shell.sees("page:Talks to a Quorva server");
+    shell.sees("page:Command-line client of a Quorva server");
     shell.sees(Prompt);
 }
 

@@ -1,4 +1,4 @@
-/* The commands that delete tables and items and give space back. */
+/* The commands that delete tables and items and free space. */
 #include "support/directorycontents.h"
 #include "toolfixture.h"
 
@@ -31,13 +31,13 @@ protected:
 
 } // namespace
 
-TEST_F(SpaceCommands, DeleteForGoodOnlyWhenTheyAreTold)
+TEST_F(SpaceCommands, DeletePermanentlyOnlyWhenConfirmed)
 {
     put("k", "1", {});
     for (const std::string command : {"truncate", "drop-table"})
         expectFailure({command, table()}, Usage,
                       "quorvactl: " + command +
-                          " deletes for good and asks on a terminal only; nothing was deleted\n"
+                          " deletes permanently and asks on a terminal only; nothing was deleted\n"
                           "  try: --yes, in scripts\n");
     EXPECT_EQ(get("k", "1"), okReply({{"Item", QVariantMap()}}));
     expectOutput({"truncate", table(), "--yes"}, "truncated " + table() + ": 1 item, 1 file, 8.0 KiB\n");
@@ -77,7 +77,7 @@ TEST_F(SpaceCommands, CompactGivesTheSpaceOfDeletedItemsBack)
     const std::uintmax_t before = bytesOf("t_");
     const ProgramRun run = quorvactl({"compact", table()});
     EXPECT_EQ(run.status, Ok) << run.error;
-    EXPECT_THAT(run.output, MatchesRegex("compacted .*\\|t: [0-9.]+ KiB given back, [0-9.]+ KiB left\n"));
+    EXPECT_THAT(run.output, MatchesRegex("compacted .*\\|t: [0-9.]+ KiB freed, [0-9.]+ KiB left\n"));
     EXPECT_LT(bytesOf("t_"), before / 3);
     EXPECT_EQ(request("Query", {{"TableName", tableName()}, {"HashKeyValue", textValue("k")}, {"Limit", 1000}})
                   .value("Count"),

@@ -79,7 +79,7 @@ TEST_F(StandbyFailures, AGapIsWaitedFor)
     const ProgramRun switched = standby({backup(), standby(), "--switch"});
     EXPECT_EQ(switched.status, 1);
     EXPECT_EQ(switched.error,
-              gap + "  try: quorvactl standby " + standby() + " --switch, to do without what is missing\n");
+              gap + "  try: quorvactl standby " + standby() + " --switch, to switch without what is missing\n");
     expectNotOpened();
 
     RunningProgram following(QUORVACTL_BINARY, {"standby", backup(), standby(), "--follow"});
@@ -118,8 +118,8 @@ TEST_F(StandbyFailures, TheLogOfAnotherEnvironmentIsRefused)
     const auto before = contentsOf(standby());
     const ProgramRun run = catchUp();
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.error, "quorvactl: " + shippedLog(last) + " is not of the same log as " + standby() + "/__log__/" +
-                             LogFiles::name(last) + '\n');
+    EXPECT_EQ(run.error, "quorvactl: " + shippedLog(last) + " does not belong to the same log as " + standby() +
+                             "/__log__/" + LogFiles::name(last) + '\n');
     EXPECT_EQ(contentsOf(standby()), before);
 }
 

@@ -125,7 +125,7 @@ TEST(StatusText, OfAnIdleServerSaysSo)
     });
     const ProgramRun run = quorvactl(addressed(server.port(), {"status"}));
     EXPECT_THAT(run.output, HasSubstr("\n\nno environment is open\n"));
-    EXPECT_THAT(run.output, HasSubstr("\n\nslow requests are not noted; "));
+    EXPECT_THAT(run.output, HasSubstr("\n\nslow requests are not recorded; "));
     EXPECT_THAT(run.output, testing::EndsWith("\n\nno request has failed\n"));
 }
 

@@ -66,7 +66,7 @@ TEST_F(TableCommands, CreateTableNeedsItsDirectory)
     }
 }
 
-TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsToldApartFromATableThatIsNotThere)
+TEST_F(TableCommands, ADirectoryThatCannotBeOpenedIsDistinguishedFromAMissingTable)
 {
     const std::string none = pathOf("none");
     const std::string file = writeFile("file", "text");
@@ -205,7 +205,7 @@ TEST(TableCommandsOfAServerThatFails, TellThatTheReplyIsNone)
     const ProgramRun done = quorvactl(addressed(garbled.port(), {"describe", "d|t"}));
     EXPECT_EQ(done.status, NoReply);
     EXPECT_EQ(done.output, "");
-    EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "the answer is not valid JSON"));
+    EXPECT_EQ(done.error, Complaints::noReply(garbled.port(), "the reply is not valid JSON"));
 
     const ReplyingServer other([](const QByteArray&, const QByteArray&) { return QByteArray("{\"a\":1}"); });
     const ProgramRun odd = quorvactl(addressed(other.port(), {"describe", "d|t"}));

@@ -83,7 +83,7 @@ TEST_F(TablesCommand, DirectoryThatIsNotThereIsNamed)
     expectFailure({"tables", file}, ErrorReply, cannotList(file, '"' + file + "\" is not a directory."));
 }
 
-TEST(TablesReply, WithoutDescriptionHasNoKeysAndWhatIsUnreadableIsTold)
+TEST(TablesReply, WithoutDescriptionHasNoKeysAndUnreadableFilesAreReported)
 {
     ReplyingServer server([](const QByteArray& operation, const QByteArray& body) {
         EXPECT_EQ(operation, "Quorva_1.ListTables");

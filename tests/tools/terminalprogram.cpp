@@ -1,12 +1,13 @@
 #include "terminalprogram.h"
 
+#include "support/patterns.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
-#include <regex>
 
 #include <poll.h>
 #include <pty.h>
@@ -63,10 +64,10 @@ void TerminalProgram::signal(int number) const
 
 std::string TerminalProgram::screen()
 {
-    static const std::regex sequences("\033\\[[0-9;?]*[A-Za-z]|\r");
+    constexpr const char* Sequences = "\033\\[[0-9;?]*[A-Za-z]|\r";
     const std::string top = "\033[H";
     const std::size_t begin = output().rfind(top);
-    return begin == std::string::npos ? std::string() : std::regex_replace(output_.substr(begin), sequences, "");
+    return begin == std::string::npos ? std::string() : Patterns::without(output_.substr(begin), Sequences);
 }
 
 std::string TerminalProgram::waitForScreen(const std::function<bool(const std::string&)>& condition)

@@ -10,8 +10,8 @@
 #include <termios.h>
 
 /**
- * A program on a terminal of its own, which is its input, its output and what controls it. The destructor kills it.
- * For one thread at a time.
+ * A program with its own terminal, which is its input, its output and its controlling terminal. The destructor kills
+ * it. For one thread at a time.
  */
 class TerminalProgram {
 public:

@@ -16,7 +16,7 @@
 #include <pty.h>
 #include <unistd.h>
 
-/** A program with a terminal of its own, of 80 columns and 24 rows, at whose keyboard the test sits. */
+/** A program with its own terminal of 80 columns and 24 rows, whose keyboard the test controls. */
 class TerminalSession {
 public:
     /** `variables` are "NAME=VALUE", for the program's environment. */
@@ -56,7 +56,7 @@ public:
         EXPECT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
 
-    /** Waits until this text appears behind what earlier calls have waited for. Fails the test if it does not. */
+    /** Waits until this text appears after what earlier calls have waited for. Fails the test if it does not. */
     bool sees(const std::string& text)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);

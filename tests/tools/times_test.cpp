@@ -62,17 +62,17 @@ TEST(Times, OthersAreRefused)
           "2026-11-22T14:05:00+1", "2026-11-22T14:05:00Z ", "2026-11-22T14:05:00.Z", "2026-11-22T14:05:00 CET",
           "2026-11-22T14:05:00+01:60", "1795356300s", "26-11-22 14:05:00"})
         EXPECT_EQ(problemWith(text), '"' + std::string(text) +
-                                         "\" is no time; give it as in 2026-11-22T14:05:00Z, as \"2026-11-22 "
+                                         "\" is not a time; write it as in 2026-11-22T14:05:00Z, as \"2026-11-22 "
                                          "14:05:00\" in the local time zone, or in seconds since 1970");
     for (const char* text : {"-1", "253402300800", "99999999999999999"})
         EXPECT_EQ(problemWith(text),
-                  '"' + std::string(text) + "\" is no time from 1970 to 9999, in seconds since 1970");
+                  '"' + std::string(text) + "\" is not a time from 1970 to 9999, in seconds since 1970");
     EXPECT_EQ(timeOf("253402300799"), 253402300799);
     EXPECT_EQ(problemWith("2026-10-25 02:30:00"),
-              "\"2026-10-25 02:30:00\" occurs twice in this time zone, when its clocks are set back; add the offset, "
+              "\"2026-10-25 02:30:00\" occurs twice in this time zone, as its clocks are set back; add the offset, "
               "such as +01:00");
     EXPECT_EQ(problemWith("2026-03-29 02:30:00"),
-              "\"2026-03-29 02:30:00\" is left out in this time zone, when its clocks are set forward");
+              "\"2026-03-29 02:30:00\" does not occur in this time zone, as its clocks are set forward");
 }
 
 TEST(Times, AreWrittenInUtc)

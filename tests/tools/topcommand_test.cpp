@@ -73,7 +73,7 @@ private:
 
 } // namespace
 
-TEST_F(TopScreen, ShowsTheServerSinceItsStartAtOnce)
+TEST_F(TopScreen, ShowsTheServerSinceItsStartImmediately)
 {
     start();
     const std::string screen = top_->waitForScreen("SLOW REQUEST");
@@ -138,7 +138,7 @@ TEST_F(TopScreen, QuitsWhileTheServerIsSilent)
     EXPECT_THAT(top.output(), EndsWith(Leave));
 }
 
-TEST_F(TopScreen, StopsWithTheTerminalRestoredAndGoesOn)
+TEST_F(TopScreen, StopsWithTheTerminalRestoredAndContinues)
 {
     start();
     top_->type("\032");
@@ -187,7 +187,7 @@ TEST_F(TopScreen, ScrollsWhatDoesNotFit)
     (void)top_->waitForScreen([](const std::string& screen) { return screen.starts_with("/srv/shop"); });
 }
 
-TEST_F(TopScreen, SaysThatTheServerIsGoneAndGoesOn)
+TEST_F(TopScreen, SaysThatTheServerIsGoneAndContinues)
 {
     ServerProcess server;
     ASSERT_TRUE(server.start());

@@ -99,7 +99,7 @@ TEST_F(TopText, ShowsWhatIsDoneMeanwhile)
     EXPECT_EQ(running.wait().status, Ok);
 }
 
-TEST(TopTextOfNoServer, SaysSoAndGoesOn)
+TEST(TopTextOfNoServer, SaysSoAndContinues)
 {
     const HeldPort port;
     const ProgramRun run = quorvactl(top(port.number(), {"--count", "2"}));
@@ -128,7 +128,7 @@ TEST(TopTextOfAServerThatComesBack, ShowsItAgain)
     const std::vector<std::string> blocks = blocksOf(run.output);
     ASSERT_EQ(blocks.size(), 4U) << run.output;
     EXPECT_THAT(blocks[0], HasSubstr(": the server closed the connection; trying again\n"));
-    EXPECT_THAT(blocks[1], HasSubstr(": the answer is not valid JSON; trying again\n"));
+    EXPECT_THAT(blocks[1], HasSubstr(": the reply is not valid JSON; trying again\n"));
     EXPECT_THAT(blocks[2], HasSubstr(": Bad Request, InternalServerError: m.; trying again\n"));
     EXPECT_THAT(blocks[3], HasSubstr("figures of 40 s\n")) << "since the latest one that there was";
     EXPECT_EQ(server.connections(), 4);

@@ -160,10 +160,8 @@ TEST_F(TopViewTest, SaysWhyThereIsNothing)
     EXPECT_THAT(lines(), Contains("no environment is open"));
     EXPECT_THAT(lines(), Contains("no request has taken longer than 100 ms"));
     now_.slowMilliseconds = 0;
-    EXPECT_THAT(
-        lines(),
-        Contains(
-            "slow requests are not noted; QUORVA_SLOW_MS=100 in the server's environment notes those above 100 ms"));
+    EXPECT_THAT(lines(), Contains("slow requests are not recorded; QUORVA_SLOW_MS=100 in the server's environment "
+                                  "records those above 100 ms"));
 }
 
 TEST_F(TopViewTest, LogThatShrinksHasANegativeGrowth)

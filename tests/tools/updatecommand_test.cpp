@@ -74,7 +74,7 @@ TEST_F(ItemCommands, NumbersThatTheServerWouldTakeForZeroAreRefused)
 {
     put("k", "r", {{"n", numberValue("1")}});
     for (const std::string number : {"1.5", "1e3", "9223372036854775808", "-9223372036854775809", "0.0"}) {
-        const std::string why = '"' + number + "\" of \"n\" is not a 64-bit integer; the server would take it for 0\n";
+        const std::string why = '"' + number + "\" of \"n\" is not a 64-bit integer; the server would treat it as 0\n";
         expectFailure({"update", table(), "k", "r", "--add", "n=N:" + number}, Usage,
                       "quorvactl: --add adds integers only: " + why);
         for (const std::vector<std::string>& command :
@@ -96,7 +96,7 @@ TEST_F(ItemCommands, AddDoesNotLoseWhatIsStored)
     put("k", "r", {{"half", numberValue("1.5")}, {"big", numberValue("9223372036854775807")}});
     expectFailure({"update", table(), "k", "r", "--add", "half=N:1"}, Usage,
                   "quorvactl: cannot update " + item() +
-                      ": the stored \"1.5\" of \"half\" is not a 64-bit integer; the server would take it for 0\n");
+                      ": the stored \"1.5\" of \"half\" is not a 64-bit integer; the server would treat it as 0\n");
     expectFailure({"update", table(), "k", "r", "--add", "big=N:1"}, Usage,
                   "quorvactl: cannot update " + item() + ": the sum of \"big\" is not a 64-bit integer\n");
     EXPECT_EQ(stored("k", "r"),

@@ -50,10 +50,10 @@ TEST(ApplyUpdates, LeavesAnAddOfAnotherTypeToTheServer)
     EXPECT_EQ(outcome(item, {{"n", update("ADD", text("b"))}, {"s", update("ADD", number("1"))}}), item);
 }
 
-TEST(ApplyUpdates, TellsWhichNumberWouldBeLost)
+TEST(ApplyUpdates, ReportsWhichNumberWouldBeLost)
 {
     EXPECT_EQ(lossOf({{"n", number("1.5")}}, {{"n", update("ADD", number("1"))}}),
-              "the stored \"1.5\" of \"n\" is not a 64-bit integer; the server would take it for 0");
+              "the stored \"1.5\" of \"n\" is not a 64-bit integer; the server would treat it as 0");
     EXPECT_EQ(lossOf({{"n", number("9223372036854775807")}}, {{"n", update("ADD", number("1"))}}),
               "the sum of \"n\" is not a 64-bit integer");
     EXPECT_EQ(outcome({{"n", number("9223372036854775807")}}, {{"n", update("ADD", number("-1"))}}),

@@ -19,8 +19,7 @@ std::string knownImage(const std::string& path, ino_t inode);
 std::set<off_t> differingBlocks(int file, int image);
 
 /**
- * A write that a killed process had begun was completed by the system: takes it over into the image. True when there
- * was one.
+ * A write that a killed process had begun was completed by the system: copies it to the image. True if there was one.
  */
 bool completePending(int descriptor, int image, const File& file);
 

@@ -5,10 +5,10 @@
 
 namespace WriteBack {
 
-/** Kills this process when the synchronisation of this path is the one that is asked for. */
+/** Kills this process if the sync of this path is the requested one. */
 void dieIfAsked(const std::string& path);
 
-/** Kills this process when a removal of this path is asked for. */
+/** Kills this process if a kill at the removal of this path is requested. */
 void dieWhenRemoved(const std::string& path);
 
 } // namespace WriteBack

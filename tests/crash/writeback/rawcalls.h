@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-/** System calls that are made directly, past the functions that this library replaces. */
+/** Direct system calls, bypassing the functions that this library replaces. */
 namespace WriteBack {
 
 inline constexpr off_t BlockSize = 4096; // the unit in which the page cache is written back
@@ -40,8 +40,8 @@ std::string parentOf(const std::string& path);
 std::string nameOf(const std::string& path);
 
 /**
- * Takes the time that CRASH_SLOW_LOG asks for if the descriptor is of a log file. What is written meanwhile may become
- * durable as well, or not; the caller holds no mutex.
+ * Waits for the time in CRASH_SLOW_LOG if the descriptor is that of a log file. What is written meanwhile may or may
+ * not become durable as well; the caller holds no mutex.
  */
 void waitForDisk(int descriptor);
 

@@ -11,7 +11,7 @@
 
 #include <sys/types.h>
 
-/** What the replaced system calls do with files that are tracked; with others, what the system does. */
+/** The replaced system calls for tracked files; for others, they do what the system does. */
 namespace WriteBack {
 
 int openTracked(const char* path, int flags, mode_t mode);
@@ -54,7 +54,7 @@ int trackedSync(int descriptor, long systemCall);
 /** Keeps a directory's inode number from being used again: an empty directory is moved into the state, not removed. */
 int removeDirectory(int base, const char* name);
 
-/** Removes a file, and kills the process then if that is asked for. */
+/** Removes a file, and then kills the process if that is requested. */
 int removeFile(int base, const char* name);
 
 } // namespace WriteBack

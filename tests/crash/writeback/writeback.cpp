@@ -1,5 +1,5 @@
 /*
- * A library to preload into a program. It keeps what would be left of a directory's files after a loss of power.
+ * A library to preload into a program. It tracks what would be left of a directory's files after a power failure.
  *
  *     CRASH_ENVIRONMENT         the directory of an environment, where Berkeley DB writes
  *
@@ -182,7 +182,7 @@ int renameat2(int fromDirectory, const char* from, int toDirectory, const char* 
     return renameTrackedAt(fromDirectory, from, toDirectory, to, flags);
 }
 
-/** These change files without their images: nothing uses them on tracked files, and nothing may begin to unnoticed. */
+/** These would change files but not their images: nothing may use them on tracked files, so they abort. */
 int fallocate(int descriptor, int mode, off_t offset, off_t size)
 {
     if (lookup(descriptor).file)

@@ -1,8 +1,8 @@
-#include "net/memorytrimmer.h"
+#include "base/memorytrimmer.h"
 
 #include "support/procfs.h"
+#include "support/threadcount.h"
 #include "support/waituntil.h"
-#include "threadcount.h"
 
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@
 
 namespace {
 
+using Base::MemoryTrimmer;
 using namespace std::chrono_literals;
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // they have allocators of their own
@@ -23,7 +24,7 @@ long residentKib()
     return std::stol(ProcFs::status(getpid(), "VmRSS"));
 }
 
-TEST(MemoryTrimmer, GivesBackWhatLargeRequestsHaveFreed)
+TEST(MemoryTrimmer, ReturnsWhatLargeRequestsHaveFreed)
 {
     MemoryTrimmer trimmer(1ms);
     const long before = residentKib();

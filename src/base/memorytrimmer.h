@@ -1,5 +1,5 @@
-#ifndef QUORVA_NET_MEMORYTRIMMER_H
-#define QUORVA_NET_MEMORYTRIMMER_H
+#ifndef QUORVA_BASE_MEMORYTRIMMER_H
+#define QUORVA_BASE_MEMORYTRIMMER_H
 
 #include <chrono>
 #include <condition_variable>
@@ -7,16 +7,18 @@
 #include <mutex>
 #include <thread>
 
+namespace Base {
+
 /**
- * Gives memory back to the system after large requests. The allocator keeps what they have freed, hundreds of MiB after
- * a few of them, for the next ones. Returning it takes milliseconds in which other threads wait for the allocator, so a
+ * Returns memory to the system after large requests. The allocator keeps freed memory for later use, hundreds of MiB
+ * after a few large requests. Returning it takes milliseconds in which other threads wait for the allocator, so a
  * separate thread does it once for all large requests of a short period.
  *
  * Threads: any, except for the destructor.
  */
 class MemoryTrimmer {
 public:
-    /** A request or reply of more bytes is large: many times a page of items of 1 KB. */
+    /** A request or reply of more bytes is large: this is many times a page of items of 1 KB. */
     static constexpr std::size_t LargeBytes = 1024 * 1024;
 
     /** `delay` is the time from the first large request to the return. */
@@ -28,7 +30,7 @@ public:
     /** A request or reply of this size was freed, or is about to be. */
     void noteFreed(std::size_t bytes);
 
-    /** How often memory was given back. */
+    /** How often memory has been returned. */
     int trims();
 
 private:
@@ -41,7 +43,9 @@ private:
     bool wanted_ = false;
     bool running_ = false; // the thread
     int trims_ = 0;
-    std::thread thread_; // started by a large request; ends when it has given the memory back
+    std::thread thread_; // started by a large request; exits after returning the memory
 };
+
+} // namespace Base
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_NET_THREADCOUNT_H
-#define QUORVA_TESTS_NET_THREADCOUNT_H
+#ifndef QUORVA_TESTS_SUPPORT_THREADCOUNT_H
+#define QUORVA_TESTS_SUPPORT_THREADCOUNT_H
 
 #include "support/waituntil.h"
 
@@ -16,7 +16,7 @@ inline std::size_t threadCount()
     return count;
 }
 
-/** How many threads of this process sleep in the system call with this number. */
+/** How many threads of this process are blocked in the system call with this number. */
 inline int threadsIn(long call)
 {
     int count = 0;

@@ -1,8 +1,10 @@
-#include "net/memorytrimmer.h"
+#include "base/memorytrimmer.h"
 
 #include "base/trythread.h"
 
 #include <malloc.h>
+
+namespace Base {
 
 MemoryTrimmer::MemoryTrimmer(std::chrono::milliseconds delay) : delay_(delay) {}
 
@@ -49,3 +51,5 @@ void MemoryTrimmer::run()
     }
     running_ = false;
 }
+
+} // namespace Base

@@ -11,9 +11,10 @@ namespace Http {
 
 namespace {
 
-// What the event loop may parse and compose, without keeping other clients waiting.
-constexpr qsizetype MostBodyBytes = 16 * 1024;
-constexpr qsizetype MostReplyBytes = 16 * 1024;
+// What the event loop's thread parses without delaying other clients; with more, a context switch matters less than
+// that several threads can share the work.
+constexpr qsizetype MostBodyBytes = 4 * 1024;
+constexpr qsizetype MostReplyBytes = 4 * 1024;
 
 /** Whether the end of an exchange is a matter of microseconds. */
 bool isShort(const ServerExchanges::Outcome& outcome)

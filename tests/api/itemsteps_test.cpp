@@ -93,6 +93,17 @@ TEST_F(ApiItemSteps, RefusalIsThatOfAnswer)
     }
 }
 
+TEST_F(ApiItemSteps, BodyHasToBeUtf8)
+{
+    (void)done("GetItem", body(key("a", "1")));
+    for (const char* bytes : {"\xff", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82", "\x80"}) {
+        ASSERT_EQ(begin("PutItem", put(bytes, "1")), Request::Step::Reply) << bytes;
+        EXPECT_TRUE(request_->refusal().body.contains("#SerializationException"))
+            << request_->refusal().body.toStdString();
+    }
+    EXPECT_EQ(begin("PutItem", put("\xf4\x8f\xbf\xbf\xe2\x82\xac\xed\x9f\xbf", "1")), Request::Step::Exchange);
+}
+
 TEST_F(ApiItemSteps, TableThatIsGoneMeanwhileIsNotFound)
 {
     (void)done("GetItem", body(key("a", "1")));

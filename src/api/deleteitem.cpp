@@ -1,27 +1,52 @@
-#include "api/itemoperations.h"
-#include "api/itemstore.h"
+#include "api/itemkeys.h"
+#include "api/itemrequests.h"
+#include "api/itemsteps.h"
 #include "api/itemwrite.h"
+#include "api/members.h"
+
+#include <utility>
 
 namespace Api {
 
-Failure deleteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
-{
-    ItemWrite write;
-    if (Failure failure = write.read(Expressions::RequestKind::Delete, request))
-        return failure;
-    std::shared_ptr<const Table> table;
-    StoredKey key;
-    if (Failure failure = findItem(request, context, &table, &key))
-        return failure;
+namespace {
 
-    const ItemStore store(context, table);
-    Failure failure = write.isPlain()
-                          ? store.remove(key)
-                          : write.carryOut(store, key, ItemStore::FirstGuess::Read, {ItemChange::Action::Delete, {}});
-    if (failure)
-        return failure;
-    write.writeReply(request, *table, write.oldBytes(), reply);
-    return std::nullopt;
+class DeleteItemSteps : public ItemSteps {
+public:
+    Failure read(const rapidjson::Value& request) override
+    {
+        return write_.read(Expressions::RequestKind::Delete, request);
+    }
+
+    Failure prepare(const rapidjson::Value& request, std::shared_ptr<const Table> table) override
+    {
+        table_ = std::move(table);
+        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+            return failure;
+        if (write_.isPlain())
+            call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_)};
+        return std::nullopt;
+    }
+
+    Failure carryOut(const ItemStore& store) override
+    {
+        return write_.carryOut(store, key_, ItemStore::FirstGuess::Read, {ItemChange::Action::Delete, {}});
+    }
+
+    Failure finish(const rapidjson::Value& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    {
+        write_.writeReply(request, *table_, write_.oldBytes(), writer);
+        return std::nullopt;
+    }
+
+private:
+    ItemWrite write_;
+};
+
+} // namespace
+
+std::unique_ptr<ItemSteps> deleteItemSteps()
+{
+    return std::make_unique<DeleteItemSteps>();
 }
 
 } // namespace Api

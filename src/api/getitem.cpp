@@ -1,37 +1,62 @@
 #include "api/capacity.h"
 #include "api/itemjson.h"
-#include "api/itemoperations.h"
-#include "api/itemstore.h"
+#include "api/itemkeys.h"
+#include "api/itemrequests.h"
+#include "api/itemsteps.h"
 #include "api/members.h"
 #include "items/itemsize.h"
 
+#include <utility>
+
 namespace Api {
 
-Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
-{
-    Expressions::Parameters parameters;
-    if (Failure failure = readParameters(Expressions::RequestKind::Get, request, &parameters))
-        return failure;
-    std::shared_ptr<const Table> table;
-    StoredKey key;
-    if (Failure failure = findItem(request, context, &table, &key))
-        return failure;
+namespace {
 
-    std::optional<Items::Item> item;
-    if (Failure failure = ItemStore(context, table).get(key, &item))
-        return failure;
-    reply->StartObject();
-    if (item) {
-        putName("Item", reply);
-        writeItem(*item, parameters.projection, reply);
+class GetItemSteps : public ItemSteps {
+public:
+    Failure read(const rapidjson::Value& request) override
+    {
+        return readParameters(Expressions::RequestKind::Get, request, &parameters_);
     }
-    if (Capacity::isWanted(request)) {
-        const std::size_t bytes = item ? Items::sizeOfItem(*item) : 0;
-        const bool isConsistent = boolIn(request, "ConsistentRead").value_or(false);
-        Capacity::writeMember(request, *table, Capacity::ofRead(bytes, isConsistent), reply);
+
+    Failure prepare(const rapidjson::Value& request, std::shared_ptr<const Table> table) override
+    {
+        table_ = std::move(table);
+        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+            return failure;
+        call_ = {::Operations::GetItem, ItemRequests::byKey(*table_, key_)};
+        return std::nullopt;
     }
-    reply->EndObject();
-    return std::nullopt;
+
+    Failure finish(const rapidjson::Value& request, const ItemStore& store, const ServerReply& reply,
+                   JsonWriter* writer) override
+    {
+        std::optional<Items::Item> item;
+        if (Failure failure = store.readReply(reply, key_, &item))
+            return failure;
+        writer->StartObject();
+        if (item) {
+            putName("Item", writer);
+            writeItem(*item, parameters_.projection, writer);
+        }
+        if (Capacity::isWanted(request)) {
+            const std::size_t bytes = item ? Items::sizeOfItem(*item) : 0;
+            const bool isConsistent = boolIn(request, "ConsistentRead").value_or(false);
+            Capacity::writeMember(request, *table_, Capacity::ofRead(bytes, isConsistent), writer);
+        }
+        writer->EndObject();
+        return std::nullopt;
+    }
+
+private:
+    Expressions::Parameters parameters_;
+};
+
+} // namespace
+
+std::unique_ptr<ItemSteps> getItemSteps()
+{
+    return std::make_unique<GetItemSteps>();
 }
 
 } // namespace Api

@@ -7,12 +7,9 @@
 
 #include <rapidjson/document.h>
 
-/** The operations on items, each a Handler. */
+/** The operations on items, each a Handler; itemsteps.h has those on one item that can be taken in steps. */
 namespace Api {
 
-[[nodiscard]] Failure getItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
-[[nodiscard]] Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
-[[nodiscard]] Failure deleteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 [[nodiscard]] Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply);

@@ -49,9 +49,10 @@ const rapidjson::Value* firstMismatch(const rapidjson::Value& reply)
     return all != nullptr && all->IsArray() && !all->Empty() ? &(*all)[0] : nullptr;
 }
 
-Failure notStorable()
+/** Whether a reply is that of a request which the server has carried out. */
+bool isFinal(const ServerReply& reply)
 {
-    return Errors::validation("Item size has exceeded the maximum allowed size");
+    return reply.isSuccess() || reply.isError(ErrorTypes::ConditionalCheckFailed);
 }
 
 } // namespace
@@ -71,24 +72,19 @@ Failure ItemStore::get(const StoredKey& key, std::optional<Item>* item) const
     ServerReply reply;
     if (Failure failure = send(::Operations::GetItem, ItemRequests::byKey(*table_, key), &reply))
         return failure;
+    return readReply(reply, key, item);
+}
+
+Failure ItemStore::readReply(const ServerReply& reply, const StoredKey& key, std::optional<Item>* item) const
+{
     item->reset();
     const rapidjson::Value* const stored = member(reply.body(), "Item");
     return stored != nullptr ? read(*stored, key, &item->emplace()) : std::nullopt;
 }
 
-Failure ItemStore::put(const StoredKey& key, const Item& item) const
+Error ItemStore::tooLarge()
 {
-    const auto body = ItemRequests::put(*table_, key, item);
-    if (!body)
-        return notStorable();
-    ServerReply reply;
-    return send(::Operations::PutItem, *body, &reply);
-}
-
-Failure ItemStore::remove(const StoredKey& key) const
-{
-    ServerReply reply;
-    return send(::Operations::DeleteItem, ItemRequests::byKey(*table_, key), &reply);
+    return Errors::validation("Item size has exceeded the maximum allowed size");
 }
 
 Failure ItemStore::change(const StoredKey& key, FirstGuess guess, const Compute& compute) const
@@ -162,7 +158,7 @@ Failure ItemStore::commit(const StoredKey& key, const Snapshot& before, const It
     if (change.action == ItemChange::Action::Put) {
         entry.put = ItemRequests::storedText(*table_, change.item);
         if (!entry.put)
-            return notStorable();
+            return tooLarge();
     }
     std::vector<ItemRequests::Entry> entries;
     entries.push_back(std::move(entry));
@@ -171,20 +167,27 @@ Failure ItemStore::commit(const StoredKey& key, const Snapshot& before, const It
 
 Failure ItemStore::send(const ::Operations::Operation& operation, const std::string& body, ServerReply* reply) const
 {
+    if (Failure failure = server_.send(operation, body, reply))
+        return failure;
+    return settle(operation, body, reply);
+}
+
+Failure ItemStore::settle(const ::Operations::Operation& operation, const std::string& body, ServerReply* reply) const
+{
+    if (isFinal(*reply))
+        return std::nullopt;
     BackOff backOff(TablePatience);
-    for (;;) {
+    // Also the reply while another request makes the server close the table's directory for a moment.
+    while (reply->isError(ErrorTypes::ResourceNotFound)) {
+        tables_.forget(table_->name);
+        if (!backOff.pause())
+            break;
         if (Failure failure = server_.send(operation, body, reply))
             return failure;
-        if (reply->isSuccess() || reply->isError(ErrorTypes::ConditionalCheckFailed))
+        if (isFinal(*reply))
             return std::nullopt;
-        // Also the reply while another request makes the server close the table's directory for a moment.
-        if (reply->isError(ErrorTypes::ResourceNotFound)) {
-            tables_.forget(table_->name);
-            if (backOff.pause())
-                continue;
-        }
-        return DirectoryRoom::failureOf(server_, *reply, table_->name.real);
     }
+    return DirectoryRoom::failureOf(server_, *reply, table_->name.real);
 }
 
 /** It says what a program needs to continue after the item, and what its operator needs to delete it. */

@@ -34,8 +34,9 @@ public:
     const Table& table() const { return *table_; }
 
     [[nodiscard]] Failure get(const StoredKey& key, std::optional<Items::Item>* item) const;
-    [[nodiscard]] Failure put(const StoredKey& key, const Items::Item& item) const;
-    [[nodiscard]] Failure remove(const StoredKey& key) const;
+
+    /** The failure of a put of an item that the server could not give back. */
+    static Error tooLarge();
 
     /** Computes a change from the item as it is, null if there is none. May be called again. A failure is the final
      * result. */
@@ -53,6 +54,17 @@ public:
     /** Sends any request on the table. Fails for every error of the server except a condition that does not hold. */
     [[nodiscard]] Failure send(const ::Operations::Operation& operation, const std::string& body,
                                ServerReply* reply) const;
+
+    /**
+     * Goes on after the first reply to a request: with a success or a condition that does not hold there is nothing to
+     * do, without a wait. Otherwise as send(), of which this is the latter half.
+     */
+    [[nodiscard]] Failure settle(const ::Operations::Operation& operation, const std::string& body,
+                                 ServerReply* reply) const;
+
+    /** Reads the reply to a GetItem that was a success. */
+    [[nodiscard]] Failure readReply(const ServerReply& reply, const StoredKey& key,
+                                    std::optional<Items::Item>* item) const;
 
     /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
     [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;

@@ -3,6 +3,7 @@
 
 #include <rapidjson/allocators.h>
 
+#include <array>
 #include <cstddef>
 
 namespace Api {
@@ -13,6 +14,9 @@ namespace Api {
  */
 using JsonPool = rapidjson::MemoryPoolAllocator<>;
 inline constexpr std::size_t JsonPoolBytes = 4096;
+
+/** The first chunk of a pool, for objects that contain it. */
+using JsonPoolBuffer = std::array<std::max_align_t, JsonPoolBytes / sizeof(std::max_align_t)>;
 
 } // namespace Api
 

@@ -1,6 +1,7 @@
 #include "api/operation.h"
 
 #include "api/itemoperations.h"
+#include "api/itemsteps.h"
 #include "api/shapes.h"
 #include "api/tableoperations.h"
 
@@ -15,17 +16,17 @@ constexpr std::array Served{
     Operation{"BatchGetItem", &Inputs::BatchGetItem, batchGetItem},
     Operation{"BatchWriteItem", &Inputs::BatchWriteItem, batchWriteItem},
     Operation{"CreateTable", &Inputs::CreateTable, createTable},
-    Operation{"DeleteItem", &Inputs::DeleteItem, deleteItem},
+    Operation{"DeleteItem", &Inputs::DeleteItem, nullptr, deleteItemSteps},
     Operation{"DeleteTable", &Inputs::DeleteTable, deleteTable},
     Operation{"DescribeContinuousBackups", &Inputs::DescribeContinuousBackups, describeContinuousBackups},
     Operation{"DescribeEndpoints", &Inputs::DescribeEndpoints, describeEndpoints},
     Operation{"DescribeLimits", &Inputs::DescribeLimits, describeLimits},
     Operation{"DescribeTable", &Inputs::DescribeTable, describeTable},
     Operation{"DescribeTimeToLive", &Inputs::DescribeTimeToLive, describeTimeToLive},
-    Operation{"GetItem", &Inputs::GetItem, getItem},
+    Operation{"GetItem", &Inputs::GetItem, nullptr, getItemSteps},
     Operation{"ListTables", &Inputs::ListTables, listTables},
     Operation{"ListTagsOfResource", &Inputs::ListTagsOfResource, listTagsOfResource},
-    Operation{"PutItem", &Inputs::PutItem, putItem},
+    Operation{"PutItem", &Inputs::PutItem, nullptr, putItemSteps},
     Operation{"Query", &Inputs::Query, query},
     Operation{"Scan", &Inputs::Scan, scan},
     Operation{"TagResource", &Inputs::TagResource, tagResource},

@@ -9,12 +9,14 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace Api {
 
 struct Shape;
+class ItemSteps;
 class TableCatalog;
 
 struct Settings {
@@ -37,10 +39,14 @@ struct Context {
  */
 using Handler = Failure (*)(const rapidjson::Value& request, Context& context, JsonWriter* reply);
 
+/** Makes the steps that execute a request. */
+using StepsMaker = std::unique_ptr<ItemSteps> (*)();
+
 struct Operation {
     std::string_view name;
     const Shape* input;
-    Handler handler;
+    Handler handler; // null if there are steps
+    StepsMaker steps = nullptr;
 };
 
 /** The operation with this name, without the version prefix; null if it is not served. */

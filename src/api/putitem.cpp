@@ -1,10 +1,9 @@
 #include "api/itemjson.h"
 #include "api/itemkeys.h"
-#include "api/itemoperations.h"
-#include "api/itemstore.h"
+#include "api/itemrequests.h"
+#include "api/itemsteps.h"
 #include "api/itemwrite.h"
 #include "api/members.h"
-#include "api/tablecatalog.h"
 #include "items/itemsize.h"
 
 #include <algorithm>
@@ -12,32 +11,56 @@
 
 namespace Api {
 
-Failure putItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
-{
-    ItemWrite write;
-    if (Failure failure = write.read(Expressions::RequestKind::Put, request))
-        return failure;
-    Items::Item item;
-    if (Failure failure = readItem(*member(request, "Item"), &item))
-        return failure;
-    std::shared_ptr<const Table> table;
-    if (Failure failure = context.tables.find(textIn(request, "TableName"), &table))
-        return failure;
-    StoredKey key;
-    if (Failure failure = ItemKeys::ofItem(*table, item, &key))
-        return failure;
-    const std::size_t bytes = Items::sizeOfItem(item);
-    if (bytes > Items::MostItemBytes)
-        return Errors::validation("Item size has exceeded the maximum allowed size");
+namespace {
 
-    const ItemStore store(context, table);
-    Failure failure = write.isPlain() ? store.put(key, item)
-                                      : write.carryOut(store, key, ItemStore::FirstGuess::NoItem,
-                                                       {ItemChange::Action::Put, std::move(item)});
-    if (failure)
-        return failure;
-    write.writeReply(request, *table, std::max(bytes, write.oldBytes()), reply);
-    return std::nullopt;
+class PutItemSteps : public ItemSteps {
+public:
+    Failure read(const rapidjson::Value& request) override
+    {
+        if (Failure failure = write_.read(Expressions::RequestKind::Put, request))
+            return failure;
+        return readItem(*member(request, "Item"), &item_);
+    }
+
+    Failure prepare(const rapidjson::Value&, std::shared_ptr<const Table> table) override
+    {
+        table_ = std::move(table);
+        if (Failure failure = ItemKeys::ofItem(*table_, item_, &key_))
+            return failure;
+        bytes_ = Items::sizeOfItem(item_);
+        if (bytes_ > Items::MostItemBytes)
+            return ItemStore::tooLarge();
+        if (!write_.isPlain())
+            return std::nullopt;
+        std::optional<std::string> body = ItemRequests::put(*table_, key_, item_);
+        if (!body)
+            return ItemStore::tooLarge();
+        call_ = {::Operations::PutItem, std::move(*body)};
+        return std::nullopt;
+    }
+
+    Failure carryOut(const ItemStore& store) override
+    {
+        return write_.carryOut(store, key_, ItemStore::FirstGuess::NoItem, {ItemChange::Action::Put, std::move(item_)});
+    }
+
+    Failure finish(const rapidjson::Value& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    {
+        write_.writeReply(request, *table_, std::max(bytes_, write_.oldBytes()), writer);
+        return std::nullopt;
+    }
+
+private:
+    ItemWrite write_;
+    Items::Item item_;
+    std::size_t bytes_ = 0; // of the item, as the API counts them
+};
+
+} // namespace
+
+std::unique_ptr<ItemSteps> putItemSteps()
+{
+    return std::make_unique<PutItemSteps>();
 }
 
 } // namespace Api

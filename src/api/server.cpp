@@ -46,11 +46,19 @@ Failure ServerReply::failure() const
 
 Failure Server::send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const
 {
-    reply->body_.SetNull();
-    reply->pool_.Clear();
+    QByteArray text;
     QString error;
     const QByteArray bytes = QByteArray::fromRawData(body.data(), static_cast<qsizetype>(body.size()));
-    switch (exchange_(operation.fullName(), bytes, &reply->text_, &error)) {
+    const Client::ExchangeResult result = exchange_(operation.fullName(), bytes, &text, &error);
+    return take(result, std::move(text), error, reply);
+}
+
+Failure Server::take(Client::ExchangeResult result, QByteArray&& text, const QString& error, ServerReply* reply)
+{
+    reply->body_.SetNull();
+    reply->pool_.Clear();
+    reply->text_ = std::move(text);
+    switch (result) {
     case Client::ExchangeResult::NotSent:
         return Errors::unavailable("The server cannot be reached, nothing was done: " + error.toStdString());
     case Client::ExchangeResult::Lost:

@@ -36,7 +36,8 @@ private:
     friend class Server;
 
     QByteArray text_; // the strings of body_ are in here
-    JsonPool pool_{JsonPoolBytes};
+    JsonPoolBuffer buffer_;
+    JsonPool pool_{buffer_.data(), sizeof buffer_, JsonPoolBytes};
     rapidjson::Document body_{&pool_};
 };
 
@@ -51,6 +52,10 @@ public:
 
     /** Sends a request with this body, and waits. Fails if there is no reply; an error of the server is a reply. */
     [[nodiscard]] Failure send(const Operations::Operation& operation, std::string_view body, ServerReply* reply) const;
+
+    /** Takes the reply to a request that was sent in another way; `error` is why there is none, if `result` says so. */
+    [[nodiscard]] static Failure take(Client::ExchangeResult result, QByteArray&& text, const QString& error,
+                                      ServerReply* reply);
 
 private:
     const Exchange exchange_;

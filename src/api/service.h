@@ -2,20 +2,17 @@
 #define QUORVA_API_SERVICE_H
 
 #include "api/operation.h"
+#include "api/request.h"
 #include "api/server.h"
 #include "api/tablecatalog.h"
 #include "api/tablefigures.h"
 
 #include <QByteArray>
 
+#include <memory>
 #include <string_view>
 
 namespace Api {
-
-struct Reply {
-    int status = 200; // of HTTP
-    QByteArray body;
-};
 
 /** Answers the API's requests, independent of the transport. Any thread. */
 class Service {
@@ -35,6 +32,12 @@ public:
      * server.
      */
     Reply answer(std::string_view operation, std::string_view host, const QByteArray& body);
+
+    /**
+     * The request, for a caller that does not wait for the server between its steps; null for an operation without
+     * steps. `host` must outlive it.
+     */
+    std::unique_ptr<Request> prepare(std::string_view operation, std::string_view host);
 
 private:
     const Settings settings_;

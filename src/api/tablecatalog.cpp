@@ -42,6 +42,12 @@ Failure TableCatalog::find(std::string_view requested, std::shared_ptr<const Tab
     return *table != nullptr ? std::nullopt : read(name, isKnown, table);
 }
 
+std::shared_ptr<const Table> TableCatalog::findCached(std::string_view requested) const
+{
+    bool isKnown = false;
+    return remembered(resolve(requested).real, &isKnown);
+}
+
 Failure TableCatalog::findNamed(std::string_view requested, std::shared_ptr<const Table>* table)
 {
     Failure failure = find(requested, table);

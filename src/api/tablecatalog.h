@@ -31,7 +31,9 @@ public:
 
     /** Finds a table. The result stays valid even if the table is changed or deleted. Fails with resourceNotFound(). */
     [[nodiscard]] Failure find(std::string_view requested, std::shared_ptr<const Table>* table);
-    /** The same, but fails with tableNotFound(). */
+    /** The same without asking the server; null if the cache has no description that is recent enough. */
+    std::shared_ptr<const Table> findCached(std::string_view requested) const;
+    /** The same as find(), but fails with tableNotFound(). */
     [[nodiscard]] Failure findNamed(std::string_view requested, std::shared_ptr<const Table>* table);
 
     /** Drops a table from the cache, as its description turned out to be out of date. */

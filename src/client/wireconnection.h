@@ -7,6 +7,8 @@
 #include <QDeadlineTimer>
 #include <QString>
 
+#include <utility>
+
 struct sockaddr_in;
 
 /** The client side of the protocol, shared by the tools and the tests. */
@@ -26,6 +28,8 @@ public:
         surplus_.clear();
     }
     bool isOpen() const { return socket_.isOpen(); }
+    /** Hands the socket over to the caller, between exchanges. */
+    [[nodiscard]] Base::Descriptor release() { return std::move(socket_); }
 
     /**
      * Sends one request, with the full name of the operation, and reads the reply's JSON text. Returns false if no

@@ -37,6 +37,15 @@ void Crew::post(Job&& job)
     jobs_.push_back(std::move(job));
 }
 
+Crew::Place Crew::takePlace()
+{
+    const std::lock_guard lock(mutex_);
+    if (!jobs_.empty() || busy_ == limit_)
+        return Place(nullptr);
+    ++busy_;
+    return Place(this);
+}
+
 void Crew::work()
 {
     for (;;) {

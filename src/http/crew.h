@@ -6,6 +6,7 @@
 #include <latch>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Http {
@@ -35,6 +36,26 @@ public:
 
     /** Queues a job, which must not throw. To be called only within a step. */
     void post(Job&& job);
+
+    /** The place of a job, taken by work that steps do; null for none. */
+    class Place {
+    public:
+        explicit Place(Crew* crew) : crew_(crew) {}
+        Place(Place&& other) noexcept : crew_(std::exchange(other.crew_, nullptr)) {}
+        Place& operator=(Place&&) = delete;
+        ~Place()
+        {
+            if (crew_ != nullptr)
+                crew_->endJob();
+        }
+        explicit operator bool() const { return crew_ != nullptr; }
+
+    private:
+        Crew* crew_;
+    };
+    /** Takes a place if one is free and no job waits for it. To be called, and the place to be given up, within steps.
+     */
+    [[nodiscard]] Place takePlace();
 
 private:
     void work();

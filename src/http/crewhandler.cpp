@@ -8,18 +8,27 @@
 
 namespace Http {
 
-void CrewHandler::serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done)
+void CrewHandler::serve(const RequestHead& head, QByteArray&& body, Done done)
 {
-    crew_->post([this, &head, body = std::move(body), done = std::move(done)]() mutable {
-        Response response;
-        try {
-            response = answerPacked(head, body);
-        } catch (const std::bad_alloc&) {
-            body.clear();
-            response = ApiResponses::fault(head, Fault::NoMemory);
-        }
-        done(std::move(response));
+    post(
+        head, [this, &head, body = std::move(body)] { return answerPacked(head, body); }, std::move(done));
+}
+
+void CrewHandler::post(const RequestHead& head, std::function<Response()>&& respond, Done&& done)
+{
+    crew_->post([&head, respond = std::move(respond), done = std::move(done)]() mutable {
+        done(guarded(head, std::move(respond)));
     });
+}
+
+Response CrewHandler::guarded(const RequestHead& head, std::function<Response()>&& respond)
+{
+    try {
+        return respond();
+    } catch (const std::bad_alloc&) {
+        respond = nullptr; // and with it the body
+        return ApiResponses::fault(head, Fault::NoMemory);
+    }
 }
 
 Response CrewHandler::answerPacked(const RequestHead& head, const QByteArray& packed)

@@ -15,11 +15,18 @@ public:
      */
     CrewHandler(std::size_t bodyBytes, Crew* crew) : bodyBytes_(bodyBytes), crew_(crew) {}
 
-    void serve(const RequestHead& head, QByteArray&& body, std::function<void(Response&&)> done) override;
+    using Done = std::function<void(Response&&)>;
+
+    void serve(const RequestHead& head, QByteArray&& body, Done done) override;
 
 protected:
     /** Answers a request, given its decompressed body, on a thread that may block. */
     virtual Response answer(const RequestHead& head, const QByteArray& body) = 0;
+
+    /** Has a job of the crew answer a request with what `respond` returns. For the transport's thread. */
+    void post(const RequestHead& head, std::function<Response()>&& respond, Done&& done);
+    /** What `respond` returns, unless there is not enough memory. */
+    static Response guarded(const RequestHead& head, std::function<Response()>&& respond);
 
 private:
     Response answerPacked(const RequestHead& head, const QByteArray& packed);

@@ -74,22 +74,48 @@ QByteArray serversBody(const Operations::Operation& operation, const QByteArray&
 
 Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
 {
+    Call call;
+    std::optional<Answer> refusal = prepare(target, body, &call);
+    return refusal ? std::move(*refusal) : answer(call);
+}
+
+Answer Gateway::answer(const Operations::Operation& operation, const QByteArray& body)
+{
+    Call call;
+    std::optional<Answer> refusal = prepare(operation, body, &call);
+    return refusal ? std::move(*refusal) : answer(call);
+}
+
+std::optional<Answer> Gateway::prepare(const QByteArray& target, const QByteArray& body, Call* call)
+{
     if (target.isEmpty())
         return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "The header X-Amz-Target is missing");
     const Operations::Operation* const operation = operationOf(target);
     if (operation == nullptr)
         return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "There is no operation " + target);
-    return answer(*operation, body);
+    return prepare(*operation, body, call);
 }
 
-Answer Gateway::answer(const Operations::Operation& operation, const QByteArray& body)
+std::optional<Answer> Gateway::prepare(const Operations::Operation& operation, const QByteArray& body, Call* call)
 {
     if (!isObject(body))
         return errorAnswer(BadRequest, OwnErrorTypes::Serialization, "The body is not a JSON object");
+    *call = {&operation, serversBody(operation, body)};
+    return std::nullopt;
+}
 
+Answer Gateway::answer(const Call& call)
+{
     QByteArray reply;
     QString error;
-    switch (server_->exchange(operation.fullName(), serversBody(operation, body), &reply, &error)) {
+    const ExchangeResult result = server_->exchange(call.operation->fullName(), call.body, &reply, &error);
+    return finish(*call.operation, result, reply, error);
+}
+
+Answer Gateway::finish(const Operations::Operation& operation, ExchangeResult result, const QByteArray& reply,
+                       const QString& error)
+{
+    switch (result) {
     case ExchangeResult::NotSent:
         return errorAnswer(ServiceUnavailable, OwnErrorTypes::ServiceUnavailable,
                            "The server cannot be reached, nothing was done: " + error.toLatin1());

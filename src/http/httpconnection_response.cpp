@@ -26,12 +26,16 @@ void HttpConnection::serve()
         return;
     }
     enter(State::Serving);
-    // Until settle() nothing else uses the connection, so it is safe to send the response on this thread, which saves a
+    // Until settle() nothing else uses the connection, so it is safe to send the response on any thread, which saves a
     // context switch. The guard keeps the event loop alive until then.
     service_->serve(parser_->head(), parser_->takeBody(),
                     [self = shared_from_this(),
                      guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
                         self->compose(std::move(response));
+                        if (guard.get_executor().running_in_this_thread()) {
+                            self->write();
+                            return;
+                        }
                         self->send();
                         asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
                         guard.reset();

@@ -24,6 +24,9 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
+    /** Of the event loop. run() does not return while it has operations pending. */
+    Executor executor() { return loop_.get_executor(); }
+
     /** Binds a port, or with 0 any free one. Returns the port, or -1 on failure with errno set. */
     [[nodiscard]] int bind(int port);
 

@@ -125,7 +125,7 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
 {
     const Http::Upstream upstream{QString::fromStdString(options.host), options.port, options.connectSeconds * 1000,
                                   options.receiveSeconds * 1000};
-    Http::ServerPool pool(upstream);
+    Http::ServerPool pool(upstream, options.threads);
     Http::Gateway gateway(&pool);
     Api::Service service([&pool](const QByteArray& operation, const QByteArray& body, QByteArray* reply,
                                  QString* error) { return pool.exchange(operation, body, reply, error); },
@@ -137,11 +137,9 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
     Http::TransportFigures figures;
     Http::StatusProbe probe(
         upstream, std::chrono::seconds(std::min({options.connectSeconds, options.receiveSeconds, ProbeSeconds})));
-    Http::ApiHandler api(options.bodyBytes, &gateway, &service, &crew);
     Http::MetricsHandler metrics(&probe, &figures);
     Http::HealthHandler health(&probe);
     Http::HttpRouter router(hosts, users);
-    router.add("/", {"POST"}, &api);
     router.add("/metrics", {"GET", "HEAD"}, &metrics);
     router.add("/health", {"GET", "HEAD"}, &health);
     const Http::ConsoleToken token;
@@ -155,6 +153,9 @@ int serve(const Options& options, AllowedUsers* users, int terminal)
         router.addTree("/console", {"GET", "HEAD"}, &consoleFiles);
     }
     Http::HttpServer server(limitsOf(options), &router, &crew, &figures);
+    Http::ServerExchanges exchanges(server.executor(), &pool, &crew);
+    Http::ApiHandler api(options.bodyBytes, &gateway, &service, &crew, &exchanges);
+    router.add("/", {"POST"}, &api);
     const int port = server.bind(options.listen);
     if (const int code = checkBound(port, options.listen))
         return code;

@@ -27,7 +27,7 @@ struct JsonError {
  * False, with `error` set, when the value is not exactly one of the ten types, a number or base64 is malformed, a set
  * is empty or repeats an element, or maps and lists are nested deeper than MostLevels; `value` is then unspecified.
  *
- * The document must be UTF-8, checked by the parser (rapidjson::kParseValidateEncodingFlag). The parser must also limit
+ * The document must have been checked to be UTF-8, by the parser or before. The parser must also limit
  * the depth, or be the iterative one; reading values recurses no deeper than MostLevels.
  */
 [[nodiscard]] bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error);

@@ -1,5 +1,7 @@
 #include "json/jsonmembers.h"
 
+#include "json/canonicaltext.h"
+
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
@@ -75,11 +77,25 @@ private:
     int depth_ = 0;
 };
 
+/** The same for text in the server's own form, by a scan that is several times as fast; false for any other. */
+bool findCanonicalMembers(QByteArrayView text, std::vector<Member>* members)
+{
+    std::vector<MemberText> found;
+    if (!splitObject(text, &found))
+        return false;
+    members->reserve(found.size());
+    for (const MemberText& member : found)
+        members->push_back({member.name, {member.name.begin() - 1, member.name.end() + 1}, member.value});
+    return true;
+}
+
 } // namespace
 
 bool findMembers(QByteArrayView text, std::vector<Member>* members)
 {
     members->clear();
+    if (findCanonicalMembers(text, members))
+        return true;
     // Not a string stream: the reader works on a copy of those, and the original does not advance.
     rapidjson::MemoryStream stream(text.data(), static_cast<std::size_t>(text.size()));
     MemberFinder finder(text, stream, members);

@@ -57,6 +57,16 @@ void Envelope::appendTo(QByteArray* reply) const
 
 namespace Envelopes {
 
+bool reportsSuccess(QByteArrayView reply)
+{
+    static const QByteArray end = [] {
+        QByteArray whole("{}");
+        Success.appendTo(&whole);
+        return whole.mid(1);
+    }();
+    return reply.endsWith(end);
+}
+
 int code(const QVariantMap& reply)
 {
     return reply.value(CodeName).toInt();

@@ -2,6 +2,7 @@
 #define QUORVA_PROTOCOL_ENVELOPE_H
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QLatin1StringView>
 #include <QString>
 #include <QVariantMap>
@@ -59,6 +60,9 @@ bool isSuccess(const QVariantMap& reply);
 QString outcome(const QVariantMap& reply);
 QString errorType(const QVariantMap& reply);
 QString message(const QVariantMap& reply);
+
+/** Whether the text of a reply ends as that of each success does. */
+bool reportsSuccess(QByteArrayView reply);
 
 /** What the operation returns: the reply without these members. */
 QVariantMap content(QVariantMap reply);

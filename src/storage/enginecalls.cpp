@@ -1,11 +1,13 @@
 #include "storage/enginecalls.h"
 
+#include "base/filesync.h"
 #include "metrics/waits.h"
 #include "storage/lognaming.h"
 
 #include <db_cxx.h>
 
 #include <atomic>
+#include <filesystem>
 
 #include <unistd.h>
 
@@ -34,6 +36,20 @@ int timedSynchronise(int descriptor)
     return rc;
 }
 
+/**
+ * Makes the removal of a file durable at once. Recovery removes the files whose creation did not commit, and then
+ * writes a checkpoint, behind which no later recovery looks: after a power failure that brought such a file back, its
+ * table could not be opened any more.
+ */
+int removeDurably(const char* path)
+{
+    const Metrics::DiskWait wait;
+    const int rc = ::unlink(path);
+    if (rc == 0)
+        (void)Base::syncToDisk(std::filesystem::path(path).parent_path()); // ignored: the file is gone in any case
+    return rc;
+}
+
 } // namespace
 
 void EngineCalls::replace()
@@ -42,6 +58,7 @@ void EngineCalls::replace()
     (void)db_env_set_func_pread(timedRead);
     (void)db_env_set_func_pwrite(timedWrite);
     (void)db_env_set_func_fsync(timedSynchronise);
+    (void)db_env_set_func_unlink(removeDurably);
     replaced = true;
 }
 

@@ -26,7 +26,7 @@ protected:
     {
         ASSERT_TRUE(server_.start());
         pool_ = std::make_unique<Http::ServerPool>(
-            Http::Upstream{QString::fromLatin1(Endpoint::Host), server_.port(), Timeout, Timeout});
+            Http::Upstream{QString::fromLatin1(Endpoint::Host), server_.port(), Timeout, Timeout}, Connections);
         service_ = std::make_unique<Api::Service>(
             [this](const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error) {
                 ++exchanges_;
@@ -122,7 +122,8 @@ protected:
     static std::string canonical(const std::string& json) { return Json::serialize(parsed(json)).toStdString(); }
 
     static constexpr int Timeout = 60'000; // milliseconds
-    TempDir directory_;                    // of the tables
+    static constexpr int Connections = 64;
+    TempDir directory_; // of the tables
     ServerProcess server_;
     std::unique_ptr<Http::ServerPool> pool_;
     std::unique_ptr<Api::Service> service_;

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 using Http::Crew;
@@ -87,6 +88,30 @@ TEST(Crew, ThreadThatPostsAJobDoesItItself)
         return !isDone;
     });
     EXPECT_EQ(doer, poster);
+}
+
+TEST(Crew, PlaceThatAStepHasTakenIsThatOfAJob)
+{
+    Crew crew(1);
+    std::optional<Crew::Place> place;
+    std::atomic<bool> isDone = false;
+    int steps = 0;
+    crew.run([&] {
+        if (++steps == 1) {
+            place.emplace(crew.takePlace());
+            EXPECT_TRUE(*place);
+            EXPECT_FALSE(crew.takePlace()) << "there is only one";
+            crew.post([&] { isDone = true; });
+        } else if (steps == 10) {
+            EXPECT_FALSE(isDone) << "there is no place for the job";
+            place.reset();
+            EXPECT_FALSE(crew.takePlace()) << "the job comes first";
+        }
+        const bool isFree = steps > 10 && crew.takePlace(); // and given up at once
+        EXPECT_TRUE(isDone || !isFree);
+        return !isFree;
+    });
+    EXPECT_TRUE(isDone);
 }
 
 TEST(Crew, MayNeverRun)

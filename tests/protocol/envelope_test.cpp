@@ -44,3 +44,13 @@ TEST(Envelope, ReadsBackAsItWasWritten)
     EXPECT_EQ(Envelopes::message(done), "");
     EXPECT_FALSE(Envelopes::isSuccess({}));
 }
+
+TEST(Envelope, SuccessIsSeenFromTheEndOfTheText)
+{
+    EXPECT_TRUE(Envelopes::reportsSuccess(withEnvelope(Envelopes::Success, "{}")));
+    EXPECT_TRUE(Envelopes::reportsSuccess(withEnvelope(Envelopes::Success, R"({"Item":{}})")));
+    for (const Envelope& error : {Envelopes::ConditionFailed, Envelopes::NotFound, Envelopes::InternalError})
+        EXPECT_FALSE(Envelopes::reportsSuccess(withEnvelope(error, R"({"Item":{}})"))) << error.type;
+    EXPECT_FALSE(Envelopes::reportsSuccess("{}"));
+    EXPECT_FALSE(Envelopes::reportsSuccess(""));
+}

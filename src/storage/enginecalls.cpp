@@ -7,6 +7,7 @@
 #include <db_cxx.h>
 
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 
 #include <unistd.h>
@@ -40,14 +41,15 @@ int timedSynchronise(int descriptor)
  * Makes the removal of a file durable at once. Recovery removes the files whose creation did not commit, and then
  * writes a checkpoint, behind which no later recovery looks: after a power failure that brought such a file back, its
  * table could not be opened any more.
+ * Berkeley DB expects an errno value of this function, unlike of the others.
  */
 int removeDurably(const char* path)
 {
     const Metrics::DiskWait wait;
-    const int rc = ::unlink(path);
-    if (rc == 0)
-        (void)Base::syncToDisk(std::filesystem::path(path).parent_path()); // ignored: the file is gone in any case
-    return rc;
+    if (::unlink(path) != 0)
+        return errno;                                                  // often there is none
+    (void)Base::syncToDisk(std::filesystem::path(path).parent_path()); // ignored: the file is gone in any case
+    return 0;
 }
 
 } // namespace

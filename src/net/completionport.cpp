@@ -70,8 +70,11 @@ int CompletionPort::control(int operation, int socket, void* key, std::uint32_t 
 void* CompletionPort::next()
 {
     epoll_event event{};
-    ++waiting_;
-    if (!takeReady(&event)) {
+    const int waiting = ++waiting_;
+    const bool othersRun = waiting < mostWaiting_;
+    if (!othersRun)
+        mostWaiting_ = waiting; // of concurrent writers any value will do: all of them wait again and again
+    if (!othersRun || !takeReady(&event)) {
         while (!take(&event, -1)) {
             // EINTR: a wait without limit can fail in no other way.
         }
@@ -90,7 +93,7 @@ bool CompletionPort::take(epoll_event* event, int milliseconds)
  * Takes an event that is there, or lets other threads run once, so that there may be one when this returns false. With
  * a few clients, a worker that has answered one is usually ahead of the next request by less than it takes to put it to
  * sleep and wake another. Once, as a processor with nothing else to do must get its rest, and one thread at a time: the
- * processors are for those who send requests.
+ * processors are for those who send requests. And only while another worker runs: a single client would wait longer.
  */
 bool CompletionPort::takeReady(epoll_event* event)
 {

@@ -68,6 +68,7 @@ private:
     Base::Descriptor epoll_;
     Base::Descriptor stopEvent_;         // an eventfd in the epoll set, with the null key
     std::atomic<int> waiting_{0};        // threads in next()
+    std::atomic<int> mostWaiting_{0};    // ever seen at once: with fewer, others run
     std::atomic<bool> isLooking_{false}; // one of them is in takeReady()
 };
 

@@ -1,9 +1,9 @@
-// A connection's life and states, and how it reads a request. httpconnection_response.cpp answers it.
+// A connection's life and states, and how it reads a request; httpconnection_body.cpp has what concerns bodies, and
+// httpconnection_response.cpp answers.
 #include "http/httpconnection.h"
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/write.hpp>
 
 #include <algorithm>
 #include <string_view>
@@ -21,7 +21,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds Grace{1000};
 
 constexpr std::size_t BodyPiece = 65536;
-constexpr std::size_t LargeBody = 65536;
 
 } // namespace
 
@@ -73,16 +72,6 @@ void HttpConnection::stop()
 bool HttpConnection::isIdleSince(milliseconds time) const
 {
     return state_ == State::Idle && Clock::now() - since_ >= time;
-}
-
-void HttpConnection::enterBodyRoom(std::size_t bytes)
-{
-    bodyRoom_ = bytes;
-    // Not immediately: this connection may be waiting after others, and be called by the one that made room.
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
-        if (self->state_ == State::Queued)
-            self->goOn();
-    });
 }
 
 void HttpConnection::enter(State state)
@@ -199,63 +188,6 @@ void HttpConnection::goOn()
     } else {
         read();
     }
-}
-
-/** Returns false if the rest of the request must not be read yet. */
-bool HttpConnection::beginBody()
-{
-    if (std::optional<Response> refusal = service_->refuse(parser_->head()))
-        answer(std::move(*refusal));
-    else if (parser_->isTooLong())
-        fail(Fault::BodyTooLarge);
-    else if (parser_->expectsContinue() && !parser_->isWhole())
-        inviteBody();
-    else
-        return true;
-    return false;
-}
-
-void HttpConnection::inviteBody()
-{
-    static constexpr std::string_view Invitation = "HTTP/1.1 100 Continue\r\n\r\n";
-    enter(State::Inviting, limits_.transfer);
-    asio::async_write(socket_, asio::buffer(Invitation),
-                      [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
-                          self->connections_->figures()->sentBytes.add(static_cast<qint64>(size));
-                          if (self->state_ != State::Inviting)
-                              return;
-                          if (error)
-                              self->end();
-                          else if (self->input_.size() > 0)
-                              self->parse();
-                          else
-                              self->read();
-                      });
-}
-
-/**
- * The room that the body needs, 0 if it is small. It is reserved when the first large piece has arrived, or, as a few
- * bytes may be packed that decompress to the limit, before the request is served.
- */
-std::size_t HttpConnection::neededRoom() const
-{
-    const bool isLarge = parser_->bodySize() > LargeBody;
-    return isLarge || (parser_->isWhole() && parser_->isPacked()) ? parser_->mostBodySize() : 0;
-}
-
-/** Limits how much memory large bodies take at once. */
-bool HttpConnection::hasRoomForBody()
-{
-    const std::size_t needed = neededRoom();
-    if (bodyRoom_ == 0 && needed > 0 && connections_->takeBodyRoom(needed))
-        bodyRoom_ = needed;
-    return bodyRoom_ >= needed;
-}
-
-void HttpConnection::leaveBodyRoom()
-{
-    if (bodyRoom_ > 0)
-        connections_->giveBodyRoom(std::exchange(bodyRoom_, 0));
 }
 
 } // namespace Http

@@ -73,6 +73,7 @@ protected:
      */
     void settle()
     {
+        tables_.close(); // it may be writing its first checkpoint as well
         const LogCapture log(LogInfo);
         tables_.reopen();
         db_ = tables_.index();

@@ -5,6 +5,7 @@
 #include "protocol/envelope.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace Http {
@@ -41,8 +42,15 @@ void ApiHandler::serve(const RequestHead& head, QByteArray&& body, Done done)
         CrewHandler::serve(head, std::move(body), std::move(done));
         return;
     }
+    ApiExchange::Step step{};
+    try {
+        step = exchange->begin(body);
+    } catch (const std::bad_alloc&) {
+        done(ApiResponses::fault(head, Fault::NoMemory));
+        return;
+    }
     auto pending = std::make_shared<Pending>(Pending{head, std::move(done), std::move(exchange)});
-    switch (pending->exchange->begin(body)) {
+    switch (step) {
     case ApiExchange::Step::Respond:
         pending->done(ApiResponses::of(pending->exchange->respond()));
         return;

@@ -24,6 +24,15 @@ inline std::string errorText(std::string_view type, std::string_view message)
     return "{\"__type\":\"" + std::string(type) + "\",\"" + name + "\":\"" + std::string(message) + "\"}";
 }
 
+/** A description without its "TableSizeBytes", which changes whenever pages are written to the files. */
+inline std::string withoutSize(std::string description)
+{
+    constexpr std::string_view Name = "\"TableSizeBytes\":";
+    if (const std::size_t at = description.find(Name); at != std::string::npos)
+        description.erase(at, description.find(',', at) + 1 - at);
+    return description;
+}
+
 /** The API without HTTP, in front of a real server, with a directory for plain names. For one thread at a time. */
 class ApiTest : public testing::Test {
 protected:

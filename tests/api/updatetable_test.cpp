@@ -10,7 +10,7 @@ class UpdateTable : public ApiTest {
 protected:
     static std::string body(const std::string& members) { return R"({"TableName":"orders",)" + members + '}'; }
     std::string update(const std::string& members) { return call("UpdateTable", body(members)); }
-    std::string describe() { return call("DescribeTable", R"({"TableName":"orders"})"); }
+    std::string describe() { return withoutSize(call("DescribeTable", R"({"TableName":"orders"})")); }
 
     const std::string units_ = R"("ProvisionedThroughput":{"ReadCapacityUnits":3,"WriteCapacityUnits":4})";
 };
@@ -28,7 +28,7 @@ TEST_F(UpdateTable, ChangesTheBillingModeAndStoresIt)
     EXPECT_THAT(updated, HasSubstr(provisioned));
     EXPECT_THAT(updated, HasSubstr(R"("TableStatus":"ACTIVE","CreationDateTime":1700000000.25,)"));
     start(directory_);
-    EXPECT_EQ("{\"Table\"" + updated.substr(updated.find(':')), describe());
+    EXPECT_EQ(withoutSize("{\"Table\"" + updated.substr(updated.find(':'))), describe());
 
     EXPECT_THAT(update(R"("BillingMode":"PAY_PER_REQUEST")"),
                 HasSubstr(R"("ReadCapacityUnits":0,"WriteCapacityUnits":0},"BillingModeSummary":{"BillingMode":)"

@@ -76,6 +76,7 @@ TEST_F(WalkFailureTest, JsonThatIsNoObjectIsAnItemOfKeysAlone)
 
 TEST_F(WalkFailureTest, TransactionThatCannotBeginIsReported)
 {
+    ASSERT_NO_FATAL_FAILURE(env_.settle());
     put({"a", "1"});
     ASSERT_EQ(env_.env()->set_flags(DB_PANIC_ENVIRONMENT, 1), 0);
     Scanned progress = withLimit(9);

@@ -126,6 +126,7 @@ TEST_F(FailedFlush, IsLoggedWithTheTable)
 {
     createTable(tableName());
     ASSERT_EQ(put("k", "1", {}).value("__rc"), QVariant(200LL));
+    ASSERT_TRUE(server_.waitForLog("Done txn_checkpoint")); // one that meets a full disk ends the server
     fillDisk();
     ASSERT_EQ(put("k", "2", {}).value("__type"), QVariant("InternalServerError"));
     const QVariantList told = failures(1);

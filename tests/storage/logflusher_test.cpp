@@ -17,7 +17,7 @@ using testing::UnorderedElementsAre;
 
 TEST_F(LogFlusherTest, ARequestThatIsAloneFlushesItself)
 {
-    const std::uintmax_t before = flushes();
+    const std::uint64_t before = flushes();
     EXPECT_TRUE(flush(written("a"), 1));
     EXPECT_THAT(answers(), ElementsAre(std::pair(1, 0)));
     EXPECT_GT(flushes(), before);
@@ -29,7 +29,7 @@ TEST_F(LogFlusherTest, OneFlushServesAllThatCameDuringTheOneBefore)
 {
     const auto held = holdAFlush();
     EXPECT_EQ(index_->state().undurable, 1);
-    const std::uintmax_t before = flushes();
+    const std::uint64_t before = flushes();
     for (int i = 1; i <= 20; ++i)
         EXPECT_FALSE(flush(i % 2 != 0 ? written("a") : hasRead("a"), i));
     EXPECT_EQ(index_->state().undurable, 11);

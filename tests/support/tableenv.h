@@ -6,6 +6,7 @@
 #include "storage/bdbenv.h"
 #include "storage/bdbindex.h"
 #include "storage/bdbregistry.h"
+#include "support/logcapture.h"
 #include "support/tempdir.h"
 
 #include <gtest/gtest.h>
@@ -72,6 +73,18 @@ public:
     {
         close();
         open();
+    }
+
+    /**
+     * The same, and waits for the environment's first checkpoint to finish: it writes to the log, and its failure ends
+     * the process.
+     */
+    void settle()
+    {
+        close(); // it may be writing its first checkpoint as well
+        const LogCapture log(LogInfo);
+        open();
+        ASSERT_TRUE(log.waitFor("Done txn_checkpoint"));
     }
 
 private:

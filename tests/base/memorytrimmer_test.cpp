@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -56,13 +57,16 @@ TEST(MemoryTrimmer, LeavesSmallRequestsAlone)
 
 TEST(MemoryTrimmer, TrimsOnceForAllOfAWhile)
 {
-    MemoryTrimmer trimmer(200ms);
+    constexpr auto Delay = 200ms;
+    const auto begin = std::chrono::steady_clock::now();
+    MemoryTrimmer trimmer(Delay);
     for (int i = 0; i < 100; ++i)
         trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
     EXPECT_TRUE(waitUntil([&] { return trimmer.trims() > 0; }));
-    EXPECT_EQ(trimmer.trims(), 1);
+    const int trims = trimmer.trims();
+    EXPECT_LE(trims, (std::chrono::steady_clock::now() - begin) / Delay) << "once in each delay, however long it took";
     trimmer.noteFreed(MemoryTrimmer::LargeBytes + 1);
-    EXPECT_TRUE(waitUntil([&] { return trimmer.trims() == 2; }));
+    EXPECT_TRUE(waitUntil([&] { return trimmer.trims() > trims; }));
 }
 
 TEST(MemoryTrimmer, EndsWithoutWaitingForItsTime)

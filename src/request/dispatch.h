@@ -10,12 +10,17 @@ struct BDBRequest;
 /** From a received request to its operation. Any thread. */
 namespace Requests {
 
-/** On which thread a request runs. */
+/** Decides on which thread a request runs. */
 enum class Duration {
-    Short, // reads or writes a few records of what is open, or finds out that it takes long: on any thread
-    Long,  // not on a thread that others wait for
-    Apart // waits for nothing that others do, and for other such requests only briefly: on a thread of its own, so that
-          // it is answered even when all that run requests are stuck. It asks for the state of the server
+    /** Reads or writes a few records of what is open, or finds out that it takes long: on any thread. */
+    Short,
+    /** Not on a thread that others wait for. */
+    Long,
+    /**
+     * Asks for the state of the server, and is answered even when all threads that run requests are stuck: it waits for
+     * nothing that others do, and for other such requests only briefly. On a thread of its own.
+     */
+    Apart
 };
 
 /** Judges a received request by its operation and by the size of its body, which need not be parsed yet. */

@@ -28,31 +28,24 @@ constexpr qsizetype LargestReply = 16 * 1024 * 1024;
  * Replaces the server's function: answers with as many bytes as the body asks for, a decimal number followed by spaces.
  * They are written without serialization, so that the rate is that of the network layer alone.
  */
-void Requests::dispatch(BDBRequest& request)
+bool Requests::run(BDBRequest& request)
 {
+    QVariant number;
+    if (!Json::parse(request.body, &number))
+        return false;
     static const QByteArray filler(LargestReply, 'x');
     const auto wanted = static_cast<qsizetype>(std::strtoul(request.body.constData(), nullptr, 10));
     const qsizetype length = std::clamp<qsizetype>(wanted - Overhead, 0, LargestReply);
     const Json::RawText text{QByteArray::fromRawData(filler.constData(), length)};
     request.reply.insert(QString(), QVariant::fromValue(text));
     request.status = StatusSuccess;
-}
-
-bool Requests::parseBody(BDBRequest& request)
-{
-    QVariant number;
-    return Json::parse(request.body, &number);
-}
-
-/** All of them: like the server's gets and puts. */
-bool Requests::mayBeShort(BDBRequest&)
-{
     return true;
 }
 
-bool Requests::isForOperator(BDBRequest&)
+/** All of them are short, like the server's gets and puts. */
+Requests::Duration Requests::durationOf(BDBRequest&)
 {
-    return false;
+    return Duration::Short;
 }
 
 QString Requests::operationName(std::size_t)

@@ -1,3 +1,4 @@
+#include "api/batchkeys.h"
 #include "api/capacity.h"
 #include "api/itemjson.h"
 #include "api/itemkeys.h"
@@ -7,9 +8,7 @@
 #include "api/tablecatalog.h"
 #include "items/itemsize.h"
 
-#include <map>
 #include <memory>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -32,15 +31,15 @@ struct TableRead {
     double units = 0;
 };
 
-/** `seen` has the keys of the table that the request has named before, as a table has several names. */
-Failure readKeys(const rapidjson::Value& keys, std::set<StoredKey>* seen, TableRead* read)
+/** `seen` has the keys that the request has named before. */
+Failure readKeys(const rapidjson::Value& keys, BatchKeys* seen, TableRead* read)
 {
     for (const rapidjson::Value& json : keys.GetArray()) {
         StoredKey key;
         if (Failure failure = ItemKeys::read(*read->table, json, &key))
             return failure;
-        if (!seen->insert(key).second)
-            return Errors::validation("Provided list of item keys contains duplicates");
+        if (Failure failure = seen->add(*read->table, key))
+            return failure;
         read->keys.push_back(std::move(key));
     }
     return std::nullopt;
@@ -62,11 +61,11 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
     }
     if (keys > MostKeys)
         return Errors::validation("Too many items requested for the BatchGetItem call");
-    std::map<std::string, std::set<StoredKey>> seen; // by the table's real name
+    BatchKeys seen(context.server);
     for (TableRead& read : *reads) {
         if (Failure failure = context.tables.find(read.name, &read.table))
             return failure;
-        if (Failure failure = readKeys(*member(*read.json, "Keys"), &seen[read.table->name.real], &read))
+        if (Failure failure = readKeys(*member(*read.json, "Keys"), &seen, &read))
             return failure;
     }
     return std::nullopt;

@@ -1,3 +1,4 @@
+#include "api/batchkeys.h"
 #include "api/capacity.h"
 #include "api/itemjson.h"
 #include "api/itemkeys.h"
@@ -64,7 +65,7 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
         count += writes->Size();
     if (count > MostWrites)
         return Errors::validation("Too many items requested for the BatchWriteItem call");
-    std::set<std::pair<std::string, StoredKey>> seen; // by the table's real name, as a table has several names
+    BatchKeys keys(context.server);
     for (const auto& [name, writes] : all) {
         TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
         if (Failure failure = context.tables.find(table.name, &table.table))
@@ -73,8 +74,8 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
             Write& write = table.writes.emplace_back();
             if (Failure failure = readWrite(*table.table, json, &write))
                 return failure;
-            if (!seen.insert({table.table->name.real, write.key}).second)
-                return Errors::validation("Provided list of item keys contains duplicates");
+            if (Failure failure = keys.add(*table.table, write.key))
+                return failure;
         }
     }
     return std::nullopt;

@@ -15,6 +15,7 @@ namespace {
 struct Listing {
     std::vector<DirectoryList::Entry> entries;
     bool isOpen = false;
+    std::string path; // canonical
 };
 
 Failure request(const Server& server, std::string_view directory, Listing* listing)
@@ -31,6 +32,7 @@ Failure request(const Server& server, std::string_view directory, Listing* listi
     if (Failure failure = reply.failure())
         return failure;
     listing->isOpen = boolIn(reply.body(), "Open").value_or(false);
+    listing->path = textIn(reply.body(), "Directory");
     listing->entries.clear();
     const rapidjson::Value* const tables = member(reply.body(), "Tables");
     if (tables == nullptr || !tables->IsArray())
@@ -64,6 +66,14 @@ Failure DirectoryList::readOpen(const Server& server, std::string_view directory
             failure = request(server, directory, &listing);
     }
     *entries = std::move(listing.entries);
+    return failure;
+}
+
+Failure DirectoryList::findPath(const Server& server, std::string_view directory, std::string* path)
+{
+    Listing listing;
+    Failure failure = request(server, directory, &listing);
+    *path = std::move(listing.path);
     return failure;
 }
 

@@ -27,6 +27,9 @@ struct Entry {
 /** The same, but opens the directory first, so that no description is missing. */
 [[nodiscard]] Failure readOpen(const Server& server, std::string_view directory, std::vector<Entry>* entries);
 
+/** The canonical path of a directory, one for all spellings. Fails likewise. */
+[[nodiscard]] Failure findPath(const Server& server, std::string_view directory, std::string* path);
+
 /** The entry of a table, by its real name; empty `table` if there is none. */
 [[nodiscard]] Failure find(const Server& server, std::string_view realName, Entry* entry);
 

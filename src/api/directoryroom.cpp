@@ -1,7 +1,7 @@
 #include "api/directoryroom.h"
 
+#include "api/directorylist.h"
 #include "api/members.h"
-#include "api/requestbodies.h"
 #include "format/tablename.h"
 #include "protocol/envelope.h"
 #include "protocol/limits.h"
@@ -29,12 +29,11 @@ bool hasFull(const rapidjson::Value& status, std::string_view directory)
 /** False also if the server does not say. */
 bool isFull(const Server& server, std::string_view directory)
 {
-    ServerReply list; // has the canonical path
-    if (server.send(Operations::ListTables, RequestBodies::of("Directory", directory), &list) || !list.isSuccess())
+    std::string path;
+    if (DirectoryList::findPath(server, directory, &path))
         return false;
     ServerReply status;
-    return !server.send(Operations::Status, "{}", &status) && status.isSuccess() &&
-           hasFull(status.body(), textIn(list.body(), "Directory"));
+    return !server.send(Operations::Status, "{}", &status) && status.isSuccess() && hasFull(status.body(), path);
 }
 
 } // namespace

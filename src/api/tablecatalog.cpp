@@ -75,8 +75,8 @@ void TableCatalog::forget(const TableName& name)
 }
 
 /**
- * Reads a description from the server. The server creates the file of a table that it is asked to describe, so it is
- * asked only if the directory has that file; `isKnown`: it had one a moment ago.
+ * Reads a description from the server. The server makes an environment of any directory with a table that it is asked
+ * to describe, so it is asked only if the directory has that table's files; `isKnown`: it had them a moment ago.
  */
 Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table)
 {

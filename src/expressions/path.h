@@ -18,7 +18,8 @@ public:
 
     explicit Path(std::string attribute) { elements_.emplace_back(std::move(attribute)); }
 
-    void append(Element element) { elements_.push_back(std::move(element)); }
+    void append(std::string attribute) { elements_.emplace_back(std::move(attribute)); }
+    void append(std::size_t index) { elements_.emplace_back(index); }
 
     /** At least one; the first is a name. */
     const std::vector<Element>& elements() const { return elements_; }

@@ -18,6 +18,12 @@ inline constexpr const char* ProbeFile = "__db.quorva.writable";
 /** A log file that is being prepared, likewise. */
 inline constexpr const char* LogDraft = "__db.quorva.log";
 
+/**
+ * A file that says that a sync has failed, see storage/syncfailures.h. Its prefix is that of the files of queues, of
+ * which there are none: with the other one, Berkeley DB would remove it when it cannot open the environment.
+ */
+inline constexpr const char* FailedSyncRecord = "__dbq.quorva.unsynced";
+
 /** True for names that begin with "__db": region files, and files that are being created or renamed. */
 bool isInternal(std::string_view name);
 

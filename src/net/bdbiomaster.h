@@ -49,7 +49,7 @@ public:
 
     CompletionPort& port() { return port_; }
     DBThreadPool& pool() { return pool_; }
-    /** For requests from operators (see Requests::isForOperator()): one thread, independent of the others. */
+    /** For requests from operators (Requests::Duration::Apart): one thread, independent of the others. */
     DBThreadPool& operatorsPool() { return operatorsPool_; }
     const ServerView* view() const { return view_; }
 

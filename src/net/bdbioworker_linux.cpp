@@ -120,16 +120,16 @@ int BDBIOWorker_linux::receivePieces(BDBReqHandler_linux* handler)
 /** Runs the request here or on one of the pools; its socket stays disarmed until the reply is out. */
 int BDBIOWorker_linux::startRequest(BDBReqHandler_linux* handler)
 {
-    if (handler->isForOperator())
-        return master().operatorsPool().start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
-    if (runHere(handler))
+    const Requests::Duration duration = handler->duration();
+    if (duration == Requests::Duration::Short && runHere(handler))
         return 0;
-    return master().pool().start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
+    DBThreadPool& pool = duration == Requests::Duration::Apart ? master().operatorsPool() : master().pool();
+    return pool.start(std::make_unique<DBHandler>(handler, this)) ? 0 : -1;
 }
 
 /**
- * Runs the request on this thread if that is allowed to block: another worker waits for events, so that service does
- * not depend on this one. True: another thread owns the handler by now, or the connection is closed.
+ * Runs a short request on this thread if that is allowed to block: another worker waits for events, so that service
+ * does not depend on this one. True: another thread owns the handler by now, or the connection is closed.
  */
 bool BDBIOWorker_linux::runHere(BDBReqHandler_linux* handler)
 {

@@ -5,7 +5,6 @@
 #include "metrics/waits.h"
 #include "net/requestreports.h"
 #include "protocol/framing.h"
-#include "request/dispatch.h"
 #include "request/failedrequests.h"
 #include "request/replyenvelope.h"
 #include "request/requestsubject.h"
@@ -37,35 +36,14 @@ int BDBReqHandler::handle()
         LOG_ERROR(LogOrigin::IoWorker, 573) << "handler running while read wasnt completed";
         return -1;
     }
-    return runRequest();
-}
-
-int BDBReqHandler::handleIfShort()
-{
-    if (!readComplete_)
-        return handle();
-    if (!Requests::mayBeShort(request_))
-        return TakesLong;
-    request_.table.onlyFind();
-    return runRequest();
-}
-
-bool BDBReqHandler::isForOperator()
-{
-    return Requests::isForOperator(request_);
-}
-
-int BDBReqHandler::runRequest()
-{
     const bool isTraced = SlowRequests::threshold().count() > 0;
     if (isTraced)
         request_.trace.emplace().queued = Clock::now() - completedAt_;
     const Metrics::NotedWaits noted(isTraced ? &request_.trace->waits : nullptr);
-    if (!Requests::parseBody(request_)) {
+    if (!Requests::run(request_)) {
         LOG_ERROR(LogOrigin::IoWorker, 579) << "parser error";
         return -1;
     }
-    Requests::dispatch(request_);
     if (request_.status != StatusSuccess) {
         if (request_.status == StatusTakesLong) {
             restoreRequest();
@@ -79,6 +57,12 @@ int BDBReqHandler::runRequest()
     if (isTraced)
         request_.trace->composedAt = Clock::now();
     return reply_.isEmpty() ? -1 : 0;
+}
+
+int BDBReqHandler::handleIfShort()
+{
+    request_.table.onlyFind();
+    return handle();
 }
 
 int BDBReqHandler::finishReply(int flushed)

@@ -2,6 +2,7 @@
 #define QUORVA_NET_BDBREQHANDLER_H
 
 #include "request/bdbrequest.h"
+#include "request/dispatch.h"
 #include "storage/bdbobjtable.h"
 
 #include <QByteArray>
@@ -40,6 +41,9 @@ public:
     BDBReqHandler(const BDBReqHandler&) = delete;
     BDBReqHandler& operator=(const BDBReqHandler&) = delete;
 
+    /** Of a complete request: on which thread to run it. */
+    Requests::Duration duration() { return Requests::durationOf(request_); }
+
     /**
      * Runs the request, on a database pool thread. 0 when the reply is ready; -1 when the connection must be closed
      * without one: the body is not JSON, the request is incomplete, or the reply is too long for its length prefix.
@@ -47,14 +51,12 @@ public:
     [[nodiscard]] virtual int handle();
 
     /**
-     * The same on a thread that must not run long operations, such as opening a database. TakesLong if the request
-     * needs one: the handler is then unchanged, and handle() must run the request on another thread.
+     * The same for a request of Duration::Short, on a thread that must not run long operations, such as opening a
+     * database. TakesLong if the request needs one: the handler is then unchanged, and handle() must run the request on
+     * another thread.
      */
     [[nodiscard]] virtual int handleIfShort();
     static constexpr int TakesLong = 1;
-
-    /** Of a complete request: see Requests::isForOperator(). */
-    bool isForOperator();
 
     /**
      * After handle(): the use of the environment that the request worked in. If its unflushed() has any commits, a
@@ -105,7 +107,6 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void appendBody(const char* data, unsigned len);
-    int runRequest();
     void restoreRequest();
     void appendEnvelope(QByteArray* frame) const;
     void releaseRequest();

@@ -75,8 +75,6 @@ int Records::loadSchema(TableContext& table, const QByteArray& tableName, QVaria
 {
     if (table.keySchema() && description == nullptr)
         return StatusSuccess;
-    if (const int rc = table.envLookup(tableName, 1))
-        return rc;
     BDBIndex* db = nullptr;
     if (const int rc = table.findMeta(tableName, &db))
         return rc;

@@ -129,6 +129,8 @@ int TableContext::openMeta(const QByteArray& tableName, BDBIndex** db)
 
 int TableContext::findMeta(const QByteArray& tableName, BDBIndex** db)
 {
+    if (const int rc = envLookup(tableName, 1))
+        return rc;
     return openNumbered(tableName, OpenTables::Meta, db,
                         [&] { return dbOpenExisting(tableName, TableNames::MetaSubDatabase, db); });
 }

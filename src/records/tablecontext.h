@@ -82,7 +82,10 @@ public:
     /** Like openPartition, for the database of the table's description. */
     [[nodiscard]] int openMeta(const QByteArray& tableName, BDBIndex** db);
 
-    /** The same for a request that only reads it: `db` is null when there is no file, as there is no table. */
+    /**
+     * The same for a request that only reads it: `db` is null when there is no file, as there is no table. Finds or
+     * opens the environment first (see envLookup), as DescribeTable reads a description without openTable.
+     */
     [[nodiscard]] int findMeta(const QByteArray& tableName, BDBIndex** db);
 
     /** Records that the table's description has been read or written, so that it counts as an open table. */

@@ -135,11 +135,7 @@ public:
                     return 0;
                 continue;
             }
-            QByteArrayView hash;
-            QByteArrayView range;
-            if (!walk_.decode(&hash, &range))
-                return StatusInternalError;
-            range = walk_.key().sliced(prefix_.size());
+            const QByteArrayView range = walk_.key().sliced(prefix_.size());
             if (std::exchange(positioning_, false) && !range_.startRange.isEmpty() && range == range_.startRange)
                 continue;
 

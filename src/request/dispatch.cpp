@@ -23,17 +23,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-enum Duration {
-    Short, // a few records of databases that are open, unless the operation itself returns StatusTakesLong
-    Long,  // opens, closes, flushes or copies an environment, measures its directory, or walks all partitions
-    Apart  // must not wait for any of these
-};
+using enum Requests::Duration;
 
 struct Handler {
     Operations::Operation operation;
     int (*run)(BDBRequest&);
-    Duration duration;
-    Json::MemberPath items = {}; // to be written
+    Requests::Duration duration; // of a request with a small body. Long: it opens, closes, flushes or copies an
+                                 // environment, measures its directory, or walks all partitions
+    Json::MemberPath items = {}; // to be written; they remain text if they are canonical (Json::SplitObject)
 };
 
 constexpr const char* ItemOfPut[] = {"Item"};
@@ -96,10 +93,20 @@ QByteArray firstTableOf(const BDBRequest& request)
 
 } // namespace
 
-bool Requests::parseBody(BDBRequest& request)
+Requests::Duration Requests::durationOf(BDBRequest& request)
 {
-    const Handler* handler = findHandler(request);
-    return request.parsedBody.parse(request.body, handler != nullptr ? handler->items : Json::MemberPath());
+    const Handler* const handler = findHandler(request);
+    const Duration duration = handler != nullptr ? handler->duration : Short;
+    return duration == Short && request.body.size() > ShortBody ? Long : duration;
+}
+
+bool Requests::run(BDBRequest& request)
+{
+    const Handler* const handler = findHandler(request);
+    if (!request.parsedBody.parse(request.body, handler != nullptr ? handler->items : Json::MemberPath()))
+        return false;
+    dispatch(request);
+    return true;
 }
 
 void Requests::dispatch(BDBRequest& request)
@@ -115,18 +122,6 @@ void Requests::dispatch(BDBRequest& request)
     request.status = handler->run(request);
     if (request.trace && request.trace->table.isEmpty())
         request.trace->table = firstTableOf(request);
-}
-
-bool Requests::mayBeShort(BDBRequest& request)
-{
-    const Handler* const handler = findHandler(request);
-    return request.body.size() <= ShortBody && (handler == nullptr || handler->duration == Short);
-}
-
-bool Requests::isForOperator(BDBRequest& request)
-{
-    const Handler* const handler = findHandler(request);
-    return handler != nullptr && handler->duration == Apart;
 }
 
 QString Requests::operationName(std::size_t number)

@@ -1,5 +1,6 @@
 #include "storage/bdbenv.h"
 
+#include "base/descriptor.h"
 #include "base/directoryentries.h"
 #include "base/filesync.h"
 #include "format/logfiles.h"
@@ -27,6 +28,8 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -80,7 +83,15 @@ int syncLog(const std::filesystem::path& directory)
     return Base::forEachEntry(directory, [](const std::filesystem::directory_entry& entry) {
         std::error_code vanished;
         const bool isLog = LogFiles::numberOf(entry.path().filename().string()) && entry.is_regular_file(vanished);
-        return isLog ? Base::syncToDisk(entry.path()) : 0;
+        if (!isLog)
+            return 0;
+        const Base::Descriptor file(::open(entry.path().c_str(), O_RDONLY | O_CLOEXEC));
+        if (!file.isOpen())
+            return errno;
+        const int rc = Base::syncToDisk(file.number());
+        if (rc != 0)
+            SyncFailures::note(file.number(), rc);
+        return rc;
     });
 }
 
@@ -141,6 +152,9 @@ int BDBEnv::openConfigured(const QByteArray& home)
         return rc;
     if (directories_.preparesLogFiles())
         LogPreparation::removeUnused(directories_.logs()); // of a killed server
+    syncFailures_.watch(directories_.home().toStdString(), directories_.others());
+    if (const int rc = syncFailures_.rewriteAfterEarlier())
+        return rc;
     if (const int rc = syncLog(directories_.logs()))
         return rc;
     return DbEnv::open(directories_.home().constData(), OpenFlags, 0);

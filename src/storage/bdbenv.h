@@ -12,6 +12,7 @@
 #include "storage/environmentuse.h"
 #include "storage/loghold.h"
 #include "storage/opentables.h"
+#include "storage/syncfailures.h"
 #include "storage/tablegates.h"
 
 #include <db_cxx.h>
@@ -101,13 +102,18 @@ public:
      */
     bool hasContent() const { return hasContent_; }
 
-    /** Flushes the log up to `lsn`, or all of it if that is null, and counts that. */
+    /**
+     * Flushes the log up to `lsn`, or all of it if that is null, and counts that. EIO if a sync has failed before.
+     */
     int log_flush(const DbLsn* lsn) override;
+
+    /** True after a sync of any of its files has failed: nothing becomes durable any more. Any thread. */
+    bool hasFailedSync() const noexcept { return syncFailures_.any(); }
 
     /** Whether a write of the log waits for the disk (DB_LOG_DSYNC), instead of a flush after it. */
     bool writesLogSynchronously();
 
-    /** Writes a checkpoint and notes the time. */
+    /** Writes a checkpoint and notes the time. EIO if a sync has failed before. */
     int txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags) override;
 
     /** Counts a transaction that was begun in order to write. */
@@ -199,6 +205,7 @@ private:
     LogHold logHold_;
     const std::shared_ptr<EnvironmentUseCount> uses_ = std::make_shared<EnvironmentUseCount>();
     EnvironmentDirectories directories_;
+    SyncFailures syncFailures_;
     DirectoryClaims claims_;                    // guarded by openingMutex_
     std::map<FileId, DatabaseState> databases_; // of all files ever opened; guarded by openingMutex_
     QByteArray spelledHome_;

@@ -2,11 +2,15 @@
 #include "storage/bdbenv.h"
 #include "storage/logpreparation.h"
 
+#include <cerrno>
+
 int BDBEnv::log_flush(const DbLsn* lsn)
 {
-    const int rc = DbEnv::log_flush(lsn);
+    const int rc = syncFailures_.any() ? EIO : DbEnv::log_flush(lsn);
     if (rc != 0)
         return rc;
+    if (syncFailures_.any()) // another's flush, after which this one seemed to succeed
+        return EIO;
     flushes_.add();
     if (logPreparation_)
         logPreparation_->noteFlush();
@@ -15,6 +19,8 @@ int BDBEnv::log_flush(const DbLsn* lsn)
 
 int BDBEnv::txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags)
 {
+    if (syncFailures_.any())
+        return EIO;
     const int rc = DbEnv::txn_checkpoint(kilobytes, minutes, flags);
     if (rc == 0)
         lastCheckpoint_ = std::chrono::system_clock::now().time_since_epoch().count();

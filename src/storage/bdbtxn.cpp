@@ -8,6 +8,7 @@
 #include "storage/settings.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <shared_mutex>
 #include <utility>
@@ -70,7 +71,9 @@ int BDBTxn::commit(u_int32_t flags)
     const Metrics::EngineCall call;
     const ChangeCount::Change change(changes_); // others may see it before the commit returns
     const std::shared_lock gate(scope_.env()->commitGate());
-    const int rc = std::exchange(txn_, nullptr)->commit(flags);
+    int rc = std::exchange(txn_, nullptr)->commit(flags);
+    if (rc == 0 && flags == DB_TXN_SYNC && scope_.env()->hasFailedSync())
+        rc = EIO; // it seems to be durable
     countEnd(rc == 0);
     releaseFiles();
     if (rc != 0)

@@ -3,6 +3,7 @@
 #include "base/filesync.h"
 #include "metrics/waits.h"
 #include "storage/lognaming.h"
+#include "storage/syncfailures.h"
 
 #include <db_cxx.h>
 
@@ -28,11 +29,13 @@ ssize_t timedWrite(int descriptor, const void* bytes, size_t size, off_t offset)
     return ::pwrite(descriptor, bytes, size, offset);
 }
 
-/** As Berkeley DB does it itself. */
+/** As Berkeley DB does it itself. It expects an errno value of this function and the next, unlike of the others. */
 int timedSynchronise(int descriptor)
 {
     const Metrics::DiskWait wait;
-    const int rc = ::fdatasync(descriptor);
+    const int rc = ::fdatasync(descriptor) == 0 ? 0 : errno;
+    if (rc != 0)
+        SyncFailures::note(descriptor, rc);
     LogNaming::awaitNames(descriptor);
     return rc;
 }
@@ -41,7 +44,6 @@ int timedSynchronise(int descriptor)
  * Makes the removal of a file durable at once. Recovery removes the files whose creation did not commit, and then
  * writes a checkpoint, behind which no later recovery looks: after a power failure that brought such a file back, its
  * table could not be opened any more.
- * Berkeley DB expects an errno value of this function, unlike of the others.
  */
 int removeDurably(const char* path)
 {

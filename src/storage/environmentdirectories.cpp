@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
+#include <system_error>
 
 #include <sys/stat.h>
 
@@ -84,6 +86,17 @@ int EnvironmentDirectories::holdConfigured()
         databases_.push_back(canonical);
     }
     return isForeign ? EBUSY : 0;
+}
+
+std::vector<fs::path> EnvironmentDirectories::others() const
+{
+    std::set<fs::path> all;
+    for (const QByteArray& directory : databases_)
+        all.insert(directory.toStdString());
+    std::error_code error;
+    all.insert(fs::canonical(logs(), error)); // it is locked, so it is there
+    all.erase(home_.toStdString());
+    return {all.begin(), all.end()};
 }
 
 int EnvironmentDirectories::check(int most, bool* hasLog, int* databases) const

@@ -49,6 +49,9 @@ public:
     /** The search order for database files; canonical paths. */
     const std::vector<QByteArray>& databases() const { return databases_; }
 
+    /** The directories that DB_CONFIG names, without the home; canonical paths. */
+    std::vector<std::filesystem::path> others() const;
+
     /** Where database files are created. */
     const std::filesystem::path& created() const { return config_.createDirectory; }
 

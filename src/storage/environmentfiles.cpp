@@ -2,6 +2,8 @@
 
 #include "base/descriptor.h"
 #include "base/directoryentries.h"
+#include "base/fileio.h"
+#include "base/filesync.h"
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
@@ -9,6 +11,7 @@
 #include "storage/environmentconfig.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -41,13 +44,14 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
     return start ? look(*start) : 0;
 }
 
-/** Calls `look` for the databases directly in `directory` while it returns 0. `below` receives its subdirectories. */
+/** Calls `look`, an `int(const fs::path&)`, for the files directly in `directory` while it returns 0. `below` receives
+ * its subdirectories. */
 template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
     const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
-            return lookAtFile(entry.path(), look);
+            return look(entry.path());
         struct stat status {};
         if (::lstat(entry.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_dev == device)
             below->push_back(entry.path());
@@ -56,8 +60,8 @@ template <typename Look> int lookIn(const fs::path& directory, dev_t device, std
     return rc == EACCES || rc == ENOENT ? 0 : rc;
 }
 
-/** The same for all databases below `home`, except those in directories that are environments of their own. */
-template <typename Look> int forEachDatabase(const fs::path& home, Look look)
+/** The same for all files below `home`, except those in directories that are environments of their own. */
+template <typename Look> int forEachFile(const fs::path& home, Look look)
 {
     struct stat status {};
     if (::stat(home.c_str(), &status) != 0)
@@ -78,6 +82,29 @@ template <typename Look> int forEachDatabase(const fs::path& home, Look look)
             return rc == Enough ? 0 : rc;
     }
     return 0;
+}
+
+/** The same for the databases among them; `look` as for lookAtFile. */
+template <typename Look> int forEachDatabase(const fs::path& home, Look look)
+{
+    return forEachFile(home, [&](const fs::path& path) { return lookAtFile(path, look); });
+}
+
+int rewriteFile(const fs::path& path)
+{
+    constexpr std::size_t PieceBytes = 1024 * 1024;
+    const Base::Descriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
+    if (!file.isOpen())
+        return errno == EMFILE || errno == ENFILE ? errno : 0;
+    std::string piece(PieceBytes, '\0');
+    std::size_t got = PieceBytes;
+    for (off_t at = 0; got == PieceBytes; at += static_cast<off_t>(got)) {
+        if (const int rc = Base::readAt(file.number(), at, piece.data(), piece.size(), &got))
+            return rc;
+        if (const int rc = Base::writeAllAt(file.number(), at, {piece.data(), got}))
+            return rc;
+    }
+    return Base::syncToDisk(file.number());
 }
 
 /** Also 0 when the disk is full: that may change. */
@@ -143,9 +170,11 @@ int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
     if (::stat(directory.c_str(), &status) != 0)
         return errno;
     std::vector<fs::path> below;
-    const int rc = lookIn(directory, status.st_dev, &below, [found](const DatabasePage::Start&) {
-        *found = true;
-        return Enough;
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const fs::path& path) {
+        return lookAtFile(path, [found](const DatabasePage::Start&) {
+            *found = true;
+            return Enough;
+        });
     });
     return rc == Enough ? 0 : rc;
 }
@@ -172,4 +201,9 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
         std::error_code vanished;
         return entry.is_regular_file(vanished) || vanished ? 0 : EINVAL; // Berkeley DB would wait for a FIFO's writer
     });
+}
+
+int EnvironmentFiles::rewrite(const fs::path& home)
+{
+    return forEachFile(home, rewriteFile);
 }

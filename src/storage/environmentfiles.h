@@ -4,8 +4,8 @@
 #include <filesystem>
 
 /**
- * Inspects the files of a directory before Berkeley DB opens it as an environment. Read-only; any thread. Results are 0
- * or an errno value.
+ * Inspects the files of a directory before Berkeley DB opens it as an environment. Read-only, but for rewrite(); any
+ * thread. Results are 0 or an errno value.
  */
 namespace EnvironmentFiles {
 
@@ -37,6 +37,12 @@ bool isUnfinishedCopy(const std::filesystem::path& home);
  * file. Leaves nothing behind.
  */
 [[nodiscard]] int checkWritable(const std::filesystem::path& directory);
+
+/**
+ * Writes all files below `home` again as they are and syncs them. Skips directories that are environments of their own,
+ * other file systems, and what cannot be opened for writing, which an environment could not use either.
+ */
+[[nodiscard]] int rewrite(const std::filesystem::path& home);
 
 } // namespace EnvironmentFiles
 

@@ -10,6 +10,7 @@
 #include "log/log.h"
 #include "storage/bdbenv.h"
 #include "storage/lognaming.h"
+#include "storage/syncfailures.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -157,13 +158,17 @@ int LogPreparation::fill(int descriptor, std::uint32_t bytes) const
 
 int LogPreparation::giveName(const fs::path& draft, const fs::path& name) const
 {
+    const Base::Descriptor directory(::open(directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status {};
-    if (::stat(directory_.c_str(), &status) != 0)
+    if (!directory.isOpen() || ::fstat(directory.number(), &status) != 0)
         return errno;
     const LogNaming naming(status.st_dev);
     if (::renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) != 0)
         return errno;
-    return Base::syncToDisk(directory_);
+    const int rc = Base::syncToDisk(directory.number());
+    if (rc != 0)
+        SyncFailures::note(directory.number(), rc); // Berkeley DB may already write to the file
+    return rc;
 }
 
 void LogPreparation::removeUnused(const fs::path& directory)

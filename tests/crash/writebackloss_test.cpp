@@ -119,6 +119,35 @@ TEST_F(WriteBackLossTest, ADiskThatOnlyClaimsToHaveSynchronisedKeepsNothing)
     EXPECT_EQ(left(), Files());
 }
 
+TEST_F(WriteBackLossTest, WhatASyncFailedToWriteIsLostUnlessItIsWrittenAgain)
+{
+    const std::map<std::string, std::string> fault{{"CRASH_FAIL_FILE", directory_.file("fail")},
+                                                   {"CRASH_FAIL_NAME", "file"}};
+    run("f = os.open(path, os.O_RDWR | os.O_CREAT)\n"
+        "os.write(f, b'a' * 4096 * 3)\n"
+        "os.fsync(f)\n"
+        "os.pwrite(f, b'b' * 4096 * 3, 0)\n"
+        "trigger = os.environ['CRASH_FAIL_FILE']\n"
+        "os.close(os.open(trigger, os.O_CREAT | os.O_WRONLY))\n"
+        "try:\n"
+        "    os.fsync(f)\n"
+        "    raise AssertionError('no error')\n"
+        "except OSError as error:\n"
+        "    assert error.errno == 5\n"
+        "os.unlink(trigger)\n"
+        "os.fsync(f)\n"
+        "os.pwrite(f, b'c' * 4096, 4096)\n"
+        "os.fsync(f)\n",
+        fault);
+    run("f = os.open(path, os.O_RDWR)\n"
+        "os.fsync(f)\n"
+        "assert os.pread(f, 4096, 0) == b'b' * 4096\n"
+        "os.pwrite(f, os.pread(f, 4096, 8192), 8192)\n"
+        "os.fsync(f)\n");
+    loss_.loseAll();
+    EXPECT_EQ(readFile(file("file")), std::string(4096, 'a') + std::string(4096, 'c') + std::string(4096, 'b'));
+}
+
 TEST_F(WriteBackLossTest, TheNextProcessContinuesWithWhatTheLastOneLeft)
 {
     run("f = os.open(path, os.O_RDWR | os.O_CREAT)\nos.write(f, b'written')\n");

@@ -63,15 +63,14 @@ protected:
         request.body = body;
         Result result{};
         if (asText) {
-            result.isJson = Requests::parseBody(request);
-        } else {
-            QVariant tree;
-            result.isJson = Json::parse(body, &tree);
+            result.isJson = Requests::run(request);
+        } else if (QVariant tree; Json::parse(body, &tree)) {
+            result.isJson = true;
             request.parsedBody = tree.toMap();
+            Requests::dispatch(request);
         }
         if (!result.isJson)
             return result;
-        Requests::dispatch(request);
         result.status = request.status;
         result.reply = Json::serialize(request.reply).replace(tableName, "TABLE");
         EnvironmentUse use;

@@ -141,14 +141,19 @@ TEST_F(TakesLong, AQueryOfMoreThanAPage)
 
 TEST_F(TakesLong, WhatReadsDirectoriesWhateverIsOpen)
 {
-    const auto mayBeShort = [&](const char* operation) {
+    const auto durationOf = [&](const char* operation, qsizetype bodyBytes = 0) {
         BDBObjTable connection(256);
         BDBRequest request(bench_.registry(), &connection, 1024);
         request.operation = operation;
-        return Requests::mayBeShort(request);
+        request.body = QByteArray(bodyBytes, ' ');
+        return Requests::durationOf(request);
     };
+    constexpr qsizetype most = 32 * 1024;
     for (const char* operation : {"Quorva_1.ListTables", "DynamoDB_20111205.DescribeTable"})
-        EXPECT_FALSE(mayBeShort(operation)) << operation;
-    for (const char* operation : {"Quorva_1.Commit", "DynamoDB_20111205.PutItem"})
-        EXPECT_TRUE(mayBeShort(operation)) << operation;
+        EXPECT_EQ(durationOf(operation), Requests::Duration::Long) << operation;
+    for (const char* operation : {"Quorva_1.Commit", "DynamoDB_20111205.PutItem", "DynamoDB_20111205.Nothing"}) {
+        EXPECT_EQ(durationOf(operation, most), Requests::Duration::Short) << operation;
+        EXPECT_EQ(durationOf(operation, most + 1), Requests::Duration::Long) << operation;
+    }
+    EXPECT_EQ(durationOf("Quorva_1.Status", most + 1), Requests::Duration::Apart);
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -26,7 +27,41 @@ std::string pendingPath(const File& file)
     return tracker().state + DurableState::pending(file.inode);
 }
 
+std::string lostPath(ino_t inode)
+{
+    return tracker().state + DurableState::lost(inode);
+}
+
+void recordLost(const File& file)
+{
+    const std::vector<off_t> blocks(file.lost.begin(), file.lost.end());
+    const std::size_t bytes = blocks.size() * sizeof blocks.front();
+    const int record = rawOpen(lostPath(file.inode).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (record < 0 || syscall(SYS_pwrite64, record, blocks.data(), bytes, 0) != static_cast<long>(bytes))
+        stop("record of lost blocks");
+    rawClose(record);
+}
+
 } // namespace
+
+std::set<off_t> lostBlocks(ino_t inode)
+{
+    std::set<off_t> blocks;
+    const int record = rawOpen(lostPath(inode).c_str(), O_RDONLY | O_CLOEXEC);
+    if (record < 0)
+        return blocks;
+    for (off_t block = 0; syscall(SYS_read, record, &block, sizeof block) == sizeof block;)
+        blocks.insert(block);
+    rawClose(record);
+    return blocks;
+}
+
+void loseDirty(File* file)
+{
+    file->lost.merge(file->dirty);
+    file->dirty.clear();
+    recordLost(*file);
+}
 
 bool completePending(int descriptor, int image, const File& file)
 {
@@ -77,6 +112,11 @@ void markDirty(File* file, off_t begin, off_t end)
 {
     for (off_t block = begin / BlockSize; block * BlockSize < end; ++block)
         file->dirty.insert(block);
+    if (file->lost.empty())
+        return;
+    for (off_t block = begin / BlockSize; block * BlockSize < end; ++block)
+        file->lost.erase(block);
+    recordLost(*file);
 }
 
 SynchronousWrite::SynchronousWrite(const File& file, int descriptor, off_t offset, std::size_t size) : offset_(offset)

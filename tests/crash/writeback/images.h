@@ -23,6 +23,14 @@ std::set<off_t> differingBlocks(int file, int image);
  */
 bool completePending(int descriptor, int image, const File& file);
 
+/** The blocks of an environment's file that a sync has failed to write, for files that this process has not seen
+ * before.
+ */
+std::set<off_t> lostBlocks(ino_t inode);
+
+/** What was written to a file is in the page cache only, until it is written again. The file's mutex is held. */
+void loseDirty(File* file);
+
 /** The file's mutex is held. */
 void markDirty(File* file, off_t begin, off_t end);
 

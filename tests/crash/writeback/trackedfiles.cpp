@@ -1,10 +1,11 @@
 #include "writeback/trackedfiles.h"
 
 #include "durablestate.h"
-#include "writeback/kills.h"
+#include "writeback/faults.h"
 #include "writeback/rawcalls.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <string>
 
@@ -39,6 +40,9 @@ std::shared_ptr<File> fileOf(int descriptor, const std::string& path)
     if (completePending(reader, image, *entry) && !all.strictNames)
         synchroniseNameOf(path);
     entry->dirty = differingBlocks(reader, image);
+    entry->lost = lostBlocks(status.st_ino);
+    for (const off_t block : entry->lost)
+        entry->dirty.erase(block);
     rawClose(reader);
     rawClose(image);
     return entry;
@@ -87,6 +91,12 @@ int trackedSync(int descriptor, long systemCall)
     if (const Descriptor target = lookup(descriptor); target.file) {
         dieIfAsked(pathOf(descriptor));
         waitForDisk(descriptor);
+        if (failsAsAsked(pathOf(descriptor))) {
+            const std::lock_guard lock(target.file->mutex);
+            loseDirty(target.file.get());
+            errno = EIO;
+            return -1;
+        }
         {
             const std::lock_guard lock(target.file->mutex);
             synchronised(target.file.get(), descriptor);

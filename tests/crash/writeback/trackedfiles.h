@@ -2,10 +2,12 @@
 #define QUORVA_TESTS_CRASH_WRITEBACK_TRACKEDFILES_H
 
 #include "writeback/durablenames.h"
+#include "writeback/faults.h"
 #include "writeback/images.h"
 #include "writeback/rawcalls.h"
 #include "writeback/tracker.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <mutex>
 
@@ -34,6 +36,15 @@ template <typename Write> ssize_t trackedWrite(int descriptor, off_t offset, std
     {
         const std::lock_guard lock(target.file->mutex);
         const off_t position = offset < 0 ? writePosition(descriptor) : offset;
+        if (synchronous && failsAsAsked(pathOf(descriptor))) {
+            written = write();
+            if (written > 0) {
+                markDirty(target.file.get(), position, position + written);
+                loseDirty(target.file.get());
+            }
+            errno = EIO;
+            return -1;
+        }
         if (synchronous) {
             SynchronousWrite noted(*target.file, descriptor, position, size);
             written = noted.finish(write());

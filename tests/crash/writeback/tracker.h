@@ -18,6 +18,7 @@ struct File {
     ino_t inode = 0;         // set once
     std::string image{};     // path; set once
     std::set<off_t> dirty{}; // numbers of blocks that differ from the image; guarded by mutex
+    std::set<off_t> lost{};  // numbers of blocks that differ, though a sync that failed has ended; guarded by mutex
     bool named = false;      // its current name is known to be durable; guarded by mutex
 };
 

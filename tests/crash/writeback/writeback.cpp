@@ -20,6 +20,9 @@
  *     CRASH_KILL_REMOVED        while CRASH_KILL_FILE exists, the process is killed when it has removed a file whose
  *                               path contains this
  *
+ *     CRASH_FAIL_FILE           while a file of this name exists, the syncs and synchronous writes of the environment's
+ *     CRASH_FAIL_NAME           files fail whose paths contain this name
+ *
  *     CRASH_IGNORE_SYNC         when set, synchronisation has no effect: shows that the tests notice
  *
  * Directories are absolute paths without symbolic links; their subdirectories are tracked as well. Either may be
@@ -31,6 +34,8 @@
  * - A write through a descriptor opened with O_DSYNC or O_SYNC is durable when it returns, for its own bytes only. In
  *   the strict directory it is not, as none of our code relies on that there.
  * - The length of a file is durable as far as its bytes are.
+ * - After a sync that fails, what it should have written stays in the page cache, but no later sync writes it, unless
+ * it is written to the file again.
  *
  * The model for names: the creation, renaming or removal of a file or directory becomes durable when its directory is
  * synchronised, not before; a name in a directory whose own name is lost is lost with it. POSIX promises no more than

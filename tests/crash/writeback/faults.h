@@ -1,5 +1,5 @@
-#ifndef QUORVA_TESTS_CRASH_WRITEBACK_KILLS_H
-#define QUORVA_TESTS_CRASH_WRITEBACK_KILLS_H
+#ifndef QUORVA_TESTS_CRASH_WRITEBACK_FAULTS_H
+#define QUORVA_TESTS_CRASH_WRITEBACK_FAULTS_H
 
 #include <string>
 
@@ -10,6 +10,9 @@ void dieIfAsked(const std::string& path);
 
 /** Kills this process if a kill at the removal of this path is requested. */
 void dieWhenRemoved(const std::string& path);
+
+/** True if the sync of this path is to fail. */
+bool failsAsAsked(const std::string& path);
 
 } // namespace WriteBack
 

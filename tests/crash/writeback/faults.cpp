@@ -1,4 +1,4 @@
-#include "writeback/kills.h"
+#include "writeback/faults.h"
 
 #include <atomic>
 #include <csignal>
@@ -27,6 +27,14 @@ void dieWhenRemoved(const std::string& path)
     if (trigger != nullptr && removed != nullptr && path.find(removed) != std::string::npos &&
         syscall(SYS_access, trigger, F_OK) == 0)
         (void)kill(getpid(), SIGKILL);
+}
+
+bool failsAsAsked(const std::string& path)
+{
+    static const char* const trigger = std::getenv("CRASH_FAIL_FILE");
+    static const char* const name = std::getenv("CRASH_FAIL_NAME");
+    return trigger != nullptr && name != nullptr && path.find(name) != std::string::npos &&
+           syscall(SYS_access, trigger, F_OK) == 0;
 }
 
 } // namespace WriteBack

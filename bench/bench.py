@@ -95,7 +95,7 @@ class Bench:
         # Each round begins with a different program: writes that one leaves to the disk burden the next.
         names = list(self.contestants)[::-1 if turn % 2 else 1]
         result = {name: self.contestants[name].measure(row) for name in names}
-        options = ["-n"] if row.directory == RELAXED else ["--outstanding", str(row.clients)]
+        options = ["--outstanding", str(row.clients)] if is_durable(row) else ["-n"]
         threads = COMMITTING_THREADS if is_durable(row) else row.clients
         result["bdb-limit"] = run.measure_direct(self.direct[row.directory], row.operation, threads, *options)
         result["echo-limit"] = run.measure_echo(self.echo, row.operation, row.clients, result["server"]["replyBytes"])

@@ -123,6 +123,7 @@ ServerStatus::Environment readEnvironment(const QVariantMap& map)
     environment.commits = countIn(map, "Commits");
     environment.aborts = countIn(map, "Aborts");
     environment.flushes = countIn(map, "Flushes");
+    environment.syncFailed = map.value(QLatin1String("SyncFailed")).toBool() ? 1 : 0;
     environment.lastCheckpoint = secondsIn(map, "LastCheckpoint");
     const QVariantMap backup = mapIn(map, "Backup");
     environment.backupState = textIn(backup, "State");

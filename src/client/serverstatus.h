@@ -96,6 +96,7 @@ struct ServerStatus : ServerCounts {
         qint64 logFiles = 0;
         qint64 logBytes = 0; // on disk
         double lastCheckpoint = 0;
+        qint64 syncFailed = 0; // 1: a sync of a file has failed, and nothing becomes durable
         QString backupState; // one of BackupStates
         QString backupTarget;
         double backupSince = 0;

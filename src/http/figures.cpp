@@ -123,6 +123,8 @@ constexpr std::array Counts{
                               &Environment::aborts},
     EnvironmentFigure<qint64>{"quorva_environment_flushes_total", Type::Counter, "Times the log was written to disk.",
                               &Environment::flushes},
+    EnvironmentFigure<qint64>{"quorva_environment_sync_failed", Type::Gauge,
+                              "1 after a sync of a file has failed: writes are refused.", &Environment::syncFailed},
 };
 
 /** Times, omitted where there is none. */

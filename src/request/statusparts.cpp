@@ -98,6 +98,7 @@ QVariantMap describe(const EnvironmentStatus& status)
                             {"Commits", number(status.commits)},
                             {"Aborts", number(status.aborts)},
                             {"Flushes", number(status.flushes)},
+                            {"SyncFailed", status.hasFailedSync},
                             {"Backup", backupOf(status.backup)}};
     insertTime("LastCheckpoint", status.lastCheckpoint, &environment);
     if (status.logHolder)

@@ -23,6 +23,7 @@ EnvironmentStatus statusOf(BDBEnv* env)
     status.aborts = activity.aborts;
     status.flushes = activity.flushes;
     status.lastCheckpoint = activity.lastCheckpoint;
+    status.hasFailedSync = env->hasFailedSync();
     status.backup = env->backupStatus();
     status.logHolder = env->logHold().holder();
     return status;

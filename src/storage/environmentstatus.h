@@ -24,6 +24,7 @@ struct EnvironmentStatus {
     std::uint64_t aborts = 0;
     std::uint64_t flushes = 0;
     std::optional<std::chrono::system_clock::time_point> lastCheckpoint;
+    bool hasFailedSync = false; // so that nothing becomes durable, see syncfailures.h
     BDBBackupStatus backup;
     std::optional<LogHold::Holder> logHolder; // whom checkpoints keep the log files for
     std::optional<EngineFigures> engine;      // the latest that are known

@@ -108,7 +108,7 @@ Lines environmentLines(const ServerStatus::Environment& environment)
             : "-";
     const std::string names =
         environment.openTables.isEmpty() ? "" : ": " + printable(environment.openTables.join(QStringLiteral(", ")));
-    return {
+    Lines lines{
         "environment  " + printable(environment.directory),
         "  tables     " + number(environment.tables) + " open" + names + "; " + counted(environment.files, "file"),
         "  cache      " + bytes(environment.cacheBytes) + ", " + counted(environment.cachePages, "page") + ", " +
@@ -123,6 +123,9 @@ Lines environmentLines(const ServerStatus::Environment& environment)
         "  checkpoint " + Units::date(environment.lastCheckpoint),
         "  backup     " + backup(environment),
     };
+    if (environment.syncFailed != 0)
+        lines.emplace_back("  disk       failed to sync a file: writes are refused until the server is restarted");
+    return lines;
 }
 
 void append(const Lines& block, QByteArray* text)

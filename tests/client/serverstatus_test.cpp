@@ -103,6 +103,8 @@ TEST(ServerStatus, HasEnvironments)
     EXPECT_EQ(std::tie(shop.logFile, shop.logOffset, shop.logFiles, shop.logBytes), std::tuple(17, 65536, 4, 41943040));
     EXPECT_EQ(std::tie(shop.commits, shop.aborts, shop.flushes), std::tuple(500, 6, 200));
     EXPECT_EQ(shop.lastCheckpoint, 1795356780);
+    EXPECT_EQ(shop.syncFailed, 0);
+    EXPECT_EQ(status.environments.back().syncFailed, 1);
     EXPECT_EQ(shop.backupState, "shipping");
     EXPECT_EQ(shop.backupTarget, "/backup/shop");
     EXPECT_EQ(std::tie(shop.backupSince, shop.backupUntil), std::tuple(1795356730, 1795356810));

@@ -51,6 +51,13 @@ protected:
         return server->request("GetItem", merged(table_, {{"Key", itemKey("h", range)}})).contains("Item");
     }
 
+    static bool isReported(ServerProcess* server)
+    {
+        const QVariantList environments = server->request("Quorva_1.Status", {}).value("Environments").toList();
+        EXPECT_EQ(environments.size(), 1);
+        return environments.value(0).toMap().value("SyncFailed").toBool();
+    }
+
     bool isRecorded() const
     {
         return std::filesystem::exists(home_ + "/__dbq.quorva.unsynced");
@@ -87,6 +94,7 @@ TEST_F(FailedSync, OfTheLogFailsAllWritesUntilTheEnvironmentIsOpenedAgain)
                                                  {"KeySchema", keySchema()}}),
                   internalErrorReply());
         EXPECT_TRUE(has(&server, "before"));
+        EXPECT_TRUE(isReported(&server));
         EXPECT_TRUE(isRecorded());
         const std::string log = server.logText();
         EXPECT_NE(log.find("sync of " + home_ + "/log.0000000001 failed rc 5 : nothing in " + home_ +
@@ -101,6 +109,7 @@ TEST_F(FailedSync, OfTheLogFailsAllWritesUntilTheEnvironmentIsOpenedAgain)
         ServerProcess server(serverWith("/log."));
         ASSERT_TRUE(server.start());
         EXPECT_EQ(put(&server, "after"), stored());
+        EXPECT_FALSE(isReported(&server));
         EXPECT_NE(server.logText().find("A sync of a file in " + home_ + " had failed. Writing all files again"),
                   std::string::npos);
         EXPECT_FALSE(isRecorded());

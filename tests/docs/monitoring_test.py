@@ -59,6 +59,7 @@ HISTOGRAM = 'quorva_request_duration_seconds_bucket{operation="PutItem",outcome=
 # For each alert a series that fires it and the labels of the alert, with the time by which it has fired.
 FIRING = {
     "QuorvaDown": ("2m", [("quorva_up", "0x2000")], "{}"),
+    "QuorvaDiskFails": ("2m", [('quorva_environment_sync_failed{directory="d"}', "0 1x2000")], '{directory: "d"}'),
     "QuorvaLogGrows": ("31m", [('quorva_environment_log_bytes{directory="d"}', "2000000001x2000")], '{directory: "d"}'),
     "QuorvaBackupOld": ("27h", [('quorva_environment_backup_since_timestamp_seconds{directory="d"}', "0x2000")],
                         '{directory: "d"}'),
@@ -74,6 +75,7 @@ FIRING = {
 }
 # All is well: none of them fires.
 QUIET = [("quorva_up", "1x2000"), ('up{job="quorva"}', "1x2000"),
+         ('quorva_environment_sync_failed{directory="d"}', "0x2000"),
          ('quorva_environment_log_bytes{directory="d"}', "1999999999x2000"),
          ('quorva_environment_backup_since_timestamp_seconds{directory="d"}', "0x2000"),
          ('quorva_environment_backup_until_timestamp_seconds{directory="d"}', "0x1500 86400x500"),  # a copy each night

@@ -66,6 +66,8 @@ TEST(Figures, HaveEveryNumberOfTheStatus)
         {"quorva_environment_commits_total" + Shop, 500},
         {"quorva_environment_aborts_total" + Shop, 6},
         {"quorva_environment_flushes_total" + Shop, 200},
+        {"quorva_environment_sync_failed" + Shop, 0},
+        {"quorva_environment_sync_failed" + Odd, 1},
         {"quorva_environment_last_checkpoint_timestamp_seconds" + Shop, 1795356780},
         {"quorva_environment_backup_since_timestamp_seconds" + Shop, 1795356730},
         {"quorva_environment_backup_until_timestamp_seconds" + Shop, 1795356810},

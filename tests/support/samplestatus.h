@@ -43,13 +43,13 @@ inline const QByteArray SampleStatus = R"({
          "Cache": {"Bytes": 16777216, "Pages": 4000, "DirtyPages": 12, "Hits": 990, "Misses": 10},
          "Locks": {"Waits": 21, "Deadlocks": 3},
          "Log": {"File": 17, "Offset": 65536, "Files": 4, "BytesOnDisk": 41943040},
-         "Commits": 500, "Aborts": 6, "Flushes": 200, "LastCheckpoint": 1795356780.0,
+         "Commits": 500, "Aborts": 6, "Flushes": 200, "SyncFailed": false, "LastCheckpoint": 1795356780.0,
          "Backup": {"State": "shipping", "Target": "/backup/shop", "Since": 1795356730.0, "Until": 1795356810.0}},
         {"Directory": "/srv/a \"b\\c\nd", "Tables": 0, "Files": 0, "OpenTables": [],
          "Cache": {"Bytes": 16777216, "Pages": 0, "DirtyPages": 0, "Hits": 0, "Misses": 0},
          "Locks": {"Waits": 0, "Deadlocks": 0},
          "Log": {"File": 1, "Offset": 28, "Files": 1, "BytesOnDisk": 28},
-         "Commits": 0, "Aborts": 0, "Flushes": 0, "Backup": {"State": "none"},
+         "Commits": 0, "Aborts": 0, "Flushes": 0, "SyncFailed": true, "Backup": {"State": "none"},
          "LogHeld": {"Target": "/backup/held", "Since": 1795356720.0}}],
     "__rc": 200, "__rcstr": "OK"})";
 

@@ -96,7 +96,8 @@ TEST(StatusText, HasEveryFigure)
             "  checkpoint -\n"
             "  backup     none; all log files are kept for /backup/held since " +
             localDate(1795356720) +
-            "\n\n"
+            "\n  disk       failed to sync a file: writes are refused until the server is restarted\n"
+            "\n"
             "SLOW REQUEST          TOTAL  QUEUE   LOCKS   DISK   FLUSH  ITEMS  RETRIES  OPERATION  TABLE        "
             "KEYS        "
             "PEER\n" +

@@ -22,7 +22,7 @@ constexpr std::size_t MostBytes = 16 * 1024 * 1024; // of the items of a reply
 /** The reads from one table. */
 struct TableRead {
     std::string name; // as in the request; the reply uses the same
-    const rapidjson::Value* json = nullptr;
+    const Items::JsonValue* json = nullptr;
     std::shared_ptr<const Table> table{};
     std::vector<StoredKey> keys{};
     std::optional<Expressions::PathTree> projection{};
@@ -32,9 +32,9 @@ struct TableRead {
 };
 
 /** `seen` has the keys that the request has named before. */
-Failure readKeys(const rapidjson::Value& keys, BatchKeys* seen, TableRead* read)
+Failure readKeys(const Items::JsonValue& keys, BatchKeys* seen, TableRead* read)
 {
-    for (const rapidjson::Value& json : keys.GetArray()) {
+    for (const Items::JsonValue& json : keys.GetArray()) {
         StoredKey key;
         if (Failure failure = ItemKeys::read(*read->table, json, &key))
             return failure;
@@ -46,9 +46,9 @@ Failure readKeys(const rapidjson::Value& keys, BatchKeys* seen, TableRead* read)
 }
 
 /** Parses and checks the request; does not read items yet. */
-Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableRead>* reads)
+Failure readRequest(const Items::JsonValue& request, Context& context, std::vector<TableRead>* reads)
 {
-    const rapidjson::Value& tables = *member(request, "RequestItems");
+    const Items::JsonValue& tables = *member(request, "RequestItems");
     std::size_t keys = 0;
     for (const auto& [name, json] : lastMembers(tables)) {
         TableRead& read = reads->emplace_back(TableRead{std::string(name), json});
@@ -126,7 +126,7 @@ void writeUnprocessed(const TableRead& read, JsonWriter* reply)
 
 } // namespace
 
-Failure batchGetItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure batchGetItem(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::vector<TableRead> reads;
     if (Failure failure = readRequest(request, context, &reads))

@@ -26,7 +26,7 @@ constexpr std::size_t MostWrites = 25;
 
 /** One put or delete. */
 struct Write {
-    const rapidjson::Value* json = nullptr;
+    const Items::JsonValue* json = nullptr;
     StoredKey key{};
     std::optional<Items::Item> item{}; // of a put
 };
@@ -38,11 +38,11 @@ struct TableWrites {
     std::vector<Write> writes{};
 };
 
-Failure readWrite(const Table& table, const rapidjson::Value& json, Write* write)
+Failure readWrite(const Table& table, const Items::JsonValue& json, Write* write)
 {
     write->json = &json;
-    const rapidjson::Value* const put = member(json, "PutRequest");
-    const rapidjson::Value* const deletion = member(json, "DeleteRequest");
+    const Items::JsonValue* const put = member(json, "PutRequest");
+    const Items::JsonValue* const deletion = member(json, "DeleteRequest");
     if ((put == nullptr) == (deletion == nullptr))
         return Errors::validation("Supplied WriteRequest must contain exactly one of PutRequest and DeleteRequest");
     if (deletion != nullptr)
@@ -57,7 +57,7 @@ Failure readWrite(const Table& table, const rapidjson::Value& json, Write* write
 }
 
 /** Parses and checks the whole request. */
-Failure readRequest(const rapidjson::Value& request, Context& context, std::vector<TableWrites>* tables)
+Failure readRequest(const Items::JsonValue& request, Context& context, std::vector<TableWrites>* tables)
 {
     const auto all = lastMembers(*member(request, "RequestItems"));
     std::size_t count = 0;
@@ -70,7 +70,7 @@ Failure readRequest(const rapidjson::Value& request, Context& context, std::vect
         TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
         if (Failure failure = context.tables.find(table.name, &table.table))
             return failure;
-        for (const rapidjson::Value& json : writes->GetArray()) {
+        for (const Items::JsonValue& json : writes->GetArray()) {
             Write& write = table.writes.emplace_back();
             if (Failure failure = readWrite(*table.table, json, &write))
                 return failure;
@@ -121,7 +121,7 @@ bool writeBody(const std::map<std::string, Batch>& tables, JsonWriter* body)
 /** Writes to all tables of one directory, or to none. */
 Failure writeDirectory(const Context& context, const std::map<std::string, Batch>& tables)
 {
-    rapidjson::StringBuffer body;
+    Items::JsonText body;
     JsonWriter writer(body);
     if (!writeBody(tables, &writer))
         return Errors::validation("Item size has exceeded the maximum allowed size");
@@ -146,7 +146,7 @@ void writeUnprocessed(const std::set<const TableWrites*>& failed, JsonWriter* re
     reply->EndObject();
 }
 
-void writeCapacity(const rapidjson::Value& request, const std::vector<TableWrites>& tables, JsonWriter* reply)
+void writeCapacity(const Items::JsonValue& request, const std::vector<TableWrites>& tables, JsonWriter* reply)
 {
     if (!Capacity::isWanted(request))
         return;
@@ -163,7 +163,7 @@ void writeCapacity(const rapidjson::Value& request, const std::vector<TableWrite
 
 } // namespace
 
-Failure batchWriteItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure batchWriteItem(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::vector<TableWrites> tables;
     if (Failure failure = readRequest(request, context, &tables))

@@ -17,7 +17,7 @@ std::size_t unitsOf(std::size_t bytes, std::size_t unitBytes)
     return std::max<std::size_t>(1, (bytes + unitBytes - 1) / unitBytes);
 }
 
-std::string_view wantedLevel(const rapidjson::Value& request)
+std::string_view wantedLevel(const Items::JsonValue& request)
 {
     return textIn(request, "ReturnConsumedCapacity");
 }
@@ -40,13 +40,13 @@ double Capacity::ofWrite(std::size_t bytes)
     return static_cast<double>(unitsOf(bytes, WriteUnitBytes));
 }
 
-bool Capacity::isWanted(const rapidjson::Value& request)
+bool Capacity::isWanted(const Items::JsonValue& request)
 {
     const std::string_view level = wantedLevel(request);
     return level == "TOTAL" || level == "INDEXES";
 }
 
-void Capacity::write(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer)
+void Capacity::write(const Items::JsonValue& request, const Table& table, double units, JsonWriter* writer)
 {
     writer->StartObject();
     putUnits(units, writer);
@@ -60,7 +60,7 @@ void Capacity::write(const rapidjson::Value& request, const Table& table, double
     writer->EndObject();
 }
 
-void Capacity::writeMember(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer)
+void Capacity::writeMember(const Items::JsonValue& request, const Table& table, double units, JsonWriter* writer)
 {
     if (!isWanted(request))
         return;

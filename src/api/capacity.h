@@ -3,8 +3,7 @@
 
 #include "api/jsonwriter.h"
 #include "api/tabledescription.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 
@@ -18,13 +17,13 @@ double ofRead(std::size_t bytes, bool isConsistent);
 double ofWrite(std::size_t bytes);
 
 /** True if a request asks for it. */
-bool isWanted(const rapidjson::Value& request);
+bool isWanted(const Items::JsonValue& request);
 
 /** Writes the object, for a request that wants it. */
-void write(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer);
+void write(const Items::JsonValue& request, const Table& table, double units, JsonWriter* writer);
 
 /** Writes the member "ConsumedCapacity" if the request wants it. */
-void writeMember(const rapidjson::Value& request, const Table& table, double units, JsonWriter* writer);
+void writeMember(const Items::JsonValue& request, const Table& table, double units, JsonWriter* writer);
 
 } // namespace Api::Capacity
 

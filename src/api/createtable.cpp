@@ -5,7 +5,7 @@
 
 namespace Api {
 
-Failure createTable(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure createTable(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     Table table;
     if (Failure failure = NewTable::read(request, &table))

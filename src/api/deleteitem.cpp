@@ -12,12 +12,12 @@ namespace {
 
 class DeleteItemSteps : public ItemSteps {
 public:
-    Failure read(const rapidjson::Value& request) override
+    Failure read(const Items::JsonValue& request) override
     {
         return write_.read(Expressions::RequestKind::Delete, request);
     }
 
-    Failure prepare(const rapidjson::Value& request, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
@@ -32,7 +32,7 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::Read, {ItemChange::Action::Delete, {}});
     }
 
-    Failure finish(const rapidjson::Value& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
     {
         write_.writeReply(request, *table_, write_.oldBytes(), writer);
         return std::nullopt;

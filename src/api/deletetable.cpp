@@ -4,7 +4,7 @@
 
 namespace Api {
 
-Failure deleteTable(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure deleteTable(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::shared_ptr<const Table> table;
     if (Failure failure = context.tables.remove(textIn(request, "TableName"), &table))

@@ -4,7 +4,7 @@
 namespace Api {
 
 /** Capacity is not limited. These are the API's default limits, which programs compare their tables with. */
-Failure describeLimits(const rapidjson::Value&, Context&, JsonWriter* reply)
+Failure describeLimits(const Items::JsonValue&, Context&, JsonWriter* reply)
 {
     reply->StartObject();
     put("AccountMaxReadCapacityUnits", 80000, reply);
@@ -16,7 +16,7 @@ Failure describeLimits(const rapidjson::Value&, Context&, JsonWriter* reply)
 }
 
 /** The address by which the client has reached us. */
-Failure describeEndpoints(const rapidjson::Value&, Context& context, JsonWriter* reply)
+Failure describeEndpoints(const Items::JsonValue&, Context& context, JsonWriter* reply)
 {
     reply->StartObject();
     putName("Endpoints", reply);

@@ -5,7 +5,7 @@
 
 namespace Api {
 
-Failure describeTable(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure describeTable(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::shared_ptr<const Table> table;
     if (Failure failure = context.tables.findNamed(textIn(request, "TableName"), &table))
@@ -13,7 +13,7 @@ Failure describeTable(const rapidjson::Value& request, Context& context, JsonWri
     return describe(*table, "Table", context, reply);
 }
 
-Failure describeTimeToLive(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure describeTimeToLive(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::shared_ptr<const Table> table;
     if (Failure failure = context.tables.findNamed(textIn(request, "TableName"), &table))
@@ -27,7 +27,7 @@ Failure describeTimeToLive(const rapidjson::Value& request, Context& context, Js
     return std::nullopt;
 }
 
-Failure describeContinuousBackups(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure describeContinuousBackups(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     std::shared_ptr<const Table> table;
     Failure failure = context.tables.find(textIn(request, "TableName"), &table);

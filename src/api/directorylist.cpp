@@ -34,10 +34,10 @@ Failure request(const Server& server, std::string_view directory, Listing* listi
     listing->isOpen = boolIn(reply.body(), "Open").value_or(false);
     listing->path = textIn(reply.body(), "Directory");
     listing->entries.clear();
-    const rapidjson::Value* const tables = member(reply.body(), "Tables");
+    const Items::JsonValue* const tables = member(reply.body(), "Tables");
     if (tables == nullptr || !tables->IsArray())
         return std::nullopt;
-    for (const rapidjson::Value& table : tables->GetArray())
+    for (const Items::JsonValue& table : tables->GetArray())
         listing->entries.push_back({std::string(TableNames::filePart(textIn(table, "TableName"))),
                                     numberIn(table, "Files").value_or(0), numberIn(table, "Bytes").value_or(0),
                                     hasMember(table, "KeySchema")});

@@ -15,12 +15,12 @@ namespace Api {
 namespace {
 
 /** Whether the server's status has a directory, by its canonical path, with as many open files as it can have. */
-bool hasFull(const rapidjson::Value& status, std::string_view directory)
+bool hasFull(const Items::JsonValue& status, std::string_view directory)
 {
-    const rapidjson::Value* const open = member(status, "Environments");
+    const Items::JsonValue* const open = member(status, "Environments");
     if (open == nullptr || !open->IsArray())
         return false;
-    return std::any_of(open->Begin(), open->End(), [&](const rapidjson::Value& environment) {
+    return std::any_of(open->Begin(), open->End(), [&](const Items::JsonValue& environment) {
         return textIn(environment, "Directory") == directory &&
                numberIn(environment, "Files").value_or(0) >= Limits::OpenDatabases;
     });

@@ -26,7 +26,7 @@ Error ofTheApi(const char* name, std::string message, std::string members = {})
 
 std::string Error::body() const
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     writer.StartObject();
     put("__type", type, &writer);

@@ -14,12 +14,12 @@ namespace {
 
 class GetItemSteps : public ItemSteps {
 public:
-    Failure read(const rapidjson::Value& request) override
+    Failure read(const Items::JsonValue& request) override
     {
         return readParameters(Expressions::RequestKind::Get, request, &parameters_);
     }
 
-    Failure prepare(const rapidjson::Value& request, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
@@ -28,7 +28,7 @@ public:
         return std::nullopt;
     }
 
-    Failure finish(const rapidjson::Value& request, const ItemStore& store, const ServerReply& reply,
+    Failure finish(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
                    JsonWriter* writer) override
     {
         std::optional<Items::Item> item;

@@ -14,19 +14,19 @@ Failure failureOf(const Items::JsonError& error)
 
 } // namespace
 
-Failure readItem(const rapidjson::Value& json, Items::Item* item)
+Failure readItem(const Items::JsonValue& json, Items::Item* item)
 {
     Items::JsonError error;
     return Items::readItem(json, item, &error) ? Failure() : failureOf(error);
 }
 
-Failure readValue(const rapidjson::Value& json, Items::AttributeValue* value)
+Failure readValue(const Items::JsonValue& json, Items::AttributeValue* value)
 {
     Items::JsonError error;
     return Items::readValue(json, value, &error) ? Failure() : failureOf(error);
 }
 
-Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
+Failure readParameters(Expressions::RequestKind kind, const Items::JsonValue& request,
                        Expressions::Parameters* parameters)
 {
     Items::JsonError error;

@@ -5,19 +5,18 @@
 #include "api/jsonwriter.h"
 #include "expressions/parameters.h"
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <optional>
 
 namespace Api {
 
 /** Read a request's attributes, or one value; see items/itemjson.h. */
-[[nodiscard]] Failure readItem(const rapidjson::Value& json, Items::Item* item);
-[[nodiscard]] Failure readValue(const rapidjson::Value& json, Items::AttributeValue* value);
+[[nodiscard]] Failure readItem(const Items::JsonValue& json, Items::Item* item);
+[[nodiscard]] Failure readValue(const Items::JsonValue& json, Items::AttributeValue* value);
 
 /** Reads a request's expressions or older parameters; see expressions/parameters.h. */
-[[nodiscard]] Failure readParameters(Expressions::RequestKind kind, const rapidjson::Value& request,
+[[nodiscard]] Failure readParameters(Expressions::RequestKind kind, const Items::JsonValue& request,
                                      Expressions::Parameters* parameters);
 
 /** Writes an item, or only those parts of it that a projection has. */

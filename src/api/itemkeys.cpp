@@ -161,7 +161,7 @@ Failure ItemKeys::ofKey(const Table& table, const Item& attributes, StoredKey* k
         key);
 }
 
-Failure ItemKeys::read(const Table& table, const rapidjson::Value& json, StoredKey* key)
+Failure ItemKeys::read(const Table& table, const Items::JsonValue& json, StoredKey* key)
 {
     Item attributes;
     if (Failure failure = readItem(json, &attributes))

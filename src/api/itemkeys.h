@@ -5,9 +5,8 @@
 #include "api/keyrange.h"
 #include "api/tabledescription.h"
 #include "items/attributevalue.h"
+#include "items/json.h"
 #include "items/keycodec.h"
-
-#include <rapidjson/document.h>
 
 #include <string>
 #include <string_view>
@@ -30,7 +29,7 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 [[nodiscard]] Failure ofKey(const Table& table, const Items::Item& attributes, StoredKey* key);
 
 /** The attributes of a "Key" in a request. */
-[[nodiscard]] Failure read(const Table& table, const rapidjson::Value& json, StoredKey* key);
+[[nodiscard]] Failure read(const Table& table, const Items::JsonValue& json, StoredKey* key);
 
 /** One key, of the right type; and the bounds of the range keys that begin with a value. */
 [[nodiscard]] Failure hashBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);

@@ -15,7 +15,7 @@ namespace StoredItem = Items::StoredItem;
 /** A body: one object. */
 template <typename Members> std::string bodyOf(Members&& members)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     writer.StartObject();
     members(&writer);
@@ -90,7 +90,7 @@ bool putPacked(const Table& table, const StoredKey& key, const Items::Item& item
 
 bool putItem(const Table& table, const StoredKey& key, const Items::Item& item, JsonWriter* writer)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter plain(text);
     putPlain(table, key, item, &plain);
     if (text.GetSize() > StoredItem::MostBytes)

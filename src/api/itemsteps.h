@@ -7,8 +7,7 @@
 #include "api/keyrange.h"
 #include "api/server.h"
 #include "api/tabledescription.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <memory>
 #include <optional>
@@ -32,13 +31,13 @@ public:
     virtual ~ItemSteps() = default;
 
     /** Reads what does not depend on the table. The first step. */
-    [[nodiscard]] virtual Failure read(const rapidjson::Value& request) = 0;
+    [[nodiscard]] virtual Failure read(const Items::JsonValue& request) = 0;
     /** Reads the rest, and composes the call if a single one suffices. Neither this nor read() waits. */
-    [[nodiscard]] virtual Failure prepare(const rapidjson::Value& request, std::shared_ptr<const Table> table) = 0;
+    [[nodiscard]] virtual Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) = 0;
     /** Carries the request out with as many exchanges as it takes, if there is no call, and waits for them. */
     [[nodiscard]] virtual Failure carryOut(const ItemStore&) { return std::nullopt; }
     /** Writes the reply, one object; `reply` is that to the call, a success. Does not wait. The last step. */
-    [[nodiscard]] virtual Failure finish(const rapidjson::Value& request, const ItemStore& store,
+    [[nodiscard]] virtual Failure finish(const Items::JsonValue& request, const ItemStore& store,
                                          const ServerReply& reply, JsonWriter* writer) = 0;
 
     /** Of the request, after prepare(). */

@@ -34,18 +34,18 @@ ItemGates& gates()
     return all;
 }
 
-std::string jsonOf(const rapidjson::Value& json)
+std::string jsonOf(const Items::JsonValue& json)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     json.Accept(writer);
     return {text.GetString(), text.GetSize()};
 }
 
 /** The element of a Commit's reply that has the actual item; null if there is none. */
-const rapidjson::Value* firstMismatch(const rapidjson::Value& reply)
+const Items::JsonValue* firstMismatch(const Items::JsonValue& reply)
 {
-    const rapidjson::Value* const all = member(reply, "Mismatches");
+    const Items::JsonValue* const all = member(reply, "Mismatches");
     return all != nullptr && all->IsArray() && !all->Empty() ? &(*all)[0] : nullptr;
 }
 
@@ -78,7 +78,7 @@ Failure ItemStore::get(const StoredKey& key, std::optional<Item>* item) const
 Failure ItemStore::readReply(const ServerReply& reply, const StoredKey& key, std::optional<Item>* item) const
 {
     item->reset();
-    const rapidjson::Value* const stored = member(reply.body(), "Item");
+    const Items::JsonValue* const stored = member(reply.body(), "Item");
     return stored != nullptr ? read(*stored, key, &item->emplace()) : std::nullopt;
 }
 
@@ -124,7 +124,7 @@ Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const C
         isKnown = ++mismatches % MismatchesBeforePause != 0;
         if (!isKnown && !backOff->pause())
             return Errors::transactionConflict();
-        const rapidjson::Value* const mismatch = firstMismatch(reply.body());
+        const Items::JsonValue* const mismatch = firstMismatch(reply.body());
         if (mismatch == nullptr)
             return Errors::internal("The server's reply is not understood; nothing was written");
         if (Failure failure = snapshotOf(member(*mismatch, "Item"), key, &before))
@@ -140,7 +140,7 @@ Failure ItemStore::snapshot(const StoredKey& key, Snapshot* found) const
     return snapshotOf(member(reply.body(), "Item"), key, found);
 }
 
-Failure ItemStore::snapshotOf(const rapidjson::Value* stored, const StoredKey& key, Snapshot* found) const
+Failure ItemStore::snapshotOf(const Items::JsonValue* stored, const StoredKey& key, Snapshot* found) const
 {
     found->item.reset();
     found->text.reset();
@@ -202,7 +202,7 @@ Failure ItemStore::unreadable(const StoredKey& key, const std::string& why) cons
         ", to be used as ExclusiveStartKey or to replace or delete it; or: " + ItemKeys::deletion(*table_, key));
 }
 
-Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, Item* item) const
+Failure ItemStore::read(const Items::JsonValue& stored, const StoredKey& key, Item* item) const
 {
     const std::array<std::string_view, 2> keyNames{table_->hash.name, table_->serverRangeName};
     std::string why;
@@ -211,7 +211,7 @@ Failure ItemStore::read(const rapidjson::Value& stored, const StoredKey& key, It
     return ItemKeys::addTo(item, *table_, key);
 }
 
-Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
+Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
 {
     if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
         return failure;

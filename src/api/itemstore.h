@@ -67,14 +67,14 @@ public:
                                     std::optional<Items::Item>* item) const;
 
     /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
-    [[nodiscard]] Failure read(const rapidjson::Value& stored, const StoredKey& key, Items::Item* item) const;
+    [[nodiscard]] Failure read(const Items::JsonValue& stored, const StoredKey& key, Items::Item* item) const;
 
 private:
     struct Snapshot;
 
     Failure snapshot(const StoredKey& key, Snapshot* found) const;
     Failure unreadable(const StoredKey& key, const std::string& why) const;
-    Failure snapshotOf(const rapidjson::Value* stored, const StoredKey& key, Snapshot* found) const;
+    Failure snapshotOf(const Items::JsonValue* stored, const StoredKey& key, Snapshot* found) const;
     Failure commit(const StoredKey& key, const Snapshot& before, const ItemChange& change, ServerReply* reply) const;
     Failure changeGuarded(const StoredKey& key, FirstGuess guess, const Compute& compute, class BackOff* backOff) const;
 
@@ -84,7 +84,7 @@ private:
 };
 
 /** Finds the table, and the key in it, that a request names by "TableName" and "Key". */
-[[nodiscard]] Failure findItem(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table,
+[[nodiscard]] Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table,
                                StoredKey* key);
 
 } // namespace Api

@@ -18,10 +18,10 @@ constexpr std::size_t PageBytes = 1024 * 1024; // the size of a page of the API,
 constexpr std::size_t MostPageItems = 1024;
 
 /** Reads a key attribute of a record. False if it is not {"S": text}, with the characters of bytes. */
-bool readKey(const rapidjson::Value& record, const std::string& name, std::string* bytes)
+bool readKey(const Items::JsonValue& record, const std::string& name, std::string* bytes)
 {
-    const rapidjson::Value* const value = record.IsObject() ? member(record, name) : nullptr;
-    const rapidjson::Value* const text = value != nullptr && value->IsObject() ? member(*value, "S") : nullptr;
+    const Items::JsonValue* const value = record.IsObject() ? member(record, name) : nullptr;
+    const Items::JsonValue* const text = value != nullptr && value->IsObject() ? member(*value, "S") : nullptr;
     if (text == nullptr || !text->IsString())
         return false;
     auto decoded = Items::KeyCodec::bytesOfJsonText(textOf(*text));
@@ -53,7 +53,7 @@ Failure ItemWalk::next()
                 return failure;
             continue;
         }
-        const rapidjson::Value& record = (*records_)[index_++];
+        const Items::JsonValue& record = (*records_)[index_++];
         StoredKey key;
         if (Failure failure = readKeys(record, &key))
             return failure;
@@ -102,7 +102,7 @@ int ItemWalk::pageLimit() const
     return static_cast<int>(std::clamp<std::size_t>(left_, 1, fitting));
 }
 
-Failure ItemWalk::readKeys(const rapidjson::Value& record, StoredKey* key) const
+Failure ItemWalk::readKeys(const Items::JsonValue& record, StoredKey* key) const
 {
     const Table& table = store_.table();
     if (!readKey(record, table.hash.name, &key->hash) || !readKey(record, table.serverRangeName, &key->range))

@@ -6,8 +6,7 @@
 #include "api/keyrange.h"
 #include "api/server.h"
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 #include <optional>
@@ -46,7 +45,7 @@ public:
 private:
     Failure readPage();
     std::string pageRequest();
-    Failure readKeys(const rapidjson::Value& record, StoredKey* key) const;
+    Failure readKeys(const Items::JsonValue& record, StoredKey* key) const;
     void continueAfter(const StoredKey& key);
     int pageLimit() const;
 
@@ -57,7 +56,7 @@ private:
     std::size_t left_;               // items that may still be read
 
     ServerReply page_;
-    const rapidjson::Value* records_ = nullptr; // of the page
+    const Items::JsonValue* records_ = nullptr; // of the page
     rapidjson::SizeType index_ = 0;             // of the next of them
     bool isLastPage_ = false;
     std::size_t itemBytes_ = 0; // the average in the last page

@@ -10,7 +10,7 @@
 
 namespace Api {
 
-Failure ItemWrite::read(Expressions::RequestKind kind, const rapidjson::Value& request)
+Failure ItemWrite::read(Expressions::RequestKind kind, const Items::JsonValue& request)
 {
     Expressions::Parameters parameters;
     if (Failure failure = readParameters(kind, request, &parameters))
@@ -43,13 +43,13 @@ std::size_t ItemWrite::oldBytes() const
     return old_ ? Items::sizeOfItem(*old_) : 0;
 }
 
-void ItemWrite::writeReply(const rapidjson::Value& request, const Table& table, std::size_t bytes,
+void ItemWrite::writeReply(const Items::JsonValue& request, const Table& table, std::size_t bytes,
                            JsonWriter* reply) const
 {
     writeItemReply(request, table, old_ && returnsOld_ ? &*old_ : nullptr, bytes, reply);
 }
 
-void writeItemReply(const rapidjson::Value& request, const Table& table, const Items::Item* returned, std::size_t bytes,
+void writeItemReply(const Items::JsonValue& request, const Table& table, const Items::Item* returned, std::size_t bytes,
                     JsonWriter* reply)
 {
     reply->StartObject();

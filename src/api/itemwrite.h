@@ -8,8 +8,7 @@
 #include "api/writecondition.h"
 #include "expressions/parameters.h"
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 #include <optional>
@@ -20,7 +19,7 @@ namespace Api {
 class ItemWrite {
 public:
     /** Reads the condition and "ReturnValues"; before anything else. */
-    [[nodiscard]] Failure read(Expressions::RequestKind kind, const rapidjson::Value& request);
+    [[nodiscard]] Failure read(Expressions::RequestKind kind, const Items::JsonValue& request);
 
     /** True if the existing item does not matter, so that it need not be read. */
     bool isPlain() const { return condition_->isEmpty() && !returnsOld_; }
@@ -33,7 +32,7 @@ public:
     std::size_t oldBytes() const;
 
     /** Writes the reply. `bytes`: the size of what was written, as the API counts it. */
-    void writeReply(const rapidjson::Value& request, const Table& table, std::size_t bytes, JsonWriter* reply) const;
+    void writeReply(const Items::JsonValue& request, const Table& table, std::size_t bytes, JsonWriter* reply) const;
 
 private:
     std::optional<WriteCondition> condition_;
@@ -42,7 +41,7 @@ private:
 };
 
 /** Writes the reply to a write of one item: the attributes that it returns, if any, and its capacity. */
-void writeItemReply(const rapidjson::Value& request, const Table& table, const Items::Item* returned, std::size_t bytes,
+void writeItemReply(const Items::JsonValue& request, const Table& table, const Items::Item* returned, std::size_t bytes,
                     JsonWriter* reply);
 
 } // namespace Api

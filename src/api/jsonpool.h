@@ -1,7 +1,7 @@
 #ifndef QUORVA_API_JSONPOOL_H
 #define QUORVA_API_JSONPOOL_H
 
-#include <rapidjson/allocators.h>
+#include "items/json.h"
 
 #include <array>
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace Api {
  * The memory of a JSON document, allocated in chunks of this size. The library's default chunks are so large that each
  * makes malloc() consolidate recently freed memory, and most requests and replies need only a small part of one.
  */
-using JsonPool = rapidjson::MemoryPoolAllocator<>;
+using Items::JsonPool;
 inline constexpr std::size_t JsonPoolBytes = 4096;
 
 /** The first chunk of a pool, for objects that contain it. */

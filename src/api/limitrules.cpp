@@ -84,7 +84,7 @@ bool LimitRules::areThere(const Shape& shape)
            !shape.values.empty();
 }
 
-std::vector<std::string> LimitRules::brokenBy(const rapidjson::Value& value, const Shape& shape)
+std::vector<std::string> LimitRules::brokenBy(const Items::JsonValue& value, const Shape& shape)
 {
     std::vector<std::string> broken;
     if (value.IsString() && shape.kind == Kind::String)

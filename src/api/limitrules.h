@@ -2,8 +2,7 @@
 #define QUORVA_API_LIMITRULES_H
 
 #include "api/shapes.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <string>
 #include <vector>
@@ -12,7 +11,7 @@
 namespace Api::LimitRules {
 
 /** The rules that a value breaks, not counting those of what it contains. */
-std::vector<std::string> brokenBy(const rapidjson::Value& value, const Shape& shape);
+std::vector<std::string> brokenBy(const Items::JsonValue& value, const Shape& shape);
 
 /** True if a shape has any limits itself. */
 bool areThere(const Shape& shape);

@@ -18,14 +18,14 @@ constexpr std::size_t MostTables = 100; // on a page
 /** The name by which requests reach a table in a directory: its own, if the API allows such a name. */
 std::string reachableName(const std::string& table, const std::string& directory)
 {
-    const rapidjson::Value text(rapidjson::StringRef(table.data(), table.size()));
+    const Items::JsonValue text(rapidjson::StringRef(table.data(), table.size()));
     const bool isPlain = !Validation::checkLimits(text, Shapes::TableName);
     return isPlain ? table : directory + '|' + table;
 }
 
 } // namespace
 
-Failure listTables(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure listTables(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     const std::string& directory = context.settings.directory;
     std::vector<DirectoryList::Entry> entries;

@@ -6,26 +6,26 @@
 
 namespace Api {
 
-const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name)
+const Items::JsonValue* member(const Items::JsonValue& object, std::string_view name)
 {
     if (!object.IsObject())
         return nullptr;
-    const rapidjson::Value wanted(rapidjson::StringRef(name.data(), name.size()));
+    const Items::JsonValue wanted(rapidjson::StringRef(name.data(), name.size()));
     const auto found = object.FindMember(wanted);
     return found != object.MemberEnd() && !found->value.IsNull() ? &found->value : nullptr;
 }
 
-std::string_view textOf(const rapidjson::Value& string)
+std::string_view textOf(const Items::JsonValue& string)
 {
     return {string.GetString(), string.GetStringLength()};
 }
 
-std::vector<std::pair<std::string_view, const rapidjson::Value*>> lastMembers(const rapidjson::Value& object)
+std::vector<std::pair<std::string_view, const Items::JsonValue*>> lastMembers(const Items::JsonValue& object)
 {
-    std::map<std::string_view, const rapidjson::Value*> last;
+    std::map<std::string_view, const Items::JsonValue*> last;
     for (const auto& [name, value] : object.GetObject())
         last[textOf(name)] = &value;
-    std::vector<std::pair<std::string_view, const rapidjson::Value*>> members;
+    std::vector<std::pair<std::string_view, const Items::JsonValue*>> members;
     for (const auto& [name, value] : object.GetObject()) {
         if (last[textOf(name)] == &value)
             members.emplace_back(textOf(name), &value);
@@ -33,25 +33,25 @@ std::vector<std::pair<std::string_view, const rapidjson::Value*>> lastMembers(co
     return members;
 }
 
-std::string_view textIn(const rapidjson::Value& object, std::string_view name)
+std::string_view textIn(const Items::JsonValue& object, std::string_view name)
 {
-    const rapidjson::Value* const found = member(object, name);
+    const Items::JsonValue* const found = member(object, name);
     return found != nullptr && found->IsString() ? textOf(*found) : std::string_view();
 }
 
-std::optional<bool> boolIn(const rapidjson::Value& object, std::string_view name)
+std::optional<bool> boolIn(const Items::JsonValue& object, std::string_view name)
 {
-    const rapidjson::Value* const found = member(object, name);
+    const Items::JsonValue* const found = member(object, name);
     return found != nullptr && found->IsBool() ? std::optional(found->GetBool()) : std::nullopt;
 }
 
-std::optional<long long> numberIn(const rapidjson::Value& object, std::string_view name)
+std::optional<long long> numberIn(const Items::JsonValue& object, std::string_view name)
 {
-    const rapidjson::Value* const found = member(object, name);
+    const Items::JsonValue* const found = member(object, name);
     return found != nullptr && found->IsNumber() ? std::optional(integerOf(*found)) : std::nullopt;
 }
 
-long long integerOf(const rapidjson::Value& number)
+long long integerOf(const Items::JsonValue& number)
 {
     using Limits = std::numeric_limits<long long>;
     if (number.IsInt64())

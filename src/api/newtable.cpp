@@ -20,16 +20,16 @@ std::string joined(const std::vector<std::string_view>& words)
     return '[' + text + ']';
 }
 
-std::vector<std::string_view> namesIn(const rapidjson::Value& list)
+std::vector<std::string_view> namesIn(const Items::JsonValue& list)
 {
     std::vector<std::string_view> names;
-    for (const rapidjson::Value& element : list.GetArray())
+    for (const Items::JsonValue& element : list.GetArray())
         names.push_back(textIn(element, "AttributeName"));
     return names;
 }
 
 /** The roles of one or two keys. */
-Failure checkRoles(const rapidjson::Value& schema)
+Failure checkRoles(const Items::JsonValue& schema)
 {
     if (textIn(schema[0], "KeyType") != "HASH")
         return Errors::validation("Invalid KeySchema: The first KeySchemaElement is not a HASH key type");
@@ -42,19 +42,19 @@ Failure checkRoles(const rapidjson::Value& schema)
     return std::nullopt;
 }
 
-std::optional<KeyAttribute> definitionOf(std::string_view name, const rapidjson::Value& definitions)
+std::optional<KeyAttribute> definitionOf(std::string_view name, const Items::JsonValue& definitions)
 {
-    for (const rapidjson::Value& definition : definitions.GetArray()) {
+    for (const Items::JsonValue& definition : definitions.GetArray()) {
         if (textIn(definition, "AttributeName") == name)
             return KeyAttribute{std::string(name), keyTypeNamed(textIn(definition, "AttributeType")).value()};
     }
     return std::nullopt;
 }
 
-Failure readKeys(const rapidjson::Value& request, Table* table)
+Failure readKeys(const Items::JsonValue& request, Table* table)
 {
-    const rapidjson::Value& schema = *member(request, "KeySchema");
-    const rapidjson::Value& definitions = *member(request, "AttributeDefinitions");
+    const Items::JsonValue& schema = *member(request, "KeySchema");
+    const Items::JsonValue& definitions = *member(request, "AttributeDefinitions");
     if (Failure failure = checkRoles(schema))
         return failure;
     const std::vector<std::string_view> names = namesIn(schema);
@@ -78,7 +78,7 @@ Failure readKeys(const rapidjson::Value& request, Table* table)
 
 } // namespace
 
-Failure NewTable::read(const rapidjson::Value& request, Table* table)
+Failure NewTable::read(const Items::JsonValue& request, Table* table)
 {
     if (Failure failure = TableOptions::refuseUnavailable(request))
         return failure;
@@ -87,7 +87,7 @@ Failure NewTable::read(const rapidjson::Value& request, Table* table)
     if (Failure failure = TableOptions::readCapacity(request, table))
         return failure;
     TableOptions::readOthers(request, table);
-    if (const rapidjson::Value* const tags = member(request, "Tags"))
+    if (const Items::JsonValue* const tags = member(request, "Tags"))
         return TableOptions::addTags(*tags, table);
     return std::nullopt;
 }

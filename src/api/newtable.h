@@ -3,8 +3,7 @@
 
 #include "api/error.h"
 #include "api/tabledescription.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <chrono>
 
@@ -12,7 +11,7 @@
 namespace Api::NewTable {
 
 /** Reads everything but the name. Fails for contradictions, and for what is not available here. */
-[[nodiscard]] Failure read(const rapidjson::Value& request, Table* table);
+[[nodiscard]] Failure read(const Items::JsonValue& request, Table* table);
 
 /** Sets what the request does not say: an id, and the creation time. */
 void complete(std::chrono::system_clock::time_point now, Table* table);

@@ -4,8 +4,7 @@
 #include "api/error.h"
 #include "api/jsonwriter.h"
 #include "api/server.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <chrono>
 #include <functional>
@@ -37,7 +36,7 @@ struct Context {
  * Executes a request that has the operation's shape, and writes the reply, one object. What it has written before a
  * failure is discarded. Any thread; it may wait for the server.
  */
-using Handler = Failure (*)(const rapidjson::Value& request, Context& context, JsonWriter* reply);
+using Handler = Failure (*)(const Items::JsonValue& request, Context& context, JsonWriter* reply);
 
 /** Makes the steps that execute a request. */
 using StepsMaker = std::unique_ptr<ItemSteps> (*)();

@@ -19,7 +19,7 @@ Failure invalid(const std::string& text)
     return Errors::validation("One or more parameter values were invalid: " + text);
 }
 
-Failure readSelect(const rapidjson::Value& request, ItemPage* page)
+Failure readSelect(const Items::JsonValue& request, ItemPage* page)
 {
     const std::string_view select = textIn(request, "Select");
     const bool isOlder = hasMember(request, "AttributesToGet");
@@ -39,7 +39,7 @@ Failure readSelect(const rapidjson::Value& request, ItemPage* page)
 
 } // namespace
 
-Failure PageRequests::read(Expressions::RequestKind kind, const rapidjson::Value& request,
+Failure PageRequests::read(Expressions::RequestKind kind, const Items::JsonValue& request,
                            Expressions::Parameters* parameters, ItemPage* page)
 {
     if (Failure failure = readParameters(kind, request, parameters))
@@ -51,7 +51,7 @@ Failure PageRequests::read(Expressions::RequestKind kind, const rapidjson::Value
     return readSelect(request, page);
 }
 
-Failure PageRequests::findTable(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table)
+Failure PageRequests::findTable(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table)
 {
     if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
         return failure;
@@ -61,9 +61,9 @@ Failure PageRequests::findTable(const rapidjson::Value& request, Context& contex
     return std::nullopt;
 }
 
-Failure PageRequests::readStartKey(const Table& table, const rapidjson::Value& request, std::optional<StoredKey>* start)
+Failure PageRequests::readStartKey(const Table& table, const Items::JsonValue& request, std::optional<StoredKey>* start)
 {
-    const rapidjson::Value* const json = member(request, "ExclusiveStartKey");
+    const Items::JsonValue* const json = member(request, "ExclusiveStartKey");
     if (json == nullptr)
         return std::nullopt;
     Failure failure = ItemKeys::read(table, *json, &start->emplace());
@@ -72,7 +72,7 @@ Failure PageRequests::readStartKey(const Table& table, const rapidjson::Value& r
     return failure;
 }
 
-Failure PageRequests::answer(const rapidjson::Value& request, const Table& table, const ItemPage& page, ItemWalk* walk,
+Failure PageRequests::answer(const Items::JsonValue& request, const Table& table, const ItemPage& page, ItemWalk* walk,
                              JsonWriter* reply)
 {
     PageFigures figures;

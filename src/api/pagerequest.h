@@ -9,8 +9,7 @@
 #include "api/operation.h"
 #include "api/tabledescription.h"
 #include "expressions/parameters.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <memory>
 #include <optional>
@@ -19,18 +18,18 @@
 namespace Api::PageRequests {
 
 /** Reads the expressions or older parameters, "Limit" and "Select"; moves filter and projection to the page. */
-[[nodiscard]] Failure read(Expressions::RequestKind kind, const rapidjson::Value& request,
+[[nodiscard]] Failure read(Expressions::RequestKind kind, const Items::JsonValue& request,
                            Expressions::Parameters* parameters, ItemPage* page);
 
 /** Finds the table; fails for an index, as no table has any. */
-[[nodiscard]] Failure findTable(const rapidjson::Value& request, Context& context, std::shared_ptr<const Table>* table);
+[[nodiscard]] Failure findTable(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table);
 
 /** Reads "ExclusiveStartKey"; empty if there is none. */
-[[nodiscard]] Failure readStartKey(const Table& table, const rapidjson::Value& request,
+[[nodiscard]] Failure readStartKey(const Table& table, const Items::JsonValue& request,
                                    std::optional<StoredKey>* start);
 
 /** Reads the page and writes the reply. */
-[[nodiscard]] Failure answer(const rapidjson::Value& request, const Table& table, const ItemPage& page, ItemWalk* walk,
+[[nodiscard]] Failure answer(const Items::JsonValue& request, const Table& table, const ItemPage& page, ItemWalk* walk,
                              JsonWriter* reply);
 
 } // namespace Api::PageRequests

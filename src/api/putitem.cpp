@@ -15,14 +15,14 @@ namespace {
 
 class PutItemSteps : public ItemSteps {
 public:
-    Failure read(const rapidjson::Value& request) override
+    Failure read(const Items::JsonValue& request) override
     {
         if (Failure failure = write_.read(Expressions::RequestKind::Put, request))
             return failure;
         return readItem(*member(request, "Item"), &item_);
     }
 
-    Failure prepare(const rapidjson::Value&, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::ofItem(*table_, item_, &key_))
@@ -44,7 +44,7 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::NoItem, {ItemChange::Action::Put, std::move(item_)});
     }
 
-    Failure finish(const rapidjson::Value& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
     {
         write_.writeReply(request, *table_, std::max(bytes_, write_.oldBytes()), writer);
         return std::nullopt;

@@ -90,7 +90,7 @@ Failure rangeOf(const Table& table, const Expressions::KeyCondition& condition, 
 }
 
 /** Makes the range begin after the start key of the request, if there is one. */
-Failure startAfter(const Table& table, const rapidjson::Value& request, bool forward, KeyRange* range)
+Failure startAfter(const Table& table, const Items::JsonValue& request, bool forward, KeyRange* range)
 {
     std::optional<StoredKey> start;
     if (Failure failure = PageRequests::readStartKey(table, request, &start))
@@ -107,7 +107,7 @@ Failure startAfter(const Table& table, const rapidjson::Value& request, bool for
 
 } // namespace
 
-Failure query(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure query(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
     ItemPage page;

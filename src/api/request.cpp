@@ -33,7 +33,7 @@ bool escapesSecondHalfAlone(std::string_view text)
 }
 
 /** Iterative, so that no depth of nesting exhausts the stack. */
-Failure parse(const QByteArray& body, rapidjson::Document* request)
+Failure parse(const QByteArray& body, Items::JsonDocument* request)
 {
     // Checked here rather than by the parser, which takes several times as long for it as for everything else.
     if (!body.isValidUtf8())
@@ -48,7 +48,7 @@ Failure parse(const QByteArray& body, rapidjson::Document* request)
     return std::nullopt;
 }
 
-Reply replyOf(const Failure& failure, const rapidjson::StringBuffer& text)
+Reply replyOf(const Failure& failure, const Items::JsonText& text)
 {
     return failure ? Reply::of(*failure)
                    : Reply{200, QByteArray(text.GetString(), static_cast<qsizetype>(text.GetSize()))};
@@ -72,7 +72,7 @@ Failure Request::read(const QByteArray& body)
 
 Reply Request::answer()
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     return replyOf(operation_.handler != nullptr ? operation_.handler(request_, context_, &writer) : takeSteps(&writer),
                    text);
@@ -114,7 +114,7 @@ Request::Step Request::begin(const QByteArray& body)
 Reply Request::finish(Client::ExchangeResult result, QByteArray&& text, const QString& error)
 {
     ServerReply reply;
-    rapidjson::StringBuffer written;
+    Items::JsonText written;
     JsonWriter writer(written);
     const ItemStore store(context_, steps_->table());
     Failure failure = Server::take(result, std::move(text), error, &reply);

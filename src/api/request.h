@@ -7,11 +7,10 @@
 #include "api/jsonwriter.h"
 #include "api/operation.h"
 #include "client/exchangeresult.h"
+#include "items/json.h"
 
 #include <QByteArray>
 #include <QString>
-
-#include <rapidjson/document.h>
 
 #include <memory>
 
@@ -59,7 +58,7 @@ private:
     Context context_;
     JsonPoolBuffer buffer_;
     JsonPool pool_{buffer_.data(), sizeof buffer_, JsonPoolBytes};
-    rapidjson::Document request_{&pool_};
+    Items::JsonDocument request_{&pool_};
     std::unique_ptr<ItemSteps> steps_;
     Failure refusal_;
 };

@@ -12,7 +12,7 @@ namespace Api::RequestBodies {
 /** An object with one member: a table's real name, or a directory. */
 inline std::string of(std::string_view name, std::string_view value)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     writer.StartObject();
     put(name, value, &writer);

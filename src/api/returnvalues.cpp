@@ -4,7 +4,7 @@
 
 namespace Api {
 
-ReturnValues returnValuesOf(const rapidjson::Value& request)
+ReturnValues returnValuesOf(const Items::JsonValue& request)
 {
     const std::string_view name = textIn(request, "ReturnValues");
     if (name == "ALL_OLD")
@@ -18,7 +18,7 @@ ReturnValues returnValuesOf(const rapidjson::Value& request)
     return ReturnValues::None;
 }
 
-Failure readOldOrNone(const rapidjson::Value& request, ReturnValues* values)
+Failure readOldOrNone(const Items::JsonValue& request, ReturnValues* values)
 {
     *values = returnValuesOf(request);
     if (*values == ReturnValues::None || *values == ReturnValues::AllOld)

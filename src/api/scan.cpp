@@ -11,7 +11,7 @@ namespace Api {
 namespace {
 
 /** Each of several segments would need its own share of the keys, and the server's Scan cannot divide them. */
-Failure refuseSegments(const rapidjson::Value& request)
+Failure refuseSegments(const Items::JsonValue& request)
 {
     const auto segments = numberIn(request, "TotalSegments");
     const auto segment = numberIn(request, "Segment");
@@ -33,7 +33,7 @@ Failure refuseSegments(const rapidjson::Value& request)
 
 } // namespace
 
-Failure scan(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure scan(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
     ItemPage page;

@@ -4,12 +4,11 @@
 #include "api/error.h"
 #include "api/jsonpool.h"
 #include "client/exchangeresult.h"
+#include "items/json.h"
 #include "protocol/operations.h"
 
 #include <QByteArray>
 #include <QString>
-
-#include <rapidjson/document.h>
 
 #include <functional>
 #include <string_view>
@@ -25,7 +24,7 @@ public:
     bool isError(std::string_view type) const { return errorType() == type; }
     std::string_view message() const;
 
-    const rapidjson::Value& body() const { return body_; }
+    const Items::JsonValue& body() const { return body_; }
     /** The length of its text. */
     std::size_t bytes() const { return static_cast<std::size_t>(text_.size()); }
 
@@ -38,7 +37,7 @@ private:
     QByteArray text_; // the strings of body_ are in here
     JsonPoolBuffer buffer_;
     JsonPool pool_{buffer_.data(), sizeof buffer_, JsonPoolBytes};
-    rapidjson::Document body_{&pool_};
+    Items::JsonDocument body_{&pool_};
 };
 
 /** The server, behind a function that exchanges one request for its reply. Any thread, if the function allows that. */

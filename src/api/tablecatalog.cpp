@@ -91,7 +91,7 @@ Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<
     ServerReply reply;
     if (Failure failure = server_->send(Operations::DescribeTable, RequestBodies::of("TableName", name.real), &reply))
         return failure;
-    const rapidjson::Value* const description = member(reply.body(), "Table");
+    const Items::JsonValue* const description = member(reply.body(), "Table");
     if (reply.isError(ErrorTypes::InternalServerError))
         return DirectoryRoom::failureOf(*server_, reply, name.real);
     if (!reply.isSuccess() || description == nullptr) {

@@ -57,20 +57,20 @@ void putExtension(const Table& table, JsonWriter* writer)
     writer->EndObject();
 }
 
-double numberOf(const rapidjson::Value& object, std::string_view name)
+double numberOf(const Items::JsonValue& object, std::string_view name)
 {
-    const rapidjson::Value* const found = member(object, name);
+    const Items::JsonValue* const found = member(object, name);
     return found != nullptr && found->IsNumber() ? found->GetDouble() : 0;
 }
 
-std::string_view keyName(const rapidjson::Value& description, std::string_view element)
+std::string_view keyName(const Items::JsonValue& description, std::string_view element)
 {
-    const rapidjson::Value* const schema = member(description, "KeySchema");
-    const rapidjson::Value* const key = schema != nullptr ? member(*schema, element) : nullptr;
+    const Items::JsonValue* const schema = member(description, "KeySchema");
+    const Items::JsonValue* const key = schema != nullptr ? member(*schema, element) : nullptr;
     return key != nullptr ? textIn(*key, "AttributeName") : std::string_view();
 }
 
-bool readExtension(const rapidjson::Value& extension, Table* table)
+bool readExtension(const Items::JsonValue& extension, Table* table)
 {
     const std::optional<KeyType> hashType = keyTypeNamed(textIn(extension, "HashKeyType"));
     const std::string_view rangeTypeName = textIn(extension, "RangeKeyType");
@@ -87,7 +87,7 @@ bool readExtension(const rapidjson::Value& extension, Table* table)
     table->id = textIn(extension, "TableId");
     table->tableClass = textIn(extension, "TableClass");
     table->isProtected = boolIn(extension, "IsProtected").value_or(false);
-    if (const rapidjson::Value* const tags = member(extension, "Tags"); tags != nullptr && tags->IsObject()) {
+    if (const Items::JsonValue* const tags = member(extension, "Tags"); tags != nullptr && tags->IsObject()) {
         for (const auto& tag : tags->GetObject()) {
             if (tag.value.IsString())
                 table->tags.emplace(textOf(tag.name), textOf(tag.value));
@@ -168,7 +168,7 @@ std::string TableName::arn() const
 
 std::string TableDescriptions::creation(const Table& table)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     JsonWriter writer(text);
     writer.StartObject();
     put("TableName", table.name.real, &writer);
@@ -187,15 +187,15 @@ std::string TableDescriptions::creation(const Table& table)
     return {text.GetString(), text.GetSize()};
 }
 
-std::optional<Table> TableDescriptions::read(const TableName& name, const rapidjson::Value& description)
+std::optional<Table> TableDescriptions::read(const TableName& name, const Items::JsonValue& description)
 {
     Table table;
     table.name = name;
     table.hash.name = keyName(description, "HashKeyElement");
     table.serverRangeName = keyName(description, "RangeKeyElement");
     table.creationTime = numberOf(description, "CreationDateTime");
-    const rapidjson::Value* const throughput = member(description, "ProvisionedThroughput");
-    const rapidjson::Value* extension = nullptr;
+    const Items::JsonValue* const throughput = member(description, "ProvisionedThroughput");
+    const Items::JsonValue* extension = nullptr;
     if (throughput != nullptr) {
         table.readUnits = numberIn(*throughput, "ReadCapacityUnits").value_or(0);
         table.writeUnits = numberIn(*throughput, "WriteCapacityUnits").value_or(0);

@@ -2,8 +2,7 @@
 #define QUORVA_API_TABLEDESCRIPTION_H
 
 #include "api/jsonwriter.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <map>
 #include <optional>
@@ -70,7 +69,7 @@ inline constexpr std::string_view NoRangeName = "";
 std::string creation(const Table& table);
 
 /** Reads the "Table" of the server's DescribeTable; empty if it cannot be understood. */
-std::optional<Table> read(const TableName& name, const rapidjson::Value& description);
+std::optional<Table> read(const TableName& name, const Items::JsonValue& description);
 
 /** Writes the API's TableDescription, an object. */
 void write(const Table& table, std::string_view status, const TableFigures& figures, JsonWriter* writer);

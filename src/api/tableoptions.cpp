@@ -30,24 +30,24 @@ Failure unavailable(std::string_view member, std::string_view reason)
     return Errors::invalidParameter(std::string(member).append(": ").append(reason));
 }
 
-Failure refuseIndexes(const rapidjson::Value& request)
+Failure refuseIndexes(const Items::JsonValue& request)
 {
     for (const std::string_view name : {"LocalSecondaryIndexes", "GlobalSecondaryIndexes"}) {
-        const rapidjson::Value* const indexes = member(request, name);
+        const Items::JsonValue* const indexes = member(request, name);
         if (indexes != nullptr && indexes->Empty())
             return Errors::invalidParameter("List of " + std::string(name) + " is empty");
         if (indexes != nullptr)
             return unavailable(name, "secondary indexes are not available yet");
     }
-    if (const rapidjson::Value* const changes = member(request, "GlobalSecondaryIndexUpdates");
+    if (const Items::JsonValue* const changes = member(request, "GlobalSecondaryIndexUpdates");
         changes != nullptr && !changes->Empty())
         return unavailable("GlobalSecondaryIndexUpdates", "secondary indexes are not available yet");
     return std::nullopt;
 }
 
-bool isEnabled(const rapidjson::Value& request, std::string_view settings, std::string_view switchName)
+bool isEnabled(const Items::JsonValue& request, std::string_view settings, std::string_view switchName)
 {
-    const rapidjson::Value* const found = member(request, settings);
+    const Items::JsonValue* const found = member(request, settings);
     return found != nullptr && boolIn(*found, switchName).value_or(false);
 }
 
@@ -61,7 +61,7 @@ Failure checkUnits(std::string_view name, long long units)
 
 } // namespace
 
-Failure TableOptions::refuseUnavailable(const rapidjson::Value& request)
+Failure TableOptions::refuseUnavailable(const Items::JsonValue& request)
 {
     if (Failure failure = refuseIndexes(request))
         return failure;
@@ -76,9 +76,9 @@ Failure TableOptions::refuseUnavailable(const rapidjson::Value& request)
     return std::nullopt;
 }
 
-Failure TableOptions::readCapacity(const rapidjson::Value& request, Table* table)
+Failure TableOptions::readCapacity(const Items::JsonValue& request, Table* table)
 {
-    const rapidjson::Value* const throughput = member(request, "ProvisionedThroughput");
+    const Items::JsonValue* const throughput = member(request, "ProvisionedThroughput");
     if (const std::string_view mode = textIn(request, "BillingMode"); !mode.empty())
         table->isOnDemand = mode == "PAY_PER_REQUEST";
     if (table->isOnDemand && throughput != nullptr)
@@ -100,7 +100,7 @@ Failure TableOptions::readCapacity(const rapidjson::Value& request, Table* table
     return checkUnits("WriteCapacityUnits", table->writeUnits);
 }
 
-void TableOptions::readOthers(const rapidjson::Value& request, Table* table)
+void TableOptions::readOthers(const Items::JsonValue& request, Table* table)
 {
     if (const std::string_view tableClass = textIn(request, "TableClass"); !tableClass.empty())
         table->tableClass = tableClass;
@@ -108,9 +108,9 @@ void TableOptions::readOthers(const rapidjson::Value& request, Table* table)
         table->isProtected = *isProtected;
 }
 
-Failure TableOptions::addTags(const rapidjson::Value& tags, Table* table)
+Failure TableOptions::addTags(const Items::JsonValue& tags, Table* table)
 {
-    for (const rapidjson::Value& tag : tags.GetArray())
+    for (const Items::JsonValue& tag : tags.GetArray())
         table->tags.insert_or_assign(std::string(textIn(tag, "Key")), std::string(textIn(tag, "Value")));
     if (table->tags.size() > MostTags)
         return Errors::limitExceeded("A table can have " + std::to_string(MostTags) + " tags");

@@ -3,8 +3,7 @@
 
 #include "api/error.h"
 #include "api/tabledescription.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <chrono>
 
@@ -15,16 +14,16 @@ namespace Api::TableOptions {
 inline constexpr std::size_t MostTags = 50;
 
 /** Fails when a request asks for something that is not available here. */
-[[nodiscard]] Failure refuseUnavailable(const rapidjson::Value& request);
+[[nodiscard]] Failure refuseUnavailable(const Items::JsonValue& request);
 
 /** Reads "BillingMode" and "ProvisionedThroughput", which must agree. */
-[[nodiscard]] Failure readCapacity(const rapidjson::Value& request, Table* table);
+[[nodiscard]] Failure readCapacity(const Items::JsonValue& request, Table* table);
 
 /** Reads "TableClass" and "DeletionProtectionEnabled", if they are present. */
-void readOthers(const rapidjson::Value& request, Table* table);
+void readOthers(const Items::JsonValue& request, Table* table);
 
 /** Adds tags, and replaces the values of existing ones. */
-[[nodiscard]] Failure addTags(const rapidjson::Value& tags, Table* table);
+[[nodiscard]] Failure addTags(const Items::JsonValue& tags, Table* table);
 
 /** Seconds since 1970, to the millisecond. */
 double secondsOf(std::chrono::system_clock::time_point time);

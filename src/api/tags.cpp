@@ -25,7 +25,7 @@ Failure named(Failure failure, std::string_view arn)
     return failure;
 }
 
-Failure update(const rapidjson::Value& request, Context& context, const TableCatalog::Change& change)
+Failure update(const Items::JsonValue& request, Context& context, const TableCatalog::Change& change)
 {
     const std::string_view arn = textIn(request, "ResourceArn");
     if (Failure failure = checkArn(arn))
@@ -38,21 +38,21 @@ Failure update(const rapidjson::Value& request, Context& context, const TableCat
 
 // The API's replies to the next two have no body, not even an empty object.
 
-Failure tagResource(const rapidjson::Value& request, Context& context, JsonWriter*)
+Failure tagResource(const Items::JsonValue& request, Context& context, JsonWriter*)
 {
-    const rapidjson::Value& tags = *member(request, "Tags");
+    const Items::JsonValue& tags = *member(request, "Tags");
     if (tags.Empty())
         return Errors::validation("Atleast one Tag needs to be provided as Input.");
     return update(request, context, [&](Table* table) { return TableOptions::addTags(tags, table); });
 }
 
-Failure untagResource(const rapidjson::Value& request, Context& context, JsonWriter*)
+Failure untagResource(const Items::JsonValue& request, Context& context, JsonWriter*)
 {
-    const rapidjson::Value& keys = *member(request, "TagKeys");
+    const Items::JsonValue& keys = *member(request, "TagKeys");
     if (keys.Empty())
         return Errors::validation("Atleast one Tag Key needs to be provided as Input.");
     return update(request, context, [&](Table* table) -> Failure {
-        for (const rapidjson::Value& key : keys.GetArray()) {
+        for (const Items::JsonValue& key : keys.GetArray()) {
             if (key.IsString())
                 table->tags.erase(std::string(textOf(key)));
         }
@@ -60,7 +60,7 @@ Failure untagResource(const rapidjson::Value& request, Context& context, JsonWri
     });
 }
 
-Failure listTagsOfResource(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure listTagsOfResource(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     const std::string_view arn = textIn(request, "ResourceArn");
     if (Failure failure = checkArn(arn))

@@ -100,7 +100,7 @@ private:
 
 } // namespace
 
-Failure updateItem(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure updateItem(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     Expressions::Parameters parameters;
     if (Failure failure = readParameters(Expressions::RequestKind::Update, request, &parameters))

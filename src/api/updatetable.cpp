@@ -11,7 +11,7 @@ namespace Api {
 
 namespace {
 
-bool asksForAnything(const rapidjson::Value& request)
+bool asksForAnything(const Items::JsonValue& request)
 {
     constexpr std::array<std::string_view, 8> Changes{
         "ProvisionedThroughput", "BillingMode", "StreamSpecification", "GlobalSecondaryIndexUpdates",
@@ -20,14 +20,14 @@ bool asksForAnything(const rapidjson::Value& request)
                        [&](std::string_view change) { return hasMember(request, change); });
 }
 
-bool changesCapacity(const rapidjson::Value& request)
+bool changesCapacity(const Items::JsonValue& request)
 {
     return hasMember(request, "ProvisionedThroughput") || hasMember(request, "BillingMode");
 }
 
 } // namespace
 
-Failure updateTable(const rapidjson::Value& request, Context& context, JsonWriter* reply)
+Failure updateTable(const Items::JsonValue& request, Context& context, JsonWriter* reply)
 {
     if (Failure failure = TableOptions::refuseUnavailable(request))
         return failure;

@@ -23,7 +23,7 @@ bool isScalar(const Shape& shape)
 }
 
 /** A value as messages show it; for an object only that it is one. */
-std::string shown(const rapidjson::Value& value)
+std::string shown(const Items::JsonValue& value)
 {
     if (value.IsString())
         return std::string(textOf(value));
@@ -34,12 +34,12 @@ std::string shown(const rapidjson::Value& value)
     if (!value.IsArray())
         return value.IsNull() ? "null" : value.GetBool() ? "true" : "false";
     std::string elements;
-    for (const rapidjson::Value& element : value.GetArray())
+    for (const Items::JsonValue& element : value.GetArray())
         elements.append(elements.empty() ? "" : ", ").append(shown(element));
     return '[' + elements + ']';
 }
 
-std::string quoted(const rapidjson::Value& value)
+std::string quoted(const Items::JsonValue& value)
 {
     return '\'' + shown(value) + '\'';
 }
@@ -56,7 +56,7 @@ std::string pathOf(const std::string& parent, std::string_view name)
 
 class LimitCheck {
 public:
-    void check(const rapidjson::Value& value, const Shape& shape, const std::string& path)
+    void check(const Items::JsonValue& value, const Shape& shape, const std::string& path)
     {
         for (const std::string& rule : LimitRules::brokenBy(value, shape))
             add(quoted(value), path, rule);
@@ -91,10 +91,10 @@ private:
             errors_.push_back("Value " + value + " at '" + path + "' failed to satisfy constraint: " + rule);
     }
 
-    void checkMembers(const rapidjson::Value& value, const Shape& shape, const std::string& path)
+    void checkMembers(const Items::JsonValue& value, const Shape& shape, const std::string& path)
     {
         for (const Member& expected : shape.members) {
-            const rapidjson::Value* const found = member(value, expected.name);
+            const Items::JsonValue* const found = member(value, expected.name);
             if (found != nullptr)
                 check(*found, *expected.shape, pathOf(path, expected.name));
             else if (expected.isRequired)
@@ -102,7 +102,7 @@ private:
         }
     }
 
-    void checkElements(const rapidjson::Value& value, const Shape& shape, const std::string& path)
+    void checkElements(const Items::JsonValue& value, const Shape& shape, const std::string& path)
     {
         for (rapidjson::SizeType i = 0; i < value.Size(); ++i) {
             const std::string element = path + '.' + std::to_string(i + 1) + ".member";
@@ -111,7 +111,7 @@ private:
             else if (!isScalar(*shape.element))
                 check(value[i], *shape.element, element);
         }
-        const auto isBroken = [&](const rapidjson::Value& element) {
+        const auto isBroken = [&](const Items::JsonValue& element) {
             return !LimitRules::brokenBy(element, *shape.element).empty();
         };
         if (isScalar(*shape.element) && LimitRules::areThere(*shape.element) &&
@@ -119,7 +119,7 @@ private:
             add(quoted(value), path, "Member must satisfy constraint: [" + LimitRules::all(*shape.element) + ']');
     }
 
-    void checkEntries(const rapidjson::Value& value, const Shape& shape, const std::string& path)
+    void checkEntries(const Items::JsonValue& value, const Shape& shape, const std::string& path)
     {
         if (LimitRules::areThere(*shape.key) &&
             std::any_of(value.MemberBegin(), value.MemberEnd(),
@@ -141,7 +141,7 @@ private:
 
 } // namespace
 
-Failure Validation::checkLimits(const rapidjson::Value& request, const Shape& shape)
+Failure Validation::checkLimits(const Items::JsonValue& request, const Shape& shape)
 {
     LimitCheck check;
     check.check(request, shape, {});

@@ -40,7 +40,7 @@ std::string className(const Shape& shape)
 }
 
 /** What the API calls a scalar's type; empty for lists and objects. */
-std::string_view tokenName(const rapidjson::Value& value)
+std::string_view tokenName(const Items::JsonValue& value)
 {
     switch (value.GetType()) {
     case rapidjson::kTrueType:
@@ -56,7 +56,7 @@ std::string_view tokenName(const rapidjson::Value& value)
     }
 }
 
-std::string unconvertible(const rapidjson::Value& value, const char* type)
+std::string unconvertible(const Items::JsonValue& value, const char* type)
 {
     return std::string(tokenName(value)) + " cannot be converted to " + type;
 }
@@ -73,7 +73,7 @@ std::string mapClass(const Shape& shape)
 }
 
 /** The API's message for a value that is not of the shape's type. */
-std::string complaint(const rapidjson::Value& value, const Shape& shape)
+std::string complaint(const Items::JsonValue& value, const Shape& shape)
 {
     if (value.IsArray())
         return shape.kind == Kind::Map ? mapClass(shape) : "Unrecognized collection type class " + className(shape);
@@ -98,7 +98,7 @@ std::string complaint(const rapidjson::Value& value, const Shape& shape)
     return "Unexpected field type";
 }
 
-bool isOfType(const rapidjson::Value& value, Kind kind)
+bool isOfType(const Items::JsonValue& value, Kind kind)
 {
     switch (kind) {
     case Kind::String:
@@ -127,14 +127,14 @@ const Shape* shapeOf(const Shape& structure, std::string_view name)
     return nullptr;
 }
 
-Failure check(const rapidjson::Value& value, const Shape& shape, int levels)
+Failure check(const Items::JsonValue& value, const Shape& shape, int levels)
 {
     if (!isOfType(value, shape.kind))
         return Errors::serialization(complaint(value, shape));
     if (levels == MostLevels)
         return std::nullopt;
     if (shape.kind == Kind::List) {
-        for (const rapidjson::Value& element : value.GetArray()) {
+        for (const Items::JsonValue& element : value.GetArray()) {
             if (element.IsNull())
                 continue;
             if (Failure failure = check(element, *shape.element, levels + 1))
@@ -154,7 +154,7 @@ Failure check(const rapidjson::Value& value, const Shape& shape, int levels)
 
 } // namespace
 
-Failure Validation::checkTypes(const rapidjson::Value& request, const Shape& shape)
+Failure Validation::checkTypes(const Items::JsonValue& request, const Shape& shape)
 {
     return check(request, shape, 0);
 }

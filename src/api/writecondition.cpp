@@ -7,7 +7,7 @@
 
 namespace Api {
 
-WriteCondition::WriteCondition(Expressions::Parameters&& parameters, const rapidjson::Value& request)
+WriteCondition::WriteCondition(Expressions::Parameters&& parameters, const Items::JsonValue& request)
     : condition_(std::move(parameters.condition)),
       showsItem_(textIn(request, "ReturnValuesOnConditionCheckFailure") == "ALL_OLD")
 {}

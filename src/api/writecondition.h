@@ -5,8 +5,7 @@
 #include "expressions/condition.h"
 #include "expressions/parameters.h"
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <optional>
 
@@ -15,7 +14,7 @@ namespace Api {
 /** The condition of a write, if it has one. */
 class WriteCondition {
 public:
-    WriteCondition(Expressions::Parameters&& parameters, const rapidjson::Value& request);
+    WriteCondition(Expressions::Parameters&& parameters, const Items::JsonValue& request);
 
     bool isEmpty() const { return !condition_; }
 

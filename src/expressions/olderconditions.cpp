@@ -50,7 +50,7 @@ struct Comparison {
     std::vector<AttributeValue> values;
 };
 
-bool readOperator(const rapidjson::Value& json, const Operator** comparator, JsonError* error)
+bool readOperator(const Items::JsonValue& json, const Operator** comparator, JsonError* error)
 {
     if (!json.IsString())
         return failForShape(error, "ComparisonOperator");
@@ -61,11 +61,11 @@ bool readOperator(const rapidjson::Value& json, const Operator** comparator, Jso
     return true;
 }
 
-bool readList(const rapidjson::Value& json, std::vector<AttributeValue>* values, JsonError* error)
+bool readList(const Items::JsonValue& json, std::vector<AttributeValue>* values, JsonError* error)
 {
     if (!json.IsArray())
         return failForShape(error, "AttributeValueList");
-    for (const rapidjson::Value& element : json.GetArray()) {
+    for (const Items::JsonValue& element : json.GetArray()) {
         values->emplace_back();
         if (!Items::readValue(element, &values->back(), error))
             return false;
@@ -110,12 +110,12 @@ Condition conditionOf(const std::string& attribute, Comparison comparison)
 }
 
 /** Reads a Condition of the API's model, which has a ComparisonOperator. */
-bool readComparison(const rapidjson::Value& json, Comparison* comparison, JsonError* error)
+bool readComparison(const Items::JsonValue& json, Comparison* comparison, JsonError* error)
 {
-    const rapidjson::Value* comparator = json.IsObject() ? member(json, "ComparisonOperator") : nullptr;
+    const Items::JsonValue* comparator = json.IsObject() ? member(json, "ComparisonOperator") : nullptr;
     if (comparator == nullptr)
         return failForShape(error, "Condition");
-    const rapidjson::Value* list = member(json, "AttributeValueList");
+    const Items::JsonValue* list = member(json, "AttributeValueList");
     return readOperator(*comparator, &comparison->comparator, error) &&
            (list == nullptr || readList(*list, &comparison->values, error)) && checkComparison(*comparison, error);
 }
@@ -125,7 +125,7 @@ class ExpectedReader {
 public:
     ExpectedReader(std::string attribute, JsonError* error) : attribute_(std::move(attribute)), error_(error) {}
 
-    bool read(const rapidjson::Value& json, Condition* condition)
+    bool read(const Items::JsonValue& json, Condition* condition)
     {
         if (!json.IsObject())
             return failForShape(error_, "Expected");
@@ -134,7 +134,7 @@ public:
         list_ = member(json, "AttributeValueList");
         if (exists_ != nullptr && !exists_->IsBool())
             return failForShape(error_, "Exists");
-        const rapidjson::Value* comparator = member(json, "ComparisonOperator");
+        const Items::JsonValue* comparator = member(json, "ComparisonOperator");
         Comparison comparison;
         if (!(comparator != nullptr ? readWithOperator(*comparator, &comparison) : readWithout(&comparison)))
             return false;
@@ -148,7 +148,7 @@ private:
         return failForParameter(error_, message + " for Attribute: " + attribute_);
     }
 
-    bool readWithOperator(const rapidjson::Value& json, Comparison* comparison)
+    bool readWithOperator(const Items::JsonValue& json, Comparison* comparison)
     {
         if (exists_ != nullptr)
             return fail("Exists and ComparisonOperator cannot be used together");
@@ -186,14 +186,14 @@ private:
 
     std::string attribute_;
     JsonError* const error_;
-    const rapidjson::Value* value_ = nullptr;
-    const rapidjson::Value* exists_ = nullptr;
-    const rapidjson::Value* list_ = nullptr;
+    const Items::JsonValue* value_ = nullptr;
+    const Items::JsonValue* exists_ = nullptr;
+    const Items::JsonValue* list_ = nullptr;
 };
 
 } // namespace
 
-bool readExpected(const rapidjson::Value& json, std::vector<Condition>* conditions, JsonError* error)
+bool readExpected(const Items::JsonValue& json, std::vector<Condition>* conditions, JsonError* error)
 {
     if (!json.IsObject())
         return failForShape(error, "Expected");
@@ -205,7 +205,7 @@ bool readExpected(const rapidjson::Value& json, std::vector<Condition>* conditio
     return true;
 }
 
-bool readFilter(const rapidjson::Value& json, std::vector<Condition>* conditions, JsonError* error)
+bool readFilter(const Items::JsonValue& json, std::vector<Condition>* conditions, JsonError* error)
 {
     if (!json.IsObject())
         return failForShape(error, "Filter");
@@ -218,7 +218,7 @@ bool readFilter(const rapidjson::Value& json, std::vector<Condition>* conditions
     return true;
 }
 
-bool readKeyConditions(const rapidjson::Value& json, std::vector<KeyTest>* tests, JsonError* error)
+bool readKeyConditions(const Items::JsonValue& json, std::vector<KeyTest>* tests, JsonError* error)
 {
     if (!json.IsObject())
         return failForShape(error, "KeyConditions");

@@ -5,8 +5,7 @@
 #include "expressions/keycondition.h"
 
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <vector>
 
@@ -19,14 +18,14 @@ namespace Expressions {
  */
 
 /** Expected: a condition for each attribute in it. */
-[[nodiscard]] bool readExpected(const rapidjson::Value& json, std::vector<Condition>* conditions,
+[[nodiscard]] bool readExpected(const Items::JsonValue& json, std::vector<Condition>* conditions,
                                 Items::JsonError* error);
 
 /** ScanFilter and QueryFilter: a condition for each attribute in it. */
-[[nodiscard]] bool readFilter(const rapidjson::Value& json, std::vector<Condition>* conditions,
+[[nodiscard]] bool readFilter(const Items::JsonValue& json, std::vector<Condition>* conditions,
                               Items::JsonError* error);
 
-[[nodiscard]] bool readKeyConditions(const rapidjson::Value& json, std::vector<KeyTest>* tests,
+[[nodiscard]] bool readKeyConditions(const Items::JsonValue& json, std::vector<KeyTest>* tests,
                                      Items::JsonError* error);
 
 } // namespace Expressions

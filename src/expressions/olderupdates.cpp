@@ -37,17 +37,17 @@ bool addChange(const std::string& attribute, std::string_view action, AttributeV
     return true;
 }
 
-bool readAttributeUpdate(const std::string& attribute, const rapidjson::Value& json, Update* update, JsonError* error)
+bool readAttributeUpdate(const std::string& attribute, const Items::JsonValue& json, Update* update, JsonError* error)
 {
     if (!json.IsObject())
         return failForShape(error, "AttributeUpdates");
-    const rapidjson::Value* actionMember = member(json, "Action");
+    const Items::JsonValue* actionMember = member(json, "Action");
     if (actionMember != nullptr && !actionMember->IsString())
         return failForShape(error, "Action");
     const std::string_view action = actionMember != nullptr ? textOf(*actionMember) : "PUT";
     if (action != "PUT" && action != "ADD" && action != "DELETE")
         return fail(error, "Unsupported action on AttributeUpdates: " + std::string(action));
-    if (const rapidjson::Value* valueMember = member(json, "Value")) {
+    if (const Items::JsonValue* valueMember = member(json, "Value")) {
         AttributeValue value;
         return Items::readValue(*valueMember, &value, error) &&
                addChange(attribute, action, std::move(value), update, error);
@@ -60,7 +60,7 @@ bool readAttributeUpdate(const std::string& attribute, const rapidjson::Value& j
 
 } // namespace
 
-bool readAttributeUpdates(const rapidjson::Value& json, Update* update, JsonError* error)
+bool readAttributeUpdates(const Items::JsonValue& json, Update* update, JsonError* error)
 {
     if (!json.IsObject())
         return failForShape(error, "AttributeUpdates");
@@ -76,11 +76,11 @@ bool readAttributeUpdates(const rapidjson::Value& json, Update* update, JsonErro
     return true;
 }
 
-bool readAttributesToGet(const rapidjson::Value& json, PathTree* projection, JsonError* error)
+bool readAttributesToGet(const Items::JsonValue& json, PathTree* projection, JsonError* error)
 {
     if (!json.IsArray())
         return failForShape(error, "AttributesToGet");
-    for (const rapidjson::Value& element : json.GetArray()) {
+    for (const Items::JsonValue& element : json.GetArray()) {
         if (!element.IsString())
             return failForShape(error, "AttributesToGet");
         const std::string name(textOf(element));

@@ -61,7 +61,7 @@ constexpr std::size_t MostPlaceholderBytes = 2097152;
 
 class Reader {
 public:
-    Reader(RequestKind kind, const rapidjson::Value& request, Parameters* parameters, JsonError* error)
+    Reader(RequestKind kind, const Items::JsonValue& request, Parameters* parameters, JsonError* error)
         : kind_(kind), request_(request), parameters_(parameters), error_(error)
     {}
 
@@ -70,16 +70,16 @@ public:
 private:
     bool checkMixture();
     bool checkPlaceholders();
-    bool readExpression(std::string_view member, const rapidjson::Value& json);
+    bool readExpression(std::string_view member, const Items::JsonValue& json);
     bool parse(std::string_view member, std::string_view text, std::string* error);
-    bool readOlder(std::string_view member, const rapidjson::Value& json);
+    bool readOlder(std::string_view member, const Items::JsonValue& json);
     bool readConditionalOperator();
     void combine();
 
     template <typename Names> std::string present(const Names& names) const;
 
     const RequestKind kind_;
-    const rapidjson::Value& request_;
+    const Items::JsonValue& request_;
     Parameters* const parameters_;
     JsonError* const error_;
     Placeholders placeholders_;
@@ -114,8 +114,8 @@ bool Reader::checkMixture()
 bool Reader::checkPlaceholders()
 {
     const Members& members = membersOf(kind_);
-    const rapidjson::Value* names = member(request_, "ExpressionAttributeNames");
-    const rapidjson::Value* values =
+    const Items::JsonValue* names = member(request_, "ExpressionAttributeNames");
+    const Items::JsonValue* values =
         members.withValues.empty() ? nullptr : member(request_, "ExpressionAttributeValues");
     const bool hasExpression = !parameters_->isOlder;
     const bool canUseValues = hasExpression && present(members.expressions) != "ProjectionExpression";
@@ -147,7 +147,7 @@ bool Reader::parse(std::string_view member, std::string_view text, std::string* 
     return parseCondition(text, member, &placeholders_, &condition.emplace(), error);
 }
 
-bool Reader::readExpression(std::string_view member, const rapidjson::Value& json)
+bool Reader::readExpression(std::string_view member, const Items::JsonValue& json)
 {
     if (!json.IsString())
         return failForShape(error_, member);
@@ -155,7 +155,7 @@ bool Reader::readExpression(std::string_view member, const rapidjson::Value& jso
     return parse(member, textOf(json), &message) || fail(error_, std::move(message));
 }
 
-bool Reader::readOlder(std::string_view member, const rapidjson::Value& json)
+bool Reader::readOlder(std::string_view member, const Items::JsonValue& json)
 {
     if (member == "AttributesToGet")
         return readAttributesToGet(json, &parameters_->projection.emplace(), error_);
@@ -174,7 +174,7 @@ bool Reader::readOlder(std::string_view member, const rapidjson::Value& json)
 /** What belongs together is known when all has been read. */
 bool Reader::readConditionalOperator()
 {
-    const rapidjson::Value* json = member(request_, "ConditionalOperator");
+    const Items::JsonValue* json = member(request_, "ConditionalOperator");
     if (json == nullptr || kind_ == RequestKind::Get)
         return true;
     if (present(std::array<std::string_view, 3>{"Expected", "QueryFilter", "ScanFilter"}).empty())
@@ -202,12 +202,12 @@ bool Reader::read()
     if (!checkMixture() || !checkPlaceholders())
         return false;
     for (const std::string_view name : membersOf(kind_).expressions) {
-        const rapidjson::Value* json = name.empty() ? nullptr : member(request_, name);
+        const Items::JsonValue* json = name.empty() ? nullptr : member(request_, name);
         if (json != nullptr && !readExpression(name, *json))
             return false;
     }
     for (const std::string_view name : membersOf(kind_).older) {
-        const rapidjson::Value* json = name.empty() ? nullptr : member(request_, name);
+        const Items::JsonValue* json = name.empty() ? nullptr : member(request_, name);
         if (json != nullptr && !readOlder(name, *json))
             return false;
     }
@@ -226,7 +226,7 @@ bool Reader::read()
 
 } // namespace
 
-bool readParameters(RequestKind kind, const rapidjson::Value& request, Parameters* parameters, JsonError* error)
+bool readParameters(RequestKind kind, const Items::JsonValue& request, Parameters* parameters, JsonError* error)
 {
     if (!request.IsObject())
         return failForShape(error, "The request");

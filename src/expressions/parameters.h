@@ -7,8 +7,7 @@
 #include "expressions/update.h"
 
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <optional>
 #include <vector>
@@ -42,7 +41,7 @@ struct Parameters {
  *
  * What depends on a table is left to bindKeyTests(), filterError() and keyUpdateError(). Any thread.
  */
-[[nodiscard]] bool readParameters(RequestKind kind, const rapidjson::Value& request, Parameters* parameters,
+[[nodiscard]] bool readParameters(RequestKind kind, const Items::JsonValue& request, Parameters* parameters,
                                   Items::JsonError* error);
 
 } // namespace Expressions

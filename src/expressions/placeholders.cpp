@@ -28,7 +28,7 @@ bool isPlaceholder(std::string_view text, Token::Kind kind)
 }
 
 /** Checks the object `member` of a request and the placeholders in it. */
-bool checkPlaceholders(const rapidjson::Value& json, const std::string& member, Token::Kind kind,
+bool checkPlaceholders(const Items::JsonValue& json, const std::string& member, Token::Kind kind,
                        Items::JsonError* error)
 {
     if (!json.IsObject())
@@ -51,7 +51,7 @@ bool checkPlaceholders(const rapidjson::Value& json, const std::string& member, 
 
 } // namespace
 
-bool Placeholders::readNames(const rapidjson::Value* json, Items::JsonError* error)
+bool Placeholders::readNames(const Items::JsonValue* json, Items::JsonError* error)
 {
     static const std::string Member = "ExpressionAttributeNames";
     if (json == nullptr)
@@ -73,7 +73,7 @@ bool Placeholders::readNames(const rapidjson::Value* json, Items::JsonError* err
     return true;
 }
 
-bool Placeholders::readValues(const rapidjson::Value* json, Items::JsonError* error)
+bool Placeholders::readValues(const Items::JsonValue* json, Items::JsonError* error)
 {
     static const std::string Member = "ExpressionAttributeValues";
     if (json == nullptr)

@@ -5,8 +5,7 @@
 
 #include "items/attributevalue.h"
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 #include <map>
@@ -28,8 +27,8 @@ public:
      * Reads the members of a request; null for one that is missing. False, with the API's message in `error`, if one is
      * empty, a placeholder is malformed, or a name or value is not valid.
      */
-    [[nodiscard]] bool readNames(const rapidjson::Value* json, Items::JsonError* error);
-    [[nodiscard]] bool readValues(const rapidjson::Value* json, Items::JsonError* error);
+    [[nodiscard]] bool readNames(const Items::JsonValue* json, Items::JsonError* error);
+    [[nodiscard]] bool readValues(const Items::JsonValue* json, Items::JsonError* error);
 
     /** The bytes of all names and values, as the API counts them. */
     std::size_t size() const;

@@ -2,8 +2,7 @@
 #define QUORVA_EXPRESSIONS_REQUESTJSON_H
 
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <string>
 #include <string_view>
@@ -12,13 +11,13 @@
 namespace Expressions::RequestJson {
 
 /** A member of an object; null if it is missing or null. */
-inline const rapidjson::Value* member(const rapidjson::Value& object, std::string_view name)
+inline const Items::JsonValue* member(const Items::JsonValue& object, std::string_view name)
 {
-    const auto found = object.FindMember(rapidjson::Value(rapidjson::StringRef(name.data(), name.size())));
+    const auto found = object.FindMember(Items::JsonValue(rapidjson::StringRef(name.data(), name.size())));
     return found == object.MemberEnd() || found->value.IsNull() ? nullptr : &found->value;
 }
 
-inline std::string_view textOf(const rapidjson::Value& string)
+inline std::string_view textOf(const Items::JsonValue& string)
 {
     return {string.GetString(), string.GetStringLength()};
 }

@@ -36,23 +36,24 @@ struct ApiHandler::Pending {
 void ApiHandler::serve(const RequestHead& head, QByteArray&& body, Done done)
 {
     std::unique_ptr<ApiExchange> exchange;
-    if (body.size() <= MostBodyBytes && head.header("Content-Encoding").empty())
-        exchange = exchangeFor(head);
-    if (exchange == nullptr) {
-        CrewHandler::serve(head, std::move(body), std::move(done));
-        return;
-    }
     ApiExchange::Step step{};
     try {
-        step = exchange->begin(body);
+        if (body.size() <= MostBodyBytes && head.header("Content-Encoding").empty())
+            exchange = exchangeFor(head);
+        if (exchange != nullptr)
+            step = exchange->begin(body);
     } catch (const std::bad_alloc&) {
         done(ApiResponses::fault(head, Fault::NoMemory));
+        return;
+    }
+    if (exchange == nullptr) {
+        CrewHandler::serve(head, std::move(body), std::move(done));
         return;
     }
     auto pending = std::make_shared<Pending>(Pending{head, std::move(done), std::move(exchange)});
     switch (step) {
     case ApiExchange::Step::Respond:
-        pending->done(ApiResponses::of(pending->exchange->respond()));
+        pending->done(guarded(head, [pending] { return ApiResponses::of(pending->exchange->respond()); }));
         return;
     case ApiExchange::Step::Exchange:
         if (trySend(pending))

@@ -4,6 +4,7 @@
 #include "http/asynctypes.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace Http {
@@ -16,7 +17,8 @@ class Deadline {
 public:
     explicit Deadline(const Executor& executor) : timer_(executor) {}
 
-    /** Calls `owner`'s onTimeout() at that time. The owner contains this object; the timer keeps it alive. */
+    /** Calls `owner`'s onTimeout() at that time, or its end() if there is no memory to wait for it. The owner contains
+     * this object; the timer keeps it alive. */
     template <typename Owner> void set(Clock::time_point time, Owner* owner)
     {
         time_ = time;
@@ -46,13 +48,24 @@ private:
         });
     }
 
+    /** Nothing else would ever end the owner. */
+    template <typename Owner> void setAlarmOrEnd(const std::shared_ptr<Owner>& owner)
+    {
+        try {
+            setAlarm(owner);
+        } catch (const std::bad_alloc&) {
+            owner->end();
+            throw;
+        }
+    }
+
     template <typename Owner> void onAlarm(const std::shared_ptr<Owner>& owner)
     {
         alarm_ = Never;
         if (Clock::now() >= time_)
             owner->onTimeout();
         else if (time_ != Never)
-            setAlarm(owner);
+            setAlarmOrEnd(owner);
     }
 
     Timer timer_;

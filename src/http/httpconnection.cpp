@@ -100,7 +100,7 @@ void HttpConnection::onTimeout()
     if (isInBody) {
         ErrorCode ignored; // there may be no pending operation
         socket_.cancel(ignored);
-        fail(Fault::BodyBroken);
+        attempt([this] { fail(Fault::BodyBroken); });
     } else if (state_ != State::Serving) {
         end();
     }
@@ -119,10 +119,7 @@ void HttpConnection::waitForRequest()
     if (input_.size() > 0) {
         enter(State::Reading, limits_.transfer);
         // Lets other connections go first: a client may send many requests at once.
-        asio::post(socket_.get_executor(), [self = shared_from_this()] {
-            if (self->state_ == State::Reading)
-                self->parse();
-        });
+        asio::post(socket_.get_executor(), handler(State::Reading, [this] { parse(); }));
         return;
     }
     if (connections_->isStopping() && !hasInput()) {
@@ -130,23 +127,18 @@ void HttpConnection::waitForRequest()
         return;
     }
     input_.shrink_to_fit(); // there may be many idle clients
-    enter(State::Idle, limits_.keepAlive);
     idlePlace_ = connections_->enterIdle(this);
-    socket_.async_wait(Socket::wait_read, [self = shared_from_this()](const ErrorCode&) {
-        if (self->state_ == State::Idle)
-            self->read();
-    });
+    enter(State::Idle, limits_.keepAlive);
+    socket_.async_wait(Socket::wait_read, handler(State::Idle, [this](const ErrorCode&) { read(); }));
 }
 
 void HttpConnection::read()
 {
     enter(State::Reading, limits_.transfer);
     const std::size_t piece = parser_->hasHead() ? BodyPiece : Piece;
-    socket_.async_read_some(input_.prepare(std::min(piece, input_.max_size() - input_.size())),
-                            [self = shared_from_this()](const ErrorCode& error, std::size_t size) {
-                                if (self->state_ == State::Reading)
-                                    self->onRead(error, size);
-                            });
+    socket_.async_read_some(
+        input_.prepare(std::min(piece, input_.max_size() - input_.size())),
+        handler(State::Reading, [this](const ErrorCode& error, std::size_t size) { onRead(error, size); }));
 }
 
 void HttpConnection::onRead(const ErrorCode& error, std::size_t size)

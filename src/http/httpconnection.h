@@ -13,7 +13,9 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
+#include <utility>
 
 namespace Http {
 
@@ -30,7 +32,10 @@ public:
     HttpConnection(const HttpConnection&) = delete;
     HttpConnection& operator=(const HttpConnection&) = delete;
 
-    void start() { waitForRequest(); }
+    void start()
+    {
+        attempt([this] { waitForRequest(); });
+    }
     /** Closes the connection in any state. */
     void end();
     /** For the program's shutdown: received requests are answered, partially received ones get a short grace period. */
@@ -56,7 +61,29 @@ private:
         Ended,
     };
 
+    class Answering;
+
     static constexpr std::size_t Piece = 4096; // of input; most requests fit into one
+
+    /** Does a part of the connection's work. If there is no memory for it, the connection ends, and the caller learns
+     * of it. */
+    template <typename Work> void attempt(Work&& work)
+    {
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            end();
+            throw;
+        }
+    }
+    /** A handler for an asynchronous operation that belongs to a state; in any other it does nothing. */
+    template <typename Work> auto handler(State state, Work&& work)
+    {
+        return [self = shared_from_this(), state, work = std::forward<Work>(work)](const auto&... results) {
+            if (self->state_ == state)
+                self->attempt([&] { work(results...); });
+        };
+    }
 
     void enter(State state);
     void enter(State state, std::chrono::milliseconds limit);
@@ -98,6 +125,7 @@ private:
     std::optional<RequestParser> parser_; // of the current request
     bool requestIsWhole_ = false;         // it was read completely, so the connection can be reused
 
+    std::shared_ptr<HttpConnection> served_; // itself, while the service has its request
     OutgoingResponse response_;
     bool isLast_ = false; // the connection is closed after the response
 };

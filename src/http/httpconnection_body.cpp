@@ -42,12 +42,14 @@ void HttpConnection::inviteBody()
                           self->connections_->figures()->sentBytes.add(static_cast<qint64>(size));
                           if (self->state_ != State::Inviting)
                               return;
-                          if (error)
-                              self->end();
-                          else if (self->input_.size() > 0)
-                              self->parse();
-                          else
-                              self->read();
+                          self->attempt([&] {
+                              if (error)
+                                  self->end();
+                              else if (self->input_.size() > 0)
+                                  self->parse();
+                              else
+                                  self->read();
+                          });
                       });
 }
 
@@ -79,11 +81,13 @@ void HttpConnection::leaveBodyRoom()
 void HttpConnection::enterBodyRoom(std::size_t bytes)
 {
     bodyRoom_ = bytes;
-    // Not immediately: this connection may be waiting after others, and be called by the one that made room.
-    asio::post(socket_.get_executor(), [self = shared_from_this()] {
-        if (self->state_ == State::Queued)
-            self->goOn();
-    });
+    // Not immediately: this connection may be waiting after others, and be called by the one that made room. For the
+    // same reason a lack of memory is not the caller's concern.
+    try {
+        asio::post(socket_.get_executor(), handler(State::Queued, [this] { goOn(); }));
+    } catch (const std::bad_alloc&) {
+        end();
+    }
 }
 
 } // namespace Http

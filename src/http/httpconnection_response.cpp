@@ -5,6 +5,9 @@
 #include <boost/asio/post.hpp>
 
 #include <chrono>
+#include <memory>
+#include <new>
+#include <thread>
 #include <utility>
 
 namespace Http {
@@ -15,8 +18,76 @@ namespace {
 
 /** The time for a client to close, or to send more, after the last response on a connection. */
 constexpr std::chrono::milliseconds Linger{5000};
+/** Between attempts to continue for which there was no memory. */
+constexpr std::chrono::milliseconds MemoryPause{10};
 
 } // namespace
+
+/**
+ * How the service answers the request that a connection has passed to it. Until then, nothing else uses the connection,
+ * so it is safe to send the response on any thread, which saves a context switch. If this is destroyed without an
+ * answer, as there was no memory for one, the connection ends. Any thread.
+ */
+class HttpConnection::Answering {
+public:
+    explicit Answering(HttpConnection* connection)
+        : connection_(connection), guard_(asio::make_work_guard(connection->socket_.get_executor()))
+    {
+        connection_->served_ = connection_->shared_from_this();
+    }
+    ~Answering()
+    {
+        if (connection_ != nullptr)
+            proceed([](HttpConnection* connection) { connection->end(); });
+    }
+    Answering(const Answering&) = delete;
+    Answering& operator=(const Answering&) = delete;
+
+    void answer(Response&& response)
+    {
+        if (isOnLoop()) {
+            proceed([&](HttpConnection* connection) {
+                connection->compose(std::move(response));
+                connection->write();
+            });
+            return;
+        }
+        try {
+            connection_->compose(std::move(response));
+            connection_->send();
+        } catch (const std::bad_alloc&) {
+            connection_->response_.fail();
+        }
+        proceed([](HttpConnection* connection) { connection->settle(); });
+    }
+
+private:
+    bool isOnLoop() const { return guard_.get_executor().running_in_this_thread(); }
+
+    /** Continues on the transport's thread, which alone may end the connection. */
+    template <typename Step> void proceed(Step step)
+    {
+        const auto taken = [step, connection = std::exchange(connection_, nullptr)] {
+            const auto self = std::move(connection->served_);
+            self->attempt([&] { step(connection); });
+        };
+        if (isOnLoop()) {
+            taken();
+            return;
+        }
+        for (;;) {
+            try {
+                asio::post(guard_.get_executor(), taken);
+                return;
+            } catch (const std::bad_alloc&) {
+                std::this_thread::sleep_for(MemoryPause);
+            }
+        }
+    }
+
+    HttpConnection* connection_;                // null when it has been answered
+    asio::executor_work_guard<Executor> guard_; // keeps the event loop alive
+};
 
 void HttpConnection::serve()
 {
@@ -26,19 +97,9 @@ void HttpConnection::serve()
         return;
     }
     enter(State::Serving);
-    // Until settle() nothing else uses the connection, so it is safe to send the response on any thread, which saves a
-    // context switch. The guard keeps the event loop alive until then.
     service_->serve(parser_->head(), parser_->takeBody(),
-                    [self = shared_from_this(),
-                     guard = asio::make_work_guard(socket_.get_executor())](Response&& response) mutable {
-                        self->compose(std::move(response));
-                        if (guard.get_executor().running_in_this_thread()) {
-                            self->write();
-                            return;
-                        }
-                        self->send();
-                        asio::post(guard.get_executor(), [self = std::move(self)] { self->settle(); });
-                        guard.reset();
+                    [answering = std::make_shared<Answering>(this)](Response&& response) {
+                        answering->answer(std::move(response));
                     });
 }
 
@@ -72,10 +133,7 @@ void HttpConnection::settle()
         onWritten();
     } else {
         enter(State::Writing, limits_.transfer);
-        socket_.async_wait(Socket::wait_write, [self = shared_from_this()](const ErrorCode&) {
-            if (self->state_ == State::Writing)
-                self->write();
-        });
+        socket_.async_wait(Socket::wait_write, handler(State::Writing, [this](const ErrorCode&) { write(); }));
     }
 }
 
@@ -129,7 +187,7 @@ void HttpConnection::linger()
                                 if (failure)
                                     self->end();
                                 else
-                                    self->linger();
+                                    self->attempt([&] { self->linger(); });
                             });
 }
 

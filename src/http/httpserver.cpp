@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace Http {
@@ -112,8 +113,18 @@ void HttpServer::waitForClient()
     });
 }
 
-/** Accepts pending connections as far as there is room. */
 void HttpServer::accept()
+{
+    try {
+        acceptPending();
+    } catch (const std::bad_alloc& error) {
+        reportFailure(error);
+        makeRoom();
+    }
+}
+
+/** Accepts pending connections as far as there is room. */
+void HttpServer::acceptPending()
 {
     if (connections_.isFull()) {
         makeRoom();

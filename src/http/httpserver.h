@@ -45,6 +45,7 @@ private:
     bool step();
     void waitForClient();
     void accept();
+    void acceptPending();
     void begin(Socket&& socket);
     void makeRoom();
     void fail(int error);

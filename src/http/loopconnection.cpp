@@ -64,13 +64,13 @@ void LoopConnection::onRead(const ErrorCode& error, std::size_t size)
 {
     try {
         take(error, size);
+        if (reply_.error.isEmpty() && !reply_.isComplete) {
+            progress_(reply_);
+            readMore();
+            return;
+        }
     } catch (const std::bad_alloc&) {
         reply_.error = QStringLiteral("there is not enough memory for the reply");
-    }
-    if (reply_.error.isEmpty() && !reply_.isComplete) {
-        progress_(reply_);
-        readMore();
-        return;
     }
     Reply reply = std::exchange(reply_, {});
     std::exchange(progress_, nullptr)(reply); // may delete this object

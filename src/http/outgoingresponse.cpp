@@ -1,6 +1,5 @@
 #include "http/outgoingresponse.h"
 
-#include <boost/asio/error.hpp>
 #include <boost/beast/http/status.hpp>
 
 #include <algorithm>

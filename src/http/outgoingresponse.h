@@ -5,6 +5,7 @@
 #include "http/message.h"
 
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/beast/core/buffers_suffix.hpp>
 
 #include <array>
@@ -32,6 +33,8 @@ public:
     /** Sends as much as the socket, which must not block, accepts. Returns the number of bytes. */
     std::size_t send(Socket* socket);
 
+    /** Counts as a failed send(). */
+    void fail() { error_ = boost::asio::error::no_memory; }
     /** Whether the latest send() failed for any reason but a full socket buffer. */
     bool hasFailed() const;
     bool isSent() const;

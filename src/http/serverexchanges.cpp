@@ -2,6 +2,7 @@
 
 #include "protocol/framing.h"
 
+#include <new>
 #include <utility>
 
 namespace Http {
@@ -31,9 +32,14 @@ void ServerExchanges::await(Sent&& sent, Done done)
 {
     const auto place =
         exchanges_.insert(exchanges_.end(), {std::move(sent), std::move(done), Clock::now() + timeout_, false});
-    if (exchanges_.size() == 1)
-        setTimer();
-    place->sent.connection->receive([this, place](LoopConnection::Reply& reply) { onProgress(place, reply); });
+    try {
+        if (exchanges_.size() == 1)
+            setTimer();
+        place->sent.connection->receive([this, place](LoopConnection::Reply& reply) { onProgress(place, reply); });
+    } catch (const std::bad_alloc&) {
+        exchanges_.erase(place);
+        throw;
+    }
 }
 
 void ServerExchanges::onProgress(Place place, LoopConnection::Reply& reply)

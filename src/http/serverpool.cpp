@@ -4,6 +4,7 @@
 
 #include <poll.h>
 
+#include <new>
 #include <utility>
 
 namespace Http {
@@ -68,8 +69,7 @@ ServerPool::Counted<LoopConnection> ServerPool::takeForLoop(const Executor& exec
 
 void ServerPool::giveBack(Counted<LoopConnection> connection)
 {
-    const std::lock_guard lock(mutex_);
-    idleOfLoops_.push_back(std::move(connection));
+    keep(std::move(connection), &idleOfLoops_);
 }
 
 void ServerPool::closeLoopConnections()
@@ -98,8 +98,18 @@ ServerPool::Wire ServerPool::newConnection()
 
 void ServerPool::giveBack(Wire connection)
 {
-    const std::lock_guard lock(mutex_);
-    idle_.push_back(std::move(connection));
+    keep(std::move(connection), &idle_);
+}
+
+/** Closes the connection if there is no memory to keep it. */
+template <typename Pointer> void ServerPool::keep(Pointer connection, std::vector<Pointer>* connections)
+{
+    try {
+        const std::lock_guard lock(mutex_);
+        connections->push_back(std::move(connection));
+    } catch (const std::bad_alloc&) {
+        connection.reset();
+    }
 }
 
 template <typename Connection, typename... Arguments>

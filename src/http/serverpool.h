@@ -71,6 +71,7 @@ private:
     Wire takeIdle();
     Wire newConnection();
     void giveBack(Wire connection);
+    template <typename Pointer> void keep(Pointer connection, std::vector<Pointer>* connections);
     template <typename Connection, typename... Arguments> Counted<Connection> make(Arguments&&... arguments);
 
     const Upstream upstream_;

@@ -11,7 +11,7 @@ using namespace JsonElements;
 namespace {
 
 using Type = AttributeValue::Type;
-using Json = rapidjson::Value;
+using Json = JsonValue;
 
 constexpr std::string_view Empty =
     "Supplied AttributeValue is empty, must contain exactly one of the supported datatypes";
@@ -148,12 +148,12 @@ private:
 
 } // namespace
 
-bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error)
+bool readValue(const JsonValue& json, AttributeValue* value, JsonError* error)
 {
     return Reader(error, MostLevels).readValue(json, value);
 }
 
-bool readItem(const rapidjson::Value& json, Item* item, JsonError* error)
+bool readItem(const JsonValue& json, Item* item, JsonError* error)
 {
     item->clear();
     if (!Reader(error, MostLevels).readAttributes(json, item))

@@ -2,9 +2,8 @@
 #define QUORVA_ITEMS_ITEMJSON_H
 
 #include "items/attributevalue.h"
+#include "items/json.h"
 #include "items/jsonwriter.h"
-
-#include <rapidjson/document.h>
 
 #include <string>
 #include <string_view>
@@ -30,13 +29,13 @@ struct JsonError {
  * The document must have been checked to be UTF-8, by the parser or before. The parser must also limit
  * the depth, or be the iterative one; reading values recurses no deeper than MostLevels.
  */
-[[nodiscard]] bool readValue(const rapidjson::Value& json, AttributeValue* value, JsonError* error);
+[[nodiscard]] bool readValue(const JsonValue& json, AttributeValue* value, JsonError* error);
 
 /**
  * Reads an object of such values; of two with the same name, the last one. An empty name is refused: only the keys of
  * tables without a range key have it (KeyCodec::NoRangeName). Sizes are not checked.
  */
-[[nodiscard]] bool readItem(const rapidjson::Value& json, Item* item, JsonError* error);
+[[nodiscard]] bool readItem(const JsonValue& json, Item* item, JsonError* error);
 
 /**
  * Writes canonical JSON: no white space, members and elements of sets in order, numbers as

@@ -85,7 +85,7 @@ void writeItem(const Item& item, JsonWriter* writer)
 
 std::string jsonOf(const Item& item)
 {
-    rapidjson::StringBuffer buffer;
+    JsonText buffer;
     JsonWriter writer(buffer);
     writeItem(item, &writer);
     return {buffer.GetString(), buffer.GetSize()};

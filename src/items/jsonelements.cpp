@@ -12,7 +12,7 @@ using JsonElements::wrongType;
 
 namespace {
 
-using Json = rapidjson::Value;
+using Json = JsonValue;
 
 bool fail(JsonError* error, JsonError::Kind kind, std::string message)
 {

@@ -4,8 +4,7 @@
 #include "decimal/number.h"
 #include "items/attributevalue.h"
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <string>
 #include <string_view>
@@ -21,19 +20,19 @@ bool invalid(JsonError* error, std::string_view message);
 /** The same, with the words with which the API begins most reasons. */
 bool invalidParameter(JsonError* error, const std::string& reason);
 /** Always false: `json` is of another JSON type than `expected`, which is a name of the API's model. */
-bool wrongType(JsonError* error, const rapidjson::Value& json, const std::string& expected);
+bool wrongType(JsonError* error, const JsonValue& json, const std::string& expected);
 
-std::string_view textOf(const rapidjson::Value& string);
+std::string_view textOf(const JsonValue& string);
 
-[[nodiscard]] bool readString(const rapidjson::Value& json, std::string* text, JsonError* error);
-[[nodiscard]] bool readNumber(const rapidjson::Value& json, Decimal::Number* number, JsonError* error);
-[[nodiscard]] bool readBinary(const rapidjson::Value& json, Binary* binary, JsonError* error);
-[[nodiscard]] bool readBool(const rapidjson::Value& json, bool* value, JsonError* error);
+[[nodiscard]] bool readString(const JsonValue& json, std::string* text, JsonError* error);
+[[nodiscard]] bool readNumber(const JsonValue& json, Decimal::Number* number, JsonError* error);
+[[nodiscard]] bool readBinary(const JsonValue& json, Binary* binary, JsonError* error);
+[[nodiscard]] bool readBool(const JsonValue& json, bool* value, JsonError* error);
 
 /** A set has at least one element, and no two equal ones. */
-[[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::StringSet* set, JsonError* error);
-[[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::NumberSet* set, JsonError* error);
-[[nodiscard]] bool readSet(const rapidjson::Value& json, AttributeValue::BinarySet* set, JsonError* error);
+[[nodiscard]] bool readSet(const JsonValue& json, AttributeValue::StringSet* set, JsonError* error);
+[[nodiscard]] bool readSet(const JsonValue& json, AttributeValue::NumberSet* set, JsonError* error);
+[[nodiscard]] bool readSet(const JsonValue& json, AttributeValue::BinarySet* set, JsonError* error);
 
 } // namespace Items::JsonElements
 

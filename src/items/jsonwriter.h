@@ -1,7 +1,8 @@
 #ifndef QUORVA_ITEMS_JSONWRITER_H
 #define QUORVA_ITEMS_JSONWRITER_H
 
-#include <rapidjson/stringbuffer.h>
+#include "items/json.h"
+
 #include <rapidjson/writer.h>
 
 #include <cstdint>
@@ -11,9 +12,9 @@
 namespace Items {
 
 /** Writes JSON like the library's writer, but strings that need no escape, which most are, in one piece. */
-class JsonWriter : public rapidjson::Writer<rapidjson::StringBuffer> {
+class JsonWriter : public rapidjson::Writer<JsonText, rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory> {
 public:
-    explicit JsonWriter(rapidjson::StringBuffer& buffer) : Writer(buffer) {}
+    explicit JsonWriter(JsonText& buffer) : Writer(buffer) {}
 
     bool String(const char* text, rapidjson::SizeType length, bool copy = false)
     {

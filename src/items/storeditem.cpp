@@ -26,7 +26,7 @@ std::string packedName()
 }
 
 /** The text of a packed item, for the value that is one. Null for any other. */
-const rapidjson::Value* findPacked(const rapidjson::Value& value)
+const JsonValue* findPacked(const JsonValue& value)
 {
     if (!value.IsObject() || value.MemberCount() != 1)
         return nullptr;
@@ -34,7 +34,7 @@ const rapidjson::Value* findPacked(const rapidjson::Value& value)
     return packed != value.MemberEnd() && packed->value.IsString() ? &packed->value : nullptr;
 }
 
-std::optional<Item> unpack(const rapidjson::Value& text)
+std::optional<Item> unpack(const JsonValue& text)
 {
     const auto bytes = Base85::decode({text.GetString(), text.GetStringLength()});
     return bytes ? PackedItem::unpack(*bytes) : std::nullopt;
@@ -56,8 +56,7 @@ std::optional<std::string> StoredItem::textOf(const Item& item)
     return json;
 }
 
-bool StoredItem::read(const rapidjson::Value& stored, std::span<const std::string_view> keyNames, Item* item,
-                      std::string* why)
+bool StoredItem::read(const JsonValue& stored, std::span<const std::string_view> keyNames, Item* item, std::string* why)
 {
     const auto fail = [why](std::string reason) {
         *why = std::move(reason);
@@ -66,7 +65,7 @@ bool StoredItem::read(const rapidjson::Value& stored, std::span<const std::strin
     item->clear();
     if (!stored.IsObject())
         return fail("The stored item is not an object");
-    const rapidjson::Value* packed = nullptr;
+    const JsonValue* packed = nullptr;
     for (const auto& member : stored.GetObject()) {
         const std::string_view name(member.name.GetString(), member.name.GetStringLength());
         if (std::find(keyNames.begin(), keyNames.end(), name) != keyNames.end())

@@ -2,8 +2,7 @@
 #define QUORVA_ITEMS_STOREDITEM_H
 
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 #include <optional>
@@ -36,7 +35,7 @@ std::optional<std::string> textOf(const Item& item);
  * False, with `why` set, if it is not an item of the API; `item` is then unspecified. For the document, see
  * readValue().
  */
-[[nodiscard]] bool read(const rapidjson::Value& stored, std::span<const std::string_view> keyNames, Item* item,
+[[nodiscard]] bool read(const JsonValue& stored, std::span<const std::string_view> keyNames, Item* item,
                         std::string* why);
 
 } // namespace StoredItem

@@ -1,5 +1,6 @@
 #include "json/jsonmembers.h"
 
+#include "base/jsonmemory.h"
 #include "json/canonicaltext.h"
 
 #include <rapidjson/memorystream.h>
@@ -99,7 +100,7 @@ bool findMembers(QByteArrayView text, std::vector<Member>* members)
     // Not a string stream: the reader works on a copy of those, and the original does not advance.
     rapidjson::MemoryStream stream(text.data(), static_cast<std::size_t>(text.size()));
     MemberFinder finder(text, stream, members);
-    rapidjson::Reader reader;
+    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Base::JsonMemory> reader;
     constexpr unsigned flags =
         rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseValidateEncodingFlag;
     // The reader treats a zero byte as the end of the text; here it is an error.

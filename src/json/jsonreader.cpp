@@ -1,5 +1,6 @@
 #include "json/jsonreader.h"
 
+#include "base/jsonmemory.h"
 #include "json/jsoncharacters.h"
 #include "json/jsonnumber.h"
 #include "json/treebuilder.h"
@@ -94,7 +95,7 @@ struct Reading {
 Reading read(QByteArray* text, TreeBuilder* builder)
 {
     InSituStream stream(text);
-    rapidjson::GenericReader<LiteralRuns, LiteralRuns> reader;
+    rapidjson::GenericReader<LiteralRuns, LiteralRuns, Base::JsonMemory> reader;
     // Numbers are taken as text because the library's own conversion is wrong for extreme exponents. The iterative
     // parser is as fast and leaves the stack to the writer and the destructor of the tree.
     constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag |

@@ -1,5 +1,6 @@
 #include "json/jsonwriter.h"
 
+#include "base/jsonmemory.h"
 #include "json/byteappender.h"
 #include "json/canonicaltext.h"
 #include "json/jsoncharacters.h"
@@ -72,7 +73,7 @@ template <typename T> const T& held(const QVariant& value)
 }
 
 /** Writes trees. It recurses, as the destructor of a tree does, so it handles any tree that can exist. */
-class TreeWriter : private rapidjson::Writer<ArrayStream, LenientUtf16> {
+class TreeWriter : private rapidjson::Writer<ArrayStream, LenientUtf16, rapidjson::UTF8<>, Base::JsonMemory> {
 public:
     explicit TreeWriter(ArrayStream& out) : Writer(out) {}
 

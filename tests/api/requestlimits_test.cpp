@@ -11,7 +11,7 @@ namespace {
 /** The message for all limits that are not kept; empty if all are. */
 std::string complaint(const Api::Shape& shape, const std::string& json)
 {
-    rapidjson::Document request;
+    Items::JsonDocument request;
     request.Parse(json.c_str());
     EXPECT_FALSE(request.HasParseError()) << json;
     const Api::Failure failure = Api::Validation::checkLimits(request, shape);

@@ -10,7 +10,7 @@ namespace {
 /** The message for the first value that is not of its type; empty if all are. */
 std::string complaint(const Api::Shape& shape, const char* json)
 {
-    rapidjson::Document request;
+    Items::JsonDocument request;
     request.Parse(json);
     const Api::Failure failure = Api::Validation::checkTypes(request, shape);
     if (!failure)
@@ -97,7 +97,7 @@ TEST(RequestTypes, DepthDoesNotExhaustTheStack)
         text += R"({"L":[)";
     for (int i = 0; i < Levels; ++i)
         text += "]}";
-    rapidjson::Document request;
+    Items::JsonDocument request;
     request.Parse<rapidjson::kParseIterativeFlag>((R"({"Item":{"a":)" + text + "}}").c_str());
     ASSERT_FALSE(request.HasParseError());
     EXPECT_FALSE(Api::Validation::checkTypes(request, Api::Inputs::PutItem));

@@ -100,7 +100,7 @@ private:
 
 int main(int argc, char** argv)
 {
-    rapidjson::StringBuffer text;
+    Items::JsonText text;
     Api::JsonWriter out(text);
     Dump dump;
     out.StartObject();

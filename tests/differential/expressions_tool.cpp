@@ -98,10 +98,10 @@ void writeParameters(JsonWriter* writer, const Parameters& parameters, const Ite
 
 std::string replyTo(const std::string& line)
 {
-    rapidjson::StringBuffer buffer;
+    Items::JsonText buffer;
     JsonWriter writer(buffer);
     writer.StartObject();
-    rapidjson::Document input;
+    Items::JsonDocument input;
     Items::Item item;
     Parameters parameters;
     Items::JsonError error;

@@ -104,7 +104,7 @@ TEST(Parameters, NoneIsFine)
 TEST(Parameters, OtherJsonTypesAreErrorsOfSerialization)
 {
     for (const char* member : {"ConditionExpression", "Expected"}) {
-        rapidjson::Document request;
+        Items::JsonDocument request;
         request.Parse((R"({")" + std::string(member) + R"(": 1})").c_str());
         Expressions::Parameters parameters;
         Items::JsonError error;

@@ -1,8 +1,7 @@
 #include "expressions/texts.h"
 
 #include "items/itemjson.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <stdexcept>
 
@@ -13,9 +12,9 @@ namespace {
 using Expressions::Parameters;
 using Expressions::RequestKind;
 
-rapidjson::Document parse(const std::string& json)
+Items::JsonDocument parse(const std::string& json)
 {
-    rapidjson::Document document;
+    Items::JsonDocument document;
     document.Parse(json.data(), json.size());
     if (document.HasParseError())
         throw std::invalid_argument("no JSON: " + json);
@@ -30,7 +29,7 @@ std::string read(RequestKind kind, const std::string& request, Parameters* param
 
 std::string quoted(const std::string& text)
 {
-    rapidjson::StringBuffer buffer;
+    Items::JsonText buffer;
     Items::JsonWriter(buffer).String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
     return buffer.GetString();
 }

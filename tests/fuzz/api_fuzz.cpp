@@ -7,10 +7,9 @@
 #include "budget.h"
 #include "choices.h"
 #include "fuzztarget.h"
+#include "items/json.h"
 
 #include "api/service.h"
-
-#include <rapidjson/document.h>
 
 #include <array>
 #include <string>
@@ -49,7 +48,7 @@ Api::Service& service()
     return service;
 }
 
-bool isText(const rapidjson::Value& object, const char* name)
+bool isText(const Items::JsonValue& object, const char* name)
 {
     const auto found = object.FindMember(name);
     return found != object.MemberEnd() && found->value.IsString() && found->value.GetStringLength() > 0;
@@ -63,7 +62,7 @@ void checkInput(const std::uint8_t* data, std::size_t size)
         service().answer(operation, "localhost", QByteArray::fromStdString(std::string(choices.rest())));
     if (reply.status == 200 && reply.body.isEmpty())
         return; // for tags there is none
-    rapidjson::Document answer;
+    Items::JsonDocument answer;
     answer.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
         reply.body.constData(), static_cast<std::size_t>(reply.body.size()));
     FUZZ_ASSERT(!answer.HasParseError() && answer.IsObject());

@@ -22,9 +22,9 @@ namespace {
 using Expressions::Parameters;
 using Expressions::RequestKind;
 
-rapidjson::Document parsed(const std::string& json)
+Items::JsonDocument parsed(const std::string& json)
 {
-    rapidjson::Document document;
+    Items::JsonDocument document;
     document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(json.data(), json.size());
     return document;
 }
@@ -58,7 +58,7 @@ void checkUpdate(const Expressions::Update& update)
 }
 
 /** The parameters of a request, if it is right. */
-std::optional<Parameters> read(RequestKind kind, const rapidjson::Value& request)
+std::optional<Parameters> read(RequestKind kind, const Items::JsonValue& request)
 {
     Parameters parameters;
     Items::JsonError error;
@@ -68,7 +68,7 @@ std::optional<Parameters> read(RequestKind kind, const rapidjson::Value& request
     return std::nullopt;
 }
 
-void check(RequestKind kind, const rapidjson::Value& request)
+void check(RequestKind kind, const Items::JsonValue& request)
 {
     const auto parameters = read(kind, request);
     if (!parameters)
@@ -94,19 +94,19 @@ constexpr std::array Members = {
     Parameter{RequestKind::Query, "KeyConditionExpression"}};
 
 /** A request with one expression, whose names and values are all those that the expression uses. */
-rapidjson::Document requestWith(const char* member, const std::string& expression)
+Items::JsonDocument requestWith(const char* member, const std::string& expression)
 {
-    rapidjson::Document request;
+    Items::JsonDocument request;
     request.SetObject();
     auto& allocator = request.GetAllocator();
     request.AddMember(
         rapidjson::StringRef(member),
-        rapidjson::Value(expression.data(), static_cast<rapidjson::SizeType>(expression.size()), allocator), allocator);
+        Items::JsonValue(expression.data(), static_cast<rapidjson::SizeType>(expression.size()), allocator), allocator);
     const auto define = [&](const char* definitions, std::initializer_list<std::pair<const char*, const char*>> all) {
-        rapidjson::Value used(rapidjson::kObjectType);
+        Items::JsonValue used(rapidjson::kObjectType);
         for (const auto& [placeholder, json] : all) {
             if (expression.find(placeholder) != std::string::npos)
-                used.AddMember(rapidjson::StringRef(placeholder), rapidjson::Value(parsed(json), allocator), allocator);
+                used.AddMember(rapidjson::StringRef(placeholder), Items::JsonValue(parsed(json), allocator), allocator);
         }
         if (!used.ObjectEmpty())
             request.AddMember(rapidjson::StringRef(definitions), used, allocator);
@@ -141,13 +141,13 @@ void checkInput(const std::uint8_t* data, std::size_t size)
     const std::string rest(choices.rest());
     if (which < Members.size()) {
         const auto& [kind, member] = Members[which];
-        const rapidjson::Document request = requestWith(member, rest);
+        const Items::JsonDocument request = requestWith(member, rest);
         check(kind, request);
         if (kind == RequestKind::Put)
             checkNegation(rest);
         return;
     }
-    const rapidjson::Document request = parsed(rest);
+    const Items::JsonDocument request = parsed(rest);
     if (request.HasParseError())
         return;
     for (const auto kind : {RequestKind::Get, RequestKind::Put, RequestKind::Delete, RequestKind::Update,

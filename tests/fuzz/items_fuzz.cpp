@@ -8,11 +8,10 @@
 
 #include "items/itemjson.h"
 #include "items/itemsize.h"
+#include "items/json.h"
 #include "items/keycodec.h"
 #include "items/packeditem.h"
 #include "items/storeditem.h"
-
-#include <rapidjson/document.h>
 
 #include <array>
 #include <optional>
@@ -28,9 +27,9 @@ using KeyCodec::Form;
 
 constexpr unsigned ParseFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
 
-rapidjson::Document parsed(std::string_view text)
+Items::JsonDocument parsed(std::string_view text)
 {
-    rapidjson::Document document;
+    Items::JsonDocument document;
     document.Parse<ParseFlags>(text.data(), text.size());
     return document;
 }
@@ -55,7 +54,7 @@ void checkItem(const Item& item)
 
 void checkJson(std::string_view text)
 {
-    const rapidjson::Document document = parsed(text);
+    const Items::JsonDocument document = parsed(text);
     if (document.HasParseError())
         return;
     Item item;

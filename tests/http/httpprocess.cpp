@@ -21,12 +21,13 @@ HttpProcess::~HttpProcess()
     (void)waitForExit(); // ignored: what matters about the end has been reported above
 }
 
-bool HttpProcess::start(int serverPort, const std::vector<std::string>& arguments)
+bool HttpProcess::start(int serverPort, const std::vector<std::string>& arguments,
+                        const std::vector<std::string>& environment)
 {
     std::vector<std::string> words{"--listen", "0", "--port", std::to_string(serverPort)};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::filesystem::remove(directory_.file("stderr")); // of an earlier start
-    pid_ = startProgram(QUORVA_HTTP_BINARY, words, "/dev/null", "/dev/null", directory_.file("stderr"));
+    pid_ = startProgram(QUORVA_HTTP_BINARY, words, "/dev/null", "/dev/null", directory_.file("stderr"), environment);
     if (pid_ < 0)
         return false;
     const std::string mark = "listening on 127.0.0.1:";

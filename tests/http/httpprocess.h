@@ -24,8 +24,12 @@ public:
     HttpProcess(const HttpProcess&) = delete;
     HttpProcess& operator=(const HttpProcess&) = delete;
 
-    /** Starts it for a server's port and waits until it listens. Returns false, with a test failure, if it does not. */
-    [[nodiscard]] bool start(int serverPort, const std::vector<std::string>& arguments = {});
+    /**
+     * Starts it for a server's port and waits until it listens. Returns false, with a test failure, if it does not. See
+     * startProgram() for the environment.
+     */
+    [[nodiscard]] bool start(int serverPort, const std::vector<std::string>& arguments = {},
+                             const std::vector<std::string>& environment = {});
 
     /** Sends a signal, after which its exit is not a test failure. */
     void kill(int signal = SIGTERM);

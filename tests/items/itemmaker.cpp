@@ -138,9 +138,9 @@ Item ItemMaker::listOf(const std::function<AttributeValue()>& make)
     return item;
 }
 
-rapidjson::Document parsedJson(const std::string& text)
+Items::JsonDocument parsedJson(const std::string& text)
 {
-    rapidjson::Document document;
+    Items::JsonDocument document;
     document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(), text.size());
     EXPECT_FALSE(document.HasParseError()) << text.substr(0, 1000);
     return document;

@@ -3,8 +3,7 @@
 
 #include "decimal/number.h"
 #include "items/attributevalue.h"
-
-#include <rapidjson/document.h>
+#include "items/json.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -40,6 +39,6 @@ private:
 };
 
 /** The document of a JSON text. */
-rapidjson::Document parsedJson(const std::string& text);
+Items::JsonDocument parsedJson(const std::string& text);
 
 #endif

@@ -9,7 +9,7 @@ namespace {
 
 template <typename Writer> std::string written(const char* text, std::size_t length)
 {
-    rapidjson::StringBuffer buffer;
+    Items::JsonText buffer;
     Writer writer(buffer);
     writer.StartObject();
     writer.Key(text, static_cast<rapidjson::SizeType>(length));
@@ -23,7 +23,7 @@ void expectAsTheLibraryWrites(const std::string& text)
     const auto exact = std::make_unique<char[]>(text.size()); // AddressSanitizer sees what is read beyond it
     text.copy(exact.get(), text.size());
     EXPECT_EQ(written<Items::JsonWriter>(exact.get(), text.size()),
-              written<rapidjson::Writer<rapidjson::StringBuffer>>(exact.get(), text.size()))
+              written<rapidjson::Writer<Items::JsonText>>(exact.get(), text.size()))
         << testing::PrintToString(text);
 }
 

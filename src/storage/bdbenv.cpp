@@ -153,11 +153,13 @@ int BDBEnv::openConfigured(const QByteArray& home)
     if (directories_.preparesLogFiles())
         LogPreparation::removeUnused(directories_.logs()); // of a killed server
     syncFailures_.watch(directories_.home().toStdString(), directories_.others());
-    if (const int rc = syncFailures_.rewriteAfterEarlier())
+    if (const int rc = syncFailures_.rewriteAfterEarlier(directories_.logs()))
         return rc;
     if (const int rc = syncLog(directories_.logs()))
         return rc;
-    return DbEnv::open(directories_.home().constData(), OpenFlags, 0);
+    if (const int rc = DbEnv::open(directories_.home().constData(), OpenFlags, 0))
+        return rc;
+    return syncFailures_.any() ? EIO : 0; // one that recovery ignored: the next open repeats it
 }
 
 int BDBEnv::configure()
@@ -183,6 +185,8 @@ int BDBEnv::openDatabase(BDBIndex* index, const QByteArray& file, const char* su
 {
     if (index->get_DB() == nullptr)
         return ENOMEM; // Berkeley DB could not allocate the handle
+    if ((flags & DB_CREATE) != 0 && hasFailedSync())
+        return EIO;
     if (TableNames::fileRefusal({file.cbegin(), file.cend()}, subDb) != nullptr)
         return EINVAL; // Berkeley DB would open it, whatever it is and wherever it leads
     DatabaseOpening opening(directories_, &claims_);

@@ -83,9 +83,10 @@ public:
      * Opens the database `subDb` of `file` with `index`, a new handle. Refuses a file that no table may have (EINVAL,
      * see format/tablename.h), one that is not a regular file (EINVAL, EISDIR), one in a directory that is an
      * environment of its own (EBUSY), one reached through a link back into the environment (ELOOP), any file once the
-     * environment's directory has been moved (ESTALE), and any file when descriptors run short (EMFILE); ENOMEM if
-     * there was too little memory for the handle. The caller holds openingMutex(). Returns 0, a Berkeley DB code or an
-     * errno value; after a failure the handle can only be destroyed.
+     * environment's directory has been moved (ESTALE), any file when descriptors run short (EMFILE), and with DB_CREATE
+     * any file after a failed sync (EIO); ENOMEM if there was too little memory for the handle. The caller holds
+     * openingMutex(). Returns 0, a Berkeley DB code or an errno value; after a failure the handle can only be
+     * destroyed.
      */
     [[nodiscard]] int openDatabase(BDBIndex* index, const QByteArray& file, const char* subDb, u_int32_t flags);
 

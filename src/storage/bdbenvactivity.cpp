@@ -21,10 +21,12 @@ int BDBEnv::txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t fla
 {
     if (syncFailures_.any())
         return EIO;
-    const int rc = DbEnv::txn_checkpoint(kilobytes, minutes, flags);
-    if (rc == 0)
-        lastCheckpoint_ = std::chrono::system_clock::now().time_since_epoch().count();
-    return rc;
+    if (const int rc = DbEnv::txn_checkpoint(kilobytes, minutes, flags))
+        return rc;
+    if (syncFailures_.any()) // another's sync, after which those of the checkpoint seemed to succeed
+        return EIO;
+    lastCheckpoint_ = std::chrono::system_clock::now().time_since_epoch().count();
+    return 0;
 }
 
 void BDBEnv::countTransaction(bool committed)

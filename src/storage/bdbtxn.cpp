@@ -32,6 +32,10 @@ int BDBTxn::begin(const TxnScope& scope, u_int32_t flags)
 
 int BDBTxn::beginWriting(const TxnScope& scope, std::span<BDBIndex* const> databases)
 {
+    if (scope.env()->hasFailedSync()) {
+        LOG_ERROR(LogOrigin::Engine, __LINE__) << "txn init failed rc " << EIO;
+        return EIO;
+    }
     for (BDBIndex* database : databases)
         held_.append(&database->state());
     if (held_.size() > 1) {

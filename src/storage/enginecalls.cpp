@@ -1,5 +1,6 @@
 #include "storage/enginecalls.h"
 
+#include "base/descriptor.h"
 #include "base/filesync.h"
 #include "metrics/waits.h"
 #include "storage/lognaming.h"
@@ -10,7 +11,9 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -33,11 +36,29 @@ ssize_t timedWrite(int descriptor, const void* bytes, size_t size, off_t offset)
 int timedSynchronise(int descriptor)
 {
     const Metrics::DiskWait wait;
+    if (const int rc = SyncFailures::earlier(descriptor))
+        return rc;
     const int rc = ::fdatasync(descriptor) == 0 ? 0 : errno;
     if (rc != 0)
         SyncFailures::note(descriptor, rc);
     LogNaming::awaitNames(descriptor);
     return rc;
+}
+
+/** Syncs the names in the directory of this path. */
+void syncNames(const char* path) noexcept
+{
+    try {
+        const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+        const Base::Descriptor directory(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!directory.isOpen())
+            return; // most likely for want of descriptors
+        const int rc = Base::syncToDisk(directory.number());
+        if (rc != 0 && rc != EINVAL) // a file system that cannot sync directories
+            SyncFailures::note(directory.number(), rc);
+    } catch (const std::bad_alloc&) {
+        return; // as without descriptors
+    }
 }
 
 /**
@@ -49,9 +70,9 @@ int removeDurably(const char* path)
 {
     const Metrics::DiskWait wait;
     if (::unlink(path) != 0)
-        return errno;                                                  // often there is none
-    (void)Base::syncToDisk(std::filesystem::path(path).parent_path()); // ignored: the file is gone in any case
-    return 0;
+        return errno; // often there is none
+    syncNames(path);
+    return 0; // the file is gone in any case
 }
 
 } // namespace

@@ -2,8 +2,6 @@
 
 #include "base/descriptor.h"
 #include "base/directoryentries.h"
-#include "base/fileio.h"
-#include "base/filesync.h"
 #include "format/backupnames.h"
 #include "format/berkeleydbnames.h"
 #include "format/logfiles.h"
@@ -11,7 +9,6 @@
 #include "storage/environmentconfig.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -88,23 +85,6 @@ template <typename Look> int forEachFile(const fs::path& home, Look look)
 template <typename Look> int forEachDatabase(const fs::path& home, Look look)
 {
     return forEachFile(home, [&](const fs::path& path) { return lookAtFile(path, look); });
-}
-
-int rewriteFile(const fs::path& path)
-{
-    constexpr std::size_t PieceBytes = 1024 * 1024;
-    const Base::Descriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC));
-    if (!file.isOpen())
-        return errno == EMFILE || errno == ENFILE ? errno : 0;
-    std::string piece(PieceBytes, '\0');
-    std::size_t got = PieceBytes;
-    for (off_t at = 0; got == PieceBytes; at += static_cast<off_t>(got)) {
-        if (const int rc = Base::readAt(file.number(), at, piece.data(), piece.size(), &got))
-            return rc;
-        if (const int rc = Base::writeAllAt(file.number(), at, {piece.data(), got}))
-            return rc;
-    }
-    return Base::syncToDisk(file.number());
 }
 
 /** Also 0 when the disk is full: that may change. */
@@ -203,7 +183,12 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
     });
 }
 
-int EnvironmentFiles::rewrite(const fs::path& home)
+int EnvironmentFiles::findDatabases(const fs::path& home, std::vector<fs::path>* paths)
 {
-    return forEachFile(home, rewriteFile);
+    return forEachFile(home, [paths](const fs::path& path) {
+        return lookAtFile(path, [&](const DatabasePage::Start&) {
+            paths->push_back(path);
+            return 0;
+        });
+    });
 }

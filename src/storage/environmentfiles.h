@@ -2,10 +2,11 @@
 #define QUORVA_STORAGE_ENVIRONMENTFILES_H
 
 #include <filesystem>
+#include <vector>
 
 /**
- * Inspects the files of a directory before Berkeley DB opens it as an environment. Read-only, but for rewrite(); any
- * thread. Results are 0 or an errno value.
+ * Inspects the files of a directory before Berkeley DB opens it as an environment. Read-only; any thread. Results are 0
+ * or an errno value.
  */
 namespace EnvironmentFiles {
 
@@ -31,18 +32,15 @@ bool isUnfinishedCopy(const std::filesystem::path& home);
 /** Counts the database files in the same places, up to `most`; 0 looks at none. */
 [[nodiscard]] int countDatabases(const std::filesystem::path& home, int most, int* count);
 
+/** Finds the database files in the same places, including those that are being created or removed. */
+[[nodiscard]] int findDatabases(const std::filesystem::path& home, std::vector<std::filesystem::path>* paths);
+
 /**
  * Checks that files can be created in `directory` and its log files are writable. By trying, as permissions are not
  * enough: root has them all, even on a read-only file system. EINVAL: something with the name of a log file is not a
  * file. Leaves nothing behind.
  */
 [[nodiscard]] int checkWritable(const std::filesystem::path& directory);
-
-/**
- * Writes all files below `home` again as they are and syncs them. Skips directories that are environments of their own,
- * other file systems, and what cannot be opened for writing, which an environment could not use either.
- */
-[[nodiscard]] int rewrite(const std::filesystem::path& home);
 
 } // namespace EnvironmentFiles
 

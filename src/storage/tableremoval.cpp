@@ -93,6 +93,8 @@ int run(BDBEnv* env, const QByteArray& filePart, Part part, Removed* removed)
     const std::lock_guard files(env->filesMutex());
     const std::unique_lock gate(env->tableGates().of(filePart));
     const QMutexLocker opening(&env->openingMutex());
+    if (env->hasFailedSync())
+        return EIO; // before the handles are closed
     std::vector<TableFiles::File> found;
     if (const int rc = TableFiles::find(env, filePart, part == Everything, &found))
         return rc;

@@ -1,0 +1,104 @@
+// What each operation answers after the log could not be synced.
+#include "failedsync.h"
+
+#include <utility>
+#include <vector>
+
+namespace {
+
+class FailedSyncOperations : public FailedSync {
+protected:
+    using Requests = std::vector<std::pair<QByteArray, QVariantMap>>;
+
+    QVariantMap table(const QVariantMap& members) const { return merged(table_, members); }
+
+    Requests changes() const
+    {
+        const QString name = table_.value("TableName").toString();
+        const QVariantMap key = itemKey("h", "before");
+        const QVariantMap item{{"h", textValue("h")}, {"r", textValue("refused")}};
+        const QVariantMap updates{{"text", QVariantMap{{"Value", textValue("changed")}}}};
+        const QVariantList batch{QVariantMap{{"PutRequest", QVariantMap{{"Item", item}}}}};
+        const QVariantMap entry{{"TableName", name}, {"Key", key}, {"Delete", true}};
+        return {{"PutItem", table({{"Item", item}})},
+                {"UpdateItem", table({{"Key", key}, {"AttributeUpdates", updates}})},
+                {"DeleteItem", table({{"Key", key}})},
+                {"BatchWriteItem", {{"RequestItems", QVariantMap{{name, batch}}}}},
+                {"Quorva_1.Commit", {{"Entries", QVariantList{entry}}}},
+                {"CreateTable", {{"TableName", name + "2"}, {"KeySchema", keySchema()}}},
+                {"UpdateTable", flush_},
+                {"Quorva_1.TruncateTable", table_},
+                {"Quorva_1.DropTable", table_}};
+    }
+
+    Requests reads() const
+    {
+        return {{"GetItem", table({{"Key", itemKey("h", "before")}})},
+                {"Query", table({{"HashKeyValue", textValue("h")}})},
+                {"Scan", table_},
+                {"DescribeTable", table_},
+                {"Quorva_1.ListTables", {{"Directory", QString::fromStdString(home_)}}},
+                {"Quorva_1.Status", {}}};
+    }
+
+    /** Each change is answered with an error, and changes nothing. */
+    void expectRefusals(ServerProcess* server)
+    {
+        const QVariantMap key = reads().front().second;
+        const QVariantMap before = server->request("GetItem", key);
+        for (const auto& [operation, body] : changes()) {
+            const QVariantMap reply = server->request(operation, body);
+            EXPECT_EQ(reply.value("__type"), internalErrorReply().value("__type")) << operation.toStdString();
+            EXPECT_EQ(server->request("GetItem", key), before) << operation.toStdString();
+            EXPECT_FALSE(has(server, "refused")) << operation.toStdString();
+        }
+    }
+
+    const QVariantMap flush_ = table({{"ProvisionedThroughput", QVariantMap{{"FlushDB", "1"}}}});
+};
+
+TEST_F(FailedSyncOperations, NoChangeIsMadeAndReadsAreAnswered)
+{
+    configureUnsynchronousLog();
+    ServerProcess server(serverWith("/log."));
+    ASSERT_TRUE(server.start());
+    ASSERT_NO_FATAL_FAILURE(createTable(&server));
+    ASSERT_EQ(put(&server, "before"), stored());
+    breakDisk();
+    EXPECT_EQ(put(&server, "failed"), internalErrorReply());
+    mendDisk();
+    expectRefusals(&server);
+    for (const auto& [operation, body] : reads())
+        EXPECT_EQ(server.request(operation, body).value("__rc"), QVariant(200LL)) << operation.toStdString();
+}
+
+TEST_F(FailedSyncOperations, NoChangeIsMadeByAServerWhoseCommitsDoNotWait)
+{
+    configureUnsynchronousLog();
+    ServerProcess::Setup setup = serverWith("/log.");
+    setup.arguments = {"-n"};
+    ServerProcess server(setup);
+    ASSERT_TRUE(server.start());
+    ASSERT_NO_FATAL_FAILURE(createTable(&server));
+    ASSERT_EQ(put(&server, "before"), stored());
+    breakDisk();
+    EXPECT_EQ(server.request("UpdateTable", flush_).value("__type"), internalErrorReply().value("__type"));
+    mendDisk();
+    expectRefusals(&server);
+}
+
+TEST_F(FailedSyncOperations, ABackupFails)
+{
+    configureUnsynchronousLog();
+    ServerProcess server(serverWith("/log."));
+    ASSERT_TRUE(server.start());
+    ASSERT_NO_FATAL_FAILURE(createTable(&server));
+    breakDisk();
+    EXPECT_EQ(put(&server, "failed"), internalErrorReply());
+    mendDisk();
+    const QVariantMap backup{{"DbBackup", QString::fromStdString(directory_.makeDirectory("backup"))}};
+    (void)server.request("UpdateTable", table({{"ProvisionedThroughput", backup}})); // it begins after the reply
+    EXPECT_TRUE(server.waitForLog("Dbenv backup failed rc 5")) << server.logText();
+}
+
+} // namespace

@@ -85,6 +85,7 @@ TEST_F(FailedSync, OfTheLogFailsAllWritesUntilTheEnvironmentIsOpenedAgain)
         ASSERT_EQ(server.request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
                   QVariant(200LL));
         ASSERT_EQ(put(&server, "before"), stored());
+        ASSERT_TRUE(server.waitForLog("Done txn_checkpoint")); // one that fails ends the server
         breakDisk();
         EXPECT_EQ(put(&server, "failed"), internalErrorReply());
         mendDisk();
@@ -131,6 +132,7 @@ TEST_F(FailedSync, ALogThatIsWrittenSynchronouslyIsWrittenAgainByTheNextFlush)
         ASSERT_EQ(server.request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
                   QVariant(200LL));
         ASSERT_EQ(put(&server, "before"), stored());
+        ASSERT_TRUE(server.waitForLog("Done txn_checkpoint")); // one that fails ends the server
         breakDisk();
         EXPECT_EQ(put(&server, "failed"), internalErrorReply());
         mendDisk();
@@ -153,6 +155,7 @@ TEST_F(FailedSync, OfADataFileInRecoveryIsMadeUpForWhenTheEnvironmentIsOpenedAga
         ASSERT_TRUE(server.start());
         ASSERT_EQ(server.request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
                   QVariant(200LL));
+        ASSERT_TRUE(server.waitForLog("Done txn_checkpoint")); // one after the put would leave nothing to recover
         ASSERT_EQ(put(&server, "before"), stored());
         server.kill();
         EXPECT_EQ(server.waitForExit(), -SIGKILL);

@@ -5,7 +5,11 @@
 #include "api/itemsteps.h"
 #include "api/members.h"
 #include "items/itemsize.h"
+#include "items/plainitem.h"
+#include "protocol/envelope.h"
 
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace Api {
@@ -46,6 +50,22 @@ public:
         }
         writer->EndObject();
         return std::nullopt;
+    }
+
+    bool finishPlain(const Items::JsonValue& request, std::string_view reply, std::string* text) override
+    {
+        constexpr std::string_view Front = "\"Item\":";
+        const QByteArrayView members = Envelopes::membersOfSuccess(reply);
+        Items::Item keys;
+        if (!members.startsWith(Front) || parameters_.projection || Capacity::isWanted(request) ||
+            ItemKeys::addTo(&keys, *table_, key_))
+            return false;
+        text->append("{").append(Front);
+        const QByteArrayView stored = members.sliced(static_cast<qsizetype>(Front.size()));
+        if (!Items::PlainItem::append({stored.data(), static_cast<std::size_t>(stored.size())}, keys, text))
+            return false;
+        text->append("}");
+        return true;
     }
 
 private:

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace Api {
 
@@ -39,6 +40,12 @@ public:
     /** Writes the reply, one object; `reply` is that to the call, a success. Does not wait. The last step. */
     [[nodiscard]] virtual Failure finish(const Items::JsonValue& request, const ItemStore& store,
                                          const ServerReply& reply, JsonWriter* writer) = 0;
+
+    /**
+     * The same for the text of a reply in a form that need not be parsed; true if it has appended the JSON of the reply
+     * to the request. For any other text, finish() has to be called.
+     */
+    [[nodiscard]] virtual bool finishPlain(const Items::JsonValue&, std::string_view, std::string*) { return false; }
 
     /** Of the request, after prepare(). */
     const std::shared_ptr<const Table>& table() const { return table_; }

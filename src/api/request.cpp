@@ -12,6 +12,9 @@ namespace Api {
 
 namespace {
 
+/** The room for an item's keys, which the server's replies lack. */
+constexpr std::size_t UsualKeysBytes = 256;
+
 /**
  * True if a text, which is otherwise JSON, escapes the second half of a surrogate pair without the first. The library
  * refuses a lone first half, but turns a lone second half into bytes that are not UTF-8, which the server refuses.
@@ -113,6 +116,12 @@ Request::Step Request::begin(const QByteArray& body)
 
 Reply Request::finish(Client::ExchangeResult result, QByteArray&& text, const QString& error)
 {
+    if (result == Client::ExchangeResult::Done) {
+        std::string plain;
+        plain.reserve(static_cast<std::size_t>(text.size()) + UsualKeysBytes);
+        if (steps_->finishPlain(request_, {text.constData(), static_cast<std::size_t>(text.size())}, &plain))
+            return {200, QByteArray(plain.data(), static_cast<qsizetype>(plain.size()))};
+    }
     ServerReply reply;
     Items::JsonText written;
     JsonWriter writer(written);

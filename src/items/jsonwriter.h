@@ -31,21 +31,6 @@ public:
     using Writer::Key;
     bool Key(const char* text, rapidjson::SizeType length, bool copy = false) { return String(text, length, copy); }
 
-private:
-    static constexpr std::uint64_t Ones = 0x0101010101010101;
-    static constexpr std::uint64_t HighBits = 0x8080808080808080;
-
-    /** Whether a byte of the word is below a limit, which is at most 128. */
-    static bool hasBelow(std::uint64_t word, std::uint64_t limit)
-    {
-        return ((word - Ones * limit) & ~word & HighBits) != 0;
-    }
-
-    static bool needsEscape(std::uint64_t word)
-    {
-        return hasBelow(word, ' ') || hasBelow(word ^ (Ones * '"'), 1) || hasBelow(word ^ (Ones * '\\'), 1);
-    }
-
     /** Whether it has a control character, a quote or a backslash. */
     static bool needsEscape(std::string_view text)
     {
@@ -60,6 +45,21 @@ private:
         text.copy(rest, text.size());
         std::memcpy(&word, rest, sizeof word);
         return needsEscape(word);
+    }
+
+private:
+    static constexpr std::uint64_t Ones = 0x0101010101010101;
+    static constexpr std::uint64_t HighBits = 0x8080808080808080;
+
+    /** Whether a byte of the word is below a limit, which is at most 128. */
+    static bool hasBelow(std::uint64_t word, std::uint64_t limit)
+    {
+        return ((word - Ones * limit) & ~word & HighBits) != 0;
+    }
+
+    static bool needsEscape(std::uint64_t word)
+    {
+        return hasBelow(word, ' ') || hasBelow(word ^ (Ones * '"'), 1) || hasBelow(word ^ (Ones * '\\'), 1);
     }
 };
 

@@ -67,6 +67,17 @@ bool reportsSuccess(QByteArrayView reply)
     return reply.endsWith(end);
 }
 
+QByteArrayView membersOfSuccess(QByteArrayView reply)
+{
+    static const QByteArray end = [] {
+        QByteArray whole("{}");
+        Success.appendTo(&whole);
+        return ',' + whole.mid(1);
+    }();
+    return reply.startsWith('{') && reply.endsWith(end) ? reply.sliced(1, reply.size() - 1 - end.size())
+                                                        : QByteArrayView();
+}
+
 int code(const QVariantMap& reply)
 {
     return reply.value(CodeName).toInt();

@@ -64,6 +64,9 @@ QString message(const QVariantMap& reply);
 /** Whether the text of a reply ends as that of each success does. */
 bool reportsSuccess(QByteArrayView reply);
 
+/** The text of the members in front of these in the reply of a success; empty for any other, or if there are none. */
+QByteArrayView membersOfSuccess(QByteArrayView reply);
+
 /** What the operation returns: the reply without these members. */
 QVariantMap content(QVariantMap reply);
 

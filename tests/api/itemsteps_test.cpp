@@ -61,6 +61,34 @@ TEST_F(ApiItemSteps, UnconditionalRequestsAboutOneItemTakeOneExchange)
     EXPECT_EQ(attributesOf("a", "1"), "none");
 }
 
+TEST_F(ApiItemSteps, AGetItemHasTheBytesOfAnswer)
+{
+    createTable("numbers", "N", "");
+    createTable("bytes", "B", "S");
+    const auto expectSame = [&](const std::string& table, const std::string& keys, const std::string& attributes,
+                                const std::string& expected) {
+        (void)done("PutItem", R"({"TableName":")" + table + R"(","Item":{)" + keys + attributes + "}}");
+        const std::string get = R"({"TableName":")" + table + R"(","Key":{)" + keys + "}}";
+        const Api::Reply answer = call("GetItem", get);
+        ASSERT_EQ(begin("GetItem", get), Request::Step::Exchange);
+        const Api::Reply reply = finish(request_->call());
+        EXPECT_EQ(reply.status, 200);
+        EXPECT_EQ(reply.body, answer.body);
+        EXPECT_EQ(reply.body.toStdString(), R"({"Item":{)" + expected + "}}");
+    };
+    const std::string key = R"("ax":{"N":"1.50"},"id":{"S":"a\"b"})";
+    const std::string ax = R"("ax":{"N":"1.5"})";
+    const std::string id = R"("id":{"S":"a\"b"})";
+    expectSame("items", key, "", ax + ',' + id);
+    expectSame("items", key, R"(,"a":{"S":"é"},"b":{"N":"017"},"j":{"S":""})",
+               R"("a":{"S":"é"},)" + ax + R"(,"b":{"N":"17"},)" + id + R"(,"j":{"S":""})");
+    expectSame("items", key, R"(,"a":{"S":"\\"},"z":{"L":[{"BOOL":true}]})",
+               R"("a":{"S":"\\"},)" + ax + ',' + id + R"(,"z":{"L":[{"BOOL":true}]})");
+    expectSame("numbers", R"("id":{"N":"-0.25"})", R"(,"j":{"N":"1e3"})", R"("id":{"N":"-0.25"},"j":{"N":"1000"})");
+    expectSame("bytes", R"("ax":{"S":"\u00ff"},"id":{"B":"AP8="})", R"(,"b":{"S":"x"})",
+               R"("ax":{"S":"ÿ"},"b":{"S":"x"},"id":{"B":"AP8="})");
+}
+
 TEST_F(ApiItemSteps, OtherOperationsHaveNone)
 {
     for (const char* operation : {"UpdateItem", "Query", "Scan", "BatchGetItem", "ListTables", "Nonsense"})

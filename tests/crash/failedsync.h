@@ -55,10 +55,12 @@ protected:
         loss_.settle(home_ + "/DB_CONFIG");
     }
 
+    /** Waits for the first checkpoint: a failed one ends the server. What is put behind it is to be recovered. */
     void createTable(ServerProcess* server)
     {
         ASSERT_EQ(server->request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
                   QVariant(200LL));
+        ASSERT_TRUE(server->waitForLog("Done txn_checkpoint"));
     }
 
     bool has(ServerProcess* server, const char* range)

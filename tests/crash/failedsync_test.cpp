@@ -133,4 +133,19 @@ TEST_F(FailedSync, OfTheLogKeepsThePagesThatItCoversOffTheDisk)
     EXPECT_TRUE(has(&server, "later"));
 }
 
+/** A removed file would be there again after a power failure, behind a checkpoint that does not know of it. */
+TEST_F(FailedSync, OfADirectoryAfterARemovalCountsAsWell)
+{
+    ServerProcess server(serverWith("/."));
+    ASSERT_TRUE(server.start());
+    ASSERT_NO_FATAL_FAILURE(createTable(&server));
+    ASSERT_EQ(put(&server, "before"), stored());
+    breakDisk();
+    EXPECT_EQ(server.request("Quorva_1.TruncateTable", table_).value("__type"), internalErrorReply().value("__type"));
+    EXPECT_TRUE(isReported(&server));
+    EXPECT_TRUE(isRecorded());
+    mendDisk();
+    EXPECT_EQ(put(&server, "refused"), internalErrorReply());
+}
+
 } // namespace

@@ -109,6 +109,10 @@ int trackedSync(int descriptor, long systemCall)
     if (rootOf(path).empty() || syscall(SYS_fstat, descriptor, &status) != 0)
         return static_cast<int>(syscall(systemCall, descriptor));
     dieIfAsked(path);
+    if (S_ISDIR(status.st_mode) && failsAsAsked(path + "/.")) {
+        errno = EIO;
+        return -1;
+    }
     Tracker& all = tracker();
     const std::lock_guard lock(all.mutex);
     if (S_ISDIR(status.st_mode)) {

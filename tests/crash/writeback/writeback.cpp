@@ -21,7 +21,7 @@
  *                               path contains this
  *
  *     CRASH_FAIL_FILE           while a file of this name exists, the syncs and synchronous writes of the environment's
- *     CRASH_FAIL_NAME           files fail whose paths contain this name
+ *     CRASH_FAIL_NAME           files fail whose paths contain this name; those of directories are taken to end in "/."
  *
  *     CRASH_IGNORE_SYNC         when set, synchronisation has no effect: shows that the tests notice
  *

@@ -27,11 +27,11 @@ public:
     int rewrite(const fs::path& file)
     {
         constexpr std::size_t PieceBytes = 1024UL * 1024;
-        const Base::Descriptor open(::open(file.c_str(), O_RDWR | O_CLOEXEC));
-        if (!open.isOpen())
+        const Base::Descriptor opened(::open(file.c_str(), O_RDWR | O_CLOEXEC));
+        if (!opened.isOpen())
             return errno == EACCES || errno == EPERM || errno == EROFS || errno == ENOENT ? 0 : errno;
         struct stat status {};
-        if (::fstat(open.number(), &status) != 0)
+        if (::fstat(opened.number(), &status) != 0)
             return errno;
         directories_.insert(file.parent_path());
         if (!done_.emplace(status.st_dev, status.st_ino).second)
@@ -39,12 +39,12 @@ public:
         std::string piece(PieceBytes, '\0');
         std::size_t got = PieceBytes;
         for (off_t at = 0; got == PieceBytes; at += static_cast<off_t>(got)) {
-            if (const int rc = Base::readAt(open.number(), at, piece.data(), piece.size(), &got))
+            if (const int rc = Base::readAt(opened.number(), at, piece.data(), piece.size(), &got))
                 return rc;
-            if (const int rc = Base::writeAllAt(open.number(), at, {piece.data(), got}))
+            if (const int rc = Base::writeAllAt(opened.number(), at, {piece.data(), got}))
                 return rc;
         }
-        return Base::syncToDisk(open.number());
+        return Base::syncToDisk(opened.number());
     }
 
     int syncNames() const

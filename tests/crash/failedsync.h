@@ -10,7 +10,9 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
+#include <vector>
 
 /** A server whose disk can fail syncs, and a table on it. */
 class FailedSync : public testing::Test {
@@ -22,13 +24,52 @@ protected:
 #endif
     }
 
-    /** A server under which syncs of files whose paths contain `name` fail while the disk is broken. */
-    ServerProcess::Setup serverWith(const char* name) const
+    /** Starts a server under which syncs of files whose paths contain `name` fail while the disk is broken. */
+    void start(const char* name, const std::vector<std::string>& arguments = {})
     {
-        ServerProcess::Setup setup{.environment = loss_.environment()};
+        ServerProcess::Setup setup{.arguments = arguments, .environment = loss_.environment()};
         setup.environment["CRASH_FAIL_FILE"] = trigger_;
         setup.environment["CRASH_FAIL_NAME"] = name;
-        return setup;
+        server_.emplace(setup);
+        ASSERT_TRUE(server_->start());
+    }
+
+    /**
+     * The same, with a table that has the item "before". Waits for the first checkpoint: a failed one ends the server.
+     * What is put behind it is to be recovered.
+     */
+    void startWithTable(const char* name, const std::vector<std::string>& arguments = {})
+    {
+        ASSERT_NO_FATAL_FAILURE(start(name, arguments));
+        ASSERT_EQ(server_->request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
+                  QVariant(200LL));
+        ASSERT_TRUE(server_->waitForLog("Done txn_checkpoint"));
+        ASSERT_EQ(put("before"), stored());
+    }
+
+    void kill()
+    {
+        server_->kill();
+        EXPECT_EQ(server_->waitForExit(), -SIGKILL);
+    }
+
+    /** Kills the server and loses the power, and then the next server has these items. */
+    void expectAfterLossOfPower(const std::vector<const char*>& ranges)
+    {
+        kill();
+        loss_.loseAll();
+        server_.emplace();
+        ASSERT_TRUE(server_->start());
+        for (const char* range : ranges)
+            EXPECT_TRUE(has(range)) << range;
+    }
+
+    /** A sync fails, and the next one does not. */
+    void failASync(const QString& text = {})
+    {
+        breakDisk();
+        EXPECT_EQ(put("failed", text), internalErrorReply());
+        mendDisk();
     }
 
     void breakDisk()
@@ -40,12 +81,12 @@ protected:
         std::filesystem::remove(trigger_);
     }
 
-    QVariantMap put(ServerProcess* server, const char* range, const QString& text = {})
+    QVariantMap put(const char* range, const QString& text = {})
     {
         QVariantMap item{{"h", textValue("h")}, {"r", textValue(range)}};
         if (!text.isEmpty())
             item.insert("text", textValue(text));
-        return server->request("PutItem", merged(table_, {{"Item", item}}));
+        return server_->request("PutItem", merged(table_, {{"Item", item}}));
     }
 
     /** The log's syncs are those of its files, not parts of its writes. Before the server starts. */
@@ -55,22 +96,14 @@ protected:
         loss_.settle(home_ + "/DB_CONFIG");
     }
 
-    /** Waits for the first checkpoint: a failed one ends the server. What is put behind it is to be recovered. */
-    void createTable(ServerProcess* server)
+    bool has(const char* range)
     {
-        ASSERT_EQ(server->request("CreateTable", merged(table_, {{"KeySchema", keySchema()}})).value("__rc"),
-                  QVariant(200LL));
-        ASSERT_TRUE(server->waitForLog("Done txn_checkpoint"));
+        return server_->request("GetItem", merged(table_, {{"Key", itemKey("h", range)}})).contains("Item");
     }
 
-    bool has(ServerProcess* server, const char* range)
+    bool isReported()
     {
-        return server->request("GetItem", merged(table_, {{"Key", itemKey("h", range)}})).contains("Item");
-    }
-
-    static bool isReported(ServerProcess* server)
-    {
-        const QVariantList environments = server->request("Quorva_1.Status", {}).value("Environments").toList();
+        const QVariantList environments = server_->request("Quorva_1.Status", {}).value("Environments").toList();
         EXPECT_EQ(environments.size(), 1);
         return environments.value(0).toMap().value("SyncFailed").toBool();
     }
@@ -89,6 +122,7 @@ protected:
     const std::string home_ = directory_.makeDirectory("env");
     const std::string trigger_ = directory_.file("broken");
     const WriteBackLoss loss_{home_, directory_.makeDirectory("durable")};
+    std::optional<ServerProcess> server_; // after the files that it has open
     const QVariantMap table_{{"TableName", QString::fromStdString(home_) + "|t"}};
 };
 

@@ -42,15 +42,15 @@ protected:
     }
 
     /** Each change is answered with an error, and changes nothing. */
-    void expectRefusals(ServerProcess* server)
+    void expectRefusals()
     {
         const QVariantMap key = reads().front().second;
-        const QVariantMap before = server->request("GetItem", key);
+        const QVariantMap before = server_->request("GetItem", key);
         for (const auto& [operation, body] : changes()) {
-            const QVariantMap reply = server->request(operation, body);
+            const QVariantMap reply = server_->request(operation, body);
             EXPECT_EQ(reply.value("__type"), internalErrorReply().value("__type")) << operation.toStdString();
-            EXPECT_EQ(server->request("GetItem", key), before) << operation.toStdString();
-            EXPECT_FALSE(has(server, "refused")) << operation.toStdString();
+            EXPECT_EQ(server_->request("GetItem", key), before) << operation.toStdString();
+            EXPECT_FALSE(has("refused")) << operation.toStdString();
         }
     }
 
@@ -60,45 +60,31 @@ protected:
 TEST_F(FailedSyncOperations, NoChangeIsMadeAndReadsAreAnswered)
 {
     configureUnsynchronousLog();
-    ServerProcess server(serverWith("/log."));
-    ASSERT_TRUE(server.start());
-    ASSERT_NO_FATAL_FAILURE(createTable(&server));
-    ASSERT_EQ(put(&server, "before"), stored());
-    breakDisk();
-    EXPECT_EQ(put(&server, "failed"), internalErrorReply());
-    mendDisk();
-    expectRefusals(&server);
+    ASSERT_NO_FATAL_FAILURE(startWithTable("/log."));
+    failASync();
+    expectRefusals();
     for (const auto& [operation, body] : reads())
-        EXPECT_EQ(server.request(operation, body).value("__rc"), QVariant(200LL)) << operation.toStdString();
+        EXPECT_EQ(server_->request(operation, body).value("__rc"), QVariant(200LL)) << operation.toStdString();
 }
 
 TEST_F(FailedSyncOperations, NoChangeIsMadeByAServerWhoseCommitsDoNotWait)
 {
     configureUnsynchronousLog();
-    ServerProcess::Setup setup = serverWith("/log.");
-    setup.arguments = {"-n"};
-    ServerProcess server(setup);
-    ASSERT_TRUE(server.start());
-    ASSERT_NO_FATAL_FAILURE(createTable(&server));
-    ASSERT_EQ(put(&server, "before"), stored());
+    ASSERT_NO_FATAL_FAILURE(startWithTable("/log.", {"-n"}));
     breakDisk();
-    EXPECT_EQ(server.request("UpdateTable", flush_).value("__type"), internalErrorReply().value("__type"));
+    EXPECT_EQ(server_->request("UpdateTable", flush_).value("__type"), internalErrorReply().value("__type"));
     mendDisk();
-    expectRefusals(&server);
+    expectRefusals();
 }
 
 TEST_F(FailedSyncOperations, ABackupFails)
 {
     configureUnsynchronousLog();
-    ServerProcess server(serverWith("/log."));
-    ASSERT_TRUE(server.start());
-    ASSERT_NO_FATAL_FAILURE(createTable(&server));
-    breakDisk();
-    EXPECT_EQ(put(&server, "failed"), internalErrorReply());
-    mendDisk();
+    ASSERT_NO_FATAL_FAILURE(startWithTable("/log."));
+    failASync();
     const QVariantMap backup{{"DbBackup", QString::fromStdString(directory_.makeDirectory("backup"))}};
-    (void)server.request("UpdateTable", table({{"ProvisionedThroughput", backup}})); // it begins after the reply
-    EXPECT_TRUE(server.waitForLog("Dbenv backup failed rc 5")) << server.logText();
+    (void)server_->request("UpdateTable", table({{"ProvisionedThroughput", backup}})); // it begins after the reply
+    EXPECT_TRUE(server_->waitForLog("Dbenv backup failed rc 5")) << server_->logText();
 }
 
 } // namespace

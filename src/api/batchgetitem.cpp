@@ -1,10 +1,10 @@
 #include "api/batchkeys.h"
 #include "api/capacity.h"
-#include "api/itemjson.h"
-#include "api/itemkeys.h"
+#include "api/itemio.h"
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
+#include "api/storedkeys.h"
 #include "api/tablecatalog.h"
 #include "items/itemsize.h"
 

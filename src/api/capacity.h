@@ -1,7 +1,7 @@
 #ifndef QUORVA_API_CAPACITY_H
 #define QUORVA_API_CAPACITY_H
 
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "api/tabledescription.h"
 #include "items/json.h"
 

@@ -1,8 +1,8 @@
-#include "api/itemkeys.h"
 #include "api/itemrequests.h"
 #include "api/itemsteps.h"
 #include "api/itemwrite.h"
 #include "api/members.h"
+#include "api/storedkeys.h"
 
 #include <utility>
 

@@ -1,7 +1,7 @@
 #include "api/directorylist.h"
 
 #include "api/members.h"
-#include "api/requestbodies.h"
+#include "api/serverbodies.h"
 #include "format/tablename.h"
 #include "protocol/envelope.h"
 #include "protocol/operations.h"

@@ -1,6 +1,6 @@
 #include "api/error.h"
 
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 
 #include <utility>
 

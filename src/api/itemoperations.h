@@ -2,8 +2,8 @@
 #define QUORVA_API_ITEMOPERATIONS_H
 
 #include "api/error.h"
-#include "api/jsonwriter.h"
 #include "api/operation.h"
+#include "api/replyjson.h"
 #include "items/json.h"
 
 /** The operations on items, each a Handler; itemsteps.h has those on one item that can be taken in steps. */

@@ -1,7 +1,7 @@
 #include "api/itempage.h"
 
-#include "api/itemjson.h"
-#include "api/itemkeys.h"
+#include "api/itemio.h"
+#include "api/storedkeys.h"
 #include "items/itemsize.h"
 
 namespace Api {

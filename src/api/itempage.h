@@ -3,7 +3,7 @@
 
 #include "api/error.h"
 #include "api/itemwalk.h"
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "api/tabledescription.h"
 #include "expressions/condition.h"
 #include "expressions/pathtree.h"

@@ -1,8 +1,8 @@
 #ifndef QUORVA_API_ITEMREQUESTS_H
 #define QUORVA_API_ITEMREQUESTS_H
 
-#include "api/jsonwriter.h"
 #include "api/keyrange.h"
+#include "api/replyjson.h"
 #include "api/tabledescription.h"
 #include "items/attributevalue.h"
 

@@ -3,8 +3,8 @@
 
 #include "api/error.h"
 #include "api/itemstore.h"
-#include "api/jsonwriter.h"
 #include "api/keyrange.h"
+#include "api/replyjson.h"
 #include "api/server.h"
 #include "api/tabledescription.h"
 #include "items/json.h"

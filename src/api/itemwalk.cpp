@@ -1,8 +1,8 @@
 #include "api/itemwalk.h"
 
-#include "api/itemkeys.h"
 #include "api/itemrequests.h"
 #include "api/members.h"
+#include "api/storedkeys.h"
 #include "items/keycodec.h"
 #include "protocol/limits.h"
 

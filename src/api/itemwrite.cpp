@@ -1,7 +1,7 @@
 #include "api/itemwrite.h"
 
 #include "api/capacity.h"
-#include "api/itemjson.h"
+#include "api/itemio.h"
 #include "api/returnvalues.h"
 #include "items/itemjson.h"
 #include "items/itemsize.h"

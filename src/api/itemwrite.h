@@ -3,7 +3,7 @@
 
 #include "api/error.h"
 #include "api/itemstore.h"
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "api/tabledescription.h"
 #include "api/writecondition.h"
 #include "expressions/parameters.h"

@@ -2,7 +2,7 @@
 #define QUORVA_API_OPERATION_H
 
 #include "api/error.h"
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "api/server.h"
 #include "items/json.h"
 

@@ -1,9 +1,9 @@
-#include "api/itemjson.h"
-#include "api/itemkeys.h"
+#include "api/itemio.h"
 #include "api/itemrequests.h"
 #include "api/itemsteps.h"
 #include "api/itemwrite.h"
 #include "api/members.h"
+#include "api/storedkeys.h"
 #include "items/itemsize.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
-#include "api/itemkeys.h"
 #include "api/itemoperations.h"
 #include "api/itempage.h"
 #include "api/itemstore.h"
 #include "api/members.h"
-#include "api/pagerequest.h"
+#include "api/pageparameters.h"
+#include "api/storedkeys.h"
 #include "api/tablecatalog.h"
 #include "items/keycodec.h"
 

@@ -4,8 +4,8 @@
 #include "api/error.h"
 #include "api/itemsteps.h"
 #include "api/jsonpool.h"
-#include "api/jsonwriter.h"
 #include "api/operation.h"
+#include "api/replyjson.h"
 #include "client/exchangeresult.h"
 #include "items/json.h"
 

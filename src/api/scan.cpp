@@ -1,7 +1,7 @@
 #include "api/itemoperations.h"
 #include "api/itemstore.h"
 #include "api/members.h"
-#include "api/pagerequest.h"
+#include "api/pageparameters.h"
 #include "api/tablecatalog.h"
 
 #include <utility>

@@ -1,7 +1,7 @@
 #ifndef QUORVA_API_TABLEDESCRIPTION_H
 #define QUORVA_API_TABLEDESCRIPTION_H
 
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "items/json.h"
 
 #include <map>

@@ -1,7 +1,7 @@
 #ifndef QUORVA_CLIENT_SERVERSTATUS_H
 #define QUORVA_CLIENT_SERVERSTATUS_H
 
-#include "client/latencies.h"
+#include "client/latencyhistogram.h"
 #include "client/statuscounts.h"
 
 #include <QString>
@@ -97,7 +97,7 @@ struct ServerStatus : ServerCounts {
         qint64 logBytes = 0; // on disk
         double lastCheckpoint = 0;
         qint64 syncFailed = 0; // 1: a sync of a file has failed, and nothing becomes durable
-        QString backupState; // one of BackupStates
+        QString backupState;   // one of BackupStates
         QString backupTarget;
         double backupSince = 0;
         double backupUntil = 0;

@@ -1,6 +1,6 @@
 #include "tools/units.h"
 
-#include "client/latencies.h"
+#include "client/latencyhistogram.h"
 
 #include <QDateTime>
 

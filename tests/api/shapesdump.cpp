@@ -1,6 +1,6 @@
 // Prints the shapes of operations that are named as arguments, for model_test.py to compare with the API's model.
-#include "api/jsonwriter.h"
 #include "api/operation.h"
+#include "api/replyjson.h"
 #include "api/shapes.h"
 
 #include <cstdio>

@@ -1,9 +1,9 @@
-#include "api/pagerequest.h"
+#include "api/pageparameters.h"
 
 #include "api/capacity.h"
-#include "api/itemjson.h"
-#include "api/itemkeys.h"
+#include "api/itemio.h"
 #include "api/members.h"
+#include "api/storedkeys.h"
 #include "api/tablecatalog.h"
 
 #include <string>

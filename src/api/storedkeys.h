@@ -1,5 +1,5 @@
-#ifndef QUORVA_API_ITEMKEYS_H
-#define QUORVA_API_ITEMKEYS_H
+#ifndef QUORVA_API_STOREDKEYS_H
+#define QUORVA_API_STOREDKEYS_H
 
 #include "api/error.h"
 #include "api/keyrange.h"

@@ -1,12 +1,12 @@
-#ifndef QUORVA_API_PAGEREQUEST_H
-#define QUORVA_API_PAGEREQUEST_H
+#ifndef QUORVA_API_PAGEPARAMETERS_H
+#define QUORVA_API_PAGEPARAMETERS_H
 
 #include "api/error.h"
 #include "api/itempage.h"
 #include "api/itemwalk.h"
-#include "api/jsonwriter.h"
 #include "api/keyrange.h"
 #include "api/operation.h"
+#include "api/replyjson.h"
 #include "api/tabledescription.h"
 #include "expressions/parameters.h"
 #include "items/json.h"

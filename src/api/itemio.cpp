@@ -1,4 +1,4 @@
-#include "api/itemjson.h"
+#include "api/itemio.h"
 
 #include "items/itemjson.h"
 

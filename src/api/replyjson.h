@@ -1,5 +1,5 @@
-#ifndef QUORVA_API_JSONWRITER_H
-#define QUORVA_API_JSONWRITER_H
+#ifndef QUORVA_API_REPLYJSON_H
+#define QUORVA_API_REPLYJSON_H
 
 #include "items/jsonwriter.h"
 

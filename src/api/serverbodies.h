@@ -1,7 +1,7 @@
-#ifndef QUORVA_API_REQUESTBODIES_H
-#define QUORVA_API_REQUESTBODIES_H
+#ifndef QUORVA_API_SERVERBODIES_H
+#define QUORVA_API_SERVERBODIES_H
 
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 
 #include <string>
 #include <string_view>

@@ -1,8 +1,8 @@
-#ifndef QUORVA_API_ITEMJSON_H
-#define QUORVA_API_ITEMJSON_H
+#ifndef QUORVA_API_ITEMIO_H
+#define QUORVA_API_ITEMIO_H
 
 #include "api/error.h"
-#include "api/jsonwriter.h"
+#include "api/replyjson.h"
 #include "expressions/parameters.h"
 #include "items/attributevalue.h"
 #include "items/json.h"

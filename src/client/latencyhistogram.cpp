@@ -1,4 +1,4 @@
-#include "client/latencies.h"
+#include "client/latencyhistogram.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "api/itemkeys.h"
+#include "api/storedkeys.h"
 
-#include "api/itemjson.h"
+#include "api/itemio.h"
 #include "items/itemsize.h"
 
 #include <optional>

@@ -30,7 +30,8 @@ bool isLogName(const fs::path& path)
 
 constexpr int Enough = -1; // ends a walk that found its answer; no errno value
 
-/** Calls `look`, an `int(const DatabasePage::Start&)`, if the file is a database, and returns its result; else 0. */
+/** Calls `look`, an `int(const fs::path&, const DatabasePage::Start&)`, if the file is a database; returns its result,
+ * or 0. */
 template <typename Look> int lookAtFile(const fs::path& path, Look look)
 {
     // A file that vanished or is not readable is no database that could be opened.
@@ -38,17 +39,16 @@ template <typename Look> int lookAtFile(const fs::path& path, Look look)
     const int rc = DatabaseFile::readStart(path, &start);
     if (rc == EMFILE || rc == ENFILE)
         return rc;
-    return start ? look(*start) : 0;
+    return start ? look(path, *start) : 0;
 }
 
-/** Calls `look`, an `int(const fs::path&)`, for the files directly in `directory` while it returns 0. `below` receives
- * its subdirectories. */
+/** Calls `look` for the databases directly in `directory` while it returns 0. `below` receives its subdirectories. */
 template <typename Look> int lookIn(const fs::path& directory, dev_t device, std::vector<fs::path>* below, Look look)
 {
     const int rc = Base::forEachEntry(directory, [&](const fs::directory_entry& entry) {
         std::error_code vanished;
         if (entry.is_regular_file(vanished))
-            return look(entry.path());
+            return lookAtFile(entry.path(), look);
         struct stat status {};
         if (::lstat(entry.path().c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_dev == device)
             below->push_back(entry.path());
@@ -57,8 +57,8 @@ template <typename Look> int lookIn(const fs::path& directory, dev_t device, std
     return rc == EACCES || rc == ENOENT ? 0 : rc;
 }
 
-/** The same for all files below `home`, except those in directories that are environments of their own. */
-template <typename Look> int forEachFile(const fs::path& home, Look look)
+/** The same for all databases below `home`, except those in directories that are environments of their own. */
+template <typename Look> int forEachDatabase(const fs::path& home, Look look)
 {
     struct stat status {};
     if (::stat(home.c_str(), &status) != 0)
@@ -79,12 +79,6 @@ template <typename Look> int forEachFile(const fs::path& home, Look look)
             return rc == Enough ? 0 : rc;
     }
     return 0;
-}
-
-/** The same for the databases among them; `look` as for lookAtFile. */
-template <typename Look> int forEachDatabase(const fs::path& home, Look look)
-{
-    return forEachFile(home, [&](const fs::path& path) { return lookAtFile(path, look); });
 }
 
 /** Also 0 when the disk is full: that may change. */
@@ -137,7 +131,7 @@ bool EnvironmentFiles::isUnfinishedCopy(const fs::path& home)
 int EnvironmentFiles::findLoggedDatabase(const fs::path& home, bool* found)
 {
     *found = false;
-    return forEachDatabase(home, [found](const DatabasePage::Start& start) {
+    return forEachDatabase(home, [found](const fs::path&, const DatabasePage::Start& start) {
         *found = start.logFile != 0;
         return *found ? Enough : 0;
     });
@@ -150,11 +144,9 @@ int EnvironmentFiles::findDatabaseIn(const fs::path& directory, bool* found)
     if (::stat(directory.c_str(), &status) != 0)
         return errno;
     std::vector<fs::path> below;
-    const int rc = lookIn(directory, status.st_dev, &below, [found](const fs::path& path) {
-        return lookAtFile(path, [found](const DatabasePage::Start&) {
-            *found = true;
-            return Enough;
-        });
+    const int rc = lookIn(directory, status.st_dev, &below, [found](const fs::path&, const DatabasePage::Start&) {
+        *found = true;
+        return Enough;
     });
     return rc == Enough ? 0 : rc;
 }
@@ -164,7 +156,8 @@ int EnvironmentFiles::countDatabases(const fs::path& home, int most, int* count)
     *count = 0;
     if (most <= 0)
         return 0;
-    return forEachDatabase(home, [count, most](const DatabasePage::Start&) { return ++*count < most ? 0 : Enough; });
+    return forEachDatabase(
+        home, [count, most](const fs::path&, const DatabasePage::Start&) { return ++*count < most ? 0 : Enough; });
 }
 
 int EnvironmentFiles::checkWritable(const fs::path& directory)
@@ -185,10 +178,8 @@ int EnvironmentFiles::checkWritable(const fs::path& directory)
 
 int EnvironmentFiles::findDatabases(const fs::path& home, std::vector<fs::path>* paths)
 {
-    return forEachFile(home, [paths](const fs::path& path) {
-        return lookAtFile(path, [&](const DatabasePage::Start&) {
-            paths->push_back(path);
-            return 0;
-        });
+    return forEachDatabase(home, [paths](const fs::path& path, const DatabasePage::Start&) {
+        paths->push_back(path);
+        return 0;
     });
 }

@@ -28,6 +28,7 @@ protected:
                 {"CreateTable", {{"TableName", name + "2"}, {"KeySchema", keySchema()}}},
                 {"UpdateTable", flush_},
                 {"Quorva_1.TruncateTable", table_},
+                {"Quorva_1.CompactTable", table({{"Partition", 144}})}, // that of the item
                 {"Quorva_1.DropTable", table_}};
     }
 

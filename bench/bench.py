@@ -73,6 +73,7 @@ class Bench:
         self.beside_writers = []  # one dictionary for each round
         server = self.contestants["server"]
         self.http = {kind: workspace.start_http(server.server(kind)) for kind in (INIT, RELAXED)}
+        self.relays = {kind: workspace.start_relay(server.server(kind)) for kind in self.http}
         self.http_rounds = []  # as rounds
         if options.compare:
             self._start_others(options)
@@ -107,9 +108,11 @@ class Bench:
         return result
 
     def measure_http(self, row):
-        """By the wire protocol, and by each version of the API."""
+        """By the wire protocol, by the same through a relay, and by each version of the API."""
         server = self.contestants["server"]
         result = {"wire": server.measure(row)}
+        result["relay-limit"] = self.workspace.measure(self.relays[row.directory], server.table(row.directory),
+                                                       row.operation, row.clients)
         for version in HTTP_VERSIONS:
             result[version] = self.workspace.measure(self.http[row.directory], server.table(row.directory),
                                                      row.operation, row.clients, "--interface", version)

@@ -68,13 +68,20 @@ class Workspace:
         return http
 
     def start_echo(self):
+        return self._start_limit("echo-limit")
+
+    def start_relay(self, server):
+        """What passes on the wire protocol to a server."""
+        return self._start_limit("relay-limit", "--server", str(server.port))
+
+    def _start_limit(self, program, *options):
         port = free_port()
-        command = [os.path.join(self.binaries, "echo-limit"), "-p", str(port)]
+        command = [os.path.join(self.binaries, program), "-p", str(port), *options]
         process = subprocess.Popen(command, stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self._stack.callback(end, process)
         if not wait_for_connections(process, port):
-            raise Failure("echo-limit did not start")
-        return Echo(port)
+            raise Failure(f"{program} did not start")
+        return Limit(port)
 
     def load(self, server, table):
         self._run("quorva-bench", "load", "-p", str(server.port), "--table", table, "-c", "8", *self._workload)
@@ -119,7 +126,7 @@ class Workspace:
         return done.stdout
 
 
-Echo = collections.namedtuple("Echo", "port")
+Limit = collections.namedtuple("Limit", "port")
 
 
 def note(text):

@@ -109,6 +109,8 @@ def print_http(measured):
             verdict_text = f", target {target}: {verdict(reached >= target)}" if target else ""
             print(f"{described(row)}: API of {version} over HTTP {number(rate(rounds, version))}/s, "
                   f"{reached:.2f} x the wire protocol ({number(wire)}/s){verdict_text}")
+        relay = rate(rounds, "relay-limit")
+        print(f"{described(row)}: relay-limit {number(relay)}/s, {relay / wire:.2f} x the wire protocol")
 
 
 def print_errors(measured):

@@ -1,6 +1,8 @@
 #ifndef QUORVA_BASE_TRYTHREAD_H
 #define QUORVA_BASE_TRYTHREAD_H
 
+#include "base/wakeuppreemption.h"
+
 #include <new>
 #include <system_error>
 #include <thread>
@@ -16,6 +18,7 @@ namespace Base {
  */
 template <typename Work> [[nodiscard]] std::thread tryThread(Work work)
 {
+    WakeupPreemption::regain();
     try {
         return std::thread(std::move(work));
     } catch (const std::system_error&) {

@@ -1,5 +1,7 @@
 #include "net/completionport.h"
 
+#include "base/wakeuppreemption.h"
+
 #include <QMutexLocker>
 
 #include <sys/epoll.h>
@@ -75,6 +77,7 @@ void* CompletionPort::next()
     if (!othersRun)
         mostWaiting_ = waiting; // of concurrent writers any value will do: all of them wait again and again
     if (!othersRun || !takeReady(&event)) {
+        Base::WakeupPreemption::beforeRequest();
         while (!take(&event, -1)) {
             // EINTR: a wait without limit can fail in no other way.
         }

@@ -2,6 +2,7 @@
 
 #include "base/descriptor.h"
 #include "base/filesync.h"
+#include "base/wakeuppreemption.h"
 #include "metrics/waits.h"
 #include "storage/lognaming.h"
 #include "storage/syncfailures.h"
@@ -20,22 +21,31 @@ namespace {
 
 std::atomic<bool> replaced = false;
 
+/** While it exists, the thread waits for the disk. */
+class DiskWait {
+public:
+    DiskWait() { Base::WakeupPreemption::regain(); }
+
+private:
+    const Metrics::DiskWait measured_;
+};
+
 ssize_t timedRead(int descriptor, void* bytes, size_t size, off_t offset)
 {
-    const Metrics::DiskWait wait;
+    const DiskWait wait;
     return ::pread(descriptor, bytes, size, offset);
 }
 
 ssize_t timedWrite(int descriptor, const void* bytes, size_t size, off_t offset)
 {
-    const Metrics::DiskWait wait;
+    const DiskWait wait;
     return ::pwrite(descriptor, bytes, size, offset);
 }
 
 /** As Berkeley DB does it itself. It expects an errno value of this function and the next, unlike of the others. */
 int timedSynchronise(int descriptor)
 {
-    const Metrics::DiskWait wait;
+    const DiskWait wait;
     if (const int rc = SyncFailures::earlier(descriptor))
         return rc;
     const int rc = ::fdatasync(descriptor) == 0 ? 0 : errno;
@@ -68,7 +78,7 @@ void syncNames(const char* path) noexcept
  */
 int removeDurably(const char* path)
 {
-    const Metrics::DiskWait wait;
+    const DiskWait wait;
     if (::unlink(path) != 0)
         return errno; // often there is none
     syncNames(path);

@@ -1,6 +1,7 @@
 #include "storage/logflusher.h"
 
 #include "base/trythread.h"
+#include "base/wakeuppreemption.h"
 #include "log/log.h"
 #include "storage/bdbenv.h"
 
@@ -36,6 +37,7 @@ LogFlusher::~LogFlusher()
 
 bool LogFlusher::flush(EnvironmentUse use, Answer answer, int* rc)
 {
+    Base::WakeupPreemption::regain(); // even if another thread waits for it
     std::unique_lock lock(mutex_);
     const bool isAlone = !flushing_ && waiting_.empty() && env_->uses()->users() == 1;
     if (!isAlone) {

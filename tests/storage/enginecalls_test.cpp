@@ -2,6 +2,7 @@
 
 #include "metrics/waits.h"
 #include "rows.h"
+#include "support/givenuppreemption.h"
 #include "support/tempenv.h"
 
 #include <gtest/gtest.h>
@@ -45,6 +46,29 @@ TEST(EngineCalls, AreNotedForWhatReadsWritesAndSynchronises)
     EXPECT_GT(waits.flush, 0ns);
     EXPECT_GT(waits.checkpoint, 0ns);
     EXPECT_GT(waits.read, 0ns);
+}
+
+TEST(EngineCalls, RegainPreemptionForWhatReadsWritesAndSynchronises)
+{
+    EngineCalls::replace();
+    TempEnv env;
+    EXPECT_EQ(putRow(env.index("t"), nullptr, "key", std::string(100000, 'x')), 0);
+    const auto regains = [](auto&& work) {
+        giveUpPreemption();
+        const bool hadGivenUp = hasGivenUpPreemption();
+        work();
+        return hadGivenUp && !hasGivenUpPreemption();
+    };
+    env.put("t", 1, 1000);
+    EXPECT_TRUE(regains([&] { EXPECT_EQ(env->log_flush(nullptr), 0); }));
+    EXPECT_TRUE(regains([&] { EXPECT_EQ(env->txn_checkpoint(0, 0, DB_FORCE), 0); }));
+    env.reopen();
+    BDBIndex* const index = env.index("t");
+    EXPECT_TRUE(regains([&] { EXPECT_EQ(rowOf(index, nullptr, "key"), std::string(100000, 'x')); }));
+    giveUpPreemption();
+    EXPECT_EQ(rowOf(index, nullptr, "key"), std::string(100000, 'x'));
+    EXPECT_TRUE(hasGivenUpPreemption()) << "it was in the cache";
+    Base::WakeupPreemption::regain();
 }
 
 } // namespace

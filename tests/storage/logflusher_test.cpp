@@ -1,6 +1,7 @@
 #include "logflusherfixture.h"
 
 #include "replacedcalls.h"
+#include "support/givenuppreemption.h"
 
 #include <gmock/gmock.h>
 
@@ -22,6 +23,25 @@ TEST_F(LogFlusherTest, ARequestThatIsAloneFlushesItself)
     EXPECT_THAT(answers(), ElementsAre(std::pair(1, 0)));
     EXPECT_GT(flushes(), before);
     EXPECT_EQ(index_->state().undurable, 0);
+    env_->uses()->waitUnused();
+}
+
+TEST_F(LogFlusherTest, AThreadRegainsPreemptionWhetherItFlushesOrAnotherDoes)
+{
+    EnvironmentUse alone = written("a");
+    giveUpPreemption();
+    EXPECT_TRUE(hasGivenUpPreemption());
+    EXPECT_TRUE(flush(std::move(alone), 1));
+    EXPECT_FALSE(hasGivenUpPreemption());
+    const auto held = holdAFlush();
+    EnvironmentUse waiting = written("b");
+    giveUpPreemption();
+    EXPECT_TRUE(hasGivenUpPreemption());
+    EXPECT_FALSE(flush(std::move(waiting), 2));
+    EXPECT_FALSE(hasGivenUpPreemption());
+    disk_.release();
+    EXPECT_TRUE(held->get());
+    ASSERT_TRUE(hasAnswers(3));
     env_->uses()->waitUnused();
 }
 

@@ -72,10 +72,10 @@ int CompletionPort::control(int operation, int socket, void* key, std::uint32_t 
 void* CompletionPort::next()
 {
     epoll_event event{};
-    const int waiting = ++waiting_;
-    const bool othersRun = waiting < mostWaiting_;
+    const int inAll = ++waiting_;
+    const bool othersRun = inAll < mostWaiting_;
     if (!othersRun)
-        mostWaiting_ = waiting; // of concurrent writers any value will do: all of them wait again and again
+        mostWaiting_ = inAll; // of concurrent writers any value will do: all of them wait again and again
     if (!othersRun || !takeReady(&event)) {
         Base::WakeupPreemption::beforeRequest();
         while (!take(&event, -1)) {

@@ -56,6 +56,8 @@ private:
 
     std::shared_ptr<const Table> remembered(const std::string& fullName, bool* isKnown) const;
     Failure read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table);
+    void remember(const TableName& name, const Remembered& table, std::uint64_t drops);
+    std::uint64_t drops() const;
     Failure write(const Table& table);
 
     const Server* const server_;
@@ -63,6 +65,7 @@ private:
     std::mutex changes_; // held while a table is created, changed or removed
     mutable std::mutex mutex_;
     std::map<std::string, Remembered, std::less<>> tables_; // guarded by mutex_; by real name
+    std::uint64_t drops_ = 0;                               // guarded by mutex_; calls of forget()
 };
 
 } // namespace Api

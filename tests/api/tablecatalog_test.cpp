@@ -92,3 +92,21 @@ TEST_F(TableCatalog, WhatOthersChangeIsSeenWithinASecond)
     now_ += std::chrono::seconds(1);
     EXPECT_EQ(describeMissing("orders"), notFound("orders"));
 }
+
+TEST_F(TableCatalog, AnAnsweredChangeIsSeenThoughADescriptionWasBeingRead)
+{
+    makeTable("orders", "S");
+    now_ += std::chrono::seconds(1);
+    // While one client reads the description, another replaces the table.
+    onReply_ = [this](const QByteArray& operation) {
+        if (operation != "DynamoDB_20111205.DescribeTable")
+            return;
+        onReply_ = nullptr;
+        call("DeleteTable", R"({"TableName":"orders"})");
+        makeTable("orders", "N");
+    };
+    (void)answer("GetItem", R"({"TableName":"orders","Key":{"id":{"S":"a"}}})");
+    EXPECT_FALSE(onReply_);
+    EXPECT_EQ(call("PutItem", R"({"TableName":"orders","Item":{"id":{"N":"1"}}})"), "{}");
+    EXPECT_EQ(call("Scan", R"({"TableName":"orders"})"), R"({"Items":[{"id":{"N":"1"}}],"Count":1,"ScannedCount":1})");
+}

@@ -88,7 +88,12 @@ std::uint64_t TableCatalog::drops() const
 void TableCatalog::remember(const TableName& name, const Remembered& table, std::uint64_t drops)
 {
     const std::lock_guard lock(mutex_);
-    if (drops == drops_)
+    if (drops != drops_)
+        return;
+    const auto isOld = [&](const auto& cached) { return table.since - cached.second.since >= Memory; };
+    if (tables_.size() >= MostCached && !tables_.contains(name.real))
+        std::erase_if(tables_, isOld);
+    if (tables_.size() < MostCached || tables_.contains(name.real))
         tables_.insert_or_assign(name.real, table);
 }
 

@@ -23,6 +23,8 @@ class TableCatalog {
 public:
     /** How long descriptions are cached: other programs may change them. */
     static constexpr std::chrono::milliseconds Memory{1000};
+    /** How many are cached at most: requests can spell a table's directory in any number of ways. */
+    static constexpr std::size_t MostCached = 1024;
 
     TableCatalog(const Server* server, const Settings* settings) : server_(server), settings_(settings) {}
 

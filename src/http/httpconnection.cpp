@@ -80,6 +80,8 @@ void HttpConnection::enter(State state)
         connections_->leaveIdle(idlePlace_);
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
+    if (state_ == State::Writing && state != State::Writing)
+        connections_->leaveUntaken(untakenPlace_);
     state_ = state;
     deadline_.clear();
 }

@@ -119,6 +119,7 @@ private:
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
+    Connections::UntakenPlace untakenPlace_;      // while it is writing
     std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
     boost::beast::flat_buffer input_;     // not yet parsed

@@ -132,6 +132,10 @@ void HttpConnection::settle()
     } else if (response_.isSent()) {
         onWritten();
     } else {
+        if (state_ == State::Writing)
+            connections_->postponeUntaken(untakenPlace_);
+        else
+            untakenPlace_ = connections_->enterUntaken({this, response_.size()});
         enter(State::Writing, limits_.transfer);
         socket_.async_wait(Socket::wait_write, handler(State::Writing, [this](const ErrorCode&) { write(); }));
     }

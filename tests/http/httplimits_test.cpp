@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 TEST_F(HttpTransport, AnswerIsWholeForAClientThatTakesItLate)
 {
@@ -31,6 +32,33 @@ TEST_F(HttpTransport, ClientThatDoesNotTakeItsAnswerIsClosed)
     ASSERT_TRUE(client.send(request("/large", "")));
     ASSERT_TRUE(waitUntil([&] { return !client.send("x"); }));
     EXPECT_EQ(client.receive().status, 0);
+}
+
+TEST_F(HttpTransport, ClientsThatTakeNothingMakeRoomForTheAnswersOfOthers)
+{
+    constexpr std::size_t Answer = 20000000;
+    limits_.untakenBytes = 2 * Answer;
+    ASSERT_NO_FATAL_FAILURE(start());
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int served = 1; served <= 4; ++served) {
+        clients.push_back(std::make_unique<HttpClient>(port_));
+        ASSERT_TRUE(clients.back()->send(request("/large", "")));
+        ASSERT_TRUE(waitUntil([&] { return service_.served() == served; }));
+    }
+    EXPECT_EQ(clients[3]->receive().body.size(), Answer);
+    EXPECT_EQ(clients[2]->receive().body.size(), Answer);
+    EXPECT_EQ(clients[1]->receive().status, 0) << "the end of its answer is missing";
+    EXPECT_EQ(clients[0]->receive().status, 0);
+    EXPECT_EQ(clients[2]->exchange(request("/", "next")).body, "next");
+}
+
+TEST_F(HttpTransport, AnAnswerBeyondTheLimitIsGivenToAClientThatTakesIt)
+{
+    limits_.untakenBytes = 1;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    for (int number = 0; number < 3; ++number)
+        EXPECT_EQ(client.exchange(request("/large", "")).body.size(), 20000000U);
 }
 
 TEST_F(HttpTransport, ClientThatPausesWithinAHeadIsClosedWithoutAnAnswer)

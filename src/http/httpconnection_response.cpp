@@ -127,6 +127,7 @@ void HttpConnection::compose(Response&& response)
 /** Continues after a send: sends the rest once the client accepts more, or moves on to what follows the response. */
 void HttpConnection::settle()
 {
+    leaveBodyRoom(); // the body is gone; a client that does not take its response must not keep others waiting
     if (response_.hasFailed()) {
         end();
     } else if (response_.isSent()) {
@@ -156,7 +157,6 @@ void HttpConnection::write()
 void HttpConnection::onWritten()
 {
     connections_->memory().noteFreed(response_.size());
-    leaveBodyRoom();
     response_.clear();
     if (!isLast_)
         waitForRequest();

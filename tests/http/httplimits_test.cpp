@@ -197,6 +197,18 @@ TEST_F(HttpTransport, MemoryOfALargeResponseIsReturned)
     EXPECT_TRUE(waitUntil([&] { return threadCount() == before + 1; }));
 }
 
+TEST_F(HttpTransport, RoomOfALargeBodyIsFreeBeforeItsAnswerIsTaken)
+{
+    limits_.largeBodyBytes = limits_.request.body;
+    ASSERT_NO_FATAL_FAILURE(start());
+    const std::string body(800000, 'x');
+    HttpClient slow(port_);
+    ASSERT_TRUE(slow.send(request("/large", body)));
+    HttpClient other(port_);
+    EXPECT_TRUE(other.exchange(request("/", body)).body == body);
+    EXPECT_EQ(slow.receive().body.size(), 20000000U);
+}
+
 TEST_F(HttpTransport, RoomOfALargeBodyThatNeverBecomesWholeIsGivenOn)
 {
     limits_.largeBodyBytes = limits_.request.body;

@@ -70,6 +70,26 @@ TEST_F(HttpTransport, ClientThatPausesWithinAHeadIsClosedWithoutAnAnswer)
     EXPECT_TRUE(client.isClosedByPeer());
 }
 
+TEST_F(HttpTransport, ClientThatSendsAHeadByteByByteIsClosed)
+{
+    limits_.transfer = std::chrono::milliseconds(300);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\n"));
+    EXPECT_TRUE(waitUntil([&] { return !client.send("a"); }));
+    EXPECT_EQ(figures_.responses(400).value(), 0) << "before the limit of a line";
+}
+
+TEST_F(HttpTransport, ClientThatSendsABodyByteByByteIsNotWaitedFor)
+{
+    limits_.transfer = std::chrono::milliseconds(300);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nContent-Length: 1000000\r\n\r\n"));
+    EXPECT_TRUE(waitUntil([&] { return !client.send("a") || figures_.responses(400).value() == 1; }));
+    EXPECT_EQ(client.receive().body, "fault 4");
+}
+
 TEST_F(HttpTransport, IdleConnectionsMakeRoomForOthers)
 {
     limits_.connections = 2;

@@ -187,7 +187,18 @@ Failure ItemStore::settle(const ::Operations::Operation& operation, const std::s
         if (isFinal(*reply))
             return std::nullopt;
     }
+    if (reply->isError(ErrorTypes::InternalServerError) && isGone())
+        return Errors::resourceNotFound();
     return DirectoryRoom::failureOf(server_, *reply, table_->name.real);
+}
+
+/** Whether the table has been removed, which the server's Query and Scan report as an internal error. */
+bool ItemStore::isGone() const
+{
+    tables_.forget(table_->name);
+    std::shared_ptr<const Table> present;
+    const Failure failure = tables_.find(table_->name.real, &present);
+    return failure && failure->type == Errors::resourceNotFound().type;
 }
 
 /** It says what a program needs to continue after the item, and what its operator needs to delete it. */

@@ -72,6 +72,7 @@ public:
 private:
     struct Snapshot;
 
+    bool isGone() const;
     Failure snapshot(const StoredKey& key, Snapshot* found) const;
     Failure unreadable(const StoredKey& key, const std::string& why) const;
     Failure snapshotOf(const Items::JsonValue* stored, const StoredKey& key, Snapshot* found) const;

@@ -194,8 +194,8 @@ Failure ItemKeys::addTo(Item* item, const Table& table, const StoredKey& key)
     if (!hash)
         return notOfThisApi(table, key);
     item->insert_or_assign(table.hash.name, std::move(*hash));
-    if (!table.range)
-        return std::nullopt;
+    if (!table.range) // another range key would give two items the same key
+        return key.range == KeyCodec::NoRange ? std::nullopt : Failure(notOfThisApi(table, key));
     auto range = KeyCodec::decode(formOf(table, *table.range), key.range);
     if (!range)
         return notOfThisApi(table, key);

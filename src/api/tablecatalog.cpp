@@ -72,6 +72,29 @@ void TableCatalog::forget(const TableName& name)
 {
     const std::lock_guard lock(mutex_);
     tables_.erase(name.real);
+    ++drops_;
+}
+
+std::uint64_t TableCatalog::drops() const
+{
+    const std::lock_guard lock(mutex_);
+    return drops_;
+}
+
+/**
+ * Caches a description that was requested when there had been this many drops. Since then a table may have been changed
+ * or removed by a request that has been answered: its client must not get to see the older description.
+ */
+void TableCatalog::remember(const TableName& name, const Remembered& table, std::uint64_t drops)
+{
+    const std::lock_guard lock(mutex_);
+    if (drops != drops_)
+        return;
+    const auto isOld = [&](const auto& cached) { return table.since - cached.second.since >= Memory; };
+    if (tables_.size() >= MostCached && !tables_.contains(name.real))
+        std::erase_if(tables_, isOld);
+    if (tables_.size() < MostCached || tables_.contains(name.real))
+        tables_.insert_or_assign(name.real, table);
 }
 
 /**
@@ -81,6 +104,7 @@ void TableCatalog::forget(const TableName& name)
 Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table)
 {
     const auto since = settings_->now();
+    const std::uint64_t dropsBefore = drops();
     if (!isKnown) {
         DirectoryList::Entry files;
         if (Failure failure = DirectoryList::find(*server_, name.real, &files))
@@ -104,8 +128,7 @@ Failure TableCatalog::read(const TableName& name, bool isKnown, std::shared_ptr<
         return Errors::internal("The description of the table " + name.shown +
                                 " is not understood; a later version of quorva-http may have made it");
     *table = std::make_shared<const Table>(std::move(*read));
-    const std::lock_guard lock(mutex_);
-    tables_.insert_or_assign(name.real, Remembered{*table, since});
+    remember(name, {*table, since}, dropsBefore);
     return std::nullopt;
 }
 

@@ -23,6 +23,8 @@ class TableCatalog {
 public:
     /** How long descriptions are cached: other programs may change them. */
     static constexpr std::chrono::milliseconds Memory{1000};
+    /** How many are cached at most: requests can spell a table's directory in any number of ways. */
+    static constexpr std::size_t MostCached = 1024;
 
     TableCatalog(const Server* server, const Settings* settings) : server_(server), settings_(settings) {}
 
@@ -56,6 +58,8 @@ private:
 
     std::shared_ptr<const Table> remembered(const std::string& fullName, bool* isKnown) const;
     Failure read(const TableName& name, bool isKnown, std::shared_ptr<const Table>* table);
+    void remember(const TableName& name, const Remembered& table, std::uint64_t drops);
+    std::uint64_t drops() const;
     Failure write(const Table& table);
 
     const Server* const server_;
@@ -63,6 +67,7 @@ private:
     std::mutex changes_; // held while a table is created, changed or removed
     mutable std::mutex mutex_;
     std::map<std::string, Remembered, std::less<>> tables_; // guarded by mutex_; by real name
+    std::uint64_t drops_ = 0;                               // guarded by mutex_; calls of forget()
 };
 
 } // namespace Api

@@ -31,14 +31,10 @@ bool WireConnection::open(const QString& host, int port)
     close();
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    if (inet_pton(AF_INET, host.toLatin1().constData(), &address.sin_addr) != 1) {
-        error_ = QStringLiteral("\"%1\" is not a dotted IPv4 address").arg(host);
-        return false;
-    }
-    if (port < 1 || port > 65535) {
-        error_ = QStringLiteral("%1 is not a port number").arg(port);
-        return false;
-    }
+    if (inet_pton(AF_INET, host.toLatin1().constData(), &address.sin_addr) != 1)
+        return fail(QStringLiteral("\"%1\" is not a dotted IPv4 address").arg(host));
+    if (port < 1 || port > 65535)
+        return fail(QStringLiteral("%1 is not a port number").arg(port));
     address.sin_port = htons(static_cast<quint16>(port));
 
     socket_ = Base::Descriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -181,7 +177,7 @@ qsizetype WireConnection::receiveSome(char* data, qsizetype most)
         if (n > 0)
             return n;
         if (n == 0) {
-            error_ = QStringLiteral("the server closed the connection");
+            (void)fail(QStringLiteral("the server closed the connection"));
             return -1;
         }
         if (errno == EAGAIN) {
@@ -214,13 +210,20 @@ bool WireConnection::waitFor(short events, int milliseconds, const char* missing
 
 bool WireConnection::failLate(const char* missing, int milliseconds)
 {
-    error_ = QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds);
+    (void)fail(QStringLiteral("%1 within %2 ms").arg(QLatin1StringView(missing)).arg(milliseconds));
+    hasTimedOut_ = true;
     return false;
 }
 
 bool WireConnection::fail(const char* step)
 {
-    error_ = QStringLiteral("%1: %2").arg(QString::fromLatin1(step), QString::fromLocal8Bit(std::strerror(errno)));
+    return fail(QStringLiteral("%1: %2").arg(QString::fromLatin1(step), QString::fromLocal8Bit(std::strerror(errno))));
+}
+
+bool WireConnection::fail(const QString& error)
+{
+    error_ = error;
+    hasTimedOut_ = false;
     return false;
 }
 

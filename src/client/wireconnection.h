@@ -64,6 +64,8 @@ public:
 
     int socketDescriptor() const { return socket_.number(); }
     QString error() const { return error_; }
+    /** Whether the latest failure was that of a limit of time. */
+    bool hasTimedOut() const { return hasTimedOut_; }
 
 private:
     bool connectTo(const sockaddr_in& address);
@@ -71,6 +73,7 @@ private:
     bool receiveExactly(char* data, qsizetype size);
     qsizetype receiveSome(char* data, qsizetype most);
     bool waitFor(short events, int milliseconds, const char* missing);
+    bool fail(const QString& error);
     bool fail(const char* step);
     bool failLate(const char* missing, int milliseconds);
 
@@ -80,6 +83,7 @@ private:
     QDeadlineTimer deadline_{QDeadlineTimer::Forever};
     QByteArray surplus_; // received after a reply, for the next one
     QString error_;
+    bool hasTimedOut_ = false;
 };
 
 } // namespace Client

@@ -4,6 +4,8 @@
 #include <compare>
 #include <optional>
 
+#include <string.h> // memmem()
+
 namespace Expressions {
 
 namespace {
@@ -77,13 +79,19 @@ bool beginsWith(const AttributeValue& value, const AttributeValue& prefix)
     return value.asBinary() != nullptr && value.asBinary()->starts_with(*prefix.asBinary());
 }
 
+/** In time proportional to the lengths, which std::string::find() does not promise. */
+bool contains(const std::string& bytes, const std::string& part)
+{
+    return memmem(bytes.data(), bytes.size(), part.data(), part.size()) != nullptr;
+}
+
 bool contains(const AttributeValue& value, const AttributeValue& part)
 {
     switch (value.type()) {
     case AttributeValue::Type::String:
-        return part.asString() != nullptr && value.asString()->find(*part.asString()) != std::string::npos;
+        return part.asString() != nullptr && contains(*value.asString(), *part.asString());
     case AttributeValue::Type::Binary:
-        return part.asBinary() != nullptr && value.asBinary()->find(*part.asBinary()) != std::string::npos;
+        return part.asBinary() != nullptr && contains(*value.asBinary(), *part.asBinary());
     case AttributeValue::Type::StringSet:
         return part.asString() != nullptr && value.asStringSet()->contains(*part.asString());
     case AttributeValue::Type::NumberSet:

@@ -72,6 +72,22 @@ void Connections::admitQueued()
     }
 }
 
+Connections::UntakenPlace Connections::enterUntaken(const Untaken& untaken)
+{
+    const UntakenPlace place = untaken_.insert(untaken_.end(), untaken);
+    untakenBytes_ += untaken.bytes;
+    while (untakenBytes_ > untakenLimit_ && untaken_.begin() != place)
+        untaken_.front().connection->end(); // leaves
+    return place;
+}
+
+void Connections::leaveUntaken(UntakenPlace place)
+{
+    untakenBytes_ -= place->bytes;
+    memory_.noteFreed(place->bytes);
+    untaken_.erase(place);
+}
+
 void Connections::stop()
 {
     isStopping_ = true;

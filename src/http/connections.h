@@ -2,6 +2,7 @@
 #define QUORVA_HTTP_CONNECTIONS_H
 
 #include "base/memorytrimmer.h"
+#include "http/httplimits.h"
 #include "http/transportfigures.h"
 
 #include <atomic>
@@ -24,12 +25,10 @@ class HttpConnection;
  */
 class Connections {
 public:
-    /**
-     * `limit` connections may be open at once, and their large bodies may have `bodyBytes` together. `figures` must
-     * outlive this object.
-     */
-    Connections(std::size_t limit, std::size_t bodyBytes, TransportFigures* figures)
-        : limit_(limit), freeBodyBytes_(bodyBytes), figures_(figures)
+    /** `figures` must outlive this object. */
+    Connections(const HttpLimits& limits, TransportFigures* figures)
+        : limit_(limits.connections), untakenLimit_(limits.untakenBytes), freeBodyBytes_(limits.largeBodyBytes),
+          figures_(figures)
     {}
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
@@ -62,6 +61,21 @@ public:
     void queueForBodyRoom(std::shared_ptr<HttpConnection> connection, std::size_t bytes);
     void leaveBodyQueue(const HttpConnection* connection);
 
+    /** A connection whose client has not yet taken all of a response, and the bytes of that. */
+    struct Untaken {
+        HttpConnection* connection;
+        std::size_t bytes;
+    };
+    using UntakenPlace = std::list<Untaken>::iterator;
+    /**
+     * Notes that a connection keeps a response. With too many bytes of them, ends others, first those whose clients
+     * have taken nothing for longest.
+     */
+    UntakenPlace enterUntaken(const Untaken& untaken);
+    /** The client has taken some of it. */
+    void postponeUntaken(UntakenPlace place) { untaken_.splice(untaken_.end(), untaken_, place); }
+    void leaveUntaken(UntakenPlace place);
+
     /** Asks every connection to end. */
     void stop();
     bool isStopping() const { return isStopping_; }
@@ -80,6 +94,7 @@ private:
     void admitQueued();
 
     const std::size_t limit_;
+    const std::size_t untakenLimit_;
     std::size_t freeBodyBytes_;
     TransportFigures* const figures_;
     std::atomic<bool> isStopping_ = false;
@@ -87,6 +102,8 @@ private:
     std::unordered_set<HttpConnection*> open_;
     std::list<HttpConnection*> idle_; // longest idle first
     std::deque<Queued> bodyQueue_;
+    std::list<Untaken> untaken_; // longest without progress first
+    std::size_t untakenBytes_ = 0;
     std::function<void()> freed_;
     Base::MemoryTrimmer memory_;
 };

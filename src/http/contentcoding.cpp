@@ -9,18 +9,26 @@
 #include <memory>
 #include <new>
 
+#include <strings.h>
+
 namespace Http::ContentCoding {
 
 namespace {
 
+/** HTTP's names of codings are the same in any case. */
+bool isNamed(std::string_view coding, std::string_view name)
+{
+    return coding.size() == name.size() && strncasecmp(coding.data(), name.data(), name.size()) == 0;
+}
+
 bool isZlib(std::string_view coding)
 {
-    return coding == "gzip" || coding == "deflate";
+    return isNamed(coding, "gzip") || isNamed(coding, "x-gzip") || isNamed(coding, "deflate");
 }
 
 bool isBrotli(std::string_view coding)
 {
-    return coding == "br";
+    return isNamed(coding, "br");
 }
 
 using Piece = std::array<char, 16384>;

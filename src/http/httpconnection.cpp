@@ -80,6 +80,8 @@ void HttpConnection::enter(State state)
         connections_->leaveIdle(idlePlace_);
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
+    if (state_ == State::Writing && state != State::Writing)
+        connections_->leaveUntaken(untakenPlace_);
     state_ = state;
     deadline_.clear();
 }
@@ -117,7 +119,7 @@ void HttpConnection::waitForRequest()
     parser_.emplace(limits_.request);
     requestIsWhole_ = false;
     if (input_.size() > 0) {
-        enter(State::Reading, limits_.transfer);
+        beginPiece();
         // Lets other connections go first: a client may send many requests at once.
         asio::post(socket_.get_executor(), handler(State::Reading, [this] { parse(); }));
         return;
@@ -132,9 +134,18 @@ void HttpConnection::waitForRequest()
     socket_.async_wait(Socket::wait_read, handler(State::Idle, [this](const ErrorCode&) { read(); }));
 }
 
+/** Starts the time for the next bytes of the request. */
+void HttpConnection::beginPiece()
+{
+    pieceBytes_ = 0;
+    enter(State::Reading, limits_.transfer);
+}
+
 void HttpConnection::read()
 {
-    enter(State::Reading, limits_.transfer);
+    // A few bytes do not postpone the deadline, or a client could keep its connection, and room for a body, forever.
+    if (state_ != State::Reading || pieceBytes_ >= BodyPiece)
+        beginPiece();
     const std::size_t piece = parser_->hasHead() ? BodyPiece : Piece;
     socket_.async_read_some(
         input_.prepare(std::min(piece, input_.max_size() - input_.size())),
@@ -146,6 +157,7 @@ void HttpConnection::onRead(const ErrorCode& error, std::size_t size)
     if (!error) {
         connections_->figures()->receivedBytes.add(static_cast<qint64>(size));
         input_.commit(size);
+        pieceBytes_ += size;
         parse();
     } else if (parser_->hasHead()) {
         fail(Fault::BodyBroken);

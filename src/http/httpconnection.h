@@ -90,6 +90,7 @@ private:
     bool hasInput();
 
     void waitForRequest();
+    void beginPiece();
     void read();
     void onRead(const ErrorCode& error, std::size_t size);
     void parse();
@@ -119,10 +120,12 @@ private:
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
     Connections::IdlePlace idlePlace_;            // while it is idle
+    Connections::UntakenPlace untakenPlace_;      // while it is writing
     std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
     boost::beast::flat_buffer input_;     // not yet parsed
     std::optional<RequestParser> parser_; // of the current request
+    std::size_t pieceBytes_ = 0;          // received since the deadline was set
     bool requestIsWhole_ = false;         // it was read completely, so the connection can be reused
 
     std::shared_ptr<HttpConnection> served_; // itself, while the service has its request

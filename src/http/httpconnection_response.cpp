@@ -127,11 +127,16 @@ void HttpConnection::compose(Response&& response)
 /** Continues after a send: sends the rest once the client accepts more, or moves on to what follows the response. */
 void HttpConnection::settle()
 {
+    leaveBodyRoom(); // the body is gone; a client that does not take its response must not keep others waiting
     if (response_.hasFailed()) {
         end();
     } else if (response_.isSent()) {
         onWritten();
     } else {
+        if (state_ == State::Writing)
+            connections_->postponeUntaken(untakenPlace_);
+        else
+            untakenPlace_ = connections_->enterUntaken({this, response_.size()});
         enter(State::Writing, limits_.transfer);
         socket_.async_wait(Socket::wait_write, handler(State::Writing, [this](const ErrorCode&) { write(); }));
     }
@@ -152,7 +157,6 @@ void HttpConnection::write()
 void HttpConnection::onWritten()
 {
     connections_->memory().noteFreed(response_.size());
-    leaveBodyRoom();
     response_.clear();
     if (!isLast_)
         waitForRequest();

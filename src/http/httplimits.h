@@ -18,8 +18,9 @@ struct HttpLimits {
     RequestLimits request;
     std::size_t connections = 0;           // open at once; more wait to be accepted
     std::size_t largeBodyBytes = 0;        // of bodies over 64 KiB, received or served at once; more wait
+    std::size_t untakenBytes = 0;          // of responses that clients do not take; then the slowest are closed
     std::chrono::milliseconds keepAlive{}; // for the next request on a connection to begin
-    std::chrono::milliseconds transfer{};  // for the next bytes of a request, or to accept some of a response
+    std::chrono::milliseconds transfer{};  // for 64 KiB of a request, or its rest, or to accept some of a response
 };
 
 } // namespace Http

@@ -56,7 +56,7 @@ void reportFailure(const std::exception& error)
 } // namespace
 
 HttpServer::HttpServer(const HttpLimits& limits, HttpService* service, Crew* crew, TransportFigures* figures)
-    : limits_(limits), service_(service), crew_(crew), connections_(limits.connections, limits.largeBodyBytes, figures)
+    : limits_(limits), service_(service), crew_(crew), connections_(limits, figures)
 {}
 
 int HttpServer::bind(int port)

@@ -63,7 +63,8 @@ void Options::declare(CLI::App* app)
         ->check(seconds)
         ->capture_default_str();
     app->add_option("--transfer-timeout", transferSeconds,
-                    "Seconds that an HTTP client may pause within a request or a response")
+                    "Seconds that an HTTP client may take for 64 KiB of a request, or its rest, and pause within a "
+                    "response")
         ->check(seconds)
         ->capture_default_str();
     app->add_option("--allow-host", allowedHosts,

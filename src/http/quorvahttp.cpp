@@ -36,6 +36,9 @@ namespace {
 /** How long /health and /metrics wait for the server, unless a timeout on the command line is shorter. */
 constexpr int ProbeSeconds = 5;
 
+/** Of responses that clients do not take: enough for a crowd of the largest ones, of 16 MB. */
+constexpr std::size_t UntakenBytes = 256 * 1024 * 1024;
+
 using Http::Options;
 
 /** Exits after an exception, instead of aborting: the library's threads cannot be joined then. */
@@ -68,6 +71,7 @@ Http::HttpLimits limitsOf(const Options& options)
     limits.request.body = options.bodyBytes;
     limits.connections = connectionLimit(options.threads);
     limits.largeBodyBytes = 2 * options.bodyBytes;
+    limits.untakenBytes = UntakenBytes;
     limits.keepAlive = std::chrono::seconds(options.keepAliveSeconds);
     limits.transfer = std::chrono::seconds(options.transferSeconds);
     return limits;

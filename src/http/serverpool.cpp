@@ -52,7 +52,7 @@ ExchangeResult ServerPool::exchange(const QByteArray& operation, const QByteArra
     }
     if (!connection->receiveReply(reply)) {
         *error = connection->error();
-        return hasNews(*connection) ? ExchangeResult::Lost : ExchangeResult::TimedOut;
+        return connection->hasTimedOut() ? ExchangeResult::TimedOut : ExchangeResult::Lost;
     }
     giveBack(std::move(connection));
     return ExchangeResult::Done;

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -55,8 +56,11 @@ protected:
                 ++requests_;
                 if (!connection_.isOpen())
                     connection_ = server_.connect();
-                if (connection_.exchange(operation, body, reply))
+                if (connection_.exchange(operation, body, reply)) {
+                    if (onReply_)
+                        onReply_(operation);
                     return Client::ExchangeResult::Done;
+                }
                 *error = connection_.error();
                 return Client::ExchangeResult::Lost;
             },
@@ -93,8 +97,9 @@ protected:
     ServerProcess server_{{.arguments = {"-n"}}}; // quicker
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
-    std::chrono::milliseconds step_{0}; // by which the clock advances at each reading
-    int requests_ = 0;                  // that have gone to the server
+    std::chrono::milliseconds step_{0};                        // by which the clock advances at each reading
+    int requests_ = 0;                                         // that have gone to the server
+    std::function<void(const QByteArray& operation)> onReply_; // called before the API gets a reply of the server
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;
 };

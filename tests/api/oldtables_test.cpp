@@ -147,6 +147,26 @@ TEST_F(ApiOldTables, ItemsUnderKeysThatAreNoneOfThisApiAreErrorsThatSayHowToDele
                   real("old").toStdString() + "' -- '' '1'");
 }
 
+TEST_F(ApiOldTables, AnotherRangeKeyInATableWithoutOneIsNoneOfThisApi)
+{
+    createTable("plain", "S", "");
+    EXPECT_EQ(done("PutItem", R"({"TableName":"plain","Item":{"id":{"S":"a"}}})"), "{}");
+    EXPECT_EQ(done("Scan", R"({"TableName":"plain","Limit":5})"),
+              R"({"Count":1,"Items":[{"id":{"S":"a"}}],"ScannedCount":1})");
+    const QVariantMap other{{"id", text("a")}, {"", text("other")}};
+    ASSERT_EQ(server_.request("PutItem", Bodies::putItem(real("plain"), other)).value("__rc"), 200);
+    const std::string error =
+        "ValidationException: The table plain has an item whose keys are none of this API: \"a\", \"other\". To "
+        "delete it: quorvactl delete '" +
+        real("plain").toStdString() + "' -- 'a' 'other'";
+    // A page that ended after it would lead to itself.
+    EXPECT_EQ(failed("Scan", R"({"TableName":"plain","Limit":1,"ExclusiveStartKey":{"id":{"S":"a"}}})"), error);
+    EXPECT_EQ(failed("Query", R"({"TableName":"plain","KeyConditionExpression":"id = :v",)"
+                              R"("ExpressionAttributeValues":{":v":{"S":"a"}}})"),
+              error);
+    EXPECT_EQ(done("GetItem", R"({"TableName":"plain","Key":{"id":{"S":"a"}}})"), R"({"Item":{"id":{"S":"a"}}})");
+}
+
 TEST_F(ApiOldTables, TheOldApiReadsTablesOfThisApi)
 {
     (void)done("PutItem", put("a", "5", R"("t":{"S":"x"})"));

@@ -1,4 +1,5 @@
 #include "api/apifixture.h"
+#include "api/tablecatalog.h"
 #include "protocol/bodies.h"
 
 #include <filesystem>
@@ -91,4 +92,47 @@ TEST_F(TableCatalog, WhatOthersChangeIsSeenWithinASecond)
     ASSERT_EQ(server_.request("Quorva_1.DropTable", {{"TableName", real}})["__rc"], 200);
     now_ += std::chrono::seconds(1);
     EXPECT_EQ(describeMissing("orders"), notFound("orders"));
+}
+
+TEST_F(TableCatalog, AnAnsweredChangeIsSeenThoughADescriptionWasBeingRead)
+{
+    makeTable("orders", "S");
+    now_ += std::chrono::seconds(1);
+    // While one client reads the description, another replaces the table.
+    onReply_ = [this](const QByteArray& operation) {
+        if (operation != "DynamoDB_20111205.DescribeTable")
+            return;
+        onReply_ = nullptr;
+        call("DeleteTable", R"({"TableName":"orders"})");
+        makeTable("orders", "N");
+    };
+    (void)answer("GetItem", R"({"TableName":"orders","Key":{"id":{"S":"a"}}})");
+    EXPECT_FALSE(onReply_);
+    EXPECT_EQ(call("PutItem", R"({"TableName":"orders","Item":{"id":{"N":"1"}}})"), "{}");
+    EXPECT_EQ(call("Scan", R"({"TableName":"orders"})"), R"({"Items":[{"id":{"N":"1"}}],"Count":1,"ScannedCount":1})");
+}
+
+TEST_F(TableCatalog, OnlySoManySpellingsAreCachedAtATime)
+{
+    makeTable("orders");
+    const auto exchangesOfGet = [this](const std::string& directory) {
+        const int before = requests_;
+        call("GetItem", R"({"TableName":")" + directory + R"(|orders","Key":{"id":{"S":"a"}}})");
+        return requests_ - before;
+    };
+    const auto spelling = [this](std::size_t number) {
+        return directory_ + std::string(number % 32, '/') + (number < 32 ? "" : "/." + std::string(number / 32, '/'));
+    };
+    constexpr int Cached = 1;
+    constexpr int Read = 3;
+    for (std::size_t number = 0; number < Api::TableCatalog::MostCached; ++number)
+        ASSERT_EQ(exchangesOfGet(spelling(number)), Read) << number;
+    EXPECT_EQ(exchangesOfGet(spelling(0)), Cached);
+    const std::string another = directory_ + "/../tables";
+    EXPECT_EQ(exchangesOfGet(another), Read);
+    EXPECT_EQ(exchangesOfGet(another), Read) << "there is no room";
+    now_ += Api::TableCatalog::Memory;
+    EXPECT_EQ(exchangesOfGet(another), Read);
+    EXPECT_EQ(exchangesOfGet(another), Cached);
+    EXPECT_EQ(exchangesOfGet(spelling(0)), Read) << "the room was that of those that had expired";
 }

@@ -122,11 +122,32 @@ TEST(WireConnectionReceiveReply, TimeOutLeavesTheConnectionForALaterTry)
     QByteArray text = "before";
     EXPECT_FALSE(connection.receiveReply(&text));
     EXPECT_TRUE(connection.isOpen());
+    EXPECT_TRUE(connection.hasTimedOut());
     EXPECT_EQ(text, "before");
     timedOut.set_value();
     connection.setReceiveTimeout(0);
     ASSERT_TRUE(connection.receiveReply(&text)) << connection.error().toStdString();
     EXPECT_EQ(text, "after all");
+}
+
+TEST(WireConnectionReceiveReply, ALostConnectionIsNoTimeOutEvenAfterOne)
+{
+    std::promise<void> timedOut;
+    const Peer peer([&](int socket) {
+        timedOut.get_future().wait();
+        writeAll(socket, "xx");
+    });
+    Client::WireConnection connection = connectedTo(peer);
+    connection.setReceiveTimeout(20);
+    QByteArray text = "before";
+    EXPECT_FALSE(connection.receiveReply(&text));
+    EXPECT_TRUE(connection.hasTimedOut());
+    connection.setReceiveTimeout(0);
+    timedOut.set_value();
+    EXPECT_FALSE(connection.receiveReply(&text));
+    EXPECT_EQ(connection.error().toStdString(), "the server closed the connection");
+    EXPECT_FALSE(connection.hasTimedOut());
+    EXPECT_EQ(text, "before");
 }
 
 TEST(WireConnectionReceiveReply, GreatLengthAllocatesOnlyWhatComes)

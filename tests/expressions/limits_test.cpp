@@ -5,6 +5,7 @@
 #include <string>
 
 using Texts::conditionError;
+using Texts::holds;
 using Texts::projectionError;
 using Texts::updated;
 using Texts::updateError;
@@ -38,6 +39,18 @@ TEST(Limits, AnExpressionHas300Operators)
     EXPECT_EQ(conditionError(repeated("NOT ", 300) + "a=b"),
               "Invalid ConditionExpression: The expression contains too many operators; operator count: 301");
     EXPECT_EQ(conditionError(repeated("NOT ", 299) + "a=b"), "");
+}
+
+/** A search that compares the part at each position would take hours here. */
+TEST(Limits, ASearchTakesNoLongerForTextsThatNearlyMatch)
+{
+    const std::string part(1'000'000, 'a');
+    const std::string text = repeated(part, 4);
+    const std::string item = R"({"s": {"S": ")" + text + R"("}, "b": {"B": ")" + text + R"("}})";
+    const std::string ofBoth = repeated("contains(s, :s) OR contains(b, :b) OR ", 20) + "s = b";
+    EXPECT_FALSE(holds(ofBoth, item, R"({":s": {"S": ")" + part + R"(b"}, ":b": {"B": ")" + part + R"(bbbb"}})"));
+    EXPECT_TRUE(holds("contains(s, :s) AND contains(b, :b)", item,
+                      R"({":s": {"S": ")" + part + R"("}, ":b": {"B": ")" + part + R"("}})"));
 }
 
 TEST(Limits, InHas100Operands)

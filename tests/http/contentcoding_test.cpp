@@ -30,8 +30,11 @@ TEST(ContentCoding, UnpacksEachThatItKnows)
         const char* coding;
         QByteArray bytes;
     } cases[] = {{"gzip", packed(text, GzipFormat)},
+                 {"GZip", packed(text, GzipFormat)},
+                 {"x-gzip", packed(text, GzipFormat)},
                  {"deflate", packed(text, ZlibFormat)},
                  {"br", Brotli},
+                 {"BR", Brotli},
                  {"identity", text},
                  {"", text}};
     for (const auto& [coding, bytes] : cases) {

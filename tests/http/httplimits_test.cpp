@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 TEST_F(HttpTransport, AnswerIsWholeForAClientThatTakesItLate)
 {
@@ -33,6 +34,33 @@ TEST_F(HttpTransport, ClientThatDoesNotTakeItsAnswerIsClosed)
     EXPECT_EQ(client.receive().status, 0);
 }
 
+TEST_F(HttpTransport, ClientsThatTakeNothingMakeRoomForTheAnswersOfOthers)
+{
+    constexpr std::size_t Answer = 20000000;
+    limits_.untakenBytes = 2 * Answer;
+    ASSERT_NO_FATAL_FAILURE(start());
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int served = 1; served <= 4; ++served) {
+        clients.push_back(std::make_unique<HttpClient>(port_));
+        ASSERT_TRUE(clients.back()->send(request("/large", "")));
+        ASSERT_TRUE(waitUntil([&] { return service_.served() == served; }));
+    }
+    EXPECT_EQ(clients[3]->receive().body.size(), Answer);
+    EXPECT_EQ(clients[2]->receive().body.size(), Answer);
+    EXPECT_EQ(clients[1]->receive().status, 0) << "the end of its answer is missing";
+    EXPECT_EQ(clients[0]->receive().status, 0);
+    EXPECT_EQ(clients[2]->exchange(request("/", "next")).body, "next");
+}
+
+TEST_F(HttpTransport, AnAnswerBeyondTheLimitIsGivenToAClientThatTakesIt)
+{
+    limits_.untakenBytes = 1;
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    for (int number = 0; number < 3; ++number)
+        EXPECT_EQ(client.exchange(request("/large", "")).body.size(), 20000000U);
+}
+
 TEST_F(HttpTransport, ClientThatPausesWithinAHeadIsClosedWithoutAnAnswer)
 {
     limits_.transfer = std::chrono::milliseconds(200);
@@ -40,6 +68,26 @@ TEST_F(HttpTransport, ClientThatPausesWithinAHeadIsClosedWithoutAnAnswer)
     HttpClient client(port_);
     ASSERT_TRUE(client.send("POST / HT"));
     EXPECT_TRUE(client.isClosedByPeer());
+}
+
+TEST_F(HttpTransport, ClientThatSendsAHeadByteByByteIsClosed)
+{
+    limits_.transfer = std::chrono::milliseconds(300);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\n"));
+    EXPECT_TRUE(waitUntil([&] { return !client.send("a"); }));
+    EXPECT_EQ(figures_.responses(400).value(), 0) << "before the limit of a line";
+}
+
+TEST_F(HttpTransport, ClientThatSendsABodyByteByByteIsNotWaitedFor)
+{
+    limits_.transfer = std::chrono::milliseconds(300);
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send("POST / HTTP/1.1\r\nContent-Length: 1000000\r\n\r\n"));
+    EXPECT_TRUE(waitUntil([&] { return !client.send("a") || figures_.responses(400).value() == 1; }));
+    EXPECT_EQ(client.receive().body, "fault 4");
 }
 
 TEST_F(HttpTransport, IdleConnectionsMakeRoomForOthers)
@@ -167,6 +215,18 @@ TEST_F(HttpTransport, MemoryOfALargeResponseIsReturned)
     const std::size_t before = threadCount();
     EXPECT_EQ(client.exchange(request("/large", "")).body.size(), 20000000U);
     EXPECT_TRUE(waitUntil([&] { return threadCount() == before + 1; }));
+}
+
+TEST_F(HttpTransport, RoomOfALargeBodyIsFreeBeforeItsAnswerIsTaken)
+{
+    limits_.largeBodyBytes = limits_.request.body;
+    ASSERT_NO_FATAL_FAILURE(start());
+    const std::string body(800000, 'x');
+    HttpClient slow(port_);
+    ASSERT_TRUE(slow.send(request("/large", body)));
+    HttpClient other(port_);
+    EXPECT_TRUE(other.exchange(request("/", body)).body == body);
+    EXPECT_EQ(slow.receive().body.size(), 20000000U);
 }
 
 TEST_F(HttpTransport, RoomOfALargeBodyThatNeverBecomesWholeIsGivenOn)

@@ -77,6 +77,7 @@ protected:
         limits_.request.body = 1000000;
         limits_.connections = 100;
         limits_.largeBodyBytes = 10 * limits_.request.body;
+        limits_.untakenBytes = 100 * limits_.request.body;
         limits_.keepAlive = std::chrono::seconds(100);
         limits_.transfer = std::chrono::seconds(100);
     }

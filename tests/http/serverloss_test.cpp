@@ -177,6 +177,17 @@ TEST(HttpWithScriptedServer, AServerThatDoesNotReplyIsNotWaitedForWithoutLimit)
     answered.set_value();
 }
 
+TEST(HttpWithScriptedServer, AReplyThatStallsWithinItsLengthIsLateAndNotLost)
+{
+    ScriptedServer server([](const ScriptedServer::Request&) { return Ok.substr(0, 2); });
+    HttpProcess http;
+    ASSERT_TRUE(http.start(server.port(), {"--receive-timeout", "1"}));
+    HttpClient client(http.port());
+    expectError(client.call("PutItem", "{}"), 504, "InternalServerError",
+                "No reply was received in time, the request may have been executed: no bytes within 1000 ms");
+    EXPECT_EQ(server.requests(), 1);
+}
+
 TEST(HttpWithScriptedServer, ALateReplyIsNotMistakenForTheNextRequests)
 {
     std::promise<void> timedOut;

@@ -102,13 +102,24 @@ TEST(RequestLimits, SizesOfListsAndMaps)
               detected({one("'[]'", "attributesToGet", "Member must have length greater than or equal to 1")}));
 }
 
-TEST(RequestLimits, KeysOfMapsAndElementsOfLists)
+TEST(RequestLimits, KeysAndValuesOfMapsAndElementsOfLists)
 {
     EXPECT_EQ(complaint(Api::Inputs::BatchGetItem, R"({"RequestItems":{"o;":{"Keys":[{}]}}})"),
               detected({one("'{...}'", "requestItems",
                             "Map keys must satisfy constraint: [Member must have length less than or equal to 255, "
                             "Member must have length greater than or equal to 3, " +
                                 std::string(Pattern) + ']')}));
+    const std::string lengths = "Map value must satisfy constraint: [Member must have length less than or equal to 25, "
+                                "Member must have length greater than or equal to 1]";
+    EXPECT_EQ(complaint(Api::Inputs::BatchWriteItem, R"({"RequestItems":{"orders":[]}})"),
+              detected({one("'{...}'", "requestItems", lengths)}));
+    std::string writes = "{}";
+    for (int i = 1; i < 26; ++i)
+        writes += ",{}";
+    EXPECT_EQ(complaint(Api::Inputs::BatchWriteItem,
+                        R"({"RequestItems":{"orders":[)" + writes + R"(],"others":[{"PutRequest":{}}]}})"),
+              detected({one("'{...}'", "requestItems", lengths),
+                        one("null", "requestItems.others.member.1.member.putRequest.item", NotNull)}));
     EXPECT_EQ(complaint(Api::Inputs::UntagResource, R"({"ResourceArn":"a","TagKeys":["b",""]})"),
               detected({one("'[b, ]'", "tagKeys",
                             "Member must satisfy constraint: [Member must have length less than or equal to 128, "

@@ -27,8 +27,9 @@ constexpr std::size_t MostWrites = 25;
 /** One put or delete. */
 struct Write {
     const Items::JsonValue* json = nullptr;
+    Items::Item attributes{}; // the item to put, or the key of the item to delete
+    bool isPut = false;
     StoredKey key{};
-    std::optional<Items::Item> item{}; // of a put
 };
 
 /** The writes to one table. */
@@ -38,22 +39,27 @@ struct TableWrites {
     std::vector<Write> writes{};
 };
 
-Failure readWrite(const Table& table, const Items::JsonValue& json, Write* write)
+/** Reads what does not depend on the table. */
+Failure readWrite(const Items::JsonValue& json, Write* write)
 {
     write->json = &json;
     const Items::JsonValue* const put = member(json, "PutRequest");
     const Items::JsonValue* const deletion = member(json, "DeleteRequest");
     if ((put == nullptr) == (deletion == nullptr))
         return Errors::validation("Supplied WriteRequest must contain exactly one of PutRequest and DeleteRequest");
-    if (deletion != nullptr)
-        return ItemKeys::read(table, *member(*deletion, "Key"), &write->key);
-    if (Failure failure = readItem(*member(*put, "Item"), &write->item.emplace()))
+    write->isPut = put != nullptr;
+    if (Failure failure =
+            readItem(put != nullptr ? *member(*put, "Item") : *member(*deletion, "Key"), &write->attributes))
         return failure;
-    if (Failure failure = ItemKeys::ofItem(table, *write->item, &write->key))
-        return failure;
-    if (Items::sizeOfItem(*write->item) > Items::MostItemBytes)
-        return Errors::validation("Item size has exceeded the maximum allowed size");
+    if (write->isPut && Items::sizeOfItem(write->attributes) > Items::MostItemBytes)
+        return ItemStore::tooLarge();
     return std::nullopt;
+}
+
+Failure findKey(const Table& table, Write* write)
+{
+    return write->isPut ? ItemKeys::ofItem(table, write->attributes, &write->key)
+                        : ItemKeys::ofKey(table, write->attributes, &write->key);
 }
 
 /** Parses and checks the whole request. */
@@ -65,14 +71,19 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
         count += writes->Size();
     if (count > MostWrites)
         return Errors::validation("Too many items requested for the BatchWriteItem call");
-    BatchKeys keys(context.server);
     for (const auto& [name, writes] : all) {
         TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
+        for (const Items::JsonValue& json : writes->GetArray()) {
+            if (Failure failure = readWrite(json, &table.writes.emplace_back()))
+                return failure;
+        }
+    }
+    BatchKeys keys(context.server);
+    for (TableWrites& table : *tables) {
         if (Failure failure = context.tables.find(table.name, &table.table))
             return failure;
-        for (const Items::JsonValue& json : writes->GetArray()) {
-            Write& write = table.writes.emplace_back();
-            if (Failure failure = readWrite(*table.table, json, &write))
+        for (Write& write : table.writes) {
+            if (Failure failure = findKey(*table.table, &write))
                 return failure;
             if (Failure failure = keys.add(*table.table, write.key))
                 return failure;
@@ -105,9 +116,9 @@ bool writeBody(const std::map<std::string, Batch>& tables, JsonWriter* body)
         body->StartArray();
         for (const TableWrites* const table : batch) {
             for (const Write& write : table->writes) {
-                if (!write.item)
+                if (!write.isPut)
                     ItemRequests::writeDelete(write.key, body);
-                else if (!ItemRequests::writePut(*table->table, write.key, *write.item, body))
+                else if (!ItemRequests::writePut(*table->table, write.key, write.attributes, body))
                     return false;
             }
         }
@@ -124,7 +135,7 @@ Failure writeDirectory(const Context& context, const std::map<std::string, Batch
     Items::JsonText body;
     JsonWriter writer(body);
     if (!writeBody(tables, &writer))
-        return Errors::validation("Item size has exceeded the maximum allowed size");
+        return ItemStore::tooLarge();
     ServerReply reply;
     const ItemStore store(context, tables.begin()->second.front()->table);
     if (Failure failure = store.send(::Operations::BatchWriteItem, {body.GetString(), body.GetSize()}, &reply))
@@ -155,7 +166,7 @@ void writeCapacity(const Items::JsonValue& request, const std::vector<TableWrite
     for (const TableWrites& table : tables) {
         double units = 0;
         for (const Write& write : table.writes)
-            units += Capacity::ofWrite(write.item ? Items::sizeOfItem(*write.item) : 0);
+            units += Capacity::ofWrite(write.isPut ? Items::sizeOfItem(write.attributes) : 0);
         Capacity::write(request, *table.table, units, reply);
     }
     reply->EndArray();

@@ -1,3 +1,4 @@
+#include "api/itemio.h"
 #include "api/itemrequests.h"
 #include "api/itemsteps.h"
 #include "api/itemwrite.h"
@@ -14,13 +15,15 @@ class DeleteItemSteps : public ItemSteps {
 public:
     Failure read(const Items::JsonValue& request) override
     {
-        return write_.read(Expressions::RequestKind::Delete, request);
+        if (Failure failure = write_.read(Expressions::RequestKind::Delete, request))
+            return failure;
+        return readItem(*member(request, "Key"), &keyAttributes_);
     }
 
-    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
-        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+        if (Failure failure = ItemKeys::ofKey(*table_, keyAttributes_, &key_))
             return failure;
         if (write_.isPlain())
             call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_)};
@@ -40,6 +43,7 @@ public:
 
 private:
     ItemWrite write_;
+    Items::Item keyAttributes_;
 };
 
 } // namespace

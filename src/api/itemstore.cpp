@@ -211,11 +211,4 @@ Failure ItemStore::read(const Items::JsonValue& stored, const StoredKey& key, It
     return ItemKeys::addTo(item, *table_, key);
 }
 
-Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
-{
-    if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
-        return failure;
-    return ItemKeys::read(**table, *member(request, "Key"), key);
-}
-
 } // namespace Api

@@ -83,10 +83,6 @@ private:
     const std::shared_ptr<const Table> table_;
 };
 
-/** Finds the table, and the key in it, that a request names by "TableName" and "Key". */
-[[nodiscard]] Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table,
-                               StoredKey* key);
-
 } // namespace Api
 
 #endif

@@ -19,7 +19,10 @@ public:
     {
         if (Failure failure = write_.read(Expressions::RequestKind::Put, request))
             return failure;
-        return readItem(*member(request, "Item"), &item_);
+        if (Failure failure = readItem(*member(request, "Item"), &item_))
+            return failure;
+        bytes_ = Items::sizeOfItem(item_);
+        return bytes_ > Items::MostItemBytes ? ItemStore::tooLarge() : Failure();
     }
 
     Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
@@ -27,9 +30,6 @@ public:
         table_ = std::move(table);
         if (Failure failure = ItemKeys::ofItem(*table_, item_, &key_))
             return failure;
-        bytes_ = Items::sizeOfItem(item_);
-        if (bytes_ > Items::MostItemBytes)
-            return ItemStore::tooLarge();
         if (!write_.isPlain())
             return std::nullopt;
         std::optional<std::string> body = ItemRequests::put(*table_, key_, item_);

@@ -1,6 +1,5 @@
 #include "api/storedkeys.h"
 
-#include "api/itemio.h"
 #include "items/itemsize.h"
 
 #include <optional>
@@ -159,14 +158,6 @@ Failure ItemKeys::ofKey(const Table& table, const Item& attributes, StoredKey* k
             return encode(table, attribute, part, found->second, bytes);
         },
         key);
-}
-
-Failure ItemKeys::read(const Table& table, const Items::JsonValue& json, StoredKey* key)
-{
-    Item attributes;
-    if (Failure failure = readItem(json, &attributes))
-        return failure;
-    return ofKey(table, attributes, key);
 }
 
 Failure ItemKeys::hashBytes(const Table& table, const AttributeValue& value, std::string* bytes)

@@ -11,6 +11,8 @@
 #include "items/itemjson.h"
 #include "items/itemsize.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,6 +32,7 @@ struct Write {
     Items::Item attributes{}; // the item to put, or the key of the item to delete
     bool isPut = false;
     StoredKey key{};
+    std::size_t oldBytes = 0; // of the item that is replaced or deleted, if the request wants to know
 };
 
 /** The writes to one table. */
@@ -90,6 +93,22 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
         }
     }
     return std::nullopt;
+}
+
+/** For the consumed capacity. An item that this API cannot read counts as nothing, and can be written to as well. */
+void measureOld(const Context& context, std::vector<TableWrites>* tables)
+{
+    for (TableWrites& table : *tables) {
+        const ItemStore store(context, table.table);
+        for (Write& write : table.writes) {
+            std::optional<Items::Item> old;
+            const Failure failure = store.get(write.key, &old);
+            if (failure && failure->type != Errors::validation({}).type)
+                return; // the writes fail, too
+            if (!failure && old)
+                write.oldBytes = Items::sizeOfItem(*old);
+        }
+    }
 }
 
 using Batch = std::vector<const TableWrites*>;
@@ -166,7 +185,8 @@ void writeCapacity(const Items::JsonValue& request, const std::vector<TableWrite
     for (const TableWrites& table : tables) {
         double units = 0;
         for (const Write& write : table.writes)
-            units += Capacity::ofWrite(write.isPut ? Items::sizeOfItem(write.attributes) : 0);
+            units += Capacity::ofWrite(
+                std::max(write.oldBytes, write.isPut ? Items::sizeOfItem(write.attributes) : std::size_t()));
         Capacity::write(request, *table.table, units, reply);
     }
     reply->EndArray();
@@ -179,6 +199,8 @@ Failure batchWriteItem(const Items::JsonValue& request, Context& context, JsonWr
     std::vector<TableWrites> tables;
     if (Failure failure = readRequest(request, context, &tables))
         return failure;
+    if (Capacity::isWanted(request))
+        measureOld(context, &tables);
     const auto batches = byDirectory(tables);
     std::set<const TableWrites*> failed;
     Failure firstFailure;

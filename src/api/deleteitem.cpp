@@ -20,13 +20,13 @@ public:
         return readItem(*member(request, "Key"), &keyAttributes_);
     }
 
-    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::ofKey(*table_, keyAttributes_, &key_))
             return failure;
         if (write_.isPlain())
-            call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_)};
+            call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_, ItemWrite::returnedFor(request))};
         return std::nullopt;
     }
 
@@ -35,8 +35,11 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::Read, {ItemChange::Action::Delete, {}});
     }
 
-    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                   JsonWriter* writer) override
     {
+        if (call_)
+            write_.measureOld(request, store, reply, key_);
         write_.writeReply(request, *table_, write_.oldBytes(), writer);
         return std::nullopt;
     }

@@ -82,6 +82,15 @@ Failure ItemStore::readReply(const ServerReply& reply, const StoredKey& key, std
     return stored != nullptr ? read(*stored, key, &item->emplace()) : std::nullopt;
 }
 
+std::size_t ItemStore::sizeOfOld(const ServerReply& reply, const StoredKey& key) const
+{
+    const Items::JsonValue* const old = member(reply.body(), "Attributes");
+    Item item;
+    if (old == nullptr || !old->IsObject() || old->ObjectEmpty() || read(*old, key, &item))
+        return 0;
+    return Items::sizeOfItem(item);
+}
+
 Error ItemStore::tooLarge()
 {
     return Errors::validation("Item size has exceeded the maximum allowed size");

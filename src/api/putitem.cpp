@@ -25,14 +25,14 @@ public:
         return bytes_ > Items::MostItemBytes ? ItemStore::tooLarge() : Failure();
     }
 
-    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::ofItem(*table_, item_, &key_))
             return failure;
         if (!write_.isPlain())
             return std::nullopt;
-        std::optional<std::string> body = ItemRequests::put(*table_, key_, item_);
+        std::optional<std::string> body = ItemRequests::put(*table_, key_, item_, ItemWrite::returnedFor(request));
         if (!body)
             return ItemStore::tooLarge();
         call_ = {::Operations::PutItem, std::move(*body)};
@@ -44,8 +44,11 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::NoItem, {ItemChange::Action::Put, std::move(item_)});
     }
 
-    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                   JsonWriter* writer) override
     {
+        if (call_)
+            write_.measureOld(request, store, reply, key_);
         write_.writeReply(request, *table_, std::max(bytes_, write_.oldBytes()), writer);
         return std::nullopt;
     }

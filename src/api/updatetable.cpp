@@ -18,11 +18,12 @@ bool asksForCapacity(const Items::JsonValue& request)
     return hasMember(request, "ProvisionedThroughput") || hasMember(request, "BillingMode");
 }
 
+/** The last two are ignored, as in CreateTable; but a request may have nothing else. */
 bool asksForOthers(const Items::JsonValue& request)
 {
-    constexpr std::array<std::string_view, 6> Others{"StreamSpecification", "GlobalSecondaryIndexUpdates",
-                                                     "SSESpecification",    "TableClass",
-                                                     "ReplicaUpdates",      "DeletionProtectionEnabled"};
+    constexpr std::array<std::string_view, 8> Others{
+        "StreamSpecification", "GlobalSecondaryIndexUpdates", "SSESpecification",   "TableClass",
+        "ReplicaUpdates",      "DeletionProtectionEnabled",   "OnDemandThroughput", "WarmThroughput"};
     return std::any_of(Others.begin(), Others.end(), [&](std::string_view other) { return hasMember(request, other); });
 }
 

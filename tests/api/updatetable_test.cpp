@@ -57,6 +57,18 @@ TEST_F(UpdateTable, SetsTheTableClass)
                 HasSubstr(R"("TableClassSummary":{"TableClass":"STANDARD_INFREQUENT_ACCESS"})"));
 }
 
+TEST_F(UpdateTable, IgnoresLimitsOfThroughput)
+{
+    makeTable("orders");
+    const std::string before = describe();
+    for (const std::string& limits :
+         {R"("OnDemandThroughput":{"MaxReadRequestUnits":5})", R"("WarmThroughput":{"ReadUnitsPerSecond":12000})"}) {
+        const std::string updated = withoutSize(update(limits));
+        EXPECT_EQ("{\"Table\"" + updated.substr(updated.find(':')), before) << limits;
+        EXPECT_EQ(describe(), before) << limits;
+    }
+}
+
 TEST_F(UpdateTable, ATableOfTheOldApiStaysOne)
 {
     const QString real = QString::fromStdString(directory_) + "|orders";

@@ -65,6 +65,8 @@ TEST(RequestLimits, NamesOfTables)
     EXPECT_EQ(complaint(shape, named("")),
               detected({one("''", "tableName", Pattern),
                         one("''", "tableName", "Member must have length greater than or equal to 3")}));
+    for (const std::string name : {"arn:orders", "arn:aws:dynamodb:local:000000000000:orders"})
+        EXPECT_EQ(complaint(shape, named(name)), detected({one('\'' + name + '\'', "tableName", Pattern)}));
     EXPECT_EQ(complaint(shape, named("null;")), detected({one("'null;'", "tableName", Pattern)}));
     for (const std::string& name : {std::string("azAZ09_.-"), std::string("x/y|z"), std::string(255, 'x'),
                                     std::string("arn:aws:dynamodb:local:000000000000:table/orders")})

@@ -23,6 +23,7 @@ constexpr std::size_t MostBytes = 16 * 1024 * 1024; // of the items of a reply
 struct TableRead {
     std::string name; // as in the request; the reply uses the same
     const Items::JsonValue* json = nullptr;
+    std::vector<Items::Item> keyAttributes{};
     std::shared_ptr<const Table> table{};
     std::vector<StoredKey> keys{};
     std::optional<Expressions::PathTree> projection{};
@@ -32,11 +33,11 @@ struct TableRead {
 };
 
 /** `seen` has the keys that the request has named before. */
-Failure readKeys(const Items::JsonValue& keys, BatchKeys* seen, TableRead* read)
+Failure readKeys(BatchKeys* seen, TableRead* read)
 {
-    for (const Items::JsonValue& json : keys.GetArray()) {
+    for (const Items::Item& attributes : read->keyAttributes) {
         StoredKey key;
-        if (Failure failure = ItemKeys::read(*read->table, json, &key))
+        if (Failure failure = ItemKeys::ofKey(*read->table, attributes, &key))
             return failure;
         if (Failure failure = seen->add(*read->table, key))
             return failure;
@@ -57,7 +58,11 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
             return failure;
         read.projection = std::move(parameters.projection);
         read.isConsistent = boolIn(*json, "ConsistentRead").value_or(false);
-        keys += member(*json, "Keys")->Size();
+        for (const Items::JsonValue& key : member(*json, "Keys")->GetArray()) {
+            if (Failure failure = readItem(key, &read.keyAttributes.emplace_back()))
+                return failure;
+        }
+        keys += read.keyAttributes.size();
     }
     if (keys > MostKeys)
         return Errors::validation("Too many items requested for the BatchGetItem call");
@@ -65,7 +70,7 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
     for (TableRead& read : *reads) {
         if (Failure failure = context.tables.find(read.name, &read.table))
             return failure;
-        if (Failure failure = readKeys(*member(*read.json, "Keys"), &seen, &read))
+        if (Failure failure = readKeys(&seen, &read))
             return failure;
     }
     return std::nullopt;

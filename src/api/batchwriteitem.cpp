@@ -11,6 +11,8 @@
 #include "items/itemjson.h"
 #include "items/itemsize.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,8 +29,10 @@ constexpr std::size_t MostWrites = 25;
 /** One put or delete. */
 struct Write {
     const Items::JsonValue* json = nullptr;
+    Items::Item attributes{}; // the item to put, or the key of the item to delete
+    bool isPut = false;
     StoredKey key{};
-    std::optional<Items::Item> item{}; // of a put
+    std::size_t oldBytes = 0; // of the item that is replaced or deleted, if the request wants to know
 };
 
 /** The writes to one table. */
@@ -38,22 +42,27 @@ struct TableWrites {
     std::vector<Write> writes{};
 };
 
-Failure readWrite(const Table& table, const Items::JsonValue& json, Write* write)
+/** Reads what does not depend on the table. */
+Failure readWrite(const Items::JsonValue& json, Write* write)
 {
     write->json = &json;
     const Items::JsonValue* const put = member(json, "PutRequest");
     const Items::JsonValue* const deletion = member(json, "DeleteRequest");
     if ((put == nullptr) == (deletion == nullptr))
         return Errors::validation("Supplied WriteRequest must contain exactly one of PutRequest and DeleteRequest");
-    if (deletion != nullptr)
-        return ItemKeys::read(table, *member(*deletion, "Key"), &write->key);
-    if (Failure failure = readItem(*member(*put, "Item"), &write->item.emplace()))
+    write->isPut = put != nullptr;
+    if (Failure failure =
+            readItem(put != nullptr ? *member(*put, "Item") : *member(*deletion, "Key"), &write->attributes))
         return failure;
-    if (Failure failure = ItemKeys::ofItem(table, *write->item, &write->key))
-        return failure;
-    if (Items::sizeOfItem(*write->item) > Items::MostItemBytes)
-        return Errors::validation("Item size has exceeded the maximum allowed size");
+    if (write->isPut && Items::sizeOfItem(write->attributes) > Items::MostItemBytes)
+        return ItemStore::tooLarge();
     return std::nullopt;
+}
+
+Failure findKey(const Table& table, Write* write)
+{
+    return write->isPut ? ItemKeys::ofItem(table, write->attributes, &write->key)
+                        : ItemKeys::ofKey(table, write->attributes, &write->key);
 }
 
 /** Parses and checks the whole request. */
@@ -65,20 +74,41 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
         count += writes->Size();
     if (count > MostWrites)
         return Errors::validation("Too many items requested for the BatchWriteItem call");
-    BatchKeys keys(context.server);
     for (const auto& [name, writes] : all) {
         TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
+        for (const Items::JsonValue& json : writes->GetArray()) {
+            if (Failure failure = readWrite(json, &table.writes.emplace_back()))
+                return failure;
+        }
+    }
+    BatchKeys keys(context.server);
+    for (TableWrites& table : *tables) {
         if (Failure failure = context.tables.find(table.name, &table.table))
             return failure;
-        for (const Items::JsonValue& json : writes->GetArray()) {
-            Write& write = table.writes.emplace_back();
-            if (Failure failure = readWrite(*table.table, json, &write))
+        for (Write& write : table.writes) {
+            if (Failure failure = findKey(*table.table, &write))
                 return failure;
             if (Failure failure = keys.add(*table.table, write.key))
                 return failure;
         }
     }
     return std::nullopt;
+}
+
+/** For the consumed capacity. An item that this API cannot read counts as nothing, and can be written to as well. */
+void measureOld(const Context& context, std::vector<TableWrites>* tables)
+{
+    for (TableWrites& table : *tables) {
+        const ItemStore store(context, table.table);
+        for (Write& write : table.writes) {
+            std::optional<Items::Item> old;
+            const Failure failure = store.get(write.key, &old);
+            if (failure && failure->type != Errors::validation({}).type)
+                return; // the writes fail, too
+            if (!failure && old)
+                write.oldBytes = Items::sizeOfItem(*old);
+        }
+    }
 }
 
 using Batch = std::vector<const TableWrites*>;
@@ -105,9 +135,9 @@ bool writeBody(const std::map<std::string, Batch>& tables, JsonWriter* body)
         body->StartArray();
         for (const TableWrites* const table : batch) {
             for (const Write& write : table->writes) {
-                if (!write.item)
+                if (!write.isPut)
                     ItemRequests::writeDelete(write.key, body);
-                else if (!ItemRequests::writePut(*table->table, write.key, *write.item, body))
+                else if (!ItemRequests::writePut(*table->table, write.key, write.attributes, body))
                     return false;
             }
         }
@@ -124,7 +154,7 @@ Failure writeDirectory(const Context& context, const std::map<std::string, Batch
     Items::JsonText body;
     JsonWriter writer(body);
     if (!writeBody(tables, &writer))
-        return Errors::validation("Item size has exceeded the maximum allowed size");
+        return ItemStore::tooLarge();
     ServerReply reply;
     const ItemStore store(context, tables.begin()->second.front()->table);
     if (Failure failure = store.send(::Operations::BatchWriteItem, {body.GetString(), body.GetSize()}, &reply))
@@ -155,7 +185,8 @@ void writeCapacity(const Items::JsonValue& request, const std::vector<TableWrite
     for (const TableWrites& table : tables) {
         double units = 0;
         for (const Write& write : table.writes)
-            units += Capacity::ofWrite(write.item ? Items::sizeOfItem(*write.item) : 0);
+            units += Capacity::ofWrite(
+                std::max(write.oldBytes, write.isPut ? Items::sizeOfItem(write.attributes) : std::size_t()));
         Capacity::write(request, *table.table, units, reply);
     }
     reply->EndArray();
@@ -168,6 +199,8 @@ Failure batchWriteItem(const Items::JsonValue& request, Context& context, JsonWr
     std::vector<TableWrites> tables;
     if (Failure failure = readRequest(request, context, &tables))
         return failure;
+    if (Capacity::isWanted(request))
+        measureOld(context, &tables);
     const auto batches = byDirectory(tables);
     std::set<const TableWrites*> failed;
     Failure firstFailure;

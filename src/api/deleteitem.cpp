@@ -1,3 +1,4 @@
+#include "api/itemio.h"
 #include "api/itemrequests.h"
 #include "api/itemsteps.h"
 #include "api/itemwrite.h"
@@ -14,16 +15,18 @@ class DeleteItemSteps : public ItemSteps {
 public:
     Failure read(const Items::JsonValue& request) override
     {
-        return write_.read(Expressions::RequestKind::Delete, request);
+        if (Failure failure = write_.read(Expressions::RequestKind::Delete, request))
+            return failure;
+        return readItem(*member(request, "Key"), &keyAttributes_);
     }
 
     Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
-        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+        if (Failure failure = ItemKeys::ofKey(*table_, keyAttributes_, &key_))
             return failure;
         if (write_.isPlain())
-            call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_)};
+            call_ = {::Operations::DeleteItem, ItemRequests::byKey(*table_, key_, ItemWrite::returnedFor(request))};
         return std::nullopt;
     }
 
@@ -32,14 +35,18 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::Read, {ItemChange::Action::Delete, {}});
     }
 
-    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                   JsonWriter* writer) override
     {
+        if (call_)
+            write_.measureOld(request, store, reply, key_);
         write_.writeReply(request, *table_, write_.oldBytes(), writer);
         return std::nullopt;
     }
 
 private:
     ItemWrite write_;
+    Items::Item keyAttributes_;
 };
 
 } // namespace

@@ -20,13 +20,15 @@ class GetItemSteps : public ItemSteps {
 public:
     Failure read(const Items::JsonValue& request) override
     {
-        return readParameters(Expressions::RequestKind::Get, request, &parameters_);
+        if (Failure failure = readParameters(Expressions::RequestKind::Get, request, &parameters_))
+            return failure;
+        return readItem(*member(request, "Key"), &keyAttributes_);
     }
 
-    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
-        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+        if (Failure failure = ItemKeys::ofKey(*table_, keyAttributes_, &key_))
             return failure;
         call_ = {::Operations::GetItem, ItemRequests::byKey(*table_, key_)};
         return std::nullopt;
@@ -70,6 +72,7 @@ public:
 
 private:
     Expressions::Parameters parameters_;
+    Items::Item keyAttributes_;
 };
 
 } // namespace

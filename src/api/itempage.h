@@ -7,6 +7,7 @@
 #include "api/tabledescription.h"
 #include "expressions/condition.h"
 #include "expressions/pathtree.h"
+#include "items/attributevalue.h"
 
 #include <cstddef>
 #include <optional>
@@ -18,6 +19,7 @@ struct ItemPage {
     std::optional<std::size_t> limit; // of the items to be examined
     std::optional<Expressions::Condition> filter;
     std::optional<Expressions::PathTree> projection;
+    std::optional<Items::Item> startKey; // after which the page begins
     bool isCountOnly = false;
 };
 

@@ -46,6 +46,12 @@ void putKey(std::string_view name, const StoredKey& key, JsonWriter* writer)
     writer->EndObject();
 }
 
+void putReturned(ItemRequests::Returned returned, JsonWriter* writer)
+{
+    if (returned == ItemRequests::Returned::OldItem)
+        put("ReturnValues", std::string_view("ALL_OLD"), writer);
+}
+
 bool isKeyName(const Table& table, const std::string& name)
 {
     return name == table.hash.name || name == table.serverRangeName;
@@ -101,10 +107,11 @@ bool putItem(const Table& table, const StoredKey& key, const Items::Item& item, 
 
 } // namespace
 
-std::string ItemRequests::byKey(const Table& table, const StoredKey& key)
+std::string ItemRequests::byKey(const Table& table, const StoredKey& key, Returned returned)
 {
     return bodyOf([&](JsonWriter* body) {
         putKey("Key", key, body);
+        putReturned(returned, body);
         Api::put("TableName", table.name.real, body);
     });
 }
@@ -119,12 +126,14 @@ std::optional<std::string> ItemRequests::storedText(const Table& table, const It
     return StoredItem::textOf(others);
 }
 
-std::optional<std::string> ItemRequests::put(const Table& table, const StoredKey& key, const Items::Item& item)
+std::optional<std::string> ItemRequests::put(const Table& table, const StoredKey& key, const Items::Item& item,
+                                             Returned returned)
 {
     bool isStorable = false;
     std::string body = bodyOf([&](JsonWriter* writer) {
         putName("Item", writer);
         isStorable = putItem(table, key, item, writer);
+        putReturned(returned, writer);
         Api::put("TableName", table.name.real, writer);
     });
     return isStorable ? std::optional(std::move(body)) : std::nullopt;

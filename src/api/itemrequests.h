@@ -14,11 +14,15 @@
 /** The bodies of the server's requests on items, and parts of them. Pure; any thread. */
 namespace Api::ItemRequests {
 
+/** What the reply to a put or delete has in "Attributes". */
+enum class Returned { Default, OldItem };
+
 /** The body of a GetItem or DeleteItem. */
-std::string byKey(const Table& table, const StoredKey& key);
+std::string byKey(const Table& table, const StoredKey& key, Returned returned = Returned::Default);
 
 /** The body of a PutItem. `item` has its key attributes. Empty if the server could not give the item back. */
-std::optional<std::string> put(const Table& table, const StoredKey& key, const Items::Item& item);
+std::optional<std::string> put(const Table& table, const StoredKey& key, const Items::Item& item,
+                               Returned returned = Returned::Default);
 
 /** The JSON of an item without its key attributes, as it is stored. Empty if the server could not give it back. */
 std::optional<std::string> storedText(const Table& table, const Items::Item& item);

@@ -82,6 +82,15 @@ Failure ItemStore::readReply(const ServerReply& reply, const StoredKey& key, std
     return stored != nullptr ? read(*stored, key, &item->emplace()) : std::nullopt;
 }
 
+std::size_t ItemStore::sizeOfOld(const ServerReply& reply, const StoredKey& key) const
+{
+    const Items::JsonValue* const old = member(reply.body(), "Attributes");
+    Item item;
+    if (old == nullptr || !old->IsObject() || old->ObjectEmpty() || read(*old, key, &item))
+        return 0;
+    return Items::sizeOfItem(item);
+}
+
 Error ItemStore::tooLarge()
 {
     return Errors::validation("Item size has exceeded the maximum allowed size");
@@ -220,13 +229,6 @@ Failure ItemStore::read(const Items::JsonValue& stored, const StoredKey& key, It
     if (!Items::StoredItem::read(stored, keyNames, item, &why))
         return unreadable(key, why);
     return ItemKeys::addTo(item, *table_, key);
-}
-
-Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table, StoredKey* key)
-{
-    if (Failure failure = context.tables.find(textIn(request, "TableName"), table))
-        return failure;
-    return ItemKeys::read(**table, *member(request, "Key"), key);
 }
 
 } // namespace Api

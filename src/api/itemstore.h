@@ -8,6 +8,7 @@
 #include "api/tabledescription.h"
 #include "items/attributevalue.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -66,6 +67,12 @@ public:
     [[nodiscard]] Failure readReply(const ServerReply& reply, const StoredKey& key,
                                     std::optional<Items::Item>* item) const;
 
+    /**
+     * The size of the old item in the reply to a put or delete that returns it. 0 if there was none or this API cannot
+     * read it, and also if it had no attributes but its keys, since the reply does not tell.
+     */
+    std::size_t sizeOfOld(const ServerReply& reply, const StoredKey& key) const;
+
     /** Makes an item of what the server has under a key: a JSON object, with or without the key attributes. */
     [[nodiscard]] Failure read(const Items::JsonValue& stored, const StoredKey& key, Items::Item* item) const;
 
@@ -83,10 +90,6 @@ private:
     TableCatalog& tables_;
     const std::shared_ptr<const Table> table_;
 };
-
-/** Finds the table, and the key in it, that a request names by "TableName" and "Key". */
-[[nodiscard]] Failure findItem(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table,
-                               StoredKey* key);
 
 } // namespace Api
 

@@ -38,9 +38,21 @@ Failure ItemWrite::carryOut(const ItemStore& store, const StoredKey& key, ItemSt
     });
 }
 
+ItemRequests::Returned ItemWrite::returnedFor(const Items::JsonValue& request)
+{
+    return Capacity::isWanted(request) ? ItemRequests::Returned::OldItem : ItemRequests::Returned::Default;
+}
+
+void ItemWrite::measureOld(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                           const StoredKey& key)
+{
+    if (returnedFor(request) == ItemRequests::Returned::OldItem)
+        measuredBytes_ = store.sizeOfOld(reply, key);
+}
+
 std::size_t ItemWrite::oldBytes() const
 {
-    return old_ ? Items::sizeOfItem(*old_) : 0;
+    return old_ ? Items::sizeOfItem(*old_) : measuredBytes_;
 }
 
 void ItemWrite::writeReply(const Items::JsonValue& request, const Table& table, std::size_t bytes,

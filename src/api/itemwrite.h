@@ -2,6 +2,7 @@
 #define QUORVA_API_ITEMWRITE_H
 
 #include "api/error.h"
+#include "api/itemrequests.h"
 #include "api/itemstore.h"
 #include "api/replyjson.h"
 #include "api/tabledescription.h"
@@ -28,7 +29,14 @@ public:
     [[nodiscard]] Failure carryOut(const ItemStore& store, const StoredKey& key, ItemStore::FirstGuess guess,
                                    const ItemChange& change);
 
-    /** The size of the old item as the API counts it; 0 if there was none, or if it was not read. */
+    /** What a plain write asks the server for: the old item, if the request wants a figure that depends on its size. */
+    static ItemRequests::Returned returnedFor(const Items::JsonValue& request);
+
+    /** Takes that size from the server's reply to a plain write. */
+    void measureOld(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                    const StoredKey& key);
+
+    /** The size of the old item as the API counts it; 0 if there was none, or if nothing depends on it. */
     std::size_t oldBytes() const;
 
     /** Writes the reply. `bytes`: the size of what was written, as the API counts it. */
@@ -38,6 +46,7 @@ private:
     std::optional<WriteCondition> condition_;
     bool returnsOld_ = false;
     std::optional<Items::Item> old_;
+    std::size_t measuredBytes_ = 0; // of the old item of a plain write
 };
 
 /** Writes the reply to a write of one item: the attributes that it returns, if any, and its capacity. */

@@ -36,7 +36,8 @@ bool matchesPattern(std::string_view text)
 
 bool isRealNameOrArn(std::string_view text)
 {
-    return text.find('|') != std::string_view::npos || text.starts_with("arn:");
+    const auto has = [&](std::string_view part) { return text.find(part) != std::string_view::npos; };
+    return has("|") || (text.starts_with("arn:") && has(":table/"));
 }
 
 std::string joined(std::span<const std::string_view> words)

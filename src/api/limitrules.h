@@ -16,7 +16,10 @@ std::vector<std::string> brokenBy(const Items::JsonValue& value, const Shape& sh
 /** True if a shape has any limits itself. */
 bool areThere(const Shape& shape);
 
-/** All rules of a string, in the form in which messages list them for the elements of a list and the keys of a map. */
+/**
+ * All rules of a string or list, in the form in which messages list them for the elements of a list, and for the keys
+ * and values of a map.
+ */
 std::string all(const Shape& shape);
 
 } // namespace Api::LimitRules

@@ -19,6 +19,20 @@ Failure invalid(const std::string& text)
     return Errors::validation("One or more parameter values were invalid: " + text);
 }
 
+/** The failure of a check of the start key. */
+Failure ofStartKey(Failure failure)
+{
+    if (failure && failure->type == Errors::validation({}).type)
+        failure->message.insert(0, "The provided starting key is invalid: ");
+    return failure;
+}
+
+Failure readStartKey(const Items::JsonValue& request, ItemPage* page)
+{
+    const Items::JsonValue* const json = member(request, "ExclusiveStartKey");
+    return json != nullptr ? ofStartKey(readItem(*json, &page->startKey.emplace())) : std::nullopt;
+}
+
 Failure readSelect(const Items::JsonValue& request, ItemPage* page)
 {
     const std::string_view select = textIn(request, "Select");
@@ -48,6 +62,8 @@ Failure PageRequests::read(Expressions::RequestKind kind, const Items::JsonValue
     page->projection = std::move(parameters->projection);
     if (const auto limit = numberIn(request, "Limit"))
         page->limit = static_cast<std::size_t>(*limit); // at least 1, by its shape
+    if (Failure failure = readStartKey(request, page))
+        return failure;
     return readSelect(request, page);
 }
 
@@ -61,15 +77,9 @@ Failure PageRequests::findTable(const Items::JsonValue& request, Context& contex
     return std::nullopt;
 }
 
-Failure PageRequests::readStartKey(const Table& table, const Items::JsonValue& request, std::optional<StoredKey>* start)
+Failure PageRequests::storedStartKey(const Table& table, const ItemPage& page, std::optional<StoredKey>* start)
 {
-    const Items::JsonValue* const json = member(request, "ExclusiveStartKey");
-    if (json == nullptr)
-        return std::nullopt;
-    Failure failure = ItemKeys::read(table, *json, &start->emplace());
-    if (failure && failure->message == ItemKeys::WrongKey)
-        failure->message = std::string("The provided starting key is invalid: ") + ItemKeys::WrongKey;
-    return failure;
+    return page.startKey ? ofStartKey(ItemKeys::ofKey(table, *page.startKey, &start->emplace())) : std::nullopt;
 }
 
 Failure PageRequests::answer(const Items::JsonValue& request, const Table& table, const ItemPage& page, ItemWalk* walk,

@@ -17,16 +17,18 @@
 /** What Query and Scan have in common. */
 namespace Api::PageRequests {
 
-/** Reads the expressions or older parameters, "Limit" and "Select"; moves filter and projection to the page. */
+/**
+ * Reads the expressions or older parameters, "Limit", "Select" and "ExclusiveStartKey"; moves filter and projection to
+ * the page.
+ */
 [[nodiscard]] Failure read(Expressions::RequestKind kind, const Items::JsonValue& request,
                            Expressions::Parameters* parameters, ItemPage* page);
 
 /** Finds the table; fails for an index, as no table has any. */
 [[nodiscard]] Failure findTable(const Items::JsonValue& request, Context& context, std::shared_ptr<const Table>* table);
 
-/** Reads "ExclusiveStartKey"; empty if there is none. */
-[[nodiscard]] Failure readStartKey(const Table& table, const Items::JsonValue& request,
-                                   std::optional<StoredKey>* start);
+/** The start key as the server stores it; empty if there is none. */
+[[nodiscard]] Failure storedStartKey(const Table& table, const ItemPage& page, std::optional<StoredKey>* start);
 
 /** Reads the page and writes the reply. */
 [[nodiscard]] Failure answer(const Items::JsonValue& request, const Table& table, const ItemPage& page, ItemWalk* walk,

@@ -19,20 +19,20 @@ public:
     {
         if (Failure failure = write_.read(Expressions::RequestKind::Put, request))
             return failure;
-        return readItem(*member(request, "Item"), &item_);
+        if (Failure failure = readItem(*member(request, "Item"), &item_))
+            return failure;
+        bytes_ = Items::sizeOfItem(item_);
+        return bytes_ > Items::MostItemBytes ? ItemStore::tooLarge() : Failure();
     }
 
-    Failure prepare(const Items::JsonValue&, std::shared_ptr<const Table> table) override
+    Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
         if (Failure failure = ItemKeys::ofItem(*table_, item_, &key_))
             return failure;
-        bytes_ = Items::sizeOfItem(item_);
-        if (bytes_ > Items::MostItemBytes)
-            return ItemStore::tooLarge();
         if (!write_.isPlain())
             return std::nullopt;
-        std::optional<std::string> body = ItemRequests::put(*table_, key_, item_);
+        std::optional<std::string> body = ItemRequests::put(*table_, key_, item_, ItemWrite::returnedFor(request));
         if (!body)
             return ItemStore::tooLarge();
         call_ = {::Operations::PutItem, std::move(*body)};
@@ -44,8 +44,11 @@ public:
         return write_.carryOut(store, key_, ItemStore::FirstGuess::NoItem, {ItemChange::Action::Put, std::move(item_)});
     }
 
-    Failure finish(const Items::JsonValue& request, const ItemStore&, const ServerReply&, JsonWriter* writer) override
+    Failure finish(const Items::JsonValue& request, const ItemStore& store, const ServerReply& reply,
+                   JsonWriter* writer) override
     {
+        if (call_)
+            write_.measureOld(request, store, reply, key_);
         write_.writeReply(request, *table_, std::max(bytes_, write_.oldBytes()), writer);
         return std::nullopt;
     }

@@ -89,11 +89,11 @@ Failure rangeOf(const Table& table, const Expressions::KeyCondition& condition, 
     return condition.range ? narrow(table, *condition.range, range) : std::nullopt;
 }
 
-/** Makes the range begin after the start key of the request, if there is one. */
-Failure startAfter(const Table& table, const Items::JsonValue& request, bool forward, KeyRange* range)
+/** Makes the range begin after the start key of the page, if there is one. */
+Failure startAfter(const Table& table, const ItemPage& page, bool forward, KeyRange* range)
 {
     std::optional<StoredKey> start;
-    if (Failure failure = PageRequests::readStartKey(table, request, &start))
+    if (Failure failure = PageRequests::storedStartKey(table, page, &start))
         return failure;
     if (!start)
         return std::nullopt;
@@ -130,7 +130,7 @@ Failure query(const Items::JsonValue& request, Context& context, JsonWriter* rep
     if (Failure failure = rangeOf(*table, condition, &range))
         return failure;
     const bool forward = boolIn(request, "ScanIndexForward").value_or(true);
-    if (Failure failure = startAfter(*table, request, forward, &range))
+    if (Failure failure = startAfter(*table, page, forward, &range))
         return failure;
 
     const ItemStore store(context, table);

@@ -45,7 +45,7 @@ Failure scan(const Items::JsonValue& request, Context& context, JsonWriter* repl
     if (Failure failure = PageRequests::findTable(request, context, &table))
         return failure;
     std::optional<StoredKey> start;
-    if (Failure failure = PageRequests::readStartKey(*table, request, &start))
+    if (Failure failure = PageRequests::storedStartKey(*table, page, &start))
         return failure;
 
     const ItemStore store(context, table);

@@ -1,6 +1,5 @@
 #include "api/storedkeys.h"
 
-#include "api/itemio.h"
 #include "items/itemsize.h"
 
 #include <optional>
@@ -41,21 +40,25 @@ Failure notLatin1(const KeyAttribute& attribute)
                               "of 2011-12-05");
 }
 
-/** The server's bytes for a value, which must have the key's type. */
-Failure encode(const Table& table, const KeyAttribute& attribute, Part part, const AttributeValue& value,
-               std::string* bytes)
+Failure checkLength(const Table& table, const KeyAttribute& attribute, Part part, const AttributeValue& value)
 {
-    if (isEmpty(value)) {
-        // The API of 2011-12-05 stores empty range keys.
-        if (table.isLatin1 && part == Part::Range)
-            return std::nullopt;
+    // The API of 2011-12-05 stores empty range keys.
+    if (isEmpty(value) && !(table.isLatin1 && part == Part::Range))
         return Errors::validation("One or more parameter values are not valid. The AttributeValue for a key attribute "
                                   "cannot contain an empty " +
                                   std::string(attribute.type == KeyType::Binary ? "binary" : "string") +
                                   " value. Key: " + attribute.name);
-    }
-    if (Failure failure = checkSize(value, part))
+    return checkSize(value, part);
+}
+
+/** The server's bytes for a value, which must have the key's type. */
+Failure encode(const Table& table, const KeyAttribute& attribute, Part part, const AttributeValue& value,
+               std::string* bytes)
+{
+    if (Failure failure = checkLength(table, attribute, part, value))
         return failure;
+    if (isEmpty(value))
+        return std::nullopt;
     auto encoded = KeyCodec::encode(ItemKeys::formOf(table, attribute), value);
     if (!encoded)
         return notLatin1(attribute);
@@ -161,14 +164,6 @@ Failure ItemKeys::ofKey(const Table& table, const Item& attributes, StoredKey* k
         key);
 }
 
-Failure ItemKeys::read(const Table& table, const Items::JsonValue& json, StoredKey* key)
-{
-    Item attributes;
-    if (Failure failure = readItem(json, &attributes))
-        return failure;
-    return ofKey(table, attributes, key);
-}
-
 Failure ItemKeys::hashBytes(const Table& table, const AttributeValue& value, std::string* bytes)
 {
     return encode(table, table.hash, Part::Hash, value, bytes);
@@ -181,6 +176,8 @@ Failure ItemKeys::rangeBytes(const Table& table, const AttributeValue& value, st
 
 Failure ItemKeys::rangeBounds(const Table& table, const AttributeValue& prefix, KeyCodec::Bounds* bounds)
 {
+    if (Failure failure = checkLength(table, *table.range, Part::Range, prefix))
+        return failure;
     auto found = KeyCodec::prefixBounds(formOf(table, *table.range), prefix);
     if (!found)
         return notLatin1(*table.range);

@@ -5,7 +5,6 @@
 #include "api/keyrange.h"
 #include "api/tabledescription.h"
 #include "items/attributevalue.h"
-#include "items/json.h"
 #include "items/keycodec.h"
 
 #include <string>
@@ -27,9 +26,6 @@ Items::KeyCodec::Form formOf(const Table& table, const KeyAttribute& attribute);
 
 /** The keys in a "Key", which must have exactly these attributes. */
 [[nodiscard]] Failure ofKey(const Table& table, const Items::Item& attributes, StoredKey* key);
-
-/** The attributes of a "Key" in a request. */
-[[nodiscard]] Failure read(const Table& table, const Items::JsonValue& json, StoredKey* key);
 
 /** One key, of the right type; and the bounds of the range keys that begin with a value. */
 [[nodiscard]] Failure hashBytes(const Table& table, const Items::AttributeValue& value, std::string* bytes);

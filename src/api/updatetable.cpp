@@ -6,23 +6,44 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
+#include <string_view>
 
 namespace Api {
 
 namespace {
 
-bool asksForAnything(const Items::JsonValue& request)
-{
-    constexpr std::array<std::string_view, 8> Changes{
-        "ProvisionedThroughput", "BillingMode", "StreamSpecification", "GlobalSecondaryIndexUpdates",
-        "SSESpecification",      "TableClass",  "ReplicaUpdates",      "DeletionProtectionEnabled"};
-    return std::any_of(Changes.begin(), Changes.end(),
-                       [&](std::string_view change) { return hasMember(request, change); });
-}
-
-bool changesCapacity(const Items::JsonValue& request)
+bool asksForCapacity(const Items::JsonValue& request)
 {
     return hasMember(request, "ProvisionedThroughput") || hasMember(request, "BillingMode");
+}
+
+/** The last two are ignored, as in CreateTable; but a request may have nothing else. */
+bool asksForOthers(const Items::JsonValue& request)
+{
+    constexpr std::array<std::string_view, 8> Others{
+        "StreamSpecification", "GlobalSecondaryIndexUpdates", "SSESpecification",   "TableClass",
+        "ReplicaUpdates",      "DeletionProtectionEnabled",   "OnDemandThroughput", "WarmThroughput"};
+    return std::any_of(Others.begin(), Others.end(), [&](std::string_view other) { return hasMember(request, other); });
+}
+
+/** Fails if the request asks for nothing but the throughput that the table has. */
+Failure checkNewUnits(const Items::JsonValue& request, const Table& present, const Table& wanted)
+{
+    if (!hasMember(request, "ProvisionedThroughput") || asksForOthers(request) || present.isOnDemand ||
+        present.readUnits != wanted.readUnits || present.writeUnits != wanted.writeUnits)
+        return std::nullopt;
+    const auto both = [](const std::string& name, long long units) {
+        const std::string number = std::to_string(units);
+        return "Current " + name + " provisioned for the table: " + number + ". Requested " + name + ": " + number +
+               ". ";
+    };
+    return Errors::validation("The provisioned throughput for the table will not change. The requested value equals "
+                              "the current value. " +
+                              both("ReadCapacityUnits", wanted.readUnits) +
+                              both("WriteCapacityUnits", wanted.writeUnits) +
+                              "Refer to the Amazon DynamoDB Developer Guide for current limits and how to request "
+                              "higher limits.");
 }
 
 } // namespace
@@ -31,14 +52,16 @@ Failure updateTable(const Items::JsonValue& request, Context& context, JsonWrite
 {
     if (Failure failure = TableOptions::refuseUnavailable(request))
         return failure;
-    if (!asksForAnything(request))
+    if (!asksForCapacity(request) && !asksForOthers(request))
         return Errors::validation("At least one of ProvisionedThroughput, BillingMode, UpdateStreamEnabled, "
                                   "GlobalSecondaryIndexUpdates or SSESpecification or ReplicaUpdates is required");
     const auto change = [&](Table* table) -> Failure {
-        const bool wasOnDemand = table->isOnDemand;
-        if (Failure failure = changesCapacity(request) ? TableOptions::readCapacity(request, table) : std::nullopt)
+        const Table present = *table;
+        if (Failure failure = asksForCapacity(request) ? TableOptions::readCapacity(request, table) : std::nullopt)
             return failure;
-        if (table->isOnDemand && !wasOnDemand)
+        if (Failure failure = checkNewUnits(request, present, *table))
+            return failure;
+        if (table->isOnDemand && !present.isOnDemand)
             table->onDemandSince = TableOptions::secondsOf(context.settings.now());
         TableOptions::readOthers(request, table);
         return std::nullopt;

@@ -60,14 +60,7 @@ public:
     {
         for (const std::string& rule : LimitRules::brokenBy(value, shape))
             add(quoted(value), path, rule);
-        if (shape.hasNoLimits)
-            return;
-        if (shape.kind == Kind::Structure)
-            checkMembers(value, shape, path);
-        else if (shape.kind == Kind::List)
-            checkElements(value, shape, path);
-        else if (shape.kind == Kind::Map)
-            checkEntries(value, shape, path);
+        checkInside(value, shape, path);
     }
 
     Failure failure() const
@@ -89,6 +82,18 @@ private:
     {
         if (errors_.size() < MostErrors)
             errors_.push_back("Value " + value + " at '" + path + "' failed to satisfy constraint: " + rule);
+    }
+
+    void checkInside(const Items::JsonValue& value, const Shape& shape, const std::string& path)
+    {
+        if (shape.hasNoLimits)
+            return;
+        if (shape.kind == Kind::Structure)
+            checkMembers(value, shape, path);
+        else if (shape.kind == Kind::List)
+            checkElements(value, shape, path);
+        else if (shape.kind == Kind::Map)
+            checkEntries(value, shape, path);
     }
 
     void checkMembers(const Items::JsonValue& value, const Shape& shape, const std::string& path)
@@ -125,6 +130,10 @@ private:
             std::any_of(value.MemberBegin(), value.MemberEnd(),
                         [&](const auto& entry) { return !LimitRules::brokenBy(entry.name, *shape.key).empty(); }))
             add(quoted(value), path, "Map keys must satisfy constraint: [" + LimitRules::all(*shape.key) + ']');
+        if (LimitRules::areThere(*shape.element) &&
+            std::any_of(value.MemberBegin(), value.MemberEnd(),
+                        [&](const auto& entry) { return !LimitRules::brokenBy(entry.value, *shape.element).empty(); }))
+            add(quoted(value), path, "Map value must satisfy constraint: [" + LimitRules::all(*shape.element) + ']');
         for (const auto& entry : value.GetObject()) {
             if (!entry.value.IsNull() && shape.element->hasNoLimits)
                 continue;
@@ -132,7 +141,7 @@ private:
             if (entry.value.IsNull())
                 add("null", element, NotNull);
             else
-                check(entry.value, *shape.element, element);
+                checkInside(entry.value, *shape.element, element);
         }
     }
 

@@ -84,8 +84,6 @@ bool keyTestsOf(const Condition& condition, std::vector<KeyTest>* tests, std::st
         return std::all_of(condition.conditions.begin(), condition.conditions.end(),
                            [&](const Condition& part) { return keyTestsOf(part, tests, error); });
     }
-    if (tests->size() == MostTests)
-        return fail(error, WrongCount);
     if (!isKeyTest(condition.kind))
         return fail(error, "Invalid operator used in KeyConditionExpression: " + std::string(nameOf(condition.kind)));
     KeyTest test;
@@ -94,6 +92,8 @@ bool keyTestsOf(const Condition& condition, std::vector<KeyTest>* tests, std::st
     if (std::any_of(tests->begin(), tests->end(),
                     [&](const KeyTest& other) { return other.attribute == test.attribute; }))
         return fail(error, "KeyConditionExpressions must only contain one condition per key");
+    if (tests->size() == MostTests)
+        return fail(error, WrongCount);
     tests->push_back(std::move(test));
     return true;
 }

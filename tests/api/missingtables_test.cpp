@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -126,4 +127,34 @@ TEST_F(ApiMissingTables, ADirectoryWithoutTablesStaysEmpty)
         EXPECT_EQ(errorOf(request.operation, body), NotFound) << request.operation << body;
         EXPECT_TRUE(std::filesystem::is_empty(plain)) << request.operation << body;
     }
+}
+
+TEST_F(ApiMissingTables, ValuesAreCheckedBeforeTheTable)
+{
+    const std::string wrong = R"({"id":{"N":"one"}})";
+    const std::string named = '{' + Named;
+    const std::string notANumber = "The parameter cannot be converted to a numeric value: one";
+    for (const auto& [operation, body] : std::vector<std::pair<std::string, std::string>>{
+             {"GetItem", named + R"(,"Key":)" + wrong + '}'},
+             {"PutItem", named + R"(,"Item":)" + wrong + '}'},
+             {"DeleteItem", named + R"(,"Key":)" + wrong + '}'},
+             {"UpdateItem", named + R"(,"Key":)" + wrong + '}'},
+             {"BatchGetItem", R"({"RequestItems":{"missing":{"Keys":[)" + wrong + "]}}}"},
+             {"BatchWriteItem", R"({"RequestItems":{"missing":[{"PutRequest":{"Item":)" + wrong + "}}]}}"},
+             {"BatchWriteItem", R"({"RequestItems":{"missing":[{"DeleteRequest":{"Key":)" + wrong + "}}]}}"},
+         })
+        EXPECT_EQ(failed(operation, body), "ValidationException: " + notANumber) << operation << body;
+    const std::string start = R"(,"ExclusiveStartKey":)" + wrong;
+    const std::string invalidStart = "ValidationException: The provided starting key is invalid: " + notANumber;
+    EXPECT_EQ(failed("Scan", named + start + '}'), invalidStart);
+    EXPECT_EQ(failed("Query", named + start +
+                                  R"(,"KeyConditionExpression":"id = :id","ExpressionAttributeValues":)"
+                                  R"({":id":{"S":"a"}}})"),
+              invalidStart);
+
+    const std::string large = R"({"id":{"S":")" + std::string(409'600, 'x') + "\"}}";
+    const std::string tooLarge = "ValidationException: Item size has exceeded the maximum allowed size";
+    EXPECT_EQ(failed("PutItem", named + R"(,"Item":)" + large + '}'), tooLarge);
+    EXPECT_EQ(failed("BatchWriteItem", R"({"RequestItems":{"missing":[{"PutRequest":{"Item":)" + large + "}}]}}"),
+              tooLarge);
 }

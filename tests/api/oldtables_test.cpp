@@ -51,6 +51,10 @@ TEST_F(ApiOldTables, ItemsOfTheOldApiAreRead)
     EXPECT_EQ(done("Query", old(R"-("KeyConditionExpression":"id = :v AND begins_with(ax, :p)",)-"
                                 R"("ExpressionAttributeValues":{":v":{"S":"größe"},":p":{"S":"1"}})")),
               R"({"Count":1,"Items":[)" + item + R"(],"ScannedCount":1})");
+    EXPECT_EQ(done("Query", old(R"-("KeyConditionExpression":"id = :v AND begins_with(ax, :p)",)-"
+                                R"("ExpressionAttributeValues":{":v":{"S":"größe"},":p":{"S":""}})")),
+              R"({"Count":1,"Items":[)" + item + R"(],"ScannedCount":1})")
+        << "range keys may be empty there";
     EXPECT_EQ(done("Scan", old(R"("Limit":1)")),
               R"({"Count":1,"Items":[)" + item +
                   R"(],"LastEvaluatedKey":{"ax":{"S":"1"},"id":{"S":"größe"}},"ScannedCount":1})");

@@ -155,6 +155,27 @@ TEST_F(ApiQuery, RefusesStartKeysOutsideOfItsRange)
               "schema");
 }
 
+TEST_F(ApiQuery, RefusesPrefixesThatNoKeyHas)
+{
+    createTable("strings", "S", "S");
+    const auto refused = [&](const std::string& condition, const std::string& value) {
+        return failed("Query", R"({"TableName":"strings","KeyConditionExpression":"id = :id AND )" + condition +
+                                   R"(","ExpressionAttributeValues":{":id":{"S":"b"},":v":{"S":")" + value + "\"}}}");
+    };
+    const std::string longest(1024, 'x');
+    for (const std::string condition : {"begins_with(ax, :v)", "ax > :v"}) {
+        EXPECT_EQ(refused(condition, ""),
+                  "ValidationException: One or more parameter values are not valid. The AttributeValue for a key "
+                  "attribute cannot contain an empty string value. Key: ax");
+        EXPECT_EQ(refused(condition, longest + "x"),
+                  "ValidationException: One or more parameter values were invalid: Aggregated size of all range keys "
+                  "has exceeded the size limit of 1024 bytes");
+    }
+    fill("strings", {R"({"S":")" + longest + "\"}"});
+    expectRange("strings", " AND begins_with(ax, :v)", R"(,":v":{"S":")" + longest + "\"}",
+                {R"({"S":")" + longest + "\"}"});
+}
+
 TEST_F(ApiQuery, FiltersWhatTheLimitHasExamined)
 {
     for (const char* at : {"1", "2", "3", "4"})

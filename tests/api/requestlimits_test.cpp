@@ -65,6 +65,8 @@ TEST(RequestLimits, NamesOfTables)
     EXPECT_EQ(complaint(shape, named("")),
               detected({one("''", "tableName", Pattern),
                         one("''", "tableName", "Member must have length greater than or equal to 3")}));
+    for (const std::string name : {"arn:orders", "arn:aws:dynamodb:local:000000000000:orders"})
+        EXPECT_EQ(complaint(shape, named(name)), detected({one('\'' + name + '\'', "tableName", Pattern)}));
     EXPECT_EQ(complaint(shape, named("null;")), detected({one("'null;'", "tableName", Pattern)}));
     for (const std::string& name : {std::string("azAZ09_.-"), std::string("x/y|z"), std::string(255, 'x'),
                                     std::string("arn:aws:dynamodb:local:000000000000:table/orders")})
@@ -102,13 +104,24 @@ TEST(RequestLimits, SizesOfListsAndMaps)
               detected({one("'[]'", "attributesToGet", "Member must have length greater than or equal to 1")}));
 }
 
-TEST(RequestLimits, KeysOfMapsAndElementsOfLists)
+TEST(RequestLimits, KeysAndValuesOfMapsAndElementsOfLists)
 {
     EXPECT_EQ(complaint(Api::Inputs::BatchGetItem, R"({"RequestItems":{"o;":{"Keys":[{}]}}})"),
               detected({one("'{...}'", "requestItems",
                             "Map keys must satisfy constraint: [Member must have length less than or equal to 255, "
                             "Member must have length greater than or equal to 3, " +
                                 std::string(Pattern) + ']')}));
+    const std::string lengths = "Map value must satisfy constraint: [Member must have length less than or equal to 25, "
+                                "Member must have length greater than or equal to 1]";
+    EXPECT_EQ(complaint(Api::Inputs::BatchWriteItem, R"({"RequestItems":{"orders":[]}})"),
+              detected({one("'{...}'", "requestItems", lengths)}));
+    std::string writes = "{}";
+    for (int i = 1; i < 26; ++i)
+        writes += ",{}";
+    EXPECT_EQ(complaint(Api::Inputs::BatchWriteItem,
+                        R"({"RequestItems":{"orders":[)" + writes + R"(],"others":[{"PutRequest":{}}]}})"),
+              detected({one("'{...}'", "requestItems", lengths),
+                        one("null", "requestItems.others.member.1.member.putRequest.item", NotNull)}));
     EXPECT_EQ(complaint(Api::Inputs::UntagResource, R"({"ResourceArn":"a","TagKeys":["b",""]})"),
               detected({one("'[b, ]'", "tagKeys",
                             "Member must satisfy constraint: [Member must have length less than or equal to 128, "

@@ -114,3 +114,32 @@ TEST_F(ApiUpdate, ReportsWhatItWouldConsume)
               R"({"ConsumedCapacity":{"CapacityUnits":1.0,)" + table + "}}")
         << "only tables with local indexes have metrics of collections";
 }
+
+TEST_F(ApiUpdate, ReplacingAndDeletingConsumeWhatTheOldItemTakes)
+{
+    const std::string wanted = R"(,"ReturnConsumedCapacity":"TOTAL")";
+    const std::string large = item("a", "1", R"("x":{"S":")" + std::string(3000, 'x') + "\"}");
+    const std::string onlyIfPresent = R"-(,"ConditionExpression":"attribute_exists(id)")-";
+    const auto unitsOf = [&](const std::string& operation, const std::string& request) {
+        return parsed(done(operation, request)).value("ConsumedCapacity").toMap().value("CapacityUnits").toDouble();
+    };
+    const auto batchUnits = [&](const std::string& write) {
+        const QVariantMap reply =
+            parsed(done("BatchWriteItem", R"({"RequestItems":{"items":[)" + write + "]}" + wanted + '}'));
+        return reply.value("ConsumedCapacity").toList().value(0).toMap().value("CapacityUnits").toDouble();
+    };
+    for (const std::string& condition : {std::string(), onlyIfPresent}) {
+        (void)done("PutItem", body(large));
+        EXPECT_EQ(unitsOf("PutItem", body(item("a", "1") + wanted + condition)), 3) << condition;
+        EXPECT_EQ(unitsOf("PutItem", body(item("a", "1") + wanted + condition)), 1) << condition;
+        (void)done("PutItem", body(large));
+        EXPECT_EQ(unitsOf("DeleteItem", body(key("a", "1") + wanted + condition)), 3) << condition;
+        EXPECT_EQ(attributesOf("a", "1"), "none");
+    }
+    EXPECT_EQ(unitsOf("DeleteItem", body(key("a", "1") + wanted)), 1);
+    (void)done("PutItem", body(large));
+    EXPECT_EQ(batchUnits("{\"PutRequest\":{" + item("a", "1") + "}}"), 3);
+    (void)done("PutItem", body(large));
+    EXPECT_EQ(batchUnits("{\"DeleteRequest\":{" + key("a", "1") + "}},{\"DeleteRequest\":{" + key("b", "1") + "}}"), 4);
+    EXPECT_EQ(attributesOf("a", "1"), "none");
+}

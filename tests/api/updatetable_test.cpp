@@ -57,6 +57,18 @@ TEST_F(UpdateTable, SetsTheTableClass)
                 HasSubstr(R"("TableClassSummary":{"TableClass":"STANDARD_INFREQUENT_ACCESS"})"));
 }
 
+TEST_F(UpdateTable, IgnoresLimitsOfThroughput)
+{
+    makeTable("orders");
+    const std::string before = describe();
+    for (const std::string& limits :
+         {R"("OnDemandThroughput":{"MaxReadRequestUnits":5})", R"("WarmThroughput":{"ReadUnitsPerSecond":12000})"}) {
+        const std::string updated = withoutSize(update(limits));
+        EXPECT_EQ("{\"Table\"" + updated.substr(updated.find(':')), before) << limits;
+        EXPECT_EQ(describe(), before) << limits;
+    }
+}
+
 TEST_F(UpdateTable, ATableOfTheOldApiStaysOne)
 {
     const QString real = QString::fromStdString(directory_) + "|orders";
@@ -97,4 +109,23 @@ TEST_F(UpdateTable, RefusesWhatItCannotDo)
     EXPECT_EQ(refusal("UpdateTable", R"({"TableName":"others","BillingMode":"PAY_PER_REQUEST"})"),
               errorText(std::string(ApiType) + "ResourceNotFoundException",
                         "Requested resource not found: Table: others not found"));
+}
+
+TEST_F(UpdateTable, RefusesTheThroughputThatTheTableHas)
+{
+    makeTable("orders");
+    update(units_ + R"(,"BillingMode":"PROVISIONED")");
+    const std::string before = describe();
+    const std::string unchanged = errorText(
+        ValidationType, "The provisioned throughput for the table will not change. The requested value equals the "
+                        "current value. Current ReadCapacityUnits provisioned for the table: 3. Requested "
+                        "ReadCapacityUnits: 3. Current WriteCapacityUnits provisioned for the table: 4. Requested "
+                        "WriteCapacityUnits: 4. Refer to the Amazon DynamoDB Developer Guide for current limits and "
+                        "how to request higher limits.");
+    EXPECT_EQ(refusal("UpdateTable", body(units_)), unchanged);
+    EXPECT_EQ(refusal("UpdateTable", body(units_ + R"(,"BillingMode":"PROVISIONED")")), unchanged);
+    EXPECT_EQ(describe(), before);
+    EXPECT_THAT(update(units_ + R"(,"TableClass":"STANDARD")"), HasSubstr(R"({"TableClass":"STANDARD"})"));
+    EXPECT_THAT(update(R"("ProvisionedThroughput":{"ReadCapacityUnits":3,"WriteCapacityUnits":5})"),
+                HasSubstr(R"("ReadCapacityUnits":3,"WriteCapacityUnits":5})"));
 }

@@ -94,6 +94,8 @@ TEST(KeyCondition, IsOneOrTwoTestsOfAttributes)
     EXPECT_EQ(errorOf("size(h) = :n"), "KeyConditionExpressions cannot contain nested operations");
     EXPECT_EQ(errorOf("h.a = :n"), "KeyConditionExpressions cannot have conditions on nested attributes");
     EXPECT_EQ(errorOf("h = :h AND h = :h"), "KeyConditionExpressions must only contain one condition per key");
+    EXPECT_EQ(errorOf("h = :h AND r > :n AND r < :n"),
+              "KeyConditionExpressions must only contain one condition per key");
     EXPECT_EQ(errorOf("h = :h AND r = :n AND x = :n"), "Conditions can be of length 1 or 2 only");
     EXPECT_EQ(errorOf("h = r"), invalidCondition + "Multiple attribute names used in one condition");
     EXPECT_EQ(errorOf(":h = :s"), invalidCondition + "No key attribute specified");

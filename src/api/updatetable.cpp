@@ -13,9 +13,19 @@ namespace {
 
 bool asksForAnything(const Items::JsonValue& request)
 {
-    constexpr std::array<std::string_view, 8> Changes{
-        "ProvisionedThroughput", "BillingMode", "StreamSpecification", "GlobalSecondaryIndexUpdates",
-        "SSESpecification",      "TableClass",  "ReplicaUpdates",      "DeletionProtectionEnabled"};
+    // The last four are ignored.
+    constexpr std::array<std::string_view, 12> Changes{"ProvisionedThroughput",
+                                                       "BillingMode",
+                                                       "StreamSpecification",
+                                                       "GlobalSecondaryIndexUpdates",
+                                                       "SSESpecification",
+                                                       "TableClass",
+                                                       "ReplicaUpdates",
+                                                       "DeletionProtectionEnabled",
+                                                       "OnDemandThroughput",
+                                                       "WarmThroughput",
+                                                       "GlobalTableSettingsReplicationMode",
+                                                       "DisassociationProtectionEnabled"};
     return std::any_of(Changes.begin(), Changes.end(),
                        [&](std::string_view change) { return hasMember(request, change); });
 }

@@ -57,6 +57,20 @@ TEST_F(UpdateTable, SetsTheTableClass)
                 HasSubstr(R"("TableClassSummary":{"TableClass":"STANDARD_INFREQUENT_ACCESS"})"));
 }
 
+TEST_F(UpdateTable, AloneWhatIsIgnoredChangesNothing)
+{
+    makeTable("orders");
+    const std::string before = describe();
+    for (const char* const member :
+         {R"("OnDemandThroughput":{"MaxReadRequestUnits":5})", R"("WarmThroughput":{"ReadUnitsPerSecond":12000})",
+          R"("GlobalTableSettingsReplicationMode":"ENABLED")", R"("DisassociationProtectionEnabled":true)"}) {
+        const std::string updated = update(member);
+        EXPECT_EQ(withoutSize("{\"Table\"" + updated.substr(updated.find(':'))), before) << member;
+    }
+    start(directory_); // without what is cached
+    EXPECT_EQ(describe(), before);
+}
+
 TEST_F(UpdateTable, ATableOfTheOldApiStaysOne)
 {
     const QString real = QString::fromStdString(directory_) + "|orders";

@@ -18,15 +18,25 @@ struct Listing {
     std::string path; // canonical
 };
 
+/** `message`: the server's, that the directory does not exist. */
+Error missing(std::string_view directory, std::string_view message)
+{
+    std::string text = "Requested resource not found: " + std::string(message);
+    if (!directory.starts_with('/'))
+        text += " It is relative to the server's working directory.";
+    return Errors::resourceNotFound(text +
+                                    " It is made with quorvactl init, and quorva-http --directory names another one.");
+}
+
 Failure request(const Server& server, std::string_view directory, Listing* listing)
 {
+    if (directory.empty())
+        return Errors::validation("A table's name with a \"|\" has a directory in front of that");
     ServerReply reply;
     if (Failure failure = server.send(Operations::ListTables, RequestBodies::of("Directory", directory), &reply))
         return failure;
     if (reply.isError(ErrorTypes::ResourceNotFound))
-        return Errors::resourceNotFound(
-            "Requested resource not found: " + std::string(reply.message()) +
-            " It is made with quorvactl init, and quorva-http --directory names another one.");
+        return missing(directory, reply.message());
     if (reply.isError(ErrorTypes::Validation))
         return Errors::validation(std::string(reply.message()));
     if (Failure failure = reply.failure())

@@ -18,12 +18,19 @@ bool asksForCapacity(const Items::JsonValue& request)
     return hasMember(request, "ProvisionedThroughput") || hasMember(request, "BillingMode");
 }
 
-/** The last two are ignored, as in CreateTable; but a request may have nothing else. */
+/** The last four are ignored; but a request may have nothing else. */
 bool asksForOthers(const Items::JsonValue& request)
 {
-    constexpr std::array<std::string_view, 8> Others{
-        "StreamSpecification", "GlobalSecondaryIndexUpdates", "SSESpecification",   "TableClass",
-        "ReplicaUpdates",      "DeletionProtectionEnabled",   "OnDemandThroughput", "WarmThroughput"};
+    constexpr std::array<std::string_view, 10> Others{"StreamSpecification",
+                                                      "GlobalSecondaryIndexUpdates",
+                                                      "SSESpecification",
+                                                      "TableClass",
+                                                      "ReplicaUpdates",
+                                                      "DeletionProtectionEnabled",
+                                                      "OnDemandThroughput",
+                                                      "WarmThroughput",
+                                                      "GlobalTableSettingsReplicationMode",
+                                                      "DisassociationProtectionEnabled"};
     return std::any_of(Others.begin(), Others.end(), [&](std::string_view other) { return hasMember(request, other); });
 }
 
@@ -35,15 +42,13 @@ Failure checkNewUnits(const Items::JsonValue& request, const Table& present, con
         return std::nullopt;
     const auto both = [](const std::string& name, long long units) {
         const std::string number = std::to_string(units);
-        return "Current " + name + " provisioned for the table: " + number + ". Requested " + name + ": " + number +
-               ". ";
+        return " Current " + name + " provisioned for the table: " + number + ". Requested " + name + ": " + number +
+               '.';
     };
     return Errors::validation("The provisioned throughput for the table will not change. The requested value equals "
-                              "the current value. " +
+                              "the current value." +
                               both("ReadCapacityUnits", wanted.readUnits) +
-                              both("WriteCapacityUnits", wanted.writeUnits) +
-                              "Refer to the Amazon DynamoDB Developer Guide for current limits and how to request "
-                              "higher limits.");
+                              both("WriteCapacityUnits", wanted.writeUnits));
 }
 
 } // namespace

@@ -68,6 +68,8 @@ bool readAttributeUpdates(const Items::JsonValue& json, Update* update, JsonErro
     PathTree attributes;
     for (const auto& attribute : json.GetObject()) {
         const std::string name(textOf(attribute.name));
+        if (name.empty())
+            return failForParameter(error, "Attribute names must not be empty");
         if (attributes.add(Path(name)))
             return failForShape(error, "AttributeUpdates");
         if (!readAttributeUpdate(name, attribute.value, update, error))

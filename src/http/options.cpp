@@ -84,7 +84,8 @@ void Options::declare(CLI::App* app)
     app->add_option("--directory", directories,
                     "A directory of tables; may be repeated. Tables that are named without a directory are in the "
                     "first one (default: main). The console shows all of them, open or not")
-        ->allow_extra_args(false);
+        ->allow_extra_args(false)
+        ->check([](const std::string& name) { return name.empty() ? "it must not be empty" : std::string(); });
 }
 
 } // namespace Http

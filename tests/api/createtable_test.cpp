@@ -150,7 +150,7 @@ TEST_F(CreateTable, NamesThatBelongToFilesAreRefused)
                                          R"(\"_3f.db\" belong to the data files of tables)");
     expectInvalid(named(directory_ + "|../orders"),
                   "A table cannot have the name ../orders: the table's name has a component \\\".\\\" or \\\"..\\\"");
-    expectInvalid(named("|orders"), R"(The parameter \"Directory\" is missing.)");
+    expectInvalid(named("|orders"), R"(A table's name with a \"|\" has a directory in front of that)");
 }
 
 TEST_F(CreateTable, ADirectoryThatDoesNotExistIsNamed)
@@ -160,4 +160,10 @@ TEST_F(CreateTable, ADirectoryThatDoesNotExistIsNamed)
               errorText(std::string(ApiType) + "ResourceNotFoundException",
                         R"(Requested resource not found: The directory \"/nowhere\" does not exist. It is made with )"
                         "quorvactl init, and quorva-http --directory names another one."));
+    start("nowhere");
+    EXPECT_EQ(refusal("CreateTable", hashOnly(R"("BillingMode":"PAY_PER_REQUEST")")),
+              errorText(std::string(ApiType) + "ResourceNotFoundException",
+                        R"(Requested resource not found: The directory \"nowhere\" does not exist. It is relative to )"
+                        "the server's working directory. It is made with quorvactl init, and quorva-http --directory "
+                        "names another one."));
 }

@@ -57,16 +57,18 @@ TEST_F(UpdateTable, SetsTheTableClass)
                 HasSubstr(R"("TableClassSummary":{"TableClass":"STANDARD_INFREQUENT_ACCESS"})"));
 }
 
-TEST_F(UpdateTable, IgnoresLimitsOfThroughput)
+TEST_F(UpdateTable, AloneWhatIsIgnoredChangesNothing)
 {
     makeTable("orders");
     const std::string before = describe();
-    for (const std::string& limits :
-         {R"("OnDemandThroughput":{"MaxReadRequestUnits":5})", R"("WarmThroughput":{"ReadUnitsPerSecond":12000})"}) {
-        const std::string updated = withoutSize(update(limits));
-        EXPECT_EQ("{\"Table\"" + updated.substr(updated.find(':')), before) << limits;
-        EXPECT_EQ(describe(), before) << limits;
+    for (const char* const member :
+         {R"("OnDemandThroughput":{"MaxReadRequestUnits":5})", R"("WarmThroughput":{"ReadUnitsPerSecond":12000})",
+          R"("GlobalTableSettingsReplicationMode":"ENABLED")", R"("DisassociationProtectionEnabled":true)"}) {
+        const std::string updated = update(member);
+        EXPECT_EQ(withoutSize("{\"Table\"" + updated.substr(updated.find(':'))), before) << member;
     }
+    start(directory_); // without what is cached
+    EXPECT_EQ(describe(), before);
 }
 
 TEST_F(UpdateTable, ATableOfTheOldApiStaysOne)
@@ -120,8 +122,7 @@ TEST_F(UpdateTable, RefusesTheThroughputThatTheTableHas)
         ValidationType, "The provisioned throughput for the table will not change. The requested value equals the "
                         "current value. Current ReadCapacityUnits provisioned for the table: 3. Requested "
                         "ReadCapacityUnits: 3. Current WriteCapacityUnits provisioned for the table: 4. Requested "
-                        "WriteCapacityUnits: 4. Refer to the Amazon DynamoDB Developer Guide for current limits and "
-                        "how to request higher limits.");
+                        "WriteCapacityUnits: 4.");
     EXPECT_EQ(refusal("UpdateTable", body(units_)), unchanged);
     EXPECT_EQ(refusal("UpdateTable", body(units_ + R"(,"BillingMode":"PROVISIONED")")), unchanged);
     EXPECT_EQ(describe(), before);

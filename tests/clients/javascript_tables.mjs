@@ -32,6 +32,11 @@ for await (const page of sdk.paginateListTables({ client, pageSize: 1 }, {}))
     names.push(...page.TableNames);
 assert.deepEqual(names, [TableName]);
 
+// The address may come from the environment.
+process.env.AWS_ENDPOINT_URL_DYNAMODB = process.argv[2];
+const configured = new sdk.DynamoDBClient({ maxAttempts: 1 });
+assert.deepEqual((await configured.send(new sdk.ListTablesCommand({}))).TableNames, [TableName]);
+
 const ResourceArn = described.TableArn;
 assert.equal(ResourceArn, "arn:aws:dynamodb:local:000000000000:table/tables");
 await client.send(new sdk.TagResourceCommand({ ResourceArn, Tags: [{ Key: "cost", Value: "größer" }] }));

@@ -69,6 +69,15 @@ TEST(AttributeUpdates, TakesNamesAsTheyAre)
     EXPECT_EQ(Items::jsonOf(after), R"({"a.b[0]":{"N":"1"}})");
 }
 
+TEST(AttributeUpdates, NamesAreNotEmpty)
+{
+    for (const char* update :
+         {R"("Value": {"N": "1"})", R"("Action": "ADD", "Value": {"N": "1"})", R"("Action": "DELETE")"})
+        EXPECT_EQ(Texts::errorOf(RequestKind::Update, R"({"AttributeUpdates": {"b": {"Action": "DELETE"}, "": {)" +
+                                                          std::string(update) + "}}}"),
+                  Invalid + "Attribute names must not be empty");
+}
+
 TEST(AttributesToGet, AreWholeAttributes)
 {
     const auto parameters = Texts::parametersOf(RequestKind::Get, R"({"AttributesToGet": ["m", "x.y", "z"]})");

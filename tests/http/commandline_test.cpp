@@ -72,6 +72,7 @@ TEST(HttpCommandLine, WrongWordsAndValuesAreRefused)
                                                {"--threads", "0"},
                                                {"--max-body", "0"},
                                                {"--metrics-only", "65536"},
+                                               {"--directory", ""},
                                                {"--receive-timeout", "0"}}) {
         const ProgramRun run = quorvaHttp(arguments);
         EXPECT_EQ(run.status, 64) << arguments.front();

@@ -25,7 +25,9 @@ using Items::Item;
 
 constexpr std::chrono::seconds ChangePatience{5};
 constexpr int MismatchesBeforePause = 4;
-constexpr std::chrono::milliseconds TablePatience{300}; // while the server closes and opens a directory
+// While the server closes a directory, which takes longer if a long request is running in it.
+constexpr std::chrono::milliseconds TablePatience{300}; // before asking whether the table exists
+constexpr std::chrono::seconds ClosingPatience{5};
 
 /** Shared by everything in the process that reads, computes and commits. */
 ItemGates& gates()
@@ -185,12 +187,16 @@ Failure ItemStore::settle(const ::Operations::Operation& operation, const std::s
 {
     if (isFinal(*reply))
         return std::nullopt;
-    BackOff backOff(TablePatience);
-    // Also the reply while another request makes the server close the table's directory for a moment.
+    const auto deadline = BackOff::Clock::now() + ClosingPatience;
+    std::optional<BackOff> backOff(TablePatience);
+    // Also the reply while another request makes the server close the table's directory.
     while (reply->isError(ErrorTypes::ResourceNotFound)) {
         tables_.forget(table_->name);
-        if (!backOff.pause())
-            break;
+        if (!backOff->pause()) {
+            if (isGone() || BackOff::Clock::now() >= deadline)
+                break;
+            backOff.emplace(TablePatience);
+        }
         if (Failure failure = server_.send(operation, body, reply))
             return failure;
         if (isFinal(*reply))

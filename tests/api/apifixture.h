@@ -54,6 +54,8 @@ protected:
         api_ = std::make_unique<Api::Service>(
             [this](const QByteArray& operation, const QByteArray& body, QByteArray* reply, QString* error) {
                 ++requests_;
+                if (onRequest_)
+                    onRequest_(operation);
                 if (!connection_.isOpen())
                     connection_ = server_.connect();
                 if (connection_.exchange(operation, body, reply)) {
@@ -97,9 +99,10 @@ protected:
     ServerProcess server_{{.arguments = {"-n"}}}; // quicker
     const std::string directory_ = server_.makeDirectory("tables");
     Clock::time_point now_{std::chrono::milliseconds(1700000000250)};
-    std::chrono::milliseconds step_{0};                        // by which the clock advances at each reading
-    int requests_ = 0;                                         // that have gone to the server
-    std::function<void(const QByteArray& operation)> onReply_; // called before the API gets a reply of the server
+    std::chrono::milliseconds step_{0};                          // by which the clock advances at each reading
+    int requests_ = 0;                                           // that have gone to the server
+    std::function<void(const QByteArray& operation)> onRequest_; // called before the server gets a request
+    std::function<void(const QByteArray& operation)> onReply_;   // called before the API gets a reply
     Client::WireConnection connection_;
     std::unique_ptr<Api::Service> api_;
 };

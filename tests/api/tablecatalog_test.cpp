@@ -112,6 +112,24 @@ TEST_F(TableCatalog, AnAnsweredChangeIsSeenThoughADescriptionWasBeingRead)
     EXPECT_EQ(call("Scan", R"({"TableName":"orders"})"), R"({"Items":[{"id":{"N":"1"}}],"Count":1,"ScannedCount":1})");
 }
 
+/** The server says that there is no table also while it closes the table's directory, for however long. */
+TEST_F(TableCatalog, ARequestIsRepeatedAsLongAsItsTableExists)
+{
+    makeTable("orders");
+    const QString real = QString::fromStdString(directory_) + "|orders";
+    (void)describe("orders");
+    ASSERT_EQ(server_.request("Quorva_1.DropTable", {{"TableName", real}})["__rc"], 200);
+    bool isAsked = false;
+    onRequest_ = [&](const QByteArray& operation) {
+        if (isAsked || operation != "Quorva_1.ListTables")
+            return;
+        isAsked = true;
+        EXPECT_EQ(server_.request("CreateTable", Bodies::createTable(real, "id", ""))["__rc"], 200);
+    };
+    EXPECT_EQ(call("PutItem", R"({"TableName":"orders","Item":{"id":{"S":"a"}}})"), "{}");
+    EXPECT_TRUE(isAsked);
+}
+
 TEST_F(TableCatalog, OnlySoManySpellingsAreCachedAtATime)
 {
     makeTable("orders");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace Items {
 
@@ -17,11 +18,13 @@ class Scanner {
 public:
     explicit Scanner(std::string_view text) : rest_(text) {}
 
-    bool take(std::string_view piece)
+    /** A literal, so that its few bytes are compared without a call. */
+    template <std::size_t Size> bool take(const char (&piece)[Size])
     {
-        if (!rest_.starts_with(piece))
+        constexpr std::size_t Length = Size - 1;
+        if (rest_.size() < Length || std::memcmp(rest_.data(), piece, Length) != 0)
             return false;
-        rest_.remove_prefix(piece.size());
+        rest_.remove_prefix(Length);
         return true;
     }
 

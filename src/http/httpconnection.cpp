@@ -51,8 +51,10 @@ void HttpConnection::stop()
 {
     switch (state_) {
     case State::Idle:
-        if (!hasInput())
-            end();
+        if (!hasInput()) {
+            ErrorCode ignored;
+            socket_.cancel(ignored); // ends the connection, unless it has already read something
+        }
         break;
     case State::Reading:
     case State::Queued:
@@ -126,10 +128,15 @@ void HttpConnection::waitForRequest()
         end();
         return;
     }
-    input_.shrink_to_fit(); // there may be many idle clients
+    if (input_.capacity() > FirstPiece)
+        input_.shrink_to_fit(); // there may be many idle clients
+    const auto room = input_.prepare(FirstPiece);
     idlePlace_ = connections_->enterIdle(this);
     enter(State::Idle, limits_.keepAlive);
-    socket_.async_wait(Socket::wait_read, handler(State::Idle, [this](const ErrorCode&) { read(); }));
+    socket_.async_read_some(room, handler(State::Idle, [this](const ErrorCode& error, std::size_t size) {
+                                enter(State::Reading, limits_.transfer);
+                                onRead(error, size);
+                            }));
 }
 
 void HttpConnection::read()

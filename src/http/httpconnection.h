@@ -63,7 +63,8 @@ private:
 
     class Answering;
 
-    static constexpr std::size_t Piece = 4096; // of input; most requests fit into one
+    static constexpr std::size_t FirstPiece = 1024; // of input; an idle connection has memory for it
+    static constexpr std::size_t Piece = 4096;      // most requests fit into both
 
     /** Does a part of the connection's work. If there is no memory for it, the connection ends, and the caller learns
      * of it. */

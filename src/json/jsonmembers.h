@@ -1,8 +1,8 @@
 #ifndef QUORVA_JSON_JSONMEMBERS_H
 #define QUORVA_JSON_JSONMEMBERS_H
 
+#include <QByteArray>
 #include <QByteArrayView>
-#include <QString>
 
 #include <vector>
 
@@ -10,9 +10,11 @@ namespace Json {
 
 /** One member of an object, as spelled in the object's text. */
 struct Member {
-    QString name;
+    QByteArray name;         // UTF-8; like the other two it may point into the text
     QByteArrayView nameText; // the name with its quotes and escapes
     QByteArrayView value;    // without the white space around it
+
+    bool isNamed(QByteArrayView utf8) const { return name == utf8; }
 };
 
 /**

@@ -26,7 +26,9 @@ public:
     Failure prepare(const Items::JsonValue& request, std::shared_ptr<const Table> table) override
     {
         table_ = std::move(table);
-        if (Failure failure = ItemKeys::read(*table_, *member(request, "Key"), &key_))
+        if (Failure failure = readItem(*member(request, "Key"), &keys_))
+            return failure;
+        if (Failure failure = ItemKeys::ofKey(*table_, keys_, &key_))
             return failure;
         call_ = {::Operations::GetItem, ItemRequests::byKey(*table_, key_)};
         return std::nullopt;
@@ -56,13 +58,11 @@ public:
     {
         constexpr std::string_view Front = "\"Item\":";
         const QByteArrayView members = Envelopes::membersOfSuccess(reply);
-        Items::Item keys;
-        if (!members.startsWith(Front) || parameters_.projection || Capacity::isWanted(request) ||
-            ItemKeys::addTo(&keys, *table_, key_))
+        if (!members.startsWith(Front) || parameters_.projection || Capacity::isWanted(request))
             return false;
         text->append("{").append(Front);
         const QByteArrayView stored = members.sliced(static_cast<qsizetype>(Front.size()));
-        if (!Items::PlainItem::append({stored.data(), static_cast<std::size_t>(stored.size())}, keys, text))
+        if (!Items::PlainItem::append({stored.data(), static_cast<std::size_t>(stored.size())}, keys_, text))
             return false;
         text->append("}");
         return true;
@@ -70,6 +70,7 @@ public:
 
 private:
     Expressions::Parameters parameters_;
+    Items::Item keys_; // the attributes of the request's key
 };
 
 } // namespace

@@ -78,24 +78,32 @@ bool takeMember(Scanner* scanner, std::string_view* name)
     return scanner->take("N\":\"") && scanner->takeString(&content) && isShortest(content) && scanner->take("}");
 }
 
+void appendComma(std::string* json)
+{
+    if (json->back() != '{')
+        *json += ',';
+}
+
 /** Appends members to an object that is not closed yet. */
 void appendMembers(std::string_view members, std::string* json)
 {
     if (members.empty())
         return;
-    if (json->back() != '{')
-        *json += ',';
+    appendComma(json);
     *json += members;
 }
 
-std::string memberOf(const Item::value_type& attribute)
+void appendKey(const Item::value_type& attribute, std::string* json)
 {
     const auto& [name, value] = attribute;
     const std::string* const text = value.asString();
-    if (text != nullptr && !JsonWriter::needsEscape(name) && !JsonWriter::needsEscape(*text))
-        return '"' + name + "\":{\"S\":\"" + *text + "\"}";
-    const std::string object = jsonOf({attribute});
-    return object.substr(1, object.size() - 2);
+    appendComma(json);
+    if (text != nullptr && !JsonWriter::needsEscape(name) && !JsonWriter::needsEscape(*text)) {
+        json->append("\"").append(name).append("\":{\"S\":\"").append(*text).append("\"}");
+    } else {
+        const std::string object = jsonOf({attribute});
+        json->append(object, 1, object.size() - 2);
+    }
 }
 
 } // namespace
@@ -121,7 +129,7 @@ bool PlainItem::append(std::string_view stored, const Item& keys, std::string* j
                     return false;
                 if (begin != member)
                     appendMembers({begin, member - 1}, json); // without the comma
-                appendMembers(memberOf(*key), json);
+                appendKey(*key, json);
                 begin = member;
             }
         } while (scanner.take(","));
@@ -130,7 +138,7 @@ bool PlainItem::append(std::string_view stored, const Item& keys, std::string* j
             return false;
     }
     for (; key != keys.end(); ++key)
-        appendMembers(memberOf(*key), json);
+        appendKey(*key, json);
     *json += '}';
     return scanner.isAtEnd();
 }

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace Items {
@@ -56,6 +57,20 @@ private:
         }
     }
 };
+
+/** Appends a string as JsonWriter writes it, to JSON that is composed without one. */
+inline void appendString(std::string_view text, std::string* json)
+{
+    if (JsonWriter::needsEscape(text)) {
+        JsonText written;
+        JsonWriter(written).String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+        json->append(written.GetString(), written.GetSize());
+    } else {
+        *json += '"';
+        *json += text;
+        *json += '"';
+    }
+}
 
 } // namespace Items
 

@@ -96,10 +96,12 @@ void appendMembers(std::string_view members, std::string* json)
 void appendKey(const Item::value_type& attribute, std::string* json)
 {
     const auto& [name, value] = attribute;
-    const std::string* const text = value.asString();
     appendComma(json);
-    if (text != nullptr && !JsonWriter::needsEscape(name) && !JsonWriter::needsEscape(*text)) {
-        json->append("\"").append(name).append("\":{\"S\":\"").append(*text).append("\"}");
+    if (const std::string* const text = value.asString()) {
+        appendString(name, json);
+        *json += ":{\"S\":";
+        appendString(*text, json);
+        *json += '}';
     } else {
         const std::string object = jsonOf({attribute});
         json->append(object, 1, object.size() - 2);

@@ -25,6 +25,12 @@ void expectAsTheLibraryWrites(const std::string& text)
     EXPECT_EQ(written<Items::JsonWriter>(exact.get(), text.size()),
               written<rapidjson::Writer<Items::JsonText>>(exact.get(), text.size()))
         << testing::PrintToString(text);
+    std::string appended = "{";
+    Items::appendString({exact.get(), text.size()}, &appended);
+    appended += ':';
+    Items::appendString({exact.get(), text.size()}, &appended);
+    EXPECT_EQ(appended + '}', written<rapidjson::Writer<Items::JsonText>>(exact.get(), text.size()))
+        << testing::PrintToString(text);
 }
 
 } // namespace

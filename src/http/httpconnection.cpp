@@ -27,15 +27,13 @@ constexpr std::size_t BodyPiece = 65536;
 HttpConnection::HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service,
                                Connections* connections)
     : limits_(limits), service_(service), connections_(connections), socket_(std::move(socket)),
-      deadline_(socket_.get_executor()), input_(limits.request.head + BodyPiece)
-{
-    connections_->add(this);
-}
+      deadline_(socket_.get_executor()), input_(limits.request.head + BodyPiece), place_(connections->add(this))
+{}
 
 HttpConnection::~HttpConnection()
 {
     end();
-    connections_->remove(this);
+    connections_->remove(place_);
 }
 
 void HttpConnection::end()
@@ -79,7 +77,7 @@ bool HttpConnection::isIdleSince(milliseconds time) const
 void HttpConnection::enter(State state)
 {
     if (state_ == State::Idle && state != State::Idle)
-        connections_->leaveIdle(idlePlace_);
+        connections_->leaveIdle(place_);
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
     state_ = state;
@@ -131,7 +129,7 @@ void HttpConnection::waitForRequest()
     if (input_.capacity() > FirstPiece)
         input_.shrink_to_fit(); // there may be many idle clients
     const auto room = input_.prepare(FirstPiece);
-    idlePlace_ = connections_->enterIdle(this);
+    connections_->enterIdle(place_);
     enter(State::Idle, limits_.keepAlive);
     socket_.async_read_some(room, handler(State::Idle, [this](const ErrorCode& error, std::size_t size) {
                                 enter(State::Reading, limits_.transfer);

@@ -119,7 +119,6 @@ private:
     Clock::time_point since_;                     // of the state
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
-    Connections::IdlePlace idlePlace_;            // while it is idle
     std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
     boost::beast::flat_buffer input_;     // not yet parsed
@@ -129,6 +128,8 @@ private:
     std::shared_ptr<HttpConnection> served_; // itself, while the service has its request
     OutgoingResponse response_;
     bool isLast_ = false; // the connection is closed after the response
+
+    const Connections::Place place_; // last, as only a complete connection may be found there
 };
 
 } // namespace Http

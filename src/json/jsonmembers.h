@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QByteArrayView>
 
+#include <algorithm>
 #include <vector>
 
 namespace Json {
@@ -14,7 +15,7 @@ struct Member {
     QByteArrayView nameText; // the name with its quotes and escapes
     QByteArrayView value;    // without the white space around it
 
-    bool isNamed(QByteArrayView utf8) const { return name == utf8; }
+    bool isNamed(QByteArrayView utf8) const { return std::equal(name.begin(), name.end(), utf8.begin(), utf8.end()); }
 };
 
 /**

@@ -37,7 +37,7 @@ void appendHead(const Response& response, std::string_view connection, std::stri
     if (!connection.empty())
         appendHeader("Connection", connection, head);
     appendHeader("Content-Length", std::to_string(response.body.size()), head);
-    for (const Header& header : response.headers)
+    for (const ResponseHeader& header : response.headers)
         appendHeader(header.name, header.value, head);
     head->append("\r\n");
 }

@@ -58,13 +58,11 @@ public:
     {
         constexpr std::string_view Front = "\"Item\":";
         const QByteArrayView members = Envelopes::membersOfSuccess(reply);
-        Items::Item keys;
-        if (!members.startsWith(Front) || parameters_.projection || Capacity::isWanted(request) ||
-            ItemKeys::addTo(&keys, *table_, key_))
+        if (!members.startsWith(Front) || parameters_.projection || Capacity::isWanted(request))
             return false;
         text->append("{").append(Front);
         const QByteArrayView stored = members.sliced(static_cast<qsizetype>(Front.size()));
-        if (!Items::PlainItem::append({stored.data(), static_cast<std::size_t>(stored.size())}, keys, text))
+        if (!Items::PlainItem::append({stored.data(), static_cast<std::size_t>(stored.size())}, keyAttributes_, text))
             return false;
         text->append("}");
         return true;

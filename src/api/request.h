@@ -12,6 +12,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <array>
+#include <cstddef>
 #include <memory>
 
 namespace Api {
@@ -56,7 +58,8 @@ private:
 
     const Operation& operation_;
     Context context_;
-    JsonPoolBuffer buffer_;
+    // Enough for a request with nothing but a key, and so small that malloc() has the whole object at hand.
+    std::array<std::max_align_t, 512 / sizeof(std::max_align_t)> buffer_;
     JsonPool pool_{buffer_.data(), sizeof buffer_, JsonPoolBytes};
     Items::JsonDocument request_{&pool_};
     std::unique_ptr<ItemSteps> steps_;

@@ -6,8 +6,7 @@ namespace Http {
 
 ApiExchange::Step GatewayExchange::begin(const QByteArray& body)
 {
-    const QByteArray target(target_.data(), static_cast<qsizetype>(target_.size()));
-    refusal_ = Gateway::prepare(target, body, &call_);
+    refusal_ = Gateway::prepare(target_, body, &call_);
     return refusal_ ? Step::Respond : Step::Exchange;
 }
 

@@ -53,7 +53,7 @@ void ApiHandler::serve(const RequestHead& head, QByteArray&& body, Done done)
     auto pending = std::make_shared<Pending>(Pending{head, std::move(done), std::move(exchange)});
     switch (step) {
     case ApiExchange::Step::Respond:
-        pending->done(guarded(head, [pending] { return ApiResponses::of(pending->exchange->respond()); }));
+        pending->done(guarded(head, [&] { return ApiResponses::of(pending->exchange->respond()); }));
         return;
     case ApiExchange::Step::Exchange:
         if (trySend(pending))
@@ -89,22 +89,24 @@ bool ApiHandler::trySend(const std::shared_ptr<Pending>& pending)
 
 void ApiHandler::finish(const std::shared_ptr<Pending>& pending, ServerExchanges::Outcome&& outcome)
 {
-    const bool isQuick = isShort(outcome);
-    auto respond = [pending, outcome = std::move(outcome)]() mutable {
-        return ApiResponses::of(pending->exchange->finish(std::move(outcome)));
-    };
-    if (isQuick)
-        pending->done(guarded(pending->head, std::move(respond)));
-    else
-        post(pending->head, std::move(respond), std::move(pending->done));
+    if (isShort(outcome)) {
+        pending->done(
+            guarded(pending->head, [&] { return ApiResponses::of(pending->exchange->finish(std::move(outcome))); }));
+        return;
+    }
+    post(
+        pending->head,
+        [pending, outcome = std::move(outcome)]() mutable {
+            return ApiResponses::of(pending->exchange->finish(std::move(outcome)));
+        },
+        std::move(pending->done));
 }
 
 Response ApiHandler::answer(const RequestHead& head, const QByteArray& body)
 {
     const std::string_view target = head.header("X-Amz-Target");
     if (!target.starts_with(Api::Service::Prefix))
-        return ApiResponses::of(
-            gateway_->answer(QByteArray(target.data(), static_cast<qsizetype>(target.size())), body));
+        return ApiResponses::of(gateway_->answer(target, body));
     if (body.size() > Api::Service::MostBytes)
         return ApiResponses::fault(head, Fault::BodyTooLarge);
     Api::Reply reply = service_->answer(target.substr(Api::Service::Prefix.size()), head.header("Host"), body);

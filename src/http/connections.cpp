@@ -7,16 +7,18 @@
 
 namespace Http {
 
-void Connections::add(HttpConnection* connection)
+Connections::Place Connections::add(HttpConnection* connection)
 {
-    open_.insert(connection);
+    const Place place = active_.insert(active_.end(), connection);
     figures_->open.add(1);
     figures_->accepted.add(1);
+    return place;
 }
 
-void Connections::remove(HttpConnection* connection)
+/** It must not be idle. */
+void Connections::remove(Place place)
 {
-    open_.erase(connection);
+    active_.erase(place);
     figures_->open.add(-1);
     if (isAwaited_ && !isFull()) {
         isAwaited_ = false;
@@ -93,8 +95,10 @@ void Connections::stop()
     isStopping_ = true;
     isAwaited_ = false;
     std::vector<std::shared_ptr<HttpConnection>> open; // a copy, as connections that end remove themselves
-    for (HttpConnection* connection : open_)
-        open.push_back(connection->shared_from_this());
+    for (const auto* connections : {&active_, &idle_}) {
+        for (HttpConnection* connection : *connections)
+            open.push_back(connection->shared_from_this());
+    }
     for (const std::shared_ptr<HttpConnection>& connection : open)
         connection->stop();
 }

@@ -12,7 +12,6 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <unordered_set>
 
 namespace Http {
 
@@ -33,9 +32,11 @@ public:
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
 
-    void add(HttpConnection* connection);
-    void remove(HttpConnection* connection);
-    bool isFull() const { return open_.size() >= limit_; }
+    /** An open connection's place among the others. */
+    using Place = std::list<HttpConnection*>::iterator;
+    Place add(HttpConnection* connection);
+    void remove(Place place);
+    bool isFull() const { return active_.size() + idle_.size() >= limit_; }
 
     /**
      * Calls `freed` once, as soon as there is room for another connection; until then, each connection is closed after
@@ -46,9 +47,9 @@ public:
     /** Ends the connection that has been idle longest, if it has been idle for at least `patience`. */
     void endIdle(std::chrono::milliseconds patience);
 
-    using IdlePlace = std::list<HttpConnection*>::iterator;
-    IdlePlace enterIdle(HttpConnection* connection) { return idle_.insert(idle_.end(), connection); }
-    void leaveIdle(IdlePlace place) { idle_.erase(place); }
+    /** Neither takes memory, and both keep the place valid. */
+    void enterIdle(Place place) { idle_.splice(idle_.end(), active_, place); }
+    void leaveIdle(Place place) { active_.splice(active_.end(), idle_, place); }
 
     /** Reserves room for a large body of at most `bodyBytes`. Returns false when there is none, or others wait for it.
      */
@@ -99,8 +100,8 @@ private:
     TransportFigures* const figures_;
     std::atomic<bool> isStopping_ = false;
     std::atomic<bool> isAwaited_ = false; // freed_ is set
-    std::unordered_set<HttpConnection*> open_;
-    std::list<HttpConnection*> idle_; // longest idle first
+    std::list<HttpConnection*> active_;   // each connection is in this list or in the other
+    std::list<HttpConnection*> idle_;     // longest idle first
     std::deque<Queued> bodyQueue_;
     std::list<Untaken> untaken_; // longest without progress first
     std::size_t untakenBytes_ = 0;

@@ -21,11 +21,10 @@ Answer errorAnswer(int status, const char* type, const QByteArray& message)
 }
 
 /** The operation that a target names; null for unknown ones, which the server would answer as an internal failure. */
-const Operations::Operation* operationOf(const QByteArray& target)
+const Operations::Operation* operationOf(std::string_view target)
 {
-    const auto found = std::find_if(Operations::Api.begin(), Operations::Api.end(), [&](const auto& operation) {
-        return operation.isNamed({target.constData(), static_cast<std::size_t>(target.size())});
-    });
+    const auto found = std::find_if(Operations::Api.begin(), Operations::Api.end(),
+                                    [&](const auto& operation) { return operation.isNamed(target); });
     return found != Operations::Api.end() ? &*found : nullptr;
 }
 
@@ -42,9 +41,8 @@ bool parseObject(const QByteArray& body, QVariantMap* object)
 /** The server would close the connection for a body that is not JSON, and treat any other value as an empty object. */
 bool isObject(const QByteArray& body)
 {
-    std::vector<Json::MemberText> members;
     QVariantMap object;
-    return Json::splitObject(body, &members) || parseObject(body, &object);
+    return Json::isCanonicalObject(body) || parseObject(body, &object);
 }
 
 /** Whether a JSON text may contain a word, literally or escaped. */
@@ -72,7 +70,7 @@ QByteArray serversBody(const Operations::Operation& operation, const QByteArray&
 
 } // namespace
 
-Answer Gateway::answer(const QByteArray& target, const QByteArray& body)
+Answer Gateway::answer(std::string_view target, const QByteArray& body)
 {
     Call call;
     std::optional<Answer> refusal = prepare(target, body, &call);
@@ -86,13 +84,14 @@ Answer Gateway::answer(const Operations::Operation& operation, const QByteArray&
     return refusal ? std::move(*refusal) : answer(call);
 }
 
-std::optional<Answer> Gateway::prepare(const QByteArray& target, const QByteArray& body, Call* call)
+std::optional<Answer> Gateway::prepare(std::string_view target, const QByteArray& body, Call* call)
 {
-    if (target.isEmpty())
+    if (target.empty())
         return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "The header X-Amz-Target is missing");
     const Operations::Operation* const operation = operationOf(target);
     if (operation == nullptr)
-        return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation, "There is no operation " + target);
+        return errorAnswer(BadRequest, OwnErrorTypes::UnknownOperation,
+                           "There is no operation " + QByteArray(target.data(), static_cast<qsizetype>(target.size())));
     return prepare(*operation, body, call);
 }
 

@@ -5,6 +5,7 @@
 #include "http/serverpool.h"
 
 #include <optional>
+#include <string_view>
 
 namespace Http {
 
@@ -16,7 +17,7 @@ public:
 
     /** `target` is the value of "X-Amz-Target", empty if missing: an operation of the API. Waits for the server's
      * reply. */
-    Answer answer(const QByteArray& target, const QByteArray& body);
+    Answer answer(std::string_view target, const QByteArray& body);
 
     /** The same for any operation of the server. */
     Answer answer(const Operations::Operation& operation, const QByteArray& body);
@@ -30,7 +31,7 @@ public:
      * The two halves of answer(), for callers that exchange the call for its reply themselves. The first returns the
      * answer if there is nothing to exchange.
      */
-    [[nodiscard]] static std::optional<Answer> prepare(const QByteArray& target, const QByteArray& body, Call* call);
+    [[nodiscard]] static std::optional<Answer> prepare(std::string_view target, const QByteArray& body, Call* call);
     [[nodiscard]] static Answer finish(const Operations::Operation& operation, ExchangeResult result,
                                        const QByteArray& reply, const QString& error);
 

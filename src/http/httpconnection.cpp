@@ -27,15 +27,13 @@ constexpr std::size_t BodyPiece = 65536;
 HttpConnection::HttpConnection(Socket&& socket, const HttpLimits& limits, HttpService* service,
                                Connections* connections)
     : limits_(limits), service_(service), connections_(connections), socket_(std::move(socket)),
-      deadline_(socket_.get_executor()), input_(limits.request.head + BodyPiece)
-{
-    connections_->add(this);
-}
+      deadline_(socket_.get_executor()), input_(limits.request.head + BodyPiece), place_(connections->add(this))
+{}
 
 HttpConnection::~HttpConnection()
 {
     end();
-    connections_->remove(this);
+    connections_->remove(place_);
 }
 
 void HttpConnection::end()
@@ -51,8 +49,10 @@ void HttpConnection::stop()
 {
     switch (state_) {
     case State::Idle:
-        if (!hasInput())
-            end();
+        if (!hasInput()) {
+            ErrorCode ignored;
+            socket_.cancel(ignored); // ends the connection, unless it has already read something
+        }
         break;
     case State::Reading:
     case State::Queued:
@@ -77,7 +77,7 @@ bool HttpConnection::isIdleSince(milliseconds time) const
 void HttpConnection::enter(State state)
 {
     if (state_ == State::Idle && state != State::Idle)
-        connections_->leaveIdle(idlePlace_);
+        connections_->leaveIdle(place_);
     if (state_ == State::Queued && state != State::Queued)
         connections_->leaveBodyQueue(this);
     if (state_ == State::Writing && state != State::Writing)
@@ -128,10 +128,15 @@ void HttpConnection::waitForRequest()
         end();
         return;
     }
-    input_.shrink_to_fit(); // there may be many idle clients
-    idlePlace_ = connections_->enterIdle(this);
+    if (input_.capacity() > FirstPiece)
+        input_.shrink_to_fit(); // there may be many idle clients
+    const auto room = input_.prepare(FirstPiece);
+    connections_->enterIdle(place_);
     enter(State::Idle, limits_.keepAlive);
-    socket_.async_wait(Socket::wait_read, handler(State::Idle, [this](const ErrorCode&) { read(); }));
+    socket_.async_read_some(room, handler(State::Idle, [this](const ErrorCode& error, std::size_t size) {
+                                enter(State::Reading, limits_.transfer);
+                                onRead(error, size);
+                            }));
 }
 
 /** Starts the time for the next bytes of the request. */

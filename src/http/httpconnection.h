@@ -63,7 +63,8 @@ private:
 
     class Answering;
 
-    static constexpr std::size_t Piece = 4096; // of input; most requests fit into one
+    static constexpr std::size_t FirstPiece = 1024; // of input; an idle connection has memory for it
+    static constexpr std::size_t Piece = 4096;      // most requests fit into both
 
     /** Does a part of the connection's work. If there is no memory for it, the connection ends, and the caller learns
      * of it. */
@@ -119,7 +120,6 @@ private:
     Clock::time_point since_;                     // of the state
     Deadline deadline_;                           // of the state
     std::optional<Clock::time_point> lastMoment_; // for reading anything
-    Connections::IdlePlace idlePlace_;            // while it is idle
     Connections::UntakenPlace untakenPlace_;      // while it is writing
     std::size_t bodyRoom_ = 0;                    // bytes reserved for the body
 
@@ -131,6 +131,8 @@ private:
     std::shared_ptr<HttpConnection> served_; // itself, while the service has its request
     OutgoingResponse response_;
     bool isLast_ = false; // the connection is closed after the response
+
+    const Connections::Place place_; // last, as only a complete connection may be found there
 };
 
 } // namespace Http

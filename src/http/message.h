@@ -43,10 +43,15 @@ enum ResponseStatus : int {
     GatewayTimeout = 504,
 };
 
+struct ResponseHeader {
+    std::string_view name; // a literal
+    std::string value;
+};
+
 struct Response {
     int status = 0;
-    std::string reason;          // reason phrase; if empty or not plain text, the standard one is sent
-    std::vector<Header> headers; // without Content-Length and Connection, which the transport sets
+    std::string reason;                  // reason phrase; if empty or not plain text, the standard one is sent
+    std::vector<ResponseHeader> headers; // without Content-Length and Connection, which the transport sets
     QByteArray body;
 };
 

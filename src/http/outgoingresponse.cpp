@@ -16,11 +16,12 @@ bool isPlainText(const std::string& text)
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-std::string reasonOf(const Response& response)
+std::string_view reasonOf(const Response& response)
 {
     if (!response.reason.empty() && isPlainText(response.reason))
         return response.reason;
-    return std::string(boost::beast::http::obsolete_reason(static_cast<boost::beast::http::status>(response.status)));
+    const auto reason = boost::beast::http::obsolete_reason(static_cast<boost::beast::http::status>(response.status));
+    return {reason.data(), reason.size()};
 }
 
 void appendHeader(std::string_view name, std::string_view value, std::string* head)
@@ -29,15 +30,16 @@ void appendHeader(std::string_view name, std::string_view value, std::string* he
 }
 
 /** The status line and the headers; `connection` is the value of the Connection header, empty for none. */
-std::string headOf(const Response& response, std::string_view connection)
+void appendHead(const Response& response, std::string_view connection, std::string* head)
 {
-    std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + reasonOf(response) + "\r\n";
+    head->append("HTTP/1.1 ").append(std::to_string(response.status)).append(" ");
+    head->append(reasonOf(response)).append("\r\n");
     if (!connection.empty())
-        appendHeader("Connection", connection, &head);
-    appendHeader("Content-Length", std::to_string(response.body.size()), &head);
-    for (const Header& header : response.headers)
-        appendHeader(header.name, header.value, &head);
-    return head += "\r\n";
+        appendHeader("Connection", connection, head);
+    appendHeader("Content-Length", std::to_string(response.body.size()), head);
+    for (const ResponseHeader& header : response.headers)
+        appendHeader(header.name, header.value, head);
+    head->append("\r\n");
 }
 
 } // namespace
@@ -45,7 +47,8 @@ std::string headOf(const Response& response, std::string_view connection)
 void OutgoingResponse::compose(Response&& response, std::string_view connection, bool headOnly)
 {
     response_ = std::move(response);
-    head_ = headOf(response_, connection);
+    head_.clear(); // keeps its memory for the next one
+    appendHead(response_, connection, &head_);
     const std::size_t bodySize = headOnly ? 0 : static_cast<std::size_t>(response_.body.size());
     unsent_ = boost::beast::buffers_suffix<std::array<asio::const_buffer, 2>>(
         {asio::buffer(head_), asio::const_buffer(response_.body.constData(), bodySize)});

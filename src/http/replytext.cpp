@@ -2,6 +2,7 @@
 
 #include "http/apierror.h"
 #include "protocol/envelope.h"
+#include "json/jsoncharacters.h"
 #include "json/jsonmembers.h"
 #include "json/jsonreader.h"
 #include "json/jsontext.h"
@@ -18,6 +19,9 @@ enum { SmallestStatus = 200, LargestStatus = 599 };
 
 QByteArray stringOf(QByteArrayView json)
 {
+    const bool isString = json.size() >= 2 && json.startsWith('"');
+    if (isString && Json::isPlain(json.sliced(1, json.size() - 2)))
+        return json.sliced(1, json.size() - 2).toByteArray();
     QVariant value;
     return Json::parse(json.toByteArray(), &value) ? value.toString().toLatin1() : QByteArray();
 }
@@ -59,12 +63,12 @@ StatusLine statusLineOf(const std::vector<Json::Member>& members)
 {
     StatusLine line;
     for (const Json::Member& member : members) {
-        if (member.name == Envelopes::OutcomeName)
+        if (member.isNamed(Envelopes::OutcomeName))
             line.outcome = stringOf(member.value);
-        if (member.name != Envelopes::CodeName)
+        if (!member.isNamed(Envelopes::CodeName))
             continue;
         bool isNumber = false;
-        const int status = member.value.toByteArray().toInt(&isNumber);
+        const int status = member.value.toInt(&isNumber);
         if (isNumber && status >= SmallestStatus && status <= LargestStatus)
             line.status = status;
     }
@@ -73,14 +77,16 @@ StatusLine statusLineOf(const std::vector<Json::Member>& members)
 
 class BodyWriter {
 public:
-    BodyWriter(const Operations::Operation& operation, bool isError) : operation_(operation), isError_(isError)
+    /** `room` is the size that the body will probably have. */
+    BodyWriter(const Operations::Operation& operation, bool isError, qsizetype room)
+        : operation_(operation), isError_(isError), text_({}, room)
     {
         text_.beginObject();
     }
 
     void add(const Json::Member& member)
     {
-        if (member.name == Envelopes::CodeName || member.name == Envelopes::OutcomeName)
+        if (member.isNamed(Envelopes::CodeName) || member.isNamed(Envelopes::OutcomeName))
             return;
         text_.nameText(member.nameText);
         if (isError_)
@@ -108,9 +114,9 @@ public:
 private:
     void putErrorValue(const Json::Member& member)
     {
-        const bool isType = member.name == Envelopes::TypeName;
+        const bool isType = member.isNamed(Envelopes::TypeName);
         hasType_ |= isType;
-        hasMessage_ |= member.name == Envelopes::MessageName;
+        hasMessage_ |= member.isNamed(Envelopes::MessageName);
         if (isType)
             text_.putLatin1(fullErrorType(stringOf(member.value)));
         else
@@ -119,8 +125,8 @@ private:
 
     bool holdsKeys(const Json::Member& member) const
     {
-        return member.name == u"LastEvaluatedKey"_s ||
-               (member.name == u"Attributes"_s && operation_ == Operations::UpdateItem);
+        return member.isNamed("LastEvaluatedKey") ||
+               (member.isNamed("Attributes") && operation_ == Operations::UpdateItem);
     }
 
     const Operations::Operation& operation_;
@@ -140,7 +146,7 @@ bool translateReply(const Operations::Operation& operation, const QByteArray& re
     const StatusLine line = statusLineOf(members);
     if (!line.status)
         return false;
-    BodyWriter body(operation, *line.status != Envelopes::SuccessCode);
+    BodyWriter body(operation, *line.status != Envelopes::SuccessCode, reply.size());
     for (const Json::Member& member : members)
         body.add(member);
     *answer = {*line.status, line.outcome, body.finish(line.outcome)};

@@ -19,6 +19,8 @@ std::string stringOf(boost::beast::string_view text)
     return {text.data(), text.size()};
 }
 
+constexpr std::size_t UsualHeaders = 12; // as many as most clients send
+
 bool isNumber(boost::beast::string_view text)
 {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -119,6 +121,7 @@ void RequestParser::on_request_impl(http::verb verb, Text method, Text target, i
     head_.method = stringOf(method);
     head_.target = stringOf(target);
     head_.isOld = version == 10;
+    head_.headers.reserve(UsualHeaders);
 }
 
 void RequestParser::on_field_impl(http::field field, Text name, Text value, ErrorCode& error)

@@ -51,10 +51,9 @@ public:
         if (!json.IsObject())
             return wrongType(error_, json, "Map");
         for (const auto& member : json.GetObject()) {
-            AttributeValue value;
+            AttributeValue& value = item->try_emplace(std::string(textOf(member.name))).first->second;
             if (!readValue(member.value, &value))
                 return false;
-            item->insert_or_assign(std::string(textOf(member.name)), std::move(value));
         }
         return true;
     }

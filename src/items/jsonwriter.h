@@ -5,8 +5,9 @@
 
 #include <rapidjson/writer.h>
 
-#include <cstdint>
-#include <cstring>
+#include <array>
+#include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace Items {
@@ -34,34 +35,42 @@ public:
     /** Whether it has a control character, a quote or a backslash. */
     static bool needsEscape(std::string_view text)
     {
-        std::uint64_t word = 0;
-        for (; text.size() >= sizeof word; text.remove_prefix(sizeof word)) {
-            std::memcpy(&word, text.data(), sizeof word);
-            if (needsEscape(word))
-                return true;
-        }
-        char rest[sizeof word];
-        std::memset(rest, ' ', sizeof rest);
-        text.copy(rest, text.size());
-        std::memcpy(&word, rest, sizeof word);
-        return needsEscape(word);
+        Block found{};
+        for (; text.size() >= found.size(); text.remove_prefix(found.size()))
+            mark(text.data(), &found);
+        Block rest;
+        rest.fill(' ');
+        text.copy(rest.data(), text.size());
+        mark(rest.data(), &found);
+        return found != Block{};
     }
 
 private:
-    static constexpr std::uint64_t Ones = 0x0101010101010101;
-    static constexpr std::uint64_t HighBits = 0x8080808080808080;
+    using Block = std::array<char, 16>;
 
-    /** Whether a byte of the word is below a limit, which is at most 128. */
-    static bool hasBelow(std::uint64_t word, std::uint64_t limit)
+    /** Sets `found` where a byte needs an escape. Has no branches, so that the compiler compares all bytes at once. */
+    static void mark(const char* bytes, Block* found)
     {
-        return ((word - Ones * limit) & ~word & HighBits) != 0;
-    }
-
-    static bool needsEscape(std::uint64_t word)
-    {
-        return hasBelow(word, ' ') || hasBelow(word ^ (Ones * '"'), 1) || hasBelow(word ^ (Ones * '\\'), 1);
+        for (std::size_t i = 0; i < found->size(); ++i) {
+            const auto byte = static_cast<unsigned char>(bytes[i]);
+            (*found)[i] |= static_cast<char>(byte < ' ' || byte == '"' || byte == '\\');
+        }
     }
 };
+
+/** Appends a string as JsonWriter writes it, to JSON that is composed without one. */
+inline void appendString(std::string_view text, std::string* json)
+{
+    if (JsonWriter::needsEscape(text)) {
+        JsonText written;
+        JsonWriter(written).String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+        json->append(written.GetString(), written.GetSize());
+    } else {
+        *json += '"';
+        *json += text;
+        *json += '"';
+    }
+}
 
 } // namespace Items
 

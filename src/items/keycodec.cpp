@@ -133,6 +133,13 @@ std::optional<std::string> encodeLatin1(const std::string& utf8)
     return bytes;
 }
 
+/** How many leading bytes are ASCII: all of most keys. */
+std::size_t asciiLength(std::string_view bytes)
+{
+    const auto isOther = [](char c) { return static_cast<unsigned char>(c) >= 0x80; };
+    return static_cast<std::size_t>(std::find_if(bytes.begin(), bytes.end(), isOther) - bytes.begin());
+}
+
 /** The text of a value for a form other than Number; null if it is of another type. */
 const std::string* textOf(KeyCodec::Form form, const AttributeValue& value)
 {
@@ -200,9 +207,9 @@ std::optional<KeyCodec::Bounds> KeyCodec::prefixBounds(Form form, const Attribut
 
 std::string KeyCodec::jsonText(std::string_view bytes)
 {
-    std::string utf8;
-    utf8.reserve(bytes.size());
-    for (const char c : bytes) {
+    const std::size_t ascii = asciiLength(bytes);
+    std::string utf8(bytes.substr(0, ascii));
+    for (const char c : bytes.substr(ascii)) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x80) {
             utf8 += c;
@@ -216,9 +223,9 @@ std::string KeyCodec::jsonText(std::string_view bytes)
 
 std::optional<std::string> KeyCodec::bytesOfJsonText(std::string_view utf8)
 {
-    std::string bytes;
-    bytes.reserve(utf8.size());
-    for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const std::size_t ascii = asciiLength(utf8);
+    std::string bytes(utf8.substr(0, ascii));
+    for (std::size_t i = ascii; i < utf8.size(); ++i) {
         const auto first = static_cast<unsigned char>(utf8[i]);
         if (first < 0x80) {
             bytes += utf8[i];

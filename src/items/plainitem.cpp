@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace Items {
 
@@ -17,11 +18,13 @@ class Scanner {
 public:
     explicit Scanner(std::string_view text) : rest_(text) {}
 
-    bool take(std::string_view piece)
+    /** A literal, so that its few bytes are compared without a call. */
+    template <std::size_t Size> bool take(const char (&piece)[Size])
     {
-        if (!rest_.starts_with(piece))
+        constexpr std::size_t Length = Size - 1;
+        if (rest_.size() < Length || std::memcmp(rest_.data(), piece, Length) != 0)
             return false;
-        rest_.remove_prefix(piece.size());
+        rest_.remove_prefix(Length);
         return true;
     }
 
@@ -75,24 +78,34 @@ bool takeMember(Scanner* scanner, std::string_view* name)
     return scanner->take("N\":\"") && scanner->takeString(&content) && isShortest(content) && scanner->take("}");
 }
 
+void appendComma(std::string* json)
+{
+    if (json->back() != '{')
+        *json += ',';
+}
+
 /** Appends members to an object that is not closed yet. */
 void appendMembers(std::string_view members, std::string* json)
 {
     if (members.empty())
         return;
-    if (json->back() != '{')
-        *json += ',';
+    appendComma(json);
     *json += members;
 }
 
-std::string memberOf(const Item::value_type& attribute)
+void appendKey(const Item::value_type& attribute, std::string* json)
 {
     const auto& [name, value] = attribute;
-    const std::string* const text = value.asString();
-    if (text != nullptr && !JsonWriter::needsEscape(name) && !JsonWriter::needsEscape(*text))
-        return '"' + name + "\":{\"S\":\"" + *text + "\"}";
-    const std::string object = jsonOf({attribute});
-    return object.substr(1, object.size() - 2);
+    appendComma(json);
+    if (const std::string* const text = value.asString()) {
+        appendString(name, json);
+        *json += ":{\"S\":";
+        appendString(*text, json);
+        *json += '}';
+    } else {
+        const std::string object = jsonOf({attribute});
+        json->append(object, 1, object.size() - 2);
+    }
 }
 
 } // namespace
@@ -118,7 +131,7 @@ bool PlainItem::append(std::string_view stored, const Item& keys, std::string* j
                     return false;
                 if (begin != member)
                     appendMembers({begin, member - 1}, json); // without the comma
-                appendMembers(memberOf(*key), json);
+                appendKey(*key, json);
                 begin = member;
             }
         } while (scanner.take(","));
@@ -127,7 +140,7 @@ bool PlainItem::append(std::string_view stored, const Item& keys, std::string* j
             return false;
     }
     for (; key != keys.end(); ++key)
-        appendMembers(memberOf(*key), json);
+        appendKey(*key, json);
     *json += '}';
     return scanner.isAtEnd();
 }

@@ -32,7 +32,7 @@ public:
         if (depth_ > 1)
             return true;
         const char* begin = std::find(valueEnd_, here(), '"');
-        members_->push_back({QString::fromUtf8(name, length), QByteArrayView(begin, here()), {}});
+        members_->push_back({QByteArray(name, static_cast<qsizetype>(length)), QByteArrayView(begin, here()), {}});
         return true;
     }
 
@@ -86,7 +86,9 @@ bool findCanonicalMembers(QByteArrayView text, std::vector<Member>* members)
         return false;
     members->reserve(found.size());
     for (const MemberText& member : found)
-        members->push_back({member.name, {member.name.begin() - 1, member.name.end() + 1}, member.value});
+        members->push_back({QByteArray::fromRawData(member.name.data(), member.name.size()),
+                            {member.name.begin() - 1, member.name.end() + 1},
+                            member.value});
     return true;
 }
 

@@ -1,18 +1,21 @@
 #ifndef QUORVA_JSON_JSONMEMBERS_H
 #define QUORVA_JSON_JSONMEMBERS_H
 
+#include <QByteArray>
 #include <QByteArrayView>
-#include <QString>
 
+#include <algorithm>
 #include <vector>
 
 namespace Json {
 
 /** One member of an object, as spelled in the object's text. */
 struct Member {
-    QString name;
+    QByteArray name;         // UTF-8; like the other two it may point into the text
     QByteArrayView nameText; // the name with its quotes and escapes
     QByteArrayView value;    // without the white space around it
+
+    bool isNamed(QByteArrayView utf8) const { return std::equal(name.begin(), name.end(), utf8.begin(), utf8.end()); }
 };
 
 /**

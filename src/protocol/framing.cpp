@@ -2,28 +2,26 @@
 
 #include <QtEndian>
 
+#include <algorithm>
 #include <limits>
 
 namespace Framing {
 
 namespace {
 
-void appendWithLength(const QByteArray& part, QByteArray* frame)
+/** Writes the part and returns the place behind it. */
+char* writeWithLength(const QByteArray& part, char* to)
 {
-    char length[LengthSize];
-    writeLength(static_cast<std::uint32_t>(part.size()), length);
-    frame->append(length, LengthSize);
-    frame->append(part);
+    writeLength(static_cast<std::uint32_t>(part.size()), to);
+    return std::copy(part.begin(), part.end(), to + LengthSize);
 }
 
 } // namespace
 
 QByteArray frameRequest(const QByteArray& operation, const QByteArray& body)
 {
-    QByteArray frame;
-    frame.reserve(static_cast<qsizetype>(2 * LengthSize) + operation.size() + body.size());
-    appendWithLength(operation, &frame);
-    appendWithLength(body, &frame);
+    QByteArray frame(static_cast<qsizetype>(2 * LengthSize) + operation.size() + body.size(), Qt::Uninitialized);
+    writeWithLength(body, writeWithLength(operation, frame.data()));
     return frame;
 }
 

@@ -1,12 +1,14 @@
 #include "protocol/operations.h"
 
+#include <algorithm>
+
 namespace Operations {
 
 QByteArray Operation::fullName() const
 {
-    QByteArray bytes;
-    bytes.reserve(static_cast<qsizetype>(prefix.size() + name.size()));
-    return bytes.append(prefix).append(name);
+    QByteArray bytes(static_cast<qsizetype>(prefix.size() + name.size()), Qt::Uninitialized);
+    std::copy(name.begin(), name.end(), std::copy(prefix.begin(), prefix.end(), bytes.begin()));
+    return bytes;
 }
 
 QByteArray fullName(const QByteArray& name)

@@ -60,7 +60,7 @@ protected:
 
     static std::string allowed(const Http::Response& response)
     {
-        for (const Http::Header& header : response.headers) {
+        for (const Http::ResponseHeader& header : response.headers) {
             if (header.name == "Allow")
                 return header.value;
         }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <poll.h>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -66,6 +68,23 @@ TEST_F(HttpTransport, EndsWhenWhatHasComeIsAnswered)
     service_.answerHeld();
     const HttpAnswer answer = client.receive();
     EXPECT_EQ(answer.body, "2");
+    EXPECT_EQ(answer.header("connection"), "close");
+    EXPECT_TRUE(client.isClosedByPeer());
+    thread_.join();
+}
+
+TEST_F(HttpTransport, EndsWhenARequestIsAnsweredThatHadJustBeenReceived)
+{
+    service_.onClient = [this](int socket) {
+        pollfd events{socket, POLLIN, 0};
+        ASSERT_EQ(poll(&events, 1, 60000), 1);
+        server_->endRun(); // what it does comes after the read of the request, and before its completion
+    };
+    ASSERT_NO_FATAL_FAILURE(start());
+    HttpClient client(port_);
+    ASSERT_TRUE(client.send(request("/", "1")));
+    const HttpAnswer answer = client.receive();
+    EXPECT_EQ(answer.body, "1");
     EXPECT_EQ(answer.header("connection"), "close");
     EXPECT_TRUE(client.isClosedByPeer());
     thread_.join();

@@ -21,7 +21,15 @@ class Echo : public Http::HttpService {
 public:
     ~Echo() override { answerHeld(); }
 
-    bool admits(int) override { return true; }
+    /** Called with the socket of each new client, on the transport's thread, before anything is read from it. */
+    std::function<void(int)> onClient;
+
+    bool admits(int socket) override
+    {
+        if (onClient)
+            onClient(socket);
+        return true;
+    }
 
     std::optional<Http::Response> refuse(const Http::RequestHead& head) override
     {

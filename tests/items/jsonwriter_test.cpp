@@ -25,13 +25,19 @@ void expectAsTheLibraryWrites(const std::string& text)
     EXPECT_EQ(written<Items::JsonWriter>(exact.get(), text.size()),
               written<rapidjson::Writer<Items::JsonText>>(exact.get(), text.size()))
         << testing::PrintToString(text);
+    std::string appended = "{";
+    Items::appendString({exact.get(), text.size()}, &appended);
+    appended += ':';
+    Items::appendString({exact.get(), text.size()}, &appended);
+    EXPECT_EQ(appended + '}', written<rapidjson::Writer<Items::JsonText>>(exact.get(), text.size()))
+        << testing::PrintToString(text);
 }
 
 } // namespace
 
 TEST(JsonWriter, WritesEveryByteWhereverItIsAsTheLibraryDoes)
 {
-    for (std::size_t length = 0; length <= 18; ++length) {
+    for (std::size_t length = 0; length <= 34; ++length) {
         const std::string plain(length, 'a');
         expectAsTheLibraryWrites(plain);
         for (std::size_t at = 0; at < length; ++at) {

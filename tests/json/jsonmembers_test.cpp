@@ -14,8 +14,8 @@ std::vector<std::string> membersOf(const QByteArray& text)
     EXPECT_TRUE(Json::findMembers(text, &members)) << text.toStdString();
     std::vector<std::string> lines;
     for (const Json::Member& member : members)
-        lines.push_back((member.name.toUtf8() + '|' + member.nameText.toByteArray() + '|' + member.value.toByteArray())
-                            .toStdString());
+        lines.push_back(
+            (member.name + '|' + member.nameText.toByteArray() + '|' + member.value.toByteArray()).toStdString());
     return lines;
 }
 

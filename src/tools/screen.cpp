@@ -110,9 +110,9 @@ bool Screen::draw(const std::vector<std::string>& lines, const std::string& foot
 int Screen::takeKey()
 {
     char key = 0;
-    const ssize_t size = ::read(STDIN_FILENO, &key, 1);
-    if (size != 1)
-        return size < 0 && (errno == EINTR || errno == EAGAIN) ? NoKey : Gone;
+    const ssize_t taken = ::read(STDIN_FILENO, &key, 1);
+    if (taken != 1)
+        return taken < 0 && (errno == EINTR || errno == EAGAIN) ? NoKey : Gone;
     if (key != '\033')
         return static_cast<unsigned char>(key);
     const std::string sequence = takeSequence();

@@ -203,6 +203,7 @@ std::optional<Number> Number::fromDigits(bool isNegative, std::string_view digit
 {
     if (digits.empty() || digits.size() > MostDigits || exponent < LeastExponent || exponent > GreatestExponent)
         return {};
+    // cppcheck-suppress danglingTemporaryLifetime ; a caller's temporary lives until this returns
     const bool areDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= 0 && c <= 9; });
     if (!areDigits || digits.front() == 0 || digits.back() == 0)
         return {};

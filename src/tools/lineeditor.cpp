@@ -76,6 +76,7 @@ LineEditor::Result LineEditor::read(const std::string& prompt, std::string* line
     int size = 0;
     el_set(editor_, EL_PREP_TERM, 1); // el_gets() does so only after the prompt, when a Ctrl-C may already have arrived
     const char* text = el_gets(editor_, &size);
+    // cppcheck-suppress knownConditionTrueFalse ; onCancel() sets it during el_gets()
     if (cancelled_)
         return Result::Cancelled;
     if (text == nullptr || size <= 0)

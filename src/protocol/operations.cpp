@@ -5,7 +5,7 @@ namespace Operations {
 QByteArray Operation::fullName() const
 {
     QByteArray bytes;
-    bytes.reserve(static_cast<qsizetype>(prefix.size() + name.size()));
+    bytes.reserve(qsizetype(prefix.size()) + qsizetype(name.size()));
     return bytes.append(prefix).append(name);
 }
 

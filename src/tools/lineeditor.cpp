@@ -107,7 +107,7 @@ unsigned char LineEditor::onComplete(editline* editor, int)
     }
     if (completion.words.empty())
         return CC_REFRESH_BEEP;
-    of(editor)->show(completion.words);
+    show(completion.words);
     return CC_REDISPLAY;
 }
 
@@ -125,7 +125,7 @@ char* LineEditor::onPrompt(editline* editor)
 }
 
 /** Below the line, in columns; the line is then drawn again. */
-void LineEditor::show(const std::vector<std::string>& words) const
+void LineEditor::show(const std::vector<std::string>& words)
 {
     int widest = 0;
     for (const std::string& word : words)

@@ -97,6 +97,7 @@ Screen::Size Screen::size()
     return {80, 24};
 }
 
+// Not static, as there must be a screen. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 bool Screen::draw(const std::vector<std::string>& lines, const std::string& footer)
 {
     const auto [columns, height] = size();
@@ -107,6 +108,7 @@ bool Screen::draw(const std::vector<std::string>& lines, const std::string& foot
     return write(text.append(EraseLine));
 }
 
+// Not static, as there must be a screen. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 int Screen::takeKey()
 {
     char key = 0;

@@ -2,11 +2,10 @@
 
 #include <QList>
 
-#include <clocale>
 #include <cstdio>
 #include <cwchar>
 
-#include <locale.h>
+#include <locale.h> // of POSIX: newlocale(). NOLINT(modernize-deprecated-headers)
 
 namespace TerminalText {
 

@@ -41,13 +41,13 @@ struct TableWrites {
 Failure readWrite(const Table& table, const Items::JsonValue& json, Write* write)
 {
     write->json = &json;
-    const Items::JsonValue* const put = member(json, "PutRequest");
-    const Items::JsonValue* const deletion = member(json, "DeleteRequest");
-    if ((put == nullptr) == (deletion == nullptr))
+    const Items::JsonValue* const putRequest = member(json, "PutRequest");
+    const Items::JsonValue* const deleteRequest = member(json, "DeleteRequest");
+    if ((putRequest == nullptr) == (deleteRequest == nullptr))
         return Errors::validation("Supplied WriteRequest must contain exactly one of PutRequest and DeleteRequest");
-    if (deletion != nullptr)
-        return ItemKeys::read(table, *member(*deletion, "Key"), &write->key);
-    if (Failure failure = readItem(*member(*put, "Item"), &write->item.emplace()))
+    if (deleteRequest != nullptr)
+        return ItemKeys::read(table, *member(*deleteRequest, "Key"), &write->key);
+    if (Failure failure = readItem(*member(*putRequest, "Item"), &write->item.emplace()))
         return failure;
     if (Failure failure = ItemKeys::ofItem(table, *write->item, &write->key))
         return failure;
@@ -67,7 +67,8 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
         return Errors::validation("Too many items requested for the BatchWriteItem call");
     BatchKeys keys(context.server);
     for (const auto& [name, writes] : all) {
-        TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
+        tables->push_back({std::string(name)});
+        TableWrites& table = tables->back();
         if (Failure failure = context.tables.find(table.name, &table.table))
             return failure;
         for (const Items::JsonValue& json : writes->GetArray()) {

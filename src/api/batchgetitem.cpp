@@ -52,7 +52,8 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
     const Items::JsonValue& tables = *member(request, "RequestItems");
     std::size_t keys = 0;
     for (const auto& [name, json] : lastMembers(tables)) {
-        TableRead& read = reads->emplace_back(TableRead{std::string(name), json});
+        reads->push_back({std::string(name), json});
+        TableRead& read = reads->back();
         Expressions::Parameters parameters;
         if (Failure failure = readParameters(Expressions::RequestKind::Get, *json, &parameters))
             return failure;

@@ -11,8 +11,8 @@ Failure BatchKeys::add(const Table& table, const StoredKey& key)
 {
     const std::string_view directory = TableNames::directory(table.name.real);
     auto& directories = keys_[{std::string(TableNames::filePart(table.name.real)), key}];
-    const bool isKnown = std::any_of(directories.begin(), directories.end(),
-                                     [&](const std::string& other) { return areSame(directory, other); });
+    const bool isKnown =
+        std::ranges::any_of(directories, [&](const std::string& other) { return areSame(directory, other); });
     if (isKnown)
         return Errors::validation("Provided list of item keys contains duplicates");
     directories.emplace(directory);

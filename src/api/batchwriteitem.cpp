@@ -46,13 +46,13 @@ struct TableWrites {
 Failure readWrite(const Items::JsonValue& json, Write* write)
 {
     write->json = &json;
-    const Items::JsonValue* const put = member(json, "PutRequest");
-    const Items::JsonValue* const deletion = member(json, "DeleteRequest");
-    if ((put == nullptr) == (deletion == nullptr))
+    const Items::JsonValue* const putRequest = member(json, "PutRequest");
+    const Items::JsonValue* const deleteRequest = member(json, "DeleteRequest");
+    if ((putRequest == nullptr) == (deleteRequest == nullptr))
         return Errors::validation("Supplied WriteRequest must contain exactly one of PutRequest and DeleteRequest");
-    write->isPut = put != nullptr;
-    if (Failure failure =
-            readItem(put != nullptr ? *member(*put, "Item") : *member(*deletion, "Key"), &write->attributes))
+    write->isPut = putRequest != nullptr;
+    const Items::JsonValue& attributes = write->isPut ? *member(*putRequest, "Item") : *member(*deleteRequest, "Key");
+    if (Failure failure = readItem(attributes, &write->attributes))
         return failure;
     if (write->isPut && Items::sizeOfItem(write->attributes) > Items::MostItemBytes)
         return ItemStore::tooLarge();
@@ -75,7 +75,8 @@ Failure readRequest(const Items::JsonValue& request, Context& context, std::vect
     if (count > MostWrites)
         return Errors::validation("Too many items requested for the BatchWriteItem call");
     for (const auto& [name, writes] : all) {
-        TableWrites& table = tables->emplace_back(TableWrites{std::string(name)});
+        tables->push_back({std::string(name)});
+        TableWrites& table = tables->back();
         for (const Items::JsonValue& json : writes->GetArray()) {
             if (Failure failure = readWrite(json, &table.writes.emplace_back()))
                 return failure;

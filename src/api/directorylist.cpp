@@ -93,6 +93,7 @@ Failure DirectoryList::find(const Server& server, std::string_view realName, Ent
     if (Failure failure = read(server, TableNames::directory(realName), &entries))
         return failure;
     const std::string_view table = TableNames::filePart(realName);
+    // cppcheck-suppress knownEmptyContainer ; read() has filled it
     for (Entry& candidate : entries) {
         if (candidate.table == table)
             *entry = std::move(candidate);

@@ -43,11 +43,11 @@ private:
     /** False if the item does not fit. */
     bool take(const Items::Item& item)
     {
-        const std::size_t bytes = Items::sizeOfItem(item);
-        isCut_ = examined_ > 0 && bytes_ + bytes > PageBytes;
+        const std::size_t size = Items::sizeOfItem(item);
+        isCut_ = examined_ > 0 && bytes_ + size > PageBytes;
         if (isCut_)
             return false;
-        bytes_ += bytes;
+        bytes_ += size;
         ++examined_;
         last_ = ItemKeys::only(table_, item);
         if (page_.filter && !Expressions::holds(*page_.filter, &item))

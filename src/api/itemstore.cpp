@@ -116,17 +116,17 @@ Failure ItemStore::changeGuarded(const StoredKey& key, FirstGuess guess, const C
                 return failure;
             isGuess = false;
         }
-        ItemChange change;
-        if (Failure failure = compute(before.item ? &*before.item : nullptr, &change)) {
+        ItemChange computed;
+        if (Failure failure = compute(before.item ? &*before.item : nullptr, &computed)) {
             if (!std::exchange(isGuess, false))
                 return failure;
             isKnown = false;
             continue;
         }
-        if (change.action == ItemChange::Action::Keep && !isGuess)
+        if (computed.action == ItemChange::Action::Keep && !isGuess)
             return std::nullopt;
         ServerReply reply;
-        if (Failure failure = commit(key, before, change, &reply))
+        if (Failure failure = commit(key, before, computed, &reply))
             return failure;
         if (reply.isSuccess())
             return std::nullopt;

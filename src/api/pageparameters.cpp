@@ -44,9 +44,9 @@ Failure readSelect(const Items::JsonValue& request, ItemPage* page)
         return invalid("Must specify the AttributesToGet or ProjectionExpression when choosing to get "
                        "SPECIFIC_ATTRIBUTES");
     if (page->projection && !select.empty() && select != "SPECIFIC_ATTRIBUTES") {
-        const std::string member = isOlder ? "AttributesToGet" : "ProjectionExpression";
+        const std::string parameter = isOlder ? "AttributesToGet" : "ProjectionExpression";
         const std::string selected = page->isCountOnly ? "only the Count" : std::string(select);
-        return invalid("Cannot specify the " + member + " when choosing to get " + selected);
+        return invalid("Cannot specify the " + parameter + " when choosing to get " + selected);
     }
     return std::nullopt;
 }

@@ -4,7 +4,7 @@
 #include "items/utf8.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <string>
 
 namespace Api {
@@ -25,58 +25,57 @@ constexpr std::string_view NoBuckets =
 constexpr std::string_view NoInsights = "figures are at /metrics, see monitoring.md";
 constexpr std::string_view NoScaling = "capacity is not limited, so there is nothing to scale";
 
-constexpr std::array Refusals{
-    Refusal{"BatchExecuteStatement", NoStatements},
-    Refusal{"CancelBulkOperation", NoBuckets},
-    Refusal{"CreateBackup", NoBackups},
-    Refusal{"CreateGlobalTable", Reasons::OneRegion},
-    Refusal{"DeleteBackup", NoBackups},
-    Refusal{"DeleteResourcePolicy", Reasons::NoPolicies},
-    Refusal{"DescribeBackup", NoBackups},
-    Refusal{"DescribeBulkOperation", NoBuckets},
-    Refusal{"DescribeContributorInsights", NoInsights},
-    Refusal{"DescribeExport", NoBuckets},
-    Refusal{"DescribeGlobalTable", Reasons::OneRegion},
-    Refusal{"DescribeGlobalTableSettings", Reasons::OneRegion},
-    Refusal{"DescribeImport", NoBuckets},
-    Refusal{"DescribeKinesisStreamingDestination", Reasons::NoStreams},
-    Refusal{"DescribeTableReplicaAutoScaling", NoScaling},
-    Refusal{"DisableKinesisStreamingDestination", Reasons::NoStreams},
-    Refusal{"EnableKinesisStreamingDestination", Reasons::NoStreams},
-    Refusal{"ExecuteStatement", NoStatements},
-    Refusal{"ExecuteTransaction", NoStatements},
-    Refusal{"ExportTableToPointInTime", NoBuckets},
-    Refusal{"GetResourcePolicy", Reasons::NoPolicies},
-    Refusal{"ImportTable", NoBuckets},
-    Refusal{"ListBackups", NoBackups},
-    Refusal{"ListBulkOperations", NoBuckets},
-    Refusal{"ListContributorInsights", NoInsights},
-    Refusal{"ListExports", NoBuckets},
-    Refusal{"ListGlobalTables", Reasons::OneRegion},
-    Refusal{"ListImports", NoBuckets},
-    Refusal{"PutResourcePolicy", Reasons::NoPolicies},
-    Refusal{"RestoreTableFromBackup", NoBackups},
-    Refusal{"RestoreTableToPointInTime", NoBackups},
-    Refusal{"SearchVectors", Reasons::NoVectors},
-    Refusal{"StartBulkPutItems", NoBuckets},
-    Refusal{"TransactGetItems", NoTransactions},
-    Refusal{"TransactWriteItems", NoTransactions},
-    Refusal{"UpdateContinuousBackups", NoBackups},
-    Refusal{"UpdateContributorInsights", NoInsights},
-    Refusal{"UpdateGlobalTable", Reasons::OneRegion},
-    Refusal{"UpdateGlobalTableSettings", Reasons::OneRegion},
-    Refusal{"UpdateKinesisStreamingDestination", Reasons::NoStreams},
-    Refusal{"UpdateTableReplicaAutoScaling", NoScaling},
-    Refusal{"UpdateTimeToLive", NoExpiry},
+constexpr Refusal Refusals[] = {
+    {"BatchExecuteStatement", NoStatements},
+    {"CancelBulkOperation", NoBuckets},
+    {"CreateBackup", NoBackups},
+    {"CreateGlobalTable", Reasons::OneRegion},
+    {"DeleteBackup", NoBackups},
+    {"DeleteResourcePolicy", Reasons::NoPolicies},
+    {"DescribeBackup", NoBackups},
+    {"DescribeBulkOperation", NoBuckets},
+    {"DescribeContributorInsights", NoInsights},
+    {"DescribeExport", NoBuckets},
+    {"DescribeGlobalTable", Reasons::OneRegion},
+    {"DescribeGlobalTableSettings", Reasons::OneRegion},
+    {"DescribeImport", NoBuckets},
+    {"DescribeKinesisStreamingDestination", Reasons::NoStreams},
+    {"DescribeTableReplicaAutoScaling", NoScaling},
+    {"DisableKinesisStreamingDestination", Reasons::NoStreams},
+    {"EnableKinesisStreamingDestination", Reasons::NoStreams},
+    {"ExecuteStatement", NoStatements},
+    {"ExecuteTransaction", NoStatements},
+    {"ExportTableToPointInTime", NoBuckets},
+    {"GetResourcePolicy", Reasons::NoPolicies},
+    {"ImportTable", NoBuckets},
+    {"ListBackups", NoBackups},
+    {"ListBulkOperations", NoBuckets},
+    {"ListContributorInsights", NoInsights},
+    {"ListExports", NoBuckets},
+    {"ListGlobalTables", Reasons::OneRegion},
+    {"ListImports", NoBuckets},
+    {"PutResourcePolicy", Reasons::NoPolicies},
+    {"RestoreTableFromBackup", NoBackups},
+    {"RestoreTableToPointInTime", NoBackups},
+    {"SearchVectors", Reasons::NoVectors},
+    {"StartBulkPutItems", NoBuckets},
+    {"TransactGetItems", NoTransactions},
+    {"TransactWriteItems", NoTransactions},
+    {"UpdateContinuousBackups", NoBackups},
+    {"UpdateContributorInsights", NoInsights},
+    {"UpdateGlobalTable", Reasons::OneRegion},
+    {"UpdateGlobalTableSettings", Reasons::OneRegion},
+    {"UpdateKinesisStreamingDestination", Reasons::NoStreams},
+    {"UpdateTableReplicaAutoScaling", NoScaling},
+    {"UpdateTimeToLive", NoExpiry},
 };
 
 } // namespace
 
 Error refusalOf(std::string_view name)
 {
-    const auto found =
-        std::find_if(Refusals.begin(), Refusals.end(), [&](const Refusal& refusal) { return refusal.name == name; });
-    if (found == Refusals.end())
+    const Refusal* const found = std::ranges::find(Refusals, name, &Refusal::name);
+    if (found == std::end(Refusals))
         return Errors::unknownOperation(Items::isUtf8(name) ? "There is no operation " + std::string(name)
                                                             : "There is no operation of this name, which is not UTF-8");
     return Errors::unknownOperation(std::string(name) + " is not available: " + std::string(found->reason));

@@ -120,9 +120,9 @@ bool isOfType(const Items::JsonValue& value, Kind kind)
 
 const Shape* shapeOf(const Shape& structure, std::string_view name)
 {
-    for (const Member& member : structure.members) {
-        if (member.name == name)
-            return member.shape;
+    for (const Member& known : structure.members) {
+        if (known.name == name)
+            return known.shape;
     }
     return nullptr;
 }
@@ -141,11 +141,11 @@ Failure check(const Items::JsonValue& value, const Shape& shape, int levels)
                 return failure;
         }
     } else if (value.IsObject()) {
-        for (const auto& member : value.GetObject()) {
-            const Shape* const inner = shape.kind == Kind::Map ? shape.element : shapeOf(shape, textOf(member.name));
-            if (inner == nullptr || member.value.IsNull())
+        for (const auto& given : value.GetObject()) {
+            const Shape* const inner = shape.kind == Kind::Map ? shape.element : shapeOf(shape, textOf(given.name));
+            if (inner == nullptr || given.value.IsNull())
                 continue;
-            if (Failure failure = check(member.value, *inner, levels + 1))
+            if (Failure failure = check(given.value, *inner, levels + 1))
                 return failure;
         }
     }

@@ -15,8 +15,8 @@ class JsonMemory {
 public:
     static constexpr bool kNeedFree = true; // NOLINT(readability-identifier-naming)
 
-    void* Malloc(std::size_t size) { return size > 0 ? checked(std::malloc(size)) : nullptr; }
-    void* Realloc(void* memory, std::size_t /*oldSize*/, std::size_t newSize)
+    static void* Malloc(std::size_t size) { return size > 0 ? checked(std::malloc(size)) : nullptr; }
+    static void* Realloc(void* memory, std::size_t /*oldSize*/, std::size_t newSize)
     {
         if (newSize > 0)
             return checked(std::realloc(memory, newSize));

@@ -74,8 +74,8 @@ bool ItemReader::readNextPage()
         given_.clear();
         break;
     case Paging::Next::SamePage:
-        for (const QVariant& item : std::as_const(items_))
-            ++given_[Json::serialize(item)];
+        for (const QVariant& one : std::as_const(items_))
+            ++given_[Json::serialize(one)];
         break;
     }
     return readPage(pages_.body());

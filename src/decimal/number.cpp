@@ -181,28 +181,29 @@ std::string messageOf(Refusal refusal, std::string_view text)
 
 std::optional<Number> Number::parse(std::string_view text, Refusal* why)
 {
-    const bool isNegative = takeSign(&text);
+    const bool hasMinus = takeSign(&text);
     const std::size_t e = std::min(text.find_first_of("eE"), text.size());
-    const std::optional<long long> exponent = e == text.size() ? 0 : parseExponent(text.substr(e + 1));
-    const Digits digits = parseDigits(text.substr(0, e));
-    if (!exponent || !digits.isNumeric)
+    const std::optional<long long> power = e == text.size() ? 0 : parseExponent(text.substr(e + 1));
+    const Digits significand = parseDigits(text.substr(0, e));
+    if (!power || !significand.isNumeric)
         return refuse(Refusal::NotANumber, why);
-    if (digits.count == 0)
+    if (significand.count == 0)
         return Number();
-    const long long first = digits.first + *exponent;
+    const long long first = significand.first + *power;
     if (first > GreatestExponent)
         return refuse(Refusal::Overflow, why);
     if (first < LeastExponent)
         return refuse(Refusal::Underflow, why);
-    if (digits.count > MostDigits)
+    if (significand.count > MostDigits)
         return refuse(Refusal::TooManyDigits, why);
-    return fromDigits(isNegative, {digits.values.data(), digits.count}, static_cast<int>(first));
+    return fromDigits(hasMinus, {significand.values.data(), significand.count}, static_cast<int>(first));
 }
 
 std::optional<Number> Number::fromDigits(bool isNegative, std::string_view digits, int exponent)
 {
     if (digits.empty() || digits.size() > MostDigits || exponent < LeastExponent || exponent > GreatestExponent)
         return {};
+    // cppcheck-suppress danglingTemporaryLifetime ; a caller's temporary lives until this returns
     const bool areDigits = std::all_of(digits.begin(), digits.end(), [](char c) { return c >= 0 && c <= 9; });
     if (!areDigits || digits.front() == 0 || digits.back() == 0)
         return {};

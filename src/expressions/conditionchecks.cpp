@@ -3,7 +3,7 @@
 #include "items/base64.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 namespace Expressions {
 
@@ -20,10 +20,10 @@ struct Function {
     std::size_t operands;
     std::string_view types; // the API's names, each between blanks; empty for all
 };
-constexpr std::array Functions = {
-    Function{"attribute_exists", 1, ""}, Function{"attribute_not_exists", 1, ""},
-    Function{"attribute_type", 2, ""},   Function{"begins_with", 2, " S B "},
-    Function{"contains", 2, ""},         Function{"size", 1, " S B M L SS NS BS "},
+constexpr Function Functions[] = {
+    {"attribute_exists", 1, ""}, {"attribute_not_exists", 1, ""},
+    {"attribute_type", 2, ""},   {"begins_with", 2, " S B "},
+    {"contains", 2, ""},         {"size", 1, " S B M L SS NS BS "},
 };
 constexpr std::string_view OrderedTypes = " S N B ";
 constexpr std::string_view ContainingTypes = " S B L SS NS BS ";
@@ -57,9 +57,8 @@ std::string shown(const AttributeValue& value)
 
 void ConditionParser::checkFunction(std::string_view name, const std::vector<Operand>& operands)
 {
-    const auto* const function = std::find_if(Functions.begin(), Functions.end(),
-                                              [&](const Function& candidate) { return candidate.name == name; });
-    if (function == Functions.end()) {
+    const Function* const function = std::ranges::find(Functions, name, &Function::name);
+    if (function == std::end(Functions)) {
         const bool isForUpdates = std::ranges::find(UpdateFunctions, name) != std::end(UpdateFunctions);
         find(Fault::FunctionName, (isForUpdates ? "The function is not allowed in a condition expression; function: "
                                                 : "Invalid function name; function: ") +

@@ -106,7 +106,7 @@ bool Parser::parseElement(Path* path)
         return failSyntax();
     const std::string_view digits = tokens_.take().text;
     std::size_t index = 0;
-    const auto [end, code] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
+    const auto [rest, code] = std::from_chars(digits.data(), digits.data() + digits.size(), index);
     if (code != std::errc() || index > MostIndex)
         find(Fault::ListIndex, "List index is not within the allowable range; index: [" + std::string(digits) + "]");
     path->append(index);

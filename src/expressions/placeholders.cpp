@@ -62,13 +62,13 @@ bool Placeholders::readNames(const Items::JsonValue* json, Items::JsonError* err
         const std::string placeholder(textOf(definition.name));
         if (!definition.value.IsString())
             return failForForm(error, Member + " must contain strings; key: " + placeholder);
-        const std::string_view name = textOf(definition.value);
-        if (name.empty() || name.size() > MostNameBytes)
+        const std::string_view attribute = textOf(definition.value);
+        if (attribute.empty() || attribute.size() > MostNameBytes)
             return fail(error,
                         Member + " contains invalid value: " +
-                            (name.empty() ? "Empty attribute name" : "Attribute name is longer than 65535 bytes") +
+                            (attribute.empty() ? "Empty attribute name" : "Attribute name is longer than 65535 bytes") +
                             " for key " + placeholder);
-        defineName(placeholder, std::string(name));
+        defineName(placeholder, std::string(attribute));
     }
     return true;
 }
@@ -82,13 +82,13 @@ bool Placeholders::readValues(const Items::JsonValue* json, Items::JsonError* er
         return false;
     for (const auto& definition : json->GetObject()) {
         const std::string placeholder(textOf(definition.name));
-        Items::AttributeValue value;
-        if (!Items::readValue(definition.value, &value, error)) {
+        Items::AttributeValue defined;
+        if (!Items::readValue(definition.value, &defined, error)) {
             if (error->kind == Items::JsonError::Kind::Validation)
                 error->message = Member + " contains invalid value: " + error->message + " for key " + placeholder;
             return false;
         }
-        defineValue(placeholder, std::move(value));
+        defineValue(placeholder, std::move(defined));
     }
     return true;
 }
@@ -96,10 +96,10 @@ bool Placeholders::readValues(const Items::JsonValue* json, Items::JsonError* er
 std::size_t Placeholders::size() const
 {
     std::size_t bytes = 0;
-    for (const auto& [placeholder, name] : names_)
-        bytes += name.content.size();
-    for (const auto& [placeholder, value] : values_)
-        bytes += Items::sizeOf(*value.content);
+    for (const auto& [placeholder, definition] : names_)
+        bytes += definition.content.size();
+    for (const auto& [placeholder, definition] : values_)
+        bytes += Items::sizeOf(*definition.content);
     return bytes;
 }
 

@@ -167,9 +167,9 @@ bool Application::computeValues()
             removals_.push_back(&path);
     }
     const auto add = [&](const Update::Change& addition) { return computeAddition(addition); };
-    const auto remove = [&](const Update::Change& deletion) { return computeDeletion(deletion); };
+    const auto take = [&](const Update::Change& deletion) { return computeDeletion(deletion); };
     return std::all_of(update_.additions.begin(), update_.additions.end(), add) &&
-           std::all_of(update_.deletions.begin(), update_.deletions.end(), remove);
+           std::all_of(update_.deletions.begin(), update_.deletions.end(), take);
 }
 
 bool Application::checkPaths()

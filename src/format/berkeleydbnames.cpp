@@ -12,7 +12,7 @@ bool isInternal(std::string_view name)
 const char* refusal(std::string_view name)
 {
     const bool isReserved = name == ConfigFile || isInternal(name) || LogFiles::isTakenForOne(name);
-    return isReserved ? "DB_CONFIG, \"log.\" with digits, and names that begin with \"__db\" belong to Berkeley DB"
+    return isReserved ? R"(DB_CONFIG, "log." with digits, and names that begin with "__db" belong to Berkeley DB)"
                       : nullptr;
 }
 

@@ -26,9 +26,9 @@ bool endsLikeDataFile(std::string_view name)
 const char* componentRefusal(std::string_view name)
 {
     if (name.empty())
-        return "the table's name has an empty component (\"//\", or \"/\" at its end)";
+        return R"(the table's name has an empty component ("//", or "/" at its end))";
     if (name == "." || name == "..")
-        return "the table's name has a component \".\" or \"..\"";
+        return R"(the table's name has a component "." or "..")";
     if (const char* reason = BerkeleyDbNames::refusal(name))
         return reason;
     if (const char* reason = BackupNames::refusal(name))

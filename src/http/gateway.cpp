@@ -127,10 +127,10 @@ Answer Gateway::finish(const Operations::Operation& operation, ExchangeResult re
     case ExchangeResult::Done:
         break;
     }
-    Answer answer;
-    if (!translateReply(operation, reply, &answer))
+    Answer translated;
+    if (!translateReply(operation, reply, &translated))
         return errorAnswer(BadGateway, ErrorTypes::InternalServerError, "The server's reply has no status");
-    return answer;
+    return translated;
 }
 
 } // namespace Http

@@ -71,8 +71,8 @@ void PrometheusText::line(const char* suffix, const std::vector<Label>& labels, 
     head_.clear();
     text_ += name_ + suffix;
     const char* separator = "{";
-    for (const auto& [name, text] : labels) {
-        text_ += QByteArray(separator) + name + "=\"" + escaped(text) + '"';
+    for (const auto& [name, content] : labels) {
+        text_ += QByteArray(separator) + name + "=\"" + escaped(content) + '"';
         separator = ",";
     }
     text_ += labels.empty() ? " " : "} ";

@@ -41,6 +41,7 @@ std::size_t RequestParser::parse(std::string_view bytes)
     const bool hadHead = hasHead_;
     ErrorCode error;
     try {
+        // cppcheck-suppress knownConditionTrueFalse ; put() sets hasHead_
         while (!error && bytes.size() - taken >= leastPiece() && !isWhole() && hasHead_ == hadHead)
             taken += put(boost::asio::const_buffer(bytes.data() + taken, bytes.size() - taken), error);
     } catch (const std::bad_alloc&) {

@@ -117,9 +117,9 @@ bool PlainItem::append(std::string_view stored, const Item& keys, std::string* j
         return false;
     *json += '{';
     auto key = keys.begin();
-    std::string_view last;
     const char* begin = scanner.position(); // of the members that have not been appended
     if (!scanner.take("}")) {
+        std::string_view last;
         do {
             const char* const member = scanner.position();
             std::string_view name;

@@ -50,7 +50,7 @@ private:
             QString text;
             if (!readString(&text))
                 return false;
-            *value = std::move(text);
+            *value = text;
             return true;
         }
         case '{':

@@ -57,6 +57,7 @@ public:
 
     /** The current position: the first item if nothing has been read yet. */
     Iterator begin();
+    // Not static, as ends of ranges are not. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
     std::default_sentinel_t end() const { return {}; }
 
     /** The result of the latest request; a success at the end if all items were read. */

@@ -21,7 +21,7 @@ inline constexpr std::size_t LatencyClasses = LatencyBounds.size() + 1;
 
 constexpr std::size_t latencyClass(std::chrono::nanoseconds latency)
 {
-    const auto bound = std::lower_bound(LatencyBounds.begin(), LatencyBounds.end(), latency);
+    const auto* const bound = std::lower_bound(LatencyBounds.begin(), LatencyBounds.end(), latency);
     return static_cast<std::size_t>(bound - LatencyBounds.begin());
 }
 

@@ -121,6 +121,7 @@ void BDBIOMaster::endConnection(BDBReqHandler* handler)
     Connection ended; // destroyed without the lock
     const QMutexLocker locker(&connectionsMutex_);
     const auto found = connections_.find(handler);
+    // cppcheck-suppress unreadVariable ; what counts is when it is destroyed
     ended = std::move(found->second);
     connections_.erase(found);
 }

@@ -106,8 +106,8 @@ QVariantMap expectedAbsence()
 QVariantMap condition(const QString& comparison, const QStringList& keys)
 {
     QVariantList values;
-    for (const QString& key : keys)
-        values.append(stringValue(key));
+    for (const QString& text : keys)
+        values.append(stringValue(text));
     return {{u"ComparisonOperator"_s, comparison}, {u"AttributeValueList"_s, values}};
 }
 

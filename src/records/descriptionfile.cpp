@@ -6,6 +6,7 @@
 #include "storage/bdbenv.h"
 #include "storage/databasefiles.h"
 
+#include <algorithm>
 #include <vector>
 
 DatabaseRecord::Found Records::readDescriptionFile(const std::filesystem::path& file)
@@ -19,9 +20,7 @@ bool Records::hasDescriptionFile(BDBEnv* env, const QByteArray& filePart)
     std::vector<std::filesystem::path> directories;
     if (DatabaseFiles::findDirectories(env, &directories) != 0)
         return false;
-    for (const std::filesystem::path& directory : directories) {
-        if (readDescriptionFile(directory / filePart.toStdString()).value)
-            return true;
-    }
-    return false;
+    return std::any_of(directories.begin(), directories.end(), [&](const std::filesystem::path& directory) {
+        return readDescriptionFile(directory / filePart.toStdString()).value.has_value();
+    });
 }

@@ -57,6 +57,7 @@ public:
 
 private:
     /** The memory of one buffer: its own, which is usually on the stack, or an allocated block if needed. */
+    // cppcheck-suppress noConstructor ; the memory stays uninitialized: only what was written is read
     class Memory {
     public:
         /** Replaces the memory. Null when it cannot be allocated. */
@@ -74,7 +75,7 @@ private:
             void operator()(void* memory) const { std::free(memory); }
         };
 
-        char own_[SmallBytes]; // uninitialized: only what was written is read
+        char own_[SmallBytes];
         std::unique_ptr<char, Free> block_;
     };
 

@@ -37,7 +37,7 @@ inline constexpr int MostListedFiles = 100'000;
  *
  * 0 or an errno value, for the directory itself (see DatabaseFiles::findUnopened), or a Berkeley DB code.
  */
-[[nodiscard]] int listTables(TableContext& table, const QByteArray& directory, TableList* list);
+[[nodiscard]] int listTables(TableContext& context, const QByteArray& directory, TableList* list);
 
 } // namespace Records
 

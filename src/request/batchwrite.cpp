@@ -31,8 +31,8 @@ namespace {
 class Batch {
 public:
     /** `context` has opened the environment of `firstTable`. */
-    Batch(TableContext& context, const QVariantMap& tables, const QByteArray& firstTable)
-        : context_(context), tables_(tables), lastTable_(firstTable)
+    Batch(TableContext& context, const QVariantMap& tables, QByteArray firstTable)
+        : context_(context), tables_(tables), lastTable_(std::move(firstTable))
     {}
 
     /** One attempt. DB_LOCK_DEADLOCK: retry. */

@@ -9,6 +9,8 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <utility>
+
 /**
  * The members of a request's body. Those of usual JSON (see Json::findUsualMembers) remain text until they are needed:
  * for many short strings, their bytes suffice, and a tree costs several times as much as its text. Any other body is
@@ -18,7 +20,7 @@ class RequestBody {
 public:
     /** Without members. */
     RequestBody() = default;
-    RequestBody(const QVariantMap& tree) : tree_(tree) {}
+    explicit RequestBody(QVariantMap tree) : tree_(std::move(tree)) {}
 
     /**
      * Replaces the members with those of `text`; none if it is JSON other than an object. An object at `items` becomes

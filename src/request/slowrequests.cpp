@@ -105,7 +105,7 @@ void SlowRequests::setThreshold(std::chrono::milliseconds threshold)
     thresholdMs.store(threshold.count(), std::memory_order_relaxed);
 }
 
-void SlowRequests::report(SlowRequest request)
+void SlowRequests::report(const SlowRequest& request)
 {
     const auto leftOut = lineRate.take(request.time);
     latestOfAll.add(request);

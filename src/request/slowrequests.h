@@ -47,7 +47,7 @@ std::chrono::milliseconds threshold();
 void setThreshold(std::chrono::milliseconds threshold);
 
 /** Writes the line, unless there are too many, and keeps the request. */
-void report(SlowRequest request);
+void report(const SlowRequest& request);
 
 /** The latest ones, newest first. */
 std::vector<SlowRequest> latest();

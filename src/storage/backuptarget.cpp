@@ -165,9 +165,9 @@ bool BackupTarget::isInTheWay(const DatabaseFiles::ByName& databases) const
         const std::string first = name.substr(0, name.find('/'));
         if (earlier_.files.contains(name) || earlier_.files.contains(first))
             return false;
-        const fs::path path = path_ / (first != name && hasDirectory(first) ? name : first);
+        const fs::path obstacle = path_ / (first != name && hasDirectory(first) ? name : first);
         std::error_code error;
-        return fs::is_regular_file(path, error) || fs::is_directory(path, error);
+        return fs::is_regular_file(obstacle, error) || fs::is_directory(obstacle, error);
     });
 }
 

@@ -19,9 +19,8 @@ int BDBEnv::log_flush(const DbLsn* lsn)
 
 int BDBEnv::txn_checkpoint(u_int32_t kilobytes, u_int32_t minutes, u_int32_t flags)
 {
-    if (syncFailures_.any())
-        return EIO;
-    if (const int rc = DbEnv::txn_checkpoint(kilobytes, minutes, flags))
+    const int rc = syncFailures_.any() ? EIO : DbEnv::txn_checkpoint(kilobytes, minutes, flags);
+    if (rc != 0)
         return rc;
     if (syncFailures_.any()) // another's sync, after which those of the checkpoint seemed to succeed
         return EIO;

@@ -9,6 +9,7 @@
 #include "storage/logflusher.h"
 #include "storage/logpreparation.h"
 
+#include <array>
 #include <cerrno>
 #include <memory>
 
@@ -30,8 +31,8 @@ int BDBEnv::startThreads()
     statPrintThread_ = std::make_unique<BDBStatPrintThread>(this);
     cacheFlushThread_ = std::make_unique<BDBCacheFlushThread>(this);
     hotBackupThread_ = std::make_unique<BDBHotBackupThread>(this);
-    const MaintenanceThread* threads[] = {lockDetectThread_.get(), checkpointThread_.get(), statPrintThread_.get(),
-                                          cacheFlushThread_.get()};
+    const std::array<const MaintenanceThread*, 4> threads = {lockDetectThread_.get(), checkpointThread_.get(),
+                                                             statPrintThread_.get(), cacheFlushThread_.get()};
     for (const MaintenanceThread* thread : threads) {
         if (thread->state() == MaintenanceThread::Stopped)
             return EAGAIN; // an environment without its background threads is not opened
@@ -45,8 +46,8 @@ int BDBEnv::startThreads()
 void BDBEnv::stopThreads()
 {
     // There may be none, or only the first ones, if open() failed or ran out of memory.
-    MaintenanceThread* threads[] = {checkpointThread_.get(), lockDetectThread_.get(), statPrintThread_.get(),
-                                    cacheFlushThread_.get()};
+    const std::array<MaintenanceThread*, 4> threads = {checkpointThread_.get(), lockDetectThread_.get(),
+                                                       statPrintThread_.get(), cacheFlushThread_.get()};
     // Stop all of them before waiting for the first.
     for (MaintenanceThread* thread : threads) {
         if (thread != nullptr)

@@ -18,13 +18,14 @@ enum BDBObjectType : int {
  */
 class BDBObject {
 public:
+    BDBObject(const BDBObject&) = delete;
+    BDBObject& operator=(const BDBObject&) = delete;
+
     virtual int type() const = 0;
 
 protected:
     BDBObject() = default;
     ~BDBObject() = default;
-    BDBObject(const BDBObject&) = delete;
-    BDBObject& operator=(const BDBObject&) = delete;
 };
 
 #endif

@@ -7,6 +7,7 @@
 #include <QMutex>
 #include <QString>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -72,12 +73,10 @@ public:
     /** Whether `matches` one of the objects of a type. The caller holds the mutex. */
     template <typename Matches> bool anyObject(int type, Matches&& matches) const
     {
-        for (const auto& slot : objects_) {
+        return std::any_of(objects_.begin(), objects_.end(), [&](const auto& slot) {
             BDBObject* const object = slot.load(std::memory_order_acquire);
-            if (object != nullptr && object->type() == type && matches(object))
-                return true;
-        }
-        return false;
+            return object != nullptr && object->type() == type && matches(object);
+        });
     }
 
     QMutex& mutex() const { return mutex_; }

@@ -136,7 +136,7 @@ private:
     }
 
     /** 0 for what the walk only counts. */
-    int orCounted(int rc)
+    int orCounted(int rc) const
     {
         if (rules_.unreadable == nullptr || isOutOfDescriptors(rc))
             return rc;

@@ -33,6 +33,7 @@ template <typename Attempt, typename Warn>
     constexpr int RandomMask = 0x7fff; // 15 bits: a pause is at most 32767 ms
 
     for (int backoff = 1;;) {
+        // Only to keep victims apart. NOLINTNEXTLINE(cert-msc30-c,cert-msc50-cpp)
         const int delay = std::rand() & RandomMask & (backoff - 1);
         if (delay > 0) {
             const Metrics::LockWait wait;

@@ -104,7 +104,7 @@ int EnvironmentCopy::planOrigin()
 int EnvironmentCopy::planFiles()
 {
     bool grown = !begun_;
-    for (const auto& [name, path] : databases_) {
+    for (const auto& [name, source] : databases_) {
         std::error_code error;
         if (planned_.files.contains(name))
             continue;
@@ -124,10 +124,10 @@ int EnvironmentCopy::copyDatabases()
     if (const int rc = planFiles())
         return rc;
     directories_.clear();
-    for (const auto& [name, path] : databases_) {
+    for (const auto& [name, source] : databases_) {
         if (list_.files.contains(name))
             continue;
-        if (const int rc = copyDatabase(name, path))
+        if (const int rc = copyDatabase(name, source))
             return rc;
     }
     for (const fs::path& directory : directories_) {
@@ -139,7 +139,7 @@ int EnvironmentCopy::copyDatabases()
 
 int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& source)
 {
-    const fs::path copy = target_.path() / name;
+    const fs::path target = target_.path() / name;
     std::error_code error;
     if (const int rc = makeDirectoriesFor(name))
         return rc;
@@ -152,14 +152,14 @@ int EnvironmentCopy::copyDatabase(const std::string& name, const fs::path& sourc
         return 0; // it was being created, and its transaction was aborted
     if (rc != 0)
         return rc;
-    if (const int failure = Base::syncToDisk(copy))
+    if (const int failure = Base::syncToDisk(target))
         return failure;
     Checksum checksum;
     BackupList::File file;
-    file.size = fs::file_size(copy, error);
+    file.size = fs::file_size(target, error);
     if (error)
         return error.value();
-    if (const int failure = checksum.addFile(copy, 0, file.size))
+    if (const int failure = checksum.addFile(target, 0, file.size))
         return failure;
     file.checksum = checksum.value();
     list_.files.emplace(name, file);

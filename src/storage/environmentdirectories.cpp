@@ -101,18 +101,18 @@ std::vector<fs::path> EnvironmentDirectories::others() const
 
 int EnvironmentDirectories::check(int most, bool* hasLog, int* databases) const
 {
-    const fs::path home = home_.toStdString();
-    if (const int rc = EnvironmentFiles::checkWritable(home))
+    const fs::path homePath = home_.toStdString();
+    if (const int rc = EnvironmentFiles::checkWritable(homePath))
         return rc;
-    if (logs() != home) {
+    if (logs() != homePath) {
         if (const int rc = EnvironmentFiles::checkWritable(logs()))
             return rc;
     }
-    if (EnvironmentFiles::isUnfinishedCopy(home))
+    if (EnvironmentFiles::isUnfinishedCopy(homePath))
         return EBUSY; // it has only a part of the tables, and would look complete
     if (const int rc = EnvironmentFiles::findLogIn(logs(), hasLog))
         return rc;
-    std::vector<fs::path> directories{home};
+    std::vector<fs::path> directories{homePath};
     for (const QByteArray& directory : databases_) {
         if (directory != home_)
             directories.emplace_back(directory.toStdString());

@@ -55,7 +55,7 @@ private:
     void run();
     void append(UnflushedCommits commits) noexcept;
     int flushLog(std::unique_lock<std::mutex>& lock);
-    int settle(EnvironmentUse* use, int rc);
+    static int settle(EnvironmentUse* use, int rc);
 
     BDBEnv* const env_;
     const bool gathers_;

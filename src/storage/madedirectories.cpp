@@ -15,10 +15,11 @@ constexpr mode_t Mode = S_IRWXU; // as Berkeley DB would make them, see set_inte
 
 MadeDirectories::~MadeDirectories()
 {
-    for (auto directory = made_.crbegin(); directory != made_.crend(); ++directory) {
+    for (; !made_.empty(); made_.pop_back()) {
+        const char* const directory = made_.back().constData();
         Base::DirectoryLock lock; // an environment may be opening there
-        if (lock.lock(directory->constData()) == 0)
-            (void)::rmdir(directory->constData()); // fails if another request has created something in it
+        if (lock.lock(directory) == 0)
+            (void)::rmdir(directory); // fails if another request has created something in it
     }
 }
 

@@ -8,11 +8,13 @@
  *
  * Constructed from an environment: a commit returns when it is durable. Constructed from a request's use of one: a
  * commit returns immediately, and EnvironmentUse::unflushed() has what the reply must wait for. With `-n` neither
- * waits.
+ * waits. Converts implicitly, as either is a scope wherever one is asked for.
  */
 class TxnScope {
 public:
+    // cppcheck-suppress noExplicitConstructor ; see above
     TxnScope(BDBEnv* env) : env_(env) {}
+    // cppcheck-suppress noExplicitConstructor ; see above
     TxnScope(EnvironmentUse* use) : env_(use->env()), unflushed_(&use->unflushed()) {}
 
     BDBEnv* env() const { return env_; }

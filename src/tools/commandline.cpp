@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <utility>
+
 namespace Ctl {
 
 namespace {
@@ -24,8 +26,8 @@ std::unique_ptr<CLI::App> makeParser(const std::string& version, ServerAddress* 
 
 } // namespace
 
-CommandLine::CommandLine(const std::string& version, const ServerAddress& server)
-    : server_(server), parser_(makeParser(version, &server_)), commands_(allCommands(parser_.get()))
+CommandLine::CommandLine(const std::string& version, ServerAddress server)
+    : server_(std::move(server)), parser_(makeParser(version, &server_)), commands_(allCommands(parser_.get()))
 {
     parser_->require_subcommand(0, 1);
 }

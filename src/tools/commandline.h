@@ -15,7 +15,7 @@ namespace Ctl {
 class CommandLine {
 public:
     /** `version` is what --version prints, `server` has the defaults of the options. */
-    explicit CommandLine(const std::string& version, const ServerAddress& server = {});
+    explicit CommandLine(const std::string& version, ServerAddress server = {});
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;

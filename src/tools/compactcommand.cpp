@@ -96,7 +96,7 @@ int CompactCommand::compactTable(Session* session, const std::string& table, Siz
     return ExitOk;
 }
 
-int CompactCommand::compactFile(Session* session, const std::string& table, int partition, Sizes* sizes) const
+int CompactCommand::compactFile(Session* session, const std::string& table, int partition, Sizes* sizes)
 {
     constexpr std::chrono::milliseconds Pause{50};
     QVariantMap body = Bodies::table(QString::fromStdString(table));

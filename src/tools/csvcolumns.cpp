@@ -59,6 +59,7 @@ std::string CsvColumns::applyTypes()
     for (const std::string& word : types_) {
         QString type;
         const QString name = splitType(QString::fromStdString(word), u'=', &type);
+        // cppcheck-suppress knownConditionTrueFalse ; splitType() has set it
         if (type.isEmpty())
             return "--types: " + quoted(name) + " is not NAME=TYPE, with one of the types S, N, B, SS, NS and BS";
         const auto column =

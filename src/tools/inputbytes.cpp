@@ -51,7 +51,7 @@ InputBytes::Result InputBytes::read(QByteArray* bytes)
             return Result::Interrupted;
         bytes->resize(PieceSize);
         const ssize_t size = ::read(descriptor_, bytes->data(), static_cast<std::size_t>(PieceSize));
-        const int error = errno;
+        const int failure = errno;
         bytes->resize(size > 0 ? size : 0);
         position_ = 0;
         bytesRead_ += bytes->size();
@@ -59,8 +59,8 @@ InputBytes::Result InputBytes::read(QByteArray* bytes)
             return Result::Bytes;
         if (size == 0)
             return Result::End;
-        if (error != EINTR)
-            return fail(std::strerror(error));
+        if (failure != EINTR)
+            return fail(std::strerror(failure));
     }
 }
 

@@ -25,6 +25,7 @@ void addFormatOption(CLI::App* command, const std::vector<ItemFormat>& formats, 
                      ItemFormat* format)
 {
     std::vector<std::string> names;
+    names.reserve(formats.size());
     for (const ItemFormat one : formats)
         names.push_back(nameOf(one));
     const auto choose = [formats, format](const std::string& name) {

@@ -76,6 +76,7 @@ LineEditor::Result LineEditor::read(const std::string& prompt, std::string* line
     int size = 0;
     el_set(editor_, EL_PREP_TERM, 1); // el_gets() does so only after the prompt, when a Ctrl-C may already have arrived
     const char* text = el_gets(editor_, &size);
+    // cppcheck-suppress knownConditionTrueFalse ; onCancel() sets it during el_gets()
     if (cancelled_)
         return Result::Cancelled;
     if (text == nullptr || size <= 0)
@@ -106,7 +107,7 @@ unsigned char LineEditor::onComplete(editline* editor, int)
     }
     if (completion.words.empty())
         return CC_REFRESH_BEEP;
-    of(editor)->show(completion.words);
+    show(completion.words);
     return CC_REDISPLAY;
 }
 
@@ -124,7 +125,7 @@ char* LineEditor::onPrompt(editline* editor)
 }
 
 /** Below the line, in columns; the line is then drawn again. */
-void LineEditor::show(const std::vector<std::string>& words) const
+void LineEditor::show(const std::vector<std::string>& words)
 {
     int widest = 0;
     for (const std::string& word : words)

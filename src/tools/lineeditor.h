@@ -43,7 +43,7 @@ private:
     static unsigned char onComplete(editline* editor, int key);
     static unsigned char onCancel(editline* editor, int key);
     static char* onPrompt(editline* editor);
-    void show(const std::vector<std::string>& words) const;
+    static void show(const std::vector<std::string>& words);
 
     const Completer complete_;
     editline* editor_ = nullptr;

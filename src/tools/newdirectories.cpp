@@ -42,9 +42,8 @@ std::string NewDirectories::make(const fs::path& directory)
 
 void NewDirectories::removeEmpty()
 {
-    for (auto directory = made_.rbegin(); directory != made_.rend(); ++directory)
-        ::rmdir(directory->c_str()); // ignored: it is no longer empty, or an empty directory stays
-    made_.clear();
+    for (; !made_.empty(); made_.pop_back())
+        ::rmdir(made_.back().c_str()); // ignored: it is no longer empty, or an empty directory stays
 }
 
 } // namespace Ctl

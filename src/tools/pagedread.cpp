@@ -43,13 +43,13 @@ int PagedRead::run(const ServerAddress& server)
     if (const int code = prepare(&session))
         return code;
     int code = ExitOk;
-    const auto exchange = [&](const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply) {
+    const auto request = [&](const Operations::Operation& operation, const QVariantMap& body, QVariantMap* reply) {
         code = session.request(operation, body, reply);
         if (code == ExitErrorReply)
             code = complainOf(session, *reply);
         return code == ExitOk;
     };
-    Client::ItemReader reader(exchange, operation_, body_, options_.limit);
+    Client::ItemReader reader(request, operation_, body_, options_.limit);
     long long found = 0;
     while ((options_.max < 0 || found < options_.max) && reader.next()) {
         if (!filter_.matches(reader.item()))

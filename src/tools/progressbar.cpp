@@ -3,6 +3,7 @@
 #include "tools/messages.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace Ctl {
@@ -13,7 +14,7 @@ namespace {
 std::string duration(double seconds)
 {
     constexpr double Longest = 99 * 3600; // a longer estimate is meaningless
-    const auto whole = static_cast<int>(std::min(seconds, Longest) + 0.5);
+    const auto whole = static_cast<int>(std::lround(std::min(seconds, Longest)));
     char text[32];
     if (whole < 3600)
         std::snprintf(text, sizeof text, "%d:%02d", whole / 60, whole % 60);

@@ -159,13 +159,13 @@ std::string RestoreSteps::removeLogFrom(const LogScan::Position& cut)
 {
     std::error_code error;
     for (const auto& [number, file] : files_.logs) {
-        const fs::path log = home() / LogFiles::name(number);
+        const fs::path path = home() / LogFiles::name(number);
         if (number == cut.file)
-            fs::resize_file(log, cut.offset, error);
+            fs::resize_file(path, cut.offset, error);
         else if (number > cut.file)
-            fs::remove(log, error);
+            fs::remove(path, error);
         if (error)
-            return "cannot cut off " + log.string() + ": " + error.message();
+            return "cannot cut off " + path.string() + ": " + error.message();
     }
     return {};
 }

@@ -37,9 +37,9 @@ constexpr std::string_view Guard =
 bool isUnfinished(const fs::path& directory)
 {
     std::string text;
-    const bool isThere = Base::readFile(directory / GuardName, &text) == 0;
-    if (!isThere || text == Guard)
-        return isThere;
+    const bool hasGuard = Base::readFile(directory / GuardName, &text) == 0;
+    if (!hasGuard || text == Guard)
+        return hasGuard;
     std::error_code error;
     const auto entries = std::distance(fs::directory_iterator(directory, error), fs::directory_iterator());
     return !error && entries == 1 && Guard.starts_with(text);

@@ -97,6 +97,7 @@ Screen::Size Screen::size()
     return {80, 24};
 }
 
+// Not static, as there must be a screen. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 bool Screen::draw(const std::vector<std::string>& lines, const std::string& footer)
 {
     const auto [columns, height] = size();
@@ -107,12 +108,13 @@ bool Screen::draw(const std::vector<std::string>& lines, const std::string& foot
     return write(text.append(EraseLine));
 }
 
+// Not static, as there must be a screen. NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 int Screen::takeKey()
 {
     char key = 0;
-    const ssize_t size = ::read(STDIN_FILENO, &key, 1);
-    if (size != 1)
-        return size < 0 && (errno == EINTR || errno == EAGAIN) ? NoKey : Gone;
+    const ssize_t taken = ::read(STDIN_FILENO, &key, 1);
+    if (taken != 1)
+        return taken < 0 && (errno == EINTR || errno == EAGAIN) ? NoKey : Gone;
     if (key != '\033')
         return static_cast<unsigned char>(key);
     const std::string sequence = takeSequence();

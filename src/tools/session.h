@@ -11,13 +11,14 @@
 #include <QVariantMap>
 
 #include <string>
+#include <utility>
 
 namespace Ctl {
 
 /** The connection of a command that sends several requests. The first one opens it. */
 class Session {
 public:
-    explicit Session(const ServerAddress& server) : server_(server) {}
+    explicit Session(ServerAddress server) : server_(std::move(server)) {}
 
     /**
      * Returns ExitOk after a success reply, ExitErrorReply after an error reply, which the caller has to report, and

@@ -67,10 +67,10 @@ std::string Standby::begin(const fs::path& backup)
         return Interrupted;
     if (!error.empty())
         return error;
-    StandbyProgress progress;
-    progress.stage = StandbyProgress::Following;
-    progress.first = files.logs.begin()->first;
-    return target_.note(progress);
+    StandbyProgress start;
+    start.stage = StandbyProgress::Following;
+    start.first = files.logs.begin()->first;
+    return target_.note(start);
 }
 
 CatchUp Standby::catchUp(const fs::path& backup)
@@ -151,10 +151,10 @@ std::string Standby::switchOver(std::map<std::string, long long>* items)
 /** Runs recovery once more, and keeps the resulting log. */
 std::string Standby::takeLog()
 {
-    StandbyProgress progress = target_.progress();
-    if (progress.last == 0)
+    StandbyProgress reached = progress();
+    if (reached.last == 0)
         return target_.directory().string() + " has never caught up";
-    if (std::string error = apply(progress); !error.empty())
+    if (std::string error = apply(reached); !error.empty())
         return error;
     std::error_code failure;
     for (const std::uint32_t number : LogFiles::numbersIn(target_.directory())) // of an interrupted switch
@@ -166,8 +166,8 @@ std::string Standby::takeLog()
     }
     if (failure)
         return "cannot move the log files of " + target_.directory().string() + ": " + failure.message();
-    progress.stage = StandbyProgress::Switching;
-    return target_.note(progress);
+    reached.stage = StandbyProgress::Switching;
+    return target_.note(reached);
 }
 
 } // namespace Ctl

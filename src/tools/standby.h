@@ -52,7 +52,7 @@ public:
 
 private:
     std::string begin(const std::filesystem::path& backup);
-    std::string apply(const StandbyProgress& progress);
+    std::string apply(const StandbyProgress& after);
     std::string takeLog();
 
     StandbyTarget target_;

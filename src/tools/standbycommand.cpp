@@ -24,10 +24,10 @@ StandbyCommand::StandbyCommand(CLI::App* app)
                      "The backup directory, or a directory of dated copies; may be omitted with --switch")
         ->required();
     parser()->add_option("TARGETDIR", target_, "The directory of the standby; a new one must be empty or not exist");
-    CLI::Option* const follow = parser()->add_flag("--follow", follow_, "Continue until interrupted");
+    CLI::Option* const followFlag = parser()->add_flag("--follow", follow_, "Continue until interrupted");
     parser()
         ->add_flag("--switch", switch_, "Catch up one last time, then let servers open TARGETDIR")
-        ->excludes(follow);
+        ->excludes(followFlag);
 }
 
 int StandbyCommand::run(const ServerAddress&)

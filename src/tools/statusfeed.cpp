@@ -7,6 +7,7 @@
 #include "json/jsonreader.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <poll.h>
 
@@ -24,8 +25,8 @@ bool isReadable(int descriptor)
 
 } // namespace
 
-StatusFeed::StatusFeed(const ServerAddress& server, std::chrono::milliseconds interval)
-    : server_(server), interval_(interval), due_(Clock::now())
+StatusFeed::StatusFeed(ServerAddress server, std::chrono::milliseconds interval)
+    : server_(std::move(server)), interval_(interval), due_(Clock::now())
 {
     if (server_.timeout == 0)
         server_.timeout = Patience;

@@ -18,7 +18,7 @@ namespace Ctl {
 class StatusFeed {
 public:
     /** Sends the first request immediately, and then one at each interval. */
-    StatusFeed(const ServerAddress& server, std::chrono::milliseconds interval);
+    StatusFeed(ServerAddress server, std::chrono::milliseconds interval);
 
     /** The connection on which a reply is expected; -1 if none is. */
     int descriptor() const { return isAsked_ ? connection_.socketDescriptor() : -1; }

@@ -139,9 +139,9 @@ std::string TableDirectory::make()
         error = writeConfig();
     if (error.empty())
         return {};
-    for (auto path = made_.rbegin(); path != made_.rend(); ++path) {
+    for (; !made_.empty(); made_.pop_back()) {
         std::error_code ignored; // then an empty directory stays
-        fs::remove(*path, ignored);
+        fs::remove(made_.back(), ignored);
     }
     return error;
 }
@@ -152,11 +152,12 @@ std::string TableDirectory::makeDirectories()
     std::vector<fs::path> missing; // the innermost first
     for (fs::path path = path_; !isThere(path); path = path.parent_path())
         missing.push_back(path);
-    for (auto path = missing.rbegin(); path != missing.rend(); ++path) {
-        if (::mkdir(path->c_str(), *path == path_ ? DirectoryMode : 0777) != 0)
+    for (; !missing.empty(); missing.pop_back()) {
+        const fs::path& path = missing.back();
+        if (::mkdir(path.c_str(), path == path_ ? DirectoryMode : 0777) != 0)
             return withReason("cannot make " + given_, errno);
-        made_.push_back(*path);
-        if (const int error = Base::syncToDisk(path->parent_path()))
+        made_.push_back(path);
+        if (const int error = Base::syncToDisk(path.parent_path()))
             return withReason("cannot make " + given_, error);
     }
     return {};

@@ -33,6 +33,7 @@ void TerminalLine::show(const std::string& text)
     shown_ = this;
 }
 
+// Not const, as it changes the state that the object represents. NOLINTNEXTLINE(readability-make-member-function-const)
 void TerminalLine::end()
 {
     if (!isShown())

@@ -2,11 +2,10 @@
 
 #include <QList>
 
-#include <clocale>
 #include <cstdio>
 #include <cwchar>
 
-#include <locale.h>
+#include <locale.h> // of POSIX: newlocale(). NOLINT(modernize-deprecated-headers)
 
 namespace TerminalText {
 
@@ -62,9 +61,9 @@ std::string printable(std::string_view text)
         return printable(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
     std::string shown;
     for (const char byte : text) {
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(byte));
-        shown += static_cast<unsigned char>(byte) < 0x80 ? printable(QString(QLatin1Char(byte))) : escape;
+        char code[8];
+        std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(byte));
+        shown += static_cast<unsigned char>(byte) < 0x80 ? printable(QString(QLatin1Char(byte))) : code;
     }
     return shown;
 }

@@ -66,7 +66,7 @@ protected:
             result.isJson = Requests::run(request);
         } else if (QVariant tree; Json::parse(body, &tree)) {
             result.isJson = true;
-            request.parsedBody = tree.toMap();
+            request.parsedBody = RequestBody(tree.toMap());
             Requests::dispatch(request);
         }
         if (!result.isJson)

@@ -98,7 +98,7 @@ private:
         BDBObjTable connection(256);
         BDBRequest request(&registry_, &connection, 1024);
         request.operation = Operations::fullName(operation);
-        request.parsedBody = body;
+        request.parsedBody = RequestBody(body);
         if (onlyFind)
             request.table.onlyFind();
         Requests::dispatch(request);

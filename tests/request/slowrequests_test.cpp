@@ -150,7 +150,7 @@ protected:
         BDBObjTable connection(256);
         BDBRequest request(bench_.registry(), &connection, 1024);
         request.operation = Operations::fullName(operation);
-        request.parsedBody = body;
+        request.parsedBody = RequestBody(body);
         request.trace.emplace();
         Requests::dispatch(request);
         const RequestTrace& trace = *request.trace;

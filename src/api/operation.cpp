@@ -39,9 +39,9 @@ constexpr std::array Served{
 
 const Operation* findOperation(std::string_view name)
 {
-    const auto found =
+    const auto* const found =
         std::find_if(Served.begin(), Served.end(), [&](const Operation& served) { return served.name == name; });
-    return found != Served.end() ? &*found : nullptr;
+    return found != Served.end() ? found : nullptr;
 }
 
 } // namespace Api

@@ -28,16 +28,16 @@ public:
     Service& operator=(const Service&) = delete;
 
     /**
-     * `operation` is the name after the prefix, `host` the header of the client's request, `body` UTF-8. Waits for the
-     * server.
+     * `name` is the operation's after the prefix, `host` the header of the client's request, `body` UTF-8. Waits for
+     * the server.
      */
-    Reply answer(std::string_view operation, std::string_view host, const QByteArray& body);
+    Reply answer(std::string_view name, std::string_view host, const QByteArray& body);
 
     /**
      * The request, for a caller that does not wait for the server between its steps; null for an operation without
      * steps. `host` must outlive it.
      */
-    std::unique_ptr<Request> prepare(std::string_view operation, std::string_view host);
+    std::unique_ptr<Request> prepare(std::string_view name, std::string_view host);
 
 private:
     const Settings settings_;

@@ -63,7 +63,7 @@ struct TableFigures {
 namespace TableDescriptions {
 
 /** The range key's name on the server in a table with only a hash key. No attribute of an item can have this name. */
-inline constexpr std::string_view NoRangeName = "";
+inline constexpr std::string_view NoRangeName = ""; // not null. NOLINT(readability-redundant-string-init)
 
 /** The body of the server's CreateTable that stores the table. */
 std::string creation(const Table& table);

@@ -114,7 +114,8 @@ Failure updateItem(const Items::JsonValue& request, Context& context, JsonWriter
     StoredKey key;
     if (Failure failure = ItemKeys::ofKey(*table, keyAttributes, &key))
         return failure;
-    ItemUpdate change(*table, std::move(keyAttributes), parameters.update.value_or(Expressions::Update()),
+    Expressions::Update update = parameters.update.value_or(Expressions::Update());
+    ItemUpdate change(*table, std::move(keyAttributes), std::move(update),
                       WriteCondition(std::move(parameters), request));
     if (Failure failure = change.check())
         return failure;

@@ -4,7 +4,7 @@
 #include <compare>
 #include <optional>
 
-#include <string.h> // memmem()
+#include <string.h> // memmem(). NOLINT(modernize-deprecated-headers)
 
 namespace Expressions {
 

@@ -54,7 +54,8 @@ bool UpdateParser::parse(Update* update)
         return false;
     std::array<bool, Sections.size()> isUsed = {};
     do {
-        const auto section = std::ranges::find_if(Sections, [&](auto name) { return tokens().takeKeyword(name); });
+        const auto* const section =
+            std::ranges::find_if(Sections, [&](auto name) { return tokens().takeKeyword(name); });
         if (section == Sections.end())
             return failSyntax();
         bool& wasUsed = isUsed.at(static_cast<std::size_t>(section - Sections.begin()));

@@ -7,10 +7,8 @@
 
 #include <string>
 
-namespace Http {
-
 /** Responses in the API's format, with the headers that all of them have. */
-namespace ApiResponses {
+namespace Http::ApiResponses {
 
 Response of(Answer&& answer);
 /**
@@ -20,8 +18,6 @@ Response of(Answer&& answer);
 Response error(const RequestHead& head, int status, const char* type, const std::string& message);
 Response fault(const RequestHead& head, Fault fault);
 
-} // namespace ApiResponses
-
-} // namespace Http
+} // namespace Http::ApiResponses
 
 #endif

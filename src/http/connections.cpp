@@ -9,7 +9,7 @@ namespace Http {
 
 Connections::Place Connections::add(HttpConnection* connection)
 {
-    const Place place = active_.insert(active_.end(), connection);
+    const auto place = active_.insert(active_.end(), connection);
     figures_->open.add(1);
     figures_->accepted.add(1);
     return place;
@@ -76,7 +76,7 @@ void Connections::admitQueued()
 
 Connections::UntakenPlace Connections::enterUntaken(const Untaken& untaken)
 {
-    const UntakenPlace place = untaken_.insert(untaken_.end(), untaken);
+    const auto place = untaken_.insert(untaken_.end(), untaken);
     untakenBytes_ += untaken.bytes;
     while (untakenBytes_ > untakenLimit_ && untaken_.begin() != place)
         untaken_.front().connection->end(); // leaves

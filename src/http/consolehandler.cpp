@@ -32,9 +32,9 @@ constexpr std::array Allowed{
 const ConsoleOperation* operationOf(const RequestHead& head)
 {
     const std::string_view target = head.header("X-Amz-Target");
-    const auto found = std::find_if(Allowed.begin(), Allowed.end(),
-                                    [&](const auto& allowed) { return allowed.operation.isNamed(target); });
-    return found != Allowed.end() ? &*found : nullptr;
+    const auto* const found = std::find_if(Allowed.begin(), Allowed.end(),
+                                           [&](const auto& allowed) { return allowed.operation.isNamed(target); });
+    return found != Allowed.end() ? found : nullptr;
 }
 
 std::string_view tokenIn(const RequestHead& head)

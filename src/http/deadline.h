@@ -32,7 +32,8 @@ public:
     void cancel()
     {
         clear();
-        timer_.cancel();
+        ErrorCode ignored; // it does not fail; destructors call this
+        timer_.cancel(ignored);
     }
 
 private:

@@ -23,9 +23,9 @@ Answer errorAnswer(int status, const char* type, const QByteArray& message)
 /** The operation that a target names; null for unknown ones, which the server would answer as an internal failure. */
 const Operations::Operation* operationOf(std::string_view target)
 {
-    const auto found = std::find_if(Operations::Api.begin(), Operations::Api.end(),
-                                    [&](const auto& operation) { return operation.isNamed(target); });
-    return found != Operations::Api.end() ? &*found : nullptr;
+    const auto* const found = std::find_if(Operations::Api.begin(), Operations::Api.end(),
+                                           [&](const auto& operation) { return operation.isNamed(target); });
+    return found != Operations::Api.end() ? found : nullptr;
 }
 
 /** Parses as the server does. Returns false when the text is not JSON or not an object. */

@@ -31,6 +31,7 @@ LoopConnection::LoopConnection(const Executor& executor, Base::Descriptor connec
         descriptor_ = connected.release();
 }
 
+// Not const, as it changes the state that the object represents. NOLINTNEXTLINE(readability-make-member-function-const)
 bool LoopConnection::send(const QByteArray& bytes)
 {
     const auto size = static_cast<std::size_t>(bytes.size());

@@ -91,7 +91,8 @@ Fault RequestParser::faultOf(ErrorCode error, std::string_view rest) const
         return Fault::BodyBroken;
     if (error == http::error::bad_content_length || error == http::error::bad_transfer_encoding)
         return Fault::BadLength;
-    const bool endsNowhere = error == http::error::header_limit && rest.substr(0, limits_.line).find('\n') == rest.npos;
+    const bool endsNowhere =
+        error == http::error::header_limit && rest.substr(0, limits_.line).find('\n') == std::string_view::npos;
     if (!hasLine_ && (error == http::error::buffer_overflow || endsNowhere))
         return Fault::LineTooLong;
     return Fault::NotHttp;

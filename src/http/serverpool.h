@@ -8,6 +8,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace Http {
@@ -35,7 +36,7 @@ using Client::ExchangeResult;
  */
 class ServerPool {
 public:
-    ServerPool(const Upstream& upstream, int most) : upstream_(upstream), most_(most) {}
+    ServerPool(Upstream upstream, int most) : upstream_(std::move(upstream)), most_(most) {}
     ServerPool(const ServerPool&) = delete;
     ServerPool& operator=(const ServerPool&) = delete;
 

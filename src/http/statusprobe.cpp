@@ -10,8 +10,8 @@
 
 namespace Http {
 
-StatusProbe::StatusProbe(const Upstream& upstream, std::chrono::milliseconds limit)
-    : upstream_(upstream), limit_(limit), thread_([this] { work(); })
+StatusProbe::StatusProbe(Upstream upstream, std::chrono::milliseconds limit)
+    : upstream_(std::move(upstream)), limit_(limit), thread_([this] { work(); })
 {}
 
 StatusProbe::~StatusProbe()

@@ -29,7 +29,7 @@ public:
     using Done = std::function<void(const Result&)>;
 
     /** `limit` is how long connecting and answering may take together. */
-    StatusProbe(const Upstream& upstream, std::chrono::milliseconds limit);
+    StatusProbe(Upstream upstream, std::chrono::milliseconds limit);
     /** All requests must have been answered. */
     ~StatusProbe();
     StatusProbe(const StatusProbe&) = delete;

@@ -53,6 +53,7 @@ private:
     {
         for (std::size_t i = 0; i < found->size(); ++i) {
             const auto byte = static_cast<unsigned char>(bytes[i]);
+            // Other ways to write it are not compiled like that. NOLINTNEXTLINE(bugprone-narrowing-conversions)
             (*found)[i] |= static_cast<char>(byte < ' ' || byte == '"' || byte == '\\');
         }
     }

@@ -113,8 +113,8 @@ std::string encodeBinary(const std::string& bytes)
 
 std::optional<std::string> decodeBinary(std::string_view key)
 {
-    const std::size_t last = key.empty() ? key.npos : LastGroupBytes.find(key.back());
-    if (last == key.npos)
+    const std::size_t last = key.empty() ? std::string_view::npos : LastGroupBytes.find(key.back());
+    if (last == std::string_view::npos)
         return {};
     auto bytes = Base85::decode(key.substr(0, key.size() - 1));
     if (!bytes || bytes->size() < Base85::GroupBytes)

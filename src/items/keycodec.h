@@ -8,8 +8,6 @@
 #include <string>
 #include <string_view>
 
-namespace Items {
-
 /**
  * Encodes the values of a key attribute as the bytes of the server's hash and range keys. The bytes compare as the
  * values do, and decode(encode(value)) is the value. The bytes are stored: do not change them. Their grammar is in
@@ -19,7 +17,7 @@ namespace Items {
  * It returns keys only up to a byte 00, its descending walks begin below FF, and no walk reads a record key of more
  * than 4096 bytes. So no key has a byte 00 or begins with FF, and the longest keys are 2561 and 1281 bytes.
  */
-namespace KeyCodec {
+namespace Items::KeyCodec {
 
 /** Latin1: tables created through the API of 2011-12-05, whose keys are strings with a character for each byte. */
 enum class Form { String, Number, Binary, Latin1 };
@@ -28,7 +26,7 @@ inline constexpr std::size_t MostHashBytes = 2048; // of a value as the API coun
 inline constexpr std::size_t MostRangeBytes = 1024;
 
 /** The name and value of the range key in a table with only a hash key. No attribute of the API has that name. */
-inline constexpr std::string_view NoRangeName = "";
+inline constexpr std::string_view NoRangeName = ""; // not null. NOLINT(readability-redundant-string-init)
 inline constexpr std::string_view NoRange = "-";
 
 /** The type of a key attribute's values. */
@@ -60,8 +58,6 @@ std::string jsonText(std::string_view bytes);
 /** The reverse. Empty when the text is not UTF-8 or has a character above U+00FF. */
 std::optional<std::string> bytesOfJsonText(std::string_view utf8);
 
-} // namespace KeyCodec
-
-} // namespace Items
+} // namespace Items::KeyCodec
 
 #endif

@@ -11,7 +11,7 @@ import re
 import subprocess
 import sys
 
-OPERATION = re.compile(r'\b(?:Operation|Refusal)\{"(\w+)"')
+OPERATION = re.compile(r'^    (?:Operation)?\{"(\w+)", ', re.MULTILINE)
 ROW = re.compile(r"^\| (.*?) \| (.*?) ?\|$")
 PARAMETER = re.compile(r"`(\w+)`")
 

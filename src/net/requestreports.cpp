@@ -29,7 +29,7 @@ void Net::reportSlow(const BDBRequest& request, std::chrono::nanoseconds total, 
     slow.items = trace.items;
     slow.retries = trace.waits.retries;
     slow.peer = QString::fromStdString(peerName(socket));
-    SlowRequests::report(std::move(slow));
+    SlowRequests::report(slow);
 }
 
 void Net::reportFailure(const BDBRequest& request, const RequestSubject& subject, int socket)

@@ -84,7 +84,7 @@ int CompactCommand::findTables(Session* session, std::vector<std::string>* table
     return code;
 }
 
-int CompactCommand::compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line) const
+int CompactCommand::compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line)
 {
     constexpr int DataFiles = Partitions::Count;
     for (int partition = 0; partition < DataFiles && !Interruption::requested(); ++partition) {

@@ -28,7 +28,7 @@ private:
     };
 
     int findTables(Session* session, std::vector<std::string>* tables) const;
-    int compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line) const;
+    static int compactTable(Session* session, const std::string& table, Sizes* sizes, TerminalLine* line);
     static int compactFile(Session* session, const std::string& table, int partition, Sizes* sizes);
 
     std::string target_;

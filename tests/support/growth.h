@@ -5,6 +5,8 @@
 #include <chrono>
 #include <ctime>
 
+#include <malloc.h>
+
 /** The CPU time that `work` takes on this thread. */
 template <typename Work> std::chrono::nanoseconds processorTime(Work&& work)
 {
@@ -33,6 +35,11 @@ template <typename Work> [[nodiscard]] bool growsLinearly(int n, Work&& work)
 #else
     constexpr std::chrono::milliseconds FirstTouch(1); // of memory
 #endif
+    // Freed memory stays with the process: otherwise each try with the longer text has the system make its pages anew,
+    // which can take longer than all the rest.
+    constexpr int Kept = 32 * 1024 * 1024;
+    (void)mallopt(M_MMAP_THRESHOLD, Kept); // ignored, also below: without it a test can only fail
+    (void)mallopt(M_TRIM_THRESHOLD, Kept);
     auto small = std::chrono::nanoseconds::max();
     auto large = std::chrono::nanoseconds::max();
     for (int attempt = 0; attempt < Tries; ++attempt) {
